@@ -1,0 +1,42 @@
+# What every target of this project has in common, in one place.
+
+add_library(iptasks_flags INTERFACE)
+target_compile_options(iptasks_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Werror
+  $<$<COMPILE_LANGUAGE:CXX>:-Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align>
+  # The same figures on every machine: a fused multiply-add would round differently.
+  -ffp-contract=off)
+if(IPTASKS_SANITIZE)
+  target_compile_options(iptasks_flags INTERFACE
+    -fsanitize=${IPTASKS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(iptasks_flags INTERFACE -fsanitize=${IPTASKS_SANITIZE})
+endif()
+if(IPTASKS_COVERAGE)
+  target_compile_options(iptasks_flags INTERFACE --coverage)
+  target_link_options(iptasks_flags INTERFACE --coverage)
+endif()
+
+# add_family(name SOURCES file...): one folder of the package. The package's shared library links them all.
+function(add_family name)
+  cmake_parse_arguments(FAMILY "" "" "SOURCES" ${ARGN})
+  add_library(${name} OBJECT ${FAMILY_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/shared/ip/tcltasks)
+  target_link_libraries(${name} PRIVATE iptasks_flags PUBLIC iptasks_tcl kdi_common)
+endfunction()
+
+# add_platform_library(name SOURCES file... LINKS target...): one library below the package, replaceable on its own.
+function(add_platform_library name)
+  cmake_parse_arguments(LIB "" "" "SOURCES;LINKS" ${ARGN})
+  add_library(${name} SHARED ${LIB_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform/include)
+  target_link_libraries(${name} PRIVATE iptasks_flags ${LIB_LINKS})
+  iptasks_load_options(${name})
+  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endfunction()
+
+# A script loads the library for one short job, so loading it must cost next to nothing: calls inside a library are
+# bound when it is linked, and what it does not need is not pulled in.
+function(iptasks_load_options name)
+  target_compile_options(${name} PRIVATE -fvisibility-inlines-hidden)
+  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,--hash-style=gnu -Wl,-O1)
+endfunction()
