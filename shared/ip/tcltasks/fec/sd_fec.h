@@ -1,0 +1,31 @@
+// The FEC subsystem for a core that runs LDPC and Turbo. Each name is documented where it is declared.
+#pragma once
+
+#include "fec/base_matrix.h"
+#include "fec/code_config.h"
+#include "fec/core_config.h"
+#include "fec/encoder_check.h"
+#include "fec/fec_commands.h"
+#include "fec/fec_init.h"
+#include "fec/order_tables.h"
+#include "fec/perf_analyser.h"
+#include "fec/register_image.h"
+#include "fec/spec_reader.h"
+
+namespace sd_fec {
+
+#include "fec/names.inc"
+
+using turbo_config_t = fec::turbo_config_t;
+using fec::dict_to_turbo_config;
+using fec::gen_turbo_config;
+inline constexpr auto gen_turbo_params = fec::gen_turbo_params<variant>;
+
+namespace perf_analyser {
+
+/// The performance model: one for decoder and encoder codes.
+template <int>
+using ldpc = fec::perf_analyser::model<variant, variant::kDecoderDelay>;
+
+}  // namespace perf_analyser
+}  // namespace sd_fec
