@@ -1,0 +1,57 @@
+// Ratios of two pieces of work, measured so that they hold on a busy machine: both sides run in turn in one process,
+// and the figure is the median of the ratios of the pairs.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <vector>
+
+namespace bench {
+
+template <class Work>
+double seconds_of(Work&& work) {
+  const auto begin = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+inline double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const std::size_t middle = values.size() / 2;
+  return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+struct ratio_result {
+  double first;   ///< median seconds of the first side
+  double second;  ///< of the second side
+  double ratio;   ///< median of the ratios of the pairs
+};
+
+/// Runs `first` and `second` in turn, `pairs` times after one warm-up of each. Each returns the seconds it took.
+template <class First, class Second>
+ratio_result interleaved(int pairs, First first, Second second) {
+  first();
+  second();
+  std::vector<double> firsts, seconds, ratios;
+  for (int i = 0; i < pairs; ++i) {
+    firsts.push_back(first());
+    seconds.push_back(second());
+    ratios.push_back(firsts.back() / seconds.back());
+  }
+  return {median(firsts), median(seconds), median(ratios)};
+}
+
+/// Prints one row of the table and returns whether the ratio keeps its bar.
+inline bool print_row(char const* name, ratio_result const& result, double bar) {
+  const bool kept = result.ratio <= bar;
+  std::printf("%-58s %10.3f ms %10.3f ms %8.3f   <= %-5.2f %s\n", name, result.first * 1e3, result.second * 1e3,
+              result.ratio, bar, kept ? "ok" : "MISSED");
+  return kept;
+}
+
+inline void print_heading(char const* title) {
+  std::printf("\n%s\n%-58s %13s %13s %8s   %s\n", title, "", "first", "second", "ratio", "bar");
+}
+
+}  // namespace bench
