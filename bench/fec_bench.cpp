@@ -155,8 +155,8 @@ long child_peak_kib(Work work) {
 }
 
 void print_memory(Tcl_Interp* interp, Tcl_Obj* command, std::vector<std::string> const& texts) {
-  const auto largest = *std::max_element(texts.begin(), texts.end(),
-                                         [](auto const& a, auto const& b) { return a.size() < b.size(); });
+  const auto largest =
+      *std::max_element(texts.begin(), texts.end(), [](auto const& a, auto const& b) { return a.size() < b.size(); });
   const long idle = child_peak_kib([] {});
   const long one = child_peak_kib([&] { command_seconds(interp, command, {largest}); });
   std::printf("\nPeak memory of the largest of these codes: %ld KiB above the idle process (%ld KiB)\n", one - idle,
@@ -186,10 +186,13 @@ int main() {
   bench::print_heading("All 102 5G NR decoder codes (51 lifting sizes, both base graphs)");
   const auto parse = [&] { return parse_seconds(texts); };
   bool kept = bench::print_row("gen_ldpc_params / parse and walk of the same text by Tcl",
-                               bench::interleaved(kPairs, [&] { return command_seconds(interp, command, texts); }, parse),
+                               bench::interleaved(
+                                   kPairs, [&] { return command_seconds(interp, command, texts); }, parse),
                                3.0);
   kept &= bench::print_row("stall analysis / the same parse",
-                           bench::interleaved(kPairs, [&] { return stall_seconds(configs); }, parse), 0.05);
+                           bench::interleaved(
+                               kPairs, [&] { return stall_seconds(configs); }, parse),
+                           0.05);
   print_scaling();
 
   Tcl_DecrRefCount(command);

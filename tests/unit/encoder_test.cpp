@@ -1,11 +1,10 @@
 // The encoder's rule and the double-diagonal transform, proven by encoding: a random message is encoded by running the
 // compiled operations as the core would, and the result is checked against the matrix that the script gave.
-#include "fec/encoder_check.h"
-
 #include <gtest/gtest.h>
 
 #include <random>
 
+#include "fec/encoder_check.h"
 #include "fec/ldpc.h"
 #include "fec/sd_fec.h"
 #include "nr_code.h"
@@ -265,7 +264,9 @@ TEST(DoubleDiagonal, ReportsEachFaultOfTheDiagonal) {
     h[row] = {};
     for (auto const& op : ops) h[row].append(op.col, op.shift);
   };
-  EXPECT_EQ(findings_of([&](auto& h) { rebuilt(h, 1, {{0, 0}, {1, 0}, {2, 4}, {3, 0}}); }).at(1),
+  EXPECT_EQ(findings_of([&](auto& h) {
+              rebuilt(h, 1, {{0, 0}, {1, 0}, {2, 4}, {3, 0}});
+            }).at(1),
             "0 WARNING: Non-identity sub-matrix detected, row: 1 col: 2");
   EXPECT_EQ(findings_of([&](auto& h) {
               rebuilt(h, 1, {{0, 0}, {1, 0}, {3, 0}, {3, 0}});

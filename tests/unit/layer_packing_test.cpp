@@ -70,7 +70,8 @@ slow_group slow_place(std::vector<ldpc_code_element_t> const& list, std::size_t 
                       unsigned width) {
   slow_group group;
   group.lanes.assign(width, pad(0));
-  for (std::size_t i = position; i < position + size && i < list.size(); ++i) group.lanes[list[i].col % width] = list[i];
+  for (std::size_t i = position; i < position + size && i < list.size(); ++i)
+    group.lanes[list[i].col % width] = list[i];
   for (auto const& lane : group.lanes) group.occupied += lane.nop == 0;
   return group;
 }
@@ -141,10 +142,25 @@ slow_result slow_pack(code_config const& config, packing_rules rules) {
         while (group.occupied != w && w > 1) group = slow_place(list, position, --w, 4);
         wide4.insert(wide4.end(), group.lanes.begin(), group.lanes.end());
         switch (group.occupied) {
-          case 4: codes4.insert(codes4.end(), {0, 1, 1, 1}); position += 4; break;
-          case 3: codes4.insert(codes4.end(), {3, 1, 1}); count4 += 1; position += 3; break;
-          case 2: codes4.insert(codes4.end(), {2, 1}); count4 += 2; position += 2; break;
-          default: codes4.insert(codes4.end(), {1}); count4 += 3; position += 1; break;
+          case 4:
+            codes4.insert(codes4.end(), {0, 1, 1, 1});
+            position += 4;
+            break;
+          case 3:
+            codes4.insert(codes4.end(), {3, 1, 1});
+            count4 += 1;
+            position += 3;
+            break;
+          case 2:
+            codes4.insert(codes4.end(), {2, 1});
+            count4 += 2;
+            position += 2;
+            break;
+          default:
+            codes4.insert(codes4.end(), {1});
+            count4 += 3;
+            position += 1;
+            break;
         }
       }
       for (std::size_t position = 0; position < list.size();) {
@@ -266,8 +282,10 @@ TEST(LayerPacking, KeepsEveryOperationOnceAndIssuesDifferentBanksTogether) {
 
     if (rules.pf == 1) continue;
     ASSERT_EQ(config.qc.size() % rules.pf, 0U);
-    for (std::size_t i = 0; i < config.qc.size(); ++i)
-      if (config.qc[i].nop == 0) ASSERT_EQ(config.qc[i].col % rules.pf, i % rules.pf);
+    for (std::size_t i = 0; i < config.qc.size(); ++i) {
+      if (config.qc[i].nop != 0) continue;
+      ASSERT_EQ(config.qc[i].col % rules.pf, i % rules.pf);
+    }
   }
 }
 
@@ -310,16 +328,9 @@ TEST(LayerPacking, TriesNarrowerGroupsUntilTheLanesDiffer) {
   code_config config = one_layer({0, 1, 5, 2});  // lanes 0, 1, 1, 2
   config.compress_packing = 1;
   packing_rules rules;
-  rules.pf = 4;
-  rules.reorder_type = 2;
-  // The order table names other columns; with one bank per group the same grouping shows under the natural order.
-  rules.reorder_type = 0;
-  config.qc = one_layer({0, 1, 5, 2}).qc;
-  code_config single = config;
-  rules.pf = 1;
-  pack(single, rules);
+  pack(config, rules);
   std::vector<std::uint32_t> columns, codes;
-  for (auto const& op : single.qc) {
+  for (auto const& op : config.qc) {
     columns.push_back(op.col);
     codes.push_back(op.pack4);
   }

@@ -352,7 +352,8 @@ class compiler {
         if (const double work = config_.dc[other] * mv / pf + mv - 1; work > 0)
           stats_.stall_ratio_max = std::max(stats_.stall_ratio_max, ratio(config_.stall[layer], work));
     if (const double work = mv * stats_.dc_avg / pf; work > 0) stats_.stall_ratio_avg = ratio(stall.avg, work);
-    stats_.p_use = spec_.p / static_cast<double>(config_.mv * 128 / pf_);
+    const std::uint32_t lanes = config_.mv * 128 / pf_;
+    stats_.p_use = static_cast<double>(spec_.p) / lanes;
   }
 
   code_spec const& spec_;

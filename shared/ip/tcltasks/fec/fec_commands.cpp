@@ -59,7 +59,7 @@ std::string concat_msgs(std::vector<std::string> const& msgs) {
   return joined;
 }
 
-void uint_to_dict(Tcl_Interp* /*interp*/, Tcl_Obj* dict, std::string key, unsigned value) {
+void uint_to_dict(Tcl_Interp* /*interp*/, Tcl_Obj* dict, std::string const& key, unsigned value) {
   put(dict, key, new_uint(value));
 }
 

@@ -24,7 +24,7 @@ void config_gen_msg_handler(void* msgs, int severity, char const* text);
 std::string concat_msgs(std::vector<std::string> const& msgs);
 
 /// Puts `value` into the unshared dictionary `dict`.
-void uint_to_dict(Tcl_Interp* interp, Tcl_Obj* dict, std::string key, unsigned value);
+void uint_to_dict(Tcl_Interp* interp, Tcl_Obj* dict, std::string const& key, unsigned value);
 
 /// Appends one element {address data comment} to the unshared list `list` for each write, the numbers in decimal by
 /// their low 32 bits. Returns 0.

@@ -247,27 +247,29 @@ void pipeline::deliver_updates(unsigned long long before) {
 
 namespace {
 
-code_t run_alone(code_config config, model_traits const& traits, XLogger& logger) {
+// Runs one code through a model of its own and fills in its stall counts.
+void run_alone(code_config& config, model_traits const& traits, XLogger& logger) {
   pipeline model(traits, logger);
   code_t code;
   code.iterations = config.encode != 0 ? kEncoderIterations : kDecoderIterations;
-  code.config = std::move(config);
+  std::swap(code.config, config);
   model.add(std::move(code));
   while (model.finished().empty()) model.step();
-  return std::move(model.finished().front());
+  std::swap(config, model.finished().front().config);
 }
 
 }  // namespace
 
-std::vector<std::uint32_t> stall_counts(code_config const& config, model_traits const& traits, XLogger& logger) {
-  return run_alone(config, traits, logger).config.stall;
+std::vector<std::uint32_t> stall_counts(code_config config, model_traits const& traits, XLogger& logger) {
+  run_alone(config, traits, logger);
+  return std::move(config.stall);
 }
 
 template <class Variant>
 void calc_ldpc_stall(ldpc_code_config_t<Variant>& config, message_callback msg, void* ctx) {
   XLogger logger(msg, ctx);
-  const model_traits traits{config.encode != 0 ? Variant::kEncoderDelay : Variant::kDecoderDelay, Variant::kCapacities};
-  static_cast<code_config&>(config) = run_alone(std::move(config), traits, logger).config;
+  run_alone(config, {config.encode != 0 ? Variant::kEncoderDelay : Variant::kDecoderDelay, Variant::kCapacities},
+            logger);
 }
 
 template void calc_ldpc_stall(ldpc_code_config_t<sd_fec::variant>&, message_callback, void*);

@@ -170,7 +170,7 @@ class model : public pipeline {
 };
 
 /// Runs `config` through the model with the given delay and returns the stall count of each layer.
-std::vector<std::uint32_t> stall_counts(code_config const& config, model_traits const& traits, XLogger& logger);
+std::vector<std::uint32_t> stall_counts(code_config config, model_traits const& traits, XLogger& logger);
 
 /// Fills `config.stall`; all other fields come back unchanged. Reports go to `msg`, if it is not null, with severity 0.
 template <class Variant>

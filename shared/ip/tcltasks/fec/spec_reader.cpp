@@ -73,12 +73,12 @@ unsigned read_bool(Tcl_Obj* dict, dict_key const& key, unsigned& out, std::strin
 
 }  // namespace
 
-unsigned dict_to_uint(Tcl_Interp* /*interp*/, Tcl_Obj* dict, std::string key, unsigned& out, std::string& err,
+unsigned dict_to_uint(Tcl_Interp* /*interp*/, Tcl_Obj* dict, std::string const& key, unsigned& out, std::string& err,
                       bool required) {
   return read_uint(dict, dict_key(key), out, err, required);
 }
 
-unsigned dict_to_bool(Tcl_Interp* /*interp*/, Tcl_Obj* dict, std::string key, unsigned& out, std::string& err,
+unsigned dict_to_bool(Tcl_Interp* /*interp*/, Tcl_Obj* dict, std::string const& key, unsigned& out, std::string& err,
                       bool required) {
   return read_bool(dict, dict_key(key), out, err, required);
 }

@@ -16,11 +16,11 @@ namespace fec {
 
 /// Reads one integer from 0 to 4294967295; any number of that value will do, "3.0" and "3e2" among them.
 /// A key that is absent leaves `out` as it is, and is an error if `required`.
-unsigned dict_to_uint(Tcl_Interp* interp, Tcl_Obj* dict, std::string key, unsigned& out, std::string& err,
+unsigned dict_to_uint(Tcl_Interp* interp, Tcl_Obj* dict, std::string const& key, unsigned& out, std::string& err,
                       bool required);
 
 /// Reads one boolean, in any form that Tcl takes, and stores 0 or 1. A value that is no dictionary passes in silence.
-unsigned dict_to_bool(Tcl_Interp* interp, Tcl_Obj* dict, std::string key, unsigned& out, std::string& err,
+unsigned dict_to_bool(Tcl_Interp* interp, Tcl_Obj* dict, std::string const& key, unsigned& out, std::string& err,
                       bool required);
 
 /// Reads the options of a core. All keys are optional; width codes above 2 count as 2.

@@ -1,0 +1,47 @@
+#include "data_directory.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <vector>
+
+namespace kdi {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path library_directory() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<void const*>(&find_data_file), &info) == 0 || info.dli_fname == nullptr) return {};
+  std::error_code ignored;
+  return fs::weakly_canonical(info.dli_fname, ignored).parent_path();
+}
+
+std::vector<fs::path> data_roots() {
+  std::vector<fs::path> roots;
+  if (char const* const given = std::getenv("KDI_DATA_DIR")) {
+    std::istringstream list(given);
+    for (std::string root; std::getline(list, root, ':');)
+      if (!root.empty()) roots.emplace_back(root);
+  }
+  // <prefix>/lib or <prefix>/lib/<triplet>; and <source>/build/<preset>/lib
+  const fs::path library = library_directory();
+  roots.push_back(library / "../share/iptasks/data");
+  roots.push_back(library / "../../share/iptasks/data");
+  roots.push_back(library / "../../../data");
+  return roots;
+}
+
+}  // namespace
+
+std::string find_data_file(std::string const& name) {
+  for (fs::path const& root : data_roots()) {
+    std::error_code ignored;
+    if (fs::is_regular_file(root / name, ignored)) return (root / name).lexically_normal().string();
+  }
+  return {};
+}
+
+}  // namespace kdi

@@ -1,0 +1,7 @@
+// The platform's ordered sequence.
+#pragma once
+
+#include <vector>
+
+template <class T>
+using HSTVector = std::vector<T>;

@@ -1,0 +1,35 @@
+// The host's side of the message manager: where messages go, which channels are on, and the catalogue.
+//
+// Until a host adds a sink, messages go to standard error, one line each: `ERROR: [tcltasks 80-2] text`.
+// The environment variable KDI_MSG_CHANNELS (`channel=level`, separated by commas) switches channels on.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "common/ComMsgMgr.h"
+
+namespace message_host {
+
+using Sink = std::function<void(ComMsgMgrInstance const&)>;
+
+/// Adds a sink; from the first one on, standard error is left alone. Sinks are called in the order they were added, one
+/// message at a time. A sink that throws is passed over. Returns a number for remove_sink.
+int add_sink(Sink sink);
+void remove_sink(int number);
+
+/// A sink that appends one line for each message to the file `path`, which is created if need be.
+/// Throws std::runtime_error if it cannot be opened.
+Sink file_sink(std::string const& path);
+
+/// The line of a message: kind, category and number, text.
+std::string line_of(ComMsgMgrInstance const& message);
+
+/// Lets debug messages of `channel` pass up to `level`; a negative level switches it off.
+void set_channel(std::string const& channel, int level);
+
+/// Reads a catalogue in place of the one from the data directory. Throws std::runtime_error naming file, line and field
+/// of what is wrong; the catalogue in use then stays.
+void load_catalogue(std::string const& path);
+
+}  // namespace message_host

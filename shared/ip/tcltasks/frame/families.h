@@ -1,0 +1,31 @@
+// The command families and the two orders in which they come up and go down.
+//
+// A family is a namespace with init(Tcl_Interp*), which registers its commands and does nothing else, and uninit(). A new
+// family takes one line in each order. Families are called straight, one after the other: a table of pointers would have
+// to be relocated each time the library is loaded.
+#pragma once
+
+#include <tcl.h>
+
+#include "fec/fec_init.h"
+
+namespace frame {
+
+template <auto... Steps>
+struct sequence {
+  template <class... Args>
+  static void run(Args... args) {
+    (Steps(args...), ...);
+  }
+};
+
+using start_order = sequence<  //
+    sd_fec::init,              //
+    ldpc::init>;
+
+// Not the reverse of the start order, and not simply the same: clocking, once it is here, goes down after ldpc.
+using stop_order = sequence<  //
+    sd_fec::uninit,           //
+    ldpc::uninit>;
+
+}  // namespace frame

@@ -1,0 +1,131 @@
+#include "frame/mutils_util.h"
+
+#include <cctype>
+#include <cstdio>
+
+#include "common/HSTStringUtils.h"
+#include "frame/marshalling.h"
+
+namespace mutils::util {
+
+namespace lists = marshalling::lists;
+
+int set_tcl_error(Tcl_Interp* interp, std::string const& message) {
+  Tcl_SetObjResult(interp, lists::new_text(message));
+  return TCL_ERROR;
+}
+
+int set_tcl_result(Tcl_Interp* interp, std::string text) {
+  return lists::set_result(interp, lists::new_list(std::vector<std::string>{std::move(text)}));
+}
+
+int set_tcl_result(Tcl_Interp* interp, int number) { return set_tcl_result(interp, intToStr(number)); }
+
+int set_tcl_result(Tcl_Interp* interp, bool truth) {
+  return set_tcl_result(interp, std::string(truth ? "true" : "false"));
+}
+
+int set_tcl_result(Tcl_Interp* interp, ParamMap const& params) {
+  return lists::set_result(interp, lists::new_list(params));
+}
+
+int set_tcl_result(Tcl_Interp* interp, HSTVector<std::string> const& texts) {
+  return lists::set_result(interp, lists::new_list(texts));
+}
+
+int set_tcl_result(Tcl_Interp* interp, std::map<std::string, HSTVector<std::string>> const& values) {
+  HSTVector<std::string> flat;
+  for (auto const& [key, texts] : values) {
+    flat.push_back(key);
+    flat.insert(flat.end(), texts.begin(), texts.end());
+  }
+  return set_tcl_result(interp, flat);
+}
+
+std::string tcl2cpp(Tcl_Obj* obj) { return Tcl_GetString(obj); }
+std::string tcl2cppString(Tcl_Obj* obj) { return tcl2cpp(obj); }
+
+namespace {
+
+template <class Rename>
+ParamMap read_pairs(int objc, Tcl_Obj* const* objv, Rename rename) {
+  ParamMap params;
+  for (int i = 0; i + 1 < objc; i += 2) {
+    std::string name = tcl2cpp(objv[i]);
+    rename(name);
+    params[name] = tcl2cpp(objv[i + 1]);
+  }
+  return params;
+}
+
+bool is_pin_name(std::string const& word) {
+  for (char const* part : {"DQ[", "Address/Ctrl-", "D[", "Q[", "Q-"})
+    if (word.find(part) != std::string::npos) return true;
+  return false;
+}
+
+}  // namespace
+
+ParamMap tcl2cpp(int objc, Tcl_Obj* const* objv) {
+  return read_pairs(objc, objv, [](std::string& name) { HSTStringUtils::to_lower(name); });
+}
+
+ParamMap tcl2cppString(int objc, Tcl_Obj* const* objv) {
+  return read_pairs(objc, objv, [](std::string& name) {
+    for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  });
+}
+
+ParamMap tcl2cppWithExactKey(int objc, Tcl_Obj* const* objv) {
+  return read_pairs(objc, objv, [](std::string&) {});
+}
+
+std::vector<std::string> tcl2cpp(int& count, int objc, Tcl_Obj* const* objv) {
+  std::vector<std::string> words;
+  for (int i = 0; i < objc; ++i, ++count) words.push_back(tcl2cpp(objv[i]));
+  return words;
+}
+
+std::map<std::string, std::vector<std::string>> tcl2cpp(int objc, Tcl_Obj* const* objv, int& count) {
+  std::map<std::string, std::vector<std::string>> table;
+  std::string name;
+  std::vector<std::string> values;  // sic: a name that follows one value keeps that value for itself
+  int taken = 0;
+  for (int i = 0; i < objc; ++i) {
+    const std::string word = tcl2cpp(objv[i]);
+    ++count;
+    if (is_pin_name(word)) {
+      name = word;
+      taken = 0;
+      continue;
+    }
+    if (i == 0 || taken == 2) break;
+    values.push_back(word);
+    if (++taken == 2 && !name.empty()) {
+      table[name] = std::move(values);
+      values.clear();
+    }
+  }
+  return table;
+}
+
+std::string get(ParamMap const& params, char const* needle) {
+  const auto found = params.find(std::string("-") + needle);
+  if (found == params.end())
+    throw std::string("Internal Error: needle '") + needle + "' not passed from TCL to C++";
+  return found->second;
+}
+
+std::string intToStr(int number) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%d", number);
+  return text;
+}
+
+void ReplaceStringInPlace(std::string& subject, std::string const& search, std::string const& replace) {
+  if (search.empty()) return;  // would match everywhere, for ever
+  for (std::size_t at = subject.find(search); at != std::string::npos; at = subject.find(search, at + replace.size()))
+    subject.replace(at, search.size(), replace);
+}
+
+}  // namespace mutils::util

@@ -1,0 +1,60 @@
+// Marshalling of the memory commands. Other than in kelvane_config::util and zorvan::util, a script gets even a single
+// value as a list of one element, and words are read straight from the command's argument array, which the handler has
+// stripped of the command word.
+#pragma once
+
+#include <tcl.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "common/HSTVector.h"
+#include "common/KdiTypes.h"
+
+namespace mutils::util {
+
+/// Sets the bare text and returns TCL_ERROR.
+int set_tcl_error(Tcl_Interp* interp, std::string const& message);
+
+/// Each sets a list and returns TCL_OK: one element (a text, a decimal number, "true" or "false"), the names and values
+/// of a map, or the members of a vector.
+int set_tcl_result(Tcl_Interp* interp, std::string text);
+int set_tcl_result(Tcl_Interp* interp, int number);
+int set_tcl_result(Tcl_Interp* interp, bool truth);
+int set_tcl_result(Tcl_Interp* interp, ParamMap const& params);
+int set_tcl_result(Tcl_Interp* interp, HSTVector<std::string> const& texts);
+
+/// Sets one single flat list: a key, its values, the next key. Scripts know the keys and tell the values apart by them.
+int set_tcl_result(Tcl_Interp* interp, std::map<std::string, HSTVector<std::string>> const& values);
+
+/// A bare character pointer would turn into the boolean.
+int set_tcl_result(Tcl_Interp* interp, char const* text) = delete;
+
+/// The text of `obj`. Both names do the same.
+std::string tcl2cpp(Tcl_Obj* obj);
+std::string tcl2cppString(Tcl_Obj* obj);
+
+/// The words as pairs of a name and a value, later ones replacing earlier ones; a name without a value at the end is
+/// dropped. The first two take names without regard to case and store them in lower case.
+ParamMap tcl2cpp(int objc, Tcl_Obj* const* objv);
+ParamMap tcl2cppString(int objc, Tcl_Obj* const* objv);
+ParamMap tcl2cppWithExactKey(int objc, Tcl_Obj* const* objv);
+
+/// All words; `count` goes up by one for each.
+std::vector<std::string> tcl2cpp(int& count, int objc, Tcl_Obj* const* objv);
+
+/// A pin table: each pin name (a word that holds "DQ[", "Address/Ctrl-", "D[", "Q[" or "Q-") takes the next two words;
+/// the third word in a row that is no name ends the table. `count` goes up by one for each word looked at, the one that
+/// ended the table included.
+std::map<std::string, std::vector<std::string>> tcl2cpp(int objc, Tcl_Obj* const* objv, int& count);
+
+/// The value of the option "-needle". Throws a std::string if it was not given.
+std::string get(ParamMap const& params, char const* needle);
+
+std::string intToStr(int number);
+
+/// Replaces every `search` by `replace`, going on behind what was inserted. An empty `search` replaces nothing.
+void ReplaceStringInPlace(std::string& subject, std::string const& search, std::string const& replace);
+
+}  // namespace mutils::util
