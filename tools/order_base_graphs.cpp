@@ -425,9 +425,9 @@ void load_order(order_problem& problem, std::string const& path) {
   if (rows.size() != problem.rows.size()) throw std::runtime_error(path + ": wrong number of rows");
   for (std::size_t row = 0; row < rows.size(); ++row) {
     const columns_t& expected = problem.rows[row];
-    const bool begins = std::equal(expected.begin(), expected.begin() + problem.first_free[row], rows[row].begin(),
-                                   rows[row].begin() + std::min<std::ptrdiff_t>(problem.first_free[row],
-                                                                                std::ssize(rows[row])));
+    const bool begins =
+        std::equal(expected.begin(), expected.begin() + problem.first_free[row], rows[row].begin(),
+                   rows[row].begin() + std::min<std::ptrdiff_t>(problem.first_free[row], std::ssize(rows[row])));
     const bool ends = problem.fixed_tail == 0 || (!rows[row].empty() && rows[row].back() == expected.back());
     if (!begins || !ends || !std::is_permutation(expected.begin(), expected.end(), rows[row].begin(), rows[row].end()))
       throw std::runtime_error(path + ": line " + std::to_string(row + 1) + " is no order of its row");

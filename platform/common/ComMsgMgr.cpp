@@ -129,8 +129,8 @@ std::string print_value(std::string const& conversion, Value value) {
 // Formats one conversion and takes its argument.
 std::string print_next(std::string const& conversion, arguments& args) {
   const char type = conversion.back();
-  const auto longs = static_cast<int>(conversion.find("ll") != std::string::npos ? 2
-                                      : conversion.find_first_of("lzjt") != std::string::npos);
+  const auto longs = static_cast<int>(
+      conversion.find("ll") != std::string::npos ? 2 : conversion.find_first_of("lzjt") != std::string::npos);
   switch (type) {
     case 'd':
     case 'i':

@@ -77,8 +77,8 @@ message_catalogue read_message_catalogue(std::string const& path) {
   };
   json entries;
   try {
-    entries = json::parse(counting_iterator(text.data(), &line),
-                          counting_iterator(text.data() + text.size(), &line), note_entries);
+    entries = json::parse(counting_iterator(text.data(), &line), counting_iterator(text.data() + text.size(), &line),
+                          note_entries);
   } catch (json::parse_error const& error) {
     throw std::runtime_error(path + ": line " + std::to_string(line) + ": " + error.what());
   }

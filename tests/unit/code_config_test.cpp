@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -111,7 +112,9 @@ TEST(CodeConfig, LeavesStatisticsOfNothingAtTheirStart) {
 TEST(CodeConfig, TakesAnAbsentColumnAsDegreeZeroWithoutLayingColumnsOut) {
   const auto result = compile(code(4294967295, 0, 1, {{0, 1, 2, 4294967294}}));
   EXPECT_EQ(result.stats.dv_min, 0U);
-  EXPECT_EQ(result.texts.at(2), "1ERROR: Column 3: DV == 0, variable node degree must be >= 1.");
+  EXPECT_NE(std::find(result.texts.begin(), result.texts.end(),
+                      "1ERROR: Column 3: DV == 0, variable node degree must be >= 1."),
+            result.texts.end());
 }
 
 TEST(CodeConfig, RefusesTooManyRowsBeforeLayingThemOut) {

@@ -1,8 +1,8 @@
 // The command families and the two orders in which they come up and go down.
 //
-// A family is a namespace with init(Tcl_Interp*), which registers its commands and does nothing else, and uninit(). A new
-// family takes one line in each order. Families are called straight, one after the other: a table of pointers would have
-// to be relocated each time the library is loaded.
+// A family is a namespace with init(Tcl_Interp*), which registers its commands and does nothing else, and uninit(). A
+// new family takes one line in each order. Families are called straight, one after the other: a table of pointers would
+// have to be relocated each time the library is loaded.
 #pragma once
 
 #include <tcl.h>

@@ -13,8 +13,8 @@ namespace frame {
 
 inline constexpr char const* kMessageCategory = "tcltasks";
 
-/// Runs `body`, the whole of a handler. An exception goes to the message manager and the command fails; the interpreter's
-/// result stays as it was (sic: Tcl sees the error code alone, and scripts do not look for a text).
+/// Runs `body`, the whole of a handler. An exception goes to the message manager and the command fails; the
+/// interpreter's result stays as it was (sic: Tcl sees the error code alone, and scripts do not look for a text).
 template <class Body>
 int report_to_message_manager(Body body) {
   const auto send = [](char const* format, auto... arguments) {

@@ -1,5 +1,5 @@
-// Marshalling of the newer processing-system and hard-IP commands: the shared functions, a fourth pair of arguments, flat
-// lists, integers, and parameter values that hold a dictionary of their own.
+// Marshalling of the newer processing-system and hard-IP commands: the shared functions, a fourth pair of arguments,
+// flat lists, integers, and parameter values that hold a dictionary of their own.
 #pragma once
 
 #include <list>

@@ -103,9 +103,7 @@ int set_tcl_error(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], std::vect
   return fail_with_words(interp, objc, objv, lists::new_list(messages));
 }
 
-int set_tcl_error(Tcl_Interp* interp, char const* message) {
-  return fail_with(interp, Tcl_NewStringObj(message, -1));
-}
+int set_tcl_error(Tcl_Interp* interp, char const* message) { return fail_with(interp, Tcl_NewStringObj(message, -1)); }
 
 int set_tcl_error(Tcl_Interp* interp, RawResult const& results, ParamMap const& errors) {
   Tcl_Obj* list = Tcl_NewListObj(0, nullptr);

@@ -111,8 +111,7 @@ std::map<std::string, std::vector<std::string>> tcl2cpp(int objc, Tcl_Obj* const
 
 std::string get(ParamMap const& params, char const* needle) {
   const auto found = params.find(std::string("-") + needle);
-  if (found == params.end())
-    throw std::string("Internal Error: needle '") + needle + "' not passed from TCL to C++";
+  if (found == params.end()) throw std::string("Internal Error: needle '") + needle + "' not passed from TCL to C++";
   return found->second;
 }
 
