@@ -150,6 +150,7 @@ void pipeline::run_layer(code_t& code) {
     logger_.signal("minsum_stall", start, stall);
     logger_.signal("minsum_active", start + stall, length);
     logger_.signal("soupd_active", soupd_end_ - length, length);
+    logger_.signal("total_stall_cycles", last_cycle, total_stall_ += stall);
   }
   now_ = last_cycle + 1;
   end_layer(code, static_cast<unsigned>(stall), last_cycle);

@@ -151,6 +151,7 @@ class pipeline {
   unsigned long long soupd_end_ = 0;  // first cycle in which the soupd stage can take a layer
   unsigned long long iteration_start_ = 0;
   double average_iteration_ = 0;
+  unsigned long long total_stall_ = 0;  // as traced
   std::deque<code_t> input_;   // waiting outside
   std::deque<code_t> active_;  // memory reserved; the first one is in the minsum stage
   std::deque<code_t> output_;
