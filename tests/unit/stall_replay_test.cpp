@@ -28,10 +28,12 @@ void prove(fec::code_spec const& plain, tally& count) {
   fec::ldpc_code_config_t<Variant> config;
   fec::ldpc_code_stats_t<Variant> stats;
   std::string reports;
-  const auto keep_analyser = [](void* all, int, char const* text) {
-    if (std::string(text).rfind(" WARNING: ", 0) == 0) *static_cast<std::string*>(all) += text;
+  const auto keep_doubts = [](void* all, int, char const* text) {
+    const std::string report = text;
+    if (report.find("Stall change") != std::string::npos || report.find("Out of range") != std::string::npos)
+      *static_cast<std::string*>(all) += report;
   };
-  fec::gen_ldpc_code_config(spec, config, stats, keep_analyser, &reports, Variant::kMinSlots, false);
+  fec::gen_ldpc_code_config(spec, config, stats, keep_doubts, &reports, Variant::kMinSlots, false);
   if (!stats.enc_ok && !stats.dec_ok) {
     ++count.refused;
     return;
