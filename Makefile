@@ -1,0 +1,72 @@
+# The two commands that matter: `make demo` and `make check`. Both install what they need and build what they run.
+# IPTASKS_NO_INSTALL=1 leaves the machine's packages alone.
+
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 1800
+COVERAGE_BAR ?= 95
+SOURCES = $(shell git ls-files '*.cpp' '*.h' '*.c')
+
+.PHONY: help packages release demo check bench fuzz coverage orders format lint install clean
+
+help:
+	@echo "demo      compile two 5G NR codes into register writes, in a plain tclsh"
+	@echo "check     all tests, optimised and under sanitizers, and two minutes of fuzzing"
+	@echo "bench     the benchmarks, each with its bar"
+	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS))"
+	@echo "coverage  line coverage of the package, at least COVERAGE_BAR ($(COVERAGE_BAR)) %"
+	@echo "orders    find the processing orders of the base graphs anew"
+	@echo "format    lay out all C and C++ sources;  lint: check layout and run clang-tidy"
+	@echo "install   into PREFIX ($(PREFIX));  clean: remove the build folder"
+
+packages:
+ifndef IPTASKS_NO_INSTALL
+	@./tools/install_packages.sh
+endif
+
+build/%/build.ninja: CMakePresets.json CMakeLists.txt
+	cmake --preset $* >/dev/null
+
+release: packages build/release/build.ninja
+	cmake --build --preset release
+
+demo: release
+	tclsh examples/demo.tcl build/release/lib build/demo
+
+check: packages build/release/build.ninja build/asan/build.ninja build/fuzz/build.ninja
+	cmake --build --preset release
+	cmake --build --preset asan
+	cmake --build --preset fuzz
+	ctest --preset release
+	ctest --preset asan
+	ctest --preset fuzz
+
+bench: release
+	cmake --build --preset release --target bench
+
+fuzz: packages build/fuzz/build.ninja
+	cmake --build --preset fuzz
+	mkdir -p build/fuzz/corpus
+	build/fuzz/bin/fuzz_gen_ldpc_params -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/gen_ldpc_params.dict \
+	  build/fuzz/corpus tests/fuzz/corpus
+
+coverage: packages build/coverage/build.ninja
+	cmake --build --preset coverage
+	find build/coverage -name '*.gcda' -delete
+	ctest --preset coverage
+	gcovr --root . --filter 'shared/' --filter 'platform/' --fail-under-line $(COVERAGE_BAR) build/coverage
+
+orders: release
+	build/release/bin/order_base_graphs data
+
+format:
+	clang-format -i $(SOURCES)
+
+lint: release
+	clang-format --dry-run -Werror $(SOURCES)
+	clang-tidy --quiet -p build/release $(filter shared/%.cpp platform/%.cpp,$(SOURCES))
+
+install: release
+	cmake --install build/release --prefix $(PREFIX)
+
+clean:
+	rm -rf build
