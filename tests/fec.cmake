@@ -1,6 +1,7 @@
 add_unit_test(code_config_test LABELS fec)
 add_unit_test(encoder_test LABELS fec)
 add_unit_test(golden_test LABELS "fec;golden")
+add_unit_test(image_decode_test LABELS fec)
 add_unit_test(layer_packing_test LABELS fec)
 add_unit_test(perf_analyser_test LABELS fec)
 add_unit_test(register_image_test LABELS fec)
