@@ -1,0 +1,54 @@
+# A base matrix as plain text into the dictionary of gen_ldpc_params.
+#
+#   source import_base_matrix.tcl
+#   sd_fec::gen_ldpc_params [qc::from_base_matrix $text 24 -kb 12]
+#
+# or: tclsh import_base_matrix.tcl FILE P ?option value ...?     prints the dictionary
+#
+# The text has one line for each block row, one shift for each block column, separated by blanks or commas. -1, . and -
+# mean no circulant; 3+7 means two circulants. What follows a # is a comment. Options: see qc_sizes.tcl.
+
+source [file join [file dirname [file normalize [info script]]] qc_sizes.tcl]
+
+proc qc::from_base_matrix {text p args} {
+  check_p $p
+  set sm {}
+  set row 0
+  set width {}
+  set number 0
+  foreach line [split $text \n] {
+    incr number
+    set entries [regexp -all -inline {[^\s,;]+} [regsub {#.*} $line {}]]
+    if {[llength $entries] == 0} continue
+    if {$width eq {}} { set width [llength $entries] }
+    if {[llength $entries] != $width} {
+      error "line $number has [llength $entries] columns, and the lines before it have $width"
+    }
+    set col 0
+    foreach entry $entries {
+      if {$entry ni {-1 . -}} {
+        set shifts [split $entry +]
+        foreach shift $shifts {
+          if {!([string is integer -strict $shift] && $shift >= 0 && $shift < $p)} {
+            error "line $number, column [expr {$col + 1}]: \"$entry\" is no shift from 0 to [expr {$p - 1}]\
+              (a table for another P is reduced modulo P first)"
+          }
+        }
+        lappend sm [dict create row $row col $col shift $shifts]
+      }
+      incr col
+    }
+    incr row
+  }
+  if {$row == 0} { error "the text holds no matrix" }
+  code $row $width $p $sm {*}$args
+}
+
+if {[info exists argv0] && [file normalize $argv0] eq [file normalize [info script]]} {
+  if {[llength $argv] < 2} {
+    puts stderr "usage: tclsh import_base_matrix.tcl FILE P ?-kb columns? ?-k bits? ?-punctured columns? ?-n bits?"
+    exit 2
+  }
+  set file [open [lindex $argv 0]]
+  puts [qc::from_base_matrix [read $file] {*}[lrange $argv 1 end]]
+}

@@ -1,0 +1,58 @@
+# The sizes of an imported quasi-cyclic code, and the traps in them. Used by the two importers.
+#
+# What a matrix file says is its columns, its rows and, with P, the shifts. What gen_ldpc_params wants beside them is N
+# and K in bits, and this is where people trip:
+#
+#   - N counts every column of the matrix. If some columns are punctured (never transmitted), the codeword on the air is
+#     shorter than N, but the decoder still has the columns. Do not give the transmitted length as N: say how many
+#     columns are punctured with -punctured, and the transmitted length, if you want it checked, with -n.
+#   - K is not Kb. K is in bits, Kb in block columns: K = Kb x P. -kb takes columns and -k bits; a -k that is smaller than
+#     P is almost surely a Kb, and is refused with that hint.
+#   - Without either, K is taken as N - M, M being the rows: right for a matrix of full rank, as nearly all are.
+
+namespace eval qc {}
+
+# The dictionary of a code. `rows` and `columns` are those of the base matrix, `sm_array` its elements. Options: -kb
+# columns, -k bits, -punctured columns, -n transmitted bits; all further words are keys and values of the dictionary.
+proc qc::code {rows columns p sm_array args} {
+  set options {-kb {} -k {} -punctured 0 -n {}}
+  while {[string match -* [lindex $args 0]]} {
+    set args [lassign $args option value]
+    if {![dict exists $options $option]} { error "unknown option $option: use -k, -kb, -n or -punctured" }
+    if {!([string is integer -strict $value] && $value >= 0)} { error "$option takes a number from 0, not \"$value\"" }
+    dict set options $option $value
+  }
+  set n [expr {$columns * $p}]
+  set k [size_of_information $rows $columns $p [dict get $options -kb] [dict get $options -k]]
+  check_transmitted $columns $p [dict get $options -punctured] [dict get $options -n]
+  dict merge [dict create n $n k $k p $p sm_array $sm_array] $args
+}
+
+proc qc::size_of_information {rows columns p kb k} {
+  if {$kb ne {} && $k ne {} && $kb * $p != $k} {
+    error "-kb $kb and -k $k do not agree: with P $p, Kb $kb means K [expr {$kb * $p}]"
+  }
+  if {$k ne {}} {
+    if {$k < $p} { error "-k is in bits, and $k is less than one block of P $p: did you mean -kb $k, K [expr {$k * $p}]?" }
+    if {$k % $p != 0} { error "K $k is no multiple of P $p: pad the information to whole blocks" }
+    set kb [expr {$k / $p}]
+  }
+  if {$kb eq {}} { set kb [expr {$columns - $rows}] }
+  if {$kb < 1 || $kb >= $columns} {
+    error "Kb $kb does not fit a matrix of $columns columns and $rows rows: give -kb"
+  }
+  expr {$kb * $p}
+}
+
+proc qc::check_transmitted {columns p punctured n} {
+  if {$punctured >= $columns} { error "$punctured punctured columns leave nothing of $columns" }
+  set sent [expr {($columns - $punctured) * $p}]
+  if {$n ne {} && $n != $sent} {
+    error "a codeword of $n bits on the air does not fit: $columns columns of P $p with $punctured punctured are $sent\
+      bits. N is the full [expr {$columns * $p}] in any case"
+  }
+}
+
+proc qc::check_p {p} {
+  if {!([string is integer -strict $p] && $p >= 2 && $p <= 512)} { error "P is a number from 2 to 512, not \"$p\"" }
+}

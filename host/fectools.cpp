@@ -1,0 +1,249 @@
+// libkdi_fectools.so: commands around the FEC subsystem that are not part of the package's own set.
+//
+//   fectools::decode_image CORE WRITES ?ENCODER_SLOTS?     -> dictionary of named fields
+//   fectools::list_image CORE WRITES ?ENCODER_SLOTS?       -> readable listing
+//   fectools::diff_images CORE LEFT RIGHT                  -> list of differing fields
+//   fectools::schedule_report CORE RESULT ?option value ...?  -> HTML page
+//
+// CORE is sd_fec or ldpc, WRITES a list of {address data comment}, RESULT the whole result of gen_ldpc_params. Options:
+// -code NAME (default: the first), -clock MHZ, -iterations N, -title TEXT, -compare RESULT (the same code otherwise).
+#include <tcl.h>
+
+#include <cmath>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "fec/image_decode.h"
+#include "fec/variants.h"
+#include "frame/tcl_command.h"
+#include "schedule_report.h"
+
+namespace {
+
+using fec::value_of;
+
+// A fault in what a script gave; becomes the command's error.
+using bad_input = std::invalid_argument;
+
+std::vector<Tcl_Obj*> elements_of(Tcl_Obj* list, char const* what) {
+  int count = 0;
+  Tcl_Obj** elements = nullptr;
+  if (Tcl_ListObjGetElements(nullptr, list, &count, &elements) != TCL_OK)
+    throw bad_input(std::string(what) + " is no list");
+  return {elements, elements + count};
+}
+
+Tcl_Obj* entry_of(Tcl_Obj* dict, std::string const& key, char const* what) {
+  const tcl::ObjRef name(tcl::new_string(key));
+  Tcl_Obj* value = nullptr;
+  if (Tcl_DictObjGet(nullptr, dict, name.get(), &value) != TCL_OK)
+    throw bad_input(std::string(what) + " is no dictionary");
+  if (value == nullptr) throw bad_input(std::string(what) + " has no \"" + key + "\"");
+  return value;
+}
+
+std::uint64_t uint_of(Tcl_Obj* object, char const* what) {
+  Tcl_WideInt value = 0;
+  if (Tcl_GetWideIntFromObj(nullptr, object, &value) != TCL_OK || value < 0)
+    throw bad_input(std::string(what) + " \"" + Tcl_GetString(object) + "\" is no unsigned integer");
+  return static_cast<std::uint64_t>(value);
+}
+
+template <class Variant>
+std::vector<fec::phy_trans_t<Variant>> writes_of(Tcl_Obj* list) {
+  std::vector<fec::phy_trans_t<Variant>> writes;
+  for (Tcl_Obj* element : elements_of(list, "the list of writes")) {
+    const std::vector<Tcl_Obj*> words = elements_of(element, "a write");
+    if (words.size() < 2) throw bad_input("a write needs an address and data");
+    writes.push_back({uint_of(words[0], "the address"), uint_of(words[1], "the data"), ""});
+  }
+  return writes;
+}
+
+std::map<unsigned, fec::code_hint> encoder_slots(Tcl_Obj* list) {
+  std::map<unsigned, fec::code_hint> hints;
+  for (Tcl_Obj* slot : elements_of(list, "the list of encoder slots"))
+    hints[static_cast<unsigned>(uint_of(slot, "the slot"))].encode = true;
+  return hints;
+}
+
+// Calls `body` with the description of the core that `name` names.
+template <class Body>
+auto with_core(Tcl_Obj* name, Body body) {
+  const std::string core = Tcl_GetString(name);
+  if (core == sd_fec::variant::kName) return body(sd_fec::variant{});
+  if (core == ldpc::variant::kName) return body(ldpc::variant{});
+  throw bad_input("no core \"" + core + "\": use sd_fec or ldpc");
+}
+
+fec::decoded_image decode(Tcl_Obj* core, Tcl_Obj* writes, std::map<unsigned, fec::code_hint> const& hints = {}) {
+  return with_core(core, [&]<class Variant>(Variant) { return fec::decode_image(writes_of<Variant>(writes), hints); });
+}
+
+void put(Tcl_Obj* dict, std::string_view key, Tcl_Obj* value) {
+  const tcl::ObjRef name(tcl::new_string(key));
+  Tcl_DictObjPut(nullptr, dict, name.get(), value);
+}
+
+Tcl_Obj* fields_dict(fec::named_values const& values) {
+  Tcl_Obj* dict = Tcl_NewDictObj();
+  for (fec::named_value const& one : values)
+    put(dict, one.name, Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(one.value)));
+  return dict;
+}
+
+template <class Members, class Make>
+Tcl_Obj* list_of(Members const& members, Make make) {
+  Tcl_Obj* list = Tcl_NewListObj(0, nullptr);
+  for (auto const& member : members) Tcl_ListObjAppendElement(nullptr, list, make(member));
+  return list;
+}
+
+Tcl_Obj* texts_list(std::vector<std::string> const& texts) {
+  return list_of(texts, [](std::string const& text) { return tcl::new_string(text); });
+}
+
+Tcl_Obj* code_dict(fec::decoded_code const& code) {
+  Tcl_Obj* dict = fields_dict(code.fields);
+  put(dict, "scale", list_of(code.scale, [](std::uint32_t scale) { return Tcl_NewWideIntObj(scale); }));
+  put(dict, "layers", list_of(code.layers, [](fec::decoded_layer const& layer) {
+        Tcl_Obj* one = fields_dict(layer.fields);
+        put(one, "operations", list_of(layer.operations, fields_dict));
+        return one;
+      }));
+  return dict;
+}
+
+int usage(Tcl_Interp* interp, Tcl_Obj* const objv[], char const* words) {
+  Tcl_WrongNumArgs(interp, 1, objv, words);
+  return TCL_ERROR;
+}
+
+fec::decoded_image image_words(int objc, Tcl_Obj* const objv[]) {
+  return decode(objv[1], objv[2], objc == 4 ? encoder_slots(objv[3]) : std::map<unsigned, fec::code_hint>{});
+}
+
+int decode_image_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc != 3 && objc != 4) return usage(interp, objv, "core writes ?encoderSlots?");
+  const fec::decoded_image image = image_words(objc, objv);
+  Tcl_Obj* codes = Tcl_NewDictObj();
+  for (auto const& [slot, code] : image.codes) put(codes, std::to_string(slot), code_dict(code));
+  Tcl_Obj* result = Tcl_NewDictObj();
+  put(result, "core", fields_dict(image.core));
+  put(result, "codes", codes);
+  put(result, "faults", texts_list(image.faults));
+  return tcl::succeed(interp, result);
+}
+
+int list_image_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc != 3 && objc != 4) return usage(interp, objv, "core writes ?encoderSlots?");
+  return tcl::succeed(interp, tcl::new_string(fec::list_image(image_words(objc, objv))));
+}
+
+int diff_images_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc != 4) return usage(interp, objv, "core left right");
+  return tcl::succeed(interp, texts_list(fec::diff_images(decode(objv[1], objv[2]), decode(objv[1], objv[3]))));
+}
+
+// ------------------------------------------------------------------------------------------------ schedule report
+
+// The slot of the code `name` in a result; its first code if there is no name. Leaves the name in `name`.
+unsigned slot_of(Tcl_Obj* result, std::optional<std::string>& name) {
+  Tcl_Obj* const config = entry_of(result, "config", "the result");
+  const std::vector<Tcl_Obj*> words = elements_of(config, "the part \"config\"");
+  for (std::size_t i = 0; i + 1 < words.size(); i += 2) {
+    const std::string key = Tcl_GetString(words[i]);
+    if (name && *name != key) continue;
+    name = key;
+    return static_cast<unsigned>(i / 2);
+  }
+  throw bad_input(name ? "the result has no code \"" + *name + "\"" : "the result has no code");
+}
+
+template <class Variant>
+host::report_code code_of(Tcl_Obj* result, std::optional<std::string> name) {
+  const unsigned slot = slot_of(result, name);
+  Tcl_Obj* const config = entry_of(entry_of(result, "config", "the result"), *name, "the part \"config\"");
+  const auto number = [config](char const* key) {
+    return static_cast<unsigned>(uint_of(entry_of(config, key, "the code"), key));
+  };
+  host::report_code code;
+  code.name = *name;
+  code.core = Variant::kName;
+  code.encode = number("dec_OK") == 0;
+  code.n = number("n");
+  code.k = number("k");
+  code.p = number("p");
+  code.delay = code.encode ? Variant::kEncoderDelay : Variant::kDecoderDelay;
+  code.width = number("no_packing") != 0 ? 1 : fec::num_parallel_P(code.p);
+
+  const std::map<unsigned, fec::code_hint> hints{{slot, {code.encode}}};
+  const fec::decoded_image image =
+      fec::decode_image(writes_of<Variant>(entry_of(result, "transactions", "the result")), hints);
+  const auto found = image.codes.find(slot);
+  if (found == image.codes.end()) throw bad_input("the writes do not hold the code \"" + *name + "\"");
+  if (!image.faults.empty()) throw bad_input("the writes are no whole image: " + image.faults.front());
+  const unsigned mv = (code.p + 127) / 128;
+  for (fec::decoded_layer const& layer : found->second.layers) {
+    host::report_layer& row = code.layers.emplace_back();
+    row.stall = static_cast<unsigned>(value_of(layer.fields, "stall"));
+    row.cycles = static_cast<unsigned>(value_of(layer.fields, "cpld") + 1) * mv;
+    row.slots = static_cast<unsigned>(layer.operations.size());
+    row.is_extra = value_of(layer.fields, "extra_layer") != 0;
+    for (fec::named_values const& op : layer.operations)
+      if (value_of(op, "nop") == 0)
+        row.operations.push_back(
+            {static_cast<unsigned>(value_of(op, "col")), static_cast<unsigned>(value_of(op, "shift"))});
+  }
+  return code;
+}
+
+double positive(Tcl_Obj* object, char const* what) {
+  double value = 0;
+  if (Tcl_GetDoubleFromObj(nullptr, object, &value) != TCL_OK || !(value > 0) || !std::isfinite(value))
+    throw bad_input(std::string(what) + " \"" + Tcl_GetString(object) + "\" is no number above 0");
+  return value;
+}
+
+int schedule_report_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc < 3 || objc % 2 == 0) return usage(interp, objv, "core result ?option value ...?");
+  host::report_options options;
+  std::optional<std::string> name;
+  Tcl_Obj* compared = nullptr;
+  for (int i = 3; i < objc; i += 2) {
+    const std::string option = Tcl_GetString(objv[i]);
+    if (option == "-code")
+      name = Tcl_GetString(objv[i + 1]);
+    else if (option == "-clock")
+      options.clock_mhz = positive(objv[i + 1], "the clock");
+    else if (option == "-iterations")
+      options.iterations = static_cast<unsigned>(std::min(positive(objv[i + 1], "the number of iterations"), 1e6));
+    else if (option == "-title")
+      options.title = Tcl_GetString(objv[i + 1]);
+    else if (option == "-compare")
+      compared = objv[i + 1];
+    else
+      throw bad_input("unknown option \"" + option + "\": use -clock, -code, -compare, -iterations or -title");
+  }
+  if (options.iterations == 0) throw bad_input("the number of iterations is below 1");
+  const host::report_code code =
+      with_core(objv[1], [&]<class Variant>(Variant) { return code_of<Variant>(objv[2], name); });
+  if (compared != nullptr)
+    options.compared =
+        with_core(objv[1], [&]<class Variant>(Variant) { return code_of<Variant>(compared, std::nullopt); });
+  return tcl::succeed(interp, tcl::new_string(host::schedule_report(code, options)));
+}
+
+}  // namespace
+
+/// Found by Tcl's `load`.
+extern "C" int Kdi_fectools_Init(Tcl_Interp* interp) {
+  tcl::register_command<decode_image_cmd>(interp, "fectools::decode_image");
+  tcl::register_command<list_image_cmd>(interp, "fectools::list_image");
+  tcl::register_command<diff_images_cmd>(interp, "fectools::diff_images");
+  tcl::register_command<schedule_report_cmd>(interp, "fectools::schedule_report");
+  return TCL_OK;
+}
