@@ -72,8 +72,8 @@ constexpr char const* kStyle = R"(
 body { font: 15px/1.5 "Helvetica Neue", Helvetica, Arial, sans-serif; color: var(--ink); background: #fff; max-width: 1080px; margin: 2.5rem auto; padding: 0 1.5rem; }
 h1 { font-size: 1.7rem; margin: 0 0 .2rem; } h2 { font-size: 1.15rem; margin: 2.4rem 0 .5rem; }
 p.lead { color: var(--quiet); margin: 0 0 1.4rem; }
-.figures { display: grid; grid-template-columns: repeat(auto-fit, minmax(150px, 1fr)); gap: 1px; background: var(--rule); border: 1px solid var(--rule); }
-.figures div { background: #fff; padding: .65rem .8rem; } .figures b { display: block; font-size: 1.3rem; font-weight: 600; font-variant-numeric: tabular-nums; } .figures span { color: var(--quiet); font-size: .82rem; }
+.figures { display: grid; grid-template-columns: repeat(auto-fit, minmax(150px, 1fr)); gap: 1px; padding: 1px; }
+.figures div { box-shadow: 0 0 0 1px var(--rule); padding: .65rem .8rem; } .figures b { display: block; font-size: 1.3rem; font-weight: 600; font-variant-numeric: tabular-nums; } .figures span { color: var(--quiet); font-size: .82rem; }
 svg { display: block; max-width: 100%; height: auto; } svg text { font-size: 10px; fill: var(--quiet); } text.end { text-anchor: end; } text.mid { text-anchor: middle; }
 line { stroke: var(--rule); stroke-width: 1; } line.strong { stroke: #9aa6b5; }
 rect.frame { fill: #fafbfc; stroke: var(--rule); } rect.info { fill: var(--work); } rect.parity { fill: var(--parity); } rect.work { fill: var(--work); } rect.stall { fill: var(--stall); } rect.update { fill: var(--update); opacity: .55; } rect.band { fill: #f5f7f9; }

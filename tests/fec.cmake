@@ -10,3 +10,7 @@ add_tcl_test(fec_core LABELS fec)
 add_tcl_test(fec_ldpc LABELS fec)
 add_tcl_test(examples LABELS "fec;examples")
 add_tcl_test(fectools LABELS "fec;host")
+add_unit_test(order_tables_test LABELS fec)
+add_test(NAME tools.order_tables_are_current
+  COMMAND order_base_graphs --check ${PROJECT_SOURCE_DIR}/data)
+set_tests_properties(tools.order_tables_are_current PROPERTIES LABELS "fec;tools" TIMEOUT 300)
