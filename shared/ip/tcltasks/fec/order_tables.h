@@ -5,8 +5,8 @@
 // so that layers wait as little as possible (docs/order-of-base-graphs.md).
 //
 // BG2 is held once for each number of information columns Kb (10, 9, 8, 6), since the columns are renumbered when
-// information columns are taken out. The tables for the encoder (ENC_) describe the matrix after its double diagonal has
-// been rewritten, so they have four rows more, and each row ends with its parity column.
+// information columns are taken out. The tables for the encoder (ENC_) describe the matrix after its double diagonal
+// has been rewritten, so they have four rows more, and each row ends with its parity column.
 //
 // A short row is filled out with 0, and in BG2KB10P128 with 240, an empty slot. The values are data files under
 // data/ldpc/order, compiled in.

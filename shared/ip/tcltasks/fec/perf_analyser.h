@@ -152,8 +152,8 @@ class pipeline {
   unsigned long long iteration_start_ = 0;
   double average_iteration_ = 0;
   unsigned long long total_stall_ = 0;  // as traced
-  std::deque<code_t> input_;   // waiting outside
-  std::deque<code_t> active_;  // memory reserved; the first one is in the minsum stage
+  std::deque<code_t> input_;            // waiting outside
+  std::deque<code_t> active_;           // memory reserved; the first one is in the minsum stage
   std::deque<code_t> output_;
   memory_use occupancy_{};
   std::deque<update_report> updates_;                       // reports of the soupd stage that are not due yet, in order
