@@ -36,9 +36,9 @@ check: packages build/release/build.ninja build/asan/build.ninja build/fuzz/buil
 	cmake --build --preset release
 	cmake --build --preset asan
 	cmake --build --preset fuzz
-	ctest --preset release
-	ctest --preset asan
 	ctest --preset fuzz
+	ctest --preset asan
+	ctest --preset release
 
 bench: release
 	cmake --build --preset release --target bench

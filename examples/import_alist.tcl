@@ -103,11 +103,4 @@ proc qc::check_columns {by_column ones} {
   if {$count != [dict size $ones]} { error "the columns hold $count ones and the rows [dict size $ones]" }
 }
 
-if {[info exists argv0] && [file normalize $argv0] eq [file normalize [info script]]} {
-  if {[llength $argv] < 2} {
-    puts stderr "usage: tclsh import_alist.tcl FILE P ?-kb columns? ?-k bits? ?-punctured columns? ?-n bits?"
-    exit 2
-  }
-  set file [open [lindex $argv 0]]
-  puts [qc::from_alist [read $file] {*}[lrange $argv 1 end]]
-}
+qc::run_as_script [info script] qc::from_alist

@@ -44,11 +44,4 @@ proc qc::from_base_matrix {text p args} {
   code $row $width $p $sm {*}$args
 }
 
-if {[info exists argv0] && [file normalize $argv0] eq [file normalize [info script]]} {
-  if {[llength $argv] < 2} {
-    puts stderr "usage: tclsh import_base_matrix.tcl FILE P ?-kb columns? ?-k bits? ?-punctured columns? ?-n bits?"
-    exit 2
-  }
-  set file [open [lindex $argv 0]]
-  puts [qc::from_base_matrix [read $file] {*}[lrange $argv 1 end]]
-}
+qc::run_as_script [info script] qc::from_base_matrix

@@ -56,3 +56,15 @@ proc qc::check_transmitted {columns p punctured n} {
 proc qc::check_p {p} {
   if {!([string is integer -strict $p] && $p >= 2 && $p <= 512)} { error "P is a number from 2 to 512, not \"$p\"" }
 }
+
+# Imports the file that the command line names and prints the dictionary, if `script` is what tclsh was started with.
+proc qc::run_as_script {script importer} {
+  global argv argv0
+  if {![info exists argv0] || [file normalize $argv0] ne [file normalize $script]} return
+  if {[llength $argv] < 2} {
+    puts stderr "usage: tclsh [file tail $script] FILE P ?-kb columns? ?-k bits? ?-punctured columns? ?-n bits?"
+    exit 2
+  }
+  set file [open [lindex $argv 0]]
+  puts [$importer [read $file] {*}[lrange $argv 1 end]]
+}

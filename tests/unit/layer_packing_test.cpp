@@ -5,15 +5,16 @@
 
 #include <algorithm>
 #include <deque>
-#include <random>
 
 #include "fec/order_tables.h"
+#include "random_code.h"
 
 namespace {
 
 using fec::code_config;
 using fec::ldpc_code_element_t;
 using fec::packing_rules;
+using test_support::Random;
 
 ldpc_code_element_t pad(unsigned last) {
   ldpc_code_element_t op;
@@ -197,17 +198,7 @@ slow_result slow_pack(code_config const& config, packing_rules rules) {
 
 // ------------------------------------------------------------------------------------------------------ inputs
 
-class random_source {
- public:
-  explicit random_source(unsigned seed) : engine_(seed) {}
-  unsigned below(unsigned bound) { return static_cast<unsigned>(engine_() % bound); }
-  bool one_in(unsigned n) { return below(n) == 0; }
-
- private:
-  std::mt19937_64 engine_;
-};
-
-code_config random_layers(random_source& random) {
+code_config random_layers(Random& random) {
   code_config config;
   config.nlayers = 1 + random.below(6);
   config.encode = random.below(2);
@@ -233,7 +224,7 @@ code_config random_layers(random_source& random) {
   return config;
 }
 
-packing_rules random_rules(random_source& random) {
+packing_rules random_rules(Random& random) {
   packing_rules rules;
   rules.pf = 1U << random.below(3);
   rules.min_slots = random.one_in(2) ? 3 : 1;
@@ -245,7 +236,7 @@ packing_rules random_rules(random_source& random) {
 TEST(LayerPacking, EqualsThePlainTranscription) {
   for (unsigned seed = 1; seed <= 20000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
-    random_source random(seed);
+    Random random(seed);
     code_config config = random_layers(random);
     const packing_rules rules = random_rules(random);
     if (rules.pf == 1 && config.compress_packing == 0) continue;  // not packed at all
@@ -264,7 +255,7 @@ TEST(LayerPacking, EqualsThePlainTranscription) {
 TEST(LayerPacking, KeepsEveryOperationOnceAndIssuesDifferentBanksTogether) {
   for (unsigned seed = 1; seed <= 5000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
-    random_source random(seed);
+    Random random(seed);
     code_config config = random_layers(random);
     packing_rules rules = random_rules(random);
     rules.reorder_type = random.below(2);

@@ -104,6 +104,8 @@ struct code_t {
 /// The model of the core. Codes are added, steps are taken, and finished codes come out.
 class pipeline {
  public:
+  using code_t = fec::perf_analyser::code_t;
+
   pipeline(model_traits const& traits, XLogger& logger, stream_rates const& rates = {});
 
   /// Puts a code into the input queue, which is kept in the order of the identifiers. An identifier that a waiting or
