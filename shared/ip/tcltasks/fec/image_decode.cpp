@@ -110,7 +110,7 @@ class decoder {
     for (unsigned slot = 0; slot < kMaxCodes; ++slot) {
       const std::uint64_t base = kCodeRegisterBase + kCodeRegisterStep * slot;
       bool has_any = false;
-      for (unsigned i = 0; i < 4; ++i) has_any = has_any || words_.contains(base + 4 * i);
+      for (unsigned i = 0; i < 4; ++i) has_any = has_any || words_.contains(base + std::uint64_t{4} * i);
       if (!has_any) continue;
       const auto hint = hints.find(slot);
       read_code<Variant>(base, hint != hints.end() ? hint->second : code_hint{}, image_.codes[slot], sc_off);

@@ -37,7 +37,7 @@ struct decoded_code {
   std::vector<std::uint32_t> scale;
   std::vector<decoded_layer> layers;
 
-  bool is_compressed() const { return fields.size() > 0 && fields[0].name != "k"; }
+  bool is_compressed() const { return !fields.empty() && fields[0].name != "k"; }
 };
 
 /// What the caller knows of a code beyond its image.
