@@ -7,6 +7,9 @@
 
 #include <tcl.h>
 
+#include "dsp/fftalgorithm/fftalgorithm.h"
+#include "dsp/v_scaler/v_scaler.h"
+#include "dsp/vcualgorithm/vcualgorithm.h"
 #include "fec/fec_init.h"
 
 namespace frame {
@@ -19,13 +22,19 @@ struct sequence {
   }
 };
 
-using start_order = sequence<  //
-    sd_fec::init,              //
+using start_order = sequence<                    //
+    fftalgorithm_init::init,                     //
+    vcualgorithm_init::init,                     //
+    v_scaler_init::v_scaler_kdi_tcltasks::init,  //
+    sd_fec::init,                                //
     ldpc::init>;
 
 // Not the reverse of the start order, and not simply the same: clocking, once it is here, goes down after ldpc.
-using stop_order = sequence<  //
-    sd_fec::uninit,           //
+using stop_order = sequence<                       //
+    fftalgorithm_init::uninit,                     //
+    vcualgorithm_init::uninit,                     //
+    v_scaler_init::v_scaler_kdi_tcltasks::uninit,  //
+    sd_fec::uninit,                                //
     ldpc::uninit>;
 
 }  // namespace frame

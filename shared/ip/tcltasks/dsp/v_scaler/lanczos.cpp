@@ -1,0 +1,224 @@
+#include "dsp/v_scaler/lanczos.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace v_scaler {
+namespace {
+
+constexpr double kPi = 3.14159265358979;
+constexpr double kPiSquared = 9.869604401089338;
+constexpr float kOne = 16384.0F;
+constexpr std::int64_t kMaxEntries = std::int64_t{1} << 26;
+
+std::int32_t** alloc_table(int taps, int phases) {
+  auto** table =
+      static_cast<std::int32_t**>(std::calloc(static_cast<std::size_t>(std::max(phases, 1)), sizeof(std::int32_t*)));
+  if (table == nullptr) return nullptr;
+  for (int p = 0; p < phases; ++p) {
+    table[p] =
+        static_cast<std::int32_t*>(std::calloc(static_cast<std::size_t>(std::max(taps, 1)), sizeof(std::int32_t)));
+    if (table[p] != nullptr) continue;
+    while (p-- > 0) std::free(table[p]);
+    std::free(table);
+    return nullptr;
+  }
+  return table;
+}
+
+void free_table(std::int32_t**& table, int phases) {
+  if (table == nullptr) return;
+  for (int p = 0; p < phases; ++p) std::free(table[p]);
+  std::free(table);
+  table = nullptr;
+}
+
+// One block of the file: the rows of a table, filled up with zeros to the common size.
+struct block {
+  std::int32_t* const* rows;
+  int phases;
+  int taps;
+};
+
+bool has_chroma(int use_chroma, int chroma) { return use_chroma == 1 && chroma != 2 && chroma != 3; }
+
+std::int64_t block_count(int use_chroma, int use_vertical, int chroma) {
+  return (has_chroma(use_chroma, chroma) ? 2 : 1) * (use_vertical == 1 ? 2 : 1);
+}
+
+// The text of one set of entries, each followed by a comma and a line end.
+std::string entries_text(std::vector<block> const& blocks, int rows, int columns, bool zeros) {
+  std::string text;
+  char digits[16];
+  for (block const& one : blocks)
+    for (int row = 0; row < rows; ++row)
+      for (int column = 0; column < columns; ++column) {
+        const bool is_tap = !zeros && row < one.phases && column < one.taps;
+        char* const end = std::to_chars(digits, digits + sizeof digits, is_tap ? one.rows[row][column] : 0).ptr;
+        *end = ',';
+        end[1] = '\n';
+        text.append(digits, end + 2);
+      }
+  return text;
+}
+
+// Four tables that free themselves.
+class tables {
+ public:
+  tables(int taps, int phases) : taps_(taps), phases_(phases) {
+    if (alloc_coefs_buff(&coefs_, taps, phases) == 0) return;
+    dealloc_coefs_buff(&coefs_, taps, phases);
+    throw std::bad_alloc();
+  }
+  ~tables() { dealloc_coefs_buff(&coefs_, taps_, phases_); }
+  tables(tables const&) = delete;
+  tables& operator=(tables const&) = delete;
+  coefs_struct const& get() const { return coefs_; }
+
+ private:
+  coefs_struct coefs_;
+  int taps_;
+  int phases_;
+};
+
+void fill(std::int32_t* const* luma, std::int32_t* const* chroma, int phases, int taps) {
+  for (int p = 0; p < phases; ++p) {
+    const auto phase = static_cast<float>(p / static_cast<double>(phases));
+    get_lanczos_coeffs(phase, luma[p], taps);
+    get_lanczos_coeffs(phase, chroma[p], taps);
+  }
+}
+
+std::string file_name(std::string const& path) {
+  std::string name = path.empty() ? "coefs.coe" : path + ".coe";
+  std::replace(name.begin(), name.end(), '\\', '/');
+  return name;
+}
+
+void write_file(std::string const& name, std::vector<block> const& blocks, int rows, int columns, int sets) {
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "w+b"), std::fclose);
+  if (!file) return;  // sic: no error
+  bool written = true;
+  const auto write = [&](std::string const& text) {
+    written = written && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+  };
+  write("memory_initialization_radix=10;\nmemory_initialization_vector=\n");
+  for (int set = 0; set < sets && written; ++set) {
+    std::string text = entries_text(blocks, rows, columns, set > 0);
+    if (set + 1 == sets && !text.empty()) text[text.size() - 2] = ';';
+    write(text);
+  }
+  written = std::fclose(file.release()) == 0 && written;
+  if (written) return;
+  std::remove(name.c_str());
+  throw std::runtime_error("Error: Unable to write file " + name);
+}
+
+}  // namespace
+
+int alloc_coefs_buff(coefs_struct* coefs, int taps, int phases) {
+  for (std::int32_t*** table : {&coefs->h_luma, &coefs->h_chroma, &coefs->v_luma, &coefs->v_chroma}) {
+    *table = alloc_table(taps, phases);
+    if (*table == nullptr) return 1;
+  }
+  return 0;
+}
+
+void dealloc_coefs_buff(coefs_struct* coefs, int /*taps*/, int phases) {
+  for (std::int32_t*** table : {&coefs->h_luma, &coefs->h_chroma, &coefs->v_luma, &coefs->v_chroma})
+    free_table(*table, phases);
+}
+
+int getChromaFormatValue(std::string const& name) {
+  if (name == "YUV422") return 1;
+  if (name == "YUV444") return 2;
+  return name == "RGB" ? 3 : 0;
+}
+
+float sine(float x) {
+  const auto r = static_cast<float>((x - kPi) / kPi);
+  const auto y = static_cast<float>(x - static_cast<double>(r) * kPi);
+  const float q = -(y * y);
+  const float p3 = y * q;
+  const float p5 = p3 * q;
+  const float p7 = p5 * q;
+  const float p9 = p7 * q;
+  const float p11 = q * p9;
+  float sum = 0.0F + y;
+  sum += p3 / 6.0F;
+  sum += p5 / 120.0F;
+  sum += p7 / 5040.0F;
+  sum += p9 / 362880.0F;
+  sum += p11 / 39916800.0F;
+  return sum;
+}
+
+float lanczos(float x, int a) {
+  const auto limit = static_cast<float>(a);
+  if (x < -limit || x > limit) return 0.0F;
+  if (x == 0.0F) return 1.0F;
+  const double d = x;
+  const float s1 = sine(static_cast<float>(d * kPi));
+  const float s2 = sine(static_cast<float>((d * kPi) / a));
+  return static_cast<float>((limit * s2 * s1) / (d * d * kPiSquared));
+}
+
+void get_lanczos_coeffs(float phase, int* row, int taps) {
+  if (taps < 1) return;
+  const int half = taps >> 1;
+  std::vector<float> values(static_cast<std::size_t>(taps));
+  float sum = 0.0F;
+  for (int k = 0; k < taps; ++k) {
+    float& value = values[static_cast<std::size_t>(k)];
+    value = lanczos(static_cast<float>(k - half) + phase, half);
+    sum += value;
+  }
+  for (int k = 0; k < taps; ++k) {
+    const float scaled = values[static_cast<std::size_t>(k)] * kOne / sum;
+    const double rounded = static_cast<double>(scaled) + 0.5;
+    const bool fits = rounded > -2147483649.0 && rounded < 2147483648.0;  // false for a NaN as well
+    row[k] = fits ? static_cast<int>(rounded) : 0;
+  }
+}
+
+bool are_sizes_supported(int h_phases, int v_phases, int h_taps, int v_taps, int max_phases, int use_chroma,
+                         int use_vertical, int chroma, int coefficient_sets) {
+  for (int size : {h_phases, v_phases, h_taps, v_taps, max_phases, coefficient_sets})
+    if (size < 0) return false;
+  if (h_phases > max_phases || v_phases > max_phases) return false;
+  std::int64_t entries = block_count(use_chroma, use_vertical, chroma);
+  for (int factor : {max_phases, std::max(h_taps, v_taps), std::max(coefficient_sets, 1)}) {
+    entries *= factor;
+    if (entries > kMaxEntries) return false;
+  }
+  return true;
+}
+
+std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps, int max_phases, int use_chroma,
+                              int use_vertical, int chroma, int coefficient_sets, std::string path) {
+  if (!are_sizes_supported(h_phases, v_phases, h_taps, v_taps, max_phases, use_chroma, use_vertical, chroma,
+                           coefficient_sets))
+    return {};
+  const int max_taps = std::max(h_taps, v_taps);
+  const tables made(max_taps, max_phases);
+  coefs_struct const& coefs = made.get();
+  fill(coefs.h_luma, coefs.h_chroma, h_phases, h_taps);
+  fill(coefs.v_luma, coefs.v_chroma, v_phases, v_taps);
+
+  const bool chroma_blocks = has_chroma(use_chroma, chroma);
+  std::vector<block> blocks{{coefs.h_luma, h_phases, h_taps}};
+  if (chroma_blocks) blocks.push_back({coefs.h_chroma, h_phases, h_taps});
+  if (use_vertical == 1) blocks.push_back({coefs.v_luma, v_phases, v_taps});
+  if (use_vertical == 1 && chroma_blocks) blocks.push_back({coefs.v_chroma, v_phases, v_taps});
+
+  const std::string name = file_name(path);
+  write_file(name, blocks, max_phases, max_taps, coefficient_sets);
+  return name;
+}
+
+}  // namespace v_scaler

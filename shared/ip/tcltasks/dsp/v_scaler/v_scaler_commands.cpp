@@ -1,0 +1,54 @@
+#include <array>
+#include <string_view>
+
+#include "dsp/v_scaler/lanczos.h"
+#include "dsp/v_scaler/v_scaler.h"
+#include "frame/tcl_command.h"
+
+namespace {
+
+constexpr char const* kNoInteger = "Error: Incorrect format of arguments expects an integer";
+constexpr std::size_t kWords = 9;
+constexpr std::size_t kChromaWord = 7;
+
+// The two words stand for 0 and 1 in every position that takes an integer.
+bool read_integer(Tcl_Obj* word, int& value) {
+  const std::string_view text = Tcl_GetString(word);
+  if (text == "false" || text == "true") {
+    value = text == "true";
+    return true;
+  }
+  return Tcl_GetInt(nullptr, text.data(), &value) == TCL_OK;
+}
+
+}  // namespace
+
+int Ip_v_scaler_v8_1_generate_lancoz_coefficients_tcl(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc < static_cast<int>(kWords) + 1) return tcl::fail(interp, "Error: Incorrect number of arguments");
+
+  std::array<int, kWords> words{};
+  for (std::size_t i = 0; i < kWords; ++i) {
+    if (i == kChromaWord)
+      words[i] = v_scaler::getChromaFormatValue(Tcl_GetString(objv[i + 1]));
+    else if (!read_integer(objv[i + 1], words[i]))
+      return tcl::fail(interp, kNoInteger);
+  }
+  const auto [h_phases, v_phases, h_taps, v_taps, max_phases, use_chroma, use_vertical, chroma, sets] = words;
+  if (!v_scaler::are_sizes_supported(h_phases, v_phases, h_taps, v_taps, max_phases, use_chroma, use_vertical, chroma,
+                                     sets))
+    return tcl::fail(interp, kNoInteger);
+  const std::string path = objc > static_cast<int>(kWords) + 1 ? Tcl_GetString(objv[kWords + 1]) : "";
+  return tcl::succeed(
+      interp, tcl::new_string(v_scaler::CreateCoefsMatrix(h_phases, v_phases, h_taps, v_taps, max_phases, use_chroma,
+                                                          use_vertical, chroma, sets, path)));
+}
+
+namespace v_scaler_init::v_scaler_kdi_tcltasks {
+
+void init(Tcl_Interp* interp) {
+  tcl::register_command<Ip_v_scaler_v8_1_generate_lancoz_coefficients_tcl>(interp, "generate_lancoz_coefficients");
+}
+
+void uninit() {}
+
+}  // namespace v_scaler_init::v_scaler_kdi_tcltasks

@@ -1,0 +1,63 @@
+#include <cstdio>
+#include <fstream>
+
+#include "dsp/vcualgorithm/speed_table.h"
+#include "dsp/vcualgorithm/vcualgorithm.h"
+#include "frame/tcl_command.h"
+
+namespace vcualgorithm_init {
+namespace {
+
+// A line of a table is short; a file without line ends, or a device, is not read to the end of memory.
+constexpr std::streamsize kLongestLine = 1 << 20;
+
+// Reads one line; false if there is none, or none of a table's length.
+bool read_line(std::istream& file, std::string& line) {
+  std::string buffer(kLongestLine, '\0');
+  if (!file.getline(buffer.data(), kLongestLine)) return false;
+  line = buffer.c_str();
+  return true;
+}
+
+}  // namespace
+
+int read_csv_file(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc < 3) return tcl::fail(interp, "VCUAPI::read_csv : Not enough arguments");
+
+  const std::string path = Tcl_GetString(objv[1]);
+  std::printf("Looks like COUT works (NOTE : Prints in UNIX Terminal) %d\n", objc);
+  std::puts("Could not get data from speedsfile.");  // sic: says nothing about the outcome
+  std::printf("Able to get file details =%s\n", path.c_str());
+  std::printf("Able to get file details1 =%s\n", Tcl_GetString(objv[2]));
+
+  std::fstream file(path, std::ios::in);
+  if (!file) {
+    std::puts("Unable to open file");
+    std::fflush(stdout);
+    return TCL_OK;  // sic: the result stays as it was
+  }
+  std::printf("Able to open file =%s\n", path.c_str());
+  std::string first, second;
+  const bool complete = read_line(file, first) && read_line(file, second);
+  std::printf("line  - %s\n", first.c_str());
+  std::printf("line2  - %s\n", second.c_str());
+
+  const std::vector<std::string> names = split_items(first);
+  const std::vector<std::string> values = split_items(second);
+  if (!complete || names.empty() || values.size() < names.size()) {
+    std::fflush(stdout);
+    return tcl::fail(interp, "Invalid speeds file: " + path);
+  }
+  const std::string joined = join_items(names, values);
+  std::printf("size -= %zu\n", names.size());
+  std::printf("t= %s\n", joined.c_str());
+  std::fflush(stdout);
+  Tcl_Obj* const element = tcl::new_string(joined);
+  return tcl::succeed(interp, Tcl_NewListObj(1, &element));
+}
+
+void init(Tcl_Interp* interp) { tcl::register_command<read_csv_file>(interp, "VCUAPI::read_csv"); }
+
+void uninit() {}
+
+}  // namespace vcualgorithm_init

@@ -1,0 +1,3 @@
+add_unit_test(lanczos_test LABELS dsp)
+add_unit_test(radix2_transform_test LABELS dsp)
+add_tcl_test(dsp LABELS dsp)
