@@ -1,22 +1,60 @@
 #include "dsp/radix2_transform.h"
 
+#include <sys/mman.h>
+
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <limits>
-#include <vector>
+#include <memory>
+#include <new>
 
 namespace dsp {
 namespace {
 
-struct complex_arrays {
-  std::vector<double> real;
-  std::vector<double> imag;
+// The points of a transform and its factors. Not zeroed: every element is written before it is read.
+//
+// The four arrays start in different cache sets. They are walked side by side, and a transform's points stand a power
+// of two apart, so arrays that start alike would push each other out of the cache.
+class workspace {
+ public:
+  explicit workspace(std::size_t n)
+      : storage_(allocate((4 * n + 3 * kStagger) * sizeof(double))),
+        real(storage_.get()),
+        imag(real + n + kStagger),
+        factor_real(imag + n + kStagger),
+        factor_imag(factor_real + n + kStagger) {}
+
+ private:
+  static constexpr std::size_t kStagger = 128;  // doubles
+  static constexpr std::size_t kHugePage = std::size_t{1} << 21;
+
+  struct release {
+    void operator()(double* storage) const { std::free(storage); }
+  };
+
+  // Long workspaces ask for huge pages: taking them from the system page by page would cost as much as the transform.
+  static double* allocate(std::size_t bytes) {
+    const std::size_t whole = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+    void* const storage = whole > kHugePage ? std::aligned_alloc(kHugePage, whole) : std::malloc(bytes);
+    if (storage == nullptr) throw std::bad_alloc();
+    if (whole > kHugePage) madvise(storage, whole, MADV_HUGEPAGE);
+    return static_cast<double*>(storage);
+  }
+
+  std::unique_ptr<double[], release> storage_;
+
+ public:
+  double* const real;
+  double* const imag;
+  double* const factor_real;
+  double* const factor_imag;
 };
 
 // The factors of all stages: those of the stage with blocks of 2 x half at half to 2 x half - 1.
-complex_arrays make_factors(std::size_t n) {
-  complex_arrays factors{std::vector<double>(n), std::vector<double>(n)};
+void make_factors(std::size_t n, workspace const& work) {
   for (std::size_t half = 1; half < n; half *= 2) {
     const double delta = 2 * radix2_transform::_PI / static_cast<double>(2 * half);
     double ar1 = std::cos(-delta), ai1 = std::sin(-delta);
@@ -29,19 +67,18 @@ complex_arrays make_factors(std::size_t n) {
       const double ai0 = w * ai1 - ai2;
       ai2 = ai1;
       ai1 = ai0;
-      factors.real[half + j] = ar0;
-      factors.imag[half + j] = ai0;
+      work.factor_real[half + j] = ar0;
+      work.factor_imag[half + j] = ai0;
     }
   }
-  return factors;
 }
 
-// The samples in bit-reversed order. Long sequences go through a tile, so that both sides are read and written in runs.
-std::vector<double> bit_reversed(HSTVector<double> const& samples, unsigned bits) {
+// Writes the samples in bit-reversed order. Long sequences go through a tile, so that both sides are read and written
+// in runs.
+void bit_reverse(HSTVector<double> const& samples, unsigned bits, double* out) {
   constexpr unsigned kTileBits = 5;
   constexpr unsigned kTile = 1U << kTileBits;
   const std::size_t n = samples.size();
-  std::vector<double> out(n);
   const auto reversed = [](unsigned index, unsigned width) {
     unsigned result = 0;
     radix2_transform::ReverseBits(index, width, result);
@@ -49,7 +86,7 @@ std::vector<double> bit_reversed(HSTVector<double> const& samples, unsigned bits
   };
   if (bits < 2 * kTileBits) {
     for (unsigned i = 0; i < n; ++i) out[reversed(i, bits)] = samples[i];
-    return out;
+    return;
   }
   // index = high, middle, low, with kTileBits bits in high and low
   const unsigned middle_bits = bits - 2 * kTileBits;
@@ -67,35 +104,61 @@ std::vector<double> bit_reversed(HSTVector<double> const& samples, unsigned bits
       for (unsigned low = 0; low < kTile; ++low)
         out[(std::size_t{high} << high_shift) + out_base + low] = tile[high][low];
   }
-  return out;
+}
+
+// One butterfly with the factor (ar, ai).
+inline void butterfly(double ar, double ai, double& real_j, double& imag_j, double& real_k, double& imag_k) {
+  const double tr = ar * real_k - ai * imag_k;
+  const double ti = ar * imag_k + ai * real_k;
+  real_k = real_j - tr;
+  imag_k = imag_j - ti;
+  real_j += tr;
+  imag_j += ti;
 }
 
 // Joins two transforms of `half` points into one.
-void join(double* real, double* imag, std::size_t half, complex_arrays const& factors) {
-  double const* const ar = &factors.real[half];
-  double const* const ai = &factors.imag[half];
-  for (std::size_t j = 0; j < half; ++j) {
-    const std::size_t k = j + half;
-    const double tr = ar[j] * real[k] - ai[j] * imag[k];
-    const double ti = ar[j] * imag[k] + ai[j] * real[k];
-    real[k] = real[j] - tr;
-    imag[k] = imag[j] - ti;
-    real[j] += tr;
-    imag[j] += ti;
+void join_two(double* real, double* imag, std::size_t half, workspace const& work) {
+  double const* const ar = &work.factor_real[half];
+  double const* const ai = &work.factor_imag[half];
+  for (std::size_t j = 0; j < half; ++j) butterfly(ar[j], ai[j], real[j], imag[j], real[j + half], imag[j + half]);
+}
+
+// Joins four transforms of `quarter` points into one: two stages while their points are at hand.
+void join_four(double* __restrict real, double* __restrict imag, std::size_t quarter, workspace const& work) {
+  double const* __restrict const ar1 = &work.factor_real[quarter];
+  double const* __restrict const ai1 = &work.factor_imag[quarter];
+  double const* __restrict const ar2 = &work.factor_real[2 * quarter];
+  double const* __restrict const ai2 = &work.factor_imag[2 * quarter];
+  double* __restrict const r1 = real + quarter;
+  double* __restrict const i1 = imag + quarter;
+  double* __restrict const r2 = real + 2 * quarter;
+  double* __restrict const i2 = imag + 2 * quarter;
+  double* __restrict const r3 = real + 3 * quarter;
+  double* __restrict const i3 = imag + 3 * quarter;
+  for (std::size_t j = 0; j < quarter; ++j) {
+    double re[4] = {real[j], r1[j], r2[j], r3[j]};
+    double im[4] = {imag[j], i1[j], i2[j], i3[j]};
+    butterfly(ar1[j], ai1[j], re[0], im[0], re[1], im[1]);
+    butterfly(ar1[j], ai1[j], re[2], im[2], re[3], im[3]);
+    butterfly(ar2[j], ai2[j], re[0], im[0], re[2], im[2]);
+    butterfly(ar2[j + quarter], ai2[j + quarter], re[1], im[1], re[3], im[3]);
+    real[j] = re[0], r1[j] = re[1], r2[j] = re[2], r3[j] = re[3];
+    imag[j] = im[0], i1[j] = im[1], i2[j] = im[2], i3[j] = im[3];
   }
 }
 
-constexpr std::size_t kCacheSized = 2048;  // points of a block that is walked stage by stage
+constexpr std::size_t kCacheSized = 1024;  // points of a block that is walked stage by stage
 
-void transform(double* real, double* imag, std::size_t n, complex_arrays const& factors) {
+void transform(double* real, double* imag, std::size_t n, workspace const& work) {
   if (n > kCacheSized) {
-    transform(real, imag, n / 2, factors);
-    transform(real + n / 2, imag + n / 2, n / 2, factors);
-    join(real, imag, n / 2, factors);
+    for (std::size_t part = 0; part < 4; ++part) transform(real + part * (n / 4), imag + part * (n / 4), n / 4, work);
+    join_four(real, imag, n / 4, work);
     return;
   }
-  for (std::size_t half = 1; half < n; half *= 2)
-    for (std::size_t block = 0; block < n; block += 2 * half) join(real + block, imag + block, half, factors);
+  std::size_t done = 1;  // points of the transforms that are there
+  for (; done * 4 <= n; done *= 4)
+    for (std::size_t block = 0; block < n; block += 4 * done) join_four(real + block, imag + block, done, work);
+  if (done < n) join_two(real, imag, done, work);
 }
 
 }  // namespace
@@ -132,16 +195,19 @@ bool radix2_transform::GetFrequencyResponse(HSTVector<double> samples, HSTVector
   unsigned bits = 0;
   if (!IsPowerOfTwo(static_cast<int>(n)) || !NumberOfBitsNeeded(n, bits)) return false;
 
-  std::vector<double> real = bit_reversed(samples, bits);
-  std::vector<double> imag(n, 0.0);
-  transform(real.data(), imag.data(), n, make_factors(n));
+  const workspace work(n);
+  double* const real = work.real;
+  double* const imag = work.imag;
+  make_factors(n, work);
+  bit_reverse(samples, bits, real);
+  std::fill_n(imag, n, 0.0);
+  transform(real, imag, n, work);
 
-  response.reserve(response.size() + n / 2 + 1);
-  for (unsigned i = 0; i <= n / 2; ++i) {
-    double frequency = 0;
-    Index_to_frequency(n, i, frequency);
-    response.emplace_back(frequency, std::sqrt(real[i] * real[i] + imag[i] * imag[i]));
-  }
+  const std::size_t first = response.size();
+  response.resize(first + n / 2 + 1);
+  const double step = 1.0 / n;  // exact, and so is each multiple: n is a power of two
+  for (unsigned i = 0; i <= n / 2; ++i)
+    response[first + i] = {i * step, std::sqrt(real[i] * real[i] + imag[i] * imag[i])};
   return true;
 }
 

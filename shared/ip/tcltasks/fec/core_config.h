@@ -8,7 +8,7 @@
 
 namespace fec {
 
-/// Options of a core; each core has the fields of its own registers, in the order of the record's contract. A field
+/// Options of a core; each core has the fields of its own registers, in their stated order. A field
 /// that a script does not give is 0.
 template <class Variant>
 struct core_config_t;
