@@ -189,7 +189,8 @@ bool radix2_transform::Index_to_frequency(unsigned int const& n, unsigned int co
   return true;
 }
 
-bool radix2_transform::GetFrequencyResponse(HSTVector<double> samples, HSTVector<std::pair<double, double>>& response) {
+bool radix2_transform::GetFrequencyResponse(HSTVector<double> const& samples,
+                                            HSTVector<std::pair<double, double>>& response) {
   if (samples.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return false;
   const auto n = static_cast<unsigned>(samples.size());
   unsigned bits = 0;

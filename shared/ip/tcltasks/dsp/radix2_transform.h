@@ -34,7 +34,7 @@ class radix2_transform {
 
   /// Appends n / 2 + 1 pairs of frequency (0 to 0.5) and magnitude to `response`. False, with `response` left alone, if
   /// the number of samples is no power of two.
-  static bool GetFrequencyResponse(HSTVector<double> samples, HSTVector<std::pair<double, double>>& response);
+  static bool GetFrequencyResponse(HSTVector<double> const& samples, HSTVector<std::pair<double, double>>& response);
 };
 
 }  // namespace dsp

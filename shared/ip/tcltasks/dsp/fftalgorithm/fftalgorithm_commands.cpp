@@ -18,7 +18,7 @@ int InitFFTAlgorithm(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const ob
   }
 
   HSTVector<std::pair<double, double>> response;
-  if (!FFTAlgorithmImp::GetFrequencyResponse(std::move(samples), response))
+  if (!FFTAlgorithmImp::GetFrequencyResponse(samples, response))
     return tcl::fail(interp,
                      "Number of input samples MUST be a power-of-2 value for "
                      "FFTAlgorithmPtrHandle::GetFrequencyResponse");

@@ -48,7 +48,8 @@ struct block {
 bool has_chroma(int use_chroma, int chroma) { return use_chroma == 1 && chroma != 2 && chroma != 3; }
 
 std::int64_t block_count(int use_chroma, int use_vertical, int chroma) {
-  return (has_chroma(use_chroma, chroma) ? 2 : 1) * (use_vertical == 1 ? 2 : 1);
+  const std::int64_t horizontal = has_chroma(use_chroma, chroma) ? 2 : 1;
+  return use_vertical == 1 ? 2 * horizontal : horizontal;
 }
 
 // The text of one set of entries, each followed by a comma and a line end.
@@ -200,7 +201,7 @@ bool are_sizes_supported(int h_phases, int v_phases, int h_taps, int v_taps, int
 }
 
 std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps, int max_phases, int use_chroma,
-                              int use_vertical, int chroma, int coefficient_sets, std::string path) {
+                              int use_vertical, int chroma, int coefficient_sets, std::string const& path) {
   if (!are_sizes_supported(h_phases, v_phases, h_taps, v_taps, max_phases, use_chroma, use_vertical, chroma,
                            coefficient_sets))
     return {};
@@ -216,7 +217,7 @@ std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps
   if (use_vertical == 1) blocks.push_back({coefs.v_luma, v_phases, v_taps});
   if (use_vertical == 1 && chroma_blocks) blocks.push_back({coefs.v_chroma, v_phases, v_taps});
 
-  const std::string name = file_name(path);
+  std::string name = file_name(path);
   write_file(name, blocks, max_phases, max_taps, coefficient_sets);
   return name;
 }

@@ -46,6 +46,6 @@ bool are_sizes_supported(int h_phases, int v_phases, int h_taps, int v_taps, int
 /// slashes). Returns the file's name, also when the file could not be opened. Sizes that are not supported give an
 /// empty name and no file; throws std::runtime_error if writing fails half-way, and leaves no partial file.
 std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps, int max_phases, int use_chroma,
-                              int use_vertical, int chroma, int coefficient_sets, std::string path);
+                              int use_vertical, int chroma, int coefficient_sets, std::string const& path);
 
 }  // namespace v_scaler
