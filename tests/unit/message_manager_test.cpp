@@ -1,5 +1,6 @@
 // The message manager, its host side, the exceptions, and the guards of the frame that report through it.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -126,14 +127,17 @@ TEST(Messages, ComeFromSeveralThreads) {
 // --------------------------------------------------------------------------------------------------- catalogue
 
 std::string catalogue_fault(std::string const& text) {
-  const std::string path = testing::TempDir() + "/catalogue_test.json";
+  // Tests run side by side, each in a process of its own.
+  const std::string path = testing::TempDir() + "/catalogue_test_" + std::to_string(getpid()) + ".json";
   std::ofstream(path) << text;
   try {
     message_host::load_catalogue(path);
   } catch (std::runtime_error const& error) {
     const std::string what = error.what();
+    std::filesystem::remove(path);
     return what.substr(what.find(": ") + 2);
   }
+  std::filesystem::remove(path);
   return {};
 }
 
