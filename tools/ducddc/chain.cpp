@@ -92,6 +92,7 @@ bool fold(Rules const& rules, Signal signal, int cycles_per_high_sample, Filter 
   stage.carriers = divide_up(signal.carriers, paths_per_component);
   stage.products = products_of(filter);
   const int cycles = cycles_per_high_sample * filter.step / stage.carriers;
+  stage.turns = std::min(stage.products, cycles);
   stage.dsps = divide_up(stage.products, cycles);
   stage.grows = grows(filter);
   if (stage.paths > rules.most_paths) return false;
@@ -200,23 +201,23 @@ Resources resources_of(Stage const& stage, int taps, bool optimise_speed, bool m
   result.dsps = stage.paths * (stage.dsps + (optimise_speed && sums_several ? 1 : 0));
 
   // Memories: depth in words, and how many of them. A rate change runs transposed: one memory of samples for each path,
-  // a coefficient memory for eight multipliers (mirrored branches share theirs) of all paths, and one for each pair of paths that evens out the rates.
-  // The channel filter runs direct: a memory of samples at each multiplier, a coefficient memory for two of them.
-  const int turns = divide_up(stage.products, stage.dsps);
+  // a coefficient memory for eight multipliers (mirrored branches share theirs) of all paths, and one for each pair of
+  // paths that evens out the rates. The channel filter runs direct: a memory of samples at each multiplier, a
+  // coefficient memory for two of them.
   const auto memories = [&](int depth, int count) {
     return more_block_memory || depth > kDistributedDepth ? count : 0;
   };
+  const int samples = stage.carriers * taps;
   if (stage.step > 1)
-    result.brams = memories(stage.carriers * taps, stage.paths) + memories(turns, divide_up(stage.dsps, 8)) +
+    result.brams = memories(samples, stage.paths) + memories(stage.turns, divide_up(stage.dsps, 8)) +
                    memories(stage.carriers * stage.step, divide_up(stage.paths, 2));
   else
-    result.brams = memories(stage.carriers * divide_up(taps, stage.dsps), stage.paths * stage.dsps) +
-                   memories(turns, divide_up(stage.dsps, 2));
+    result.brams = memories(samples, stage.paths * stage.dsps) + memories(stage.turns, divide_up(stage.dsps, 2));
 
-  // The samples of a carrier meet its products in `turns` cycles, pass the chain of multipliers and leave through
-  // input, product, sum, rounding and output registers.
+  // A sample meets its products in `turns` cycles, passes the chain of multipliers and leaves through input, product,
+  // sum, rounding and output registers.
   constexpr int kRegisters = 5;
-  result.latency = kRegisters + turns + stage.dsps + (optimise_speed ? 3 + (sums_several ? 1 : 0) : 0);
+  result.latency = kRegisters + stage.turns + stage.dsps + (optimise_speed ? 3 + (sums_several ? 1 : 0) : 0);
   return result;
 }
 

@@ -70,6 +70,7 @@ struct Stage {
   int paths;
   int carriers;    // carriers on one path
   int products;    // for a sample of the lower rate
+  int turns;       // cycles of a multiplier that they take
   int dsps;        // of one path
   bool grows;      // by one bit
 };

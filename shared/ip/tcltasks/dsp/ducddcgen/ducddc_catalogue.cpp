@@ -1,5 +1,7 @@
 #include "dsp/ducddcgen/ducddc_catalogue.h"
 
+#include <string_view>
+
 namespace ducddcgen_init {
 
 const char rsrc_names[kResourceFigures][48] = {
@@ -17,11 +19,22 @@ std::string name_of(Record const& record) {
   return std::string(name_pieces + record.name_head) += name_pieces + record.name_tail;
 }
 
+namespace {
+
+// Below, at or above 0 as std::string::compare says of `name` and the record's name, without putting that together.
+int compare(std::string_view name, Record const& record) {
+  const std::string_view head = name_pieces + record.name_head;
+  const int order = name.substr(0, head.size()).compare(head);
+  return order != 0 ? order : name.substr(head.size()).compare(name_pieces + record.name_tail);
+}
+
+}  // namespace
+
 Record const* find_record(std::string const& name) {
   std::size_t low = 0, high = kRecords;
   while (low < high) {
     const std::size_t middle = (low + high) / 2;
-    const int order = name.compare(name_of(database[middle]));
+    const int order = compare(name, database[middle]);
     if (order == 0) return &database[middle];
     if (order < 0)
       high = middle;

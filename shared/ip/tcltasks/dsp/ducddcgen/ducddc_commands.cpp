@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "dsp/ducddcgen/ducddc_catalogue.h"
+#include "dsp/ducddcgen/ducddc_text.h"
 #include "dsp/ducddcgen/ducddcgen.h"
 #include "frame/tcl_command.h"
 
@@ -29,7 +30,7 @@ int ducddcgen_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
   int selector = 0;  // also where the word is no integer
   Tcl_GetIntFromObj(nullptr, objv[2], &selector);
   return guarded(
-      [&] { return tcl::succeed(interp, tcl::new_string(DUCDDCConfig(name).get_file(selector))); },
+      [&] { return tcl::succeed(interp, tcl::new_string(file_text(require_record(name), selector))); },
       [&](Failure kind, std::string text) {
         if (kind == Failure::kUnknown) text += ' ';  // sic: the command's text has it, the function's has not
         return tcl::fail(interp, text + '\n');

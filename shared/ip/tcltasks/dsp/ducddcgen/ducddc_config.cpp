@@ -1,18 +1,14 @@
-#include <charconv>
 #include <clocale>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "dsp/ducddcgen/ducddc_catalogue.h"
+#include "dsp/ducddcgen/ducddc_text.h"
 #include "dsp/ducddcgen/ducddcgen.h"
 
 namespace ducddcgen_init {
 namespace {
-
-constexpr int kCoefficientWidth = 40;
-constexpr int kCoefficientDecimals = 30;
 
 template <class Value>
 std::string formatted(Value value, char const* format) {
@@ -22,6 +18,11 @@ std::string formatted(Value value, char const* format) {
 }
 
 }  // namespace
+
+Record const& require_record(std::string const& name) {
+  if (Record const* const record = find_record(name)) return *record;
+  throw DUCDDCException("Configuration '" + name + "' not found in database!");
+}
 
 std::string num(int value, char const* format) { return formatted(value, format); }
 
@@ -33,9 +34,8 @@ std::string fnum(double value, char const* format) {
   return text;
 }
 
-DUCDDCConfig::DUCDDCConfig(std::string config) : name(std::move(config)) {
-  Record const* const record = find_record(name);
-  if (record == nullptr) throw DUCDDCException("Configuration '" + name + "' not found in database!");
+DUCDDCConfig::DUCDDCConfig(std::string config) : name(std::move(config)), record_(&require_record(name)) {
+  Record const* const record = record_;
   mixer_dsps = record->mixer_dsps;
   mixer_freq = record->mixer_freq;
   mixer_stage = record->mixer_stage;
@@ -43,11 +43,17 @@ DUCDDCConfig::DUCDDCConfig(std::string config) : name(std::move(config)) {
   clean_time = record->clean_time;
   evm = record->evm;
   rsrc_index = record->rsrc_index;
-  for (int s = 0; s < record->stage_count; ++s) {
-    step_num.push_back(per_stage_data[record->step_offset + s]);
-    step_den.push_back(per_stage_data[record->step_div_offset + s]);
-    paths.push_back(per_stage_data[record->paths_offset + s]);
-    bit_growth.push_back(per_stage_data[record->growth_offset + s]);
+  const int stages = record->stage_count;
+  const auto read = [&](std::vector<int>& values, std::int32_t offset) {
+    values.assign(per_stage_data + offset, per_stage_data + offset + stages);
+  };
+  read(step_num, record->step_offset);
+  read(step_den, record->step_div_offset);
+  read(paths, record->paths_offset);
+  read(bit_growth, record->growth_offset);
+  coefs.reserve(static_cast<std::size_t>(stages));
+  model_taps.reserve(static_cast<std::size_t>(stages));
+  for (int s = 0; s < stages; ++s) {
     TapStage const& stage = tap_stages[record->tap_stage_index + s];
     float const* const first = coef_data + stage.coef_index;
     coefs.emplace_back(first, first + stage.coe_taps);
@@ -56,73 +62,6 @@ DUCDDCConfig::DUCDDCConfig(std::string config) : name(std::move(config)) {
 }
 
 namespace {
-
-// The values of all stages, in two bracket groups where a mixer parts them. With the mixer before stage 0 the first
-// group is empty.
-template <class ValueOf>
-std::string stage_list(DUCDDCConfig const& config, ValueOf value_of) {
-  std::string text = "[";
-  for (int s = 0; s < static_cast<int>(config.step_num.size()); ++s) {
-    if (s == config.mixer_stage)
-      text += "][";
-    else if (s != 0)
-      text += ',';
-    text += value_of(static_cast<std::size_t>(s));
-  }
-  return text += ']';
-}
-
-std::string stage_list(DUCDDCConfig const& config, std::vector<int> const& values) {
-  return stage_list(config, [&](std::size_t s) { return num(values[s], "%d"); });
-}
-
-std::string chain_report(DUCDDCConfig const& config) {
-  const auto step = [&](std::size_t s) {
-    std::string text = num(config.step_num[s], "%d");
-    if (config.step_den[s] != 1) text += "/" + num(config.step_den[s], "%d");
-    return text;
-  };
-  const auto held = [&](std::size_t s) { return num(static_cast<int>(config.coefs[s].size()), "%d"); };
-  std::stringstream text;
-  text << "CFG: " << config.name << '\n'
-       << "MIXER     : " << num(config.mixer_dsps, "%d") << " DSPs at " << fnum(config.mixer_freq * 0.000001, "%.2f")
-       << " MHz\n"
-       << "MIXGROWTH : " << num(config.mix_growth, "%d") << '\n'
-       << "STEPS     : " << stage_list(config, step) << '\n'
-       << "COETAPS   : " << stage_list(config, held) << '\n'
-       << "MODELTAPS : " << stage_list(config, config.model_taps) << '\n'
-       << "PATHS     : " << stage_list(config, config.paths) << '\n'
-       << "BITGROWTH : " << stage_list(config, config.bit_growth) << '\n'
-       << "CLEANTIME : " << num(config.clean_time, "%d") << '\n'
-       << "EVM       : " << fnum(config.evm, "%3.1f") << '\n';
-  return text.str();
-}
-
-std::string resource_report(DUCDDCConfig const& config) {
-  std::stringstream text;
-  text << "CFG: " << config.name << '\n';
-  for (std::size_t k = 0; k < kResourceFigures; ++k) {
-    std::uint8_t const* const figures = per_stage_data + rsrc_data[static_cast<std::size_t>(config.rsrc_index) + k];
-    text << rsrc_names[k] << " : " << stage_list(config, [&](std::size_t s) { return num(figures[s], "%d"); }) << '\n';
-  }
-  return text.str();
-}
-
-// As many bytes as printf's "%40.30f", without its detour over the locale.
-std::string coefficient_file(std::vector<double> const& coefficients) {
-  std::string text = "Radix = 10;\nCoefData =";
-  text.reserve(text.size() + coefficients.size() * (kCoefficientWidth + 2));
-  char digits[512];
-  for (std::size_t i = 0; i < coefficients.size(); ++i) {
-    const auto end = std::to_chars(digits, digits + sizeof digits, coefficients[i], std::chars_format::fixed,
-                                   kCoefficientDecimals);
-    const auto length = static_cast<std::size_t>(end.ptr - digits);
-    if (length < kCoefficientWidth) text.append(kCoefficientWidth - length, ' ');
-    text.append(digits, length);
-    text += i + 1 < coefficients.size() ? ",\n" : ";\n";
-  }
-  return text;
-}
 
 void write_file(std::string const& path, std::string const& text) {
   std::ofstream file(path, std::ios::binary);
@@ -137,12 +76,7 @@ void write_file(std::string const& path, std::string const& text) {
 
 }  // namespace
 
-std::string DUCDDCConfig::get_file(int selector) const {
-  if (selector == 0) return chain_report(*this);
-  if (selector == -1) return resource_report(*this);
-  if (selector < 1 || static_cast<std::size_t>(selector) > coefs.size()) return {};
-  return coefficient_file(coefs[static_cast<std::size_t>(selector) - 1]);
-}
+std::string DUCDDCConfig::get_file(int selector) const { return file_text(*record_, selector); }
 
 void DUCDDCConfig::write_files(std::string directory) const {
   if (!directory.empty() && directory.back() != '/') directory += '/';

@@ -9,13 +9,16 @@
 
 namespace ducddcgen_init {
 
+struct Record;
+
 /// The catalogue has no configuration of that name.
 class DUCDDCException : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// One configuration of the catalogue, expanded: scalars, and one element per filter stage from the radio side on.
+/// One configuration of the catalogue, expanded: scalars, and one element per filter stage from the radio side on. It is
+/// built and then read.
 class DUCDDCConfig {
  public:
   /// Throws DUCDDCException for a name that the catalogue does not have.
@@ -43,7 +46,13 @@ class DUCDDCConfig {
   std::vector<int> paths;
   std::vector<int> bit_growth;
   int rsrc_index;  ///< first of the 12 resource figures in the tables
+
+ private:
+  Record const* record_;  // never null; the texts come straight from it
 };
+
+/// The catalogue's record of that name. Throws DUCDDCException.
+Record const& require_record(std::string const& name);
 
 /// One number through a printf format, with a decimal point under every locale.
 std::string num(int value, char const* format);
