@@ -119,7 +119,9 @@ class reader {
 
   void add_precision(std::string& conversion) {
     const int precision = rest_.starts_with('*') ? number() : std::max(number(), 0);
-    if (precision >= 0) conversion += "." + std::to_string(precision);  // a negative argument means none
+    if (precision < 0) return;  // a negative argument means none
+    conversion += '.';
+    conversion += std::to_string(precision);
   }
 
   Length take_length(std::string& conversion) {
