@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "fec/image_decode.h"
+#include "fec/register_image.h"
 #include "fec/variants.h"
 #include "frame/tcl_command.h"
 #include "schedule_report.h"
@@ -65,8 +66,12 @@ std::vector<fec::phy_trans_t<Variant>> writes_of(Tcl_Obj* list) {
 
 std::map<unsigned, fec::code_hint> encoder_slots(Tcl_Obj* list) {
   std::map<unsigned, fec::code_hint> hints;
-  for (Tcl_Obj* slot : elements_of(list, "the list of encoder slots"))
-    hints[static_cast<unsigned>(uint_of(slot, "the slot"))].encode = true;
+  for (Tcl_Obj* element : elements_of(list, "the list of encoder slots")) {
+    const std::uint64_t slot = uint_of(element, "the slot");
+    if (slot >= fec::kMaxCodes)
+      throw bad_input("the slot " + std::to_string(slot) + " is not from 0 to " + std::to_string(fec::kMaxCodes - 1));
+    hints[static_cast<unsigned>(slot)].encode = true;
+  }
   return hints;
 }
 
@@ -134,7 +139,7 @@ int decode_image_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const ob
   Tcl_Obj* result = Tcl_NewDictObj();
   put(result, "core", fields_dict(image.core));
   put(result, "codes", codes);
-  put(result, "faults", texts_list(image.faults));
+  put(result, "faults", texts_list(fec::listed_faults(image)));
   return tcl::succeed(interp, result);
 }
 

@@ -308,7 +308,7 @@ constexpr auto kEnded = [](int status) { return status == 0; };
         statement;                        \
         end(folder_);                     \
       },                                  \
-      kEnded, "^" + std::string(pattern) + "end$")
+      kEnded, std::string("^") + (pattern) + "end$")
 
 TEST_F(Environment, TheFirstDataDirectoryThatHasTheFileCounts) {
   const std::string first = folder_.data("first", "of the first");
