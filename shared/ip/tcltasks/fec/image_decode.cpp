@@ -37,8 +37,8 @@ enum : unsigned {
 };
 
 struct image_field {
-  Word word;
   std::string_view name;
+  Word word;
   unsigned bit;
   unsigned width;
   unsigned needs;  // all of these
@@ -46,51 +46,51 @@ struct image_field {
 
 // The layouts of register_image.cpp, told from the reader's side.
 constexpr image_field kFields[] = {
-    {Word::kSize, "k", 16, 16, kPlain},
-    {Word::kSize, "n", 0, 16, kPlain},
-    {Word::kSize, "compressed_nmqc", 0, 32, kCompressed},
+    {"k", Word::kSize, 16, 16, kPlain},
+    {"n", Word::kSize, 0, 16, kPlain},
+    {"compressed_nmqc", Word::kSize, 0, 32, kCompressed},
 
-    {Word::kMemory, "p", 0, 10, 0},
-    {Word::kMemory, "no_packing", 10, 1, 0},
-    {Word::kMemory, "nm", 11, 21, 0},
+    {"p", Word::kMemory, 0, 10, 0},
+    {"no_packing", Word::kMemory, 10, 1, 0},
+    {"nm", Word::kMemory, 11, 21, 0},
 
-    {Word::kSchedule, "nlayers", 0, 9, 0},
-    {Word::kSchedule, "nmqc", 9, 11, 0},
-    {Word::kSchedule, "norm_type", 20, 1, 0},
-    {Word::kSchedule, "special_qc", 21, 1, kWideCore},
-    {Word::kSchedule, "no_final_parity", 22, 1, 0},
-    {Word::kSchedule, "max_schedule", 23, 2, kWideCore},
-    {Word::kSchedule, "max_schedule", 23, 9, kNarrowCore},
-    {Word::kSchedule, "lat_ctrl", 25, 7, kWideCore},
+    {"nlayers", Word::kSchedule, 0, 9, 0},
+    {"nmqc", Word::kSchedule, 9, 11, 0},
+    {"norm_type", Word::kSchedule, 20, 1, 0},
+    {"special_qc", Word::kSchedule, 21, 1, kWideCore},
+    {"no_final_parity", Word::kSchedule, 22, 1, 0},
+    {"max_schedule", Word::kSchedule, 23, 2, kWideCore},
+    {"max_schedule", Word::kSchedule, 23, 9, kNarrowCore},
+    {"lat_ctrl", Word::kSchedule, 25, 7, kWideCore},
 
-    {Word::kOffsets, "sc_off", 0, 8, kPlain},
-    {Word::kOffsets, "la_off", 8, 8, kPlain},
-    {Word::kOffsets, "qc_off", 16, 16, kPlain},
-    {Word::kOffsets, "la_off", 0, 8, kCompressed},
-    {Word::kOffsets, "qc_off", 8, 24, kCompressed},
+    {"sc_off", Word::kOffsets, 0, 8, kPlain},
+    {"la_off", Word::kOffsets, 8, 8, kPlain},
+    {"qc_off", Word::kOffsets, 16, 16, kPlain},
+    {"la_off", Word::kOffsets, 0, 8, kCompressed},
+    {"qc_off", Word::kOffsets, 8, 24, kCompressed},
 
-    {Word::kLayer, "cpld", 0, 7, 0},
-    {Word::kLayer, "extra_layer", 7, 1, kWideCore},
-    {Word::kLayer, "stall", 8, 8, 0},
-    {Word::kLayer, "qc_count", 16, 16, kCompressed},
+    {"cpld", Word::kLayer, 0, 7, 0},
+    {"extra_layer", Word::kLayer, 7, 1, kWideCore},
+    {"stall", Word::kLayer, 8, 8, 0},
+    {"qc_count", Word::kLayer, 16, 16, kCompressed},
 
-    {Word::kOperation, "col", 0, 8, kPlain},
-    {Word::kOperation, "shift", 8, 7, kPlain | kShortShift},
-    {Word::kOperation, "shift", 8, 9, kPlain | kLongShift},
-    {Word::kOperation, "layer_end", 15, 1, kPlain | kShortShift | kMarksLayers},
-    {Word::kOperation, "last", 15, 1, kPlain | kShortShift | kMarksColumns},
-    {Word::kOperation, "nop", 16, 1, kPlain | kShortShift},
-    {Word::kOperation, "first", 17, 1, kPlain},
-    {Word::kOperation, "parity", 18, 1, kPlain},
-    {Word::kOperation, "col", 0, 7, kCompressed},
-    {Word::kOperation, "shift", 7, 8, kCompressed | kParallel},
-    {Word::kOperation, "nop", 15, 1, kCompressed | kParallel},
-    {Word::kOperation, "shift", 7, 9, kCompressed | kSingle},
-    {Word::kOperation, "layer_end", 16, 1, kCompressed},
-    {Word::kOperation, "first", 17, 1, kCompressed | kDecoder},
-    {Word::kOperation, "information", 17, 1, kCompressed | kEncoder},
-    {Word::kOperation, "pack2", 18, 1, kCompressed},
-    {Word::kOperation, "pack4", 19, 2, kCompressed},
+    {"col", Word::kOperation, 0, 8, kPlain},
+    {"shift", Word::kOperation, 8, 7, kPlain | kShortShift},
+    {"shift", Word::kOperation, 8, 9, kPlain | kLongShift},
+    {"layer_end", Word::kOperation, 15, 1, kPlain | kShortShift | kMarksLayers},
+    {"last", Word::kOperation, 15, 1, kPlain | kShortShift | kMarksColumns},
+    {"nop", Word::kOperation, 16, 1, kPlain | kShortShift},
+    {"first", Word::kOperation, 17, 1, kPlain},
+    {"parity", Word::kOperation, 18, 1, kPlain},
+    {"col", Word::kOperation, 0, 7, kCompressed},
+    {"shift", Word::kOperation, 7, 8, kCompressed | kParallel},
+    {"nop", Word::kOperation, 15, 1, kCompressed | kParallel},
+    {"shift", Word::kOperation, 7, 9, kCompressed | kSingle},
+    {"layer_end", Word::kOperation, 16, 1, kCompressed},
+    {"first", Word::kOperation, 17, 1, kCompressed | kDecoder},
+    {"information", Word::kOperation, 17, 1, kCompressed | kEncoder},
+    {"pack2", Word::kOperation, 18, 1, kCompressed},
+    {"pack4", Word::kOperation, 19, 2, kCompressed},
 };
 
 std::uint32_t mask_of(unsigned width) { return static_cast<std::uint32_t>((std::uint64_t{1} << width) - 1); }
