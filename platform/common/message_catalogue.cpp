@@ -1,7 +1,9 @@
 #include "message_catalogue.h"
 
+#include <cstdint>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -40,7 +42,8 @@ class entry_reader {
 
   int number(char const* field) const {
     json const& value = required(field);
-    if (!value.is_number_unsigned()) refuse(field, "is no number from 0");
+    constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<int>::max());
+    if (!value.is_number_unsigned() || value.get<std::uint64_t>() > kLargest) refuse(field, "is no number from 0");
     return value.get<int>();
   }
   std::string text(char const* field) const {
