@@ -44,4 +44,16 @@ std::string find_data_file(std::string const& name) {
   return {};
 }
 
+std::string find_data_root(std::string const& name) {
+  for (fs::path const& root : data_roots()) {
+    std::error_code ignored;
+    // joined as texts: a name that begins with a separator stays below the root
+    if (!fs::is_directory(root.string() + "/" + name, ignored)) continue;
+    std::string found = root.lexically_normal().string();
+    while (found.size() > 1 && found.back() == '/') found.pop_back();
+    return found;
+  }
+  return {};
+}
+
 }  // namespace kdi
