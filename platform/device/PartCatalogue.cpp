@@ -14,6 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kSuffix[] = ".json";
+constexpr char kSchema[] = "schema.json";  // describes the others
 
 // The file of the device in the first directory that has one; empty if none has.
 std::string path_of(std::string const& device, std::vector<std::string> const& directories) {
@@ -84,7 +85,8 @@ std::vector<std::string> PartCatalogue::device_names() const {
     std::error_code fault;
     for (fs::directory_iterator at(directory, fault), end; !fault && at != end; at.increment(fault)) {
       std::error_code ignored;
-      if (at->path().extension() == kSuffix && at->is_regular_file(ignored)) names.insert(at->path().stem().string());
+      if (at->path().extension() != kSuffix || !at->is_regular_file(ignored)) continue;
+      if (at->path().filename() != kSchema) names.insert(at->path().stem().string());
     }
   }
   return {names.begin(), names.end()};
