@@ -208,7 +208,7 @@ class PartMaker {
   }
 
   // Adds `part` with every combination of the values of the fields from `field` on.
-  void add(Part const& part, std::size_t field, std::map<std::string, std::string, std::less<>> texts) {
+  void add(Part const& part, std::size_t field, PlaceValues texts) {
     if (field == fields_.size()) {
       Part& finished = parts_.emplace_back(part);
       finished.name = with_pattern(template_, [&] { return fill(template_.text(), texts); });

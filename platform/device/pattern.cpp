@@ -128,7 +128,7 @@ std::string ball_name(Ball ball) {
   return name + std::to_string(ball.column + 1);
 }
 
-std::string fill(std::string_view text, std::map<std::string, std::string, std::less<>> const& values) {
+std::string fill(std::string_view text, PlaceValues const& values) {
   std::string filled;
   split(
       text, [&](std::string_view plain) { filled += plain; },

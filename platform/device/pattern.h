@@ -45,8 +45,11 @@ BallRectangle ball_rectangle(std::string_view text);
 /// Source of the lettering: JEDEC Publication 95, design guide 4.
 std::string ball_name(Ball ball);
 
+/// What stands for each name between braces.
+using PlaceValues = std::map<std::string, std::string, std::less<>>;
+
 /// `text` with each `{name}` replaced by its value. Throws pattern_error for a name that `values` does not have and for
 /// a brace without its partner.
-std::string fill(std::string_view text, std::map<std::string, std::string, std::less<>> const& values);
+std::string fill(std::string_view text, PlaceValues const& values);
 
 }  // namespace kdi::device

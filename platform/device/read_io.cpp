@@ -82,15 +82,16 @@ std::map<std::string, Layout> read_layouts(json_value list, PadBudget& budget) {
 
 // Puts names in place of the sites of a layout.
 void name_pads(Layout const& layout, IoBank& bank, UniqueNames& names, PadBudget& budget) {
-  for (ByteLane& lane : bank.lanes)
+  PlaceValues values{{"bank", std::to_string(bank.number)}};
+  for (ByteLane& lane : bank.lanes) {
+    budget.take(layout.pad_name, lane.pads.size());
+    values["lane"] = lane.name;
     for (Pad& pad : lane.pads) {
-      pad.name = with_pattern(layout.pad_name, [&] {
-        return fill(layout.pad_name.text(),
-                    {{"lane", lane.name}, {"site", pad.name}, {"bank", std::to_string(bank.number)}});
-      });
+      values["site"] = std::move(pad.name);
+      pad.name = with_pattern(layout.pad_name, [&] { return fill(layout.pad_name.text(), values); });
       names.add(layout.pad_name, pad.name);
-      budget.take(layout.pad_name, 1);
     }
+  }
 }
 
 // The pins of one entry of a package, handed out in order.

@@ -67,10 +67,10 @@ Quad make_quad(int number, std::string const& type, TypePads const& pads, Unique
   for (std::string const& site : pads.sites) quad.pads.emplace_back().name = site;
   pair_pads(quad.pads);
   budget.take(pads.pad_name, quad.pads.size());
+  PlaceValues values{{"type", type}, {"quad", std::to_string(number)}};
   for (Pad& pad : quad.pads) {
-    pad.name = with_pattern(pads.pad_name, [&] {
-      return fill(pads.pad_name.text(), {{"type", type}, {"site", pad.name}, {"quad", std::to_string(number)}});
-    });
+    values["site"] = std::move(pad.name);
+    pad.name = with_pattern(pads.pad_name, [&] { return fill(pads.pad_name.text(), values); });
     names.add(pads.pad_name, pad.name);
   }
   return quad;

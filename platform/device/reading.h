@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "common/KdiJson.h"
@@ -49,7 +50,7 @@ class UniqueNames {
   bool has(std::string const& name) const { return names_.count(name) != 0; }
 
  private:
-  std::set<std::string> names_;
+  std::unordered_set<std::string> names_;
 };
 
 /// A text of letters, digits and `_ - + .`, not empty, at most 64 long.

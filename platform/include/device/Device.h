@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "device/Clocking.h"
@@ -51,9 +52,9 @@ struct SpeedGrade {
 struct Package {
   std::string name;
   Properties properties;
-  std::vector<IoBank> banks;            ///< those that have pins, ascending by number
-  std::vector<Quad> quads;              ///< likewise
-  std::map<std::string, PinSite> pins;  ///< every pin
+  std::vector<IoBank> banks;                      ///< those that have pins, ascending by number
+  std::vector<Quad> quads;                        ///< likewise
+  std::unordered_map<std::string, PinSite> pins;  ///< every pin; for an order, walk the banks and quads
 
   IoBank const* bank(int number) const;
   Quad const* quad(int number) const;
