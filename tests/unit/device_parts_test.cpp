@@ -4,6 +4,7 @@
 #include <atomic>
 #include <thread>
 
+#include "common/KdiDataDir.h"
 #include "common/KdiJson.h"
 #include "common/host/MessageHost.h"
 #include "device/HARPartMgr.h"
@@ -33,6 +34,17 @@ class Roots : public testing::Environment {
   static inline std::unique_ptr<Scratch> scratch_;
 };
 testing::Environment* const roots = testing::AddGlobalTestEnvironment(new Roots);
+
+TEST(DataDirectories, AreThoseOfAllRootsInOrder) {
+  const std::string given = ::getenv("KDI_DATA_DIR");
+  ::setenv("KDI_DATA_DIR", (given + "::/nonexistent:" + given).c_str(), 1);
+  const std::vector<std::string> found = kdi::data_directories("devices");
+  EXPECT_EQ(kdi::data_directories("no such folder"), std::vector<std::string>{});
+  ::setenv("KDI_DATA_DIR", given.c_str(), 1);
+  EXPECT_EQ(found, (std::vector<std::string>{std::filesystem::path(Roots::broken()).parent_path(),
+                                             std::filesystem::canonical(IPTASKS_SOURCE_DIR "/examples/data/devices"),
+                                             std::filesystem::canonical(kShipped)}));
+}
 
 TEST(PartManager, KnowsTheDefaultPart) {
   HDARPart const* const part = HARPartMgr::getGlobal()->getPart(kDefaultPart);
