@@ -14,7 +14,11 @@
 
 class Scratch {
  public:
-  Scratch() : folder_(testing::TempDir() + "/iptasks_" + std::to_string(::getpid()) + "_" + std::to_string(next())) {
+  Scratch()
+      : folder_((std::filesystem::path(testing::TempDir()) /
+                 ("iptasks_" + std::to_string(::getpid()) + "_" + std::to_string(next())))
+                    .lexically_normal()
+                    .string()) {
     std::filesystem::create_directories(folder_);
   }
   Scratch(Scratch const&) = delete;

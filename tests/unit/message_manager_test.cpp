@@ -101,8 +101,7 @@ TEST(Messages, ASinkThatThrowsIsPassedOver) {
 }
 
 TEST(Messages, GoToAFile) {
-  const std::string path = testing::TempDir() + "/messages_test.log";
-  std::filesystem::remove(path);
+  const std::string path = testing::TempDir() + "/messages_test_" + std::to_string(getpid()) + ".log";
   const int number = message_host::add_sink(message_host::file_sink(path));
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "one");
   message_host::remove_sink(number);
@@ -110,7 +109,18 @@ TEST(Messages, GoToAFile) {
   std::string line;
   std::getline(file, line);
   EXPECT_EQ(line, "INFO: [c] one");
+  std::filesystem::remove(path);
   EXPECT_THROW(message_host::file_sink("/nonexistent/folder/log"), std::runtime_error);
+}
+
+TEST(Messages, GoToStandardErrorWhenTheirFileIsFull) {
+  const int number = message_host::add_sink(message_host::file_sink("/dev/full"));
+  testing::internal::CaptureStderr();
+  ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "one");
+  ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "two");
+  message_host::remove_sink(number);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "INFO: [c] one (/dev/full cannot be written)\nINFO: [c] two (/dev/full cannot be written)\n");
 }
 
 TEST(Messages, ComeFromSeveralThreads) {
