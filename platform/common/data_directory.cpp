@@ -1,4 +1,4 @@
-#include "data_directory.h"
+#include "common/KdiDataDirectory.h"
 
 #include <dlfcn.h>
 
