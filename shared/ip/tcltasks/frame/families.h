@@ -7,6 +7,7 @@
 
 #include <tcl.h>
 
+#include "bmg/bmg.h"
 #include "dsp/fftalgorithm/fftalgorithm.h"
 #include "dsp/v_scaler/v_scaler.h"
 #include "dsp/vcualgorithm/vcualgorithm.h"
@@ -25,6 +26,7 @@ struct sequence {
 using start_order = sequence<                    //
     fftalgorithm_init::init,                     //
     vcualgorithm_init::init,                     //
+    bmg_init::bmg_kdi_tcltasks::init,            //
     v_scaler_init::v_scaler_kdi_tcltasks::init,  //
     sd_fec::init,                                //
     ldpc::init>;
@@ -33,6 +35,7 @@ using start_order = sequence<                    //
 using stop_order = sequence<                       //
     fftalgorithm_init::uninit,                     //
     vcualgorithm_init::uninit,                     //
+    bmg_init::bmg_kdi_tcltasks::uninit,            //
     v_scaler_init::v_scaler_kdi_tcltasks::uninit,  //
     sd_fec::uninit,                                //
     ldpc::uninit>;
