@@ -39,7 +39,17 @@ class columns {
     for (kind& one : kinds_) one.most = kinds_.front().width / std::gcd(kinds_.front().width, one.width) - 1;
   }
 
-  cost_t cost(int bits) const { return cheapest(bits, kinds_.size() - 1, nullptr); }
+  // For `least` to `most` bits.
+  std::vector<cost_t> costs(int least, int most) const {
+    int step = 0;  // what is covered is a multiple of this, so the cost changes behind such multiples only
+    for (kind const& one : kinds_) step = std::gcd(step, one.width);
+    std::vector<cost_t> costs;
+    costs.reserve(static_cast<std::size_t>(most - least + 1));
+    for (int bits = least; bits <= most; ++bits)
+      costs.push_back(bits == least || (bits - 1) % step == 0 ? cheapest(bits, kinds_.size() - 1, nullptr)
+                                                              : costs.back());
+    return costs;
+  }
 
   // Calls take(choice, number of columns) for each kind that is used.
   template <class Take>
@@ -93,21 +103,21 @@ class tiler {
     lay_out_levels();
     const columns whole_columns(choices_, levels_.back().depth);
     const columns part_columns(choices_, levels_.back().rows);
-    for (std::size_t k = levels_.size(); k-- > 0;) {
+    level& last = levels_.back();
+    if (last.has_whole) {
+      last.whole.cost = whole_columns.costs(last.least_below, width_);
+      use_shapes(last, last.whole, last.depth);
+    }
+    last.part.cost = part_columns.costs(last.least_below, width_);
+    use_shapes(last, last.part, last.rows);
+    for (std::size_t k = levels_.size() - 1; k-- > 0;) {
       level& at = levels_[k];
-      const bool is_last = k + 1 == levels_.size();
-      level const* const below = is_last ? nullptr : &levels_[k + 1];
-      // The costs of both halves of a block, or of the columns, for all widths that the deeper shapes may leave.
+      level const& half = levels_[k + 1];
       if (at.has_whole) {
-        for (int bits = at.least_below; bits <= width_; ++bits)
-          at.whole.cost.push_back(is_last ? whole_columns.cost(bits) : 2 * below->cost(below->whole, bits));
+        at.whole.cost = costs_of_halves(at, half.whole, half.whole);
         use_shapes(at, at.whole, at.depth);
       }
-      for (int bits = at.least_below; bits <= width_; ++bits)
-        at.part.cost.push_back(is_last ? part_columns.cost(bits)
-                               : at.rows > below->depth
-                                   ? below->cost(below->whole, bits) + below->cost(below->part, bits)
-                                   : below->cost(below->part, bits));
+      at.part.cost = at.rows > half.depth ? costs_of_halves(at, half.whole, half.part) : costs_from(at, half.part);
       use_shapes(at, at.part, at.rows);
     }
     collect(whole_columns, part_columns);
@@ -116,10 +126,10 @@ class tiler {
   std::vector<grid> grids() && { return std::move(grids_); }
 
  private:
-  // Costs by bits still to be covered, and for each shape in turn whether it is taken there.
+  // By bits still to be covered: the cost, and one bit for each shape of the level that is set if it is taken there.
   struct table {
     std::vector<cost_t> cost;
-    std::vector<std::vector<bool>> is_taken;
+    std::vector<std::uint8_t> taken;
   };
 
   // The shapes of one depth that are not their primitive's widest, over whole blocks of that depth and over the
@@ -131,8 +141,6 @@ class tiler {
     int rows;         // of the partial block, 1 to depth
     bool has_whole;
     table whole, part;
-
-    cost_t cost(table const& from, int bits) const { return from.cost[static_cast<std::size_t>(bits - least_below)]; }
   };
 
   void lay_out_levels() {
@@ -157,21 +165,34 @@ class tiler {
     }
   }
 
+  // The costs of a level below that `at` can ask for.
+  std::vector<cost_t> costs_from(level const& at, table const& below) const {
+    return {below.cost.end() - (width_ - at.least_below + 1), below.cost.end()};
+  }
+  std::vector<cost_t> costs_of_halves(level const& at, table const& first, table const& second) const {
+    std::vector<cost_t> sums = costs_from(at, first);
+    const std::size_t skipped = second.cost.size() - sums.size();
+    for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += second.cost[skipped + i];
+    return sums;
+  }
+
   // One pass for each shape: with it or without, whichever costs less. Equal costs take it, for it is the deeper one.
   void use_shapes(level const& at, table& costs, int rows) const {
+    costs.taken.resize(costs.cost.size());
     int least = at.least_below;
+    unsigned mask = 1;
     for (std::size_t const index : at.shapes) {
       choice const& one = choices_[index];
       const cost_t own = one.for_tile + static_cast<cost_t>(rows) * one.for_row;
       if (least > 0) least += one.width;
-      std::vector<bool>& is_taken = costs.is_taken.emplace_back(costs.cost.size());
       for (int bits = width_; bits >= least; --bits) {
         const auto i = static_cast<std::size_t>(bits - at.least_below);
-        const cost_t with = own + at.cost(costs, std::max(0, bits - one.width));
+        const cost_t with = own + costs.cost[static_cast<std::size_t>(std::max(0, bits - one.width) - at.least_below)];
         if (with > costs.cost[i]) continue;
         costs.cost[i] = with;
-        is_taken[i] = true;
+        costs.taken[i] = static_cast<std::uint8_t>(costs.taken[i] | mask);
       }
+      mask <<= 1U;
     }
   }
 
@@ -199,7 +220,7 @@ class tiler {
 
   void take_shapes(level const& at, table const& costs, int& bits, int row, int rows) {
     for (std::size_t i = at.shapes.size(); i-- > 0;) {
-      if (!costs.is_taken[i][static_cast<std::size_t>(bits - at.least_below)]) continue;
+      if ((costs.taken[static_cast<std::size_t>(bits - at.least_below)] >> i & 1U) == 0) continue;
       const int rest = std::max(0, bits - choices_[at.shapes[i]].width);
       grids_.push_back({at.shapes[i], rest, bits - rest, row, rows});
       bits = rest;

@@ -1,14 +1,16 @@
 // Tiles a memory exactly.
 //
-// A tiling cuts the memory into rectangles of bits and rows, each held by one primitive in one of its shapes. The
-// cheapest one is found, not searched for, by three properties of the shapes, which the loader of the data checks:
+// A tiling cuts the memory into rectangles of bits and rows, each held by one primitive in one of its shapes: the rows
+// from a multiple of its depth on, as many as it has or the memory still has, so that the low bits of an address reach
+// it as they are. No tiling without this rule takes less area. The cheapest one is found, not searched for, by three
+// properties of the shapes, which the loader of the data checks:
 //
-// 1. The shapes of a primitive halve in depth and at least double in width. So depths divide one another, and rows may
-//    be cut at multiples of the deepest shape, then each block in halves, without losing the optimum.
+// 1. The shapes of a primitive halve in depth and at least double in width. So rows are cut at multiples of the deepest
+//    shape, then each block in halves, and blocks are tiled apart.
 // 2. Two primitives of one shape side by side can be replaced by two of the next shape, one on the other, at no more
 //    cost. So over one block each shape but a primitive's widest is used at most once.
-// 3. A primitive's widest shape is at most as deep as the shallowest block, or is the widest of its primitive. So below
-//    the last cut only columns of widest shapes remain, a small knapsack with a closed solution.
+// 3. A shape that is not its primitive's widest is at least as deep as the widest of any other. So below the last cut
+//    only columns of widest shapes remain, a small knapsack with a closed solution.
 //
 // This leaves, for each depth, a pass over the widths that the deeper shapes may have left: some hundred steps.
 #pragma once
