@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <numeric>
+#include <utility>
 
 namespace bmg {
 namespace {
@@ -125,6 +126,16 @@ class tiler {
 
   std::vector<grid> grids() && { return std::move(grids_); }
 
+  // Recuts each stack of one shape into the deepest shapes of its primitive that cost no more there: fewer inputs to
+  // the output multiplexer.
+  void deepen() {
+    join_stacks();
+    std::vector<grid> recut;
+    for (grid const& one : grids_) recut_stack(one, recut);
+    grids_ = std::move(recut);
+    join_stacks();
+  }
+
  private:
   // By bits still to be covered: the cost, and one bit for each shape of the level that is set if it is taken there.
   struct table {
@@ -142,6 +153,58 @@ class tiler {
     bool has_whole;
     table whole, part;
   };
+
+  // The halves of blocks come one by one; where they go on with the same shape they are one stack.
+  void join_stacks() {
+    std::vector<grid> joined;
+    for (grid const& one : grids_) {
+      const auto above = std::find_if(joined.begin(), joined.end(), [&](grid const& other) {
+        return other.choice == one.choice && other.first_row + other.rows == one.first_row &&
+               other.first_bit == one.first_bit && other.bits == one.bits;
+      });
+      if (above == joined.end())
+        joined.push_back(one);
+      else
+        above->rows += one.rows;
+    }
+    grids_ = std::move(joined);
+  }
+
+  void recut_stack(grid const& stack, std::vector<grid>& recut) const {
+    std::size_t first = stack.choice;
+    while (first > 0 && choices_[first - 1].primitive == choices_[stack.choice].primitive) --first;
+    const auto costs_no_more = [&](std::size_t index, int rows) {
+      grid block = stack;
+      block.rows = rows;
+      return cost(block, choices_[index]) <= cost(block, choices_[stack.choice]);
+    };
+    std::size_t deepest = first;  // that is worth it for whole blocks
+    while (!costs_no_more(deepest, choices_[deepest].depth)) ++deepest;
+
+    const bool is_last = stack.first_row + stack.rows == depth_;
+    grid rest = stack;
+    while (rest.rows > 0) {
+      grid next = rest;
+      for (next.choice = first; next.choice < stack.choice; ++next.choice) {
+        const int depth = choices_[next.choice].depth;
+        const bool has_block = rest.first_row % depth == 0 && (rest.rows >= depth || is_last);
+        if (has_block && costs_no_more(next.choice, std::min(depth, rest.rows))) break;
+      }
+      // Behind a block that is not of the deepest shape, a deeper one may begin.
+      const int depth = choices_[next.choice].depth;
+      const int blocks = next.choice == deepest ? std::max(1, rest.rows / depth) : 1;
+      next.rows = std::min(rest.rows, blocks * depth);
+      recut.push_back(next);
+      rest.first_row += next.rows;
+      rest.rows -= next.rows;
+    }
+  }
+
+  static cost_t cost(grid const& one, choice const& shape) {
+    const auto columns = static_cast<cost_t>((one.bits + shape.width - 1) / shape.width);
+    const auto stack = static_cast<cost_t>((one.rows + shape.depth - 1) / shape.depth);
+    return columns * (stack * shape.for_tile + static_cast<cost_t>(one.rows) * shape.for_row);
+  }
 
   void lay_out_levels() {
     int deepest = 0;
@@ -245,7 +308,9 @@ class tiler {
 }  // namespace
 
 std::vector<grid> tile(std::vector<choice> const& choices, int width, int depth) {
-  return tiler(choices, width, depth).grids();
+  tiler found(choices, width, depth);
+  found.deepen();
+  return std::move(found).grids();
 }
 
 bool end_in_columns(std::vector<choice> const& choices) {

@@ -35,7 +35,7 @@ struct grid {
 };
 
 /// The cheapest tiling of `width` bits and `depth` rows, both above 0, by `choices`, of which there is at least one.
-/// Of tilings that cost the same, one with deeper shapes is taken.
+/// A stack is cut into the deepest shapes that cost no more, for few inputs to the output multiplexer.
 std::vector<grid> tile(std::vector<choice> const& choices, int width, int depth);
 
 /// Whether `choices` have the third property above.

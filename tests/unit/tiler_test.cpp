@@ -257,14 +257,25 @@ TEST(Tiler, TakesDeepMemoriesAsRepeatedBlocks) {
   }
 }
 
+TEST(Tiler, StacksNoMorePrimitivesThanItHasTo) {
+  const auto mux = [](int width, int depth) {
+    return tile({"single_port_ram", false, 4, 1, 0}, width, depth, "minimum_area").mux_inputs();
+  };
+  EXPECT_EQ(mux(72, 4096), 1);  // 8 of 4096x9, not of 512x72
+  EXPECT_EQ(mux(1, 32768), 1);
+  EXPECT_EQ(mux(9, 32768), 8);
+  EXPECT_EQ(mux(72, 512), 1);
+  EXPECT_EQ(mux(72, 40960), 10);  // the stack of 4096x9, though blocks of 32768 rows are tiled apart
+}
+
 TEST(Tiler, MixesShapesWhereThatIsLess) {
   const use eighteen{"single_port_ram", false, 2, 1, 0};
   const bmg::tiling tiling = tile(eighteen, 40, 3000, "minimum_area");
   EXPECT_EQ(tiling.count(18), 7);
   std::map<int, int> by_width;
   for (bmg::tile_run const& run : tiling.runs) by_width[run.width] += run.count();
-  EXPECT_EQ(by_width, (std::map<int, int>{{4, 1}, {36, 6}}));
-  EXPECT_EQ(tiling.mux_inputs(), 6);
+  EXPECT_EQ(by_width, (std::map<int, int>{{4, 1}, {9, 4}, {18, 2}}));
+  EXPECT_EQ(tiling.mux_inputs(), 2);
 }
 
 }  // namespace
