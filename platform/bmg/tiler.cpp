@@ -45,7 +45,7 @@ class columns {
     int step = 0;  // what is covered is a multiple of this, so the cost changes behind such multiples only
     for (kind const& one : kinds_) step = std::gcd(step, one.width);
     std::vector<cost_t> costs;
-    costs.reserve(static_cast<std::size_t>(most - least + 1));
+    costs.reserve(static_cast<std::size_t>(most - least) + 1);
     for (int bits = least; bits <= most; ++bits)
       costs.push_back(bits == least || (bits - 1) % step == 0 ? cheapest(bits, kinds_.size() - 1, nullptr)
                                                               : costs.back());
@@ -207,7 +207,7 @@ class tiler {
   }
 
   void lay_out_levels() {
-    int deepest = 0;
+    int deepest = 1;
     for (choice const& one : choices_) deepest = std::max(deepest, one.depth);
     int least = width_;
     int rows = (depth_ - 1) % deepest + 1;
