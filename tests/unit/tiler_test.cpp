@@ -146,6 +146,9 @@ void expect_sound(bmg::tiling const& tiling, use const& use, int width, int dept
              one.used_width == run.used_width;
     });
     ASSERT_TRUE(is_known) << run.depth << "x" << run.width;
+    // A primitive holds the rows from a multiple of its depth on, as many as it has or the memory still has.
+    ASSERT_EQ(run.first_row % run.depth, 0);
+    ASSERT_TRUE(run.rows % run.depth == 0 || run.first_row + run.rows == depth);
     if (use.byte_width != 0) {
       ASSERT_EQ(run.first_bit % use.byte_width, 0);
       ASSERT_EQ(run.used_width % use.byte_width, 0);
@@ -168,7 +171,10 @@ std::vector<use> all_uses() {
 }
 
 TEST(Tiler, FindsTheLeastAreaOfAllCuts) {
-  constexpr int kMostWidth = 110, kMostUnits = 150, kUnit = 256;
+  constexpr int kUnit = 256;
+  struct extent {
+    int width, units;
+  };
   std::mt19937 random(kSeed);
   const auto pick = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
   int memories = 0;
@@ -176,19 +182,21 @@ TEST(Tiler, FindsTheLeastAreaOfAllCuts) {
     std::vector<truth::shape> shapes;
     for (sheet_shape const& one : shapes_of(use))
       shapes.push_back({one.depth / kUnit, one.used_width, area(kSheets[one.sheet].kilobits), 0});
-    const truth::cut_search search(shapes, kMostWidth, kMostUnits);
     const int step = std::max(1, use.byte_width);
-    for (int i = 0; i < 200; ++i, ++memories) {
-      const int width = pick(1, kMostWidth / step) * step;
-      const int depth = pick(1, i % 2 == 0 ? kMostUnits * kUnit / use.ratio : 16 * kUnit / use.ratio) * use.ratio;
-      const bmg::tiling tiling = tile(use, width, depth, "minimum_area");
-      expect_sound(tiling, use, width, depth);
-      std::uint64_t cost = 0;
-      for (sheet const& one : kSheets)
-        cost += static_cast<std::uint64_t>(tiling.count(one.kilobits)) * area(one.kilobits);
-      ASSERT_EQ(cost, search.cost(width, (depth + kUnit - 1) / kUnit))
-          << "seed " << kSeed << ": " << use.type << " " << depth << " x " << width << ", primitives "
-          << sizes_word(use.sizes) << ", ratio " << use.ratio << ", bytes of " << use.byte_width;
+    for (extent const& most : {extent{110, 150}, {60, 16}, {320, 20}}) {
+      const truth::cut_search search(shapes, most.width, most.units);
+      for (int i = 0; i < 70; ++i, ++memories) {
+        const int width = pick(1, most.width / step) * step;
+        const int depth = pick(1, most.units * kUnit / use.ratio) * use.ratio;
+        const bmg::tiling tiling = tile(use, width, depth, "minimum_area");
+        expect_sound(tiling, use, width, depth);
+        std::uint64_t cost = 0;
+        for (sheet const& one : kSheets)
+          cost += static_cast<std::uint64_t>(tiling.count(one.kilobits)) * area(one.kilobits);
+        ASSERT_EQ(cost, search.cost(width, (depth + kUnit - 1) / kUnit))
+            << "seed " << kSeed << ": " << use.type << " " << depth << " x " << width << ", primitives "
+            << sizes_word(use.sizes) << ", ratio " << use.ratio << ", bytes of " << use.byte_width;
+      }
     }
   }
   EXPECT_GE(memories, 20000);
