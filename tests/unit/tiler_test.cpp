@@ -53,7 +53,7 @@ void expect_exact_cover(Rectangles const& parts, int width, int depth) {
 TEST(Tiler, NeedsNoMoreThanTheBestOfAllArrangements) {
   std::mt19937 random(kSeed);
   const auto pick = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
-  constexpr int kWidths[] = {1, 2, 4, 9, 18, 36, 72};
+  constexpr int kWidths[] = {1, 2, 4, 9, 18, 36, 72, 144};
   for (int round = 0; round < 4000; ++round) {
     // One or two primitives: runs of a few shapes, the larger primitive with the same widths at twice the depth.
     const int shapes = pick(1, 4), first = pick(0, 3), larger = pick(0, 2);
@@ -61,8 +61,7 @@ TEST(Tiler, NeedsNoMoreThanTheBestOfAllArrangements) {
     std::vector<truth::shape> all;
     for (std::size_t primitive = 0; primitive < (larger != 0 ? 2 : 1); ++primitive)
       for (int i = 0; i < shapes + (primitive != 0 && larger == 2 ? 1 : 0); ++i) {
-        const int depth = (1 << (shapes - 1 - i)) << (primitive != 0 ? 1 : 0);
-        if (depth == 0) continue;
+        const int depth = (primitive != 0 ? 2 << (shapes - 1) : 1 << (shapes - 1)) >> i;
         const int width = kWidths[first + i];
         choices.push_back({primitive, depth, width, area(primitive != 0 ? 18 : 9), 0});
         all.push_back({depth, width, choices.back().for_tile, 0});

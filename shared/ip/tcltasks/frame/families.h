@@ -8,6 +8,7 @@
 #include <tcl.h>
 
 #include "bmg/bmg.h"
+#include "dsp/ducddcgen/ducddcgen.h"
 #include "dsp/fftalgorithm/fftalgorithm.h"
 #include "dsp/v_scaler/v_scaler.h"
 #include "dsp/vcualgorithm/vcualgorithm.h"
@@ -26,6 +27,7 @@ struct sequence {
 using start_order = sequence<                    //
     fftalgorithm_init::init,                     //
     vcualgorithm_init::init,                     //
+    ducddcgen_init::init,                        //
     bmg_init::bmg_kdi_tcltasks::init,            //
     v_scaler_init::v_scaler_kdi_tcltasks::init,  //
     sd_fec::init,                                //
@@ -35,6 +37,7 @@ using start_order = sequence<                    //
 using stop_order = sequence<                       //
     fftalgorithm_init::uninit,                     //
     vcualgorithm_init::uninit,                     //
+    ducddcgen_init::uninit,                        //
     bmg_init::bmg_kdi_tcltasks::uninit,            //
     v_scaler_init::v_scaler_kdi_tcltasks::uninit,  //
     sd_fec::uninit,                                //

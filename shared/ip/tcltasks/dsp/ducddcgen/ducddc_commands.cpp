@@ -1,0 +1,78 @@
+#include <iostream>
+
+#include "dsp/ducddcgen/ducddc_catalogue.h"
+#include "dsp/ducddcgen/ducddc_text.h"
+#include "dsp/ducddcgen/ducddcgen.h"
+#include "frame/tcl_command.h"
+
+namespace ducddcgen_init {
+namespace {
+
+enum class Failure { kDatabase = 1, kGeneral = 2, kUnknown = 3 };
+
+// Runs `body`; an exception goes to `fail(kind, text)`, whose value is returned. The three texts stand here alone.
+template <class Body, class Fail>
+int guarded(Body body, Fail fail) {
+  try {
+    return body();
+  } catch (DUCDDCException const& exception) {
+    return fail(Failure::kDatabase, std::string("Database error: ") + exception.what());
+  } catch (std::runtime_error const& exception) {
+    return fail(Failure::kGeneral, std::string("General error: ") + exception.what());
+  } catch (...) {
+    return fail(Failure::kUnknown, "Unknown error in ducddcgen!");
+  }
+}
+
+int ducddcgen_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc != 3) return tcl::fail(interp, "Invalid number of arguments.Expected are 2");  // sic: no blank
+  const std::string name = Tcl_GetString(objv[1]);
+  int selector = 0;  // also where the word is no integer
+  Tcl_GetIntFromObj(nullptr, objv[2], &selector);
+  return guarded(
+      [&] { return tcl::succeed(interp, tcl::new_string(file_text(require_record(name), selector))); },
+      [&](Failure kind, std::string text) {
+        if (kind == Failure::kUnknown) text += ' ';  // sic: the command's text has it, the function's has not
+        return tcl::fail(interp, text + '\n');
+      });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) {
+    std::cerr << "\nducddcgen (" << verstr << ")\n"
+              << "Writes .cfg and .coe files for a specified DUC/DDC configuration.\n\n"
+              << "Usage: " << argv[0] << " config [directory]\n"
+              << "       Config strings look like 'duc_chbw10_C4_pb40_if0_frf92_os3'.\n"
+              << "       Use -l switch to list all configurations.\n"
+              << "       Output is to current working directory unless otherwise specified.\n\n";
+    return 0;
+  }
+  if (argc == 2 && argv[1][0] == '-' && (argv[1][1] == 'l' || argv[1][1] == 'L')) {
+    std::cout << "Database (" << verstr << ") contains " << kRecords << " entries:\n";
+    for (Record const& record : database) std::cout << name_of(record) << '\n';
+    std::cout.flush();
+    return 0;
+  }
+  return ducddcgen(argv[1], argc > 2 ? argv[2] : ".");
+}
+
+void init(Tcl_Interp* interp) { tcl::register_command<ducddcgen_cmd>(interp, "ducddcgen"); }
+
+void uninit() {}
+
+}  // namespace ducddcgen_init
+
+extern "C" int ducddcgen(char const* config, char const* directory) {
+  using namespace ducddcgen_init;
+  return guarded(
+      [&] {
+        DUCDDCConfig(config).write_files(directory == nullptr ? "." : directory);
+        return 0;
+      },
+      [](Failure kind, std::string const& text) {
+        std::cerr << text << '\n';
+        return static_cast<int>(kind);
+      });
+}
