@@ -68,7 +68,7 @@ TEST(Tiler, NeedsNoMoreThanTheBestOfAllArrangements) {
       }
     ASSERT_TRUE(bmg::end_in_columns(choices));
     const int widest = kWidths[first + shapes - 1];
-    const int width = pick(1, std::min(2 * widest + 5, 24)), units = pick(1, 7);
+    const int width = pick(1, std::min(2 * widest + 5, 20 * kWidths[first])), units = pick(1, 7);
     const auto grids = bmg::tile(choices, width, units);
     expect_exact_cover(grids, width, units);
     ASSERT_EQ(cost_of(choices, grids), truth::cheapest_cover(all, width, units))
