@@ -4,7 +4,7 @@
 #include <memory>
 #include <new>
 
-#include "common/KdiDataDirectory.h"
+#include "common/KdiDataDir.h"
 #include "memory.h"
 #include "tiler.h"
 
@@ -21,11 +21,10 @@ geometry_ptr& geometry_in_use() {
 
 geometry_ptr known_geometry() {
   if (geometry_in_use() == nullptr) {
-    constexpr char kFile[] = "primitives.json";
-    const std::string path = kdi::find_data_file(std::string("bmg/") + kFile);
-    if (path.empty()) throw fault(code::no_data, "no data directory has bmg/primitives.json");
+    const std::vector<std::string> directories = kdi::data_directories("bmg");
+    if (directories.empty()) throw fault(code::no_data, "no data directory has a folder bmg");
     try {
-      load_data(path.substr(0, path.size() - sizeof kFile));
+      load_data(directories.front());
     } catch (std::bad_alloc const&) {
       throw;
     } catch (std::exception const& error) {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "common/host/MessageHost.h"
-#include "common/KdiDataDirectory.h"
+#include "data_directory.h"
 #include "message_catalogue.h"
 
 namespace {

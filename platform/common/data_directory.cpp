@@ -1,11 +1,14 @@
-#include "common/KdiDataDirectory.h"
+#include "data_directory.h"
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <vector>
+
+#include "common/KdiDataDir.h"
 
 namespace kdi {
 namespace {
@@ -42,6 +45,18 @@ std::string find_data_file(std::string const& name) {
     if (fs::is_regular_file(root / name, ignored)) return (root / name).lexically_normal().string();
   }
   return {};
+}
+
+[[gnu::visibility("default")]] std::vector<std::string> data_directories(std::string const& name) {
+  std::vector<std::string> directories;
+  for (fs::path const& root : data_roots()) {
+    std::error_code fault;
+    const fs::path directory = fs::canonical(root / name, fault);
+    if (!fault && fs::is_directory(directory, fault) &&
+        std::find(directories.begin(), directories.end(), directory) == directories.end())
+      directories.push_back(directory.string());
+  }
+  return directories;
 }
 
 }  // namespace kdi

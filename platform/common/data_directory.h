@@ -1,4 +1,4 @@
-// Where the data files of the platform's libraries are.
+// Where the platform's data files are.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 namespace kdi {
 
 /// The path of the data file `name` ("messages/catalogue.json") in the first data root that has it; empty if none has.
-/// Roots are those of KDI_DATA_DIR, separated by colons, then the installed data beside libkdi_common, then the source
+/// Roots are those of KDI_DATA_DIR, separated by colons, then the installed data beside this library, then the source
 /// tree that it was built from.
 std::string find_data_file(std::string const& name);
 
