@@ -1,34 +1,42 @@
 # Register writes back into named fields, and two images compared.
 #
-#   tclsh decode_image.tcl LIB_DIR CORE WRITES.txt               lists one image
-#   tclsh decode_image.tcl LIB_DIR CORE LEFT.txt RIGHT.txt       lists the fields in which two differ
+#   tclsh decode_image.tcl LIB_DIR CORE WRITES.txt ?-encoder SLOTS?   lists one image
+#   tclsh decode_image.tcl LIB_DIR CORE LEFT.txt RIGHT.txt            lists what two differ in
 #
 # CORE is sd_fec or ldpc. A file of writes has one line for each: address and data in hexadecimal, then a comment, as
-# fec::save_writes (fec_summary.tcl) and the demo write it.
-if {[llength $argv] ni {3 4}} {
-  puts stderr "usage: tclsh decode_image.tcl LIB_DIR CORE WRITES.txt ?OTHER.txt?"
+# fec::save_writes (fec_summary.tcl) and the demo write it. Whether a code is for the encoder does not show in its writes:
+# -encoder names the slots of those that are, so that bit 17 of a compressed operation gets its right name.
+if {[llength $argv] ni {3 4 5} || ([llength $argv] == 5 && [lindex $argv 3] ne {-encoder})} {
+  puts stderr "usage: tclsh decode_image.tcl LIB_DIR CORE WRITES.txt ?OTHER.txt | -encoder SLOTS?"
   exit 2
 }
-lassign $argv libraries core left right
+lassign $argv libraries core left right slots
 load [file join $libraries libkdi_iptasks.so]
 load [file join $libraries libkdi_fectools.so]
 
 proc read_writes {path} {
   set file [open $path]
-  set lines [split [string trim [read $file]] \n]
+  set lines [split [read $file] \n]
   close $file
   set writes {}
   set number 0
   foreach line $lines {
     incr number
-    if {[scan $line {%llx %llx} address data] != 2} { error "$path: line $number: no address and data: $line" }
-    lappend writes [list $address $data {}]
+    if {[string trim $line] eq {}} continue
+    if {![regexp {^\s*(?:0[xX])?([0-9a-fA-F]+)\s+(?:0[xX])?([0-9a-fA-F]+)(?:\s|$)} $line -> address data]} {
+      error "$path: line $number: no address and data: $line"
+    }
+    if {[string length $address] > 15 || [string length $data] > 15} {
+      error "$path: line $number: more than 15 digits: $line"
+    }
+    lappend writes [list [scan $address %llx] [scan $data %llx] {}]
   }
+  if {[llength $writes] == 0} { error "$path: no writes" }
   return $writes
 }
 
-if {$right eq {}} {
-  puts -nonewline [fectools::list_image $core [read_writes $left]]
+if {[llength $argv] != 4} {
+  puts -nonewline [fectools::list_image $core [read_writes $left] $slots]
 } else {
   set lines [fectools::diff_images $core [read_writes $left] [read_writes $right]]
   puts [expr {[llength $lines] == 0 ? "no difference" : [join $lines \n]}]

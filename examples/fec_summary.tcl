@@ -16,14 +16,18 @@ proc fec::figures {config} {
     lappend stalls [expr {($word >> 8) & 255}]
     incr work [expr {(($word & 127) + 1) * $mv}]
   }
-  # With several operations per cycle, bit 16 marks a slot without one. (Compressed words mark it elsewhere.)
+  # The words of a compressed code's layers count its operations from bit 16 on. In a plain code with several operations
+  # per cycle, bit 16 of an operation marks a slot without one (compressed, that bit ends a layer).
+  set slots [dict get $config nqc]
   set pads 0
-  if {$p <= 64 && ![dict get $config no_packing]} {
+  if {[set counted [expr {[lindex [dict get $config la_table] end] >> 16}]] != 0} {
+    set pads [expr {$slots - $counted}]
+  } elseif {$p <= 64 && ![dict get $config no_packing]} {
     foreach word [dict get $config qc_table] { incr pads [expr {($word >> 16) & 1}] }
   }
-  set stall [expr [join $stalls +]]
-  dict create layers [dict get $config nlayers] stalls $stalls slots [dict get $config nqc] pads $pads \
-    operations [expr {[dict get $config nqc] - $pads}] work $work stall $stall cycles [expr {$work + $stall}]
+  set stall [tcl::mathop::+ {*}$stalls]
+  dict create layers [dict get $config nlayers] stalls $stalls slots $slots pads $pads \
+    operations [expr {$slots - $pads}] work $work stall $stall cycles [expr {$work + $stall}]
 }
 
 # A readable page on all codes of a result.
@@ -51,7 +55,7 @@ proc fec::save_writes {result path} {
   try {
     foreach write [dict get $result transactions] {
       lassign $write address data comment
-      puts $file [string trimright [format "%05x %08x %s" $address $data $comment]]
+      puts $file [string trimright [format "%05llx %08llx %s" $address $data $comment]]
     }
   } finally {
     close $file

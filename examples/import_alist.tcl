@@ -12,9 +12,9 @@
 
 source [file join [file dirname [file normalize [info script]]] qc_sizes.tcl]
 
-# Takes one half of the file off the lines in `variable`: a line for each of `weights`, that many entries from 1 to
-# `limit`. A line may be filled up with 0 to `widest` entries.
-proc qc::alist_half {variable weights widest limit what} {
+# Takes one half of the file off the lines in `variable`: a line for each of `weights`, that many different entries from 1
+# to `limit`. A line may be filled up with 0 to `widest` entries. `what` and `others` name lines and entries.
+proc qc::alist_half {variable weights widest limit what others} {
   upvar 1 $variable lines
   set ones {}
   set index 0
@@ -27,6 +27,7 @@ proc qc::alist_half {variable weights widest limit what} {
     }
     foreach entry $entries {
       if {$entry < 1 || $entry > $limit} { error "$what $index: $entry is not from 1 to $limit" }
+      if {[llength [lsearch -all -exact $entries $entry]] > 1} { error "$what $index names $others $entry twice" }
     }
     lappend ones $entries
   }
@@ -34,17 +35,18 @@ proc qc::alist_half {variable weights widest limit what} {
 }
 
 proc qc::from_alist {text p args} {
-  check_p $p
-  set lines [lmap line [split [string trim $text] \n] { regexp -all -inline {\S+} $line }]
-  foreach line $lines {
-    foreach word $line {
-      if {!([string is integer -strict $word] && $word >= 0)} { error "\"$word\" is no number from 0" }
+  set p [check_p $p]
+  set lines [lmap line [lines_of [string trim $text]] {
+    lmap word [regexp -all -inline {\S+} $line] {
+      if {![code_dict::is_number $word 0]} { error "\"$word\" is no number from 0" }
+      scan $word %d
     }
-  }
+  }]
   if {[llength $lines] < 4} { error "the file ends within its heading" }
   set lines [lassign $lines sizes widest column_weights row_weights]
   lassign $sizes columns rows
   if {[llength $sizes] != 2 || [llength $widest] != 2} { error "the heading is \"$sizes\" and \"$widest\", not two pairs" }
+  if {$columns < 1 || $rows < 1} { error "a matrix of $columns columns and $rows rows holds nothing" }
   if {[llength $column_weights] != $columns || [llength $row_weights] != $rows} {
     error "$columns column and $rows row weights are announced, [llength $column_weights] and [llength $row_weights] are there"
   }
@@ -54,8 +56,8 @@ proc qc::from_alist {text p args} {
   if {$columns % $p != 0 || $rows % $p != 0} {
     error "$columns columns and $rows rows are not whole blocks of P $p"
   }
-  set by_column [alist_half lines $column_weights [lindex $widest 0] $rows column]
-  set by_row [alist_half lines $row_weights [lindex $widest 1] $columns row]
+  set by_column [alist_half lines $column_weights [lindex $widest 0] $rows column row]
+  set by_row [alist_half lines $row_weights [lindex $widest 1] $columns row column]
 
   # A circulant of shift s has its ones at (i, (i + s) mod P): all P of them count for it, or it is none.
   set counts {}
@@ -64,7 +66,6 @@ proc qc::from_alist {text p args} {
   foreach row $by_row {
     foreach entry $row {
       set j [expr {$entry - 1}]
-      if {[dict exists $ones $i,$j]} { error "row [expr {$i + 1}] names column $entry twice" }
       dict set ones $i,$j 1
       dict incr counts [list [expr {$i / $p}] [expr {$j / $p}] [expr {($j - $i) % $p}]]
     }

@@ -6,19 +6,22 @@
 # or: tclsh import_base_matrix.tcl FILE P ?option value ...?     prints the dictionary
 #
 # The text has one line for each block row, one shift for each block column, separated by blanks or commas. -1, . and -
-# mean no circulant; 3+7 means two circulants. What follows a # is a comment. Options: see qc_sizes.tcl.
+# mean no circulant; an empty place between two commas is refused. 3+7 means two circulants. What follows a # is a
+# comment. Options: see qc_sizes.tcl.
 
 source [file join [file dirname [file normalize [info script]]] qc_sizes.tcl]
 
 proc qc::from_base_matrix {text p args} {
-  check_p $p
+  set p [check_p $p]
   set sm {}
   set row 0
   set width {}
   set number 0
-  foreach line [split $text \n] {
+  foreach line [lines_of $text] {
     incr number
-    set entries [regexp -all -inline {[^\s,;]+} [regsub {#.*} $line {}]]
+    set line [string trim [regsub {#.*} $line {}]]
+    if {[regexp {^[,;]|[,;]\s*[,;]|[,;]$} $line]} { error "line $number has an empty place: write -1 for no circulant" }
+    set entries [regexp -all -inline {[^\s,;]+} $line]
     if {[llength $entries] == 0} continue
     if {$width eq {}} { set width [llength $entries] }
     if {[llength $entries] != $width} {
@@ -27,12 +30,17 @@ proc qc::from_base_matrix {text p args} {
     set col 0
     foreach entry $entries {
       if {$entry ni {-1 . -}} {
-        set shifts [split $entry +]
-        foreach shift $shifts {
-          if {!([string is integer -strict $shift] && $shift >= 0 && $shift < $p)} {
+        set shifts {}
+        foreach shift [split $entry +] {
+          if {![code_dict::is_number $shift 0 [expr {$p - 1}]]} {
             error "line $number, column [expr {$col + 1}]: \"$entry\" is no shift from 0 to [expr {$p - 1}]\
               (a table for another P is reduced modulo P first)"
           }
+          set shift [scan $shift %d]
+          if {$shift in $shifts} {
+            error "line $number, column [expr {$col + 1}]: two circulants of shift $shift cancel each other"
+          }
+          lappend shifts $shift
         }
         lappend sm [dict create row $row col $col shift $shifts]
       }

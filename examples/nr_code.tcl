@@ -9,11 +9,17 @@
 #     The decoder still has them and starts them as erasures. So N is 68 x Z for base graph 1 and not 66 x Z.
 #   - K is Kb x Z with the Kb that the matrix has. With base graph 2 and fewer than 10 information columns in use, leave
 #     the unused ones out (-kb): then K, N and the number of every later column shrink with them.
+#   - The built-in orders of compressed packing (reorder_type 2 to 6) each belong to one graph and Kb. Another code's order
+#     would leave operations out.
 #   - The table holds values V, not shifts: the shift is V mod Z, with V from the column of the set that Z belongs to.
+
+source [file join [file dirname [file normalize [info script]]] code_dict.tcl]
 
 namespace eval nr {
   variable data [file join [file dirname [file normalize [info script]]] .. data ldpc]
   variable graphs {1 {columns 68 kb 22 rows 46} 2 {columns 52 kb 10 rows 42}}
+  # The built-in order (reorder_type) of a base graph, by its number and Kb.
+  variable orders {1,22 2 2,10 3 2,9 4 2,8 5 2,6 6}
 }
 
 # The lines of a table behind its heading, each split at its commas.
@@ -33,7 +39,7 @@ proc nr::lifting_sizes {} {
 # The set, 0 to 7, of a lifting size.
 proc nr::set_of {z} {
   foreach row [table nr_lifting_sizes.csv] {
-    if {[lindex $row 1] == $z} { return [lindex $row 0] }
+    if {[lindex $row 1] eq $z} { return [lindex $row 0] }
   }
   error "no lifting size of 5G NR: $z"
 }
@@ -56,15 +62,17 @@ proc nr::code {graph z args} {
         set kb $value
       }
       -rows {
-        if {!([string is integer -strict $value] && $value >= 4 && $value <= $rows)} {
-          error "base graph $graph can be cut to 4 to $rows rows, not $value"
+        set most [dict get $shape rows]
+        if {![code_dict::is_number $value 4 $most]} {
+          error "base graph $graph can be cut to 4 to $most rows, not $value"
         }
-        set rows $value
+        set rows [scan $value %d]
       }
       default { error "unknown option $option: use -kb or -rows" }
     }
   }
   set set [set_of $z]
+  check_order $graph $kb $args
   set full [dict get $shape kb]
   set removed [expr {$full - $kb}]
   set sm {}
@@ -74,5 +82,14 @@ proc nr::code {graph z args} {
     if {$col >= $full} { incr col -$removed }
     lappend sm [dict create row $row col $col shift [expr {[lindex $line [expr {2 + $set}]] % $z}]]
   }
-  dict merge [dict create n [expr {($kb + $rows) * $z}] k [expr {$kb * $z}] p $z sm_array $sm] $args
+  code_dict::make [expr {($kb + $rows) * $z}] [expr {$kb * $z}] $z $sm $args
+}
+
+proc nr::check_order {graph kb words} {
+  variable orders
+  foreach {key value} $words {
+    if {$key eq {reorder_type} && [code_dict::is_number $value 2] && $value != [dict get $orders $graph,$kb]} {
+      error "reorder_type $value is not the order of base graph $graph with Kb $kb: use [dict get $orders $graph,$kb]"
+    }
+  }
 }

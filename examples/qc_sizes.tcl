@@ -8,7 +8,11 @@
 #     columns are punctured with -punctured, and the transmitted length, if you want it checked, with -n.
 #   - K is not Kb. K is in bits, Kb in block columns: K = Kb x P. -kb takes columns and -k bits; a -k that is smaller than
 #     P is almost surely a Kb, and is refused with that hint.
-#   - Without either, K is taken as N - M, M being the rows: right for a matrix of full rank, as nearly all are.
+#   - Without either, K is taken as N - M, M being the rows: right for a matrix of full rank, as nearly all are. More is
+#     possible if rows depend on others; less is not, and is refused.
+#   - Every row and every column needs a circulant. A row without one at the end would not even count.
+
+source [file join [file dirname [file normalize [info script]]] code_dict.tcl]
 
 namespace eval qc {}
 
@@ -19,13 +23,26 @@ proc qc::code {rows columns p sm_array args} {
   while {[string match -* [lindex $args 0]]} {
     set args [lassign $args option value]
     if {![dict exists $options $option]} { error "unknown option $option: use -k, -kb, -n or -punctured" }
-    if {!([string is integer -strict $value] && $value >= 0)} { error "$option takes a number from 0, not \"$value\"" }
-    dict set options $option $value
+    if {![code_dict::is_number $value 0]} { error "$option takes a number from 0, not \"$value\"" }
+    dict set options $option [scan $value %d]
   }
+  check_filled row $rows $sm_array
+  check_filled col $columns $sm_array
   set n [expr {$columns * $p}]
   set k [size_of_information $rows $columns $p [dict get $options -kb] [dict get $options -k]]
   check_transmitted $columns $p [dict get $options -punctured] [dict get $options -n]
-  dict merge [dict create n $n k $k p $p sm_array $sm_array] $args
+  code_dict::make $n $k $p $sm_array $args
+}
+
+# Each of the `count` rows or columns has to have a circulant.
+proc qc::check_filled {direction count sm_array} {
+  set filled {}
+  foreach element $sm_array { dict set filled [dict get $element $direction] 1 }
+  for {set i 0} {$i < $count} {incr i} {
+    if {![dict exists $filled $i]} {
+      error "block [expr {$direction eq {col} ? {column} : {row}}] $i (counted from 0) has no circulant"
+    }
+  }
 }
 
 proc qc::size_of_information {rows columns p kb k} {
@@ -41,6 +58,10 @@ proc qc::size_of_information {rows columns p kb k} {
   if {$kb < 1 || $kb >= $columns} {
     error "Kb $kb does not fit a matrix of $columns columns and $rows rows: give -kb"
   }
+  if {$rows > $columns} { error "$rows rows and only $columns columns: is the matrix transposed?" }
+  if {$kb < $columns - $rows} {
+    error "Kb $kb is too small: $rows rows of $columns columns leave a Kb of [expr {$columns - $rows}] at least"
+  }
   expr {$kb * $p}
 }
 
@@ -53,9 +74,14 @@ proc qc::check_transmitted {columns p punctured n} {
   }
 }
 
+# P as a plain number.
 proc qc::check_p {p} {
-  if {!([string is integer -strict $p] && $p >= 2 && $p <= 512)} { error "P is a number from 2 to 512, not \"$p\"" }
+  if {![code_dict::is_number $p 2 512]} { error "P is a number from 2 to 512, not \"$p\"" }
+  scan $p %d
 }
+
+# The lines of a text, whatever they end with.
+proc qc::lines_of {text} { split [string map [list \r\n \n \r \n] $text] \n }
 
 # Imports the file that the command line names and prints the dictionary, if `script` is what tclsh was started with.
 proc qc::run_as_script {script importer} {
@@ -66,5 +92,7 @@ proc qc::run_as_script {script importer} {
     exit 2
   }
   set file [open [lindex $argv 0]]
-  puts [$importer [read $file] {*}[lrange $argv 1 end]]
+  set text [read $file]
+  close $file
+  puts [$importer $text {*}[lrange $argv 1 end]]
 }

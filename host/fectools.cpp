@@ -14,9 +14,11 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fec/image_decode.h"
+#include "fec/register_image.h"
 #include "fec/variants.h"
 #include "frame/tcl_command.h"
 #include "schedule_report.h"
@@ -65,8 +67,12 @@ std::vector<fec::phy_trans_t<Variant>> writes_of(Tcl_Obj* list) {
 
 std::map<unsigned, fec::code_hint> encoder_slots(Tcl_Obj* list) {
   std::map<unsigned, fec::code_hint> hints;
-  for (Tcl_Obj* slot : elements_of(list, "the list of encoder slots"))
-    hints[static_cast<unsigned>(uint_of(slot, "the slot"))].encode = true;
+  for (Tcl_Obj* element : elements_of(list, "the list of encoder slots")) {
+    const std::uint64_t slot = uint_of(element, "the slot");
+    if (slot >= fec::kMaxCodes)
+      throw bad_input("the slot " + std::to_string(slot) + " is not from 0 to " + std::to_string(fec::kMaxCodes - 1));
+    hints[static_cast<unsigned>(slot)].encode = true;
+  }
   return hints;
 }
 
@@ -134,7 +140,7 @@ int decode_image_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const ob
   Tcl_Obj* result = Tcl_NewDictObj();
   put(result, "core", fields_dict(image.core));
   put(result, "codes", codes);
-  put(result, "faults", texts_list(image.faults));
+  put(result, "faults", texts_list(fec::listed_faults(image)));
   return tcl::succeed(interp, result);
 }
 
@@ -163,6 +169,22 @@ unsigned slot_of(Tcl_Obj* result, std::optional<std::string>& name) {
   throw bad_input(name ? "the result has no code \"" + *name + "\"" : "the result has no code");
 }
 
+// The operations of a layer, without its pads. A compressed code with one operation per cycle has no mark for a pad,
+// which runs as column 0 unshifted; but its layer says how many operations there are.
+std::vector<host::report_operation> operations_of(fec::decoded_layer const& layer, std::size_t unmarked_pads) {
+  std::vector<host::report_operation> operations;
+  for (fec::named_values const& op : layer.operations) {
+    if (value_of(op, "nop") != 0) continue;
+    const host::report_operation one{static_cast<unsigned>(value_of(op, "col")),
+                                     static_cast<unsigned>(value_of(op, "shift"))};
+    if (unmarked_pads > 0 && one.col == 0 && one.shift == 0)
+      --unmarked_pads;
+    else
+      operations.push_back(one);
+  }
+  return operations;
+}
+
 template <class Variant>
 host::report_code code_of(Tcl_Obj* result, std::optional<std::string> name) {
   const unsigned slot = slot_of(result, name);
@@ -187,16 +209,17 @@ host::report_code code_of(Tcl_Obj* result, std::optional<std::string> name) {
   if (found == image.codes.end()) throw bad_input("the writes do not hold the code \"" + *name + "\"");
   if (!image.faults.empty()) throw bad_input("the writes are no whole image: " + image.faults.front());
   const unsigned mv = (code.p + 127) / 128;
+  std::uint64_t counted = 0;
   for (fec::decoded_layer const& layer : found->second.layers) {
+    const std::uint64_t count = value_of(layer.fields, "qc_count");
+    const std::uint64_t operations = count - std::exchange(counted, count);
+    const bool has_unmarked = found->second.is_compressed() && code.width == 1 && operations < layer.operations.size();
     host::report_layer& row = code.layers.emplace_back();
     row.stall = static_cast<unsigned>(value_of(layer.fields, "stall"));
     row.cycles = static_cast<unsigned>(value_of(layer.fields, "cpld") + 1) * mv;
     row.slots = static_cast<unsigned>(layer.operations.size());
     row.is_extra = value_of(layer.fields, "extra_layer") != 0;
-    for (fec::named_values const& op : layer.operations)
-      if (value_of(op, "nop") == 0)
-        row.operations.push_back(
-            {static_cast<unsigned>(value_of(op, "col")), static_cast<unsigned>(value_of(op, "shift"))});
+    row.operations = operations_of(layer, has_unmarked ? layer.operations.size() - operations : 0);
   }
   return code;
 }

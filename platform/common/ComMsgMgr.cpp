@@ -1,17 +1,21 @@
 #include "common/ComMsgMgr.h"
 
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 #include "common/host/MessageHost.h"
 #include "data_directory.h"
+#include "message_arguments.h"
 #include "message_catalogue.h"
 
 namespace {
@@ -50,11 +54,20 @@ struct manager {
     char const* const given = std::getenv("KDI_MSG_CHANNELS");
     if (given == nullptr) return;
     std::istringstream list(given);
-    for (std::string entry; std::getline(list, entry, ',');) {
-      const std::size_t equals = entry.find('=');
-      if (equals == std::string::npos) continue;
-      channels[entry.substr(0, equals)] = std::atoi(entry.c_str() + equals + 1);
-    }
+    for (std::string entry; std::getline(list, entry, ',');)
+      if (!entry.empty() && !read_channel(entry))
+        std::fprintf(stderr, "WARNING: [messages] KDI_MSG_CHANNELS: \"%s\" is no channel=level\n", entry.c_str());
+  }
+
+  bool read_channel(std::string const& entry) {
+    const std::size_t equals = entry.find('=');
+    if (equals == 0 || equals == std::string::npos) return false;
+    char const* const end = entry.data() + entry.size();
+    int level = 0;
+    const auto [next, fault] = std::from_chars(entry.data() + equals + 1, end, level);
+    if (fault != std::errc{} || next != end) return false;
+    channels[entry.substr(0, equals)] = level;
+    return true;
   }
 };
 
@@ -95,11 +108,6 @@ void deliver(ComMsgMgrInstance const& message) {
 
 // -------------------------------------------------------------------------------------------------- formatting
 
-// The copy of an argument list, so that it can be passed by reference and advanced piece by piece.
-struct arguments {
-  va_list list;
-};
-
 [[gnu::format(printf, 1, 0)]] std::string print(char const* format, va_list list) {
   va_list measured;
   va_copy(measured, list);
@@ -110,69 +118,6 @@ struct arguments {
   std::vsnprintf(text.data(), text.size(), format, list);
   text.pop_back();
   return text;
-}
-
-template <class Value>
-std::string print_value(std::string const& conversion, Value value) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#pragma GCC diagnostic ignored "-Wformat-security"
-  const int size = std::snprintf(nullptr, 0, conversion.c_str(), value);
-  if (size < 0) return {};
-  std::string text(static_cast<std::size_t>(size) + 1, '\0');
-  std::snprintf(text.data(), text.size(), conversion.c_str(), value);
-#pragma GCC diagnostic pop
-  text.pop_back();
-  return text;
-}
-
-// Formats one conversion and takes its argument.
-std::string print_next(std::string const& conversion, arguments& args) {
-  const char type = conversion.back();
-  const auto longs = static_cast<int>(
-      conversion.find("ll") != std::string::npos ? 2 : conversion.find_first_of("lzjt") != std::string::npos);
-  switch (type) {
-    case 'd':
-    case 'i':
-      if (longs == 2) return print_value(conversion, va_arg(args.list, long long));
-      return longs == 1 ? print_value(conversion, va_arg(args.list, long))
-                        : print_value(conversion, va_arg(args.list, int));
-    case 'u':
-    case 'x':
-    case 'X':
-    case 'o':
-      if (longs == 2) return print_value(conversion, va_arg(args.list, unsigned long long));
-      return longs == 1 ? print_value(conversion, va_arg(args.list, unsigned long))
-                        : print_value(conversion, va_arg(args.list, unsigned));
-    case 'c':
-      return print_value(conversion, va_arg(args.list, int));
-    case 'p':
-      return print_value(conversion, va_arg(args.list, void*));
-    case 's': {
-      char const* const text = va_arg(args.list, char const*);
-      return print_value(conversion, text != nullptr ? text : "(null)");
-    }
-    default:
-      return print_value(conversion, va_arg(args.list, double));
-  }
-}
-
-// The conversions of `format`, each formatted by itself.
-std::vector<std::string> print_each(char const* format, arguments& args) {
-  std::vector<std::string> values;
-  for (char const* at = format; *at != '\0'; ++at) {
-    if (*at != '%') continue;
-    if (at[1] == '%') {
-      ++at;
-      continue;
-    }
-    std::string conversion;
-    while (*at != '\0' && std::string("diuxXocpsfFeEgGaA").find(*at) == std::string::npos) conversion += *at++;
-    if (*at == '\0') break;
-    conversion += *at;
-    values.push_back(print_next(conversion, args));
-  }
-  return values;
 }
 
 std::string fill_places(std::string const& text, std::vector<std::string> const& values) {
@@ -192,35 +137,42 @@ std::string fill_places(std::string const& text, std::vector<std::string> const&
 struct reference {
   int group = 0;
   int number = 0;
-  int length = 0;  // of its text; 0: there is none
+  std::size_t length = 0;  // of its text
 };
 
-reference reference_of(char const* format) {
+std::optional<reference> reference_of(std::string_view format) {
   reference found;
-  if (std::sscanf(format, "@%d-%d@%n", &found.group, &found.number, &found.length) < 2) found.length = 0;
+  char const* at = format.data();
+  char const* const end = at + format.size();
+  const auto take_sign = [&](char sign) { return at != end && *at++ == sign; };
+  const auto take_number = [&](int& number) {
+    const auto [next, fault] = std::from_chars(at, end, number);
+    at = next;
+    return fault == std::errc{} && number >= 0;
+  };
+  if (!take_sign('@') || !take_number(found.group) || !take_sign('-') || !take_number(found.number) || !take_sign('@'))
+    return std::nullopt;
+  found.length = static_cast<std::size_t>(at - format.data());
   return found;
 }
 
 void set_text(ComMsgMgrInstance& message, char const* format, va_list list) {
-  const reference found = reference_of(format);
-  if (found.length == 0) {
+  const std::optional<reference> found = reference_of(format);
+  if (!found) {
     message.text = print(format, list);
     return;
   }
-  message.id = std::to_string(found.group) + "-" + std::to_string(found.number);
-  arguments args;
-  va_copy(args.list, list);
-  const std::vector<std::string> values = print_each(format + found.length, args);
-  va_end(args.list);
+  message.id = std::to_string(found->group) + "-" + std::to_string(found->number);
+  const std::vector<std::string> values = kdi::format_each(format + found->length, list);
 
   manager& m = the_manager();
   const std::lock_guard lock(m.mutex);
-  const auto entry = m.catalogue.find({found.group, found.number});
+  const auto entry = m.catalogue.find({found->group, found->number});
   if (entry != m.catalogue.end()) {
     message.text = fill_places(entry->second, values);
     return;
   }
-  message.text.assign(format, static_cast<std::size_t>(found.length));
+  message.text.assign(format, found->length);
   for (std::string const& value : values) message.text += " " + value;
 }
 

@@ -29,11 +29,11 @@ std::vector<fs::path> data_roots() {
     for (std::string root; std::getline(list, root, ':');)
       if (!root.empty()) roots.emplace_back(root);
   }
-  // <prefix>/lib or <prefix>/lib/<triplet>; and <source>/build/<preset>/lib
-  const fs::path library = library_directory();
-  roots.push_back(library / "../share/iptasks/data");
-  roots.push_back(library / "../../share/iptasks/data");
-  roots.push_back(library / "../../../data");
+  if (const fs::path library = library_directory(); !library.empty()) {
+    roots.push_back(library / "../share/iptasks/data");     // <prefix>/lib
+    roots.push_back(library / "../../share/iptasks/data");  // <prefix>/lib/<triplet>
+  }
+  roots.emplace_back(KDI_SOURCE_DATA_DIR);
   return roots;
 }
 

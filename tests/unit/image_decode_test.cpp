@@ -174,32 +174,210 @@ TEST(ImageDecode, ReadsTheRegistersOfTheCore) {
   EXPECT_EQ(fec::list_image(image), "core: AXIS_WIDTH 0 AXIS_ENABLE 63 FEC_CODE 0 BYPASS 1 TURBO 3072\n");
 }
 
+using texts_t = std::vector<std::string>;
+
 TEST(ImageDecode, NamesWhatDoesNotFit) {
-  auto result = compile<ldpc::variant>({test_support::nr_code(2, 128)});
-  auto writes = result.image.trans;
-  writes.push_back({0x30, 7, ""});
-  writes.push_back({0x30, 8, ""});
-  writes.push_back({0x9999, 0, ""});
-  std::erase_if(writes, [](auto const& write) { return write.addr == 0x18004; });
+  std::vector<ldpc::phy_trans_t> writes = {
+      {0x30, 7, ""}, {0x30, 8, ""}, {0x9999, 5, ""}, {0x123456789C, 0, ""}, {0x3C, 0x100000001, ""}};
   const auto image = fec::decode_image(writes);
-  // Without its second layer word, the operations behind no longer belong to a layer.
-  EXPECT_GT(image.faults.size(), 3U);
-  EXPECT_EQ(image.faults.front(), "conflicting writes at 0x00000030");
-  EXPECT_NE(std::find(image.faults.begin(), image.faults.end(), "missing word at 0x00018004"), image.faults.end());
-  EXPECT_EQ(image.faults.back(), "unknown address 0x00009999");
+  EXPECT_EQ(image.faults, (texts_t{"conflicting writes at 0x00000030: 0x00000007 and then 0x00000008",
+                                   "more than 32 bits at 0x0000003C: 0x0000000100000001",
+                                   "unknown address 0x00009999 with data 0x00000005",
+                                   "unknown address 0x000000123456789C with data 0x00000000"}));
+  EXPECT_EQ(value_of(image.core, "ECC_IER"), 8U);
+  EXPECT_EQ(value_of(image.core, "BYPASS"), 1U);
 }
 
-TEST(ImageDecode, SurvivesRandomWrites) {
-  for (unsigned seed = 1; seed <= 150; ++seed) {
-    test_support::Random random(seed);
-    std::vector<sd_fec::phy_trans_t> writes;
-    for (unsigned i = random.below(12); i > 0; --i)
-      writes.push_back({random.one_in(2) ? 0x2000 + 4 * random.below(16) : random.below(0x40000),
-                        (std::uint64_t{random.below(65536)} << 16) + random.below(65536), ""});
+// A plain code of two layers of one operation each, with scales.
+std::vector<sd_fec::phy_trans_t> small_image() {
+  return {{0x2000, (128 << 16) + 512, ""},
+          {0x2004, 128, ""},
+          {0x2008, 2 + (1 << 20), ""},
+          {0x200C, 0, ""},
+          {0x10000, 0xA5, ""},
+          {0x18000, 0, ""},
+          {0x18004, 3 << 8, ""},
+          {0x20000, 9, ""},
+          {0x20004, 10 + (7 << 8), ""}};
+}
+
+TEST(ImageDecode, ReadsASmallImage) {
+  const auto image = fec::decode_image(small_image());
+  EXPECT_EQ(image.faults, texts_t{});
+  fec::decoded_code const& code = image.codes.at(0);
+  EXPECT_EQ(code.scale, (std::vector<std::uint32_t>{5, 10}));
+  ASSERT_EQ(code.layers.size(), 2U);
+  EXPECT_EQ(value_of(code.layers[1].fields, "stall"), 3U);
+  EXPECT_EQ(value_of(code.layers[1].operations.at(0), "shift"), 7U);
+}
+
+TEST(ImageDecode, ATableEndsWhereItsWordsDo) {
+  const auto faults_without = [](std::uint64_t addr, std::size_t layers, std::size_t operations) {
+    auto writes = small_image();
+    std::erase_if(writes, [addr](auto const& write) { return write.addr == addr; });
     const auto image = fec::decode_image(writes);
-    for (auto const& [slot, code] : image.codes) EXPECT_LT(slot, 128U);
-    EXPECT_EQ(fec::diff_images(image, image), std::vector<std::string>{});
+    fec::decoded_code const& code = image.codes.at(0);
+    EXPECT_EQ(code.layers.size(), layers);
+    std::size_t found = 0;
+    for (fec::decoded_layer const& layer : code.layers) found += layer.operations.size();
+    EXPECT_EQ(found, operations);
+    return image.faults;
+  };
+  EXPECT_EQ(faults_without(0x18004, 1, 1), (texts_t{"code 0, LA table: missing word at 0x00018004",
+                                                    "unknown address 0x00020004 with data 0x0000070A"}));
+  EXPECT_EQ(faults_without(0x20000, 2, 0), (texts_t{"code 0, QC table: missing word at 0x00020000",
+                                                    "unknown address 0x00020004 with data 0x0000070A"}));
+  EXPECT_EQ(faults_without(0x20004, 2, 1), (texts_t{"code 0, QC table: missing word at 0x00020004"}));
+  EXPECT_EQ(faults_without(0x10000, 2, 2), (texts_t{"code 0, SC table: missing word at 0x00010000"}));
+  EXPECT_EQ(faults_without(0x200C, 0, 0).front(), "code 0, registers: missing word at 0x0000200C");
+  EXPECT_EQ(faults_without(0x2000, 0, 0).front(), "code 0, registers: missing word at 0x00002000");
+  EXPECT_EQ(faults_without(0x2000, 0, 0).size(), 9U);  // and each of the others is nobody's
+}
+
+TEST(ImageDecode, AWordBelongsToOneTable) {
+  auto writes = small_image();
+  for (unsigned i = 0; i < 4; ++i) writes.push_back({writes[i].addr + 16, writes[i].data, ""});
+  const auto image = fec::decode_image(writes);
+  EXPECT_EQ(image.faults, (texts_t{"code 1, SC table: the word at 0x00010000 belongs to another table",
+                                   "code 1, LA table: the word at 0x00018000 belongs to another table"}));
+  EXPECT_EQ(image.codes.at(1).layers.size(), 0U);
+}
+
+TEST(ImageDecode, BitsOutsideAllFieldsAreFaults) {
+  const auto faults_with = [](std::uint64_t addr, std::uint32_t bits) {
+    auto writes = small_image();
+    for (auto& write : writes)
+      if (write.addr == addr) write.data |= bits;
+    return fec::decode_image(writes).faults;
+  };
+  EXPECT_EQ(faults_with(0x10000, 0x8000300), (texts_t{"code 0, SC table: bits outside all fields at 0x00010000: "
+                                                      "0x08000300"}));
+  EXPECT_EQ(faults_with(0x18004, 0x80010000), (texts_t{"code 0, LA table: bits outside all fields at 0x00018004: "
+                                                       "0x80010000"}));
+  EXPECT_EQ(faults_with(0x20000, 0x80000), (texts_t{"code 0, QC table: bits outside all fields at 0x00020000: "
+                                                    "0x00080000"}));
+}
+
+TEST(ImageDecode, AnnouncedTablesTakeNoMemory) {
+  // 128 codes of 511 layers with scales, and not a word behind them.
+  std::vector<sd_fec::phy_trans_t> writes;
+  for (unsigned slot = 0; slot < 128; ++slot)
+    for (unsigned word = 0; word < 4; ++word)
+      writes.push_back({0x2000 + 16 * slot + 4 * word, word == 0 ? (1U << 16) : word == 2 ? 0x1FFFFF : 8, ""});
+  for (std::uint64_t data : {0x7FU, 0xFFU}) {
+    const auto image = fec::decode_image(writes);
+    EXPECT_EQ(image.codes.size(), 128U);
+    EXPECT_LE(fec::entries_of(image).size(), 8 * writes.size());
+    EXPECT_LE(image.faults.size(), 3U * 128U);
+    for (auto const& [slot, code] : image.codes) EXPECT_LE(code.layers.size(), slot == 0 ? 2U : 0U);
+    writes.push_back({0x18000 + 4 * (data >> 7), data, ""});
   }
+}
+
+TEST(ImageDecode, LongListsOfFaultsAreCut) {
+  std::vector<sd_fec::phy_trans_t> writes;
+  for (unsigned i = 0; i < 137; ++i) writes.push_back({0x9000 + i, 0, ""});
+  auto image = fec::decode_image(writes);
+  EXPECT_EQ(image.faults.size(), 137U);
+  EXPECT_EQ(fec::listed_faults(image).size(), 101U);
+  EXPECT_EQ(fec::listed_faults(image).back(), "and 37 more");
+  image.faults.resize(100);
+  EXPECT_EQ(fec::listed_faults(image), image.faults);
+}
+
+// An image as it may be found: of codes that compile, damaged, or made up.
+std::vector<sd_fec::phy_trans_t> random_image(test_support::Random& random) {
+  const auto any_word = [&random] {
+    const std::uint64_t word = (std::uint64_t{random.below(65536)} << 16) + random.below(65536);
+    return random.one_in(3) ? word & 0x0007FFFF : random.one_in(4) ? 0xFFFFFFFF : word;
+  };
+  const auto any_addr = [&random]() -> std::uint64_t {
+    constexpr unsigned kBases[] = {0, 0x2000, 0x10000, 0x18000, 0x20000};
+    return random.one_in(20) ? random.below(0x40000) : kBases[random.below(5)] + 4 * random.below(24);
+  };
+  std::vector<sd_fec::phy_trans_t> writes;
+  if (random.one_in(2)) {
+    std::vector<fec::code_spec> specs;
+    for (unsigned count = 1 + random.below(3); count > 0; --count) specs.push_back(test_support::random_spec(random));
+    writes = compile<sd_fec::variant>(specs).image.trans;
+  } else {
+    // Registers that lead into the tables at their beginning, so that some of it can be followed.
+    for (unsigned slot = random.below(4); slot > 0; --slot)
+      for (unsigned word = 0; word < 4; ++word)
+        writes.push_back({0x2000 + 16 * slot + 4 * word, word == 3 ? random.below(2) : any_word(), ""});
+    for (unsigned base : {0x10000, 0x18000, 0x20000})
+      for (unsigned i = random.below(40); i > 0; --i) writes.push_back({base + 4 * i - 4, any_word(), ""});
+  }
+  for (unsigned damage = random.below(8); damage > 0; --damage) {
+    if (writes.empty() || random.one_in(3)) {
+      writes.push_back({any_addr(), any_word(), ""});
+      continue;
+    }
+    auto const at = writes.begin() + random.below(static_cast<unsigned>(writes.size()));
+    switch (random.below(4)) {
+      case 0:
+        writes.erase(at);
+        break;
+      case 1:
+        at->addr = any_addr();
+        break;
+      case 2:
+        at->data = any_word();
+        break;
+      default:
+        at->data ^= 1U << random.below(32);
+    }
+  }
+  return writes;
+}
+
+TEST(ImageDecode, WhatIsReadIsBoundedByTheWordsThatWereWritten) {
+  for (unsigned seed = 1; seed <= 1000; ++seed) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    test_support::Random random(seed);
+    const auto writes = random_image(random);
+    const auto image = fec::decode_image(writes);
+    std::size_t words = 0;
+    for (auto const& [slot, code] : image.codes) {
+      ASSERT_LT(slot, 128U);
+      ASSERT_LE(code.scale.size(), 4 * writes.size());
+      words += code.layers.size();
+      for (fec::decoded_layer const& layer : code.layers) words += layer.operations.size();
+    }
+    ASSERT_LE(words, writes.size());
+    ASSERT_LE(fec::entries_of(image).size(), 7 * writes.size());
+    ASSERT_LE(image.faults.size(), 4 * writes.size() + 8);
+    ASSERT_EQ(fec::diff_images(image, image), texts_t{});
+    ASSERT_FALSE(writes.size() > 0 && fec::list_image(image).empty());
+  }
+}
+
+TEST(ImageDecode, EveryBitThatIsWrittenShows) {
+  for (unsigned seed = 1; seed <= 60; ++seed) {
+    test_support::Random random(seed);
+    auto writes = random_image(random);
+    if (writes.empty()) continue;
+    const auto image = fec::decode_image(writes);
+    for (unsigned flips = 40; flips > 0; --flips) {
+      auto& write = writes[random.below(static_cast<unsigned>(writes.size()))];
+      const std::uint64_t bit = std::uint64_t{1} << random.below(33);
+      write.data ^= bit;
+      ASSERT_NE(fec::diff_images(image, fec::decode_image(writes)), texts_t{})
+          << "seed " << seed << " address " << write.addr << " bit " << bit;
+      write.data ^= bit;
+    }
+  }
+}
+
+TEST(ImageDiff, NamesFaultsOfOneSide) {
+  auto writes = small_image();
+  const auto left = fec::decode_image(writes);
+  writes.push_back({0x9000, 1, ""});
+  const auto right = fec::decode_image(writes);
+  EXPECT_EQ(fec::diff_images(left, right),
+            texts_t{"fault on the right only: unknown address 0x00009000 with data 0x00000001"});
+  EXPECT_EQ(fec::diff_images(right, left),
+            texts_t{"fault on the left only: unknown address 0x00009000 with data 0x00000001"});
 }
 
 TEST(ImageDiff, NamesEachFieldThatDiffers) {

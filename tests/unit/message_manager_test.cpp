@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cwchar>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <thread>
 
 #include "common/HEXAll.h"
@@ -15,6 +19,8 @@
 #include "frame/tcl_command.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 using texts_t = std::vector<std::string>;
 
@@ -52,6 +58,85 @@ TEST(Messages, AnUnknownReferenceIsShownWithItsArguments) {
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "x", ComMsgMgr::MSG_ERROR, "@81-7@%s %5.2f %lu%% %c %lld", "word", 1.5, 7UL,
                            'z', -3LL);
   EXPECT_EQ(seen.lines, (texts_t{"ERROR: [x 81-7] @81-7@ word  1.50 7 z -3"}));
+}
+
+// The arguments of a message that the catalogue does not have, as they are shown, each behind a blank.
+template <class... Values>
+std::string arguments_of(char const* conversions, Values... values) {
+  Capture seen;
+  const std::string format = std::string("@81-7@") + conversions;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+  ComMsgMgr::sendMsg::eval(0, nullptr, 0, "x", ComMsgMgr::MSG_ERROR, format.c_str(), values...);
+#pragma GCC diagnostic pop
+  const std::string line = seen.lines.at(0);
+  return line.substr(std::string("ERROR: [x 81-7] @81-7@").size());
+}
+
+TEST(Messages, ArgumentsOfEveryLengthAreTaken) {
+  EXPECT_EQ(arguments_of("%Lf%s", 1.5L, "end"), " 1.500000 end");
+  EXPECT_EQ(arguments_of("%hhd%hu%ld%llx%s", 1, 2, 3L, 255LL, "end"), " 1 2 3 ff end");
+  EXPECT_EQ(arguments_of("%jd%zu%td%s", std::intmax_t{-5}, std::size_t{6}, std::ptrdiff_t{-7}, "end"), " -5 6 -7 end");
+  EXPECT_EQ(arguments_of("%lf%Le%+G%a%s", 0.5, 1e3L, 2.0, 1.0, "end"), " 0.500000 1.000000e+03 +2 0x1p+0 end");
+  EXPECT_EQ(arguments_of("%lc%ls%.2ls%s", static_cast<std::wint_t>(L'a'), L"wide", L"wide", "end"), " a wide wi end");
+  EXPECT_EQ(arguments_of("%#o%x%i%c%s", 8U, 255U, -3, 'z', "end"), " 010 ff -3 z end");
+}
+
+TEST(Messages, WidthAndPrecisionMayBeArguments) {
+  EXPECT_EQ(arguments_of("%*d%s", 5, 42, "end"), "    42 end");
+  EXPECT_EQ(arguments_of("%-*d|%*d|%s", 4, 1, -4, 2, "end"), " 1    2    end");
+  EXPECT_EQ(arguments_of("%.*f%*.*f%s", 2, 1.0, 7, 1, 2.0, "end"), " 1.00     2.0 end");
+  EXPECT_EQ(arguments_of("%.*s%.*s%.s%s", 2, "abc", -1, "abc", "abc", "end"), " ab abc  end");
+  EXPECT_EQ(arguments_of("%0*d%s", 0, 3, "end"), " 3 end");
+}
+
+TEST(Messages, AWidthCannotAskForAllMemory) {
+  EXPECT_EQ(arguments_of("%*d%s", std::numeric_limits<int>::max(), 1, "end").size(), 1U + 65536U + 4U);
+  EXPECT_EQ(arguments_of("%*d%s", std::numeric_limits<int>::min(), 1, "end").size(), 1U + 65536U + 4U);
+  EXPECT_EQ(arguments_of("%99999999999d%s", 1, "end").size(), 1U + 65536U + 4U);
+}
+
+TEST(Messages, NoTextIsShownAsSuch) {
+  EXPECT_EQ(arguments_of("%s%ls%10s", static_cast<char const*>(nullptr), static_cast<wchar_t const*>(nullptr),
+                         static_cast<char const*>(nullptr)),
+            " (null) (null)     (null)");
+}
+
+TEST(Messages, WhatIsNoConversionStandsForItselfAndSoDoesAllBehindIt) {
+  EXPECT_EQ(arguments_of("%d%y%s%5.1d", 1, 2, 3, 4), " 1 %y %s %5.1d");
+  EXPECT_EQ(arguments_of("%Ld%s", 1, 2), " %Ld %s");
+  EXPECT_EQ(arguments_of("%hs%*d", 1, 2, 3), " %hs %*d");
+  EXPECT_EQ(arguments_of("%hf", 1.0), " %hf");
+  EXPECT_EQ(arguments_of("%2$s%1$s", "a", "b"), " %2$ %1$");
+  EXPECT_EQ(arguments_of("%d%", 1), " 1 %");
+  EXPECT_EQ(arguments_of("%d%-5.", 1), " 1 %-5.");
+  EXPECT_EQ(arguments_of("%d%5%%s", 1, 2), " 1 %5% %s");
+}
+
+TEST(Messages, NothingIsWrittenThroughAnArgument) {
+  long long untouched = 77;
+  EXPECT_EQ(arguments_of("%d%lln%s", 1, &untouched, "end"), " 1  end");
+  EXPECT_EQ(untouched, 77);
+}
+
+TEST(Messages, OnlyAWholeReferenceIsOne) {
+  const auto text_of = [](char const* text) {
+    Capture seen;
+    ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "%s", text);
+    const std::string plain = seen.lines.at(0);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+    ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, text);
+#pragma GCC diagnostic pop
+    return std::pair{plain, seen.lines.at(1)};
+  };
+  for (char const* const text : {"@", "@80", "@80-", "@80-1", "@ 80-1@", "@80- 1@", "@-80-1@", "@80--1@", "@80@",
+                                 "@99999999999-1@", "@80-99999999999@", "80-1@", ""}) {
+    const auto [plain, sent] = text_of(text);
+    EXPECT_EQ(sent, plain);
+  }
 }
 
 TEST(Messages, ATextByIdIsFinal) {
@@ -101,8 +186,7 @@ TEST(Messages, ASinkThatThrowsIsPassedOver) {
 }
 
 TEST(Messages, GoToAFile) {
-  const std::string path = testing::TempDir() + "/messages_test.log";
-  std::filesystem::remove(path);
+  const std::string path = testing::TempDir() + "/messages_test_" + std::to_string(getpid()) + ".log";
   const int number = message_host::add_sink(message_host::file_sink(path));
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "one");
   message_host::remove_sink(number);
@@ -110,6 +194,7 @@ TEST(Messages, GoToAFile) {
   std::string line;
   std::getline(file, line);
   EXPECT_EQ(line, "INFO: [c] one");
+  fs::remove(path);
   EXPECT_THROW(message_host::file_sink("/nonexistent/folder/log"), std::runtime_error);
 }
 
@@ -168,6 +253,129 @@ TEST(Catalogue, ABadOneLeavesTheOldInUse) {
   Capture seen;
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_ERROR, "@80-1@");
   EXPECT_EQ(seen.lines.at(0), "ERROR: [c 80-1] An exception of an unknown kind ended the command.");
+}
+
+// ------------------------------------------------------------------------------------------------- environment
+
+// A folder that lives as long as the test.
+class Folder {
+ public:
+  Folder() : path(fs::path(testing::TempDir()) / ("message_manager_test_" + std::to_string(getpid()))) {
+    fs::create_directories(path);
+  }
+  ~Folder() { remove(); }
+  void remove() const { fs::remove_all(path); }
+
+  /// A data directory in which message 80-1 has the text `text`.
+  std::string data(std::string const& name, std::string const& text) const {
+    fs::create_directories(path / name / "messages");
+    std::ofstream(path / name / "messages/catalogue.json")
+        << "[{\"kind\": \"error\", \"group\": 80, \"number\": 1, \"text\": \"" << text << "\"}]";
+    return (path / name).string();
+  }
+
+  fs::path path;
+};
+
+// The environment is read once, when the manager is first needed: each of these tests is a process of its own, which
+// writes to standard error.
+class Environment : public testing::Test {
+ protected:
+  Environment() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+  static void send_80_1(std::string const& data_dirs) {
+    setenv("KDI_DATA_DIR", data_dirs.c_str(), 1);
+    ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_ERROR, "@80-1@");
+  }
+
+  static void send_debug(std::string const& channels) {
+    setenv("KDI_MSG_CHANNELS", channels.c_str(), 1);
+    for (char const* const channel : {"a", "b", "c"})
+      for (int level : {0, 1, 2})
+        ComMsgMgr::sendScopedMsg::eval(level, nullptr, 0, channel, channel, ComMsgMgr::MSG_DEBUG0, "%d", level);
+  }
+
+  // Ends one of the processes, which has a folder of its own.
+  [[noreturn]] static void end(Folder const& folder) {
+    folder.remove();
+    std::fputs("end", stderr);
+    std::exit(0);
+  }
+
+  Folder folder_;
+};
+
+constexpr auto kEnded = [](int status) { return status == 0; };
+
+// What `statement` writes to standard error in a process of its own has to match `pattern` from end to end.
+#define EXPECT_WRITES(statement, pattern) \
+  EXPECT_EXIT(                            \
+      {                                   \
+        statement;                        \
+        end(folder_);                     \
+      },                                  \
+      kEnded, std::string("^") + (pattern) + "end$")
+
+TEST_F(Environment, TheFirstDataDirectoryThatHasTheFileCounts) {
+  const std::string first = folder_.data("first", "of the first");
+  const std::string second = folder_.data("second", "of the second");
+  const std::string none = (folder_.path / "none").string();
+  EXPECT_WRITES(send_80_1(first + ":" + second), "ERROR: \\[c 80-1\\] of the first\n");
+  EXPECT_WRITES(send_80_1(none + "::" + second + ":" + first), "ERROR: \\[c 80-1\\] of the second\n");
+}
+
+TEST_F(Environment, DataDirectoriesWithoutTheFileArePassedOver) {
+  for (char const* const roots : {"", ":", "/nonexistent", "/nonexistent:/nonexistent/too"})
+    EXPECT_WRITES(send_80_1(roots), "ERROR: \\[c 80-1\\] An exception of an unknown kind ended the command.\n");
+}
+
+TEST_F(Environment, ABadCatalogueIsReportedAndReferencesAreShown) {
+  EXPECT_WRITES(send_80_1(folder_.data("bad", "\\")),
+                "WARNING: \\[messages\\] .*/bad/messages/catalogue.json:1: .*\nERROR: \\[c 80-1\\] @80-1@\n");
+}
+
+TEST_F(Environment, ChannelsAreSwitchedOnUpToTheirLevels) {
+  EXPECT_WRITES(send_debug("a=1,c=0"), "DEBUG: \\[a\\] 0\nDEBUG: \\[a\\] 1\nDEBUG: \\[c\\] 0\n");
+  EXPECT_WRITES(send_debug("a=1,,a=0,"), "DEBUG: \\[a\\] 0\n");
+  EXPECT_WRITES(send_debug(""), "");
+  EXPECT_WRITES(send_debug("a=-1"), "");
+}
+
+TEST_F(Environment, WhatIsNoChannelIsReported) {
+  for (char const* const entry : {"a", "=1", "a=", "a=x", "a=1x", "a=99999999999", "a= 1"})
+    EXPECT_WRITES(send_debug(std::string(entry) + ",b=0"), std::string("WARNING: \\[messages\\] KDI_MSG_CHANNELS: \"") +
+                                                               entry + "\" is no channel=level\nDEBUG: \\[b\\] 0\n");
+}
+
+// What a program that runs this one's test of a message prints.
+std::string output_of(std::string const& program) {
+  const std::string command =
+      "'" + program + "' --gtest_filter=Messages.WithoutASinkGoToStandardError --gtest_color=no 2>&1";
+  std::string text;
+  FILE* const pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return text;
+  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
+  pclose(pipe);
+  return text;
+}
+
+TEST_F(Environment, AnInstallationUsesItsOwnData) {
+  unsetenv("KDI_DATA_DIR");
+  const fs::path program = fs::read_symlink("/proc/self/exe");
+  const fs::path copy = folder_.path / "bin" / program.filename();
+  fs::create_directories(copy.parent_path());
+  fs::copy(program, copy);
+  fs::create_directories(folder_.path / "lib");
+  // The package and all engines that it links.
+  for (fs::directory_entry const& library : fs::directory_iterator(program.parent_path().parent_path() / "lib"))
+    if (library.path().filename().string().starts_with("libkdi_"))
+      fs::copy(library.path(), folder_.path / "lib" / library.path().filename());
+  // Moved away from its build tree, the library still knows the source tree.
+  EXPECT_NE(output_of(copy.string()).find("[  PASSED  ] 1 test"), std::string::npos);
+  fs::create_directories(folder_.path / "share/iptasks/data/messages");
+  std::ofstream(folder_.path / "share/iptasks/data/messages/catalogue.json")
+      << R"([{"kind": "error", "group": 80, "number": 2, "text": "the installed text: %1"}])";
+  EXPECT_NE(output_of(copy.string()).find("ERROR: [tcltasks 80-2] the installed text: why"), std::string::npos);
 }
 
 // --------------------------------------------------------------------------------------------------- exceptions

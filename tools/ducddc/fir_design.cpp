@@ -12,18 +12,9 @@ namespace fir {
 namespace {
 
 constexpr int kLongest = 2047;
-constexpr int kPointsPerCoefficient = 16;
-constexpr double kFinest = 1e-13;
-
-// Points of [low, high] for `per_unit` points a unit of frequency, both ends among them.
-std::size_t points_in(double low, double high, double per_unit) {
-  return std::max<std::size_t>(3, static_cast<std::size_t>(std::ceil((high - low) * per_unit)) + 1);
-}
-
-// The frequency of point i of n from low to high.
-double at(double low, double high, std::size_t i, std::size_t n) {
-  return i + 1 == n ? high : low + (high - low) * static_cast<double>(i) / static_cast<double>(n - 1);
-}
+constexpr int kPointsPerTerm = 32;  // of the grid on which M-th band filters are fitted
+constexpr double kDelicate = 1e-6;  // errors below would not survive the short way from polynomial to taps
+constexpr double kFinest = 250;     // dB; errors below do not stand out from rounding
 
 void check_bands(std::vector<Band> const& bands) {
   if (bands.empty()) throw std::invalid_argument("no band");
@@ -45,13 +36,27 @@ double narrowest_gap(std::vector<Band> const& bands) {
   return gap;
 }
 
+// Coefficients of cos(2 pi order f) for the orders first, first + stride ... that give the amplitude wanted at the
+// nodes, where it is known. To follow a polynomial far from its nodes instead would cost digits.
+std::vector<double> coefficients_at_nodes(Approximation const& found, int first, int stride,
+                                          double (*amplitude_of)(double value, double frequency)) {
+  const std::size_t n = found.frequencies.size();
+  std::vector<double> matrix(n * n), right_side(n);
+  for (std::size_t row = 0; row < n; ++row) {
+    const double f = found.frequencies[row];
+    for (std::size_t k = 0; k < n; ++k) matrix[row * n + k] = cos_pi(2.0 * (first + stride * static_cast<int>(k)) * f);
+    right_side[row] = amplitude_of(found.polynomial.values[row], f);
+  }
+  return solve(std::move(matrix), std::move(right_side));
+}
+
 // Taps of the amplitude sum_k a_k cos(2 pi k f) that goes through P at the n + 1 frequencies j / (2n + 1).
 std::vector<double> taps_of(Interpolant const& polynomial, int half) {
   const int length = 2 * half + 1;
   std::vector<double> value(static_cast<std::size_t>(half) + 1);
-  for (int j = 0; j <= half; ++j) value[static_cast<std::size_t>(j)] = polynomial(cos_pi(2.0 * j / length));
   std::vector<double> cosine(static_cast<std::size_t>(length));
   for (int j = 0; j < length; ++j) cosine[static_cast<std::size_t>(j)] = cos_pi(2.0 * j / length);
+  for (int j = 0; j <= half; ++j) value[static_cast<std::size_t>(j)] = polynomial(cosine[static_cast<std::size_t>(j)]);
   std::vector<double> taps(static_cast<std::size_t>(length));
   for (int k = 0; k <= half; ++k) {
     double sum = 0;
@@ -63,106 +68,99 @@ std::vector<double> taps_of(Interpolant const& polynomial, int half) {
   return taps;
 }
 
+// Designs the longest filter of at most `length` taps whose error stands out from rounding, and pads it. A demand that
+// is not that easy is met by `length` taps or not at all.
+template <class IsLength, class Try>
+Design padded(int length, double gap, IsLength is_length, Try try_length) {
+  for (int used = length; used >= 3; used -= 2) {
+    if (!is_length(used)) continue;
+    if (used > 3 && estimated_attenuation(used, gap) > kFinest) continue;
+    std::optional<Design> design = try_length(used);
+    if (!design) continue;
+    if (used < length) {
+      const auto pad = static_cast<std::size_t>((length - used) / 2);
+      design->taps.insert(design->taps.begin(), pad, 0.0);
+      design->taps.insert(design->taps.end(), pad, 0.0);
+      design->note = "the error is under what double precision resolves; " + std::to_string(used) +
+                     " of the taps reach it, the others are 0";
+    }
+    return *design;
+  }
+  throw std::runtime_error("no filter that short tells errors from rounding");
+}
+
+// Whether an exchange came to rest. One that did not, where rounding cannot be the reason, is a failure.
+bool came_to_rest(Approximation const& found, int length, double gap) {
+  if (!found.converged && estimated_attenuation(length, gap) < kFinest / 2)
+    throw std::runtime_error("the exchange finds no rest for this demand");
+  return found.converged;
+}
+
+// Nothing: the demand is too easy for that many taps.
 std::optional<Design> try_equiripple(int length, std::vector<Band> const& bands) {
   const int half = (length - 1) / 2;
-  double width = 0;
-  for (Band const& band : bands) width += band.high - band.low;
-  const double per_unit = kPointsPerCoefficient * (half + 1) / width;
   Demand demand;
-  for (Band const& band : bands) {
-    const std::size_t n = points_in(band.low, band.high, per_unit);
-    for (std::size_t i = 0; i < n; ++i)
-      demand.add(cos_pi(2 * at(band.low, band.high, i, n)), band.desired, band.weight, i + 1 == n);
-  }
+  for (Band const& band : bands) demand.bands.emplace_back(band.low, band.high);
+  demand.at = [&](std::size_t band, double f) {
+    return Target{cos_pi(2 * f), bands[band].desired, bands[band].weight};
+  };
   const Approximation found = remez_exchange(demand, half + 1);
-  if (!found.converged) return std::nullopt;
-  return Design{taps_of(found.polynomial, half), found.error, found.iterations, {}};
-}
-
-}  // namespace
-
-Design equiripple(int length, std::vector<Band> const& bands) {
-  if (length < 3 || length > kLongest || length % 2 == 0) throw std::invalid_argument("length must be odd, 3 to 2047");
-  check_bands(bands);
-  // Under the resolution of doubles the exchange has nothing left to compare, so a filter that would get there is
-  // designed as long as still makes a difference.
-  const double gap = narrowest_gap(bands);
-  int used = length;
-  while (used > 3 && estimated_attenuation(used, gap) > 250) used -= 2;
-  for (;; used -= std::max(2, used / 16 * 2)) {
-    used = std::max(used, 3);
-    if (auto design = try_equiripple(used, bands); design && (design->ripple > kFinest || used == length)) {
-      if (used < length) {
-        const auto pad = static_cast<std::size_t>((length - used) / 2);
-        design->taps.insert(design->taps.begin(), pad, 0.0);
-        design->taps.insert(design->taps.end(), pad, 0.0);
-        design->note = "ripple is under the resolution of double precision; " + std::to_string(used) +
-                       " of the taps reach it, the others are 0";
-      }
-      return *design;
-    }
-    if (used == 3) throw std::runtime_error("the exchange does not converge for this demand");
+  if (!came_to_rest(found, length, narrowest_gap(bands))) return std::nullopt;
+  std::vector<double> taps;
+  if (found.error > kDelicate) {
+    taps = taps_of(found.polynomial, half);
+  } else {
+    const std::vector<double> cosines = coefficients_at_nodes(found, 0, 1, [](double value, double) { return value; });
+    taps.resize(static_cast<std::size_t>(length));
+    const auto centre = static_cast<std::size_t>(half);
+    taps[centre] = cosines[0];
+    for (std::size_t k = 1; k <= centre; ++k) taps[centre - k] = taps[centre + k] = cosines[k] / 2;
   }
+  return Design{std::move(taps), found.error, found.iterations, {}};
 }
 
-Design halfband(int length, double edge) {
-  if (!is_nyquist_length(2, length)) throw std::invalid_argument("a half-band filter has 4k - 1 taps");
-  if (!(edge > 0 && edge < 0.25)) throw std::invalid_argument("a half-band edge is between 0 and 1/4");
+std::optional<Design> try_halfband(int length, double edge) {
   // A(f) = 1/2 + cos(2 pi f) P(cos(4 pi f)): it is enough to bring the second term to 1/2 over the pass-band, for the
   // stop-band is its mirror.
   const int count = (length + 1) / 4;
-  const double per_unit = kPointsPerCoefficient * count / edge;
   Demand demand;
-  const std::size_t n = points_in(0, edge, per_unit);
-  for (std::size_t i = 0; i < n; ++i) {
-    const double f = at(0, edge, i, n);
+  demand.bands.emplace_back(0, edge);
+  demand.at = [](std::size_t, double f) {
     const double factor = cos_pi(2 * f);
-    demand.add(cos_pi(4 * f), 0.5 / factor, factor, i + 1 == n);
-  }
+    return Target{cos_pi(4 * f), 0.5 / factor, factor};
+  };
   const Approximation found = remez_exchange(demand, count);
-  if (!found.converged) throw std::runtime_error("the exchange does not converge for this half-band filter");
-
-  // cos(2 pi f) P(cos(4 pi f)) is sum_k 2 h[2k + 1] cos(2 pi (2k + 1) f): as many unknowns as points of its period.
-  const int period = 2 * count;
+  if (!came_to_rest(found, length, 0.5 - 2 * edge)) return std::nullopt;
+  const std::vector<double> odd =
+      coefficients_at_nodes(found, 1, 2, [](double value, double f) { return value * cos_pi(2 * f); });
   std::vector<double> taps(static_cast<std::size_t>(length), 0.0);
   const auto centre = static_cast<std::size_t>(length / 2);
   taps[centre] = 0.5;
-  for (int k = 0; k < count; ++k) {
-    double sum = 0;
-    for (int j = 0; j < count; ++j) {
-      const double turn = (2.0 * j + 1) / (4.0 * period);  // frequencies (2j + 1) / (8 count), where cosines are orthogonal
-      sum += cos_pi(2 * turn) * found.polynomial(cos_pi(4 * turn)) * cos_pi(2 * (2 * k + 1) * turn);
-    }
-    const double tap = sum / count;
-    const auto offset = static_cast<std::size_t>(2 * k + 1);
-    taps[centre - offset] = taps[centre + offset] = tap;
-  }
-  return {std::move(taps), found.error, found.iterations, {}};
+  for (std::size_t k = 0; k < odd.size(); ++k) taps[centre - 2 * k - 1] = taps[centre + 2 * k + 1] = odd[k] / 2;
+  return Design{std::move(taps), found.error, found.iterations, {}};
 }
 
-Design nyquist(int factor, int length, double edge) {
-  if (factor == 2) return halfband(length, edge);
+std::optional<Design> try_nyquist(int factor, int length, double edge) {
   const int half = (length - 1) / 2;
-  if (factor < 2 || !is_nyquist_length(factor, length))
-    throw std::invalid_argument("an M-th band filter has 2m + 1 taps, m no multiple of M");
-  if (!(edge > 0 && edge < 0.5 / factor)) throw std::invalid_argument("the edge is between 0 and 1/(2M)");
   std::vector<int> orders;
   for (int k = 1; k <= half; ++k)
     if (k % factor != 0) orders.push_back(k);
-  double width = 0;
-  for (int image = 1; 2 * image <= factor; ++image) width += 2 * edge;
-  const double per_unit = kPointsPerCoefficient * static_cast<double>(orders.size() + 1) / width;
+  const int images = factor / 2;
+  const auto points = static_cast<std::size_t>(kPointsPerTerm) * (orders.size() + 1) / static_cast<std::size_t>(images);
   std::vector<double> frequencies;
-  for (int image = 1; 2 * image <= factor; ++image) {
-    const double low = static_cast<double>(image) / factor - edge;
-    const double high = std::min(0.5, static_cast<double>(image) / factor + edge);
-    const std::size_t n = points_in(low, high, per_unit);
-    for (std::size_t i = 0; i < n; ++i) frequencies.push_back(at(low, high, i, n));
-  }
+  for (int image = 1; image <= images; ++image)
+    for (std::size_t i = 0; i <= points; ++i) {
+      const double along = 2 * static_cast<double>(i) / static_cast<double>(points) - 1;
+      frequencies.push_back(static_cast<double>(image) / factor + edge * along);
+    }
   const LinearFit fit = stiefel_exchange(
       frequencies.size(), orders.size(),
       [&](std::size_t point, std::size_t term) { return 2 * cos_pi(2.0 * orders[term] * frequencies[point]); },
       [&](std::size_t) { return -1.0 / factor; });
+  // Far more taps than the demand needs are spent on errors that do not show, at the price of huge gains between the
+  // images. That is no filter.
+  for (double tap : fit.coefficients)
+    if (std::fabs(tap) >= 1.0 / factor) return std::nullopt;
   std::vector<double> taps(static_cast<std::size_t>(length), 0.0);
   const auto centre = static_cast<std::size_t>(half);
   taps[centre] = 1.0 / factor;
@@ -170,7 +168,26 @@ Design nyquist(int factor, int length, double edge) {
     const auto offset = static_cast<std::size_t>(orders[i]);
     taps[centre - offset] = taps[centre + offset] = fit.coefficients[i];
   }
-  return {std::move(taps), fit.error, fit.iterations, {}};
+  return Design{std::move(taps), fit.error, fit.iterations, {}};
+}
+
+}  // namespace
+
+Design equiripple(int length, std::vector<Band> const& bands) {
+  if (length < 3 || length > kLongest || length % 2 == 0) throw std::invalid_argument("length must be odd, 3 to 2047");
+  check_bands(bands);
+  return padded(
+      length, narrowest_gap(bands), [](int) { return true; }, [&](int used) { return try_equiripple(used, bands); });
+}
+
+Design nyquist(int factor, int length, double edge) {
+  if (factor != 2 && factor != 3 && factor != 5) throw std::invalid_argument("the factor is 2, 3 or 5");
+  if (!is_nyquist_length(factor, length))
+    throw std::invalid_argument("an M-th band filter has 2m + 1 taps, m no multiple of M");
+  if (!(edge > 0 && edge < 0.5 / factor)) throw std::invalid_argument("the edge is between 0 and 1/(2M)");
+  return padded(
+      length, 1.0 / factor - 2 * edge, [&](int used) { return is_nyquist_length(factor, used); },
+      [&](int used) { return factor == 2 ? try_halfband(used, edge) : try_nyquist(factor, used, edge); });
 }
 
 bool is_nyquist_length(int factor, int length) {

@@ -2,165 +2,272 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <stdexcept>
+#include <tuple>
 
 namespace fir {
 
 double Interpolant::operator()(double x) const {
   double above = 0, below = 0;
-  for (std::size_t k = 0; k < nodes_.size(); ++k) {
-    const double distance = x - nodes_[k];
-    if (distance == 0) return values_[k];
-    const double share = weights_[k] / distance;
-    above += share * values_[k];
+  for (std::size_t k = 0; k < nodes.size(); ++k) {
+    const double distance = x - nodes[k];
+    if (distance == 0) return values[k];
+    const double share = weights[k] / distance;
+    above += share * values[k];
     below += share;
   }
   return above / below;
 }
 
+std::vector<double> solve(std::vector<double> matrix, std::vector<double> right_side) {
+  const std::size_t n = right_side.size();
+  for (std::size_t column = 0; column < n; ++column) {
+    std::size_t pivot = column;
+    for (std::size_t row = column + 1; row < n; ++row)
+      if (std::fabs(matrix[row * n + column]) > std::fabs(matrix[pivot * n + column])) pivot = row;
+    if (matrix[pivot * n + column] == 0) throw std::runtime_error("the basis is dependent on the points");
+    std::swap_ranges(matrix.begin() + static_cast<std::ptrdiff_t>(column * n),
+                     matrix.begin() + static_cast<std::ptrdiff_t>((column + 1) * n),
+                     matrix.begin() + static_cast<std::ptrdiff_t>(pivot * n));
+    std::swap(right_side[column], right_side[pivot]);
+    for (std::size_t row = column + 1; row < n; ++row) {
+      const double factor = matrix[row * n + column] / matrix[column * n + column];
+      for (std::size_t k = column; k < n; ++k) matrix[row * n + k] -= factor * matrix[column * n + k];
+      right_side[row] -= factor * right_side[column];
+    }
+  }
+  for (std::size_t row = n; row-- > 0;) {
+    for (std::size_t k = row + 1; k < n; ++k) right_side[row] -= matrix[row * n + k] * right_side[k];
+    right_side[row] /= matrix[row * n + row];
+  }
+  return right_side;
+}
+
 namespace {
 
-constexpr int kMostExchanges = 200;
-constexpr double kAtRest = 1e-7;  // relative difference of the largest error to the reference's at which to stop
+constexpr int kMostExchanges = 100;
+constexpr int kPointsPerCoefficient = 12;
+constexpr double kAtRest = 1e-7;     // relative: how close the largest error is to the reference's when it is over
+constexpr double kRounding = 4e-15;  // of the values wanted: differences that say nothing
 
-using Reference = std::vector<std::size_t>;
+// A place on the axis.
+struct Place {
+  std::size_t band;
+  double frequency;
+  Target target;
+  double error = 0;  // weighted
+};
 
 struct Levelled {
-  double deviation = 0;  // signed error of the first reference point
-  std::vector<double> nodes, weights, values;
+  double deviation = 0;  // weighted error of the first place of the reference; the next have it with changing sign
+  Interpolant polynomial;
 };
 
 // The polynomial whose weighted error on the reference is level and alternates.
-Levelled level(Demand const& demand, Reference const& reference) {
+Levelled level(std::vector<Place> const& reference) {
   const std::size_t r = reference.size();
   Levelled result;
-  result.nodes.resize(r);
-  for (std::size_t k = 0; k < r; ++k) result.nodes[k] = demand.x[reference[k]];
-  const auto [low, high] = std::minmax_element(result.nodes.begin(), result.nodes.end());
+  std::vector<double>& nodes = result.polynomial.nodes;
+  for (Place const& place : reference) nodes.push_back(place.target.x);
   // The products of distances on an interval of length 4 neither grow nor vanish with their number.
-  const double scale = 4 / (*high - *low);
+  const double scale = 4 / std::fabs(nodes.back() - nodes.front());
   std::vector<double> inverse(r);
   for (std::size_t k = 0; k < r; ++k) {
     double product = 1;
     for (std::size_t j = 0; j < r; ++j)
-      if (j != k) product *= scale * (result.nodes[k] - result.nodes[j]);
+      if (j != k) product *= scale * (nodes[k] - nodes[j]);
     inverse[k] = 1 / product;
   }
   double wanted = 0, unit = 0, sign = 1;
   for (std::size_t k = 0; k < r; ++k, sign = -sign) {
-    wanted += inverse[k] * demand.desired[reference[k]];
-    unit += sign * inverse[k] / demand.weight[reference[k]];
+    wanted += inverse[k] * reference[k].target.desired;
+    unit += sign * inverse[k] / reference[k].target.weight;
   }
   result.deviation = wanted / unit;
-  // All points but the last fix the polynomial.
-  const double last = result.nodes.back();
-  result.nodes.pop_back();
+  // All places but the last fix the polynomial.
+  const double last = nodes.back();
+  nodes.pop_back();
   sign = 1;
   for (std::size_t k = 0; k + 1 < r; ++k, sign = -sign) {
-    result.weights.push_back(inverse[k] * scale * (result.nodes[k] - last));
-    result.values.push_back(demand.desired[reference[k]] -
-                            sign * result.deviation / demand.weight[reference[k]]);
+    result.polynomial.weights.push_back(inverse[k] * scale * (nodes[k] - last));
+    result.polynomial.values.push_back(reference[k].target.desired -
+                                       sign * result.deviation / reference[k].target.weight);
   }
   return result;
 }
 
-// Weighted errors at all points.
-void errors_of(Demand const& demand, Levelled const& polynomial, Reference const& reference,
-               std::vector<double>& errors) {
-  const std::size_t nodes = polynomial.nodes.size();
+// Weighted errors at all places. The inner loop is the designer's whole running time.
+void set_errors(std::vector<Place>& places, Interpolant const& polynomial) {
+  const std::size_t count = polynomial.nodes.size();
   double const* const node = polynomial.nodes.data();
   double const* const weight = polynomial.weights.data();
-  std::vector<double> weighted(nodes);
-  for (std::size_t k = 0; k < nodes; ++k) weighted[k] = weight[k] * polynomial.values[k];
-  errors.resize(demand.x.size());
-  for (std::size_t i = 0; i < errors.size(); ++i) {
-    const double x = demand.x[i];
+  std::vector<double> weighted(count);
+  for (std::size_t k = 0; k < count; ++k) weighted[k] = weight[k] * polynomial.values[k];
+  for (Place& place : places) {
     double above = 0, below = 0;
-    for (std::size_t k = 0; k < nodes; ++k) {
-      const double reciprocal = 1 / (x - node[k]);
+    for (std::size_t k = 0; k < count; ++k) {
+      const double reciprocal = 1 / (place.target.x - node[k]);
       above += weighted[k] * reciprocal;
       below += weight[k] * reciprocal;
     }
-    errors[i] = demand.weight[i] * (demand.desired[i] - above / below);
+    double value = above / below;
+    if (!std::isfinite(value)) value = polynomial(place.target.x);  // the place is a node
+    place.error = place.target.weight * (place.target.desired - value);
   }
-  // On the reference itself the quotient above is no number, and the error is known.
-  double sign = 1;
-  for (std::size_t k = 0; k < reference.size(); ++k, sign = -sign) errors[reference[k]] = sign * polynomial.deviation;
 }
 
-// The new reference: local extrema whose errors alternate, the largest among them, `count` in all.
-// Empty when there are not as many.
-Reference exchange(Demand const& demand, std::vector<double> const& errors, std::size_t count) {
-  Reference found;
-  const std::size_t n = errors.size();
-  for (std::size_t i = 0; i < n; ++i) {
-    const bool first = i == 0 || demand.ends_segment[i - 1];
-    const bool last = demand.ends_segment[i];
-    const double size = std::fabs(errors[i]);
-    const double sign = errors[i] < 0 ? -1 : 1;
-    if (!first && sign * errors[i - 1] > size) continue;
-    if (!last && sign * errors[i + 1] >= size) continue;
-    if (!found.empty() && (errors[found.back()] < 0) == (errors[i] < 0)) {
-      if (size > std::fabs(errors[found.back()])) found.back() = i;
-    } else {
-      found.push_back(i);
+class RemezExchange {
+ public:
+  RemezExchange(Demand const& demand, int count) : demand_(demand), size_(static_cast<std::size_t>(count) + 1) {
+    double width = 0;
+    for (auto const& [low, high] : demand.bands) width += high - low;
+    cell_ = width / (kPointsPerCoefficient * count);
+    for (std::size_t band = 0; band < demand.bands.size(); ++band) {
+      const auto [low, high] = demand.bands[band];
+      const double share = (high - low) / width;
+      const auto points =
+          std::max<std::size_t>(4, static_cast<std::size_t>(std::ceil(share * kPointsPerCoefficient * count))) + 1;
+      for (std::size_t i = 0; i < points; ++i) {
+        grid_.push_back(place_at(band, low + (high - low) * along(i, points)));
+        largest_desired_ = std::max(largest_desired_, std::fabs(grid_.back().target.desired));
+      }
     }
   }
-  const auto size = [&](std::size_t at) { return std::fabs(errors[found[at]]); };
-  while (found.size() > count) {
-    // One too many: an end goes. More: the smallest goes with its smaller neighbour, so that the rest alternates.
-    if (found.size() == count + 1) {
-      found.erase(size(0) < size(found.size() - 1) ? found.begin() : found.end() - 1);
-      break;
+
+  Approximation run() {
+    Approximation result;
+    if (grid_.size() < size_) return result;
+    std::vector<Place> reference;
+    for (std::size_t k = 0; k < size_; ++k) reference.push_back(grid_[k * (grid_.size() - 1) / (size_ - 1)]);
+    std::vector<Place> places;
+    double smallest_excess = HUGE_VAL;
+    for (int since_better = 0; result.iterations < kMostExchanges && since_better < 10; ++since_better) {
+      ++result.iterations;
+      Levelled levelled = level(reference);
+      set_errors(grid_, levelled.polynomial);
+      // On the reference the error is known, rounding or not: it alternates there, so there are always enough extrema.
+      double sign = 1;
+      for (Place& place : reference) {
+        place.error = sign * levelled.deviation;
+        sign = -sign;
+      }
+      merge(reference, places);
+      std::vector<Place> extrema = find_extrema(places, levelled.polynomial);
+      double largest = 0;
+      for (Place const& place : extrema) largest = std::max(largest, std::fabs(place.error));
+      if (!std::isfinite(largest) || !std::isfinite(levelled.deviation)) break;
+      const double excess = largest - std::fabs(levelled.deviation);
+      if (excess < smallest_excess) {
+        smallest_excess = excess;
+        since_better = 0;
+        result.error = largest;
+        result.frequencies.clear();
+        for (std::size_t k = 0; k + 1 < size_; ++k) result.frequencies.push_back(reference[k].frequency);
+        result.polynomial = std::move(levelled.polynomial);
+        result.converged = excess <= std::max(kAtRest * largest, kRounding * largest_desired_);
+        if (result.converged) break;
+      }
+      thin_out(extrema);
+      if (extrema.size() != size_) break;
+      reference = std::move(extrema);
     }
-    std::size_t smallest = 0;
-    for (std::size_t k = 1; k < found.size(); ++k)
-      if (size(k) < size(smallest)) smallest = k;
-    if (smallest == 0 || smallest + 1 == found.size()) {
-      found.erase(found.begin() + static_cast<std::ptrdiff_t>(smallest));
-      continue;
-    }
-    const std::size_t pair = size(smallest - 1) < size(smallest + 1) ? smallest - 1 : smallest;
-    found.erase(found.begin() + static_cast<std::ptrdiff_t>(pair), found.begin() + static_cast<std::ptrdiff_t>(pair + 2));
+    return result;
   }
-  if (found.size() < count) found.clear();
-  return found;
-}
+
+ private:
+  Place place_at(std::size_t band, double frequency) const { return {band, frequency, demand_.at(band, frequency), 0}; }
+
+  // Place i of n along a band, 0 to 1: evenly, but for the cells at its ends, where extrema crowd; they are halved
+  // twice.
+  static double along(std::size_t i, std::size_t n) {
+    const double cells = static_cast<double>(n - 1) - 4;
+    if (cells < 2) return static_cast<double>(i) / static_cast<double>(n - 1);
+    if (2 * i > n - 1) return 1 - along(n - 1 - i, n);
+    constexpr double kFirst[] = {0, 0.25, 0.5};
+    return (i < 3 ? kFirst[i] : static_cast<double>(i) - 2) / cells;
+  }
+
+  // Grid and reference in one row, without the grid's points next to the reference: a parabola needs room.
+  void merge(std::vector<Place> const& reference, std::vector<Place>& places) const {
+    places.clear();
+    std::size_t next = 0;
+    const auto is_next_to = [&](Place const& place, std::size_t k) {
+      return k < reference.size() && reference[k].band == place.band &&
+             std::fabs(reference[k].frequency - place.frequency) < cell_ / 32;
+    };
+    for (Place const& place : grid_) {
+      for (; next < reference.size() &&
+             std::tie(reference[next].band, reference[next].frequency) <= std::tie(place.band, place.frequency);
+           ++next)
+        places.push_back(reference[next]);
+      if (!is_next_to(place, next) && !(next > 0 && is_next_to(place, next - 1))) places.push_back(place);
+    }
+    places.insert(places.end(), reference.begin() + static_cast<std::ptrdiff_t>(next), reference.end());
+  }
+
+  // Local extrema of the error with alternating sign, each moved to where a parabola through its neighbours has its
+  // top.
+  std::vector<Place> find_extrema(std::vector<Place> const& places, Interpolant const& polynomial) const {
+    std::vector<Place> found;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      const bool first = i == 0 || places[i - 1].band != places[i].band;
+      const bool last = i + 1 == places.size() || places[i + 1].band != places[i].band;
+      const double sign = places[i].error < 0 ? -1 : 1;
+      const double size = sign * places[i].error;
+      if (!first && sign * places[i - 1].error > size) continue;
+      if (!last && sign * places[i + 1].error >= size) continue;
+      Place top = places[i];
+      if (!first && !last) {
+        const double left = places[i].frequency - places[i - 1].frequency;
+        const double right = places[i + 1].frequency - places[i].frequency;
+        const double fall_left = size - sign * places[i - 1].error, fall_right = size - sign * places[i + 1].error;
+        const double bend = fall_left * right + fall_right * left;
+        if (left > 0 && right > 0 && bend > 0) {
+          const double shift = (fall_left * right * right - fall_right * left * left) / bend / 2;
+          std::vector<Place> moved{place_at(top.band, top.frequency + shift)};
+          set_errors(moved, polynomial);
+          if (sign * moved[0].error > size) top = moved[0];
+        }
+      }
+      if (!found.empty() && (found.back().error < 0) == (top.error < 0)) {
+        if (std::fabs(top.error) > std::fabs(found.back().error)) found.back() = top;
+      } else {
+        found.push_back(top);
+      }
+    }
+    return found;
+  }
+
+  // Leaves as many as the reference has. One too many: an end goes. More: the smallest goes with its smaller neighbour,
+  // so that the rest alternates.
+  void thin_out(std::vector<Place>& found) const {
+    const auto size = [&](std::size_t at) { return std::fabs(found[at].error); };
+    while (found.size() > size_) {
+      std::size_t smallest = 0;
+      for (std::size_t k = 1; k < found.size(); ++k)
+        if (size(k) < size(smallest)) smallest = k;
+      const bool one_too_many = found.size() == size_ + 1;
+      if (one_too_many) smallest = size(0) < size(found.size() - 1) ? 0 : found.size() - 1;
+      const auto at = [&](std::size_t k) { return found.begin() + static_cast<std::ptrdiff_t>(k); };
+      if (smallest == 0 || smallest + 1 == found.size())
+        found.erase(at(smallest));
+      else if (size(smallest - 1) < size(smallest + 1))
+        found.erase(at(smallest - 1), at(smallest + 1));
+      else
+        found.erase(at(smallest), at(smallest + 2));
+    }
+  }
+
+  Demand const& demand_;
+  std::size_t size_;  // of the reference
+  std::vector<Place> grid_;
+  double cell_ = 0;  // distance of the grid's points, nearly
+  double largest_desired_ = 0;
+};
 
 }  // namespace
 
-Approximation remez_exchange(Demand const& demand, int count) {
-  const std::size_t size = static_cast<std::size_t>(count) + 1;
-  const std::size_t points = demand.x.size();
-  Approximation result;
-  if (points < size) return result;
-  Reference reference(size);
-  for (std::size_t k = 0; k < size; ++k) reference[k] = k * (points - 1) / (size - 1);
-  std::vector<double> errors;
-  while (result.iterations < kMostExchanges) {
-    ++result.iterations;
-    const Levelled levelled = level(demand, reference);
-    errors_of(demand, levelled, reference, errors);
-    double largest = 0;
-    for (double error : errors) largest = std::max(largest, std::fabs(error));
-    if (!std::isfinite(largest)) return result;
-    result.polynomial = Interpolant(levelled.nodes, levelled.weights, levelled.values);
-    result.error = largest;
-    if (largest - std::fabs(levelled.deviation) <= kAtRest * largest) {
-      result.converged = true;
-      return result;
-    }
-    Reference next = exchange(demand, errors, size);
-    if (next.empty()) return result;
-    if (next == reference) {
-      result.converged = true;
-      return result;
-    }
-    reference = std::move(next);
-  }
-  return result;
-}
+Approximation remez_exchange(Demand const& demand, int count) { return RemezExchange(demand, count).run(); }
 
 namespace {
 
@@ -216,29 +323,17 @@ class Exchange {
     members_.resize(n + 1);
     for (std::size_t k = 0; k <= n; ++k) members_[k] = k * (points_ - 1) / n;
     // sum_k lambda_k row_k = 0 with lambda of the first member 1
-    std::vector<double> matrix(n * (n + 1));
+    std::vector<double> matrix(n * n), right_side(n);
     for (std::size_t j = 0; j < n; ++j) {
-      for (std::size_t k = 1; k <= n; ++k) matrix[j * (n + 1) + k - 1] = rows_[members_[k] * n + j];
-      matrix[j * (n + 1) + n] = -rows_[members_[0] * n + j];
+      for (std::size_t k = 0; k < n; ++k) matrix[j * n + k] = rows_[members_[k + 1] * n + j];
+      right_side[j] = -rows_[members_[0] * n + j];
     }
-    for (std::size_t column = 0; column < n; ++column) {
-      std::size_t pivot = column;
-      for (std::size_t row = column + 1; row < n; ++row)
-        if (std::fabs(matrix[row * (n + 1) + column]) > std::fabs(matrix[pivot * (n + 1) + column])) pivot = row;
-      if (matrix[pivot * (n + 1) + column] == 0) throw std::runtime_error("the basis is dependent on the points");
-      for (std::size_t k = 0; k <= n; ++k) std::swap(matrix[column * (n + 1) + k], matrix[pivot * (n + 1) + k]);
-      for (std::size_t row = 0; row < n; ++row) {
-        if (row == column) continue;
-        const double factor = matrix[row * (n + 1) + column] / matrix[column * (n + 1) + column];
-        for (std::size_t k = column; k <= n; ++k) matrix[row * (n + 1) + k] -= factor * matrix[column * (n + 1) + k];
-      }
-    }
+    const std::vector<double> lambda = solve(std::move(matrix), std::move(right_side));
     signs_.assign(n + 1, 1);
     double level = -wanted_[members_[0]];
     for (std::size_t k = 1; k <= n; ++k) {
-      const double lambda = matrix[(k - 1) * (n + 1) + n] / matrix[(k - 1) * (n + 1) + k - 1];
-      signs_[k] = lambda < 0 ? -1 : 1;
-      level -= lambda * wanted_[members_[k]];
+      signs_[k] = lambda[k - 1] < 0 ? -1 : 1;
+      level -= lambda[k - 1] * wanted_[members_[k]];
     }
     if (level < 0)
       for (double& sign : signs_) sign = -sign;

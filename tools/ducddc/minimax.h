@@ -7,43 +7,37 @@
 
 #include <cstddef>
 #include <functional>
+#include <utility>
 #include <vector>
 
 namespace fir {
 
-// Points x in descending or ascending order with what is wanted there. A segment is a run of points between gaps.
-struct Demand {
-  std::vector<double> x, desired, weight;
-  std::vector<char> ends_segment;
+// What is wanted at one place of the frequency axis: the polynomial in x should have the value `desired`.
+struct Target {
+  double x, desired, weight;
+};
 
-  void add(double at, double wanted, double error_weight, bool ends) {
-    x.push_back(at);
-    desired.push_back(wanted);
-    weight.push_back(error_weight);
-    ends_segment.push_back(ends);
-  }
+// What is wanted over the whole axis. x is monotonic in the frequency.
+struct Demand {
+  std::vector<std::pair<double, double>> bands;  // frequencies, ascending
+  std::function<Target(std::size_t band, double frequency)> at;
 };
 
 // A polynomial by its values at nodes (barycentric form, second kind): numerically sound at any order.
-class Interpolant {
- public:
-  Interpolant() = default;
-  Interpolant(std::vector<double> nodes, std::vector<double> weights, std::vector<double> values)
-      : nodes_(std::move(nodes)), weights_(std::move(weights)), values_(std::move(values)) {}
+struct Interpolant {
+  std::vector<double> nodes, weights, values;
   double operator()(double x) const;
-
- private:
-  std::vector<double> nodes_, weights_, values_;
 };
 
 struct Approximation {
   Interpolant polynomial;
-  double error = 0;  // largest weighted error over the points
+  std::vector<double> frequencies;  // of the polynomial's nodes
+  double error = 0;                 // largest weighted error over the bands
   int iterations = 0;
   bool converged = false;
 };
 
-// The polynomial of `count` coefficients with the smallest largest weighted error over the points.
+// The polynomial of `count` coefficients with the smallest largest weighted error over the bands.
 Approximation remez_exchange(Demand const& demand, int count);
 
 struct LinearFit {
@@ -57,5 +51,9 @@ struct LinearFit {
 LinearFit stiefel_exchange(std::size_t points, std::size_t terms,
                            std::function<double(std::size_t point, std::size_t term)> const& basis,
                            std::function<double(std::size_t point)> const& wanted);
+
+// The solution of a square system, rows one after the other, by elimination with the largest pivot: whatever its
+// condition, its residual is small. Throws std::runtime_error for a singular matrix.
+std::vector<double> solve(std::vector<double> matrix, std::vector<double> right_side);
 
 }  // namespace fir

@@ -1,8 +1,10 @@
 #include "fec/image_decode.h"
 
 #include <algorithm>
-#include <span>
+#include <optional>
 #include <unordered_map>
+#include <unordered_set>
+#include <utility>
 
 #include "fec/register_image.h"
 #include "fec/reporter.h"
@@ -10,47 +12,111 @@
 namespace fec {
 namespace {
 
-// A field within a word. The layouts below are those of register_image.cpp, told from the reader's side.
+// The words that make up a code.
+enum class Word { kSize, kMemory, kSchedule, kOffsets, kLayer, kOperation };
+
+// What a field depends on. Of each pair, one holds for a code.
+enum : unsigned {
+  kPlain = 1U << 0,
+  kCompressed = 1U << 1,
+
+  kNarrowCore = 1U << 2,
+  kWideCore = 1U << 3,  // has special_qc, lat_ctrl and extra_layer
+
+  kShortShift = 1U << 4,  // P up to 128, which leaves room for a mark above the shift
+  kLongShift = 1U << 5,
+
+  kMarksLayers = 1U << 6,   // that mark stands at the end of a layer
+  kMarksColumns = 1U << 7,  // or at the last operation on a column
+
+  kParallel = 1U << 8,  // several operations per cycle
+  kSingle = 1U << 9,
+
+  kDecoder = 1U << 10,
+  kEncoder = 1U << 11
+};
+
 struct image_field {
   std::string_view name;
+  Word word;
   unsigned bit;
   unsigned width;
+  unsigned needs;  // all of these
 };
-using layout = std::span<image_field const>;
 
-constexpr image_field kPlainSize[] = {{"k", 16, 16}, {"n", 0, 16}};
-constexpr image_field kCompressedSize[] = {{"compressed_nmqc", 0, 32}};
-constexpr image_field kMemory[] = {{"p", 0, 10}, {"no_packing", 10, 1}, {"nm", 11, 21}};
-constexpr image_field kSchedule[] = {
-    {"nlayers", 0, 9}, {"nmqc", 9, 11}, {"norm_type", 20, 1}, {"no_final_parity", 22, 1}, {"max_schedule", 23, 9}};
-constexpr image_field kWideSchedule[] = {
-    {"nlayers", 0, 9},          {"nmqc", 9, 11},         {"norm_type", 20, 1}, {"special_qc", 21, 1},
-    {"no_final_parity", 22, 1}, {"max_schedule", 23, 2}, {"lat_ctrl", 25, 7}};
-constexpr image_field kPlainOffsets[] = {{"sc_off", 0, 8}, {"la_off", 8, 8}, {"qc_off", 16, 16}};
-constexpr image_field kCompressedOffsets[] = {{"la_off", 0, 8}, {"qc_off", 8, 24}};
+// The layouts of register_image.cpp, told from the reader's side.
+constexpr image_field kFields[] = {
+    {"k", Word::kSize, 16, 16, kPlain},
+    {"n", Word::kSize, 0, 16, kPlain},
+    {"compressed_nmqc", Word::kSize, 0, 32, kCompressed},
 
-constexpr image_field kLayer[] = {{"cpld", 0, 7}, {"stall", 8, 8}};
-constexpr image_field kWideLayer[] = {{"cpld", 0, 7}, {"extra_layer", 7, 1}, {"stall", 8, 8}};
-constexpr image_field kCompressedLayer[] = {{"cpld", 0, 7}, {"stall", 8, 8}, {"qc_count", 16, 16}};
-constexpr image_field kWideCompressedLayer[] = {
-    {"cpld", 0, 7}, {"extra_layer", 7, 1}, {"stall", 8, 8}, {"qc_count", 16, 16}};
+    {"p", Word::kMemory, 0, 10, 0},
+    {"no_packing", Word::kMemory, 10, 1, 0},
+    {"nm", Word::kMemory, 11, 21, 0},
 
-// A shift needs 7 bits up to P of 128, which leaves room for a mark, and 9 bits above.
-constexpr image_field kMarkedOperation[] = {{"col", 0, 8},  {"shift", 8, 7},  {"layer_end", 15, 1},
-                                            {"nop", 16, 1}, {"first", 17, 1}, {"parity", 18, 1}};
-constexpr image_field kClosingOperation[] = {{"col", 0, 8},  {"shift", 8, 7},  {"last", 15, 1},
-                                             {"nop", 16, 1}, {"first", 17, 1}, {"parity", 18, 1}};
-constexpr image_field kLongOperation[] = {{"col", 0, 8}, {"shift", 8, 9}, {"first", 17, 1}, {"parity", 18, 1}};
-constexpr image_field kCompressedOperation[] = {{"col", 0, 7},        {"shift", 7, 8},  {"nop", 15, 1},
-                                                {"layer_end", 16, 1}, {"first", 17, 1}, {"pack2", 18, 1},
-                                                {"pack4", 19, 2}};
-constexpr image_field kCompressedEncoderOperation[] = {{"col", 0, 7},        {"shift", 7, 8},        {"nop", 15, 1},
-                                                       {"layer_end", 16, 1}, {"information", 17, 1}, {"pack2", 18, 1},
-                                                       {"pack4", 19, 2}};
-constexpr image_field kSingleCompressedOperation[] = {{"col", 0, 7},    {"shift", 7, 9},  {"layer_end", 16, 1},
-                                                      {"first", 17, 1}, {"pack2", 18, 1}, {"pack4", 19, 2}};
-constexpr image_field kSingleCompressedEncoderOperation[] = {
-    {"col", 0, 7}, {"shift", 7, 9}, {"layer_end", 16, 1}, {"information", 17, 1}, {"pack2", 18, 1}, {"pack4", 19, 2}};
+    {"nlayers", Word::kSchedule, 0, 9, 0},
+    {"nmqc", Word::kSchedule, 9, 11, 0},
+    {"norm_type", Word::kSchedule, 20, 1, 0},
+    {"special_qc", Word::kSchedule, 21, 1, kWideCore},
+    {"no_final_parity", Word::kSchedule, 22, 1, 0},
+    {"max_schedule", Word::kSchedule, 23, 2, kWideCore},
+    {"max_schedule", Word::kSchedule, 23, 9, kNarrowCore},
+    {"lat_ctrl", Word::kSchedule, 25, 7, kWideCore},
+
+    {"sc_off", Word::kOffsets, 0, 8, kPlain},
+    {"la_off", Word::kOffsets, 8, 8, kPlain},
+    {"qc_off", Word::kOffsets, 16, 16, kPlain},
+    {"la_off", Word::kOffsets, 0, 8, kCompressed},
+    {"qc_off", Word::kOffsets, 8, 24, kCompressed},
+
+    {"cpld", Word::kLayer, 0, 7, 0},
+    {"extra_layer", Word::kLayer, 7, 1, kWideCore},
+    {"stall", Word::kLayer, 8, 8, 0},
+    {"qc_count", Word::kLayer, 16, 16, kCompressed},
+
+    {"col", Word::kOperation, 0, 8, kPlain},
+    {"shift", Word::kOperation, 8, 7, kPlain | kShortShift},
+    {"shift", Word::kOperation, 8, 9, kPlain | kLongShift},
+    {"layer_end", Word::kOperation, 15, 1, kPlain | kShortShift | kMarksLayers},
+    {"last", Word::kOperation, 15, 1, kPlain | kShortShift | kMarksColumns},
+    {"nop", Word::kOperation, 16, 1, kPlain | kShortShift},
+    {"first", Word::kOperation, 17, 1, kPlain},
+    {"parity", Word::kOperation, 18, 1, kPlain},
+    {"col", Word::kOperation, 0, 7, kCompressed},
+    {"shift", Word::kOperation, 7, 8, kCompressed | kParallel},
+    {"nop", Word::kOperation, 15, 1, kCompressed | kParallel},
+    {"shift", Word::kOperation, 7, 9, kCompressed | kSingle},
+    {"layer_end", Word::kOperation, 16, 1, kCompressed},
+    {"first", Word::kOperation, 17, 1, kCompressed | kDecoder},
+    {"information", Word::kOperation, 17, 1, kCompressed | kEncoder},
+    {"pack2", Word::kOperation, 18, 1, kCompressed},
+    {"pack4", Word::kOperation, 19, 2, kCompressed},
+};
+
+std::uint32_t mask_of(unsigned width) { return static_cast<std::uint32_t>((std::uint64_t{1} << width) - 1); }
+
+// The fields that one kind of word has in one code.
+class layout {
+ public:
+  layout(Word word, unsigned conditions) {
+    for (image_field const& field : kFields)
+      if (field.word == word && (field.needs & ~conditions) == 0) fields_.push_back(&field);
+  }
+
+  void read(std::uint32_t word, named_values& values) const {
+    for (image_field const* field : fields_)
+      values.push_back({field->name, (word >> field->bit) & mask_of(field->width)});
+  }
+
+  // The bits of `word` that no field has.
+  std::uint32_t unused(std::uint32_t word) const {
+    for (image_field const* field : fields_) word &= ~(mask_of(field->width) << field->bit);
+    return word;
+  }
+
+ private:
+  std::vector<image_field const*> fields_;
+};
 
 struct core_register {
   std::uint64_t addr;
@@ -61,47 +127,41 @@ constexpr core_register kCoreRegisters[] = {
     {0x14, "FEC_CODE"},       {0x18, "ORDER"},           {0x20, "IER"},        {0x30, "ECC_IER"},
     {0x3C, "BYPASS"},         {0x100, "TURBO"}};
 
-void read_fields(layout fields, std::uint32_t word, named_values& values) {
-  for (image_field const& field : fields) {
-    const std::uint64_t mask = (std::uint64_t{1} << field.width) - 1;
-    values.push_back({field.name, (word >> field.bit) & mask});
-  }
+std::string hex(std::uint64_t value) {
+  const std::string high = value >> 32 == 0 ? "" : int_to_32hex(static_cast<unsigned>(value >> 32));
+  return "0x" + high + int_to_32hex(static_cast<unsigned>(value));
 }
 
-template <class Variant>
-layout layer_layout(bool compressed) {
-  if constexpr (Variant::kImageHasSpecialQc) return compressed ? layout(kWideCompressedLayer) : layout(kWideLayer);
-  return compressed ? layout(kCompressedLayer) : layout(kLayer);
-}
+// A part of an image, as faults name it.
+struct image_part {
+  unsigned slot;
+  char const* name;
+};
 
-layout operation_layout(decoded_code const& code, code_hint hint, unsigned pf) {
-  if (code.is_compressed()) {
-    if (pf > 1) return hint.encode ? layout(kCompressedEncoderOperation) : layout(kCompressedOperation);
-    return hint.encode ? layout(kSingleCompressedEncoderOperation) : layout(kSingleCompressedOperation);
-  }
-  if (value_of(code.fields, "p") > 128) return kLongOperation;
-  return value_of(code.fields, "special_qc") != 0 ? layout(kClosingOperation) : layout(kMarkedOperation);
-}
-
-std::string hex(std::uint64_t value) { return "0x" + int_to_32hex(static_cast<unsigned>(value)); }
-
+// Nothing here grows beyond the words that were written: a register may announce any number of layers and operations,
+// but a table ends where its words do, and a word belongs to one table only.
 class decoder {
  public:
   template <class Variant>
   void add(std::vector<phy_trans_t<Variant>> const& writes) {
     for (auto const& write : writes) {
+      if (write.data >> 32 != 0) fault("more than 32 bits at ", hex(write.addr), ": ", hex(write.data));
       const auto data = static_cast<std::uint32_t>(write.data);
       const auto [place, is_new] = words_.try_emplace(write.addr, written{data, false});
-      if (!is_new && place->second.data != data) fault("conflicting writes at ", hex(write.addr));
-      place->second.data = data;
       if (is_new) order_.push_back(write.addr);
+      if (place->second.data != data)
+        fault("conflicting writes at ", hex(write.addr), ": ", hex(place->second.data), " and then ", hex(data));
+      place->second.data = data;
     }
   }
 
   void read_core() {
-    for (core_register const& one : kCoreRegisters)
-      if (const auto found = words_.find(one.addr); found != words_.end())
-        image_.core.push_back({one.name, take(one.addr)});
+    for (core_register const& one : kCoreRegisters) {
+      const auto found = words_.find(one.addr);
+      if (found == words_.end()) continue;
+      found->second.is_taken = true;
+      image_.core.push_back({one.name, found->second.data});
+    }
   }
 
   template <class Variant>
@@ -113,13 +173,16 @@ class decoder {
       for (unsigned i = 0; i < 4; ++i) has_any = has_any || words_.contains(base + std::uint64_t{4} * i);
       if (!has_any) continue;
       const auto hint = hints.find(slot);
-      read_code<Variant>(base, hint != hints.end() ? hint->second : code_hint{}, image_.codes[slot], sc_off);
+      const unsigned use = hint != hints.end() && hint->second.encode ? kEncoder : kDecoder;
+      read_code(slot, use | (Variant::kImageHasSpecialQc ? kWideCore : kNarrowCore), sc_off);
     }
   }
 
   decoded_image finish() {
-    for (std::uint64_t addr : order_)
-      if (!words_.at(addr).is_taken) fault("unknown address ", hex(addr));
+    for (std::uint64_t addr : order_) {
+      written const& word = words_.at(addr);
+      if (!word.is_taken) fault("unknown address ", hex(addr), " with data ", hex(word.data));
+    }
     return std::move(image_);
   }
 
@@ -134,56 +197,96 @@ class decoder {
     image_.faults.push_back(message(pieces...));
   }
 
-  std::uint32_t take(std::uint64_t addr) {
+  template <class... Pieces>
+  void fault_in(image_part part, Pieces const&... pieces) {
+    fault("code ", part.slot, ", ", part.name, ": ", pieces...);
+  }
+
+  std::optional<std::uint32_t> take(std::uint64_t addr, image_part part) {
     const auto found = words_.find(addr);
     if (found == words_.end()) {
-      fault("missing word at ", hex(addr));
-      return 0;
+      fault_in(part, "missing word at ", hex(addr));
+      return std::nullopt;
+    }
+    if (found->second.is_taken) {
+      fault_in(part, "the word at ", hex(addr), " belongs to another table");
+      return std::nullopt;
     }
     found->second.is_taken = true;
     return found->second.data;
   }
 
-  template <class Variant>
-  void read_code(std::uint64_t base, code_hint hint, decoded_code& code, std::uint64_t& sc_off) {
-    const std::uint32_t size = take(base);
-    const bool compressed = size < 65536 && size != 0;  // a plain word holds K above bit 16
-    read_fields(compressed ? layout(kCompressedSize) : layout(kPlainSize), size, code.fields);
-    read_fields(kMemory, take(base + 4), code.fields);
-    read_fields(Variant::kImageHasSpecialQc ? layout(kWideSchedule) : layout(kSchedule), take(base + 8), code.fields);
-    read_fields(compressed ? layout(kCompressedOffsets) : layout(kPlainOffsets), take(base + 12), code.fields);
+  void check_unused(std::uint32_t unused, std::uint64_t addr, image_part part) {
+    if (unused != 0) fault_in(part, "bits outside all fields at ", hex(addr), ": ", hex(unused));
+  }
+
+  // Reads the word at `addr` into `values`; false if there is none.
+  bool read(std::uint64_t addr, image_part part, layout const& fields, named_values& values) {
+    const std::optional<std::uint32_t> word = take(addr, part);
+    if (!word) return false;
+    fields.read(*word, values);
+    check_unused(fields.unused(*word), addr, part);
+    return true;
+  }
+
+  void read_code(unsigned slot, unsigned conditions, std::uint64_t& sc_off) {
+    decoded_code& code = image_.codes[slot];
+    const image_part part{slot, "registers"};
+    const std::uint64_t base = kCodeRegisterBase + kCodeRegisterStep * slot;
+    const std::optional<std::uint32_t> size = take(base, part);
+    if (!size) return;                                    // without it, nobody knows the others' layout
+    const bool compressed = *size < 65536 && *size != 0;  // a plain word holds K above bit 16
+    conditions |= compressed ? kCompressed : kPlain;
+    layout(Word::kSize, conditions).read(*size, code.fields);
+
+    bool is_whole = true;
+    std::uint64_t addr = base;
+    for (Word word : {Word::kMemory, Word::kSchedule, Word::kOffsets})
+      is_whole = read(addr += 4, part, layout(word, conditions), code.fields) && is_whole;
+    if (!is_whole) return;  // the tables are anywhere
 
     // A compressed code has no scale offset of its own; scales are packed tight in the order of the codes.
     if (!compressed) sc_off = 4 * value_of(code.fields, "sc_off");
-    read_scale(code, sc_off);
-    const auto p = static_cast<unsigned>(value_of(code.fields, "p"));
-    const unsigned pf = value_of(code.fields, "no_packing") != 0 ? 1 : num_parallel_P(p);
-    const layout layers = layer_layout<Variant>(compressed);
-    const layout operations = operation_layout(code, hint, pf);
-    const std::uint64_t la_base = kLaTableBase + 16 * value_of(code.fields, "la_off");
-    std::uint64_t qc_addr = kQcTableBase + 16 * value_of(code.fields, "qc_off");
-    code.layers.resize(value_of(code.fields, "nlayers"));
-    for (std::size_t i = 0; i < code.layers.size(); ++i) {
-      decoded_layer& layer = code.layers[i];
-      read_fields(layers, take(la_base + 4 * i), layer.fields);
-      layer.operations.resize((value_of(layer.fields, "cpld") + 1) * pf);
-      for (named_values& operation : layer.operations) {
-        read_fields(operations, take(qc_addr), operation);
-        qc_addr += 4;
-      }
+    read_scale(slot, sc_off, code);
+    read_layers(slot, conditions, code);
+  }
+
+  void read_scale(unsigned slot, std::uint64_t& sc_off, decoded_code& code) {
+    if (value_of(code.fields, "norm_type") == 0) return;
+    const image_part part{slot, "SC table"};
+    const std::uint64_t layers = value_of(code.fields, "nlayers");
+    const std::uint64_t end = sc_off + 4 * ((layers + 3) / 4);
+    for (std::uint64_t at = kScTableBase + std::exchange(sc_off, end); at < kScTableBase + end; at += 4) {
+      const std::optional<std::uint32_t> word = take(at, part);
+      if (!word) return;
+      unsigned bit = 0;
+      for (; bit < 16 && code.scale.size() < layers; bit += 4) code.scale.push_back((*word >> bit) & 15);
+      check_unused(*word >> bit << bit, at, part);
     }
   }
 
-  void read_scale(decoded_code& code, std::uint64_t& sc_off) {
-    if (value_of(code.fields, "norm_type") == 0) return;
-    const std::uint64_t layers = value_of(code.fields, "nlayers");
-    std::uint32_t word = 0;
-    for (std::uint64_t layer = 0; layer < layers; ++layer) {
-      if (layer % 4 == 0) {
-        word = take(kScTableBase + sc_off);
-        sc_off += 4;
+  void read_layers(unsigned slot, unsigned conditions, decoded_code& code) {
+    const auto p = static_cast<unsigned>(value_of(code.fields, "p"));
+    const unsigned pf = value_of(code.fields, "no_packing") != 0 ? 1 : num_parallel_P(p);
+    const bool closes = value_of(code.fields, "special_qc") != 0 && (conditions & kDecoder) != 0;
+    conditions |=
+        (p > 128 ? kLongShift : kShortShift) | (closes ? kMarksColumns : kMarksLayers) | (pf > 1 ? kParallel : kSingle);
+    const layout layer_fields(Word::kLayer, conditions);
+    const layout operation_fields(Word::kOperation, conditions);
+    const std::uint64_t la_base = kLaTableBase + 16 * value_of(code.fields, "la_off");
+    std::uint64_t qc_addr = kQcTableBase + 16 * value_of(code.fields, "qc_off");
+    bool has_operations = true;
+    for (std::uint64_t i = 0; i < value_of(code.fields, "nlayers"); ++i) {
+      decoded_layer layer;
+      if (!read(la_base + 4 * i, {slot, "LA table"}, layer_fields, layer.fields)) return;
+      const std::uint64_t operations = (value_of(layer.fields, "cpld") + 1) * pf;
+      while (has_operations && layer.operations.size() < operations) {
+        named_values operation;
+        has_operations = read(qc_addr, {slot, "QC table"}, operation_fields, operation);
+        if (has_operations) layer.operations.push_back(std::move(operation));
+        qc_addr += 4;
       }
-      code.scale.push_back((word >> (4 * (layer % 4))) & 15);
+      code.layers.push_back(std::move(layer));
     }
   }
 
@@ -191,6 +294,14 @@ class decoder {
   std::vector<std::uint64_t> order_;
   decoded_image image_;
 };
+
+// Adds the faults that `faults` has and `others` has not, each behind `side`.
+void add_other_faults(char const* side, std::vector<std::string> const& faults, std::vector<std::string> const& others,
+                      std::vector<std::string>& lines) {
+  const std::unordered_set<std::string_view> known(others.begin(), others.end());
+  for (std::string const& fault : faults)
+    if (!known.contains(fault)) lines.push_back(message("fault on the ", side, " only: ", fault));
+}
 
 }  // namespace
 
@@ -249,6 +360,8 @@ std::vector<std::string> diff_images(decoded_image const& left, decoded_image co
   }
   for (image_entry const& entry : theirs)
     if (!seen.contains(entry.path)) lines.push_back(message(entry.path, ": - -> ", entry.value));
+  add_other_faults("left", left.faults, right.faults, lines);
+  add_other_faults("right", right.faults, left.faults, lines);
   return lines;
 }
 
@@ -272,8 +385,15 @@ std::string list_image(decoded_image const& image) {
       for (named_values const& operation : code.layers[i].operations) add_line("   ", operation);
     }
   }
-  for (std::string const& fault : image.faults) text += message("fault: ", fault, "\n");
+  for (std::string const& fault : listed_faults(image)) text += message("fault: ", fault, "\n");
   return text;
+}
+
+std::vector<std::string> listed_faults(decoded_image const& image) {
+  const std::size_t listed = std::min(image.faults.size(), kMaxListedFaults);
+  std::vector<std::string> lines(image.faults.begin(), image.faults.begin() + static_cast<std::ptrdiff_t>(listed));
+  if (listed < image.faults.size()) lines.push_back(message("and ", image.faults.size() - listed, " more"));
+  return lines;
 }
 
 template decoded_image decode_image(std::vector<phy_trans_t<sd_fec::variant>> const&,

@@ -2,8 +2,9 @@
 //
 // What is in an image decides what can be had from it. Whether a code is compressed shows in its first register;
 // whether it is for the encoder does not show at all, so a caller who knows says so (it names bit 17 of a compressed
-// operation). A field that outgrew its width when it was written cannot be told from its neighbour; for every code
-// within the compiler's limits, what is read is what was written.
+// operation). Every bit that was written is in a field or in a fault, and every word in one table at most: where a word
+// is missing, a table ends, whatever a register announces. A field that outgrew its width when it was written cannot be
+// told from its neighbour; for every code within the compiler's limits, what is read is what was written.
 #pragma once
 
 #include <cstdint>
@@ -48,7 +49,8 @@ struct code_hint {
 struct decoded_image {
   named_values core;                       ///< registers of the core itself, by name
   std::map<unsigned, decoded_code> codes;  ///< by slot
-  std::vector<std::string> faults;         ///< what does not fit: unknown addresses, missing words, conflicting writes
+  std::vector<std::string> faults;  ///< what does not fit, a few for each word at most: unknown addresses, missing
+                                    ///< words, bits outside all fields, writes that contradict each other
 };
 
 /// Decodes the writes of one core. Of several writes to one address the last counts; different data is a fault.
@@ -68,8 +70,12 @@ struct image_entry {
 std::vector<image_entry> entries_of(decoded_image const& image);
 
 /// The fields in which two images differ, one line each: path, value on the left, value on the right, "-" where a side
-/// does not have the field. Empty for equal images.
+/// does not have the field; then the faults that only one of them has. Empty for equal images.
 std::vector<std::string> diff_images(decoded_image const& left, decoded_image const& right);
+
+/// The faults that a reader wants to see: the first kMaxListedFaults, and how many more there are.
+inline constexpr std::size_t kMaxListedFaults = 100;
+std::vector<std::string> listed_faults(decoded_image const& image);
 
 /// A readable listing.
 std::string list_image(decoded_image const& image);

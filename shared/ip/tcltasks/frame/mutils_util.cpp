@@ -29,12 +29,12 @@ int set_tcl_result(Tcl_Interp* interp, ParamMap const& params) {
   return lists::set_result(interp, lists::new_list(params));
 }
 
-int set_tcl_result(Tcl_Interp* interp, HSTVector<std::string> const& texts) {
+int set_tcl_result(Tcl_Interp* interp, StrList const& texts) {
   return lists::set_result(interp, lists::new_list(texts));
 }
 
-int set_tcl_result(Tcl_Interp* interp, std::map<std::string, HSTVector<std::string>> const& values) {
-  HSTVector<std::string> flat;
+int set_tcl_result(Tcl_Interp* interp, PinMap const& values) {
+  StrList flat;
   for (auto const& [key, texts] : values) {
     flat.push_back(key);
     flat.insert(flat.end(), texts.begin(), texts.end());
@@ -86,8 +86,8 @@ std::vector<std::string> tcl2cpp(int& count, int objc, Tcl_Obj* const* objv) {
   return words;
 }
 
-std::map<std::string, std::vector<std::string>> tcl2cpp(int objc, Tcl_Obj* const* objv, int& count) {
-  std::map<std::string, std::vector<std::string>> table;
+PinMap tcl2cpp(int objc, Tcl_Obj* const* objv, int& count) {
+  PinMap table;
   std::string name;
   std::vector<std::string> values;  // sic: a name that follows one value keeps that value for itself
   int taken = 0;

@@ -5,11 +5,9 @@
 
 #include <tcl.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
-#include "common/HSTVector.h"
 #include "common/KdiTypes.h"
 
 namespace mutils::util {
@@ -23,10 +21,10 @@ int set_tcl_result(Tcl_Interp* interp, std::string text);
 int set_tcl_result(Tcl_Interp* interp, int number);
 int set_tcl_result(Tcl_Interp* interp, bool truth);
 int set_tcl_result(Tcl_Interp* interp, ParamMap const& params);
-int set_tcl_result(Tcl_Interp* interp, HSTVector<std::string> const& texts);
+int set_tcl_result(Tcl_Interp* interp, StrList const& texts);
 
 /// Sets one single flat list: a key, its values, the next key. Scripts know the keys and tell the values apart by them.
-int set_tcl_result(Tcl_Interp* interp, std::map<std::string, HSTVector<std::string>> const& values);
+int set_tcl_result(Tcl_Interp* interp, PinMap const& values);
 
 /// A bare character pointer would turn into the boolean.
 int set_tcl_result(Tcl_Interp* interp, char const* text) = delete;
@@ -47,7 +45,7 @@ std::vector<std::string> tcl2cpp(int& count, int objc, Tcl_Obj* const* objv);
 /// A pin table: each pin name (a word that holds "DQ[", "Address/Ctrl-", "D[", "Q[" or "Q-") takes the next two words;
 /// the third word in a row that is no name ends the table. `count` goes up by one for each word looked at, the one that
 /// ended the table included.
-std::map<std::string, std::vector<std::string>> tcl2cpp(int objc, Tcl_Obj* const* objv, int& count);
+PinMap tcl2cpp(int objc, Tcl_Obj* const* objv, int& count);
 
 /// The value of the option "-needle". Throws a std::string if it was not given.
 std::string get(ParamMap const& params, char const* needle);
