@@ -168,13 +168,14 @@ class Enumeration {
   /// The same over the product of all outputs' dividers, without supposing that outputs can be judged one by one.
   std::optional<Value> best_of_product() const {
     std::optional<Value> best;
+    for (Output const& output : outputs_)
+      if (output.choices.empty()) return best;
     for_each_loop([&](int m, int d) {
       std::vector<std::size_t> at(outputs_.size(), 0);
       for (bool is_done = false; !is_done;) {
         Value value{m, d, {}, {}, {}, {}};
         bool is_valid = true;
         for (std::size_t i = 0; i < outputs_.size() && is_valid; ++i) {
-          if (outputs_[i].choices.empty()) return;
           Choice const& choice = outputs_[i].choices[at[i]];
           const Fraction error = error_of(outputs_[i], m, d, choice.o);
           is_valid = is_frequency_valid(outputs_[i], m, d, choice.o) &&
