@@ -4,4 +4,5 @@ function(add_clock_test name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/platform)
 endfunction()
 
+add_clock_test(clock_solver_diagnosis_test)
 add_clock_test(clock_solver_optimal_test)

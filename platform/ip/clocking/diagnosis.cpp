@@ -163,8 +163,8 @@ Limits suspects(Primitive const& primitive, Request const& request, bool has_nea
   if (has_nearest) order.push_back(Limit::output_range);
   for (Limit limit : {Limit::pfd, Limit::vco}) order.push_back(limit);
   if (!has_nearest) order.push_back(Limit::output_range);
-  for (Limit limit : {Limit::output_divider, Limit::multiplier, Limit::input_divider}) order.push_back(limit);
   if (request.spread) order.push_back(Limit::modulation);
+  for (Limit limit : {Limit::output_divider, Limit::multiplier, Limit::input_divider}) order.push_back(limit);
   if (!is_raster_only) add_grids();
   return order;
 }
@@ -395,6 +395,9 @@ Diagnosis diagnose(Primitive const& primitive, Request const& request) {
   for (Limit limit : limits) diagnosis.bindings.push_back(bind(limit, primitive, request, relaxed, solution));
 
   diagnosis.exact_inputs_hz = exact_inputs(primitive, request, kExactInputs);
+  // At this input the outputs are exact already: another one is no remedy.
+  if (!diagnosis.exact_inputs_hz.empty() && diagnosis.exact_inputs_hz[0] == request.input_hz)
+    diagnosis.exact_inputs_hz.clear();
   diagnosis.text = describe(diagnosis);
   return diagnosis;
 }

@@ -113,7 +113,8 @@ struct Diagnosis {
   std::vector<Binding> bindings;    ///< the fewest limits that have to give way together; mostly one
   std::optional<Solution> nearest;  ///< best setting when the tolerances are dropped; none if limits alone forbid all
   double nearest_ppm = 0;           ///< its worst frequency error in parts per million
-  std::vector<Rational> exact_inputs_hz;  ///< input frequencies with which every output is exact, nearest first
+  std::vector<Rational> exact_inputs_hz;  ///< input frequencies with which every output is exact, nearest first;
+                                          ///< none if the frequencies are exact as they are, or none do
   std::string text;                 ///< all of this in words
 };
 
