@@ -169,19 +169,43 @@ Limits suspects(Primitive const& primitive, Request const& request, bool has_nea
   return order;
 }
 
+// Limits that no frequency within the tolerance of an output keeps: these bind whatever else does. Without this, one wide
+// tolerance would excuse them all.
+Limits certain_limits(Primitive const& primitive, Request const& request) {
+  if (!request.tolerance) return {};
+  const double slack = request.tolerance->to_double() * (1 + 1e-9);
+  const auto excludes = [slack](Range const& limits, Rational const& wanted) {
+    return wanted.to_double() * (1 + slack) < limits.min.to_double() ||
+           wanted.to_double() * (1 - slack) > limits.max.to_double();
+  };
+  bool by_range = request.high_speed_hz && excludes(primitive.high_speed_hz, *request.high_speed_hz);
+  bool by_buffer = false;
+  for (std::size_t i = 0; i < request.outputs.size(); ++i) {
+    OutputRequest const& output = request.outputs[i];
+    by_range = by_range || excludes(primitive.outputs[i].frequency_hz, output.frequency_hz);
+    by_buffer = by_buffer || (!output.buffer.empty() &&
+                              excludes(buffer_frequencies(*primitive.buffer(output.buffer)), output.frequency_hz));
+  }
+  Limits limits;
+  if (by_range) limits.push_back(Limit::output_range);
+  if (by_buffer) limits.push_back(Limit::buffer);
+  return limits;
+}
+
 // The first of the smallest sets of suspects without which the request has a solution. All of them together are one.
-Limits binding_limits(Primitive const& primitive, Request const& request, Limits const& all) {
-  for (std::size_t size = 1; size < all.size(); ++size) {
+Limits binding_limits(Relaxed const& base, Limits const& all) {
+  Limits limits;
+  for (std::size_t size = 0; size <= all.size(); ++size) {
     std::vector<bool> chosen(all.size(), false);
     std::fill_n(chosen.begin(), size, true);
     do {
-      Limits limits;
+      limits.clear();
       for (std::size_t i = 0; i < all.size(); ++i)
         if (chosen[i]) limits.push_back(all[i]);
-      if (is_feasible(opened(primitive, request, limits, kOpen))) return limits;
+      if (size == all.size() || is_feasible(opened(base.primitive, base.request, limits, kOpen))) return limits;
     } while (std::prev_permutation(chosen.begin(), chosen.end()));
   }
-  return all;
+  return limits;
 }
 
 // The lowest level at which the limits let a setting through; it is known that kOpen does.
@@ -371,6 +395,18 @@ std::string describe(Diagnosis const& diagnosis) {
   return text;
 }
 
+// A limit that is certain to bind under the request's tolerance may not under the one that it is found to need.
+void drop_idle(Primitive const& primitive, Request const& request, std::vector<Binding>& bindings) {
+  for (std::size_t i = 0; bindings.size() > 1 && i < bindings.size();) {
+    std::vector<Binding> others = bindings;
+    others.erase(others.begin() + static_cast<std::ptrdiff_t>(i));
+    if (is_feasible(relax(primitive, request, others)))
+      bindings = std::move(others);
+    else
+      ++i;
+  }
+}
+
 }  // namespace
 
 Diagnosis diagnose(Primitive const& primitive, Request const& request) {
@@ -382,17 +418,26 @@ Diagnosis diagnose(Primitive const& primitive, Request const& request) {
     diagnosis.nearest_ppm = diagnosis.nearest->worst_error.to_double() * 1e6;
   }
 
-  const Limits limits =
-      binding_limits(primitive, request, suspects(primitive, request, diagnosis.nearest.has_value()));
-  Relaxed relaxed = opened(primitive, request, limits, least_level(primitive, request, limits));
+  const Limits certain = certain_limits(primitive, request);
+  const Relaxed base = opened(primitive, request, certain, kOpen);
+  const bool is_rangeful = is_feasible({base.primitive, without_tolerances(base.request)});
+  Limits all = suspects(base.primitive, base.request, is_rangeful);
+  std::erase_if(all, [&certain](Limit limit) { return std::ranges::find(certain, limit) != certain.end(); });
+  const Limits limits = binding_limits(base, all);
+  Relaxed relaxed = opened(base.primitive, base.request, limits, least_level(base.primitive, base.request, limits));
+
   const auto binds = [&limits](Limit limit) { return std::ranges::find(limits, limit) != limits.end(); };
+  // The frequencies come first: phase and duty cycle are judged where they are as good as they can be, unless the request
+  // says how good they have to be.
+  if (!relaxed.request.tolerance) relaxed.request.tolerance = rounded_up(solved(relaxed).worst_error);
   if (binds(Limit::phase_grid))
     tighten(relaxed, &Request::phase_tolerance, *request.phase_tolerance, &OutputSolution::phase_error);
   if (binds(Limit::duty_grid))
     tighten(relaxed, &Request::duty_tolerance, *request.duty_tolerance, &OutputSolution::duty_error);
   const Solution solution = solved(relaxed);
-  if (binds(Limit::frequency_grid)) relaxed.request.tolerance = rounded_up(solution.worst_error);
-  for (Limit limit : limits) diagnosis.bindings.push_back(bind(limit, primitive, request, relaxed, solution));
+  for (Limits const* part : {&certain, &limits})
+    for (Limit limit : *part) diagnosis.bindings.push_back(bind(limit, primitive, request, relaxed, solution));
+  drop_idle(primitive, request, diagnosis.bindings);
 
   diagnosis.exact_inputs_hz = exact_inputs(primitive, request, kExactInputs);
   // At this input the outputs are exact already: another one is no remedy.

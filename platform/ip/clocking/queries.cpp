@@ -34,24 +34,37 @@ std::optional<Rational> vco_raster(Search const& search, Request const& request)
   return raster;
 }
 
-// Whether every output has a divider that leaves no error at this VCO frequency.
-bool is_exact_vco(Search const& search, Request const& request, Rational const& vco) {
+// What the spread makes of a frequency.
+Range spread_of(Rational const& frequency, SpreadMode const* mode) {
+  if (mode == nullptr) return {frequency, frequency};
+  return {frequency * (Rational(1) - mode->down), frequency * (Rational(1) + mode->up)};
+}
+
+bool contains(Range const& limits, Range const& inner) { return limits.min <= inner.min && inner.max <= limits.max; }
+
+// Whether every output has a divider that leaves no error at this VCO frequency and keeps all else that is asked for.
+bool is_exact_vco(Primitive const& primitive, Request const& request, Search const& search, Rational const& vco) {
+  SpreadMode const* spread = request.spread ? primitive.spread_mode(request.spread->mode) : nullptr;
+  if (!contains(primitive.vco_hz, spread_of(vco, spread))) return false;
   for (std::size_t i = 0; i < search.outputs().size(); ++i) {
+    OutputSearch const& output = search.outputs()[i];
     const Rational wanted = i < request.outputs.size() ? request.outputs[i].frequency_hz : *request.high_speed_hz;
     const Rational divider = vco / wanted * kUnit;
     if (divider.den() != 1 || divider > Rational(kUnit * kMaxOutputDivider)) return false;
     const int o = static_cast<int>(divider.num());
-    if (search.outputs()[i].values().at_least(o) != o) return false;
+    if (output.values().at_least(o) != o || !output.is_well_placed(o)) return false;
+    if (!contains(output.limits(), spread_of(wanted, spread))) return false;
   }
   return true;
 }
 
-bool is_exact_with(Primitive const& primitive, Request request, Rational const& input) {
-  request.input_hz = input;
-  request.second_input_hz.reset();
-  request.tolerance = Rational(0);
-  if (check(primitive, request)) return false;
-  return Search(primitive, request).best().has_value();
+// Whether the request, with this input and D, is well formed and has a modulation frequency.
+bool is_input_usable(Primitive const& primitive, Request const& request, Rational const& input, int d) {
+  Request other = request;
+  other.input_hz = input;
+  if (check(primitive, other)) return false;
+  return !request.spread || actual_modulation(*primitive.spread_mode(request.spread->mode), input / d,
+                                              request.spread->modulation_hz);
 }
 
 // The nearest to a number so far, ordered, without repetition.
@@ -92,11 +105,7 @@ Rational actual_duty(Primitive const& primitive, Rational const& divider, Ration
 }
 
 std::vector<Range> input_ranges(Primitive const& primitive, Request const& request) {
-  Range limits = primitive.input_hz;
-  if (!request.input_buffer.empty()) {
-    const Range buffer = buffer_frequencies(*primitive.buffer(request.input_buffer));
-    limits = {std::max(limits.min, buffer.min), std::min(limits.max, buffer.max)};
-  }
+  const Range limits = input_limits(primitive, request);
   SpreadMode const* spread = request.spread ? primitive.spread_mode(request.spread->mode) : nullptr;
   const Rational down = spread ? Rational(1) - spread->down : Rational(1);
   const Rational up = spread ? Rational(1) + spread->up : Rational(1);
@@ -135,21 +144,22 @@ std::vector<Rational> exact_inputs(Primitive const& primitive, Request const& re
   const ValueSet dividers(primitive.input_divider, true);
   ValueSet const& multipliers = search.multipliers();
   Range const& pfd = pfd_range(primitive, request);
+  const Range limits = input_limits(primitive, request);
   const std::int64_t last = (primitive.vco_hz.max / *raster).floor();
   std::int64_t k = std::max<std::int64_t>(1, (primitive.vco_hz.min / *raster).ceil());
   for (std::int64_t pairs = 0; k <= last && pairs < kMaxPairs; ++k, ++pairs) {
     const Rational vco = *raster * k;
-    if (!is_exact_vco(search, request, vco)) continue;
+    if (!is_exact_vco(primitive, request, search, vco)) continue;
     for (int value = dividers.at_least(1); value != ValueSet::kNone; value = dividers.at_least(value + 1), ++pairs) {
       const int d = value / kUnit;
-      const Rational low = std::max(primitive.input_hz.min, pfd.min * d);
-      const Rational high = std::min(primitive.input_hz.max, pfd.max * d);
+      const Rational low = std::max(limits.min, pfd.min * d);
+      const Rational high = std::min(limits.max, pfd.max * d);
       if (low > high) continue;
       const Rational scaled = vco * value;  // input = scaled / m
       // False once further inputs in the same direction are too far away.
       const auto visit = [&](Rational const& input) {
         if (nearest.is_too_far(input)) return false;
-        if (low <= input && input <= high && !nearest.holds(input) && is_exact_with(primitive, request, input))
+        if (low <= input && input <= high && !nearest.holds(input) && is_input_usable(primitive, request, input, d))
           nearest.take(input);
         return true;
       };

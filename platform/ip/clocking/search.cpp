@@ -171,6 +171,11 @@ Range intersection(Range const& a, Range const& b) { return {std::max(a.min, b.m
 
 }  // namespace
 
+Range input_limits(Primitive const& primitive, Request const& request) {
+  if (request.input_buffer.empty()) return primitive.input_hz;
+  return intersection(primitive.input_hz, buffer_frequencies(*primitive.buffer(request.input_buffer)));
+}
+
 OutputSearch::OutputSearch(Primitive const& primitive, Request const& request, OutputRequest const& output, int index)
     : primitive_(&primitive),
       duty_(output.duty),
@@ -200,6 +205,8 @@ OutputSearch::OutputSearch(Primitive const& primitive, Request const& request, O
   phase_steps_ = request.fine_phase ? primitive.fine_phase_steps : primitive.phase_steps;
   is_plain_ = index == kHighSpeed || (turns_.is_zero() && duty_ == Rational(1, 2) && primitive.duty_steps % 2 == 0);
   tolerance_double_ = tolerance_ ? tolerance_->to_double() : kInfinity;
+  if (!is_plain_ && (phase_tolerance_ || duty_tolerance_))
+    placed_.resize(static_cast<std::size_t>(values_.at_most(kUnit * kMaxOutputDivider)) + 1, Placed::unknown);
 }
 
 // The smallest divider that keeps the output at or below its largest frequency: o >= m / d x over_max. Only next to an
@@ -225,9 +232,18 @@ Quotient OutputSearch::error(int m, int d, int o) const {
 
 bool OutputSearch::is_within_tolerance(int m, int d, int o) const {
   if (tolerance_ && error(m, d, o) > Quotient{tolerance_->num(), tolerance_->den()}) return false;
-  if (is_plain_) return true;
-  if (phase_tolerance_ && phase(o).error > *phase_tolerance_) return false;
-  return !duty_tolerance_ || duty(o).error <= *duty_tolerance_;
+  return is_well_placed(o);
+}
+
+bool OutputSearch::is_well_placed(int o) const {
+  if (placed_.empty()) return true;
+  Placed& known = placed_[static_cast<std::size_t>(o)];
+  if (known == Placed::unknown) {
+    const bool is_bad = (phase_tolerance_ && phase(o).error > *phase_tolerance_) ||
+                        (duty_tolerance_ && duty(o).error > *duty_tolerance_);
+    known = is_bad ? Placed::badly : Placed::well;
+  }
+  return known == Placed::well;
 }
 
 int OutputSearch::pick(int m, int d, double cap, double& best_error) const {
@@ -289,12 +305,10 @@ Search::Search(Primitive const& primitive, Request const& request)
   order_.resize(outputs_.size());
   std::iota(order_.begin(), order_.end(), std::size_t{0});
 
-  Range input_limits = primitive.input_hz;
-  if (!request.input_buffer.empty())
-    input_limits = intersection(input_limits, buffer_frequencies(*primitive.buffer(request.input_buffer)));
+  const Range limits = input_limits(primitive, request);
   const Rational second = request.second_input_hz.value_or(request.input_hz);
   const Rational slow = std::min(request.input_hz, second), fast = std::max(request.input_hz, second);
-  if (slow < input_limits.min || fast > input_limits.max) return;
+  if (slow < limits.min || fast > limits.max) return;
 
   const Range input = effective_input(primitive, request);
   Range const& pfd = pfd_range(primitive, request);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <span>
@@ -78,10 +79,14 @@ class OutputSearch {
   int lowest(int m, int d) const;
   int highest(int m, int d) const;
 
+  /// Whether the divider keeps the tolerances of phase and duty cycle.
+  bool is_well_placed(int o) const;
+
   bool is_plain() const { return is_plain_; }   ///< phase 0, half the period high: always exact
   double ideal(int m, int d) const { return scale_ * m / d; }        ///< divider of no error
   double ideal_m(int o, int d) const { return o / scale_ * d; }  ///< multiplier of no error
   ValueSet const& values() const { return values_; }
+  Range const& limits() const { return limits_; }
 
  private:
   bool is_within_tolerance(int m, int d, int o) const;
@@ -101,6 +106,10 @@ class OutputSearch {
   bool is_plain_ = true;
   std::optional<Rational> tolerance_, phase_tolerance_, duty_tolerance_;
   double tolerance_double_ = 0;
+  // Whether dividers keep the tolerances of phase and duty cycle, found out when first asked: the answer does not depend
+  // on M and D, and takes longer than all else about a divider.
+  enum class Placed : std::uint8_t { unknown, well, badly };
+  mutable std::vector<Placed> placed_;
 };
 
 /// One setting: counter values in units of 1 / kUnit (d: in ones). The high-speed output comes last.
@@ -163,6 +172,9 @@ class Search {
 /// The modulation frequency nearest to the request that the spread-spectrum divider makes of the PFD's, within its
 /// range; none if there is none.
 std::optional<Rational> actual_modulation(SpreadMode const& mode, Rational const& pfd_hz, Rational const& requested);
+
+/// What the primitive and the input buffer let in.
+Range input_limits(Primitive const& primitive, Request const& request);
 
 /// The PFD's range at the requested bandwidth.
 Range const& pfd_range(Primitive const& primitive, Request const& request);

@@ -110,7 +110,7 @@ struct Binding {
 
 /// Why a request has no solution, and how near it comes.
 struct Diagnosis {
-  std::vector<Binding> bindings;    ///< the fewest limits that have to give way together; mostly one
+  std::vector<Binding> bindings;    ///< limits that have to give way together, none of them idle; mostly one
   std::optional<Solution> nearest;  ///< best setting when the tolerances are dropped; none if limits alone forbid all
   double nearest_ppm = 0;           ///< its worst frequency error in parts per million
   std::vector<Rational> exact_inputs_hz;  ///< input frequencies with which every output is exact, nearest first;
