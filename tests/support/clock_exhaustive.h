@@ -257,9 +257,7 @@ class Enumeration {
     if (request_.second_input_hz) all.push_back(*request_.second_input_hz);
     return all;
   }
-  SpreadMode const* spread() const {
-    return request_.spread ? primitive_.spread_mode(request_.spread->mode) : nullptr;
-  }
+  SpreadMode const* spread() const { return request_.spread ? primitive_.spread_mode(request_.spread->mode) : nullptr; }
 
   bool is_pfd_valid(int d) const {
     const bool is_low = request_.bandwidth == kdi::clocking::Bandwidth::low;

@@ -16,9 +16,17 @@ using kdi::clocking::Rational;
 inline Range mhz(std::int64_t low, std::int64_t high) { return {low * 1000000, high * 1000000}; }
 
 inline Primitive with_models(Primitive primitive) {
-  primitive.jitter = {.vco_kappa = 2e-8, .pfd_noise_ps = 3, .fraction_phase = 0.02, .jitter_floor_ps = 20,
-                      .phase_floor_ps = 40, .pfd_offset = 0.004};
-  primitive.power = {.static_mw = 12, .per_vco = 0.06, .per_pfd = 0.02, .per_counter = 0.004, .per_output = 0.01,
+  primitive.jitter = {.vco_kappa = 2e-8,
+                      .pfd_noise_ps = 3,
+                      .fraction_phase = 0.02,
+                      .jitter_floor_ps = 20,
+                      .phase_floor_ps = 40,
+                      .pfd_offset = 0.004};
+  primitive.power = {.static_mw = 12,
+                     .per_vco = 0.06,
+                     .per_pfd = 0.02,
+                     .per_counter = 0.004,
+                     .per_output = 0.01,
                      .per_fraction = 0.008};
   primitive.buffers = {{"fast", 1.2, 0}, {"slow", 4, 200}};
   primitive.spread_modes = {{"centre", Rational(1, 200), Rational(1, 200), {25000, 250000}, 4},

@@ -1,5 +1,5 @@
-// Random requests to a clock primitive: round figures, odd figures, figures that some setting makes exactly, and all the
-// options.
+// Random requests to a clock primitive: round figures, odd figures, figures that some setting makes exactly, and all
+// the options.
 #pragma once
 
 #include "clock_primitives.h"

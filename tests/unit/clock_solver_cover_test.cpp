@@ -1,6 +1,4 @@
 // The least number of primitives against the enumeration of all partitions.
-#include "ip/clocking/cover.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +8,7 @@
 #include "clock_exhaustive.h"
 #include "clock_primitives.h"
 #include "clock_requests.h"
+#include "ip/clocking/cover.h"
 
 namespace {
 

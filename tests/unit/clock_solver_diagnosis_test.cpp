@@ -29,7 +29,8 @@ Request difficult_request(Random& random, Primitive const& primitive) {
   Request request = test_support::random_request(random, primitive, outputs);
   if (random.one_in(3)) request.input_hz = test_support::between(random, 1, 1200) * 1000000;
   if (random.one_in(4)) request.outputs[0].frequency_hz = test_support::between(random, 1, 3000) * 1000000;
-  if (random.one_in(4)) request.second_input_hz = request.input_hz * Rational(test_support::between(random, 20, 300), 100);
+  if (random.one_in(4))
+    request.second_input_hz = request.input_hz * Rational(test_support::between(random, 20, 300), 100);
   if (random.one_in(3)) request.tolerance = Rational(test_support::between(random, 0, 200), 1000000);
   if (random.one_in(3)) request.phase_tolerance = Rational(test_support::between(random, 0, 20), 3600);
   return request;
@@ -158,10 +159,11 @@ TEST(SolverDiagnosis, SaysInWordsWhatBinds) {
   // M / (D O) = 1.01 takes an M of 101. As inputs, 39/40, 36/37 and 33/34 of 101 MHz are within the counters.
   request = simple_request(100, 101);
   request.tolerance = Rational(1, 10000);
-  EXPECT_EQ(solve(primitive, request).error,
-            "No valid setting: frequency grid: the tolerance of 100 ppm would have to be 9900.99 ppm. Nearest: M 16, D "
-            "1, outputs 100 MHz, worst error 9900.99 ppm. Exact with an input of 101 or 98.475 or 98.27027 or 98.029412 "
-            "MHz.");
+  EXPECT_EQ(
+      solve(primitive, request).error,
+      "No valid setting: frequency grid: the tolerance of 100 ppm would have to be 9900.99 ppm. Nearest: M 16, D "
+      "1, outputs 100 MHz, worst error 9900.99 ppm. Exact with an input of 101 or 98.475 or 98.27027 or 98.029412 "
+      "MHz.");
   // The divider of 500 MHz is 2 or 3, with phases of 22.5 or 15 degrees and their multiples.
   request = simple_request(100, 500);
   request.tolerance = 0;
@@ -213,16 +215,18 @@ TEST(SolverDiagnosis, RefusesWhatIsNotWellFormed) {
             "output 0 duty cycle 1 is outside 0 to 1 (both excluded) in steps of 10^-6");
   EXPECT_EQ(error_of([](Request& r) { r.outputs[0].phase_deg = Rational(1, 1000003); }),
             "output 0 phase 0.000001 is outside -10^6 to 10^6 degrees in steps of 10^-6");
-  EXPECT_EQ(error_of([](Request& r) { r.outputs[0].buffer = "none"; }), "output 0: the primitive has no buffer \"none\"");
+  EXPECT_EQ(error_of([](Request& r) { r.outputs[0].buffer = "none"; }),
+            "output 0: the primitive has no buffer \"none\"");
   EXPECT_EQ(error_of([](Request& r) { r.fine_phase = true; }), "the primitive has no fine phase shift");
   EXPECT_EQ(error_of([](Request& r) { r.high_speed_hz = 1000000000; }), "the primitive has no high-speed output");
   EXPECT_EQ(error_of([](Request& r) { r.spread = {"up", 30000}; }), "the primitive has no spread-spectrum mode \"up\"");
-  EXPECT_EQ(error_of([](Request& r) { r.spread = {"down", 0}; }),
+  EXPECT_EQ(error_of([](Request& r) {
+              r.spread = {"down", 0};
+            }),
             "modulation frequency 0 Hz is outside 0 (excluded) to 2^26 Hz in steps of 10^-3");
   EXPECT_EQ(error_of([](Request& r) { r.tolerance = -1; }),
             "frequency tolerance -1 is outside 0 to 2^20, or is finer than 2^-40");
-  EXPECT_EQ(error_of([](Request& r) { r.input_jitter_ps = -1; }),
-            "input jitter -1.000000 ps is outside 0 to 10^12");
+  EXPECT_EQ(error_of([](Request& r) { r.input_jitter_ps = -1; }), "input jitter -1.000000 ps is outside 0 to 10^12");
   EXPECT_EQ(error_of([](Request& r) {
               r.input_hz = Rational(1000000007, 1048575);
               r.outputs[0].frequency_hz = Rational(999999999989, 1048573);
@@ -247,7 +251,9 @@ TEST(SolverDiagnosis, RefusesPrimitivesThatMakeNoSense) {
   EXPECT_EQ(error_of([](Primitive& p) { p.outputs.clear(); }), "number of outputs 0 is outside 1 to 8");
   EXPECT_EQ(error_of([](Primitive& p) { p.max_high_steps = 3; }),
             "max_high_steps 3 is less than half the period of output 0 at its largest divider, 80 steps");
-  EXPECT_EQ(error_of([](Primitive& p) { p.high_speed_modes = {{"x", Rational(3)}}; }),
+  EXPECT_EQ(error_of([](Primitive& p) {
+              p.high_speed_modes = {{"x", Rational(3)}};
+            }),
             "high-speed mode \"x\": factor 3 is outside 1/8 to 8, or its inverse is no multiple of 1/8");
   EXPECT_EQ(error_of([](Primitive& p) { p.jitter.loop_ratio_low = 0; }),
             "loop_ratio_low 0.000000 is outside 0.000000 to 0.500000");

@@ -1,6 +1,4 @@
 // Properties of the models and of exact numbers.
-#include "ip/clocking/models.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -8,6 +6,7 @@
 #include <stdexcept>
 
 #include "clock_primitives.h"
+#include "ip/clocking/models.h"
 #include "ip/clocking/rational.h"
 #include "random.h"
 
@@ -124,8 +123,8 @@ TEST(PowerModel, RisesWithEveryFrequencyAndOutput) {
     point.pfd_hz *= 1.1;
     EXPECT_GT(loop_power_mw(model, point), faster);
   }
-  const PowerModel plain{.static_mw = 10, .per_vco = 0.1, .per_pfd = 0.2, .per_counter = 0.01, .per_output = 0.05,
-                         .per_fraction = 0.02};
+  const PowerModel plain{
+      .static_mw = 10, .per_vco = 0.1, .per_pfd = 0.2, .per_counter = 0.01, .per_output = 0.05, .per_fraction = 0.02};
   const LoopPoint point{.input_hz = 100e6, .pfd_hz = 50e6, .vco_hz = 1e9, .fractional_counters = 1};
   EXPECT_DOUBLE_EQ(loop_power_mw(plain, point), 10 + 100 + 10 + 20);
   EXPECT_DOUBLE_EQ(output_power_mw(plain, point, 200e6), 10 + 10);

@@ -43,8 +43,8 @@ Tally compare(Primitive const& primitive, unsigned seed, int requests, Truth tru
   Tally tally;
   for (int i = 0; i < requests && !testing::Test::HasFailure(); ++i) {
     SCOPED_TRACE(primitive.name + ", seed " + std::to_string(seed) + ", request " + std::to_string(i));
-    const Request request =
-        test_support::random_request(random, primitive, 1 + random.below(static_cast<unsigned>(primitive.outputs.size())));
+    const Request request = test_support::random_request(
+        random, primitive, 1 + random.below(static_cast<unsigned>(primitive.outputs.size())));
     const auto fault = check(primitive, request);
     EXPECT_EQ(fault, std::nullopt) << *fault;
     const Result result = solve(primitive, request);
@@ -90,7 +90,8 @@ TEST_P(SolverIsOptimal, OverTinyPrimitives) {
 INSTANTIATE_TEST_SUITE_P(Seeds, SolverIsOptimal, testing::Values(1u, 2u));
 
 TEST(SolverOnALargePrimitive, IsOptimalToo) {
-  const Tally tally = compare(test_support::large_primitive(), 3, 20, [](Enumeration const& all) { return all.best(); });
+  const Tally tally =
+      compare(test_support::large_primitive(), 3, 20, [](Enumeration const& all) { return all.best(); });
   EXPECT_GT(tally.solved, 10);
 }
 

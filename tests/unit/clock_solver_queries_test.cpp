@@ -1,6 +1,4 @@
 // The questions beside the best setting, each against plain enumeration.
-#include "ip/clocking/queries.h"
-
 #include <gtest/gtest.h>
 
 #include <set>
@@ -8,6 +6,7 @@
 #include "clock_exhaustive.h"
 #include "clock_primitives.h"
 #include "clock_requests.h"
+#include "ip/clocking/queries.h"
 
 namespace {
 
@@ -37,7 +36,8 @@ Figures figures_of(Primitive const& primitive, Request const& request, Value con
     std::optional<Rational> modulation;
     for (int k = 1; k <= 1 << 12; ++k)
       if (mode.modulation_hz.contains(base / k) &&
-          (!modulation || abs(base / k - request.spread->modulation_hz) < abs(*modulation - request.spread->modulation_hz)))
+          (!modulation ||
+           abs(base / k - request.spread->modulation_hz) < abs(*modulation - request.spread->modulation_hz)))
         modulation = base / k;
     point.spread = (mode.down + mode.up).to_double();
     point.modulation_hz = modulation->to_double();
@@ -232,26 +232,28 @@ TEST(ActualPhase, IsAStepOfTheVco) {
     return actual_phase_deg(primitive, divider, wanted, fine);
   };
   EXPECT_EQ(phase(4, 90), 90);
-  EXPECT_EQ(phase(4, 50), 45);                                     // steps of 360 / 32
+  EXPECT_EQ(phase(4, 50), 45);  // steps of 360 / 32
   EXPECT_EQ(phase(4, -90), 270);
-  EXPECT_EQ(phase(4, 359), 0);                                     // a whole turn is nearer than 348.75
-  EXPECT_EQ(phase(1, Rational(45, 2)), 0);                         // half-way: fewer steps
-  EXPECT_EQ(phase(Rational(5, 2), 100), 108);                      // 20 steps of 18 degrees
-  EXPECT_EQ(phase(4, 50, true), Rational(360 * 31, 224));          // steps of 360 / 224
-  EXPECT_EQ(phase(128, 200), Rational(511 * 360, 1024));           // the counter of phases ends at 511
+  EXPECT_EQ(phase(4, 359), 0);                             // a whole turn is nearer than 348.75
+  EXPECT_EQ(phase(1, Rational(45, 2)), 0);                 // half-way: fewer steps
+  EXPECT_EQ(phase(Rational(5, 2), 100), 108);              // 20 steps of 18 degrees
+  EXPECT_EQ(phase(4, 50, true), Rational(360 * 31, 224));  // steps of 360 / 224
+  EXPECT_EQ(phase(128, 200), Rational(511 * 360, 1024));   // the counter of phases ends at 511
   EXPECT_EQ(phase(128, 350), 0);
 }
 
 TEST(ActualDuty, IsAStepOfHalfAVcoPeriod) {
   const Primitive primitive = test_support::large_primitive();
-  const auto duty = [&](Rational const& divider, Rational const& wanted) { return actual_duty(primitive, divider, wanted); };
+  const auto duty = [&](Rational const& divider, Rational const& wanted) {
+    return actual_duty(primitive, divider, wanted);
+  };
   EXPECT_EQ(duty(4, Rational(1, 4)), Rational(1, 4));
-  EXPECT_EQ(duty(4, Rational(1, 100)), Rational(1, 8));            // at least one step
+  EXPECT_EQ(duty(4, Rational(1, 100)), Rational(1, 8));  // at least one step
   EXPECT_EQ(duty(4, Rational(99, 100)), Rational(7, 8));
   EXPECT_EQ(duty(1, Rational(1, 10)), Rational(1, 2));
   EXPECT_EQ(duty(Rational(5, 2), Rational(1, 10)), Rational(1, 2));  // fractional dividers have no choice
-  EXPECT_EQ(duty(128, Rational(1, 10)), Rational(1, 2));           // 128 steps high and low at most
-  EXPECT_EQ(duty(3, Rational(5, 12)), Rational(1, 3));             // half-way: the shorter
+  EXPECT_EQ(duty(128, Rational(1, 10)), Rational(1, 2));             // 128 steps high and low at most
+  EXPECT_EQ(duty(3, Rational(5, 12)), Rational(1, 3));               // half-way: the shorter
 }
 
 }  // namespace

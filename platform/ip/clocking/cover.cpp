@@ -151,7 +151,8 @@ class Covering {
     std::vector<Pair> outputs;
     const int other = primitive_.outputs.size() > 1 ? 1 : 0;
     for (auto const& output : request_.outputs)
-      outputs.push_back({OutputSearch(primitive_, request, output, 0), OutputSearch(primitive_, request, output, other)});
+      outputs.push_back(
+          {OutputSearch(primitive_, request, output, 0), OutputSearch(primitive_, request, output, other)});
     for (auto const& [d, m_low, m_high] : search.loops())
       for (int m = m_low; m != ValueSet::kNone && m <= m_high; m = search.multipliers().at_least(m + 1)) {
         constexpr double kAnyError = 1e300;
@@ -223,8 +224,7 @@ Cover minimal_primitives(Primitive const& primitive, CoverRequest const& request
     const Covering covering(primitive, request);
     if (const Mask hopeless = covering.hopeless(); hopeless != 0) {
       const auto index = static_cast<std::size_t>(std::countr_zero(hopeless));
-      cover.message = "clock " + std::to_string(index) + ", " +
-                      (request.outputs[index].frequency_hz / 1000000).text() +
+      cover.message = "clock " + std::to_string(index) + ", " + (request.outputs[index].frequency_hz / 1000000).text() +
                       " MHz, cannot be made from any of the inputs";
       return cover;
     }
@@ -234,9 +234,9 @@ Cover minimal_primitives(Primitive const& primitive, CoverRequest const& request
     cover.at_least = is_exact ? cover.groups.size() : covering.lower_bound();
     cover.is_minimal = cover.groups.size() == cover.at_least;
     if (!cover.is_minimal)
-      cover.message = "with more than " + std::to_string(kExactCoverOutputs) + " clocks the number is only bounded: " +
-                      std::to_string(cover.groups.size()) + " primitives do, at least " +
-                      std::to_string(cover.at_least) + " are needed";
+      cover.message = "with more than " + std::to_string(kExactCoverOutputs) +
+                      " clocks the number is only bounded: " + std::to_string(cover.groups.size()) +
+                      " primitives do, at least " + std::to_string(cover.at_least) + " are needed";
   } catch (std::overflow_error const&) {
     cover.groups.clear();
     cover.message = "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";

@@ -29,8 +29,8 @@ Range opened(Range const& range, int level, std::int64_t highest) {
   if (level >= kOpen) return {0, highest};
   const double factor = factor_of(level);
   const auto low = static_cast<std::int64_t>(std::floor(range.min.to_double() / factor));
-  const auto high = static_cast<std::int64_t>(std::min(std::ceil(range.max.to_double() * factor),
-                                                       static_cast<double>(highest)));
+  const auto high =
+      static_cast<std::int64_t>(std::min(std::ceil(range.max.to_double() * factor), static_cast<double>(highest)));
   return {std::min(range.min, Rational(low)), std::max(range.max, Rational(high))};
 }
 
@@ -85,8 +85,7 @@ void open(Relaxed& relaxed, Limit limit, int level) {
       for (auto& output : request.outputs) output.buffer.clear();
       break;
     case Limit::modulation:
-      for (auto& mode : primitive.spread_modes)
-        mode.modulation_hz = opened(mode.modulation_hz, level, kMaxModulation);
+      for (auto& mode : primitive.spread_modes) mode.modulation_hz = opened(mode.modulation_hz, level, kMaxModulation);
       break;
     case Limit::phase_grid:
       request.phase_tolerance.reset();
@@ -147,8 +146,9 @@ bool is_out_of_reach(Primitive const& primitive, Request const& request) {
 // The limits that may bind, those that explain most first: causes before what they cause.
 Limits suspects(Primitive const& primitive, Request const& request, bool has_nearest) {
   Limits order;
-  const bool has_buffer = !request.input_buffer.empty() ||
-                          std::ranges::any_of(request.outputs, [](auto const& output) { return !output.buffer.empty(); });
+  const bool has_buffer = !request.input_buffer.empty() || std::ranges::any_of(request.outputs, [](auto const& output) {
+    return !output.buffer.empty();
+  });
   const auto add_grids = [&] {
     if (request.phase_tolerance) order.push_back(Limit::phase_grid);
     if (request.duty_tolerance) order.push_back(Limit::duty_grid);
@@ -169,8 +169,8 @@ Limits suspects(Primitive const& primitive, Request const& request, bool has_nea
   return order;
 }
 
-// Limits that no frequency within the tolerance of an output keeps: these bind whatever else does. Without this, one wide
-// tolerance would excuse them all.
+// Limits that no frequency within the tolerance of an output keeps: these bind whatever else does. Without this, one
+// wide tolerance would excuse them all.
 Limits certain_limits(Primitive const& primitive, Request const& request) {
   if (!request.tolerance) return {};
   const double slack = request.tolerance->to_double() * (1 + 1e-9);
@@ -427,8 +427,8 @@ Diagnosis diagnose(Primitive const& primitive, Request const& request) {
   Relaxed relaxed = opened(base.primitive, base.request, limits, least_level(base.primitive, base.request, limits));
 
   const auto binds = [&limits](Limit limit) { return std::ranges::find(limits, limit) != limits.end(); };
-  // The frequencies come first: phase and duty cycle are judged where they are as good as they can be, unless the request
-  // says how good they have to be.
+  // The frequencies come first: phase and duty cycle are judged where they are as good as they can be, unless the
+  // request says how good they have to be.
   if (!relaxed.request.tolerance) relaxed.request.tolerance = rounded_up(solved(relaxed).worst_error);
   if (binds(Limit::phase_grid))
     tighten(relaxed, &Request::phase_tolerance, *request.phase_tolerance, &OutputSolution::phase_error);

@@ -29,17 +29,17 @@ enum class Bandwidth { optimized, high, low };
 
 /// Coefficients of jitter and phase error. All at least 0.
 struct JitterModel {
-  double vco_kappa = 0;             ///< sqrt(s), rms error of the free-running VCO after 1 s at vco_reference_hz
-  double vco_reference_hz = 1e9;    ///< above 0
-  double pfd_noise_ps = 0;          ///< rms
+  double vco_kappa = 0;                ///< sqrt(s), rms error of the free-running VCO after 1 s at vco_reference_hz
+  double vco_reference_hz = 1e9;       ///< above 0
+  double pfd_noise_ps = 0;             ///< rms
   double loop_ratio_optimized = 0.05;  ///< loop bandwidth over PFD frequency, above 0, at most 0.5
   double loop_ratio_high = 0.1;
   double loop_ratio_low = 0.01;
-  double peak_factor = 14;          ///< peak to peak over rms; 14 for a bit error rate of 10^-12
-  double fraction_phase = 0;        ///< VCO periods
+  double peak_factor = 14;    ///< peak to peak over rms; 14 for a bit error rate of 10^-12
+  double fraction_phase = 0;  ///< VCO periods
   double jitter_floor_ps = 0;
   double phase_floor_ps = 0;
-  double pfd_offset = 0;            ///< PFD periods
+  double pfd_offset = 0;  ///< PFD periods
 };
 
 /// Coefficients of power in mW, and mW per MHz.
@@ -58,10 +58,10 @@ struct LoopPoint {
   double pfd_hz = 0;
   double vco_hz = 0;
   Bandwidth bandwidth = Bandwidth::optimized;
-  int fractional_counters = 0;   ///< in the path: 0 to 2 for one output
-  double input_jitter_ps = 0;    ///< peak to peak
-  double spread = 0;             ///< down + up of the spread-spectrum mode, 0 without
-  double modulation_hz = 0;      ///< 0 without
+  int fractional_counters = 0;  ///< in the path: 0 to 2 for one output
+  double input_jitter_ps = 0;   ///< peak to peak
+  double spread = 0;            ///< down + up of the spread-spectrum mode, 0 without
+  double modulation_hz = 0;     ///< 0 without
 };
 
 /// Peak-to-peak jitter of an output of `output_hz` in ps.

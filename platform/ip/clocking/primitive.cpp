@@ -51,24 +51,24 @@ Fault check_models(JitterModel const& jitter, PowerModel const& power) {
     double high;
   };
   constexpr double kTiny = 1e-9;
-  for (auto const& [field, value, low, high] : std::initializer_list<Named>{
-           {"vco_kappa", jitter.vco_kappa, 0, 1},
-           {"vco_reference_hz", jitter.vco_reference_hz, 1, kHuge},
-           {"pfd_noise_ps", jitter.pfd_noise_ps, 0, kHuge},
-           {"loop_ratio_optimized", jitter.loop_ratio_optimized, kTiny, 0.5},
-           {"loop_ratio_high", jitter.loop_ratio_high, kTiny, 0.5},
-           {"loop_ratio_low", jitter.loop_ratio_low, kTiny, 0.5},
-           {"peak_factor", jitter.peak_factor, 0, kHuge},
-           {"fraction_phase", jitter.fraction_phase, 0, kHuge},
-           {"jitter_floor_ps", jitter.jitter_floor_ps, 0, kHuge},
-           {"phase_floor_ps", jitter.phase_floor_ps, 0, kHuge},
-           {"pfd_offset", jitter.pfd_offset, 0, kHuge},
-           {"static_mw", power.static_mw, 0, kHuge},
-           {"per_vco", power.per_vco, 0, kHuge},
-           {"per_pfd", power.per_pfd, 0, kHuge},
-           {"per_counter", power.per_counter, 0, kHuge},
-           {"per_output", power.per_output, 0, kHuge},
-           {"per_fraction", power.per_fraction, 0, kHuge}})
+  for (auto const& [field, value, low, high] :
+       std::initializer_list<Named>{{"vco_kappa", jitter.vco_kappa, 0, 1},
+                                    {"vco_reference_hz", jitter.vco_reference_hz, 1, kHuge},
+                                    {"pfd_noise_ps", jitter.pfd_noise_ps, 0, kHuge},
+                                    {"loop_ratio_optimized", jitter.loop_ratio_optimized, kTiny, 0.5},
+                                    {"loop_ratio_high", jitter.loop_ratio_high, kTiny, 0.5},
+                                    {"loop_ratio_low", jitter.loop_ratio_low, kTiny, 0.5},
+                                    {"peak_factor", jitter.peak_factor, 0, kHuge},
+                                    {"fraction_phase", jitter.fraction_phase, 0, kHuge},
+                                    {"jitter_floor_ps", jitter.jitter_floor_ps, 0, kHuge},
+                                    {"phase_floor_ps", jitter.phase_floor_ps, 0, kHuge},
+                                    {"pfd_offset", jitter.pfd_offset, 0, kHuge},
+                                    {"static_mw", power.static_mw, 0, kHuge},
+                                    {"per_vco", power.per_vco, 0, kHuge},
+                                    {"per_pfd", power.per_pfd, 0, kHuge},
+                                    {"per_counter", power.per_counter, 0, kHuge},
+                                    {"per_output", power.per_output, 0, kHuge},
+                                    {"per_fraction", power.per_fraction, 0, kHuge}})
     if (auto fault = check_double(field, value, low, high)) return fault;
   return std::nullopt;
 }
@@ -114,10 +114,10 @@ std::optional<std::string> check(Primitive const& primitive) {
     char const* field;
     Range const& range;
   };
-  for (auto const& [field, range] : {Named{"input_hz", primitive.input_hz}, Named{"pfd_hz", primitive.pfd_hz},
-                                     Named{"pfd_low_bandwidth_hz", primitive.pfd_low_bandwidth_hz},
-                                     Named{"vco_hz", primitive.vco_hz},
-                                     Named{"high_speed_hz", primitive.high_speed_hz}})
+  for (auto const& [field, range] :
+       {Named{"input_hz", primitive.input_hz}, Named{"pfd_hz", primitive.pfd_hz},
+        Named{"pfd_low_bandwidth_hz", primitive.pfd_low_bandwidth_hz}, Named{"vco_hz", primitive.vco_hz},
+        Named{"high_speed_hz", primitive.high_speed_hz}})
     if (auto fault = check_range(field, range)) return fault;
   if (auto fault = check_counter("multiplier", primitive.multiplier, kMaxMultiplier)) return fault;
   if (auto fault = check_counter("input_divider", primitive.input_divider, kMaxInputDivider)) return fault;
@@ -132,8 +132,8 @@ std::optional<std::string> check(Primitive const& primitive) {
     if (auto fault = check_range(field + " frequency", primitive.outputs[i].frequency_hz)) return fault;
     const int longest = primitive.outputs[i].divider.max * std::clamp(primitive.duty_steps, 1, 64);
     if (primitive.max_high_steps != 0 && 2 * std::int64_t{primitive.max_high_steps} < longest)
-      return "max_high_steps " + std::to_string(primitive.max_high_steps) + " is less than half the period of " + field +
-             " at its largest divider, " + std::to_string(longest) + " steps";
+      return "max_high_steps " + std::to_string(primitive.max_high_steps) + " is less than half the period of " +
+             field + " at its largest divider, " + std::to_string(longest) + " steps";
   }
   if (auto fault = check_integer("phase_steps", primitive.phase_steps, 1, 256)) return fault;
   if (auto fault = check_integer("fine_phase_steps", primitive.fine_phase_steps, 0, 256)) return fault;

@@ -101,7 +101,7 @@ struct Primitive {
   JitterModel jitter;
   PowerModel power;
 
-  BufferSpec const* buffer(std::string const& buffer_name) const;        ///< null if there is none of the name
+  BufferSpec const* buffer(std::string const& buffer_name) const;     ///< null if there is none of the name
   SpreadMode const* spread_mode(std::string const& mode_name) const;  ///< likewise
 };
 

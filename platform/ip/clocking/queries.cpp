@@ -63,8 +63,8 @@ bool is_input_usable(Primitive const& primitive, Request const& request, Rationa
   Request other = request;
   other.input_hz = input;
   if (check(primitive, other)) return false;
-  return !request.spread || actual_modulation(*primitive.spread_mode(request.spread->mode), input / d,
-                                              request.spread->modulation_hz);
+  return !request.spread ||
+         actual_modulation(*primitive.spread_mode(request.spread->mode), input / d, request.spread->modulation_hz);
 }
 
 // The nearest to a number so far, ordered, without repetition.

@@ -1,6 +1,7 @@
-// Questions about a primitive beside the best setting: where a phase or a duty cycle comes to lie, which inputs it takes,
-// which outputs it can make, and what error, jitter and power can be traded for. Primitives and requests have passed
-// their checks. Frequencies so fine that exact arithmetic would need more than 64 bits throw std::overflow_error.
+// Questions about a primitive beside the best setting: where a phase or a duty cycle comes to lie, which inputs it
+// takes, which outputs it can make, and what error, jitter and power can be traded for. Primitives and requests have
+// passed their checks. Frequencies so fine that exact arithmetic would need more than 64 bits throw
+// std::overflow_error.
 #pragma once
 
 #include <cstddef>

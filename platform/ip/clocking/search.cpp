@@ -129,7 +129,8 @@ std::optional<Rational> actual_modulation(SpreadMode const& mode, Rational const
   constexpr std::int64_t kMaxDivider = 1 << 16;
   const Rational base = pfd_hz / mode.divider_step;
   const auto divider_of = [&base](Rational const& frequency) {
-    return floor_div(static_cast<Int128>(base.num()) * frequency.den(), static_cast<Int128>(base.den()) * frequency.num());
+    return floor_div(static_cast<Int128>(base.num()) * frequency.den(),
+                     static_cast<Int128>(base.den()) * frequency.num());
   };
   std::optional<Rational> best;
   // The nearest within the range is next to the ideal divider or next to an end of the range.
@@ -321,12 +322,10 @@ Search::Search(Primitive const& primitive, Request const& request)
       continue;
     // m >= kUnit d vco_min / slowest input, m <= kUnit d vco_max / fastest input
     Range const& vco = primitive.vco_hz;
-    const int least =
-        saturate(ceil_div(static_cast<Int128>(vco.min.num()) * input.min.den() * kUnit * d,
-                          static_cast<Int128>(vco.min.den()) * input.min.num()));
-    const int most =
-        saturate(floor_div(static_cast<Int128>(vco.max.num()) * input.max.den() * kUnit * d,
-                           static_cast<Int128>(vco.max.den()) * input.max.num()));
+    const int least = saturate(ceil_div(static_cast<Int128>(vco.min.num()) * input.min.den() * kUnit * d,
+                                        static_cast<Int128>(vco.min.den()) * input.min.num()));
+    const int most = saturate(floor_div(static_cast<Int128>(vco.max.num()) * input.max.den() * kUnit * d,
+                                        static_cast<Int128>(vco.max.den()) * input.max.num()));
     const int m_low = multipliers_.at_least(least), m_high = multipliers_.at_most(most);
     if (m_low != ValueSet::kNone && m_high != ValueSet::kNone && m_low <= m_high) loops_.push_back({d, m_low, m_high});
   }
@@ -390,8 +389,8 @@ bool Search::is_better(Candidate& challenger, Candidate& incumbent) const {
       for (std::size_t i = 0; i < count; ++i)
         (*candidate->misplaced)[i] = outputs_[i].misplacement(candidate->setting.o[i]);
     }
-    const auto order = compare_sums(std::span(*challenger.misplaced).first(count),
-                                    std::span(*incumbent.misplaced).first(count));
+    const auto order =
+        compare_sums(std::span(*challenger.misplaced).first(count), std::span(*incumbent.misplaced).first(count));
     if (order != 0) return order < 0;
   }
 

@@ -24,8 +24,8 @@ class ValueSet {
   explicit ValueSet(std::vector<HighSpeedMode> const& modes);
 
   static constexpr int kNone = 0;
-  int at_least(int value) const;  ///< the smallest value not below, or kNone
-  int at_most(int value) const;   ///< the largest value not above, or kNone
+  int at_least(int value) const;       ///< the smallest value not below, or kNone
+  int at_most(int value) const;        ///< the largest value not above, or kNone
   int count(int low, int high) const;  ///< of values in [low, high], those in two progressions twice
   int spacing() const;                 ///< the greatest number that divides all values
 
@@ -82,8 +82,8 @@ class OutputSearch {
   /// Whether the divider keeps the tolerances of phase and duty cycle.
   bool is_well_placed(int o) const;
 
-  bool is_plain() const { return is_plain_; }   ///< phase 0, half the period high: always exact
-  double ideal(int m, int d) const { return scale_ * m / d; }        ///< divider of no error
+  bool is_plain() const { return is_plain_; }                    ///< phase 0, half the period high: always exact
+  double ideal(int m, int d) const { return scale_ * m / d; }    ///< divider of no error
   double ideal_m(int o, int d) const { return o / scale_ * d; }  ///< multiplier of no error
   ValueSet const& values() const { return values_; }
   Range const& limits() const { return limits_; }
@@ -106,8 +106,8 @@ class OutputSearch {
   bool is_plain_ = true;
   std::optional<Rational> tolerance_, phase_tolerance_, duty_tolerance_;
   double tolerance_double_ = 0;
-  // Whether dividers keep the tolerances of phase and duty cycle, found out when first asked: the answer does not depend
-  // on M and D, and takes longer than all else about a divider.
+  // Whether dividers keep the tolerances of phase and duty cycle, found out when first asked: the answer does not
+  // depend on M and D, and takes longer than all else about a divider.
   enum class Placed : std::uint8_t { unknown, well, badly };
   mutable std::vector<Placed> placed_;
 };

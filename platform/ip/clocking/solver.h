@@ -21,10 +21,10 @@ namespace kdi::clocking {
 
 /// One clock that is asked for.
 struct OutputRequest {
-  Rational frequency_hz;         ///< above 0
-  Rational phase_deg = 0;        ///< any sign; taken modulo 360; denominator at most 10^6
+  Rational frequency_hz;           ///< above 0
+  Rational phase_deg = 0;          ///< any sign; taken modulo 360; denominator at most 10^6
   Rational duty = Rational(1, 2);  ///< above 0, below 1; denominator at most 10^6
-  std::string buffer;            ///< a buffer of the primitive, whose periods limit the frequency; empty: none
+  std::string buffer;              ///< a buffer of the primitive, whose periods limit the frequency; empty: none
 };
 
 enum class Preference { low_jitter, low_power };
@@ -74,10 +74,10 @@ struct Solution {
   Rational vco_hz;
   std::vector<OutputSolution> outputs;
   std::optional<OutputSolution> high_speed;
-  std::string high_speed_mode;              ///< empty without a high-speed output
-  std::optional<Rational> modulation_hz;    ///< what the spread-spectrum divider makes of the request
-  Rational worst_error;                     ///< largest relative frequency error
-  double jitter_ps = 0;                     ///< worst of the outputs
+  std::string high_speed_mode;            ///< empty without a high-speed output
+  std::optional<Rational> modulation_hz;  ///< what the spread-spectrum divider makes of the request
+  Rational worst_error;                   ///< largest relative frequency error
+  double jitter_ps = 0;                   ///< worst of the outputs
   double phase_error_ps = 0;
   double power_mw = 0;
 };
@@ -115,7 +115,7 @@ struct Diagnosis {
   double nearest_ppm = 0;           ///< its worst frequency error in parts per million
   std::vector<Rational> exact_inputs_hz;  ///< input frequencies with which every output is exact, nearest first;
                                           ///< none if the frequencies are exact as they are, or none do
-  std::string text;                 ///< all of this in words
+  std::string text;                       ///< all of this in words
 };
 
 /// A solution, or why there is none.
