@@ -343,7 +343,7 @@ std::string ppm_text(Rational const& relative) {
 }
 
 std::string text_of(Binding const& binding) {
-  const std::string title = name(binding.limit);
+  std::string title = name(binding.limit);
   const auto plain = [](Range const& range) { return range.min.text() + " to " + range.max.text(); };
   switch (binding.limit) {
     case Limit::second_input:

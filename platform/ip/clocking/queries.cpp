@@ -50,7 +50,7 @@ bool is_exact_vco(Primitive const& primitive, Request const& request, Search con
     OutputSearch const& output = search.outputs()[i];
     const Rational wanted = i < request.outputs.size() ? request.outputs[i].frequency_hz : *request.high_speed_hz;
     const Rational divider = vco / wanted * kUnit;
-    if (divider.den() != 1 || divider > Rational(kUnit * kMaxOutputDivider)) return false;
+    if (divider.den() != 1 || divider > Rational(std::int64_t{kUnit} * kMaxOutputDivider)) return false;
     const int o = static_cast<int>(divider.num());
     if (output.values().at_least(o) != o || !output.is_well_placed(o)) return false;
     if (!contains(output.limits(), spread_of(wanted, spread))) return false;
@@ -192,13 +192,14 @@ std::vector<Rational> closest_outputs(Primitive const& primitive, Request const&
     bool is_above;
     int m, d, o;
     bool operator<(Found const& other) const {
-      if (const auto order = error <=> other.error; order != 0) return order < 0;
+      if (const auto order = error <=> other.error; std::is_neq(order)) return std::is_lt(order);
       return is_above < other.is_above;
     }
   };
   std::set<Found> found;
-  for (auto const& [d, m_low, m_high] : search.loops())
-    for (int m = m_low; m != ValueSet::kNone && m <= m_high; m = search.multipliers().at_least(m + 1)) {
+  for (Search::Loop const& loop : search.loops())
+    for (int m = loop.m_low; m != ValueSet::kNone && m <= loop.m_high; m = search.multipliers().at_least(m + 1)) {
+      const int d = loop.d;
       const int low = output.lowest(m, d), high = output.highest(m, d);
       const int aim = static_cast<int>(std::clamp(output.ideal(m, d), 0.0, 1e9));
       // False once the list is full of nearer ones: no divider further out can do better.
@@ -215,6 +216,7 @@ std::vector<Rational> closest_outputs(Primitive const& primitive, Request const&
         o = output.values().at_least(o + 1);
     }
   std::vector<Rational> result;
+  result.reserve(found.size());
   for (auto const& one : found)
     result.push_back(request.input_hz * Rational(one.m, static_cast<std::int64_t>(one.d) * one.o));
   return result;
@@ -228,7 +230,7 @@ std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const&
     Setting setting;
   };
   const auto key_less = [](Point const& a, Point const& b) {
-    if (const auto order = a.error <=> b.error; order != 0) return order < 0;
+    if (const auto order = a.error <=> b.error; std::is_neq(order)) return std::is_lt(order);
     return std::tie(a.jitter_ps, a.power_mw, a.setting.d, a.setting.m) <
            std::tie(b.jitter_ps, b.power_mw, b.setting.d, b.setting.m);
   };

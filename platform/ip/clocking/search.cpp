@@ -331,7 +331,10 @@ Search::Search(Primitive const& primitive, Request const& request)
   }
 }
 
-double Search::cap() const { return incumbent_ ? incumbent_->worst_double : kInfinity; }
+double Search::cap() const {
+  if (!incumbent_) return kInfinity;
+  return incumbent_->worst_double;
+}
 
 bool Search::choose(int m, int d, double limit, Setting& setting, double& worst) {
   setting.m = m;
@@ -362,7 +365,7 @@ Search::Candidate Search::weigh(Setting const& setting, double worst) const {
 
 bool Search::is_better(Candidate& challenger, Candidate& incumbent) const {
   const std::size_t count = outputs_.size();
-  if (const auto order = challenger.worst <=> incumbent.worst; order != 0) return order < 0;
+  if (const auto order = challenger.worst <=> incumbent.worst; std::is_neq(order)) return std::is_lt(order);
 
   if (challenger.worst.num != 0) {
     const auto total = [count](Candidate const& candidate) {
@@ -378,8 +381,8 @@ bool Search::is_better(Candidate& challenger, Candidate& incumbent) const {
       a[i] = challenger.errors[i].reduced();
       b[i] = incumbent.errors[i].reduced();
     }
-    if (const auto order = compare_sums(std::span(a).first(count), std::span(b).first(count)); order != 0)
-      return order < 0;
+    if (const auto order = compare_sums(std::span(a).first(count), std::span(b).first(count)); std::is_neq(order))
+      return std::is_lt(order);
   }
 
   if (!std::ranges::all_of(outputs_, &OutputSearch::is_plain)) {
@@ -391,7 +394,7 @@ bool Search::is_better(Candidate& challenger, Candidate& incumbent) const {
     }
     const auto order =
         compare_sums(std::span(*challenger.misplaced).first(count), std::span(*incumbent.misplaced).first(count));
-    if (order != 0) return order < 0;
+    if (std::is_neq(order)) return std::is_lt(order);
   }
 
   const std::int64_t vco = std::int64_t{challenger.setting.m} * incumbent.setting.d;
