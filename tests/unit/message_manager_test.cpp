@@ -198,16 +198,6 @@ TEST(Messages, GoToAFile) {
   EXPECT_THROW(message_host::file_sink("/nonexistent/folder/log"), std::runtime_error);
 }
 
-TEST(Messages, GoToStandardErrorWhenTheirFileIsFull) {
-  const int number = message_host::add_sink(message_host::file_sink("/dev/full"));
-  testing::internal::CaptureStderr();
-  ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "one");
-  ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "two");
-  message_host::remove_sink(number);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "INFO: [c] one (/dev/full cannot be written)\nINFO: [c] two (/dev/full cannot be written)\n");
-}
-
 TEST(Messages, ComeFromSeveralThreads) {
   Capture seen;
   std::vector<std::thread> threads;
@@ -380,8 +370,8 @@ TEST_F(Environment, AnInstallationUsesItsOwnData) {
   for (fs::directory_entry const& library : fs::directory_iterator(program.parent_path().parent_path() / "lib"))
     if (library.path().filename().string().starts_with("libkdi_"))
       fs::copy(library.path(), folder_.path / "lib" / library.path().filename());
-  // Moved away from its build tree, the library still knows the source tree.
-  EXPECT_NE(output_of(copy.string()).find("[  PASSED  ] 1 test"), std::string::npos);
+  // Alone, the library has no texts, and says which one it would have shown.
+  EXPECT_NE(output_of(copy.string()).find("@80-2@"), std::string::npos);
   fs::create_directories(folder_.path / "share/iptasks/data/messages");
   std::ofstream(folder_.path / "share/iptasks/data/messages/catalogue.json")
       << R"([{"kind": "error", "group": 80, "number": 2, "text": "the installed text: %1"}])";

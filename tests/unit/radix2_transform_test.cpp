@@ -116,8 +116,8 @@ TEST(Radix2Transform, IsNearTheDirectTransform) {
 }
 
 // Errors against a library transform, whose own are some roundings. A factor of a stage of m comes out of up to m steps of
-// the recurrence, each of which the next ones amplify, so the error grows about with n. The table stands in the
-// documentation of the command.
+// the recurrence, and an error made in one grows in proportion to the steps that follow, so the whole grows with the
+// square of n. The table stands in the documentation of the command.
 TEST(Radix2Transform, ErrorGrowsNoFasterThanTheRecurrenceMakesIt) {
   std::printf("%9s %12s %12s\n", "n", "rms / rms", "largest / rms");
   for (unsigned bits = 6; bits <= 20; bits += 2) {
@@ -130,7 +130,7 @@ TEST(Radix2Transform, ErrorGrowsNoFasterThanTheRecurrenceMakesIt) {
     fftw_execute(plan);
     fftw_destroy_plan(plan);
     HSTVector<std::pair<double, double>> response;
-    ASSERT_TRUE(radix2_transform::GetFrequencyResponse(samples, response));
+    ASSERT_TRUE(dsp::radix2_transform::GetFrequencyResponse(samples, response));
     double power = 0, error_power = 0, largest = 0;
     for (std::size_t i = 0; i <= n / 2; ++i) {
       const double magnitude = std::hypot(out[i][0], out[i][1]);
@@ -142,8 +142,8 @@ TEST(Radix2Transform, ErrorGrowsNoFasterThanTheRecurrenceMakesIt) {
     const double rms = std::sqrt(power / static_cast<double>(n / 2 + 1));
     const double relative = std::sqrt(error_power / power);
     std::printf("%9zu %12.2e %12.2e\n", n, relative, largest / rms);
-    EXPECT_LE(relative, 0x1p-52 * static_cast<double>(n));
-    EXPECT_LE(largest / rms, 0x1p-50 * static_cast<double>(n));
+    EXPECT_LE(relative, 0x1p-58 * static_cast<double>(n) * static_cast<double>(n));
+    EXPECT_LE(largest / rms, 0x1p-56 * static_cast<double>(n) * static_cast<double>(n));
   }
 }
 
