@@ -137,11 +137,12 @@ class Enumeration {
   /// The best dividers for M and D, output by output; none if an output has none.
   std::optional<Value> best_of(int m, int d) const {
     Value value{m, d, {}, {}, {}, {}};
+    const Extremes undivided = extremes(m, d);
     for (Output const& output : outputs_) {
       Choice const* best = nullptr;
       Fraction best_error;
       for (Choice const& choice : output.choices) {
-        if (!is_frequency_valid(output, m, d, choice.o)) continue;
+        if (!is_frequency_valid(output, undivided, choice.o)) continue;
         const Fraction error = error_of(output, m, d, choice.o);
         if (request_.tolerance && less(fraction(*request_.tolerance), error)) continue;
         if (best == nullptr || less(error, best_error) ||
@@ -171,6 +172,7 @@ class Enumeration {
     for (Output const& output : outputs_)
       if (output.choices.empty()) return best;
     for_each_loop([&](int m, int d) {
+      const Extremes undivided = extremes(m, d);
       std::vector<std::size_t> at(outputs_.size(), 0);
       for (bool is_done = false; !is_done;) {
         Value value{m, d, {}, {}, {}, {}};
@@ -178,7 +180,7 @@ class Enumeration {
         for (std::size_t i = 0; i < outputs_.size() && is_valid; ++i) {
           Choice const& choice = outputs_[i].choices[at[i]];
           const Fraction error = error_of(outputs_[i], m, d, choice.o);
-          is_valid = is_frequency_valid(outputs_[i], m, d, choice.o) &&
+          is_valid = is_frequency_valid(outputs_[i], undivided, choice.o) &&
                      !(request_.tolerance && less(fraction(*request_.tolerance), error));
           add(value, choice, error);
         }
@@ -293,9 +295,15 @@ class Enumeration {
            !less(scaled(false, m, Wide{8} * d), fraction(primitive_.vco_hz.min));
   }
 
-  bool is_frequency_valid(Output const& output, int m, int d, int o) const {
-    return !less(fraction(output.limits.max), scaled(true, m, Wide{d} * o)) &&
-           !less(scaled(false, m, Wide{d} * o), fraction(output.limits.min));
+  // The fastest and the slowest frequency of an output with a divider of 1 / 8; with o eighths it is 1 / o of that.
+  struct Extremes {
+    Fraction fast, slow;
+  };
+  Extremes extremes(int m, int d) const { return {scaled(true, m, d), scaled(false, m, d)}; }
+
+  static bool is_frequency_valid(Output const& output, Extremes const& undivided, int o) {
+    return !less(fraction(output.limits.max), {undivided.fast.num, undivided.fast.den * o}) &&
+           !less({undivided.slow.num, undivided.slow.den * o}, fraction(output.limits.min));
   }
 
   Fraction error_of(Output const& output, int m, int d, int o) const {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 #include "ip/clocking/search.h"
 
@@ -19,7 +20,7 @@ Mask bit(std::size_t index) { return Mask{1} << index; }
 struct Reach {
   Mask first = 0;
   Mask others = 0;
-  auto operator<=>(Reach const&) const = default;
+  bool operator<(Reach const& other) const { return std::pair(first, others) < std::pair(other.first, other.others); }
 
   // Whether one primitive with this setting makes them all, its number of counters apart.
   bool makes(Mask outputs) const {

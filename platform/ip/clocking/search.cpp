@@ -19,6 +19,14 @@ double with_doubt(double error) { return error + kDoubt * (1 + error); }
 // Clamped to what counters can hold, so that the conversion is defined.
 int to_counter(double value) { return static_cast<int>(std::clamp(value, 0.0, 1e9)); }
 
+// Whether the number lies clearly between two integers of the counters' range.
+bool is_between_integers(double value) {
+  if (!(value < 1e5)) return false;
+  const double fraction = value - static_cast<int>(value);
+  constexpr double kClear = 1e-9 * 1e5;
+  return fraction > kClear && fraction < 1 - kClear;
+}
+
 std::int64_t floor_div(Int128 num, Int128 den) {
   const Int128 quotient = num >= 0 ? num / den : -((-num + den - 1) / den);
   constexpr Int128 kFar = Int128{1} << 62;
@@ -214,14 +222,14 @@ OutputSearch::OutputSearch(Primitive const& primitive, Request const& request, O
 // integer can the double be in error about which side it lies on.
 int OutputSearch::lowest(int m, int d) const {
   const double bound = over_max_double_ * m / d;
-  if (std::abs(bound - std::round(bound)) > 1e-9 * (1 + bound)) return to_counter(std::ceil(bound));
+  if (is_between_integers(bound)) return static_cast<int>(bound) + 1;
   return saturate(ceil_div(static_cast<Int128>(over_max_.num()) * m, static_cast<Int128>(over_max_.den()) * d));
 }
 
 int OutputSearch::highest(int m, int d) const {
   if (limits_.min.is_zero()) return to_counter(kInfinity);
   const double bound = over_min_double_ * m / d;
-  if (std::abs(bound - std::round(bound)) > 1e-9 * (1 + bound)) return to_counter(std::floor(bound));
+  if (is_between_integers(bound)) return static_cast<int>(bound);
   return saturate(floor_div(static_cast<Int128>(over_min_.num()) * m, static_cast<Int128>(over_min_.den()) * d));
 }
 
@@ -252,8 +260,8 @@ int OutputSearch::pick(int m, int d, double cap, double& best_error) const {
   const int low = lowest(m, d), high = highest(m, d);
   if (low > high) return ValueSet::kNone;
   const double stop = with_doubt(std::min(cap, tolerance_double_));
-  int below = values_.at_most(std::min(to_counter(std::floor(wanted)), high));
-  int above = values_.at_least(std::max(to_counter(std::floor(wanted)) + 1, low));
+  int below = values_.at_most(std::min(to_counter(wanted), high));
+  int above = values_.at_least(std::max(to_counter(wanted) + 1, low));
   if (below < low) below = ValueSet::kNone;
   if (above > high) above = ValueSet::kNone;
 
