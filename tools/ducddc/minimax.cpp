@@ -49,7 +49,7 @@ constexpr int kMostExchanges = 100;
 constexpr int kPointsPerCoefficient = 12;
 constexpr double kAtRest = 1e-4;          // relative: how close the largest error is to the reference's when it is over
 constexpr double kNoise = 1e-15;          // of the values wanted: no digit of a level that small is right
-constexpr double kRounding = 2e-14;       // of the values wanted: differences that say nothing
+constexpr double kRounding = 6e-13;       // of the values wanted: differences that say nothing
 constexpr double kUnderRounding = 2e-12;  // of the values wanted: errors that do not stand out from rounding
 
 // A place on the axis.
