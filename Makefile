@@ -12,7 +12,7 @@ help:
 	@echo "demo      compile two 5G NR codes into register writes, in a plain tclsh"
 	@echo "check     all tests, optimised and under sanitizers, and two minutes of fuzzing"
 	@echo "bench     the benchmarks, each with its bar"
-	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS))"
+	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS)) on each target"
 	@echo "coverage  line coverage of the package, at least COVERAGE_BAR ($(COVERAGE_BAR)) %"
 	@echo "orders    find the processing orders of the base graphs anew"
 	@echo "format    lay out all C and C++ sources;  lint: check layout and run clang-tidy"
@@ -45,9 +45,11 @@ bench: release
 
 fuzz: packages build/fuzz/build.ninja
 	cmake --build --preset fuzz
-	mkdir -p build/fuzz/corpus
+	mkdir -p build/fuzz/corpus build/fuzz/corpus_params
 	build/fuzz/bin/fuzz_gen_ldpc_params -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/gen_ldpc_params.dict \
 	  build/fuzz/corpus tests/fuzz/corpus
+	build/fuzz/bin/fuzz_params -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/params.dict \
+	  build/fuzz/corpus_params tests/fuzz/corpus_params
 
 coverage: packages build/coverage/build.ninja
 	cmake --build --preset coverage

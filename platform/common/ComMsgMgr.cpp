@@ -259,7 +259,12 @@ void remove_sink(int number) {
 Sink file_sink(std::string const& path) {
   auto file = std::make_shared<std::ofstream>(path, std::ios::app);
   if (!*file) throw std::runtime_error(path + ": cannot be opened for messages");
-  return [file](ComMsgMgrInstance const& message) { *file << line_of(message) << std::endl; };
+  return [file, path](ComMsgMgrInstance const& message) {
+    if (*file << line_of(message) << std::endl) return;
+    // a full disk loses the file its line, not the person the message
+    file->clear();
+    std::fprintf(stderr, "%s (%s cannot be written)\n", line_of(message).c_str(), path.c_str());
+  };
 }
 
 std::string line_of(ComMsgMgrInstance const& message) {

@@ -2,10 +2,14 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
+#include <utility>
 #include <vector>
+
+#include "common/KdiFile.h"
 
 namespace kdi {
 namespace {
@@ -42,6 +46,36 @@ std::string find_data_file(std::string const& name) {
     if (fs::is_regular_file(root / name, ignored)) return (root / name).lexically_normal().string();
   }
   return {};
+}
+
+std::string find_data_root(std::string const& name) {
+  for (fs::path const& root : data_roots()) {
+    std::error_code ignored;
+    // joined as texts: a name that begins with a separator stays below the root
+    if (!fs::is_directory(root.string() + "/" + name, ignored)) continue;
+    std::string found = root.lexically_normal().string();
+    while (found.size() > 1 && found.back() == '/') found.pop_back();
+    return found;
+  }
+  return {};
+}
+
+std::vector<std::vector<std::string>> find_data_files(std::string const& folder, std::string const& suffix) {
+  std::vector<std::vector<std::string>> of_roots;
+  for (fs::path const& root : data_roots()) {
+    std::vector<std::string> paths;
+    std::error_code failed;
+    for (fs::directory_iterator entry(root / folder, failed); !failed && entry != fs::directory_iterator();
+         entry.increment(failed)) {
+      const std::string path = entry->path().lexically_normal().string();
+      if (path.ends_with(suffix)) paths.push_back(path);
+    }
+    if (failed && failed != std::errc::no_such_file_or_directory && failed != std::errc::not_a_directory)
+      throw file_error((root / folder).lexically_normal().string() + ": cannot be listed: " + failed.message());
+    std::sort(paths.begin(), paths.end());
+    if (!paths.empty()) of_roots.push_back(std::move(paths));
+  }
+  return of_roots;
 }
 
 }  // namespace kdi

@@ -10,7 +10,7 @@ namespace kdi {
 /// (group, number) to text with the places %1 to %9.
 using message_catalogue = std::map<std::pair<int, int>, std::string>;
 
-/// Reads a catalogue file. Throws std::runtime_error naming file, line and field.
+/// Reads a catalogue file. Throws file_error or json_error (common/KdiJson.h).
 message_catalogue read_message_catalogue(std::string const& path);
 
 }  // namespace kdi

@@ -198,6 +198,16 @@ TEST(Messages, GoToAFile) {
   EXPECT_THROW(message_host::file_sink("/nonexistent/folder/log"), std::runtime_error);
 }
 
+TEST(Messages, GoToStandardErrorWhenTheirFileIsFull) {
+  const int number = message_host::add_sink(message_host::file_sink("/dev/full"));
+  testing::internal::CaptureStderr();
+  ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "one");
+  ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "two");
+  message_host::remove_sink(number);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "INFO: [c] one (/dev/full cannot be written)\nINFO: [c] two (/dev/full cannot be written)\n");
+}
+
 TEST(Messages, ComeFromSeveralThreads) {
   Capture seen;
   std::vector<std::thread> threads;
@@ -220,25 +230,31 @@ std::string catalogue_fault(std::string const& text) {
   } catch (std::runtime_error const& error) {
     const std::string what = error.what();
     std::filesystem::remove(path);
-    return what.substr(what.find(": ") + 2);
+    EXPECT_EQ(what.substr(0, path.size() + 1), path + ":");
+    return what.substr(path.size() + 1);
   }
   std::filesystem::remove(path);
   return {};
 }
 
 TEST(Catalogue, NamesLineAndFieldOfABadEntry) {
-  EXPECT_EQ(catalogue_fault("[\n {\"group\": 1, \"number\": 1, \"text\": \"a\"},\n {\"group\": 1, \"text\": \"b\"}\n]"),
-            "line 3: field \"number\" is missing");
-  EXPECT_EQ(catalogue_fault("[{\"group\": -1, \"number\": 1, \"text\": \"a\"}]"),
-            "line 1: field \"group\" is no number from 0");
-  EXPECT_EQ(catalogue_fault("[{\"group\": 4294967376, \"number\": 1, \"text\": \"a\"}]"),
-            "line 1: field \"group\" is no number from 0");
-  EXPECT_EQ(catalogue_fault("[\n\n{\"group\": 1, \"number\": 1, \"text\": 5}]"), "line 3: field \"text\" is no text");
-  EXPECT_EQ(catalogue_fault(
-                "[{\"group\": 1, \"number\": 1, \"text\": \"a\"},\n{\"group\": 1, \"number\": 1, \"text\": \"\"}]"),
-            "line 2: field \"number\" repeats message 1-1");
-  EXPECT_EQ(catalogue_fault("{}"), "line 1: a list of messages is expected");
-  EXPECT_EQ(catalogue_fault("[\n{").substr(0, 8), "line 2: ");
+  const auto entry = [](std::string const& rest) { return "[\n {\"kind\": \"info\", " + rest + "}\n]"; };
+  EXPECT_EQ(catalogue_fault("[\n {\"kind\": \"info\", \"group\": 1, \"number\": 1, \"text\": \"a\"},\n"
+                            " {\"kind\": \"info\", \"group\": 1, \"text\": \"b\"}\n]"),
+            "3: [1]: expected a field \"number\", found none");
+  EXPECT_EQ(catalogue_fault(entry("\"group\": -1, \"number\": 1, \"text\": \"a\"")),
+            "2: [0].group: expected an integer from 0 to 2147483647, found the number -1");
+  EXPECT_EQ(catalogue_fault(entry("\"group\": 1, \"number\": 1,\n \"text\": 5")),
+            "3: [0].text: expected a text, found the number 5");
+  EXPECT_EQ(catalogue_fault("[\n{\"kind\": \"fatal\"}]"),
+            "2: [0].kind: expected one of error, warning, info, found the text \"fatal\"");
+  EXPECT_EQ(catalogue_fault(entry("\"txt\": \"\"")),
+            "2: [0].txt: expected one of group, number, kind, text as the field's name");
+  const std::string one = "{\"kind\": \"info\", \"group\": 1, \"number\": 1, \"text\": \"a\"}";
+  EXPECT_EQ(catalogue_fault("[" + one + ",\n" + one + "]"),
+            "2: [1].number: expected a number that no other message of the group has, found the number 1");
+  EXPECT_EQ(catalogue_fault("{}"), "1: top level: expected a list, found an object");
+  EXPECT_EQ(catalogue_fault("[\n{").substr(0, 3), "2: ");
   EXPECT_THROW(message_host::load_catalogue("/nonexistent/file"), std::runtime_error);
 }
 

@@ -1,0 +1,224 @@
+#include "common/HPAParamMgr.h"
+
+#include <cstdlib>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+
+#include "common/ComMsgMgr.h"
+#include "common/host/ParamHost.h"
+#include "data_directory.h"
+#include "param_files.h"
+
+namespace {
+
+using param_host::Declaration;
+using param_host::Origin;
+using param_host::Parameter;
+using param_host::Type;
+
+struct stored {
+  Declaration declaration;
+  std::optional<kdi::file_value> from_file;
+  std::optional<std::string> from_program;
+
+  std::string const& value() const {
+    if (from_program) return *from_program;
+    return from_file ? from_file->value : declaration.default_value;
+  }
+  bool is_true() const { return value() != (declaration.type == Type::integer ? "0" : "false"); }
+  Parameter seen() const {
+    Parameter parameter{declaration, value(), Origin::declared, {}};
+    if (from_program) {
+      parameter.origin = Origin::program;
+    } else if (from_file) {
+      parameter.origin = Origin::file;
+      parameter.place = from_file->place;
+    }
+    return parameter;
+  }
+};
+
+// State of the process. Never destroyed: parameters are read while the package is loaded and while the process ends.
+class registry {
+ public:
+  registry() {
+    read_catalogue();
+    char const* const path = std::getenv("KDI_PARAMS");
+    if (path == nullptr || *path == '\0') return;
+    try {
+      load(path);
+    } catch (std::exception const& error) {
+      faults_.push_back(std::string(error.what()) + " (no value of the file that KDI_PARAMS names is used)");
+    }
+  }
+
+  // What was wrong with the files; told once, and not by the constructor, since whoever is told may read a parameter.
+  std::vector<std::string> take_faults() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(faults_, {});
+  }
+
+  // The parameter's truth; nothing if it is not declared.
+  std::optional<bool> truth(std::string const& name) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = parameters_.find(name);
+    return found == parameters_.end() ? std::nullopt : std::optional(found->second.is_true());
+  }
+  bool knows_every_name() const { return catalogue_is_whole_; }
+
+  void declare(Declaration declaration) {
+    const std::string name = declaration.name;
+    if (!kdi::is_parameter_name(name))
+      throw std::invalid_argument("parameter \"" + name + "\": expected a name of letters, digits, _, . and -");
+    const std::string value = accepted(name, declaration.type, declaration.default_value);
+    declaration.default_value = value;
+    const std::lock_guard lock(mutex_);
+    if (!parameters_.emplace(name, stored{std::move(declaration), {}, {}}).second)
+      throw std::invalid_argument("parameter \"" + name + "\" is declared twice");
+  }
+
+  void set(std::string const& name, std::string const& value) {
+    const std::lock_guard lock(mutex_);
+    stored& parameter = at(name);
+    parameter.from_program = accepted(name, parameter.declaration.type, value);
+  }
+  void unset(std::string const& name) {
+    const std::lock_guard lock(mutex_);
+    at(name).from_program.reset();
+  }
+  Parameter get(std::string const& name) {
+    const std::lock_guard lock(mutex_);
+    return at(name).seen();
+  }
+  std::vector<Parameter> list() const {
+    const std::lock_guard lock(mutex_);
+    std::vector<Parameter> all;
+    all.reserve(parameters_.size());
+    for (auto const& [name, parameter] : parameters_) all.push_back(parameter.seen());
+    return all;
+  }
+
+  void load(std::string const& path) {
+    const kdi::json_file file(path);
+    const std::lock_guard lock(mutex_);
+    std::vector<kdi::file_value> values =
+        kdi::read_values(file, path, [this](std::string const& name) { return at(name).declaration.type; });
+    for (kdi::file_value& value : values) {
+      stored& parameter = at(value.name);
+      parameter.from_file = std::move(value);
+    }
+  }
+
+ private:
+  static std::string accepted(std::string const& name, Type type, std::string const& value) {
+    if (auto canonical = kdi::canonical_value(type, value)) return *std::move(canonical);
+    throw std::invalid_argument("parameter \"" + name + "\": expected " + kdi::accepted_form(type) + ", found \"" +
+                                value + "\"");
+  }
+
+  stored& at(std::string const& name) {
+    const auto found = parameters_.find(name);
+    if (found != parameters_.end()) return found->second;
+    std::vector<std::string> names;
+    for (auto const& [known, parameter] : parameters_) names.push_back(known);
+    const std::string nearest = kdi::nearest_name(name, names);
+    throw std::invalid_argument("parameter \"" + name + "\" is not declared" +
+                                (nearest.empty() ? "" : "; the nearest name is \"" + nearest + "\""));
+  }
+
+  // A parameter that several data roots declare is as the first of them says, so that a site may change a default.
+  void read_catalogue() {
+    try {
+      for (std::vector<std::string> const& files : kdi::find_data_files("params", ".json")) {
+        std::map<std::string, stored> of_root;
+        for (std::string const& path : files) read_declarations(path, of_root);
+        parameters_.merge(of_root);
+      }
+      if (parameters_.empty()) catalogue_fault("no data root (KDI_DATA_DIR) has a folder params with declarations");
+    } catch (std::exception const& error) {
+      catalogue_fault(error.what());
+    }
+  }
+  void read_declarations(std::string const& path, std::map<std::string, stored>& of_root) {
+    try {
+      for (kdi::file_declaration& read : kdi::read_declarations(kdi::json_file(path))) {
+        const std::string name = read.declaration.name;
+        if (!of_root.emplace(name, stored{std::move(read.declaration), {}, {}}).second)
+          catalogue_fault(read.place + ": expected a name that is declared once, found \"" + name + "\" again");
+      }
+    } catch (std::exception const& error) {
+      catalogue_fault(error.what());
+    }
+  }
+  void catalogue_fault(std::string const& fault) {
+    catalogue_is_whole_ = false;
+    faults_.push_back(fault);
+  }
+
+  mutable std::mutex mutex_;
+  std::map<std::string, stored> parameters_;
+  std::vector<std::string> faults_;
+  bool catalogue_is_whole_ = true;  // constant once the registry is made
+};
+
+registry& the_registry() {
+  static registry& instance = *new registry;
+  for (std::string const& fault : instance.take_faults())
+    ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "parameters", ComMsgMgr::MSG_ERROR, "%s", fault.c_str());
+  return instance;
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------------------------------------ the package's side
+
+HPAParamMgr& HPAParamMgr::getParamMgr() {
+  static HPAParamMgr instance;
+  return instance;
+}
+
+bool HPAParamMgr::getValueAsBool(std::string const& name) const {
+  registry& parameters = the_registry();
+  if (const std::optional<bool> truth = parameters.truth(name)) return *truth;
+  if (!parameters.knows_every_name()) return false;
+  throw std::logic_error("parameter \"" + name + "\" is read and not declared");
+}
+
+bool HPAParamMgr::getValueIfExistAsBool(std::string const& name, bool fallback) const {
+  return the_registry().truth(name).value_or(fallback);
+}
+
+// --------------------------------------------------------------------------------------------------- the host's side
+
+namespace param_host {
+
+char const* name_of(Type type) { return type == Type::integer ? "integer" : "boolean"; }
+
+char const* name_of(Origin origin) {
+  switch (origin) {
+    case Origin::file:
+      return "file";
+    case Origin::program:
+      return "program";
+    case Origin::declared:
+      break;
+  }
+  return "default";
+}
+
+void declare(Declaration declaration) { the_registry().declare(std::move(declaration)); }
+void set(std::string const& name, std::string const& value) { the_registry().set(name, value); }
+void unset(std::string const& name) { the_registry().unset(name); }
+Parameter get(std::string const& name) { return the_registry().get(name); }
+std::vector<Parameter> list() { return the_registry().list(); }
+void load_file(std::string const& path) { the_registry().load(path); }
+
+void save_file(std::string const& path) {
+  std::vector<Parameter> given = list();
+  std::erase_if(given, [](Parameter const& parameter) { return parameter.origin == Origin::declared; });
+  kdi::write_file(path, kdi::values_text(given));
+}
+
+}  // namespace param_host

@@ -1,0 +1,133 @@
+#include "common/KdiFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace kdi {
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;  // less the process's mask
+
+[[noreturn]] void fail(std::string const& path, std::string const& what, int reason) {
+  throw file_error(path + ": " + what + ": " + std::generic_category().message(reason));
+}
+
+// An open file, closed by scope.
+class descriptor {
+ public:
+  explicit descriptor(int number) : number_(number) {}
+  descriptor(descriptor const&) = delete;
+  descriptor& operator=(descriptor const&) = delete;
+  ~descriptor() {
+    if (number_ >= 0) ::close(number_);
+  }
+  int number() const { return number_; }
+  int close() { return ::close(std::exchange(number_, -1)); }
+
+ private:
+  int number_;
+};
+
+int open_retrying(std::string const& path, int flags) {
+  int number = -1;
+  do number = ::open(path.c_str(), flags | O_CLOEXEC, kNewFileMode);
+  while (number < 0 && errno == EINTR);
+  return number;
+}
+
+void write_all(descriptor& file, std::string_view bytes, std::string const& path) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(file.number(), bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(path, "cannot be written", errno);
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  // some file systems tell of a full disk only here
+  if (file.close() != 0 && errno != EINTR) fail(path, "cannot be written", errno);
+}
+
+// A file beside its target that is removed unless it takes the target's place.
+class temporary_file {
+ public:
+  temporary_file(std::string target, std::string const& shown) : target_(std::move(target)) {
+    static std::atomic<unsigned> counter = 0;
+    do {
+      name_ = target_ + "." + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
+      number_ = open_retrying(name_, O_WRONLY | O_CREAT | O_EXCL);
+    } while (number_ < 0 && errno == EEXIST);  // left by a process that was killed
+    if (number_ < 0) fail(shown, "cannot be created", errno);
+  }
+  temporary_file(temporary_file const&) = delete;
+  temporary_file& operator=(temporary_file const&) = delete;
+  ~temporary_file() {
+    if (!replaced_) ::unlink(name_.c_str());
+  }
+  int number() const { return number_; }
+  bool replace_target() {
+    replaced_ = ::rename(name_.c_str(), target_.c_str()) == 0;
+    return replaced_;
+  }
+
+ private:
+  std::string target_;
+  std::string name_;
+  int number_ = -1;
+  bool replaced_ = false;
+};
+
+void write_through(std::string const& path, std::string_view bytes) {
+  descriptor file(open_retrying(path, O_WRONLY));
+  if (file.number() < 0) fail(path, "cannot be opened", errno);
+  write_all(file, bytes, path);
+}
+
+}  // namespace
+
+std::string read_file(std::string const& path, std::size_t most_bytes) {
+  descriptor file(open_retrying(path, O_RDONLY));
+  if (file.number() < 0) fail(path, "cannot be opened", errno);
+
+  std::string bytes;
+  std::size_t filled = 0;
+  for (;;) {
+    if (filled == bytes.size()) bytes.resize(std::max<std::size_t>(4096, 2 * filled));
+    const ssize_t count = ::read(file.number(), bytes.data() + filled, bytes.size() - filled);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(path, "cannot be read", errno);
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+    if (filled > most_bytes) throw file_error(path + ": has more than " + std::to_string(most_bytes) + " bytes");
+  }
+  bytes.resize(filled);
+  return bytes;
+}
+
+void write_file(std::string const& path, std::string_view bytes) {
+  struct stat present {};
+  const bool exists = ::stat(path.c_str(), &present) == 0;
+  if (exists && S_ISDIR(present.st_mode)) fail(path, "cannot be written", EISDIR);
+  if (exists && !S_ISREG(present.st_mode)) return write_through(path, bytes);
+  // moving a file over a protected one would succeed
+  if (exists && ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) fail(path, "cannot be written", errno);
+
+  std::error_code failed;
+  std::string target = path;
+  if (exists) target = std::filesystem::canonical(path, failed).string();
+  temporary_file beside(failed ? path : target, path);
+  {
+    descriptor file(beside.number());
+    if (exists && ::fchmod(file.number(), present.st_mode & 07777) != 0) fail(path, "cannot be created", errno);
+    write_all(file, bytes, path);
+  }
+  if (!beside.replace_target()) fail(path, "cannot be moved to its place", errno);
+}
+
+}  // namespace kdi

@@ -1,0 +1,134 @@
+#include "param_files.h"
+
+#include <algorithm>
+#include <charconv>
+#include <numeric>
+#include <stdexcept>
+
+#include "common/HSTStringUtils.h"
+
+namespace kdi {
+namespace {
+
+using param_host::Declaration;
+using param_host::Type;
+
+constexpr std::string_view kTruths[] = {"true", "yes", "on"};
+constexpr std::string_view kFalsehoods[] = {"false", "no", "off"};
+
+std::optional<std::int64_t> integer_of(std::string_view text) {
+  if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
+  std::int64_t value = 0;
+  const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (fault != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+template <class Words>
+bool has(Words const& words, std::string_view word) {
+  return std::find(std::begin(words), std::end(words), word) != std::end(words);
+}
+
+// The canonical text of a value in a file, which is written in the parameter's own type.
+std::string value_in_file(json_value value, Type type) {
+  if (type == Type::integer) return std::to_string(value.integer());
+  return value.boolean() ? "true" : "false";
+}
+
+// Changes, additions and removals of characters that lead from one text to the other (V. I. Levenshtein, "Binary codes
+// capable of correcting deletions, insertions, and reversals", Soviet Physics Doklady 10, 1966), row by row.
+std::size_t edit_distance(std::string_view from, std::string_view to) {
+  std::vector<std::size_t> row(to.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 0; i < from.size(); ++i) {
+    std::size_t diagonal = row[0];
+    row[0] = i + 1;
+    for (std::size_t j = 0; j < to.size(); ++j) {
+      const std::size_t above = row[j + 1];
+      row[j + 1] = std::min({diagonal + (from[i] != to[j] ? 1 : 0), above + 1, row[j] + 1});
+      diagonal = above;
+    }
+  }
+  return row.back();
+}
+
+}  // namespace
+
+std::optional<std::string> canonical_value(Type type, std::string_view text) {
+  const std::optional<std::int64_t> number = integer_of(text);
+  if (type == Type::integer) return number ? std::optional(std::to_string(*number)) : std::nullopt;
+  if (number) return *number != 0 ? "true" : "false";
+  std::string word(text);
+  HSTStringUtils::to_lower(word);
+  if (has(kTruths, word)) return "true";
+  if (has(kFalsehoods, word)) return "false";
+  return std::nullopt;
+}
+
+char const* accepted_form(Type type) {
+  return type == Type::integer ? "an integer within 64 bits" : "true, yes, on, false, no, off or an integer";
+}
+
+bool is_parameter_name(std::string_view name) {
+  constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.-";
+  return !name.empty() && name.find_first_not_of(kLetters) == std::string_view::npos;
+}
+
+std::vector<file_declaration> read_declarations(json_file const& file) {
+  std::vector<file_declaration> declarations;
+  for (const json_value entry : file.root().items()) {
+    entry.allow_only({"name", "type", "default", "documentation", "effect"});
+    Declaration read;
+    read.name = entry.member("name").text();
+    if (!is_parameter_name(read.name)) entry.member("name").refuse("a name of letters, digits, _, . and -");
+    read.type = entry.member("type").choice({"boolean", "integer"}) == 0 ? Type::boolean : Type::integer;
+    read.default_value = value_in_file(entry.member("default"), read.type);
+    for (auto const& [field, text] :
+         {std::pair{"documentation", &read.documentation}, std::pair{"effect", &read.effect}}) {
+      *text = entry.member(field).text();
+      if (text->empty()) entry.member(field).refuse("a sentence");
+    }
+    declarations.push_back({std::move(read), entry.member("name").place()});
+  }
+  return declarations;
+}
+
+std::vector<file_value> read_values(json_file const& file, std::string const& path, type_lookup const& type_of) {
+  std::vector<file_value> values;
+  for (const json_value value : file.root().members()) {
+    Type type{};
+    try {
+      type = type_of(value.name());
+    } catch (std::invalid_argument const& unknown) {
+      throw json_error(value.place() + ": expected the name of a declared parameter: " + unknown.what());
+    }
+    values.push_back({value.name(), value_in_file(value, type), path + ":" + std::to_string(value.line())});
+  }
+  return values;
+}
+
+std::string values_text(std::vector<param_host::Parameter> const& parameters) {
+  std::string text = "{";
+  char const* separator = "\n  \"";
+  for (param_host::Parameter const& parameter : parameters) {
+    text.append(separator).append(parameter.name).append("\": ").append(parameter.value);
+    separator = ",\n  \"";
+  }
+  return text + "\n}\n";
+}
+
+std::string nearest_name(std::string_view name, std::vector<std::string> const& names) {
+  std::string nearest;
+  std::size_t least = name.size() / 3 + 1;  // farther than a third of its letters is no slip of the pen
+  for (std::string const& candidate : names) {
+    const std::size_t difference = std::max(candidate.size(), name.size()) - std::min(candidate.size(), name.size());
+    if (difference >= least) continue;
+    const std::size_t distance = edit_distance(name, candidate);
+    if (distance >= least) continue;
+    least = distance;
+    nearest = candidate;
+  }
+  return nearest;
+}
+
+}  // namespace kdi

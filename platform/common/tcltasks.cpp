@@ -1,0 +1,79 @@
+#include "common/tcltasks.h"
+
+#include <tcl.h>
+
+#include <limits>
+#include <utility>
+
+#include "common/ComMsgMgr.h"
+#include "common/HTCTclInterp.h"
+#include "common/host/TclHost.h"
+
+namespace hdi::tcltasks {
+namespace {
+
+using journal_t = std::function<void(std::string const&)>;
+
+// Never destroyed: commands may be evaluated while the process ends.
+journal_t& the_journal() {
+  static journal_t& journal = *new journal_t;
+  return journal;
+}
+
+void record(std::string const& command) {
+  const journal_t journal = the_journal();  // a copy: a journal may set another one
+  if (!journal) return;
+  try {
+    journal(command);
+  } catch (...) {
+    // the journal has nobody to report its own failure to
+  }
+}
+
+struct outcome {
+  int status;
+  std::string result;
+};
+
+outcome evaluate(std::string const& script, Tcl_Interp* interp, bool recorded) {
+  if (interp == nullptr) interp = HTCTclInterp::getDefaultInterp();
+  if (interp == nullptr) return {TCL_ERROR, "there is no Tcl interpreter"};
+  if (script.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+    Tcl_SetResult(interp, const_cast<char*>("the command is longer than Tcl takes"), TCL_STATIC);
+    return {TCL_ERROR, Tcl_GetStringResult(interp)};
+  }
+  if (recorded) record(script);
+
+  Tcl_Preserve(interp);  // the script may delete it
+  const int status = Tcl_EvalEx(interp, script.data(), static_cast<int>(script.size()), TCL_EVAL_GLOBAL);
+  int length = 0;
+  char const* const text = Tcl_GetStringFromObj(Tcl_GetObjResult(interp), &length);
+  outcome answer{status, std::string(text, static_cast<std::size_t>(length))};
+  Tcl_Release(interp);
+  return answer;
+}
+
+thread_local std::string last_result;
+
+}  // namespace
+
+int task_manager::eval_in_tcl(std::string const& script, Tcl_Interp* interp, bool record) {
+  outcome answer = evaluate(script, interp, record);
+  last_result = std::move(answer.result);
+  return answer.status;
+}
+
+std::string task_manager::tcl_get_result() { return last_result; }
+
+int tclcmdobj(Tcl_Interp* interp, std::string const& command, task_manager::record_mode record, bool quiet) {
+  const outcome answer = evaluate(command, interp, record == task_manager::record_command);
+  if (answer.status == TCL_ERROR && !quiet)
+    ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "tcltasks", ComMsgMgr::MSG_ERROR, "%s", answer.result.c_str());
+  return answer.status;
+}
+
+}  // namespace hdi::tcltasks
+
+void tcl_host::set_journal(std::function<void(std::string const&)> journal) {
+  hdi::tcltasks::the_journal() = std::move(journal);
+}

@@ -1,0 +1,33 @@
+// Whole files, read and written so that a fault is always seen.
+//
+// For the platform's own libraries. A file is read whole or not at all; a file is written beside its place and moved
+// there when it is complete, so that no reader, and no later run, takes half a file for a whole one. Every fault is a
+// kdi::file_error whose text is "<path>: <what could not be done>: <the system's reason>".
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace kdi {
+
+class file_error : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The largest file that read_file takes without being told otherwise, in bytes.
+constexpr std::size_t kLargestFile = std::size_t{1} << 28;
+
+/// The bytes of the file `path`, which may be a pipe. Throws file_error if it cannot be opened (missing, no
+/// permission), is a directory, fails while it is read, or has more than `most_bytes`.
+std::string read_file(std::string const& path, std::size_t most_bytes = kLargestFile);
+
+/// Makes `bytes` the content of the file `path`, whose directory has to exist. An existing file keeps its permissions
+/// and, named by a symbolic link, its place; until the new content is complete it keeps its content too. What is there
+/// and no regular file (a device, a pipe) is written to directly. Throws file_error if the content cannot be stored to
+/// its last byte; then the target is as it was and nothing is left beside it.
+void write_file(std::string const& path, std::string_view bytes);
+
+}  // namespace kdi

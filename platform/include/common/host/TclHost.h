@@ -1,0 +1,18 @@
+// The host's side of the Tcl services: which interpreter is the tool's, and what is journalled.
+#pragma once
+
+#include <functional>
+#include <string>
+
+struct Tcl_Interp;
+
+namespace tcl_host {
+
+/// Names the default interpreter. When it is deleted, or for null, the private one takes its place.
+void set_default_interp(Tcl_Interp* interp);
+
+/// Sets what hears of every command to record, before it is evaluated; an empty function switches the journal off, as
+/// it is at the start. A journal that throws is passed over: the command is evaluated all the same.
+void set_journal(std::function<void(std::string const& command)> journal);
+
+}  // namespace tcl_host

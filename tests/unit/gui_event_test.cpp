@@ -1,0 +1,120 @@
+// GUI events: who hears of them, in which order, and what a bad listener may not do.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/HUTGuiEvent.h"
+#include "common/host/GuiEventHost.h"
+#include "common/host/MessageHost.h"
+
+namespace {
+
+using texts_t = std::vector<std::string>;
+
+struct Renamed {
+  explicit Renamed(texts_t* given) : names(given) {}
+  texts_t* names;
+};
+struct Moved {  // holds its parts and has no constructor
+  int from;
+  std::string to;
+};
+
+// A listener that notes its name while it lives.
+class Note {
+ public:
+  Note(texts_t& heard, std::string name)
+      : number_(gui_event_host::subscribe<Renamed>([&heard, name = std::move(name)](Renamed const& event) {
+          heard.push_back(name + (event.names == nullptr ? "" : event.names->at(0)));
+        })) {}
+  Note(Note const&) = delete;
+  Note& operator=(Note const&) = delete;
+  ~Note() { gui_event_host::unsubscribe(number_); }
+
+ private:
+  int number_;
+};
+
+void fire() { HUTGuiEvent::fire<Renamed, texts_t*>(nullptr); }
+
+TEST(GuiEvents, ReachEveryListenerOfTheirTypeInOrder) {
+  texts_t heard;
+  texts_t names{" x"};
+  const Note a(heard, "a");
+  const int moved = gui_event_host::subscribe<Moved>(
+      [&](Moved const& event) { heard.push_back(std::to_string(event.from) + event.to); });
+  const Note b(heard, "b");
+  HUTGuiEvent::fire<Renamed>(&names);
+  HUTGuiEvent::fire<Moved>(3, "there");
+  gui_event_host::unsubscribe(moved);
+  gui_event_host::unsubscribe(moved);
+  HUTGuiEvent::fire<Moved>(4, "nobody");
+  EXPECT_EQ(heard, (texts_t{"a x", "b x", "3there"}));
+}
+
+TEST(GuiEvents, GoOnBehindAListenerThatThrows) {
+  texts_t heard;
+  texts_t messages;
+  const int sink = message_host::add_sink([&](auto const& m) { messages.push_back(message_host::line_of(m)); });
+  const int one = gui_event_host::subscribe<Renamed>([](auto const&) { throw std::runtime_error("50 % broken"); });
+  const int two = gui_event_host::subscribe<Renamed>([](auto const&) { throw 7; });
+  const Note last(heard, "last");
+  fire();
+  gui_event_host::unsubscribe(one);
+  gui_event_host::unsubscribe(two);
+  message_host::remove_sink(sink);
+  EXPECT_EQ(heard, texts_t{"last"});
+  const std::string start = "ERROR: [events] A listener of the event (anonymous namespace)::Renamed failed: ";
+  EXPECT_EQ(messages, (texts_t{start + "50 % broken", start + "an exception of an unknown kind"}));
+}
+
+TEST(GuiEvents, ListenersMayComeAndGoMeanwhile) {
+  texts_t heard;
+  std::unique_ptr<Note> added;
+  std::unique_ptr<Note> removed;
+  const int busy = gui_event_host::subscribe<Renamed>([&](auto const&) {
+    heard.emplace_back("busy");
+    removed.reset();
+    if (added) return;
+    added = std::make_unique<Note>(heard, "added");
+    fire();  // reaches the one that has just joined
+  });
+  removed = std::make_unique<Note>(heard, "removed");
+  fire();
+  EXPECT_EQ(heard, (texts_t{"busy", "busy", "added"}));
+  gui_event_host::unsubscribe(busy);
+}
+
+TEST(GuiEvents, AListenersOwnCleanUpMayUnsubscribe) {
+  texts_t heard;
+  auto other = std::make_shared<Note>(heard, "other");
+  const int holder = gui_event_host::subscribe<Renamed>([kept = std::move(other)](auto const&) {});
+  fire();
+  gui_event_host::unsubscribe(holder);  // destroys the listener, which destroys the other one
+  fire();
+  EXPECT_EQ(heard, texts_t{"other"});
+}
+
+TEST(GuiEvents, AreFiredOnSeveralThreads) {
+  std::atomic<int> heard = 0;
+  const int counter = gui_event_host::subscribe<Moved>([&](auto const&) { ++heard; });
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([] {
+      for (int i = 0; i < 500; ++i) {
+        const int passing = gui_event_host::subscribe<Moved>([](auto const&) {});
+        HUTGuiEvent::fire<Moved>(i, "");
+        gui_event_host::unsubscribe(passing);
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  gui_event_host::unsubscribe(counter);
+  EXPECT_EQ(heard, 2000);
+}
+
+}  // namespace

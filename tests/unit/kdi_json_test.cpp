@@ -1,0 +1,184 @@
+// JSON files: values by name and type, and the place of what is wrong.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <sstream>
+
+#include "common/KdiJson.h"
+#include "decimal_comma.h"
+#include "scratch.h"
+
+namespace {
+
+kdi::json_file file_of(std::string const& text) { return kdi::json_file(text, "f"); }
+
+template <class Action>
+std::string fault_of(std::string const& text, Action action) {
+  try {
+    const kdi::json_file file = file_of(text);
+    action(file.root());
+  } catch (kdi::json_error const& error) {
+    return error.what();
+  }
+  return "no fault";
+}
+std::string fault_of(std::string const& text) {
+  return fault_of(text, [](kdi::json_value) {});
+}
+
+TEST(JsonFile, AnswersByNameAndType) {
+  const kdi::json_file file = file_of(
+      R"({"t": true, "i": -7, "d": 2.5e1, "s": "\u00e4\n", "l": [1, [], {}], "n": null, "": {"b": 1, "a": 2}})");
+  const kdi::json_value root = file.root();
+  EXPECT_TRUE(root.member("t").boolean());
+  EXPECT_EQ(root.member("i").integer(), -7);
+  EXPECT_EQ(root.member("i").number(), -7.0);
+  EXPECT_EQ(root.member("d").number(), 25.0);
+  EXPECT_EQ(root.member("s").text(), "\xC3\xA4\n");
+  EXPECT_EQ(root.member("s").choice({"x", "\xC3\xA4\n"}), 1U);
+  EXPECT_EQ(root.member("l").items().size(), 3U);
+  EXPECT_TRUE(root.member("l").items()[1].items().empty());
+  EXPECT_TRUE(root.member("n").is_null());
+  EXPECT_FALSE(root.find("x").has_value());
+  std::string order;
+  for (const kdi::json_value value : root.member("").members()) order += value.name() + std::to_string(value.integer());
+  EXPECT_EQ(order, "b1a2");
+  EXPECT_TRUE(root.is_object() && root.member("l").is_list() && root.member("t").is_boolean());
+  EXPECT_TRUE(root.member("i").is_number() && root.member("d").is_number() && root.member("s").is_text());
+  EXPECT_FALSE(root.is_list() || root.member("l").is_object() || root.member("s").is_number());
+}
+
+TEST(JsonFile, KnowsTheLineOfEveryValue) {
+  // each value stands on the line that it tells of; a number at the end of its line is the hard one
+  const kdi::json_file file = file_of("\n[2,\n3\n,4, [\n5,\r\n6.5\r\n,7], {\"a\"\n:\n10\n}\n,\"13\", 13]\n");
+  const auto items = file.root().items();
+  EXPECT_EQ(file.root().line(), 2);
+  EXPECT_EQ(items[0].line(), 2);
+  EXPECT_EQ(items[1].line(), 3);
+  EXPECT_EQ(items[2].line(), 4);
+  EXPECT_EQ(items[3].items()[0].line(), 5);
+  EXPECT_EQ(items[3].items()[1].line(), 6);
+  EXPECT_EQ(items[3].items()[2].line(), 7);
+  EXPECT_EQ(items[4].line(), 7);
+  EXPECT_EQ(items[4].member("a").line(), 9);
+  EXPECT_EQ(items[5].line(), 11);
+  EXPECT_EQ(items[6].line(), 11);
+}
+
+TEST(JsonFile, NamesPlaceAndAcceptedForm) {
+  const std::string text = "{\"p\": [\n{\"x\": \"no\"},\n{\"y\": 99, \"z\": 1.5}]}";
+  const auto first = [](kdi::json_value root) { return root.member("p").items()[0]; };
+  const auto second = [](kdi::json_value root) { return root.member("p").items()[1]; };
+  EXPECT_EQ(fault_of(text, [&](auto r) { first(r).member("x").boolean(); }),
+            "f:2: p[0].x: expected true or false, found the text \"no\"");
+  EXPECT_EQ(fault_of(text,
+                     [&](auto r) {
+                       first(r).member("x").choice({"a", "b"});
+                     }),
+            "f:2: p[0].x: expected one of a, b, found the text \"no\"");
+  EXPECT_EQ(fault_of(text, [&](auto r) { second(r).member("y").integer(1, 64); }),
+            "f:3: p[1].y: expected an integer from 1 to 64, found the number 99");
+  EXPECT_EQ(fault_of(text, [&](auto r) { second(r).member("y").integer(100); }),
+            "f:3: p[1].y: expected an integer of at least 100, found the number 99");
+  EXPECT_EQ(fault_of(text, [&](auto r) { second(r).member("z").integer(); }),
+            "f:3: p[1].z: expected an integer, found the number 1.5");
+  EXPECT_EQ(fault_of(text, [&](auto r) { second(r).member("z").number(-0.5, 1.25); }),
+            "f:3: p[1].z: expected a number from -0.5 to 1.25, found the number 1.5");
+  EXPECT_EQ(fault_of(text, [&](auto r) { second(r).member("z").text(); }),
+            "f:3: p[1].z: expected a text, found the number 1.5");
+  EXPECT_EQ(fault_of(text, [&](auto r) { second(r).member("w"); }), "f:3: p[1]: expected a field \"w\", found none");
+  EXPECT_EQ(fault_of(text,
+                     [&](auto r) {
+                       second(r).allow_only({"y", "x"});
+                     }),
+            "f:3: p[1].z: expected one of y, x as the field's name");
+  EXPECT_EQ(fault_of(text, [](auto r) { r.items(); }), "f:1: top level: expected a list, found an object");
+  EXPECT_EQ(fault_of(text, [](auto r) { r.member("p").find("x"); }), "f:1: p: expected an object, found a list");
+  EXPECT_EQ(fault_of("[null]", [](auto r) { r.items()[0].refuse("something"); }),
+            "f:1: [0]: expected something, found null");
+}
+
+TEST(JsonFile, IsRefusedWhenItIsNoJson) {
+  EXPECT_EQ(fault_of(""),
+            "f:1: top level: expected JSON, found a syntax error while parsing value - unexpected end of "
+            "input; expected '[', '{', or a literal");
+  EXPECT_EQ(fault_of("[1,\n2,\n]").substr(0, 36), "f:3: top level: expected JSON, found");
+  EXPECT_EQ(fault_of("{\"a\":\n{\"b\": [1,\n\n2 3]}}").substr(0, 30), "f:4: a.b: expected JSON, found");
+  for (std::string const text : {"// a\n1", "[1] 2", "{'a': 1}", "[01]", "[1.]", "[+1]", "nul", "\"\xFF\"", "\"\n\"",
+                                 "[1e999]", "{\"a\" 1}", "{1: 2}", "NaN", "[", "{", "\"", "[\"\\ud800\"]", "/* */ 1"})
+    EXPECT_NE(fault_of(text).find("expected JSON, found a"), std::string::npos) << text << " gave " << fault_of(text);
+  EXPECT_EQ(fault_of(std::string("[\0]", 3)).substr(0, 5), "f:1: ");
+}
+
+TEST(JsonFile, IsRefusedWhenANameStandsTwice) {
+  EXPECT_EQ(fault_of("{\"b\": 1,\n\"a\": {},\n\"b\": 2}"),
+            "f:3: b: expected each name once, found it on line 1 before");
+}
+
+TEST(JsonFile, ReadsIntegersToTheLastDigit) {
+  const kdi::json_file file = file_of("[9223372036854775807, -9223372036854775808, 9223372036854775808, 1e3, -0, 5.0]");
+  const auto items = file.root().items();
+  EXPECT_EQ(items[0].integer(), INT64_MAX);
+  EXPECT_EQ(items[1].integer(), INT64_MIN);
+  EXPECT_THROW(items[2].integer(), kdi::json_error);
+  EXPECT_EQ(items[2].number(), 9223372036854775808.0);
+  EXPECT_THROW(items[3].integer(), kdi::json_error);
+  EXPECT_EQ(items[4].integer(), 0);
+  EXPECT_THROW(items[5].integer(), kdi::json_error);
+}
+
+TEST(JsonFile, ShowsStrangeTextsOnOneShortLine) {
+  const std::string text = "[\"a\\nb" + std::string(53, 'x') + "\\u00e4\\u00e4\\u00e4tail\"]";
+  EXPECT_EQ(fault_of(text, [](auto r) { r.items()[0].integer(); }),
+            "f:1: [0]: expected an integer, found the text \"a?b" + std::string(53, 'x') + "\xC3\xA4...\"");
+}
+
+TEST(JsonFile, MayBeNestedDeeply) {
+  constexpr int kDeep = 1000000;
+  const kdi::json_file file = file_of(std::string(kDeep, '[') + std::string(kDeep, ']'));
+  kdi::json_value value = file.root();
+  int depth = 1;
+  for (; !value.items().empty(); value = value.items()[0]) ++depth;
+  EXPECT_EQ(depth, kDeep);
+  EXPECT_NE(fault_of(std::string(kDeep, '[')), "no fault");
+}
+
+TEST(JsonFile, IsReadFromDisk) {
+  const Scratch scratch;
+  const std::string path = scratch.file("a.json", "\xEF\xBB\xBF{\"a\":\n[]}");
+  kdi::json_file file(path);
+  kdi::json_file moved = std::move(file);
+  EXPECT_EQ(moved.root().member("a").place(), path + ":2: a");
+  EXPECT_THROW(kdi::json_file(scratch.path("b.json")), kdi::file_error);
+  EXPECT_THROW(kdi::json_file(scratch.folder()), kdi::file_error);
+  EXPECT_THROW(kdi::json_file(path, 5), kdi::file_error);
+}
+
+TEST(JsonFile, ReadsNumbersAlikeUnderADecimalComma) {
+  std::mt19937_64 random(7);
+  std::vector<double> values;
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text.precision(17);
+  text << "[0.5";
+  for (int i = 0; i < 1000; ++i) {
+    values.push_back(std::ldexp(static_cast<double>(random() >> 11U), static_cast<int>(random() % 200) - 150));
+    text << "," << std::scientific << values.back();
+  }
+  text << "]";
+  const DecimalComma comma;
+  const auto check = [&] {
+    const kdi::json_file file = file_of(text.str());
+    const auto items = file.root().items();
+    for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(items[i + 1].number(), values[i]);
+  };
+  check();
+  EXPECT_EQ(fault_of("[1234567.5]", [](auto r) { r.items()[0].number(0.25, 1500.5); }),
+            "f:1: [0]: expected a number from 0.25 to 1500.5, found the number 1234567.5");
+  EXPECT_NE(fault_of("[1,5.5,]"), "no fault");
+  if (!comma.reaches_the_c_library()) GTEST_SKIP() << "no locale with a decimal comma for the C library";
+  EXPECT_STREQ(std::localeconv()->decimal_point, ",");
+}
+
+}  // namespace
