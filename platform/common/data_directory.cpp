@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/KdiDataDir.h"
 #include "common/KdiFile.h"
 
 namespace kdi {
@@ -76,6 +77,18 @@ std::vector<std::vector<std::string>> find_data_files(std::string const& folder,
     if (!paths.empty()) of_roots.push_back(std::move(paths));
   }
   return of_roots;
+}
+
+[[gnu::visibility("default")]] std::vector<std::string> data_directories(std::string const& name) {
+  std::vector<std::string> directories;
+  for (fs::path const& root : data_roots()) {
+    std::error_code fault;
+    const fs::path directory = fs::canonical(root / name, fault);
+    if (!fault && fs::is_directory(directory, fault) &&
+        std::find(directories.begin(), directories.end(), directory) == directories.end())
+      directories.push_back(directory.string());
+  }
+  return directories;
 }
 
 }  // namespace kdi

@@ -1,0 +1,274 @@
+// I/O banks and packages of a device file.
+#include <algorithm>
+
+#include "reading.h"
+
+namespace kdi::device {
+namespace {
+
+// A layout is a bank that has sites in place of pad names, to be repeated for each bank of its kind.
+struct Layout {
+  json_value pad_name;
+  IoBank bank;
+};
+
+int index_of(std::vector<Pad> const& pads, std::string const& name) {
+  const auto at = std::find_if(pads.begin(), pads.end(), [&](Pad const& pad) { return pad.name == name; });
+  return at == pads.end() ? -1 : static_cast<int>(at - pads.begin());
+}
+
+// Marks the sites of the optional list `sites` by `mark`.
+void mark_sites(std::optional<json_value> sites, std::vector<Pad>& pads, bool Pad::*mark) {
+  if (!sites) return;
+  for (std::string const& site : expand_names(*sites)) {
+    const int at = index_of(pads, site);
+    if (at < 0) sites->refuse("sites of the lane (" + site + " is none)");
+    pads[static_cast<std::size_t>(at)].*mark = true;
+  }
+}
+
+// One lane of a layout, but for its name.
+std::vector<Pad> read_lane(json_value value, PadBudget& budget) {
+  std::vector<Pad> pads;
+  UniqueNames sites;
+  int nibble = 0;
+  for (const json_value list : value.member("nibbles").items()) {
+    std::vector<std::string> names = expand_names(list);
+    budget.take(list, names.size());
+    for (std::string& site : names) {
+      sites.add(list, site);
+      Pad& pad = pads.emplace_back();
+      pad.name = std::move(site);
+      pad.nibble = nibble;
+    }
+    ++nibble;
+  }
+  if (pads.empty()) value.member("nibbles").refuse("at least one nibble");
+  pair_pads(pads);
+  mark_sites(value.find("strobe"), pads, &Pad::strobe);
+  mark_sites(value.find("clock"), pads, &Pad::clock);
+  return pads;
+}
+
+Layout read_layout(json_value value, PadBudget& budget) {
+  value.allow_only({"name", "kind", "vcco_v", "pad_name", "lanes"});
+  Layout layout{value.member("pad_name"), {}};
+  layout.bank.kind = word(value.member("kind"));
+  layout.bank.vcco_v = range(value.member("vcco_v"));
+  UniqueNames lanes;
+  for (const json_value lane : value.member("lanes").items()) {
+    lane.allow_only({"names", "nibbles", "strobe", "clock"});
+    const std::vector<Pad> lane_pads = read_lane(lane, budget);
+    for (std::string const& name : expand_names(lane.member("names"))) {
+      lanes.add(lane.member("names"), name);
+      budget.take(lane, lane_pads.size());
+      layout.bank.lanes.push_back({name, lane_pads});
+    }
+  }
+  if (layout.bank.lanes.empty()) value.member("lanes").refuse("at least one lane");
+  return layout;
+}
+
+std::map<std::string, Layout> read_layouts(json_value list, PadBudget& budget) {
+  std::map<std::string, Layout> layouts;
+  UniqueNames names;
+  for (const json_value value : list.items()) {
+    const json_value name = value.member("name");
+    names.add(name, word(name));
+    layouts.emplace(name.text(), read_layout(value, budget));
+  }
+  return layouts;
+}
+
+// Puts names in place of the sites of a layout.
+void name_pads(Layout const& layout, IoBank& bank, UniqueNames& names, PadBudget& budget) {
+  PlaceValues values{{"bank", std::to_string(bank.number)}};
+  for (ByteLane& lane : bank.lanes) {
+    budget.take(layout.pad_name, lane.pads.size());
+    values["lane"] = lane.name;
+    for (Pad& pad : lane.pads) {
+      values["site"] = std::move(pad.name);
+      pad.name = with_pattern(layout.pad_name, [&] { return fill(layout.pad_name.text(), values); });
+      names.add(layout.pad_name, pad.name);
+    }
+  }
+}
+
+// The pins of one entry of a package, handed out in order.
+class PinSource {
+ public:
+  PinSource(json_value entry, std::optional<BallRectangle> const& grid, std::size_t pads)
+      : entry_(entry), by_pad_(!entry.find("pins")) {
+    if (by_pad_) return;
+    const json_value list = entry.member("pins");
+    for (const json_value value : list.items()) {
+      const BallRectangle balls = with_pattern(value, [&] { return ball_rectangle(value.text()); });
+      if (grid && !(grid->contains(balls.first) && grid->contains(balls.last)))
+        value.refuse("balls of the package's grid");
+      for (const Ball ball : balls.balls()) names_.push_back(ball_name(ball));
+    }
+    if (names_.size() != pads)
+      list.refuse("as many balls as there are pads, " + std::to_string(pads) + " (here " +
+                  std::to_string(names_.size()) + ")");
+  }
+
+  /// Leads a pin to `pad`.
+  void lead(Pad& pad, PinSite site, Package& package) {
+    pad.pin = by_pad_ ? pad.name : names_[used_++];
+    if (!package.pins.emplace(pad.pin, site).second) entry_.refuse("pins of one pad each (" + pad.pin + " has two)");
+  }
+
+ private:
+  json_value entry_;
+  bool by_pad_;
+  std::vector<std::string> names_;
+  std::size_t used_ = 0;
+};
+
+// The banks or quads `numbers` of the die, which the package may not have yet.
+template <class Block>
+std::vector<Block> take_blocks(json_value list, std::vector<Block> const& of_die, std::vector<Block> const& taken) {
+  const auto find = [](std::vector<Block> const& blocks, int number) {
+    return std::find_if(blocks.begin(), blocks.end(), [&](Block const& each) { return each.number == number; });
+  };
+  std::vector<Block> blocks;
+  for (const int number : expand_numbers(list)) {
+    const auto at = find(of_die, number);
+    if (at == of_die.end()) list.refuse("numbers that the die has (it has no " + std::to_string(number) + ")");
+    if (find(taken, number) != taken.end())
+      list.refuse("numbers that the package does not have yet (it has " + std::to_string(number) + ")");
+    blocks.push_back(*at);
+  }
+  return blocks;
+}
+
+// Names of the lanes that an entry leaves without pins.
+std::set<std::string> lanes_without_pins(json_value entry, std::vector<IoBank> const& banks) {
+  std::set<std::string> names;
+  const auto list = entry.find("without_lanes");
+  if (!list) return names;
+  for (std::string const& name : expand_names(*list)) {
+    for (IoBank const& bank : banks)
+      if (std::none_of(bank.lanes.begin(), bank.lanes.end(), [&](ByteLane const& lane) { return lane.name == name; }))
+        list->refuse("lanes of all the banks (" + std::to_string(bank.number) + " has no " + name + ")");
+    names.insert(name);
+  }
+  return names;
+}
+
+void bond_banks(json_value entry, std::optional<BallRectangle> const& grid, Device const& device, Package& package,
+                PadBudget& budget) {
+  std::vector<IoBank> banks = take_blocks(entry.member("banks"), device.banks, package.banks);
+  const std::set<std::string> without = lanes_without_pins(entry, banks);
+  std::size_t pads = 0;
+  for (IoBank const& bank : banks)
+    for (ByteLane const& lane : bank.lanes)
+      if (without.count(lane.name) == 0) pads += lane.pads.size();
+  budget.take(entry, pads);
+  PinSource pins(entry, grid, pads);
+  for (IoBank& bank : banks) {
+    for (std::size_t lane = 0; lane < bank.lanes.size(); ++lane) {
+      if (without.count(bank.lanes[lane].name) != 0) continue;
+      std::vector<Pad>& all = bank.lanes[lane].pads;
+      for (std::size_t i = 0; i < all.size(); ++i)
+        pins.lead(all[i], {PinSite::Kind::io_bank, bank.number, static_cast<int>(lane), static_cast<int>(i)}, package);
+    }
+    package.banks.push_back(std::move(bank));
+  }
+}
+
+void bond_quads(json_value entry, std::optional<BallRectangle> const& grid, Device const& device, Package& package,
+                PadBudget& budget) {
+  std::vector<Quad> quads = take_blocks(entry.member("quads"), device.quads, package.quads);
+  std::size_t pads = 0;
+  for (Quad const& quad : quads) pads += quad.pads.size();
+  budget.take(entry, pads);
+  PinSource pins(entry, grid, pads);
+  for (Quad& quad : quads) {
+    for (std::size_t i = 0; i < quad.pads.size(); ++i)
+      pins.lead(quad.pads[i], {PinSite::Kind::quad, quad.number, 0, static_cast<int>(i)}, package);
+    package.quads.push_back(std::move(quad));
+  }
+}
+
+template <class Block>
+void sort_by_number(std::vector<Block>& blocks) {
+  std::sort(blocks.begin(), blocks.end(), [](Block const& a, Block const& b) { return a.number < b.number; });
+}
+
+Package read_package(json_value value, Device const& device, PadBudget& budget) {
+  value.allow_only({"name", "grid", "properties", "bonded"});
+  Package package;
+  package.name = word(value.member("name"));
+  package.properties = properties(value.find("properties"));
+  std::optional<BallRectangle> grid;
+  if (const auto text = value.find("grid")) grid = with_pattern(*text, [&] { return ball_rectangle(text->text()); });
+  for (const json_value entry : value.member("bonded").items()) {
+    if (entry.find("quads")) {
+      entry.allow_only({"quads", "pins"});
+      bond_quads(entry, grid, device, package, budget);
+    } else {
+      entry.allow_only({"banks", "pins", "without_lanes"});
+      bond_banks(entry, grid, device, package, budget);
+    }
+  }
+  sort_by_number(package.banks);
+  sort_by_number(package.quads);
+  return package;
+}
+
+}  // namespace
+
+void pair_pads(std::vector<Pad>& pads) {
+  std::map<std::string, std::size_t> places;
+  for (std::size_t i = 0; i < pads.size(); ++i) places.emplace(pads[i].name, i);
+  for (std::size_t i = 0; i < pads.size(); ++i) {
+    std::string name = pads[i].name;
+    if (name.back() != 'P') continue;
+    name.back() = 'N';
+    const auto other = places.find(name);
+    if (other == places.end()) continue;
+    Pad& negative = pads[other->second];
+    negative.partner = static_cast<int>(i);
+    negative.positive = false;
+    pads[i].partner = static_cast<int>(other->second);
+  }
+}
+
+void PadBudget::take(json_value value, std::size_t pads) {
+  used_ += pads;
+  if (used_ > kMostPads)
+    value.refuse("a device of at most " + std::to_string(kMostPads) + " pads and pins in all its packages");
+}
+
+void read_banks(json_value layouts_list, json_value list, Device& device, UniqueNames& pad_names, PadBudget& budget) {
+  const std::map<std::string, Layout> layouts = read_layouts(layouts_list, budget);
+  for (const json_value value : list.items()) {
+    value.allow_only({"numbers", "layout", "slr"});
+    const auto layout = layouts.find(value.member("layout").text());
+    if (layout == layouts.end()) value.member("layout").refuse("the name of a bank layout");
+    const int slr = read_slr(value.member("slr"), device);
+    for (const int number : expand_numbers(value.member("numbers"))) {
+      IoBank bank = layout->second.bank;
+      bank.number = number;
+      bank.slr = slr;
+      name_pads(layout->second, bank, pad_names, budget);
+      device.banks.push_back(std::move(bank));
+    }
+  }
+  sort_by_number(device.banks);
+  for (std::size_t i = 1; i < device.banks.size(); ++i)
+    if (device.banks[i - 1].number == device.banks[i].number)
+      list.refuse("banks of different numbers (" + std::to_string(device.banks[i].number) + " occurs twice)");
+}
+
+void read_packages(json_value list, Device& device, PadBudget& budget) {
+  UniqueNames names;
+  for (const json_value value : list.items()) {
+    device.packages.push_back(read_package(value, device, budget));
+    names.add(value.member("name"), device.packages.back().name);
+  }
+  if (device.packages.empty()) list.refuse("at least one package");
+}
+
+}  // namespace kdi::device

@@ -1,0 +1,8 @@
+# Devices, parts and the data behind them.
+find_package(nlohmann_json REQUIRED)
+add_unit_test(device_data_test LABELS "platform;device" LINKS kdi_device)
+add_unit_test(device_parts_test LABELS "platform;device" LINKS kdi_device)
+add_unit_test(device_pattern_test LABELS "platform;device" LINKS kdi_device)
+target_include_directories(device_pattern_test PRIVATE ${PROJECT_SOURCE_DIR}/platform/device)
+add_unit_test(device_reader_test LABELS "platform;device" LINKS "kdi_device;nlohmann_json::nlohmann_json")
+target_compile_definitions(test_support INTERFACE IPTASKS_SOURCE_DIR="${PROJECT_SOURCE_DIR}")

@@ -1,0 +1,292 @@
+// Device files that are wrong: each fault is told with its file, line and field, and the schema agrees with the reader.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "common/KdiFile.h"
+#include "common/KdiJson.h"
+#include "device/host/PartCatalogue.h"
+#include "json_schema.h"
+#include "scratch.h"
+
+namespace {
+
+using namespace kdi::device;
+using nlohmann::json;
+
+const std::string kDevices = IPTASKS_DATA_DIR "/devices";
+
+json file_of(std::string const& name) { return json::parse(kdi::read_file(kDevices + "/" + name)); }
+
+// A device with its family's members, as one file.
+json merged(std::string const& device) {
+  json own = file_of(device + ".json");
+  json family = file_of("families/" + own.at("base").get<std::string>() + ".json");
+  own.erase("base");
+  family.update(own);
+  return family;
+}
+
+json const& whole() {
+  static const json device = merged("brvn2104");
+  return device;
+}
+
+// What the reader says of a text; empty if it is content.
+std::string fault_of(std::string const& text) {
+  try {
+    read_device_text(text, "f.json", {});
+  } catch (kdi::json_error const& error) {
+    return error.what();
+  }
+  return {};
+}
+
+// The same without "<file>:<line>: ".
+std::string fault_without_line(json const& device) {
+  const std::string fault = fault_of(device.dump(1));
+  const std::size_t colon = fault.find(": ");
+  return colon == std::string::npos ? fault : fault.substr(colon + 2);
+}
+
+TEST(DeviceReader, TakesAFileThatNeedsNoFamily) {
+  const std::vector<Part> parts = read_device_text(whole().dump(), "f.json", {});
+  EXPECT_EQ(parts.size(), 16u);
+  EXPECT_EQ(parts.front().device->name, "brvn2104");
+}
+
+TEST(DeviceReader, NamesFileLineAndField) {
+  EXPECT_EQ(fault_of("{\n\"format\": 2}"), "f.json:2: format: expected an integer from 1 to 1, found the number 2");
+  EXPECT_EQ(fault_of("{\"format\": 1,\n\n \"devise\": 1}").substr(0, 17), "f.json:3: devise:");
+  EXPECT_EQ(fault_of("[]"), "f.json:1: top level: expected an object, found a list");
+  EXPECT_EQ(fault_of("{\"format\": 1}"), "f.json:1: top level: expected a field \"device\", found none");
+}
+
+TEST(DeviceReader, NamesTheFamilyFileWhereTheFaultIsThere) {
+  const Scratch scratch;
+  json family = file_of("families/zorvan1.json");
+  family["clock_primitives"][0]["limits"]["-1"]["vco_mhz"] = {1440, 640};
+  scratch.file("families/zorvan1.json", family.dump(1));
+  const std::string device = scratch.file("zrv7030.json", file_of("zrv7030.json").dump(1));
+  try {
+    read_device_file(device, {});
+    FAIL() << "read";
+  } catch (kdi::json_error const& error) {
+    const std::string text = error.what();
+    EXPECT_EQ(text.rfind(scratch.path("families/zorvan1.json") + ":", 0), 0u) << text;
+    EXPECT_NE(text.find("clock_primitives[0].limits.-1.vco_mhz: expected the lowest value before the highest"),
+              std::string::npos)
+        << text;
+  }
+}
+
+TEST(DeviceReader, WantsTheFileNamedLikeItsDevice) {
+  const Scratch scratch;
+  const std::string path = scratch.file("other.json", whole().dump(1));
+  try {
+    read_device_file(path, {});
+    FAIL() << "read";
+  } catch (kdi::json_error const& error) {
+    EXPECT_NE(std::string(error.what()).find("device: expected the file's own name, found "), std::string::npos);
+  }
+  EXPECT_THROW(read_device_file(scratch.path("none.json"), {}), kdi::file_error);
+}
+
+struct Edit {
+  char const* at;     ///< pointer to the member
+  json value;         ///< null: the member is taken away
+  char const* fault;  ///< how the fault's text begins
+};
+
+json edited(Edit const& edit) {
+  json device = whole();
+  const json::json_pointer at(edit.at);
+  if (!edit.value.is_null())
+    device[at] = edit.value;
+  else if (device.at(at.parent_pointer()).is_array())
+    device.at(at.parent_pointer()).erase(std::stoul(at.back()));
+  else
+    device.at(at.parent_pointer()).erase(at.back());
+  return device;
+}
+
+TEST(DeviceReader, RefusesWhatDoesNotFitTogether) {
+  const Edit edits[] = {
+      {"/base", "nowhere", "base: expected the name of a family that has a file families/nowhere.json in a device dir"},
+      {"/device", "a b", "device: expected a word of letters, digits and _-+., at most 64 long"},
+      {"/slrs/0/master", false, "slrs: expected SLRs of which exactly one is the master"},
+      {"/slrs/1", {{"name", "SLR0"}, {"master", false}}, "slrs[1].name: expected a name that does not occur twice"},
+      {"/counts/MMCN", 3, "counts.MMCN: expected the name of a clock primitive, a clock buffer or a block memory"},
+      {"/counts/MMCM", 0, "counts.MMCM: expected an integer from 1 to 10000000"},
+      {"/speed_grades/1/name", "-1LHP", "speed_grades[1].name: expected a name that does not occur twice"},
+      {"/speed_grades/0/keys",
+       {{"MMCM_FVCO_MIN", 1}},
+       "speed_grades[0].keys.MMCM_FVCO_MIN: expected a key that no limit has"},
+      {"/clock_primitives/0/limits/-3", json::object(),
+       "clock_primitives[0].limits.-3: expected the name of a speed grade"},
+      {"/clock_primitives/0/limits/-1LHP", nullptr, "clock_primitives[0].limits: expected a field \"-1LHP\""},
+      {"/clock_primitives/0/limits/-1LHP/phy_mhz",
+       {1, 2},
+       "clock_primitives[0].limits.-1LHP.phy_mhz: expected limits of a special output only for"},
+      {"/clock_primitives/2/limits/-1LHP/phy_mhz", nullptr, "clock_primitives[2].limits.-1LHP: expected a field"},
+      {"/clock_primitives/0/limits/-1LHP/vco_mhz/0", 0, "clock_primitives[0].limits.-1LHP.vco_mhz[0]: expected a num"},
+      {"/clock_primitives/0/multiply/max", 3, "clock_primitives[0].multiply.max: expected an integer from 4"},
+      {"/clock_primitives/0/kind", "dll", "clock_primitives[0].kind: expected "},
+      {"/clock_primitives/1/name", "MMCM", "clock_primitives[1].name: expected a name that does not occur twice"},
+      {"/clock_primitives/0/loops/OPTIMIZED", nullptr, "clock_primitives[0].loops: expected a field \"OPTIMIZED\""},
+      {"/clock_primitives/0/outputs/1",
+       {{"count", 32},
+        {"divide", {{"min", 1}, {"max", 2}}},
+        {"phase_steps_per_vco_period", 8},
+        {"phase_max_vco_periods", 1},
+        {"duty_steps_per_vco_period", 2}},
+       "clock_primitives[0].outputs: expected from 1 to 32 outputs in all"},
+      {"/block_memories/0/single_port/0", {9216, 2}, "block_memories[0].single_port[0]: expected a shape of at most"},
+      {"/block_memories/0/single_port/1",
+       {1024, 9},
+       "block_memories[0].single_port[1]: expected a shape that does not"},
+      {"/transceivers/0/limits/-1LHP/line_rate_gbps/1",
+       {20, 30},
+       "transceivers[0].limits.-1LHP.line_rate_gbps[1]: expected line rates above those before"},
+      {"/transceivers/0/limits/-1LHP/vco_ghz/XPLL",
+       {1, 2},
+       "transceivers[0].limits.-1LHP.vco_ghz.XPLL: expected the name of one of the transceiver's PLLs"},
+      {"/transceivers/1/type", "GTYP", "transceivers[1].type: expected a type that does not occur twice"},
+      {"/quads/0/type", "GTX", "quads[0].type: expected the type of a transceiver"},
+      {"/quads/0/numbers/0", "{700..702}",
+       "quads[0].numbers: expected numbers that no bank and no other quad has (700"},
+      {"/quads/0/slr", 1, "quads[0].slr: expected an integer from 0 to 0"},
+      {"/banks/0/layout", "none", "banks[0].layout: expected the name of a bank layout"},
+      {"/banks/0/numbers/0", "700", "banks: expected banks of different numbers (700 occurs twice)"},
+      {"/banks/0/numbers/0", "3x2", "banks[0].numbers: expected patterns of numbers"},
+      {"/banks/0/numbers/0", "{1..2", "banks[0].numbers[0]: expected braces in pairs that do not nest"},
+      {"/bank_layouts/0/pad_name", "IO_{site}", "bank_layouts[0].pad_name: expected a name that does not occur twice"},
+      {"/bank_layouts/0/pad_name", "IO_{pad}",
+       "bank_layouts[0].pad_name: expected only places of the names {bank}, {l"},
+      {"/bank_layouts/0/lanes/0/strobe/0", "L9P", "bank_layouts[0].lanes[0].strobe: expected sites of the lane (L9P"},
+      {"/bank_layouts/0/lanes/1/names/0", "B3", "bank_layouts[0].lanes[1].names: expected a name that does not occur"},
+      {"/packages/0/bonded/0/pins/0", "A8:J24",
+       "packages[0].bonded[0].pins: expected as many balls as there are pads, "
+       "162 (here 153)"},
+      {"/packages/0/bonded/0/pins/0", "A9:J26", "packages[0].bonded[0].pins[0]: expected balls of the package's grid"},
+      {"/packages/0/bonded/1/pins/0", "J8:P20", "packages[0].bonded[1]: expected pins of one pad each (J8 has two)"},
+      {"/packages/0/bonded/0/banks/0", "{699..701}", "packages[0].bonded[0].banks: expected numbers that the die has"},
+      {"/packages/0/bonded/1/banks/0", "{700..702}",
+       "packages[0].bonded[1].banks: expected numbers that the package d"},
+      {"/packages/0/bonded/0/without_lanes", json::array({"Z"}),
+       "packages[0].bonded[0].without_lanes: expected lanes of all the ba"},
+      {"/packages/0/bonded/3/without_lanes", json::array({"Z"}), "packages[0].bonded[3].without_lanes: expected "},
+      {"/packages/0/bonded/0/banks", nullptr, "packages[0].bonded[0]: expected a field \"banks\""},
+      {"/packages/1/name", "a625", "packages[1].name: expected a name that does not occur twice"},
+      {"/packages", json::array(), "packages: expected at least one package"},
+      {"/processing_system/mio_pins", 77,
+       "processing_system.mio_pins: expected the number of pads in banks of kind MIO"},
+      {"/controller_sites/0/banks/0", "{700..706}", "controller_sites[0].banks: expected banks of the site's SLR (706"},
+      {"/controller_sites/1/banks/0", "702", "controller_sites[1].banks: expected banks of one site alone (702"},
+      {"/controller_sites/0/controller", "SOFTMC",
+       "controller_sites[0].controller: expected a controller that is hard"},
+      {"/controller_sites/1/name", "DDRMC_0", "controller_sites[1].name: expected a name that does not occur twice"},
+      {"/power/clocks/0/primitive", "MM", "power.clocks[0].primitive: expected the name of a clock primitive"},
+      {"/power/memories/0/type", "DDR1", "power.memories[0].type: expected the type of a controller's memory"},
+      {"/power/memories/1/type", "DDR4", "power.memories[1].type: expected a name that does not occur twice"},
+      {"/power/transceivers/0/pll_w/RPLL0", nullptr, "power.transceivers[0].pll_w: expected a field \"RPLL0\""},
+      {"/power/transceivers/0/pll_w/QPLL", 1,
+       "power.transceivers[0].pll_w.QPLL: expected the name of one of the trans"},
+      {"/power/transceivers/0/points/1/line_rate_gbps", 1,
+       "power.transceivers[0].points[1].line_rate_gbps: expected a line rate above the one before it"},
+      {"/part_name", "x{device}", "part_name: expected a pattern that begins with {device}"},
+      {"/part_name", "{device}-{package}", "part_name: expected a name that does not occur twice"},
+      {"/part_name", "{device} {package}{speed}{temperature}{stage}", "part_name: expected a pattern of words"},
+      {"/part_name", "{device}{grade}", "part_name: expected only places of the names {device}, {package}, {screen}, "},
+      {"/name_fields/0/field", "speed", "name_fields[0].field: expected a name that does not occur twice"},
+      {"/name_fields/0/values", json::array(), "name_fields[0].values: expected from one value to 2000 combinations"},
+      {"/properties", {{"a b", "x"}}, "properties.a b: expected a property whose name is a word"},
+  };
+  for (Edit const& edit : edits) {
+    const std::string fault = fault_without_line(edited(edit));
+    EXPECT_EQ(fault.substr(0, std::string(edit.fault).size()), edit.fault) << edit.at;
+  }
+}
+
+TEST(DeviceReader, RefusesMoreThanMemoryShouldHold) {
+  EXPECT_NE(fault_without_line(edited({"/banks/0/numbers/0", "{10000..29999}", ""})).find("at most 100000 pads"),
+            std::string::npos);
+  EXPECT_NE(fault_without_line(edited({"/banks/0/numbers/0", "{0..99999999}", ""})).find("at most 20000 names"),
+            std::string::npos);
+  json many = whole();
+  many["name_fields"][1]["values"] = json::array();
+  for (int i = 0; i < 600; ++i) many["name_fields"][1]["values"].push_back({{"value", "S" + std::to_string(i)}});
+  EXPECT_NE(fault_without_line(many).find("combinations"), std::string::npos);
+  const std::string deep(100000, '[');
+  EXPECT_NE(fault_of("{\"format\": " + deep), "");
+}
+
+// Changes one value of a device at random.
+json mutated(json const& device, std::mt19937& random) {
+  const json flat = device.flatten();
+  std::vector<std::string> places;
+  for (auto const& entry : flat.items()) places.push_back(entry.key());
+  json::json_pointer at(places[random() % places.size()]);
+  for (unsigned up = random() % 4; up > 0 && !at.parent_pointer().empty(); --up) at = at.parent_pointer();
+  json changed = device;
+  const json values[] = {nullptr, true, -1, 1e13, 0.5, "word", "two words", json::array(), json::object(), 3, ""};
+  switch (random() % 3) {
+    case 0:
+      if (changed.at(at.parent_pointer()).is_object()) {
+        changed.at(at.parent_pointer()).erase(at.back());
+        return changed;
+      }
+      [[fallthrough]];
+    case 1:
+      changed[at] = values[random() % std::size(values)];
+      return changed;
+    default:
+      if (changed.at(at).is_object())
+        changed[at]["more"] = values[random() % std::size(values)];
+      else
+        changed[at] = values[random() % std::size(values)];
+      return changed;
+  }
+}
+
+// A person writes a file with the schema at hand: what it forbids, the reader refuses as well, with a place.
+TEST(DeviceSchema, ForbidsNothingThatTheReaderTakes) {
+  const JsonSchema schema(file_of("schema.json"));
+  const unsigned seed = std::random_device{}();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  int forbidden = 0, allowed = 0;
+  for (char const* const name : {"brvn2104", "zrv7030"}) {
+    const json device = merged(name);
+    for (int i = 0; i < 300; ++i) {
+      const json changed = mutated(device, random);
+      const std::string fault = fault_of(changed.dump(1));
+      const bool accepted = schema.accepts(changed);
+      (accepted ? allowed : forbidden) += 1;
+      EXPECT_TRUE(accepted || !fault.empty()) << json::diff(device, changed).dump();
+      if (fault.empty()) continue;
+      EXPECT_EQ(fault.rfind("f.json:", 0), 0u) << fault;
+      EXPECT_GT(std::stoi(fault.substr(7)), 0) << fault;
+    }
+  }
+  EXPECT_GT(forbidden, 200);  // so that the comparison means something
+  EXPECT_GT(allowed, 0);
+}
+
+TEST(DeviceSchema, TakesAllShippedFiles) {
+  const JsonSchema schema(file_of("schema.json"));
+  int files = 0;
+  for (std::string const& folder : {std::string(), std::string("families/")})
+    for (auto const& entry : std::filesystem::directory_iterator(kDevices + "/" + folder)) {
+      const std::string name = entry.path().filename();
+      if (entry.path().extension() != ".json" || name == "schema.json") continue;
+      EXPECT_TRUE(schema.accepts(file_of(folder + name))) << name;
+      ++files;
+    }
+  EXPECT_GE(files, 8);
+}
+
+}  // namespace
