@@ -41,18 +41,21 @@ Value const& value_of(Words<Value> const& words, char const* what, std::string c
   return usual.value;
 }
 
-/// Watts by contributor.
+/// Watts by contributor. However wild the data and the record are, each fits a float.
 class Terms {
  public:
   explicit Terms(std::map<std::string, float>& breakdown) : breakdown_(breakdown) { breakdown.clear(); }
 
   void add(char const* contributor, double watts) {
+    watts = std::min(watts, kMostWatts);
     breakdown_[contributor] += static_cast<float>(watts);
     total_ += watts;
   }
   float total() const { return static_cast<float>(total_); }
 
  private:
+  static constexpr double kMostWatts = 1e30;
+
   std::map<std::string, float>& breakdown_;
   double total_ = 0;
 };
