@@ -165,7 +165,7 @@ Model read_model(json_value root) {
 // The model in the first data root that has a file for the generation; null if none has.
 std::unique_ptr<Model const> load(std::string const& generation) {
   for (std::string const& directory : data_directories("power")) {
-    const std::string path = directory + "/" + generation + ".json";
+    const std::string path = (std::filesystem::path(directory) / (generation + ".json")).string();
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(path, ignored)) continue;
     const json_file file(path);
