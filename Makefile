@@ -41,6 +41,9 @@ check: packages build/release/build.ninja build/asan/build.ninja build/fuzz/buil
 	ctest --preset release
 
 bench: release
+ifndef IPTASKS_NO_INSTALL
+	@./tools/install_packages.sh python3 python3-scipy
+endif
 	cmake --build --preset release --target bench
 
 fuzz: packages build/fuzz/build.ninja

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Installs what building, testing and running this project needs, from Debian's packages. Does nothing if all is there.
+# Installs what building, testing and running this project needs, from Debian's packages; further ones can be named as
+# arguments. Does nothing if all is there.
 set -eu
 packages="
   g++ cmake ninja-build make git
@@ -8,6 +9,7 @@ packages="
   libgtest-dev libgmock-dev libfftw3-dev locales
   clang libclang-rt-dev clang-format clang-tidy
   valgrind gcovr
+  $*
 "
 missing=""
 for package in $packages; do

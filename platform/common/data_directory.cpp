@@ -35,7 +35,6 @@ std::vector<fs::path> data_roots() {
     roots.push_back(library / "../share/iptasks/data");     // <prefix>/lib
     roots.push_back(library / "../../share/iptasks/data");  // <prefix>/lib/<triplet>
   }
-  roots.emplace_back(KDI_SOURCE_DATA_DIR);
   return roots;
 }
 

@@ -1,7 +1,7 @@
 // Where the platform's data files are.
 //
-// The data roots are those of the environment variable KDI_DATA_DIR, separated by colons, then the installed data
-// beside this library, then the source tree that it was built from. The first root that has what is asked for is taken.
+// The data roots are those of the environment variable KDI_DATA_DIR, separated by colons, then the data beside
+// this library, installed or in a build tree. The first root that has what is asked for is taken.
 #pragma once
 
 #include <string>

@@ -2,10 +2,11 @@
 // A keyword that it does not know is an error, so that no part of a schema goes unchecked.
 #pragma once
 
+#include <regex.h>
+
 #include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <stdexcept>
 #include <string>
 
@@ -35,7 +36,7 @@ class JsonSchema {
     if (keyword == "minimum") return !value.is_number() || value.get<double>() >= rule.get<double>();
     if (keyword == "maximum") return !value.is_number() || value.get<double>() <= rule.get<double>();
     if (keyword == "pattern")
-      return !value.is_string() || std::regex_search(value.get<std::string>(), pattern(rule.get<std::string>()));
+      return !value.is_string() || pattern(rule.get<std::string>()).matches(value.get<std::string>());
     if (value.is_object()) return keeps_as_object(schema, keyword, rule, value);
     if (value.is_array()) return keeps_as_list(keyword, rule, value);
     return is_known(keyword);
@@ -82,8 +83,25 @@ class JsonSchema {
     throw std::logic_error("the schema has an unknown type: " + type);
   }
 
-  std::regex const& pattern(std::string const& text) const { return patterns_.try_emplace(text, text).first->second; }
+  // A POSIX extended expression: std::regex does not compile without warnings under the sanitizers.
+  class Pattern {
+   public:
+    explicit Pattern(std::string const& text) {
+      if (::regcomp(&compiled_, text.c_str(), REG_EXTENDED | REG_NOSUB) != 0)
+        throw std::logic_error("the schema has a pattern of another kind: " + text);
+    }
+    Pattern(Pattern const&) = delete;
+    Pattern& operator=(Pattern const&) = delete;
+    ~Pattern() { ::regfree(&compiled_); }
+
+    bool matches(std::string const& text) const { return ::regexec(&compiled_, text.c_str(), 0, nullptr, 0) == 0; }
+
+   private:
+    ::regex_t compiled_;
+  };
+
+  Pattern const& pattern(std::string const& text) const { return patterns_.try_emplace(text, text).first->second; }
 
   nlohmann::json root_;
-  mutable std::map<std::string, std::regex> patterns_;
+  mutable std::map<std::string, Pattern> patterns_;
 };

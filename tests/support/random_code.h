@@ -2,22 +2,12 @@
 #pragma once
 
 #include <algorithm>
-#include <random>
 #include <vector>
 
 #include "fec/records.h"
+#include "random.h"
 
 namespace test_support {
-
-class Random {
- public:
-  explicit Random(unsigned seed) : engine_(seed) {}
-  unsigned below(unsigned bound) { return static_cast<unsigned>(engine_() % bound); }
-  bool one_in(unsigned n) { return below(n) == 0; }
-
- private:
-  std::mt19937_64 engine_;
-};
 
 /// What the analyser may be given, also what no compiler would make: columns twice in a layer, columns that do not
 /// exist, layers without operations, fewer operations than the layers count.

@@ -1,4 +1,6 @@
 // Every chain of the catalogue, measured: the tables as they are compiled in, against responses computed here directly.
+#include "dsp/ducddcgen/ducddc_catalogue.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "dsp/ducddcgen/ducddc_catalogue.h"
 #include "dsp/ducddcgen/ducddcgen.h"
 #include "rules.h"
 
@@ -34,7 +35,7 @@ struct Named {
 };
 
 template <class Row, class Key>
-Row row_of(std::vector<Row> const& rows, Key Row::* key, Key value) {
+Row row_of(std::vector<Row> const& rows, Key Row::*key, Key value) {
   for (Row const& row : rows)
     if (row.*key == value) return row;
   ADD_FAILURE() << "no row for " << value;
@@ -73,8 +74,7 @@ class Response {
  public:
   explicit Response(TapStage const& stage) : values_(kPoints + 1) {
     const std::vector<double> taps = taps_of(stage);
-    for (std::size_t i = 0; i <= kPoints; ++i)
-      values_[i] = amplitude(taps, 0.5 * static_cast<double>(i) / kPoints);
+    for (std::size_t i = 0; i <= kPoints; ++i) values_[i] = amplitude(taps, 0.5 * static_cast<double>(i) / kPoints);
   }
   // At any frequency in cycles per sample; the response is even and has period 1.
   double operator()(double frequency) const {
@@ -276,8 +276,8 @@ TEST(DucDdcCatalogue, EveryChainKeepsItsTargets) {
   for (Record const& record : database) {
     const std::string name = name_of(record);
     const Named named = parse(name);
-    std::vector<int> key{record.tap_stage_index, record.stage_count, record.mixer_stage, named.down, named.channel.chbw,
-                         named.passband_mhz, named.rf.frf, named.carriers};
+    std::vector<int> key{record.tap_stage_index, record.stage_count, record.mixer_stage, named.down,
+                         named.channel.chbw,     named.passband_mhz, named.rf.frf,       named.carriers};
     for (int s = 0; s < record.stage_count; ++s) key.push_back(per_stage_data[record.step_offset + s]);
     if (!seen.try_emplace(key, name).second) continue;
 

@@ -77,7 +77,8 @@ TEST(Equiripple, AlternatesAsTheTheoremDemands) {
   }
 }
 
-// The best fit on a set of points is never worse than any other filter there, and the general exchange finds it another way.
+// The best fit on a set of points is never worse than any other filter there, and the general exchange finds it another
+// way.
 TEST(Equiripple, EqualsTheGeneralExchange) {
   for (int length : {7, 15, 31, 45}) {
     const std::vector<Band> bands{{0, 0.11, 1}, {0.17, 0.28, 0, 2}, {0.35, 0.5, 0.5}};
@@ -161,7 +162,8 @@ TEST(Halfband, EqualsTheGeneralExchange) {
     const fir::LinearFit fit = fir::stiefel_exchange(
         3001, static_cast<std::size_t>((length + 1) / 4),
         [&](std::size_t i, std::size_t k) {
-          return 2 * std::cos(2 * std::numbers::pi * static_cast<double>(2 * k + 1) * edge * static_cast<double>(i) / 3000);
+          return 2 *
+                 std::cos(2 * std::numbers::pi * static_cast<double>(2 * k + 1) * edge * static_cast<double>(i) / 3000);
         },
         [](std::size_t) { return 0.5; });
     EXPECT_NEAR(design.ripple, fit.error, 0.002 * fit.error);

@@ -147,9 +147,9 @@ TEST(DataRoots, AreTheFirstThatHaveTheFamily) {
 }
 
 TEST(DataRoots, EndWithTheProjectsOwnData) {
-  EXPECT_EQ(HUTEnv::getKDIDataDir("messages"), IPTASKS_DATA_DIR);
+  EXPECT_TRUE(std::filesystem::equivalent(HUTEnv::getKDIDataDir("messages"), IPTASKS_DATA_DIR));
   const Environment roots("KDI_DATA_DIR", "/nonexistent");
-  EXPECT_EQ(HUTEnv::getKDIDataDir("messages"), IPTASKS_DATA_DIR);
+  EXPECT_TRUE(std::filesystem::equivalent(HUTEnv::getKDIDataDir("messages"), IPTASKS_DATA_DIR));
 }
 
 }  // namespace

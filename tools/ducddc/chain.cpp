@@ -10,14 +10,14 @@ namespace {
 
 constexpr int kDistributedDepth = 64;  // words that distributed memory holds at no cost in block memory
 constexpr int kLongestFilter = 249;
-constexpr int kLargestFigure = 255;    // the tables hold figures as bytes
+constexpr int kLargestFigure = 255;  // the tables hold figures as bytes
 
 int divide_up(int value, int by) { return (value + by - 1) / by; }
 
 }  // namespace
 
-// The shortest filter of a family whose ripple is at most `ripple`. What was designed on the way is kept: another number
-// of carriers asks for another length of the same family.
+// The shortest filter of a family whose ripple is at most `ripple`. What was designed on the way is kept: another
+// number of carriers asks for another length of the same family.
 template <class Design>
 int FilterBank::shortest(std::vector<Hertz> const& family, int step, double gap, double ripple, Design design) {
   std::map<int, int>& lengths = known_[family];
@@ -48,8 +48,9 @@ int FilterBank::channel_filter(Channel const& channel, int carriers) {
   const double pass = static_cast<double>(channel.pass) / rate;
   const double stop = rules_.stop_edge_per_width * static_cast<double>(channel.width) / rate;
   return shortest({1, channel.pass / divisor, channel.width / divisor, channel.base_rate / divisor}, 1, stop - pass,
-                  rules_.channel_ripple / std::sqrt(carriers),
-                  [&](int length) { return fir::equiripple(length, {{0, pass, 1}, {stop, 0.5, 0}}); });
+                  rules_.channel_ripple / std::sqrt(carriers), [&](int length) {
+                    return fir::equiripple(length, {{0, pass, 1}, {stop, 0.5, 0}});
+                  });
 }
 
 std::string Demand::name() const {
@@ -60,9 +61,9 @@ std::string Demand::name() const {
 
 namespace {
 
-// Products for one sample of the lower rate. Taps that are 0 take none. The channel filter adds the samples of a pair of
-// equal taps first, and so does a half-band filter, whose middle tap is a shift; the branches of a third- or fifth-band
-// filter mirror one another, and none is symmetric by itself.
+// Products for one sample of the lower rate. Taps that are 0 take none. The channel filter adds the samples of a pair
+// of equal taps first, and so does a half-band filter, whose middle tap is a shift; the branches of a third- or
+// fifth-band filter mirror one another, and none is symmetric by itself.
 int products_of(Filter const& filter) {
   const int length = static_cast<int>(filter.taps.size());
   if (filter.step == 1) return (length + 1) / 2;
@@ -114,7 +115,8 @@ Mixer mixer_of(int carriers, int cycles, bool real) {
 }
 
 int growth_of_mixer(Demand const& demand, bool real) {
-  if (demand.kind->name == "ddc") return real ? 0 : 1;  // a turned complex sample is up to sqrt(2) as large in a component
+  if (demand.kind->name == "ddc")
+    return real ? 0 : 1;  // a turned complex sample is up to sqrt(2) as large in a component
   int bits = 0;
   while ((1 << bits) < demand.carriers) ++bits;
   return std::min(bits, 3);  // more than eight independent carriers do not peak together
@@ -143,8 +145,9 @@ bool try_chain(Rules const& rules, FilterBank& bank, Demand const& demand, std::
       chain.mixer_growth = growth_of_mixer(demand, real);
       chain.cost += mixer.paths * mixer.dsps;
     }
-    const int index = step == 1 ? bank.channel_filter(*demand.channel, demand.carriers)
-                                : bank.rate_change(step, composite ? composite_edge : carrier_edge, rate, demand.carriers);
+    const int index = step == 1
+                          ? bank.channel_filter(*demand.channel, demand.carriers)
+                          : bank.rate_change(step, composite ? composite_edge : carrier_edge, rate, demand.carriers);
     if (index < 0) return false;
     const Signal signal{composite ? 1 : demand.carriers, composite && s == 0 && demand.real_if ? 1 : 2};
     Stage stage{};

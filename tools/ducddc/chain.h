@@ -1,14 +1,16 @@
 // One chain of the catalogue: its stages from the radio side to base band, where the mixer stands, what it costs.
 //
 // Model, the same for up- and down-conversion (one is the other transposed):
-// - A stage changes the rate by its step M between the higher rate (radio side) and the lower one. The last stage, at the
+// - A stage changes the rate by its step M between the higher rate (radio side) and the lower one. The last stage, at
+// the
 //   base-band rate, is the channel filter with step 1.
 // - On the base-band side of the mixer a stage carries C carriers, on the radio side one composite signal; without a
 //   mixer (one carrier) the whole chain carries one.
 // - In-phase and quadrature part each have paths of their own. A path takes as many carriers in turn as there are clock
 //   cycles in a sample of the higher rate. Next to a real intermediate frequency the composite's first stage has one
 //   real path.
-// - Of a path: products for a sample of the lower rate are counted with symmetry used and zeros skipped; they are spread
+// - Of a path: products for a sample of the lower rate are counted with symmetry used and zeros skipped; they are
+// spread
 //   over the clock cycles that its carriers leave to each, which gives the multipliers (DSPs).
 #pragma once
 
@@ -65,14 +67,14 @@ struct Demand {
 };
 
 struct Stage {
-  int filter;      // in the bank
+  int filter;  // in the bank
   int step;
   int paths;
-  int carriers;    // carriers on one path
-  int products;    // for a sample of the lower rate
-  int turns;       // cycles of a multiplier that they take
-  int dsps;        // of one path
-  bool grows;      // by one bit
+  int carriers;  // carriers on one path
+  int products;  // for a sample of the lower rate
+  int turns;     // cycles of a multiplier that they take
+  int dsps;      // of one path
+  bool grows;    // by one bit
 };
 
 // What a build variant of a stage takes. Latency in clock cycles.

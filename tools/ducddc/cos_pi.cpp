@@ -22,12 +22,12 @@ constexpr double kOdd[] = {1, 6, 120, 5040, 362880, 39916800, 6227020800.0, 1307
 
 double cos_pi(double x) {
   x = std::fabs(x);
-  x -= 2 * std::floor(x / 2);   // 0 to 2, exact
-  if (x > 1) x = 2 - x;         // 0 to 1
+  x -= 2 * std::floor(x / 2);  // 0 to 2, exact
+  if (x > 1) x = 2 - x;        // 0 to 1
   const bool negative = x > 0.5;
-  if (negative) x = 1 - x;      // 0 to 1/2
+  if (negative) x = 1 - x;  // 0 to 1/2
   const bool as_sine = x > 0.25;
-  if (as_sine) x = 0.5 - x;     // 0 to 1/4
+  if (as_sine) x = 0.5 - x;  // 0 to 1/4
   const double angle = std::numbers::pi * x;
   const double value =
       as_sine ? angle * alternating_series(kOdd, angle * angle) : alternating_series(kEven, angle * angle);

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kLongest = 2047;
 constexpr int kPointsPerTerm = 32;  // of the grid on which M-th band filters are fitted
-constexpr double kDelicate = 1e-6;   // errors below would not survive the short way from polynomial to taps
+constexpr double kDelicate = 1e-6;  // errors below would not survive the short way from polynomial to taps
 constexpr double kFinest = 250;     // dB; errors below do not stand out from rounding
 
 void check_bands(std::vector<Band> const& bands) {
@@ -36,8 +36,8 @@ double narrowest_gap(std::vector<Band> const& bands) {
   return gap;
 }
 
-// Coefficients of cos(2 pi order f) for the orders first, first + stride ... that give the amplitude wanted at the nodes,
-// where it is known. To follow a polynomial far from its nodes instead would cost digits.
+// Coefficients of cos(2 pi order f) for the orders first, first + stride ... that give the amplitude wanted at the
+// nodes, where it is known. To follow a polynomial far from its nodes instead would cost digits.
 std::vector<double> coefficients_at_nodes(Approximation const& found, int first, int stride,
                                           double (*amplitude_of)(double value, double frequency)) {
   const std::size_t n = found.frequencies.size();

@@ -17,9 +17,9 @@ namespace fir {
 
 // A stretch of the frequency axis with the amplitude that is wanted there. The error is weighted before it is compared.
 struct Band {
-  double low, high;    // 0 <= low < high <= 0.5; bands ascend and do not touch
+  double low, high;  // 0 <= low < high <= 0.5; bands ascend and do not touch
   double desired;
-  double weight = 1;   // above 0
+  double weight = 1;  // above 0
 };
 
 struct Design {
@@ -35,8 +35,8 @@ struct Design {
 // zeros, and says so in `note`. Throws std::runtime_error where the exchange finds no rest.
 Design equiripple(int length, std::vector<Band> const& bands);
 
-// M-th band (Nyquist) filter for a rate change by `factor` M, 2, 3 or 5: h[c] is 1/M, every other M-th tap is exactly 0.
-// The error is the stop-band's, over the images k/M - edge to k/M + edge of the pass-band 0 to edge; what is between
+// M-th band (Nyquist) filter for a rate change by `factor` M, 2, 3 or 5: h[c] is 1/M, every other M-th tap is exactly
+// 0. The error is the stop-band's, over the images k/M - edge to k/M + edge of the pass-band 0 to edge; what is between
 // them is left free. Because the M images of such a filter sum to 1, the pass-band's error is at most (M - 1) times as
 // large; of a half-band filter (M = 2) it is the same. A demand that is too easy is met as in equiripple().
 // length: odd with (length - 1)/2 no multiple of M; edge: above 0, below 1/(2M).

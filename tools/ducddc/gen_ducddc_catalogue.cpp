@@ -75,9 +75,8 @@ std::vector<Row> rows_of(Rules const& rules, FilterBank& bank, Kind const& kind)
                              std::to_string(kind.records) + " are wanted");
   std::cerr << kind.name << ": " << rows.size() << " rows keep the rules, the cheapest " << kind.records
             << " are listed\n";
-  std::sort(rows.begin(), rows.end(), [](Row const& a, Row const& b) {
-    return std::tie(a.chain.cost, a.name) < std::tie(b.chain.cost, b.name);
-  });
+  std::sort(rows.begin(), rows.end(),
+            [](Row const& a, Row const& b) { return std::tie(a.chain.cost, a.name) < std::tie(b.chain.cost, b.name); });
   rows.resize(kind.records);
   std::sort(rows.begin(), rows.end(), [](Row const& a, Row const& b) { return a.name < b.name; });
   return rows;
@@ -183,8 +182,8 @@ class Tables {
 
   void report(std::ostream& out) const {
     out << count_ << " records, " << filters_.size() << " filters, " << coefficients_.size() << " coefficients, "
-        << stages_.values().size() << " stages, " << bytes_.values().size() << " bytes by stage, "
-        << resources_.size() << " resource rows, " << names_.text().size() << " bytes of names\n";
+        << stages_.values().size() << " stages, " << bytes_.values().size() << " bytes by stage, " << resources_.size()
+        << " resource rows, " << names_.text().size() << " bytes of names\n";
   }
 
  private:

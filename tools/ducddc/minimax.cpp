@@ -47,8 +47,8 @@ namespace {
 
 constexpr int kMostExchanges = 100;
 constexpr int kPointsPerCoefficient = 12;
-constexpr double kAtRest = 1e-7;      // relative: how close the largest error is to the reference's when it is over
-constexpr double kRounding = 4e-15;   // of the values wanted: differences that say nothing
+constexpr double kAtRest = 1e-7;     // relative: how close the largest error is to the reference's when it is over
+constexpr double kRounding = 4e-15;  // of the values wanted: differences that say nothing
 
 // A place on the axis.
 struct Place {
@@ -175,11 +175,10 @@ class RemezExchange {
   }
 
  private:
-  Place place_at(std::size_t band, double frequency) const {
-    return {band, frequency, demand_.at(band, frequency), 0};
-  }
+  Place place_at(std::size_t band, double frequency) const { return {band, frequency, demand_.at(band, frequency), 0}; }
 
-  // Place i of n along a band, 0 to 1: evenly, but for the cells at its ends, where extrema crowd; they are halved twice.
+  // Place i of n along a band, 0 to 1: evenly, but for the cells at its ends, where extrema crowd; they are halved
+  // twice.
   static double along(std::size_t i, std::size_t n) {
     const double cells = static_cast<double>(n - 1) - 4;
     if (cells < 2) return static_cast<double>(i) / static_cast<double>(n - 1);
@@ -197,8 +196,8 @@ class RemezExchange {
              std::fabs(reference[k].frequency - place.frequency) < cell_ / 32;
     };
     for (Place const& place : grid_) {
-      for (; next < reference.size() && std::tie(reference[next].band, reference[next].frequency) <=
-                                            std::tie(place.band, place.frequency);
+      for (; next < reference.size() &&
+             std::tie(reference[next].band, reference[next].frequency) <= std::tie(place.band, place.frequency);
            ++next)
         places.push_back(reference[next]);
       if (!is_next_to(place, next) && !(next > 0 && is_next_to(place, next - 1))) places.push_back(place);
@@ -206,7 +205,8 @@ class RemezExchange {
     places.insert(places.end(), reference.begin() + static_cast<std::ptrdiff_t>(next), reference.end());
   }
 
-  // Local extrema of the error with alternating sign, each moved to where a parabola through its neighbours has its top.
+  // Local extrema of the error with alternating sign, each moved to where a parabola through its neighbours has its
+  // top.
   std::vector<Place> find_extrema(std::vector<Place> const& places, Interpolant const& polynomial) const {
     std::vector<Place> found;
     for (std::size_t i = 0; i < places.size(); ++i) {

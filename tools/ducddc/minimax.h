@@ -19,7 +19,7 @@ struct Target {
 
 // What is wanted over the whole axis. x is monotonic in the frequency.
 struct Demand {
-  std::vector<std::pair<double, double>> bands;             // frequencies, ascending
+  std::vector<std::pair<double, double>> bands;  // frequencies, ascending
   std::function<Target(std::size_t band, double frequency)> at;
 };
 

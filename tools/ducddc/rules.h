@@ -26,7 +26,7 @@ struct Kind {
   std::string name;     // ddc or duc
   std::size_t records;  // rows of the catalogue
   std::vector<int> without_chbw, without_carriers;
-  double least_fill;    // share of the pass-band that several carriers fill at least
+  double least_fill;         // share of the pass-band that several carriers fill at least
   bool cleans_to_stop_edge;  // images fall outside the channel filter's stop edge, or only outside its pass edge
 };
 

@@ -1,7 +1,7 @@
 // Where the platform's data are.
 //
-// For the platform's own libraries. Data roots are those of KDI_DATA_DIR, separated by colons, then the installed data
-// beside the library, then the source tree that it was built from.
+// For the platform's own libraries. Data roots are those of KDI_DATA_DIR, separated by colons, then the data beside
+// the library, installed or in a build tree.
 #pragma once
 
 #include <string>

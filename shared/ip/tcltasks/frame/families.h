@@ -7,6 +7,7 @@
 
 #include <tcl.h>
 
+#include "bmg/bmg.h"
 #include "dsp/ducddcgen/ducddcgen.h"
 #include "dsp/fftalgorithm/fftalgorithm.h"
 #include "dsp/v_scaler/v_scaler.h"
@@ -28,6 +29,7 @@ using start_order = sequence<                      //
     fftalgorithm_init::init,                       //
     vcualgorithm_init::init,                       //
     ducddcgen_init::init,                          //
+    bmg_init::bmg_kdi_tcltasks::init,              //
     power_est_init::power_est_kdi_tcltasks::init,  //
     v_scaler_init::v_scaler_kdi_tcltasks::init,    //
     sd_fec::init,                                  //
@@ -38,6 +40,7 @@ using stop_order = sequence<                         //
     fftalgorithm_init::uninit,                       //
     vcualgorithm_init::uninit,                       //
     ducddcgen_init::uninit,                          //
+    bmg_init::bmg_kdi_tcltasks::uninit,              //
     power_est_init::power_est_kdi_tcltasks::uninit,  //
     v_scaler_init::v_scaler_kdi_tcltasks::uninit,    //
     sd_fec::uninit,                                  //

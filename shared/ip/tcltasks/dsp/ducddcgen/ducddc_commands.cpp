@@ -1,4 +1,4 @@
-#include <iostream>
+#include <cstdio>
 
 #include "dsp/ducddcgen/ducddc_catalogue.h"
 #include "dsp/ducddcgen/ducddc_text.h"
@@ -29,30 +29,32 @@ int ducddcgen_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
   const std::string name = Tcl_GetString(objv[1]);
   int selector = 0;  // also where the word is no integer
   Tcl_GetIntFromObj(nullptr, objv[2], &selector);
-  return guarded(
-      [&] { return tcl::succeed(interp, tcl::new_string(file_text(require_record(name), selector))); },
-      [&](Failure kind, std::string text) {
-        if (kind == Failure::kUnknown) text += ' ';  // sic: the command's text has it, the function's has not
-        return tcl::fail(interp, text + '\n');
-      });
+  return guarded([&] { return tcl::succeed(interp, tcl::new_string(file_text(require_record(name), selector))); },
+                 [&](Failure kind, std::string text) {
+                   if (kind == Failure::kUnknown)
+                     text += ' ';  // sic: the command's text has it, the function's has not
+                   return tcl::fail(interp, text + '\n');
+                 });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc < 2) {
-    std::cerr << "\nducddcgen (" << verstr << ")\n"
-              << "Writes .cfg and .coe files for a specified DUC/DDC configuration.\n\n"
-              << "Usage: " << argv[0] << " config [directory]\n"
-              << "       Config strings look like 'duc_chbw10_C4_pb40_if0_frf92_os3'.\n"
-              << "       Use -l switch to list all configurations.\n"
-              << "       Output is to current working directory unless otherwise specified.\n\n";
+    std::fprintf(stderr,
+                 "\nducddcgen (%s)\n"
+                 "Writes .cfg and .coe files for a specified DUC/DDC configuration.\n\n"
+                 "Usage: %s config [directory]\n"
+                 "       Config strings look like 'duc_chbw10_C4_pb40_if0_frf92_os3'.\n"
+                 "       Use -l switch to list all configurations.\n"
+                 "       Output is to current working directory unless otherwise specified.\n\n",
+                 verstr, argc > 0 ? argv[0] : "ducddcgen");
     return 0;
   }
   if (argc == 2 && argv[1][0] == '-' && (argv[1][1] == 'l' || argv[1][1] == 'L')) {
-    std::cout << "Database (" << verstr << ") contains " << kRecords << " entries:\n";
-    for (Record const& record : database) std::cout << name_of(record) << '\n';
-    std::cout.flush();
+    std::printf("Database (%s) contains %zu entries:\n", verstr, kRecords);
+    for (Record const& record : database) std::puts(name_of(record).c_str());
+    std::fflush(stdout);
     return 0;
   }
   return ducddcgen(argv[1], argc > 2 ? argv[2] : ".");
@@ -72,7 +74,7 @@ extern "C" int ducddcgen(char const* config, char const* directory) {
         return 0;
       },
       [](Failure kind, std::string const& text) {
-        std::cerr << text << '\n';
+        std::fprintf(stderr, "%s\n", text.c_str());
         return static_cast<int>(kind);
       });
 }

@@ -17,8 +17,8 @@ class DUCDDCException : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// One configuration of the catalogue, expanded: scalars, and one element per filter stage from the radio side on. It is
-/// built and then read.
+/// One configuration of the catalogue, expanded: scalars, and one element per filter stage from the radio side on. It
+/// is built and then read.
 class DUCDDCConfig {
  public:
   /// Throws DUCDDCException for a name that the catalogue does not have.

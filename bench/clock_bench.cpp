@@ -1,0 +1,52 @@
+// The clock synthesis solver against exhaustive enumeration: the same answers, at what part of the work.
+#include <cstdio>
+#include <cstdlib>
+
+#include "clock_exhaustive.h"
+#include "clock_primitives.h"
+#include "clock_requests.h"
+#include "ip/clocking/solver.h"
+#include "ratio.h"
+
+namespace {
+
+constexpr int kRequests = 200;
+constexpr int kRepeats = 5;  // of the solver, which is too fast to be timed once
+
+using namespace kdi::clocking;
+using test_support::exhaustive::Enumeration;
+
+}  // namespace
+
+int main() {
+  const Primitive primitive = test_support::large_primitive();
+  test_support::Random random(11);
+  double solver_seconds = 0, exhaustive_seconds = 0;
+  std::vector<double> ratios;
+  while (static_cast<int>(ratios.size()) < kRequests) {
+    Request request = test_support::random_request(random, primitive, 1 + ratios.size() % 7);
+    request.tolerance.reset();
+    request.phase_tolerance.reset();
+    request.duty_tolerance.reset();
+    // A request that has no solution is diagnosed, which enumeration has no counterpart to.
+    if (!solve(primitive, request).solution) continue;
+    const double fast = bench::seconds_of([&] {
+                          for (int i = 0; i < kRepeats; ++i)
+                            if (!solve(primitive, request).solution) std::abort();
+                        }) /
+                        kRepeats;
+    const double slow = bench::seconds_of([&] {
+      if (!Enumeration(primitive, request).best()) std::abort();
+    });
+    solver_seconds += fast;
+    exhaustive_seconds += slow;
+    ratios.push_back(fast / slow);
+  }
+  bench::print_heading("Clock synthesis, 200 random requests of one to seven outputs");
+  bool kept = bench::print_row("solver / exhaustive enumeration, all requests together (ratio x 1000)",
+                               {solver_seconds, exhaustive_seconds, 1000 * solver_seconds / exhaustive_seconds}, 5);
+  kept &=
+      bench::print_row("solver / exhaustive enumeration, the median request (ratio x 1000)",
+                       {solver_seconds / kRequests, exhaustive_seconds / kRequests, 1000 * bench::median(ratios)}, 10);
+  return kept ? 0 : 1;
+}

@@ -1,0 +1,105 @@
+# A block memory: its figures, and a drawing of its tiling.
+#
+#   tclsh block_memory.tcl LIB_DIR OUT.svg name value ?name value ...?
+#
+# for example
+#
+#   tclsh block_memory.tcl build/release/lib memory.svg type single_port_ram width_a 40 depth_a 3000 primitives 18
+#
+# The names and values are those of the block memory commands. VERSION below picks the set of commands.
+namespace eval bmg {
+  variable version v8_4
+  # Up to so many primitives are drawn one by one; a larger grid is drawn as a whole.
+  variable mostTiles 2000
+  variable colours {9 #f2cf7e 18 #8fc1a9 36 #8aa9d6}
+
+  # The five figures of the memory that `words` describe, as a dictionary.
+  proc figures {words} {
+    variable version
+    foreach name {num_prims_9 num_prims_18 num_prims_36 mux_size power_report} {
+      set value [Ip_blk_mem_gen_${version}_placement_algo_$name {*}$words]
+      if {$value < 0} { error "the memory cannot be tiled: code $value" }
+      dict set figures $name $value
+    }
+    return $figures
+  }
+
+  proc escape {text} { string map {& &amp; < &lt; > &gt; \" &quot;} $text }
+
+  proc rect {x y width height colour text} {
+    format {<rect x="%.2f" y="%.2f" width="%.2f" height="%.2f" fill="%s" stroke="#444" stroke-width="0.6"><title>%s</title></rect>} \
+      $x $y $width $height $colour [escape $text]
+  }
+
+  # A drawing of `tiling` (bmgtools::tiling): bits from left to right, rows from top to bottom.
+  proc svg {tiling title} {
+    variable mostTiles
+    variable colours
+    set left 70
+    set top 60
+    set across [expr {820.0 / [dict get $tiling width]}]
+    set down [expr {520.0 / [dict get $tiling depth]}]
+    set shapes {}
+    set legend {}
+    foreach run [dict get $tiling runs] {
+      dict with run {
+        set colour [expr {[dict exists $colours $kilobits] ? [dict get $colours $kilobits] : "#cccccc"}]
+        set depth [lindex [split $shape x] 0]
+        set lastBit [expr {$first_bit + $bits}]
+        set lastRow [expr {$first_row + $rows}]
+        set name "${shape}, $kilobits kilobits"
+        dict incr legend $name [expr {$columns * $stack}]
+        set stepBits $column_bits
+        set stepRows $depth
+        if {$columns * $stack > $mostTiles} {
+          set stepBits $bits
+          set stepRows $rows
+          set name "$columns x $stack of $name"
+        }
+        for {set bit $first_bit} {$bit < $lastBit} {incr bit $stepBits} {
+          set endBit [expr {min($bit + $stepBits, $lastBit)}]
+          for {set row $first_row} {$row < $lastRow} {incr row $stepRows} {
+            set endRow [expr {min($row + $stepRows, $lastRow)}]
+            lappend shapes [rect [expr {$left + $bit * $across}] [expr {$top + $row * $down}] \
+              [expr {($endBit - $bit) * $across}] [expr {($endRow - $row) * $down}] $colour \
+              "$name: bits $bit to [expr {$endBit - 1}], rows $row to [expr {$endRow - 1}]"]
+          }
+        }
+      }
+    }
+    set lines {}
+    dict for {name count} $legend {
+      set size [lindex [split [lindex [split $name ,] 1]] 1]
+      set y [expr {$top + 560 + 22 * [llength $lines]}]
+      set colour [expr {[dict exists $colours $size] ? [dict get $colours $size] : "#cccccc"}]
+      lappend lines "[rect $left $y 14 14 $colour $name]<text x=\"[expr {$left + 22}]\" y=\"[expr {$y + 12}]\">$count of $name</text>"
+    }
+    set height [expr {$top + 575 + 22 * [llength $lines]}]
+    set bits [dict get $tiling width]
+    set rows [dict get $tiling depth]
+    join [list \
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 920 $height\" font-family=\"sans-serif\" font-size=\"14\">" \
+      "<text x=\"$left\" y=\"28\" font-size=\"17\">[escape $title]</text>" \
+      "<text x=\"$left\" y=\"50\">bit 0</text><text x=\"890\" y=\"50\" text-anchor=\"end\">bit [expr {$bits - 1}]</text>" \
+      "<text x=\"[expr {$left - 8}]\" y=\"[expr {$top + 12}]\" text-anchor=\"end\">row 0</text>" \
+      "<text x=\"[expr {$left - 8}]\" y=\"[expr {$top + 520}]\" text-anchor=\"end\">[expr {$rows - 1}]</text>" \
+      {*}$shapes {*}$lines </svg>] \n
+  }
+}
+
+if {[info exists argv0] && [file normalize [info script]] eq [file normalize $argv0]} {
+  if {[llength $argv] < 4} {
+    puts stderr "usage: tclsh block_memory.tcl LIB_DIR OUT.svg name value ?name value ...?"
+    exit 2
+  }
+  set words [lassign $argv libraries output]
+  load [file join $libraries libkdi_iptasks.so]
+  load [file join $libraries libkdi_bmgtools.so]
+  set figures [bmg::figures $words]
+  dict for {name value} $figures { puts [format "%-14s %d" $name $value] }
+  set file [open $output w]
+  puts $file [bmg::svg [bmgtools::tiling $bmg::version {*}$words] \
+    "$words: multiplexer of [dict get $figures mux_size], [dict get $figures power_report] mW"]
+  close $file
+  puts "drawing: $output"
+}

@@ -1,0 +1,44 @@
+// A block memory as its words describe it, and the shapes that primitives have for it.
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "geometry.h"
+
+namespace bmg {
+
+enum class algorithm { minimum_area, low_power, fixed_primitive };
+enum class ecc { none, builtin, soft };
+
+/// Checked. The narrow port is the one with the smaller word; the other's is `ratio` times as wide.
+struct memory {
+  port_use ports;
+  int width, depth;  ///< of the narrow port, without check bits
+  int ratio;
+  algorithm method;
+  std::vector<bool> allowed;             ///< for each primitive of the geometry
+  int fixed_depth = 0, fixed_width = 0;  ///< the shape of fixed_primitive
+  ecc protection;
+  int byte_width;  ///< 0: no byte writes
+  int clock_mhz;
+};
+
+/// Reads pairs of a name and a value. Throws fault.
+memory read_memory(std::vector<std::string_view> const& words, geometry const& known, version const& version);
+
+/// Bits of a row, check bits of a soft ECC included.
+int stored_width(memory const& memory);
+
+/// A shape that a memory may use.
+struct usable_shape {
+  std::size_t primitive;  ///< index in the geometry
+  int depth, width;       ///< as the narrow port sees it
+  int wide_width;         ///< as the wide port sees it; the same for ratio 1
+  int used_width;         ///< bits of a narrow word that the memory can use
+};
+
+/// The shapes of each allowed primitive, deepest first, one primitive after the other; possibly none.
+std::vector<usable_shape> usable_shapes(memory const& memory, geometry const& known);
+
+}  // namespace bmg

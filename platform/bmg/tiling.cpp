@@ -1,0 +1,135 @@
+#include "bmg/host/tiling.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "common/KdiDataDir.h"
+#include "memory.h"
+#include "tiler.h"
+
+namespace bmg {
+namespace {
+
+using geometry_ptr = std::shared_ptr<geometry const>;
+
+// Never destroyed: a command may run while the process ends.
+geometry_ptr& geometry_in_use() {
+  static auto& known = *new geometry_ptr;
+  return known;
+}
+
+geometry_ptr known_geometry() {
+  if (geometry_in_use() == nullptr) {
+    const std::vector<std::string> directories = kdi::data_directories("bmg");
+    if (directories.empty()) throw fault(code::no_data, "no data directory has a folder bmg");
+    try {
+      load_data(directories.front());
+    } catch (std::bad_alloc const&) {
+      throw;
+    } catch (std::exception const& error) {
+      throw fault(code::no_data, error.what());
+    }
+  }
+  return geometry_in_use();
+}
+
+version const& version_named(std::string_view name, geometry const& known) {
+  for (version const& one : known.versions)
+    if (one.name == name) return one;
+  throw fault(code::no_data, "versions.json does not list version \"" + std::string(name) + "\"");
+}
+
+// What one primitive in this shape takes: nW at any time, and nW more while its ports access it in every cycle.
+struct tile_power {
+  std::uint64_t static_nw, access_nw;
+};
+
+tile_power power_of(usable_shape const& shape, memory const& memory, version const& version) {
+  power_figures const& figures = version.power[shape.primitive];
+  int energy_fj = figures.access_fj + figures.bit_fj * shape.width;
+  if (memory.ports != port_use::single) energy_fj += figures.access_fj + figures.bit_fj * shape.wide_width;
+  // fJ x MHz = nW
+  return {static_cast<std::uint64_t>(figures.static_uw) * 1000U,
+          static_cast<std::uint64_t>(energy_fj) * static_cast<std::uint64_t>(memory.clock_mhz)};
+}
+
+// What a tiling costs. Low power: its power, times the depth to keep it whole; a primitive is accessed for as many
+// addresses as it has rows in use. Else: the kilobits, and among equals the number of primitives.
+choice choice_of(usable_shape const& shape, memory const& memory, geometry const& known, tile_power const& power) {
+  choice one{shape.primitive, shape.depth, shape.used_width, 0, 0};
+  if (memory.method == algorithm::low_power) {
+    one.for_tile = power.static_nw * static_cast<std::uint64_t>(memory.depth);
+    one.for_row = power.access_nw;
+  } else {
+    one.for_tile = (static_cast<std::uint64_t>(known.primitives[shape.primitive].kilobits) << 32U) + 1U;
+  }
+  return one;
+}
+
+}  // namespace
+
+int tiling::count(int kilobits) const {
+  int number = 0;
+  for (tile_run const& run : runs)
+    if (run.kilobits == kilobits) number += run.count();
+  return number;
+}
+
+int tiling::mux_inputs() const {
+  int most = 0;
+  // The stack over a bit changes only where a run begins.
+  for (tile_run const& start : runs) {
+    int inputs = 0;
+    for (tile_run const& run : runs)
+      if (run.first_bit <= start.first_bit && start.first_bit < run.first_bit + run.bits) inputs += run.stack();
+    most = std::max(most, inputs);
+  }
+  return most;
+}
+
+int tiling::power_mw() const {
+  constexpr std::int64_t kNwPerMw = 1000000;
+  return static_cast<int>((power_nw + kNwPerMw - 1) / kNwPerMw);
+}
+
+tiling tile_memory(std::string_view version_name, std::vector<std::string_view> const& words) {
+  const geometry_ptr known = known_geometry();
+  version const& version = version_named(version_name, *known);
+  const memory memory = read_memory(words, *known, version);
+  const std::vector<usable_shape> shapes = usable_shapes(memory, *known);
+  if (shapes.empty())
+    throw fault(code::no_primitive, "no primitive that is allowed has a shape for these ports, their ratio of 1 to " +
+                                        std::to_string(memory.ratio) + ", byte writes and ECC");
+
+  std::vector<choice> choices;
+  std::vector<tile_power> power;
+  for (usable_shape const& shape : shapes) {
+    power.push_back(power_of(shape, memory, version));
+    choices.push_back(choice_of(shape, memory, *known, power.back()));
+  }
+
+  tiling result{stored_width(memory), memory.depth, {}, 0};
+  std::uint64_t static_nw = 0, access_nw = 0, gated_nw = 0;  // the last times the depth
+  for (grid const& part : tile(choices, result.width, result.depth)) {
+    usable_shape const& shape = shapes[part.choice];
+    tile_run const& run =
+        result.runs.emplace_back(tile_run{known->primitives[shape.primitive].kilobits, shape.depth, shape.width,
+                                          shape.used_width, part.first_bit, part.bits, part.first_row, part.rows});
+    static_nw += power[part.choice].static_nw * static_cast<std::uint64_t>(run.count());
+    access_nw += power[part.choice].access_nw * static_cast<std::uint64_t>(run.count());
+    gated_nw +=
+        power[part.choice].access_nw * static_cast<std::uint64_t>(run.columns()) * static_cast<std::uint64_t>(run.rows);
+  }
+  // Only low power spends the logic that wakes the primitives of the address alone.
+  const auto depth = static_cast<std::uint64_t>(memory.depth);
+  if (memory.method == algorithm::low_power) access_nw = (gated_nw + depth - 1) / depth;
+  result.power_nw = static_cast<std::int64_t>(static_nw + access_nw);
+  return result;
+}
+
+void load_data(std::string const& directory) {
+  geometry_in_use() = std::make_shared<geometry const>(read_geometry(directory));
+}
+
+}  // namespace bmg

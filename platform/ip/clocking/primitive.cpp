@@ -1,0 +1,176 @@
+#include "ip/clocking/primitive.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kdi::clocking {
+namespace {
+
+constexpr double kHzPerInverseNs = 1e9;
+
+using Fault = std::optional<std::string>;
+
+std::string outside(std::string const& field, std::string const& value, std::string const& bounds) {
+  return field + " " + value + " is outside " + bounds;
+}
+
+Fault check_range(std::string const& field, Range const& range) {
+  for (Rational const& end : {range.min, range.max})
+    if (end < 0 || end > kMaxFrequencyHz || end.num() > kMaxFrequencyNum || end.den() > kMaxFrequencyDen)
+      return outside(field, end.text() + " Hz", "0 to 2^40 Hz, or is finer than 2^-20 Hz");
+  if (range.max.is_zero()) return field + ": maximum 0";
+  if (range.max < range.min) return field + ": minimum " + range.min.text() + " Hz exceeds maximum " + range.max.text();
+  return std::nullopt;
+}
+
+Fault check_integer(std::string const& field, int value, int low, int high) {
+  if (value >= low && value <= high) return std::nullopt;
+  return outside(field, std::to_string(value), std::to_string(low) + " to " + std::to_string(high));
+}
+
+Fault check_double(std::string const& field, double value, double low, double high) {
+  if (value >= low && value <= high) return std::nullopt;
+  return outside(field, std::to_string(value), std::to_string(low) + " to " + std::to_string(high));
+}
+
+Fault check_counter(std::string const& field, CounterSpec const& spec, int highest) {
+  if (auto fault = check_integer(field + " minimum", spec.min, 1, highest)) return fault;
+  if (auto fault = check_integer(field + " maximum", spec.max, spec.min, highest)) return fault;
+  if (auto fault = check_integer(field + " step", spec.step, 1, highest)) return fault;
+  if (spec.fraction < 1 || kUnit % spec.fraction != 0)
+    return outside(field + " fraction", std::to_string(spec.fraction), "1, 2, 4, 8");
+  return check_integer(field + " fraction_min", spec.fraction_min, 1, highest);
+}
+
+Fault check_models(JitterModel const& jitter, PowerModel const& power) {
+  constexpr double kHuge = 1e12;
+  struct Named {
+    char const* field;
+    double value;
+    double low;
+    double high;
+  };
+  constexpr double kTiny = 1e-9;
+  for (auto const& [field, value, low, high] :
+       std::initializer_list<Named>{{"vco_kappa", jitter.vco_kappa, 0, 1},
+                                    {"vco_reference_hz", jitter.vco_reference_hz, 1, kHuge},
+                                    {"pfd_noise_ps", jitter.pfd_noise_ps, 0, kHuge},
+                                    {"loop_ratio_optimized", jitter.loop_ratio_optimized, kTiny, 0.5},
+                                    {"loop_ratio_high", jitter.loop_ratio_high, kTiny, 0.5},
+                                    {"loop_ratio_low", jitter.loop_ratio_low, kTiny, 0.5},
+                                    {"peak_factor", jitter.peak_factor, 0, kHuge},
+                                    {"fraction_phase", jitter.fraction_phase, 0, kHuge},
+                                    {"jitter_floor_ps", jitter.jitter_floor_ps, 0, kHuge},
+                                    {"phase_floor_ps", jitter.phase_floor_ps, 0, kHuge},
+                                    {"pfd_offset", jitter.pfd_offset, 0, kHuge},
+                                    {"static_mw", power.static_mw, 0, kHuge},
+                                    {"per_vco", power.per_vco, 0, kHuge},
+                                    {"per_pfd", power.per_pfd, 0, kHuge},
+                                    {"per_counter", power.per_counter, 0, kHuge},
+                                    {"per_output", power.per_output, 0, kHuge},
+                                    {"per_fraction", power.per_fraction, 0, kHuge}})
+    if (auto fault = check_double(field, value, low, high)) return fault;
+  return std::nullopt;
+}
+
+Fault check_spread(SpreadMode const& mode) {
+  const std::string field = "spread mode \"" + mode.name + "\"";
+  for (Rational const& side : {mode.down, mode.up})
+    if (side < 0 || side > Rational(1, 4) || side.den() > 10000)
+      return outside(field + " deviation", side.text(), "0 to 1/4 in steps of 10^-4");
+  if (auto fault = check_range(field + " modulation", mode.modulation_hz)) return fault;
+  return check_integer(field + " divider_step", mode.divider_step, 1, 1024);
+}
+
+Fault check_high_speed(HighSpeedMode const& mode) {
+  if (mode.factor < Rational(1, 8) || mode.factor > 8 || kUnit % mode.factor.num() != 0)
+    return "high-speed mode \"" + mode.name + "\": factor " + mode.factor.text() +
+           " is outside 1/8 to 8, or its inverse is no multiple of 1/8";
+  return std::nullopt;
+}
+
+Fault check_buffer(BufferSpec const& buffer) {
+  const std::string field = "buffer \"" + buffer.name + "\"";
+  constexpr double kLongestNs = 1e9;
+  if (auto fault = check_double(field + " min_period_ns", buffer.min_period_ns, 1e-3, kLongestNs)) return fault;
+  if (buffer.max_period_ns == 0) return std::nullopt;
+  return check_double(field + " max_period_ns", buffer.max_period_ns, buffer.min_period_ns, kLongestNs);
+}
+
+}  // namespace
+
+BufferSpec const* Primitive::buffer(std::string const& buffer_name) const {
+  const auto found = std::ranges::find(buffers, buffer_name, &BufferSpec::name);
+  return found == buffers.end() ? nullptr : &*found;
+}
+
+SpreadMode const* Primitive::spread_mode(std::string const& mode_name) const {
+  const auto found = std::ranges::find(spread_modes, mode_name, &SpreadMode::name);
+  return found == spread_modes.end() ? nullptr : &*found;
+}
+
+std::optional<std::string> check(Primitive const& primitive) {
+  struct Named {
+    char const* field;
+    Range const& range;
+  };
+  for (auto const& [field, range] :
+       {Named{"input_hz", primitive.input_hz}, Named{"pfd_hz", primitive.pfd_hz},
+        Named{"pfd_low_bandwidth_hz", primitive.pfd_low_bandwidth_hz}, Named{"vco_hz", primitive.vco_hz},
+        Named{"high_speed_hz", primitive.high_speed_hz}})
+    if (auto fault = check_range(field, range)) return fault;
+  if (auto fault = check_counter("multiplier", primitive.multiplier, kMaxMultiplier)) return fault;
+  if (auto fault = check_counter("input_divider", primitive.input_divider, kMaxInputDivider)) return fault;
+  if (primitive.input_divider.fraction != 1) return "input_divider has fractional values; only whole ones exist";
+  const int counters = static_cast<int>(primitive.outputs.size());
+  if (auto fault = check_integer("number of outputs", counters, primitive.high_speed_modes.empty() ? 1 : 0,
+                                 primitive.high_speed_modes.empty() ? kMaxOutputs : kMaxOutputs - 1))
+    return fault;
+  for (std::size_t i = 0; i < primitive.outputs.size(); ++i) {
+    const std::string field = "output " + std::to_string(i);
+    if (auto fault = check_counter(field + " divider", primitive.outputs[i].divider, kMaxOutputDivider)) return fault;
+    if (auto fault = check_range(field + " frequency", primitive.outputs[i].frequency_hz)) return fault;
+    const int longest = primitive.outputs[i].divider.max * std::clamp(primitive.duty_steps, 1, 64);
+    if (primitive.max_high_steps != 0 && 2 * std::int64_t{primitive.max_high_steps} < longest)
+      return "max_high_steps " + std::to_string(primitive.max_high_steps) + " is less than half the period of " +
+             field + " at its largest divider, " + std::to_string(longest) + " steps";
+  }
+  if (auto fault = check_integer("phase_steps", primitive.phase_steps, 1, 256)) return fault;
+  if (auto fault = check_integer("fine_phase_steps", primitive.fine_phase_steps, 0, 256)) return fault;
+  if (auto fault = check_integer("max_phase_step", primitive.max_phase_step, 0, 1 << 20)) return fault;
+  if (auto fault = check_integer("duty_steps", primitive.duty_steps, 1, 64)) return fault;
+  if (auto fault = check_integer("max_high_steps", primitive.max_high_steps, 0, 1 << 20)) return fault;
+  for (auto const& mode : primitive.high_speed_modes)
+    if (auto fault = check_high_speed(mode)) return fault;
+  for (auto const& mode : primitive.spread_modes)
+    if (auto fault = check_spread(mode)) return fault;
+  for (auto const& buffer : primitive.buffers)
+    if (auto fault = check_buffer(buffer)) return fault;
+  return check_models(primitive.jitter, primitive.power);
+}
+
+std::vector<int> counter_values(CounterSpec const& spec, bool whole_only) {
+  std::vector<int> values;
+  for (int value = spec.min; value <= spec.max; value += spec.step) values.push_back(value * kUnit);
+  if (whole_only || spec.fraction == 1) return values;
+  const int whole_count = static_cast<int>(values.size());
+  const int stride = kUnit / spec.fraction;
+  for (int value = std::max(spec.fraction_min, spec.min) * kUnit; value <= spec.max * kUnit; value += stride)
+    values.push_back(value);
+  std::inplace_merge(values.begin(), values.begin() + whole_count, values.end());
+  values.erase(std::unique(values.begin(), values.end()), values.end());
+  return values;
+}
+
+Range buffer_frequencies(BufferSpec const& buffer) {
+  Range range;
+  range.max = std::min(Rational(kMaxFrequencyHz), Rational::nearest(kHzPerInverseNs / buffer.min_period_ns, 1));
+  if (buffer.max_period_ns > 0) range.min = Rational::nearest(kHzPerInverseNs / buffer.max_period_ns, 1);
+  return range;
+}
+
+std::string text_mhz(Range const& range) {
+  return (range.min / 1000000).text() + " to " + (range.max / 1000000).text() + " MHz";
+}
+
+}  // namespace kdi::clocking

@@ -1,0 +1,158 @@
+#include "ip/clocking/solver.h"
+
+#include <cmath>
+#include <stdexcept>
+
+#include "ip/clocking/diagnosis.h"
+#include "ip/clocking/search.h"
+
+namespace kdi::clocking {
+namespace {
+
+using Fault = std::optional<std::string>;
+
+constexpr std::int64_t kMaxAngleDen = 1000000;
+constexpr std::int64_t kMaxToleranceDen = std::int64_t{1} << 40;
+
+Fault check_frequency(std::string const& field, Rational const& value) {
+  if (value > 0 && value <= kMaxFrequencyHz && value.num() <= kMaxFrequencyNum && value.den() <= kMaxFrequencyDen)
+    return std::nullopt;
+  return field + " " + value.text() + " Hz is outside 0 (excluded) to 2^40 Hz, or is finer than 2^-20 Hz";
+}
+
+// The searches compare input and output through the terms of their ratio.
+Fault check_ratio(std::string const& field, Rational const& input, Rational const& output) {
+  constexpr Int128 kMaxTerm = Int128{1} << 40;
+  const Int128 num = static_cast<Int128>(output.num()) * input.den();
+  const Int128 den = static_cast<Int128>(output.den()) * input.num();
+  if (num <= kMaxTerm && den <= kMaxTerm) return std::nullopt;
+  try {
+    const Rational ratio = Rational::of(num, den);
+    if (ratio.num() <= kMaxTerm && ratio.den() <= kMaxTerm) return std::nullopt;
+  } catch (std::overflow_error const&) {  // far above the bound
+  }
+  return field + ": its ratio to the input has terms above 2^40; give the frequencies in fewer digits";
+}
+
+Fault check_buffer(Primitive const& primitive, std::string const& field, std::string const& buffer) {
+  if (buffer.empty() || primitive.buffer(buffer) != nullptr) return std::nullopt;
+  return field + ": the primitive has no buffer \"" + buffer + "\"";
+}
+
+Fault check_tolerance(std::string const& field, std::optional<Rational> const& value) {
+  constexpr std::int64_t kMaxTolerance = 1 << 20;
+  if (!value || (*value >= 0 && *value <= kMaxTolerance && value->den() <= kMaxToleranceDen)) return std::nullopt;
+  return field + " " + value->text(9) + " is outside 0 to 2^20, or is finer than 2^-40";
+}
+
+Fault check_output(Primitive const& primitive, std::size_t index, OutputRequest const& output) {
+  const std::string field = "output " + std::to_string(index);
+  if (auto fault = check_frequency(field + " frequency", output.frequency_hz)) return fault;
+  if (abs(output.phase_deg) > kMaxAngleDen || output.phase_deg.den() > kMaxAngleDen)
+    return field + " phase " + output.phase_deg.text() + " is outside -10^6 to 10^6 degrees in steps of 10^-6";
+  if (output.duty <= 0 || output.duty >= 1 || output.duty.den() > kMaxAngleDen)
+    return field + " duty cycle " + output.duty.text() + " is outside 0 to 1 (both excluded) in steps of 10^-6";
+  return check_buffer(primitive, field, output.buffer);
+}
+
+Fault check_spread(Primitive const& primitive, SpreadRequest const& spread) {
+  constexpr std::int64_t kMaxModulation = 1 << 26;
+  if (primitive.spread_mode(spread.mode) == nullptr)
+    return "the primitive has no spread-spectrum mode \"" + spread.mode + "\"";
+  if (spread.modulation_hz > 0 && spread.modulation_hz <= kMaxModulation && spread.modulation_hz.den() <= 1000)
+    return std::nullopt;
+  return "modulation frequency " + spread.modulation_hz.text() +
+         " Hz is outside 0 (excluded) to 2^26 Hz in steps of 10^-3";
+}
+
+}  // namespace
+
+char const* name(Limit limit) {
+  switch (limit) {
+    case Limit::second_input:
+      return "second input";
+    case Limit::input:
+      return "input range";
+    case Limit::pfd:
+      return "PFD range";
+    case Limit::vco:
+      return "VCO range";
+    case Limit::multiplier:
+      return "multiplier range";
+    case Limit::input_divider:
+      return "input divider range";
+    case Limit::output_divider:
+      return "output divider range";
+    case Limit::output_range:
+      return "output frequency range";
+    case Limit::buffer:
+      return "buffer period";
+    case Limit::modulation:
+      return "modulation frequency range";
+    case Limit::phase_grid:
+      return "phase grid";
+    case Limit::duty_grid:
+      return "duty cycle grid";
+    case Limit::frequency_grid:
+      return "frequency grid";
+  }
+  return "";
+}
+
+std::optional<std::string> check(Primitive const& primitive, Request const& request) {
+  if (auto fault = check_frequency("input", request.input_hz)) return fault;
+  if (request.second_input_hz)
+    if (auto fault = check_frequency("second input", *request.second_input_hz)) return fault;
+  if (request.outputs.size() > primitive.outputs.size())
+    return std::to_string(request.outputs.size()) + " outputs are asked for; the primitive has " +
+           std::to_string(primitive.outputs.size());
+  for (std::size_t i = 0; i < request.outputs.size(); ++i) {
+    if (auto fault = check_output(primitive, i, request.outputs[i])) return fault;
+    if (auto fault = check_ratio("output " + std::to_string(i), request.input_hz, request.outputs[i].frequency_hz))
+      return fault;
+  }
+  if (request.high_speed_hz) {
+    if (primitive.high_speed_modes.empty()) return "the primitive has no high-speed output";
+    if (auto fault = check_frequency("high-speed output", *request.high_speed_hz)) return fault;
+    if (auto fault = check_ratio("high-speed output", request.input_hz, *request.high_speed_hz)) return fault;
+  }
+  if (request.fine_phase && primitive.fine_phase_steps == 0) return "the primitive has no fine phase shift";
+  if (request.spread)
+    if (auto fault = check_spread(primitive, *request.spread)) return fault;
+  if (auto fault = check_buffer(primitive, "input", request.input_buffer)) return fault;
+  if (!(request.input_jitter_ps >= 0 && request.input_jitter_ps <= 1e12))
+    return "input jitter " + std::to_string(request.input_jitter_ps) + " ps is outside 0 to 10^12";
+  if (auto fault = check_tolerance("frequency tolerance", request.tolerance)) return fault;
+  if (auto fault = check_tolerance("phase tolerance", request.phase_tolerance)) return fault;
+  return check_tolerance("duty cycle tolerance", request.duty_tolerance);
+}
+
+Result solve(Primitive const& primitive, Request const& request) {
+  Result result;
+  if (auto fault = check(primitive)) {
+    result.error = *fault;
+    return result;
+  }
+  if (auto fault = check(primitive, request)) {
+    result.error = *fault;
+    return result;
+  }
+  if (request.outputs.empty() && !request.high_speed_hz) {
+    result.error = "no output is asked for";
+    return result;
+  }
+  try {
+    Search search(primitive, request);
+    if (const auto setting = search.best()) {
+      result.solution = search.describe(*setting);
+    } else {
+      result.diagnosis = diagnose(primitive, request);
+      result.error = result.diagnosis->text;
+    }
+  } catch (std::overflow_error const&) {
+    result.error = "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
+  }
+  return result;
+}
+
+}  // namespace kdi::clocking

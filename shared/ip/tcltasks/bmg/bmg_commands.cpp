@@ -1,0 +1,59 @@
+#include <string>
+#include <vector>
+
+#include "bmg/blk_mem_gen.h"
+#include "bmg/bmg.h"
+#include "frame/tcl_command.h"
+
+namespace {
+
+using placement_t = int (*)(int, char**, int*);
+
+// What a function may do with the words it gets.
+enum class words { copied, borrowed };
+
+int call(placement_t function, words passed, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc < 2) return tcl::fail(interp, "Error: Incorrect number of arguments");
+
+  std::vector<std::string> copies;
+  copies.reserve(static_cast<std::size_t>(objc) - 1);  // the pointers below stay valid
+  std::vector<char*> pointers;
+  for (int i = 1; i < objc; ++i)
+    pointers.push_back(passed == words::copied ? copies.emplace_back(Tcl_GetString(objv[i])).data()
+                                               : Tcl_GetString(objv[i]));
+  int status = 0;  // sic: the value says it all, a negative one is a failure and still a result
+  const int value = function(objc - 1, pointers.data(), &status);
+  return tcl::succeed(interp, tcl::new_string(std::to_string(value)));
+}
+
+}  // namespace
+
+// Order is the registration order.
+#define PLACEMENT_COMMANDS(row)                                                                     \
+  row(Ip_blk_mem_gen_v8_3_placement_algo_num_prims_9, words::copied)                                \
+      row(Ip_blk_mem_gen_v8_3_placement_algo_num_prims_18, words::copied)                           \
+          row(Ip_blk_mem_gen_v8_3_placement_algo_num_prims_36, words::copied)                       \
+              row(Ip_blk_mem_gen_v8_3_placement_algo_mux_size, words::borrowed)                     \
+                  row(Ip_blk_mem_gen_v8_3_placement_algo_power_report, words::copied)               \
+                      row(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_9, words::copied)            \
+                          row(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_18, words::copied)       \
+                              row(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_36, words::copied)   \
+                                  row(Ip_blk_mem_gen_v8_4_placement_algo_mux_size, words::borrowed) \
+                                      row(Ip_blk_mem_gen_v8_4_placement_algo_power_report, words::copied)
+
+#define DEFINE_HANDLER(function, passed)                                                           \
+  extern "C" int function##_tcl(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) { \
+    return call(function, passed, interp, objc, objv);                                             \
+  }
+PLACEMENT_COMMANDS(DEFINE_HANDLER)
+
+namespace bmg_init::bmg_kdi_tcltasks {
+
+void init(Tcl_Interp* interp) {
+#define REGISTER(function, passed) tcl::register_command<function##_tcl>(interp, #function);
+  PLACEMENT_COMMANDS(REGISTER)
+}
+
+void uninit() {}
+
+}  // namespace bmg_init::bmg_kdi_tcltasks

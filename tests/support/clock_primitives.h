@@ -1,0 +1,118 @@
+// Clock primitives to hold the solver against, none of them of any silicon: a large one as fast devices have them, and
+// small ones that exhaustive enumeration gets through, each with a trait of its own.
+#pragma once
+
+#include <vector>
+
+#include "ip/clocking/primitive.h"
+
+namespace test_support {
+
+using kdi::clocking::CounterSpec;
+using kdi::clocking::Primitive;
+using kdi::clocking::Range;
+using kdi::clocking::Rational;
+
+inline Range mhz(std::int64_t low, std::int64_t high) { return {low * 1000000, high * 1000000}; }
+
+inline Primitive with_models(Primitive primitive) {
+  primitive.jitter = {.vco_kappa = 2e-8,
+                      .pfd_noise_ps = 3,
+                      .fraction_phase = 0.02,
+                      .jitter_floor_ps = 20,
+                      .phase_floor_ps = 40,
+                      .pfd_offset = 0.004};
+  primitive.power = {.static_mw = 12,
+                     .per_vco = 0.06,
+                     .per_pfd = 0.02,
+                     .per_counter = 0.004,
+                     .per_output = 0.01,
+                     .per_fraction = 0.008};
+  primitive.buffers = {{"fast", 1.2, 0}, {"slow", 4, 200}};
+  primitive.spread_modes = {{"centre", Rational(1, 200), Rational(1, 200), {25000, 250000}, 4},
+                            {"down", Rational(1, 100), 0, {25000, 250000}, 4}};
+  return primitive;
+}
+
+/// Fractional M and first divider, seven outputs.
+inline Primitive large_primitive() {
+  Primitive p;
+  p.name = "large";
+  p.input_hz = mhz(10, 800);
+  p.pfd_hz = mhz(10, 450);
+  p.pfd_low_bandwidth_hz = mhz(10, 300);
+  p.vco_hz = mhz(600, 1600);
+  p.multiplier = {.min = 2, .max = 64, .fraction = 8, .fraction_min = 2};
+  p.input_divider = {.min = 1, .max = 106};
+  p.outputs.assign(7, {{.min = 1, .max = 128}, {4687500, 800000000}});
+  p.outputs[0].divider = {.min = 1, .max = 128, .fraction = 8, .fraction_min = 2};
+  p.fine_phase_steps = 56;
+  p.max_phase_step = 511;
+  p.max_high_steps = 128;
+  return with_models(p);
+}
+
+/// Whole counters only.
+inline Primitive whole_primitive() {
+  Primitive p;
+  p.name = "whole";
+  p.input_hz = mhz(19, 800);
+  p.pfd_hz = mhz(19, 450);
+  p.pfd_low_bandwidth_hz = mhz(19, 300);
+  p.vco_hz = mhz(800, 1600);
+  p.multiplier = {.min = 2, .max = 40};
+  p.input_divider = {.min = 1, .max = 6};
+  p.outputs.assign(4, {{.min = 1, .max = 40}, mhz(6, 800)});
+  p.phase_steps = 8;
+  return with_models(p);
+}
+
+/// Eighths in M and in the first divider.
+inline Primitive eighths_primitive() {
+  Primitive p = whole_primitive();
+  p.name = "eighths";
+  p.pfd_hz = mhz(30, 450);
+  p.vco_hz = mhz(600, 1000);
+  p.multiplier = {.min = 2, .max = 16, .fraction = 8, .fraction_min = 2};
+  p.input_divider = {.min = 1, .max = 4};
+  p.outputs.assign(3, {{.min = 1, .max = 24}, mhz(10, 700)});
+  p.outputs[0].divider = {.min = 1, .max = 24, .fraction = 8, .fraction_min = 2};
+  p.fine_phase_steps = 56;
+  p.max_phase_step = 120;
+  p.max_high_steps = 24;
+  return p;
+}
+
+/// Counters in steps, a high-speed output, few phases and duty cycles.
+inline Primitive stepped_primitive() {
+  Primitive p = whole_primitive();
+  p.name = "stepped";
+  p.vco_hz = mhz(750, 1500);
+  p.multiplier = {.min = 4, .max = 44, .step = 2};
+  p.input_divider = {.min = 1, .max = 7, .step = 2};
+  p.outputs.assign(2, {{.min = 2, .max = 32, .step = 2}, mhz(12, 600)});
+  p.outputs[1].divider = {.min = 3, .max = 30, .step = 3, .fraction = 2, .fraction_min = 10};
+  p.phase_steps = 4;
+  p.duty_steps = 1;
+  p.high_speed_modes = {{"double", 2}, {"single", 1}, {"half", Rational(1, 2)}};
+  p.high_speed_hz = mhz(300, 2700);
+  p.fraction_with_spread = true;
+  return p;
+}
+
+/// So few settings that even the product over the outputs' dividers can be enumerated.
+inline Primitive tiny_primitive() {
+  Primitive p = whole_primitive();
+  p.name = "tiny";
+  p.vco_hz = mhz(400, 1000);
+  p.multiplier = {.min = 3, .max = 8, .fraction = 2, .fraction_min = 4};
+  p.input_divider = {.min = 1, .max = 3};
+  p.outputs.assign(3, {{.min = 1, .max = 9}, mhz(20, 500)});
+  p.outputs[0].divider = {.min = 1, .max = 7, .fraction = 4, .fraction_min = 3};
+  p.phase_steps = 8;
+  p.max_phase_step = 20;
+  p.fine_phase_steps = 12;
+  return p;
+}
+
+}  // namespace test_support

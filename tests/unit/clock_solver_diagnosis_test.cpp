@@ -1,0 +1,264 @@
+// Requests without a solution: the limit that is named binds, the setting that is called nearest is nearest, and the
+// inputs that are said to make the request exact do.
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "clock_exhaustive.h"
+#include "clock_primitives.h"
+#include "clock_requests.h"
+#include "ip/clocking/queries.h"
+#include "ip/clocking/solver.h"
+
+namespace {
+
+using namespace kdi::clocking;
+using test_support::Random;
+using test_support::exhaustive::Enumeration;
+
+Request without_tolerances(Request request) {
+  request.tolerance.reset();
+  request.phase_tolerance.reset();
+  request.duty_tolerance.reset();
+  return request;
+}
+
+// Far from what the primitives can do more often than not.
+Request difficult_request(Random& random, Primitive const& primitive) {
+  const auto outputs = 1 + random.below(static_cast<unsigned>(primitive.outputs.size()));
+  Request request = test_support::random_request(random, primitive, outputs);
+  if (random.one_in(3)) request.input_hz = test_support::between(random, 1, 1200) * 1000000;
+  if (random.one_in(4)) request.outputs[0].frequency_hz = test_support::between(random, 1, 3000) * 1000000;
+  if (random.one_in(4))
+    request.second_input_hz = request.input_hz * Rational(test_support::between(random, 20, 300), 100);
+  if (random.one_in(3)) request.tolerance = Rational(test_support::between(random, 0, 200), 1000000);
+  if (random.one_in(3)) request.phase_tolerance = Rational(test_support::between(random, 0, 20), 3600);
+  return request;
+}
+
+void expect_nearest(Primitive const& primitive, Request const& request, Diagnosis const& diagnosis) {
+  const Request free = without_tolerances(request);
+  const auto truth = Enumeration(primitive, free).best();
+  ASSERT_EQ(diagnosis.nearest.has_value(), truth.has_value());
+  if (!truth) return;
+  EXPECT_EQ(diagnosis.nearest->worst_error, Rational::of(truth->worst.num, truth->worst.den));
+  EXPECT_DOUBLE_EQ(diagnosis.nearest_ppm, diagnosis.nearest->worst_error.to_double() * 1e6);
+}
+
+void expect_exact(Primitive const& primitive, Request request, Diagnosis const& diagnosis) {
+  for (Rational const& input : diagnosis.exact_inputs_hz) {
+    request.input_hz = input;
+    request.second_input_hz.reset();
+    const auto truth = Enumeration(primitive, request).best();
+    ASSERT_TRUE(truth) << input.text();
+    EXPECT_EQ(truth->worst.num, 0) << input.text();
+  }
+}
+
+// A range need not be widened as far as is said if a factor 0.5 % smaller does as well.
+void expect_needed(Primitive const& primitive, Request const& request, Binding const& binding) {
+  double factor = 1;
+  if (!binding.now.min.is_zero())
+    factor = std::max(factor, binding.now.min.to_double() / std::max(1.0, binding.needed.min.to_double()));
+  factor = std::max(factor, binding.needed.max.to_double() / binding.now.max.to_double());
+  EXPECT_GT(factor, 1);
+  const double less = std::max(1.0, factor * 0.995);
+  Binding tight = binding;
+  tight.needed = {static_cast<std::int64_t>(binding.now.min.to_double() / less) + 1,
+                  static_cast<std::int64_t>(binding.now.max.to_double() * less)};
+  const Relaxed relaxed = relax(primitive, request, {tight});
+  EXPECT_FALSE(Enumeration(relaxed.primitive, relaxed.request).best()) << name(binding.limit) << " " << factor;
+}
+
+void expect_relaxing_helps(Primitive const& primitive, Request const& request, Diagnosis const& diagnosis) {
+  ASSERT_FALSE(diagnosis.bindings.empty());
+  const Relaxed relaxed = relax(primitive, request, diagnosis.bindings);
+  const auto primitive_fault = check(relaxed.primitive);
+  ASSERT_EQ(primitive_fault, std::nullopt) << *primitive_fault;
+  const auto request_fault = check(relaxed.primitive, relaxed.request);
+  ASSERT_EQ(request_fault, std::nullopt) << *request_fault;
+  EXPECT_TRUE(solve(relaxed.primitive, relaxed.request).solution) << diagnosis.text;
+  EXPECT_TRUE(Enumeration(relaxed.primitive, relaxed.request).best()) << diagnosis.text;
+}
+
+// With all but one of the named limits out of the way, that one still binds.
+void expect_none_idle(Primitive const& primitive, Request const& request, Diagnosis const& diagnosis) {
+  for (std::size_t i = 0; i < diagnosis.bindings.size(); ++i) {
+    std::vector<Binding> others = diagnosis.bindings;
+    others.erase(others.begin() + static_cast<std::ptrdiff_t>(i));
+    const Relaxed relaxed = relax(primitive, request, others);
+    EXPECT_FALSE(Enumeration(relaxed.primitive, relaxed.request).best()) << name(diagnosis.bindings[i].limit);
+  }
+}
+
+TEST(SolverDiagnosis, NamesWhatBindsInAThousandInfeasibleRequests) {
+  const Primitive primitives[] = {test_support::whole_primitive(), test_support::eighths_primitive(),
+                                  test_support::stepped_primitive(), test_support::tiny_primitive()};
+  Random random(5);
+  std::map<Limit, int> named;
+  int infeasible = 0, several = 0, with_exact_inputs = 0;
+  for (int i = 0; infeasible < 1000 && !HasFailure(); ++i) {
+    Primitive const& primitive = primitives[i % 4];
+    const Request request = difficult_request(random, primitive);
+    const Result result = solve(primitive, request);
+    if (result.solution) continue;
+    ++infeasible;
+    SCOPED_TRACE(primitive.name + ", request " + std::to_string(i) + ": " + result.error);
+    ASSERT_TRUE(result.diagnosis);
+    Diagnosis const& diagnosis = *result.diagnosis;
+    EXPECT_FALSE(Enumeration(primitive, request).best());
+    expect_none_idle(primitive, request, diagnosis);
+    expect_relaxing_helps(primitive, request, diagnosis);
+    expect_nearest(primitive, request, diagnosis);
+    expect_exact(primitive, request, diagnosis);
+    for (Binding const& binding : diagnosis.bindings) {
+      ++named[binding.limit];
+      EXPECT_NE(diagnosis.text.find(name(binding.limit)), std::string::npos);
+    }
+    several += diagnosis.bindings.size() > 1 ? 1 : 0;
+    with_exact_inputs += diagnosis.exact_inputs_hz.empty() ? 0 : 1;
+    Limit const limit = diagnosis.bindings[0].limit;
+    if (diagnosis.bindings.size() == 1 && (limit == Limit::vco || limit == Limit::pfd || limit == Limit::input))
+      expect_needed(primitive, request, diagnosis.bindings[0]);
+  }
+  // Every limit that these primitives have is met.
+  for (Limit limit : {Limit::second_input, Limit::input, Limit::pfd, Limit::vco, Limit::output_divider,
+                      Limit::output_range, Limit::buffer, Limit::phase_grid, Limit::duty_grid, Limit::frequency_grid})
+    EXPECT_GT(named[limit], 0) << name(limit);
+  EXPECT_LT(several, 500);
+  EXPECT_GT(several, 50);
+  EXPECT_GT(with_exact_inputs, 100);
+}
+
+Request simple_request(std::int64_t input_mhz, std::int64_t output_mhz) {
+  Request request;
+  request.input_hz = input_mhz * 1000000;
+  request.outputs.push_back({output_mhz * 1000000, 0, Rational(1, 2), ""});
+  return request;
+}
+
+TEST(SolverDiagnosis, SaysInWordsWhatBinds) {
+  const Primitive primitive = test_support::whole_primitive();
+  // M is at most 40, so 10 MHz makes a VCO of 400 MHz; with M 40, 20 MHz is the least input that makes 800.
+  EXPECT_EQ(solve(primitive, simple_request(10, 100)).error,
+            "No valid setting: input range 19 to 800 MHz would have to be 10 to 800 MHz; and PFD range 19 to 450 MHz "
+            "would have to be 10 to 450 MHz; and VCO range 800 to 1600 MHz would have to be 400 to 1600 MHz. Exact "
+            "with an input of 20 or 20.512821 or 21.052632 or 21.621622 MHz.");
+  Request request = simple_request(100, 900);
+  request.tolerance = 0;
+  EXPECT_EQ(solve(primitive, request).error,
+            "No valid setting: output frequency range 6 to 800 MHz would have to be 6 to 900 MHz. Nearest: M 16, D 1, "
+            "outputs 800 MHz, worst error 111111.111 ppm.");
+  // However far the tolerance is opened, 900 MHz is no less outside the range; 101 MHz then is a matter of tolerance.
+  request.outputs.push_back(simple_request(100, 101).outputs[0]);
+  const Result both = solve(primitive, request);
+  ASSERT_TRUE(both.diagnosis);
+  ASSERT_EQ(both.diagnosis->bindings.size(), 2u) << both.error;
+  EXPECT_EQ(both.diagnosis->bindings[0].limit, Limit::output_range);
+  EXPECT_EQ(both.diagnosis->bindings[1].limit, Limit::frequency_grid);
+  // M / (D O) = 1.01 takes an M of 101. As inputs, 39/40, 36/37 and 33/34 of 101 MHz are within the counters.
+  request = simple_request(100, 101);
+  request.tolerance = Rational(1, 10000);
+  EXPECT_EQ(
+      solve(primitive, request).error,
+      "No valid setting: frequency grid: the tolerance of 100 ppm would have to be 9900.99 ppm. Nearest: M 16, D "
+      "1, outputs 100 MHz, worst error 9900.99 ppm. Exact with an input of 101 or 98.475 or 98.27027 or 98.029412 "
+      "MHz.");
+  // The divider of 500 MHz is 2 or 3, with phases of 22.5 or 15 degrees and their multiples.
+  request = simple_request(100, 500);
+  request.tolerance = 0;
+  request.outputs[0].phase_deg = 5;
+  request.phase_tolerance = Rational(1, 360);
+  EXPECT_EQ(solve(primitive, request).error,
+            "No valid setting: phase grid: the tolerance of 1 degrees would have to be 5 degrees. Nearest: M 15, D 1, "
+            "outputs 500 MHz, worst error 0 ppm.");
+  // The second input would put the VCO at three times the first one's.
+  request = simple_request(100, 100);
+  request.second_input_hz = 300000000;
+  EXPECT_EQ(solve(primitive, request).error,
+            "No valid setting: second input: no setting keeps the PFD and the VCO in range at both input clocks.");
+}
+
+TEST(SolverDiagnosis, NamesTheModulationFrequency) {
+  const Primitive primitive = test_support::whole_primitive();
+  Request request = simple_request(100, 100);
+  request.spread = {"down", 300000};
+  Primitive slow = primitive;
+  slow.spread_modes[1].modulation_hz = {100, 150};  // 20 MHz / 4 / 2^16 is the least that 100 MHz / 5 gives: 76 Hz
+  slow.input_divider = {.min = 1, .max = 2};
+  const Result result = solve(slow, request);
+  ASSERT_TRUE(result.diagnosis);
+  ASSERT_EQ(result.diagnosis->bindings.size(), 1u);
+  EXPECT_EQ(result.diagnosis->bindings[0].limit, Limit::modulation);
+  const Relaxed relaxed = relax(slow, request, result.diagnosis->bindings);
+  EXPECT_TRUE(solve(relaxed.primitive, relaxed.request).solution);
+}
+
+TEST(SolverDiagnosis, RefusesWhatIsNotWellFormed) {
+  const Primitive primitive = test_support::whole_primitive();
+  const auto error_of = [&primitive](auto change) {
+    Request request = simple_request(100, 100);
+    change(request);
+    const Result result = solve(primitive, request);
+    EXPECT_FALSE(result.solution);
+    EXPECT_FALSE(result.diagnosis);
+    return result.error;
+  };
+  EXPECT_EQ(error_of([](Request& r) { r.outputs.clear(); }), "no output is asked for");
+  EXPECT_EQ(error_of([](Request& r) { r.outputs.resize(5, r.outputs[0]); }),
+            "5 outputs are asked for; the primitive has 4");
+  EXPECT_EQ(error_of([](Request& r) { r.input_hz = 0; }),
+            "input 0 Hz is outside 0 (excluded) to 2^40 Hz, or is finer than 2^-20 Hz");
+  EXPECT_EQ(error_of([](Request& r) { r.outputs[0].frequency_hz = -5; }),
+            "output 0 frequency -5 Hz is outside 0 (excluded) to 2^40 Hz, or is finer than 2^-20 Hz");
+  EXPECT_EQ(error_of([](Request& r) { r.outputs[0].duty = 1; }),
+            "output 0 duty cycle 1 is outside 0 to 1 (both excluded) in steps of 10^-6");
+  EXPECT_EQ(error_of([](Request& r) { r.outputs[0].phase_deg = Rational(1, 1000003); }),
+            "output 0 phase 0.000001 is outside -10^6 to 10^6 degrees in steps of 10^-6");
+  EXPECT_EQ(error_of([](Request& r) { r.outputs[0].buffer = "none"; }),
+            "output 0: the primitive has no buffer \"none\"");
+  EXPECT_EQ(error_of([](Request& r) { r.fine_phase = true; }), "the primitive has no fine phase shift");
+  EXPECT_EQ(error_of([](Request& r) { r.high_speed_hz = 1000000000; }), "the primitive has no high-speed output");
+  EXPECT_EQ(error_of([](Request& r) { r.spread = {"up", 30000}; }), "the primitive has no spread-spectrum mode \"up\"");
+  EXPECT_EQ(error_of([](Request& r) {
+              r.spread = {"down", 0};
+            }),
+            "modulation frequency 0 Hz is outside 0 (excluded) to 2^26 Hz in steps of 10^-3");
+  EXPECT_EQ(error_of([](Request& r) { r.tolerance = -1; }),
+            "frequency tolerance -1 is outside 0 to 2^20, or is finer than 2^-40");
+  EXPECT_EQ(error_of([](Request& r) { r.input_jitter_ps = -1; }), "input jitter -1.000000 ps is outside 0 to 10^12");
+  EXPECT_EQ(error_of([](Request& r) {
+              r.input_hz = Rational(1000000007, 1048575);
+              r.outputs[0].frequency_hz = Rational(999999999989, 1048573);
+            }),
+            "output 0: its ratio to the input has terms above 2^40; give the frequencies in fewer digits");
+}
+
+TEST(SolverDiagnosis, RefusesPrimitivesThatMakeNoSense) {
+  const auto error_of = [](auto change) {
+    Primitive primitive = test_support::whole_primitive();
+    change(primitive);
+    const Result result = solve(primitive, simple_request(100, 100));
+    EXPECT_FALSE(result.solution);
+    return result.error;
+  };
+  EXPECT_EQ(error_of([](Primitive& p) { p.vco_hz = {200, 100}; }), "vco_hz: minimum 200 Hz exceeds maximum 100");
+  EXPECT_EQ(error_of([](Primitive& p) { p.multiplier.max = 2000; }), "multiplier maximum 2000 is outside 2 to 1024");
+  EXPECT_EQ(error_of([](Primitive& p) { p.input_divider.fraction = 2; }),
+            "input_divider has fractional values; only whole ones exist");
+  EXPECT_EQ(error_of([](Primitive& p) { p.outputs[0].divider.fraction = 3; }),
+            "output 0 divider fraction 3 is outside 1, 2, 4, 8");
+  EXPECT_EQ(error_of([](Primitive& p) { p.outputs.clear(); }), "number of outputs 0 is outside 1 to 8");
+  EXPECT_EQ(error_of([](Primitive& p) { p.max_high_steps = 3; }),
+            "max_high_steps 3 is less than half the period of output 0 at its largest divider, 80 steps");
+  EXPECT_EQ(error_of([](Primitive& p) {
+              p.high_speed_modes = {{"x", Rational(3)}};
+            }),
+            "high-speed mode \"x\": factor 3 is outside 1/8 to 8, or its inverse is no multiple of 1/8");
+  EXPECT_EQ(error_of([](Primitive& p) { p.jitter.loop_ratio_low = 0; }),
+            "loop_ratio_low 0.000000 is outside 0.000000 to 0.500000");
+  EXPECT_EQ(error_of([](Primitive& p) { p.spread_modes[0].up = Rational(1, 3); }),
+            "spread mode \"centre\" deviation 0.333333 is outside 0 to 1/4 in steps of 10^-4");
+}
+
+}  // namespace

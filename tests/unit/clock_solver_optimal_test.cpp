@@ -1,0 +1,98 @@
+// The solver against exhaustive enumeration: the same setting, always. The last level of the objective leaves no two
+// settings alike, so the settings themselves are compared.
+#include <gtest/gtest.h>
+
+#include "clock_exhaustive.h"
+#include "clock_primitives.h"
+#include "clock_requests.h"
+#include "ip/clocking/queries.h"
+#include "ip/clocking/solver.h"
+
+namespace {
+
+using namespace kdi::clocking;
+using test_support::Random;
+using test_support::exhaustive::Enumeration;
+using test_support::exhaustive::Value;
+
+struct Tally {
+  int solved = 0;
+  int failed = 0;
+};
+
+void expect_same(Solution const& solution, Value const& truth) {
+  EXPECT_EQ(solution.multiplier, Rational(truth.m, 8));
+  EXPECT_EQ(solution.input_divider, truth.d);
+  std::vector<OutputSolution> outputs = solution.outputs;
+  if (solution.high_speed) outputs.push_back(*solution.high_speed);
+  ASSERT_EQ(outputs.size(), truth.o.size());
+  for (std::size_t i = 0; i < outputs.size(); ++i) {
+    EXPECT_EQ(outputs[i].divider, Rational(truth.o[i], 8)) << "output " << i;
+    EXPECT_EQ(outputs[i].frequency_error, Rational::of(truth.errors[i].num, truth.errors[i].den)) << "output " << i;
+    EXPECT_EQ(outputs[i].phase_error + outputs[i].duty_error,
+              Rational::of(truth.misplaced[i].num, truth.misplaced[i].den))
+        << "output " << i;
+  }
+  EXPECT_EQ(solution.worst_error, Rational::of(truth.worst.num, truth.worst.den));
+}
+
+template <class Truth>
+Tally compare(Primitive const& primitive, unsigned seed, int requests, Truth truth_of) {
+  EXPECT_EQ(check(primitive), std::nullopt);
+  Random random(seed);
+  Tally tally;
+  for (int i = 0; i < requests && !testing::Test::HasFailure(); ++i) {
+    SCOPED_TRACE(primitive.name + ", seed " + std::to_string(seed) + ", request " + std::to_string(i));
+    const Request request = test_support::random_request(
+        random, primitive, 1 + random.below(static_cast<unsigned>(primitive.outputs.size())));
+    const auto fault = check(primitive, request);
+    EXPECT_EQ(fault, std::nullopt) << *fault;
+    const Result result = solve(primitive, request);
+    const std::optional<Value> truth = truth_of(Enumeration(primitive, request));
+    EXPECT_EQ(result.solution.has_value(), truth.has_value()) << result.error;
+    if (result.solution && truth) expect_same(*result.solution, *truth);
+    ++(truth ? tally.solved : tally.failed);
+  }
+  return tally;
+}
+
+// Not all of the requests may be of one kind, or nothing is tested.
+void expect_both_kinds(Tally const& tally) {
+  EXPECT_GT(tally.solved, (tally.solved + tally.failed) / 3);
+  EXPECT_GT(tally.failed, (tally.solved + tally.failed) / 100);
+}
+
+constexpr int kRequestsEach = 1250;  // in eight tests: 10,000
+
+class SolverIsOptimal : public testing::TestWithParam<unsigned> {};
+
+TEST_P(SolverIsOptimal, WithWholeCounters) {
+  expect_both_kinds(compare(test_support::whole_primitive(), GetParam(), kRequestsEach,
+                            [](Enumeration const& all) { return all.best(); }));
+}
+TEST_P(SolverIsOptimal, WithEighths) {
+  expect_both_kinds(compare(test_support::eighths_primitive(), GetParam(), kRequestsEach,
+                            [](Enumeration const& all) { return all.best(); }));
+}
+TEST_P(SolverIsOptimal, WithStepsAndAHighSpeedOutput) {
+  expect_both_kinds(compare(test_support::stepped_primitive(), GetParam(), kRequestsEach,
+                            [](Enumeration const& all) { return all.best(); }));
+}
+// Here the truth is the product of all outputs' dividers, which the other tests and the solver suppose is not needed.
+TEST_P(SolverIsOptimal, OverTheProductOfAllDividers) {
+  expect_both_kinds(compare(test_support::tiny_primitive(), GetParam(), kRequestsEach / 2,
+                            [](Enumeration const& all) { return all.best_of_product(); }));
+}
+TEST_P(SolverIsOptimal, OverTinyPrimitives) {
+  expect_both_kinds(compare(test_support::tiny_primitive(), GetParam() + 100, kRequestsEach / 2,
+                            [](Enumeration const& all) { return all.best(); }));
+}
+INSTANTIATE_TEST_SUITE_P(Seeds, SolverIsOptimal, testing::Values(1u, 2u));
+
+TEST(SolverOnALargePrimitive, IsOptimalToo) {
+  const Tally tally =
+      compare(test_support::large_primitive(), 3, 20, [](Enumeration const& all) { return all.best(); });
+  EXPECT_GT(tally.solved, 10);
+}
+
+}  // namespace

@@ -1,0 +1,259 @@
+// The questions beside the best setting, each against plain enumeration.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "clock_exhaustive.h"
+#include "clock_primitives.h"
+#include "clock_requests.h"
+#include "ip/clocking/queries.h"
+
+namespace {
+
+using namespace kdi::clocking;
+using test_support::Random;
+using test_support::exhaustive::Enumeration;
+using test_support::exhaustive::Value;
+
+struct Figures {
+  Rational error;
+  double jitter_ps;
+  double power_mw;
+  int d, m;
+};
+
+// The figures of a setting by the documented formulas' functions, put together here.
+Figures figures_of(Primitive const& primitive, Request const& request, Value const& value) {
+  LoopPoint point;
+  point.input_hz = request.input_hz.to_double();
+  point.pfd_hz = (request.input_hz / value.d).to_double();
+  point.vco_hz = (request.input_hz / value.d * Rational(value.m, 8)).to_double();
+  point.bandwidth = request.bandwidth;
+  point.input_jitter_ps = request.input_jitter_ps;
+  if (request.spread) {
+    SpreadMode const& mode = *primitive.spread_mode(request.spread->mode);
+    const Rational base = request.input_hz / value.d / mode.divider_step;
+    std::optional<Rational> modulation;
+    for (int k = 1; k <= 1 << 12; ++k)
+      if (mode.modulation_hz.contains(base / k) &&
+          (!modulation ||
+           abs(base / k - request.spread->modulation_hz) < abs(*modulation - request.spread->modulation_hz)))
+        modulation = base / k;
+    point.spread = (mode.down + mode.up).to_double();
+    point.modulation_hz = modulation->to_double();
+  }
+  const int in_loop = value.m % 8 != 0 ? 1 : 0;
+  int fractional = in_loop;
+  for (std::size_t i = 0; i < request.outputs.size(); ++i) fractional += value.o[i] % 8 != 0 ? 1 : 0;
+  Figures figures{Rational::of(value.worst.num, value.worst.den), 0, 0, value.d, value.m};
+  for (std::size_t i = 0; i < value.o.size(); ++i) {
+    const double output = (request.input_hz * Rational(value.m, value.d * value.o[i])).to_double();
+    point.fractional_counters = in_loop + (i < request.outputs.size() && value.o[i] % 8 != 0 ? 1 : 0);
+    figures.jitter_ps = std::max(figures.jitter_ps, jitter_ps(primitive.jitter, point, output));
+    figures.power_mw += output_power_mw(primitive.power, point, output);
+  }
+  point.fractional_counters = fractional;
+  figures.power_mw += loop_power_mw(primitive.power, point);
+  return figures;
+}
+
+bool dominates(Figures const& a, Figures const& b) {
+  return a.error <= b.error && a.jitter_ps <= b.jitter_ps && a.power_mw <= b.power_mw &&
+         (a.error < b.error || a.jitter_ps < b.jitter_ps || a.power_mw < b.power_mw);
+}
+
+bool is_alike(Figures const& a, Figures const& b) {
+  return a.error == b.error && a.jitter_ps == b.jitter_ps && a.power_mw == b.power_mw;
+}
+
+std::vector<Figures> brute_front(Primitive const& primitive, Request const& request) {
+  const Enumeration all(primitive, request);
+  std::vector<Figures> points;
+  all.for_each_loop([&](int m, int d) {
+    if (const auto value = all.best_of(m, d)) points.push_back(figures_of(primitive, request, *value));
+  });
+  std::vector<Figures> front;
+  for (Figures const& point : points) {
+    const bool is_beaten = std::ranges::any_of(points, [&point](Figures const& other) {
+      return dominates(other, point) ||
+             (is_alike(other, point) && std::pair(other.d, other.m) < std::pair(point.d, point.m));
+    });
+    if (!is_beaten) front.push_back(point);
+  }
+  std::ranges::sort(front, [](Figures const& a, Figures const& b) {
+    return std::tie(a.error, a.jitter_ps, a.power_mw) < std::tie(b.error, b.jitter_ps, b.power_mw);
+  });
+  return front;
+}
+
+TEST(ParetoFront, IsTheBruteForceFrontOnAThousandRequests) {
+  const Primitive primitives[] = {test_support::whole_primitive(), test_support::eighths_primitive(),
+                                  test_support::stepped_primitive(), test_support::tiny_primitive()};
+  Random random(7);
+  std::size_t points = 0;
+  for (int i = 0; i < 1000 && !HasFailure(); ++i) {
+    SCOPED_TRACE("request " + std::to_string(i));
+    Primitive const& primitive = primitives[i % 4];
+    const Request request = test_support::random_request(
+        random, primitive, 1 + random.below(static_cast<unsigned>(primitive.outputs.size())));
+    const std::vector<Figures> truth = brute_front(primitive, request);
+    const std::vector<ParetoPoint> front = pareto_front(primitive, request);
+    ASSERT_EQ(front.size(), truth.size());
+    points += front.size();
+    for (std::size_t at = 0; at < front.size(); ++at) {
+      EXPECT_EQ(front[at].worst_error, truth[at].error);
+      EXPECT_DOUBLE_EQ(front[at].jitter_ps, truth[at].jitter_ps);
+      EXPECT_DOUBLE_EQ(front[at].power_mw, truth[at].power_mw);
+      EXPECT_EQ(front[at].solution.input_divider, truth[at].d);
+      EXPECT_EQ(front[at].solution.multiplier, Rational(truth[at].m, 8));
+    }
+  }
+  EXPECT_GT(points, 2000u);  // fronts, not single points
+}
+
+TEST(ParetoFront, BeginsWithTheLeastError) {
+  const Primitive primitive = test_support::large_primitive();
+  Request request;
+  request.input_hz = 100000000;
+  for (std::int64_t mhz : {74, 148, 33}) request.outputs.push_back({mhz * 1000000, 0, Rational(1, 2), ""});
+  const auto front = pareto_front(primitive, request);
+  ASSERT_FALSE(front.empty());
+  EXPECT_EQ(front[0].worst_error, solve(primitive, request).solution->worst_error);
+}
+
+TEST(InputRanges, HoldExactlyTheInputsThatASettingTakes) {
+  Random random(8);
+  int inside = 0, outside = 0;
+  for (Primitive const& primitive : {test_support::whole_primitive(), test_support::eighths_primitive(),
+                                     test_support::stepped_primitive(), test_support::tiny_primitive()})
+    for (int i = 0; i < 100; ++i) {
+      Request request = test_support::random_request(random, primitive, 1);
+      request.second_input_hz.reset();
+      if (request.spread) request.spread->modulation_hz = 60000;
+      const std::vector<Range> ranges = input_ranges(primitive, request);
+      for (std::size_t at = 1; at < ranges.size(); ++at) EXPECT_LT(ranges[at - 1].max, ranges[at].min);
+      for (int probe = 0; probe < 20; ++probe) {
+        request.input_hz = test_support::between(random, 10000000, 1000000000);
+        // Ends of ranges, and what lies one hertz outside, are the likely mistakes.
+        if (!ranges.empty() && probe < 8) {
+          Range const& range = ranges[random.below(static_cast<unsigned>(ranges.size()))];
+          request.input_hz = (probe % 2 == 0 ? range.min : range.max) + (probe % 4 - 1);
+        }
+        bool has_setting = false;
+        Enumeration(primitive, request).for_each_loop([&](int, int) { has_setting = true; });
+        const bool is_inside =
+            std::ranges::any_of(ranges, [&](Range const& range) { return range.contains(request.input_hz); });
+        EXPECT_EQ(is_inside, has_setting) << primitive.name << " " << request.input_hz.text();
+        ++(is_inside ? inside : outside);
+      }
+    }
+  EXPECT_GT(inside, 500);
+  EXPECT_GT(outside, 500);
+}
+
+// Input frequencies from all exact VCO frequencies, D and M, without any order or raster.
+std::vector<Rational> brute_exact_inputs(Primitive const& primitive, Request request, std::size_t count) {
+  std::set<std::pair<Rational, Rational>> found;
+  const Rational wanted = request.outputs[0].frequency_hz, near = request.input_hz;
+  request.second_input_hz.reset();
+  for (int o = 8; o <= primitive.outputs[0].divider.max * 8; ++o)
+    for (int d = 1; d <= primitive.input_divider.max; ++d)
+      for (int m = 8; m <= primitive.multiplier.max * 8; ++m) {
+        request.input_hz = wanted * Rational(o * d, m);
+        if (check(primitive, request)) continue;
+        if (found.contains({abs(request.input_hz - near), request.input_hz})) continue;
+        if (found.size() >= count && abs(request.input_hz - near) > found.rbegin()->first) continue;
+        const auto best = Enumeration(primitive, request).best();
+        if (!best || best->worst.num != 0) continue;
+        found.insert({abs(request.input_hz - near), request.input_hz});
+        if (found.size() > count) found.erase(std::prev(found.end()));
+      }
+  std::vector<Rational> inputs;
+  for (auto const& [distance, input] : found) inputs.push_back(input);
+  return inputs;
+}
+
+TEST(ExactInputs, AreTheNearestOfAll) {
+  Random random(9);
+  std::size_t total = 0;
+  const Primitive primitive = test_support::tiny_primitive();
+  for (int i = 0; i < 14 && !HasFailure(); ++i) {
+    SCOPED_TRACE(i);
+    Request request = test_support::random_request(random, primitive, 1 + random.below(2));
+    request.outputs[0].frequency_hz = test_support::between(random, 20, 400) * 1000000;
+    const auto inputs = exact_inputs(primitive, request, 5);
+    EXPECT_EQ(inputs, brute_exact_inputs(primitive, request, 5));
+    total += inputs.size();
+  }
+  EXPECT_GT(total, 25u);
+}
+
+TEST(ClosestOutputs, AreTheNearestOfAll) {
+  Random random(10);
+  for (Primitive const& primitive : {test_support::whole_primitive(), test_support::eighths_primitive(),
+                                     test_support::stepped_primitive(), test_support::tiny_primitive()})
+    for (int i = 0; i < 25; ++i) {
+      SCOPED_TRACE(primitive.name + ", request " + std::to_string(i));
+      const Request request = test_support::random_request(random, primitive, 1);
+      const std::size_t counter = random.below(2);
+      const Rational wanted = test_support::random_frequency(random, request.input_hz, 10, 700);
+      std::set<std::pair<Rational, Rational>> all;
+      Request single = request;
+      single.outputs.clear();
+      single.high_speed_hz.reset();
+      const bool whole = request.whole_counters || (request.fine_phase && !primitive.fraction_with_fine_phase) ||
+                         (request.spread && !primitive.fraction_with_spread);
+      const Rational second = request.second_input_hz.value_or(request.input_hz);
+      auto const& spec = primitive.outputs[counter];
+      const SpreadMode* spread = request.spread ? primitive.spread_mode(request.spread->mode) : nullptr;
+      Enumeration(primitive, single).for_each_loop([&](int m, int d) {
+        for (int o = 8; o <= spec.divider.max * 8; ++o) {
+          if (!test_support::exhaustive::has_value(spec.divider, o, whole)) continue;
+          const Rational gain(m, d * o);
+          Rational fast = std::max(request.input_hz, second) * gain, slow = std::min(request.input_hz, second) * gain;
+          if (spread != nullptr) {
+            fast = fast * (Rational(1) + spread->up);
+            slow = slow * (Rational(1) - spread->down);
+          }
+          if (fast > spec.frequency_hz.max || slow < spec.frequency_hz.min) continue;
+          all.insert({abs(request.input_hz * gain - wanted), request.input_hz * gain});
+        }
+      });
+      std::vector<Rational> truth;
+      for (auto const& [distance, frequency] : all)
+        if (truth.size() < 12) truth.push_back(frequency);
+      EXPECT_EQ(closest_outputs(primitive, request, counter, wanted, 12), truth);
+    }
+}
+
+TEST(ActualPhase, IsAStepOfTheVco) {
+  const Primitive primitive = test_support::large_primitive();
+  const auto phase = [&](Rational const& divider, Rational const& wanted, bool fine = false) {
+    return actual_phase_deg(primitive, divider, wanted, fine);
+  };
+  EXPECT_EQ(phase(4, 90), 90);
+  EXPECT_EQ(phase(4, 50), 45);  // steps of 360 / 32
+  EXPECT_EQ(phase(4, -90), 270);
+  EXPECT_EQ(phase(4, 359), 0);                             // a whole turn is nearer than 348.75
+  EXPECT_EQ(phase(1, Rational(45, 2)), 0);                 // half-way: fewer steps
+  EXPECT_EQ(phase(Rational(5, 2), 100), 108);              // 20 steps of 18 degrees
+  EXPECT_EQ(phase(4, 50, true), Rational(360 * 31, 224));  // steps of 360 / 224
+  EXPECT_EQ(phase(128, 200), Rational(511 * 360, 1024));   // the counter of phases ends at 511
+  EXPECT_EQ(phase(128, 350), 0);
+}
+
+TEST(ActualDuty, IsAStepOfHalfAVcoPeriod) {
+  const Primitive primitive = test_support::large_primitive();
+  const auto duty = [&](Rational const& divider, Rational const& wanted) {
+    return actual_duty(primitive, divider, wanted);
+  };
+  EXPECT_EQ(duty(4, Rational(1, 4)), Rational(1, 4));
+  EXPECT_EQ(duty(4, Rational(1, 100)), Rational(1, 8));  // at least one step
+  EXPECT_EQ(duty(4, Rational(99, 100)), Rational(7, 8));
+  EXPECT_EQ(duty(1, Rational(1, 10)), Rational(1, 2));
+  EXPECT_EQ(duty(Rational(5, 2), Rational(1, 10)), Rational(1, 2));  // fractional dividers have no choice
+  EXPECT_EQ(duty(128, Rational(1, 10)), Rational(1, 2));             // 128 steps high and low at most
+  EXPECT_EQ(duty(3, Rational(5, 12)), Rational(1, 3));               // half-way: the shorter
+}
+
+}  // namespace
