@@ -6,67 +6,77 @@
 // (data/power, by the device's generation). The models are this project's own.
 //
 // Conditions
-//   Tj   junction temperature in C: the highest that the part's temperature grade allows (TEMPERATURE_MAX_C), since
-//   that
-//        is what supplies are laid out for; without such a property the data's reference temperature
-//   Vc   core voltage of the part's speed grade, Vc0 the reference voltage of the data
-//   L  = leakage(speed grade) 2^((Tj - Tref) / leakage_doubling_c) (Vc / Vc0)^leakage_exponent      static power
-//   D  = 1 + dynamic_per_c (Tj - Tref)                                                              dynamic power
-//   C  = D (Vc / Vc0)^2                                                                    dynamic, of core logic
+//
+//   Tj   junction temperature in C: the highest of the part's temperature grade (TEMPERATURE_MAX_C), since supplies
+//        are laid out for it; without that property, the reference temperature Tref of the data
+//   Vc   core voltage of the part's speed grade; Vc0 is the reference voltage of the data
+//   L    static power:            leakage(speed) 2^((Tj - Tref) / leakage_doubling_c) (Vc / Vc0)^leakage_exponent
+//   D    dynamic power:           1 + dynamic_per_c (Tj - Tref)
+//   C    dynamic, of core logic:  D (Vc / Vc0)^2
 //
 // Every count and quantity of a record that is negative or no number counts as 0, and as a million above a million, so
 // that every result is finite and not negative. Words are compared without regard to case; one that the data does not
 // have is reported as a warning of the category "power" and counts as the default, which an empty word is too.
 //
-// Transceivers. n channels of a type, R line rate in Gb/s, by direction; a direction that is not in use, or whose rate
-// is 0, takes no dynamic power. q = n over the channels of a quad, rounded up. Breakdown:
-//   static      L static_w_per_quad max(q, 1)
-//   transmit    D n tx_w(R)                     linear between the data's points
-//   launch      D n loss_w_per_db loss          loss: insertion loss in dB at the Nyquist frequency
-//   receive     D n rx_w(R)
-//   equaliser   D n equaliser_w(mode)           mode AUTO: the data's choice by the loss; unknown or empty: AUTO
-//   termination n V^2 / termination_ohm         V: programmed receiver termination, mV in the record
-//   pll         D k pll_w(PLL) (idle + (1 - idle) Fvco / Fvco max)
-//               k: one for each quad if the PLL is shared, else one for each channel; transmitter and receiver share
-//               where type and rate are the same. Fvco: the record's (MHz) for a PLL of one channel, else, and at most,
-//               the PLL's highest. An empty PLL type is the first that can make the rate.
-//   reference   D q reference_w_per_ghz F       F: reference clock in MHz, for each direction; once if they are the
-//   same pcs_transmit, pcs_receive
-//               C n (R (pcs_w_per_gbps + w_per_gbps(encoding)) + R efficiency(encoding) user_w_per_gbps
-//                    + internal_w_per_bit internal width + user_w_per_bit user width)
-//               The buffers between the clocks have a fixed depth in words, so the width has a share of its own.
-// The type is the record's, by the name of the device's or one of the data's names for it; an empty one is the first
-// that the device has. For a type that the part does not have, the result is 0 and a warning tells so.
+// Transceivers
 //
-// Memory interfaces. F memory clock in MHz, R = 2 F / 1000 Gb/s on a data pin, U user clock in GHz, N clock ratio,
-// v = (I/O voltage / nominal)^2, b factors of bank kind and I/O performance, ar and aw the share of time that reads
-// and writes take (data, times the record's readActivity and writeActivity), a = ar + aw, at most 1. Breakdown:
-//   static      L (static_w + static_w_per_lane lanes)   lanes: one for each strobe pair, at least one for 8 data pins
-//   controller  C share (controller_w + controller_w_per_gbps R a data pins)     share: of a core with the PHY alone,
-//   less ecc         ecc_ratio of the controller, with ECC fabric      C share (fabric_w_per_ghz U +
-//   datapath_w_per_ghz_bit U 2 N data pins) debug       C (debug_w + debug_w_per_ghz U), with debug signals axi C
-//   axi_w_per_ghz_bit U AXI data width, with an AXI port phy         C (lane_w lanes + serialiser_w_per_ghz ratio F /
-//   1000 all pins), 0 without a clock;
-//               ratio: phyClockRatio, N if it is 0
-//   write       D v b aw R write_w_per_gbps (data pins + mask pins in use) load
-//   read        D v b ar R read_w_per_gbps data pins
-//   strobe      D v b a R strobe_w_per_gbps (strobe, K, QK and, by valid_share, QVLD pins) load
-//   address     D v b address_w_per_gbps R / 2 (address, bank, bank group, CKE, ODT, load-reduction and, in use, CS
-//               pins) address load
-//   clock_pins  D v b clock_w_per_gbps R CK pins address load
-//   termination D v b (termination_w(input) + termination_w(output)) data pins (1 - a / 2); without an input
-//               termination in the record and with ODT pins, the input's is the data's usual one
-//   mmcm        D (base_w + w_per_vco_ghz Fvco + w_per_output_ghz sum Fout), Fvco = input clock times CLKFBOUT_MULT,
-//               Fout = Fvco / divider for each divider above 0; without an input clock or factor Fvco is the lowest of
-//               the primitive, and without a divider Fout is U; 0 without a clock
-//   phy_pll     D k (base_w + w_per_vco_ghz Fvco + w_per_output_ghz Fout), Fvco = U phyClockMultiplier, Fout = Fvco /
-//               phyClockDivider, k = lanes / lanes_per_phy_pll, rounded up
-//   clock_tree  C clock_tree_w_per_ghz (U + fabricClock)
-// with load = 1 + data_load (ranks of all slots - 1) and address load = 1 + address_load (devices of all slots - 1),
-// each times the kind of module's factor.
-// These fields have no influence: timePeriod (memoryClock stands for it), memoryPart (its rate, widths and ranks have
-// fields of their own), mmcmIdxBank (where the MMCM stands), clkoutphyMode (multiplier and divider stand for it), and
-// the reserved fields.
+// n channels of a type; R line rate in Gb/s, by direction; q = n over the channels of a quad, rounded up. A direction
+// that is not in use, or whose rate is 0, takes no dynamic power. Breakdown:
+//
+//   static        L static_w_per_quad max(q, 1)
+//   transmit      D n tx_w(R), linear between the data's points
+//   launch        D n loss_w_per_db loss; the insertion loss in dB at the Nyquist frequency
+//   receive       D n rx_w(R)
+//   equaliser     D n equaliser_w(mode); of the mode AUTO, the data's choice by the loss; empty counts as AUTO
+//   termination   n V^2 / termination_ohm; V is the programmed receiver termination, mV in the record
+//   pll           D k pll_w(PLL) (idle + (1 - idle) Fvco / Fvco max)
+//                 k: one for each quad if the PLL is shared, else one for each channel; transmitter and receiver share
+//                 where PLL and rate are the same. Fvco: the record's, MHz, for a PLL of one channel; else, and at
+//                 most, the PLL's highest. An empty PLL type is the first that can make the rate.
+//   reference     D q reference_w_per_ghz F; F is the sum of the directions' reference clocks, one if they are equal
+//   pcs_transmit  C n (R (pcs_w_per_gbps + w_per_gbps(encoding) + efficiency(encoding) user_w_per_gbps)
+//   pcs_receive        + internal_w_per_bit internal width + user_w_per_bit user width)
+//                 The buffers between the clocks have a fixed depth in words, so the width has a share of its own.
+//
+// The type is the record's, by the device's name for it or one of the data's; an empty one is the first that the device
+// has. For a type that the part does not have, the result is 0 and a warning tells so. Directions are TX, RX and BOTH,
+// the default. The reserved fields have no influence, and cpllVcoFrequency none on a shared PLL.
+//
+// Memory interfaces
+//
+// F memory clock in GHz, R = 2 F Gb/s on a data pin, U user clock in GHz, N clock ratio; v = (I/O voltage / nominal)^2;
+// b factors of bank kind and I/O performance; ar and aw the share of time that reads and writes take (data, times the
+// record's readActivity and writeActivity), a = ar + aw, at most 1; lanes: one for each strobe pair, and at least one
+// for 8 data pins; share: 1, or less for a kind of core without its controller. Breakdown:
+//
+//   static        L (static_w + static_w_per_lane lanes)
+//   controller    C share (controller_w + controller_w_per_gbps R a data pins)
+//   ecc           ecc_ratio of the controller, with ECC
+//   fabric        C share U (fabric_w_per_ghz + datapath_w_per_ghz_bit 2 N data pins)
+//   debug         C (debug_w + debug_w_per_ghz U), with debug signals
+//   axi           C axi_w_per_ghz_bit U AXI data width, with an AXI port
+//   phy           C (lane_w lanes + serialiser_w_per_ghz ratio F (data and address pins)), 0 without a memory clock;
+//                 ratio is phyClockRatio, or N if that is 0
+//   write         D v b aw R write_w_per_gbps (data pins + mask pins in use) load
+//   read          D v b ar R read_w_per_gbps data pins
+//   strobe        D v b a R strobe_w_per_gbps (strobe, K, QK and, by valid_share, QVLD pins) load
+//   address       D v b a F address_w_per_gbps address pins address_load; these are the pins of address, bank, bank
+//                 group, CKE, ODT, load reduction and, in use, CS
+//   clock_pins    D v b R clock_w_per_gbps CK pins address_load
+//   termination   D v b (termination_w(input) + termination_w(output)) data pins (1 - a / 2); where the record names no
+//                 input termination and there are ODT pins, it is the data's usual one
+//   mmcm          D (base_w + w_per_vco_ghz Fvco + w_per_output_ghz (sum of Fout)), 0 without a clock;
+//                 Fvco = input clock times CLKFBOUT_MULT, or the primitive's lowest where one of them is 0;
+//                 Fout = Fvco / divider for each divider above 0, or U where there is none
+//   phy_pll       D k (base_w + w_per_vco_ghz Fvco + w_per_output_ghz Fvco / phyClockDivider), 0 without a user clock;
+//                 Fvco = U phyClockMultiplier; k = lanes / lanes_per_phy_pll, rounded up
+//   clock_tree    C clock_tree_w_per_ghz (U + fabricClock)
+//
+//   load          1 + data_load (ranks of all slots - 1), times the kind of module's factor
+//   address_load  1 + address_load (devices of all slots - 1), likewise
+//
+// Without influence are timePeriod (memoryClock stands for it), memoryPart (rate, widths and ranks have fields of their
+// own), mmcmIdxBank (where the MMCM is), clkoutphyMode (multiplier and divider stand for it) and the reserved fields.
 #pragma once
 
 #include <cstdint>
