@@ -108,12 +108,12 @@ class Runs {
   std::map<std::vector<Value>, std::size_t> starts_;
 };
 
-// Pieces of text, each stored once and ended by a zero.
+// Pieces of text, each stored once behind its length.
 class TextPool {
  public:
   std::size_t offset_of(std::string const& piece) {
     const auto [at, fresh] = known_.try_emplace(piece, text_.size());
-    if (fresh) text_ += piece + '\0';
+    if (fresh) (text_ += static_cast<char>(piece.size())) += piece;
     if (text_.size() > 65536) throw std::runtime_error("the pieces of the names exceed their 16-bit offsets");
     return at->second;
   }

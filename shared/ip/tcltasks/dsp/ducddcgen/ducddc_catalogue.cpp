@@ -1,7 +1,5 @@
 #include "dsp/ducddcgen/ducddc_catalogue.h"
 
-#include <string_view>
-
 namespace ducddcgen_init {
 
 const char rsrc_names[kResourceFigures][48] = {
@@ -16,21 +14,21 @@ const char rsrc_names[kResourceFigures][48] = {
 const char verstr[] = "Database $Revision: 1.2.4.2 $ $Date: 2011/06/06 01:26:40 $";
 
 std::string name_of(Record const& record) {
-  return std::string(name_pieces + record.name_head) += name_pieces + record.name_tail;
+  return std::string(piece_of_name(record.name_head)) += piece_of_name(record.name_tail);
 }
 
 namespace {
 
 // Below, at or above 0 as std::string::compare says of `name` and the record's name, without putting that together.
 int compare(std::string_view name, Record const& record) {
-  const std::string_view head = name_pieces + record.name_head;
+  const std::string_view head = piece_of_name(record.name_head);
   const int order = name.substr(0, head.size()).compare(head);
-  return order != 0 ? order : name.substr(head.size()).compare(name_pieces + record.name_tail);
+  return order != 0 ? order : name.substr(head.size()).compare(piece_of_name(record.name_tail));
 }
 
 }  // namespace
 
-Record const* find_record(std::string const& name) {
+Record const* find_record(std::string_view name) {
   std::size_t low = 0, high = kRecords;
   while (low < high) {
     const std::size_t middle = (low + high) / 2;

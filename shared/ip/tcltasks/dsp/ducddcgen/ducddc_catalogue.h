@@ -8,12 +8,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace ducddcgen_init {
 
 /// One configuration. Offsets count elements of the table that they name.
 struct Record {
-  std::uint16_t name_head, name_tail;  ///< name_pieces: the name is the two texts there, one behind the other
+  std::uint16_t name_head, name_tail;  ///< name_pieces: the name is the two pieces there, one behind the other
   std::int8_t stage_count;             ///< 2 to 8
   std::int8_t mixer_stage;             ///< stage before which the mixer stands, counted from the radio side; -1: none
   std::int8_t mixer_dsps;              ///< 0, 1, 2 or 4
@@ -45,7 +46,7 @@ extern const TapStage tap_stages[];
 extern const float coef_data[];
 extern const std::uint8_t per_stage_data[];
 extern const std::int32_t rsrc_data[kRecords * kResourceFigures];  ///< offsets into per_stage_data
-extern const char name_pieces[];
+extern const char name_pieces[];  ///< each piece is a byte with its length and that many characters
 
 /// Labels of the resource figures: DSPs, block memories and latency in clock cycles of four build variants.
 extern const char rsrc_names[kResourceFigures][48];
@@ -53,9 +54,14 @@ extern const char rsrc_names[kResourceFigures][48];
 /// Revision text of the catalogue.
 extern const char verstr[];
 
+/// The piece of a name at that offset.
+inline std::string_view piece_of_name(std::uint16_t offset) {
+  return {name_pieces + offset + 1, static_cast<unsigned char>(name_pieces[offset])};
+}
+
 std::string name_of(Record const& record);
 
 /// The record of that name, or null. At most 15 comparisons.
-Record const* find_record(std::string const& name);
+Record const* find_record(std::string_view name);
 
 }  // namespace ducddcgen_init

@@ -26,7 +26,7 @@ int guarded(Body body, Fail fail) {
 
 int ducddcgen_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   if (objc != 3) return tcl::fail(interp, "Invalid number of arguments.Expected are 2");  // sic: no blank
-  const std::string name = Tcl_GetString(objv[1]);
+  char const* const name = Tcl_GetString(objv[1]);
   int selector = 0;  // also where the word is no integer
   Tcl_GetIntFromObj(nullptr, objv[2], &selector);
   return guarded([&] { return tcl::succeed(interp, tcl::new_string(file_text(require_record(name), selector))); },

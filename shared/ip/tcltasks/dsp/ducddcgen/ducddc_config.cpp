@@ -19,9 +19,9 @@ std::string formatted(Value value, char const* format) {
 
 }  // namespace
 
-Record const& require_record(std::string const& name) {
+Record const& require_record(std::string_view name) {
   if (Record const* const record = find_record(name)) return *record;
-  throw DUCDDCException("Configuration '" + name + "' not found in database!");
+  throw DUCDDCException("Configuration '" + std::string(name) + "' not found in database!");
 }
 
 std::string num(int value, char const* format) { return formatted(value, format); }

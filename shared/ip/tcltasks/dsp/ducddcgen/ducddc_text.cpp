@@ -8,16 +8,22 @@
 namespace ducddcgen_init {
 namespace {
 
-// More than any of the texts takes without its coefficients, each of which has a line of at most kLongestLine.
+// More than either report takes, and than the lines of one coefficient.
 constexpr std::size_t kLongestReport = 2048;
 constexpr std::size_t kLongestLine = 48;
+constexpr float kNoEvm = -1;
 
 // Text that grows within a length known beforehand. Numbers are written as printf's %d and %.<decimals>f would write
-// them in the C locale, and several times faster.
+// them in the C locale, and many times faster.
 class Text {
  public:
-  explicit Text(std::size_t most)
-      : text_(std::make_unique_for_overwrite<char[]>(most)), end_(text_.get()), limit_(end_ + most) {}
+  explicit Text(std::size_t most) {
+    if (most > sizeof near_) far_ = std::make_unique_for_overwrite<char[]>(most);
+    begin_ = end_ = far_ ? far_.get() : near_;
+    limit_ = begin_ + most;
+  }
+  Text(Text const&) = delete;
+  Text& operator=(Text const&) = delete;
 
   Text& operator<<(std::string_view piece) {
     std::memcpy(end_, piece.data(), piece.size());
@@ -29,7 +35,12 @@ class Text {
     return *this;
   }
   Text& operator<<(int value) {
-    end_ = std::to_chars(end_, limit_, value).ptr;
+    if (value < 0 || value > 99) {
+      end_ = std::to_chars(end_, limit_, value).ptr;
+      return *this;
+    }
+    if (value > 9) *end_++ = static_cast<char>('0' + value / 10);
+    *end_++ = static_cast<char>('0' + value % 10);
     return *this;
   }
   Text& fixed(double value, int decimals, std::size_t width = 0) {
@@ -40,14 +51,30 @@ class Text {
     for (std::size_t i = number.size(); i < width; ++i) *this << ' ';
     return *this << number;
   }
+  // A number of hundredths, as fixed(value, 2) writes a double that is nearest to it.
+  Text& hundredths(int value) {
+    *this << value / 100 << '.';
+    return *this << static_cast<char>('0' + value / 10 % 10) << static_cast<char>('0' + value % 10);
+  }
 
-  std::string str() const { return {text_.get(), end_}; }
+  std::string str() const { return {begin_, end_}; }
 
  private:
-  std::unique_ptr<char[]> text_;
+  char near_[kLongestReport];
+  std::unique_ptr<char[]> far_;
+  char* begin_;
   char* end_;
   char* limit_;
 };
+
+// Frequency in MHz. Rates are whole multiples of 10 kHz, so that nothing is rounded; were one not, the double would be.
+void write_megahertz(Text& text, int hertz) {
+  constexpr int kHundredth = 10'000;
+  if (hertz >= 0 && hertz % kHundredth == 0)
+    text.hundredths(hertz / kHundredth);
+  else
+    text.fixed(hertz * 0.000001, 2);
+}
 
 // The values of all stages, in two bracket groups where a mixer parts them. With the mixer before stage 0 the first
 // group is empty.
@@ -71,9 +98,10 @@ void write_bytes(Text& text, Record const& record, std::int32_t offset) {
 std::string chain_report(Record const& record) {
   TapStage const* const stages = tap_stages + record.tap_stage_index;
   Text text(kLongestReport);
-  text << "CFG: " << name_pieces + record.name_head << name_pieces + record.name_tail << '\n';
+  text << "CFG: " << piece_of_name(record.name_head) << piece_of_name(record.name_tail) << '\n';
   text << "MIXER     : " << static_cast<int>(record.mixer_dsps) << " DSPs at ";
-  text.fixed(record.mixer_freq * 0.000001, 2) << " MHz\n";
+  write_megahertz(text, record.mixer_freq);
+  text << " MHz\n";
   text << "MIXGROWTH : " << static_cast<int>(record.mix_growth) << '\n';
   text << "STEPS     : ";
   write_stages(text, record, [&](int s) {
@@ -91,13 +119,16 @@ std::string chain_report(Record const& record) {
   write_bytes(text, record, record.growth_offset);
   text << "CLEANTIME : " << static_cast<int>(record.clean_time) << '\n';
   text << "EVM       : ";
-  text.fixed(static_cast<double>(record.evm), 1, 3) << '\n';
+  if (record.evm == kNoEvm)
+    text << "-1.0\n";
+  else
+    text.fixed(static_cast<double>(record.evm), 1, 3) << '\n';
   return text.str();
 }
 
 std::string resource_report(Record const& record) {
   Text text(kLongestReport);
-  text << "CFG: " << name_pieces + record.name_head << name_pieces + record.name_tail << '\n';
+  text << "CFG: " << piece_of_name(record.name_head) << piece_of_name(record.name_tail) << '\n';
   for (std::size_t k = 0; k < kResourceFigures; ++k) {
     text << rsrc_names[k] << " : ";
     write_bytes(text, record, rsrc_data[static_cast<std::size_t>(record.rsrc_index) + k]);

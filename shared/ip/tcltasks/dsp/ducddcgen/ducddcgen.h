@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ducddcgen_init {
@@ -52,7 +53,7 @@ class DUCDDCConfig {
 };
 
 /// The catalogue's record of that name. Throws DUCDDCException.
-Record const& require_record(std::string const& name);
+Record const& require_record(std::string_view name);
 
 /// One number through a printf format, with a decimal point under every locale.
 std::string num(int value, char const* format);
