@@ -10,7 +10,7 @@ SOURCES = $(shell git ls-files '*.cpp' '*.h' '*.c')
 
 help:
 	@echo "demo      compile two 5G NR codes into register writes, in a plain tclsh"
-	@echo "check     all tests, optimised and under sanitizers, and two minutes of fuzzing"
+	@echo "check     all tests, optimised and under sanitizers, and half a minute of fuzzing a target"
 	@echo "bench     the benchmarks, each with its bar"
 	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS)) on each target"
 	@echo "coverage  line coverage of the package, at least COVERAGE_BAR ($(COVERAGE_BAR)) %"
