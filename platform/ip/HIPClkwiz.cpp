@@ -129,7 +129,7 @@ struct HIPClkwizImp::State {
   }
 
   int solve(Question const& question, bool input_buffer);
-  void fill_in(Question const& question);
+  void fill_in(Question const& question, device::ClockPrimitive const& of);
 
   OutputSolution const* output(int index) const {
     if (!solution || index < 0 || static_cast<std::size_t>(index) >= solution->outputs.size()) return nullptr;
@@ -150,7 +150,7 @@ struct HIPClkwizImp::State {
   device::ClockPrimitive const& mmcm(char const* operation) const;
 };
 
-void HIPClkwizImp::State::fill_in(Question const& question) {
+void HIPClkwizImp::State::fill_in(Question const& question, device::ClockPrimitive const& of) {
   request.input_hz = frequency("input", question.input_mhz);
   if (question.second_input_mhz != 0) request.second_input_hz = frequency("second input", question.second_input_mhz);
   request.whole_counters = question.whole_counters;
@@ -166,12 +166,18 @@ void HIPClkwizImp::State::fill_in(Question const& question) {
   has("duty cycles", question.duty_percent, true);
   for (std::size_t i = 0; i < count; ++i) {
     OutputRequest output;
+    // The nearest there is to a frequency beyond the limits is no answer.
+    if (const auto fault = outside("output frequency", question.frequencies_mhz[i], of.output_mhz); !fault.empty())
+      throw std::invalid_argument(fault);
     output.frequency_hz = frequency("output", question.frequencies_mhz[i]);
     if (!question.phases_deg.empty()) output.phase_deg = angle(question.phases_deg[i], 360);
     if (!question.duty_percent.empty()) output.duty = angle(question.duty_percent[i] / 100, 1);
     request.outputs.push_back(output);
   }
-  if (question.phy_output) request.high_speed_hz = frequency("clkoutphy", question.phy_mhz);
+  if (!question.phy_output) return;
+  if (const auto fault = outside("clkoutphy", question.phy_mhz, of.phy_output->output_mhz); !fault.empty())
+    throw std::invalid_argument(fault);
+  request.high_speed_hz = frequency("clkoutphy", question.phy_mhz);
 }
 
 int HIPClkwizImp::State::solve(Question const& question, bool input_buffer) {
@@ -198,7 +204,7 @@ int HIPClkwizImp::State::solve(Question const& question, bool input_buffer) {
   try {
     primitive = solver_primitive(*chosen);
     request = options(*chosen, input_buffer);
-    fill_in(question);
+    fill_in(question, *chosen);
   } catch (std::invalid_argument const& exception) {
     return refuse(kNoSolution, exception.what());
   }

@@ -21,6 +21,7 @@ using Kind = device::ClockPrimitiveKind;
 using BandwidthWord = HASTJitterCalculatorKelvane;
 
 constexpr std::size_t kMostInputs = 100;  // of a list
+constexpr int kHzPerKhz = 1000;
 constexpr char const* kTooFine =
     "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
 
@@ -324,14 +325,17 @@ bool HIPClockingSoln::getInputClkFrequencies(double const& phyFreq, double const
 
 namespace {
 
-// What output 0 can be at this VCO frequency.
+// What output 0 can be at this VCO frequency: beside an output for I/O banks every frequency, otherwise those that are
+// a whole number of kHz, since all of them would be thousands.
 void add_outputs(Primitive const& primitive, Rational const& vco, int multiplication,
                  std::optional<device::Range> const& rates, std::set<Rational>& found) {
   OutputSpec const& output = primitive.outputs.front();
   const std::vector<int> dividers = counter_values(output.divider, true);
   if (primitive.high_speed_modes.empty()) {
     for (int divider : dividers)
-      if (const Rational made = vco * kUnit / divider; output.frequency_hz.contains(made)) found.insert(made);
+      if (const Rational made = vco * kUnit / divider;
+          output.frequency_hz.contains(made) && (made / kHzPerKhz).den() == 1)
+        found.insert(made);
     return;
   }
   for (auto const& mode : primitive.high_speed_modes) {
@@ -421,6 +425,8 @@ bool HIPClockingSoln::calculateMandD(std::vector<HIPClock>& clocks, std::string&
     if (secondaryFreq != 0) request.second_input_hz = frequency("second input", secondaryFreq);
     for (HIPClock const& clock : clocks) {
       OutputRequest asked;
+      // The nearest there is to a frequency beyond the limits is no answer.
+      require_none(outside("output frequency", clock.frequency, data.output_mhz));
       asked.frequency_hz = frequency("output", clock.frequency);
       asked.phase_deg = phase(clock.phase);
       asked.duty = duty(clock.dutyCycle);
@@ -429,7 +435,8 @@ bool HIPClockingSoln::calculateMandD(std::vector<HIPClock>& clocks, std::string&
     request.preference = minPower && !minJitter ? Preference::low_power : Preference::low_jitter;
     request.bandwidth = lowBandwidth ? Bandwidth::low : Bandwidth::optimized;
     request.fine_phase = finePs;
-    if (spreadSpectrum) request.spread = SpreadRequest{ssMode, angle("modulation frequency in kHz,", ssModFreq, 1e-3, 1e5) * 1000};
+    if (spreadSpectrum)
+      request.spread = SpreadRequest{ssMode, angle("modulation frequency in kHz,", ssModFreq, 1e-3, 6e4) * 1000};
     Result result = solve(solver_primitive(data, values.speed->clock_buffers, finePs), request);
     if (!result.solution) throw Fault{result.error};
     state_->last = Solved{data, std::move(request), std::move(*result.solution)};
@@ -497,6 +504,7 @@ bool HIPClockingSoln::computeMinimalClkInst(std::vector<double> const& outputs,
     }
     for (double output : outputs) {
       OutputRequest asked;
+      require_none(outside("output frequency", output, data->output_mhz));
       asked.frequency_hz = frequency("output", output);
       request.outputs.push_back(asked);
     }

@@ -44,7 +44,8 @@ class HIPClkwizImp {
   bool getPhaseError(double fIn, double fVco, std::string& bandwidth, std::string& error, double* result);
 
   /// The best setting for the first `count` of `freqs`, at the lowest VCO frequency among the equally near ones unless
-  /// `minJitter` asks for the highest and `minPower` does not object. `freqs` is rewritten with what comes out.
+  /// `minJitter` asks for the highest and `minPower` does not object. `freqs`, all within the primitive's limits, is
+  /// rewritten with what comes out.
   ///
   /// \param fIn2         a second input that the same setting serves; 0: none
   /// \param integerOnly  no fractional counters

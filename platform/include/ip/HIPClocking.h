@@ -57,7 +57,7 @@ class HIPClockingSoln {
                               bool useSpeedData, std::string const& nocmcControllerType);
   /// The frequencies that an output can have from this input, ascending, with whole M and the smallest D that has any.
   /// On a primitive with the output for I/O banks, those with which that one runs at `multiplication` times the
-  /// output; on others `multiplication` is 1. False: `text` says why.
+  /// output; on others those that are a whole number of kHz, and `multiplication` is 1. False: `text` says why.
   bool getOutputClockFrequencies(double const& inFreq, ClockPrimitive& primitive, int const& multiplication,
                                  std::string& text, double inPeriod, bool useSpeedData,
                                  std::string const& nocmcControllerType);
@@ -72,7 +72,7 @@ class HIPClockingSoln {
   /// 0.0 for a frequency that is not above 0.
   double getInClkPeriod(double const& frequency, ClockPrimitive primitive, bool secondary);
 
-  /// The best setting for `clocks`. True fills `solution`, a dictionary, and the actual values of `clocks`; false fills
+  /// The best setting for `clocks`, whose frequencies are within the primitive's limits. True fills `solution`, a dictionary, and the actual values of `clocks`; false fills
   /// `errors` with what stands in the way. The frequencies say what the periods say, so the solver goes by them; a
   /// secondary frequency of 0 is none. Of `minJitter` and `minPower` the first counts.
   bool calculateMandD(std::vector<HIPClock>& clocks, std::string& part, StrVec& errors, double const& primFreq,
