@@ -11,6 +11,8 @@ add_clock_test(clock_solver_optimal_test)
 add_clock_test(clock_solver_options_test)
 add_clock_test(clock_solver_queries_test)
 
+add_unit_test(clock_options_test LABELS clocking LINKS kdi_ip)
+
 # The commands, against engines that record, which stand in this program before those of the platform.
 add_unit_test(clock_commands_test LABELS clocking LINKS "kdi_ip;${CMAKE_DL_LIBS}")
 target_sources(clock_commands_test PRIVATE support/recording_clocks.cpp)
