@@ -12,6 +12,7 @@ add_clock_test(clock_solver_options_test)
 add_clock_test(clock_solver_queries_test)
 
 add_unit_test(clock_options_test LABELS clocking LINKS kdi_ip)
+add_unit_test(clock_engine_test LABELS clocking LINKS "kdi_ip;kdi_device")
 
 # The commands, against engines that record, which stand in this program before those of the platform.
 add_unit_test(clock_commands_test LABELS clocking LINKS "kdi_ip;${CMAKE_DL_LIBS}")

@@ -38,7 +38,10 @@ std::optional<std::vector<double>> read_numbers(std::string_view text) {
 
 std::string number_text(double value) {
   char digits[32];
-  return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
+  // Figures of the size that clocks have are shown without an exponent.
+  const bool is_plain = value == 0 || (std::abs(value) >= 1e-6 && std::abs(value) < 1e12);
+  const auto format = is_plain ? std::chars_format::fixed : std::chars_format::general;
+  return {digits, std::to_chars(digits, digits + sizeof digits, value, format).ptr};
 }
 
 std::string fixed_text(double value, int decimals) {
