@@ -286,6 +286,9 @@ std::vector<Rational> find_inputs(std::string const& part_name, double phy_mhz, 
     if (output == 0) continue;
     OutputRequest asked;
     asked.frequency_hz = frequency("output", output);
+    Range const& limits = primitive.outputs.front().frequency_hz;
+    if (!limits.contains(asked.frequency_hz))
+      throw Fault{"output frequency " + number_text(output) + " MHz is outside " + text_mhz(limits)};
     request.outputs.push_back(asked);
   }
   if (request.outputs.empty() && !request.high_speed_hz) throw Fault{"no output is asked for"};
