@@ -115,8 +115,8 @@ struct HIPClkwizImp::State {
     if (!(khz > 0 && khz < 1e5))
       throw std::invalid_argument("modulation frequency " + number_text(khz) + " kHz is outside " +
                                   number_text(can.modulation_khz.min) + " to " + number_text(can.modulation_khz.max));
-    asked.spread = SpreadRequest{spread_mode.empty() ? can.modes.front().name : spread_mode,
-                                 Rational::nearest(khz * 1000, 1000)};
+    asked.spread =
+        SpreadRequest{spread_mode.empty() ? can.modes.front().name : spread_mode, Rational::nearest(khz * 1000, 1000)};
     return asked;
   }
 
@@ -510,8 +510,8 @@ bool HIPClkwizImp::getClkwizOutputFrequencies(double const& frequency, int const
   text = fault_of_list(frequency, count, margin);
   if (text.empty() && state_->data == nullptr) text = "nothing was solved yet, so there is no input clock";
   if (text.empty() && (count2 < 0 || static_cast<std::size_t>(count2) >= state_->primitive.outputs.size()))
-    text = "output " + std::to_string(count2) + " is outside 0 to " +
-           std::to_string(state_->primitive.outputs.size() - 1);
+    text =
+        "output " + std::to_string(count2) + " is outside 0 to " + std::to_string(state_->primitive.outputs.size() - 1);
   if (!text.empty()) return false;
   if (const auto fault = check(state_->primitive, state_->request)) {
     text = *fault;
@@ -528,8 +528,7 @@ bool HIPClkwizImp::getClkwizInputFrequencies(std::string const& name, double con
                                              double margin) {
   text = fault_of_list(frequency, count, margin);
   if (!text.empty()) return false;
-  device::ClockPrimitive const* const data =
-      state_->part == nullptr ? nullptr : state_->part->clock_primitive(name);
+  device::ClockPrimitive const* const data = state_->part == nullptr ? nullptr : state_->part->clock_primitive(name);
   if (data == nullptr) {
     text = state_->part == nullptr ? "part \"" + state_->part_name + "\" is not known"
                                    : state_->part->name + " has no clock primitive \"" + name + "\"";

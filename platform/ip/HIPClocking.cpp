@@ -343,8 +343,7 @@ void add_outputs(Primitive const& primitive, Rational const& vco, int multiplica
   }
   for (auto const& mode : primitive.high_speed_modes) {
     const Rational phy = vco * mode.factor, made = phy / multiplication, divider = vco / made * kUnit;
-    const bool is_divider =
-        divider.den() == 1 && std::ranges::binary_search(dividers, static_cast<int>(divider.num()));
+    const bool is_divider = divider.den() == 1 && std::ranges::binary_search(dividers, static_cast<int>(divider.num()));
     if (is_divider && output.frequency_hz.contains(made) && primitive.high_speed_hz.contains(phy) &&
         (!rates || rates->contains(mhz(phy))))
       found.insert(made);
@@ -502,7 +501,8 @@ bool HIPClockingSoln::computeMinimalClkInst(std::vector<double> const& outputs,
     CoverRequest request;
     for (auto const& [input, second] : inputs) request.inputs_hz.push_back(frequency("input", input));
     if (inputs.empty()) {
-      if (!(inPeriod > 0)) throw Fault{"there is no input, and its period " + number_text(inPeriod) + " ns is not above 0"};
+      if (!(inPeriod > 0))
+        throw Fault{"there is no input, and its period " + number_text(inPeriod) + " ns is not above 0"};
       request.inputs_hz.push_back(frequency("the frequency of the input period,", 1000 / inPeriod));
     }
     for (double output : outputs) {

@@ -64,9 +64,8 @@ struct OptionSpec {
 using Schema = std::map<std::string, OptionSpec>;
 
 bool is_option_name(std::string const& word) {
-  return word.size() > 1 && word[0] == '-' && std::all_of(word.begin() + 1, word.end(), [](unsigned char c) {
-           return std::isalnum(c) != 0 || c == '_';
-         });
+  return word.size() > 1 && word[0] == '-' &&
+         std::all_of(word.begin() + 1, word.end(), [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; });
 }
 
 // "<mandatory:double:10.00>"
@@ -128,8 +127,7 @@ class TypedValues {
 
 }  // namespace
 
-bool HIPClockingUtils::parseArgs(std::string const& schema, StrVec const& words,
-                                 std::map<std::string, void*>& values) {
+bool HIPClockingUtils::parseArgs(std::string const& schema, StrVec const& words, std::map<std::string, void*>& values) {
   values.clear();
   const auto options = read_schema(schema);
   if (!options || words.size() % 2 != 0) return false;

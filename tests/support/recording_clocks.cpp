@@ -77,8 +77,8 @@ bool HIPClkwizImp::getPhaseError(double a, double b, std::string& text, std::str
   *result = answers.number;
   return answers.success;
 }
-int HIPClkwizImp::getMinPowerOutFreqs(std::string& freqs, double a, double b, int count, bool c, bool d, int pll, bool e,
-                                      double f, bool g, double h) {
+int HIPClkwizImp::getMinPowerOutFreqs(std::string& freqs, double a, double b, int count, bool c, bool d, int pll,
+                                      bool e, double f, bool g, double h) {
   record("getMinPowerOutFreqs", freqs, a, b, count, c, d, pll, e, f, g, h);
   return answers.status;
 }
@@ -121,7 +121,8 @@ bool HIPClkwizImp::getMaxPeriodSpdData(std::string& text) {
   text = answers.text;
   return answers.success;
 }
-bool HIPClkwizImp::getClkwizOutputFrequencies(double const& a, int const& b, int const& c, std::string& text, double d) {
+bool HIPClkwizImp::getClkwizOutputFrequencies(double const& a, int const& b, int const& c, std::string& text,
+                                              double d) {
   record("getClkwizOutputFrequencies", a, b, c, d);
   text = answers.text;
   return answers.success;
@@ -202,8 +203,9 @@ bool HIPClockingSoln::getOutputClockFrequencies(double const& a, ClockPrimitive&
   text = answers.text;
   return answers.success;
 }
-bool HIPClockingSoln::getPeakToPeakJitter(double a, double b, double c, HASTJitterCalculatorKelvane::BANDWIDTH bandwidth,
-                                          std::string const& text, bool d, bool e, int output, double* value) {
+bool HIPClockingSoln::getPeakToPeakJitter(double a, double b, double c,
+                                          HASTJitterCalculatorKelvane::BANDWIDTH bandwidth, std::string const& text,
+                                          bool d, bool e, int output, double* value) {
   record("getPeakToPeakJitter", a, b, c, static_cast<int>(bandwidth), text, d, e, output);
   *value = answers.number;
   return answers.success;
@@ -252,8 +254,7 @@ HIPClockingSoln* HIPClockingMgr::getClkwizSoln(std::string& name) {
 void HIPClockingMgr::deleteClockingSoln(std::string& name) { record("deleteClockingSoln", name); }
 void HIPClockingMgr::terminateInstance() { record("terminateInstance"); }
 
-bool HIPClockingUtils::parseArgs(std::string const& schema, StrVec const& words,
-                                 std::map<std::string, void*>& values) {
+bool HIPClockingUtils::parseArgs(std::string const& schema, StrVec const& words, std::map<std::string, void*>& values) {
   using parse_t = bool (*)(std::string const&, StrVec const&, std::map<std::string, void*>&);
   static const auto platforms_own = reinterpret_cast<parse_t>(dlsym(RTLD_NEXT, kParseArgs));
   recording_clocks::schemas.push_back(schema);

@@ -25,8 +25,8 @@ struct Answers {
   std::string text;
   std::string error;
   std::vector<std::string> errors;
-  bool converts = true;              ///< convertDoubleToString
-  std::function<void()> exception;   ///< called by each operation of a solver; may throw
+  bool converts = true;             ///< convertDoubleToString
+  std::function<void()> exception;  ///< called by each operation of a solver; may throw
 };
 extern Answers answers;
 

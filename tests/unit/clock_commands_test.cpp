@@ -32,8 +32,7 @@ Outcome error(std::string const& result = {}) { return {TCL_ERROR, result}; }
 class ClockCommands : public testing::Test {
  protected:
   ClockCommands()
-      : interp_(Tcl_CreateInterp()),
-        sink_(message_host::add_sink([this](auto const& m) {
+      : interp_(Tcl_CreateInterp()), sink_(message_host::add_sink([this](auto const& m) {
           messages.push_back(m.scope.empty() ? message_host::line_of(m) : m.scope + "|" + m.text);
           masks.push_back(m.mask);
         })) {
@@ -179,12 +178,11 @@ TEST_F(Clkwiz, StatusTexts) {
       "Could not obtain valid VCO, M and D values with the given input freqs and the requested frequency.";
   const std::string given_several =
       "Could not obtain valid VCO, M and D values with the given input freqs and the requested frequencies.";
-  const Solve solves[] = {
-      {"MMCMCalculateActualOutFreqs p i f 1 2 %d true true true", false,
-       "Could not obtain valid VCO, M and D values with the requested frequency.",
-       "Could not obtain valid VCO, M and D values with these requested frequencies."},
-      {"PLLCalculateActualOutFreqs p i f 1 2 %d true true true", false, given_one, given_several},
-      {"GetClosestSolution p i f f f 1 2 %d true true true true", true, given_one, given_several}};
+  const Solve solves[] = {{"MMCMCalculateActualOutFreqs p i f 1 2 %d true true true", false,
+                           "Could not obtain valid VCO, M and D values with the requested frequency.",
+                           "Could not obtain valid VCO, M and D values with these requested frequencies."},
+                          {"PLLCalculateActualOutFreqs p i f 1 2 %d true true true", false, given_one, given_several},
+                          {"GetClosestSolution p i f f f 1 2 %d true true true true", true, given_one, given_several}};
   for (Solve const& solve : solves)
     for (int status = -2; status < 12; ++status)
       for (int count : {-1, 0, 1, 2, 7}) {
@@ -230,15 +228,15 @@ TEST_F(Clkwiz, NumbersThatHaveToBeOnesFailThroughTheGuard) {
   const std::string told =
       "ERROR: [tcltasks 80-2] An exception ended the command: bad lexical cast: source type value could not be "
       "interpreted as target";
-  for (char const* script :
-       {"SetClkwizProperty p i SSModFreq abc", "SetClkwizProperty p i SSModFreq {}",
-        "SetClkwizProperty p i SSModFreq { 1}", "SetClkwizProperty p i SSModFreq 1x", "SetClkwizProperty p i SSModFreq 0x10",
-        "SetClkwizProperty p i SSModFreq 1e400", "SetClkwizProperty p i CLKIN_UI_JITTER --1",
-        "SetClkwizProperty p i CLKIN_UI_JITTER +-1", "GetClkwizOutputFrequencies p i x 1 2",
-        "GetClkwizOutputFrequencies p i 1 1.0 2", "GetClkwizOutputFrequencies p i 1 1 99999999999",
-        "GetClkwizOutputFrequencies p i 1 1 2 x", "GetClkwizInputFrequencies p i n x 1",
-        "GetClkwizInputFrequencies p i n 1 {}", "GetClkwizInputFrequencies p i n 1 1 1,,2",
-        "GetClkwizInputFrequencies p i n 1 1 {1, 2}", "GetClkwizInputFrequencies p i n 1 1 1 z"}) {
+  for (char const* script : {"SetClkwizProperty p i SSModFreq abc", "SetClkwizProperty p i SSModFreq {}",
+                             "SetClkwizProperty p i SSModFreq { 1}", "SetClkwizProperty p i SSModFreq 1x",
+                             "SetClkwizProperty p i SSModFreq 0x10", "SetClkwizProperty p i SSModFreq 1e400",
+                             "SetClkwizProperty p i CLKIN_UI_JITTER --1", "SetClkwizProperty p i CLKIN_UI_JITTER +-1",
+                             "GetClkwizOutputFrequencies p i x 1 2", "GetClkwizOutputFrequencies p i 1 1.0 2",
+                             "GetClkwizOutputFrequencies p i 1 1 99999999999", "GetClkwizOutputFrequencies p i 1 1 2 x",
+                             "GetClkwizInputFrequencies p i n x 1", "GetClkwizInputFrequencies p i n 1 {}",
+                             "GetClkwizInputFrequencies p i n 1 1 1,,2", "GetClkwizInputFrequencies p i n 1 1 {1, 2}",
+                             "GetClkwizInputFrequencies p i n 1 1 1 z"}) {
     EXPECT_EQ(run(script), error()) << script;
     EXPECT_EQ(messages, texts_t{told}) << script;
     EXPECT_EQ(calls, texts_t{"getClkwizImp p i"}) << script;
@@ -304,10 +302,12 @@ TEST_F(Clkwiz, AchievableFrequencies) {
   EXPECT_EQ(asked("GetClkwizOutputFrequencies p i 1.5 2 3 4"), texts_t{"getClkwizOutputFrequencies 1.5 2 3 4"});
   EXPECT_EQ(run("GetClkwizInputFrequencies p i MMCM 1.5 2"), ok("1 2 3"));
   EXPECT_EQ(calls.back(), "getClkwizInputFrequencies MMCM 1.5 {} 2 10");
-  EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 {}"), texts_t{"getClkwizInputFrequencies MMCM 1.5 {} 2 10"});
+  EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 {}"),
+            texts_t{"getClkwizInputFrequencies MMCM 1.5 {} 2 10"});
   EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 3,4.5 {}"),
             texts_t{"getClkwizInputFrequencies MMCM 1.5 {3 4.5} 2 10"});
-  EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 3 4"), texts_t{"getClkwizInputFrequencies MMCM 1.5 {3} 2 4"});
+  EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 3 4"),
+            texts_t{"getClkwizInputFrequencies MMCM 1.5 {3} 2 4"});
 }
 
 TEST_F(Clkwiz, AMissingSolver) {
@@ -407,10 +407,10 @@ TEST_F(ClockCommands, TheGuardSendsTheMessageOfAnExceptionAndLeavesTheResultAlon
 
 TEST_F(ClockCommands, TheOtherTenCommandsLetExceptionsThroughToTheirBoundary) {
   answers.exception = [] { throw std::runtime_error("what"); };
-  for (char const* script : {"Ip_Clocking_Init", "Ip_Clocking_Uninit n", "Ip_Clocking_Calc_Phase n 1 2",
-                             "Ip_Clocking_Calc_DC n 1 2", "Ip_Clocking_Get_Property n k", "Ip_Clocking_Get_InputClk",
-                             "Ip_Clocking_Get_InputClkList", "Ip_Clocking_Get_OutputClkList", "Ip_Clocking_Calc_M_D",
-                             "Ip_Clocking_Get_ClkInst"}) {
+  for (char const* script :
+       {"Ip_Clocking_Init", "Ip_Clocking_Uninit n", "Ip_Clocking_Calc_Phase n 1 2", "Ip_Clocking_Calc_DC n 1 2",
+        "Ip_Clocking_Get_Property n k", "Ip_Clocking_Get_InputClk", "Ip_Clocking_Get_InputClkList",
+        "Ip_Clocking_Get_OutputClkList", "Ip_Clocking_Calc_M_D", "Ip_Clocking_Get_ClkInst"}) {
     EXPECT_EQ(run(script), error("what")) << script;
     EXPECT_EQ(messages, texts_t{}) << script;
   }
@@ -443,7 +443,8 @@ TEST_F(Clocking, ActualPhase) {
   answers.text = "1.500";
   answers.number = 1.5;
   EXPECT_EQ(run("Ip_Clocking_Calc_Phase n 45 7.5"), ok("1.500"));
-  EXPECT_EQ(calls, (texts_t{"GetInstance", "getClkwizSoln n", "calculateActualPhase 45 7.5", "convertDoubleToString 1.5"}));
+  EXPECT_EQ(calls,
+            (texts_t{"GetInstance", "getClkwizSoln n", "calculateActualPhase 45 7.5", "convertDoubleToString 1.5"}));
   for (char const* script : {"Ip_Clocking_Calc_Phase n 1", "Ip_Clocking_Calc_Phase n 1 2 3"})
     EXPECT_EQ(run(script), error("Ip_Clocking_Calc_Phase: Invalid number of arguments\n"));
   EXPECT_EQ(run("Ip_Clocking_Calc_Phase n x y"),
@@ -507,8 +508,8 @@ TEST_F(Clocking, PeakToPeakJitter) {
   EXPECT_EQ(jitter("Optimized"), "getPeakToPeakJitter 1 2 0 3 a text true false -3");
   EXPECT_EQ(jitter("LOWER"), "getPeakToPeakJitter 1 2 0 0 a text true false -3");
   EXPECT_EQ(jitter("{}"), "getPeakToPeakJitter 1 2 0 0 a text true false -3");
-  for (char const* script : {"Ip_Clocking_Get_PeakToPeakJitter n 1 2 3 LOW t 0 1",
-                             "Ip_Clocking_Get_PeakToPeakJitter n 1 2 3 LOW t 0 1 2 3"})
+  for (char const* script :
+       {"Ip_Clocking_Get_PeakToPeakJitter n 1 2 3 LOW t 0 1", "Ip_Clocking_Get_PeakToPeakJitter n 1 2 3 LOW t 0 1 2 3"})
     EXPECT_EQ(run(script), error("GetPeakToPeakJitter: Invalid number of arguments."));
   answers.success = false;
   EXPECT_EQ(run("Ip_Clocking_Get_PeakToPeakJitter n 1 2 3 LOW t 0 1 2"), error("fail to get getPeakToPeakJitter"));
@@ -526,8 +527,7 @@ TEST_F(Clocking, PhaseError) {
   answers.success = false;
   EXPECT_EQ(run("Ip_Clocking_Get_PhaseError n 2"), error("fail to get getPhaseError"));
   answers.has_solver = false;
-  EXPECT_EQ(run("Ip_Clocking_Get_PhaseError n 2"),
-            error("Unable to obtain Implementation object for GetPhaseError"));
+  EXPECT_EQ(run("Ip_Clocking_Get_PhaseError n 2"), error("Unable to obtain Implementation object for GetPhaseError"));
 }
 
 TEST_F(Clocking, Schemas) {
@@ -595,20 +595,23 @@ TEST_F(Clocking, OutputClocks) {
 TEST_F(Clocking, SolvingPassesTheClocksAndOptions) {
   answers.text = "a solution";
   answers.number = 8;
-  const std::string command = "Ip_Clocking_Calc_M_D -part P -output_freq {100,200 300} -req_phase {0 90 1} "
-                              "-req_dc {50,50,25} -prim_freq 125 -secondary_freq 0 -primtive 1";
+  const std::string command =
+      "Ip_Clocking_Calc_M_D -part P -output_freq {100,200 300} -req_phase {0 90 1} "
+      "-req_dc {50,50,25} -prim_freq 125 -secondary_freq 0 -primtive 1";
   EXPECT_EQ(run(command), ok("a solution"));
-  EXPECT_EQ(calls,
-            (texts_t{"GetInstance", "GetInstance", "getClkwizSoln P", "getInClkPeriod 125 1 false",
-                     "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 false false false false false {} 0 10 10"}));
+  EXPECT_EQ(
+      calls,
+      (texts_t{"GetInstance", "GetInstance", "getClkwizSoln P", "getInClkPeriod 125 1 false",
+               "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 false false false false false {} 0 10 10"}));
   EXPECT_EQ(messages, (texts_t{"HIPClocking|Timeperiod that is passed as input is  8.000000 \n",
                                "HIPClocking|End of Calc Done\n"}));
   EXPECT_EQ(masks, (std::vector{ComMsgMgr::MSG_DEBUG2, ComMsgMgr::MSG_DEBUG0}));
   EXPECT_EQ(asked(command + " -min_jitter true -min_power yes -inclk1_period 8 -inclk2_period 9").back(),
             "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 true false true false false {} 0 8 9");
-  EXPECT_EQ(asked(command + " -fine_ps 1 -low_bandwidth on -spread_spectrum {A 1}"),
-            (texts_t{"validateSSArgs A 1", "getInClkPeriod 125 1 false",
-                     "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 false true false true true MODE 7 10 10"}));
+  EXPECT_EQ(
+      asked(command + " -fine_ps 1 -low_bandwidth on -spread_spectrum {A 1}"),
+      (texts_t{"validateSSArgs A 1", "getInClkPeriod 125 1 false",
+               "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 false true false true true MODE 7 10 10"}));
 }
 
 TEST_F(Clocking, SolvingStopsAtTheFirstBadElement) {
@@ -628,8 +631,9 @@ TEST_F(Clocking, SolvingStopsAtTheFirstBadElement) {
 }
 
 TEST_F(Clocking, SolvingThatFails) {
-  const std::string command = "Ip_Clocking_Calc_M_D -part P -output_freq 1 -req_phase 2 -req_dc 3 -prim_freq 100 "
-                              "-secondary_freq 0 -primtive 0";
+  const std::string command =
+      "Ip_Clocking_Calc_M_D -part P -output_freq 1 -req_phase 2 -req_dc 3 -prim_freq 100 "
+      "-secondary_freq 0 -primtive 0";
   answers.success = false;
   EXPECT_EQ(run(command), error("Ip_Clocking_Calc_M_D: Failed in calculation of clocking solution.\n"));
   EXPECT_EQ(messages.size(), 1U);  // no end of calculation
@@ -645,8 +649,9 @@ TEST_F(Clocking, ClkInstTellsWhatItDoes) {
   answers.text = "a result";
   EXPECT_EQ(run("Ip_Clocking_Get_ClkInst -part P -output_freq {1,2 3} -input_freq 4.5"), ok("a result"));
   EXPECT_EQ(calls.back(), "computeMinimalClkInst {1 2 3} {4.5/0} 10 P");
-  EXPECT_EQ(messages, (texts_t{"CLOCKING_IP|1 \n", "CLOCKING_IP|2 \n", "CLOCKING_IP|3 \n", "CLOCKING_IP|outputs done \n",
-                               "CLOCKING_IP|4.5 \n", "CLOCKING_IP|inputs done \n", "CLOCKING_IP|result is a result \n"}));
+  EXPECT_EQ(messages,
+            (texts_t{"CLOCKING_IP|1 \n", "CLOCKING_IP|2 \n", "CLOCKING_IP|3 \n", "CLOCKING_IP|outputs done \n",
+                     "CLOCKING_IP|4.5 \n", "CLOCKING_IP|inputs done \n", "CLOCKING_IP|result is a result \n"}));
   EXPECT_EQ(masks, std::vector(7, ComMsgMgr::MSG_DEBUG5));
   EXPECT_EQ(run("Ip_Clocking_Get_ClkInst -part P -output_freq {1 x%s} -input_freq z"),
             error("Ip_Clocking_Get_ClkInst: Requested output frequency 'x%s' needs to be a valid double value\n"));

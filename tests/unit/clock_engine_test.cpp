@@ -48,9 +48,8 @@ struct Wizard {
 
   int solve() {
     std::string f = joined(frequencies), p = joined(phases), d = joined(duties);
-    const int status =
-        solver.getClosestSolution(f, p, d, input, second, static_cast<int>(frequencies.size()), min_jitter, whole, pll,
-                                  10, min_power, phy, phy_mhz);
+    const int status = solver.getClosestSolution(f, p, d, input, second, static_cast<int>(frequencies.size()),
+                                                 min_jitter, whole, pll, 10, min_power, phy, phy_mhz);
     if (status == 1) {
       solved_frequencies = numbers(f);
       solved_phases = numbers(p);
@@ -356,7 +355,8 @@ TEST(ClkwizEngine, Options) {
   // spread spectrum: the VCO's excursions stay within its range, and the modulation is what a divider makes
   wizard.solver.setSpreadSpectrum(true);
   ASSERT_EQ(wizard.solve(), 1);
-  EXPECT_NEAR(wizard.solver.getActualModFreq(), part.clock_primitive("MMCM")->spread_spectrum->modulation_khz.min, 1e-9);
+  EXPECT_NEAR(wizard.solver.getActualModFreq(), part.clock_primitive("MMCM")->spread_spectrum->modulation_khz.min,
+              1e-9);
   std::string mode = "CENTER_HIGH";
   double khz = 101;
   wizard.solver.setSSMode(mode);
@@ -891,14 +891,15 @@ TEST(ClockingEngine, Periods) {
 // Nothing that a script can say makes an operation throw or hang.
 TEST(ClockingEngine, OddFiguresAreAnsweredInWords) {
   Clocks of("brvn3716");
-  const double odd[] = {0,    -1,   1e-9, 1e-3, 0.001,   17, 100, 1e3, 123456.789, 1e6, 1e9, 1e300, NAN, INFINITY,
-                        5e-324, 33.3333333, 99.999999999};
+  const double odd[] = {0,   -1,  1e-9,  1e-3, 0.001,    17,     100,        1e3,         123456.789,
+                        1e6, 1e9, 1e300, NAN,  INFINITY, 5e-324, 33.3333333, 99.999999999};
   test_support::Random random(11);
   const auto any = [&] { return odd[random.below(static_cast<unsigned>(std::size(odd)))]; };
   for (int round = 0; round < 400; ++round) {
     auto primitive = static_cast<Ip_Clocking::ClockPrimitive>(random.below(3));
     std::string text;
-    if (!of.solver.getInputClkFrequencies(any(), any(), any(), 0, 0, primitive, text, any(), random.one_in(2), "NONE")) {
+    if (!of.solver.getInputClkFrequencies(any(), any(), any(), 0, 0, primitive, text, any(), random.one_in(2),
+                                          "NONE")) {
       EXPECT_NE(text, "");
     }
     text.clear();
@@ -908,9 +909,9 @@ TEST(ClockingEngine, OddFiguresAreAnsweredInWords) {
     }
     std::vector<HIPClock> clocks{{.frequency = any(), .phase = any(), .dutyCycle = any()}};
     StrVec errors;
-    const bool solved = of.solver.calculateMandD(clocks, of.name, errors, any(), any(), primitive, true,
-                                                 random.one_in(2), true, true, random.one_in(2), "CENTER_HIGH", any(),
-                                                 any(), any(), text);
+    const bool solved =
+        of.solver.calculateMandD(clocks, of.name, errors, any(), any(), primitive, true, random.one_in(2), true, true,
+                                 random.one_in(2), "CENTER_HIGH", any(), any(), any(), text);
     EXPECT_NE(solved, !errors.empty());
     text.clear();
     of.solver.computeMinimalClkInst({any(), any()}, {{any(), 0}}, any(), of.name, text);

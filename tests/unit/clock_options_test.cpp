@@ -13,7 +13,8 @@ namespace {
 using Ip_Clocking::HIPClockingUtils;
 
 constexpr char const* kSchema =
-    "-text <mandatory:string:\"\"> -number <optional:double:10.00> -count <optional:long:1> -flag <optional:bool:false> "
+    "-text <mandatory:string:\"\"> -number <optional:double:10.00> -count <optional:long:1> -flag "
+    "<optional:bool:false> "
     "-list <optional:list:\"\"> -primtive <optional:string:0>";
 
 // The values of kSchema's options, as the caller takes them over.
@@ -37,8 +38,9 @@ bool parse(StrVec const& words, Values& to) {
     return false;
   }
   EXPECT_EQ(values.size(), 6U);
-  to = {taken<std::string>(values, "-text"), taken<std::string>(values, "-primtive"), taken<double>(values, "-number"),
-        taken<long>(values, "-count"),       taken<bool>(values, "-flag"),            taken<StrVec>(values, "-list")};
+  to = {taken<std::string>(values, "-text"), taken<std::string>(values, "-primtive"),
+        taken<double>(values, "-number"),    taken<long>(values, "-count"),
+        taken<bool>(values, "-flag"),        taken<StrVec>(values, "-list")};
   return true;
 }
 bool parses(StrVec const& words) {
@@ -59,9 +61,9 @@ TEST(ParseArgs, GivesDefaultsToWhatIsNotGiven) {
 
 TEST(ParseArgs, TakesOptionsInAnyOrder) {
   Values values;
-  ASSERT_TRUE(parse({"-list", " 1,2  x,{}\t", "-flag", "YES", "-count", "-7", "-number", "-2.5e1", "-primtive", "-1",
-                     "-text", ""},
-                    values));
+  ASSERT_TRUE(parse(
+      {"-list", " 1,2  x,{}\t", "-flag", "YES", "-count", "-7", "-number", "-2.5e1", "-primtive", "-1", "-text", ""},
+      values));
   EXPECT_EQ(*values.text, "");
   EXPECT_EQ(*values.primitive, "-1");
   EXPECT_EQ(*values.number, -25);
@@ -126,7 +128,7 @@ TEST(ParseArgs, FindsTheOneFault) {
   std::mt19937 random(20);
   const auto below = [&random](unsigned n) { return static_cast<std::size_t>(random() % n); };
   for (int round = 0; round < 5000; ++round) {
-    std::vector<std::pair<std::string, std::string>> given{{"-text", "t"}, {"-number", "1.5"},  {"-count", "3"},
+    std::vector<std::pair<std::string, std::string>> given{{"-text", "t"},  {"-number", "1.5"}, {"-count", "3"},
                                                            {"-flag", "on"}, {"-list", "1 2,3"}, {"-primtive", "2"}};
     std::shuffle(given.begin() + 1, given.end(), random);
     given.resize(1 + below(6));
@@ -201,7 +203,8 @@ TEST(SpreadSpectrumWords, AreAModeAndAFrequency) {
   EXPECT_EQ(frequency, 250);
   EXPECT_TRUE(read("NONE"));
   EXPECT_FALSE(enabled);
-  for (char const* text : {"CENTER_HIGH", "CENTER_HIGH x", "CENTER_HIGH 0", "CENTER_HIGH -1", "CENTER_HIGH 1 2", "250"}) {
+  for (char const* text :
+       {"CENTER_HIGH", "CENTER_HIGH x", "CENTER_HIGH 0", "CENTER_HIGH -1", "CENTER_HIGH 1 2", "250"}) {
     EXPECT_FALSE(read(text)) << text;
     EXPECT_FALSE(enabled);
     EXPECT_EQ(error, "Ip_Clocking_Calc_M_D: Spread spectrum '" + std::string(text) +

@@ -32,9 +32,9 @@ class HIPClkwizImp {
   void setDynReconfig(bool on);  ///< only primitives whose counters can change while they run
   void setSpreadSpectrum(bool on);
   void setFinePS(bool on);
-  void setSSMode(std::string& mode);      ///< empty: the primitive's first mode
-  void setSSModFreq(double& kHz);         ///< 0: the lowest that the mode has
-  void setClkInUIJitter(double& ui);      ///< of the input, peak to peak, in parts of its period
+  void setSSMode(std::string& mode);  ///< empty: the primitive's first mode
+  void setSSModFreq(double& kHz);     ///< 0: the lowest that the mode has
+  void setClkInUIJitter(double& ui);  ///< of the input, peak to peak, in parts of its period
 
   /// Peak-to-peak jitter of an output and static phase error, by the model of device/Clocking.h, of the primitive that
   /// the last solution uses (before one: the MMCM). `bandwidth` is LOW, HIGH or OPTIMIZED in letters of either case;

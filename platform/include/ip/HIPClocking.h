@@ -1,8 +1,8 @@
 // Clock synthesis for the Ip_Clocking_... commands.
 //
-// Frequencies in MHz, phases in degrees, duty cycles in percent, periods in ns, jitter and phase error in ps, modulation
-// frequencies in kHz. Texts that carry results are Tcl lists and dictionaries. No operation throws anything but
-// std::bad_alloc, getPeakToPeakJitter and getPhaseError apart, whose callers catch.
+// Frequencies in MHz, phases in degrees, duty cycles in percent, periods in ns, jitter and phase error in ps,
+// modulation frequencies in kHz. Texts that carry results are Tcl lists and dictionaries. No operation throws anything
+// but std::bad_alloc, getPeakToPeakJitter and getPhaseError apart, whose callers catch.
 #pragma once
 
 #include <map>
@@ -72,13 +72,14 @@ class HIPClockingSoln {
   /// 0.0 for a frequency that is not above 0.
   double getInClkPeriod(double const& frequency, ClockPrimitive primitive, bool secondary);
 
-  /// The best setting for `clocks`, whose frequencies are within the primitive's limits. True fills `solution`, a dictionary, and the actual values of `clocks`; false fills
-  /// `errors` with what stands in the way. The frequencies say what the periods say, so the solver goes by them; a
-  /// secondary frequency of 0 is none. Of `minJitter` and `minPower` the first counts.
+  /// The best setting for `clocks`, whose frequencies are within the primitive's limits. True fills `solution`, a
+  /// dictionary, and the actual values of `clocks`; false fills `errors` with what stands in the way. The frequencies
+  /// say what the periods say, so the solver goes by them; a secondary frequency of 0 is none. Of `minJitter` and
+  /// `minPower` the first counts.
   bool calculateMandD(std::vector<HIPClock>& clocks, std::string& part, StrVec& errors, double const& primFreq,
-                      double const& secondaryFreq, ClockPrimitive& primitive, bool minJitter, bool finePs, bool minPower,
-                      bool lowBandwidth, bool spreadSpectrum, std::string const& ssMode, double ssModFreq,
-                      double inclk1Period, double inclk2Period, std::string& solution);
+                      double const& secondaryFreq, ClockPrimitive& primitive, bool minJitter, bool finePs,
+                      bool minPower, bool lowBandwidth, bool spreadSpectrum, std::string const& ssMode,
+                      double ssModFreq, double inclk1Period, double inclk2Period, std::string& solution);
 
   /// The least number of MMCMs (of PLLs where the part has no MMCM) that make the outputs from the inputs. An input is
   /// a frequency and 0. Without inputs there is one of the period `inPeriod`. `result` is a dictionary, or says why

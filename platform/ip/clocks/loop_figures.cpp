@@ -24,8 +24,8 @@ std::optional<HASTJitterCalculatorKelvane::BANDWIDTH> bandwidth_of(std::string t
 }
 
 double jitter_ps(device::LoopModel const& loop, double input_jitter_ps, double vco_mhz, bool spread, bool fine_phase) {
-  const double random = square(loop.input_gain * input_jitter_ps) + square(loop.vco_ps) * 1000 / vco_mhz +
-                        square(loop.output_ps);
+  const double random =
+      square(loop.input_gain * input_jitter_ps) + square(loop.vco_ps) * 1000 / vco_mhz + square(loop.output_ps);
   return std::sqrt(random) + (spread ? loop.spread_ps : 0) + (fine_phase ? loop.fine_ps : 0);
 }
 

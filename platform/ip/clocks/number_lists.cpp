@@ -47,8 +47,8 @@ std::string number_text(double value) {
 std::string fixed_text(double value, int decimals) {
   std::string text(std::numeric_limits<double>::max_exponent10 + static_cast<std::size_t>(decimals) + 8, '\0');
   char* const end = text.data() + text.size();
-  text.resize(static_cast<std::size_t>(
-      std::to_chars(text.data(), end, value, std::chars_format::fixed, decimals).ptr - text.data()));
+  text.resize(static_cast<std::size_t>(std::to_chars(text.data(), end, value, std::chars_format::fixed, decimals).ptr -
+                                       text.data()));
   return text;
 }
 

@@ -32,7 +32,8 @@ SpreadMode spread_mode(device::SpreadSpectrum::Mode const& data, device::Range c
   mode.name = data.name;
   mode.down = Rational::nearest(data.centred ? whole / 2 : whole, kSteps);
   if (data.centred) mode.up = mode.down;
-  mode.modulation_hz = {Rational::nearest(modulation_khz.min * 1000, 1), Rational::nearest(modulation_khz.max * 1000, 1)};
+  mode.modulation_hz = {Rational::nearest(modulation_khz.min * 1000, 1),
+                        Rational::nearest(modulation_khz.max * 1000, 1)};
   return mode;
 }
 
@@ -78,8 +79,8 @@ Primitive solver_primitive(device::ClockPrimitive const& data, std::vector<devic
     primitive.duty_steps = output.duty_steps_per_vco_period;
     farthest = std::min(farthest, output.phase_max_vco_periods);
   }
-  primitive.max_phase_step = farthest * (fine_phase && primitive.fine_phase_steps > 0 ? primitive.fine_phase_steps
-                                                                                      : primitive.phase_steps);
+  primitive.max_phase_step =
+      farthest * (fine_phase && primitive.fine_phase_steps > 0 ? primitive.fine_phase_steps : primitive.phase_steps);
   if (data.phy_output) {
     for (auto const& mode : data.phy_output->modes)
       primitive.high_speed_modes.push_back({mode.name, Rational::nearest(mode.vco_ratio, kUnit)});

@@ -109,9 +109,8 @@ struct Refusal {
   char const* one_clock;
   char const* several_clocks;
 };
-constexpr Refusal kMmcmRefusal = {
-    "Could not obtain valid VCO, M and D values with the requested frequency.",
-    "Could not obtain valid VCO, M and D values with these requested frequencies."};
+constexpr Refusal kMmcmRefusal = {"Could not obtain valid VCO, M and D values with the requested frequency.",
+                                  "Could not obtain valid VCO, M and D values with these requested frequencies."};
 constexpr Refusal kGivenInputsRefusal = {
     "Could not obtain valid VCO, M and D values with the given input freqs and the requested frequency.",
     "Could not obtain valid VCO, M and D values with the given input freqs and the requested frequencies."};
@@ -130,8 +129,7 @@ int set_status(Tcl_Interp* interp, int status, int count, Refusal const& refusal
       break;
   }
   if (is_closest) {
-    if (status == 5)
-      return set_result(interp, TCL_OK, "ClkoutXiPhy cannot be enabled on the provided architecture");
+    if (status == 5) return set_result(interp, TCL_OK, "ClkoutXiPhy cannot be enabled on the provided architecture");
     if (status == 6) return set_result(interp, TCL_OK, "ClkoutXiPhy cannot be enabled for MMCM primitive");
     if (status == 8) return set_result(interp, TCL_OK, "Please enter a valid input frequency");
   }
@@ -164,9 +162,9 @@ int MMCMCalculateActualOutFreqs(Tcl_Interp* interp, Words words) {
   std::string frequencies = words.text(3);
   const int count = leading_int(words[6]);
   const double period = words.count == 11 ? leading_double(words[10]) : kDefaultInputPeriod;
-  const int status = solver->getMinPowerOutFreqs(frequencies, leading_double(words[4]), leading_double(words[5]), count,
-                                                 words.is_true(7), words.is_true(8), 0, words.is_true(9), period,
-                                                 false, 0.0);
+  const int status =
+      solver->getMinPowerOutFreqs(frequencies, leading_double(words[4]), leading_double(words[5]), count,
+                                  words.is_true(7), words.is_true(8), 0, words.is_true(9), period, false, 0.0);
   return set_status(interp, status, count, kMmcmRefusal);
 }
 
@@ -281,8 +279,7 @@ std::string decimals_of_output(HIPClkwizImp& solver, std::string const& index) {
 // sic: the three that may fail give the message as the result of a command that succeeds
 std::string speed_key(HIPClkwizImp& solver, std::string const& key) {
   double value = 0;
-  return solver.getKeyValue(key, &value) ? fixed(value, 3)
-                                         : "Unable to get value from speedsfile for keyword " + key;
+  return solver.getKeyValue(key, &value) ? fixed(value, 3) : "Unable to get value from speedsfile for keyword " + key;
 }
 std::string min_period(HIPClkwizImp& solver, std::string const& buffer) {
   std::string text;
@@ -341,17 +338,16 @@ int GetClkwizProperty(Tcl_Interp* interp, Words words) {
 // ------------------------------------------------------------------------------------------------ achievable clocks
 
 int fail_without_instance(Tcl_Interp* interp, Words const& words) {
-  return set_result(interp, TCL_ERROR,
-                    "Unable to get instance: " + words.instance + " of part: " + words.part + " for Get" +
-                        words.text(3));
+  return set_result(
+      interp, TCL_ERROR,
+      "Unable to get instance: " + words.instance + " of part: " + words.part + " for Get" + words.text(3));
 }
 
 double read_margin(std::string const& word) { return word.empty() ? kDefaultMargin : frame::whole_double(word); }
 
 int GetClkwizOutputFrequencies(Tcl_Interp* interp, Words words) {
   if (words.count < 6 || words.count > 7)  // sic: here and below, not the command's name
-    return set_result(interp, TCL_ERROR,
-                      "GetOutputClockFreqList: Invalid number of arguments. Get" + words.text(3));
+    return set_result(interp, TCL_ERROR, "GetOutputClockFreqList: Invalid number of arguments. Get" + words.text(3));
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
   if (solver == nullptr) return fail_without_instance(interp, words);
   const double frequency = frame::whole_double(words[3]);

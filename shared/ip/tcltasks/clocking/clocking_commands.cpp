@@ -134,8 +134,8 @@ int getSpeedFileProperty(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* cons
   else
     errors.push_back(no_solver(name));
   if (!errors.empty())
-    return tcl::fail(interp, "Ip_Clocking_Get_Property: Failed in retrieving speed file value for " + key + ". " +
-                                 errors.front());
+    return tcl::fail(
+        interp, "Ip_Clocking_Get_Property: Failed in retrieving speed file value for " + key + ". " + errors.front());
   return tcl::succeed(interp, tcl::new_string(value));
 }
 
@@ -146,8 +146,7 @@ int GetPeakToPeakJitter(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const
     if (objc != 10) return tcl::fail(interp, "GetPeakToPeakJitter: Invalid number of arguments.");
     std::string name = word(objv, 1);
     HIPClockingSoln* const solver = solver_of(name);
-    if (solver == nullptr)
-      return tcl::fail(interp, "Unable to obtain Implementation object for GetPeakToPeakJitter");
+    if (solver == nullptr) return tcl::fail(interp, "Unable to obtain Implementation object for GetPeakToPeakJitter");
     const auto number = [&](int index) { return leading_double(Tcl_GetString(objv[index])); };
     double jitter = 0;
     if (!solver->getPeakToPeakJitter(number(2), number(3), number(4), bandwidth_of(word(objv, 5)), word(objv, 6),
@@ -217,7 +216,8 @@ int getInputClockFrequencies(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* 
 }
 
 int getInputClkFrequencies(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  return find_inputs(interp, objc, objv, "Ip_Clocking_Get_InputClkList", std::string(kInputClkSchema) + kControllerSchema,
+  return find_inputs(interp, objc, objv, "Ip_Clocking_Get_InputClkList",
+                     std::string(kInputClkSchema) + kControllerSchema,
                      [](HIPClockingSoln& solver, InputQuestion const& q, ClockPrimitive& primitive, std::string& text) {
                        solver.getInputClkFrequencies(q.phy, q.out1, q.out2, q.out3, q.out4, primitive, text, q.period,
                                                      q.speed_file == "true", q.controller);
@@ -260,8 +260,8 @@ bool read_clocks(std::string const& frequencies, std::string const& phases, std:
     const auto read = [&](StrVec const& list, char const* what, double& value) {
       const std::string text = i < list.size() ? list[i] : std::string();
       if (HIPClockingUtils::validateAndConvertDouble(text, value)) return true;
-      error = "Ip_Clocking_Calc_M_D: Requested " + std::string(what) + " '" + text +
-              "' needs to be a valid double value\n";
+      error =
+          "Ip_Clocking_Calc_M_D: Requested " + std::string(what) + " '" + text + "' needs to be a valid double value\n";
       return false;
     };
     if (!read(lists[0], "output frequency", clock.frequency) || !read(lists[1], "phase", clock.phase) ||

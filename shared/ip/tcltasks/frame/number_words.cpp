@@ -1,5 +1,7 @@
 #include "frame/number_words.h"
 
+#include <locale.h>
+
 #include <algorithm>
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
 #include <charconv>
@@ -7,7 +9,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
-#include <locale.h>
 
 namespace frame {
 namespace {
