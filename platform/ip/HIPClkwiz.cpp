@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 #include "common/ComMsgMgr.h"
 #include "common/HEXAll.h"
@@ -455,7 +456,8 @@ double HIPClkwizImp::getActualClkoutXiPhyFreq() {
 // ------------------------------------------------------------------------------------------------------ speed data
 
 bool HIPClkwizImp::getKeyValue(std::string key, double* value) {
-  const auto found = state_->part == nullptr ? std::nullopt : state_->part->speed_key(key);
+  const std::string wanted = std::move(key);
+  const auto found = state_->part == nullptr ? std::nullopt : state_->part->speed_key(wanted);
   if (!found) return false;
   *value = *found;
   return true;
@@ -498,6 +500,7 @@ std::string list_within(std::vector<Rational> const& found_hz, double aim_mhz, d
 // The frequency of each range that is nearest to `aim`, nearest first.
 std::vector<Rational> nearest_of(std::vector<Range> const& ranges, Rational const& aim) {
   std::vector<Rational> points;
+  points.reserve(ranges.size());
   for (Range const& range : ranges) points.push_back(std::clamp(aim, range.min, range.max));
   std::ranges::stable_sort(points, {}, [&aim](Rational const& point) { return abs(point - aim); });
   return points;

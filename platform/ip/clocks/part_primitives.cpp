@@ -50,7 +50,7 @@ device::Part const* find_part(std::string const& name) {
 }
 
 std::optional<Rational> to_hz(double mhz) {
-  if (!(mhz > 0 && mhz <= static_cast<double>(kMaxFrequencyHz / kHzPerMhz))) return std::nullopt;
+  if (!(mhz > 0 && mhz <= static_cast<double>(kMaxFrequencyHz) / static_cast<double>(kHzPerMhz))) return std::nullopt;
   const Rational hz = Rational::nearest(mhz * static_cast<double>(kHzPerMhz), 1);
   if (hz.is_zero()) return std::nullopt;
   return hz;

@@ -26,14 +26,9 @@ bool read_options(std::string const& schema, int objc, Tcl_Obj* const objv[], st
 }
 
 StrVec split_words(std::string const& text) {
-  constexpr char const* kSeparators = ", \t\n\r";
-  StrVec words;
-  for (std::size_t begin = text.find_first_not_of(kSeparators); begin != std::string::npos;) {
-    const std::size_t end = text.find_first_of(kSeparators, begin);
-    words.push_back(text.substr(begin, end - begin));
-    begin = text.find_first_not_of(kSeparators, end);
-  }
-  return words;
+  std::map<std::string, void*> values;
+  if (!HIPClockingUtils::parseArgs("-words <mandatory:list:>", {"-words", text}, values)) return {text};
+  return std::move(*std::unique_ptr<StrVec>(static_cast<StrVec*>(values.at("-words"))));
 }
 
 }  // namespace Ip_Clocking

@@ -22,7 +22,7 @@ struct Option {
 /// and nothing was stored. All options of the schema are among `options`.
 bool read_options(std::string const& schema, int objc, Tcl_Obj* const objv[], std::initializer_list<Option> options);
 
-/// The parts of a word between blanks and commas.
+/// The elements of a word that holds a list, as options of the type list are split.
 StrVec split_words(std::string const& text);
 
 }  // namespace Ip_Clocking
