@@ -78,8 +78,8 @@ int main() {
     strings.add(name, static_cast<int>(DUCDDCConfig(name).get_file(0).size()));
   }
   bool kept = bench::print_row("lookup and .cfg, every name / a command with a text as long",
-                               bench::interleaved(kPairs, [&] { return reports.seconds(); },
-                                                  [&] { return strings.seconds(); }),
+                               bench::interleaved(
+                                   kPairs, [&] { return reports.seconds(); }, [&] { return strings.seconds(); }),
                                3.0);
 
   // The number of the stated catalogue, whatever the tables hold.
@@ -91,24 +91,24 @@ int main() {
     for (auto const& taps : configs.back().coefs) numbers.insert(numbers.end(), taps.begin(), taps.end());
   }
   std::size_t bytes = 0;
-  kept &= bench::print_row("coefficient text, 31,635 numbers / a bare snprintf loop",
-                           bench::interleaved(
-                               kPairs,
-                               [&] {
-                                 return bench::seconds_of([&] {
-                                   for (DUCDDCConfig const& config : configs)
-                                     for (int s = 1; s <= static_cast<int>(config.coefs.size()); ++s)
-                                       bytes += config.get_file(s).size();
-                                 });
-                               },
-                               [&] {
-                                 return bench::seconds_of([&] {
-                                   char line[64];
-                                   for (double number : numbers)
-                                     bytes += static_cast<std::size_t>(std::snprintf(line, sizeof line, "%40.30f,\n", number));
-                                 });
-                               }),
-                           1.2);
+  kept &= bench::print_row(
+      "coefficient text, 31,635 numbers / a bare snprintf loop",
+      bench::interleaved(
+          kPairs,
+          [&] {
+            return bench::seconds_of([&] {
+              for (DUCDDCConfig const& config : configs)
+                for (int s = 1; s <= static_cast<int>(config.coefs.size()); ++s) bytes += config.get_file(s).size();
+            });
+          },
+          [&] {
+            return bench::seconds_of([&] {
+              char line[64];
+              for (double number : numbers)
+                bytes += static_cast<std::size_t>(std::snprintf(line, sizeof line, "%40.30f,\n", number));
+            });
+          }),
+      1.2);
 
   // One configuration in ten, another share of them for each pair: all files of the catalogue would be a bench of the
   // disk's directories.

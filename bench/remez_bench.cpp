@@ -1,10 +1,7 @@
-// The designer's side of remez_bench.py: reads demands, writes designs and times.
-//
-// remez_bench design: lines "length pass stop" in, lines "seconds ripple tap tap ..." out, an empty line where none is
-// found. remez_bench filters RULES.json: designs the catalogue's filters and writes "seconds step length edge..." lines.
+// The designer's side of remez_bench.py: reads low-pass demands "length pass stop" and writes "seconds ripple tap tap
+// ..." for each, or an empty line where no design is found.
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <iostream>
 #include <stdexcept>
 
@@ -35,21 +32,16 @@ void print(double seconds, fir::Design const& design) {
 }  // namespace
 
 int main() {
-  for (std::string kind; std::cin >> kind;) {
-    int length = 0;
-    double first = 0, second = 0;
-    std::cin >> length >> first >> second;
+  int length = 0;
+  double pass = 0, stop = 0;
+  while (std::cin >> length >> pass >> stop) {
     fir::Design design;
     try {
-      // lowpass: pass edge and stop edge; nyquist: factor and edge
-      const double seconds = seconds_of([&] {
-        design = kind == "lowpass" ? fir::equiripple(length, {{0, first, 1}, {second, 0.5, 0}})
-                                   : fir::nyquist(static_cast<int>(first), length, second);
-      });
+      const double seconds = seconds_of([&] { design = fir::equiripple(length, {{0, pass, 1}, {stop, 0.5, 0}}); });
       print(seconds, design);
     } catch (std::runtime_error const& error) {
       std::printf("\n");
-      std::fprintf(stderr, "%s %d %g %g: %s\n", kind.c_str(), length, first, second, error.what());
+      std::fprintf(stderr, "%d %g %g: %s\n", length, pass, stop, error.what());
     }
   }
   return 0;

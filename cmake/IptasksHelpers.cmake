@@ -40,3 +40,23 @@ function(iptasks_load_options name)
   target_compile_options(${name} PRIVATE -fvisibility-inlines-hidden)
   target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,--hash-style=gnu -Wl,-O1)
 endfunction()
+
+# import_engines(target engine...): the target calls the engines, and the loader meets them only when it does (see
+# tools/import_stubs.sh). Where there are no stubs for the processor, they are linked like any library.
+function(import_engines target)
+  foreach(engine ${ARGN})
+    if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+      target_link_libraries(${target} PRIVATE ${engine})
+      continue()
+    endif()
+    set(stubs ${PROJECT_BINARY_DIR}/generated/${engine}_imports.S)
+    add_custom_command(OUTPUT ${stubs}
+      COMMAND ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh $<TARGET_FILE:${engine}> ${stubs}
+      DEPENDS ${engine} ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh VERBATIM)
+    target_sources(${target} PRIVATE ${stubs})
+  endforeach()
+  # What no library that is linked defines is a mistake, to be found here and not when a script loads the package.
+  if(NOT IPTASKS_SANITIZE)
+    target_link_options(${target} PRIVATE -Wl,-z,defs)
+  endif()
+endfunction()

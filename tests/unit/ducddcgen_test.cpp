@@ -166,7 +166,7 @@ TEST(DucDdcCatalogue, HasItsChecksum) {
       }
     }
   }
-  EXPECT_EQ(hash, 3575660930993122645u);
+  EXPECT_EQ(hash, 2743770694681160269u);
 }
 
 }  // namespace

@@ -16,28 +16,45 @@ int divide_up(int value, int by) { return (value + by - 1) / by; }
 
 }  // namespace
 
-// The shortest filter of a family whose ripple is at most `ripple`. What was designed on the way is kept: another
+// The shortest filter of a family whose ripple is at most `ripple`. A longer filter is never worse, for it could have
+// zeros at its ends; so the search goes from the estimate outwards. What was designed on the way is kept: another
 // number of carriers asks for another length of the same family.
 template <class Design>
-int FilterBank::shortest(std::vector<Hertz> const& family, int step, double gap, double ripple, Design design) {
-  std::map<int, int>& lengths = known_[family];
-  for (int length = 3; length <= kLongestFilter; length += 2) {
-    if (!fir::is_nyquist_length(step, length) || fir::is_hopeless(length, gap, ripple)) continue;
-    const auto [at, fresh] = lengths.try_emplace(length, static_cast<int>(filters_.size()));
+int FilterBank::shortest(std::vector<Hertz> const& family, int step, double pass, double stop, double ripple,
+                         Design design) {
+  std::map<int, int>& known = known_[family];
+  const auto index_of = [&](int length) {
+    const auto [at, fresh] = known.try_emplace(length, static_cast<int>(filters_.size()));
     if (fresh) {
       const fir::Design found = design(length);
-      filters_.push_back({step, fir::quantise(found.taps, rules_.coefficient_bits), found.taps, found.ripple});
+      filters_.push_back(
+          {step, fir::quantise(found.taps, rules_.coefficient_bits), found.taps, found.ripple, pass, stop});
     }
-    if (filters_[static_cast<std::size_t>(at->second)].ripple <= ripple) return at->second;
+    return at->second;
+  };
+  const auto is_enough = [&](int length) {
+    return filters_[static_cast<std::size_t>(index_of(length))].ripple <= ripple;
+  };
+  const auto next = [&](int length, int direction) {
+    do length += direction;
+    while (length >= 3 && !fir::is_nyquist_length(step, length));
+    return length;
+  };
+  int length = next(std::min(fir::estimated_length(stop - pass, ripple), kLongestFilter) + 2, -2);
+  if (is_enough(length)) {
+    for (int shorter = next(length, -2); shorter >= 3 && is_enough(shorter); shorter = next(length, -2))
+      length = shorter;
+    return index_of(length);
   }
-  return -1;
+  while (length <= kLongestFilter && !is_enough(length)) length = next(length, 2);
+  return length <= kLongestFilter ? index_of(length) : -1;
 }
 
 int FilterBank::rate_change(int step, Hertz edge, Hertz rate, int carriers) {
   if (2 * step * edge >= rate) return -1;
   const Hertz divisor = std::gcd(edge, rate);
   const double relative = static_cast<double>(edge) / static_cast<double>(rate);
-  return shortest({step, edge / divisor, rate / divisor}, step, 1.0 / step - 2 * relative,
+  return shortest({step, edge / divisor, rate / divisor}, step, relative, 1.0 / step - relative,
                   rules_.stage_ripple / std::sqrt(carriers),
                   [&](int length) { return fir::nyquist(step, length, relative); });
 }
@@ -47,7 +64,7 @@ int FilterBank::channel_filter(Channel const& channel, int carriers) {
   const double rate = static_cast<double>(channel.base_rate);
   const double pass = static_cast<double>(channel.pass) / rate;
   const double stop = rules_.stop_edge_per_width * static_cast<double>(channel.width) / rate;
-  return shortest({1, channel.pass / divisor, channel.width / divisor, channel.base_rate / divisor}, 1, stop - pass,
+  return shortest({1, channel.pass / divisor, channel.width / divisor, channel.base_rate / divisor}, 1, pass, stop,
                   rules_.channel_ripple / std::sqrt(carriers), [&](int length) {
                     return fir::equiripple(length, {{0, pass, 1}, {stop, 0.5, 0}});
                   });

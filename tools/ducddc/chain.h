@@ -29,6 +29,7 @@ struct Filter {
   std::vector<double> taps;      // quantised
   std::vector<double> designed;  // before that
   double ripple = 0;             // as designed
+  double pass = 0, stop = 0;  // edges, cycles per sample; a rate change has its images around the multiples of 1/step
 };
 
 // Every distinct filter, designed once when it is first asked for.
@@ -47,7 +48,7 @@ class FilterBank {
 
  private:
   template <class Design>
-  int shortest(std::vector<Hertz> const& family, int step, double gap, double ripple, Design design);
+  int shortest(std::vector<Hertz> const& family, int step, double pass, double stop, double ripple, Design design);
 
   Rules const& rules_;
   std::map<std::vector<Hertz>, std::map<int, int>> known_;  // family, length: index

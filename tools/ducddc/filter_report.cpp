@@ -27,13 +27,16 @@ Row const& row_of(std::vector<Row> const& rows, std::function<bool(Row const&)> 
 Demand demand_of(Rules const& rules, std::string const& name) {
   char kind[4] = {};
   int chbw = 0, carriers = 0, passband = 0, real_if = 0, frf = 0, os = 0, end = 0;
-  if (std::sscanf(name.c_str(), "%3[duc]_chbw%d_C%d_pb%d_if%d_frf%d_os%d%n", kind, &chbw, &carriers, &passband, &real_if,
-                  &frf, &os, &end) != 7 ||
+  if (std::sscanf(name.c_str(), "%3[duc]_chbw%d_C%d_pb%d_if%d_frf%d_os%d%n", kind, &chbw, &carriers, &passband,
+                  &real_if, &frf, &os, &end) != 7 ||
       static_cast<std::size_t>(end) != name.size() || os < 1 || carriers < 1)
     throw std::runtime_error("not of the form <ddc or duc>_chbw<n>_C<n>_pb<n>_if<n>_frf<n>_os<n>");
-  return {&row_of<Kind>(rules.kinds, [&](Kind const& row) { return row.name == kind; }, "kind"),
-          &row_of<Channel>(rules.channels, [&](Channel const& row) { return row.chbw == chbw; }, "channel width"),
-          &row_of<RfRate>(rules.rf, [&](RfRate const& row) { return row.frf == frf; }, "radio rate"),
+  return {&row_of<Kind>(
+              rules.kinds, [&](Kind const& row) { return row.name == kind; }, "kind"),
+          &row_of<Channel>(
+              rules.channels, [&](Channel const& row) { return row.chbw == chbw; }, "channel width"),
+          &row_of<RfRate>(
+              rules.rf, [&](RfRate const& row) { return row.frf == frf; }, "radio rate"),
           carriers,
           passband,
           real_if != 0,

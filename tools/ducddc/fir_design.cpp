@@ -12,9 +12,10 @@ namespace fir {
 namespace {
 
 constexpr int kLongest = 2047;
-constexpr int kPointsPerTerm = 32;  // of the grid on which M-th band filters are fitted
-constexpr double kDelicate = 1e-6;  // errors below would not survive the short way from polynomial to taps
-constexpr double kFinest = 250;     // dB; errors below do not stand out from rounding
+constexpr int kPointsPerTerm = 32;   // of the grid on which M-th band filters are fitted
+constexpr double kDelicate = 1e-6;   // errors below would not survive the short way from polynomial to taps
+constexpr double kHopeless = 1e-14;  // an error that no exchange tells from rounding
+constexpr double kFinest = 232;      // dB; smaller errors do not stand out from rounding
 
 void check_bands(std::vector<Band> const& bands) {
   if (bands.empty()) throw std::invalid_argument("no band");
@@ -26,9 +27,6 @@ void check_bands(std::vector<Band> const& bands) {
     last = band.high;
   }
 }
-
-// Attenuation in dB that the classic estimate gives for a two-band demand of narrowest gap `gap`.
-double estimated_attenuation(int length, double gap) { return 14.6 * gap * (length - 1) + 13; }
 
 double narrowest_gap(std::vector<Band> const& bands) {
   double gap = 0.5;
@@ -68,36 +66,49 @@ std::vector<double> taps_of(Interpolant const& polynomial, int half) {
   return taps;
 }
 
-// Designs the longest filter of at most `length` taps whose error stands out from rounding, and pads it. A demand that
-// is not that easy is met by `length` taps or not at all.
+// A design, or the reason for none: the demand is too easy for that many taps.
+struct Attempt {
+  std::optional<Design> design;
+  double least_error = 0;  // that any filter of the length has, where it is known
+};
+
+// Designs a filter of at most `length` taps, as long as its error stands out from rounding, and pads it.
 template <class IsLength, class Try>
 Design padded(int length, double gap, IsLength is_length, Try try_length) {
-  for (int used = length; used >= 3; used -= 2) {
-    if (!is_length(used)) continue;
-    if (used > 3 && estimated_attenuation(used, gap) > kFinest) continue;
-    std::optional<Design> design = try_length(used);
-    if (!design) continue;
+  for (int used = std::min(length, estimated_length(gap, kHopeless)); used >= 3;) {
+    if (!is_length(used)) {
+      used -= 2;
+      continue;
+    }
+    Attempt attempt = try_length(used);
+    if (!attempt.design) {
+      // Attenuation in dB is nearly proportional to the length.
+      const double attenuation = attempt.least_error > 0 ? -20 * std::log10(attempt.least_error) : 0;
+      const int shorter =
+          attenuation > kFinest ? static_cast<int>(used * std::max(kFinest / attenuation, 0.9)) | 1 : used;
+      used = std::min(shorter, used - 2);
+      continue;
+    }
+    Design design = std::move(*attempt.design);
     if (used < length) {
       const auto pad = static_cast<std::size_t>((length - used) / 2);
-      design->taps.insert(design->taps.begin(), pad, 0.0);
-      design->taps.insert(design->taps.end(), pad, 0.0);
-      design->note = "the error is under what double precision resolves; " + std::to_string(used) +
-                     " of the taps reach it, the others are 0";
+      design.taps.insert(design.taps.begin(), pad, 0.0);
+      design.taps.insert(design.taps.end(), pad, 0.0);
+      design.note = "the error is under what double precision resolves; " + std::to_string(used) +
+                    " of the taps reach it, the others are 0";
     }
-    return *design;
+    return design;
   }
   throw std::runtime_error("no filter that short tells errors from rounding");
 }
 
-// Whether an exchange came to rest. One that did not, where rounding cannot be the reason, is a failure.
-bool came_to_rest(Approximation const& found, int length, double gap) {
-  if (!found.converged && estimated_attenuation(length, gap) < kFinest / 2)
-    throw std::runtime_error("the exchange finds no rest for this demand");
+// Whether an exchange came to rest. One that did not, where rounding is not the reason, is a failure.
+bool came_to_rest(Approximation const& found) {
+  if (!found.converged && !found.is_too_easy()) throw std::runtime_error("the exchange finds no rest for this demand");
   return found.converged;
 }
 
-// Nothing: the demand is too easy for that many taps.
-std::optional<Design> try_equiripple(int length, std::vector<Band> const& bands) {
+Attempt try_equiripple(int length, std::vector<Band> const& bands) {
   const int half = (length - 1) / 2;
   Demand demand;
   for (Band const& band : bands) demand.bands.emplace_back(band.low, band.high);
@@ -105,7 +116,7 @@ std::optional<Design> try_equiripple(int length, std::vector<Band> const& bands)
     return Target{cos_pi(2 * f), bands[band].desired, bands[band].weight};
   };
   const Approximation found = remez_exchange(demand, half + 1);
-  if (!came_to_rest(found, length, narrowest_gap(bands))) return std::nullopt;
+  if (!came_to_rest(found)) return {std::nullopt, found.least_error};
   std::vector<double> taps;
   if (found.error > kDelicate) {
     taps = taps_of(found.polynomial, half);
@@ -116,10 +127,10 @@ std::optional<Design> try_equiripple(int length, std::vector<Band> const& bands)
     taps[centre] = cosines[0];
     for (std::size_t k = 1; k <= centre; ++k) taps[centre - k] = taps[centre + k] = cosines[k] / 2;
   }
-  return Design{std::move(taps), found.error, found.iterations, {}};
+  return {Design{std::move(taps), found.error, found.iterations, {}}};
 }
 
-std::optional<Design> try_halfband(int length, double edge) {
+Attempt try_halfband(int length, double edge) {
   // A(f) = 1/2 + cos(2 pi f) P(cos(4 pi f)): it is enough to bring the second term to 1/2 over the pass-band, for the
   // stop-band is its mirror.
   const int count = (length + 1) / 4;
@@ -130,17 +141,17 @@ std::optional<Design> try_halfband(int length, double edge) {
     return Target{cos_pi(4 * f), 0.5 / factor, factor};
   };
   const Approximation found = remez_exchange(demand, count);
-  if (!came_to_rest(found, length, 0.5 - 2 * edge)) return std::nullopt;
+  if (!came_to_rest(found)) return {std::nullopt, found.least_error};
   const std::vector<double> odd =
       coefficients_at_nodes(found, 1, 2, [](double value, double f) { return value * cos_pi(2 * f); });
   std::vector<double> taps(static_cast<std::size_t>(length), 0.0);
   const auto centre = static_cast<std::size_t>(length / 2);
   taps[centre] = 0.5;
   for (std::size_t k = 0; k < odd.size(); ++k) taps[centre - 2 * k - 1] = taps[centre + 2 * k + 1] = odd[k] / 2;
-  return Design{std::move(taps), found.error, found.iterations, {}};
+  return {Design{std::move(taps), found.error, found.iterations, {}}};
 }
 
-std::optional<Design> try_nyquist(int factor, int length, double edge) {
+Attempt try_nyquist(int factor, int length, double edge) {
   const int half = (length - 1) / 2;
   std::vector<int> orders;
   for (int k = 1; k <= half; ++k)
@@ -160,7 +171,7 @@ std::optional<Design> try_nyquist(int factor, int length, double edge) {
   // Far more taps than the demand needs are spent on errors that do not show, at the price of huge gains between the
   // images. That is no filter.
   for (double tap : fit.coefficients)
-    if (std::fabs(tap) >= 1.0 / factor) return std::nullopt;
+    if (half > factor && std::fabs(tap) >= 1.0 / factor) return {};
   std::vector<double> taps(static_cast<std::size_t>(length), 0.0);
   const auto centre = static_cast<std::size_t>(half);
   taps[centre] = 1.0 / factor;
@@ -168,7 +179,7 @@ std::optional<Design> try_nyquist(int factor, int length, double edge) {
     const auto offset = static_cast<std::size_t>(orders[i]);
     taps[centre - offset] = taps[centre + offset] = fit.coefficients[i];
   }
-  return Design{std::move(taps), fit.error, fit.iterations, {}};
+  return {Design{std::move(taps), fit.error, fit.iterations, {}}};
 }
 
 }  // namespace
@@ -196,9 +207,9 @@ bool is_nyquist_length(int factor, int length) {
   return factor == 1 || half % factor != 0;
 }
 
-bool is_hopeless(int length, double gap, double ripple) {
-  constexpr double kMargin = 40;  // dB, several times what the estimate is off by
-  return estimated_attenuation(length, gap) + kMargin < -20 * std::log10(ripple);
+int estimated_length(double gap, double ripple) {
+  const double length = (-20 * std::log10(ripple) - 13) / (14.6 * gap) + 1;
+  return std::clamp(static_cast<int>(std::min(length, static_cast<double>(kLongest))), 3, kLongest) | 1;
 }
 
 std::vector<double> quantise(std::vector<double> const& taps, int bits) {

@@ -45,8 +45,9 @@ Design nyquist(int factor, int length, double edge);
 // Whether an M-th band filter can have that many taps; factor 1: any odd number from 3 on.
 bool is_nyquist_length(int factor, int length);
 
-// Whether a filter of that length and transition width `gap` stays so far from `ripple` that designing it is a waste.
-bool is_hopeless(int length, double gap, double ripple);
+// Roughly how many taps a low-pass filter with that transition width and the same ripple in both bands has.
+// Source: J. Kaiser, "Nonrecursive digital filter design using the I0-sinh window function", ISCAS 1974.
+int estimated_length(double gap, double ripple);
 
 // Rounds taps to `bits`-bit signed fractions of one common binary exponent, the finest in which the largest tap fits,
 // one that equals the power of two exactly being held just under it: 0.5 in 18 bits is 0.5 - 2^-18. Ties go away from

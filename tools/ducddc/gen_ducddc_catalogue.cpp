@@ -1,5 +1,6 @@
 // Designs the catalogue of up- and down-converter chains and writes it as C++ tables:
-// gen_ducddc_catalogue RULES.json OUTPUT.cpp
+// gen_ducddc_catalogue RULES.json OUTPUT.cpp ?FILTERS.csv?
+// The list of filters, if one is asked for, has step, taps, pass edge, stop edge and ripple of each.
 //
 // Every combination of the rules' values is a demand. Those that keep the rules get their cheapest chain; of two clocks
 // that give the same cost the slower one is listed; and of what is left the cheapest fill the catalogue's stated size,
@@ -180,6 +181,17 @@ class Tables {
     return out.str();
   }
 
+  std::string filter_list() const {
+    std::ostringstream out;
+    out.precision(17);
+    for (int index : used_filters_) {
+      Filter const& filter = bank_[index];
+      out << filter.step << ',' << filter.taps.size() << ',' << filter.pass << ',' << filter.stop << ','
+          << filter.ripple << '\n';
+    }
+    return out.str();
+  }
+
   void report(std::ostream& out) const {
     out << count_ << " records, " << filters_.size() << " filters, " << coefficients_.size() << " coefficients, "
         << stages_.values().size() << " stages, " << bytes_.values().size() << " bytes by stage, " << resources_.size()
@@ -200,6 +212,7 @@ class Tables {
   int stored_filter(int filter) {
     const auto [at, fresh] = known_filters_.try_emplace(bank_[filter].taps, static_cast<int>(filters_.size()));
     if (fresh) {
+      used_filters_.push_back(filter);
       filters_.push_back({at->first.size(), coefficients_.size()});
       for (double tap : at->first) {
         coefficients_.push_back(static_cast<float>(tap));
@@ -223,14 +236,21 @@ class Tables {
   std::vector<std::size_t> resources_;
   std::map<std::vector<double>, int> known_filters_;
   std::vector<StoredFilter> filters_;
+  std::vector<int> used_filters_;  // in the bank
   std::vector<float> coefficients_;
 };
+
+void write_file(char const* path, std::string const& text) {
+  std::ofstream out(path, std::ios::binary);
+  out << text;
+  if (!out.flush()) throw std::runtime_error(std::string(path) + ": cannot be written");
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::cerr << "usage: gen_ducddc_catalogue RULES.json OUTPUT.cpp\n";
+  if (argc < 3 || argc > 4) {
+    std::cerr << "usage: gen_ducddc_catalogue RULES.json OUTPUT.cpp ?FILTERS.csv?\n";
     return 2;
   }
   try {
@@ -240,9 +260,8 @@ int main(int argc, char** argv) {
     for (Kind const& kind : rules.kinds)
       for (Row const& row : rows_of(rules, bank, kind)) tables.add(row);
     tables.report(std::cerr);
-    std::ofstream out(argv[2], std::ios::binary);
-    out << tables.text();
-    if (!out.flush()) throw std::runtime_error(std::string(argv[2]) + ": cannot be written");
+    write_file(argv[2], tables.text());
+    if (argc > 3) write_file(argv[3], tables.filter_list());
   } catch (std::exception const& error) {
     std::cerr << "gen_ducddc_catalogue: " << error.what() << '\n';
     return 1;

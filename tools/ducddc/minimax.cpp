@@ -47,8 +47,10 @@ namespace {
 
 constexpr int kMostExchanges = 100;
 constexpr int kPointsPerCoefficient = 12;
-constexpr double kAtRest = 1e-7;     // relative: how close the largest error is to the reference's when it is over
-constexpr double kRounding = 4e-15;  // of the values wanted: differences that say nothing
+constexpr double kAtRest = 1e-4;          // relative: how close the largest error is to the reference's when it is over
+constexpr double kNoise = 1e-15;          // of the values wanted: no digit of a level that small is right
+constexpr double kRounding = 6e-13;       // of the values wanted: differences that say nothing
+constexpr double kUnderRounding = 2e-12;  // of the values wanted: errors that do not stand out from rounding
 
 // A place on the axis.
 struct Place {
@@ -96,29 +98,51 @@ Levelled level(std::vector<Place> const& reference) {
   return result;
 }
 
-// Weighted errors at all places. The inner loop is the designer's whole running time.
+// Weighted errors at all places. The inner loop is the designer's whole running time. Nodes are taken in pairs, since
+// u / a + v / b = (u b + v a) / (a b) has one division for two; places by fours, which a processor does at a time.
 void set_errors(std::vector<Place>& places, Interpolant const& polynomial) {
-  const std::size_t count = polynomial.nodes.size();
-  double const* const node = polynomial.nodes.data();
-  double const* const weight = polynomial.weights.data();
-  std::vector<double> weighted(count);
-  for (std::size_t k = 0; k < count; ++k) weighted[k] = weight[k] * polynomial.values[k];
-  for (Place& place : places) {
-    double above = 0, below = 0;
-    for (std::size_t k = 0; k < count; ++k) {
-      const double reciprocal = 1 / (place.target.x - node[k]);
-      above += weighted[k] * reciprocal;
-      below += weight[k] * reciprocal;
+  constexpr std::size_t kTogether = 4;
+  std::vector<double> node = polynomial.nodes, weight = polynomial.weights, weighted;
+  for (std::size_t k = 0; k < node.size(); ++k) weighted.push_back(weight[k] * polynomial.values[k]);
+  if (node.size() % 2 != 0) {  // a partner that adds nothing, away from all places
+    node.push_back(4);
+    weight.push_back(0);
+    weighted.push_back(0);
+  }
+  for (std::size_t first = 0; first < places.size(); first += kTogether) {
+    double x[kTogether], above[kTogether] = {}, below[kTogether] = {};
+    for (std::size_t j = 0; j < kTogether; ++j) x[j] = places[std::min(first + j, places.size() - 1)].target.x;
+    for (std::size_t k = 0; k < node.size(); k += 2)
+      for (std::size_t j = 0; j < kTogether; ++j) {
+        const double one = x[j] - node[k], other = x[j] - node[k + 1];
+        const double reciprocal = 1 / (one * other);
+        above[j] += (weighted[k] * other + weighted[k + 1] * one) * reciprocal;
+        below[j] += (weight[k] * other + weight[k + 1] * one) * reciprocal;
+      }
+    for (std::size_t j = 0; j < std::min(kTogether, places.size() - first); ++j) {
+      Place& place = places[first + j];
+      double value = above[j] / below[j];
+      if (!std::isfinite(value)) value = polynomial(place.target.x);  // the place is a node
+      place.error = place.target.weight * (place.target.desired - value);
     }
-    double value = above / below;
-    if (!std::isfinite(value)) value = polynomial(place.target.x);  // the place is a node
-    place.error = place.target.weight * (place.target.desired - value);
   }
 }
 
+// The same without the short cut, which costs digits next to the nodes.
+void set_errors_carefully(std::vector<Place>& places, Interpolant const& polynomial) {
+  for (Place& place : places) place.error = place.target.weight * (place.target.desired - polynomial(place.target.x));
+}
+
+// How to climb to a large order.
+struct Ladder {
+  double shrink;  // share of an order that the one before it has
+  void (*set_errors)(std::vector<Place>&, Interpolant const&);
+};
+
 class RemezExchange {
  public:
-  RemezExchange(Demand const& demand, int count) : demand_(demand), size_(static_cast<std::size_t>(count) + 1) {
+  RemezExchange(Demand const& demand, int count, Ladder const& ladder)
+      : demand_(demand), ladder_(ladder), size_(static_cast<std::size_t>(count) + 1) {
     double width = 0;
     for (auto const& [low, high] : demand.bands) width += high - low;
     cell_ = width / (kPointsPerCoefficient * count);
@@ -134,17 +158,17 @@ class RemezExchange {
     }
   }
 
-  Approximation run() {
+  // Begins with a reference of its size. Ends when the error is level to `at_rest`, or when the level, which no
+  // polynomial stays below, has fallen under rounding.
+  Approximation run(std::vector<Place> reference, double at_rest) {
     Approximation result;
-    if (grid_.size() < size_) return result;
-    std::vector<Place> reference;
-    for (std::size_t k = 0; k < size_; ++k) reference.push_back(grid_[k * (grid_.size() - 1) / (size_ - 1)]);
+    if (reference.size() != size_) return result;
     std::vector<Place> places;
     double smallest_excess = HUGE_VAL;
     for (int since_better = 0; result.iterations < kMostExchanges && since_better < 10; ++since_better) {
       ++result.iterations;
       Levelled levelled = level(reference);
-      set_errors(grid_, levelled.polynomial);
+      ladder_.set_errors(grid_, levelled.polynomial);
       // On the reference the error is known, rounding or not: it alternates there, so there are always enough extrema.
       double sign = 1;
       for (Place& place : reference) {
@@ -156,22 +180,63 @@ class RemezExchange {
       double largest = 0;
       for (Place const& place : extrema) largest = std::max(largest, std::fabs(place.error));
       if (!std::isfinite(largest) || !std::isfinite(levelled.deviation)) break;
-      const double excess = largest - std::fabs(levelled.deviation);
+      result.least_error = std::fabs(levelled.deviation);
+      const double excess = largest - result.least_error;
       if (excess < smallest_excess) {
         smallest_excess = excess;
         since_better = 0;
         result.error = largest;
+        reference_ = reference;
         result.frequencies.clear();
         for (std::size_t k = 0; k + 1 < size_; ++k) result.frequencies.push_back(reference[k].frequency);
         result.polynomial = std::move(levelled.polynomial);
-        result.converged = excess <= std::max(kAtRest * largest, kRounding * largest_desired_);
+        result.converged =
+            excess <= at_rest * largest + kRounding * largest_desired_ || largest <= kUnderRounding * largest_desired_;
         if (result.converged) break;
       }
+      if (result.least_error < (result.iterations < 4 ? kNoise : kUnderRounding / 4) * largest_desired_) break;
       thin_out(extrema);
       if (extrema.size() != size_) break;
       reference = std::move(extrema);
     }
     return result;
+  }
+
+  std::vector<Place> const& reference() const { return reference_; }  // of the last run's result
+
+  std::vector<Place> even_reference() const {
+    std::vector<Place> reference;
+    if (grid_.size() < size_) return reference;
+    for (std::size_t k = 0; k < size_; ++k) reference.push_back(grid_[k * (grid_.size() - 1) / (size_ - 1)]);
+    return reference;
+  }
+
+  // The extrema of a smaller polynomial, spread over as many as are needed here: they crowd at the edges of the bands
+  // in nearly the same way. (S. Filip, "A robust and scalable implementation of the Parks-McClellan algorithm for
+  // designing FIR filters", ACM Trans. Math. Softw. 43 (2016).)
+  std::vector<Place> scaled_reference(std::vector<Place> const& smaller) const {
+    std::vector<Place> reference;
+    std::size_t begin = 0;
+    for (std::size_t band = 0; band < demand_.bands.size(); ++band) {
+      std::size_t end = begin;
+      while (end < smaller.size() && smaller[end].band == band) ++end;
+      // The share of the bands so far, rounded, less what they have: the whole comes out exactly.
+      const std::size_t count = (end * size_ + smaller.size() / 2) / smaller.size() - reference.size();
+      const auto [low, high] = demand_.bands[band];
+      for (std::size_t k = 0; k < count; ++k) {
+        double frequency = low + (high - low) * (static_cast<double>(k) + 0.5) / static_cast<double>(count);
+        if (end - begin >= 2 && count >= 2) {
+          const double at =
+              static_cast<double>(k) * static_cast<double>(end - begin - 1) / static_cast<double>(count - 1);
+          const std::size_t left = std::min(begin + static_cast<std::size_t>(at), end - 2);
+          const double share = at - static_cast<double>(left - begin);
+          frequency = smaller[left].frequency * (1 - share) + smaller[left + 1].frequency * share;
+        }
+        reference.push_back(place_at(band, frequency));
+      }
+      begin = end;
+    }
+    return reference;
   }
 
  private:
@@ -208,7 +273,7 @@ class RemezExchange {
   // Local extrema of the error with alternating sign, each moved to where a parabola through its neighbours has its
   // top.
   std::vector<Place> find_extrema(std::vector<Place> const& places, Interpolant const& polynomial) const {
-    std::vector<Place> found;
+    std::vector<Place> tops, moved;
     for (std::size_t i = 0; i < places.size(); ++i) {
       const bool first = i == 0 || places[i - 1].band != places[i].band;
       const bool last = i + 1 == places.size() || places[i + 1].band != places[i].band;
@@ -216,19 +281,23 @@ class RemezExchange {
       const double size = sign * places[i].error;
       if (!first && sign * places[i - 1].error > size) continue;
       if (!last && sign * places[i + 1].error >= size) continue;
-      Place top = places[i];
+      double shift = 0;
       if (!first && !last) {
         const double left = places[i].frequency - places[i - 1].frequency;
         const double right = places[i + 1].frequency - places[i].frequency;
         const double fall_left = size - sign * places[i - 1].error, fall_right = size - sign * places[i + 1].error;
         const double bend = fall_left * right + fall_right * left;
-        if (left > 0 && right > 0 && bend > 0) {
-          const double shift = (fall_left * right * right - fall_right * left * left) / bend / 2;
-          std::vector<Place> moved{place_at(top.band, top.frequency + shift)};
-          set_errors(moved, polynomial);
-          if (sign * moved[0].error > size) top = moved[0];
-        }
+        if (left > 0 && right > 0 && bend > 0)
+          shift = (fall_left * right * right - fall_right * left * left) / bend / 2;
       }
+      tops.push_back(places[i]);
+      moved.push_back(place_at(places[i].band, places[i].frequency + shift));
+    }
+    ladder_.set_errors(moved, polynomial);
+    std::vector<Place> found;
+    for (std::size_t i = 0; i < tops.size(); ++i) {
+      const double sign = tops[i].error < 0 ? -1 : 1;
+      Place const& top = sign * moved[i].error > sign * tops[i].error ? moved[i] : tops[i];
       if (!found.empty() && (found.back().error < 0) == (top.error < 0)) {
         if (std::fabs(top.error) > std::fabs(found.back().error)) found.back() = top;
       } else {
@@ -259,15 +328,48 @@ class RemezExchange {
   }
 
   Demand const& demand_;
+  Ladder const& ladder_;
   std::size_t size_;  // of the reference
   std::vector<Place> grid_;
   double cell_ = 0;  // distance of the grid's points, nearly
   double largest_desired_ = 0;
+  std::vector<Place> reference_;
 };
+
+constexpr int kSmall = 16;        // coefficients from which on an even start would lie too far off
+constexpr double kRoughly = 0.1;  // how level the error of a smaller polynomial has to be
+
+// The extrema, nearly, of the best polynomial of `count` coefficients, reached over smaller ones; empty if none were
+// found.
+std::vector<Place> rough_reference(Demand const& demand, int count, Ladder const& ladder) {
+  RemezExchange exchange(demand, count, ladder);
+  std::vector<Place> start =
+      count <= kSmall
+          ? exchange.even_reference()
+          : exchange.scaled_reference(rough_reference(demand, static_cast<int>(count * ladder.shrink), ladder));
+  exchange.run(std::move(start), kRoughly);
+  return exchange.reference();
+}
 
 }  // namespace
 
-Approximation remez_exchange(Demand const& demand, int count) { return RemezExchange(demand, count).run(); }
+Approximation remez_exchange(Demand const& demand, int count) {
+  // Small steps lead to errors that great ones lose among rounding, and cost more.
+  constexpr Ladder kLadders[] = {{0.5, set_errors}, {0.8, set_errors}, {0.8, set_errors_carefully}};
+  Approximation found;
+  for (Ladder const& ladder : kLadders) {
+    RemezExchange exchange(demand, count, ladder);
+    if (count <= kSmall) {
+      found = exchange.run(exchange.even_reference(), kAtRest);
+    } else {
+      const std::vector<Place> smaller = rough_reference(demand, static_cast<int>(count * ladder.shrink), ladder);
+      if (smaller.empty()) continue;
+      found = exchange.run(exchange.scaled_reference(smaller), kAtRest);
+    }
+    if (found.converged) break;
+  }
+  return found;
+}
 
 namespace {
 

@@ -33,8 +33,12 @@ struct Approximation {
   Interpolant polynomial;
   std::vector<double> frequencies;  // of the polynomial's nodes
   double error = 0;                 // largest weighted error over the bands
+  double least_error = 0;           // no polynomial of that order has a smaller one
   int iterations = 0;
   bool converged = false;
+
+  // Not converged because the best error is under what doubles resolve.
+  bool is_too_easy() const { return !converged && least_error < 1e-11; }
 };
 
 // The polynomial of `count` coefficients with the smallest largest weighted error over the bands.

@@ -15,6 +15,7 @@
 #include "dsp/v_scaler/v_scaler.h"
 #include "dsp/vcualgorithm/vcualgorithm.h"
 #include "fec/fec_init.h"
+#include "power/power_est.h"
 
 namespace frame {
 
@@ -26,28 +27,30 @@ struct sequence {
   }
 };
 
-using start_order = sequence<                    //
-    fftalgorithm_init::init,                     //
-    vcualgorithm_init::init,                     //
-    ducddcgen_init::init,                        //
-    bmg_init::bmg_kdi_tcltasks::init,            //
-    Ip_Clkwiz::init,                             //
-    Ip_Clocking::init,                           //
-    v_scaler_init::v_scaler_kdi_tcltasks::init,  //
-    sd_fec::init,                                //
+using start_order = sequence<                      //
+    fftalgorithm_init::init,                       //
+    vcualgorithm_init::init,                       //
+    ducddcgen_init::init,                          //
+    bmg_init::bmg_kdi_tcltasks::init,              //
+    power_est_init::power_est_kdi_tcltasks::init,  //
+    Ip_Clkwiz::init,                               //
+    Ip_Clocking::init,                             //
+    v_scaler_init::v_scaler_kdi_tcltasks::init,    //
+    sd_fec::init,                                  //
     ldpc::init>;
 
 // Not the reverse of the start order, and not simply the same: clocking comes up before the scaler and goes down after
 // ldpc.
-using stop_order = sequence<                       //
-    fftalgorithm_init::uninit,                     //
-    vcualgorithm_init::uninit,                     //
-    ducddcgen_init::uninit,                        //
-    bmg_init::bmg_kdi_tcltasks::uninit,            //
-    Ip_Clkwiz::uninit,                             //
-    v_scaler_init::v_scaler_kdi_tcltasks::uninit,  //
-    sd_fec::uninit,                                //
-    ldpc::uninit,                                  //
+using stop_order = sequence<                         //
+    fftalgorithm_init::uninit,                       //
+    vcualgorithm_init::uninit,                       //
+    ducddcgen_init::uninit,                          //
+    bmg_init::bmg_kdi_tcltasks::uninit,              //
+    power_est_init::power_est_kdi_tcltasks::uninit,  //
+    Ip_Clkwiz::uninit,                               //
+    v_scaler_init::v_scaler_kdi_tcltasks::uninit,    //
+    sd_fec::uninit,                                  //
+    ldpc::uninit,                                    //
     Ip_Clocking::uninit>;
 
 }  // namespace frame

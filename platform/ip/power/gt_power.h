@@ -1,0 +1,12 @@
+// Power of a transceiver core; the model is told in ip/HIPWPowerCalcIntf.h.
+#pragma once
+
+#include "ip/HIPWPowerCalcIntf.h"
+#include "terms.h"
+
+namespace kdi::power {
+
+float gt_power(device::Part const& part, Model const& model, GtPowerRecord const& record,
+               std::map<std::string, float>& breakdown);
+
+}  // namespace kdi::power

@@ -1,0 +1,12 @@
+// Power of a memory interface core; the model is told in ip/HIPWPowerCalcIntf.h.
+#pragma once
+
+#include "ip/HIPWPowerCalcIntf.h"
+#include "terms.h"
+
+namespace kdi::power {
+
+float memory_power(device::Part const& part, Model const& model, MigPowerRecord const& record,
+                   std::map<std::string, float>& breakdown);
+
+}  // namespace kdi::power

@@ -1,0 +1,208 @@
+#include "power_model.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <mutex>
+#include <new>
+#include <set>
+
+#include "common/ComMsgMgr.h"
+#include "common/KdiDataDir.h"
+#include "common/KdiJson.h"
+
+namespace kdi::power {
+namespace {
+
+constexpr double kMostQuantity = 1e6;
+constexpr int kMostNumber = 1000;
+
+char lower(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
+
+std::string lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](char letter) { return lower(letter); });
+  return text;
+}
+
+double quantity(json_value object, char const* field) { return object.member(field).number(0, kMostQuantity); }
+
+std::string const& word(json_value value) {
+  if (value.text().empty()) value.refuse("a word");
+  return value.text();
+}
+
+// An object of values by word, at least one; words that differ in case only are the same.
+template <class Read>
+auto read_words(json_value object, Read read) {
+  Words<decltype(read(object))> words;
+  std::set<std::string> seen;
+  for (const json_value value : object.members()) {
+    if (value.name().empty() || !seen.insert(lower(value.name())).second)
+      value.refuse("a word that does not occur twice as the field's name");
+    words.all.push_back({value.name(), read(value)});
+  }
+  if (words.all.empty()) object.refuse("at least one word");
+  return words;
+}
+
+double factor(json_value value) { return value.number(0, kMostQuantity); }
+
+Conditions read_conditions(json_value object) {
+  object.allow_only(
+      {"junction_c", "core_v", "leakage_doubling_c", "leakage_exponent", "dynamic_per_c", "leakage_by_speed"});
+  Conditions conditions;
+  conditions.junction_c = object.member("junction_c").number(-273, 1000);
+  conditions.core_v = object.member("core_v").number(0.1, 10);
+  conditions.leakage_doubling_c = object.member("leakage_doubling_c").number(1, 1000);
+  conditions.leakage_exponent = object.member("leakage_exponent").number(0, 10);
+  conditions.dynamic_per_c = object.member("dynamic_per_c").number(0, 0.01);
+  for (const json_value value : object.member("leakage_by_speed").members())
+    conditions.leakage[value.name()] = value.number(0, 100);
+  return conditions;
+}
+
+Encoding read_encoding(json_value object) {
+  object.allow_only({"efficiency", "w_per_gbps"});
+  Encoding encoding;
+  encoding.efficiency = object.member("efficiency").number(0, 1);
+  encoding.w_per_gbps = quantity(object, "w_per_gbps");
+  return encoding;
+}
+
+Transceiver read_transceiver(json_value object) {
+  object.allow_only({"type", "names", "static_w_per_quad", "pll_idle", "reference_w_per_ghz", "pcs_w_per_gbps",
+                     "user_w_per_gbps", "internal_w_per_bit", "user_w_per_bit", "termination_ohm", "auto_equaliser",
+                     "encodings"});
+  Transceiver transceiver;
+  transceiver.type = word(object.member("type"));
+  for (const json_value name : object.member("names").items()) transceiver.names.push_back(lower(word(name)));
+  transceiver.static_w_per_quad = quantity(object, "static_w_per_quad");
+  transceiver.pll_idle = object.member("pll_idle").number(0, 1);
+  transceiver.reference_w_per_ghz = quantity(object, "reference_w_per_ghz");
+  transceiver.pcs_w_per_gbps = quantity(object, "pcs_w_per_gbps");
+  transceiver.user_w_per_gbps = quantity(object, "user_w_per_gbps");
+  transceiver.internal_w_per_bit = quantity(object, "internal_w_per_bit");
+  transceiver.user_w_per_bit = quantity(object, "user_w_per_bit");
+  transceiver.termination_ohm = object.member("termination_ohm").number(1, kMostQuantity);
+  const json_value choice = object.member("auto_equaliser");
+  choice.allow_only({"loss_db", "up_to_it", "above"});
+  transceiver.auto_loss_db = quantity(choice, "loss_db");
+  transceiver.auto_short = word(choice.member("up_to_it"));
+  transceiver.auto_long = word(choice.member("above"));
+  transceiver.encodings = read_words(object.member("encodings"), read_encoding);
+  return transceiver;
+}
+
+Module read_module(json_value object) {
+  object.allow_only({"load", "address_load"});
+  return {quantity(object, "load"), quantity(object, "address_load")};
+}
+
+MemoryCommon read_memory(json_value object) {
+  object.allow_only({"static_w", "static_w_per_lane", "datapath_w_per_ghz_bit", "debug_w", "debug_w_per_ghz",
+                     "axi_w_per_ghz_bit", "serialiser_w_per_ghz", "clock_tree_w_per_ghz", "data_load", "address_load",
+                     "read_share", "write_share", "valid_share", "lanes_per_phy_pll", "controller_share", "slots",
+                     "modules", "bank_kinds", "io_performance"});
+  MemoryCommon memory;
+  memory.static_w = quantity(object, "static_w");
+  memory.static_w_per_lane = quantity(object, "static_w_per_lane");
+  memory.datapath_w_per_ghz_bit = quantity(object, "datapath_w_per_ghz_bit");
+  memory.debug_w = quantity(object, "debug_w");
+  memory.debug_w_per_ghz = quantity(object, "debug_w_per_ghz");
+  memory.axi_w_per_ghz_bit = quantity(object, "axi_w_per_ghz_bit");
+  memory.serialiser_w_per_ghz = quantity(object, "serialiser_w_per_ghz");
+  memory.clock_tree_w_per_ghz = quantity(object, "clock_tree_w_per_ghz");
+  memory.data_load = quantity(object, "data_load");
+  memory.address_load = quantity(object, "address_load");
+  memory.read_share = object.member("read_share").number(0, 1);
+  memory.write_share = object.member("write_share").number(0, 1);
+  if (memory.read_share + memory.write_share > 1) object.member("write_share").refuse("no more than read_share leaves");
+  memory.valid_share = object.member("valid_share").number(0, 1);
+  memory.lanes_per_phy_pll = static_cast<int>(object.member("lanes_per_phy_pll").integer(1, kMostNumber));
+  memory.controller_share = read_words(object.member("controller_share"), factor);
+  memory.slots = read_words(object.member("slots"),
+                            [](json_value value) { return static_cast<int>(value.integer(1, kMostNumber)); });
+  memory.modules = read_words(object.member("modules"), read_module);
+  memory.bank_kinds = read_words(object.member("bank_kinds"), factor);
+  memory.io_performance = read_words(object.member("io_performance"), factor);
+  return memory;
+}
+
+MemoryFamily read_family(json_value object) {
+  object.allow_only({"family", "type", "strobe_w_per_gbps", "clock_w_per_gbps", "usual_termination"});
+  MemoryFamily family;
+  family.family = word(object.member("family"));
+  family.type = word(object.member("type"));
+  family.strobe_w_per_gbps = quantity(object, "strobe_w_per_gbps");
+  family.clock_w_per_gbps = quantity(object, "clock_w_per_gbps");
+  family.usual_termination = word(object.member("usual_termination"));
+  return family;
+}
+
+// A list of objects that are told apart by their member `key`.
+template <class Read>
+auto read_list(json_value list, char const* key, Read read) {
+  std::vector<decltype(read(list))> all;
+  std::set<std::string> names;
+  for (const json_value value : list.items()) {
+    all.push_back(read(value));
+    if (!names.insert(value.member(key).text()).second) value.member(key).refuse("a name that does not occur twice");
+  }
+  return all;
+}
+
+Model read_model(json_value root) {
+  root.allow_only({"format", "generation", "conditions", "transceivers", "memory", "memories"});
+  root.member("format").integer(1, 1);
+  Model model;
+  model.generation = word(root.member("generation"));
+  model.conditions = read_conditions(root.member("conditions"));
+  model.transceivers = read_list(root.member("transceivers"), "type", read_transceiver);
+  model.memory = read_memory(root.member("memory"));
+  model.memories = read_list(root.member("memories"), "family", read_family);
+  return model;
+}
+
+// The model in the first data root that has a file for the generation; null if none has.
+std::unique_ptr<Model const> load(std::string const& generation) {
+  for (std::string const& directory : data_directories("power")) {
+    const std::string path = (std::filesystem::path(directory) / (generation + ".json")).string();
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(path, ignored)) continue;
+    const json_file file(path);
+    auto model = std::make_unique<Model const>(read_model(file.root()));
+    if (model->generation != generation) file.root().member("generation").refuse("the file's name, " + generation);
+    return model;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool begins_with(std::string_view text, std::string_view start) {
+  return text.size() >= start.size() &&
+         std::equal(start.begin(), start.end(), text.begin(), [](char a, char b) { return lower(a) == lower(b); });
+}
+
+bool same_word(std::string_view a, std::string_view b) { return a.size() == b.size() && begins_with(a, b); }
+
+Model read_model(std::string_view text, std::string const& name) { return read_model(json_file(text, name).root()); }
+
+Model const* model_of(std::string const& generation) {
+  // Never destroyed: calculators may be asked for while the process ends.
+  static std::mutex& mutex = *new std::mutex;
+  static auto& models = *new std::map<std::string, std::unique_ptr<Model const>>;
+  const std::lock_guard lock(mutex);
+  if (const auto known = models.find(generation); known != models.end()) return known->second.get();
+  try {
+    std::unique_ptr<Model const> model = load(generation);
+    // What is not there may come to be there; it is looked for again.
+    return model == nullptr ? nullptr : models.emplace(generation, std::move(model)).first->second.get();
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const& error) {
+    ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "power", ComMsgMgr::MSG_ERROR, "%s", error.what());
+    return nullptr;
+  }
+}
+
+}  // namespace kdi::power

@@ -1,0 +1,44 @@
+#include "terms.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "common/ComMsgMgr.h"
+
+namespace kdi::power {
+namespace {
+
+// The hottest junction that the part's grade allows; the reference where the part does not say.
+double junction_c(device::Part const& part, Conditions const& conditions) {
+  const auto property = part.properties.find("TEMPERATURE_MAX_C");
+  if (property == part.properties.end()) return conditions.junction_c;
+  std::string const& text = property->second;
+  double celsius = 0;
+  const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), celsius);
+  constexpr double kHottest = 300;
+  if (fault == std::errc() && end == text.data() + text.size() && std::abs(celsius) <= kHottest) return celsius;
+  warn("the part's TEMPERATURE_MAX_C \"" + text + "\" is no temperature");
+  return conditions.junction_c;
+}
+
+}  // namespace
+
+Factors factors_of(device::Part const& part, Conditions const& conditions) {
+  const double above = junction_c(part, conditions) - conditions.junction_c;
+  const double voltage = part.speed->core_v / conditions.core_v;
+  const auto speed = conditions.leakage.find(part.speed->name);
+  const double grade = speed == conditions.leakage.end() ? 1 : speed->second;
+
+  Factors factors;
+  factors.leakage =
+      sane(grade * std::exp2(above / conditions.leakage_doubling_c) * std::pow(voltage, conditions.leakage_exponent));
+  factors.dynamic = std::max(0.0, 1 + conditions.dynamic_per_c * above);
+  factors.core = factors.dynamic * voltage * voltage;
+  return factors;
+}
+
+void warn(std::string const& text) {
+  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "power", ComMsgMgr::MSG_WARNING, "%s", text.c_str());
+}
+
+}  // namespace kdi::power

@@ -1,0 +1,15 @@
+// The parameters of a transceiver core as a record for the power calculator.
+#pragma once
+
+#include "common/KdiTypes.h"
+#include "ip/HIPWPowerCalcIntf.h"
+
+namespace power_est_init::power_est_kdi_tcltasks {
+
+/// Each key sets the field of the first of the record's words that it contains; of several such keys the last counts.
+GtPowerRecord read_gt_record(ParamMap const& params);
+
+/// The estimate as a text; see estimate in power_est.h.
+std::string gt_estimate(ParamMap const& params);
+
+}  // namespace power_est_init::power_est_kdi_tcltasks

@@ -1,0 +1,169 @@
+#include "power/mig_estimate.h"
+
+#include "power/key_words.h"
+#include "power/part.h"
+#include "power/values.h"
+
+namespace power_est_init::power_est_kdi_tcltasks {
+namespace {
+
+constexpr float kMillion = 1000000.0F;  // a period in ps from a frequency in MHz, and back
+
+using Setter = void (*)(MigPowerRecord&, std::string const&);
+
+template <auto Field>
+void set_text(MigPowerRecord& record, std::string const& value) {
+  record.*Field = value;
+}
+template <auto Field>
+void set_int(MigPowerRecord& record, std::string const& value) {
+  record.*Field = int_value(value);
+}
+template <auto Field>
+void set_float(MigPowerRecord& record, std::string const& value) {
+  record.*Field = float_value(value);
+}
+template <auto Field>
+void set_if_true(MigPowerRecord& record, std::string const& value) {
+  record.*Field = value == "true";
+}
+template <auto Field>
+void set_if_not_zero(MigPowerRecord& record, std::string const& value) {
+  record.*Field = int_value(value) != 0;
+}
+template <std::size_t Output>
+void set_divide(MigPowerRecord& record, std::string const& value) {
+  record.clkoutDivide[Output] = float_value(value);
+}
+
+void set_debug(MigPowerRecord& record, std::string const& value) { record.debugSignal = value == "Enable"; }
+
+void set_mmcm_clock(MigPowerRecord& record, std::string const& value) {
+  if (const float period = float_value(value); period != 0) record.mmcmFrequency = kMillion / period;
+}
+
+void set_period(MigPowerRecord& record, std::string const& value) {
+  record.timePeriod = float_value(value);
+  if (record.timePeriod != 0) record.memoryClock = kMillion / record.timePeriod;
+}
+
+void set_phy_ratio(MigPowerRecord& record, std::string const& value) {
+  if (value == "4:1") record.phyClockRatio = 4;
+  if (value == "2:1") record.phyClockRatio = 2;
+}
+
+void set_ui_clock(MigPowerRecord& record, std::string const& value) {
+  record.uiClock = static_cast<float>(double_value(value) / 1000000.0);
+}
+
+struct Row {
+  std::string_view word;
+  Setter set;
+};
+
+// In the order in which a key is tested.
+constexpr Row kRows[] = {
+    {"MCS_ECC", set_if_true<&MigPowerRecord::mcsEcc>},
+    {"Debug_Signal", set_debug},
+    {"RANK_WIDTH", set_int<&MigPowerRecord::rankWidth>},
+    {"Slot", set_text<&MigPowerRecord::slot>},
+    {"NUM_DEVICES", set_int<&MigPowerRecord::numDevices>},
+    {"MEMORY_TYPE", set_text<&MigPowerRecord::memoryType>},
+    {"MemoryPart", set_text<&MigPowerRecord::memoryPart>},
+    {"Phy_Only", set_text<&MigPowerRecord::phyOnly>},
+    {"AXI_DATA_WIDTH", set_int<&MigPowerRecord::axiDataWidth>},
+    {"Axi_Selection", set_if_true<&MigPowerRecord::axiSelection>},
+    {"MMCM_IDX_BANK", set_int<&MigPowerRecord::mmcmIdxBank>},
+    {"CLKOUT0_DIVIDE", set_divide<0>},
+    {"CLKOUT1_DIVIDE", set_divide<1>},
+    {"CLKOUT2_DIVIDE", set_divide<2>},
+    {"CLKOUT3_DIVIDE", set_divide<3>},
+    {"CLKOUT4_DIVIDE", set_divide<4>},
+    {"CLKOUT5_DIVIDE", set_divide<5>},
+    {"CLKOUT6_DIVIDE", set_divide<6>},
+    {"MMCM_CLK", set_mmcm_clock},
+    {"CLKFBOUT_MULT", set_float<&MigPowerRecord::clkfboutMult>},
+    {"USE_CS_PORT", set_if_not_zero<&MigPowerRecord::useCsPort>},
+    {"USE_DM_PORT", set_if_not_zero<&MigPowerRecord::useDmPort>},
+    {"_TimePeriod", set_period},
+    {"Power_ADDR_WIDTH", set_int<&MigPowerRecord::addrWidth>},
+    {"_DM_WIDTH", set_int<&MigPowerRecord::dmWidth>},
+    {"_CK_WIDTH", set_int<&MigPowerRecord::ckWidth>},
+    {"_DK_WIDTH", set_int<&MigPowerRecord::dkWidth>},
+    {"_QK_WIDTH", set_int<&MigPowerRecord::qkWidth>},
+    {"_QVLD_WIDTH", set_int<&MigPowerRecord::qvldWidth>},
+    {"_CKE_WIDTH", set_int<&MigPowerRecord::ckeWidth>},
+    {"_BANK_WIDTH", set_int<&MigPowerRecord::bankWidth>},
+    {"_CS_WIDTH", set_int<&MigPowerRecord::csWidth>},
+    {"_DQS_WIDTH", set_int<&MigPowerRecord::dqsWidth>},
+    {"_DQ_WIDTH", set_int<&MigPowerRecord::dqWidth>},
+    {"_ODT_WIDTH", set_int<&MigPowerRecord::odtWidth>},
+    {"_LR_WIDTH", set_int<&MigPowerRecord::lrWidth>},
+    {"_BANK_GROUP_WIDTH", set_int<&MigPowerRecord::bankGroupWidth>},
+    {"IO_VOLTAGE", set_text<&MigPowerRecord::ioVoltage>},
+    {"PhyClockRatio", set_phy_ratio},
+    {"nCK_PER_CLK", set_int<&MigPowerRecord::nckPerClk>},
+    {"CLKOUTPHY_MODE", set_text<&MigPowerRecord::clkoutphyMode>},
+    {"UI_CLOCK", set_ui_clock},
+};
+
+constexpr KeyWords kWords = key_words_of(kRows);
+
+// The first of the words that the controller's type contains.
+constexpr struct {
+  std::string_view word;
+  char const* family;
+} kFamilies[] = {
+    {"DDR3", "DDR3"}, {"DDR4", "DDR4"}, {"QDRIIPLUS", "QDRIIP"}, {"QDRIV", "QDRIV"}, {"RLDRAM3", "RLD3"},
+};
+
+char const* family_of(std::string const& controller) {
+  for (auto const& [word, family] : kFamilies)
+    if (controller.find(word) != std::string::npos) return family;
+  return "";
+}
+
+struct PhyMode {
+  std::string_view name;
+  float multiplier_at_ratio_4;
+  float multiplier;
+  float divider;
+};
+constexpr PhyMode kPhyModes[] = {{"VCO_2X", 4, 2, 1}, {"VCO", 8, 4, 2}};
+constexpr PhyMode kOtherPhyMode = {"", 16, 8, 4};
+
+PhyMode const& phy_mode(std::string const& name) {
+  for (PhyMode const& mode : kPhyModes)
+    if (mode.name == name) return mode;
+  return kOtherPhyMode;
+}
+
+void derive(MigPowerRecord& record) {
+  if (record.nckPerClk == 0) record.nckPerClk = record.controllerFamily == "QDRIIP" ? 2 : 4;
+  PhyMode const& mode = phy_mode(record.clkoutphyMode);
+  record.phyClockMultiplier = record.nckPerClk == 4 ? mode.multiplier_at_ratio_4 : mode.multiplier;
+  record.phyClockDivider = mode.divider;
+  if (record.uiClock == 0) record.uiClock = record.memoryClock / static_cast<float>(record.nckPerClk);
+  // sic: the seventh output's divider is the one of the fabric clock
+  if (record.clkoutDivide[6] > 0) record.fabricClock = record.uiClock / record.clkoutDivide[6];
+}
+
+}  // namespace
+
+MigPowerRecord read_mig_record(ParamMap const& params) {
+  MigPowerRecord record;
+  if (const auto controller = params.find("Power_ControllerType"); controller != params.end())
+    record.controllerFamily = family_of(controller->second);
+  for (auto const& [key, value] : params)
+    if (const std::size_t row = kWords.first_in(key); row < std::size(kRows)) kRows[row].set(record, value);
+  derive(record);
+  return record;
+}
+
+std::string mig_estimate(ParamMap const& params) {
+  return estimate_for_part(params, [&](HIPWPowerCalcIntf& calculator, Breakdown& breakdown) {
+    return calculator.calcMemoryPower(read_mig_record(params), breakdown);
+  });
+}
+
+}  // namespace power_est_init::power_est_kdi_tcltasks
