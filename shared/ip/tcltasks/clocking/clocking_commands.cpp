@@ -1,6 +1,7 @@
 // Handlers of the Ip_Clocking_... commands.
 #include <algorithm>
 #include <cctype>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -377,6 +378,12 @@ void init(Tcl_Interp* interp) {
   register_command<getClkInstances>(interp, "Ip_Clocking_Get_ClkInst");
 }
 
-void uninit() { HIPClockingMgr::terminateInstance(); }
+void uninit() {
+  try {
+    HIPClockingMgr::terminateInstance();
+  } catch (std::exception const&) {
+    // The engine is not available, so there is no manager. The exit handler has nobody to tell.
+  }
+}
 
 }  // namespace Ip_Clocking
