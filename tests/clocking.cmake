@@ -10,3 +10,13 @@ add_clock_test(clock_solver_models_test)
 add_clock_test(clock_solver_optimal_test)
 add_clock_test(clock_solver_options_test)
 add_clock_test(clock_solver_queries_test)
+
+add_tcl_test(clkwiz LABELS clocking)
+add_tcl_test(clocking LABELS clocking)
+add_unit_test(clock_options_test LABELS clocking LINKS kdi_ip)
+add_unit_test(clock_engine_test LABELS clocking LINKS "kdi_ip;kdi_device")
+
+# The commands, against engines that record, which stand in this program before those of the platform.
+add_unit_test(clock_commands_test LABELS clocking LINKS "kdi_ip;${CMAKE_DL_LIBS}")
+target_sources(clock_commands_test PRIVATE support/recording_clocks.cpp)
+set_target_properties(clock_commands_test PROPERTIES ENABLE_EXPORTS ON)

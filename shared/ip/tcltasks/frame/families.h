@@ -8,6 +8,8 @@
 #include <tcl.h>
 
 #include "bmg/bmg.h"
+#include "clkwiz/clkwiz.h"
+#include "clocking/clocking.h"
 #include "dsp/ducddcgen/ducddcgen.h"
 #include "dsp/fftalgorithm/fftalgorithm.h"
 #include "dsp/v_scaler/v_scaler.h"
@@ -31,19 +33,24 @@ using start_order = sequence<                      //
     ducddcgen_init::init,                          //
     bmg_init::bmg_kdi_tcltasks::init,              //
     power_est_init::power_est_kdi_tcltasks::init,  //
+    Ip_Clkwiz::init,                               //
+    Ip_Clocking::init,                             //
     v_scaler_init::v_scaler_kdi_tcltasks::init,    //
     sd_fec::init,                                  //
     ldpc::init>;
 
-// Not the reverse of the start order, and not simply the same: clocking, once it is here, goes down after ldpc.
+// Not the reverse of the start order, and not simply the same: clocking comes up before the scaler and goes down after
+// ldpc.
 using stop_order = sequence<                         //
     fftalgorithm_init::uninit,                       //
     vcualgorithm_init::uninit,                       //
     ducddcgen_init::uninit,                          //
     bmg_init::bmg_kdi_tcltasks::uninit,              //
     power_est_init::power_est_kdi_tcltasks::uninit,  //
+    Ip_Clkwiz::uninit,                               //
     v_scaler_init::v_scaler_kdi_tcltasks::uninit,    //
     sd_fec::uninit,                                  //
-    ldpc::uninit>;
+    ldpc::uninit,                                    //
+    Ip_Clocking::uninit>;
 
 }  // namespace frame

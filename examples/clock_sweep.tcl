@@ -1,0 +1,70 @@
+# How near a set of clocks can be made, over a range of input frequencies: a table of the best inputs, and a picture.
+#
+#   tclsh clock_sweep.tcl LIB_DIR OUT.svg ?OUTPUTS LOW HIGH STEP?
+#
+# OUTPUTS is a list of frequencies in MHz; by default 122.88 and 61.44 MHz from 20 to 60 MHz in steps of 0.25 MHz. The part
+# is below. The picture shows the worst error of an output, in parts per million, on a logarithmic scale.
+namespace eval sweep {
+  variable part brvn3716-die-2LHP-e-S-es1
+  variable exact 0.001  ;# ppm; the picture's floor, and what is shown for no error at all
+
+  # The worst error in ppm that the primitive (0: MMCM, 1: PLL) leaves, or "" where it has no setting.
+  proc worst {primitive input outputs} {
+    variable part
+    if {[catch {
+      Ip_Clocking_Calc_M_D -part $part -output_freq $outputs -req_phase [lrepeat [llength $outputs] 0] \
+        -req_dc [lrepeat [llength $outputs] 50] -prim_freq $input -secondary_freq 0 -primtive $primitive
+    } solution]} { return "" }
+    tcl::mathfunc::max {*}[lmap output [dict get $solution outputs] { dict get $output error_ppm }]
+  }
+
+  # input error input error ... of the inputs that have a setting
+  proc curve {primitive outputs low high step} {
+    set points {}
+    for {set i 0} {$low + $i * $step <= $high * (1 + 1e-12)} {incr i} {
+      set input [format %.10g [expr {$low + $i * $step}]]
+      set error [worst $primitive $input $outputs]
+      if {$error ne ""} { lappend points $input $error }
+    }
+    return $points
+  }
+
+  proc logarithm {points} {
+    variable exact
+    set scaled {}
+    foreach {x y} $points { lappend scaled $x [expr {log10(max($y, $exact))}] }
+    return $scaled
+  }
+}
+
+if {[llength $argv] ni {2 6}} {
+  puts stderr "usage: tclsh clock_sweep.tcl LIB_DIR OUT.svg ?OUTPUTS LOW HIGH STEP?"
+  exit 2
+}
+lassign [concat $argv [lrange {- - {122.88 61.44} 20 60 0.25} [llength $argv] end]] libraries picture outputs low high step
+foreach number [list $low $high $step] {
+  if {![string is double -strict $number] || !($number > 0) || !($number < 1e6)} {
+    puts stderr "no frequency in MHz: $number"
+    exit 1
+  }
+}
+if {$low >= $high || ($high - $low) / $step > 10000} {
+  puts stderr "LOW is below HIGH, in at most 10000 steps"
+  exit 1
+}
+source [file join [file dirname [file normalize [info script]]] plot.tcl]
+load [file join $libraries libkdi_iptasks.so]
+set curves {}
+foreach {name primitive colour} {MMCM 0 #1b6ca8 PLL 1 #c05621} {
+  set points [sweep::curve $primitive $outputs $low $high $step]
+  if {$points eq ""} { puts "$name: no setting for any input"; continue }
+  set best {}
+  foreach {input error} $points { lappend best [list $error $input] }
+  set best [lrange [lsort -real -index 0 $best] 0 4]
+  puts "$name: [join [lmap one $best { format "%s MHz (%s ppm)" [lindex $one 1] [lindex $one 0] }] {, }]"
+  lappend curves [list $name $colour [sweep::logarithm $points]]
+}
+if {$curves eq ""} { exit 1 }
+plot::write $picture [plot::svg "Worst error of [join $outputs {, }] MHz" "input frequency, MHz" \
+  "error, powers of ten of 1 ppm" [list $low $high [expr {($high - $low) / 10.0}]] {-3 5 1} $curves]
+puts "picture: $picture"

@@ -1,0 +1,123 @@
+// The clock wizard's solver: what the commands Init_Clkwiz, GetClosestSolution and so on stand on.
+//
+// Frequencies in MHz, phases in degrees, duty cycles in percent unless a line says fraction, periods in ns, jitter and
+// phase error in ps, modulation frequencies in kHz. Lists of numbers are texts with blanks or commas between the
+// numbers; those that come back have blanks, so that a script reads them as lists.
+//
+// Operations may throw HEXAll or a std::exception: the commands pass both to the message manager.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Ip_Clkwiz {
+
+/// One solver: a part, options, and the last solution.
+///
+/// A solve replaces the last solution, also when it fails: then nothing is chosen and every figure is 0. Why it failed
+/// is told on the message channel HIPClocking (level 1).
+class HIPClkwizImp {
+ public:
+  HIPClkwizImp();
+  ~HIPClkwizImp();
+
+  bool globalBufferInputClk = false;  ///< the input comes through the device's first clock buffer and keeps its periods
+
+  /// Chooses the speed data. A part that is not known has none: solving answers 2.
+  void setPart(std::string part);
+  void setLowBandwidth(bool on);
+  void setDynReconfig(bool on);  ///< only primitives whose counters can change while they run
+  void setSpreadSpectrum(bool on);
+  void setFinePS(bool on);
+  void setSSMode(std::string& mode);  ///< empty: the primitive's first mode
+  void setSSModFreq(double& kHz);     ///< 0: the lowest that the mode has
+  void setClkInUIJitter(double& ui);  ///< of the input, peak to peak, in parts of its period
+
+  /// Peak-to-peak jitter of an output and static phase error, by the model of device/Clocking.h, of the primitive that
+  /// the last solution uses (before one: the MMCM). `bandwidth` is LOW, HIGH or OPTIMIZED in letters of either case;
+  /// the spread's share is in if `ssModFreq` is above 0. False: `error` says which figure is outside which limits.
+  bool getPkToPkJitter(double fIn, double fVco, double fOut, std::string& bandwidth, double inputJitter,
+                       double ssModFreq, std::string& error, double* result);
+  bool getPhaseError(double fIn, double fVco, std::string& bandwidth, std::string& error, double* result);
+
+  /// The best setting for the first `count` of `freqs`, at the lowest VCO frequency among the equally near ones unless
+  /// `minJitter` asks for the highest and `minPower` does not object. `freqs`, all within the primitive's limits, is
+  /// rewritten with what comes out.
+  ///
+  /// \param fIn2         a second input that the same setting serves; 0: none
+  /// \param integerOnly  no fractional counters
+  /// \param usePll       0: an MMCM, 1: a PLL (with `clkoutPhy` one that has the output for I/O banks)
+  /// \param inPeriod     period of the first input as the design states it; the solver goes by `fIn1`
+  /// \return 1 solved, 2 no data on such a primitive, 3 solved for either input alone but not for both, others: no
+  ///         solution
+  int getMinPowerOutFreqs(std::string& freqs, double fIn1, double fIn2, int count, bool minJitter, bool integerOnly,
+                          int usePll, bool minPower, double inPeriod, bool clkoutPhy, double clkoutPhyFreq);
+
+  /// The same with phases and duty cycles, at the highest VCO frequency unless `minPower` asks for the lowest and
+  /// `minJitter` does not object. The three lists are rewritten.
+  ///
+  /// \return as above, and 5: no primitive of the part has the output for I/O banks, 6: MMCMs have none, 8: an input
+  ///         frequency that is no number above 0 or outside the primitive's limits
+  int getClosestSolution(std::string& freqs, std::string& phases, std::string& dutyCycles, double fIn1, double fIn2,
+                         int count, bool minJitter, bool integerOnly, int usePll, double inPeriod, bool minPower,
+                         bool clkoutPhy, double clkoutPhyFreq);
+
+  /// The nearest phase and duty cycle (a fraction) that an MMCM's output with this divider has. Without `fractional`
+  /// the divider counts as its nearest whole number, with it as its nearest multiple of 1/8.
+  double mmcmCalculateActualPhase(double& phase, double& divide, bool fractional);
+  double mmcmCalculateActualDutyCycle(double& dutyCycle, double& divide, bool fractional);
+
+  /// The last solution. Outputs count from 0; one that the solution does not have is 0.
+  double getChosenM();
+  int getChosenD();
+  double getChosenVCO();
+  double getChosenDiv0();
+  int getChosenDivN(int index);
+  double getChosenOutFreqN(int index);
+  double getChosenPhaseN(int index);
+  double getChosenDutyCycleN(int index);
+  double getActualModFreq();
+  std::string getChosenClkoutXiPhyMode();
+  double getActualClkoutXiPhyFreq();
+
+  /// A limit of the part by its key (data/devices). False: there is none.
+  bool getKeyValue(std::string key, double* value);
+  /// The shortest period that the buffer carries; the longest that the device's first buffer carries.
+  bool getMinPeriodSpdData(std::string const& buffer, std::string& text);
+  bool getMaxPeriodSpdData(std::string& text);
+
+  /// Up to `count` (1 to 1000) frequencies that output `count2` can have, at most `margin` percent from `frequency`,
+  /// nearest first, made from the input and by the primitive of the last request. False: `text` says why.
+  bool getClkwizOutputFrequencies(double const& frequency, int const& count, int const& count2, std::string& text,
+                                  double margin);
+  /// Up to `count` input frequencies of the primitive `name` at most `margin` percent from `frequency`, nearest first,
+  /// from which every output of `list` comes exactly. An empty list: the inputs nearest to `frequency` that it takes.
+  bool getClkwizInputFrequencies(std::string const& name, double const& frequency, std::vector<double> const& list,
+                                 int const& count, std::string& text, double margin);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+/// The solvers, by part and instance.
+class HIPClkwizTclMgr {
+ public:
+  /// Never null and never destroyed.
+  static HIPClkwizTclMgr* GetInstance();
+
+  /// Finds or makes the solver of the two keys.
+  HIPClkwizImp* getClkwizImp(std::string& part, std::string& instance);
+  /// Unknown keys have no effect.
+  void deleteClkwizImp(std::string& part, std::string& instance);
+  /// Re-keys a solver. An unknown old name has no effect; the solver of a taken new name is replaced.
+  void changeCompInstName(std::string& part, std::string& oldName, std::string& newName);
+
+ private:
+  std::map<std::pair<std::string, std::string>, std::unique_ptr<HIPClkwizImp>> solvers_;
+};
+
+}  // namespace Ip_Clkwiz

@@ -1,0 +1,389 @@
+// Handlers of the Ip_Clocking_... commands.
+#include <algorithm>
+#include <cctype>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "clocking/clocking.h"
+#include "clocking/options.h"
+#include "common/ComMsgMgr.h"
+#include "frame/guard.h"
+#include "frame/number_words.h"
+#include "frame/tcl_command.h"
+#include "ip/HIPClocking.h"
+
+namespace Ip_Clocking {
+namespace {
+
+using frame::leading_double;
+using Bandwidth = HASTJitterCalculatorKelvane;
+
+// The option's name -primtive is misspelt (sic: scripts give it so).
+constexpr char const* kInputClkSchema =
+    R"(-part <mandatory:string:""> -clkoutphy_freq <mandatory:double:10.00> -output_freq1 <mandatory:double:10.00>)"
+    R"( -output_freq2 <mandatory:double:10.00> -output_freq3 <optional:double:10.00>)"
+    R"( -output_freq4 <optional:double:10.00> -primtive <mandatory:string:0> -inclk1_period <optional:double:10.00>)"
+    R"( -isSpeedFileEnabled <optional:string:false>)";
+constexpr char const* kControllerSchema = " -nocmc_controller_type <optional:string:NONE>";  // of the list as well
+constexpr char const* kOutputClkListSchema =
+    R"(-part <mandatory:string:""> -input_freq <mandatory:double:10.00> -primtive <mandatory:string:0>)"
+    R"( -clkoutphy_multiplication_factor <optional:long:1> -inclk1_period <optional:double:10.00>)"
+    R"( -isSpeedFileEnabled <optional:string:false> -nocmc_controller_type <optional:string:NONE>)";
+constexpr char const* kCalcSchema =
+    R"(-part <mandatory:string:""> -output_freq <mandatory:string:""> -req_phase <mandatory:string:"">)"
+    R"( -req_dc <mandatory:string:""> -prim_freq <mandatory:double:10.00> -secondary_freq <mandatory:double:10.00>)"
+    R"( -primtive <mandatory:string:0> -min_jitter <optional:bool:false> -fine_ps <optional:bool:false>)"
+    R"( -min_power <optional:bool:false> -low_bandwidth <optional:bool:false> -spread_spectrum <optional:string:"">)"
+    R"( -inclk1_period <optional:double:10.00> -inclk2_period <optional:double:10.00>)";
+constexpr char const* kClkInstSchema =
+    R"(-part <mandatory:string:""> -output_freq <mandatory:list:""> -input_freq <mandatory:list:"">)"
+    R"( -inclk1_period <optional:double:10.00>)";
+
+std::string word(Tcl_Obj* const objv[], int index) { return Tcl_GetString(objv[index]); }
+
+HIPClockingSoln* solver_of(std::string& name) { return HIPClockingMgr::GetInstance()->getClkwizSoln(name); }
+
+std::string no_solver(std::string const& name) { return "There is no solver for \"" + name + "\"."; }
+
+std::string first_of(StrVec const& errors) { return errors.empty() ? std::string() : errors.front(); }
+
+ClockPrimitive primitive_of(std::string const& text) {
+  if (text == "1") return CLKPRIM_PLL;
+  if (text == "2") return CLKPRIM_PHYPLL;
+  return CLKPRIM_MMCM;
+}
+
+// Case does not matter; a word that is none of the three is no fault here.
+Bandwidth::BANDWIDTH bandwidth_of(std::string text) {
+  std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  if (text == "LOW") return Bandwidth::BW_LOW;
+  if (text == "HIGH") return Bandwidth::BW_HIGH;
+  if (text == "OPTIMIZED") return Bandwidth::BW_OPTIMIZED;
+  return Bandwidth::BW_NONE;
+}
+
+// A debug message on a channel of its own.
+template <class... Arguments>
+void send(char const* channel, unsigned mask, char const* format, Arguments... arguments) {
+  ComMsgMgr::sendScopedMsg::eval(1, __FILE__, __LINE__, frame::kMessageCategory, channel,
+                                 static_cast<ComMsgMgr::MsgMask>(mask), format, arguments...);
+}
+constexpr char const* kCalcChannel = "HIPClocking";
+constexpr char const* kClkInstChannel = "CLOCKING_IP";
+
+}  // namespace
+
+namespace clocking_utils {
+
+int init_Clkwiz(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const*) {
+  if (objc != 1) return tcl::fail(interp, "Ip_Clocking_Init : Invalid number of arguments.\n");
+  HIPClockingMgr::GetInstance();
+  return TCL_OK;
+}
+
+int unInit_Clkwiz(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc != 2) return tcl::fail(interp, "Ip_Clocking_Uninit : Invalid number of arguments.\n");
+  std::string name = word(objv, 1);
+  HIPClockingMgr::GetInstance()->deleteClockingSoln(name);
+  return TCL_OK;
+}
+
+int mmcmCalculateActualPhase(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc != 4) return tcl::fail(interp, "Ip_Clocking_Calc_Phase: Invalid number of arguments\n");
+  HIPClock clock;
+  if (!HIPClockingUtils::validateAndConvertDouble(word(objv, 2), clock.phase))
+    return tcl::fail(interp, "Ip_Clocking_Calc_Phase: Requested Phase needs to be a valid double value\n");
+  if (!HIPClockingUtils::validateAndConvertDouble(word(objv, 3), clock.divide))
+    return tcl::fail(interp, "Ip_Clocking_Calc_Phase: ClockOut divide needs to be a valid double value\n");
+  std::string name = word(objv, 1), text;
+  StrVec errors;
+  HIPClockingSoln* const solver = solver_of(name);
+  if (solver == nullptr) errors.push_back(no_solver(name));
+  if (solver == nullptr || !solver->calculateActualPhase(clock, errors))
+    return tcl::fail(interp, "Ip_Clocking_Calc_Phase: Failed in calculating Phase. " + first_of(errors));
+  if (!HIPClockingUtils::convertDoubleToString(clock.actualPhase, text))
+    return tcl::fail(interp, "Ip_Clocking_Calc_Phase: Failed in conversion of Phase from double to string. ");
+  return tcl::succeed(interp, tcl::new_string(text));
+}
+
+int mmcmCalculateActualDutyCycle(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc != 4) return tcl::fail(interp, "Ip_Clocking_Calc_DC: Invalid number of arguments\n");
+  HIPClock clock;
+  if (!HIPClockingUtils::validateAndConvertDouble(word(objv, 2), clock.dutyCycle))
+    return tcl::fail(interp, "Ip_Clocking_Calc_DC: Requested duty cycle needs to be a valid double value\n");
+  if (!HIPClockingUtils::validateAndConvertDouble(word(objv, 3), clock.divide))
+    return tcl::fail(interp, "Ip_Clocking_Calc_DC: ClockOut divide needs to be a valid double value\n");
+  std::string name = word(objv, 1), text;
+  StrVec errors;
+  HIPClockingSoln* const solver = solver_of(name);
+  if (solver == nullptr) errors.push_back(no_solver(name));
+  if (solver == nullptr ||
+      !solver->calculateActualDutyCycle(clock, errors, frame::truncated(clock.divide), CLKPRIM_MMCM))
+    return tcl::fail(interp, "Ip_Clocking_Calc_DC: Failed in calculating duty cycle. " + first_of(errors));
+  if (!HIPClockingUtils::convertDoubleToString(clock.actualDutyCycle, text))  // sic: Phase
+    return tcl::fail(interp, "Ip_Clocking_Calc_DC: Failed in conversion of Phase from double to string. ");
+  return tcl::succeed(interp, tcl::new_string(text));
+}
+
+int getSpeedFileProperty(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc != 3) return tcl::fail(interp, "Ip_Clocking_Get_Property: Invalid number of arguments\n");
+  std::string name = word(objv, 1), key = word(objv, 2), value;
+  StrVec errors;
+  if (HIPClockingSoln* const solver = solver_of(name))
+    value = solver->getSpeedFileProperty(name, key, errors);
+  else
+    errors.push_back(no_solver(name));
+  if (!errors.empty())
+    return tcl::fail(
+        interp, "Ip_Clocking_Get_Property: Failed in retrieving speed file value for " + key + ". " + errors.front());
+  return tcl::succeed(interp, tcl::new_string(value));
+}
+
+// ------------------------------------------------------------------------------------------ the two guarded commands
+
+int GetPeakToPeakJitter(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  return frame::report_to_message_manager([&] {
+    if (objc != 10) return tcl::fail(interp, "GetPeakToPeakJitter: Invalid number of arguments.");
+    std::string name = word(objv, 1);
+    HIPClockingSoln* const solver = solver_of(name);
+    if (solver == nullptr) return tcl::fail(interp, "Unable to obtain Implementation object for GetPeakToPeakJitter");
+    const auto number = [&](int index) { return leading_double(Tcl_GetString(objv[index])); };
+    double jitter = 0;
+    if (!solver->getPeakToPeakJitter(number(2), number(3), number(4), bandwidth_of(word(objv, 5)), word(objv, 6),
+                                     number(7) != 0.0, number(8) != 0.0, frame::truncated(number(9)), &jitter))
+      return tcl::fail(interp, "fail to get getPeakToPeakJitter");
+    return tcl::succeed(interp, tcl::new_string(frame::fixed(jitter, 6)));
+  });
+}
+
+int GetPhaseError(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  return frame::report_to_message_manager([&] {
+    if (objc != 3) return tcl::fail(interp, "GetPhaseError: Invalid number of arguments.");
+    std::string name = word(objv, 1);
+    HIPClockingSoln* const solver = solver_of(name);
+    if (solver == nullptr) return tcl::fail(interp, "Unable to obtain Implementation object for GetPhaseError");
+    double phase_error = 0;
+    if (!solver->getPhaseError(&phase_error, frame::truncated(leading_double(Tcl_GetString(objv[2])))))
+      return tcl::fail(interp, "fail to get getPhaseError");
+    return tcl::succeed(interp, tcl::new_string(frame::fixed(phase_error, 6)));
+  });
+}
+
+// ----------------------------------------------------------------------------------------------- the option commands
+
+namespace {
+
+// What the two commands for input clocks are given.
+struct InputQuestion {
+  std::string part, primitive_word, speed_file, controller;
+  double phy = 0, out1 = 0, out2 = 0, out3 = 0, out4 = 0, period = 0;
+};
+
+// `ask(solver, question, primitive, text)` asks the solver; its text is the result, and tells of a failure as well.
+template <class Ask>
+int find_inputs(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], std::string const& command,
+                std::string const& schema, Ask ask) {
+  HIPClockingMgr::GetInstance();
+  InputQuestion question;
+  if (!read_options(schema, objc, objv,
+                    {{"-part", &question.part},
+                     {"-clkoutphy_freq", &question.phy},
+                     {"-output_freq1", &question.out1},
+                     {"-output_freq2", &question.out2},
+                     {"-output_freq3", &question.out3},
+                     {"-output_freq4", &question.out4},
+                     {"-primtive", &question.primitive_word},
+                     {"-inclk1_period", &question.period},
+                     {"-isSpeedFileEnabled", &question.speed_file},
+                     {"-nocmc_controller_type", &question.controller}}))
+    return tcl::fail(interp, command + ": Error in parsing options\n");
+  HIPClockingSoln* const solver = solver_of(question.part);
+  if (solver == nullptr) return tcl::fail(interp, command + ": " + no_solver(question.part) + "\n");
+  ClockPrimitive primitive = primitive_of(question.primitive_word);
+  std::string text;
+  ask(*solver, question, primitive, text);
+  return tcl::succeed(interp, tcl::new_string(text));
+}
+
+}  // namespace
+
+int getInputClockFrequencies(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  return find_inputs(interp, objc, objv, "Ip_Clocking_Get_InputClk", kInputClkSchema,
+                     [](HIPClockingSoln& solver, InputQuestion const& q, ClockPrimitive& primitive, std::string& text) {
+                       solver.getInputClockFrequencies(q.phy, q.out1, q.out2, q.out3, q.out4, primitive, text, q.period,
+                                                       q.speed_file == "true");
+                     });
+}
+
+int getInputClkFrequencies(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  return find_inputs(interp, objc, objv, "Ip_Clocking_Get_InputClkList",
+                     std::string(kInputClkSchema) + kControllerSchema,
+                     [](HIPClockingSoln& solver, InputQuestion const& q, ClockPrimitive& primitive, std::string& text) {
+                       solver.getInputClkFrequencies(q.phy, q.out1, q.out2, q.out3, q.out4, primitive, text, q.period,
+                                                     q.speed_file == "true", q.controller);
+                     });
+}
+
+int getOutputClkFrequencies(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  HIPClockingMgr::GetInstance();
+  std::string part, primitive_word, speed_file, controller;
+  double input = 0, period = 0;
+  long multiplication = 0;
+  if (!read_options(kOutputClkListSchema, objc, objv,
+                    {{"-part", &part},
+                     {"-input_freq", &input},
+                     {"-primtive", &primitive_word},
+                     {"-clkoutphy_multiplication_factor", &multiplication},
+                     {"-inclk1_period", &period},
+                     {"-isSpeedFileEnabled", &speed_file},
+                     {"-nocmc_controller_type", &controller}}))
+    return tcl::fail(interp, "Ip_Clocking_Get_OutputClkList: Error in parsing options\n");
+  HIPClockingSoln* const solver = solver_of(part);
+  if (solver == nullptr) return tcl::fail(interp, "Ip_Clocking_Get_OutputClkList: " + no_solver(part) + "\n");
+  ClockPrimitive primitive = primitive_of(primitive_word);
+  std::string text;  // tells of a failure as well
+  solver->getOutputClockFrequencies(input, primitive, frame::truncated(static_cast<double>(multiplication)), text,
+                                    period, speed_file == "true", controller);
+  return tcl::succeed(interp, tcl::new_string(text));
+}
+
+namespace {
+
+// The clocks of three parallel lists; false with `error` at the first value that is no number. A list that is shorter
+// than another has an empty word there, which is none.
+bool read_clocks(std::string const& frequencies, std::string const& phases, std::string const& duty_cycles,
+                 std::vector<HIPClock>& clocks, std::string& error) {
+  const StrVec lists[] = {split_words(frequencies), split_words(phases), split_words(duty_cycles)};
+  const std::size_t count = std::max({lists[0].size(), lists[1].size(), lists[2].size()});
+  for (std::size_t i = 0; i < count; ++i) {
+    HIPClock clock;
+    const auto read = [&](StrVec const& list, char const* what, double& value) {
+      const std::string text = i < list.size() ? list[i] : std::string();
+      if (HIPClockingUtils::validateAndConvertDouble(text, value)) return true;
+      error =
+          "Ip_Clocking_Calc_M_D: Requested " + std::string(what) + " '" + text + "' needs to be a valid double value\n";
+      return false;
+    };
+    if (!read(lists[0], "output frequency", clock.frequency) || !read(lists[1], "phase", clock.phase) ||
+        !read(lists[2], "DC", clock.dutyCycle))
+      return false;
+    clocks.push_back(clock);
+  }
+  return true;
+}
+
+}  // namespace
+
+int getClosestSolution(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  HIPClockingMgr::GetInstance();
+  std::string part, frequencies, phases, duty_cycles, primitive_word, spread;
+  double input = 0, second_input = 0, period1 = 0, period2 = 0;
+  bool min_jitter = false, fine_ps = false, min_power = false, low_bandwidth = false;
+  if (!read_options(kCalcSchema, objc, objv,
+                    {{"-part", &part},
+                     {"-output_freq", &frequencies},
+                     {"-req_phase", &phases},
+                     {"-req_dc", &duty_cycles},
+                     {"-prim_freq", &input},
+                     {"-secondary_freq", &second_input},
+                     {"-primtive", &primitive_word},
+                     {"-min_jitter", &min_jitter},
+                     {"-fine_ps", &fine_ps},
+                     {"-min_power", &min_power},
+                     {"-low_bandwidth", &low_bandwidth},
+                     {"-spread_spectrum", &spread},
+                     {"-inclk1_period", &period1},
+                     {"-inclk2_period", &period2}}))
+    return tcl::fail(interp, "Ip_Clocking_Calc_M_D: Error in parsing options\n");
+  HIPClockingSoln* const solver = solver_of(part);
+  if (solver == nullptr) return tcl::fail(interp, "Ip_Clocking_Calc_M_D: " + no_solver(part) + "\n");
+
+  std::vector<HIPClock> clocks;
+  std::string error;
+  if (!read_clocks(frequencies, phases, duty_cycles, clocks, error)) return tcl::fail(interp, error);
+  bool is_spread = false;
+  std::string spread_mode;
+  double modulation = 0;
+  if (!spread.empty() && !HIPClockingUtils::validateSSArgs(spread, is_spread, spread_mode, modulation, error))
+    return tcl::fail(interp, error);
+  ClockPrimitive primitive = primitive_of(primitive_word);
+  send(kCalcChannel, 0x1000002, "Timeperiod that is passed as input is  %f \n",
+       solver->getInClkPeriod(input, primitive, false));
+
+  StrVec errors;
+  std::string solution;
+  if (!solver->calculateMandD(clocks, part, errors, input, second_input, primitive, min_jitter, fine_ps, min_power,
+                              low_bandwidth, is_spread, spread_mode, modulation, period1, period2, solution))
+    return tcl::fail(interp, "Ip_Clocking_Calc_M_D: " +
+                                 (errors.empty() ? "Failed in calculation of clocking solution." : errors.front()) +
+                                 "\n");
+  send(kCalcChannel, 0x1000000, "End of Calc Done\n");
+  return tcl::succeed(interp, tcl::new_string(solution));
+}
+
+int getClkInstances(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  constexpr unsigned kMask = 0x1000005;
+  HIPClockingMgr::GetInstance();
+  std::string part;
+  StrVec output_words, input_words;
+  double period = 0;
+  if (!read_options(kClkInstSchema, objc, objv,
+                    {{"-part", &part},
+                     {"-output_freq", &output_words},
+                     {"-input_freq", &input_words},
+                     {"-inclk1_period", &period}}))
+    return tcl::fail(interp, "Ip_Clocking_Get_ClkInst: Error in parsing options\n");
+  HIPClockingSoln* const solver = solver_of(part);
+  if (solver == nullptr) return tcl::fail(interp, "Ip_Clocking_Get_ClkInst: " + no_solver(part) + "\n");
+
+  std::vector<double> outputs;
+  for (std::string const& text : output_words) {
+    send(kClkInstChannel, kMask, "%s \n", text.c_str());
+    if (!HIPClockingUtils::validateAndConvertDouble(text, outputs.emplace_back()))
+      return tcl::fail(interp, "Ip_Clocking_Get_ClkInst: Requested output frequency '" + text +
+                                   "' needs to be a valid double value\n");
+  }
+  send(kClkInstChannel, kMask, "outputs done \n");
+  std::vector<std::pair<double, double>> inputs;
+  for (std::string const& text : input_words) {
+    send(kClkInstChannel, kMask, "%s \n", text.c_str());
+    if (!HIPClockingUtils::validateAndConvertDouble(text, inputs.emplace_back().first))
+      return tcl::fail(interp, "Ip_Clocking_Get_ClkInst: Requested input frequency '" + text +
+                                   "' needs to be a valid double value\n");
+  }
+  send(kClkInstChannel, kMask, "inputs done \n");
+  std::string result;  // tells of a failure as well
+  solver->computeMinimalClkInst(outputs, inputs, period, part, result);
+  send(kClkInstChannel, kMask, "result is %s \n", result.c_str());
+  return tcl::succeed(interp, tcl::new_string(result));
+}
+
+}  // namespace clocking_utils
+
+void init(Tcl_Interp* interp) {
+  using namespace clocking_utils;
+  using tcl::register_command;
+  register_command<init_Clkwiz>(interp, "Ip_Clocking_Init");
+  register_command<unInit_Clkwiz>(interp, "Ip_Clocking_Uninit");
+  register_command<getClosestSolution>(interp, "Ip_Clocking_Calc_M_D");
+  register_command<GetPeakToPeakJitter>(interp, "Ip_Clocking_Get_PeakToPeakJitter");
+  register_command<GetPhaseError>(interp, "Ip_Clocking_Get_PhaseError");
+  register_command<mmcmCalculateActualPhase>(interp, "Ip_Clocking_Calc_Phase");
+  register_command<mmcmCalculateActualDutyCycle>(interp, "Ip_Clocking_Calc_DC");
+  register_command<getSpeedFileProperty>(interp, "Ip_Clocking_Get_Property");
+  register_command<getInputClockFrequencies>(interp, "Ip_Clocking_Get_InputClk");
+  register_command<getInputClkFrequencies>(interp, "Ip_Clocking_Get_InputClkList");
+  register_command<getOutputClkFrequencies>(interp, "Ip_Clocking_Get_OutputClkList");
+  register_command<getClkInstances>(interp, "Ip_Clocking_Get_ClkInst");
+}
+
+void uninit() {
+  try {
+    HIPClockingMgr::terminateInstance();
+  } catch (std::exception const&) {
+    // The engine is not available, so there is no manager. The exit handler has nobody to tell.
+  }
+}
+
+}  // namespace Ip_Clocking

@@ -1,0 +1,34 @@
+#include "clocking/options.h"
+
+#include <map>
+#include <memory>
+
+#include "ip/HIPClocking.h"
+
+namespace Ip_Clocking {
+
+bool read_options(std::string const& schema, int objc, Tcl_Obj* const objv[], std::initializer_list<Option> options) {
+  StrVec words;
+  for (int i = 1; i < objc; ++i) words.emplace_back(Tcl_GetString(objv[i]));
+  std::map<std::string, void*> values;
+  if (!HIPClockingUtils::parseArgs(schema, words, values)) return false;
+  for (Option const& option : options) {
+    const auto found = values.find(option.name);
+    if (found == values.end()) continue;
+    std::visit(
+        [&]<class Value>(Value* local) {
+          const std::unique_ptr<Value> value(static_cast<Value*>(found->second));
+          *local = std::move(*value);
+        },
+        option.value);
+  }
+  return true;
+}
+
+StrVec split_words(std::string const& text) {
+  std::map<std::string, void*> values;
+  if (!HIPClockingUtils::parseArgs("-words <mandatory:list:>", {"-words", text}, values)) return {text};
+  return std::move(*std::unique_ptr<StrVec>(static_cast<StrVec*>(values.at("-words"))));
+}
+
+}  // namespace Ip_Clocking
