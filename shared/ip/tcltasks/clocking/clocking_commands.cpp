@@ -69,6 +69,7 @@ void send(char const* channel, unsigned mask, char const* format, Arguments... a
   ComMsgMgr::sendScopedMsg::eval(1, __FILE__, __LINE__, frame::kMessageCategory, channel,
                                  static_cast<ComMsgMgr::MsgMask>(mask), format, arguments...);
 }
+void send(char const* channel, unsigned mask, char const* text) { send(channel, mask, "%s", text); }
 constexpr char const* kCalcChannel = "HIPClocking";
 constexpr char const* kClkInstChannel = "CLOCKING_IP";
 

@@ -17,9 +17,7 @@ inline constexpr char const* kMessageCategory = "tcltasks";
 /// interpreter's result stays as it was (sic: Tcl sees the error code alone, and scripts do not look for a text).
 template <class Body>
 int report_to_message_manager(Body body) {
-  const auto send = [](char const* format, auto... arguments) {
-    const auto message = ComMsgMgrInstance::createInstance::eval(1, __FILE__, __LINE__, kMessageCategory,
-                                                                 ComMsgMgr::MSG_ERROR, format, arguments...);
+  const auto send = [](auto const& message) {
     ComMsgMgr::sendMessage(*message);
     return TCL_ERROR;
   };
@@ -29,9 +27,11 @@ int report_to_message_manager(Body body) {
     if (exception.message) ComMsgMgr::sendMessage(*exception.message);
     return TCL_ERROR;
   } catch (std::exception const& exception) {
-    return send("@80-2@%s", exception.what());
+    return send(ComMsgMgrInstance::createInstance::eval(1, __FILE__, __LINE__, kMessageCategory, ComMsgMgr::MSG_ERROR,
+                                                        "@80-2@%s", exception.what()));
   } catch (...) {
-    return send("@80-1@");
+    return send(ComMsgMgrInstance::createInstance::eval(1, __FILE__, __LINE__, kMessageCategory, ComMsgMgr::MSG_ERROR,
+                                                        "@80-1@"));
   }
 }
 
