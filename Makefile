@@ -6,7 +6,7 @@ FUZZ_SECONDS ?= 1800
 COVERAGE_BAR ?= 95
 SOURCES = $(shell git ls-files '*.cpp' '*.h' '*.c')
 
-.PHONY: help packages release demo check bench fuzz coverage orders format lint install clean
+.PHONY: help packages release demo check bench fuzz coverage orders docs format lint install clean
 
 help:
 	@echo "demo      compile two 5G NR codes into register writes, in a plain tclsh"
@@ -15,6 +15,7 @@ help:
 	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS)) on each target"
 	@echo "coverage  line coverage of the package, at least COVERAGE_BAR ($(COVERAGE_BAR)) %"
 	@echo "orders    find the processing orders of the base graphs anew"
+	@echo "docs      write the command reference anew from data/commands"
 	@echo "format    lay out all C and C++ sources;  lint: check layout and run clang-tidy"
 	@echo "install   into PREFIX ($(PREFIX));  clean: remove the build folder"
 
@@ -67,12 +68,15 @@ coverage: packages build/coverage/build.ninja
 orders: release
 	build/release/bin/order_base_graphs data
 
+docs: release
+	build/release/bin/command_docs data/commands docs/commands
+
 format:
 	clang-format -i $(SOURCES)
 
 lint: release
 	clang-format --dry-run -Werror $(SOURCES)
-	clang-tidy --quiet -p build/release $(filter shared/%.cpp platform/%.cpp,$(SOURCES))
+	clang-tidy --quiet -p build/release $(filter shared/%.cpp platform/%.cpp host/%.cpp,$(SOURCES))
 
 install: release
 	cmake --install build/release --prefix $(PREFIX)

@@ -6,6 +6,7 @@ packages="
   g++ cmake ninja-build make git
   tcl tcl-dev
   libboost-dev nlohmann-json3-dev
+  libedit-dev
   libgtest-dev libgmock-dev libfftw3-dev locales
   clang libclang-rt-dev clang-format clang-tidy
   valgrind gcovr

@@ -1,0 +1,276 @@
+#include "completion.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+
+namespace kdish {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The words of one command, or of one list in braces, as far as they are typed.
+struct level {
+  char closes = '\0';  // what ends it: ']', '}' or, at the bottom, nothing
+  std::vector<std::string> words;
+  std::size_t elements = 0;  // words since it began; `words` begins anew with each command
+  bool in_word = false;
+  bool in_quotes = false;
+  bool is_plain = true;  // the word has no substitution in it
+  std::size_t word_begin = 0;
+};
+
+// Reads the text up to the cursor.
+class scanner {
+ public:
+  explicit scanner(std::string_view text) : text_(text) {
+    levels_.emplace_back();
+    while (at_ < text_.size()) step();
+  }
+
+  std::vector<level> const& levels() const { return levels_; }
+  bool in_comment() const { return in_comment_; }
+
+ private:
+  void step() {
+    const char c = text_[at_];
+    if (in_comment_) {
+      in_comment_ = c != '\n' || text_[at_ - 1] == '\\';
+      ++at_;
+      return;
+    }
+    if (c == '\\' && at_ + 1 < text_.size() && text_[at_ + 1] != '\n') {
+      open_word();
+      at_ += 2;
+    } else if (c == '}' && in_braces()) {
+      while (top().closes != '}') levels_.pop_back();
+      leave();
+    } else if (c == '[') {
+      open_word();
+      top().is_plain = false;
+      enter(']');
+    } else if (c == ']' && top().closes == ']' && !top().in_quotes) {
+      leave();
+    } else if (c == '{' && (!top().in_word || text_[at_ - 1] == '$' || in_braces()) && !top().in_quotes) {
+      open_word();
+      top().is_plain = false;
+      enter('}');
+    } else if (c == '"' && (!top().in_word || top().in_quotes)) {
+      top().in_quotes = !top().in_quotes;
+      open_word();
+      ++at_;
+    } else if (!top().in_quotes && (c == ' ' || c == '\t' || c == '\n' || c == ';' || c == '\\')) {
+      close_word();
+      if (c == '\n' || c == ';') top().words.clear();
+      at_ += c == '\\' ? 2 : 1;
+    } else if (c == '#' && !top().in_word && top().words.empty()) {
+      in_comment_ = true;
+      ++at_;
+    } else {
+      open_word();
+      ++at_;
+    }
+    at_ = std::min(at_, text_.size());
+  }
+
+  level& top() { return levels_.back(); }
+  bool in_braces() const {
+    return std::any_of(levels_.begin(), levels_.end(), [](level const& one) { return one.closes == '}'; });
+  }
+  void enter(char closes) {
+    levels_.emplace_back().closes = closes;
+    ++at_;
+  }
+  void leave() {
+    levels_.pop_back();
+    ++at_;
+  }
+  void open_word() {
+    if (top().in_word) return;
+    top().in_word = true;
+    top().is_plain = true;
+    top().word_begin = at_;
+  }
+  void close_word() {
+    if (!top().in_word) return;
+    top().words.emplace_back(text_.substr(top().word_begin, at_ - top().word_begin));
+    ++top().elements;
+    top().in_word = false;
+  }
+
+  std::string_view text_;
+  std::size_t at_ = 0;
+  bool in_comment_ = false;
+  std::vector<level> levels_;
+};
+
+// What is asked of the current word.
+struct context {
+  std::vector<level> const& levels;
+  Table const& table;
+  KnownNames const& names;
+  std::string prefix;  // without quotes and escapes
+  bool in_quotes = false;
+};
+
+std::string without_escapes(std::string_view text) {
+  std::string plain;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\\' && i + 1 < text.size()) ++i;
+    plain += text[i];
+  }
+  return plain;
+}
+
+std::string escaped(std::string const& text, bool in_quotes) {
+  const std::string_view special = in_quotes ? "\"[]$\\" : " \t\n;\"[]{}$\\";
+  std::string result = in_quotes ? "\"" : "";
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (special.find(text[i]) != std::string_view::npos || (text[i] == '#' && i == 0 && !in_quotes)) result += '\\';
+    result += text[i];
+  }
+  return result;
+}
+
+void add_names(Completion& to, context const& where, std::vector<std::string> const& names) {
+  for (std::string const& name : names)
+    if (name.starts_with(where.prefix)) to.candidates.push_back({escaped(name, where.in_quotes), name, true});
+}
+
+void add_commands(Completion& to, context const& where) {
+  for (std::string const& name : where.names.commands(where.prefix))
+    to.candidates.push_back({escaped(name, where.in_quotes), name, !name.ends_with("::")});
+}
+
+void add_files(Completion& to, context const& where) {
+  const std::size_t slash = where.prefix.rfind('/');
+  const std::string folder = slash == std::string::npos ? "" : where.prefix.substr(0, slash + 1);
+  const std::string begins = where.prefix.substr(folder.size());
+  std::string looked_in = folder.empty() ? "." : folder;
+  char const* const home = std::getenv("HOME");
+  if (looked_in.starts_with("~/") && home != nullptr) looked_in.replace(0, 1, home);
+
+  std::error_code failed;
+  for (fs::directory_iterator entry(looked_in, failed); !failed && entry != fs::directory_iterator();
+       entry.increment(failed)) {
+    const std::string name = entry->path().filename().string();
+    if (!name.starts_with(begins) || (name.starts_with('.') && begins.empty())) continue;
+    std::error_code ignored;
+    const bool is_folder = entry->is_directory(ignored);
+    const std::string end = is_folder ? "/" : "";
+    to.candidates.push_back({escaped(folder + name + end, where.in_quotes), name + end, !is_folder});
+  }
+}
+
+void add_values(Completion& to, context const& where, Word const& word) {
+  if (!word.values.empty()) return add_names(to, where, word.values);
+  if (word.type == "part") return add_names(to, where, where.names.parts(where.prefix));
+  if (word.type == "parameter") return add_names(to, where, where.names.parameters(where.prefix));
+  if (word.type == "boolean") return add_names(to, where, {"false", "true"});
+  if (word.type == "file") return add_files(to, where);
+  if (word.type != "command") return;
+  add_commands(to, where);
+  for (auto const& family : where.table.families()) add_names(to, where, {family->name});
+}
+
+// The word that a command takes at the end of `typed`, its words so far; null if it takes no more.
+Word const* next_word(Command const& command, std::vector<std::string> const& typed) {
+  std::size_t position = 0;
+  for (std::size_t i = 1; i < typed.size(); ++i) {
+    const auto option = std::find_if(command.options.begin(), command.options.end(),
+                                     [&](Option const& one) { return one.word.name == typed[i]; });
+    if (option == command.options.end()) {
+      ++position;
+    } else if (option->word.type != "flag" && ++i == typed.size()) {
+      return &option->word;  // its value comes next
+    }
+  }
+  if (position < command.words.size()) return &command.words[position];
+  return !command.words.empty() && command.words.back().repeated ? &command.words.back() : nullptr;
+}
+
+void add_words(Completion& to, context const& where, std::vector<std::string> const& typed) {
+  Command const* const command = where.table.command(typed[0]);
+  if (command == nullptr) return add_files(to, where);
+  Word const* const word = next_word(*command, typed);
+  if (where.prefix.starts_with('-') || (word == nullptr && !command->options.empty())) {
+    for (Option const& option : command->options) add_names(to, where, {option.word.name});
+  } else if (word != nullptr) {
+    add_values(to, where, *word);
+  }
+}
+
+// The dictionary that the level at `depth` is the inside of, as the table knows it; null if it is none.
+Word const* dictionary_at(context const& where, std::size_t depth) {
+  if (depth == 0 || where.levels[depth].closes != '}' || where.levels[depth - 1].words.empty()) return nullptr;
+  Command const* const command = where.table.command(where.levels[depth - 1].words[0]);
+  Word const* const word = command == nullptr ? nullptr : next_word(*command, where.levels[depth - 1].words);
+  const bool is_data = word != nullptr && (word->type == "dict" || word->type == "list");
+  return is_data ? word : nullptr;
+}
+
+void add_candidates(Completion& to, context const& where) {
+  const std::size_t depth = where.levels.size() - 1;
+  level const& current = where.levels[depth];
+  if (Word const* const dictionary = dictionary_at(where, depth)) {
+    if (current.elements % 2 == 0)
+      for (Key const& key : dictionary->keys) add_names(to, where, {key.name});
+    return;
+  }
+  for (std::size_t outer = depth; outer > 0 && where.levels[outer].closes == '}'; --outer)
+    if (dictionary_at(where, outer) != nullptr) return;  // data inside data
+  if (current.words.empty()) return add_commands(to, where);
+  add_words(to, where, current.words);
+}
+
+}  // namespace
+
+std::string Completion::common() const {
+  if (candidates.empty()) return {};
+  std::string shared = candidates[0].text;
+  for (Candidate const& candidate : candidates) {
+    const auto ends = std::mismatch(shared.begin(), shared.end(), candidate.text.begin(), candidate.text.end());
+    shared.erase(ends.first, shared.end());
+  }
+  if (candidates.size() == 1) return shared;
+  // neither half of an escape nor half of a character
+  const auto backslashes = shared.size() - (shared.find_last_not_of('\\') + 1);
+  if (backslashes % 2 == 1) shared.pop_back();
+  std::size_t whole = shared.size();
+  while (whole > 0 && (static_cast<unsigned char>(candidates[0].text[whole]) & 0xC0U) == 0x80U) --whole;
+  shared.resize(whole);
+  return shared;
+}
+
+Completion complete(std::string_view text, Table const& table, KnownNames const& names) {
+  const scanner read(text);
+  level const& current = read.levels().back();
+  Completion completion;
+  completion.begin = current.in_word ? current.word_begin : text.size();
+  if (read.in_comment() || !current.is_plain) {
+    if (current.in_word || read.in_comment()) return completion;
+  }
+  std::string_view typed = text.substr(completion.begin);
+
+  // the last $ of the word begins a variable's name, if all behind it may be one
+  const std::size_t dollar = typed.rfind('$');
+  if (dollar != std::string_view::npos && (dollar == 0 || typed[dollar - 1] != '\\')) {
+    const std::string name(typed.substr(dollar + 1));
+    completion.begin += dollar;
+    for (std::string const& one : names.variables(name)) completion.candidates.push_back({"$" + one, one, false});
+  } else {
+    const bool in_quotes = typed.starts_with('"');
+    if (in_quotes) typed.remove_prefix(1);
+    add_candidates(completion, {read.levels(), table, names, without_escapes(typed), in_quotes});
+  }
+  std::sort(completion.candidates.begin(), completion.candidates.end(),
+            [](Candidate const& left, Candidate const& right) { return left.text < right.text; });
+  const auto doubled =
+      std::unique(completion.candidates.begin(), completion.candidates.end(),
+                  [](Candidate const& left, Candidate const& right) { return left.text == right.text; });
+  completion.candidates.erase(doubled, completion.candidates.end());
+  return completion;
+}
+
+}  // namespace kdish

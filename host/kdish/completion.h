@@ -1,0 +1,43 @@
+// What may stand at the cursor.
+//
+// The text is looked at as Tcl would read it, and nothing of it is ever evaluated: neither a command in brackets, nor a
+// variable, nor a script in braces.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "command_table.h"
+
+namespace kdish {
+
+/// The names that are there; each function gets the text that they have to begin with.
+struct KnownNames {
+  using List = std::function<std::vector<std::string>(std::string const& prefix)>;
+  List commands;  ///< a name that ends in :: is a namespace
+  List variables;
+  List parts;
+  List parameters;
+};
+
+struct Candidate {
+  std::string text;   ///< what stands in the line, escaped where Tcl would read it otherwise
+  std::string shown;  ///< in a list of candidates
+  bool whole = true;  ///< nothing more can follow in this word
+};
+
+struct Completion {
+  std::size_t begin = 0;  ///< where in the text the word begins that a candidate takes the place of
+  std::vector<Candidate> candidates;
+
+  /// The longest text that all candidates begin with; empty if there are none.
+  std::string common() const;
+};
+
+/// Completes `text`, which ends at the cursor.
+Completion complete(std::string_view text, Table const& table, KnownNames const& names);
+
+}  // namespace kdish

@@ -1,0 +1,29 @@
+// What the shell's `help` shows, made from the command table.
+#pragma once
+
+#include <string>
+
+#include "command_table.h"
+
+namespace kdish {
+
+/// All families, with what they are about.
+std::string families_help(Table const& table);
+
+/// The commands of a family.
+std::string family_help(Family const& family);
+
+/// One command: its words, its result and an example. `name` is the one of the entry's names that was asked for.
+std::string command_help(Command const& command, std::string const& name);
+
+/// What `help TOPIC` answers: a family, a command, or the commands whose names match the pattern. Throws
+/// std::runtime_error, with names that are close, if there is nothing of the kind.
+std::string topic_help(Table const& table, std::string const& topic);
+
+/// Names of commands that somebody who typed `name` may have meant, the closest first, three at most.
+std::vector<std::string> close_names(Table const& table, std::string const& name);
+
+/// The shape in words for people: `a list of {address data comment}`, `a dictionary of any keys`.
+std::string shape_words(Shape const& shape);
+
+}  // namespace kdish

@@ -1,0 +1,565 @@
+#include "shell.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+
+#include "common/KdiDataDir.h"
+#include "common/KdiFile.h"
+#include "common/host/MessageHost.h"
+#include "common/host/ParamHost.h"
+#include "common/host/TclHost.h"
+#include "device/host/PartCatalogue.h"
+#include "frame/tcl_command.h"
+#include "help.h"
+#include "line_editor.h"
+#include "result_json.h"
+
+namespace kdish {
+namespace {
+
+constexpr char const* kPrompt = "kdish> ";
+constexpr char const* kContinuation = "     > ";
+constexpr char const* kRed = "\033[31m";
+constexpr char const* kYellow = "\033[33m";
+constexpr char const* kBlue = "\033[34m";
+constexpr char const* kPlain = "\033[0m";
+
+// ------------------------------------------------------------------------------------------------ interruption
+
+std::atomic<bool> is_evaluating{false};
+std::atomic<int> interruptions{0};
+Tcl_AsyncHandler interrupt_handler = nullptr;
+
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free, "for a signal handler");
+
+void on_interrupt_signal(int /*signal*/) {
+  if (!is_evaluating) return;
+  constexpr int kMost = 3;
+  const int count = ++interruptions;
+  if (count == kMost) {
+    std::signal(SIGINT, SIG_DFL);
+    std::raise(SIGINT);  // delivered when this handler is left
+    return;
+  }
+  if (count == kMost - 1) {
+    constexpr std::string_view kHint = "\nthe command cannot be interrupted yet; Ctrl-C once more ends kdish\n";
+    if (::write(STDERR_FILENO, kHint.data(), kHint.size()) < 0) return;
+  }
+  Tcl_AsyncMark(interrupt_handler);
+}
+
+// Called by Tcl when it is safe to do so, in the middle of a script or while it waits for events.
+int cancel_script(ClientData data, Tcl_Interp* /*interp*/, int code) {
+  auto* const interp = static_cast<Tcl_Interp*>(data);
+  if (is_evaluating) Tcl_CancelEval(interp, Tcl_NewStringObj("interrupted", -1), nullptr, TCL_CANCEL_UNWIND);
+  return code;
+}
+
+class evaluation_mark {
+ public:
+  evaluation_mark() {
+    interruptions = 0;
+    is_evaluating = true;
+  }
+  evaluation_mark(evaluation_mark const&) = delete;
+  evaluation_mark& operator=(evaluation_mark const&) = delete;
+  ~evaluation_mark() { is_evaluating = false; }
+};
+
+// ------------------------------------------------------------------------------------------------ texts and words
+
+std::string text_of(Tcl_Obj* object) {
+  int length = 0;
+  char const* const text = Tcl_GetStringFromObj(object, &length);
+  return {text, static_cast<std::size_t>(length)};
+}
+
+// From the locale's encoding to Tcl's, and back.
+std::string internal(std::string const& external) {
+  Tcl_DString buffer;
+  Tcl_ExternalToUtfDString(nullptr, external.data(), static_cast<int>(external.size()), &buffer);
+  std::string text(Tcl_DStringValue(&buffer), static_cast<std::size_t>(Tcl_DStringLength(&buffer)));
+  Tcl_DStringFree(&buffer);
+  return text;
+}
+std::string external(std::string const& internal) {
+  Tcl_DString buffer;
+  Tcl_UtfToExternalDString(nullptr, internal.data(), static_cast<int>(internal.size()), &buffer);
+  std::string text(Tcl_DStringValue(&buffer), static_cast<std::size_t>(Tcl_DStringLength(&buffer)));
+  Tcl_DStringFree(&buffer);
+  return text;
+}
+
+bool is_blank(std::string const& text) { return text.find_first_not_of(" \t\r\n;") == std::string::npos; }
+
+// The first word of a script's last command, if it is plain; else empty.
+std::string last_command(std::string const& script) {
+  std::string name;
+  char const* at = script.data();
+  char const* const end = at + script.size();
+  while (at < end) {
+    Tcl_Parse parse;
+    if (Tcl_ParseCommand(nullptr, at, static_cast<int>(end - at), 0, &parse) != TCL_OK) return {};
+    if (parse.numWords > 0) {
+      Tcl_Token const& first = parse.tokenPtr[0];
+      name = first.type == TCL_TOKEN_SIMPLE_WORD ? std::string(first.start, static_cast<std::size_t>(first.size))
+                                                 : std::string();
+    }
+    at = parse.commandStart + parse.commandSize;
+    Tcl_FreeParse(&parse);
+  }
+  return name;
+}
+
+// ------------------------------------------------------------------------------------------------ setting up
+
+// The folder of the libraries that this program was started with: the package is beside them.
+std::string library_folder() {
+  Dl_info info{};
+  void* const known = reinterpret_cast<void*>(&param_host::list);
+  if (::dladdr(known, &info) == 0 || info.dli_fname == nullptr) return ".";
+  return std::filesystem::path(info.dli_fname).parent_path().string();
+}
+
+void load(Tcl_Interp* interp, std::string const& library) {
+  const tcl::ObjRef words[] = {tcl::ObjRef(tcl::new_string("load")),
+                               tcl::ObjRef(tcl::new_string(internal(library_folder() + "/" + library)))};
+  Tcl_Obj* const command[] = {words[0].get(), words[1].get()};
+  if (Tcl_EvalObjv(interp, 2, command, TCL_EVAL_GLOBAL) != TCL_OK)
+    throw std::runtime_error(text_of(Tcl_GetObjResult(interp)));
+  Tcl_ResetResult(interp);
+}
+
+std::string history_path() {
+  if (char const* const given = std::getenv("KDISH_HISTORY")) return given;
+  char const* const home = std::getenv("HOME");
+  return home == nullptr || *home == '\0' ? "" : std::string(home) + "/.kdish_history";
+}
+
+char const* colour_of(ComMsgMgr::MsgMask mask) {
+  if (mask >= ComMsgMgr::MSG_ERROR) return kRed;
+  return mask >= ComMsgMgr::MSG_WARNING ? kYellow : kBlue;
+}
+
+// ------------------------------------------------------------------------------------------------ names to complete
+
+// What an `info` or `namespace` command of Tcl lists; the commands are asked for where they are at home, so that a
+// person's own `info` is not run.
+std::vector<std::string> listed(Tcl_Interp* interp, std::vector<std::string> const& words) {
+  std::vector<tcl::ObjRef> kept;
+  std::vector<Tcl_Obj*> command;
+  for (std::string const& word : words) command.push_back(kept.emplace_back(tcl::new_string(word)).get());
+  Tcl_InterpState const before = Tcl_SaveInterpState(interp, TCL_OK);
+  std::vector<std::string> names;
+  int count = 0;
+  Tcl_Obj** elements = nullptr;
+  if (Tcl_EvalObjv(interp, static_cast<int>(command.size()), command.data(), TCL_EVAL_GLOBAL) == TCL_OK &&
+      Tcl_ListObjGetElements(nullptr, Tcl_GetObjResult(interp), &count, &elements) == TCL_OK)
+    for (int i = 0; i < count; ++i) names.push_back(text_of(elements[i]));
+  Tcl_RestoreInterpState(interp, before);
+  return names;
+}
+
+std::string pattern_of(std::string const& prefix) {
+  std::string pattern;
+  for (const char c : prefix) {
+    if (std::strchr("*?[]\\", c) != nullptr) pattern += '\\';
+    pattern += c;
+  }
+  return pattern + "*";
+}
+
+std::vector<std::string> command_names(Tcl_Interp* interp, Table const& table, std::string const& prefix) {
+  std::vector<std::string> names;
+  const std::size_t root = prefix.starts_with("::") ? 2 : 0;
+  for (auto const& [name, command] : table.commands())
+    if (name.starts_with(prefix.substr(root)) && Tcl_FindCommand(interp, name.c_str(), nullptr, 0) != nullptr)
+      names.push_back(prefix.substr(0, root) + name);
+  if (prefix.empty()) return names;
+  const auto add = [&](std::vector<std::string> const& found, char const* behind) {
+    for (std::string const& name : found) {
+      const std::string shown = root == 0 && name.starts_with("::") ? name.substr(2) : name;
+      if (shown.starts_with(prefix)) names.push_back(shown + behind);
+    }
+  };
+  add(listed(interp, {"::tcl::info::commands", pattern_of(prefix)}), "");
+  const std::size_t colons = prefix.rfind("::");
+  const std::string parent = colons == std::string::npos ? "" : prefix.substr(0, colons);
+  const std::string child = colons == std::string::npos ? prefix : prefix.substr(colons + 2);
+  const std::string home = parent.starts_with("::") ? parent : "::" + parent;
+  if (home == "::" || Tcl_FindNamespace(interp, home.c_str(), nullptr, TCL_GLOBAL_ONLY) != nullptr)
+    add(listed(interp, {"::tcl::namespace::children", home, pattern_of(child)}), "::");
+  return names;
+}
+
+std::vector<std::string> part_names() {
+  using kdi::device::PartCatalogue;
+  std::vector<std::string> names;
+  for (std::string const& device : PartCatalogue::global().devices()) {
+    try {
+      for (std::string const& part : PartCatalogue::global().parts(device)) names.push_back(part);
+    } catch (std::exception const&) {
+      continue;  // a broken file is told of when its parts are asked for
+    }
+  }
+  return names;
+}
+
+std::vector<std::string> parameter_names() {
+  std::vector<std::string> names;
+  for (param_host::Parameter const& parameter : param_host::list()) names.push_back(parameter.name);
+  return names;
+}
+
+KnownNames known_names(Tcl_Interp* interp, Table const& table) {
+  KnownNames names;
+  names.commands = [interp, &table](std::string const& prefix) { return command_names(interp, table, prefix); };
+  names.variables = [interp](std::string const& prefix) {
+    return listed(interp, {"::tcl::info::vars", pattern_of(prefix)});
+  };
+  names.parts = [](std::string const&) { return part_names(); };
+  names.parameters = [](std::string const&) { return parameter_names(); };
+  return names;
+}
+
+}  // namespace
+
+std::string result_as_json(Table const& table, std::string const& script, Tcl_Obj* result) {
+  Command const* const command = table.command(last_command(script));
+  return to_json(result, command == nullptr ? Shape{} : command->shape);
+}
+
+// ================================================================================================ the shell
+
+Shell::Shell(ShellOptions options) : options_(std::move(options)), table_(kdi::data_directories("commands")) {
+  if (options_.json) {
+    // Standard output is for the results alone; what a command or a library prints goes with the messages.
+    json_descriptor_ = ::dup(STDOUT_FILENO);
+    if (json_descriptor_ == -1 || ::dup2(STDERR_FILENO, STDOUT_FILENO) == -1)
+      throw std::runtime_error(std::string("standard output cannot be used: ") + std::strerror(errno));
+  }
+  has_colour_ =
+      options_.colour == Colour::always || (options_.colour == Colour::automatic && wants_colour(STDERR_FILENO));
+  interp_ = Tcl_CreateInterp();
+  if (Tcl_Init(interp_) != TCL_OK) throw std::runtime_error(text_of(Tcl_GetObjResult(interp_)));
+  Tcl_SetVar(interp_, "tcl_interactive", "0", TCL_GLOBAL_ONLY);
+
+  message_sink_ = message_host::add_sink([this](ComMsgMgrInstance const& message) {
+    std::string line = message_host::line_of(message);
+    if (has_colour_) line = colour_of(message.mask) + line + kPlain;
+    complain(line);
+  });
+  load(interp_, "libkdi_common.so");
+  load(interp_, "libkdi_iptasks.so");
+  load(interp_, "libkdi_fectools.so");
+  register_shell_commands(interp_, *this);
+  if (!options_.journal.empty()) journal_.open(options_.journal);
+  tcl_host::set_journal([this](std::string const& command) {
+    if (journal_.is_open()) journal_.remark(command);
+  });
+}
+
+Shell::~Shell() {
+  tcl_host::set_journal(nullptr);
+  message_host::remove_sink(message_sink_);
+  if (interrupt_handler != nullptr) Tcl_AsyncDelete(interrupt_handler);
+  interrupt_handler = nullptr;
+  if (interp_ != nullptr) Tcl_DeleteInterp(interp_);
+  if (json_descriptor_ != -1) ::close(json_descriptor_);
+}
+
+int Shell::run() {
+  int status = 0;
+  if (options_.command)
+    status = run_command();
+  else if (!options_.script.empty() && options_.script != "-")
+    status = run_script();
+  else if (options_.script.empty() && ::isatty(STDIN_FILENO) != 0)
+    status = run_terminal();
+  else
+    status = run_standard_input();
+  return status == 0 && journal_failed_ ? 1 : status;
+}
+
+void Shell::set_arguments(std::string const& name) {
+  const tcl::ObjRef list(Tcl_NewListObj(0, nullptr));
+  for (std::string const& argument : options_.arguments)
+    Tcl_ListObjAppendElement(nullptr, list.get(), tcl::new_string(internal(argument)));
+  Tcl_SetVar(interp_, "argv0", internal(name).c_str(), TCL_GLOBAL_ONLY);
+  Tcl_SetVar2Ex(interp_, "argv", nullptr, list.get(), TCL_GLOBAL_ONLY);
+  Tcl_SetVar2Ex(interp_, "argc", nullptr, Tcl_NewIntObj(static_cast<int>(options_.arguments.size())), TCL_GLOBAL_ONLY);
+}
+
+// ------------------------------------------------------------------------------------------------ running
+
+int Shell::evaluate(std::string const& script) {
+  const tcl::ObjRef object(tcl::new_string(script));
+  const evaluation_mark mark;
+  if (progress_) progress_->begin(script);
+  const int code = Tcl_RecordAndEvalObj(interp_, object.get(), TCL_EVAL_GLOBAL);
+  if (progress_) progress_->end();
+  return code;
+}
+
+int Shell::evaluate_file(std::string const& path) {
+  return Tcl_FSEvalFileEx(interp_, tcl::ObjRef(tcl::new_string(internal(path))).get(), "utf-8");
+}
+
+// A journal that fails says so, and the command runs all the same.
+int Shell::journalled(std::string const& script) {
+  const auto write = [this](auto step) {
+    try {
+      step();
+    } catch (std::exception const& error) {
+      journal_failed_ = true;
+      complain(error.what());
+    }
+  };
+  write([&] { journal_.command(script); });
+  const std::string journal = journal_.is_open() ? journal_.path() : "";
+  const int code = evaluate(script);
+  const bool is_same = journal_.is_open() && journal_.path() == journal;  // the command may have been `journal`
+  if (is_same) write([&] { journal_.ended(code == TCL_OK || code == TCL_RETURN); });
+  return code;
+}
+
+int Shell::run_command() {
+  set_arguments("kdish");
+  if (journalled(*options_.command) != TCL_OK) {
+    report_error(true);
+    return 1;
+  }
+  try {
+    show_result(*options_.command);
+  } catch (std::exception const& error) {
+    complain(error.what());
+    return 1;
+  }
+  return 0;
+}
+
+int Shell::run_script() {
+  set_arguments(options_.script);
+  if (options_.replays) {
+    try {
+      if (replay(options_.script) == TCL_OK) return 0;
+      report_error(false);
+    } catch (std::exception const& error) {
+      complain(error.what());
+    }
+    return 1;
+  }
+  std::error_code failed;
+  const std::string path = std::filesystem::absolute(options_.script, failed).string();
+  // The journal tells how to run the script again; what the script does is in the script.
+  std::string call;
+  for (char const* const name : {"argv0", "argc", "argv"}) {
+    Tcl_Obj* const words[] = {tcl::new_string("set"), tcl::new_string(name),
+                              Tcl_GetVar2Ex(interp_, name, nullptr, TCL_GLOBAL_ONLY)};
+    call += text_of(tcl::ObjRef(Tcl_NewListObj(3, words)).get()) + "\n";
+  }
+  Tcl_Obj* const words[] = {tcl::new_string("source"), tcl::new_string("-encoding"), tcl::new_string("utf-8"),
+                            tcl::new_string(internal(path))};
+  call += text_of(tcl::ObjRef(Tcl_NewListObj(4, words)).get());
+  const auto source = [this] { return evaluate_file(options_.script); };
+  try {
+    journal_.command(call);
+    const int code = source();
+    if (journal_.is_open()) journal_.ended(code == TCL_OK);
+    if (code != TCL_OK) {
+      report_error(true);
+      return 1;
+    }
+    if (options_.json) show_result(kdi::read_file(options_.script));
+  } catch (std::exception const& error) {
+    complain(error.what());
+    return 1;
+  }
+  return 0;
+}
+
+int Shell::run_standard_input() {
+  set_arguments(options_.script.empty() ? "kdish" : options_.script);
+  Tcl_Channel const input = Tcl_GetStdChannel(TCL_STDIN);
+  if (input == nullptr) return 0;
+  std::string script;
+  for (;;) {
+    const tcl::ObjRef line(Tcl_NewObj());
+    const bool is_end = Tcl_GetsObj(input, line.get()) < 0;
+    if (!is_end) script += text_of(line.get()) + "\n";
+    if (!is_end && Tcl_CommandComplete(script.c_str()) == 0) continue;
+    if (!script.empty()) script.pop_back();
+    if (!is_blank(script)) {
+      if (journalled(script) != TCL_OK) {
+        report_error(true);
+        return 1;
+      }
+      try {
+        if (options_.json) show_result(script);
+      } catch (std::exception const& error) {
+        complain(error.what());
+        return 1;
+      }
+    }
+    script.clear();
+    if (is_end) return 0;
+  }
+}
+
+void Shell::become_interactive() {
+  Tcl_SetVar(interp_, "tcl_interactive", "1", TCL_GLOBAL_ONLY);
+  interrupt_handler = Tcl_AsyncCreate(cancel_script, interp_);
+  struct sigaction action {};
+  action.sa_handler = on_interrupt_signal;
+  ::sigaction(SIGINT, &action, nullptr);
+  if (::isatty(STDERR_FILENO) == 0) return;
+  progress_ = std::make_unique<ProgressLine>(STDERR_FILENO);
+  guard_output_channels(interp_, *progress_);
+  // `exit` ends the process without coming back here.
+  Tcl_CreateExitHandler([](ClientData data) { static_cast<Shell*>(data)->progress_->end(); }, this);
+}
+
+int Shell::run_terminal() {
+  set_arguments("kdish");
+  become_interactive();
+  const KnownNames names = known_names(interp_, table_);
+  std::string pending;  // the lines of a command that is not complete yet, in Tcl's encoding
+  LineEditor editor(history_path(), [&](std::string const& to_cursor) {
+    Completion completion = complete(pending + internal(to_cursor), table_, names);
+    if (completion.begin < pending.size()) return Completion{};  // a word that began on an earlier line
+    completion.begin = external(internal(to_cursor).substr(0, completion.begin - pending.size())).size();
+    for (Candidate& candidate : completion.candidates) {
+      candidate.text = external(candidate.text);
+      candidate.shown = external(candidate.shown);
+    }
+    return completion;
+  });
+  bool keeps_history = true;
+  for (;;) {
+    std::string line;
+    const LineEditor::Ending ending = editor.read(pending.empty() ? kPrompt : kContinuation, line);
+    if (ending != LineEditor::Ending::line) {
+      const bool leaves = ending == LineEditor::Ending::end_of_input && pending.empty();
+      if (ending == LineEditor::Ending::end_of_input) print("\n");
+      pending.clear();
+      if (leaves) return 0;
+      continue;
+    }
+    std::string script = pending + internal(line);
+    if (Tcl_CommandComplete((script + "\n").c_str()) == 0) {
+      pending = script + "\n";
+      continue;
+    }
+    pending.clear();
+    if (is_blank(script)) continue;
+    if (!editor.remember(external(script)) && std::exchange(keeps_history, false))
+      complain(history_path() + ": the history cannot be written");
+    if (journalled(script) != TCL_OK) {
+      report_error(false);
+      continue;
+    }
+    try {
+      show_result(script);
+    } catch (std::exception const& error) {
+      complain(error.what());
+    }
+  }
+}
+
+int Shell::replay(std::string const& path) {
+  std::error_code ignored;
+  const std::string place = std::filesystem::weakly_canonical(path, ignored).string();
+  const bool is_written =
+      journal_.is_open() && place == std::filesystem::weakly_canonical(journal_.path(), ignored).string();
+  if (is_written || std::find(replayed_.begin(), replayed_.end(), place) != replayed_.end()) {
+    tcl::fail(interp_, path + ": this journal is being " + (is_written ? "written" : "replayed"));
+    return TCL_ERROR;
+  }
+  replayed_.push_back(place);
+  const int code = replay_entries(path);
+  replayed_.pop_back();
+  return code;
+}
+
+int Shell::replay_entries(std::string const& path) {
+  int count = 0;
+  for (JournalEntry const& entry : read_journal(path)) {
+    print("% " + entry.script);
+    const int code = Tcl_EvalEx(interp_, entry.script.c_str(), static_cast<int>(entry.script.size()), TCL_EVAL_GLOBAL);
+    const std::string result = text_of(Tcl_GetObjResult(interp_));
+    const bool is_ok = code == TCL_OK;
+    if (is_ok && !result.empty()) print(result + "\n");
+    if (entry.ending != JournalEntry::Ending::unknown && is_ok != (entry.ending == JournalEntry::Ending::ok)) {
+      tcl::fail(interp_, path + ":" + std::to_string(entry.line) + ": the command " +
+                             (is_ok ? "failed when it was journalled, and succeeds now"
+                                    : "succeeded when it was journalled, and fails now: " + result));
+      return TCL_ERROR;
+    }
+    ++count;
+  }
+  Tcl_SetObjResult(interp_, Tcl_NewIntObj(count));
+  return TCL_OK;
+}
+
+// ------------------------------------------------------------------------------------------------ what people see
+
+void Shell::show_result(std::string const& script) {
+  Tcl_Obj* const result = Tcl_GetObjResult(interp_);
+  if (options_.json) {
+    if (!write_all(json_descriptor_, result_as_json(table_, script, result) + "\n"))
+      throw std::runtime_error(std::string("the result cannot be written: ") + std::strerror(errno));
+    return;
+  }
+  std::string text = text_of(result);
+  if (text.empty()) return;
+  if (text.back() != '\n') text += '\n';
+  if (!print(text)) throw std::runtime_error(std::string("the result cannot be written: ") + std::strerror(errno));
+}
+
+// Called by whoever sends a message, on any thread: so not through Tcl's channels.
+void Shell::complain(std::string const& text) {
+  const auto write = [&] { write_all(STDERR_FILENO, text + "\n"); };
+  if (progress_)
+    progress_->around(write);
+  else
+    write();
+}
+
+// Through Tcl's channel, so that it stays in order with what scripts print.
+bool Shell::print(std::string const& text) {
+  Tcl_Channel const output = Tcl_GetStdChannel(TCL_STDOUT);
+  if (output == nullptr) return false;
+  const tcl::ObjRef object(tcl::new_string(text));
+  return Tcl_WriteObj(output, object.get()) >= 0 && Tcl_Flush(output) == TCL_OK;
+}
+
+void Shell::report_error(bool with_trace) {
+  if (Tcl_Channel const output = Tcl_GetStdChannel(TCL_STDOUT)) Tcl_Flush(output);
+  const std::string result = text_of(Tcl_GetObjResult(interp_));
+  std::string text = result;
+  if (with_trace) {
+    char const* const trace = Tcl_GetVar(interp_, "errorInfo", TCL_GLOBAL_ONLY);
+    if (trace != nullptr && std::string_view(trace).starts_with(result)) text = trace;
+  }
+  constexpr std::string_view kUnknown = "invalid command name \"";
+  if (result.starts_with(kUnknown)) {
+    std::string meant;
+    for (std::string const& name :
+         close_names(table_, result.substr(kUnknown.size(), result.size() - kUnknown.size() - 1)))
+      meant += (meant.empty() ? "" : ", ") + name;
+    if (!meant.empty()) text += "\ndid you mean " + meant + "?";
+  }
+  text = external(text);
+  complain(has_colour_ ? kRed + text + kPlain : text);
+}
+
+}  // namespace kdish

@@ -1,0 +1,83 @@
+// The shell: an interpreter with the package loaded, and the ways to run commands in it.
+#pragma once
+
+#include <tcl.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "command_table.h"
+#include "journal.h"
+#include "terminal.h"
+
+namespace kdish {
+
+enum class Colour { automatic, always, never };
+
+struct ShellOptions {
+  bool json = false;     ///< results as JSON, alone on standard output
+  bool replays = false;  ///< the file named by `script` is a journal
+  Colour colour = Colour::automatic;
+  std::string journal;                 ///< path; empty: none
+  std::optional<std::string> command;  ///< of -c
+  std::string script;                  ///< path; empty: none, `-`: standard input
+  std::vector<std::string> arguments;
+};
+
+class Shell {
+ public:
+  /// Makes the interpreter and loads the package. Throws std::runtime_error if something that the shell needs is not
+  /// there, the journal included.
+  explicit Shell(ShellOptions options);
+  ~Shell();
+  Shell(Shell const&) = delete;
+  Shell& operator=(Shell const&) = delete;
+
+  /// Runs what the options ask for; the exit status of the process. `exit` in a script does not return from here.
+  int run();
+
+  // For the shell's own commands.
+  Table const& table() const { return table_; }
+  Journal& journal() { return journal_; }
+  ProgressLine* progress() { return progress_.get(); }  ///< null if there is no terminal
+  /// Runs the commands of a journal; the first one that ends otherwise than it did is an error, told in the
+  /// interpreter's result. A Tcl status.
+  int replay(std::string const& path);
+
+ private:
+  int run_command();
+  int run_script();
+  int run_standard_input();
+  int run_terminal();
+  void become_interactive();
+  int evaluate(std::string const& script);
+  int journalled(std::string const& script);
+  int replay_entries(std::string const& path);
+  int evaluate_file(std::string const& path);
+  void show_result(std::string const& script);
+  bool print(std::string const& text);
+  void report_error(bool with_trace);
+  void complain(std::string const& text);
+  void set_arguments(std::string const& name);
+
+  ShellOptions options_;
+  Table table_;
+  Tcl_Interp* interp_ = nullptr;
+  Journal journal_;
+  std::vector<std::string> replayed_;  // the journals that are being replayed, the innermost last
+  std::unique_ptr<ProgressLine> progress_;
+  int json_descriptor_ = -1;
+  int message_sink_ = 0;
+  bool has_colour_ = false;
+  bool journal_failed_ = false;
+};
+
+/// Registers the shell's own commands in its interpreter.
+void register_shell_commands(Tcl_Interp* interp, Shell& shell);
+
+/// The JSON of `result`, by the shape of the command that `script` ends with; text if the table does not know it.
+std::string result_as_json(Table const& table, std::string const& script, Tcl_Obj* result);
+
+}  // namespace kdish

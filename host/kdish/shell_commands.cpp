@@ -1,0 +1,314 @@
+// The commands that the shell adds to its own interpreter. They are told of in data/commands/kdish.json.
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "common/host/MessageHost.h"
+#include "common/host/ParamHost.h"
+#include "device/HARPartMgr.h"
+#include "device/host/PartCatalogue.h"
+#include "frame/tcl_command.h"
+#include "help.h"
+#include "result_json.h"
+#include "shell.h"
+
+namespace kdish {
+namespace {
+
+using kdi::device::Part;
+using kdi::device::PartCatalogue;
+using Words = std::vector<Tcl_Obj*>;  // without the command's name
+
+std::string text_of(Tcl_Obj* object) {
+  int length = 0;
+  char const* const text = Tcl_GetStringFromObj(object, &length);
+  return {text, static_cast<std::size_t>(length)};
+}
+
+Tcl_Obj* texts(std::vector<std::string> const& all) {
+  Tcl_Obj* const list = Tcl_NewListObj(0, nullptr);
+  for (std::string const& text : all) Tcl_ListObjAppendElement(nullptr, list, tcl::new_string(text));
+  return list;
+}
+
+void put(Tcl_Obj* dict, char const* key, Tcl_Obj* value) {
+  Tcl_DictObjPut(nullptr, dict, Tcl_NewStringObj(key, -1), value);
+}
+void put(Tcl_Obj* dict, char const* key, std::string const& value) { put(dict, key, tcl::new_string(value)); }
+
+bool matches(std::string const& name, Words const& words) {
+  return words.empty() || Tcl_StringMatch(name.c_str(), Tcl_GetString(words[0])) != 0;
+}
+
+// Columns as wide as their widest text; the last one is not filled up.
+std::string table_text(std::vector<std::vector<std::string>> const& rows) {
+  std::vector<std::size_t> widths;
+  for (auto const& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+  }
+  std::string text;
+  for (auto const& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) line += row[i] + std::string(widths[i] + 2 - row[i].size(), ' ');
+    text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+  }
+  return text;
+}
+
+// ------------------------------------------------------------------------------------------------ help
+
+int help(Shell& shell, Tcl_Interp* interp, Words const& words) {
+  const std::string text = words.empty() ? families_help(shell.table()) : topic_help(shell.table(), text_of(words[0]));
+  return tcl::succeed(interp, tcl::new_string(text));
+}
+
+// ------------------------------------------------------------------------------------------------ parameters
+
+int get_param(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+  return tcl::succeed(interp, tcl::new_string(param_host::get(text_of(words[0])).value));
+}
+
+int set_param(Shell& shell, Tcl_Interp* interp, Words const& words) {
+  param_host::set(text_of(words[0]), text_of(words[1]));
+  return get_param(shell, interp, words);
+}
+
+int unset_param(Shell& shell, Tcl_Interp* interp, Words const& words) {
+  param_host::unset(text_of(words[0]));
+  return get_param(shell, interp, words);
+}
+
+int report_params(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+  std::vector<std::vector<std::string>> rows = {{"Parameter", "Value", "Set by", "About"}};
+  for (param_host::Parameter const& one : param_host::list())
+    if (matches(one.name, words))
+      rows.push_back({one.name, one.value, one.place.empty() ? name_of(one.origin) : one.place, one.documentation});
+  return tcl::succeed(interp, tcl::new_string(table_text(rows)));
+}
+
+// ------------------------------------------------------------------------------------------------ parts
+
+Part const& part_of(Tcl_Obj* word) {
+  const std::string name = text_of(word);
+  HDARPart const* const part = HARPartMgr::getGlobal()->getPart(name);
+  if (part == nullptr) throw std::invalid_argument("no part \"" + name + "\"; list_parts names them all");
+  return part->values();
+}
+
+int list_parts(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+  std::vector<std::string> names;
+  for (std::string const& device : PartCatalogue::global().devices()) {
+    try {
+      for (std::string const& part : PartCatalogue::global().parts(device))
+        if (matches(part, words)) names.push_back(part);
+    } catch (std::exception const& error) {  // the other devices are there all the same
+      ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "kdish", ComMsgMgr::MSG_ERROR, "%s", error.what());
+    }
+  }
+  return tcl::succeed(interp, texts(names));
+}
+
+enum class PrimitiveKind { clock, buffer, memory, controller, transceiver };
+
+struct Primitive {
+  PrimitiveKind kind;
+  std::string name;
+  int count;
+};
+
+std::vector<Primitive> primitives_of(Part const& part) {
+  std::vector<Primitive> all;
+  for (auto const& one : part.speed->clock_primitives) all.push_back({PrimitiveKind::clock, one.name, one.count});
+  for (auto const& one : part.speed->clock_buffers) all.push_back({PrimitiveKind::buffer, one.name, one.count});
+  for (auto const& one : part.speed->block_memories) all.push_back({PrimitiveKind::memory, one.name, one.count});
+  for (auto const& one : part.speed->memory_controllers)
+    all.push_back({PrimitiveKind::controller, one.name, static_cast<int>(one.sites.size())});
+  for (auto const& one : part.speed->transceivers) {
+    const auto quads = std::count_if(part.package->quads.begin(), part.package->quads.end(),
+                                     [&](auto const& quad) { return quad.type == one.type; });
+    all.push_back({PrimitiveKind::transceiver, one.type, static_cast<int>(quads) * one.channels_per_quad});
+  }
+  return all;
+}
+
+constexpr char const* kKinds[] = {"clock", "buffer", "memory", "controller", "transceiver", nullptr};
+
+int get_primitives(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+  Tcl_Obj* part = nullptr;
+  int kind = -1;
+  for (std::size_t i = 0; i < words.size(); i += 2) {
+    const std::string option = text_of(words[i]);
+    if (option != "-part" && option != "-kind")
+      throw std::invalid_argument("unknown option \"" + option + "\": use -part or -kind");
+    if (i + 1 == words.size()) throw std::invalid_argument("no value for \"" + option + "\"");
+    if (option == "-part")
+      part = words[i + 1];
+    else if (Tcl_GetIndexFromObj(interp, words[i + 1], kKinds, "kind", TCL_EXACT, &kind) != TCL_OK)
+      return TCL_ERROR;
+  }
+  if (part == nullptr) throw std::invalid_argument("no part given: use -part");
+  std::vector<std::string> names;
+  for (Primitive const& one : primitives_of(part_of(part)))
+    if (kind == -1 || kind == static_cast<int>(one.kind)) names.push_back(one.name);
+  return tcl::succeed(interp, texts(names));
+}
+
+int pins_of(kdi::device::IoBank const& bank) {
+  int pins = 0;
+  for (auto const& lane : bank.lanes)
+    for (auto const& pad : lane.pads) pins += pad.pin.empty() ? 0 : 1;
+  return pins;
+}
+
+int get_part(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+  Part const& part = part_of(words[0]);
+  Tcl_Obj* const result = Tcl_NewDictObj();
+  put(result, "name", part.name);
+  put(result, "device", part.device->name);
+  put(result, "family", part.device->family);
+  put(result, "generation", part.device->generation);
+  put(result, "package", part.package->name);
+  put(result, "speed", part.speed->name);
+  put(result, "core_v", Tcl_NewDoubleObj(part.speed->core_v));
+  put(result, "slrs", Tcl_NewIntObj(static_cast<int>(part.device->slrs.size())));
+  put(result, "processing_system",
+      part.device->processing_system ? part.device->processing_system->kind : std::string());
+  Tcl_Obj* const primitives = Tcl_NewListObj(0, nullptr);
+  for (Primitive const& one : primitives_of(part)) {
+    Tcl_Obj* const entry = Tcl_NewDictObj();
+    put(entry, "kind", std::string(kKinds[static_cast<int>(one.kind)]));
+    put(entry, "name", one.name);
+    put(entry, "count", Tcl_NewIntObj(one.count));
+    Tcl_ListObjAppendElement(nullptr, primitives, entry);
+  }
+  put(result, "primitives", primitives);
+  Tcl_Obj* const banks = Tcl_NewListObj(0, nullptr);
+  for (auto const& bank : part.package->banks) {
+    Tcl_Obj* const entry = Tcl_NewDictObj();
+    put(entry, "number", Tcl_NewIntObj(bank.number));
+    put(entry, "kind", bank.kind);
+    put(entry, "pins", Tcl_NewIntObj(pins_of(bank)));
+    Tcl_ListObjAppendElement(nullptr, banks, entry);
+  }
+  put(result, "banks", banks);
+  return tcl::succeed(interp, result);
+}
+
+int report_part(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+  Part const& part = part_of(words[0]);
+  char core_v[TCL_DOUBLE_SPACE];
+  Tcl_PrintDouble(nullptr, part.speed->core_v, core_v);
+  std::vector<std::vector<std::string>> about = {
+      {"Part", part.name},
+      {"Device", part.device->name + ", " + part.device->description},
+      {"Family", part.device->family + (part.device->generation.empty() ? "" : ", " + part.device->generation)},
+      {"Package", part.package->name},
+      {"Speed", part.speed->name + ", core at " + core_v + " V"},
+      {"SLRs", std::to_string(part.device->slrs.size())}};
+  if (part.device->processing_system) about.push_back({"Processing system", part.device->processing_system->kind});
+  std::vector<std::vector<std::string>> primitives = {{"Primitive", "Kind", "Count"}};
+  for (Primitive const& one : primitives_of(part)) {
+    const bool is_soft = one.kind == PrimitiveKind::controller && one.count == 0;
+    primitives.push_back(
+        {one.name, kKinds[static_cast<int>(one.kind)], is_soft ? "in fabric" : std::to_string(one.count)});
+  }
+  std::vector<std::vector<std::string>> banks = {{"Bank", "Kind", "Pins"}};
+  for (auto const& bank : part.package->banks)
+    banks.push_back({std::to_string(bank.number), bank.kind, std::to_string(pins_of(bank))});
+  return tcl::succeed(interp,
+                      tcl::new_string(table_text(about) + "\n" + table_text(primitives) + "\n" + table_text(banks)));
+}
+
+// ------------------------------------------------------------------------------------------------ the shell itself
+
+int journal(Shell& shell, Tcl_Interp* interp, Words const& words) {
+  if (!words.empty()) {
+    const std::string path = text_of(words[0]);
+    if (path.empty())
+      shell.journal().close();
+    else
+      shell.journal().open(path);
+  }
+  return tcl::succeed(interp, tcl::new_string(shell.journal().is_open() ? shell.journal().path() : ""));
+}
+
+int replay(Shell& shell, Tcl_Interp* /*interp*/, Words const& words) { return shell.replay(text_of(words[0])); }
+
+int to_json_command(Shell& shell, Tcl_Interp* interp, Words const& words) {
+  if (const int code = Tcl_EvalObjv(interp, static_cast<int>(words.size()), words.data(), 0); code != TCL_OK)
+    return code;
+  Command const* const command = shell.table().command(text_of(words[0]));
+  const tcl::ObjRef result(Tcl_GetObjResult(interp));
+  return tcl::succeed(interp, tcl::new_string(to_json(result.get(), command == nullptr ? Shape{} : command->shape)));
+}
+
+int progress(Shell& shell, Tcl_Interp* interp, Words const& words) {
+  std::string text = text_of(words[0]);
+  if (words.size() == 2) return tcl::fail(interp, "a number done needs the number of all as well");
+  if (words.size() == 3) {
+    Tcl_WideInt done = 0;
+    Tcl_WideInt all = 0;
+    if (Tcl_GetWideIntFromObj(interp, words[1], &done) != TCL_OK ||
+        Tcl_GetWideIntFromObj(interp, words[2], &all) != TCL_OK)
+      return TCL_ERROR;
+    if (done < 0 || all < done) return tcl::fail(interp, "the number done is not from 0 to the number of all");
+    text += " (" + std::to_string(done) + " of " + std::to_string(all) + ")";
+  }
+  if (shell.progress() != nullptr) shell.progress()->report(text);
+  return TCL_OK;
+}
+
+using Body = int (*)(Shell&, Tcl_Interp*, Words const&);
+
+struct ShellCommand {
+  char const* name;
+  Body body;
+  std::size_t least_words, most_words;
+};
+
+constexpr std::size_t kAny = static_cast<std::size_t>(-1);
+
+constexpr ShellCommand kCommands[] = {
+    {"help", help, 0, 1},
+    {"set_param", set_param, 2, 2},
+    {"get_param", get_param, 1, 1},
+    {"unset_param", unset_param, 1, 1},
+    {"report_params", report_params, 0, 1},
+    {"list_parts", list_parts, 0, 1},
+    {"get_part", get_part, 1, 1},
+    {"report_part", report_part, 1, 1},
+    {"get_primitives", get_primitives, 2, 4},
+    {"journal", journal, 0, 1},
+    {"replay", replay, 1, 1},
+    {"to_json", to_json_command, 1, kAny},
+    {"progress", progress, 1, 3},
+};
+
+struct Registered {
+  ShellCommand const* command;
+  Shell* shell;
+};
+
+int dispatch(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  auto const& [command, shell] = *static_cast<Registered const*>(data);
+  const Words words(objv + 1, objv + objc);
+  if (words.size() < command->least_words || words.size() > command->most_words) {
+    kdish::Command const* const entry = shell->table().command(command->name);
+    Tcl_WrongNumArgs(interp, 1, objv, entry == nullptr ? nullptr : entry->usage().c_str());
+    return TCL_ERROR;
+  }
+  Tcl_ResetResult(interp);
+  return command->body(*shell, interp, words);
+}
+
+}  // namespace
+
+void register_shell_commands(Tcl_Interp* interp, Shell& shell) {
+  for (ShellCommand const& command : kCommands)
+    Tcl_CreateObjCommand(interp, command.name, tcl::boundary<dispatch>, new Registered{&command, &shell},
+                         [](ClientData data) { delete static_cast<Registered*>(data); });
+}
+
+}  // namespace kdish
