@@ -183,7 +183,7 @@ std::vector<std::string> close_names(Table const& table, std::string const& name
   for (auto const& [known, command] : table.commands()) {
     // somebody may have forgotten the namespace
     const std::size_t apart = std::min(distance(name, known), distance(name, tail_of(known)));
-    if (apart * 3 <= name.size()) found.emplace_back(apart, known);
+    if (apart * 4 <= name.size() || (apart <= 2 && name.size() >= 4)) found.emplace_back(apart, known);
   }
   std::sort(found.begin(), found.end());
   std::vector<std::string> names;

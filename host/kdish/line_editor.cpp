@@ -133,6 +133,7 @@ LineEditor::Ending LineEditor::read(std::string const& prompt, std::string& line
   state_->interrupted = false;
   int count = 0;
   errno = 0;
+  el_set(state_->editor, EL_PREP_TERM, 1);  // before the prompt is there: a key typed at it is a key, not a signal
   char const* const text = el_gets(state_->editor, &count);
   if (state_->interrupted) return Ending::interrupted;
   if (text == nullptr || count <= 0) return count < 0 && errno == EINTR ? Ending::interrupted : Ending::end_of_input;

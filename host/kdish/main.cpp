@@ -1,6 +1,7 @@
 // kdish: the process around the package, for people and for scripts.
 #include <tcl.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -97,8 +98,8 @@ Invocation read_words(std::vector<std::string> const& words) {
 
 int run(kdish::ShellOptions const& options) {
   try {
-    kdish::Shell shell(options);
-    return shell.run();
+    auto* const shell = new kdish::Shell(options);
+    return shell->run();
   } catch (std::exception const& error) {
     std::fprintf(stderr, "kdish: %s\n", error.what());
     return 1;
@@ -110,6 +111,7 @@ int run(kdish::ShellOptions const& options) {
 int main(int argc, char** argv) {
   constexpr int kMisused = 2;
   Tcl_FindExecutable(argv[0]);
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a fault of writing it, told as such
   try {
     const Invocation invocation = read_words({argv + 1, argv + argc});
     if (invocation.asks_for_help) return std::fputs(kUsage, stdout) < 0 || std::fflush(stdout) != 0 ? 1 : 0;

@@ -253,7 +253,7 @@ Shell::Shell(ShellOptions options) : options_(std::move(options)), table_(kdi::d
   if (Tcl_Init(interp_) != TCL_OK) throw std::runtime_error(text_of(Tcl_GetObjResult(interp_)));
   Tcl_SetVar(interp_, "tcl_interactive", "0", TCL_GLOBAL_ONLY);
 
-  message_sink_ = message_host::add_sink([this](ComMsgMgrInstance const& message) {
+  message_host::add_sink([this](ComMsgMgrInstance const& message) {
     std::string line = message_host::line_of(message);
     if (has_colour_) line = colour_of(message.mask) + line + kPlain;
     complain(line);
@@ -268,15 +268,6 @@ Shell::Shell(ShellOptions options) : options_(std::move(options)), table_(kdi::d
   });
 }
 
-Shell::~Shell() {
-  tcl_host::set_journal(nullptr);
-  message_host::remove_sink(message_sink_);
-  if (interrupt_handler != nullptr) Tcl_AsyncDelete(interrupt_handler);
-  interrupt_handler = nullptr;
-  if (interp_ != nullptr) Tcl_DeleteInterp(interp_);
-  if (json_descriptor_ != -1) ::close(json_descriptor_);
-}
-
 int Shell::run() {
   int status = 0;
   if (options_.command)
@@ -287,6 +278,11 @@ int Shell::run() {
     status = run_terminal();
   else
     status = run_standard_input();
+  Tcl_Channel const output = Tcl_GetStdChannel(TCL_STDOUT);
+  if (output != nullptr && Tcl_Flush(output) != TCL_OK) {
+    complain(std::string("the output cannot be written: ") + std::strerror(errno));
+    return 1;
+  }
   return status == 0 && journal_failed_ ? 1 : status;
 }
 

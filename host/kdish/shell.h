@@ -26,12 +26,13 @@ struct ShellOptions {
   std::vector<std::string> arguments;
 };
 
+/// Lives as long as the process: `exit` in a script ends that from within.
 class Shell {
  public:
   /// Makes the interpreter and loads the package. Throws std::runtime_error if something that the shell needs is not
   /// there, the journal included.
   explicit Shell(ShellOptions options);
-  ~Shell();
+  ~Shell() = delete;
   Shell(Shell const&) = delete;
   Shell& operator=(Shell const&) = delete;
 
@@ -69,7 +70,6 @@ class Shell {
   std::vector<std::string> replayed_;  // the journals that are being replayed, the innermost last
   std::unique_ptr<ProgressLine> progress_;
   int json_descriptor_ = -1;
-  int message_sink_ = 0;
   bool has_colour_ = false;
   bool journal_failed_ = false;
 };

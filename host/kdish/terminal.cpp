@@ -153,11 +153,14 @@ const Tcl_ChannelType kChannelType = {
 
 void guard_output_channels(Tcl_Interp* interp, ProgressLine& progress) {
   const auto replace = [&](char const* name, int which, int descriptor, char const* buffering) {
+    const int kept = ::dup(descriptor);  // the old channel closes its own
     if (Tcl_Channel const old = Tcl_GetStdChannel(which)) {
       Tcl_Flush(old);
       Tcl_UnregisterChannel(interp, old);
     }
     Tcl_SetStdChannel(nullptr, which);
+    ::dup2(kept, descriptor);
+    ::close(kept);
     Tcl_Channel const channel =
         Tcl_CreateChannel(&kChannelType, name, new guarded_channel{descriptor, &progress}, TCL_WRITABLE);
     Tcl_SetChannelOption(nullptr, channel, "-translation", "lf");

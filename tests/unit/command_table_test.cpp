@@ -1,0 +1,324 @@
+// The command table: its reader, that it is whole, and that what it says of commands is so.
+#include "command_table.h"
+
+#include <gtest/gtest.h>
+#include <tcl.h>
+
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "common/KdiFile.h"
+#include "common/KdiJson.h"
+#include "help.h"
+#include "program.h"
+#include "reference.h"
+#include "scratch.h"
+
+namespace {
+
+using kdish::Command;
+using kdish::Shape;
+using kdish::Table;
+using nlohmann::json;
+
+std::string const kData = IPTASKS_DATA_DIR "/commands";
+
+Table const& shipped() {
+  static const Table table({kData});
+  return table;
+}
+
+std::string file_of(std::string const& command) {
+  return R"({"format": 1, "title": "T", "summary": "s", "library": "l", "commands": [)" + command + "]}";
+}
+constexpr char const* kWhole =
+    R"("summary": "s", "result": "r", "shape": "text", "example": {"script": "a", "result": ""})";
+
+std::string fault_of(std::string const& text) {
+  const Scratch folder;
+  folder.file("some.json", text);
+  try {
+    const Table table({folder.folder()});
+  } catch (kdi::json_error const& error) {
+    return std::string(error.what()).substr(folder.folder().size() + 1);
+  }
+  return "none";
+}
+
+TEST(CommandTable, ReadsAFamilyFile) {
+  const Scratch folder;
+  folder.file("one.json", file_of(std::string(R"({"names": ["n::a", "m::a"], "words": [{"name": "w", "type": "part",
+    "meaning": "m", "optional": true, "repeated": true}], "options": [{"name": "-o", "type": "text", "meaning": "m",
+    "required": true}, {"name": "-f", "type": "flag", "meaning": "m"}], )") +
+                                  kWhole + "}"));
+  const Table table({folder.folder()});
+  ASSERT_NE(table.command("::m::a"), nullptr);
+  EXPECT_EQ(table.command("m::a"), table.command("n::a"));
+  EXPECT_EQ(table.command("n::a")->usage(), "-o value ?w ...? ?-f?");
+  EXPECT_EQ(table.command("n::a")->family, table.family("one"));
+  EXPECT_EQ(table.command("a"), nullptr);
+}
+
+TEST(CommandTable, TheFirstFolderWithAFileCounts) {
+  const Scratch near;
+  const Scratch far;
+  near.file("f.json", file_of(std::string(R"({"names": ["near"], )") + kWhole + "}"));
+  far.file("f.json", file_of(std::string(R"({"names": ["far"], )") + kWhole + "}"));
+  far.file("g.json", file_of(std::string(R"({"names": ["other"], )") + kWhole + "}"));
+  const Table table({near.folder(), far.folder()});
+  EXPECT_NE(table.command("near"), nullptr);
+  EXPECT_EQ(table.command("far"), nullptr);
+  EXPECT_NE(table.command("other"), nullptr);
+  EXPECT_THROW(Table({near.path("nothing")}), kdi::file_error);
+}
+
+TEST(CommandTable, NamesLineAndFieldOfAFault) {
+  EXPECT_EQ(fault_of(file_of(std::string(R"({"names": ["a"], )") + kWhole + "}")), "none");
+  EXPECT_EQ(fault_of("{\n\"format\": 2}"), "some.json:2: format: expected an integer from 1 to 1, found the number 2");
+  EXPECT_EQ(fault_of(file_of(std::string("\n{\"name\": [], ") + kWhole + "}")).substr(0, 33),
+            "some.json:2: commands[0].name: ex");
+  EXPECT_NE(fault_of(file_of(std::string(R"({"names": [], )") + kWhole + "}")), "none");
+  EXPECT_NE(fault_of(file_of(std::string(R"({"names": ["::a"], )") + kWhole + "}")), "none");
+  EXPECT_NE(fault_of(file_of(std::string(R"({"names": ["a", "a"], )") + kWhole + "}")), "none");
+  const auto word = [](std::string const& fields) {
+    return fault_of(
+        file_of(R"({"names": ["a"], "words": [{"name": "w", "meaning": "m", )" + fields + "}], " + kWhole + "}"));
+  };
+  EXPECT_EQ(word(R"("type": "text")"), "none");
+  EXPECT_NE(word(R"("type": "texts")"), "none");
+  EXPECT_NE(word(R"("type": "flag")"), "none");
+  EXPECT_NE(word(R"("type": "dict", "keys": [{"name": "k", "meaning": "m", "only": ["b"]}])"), "none");
+  const auto shape = [](std::string const& text) {
+    return fault_of(file_of(R"({"names": ["a"], "summary": "s", "result": "r", "shape": )" + text +
+                            R"(, "example": {"script": "a", "result": ""}})"));
+  };
+  EXPECT_EQ(shape(R"({"dict": {"a?": "integer", "*": {"list": "text"}}})"), "none");
+  EXPECT_NE(shape(R"("word")"), "none");
+  EXPECT_NE(shape(R"({"dict": {}})"), "none");
+  EXPECT_NE(shape(R"({"list": "text", "tuple": {"a": "text"}})"), "none");
+  EXPECT_NE(shape("{}"), "none");
+}
+
+// ------------------------------------------------------------------------------------------------ help
+
+TEST(Help, TellsOfFamiliesCommandsAndPatterns) {
+  EXPECT_NE(kdish::families_help(shipped()).find("\n  fec "), std::string::npos);
+  EXPECT_NE(kdish::topic_help(shipped(), "fec").find("ldpc::gen_core_params"), std::string::npos);
+  const std::string command = kdish::topic_help(shipped(), "::ldpc::gen_core_params");
+  EXPECT_EQ(command.substr(0, 30), "ldpc::gen_core_params options\n");
+  EXPECT_EQ(command.find("fec_code"), std::string::npos) << "a key of the other core";
+  EXPECT_NE(kdish::topic_help(shipped(), "sd_fec::gen_core_params").find("fec_code"), std::string::npos);
+  EXPECT_EQ(kdish::topic_help(shipped(), "*gen_turbo*"),
+            "sd_fec::gen_turbo_params  The writes that set the Turbo decoder\n");
+}
+
+TEST(Help, NamesWhatMayHaveBeenMeant) {
+  const auto fault = [](std::string const& topic) {
+    try {
+      kdish::topic_help(shipped(), topic);
+    } catch (std::runtime_error const& error) {
+      return std::string(error.what());
+    }
+    return std::string("none");
+  };
+  EXPECT_EQ(fault("gen_turbo_param"),
+            "no command and no family \"gen_turbo_param\"; did you mean sd_fec::gen_turbo_params?");
+  EXPECT_EQ(fault("xyz"), "no command and no family \"xyz\"; help lists the families");
+  EXPECT_NE(fault(""), "none");
+  EXPECT_NE(fault("::"), "none");
+}
+
+TEST(Help, NoLineIsWiderThanAScreenButForNamesAndExamples) {
+  for (auto const& family : shipped().families()) {
+    std::istringstream lines(kdish::family_help(*family));
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 100U) << line;
+  }
+}
+
+// ------------------------------------------------------------------------------------------------ the table is whole
+
+class Interpreter {
+ public:
+  Interpreter() : interp_((Tcl_FindExecutable(nullptr), Tcl_CreateInterp())) { EXPECT_EQ(Tcl_Init(interp_), TCL_OK); }
+  Interpreter(Interpreter const&) = delete;
+  Interpreter& operator=(Interpreter const&) = delete;
+  ~Interpreter() { Tcl_DeleteInterp(interp_); }
+
+  void load(std::string const& library) {
+    const std::string script = "load {" IPTASKS_LIB_DIR "/" + library + "}";
+    EXPECT_EQ(Tcl_Eval(interp_, script.c_str()), TCL_OK) << Tcl_GetStringResult(interp_);
+  }
+  std::set<std::string> commands() {
+    constexpr char const* kAll =
+        "namespace eval probe { proc all ns { concat [info commands ${ns}::*] {*}[lmap child [namespace children ::$ns] "
+        "{ all $child }] } }; probe::all {}";
+    EXPECT_EQ(Tcl_Eval(interp_, kAll), TCL_OK);
+    int count = 0;
+    Tcl_Obj** names = nullptr;
+    EXPECT_EQ(Tcl_ListObjGetElements(interp_, Tcl_GetObjResult(interp_), &count, &names), TCL_OK);
+    std::set<std::string> all;
+    for (int i = 0; i < count; ++i) all.insert(Tcl_GetString(names[i]) + 2);  // without ::
+    return all;
+  }
+
+ private:
+  Tcl_Interp* interp_;
+};
+
+std::set<std::string> table_commands(std::string const& library) {
+  std::set<std::string> names;
+  for (auto const& [name, command] : shipped().commands())
+    if (command->family->library == library) names.insert(name);
+  return names;
+}
+
+class Registered : public testing::TestWithParam<char const*> {};
+
+TEST_P(Registered, EveryCommandHasAnEntryAndNoOther) {
+  Interpreter plain;
+  const std::set<std::string> before = plain.commands();
+  plain.load(GetParam());
+  std::set<std::string> added;
+  for (std::string const& name : plain.commands())
+    if (!before.contains(name)) added.insert(name);
+  EXPECT_EQ(added, table_commands(GetParam()));
+}
+INSTANTIATE_TEST_SUITE_P(Libraries, Registered,
+                         testing::Values("libkdi_iptasks.so", "libkdi_common.so", "libkdi_fectools.so"));
+
+TEST(CommandTable, NoFamilyIsOfAnUnknownLibrary) {
+  const std::set<std::string> known = {"libkdi_iptasks.so", "libkdi_common.so", "libkdi_fectools.so", "kdish"};
+  for (auto const& family : shipped().families()) EXPECT_TRUE(known.contains(family->library)) << family->name;
+}
+
+TEST(CommandTable, EveryCommandOfTheShellHasAnEntryAndNoOther) {
+  // the shell's own are those that are neither plain Tcl's nor of a library; `load` shows those of the libraries
+  const std::string script = R"(
+    proc all {in ns} { concat [interp eval $in [list info commands ${ns}::*]] {*}[lmap child [interp eval $in [list namespace children ::$ns]] { all $in $child }] }
+    interp create plain
+    foreach library {libkdi_iptasks.so libkdi_common.so libkdi_fectools.so} { plain eval [list load )" IPTASKS_LIB_DIR
+                             R"(/$library] }
+    set known [all plain {}]
+    foreach name [all {} {}] { if {$name ni $known && $name ni {::all ::plain} && ![string match ::oo::Obj* $name]} { puts [string range $name 2 end] } }
+  )";
+  const Scratch folder;
+  const Outcome outcome = run_program({IPTASKS_KDISH, folder.file("list.tcl", script)});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  std::istringstream lines(outcome.out);
+  std::set<std::string> names;
+  for (std::string line; std::getline(lines, line);) names.insert(line);
+  EXPECT_EQ(names, table_commands("kdish"));
+}
+
+TEST(CommandReference, IsWhatTheTableSays) {
+  const Outcome outcome = run_program({IPTASKS_COMMAND_DOCS, kData, IPTASKS_SOURCE_DIR "/docs/commands", "--check"});
+  EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+}
+
+TEST(CommandReference, AStalePageAStrayPageAndAMissingOneAreNamed) {
+  const Scratch docs;
+  ASSERT_EQ(run_program({IPTASKS_COMMAND_DOCS, kData, docs.folder()}).status, 0);
+  ASSERT_EQ(run_program({IPTASKS_COMMAND_DOCS, kData, docs.folder(), "--check"}).status, 0);
+  docs.file("fec.md", "something else");
+  docs.file("nothing.md", "a page");
+  std::filesystem::remove(docs.path("dsp.md"));
+  const Outcome outcome = run_program({IPTASKS_COMMAND_DOCS, kData, docs.folder(), "--check"});
+  EXPECT_EQ(outcome.status, 1);
+  for (char const* name : {"fec.md", "dsp.md", "nothing.md"}) EXPECT_NE(outcome.out.find(name), std::string::npos);
+  EXPECT_EQ(docs.content("fec.md"), "something else") << "a check writes nothing";
+}
+
+// ------------------------------------------------------------------------------------------------ examples and JSON
+
+// The truth about shapes, told a second time: from the JSON that came out.
+std::string misfit(json const& value, Shape const& shape, std::string const& place) {
+  switch (shape.kind) {
+    case Shape::Kind::text:
+      return value.is_string() ? "" : place + " is no text";
+    case Shape::Kind::integer:
+      return value.is_number_integer() ? "" : place + " is no integer";
+    case Shape::Kind::number:
+      return value.is_number() ? "" : place + " is no number";
+    case Shape::Kind::boolean:
+      return value.is_boolean() ? "" : place + " is no boolean";
+    case Shape::Kind::list:
+      if (!value.is_array()) return place + " is no list";
+      for (json const& element : value)
+        if (std::string fault = misfit(element, shape.parts[0].shape, place + "[]"); !fault.empty()) return fault;
+      return "";
+    case Shape::Kind::tuple:
+    case Shape::Kind::dict:
+      break;
+  }
+  if (!value.is_object()) return place + " is no object";
+  std::set<std::string> known;
+  Shape const* any = nullptr;
+  for (Shape::Part const& part : shape.parts) {
+    known.insert(part.name);
+    if (part.name == "*") {
+      any = &part.shape;
+    } else if (!value.contains(part.name)) {
+      if (!part.optional) return place + " lacks " + part.name;
+    } else if (std::string fault = misfit(value[part.name], part.shape, place + "." + part.name); !fault.empty()) {
+      return fault;
+    }
+  }
+  for (auto const& [key, member] : value.items()) {
+    if (known.contains(key)) continue;
+    if (any == nullptr) return place + " has " + key;
+    if (std::string fault = misfit(member, *any, place + "." + key); !fault.empty()) return fault;
+  }
+  return "";
+}
+
+class Examples : public testing::TestWithParam<std::string> {};
+
+TEST_P(Examples, GiveTheResultThatIsShown) {
+  Command const& command = *shipped().command(GetParam());
+  const Scratch folder;
+  const std::string script = command.example.setup + "\n" + command.example.script;
+  const Outcome outcome = run_program(
+      {IPTASKS_KDISH, folder.file("example.tcl", command.example.setup + "\nputs -nonewline [open result w] [" +
+                                                     command.example.script + "]")},
+      {{}, folder.folder(), "", ""});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const std::string result = folder.content("result");
+  if (command.example.is_pattern)
+    EXPECT_NE(Tcl_StringMatch(result.c_str(), command.example.result.c_str()), 0) << result;
+  else
+    EXPECT_EQ(result, command.example.result);
+}
+
+TEST_P(Examples, GiveJsonOfTheDeclaredShape) {
+  Command const& command = *shipped().command(GetParam());
+  const Scratch folder;
+  const Outcome outcome =
+      run_program({IPTASKS_KDISH, "--json", "-c", command.example.setup + "\n" + command.example.script},
+                  {{}, folder.folder(), "", ""});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  ASSERT_TRUE(outcome.out.ends_with("\n"));
+  EXPECT_EQ(outcome.out.find('\n'), outcome.out.size() - 1) << "one line";
+  const json value = json::parse(outcome.out, nullptr, false);
+  ASSERT_FALSE(value.is_discarded()) << outcome.out;
+  const bool is_own_result = command.example.script.starts_with(GetParam()) ||
+                             std::any_of(command.names.begin(), command.names.end(), [&](std::string const& name) {
+                               return command.example.script.starts_with(name);
+                             });
+  EXPECT_EQ(is_own_result ? misfit(value, command.shape, "result") : misfit(value, Shape{}, "result"), "");
+}
+
+std::vector<std::string> entries() {
+  std::vector<std::string> names;
+  for (auto const& family : shipped().families())
+    for (Command const& command : family->commands) names.push_back(command.names[0]);
+  return names;
+}
+std::string test_name(testing::TestParamInfo<std::string> const& info) {
+  std::string name = info.param;
+  for (char& c : name)
+    if (std::isalnum(static_cast<unsigned char>(c)) == 0) c = '_';
+  return name;
+}
+INSTANTIATE_TEST_SUITE_P(Commands, Examples, testing::ValuesIn(entries()), test_name);
+
+}  // namespace

@@ -1,0 +1,135 @@
+// What Tab offers, for texts up to the cursor.
+#include "completion.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "scratch.h"
+
+namespace {
+
+using kdish::Completion;
+using kdish::KnownNames;
+
+using Texts = std::vector<std::string>;
+
+KnownNames::List among(Texts const& all) {
+  return [all](std::string const& prefix) {
+    Texts found;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(found),
+                 [&](std::string const& name) { return name.starts_with(prefix); });
+    return found;
+  };
+}
+
+Completion completed(std::string const& text) {
+  static const kdish::Table table({IPTASKS_DATA_DIR "/commands"});
+  KnownNames names;
+  names.commands = among({"get_param", "get_part", "help", "ldpc::gen_core_params", "puts", "user::"});
+  names.variables = among({"code", "codes", "x"});
+  names.parts = among({"zrv1-a", "zrv1-b", "zrv2-a"});
+  names.parameters = among({"project.one", "project.two"});
+  return complete(text, table, names);
+}
+
+Texts offered(std::string const& text) {
+  Texts texts;
+  for (kdish::Candidate const& candidate : completed(text).candidates) texts.push_back(candidate.text);
+  return texts;
+}
+
+TEST(Completion, OffersCommandsWhereACommandBegins) {
+  const Texts both = {"get_param", "get_part"};
+  for (char const* text : {"get_", "set x 1; get_", "set x [get_", "if {$x} { get_", "if {$x} {\n  puts a\n  get_",
+                           "proc f {} { return [get_", "puts \"[get_", "set x \"a ; b\"; get_", "set x {a \" b}; get_"})
+    EXPECT_EQ(offered(text), both) << text;
+  EXPECT_EQ(offered("ldpc"), Texts{"ldpc::gen_core_params"});
+  EXPECT_EQ(completed("use").candidates.at(0).whole, false) << "a namespace goes on";
+  EXPECT_EQ(completed("set x [get_par").begin, 7U);
+}
+
+TEST(Completion, OffersNothingInACommentOrBehindASubstitution) {
+  for (char const* text : {"# get_", "set x 1 ;# get_", "get_part [help]ge", "help {a}", "puts {get"})
+    EXPECT_EQ(offered(text).size(), std::string(text) == "puts {get" ? 2U : 0U) << text;
+}
+
+TEST(Completion, OffersPartsAndParametersWhereTheTableSaysSo) {
+  EXPECT_EQ(offered("get_part zrv1"), (Texts{"zrv1-a", "zrv1-b"}));
+  EXPECT_EQ(offered("get_part \"zrv2"), Texts{"\"zrv2-a"});
+  EXPECT_EQ(offered("get_part zrv1-a zr"), Texts{}) << "it takes one word";
+  EXPECT_EQ(offered("set_param pro"), (Texts{"project.one", "project.two"}));
+  EXPECT_EQ(offered("set_param project.one t"), Texts{"true"});
+  EXPECT_EQ(offered("help ldpc"), Texts{"ldpc::gen_core_params"});
+  EXPECT_EQ(offered("help fe"), (Texts{"fec", "fectools"}));
+}
+
+TEST(Completion, OffersOptionsAndTheirValues) {
+  EXPECT_EQ(offered("get_primitives "), (Texts{"-kind", "-part"}));
+  EXPECT_EQ(offered("get_primitives -p"), Texts{"-part"});
+  EXPECT_EQ(offered("get_primitives -part zrv2"), Texts{"zrv2-a"});
+  EXPECT_EQ(offered("get_primitives -part zrv2-a -kind c"), (Texts{"clock", "controller"}));
+}
+
+TEST(Completion, OffersTheKeysOfADictionaryAndNothingForItsValues) {
+  EXPECT_EQ(offered("ldpc::gen_core_params {din"),
+            Texts{"din_words"}.size() == 1 ? (Texts{"din", "din_words"}) : Texts{});
+  EXPECT_EQ(offered("ldpc::gen_core_params {din_words 1 ax"), (Texts{"axi_wr_protect", "axis_enable"}));
+  EXPECT_EQ(offered("ldpc::gen_core_params {\n  din_words 1\n  by"), Texts{"bypass"});
+  EXPECT_EQ(offered("ldpc::gen_core_params {din_words "), Texts{});
+  EXPECT_EQ(offered("ldpc::gen_ldpc_params {n 24 sm_array {{ge"), Texts{}) << "data inside data";
+}
+
+TEST(Completion, OffersVariablesBehindADollar) {
+  EXPECT_EQ(offered("puts $co"), (Texts{"$code", "$codes"}));
+  EXPECT_EQ(offered("get_part a$x"), Texts{"$x"});
+  EXPECT_EQ(offered("puts \\$co"), Texts{});
+}
+
+TEST(Completion, OffersFilesWithWhatTclReadsEscaped) {
+  const Scratch folder;
+  folder.file("plain.tcl", "");
+  folder.file("two words.tcl", "");
+  folder.file("[odd]$.tcl", "");
+  folder.file("deep/er.txt", "");
+  folder.file(".hidden", "");
+  const std::string at = folder.folder() + "/";
+  EXPECT_EQ(offered("source " + at + "pl"), Texts{at + "plain.tcl"});
+  EXPECT_EQ(offered("source " + at + "tw"), Texts{at + "two\\ words.tcl"});
+  EXPECT_EQ(offered("source " + at + "two\\ w"), Texts{at + "two\\ words.tcl"});
+  EXPECT_EQ(offered("source \"" + at + "two w"), Texts{"\"" + at + "two words.tcl"});
+  EXPECT_EQ(offered("source " + at + "\\["), Texts{at + "\\[odd\\]\\$.tcl"});
+  EXPECT_EQ(offered("replay " + at + "de"), Texts{at + "deep/"});
+  EXPECT_FALSE(completed("replay " + at + "de").candidates.at(0).whole);
+  EXPECT_EQ(offered("source " + at).size(), 4U) << "all but the hidden one";
+  EXPECT_EQ(offered("source " + at + ".h"), Texts{at + ".hidden"});
+  EXPECT_EQ(offered("source /nonexistent/folder/"), Texts{});
+  const Environment home("HOME", folder.folder());
+  EXPECT_EQ(offered("source ~/pl"), Texts{"~/plain.tcl"});
+}
+
+TEST(Completion, InsertsWhatAllCandidatesShareAndNoHalfOfACharacter) {
+  EXPECT_EQ(completed("get_").common(), "get_par");
+  EXPECT_EQ(completed("nothing").common(), "");
+  Completion umlauts;
+  umlauts.candidates = {{"x\xC3\xA4", "", true}, {"x\xC3\xB6", "", true}};
+  EXPECT_EQ(umlauts.common(), "x");
+  Completion escapes;
+  escapes.candidates = {{"x\\ a", "", true}, {"x\\$a", "", true}};
+  EXPECT_EQ(escapes.common(), "x");
+}
+
+TEST(Completion, TakesAnyText) {
+  // every start of a text with all that Tcl knows, and each with any one character left out
+  const std::string text = "a {b [c \"d $e(f) \\{ ] } ${g} \\\n # h\n; i\"j [k]} \"l {m\" # [n; \\";
+  for (std::size_t end = 0; end <= text.size(); ++end) {
+    for (std::size_t gap = 0; gap < end; ++gap) {
+      std::string shorter = text.substr(0, end);
+      shorter.erase(gap, 1);
+      EXPECT_LE(completed(shorter).begin, shorter.size());
+    }
+  }
+  for (int c = 0; c < 256; ++c) EXPECT_LE(completed(std::string(3, static_cast<char>(c))).begin, 3U);
+}
+
+}  // namespace

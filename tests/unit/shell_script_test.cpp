@@ -1,0 +1,316 @@
+// kdish without a person: scripts, single commands, JSON, journals.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "decimal_comma.h"
+#include "program.h"
+#include "scratch.h"
+
+namespace {
+
+using nlohmann::json;
+using Words = std::vector<std::string>;
+
+Outcome kdish(Words words, Surroundings const& around = {}) {
+  words.insert(words.begin(), IPTASKS_KDISH);
+  return run_program(words, around);
+}
+Surroundings in(std::string const& folder) { return {{}, folder, "", ""}; }
+
+// ------------------------------------------------------------------------------------------------ scripts
+
+TEST(Script, GetsItsWordsAndTheCommands) {
+  const Scratch folder;
+  const std::string path =
+      folder.file("a.tcl",
+                  "puts [list $argv0 $argc $argv $tcl_interactive]\n"
+                  "puts [file tail [info script]]\n"
+                  "puts [ldpc::gen_core_params {}]\nputs [get_primitives -part zrv7030-c484-1-c -kind clock]");
+  const Outcome outcome =
+      kdish({path, "one", "two words", "--json", "\xC3\xA4"}, {{{"LC_ALL", "C.UTF-8"}}, "", "", ""});
+  EXPECT_EQ(outcome.out, path + " 4 {one {two words} --json \xC3\xA4} 0\na.tcl\n{12 0 AXIS_WIDTH}\nMMCM PLL\n");
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(Script, EndsWithAStatus) {
+  const Scratch folder;
+  const auto status = [&](std::string const& text) { return kdish({folder.file("s.tcl", text)}).status; };
+  EXPECT_EQ(status("expr 1"), 0);
+  EXPECT_EQ(status(""), 0);
+  EXPECT_EQ(status("return 5"), 0);
+  EXPECT_EQ(status("exit 7"), 7);
+  EXPECT_EQ(status("puts {"), 1);
+  EXPECT_EQ(status("error x"), 1);
+  const Outcome failed = kdish({folder.file("s.tcl", "puts before\nproc f {} {\n  error broken\n}\nf")});
+  EXPECT_EQ(failed.out, "before\n");
+  EXPECT_EQ(failed.err.substr(0, 16), "broken\n    while");
+  EXPECT_NE(failed.err.find("line 5"), std::string::npos) << failed.err;
+  const Outcome missing = kdish({"/nonexistent.tcl"});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.err.substr(0, 42), "couldn't read file \"/nonexistent.tcl\": no ");
+}
+
+TEST(Script, MistakesInTheWordsAreOfAStatusOfTheirOwn) {
+  for (Words const& words : {Words{"--nothing"},
+                             {"-c"},
+                             {"--journal"},
+                             {"--journal", ""},
+                             {"--color", "blue"},
+                             {"--replay"},
+                             {""},
+                             {"--replay", "a", "b"}}) {
+    const Outcome outcome = kdish(words);
+    EXPECT_EQ(outcome.status, 2) << words[0];
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.substr(0, 7), "kdish: ");
+  }
+  EXPECT_EQ(kdish({"--help"}).out.substr(0, 6), "usage:");
+  EXPECT_EQ(kdish({"--version"}).out.substr(0, 6), "kdish ");
+}
+
+TEST(Script, AnUnknownCommandIsAnsweredWithCloseOnes) {
+  const Outcome outcome = kdish({"-c", "gen_turbo_parms {}"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("\ndid you mean sd_fec::gen_turbo_params?"), std::string::npos) << outcome.err;
+}
+
+TEST(Script, StandardInputIsRunCommandByCommandUntilOneFails) {
+  const Outcome whole = kdish({}, {{}, "", "set x [list a \\\n  b]\nputs $x; puts [llength {\n 1 2 }]", ""});
+  EXPECT_EQ(whole.out, "a b\n2\n");
+  EXPECT_EQ(whole.status, 0);
+  const Outcome failed = kdish({"-"}, {{}, "", "puts 1\nerror no\nputs 2\n", ""});
+  EXPECT_EQ(failed.out, "1\n");
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_EQ(kdish({}, {{}, "", "puts {a\n", ""}).status, 1);
+  EXPECT_EQ(kdish({}, {{}, "", "gets stdin line\nthe next line\nputs <$line>", ""}).out, "<the next line>\n");
+}
+
+TEST(Script, OneCommandPrintsItsResult) {
+  EXPECT_EQ(kdish({"-c", "lindex $argv 1", "a", "b"}).out, "b\n");
+  EXPECT_EQ(kdish({"-c", "set x 1; list a {b c}"}).out, "a {b c}\n");
+  EXPECT_EQ(kdish({"-c", "set x {}"}).out, "");
+  EXPECT_EQ(kdish({"-c", "exit 3"}).status, 3);
+  EXPECT_EQ(kdish({"-c", "puts a; error b"}).status, 1);
+}
+
+TEST(Script, ThePackageMayAskTheShell) {
+  const Outcome outcome = kdish({"-c",
+                                 "set_param project.enableCIPS32 1; list [get_param project.enableCIPS32] "
+                                 "[kdi::get_param project.enableCIPS32] [unset_param project.enableCIPS32]"});
+  EXPECT_EQ(outcome.out, "true true false\n");
+  for (char const* command :
+       {"set_param nothing 1", "set_param project.enableCIPS32 perhaps", "get_param nothing", "get_part nothing",
+        "report_part {}", "get_primitives -part", "get_primitives -kind clock",
+        "get_primitives -part zrv7030-c484-1-c -kind word", "get_primitives x y", "help nothing at all", "help",
+        "replay /nonexistent", "to_json", "progress a 1", "progress a 2 1", "progress a x 1"}) {
+    const Outcome failed = kdish({"-c", command});
+    EXPECT_EQ(failed.status, std::string(command) == "help" ? 0 : 1) << command;
+    EXPECT_EQ(failed.err.empty(), std::string(command) == "help") << command;
+  }
+}
+
+TEST(Script, ABrokenDeviceIsToldOfAndLeftOut) {
+  const Scratch data;
+  data.file("devices/broken.json", "{");
+  const Outcome outcome = kdish({"-c", "list_parts zrv7030-c484-1-*"}, {{{"KDI_DATA_DIR", data.folder()}}, "", "", ""});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "zrv7030-c484-1-c zrv7030-c484-1-i\n");
+  EXPECT_EQ(outcome.err.substr(0, 15), "ERROR: [kdish] ");
+  EXPECT_NE(outcome.err.find("broken.json:1:"), std::string::npos) << outcome.err;
+  EXPECT_EQ(outcome.err.find('\033'), std::string::npos) << "no colour away from a terminal";
+  const Outcome coloured =
+      kdish({"--color", "always", "-c", "list_parts none"}, {{{"KDI_DATA_DIR", data.folder()}}, "", "", ""});
+  EXPECT_EQ(coloured.err.substr(0, 12), "\033[31mERROR: ");
+}
+
+TEST(Script, ABrokenTableIsNamed) {
+  const Scratch data;
+  data.file("commands/broken.json", "\n{\"format\": 3}");
+  const Outcome outcome = kdish({"-c", "expr 1"}, {{{"KDI_DATA_DIR", data.folder()}}, "", "", ""});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("broken.json:2: format: "), std::string::npos) << outcome.err;
+}
+
+TEST(Script, OutputThatNobodyTakesIsAFailure) {
+  for (Words const& words :
+       {Words{"-c", "while 1 {puts x}"}, {"-c", "expr 1"}, {"--json", "-c", "expr 1"}, {"-c", "puts x"}}) {
+    const Outcome outcome = kdish(words, {{}, "", "", "|"});
+    EXPECT_EQ(outcome.status, 1) << words.back();
+    EXPECT_NE(outcome.err.find("roken pipe"), std::string::npos) << outcome.err;
+    const Outcome full = kdish(words, {{}, "", "", "/dev/full"});
+    EXPECT_EQ(full.status, 1) << words.back();
+    EXPECT_NE(full.err.find("o space left"), std::string::npos) << full.err;
+  }
+}
+
+TEST(Script, NumbersAreTheSameUnderEveryLocale) {
+  const DecimalComma comma;
+  if (!comma.reaches_the_c_library()) GTEST_SKIP() << "no source of the locale on this machine";
+  const Surroundings german{{{"LC_ALL", "de_DE.UTF-8"}}, "", "", ""};
+  for (char const* command :
+       {"expr {1.5 * 3}", "get_part zrv7030-c484-1-c", "fir_compiler_fftalgorithm::get_frequency_response {1.5 2.25}",
+        "report_part zrv7030-c484-1-c"}) {
+    ::setenv("LC_ALL", "C", 1);
+    const Outcome plain = kdish({"--json", "-c", command});
+    const Outcome other = kdish({"--json", "-c", command}, german);
+    ::unsetenv("LC_ALL");
+    EXPECT_EQ(plain.status, 0);
+    EXPECT_EQ(plain.out, other.out);
+    EXPECT_FALSE(json::parse(other.out, nullptr, false).is_discarded());
+  }
+  EXPECT_EQ(kdish({"-c", "expr 1.5"}, german).out, "1.5\n");
+}
+
+// ------------------------------------------------------------------------------------------------ JSON
+
+TEST(Json, IsAloneOnStandardOutput) {
+  const Scratch folder;
+  folder.file("t.csv", "a\n1");
+  const Outcome outcome = kdish({"--json", "-c", "puts noise; VCUAPI::read_csv t.csv extra"}, in(folder.folder()));
+  EXPECT_EQ(outcome.out, "[\"a@1\"]\n");
+  EXPECT_NE(outcome.err.find("noise"), std::string::npos);
+  EXPECT_NE(outcome.err.find("Able to open file"), std::string::npos) << "what the library itself prints";
+}
+
+TEST(Json, FollowsTheLastCommandOfAScript) {
+  EXPECT_EQ(kdish({"--json", "-c", "::sd_fec::gen_turbo_params {}; expr 7"}).out, "\"7\"\n");
+  EXPECT_EQ(kdish({"--json", "-c", "set x 1 ;\n ::sd_fec::gen_core_params {} ; # done"}).out,
+            "[{\"address\":20,\"data\":0,\"comment\":\"FEC_CODE\"},{\"address\":12,\"data\":0,\"comment\":\"AXIS_"
+            "WIDTH\"}]\n");
+  const Scratch folder;
+  EXPECT_EQ(kdish({"--json", folder.file("j.tcl", "puts log\nlist_parts zrv7030-c484-1-c")}).out,
+            "[\"zrv7030-c484-1-c\"]\n");
+  EXPECT_EQ(kdish({"--json"}, {{}, "", "expr 1\nlist_parts zrv7030-c484-1-c", ""}).out,
+            "\"1\"\n[\"zrv7030-c484-1-c\"]\n");
+}
+
+TEST(Json, ThereIsNoneForAFailure) {
+  const Outcome outcome = kdish({"--json", "-c", "sd_fec::gen_core_params"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err.substr(0, 27), "Invalid number of arguments");
+}
+
+TEST(Json, AResultOfAnotherShapeIsRefused) {
+  const Outcome outcome = kdish({"--json", "-c", "proc list_parts {} { return \"\\{\" }; list_parts"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_NE(outcome.err.find("not as declared"), std::string::npos) << outcome.err;
+}
+
+TEST(Json, ManyCodesKeepTheirOrder) {
+  const std::string code =
+      "{n 24 k 12 p 4 sm_array {{row 0 col 0 shift 0} {row 0 col 3 shift 1} {row 1 col 1 shift 0} {row 1 col 4 "
+      "shift 3} {row 2 col 2 shift 2} {row 2 col 5 shift 0}}}";
+  const Outcome outcome = kdish({"--json", "-c", "ldpc::gen_ldpc_params {zeta " + code + " alpha " + code + "}"});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const auto value = nlohmann::ordered_json::parse(outcome.out);
+  EXPECT_EQ(value["config"].begin().key(), "zeta");
+  EXPECT_EQ(value["config"]["alpha"]["n"], 24);
+  EXPECT_TRUE(value["config"]["alpha"]["enc_OK"].is_boolean());
+}
+
+// ------------------------------------------------------------------------------------------------ journals
+
+constexpr char const* kHeader = "# kdish journal 1\n";
+
+TEST(Journal, HoldsTheCommandsAndHowTheyEnded) {
+  const Scratch folder;
+  const Outcome outcome = kdish(
+      {"--journal", "j"}, {{}, folder.folder(), "set x {a\nb}\n# a remark\n\nputs $x\nerror no\nputs later\n", ""});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(folder.content("j"),
+            std::string(kHeader) + "set x {a\nb}\n#= ok\n;# a remark\n#= ok\nputs $x\n#= ok\nerror no\n#= error\n");
+}
+
+TEST(Journal, IsReplayedAndGoesOn) {
+  const Scratch folder;
+  kdish({"--journal", "j", "-c", "set x [list_parts zrv7030-c484-1-*]; llength $x"}, in(folder.folder()));
+  kdish({"--journal", "j", "-c", "# what follows\nputs [ldpc::gen_core_params {}]"}, in(folder.folder()));
+  kdish({"--journal", "j", "-c", "no_such_command"}, in(folder.folder()));
+  kdish({"--journal", "j", "-c", "puts {"}, in(folder.folder()));
+  const Outcome outcome = kdish({"--replay", "j"}, in(folder.folder()));
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_NE(outcome.out.find("\n2\n"), std::string::npos) << outcome.out;
+  EXPECT_NE(outcome.out.find("\n{12 0 AXIS_WIDTH}\n"), std::string::npos) << outcome.out;
+}
+
+TEST(Journal, AReplayStopsWhereTheOutcomeDiffers) {
+  const Scratch folder;
+  folder.file("j", std::string(kHeader) + "set x 1\n#= ok\nexpr {\n  $y\n}\n#= ok\nputs later\n#= ok\n");
+  const Outcome outcome = kdish({"--replay", "j"}, in(folder.folder()));
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("j:4: the command succeeded when it was journalled, and fails now: can't read \"y\""),
+            std::string::npos)
+      << outcome.err;
+  EXPECT_EQ(outcome.out.find("later"), std::string::npos);
+  folder.file("j", std::string(kHeader) + "expr 1\n#= error\n");
+  EXPECT_EQ(kdish({"--replay", "j"}, in(folder.folder())).status, 1);
+}
+
+TEST(Journal, ItsLastCommandMayLackAnEnd) {
+  const Scratch folder;
+  kdish({"--journal", "j", "-c", "puts bye; exit 4"}, in(folder.folder()));
+  EXPECT_EQ(folder.content("j"), std::string(kHeader) + "puts bye; exit 4\n");
+  EXPECT_EQ(kdish({"--replay", "j"}, in(folder.folder())).status, 4);
+}
+
+TEST(Journal, TellsHowToRunAScriptAgain) {
+  const Scratch folder;
+  folder.file("s.tcl", "puts <[lindex $argv 0]>");
+  EXPECT_EQ(kdish({"--journal", "j", "s.tcl", "a b"}, in(folder.folder())).status, 0);
+  const Outcome outcome = kdish({"--replay", "j"}, in(folder.folder()));
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_NE(outcome.out.find("<a b>\n"), std::string::npos) << outcome.out;
+}
+
+TEST(Journal, ThatCannotBeWrittenKeepsTheCommandsFromRunning) {
+  const Scratch folder;
+  folder.file("letter", "Dear reader");
+  for (std::string const path : {"/nonexistent/j", ".", "letter", "/dev/full"}) {
+    const Outcome outcome = kdish({"--journal", path, "-c", "puts ran"}, in(folder.folder()));
+    EXPECT_EQ(outcome.status, 1) << path;
+    EXPECT_EQ(outcome.out, "") << path;
+    EXPECT_NE(outcome.err.find(path + ": "), std::string::npos) << outcome.err;
+  }
+  EXPECT_EQ(folder.content("letter"), "Dear reader");
+  EXPECT_EQ(kdish({"-c", "journal /dev/full"}).status, 1);
+}
+
+TEST(Journal, ThatNoLongerCanBeWrittenIsToldOfOnceAndTheCommandsRun) {
+  const Scratch folder;
+  // the file may take 64 blocks of 512 bytes at most
+  const Outcome outcome = run_program(
+      {"/bin/sh", "-c", "ulimit -f 1; exec \"$0\" --journal j", IPTASKS_KDISH},
+      {{}, folder.folder(), "set x " + std::string(2000, 'a') + "\nputs [string length $x]\nputs more\n", ""});
+  EXPECT_EQ(outcome.out, "2000\nmore\n");
+  EXPECT_EQ(outcome.status, 1) << outcome.err;
+  EXPECT_NE(outcome.err.find("j: the journal ends here"), std::string::npos) << outcome.err;
+  EXPECT_EQ(outcome.err.find("ends here"), outcome.err.rfind("ends here"));
+}
+
+TEST(Journal, OtherFilesAreNoJournals) {
+  const Scratch folder;
+  folder.file("letter", "Dear reader");
+  for (char const* name : {"letter", "nothing", "."})
+    EXPECT_EQ(kdish({"--replay", name}, in(folder.folder())).status, 1) << name;
+  folder.file("j", kHeader);
+  EXPECT_EQ(kdish({"-c", "replay j"}, in(folder.folder())).out, "0\n");
+  EXPECT_EQ(kdish({"--journal", "j", "-c", "replay j"}, in(folder.folder())).status, 1) << "it is being written";
+  folder.file("k", std::string(kHeader) + "replay k\n");
+  EXPECT_EQ(kdish({"--replay", "k"}, in(folder.folder())).status, 0)
+      << "the inner one fails, with no ending to hold it to";
+}
+
+TEST(Journal, AScriptMayBeginAndEndIt) {
+  const Scratch folder;
+  const Outcome outcome =
+      kdish({}, {{}, folder.folder(), "set a 1\njournal j\nset b 2\nputs [journal]\njournal {}\nset c 3\n", ""});
+  EXPECT_EQ(outcome.out, "j\n");
+  EXPECT_EQ(folder.content("j"), std::string(kHeader) + "set b 2\n#= ok\nputs [journal]\n#= ok\njournal {}\n");
+  EXPECT_EQ(kdish({"--replay", "j"}, in(folder.folder())).status, 0);
+}
+
+}  // namespace

@@ -1,0 +1,252 @@
+// kdish as a person types it.
+#include <gtest/gtest.h>
+
+#include "program.h"
+#include "scratch.h"
+
+namespace {
+
+constexpr char const* kPrompt = "kdish> ";
+constexpr char const* kContinuation = "     > ";
+constexpr char const* kControlC = "\x03";
+constexpr char const* kControlD = "\x04";
+constexpr char const* kUp = "\033[A";
+
+class Terminal : public testing::Test {
+ protected:
+  Variables variables() const {
+    return {{"HOME", folder_.folder()}, {"TERM", "xterm"}, {"LC_ALL", "C.UTF-8"}, {"NO_COLOR", ""}};
+  }
+  // Types `keys` when the prompt is there.
+  static void at_prompt(TerminalSession& session, std::string const& keys) {
+    ASSERT_TRUE(session.shows(kPrompt));
+    session.type(keys);
+  }
+  static void give_up(TerminalSession& session) {
+    session.type(kControlC);
+    ASSERT_TRUE(session.shows("^C\r\n"));
+  }
+  static void leave(TerminalSession& session) {
+    at_prompt(session, kControlD);
+    EXPECT_EQ(session.finish(), 0);
+  }
+
+  Scratch folder_;
+  std::vector<std::string> const words_ = {IPTASKS_KDISH};
+};
+
+TEST_F(Terminal, ShowsResultsAndErrors) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "expr {6 * 7}\r");
+  EXPECT_TRUE(session.shows("\r\n42\r\n"));
+  at_prompt(session, "error {that is wrong}\r");
+  EXPECT_TRUE(session.shows("\033[31mthat is wrong\033[0m\r\n"));
+  at_prompt(session, "puts [set umlaut \xC3\xA4]; string length $umlaut\r");
+  EXPECT_TRUE(session.shows("\r\n\xC3\xA4\r\n1\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, WritesPlainTextWhereNoColourIsWanted) {
+  Variables plain = variables();
+  plain["NO_COLOR"] = "1";
+  TerminalSession session(words_, plain, folder_.folder());
+  at_prompt(session, "error {that is wrong}\r");
+  EXPECT_TRUE(session.shows("\r\nthat is wrong\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, ShowsMessagesInColour) {
+  folder_.file("data/devices/broken.json", "{");
+  Variables with_data = variables();
+  with_data["KDI_DATA_DIR"] = folder_.path("data");
+  TerminalSession session(words_, with_data, folder_.folder());
+  at_prompt(session, "list_parts none*\r");
+  EXPECT_TRUE(session.shows("\033[31mERROR: [kdish] "));
+  EXPECT_TRUE(session.shows("\033[0m\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, TakesACommandOfSeveralLines) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "proc twice {x} {\r");
+  ASSERT_TRUE(session.shows(kContinuation));
+  session.type("  return [expr {2 * $x}]\r");
+  ASSERT_TRUE(session.shows(kContinuation));
+  session.type("}\r");
+  at_prompt(session, "twice 21\r");
+  EXPECT_TRUE(session.shows("\r\n42\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, CompletesByTab) {
+  folder_.file("two words.tcl", "puts {it was sourced}");
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "sd_fec::gen_t\t{sca\t10}\r");
+  EXPECT_TRUE(session.shows("config {algorithm 0 scale 10}"));
+  at_prompt(session, "source two\t\r");
+  EXPECT_TRUE(session.shows("it was sourced\r\n"));
+  at_prompt(session, "get_param project.enableC\t\r");
+  EXPECT_TRUE(session.shows("\r\nfalse\r\n"));
+  at_prompt(session, "get_primitives -p\tzrv7030-c484-1-c -k\tcl\t\r");
+  EXPECT_TRUE(session.shows("\r\nMMCM PLL\r\n"));
+  at_prompt(session, "proc my_own_procedure {} { return found }\r");
+  at_prompt(session, "my_own\t\r");
+  EXPECT_TRUE(session.shows("\r\nfound\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, ListsWhatATabCannotDecide) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "ldpc::gen_\t");
+  EXPECT_TRUE(session.shows("\r\nldpc::gen_core_params  ldpc::gen_ldpc_params\r\n"));
+  EXPECT_TRUE(session.shows("ldpc::gen_")) << "the line stands again";
+  session.type("core_params {}\r");
+  EXPECT_TRUE(session.shows("{12 0 AXIS_WIDTH}"));
+  at_prompt(session, "get_part zrv7030-c484-1\t\t");
+  EXPECT_TRUE(session.shows("zrv7030-c484-1-c  zrv7030-c484-1-i\r\n"));
+  give_up(session);
+  leave(session);
+}
+
+TEST_F(Terminal, CompletionEvaluatesNothing) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "set count 0; trace add variable count read {apply {{args} {incr ::reads}}}; set reads 0\r");
+  at_prompt(session, "proc info args {incr ::calls}; proc unknown args {incr ::calls}; set calls 0\r");
+  at_prompt(session, "list [exit 3] [incr count] $coun\t\t");
+  give_up(session);
+  at_prompt(session, "no_such_thing [exit 4] \t\t");
+  give_up(session);
+  at_prompt(session, "if {[exit 5]} {get_par\t\t");
+  EXPECT_TRUE(session.shows("get_param"));
+  give_up(session);
+  at_prompt(session, "list $reads $calls [set count]\r");
+  EXPECT_TRUE(session.shows("\r\n0 0 0\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, CompletesInTheSecondLineOfACommand) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "ldpc::gen_core_params {\r");
+  ASSERT_TRUE(session.shows(kContinuation));
+  session.type("din_w\t1}\r");
+  EXPECT_TRUE(session.shows("{12 4 AXIS_WIDTH}"));
+  leave(session);
+}
+
+TEST_F(Terminal, KeepsAHistoryFromOneSessionToTheNext) {
+  {
+    TerminalSession session(words_, variables(), folder_.folder());
+    at_prompt(session, "expr 1000 + 1\r");
+    at_prompt(session, "list {first\r");
+    ASSERT_TRUE(session.shows(kContinuation));
+    session.type("second} x\r");
+    at_prompt(session, std::string(kUp) + kUp + "\r");
+    EXPECT_TRUE(session.shows("\r\n1001\r\n"));
+    leave(session);
+  }
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, std::string(kUp) + kUp + "\r");
+  EXPECT_TRUE(session.shows("{first\r\nsecond} x\r\n")) << "a command of two lines is one entry";
+  at_prompt(session,
+            "\x12"
+            "1000\r\r");  // searched for, backwards
+  EXPECT_TRUE(session.shows("\r\n1001\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, AHistoryThatCannotBeKeptIsToldOfOnce) {
+  Variables homeless = variables();
+  homeless["KDISH_HISTORY"] = "/nonexistent/history";
+  TerminalSession session(words_, homeless, folder_.folder());
+  at_prompt(session, "expr 1\r");
+  EXPECT_TRUE(session.shows("/nonexistent/history: the history cannot be written\r\n1\r\n"));
+  at_prompt(session, "expr 2\r");
+  EXPECT_TRUE(session.shows("expr 2\r\n2\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, ControlCGivesALineUp) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, std::string("set gone 1") + kControlC);
+  at_prompt(session, "info exists gone\r");
+  EXPECT_TRUE(session.shows("\r\n0\r\n"));
+  at_prompt(session, "proc f {} {\r");
+  ASSERT_TRUE(session.shows(kContinuation));
+  give_up(session);
+  at_prompt(session, "info commands f\r");
+  at_prompt(session, "expr 3\r");
+  EXPECT_TRUE(session.shows("\r\n3\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, ControlCInterruptsACommand) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  for (char const* command :
+       {"puts begun; while 1 {}", "puts begun; while 1 {catch {while 1 {incr x}}}", "puts begun; after 1000000",
+        "puts begun; vwait for_ever", "proc f {} {puts begun; while 1 {}}; f"}) {
+    at_prompt(session, std::string(command) + "\r");
+    ASSERT_TRUE(session.shows("\r\nbegun\r\n")) << command;
+    session.type(kControlC);
+    EXPECT_TRUE(session.shows("interrupted")) << command;
+  }
+  at_prompt(session, "expr 3\r");
+  EXPECT_TRUE(session.shows("\r\n3\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, ControlDLeavesACommandFirst) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "set x {\r");
+  ASSERT_TRUE(session.shows(kContinuation));
+  session.type(kControlD);
+  at_prompt(session, "info exists x\r");
+  EXPECT_TRUE(session.shows("\r\n0\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, ExitHasItsStatus) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "exit 7\r");
+  EXPECT_EQ(session.finish(), 7);
+}
+
+TEST_F(Terminal, LongWorkIsSeen) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "after 1500; progress {half done} 1 2; after 1000; puts x; set y done\r");
+  EXPECT_TRUE(session.shows("\r\033[K[1 s] after 1500; progress"));
+  EXPECT_TRUE(session.shows("\r\033[K[2 s] half done (1 of 2)"));
+  EXPECT_TRUE(session.shows("\r\033[Kx\r\ndone\r\n")) << "output takes the line's place";
+  at_prompt(session, "after 200\r");
+  at_prompt(session, "expr 1\r");
+  EXPECT_EQ(session.passed().find("[0 s]"), std::string::npos) << "short work is not";
+  leave(session);
+}
+
+TEST_F(Terminal, JournalsAndReplays) {
+  {
+    TerminalSession session({IPTASKS_KDISH, "--journal", "j"}, variables(), folder_.folder());
+    at_prompt(session, "set answer \\\r");
+    ASSERT_TRUE(session.shows(kContinuation));
+    session.type("42\r");
+    at_prompt(session, "error no\r");
+    leave(session);
+  }
+  EXPECT_EQ(folder_.content("j"), "# kdish journal 1\nset answer \\\n42\n#= ok\nerror no\n#= error\n");
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "replay j\r");
+  EXPECT_TRUE(session.shows("\r\n2\r\n"));
+  at_prompt(session, "set answer\r");
+  EXPECT_TRUE(session.shows("\r\n42\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, HelpIsAtHand) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "help\r");
+  EXPECT_TRUE(session.shows("Families of commands:"));
+  at_prompt(session, "help get_pri\t\r");
+  EXPECT_TRUE(session.shows("Example:"));
+  leave(session);
+}
+
+}  // namespace
