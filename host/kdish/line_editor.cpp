@@ -118,7 +118,7 @@ LineEditor::LineEditor(std::string history_path, Completer completer) : state_(s
   el_set(editor, EL_BIND, "\t", "kdish-complete", nullptr);
   el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
   // While a line is edited Ctrl-C is a key like others, not a signal.
-  el_set(editor, EL_SETTY, "-d", "intr=", nullptr);
+  el_set(editor, EL_SETTY, "-d", "-isig", nullptr);
   el_set(editor, EL_BIND, "^C", "kdish-interrupt", nullptr);
   el_source(editor, nullptr);  // a person's own ~/.editrc
 }

@@ -301,7 +301,7 @@ int Shell::evaluate(std::string const& script) {
   const tcl::ObjRef object(tcl::new_string(script));
   const evaluation_mark mark;
   if (progress_) progress_->begin(script);
-  const int code = Tcl_RecordAndEvalObj(interp_, object.get(), TCL_EVAL_GLOBAL);
+  const int code = Tcl_EvalObjEx(interp_, object.get(), TCL_EVAL_GLOBAL);
   if (progress_) progress_->end();
   return code;
 }

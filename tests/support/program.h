@@ -129,7 +129,7 @@ class TerminalSession {
   std::string rest() const { return screen_.substr(seen_); }
 
  private:
-  static constexpr std::chrono::seconds kPatience{20};
+  static constexpr std::chrono::seconds kPatience{60};
 
   bool read_some() {
     pollfd readable{terminal_, POLLIN, 0};
