@@ -50,10 +50,9 @@ void on_interrupt_signal(int /*signal*/) {
     std::raise(SIGINT);  // delivered when this handler is left
     return;
   }
-  if (count == kMost - 1) {
-    constexpr std::string_view kHint = "\nthe command cannot be interrupted yet; Ctrl-C once more ends kdish\n";
-    if (::write(STDERR_FILENO, kHint.data(), kHint.size()) < 0) return;
-  }
+  const std::string_view answer =
+      count == kMost - 1 ? "\nthe command cannot be interrupted yet; Ctrl-C once more ends kdish\n" : "\n";
+  if (::write(STDERR_FILENO, answer.data(), answer.size()) < 0) return;
   Tcl_AsyncMark(interrupt_handler);
 }
 
