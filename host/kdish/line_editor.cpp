@@ -123,11 +123,6 @@ LineEditor::LineEditor(std::string history_path, Completer completer) : state_(s
   el_source(editor, nullptr);  // a person's own ~/.editrc
 }
 
-LineEditor::~LineEditor() {
-  el_end(state_->editor);
-  history_end(state_->history);
-}
-
 LineEditor::Ending LineEditor::read(std::string const& prompt, std::string& line) {
   state_->prompt = prompt;
   state_->interrupted = false;

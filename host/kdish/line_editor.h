@@ -9,6 +9,7 @@
 
 namespace kdish {
 
+/// Lives as long as the process: libedit does not give back all that it takes.
 class LineEditor {
  public:
   enum class Ending { line, end_of_input, interrupted };
@@ -17,7 +18,7 @@ class LineEditor {
   /// Reads from standard input and writes to standard output. The history is kept in the file `history_path`; empty:
   /// it is not kept.
   LineEditor(std::string history_path, Completer completer);
-  ~LineEditor();
+  ~LineEditor() = delete;
   LineEditor(LineEditor const&) = delete;
   LineEditor& operator=(LineEditor const&) = delete;
 

@@ -98,7 +98,7 @@ Invocation read_words(std::vector<std::string> const& words) {
 
 int run(kdish::ShellOptions const& options) {
   try {
-    auto* const shell = new kdish::Shell(options);
+    static auto* const shell = new kdish::Shell(options);  // never deleted
     return shell->run();
   } catch (std::exception const& error) {
     std::fprintf(stderr, "kdish: %s\n", error.what());

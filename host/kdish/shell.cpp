@@ -428,7 +428,7 @@ int Shell::run_terminal() {
   become_interactive();
   const KnownNames names = known_names(interp_, table_);
   std::string pending;  // the lines of a command that is not complete yet, in Tcl's encoding
-  LineEditor editor(history_path(), [&](std::string const& to_cursor) {
+  editor_ = new LineEditor(history_path(), [&](std::string const& to_cursor) {
     Completion completion = complete(pending + internal(to_cursor), table_, names);
     if (completion.begin < pending.size()) return Completion{};  // a word that began on an earlier line
     completion.begin = external(internal(to_cursor).substr(0, completion.begin - pending.size())).size();
@@ -441,7 +441,7 @@ int Shell::run_terminal() {
   bool keeps_history = true;
   for (;;) {
     std::string line;
-    const LineEditor::Ending ending = editor.read(pending.empty() ? kPrompt : kContinuation, line);
+    const LineEditor::Ending ending = editor_->read(pending.empty() ? kPrompt : kContinuation, line);
     if (ending != LineEditor::Ending::line) {
       const bool leaves = ending == LineEditor::Ending::end_of_input && pending.empty();
       if (ending == LineEditor::Ending::end_of_input) print("\n");
@@ -456,7 +456,7 @@ int Shell::run_terminal() {
     }
     pending.clear();
     if (is_blank(script)) continue;
-    if (!editor.remember(external(script)) && std::exchange(keeps_history, false))
+    if (!editor_->remember(external(script)) && std::exchange(keeps_history, false))
       complain(history_path() + ": the history cannot be written");
     if (journalled(script) != TCL_OK) {
       report_error(false);

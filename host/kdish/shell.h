@@ -14,6 +14,8 @@
 
 namespace kdish {
 
+class LineEditor;
+
 enum class Colour { automatic, always, never };
 
 struct ShellOptions {
@@ -69,6 +71,7 @@ class Shell {
   Journal journal_;
   std::vector<std::string> replayed_;  // the journals that are being replayed, the innermost last
   std::unique_ptr<ProgressLine> progress_;
+  LineEditor* editor_ = nullptr;
   int json_descriptor_ = -1;
   bool has_colour_ = false;
   bool journal_failed_ = false;
