@@ -64,12 +64,18 @@ Shape read_shape(kdi::json_value value) {
     shape.kind = kSimple[value.choice({"text", "integer", "number", "boolean"})];
     return shape;
   }
-  value.allow_only({"list", "tuple", "dict"});
-  if (value.members().size() != 1) value.refuse("one of list, tuple, dict");
+  value.allow_only({"list", "tuple", "dict", "either"});
+  if (value.members().size() != 1) value.refuse("one of list, tuple, dict, either");
   const kdi::json_value inner = value.members()[0];
   if (inner.name() == "list") {
     shape.kind = Shape::Kind::list;
     shape.parts.push_back({"", false, read_shape(inner)});
+    return shape;
+  }
+  if (inner.name() == "either") {
+    shape.kind = Shape::Kind::either;
+    for (const kdi::json_value one : inner.items()) shape.parts.push_back({"", false, read_shape(one)});
+    if (shape.parts.size() < 2) inner.refuse("two shapes at least");
     return shape;
   }
   shape.kind = inner.name() == "tuple" ? Shape::Kind::tuple : Shape::Kind::dict;

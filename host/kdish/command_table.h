@@ -14,17 +14,17 @@ namespace kdish {
 
 /// What a command's result is made of.
 struct Shape {
-  enum class Kind { text, integer, number, boolean, list, tuple, dict };
+  enum class Kind { text, integer, number, boolean, list, tuple, dict, either };
   struct Part;
 
   Kind kind = Kind::text;
   /// Of a list: the one shape of its elements. Of a tuple: the elements, in order. Of a dict: the values by key; `*`
-  /// stands for every key without a part of its own.
+  /// stands for every key without a part of its own. Of an either: the shapes; the first that fits counts.
   std::vector<Part> parts;
 };
 
 struct Shape::Part {
-  std::string name;       ///< empty for a list's elements
+  std::string name;       ///< empty for a list's elements and the shapes of an either
   bool optional = false;  ///< a key that may be missing
   Shape shape;
 };

@@ -113,6 +113,11 @@ std::string shape_words(Shape const& shape) {
       return "boolean";
     case Shape::Kind::list:
       return "[" + shape_words(shape.parts[0].shape) + ", ...]";
+    case Shape::Kind::either: {
+      std::vector<std::string> shapes;
+      for (Shape::Part const& part : shape.parts) shapes.push_back(shape_words(part.shape));
+      return joined(shapes, " or ");
+    }
     case Shape::Kind::tuple:
     case Shape::Kind::dict:
       break;

@@ -16,11 +16,15 @@ std::string text_of(Tcl_Obj* object) {
   return {text, static_cast<std::size_t>(length)};
 }
 
+struct misfit : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 [[noreturn]] void refuse(std::string const& place, char const* expected, std::string found) {
   constexpr std::size_t kShown = 40;
   if (found.size() > kShown) found = found.substr(0, kShown) + "...";
-  throw std::runtime_error("the result is not as declared: " + (place.empty() ? "at the top" : place) + ": expected " +
-                           expected + ", found \"" + found + "\"");
+  throw misfit("the result is not as declared: " + (place.empty() ? "at the top" : place) + ": expected " +
+               expected + ", found \"" + found + "\"");
 }
 
 bool is_decimal_integer(std::string const& text) {
@@ -106,6 +110,8 @@ class writer {
         return write_tuple(value, shape, place);
       case Shape::Kind::dict:
         return write_dict(value, shape, place);
+      case Shape::Kind::either:
+        return write_either(value, shape, place);
     }
   }
 
@@ -171,6 +177,19 @@ class writer {
       if (!part.optional && part.name != "*" && !seen.contains(part.name))
         refuse(place, ("the key " + part.name).c_str(), text_of(value));
     json += '}';
+  }
+
+  // The last shape's refusal is the one that is told.
+  void write_either(Tcl_Obj* value, Shape const& shape, std::string const& place) {
+    const std::size_t begin = json.size();
+    for (auto part = shape.parts.begin(); part + 1 != shape.parts.end(); ++part) {
+      try {
+        return write(value, part->shape, place);
+      } catch (misfit const&) {
+        json.resize(begin);
+      }
+    }
+    write(value, shape.parts.back().shape, place);
   }
 
   void write_member(bool is_first, std::string const& name, Tcl_Obj* value, Shape const& shape,

@@ -172,6 +172,9 @@ std::set<std::string> table_commands(std::string const& library) {
   return names;
 }
 
+constexpr char const* kLibraries[] = {"libkdi_iptasks.so", "libkdi_common.so", "libkdi_fectools.so",
+                                      "libkdi_bmgtools.so"};
+
 class Registered : public testing::TestWithParam<char const*> {};
 
 TEST_P(Registered, EveryCommandHasAnEntryAndNoOther) {
@@ -184,10 +187,11 @@ TEST_P(Registered, EveryCommandHasAnEntryAndNoOther) {
   EXPECT_EQ(added, table_commands(GetParam()));
 }
 INSTANTIATE_TEST_SUITE_P(Libraries, Registered,
-                         testing::Values("libkdi_iptasks.so", "libkdi_common.so", "libkdi_fectools.so"));
+                         testing::ValuesIn(kLibraries));
 
 TEST(CommandTable, NoFamilyIsOfAnUnknownLibrary) {
-  const std::set<std::string> known = {"libkdi_iptasks.so", "libkdi_common.so", "libkdi_fectools.so", "kdish"};
+  std::set<std::string> known(std::begin(kLibraries), std::end(kLibraries));
+  known.insert("kdish");
   for (auto const& family : shipped().families()) EXPECT_TRUE(known.contains(family->library)) << family->name;
 }
 
@@ -196,7 +200,7 @@ TEST(CommandTable, EveryCommandOfTheShellHasAnEntryAndNoOther) {
   const std::string script = R"(
     proc all {in ns} { concat [interp eval $in [list info commands ${ns}::*]] {*}[lmap child [interp eval $in [list namespace children ::$ns]] { all $in $child }] }
     interp create plain
-    foreach library {libkdi_iptasks.so libkdi_common.so libkdi_fectools.so} { plain eval [list load )" IPTASKS_LIB_DIR
+    foreach library {libkdi_iptasks.so libkdi_common.so libkdi_fectools.so libkdi_bmgtools.so} { plain eval [list load )" IPTASKS_LIB_DIR
                              R"(/$library] }
     set known [all plain {}]
     foreach name [all {} {}] { if {$name ni $known && $name ni {::all ::plain} && ![string match ::oo::Obj* $name]} { puts [string range $name 2 end] } }
@@ -246,6 +250,12 @@ std::string misfit(json const& value, Shape const& shape, std::string const& pla
       for (json const& element : value)
         if (std::string fault = misfit(element, shape.parts[0].shape, place + "[]"); !fault.empty()) return fault;
       return "";
+    case Shape::Kind::either: {
+      std::string fault;
+      for (Shape::Part const& part : shape.parts)
+        if (fault = misfit(value, part.shape, place); fault.empty()) return "";
+      return fault;
+    }
     case Shape::Kind::tuple:
     case Shape::Kind::dict:
       break;

@@ -33,6 +33,7 @@ const Shape kNumber{Shape::Kind::number, {}};
 const Shape kBoolean{Shape::Kind::boolean, {}};
 const Shape kIntegers{Shape::Kind::list, {{"", false, kInteger}}};
 const Shape kWrite{Shape::Kind::tuple, {{"address", false, kInteger}, {"comment", false, kText}}};
+const Shape kEither{Shape::Kind::either, {{"", false, kIntegers}, {"", false, kText}}};
 const Shape kDict{Shape::Kind::dict, {{"a", false, kInteger}, {"b", true, kIntegers}, {"*", false, kText}}};
 
 TEST(ResultJson, FollowsTheShape) {
@@ -46,6 +47,8 @@ TEST(ResultJson, FollowsTheShape) {
   EXPECT_EQ(of("", kIntegers), "[]");
   EXPECT_EQ(of("1 2\t3", kIntegers), "[1,2,3]");
   EXPECT_EQ(of("4 {a b}", kWrite), R"({"address":4,"comment":"a b"})");
+  EXPECT_EQ(of("1 2", kEither), "[1,2]");
+  EXPECT_EQ(of("1 two", kEither), "\"1 two\"") << "nothing is left of the shape that does not fit";
   EXPECT_EQ(of("z {} b {1 2} a 3", kDict), R"({"z":"","b":[1,2],"a":3})");
 }
 
