@@ -137,8 +137,8 @@ Example read_example(kdi::json_value value) {
 }
 
 CommandError read_error(kdi::json_value value) {
-  value.allow_only({"when", "text", "then"});
-  return {words_of(value, "when"), words_of(value, "text"), text_or(value, "then")};
+  value.allow_only({"when", "text", "then", "script"});
+  return {words_of(value, "when"), words_of(value, "text"), text_or(value, "then"), text_or(value, "script")};
 }
 
 Command read_command(kdi::json_value value) {

@@ -69,8 +69,9 @@ struct Example {
 
 struct CommandError {
   std::string when;
-  std::string text;  ///< exact
-  std::string then;  ///< what follows the text
+  std::string text;    ///< exact
+  std::string then;    ///< what follows the text
+  std::string script;  ///< a command that fails so; empty if none can be told in a line
 };
 
 struct Family;

@@ -23,8 +23,8 @@ struct misfit : std::runtime_error {
 [[noreturn]] void refuse(std::string const& place, char const* expected, std::string found) {
   constexpr std::size_t kShown = 40;
   if (found.size() > kShown) found = found.substr(0, kShown) + "...";
-  throw misfit("the result is not as declared: " + (place.empty() ? "at the top" : place) + ": expected " +
-               expected + ", found \"" + found + "\"");
+  throw misfit("the result is not as declared: " + (place.empty() ? "at the top" : place) + ": expected " + expected +
+               ", found \"" + found + "\"");
 }
 
 bool is_decimal_integer(std::string const& text) {

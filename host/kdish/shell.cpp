@@ -257,7 +257,8 @@ Shell::Shell(ShellOptions options) : options_(std::move(options)), table_(kdi::d
     if (has_colour_) line = colour_of(message.mask) + line + kPlain;
     complain(line);
   });
-  for (char const* const library : {"libkdi_common.so", "libkdi_iptasks.so", "libkdi_fectools.so", "libkdi_bmgtools.so"})
+  for (char const* const library :
+       {"libkdi_common.so", "libkdi_iptasks.so", "libkdi_fectools.so", "libkdi_bmgtools.so"})
     load(interp_, library);
   register_shell_commands(interp_, *this);
   if (!options_.journal.empty()) journal_.open(options_.journal);

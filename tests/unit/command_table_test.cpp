@@ -150,7 +150,8 @@ class Interpreter {
   }
   std::set<std::string> commands() {
     constexpr char const* kAll =
-        "namespace eval probe { proc all ns { concat [info commands ${ns}::*] {*}[lmap child [namespace children ::$ns] "
+        "namespace eval probe { proc all ns { concat [info commands ${ns}::*] {*}[lmap child [namespace children "
+        "::$ns] "
         "{ all $child }] } }; probe::all {}";
     EXPECT_EQ(Tcl_Eval(interp_, kAll), TCL_OK);
     int count = 0;
@@ -186,8 +187,7 @@ TEST_P(Registered, EveryCommandHasAnEntryAndNoOther) {
     if (!before.contains(name)) added.insert(name);
   EXPECT_EQ(added, table_commands(GetParam()));
 }
-INSTANTIATE_TEST_SUITE_P(Libraries, Registered,
-                         testing::ValuesIn(kLibraries));
+INSTANTIATE_TEST_SUITE_P(Libraries, Registered, testing::ValuesIn(kLibraries));
 
 TEST(CommandTable, NoFamilyIsOfAnUnknownLibrary) {
   std::set<std::string> known(std::begin(kLibraries), std::end(kLibraries));
@@ -297,6 +297,24 @@ TEST_P(Examples, GiveTheResultThatIsShown) {
     EXPECT_NE(Tcl_StringMatch(result.c_str(), command.example.result.c_str()), 0) << result;
   else
     EXPECT_EQ(result, command.example.result);
+}
+
+TEST_P(Examples, FailWithTheTextsThatAreShown) {
+  Command const& command = *shipped().command(GetParam());
+  const Scratch folder;
+  for (kdish::CommandError const& error : command.errors) {
+    if (error.script.empty()) continue;
+    const Outcome outcome = run_program(
+        {IPTASKS_KDISH, "-c",
+         "if {![catch {" + error.script + "} text]} {error {no failure}}; puts -nonewline [open result w] $text"},
+        {{}, folder.folder(), "", ""});
+    EXPECT_EQ(outcome.status, 0) << error.script << outcome.err;
+    const std::string result = folder.content("result");
+    if (error.then.empty())
+      EXPECT_EQ(result, error.text) << error.script;
+    else
+      EXPECT_EQ(result.substr(0, error.text.size()), error.text) << error.script;
+  }
 }
 
 TEST_P(Examples, GiveJsonOfTheDeclaredShape) {
