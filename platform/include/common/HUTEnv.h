@@ -5,6 +5,7 @@
 
 struct HUTEnv {
   /// The data root below which a folder named `family` lies, without a separator at its end: of the colon-separated
-  /// roots in KDI_DATA_DIR and the data beside the library, the first that has the folder. Empty text if none has. An empty `family` asks for the first root that is there. Asked anew at each call.
+  /// roots in KDI_DATA_DIR and the data beside the library, the first that has the folder. Empty text if none has. An
+  /// empty `family` asks for the first root that is there. Asked anew at each call.
   static std::string getKDIDataDir(std::string const& family);
 };

@@ -8,9 +8,9 @@
 
 extern "C" {
 
-/// The address of the engine's function `name`. One that the process already has comes first, as with plain linking: that
-/// is how a test, or a site, puts another engine in place. Else `library` is loaded from where this library is. Throws
-/// std::runtime_error if there is neither.
+/// The address of the engine's function `name`. One that the process already has comes first, as with plain linking:
+/// that is how a test, or a site, puts another engine in place. Else `library` is loaded from where this library is.
+/// Throws std::runtime_error if there is neither.
 __attribute__((visibility("hidden"))) void* kdi_resolve_import(char const* library, char const* name) {
   if (void* const address = dlsym(RTLD_DEFAULT, name)) return address;
   Dl_info info{};
