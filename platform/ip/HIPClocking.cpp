@@ -211,7 +211,7 @@ HIPClockingSoln::~HIPClockingSoln() = default;
 
 namespace {
 
-// The divider as a counter of the primitive has it: the nearest multiple of 1/8 within the counter's range.
+// The divider as a counter of the primitive has it: the nearest of the counter's values.
 Rational divider_of(Primitive const& primitive, double divide) {
   CounterSpec const& spec = primitive.outputs.front().divider;
   if (!(divide >= spec.min && divide <= spec.max))

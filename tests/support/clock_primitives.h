@@ -83,6 +83,18 @@ inline Primitive eighths_primitive() {
   return p;
 }
 
+/// Sixty-fourths in M, sixteenths in the first divider.
+inline Primitive sixty_fourths_primitive() {
+  Primitive p = eighths_primitive();
+  p.name = "sixty-fourths";
+  p.pfd_hz = mhz(60, 450);
+  p.multiplier = {.min = 2, .max = 10, .fraction = 64, .fraction_min = 3};
+  p.input_divider = {.min = 1, .max = 3};
+  p.outputs[0].divider = {.min = 1, .max = 16, .fraction = 16, .fraction_min = 2};
+  p.fraction_with_fine_phase = true;
+  return p;
+}
+
 /// Counters in steps, a high-speed output, few phases and duty cycles.
 inline Primitive stepped_primitive() {
   Primitive p = whole_primitive();

@@ -13,7 +13,9 @@ namespace {
 using namespace kdi::clocking;
 using test_support::Random;
 using test_support::exhaustive::Enumeration;
+using test_support::exhaustive::kParts;
 using test_support::exhaustive::Value;
+using test_support::exhaustive::values_of;
 
 struct Figures {
   Rational error;
@@ -27,7 +29,7 @@ Figures figures_of(Primitive const& primitive, Request const& request, Value con
   LoopPoint point;
   point.input_hz = request.input_hz.to_double();
   point.pfd_hz = (request.input_hz / value.d).to_double();
-  point.vco_hz = (request.input_hz / value.d * Rational(value.m, 8)).to_double();
+  point.vco_hz = (request.input_hz / value.d * Rational(value.m, kParts)).to_double();
   point.bandwidth = request.bandwidth;
   point.input_jitter_ps = request.input_jitter_ps;
   if (request.spread) {
@@ -42,13 +44,13 @@ Figures figures_of(Primitive const& primitive, Request const& request, Value con
     point.spread = (mode.down + mode.up).to_double();
     point.modulation_hz = modulation->to_double();
   }
-  const int in_loop = value.m % 8 != 0 ? 1 : 0;
+  const int in_loop = value.m % kParts != 0 ? 1 : 0;
   int fractional = in_loop;
-  for (std::size_t i = 0; i < request.outputs.size(); ++i) fractional += value.o[i] % 8 != 0 ? 1 : 0;
+  for (std::size_t i = 0; i < request.outputs.size(); ++i) fractional += value.o[i] % kParts != 0 ? 1 : 0;
   Figures figures{Rational::of(value.worst.num, value.worst.den), 0, 0, value.d, value.m};
   for (std::size_t i = 0; i < value.o.size(); ++i) {
     const double output = (request.input_hz * Rational(value.m, value.d * value.o[i])).to_double();
-    point.fractional_counters = in_loop + (i < request.outputs.size() && value.o[i] % 8 != 0 ? 1 : 0);
+    point.fractional_counters = in_loop + (i < request.outputs.size() && value.o[i] % kParts != 0 ? 1 : 0);
     figures.jitter_ps = std::max(figures.jitter_ps, jitter_ps(primitive.jitter, point, output));
     figures.power_mw += output_power_mw(primitive.power, point, output);
   }
@@ -88,12 +90,13 @@ std::vector<Figures> brute_front(Primitive const& primitive, Request const& requ
 
 TEST(ParetoFront, IsTheBruteForceFrontOnAThousandRequests) {
   const Primitive primitives[] = {test_support::whole_primitive(), test_support::eighths_primitive(),
-                                  test_support::stepped_primitive(), test_support::tiny_primitive()};
+                                  test_support::sixty_fourths_primitive(), test_support::stepped_primitive(),
+                                  test_support::tiny_primitive()};
   Random random(7);
   std::size_t points = 0;
   for (int i = 0; i < 1000 && !HasFailure(); ++i) {
     SCOPED_TRACE("request " + std::to_string(i));
-    Primitive const& primitive = primitives[i % 4];
+    Primitive const& primitive = primitives[static_cast<std::size_t>(i) % std::size(primitives)];
     const Request request = test_support::random_request(
         random, primitive, 1 + random.below(static_cast<unsigned>(primitive.outputs.size())));
     const std::vector<Figures> truth = brute_front(primitive, request);
@@ -105,7 +108,7 @@ TEST(ParetoFront, IsTheBruteForceFrontOnAThousandRequests) {
       EXPECT_DOUBLE_EQ(front[at].jitter_ps, truth[at].jitter_ps);
       EXPECT_DOUBLE_EQ(front[at].power_mw, truth[at].power_mw);
       EXPECT_EQ(front[at].solution.input_divider, truth[at].d);
-      EXPECT_EQ(front[at].solution.multiplier, Rational(truth[at].m, 8));
+      EXPECT_EQ(front[at].solution.multiplier, Rational(truth[at].m, kParts));
     }
   }
   EXPECT_GT(points, 2000u);  // fronts, not single points
@@ -124,8 +127,9 @@ TEST(ParetoFront, BeginsWithTheLeastError) {
 TEST(InputRanges, HoldExactlyTheInputsThatASettingTakes) {
   Random random(8);
   int inside = 0, outside = 0;
-  for (Primitive const& primitive : {test_support::whole_primitive(), test_support::eighths_primitive(),
-                                     test_support::stepped_primitive(), test_support::tiny_primitive()})
+  for (Primitive const& primitive :
+       {test_support::whole_primitive(), test_support::eighths_primitive(), test_support::sixty_fourths_primitive(),
+        test_support::stepped_primitive(), test_support::tiny_primitive()})
     for (int i = 0; i < 100; ++i) {
       Request request = test_support::random_request(random, primitive, 1);
       request.second_input_hz.reset();
@@ -156,9 +160,9 @@ std::vector<Rational> brute_exact_inputs(Primitive const& primitive, Request req
   std::set<std::pair<Rational, Rational>> found;
   const Rational wanted = request.outputs[0].frequency_hz, near = request.input_hz;
   request.second_input_hz.reset();
-  for (int o = 8; o <= primitive.outputs[0].divider.max * 8; ++o)
+  for (int o : values_of(primitive.outputs[0].divider, false))
     for (int d = 1; d <= primitive.input_divider.max; ++d)
-      for (int m = 8; m <= primitive.multiplier.max * 8; ++m) {
+      for (int m : values_of(primitive.multiplier, false)) {
         request.input_hz = wanted * Rational(o * d, m);
         if (check(primitive, request)) continue;
         if (found.contains({abs(request.input_hz - near), request.input_hz})) continue;
@@ -190,8 +194,9 @@ TEST(ExactInputs, AreTheNearestOfAll) {
 
 TEST(ClosestOutputs, AreTheNearestOfAll) {
   Random random(10);
-  for (Primitive const& primitive : {test_support::whole_primitive(), test_support::eighths_primitive(),
-                                     test_support::stepped_primitive(), test_support::tiny_primitive()})
+  for (Primitive const& primitive :
+       {test_support::whole_primitive(), test_support::eighths_primitive(), test_support::sixty_fourths_primitive(),
+        test_support::stepped_primitive(), test_support::tiny_primitive()})
     for (int i = 0; i < 25; ++i) {
       SCOPED_TRACE(primitive.name + ", request " + std::to_string(i));
       const Request request = test_support::random_request(random, primitive, 1);
@@ -207,8 +212,7 @@ TEST(ClosestOutputs, AreTheNearestOfAll) {
       auto const& spec = primitive.outputs[counter];
       const SpreadMode* spread = request.spread ? primitive.spread_mode(request.spread->mode) : nullptr;
       Enumeration(primitive, single).for_each_loop([&](int m, int d) {
-        for (int o = 8; o <= spec.divider.max * 8; ++o) {
-          if (!test_support::exhaustive::has_value(spec.divider, o, whole)) continue;
+        for (int o : values_of(spec.divider, whole)) {
           const Rational gain(m, d * o);
           Rational fast = std::max(request.input_hz, second) * gain, slow = std::min(request.input_hz, second) * gain;
           if (spread != nullptr) {

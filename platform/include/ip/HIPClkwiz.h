@@ -66,7 +66,7 @@ class HIPClkwizImp {
                          bool clkoutPhy, double clkoutPhyFreq);
 
   /// The nearest phase and duty cycle (a fraction) that an MMCM's output with this divider has. Without `fractional`
-  /// the divider counts as its nearest whole number, with it as its nearest multiple of 1/8.
+  /// the divider counts as its nearest whole number, with it as the nearest value that the counter has.
   double mmcmCalculateActualPhase(double& phase, double& divide, bool fractional);
   double mmcmCalculateActualDutyCycle(double& dutyCycle, double& divide, bool fractional);
 

@@ -38,7 +38,7 @@ Fault check_counter(std::string const& field, CounterSpec const& spec, int highe
   if (auto fault = check_integer(field + " maximum", spec.max, spec.min, highest)) return fault;
   if (auto fault = check_integer(field + " step", spec.step, 1, highest)) return fault;
   if (spec.fraction < 1 || kUnit % spec.fraction != 0)
-    return outside(field + " fraction", std::to_string(spec.fraction), "1, 2, 4, 8");
+    return outside(field + " fraction", std::to_string(spec.fraction), "1, 2, 4, 8, 16, 32, 64");
   return check_integer(field + " fraction_min", spec.fraction_min, 1, highest);
 }
 
@@ -85,7 +85,7 @@ Fault check_spread(SpreadMode const& mode) {
 Fault check_high_speed(HighSpeedMode const& mode) {
   if (mode.factor < Rational(1, 8) || mode.factor > 8 || kUnit % mode.factor.num() != 0)
     return "high-speed mode \"" + mode.name + "\": factor " + mode.factor.text() +
-           " is outside 1/8 to 8, or its inverse is no multiple of 1/8";
+           " is outside 1/8 to 8, or its inverse is no multiple of 1/64";
   return std::nullopt;
 }
 

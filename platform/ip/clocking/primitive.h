@@ -18,7 +18,7 @@ namespace kdi::clocking {
 /// Counters of one primitive, the high-speed output included, and so the largest request.
 inline constexpr int kMaxOutputs = 8;
 /// Every counter value is a multiple of 1 / kUnit, and is kept as the integer of these units.
-inline constexpr int kUnit = 8;
+inline constexpr int kUnit = 64;
 inline constexpr int kMaxMultiplier = 1024;
 inline constexpr int kMaxInputDivider = 256;
 inline constexpr int kMaxOutputDivider = 2048;
@@ -40,7 +40,7 @@ struct CounterSpec {
   int min = 1;
   int max = 1;
   int step = 1;
-  int fraction = 1;      ///< 1, 2, 4 or 8
+  int fraction = 1;      ///< a divisor of kUnit: 1, 2, 4 ... 64
   int fraction_min = 1;  ///< the least value from which fractional values exist
 };
 
@@ -60,7 +60,7 @@ struct BufferSpec {
 /// A way of driving the high-speed output: VCO frequency times `factor`.
 struct HighSpeedMode {
   std::string name;
-  Rational factor = 1;  ///< 1/8 to 8, its inverse a multiple of 1/8
+  Rational factor = 1;  ///< 1/8 to 8, its inverse a multiple of 1 / kUnit
 };
 
 /// A spread-spectrum mode. The VCO moves between (1 - down) and (1 + up) times its frequency, linearly in time.

@@ -21,9 +21,9 @@ int to_counter(double value) { return static_cast<int>(std::clamp(value, 0.0, 1e
 
 // Whether the number lies clearly between two integers of the counters' range.
 bool is_between_integers(double value) {
-  if (!(value < 1e5)) return false;
+  if (!(value < kUnit * kMaxOutputDivider)) return false;
   const double fraction = value - static_cast<int>(value);
-  constexpr double kClear = 1e-9 * 1e5;
+  constexpr double kClear = 1e-9 * kUnit * kMaxOutputDivider;
   return fraction > kClear && fraction < 1 - kClear;
 }
 

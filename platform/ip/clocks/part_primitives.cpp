@@ -20,7 +20,7 @@ CounterSpec counter(device::CounterRange const& range) {
   CounterSpec spec;
   spec.min = range.min;
   spec.max = range.max;
-  spec.fraction = std::gcd(range.steps_per_unit, kUnit);
+  spec.fraction = range.steps_per_unit;
   spec.fraction_min = std::max(range.min, range.fraction_min);
   return spec;
 }

@@ -23,8 +23,7 @@ std::string mhz_text(Rational const& hz);
 
 /// What the solver needs to know of a primitive.
 ///
-/// Counters with finer fractions than the solver's 1 / kUnit are used in steps of 1 / kUnit, which the scripts' three
-/// decimals show exactly. Of more than kMaxOutputs outputs the first ones are used. Jitter and power are not filled in:
+/// Of more than kMaxOutputs outputs the first ones are used. Jitter and power are not filled in:
 /// they come from the data's own models.
 Primitive solver_primitive(device::ClockPrimitive const& data, std::vector<device::ClockBuffer> const& buffers,
                            bool fine_phase);
