@@ -256,8 +256,10 @@ TEST(SolverDiagnosis, RefusesPrimitivesThatMakeNoSense) {
               p.high_speed_modes = {{"x", Rational(3)}};
             }),
             "high-speed mode \"x\": factor 3 is outside 1/8 to 8, or its inverse is no multiple of 1/64");
-  EXPECT_EQ(error_of([](Primitive& p) { p.jitter.loop_ratio_low = 0; }),
-            "loop_ratio_low 0.000000 is outside 0.000000 to 0.500000");
+  EXPECT_EQ(error_of([](Primitive& p) { p.loops[0].vco_ps = -1; }),
+            "loop vco_ps -1.000000 is outside 0.000000 to 1000000000000.000000");
+  EXPECT_EQ(error_of([](Primitive& p) { p.power->base_w = -1; }),
+            "power base_w -1.000000 is outside 0.000000 to 1000000000000.000000");
   EXPECT_EQ(error_of([](Primitive& p) { p.spread_modes[0].up = Rational(1, 3); }),
             "spread mode \"centre\" deviation 0.333333 is outside 0 to 1/4 in steps of 10^-4");
 }

@@ -112,7 +112,7 @@ TEST(SolverOnThePrimitivesOfDevices, IsOptimalToo) {
   for (char const* device : {"zrv7030", "zrv9010", "brvn3716"}) {
     auto const& part = catalogue.part(catalogue.parts(device).front())->values();
     for (auto const& data : part.speed->clock_primitives) {
-      Primitive primitive = solver_primitive(data, {}, false);
+      Primitive primitive = solver_primitive(part, data, false);
       fractions.insert(primitive.multiplier.fraction);
       EXPECT_EQ(primitive.multiplier.fraction, data.multiply.steps_per_unit);
       primitive.spread_modes = named.spread_modes;

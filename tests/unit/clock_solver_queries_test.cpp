@@ -1,6 +1,7 @@
 // The questions beside the best setting, each against plain enumeration.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <set>
 
 #include "clock_exhaustive.h"
@@ -20,52 +21,36 @@ using test_support::exhaustive::values_of;
 struct Figures {
   Rational error;
   double jitter_ps;
-  double power_mw;
+  double power_w;
   int d, m;
 };
 
-// The figures of a setting by the documented formulas' functions, put together here.
+// The figures of a setting by the formulas that the device data state, written out here.
 Figures figures_of(Primitive const& primitive, Request const& request, Value const& value) {
-  LoopPoint point;
-  point.input_hz = request.input_hz.to_double();
-  point.pfd_hz = (request.input_hz / value.d).to_double();
-  point.vco_hz = (request.input_hz / value.d * Rational(value.m, kParts)).to_double();
-  point.bandwidth = request.bandwidth;
-  point.input_jitter_ps = request.input_jitter_ps;
-  if (request.spread) {
-    SpreadMode const& mode = *primitive.spread_mode(request.spread->mode);
-    const Rational base = request.input_hz / value.d / mode.divider_step;
-    std::optional<Rational> modulation;
-    for (int k = 1; k <= 1 << 12; ++k)
-      if (mode.modulation_hz.contains(base / k) &&
-          (!modulation ||
-           abs(base / k - request.spread->modulation_hz) < abs(*modulation - request.spread->modulation_hz)))
-        modulation = base / k;
-    point.spread = (mode.down + mode.up).to_double();
-    point.modulation_hz = modulation->to_double();
-  }
-  const int in_loop = value.m % kParts != 0 ? 1 : 0;
-  int fractional = in_loop;
-  for (std::size_t i = 0; i < request.outputs.size(); ++i) fractional += value.o[i] % kParts != 0 ? 1 : 0;
+  using Word = HASTJitterCalculatorKelvane;
+  const auto bandwidth = request.bandwidth == Bandwidth::low ? Word::BW_LOW : Word::BW_OPTIMIZED;
+  auto const& loop = *std::ranges::find(primitive.loops, bandwidth, &kdi::device::LoopModel::bandwidth);
+  // Equal ratios of counters are equal numbers.
+  const double input_mhz = request.input_hz.to_double() / 1e6;
+  const double vco_mhz = input_mhz * (value.m / static_cast<double>(kParts * value.d));
   Figures figures{Rational::of(value.worst.num, value.worst.den), 0, 0, value.d, value.m};
-  for (std::size_t i = 0; i < value.o.size(); ++i) {
-    const double output = (request.input_hz * Rational(value.m, value.d * value.o[i])).to_double();
-    point.fractional_counters = in_loop + (i < request.outputs.size() && value.o[i] % kParts != 0 ? 1 : 0);
-    figures.jitter_ps = std::max(figures.jitter_ps, jitter_ps(primitive.jitter, point, output));
-    figures.power_mw += output_power_mw(primitive.power, point, output);
-  }
-  point.fractional_counters = fractional;
-  figures.power_mw += loop_power_mw(primitive.power, point);
+  figures.jitter_ps =
+      std::hypot(loop.input_gain * request.input_jitter_ps, loop.vco_ps * std::sqrt(1000 / vco_mhz), loop.output_ps) +
+      (request.spread ? loop.spread_ps : 0) + (request.fine_phase ? loop.fine_ps : 0);
+  figures.power_w = primitive.power->base_w + primitive.power->w_per_vco_ghz * vco_mhz / 1000;
+  for (int o : value.o)
+    figures.power_w +=
+        primitive.power->w_per_output_ghz * input_mhz * (value.m / (static_cast<double>(value.d) * o)) / 1000;
   return figures;
 }
 
 bool dominates(Figures const& a, Figures const& b) {
-  return a.error <= b.error && a.jitter_ps <= b.jitter_ps && a.power_mw <= b.power_mw &&
-         (a.error < b.error || a.jitter_ps < b.jitter_ps || a.power_mw < b.power_mw);
+  return a.error <= b.error && a.jitter_ps <= b.jitter_ps && a.power_w <= b.power_w &&
+         (a.error < b.error || a.jitter_ps < b.jitter_ps || a.power_w < b.power_w);
 }
 
 bool is_alike(Figures const& a, Figures const& b) {
-  return a.error == b.error && a.jitter_ps == b.jitter_ps && a.power_mw == b.power_mw;
+  return a.error == b.error && a.jitter_ps == b.jitter_ps && a.power_w == b.power_w;
 }
 
 std::vector<Figures> brute_front(Primitive const& primitive, Request const& request) {
@@ -83,7 +68,7 @@ std::vector<Figures> brute_front(Primitive const& primitive, Request const& requ
     if (!is_beaten) front.push_back(point);
   }
   std::ranges::sort(front, [](Figures const& a, Figures const& b) {
-    return std::tie(a.error, a.jitter_ps, a.power_mw) < std::tie(b.error, b.jitter_ps, b.power_mw);
+    return std::tie(a.error, a.jitter_ps, a.power_w) < std::tie(b.error, b.jitter_ps, b.power_w);
   });
   return front;
 }
@@ -106,7 +91,7 @@ TEST(ParetoFront, IsTheBruteForceFrontOnAThousandRequests) {
     for (std::size_t at = 0; at < front.size(); ++at) {
       EXPECT_EQ(front[at].worst_error, truth[at].error);
       EXPECT_DOUBLE_EQ(front[at].jitter_ps, truth[at].jitter_ps);
-      EXPECT_DOUBLE_EQ(front[at].power_mw, truth[at].power_mw);
+      EXPECT_DOUBLE_EQ(front[at].power_w, truth[at].power_w);
       EXPECT_EQ(front[at].solution.input_divider, truth[at].d);
       EXPECT_EQ(front[at].solution.multiplier, Rational(truth[at].m, kParts));
     }

@@ -1,5 +1,5 @@
 // What a clock synthesis primitive can do: the ranges and steps of its counters, the limits of its frequencies and the
-// coefficients of its models. Device data fill it; the engine knows no device.
+// models of its jitter and power. Device data fill it; the engine knows no device.
 //
 //   input --/D--> PFD --xM--> VCO --/O_0--> output 0
 //                              |----/O_i--> output i
@@ -10,7 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "ip/clocking/models.h"
+#include "device/Clocking.h"
+#include "device/Power.h"
 #include "ip/clocking/rational.h"
 
 namespace kdi::clocking {
@@ -26,6 +27,8 @@ inline constexpr int kMaxOutputDivider = 2048;
 inline constexpr std::int64_t kMaxFrequencyHz = std::int64_t{1} << 40;
 inline constexpr std::int64_t kMaxFrequencyNum = std::int64_t{1} << 44;
 inline constexpr std::int64_t kMaxFrequencyDen = std::int64_t{1} << 20;
+
+enum class Bandwidth { optimized, high, low };
 
 /// A closed range. Frequencies are in Hz.
 struct Range {
@@ -98,11 +101,12 @@ struct Primitive {
   std::vector<SpreadMode> spread_modes;
   std::vector<BufferSpec> buffers;
 
-  JitterModel jitter;
-  PowerModel power;
+  std::vector<device::LoopModel> loops;     ///< jitter and phase error, at most one for each bandwidth
+  std::optional<device::ClockPower> power;  ///< figures that there is no model for are 0
 
   BufferSpec const* buffer(std::string const& buffer_name) const;     ///< null if there is none of the name
   SpreadMode const* spread_mode(std::string const& mode_name) const;  ///< likewise
+  device::LoopModel const* loop(Bandwidth bandwidth) const;           ///< likewise
 };
 
 /// Why the description cannot be used, naming the field, its value and the bound; nullopt if it can. Every function of

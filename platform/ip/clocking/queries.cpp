@@ -249,19 +249,19 @@ std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const&
   struct Point {
     Quotient error;
     double jitter_ps;
-    double power_mw;
+    double power_w;
     Setting setting;
   };
   const auto key_less = [](Point const& a, Point const& b) {
     if (const auto order = a.error <=> b.error; std::is_neq(order)) return std::is_lt(order);
-    return std::tie(a.jitter_ps, a.power_mw, a.setting.d, a.setting.m) <
-           std::tie(b.jitter_ps, b.power_mw, b.setting.d, b.setting.m);
+    return std::tie(a.jitter_ps, a.power_w, a.setting.d, a.setting.m) <
+           std::tie(b.jitter_ps, b.power_w, b.setting.d, b.setting.m);
   };
   const Search search(primitive, request);
   std::vector<Point> points;
   search.for_each([&](Setting const& setting) {
-    const Solution solution = search.describe(setting);
-    points.push_back({search.worst_error(setting), solution.jitter_ps, solution.power_mw, setting});
+    const Figures figures = search.figures_of(setting);
+    points.push_back({search.worst_error(setting), figures.jitter_ps, figures.power_w, setting});
   });
   std::ranges::sort(points, key_less);
 
@@ -271,11 +271,11 @@ std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const&
   std::vector<ParetoPoint> front;
   for (Point const& point : points) {
     auto after = steps.upper_bound({point.jitter_ps, std::numeric_limits<double>::infinity()});
-    if (after != steps.begin() && std::prev(after)->second <= point.power_mw) continue;
-    while (after != steps.end() && after->second >= point.power_mw) after = steps.erase(after);
+    if (after != steps.begin() && std::prev(after)->second <= point.power_w) continue;
+    while (after != steps.end() && after->second >= point.power_w) after = steps.erase(after);
     if (after != steps.begin() && std::prev(after)->first == point.jitter_ps) steps.erase(std::prev(after));
-    steps.insert({point.jitter_ps, point.power_mw});
-    front.push_back({point.error.reduced(), point.jitter_ps, point.power_mw, search.describe(point.setting)});
+    steps.insert({point.jitter_ps, point.power_w});
+    front.push_back({point.error.reduced(), point.jitter_ps, point.power_w, search.describe(point.setting)});
   }
   return front;
 }

@@ -37,7 +37,7 @@ std::vector<Rational> closest_outputs(Primitive const& primitive, Request const&
 struct ParetoPoint {
   Rational worst_error;  ///< relative
   double jitter_ps = 0;
-  double power_mw = 0;
+  double power_w = 0;
   Solution solution;
 };
 
