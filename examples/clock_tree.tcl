@@ -5,7 +5,7 @@
 # asks for as few clock primitives as can make the outputs, by default five from 100 MHz. The part is below.
 namespace eval clocks {
   variable part brvn3716-die-2LHP-e-S-es1
-  variable boxWidth 190 rowHeight 30 gap 26 left 30 top 60
+  variable boxWidth 230 rowHeight 30 gap 26 left 30 top 60
 
   # The dictionary of the command, or an error with the engine's words.
   proc instances {input outputs} {
@@ -17,15 +17,15 @@ namespace eval clocks {
   }
 
   proc table {result} {
-    set lines [list [format "%-10s %9s %5s %10s  %-6s %10s %10s %8s %9s" primitive M D "VCO MHz" divide "MHz" "asked" "ppm" "jitter ps"]]
+    set lines [list [format "%-10s %10s %5s %10s  %-6s %10s %10s %8s %9s" primitive M D "VCO MHz" divide "MHz" "asked" "ppm" "jitter ps"]]
     foreach instance [dict get $result instances] {
-      set head [format "%-10s %9s %5s %10.3f" [dict get $instance primitive] [dict get $instance m] \
+      set head [format "%-10s %10s %5s %10.3f" [dict get $instance primitive] [dict get $instance m] \
         [dict get $instance d] [dict get $instance vco]]
       foreach output [dict get $instance outputs] {
         dict with output {
           lappend lines [format "%s  %-6s %10s %10s %8s %9s" $head $divide $frequency $requested $error_ppm $jitter]
         }
-        set head [string repeat { } 37]
+        set head [string repeat { } 38]
       }
     }
     lappend lines "[dict get $result count] of [dict get $result available] primitives; at least [dict get $result at_least] needed"

@@ -17,6 +17,7 @@
 #include "data_directory.h"
 #include "message_arguments.h"
 #include "message_catalogue.h"
+#include "numbers_of_c.h"
 
 namespace {
 
@@ -109,6 +110,7 @@ void deliver(ComMsgMgrInstance const& message) {
 // -------------------------------------------------------------------------------------------------- formatting
 
 [[gnu::format(printf, 1, 0)]] std::string print(char const* format, va_list list) {
+  const kdi::NumbersOfC numbers;
   va_list measured;
   va_copy(measured, list);
   const int size = std::vsnprintf(nullptr, 0, format, measured);

@@ -1,6 +1,7 @@
 #include "reading.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace kdi::device {
 namespace {
@@ -82,7 +83,11 @@ CounterRange counter(json_value object) {
   values.min = whole(object.member("min"), 1, kMostCounter);
   values.max = whole(object.member("max"), values.min, kMostCounter);
   values.fraction_min = values.min;
-  if (const auto steps = object.find("steps_per_unit")) values.steps_per_unit = whole(*steps, 1, 1024);
+  if (const auto steps = object.find("steps_per_unit")) {
+    // Counters are binary, and the clock solver counts in sixty-fourths: it takes every step exactly or not at all.
+    values.steps_per_unit = whole(*steps, 1, 64);
+    if (!std::has_single_bit(static_cast<unsigned>(values.steps_per_unit))) steps->refuse("1, 2, 4, 8, 16, 32 or 64");
+  }
   if (const auto least = object.find("fraction_min")) values.fraction_min = whole(*least, values.min, values.max);
   return values;
 }

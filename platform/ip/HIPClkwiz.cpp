@@ -7,9 +7,9 @@
 
 #include "common/ComMsgMgr.h"
 #include "common/HEXAll.h"
+#include "ip/clocking/models.h"
 #include "ip/clocking/queries.h"
 #include "ip/clocking/solver.h"
-#include "ip/clocks/loop_figures.h"
 #include "ip/clocks/number_lists.h"
 #include "ip/clocks/part_primitives.h"
 
@@ -32,19 +32,13 @@ enum Status {
 };
 
 constexpr int kMostListed = 1000;
-
-// For whoever wants to know why: the status has no room for it.
-int refuse(Status status, std::string const& reason) {
-  ComMsgMgr::sendScopedMsg::eval(1, __FILE__, __LINE__, "tcltasks", "HIPClocking", ComMsgMgr::MSG_DEBUG1, "%s",
-                                 reason.c_str());
-  return status;
-}
+constexpr double kPsPerInverseMhz = 1e6;
 
 // What is asked for, before it is known to make sense.
 struct Question {
-  std::vector<double> frequencies_mhz;
-  std::vector<double> phases_deg;    // empty: 0
-  std::vector<double> duty_percent;  // empty: 50
+  std::string frequencies_mhz;
+  std::string phases_deg;    // empty: 0
+  std::string duty_percent;  // empty: 50
   double input_mhz = 0;
   double second_input_mhz = 0;
   int count = 0;
@@ -66,6 +60,17 @@ Rational angle(double value, double turn) {
 Rational frequency(char const* what, double mhz) {
   if (const auto hz = to_hz(mhz)) return *hz;
   throw std::invalid_argument(std::string(what) + " " + number_text(mhz) + " MHz is no frequency");
+}
+
+// The first `count` numbers of a list; none if it is empty and may be.
+std::vector<double> first_numbers(char const* what, std::string const& list, std::size_t count, bool may_be_empty) {
+  if (count == 0) return {};
+  const auto values = read_numbers(list);
+  if (!values) throw std::invalid_argument("the " + std::string(what) + " \"" + list + "\" are not all numbers");
+  if (values->size() < count && !(may_be_empty && values->empty()))
+    throw std::invalid_argument(std::to_string(count) + " clocks are asked for, with " +
+                                std::to_string(values->size()) + " " + what);
+  return *values;
 }
 
 device::ClockPrimitive const* with_phy_output(device::Part const& part, bool mmcm_too) {
@@ -97,9 +102,10 @@ struct HIPClkwizImp::State {
   Primitive primitive;
   Request request;
   std::optional<Solution> solution;
+  std::string fault;  // why there is none
 
   Primitive solver_primitive(device::ClockPrimitive const& of) const {
-    return kdi::clocking::solver_primitive(of, part->speed->clock_buffers, fine_phase);
+    return kdi::clocking::solver_primitive(*part, of, fine_phase);
   }
 
   // The options; the clocks are still to fill in.
@@ -130,7 +136,11 @@ struct HIPClkwizImp::State {
   }
 
   int solve(Question const& question, bool input_buffer);
-  void fill_in(Question const& question, device::ClockPrimitive const& of);
+  /// Why the clocks are beyond the primitive's limits, or empty. Throws std::invalid_argument if they make no sense.
+  std::string fill_in(Question const& question, device::ClockPrimitive const& of);
+  /// What the solver has to say of a request whose input is outside the primitive's limits.
+  std::string advice(Question const& question, device::ClockPrimitive const& of, bool input_buffer);
+  int refuse(Status status, std::string const& reason);
 
   OutputSolution const* output(int index) const {
     if (!solution || index < 0 || static_cast<std::size_t>(index) >= solution->outputs.size()) return nullptr;
@@ -151,39 +161,54 @@ struct HIPClkwizImp::State {
   device::ClockPrimitive const& mmcm(char const* operation) const;
 };
 
-void HIPClkwizImp::State::fill_in(Question const& question, device::ClockPrimitive const& of) {
+// For whoever wants to know why: the status has no room for it.
+int HIPClkwizImp::State::refuse(Status status, std::string const& reason) {
+  fault = reason;
+  ComMsgMgr::sendScopedMsg::eval(1, __FILE__, __LINE__, "tcltasks", "HIPClocking", ComMsgMgr::MSG_DEBUG1, "%s",
+                                 reason.c_str());
+  return status;
+}
+
+std::string HIPClkwizImp::State::advice(Question const& question, device::ClockPrimitive const& of, bool input_buffer) {
+  try {
+    request = options(of, input_buffer);
+    fill_in(question, of);
+    return ". " + kdi::clocking::solve(solver_primitive(of), request).error;
+  } catch (std::invalid_argument const& exception) {
+    return std::string(". ") + exception.what();
+  }
+}
+
+std::string HIPClkwizImp::State::fill_in(Question const& question, device::ClockPrimitive const& of) {
   request.input_hz = frequency("input", question.input_mhz);
   if (question.second_input_mhz != 0) request.second_input_hz = frequency("second input", question.second_input_mhz);
+  request.input_jitter_ps = input_jitter_ui * kPsPerInverseMhz / question.input_mhz;
   request.whole_counters = question.whole_counters;
   request.preference = question.preference;
   const auto count = static_cast<std::size_t>(std::max(question.count, 0));
-  const auto has = [count](char const* what, std::vector<double> const& list, bool optional) {
-    if (list.size() < count && !(optional && list.empty()))
-      throw std::invalid_argument(std::to_string(count) + " clocks are asked for, with " + std::to_string(list.size()) +
-                                  " " + what);
-  };
-  has("frequencies", question.frequencies_mhz, false);
-  has("phases", question.phases_deg, true);
-  has("duty cycles", question.duty_percent, true);
+  const auto frequencies = first_numbers("frequencies", question.frequencies_mhz, count, false);
+  const auto phases = first_numbers("phases", question.phases_deg, count, true);
+  const auto duty_cycles = first_numbers("duty cycles", question.duty_percent, count, true);
+  std::string beyond;
   for (std::size_t i = 0; i < count; ++i) {
     OutputRequest output;
-    // The nearest there is to a frequency beyond the limits is no answer.
-    if (const auto fault = outside("output frequency", question.frequencies_mhz[i], of.output_mhz); !fault.empty())
-      throw std::invalid_argument(fault);
-    output.frequency_hz = frequency("output", question.frequencies_mhz[i]);
-    if (!question.phases_deg.empty()) output.phase_deg = angle(question.phases_deg[i], 360);
-    if (!question.duty_percent.empty()) output.duty = angle(question.duty_percent[i] / 100, 1);
+    if (beyond.empty()) beyond = outside("output frequency", frequencies[i], of.output_mhz);
+    output.frequency_hz = frequency("output", frequencies[i]);
+    if (!phases.empty()) output.phase_deg = angle(phases[i], 360);
+    if (!duty_cycles.empty()) output.duty = angle(duty_cycles[i] / 100, 1);
     request.outputs.push_back(output);
   }
-  if (!question.phy_output) return;
-  if (const auto fault = outside("clkoutphy", question.phy_mhz, of.phy_output->output_mhz); !fault.empty())
-    throw std::invalid_argument(fault);
-  request.high_speed_hz = frequency("clkoutphy", question.phy_mhz);
+  if (question.phy_output) {
+    if (beyond.empty()) beyond = outside("clkoutphy", question.phy_mhz, of.phy_output->output_mhz);
+    request.high_speed_hz = frequency("clkoutphy", question.phy_mhz);
+  }
+  return beyond;
 }
 
 int HIPClkwizImp::State::solve(Question const& question, bool input_buffer) {
   data = nullptr;
   solution.reset();
+  fault.clear();
   request = {};
   if (part == nullptr) return refuse(kNoData, "part \"" + part_name + "\" is not known");
   if (question.phy_output && with_phy_output(*part, true) == nullptr)
@@ -192,10 +217,10 @@ int HIPClkwizImp::State::solve(Question const& question, bool input_buffer) {
   if (question.phy_output && (chosen == nullptr || !chosen->phy_output))
     return refuse(kNoPhyOnMmcm, "the MMCM has no output for I/O banks");
   if (chosen == nullptr) return refuse(kNoData, part->name + " has no primitive of this kind");
-  std::string fault = outside("input frequency", question.input_mhz, chosen->input_mhz);
-  if (fault.empty() && question.second_input_mhz != 0)
-    fault = outside("second input frequency", question.second_input_mhz, chosen->input_mhz);
-  if (!fault.empty()) return refuse(kBadInput, fault);
+  std::string beyond = outside("input frequency", question.input_mhz, chosen->input_mhz);
+  if (beyond.empty() && question.second_input_mhz != 0)
+    beyond = outside("second input frequency", question.second_input_mhz, chosen->input_mhz);
+  if (!beyond.empty()) return refuse(kBadInput, beyond + advice(question, *chosen, input_buffer));
   if (question.count < 1 && !question.phy_output) return refuse(kNoSolution, "no clock is asked for");
   if (input_jitter_ui > chosen->input_jitter_max_ui)
     return refuse(kNoSolution, "input jitter " + number_text(input_jitter_ui) + " UI is above " +
@@ -205,7 +230,8 @@ int HIPClkwizImp::State::solve(Question const& question, bool input_buffer) {
   try {
     primitive = solver_primitive(*chosen);
     request = options(*chosen, input_buffer);
-    fill_in(question, *chosen);
+    beyond = fill_in(question, *chosen);
+    if (!beyond.empty()) return refuse(kNoSolution, with_nearest(beyond, primitive, request));
   } catch (std::invalid_argument const& exception) {
     return refuse(kNoSolution, exception.what());
   }
@@ -334,18 +360,10 @@ std::string frequency_text(OutputSolution const& output) { return mhz_text(outpu
 int HIPClkwizImp::getMinPowerOutFreqs(std::string& freqs, double fIn1, double fIn2, int count, bool minJitter,
                                       bool integerOnly, int usePll, bool minPower, double /*inPeriod*/, bool clkoutPhy,
                                       double clkoutPhyFreq) {
-  Question question;
-  const auto frequencies = read_numbers(freqs);
-  if (frequencies) question.frequencies_mhz = *frequencies;  // otherwise too few: what is no number is refused below
-  question.input_mhz = fIn1;
-  question.second_input_mhz = fIn2;
-  question.count = count;
-  question.whole_counters = integerOnly;
-  question.use_pll = usePll != 0;
-  question.preference = minJitter && !minPower ? Preference::low_jitter : Preference::low_power;
-  question.phy_output = clkoutPhy;
-  question.phy_mhz = clkoutPhyFreq;
-  const int status = state_->solve(question, globalBufferInputClk);
+  const Preference preference = minJitter && !minPower ? Preference::low_jitter : Preference::low_power;
+  const int status =
+      state_->solve({freqs, "", "", fIn1, fIn2, count, integerOnly, usePll != 0, preference, clkoutPhy, clkoutPhyFreq},
+                    globalBufferInputClk);
   if (status == kSolved) freqs = rewritten(*state_->solution, frequency_text);
   return status;
 }
@@ -353,22 +371,10 @@ int HIPClkwizImp::getMinPowerOutFreqs(std::string& freqs, double fIn1, double fI
 int HIPClkwizImp::getClosestSolution(std::string& freqs, std::string& phases, std::string& dutyCycles, double fIn1,
                                      double fIn2, int count, bool minJitter, bool integerOnly, int usePll,
                                      double /*inPeriod*/, bool minPower, bool clkoutPhy, double clkoutPhyFreq) {
-  Question question;
-  const auto frequencies = read_numbers(freqs), angles = read_numbers(phases), duties = read_numbers(dutyCycles);
-  if (frequencies && angles && duties) {
-    question.frequencies_mhz = *frequencies;
-    question.phases_deg = *angles;
-    question.duty_percent = *duties;
-  }
-  question.input_mhz = fIn1;
-  question.second_input_mhz = fIn2;
-  question.count = count;
-  question.whole_counters = integerOnly;
-  question.use_pll = usePll != 0;
-  question.preference = minPower && !minJitter ? Preference::low_power : Preference::low_jitter;
-  question.phy_output = clkoutPhy;
-  question.phy_mhz = clkoutPhyFreq;
-  const int status = state_->solve(question, globalBufferInputClk);
+  const Preference preference = minPower && !minJitter ? Preference::low_power : Preference::low_jitter;
+  const int status = state_->solve(
+      {freqs, phases, dutyCycles, fIn1, fIn2, count, integerOnly, usePll != 0, preference, clkoutPhy, clkoutPhyFreq},
+      globalBufferInputClk);
   if (status == kSolved) {
     freqs = rewritten(*state_->solution, frequency_text);
     phases = rewritten(*state_->solution, [](OutputSolution const& output) { return output.phase_deg.text(); });
@@ -420,6 +426,7 @@ double mhz(Rational const& hz) { return hz.to_double() / 1e6; }
 
 }  // namespace
 
+std::string HIPClkwizImp::getFault() const { return state_->fault; }
 double HIPClkwizImp::getChosenM() { return state_->solution ? state_->solution->multiplier.to_double() : 0; }
 int HIPClkwizImp::getChosenD() { return state_->solution ? state_->solution->input_divider : 0; }
 double HIPClkwizImp::getChosenVCO() { return state_->solution ? mhz(state_->solution->vco_hz) : 0; }

@@ -6,9 +6,9 @@
 #include <stdexcept>
 
 #include "ip/clocking/cover.h"
+#include "ip/clocking/models.h"
 #include "ip/clocking/queries.h"
 #include "ip/clocking/solver.h"
-#include "ip/clocks/loop_figures.h"
 #include "ip/clocks/number_lists.h"
 #include "ip/clocks/part_primitives.h"
 
@@ -114,25 +114,12 @@ device::LoopModel const& loop_of(device::ClockPrimitive const& data, BandwidthWo
 
 double mhz(Rational const& hz) { return hz.to_double() / 1e6; }
 
-// A setting with what is needed to read its figures.
+// A setting with what was asked for.
 struct Solved {
-  device::ClockPrimitive data;
+  Primitive primitive;
   Request request;
   Solution solution;
 };
-
-double jitter_of(Solved const& solved) {
-  const auto bandwidth =
-      solved.request.bandwidth == Bandwidth::low ? BandwidthWord::BW_LOW : BandwidthWord::BW_OPTIMIZED;
-  return jitter_ps(loop_of(solved.data, bandwidth), solved.request.input_jitter_ps, mhz(solved.solution.vco_hz),
-                   solved.request.spread.has_value(), solved.request.fine_phase);
-}
-
-double phase_error_of(Solved const& solved) {
-  const auto bandwidth =
-      solved.request.bandwidth == Bandwidth::low ? BandwidthWord::BW_LOW : BandwidthWord::BW_OPTIMIZED;
-  return phase_error_ps(loop_of(solved.data, bandwidth), mhz(solved.solution.pfd_hz));
-}
 
 // "key value" of a dictionary; values are single words or were braced.
 void put(std::string& dict, char const* key, std::string const& value) {
@@ -156,10 +143,10 @@ std::string output_dict(std::size_t index, OutputRequest const& asked, OutputSol
 }
 
 // `indices` are the numbers of the outputs to the one who asked.
-std::string solution_dict(Solved const& solved, device::Part const& part, std::vector<std::size_t> const& indices) {
+std::string solution_dict(Solved const& solved, std::vector<std::size_t> const& indices) {
   Solution const& solution = solved.solution;
   std::string dict;
-  put(dict, "primitive", solved.data.name);
+  put(dict, "primitive", solved.primitive.name);
   put(dict, "input", mhz_text(solved.request.input_hz));
   if (solved.request.second_input_hz) put(dict, "second_input", mhz_text(*solved.request.second_input_hz));
   put(dict, "m", solution.multiplier.text());
@@ -171,13 +158,12 @@ std::string solution_dict(Solved const& solved, device::Part const& part, std::v
     put(dict, "ss_mode", solved.request.spread->mode);
     put(dict, "mod_freq", (*solution.modulation_hz / 1000).text());
   }
-  put(dict, "phase_error", fixed_text(phase_error_of(solved), 3));
-  if (device::ClockPower const* const power = part.device->power.clock(solved.data.name))
-    put(dict, "power", fixed_text(power_w(*power, solution), 4));
-  const double jitter = jitter_of(solved);
+  put(dict, "phase_error", fixed_text(solution.phase_error_ps, 3));
+  if (solved.primitive.power) put(dict, "power", fixed_text(solution.power_w, 4));
   std::string outputs;
   for (std::size_t i = 0; i < solution.outputs.size(); ++i)
-    append_word(outputs, braced(output_dict(indices[i], solved.request.outputs[i], solution.outputs[i], jitter)));
+    append_word(outputs,
+                braced(output_dict(indices[i], solved.request.outputs[i], solution.outputs[i], solution.jitter_ps)));
   put(dict, "outputs", braced(outputs));
   return dict;
 }
@@ -211,7 +197,7 @@ HIPClockingSoln::~HIPClockingSoln() = default;
 
 namespace {
 
-// The divider as a counter of the primitive has it: the nearest multiple of 1/8 within the counter's range.
+// The divider as a counter of the primitive has it: the nearest of the counter's values.
 Rational divider_of(Primitive const& primitive, double divide) {
   CounterSpec const& spec = primitive.outputs.front().divider;
   if (!(divide >= spec.min && divide <= spec.max))
@@ -228,7 +214,7 @@ bool HIPClockingSoln::calculateActualPhase(HIPClock& clock, StrVec& errors) {
   std::string fault;
   const bool done = answer(fault, [&] {
     device::Part const& part = part_of(state_->name);
-    const Primitive mmcm = solver_primitive(data_of(part, CLKPRIM_MMCM), part.speed->clock_buffers, false);
+    const Primitive mmcm = solver_primitive(part, data_of(part, CLKPRIM_MMCM), false);
     clock.actualPhase = actual_phase_deg(mmcm, divider_of(mmcm, clock.divide), phase(clock.phase), false).to_double();
   });
   if (!done) errors.push_back(fault);
@@ -239,7 +225,7 @@ bool HIPClockingSoln::calculateActualDutyCycle(HIPClock& clock, StrVec& errors, 
   std::string fault;
   const bool done = answer(fault, [&] {
     device::Part const& part = part_of(state_->name);
-    const Primitive solver = solver_primitive(data_of(part, primitive), part.speed->clock_buffers, false);
+    const Primitive solver = solver_primitive(part, data_of(part, primitive), false);
     const Rational divider = divider_of(solver, clock.divide == 0 ? divide : clock.divide);
     clock.actualDutyCycle = actual_duty(solver, divider, duty(clock.dutyCycle)).to_double() * 100;
   });
@@ -265,7 +251,7 @@ namespace {
 // The primitive with the limits that are asked for.
 Primitive primitive_for_lists(device::Part const& part, ClockPrimitive which, bool use_speed_data) {
   device::ClockPrimitive const& data = data_of(part, which);
-  Primitive primitive = solver_primitive(use_speed_data ? data : widest(*part.device, data), {}, false);
+  Primitive primitive = solver_primitive(part, use_speed_data ? data : widest(*part.device, data), false);
   require(check(primitive));
   return primitive;
 }
@@ -402,7 +388,7 @@ bool HIPClockingSoln::getPhaseError(double* value, int output) {
   return answer(fault, [&] {
     if (!state_->last || output < 0 || static_cast<std::size_t>(output) >= state_->last->solution.outputs.size())
       throw Fault{"no such output"};
-    *value = phase_error_of(*state_->last);
+    *value = state_->last->solution.phase_error_ps;
   });
 }
 
@@ -425,10 +411,10 @@ bool HIPClockingSoln::calculateMandD(std::vector<HIPClock>& clocks, std::string&
     Request request;
     request.input_hz = frequency("input", primFreq);
     if (secondaryFreq != 0) request.second_input_hz = frequency("second input", secondaryFreq);
+    std::string beyond;
     for (HIPClock const& clock : clocks) {
       OutputRequest asked;
-      // The nearest there is to a frequency beyond the limits is no answer.
-      require_none(outside("output frequency", clock.frequency, data.output_mhz));
+      if (beyond.empty()) beyond = outside("output frequency", clock.frequency, data.output_mhz);
       asked.frequency_hz = frequency("output", clock.frequency);
       asked.phase_deg = phase(clock.phase);
       asked.duty = duty(clock.dutyCycle);
@@ -439,9 +425,12 @@ bool HIPClockingSoln::calculateMandD(std::vector<HIPClock>& clocks, std::string&
     request.fine_phase = finePs;
     if (spreadSpectrum)
       request.spread = SpreadRequest{ssMode, angle("modulation frequency in kHz,", ssModFreq, 1e-3, 6e4) * 1000};
-    Result result = solve(solver_primitive(data, values.speed->clock_buffers, finePs), request);
+    Primitive solver = solver_primitive(values, data, finePs);
+    // The nearest there is to a frequency beyond the limits is no answer.
+    if (!beyond.empty()) throw Fault{with_nearest(beyond, solver, request)};
+    Result result = solve(solver, request);
     if (!result.solution) throw Fault{result.error};
-    state_->last = Solved{data, std::move(request), std::move(*result.solution)};
+    state_->last = Solved{std::move(solver), std::move(request), std::move(*result.solution)};
   });
   if (!done) {
     errors.push_back(fault);
@@ -456,7 +445,7 @@ bool HIPClockingSoln::calculateMandD(std::vector<HIPClock>& clocks, std::string&
     clocks[i].actualDutyCycle = made.duty.to_double() * 100;
     indices.push_back(i);
   }
-  solution = solution_dict(*state_->last, *find_part(part), indices);
+  solution = solution_dict(*state_->last, indices);
   return true;
 }
 
@@ -496,7 +485,7 @@ bool HIPClockingSoln::computeMinimalClkInst(std::vector<double> const& outputs,
     device::Part const& values = part_of(part);
     device::ClockPrimitive const* data = values.clock_primitive(Kind::mmcm);
     if (data == nullptr) data = &data_of(values, CLKPRIM_PLL);
-    const Primitive primitive = solver_primitive(*data, values.speed->clock_buffers, false);
+    const Primitive primitive = solver_primitive(values, *data, false);
 
     CoverRequest request;
     for (auto const& [input, second] : inputs) request.inputs_hz.push_back(frequency("input", input));
@@ -524,10 +513,10 @@ bool HIPClockingSoln::computeMinimalClkInst(std::vector<double> const& outputs,
 
     std::string instances;
     for (CoverGroup const& group : cover.groups) {
-      Solved solved{*data, request.options, group.solution};
+      Solved solved{primitive, request.options, group.solution};
       solved.request.input_hz = request.inputs_hz[group.input];
       for (std::size_t index : group.outputs) solved.request.outputs.push_back(request.outputs[index]);
-      append_word(instances, braced(solution_dict(solved, values, group.outputs)));
+      append_word(instances, braced(solution_dict(solved, group.outputs)));
     }
     std::string dict;
     put(dict, "count", std::to_string(cover.groups.size()));

@@ -83,11 +83,23 @@ inline int compare_sums(std::vector<Fraction> const& a, std::vector<Fraction> co
   return 0;
 }
 
-/// Whether a value in eighths belongs to the counter.
-inline bool has_value(CounterSpec const& spec, int eighths, bool whole_only) {
-  if (eighths < spec.min * 8 || eighths > spec.max * 8) return false;
-  if (eighths % 8 == 0 && (eighths / 8 - spec.min) % spec.step == 0) return true;
-  return !whole_only && spec.fraction > 1 && eighths >= spec.fraction_min * 8 && eighths % (8 / spec.fraction) == 0;
+/// Counter values are counted in sixty-fourths.
+inline constexpr int kParts = 64;
+
+/// Whether a value in parts belongs to the counter.
+inline bool has_value(CounterSpec const& spec, int parts, bool whole_only) {
+  if (parts < spec.min * kParts || parts > spec.max * kParts) return false;
+  if (parts % kParts == 0 && (parts / kParts - spec.min) % spec.step == 0) return true;
+  return !whole_only && spec.fraction > 1 && parts >= spec.fraction_min * kParts &&
+         parts % (kParts / spec.fraction) == 0;
+}
+
+/// All values of the counter in parts.
+inline std::vector<int> values_of(CounterSpec const& spec, bool whole_only) {
+  std::vector<int> values;
+  for (int parts = kParts; parts <= spec.max * kParts; ++parts)
+    if (has_value(spec, parts, whole_only)) values.push_back(parts);
+  return values;
 }
 
 /// One divider of one output, with its phase and duty error and whether these keep the tolerances.
@@ -116,21 +128,22 @@ class Enumeration {
   Enumeration(Primitive const& primitive, Request const& request) : primitive_(primitive), request_(request) {
     whole_ = request.whole_counters || (request.fine_phase && !primitive.fraction_with_fine_phase) ||
              (request.spread && !primitive.fraction_with_spread);
+    multipliers_ = values_of(primitive.multiplier, whole_);
     for (std::size_t i = 0; i < request.outputs.size(); ++i) add_output(i);
     if (request.high_speed_hz) {
       Output output{fraction(*request.high_speed_hz), primitive.high_speed_hz, {}};
       for (auto const& mode : primitive.high_speed_modes)
-        output.choices.push_back({static_cast<int>(8 * mode.factor.den() / mode.factor.num()), {}});
+        output.choices.push_back({static_cast<int>(kParts * mode.factor.den() / mode.factor.num()), {}});
       outputs_.push_back(output);
     }
   }
 
-  /// Calls `visit` for every M and D, in eighths and ones, that keep the limits.
+  /// Calls `visit` for every M and D, in parts and ones, that keep the limits.
   void for_each_loop(std::function<void(int, int)> const& visit) const {
     for (int d = 1; d <= primitive_.input_divider.max; ++d) {
-      if (!has_value(primitive_.input_divider, d * 8, true) || !is_pfd_valid(d)) continue;
-      for (int m = 8; m <= primitive_.multiplier.max * 8; ++m)
-        if (has_value(primitive_.multiplier, m, whole_) && is_vco_valid(m, d)) visit(m, d);
+      if (!has_value(primitive_.input_divider, d * kParts, true) || !is_pfd_valid(d)) continue;
+      for (int m : multipliers_)
+        if (is_vco_valid(m, d)) visit(m, d);
     }
   }
 
@@ -212,8 +225,7 @@ class Enumeration {
       const Range buffer = kdi::clocking::buffer_frequencies(*primitive_.buffer(wanted.buffer));
       output.limits = {std::max(output.limits.min, buffer.min), std::min(output.limits.max, buffer.max)};
     }
-    for (int o = 8; o <= spec.divider.max * 8; ++o) {
-      if (!has_value(spec.divider, o, whole_)) continue;
+    for (int o : values_of(spec.divider, whole_)) {
       const Fraction phase = phase_error(wanted, o), duty = duty_error(wanted, o);
       if (request_.phase_tolerance && less(fraction(*request_.phase_tolerance), phase)) continue;
       if (request_.duty_tolerance && less(fraction(*request_.duty_tolerance), duty)) continue;
@@ -222,15 +234,17 @@ class Enumeration {
     outputs_.push_back(output);
   }
 
-  // Every step is tried. With o eighths of a VCO period in a period, step k lies at 8 k / (steps o) periods.
+  // Every step is tried. With o parts of a VCO period in a period, step k lies at
+  // kParts k / (steps o) periods.
   Fraction phase_error(OutputRequest const& wanted, int o) const {
     const Wide steps = request_.fine_phase ? primitive_.fine_phase_steps : primitive_.phase_steps;
     const Wide turn = wanted.phase_deg.den() * Wide{360};
     const Wide phase = ((wanted.phase_deg.num() % turn) + turn) % turn;  // in 1 / turn
     Fraction best{1, 1};
-    for (Wide k = 0; k * 8 < steps * o && (primitive_.max_phase_step == 0 || k <= primitive_.max_phase_step); ++k) {
+    for (Wide k = 0; k * kParts < steps * o && (primitive_.max_phase_step == 0 || k <= primitive_.max_phase_step);
+         ++k) {
       const Wide den = turn * steps * o;
-      Wide distance = 8 * k * turn - phase * steps * o;
+      Wide distance = kParts * k * turn - phase * steps * o;
       if (distance < 0) distance = -distance;
       distance = std::min(distance, den - distance);
       if (less({distance, den}, best)) best = {distance, den};
@@ -243,8 +257,8 @@ class Enumeration {
       const Wide difference = num * wanted.duty.den() - Wide{wanted.duty.num()} * den;
       return Fraction{difference < 0 ? -difference : difference, den * wanted.duty.den()};
     };
-    const int steps = primitive_.duty_steps * o / 8;
-    if (o % 8 != 0 || steps < 2) return error(1, 2);
+    const int steps = primitive_.duty_steps * o / kParts;
+    if (o % kParts != 0 || steps < 2) return error(1, 2);
     Fraction best{2, 1};
     for (int high = 1; high < steps; ++high) {
       const int longest = std::max(high, steps - high);
@@ -291,11 +305,11 @@ class Enumeration {
   }
 
   bool is_vco_valid(int m, int d) const {
-    return !less(fraction(primitive_.vco_hz.max), scaled(true, m, Wide{8} * d)) &&
-           !less(scaled(false, m, Wide{8} * d), fraction(primitive_.vco_hz.min));
+    return !less(fraction(primitive_.vco_hz.max), scaled(true, m, Wide{kParts} * d)) &&
+           !less(scaled(false, m, Wide{kParts} * d), fraction(primitive_.vco_hz.min));
   }
 
-  // The fastest and the slowest frequency of an output with a divider of 1 / 8; with o eighths it is 1 / o of that.
+  // The fastest and the slowest frequency of an output with a divider of one part; with o parts it is 1 / o of that.
   struct Extremes {
     Fraction fast, slow;
   };
@@ -322,6 +336,7 @@ class Enumeration {
   Primitive const& primitive_;
   Request const& request_;
   bool whole_ = false;
+  std::vector<int> multipliers_;
   std::vector<Output> outputs_;
 };
 

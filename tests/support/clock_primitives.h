@@ -16,18 +16,19 @@ using kdi::clocking::Rational;
 inline Range mhz(std::int64_t low, std::int64_t high) { return {low * 1000000, high * 1000000}; }
 
 inline Primitive with_models(Primitive primitive) {
-  primitive.jitter = {.vco_kappa = 2e-8,
-                      .pfd_noise_ps = 3,
-                      .fraction_phase = 0.02,
-                      .jitter_floor_ps = 20,
-                      .phase_floor_ps = 40,
-                      .pfd_offset = 0.004};
-  primitive.power = {.static_mw = 12,
-                     .per_vco = 0.06,
-                     .per_pfd = 0.02,
-                     .per_counter = 0.004,
-                     .per_output = 0.01,
-                     .per_fraction = 0.008};
+  using Word = HASTJitterCalculatorKelvane;
+  const auto loop = [](Word::BANDWIDTH bandwidth, double input_gain, double vco_ps) {
+    return kdi::device::LoopModel{.bandwidth = bandwidth,
+                                  .input_gain = input_gain,
+                                  .vco_ps = vco_ps,
+                                  .output_ps = 20,
+                                  .spread_ps = 40,
+                                  .fine_ps = 8,
+                                  .phase_error_ps = 50,
+                                  .phase_error_pfd_ps = 12};
+  };
+  primitive.loops = {loop(Word::BW_LOW, 0.3, 120), loop(Word::BW_HIGH, 0.9, 60), loop(Word::BW_OPTIMIZED, 0.7, 80)};
+  primitive.power = kdi::device::ClockPower{primitive.name, 0.05, 0.03, 0.01};
   primitive.buffers = {{"fast", 1.2, 0}, {"slow", 4, 200}};
   primitive.spread_modes = {{"centre", Rational(1, 200), Rational(1, 200), {25000, 250000}, 4},
                             {"down", Rational(1, 100), 0, {25000, 250000}, 4}};
@@ -80,6 +81,18 @@ inline Primitive eighths_primitive() {
   p.fine_phase_steps = 56;
   p.max_phase_step = 120;
   p.max_high_steps = 24;
+  return p;
+}
+
+/// Sixty-fourths in M, sixteenths in the first divider.
+inline Primitive sixty_fourths_primitive() {
+  Primitive p = eighths_primitive();
+  p.name = "sixty-fourths";
+  p.pfd_hz = mhz(60, 450);
+  p.multiplier = {.min = 2, .max = 10, .fraction = 64, .fraction_min = 3};
+  p.input_divider = {.min = 1, .max = 3};
+  p.outputs[0].divider = {.min = 1, .max = 16, .fraction = 16, .fraction_min = 2};
+  p.fraction_with_fine_phase = true;
   return p;
 }
 

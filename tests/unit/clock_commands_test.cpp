@@ -7,6 +7,7 @@
 #include "common/HEXAll.h"
 #include "common/host/MessageHost.h"
 #include "decimal_comma.h"
+#include "ip/HIPClkwiz.h"
 #include "recording_clocks.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
@@ -216,9 +217,16 @@ TEST_F(Clkwiz, PropertiesThatAreSet) {
   EXPECT_EQ(set("SpreadSpectrum true"), texts_t{"setSpreadSpectrum true"});
   EXPECT_EQ(set("SSMode {a b}"), texts_t{"setSSMode a b"});
   EXPECT_EQ(set("SSModFreq 1.5e2"), texts_t{"setSSModFreq 150"});
+  EXPECT_EQ(set("SSModFreq 1e-400"), texts_t{"setSSModFreq 0"});
+  EXPECT_EQ(set("SSModFreq -INFinity"), texts_t{"setSSModFreq -inf"});
   EXPECT_EQ(set("UseFinePS true"), texts_t{"setFinePS true"});
   EXPECT_EQ(set("CLKIN_UI_JITTER +.01"), texts_t{"setClkInUIJitter 0.01"});
+  std::string part = "p", instance = "i";
+  auto& solver = *Ip_Clkwiz::HIPClkwizTclMgr::GetInstance()->getClkwizImp(part, instance);
   EXPECT_EQ(set("GlobalBuffer_InputClk true"), texts_t{});
+  EXPECT_TRUE(solver.globalBufferInputClk);
+  EXPECT_EQ(set("GlobalBuffer_InputClk 1"), texts_t{});
+  EXPECT_FALSE(solver.globalBufferInputClk);
   EXPECT_EQ(run("SetClkwizProperty p i NoSuchThing 1"), ok());
   EXPECT_EQ(run("SetClkwizProperty p i lowbandwidth true"), ok());
   EXPECT_EQ(calls, texts_t{"getClkwizImp p i"});
@@ -289,6 +297,9 @@ TEST_F(Clkwiz, FiguresThatNoIntegerHoldsAreCut) {
   answers.number = std::numeric_limits<double>::quiet_NaN();
   EXPECT_EQ(run("GetClkwizProperty p i ChosenDiv0Int"), ok("0"));
   EXPECT_EQ(run("GetClkwizProperty p i ChosenM"), ok("nan"));
+  for (char const* property : {"ChosenVCO", "SSModActFreq", "ChosenOutFreqN 0", "ChosenPhaseN 0", "ChosenDutyCycleN 0",
+                               "ChosenClkoutXiPhyFreq"})
+    EXPECT_EQ(run(std::string("GetClkwizProperty p i ") + property), ok(" nan")) << property;  // four wide
   answers.number = -2.7;
   EXPECT_EQ(run("GetClkwizProperty p i ChosenMInt"), ok("-2"));
 }
@@ -668,6 +679,11 @@ TEST_F(ClockCommands, NumbersAreTheSameUnderEveryLocale) {
   EXPECT_EQ(run("SetClkwizProperty p i SSModFreq 1,5"), error());
   EXPECT_EQ(run("SetClkwizProperty p i SSModFreq 1.5"), ok());
   EXPECT_EQ(run("Ip_Clocking_Get_PhaseError n 1"), ok("1234.500000"));
+  message_host::set_channel("HIPClocking", 5);
+  run("Ip_Clocking_Calc_M_D -part P -output_freq 1 -req_phase 0 -req_dc 50 -prim_freq 1 -secondary_freq 0 -primtive 0");
+  ASSERT_FALSE(messages.empty());
+  EXPECT_EQ(messages[0], "HIPClocking|Timeperiod that is passed as input is  1234.500000 \n");
+  message_host::set_channel("HIPClocking", -1);
   if (comma.reaches_the_c_library()) {
     EXPECT_EQ(std::strtod("1,5", nullptr), 1.5);
   }

@@ -93,12 +93,13 @@ void expect_none_idle(Primitive const& primitive, Request const& request, Diagno
 
 TEST(SolverDiagnosis, NamesWhatBindsInAThousandInfeasibleRequests) {
   const Primitive primitives[] = {test_support::whole_primitive(), test_support::eighths_primitive(),
-                                  test_support::stepped_primitive(), test_support::tiny_primitive()};
+                                  test_support::sixty_fourths_primitive(), test_support::stepped_primitive(),
+                                  test_support::tiny_primitive()};
   Random random(5);
   std::map<Limit, int> named;
   int infeasible = 0, several = 0, with_exact_inputs = 0;
   for (int i = 0; infeasible < 1000 && !HasFailure(); ++i) {
-    Primitive const& primitive = primitives[i % 4];
+    Primitive const& primitive = primitives[static_cast<std::size_t>(i) % std::size(primitives)];
     const Request request = difficult_request(random, primitive);
     const Result result = solve(primitive, request);
     if (result.solution) continue;
@@ -231,7 +232,7 @@ TEST(SolverDiagnosis, RefusesWhatIsNotWellFormed) {
               r.input_hz = Rational(1000000007, 1048575);
               r.outputs[0].frequency_hz = Rational(999999999989, 1048573);
             }),
-            "output 0: its ratio to the input has terms above 2^40; give the frequencies in fewer digits");
+            "output 0: its ratio to the input has terms above 2^37; give the frequencies in fewer digits");
 }
 
 TEST(SolverDiagnosis, RefusesPrimitivesThatMakeNoSense) {
@@ -247,16 +248,18 @@ TEST(SolverDiagnosis, RefusesPrimitivesThatMakeNoSense) {
   EXPECT_EQ(error_of([](Primitive& p) { p.input_divider.fraction = 2; }),
             "input_divider has fractional values; only whole ones exist");
   EXPECT_EQ(error_of([](Primitive& p) { p.outputs[0].divider.fraction = 3; }),
-            "output 0 divider fraction 3 is outside 1, 2, 4, 8");
+            "output 0 divider fraction 3 is outside 1, 2, 4, 8, 16, 32, 64");
   EXPECT_EQ(error_of([](Primitive& p) { p.outputs.clear(); }), "number of outputs 0 is outside 1 to 8");
   EXPECT_EQ(error_of([](Primitive& p) { p.max_high_steps = 3; }),
             "max_high_steps 3 is less than half the period of output 0 at its largest divider, 80 steps");
   EXPECT_EQ(error_of([](Primitive& p) {
               p.high_speed_modes = {{"x", Rational(3)}};
             }),
-            "high-speed mode \"x\": factor 3 is outside 1/8 to 8, or its inverse is no multiple of 1/8");
-  EXPECT_EQ(error_of([](Primitive& p) { p.jitter.loop_ratio_low = 0; }),
-            "loop_ratio_low 0.000000 is outside 0.000000 to 0.500000");
+            "high-speed mode \"x\": factor 3 is outside 1/8 to 8, or its inverse is no multiple of 1/64");
+  EXPECT_EQ(error_of([](Primitive& p) { p.loops[0].vco_ps = -1; }),
+            "loop vco_ps -1.000000 is outside 0.000000 to 1000000000000.000000");
+  EXPECT_EQ(error_of([](Primitive& p) { p.power->base_w = -1; }),
+            "power base_w -1.000000 is outside 0.000000 to 1000000000000.000000");
   EXPECT_EQ(error_of([](Primitive& p) { p.spread_modes[0].up = Rational(1, 3); }),
             "spread mode \"centre\" deviation 0.333333 is outside 0 to 1/4 in steps of 10^-4");
 }

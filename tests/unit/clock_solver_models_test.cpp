@@ -1,13 +1,18 @@
-// Properties of the models and of exact numbers.
+// Properties of the models, of the shipped coefficients, and of exact numbers.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <stdexcept>
 
-#include "clock_primitives.h"
+#include "device/host/PartCatalogue.h"
+#include "ip/HIPClkwiz.h"
+#include "ip/HIPClocking.h"
 #include "ip/clocking/models.h"
+#include "ip/clocking/queries.h"
 #include "ip/clocking/rational.h"
+#include "ip/clocks/number_lists.h"
+#include "ip/clocks/part_primitives.h"
 #include "random.h"
 
 namespace {
@@ -15,119 +20,143 @@ namespace {
 using namespace kdi::clocking;
 using test_support::Random;
 
-LoopPoint random_point(Random& random) {
-  LoopPoint point;
-  point.input_hz = 1e6 * (10 + random.below(790));
-  point.pfd_hz = point.input_hz / (1 + random.below(5));
-  point.vco_hz = 1e6 * (600 + random.below(1000));
-  point.bandwidth = static_cast<Bandwidth>(random.below(3));
-  point.fractional_counters = static_cast<int>(random.below(3));
-  point.input_jitter_ps = random.below(200);
-  if (random.one_in(3)) {
-    point.spread = 0.001 * (1 + random.below(20));
-    point.modulation_hz = 1e3 * (25 + random.below(225));
+// Calls `visit` with every primitive of every speed grade of the shipped devices.
+template <class Visit>
+void for_each_primitive(Visit visit) {
+  auto& catalogue = kdi::device::PartCatalogue::global();
+  for (char const* device : {"zrv7030", "zrv9010", "brvn2104", "brvn3716", "brvn5130"}) {
+    auto const& part = catalogue.part(catalogue.parts(device).front())->values();
+    for (auto const& grade : part.device->speed_grades)
+      for (auto const& data : grade.clock_primitives) {
+        SCOPED_TRACE(std::string(device) + " " + data.name);
+        visit(part, data);
+      }
   }
-  return point;
 }
 
 TEST(JitterModel, MovesInTheDirectionsThatItStates) {
-  const JitterModel model = test_support::large_primitive().jitter;
-  Random random(1);
-  for (int i = 0; i < 2000; ++i) {
-    SCOPED_TRACE(i);
-    const LoopPoint point = random_point(random);
-    const double output = 1e6 * (5 + random.below(700));
-    const double jitter = jitter_ps(model, point, output);
-    ASSERT_TRUE(std::isfinite(jitter));
-    EXPECT_GE(jitter, model.jitter_floor_ps);
-    const auto with = [&](auto change) {
-      LoopPoint changed = point;
-      change(changed);
-      return changed;
-    };
-    EXPECT_LT(jitter_ps(model, with([](LoopPoint& p) { p.vco_hz *= 1.1; }), output), jitter);
-    EXPECT_GE(jitter_ps(model, point, output / 1.1), jitter);
-    EXPECT_GE(jitter_ps(model, with([](LoopPoint& p) { p.input_jitter_ps += 10; }), output), jitter);
-    EXPECT_GT(jitter_ps(model, with([](LoopPoint& p) { p.fractional_counters += 1; }), output), jitter);
-    EXPECT_GT(jitter_ps(model, with([](LoopPoint& p) { p.spread += 0.001, p.modulation_hz += 1000; }), output), jitter);
-
-    const double error = phase_error_ps(model, point);
-    EXPECT_GE(error, model.phase_floor_ps);
-    EXPECT_LT(phase_error_ps(model, with([](LoopPoint& p) { p.vco_hz *= 1.1; })), error);
-    EXPECT_LT(phase_error_ps(model, with([](LoopPoint& p) { p.pfd_hz *= 1.1; })), error);
-  }
+  int models = 0;
+  for_each_primitive([&models](auto const&, auto const& data) {
+    Random random(1);
+    for (auto const& loop : data.loops) {
+      ++models;
+      for (int i = 0; i < 100; ++i) {
+        const double vco = data.vco_mhz.min + random.below(1000) / 1000.0 * (data.vco_mhz.max - data.vco_mhz.min);
+        const double pfd = data.pfd_mhz.min + random.below(1000) / 1000.0 * (data.pfd_mhz.max - data.pfd_mhz.min);
+        const double input_jitter = random.below(500);
+        const bool spread = random.one_in(2), fine = random.one_in(2);
+        const double jitter = jitter_ps(loop, input_jitter, vco, spread, fine);
+        EXPECT_TRUE(std::isfinite(jitter));
+        EXPECT_GT(jitter, loop.output_ps);
+        EXPECT_LT(jitter_ps(loop, input_jitter, vco * 1.1, spread, fine), jitter);
+        EXPECT_GT(jitter_ps(loop, input_jitter + 10, vco, spread, fine), jitter);
+        EXPECT_GE(jitter_ps(loop, input_jitter, vco, true, fine), jitter);
+        EXPECT_GE(jitter_ps(loop, input_jitter, vco, spread, true), jitter);
+        EXPECT_GT(phase_error_ps(loop, pfd), loop.phase_error_ps);
+        EXPECT_LT(phase_error_ps(loop, pfd * 1.1), phase_error_ps(loop, pfd));
+      }
+    }
+  });
+  EXPECT_GT(models, 50);
 }
 
 TEST(JitterModel, AWiderLoopPassesTheInputAndHoldsTheVco) {
-  JitterModel model = test_support::large_primitive().jitter;
-  Random random(2);
-  for (int i = 0; i < 500; ++i) {
-    SCOPED_TRACE(i);
-    LoopPoint point = random_point(random);
-    const double output = 1e6 * (5 + random.below(700));
-    LoopPoint low = point, high = point;
-    low.bandwidth = Bandwidth::low;
-    high.bandwidth = Bandwidth::high;
-    JitterModel quiet = model;  // nothing but the input's jitter
-    quiet.vco_kappa = quiet.pfd_noise_ps = 0;
-    low.input_jitter_ps = high.input_jitter_ps = 100;
-    EXPECT_LT(jitter_ps(quiet, low, output), jitter_ps(quiet, high, output));
-    JitterModel free = model;  // nothing but the VCO's
-    free.pfd_noise_ps = 0;
-    low.input_jitter_ps = high.input_jitter_ps = 0;
-    EXPECT_GT(jitter_ps(free, low, output), jitter_ps(free, high, output));
-  }
+  for_each_primitive([](auto const&, auto const& data) {
+    using Word = HASTJitterCalculatorKelvane;
+    auto const *low = data.loop(Word::BW_LOW), *optimized = data.loop(Word::BW_OPTIMIZED),
+               *high = data.loop(Word::BW_HIGH);
+    ASSERT_TRUE(low != nullptr && optimized != nullptr && high != nullptr);
+    constexpr double kMuch = 1e5;  // next to which the VCO's share is nothing
+    const auto passed = [](auto const* loop) { return jitter_ps(*loop, kMuch, 1000, false, false); };
+    const auto own = [](auto const* loop) { return jitter_ps(*loop, 0, 1000, false, false); };
+    EXPECT_LT(passed(low), passed(optimized));
+    EXPECT_LT(passed(optimized), passed(high));
+    EXPECT_LT(passed(high), kMuch);
+    EXPECT_GT(own(low), own(optimized));
+    EXPECT_GT(own(optimized), own(high));
+    EXPECT_LT(low->pfd_ratio, optimized->pfd_ratio);
+    EXPECT_LT(optimized->pfd_ratio, high->pfd_ratio);
+  });
 }
 
 // Numbers worked out by hand from the formulas.
 TEST(JitterModel, AgreesWithItsFormulas) {
-  JitterModel model;
-  model.pfd_noise_ps = 2;
-  model.loop_ratio_optimized = 0.25;
-  model.peak_factor = 10;
-  model.jitter_floor_ps = 5;
-  LoopPoint point{.input_hz = 100e6, .pfd_hz = 50e6, .vco_hz = 1e9};
-  EXPECT_DOUBLE_EQ(jitter_ps(model, point, 100e6), 5 + 10 * 2 * 0.5);
-  model.fraction_phase = 0.125;
-  point.fractional_counters = 2;
-  EXPECT_DOUBLE_EQ(jitter_ps(model, point, 100e6), 15 + 2 * 125);
-  point.spread = 0.01;
-  point.modulation_hz = 100e3;
-  EXPECT_NEAR(jitter_ps(model, point, 100e6), 265 + 2 * 0.01 * 1e5 * 1e-16 * 1e12, 1e-9);
-  model = {};
-  model.vco_kappa = 1e-8;  // w T = pi / 10 at a PFD of 50 MHz and a ratio of 1/20, T = 20 ns
-  model.peak_factor = 1;
-  point = {.input_hz = 50e6, .pfd_hz = 50e6, .vco_hz = 4e9};
-  const double w = 2 * M_PI * 0.05 * 50e6;
-  EXPECT_NEAR(jitter_ps(model, point, 50e6), 1e4 * std::sqrt(0.25 * (1 - std::exp(-w * 20e-9)) / w), 1e-9);
-  model.phase_floor_ps = 30;
-  model.pfd_offset = 0.01;
-  EXPECT_NEAR(phase_error_ps(model, point), 30 + 200 + jitter_ps(model, point, 50e6) / 2, 1e-9);
-  EXPECT_DOUBLE_EQ(ui_to_ps(0.01, 100e6), 100);
+  const kdi::device::LoopModel loop{.input_gain = 0.5,
+                                    .vco_ps = 80,
+                                    .output_ps = 20,
+                                    .spread_ps = 40,
+                                    .fine_ps = 8,
+                                    .phase_error_ps = 50,
+                                    .phase_error_pfd_ps = 12};
+  EXPECT_DOUBLE_EQ(jitter_ps(loop, 80, 4000, false, false), 60);  // 40, 40 and 20 as squares
+  EXPECT_DOUBLE_EQ(jitter_ps(loop, 80, 4000, true, false), 100);
+  EXPECT_DOUBLE_EQ(jitter_ps(loop, 80, 4000, true, true), 108);
+  EXPECT_DOUBLE_EQ(phase_error_ps(loop, 50), 74);
+  EXPECT_DOUBLE_EQ(power_w({"x", 0.5, 0.25, 0.125}, 4, 2), 1.75);
 }
 
-TEST(PowerModel, RisesWithEveryFrequencyAndOutput) {
-  const PowerModel model = test_support::large_primitive().power;
-  Random random(3);
-  for (int i = 0; i < 500; ++i) {
-    LoopPoint point = random_point(random);
-    const double power = loop_power_mw(model, point);
-    const double output = output_power_mw(model, point, 1e8);
-    EXPECT_GT(power, model.static_mw);
-    EXPECT_GT(output, 0);
-    EXPECT_GT(output_power_mw(model, point, 1.1e8), output);
-    point.vco_hz *= 1.1;
-    EXPECT_GT(loop_power_mw(model, point), power);
-    EXPECT_GT(output_power_mw(model, point, 1e8), output);
-    const double faster = loop_power_mw(model, point);
-    point.pfd_hz *= 1.1;
-    EXPECT_GT(loop_power_mw(model, point), faster);
+TEST(PowerModel, RisesWithEveryFrequency) {
+  for_each_primitive([](auto const& part, auto const& data) {
+    auto const* const model = part.device->power.clock(data.name);
+    ASSERT_NE(model, nullptr);
+    const double power = power_w(*model, 1, 0.5);
+    EXPECT_GT(power, model->base_w);
+    EXPECT_GT(power_w(*model, 1.1, 0.5), power);
+    EXPECT_GT(power_w(*model, 1, 0.6), power);
+  });
+}
+
+// There is one model: what the solver says of a setting, what the Pareto list says and what the commands say.
+TEST(Figures, AreTheSameWhoeverIsAsked) {
+  auto& catalogue = kdi::device::PartCatalogue::global();
+  for (char const* device : {"zrv7030", "brvn2104"}) {
+    auto const& part = catalogue.part(catalogue.parts(device).front())->values();
+    auto const& data = *part.clock_primitive("MMCM");
+    const Primitive primitive = solver_primitive(part, data, false);
+    Request request;
+    request.input_hz = 100000000;
+    request.outputs.resize(1);
+    request.outputs[0].frequency_hz = 74250000;
+    const Result result = solve(primitive, request);
+    ASSERT_TRUE(result.solution);
+    Solution const& solution = *result.solution;
+    const double vco_mhz = solution.vco_hz.to_double() / 1e6;
+
+    double jitter = 0;
+    Ip_Clocking::HIPClockingSoln solver(part.name);
+    ASSERT_TRUE(solver.getPeakToPeakJitter(100, vco_mhz, 74.25, HASTJitterCalculatorKelvane::BW_OPTIMIZED, "MMCM",
+                                           false, false, 0, &jitter));
+    EXPECT_NEAR(jitter, solution.jitter_ps, 1e-9);
+    std::string error, bandwidth = "OPTIMIZED";
+    Ip_Clkwiz::HIPClkwizImp wizard;
+    wizard.setPart(part.name);
+    ASSERT_TRUE(wizard.getPkToPkJitter(100, vco_mhz, 74.25, bandwidth, 0, 0, error, &jitter)) << error;
+    EXPECT_NEAR(jitter, solution.jitter_ps, 1e-9);
+
+    std::vector<Ip_Clocking::HIPClock> clocks(1);
+    clocks[0].frequency = 74.25;
+    std::string name = part.name, dict;
+    StrVec errors;
+    auto kind = Ip_Clocking::CLKPRIM_MMCM;
+    ASSERT_TRUE(solver.calculateMandD(clocks, name, errors, 100, 0, kind, true, false, false, false, false, "", 0, 10,
+                                      10, dict));
+    EXPECT_NE(dict.find("phase_error " + fixed_text(solution.phase_error_ps, 3)), std::string::npos) << dict;
+    EXPECT_NE(dict.find("power " + fixed_text(solution.power_w, 4)), std::string::npos) << dict;
+    EXPECT_NE(dict.find("jitter " + fixed_text(solution.jitter_ps, 3)), std::string::npos) << dict;
+    double phase_error = 0;
+    ASSERT_TRUE(solver.getPhaseError(&phase_error, 0));
+    EXPECT_NEAR(phase_error, solution.phase_error_ps, 1e-9);
+
+    const auto front = pareto_front(primitive, request);
+    ASSERT_FALSE(front.empty());
+    bool is_listed = false;
+    for (ParetoPoint const& point : front) {
+      EXPECT_EQ(point.jitter_ps, point.solution.jitter_ps);
+      EXPECT_EQ(point.power_w, point.solution.power_w);
+      is_listed = is_listed || (point.worst_error == solution.worst_error && point.jitter_ps == solution.jitter_ps);
+    }
+    EXPECT_TRUE(is_listed) << "the fastest VCO of the least error has the least jitter there";
   }
-  const PowerModel plain{
-      .static_mw = 10, .per_vco = 0.1, .per_pfd = 0.2, .per_counter = 0.01, .per_output = 0.05, .per_fraction = 0.02};
-  const LoopPoint point{.input_hz = 100e6, .pfd_hz = 50e6, .vco_hz = 1e9, .fractional_counters = 1};
-  EXPECT_DOUBLE_EQ(loop_power_mw(plain, point), 10 + 100 + 10 + 20);
-  EXPECT_DOUBLE_EQ(output_power_mw(plain, point, 200e6), 10 + 10);
 }
 
 TEST(ExactNumbers, CompareAndComputeWithoutRounding) {

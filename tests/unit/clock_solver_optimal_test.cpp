@@ -2,17 +2,22 @@
 // settings alike, so the settings themselves are compared.
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "clock_exhaustive.h"
 #include "clock_primitives.h"
 #include "clock_requests.h"
+#include "device/host/PartCatalogue.h"
 #include "ip/clocking/queries.h"
 #include "ip/clocking/solver.h"
+#include "ip/clocks/part_primitives.h"
 
 namespace {
 
 using namespace kdi::clocking;
 using test_support::Random;
 using test_support::exhaustive::Enumeration;
+using test_support::exhaustive::kParts;
 using test_support::exhaustive::Value;
 
 struct Tally {
@@ -21,13 +26,13 @@ struct Tally {
 };
 
 void expect_same(Solution const& solution, Value const& truth) {
-  EXPECT_EQ(solution.multiplier, Rational(truth.m, 8));
+  EXPECT_EQ(solution.multiplier, Rational(truth.m, kParts));
   EXPECT_EQ(solution.input_divider, truth.d);
   std::vector<OutputSolution> outputs = solution.outputs;
   if (solution.high_speed) outputs.push_back(*solution.high_speed);
   ASSERT_EQ(outputs.size(), truth.o.size());
   for (std::size_t i = 0; i < outputs.size(); ++i) {
-    EXPECT_EQ(outputs[i].divider, Rational(truth.o[i], 8)) << "output " << i;
+    EXPECT_EQ(outputs[i].divider, Rational(truth.o[i], kParts)) << "output " << i;
     EXPECT_EQ(outputs[i].frequency_error, Rational::of(truth.errors[i].num, truth.errors[i].den)) << "output " << i;
     EXPECT_EQ(outputs[i].phase_error + outputs[i].duty_error,
               Rational::of(truth.misplaced[i].num, truth.misplaced[i].den))
@@ -62,7 +67,7 @@ void expect_both_kinds(Tally const& tally) {
   EXPECT_GT(tally.failed, (tally.solved + tally.failed) / 100);
 }
 
-constexpr int kRequestsEach = 1250;  // in eight tests: 10,000
+constexpr int kRequestsEach = 1250;  // in ten tests: 12,500
 
 class SolverIsOptimal : public testing::TestWithParam<unsigned> {};
 
@@ -72,6 +77,10 @@ TEST_P(SolverIsOptimal, WithWholeCounters) {
 }
 TEST_P(SolverIsOptimal, WithEighths) {
   expect_both_kinds(compare(test_support::eighths_primitive(), GetParam(), kRequestsEach,
+                            [](Enumeration const& all) { return all.best(); }));
+}
+TEST_P(SolverIsOptimal, WithSixtyFourths) {
+  expect_both_kinds(compare(test_support::sixty_fourths_primitive(), GetParam(), kRequestsEach,
                             [](Enumeration const& all) { return all.best(); }));
 }
 TEST_P(SolverIsOptimal, WithStepsAndAHighSpeedOutput) {
@@ -93,6 +102,28 @@ TEST(SolverOnALargePrimitive, IsOptimalToo) {
   const Tally tally =
       compare(test_support::large_primitive(), 3, 20, [](Enumeration const& all) { return all.best(); });
   EXPECT_GT(tally.solved, 10);
+}
+
+// The steps and ranges that the device data state. Spread modes and buffers are those that the random requests name.
+TEST(SolverOnThePrimitivesOfDevices, IsOptimalToo) {
+  const Primitive named = test_support::large_primitive();
+  auto& catalogue = kdi::device::PartCatalogue::global();
+  std::set<int> fractions;
+  for (char const* device : {"zrv7030", "zrv9010", "brvn3716"}) {
+    auto const& part = catalogue.part(catalogue.parts(device).front())->values();
+    for (auto const& data : part.speed->clock_primitives) {
+      Primitive primitive = solver_primitive(part, data, false);
+      fractions.insert(primitive.multiplier.fraction);
+      EXPECT_EQ(primitive.multiplier.fraction, data.multiply.steps_per_unit);
+      primitive.spread_modes = named.spread_modes;
+      primitive.buffers = named.buffers;
+      // The more settings there are, the fewer requests there is time to enumerate.
+      const int requests = primitive.multiplier.fraction == 64 ? 3 : 40;
+      const Tally tally = compare(primitive, 4, requests, [](Enumeration const& all) { return all.best(); });
+      EXPECT_GT(tally.solved, 0) << device << ' ' << data.name;
+    }
+  }
+  EXPECT_EQ(fractions, (std::set<int>{1, 8, 64}));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The questions beside the best setting, each against plain enumeration.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <set>
 
 #include "clock_exhaustive.h"
@@ -13,57 +14,43 @@ namespace {
 using namespace kdi::clocking;
 using test_support::Random;
 using test_support::exhaustive::Enumeration;
+using test_support::exhaustive::kParts;
 using test_support::exhaustive::Value;
+using test_support::exhaustive::values_of;
 
 struct Figures {
   Rational error;
   double jitter_ps;
-  double power_mw;
+  double power_w;
   int d, m;
 };
 
-// The figures of a setting by the documented formulas' functions, put together here.
+// The figures of a setting by the formulas that the device data state, written out here.
 Figures figures_of(Primitive const& primitive, Request const& request, Value const& value) {
-  LoopPoint point;
-  point.input_hz = request.input_hz.to_double();
-  point.pfd_hz = (request.input_hz / value.d).to_double();
-  point.vco_hz = (request.input_hz / value.d * Rational(value.m, 8)).to_double();
-  point.bandwidth = request.bandwidth;
-  point.input_jitter_ps = request.input_jitter_ps;
-  if (request.spread) {
-    SpreadMode const& mode = *primitive.spread_mode(request.spread->mode);
-    const Rational base = request.input_hz / value.d / mode.divider_step;
-    std::optional<Rational> modulation;
-    for (int k = 1; k <= 1 << 12; ++k)
-      if (mode.modulation_hz.contains(base / k) &&
-          (!modulation ||
-           abs(base / k - request.spread->modulation_hz) < abs(*modulation - request.spread->modulation_hz)))
-        modulation = base / k;
-    point.spread = (mode.down + mode.up).to_double();
-    point.modulation_hz = modulation->to_double();
-  }
-  const int in_loop = value.m % 8 != 0 ? 1 : 0;
-  int fractional = in_loop;
-  for (std::size_t i = 0; i < request.outputs.size(); ++i) fractional += value.o[i] % 8 != 0 ? 1 : 0;
+  using Word = HASTJitterCalculatorKelvane;
+  const auto bandwidth = request.bandwidth == Bandwidth::low ? Word::BW_LOW : Word::BW_OPTIMIZED;
+  auto const& loop = *std::ranges::find(primitive.loops, bandwidth, &kdi::device::LoopModel::bandwidth);
+  // Equal ratios of counters are equal numbers.
+  const double input_mhz = request.input_hz.to_double() / 1e6;
+  const double vco_mhz = input_mhz * (value.m / static_cast<double>(kParts * value.d));
   Figures figures{Rational::of(value.worst.num, value.worst.den), 0, 0, value.d, value.m};
-  for (std::size_t i = 0; i < value.o.size(); ++i) {
-    const double output = (request.input_hz * Rational(value.m, value.d * value.o[i])).to_double();
-    point.fractional_counters = in_loop + (i < request.outputs.size() && value.o[i] % 8 != 0 ? 1 : 0);
-    figures.jitter_ps = std::max(figures.jitter_ps, jitter_ps(primitive.jitter, point, output));
-    figures.power_mw += output_power_mw(primitive.power, point, output);
-  }
-  point.fractional_counters = fractional;
-  figures.power_mw += loop_power_mw(primitive.power, point);
+  figures.jitter_ps =
+      std::hypot(loop.input_gain * request.input_jitter_ps, loop.vco_ps * std::sqrt(1000 / vco_mhz), loop.output_ps) +
+      (request.spread ? loop.spread_ps : 0) + (request.fine_phase ? loop.fine_ps : 0);
+  figures.power_w = primitive.power->base_w + primitive.power->w_per_vco_ghz * vco_mhz / 1000;
+  for (int o : value.o)
+    figures.power_w +=
+        primitive.power->w_per_output_ghz * input_mhz * (value.m / (static_cast<double>(value.d) * o)) / 1000;
   return figures;
 }
 
 bool dominates(Figures const& a, Figures const& b) {
-  return a.error <= b.error && a.jitter_ps <= b.jitter_ps && a.power_mw <= b.power_mw &&
-         (a.error < b.error || a.jitter_ps < b.jitter_ps || a.power_mw < b.power_mw);
+  return a.error <= b.error && a.jitter_ps <= b.jitter_ps && a.power_w <= b.power_w &&
+         (a.error < b.error || a.jitter_ps < b.jitter_ps || a.power_w < b.power_w);
 }
 
 bool is_alike(Figures const& a, Figures const& b) {
-  return a.error == b.error && a.jitter_ps == b.jitter_ps && a.power_mw == b.power_mw;
+  return a.error == b.error && a.jitter_ps == b.jitter_ps && a.power_w == b.power_w;
 }
 
 std::vector<Figures> brute_front(Primitive const& primitive, Request const& request) {
@@ -81,19 +68,20 @@ std::vector<Figures> brute_front(Primitive const& primitive, Request const& requ
     if (!is_beaten) front.push_back(point);
   }
   std::ranges::sort(front, [](Figures const& a, Figures const& b) {
-    return std::tie(a.error, a.jitter_ps, a.power_mw) < std::tie(b.error, b.jitter_ps, b.power_mw);
+    return std::tie(a.error, a.jitter_ps, a.power_w) < std::tie(b.error, b.jitter_ps, b.power_w);
   });
   return front;
 }
 
 TEST(ParetoFront, IsTheBruteForceFrontOnAThousandRequests) {
   const Primitive primitives[] = {test_support::whole_primitive(), test_support::eighths_primitive(),
-                                  test_support::stepped_primitive(), test_support::tiny_primitive()};
+                                  test_support::sixty_fourths_primitive(), test_support::stepped_primitive(),
+                                  test_support::tiny_primitive()};
   Random random(7);
   std::size_t points = 0;
   for (int i = 0; i < 1000 && !HasFailure(); ++i) {
     SCOPED_TRACE("request " + std::to_string(i));
-    Primitive const& primitive = primitives[i % 4];
+    Primitive const& primitive = primitives[static_cast<std::size_t>(i) % std::size(primitives)];
     const Request request = test_support::random_request(
         random, primitive, 1 + random.below(static_cast<unsigned>(primitive.outputs.size())));
     const std::vector<Figures> truth = brute_front(primitive, request);
@@ -103,9 +91,9 @@ TEST(ParetoFront, IsTheBruteForceFrontOnAThousandRequests) {
     for (std::size_t at = 0; at < front.size(); ++at) {
       EXPECT_EQ(front[at].worst_error, truth[at].error);
       EXPECT_DOUBLE_EQ(front[at].jitter_ps, truth[at].jitter_ps);
-      EXPECT_DOUBLE_EQ(front[at].power_mw, truth[at].power_mw);
+      EXPECT_DOUBLE_EQ(front[at].power_w, truth[at].power_w);
       EXPECT_EQ(front[at].solution.input_divider, truth[at].d);
-      EXPECT_EQ(front[at].solution.multiplier, Rational(truth[at].m, 8));
+      EXPECT_EQ(front[at].solution.multiplier, Rational(truth[at].m, kParts));
     }
   }
   EXPECT_GT(points, 2000u);  // fronts, not single points
@@ -124,8 +112,9 @@ TEST(ParetoFront, BeginsWithTheLeastError) {
 TEST(InputRanges, HoldExactlyTheInputsThatASettingTakes) {
   Random random(8);
   int inside = 0, outside = 0;
-  for (Primitive const& primitive : {test_support::whole_primitive(), test_support::eighths_primitive(),
-                                     test_support::stepped_primitive(), test_support::tiny_primitive()})
+  for (Primitive const& primitive :
+       {test_support::whole_primitive(), test_support::eighths_primitive(), test_support::sixty_fourths_primitive(),
+        test_support::stepped_primitive(), test_support::tiny_primitive()})
     for (int i = 0; i < 100; ++i) {
       Request request = test_support::random_request(random, primitive, 1);
       request.second_input_hz.reset();
@@ -156,9 +145,9 @@ std::vector<Rational> brute_exact_inputs(Primitive const& primitive, Request req
   std::set<std::pair<Rational, Rational>> found;
   const Rational wanted = request.outputs[0].frequency_hz, near = request.input_hz;
   request.second_input_hz.reset();
-  for (int o = 8; o <= primitive.outputs[0].divider.max * 8; ++o)
+  for (int o : values_of(primitive.outputs[0].divider, false))
     for (int d = 1; d <= primitive.input_divider.max; ++d)
-      for (int m = 8; m <= primitive.multiplier.max * 8; ++m) {
+      for (int m : values_of(primitive.multiplier, false)) {
         request.input_hz = wanted * Rational(o * d, m);
         if (check(primitive, request)) continue;
         if (found.contains({abs(request.input_hz - near), request.input_hz})) continue;
@@ -190,8 +179,9 @@ TEST(ExactInputs, AreTheNearestOfAll) {
 
 TEST(ClosestOutputs, AreTheNearestOfAll) {
   Random random(10);
-  for (Primitive const& primitive : {test_support::whole_primitive(), test_support::eighths_primitive(),
-                                     test_support::stepped_primitive(), test_support::tiny_primitive()})
+  for (Primitive const& primitive :
+       {test_support::whole_primitive(), test_support::eighths_primitive(), test_support::sixty_fourths_primitive(),
+        test_support::stepped_primitive(), test_support::tiny_primitive()})
     for (int i = 0; i < 25; ++i) {
       SCOPED_TRACE(primitive.name + ", request " + std::to_string(i));
       const Request request = test_support::random_request(random, primitive, 1);
@@ -207,8 +197,7 @@ TEST(ClosestOutputs, AreTheNearestOfAll) {
       auto const& spec = primitive.outputs[counter];
       const SpreadMode* spread = request.spread ? primitive.spread_mode(request.spread->mode) : nullptr;
       Enumeration(primitive, single).for_each_loop([&](int m, int d) {
-        for (int o = 8; o <= spec.divider.max * 8; ++o) {
-          if (!test_support::exhaustive::has_value(spec.divider, o, whole)) continue;
+        for (int o : values_of(spec.divider, whole)) {
           const Rational gain(m, d * o);
           Rational fast = std::max(request.input_hz, second) * gain, slow = std::min(request.input_hz, second) * gain;
           if (spread != nullptr) {

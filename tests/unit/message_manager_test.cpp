@@ -14,6 +14,7 @@
 #include "common/HEXAll.h"
 #include "common/HSTStringUtils.h"
 #include "common/host/MessageHost.h"
+#include "decimal_comma.h"
 #include "frame/guard.h"
 #include "frame/mutils_util.h"
 #include "frame/tcl_command.h"
@@ -81,6 +82,17 @@ TEST(Messages, ArgumentsOfEveryLengthAreTaken) {
   EXPECT_EQ(arguments_of("%lf%Le%+G%a%s", 0.5, 1e3L, 2.0, 1.0, "end"), " 0.500000 1.000000e+03 +2 0x1p+0 end");
   EXPECT_EQ(arguments_of("%lc%ls%.2ls%s", static_cast<std::wint_t>(L'a'), L"wide", L"wide", "end"), " a wide wi end");
   EXPECT_EQ(arguments_of("%#o%x%i%c%s", 8U, 255U, -3, 'z', "end"), " 010 ff -3 z end");
+}
+
+TEST(Messages, NumbersAreTheSameUnderEveryLocale) {
+  const DecimalComma comma;
+  EXPECT_EQ(arguments_of("%.2f%s", 1.5, "end"), " 1.50 end");
+  Capture capture;
+  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "tests", ComMsgMgr::MSG_ERROR, "%.2f or %g", 1.5, 2.25);
+  EXPECT_EQ(capture.lines, texts_t{"ERROR: [tests] 1.50 or 2.25"});
+  if (comma.reaches_the_c_library()) {
+    EXPECT_EQ(std::strtod("1,5", nullptr), 1.5);  // as it was
+  }
 }
 
 TEST(Messages, WidthAndPrecisionMayBeArguments) {

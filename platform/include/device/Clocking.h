@@ -12,7 +12,8 @@
 
 namespace kdi::device {
 
-/// Values of a counter: from `min` to `max` in steps of 1 / `steps_per_unit` (1: whole numbers, 8: eighths).
+/// Values of a counter: from `min` to `max` in steps of 1 / `steps_per_unit` (1: whole numbers, 8: eighths; a power of
+/// two up to 64).
 struct CounterRange {
   int min = 1;
   int max = 1;

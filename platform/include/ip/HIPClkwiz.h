@@ -18,7 +18,7 @@ namespace Ip_Clkwiz {
 /// One solver: a part, options, and the last solution.
 ///
 /// A solve replaces the last solution, also when it fails: then nothing is chosen and every figure is 0. Why it failed
-/// is told on the message channel HIPClocking (level 1).
+/// is told by getFault and on the message channel HIPClocking (level 1).
 class HIPClkwizImp {
  public:
   HIPClkwizImp();
@@ -66,9 +66,13 @@ class HIPClkwizImp {
                          bool clkoutPhy, double clkoutPhyFreq);
 
   /// The nearest phase and duty cycle (a fraction) that an MMCM's output with this divider has. Without `fractional`
-  /// the divider counts as its nearest whole number, with it as its nearest multiple of 1/8.
+  /// the divider counts as its nearest whole number, with it as the nearest value that the counter has.
   double mmcmCalculateActualPhase(double& phase, double& divide, bool fractional);
   double mmcmCalculateActualDutyCycle(double& dutyCycle, double& divide, bool fractional);
+
+  /// Why the last solve failed, in words: the limits that bind, the nearest setting with its error in ppm, and inputs
+  /// with which all outputs are exact. Empty if it did not.
+  std::string getFault() const;
 
   /// The last solution. Outputs count from 0; one that the solution does not have is 0.
   double getChosenM();

@@ -36,8 +36,8 @@ class HIPClockingSoln {
   explicit HIPClockingSoln(std::string const& name);
   ~HIPClockingSoln();
 
-  /// The nearest phase and duty cycle that an output with the divider `clock.divide` has (the nearest multiple of 1/8;
-  /// 0: `divide`). Phases are those of an MMCM's outputs. False fills `errors`.
+  /// The nearest phase and duty cycle that an output with the divider `clock.divide` has (the nearest value of
+  /// its counter; 0: `divide`). Phases are those of an MMCM's outputs. False fills `errors`.
   bool calculateActualPhase(HIPClock& clock, StrVec& errors);
   bool calculateActualDutyCycle(HIPClock& clock, StrVec& errors, int divide, ClockPrimitive primitive);
 

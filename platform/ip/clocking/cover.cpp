@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <set>
 #include <stdexcept>
@@ -154,17 +155,42 @@ class Covering {
     for (auto const& output : request_.outputs)
       outputs.push_back(
           {OutputSearch(primitive_, request, output, 0), OutputSearch(primitive_, request, output, other)});
-    for (auto const& [d, m_low, m_high] : search.loops())
-      for (int m = m_low; m != ValueSet::kNone && m <= m_high; m = search.multipliers().at_least(m + 1)) {
-        constexpr double kAnyError = 1e300;
-        Reach reach;
-        double error = 0;
-        for (std::size_t i = 0; i < outputs.size(); ++i) {
-          if (outputs[i].first.pick(m, d, kAnyError, error) != ValueSet::kNone) reach.first |= bit(i);
-          if (outputs[i].other.pick(m, d, kAnyError, error) != ValueSet::kNone) reach.others |= bit(i);
-        }
+    std::vector<Reach> reaches;  // of the loop, by its multipliers
+    for (Search::Loop const& loop : search.loops()) {
+      reaches.assign(static_cast<std::size_t>(loop.m_high - loop.m_low) + 1, {});
+      for (std::size_t i = 0; i < outputs.size(); ++i)
+        for_each_near(search.multipliers(), loop, outputs[i].first, [&](int m) {
+          constexpr double kAnyError = 1e300;
+          double error = 0;
+          Reach& reach = reaches[static_cast<std::size_t>(m - loop.m_low)];
+          if (outputs[i].first.pick(m, loop.d, kAnyError, error) == ValueSet::kNone) return;
+          reach.first |= bit(i);
+          if (outputs[i].other.pick(m, loop.d, kAnyError, error) != ValueSet::kNone) reach.others |= bit(i);
+        });
+      for (Reach const& reach : reaches)
         if (reach.first != 0) reaches_.insert(reach);
-      }
+    }
+  }
+
+  // Visits the multipliers with which some divider of the output comes within the tolerance, and few others.
+  template <class Visit>
+  void for_each_near(ValueSet const& multipliers, Search::Loop const& loop, OutputSearch const& output,
+                     Visit visit) const {
+    constexpr double kAny = 1e6;     // no tolerance is larger
+    constexpr double kDoubt = 1e-9;  // of the double precision here; pick() decides
+    const double slack = request_.options.tolerance ? request_.options.tolerance->to_double() + kDoubt : kAny;
+    const auto to_counter = [](double value) { return static_cast<int>(std::clamp(value, 0.0, 1e9)); };
+    ValueSet const& dividers = output.values();
+    int next = loop.m_low;
+    for (int o = dividers.at_least(to_counter(output.ideal(loop.m_low, loop.d) / (1 + slack) - 1));
+         o != ValueSet::kNone && next <= loop.m_high; o = dividers.at_least(o + 1)) {
+      const double aim = output.ideal_m(o, loop.d);
+      if (aim * (1 - slack) > loop.m_high + 1) break;
+      const int stop = std::min(loop.m_high, to_counter(std::ceil(aim * (1 + slack))));
+      int m = multipliers.at_least(std::max(next, to_counter(std::floor(aim * (1 - slack)))));
+      for (; m != ValueSet::kNone && m <= stop; m = multipliers.at_least(m + 1)) visit(m);
+      next = std::max(next, stop + 1);
+    }
   }
 
   bool is_feasible(Mask group) const {

@@ -379,13 +379,7 @@ std::string describe(Diagnosis const& diagnosis) {
   for (std::size_t i = 0; i < diagnosis.bindings.size(); ++i)
     text += (i == 0 ? "" : "; and ") + text_of(diagnosis.bindings[i]);
   text += ".";
-  if (diagnosis.nearest) {
-    text += " Nearest: M " + diagnosis.nearest->multiplier.text() + ", D " +
-            std::to_string(diagnosis.nearest->input_divider) + ", outputs";
-    for (auto const& output : diagnosis.nearest->outputs) text += " " + (output.frequency_hz / 1000000).text();
-    if (diagnosis.nearest->high_speed) text += " " + (diagnosis.nearest->high_speed->frequency_hz / 1000000).text();
-    text += " MHz, worst error " + ppm_text(diagnosis.nearest->worst_error) + ".";
-  }
+  if (diagnosis.nearest) text += " " + nearest_text(*diagnosis.nearest);
   if (!diagnosis.exact_inputs_hz.empty()) {
     text += " Exact with an input of";
     for (std::size_t i = 0; i < diagnosis.exact_inputs_hz.size(); ++i)
@@ -408,6 +402,14 @@ void drop_idle(Primitive const& primitive, Request const& request, std::vector<B
 }
 
 }  // namespace
+
+std::string nearest_text(Solution const& solution) {
+  std::string text =
+      "Nearest: M " + solution.multiplier.text() + ", D " + std::to_string(solution.input_divider) + ", outputs";
+  for (auto const& output : solution.outputs) text += " " + (output.frequency_hz / 1000000).text();
+  if (solution.high_speed) text += " " + (solution.high_speed->frequency_hz / 1000000).text();
+  return text + " MHz, worst error " + ppm_text(solution.worst_error) + ".";
+}
 
 Diagnosis diagnose(Primitive const& primitive, Request const& request) {
   Diagnosis diagnosis;

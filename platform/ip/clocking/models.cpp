@@ -1,67 +1,26 @@
 #include "ip/clocking/models.h"
 
 #include <cmath>
-#include <numbers>
 
 namespace kdi::clocking {
 namespace {
 
-constexpr double kPsPerSecond = 1e12;
-constexpr double kHzPerMhz = 1e6;
-
-double loop_ratio(JitterModel const& model, Bandwidth bandwidth) {
-  switch (bandwidth) {
-    case Bandwidth::high:
-      return model.loop_ratio_high;
-    case Bandwidth::low:
-      return model.loop_ratio_low;
-    case Bandwidth::optimized:
-      break;
-  }
-  return model.loop_ratio_optimized;
-}
-
-// w, the loop's corner in rad/s.
-double corner(JitterModel const& model, LoopPoint const& point) {
-  return 2 * std::numbers::pi * loop_ratio(model, point.bandwidth) * point.pfd_hz;
-}
-
-// Variance in ps^2 of the random part after `period` seconds.
-double random_variance(JitterModel const& model, LoopPoint const& point, double period) {
-  const double w = corner(model, point);
-  const double kappa = model.vco_kappa * kPsPerSecond;
-  // expm1: for short periods the difference from 1 would be lost.
-  const double vco = kappa * kappa * model.vco_reference_hz / point.vco_hz * -std::expm1(-w * period) / w;
-  const double pfd = model.pfd_noise_ps * model.pfd_noise_ps * loop_ratio(model, point.bandwidth);
-  return vco + pfd;
-}
+double square(double value) { return value * value; }
 
 }  // namespace
 
-double jitter_ps(JitterModel const& model, LoopPoint const& point, double output_hz) {
-  const double period = 1 / output_hz;
-  const double random = model.peak_factor * model.peak_factor * random_variance(model, point, period);
-  const double passed = point.input_jitter_ps * point.input_jitter_ps / (1 + point.input_hz / corner(model, point));
-  const double fraction = point.fractional_counters * model.fraction_phase / point.vco_hz * kPsPerSecond;
-  const double spread = 2 * point.spread * point.modulation_hz * period * period * kPsPerSecond;
-  return model.jitter_floor_ps + std::sqrt(random + passed) + fraction + spread;
+double jitter_ps(device::LoopModel const& loop, double input_jitter_ps, double vco_mhz, bool spread, bool fine_phase) {
+  const double random =
+      square(loop.input_gain * input_jitter_ps) + square(loop.vco_ps) * 1000 / vco_mhz + square(loop.output_ps);
+  return std::sqrt(random) + (spread ? loop.spread_ps : 0) + (fine_phase ? loop.fine_ps : 0);
 }
 
-double phase_error_ps(JitterModel const& model, LoopPoint const& point) {
-  return model.phase_floor_ps + model.pfd_offset / point.pfd_hz * kPsPerSecond +
-         model.peak_factor / 2 * std::sqrt(random_variance(model, point, 1 / point.pfd_hz));
+double phase_error_ps(device::LoopModel const& loop, double pfd_mhz) {
+  return loop.phase_error_ps + loop.phase_error_pfd_ps * 100 / pfd_mhz;
 }
 
-double loop_power_mw(PowerModel const& model, LoopPoint const& point) {
-  return model.static_mw + (model.per_vco * point.vco_hz + model.per_pfd * point.pfd_hz +
-                            model.per_fraction * point.fractional_counters * point.vco_hz) /
-                               kHzPerMhz;
+double power_w(device::ClockPower const& model, double vco_ghz, double outputs_ghz) {
+  return model.base_w + model.w_per_vco_ghz * vco_ghz + model.w_per_output_ghz * outputs_ghz;
 }
-
-double output_power_mw(PowerModel const& model, LoopPoint const& point, double output_hz) {
-  return (model.per_counter * point.vco_hz + model.per_output * output_hz) / kHzPerMhz;
-}
-
-double ui_to_ps(double unit_intervals, double input_hz) { return unit_intervals / input_hz * kPsPerSecond; }
 
 }  // namespace kdi::clocking

@@ -38,39 +38,31 @@ Fault check_counter(std::string const& field, CounterSpec const& spec, int highe
   if (auto fault = check_integer(field + " maximum", spec.max, spec.min, highest)) return fault;
   if (auto fault = check_integer(field + " step", spec.step, 1, highest)) return fault;
   if (spec.fraction < 1 || kUnit % spec.fraction != 0)
-    return outside(field + " fraction", std::to_string(spec.fraction), "1, 2, 4, 8");
+    return outside(field + " fraction", std::to_string(spec.fraction), "1, 2, 4, 8, 16, 32, 64");
   return check_integer(field + " fraction_min", spec.fraction_min, 1, highest);
 }
 
-Fault check_models(JitterModel const& jitter, PowerModel const& power) {
+Fault check_models(Primitive const& primitive) {
   constexpr double kHuge = 1e12;
-  struct Named {
-    char const* field;
-    double value;
-    double low;
-    double high;
+  const auto check_all = [](std::string const& model, std::initializer_list<std::pair<char const*, double>> fields) {
+    Fault fault;
+    for (auto const& [field, value] : fields)
+      if (!fault) fault = check_double(model + " " + field, value, 0, kHuge);
+    return fault;
   };
-  constexpr double kTiny = 1e-9;
-  for (auto const& [field, value, low, high] :
-       std::initializer_list<Named>{{"vco_kappa", jitter.vco_kappa, 0, 1},
-                                    {"vco_reference_hz", jitter.vco_reference_hz, 1, kHuge},
-                                    {"pfd_noise_ps", jitter.pfd_noise_ps, 0, kHuge},
-                                    {"loop_ratio_optimized", jitter.loop_ratio_optimized, kTiny, 0.5},
-                                    {"loop_ratio_high", jitter.loop_ratio_high, kTiny, 0.5},
-                                    {"loop_ratio_low", jitter.loop_ratio_low, kTiny, 0.5},
-                                    {"peak_factor", jitter.peak_factor, 0, kHuge},
-                                    {"fraction_phase", jitter.fraction_phase, 0, kHuge},
-                                    {"jitter_floor_ps", jitter.jitter_floor_ps, 0, kHuge},
-                                    {"phase_floor_ps", jitter.phase_floor_ps, 0, kHuge},
-                                    {"pfd_offset", jitter.pfd_offset, 0, kHuge},
-                                    {"static_mw", power.static_mw, 0, kHuge},
-                                    {"per_vco", power.per_vco, 0, kHuge},
-                                    {"per_pfd", power.per_pfd, 0, kHuge},
-                                    {"per_counter", power.per_counter, 0, kHuge},
-                                    {"per_output", power.per_output, 0, kHuge},
-                                    {"per_fraction", power.per_fraction, 0, kHuge}})
-    if (auto fault = check_double(field, value, low, high)) return fault;
-  return std::nullopt;
+  for (device::LoopModel const& loop : primitive.loops)
+    if (auto fault = check_all("loop", {{"input_gain", loop.input_gain},
+                                        {"vco_ps", loop.vco_ps},
+                                        {"output_ps", loop.output_ps},
+                                        {"spread_ps", loop.spread_ps},
+                                        {"fine_ps", loop.fine_ps},
+                                        {"phase_error_ps", loop.phase_error_ps},
+                                        {"phase_error_pfd_ps", loop.phase_error_pfd_ps}}))
+      return fault;
+  if (!primitive.power) return std::nullopt;
+  return check_all("power", {{"base_w", primitive.power->base_w},
+                             {"w_per_vco_ghz", primitive.power->w_per_vco_ghz},
+                             {"w_per_output_ghz", primitive.power->w_per_output_ghz}});
 }
 
 Fault check_spread(SpreadMode const& mode) {
@@ -85,7 +77,7 @@ Fault check_spread(SpreadMode const& mode) {
 Fault check_high_speed(HighSpeedMode const& mode) {
   if (mode.factor < Rational(1, 8) || mode.factor > 8 || kUnit % mode.factor.num() != 0)
     return "high-speed mode \"" + mode.name + "\": factor " + mode.factor.text() +
-           " is outside 1/8 to 8, or its inverse is no multiple of 1/8";
+           " is outside 1/8 to 8, or its inverse is no multiple of 1/64";
   return std::nullopt;
 }
 
@@ -107,6 +99,15 @@ BufferSpec const* Primitive::buffer(std::string const& buffer_name) const {
 SpreadMode const* Primitive::spread_mode(std::string const& mode_name) const {
   const auto found = std::ranges::find(spread_modes, mode_name, &SpreadMode::name);
   return found == spread_modes.end() ? nullptr : &*found;
+}
+
+device::LoopModel const* Primitive::loop(Bandwidth bandwidth) const {
+  using Word = HASTJitterCalculatorKelvane;
+  const Word::BANDWIDTH wanted = bandwidth == Bandwidth::low    ? Word::BW_LOW
+                                 : bandwidth == Bandwidth::high ? Word::BW_HIGH
+                                                                : Word::BW_OPTIMIZED;
+  const auto found = std::ranges::find(loops, wanted, &device::LoopModel::bandwidth);
+  return found == loops.end() ? nullptr : &*found;
 }
 
 std::optional<std::string> check(Primitive const& primitive) {
@@ -146,7 +147,7 @@ std::optional<std::string> check(Primitive const& primitive) {
     if (auto fault = check_spread(mode)) return fault;
   for (auto const& buffer : primitive.buffers)
     if (auto fault = check_buffer(buffer)) return fault;
-  return check_models(primitive.jitter, primitive.power);
+  return check_models(primitive);
 }
 
 std::vector<int> counter_values(CounterSpec const& spec, bool whole_only) {

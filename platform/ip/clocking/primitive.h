@@ -1,5 +1,5 @@
 // What a clock synthesis primitive can do: the ranges and steps of its counters, the limits of its frequencies and the
-// coefficients of its models. Device data fill it; the engine knows no device.
+// models of its jitter and power. Device data fill it; the engine knows no device.
 //
 //   input --/D--> PFD --xM--> VCO --/O_0--> output 0
 //                              |----/O_i--> output i
@@ -10,7 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "ip/clocking/models.h"
+#include "device/Clocking.h"
+#include "device/Power.h"
 #include "ip/clocking/rational.h"
 
 namespace kdi::clocking {
@@ -18,7 +19,7 @@ namespace kdi::clocking {
 /// Counters of one primitive, the high-speed output included, and so the largest request.
 inline constexpr int kMaxOutputs = 8;
 /// Every counter value is a multiple of 1 / kUnit, and is kept as the integer of these units.
-inline constexpr int kUnit = 8;
+inline constexpr int kUnit = 64;
 inline constexpr int kMaxMultiplier = 1024;
 inline constexpr int kMaxInputDivider = 256;
 inline constexpr int kMaxOutputDivider = 2048;
@@ -26,6 +27,8 @@ inline constexpr int kMaxOutputDivider = 2048;
 inline constexpr std::int64_t kMaxFrequencyHz = std::int64_t{1} << 40;
 inline constexpr std::int64_t kMaxFrequencyNum = std::int64_t{1} << 44;
 inline constexpr std::int64_t kMaxFrequencyDen = std::int64_t{1} << 20;
+
+enum class Bandwidth { optimized, high, low };
 
 /// A closed range. Frequencies are in Hz.
 struct Range {
@@ -40,7 +43,7 @@ struct CounterSpec {
   int min = 1;
   int max = 1;
   int step = 1;
-  int fraction = 1;      ///< 1, 2, 4 or 8
+  int fraction = 1;      ///< a divisor of kUnit: 1, 2, 4 ... 64
   int fraction_min = 1;  ///< the least value from which fractional values exist
 };
 
@@ -60,7 +63,7 @@ struct BufferSpec {
 /// A way of driving the high-speed output: VCO frequency times `factor`.
 struct HighSpeedMode {
   std::string name;
-  Rational factor = 1;  ///< 1/8 to 8, its inverse a multiple of 1/8
+  Rational factor = 1;  ///< 1/8 to 8, its inverse a multiple of 1 / kUnit
 };
 
 /// A spread-spectrum mode. The VCO moves between (1 - down) and (1 + up) times its frequency, linearly in time.
@@ -98,11 +101,12 @@ struct Primitive {
   std::vector<SpreadMode> spread_modes;
   std::vector<BufferSpec> buffers;
 
-  JitterModel jitter;
-  PowerModel power;
+  std::vector<device::LoopModel> loops;     ///< jitter and phase error, at most one for each bandwidth
+  std::optional<device::ClockPower> power;  ///< figures that there is no model for are 0
 
   BufferSpec const* buffer(std::string const& buffer_name) const;     ///< null if there is none of the name
   SpreadMode const* spread_mode(std::string const& mode_name) const;  ///< likewise
+  device::LoopModel const* loop(Bandwidth bandwidth) const;           ///< likewise
 };
 
 /// Why the description cannot be used, naming the field, its value and the bound; nullopt if it can. Every function of

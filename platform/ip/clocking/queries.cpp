@@ -12,7 +12,7 @@
 namespace kdi::clocking {
 namespace {
 
-int eighths(Rational const& divider) { return static_cast<int>((divider * kUnit).floor()); }
+int in_units(Rational const& divider) { return static_cast<int>((divider * kUnit).floor()); }
 
 // The least common multiple of two frequencies; none if 64 bits do not hold it.
 std::optional<Rational> common_multiple(Rational const& a, Rational const& b) {
@@ -41,6 +41,28 @@ Range spread_of(Rational const& frequency, SpreadMode const* mode) {
 }
 
 bool contains(Range const& limits, Range const& inner) { return limits.min <= inner.min && inner.max <= limits.max; }
+
+// Multipliers from `low` to `high` of which each takes, at the same D, inputs that its neighbour takes as well.
+struct Run {
+  int low;
+  int high;
+};
+
+// M at the gain g takes the inputs from vco.min / (g down) to vco.max / (g up); for M and the next, these overlap
+// whatever D is if next / M <= (vco.max down) / (vco.min up).
+std::vector<Run> overlapping_multipliers(ValueSet const& multipliers, Range const& vco, Rational const& down,
+                                         Rational const& up) {
+  const Int128 high = static_cast<Int128>(vco.max.num()) * vco.min.den() * down.num() * up.den();
+  const Int128 low = static_cast<Int128>(vco.min.num()) * vco.max.den() * up.num() * down.den();
+  std::vector<Run> runs;
+  for (int m = multipliers.at_least(1); m != ValueSet::kNone; m = multipliers.at_least(m + 1)) {
+    if (!runs.empty() && m * low <= runs.back().high * high)
+      runs.back().high = m;
+    else
+      runs.push_back({m, m});
+  }
+  return runs;
+}
 
 // Whether every output has a divider that leaves no error at this VCO frequency and keeps all else that is asked for.
 bool is_exact_vco(Primitive const& primitive, Request const& request, Search const& search, Rational const& vco) {
@@ -97,11 +119,11 @@ class Nearest {
 Rational actual_phase_deg(Primitive const& primitive, Rational const& divider, Rational const& phase_deg,
                           bool fine_phase) {
   const int steps = fine_phase && primitive.fine_phase_steps > 0 ? primitive.fine_phase_steps : primitive.phase_steps;
-  return place_phase(phase_deg / 360, eighths(divider), steps, primitive.max_phase_step).actual * 360;
+  return place_phase(phase_deg / 360, in_units(divider), steps, primitive.max_phase_step).actual * 360;
 }
 
 Rational actual_duty(Primitive const& primitive, Rational const& divider, Rational const& duty) {
-  return place_duty(duty, eighths(divider), primitive).actual;
+  return place_duty(duty, in_units(divider), primitive).actual;
 }
 
 std::vector<Range> input_ranges(Primitive const& primitive, Request const& request) {
@@ -110,17 +132,18 @@ std::vector<Range> input_ranges(Primitive const& primitive, Request const& reque
   const Rational down = spread ? Rational(1) - spread->down : Rational(1);
   const Rational up = spread ? Rational(1) + spread->up : Rational(1);
   Range const& pfd = pfd_range(primitive, request);
-  const Search counters(primitive, request);
   const ValueSet dividers(primitive.input_divider, true);
+  const std::vector<Run> runs =
+      overlapping_multipliers(Search(primitive, request).multipliers(), primitive.vco_hz, down, up);
 
   std::vector<Range> ranges;
   for (int value = dividers.at_least(1); value != ValueSet::kNone; value = dividers.at_least(value + 1)) {
     const int d = value / kUnit;
     const Range by_pfd{std::max(limits.min, pfd.min * d), std::min(limits.max, pfd.max * d)};
-    for (int m = counters.multipliers().at_least(1); m != ValueSet::kNone; m = counters.multipliers().at_least(m + 1)) {
-      const Rational gain(m, static_cast<std::int64_t>(kUnit) * d);
-      const Range range{std::max(by_pfd.min, primitive.vco_hz.min / gain / down),
-                        std::min(by_pfd.max, primitive.vco_hz.max / gain / up)};
+    const auto gain = [d](int m) { return Rational(m, static_cast<std::int64_t>(kUnit) * d); };
+    for (Run const& run : runs) {
+      const Range range{std::max(by_pfd.min, primitive.vco_hz.min / gain(run.high) / down),
+                        std::min(by_pfd.max, primitive.vco_hz.max / gain(run.low) / up)};
       if (range.min <= range.max) ranges.push_back(range);
     }
   }
@@ -226,19 +249,19 @@ std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const&
   struct Point {
     Quotient error;
     double jitter_ps;
-    double power_mw;
+    double power_w;
     Setting setting;
   };
   const auto key_less = [](Point const& a, Point const& b) {
     if (const auto order = a.error <=> b.error; std::is_neq(order)) return std::is_lt(order);
-    return std::tie(a.jitter_ps, a.power_mw, a.setting.d, a.setting.m) <
-           std::tie(b.jitter_ps, b.power_mw, b.setting.d, b.setting.m);
+    return std::tie(a.jitter_ps, a.power_w, a.setting.d, a.setting.m) <
+           std::tie(b.jitter_ps, b.power_w, b.setting.d, b.setting.m);
   };
   const Search search(primitive, request);
   std::vector<Point> points;
   search.for_each([&](Setting const& setting) {
-    const Solution solution = search.describe(setting);
-    points.push_back({search.worst_error(setting), solution.jitter_ps, solution.power_mw, setting});
+    const Figures figures = search.figures_of(setting);
+    points.push_back({search.worst_error(setting), figures.jitter_ps, figures.power_w, setting});
   });
   std::ranges::sort(points, key_less);
 
@@ -248,11 +271,11 @@ std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const&
   std::vector<ParetoPoint> front;
   for (Point const& point : points) {
     auto after = steps.upper_bound({point.jitter_ps, std::numeric_limits<double>::infinity()});
-    if (after != steps.begin() && std::prev(after)->second <= point.power_mw) continue;
-    while (after != steps.end() && after->second >= point.power_mw) after = steps.erase(after);
+    if (after != steps.begin() && std::prev(after)->second <= point.power_w) continue;
+    while (after != steps.end() && after->second >= point.power_w) after = steps.erase(after);
     if (after != steps.begin() && std::prev(after)->first == point.jitter_ps) steps.erase(std::prev(after));
-    steps.insert({point.jitter_ps, point.power_mw});
-    front.push_back({point.error.reduced(), point.jitter_ps, point.power_mw, search.describe(point.setting)});
+    steps.insert({point.jitter_ps, point.power_w});
+    front.push_back({point.error.reduced(), point.jitter_ps, point.power_w, search.describe(point.setting)});
   }
   return front;
 }

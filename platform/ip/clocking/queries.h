@@ -11,7 +11,7 @@
 
 namespace kdi::clocking {
 
-/// The phase nearest to `phase_deg` that an output with this divider (a positive multiple of 1/8, at most
+/// The phase nearest to `phase_deg` that an output with this divider (a positive multiple of 1 / kUnit, at most
 /// kMaxOutputDivider) can have, in degrees from 0 to below 360; of two equally near the one with fewer steps.
 Rational actual_phase_deg(Primitive const& primitive, Rational const& divider, Rational const& phase_deg,
                           bool fine_phase);
@@ -37,7 +37,7 @@ std::vector<Rational> closest_outputs(Primitive const& primitive, Request const&
 struct ParetoPoint {
   Rational worst_error;  ///< relative
   double jitter_ps = 0;
-  double power_mw = 0;
+  double power_w = 0;
   Solution solution;
 };
 

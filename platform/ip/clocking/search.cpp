@@ -5,6 +5,8 @@
 #include <limits>
 #include <numeric>
 
+#include "ip/clocking/models.h"
+
 namespace kdi::clocking {
 namespace {
 
@@ -21,9 +23,9 @@ int to_counter(double value) { return static_cast<int>(std::clamp(value, 0.0, 1e
 
 // Whether the number lies clearly between two integers of the counters' range.
 bool is_between_integers(double value) {
-  if (!(value < 1e5)) return false;
+  if (!(value < kUnit * kMaxOutputDivider)) return false;
   const double fraction = value - static_cast<int>(value);
-  constexpr double kClear = 1e-9 * 1e5;
+  constexpr double kClear = 1e-9 * kUnit * kMaxOutputDivider;
   return fraction > kClear && fraction < 1 - kClear;
 }
 
@@ -492,6 +494,25 @@ void Search::for_each(std::function<void(Setting const&)> const& visit) const {
 
 Quotient Search::worst_error(Setting const& setting) const { return weigh(setting, 0).worst; }
 
+Figures Search::figures_of(Setting const& setting) const {
+  constexpr double kHzPerMhz = 1e6, kHzPerGhz = 1e9;
+  // Ratios of counters are rounded once, so that settings of the same frequencies have the same figures.
+  const double input_hz = request_.input_hz.to_double(), pfd_hz = input_hz / setting.d;
+  const double vco_hz = input_hz * (static_cast<double>(setting.m) / (kUnit * setting.d));
+  Figures figures;
+  if (device::LoopModel const* const loop = primitive_.loop(request_.bandwidth)) {
+    figures.jitter_ps = jitter_ps(*loop, request_.input_jitter_ps, vco_hz / kHzPerMhz, request_.spread.has_value(),
+                                  request_.fine_phase);
+    figures.phase_error_ps = phase_error_ps(*loop, pfd_hz / kHzPerMhz);
+  }
+  if (!primitive_.power) return figures;
+  double outputs_hz = 0;
+  for (std::size_t i = 0; i < outputs_.size(); ++i)
+    outputs_hz += input_hz * (setting.m / (static_cast<double>(setting.d) * setting.o[i]));
+  figures.power_w = power_w(*primitive_.power, vco_hz / kHzPerGhz, outputs_hz / kHzPerGhz);
+  return figures;
+}
+
 Solution Search::describe(Setting const& setting) const {
   Solution solution;
   solution.multiplier = Rational(setting.m, kUnit);
@@ -499,22 +520,14 @@ Solution Search::describe(Setting const& setting) const {
   solution.pfd_hz = request_.input_hz / setting.d;
   solution.vco_hz = solution.pfd_hz * solution.multiplier;
 
-  LoopPoint point;
-  point.input_hz = request_.input_hz.to_double();
-  point.pfd_hz = solution.pfd_hz.to_double();
-  point.vco_hz = solution.vco_hz.to_double();
-  point.bandwidth = request_.bandwidth;
-  point.input_jitter_ps = request_.input_jitter_ps;
   if (request_.spread) {
     SpreadMode const& mode = *primitive_.spread_mode(request_.spread->mode);
     solution.modulation_hz = actual_modulation(mode, solution.pfd_hz, request_.spread->modulation_hz);
-    point.spread = (mode.down + mode.up).to_double();
-    point.modulation_hz = solution.modulation_hz->to_double();
   }
-
-  const int loop_fractions = setting.m % kUnit != 0 ? 1 : 0;
-  LoopPoint all = point;
-  all.fractional_counters = loop_fractions;
+  const Figures figures = figures_of(setting);
+  solution.jitter_ps = figures.jitter_ps;
+  solution.phase_error_ps = figures.phase_error_ps;
+  solution.power_w = figures.power_w;
   for (std::size_t i = 0; i < outputs_.size(); ++i) {
     const bool is_high_speed = i == request_.outputs.size();
     const int o = setting.o[i];
@@ -532,13 +545,7 @@ Solution Search::describe(Setting const& setting) const {
       output.duty = duty.actual;
       output.duty_error = duty.error;
     }
-    const int fractions = !is_high_speed && o % kUnit != 0 ? 1 : 0;
-    point.fractional_counters = loop_fractions + fractions;
-    all.fractional_counters += fractions;
-    output.jitter_ps = jitter_ps(primitive_.jitter, point, output.frequency_hz.to_double());
-    solution.jitter_ps = std::max(solution.jitter_ps, output.jitter_ps);
     solution.worst_error = std::max(solution.worst_error, output.frequency_error);
-    solution.power_mw += output_power_mw(primitive_.power, all, output.frequency_hz.to_double());
     if (!is_high_speed) {
       solution.outputs.push_back(output);
       continue;
@@ -547,9 +554,6 @@ Solution Search::describe(Setting const& setting) const {
     for (auto const& mode : primitive_.high_speed_modes)
       if (solution.high_speed_mode.empty() && mode.factor * output.divider == 1) solution.high_speed_mode = mode.name;
   }
-  point.fractional_counters = loop_fractions;
-  solution.phase_error_ps = phase_error_ps(primitive_.jitter, point);
-  solution.power_mw += loop_power_mw(primitive_.power, all);
   return solution;
 }
 

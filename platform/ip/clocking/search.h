@@ -119,6 +119,13 @@ struct Setting {
   std::array<int, kMaxOutputs> o{};
 };
 
+/// What a setting costs.
+struct Figures {
+  double jitter_ps = 0;
+  double phase_error_ps = 0;
+  double power_w = 0;
+};
+
 /// All requested outputs on one primitive.
 class Search {
  public:
@@ -141,6 +148,7 @@ class Search {
   void for_each(std::function<void(Setting const&)> const& visit) const;
 
   Quotient worst_error(Setting const& setting) const;
+  Figures figures_of(Setting const& setting) const;
   Solution describe(Setting const& setting) const;
 
  private:

@@ -22,7 +22,7 @@ Fault check_frequency(std::string const& field, Rational const& value) {
 
 // The searches compare input and output through the terms of their ratio.
 Fault check_ratio(std::string const& field, Rational const& input, Rational const& output) {
-  constexpr Int128 kMaxTerm = Int128{1} << 40;
+  constexpr Int128 kMaxTerm = Int128{1} << 37;  // products with D and a divider fit in 64 bits
   const Int128 num = static_cast<Int128>(output.num()) * input.den();
   const Int128 den = static_cast<Int128>(output.den()) * input.num();
   if (num <= kMaxTerm && den <= kMaxTerm) return std::nullopt;
@@ -31,7 +31,7 @@ Fault check_ratio(std::string const& field, Rational const& input, Rational cons
     if (ratio.num() <= kMaxTerm && ratio.den() <= kMaxTerm) return std::nullopt;
   } catch (std::overflow_error const&) {  // far above the bound
   }
-  return field + ": its ratio to the input has terms above 2^40; give the frequencies in fewer digits";
+  return field + ": its ratio to the input has terms above 2^37; give the frequencies in fewer digits";
 }
 
 Fault check_buffer(Primitive const& primitive, std::string const& field, std::string const& buffer) {

@@ -63,7 +63,6 @@ struct OutputSolution {
   Rational phase_error;      ///< fraction of a period, at most 1/2
   Rational duty_error;       ///< fraction of a period
   int phase_step = 0;        ///< steps of the VCO period (fine steps with fine phase shift)
-  double jitter_ps = 0;      ///< peak to peak
 };
 
 /// A setting of the primitive and what it does.
@@ -77,9 +76,9 @@ struct Solution {
   std::string high_speed_mode;            ///< empty without a high-speed output
   std::optional<Rational> modulation_hz;  ///< what the spread-spectrum divider makes of the request
   Rational worst_error;                   ///< largest relative frequency error
-  double jitter_ps = 0;                   ///< worst of the outputs
+  double jitter_ps = 0;                   ///< peak to peak, of every output
   double phase_error_ps = 0;
-  double power_mw = 0;
+  double power_w = 0;
 };
 
 /// What can stand in a request's way.
@@ -131,6 +130,9 @@ std::optional<std::string> check(Primitive const& primitive, Request const& requ
 
 /// The best setting under the objective above. Throws nothing of its own: every fault is in `error`.
 Result solve(Primitive const& primitive, Request const& request);
+
+/// "Nearest: M 40, D 1, outputs 200 MHz, worst error 12.500 ppm."
+std::string nearest_text(Solution const& solution);
 
 /// Primitive and request with the diagnosis's limits widened to what is needed. They have a solution.
 struct Relaxed {

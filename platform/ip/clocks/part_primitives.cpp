@@ -1,10 +1,11 @@
 #include "ip/clocks/part_primitives.h"
 
 #include <algorithm>
+#include <cctype>
 #include <limits>
-#include <numeric>
 
 #include "device/HARPartMgr.h"
+#include "ip/clocks/number_lists.h"
 
 namespace kdi::clocking {
 namespace {
@@ -20,7 +21,7 @@ CounterSpec counter(device::CounterRange const& range) {
   CounterSpec spec;
   spec.min = range.min;
   spec.max = range.max;
-  spec.fraction = std::gcd(range.steps_per_unit, kUnit);
+  spec.fraction = range.steps_per_unit;
   spec.fraction_min = std::max(range.min, range.fraction_min);
   return spec;
 }
@@ -58,8 +59,7 @@ std::optional<Rational> to_hz(double mhz) {
 
 std::string mhz_text(Rational const& hz) { return (hz / kHzPerMhz).text(6); }
 
-Primitive solver_primitive(device::ClockPrimitive const& data, std::vector<device::ClockBuffer> const& buffers,
-                           bool fine_phase) {
+Primitive solver_primitive(device::Part const& part, device::ClockPrimitive const& data, bool fine_phase) {
   Primitive primitive;
   primitive.name = data.name;
   primitive.input_hz = to_hz(data.input_mhz);
@@ -89,9 +89,30 @@ Primitive solver_primitive(device::ClockPrimitive const& data, std::vector<devic
   if (data.spread_spectrum)
     for (auto const& mode : data.spread_spectrum->modes)
       primitive.spread_modes.push_back(spread_mode(mode, data.spread_spectrum->modulation_khz));
-  for (auto const& buffer : buffers)
+  for (auto const& buffer : part.speed->clock_buffers)
     primitive.buffers.push_back({buffer.name, buffer.period_ns.min, buffer.period_ns.max});
+  primitive.loops = data.loops;
+  if (device::ClockPower const* const power = part.device->power.clock(data.name)) primitive.power = *power;
   return primitive;
+}
+
+std::string outside(char const* what, double mhz, device::Range const& range) {
+  if (range.contains(mhz)) return {};
+  return std::string(what) + " " + number_text(mhz) + " MHz is outside " + number_text(range.min) + " to " +
+         number_text(range.max) + " MHz";
+}
+
+std::string with_nearest(std::string const& fault, Primitive const& primitive, Request const& request) {
+  const Result result = solve(primitive, request);
+  return fault + ". " + (result.solution ? nearest_text(*result.solution) : result.error);
+}
+
+std::optional<HASTJitterCalculatorKelvane::BANDWIDTH> bandwidth_of(std::string text) {
+  std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  if (text == "LOW") return HASTJitterCalculatorKelvane::BW_LOW;
+  if (text == "HIGH") return HASTJitterCalculatorKelvane::BW_HIGH;
+  if (text == "OPTIMIZED") return HASTJitterCalculatorKelvane::BW_OPTIMIZED;
+  return std::nullopt;
 }
 
 device::ClockPrimitive widest(device::Device const& device, device::ClockPrimitive primitive) {

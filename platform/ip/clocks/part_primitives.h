@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "device/Device.h"
-#include "ip/clocking/primitive.h"
+#include "ip/clocking/solver.h"
 
 namespace kdi::clocking {
 
@@ -21,13 +21,20 @@ std::optional<Rational> to_hz(double mhz);
 /// "33.333333": at most six decimals.
 std::string mhz_text(Rational const& hz);
 
-/// What the solver needs to know of a primitive.
+/// What the solver needs to know of a primitive of the part.
 ///
-/// Counters with finer fractions than the solver's 1 / kUnit are used in steps of 1 / kUnit, which the scripts' three
-/// decimals show exactly. Of more than kMaxOutputs outputs the first ones are used. Jitter and power are not filled in:
-/// they come from the data's own models.
-Primitive solver_primitive(device::ClockPrimitive const& data, std::vector<device::ClockBuffer> const& buffers,
-                           bool fine_phase);
+/// Of more than kMaxOutputs outputs the first ones are used.
+Primitive solver_primitive(device::Part const& part, device::ClockPrimitive const& data, bool fine_phase);
+
+/// "<what> 5 MHz is outside 10 to 800 MHz", or empty if the value is within.
+std::string outside(char const* what, double mhz, device::Range const& range);
+
+/// The fault of a request beyond a limit of the primitive, which is no reason not to say how near it comes: followed by
+/// the nearest setting, or by what stands in the way of any.
+std::string with_nearest(std::string const& fault, Primitive const& primitive, Request const& request);
+
+/// LOW, HIGH or OPTIMIZED in letters of either case.
+std::optional<HASTJitterCalculatorKelvane::BANDWIDTH> bandwidth_of(std::string text);
 
 /// The primitive with the widest limits that any of the device's speed grades gives it.
 device::ClockPrimitive widest(device::Device const& device, device::ClockPrimitive primitive);

@@ -264,6 +264,15 @@ template <auto get>
 std::string decimals(HIPClkwizImp& solver, std::string const&) {
   return fixed((solver.*get)(), 3);
 }
+// At least four characters: what is no number has a blank before it.
+std::string four_wide(double value) {
+  const std::string text = fixed(value, 3);
+  return text.size() < 4 ? std::string(4 - text.size(), ' ') + text : text;
+}
+template <auto get>
+std::string wide_decimals(HIPClkwizImp& solver, std::string const&) {
+  return four_wide((solver.*get)());
+}
 template <auto get>
 std::string integer(HIPClkwizImp& solver, std::string const&) {
   return std::to_string(frame::truncated((solver.*get)()));
@@ -274,7 +283,7 @@ std::string integer_of_output(HIPClkwizImp& solver, std::string const& index) {
 }
 template <double (HIPClkwizImp::*get)(int)>
 std::string decimals_of_output(HIPClkwizImp& solver, std::string const& index) {
-  return fixed((solver.*get)(leading_int(index.c_str())), 3);
+  return four_wide((solver.*get)(leading_int(index.c_str())));
 }
 // sic: the three that may fail give the message as the result of a command that succeeds
 std::string speed_key(HIPClkwizImp& solver, std::string const& key) {
@@ -307,8 +316,8 @@ constexpr Getter kGetters[] = {
     {"ChosenM", Argument::ignored, decimals<&HIPClkwizImp::getChosenM>},
     {"ChosenMInt", Argument::ignored, integer<&HIPClkwizImp::getChosenM>},
     {"ChosenD", Argument::ignored, integer<&HIPClkwizImp::getChosenD>},
-    {"ChosenVCO", Argument::ignored, decimals<&HIPClkwizImp::getChosenVCO>},
-    {"SSModActFreq", Argument::ignored, decimals<&HIPClkwizImp::getActualModFreq>},
+    {"ChosenVCO", Argument::ignored, wide_decimals<&HIPClkwizImp::getChosenVCO>},
+    {"SSModActFreq", Argument::ignored, wide_decimals<&HIPClkwizImp::getActualModFreq>},
     {"ChosenDiv0", Argument::ignored, decimals<&HIPClkwizImp::getChosenDiv0>},
     {"ChosenDiv0Int", Argument::ignored, integer<&HIPClkwizImp::getChosenDiv0>},
     {"ChosenDivN", Argument::needed, integer_of_output<&HIPClkwizImp::getChosenDivN>},
@@ -319,7 +328,7 @@ constexpr Getter kGetters[] = {
     {"MinPeriod", Argument::needed, min_period},
     {"MaxPeriod", Argument::none, max_period},
     {"ChosenClkoutXiPhyMode", Argument::ignored, phy_mode},
-    {"ChosenClkoutXiPhyFreq", Argument::ignored, decimals<&HIPClkwizImp::getActualClkoutXiPhyFreq>},
+    {"ChosenClkoutXiPhyFreq", Argument::ignored, wide_decimals<&HIPClkwizImp::getActualClkoutXiPhyFreq>},
 };
 
 int GetClkwizProperty(Tcl_Interp* interp, Words words) {

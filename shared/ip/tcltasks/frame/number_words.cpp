@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <type_traits>
 
 namespace frame {
 namespace {
@@ -22,8 +23,14 @@ Number whole(std::string_view word) {
   if (word.starts_with('+') && !word.starts_with("+-")) word.remove_prefix(1);
   Number value{};
   const auto [end, fault] = std::from_chars(word.data(), word.data() + word.size(), value);
-  if (fault != std::errc() || end != word.data() + word.size()) throw boost::bad_lexical_cast();
-  return value;
+  if (end != word.data() + word.size()) throw boost::bad_lexical_cast();
+  if (fault == std::errc()) return value;
+  // What is too small for a double is 0; what is too large for the type is no number.
+  if constexpr (std::is_floating_point_v<Number>) {
+    value = leading_double(std::string(word).c_str());
+    if (fault == std::errc::result_out_of_range && std::isfinite(value)) return value;
+  }
+  throw boost::bad_lexical_cast();
 }
 
 }  // namespace
