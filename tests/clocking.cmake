@@ -13,6 +13,7 @@ add_clock_test(clock_solver_queries_test)
 
 add_tcl_test(clkwiz LABELS clocking)
 add_tcl_test(clocking LABELS clocking)
+add_tcl_test(clocktools LABELS "clocking;host")
 add_unit_test(clock_options_test LABELS clocking LINKS kdi_ip)
 add_unit_test(clock_engine_test LABELS clocking LINKS "kdi_ip;kdi_device")
 

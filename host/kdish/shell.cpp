@@ -258,7 +258,7 @@ Shell::Shell(ShellOptions options) : options_(std::move(options)), table_(kdi::d
     complain(line);
   });
   for (char const* const library :
-       {"libkdi_common.so", "libkdi_iptasks.so", "libkdi_fectools.so", "libkdi_bmgtools.so"})
+       {"libkdi_common.so", "libkdi_iptasks.so", "libkdi_fectools.so", "libkdi_bmgtools.so", "libkdi_clocktools.so"})
     load(interp_, library);
   register_shell_commands(interp_, *this);
   if (!options_.journal.empty()) journal_.open(options_.journal);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
-#include <stdexcept>
 
 #include "ip/clocking/cover.h"
 #include "ip/clocking/models.h"
@@ -11,6 +10,7 @@
 #include "ip/clocking/solver.h"
 #include "ip/clocks/number_lists.h"
 #include "ip/clocks/part_primitives.h"
+#include "ip/clocks/questions.h"
 
 namespace Ip_Clocking {
 namespace {
@@ -22,47 +22,9 @@ using BandwidthWord = HASTJitterCalculatorKelvane;
 
 constexpr std::size_t kMostInputs = 100;  // of a list
 constexpr int kHzPerKhz = 1000;
-constexpr char const* kTooFine =
-    "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
-
-// What is wrong with a question, in words for the one who asks. Does not leave this file.
-struct Fault {
-  std::string text;
-};
-
-// Runs `body`; false with the reason in `text` if the question has no answer.
-template <class Body>
-bool answer(std::string& text, Body body) {
-  try {
-    body();
-    return true;
-  } catch (Fault const& fault) {
-    text = fault.text;
-  } catch (std::overflow_error const&) {
-    text = kTooFine;
-  }
-  return false;
-}
-
-void require(std::optional<std::string> const& fault) {
-  if (fault) throw Fault{*fault};
-}
 void require_none(std::string const& fault) {
   if (!fault.empty()) throw Fault{fault};
 }
-
-Rational frequency(std::string const& what, double mhz) {
-  if (const auto hz = to_hz(mhz)) return *hz;
-  throw Fault{what + " " + number_text(mhz) + " MHz is no frequency above 0"};
-}
-
-Rational angle(std::string const& what, double value, double least, double most) {
-  if (value >= least && value <= most) return Rational::nearest(value, 1000000);
-  throw Fault{what + " " + number_text(value) + " is outside " + number_text(least) + " to " + number_text(most)};
-}
-
-Rational phase(double degrees) { return angle("phase", degrees, -360000, 360000); }
-Rational duty(double percent) { return angle("duty cycle", percent, 1e-4, 100 - 1e-4) / 100; }
 
 Kind kind_of(ClockPrimitive primitive) {
   switch (primitive) {
@@ -88,11 +50,6 @@ char const* name_of(Kind kind) {
   return "MMCM";
 }
 
-device::Part const& part_of(std::string const& name) {
-  if (device::Part const* const part = find_part(name)) return *part;
-  throw Fault{"part \"" + name + "\" is not known"};
-}
-
 device::ClockPrimitive const& data_of(device::Part const& part, ClockPrimitive primitive) {
   if (auto const* const data = part.clock_primitive(kind_of(primitive))) return *data;
   throw Fault{part.name + " has no " + name_of(kind_of(primitive))};
@@ -113,60 +70,6 @@ device::LoopModel const& loop_of(device::ClockPrimitive const& data, BandwidthWo
 }
 
 double mhz(Rational const& hz) { return hz.to_double() / 1e6; }
-
-// A setting with what was asked for.
-struct Solved {
-  Primitive primitive;
-  Request request;
-  Solution solution;
-};
-
-// "key value" of a dictionary; values are single words or were braced.
-void put(std::string& dict, char const* key, std::string const& value) {
-  append_word(dict, key);
-  append_word(dict, value);
-}
-std::string braced(std::string const& text) { return "{" + text + "}"; }
-
-std::string output_dict(std::size_t index, OutputRequest const& asked, OutputSolution const& made, double jitter) {
-  constexpr double kMillion = 1e6;
-  std::string dict;
-  put(dict, "index", std::to_string(index));
-  put(dict, "requested", mhz_text(asked.frequency_hz));
-  put(dict, "frequency", mhz_text(made.frequency_hz));
-  put(dict, "error_ppm", fixed_text(made.frequency_error.to_double() * kMillion, 3));
-  put(dict, "divide", made.divider.text());
-  put(dict, "phase", made.phase_deg.text(3));
-  put(dict, "duty_cycle", (made.duty * 100).text(3));
-  put(dict, "jitter", fixed_text(jitter, 3));
-  return dict;
-}
-
-// `indices` are the numbers of the outputs to the one who asked.
-std::string solution_dict(Solved const& solved, std::vector<std::size_t> const& indices) {
-  Solution const& solution = solved.solution;
-  std::string dict;
-  put(dict, "primitive", solved.primitive.name);
-  put(dict, "input", mhz_text(solved.request.input_hz));
-  if (solved.request.second_input_hz) put(dict, "second_input", mhz_text(*solved.request.second_input_hz));
-  put(dict, "m", solution.multiplier.text());
-  put(dict, "d", std::to_string(solution.input_divider));
-  put(dict, "pfd", mhz_text(solution.pfd_hz));
-  put(dict, "vco", mhz_text(solution.vco_hz));
-  put(dict, "bandwidth", solved.request.bandwidth == Bandwidth::low ? "LOW" : "OPTIMIZED");
-  if (solved.request.spread) {
-    put(dict, "ss_mode", solved.request.spread->mode);
-    put(dict, "mod_freq", (*solution.modulation_hz / 1000).text());
-  }
-  put(dict, "phase_error", fixed_text(solution.phase_error_ps, 3));
-  if (solved.primitive.power) put(dict, "power", fixed_text(solution.power_w, 4));
-  std::string outputs;
-  for (std::size_t i = 0; i < solution.outputs.size(); ++i)
-    append_word(outputs,
-                braced(output_dict(indices[i], solved.request.outputs[i], solution.outputs[i], solution.jitter_ps)));
-  put(dict, "outputs", braced(outputs));
-  return dict;
-}
 
 // Data rates that controllers of a type run memories at, in Mb/s of a pin. NONE, or nothing: any.
 std::optional<device::Range> rates_of(device::Part const& part, std::string const& controller_type) {

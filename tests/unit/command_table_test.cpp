@@ -174,7 +174,7 @@ std::set<std::string> table_commands(std::string const& library) {
 }
 
 constexpr char const* kLibraries[] = {"libkdi_iptasks.so", "libkdi_common.so", "libkdi_fectools.so",
-                                      "libkdi_bmgtools.so"};
+                                      "libkdi_bmgtools.so", "libkdi_clocktools.so"};
 
 class Registered : public testing::TestWithParam<char const*> {};
 
@@ -200,7 +200,7 @@ TEST(CommandTable, EveryCommandOfTheShellHasAnEntryAndNoOther) {
   const std::string script = R"(
     proc all {in ns} { concat [interp eval $in [list info commands ${ns}::*]] {*}[lmap child [interp eval $in [list namespace children ::$ns]] { all $in $child }] }
     interp create plain
-    foreach library {libkdi_iptasks.so libkdi_common.so libkdi_fectools.so libkdi_bmgtools.so} { plain eval [list load )" IPTASKS_LIB_DIR
+    foreach library {libkdi_iptasks.so libkdi_common.so libkdi_fectools.so libkdi_bmgtools.so libkdi_clocktools.so} { plain eval [list load )" IPTASKS_LIB_DIR
                              R"(/$library] }
     set known [all plain {}]
     foreach name [all {} {}] { if {$name ni $known && $name ni {::all ::plain} && ![string match ::oo::Obj* $name]} { puts [string range $name 2 end] } }

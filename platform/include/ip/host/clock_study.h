@@ -1,0 +1,45 @@
+// What a clock primitive can make of an input, in full: for hosts that show people more than the commands may say.
+//
+// A question is a list of names and values, a Tcl list each. Frequencies are in MHz.
+//
+//   part            name of a part; must be given
+//   primitive       MMCM (unless given), PLL, or another of the part's clock primitives
+//   input           input clock; must be given
+//   second_input    another input that the same setting is to serve
+//   outputs         frequencies, one for each output; must be given
+//   phases          degrees, as many as outputs; 0 unless given
+//   duty_cycles     percent, as many as outputs; 50 unless given
+//   phy             frequency of the output for I/O banks
+//   prefer          jitter (unless given) or power: which of equally near settings
+//   bandwidth       OPTIMIZED (unless given) or LOW
+//   fine_phase      true or false (unless given)
+//   whole           true: no fractional counters; false unless given
+//   spread          a spread-spectrum mode of the primitive and a modulation frequency in kHz
+//   tolerance, phase_tolerance, duty_tolerance
+//                   largest errors of an output in ppm, degrees and percent; any unless given
+//
+// The answers are Tcl dictionaries and lists, whose form docs/commands/clocktools.md states. What a question asks of
+// the solver, and what the best setting is, says docs/clock-synthesis.md.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kdi::clocking {
+
+/// A question that cannot be asked: the text names the word, its value and what it may be.
+struct study_fault : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// The best setting, or why there is none: the limits that bind and what they would have to be, the nearest setting,
+/// inputs that would make it exact. Throws study_fault.
+std::string study_setting(std::vector<std::string_view> const& words);
+
+/// All settings that no other one beats in error, jitter and power together, in ascending order of the error. Without
+/// any the limits forbid all. Throws study_fault.
+std::string study_trade_offs(std::vector<std::string_view> const& words);
+
+}  // namespace kdi::clocking
