@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "chain.h"
+#include "dsp/ducddcgen/ducddc_catalogue.h"
 
 namespace {
 
@@ -112,12 +113,14 @@ class Runs {
 class TextPool {
  public:
   std::size_t offset_of(std::string const& piece) {
+    if (piece.size() > ducddcgen_init::kPieceRoom) throw std::runtime_error(piece + ": too long a piece of a name");
     const auto [at, fresh] = known_.try_emplace(piece, text_.size());
     if (fresh) (text_ += static_cast<char>(piece.size())) += piece;
     if (text_.size() > 65536) throw std::runtime_error("the pieces of the names exceed their 16-bit offsets");
     return at->second;
   }
-  std::string const& text() const { return text_; }
+  // Ends in zeros, so that every piece has its room.
+  std::string text() const { return text_ + std::string(ducddcgen_init::kPieceRoom, '\0'); }
 
  private:
   std::map<std::string, std::size_t> known_;
@@ -175,8 +178,9 @@ class Tables {
     write_array(out, "float coef_data", coefficients_, [&](float value) { out << value; });
     write_array(out, "std::uint8_t per_stage_data", bytes_.values(), [&](unsigned char value) { out << +value; });
     write_array(out, "std::int32_t rsrc_data", resources_, [&](std::size_t value) { out << value; });
-    out << "constinit const char name_pieces[" << names_.text().size() << "] = {";
-    for (char letter : names_.text()) out << +letter << ',';
+    const std::string pieces = names_.text();
+    out << "constinit const char name_pieces[" << pieces.size() << "] = {";
+    for (char letter : pieces) out << +letter << ',';
     out << "};\n\n}  // namespace ducddcgen_init\n";
     return out.str();
   }

@@ -40,6 +40,8 @@ struct TapStage {
 
 inline constexpr std::size_t kRecords = 22895;
 inline constexpr std::size_t kResourceFigures = 12;
+inline constexpr std::size_t kPieceRoom =
+    32;  ///< bytes that can be read where a piece of a name begins; none is longer
 
 extern const Record database[kRecords];  ///< ascending byte order of the name
 extern const TapStage tap_stages[];
