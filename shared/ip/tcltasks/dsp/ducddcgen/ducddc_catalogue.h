@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -40,14 +41,18 @@ struct TapStage {
 
 inline constexpr std::size_t kRecords = 22895;
 inline constexpr std::size_t kResourceFigures = 12;
-inline constexpr std::size_t kPieceRoom =
-    32;  ///< bytes that can be read where a piece of a name begins; none is longer
+inline constexpr unsigned kNameHashBits = 15;
+inline constexpr std::size_t kNameBuckets = std::size_t{1} << kNameHashBits;
+inline constexpr std::size_t kMostInBucket = 8;  ///< names of one hash, at most
+inline constexpr std::size_t kPieceRoom = 32;    ///< bytes to read from the start of any piece; none is longer
 
 extern const Record database[kRecords];  ///< ascending byte order of the name
 extern const TapStage tap_stages[];
 extern const float coef_data[];
 extern const std::uint8_t per_stage_data[];
 extern const std::int32_t rsrc_data[kRecords * kResourceFigures];  ///< offsets into per_stage_data
+extern const std::uint16_t name_starts[kNameBuckets + 1];  ///< name_rows: the names of each hash, up to the next start
+extern const std::uint16_t name_rows[kRecords];            ///< database: rows in ascending order of the name's hash
 extern const char name_pieces[];  ///< each piece is a byte with its length and that many characters
 
 /// Labels of the resource figures: DSPs, block memories and latency in clock cycles of four build variants.
@@ -63,7 +68,22 @@ inline std::string_view piece_of_name(std::uint16_t offset) {
 
 std::string name_of(Record const& record);
 
-/// The record of that name, or null. At most 15 comparisons.
+/// The hash of a name, 0 to kNameBuckets - 1. It depends on the byte order of the machine: the one that builds the
+/// tables has to have that of the one that uses them.
+inline std::size_t name_hash(std::string_view name) {
+  constexpr std::uint64_t kOdd = 0x9e3779b97f4a7c15;  // 2^64 over the golden ratio: spreads what it multiplies
+  std::uint64_t hash = name.size(), word = 0;
+  for (; name.size() > sizeof word; name.remove_prefix(sizeof word)) {
+    std::memcpy(&word, name.data(), sizeof word);
+    hash = (hash ^ word) * kOdd;
+    hash ^= hash >> 32;
+  }
+  word = 0;
+  std::memcpy(&word, name.data(), name.size());
+  return static_cast<std::size_t>((hash ^ word) * kOdd >> (64 - kNameHashBits));
+}
+
+/// The record of that name, or null. At most kMostInBucket comparisons.
 Record const* find_record(std::string_view name);
 
 }  // namespace ducddcgen_init
