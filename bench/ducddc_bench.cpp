@@ -1,4 +1,5 @@
-// The chain catalogue against the least that the same work can cost.
+// The chain catalogue against the least that the same work can cost: ducddc_bench ?all?
+// With `all` the files of every configuration are written, not of one in ten.
 #include <tcl.h>
 #include <unistd.h>
 
@@ -61,7 +62,8 @@ struct File {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const bool writes_all = argc > 1 && std::string(argv[1]) == "all";
   Tcl_FindExecutable(nullptr);
   Tcl_Interp* interp = Tcl_CreateInterp();
   init(interp);
@@ -117,17 +119,21 @@ int main() {
           }),
       1.2);
 
-  // One configuration in ten, another share of them for each pair: all files of the catalogue would be a bench of the
-  // disk's directories.
+  // Another share of the configurations for each pair: one in ten of them together, or each once, which is a bench of
+  // the disk's directories unless TMPDIR is a folder in memory. The last share also warms up.
   const fs::path folder = fs::temp_directory_path() / ("ducddc_bench." + std::to_string(getpid()));
-  const std::size_t part = names.size() / 10 / (kPairs + 1);
-  std::size_t begin = 0;
+  const int shares = writes_all ? 100 : kPairs;
+  const std::size_t used = writes_all ? names.size() : names.size() / 10;
+  int share = -1;  // the first pair does not count
   std::vector<File> files;
   const auto library_side = [&] {
     fs::remove_all(folder);
     fs::create_directories(folder);
     files.clear();
-    const std::size_t end = std::min(begin + part, names.size());
+    const auto place = static_cast<std::size_t>(share < 0 ? shares - 1 : share);
+    const std::size_t begin = used * place / static_cast<std::size_t>(shares);
+    const std::size_t end = used * (place + 1) / static_cast<std::size_t>(shares);
+    ++share;
     const double seconds = bench::seconds_of([&] {
       for (std::size_t i = begin; i < end; ++i)
         if (ducddcgen(names[i].c_str(), folder.c_str()) != 0) std::abort();
@@ -137,7 +143,6 @@ int main() {
       for (int s = -1; s <= static_cast<int>(config.coefs.size()); ++s)
         files.push_back({(folder / (names[i] + "." + std::to_string(s))).string(), config.get_file(s)});
     }
-    begin = end;
     fs::remove_all(folder);
     fs::create_directories(folder);
     return seconds;
@@ -152,8 +157,8 @@ int main() {
       }
     });
   };
-  kept &= bench::print_row("all files of 2,280 configurations / the same by fwrite",
-                           bench::interleaved(kPairs, library_side, plain_side), 2.0);
+  const std::string row = "all files of " + std::to_string(used) + " configurations / the same by fwrite";
+  kept &= bench::print_row(row.c_str(), bench::interleaved(shares, library_side, plain_side), 2.0);
   fs::remove_all(folder);
   return kept && bytes != 0 ? 0 : 1;
 }
