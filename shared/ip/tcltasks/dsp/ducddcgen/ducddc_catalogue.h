@@ -5,6 +5,7 @@
 // relocations for it.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -68,19 +69,22 @@ inline std::string_view piece_of_name(std::uint16_t offset) {
 
 std::string name_of(Record const& record);
 
-/// The hash of a name, 0 to kNameBuckets - 1. It depends on the byte order of the machine: the one that builds the
-/// tables has to have that of the one that uses them.
+/// The hash of a name, 0 to kNameBuckets - 1; the same on every machine.
 inline std::size_t name_hash(std::string_view name) {
   constexpr std::uint64_t kOdd = 0x9e3779b97f4a7c15;  // 2^64 over the golden ratio: spreads what it multiplies
-  std::uint64_t hash = name.size(), word = 0;
-  for (; name.size() > sizeof word; name.remove_prefix(sizeof word)) {
-    std::memcpy(&word, name.data(), sizeof word);
-    hash = (hash ^ word) * kOdd;
+  // Eight bytes as one number, the first the lowest; fewer are filled up with zeros.
+  const auto word_at = [](char const* bytes, std::size_t size) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, size);
+    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+    return word;
+  };
+  std::uint64_t hash = name.size();
+  for (; name.size() > 8; name.remove_prefix(8)) {
+    hash = (hash ^ word_at(name.data(), 8)) * kOdd;
     hash ^= hash >> 32;
   }
-  word = 0;
-  std::memcpy(&word, name.data(), name.size());
-  return static_cast<std::size_t>((hash ^ word) * kOdd >> (64 - kNameHashBits));
+  return static_cast<std::size_t>((hash ^ word_at(name.data(), name.size())) * kOdd >> (64 - kNameHashBits));
 }
 
 /// The record of that name, or null. At most kMostInBucket comparisons.
