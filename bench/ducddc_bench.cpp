@@ -1,4 +1,5 @@
-// The chain catalogue against the least that the same work can cost.
+// The chain catalogue against the least that the same work can cost: ducddc_bench ?all?
+// With `all` the files of every configuration are written, not of one in ten.
 #include <tcl.h>
 #include <unistd.h>
 
@@ -61,7 +62,8 @@ struct File {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const bool writes_all = argc > 1 && std::string(argv[1]) == "all";
   Tcl_FindExecutable(nullptr);
   Tcl_Interp* interp = Tcl_CreateInterp();
   init(interp);
@@ -72,16 +74,22 @@ int main() {
   std::shuffle(names.begin(), names.end(), std::mt19937(1));
 
   bench::print_heading("Chain catalogue");
-  Calls reports(interp, "ducddcgen"), strings(interp, "same_size");
-  for (int round = 0; round < 500; ++round)
-    for (std::size_t i = 0; i < 64; ++i) {
-      reports.add(names[i], 0);
-      strings.add(names[i], static_cast<int>(DUCDDCConfig(names[i]).get_file(0).size()));
+  // Many short pairs: what else the machine does falls on few of them.
+  constexpr int kShortPairs = 301, kCalls = 1280;
+  bool kept = true;
+  for (const std::size_t in_turn : {1, 64}) {
+    Calls reports(interp, "ducddcgen"), strings(interp, "same_size");
+    for (std::size_t i = 0; i < kCalls; ++i) {
+      std::string const& name = names[i % in_turn];
+      reports.add(name, 0);
+      strings.add(name, static_cast<int>(DUCDDCConfig(name).get_file(0).size()));
     }
-  bool kept = bench::print_row("lookup and .cfg, 64 names in turn / a text as long",
-                               bench::interleaved(
-                                   kPairs, [&] { return reports.seconds(); }, [&] { return strings.seconds(); }),
-                               3.0);
+    const std::string row = "lookup and .cfg, " + std::to_string(in_turn) + " names in turn / a text as long";
+    kept &= bench::print_row(row.c_str(),
+                             bench::interleaved(
+                                 kShortPairs, [&] { return reports.seconds(); }, [&] { return strings.seconds(); }),
+                             3.0);
+  }
 
   // The number of the stated catalogue, whatever the tables hold.
   constexpr std::size_t kNumbers = 31635;
@@ -111,17 +119,21 @@ int main() {
           }),
       1.2);
 
-  // One configuration in ten, another share of them for each pair: all files of the catalogue would be a bench of the
-  // disk's directories.
+  // Another share of the configurations for each pair: one in ten of them together, or each once, which is a bench of
+  // the disk's directories unless TMPDIR is a folder in memory. The last share also warms up.
   const fs::path folder = fs::temp_directory_path() / ("ducddc_bench." + std::to_string(getpid()));
-  const std::size_t part = names.size() / 10 / (kPairs + 1);
-  std::size_t begin = 0;
+  const int shares = writes_all ? 100 : kPairs;
+  const std::size_t used = writes_all ? names.size() : names.size() / 10;
+  int share = -1;  // the first pair does not count
   std::vector<File> files;
   const auto library_side = [&] {
     fs::remove_all(folder);
     fs::create_directories(folder);
     files.clear();
-    const std::size_t end = std::min(begin + part, names.size());
+    const auto place = static_cast<std::size_t>(share < 0 ? shares - 1 : share);
+    const std::size_t begin = used * place / static_cast<std::size_t>(shares);
+    const std::size_t end = used * (place + 1) / static_cast<std::size_t>(shares);
+    ++share;
     const double seconds = bench::seconds_of([&] {
       for (std::size_t i = begin; i < end; ++i)
         if (ducddcgen(names[i].c_str(), folder.c_str()) != 0) std::abort();
@@ -131,7 +143,6 @@ int main() {
       for (int s = -1; s <= static_cast<int>(config.coefs.size()); ++s)
         files.push_back({(folder / (names[i] + "." + std::to_string(s))).string(), config.get_file(s)});
     }
-    begin = end;
     fs::remove_all(folder);
     fs::create_directories(folder);
     return seconds;
@@ -146,8 +157,8 @@ int main() {
       }
     });
   };
-  kept &= bench::print_row("all files of 2,280 configurations / the same by fwrite",
-                           bench::interleaved(kPairs, library_side, plain_side), 2.0);
+  const std::string row = "all files of " + std::to_string(used) + " configurations / the same by fwrite";
+  kept &= bench::print_row(row.c_str(), bench::interleaved(shares, library_side, plain_side), 2.0);
   fs::remove_all(folder);
   return kept && bytes != 0 ? 0 : 1;
 }

@@ -31,6 +31,13 @@ namespace eval bmg {
       $x $y $width $height $colour [escape $text]
   }
 
+  # The name of a shape on its rectangle, where there is room for it.
+  proc label {x y width height text} {
+    if {$height < 20 || $width < 8 * [string length $text] + 8} return
+    format {<text x="%.2f" y="%.2f" text-anchor="middle" pointer-events="none">%s</text>} \
+      [expr {$x + $width / 2}] [expr {$y + $height / 2 + 5}] [escape $text]
+  }
+
   # A drawing of `tiling` (bmgtools::tiling): bits from left to right, rows from top to bottom.
   proc svg {tiling title} {
     variable mostTiles
@@ -51,18 +58,22 @@ namespace eval bmg {
         dict incr legend $name [expr {$columns * $stack}]
         set stepBits $column_bits
         set stepRows $depth
+        set label $shape
         if {$columns * $stack > $mostTiles} {
           set stepBits $bits
           set stepRows $rows
+          set label "$columns x $stack of $shape"
           set name "$columns x $stack of $name"
         }
         for {set bit $first_bit} {$bit < $lastBit} {incr bit $stepBits} {
           set endBit [expr {min($bit + $stepBits, $lastBit)}]
           for {set row $first_row} {$row < $lastRow} {incr row $stepRows} {
             set endRow [expr {min($row + $stepRows, $lastRow)}]
-            lappend shapes [rect [expr {$left + $bit * $across}] [expr {$top + $row * $down}] \
-              [expr {($endBit - $bit) * $across}] [expr {($endRow - $row) * $down}] $colour \
+            set place [list [expr {$left + $bit * $across}] [expr {$top + $row * $down}] \
+              [expr {($endBit - $bit) * $across}] [expr {($endRow - $row) * $down}]]
+            lappend shapes [rect {*}$place $colour \
               "$name: bits $bit to [expr {$endBit - 1}], rows $row to [expr {$endRow - 1}]"]
+            if {[set text [label {*}$place $label]] ne ""} { lappend shapes $text }
           }
         }
       }
@@ -95,9 +106,14 @@ if {[info exists argv0] && [file normalize [info script]] eq [file normalize $ar
   set words [lassign $argv libraries output]
   load [file join $libraries libkdi_iptasks.so]
   load [file join $libraries libkdi_bmgtools.so]
-  set figures [bmg::figures $words]
+  try {
+    set figures [bmg::figures $words]
+    set file [open $output w]
+  } on error text {
+    puts stderr $text
+    exit 1
+  }
   dict for {name value} $figures { puts [format "%-14s %d" $name $value] }
-  set file [open $output w]
   puts $file [bmg::svg [bmgtools::tiling $bmg::version {*}$words] \
     "$words: multiplexer of [dict get $figures mux_size], [dict get $figures power_report] mW"]
   close $file

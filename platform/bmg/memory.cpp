@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string>
@@ -61,11 +62,13 @@ std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\
   throw fault(reason, "word " + quoted(kWords[name]) + ": " + what);
 }
 
+// A number that no int holds counts as the nearest that one does: all bounds are closer.
 std::optional<int> integer_in(std::string_view text) {
   int number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
+  if (end != text.data() + text.size() || error == std::errc::invalid_argument) return std::nullopt;
+  if (error == std::errc()) return number;
+  return text.front() == '-' ? std::numeric_limits<int>::min() : std::numeric_limits<int>::max();
 }
 
 class description {
@@ -94,7 +97,7 @@ class description {
     if (!number) refuse(code::bad_value, name, quoted(text(name)) + " is no integer");
     if (*number < least || *number > most)
       refuse(code::out_of_range, name,
-             std::to_string(*number) + " is outside " + std::to_string(least) + " to " + std::to_string(most));
+             std::string(text(name)) + " is outside " + std::to_string(least) + " to " + std::to_string(most));
     return *number;
   }
   // The index of the value among `names`; 0 if the word is not given.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <mutex>
 #include <new>
 
 #include "common/KdiDataDir.h"
@@ -13,25 +14,34 @@ namespace {
 
 using geometry_ptr = std::shared_ptr<geometry const>;
 
+struct shared_data {
+  std::mutex mutex;
+  geometry_ptr known;  // null until it is asked for
+};
+
 // Never destroyed: a command may run while the process ends.
-geometry_ptr& geometry_in_use() {
-  static auto& known = *new geometry_ptr;
-  return known;
+shared_data& data_in_use() {
+  static auto& data = *new shared_data;
+  return data;
+}
+
+geometry_ptr read_shared(std::string const& directory) {
+  return std::make_shared<geometry const>(read_geometry(directory));
 }
 
 geometry_ptr known_geometry() {
-  if (geometry_in_use() == nullptr) {
-    const std::vector<std::string> directories = kdi::data_directories("bmg");
-    if (directories.empty()) throw fault(code::no_data, "no data directory has a folder bmg");
-    try {
-      load_data(directories.front());
-    } catch (std::bad_alloc const&) {
-      throw;
-    } catch (std::exception const& error) {
-      throw fault(code::no_data, error.what());
-    }
+  shared_data& data = data_in_use();
+  const std::lock_guard lock(data.mutex);
+  if (data.known != nullptr) return data.known;
+  const std::vector<std::string> directories = kdi::data_directories("bmg");
+  if (directories.empty()) throw fault(code::no_data, "no data directory has a folder bmg");
+  try {
+    return data.known = read_shared(directories.front());
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const& error) {
+    throw fault(code::no_data, error.what());
   }
-  return geometry_in_use();
 }
 
 version const& version_named(std::string_view name, geometry const& known) {
@@ -129,7 +139,10 @@ tiling tile_memory(std::string_view version_name, std::vector<std::string_view> 
 }
 
 void load_data(std::string const& directory) {
-  geometry_in_use() = std::make_shared<geometry const>(read_geometry(directory));
+  const geometry_ptr read = read_shared(directory);
+  shared_data& data = data_in_use();
+  const std::lock_guard lock(data.mutex);
+  data.known = read;
 }
 
 }  // namespace bmg

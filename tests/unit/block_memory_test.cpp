@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <fstream>
 #include <iterator>
 #include <limits>
 #include <random>
 #include <sstream>
+#include <thread>
 
 #include "bmg/blk_mem_gen.h"
 #include "bmg/host/tiling.h"
@@ -55,7 +57,8 @@ TEST(BlockMemory, RefusesWordsWithACodeAndAText) {
        "-6 word \"type\": \"ram\" is none of single_port_ram, simple_dual_port_ram, true_dual_port_ram, "
        "single_port_rom, dual_port_rom"},
       {"type single_port_ram width_a 8.0 depth_a 64", "-6 word \"width_a\": \"8.0\" is no integer"},
-      {"type single_port_ram width_a 99999999999 depth_a 64", "-6 word \"width_a\": \"99999999999\" is no integer"},
+      {"type single_port_ram width_a 8x depth_a 64", "-6 word \"width_a\": \"8x\" is no integer"},
+      {some + " clock_mhz 99999999999x", "-6 word \"clock_mhz\": \"99999999999x\" is no integer"},
       {some + " algorithm fast", "-6 word \"algorithm\": \"fast\" is none of minimum_area, low_power, fixed_primitive"},
       {some + " ecc hamming", "-6 word \"ecc\": \"hamming\" is none of none, builtin, soft"},
       {some + " byte_width 7", "-6 word \"byte_width\": \"7\" is none of 0, 8, 9"},
@@ -69,6 +72,9 @@ TEST(BlockMemory, RefusesWordsWithACodeAndAText) {
        "-6 word \"shape\": \"2048\" is no shape of a primitive, such as 2048x9"},
       {"type single_port_ram width_a 0 depth_a 64", "-7 word \"width_a\": 0 is outside 1 to 4608"},
       {"type single_port_ram width_a 4609 depth_a 64", "-7 word \"width_a\": 4609 is outside 1 to 4608"},
+      {"type single_port_ram width_a 99999999999 depth_a 64", "-7 word \"width_a\": 99999999999 is outside 1 to 4608"},
+      {"type single_port_ram width_a 8 depth_a -99999999999",
+       "-7 word \"depth_a\": -99999999999 is outside 1 to 1048576"},
       {"type single_port_ram width_a 8 depth_a -1", "-7 word \"depth_a\": -1 is outside 1 to 1048576"},
       {"type single_port_ram width_a 8 depth_a 1048577", "-7 word \"depth_a\": 1048577 is outside 1 to 1048576"},
       {some + " clock_mhz 0", "-7 word \"clock_mhz\": 0 is outside 1 to 1000"},
@@ -215,6 +221,21 @@ TEST(BlockMemory, FunctionsReportAFault) {
   message_host::remove_sink(sink);
   ASSERT_EQ(lines.size(), 5U);
   EXPECT_EQ(lines[1], "ERROR: [bmg 2] word \"type\": has no value");
+}
+
+// Interpreters in several threads may ask while the data is read for the first time, or anew.
+TEST(BlockMemory, AnswersSeveralThreads) {
+  std::atomic<int> wrong = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i)
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < (i == 0 ? 500 : 30000); ++round) {
+        if (i == 0) bmg::load_data(std::string(IPTASKS_DATA_DIR) + "/bmg");
+        if (tile("type single_port_ram width_a 40 depth_a 3000 primitives 18").count(18) != 7) ++wrong;
+      }
+    });
+  for (std::thread& one : threads) one.join();
+  EXPECT_EQ(wrong, 0);
 }
 
 TEST(BlockMemory, SurvivesAnyWords) {

@@ -143,6 +143,23 @@ TEST(DucDdcCatalogue, EveryNameIsFoundAndNoOther) {
   for (char const* none : {"", "a", "ddc_chbw10", "ddc_chbw10_C10_pb100_if0_frf122_os1", "zzz"})
     EXPECT_EQ(find_record(none), nullptr) << none;
   EXPECT_EQ(find_record(std::string("ddc_chbw10_C10_pb100_if0_frf122_os2\0x", 37)), nullptr);
+  EXPECT_EQ(find_record(std::string(5000, 'd')), nullptr);
+}
+
+// What bounds a lookup: every row once, under its name's hash, and few under one hash.
+TEST(DucDdcCatalogue, TheIndexListsEveryRowOnce) {
+  std::vector<int> listed(kRecords);
+  EXPECT_EQ(name_starts[0], 0);
+  EXPECT_EQ(name_starts[kNameBuckets], kRecords);
+  for (std::size_t hash = 0; hash < kNameBuckets; ++hash) {
+    ASSERT_LE(name_starts[hash], name_starts[hash + 1]);
+    ASSERT_LE(name_starts[hash + 1] - name_starts[hash], static_cast<int>(kMostInBucket));
+    for (std::size_t i = name_starts[hash]; i < name_starts[hash + 1]; ++i) {
+      ASSERT_EQ(name_hash(name_of(database[name_rows[i]])), hash);
+      ++listed[name_rows[i]];
+    }
+  }
+  EXPECT_EQ(std::count(listed.begin(), listed.end(), 1), static_cast<std::ptrdiff_t>(kRecords));
 }
 
 TEST(DucDdcCatalogue, EveryValueOfANameOccurs) {

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "chain.h"
+#include "dsp/ducddcgen/ducddc_catalogue.h"
 
 namespace {
 
@@ -112,12 +113,14 @@ class Runs {
 class TextPool {
  public:
   std::size_t offset_of(std::string const& piece) {
+    if (piece.size() > ducddcgen_init::kPieceRoom) throw std::runtime_error(piece + ": too long a piece of a name");
     const auto [at, fresh] = known_.try_emplace(piece, text_.size());
     if (fresh) (text_ += static_cast<char>(piece.size())) += piece;
     if (text_.size() > 65536) throw std::runtime_error("the pieces of the names exceed their 16-bit offsets");
     return at->second;
   }
-  std::string const& text() const { return text_; }
+  // Ends in zeros, so that every piece has its room.
+  std::string text() const { return text_ + std::string(ducddcgen_init::kPieceRoom, '\0'); }
 
  private:
   std::map<std::string, std::size_t> known_;
@@ -139,6 +142,7 @@ class Tables {
       paths.push_back(static_cast<unsigned char>(stage.paths));
       growths.push_back(stage.grows ? 1 : 0);
     }
+    buckets_[ducddcgen_init::name_hash(row.name)].push_back(count_);
     const std::size_t split = row.name.find("_frf");
     records_ << '{' << names_.offset_of(row.name.substr(0, split)) << ',' << names_.offset_of(row.name.substr(split))
              << ',' << chain.stages.size() << ',' << chain.mixer_stage << ',' << chain.mixer_dsps << ','
@@ -175,8 +179,19 @@ class Tables {
     write_array(out, "float coef_data", coefficients_, [&](float value) { out << value; });
     write_array(out, "std::uint8_t per_stage_data", bytes_.values(), [&](unsigned char value) { out << +value; });
     write_array(out, "std::int32_t rsrc_data", resources_, [&](std::size_t value) { out << value; });
-    out << "constinit const char name_pieces[" << names_.text().size() << "] = {";
-    for (char letter : names_.text()) out << +letter << ',';
+    std::vector<std::size_t> starts, rows;
+    for (auto const& bucket : buckets_) {
+      if (bucket.size() > ducddcgen_init::kMostInBucket)
+        throw std::runtime_error(std::to_string(bucket.size()) + " names have the same hash");
+      starts.push_back(rows.size());
+      rows.insert(rows.end(), bucket.begin(), bucket.end());
+    }
+    starts.push_back(rows.size());
+    write_array(out, "std::uint16_t name_starts", starts, [&](std::size_t value) { out << value; });
+    write_array(out, "std::uint16_t name_rows", rows, [&](std::size_t value) { out << value; });
+    const std::string pieces = names_.text();
+    out << "constinit const char name_pieces[" << pieces.size() << "] = {";
+    for (char letter : pieces) out << +letter << ',';
     out << "};\n\n}  // namespace ducddcgen_init\n";
     return out.str();
   }
@@ -230,6 +245,7 @@ class Tables {
   FilterBank const& bank_;
   std::size_t count_ = 0;
   std::ostringstream records_;
+  std::vector<std::vector<std::size_t>> buckets_{ducddcgen_init::kNameBuckets};
   TextPool names_;
   Runs<int> stages_;
   Runs<unsigned char> bytes_;

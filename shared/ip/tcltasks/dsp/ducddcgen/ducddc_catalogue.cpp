@@ -19,26 +19,18 @@ std::string name_of(Record const& record) {
 
 namespace {
 
-// Below, at or above 0 as std::string::compare says of `name` and the record's name, without putting that together.
-int compare(std::string_view name, Record const& record) {
-  const std::string_view head = piece_of_name(record.name_head);
-  const int order = name.substr(0, head.size()).compare(head);
-  return order != 0 ? order : name.substr(head.size()).compare(piece_of_name(record.name_tail));
+// Without putting the record's name together.
+bool has_name(Record const& record, std::string_view name) {
+  const std::string_view head = piece_of_name(record.name_head), tail = piece_of_name(record.name_tail);
+  return name.size() == head.size() + tail.size() && name.ends_with(tail) && name.starts_with(head);
 }
 
 }  // namespace
 
 Record const* find_record(std::string_view name) {
-  std::size_t low = 0, high = kRecords;
-  while (low < high) {
-    const std::size_t middle = (low + high) / 2;
-    const int order = compare(name, database[middle]);
-    if (order == 0) return &database[middle];
-    if (order < 0)
-      high = middle;
-    else
-      low = middle + 1;
-  }
+  const std::size_t hash = name_hash(name);
+  for (std::size_t i = name_starts[hash]; i < name_starts[hash + 1]; ++i)
+    if (Record const& record = database[name_rows[i]]; has_name(record, name)) return &record;
   return nullptr;
 }
 

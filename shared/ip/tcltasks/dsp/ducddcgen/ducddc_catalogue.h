@@ -5,8 +5,10 @@
 // relocations for it.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -40,12 +42,18 @@ struct TapStage {
 
 inline constexpr std::size_t kRecords = 22895;
 inline constexpr std::size_t kResourceFigures = 12;
+inline constexpr unsigned kNameHashBits = 15;
+inline constexpr std::size_t kNameBuckets = std::size_t{1} << kNameHashBits;
+inline constexpr std::size_t kMostInBucket = 8;  ///< names of one hash, at most
+inline constexpr std::size_t kPieceRoom = 32;    ///< bytes to read from the start of any piece; none is longer
 
 extern const Record database[kRecords];  ///< ascending byte order of the name
 extern const TapStage tap_stages[];
 extern const float coef_data[];
 extern const std::uint8_t per_stage_data[];
 extern const std::int32_t rsrc_data[kRecords * kResourceFigures];  ///< offsets into per_stage_data
+extern const std::uint16_t name_starts[kNameBuckets + 1];  ///< name_rows: the names of each hash, up to the next start
+extern const std::uint16_t name_rows[kRecords];            ///< database: rows in ascending order of the name's hash
 extern const char name_pieces[];  ///< each piece is a byte with its length and that many characters
 
 /// Labels of the resource figures: DSPs, block memories and latency in clock cycles of four build variants.
@@ -61,7 +69,25 @@ inline std::string_view piece_of_name(std::uint16_t offset) {
 
 std::string name_of(Record const& record);
 
-/// The record of that name, or null. At most 15 comparisons.
+/// The hash of a name, 0 to kNameBuckets - 1; the same on every machine.
+inline std::size_t name_hash(std::string_view name) {
+  constexpr std::uint64_t kOdd = 0x9e3779b97f4a7c15;  // 2^64 over the golden ratio: spreads what it multiplies
+  // Eight bytes as one number, the first the lowest; fewer are filled up with zeros.
+  const auto word_at = [](char const* bytes, std::size_t size) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, size);
+    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+    return word;
+  };
+  std::uint64_t hash = name.size();
+  for (; name.size() > 8; name.remove_prefix(8)) {
+    hash = (hash ^ word_at(name.data(), 8)) * kOdd;
+    hash ^= hash >> 32;
+  }
+  return static_cast<std::size_t>((hash ^ word_at(name.data(), name.size())) * kOdd >> (64 - kNameHashBits));
+}
+
+/// The record of that name, or null. At most kMostInBucket comparisons.
 Record const* find_record(std::string_view name);
 
 }  // namespace ducddcgen_init

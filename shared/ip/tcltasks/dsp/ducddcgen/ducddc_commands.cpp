@@ -26,15 +26,20 @@ int guarded(Body body, Fail fail) {
 
 int ducddcgen_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   if (objc != 3) return tcl::fail(interp, "Invalid number of arguments.Expected are 2");  // sic: no blank
-  char const* const name = Tcl_GetString(objv[1]);
+  int size = 0;
+  char const* const name = Tcl_GetStringFromObj(objv[1], &size);
   int selector = 0;  // also where the word is no integer
   Tcl_GetIntFromObj(nullptr, objv[2], &selector);
-  return guarded([&] { return tcl::succeed(interp, tcl::new_string(file_text(require_record(name), selector))); },
-                 [&](Failure kind, std::string text) {
-                   if (kind == Failure::kUnknown)
-                     text += ' ';  // sic: the command's text has it, the function's has not
-                   return tcl::fail(interp, text + '\n');
-                 });
+  return guarded(
+      [&] {
+        TextBuffer buffer;
+        Record const& record = require_record({name, static_cast<std::size_t>(size)});
+        return tcl::succeed(interp, tcl::new_string(file_text(record, selector, buffer)));
+      },
+      [&](Failure kind, std::string text) {
+        if (kind == Failure::kUnknown) text += ' ';  // sic: the command's text has it, the function's has not
+        return tcl::fail(interp, text + '\n');
+      });
 }
 
 }  // namespace

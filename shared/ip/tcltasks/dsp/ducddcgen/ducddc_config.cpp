@@ -76,7 +76,10 @@ void write_file(std::string const& path, std::string const& text) {
 
 }  // namespace
 
-std::string DUCDDCConfig::get_file(int selector) const { return file_text(*record_, selector); }
+std::string DUCDDCConfig::get_file(int selector) const {
+  TextBuffer buffer;
+  return std::string(file_text(*record_, selector, buffer));
+}
 
 void DUCDDCConfig::write_files(std::string directory) const {
   if (!directory.empty() && directory.back() != '/') directory += '/';
