@@ -527,10 +527,15 @@ bool HIPClkwizImp::getClkwizOutputFrequencies(double const& frequency, int const
     text = *fault;
     return false;
   }
-  text = list_within(closest_outputs(state_->primitive, state_->request, static_cast<std::size_t>(count2),
-                                     *to_hz(frequency), static_cast<std::size_t>(count)),
-                     frequency, margin);
-  return true;
+  try {
+    text = list_within(closest_outputs(state_->primitive, state_->request, static_cast<std::size_t>(count2),
+                                       *to_hz(frequency), static_cast<std::size_t>(count)),
+                       frequency, margin);
+    return true;
+  } catch (std::overflow_error const&) {
+    text = kTooFine;
+    return false;
+  }
 }
 
 bool HIPClkwizImp::getClkwizInputFrequencies(std::string const& name, double const& frequency,
@@ -567,7 +572,7 @@ bool HIPClkwizImp::getClkwizInputFrequencies(std::string const& name, double con
     text = exception.what();
     return false;
   } catch (std::overflow_error const&) {
-    text = "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
+    text = kTooFine;
     return false;
   }
   return true;

@@ -22,8 +22,6 @@ using BandwidthWord = HASTJitterCalculatorKelvane;
 
 constexpr std::size_t kMostInputs = 100;  // of a list
 constexpr int kHzPerKhz = 1000;
-constexpr char const* kTooFine =
-    "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
 
 // What is wrong with a question, in words for the one who asks. Does not leave this file.
 struct Fault {
