@@ -173,7 +173,8 @@ std::string HIPClkwizImp::State::advice(Question const& question, device::ClockP
   try {
     request = options(of, input_buffer);
     fill_in(question, of);
-    return ". " + kdi::clocking::solve(solver_primitive(of), request).error;
+    const std::string words = kdi::clocking::solve(solver_primitive(of), request).error;
+    return words.empty() ? words : ". " + words;  // within the limits to the nearest Hz
   } catch (std::invalid_argument const& exception) {
     return std::string(". ") + exception.what();
   }
