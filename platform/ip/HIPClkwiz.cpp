@@ -173,7 +173,8 @@ std::string HIPClkwizImp::State::advice(Question const& question, device::ClockP
   try {
     request = options(of, input_buffer);
     fill_in(question, of);
-    return ". " + kdi::clocking::solve(solver_primitive(of), request).error;
+    const std::string words = kdi::clocking::solve(solver_primitive(of), request).error;
+    return words.empty() ? words : ". " + words;  // within the limits to the nearest Hz
   } catch (std::invalid_argument const& exception) {
     return std::string(". ") + exception.what();
   }
@@ -527,10 +528,15 @@ bool HIPClkwizImp::getClkwizOutputFrequencies(double const& frequency, int const
     text = *fault;
     return false;
   }
-  text = list_within(closest_outputs(state_->primitive, state_->request, static_cast<std::size_t>(count2),
-                                     *to_hz(frequency), static_cast<std::size_t>(count)),
-                     frequency, margin);
-  return true;
+  try {
+    text = list_within(closest_outputs(state_->primitive, state_->request, static_cast<std::size_t>(count2),
+                                       *to_hz(frequency), static_cast<std::size_t>(count)),
+                       frequency, margin);
+    return true;
+  } catch (std::overflow_error const&) {
+    text = kTooFine;
+    return false;
+  }
 }
 
 bool HIPClkwizImp::getClkwizInputFrequencies(std::string const& name, double const& frequency,
@@ -567,7 +573,7 @@ bool HIPClkwizImp::getClkwizInputFrequencies(std::string const& name, double con
     text = exception.what();
     return false;
   } catch (std::overflow_error const&) {
-    text = "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
+    text = kTooFine;
     return false;
   }
   return true;

@@ -118,7 +118,7 @@ TEST(SolverOnThePrimitivesOfDevices, IsOptimalToo) {
       primitive.spread_modes = named.spread_modes;
       primitive.buffers = named.buffers;
       // The more settings there are, the fewer requests there is time to enumerate.
-      const int requests = primitive.multiplier.fraction == 64 ? 3 : 40;
+      const int requests = primitive.multiplier.fraction == 64 ? 2 : 20;
       const Tally tally = compare(primitive, 4, requests, [](Enumeration const& all) { return all.best(); });
       EXPECT_GT(tally.solved, 0) << device << ' ' << data.name;
     }

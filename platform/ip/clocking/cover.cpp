@@ -266,7 +266,7 @@ Cover minimal_primitives(Primitive const& primitive, CoverRequest const& request
                       " primitives do, at least " + std::to_string(cover.at_least) + " are needed";
   } catch (std::overflow_error const&) {
     cover.groups.clear();
-    cover.message = "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
+    cover.message = kTooFine;
   }
   return cover;
 }

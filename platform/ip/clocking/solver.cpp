@@ -150,7 +150,7 @@ Result solve(Primitive const& primitive, Request const& request) {
       result.error = result.diagnosis->text;
     }
   } catch (std::overflow_error const&) {
-    result.error = "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
+    result.error = kTooFine;
   }
   return result;
 }

@@ -117,6 +117,10 @@ struct Diagnosis {
   std::string text;                       ///< all of this in words
 };
 
+/// What a std::overflow_error of the engine means to the one who asked.
+inline constexpr char const* kTooFine =
+    "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
+
 /// A solution, or why there is none.
 struct Result {
   std::optional<Solution> solution;

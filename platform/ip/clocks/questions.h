@@ -27,7 +27,7 @@ bool answer(std::string& text, Body body) {
   } catch (Fault const& fault) {
     text = fault.text;
   } catch (std::overflow_error const&) {
-    text = "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer";
+    text = kTooFine;
   }
   return false;
 }
