@@ -4,7 +4,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -13,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/KdiFile.h"
 #include "common/host/MessageHost.h"
 #include "data_directory.h"
 #include "message_arguments.h"
@@ -257,13 +257,14 @@ void remove_sink(int number) {
 }
 
 Sink file_sink(std::string const& path) {
-  auto file = std::make_shared<std::ofstream>(path, std::ios::app);
-  if (!*file) throw std::runtime_error(path + ": cannot be opened for messages");
-  return [file, path](ComMsgMgrInstance const& message) {
-    if (*file << line_of(message) << std::endl) return;
-    // a full disk loses the file its line, not the person the message
-    file->clear();
-    std::fprintf(stderr, "%s (%s cannot be written)\n", line_of(message).c_str(), path.c_str());
+  return [file = std::make_shared<kdi::line_file>(path)](ComMsgMgrInstance const& message) {
+    const std::string line = line_of(message);
+    try {
+      file->add(line);
+    } catch (kdi::file_error const& error) {
+      // a full disk loses the file its line, not the person the message
+      std::fprintf(stderr, "%s (%s)\n", line.c_str(), error.what());
+    }
   };
 }
 

@@ -63,16 +63,10 @@ std::string find_data_root(std::string const& name) {
 std::vector<std::vector<std::string>> find_data_files(std::string const& folder, std::string const& suffix) {
   std::vector<std::vector<std::string>> of_roots;
   for (fs::path const& root : data_roots()) {
+    const fs::path directory = (root / folder).lexically_normal();
     std::vector<std::string> paths;
-    std::error_code failed;
-    for (fs::directory_iterator entry(root / folder, failed); !failed && entry != fs::directory_iterator();
-         entry.increment(failed)) {
-      const std::string path = entry->path().lexically_normal().string();
-      if (path.ends_with(suffix)) paths.push_back(path);
-    }
-    if (failed && failed != std::errc::no_such_file_or_directory && failed != std::errc::not_a_directory)
-      throw file_error((root / folder).lexically_normal().string() + ": cannot be listed: " + failed.message());
-    std::sort(paths.begin(), paths.end());
+    for (std::string const& name : list_directory(directory.string(), suffix))
+      paths.push_back((directory / name).string());
     if (!paths.empty()) of_roots.push_back(std::move(paths));
   }
   return of_roots;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "common/KdiDataDir.h"
+#include "common/KdiFile.h"
 #include "device_reader.h"
 
 namespace kdi::device {
@@ -81,14 +82,12 @@ std::deque<HDARPart> const& PartCatalogue::load(std::string const& device) {
 
 std::vector<std::string> PartCatalogue::device_names() const {
   std::set<std::string> names;
-  for (std::string const& directory : directories_) {
-    std::error_code fault;
-    for (fs::directory_iterator at(directory, fault), end; !fault && at != end; at.increment(fault)) {
+  for (std::string const& directory : directories_)
+    for (std::string const& name : list_directory(directory, kSuffix)) {
       std::error_code ignored;
-      if (at->path().extension() != kSuffix || !at->is_regular_file(ignored)) continue;
-      if (at->path().filename() != kSchema) names.insert(at->path().stem().string());
+      if (name != kSchema && fs::is_regular_file(fs::path(directory) / name, ignored))
+        names.insert(name.substr(0, name.size() - (sizeof kSuffix - 1)));
     }
-  }
   return {names.begin(), names.end()};
 }
 

@@ -19,7 +19,8 @@ int add_sink(Sink sink);
 void remove_sink(int number);
 
 /// A sink that appends one line for each message to the file `path`, which is created if need be.
-/// Throws std::runtime_error if it cannot be opened. A line that cannot be written goes to standard error.
+/// Throws kdi::file_error (common/KdiFile.h) if it cannot be opened. A line that cannot be written goes to standard
+/// error.
 Sink file_sink(std::string const& path);
 
 /// The line of a message: kind, category and number, text.
