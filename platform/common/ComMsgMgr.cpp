@@ -17,6 +17,7 @@
 #include "data_directory.h"
 #include "message_arguments.h"
 #include "message_catalogue.h"
+#include "number_locale.h"
 
 namespace {
 
@@ -185,6 +186,7 @@ struct sender {
 };
 
 ComMsgMgrInstance make(sender const& from, std::string const& scope, char const* format, va_list list) {
+  const kdi::point_numbers same_under_every_locale;
   ComMsgMgrInstance message;
   message.level = from.level;
   message.file = from.file != nullptr ? from.file : "";

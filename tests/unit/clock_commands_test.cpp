@@ -668,9 +668,6 @@ TEST_F(ClockCommands, NumbersAreTheSameUnderEveryLocale) {
   EXPECT_EQ(run("SetClkwizProperty p i SSModFreq 1,5"), error());
   EXPECT_EQ(run("SetClkwizProperty p i SSModFreq 1.5"), ok());
   EXPECT_EQ(run("Ip_Clocking_Get_PhaseError n 1"), ok("1234.500000"));
-  if (comma.reaches_the_c_library()) {
-    EXPECT_EQ(std::strtod("1,5", nullptr), 1.5);
-  }
 }
 
 // In a process of its own: after it Tcl is gone.

@@ -14,6 +14,7 @@
 #include "common/HEXAll.h"
 #include "common/HSTStringUtils.h"
 #include "common/host/MessageHost.h"
+#include "decimal_comma.h"
 #include "frame/guard.h"
 #include "frame/mutils_util.h"
 #include "frame/tcl_command.h"
@@ -81,6 +82,19 @@ TEST(Messages, ArgumentsOfEveryLengthAreTaken) {
   EXPECT_EQ(arguments_of("%lf%Le%+G%a%s", 0.5, 1e3L, 2.0, 1.0, "end"), " 0.500000 1.000000e+03 +2 0x1p+0 end");
   EXPECT_EQ(arguments_of("%lc%ls%.2ls%s", static_cast<std::wint_t>(L'a'), L"wide", L"wide", "end"), " a wide wi end");
   EXPECT_EQ(arguments_of("%#o%x%i%c%s", 8U, 255U, -3, 'z', "end"), " 010 ff -3 z end");
+}
+
+TEST(Messages, HaveTheSameNumbersUnderADecimalComma) {
+  const DecimalComma comma;
+  EXPECT_EQ(arguments_of("%f%.1Le%'d%s", 1234.5, 2.5L, 1234567, "1.5"), " 1234.500000 2.5e+00 1234567 1.5");
+  EXPECT_EQ(arguments_of("%ls%lc", L"Gr\u00FC\u00DFe", static_cast<std::wint_t>(L'\u00FC')),
+            " Gr\xC3\xBC\xC3\x9F"
+            "e \xC3\xBC")
+      << "letters are the locale's";
+  const auto message =
+      ComMsgMgrInstance::createInstance::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "%.2f MHz", 1234.5);
+  EXPECT_EQ(message->getMessage(), "1234.50 MHz");
+  EXPECT_EQ(std::strtod("1,5", nullptr), 1.5) << "the process's locale is as it was";
 }
 
 TEST(Messages, WidthAndPrecisionMayBeArguments) {
@@ -279,9 +293,9 @@ class Folder {
 
 // The environment is read once, when the manager is first needed: each of these tests is a process of its own, which
 // writes to standard error.
-class Environment : public testing::Test {
+class FromEnvironment : public testing::Test {
  protected:
-  Environment() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+  FromEnvironment() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
   static void send_80_1(std::string const& data_dirs) {
     setenv("KDI_DATA_DIR", data_dirs.c_str(), 1);
@@ -316,7 +330,7 @@ constexpr auto kEnded = [](int status) { return status == 0; };
       },                                  \
       kEnded, std::string("^") + (pattern) + "end$")
 
-TEST_F(Environment, TheFirstDataDirectoryThatHasTheFileCounts) {
+TEST_F(FromEnvironment, TheFirstDataDirectoryThatHasTheFileCounts) {
   const std::string first = folder_.data("first", "of the first");
   const std::string second = folder_.data("second", "of the second");
   const std::string none = (folder_.path / "none").string();
@@ -324,24 +338,24 @@ TEST_F(Environment, TheFirstDataDirectoryThatHasTheFileCounts) {
   EXPECT_WRITES(send_80_1(none + "::" + second + ":" + first), "ERROR: \\[c 80-1\\] of the second\n");
 }
 
-TEST_F(Environment, DataDirectoriesWithoutTheFileArePassedOver) {
+TEST_F(FromEnvironment, DataDirectoriesWithoutTheFileArePassedOver) {
   for (char const* const roots : {"", ":", "/nonexistent", "/nonexistent:/nonexistent/too"})
     EXPECT_WRITES(send_80_1(roots), "ERROR: \\[c 80-1\\] An exception of an unknown kind ended the command.\n");
 }
 
-TEST_F(Environment, ABadCatalogueIsReportedAndReferencesAreShown) {
+TEST_F(FromEnvironment, ABadCatalogueIsReportedAndReferencesAreShown) {
   EXPECT_WRITES(send_80_1(folder_.data("bad", "\\")),
                 "WARNING: \\[messages\\] .*/bad/messages/catalogue.json:1: .*\nERROR: \\[c 80-1\\] @80-1@\n");
 }
 
-TEST_F(Environment, ChannelsAreSwitchedOnUpToTheirLevels) {
+TEST_F(FromEnvironment, ChannelsAreSwitchedOnUpToTheirLevels) {
   EXPECT_WRITES(send_debug("a=1,c=0"), "DEBUG: \\[a\\] 0\nDEBUG: \\[a\\] 1\nDEBUG: \\[c\\] 0\n");
   EXPECT_WRITES(send_debug("a=1,,a=0,"), "DEBUG: \\[a\\] 0\n");
   EXPECT_WRITES(send_debug(""), "");
   EXPECT_WRITES(send_debug("a=-1"), "");
 }
 
-TEST_F(Environment, WhatIsNoChannelIsReported) {
+TEST_F(FromEnvironment, WhatIsNoChannelIsReported) {
   for (char const* const entry : {"a", "=1", "a=", "a=x", "a=1x", "a=99999999999", "a= 1"})
     EXPECT_WRITES(send_debug(std::string(entry) + ",b=0"), std::string("WARNING: \\[messages\\] KDI_MSG_CHANNELS: \"") +
                                                                entry + "\" is no channel=level\nDEBUG: \\[b\\] 0\n");
@@ -359,7 +373,7 @@ std::string output_of(std::string const& program) {
   return text;
 }
 
-TEST_F(Environment, AnInstallationUsesItsOwnData) {
+TEST_F(FromEnvironment, AnInstallationUsesItsOwnData) {
   unsetenv("KDI_DATA_DIR");
   const fs::path program = fs::read_symlink("/proc/self/exe");
   const fs::path copy = folder_.path / "bin" / program.filename();
