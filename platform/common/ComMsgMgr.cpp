@@ -1,9 +1,11 @@
 #include "common/ComMsgMgr.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -18,6 +20,7 @@
 #include "message_arguments.h"
 #include "message_catalogue.h"
 #include "number_locale.h"
+#include "parameters.h"
 
 namespace {
 
@@ -38,6 +41,10 @@ struct manager {
   int next_number = 1;
   std::map<std::string, int> channels;
   kdi::message_catalogue catalogue;
+
+  // What the parameters say of channels, as far as it was asked for, and the state of the parameters that holds it.
+  std::map<std::string, int> levels;
+  std::uint64_t levels_state = 0;
 
   manager() {
     read_channels();
@@ -79,11 +86,30 @@ manager& the_manager() {
 
 bool is_debug(ComMsgMgr::MsgMask mask) { return (mask & 0xFF000000U) == ComMsgMgr::MSG_DEBUG0; }
 
+constexpr int kOff = -1;
+
+// The level that the channel's tool parameter gives it.
+int level_by_parameter(std::string const& channel) {
+  const std::optional<std::int64_t> given = kdi::integer_parameter("debug." + channel);
+  if (!given || *given < 0) return kOff;
+  return static_cast<int>(std::min<std::int64_t>(*given, std::numeric_limits<int>::max()));
+}
+
 bool passes(std::string const& channel, int level) {
   manager& m = the_manager();
+  const std::uint64_t state = kdi::parameters_state();
+  {
+    const std::lock_guard lock(m.mutex);
+    if (const auto set = m.channels.find(channel); set != m.channels.end()) return level <= set->second;
+    if (m.levels_state != state) m.levels.clear();
+    m.levels_state = state;
+    if (const auto known = m.levels.find(channel); known != m.levels.end()) return level <= known->second;
+  }
+  // Not under the lock: the first question reads the parameters' files, and what is wrong with them is a message.
+  const int allowed = channel.empty() ? kOff : level_by_parameter(channel);
   const std::lock_guard lock(m.mutex);
-  const auto found = m.channels.find(channel);
-  return found != m.channels.end() && level <= found->second;
+  if (m.levels_state == state) m.levels.insert_or_assign(channel, allowed);
+  return level <= allowed;
 }
 
 void deliver(ComMsgMgrInstance const& message) {
@@ -204,6 +230,7 @@ ComMsgMgrInstance make(sender const& from, std::string const& scope, char const*
 
 void ComMsgMgr::sendMsg::eval(int level, char const* file, int line, std::string const& category, MsgMask mask,
                               char const* format, ...) {
+  if (is_debug(mask)) return;
   va_list list;
   va_start(list, format);
   deliver(make({level, file, line, category, mask}, {}, format, list));
@@ -219,9 +246,12 @@ void ComMsgMgr::sendScopedMsg::eval(int level, char const* file, int line, std::
   va_end(list);
 }
 
-void ComMsgMgr::sendMessage(ComMsgMgrInstance const& message) { deliver(message); }
+void ComMsgMgr::sendMessage(ComMsgMgrInstance const& message) {
+  if (!is_debug(message.mask) || passes(message.scope, message.level)) deliver(message);
+}
 
 void ComMsgMgr::sendMsgById(std::string const& category, int id, MsgMask mask, std::string const& text) {
+  if (is_debug(mask)) return;
   ComMsgMgrInstance message;
   message.category = category;
   message.mask = mask;
@@ -254,6 +284,7 @@ int add_sink(Sink sink) {
 
 void remove_sink(int number) {
   manager& m = the_manager();
+  const std::lock_guard not_under_delivery(m.delivery);
   const std::lock_guard lock(m.mutex);
   std::erase_if(m.sinks, [number](sink_entry const& entry) { return entry.number == number; });
 }
@@ -276,8 +307,33 @@ std::string line_of(ComMsgMgrInstance const& message) {
                            : (message.mask & ComMsgMgr::MSG_WARNING) != 0          ? "WARNING"
                            : (message.mask & ComMsgMgr::MSG_INFO) != 0             ? "INFO"
                                                                                    : "DEBUG";
+  const std::size_t end = message.text.find_last_not_of('\n') + 1;
   return std::string(kind) + ": [" + message.category + (message.id.empty() ? "" : " " + message.id) + "] " +
-         message.text;
+         message.text.substr(0, end);
+}
+
+Capture::Capture()
+    : number_(add_sink([this](ComMsgMgrInstance const& message) {
+        const std::lock_guard lock(mutex_);
+        messages_.push_back(message);
+      })) {}
+
+Capture::~Capture() { remove_sink(number_); }
+
+std::vector<ComMsgMgrInstance> Capture::messages() const {
+  const std::lock_guard lock(mutex_);
+  return messages_;
+}
+
+std::vector<std::string> Capture::lines() const {
+  std::vector<std::string> lines;
+  for (ComMsgMgrInstance const& message : messages()) lines.push_back(line_of(message));
+  return lines;
+}
+
+void Capture::clear() {
+  const std::lock_guard lock(mutex_);
+  messages_.clear();
 }
 
 void set_channel(std::string const& channel, int level) {

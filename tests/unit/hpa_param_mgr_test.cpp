@@ -56,6 +56,16 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
                                     "cips.genHumanReadableCDO",
                                     "cips.mergePMCLPDCdo",
                                     "cips.ssitSupport",
+                                    "debug.CLOCKING_IP",
+                                    "debug.HIPClocking",
+                                    "debug.PCW.DBG",
+                                    "debug.PSPMC.DBG",
+                                    "debug.PSXL.DBG",
+                                    "debug.PSXL.INTERNAL.DBG",
+                                    "debug.PSXL.OUT.DBG",
+                                    "debug.PS_WIZARD.EVENTS.DBG",
+                                    "debug.mig_ip.debug",
+                                    "debug.sysmon.generate.hip",
                                     "ips.syncEventsForPSXWizard",
                                     "mc.generateELF",
                                     "pcw.doRangeValidation",
@@ -79,15 +89,16 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
   for (std::size_t i = 0; i < declared.size(); ++i) {
     param_host::Parameter const& parameter = declared[i];
     EXPECT_EQ(parameter.name, kNames[i]);
-    const bool is_integer = parameter.name == "cips.cpmdecouple";
+    const bool is_level = parameter.name.starts_with("debug.");
+    const bool is_integer = is_level || parameter.name == "cips.cpmdecouple";
     EXPECT_EQ(parameter.type, is_integer ? Type::integer : Type::boolean) << parameter.name;
-    EXPECT_EQ(parameter.default_value, is_integer ? "0" : "false") << parameter.name;
+    EXPECT_EQ(parameter.default_value, is_level ? "-1" : is_integer ? "0" : "false") << parameter.name;
     EXPECT_EQ(parameter.value, parameter.default_value);
     EXPECT_EQ(parameter.origin, Origin::declared);
     EXPECT_GT(parameter.documentation.size(), 20U);
     EXPECT_GT(parameter.effect.size(), 20U);
-    EXPECT_FALSE(value(parameter.name));
-    EXPECT_FALSE(value_or(parameter.name, true)) << "a declared default prevails over the fallback";
+    EXPECT_EQ(value(parameter.name), is_level);
+    EXPECT_EQ(value_or(parameter.name, !is_level), is_level) << "a declared default prevails over the fallback";
   }
 }
 
