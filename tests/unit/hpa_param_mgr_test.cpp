@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <regex>
 #include <stdexcept>
 #include <thread>
 
@@ -114,6 +115,31 @@ TEST_F(Parameters, ThatAreNotDeclaredAreAMistakeOfTheProgram) {
             "\"pcw.instantiateCPMParalelly\"");
   EXPECT_THROW(param_host::unset("no.such"), std::invalid_argument);
   EXPECT_THROW(param_host::get("no.such"), std::invalid_argument);
+}
+
+// The names of the parameters that a source reads.
+std::vector<std::string> names_read(std::string const& source) {
+  static const std::regex reading(R"re(getValue(?:IfExist)?AsBool\(\s*"([^"]*)")re");
+  std::vector<std::string> names;
+  for (std::sregex_iterator at(source.begin(), source.end(), reading); at != std::sregex_iterator(); ++at)
+    names.push_back((*at)[1]);
+  return names;
+}
+
+TEST_F(Parameters, ThatTheSourcesReadAreDeclared) {
+  EXPECT_EQ(names_read("a.getValueAsBool(\"x.y\"); b.getValueIfExistAsBool(\n  \"z\", true) getValueAsBool(name)"),
+            (std::vector<std::string>{"x.y", "z"}));
+  int sources = 0;
+  for (char const* const folder : {"shared", "platform", "host"})
+    for (auto const& entry :
+         std::filesystem::recursive_directory_iterator(std::string(IPTASKS_SOURCE_DIR "/") + folder)) {
+      const std::string suffix = entry.path().extension();
+      if (suffix != ".cpp" && suffix != ".h") continue;
+      ++sources;
+      for (std::string const& name : names_read(kdi::read_file(entry.path())))
+        EXPECT_NO_THROW(param_host::get(name)) << entry.path() << " reads " << name;
+    }
+  EXPECT_GT(sources, 100);
 }
 
 TEST_F(Parameters, TakeTheFormsOfTheirType) {
