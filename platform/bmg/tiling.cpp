@@ -21,11 +21,13 @@ geometry_ptr& geometry_in_use() {
 
 geometry_ptr known_geometry() {
   if (geometry_in_use() == nullptr) {
-    const std::vector<std::string> directories = kdi::data_directories("bmg");
-    if (directories.empty()) throw fault(code::no_data, "no data directory has a folder bmg");
     try {
+      const std::vector<std::string> directories = kdi::data_directories("bmg");
+      if (directories.empty()) throw fault(code::no_data, "no data directory has a folder bmg");
       load_data(directories.front());
     } catch (std::bad_alloc const&) {
+      throw;
+    } catch (fault const&) {
       throw;
     } catch (std::exception const& error) {
       throw fault(code::no_data, error.what());

@@ -48,10 +48,9 @@ struct manager {
 
   manager() {
     read_channels();
-    const std::string path = kdi::find_data_file("messages/catalogue.json");
-    if (path.empty()) return;
     try {
-      catalogue = kdi::read_message_catalogue(path);
+      const std::string path = kdi::find_data_file("messages/catalogue.json");
+      if (!path.empty()) catalogue = kdi::read_message_catalogue(path);
     } catch (std::exception const& error) {
       std::fprintf(stderr, "WARNING: [messages] %s\n", error.what());
     }

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -35,6 +36,14 @@ class descriptor {
  private:
   int number_;
 };
+
+// What is at the path, behind links; nothing if there is nothing.
+std::optional<struct stat> status_of(std::string const& path) {
+  struct stat present {};
+  if (::stat(path.c_str(), &present) == 0) return present;
+  if (errno != ENOENT && errno != ENOTDIR && errno != ENAMETOOLONG) fail(path, "cannot be looked up", errno);
+  return std::nullopt;
+}
 
 int open_retrying(std::string const& path, int flags) {
   int number = -1;
@@ -115,10 +124,10 @@ std::string read_file(std::string const& path, std::size_t most_bytes) {
 }
 
 void write_file(std::string const& path, std::string_view bytes) {
-  struct stat present {};
-  const bool exists = ::stat(path.c_str(), &present) == 0;
-  if (exists && S_ISDIR(present.st_mode)) fail(path, "cannot be written", EISDIR);
-  if (exists && !S_ISREG(present.st_mode)) return write_through(path, bytes);
+  const std::optional<struct stat> present = status_of(path);
+  const bool exists = present.has_value();
+  if (exists && S_ISDIR(present->st_mode)) fail(path, "cannot be written", EISDIR);
+  if (exists && !S_ISREG(present->st_mode)) return write_through(path, bytes);
   // moving a file over a protected one would succeed
   if (exists && ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) fail(path, "cannot be written", errno);
 
@@ -128,10 +137,20 @@ void write_file(std::string const& path, std::string_view bytes) {
   temporary_file beside(failed ? path : target, path);
   {
     descriptor file(beside.number());
-    if (exists && ::fchmod(file.number(), present.st_mode & 07777) != 0) fail(path, "cannot be created", errno);
+    if (exists && ::fchmod(file.number(), present->st_mode & 07777) != 0) fail(path, "cannot be created", errno);
     write_all(file, bytes, path);
   }
   if (!beside.replace_target()) fail(path, "cannot be moved to its place", errno);
+}
+
+bool is_file(std::string const& path) {
+  const auto present = status_of(path);
+  return present && S_ISREG(present->st_mode);
+}
+
+bool is_directory(std::string const& path) {
+  const auto present = status_of(path);
+  return present && S_ISDIR(present->st_mode);
 }
 
 std::vector<std::string> list_directory(std::string const& path, std::string_view suffix) {

@@ -41,10 +41,8 @@ std::vector<fs::path> data_roots() {
 }  // namespace
 
 std::string find_data_file(std::string const& name) {
-  for (fs::path const& root : data_roots()) {
-    std::error_code ignored;
-    if (fs::is_regular_file(root / name, ignored)) return (root / name).lexically_normal().string();
-  }
+  for (fs::path const& root : data_roots())
+    if (is_file((root / name).string())) return (root / name).lexically_normal().string();
   return {};
 }
 
@@ -75,10 +73,11 @@ std::vector<std::vector<std::string>> find_data_files(std::string const& folder,
 [[gnu::visibility("default")]] std::vector<std::string> data_directories(std::string const& name) {
   std::vector<std::string> directories;
   for (fs::path const& root : data_roots()) {
+    if (!is_directory((root / name).string())) continue;
     std::error_code fault;
     const fs::path directory = fs::canonical(root / name, fault);
-    if (!fault && fs::is_directory(directory, fault) &&
-        std::find(directories.begin(), directories.end(), directory) == directories.end())
+    if (fault) throw file_error((root / name).string() + ": cannot be looked up: " + fault.message());
+    if (std::find(directories.begin(), directories.end(), directory) == directories.end())
       directories.push_back(directory.string());
   }
   return directories;

@@ -20,9 +20,8 @@ constexpr char kSchema[] = "schema.json";  // describes the others
 // The file of the device in the first directory that has one; empty if none has.
 std::string path_of(std::string const& device, std::vector<std::string> const& directories) {
   for (std::string const& directory : directories) {
-    const fs::path path = fs::path(directory) / (device + kSuffix);
-    std::error_code ignored;
-    if (fs::is_regular_file(path, ignored)) return path.string();
+    const std::string path = (fs::path(directory) / (device + kSuffix)).string();
+    if (is_file(path)) return path;
   }
   return {};
 }
@@ -83,11 +82,9 @@ std::deque<HDARPart> const& PartCatalogue::load(std::string const& device) {
 std::vector<std::string> PartCatalogue::device_names() const {
   std::set<std::string> names;
   for (std::string const& directory : directories_)
-    for (std::string const& name : list_directory(directory, kSuffix)) {
-      std::error_code ignored;
-      if (name != kSchema && fs::is_regular_file(fs::path(directory) / name, ignored))
+    for (std::string const& name : list_directory(directory, kSuffix))
+      if (name != kSchema && is_file((fs::path(directory) / name).string()))
         names.insert(name.substr(0, name.size() - (sizeof kSuffix - 1)));
-    }
   return {names.begin(), names.end()};
 }
 

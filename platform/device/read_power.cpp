@@ -15,8 +15,7 @@ TransceiverPower read_transceiver(json_value value, PowerNames const& known) {
     const json_value rate = point.member("line_rate_gbps");
     const TransceiverPower::Point before = power.points.empty() ? TransceiverPower::Point{} : power.points.back();
     power.points.push_back({quantity(rate, 1e-6), quantity(point.member("tx_w")), quantity(point.member("rx_w"))});
-    if (power.points.back().line_rate_gbps <= before.line_rate_gbps)
-      rate.refuse("a line rate above the one before it");
+    if (power.points.back().line_rate_gbps <= before.line_rate_gbps) rate.refuse("a line rate above the one before it");
     if (power.points.back().tx_w < before.tx_w) point.member("tx_w").refuse("no less than at the line rate before it");
     if (power.points.back().rx_w < before.rx_w) point.member("rx_w").refuse("no less than at the line rate before it");
   }

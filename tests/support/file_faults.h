@@ -8,9 +8,9 @@
 
 namespace file_faults {
 
-enum class Call { open, read, write, close, rename, open_list, list };
-inline constexpr Call kCalls[] = {Call::open,   Call::read,      Call::write, Call::close,
-                                  Call::rename, Call::open_list, Call::list};
+enum class Call { status, open, read, write, close, rename, open_list, list };
+inline constexpr Call kCalls[] = {Call::status, Call::open,   Call::read,      Call::write,
+                                  Call::close,  Call::rename, Call::open_list, Call::list};
 char const* name_of(Call call);
 
 /// The call number `nth`, from 0, of its kind fails with errno `error`, and so do all behind it if `for_ever`.

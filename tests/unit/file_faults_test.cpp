@@ -30,8 +30,8 @@ namespace fs = std::filesystem;
 using file_faults::Call;
 using file_faults::Plan;
 
-constexpr Call kReads[] = {Call::open, Call::read, Call::close, Call::open_list, Call::list};
-constexpr Call kWrites[] = {Call::open, Call::write, Call::close, Call::rename};
+constexpr Call kReads[] = {Call::status, Call::open, Call::read, Call::close, Call::open_list, Call::list};
+constexpr Call kWrites[] = {Call::status, Call::open, Call::write, Call::close, Call::rename};
 constexpr unsigned kMostSeconds = 20;  // for one run; what takes longer hangs
 
 struct Outcome {

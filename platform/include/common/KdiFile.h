@@ -31,6 +31,11 @@ std::string read_file(std::string const& path, std::size_t most_bytes = kLargest
 /// its last byte; then the target is as it was and nothing is left beside it.
 void write_file(std::string const& path, std::string_view bytes);
 
+/// Whether the path leads to a regular file, and to a directory. Throws file_error if that cannot be found out, since
+/// what is there then must not be passed over for what lies elsewhere.
+bool is_file(std::string const& path);
+bool is_directory(std::string const& path);
+
 /// The names in the directory `path` that end in `suffix`, in byte order; none if there is no such directory. Throws
 /// file_error if it is there and cannot be listed to its end.
 std::vector<std::string> list_directory(std::string const& path, std::string_view suffix = {});
