@@ -33,11 +33,13 @@ geometry_ptr known_geometry() {
   shared_data& data = data_in_use();
   const std::lock_guard lock(data.mutex);
   if (data.known != nullptr) return data.known;
-  const std::vector<std::string> directories = kdi::data_directories("bmg");
-  if (directories.empty()) throw fault(code::no_data, "no data directory has a folder bmg");
   try {
+    const std::vector<std::string> directories = kdi::data_directories("bmg");
+    if (directories.empty()) throw fault(code::no_data, "no data directory has a folder bmg");
     return data.known = read_shared(directories.front());
   } catch (std::bad_alloc const&) {
+    throw;
+  } catch (fault const&) {
     throw;
   } catch (std::exception const& error) {
     throw fault(code::no_data, error.what());

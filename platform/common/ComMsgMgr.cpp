@@ -1,10 +1,11 @@
 #include "common/ComMsgMgr.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -13,11 +14,13 @@
 #include <string_view>
 #include <vector>
 
+#include "common/KdiFile.h"
 #include "common/host/MessageHost.h"
 #include "data_directory.h"
 #include "message_arguments.h"
 #include "message_catalogue.h"
-#include "numbers_of_c.h"
+#include "number_locale.h"
+#include "parameters.h"
 
 namespace {
 
@@ -39,12 +42,15 @@ struct manager {
   std::map<std::string, int> channels;
   kdi::message_catalogue catalogue;
 
+  // What the parameters say of channels, as far as it was asked for, and the state of the parameters that holds it.
+  std::map<std::string, int> levels;
+  std::uint64_t levels_state = 0;
+
   manager() {
     read_channels();
-    const std::string path = kdi::find_data_file("messages/catalogue.json");
-    if (path.empty()) return;
     try {
-      catalogue = kdi::read_message_catalogue(path);
+      const std::string path = kdi::find_data_file("messages/catalogue.json");
+      if (!path.empty()) catalogue = kdi::read_message_catalogue(path);
     } catch (std::exception const& error) {
       std::fprintf(stderr, "WARNING: [messages] %s\n", error.what());
     }
@@ -79,11 +85,30 @@ manager& the_manager() {
 
 bool is_debug(ComMsgMgr::MsgMask mask) { return (mask & 0xFF000000U) == ComMsgMgr::MSG_DEBUG0; }
 
+constexpr int kOff = -1;
+
+// The level that the channel's tool parameter gives it.
+int level_by_parameter(std::string const& channel) {
+  const std::optional<std::int64_t> given = kdi::integer_parameter("debug." + channel);
+  if (!given || *given < 0) return kOff;
+  return static_cast<int>(std::min<std::int64_t>(*given, std::numeric_limits<int>::max()));
+}
+
 bool passes(std::string const& channel, int level) {
   manager& m = the_manager();
+  const std::uint64_t state = kdi::parameters_state();
+  {
+    const std::lock_guard lock(m.mutex);
+    if (const auto set = m.channels.find(channel); set != m.channels.end()) return level <= set->second;
+    if (m.levels_state != state) m.levels.clear();
+    m.levels_state = state;
+    if (const auto known = m.levels.find(channel); known != m.levels.end()) return level <= known->second;
+  }
+  // Not under the lock: the first question reads the parameters' files, and what is wrong with them is a message.
+  const int allowed = channel.empty() ? kOff : level_by_parameter(channel);
   const std::lock_guard lock(m.mutex);
-  const auto found = m.channels.find(channel);
-  return found != m.channels.end() && level <= found->second;
+  if (m.levels_state == state) m.levels.insert_or_assign(channel, allowed);
+  return level <= allowed;
 }
 
 void deliver(ComMsgMgrInstance const& message) {
@@ -110,7 +135,6 @@ void deliver(ComMsgMgrInstance const& message) {
 // -------------------------------------------------------------------------------------------------- formatting
 
 [[gnu::format(printf, 1, 0)]] std::string print(char const* format, va_list list) {
-  const kdi::NumbersOfC numbers;
   va_list measured;
   va_copy(measured, list);
   const int size = std::vsnprintf(nullptr, 0, format, measured);
@@ -187,6 +211,7 @@ struct sender {
 };
 
 ComMsgMgrInstance make(sender const& from, std::string const& scope, char const* format, va_list list) {
+  const kdi::point_numbers same_under_every_locale;
   ComMsgMgrInstance message;
   message.level = from.level;
   message.file = from.file != nullptr ? from.file : "";
@@ -204,6 +229,7 @@ ComMsgMgrInstance make(sender const& from, std::string const& scope, char const*
 
 void ComMsgMgr::sendMsg::eval(int level, char const* file, int line, std::string const& category, MsgMask mask,
                               char const* format, ...) {
+  if (is_debug(mask)) return;
   va_list list;
   va_start(list, format);
   deliver(make({level, file, line, category, mask}, {}, format, list));
@@ -219,9 +245,12 @@ void ComMsgMgr::sendScopedMsg::eval(int level, char const* file, int line, std::
   va_end(list);
 }
 
-void ComMsgMgr::sendMessage(ComMsgMgrInstance const& message) { deliver(message); }
+void ComMsgMgr::sendMessage(ComMsgMgrInstance const& message) {
+  if (!is_debug(message.mask) || passes(message.scope, message.level)) deliver(message);
+}
 
 void ComMsgMgr::sendMsgById(std::string const& category, int id, MsgMask mask, std::string const& text) {
+  if (is_debug(mask)) return;
   ComMsgMgrInstance message;
   message.category = category;
   message.mask = mask;
@@ -254,18 +283,20 @@ int add_sink(Sink sink) {
 
 void remove_sink(int number) {
   manager& m = the_manager();
+  const std::lock_guard not_under_delivery(m.delivery);
   const std::lock_guard lock(m.mutex);
   std::erase_if(m.sinks, [number](sink_entry const& entry) { return entry.number == number; });
 }
 
 Sink file_sink(std::string const& path) {
-  auto file = std::make_shared<std::ofstream>(path, std::ios::app);
-  if (!*file) throw std::runtime_error(path + ": cannot be opened for messages");
-  return [file, path](ComMsgMgrInstance const& message) {
-    if (*file << line_of(message) << std::endl) return;
-    // a full disk loses the file its line, not the person the message
-    file->clear();
-    std::fprintf(stderr, "%s (%s cannot be written)\n", line_of(message).c_str(), path.c_str());
+  return [file = std::make_shared<kdi::line_file>(path)](ComMsgMgrInstance const& message) {
+    const std::string line = line_of(message);
+    try {
+      file->add(line);
+    } catch (kdi::file_error const& error) {
+      // a full disk loses the file its line, not the person the message
+      std::fprintf(stderr, "%s (%s)\n", line.c_str(), error.what());
+    }
   };
 }
 
@@ -275,8 +306,33 @@ std::string line_of(ComMsgMgrInstance const& message) {
                            : (message.mask & ComMsgMgr::MSG_WARNING) != 0          ? "WARNING"
                            : (message.mask & ComMsgMgr::MSG_INFO) != 0             ? "INFO"
                                                                                    : "DEBUG";
+  const std::size_t end = message.text.find_last_not_of('\n') + 1;
   return std::string(kind) + ": [" + message.category + (message.id.empty() ? "" : " " + message.id) + "] " +
-         message.text;
+         message.text.substr(0, end);
+}
+
+Capture::Capture()
+    : number_(add_sink([this](ComMsgMgrInstance const& message) {
+        const std::lock_guard lock(mutex_);
+        messages_.push_back(message);
+      })) {}
+
+Capture::~Capture() { remove_sink(number_); }
+
+std::vector<ComMsgMgrInstance> Capture::messages() const {
+  const std::lock_guard lock(mutex_);
+  return messages_;
+}
+
+std::vector<std::string> Capture::lines() const {
+  std::vector<std::string> lines;
+  for (ComMsgMgrInstance const& message : messages()) lines.push_back(line_of(message));
+  return lines;
+}
+
+void Capture::clear() {
+  const std::lock_guard lock(mutex_);
+  messages_.clear();
 }
 
 void set_channel(std::string const& channel, int level) {

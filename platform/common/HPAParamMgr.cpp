@@ -1,5 +1,7 @@
 #include "common/HPAParamMgr.h"
 
+#include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <mutex>
@@ -10,6 +12,7 @@
 #include "common/host/ParamHost.h"
 #include "data_directory.h"
 #include "param_files.h"
+#include "parameters.h"
 
 namespace {
 
@@ -40,6 +43,9 @@ struct stored {
   }
 };
 
+// Counts what changes in the registry, beside it, so that a question about it makes none.
+std::atomic<std::uint64_t> changes = 1;
+
 // State of the process. Never destroyed: parameters are read while the package is loaded and while the process ends.
 class registry {
  public:
@@ -66,6 +72,12 @@ class registry {
     const auto found = parameters_.find(name);
     return found == parameters_.end() ? std::nullopt : std::optional(found->second.is_true());
   }
+  std::optional<std::int64_t> integer(std::string const& name) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = parameters_.find(name);
+    if (found == parameters_.end() || found->second.declaration.type != Type::integer) return std::nullopt;
+    return std::stoll(found->second.value());
+  }
   bool knows_every_name() const { return catalogue_is_whole_; }
 
   void declare(Declaration declaration) {
@@ -77,16 +89,19 @@ class registry {
     const std::lock_guard lock(mutex_);
     if (!parameters_.emplace(name, stored{std::move(declaration), {}, {}}).second)
       throw std::invalid_argument("parameter \"" + name + "\" is declared twice");
+    ++changes;
   }
 
   void set(std::string const& name, std::string const& value) {
     const std::lock_guard lock(mutex_);
     stored& parameter = at(name);
     parameter.from_program = accepted(name, parameter.declaration.type, value);
+    ++changes;
   }
   void unset(std::string const& name) {
     const std::lock_guard lock(mutex_);
     at(name).from_program.reset();
+    ++changes;
   }
   Parameter get(std::string const& name) {
     const std::lock_guard lock(mutex_);
@@ -109,6 +124,7 @@ class registry {
       stored& parameter = at(value.name);
       parameter.from_file = std::move(value);
     }
+    ++changes;
   }
 
  private:
@@ -189,6 +205,12 @@ bool HPAParamMgr::getValueAsBool(std::string const& name) const {
 bool HPAParamMgr::getValueIfExistAsBool(std::string const& name, bool fallback) const {
   return the_registry().truth(name).value_or(fallback);
 }
+
+// ------------------------------------------------------------------------------------------------ this library's side
+
+std::optional<std::int64_t> kdi::integer_parameter(std::string const& name) { return the_registry().integer(name); }
+
+std::uint64_t kdi::parameters_state() { return changes; }
 
 // --------------------------------------------------------------------------------------------------- the host's side
 

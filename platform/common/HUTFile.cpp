@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "common/ComMsgMgr.h"
+#include "common/KdiFile.h"
 
 namespace fs = std::filesystem;
 
@@ -57,18 +58,11 @@ std::string const& HUTFile::getDirSeparator() {
 }
 
 HUTFileIter::HUTFileIter(std::string const& directory) : directory_(directory) {
-  std::error_code failed;
-  if (!fs::is_directory(directory, failed)) return;
-  fs::directory_iterator entry(directory, failed);
-  for (; !failed && entry != fs::directory_iterator(); entry.increment(failed))
-    names_.push_back(entry->path().filename().string());
-  if (failed) {
-    // half a list would pass as a whole one
-    names_.clear();
-    ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "files", ComMsgMgr::MSG_WARNING, "%s: cannot be listed: %s",
-                             directory.c_str(), failed.message().c_str());
+  try {
+    names_ = kdi::list_directory(directory);
+  } catch (kdi::file_error const& error) {
+    ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "files", ComMsgMgr::MSG_WARNING, "%s", error.what());
   }
-  std::sort(names_.begin(), names_.end());
   if (!directory_.empty() && directory_.back() != '/') directory_ += '/';
 }
 

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -36,6 +37,14 @@ class descriptor {
   int number_;
 };
 
+// What is at the path, behind links; nothing if there is nothing.
+std::optional<struct stat> status_of(std::string const& path) {
+  struct stat present {};
+  if (::stat(path.c_str(), &present) == 0) return present;
+  if (errno != ENOENT && errno != ENOTDIR && errno != ENAMETOOLONG) fail(path, "cannot be looked up", errno);
+  return std::nullopt;
+}
+
 int open_retrying(std::string const& path, int flags) {
   int number = -1;
   do number = ::open(path.c_str(), flags | O_CLOEXEC, kNewFileMode);
@@ -43,13 +52,17 @@ int open_retrying(std::string const& path, int flags) {
   return number;
 }
 
+// Writes from the front of `bytes` and takes away what is written.
+void write_some(int file, std::string_view& bytes, std::string const& path) {
+  const ssize_t count = ::write(file, bytes.data(), bytes.size());
+  if (count < 0 && errno == EINTR) return;
+  if (count < 0) fail(path, "cannot be written", errno);
+  if (count == 0) fail(path, "cannot be written", EIO);  // it would be so for ever
+  bytes.remove_prefix(static_cast<std::size_t>(count));
+}
+
 void write_all(descriptor& file, std::string_view bytes, std::string const& path) {
-  while (!bytes.empty()) {
-    const ssize_t count = ::write(file.number(), bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) fail(path, "cannot be written", errno);
-    bytes.remove_prefix(static_cast<std::size_t>(count));
-  }
+  while (!bytes.empty()) write_some(file.number(), bytes, path);
   // some file systems tell of a full disk only here
   if (file.close() != 0 && errno != EINTR) fail(path, "cannot be written", errno);
 }
@@ -111,10 +124,10 @@ std::string read_file(std::string const& path, std::size_t most_bytes) {
 }
 
 void write_file(std::string const& path, std::string_view bytes) {
-  struct stat present {};
-  const bool exists = ::stat(path.c_str(), &present) == 0;
-  if (exists && S_ISDIR(present.st_mode)) fail(path, "cannot be written", EISDIR);
-  if (exists && !S_ISREG(present.st_mode)) return write_through(path, bytes);
+  const std::optional<struct stat> present = status_of(path);
+  const bool exists = present.has_value();
+  if (exists && S_ISDIR(present->st_mode)) fail(path, "cannot be written", EISDIR);
+  if (exists && !S_ISREG(present->st_mode)) return write_through(path, bytes);
   // moving a file over a protected one would succeed
   if (exists && ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) fail(path, "cannot be written", errno);
 
@@ -124,10 +137,52 @@ void write_file(std::string const& path, std::string_view bytes) {
   temporary_file beside(failed ? path : target, path);
   {
     descriptor file(beside.number());
-    if (exists && ::fchmod(file.number(), present.st_mode & 07777) != 0) fail(path, "cannot be created", errno);
+    if (exists && ::fchmod(file.number(), present->st_mode & 07777) != 0) fail(path, "cannot be created", errno);
     write_all(file, bytes, path);
   }
   if (!beside.replace_target()) fail(path, "cannot be moved to its place", errno);
+}
+
+bool is_file(std::string const& path) {
+  const auto present = status_of(path);
+  return present && S_ISREG(present->st_mode);
+}
+
+bool is_directory(std::string const& path) {
+  const auto present = status_of(path);
+  return present && S_ISDIR(present->st_mode);
+}
+
+std::vector<std::string> list_directory(std::string const& path, std::string_view suffix) {
+  std::vector<std::string> names;
+  std::error_code failed;
+  for (std::filesystem::directory_iterator entry(path, failed);
+       !failed && entry != std::filesystem::directory_iterator(); entry.increment(failed))
+    if (std::string name = entry->path().filename().string(); name.ends_with(suffix)) names.push_back(std::move(name));
+  if (failed && failed != std::errc::no_such_file_or_directory && failed != std::errc::not_a_directory)
+    fail(path, "cannot be listed", failed.value());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+line_file::line_file(std::string path)
+    : path_(std::move(path)), number_(open_retrying(path_, O_WRONLY | O_CREAT | O_APPEND)) {
+  if (number_ < 0) fail(path_, "cannot be opened", errno);
+}
+
+line_file::~line_file() { ::close(number_); }
+
+void line_file::add(std::string_view line) {
+  // in one call, so that the lines of several processes do not mix
+  const std::string text = (within_line_ ? "\n" : "") + std::string(line) + "\n";
+  std::string_view rest = text;
+  try {
+    while (!rest.empty()) write_some(number_, rest, path_);
+  } catch (file_error const&) {
+    within_line_ = within_line_ ? rest.size() != text.size() - 1 : rest.size() != text.size();
+    throw;
+  }
+  within_line_ = false;
 }
 
 }  // namespace kdi

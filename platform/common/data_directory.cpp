@@ -41,10 +41,8 @@ std::vector<fs::path> data_roots() {
 }  // namespace
 
 std::string find_data_file(std::string const& name) {
-  for (fs::path const& root : data_roots()) {
-    std::error_code ignored;
-    if (fs::is_regular_file(root / name, ignored)) return (root / name).lexically_normal().string();
-  }
+  for (fs::path const& root : data_roots())
+    if (is_file((root / name).string())) return (root / name).lexically_normal().string();
   return {};
 }
 
@@ -63,16 +61,10 @@ std::string find_data_root(std::string const& name) {
 std::vector<std::vector<std::string>> find_data_files(std::string const& folder, std::string const& suffix) {
   std::vector<std::vector<std::string>> of_roots;
   for (fs::path const& root : data_roots()) {
+    const fs::path directory = (root / folder).lexically_normal();
     std::vector<std::string> paths;
-    std::error_code failed;
-    for (fs::directory_iterator entry(root / folder, failed); !failed && entry != fs::directory_iterator();
-         entry.increment(failed)) {
-      const std::string path = entry->path().lexically_normal().string();
-      if (path.ends_with(suffix)) paths.push_back(path);
-    }
-    if (failed && failed != std::errc::no_such_file_or_directory && failed != std::errc::not_a_directory)
-      throw file_error((root / folder).lexically_normal().string() + ": cannot be listed: " + failed.message());
-    std::sort(paths.begin(), paths.end());
+    for (std::string const& name : list_directory(directory.string(), suffix))
+      paths.push_back((directory / name).string());
     if (!paths.empty()) of_roots.push_back(std::move(paths));
   }
   return of_roots;
@@ -81,10 +73,11 @@ std::vector<std::vector<std::string>> find_data_files(std::string const& folder,
 [[gnu::visibility("default")]] std::vector<std::string> data_directories(std::string const& name) {
   std::vector<std::string> directories;
   for (fs::path const& root : data_roots()) {
+    if (!is_directory((root / name).string())) continue;
     std::error_code fault;
     const fs::path directory = fs::canonical(root / name, fault);
-    if (!fault && fs::is_directory(directory, fault) &&
-        std::find(directories.begin(), directories.end(), directory) == directories.end())
+    if (fault) throw file_error((root / name).string() + ": cannot be looked up: " + fault.message());
+    if (std::find(directories.begin(), directories.end(), directory) == directories.end())
       directories.push_back(directory.string());
   }
   return directories;

@@ -9,7 +9,8 @@
 
 namespace kdi {
 
-/// The path of the data file `name` ("messages/catalogue.json"); empty if no root has it.
+/// The path of the data file `name` ("messages/catalogue.json"); empty if no root has it. Throws file_error
+/// (common/KdiFile.h) if that cannot be found out.
 std::string find_data_file(std::string const& name);
 
 /// The data root that has a folder `name`, without a separator at its end; empty if none has.

@@ -10,8 +10,6 @@
 #include <string_view>
 #include <type_traits>
 
-#include "numbers_of_c.h"
-
 namespace kdi {
 namespace {
 
@@ -56,7 +54,6 @@ class reader {
   reader& operator=(reader const&) = delete;
 
   std::vector<std::string> read() {
-    const NumbersOfC numbers;
     std::vector<std::string> values;
     while (find_conversion()) values.push_back(next());
     return values;

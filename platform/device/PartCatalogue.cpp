@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "common/KdiDataDir.h"
+#include "common/KdiFile.h"
 #include "device_reader.h"
 
 namespace kdi::device {
@@ -19,9 +20,8 @@ constexpr char kSchema[] = "schema.json";  // describes the others
 // The file of the device in the first directory that has one; empty if none has.
 std::string path_of(std::string const& device, std::vector<std::string> const& directories) {
   for (std::string const& directory : directories) {
-    const fs::path path = fs::path(directory) / (device + kSuffix);
-    std::error_code ignored;
-    if (fs::is_regular_file(path, ignored)) return path.string();
+    const std::string path = (fs::path(directory) / (device + kSuffix)).string();
+    if (is_file(path)) return path;
   }
   return {};
 }
@@ -81,14 +81,10 @@ std::deque<HDARPart> const& PartCatalogue::load(std::string const& device) {
 
 std::vector<std::string> PartCatalogue::device_names() const {
   std::set<std::string> names;
-  for (std::string const& directory : directories_) {
-    std::error_code fault;
-    for (fs::directory_iterator at(directory, fault), end; !fault && at != end; at.increment(fault)) {
-      std::error_code ignored;
-      if (at->path().extension() != kSuffix || !at->is_regular_file(ignored)) continue;
-      if (at->path().filename() != kSchema) names.insert(at->path().stem().string());
-    }
-  }
+  for (std::string const& directory : directories_)
+    for (std::string const& name : list_directory(directory, kSuffix))
+      if (name != kSchema && is_file((fs::path(directory) / name).string()))
+        names.insert(name.substr(0, name.size() - (sizeof kSuffix - 1)));
   return {names.begin(), names.end()};
 }
 

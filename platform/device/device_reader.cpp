@@ -51,9 +51,8 @@ class Sections {
   static std::string family_path(json_value base, std::vector<std::string> const& directories) {
     const std::string name = "families/" + word(base) + ".json";
     for (std::string const& directory : directories) {
-      const std::filesystem::path path = std::filesystem::path(directory) / name;
-      std::error_code ignored;
-      if (std::filesystem::is_regular_file(path, ignored)) return path.string();
+      std::string path = (std::filesystem::path(directory) / name).string();
+      if (is_file(path)) return path;
     }
     base.refuse("the name of a family that has a file " + name + " in a device directory");
   }

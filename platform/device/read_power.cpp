@@ -13,9 +13,11 @@ TransceiverPower read_transceiver(json_value value, PowerNames const& known) {
   for (const json_value point : value.member("points").items()) {
     point.allow_only({"line_rate_gbps", "tx_w", "rx_w"});
     const json_value rate = point.member("line_rate_gbps");
+    const TransceiverPower::Point before = power.points.empty() ? TransceiverPower::Point{} : power.points.back();
     power.points.push_back({quantity(rate, 1e-6), quantity(point.member("tx_w")), quantity(point.member("rx_w"))});
-    if (power.points.size() > 1 && power.points[power.points.size() - 2].line_rate_gbps >= rate.number())
-      rate.refuse("a line rate above the one before it");
+    if (power.points.back().line_rate_gbps <= before.line_rate_gbps) rate.refuse("a line rate above the one before it");
+    if (power.points.back().tx_w < before.tx_w) point.member("tx_w").refuse("no less than at the line rate before it");
+    if (power.points.back().rx_w < before.rx_w) point.member("rx_w").refuse("no less than at the line rate before it");
   }
   if (power.points.empty()) value.member("points").refuse("at least one point");
   power.pll_w = quantities(value.member("pll_w"));

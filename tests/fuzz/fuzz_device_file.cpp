@@ -1,12 +1,11 @@
 // Fuzzes the reader of device files. Beside not crashing it has to keep its word: a fault names the file and a line,
 // and what it takes is consistent.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "common/KdiJson.h"
 #include "device/host/PartCatalogue.h"
+#include "require.h"
 
 namespace {
 
@@ -14,11 +13,7 @@ using namespace kdi::device;
 
 constexpr std::size_t kLongestText = 65536;
 
-void require(bool truth, char const* what) {
-  if (truth) return;
-  std::fprintf(stderr, "%s\n", what);
-  std::abort();
-}
+using fuzz::require;
 
 void check_package(Package const& package) {
   std::size_t pins = 0;

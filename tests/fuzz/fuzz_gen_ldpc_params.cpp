@@ -1,34 +1,14 @@
 // Fuzzes gen_ldpc_params of both cores by the text of its dictionary. The first byte picks the core; the rest is what a
 // script would pass. Beside not crashing, the command has to keep its word: an error has a text, and a result has its
 // three keys and well-formed writes.
-#include <tcl.h>
-
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 
-extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
+#include "require.h"
+#include "tcl_target.h"
 
 namespace {
 
-constexpr std::size_t kLongestText = 65536;
-
-void require(bool truth, char const* what, std::string const& text) {
-  if (truth) return;
-  std::fprintf(stderr, "%s, with: %s\n", what, text.c_str());
-  std::abort();
-}
-
-Tcl_Interp* interpreter() {
-  static Tcl_Interp* const interp = [] {
-    Tcl_FindExecutable(nullptr);
-    Tcl_Interp* made = Tcl_CreateInterp();
-    Kdi_iptasks_Init(made);
-    return made;
-  }();
-  return interp;
-}
+using fuzz::require;
 
 Tcl_Obj* value_of(Tcl_Obj* dict, char const* key) {
   Tcl_Obj* const name = Tcl_NewStringObj(key, -1);
@@ -60,9 +40,9 @@ void check_result(Tcl_Obj* result, std::string const& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  if (size < 1 || size > kLongestText) return 0;
+  if (size < 1 || size > fuzz::kLongestText) return 0;
   const std::string text(reinterpret_cast<char const*>(data + 1), size - 1);
-  Tcl_Interp* const interp = interpreter();
+  Tcl_Interp* const interp = fuzz::interpreter();
   Tcl_Obj* words[] = {Tcl_NewStringObj(data[0] % 2 != 0 ? "sd_fec::gen_ldpc_params" : "ldpc::gen_ldpc_params", -1),
                       Tcl_NewStringObj(text.data(), static_cast<int>(text.size()))};
   for (Tcl_Obj* word : words) Tcl_IncrRefCount(word);

@@ -4,12 +4,11 @@
 // gives.
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
 #include "param_files.h"
+#include "require.h"
 
 namespace {
 
@@ -17,11 +16,7 @@ using param_host::Type;
 
 constexpr std::size_t kLongestText = 65536;
 
-void require(bool truth, char const* what, std::string const& text) {
-  if (truth) return;
-  std::fprintf(stderr, "%s, with: %s\n", what, text.c_str());
-  std::abort();
-}
+using fuzz::require;
 
 // One name of each type, and whatever ends alike.
 Type type_of(std::string const& name) {

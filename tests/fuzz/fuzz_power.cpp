@@ -1,41 +1,21 @@
 // Fuzzes Ip_power_est_get_power_estimation by the text of its list. The first byte picks the kind and whether a known
 // part stands before the list. Beside not crashing, the command has to keep its word: a result is a number of watts,
 // finite and not negative, or the answer to an unknown part; an error is one of those that are documented.
-#include <tcl.h>
-
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 
 #include "common/host/MessageHost.h"
-
-extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
+#include "require.h"
+#include "tcl_target.h"
 
 namespace {
 
-constexpr std::size_t kLongestText = 65536;
+using fuzz::require;
+
 constexpr char const* kParts[] = {"zrv7030-c484-1-c", "zrv9010-f625-2-i", "brvn3716-die-2LHP-e-S-es1"};
 constexpr std::size_t kWays = 4;  // the three parts, and none
 
-void require(bool truth, char const* what, std::string const& text) {
-  if (truth) return;
-  std::fprintf(stderr, "%s, with: %s\n", what, text.c_str());
-  std::abort();
-}
-
-Tcl_Interp* interpreter() {
-  static Tcl_Interp* const interp = [] {
-    Tcl_FindExecutable(nullptr);
-    Tcl_Interp* made = Tcl_CreateInterp();
-    Kdi_iptasks_Init(made);
-    message_host::add_sink([](ComMsgMgrInstance const& message) {
-      require(message.mask == ComMsgMgr::MSG_WARNING && !message.text.empty(), "a message of another kind",
-              message.text);
-    });
-    return made;
-  }();
-  return interp;
+void check_message(ComMsgMgrInstance const& message) {
+  require(message.mask == ComMsgMgr::MSG_WARNING && !message.text.empty(), "a message of another kind", message.text);
 }
 
 bool is_watts(std::string const& text) {
@@ -52,11 +32,13 @@ bool is_documented(std::string const& error) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  if (size < 1 || size > kLongestText) return 0;
+  static const int sink = message_host::add_sink(check_message);
+  static_cast<void>(sink);
+  if (size < 1 || size > fuzz::kLongestText) return 0;
   const std::size_t way = data[0] / 2 % kWays;
   std::string text(reinterpret_cast<char const*>(data + 1), size - 1);
   if (way + 1 < kWays) text = std::string("Power_PART ") + kParts[way] + " " + text;
-  Tcl_Interp* const interp = interpreter();
+  Tcl_Interp* const interp = fuzz::interpreter();
   Tcl_Obj* words[] = {Tcl_NewStringObj("Ip_power_est_get_power_estimation", -1),
                       Tcl_NewStringObj(text.data(), static_cast<int>(text.size())),
                       Tcl_NewStringObj(data[0] % 2 != 0 ? "GT" : "MIG", -1)};

@@ -3,8 +3,6 @@
 // not negative and whose parts sum to the total.
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "common/KdiJson.h"
@@ -12,16 +10,13 @@
 #include "device/HARPartsParse.h"
 #include "gt_power.h"
 #include "memory_power.h"
+#include "require.h"
 
 namespace {
 
 constexpr std::size_t kLongestText = 65536;
 
-void require(bool truth, char const* what, std::string const& text) {
-  if (truth) return;
-  std::fprintf(stderr, "%s, with: %s\n", what, text.c_str());
-  std::abort();
-}
+using fuzz::require;
 
 void check(float total, std::map<std::string, float> const& breakdown, std::string const& text) {
   require(std::isfinite(total) && total >= 0, "watts that are none", text);

@@ -19,7 +19,8 @@ class DecimalComma {
     const int status = std::system(compile.c_str());
     ::setenv("LOCPATH", folder_.folder().c_str(), 1);
     // localedef tells of mere warnings by its status, so what counts is whether the locale can be set
-    c_library_ = (status >= 0) && std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
+    if (status < 0 || std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr || std::strtod("1,5", nullptr) != 1.5)
+      ADD_FAILURE() << "no locale with a decimal comma: the package `locales` is missing";
   }
   DecimalComma(DecimalComma const&) = delete;
   DecimalComma& operator=(DecimalComma const&) = delete;
@@ -28,9 +29,6 @@ class DecimalComma {
     ::unsetenv("LOCPATH");
     std::locale::global(streams_before_);
   }
-
-  /// Whether the C library follows too; it cannot where the package `locales` is missing.
-  bool reaches_the_c_library() const { return c_library_; }
 
  private:
   struct CommaNumbers : std::numpunct<char> {
@@ -41,5 +39,4 @@ class DecimalComma {
 
   Scratch folder_;
   std::locale streams_before_;
-  bool c_library_ = false;
 };

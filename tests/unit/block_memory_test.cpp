@@ -206,9 +206,7 @@ TEST(BlockMemory, FunctionsGiveTheFiguresOfTheTiling) {
 }
 
 TEST(BlockMemory, FunctionsReportAFault) {
-  std::vector<std::string> lines;
-  const int sink =
-      message_host::add_sink([&](ComMsgMgrInstance const& one) { lines.push_back(message_host::line_of(one)); });
+  const message_host::Capture messages;
   char name[] = "type", value[] = "ram";
   char* words[] = {name, value};
   int status = 5;
@@ -218,7 +216,7 @@ TEST(BlockMemory, FunctionsReportAFault) {
   EXPECT_EQ(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_9(0, words, nullptr), -2);
   EXPECT_EQ(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_9(-1, words, nullptr), -2);
   EXPECT_EQ(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_9(2, nullptr, nullptr), -2);
-  message_host::remove_sink(sink);
+  const std::vector<std::string> lines = messages.lines();
   ASSERT_EQ(lines.size(), 5U);
   EXPECT_EQ(lines[1], "ERROR: [bmg 2] word \"type\": has no value");
 }

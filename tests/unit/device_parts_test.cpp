@@ -83,14 +83,11 @@ TEST(PartManager, DoesNotKnowWhatIsNoPart) {
 }
 
 TEST(PartManager, ReportsABrokenFileByFileLineAndField) {
-  std::vector<std::string> lines;
-  const int sink = message_host::add_sink(
-      [&](ComMsgMgrInstance const& message) { lines.push_back(message_host::line_of(message)); });
+  const message_host::Capture messages;
   EXPECT_EQ(HARPartMgr::getGlobal()->getPart("brokn10-a1-1"), nullptr);
   EXPECT_NE(HARPartMgr::getGlobal()->getPart(kDefaultPart), nullptr);  // the others are none the worse
-  message_host::remove_sink(sink);
-  EXPECT_EQ(lines, std::vector<std::string>{"ERROR: [device] " + Roots::broken() +
-                                            ":3: device: expected a text, found the number 7"});
+  EXPECT_EQ(messages.lines(), std::vector<std::string>{"ERROR: [device] " + Roots::broken() +
+                                                       ":3: device: expected a text, found the number 7"});
 }
 
 TEST(PartManager, FindsADeviceThatWasAddedAsAFile) {

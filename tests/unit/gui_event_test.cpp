@@ -59,18 +59,16 @@ TEST(GuiEvents, ReachEveryListenerOfTheirTypeInOrder) {
 
 TEST(GuiEvents, GoOnBehindAListenerThatThrows) {
   texts_t heard;
-  texts_t messages;
-  const int sink = message_host::add_sink([&](auto const& m) { messages.push_back(message_host::line_of(m)); });
+  const message_host::Capture messages;
   const int one = gui_event_host::subscribe<Renamed>([](auto const&) { throw std::runtime_error("50 % broken"); });
   const int two = gui_event_host::subscribe<Renamed>([](auto const&) { throw 7; });
   const Note last(heard, "last");
   fire();
   gui_event_host::unsubscribe(one);
   gui_event_host::unsubscribe(two);
-  message_host::remove_sink(sink);
   EXPECT_EQ(heard, texts_t{"last"});
   const std::string start = "ERROR: [events] A listener of the event (anonymous namespace)::Renamed failed: ";
-  EXPECT_EQ(messages, (texts_t{start + "50 % broken", start + "an exception of an unknown kind"}));
+  EXPECT_EQ(messages.lines(), (texts_t{start + "50 % broken", start + "an exception of an unknown kind"}));
 }
 
 TEST(GuiEvents, ListenersMayComeAndGoMeanwhile) {

@@ -56,6 +56,16 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
                                     "cips.genHumanReadableCDO",
                                     "cips.mergePMCLPDCdo",
                                     "cips.ssitSupport",
+                                    "debug.CLOCKING_IP",
+                                    "debug.HIPClocking",
+                                    "debug.PCW.DBG",
+                                    "debug.PSPMC.DBG",
+                                    "debug.PSXL.DBG",
+                                    "debug.PSXL.INTERNAL.DBG",
+                                    "debug.PSXL.OUT.DBG",
+                                    "debug.PS_WIZARD.EVENTS.DBG",
+                                    "debug.mig_ip.debug",
+                                    "debug.sysmon.generate.hip",
                                     "ips.syncEventsForPSXWizard",
                                     "mc.generateELF",
                                     "pcw.doRangeValidation",
@@ -79,15 +89,16 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
   for (std::size_t i = 0; i < declared.size(); ++i) {
     param_host::Parameter const& parameter = declared[i];
     EXPECT_EQ(parameter.name, kNames[i]);
-    const bool is_integer = parameter.name == "cips.cpmdecouple";
+    const bool is_level = parameter.name.starts_with("debug.");
+    const bool is_integer = is_level || parameter.name == "cips.cpmdecouple";
     EXPECT_EQ(parameter.type, is_integer ? Type::integer : Type::boolean) << parameter.name;
-    EXPECT_EQ(parameter.default_value, is_integer ? "0" : "false") << parameter.name;
+    EXPECT_EQ(parameter.default_value, is_level ? "-1" : is_integer ? "0" : "false") << parameter.name;
     EXPECT_EQ(parameter.value, parameter.default_value);
     EXPECT_EQ(parameter.origin, Origin::declared);
     EXPECT_GT(parameter.documentation.size(), 20U);
     EXPECT_GT(parameter.effect.size(), 20U);
-    EXPECT_FALSE(value(parameter.name));
-    EXPECT_FALSE(value_or(parameter.name, true)) << "a declared default prevails over the fallback";
+    EXPECT_EQ(value(parameter.name), is_level);
+    EXPECT_EQ(value_or(parameter.name, !is_level), is_level) << "a declared default prevails over the fallback";
   }
 }
 
@@ -103,6 +114,34 @@ TEST_F(Parameters, ThatAreNotDeclaredAreAMistakeOfTheProgram) {
             "\"pcw.instantiateCPMParalelly\"");
   EXPECT_THROW(param_host::unset("no.such"), std::invalid_argument);
   EXPECT_THROW(param_host::get("no.such"), std::invalid_argument);
+}
+
+// The names of the parameters that a source reads: the literals that begin the words of a call.
+std::vector<std::string> names_read(std::string const& source) {
+  std::vector<std::string> names;
+  for (std::string const call : {"getValueAsBool(", "getValueIfExistAsBool("})
+    for (std::size_t at = source.find(call); at != std::string::npos; at = source.find(call, at)) {
+      at = source.find_first_not_of(" \n", at + call.size());
+      if (at == std::string::npos || source[at] != '"') continue;
+      names.push_back(source.substr(at + 1, source.find('"', at + 1) - at - 1));
+    }
+  return names;
+}
+
+TEST_F(Parameters, ThatTheSourcesReadAreDeclared) {
+  EXPECT_EQ(names_read("a.getValueAsBool(\"x.y\"); b.getValueIfExistAsBool(\n  \"z\", true) getValueAsBool(name)"),
+            (std::vector<std::string>{"x.y", "z"}));
+  int sources = 0;
+  for (char const* const folder : {"shared", "platform", "host"})
+    for (auto const& entry :
+         std::filesystem::recursive_directory_iterator(std::string(IPTASKS_SOURCE_DIR "/") + folder)) {
+      const std::string suffix = entry.path().extension();
+      if (suffix != ".cpp" && suffix != ".h") continue;
+      ++sources;
+      for (std::string const& name : names_read(kdi::read_file(entry.path())))
+        EXPECT_NO_THROW(param_host::get(name)) << entry.path() << " reads " << name;
+    }
+  EXPECT_GT(sources, 100);
 }
 
 TEST_F(Parameters, TakeTheFormsOfTheirType) {

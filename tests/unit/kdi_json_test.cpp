@@ -177,7 +177,6 @@ TEST(JsonFile, ReadsNumbersAlikeUnderADecimalComma) {
   EXPECT_EQ(fault_of("[1234567.5]", [](auto r) { r.items()[0].number(0.25, 1500.5); }),
             "f:1: [0]: expected a number from 0.25 to 1500.5, found the number 1234567.5");
   EXPECT_NE(fault_of("[1,5.5,]"), "no fault");
-  if (!comma.reaches_the_c_library()) GTEST_SKIP() << "no locale with a decimal comma for the C library";
   EXPECT_STREQ(std::localeconv()->decimal_point, ",");
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +15,7 @@
 #include "common/HEXAll.h"
 #include "common/HSTStringUtils.h"
 #include "common/host/MessageHost.h"
+#include "common/host/ParamHost.h"
 #include "decimal_comma.h"
 #include "frame/guard.h"
 #include "frame/mutils_util.h"
@@ -23,18 +25,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using message_host::Capture;
 using texts_t = std::vector<std::string>;
-
-// Keeps the lines of the messages sent while it lives.
-class Capture {
- public:
-  Capture() : number_(message_host::add_sink([this](auto const& m) { lines.push_back(message_host::line_of(m)); })) {}
-  ~Capture() { message_host::remove_sink(number_); }
-  texts_t lines;
-
- private:
-  int number_;
-};
 
 TEST(Messages, AreFormattedWithTheirKind) {
   Capture seen;
@@ -42,23 +34,23 @@ TEST(Messages, AreFormattedWithTheirKind) {
   ComMsgMgr::sendMsg::eval(0, __FILE__, __LINE__, "tcltasks", ComMsgMgr::MSG_CRITICAL_WARNING, "b");
   ComMsgMgr::sendMsg::eval(0, __FILE__, __LINE__, "tcltasks", ComMsgMgr::MSG_WARNING, "c");
   ComMsgMgr::sendMsg::eval(0, __FILE__, __LINE__, "tcltasks", ComMsgMgr::MSG_INFO, "d");
-  EXPECT_EQ(seen.lines, (texts_t{"ERROR: [tcltasks] a has 3", "CRITICAL WARNING: [tcltasks] b", "WARNING: [tcltasks] c",
-                                 "INFO: [tcltasks] d"}));
+  EXPECT_EQ(seen.lines(), (texts_t{"ERROR: [tcltasks] a has 3", "CRITICAL WARNING: [tcltasks] b",
+                                   "WARNING: [tcltasks] c", "INFO: [tcltasks] d"}));
 }
 
 TEST(Messages, ReferencesTakeTheirTextFromTheCatalogue) {
   Capture seen;
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "tcltasks", ComMsgMgr::MSG_ERROR, "@80-1@");
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "tcltasks", ComMsgMgr::MSG_ERROR, "@80-2@%s", "100 % broken");
-  EXPECT_EQ(seen.lines, (texts_t{"ERROR: [tcltasks 80-1] An exception of an unknown kind ended the command.",
-                                 "ERROR: [tcltasks 80-2] An exception ended the command: 100 % broken"}));
+  EXPECT_EQ(seen.lines(), (texts_t{"ERROR: [tcltasks 80-1] An exception of an unknown kind ended the command.",
+                                   "ERROR: [tcltasks 80-2] An exception ended the command: 100 % broken"}));
 }
 
 TEST(Messages, AnUnknownReferenceIsShownWithItsArguments) {
   Capture seen;
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "x", ComMsgMgr::MSG_ERROR, "@81-7@%s %5.2f %lu%% %c %lld", "word", 1.5, 7UL,
                            'z', -3LL);
-  EXPECT_EQ(seen.lines, (texts_t{"ERROR: [x 81-7] @81-7@ word  1.50 7 z -3"}));
+  EXPECT_EQ(seen.lines(), (texts_t{"ERROR: [x 81-7] @81-7@ word  1.50 7 z -3"}));
 }
 
 // The arguments of a message that the catalogue does not have, as they are shown, each behind a blank.
@@ -71,7 +63,7 @@ std::string arguments_of(char const* conversions, Values... values) {
 #pragma GCC diagnostic ignored "-Wformat-security"
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "x", ComMsgMgr::MSG_ERROR, format.c_str(), values...);
 #pragma GCC diagnostic pop
-  const std::string line = seen.lines.at(0);
+  const std::string line = seen.lines().at(0);
   return line.substr(std::string("ERROR: [x 81-7] @81-7@").size());
 }
 
@@ -84,15 +76,17 @@ TEST(Messages, ArgumentsOfEveryLengthAreTaken) {
   EXPECT_EQ(arguments_of("%#o%x%i%c%s", 8U, 255U, -3, 'z', "end"), " 010 ff -3 z end");
 }
 
-TEST(Messages, NumbersAreTheSameUnderEveryLocale) {
+TEST(Messages, HaveTheSameNumbersUnderADecimalComma) {
   const DecimalComma comma;
-  EXPECT_EQ(arguments_of("%.2f%s", 1.5, "end"), " 1.50 end");
-  Capture capture;
-  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "tests", ComMsgMgr::MSG_ERROR, "%.2f or %g", 1.5, 2.25);
-  EXPECT_EQ(capture.lines, texts_t{"ERROR: [tests] 1.50 or 2.25"});
-  if (comma.reaches_the_c_library()) {
-    EXPECT_EQ(std::strtod("1,5", nullptr), 1.5);  // as it was
-  }
+  EXPECT_EQ(arguments_of("%f%.1Le%'d%s", 1234.5, 2.5L, 1234567, "1.5"), " 1234.500000 2.5e+00 1234567 1.5");
+  EXPECT_EQ(arguments_of("%ls%lc", L"Gr\u00FC\u00DFe", static_cast<std::wint_t>(L'\u00FC')),
+            " Gr\xC3\xBC\xC3\x9F"
+            "e \xC3\xBC")
+      << "letters are the locale's";
+  const auto message =
+      ComMsgMgrInstance::createInstance::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "%.2f MHz", 1234.5);
+  EXPECT_EQ(message->getMessage(), "1234.50 MHz");
+  EXPECT_EQ(std::strtod("1,5", nullptr), 1.5) << "the process's locale is as it was";
 }
 
 TEST(Messages, WidthAndPrecisionMayBeArguments) {
@@ -136,13 +130,13 @@ TEST(Messages, OnlyAWholeReferenceIsOne) {
   const auto text_of = [](char const* text) {
     Capture seen;
     ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "%s", text);
-    const std::string plain = seen.lines.at(0);
+    const std::string plain = seen.lines().at(0);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
     ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, text);
 #pragma GCC diagnostic pop
-    return std::pair{plain, seen.lines.at(1)};
+    return std::pair{plain, seen.lines().at(1)};
   };
   for (char const* const text : {"@", "@80", "@80-", "@80-1", "@ 80-1@", "@80- 1@", "@-80-1@", "@80--1@", "@80@",
                                  "@99999999999-1@", "@80-99999999999@", "80-1@", ""}) {
@@ -154,16 +148,16 @@ TEST(Messages, OnlyAWholeReferenceIsOne) {
 TEST(Messages, ATextByIdIsFinal) {
   Capture seen;
   ComMsgMgr::sendMsgById("PDMS", 4, ComMsgMgr::MSG_WARNING, "50 %s @80-1@");
-  EXPECT_EQ(seen.lines, (texts_t{"WARNING: [PDMS 4] 50 %s @80-1@"}));
+  EXPECT_EQ(seen.lines(), (texts_t{"WARNING: [PDMS 4] 50 %s @80-1@"}));
 }
 
 TEST(Messages, MadeOnesAreSentLater) {
   Capture seen;
   const auto message = ComMsgMgrInstance::createInstance::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "%d%%", 5);
-  EXPECT_TRUE(seen.lines.empty());
+  EXPECT_TRUE(seen.lines().empty());
   EXPECT_EQ(message->getMessage(), "5%");
   ComMsgMgr::sendMessage(*message);
-  EXPECT_EQ(seen.lines, (texts_t{"INFO: [c] 5%"}));
+  EXPECT_EQ(seen.lines(), (texts_t{"INFO: [c] 5%"}));
 }
 
 TEST(Messages, DebugOnesNeedTheirChannel) {
@@ -178,9 +172,76 @@ TEST(Messages, DebugOnesNeedTheirChannel) {
   send(3);
   message_host::set_channel("test.channel", -1);
   send(0);
-  EXPECT_EQ(seen.lines, (texts_t{"DEBUG: [tcltasks] level 2"}));
+  EXPECT_EQ(seen.lines(), (texts_t{"DEBUG: [tcltasks] level 2"}));
   ComMsgMgr::sendScopedMsg::eval(1, nullptr, 0, "tcltasks", "test.channel", ComMsgMgr::MSG_WARNING, "always");
-  EXPECT_EQ(seen.lines.back(), "WARNING: [tcltasks] always");
+  EXPECT_EQ(seen.lines().back(), "WARNING: [tcltasks] always");
+}
+
+// A debug message of each level from 0 to 2, and what came of them.
+std::string levels_of(std::string const& channel) {
+  const Capture seen;
+  for (int const level : {0, 1, 2})
+    ComMsgMgr::sendScopedMsg::eval(level, nullptr, 0, "c", channel, ComMsgMgr::MSG_DEBUG0, "%d", level);
+  std::string levels;
+  for (ComMsgMgrInstance const& message : seen.messages()) levels += message.text;
+  return levels;
+}
+
+TEST(Messages, DebugOnesObeyTheChannelsParameter) {
+  EXPECT_EQ(levels_of("PSPMC.DBG"), "");
+  param_host::set("debug.PSPMC.DBG", "1");
+  EXPECT_EQ(levels_of("PSPMC.DBG"), "01");
+  EXPECT_EQ(levels_of("PCW.DBG"), "");
+  param_host::set("debug.PSPMC.DBG", "99999999999");
+  EXPECT_EQ(levels_of("PSPMC.DBG"), "012");
+  param_host::set("debug.PSPMC.DBG", "-5");
+  EXPECT_EQ(levels_of("PSPMC.DBG"), "");
+  param_host::set("debug.PSPMC.DBG", "0");
+  EXPECT_EQ(levels_of("PSPMC.DBG"), "0");
+  param_host::unset("debug.PSPMC.DBG");
+  EXPECT_EQ(levels_of("PSPMC.DBG"), "");
+
+  EXPECT_EQ(levels_of("test.later"), "") << "not declared";
+  param_host::declare({"debug.test.later", param_host::Type::integer, "2", "about", "effect"});
+  EXPECT_EQ(levels_of("test.later"), "012");
+  param_host::declare({"debug.test.truth", param_host::Type::boolean, "true", "about", "effect"});
+  EXPECT_EQ(levels_of("test.truth"), "") << "no level";
+  message_host::set_channel("test.later", 0);
+  EXPECT_EQ(levels_of("test.later"), "0") << "the host's word prevails";
+}
+
+TEST(Messages, DebugOnesWithoutAChannelGoNowhere) {
+  const Capture seen;
+  ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_DEBUG1, "text");
+  ComMsgMgr::sendMsgById("c", 1, ComMsgMgr::MSG_DEBUG5, "text");
+  const auto made = ComMsgMgrInstance::createInstance::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_DEBUG0, "text");
+  ComMsgMgr::sendMessage(*made);
+  EXPECT_EQ(seen.lines(), texts_t{});
+}
+
+TEST(Messages, AreKeptByACapture) {
+  Capture seen;
+  ComMsgMgr::sendScopedMsg::eval(3, "file", 5, "c", "scope", ComMsgMgr::MSG_WARNING, "one\ntwo \n\n");
+  ASSERT_EQ(seen.messages().size(), 1U);
+  EXPECT_EQ(seen.messages()[0].scope, "scope");
+  EXPECT_EQ(seen.messages()[0].level, 3);
+  EXPECT_EQ(seen.messages()[0].line, 5);
+  EXPECT_EQ(seen.messages()[0].text, "one\ntwo \n\n");
+  EXPECT_EQ(seen.lines(), texts_t{"WARNING: [c] one\ntwo "}) << "a line ends by itself";
+  seen.clear();
+  EXPECT_EQ(seen.lines(), texts_t{});
+}
+
+// A capture that goes while other threads send is not called afterwards.
+TEST(Messages, MayComeWhileASinkGoes) {
+  std::atomic<bool> over = false;
+  std::thread sender([&] {
+    while (!over) ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "x");
+  });
+  const Capture lasting;
+  for (int i = 0; i < 2000; ++i) const Capture passing;
+  over = true;
+  sender.join();
 }
 
 TEST(Messages, WithoutASinkGoToStandardError) {
@@ -194,7 +255,7 @@ TEST(Messages, ASinkThatThrowsIsPassedOver) {
   Capture seen;
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "x");
   message_host::remove_sink(bad);
-  EXPECT_EQ(seen.lines.size(), 1U);
+  EXPECT_EQ(seen.lines().size(), 1U);
 }
 
 TEST(Messages, GoToAFile) {
@@ -218,7 +279,7 @@ TEST(Messages, ComeFromSeveralThreads) {
       for (int i = 0; i < 200; ++i) ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "%d", i);
     });
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(seen.lines.size(), 800U);
+  EXPECT_EQ(seen.lines().size(), 800U);
 }
 
 // --------------------------------------------------------------------------------------------------- catalogue
@@ -264,7 +325,7 @@ TEST(Catalogue, ABadOneLeavesTheOldInUse) {
   catalogue_fault("[{]");
   Capture seen;
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_ERROR, "@80-1@");
-  EXPECT_EQ(seen.lines.at(0), "ERROR: [c 80-1] An exception of an unknown kind ended the command.");
+  EXPECT_EQ(seen.lines().at(0), "ERROR: [c 80-1] An exception of an unknown kind ended the command.");
 }
 
 // ------------------------------------------------------------------------------------------------- environment
@@ -291,9 +352,9 @@ class Folder {
 
 // The environment is read once, when the manager is first needed: each of these tests is a process of its own, which
 // writes to standard error.
-class Environment : public testing::Test {
+class FromEnvironment : public testing::Test {
  protected:
-  Environment() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+  FromEnvironment() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
   static void send_80_1(std::string const& data_dirs) {
     setenv("KDI_DATA_DIR", data_dirs.c_str(), 1);
@@ -328,7 +389,7 @@ constexpr auto kEnded = [](int status) { return status == 0; };
       },                                  \
       kEnded, std::string("^") + (pattern) + "end$")
 
-TEST_F(Environment, TheFirstDataDirectoryThatHasTheFileCounts) {
+TEST_F(FromEnvironment, TheFirstDataDirectoryThatHasTheFileCounts) {
   const std::string first = folder_.data("first", "of the first");
   const std::string second = folder_.data("second", "of the second");
   const std::string none = (folder_.path / "none").string();
@@ -336,24 +397,38 @@ TEST_F(Environment, TheFirstDataDirectoryThatHasTheFileCounts) {
   EXPECT_WRITES(send_80_1(none + "::" + second + ":" + first), "ERROR: \\[c 80-1\\] of the second\n");
 }
 
-TEST_F(Environment, DataDirectoriesWithoutTheFileArePassedOver) {
+TEST_F(FromEnvironment, DataDirectoriesWithoutTheFileArePassedOver) {
   for (char const* const roots : {"", ":", "/nonexistent", "/nonexistent:/nonexistent/too"})
     EXPECT_WRITES(send_80_1(roots), "ERROR: \\[c 80-1\\] An exception of an unknown kind ended the command.\n");
 }
 
-TEST_F(Environment, ABadCatalogueIsReportedAndReferencesAreShown) {
+TEST_F(FromEnvironment, ABadCatalogueIsReportedAndReferencesAreShown) {
   EXPECT_WRITES(send_80_1(folder_.data("bad", "\\")),
                 "WARNING: \\[messages\\] .*/bad/messages/catalogue.json:1: .*\nERROR: \\[c 80-1\\] @80-1@\n");
 }
 
-TEST_F(Environment, ChannelsAreSwitchedOnUpToTheirLevels) {
+TEST_F(FromEnvironment, ChannelsAreSwitchedOnUpToTheirLevels) {
   EXPECT_WRITES(send_debug("a=1,c=0"), "DEBUG: \\[a\\] 0\nDEBUG: \\[a\\] 1\nDEBUG: \\[c\\] 0\n");
   EXPECT_WRITES(send_debug("a=1,,a=0,"), "DEBUG: \\[a\\] 0\n");
   EXPECT_WRITES(send_debug(""), "");
   EXPECT_WRITES(send_debug("a=-1"), "");
 }
 
-TEST_F(Environment, WhatIsNoChannelIsReported) {
+TEST_F(FromEnvironment, ChannelsAreSwitchedOnByParametersOfAFile) {
+  const std::string values = (folder_.path / "values.json").string();
+  std::ofstream(values) << R"({"debug.PCW.DBG": 1, "debug.PSPMC.DBG": 0})";
+  const auto send = [&](char const* channels) {
+    setenv("KDI_PARAMS", values.c_str(), 1);
+    setenv("KDI_MSG_CHANNELS", channels, 1);
+    for (char const* const channel : {"PCW.DBG", "PSPMC.DBG", "HIPClocking"})
+      for (int level : {0, 1, 2})
+        ComMsgMgr::sendScopedMsg::eval(level, nullptr, 0, channel, channel, ComMsgMgr::MSG_DEBUG0, "%d", level);
+  };
+  EXPECT_WRITES(send(""), "DEBUG: \\[PCW.DBG\\] 0\nDEBUG: \\[PCW.DBG\\] 1\nDEBUG: \\[PSPMC.DBG\\] 0\n");
+  EXPECT_WRITES(send("PCW.DBG=-1"), "DEBUG: \\[PSPMC.DBG\\] 0\n") << "the environment's word prevails";
+}
+
+TEST_F(FromEnvironment, WhatIsNoChannelIsReported) {
   for (char const* const entry : {"a", "=1", "a=", "a=x", "a=1x", "a=99999999999", "a= 1"})
     EXPECT_WRITES(send_debug(std::string(entry) + ",b=0"), std::string("WARNING: \\[messages\\] KDI_MSG_CHANNELS: \"") +
                                                                entry + "\" is no channel=level\nDEBUG: \\[b\\] 0\n");
@@ -371,7 +446,7 @@ std::string output_of(std::string const& program) {
   return text;
 }
 
-TEST_F(Environment, AnInstallationUsesItsOwnData) {
+TEST_F(FromEnvironment, AnInstallationUsesItsOwnData) {
   unsetenv("KDI_DATA_DIR");
   const fs::path program = fs::read_symlink("/proc/self/exe");
   const fs::path copy = folder_.path / "bin" / program.filename();
@@ -397,11 +472,11 @@ TEST(Exceptions, CarryAMessageOrNone) {
   EXPECT_STREQ(none.what(), "exception without a message");
   Capture seen;
   none.print();
-  EXPECT_TRUE(seen.lines.empty());
+  EXPECT_TRUE(seen.lines().empty());
   const HEXAlgException text("50 % of it");
   EXPECT_STREQ(text.what(), "50 % of it");
   text.print();
-  EXPECT_EQ(seen.lines, (texts_t{"ERROR: [tcltasks] 50 % of it"}));
+  EXPECT_EQ(seen.lines(), (texts_t{"ERROR: [tcltasks] 50 % of it"}));
   EXPECT_NE(dynamic_cast<HEXError const*>(static_cast<HEXAll const*>(&text)), nullptr);
 }
 
@@ -429,7 +504,7 @@ TEST_F(Guards, TheMessageManagerHearsOfEveryExceptionAndTheResultStays) {
   EXPECT_EQ(guarded(std::runtime_error("library")), TCL_ERROR);
   EXPECT_EQ(guarded(std::string("text")), TCL_ERROR);
   EXPECT_EQ(frame::report_to_message_manager([] { return TCL_OK; }), TCL_OK);
-  EXPECT_EQ(seen.lines,
+  EXPECT_EQ(seen.lines(),
             (texts_t{"ERROR: [tcltasks] engine", "ERROR: [tcltasks 80-2] An exception ended the command: library",
                      "ERROR: [tcltasks 80-1] An exception of an unknown kind ended the command."}));
   EXPECT_EQ(result(), "as it was");

@@ -63,7 +63,7 @@ TEST(GtPower, FollowsItsFormulas) {
                                {"equaliser", 4 * 0.03},
                                {"termination", 4 * 0.5 * 0.5 / 100},
                                {"pll", 0.1},
-                               {"reference", 0.04 * 0.25},
+                               {"reference", 0.04 * 2 * 0.25},
                                {"pcs_transmit", 4 * (10 * (0.001 + 0.0006 + 0.97 * 0.002) + 0.0032 + 0.0128)},
                                {"pcs_receive", 4 * (10 * (0.001 + 0.0006 + 0.97 * 0.002) + 0.0032 + 0.0128)}});
   EXPECT_NEAR(total, sum(breakdown), 1e-6);
@@ -81,7 +81,8 @@ TEST(GtPower, CountsPllsByWhatTheyServe) {
   EXPECT_FLOAT_EQ(plls([](auto& r) { r.numChannels = 5; }), 0.2F) << "two quads";
   EXPECT_FLOAT_EQ(plls([](auto& r) { r.rxPllType = r.txPllType = "CPLL"; }), 4 * 0.05F) << "one for each channel";
   EXPECT_FLOAT_EQ(plls([](auto& r) { r.rxPllType = "CPLL"; }), 0.1F + 4 * 0.05F);
-  EXPECT_FLOAT_EQ(plls([](auto& r) { r.txLineRate = 5; }), 0.2F) << "two rates, two PLLs";
+  EXPECT_FLOAT_EQ(plls([](auto& r) { r.txLineRate = 5; }), 0.1F) << "two rates of one PLL";
+  EXPECT_FLOAT_EQ(plls([](auto& r) { r.txLineRate = 0; }), 0.1F);
   EXPECT_FLOAT_EQ(plls([](auto& r) { r.gtDirection = "RX"; }), 0.1F);
   EXPECT_FLOAT_EQ(plls([](auto& r) {
                     r.rxPllType = r.txPllType = "CPLL";
@@ -91,13 +92,20 @@ TEST(GtPower, CountsPllsByWhatTheyServe) {
       << "half its highest frequency, half of the half that depends on it";
   EXPECT_FLOAT_EQ(plls([](auto& r) { r.rxPllType = r.txPllType = "QPLL"; }), 0.1F) << "the first QPLL";
   EXPECT_FLOAT_EQ(plls([](auto& r) { r.rxPllType = r.txPllType = "cpll0"; }), 4 * 0.05F) << "the only CPLL";
-  EXPECT_FLOAT_EQ(plls([](auto& r) { r.rxPllType = r.txPllType = ""; }), 4 * 0.05F) << "5 GHz make 10 Gb/s";
+  EXPECT_FLOAT_EQ(plls([](auto& r) { r.rxPllType = r.txPllType = ""; }), 4 * 0.05F) << "four CPLLs take more";
   EXPECT_FLOAT_EQ(plls([](auto& r) {
                     r.rxPllType = r.txPllType = "";
-                    r.rxLineRate = r.txLineRate = 20;
+                    r.numChannels = 1;
                   }),
                   0.1F)
-      << "out of the first one's reach";
+      << "one QPLL takes more";
+  EXPECT_FLOAT_EQ(plls([](auto& r) { r.rxPllType = ""; }), 0.1F) << "the transmitter's";
+  EXPECT_FLOAT_EQ(plls([](auto& r) {
+                    r.rxPllType = "";
+                    r.txLineRate = 0;
+                  }),
+                  0.1F)
+      << "that of a transmitter that is off";
 }
 
 TEST(GtPower, WordsHaveDefaultsAndPrefixes) {
@@ -132,7 +140,10 @@ TEST(GtPower, ReportsWhatItDoesNotKnow) {
   EXPECT_EQ(told([](auto& r) { r.rxDataDecoding = "6B8B"; }), Lines{"unknown encoding \"6B8B\" counts as RAW"});
   EXPECT_EQ(told([](auto& r) { r.gtDirection = "UP"; }), Lines{"unknown direction \"UP\" counts as BOTH"});
   EXPECT_EQ(told([](auto& r) { r.rxEqMode = "CTLE"; }), Lines{"unknown equaliser mode \"CTLE\" counts as AUTO"});
-  EXPECT_EQ(told([](auto& r) { r.txPllType = "XPLL"; }), Lines{"unknown PLL \"XPLL\" counts as CPLL"});
+  EXPECT_EQ(told([](auto& r) { r.txPllType = "XPLL"; }), Lines{"unknown PLL \"XPLL\" counts as QPLL0"})
+      << "the receiver's";
+  EXPECT_EQ(told([](auto& r) { r.txPllType = r.rxPllType = "XPLL"; }),
+            (Lines{"unknown PLL \"XPLL\" counts as CPLL", "unknown PLL \"XPLL\" counts as CPLL"}));
   EXPECT_EQ(told([](auto& r) { r.gtType = "gth"; }),
             Lines{"the part small-1-c has no transceivers gth: their power counts as 0"});
 }
@@ -354,6 +365,108 @@ TEST_P(ShippedPart, MemoriesTakeMoreWithMoreOfEverything) {
   }
 }
 
+// Of two records that differ in one quantity alone, wherever the others are, the one with more of it takes no less.
+template <class Record>
+using Quantity = std::pair<char const*, std::function<void(Record&, double)>>;
+
+template <class Record, class Field>
+Quantity<Record> quantity(char const* name, Field Record::*field) {
+  return {name, [field](Record& record, double value) { record.*field = static_cast<Field>(value); }};
+}
+
+template <class Record>
+void expect_never_falling(HIPWPowerCalcIntf& calculator, Record const& base,
+                          std::vector<Quantity<Record>> const& quantities, std::mt19937_64& random) {
+  // small numbers meet each other, large ones come from all over
+  const auto any = [&](double least) {
+    return random() % 2 == 0 ? static_cast<double>(random() % 12)
+                             : least + static_cast<double>(random() % 100000) / 100;
+  };
+  for (int i = 0; i < 3000; ++i) {
+    Record less = base;
+    for (auto const& [name, set] : quantities)
+      if (random() % 2 == 0) set(less, any(0));
+    Record more = less;
+    auto const& [name, set] = quantities[random() % quantities.size()];
+    const double low = any(0);
+    set(less, low);
+    set(more, low + any(0.01));
+    const float watts_of_less = watts(calculator, less);
+    ASSERT_GE(watts(calculator, more), watts_of_less * (1 - 1e-6F)) << name << " above " << low;
+  }
+}
+
+TEST_P(ShippedPart, TransceiversNeverTakeLessWithMoreOfAnything) {
+  const std::uint64_t seed = std::random_device()();
+  SCOPED_TRACE(seed);
+  std::mt19937_64 random(seed);
+  using R = GtPowerRecord;
+  const std::vector<Quantity<R>> quantities = {
+      quantity("numChannels", &R::numChannels),
+      quantity("rxLineRate", &R::rxLineRate),
+      quantity("txLineRate", &R::txLineRate),
+      quantity("rxIntDataWidth", &R::rxIntDataWidth),
+      quantity("txIntDataWidth", &R::txIntDataWidth),
+      quantity("rxUserDataWidth", &R::rxUserDataWidth),
+      quantity("txUserDataWidth", &R::txUserDataWidth),
+      quantity("rxRefclkFrequency", &R::rxRefclkFrequency),
+      quantity("txRefclkFrequency", &R::txRefclkFrequency),
+      quantity("insLossNyq", &R::insLossNyq),
+      quantity("termination", &R::rxTerminationProgValue),
+      {"cpllVcoFrequency", [](R& r, double v) { r.cpllVcoFrequency = static_cast<float>(1 + 10 * v); }}};
+  auto const& plls = part->values().speed->transceivers.front().plls;
+  for (std::string const& transmit : {std::string(), plls.front().name, plls.back().name})
+    for (std::string const& receive : {std::string(), plls.front().name, plls.back().name})
+      for (char const* const mode : {"", "LPM", "DFE"}) {
+        R base = gt();
+        base.txPllType = transmit;
+        base.rxPllType = receive;
+        base.rxEqMode = mode;
+        SCOPED_TRACE("PLLs " + transmit + " and " + receive + ", equaliser " + mode);
+        base.cpllVcoFrequency = 2500;
+        expect_never_falling(*calculator, base, quantities, random);
+      }
+}
+
+TEST_P(ShippedPart, MemoriesNeverTakeLessWithMoreOfAnything) {
+  const std::uint64_t seed = std::random_device()();
+  SCOPED_TRACE(seed);
+  std::mt19937_64 random(seed);
+  using R = MigPowerRecord;
+  const std::vector<Quantity<R>> quantities = {
+      quantity("memoryClock", &R::memoryClock),
+      quantity("uiClock", &R::uiClock),
+      quantity("fabricClock", &R::fabricClock),
+      quantity("nckPerClk", &R::nckPerClk),
+      quantity("rankWidth", &R::rankWidth),
+      quantity("numDevices", &R::numDevices),
+      quantity("axiDataWidth", &R::axiDataWidth),
+      quantity("addrWidth", &R::addrWidth),
+      quantity("dmWidth", &R::dmWidth),
+      quantity("ckWidth", &R::ckWidth),
+      quantity("dkWidth", &R::dkWidth),
+      quantity("qkWidth", &R::qkWidth),
+      quantity("qvldWidth", &R::qvldWidth),
+      quantity("ckeWidth", &R::ckeWidth),
+      quantity("bankWidth", &R::bankWidth),
+      quantity("csWidth", &R::csWidth),
+      quantity("dqsWidth", &R::dqsWidth),
+      quantity("dqWidth", &R::dqWidth),
+      quantity("odtWidth", &R::odtWidth),
+      quantity("lrWidth", &R::lrWidth),
+      quantity("bankGroupWidth", &R::bankGroupWidth),
+      quantity("phyClockMultiplier", &R::phyClockMultiplier),
+      {"mmcmFrequency", [](R& r, double v) { r.mmcmFrequency = static_cast<float>(1 + v); }},
+      {"clkfboutMult", [](R& r, double v) { r.clkfboutMult = static_cast<float>(1 + v); }},
+      {"ioVoltage", [](R& r, double v) { r.ioVoltage = std::to_string(0.1 + v / 300); }}};
+  for (R base : migs()) {
+    SCOPED_TRACE(base.controllerFamily);
+    base.axiSelection = base.debugSignal = base.mcsEcc = true;
+    base.ioVoltage = "1.2V";
+    expect_never_falling(*calculator, base, quantities, random);
+  }
+}
+
 TEST_P(ShippedPart, ZeroChannelsTakeStaticPowerAlone) {
   GtPowerRecord record = gt();
   record.numChannels = 0;
@@ -403,6 +516,10 @@ TEST_P(ShippedPart, EachFieldOfATransceiverCounts) {
   auto const& plls = part->values().speed->transceivers.front().plls;
   changes["rxPllType"] = [&](auto& r) { r.rxPllType = plls.back().name; };
   changes["txPllType"] = [&](auto& r) { r.txPllType = plls.back().name; };
+  GtPowerRecord reserved = gt();
+  reserved.reservedFlag = true;
+  reserved.reservedWord = 5;
+  EXPECT_EQ(watts(*calculator, reserved), watts(*calculator, gt()));
   if (!plls.front().shared) changes["cpllVcoFrequency"] = [](auto& r) { r.cpllVcoFrequency = 2500; };
   if (part->values().speed->transceivers.size() > 1) changes["gtType"] = [](auto& r) { r.gtType = "gtm"; };
   const float base = watts(*calculator, gt());

@@ -64,7 +64,6 @@ TEST(PowerValues, AreWhatTheCLibraryMakesOfThem) {
 
 TEST(PowerValues, AreTheSameUnderADecimalComma) {
   const DecimalComma comma;
-  if (!comma.reaches_the_c_library()) GTEST_SKIP() << "no locale with a decimal comma";
   EXPECT_FLOAT_EQ(float_value("1.5"), 1.5F);
   EXPECT_FLOAT_EQ(float_value("1,5"), 1);
   EXPECT_EQ(int_value("1.000"), 1);

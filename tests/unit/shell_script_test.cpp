@@ -147,7 +147,6 @@ TEST(Script, OutputThatNobodyTakesIsAFailure) {
 
 TEST(Script, NumbersAreTheSameUnderEveryLocale) {
   const DecimalComma comma;
-  if (!comma.reaches_the_c_library()) GTEST_SKIP() << "no source of the locale on this machine";
   const Surroundings german{{{"LC_ALL", "de_DE.UTF-8"}}, "", "", ""};
   for (char const* command :
        {"expr {1.5 * 3}", "get_part zrv7030-c484-1-c", "fir_compiler_fftalgorithm::get_frequency_response {1.5 2.25}",

@@ -19,17 +19,11 @@ using texts_t = std::vector<std::string>;
 
 class TclServices : public testing::Test {
  protected:
-  TclServices()
-      : sink_(message_host::add_sink([this](auto const& m) { messages_.push_back(message_host::line_of(m)); })) {}
   ~TclServices() override {
-    message_host::remove_sink(sink_);
     tcl_host::set_journal({});
     tcl_host::set_default_interp(nullptr);
   }
-  texts_t messages_;
-
- private:
-  int sink_;
+  message_host::Capture messages_;
 };
 
 int quietly(Tcl_Interp* interp, std::string const& command) {
@@ -74,7 +68,7 @@ TEST_F(TclServices, GiveStatusAndResult) {
   EXPECT_EQ(task_manager::tcl_get_result(), "ababab");
   EXPECT_EQ(task_manager::eval_in_tcl("nocommand", interp, false), TCL_ERROR);
   EXPECT_EQ(task_manager::tcl_get_result(), "invalid command name \"nocommand\"");
-  EXPECT_TRUE(messages_.empty());
+  EXPECT_TRUE(messages_.lines().empty());
   Tcl_DeleteInterp(interp);
 }
 
@@ -95,7 +89,7 @@ TEST_F(TclServices, SendAnErrorUnlessQuiet) {
   EXPECT_EQ(tclcmdobj(interp, "error {100 %s}", task_manager::dont_record_command, false), TCL_ERROR);
   EXPECT_EQ(tclcmdobj(interp, "set x 1", task_manager::dont_record_command, false), TCL_OK);
   EXPECT_EQ(quietly(interp, "error silent"), TCL_ERROR);
-  EXPECT_EQ(messages_, texts_t{"ERROR: [tcltasks] 100 %s"});
+  EXPECT_EQ(messages_.lines(), texts_t{"ERROR: [tcltasks] 100 %s"});
   Tcl_DeleteInterp(interp);
 }
 

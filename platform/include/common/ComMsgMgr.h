@@ -3,8 +3,10 @@
 // A message has a category ("tcltasks" for the package), a kind and a text. Its format is a printf format, or a
 // reference into the message catalogue: "@80-2@%s" is message 2 of group 80, and the conversions behind the closing @
 // fill the places %1 to %9 of the catalogue's text, one each. A reference that the catalogue does not have is shown as
-// it stands, followed by its arguments. What happens to a finished message is the host's business
-// (common/host/MessageHost.h).
+// it stands, followed by its arguments. Numbers are written the same under every locale. What happens to a finished
+// message is the host's business (common/host/MessageHost.h).
+//
+// Debug messages belong to a channel, which is off until somebody switches it on; one without a channel goes nowhere.
 //
 // All operations may be called from several threads, and none of them throws anything but std::bad_alloc.
 #pragma once

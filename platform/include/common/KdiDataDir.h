@@ -9,7 +9,8 @@
 
 namespace kdi {
 
-/// The directories `name` of all data roots that have one, in the order of the roots, none twice.
+/// The directories `name` of all data roots that have one, in the order of the roots, none twice. Throws file_error
+/// (common/KdiFile.h) if that cannot be found out.
 std::vector<std::string> data_directories(std::string const& name);
 
 }  // namespace kdi

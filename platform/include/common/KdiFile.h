@@ -1,4 +1,4 @@
-// Whole files, read and written so that a fault is always seen.
+// Files and directories, read and written so that a fault is always seen.
 //
 // For the platform's own libraries. A file is read whole or not at all; a file is written beside its place and moved
 // there when it is complete, so that no reader, and no later run, takes half a file for a whole one. Every fault is a
@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kdi {
 
@@ -29,5 +30,33 @@ std::string read_file(std::string const& path, std::size_t most_bytes = kLargest
 /// and no regular file (a device, a pipe) is written to directly. Throws file_error if the content cannot be stored to
 /// its last byte; then the target is as it was and nothing is left beside it.
 void write_file(std::string const& path, std::string_view bytes);
+
+/// Whether the path leads to a regular file, and to a directory. Throws file_error if that cannot be found out, since
+/// what is there then must not be passed over for what lies elsewhere.
+bool is_file(std::string const& path);
+bool is_directory(std::string const& path);
+
+/// The names in the directory `path` that end in `suffix`, in byte order; none if there is no such directory. Throws
+/// file_error if it is there and cannot be listed to its end.
+std::vector<std::string> list_directory(std::string const& path, std::string_view suffix = {});
+
+/// A text file that grows by whole lines, whatever else writes to it.
+class line_file {
+ public:
+  /// Opens the file `path`, which is created if need be. Throws file_error.
+  explicit line_file(std::string path);
+  line_file(line_file const&) = delete;
+  line_file& operator=(line_file const&) = delete;
+  ~line_file();
+
+  /// Adds `line`. Throws file_error if it cannot be stored to its end; what is there of it then stays on a line of its
+  /// own.
+  void add(std::string_view line);
+
+ private:
+  std::string path_;
+  int number_;
+  bool within_line_ = false;
+};
 
 }  // namespace kdi

@@ -16,7 +16,7 @@ struct TransceiverPower {
     double rx_w = 0;
   };
   std::string type;                           ///< a Transceiver's
-  std::vector<Point> points;                  ///< ascending in line rate; at least one
+  std::vector<Point> points;                  ///< ascending in line rate, not falling in watts; at least one
   std::map<std::string, double> pll_w;        ///< by the PLL's name, all of the type's
   std::map<std::string, double> equaliser_w;  ///< by the receiver's equaliser mode, for each receiving channel
   double loss_w_per_db = 0;                   ///< for each transmitting channel and dB of insertion loss

@@ -18,6 +18,11 @@
 // that every result is finite and not negative. Words are compared without regard to case; one that the data does not
 // have is reported as a warning of the category "power" and counts as the default, which an empty word is too.
 //
+// Of two records that differ in one count, width, rate, frequency or voltage alone, the one with more of it never takes
+// less, so long as 0 does not stand for what the record leaves open: cpllVcoFrequency, phyClockRatio, the MMCM's input,
+// multiplier and dividers. Dividers, the PHY's mode and the clock ratio slow clocks down, and activities of reads and
+// writes switch terminations off; they are no more of anything.
+//
 // Transceivers
 //
 // n channels of a type; R line rate in Gb/s, by direction; q = n over the channels of a quad, rounded up. A direction
@@ -30,10 +35,12 @@
 //   equaliser     D n equaliser_w(mode); of the mode AUTO, the data's choice by the loss; empty counts as AUTO
 //   termination   n V^2 / termination_ohm; V is the programmed receiver termination, mV in the record
 //   pll           D k pll_w(PLL) (idle + (1 - idle) Fvco / Fvco max)
-//                 k: one for each quad if the PLL is shared, else one for each channel; transmitter and receiver share
-//                 where PLL and rate are the same. Fvco: the record's, MHz, for a PLL of one channel; else, and at
-//                 most, the PLL's highest. An empty PLL type is the first that can make the rate.
-//   reference     D q reference_w_per_ghz F; F is the sum of the directions' reference clocks, one if they are equal
+//                 k: one for each quad if the PLL is shared, else one for each channel; transmitter and receiver with
+//                 the same PLL share it, at any two rates. Fvco: the record's, MHz, for a PLL of one channel; else,
+//                 and at most, the PLL's highest. An empty PLL type is the other direction's and, if that is empty
+//                 too, the PLL that would take the most.
+//   reference     D q reference_w_per_ghz F; F is the sum of the directions' reference clocks, each of which has
+//                 buffers of its own
 //   pcs_transmit  C n (R (pcs_w_per_gbps + w_per_gbps(encoding) + efficiency(encoding) user_w_per_gbps)
 //   pcs_receive        + internal_w_per_bit internal width + user_w_per_bit user width)
 //                 The buffers between the clocks have a fixed depth in words, so the width has a share of its own.

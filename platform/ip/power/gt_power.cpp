@@ -31,6 +31,13 @@ Type find_type(device::Part const& part, Model const& model, std::string const& 
   return {};
 }
 
+struct Core {
+  Type type;
+  double channels;
+  double quads;
+  double own_vco_ghz;  ///< of a PLL that serves one channel; 0 where the record does not say
+};
+
 // One direction of the core's channels.
 struct Direction {
   double rate_gbps = 0;  ///< 0: not in use
@@ -41,32 +48,32 @@ struct Direction {
   double user_bits = 0;
 };
 
-bool makes_rate(device::TransceiverPll const& pll, double symbols_gbps) {
-  return std::any_of(pll.output_divides.begin(), pll.output_divides.end(), [&](int divide) {
-    const double vco_ghz = symbols_gbps * divide / 2;
-    return vco_ghz >= pll.vco_ghz.min && vco_ghz <= pll.vco_ghz.max;
-  });
-}
-
-device::TransceiverPll const* usual_pll(device::Transceiver const& limits, double rate_gbps) {
-  if (limits.plls.empty()) return nullptr;
-  const bool pam4 = std::count(limits.modulations.begin(), limits.modulations.end(), "PAM4") != 0;
+// QPLL names the first of QPLL0 and QPLL1, and QPLL0 a QPLL of which there is but one. Null for a name that none has.
+device::TransceiverPll const* find_pll(device::Transceiver const& limits, std::string const& name) {
+  if (name.empty()) return nullptr;
   for (device::TransceiverPll const& pll : limits.plls)
-    if (makes_rate(pll, rate_gbps) || (pam4 && makes_rate(pll, rate_gbps / 2))) return &pll;
-  return &limits.plls.front();
+    if (same_word(pll.name, name)) return &pll;
+  for (device::TransceiverPll const& pll : limits.plls)
+    if (begins_with(pll.name, name) || begins_with(name, pll.name)) return &pll;
+  return nullptr;
 }
 
-// QPLL names the first of QPLL0 and QPLL1, and QPLL0 a QPLL of which there is but one.
-device::TransceiverPll const* find_pll(device::Transceiver const& limits, std::string const& name, double rate_gbps) {
-  if (!name.empty()) {
-    for (device::TransceiverPll const& pll : limits.plls)
-      if (same_word(pll.name, name)) return &pll;
-    for (device::TransceiverPll const& pll : limits.plls)
-      if (begins_with(pll.name, name) || begins_with(name, pll.name)) return &pll;
-  }
-  device::TransceiverPll const* const usual = usual_pll(limits, rate_gbps);
-  if (!name.empty() && usual != nullptr) warn("unknown PLL \"" + name + "\" counts as " + usual->name);
-  return usual;
+// Watts of the PLLs of one kind: each counts once, however many channels it serves.
+double plls_w(device::TransceiverPll const& pll, Core const& core) {
+  const auto watts = core.type.blocks->pll_w.find(pll.name);
+  if (watts == core.type.blocks->pll_w.end()) return 0;
+  const double most_ghz = pll.vco_ghz.max;
+  const double given_ghz = pll.shared ? 0 : core.own_vco_ghz;
+  const double share = given_ghz > 0 && most_ghz > 0 ? std::min(given_ghz / most_ghz, 1.0) : 1;
+  const double idle = core.type.around->pll_idle;
+  return (pll.shared ? core.quads : core.channels) * watts->second * (idle + (1 - idle) * share);
+}
+
+device::TransceiverPll const* dearest_pll(Core const& core) {
+  device::TransceiverPll const* dearest = nullptr;
+  for (device::TransceiverPll const& pll : core.type.limits->plls)
+    if (dearest == nullptr || plls_w(pll, core) > plls_w(*dearest, core)) dearest = &pll;
+  return dearest;
 }
 
 struct Directions {
@@ -74,32 +81,58 @@ struct Directions {
   Direction receive;
 };
 
-Directions read_directions(GtPowerRecord const& record, Type const& type) {
+// Gives both directions their PLLs. Which PLL it is never hangs on a line rate: the core's power would fall where a
+// rate rises into the reach of a PLL that takes less.
+void choose_plls(GtPowerRecord const& record, Core const& core, Directions& of) {
+  of.transmit.pll = find_pll(*core.type.limits, record.txPllType);
+  of.receive.pll = find_pll(*core.type.limits, record.rxPllType);
+  const auto take_other = [&](Direction& one, Direction const& other, std::string const& name) {
+    if (one.pll != nullptr) return;
+    one.pll = other.pll != nullptr ? other.pll : dearest_pll(core);
+    if (!name.empty() && one.rate_gbps > 0 && one.pll != nullptr)
+      warn("unknown PLL \"" + name + "\" counts as " + one.pll->name);
+  };
+  take_other(of.transmit, of.receive, record.txPllType);
+  take_other(of.receive, of.transmit, record.rxPllType);
+}
+
+// What the record says of one direction under the names `tx...` and `rx...`.
+struct DirectionFields {
+  float GtPowerRecord::*rate;
+  float GtPowerRecord::*reference;
+  std::string GtPowerRecord::*encoding;
+  int GtPowerRecord::*internal_width;
+  int GtPowerRecord::*user_width;
+};
+constexpr DirectionFields kTransmit = {&GtPowerRecord::txLineRate, &GtPowerRecord::txRefclkFrequency,
+                                       &GtPowerRecord::txDataEncoding, &GtPowerRecord::txIntDataWidth,
+                                       &GtPowerRecord::txUserDataWidth};
+constexpr DirectionFields kReceive = {&GtPowerRecord::rxLineRate, &GtPowerRecord::rxRefclkFrequency,
+                                      &GtPowerRecord::rxDataDecoding, &GtPowerRecord::rxIntDataWidth,
+                                      &GtPowerRecord::rxUserDataWidth};
+
+Direction read_direction(GtPowerRecord const& record, DirectionFields const& fields, Transceiver const& around) {
+  Direction direction;
+  direction.rate_gbps = sane(record.*fields.rate);
+  if (direction.rate_gbps <= 0) return direction;
+  direction.reference_mhz = sane(record.*fields.reference);
+  direction.encoding = value_of(around.encodings, "encoding", record.*fields.encoding);
+  direction.internal_bits = sane(record.*fields.internal_width);
+  direction.user_bits = sane(record.*fields.user_width);
+  return direction;
+}
+
+Directions read_directions(GtPowerRecord const& record, Core const& core) {
   const bool transmits_only = same_word(record.gtDirection, "TX");
   const bool receives_only = same_word(record.gtDirection, "RX");
   if (!transmits_only && !receives_only && !record.gtDirection.empty() && !same_word(record.gtDirection, "BOTH"))
     warn("unknown direction \"" + record.gtDirection + "\" counts as BOTH");
 
-  Directions directions;
-  Direction& transmit = directions.transmit;
-  if (!receives_only) transmit.rate_gbps = sane(record.txLineRate);
-  if (transmit.rate_gbps > 0) {
-    transmit.reference_mhz = sane(record.txRefclkFrequency);
-    transmit.encoding = value_of(type.around->encodings, "encoding", record.txDataEncoding);
-    transmit.pll = find_pll(*type.limits, record.txPllType, transmit.rate_gbps);
-    transmit.internal_bits = sane(record.txIntDataWidth);
-    transmit.user_bits = sane(record.txUserDataWidth);
-  }
-  Direction& receive = directions.receive;
-  if (!transmits_only) receive.rate_gbps = sane(record.rxLineRate);
-  if (receive.rate_gbps > 0) {
-    receive.reference_mhz = sane(record.rxRefclkFrequency);
-    receive.encoding = value_of(type.around->encodings, "encoding", record.rxDataDecoding);
-    receive.pll = find_pll(*type.limits, record.rxPllType, receive.rate_gbps);
-    receive.internal_bits = sane(record.rxIntDataWidth);
-    receive.user_bits = sane(record.rxUserDataWidth);
-  }
-  return directions;
+  Directions of;
+  if (!receives_only) of.transmit = read_direction(record, kTransmit, *core.type.around);
+  if (!transmits_only) of.receive = read_direction(record, kReceive, *core.type.around);
+  choose_plls(record, core, of);
+  return of;
 }
 
 double pcs_w(Direction const& direction, Transceiver const& around) {
@@ -120,31 +153,12 @@ double equaliser_w(GtPowerRecord const& record, double loss_db, Type const& type
   return chosen == modes.end() ? 0 : chosen->second;
 }
 
-// Watts of the PLLs of one kind: each counts once, however many channels it serves.
-double plls_w(device::TransceiverPll const& pll, GtPowerRecord const& record, double channels, double quads,
-              Type const& type) {
-  const double most_ghz = pll.vco_ghz.max;
-  const double given_ghz = pll.shared ? 0 : sane(record.cpllVcoFrequency) / kMhzPerGhz;
-  const double share = given_ghz > 0 && most_ghz > 0 ? std::min(given_ghz / most_ghz, 1.0) : 1;
-  const auto watts = type.blocks->pll_w.find(pll.name);
-  const double idle = type.around->pll_idle;
-  return watts == type.blocks->pll_w.end()
-             ? 0
-             : (pll.shared ? quads : channels) * watts->second * (idle + (1 - idle) * share);
-}
-
-double all_plls_w(Directions const& of, GtPowerRecord const& record, double channels, double quads, Type const& type) {
-  double watts = 0;
-  if (of.transmit.pll != nullptr) watts += plls_w(*of.transmit.pll, record, channels, quads, type);
-  const bool same = of.transmit.pll == of.receive.pll && of.transmit.rate_gbps == of.receive.rate_gbps;
-  if (of.receive.pll != nullptr && !same) watts += plls_w(*of.receive.pll, record, channels, quads, type);
+double all_plls_w(Directions const& of, Core const& core) {
+  const bool transmits = of.transmit.rate_gbps > 0 && of.transmit.pll != nullptr;
+  const bool receives = of.receive.rate_gbps > 0 && of.receive.pll != nullptr;
+  double watts = transmits ? plls_w(*of.transmit.pll, core) : 0;
+  if (receives && !(transmits && of.receive.pll == of.transmit.pll)) watts += plls_w(*of.receive.pll, core);
   return watts;
-}
-
-double reference_mhz(Directions const& of) {
-  const double transmit = of.transmit.reference_mhz;
-  const double receive = of.receive.reference_mhz;
-  return transmit == receive ? transmit : transmit + receive;
 }
 
 }  // namespace
@@ -160,8 +174,9 @@ float gt_power(device::Part const& part, Model const& model, GtPowerRecord const
   }
   const double channels = sane(record.numChannels);
   const double quads = std::ceil(channels / std::max(type.limits->channels_per_quad, 1));
+  const Core core = {type, channels, quads, sane(record.cpllVcoFrequency) / kMhzPerGhz};
   const double loss_db = sane(record.insLossNyq);
-  const Directions of = read_directions(record, type);
+  const Directions of = read_directions(record, core);
   const bool receives = of.receive.rate_gbps > 0;
   const Factors at = factors_of(part, model.conditions);
 
@@ -172,8 +187,9 @@ float gt_power(device::Part const& part, Model const& model, GtPowerRecord const
   terms.add("equaliser", receives ? at.dynamic * channels * equaliser_w(record, loss_db, type) : 0);
   const double termination_v = sane(record.rxTerminationProgValue) / kMvPerV;
   terms.add("termination", receives ? channels * termination_v * termination_v / type.around->termination_ohm : 0);
-  terms.add("pll", at.dynamic * all_plls_w(of, record, channels, quads, type));
-  terms.add("reference", at.dynamic * quads * type.around->reference_w_per_ghz * reference_mhz(of) / kMhzPerGhz);
+  terms.add("pll", at.dynamic * all_plls_w(of, core));
+  const double reference_ghz = (of.transmit.reference_mhz + of.receive.reference_mhz) / kMhzPerGhz;
+  terms.add("reference", at.dynamic * quads * type.around->reference_w_per_ghz * reference_ghz);
   terms.add("pcs_transmit", at.core * channels * pcs_w(of.transmit, *type.around));
   terms.add("pcs_receive", at.core * channels * pcs_w(of.receive, *type.around));
   return terms.total();

@@ -166,8 +166,7 @@ Model read_model(json_value root) {
 std::unique_ptr<Model const> load(std::string const& generation) {
   for (std::string const& directory : data_directories("power")) {
     const std::string path = (std::filesystem::path(directory) / (generation + ".json")).string();
-    std::error_code ignored;
-    if (!std::filesystem::is_regular_file(path, ignored)) continue;
+    if (!is_file(path)) continue;
     const json_file file(path);
     auto model = std::make_unique<Model const>(read_model(file.root()));
     if (model->generation != generation) file.root().member("generation").refuse("the file's name, " + generation);

@@ -19,7 +19,8 @@ namespace kdi::device {
 ///
 /// A directory holds one file `<device>.json` for each device, and family files in `families/`. Where two directories
 /// have a file of the same name, the first one's counts. Errors are kdi::json_error and kdi::file_error (common/),
-/// whose text names file, line and field; a file that failed is read again when it is asked for again.
+/// whose text names file, line and field; a file that failed is read again when it is asked for again. A directory that
+/// cannot be listed is an error too, since half a list would hide devices.
 class PartCatalogue {
  public:
   explicit PartCatalogue(std::vector<std::string> directories);
