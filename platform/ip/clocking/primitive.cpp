@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
 
 namespace kdi::clocking {
 namespace {
@@ -14,40 +15,46 @@ std::string outside(std::string const& field, std::string const& value, std::str
   return field + " " + value + " is outside " + bounds;
 }
 
-Fault check_range(std::string const& field, Range const& range) {
+// Every solve checks its primitive: texts are put together when there is a fault, not before.
+Fault in(std::string_view part, Fault const& fault) {
+  return fault ? Fault(std::string(part) + " " + *fault) : std::nullopt;
+}
+
+Fault check_range(char const* field, Range const& range) {
   for (Rational const& end : {range.min, range.max})
     if (end < 0 || end > kMaxFrequencyHz || end.num() > kMaxFrequencyNum || end.den() > kMaxFrequencyDen)
       return outside(field, end.text() + " Hz", "0 to 2^40 Hz, or is finer than 2^-20 Hz");
-  if (range.max.is_zero()) return field + ": maximum 0";
-  if (range.max < range.min) return field + ": minimum " + range.min.text() + " Hz exceeds maximum " + range.max.text();
+  if (range.max.is_zero()) return std::string(field) + ": maximum 0";
+  if (range.max < range.min)
+    return std::string(field) + ": minimum " + range.min.text() + " Hz exceeds maximum " + range.max.text();
   return std::nullopt;
 }
 
-Fault check_integer(std::string const& field, int value, int low, int high) {
+Fault check_integer(char const* field, int value, int low, int high) {
   if (value >= low && value <= high) return std::nullopt;
   return outside(field, std::to_string(value), std::to_string(low) + " to " + std::to_string(high));
 }
 
-Fault check_double(std::string const& field, double value, double low, double high) {
+Fault check_double(char const* field, double value, double low, double high) {
   if (value >= low && value <= high) return std::nullopt;
   return outside(field, std::to_string(value), std::to_string(low) + " to " + std::to_string(high));
 }
 
-Fault check_counter(std::string const& field, CounterSpec const& spec, int highest) {
-  if (auto fault = check_integer(field + " minimum", spec.min, 1, highest)) return fault;
-  if (auto fault = check_integer(field + " maximum", spec.max, spec.min, highest)) return fault;
-  if (auto fault = check_integer(field + " step", spec.step, 1, highest)) return fault;
+Fault check_counter(CounterSpec const& spec, int highest) {
+  if (auto fault = check_integer("minimum", spec.min, 1, highest)) return fault;
+  if (auto fault = check_integer("maximum", spec.max, spec.min, highest)) return fault;
+  if (auto fault = check_integer("step", spec.step, 1, highest)) return fault;
   if (spec.fraction < 1 || kUnit % spec.fraction != 0)
-    return outside(field + " fraction", std::to_string(spec.fraction), "1, 2, 4, 8, 16, 32, 64");
-  return check_integer(field + " fraction_min", spec.fraction_min, 1, highest);
+    return outside("fraction", std::to_string(spec.fraction), "1, 2, 4, 8, 16, 32, 64");
+  return check_integer("fraction_min", spec.fraction_min, 1, highest);
 }
 
 Fault check_models(Primitive const& primitive) {
   constexpr double kHuge = 1e12;
-  const auto check_all = [](std::string const& model, std::initializer_list<std::pair<char const*, double>> fields) {
+  const auto check_all = [](char const* model, std::initializer_list<std::pair<char const*, double>> fields) {
     Fault fault;
     for (auto const& [field, value] : fields)
-      if (!fault) fault = check_double(model + " " + field, value, 0, kHuge);
+      if (!fault) fault = in(model, check_double(field, value, 0, kHuge));
     return fault;
   };
   for (device::LoopModel const& loop : primitive.loops)
@@ -66,12 +73,11 @@ Fault check_models(Primitive const& primitive) {
 }
 
 Fault check_spread(SpreadMode const& mode) {
-  const std::string field = "spread mode \"" + mode.name + "\"";
   for (Rational const& side : {mode.down, mode.up})
     if (side < 0 || side > Rational(1, 4) || side.den() > 10000)
-      return outside(field + " deviation", side.text(), "0 to 1/4 in steps of 10^-4");
-  if (auto fault = check_range(field + " modulation", mode.modulation_hz)) return fault;
-  return check_integer(field + " divider_step", mode.divider_step, 1, 1024);
+      return outside("deviation", side.text(), "0 to 1/4 in steps of 10^-4");
+  if (auto fault = check_range("modulation", mode.modulation_hz)) return fault;
+  return check_integer("divider_step", mode.divider_step, 1, 1024);
 }
 
 Fault check_high_speed(HighSpeedMode const& mode) {
@@ -82,11 +88,10 @@ Fault check_high_speed(HighSpeedMode const& mode) {
 }
 
 Fault check_buffer(BufferSpec const& buffer) {
-  const std::string field = "buffer \"" + buffer.name + "\"";
   constexpr double kLongestNs = 1e9;
-  if (auto fault = check_double(field + " min_period_ns", buffer.min_period_ns, 1e-3, kLongestNs)) return fault;
+  if (auto fault = check_double("min_period_ns", buffer.min_period_ns, 1e-3, kLongestNs)) return fault;
   if (buffer.max_period_ns == 0) return std::nullopt;
-  return check_double(field + " max_period_ns", buffer.max_period_ns, buffer.min_period_ns, kLongestNs);
+  return check_double("max_period_ns", buffer.max_period_ns, buffer.min_period_ns, kLongestNs);
 }
 
 }  // namespace
@@ -120,21 +125,22 @@ std::optional<std::string> check(Primitive const& primitive) {
         Named{"pfd_low_bandwidth_hz", primitive.pfd_low_bandwidth_hz}, Named{"vco_hz", primitive.vco_hz},
         Named{"high_speed_hz", primitive.high_speed_hz}})
     if (auto fault = check_range(field, range)) return fault;
-  if (auto fault = check_counter("multiplier", primitive.multiplier, kMaxMultiplier)) return fault;
-  if (auto fault = check_counter("input_divider", primitive.input_divider, kMaxInputDivider)) return fault;
+  if (auto fault = in("multiplier", check_counter(primitive.multiplier, kMaxMultiplier))) return fault;
+  if (auto fault = in("input_divider", check_counter(primitive.input_divider, kMaxInputDivider))) return fault;
   if (primitive.input_divider.fraction != 1) return "input_divider has fractional values; only whole ones exist";
   const int counters = static_cast<int>(primitive.outputs.size());
   if (auto fault = check_integer("number of outputs", counters, primitive.high_speed_modes.empty() ? 1 : 0,
                                  primitive.high_speed_modes.empty() ? kMaxOutputs : kMaxOutputs - 1))
     return fault;
   for (std::size_t i = 0; i < primitive.outputs.size(); ++i) {
-    const std::string field = "output " + std::to_string(i);
-    if (auto fault = check_counter(field + " divider", primitive.outputs[i].divider, kMaxOutputDivider)) return fault;
-    if (auto fault = check_range(field + " frequency", primitive.outputs[i].frequency_hz)) return fault;
+    const auto field = [i] { return "output " + std::to_string(i); };
+    if (auto fault = in("divider", check_counter(primitive.outputs[i].divider, kMaxOutputDivider)))
+      return in(field(), fault);
+    if (auto fault = check_range("frequency", primitive.outputs[i].frequency_hz)) return in(field(), fault);
     const int longest = primitive.outputs[i].divider.max * std::clamp(primitive.duty_steps, 1, 64);
     if (primitive.max_high_steps != 0 && 2 * std::int64_t{primitive.max_high_steps} < longest)
       return "max_high_steps " + std::to_string(primitive.max_high_steps) + " is less than half the period of " +
-             field + " at its largest divider, " + std::to_string(longest) + " steps";
+             field() + " at its largest divider, " + std::to_string(longest) + " steps";
   }
   if (auto fault = check_integer("phase_steps", primitive.phase_steps, 1, 256)) return fault;
   if (auto fault = check_integer("fine_phase_steps", primitive.fine_phase_steps, 0, 256)) return fault;
@@ -144,9 +150,9 @@ std::optional<std::string> check(Primitive const& primitive) {
   for (auto const& mode : primitive.high_speed_modes)
     if (auto fault = check_high_speed(mode)) return fault;
   for (auto const& mode : primitive.spread_modes)
-    if (auto fault = check_spread(mode)) return fault;
+    if (auto fault = check_spread(mode)) return in("spread mode \"" + mode.name + "\"", fault);
   for (auto const& buffer : primitive.buffers)
-    if (auto fault = check_buffer(buffer)) return fault;
+    if (auto fault = check_buffer(buffer)) return in("buffer \"" + buffer.name + "\"", fault);
   return check_models(primitive);
 }
 

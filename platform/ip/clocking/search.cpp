@@ -178,6 +178,11 @@ bool are_counters_whole(Primitive const& primitive, Request const& request) {
          (request.spread && !primitive.fraction_with_spread);
 }
 
+// Whether a n < b m.
+bool is_below(Rational const& a, int n, Rational const& b, int m) {
+  return static_cast<Int128>(a.num()) * b.den() * n < static_cast<Int128>(b.num()) * a.den() * m;
+}
+
 Range intersection(Range const& a, Range const& b) { return {std::max(a.min, b.min), std::min(a.max, b.max)}; }
 
 }  // namespace
@@ -326,7 +331,7 @@ Search::Search(Primitive const& primitive, Request const& request)
   const ValueSet dividers(primitive.input_divider, true);
   for (int value = dividers.at_least(1); value != ValueSet::kNone; value = dividers.at_least(value + 1)) {
     const int d = value / kUnit;
-    if (slow / d < pfd.min || fast / d > pfd.max) continue;
+    if (is_below(slow, 1, pfd.min, d) || is_below(pfd.max, d, fast, 1)) continue;
     if (request.spread && !actual_modulation(*primitive.spread_mode(request.spread->mode), request.input_hz / d,
                                              request.spread->modulation_hz))
       continue;
