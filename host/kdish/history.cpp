@@ -66,12 +66,14 @@ class locked_file {
     for (;;) {
       do number_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kPrivate);
       while (number_ == -1 && errno == EINTR);
-      if (number_ == -1 || ::fstat(number_, &status_) != 0) fail(path, "written");
+      if (number_ == -1 || ::fstat(number_, &status_) != 0) give_up();
       if (!S_ISREG(status_.st_mode)) return;
       while (::flock(number_, LOCK_EX) != 0 && errno == EINTR) continue;  // there are file systems without locks
       struct stat present {};
-      if (::fstat(number_, &status_) != 0) fail(path, "written");
-      if (::stat(path.c_str(), &present) == 0 && present.st_ino == status_.st_ino) return;
+      if (::fstat(number_, &status_) != 0) give_up();
+      const bool is_there = ::stat(path.c_str(), &present) == 0;
+      if (!is_there && errno != ENOENT) give_up();
+      if (is_there && present.st_ino == status_.st_ino) return;
       ::close(number_);  // another session has put a shorter file in its place
     }
   }
@@ -106,6 +108,14 @@ class locked_file {
   }
 
  private:
+  // From the constructor, behind which nothing closes the file.
+  [[noreturn]] void give_up() {
+    const int error = errno;
+    if (number_ != -1) ::close(number_);
+    errno = error;
+    fail(path_, "written");
+  }
+
   std::string const& path_;
   struct stat status_ {};
   int number_ = -1;
