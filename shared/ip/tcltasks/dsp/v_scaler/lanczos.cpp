@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -117,8 +116,7 @@ void write_file(std::string const& name, std::vector<block> const& blocks, int r
   }
   written = std::fclose(file.release()) == 0 && written;
   if (written) return;
-  std::error_code ignored;
-  if (std::filesystem::is_regular_file(name, ignored)) std::filesystem::remove(name, ignored);
+  std::remove(name.c_str());
   throw std::runtime_error("Error: Unable to write file " + name);
 }
 
