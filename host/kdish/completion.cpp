@@ -1,6 +1,8 @@
 #include "completion.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -117,30 +119,64 @@ struct context {
 std::string without_escapes(std::string_view text) {
   std::string plain;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\\' && i + 1 < text.size()) ++i;
-    plain += text[i];
+    unsigned code = 0;
+    if (text[i] != '\\' || i + 1 == text.size()) {
+      plain += text[i];
+    } else if (text[++i] == 'n') {
+      plain += '\n';
+    } else if (text[i] == 'u' &&
+               std::from_chars(text.data() + i + 1, text.data() + std::min(i + 5, text.size()), code, 16).ptr ==
+                   text.data() + i + 5 &&
+               code <= 0x7F) {
+      plain += static_cast<char>(code);
+      i += 4;
+    } else {
+      plain += text[i];
+    }
   }
   return plain;
 }
 
+bool is_control(char c) { return (c >= 0 && c < ' ') || c == '\177'; }
+
+// As Tcl reads it: a backslash before a line end would be a blank.
+std::string control_escape(char c) {
+  char escape[8];
+  if (c == '\n') return "\\n";
+  std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+  return escape;
+}
+
 std::string escaped(std::string const& text, bool in_quotes) {
-  const std::string_view special = in_quotes ? "\"[]$\\" : " \t\n;\"[]{}$\\";
+  const std::string_view special = in_quotes ? "\"[]$\\" : " ;\"[]{}$\\";
   std::string result = in_quotes ? "\"" : "";
   for (std::size_t i = 0; i < text.size(); ++i) {
+    if (is_control(text[i])) {
+      result += control_escape(text[i]);
+      continue;
+    }
     if (special.find(text[i]) != std::string_view::npos || (text[i] == '#' && i == 0 && !in_quotes)) result += '\\';
     result += text[i];
   }
   return result;
 }
 
+// A name as it may be sent to a terminal.
+std::string printable(std::string const& name) {
+  std::string text;
+  for (const char c : name) text += is_control(c) ? control_escape(c) : std::string(1, c);
+  return text;
+}
+
 void add_names(Completion& to, context const& where, std::vector<std::string> const& names) {
   for (std::string const& name : names)
-    if (name.starts_with(where.prefix)) to.candidates.push_back({escaped(name, where.in_quotes), name, true});
+    if (name.starts_with(where.prefix))
+      to.candidates.push_back({escaped(name, where.in_quotes), printable(name), true});
 }
 
 void add_commands(Completion& to, context const& where) {
   for (std::string const& name : where.names.commands(where.prefix))
-    to.candidates.push_back({escaped(name, where.in_quotes), name, !name.ends_with("::")});
+    to.candidates.push_back({escaped(name, where.in_quotes), printable(name), !name.ends_with("::")});
 }
 
 void add_files(Completion& to, context const& where) {
@@ -159,7 +195,8 @@ void add_files(Completion& to, context const& where) {
     std::error_code ignored;
     const bool is_folder = entry->is_directory(ignored);
     const std::string end = is_folder ? "/" : "";
-    to.candidates.push_back({escaped(folder + name + end, where.in_quotes), name + end, !is_folder});
+    const std::string here = folder.empty() && name.starts_with('~') ? "./" : "";  // or it would be a person's home
+    to.candidates.push_back({escaped(here + folder + name + end, where.in_quotes), printable(name + end), !is_folder});
   }
 }
 

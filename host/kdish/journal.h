@@ -8,7 +8,8 @@
 //   report_part nothing
 //   #= error
 //
-// A command is written before it runs, so that the last command of a journal is the one that a crash took along.
+// A command is written before it runs, so that the last command of a journal is the one that a crash took along; where
+// the journal goes on behind it, "#= unknown" ends it. A line that begins with "#=" or "#>" is never part of a command.
 #pragma once
 
 #include <string>
@@ -25,8 +26,10 @@ class Journal {
   Journal& operator=(Journal const&) = delete;
 
   /// Goes on with the journal in the file `path`, or begins one. Throws std::runtime_error if it cannot be written, or
-  /// holds something else.
+  /// holds something else, breaks off in the middle of a command, or is being written by another process. Then the
+  /// journal that was open stays open.
   void open(std::string const& path);
+  /// Throws std::runtime_error if the last of it cannot be stored.
   void close();
   bool is_open() const { return descriptor_ != -1; }
   std::string const& path() const { return path_; }
@@ -39,13 +42,16 @@ class Journal {
 
  private:
   void write(std::string_view text);
+  void give_up() noexcept;
 
   int descriptor_ = -1;
   std::string path_;
 };
 
 struct JournalEntry {
-  enum class Ending { ok, error, unknown };  ///< unknown: the journal breaks off
+  /// Unknown: the process ended, or the journal could no more be written. Cut: the journal breaks off in the middle of
+  /// the command.
+  enum class Ending { ok, error, unknown, cut };
   std::string script;
   Ending ending = Ending::unknown;
   int line = 0;

@@ -11,13 +11,15 @@
 namespace kdish {
 namespace {
 
-constexpr int kHistoryLines = 2000;
 constexpr std::size_t kMostShown = 200;
+
+// Where the line is shown; results may go to a file all the same.
+FILE* screen() { return ::isatty(STDOUT_FILENO) == 0 && ::isatty(STDERR_FILENO) != 0 ? stderr : stdout; }
 
 std::size_t terminal_columns() {
   winsize size{};
   constexpr std::size_t kUsual = 80;
-  return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
+  return ::ioctl(::fileno(screen()), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
 }
 
 // Candidates in columns, read downwards.
@@ -36,8 +38,8 @@ void show(std::vector<Candidate> const& candidates) {
     text += '\n';
   }
   if (count < candidates.size()) text += "... and " + std::to_string(candidates.size() - count) + " more\n";
-  std::fputs(text.c_str(), stdout);
-  std::fflush(stdout);
+  std::fputs(text.c_str(), screen());
+  std::fflush(screen());
 }
 
 }  // namespace
@@ -46,7 +48,6 @@ struct LineEditor::state {
   EditLine* editor = nullptr;
   History* history = nullptr;
   HistEvent event{};
-  std::string history_path;
   Completer completer;
   std::string prompt;
   bool interrupted = false;
@@ -61,8 +62,8 @@ struct LineEditor::state {
 
   static unsigned char on_interrupt(EditLine* editor, int /*character*/) {
     of(editor).interrupted = true;
-    std::fputs("^C\n", stdout);
-    std::fflush(stdout);
+    std::fputs("^C\n", screen());
+    std::fflush(screen());
     return CC_NEWLINE;
   }
 
@@ -97,22 +98,21 @@ struct LineEditor::state {
   }
 };
 
-LineEditor::LineEditor(std::string history_path, Completer completer) : state_(std::make_unique<state>()) {
-  state_->history_path = std::move(history_path);
+LineEditor::LineEditor(std::vector<std::string> const& history, Completer completer)
+    : state_(std::make_unique<state>()) {
   state_->completer = std::move(completer);
   state_->history = history_init();
-  history(state_->history, &state_->event, H_SETSIZE, kHistoryLines);
-  history(state_->history, &state_->event, H_SETUNIQUE, 1);
-  if (!state_->history_path.empty())
-    history(state_->history, &state_->event, H_LOAD, state_->history_path.c_str());  // there may be none yet
+  ::history(state_->history, &state_->event, H_SETSIZE, static_cast<int>(kMostRemembered));
+  ::history(state_->history, &state_->event, H_SETUNIQUE, 1);
+  for (std::string const& command : history) remember(command);
 
-  state_->editor = el_init("kdish", stdin, stdout, stderr);
+  state_->editor = el_init("kdish", stdin, screen(), stderr);
   EditLine* const editor = state_->editor;
   el_set(editor, EL_CLIENTDATA, state_.get());
   el_set(editor, EL_EDITOR, "emacs");
   el_set(editor, EL_SIGNAL, 1);
   el_set(editor, EL_PROMPT, state::current_prompt);
-  el_set(editor, EL_HIST, history, state_->history);
+  el_set(editor, EL_HIST, ::history, state_->history);
   el_set(editor, EL_ADDFN, "kdish-complete", "Completes the word", state::on_tab);
   el_set(editor, EL_ADDFN, "kdish-interrupt", "Gives the line up", state::on_interrupt);
   el_set(editor, EL_BIND, "\t", "kdish-complete", nullptr);
@@ -138,9 +138,7 @@ LineEditor::Ending LineEditor::read(std::string const& prompt, std::string& line
 }
 
 bool LineEditor::remember(std::string const& command) {
-  history(state_->history, &state_->event, H_ENTER, command.c_str());
-  return state_->history_path.empty() ||
-         history(state_->history, &state_->event, H_SAVE, state_->history_path.c_str()) != -1;
+  return ::history(state_->history, &state_->event, H_ENTER, command.c_str()) > 0;
 }
 
 }  // namespace kdish

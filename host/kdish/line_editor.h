@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "completion.h"
 
@@ -15,9 +16,11 @@ class LineEditor {
   enum class Ending { line, end_of_input, interrupted };
   using Completer = std::function<Completion(std::string const& line_to_cursor)>;
 
-  /// Reads from standard input and writes to standard output. The history is kept in the file `history_path`; empty:
-  /// it is not kept.
-  LineEditor(std::string history_path, Completer completer);
+  static constexpr std::size_t kMostRemembered = 2000;
+
+  /// Reads from standard input, and writes to standard output or error, whichever is the terminal. `history` are the
+  /// commands of earlier sessions, the oldest first.
+  LineEditor(std::vector<std::string> const& history, Completer completer);
   ~LineEditor() = delete;
   LineEditor(LineEditor const&) = delete;
   LineEditor& operator=(LineEditor const&) = delete;
@@ -26,7 +29,7 @@ class LineEditor {
   /// in an empty line as `end_of_input`.
   Ending read(std::string const& prompt, std::string& line);
 
-  /// Adds a command, which may have several lines, to the history. False if its file cannot be written.
+  /// Adds a command, which may have several lines, to the history. False if it is the last one already.
   bool remember(std::string const& command);
 
  private:

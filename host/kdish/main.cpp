@@ -1,5 +1,7 @@
 // kdish: the process around the package, for people and for scripts.
+#include <fcntl.h>
 #include <tcl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -96,6 +98,13 @@ Invocation read_words(std::vector<std::string> const& words) {
   return read;
 }
 
+// Else the first file that is opened would take the place of a standard stream, and get what is written to that. What
+// stands in its place can be neither read nor written.
+void fill_standard_streams() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+    if (::fcntl(descriptor, F_GETFD) == -1 && ::open("/", O_PATH | O_DIRECTORY) != descriptor) std::abort();
+}
+
 int run(kdish::ShellOptions const& options) {
   try {
     static auto* const shell = new kdish::Shell(options);  // never deleted
@@ -110,6 +119,7 @@ int run(kdish::ShellOptions const& options) {
 
 int main(int argc, char** argv) {
   constexpr int kMisused = 2;
+  fill_standard_streams();
   Tcl_FindExecutable(argv[0]);
   std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a fault of writing it, told as such
   try {

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <map>
 #include <sstream>
 
+#include "common/KdiFile.h"
 #include "help.h"
 
 namespace kdish {
@@ -106,6 +108,12 @@ void add_command(std::string& page, Command const& command) {
   for (std::string const& note : command.notes) page += "\n" + note + "\n";
 }
 
+constexpr std::string_view kNotes = ".notes.md";
+
+std::string content(std::filesystem::path const& path) {
+  return kdi::is_file(path.string()) ? kdi::read_file(path.string()) : std::string();
+}
+
 std::string made_from(std::string const& what) {
   return "<!-- Made by `make docs` from " + what + "; change that, not this page. -->\n";
 }
@@ -134,6 +142,29 @@ std::string reference_index(Table const& table) {
     for (Command const& command : family->commands) page += "- " + heading(command) + ": " + command.summary + "\n";
   }
   return page;
+}
+
+std::vector<std::string> update_reference(Table const& table, std::filesystem::path const& folder, bool only_checks) {
+  std::map<std::string, std::string> pages;
+  pages["README.md"] = reference_index(table);
+  for (auto const& family : table.families())
+    pages[family->name + ".md"] =
+        reference_page(*family, kdi::is_file((folder / (family->name + std::string(kNotes))).string()));
+  std::vector<std::string> faults;
+  for (auto const& [name, text] : pages) {
+    const std::string path = (folder / name).string();
+    if (content(path) == text) continue;
+    if (only_checks)
+      faults.push_back(path + " is not what the table says: run `make docs`");
+    else
+      kdi::write_file(path, text);
+  }
+  for (std::string const& name : kdi::list_directory(folder.string())) {
+    const bool is_note = name.ends_with(kNotes) && table.family(name.substr(0, name.size() - kNotes.size())) != nullptr;
+    if (!is_note && !pages.contains(name))
+      faults.push_back((folder / name).string() + " belongs to no family of the table");
+  }
+  return faults;
 }
 
 }  // namespace kdish

@@ -1,7 +1,9 @@
 // The command reference in docs/commands, made from the command table.
 #pragma once
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "command_table.h"
 
@@ -12,5 +14,10 @@ std::string reference_page(Family const& family, bool has_notes);
 
 /// The page that lists all families and commands.
 std::string reference_index(Table const& table);
+
+/// Writes the pages into `folder`, one whole page after the other, or only checks them. What is wrong there: a page
+/// that is stale, when it only checks, and a file of no family. Throws kdi::file_error if a page can be neither read
+/// nor written.
+std::vector<std::string> update_reference(Table const& table, std::filesystem::path const& folder, bool only_checks);
 
 }  // namespace kdish

@@ -1,6 +1,7 @@
 #include "shell.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,6 +21,7 @@
 #include "device/host/PartCatalogue.h"
 #include "frame/tcl_command.h"
 #include "help.h"
+#include "history.h"
 #include "line_editor.h"
 #include "result_json.h"
 
@@ -95,6 +97,16 @@ std::string external(std::string const& internal) {
   Tcl_UtfToExternalDString(nullptr, internal.data(), static_cast<int>(internal.size()), &buffer);
   std::string text(Tcl_DStringValue(&buffer), static_cast<std::size_t>(Tcl_DStringLength(&buffer)));
   Tcl_DStringFree(&buffer);
+  return text;
+}
+
+std::string internal_of_utf8(std::string const& bytes) {
+  Tcl_Encoding const encoding = Tcl_GetEncoding(nullptr, "utf-8");
+  Tcl_DString buffer;
+  Tcl_ExternalToUtfDString(encoding, bytes.data(), static_cast<int>(bytes.size()), &buffer);
+  std::string text(Tcl_DStringValue(&buffer), static_cast<std::size_t>(Tcl_DStringLength(&buffer)));
+  Tcl_DStringFree(&buffer);
+  Tcl_FreeEncoding(encoding);
   return text;
 }
 
@@ -242,7 +254,7 @@ std::string result_as_json(Table const& table, std::string const& script, Tcl_Ob
 Shell::Shell(ShellOptions options) : options_(std::move(options)), table_(kdi::data_directories("commands")) {
   if (options_.json) {
     // Standard output is for the results alone; what a command or a library prints goes with the messages.
-    json_descriptor_ = ::dup(STDOUT_FILENO);
+    json_descriptor_ = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);  // no child writes there
     if (json_descriptor_ == -1 || ::dup2(STDERR_FILENO, STDOUT_FILENO) == -1)
       throw std::runtime_error(std::string("standard output cannot be used: ") + std::strerror(errno));
   }
@@ -282,6 +294,7 @@ int Shell::run() {
     complain(std::string("the output cannot be written: ") + std::strerror(errno));
     return 1;
   }
+  with_journal([this] { journal_.close(); });
   return status == 0 && journal_failed_ ? 1 : status;
 }
 
@@ -310,31 +323,36 @@ int Shell::evaluate_file(std::string const& path) {
 }
 
 // A journal that fails says so, and the command runs all the same.
+void Shell::with_journal(std::function<void()> const& step) {
+  try {
+    step();
+  } catch (std::exception const& error) {
+    journal_failed_ = true;
+    complain(error.what());
+  }
+}
+
 int Shell::journalled(std::string const& script) {
-  const auto write = [this](auto step) {
-    try {
-      step();
-    } catch (std::exception const& error) {
-      journal_failed_ = true;
-      complain(error.what());
-    }
-  };
-  write([&] { journal_.command(script); });
+  with_journal([&] { journal_.command(script); });
   const std::string journal = journal_.is_open() ? journal_.path() : "";
   const int code = evaluate(script);
   const bool is_same = journal_.is_open() && journal_.path() == journal;  // the command may have been `journal`
-  if (is_same) write([&] { journal_.ended(code == TCL_OK || code == TCL_RETURN); });
+  if (is_same) with_journal([&] { journal_.ended(code == TCL_OK || code == TCL_RETURN); });
   return code;
 }
 
 int Shell::run_command() {
   set_arguments("kdish");
-  if (journalled(*options_.command) != TCL_OK) {
+  return run_whole(*options_.command);
+}
+
+int Shell::run_whole(std::string const& script) {
+  if (journalled(script) != TCL_OK) {
     report_error(true);
     return 1;
   }
   try {
-    show_result(*options_.command);
+    show_result(script);
   } catch (std::exception const& error) {
     complain(error.what());
     return 1;
@@ -354,6 +372,16 @@ int Shell::run_script() {
     return 1;
   }
   std::error_code failed;
+  // Its last command is looked up in the text, and a pipe cannot be read again.
+  if (options_.json && std::filesystem::exists(options_.script, failed) &&
+      !std::filesystem::is_regular_file(options_.script, failed)) {
+    try {
+      return run_whole(internal_of_utf8(kdi::read_file(options_.script)));
+    } catch (std::exception const& error) {
+      complain(error.what());
+      return 1;
+    }
+  }
   const std::string path = std::filesystem::absolute(options_.script, failed).string();
   // The journal tells how to run the script again; what the script does is in the script.
   std::string call;
@@ -365,15 +393,14 @@ int Shell::run_script() {
   Tcl_Obj* const words[] = {tcl::new_string("source"), tcl::new_string("-encoding"), tcl::new_string("utf-8"),
                             tcl::new_string(internal(path))};
   call += text_of(tcl::ObjRef(Tcl_NewListObj(4, words)).get());
-  const auto source = [this] { return evaluate_file(options_.script); };
+  with_journal([&] { journal_.command(call); });
+  const int code = evaluate_file(options_.script);
+  with_journal([&] { journal_.ended(code == TCL_OK); });
+  if (code != TCL_OK) {
+    report_error(true);
+    return 1;
+  }
   try {
-    journal_.command(call);
-    const int code = source();
-    if (journal_.is_open()) journal_.ended(code == TCL_OK);
-    if (code != TCL_OK) {
-      report_error(true);
-      return 1;
-    }
     if (options_.json) show_result(kdi::read_file(options_.script));
   } catch (std::exception const& error) {
     complain(error.what());
@@ -386,10 +413,15 @@ int Shell::run_standard_input() {
   set_arguments(options_.script.empty() ? "kdish" : options_.script);
   Tcl_Channel const input = Tcl_GetStdChannel(TCL_STDIN);
   if (input == nullptr) return 0;
+  Tcl_SetChannelOption(nullptr, input, "-blocking", "1");  // whoever shares it may have made it otherwise
   std::string script;
   for (;;) {
     const tcl::ObjRef line(Tcl_NewObj());
     const bool is_end = Tcl_GetsObj(input, line.get()) < 0;
+    if (is_end && Tcl_Eof(input) == 0) {
+      complain(std::string("standard input cannot be read: ") + std::strerror(Tcl_GetErrno()));
+      return 1;
+    }
     if (!is_end) script += text_of(line.get()) + "\n";
     if (!is_end && Tcl_CommandComplete(script.c_str()) == 0) continue;
     if (!script.empty()) script.pop_back();
@@ -428,7 +460,20 @@ int Shell::run_terminal() {
   become_interactive();
   const KnownNames names = known_names(interp_, table_);
   std::string pending;  // the lines of a command that is not complete yet, in Tcl's encoding
-  editor_ = new LineEditor(history_path(), [&](std::string const& to_cursor) {
+  const HistoryFile history(history_path(), LineEditor::kMostRemembered);
+  std::vector<std::string> remembered;
+  bool keeps_history = true;
+  // A history that fails is told of once.
+  const auto with_history = [&](auto step) {
+    try {
+      if (keeps_history) step();
+    } catch (std::exception const& error) {
+      keeps_history = false;
+      complain(error.what());
+    }
+  };
+  with_history([&] { remembered = history.load(); });
+  editor_ = new LineEditor(remembered, [&](std::string const& to_cursor) {
     Completion completion = complete(pending + internal(to_cursor), table_, names);
     if (completion.begin < pending.size()) return Completion{};  // a word that began on an earlier line
     completion.begin = external(internal(to_cursor).substr(0, completion.begin - pending.size())).size();
@@ -438,8 +483,8 @@ int Shell::run_terminal() {
     }
     return completion;
   });
-  bool keeps_history = true;
   for (;;) {
+    begin_line();
     std::string line;
     const LineEditor::Ending ending = editor_->read(pending.empty() ? kPrompt : kContinuation, line);
     if (ending != LineEditor::Ending::line) {
@@ -456,8 +501,8 @@ int Shell::run_terminal() {
     }
     pending.clear();
     if (is_blank(script)) continue;
-    if (!editor_->remember(external(script)) && std::exchange(keeps_history, false))
-      complain(history_path() + ": the history cannot be written");
+    const std::string typed = external(script);
+    if (editor_->remember(typed)) with_history([&] { history.add(typed); });
     if (journalled(script) != TCL_OK) {
       report_error(false);
       continue;
@@ -488,11 +533,16 @@ int Shell::replay(std::string const& path) {
 int Shell::replay_entries(std::string const& path) {
   int count = 0;
   for (JournalEntry const& entry : read_journal(path)) {
-    print("% " + entry.script);
+    if (entry.ending == JournalEntry::Ending::cut) {
+      tcl::fail(interp_, path + ":" + std::to_string(entry.line) +
+                             ": the journal breaks off in the middle of this command, which is not run");
+      return TCL_ERROR;
+    }
+    print_or_fail("% " + entry.script);
     const int code = Tcl_EvalEx(interp_, entry.script.c_str(), static_cast<int>(entry.script.size()), TCL_EVAL_GLOBAL);
     const std::string result = text_of(Tcl_GetObjResult(interp_));
     const bool is_ok = code == TCL_OK;
-    if (is_ok && !result.empty()) print(result + "\n");
+    if (is_ok && !result.empty()) print_or_fail(result + "\n");
     if (entry.ending != JournalEntry::Ending::unknown && is_ok != (entry.ending == JournalEntry::Ending::ok)) {
       tcl::fail(interp_, path + ":" + std::to_string(entry.line) + ": the command " +
                              (is_ok ? "failed when it was journalled, and succeeds now"
@@ -517,6 +567,10 @@ void Shell::show_result(std::string const& script) {
   std::string text = text_of(result);
   if (text.empty()) return;
   if (text.back() != '\n') text += '\n';
+  print_or_fail(text);
+}
+
+void Shell::print_or_fail(std::string const& text) {
   if (!print(text)) throw std::runtime_error(std::string("the result cannot be written: ") + std::strerror(errno));
 }
 
@@ -529,10 +583,19 @@ void Shell::complain(std::string const& text) {
     write();
 }
 
+// A prompt stands at the begin of a line, behind all that a command has written.
+void Shell::begin_line() {
+  if (Tcl_Channel const output = Tcl_GetStdChannel(TCL_STDOUT)) Tcl_Flush(output);
+  if (progress_) progress_->begin_line();
+}
+
 // Through Tcl's channel, so that it stays in order with what scripts print.
 bool Shell::print(std::string const& text) {
   Tcl_Channel const output = Tcl_GetStdChannel(TCL_STDOUT);
-  if (output == nullptr) return false;
+  if (output == nullptr) {
+    errno = EBADF;  // a script has closed it
+    return false;
+  }
   const tcl::ObjRef object(tcl::new_string(text));
   return Tcl_WriteObj(output, object.get()) >= 0 && Tcl_Flush(output) == TCL_OK;
 }

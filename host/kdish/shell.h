@@ -3,6 +3,7 @@
 
 #include <tcl.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -51,16 +52,20 @@ class Shell {
 
  private:
   int run_command();
+  int run_whole(std::string const& script);
   int run_script();
   int run_standard_input();
   int run_terminal();
   void become_interactive();
   int evaluate(std::string const& script);
+  void with_journal(std::function<void()> const& step);
   int journalled(std::string const& script);
   int replay_entries(std::string const& path);
   int evaluate_file(std::string const& path);
   void show_result(std::string const& script);
   bool print(std::string const& text);
+  void print_or_fail(std::string const& text);
+  void begin_line();
   void report_error(bool with_trace);
   void complain(std::string const& text);
   void set_arguments(std::string const& name);

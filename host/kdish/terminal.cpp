@@ -8,14 +8,18 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <utility>
 
 namespace kdish {
 
 bool write_all(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written >= 0) {
+    if (written > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(written));
+    } else if (written == 0) {
+      errno = EIO;  // it would be so for ever
+      return false;
     } else if (errno == EAGAIN) {
       pollfd writable{descriptor, POLLOUT, 0};  // whoever shares the terminal has made it non-blocking
       ::poll(&writable, 1, -1);
@@ -78,6 +82,10 @@ void ProgressLine::around(std::function<void()> const& write) {
   write();
 }
 
+void ProgressLine::begin_line() {
+  if (std::exchange(within_line_, false)) write_all(descriptor_, "\n");
+}
+
 void ProgressLine::run() {
   constexpr auto kPatience = std::chrono::seconds(1);
   constexpr auto kStep = std::chrono::milliseconds(250);
@@ -113,6 +121,7 @@ namespace {
 struct guarded_channel {
   int descriptor;
   ProgressLine* progress;
+  bool is_terminal;
 };
 
 int close_channel(ClientData data, Tcl_Interp* /*interp*/) {
@@ -131,6 +140,7 @@ int write_channel(ClientData data, char const* bytes, int count, int* error) {
   channel.progress->around([&] {
     is_written = write_all(channel.descriptor, {bytes, static_cast<std::size_t>(count)});
   });
+  if (is_written && channel.is_terminal && count > 0) channel.progress->has_written(bytes[count - 1]);
   if (is_written) return count;
   *error = errno;
   return -1;
@@ -161,8 +171,8 @@ void guard_output_channels(Tcl_Interp* interp, ProgressLine& progress) {
     Tcl_SetStdChannel(nullptr, which);
     ::dup2(kept, descriptor);
     ::close(kept);
-    Tcl_Channel const channel =
-        Tcl_CreateChannel(&kChannelType, name, new guarded_channel{descriptor, &progress}, TCL_WRITABLE);
+    Tcl_Channel const channel = Tcl_CreateChannel(
+        &kChannelType, name, new guarded_channel{descriptor, &progress, ::isatty(descriptor) != 0}, TCL_WRITABLE);
     Tcl_SetChannelOption(nullptr, channel, "-translation", "lf");
     Tcl_SetChannelOption(nullptr, channel, "-buffering", buffering);
     Tcl_SetStdChannel(channel, which);

@@ -32,6 +32,10 @@ class ProgressLine {
   void end();
   /// Replaces `what` until the command ends.
   void report(std::string what);
+  /// Begins a new line on the terminal if what was written to it last has not ended one.
+  void begin_line();
+  /// That the bytes in front of `last` have been written to the terminal.
+  void has_written(char last) { within_line_ = last != '\n'; }
   /// Runs `write` with the line out of the way.
   void around(std::function<void()> const& write);
 
@@ -46,6 +50,7 @@ class ProgressLine {
   std::string what_;
   unsigned long command_ = 0;  // counts begin and end; odd while a command runs
   bool is_drawn_ = false;
+  bool within_line_ = false;  // of a command's output; the main thread's
   bool ends_ = false;
   std::thread thread_;
 };

@@ -6,14 +6,17 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -76,6 +79,19 @@ Entry* read_entry(char const* name, DIR* list) {
   return systems_own(list);
 }
 
+int descriptor_of(void* cookie) { return static_cast<int>(reinterpret_cast<std::intptr_t>(cookie)); }
+ssize_t read_stream(void* cookie, char* bytes, std::size_t size) { return ::read(descriptor_of(cookie), bytes, size); }
+ssize_t write_stream(void* cookie, char const* bytes, std::size_t size) {
+  std::size_t all = 0;
+  while (all < size) {
+    const ssize_t written = ::write(descriptor_of(cookie), bytes + all, size - all);
+    if (written <= 0) break;  // less than `size` is how it tells of a fault
+    all += static_cast<std::size_t>(written);
+  }
+  return static_cast<ssize_t>(all);
+}
+int close_stream(void* cookie) { return ::close(descriptor_of(cookie)); }
+
 }  // namespace
 
 // The calls, before the C library's own. Those that the program could not make without are made by number.
@@ -127,6 +143,18 @@ ssize_t write(int descriptor, void const* bytes, std::size_t size) {
   return ::syscall(SYS_write, descriptor, bytes, size);
 }
 
+ssize_t writev(int descriptor, iovec const* parts, int count) {
+  if (!is_watched(descriptor)) return ::syscall(SYS_writev, descriptor, parts, count);
+  ssize_t all = 0;
+  for (int i = 0; i < count; ++i) {
+    const ssize_t written = ::write(descriptor, parts[i].iov_base, parts[i].iov_len);
+    if (written < 0) return all == 0 ? written : all;
+    all += written;
+    if (written < static_cast<ssize_t>(parts[i].iov_len)) break;
+  }
+  return all;
+}
+
 int close(int descriptor) {
   // Its number is free afterwards, whatever the call says.
   const bool fault = is_watched(descriptor) && fails(Call::close);
@@ -142,10 +170,32 @@ int rename(char const* from, char const* to) noexcept {
   return static_cast<int>(::syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
 }
 
+// The C library's streams make their calls within it. One of a watched file makes them here.
 FILE* fopen(char const* path, char const* mode) {
   static auto* const systems_own = next<FILE*(char const*, char const*)>("fopen");
+  if (!is_watched(path)) return systems_own(path, mode);
+  const bool updates = std::strchr(mode, '+') != nullptr;
+  int flags = updates ? O_RDWR : *mode == 'r' ? O_RDONLY : O_WRONLY;
+  if (*mode != 'r') flags |= O_CREAT | (*mode == 'a' ? O_APPEND : O_TRUNC);
+  const int descriptor = ::open(path, flags, 0666);
+  if (descriptor == -1) return nullptr;
+  constexpr cookie_io_functions_t kCalls = {read_stream, write_stream, nullptr, close_stream};
+  return ::fopencookie(reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor)), mode, kCalls);
+}
+// That of a C++ stream, which reads and writes its descriptor itself.
+FILE* fopen64(char const* path, char const* mode) {
+  static auto* const systems_own = next<FILE*(char const*, char const*)>("fopen64");
   if (is_watched(path) && fails(Call::open)) return nullptr;
   return systems_own(path, mode);
+}
+int fclose(FILE* file) {
+  static auto* const systems_own = next<int(FILE*)>("fclose");
+  const bool fault = is_watched(::fileno(file)) && fails(Call::close);
+  const int error = errno;
+  const int result = systems_own(file);
+  if (!fault) return result;
+  errno = error;
+  return EOF;
 }
 
 DIR* opendir(char const* path) {

@@ -56,9 +56,9 @@ inline Outcome run_program(std::vector<std::string> const& words, Surroundings c
   if (around.output == "|" && ::pipe2(unread, O_CLOEXEC) != 0) ADD_FAILURE() << "no pipe";
   const pid_t child = ::fork();
   if (child == 0) {
-    const int in = ::open(input.c_str(), O_RDONLY);
-    const int out = around.output == "|" ? unread[1] : ::open(out_path.c_str(), O_WRONLY | O_CREAT, 0666);
-    const int err = ::open(files.path("err").c_str(), O_WRONLY | O_CREAT, 0666);
+    const int in = ::open(input.c_str(), O_RDONLY | O_CLOEXEC);
+    const int out = around.output == "|" ? unread[1] : ::open(out_path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    const int err = ::open(files.path("err").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
     if (::dup2(in, 0) < 0 || ::dup2(out, 1) < 0 || ::dup2(err, 2) < 0) ::_exit(127);
     if (unread[0] != -1) ::close(unread[0]);
     program_detail::become(words, around.variables, around.folder);

@@ -104,6 +104,10 @@ TEST(Completion, OffersFilesWithWhatTclReadsEscaped) {
   EXPECT_EQ(offered("source " + at).size(), 4U) << "all but the hidden one";
   EXPECT_EQ(offered("source " + at + ".h"), Texts{at + ".hidden"});
   EXPECT_EQ(offered("source /nonexistent/folder/"), Texts{});
+  folder.file("new\nline", "");
+  EXPECT_EQ(offered("source " + at + "ne"), Texts{at + "new\\nline"}) << "a backslash before a line end is a blank";
+  EXPECT_EQ(offered("source " + at + "new\\nl"), Texts{at + "new\\nline"});
+  EXPECT_EQ(completed("source " + at + "ne").candidates.at(0).shown, "new\\nline");
   const Environment home("HOME", folder.folder());
   EXPECT_EQ(offered("source ~/pl"), Texts{"~/plain.tcl"});
 }

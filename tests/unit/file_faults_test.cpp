@@ -1,9 +1,6 @@
 // Every file that the platform reads or writes, while the system's calls fail one by one: a fault is told with the
 // file's name and the system's reason, nothing is taken for whole that is not, and nothing crashes or hangs.
-#include "file_faults.h"
-
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,6 +18,7 @@
 #include "device/HARPartsParse.h"
 #include "device/HDARPart.h"
 #include "device/host/PartCatalogue.h"
+#include "fault_runs.h"
 #include "ip/HIPWPowerCalcIntf.h"
 #include "scratch.h"
 
@@ -32,54 +30,6 @@ using file_faults::Plan;
 
 constexpr Call kReads[] = {Call::status, Call::open, Call::read, Call::close, Call::open_list, Call::list};
 constexpr Call kWrites[] = {Call::status, Call::open, Call::write, Call::close, Call::rename};
-constexpr unsigned kMostSeconds = 20;  // for one run; what takes longer hangs
-
-struct Outcome {
-  bool ended = false;  ///< by itself
-  int failed = 0;      ///< calls
-  std::map<Call, int> counts;
-  std::string value;
-  std::string told;  ///< on standard error
-};
-
-using Action = std::function<std::string()>;
-
-// What an action answers in a process of its own, so that each reads its files for the first time.
-Outcome in_a_process(Scratch const& scratch, std::function<void()> const& watch, Action const& action) {
-  const pid_t child = ::fork();
-  if (child == 0) {
-    if (std::freopen(scratch.path("told").c_str(), "w", stderr) == nullptr) ::_exit(2);
-    ::alarm(kMostSeconds);
-    watch();
-    std::string value;
-    try {
-      value = action();
-    } catch (std::exception const& error) {
-      value = std::string("refused: ") + error.what();
-    }
-    std::ostringstream seen;
-    seen << file_faults::failed() << '\n';
-    for (const Call call : file_faults::kCalls) seen << file_faults::count(call) << '\n';
-    file_faults::stop_watching();
-    std::fflush(stderr);
-    scratch.file("seen", seen.str() + value);
-    ::_exit(0);
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  Outcome outcome;
-  outcome.told = scratch.content("told");
-  outcome.ended = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-  if (!outcome.ended) return outcome;
-  std::istringstream seen(scratch.content("seen"));
-  seen >> outcome.failed;
-  for (const Call call : file_faults::kCalls) seen >> outcome.counts[call];
-  seen.ignore();
-  outcome.value.assign(std::istreambuf_iterator<char>(seen), {});
-  return outcome;
-}
-
-std::string reason(int error) { return std::generic_category().message(error); }
 
 // ---------------------------------------------------------------------------------------------------------- readers
 

@@ -145,6 +145,27 @@ TEST(Script, OutputThatNobodyTakesIsAFailure) {
   }
 }
 
+// What is closed is a stream that fails, and no place for the next file that is opened.
+TEST(Script, ClosedStreamsAreFailures) {
+  const Scratch folder;
+  const auto run = [&](std::string const& words) {
+    return run_program({"/bin/sh", "-c", "exec \"$0\" " + words, IPTASKS_KDISH}, in(folder.folder()));
+  };
+  EXPECT_EQ(run("-c 'puts hi' >&-").status, 1);
+  EXPECT_EQ(run("-c 'expr 1' >&-").status, 1);
+  EXPECT_EQ(run("--json -c 'expr 1' >&-").status, 1);
+  EXPECT_EQ(run("--journal j -c 'expr 1; error loud' 2>&-").status, 1);
+  EXPECT_EQ(folder.content("j"), "# kdish journal 1\nexpr 1; error loud\n#= error\n");
+  EXPECT_EQ(run("-c 'close [open f w]; set h [open f w]; catch {puts loud}; close $h; file size f' <&- 2>&-").out,
+            "loud\n0\n");
+}
+
+TEST(Script, StandardInputThatCannotBeReadIsAFailure) {
+  const Outcome outcome = run_program({"/bin/sh", "-c", "exec \"$0\" < /", IPTASKS_KDISH});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "standard input cannot be read: Is a directory\n");
+}
+
 TEST(Script, NumbersAreTheSameUnderEveryLocale) {
   const DecimalComma comma;
   const Surroundings german{{{"LC_ALL", "de_DE.UTF-8"}, {"LOCPATH", comma.path()}}, "", "", ""};
@@ -183,6 +204,23 @@ TEST(Json, FollowsTheLastCommandOfAScript) {
             "[\"zrv7030-c484-1-c\"]\n");
   EXPECT_EQ(kdish({"--json"}, {{}, "", "expr 1\nlist_parts zrv7030-c484-1-c", ""}).out,
             "\"1\"\n[\"zrv7030-c484-1-c\"]\n");
+}
+
+TEST(Json, AScriptMayComeFromAPipe) {
+  const Scratch folder;
+  folder.file("j.tcl", "puts log\nlist_parts zrv7030-c484-1-c");
+  const Outcome outcome = run_program(
+      {"/bin/sh", "-c", "mkfifo pipe; cat j.tcl > pipe & exec timeout 20 \"$0\" --json pipe", IPTASKS_KDISH},
+      in(folder.folder()));
+  EXPECT_EQ(outcome.out, "[\"zrv7030-c484-1-c\"]\n") << outcome.err;
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(Json, ChildrenCannotWriteAmongTheResults) {
+  const Outcome outcome = kdish(
+      {"--json", "-c",
+       "exec sh -c {for i in 1 3 4 5 6 7 8 9; do sh -c \"echo noise >&$i\"; done; true} >@stdout 2>@stderr; expr 1"});
+  EXPECT_EQ(outcome.out, "\"1\"\n") << outcome.err;
 }
 
 TEST(Json, ThereIsNoneForAFailure) {
@@ -254,6 +292,64 @@ TEST(Journal, ItsLastCommandMayLackAnEnd) {
   kdish({"--journal", "j", "-c", "puts bye; exit 4"}, in(folder.folder()));
   EXPECT_EQ(folder.content("j"), std::string(kHeader) + "puts bye; exit 4\n");
   EXPECT_EQ(kdish({"--replay", "j"}, in(folder.folder())).status, 4);
+}
+
+// A command that breaks off may be another command: none of it is run, and nothing is written behind it.
+TEST(Journal, ThatBreaksOffInACommandIsRunUpToThere) {
+  const Scratch folder;
+  for (char const* const cut : {"file mkdir made_of", "puts {a", "puts {a\n", "set x 2\n#", "file mkdir made;\\"}) {
+    const std::string text = std::string(kHeader) + "puts before\n#= ok\n" + cut;
+    folder.file("j", text);
+    const Outcome outcome = kdish({"--replay", "j"}, in(folder.folder()));
+    EXPECT_EQ(outcome.status, 1) << cut;
+    EXPECT_NE(outcome.out.find("\nbefore\n"), std::string::npos);
+    EXPECT_EQ(outcome.err, "j:4: the journal breaks off in the middle of this command, which is not run\n");
+    const Outcome more = kdish({"--journal", "j", "-c", "puts ran"}, in(folder.folder()));
+    EXPECT_EQ(more.status, 1);
+    EXPECT_EQ(more.out, "");
+    EXPECT_EQ(more.err, "kdish: j:4: the journal breaks off in the middle of this command, and is left alone\n");
+    EXPECT_EQ(folder.content("j"), text);
+  }
+  for (char const* const whole : {"", "\n", "\n#= ok", "\n#= o", "\n#=", "\n#= ok\n#> half of a rem"}) {
+    folder.file("j", std::string(kHeader) + "set x 1" + whole + (*whole == '\0' ? "\n" : ""));
+    EXPECT_EQ(kdish({"--journal", "j", "-c", "set y 2"}, in(folder.folder())).status, 0) << whole;
+    const Outcome outcome = kdish({"-c", "replay j"}, in(folder.folder()));
+    EXPECT_EQ(outcome.out, "% set x 1\n1\n% set y 2\n2\n2\n") << whole;
+  }
+}
+
+TEST(Journal, GoesOnBehindACommandThatEndedTheProcess) {
+  const Scratch folder;
+  kdish({"--journal", "j", "-c", "exit 4"}, in(folder.folder()));
+  kdish({"--journal", "j", "-c", "error no"}, in(folder.folder()));
+  EXPECT_EQ(folder.content("j"), std::string(kHeader) + "exit 4\n#= unknown\nerror no\n#= error\n");
+  EXPECT_EQ(kdish({"-c", "proc exit args {}; replay j"}, in(folder.folder())).status, 0);
+}
+
+TEST(Journal, TellsCommandsFromItsOwnRemarks) {
+  const Scratch folder;
+  for (char const* const command : {"set x 1\n#= error\nset x 2", "set x 2\n#> a \\\nexit 3\nset x 2"}) {
+    kdish({"--journal", "j", "-c", command}, in(folder.folder()));
+    const Outcome outcome = kdish({"-c", "replay j; set x"}, in(folder.folder()));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_TRUE(outcome.out.ends_with("\n2\n")) << outcome.out;
+  }
+}
+
+TEST(Journal, IsWrittenByOneProcess) {
+  const Scratch folder;
+  const Outcome outcome =
+      kdish({"--journal", "j", "-c", "journal j; exec [info nameofexecutable] --journal j -c {puts ran}"},
+            in(folder.folder()));
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err.substr(0, outcome.err.find('\n')),
+            "kdish: j: this journal is being written by another process");
+}
+
+TEST(Journal, AReplayThatCannotBeShownIsAFailure) {
+  const Scratch folder;
+  folder.file("j", std::string(kHeader) + "set x 1\n#= ok\n");
+  EXPECT_EQ(kdish({"--replay", "j"}, {{}, folder.folder(), "", "/dev/full"}).status, 1);
 }
 
 TEST(Journal, TellsHowToRunAScriptAgain) {

@@ -159,9 +159,68 @@ TEST_F(Terminal, AHistoryThatCannotBeKeptIsToldOfOnce) {
   homeless["KDISH_HISTORY"] = "/nonexistent/history";
   TerminalSession session(words_, homeless, folder_.folder());
   at_prompt(session, "expr 1\r");
-  EXPECT_TRUE(session.shows("/nonexistent/history: the history cannot be written\r\n1\r\n"));
+  EXPECT_TRUE(session.shows("/nonexistent/history: the history cannot be written: No such file or directory\r\n1\r\n"));
   at_prompt(session, "expr 2\r");
   EXPECT_TRUE(session.shows("expr 2\r\n2\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, SessionsShareAHistory) {
+  TerminalSession one(words_, variables(), folder_.folder());
+  at_prompt(one, "expr 1001\r");
+  TerminalSession two(words_, variables(), folder_.folder());
+  at_prompt(two, "expr 1002\r");
+  ASSERT_TRUE(two.shows("\r\n1002\r\n"));
+  at_prompt(one, "expr 1003\r");
+  ASSERT_TRUE(one.shows("\r\n1003\r\n"));
+  leave(two);
+  leave(one);
+  EXPECT_EQ(folder_.content(".kdish_history"), "# kdish history 1\nexpr 1001\nexpr 1002\nexpr 1003\n");
+}
+
+TEST_F(Terminal, AFileThatIsNoHistoryIsLeftAlone) {
+  folder_.file("letter", "Dear reader\n");
+  Variables wrong = variables();
+  wrong["KDISH_HISTORY"] = folder_.path("letter");
+  TerminalSession session(words_, wrong, folder_.folder());
+  EXPECT_TRUE(session.shows("letter: holds something else than a history, and is left alone\r\n"));
+  at_prompt(session, "expr 1\r");
+  EXPECT_TRUE(session.shows("expr 1\r\n1\r\n"));
+  leave(session);
+  EXPECT_EQ(folder_.content("letter"), "Dear reader\n");
+}
+
+TEST_F(Terminal, APromptStandsOnALineOfItsOwn) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "puts -nonewline {half a line}\r");
+  EXPECT_TRUE(session.shows("\r\nhalf a line\r\nkdish> "));
+  session.type("puts -nonewline stderr {half a line}\r");
+  EXPECT_TRUE(session.shows("\r\nhalf a line\r\nkdish> "));
+  session.type("puts whole\r");
+  EXPECT_TRUE(session.shows("\r\nwhole\r\nkdish> "));
+  session.type("close stdout\r");
+  at_prompt(session, "expr 1\r");
+  EXPECT_TRUE(session.shows("the result cannot be written: Bad file descriptor"));
+  leave(session);
+}
+
+TEST_F(Terminal, PromptsDoNotMixWithResultsInAFile) {
+  TerminalSession session({"/bin/sh", "-c", "exec \"$0\" > out", IPTASKS_KDISH}, variables(), folder_.folder());
+  at_prompt(session, "list_parts zrv7030-c484-1-\t\t");
+  EXPECT_TRUE(session.shows("zrv7030-c484-1-c  zrv7030-c484-1-i\r\n"));
+  session.type("c\r");
+  leave(session);
+  EXPECT_EQ(folder_.content("out"), "zrv7030-c484-1-c\n\n");
+}
+
+TEST_F(Terminal, NamesOfFilesSendNothingToTheTerminal) {
+  folder_.file("odd\033[31m\nname.tcl", "puts {it was sourced}");
+  folder_.file("odd.tcl", "");
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "source odd\t");
+  EXPECT_TRUE(session.shows("\r\nodd.tcl                  odd\\u001b[31m\\nname.tcl\r\n"));
+  session.type("\\u001b\t\r");
+  EXPECT_TRUE(session.shows("\r\nit was sourced\r\n"));
   leave(session);
 }
 

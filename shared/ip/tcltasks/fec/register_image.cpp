@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 
 namespace fec {
@@ -137,11 +138,17 @@ void ldpc_config_t<Variant>::gen_phy_trans(unsigned /*start*/) {
 
 template <class Variant>
 void ldpc_config_t<Variant>::dump_phy_trans(char const* path, unsigned start, bool generated) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "w"), std::fclose);
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "w"), std::fclose);
   if (!file) return;
   if (!generated) gen_phy_trans(start);
+  bool written = true;
   for (phy_trans_t<Variant> const& write : trans)
-    std::fprintf(file.get(), "%013" PRIx64 " // %s\n", (write.addr << 32) + write.data, write.comment.c_str());
+    written = std::fprintf(file.get(), "%013" PRIx64 " // %s\n", (write.addr << 32) + write.data,
+                           write.comment.c_str()) >= 0 &&
+              written;
+  written = std::fclose(file.release()) == 0 && written;
+  std::error_code ignored;
+  if (!written && std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
 }
 
 std::string int_to_32hex(unsigned value) {

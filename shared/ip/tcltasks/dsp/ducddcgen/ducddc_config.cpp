@@ -1,7 +1,7 @@
 #include <clocale>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
+#include <memory>
 
 #include "dsp/ducddcgen/ducddc_catalogue.h"
 #include "dsp/ducddcgen/ducddc_text.h"
@@ -64,11 +64,11 @@ DUCDDCConfig::DUCDDCConfig(std::string config) : name(std::move(config)), record
 namespace {
 
 void write_file(std::string const& path, std::string const& text) {
-  std::ofstream file(path, std::ios::binary);
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);
   if (!file) throw std::runtime_error("Couldn't open file " + path + " for output!");
-  file << text;
-  file.close();
-  if (file) return;
+  bool written = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+  written = std::fclose(file.release()) == 0 && written;
+  if (written) return;
   std::error_code ignored;
   if (std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
   throw std::runtime_error("Couldn't write file " + path + " for output!");

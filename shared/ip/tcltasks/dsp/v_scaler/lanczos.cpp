@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -116,7 +117,8 @@ void write_file(std::string const& name, std::vector<block> const& blocks, int r
   }
   written = std::fclose(file.release()) == 0 && written;
   if (written) return;
-  std::remove(name.c_str());
+  std::error_code ignored;
+  if (std::filesystem::is_regular_file(name, ignored)) std::filesystem::remove(name, ignored);
   throw std::runtime_error("Error: Unable to write file " + name);
 }
 

@@ -1,0 +1,66 @@
+// Runs of code that reads and writes files, each with faults of its own, in a process of its own.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <system_error>
+
+#include "file_faults.h"
+#include "scratch.h"
+
+inline constexpr unsigned kMostSeconds = 20;  // for one run; what takes longer hangs
+
+struct Outcome {
+  bool ended = false;  ///< by itself
+  int failed = 0;      ///< calls
+  std::map<file_faults::Call, int> counts;
+  std::string value;
+  std::string told;  ///< on standard error
+};
+
+using Action = std::function<std::string()>;
+
+// What an action answers in a process of its own, so that each reads its files for the first time.
+inline Outcome in_a_process(Scratch const& scratch, std::function<void()> const& watch, Action const& action) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    if (std::freopen(scratch.path("told").c_str(), "w", stderr) == nullptr) ::_exit(2);
+    ::alarm(kMostSeconds);
+    watch();
+    std::string value;
+    try {
+      value = action();
+    } catch (std::exception const& error) {
+      value = std::string("refused: ") + error.what();
+    }
+    std::ostringstream seen;
+    seen << file_faults::failed() << '\n';
+    for (const file_faults::Call call : file_faults::kCalls) seen << file_faults::count(call) << '\n';
+    file_faults::stop_watching();
+    std::fflush(stderr);
+    scratch.file("seen", seen.str() + value);
+    ::_exit(0);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  Outcome outcome;
+  outcome.told = scratch.content("told");
+  outcome.ended = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  if (!outcome.ended) return outcome;
+  std::istringstream seen(scratch.content("seen"));
+  seen >> outcome.failed;
+  for (const file_faults::Call call : file_faults::kCalls) seen >> outcome.counts[call];
+  seen.ignore();
+  outcome.value.assign(std::istreambuf_iterator<char>(seen), {});
+  return outcome;
+}
+
+inline std::string reason(int error) { return std::generic_category().message(error); }
