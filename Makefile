@@ -49,15 +49,9 @@ endif
 
 fuzz: packages build/fuzz/build.ninja
 	cmake --build --preset fuzz
-	mkdir -p build/fuzz/corpus build/fuzz/corpus_params build/fuzz/corpus_power build/fuzz/corpus_power_model
-	build/fuzz/bin/fuzz_gen_ldpc_params -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/gen_ldpc_params.dict \
-	  build/fuzz/corpus tests/fuzz/corpus
-	build/fuzz/bin/fuzz_params -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/params.dict \
-	  build/fuzz/corpus_params tests/fuzz/corpus_params
-	build/fuzz/bin/fuzz_power -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/power.dict \
-	  build/fuzz/corpus_power tests/fuzz/corpus_power
-	build/fuzz/bin/fuzz_power_model -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/power_model.dict \
-	  build/fuzz/corpus_power_model tests/fuzz/corpus_power_model
+	set -e; for corpus in tests/fuzz/corpus_*; do name=$${corpus#*corpus_}; mkdir -p build/fuzz/corpus_$$name; \
+	  build/fuzz/bin/fuzz_$$name -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/$$name.dict \
+	    build/fuzz/corpus_$$name $$corpus; done
 
 coverage: packages build/coverage/build.ninja
 	cmake --build --preset coverage

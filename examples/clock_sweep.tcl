@@ -65,6 +65,10 @@ foreach {name primitive colour} {MMCM 0 #1b6ca8 PLL 1 #c05621} {
   lappend curves [list $name $colour [sweep::logarithm $points]]
 }
 if {$curves eq ""} { exit 1 }
+set top 1
+foreach curve $curves {
+  foreach {input y} [lindex $curve 2] { set top [expr {max($top, int(ceil($y)))}] }
+}
 plot::write $picture [plot::svg "Worst error of [join $outputs {, }] MHz" "input frequency, MHz" \
-  "error, powers of ten of 1 ppm" [list $low $high [expr {($high - $low) / 10.0}]] {-3 5 1} $curves]
+  "error, ppm" [list $low $high [expr {($high - $low) / 10.0}]] [list -3 $top 1 log] $curves]
 puts "picture: $picture"

@@ -2,7 +2,8 @@
 #
 #   plot::svg TITLE XLABEL YLABEL XRANGE YRANGE CURVES   -> the picture's text
 #
-# A range is {low high step}, step being the distance of the grid lines. CURVES is a list of {name colour points}, points a
+# A range is {low high step}, step being the distance of the grid lines. A fourth word `log` behind YRANGE says that y are
+# logarithms to base ten: the grid then shows what they are of. CURVES is a list of {name colour points}, points a
 # list of x y x y ...; what is outside the y range is drawn at its edge.
 namespace eval plot {
   variable width 860 height 420 left 64 right 20 top 44 bottom 52
@@ -13,7 +14,7 @@ proc plot::escape {text} { string map {& &amp; < &lt; > &gt; \" &quot;} $text }
 proc plot::svg {title xLabel yLabel xRange yRange curves} {
   variable width; variable height; variable left; variable right; variable top; variable bottom
   lassign $xRange x0 x1 xStep
-  lassign $yRange y0 y1 yStep
+  lassign $yRange y0 y1 yStep yKind
   if {$x1 <= $x0 || $y1 <= $y0 || $xStep <= 0 || $yStep <= 0} { error "a range is {low high step}, low below high" }
   set xScale [expr {($width - $left - $right) / double($x1 - $x0)}]
   set yScale [expr {($height - $top - $bottom) / double($y1 - $y0)}]
@@ -29,7 +30,7 @@ proc plot::svg {title xLabel yLabel xRange yRange curves} {
   for {set i 0} {$y0 + $i * $yStep <= $y1 + 1e-9} {incr i} {
     set value [expr {$y0 + $i * $yStep}]
     set y [format %.1f [expr {$base - ($value - $y0) * $yScale}]]
-    append out "<path d=\"M$left $y H[expr {$width - $right}]\" stroke=\"#ddd\"/><text x=\"[expr {$left - 8}]\" y=\"[expr {$y + 4}]\" text-anchor=\"end\">[format %g $value]</text>\n"
+    append out "<path d=\"M$left $y H[expr {$width - $right}]\" stroke=\"#ddd\"/><text x=\"[expr {$left - 8}]\" y=\"[expr {$y + 4}]\" text-anchor=\"end\">[format %g [expr {$yKind eq "log" ? 10.0 ** $value : $value}]]</text>\n"
   }
   append out "<text x=\"[expr {($left + $width - $right) / 2}]\" y=\"[expr {$height - 12}]\" text-anchor=\"middle\">[escape $xLabel]</text>\n"
   append out "<text transform=\"translate(16 [expr {($top + $base) / 2}]) rotate(-90)\" text-anchor=\"middle\">[escape $yLabel]</text>\n"
@@ -44,7 +45,7 @@ proc plot::svg {title xLabel yLabel xRange yRange curves} {
     }
     append out "<polyline fill=\"none\" stroke=\"$colour\" stroke-width=\"1.4\" points=\"[join $path { }]\"/>\n"
     append out "<path d=\"M$key 34 h18\" stroke=\"$colour\" stroke-width=\"3\"/><text x=\"[expr {$key + 23}]\" y=\"38\">[escape $name]</text>\n"
-    incr key [expr {34 + 7 * [string length $name]}]
+    incr key [expr {44 + 8 * [string length $name]}]
   }
   append out "</svg>\n"
 }

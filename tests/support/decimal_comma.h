@@ -21,14 +21,18 @@ class DecimalComma {
     // localedef tells of mere warnings by its status, so what counts is whether the locale can be set
     if (status < 0 || std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr || std::strtod("1,5", nullptr) != 1.5)
       ADD_FAILURE() << "no locale with a decimal comma: the package `locales` is missing";
+    // the C library loses a few bytes whenever it makes a locale while this is set
+    ::unsetenv("LOCPATH");
   }
   DecimalComma(DecimalComma const&) = delete;
   DecimalComma& operator=(DecimalComma const&) = delete;
   ~DecimalComma() {
     std::setlocale(LC_ALL, "C");
-    ::unsetenv("LOCPATH");
     std::locale::global(streams_before_);
   }
+
+  /// For the LOCPATH of a process that is to run in the locale de_DE.UTF-8.
+  std::string path() const { return folder_.folder(); }
 
  private:
   struct CommaNumbers : std::numpunct<char> {
