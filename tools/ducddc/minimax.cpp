@@ -65,6 +65,32 @@ struct Levelled {
   Interpolant polynomial;
 };
 
+constexpr std::size_t kTogether = 8;       // places that are taken at a time
+constexpr std::size_t kNodesTogether = 4;  // and nodes
+
+// Wider registers, where a processor has them, do the same operations on more places.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
+#define IN_WIDE_REGISTERS __attribute__((target_clones("avx2", "default")))
+#else
+#define IN_WIDE_REGISTERS
+#endif
+
+// Products of the distances from each of kTogether nodes, the first of them number `first`, to all others.
+IN_WIDE_REGISTERS
+void multiply_distances(std::vector<double> const& nodes, std::size_t first, double scale, double const* x,
+                        double* product) {
+  const std::size_t own_end = std::min(first + kTogether, nodes.size());
+  double running[kTogether];
+  std::fill_n(running, kTogether, 1.0);
+  for (std::size_t j = 0; j < first; ++j)
+    for (std::size_t i = 0; i < kTogether; ++i) running[i] *= scale * (x[i] - nodes[j]);
+  for (std::size_t j = first; j < own_end; ++j)
+    for (std::size_t i = 0; i < kTogether; ++i) running[i] *= first + i == j ? 1 : scale * (x[i] - nodes[j]);
+  for (std::size_t j = own_end; j < nodes.size(); ++j)
+    for (std::size_t i = 0; i < kTogether; ++i) running[i] *= scale * (x[i] - nodes[j]);
+  std::copy_n(running, kTogether, product);
+}
+
 // The polynomial whose weighted error on the reference is level and alternates.
 Levelled level(std::vector<Place> const& reference) {
   const std::size_t r = reference.size();
@@ -74,11 +100,11 @@ Levelled level(std::vector<Place> const& reference) {
   // The products of distances on an interval of length 4 neither grow nor vanish with their number.
   const double scale = 4 / std::fabs(nodes.back() - nodes.front());
   std::vector<double> inverse(r);
-  for (std::size_t k = 0; k < r; ++k) {
-    double product = 1;
-    for (std::size_t j = 0; j < r; ++j)
-      if (j != k) product *= scale * (nodes[k] - nodes[j]);
-    inverse[k] = 1 / product;
+  for (std::size_t first = 0; first < r; first += kTogether) {
+    double x[kTogether], product[kTogether];
+    for (std::size_t i = 0; i < kTogether; ++i) x[i] = nodes[std::min(first + i, r - 1)];
+    multiply_distances(nodes, first, scale, x, product);
+    for (std::size_t i = 0; i < std::min(kTogether, r - first); ++i) inverse[first + i] = 1 / product[i];
   }
   double wanted = 0, unit = 0, sign = 1;
   for (std::size_t k = 0; k < r; ++k, sign = -sign) {
@@ -98,27 +124,38 @@ Levelled level(std::vector<Place> const& reference) {
   return result;
 }
 
-// Weighted errors at all places. The inner loop is the designer's whole running time. Nodes are taken in pairs, since
-// u / a + v / b = (u b + v a) / (a b) has one division for two; places by fours, which a processor does at a time.
+// One sum each over the nodes, for kTogether places: above / below is the polynomial's value. This loop is most of the
+// designer's running time. Nodes are taken in fours, since u / a + v / b = (u b + v a) / (a b), and so on, has one
+// division for all.
+IN_WIDE_REGISTERS
+void sum_shares(std::size_t nodes, double const* node, double const* weight, double const* weighted, double const* x,
+                double* above, double* below) {
+  double up[kTogether] = {}, down[kTogether] = {};
+  for (std::size_t k = 0; k < nodes; k += kNodesTogether)
+    for (std::size_t j = 0; j < kTogether; ++j) {
+      const double a = x[j] - node[k], b = x[j] - node[k + 1], c = x[j] - node[k + 2], d = x[j] - node[k + 3];
+      const double ab = a * b, cd = c * d, reciprocal = 1 / (ab * cd);
+      up[j] += ((weighted[k] * b + weighted[k + 1] * a) * cd + (weighted[k + 2] * d + weighted[k + 3] * c) * ab) *
+               reciprocal;
+      down[j] += ((weight[k] * b + weight[k + 1] * a) * cd + (weight[k + 2] * d + weight[k + 3] * c) * ab) * reciprocal;
+    }
+  std::copy_n(up, kTogether, above);
+  std::copy_n(down, kTogether, below);
+}
+
+// Weighted errors at all places.
 void set_errors(std::vector<Place>& places, Interpolant const& polynomial) {
-  constexpr std::size_t kTogether = 4;
   std::vector<double> node = polynomial.nodes, weight = polynomial.weights, weighted;
   for (std::size_t k = 0; k < node.size(); ++k) weighted.push_back(weight[k] * polynomial.values[k]);
-  if (node.size() % 2 != 0) {  // a partner that adds nothing, away from all places
+  while (node.size() % kNodesTogether != 0) {  // a partner that adds nothing, away from all places
     node.push_back(4);
     weight.push_back(0);
     weighted.push_back(0);
   }
   for (std::size_t first = 0; first < places.size(); first += kTogether) {
-    double x[kTogether], above[kTogether] = {}, below[kTogether] = {};
+    double x[kTogether], above[kTogether], below[kTogether];
     for (std::size_t j = 0; j < kTogether; ++j) x[j] = places[std::min(first + j, places.size() - 1)].target.x;
-    for (std::size_t k = 0; k < node.size(); k += 2)
-      for (std::size_t j = 0; j < kTogether; ++j) {
-        const double one = x[j] - node[k], other = x[j] - node[k + 1];
-        const double reciprocal = 1 / (one * other);
-        above[j] += (weighted[k] * other + weighted[k + 1] * one) * reciprocal;
-        below[j] += (weight[k] * other + weight[k + 1] * one) * reciprocal;
-      }
+    sum_shares(node.size(), node.data(), weight.data(), weighted.data(), x, above, below);
     for (std::size_t j = 0; j < std::min(kTogether, places.size() - first); ++j) {
       Place& place = places[first + j];
       double value = above[j] / below[j];
