@@ -115,8 +115,8 @@ TEST(Radix2Transform, IsNearTheDirectTransform) {
   }
 }
 
-// Errors against a library transform, whose own are some roundings. A factor of a stage of m comes out of up to m steps of
-// the recurrence, and an error made in one grows in proportion to the steps that follow, so the whole grows with the
+// Errors against a library transform, whose own are some roundings. A factor of a stage of m comes out of up to m steps
+// of the recurrence, and an error made in one grows in proportion to the steps that follow, so the whole grows with the
 // square of n. The table stands in the documentation of the command.
 TEST(Radix2Transform, ErrorGrowsNoFasterThanTheRecurrenceMakesIt) {
   std::printf("%9s %12s %12s\n", "n", "rms / rms", "largest / rms");
