@@ -96,7 +96,7 @@ char* put_name(char* out, Record const& record) {
 template <class PutValue>
 char* put_stages(char* out, Record const& record, PutValue put_value) {
   // Copies, which the characters that are written cannot alias.
-  const auto count = static_cast<int>(record.stage_count), mixer_stage = static_cast<int>(record.mixer_stage);
+  const auto count = record.stage_count, mixer_stage = record.mixer_stage;
   out = put_value(mixer_stage == 0 ? put(out, "[][") : put(out, "["), 0);
   for (int s = 1; s < count; ++s) {
     // Both characters are copied; the second counts at the mixer only.
