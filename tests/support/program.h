@@ -116,6 +116,18 @@ class TerminalSession {
   /// What was shown before the text that was awaited last.
   std::string const& passed() const { return passed_; }
 
+  /// Waits two seconds for the program's end; false if it still runs.
+  bool ends_soon() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    for (;;) {
+      const auto left =
+          std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
+      pollfd readable{terminal_, POLLIN, 0};
+      if (left <= 0 || ::poll(&readable, 1, static_cast<int>(left)) == 0) return false;
+      if (!read_some()) return true;
+    }
+  }
+
   /// Waits for the program's end; its status as of run_program.
   int finish() {
     const auto end = std::chrono::steady_clock::now() + kPatience;

@@ -26,8 +26,12 @@ class Terminal : public testing::Test {
     session.type(kControlC);
     ASSERT_TRUE(session.shows("^C\r\n"));
   }
+  // The prompt may have been one that was drawn anew, with a command still to run: the end of input that is typed then
+  // is the terminal's, which drops it. A person types it again.
   static void leave(TerminalSession& session) {
+    constexpr int kTimes = 20;
     at_prompt(session, kControlD);
+    for (int i = 0; i < kTimes && !session.ends_soon(); ++i) session.type(kControlD);
     EXPECT_EQ(session.finish(), 0);
   }
 
@@ -208,6 +212,7 @@ TEST_F(Terminal, PromptsDoNotMixWithResultsInAFile) {
   TerminalSession session({"/bin/sh", "-c", "exec \"$0\" > out", IPTASKS_KDISH}, variables(), folder_.folder());
   at_prompt(session, "list_parts zrv7030-c484-1-\t\t");
   EXPECT_TRUE(session.shows("zrv7030-c484-1-c  zrv7030-c484-1-i\r\n"));
+  EXPECT_TRUE(session.shows("kdish> list_parts zrv7030-c484-1-"));  // the prompt again, before the command runs
   session.type("c\r");
   leave(session);
   EXPECT_EQ(folder_.content("out"), "zrv7030-c484-1-c\n\n");
@@ -274,7 +279,8 @@ TEST_F(Terminal, LongWorkIsSeen) {
   at_prompt(session, "after 1500; progress {half done} 1 2; after 1000; puts x; set y done\r");
   EXPECT_TRUE(session.shows("\r\033[K[1 s] after 1500; progress"));
   EXPECT_TRUE(session.shows("\r\033[K[2 s] half done (1 of 2)"));
-  EXPECT_TRUE(session.shows("\r\033[Kx\r\ndone\r\n")) << "output takes the line's place";
+  EXPECT_TRUE(session.shows("\r\033[Kx\r\n")) << "output takes the line's place";
+  EXPECT_TRUE(session.shows("done\r\n"));
   at_prompt(session, "after 200\r");
   at_prompt(session, "expr 1\r");
   EXPECT_EQ(session.passed().find("[0 s]"), std::string::npos) << "short work is not";
