@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "file_faults.h"
 #include "scratch.h"
@@ -64,3 +65,25 @@ inline Outcome in_a_process(Scratch const& scratch, std::function<void()> const&
 }
 
 inline std::string reason(int error) { return std::generic_category().message(error); }
+
+/// Lets each call of these kinds that a calm run made fail with each of the errors, once and for ever, and has
+/// `check(plan, outcome)` look at what came of it. `run(plan)` runs the action so. The number of runs.
+template <class Run, class Check>
+int fail_each_call(Outcome const& calm, std::vector<file_faults::Call> const& kinds, std::vector<int> const& errors,
+                   Run run, Check check) {
+  int runs = 0;
+  for (const file_faults::Call call : kinds)
+    for (int nth = 0; nth < calm.counts.at(call); ++nth)
+      for (const bool for_ever : {false, true})
+        for (const int error : errors) {
+          const file_faults::Plan plan{call, nth, for_ever, error};
+          SCOPED_TRACE(std::string(file_faults::name_of(call)) + " " + std::to_string(nth) +
+                       (for_ever ? " for ever" : ""));
+          const Outcome of = run(plan);
+          EXPECT_TRUE(of.ended) << of.told;
+          EXPECT_GE(of.failed, 1);
+          if (of.ended) check(plan, of);
+          ++runs;
+        }
+  return runs;
+}

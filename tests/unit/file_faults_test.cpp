@@ -181,22 +181,17 @@ TEST_P(Reading, TellsOfEachCallThatFails) {
   ASSERT_TRUE(good.ended) << good.told;
   EXPECT_EQ(good.told, "");
   EXPECT_FALSE(good.value.starts_with("refused")) << good.value;
-  int runs = 0;
-  for (const Call call : kReads)
-    for (int nth = 0; nth < good.counts.at(call); ++nth)
-      for (const bool for_ever : {false, true}) {
-        SCOPED_TRACE(std::string(name_of(call)) + " " + std::to_string(nth) + (for_ever ? " for ever" : ""));
-        const Outcome of = outcome([&] { file_faults::watch(folder_, {call, nth, for_ever, EIO}); });
-        ASSERT_TRUE(of.ended) << of.told;
-        EXPECT_GE(of.failed, 1);
-        ++runs;
-        if (call == Call::close) {  // all has been read by then
+  const int runs = fail_each_call(
+      good, {std::begin(kReads), std::end(kReads)}, {EIO},
+      [&](file_faults::Plan const& plan) { return outcome([&] { file_faults::watch(folder_, plan); }); },
+      [&](file_faults::Plan const& plan, Outcome const& of) {
+        if (plan.call == Call::close) {  // all has been read by then
           EXPECT_EQ(of.value, good.value);
           EXPECT_EQ(of.told, "");
         } else {
           expect_refused(of, EIO);
         }
-      }
+      });
   EXPECT_GE(runs, 6);
 }
 
@@ -277,18 +272,13 @@ INSTANTIATE_TEST_SUITE_P(Of, Writing, testing::ValuesIn(kWriters), [](auto const
 TEST_P(Writing, TellsOfEachCallThatFails) {
   const std::string content = good();
   const Outcome calm = outcome([&] { file_faults::watch(folder_); });
-  int runs = 0;
-  for (const Call call : kWrites)
-    for (int nth = 0; nth < calm.counts.at(call); ++nth)
-      for (const bool for_ever : {false, true})
-        for (const int error : {EIO, ENOSPC}) {
-          SCOPED_TRACE(std::string(name_of(call)) + " " + std::to_string(nth) + (for_ever ? " for ever" : ""));
-          const Outcome of = outcome([&] { file_faults::watch(folder_, {call, nth, for_ever, error}); });
-          EXPECT_GE(of.failed, 1);
-          EXPECT_NE(of.value, "done");
-          expect_whole_or_as_before(of, content, error);
-          ++runs;
-        }
+  const int runs = fail_each_call(
+      calm, {std::begin(kWrites), std::end(kWrites)}, {EIO, ENOSPC},
+      [&](file_faults::Plan const& plan) { return outcome([&] { file_faults::watch(folder_, plan); }); },
+      [&](file_faults::Plan const& plan, Outcome const& of) {
+        EXPECT_NE(of.value, "done");
+        expect_whole_or_as_before(of, content, plan.error);
+      });
   EXPECT_GE(runs, 16);
 }
 
