@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "bmg/blk_mem_gen.h"
-#include "ratio.h"
-#include "tiling_truth.h"
+#include "bench/ratio.h"
+#include "kdi/bmg/blk_mem_gen.h"
+#include "tests/support/tiling_truth.h"
 
 namespace {
 

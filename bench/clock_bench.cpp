@@ -2,11 +2,11 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "clock_exhaustive.h"
-#include "clock_primitives.h"
-#include "clock_requests.h"
-#include "ip/clocking/solver.h"
-#include "ratio.h"
+#include "bench/ratio.h"
+#include "platform/ip/clocking/solver.h"
+#include "tests/support/clock_exhaustive.h"
+#include "tests/support/clock_primitives.h"
+#include "tests/support/clock_requests.h"
 
 namespace {
 

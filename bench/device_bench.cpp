@@ -5,9 +5,9 @@
 #include <string>
 #include <unordered_map>
 
-#include "common/KdiJson.h"
-#include "device/host/PartCatalogue.h"
-#include "ratio.h"
+#include "bench/ratio.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/device/host/PartCatalogue.h"
 
 namespace {
 

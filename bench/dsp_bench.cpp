@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "dsp/fftalgorithm/fftalgorithm.h"
-#include "ratio.h"
+#include "bench/ratio.h"
+#include "tcltasks/dsp/fftalgorithm/fftalgorithm.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "dsp/ducddcgen/ducddc_catalogue.h"
-#include "dsp/ducddcgen/ducddcgen.h"
-#include "ratio.h"
+#include "bench/ratio.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
+#include "tcltasks/dsp/ducddcgen/ducddcgen.h"
 
 namespace {
 

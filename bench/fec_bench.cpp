@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "dict_text.h"
-#include "fec/sd_fec.h"
-#include "nr_code.h"
-#include "ratio.h"
+#include "bench/ratio.h"
+#include "tcltasks/fec/sd_fec.h"
+#include "tests/support/dict_text.h"
+#include "tests/support/nr_code.h"
 
 namespace {
 

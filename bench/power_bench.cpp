@@ -5,8 +5,8 @@
 #include <map>
 #include <string>
 
-#include "power/power_est.h"
-#include "ratio.h"
+#include "bench/ratio.h"
+#include "tcltasks/power/power_est.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "fir_design.h"
+#include "tools/ducddc/fir_design.h"
 
 namespace {
 

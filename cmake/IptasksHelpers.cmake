@@ -1,6 +1,9 @@
 # What every target of this project has in common, in one place.
 
 add_library(iptasks_flags INTERFACE)
+# An include says which storey it means: kdi/ the doors of the platform, tcltasks/ the package, all else from the root.
+target_include_directories(iptasks_flags INTERFACE
+  ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/platform/include ${PROJECT_SOURCE_DIR}/shared/ip)
 target_compile_options(iptasks_flags INTERFACE
   -Wall -Wextra -Wpedantic -Werror
   $<$<COMPILE_LANGUAGE:CXX>:-Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align>
@@ -16,20 +19,25 @@ if(IPTASKS_COVERAGE)
   target_link_options(iptasks_flags INTERFACE --coverage)
 endif()
 
-# add_family(name SOURCES file...): one folder of the package. The package's shared library links them all.
+# add_family(name SOURCES file... ENGINES target...): one folder of the package, which adds itself to the package's
+# library. ENGINES are the platform libraries that its commands call.
 function(add_family name)
-  cmake_parse_arguments(FAMILY "" "" "SOURCES" ${ARGN})
+  cmake_parse_arguments(FAMILY "" "" "SOURCES;ENGINES" ${ARGN})
   add_library(${name} OBJECT ${FAMILY_SOURCES})
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/shared/ip/tcltasks)
   target_link_libraries(${name} PRIVATE iptasks_flags PUBLIC iptasks_tcl kdi_common)
+  set_property(GLOBAL APPEND PROPERTY IPTASKS_FAMILIES ${name})
+  set_property(GLOBAL APPEND PROPERTY IPTASKS_ENGINES ${FAMILY_ENGINES})
 endfunction()
 
 # add_platform_library(name SOURCES file... LINKS target...): one library below the package, replaceable on its own.
+# <name>_objects is the same for tests of what is inside.
 function(add_platform_library name)
   cmake_parse_arguments(LIB "" "" "SOURCES;LINKS" ${ARGN})
-  add_library(${name} SHARED ${LIB_SOURCES})
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform/include)
-  target_link_libraries(${name} PRIVATE iptasks_flags ${LIB_LINKS})
+  add_library(${name}_objects OBJECT ${LIB_SOURCES})
+  target_link_libraries(${name}_objects PRIVATE iptasks_flags ${LIB_LINKS})
+  target_compile_options(${name}_objects PRIVATE -fvisibility-inlines-hidden)
+  add_library(${name} SHARED)
+  target_link_libraries(${name} PRIVATE iptasks_flags ${name}_objects ${LIB_LINKS})
   iptasks_load_options(${name})
   install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endfunction()

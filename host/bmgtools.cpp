@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "bmg/host/tiling.h"
-#include "frame/tcl_command.h"
+#include "kdi/bmg/host/tiling.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace {
 

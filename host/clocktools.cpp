@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/tcl_command.h"
-#include "ip/host/clock_study.h"
+#include "kdi/ip/host/clock_study.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace {
 

@@ -17,11 +17,11 @@
 #include <utility>
 #include <vector>
 
-#include "fec/image_decode.h"
-#include "fec/register_image.h"
-#include "fec/variants.h"
-#include "frame/tcl_command.h"
-#include "schedule_report.h"
+#include "host/schedule_report.h"
+#include "tcltasks/fec/image_decode.h"
+#include "tcltasks/fec/register_image.h"
+#include "tcltasks/fec/variants.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "schedule_report.h"
+#include "host/schedule_report.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -3,5 +3,4 @@ add_unit_test(bmg_commands_test LABELS bmg LINKS ${CMAKE_DL_LIBS})
 # Its functions stand before those of the engine's library.
 set_target_properties(bmg_commands_test PROPERTIES ENABLE_EXPORTS ON)
 add_unit_test(tiler_test LABELS "bmg;platform" LINKS kdi_bmg)
-target_include_directories(tiler_test PRIVATE ${PROJECT_SOURCE_DIR}/platform)
 add_tcl_test(bmg LABELS bmg)

@@ -1,7 +1,6 @@
 # The clock synthesis engine is tested through its own headers.
 function(add_clock_test name)
   add_unit_test(${name} LABELS clocking LINKS "kdi_ip;kdi_device")
-  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/platform)
 endfunction()
 
 add_clock_test(clock_solver_cover_test)

@@ -1,6 +1,5 @@
 # Power of transceiver and memory cores: records, the calculator, its data.
 foreach(name power_calculator_test power_model_test power_record_test)
   add_unit_test(${name} LABELS power LINKS "kdi_device;kdi_ip")
-  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/platform/ip/power)
 endforeach()
 add_tcl_test(power LABELS power)

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "order_table_list.h"
+#include "tools/order_table_list.h"
 
 namespace {
 
@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
   }
   try {
     std::ostringstream out;
-    out << "// Made by gen_order_tables from data/ldpc/order.\n#include \"fec/order_tables.h\"\n\n"
+    out << "// Made by gen_order_tables from data/ldpc/order.\n#include \"tcltasks/fec/order_tables.h\"\n\n"
            "namespace fec::order_tables {\n\n";
     for (table_shape const& shape : order_tools::kTables) write_table(shape, argv[1], out);
     out << "}  // namespace fec::order_tables\n";

@@ -27,8 +27,8 @@
 #include <string>
 #include <vector>
 
-#include "fec/perf_analyser.h"
-#include "order_table_list.h"
+#include "tcltasks/fec/perf_analyser.h"
+#include "tools/order_table_list.h"
 
 namespace {
 

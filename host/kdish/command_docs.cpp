@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "command_table.h"
-#include "reference.h"
+#include "host/kdish/command_table.h"
+#include "host/kdish/reference.h"
 
 int main(int argc, char** argv) {
   const bool only_checks = argc == 4 && std::string_view(argv[3]) == "--check";

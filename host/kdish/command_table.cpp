@@ -1,10 +1,10 @@
-#include "command_table.h"
+#include "host/kdish/command_table.h"
 
 #include <algorithm>
 #include <filesystem>
 
-#include "common/KdiFile.h"
-#include "common/KdiJson.h"
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiJson.h"
 
 namespace kdish {
 namespace {

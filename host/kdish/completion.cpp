@@ -1,4 +1,4 @@
-#include "completion.h"
+#include "host/kdish/completion.h"
 
 #include <algorithm>
 #include <charconv>

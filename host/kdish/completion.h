@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "command_table.h"
+#include "host/kdish/command_table.h"
 
 namespace kdish {
 

@@ -1,4 +1,4 @@
-#include "help.h"
+#include "host/kdish/help.h"
 
 #include <tcl.h>
 

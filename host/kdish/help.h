@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "command_table.h"
+#include "host/kdish/command_table.h"
 
 namespace kdish {
 

@@ -1,4 +1,4 @@
-#include "history.h"
+#include "host/kdish/history.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -14,8 +14,8 @@
 #include <string_view>
 #include <utility>
 
-#include "common/KdiFile.h"
-#include "terminal.h"
+#include "host/kdish/terminal.h"
+#include "kdi/common/KdiFile.h"
 
 namespace kdish {
 namespace {

@@ -1,4 +1,4 @@
-#include "journal.h"
+#include "host/kdish/journal.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -11,8 +11,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/KdiFile.h"
-#include "terminal.h"
+#include "host/kdish/terminal.h"
+#include "kdi/common/KdiFile.h"
 
 namespace kdish {
 namespace {

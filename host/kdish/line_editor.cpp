@@ -1,4 +1,4 @@
-#include "line_editor.h"
+#include "host/kdish/line_editor.h"
 
 #include <histedit.h>
 #include <sys/ioctl.h>

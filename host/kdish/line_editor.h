@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "completion.h"
+#include "host/kdish/completion.h"
 
 namespace kdish {
 

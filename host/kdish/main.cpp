@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "shell.h"
+#include "host/kdish/shell.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
-#include "reference.h"
+#include "host/kdish/reference.h"
 
 #include <algorithm>
 #include <cctype>
 #include <map>
 #include <sstream>
 
-#include "common/KdiFile.h"
-#include "help.h"
+#include "host/kdish/help.h"
+#include "kdi/common/KdiFile.h"
 
 namespace kdish {
 namespace {

@@ -1,11 +1,11 @@
-#include "result_json.h"
+#include "host/kdish/result_json.h"
 
 #include <cmath>
 #include <cstdio>
 #include <set>
 #include <stdexcept>
 
-#include "frame/tcl_command.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace kdish {
 namespace {

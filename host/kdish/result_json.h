@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "command_table.h"
+#include "host/kdish/command_table.h"
 
 namespace kdish {
 

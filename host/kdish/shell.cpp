@@ -1,4 +1,4 @@
-#include "shell.h"
+#include "host/kdish/shell.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -13,17 +13,17 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "common/KdiDataDir.h"
-#include "common/KdiFile.h"
-#include "common/host/MessageHost.h"
-#include "common/host/ParamHost.h"
-#include "common/host/TclHost.h"
-#include "device/host/PartCatalogue.h"
-#include "frame/tcl_command.h"
-#include "help.h"
-#include "history.h"
-#include "line_editor.h"
-#include "result_json.h"
+#include "host/kdish/help.h"
+#include "host/kdish/history.h"
+#include "host/kdish/line_editor.h"
+#include "host/kdish/result_json.h"
+#include "kdi/common/KdiDataDir.h"
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/common/host/ParamHost.h"
+#include "kdi/common/host/TclHost.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace kdish {
 namespace {

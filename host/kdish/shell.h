@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "command_table.h"
-#include "journal.h"
-#include "terminal.h"
+#include "host/kdish/command_table.h"
+#include "host/kdish/journal.h"
+#include "host/kdish/terminal.h"
 
 namespace kdish {
 

@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "common/host/MessageHost.h"
-#include "common/host/ParamHost.h"
-#include "device/HARPartMgr.h"
-#include "device/host/PartCatalogue.h"
-#include "frame/tcl_command.h"
-#include "help.h"
-#include "result_json.h"
-#include "shell.h"
+#include "host/kdish/help.h"
+#include "host/kdish/result_json.h"
+#include "host/kdish/shell.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/common/host/ParamHost.h"
+#include "kdi/device/HARPartMgr.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace kdish {
 namespace {

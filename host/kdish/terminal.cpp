@@ -1,4 +1,4 @@
-#include "terminal.h"
+#include "host/kdish/terminal.h"
 
 #include <poll.h>
 #include <sys/ioctl.h>

@@ -1,12 +1,12 @@
-#include "bmg/blk_mem_gen.h"
+#include "kdi/bmg/blk_mem_gen.h"
 
 #include <algorithm>
 #include <new>
 #include <string_view>
 #include <vector>
 
-#include "bmg/host/tiling.h"
-#include "common/ComMsgMgr.h"
+#include "kdi/bmg/host/tiling.h"
+#include "kdi/common/ComMsgMgr.h"
 
 namespace {
 

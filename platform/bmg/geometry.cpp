@@ -1,11 +1,11 @@
-#include "geometry.h"
+#include "platform/bmg/geometry.h"
 
 #include <algorithm>
 #include <bit>
 
-#include "common/KdiJson.h"
-#include "memory.h"
-#include "tiler.h"
+#include "kdi/common/KdiJson.h"
+#include "platform/bmg/memory.h"
+#include "platform/bmg/tiler.h"
 
 namespace bmg {
 namespace {

@@ -1,4 +1,4 @@
-#include "memory.h"
+#include "platform/bmg/memory.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include <span>
 #include <string>
 
-#include "bmg/host/tiling.h"
+#include "kdi/bmg/host/tiling.h"
 
 namespace bmg {
 namespace {

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "geometry.h"
+#include "platform/bmg/geometry.h"
 
 namespace bmg {
 

@@ -1,4 +1,4 @@
-#include "tiler.h"
+#include "platform/bmg/tiler.h"
 
 #include <algorithm>
 #include <limits>

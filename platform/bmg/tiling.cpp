@@ -1,13 +1,13 @@
-#include "bmg/host/tiling.h"
+#include "kdi/bmg/host/tiling.h"
 
 #include <algorithm>
 #include <memory>
 #include <mutex>
 #include <new>
 
-#include "common/KdiDataDir.h"
-#include "memory.h"
-#include "tiler.h"
+#include "kdi/common/KdiDataDir.h"
+#include "platform/bmg/memory.h"
+#include "platform/bmg/tiler.h"
 
 namespace bmg {
 namespace {

@@ -1,4 +1,4 @@
-#include "common/ComMsgMgr.h"
+#include "kdi/common/ComMsgMgr.h"
 
 #include <algorithm>
 #include <charconv>
@@ -14,13 +14,13 @@
 #include <string_view>
 #include <vector>
 
-#include "common/KdiFile.h"
-#include "common/host/MessageHost.h"
-#include "data_directory.h"
-#include "message_arguments.h"
-#include "message_catalogue.h"
-#include "number_locale.h"
-#include "parameters.h"
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/host/MessageHost.h"
+#include "platform/common/data_directory.h"
+#include "platform/common/message_arguments.h"
+#include "platform/common/message_catalogue.h"
+#include "platform/common/number_locale.h"
+#include "platform/common/parameters.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "common/HEXAll.h"
+#include "kdi/common/HEXAll.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "common/HI18N.h"
+#include "kdi/common/HI18N.h"
 
 #include <cstdint>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "common/HPAParamMgr.h"
+#include "kdi/common/HPAParamMgr.h"
 
 #include <atomic>
 #include <cstdint>
@@ -8,11 +8,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/ComMsgMgr.h"
-#include "common/host/ParamHost.h"
-#include "data_directory.h"
-#include "param_files.h"
-#include "parameters.h"
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/host/ParamHost.h"
+#include "platform/common/data_directory.h"
+#include "platform/common/param_files.h"
+#include "platform/common/parameters.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "common/HSTStringUtils.h"
+#include "kdi/common/HSTStringUtils.h"
 
 void HSTStringUtils::to_lower(std::string& text) {
   for (char& c : text)

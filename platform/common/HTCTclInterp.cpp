@@ -1,8 +1,8 @@
-#include "common/HTCTclInterp.h"
+#include "kdi/common/HTCTclInterp.h"
 
 #include <tcl.h>
 
-#include "common/host/TclHost.h"
+#include "kdi/common/host/TclHost.h"
 
 namespace {
 

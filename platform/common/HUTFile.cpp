@@ -1,4 +1,4 @@
-#include "common/HUTFile.h"
+#include "kdi/common/HUTFile.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "common/ComMsgMgr.h"
-#include "common/KdiFile.h"
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiFile.h"
 
 namespace fs = std::filesystem;
 

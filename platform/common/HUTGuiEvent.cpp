@@ -1,4 +1,4 @@
-#include "common/HUTGuiEvent.h"
+#include "kdi/common/HUTGuiEvent.h"
 
 #include <cxxabi.h>
 
@@ -9,8 +9,8 @@
 #include <mutex>
 #include <vector>
 
-#include "common/ComMsgMgr.h"
-#include "common/host/GuiEventHost.h"
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/host/GuiEventHost.h"
 
 namespace {
 

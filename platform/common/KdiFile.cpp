@@ -1,4 +1,4 @@
-#include "common/KdiFile.h"
+#include "kdi/common/KdiFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "common/KdiJson.h"
+#include "kdi/common/KdiJson.h"
 
 #include <algorithm>
 #include <array>

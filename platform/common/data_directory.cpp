@@ -1,4 +1,4 @@
-#include "data_directory.h"
+#include "platform/common/data_directory.h"
 
 #include <dlfcn.h>
 
@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/KdiDataDir.h"
-#include "common/KdiFile.h"
+#include "kdi/common/KdiDataDir.h"
+#include "kdi/common/KdiFile.h"
 
 namespace kdi {
 namespace {

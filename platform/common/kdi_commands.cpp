@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
-#include "common/host/MessageHost.h"
-#include "common/host/ParamHost.h"
-#include "common/host/TclHost.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/common/host/ParamHost.h"
+#include "kdi/common/host/TclHost.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "message_arguments.h"
+#include "platform/common/message_arguments.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,8 +1,8 @@
-#include "message_catalogue.h"
+#include "platform/common/message_catalogue.h"
 
 #include <limits>
 
-#include "common/KdiJson.h"
+#include "kdi/common/KdiJson.h"
 
 namespace kdi {
 

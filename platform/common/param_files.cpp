@@ -1,11 +1,11 @@
-#include "param_files.h"
+#include "platform/common/param_files.h"
 
 #include <algorithm>
 #include <charconv>
 #include <numeric>
 #include <stdexcept>
 
-#include "common/HSTStringUtils.h"
+#include "kdi/common/HSTStringUtils.h"
 
 namespace kdi {
 namespace {

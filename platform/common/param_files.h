@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "common/KdiJson.h"
-#include "common/host/ParamHost.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/common/host/ParamHost.h"
 
 namespace kdi {
 

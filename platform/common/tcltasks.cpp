@@ -1,13 +1,13 @@
-#include "common/tcltasks.h"
+#include "kdi/common/tcltasks.h"
 
 #include <tcl.h>
 
 #include <limits>
 #include <utility>
 
-#include "common/ComMsgMgr.h"
-#include "common/HTCTclInterp.h"
-#include "common/host/TclHost.h"
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/HTCTclInterp.h"
+#include "kdi/common/host/TclHost.h"
 
 namespace hdi::tcltasks {
 namespace {

@@ -1,5 +1,5 @@
 // Answers of the value types: plain searches in lists that are never long.
-#include "device/Device.h"
+#include "kdi/device/Device.h"
 
 #include <algorithm>
 

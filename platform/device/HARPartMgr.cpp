@@ -1,11 +1,11 @@
-#include "device/HARPartMgr.h"
+#include "kdi/device/HARPartMgr.h"
 
 #include <new>
 
-#include "common/ComMsgMgr.h"
-#include "device/Device.h"
-#include "device/HARPartsParse.h"
-#include "device/host/PartCatalogue.h"
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/device/Device.h"
+#include "kdi/device/HARPartsParse.h"
+#include "kdi/device/host/PartCatalogue.h"
 
 HDARPart::HDARPart(std::shared_ptr<kdi::device::Part const> values) : values_(std::move(values)) {}
 

@@ -1,13 +1,13 @@
-#include "device/host/PartCatalogue.h"
+#include "kdi/device/host/PartCatalogue.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <set>
 #include <utility>
 
-#include "common/KdiDataDir.h"
-#include "common/KdiFile.h"
-#include "device_reader.h"
+#include "kdi/common/KdiDataDir.h"
+#include "kdi/common/KdiFile.h"
+#include "platform/device/device_reader.h"
 
 namespace kdi::device {
 namespace {

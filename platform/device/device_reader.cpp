@@ -1,11 +1,11 @@
-#include "device_reader.h"
+#include "platform/device/device_reader.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <utility>
 
-#include "reading.h"
+#include "platform/device/reading.h"
 
 namespace kdi::device {
 namespace {

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "common/KdiJson.h"
-#include "device/Device.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/device/Device.h"
 
 namespace kdi::device {
 

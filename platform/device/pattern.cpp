@@ -1,4 +1,4 @@
-#include "pattern.h"
+#include "platform/device/pattern.h"
 
 #include <charconv>
 #include <utility>

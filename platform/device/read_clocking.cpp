@@ -1,5 +1,5 @@
 // Clock primitives and clock buffers of a device file.
-#include "reading.h"
+#include "platform/device/reading.h"
 
 namespace kdi::device {
 namespace {

@@ -1,7 +1,7 @@
 // I/O banks and packages of a device file.
 #include <algorithm>
 
-#include "reading.h"
+#include "platform/device/reading.h"
 
 namespace kdi::device {
 namespace {

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "reading.h"
+#include "platform/device/reading.h"
 
 namespace kdi::device {
 namespace {

@@ -1,5 +1,5 @@
 // Power coefficients of a device file.
-#include "reading.h"
+#include "platform/device/reading.h"
 
 namespace kdi::device {
 namespace {

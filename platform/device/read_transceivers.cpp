@@ -1,7 +1,7 @@
 // Transceiver types and quads of a device file.
 #include <algorithm>
 
-#include "reading.h"
+#include "platform/device/reading.h"
 
 namespace kdi::device {
 namespace {

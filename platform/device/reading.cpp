@@ -1,4 +1,4 @@
-#include "reading.h"
+#include "platform/device/reading.h"
 
 #include <algorithm>
 #include <bit>

@@ -8,9 +8,9 @@
 #include <unordered_set>
 #include <vector>
 
-#include "common/KdiJson.h"
-#include "device/Device.h"
-#include "pattern.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/device/Device.h"
+#include "platform/device/pattern.h"
 
 namespace kdi::device {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "ip/HIPClocking.h"
+#include "kdi/ip/HIPClocking.h"
 
 namespace {
 

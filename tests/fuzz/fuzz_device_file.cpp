@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "common/KdiJson.h"
-#include "device/host/PartCatalogue.h"
-#include "require.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "tests/fuzz/require.h"
 
 namespace {
 

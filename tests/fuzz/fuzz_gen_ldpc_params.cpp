@@ -3,8 +3,8 @@
 // three keys and well-formed writes.
 #include <cstdint>
 
-#include "require.h"
-#include "tcl_target.h"
+#include "tests/fuzz/require.h"
+#include "tests/fuzz/tcl_target.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "param_files.h"
-#include "require.h"
+#include "platform/common/param_files.h"
+#include "tests/fuzz/require.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 // finite and not negative, or the answer to an unknown part; an error is one of those that are documented.
 #include <cstdint>
 
-#include "common/host/MessageHost.h"
-#include "require.h"
-#include "tcl_target.h"
+#include "kdi/common/host/MessageHost.h"
+#include "tests/fuzz/require.h"
+#include "tests/fuzz/tcl_target.h"
 
 namespace {
 

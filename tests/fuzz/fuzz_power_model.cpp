@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <string>
 
-#include "common/KdiJson.h"
-#include "common/host/MessageHost.h"
-#include "device/HARPartsParse.h"
-#include "gt_power.h"
-#include "memory_power.h"
-#include "require.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/device/HARPartsParse.h"
+#include "platform/ip/power/gt_power.h"
+#include "platform/ip/power/memory_power.h"
+#include "tests/fuzz/require.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "common/host/MessageHost.h"
-#include "require.h"
-#include "tcl_target.h"
+#include "kdi/common/host/MessageHost.h"
+#include "tests/fuzz/require.h"
+#include "tests/fuzz/tcl_target.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "ip/clocking/solver.h"
+#include "platform/ip/clocking/solver.h"
 
 namespace test_support::exhaustive {
 

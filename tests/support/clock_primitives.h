@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "ip/clocking/primitive.h"
+#include "platform/ip/clocking/primitive.h"
 
 namespace test_support {
 

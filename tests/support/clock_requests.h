@@ -2,9 +2,9 @@
 // the options.
 #pragma once
 
-#include "clock_primitives.h"
-#include "ip/clocking/solver.h"
-#include "random.h"
+#include "platform/ip/clocking/solver.h"
+#include "tests/support/clock_primitives.h"
+#include "tests/support/random.h"
 
 namespace test_support {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "fec/perf_analyser.h"
+#include "tcltasks/fec/perf_analyser.h"
 
 namespace test_support {
 

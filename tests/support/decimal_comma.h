@@ -8,7 +8,7 @@
 #include <locale>
 #include <string>
 
-#include "scratch.h"
+#include "tests/support/scratch.h"
 
 class DecimalComma {
  public:

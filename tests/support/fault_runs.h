@@ -14,8 +14,8 @@
 #include <system_error>
 #include <vector>
 
-#include "file_faults.h"
-#include "scratch.h"
+#include "tests/support/file_faults.h"
+#include "tests/support/scratch.h"
 
 inline constexpr unsigned kMostSeconds = 20;  // for one run; what takes longer hangs
 

@@ -1,4 +1,4 @@
-#include "file_faults.h"
+#include "tests/support/file_faults.h"
 
 #include <dirent.h>
 #include <dlfcn.h>

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "common/host/MessageHost.h"
-#include "device/Device.h"
-#include "ip/HIPWPowerCalcIntf.h"
-#include "power_model.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/device/Device.h"
+#include "kdi/ip/HIPWPowerCalcIntf.h"
+#include "platform/ip/power/power_model.h"
 
 /// What was reported while it lives.
 class Reported {

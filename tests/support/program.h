@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "scratch.h"
+#include "tests/support/scratch.h"
 
 using Variables = std::map<std::string, std::string>;
 

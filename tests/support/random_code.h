@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "fec/records.h"
-#include "random.h"
+#include "tcltasks/fec/records.h"
+#include "tests/support/random.h"
 
 namespace test_support {
 

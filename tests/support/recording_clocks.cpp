@@ -1,11 +1,11 @@
-#include "recording_clocks.h"
+#include "tests/support/recording_clocks.h"
 
 #include <dlfcn.h>
 
 #include <cstdio>
 
-#include "ip/HIPClkwiz.h"
-#include "ip/HIPClocking.h"
+#include "kdi/ip/HIPClkwiz.h"
+#include "kdi/ip/HIPClocking.h"
 
 namespace recording_clocks {
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "fec/records.h"
+#include "tcltasks/fec/records.h"
 
 namespace test_support {
 

@@ -10,10 +10,10 @@
 #include <sstream>
 #include <thread>
 
-#include "bmg/blk_mem_gen.h"
-#include "bmg/host/tiling.h"
-#include "common/host/MessageHost.h"
-#include "scratch.h"
+#include "kdi/bmg/blk_mem_gen.h"
+#include "kdi/bmg/host/tiling.h"
+#include "kdi/common/host/MessageHost.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

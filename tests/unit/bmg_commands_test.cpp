@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bmg/blk_mem_gen.h"
+#include "kdi/bmg/blk_mem_gen.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 

@@ -4,11 +4,11 @@
 
 #include <stdexcept>
 
-#include "common/HEXAll.h"
-#include "common/host/MessageHost.h"
-#include "decimal_comma.h"
-#include "ip/HIPClkwiz.h"
-#include "recording_clocks.h"
+#include "kdi/common/HEXAll.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/ip/HIPClkwiz.h"
+#include "tests/support/decimal_comma.h"
+#include "tests/support/recording_clocks.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 

@@ -9,11 +9,11 @@
 #include <numeric>
 #include <sstream>
 
-#include "common/HEXAll.h"
-#include "device/host/PartCatalogue.h"
-#include "ip/HIPClkwiz.h"
-#include "ip/HIPClocking.h"
-#include "random.h"
+#include "kdi/common/HEXAll.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "kdi/ip/HIPClkwiz.h"
+#include "kdi/ip/HIPClocking.h"
+#include "tests/support/random.h"
 
 namespace {
 

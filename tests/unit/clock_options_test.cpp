@@ -5,8 +5,8 @@
 #include <memory>
 #include <random>
 
-#include "decimal_comma.h"
-#include "ip/HIPClocking.h"
+#include "kdi/ip/HIPClocking.h"
+#include "tests/support/decimal_comma.h"
 
 namespace {
 

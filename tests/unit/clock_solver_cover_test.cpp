@@ -5,10 +5,10 @@
 #include <functional>
 #include <numeric>
 
-#include "clock_exhaustive.h"
-#include "clock_primitives.h"
-#include "clock_requests.h"
-#include "ip/clocking/cover.h"
+#include "platform/ip/clocking/cover.h"
+#include "tests/support/clock_exhaustive.h"
+#include "tests/support/clock_primitives.h"
+#include "tests/support/clock_requests.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 
 #include <map>
 
-#include "clock_exhaustive.h"
-#include "clock_primitives.h"
-#include "clock_requests.h"
-#include "ip/clocking/queries.h"
-#include "ip/clocking/solver.h"
+#include "platform/ip/clocking/queries.h"
+#include "platform/ip/clocking/solver.h"
+#include "tests/support/clock_exhaustive.h"
+#include "tests/support/clock_primitives.h"
+#include "tests/support/clock_requests.h"
 
 namespace {
 

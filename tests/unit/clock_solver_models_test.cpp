@@ -5,15 +5,15 @@
 #include <limits>
 #include <stdexcept>
 
-#include "device/host/PartCatalogue.h"
-#include "ip/HIPClkwiz.h"
-#include "ip/HIPClocking.h"
-#include "ip/clocking/models.h"
-#include "ip/clocking/queries.h"
-#include "ip/clocking/rational.h"
-#include "ip/clocks/number_lists.h"
-#include "ip/clocks/part_primitives.h"
-#include "random.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "kdi/ip/HIPClkwiz.h"
+#include "kdi/ip/HIPClocking.h"
+#include "platform/ip/clock_faces/number_lists.h"
+#include "platform/ip/clock_faces/part_primitives.h"
+#include "platform/ip/clocking/models.h"
+#include "platform/ip/clocking/queries.h"
+#include "platform/ip/clocking/rational.h"
+#include "tests/support/random.h"
 
 namespace {
 

@@ -4,13 +4,13 @@
 
 #include <set>
 
-#include "clock_exhaustive.h"
-#include "clock_primitives.h"
-#include "clock_requests.h"
-#include "device/host/PartCatalogue.h"
-#include "ip/clocking/queries.h"
-#include "ip/clocking/solver.h"
-#include "ip/clocks/part_primitives.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "platform/ip/clock_faces/part_primitives.h"
+#include "platform/ip/clocking/queries.h"
+#include "platform/ip/clocking/solver.h"
+#include "tests/support/clock_exhaustive.h"
+#include "tests/support/clock_primitives.h"
+#include "tests/support/clock_requests.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // What the options of a request do, on cases that can be followed by hand, and what the solver makes of hostile ones.
 #include <gtest/gtest.h>
 
-#include "clock_primitives.h"
-#include "clock_requests.h"
-#include "ip/clocking/cover.h"
-#include "ip/clocking/queries.h"
-#include "ip/clocking/solver.h"
+#include "platform/ip/clocking/cover.h"
+#include "platform/ip/clocking/queries.h"
+#include "platform/ip/clocking/solver.h"
+#include "tests/support/clock_primitives.h"
+#include "tests/support/clock_requests.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <set>
 
-#include "clock_exhaustive.h"
-#include "clock_primitives.h"
-#include "clock_requests.h"
-#include "ip/clocking/queries.h"
+#include "platform/ip/clocking/queries.h"
+#include "tests/support/clock_exhaustive.h"
+#include "tests/support/clock_primitives.h"
+#include "tests/support/clock_requests.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The compiler called from C++: gating of messages, statistics, early returns, and what no script can reach.
-#include "fec/code_config.h"
+#include "tcltasks/fec/code_config.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "fec/ldpc.h"
-#include "fec/sd_fec.h"
-#include "nr_code.h"
+#include "tcltasks/fec/ldpc.h"
+#include "tcltasks/fec/sd_fec.h"
+#include "tests/support/nr_code.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The command table: its reader, that it is whole, and that what it says of commands is so.
-#include "command_table.h"
+#include "host/kdish/command_table.h"
 
 #include <gtest/gtest.h>
 #include <tcl.h>
@@ -7,12 +7,12 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "common/KdiFile.h"
-#include "common/KdiJson.h"
-#include "help.h"
-#include "program.h"
-#include "reference.h"
-#include "scratch.h"
+#include "host/kdish/help.h"
+#include "host/kdish/reference.h"
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiJson.h"
+#include "tests/support/program.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // What Tab offers, for texts up to the cursor.
-#include "completion.h"
+#include "host/kdish/completion.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "scratch.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

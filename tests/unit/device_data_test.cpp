@@ -6,7 +6,7 @@
 #include <cmath>
 #include <set>
 
-#include "device/host/PartCatalogue.h"
+#include "kdi/device/host/PartCatalogue.h"
 
 namespace {
 

@@ -4,13 +4,13 @@
 #include <atomic>
 #include <thread>
 
-#include "common/KdiDataDir.h"
-#include "common/KdiJson.h"
-#include "common/host/MessageHost.h"
-#include "device/HARPartMgr.h"
-#include "device/HARPartsParse.h"
-#include "device/host/PartCatalogue.h"
-#include "scratch.h"
+#include "kdi/common/KdiDataDir.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/device/HARPartMgr.h"
+#include "kdi/device/HARPartsParse.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string>
 
-#include "pattern.h"
+#include "platform/device/pattern.h"
 
 namespace {
 

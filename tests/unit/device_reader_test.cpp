@@ -6,11 +6,11 @@
 #include <nlohmann/json.hpp>
 #include <random>
 
-#include "common/KdiFile.h"
-#include "common/KdiJson.h"
-#include "device/host/PartCatalogue.h"
-#include "json_schema.h"
-#include "scratch.h"
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "tests/support/json_schema.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Every chain of the catalogue, measured: the tables as they are compiled in, against responses computed here directly.
-#include "dsp/ducddcgen/ducddc_catalogue.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "dsp/ducddcgen/ducddcgen.h"
-#include "rules.h"
+#include "tcltasks/dsp/ducddcgen/ducddcgen.h"
+#include "tools/ducddc/rules.h"
 
 namespace {
 

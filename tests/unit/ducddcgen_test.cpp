@@ -1,5 +1,5 @@
 // The C++ and C faces of the chain catalogue, and the checksum of its tables.
-#include "dsp/ducddcgen/ducddcgen.h"
+#include "tcltasks/dsp/ducddcgen/ducddcgen.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -9,8 +9,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "decimal_comma.h"
-#include "dsp/ducddcgen/ducddc_catalogue.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
+#include "tests/support/decimal_comma.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 
 #include <random>
 
-#include "fec/encoder_check.h"
-#include "fec/ldpc.h"
-#include "fec/sd_fec.h"
-#include "nr_code.h"
+#include "tcltasks/fec/encoder_check.h"
+#include "tcltasks/fec/ldpc.h"
+#include "tcltasks/fec/sd_fec.h"
+#include "tests/support/nr_code.h"
 
 namespace {
 

@@ -9,18 +9,18 @@
 #include <memory>
 #include <sstream>
 
-#include "bmg/host/tiling.h"
-#include "common/HPAParamMgr.h"
-#include "common/HUTFile.h"
-#include "common/KdiFile.h"
-#include "common/host/MessageHost.h"
-#include "common/host/ParamHost.h"
-#include "device/HARPartsParse.h"
-#include "device/HDARPart.h"
-#include "device/host/PartCatalogue.h"
-#include "fault_runs.h"
-#include "ip/HIPWPowerCalcIntf.h"
-#include "scratch.h"
+#include "kdi/bmg/host/tiling.h"
+#include "kdi/common/HPAParamMgr.h"
+#include "kdi/common/HUTFile.h"
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/common/host/ParamHost.h"
+#include "kdi/device/HARPartsParse.h"
+#include "kdi/device/HDARPart.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "kdi/ip/HIPWPowerCalcIntf.h"
+#include "tests/support/fault_runs.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The filter designer against truths that know nothing of it: the alternation theorem, the general exchange on a finer
 // grid, and the C library's cosine.
-#include "fir_design.h"
+#include "tools/ducddc/fir_design.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include <random>
 #include <stdexcept>
 
-#include "cos_pi.h"
-#include "minimax.h"
+#include "tools/ducddc/cos_pi.h"
+#include "tools/ducddc/minimax.h"
 
 namespace {
 

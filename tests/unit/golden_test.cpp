@@ -7,9 +7,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "fec/ldpc.h"
-#include "fec/sd_fec.h"
-#include "nr_code.h"
+#include "tcltasks/fec/ldpc.h"
+#include "tcltasks/fec/sd_fec.h"
+#include "tests/support/nr_code.h"
 
 namespace {
 

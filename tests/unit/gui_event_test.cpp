@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "common/HUTGuiEvent.h"
-#include "common/host/GuiEventHost.h"
-#include "common/host/MessageHost.h"
+#include "kdi/common/HUTGuiEvent.h"
+#include "kdi/common/host/GuiEventHost.h"
+#include "kdi/common/host/MessageHost.h"
 
 namespace {
 

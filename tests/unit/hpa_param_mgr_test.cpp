@@ -6,11 +6,11 @@
 #include <stdexcept>
 #include <thread>
 
-#include "common/HPAParamMgr.h"
-#include "common/KdiJson.h"
-#include "common/host/ParamHost.h"
-#include "decimal_comma.h"
-#include "scratch.h"
+#include "kdi/common/HPAParamMgr.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/common/host/ParamHost.h"
+#include "tests/support/decimal_comma.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

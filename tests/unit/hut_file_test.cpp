@@ -4,9 +4,9 @@
 
 #include <memory>
 
-#include "common/HUTEnv.h"
-#include "common/HUTFile.h"
-#include "scratch.h"
+#include "kdi/common/HUTEnv.h"
+#include "kdi/common/HUTFile.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

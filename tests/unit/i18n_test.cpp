@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "common/HI18N.h"
+#include "kdi/common/HI18N.h"
 
 namespace {
 

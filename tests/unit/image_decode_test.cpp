@@ -1,13 +1,13 @@
 // Decoding a register image gives back every field that was compiled: from the writes alone, for plain and compressed
 // packing, several codes at once.
-#include "fec/image_decode.h"
+#include "tcltasks/fec/image_decode.h"
 
 #include <gtest/gtest.h>
 
-#include "fec/ldpc.h"
-#include "fec/sd_fec.h"
-#include "nr_code.h"
-#include "random_code.h"
+#include "tcltasks/fec/ldpc.h"
+#include "tcltasks/fec/sd_fec.h"
+#include "tests/support/nr_code.h"
+#include "tests/support/random_code.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <csignal>
 #include <thread>
 
-#include "common/KdiFile.h"
-#include "scratch.h"
+#include "kdi/common/KdiFile.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

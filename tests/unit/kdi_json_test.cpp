@@ -5,9 +5,9 @@
 #include <random>
 #include <sstream>
 
-#include "common/KdiJson.h"
-#include "decimal_comma.h"
-#include "scratch.h"
+#include "kdi/common/KdiJson.h"
+#include "tests/support/decimal_comma.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

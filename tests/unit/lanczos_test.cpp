@@ -1,6 +1,6 @@
 // Scaler coefficients against the same formulas in another arithmetic: every single-precision step is taken in double
 // precision and rounded to 24 bits by hand.
-#include "dsp/v_scaler/lanczos.h"
+#include "tcltasks/dsp/v_scaler/lanczos.h"
 
 #include <gtest/gtest.h>
 

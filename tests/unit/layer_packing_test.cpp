@@ -1,13 +1,13 @@
 // Packing against a plain transcription of its steps with double-ended queues, and its properties.
-#include "fec/layer_packing.h"
+#include "tcltasks/fec/layer_packing.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <deque>
 
-#include "fec/order_tables.h"
-#include "random_code.h"
+#include "tcltasks/fec/order_tables.h"
+#include "tests/support/random_code.h"
 
 namespace {
 

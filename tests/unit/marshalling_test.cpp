@@ -3,10 +3,10 @@
 
 #include <random>
 
-#include "frame/kelvane_config_util.h"
-#include "frame/mutils_util.h"
-#include "frame/tcl_command.h"
-#include "frame/zorvan_util.h"
+#include "tcltasks/frame/kelvane_config_util.h"
+#include "tcltasks/frame/mutils_util.h"
+#include "tcltasks/frame/tcl_command.h"
+#include "tcltasks/frame/zorvan_util.h"
 
 namespace {
 

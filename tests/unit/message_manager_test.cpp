@@ -12,14 +12,14 @@
 #include <limits>
 #include <thread>
 
-#include "common/HEXAll.h"
-#include "common/HSTStringUtils.h"
-#include "common/host/MessageHost.h"
-#include "common/host/ParamHost.h"
-#include "decimal_comma.h"
-#include "frame/guard.h"
-#include "frame/mutils_util.h"
-#include "frame/tcl_command.h"
+#include "kdi/common/HEXAll.h"
+#include "kdi/common/HSTStringUtils.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/common/host/ParamHost.h"
+#include "tcltasks/frame/guard.h"
+#include "tcltasks/frame/mutils_util.h"
+#include "tcltasks/frame/tcl_command.h"
+#include "tests/support/decimal_comma.h"
 
 namespace {
 

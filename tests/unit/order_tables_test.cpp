@@ -1,6 +1,6 @@
 // The order tables keep what they promise: each row holds the columns of its base graph, and the rows that are given
 // stand as given. For the encoder, the columns are those of the matrix that the compiler makes of the base graph.
-#include "fec/order_tables.h"
+#include "tcltasks/fec/order_tables.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,8 @@
 #include <set>
 #include <sstream>
 
-#include "fec/ldpc.h"
-#include "nr_code.h"
+#include "tcltasks/fec/ldpc.h"
+#include "tests/support/nr_code.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The event form of the performance analyser against the cycle-by-cycle model, and its reports.
-#include "fec/perf_analyser.h"
+#include "tcltasks/fec/perf_analyser.h"
 
 #include <gtest/gtest.h>
 
@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "cycle_model.h"
-#include "fec/ldpc.h"
-#include "fec/sd_fec.h"
-#include "random_code.h"
+#include "tcltasks/fec/ldpc.h"
+#include "tcltasks/fec/sd_fec.h"
+#include "tests/support/cycle_model.h"
+#include "tests/support/random_code.h"
 
 namespace {
 

@@ -8,13 +8,13 @@
 #include <numeric>
 #include <random>
 
-#include "common/KdiFile.h"
-#include "decimal_comma.h"
-#include "device/HARPartsParse.h"
-#include "device/host/PartCatalogue.h"
-#include "gt_power.h"
-#include "memory_power.h"
-#include "power_fixture.h"
+#include "kdi/common/KdiFile.h"
+#include "kdi/device/HARPartsParse.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "platform/ip/power/gt_power.h"
+#include "platform/ip/power/memory_power.h"
+#include "tests/support/decimal_comma.h"
+#include "tests/support/power_fixture.h"
 
 namespace {
 

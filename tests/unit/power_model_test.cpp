@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <set>
 
-#include "common/KdiJson.h"
-#include "device/HARPartsParse.h"
-#include "device/host/PartCatalogue.h"
-#include "power_fixture.h"
-#include "scratch.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/device/HARPartsParse.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "tests/support/power_fixture.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <limits>
 #include <random>
 
-#include "decimal_comma.h"
-#include "power/gt_estimate.h"
-#include "power/key_words.h"
-#include "power/mig_estimate.h"
-#include "power/power_est.h"
-#include "power/values.h"
+#include "tcltasks/power/gt_estimate.h"
+#include "tcltasks/power/key_words.h"
+#include "tcltasks/power/mig_estimate.h"
+#include "tcltasks/power/power_est.h"
+#include "tcltasks/power/values.h"
+#include "tests/support/decimal_comma.h"
 
 namespace {
 

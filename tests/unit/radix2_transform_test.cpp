@@ -1,6 +1,6 @@
 // The transform against its plainly written recurrence, bit for bit, and against a direct transform within the growth
 // of the recurrence's rounding errors.
-#include "dsp/radix2_transform.h"
+#include "tcltasks/dsp/radix2_transform.h"
 
 #include <fftw3.h>
 #include <gtest/gtest.h>
@@ -12,9 +12,9 @@
 #include <cstring>
 #include <vector>
 
-#include "dsp/fftalgorithm/fftalgorithm.h"
-#include "dsp/vcualgorithm/vcualgorithm.h"
-#include "random_code.h"
+#include "tcltasks/dsp/fftalgorithm/fftalgorithm.h"
+#include "tcltasks/dsp/vcualgorithm/vcualgorithm.h"
+#include "tests/support/random_code.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Layout of the register image.
-#include "fec/register_image.h"
+#include "tcltasks/fec/register_image.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "fec/ldpc.h"
-#include "fec/sd_fec.h"
+#include "tcltasks/fec/ldpc.h"
+#include "tcltasks/fec/sd_fec.h"
 
 namespace {
 

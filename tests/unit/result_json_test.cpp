@@ -1,11 +1,11 @@
 // Tcl values as JSON.
-#include "result_json.h"
+#include "host/kdish/result_json.h"
 
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 
-#include "frame/tcl_command.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace {
 

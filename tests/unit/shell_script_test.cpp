@@ -3,9 +3,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "decimal_comma.h"
-#include "program.h"
-#include "scratch.h"
+#include "tests/support/decimal_comma.h"
+#include "tests/support/program.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // kdish as a person types it.
 #include <gtest/gtest.h>
 
-#include "program.h"
-#include "scratch.h"
+#include "tests/support/program.h"
+#include "tests/support/scratch.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 
 #include <cstdio>
 
-#include "fec/ldpc.h"
-#include "fec/sd_fec.h"
-#include "nr_code.h"
-#include "random_code.h"
-#include "replay.h"
+#include "tcltasks/fec/ldpc.h"
+#include "tcltasks/fec/sd_fec.h"
+#include "tests/support/nr_code.h"
+#include "tests/support/random_code.h"
+#include "tests/support/replay.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <thread>
 #include <vector>
 
-#include "common/HTCTclInterp.h"
-#include "common/host/MessageHost.h"
-#include "common/host/TclHost.h"
-#include "common/tcltasks.h"
+#include "kdi/common/HTCTclInterp.h"
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/common/host/TclHost.h"
+#include "kdi/common/tcltasks.h"
 
 namespace {
 

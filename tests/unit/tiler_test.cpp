@@ -1,5 +1,5 @@
 // The tiler against searches that try every tiling, and its tilings against the memory they are to hold.
-#include "bmg/tiler.h"
+#include "platform/bmg/tiler.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,9 @@
 #include <random>
 #include <string>
 
-#include "bmg/host/tiling.h"
-#include "common/KdiJson.h"
-#include "tiling_truth.h"
+#include "kdi/bmg/host/tiling.h"
+#include "kdi/common/KdiJson.h"
+#include "tests/support/tiling_truth.h"
 
 namespace {
 

@@ -9,17 +9,17 @@
 #include <memory>
 #include <set>
 
-#include "command_table.h"
-#include "common/KdiFile.h"
-#include "dsp/ducddcgen/ducddcgen.h"
-#include "dsp/v_scaler/lanczos.h"
-#include "dsp/vcualgorithm/vcualgorithm.h"
-#include "fault_runs.h"
-#include "fec/register_image.h"
-#include "history.h"
-#include "journal.h"
-#include "reference.h"
-#include "terminal.h"
+#include "host/kdish/command_table.h"
+#include "host/kdish/history.h"
+#include "host/kdish/journal.h"
+#include "host/kdish/reference.h"
+#include "host/kdish/terminal.h"
+#include "kdi/common/KdiFile.h"
+#include "tcltasks/dsp/ducddcgen/ducddcgen.h"
+#include "tcltasks/dsp/v_scaler/lanczos.h"
+#include "tcltasks/dsp/vcualgorithm/vcualgorithm.h"
+#include "tcltasks/fec/register_image.h"
+#include "tests/support/fault_runs.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "chain.h"
+#include "tools/ducddc/chain.h"
 
 #include <algorithm>
 #include <cmath>

@@ -18,8 +18,8 @@
 #include <string>
 #include <vector>
 
-#include "fir_design.h"
-#include "rules.h"
+#include "tools/ducddc/fir_design.h"
+#include "tools/ducddc/rules.h"
 
 namespace ducddc {
 

@@ -1,4 +1,4 @@
-#include "cos_pi.h"
+#include "tools/ducddc/cos_pi.h"
 
 #include <cmath>
 #include <iterator>

@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "chain.h"
-#include "response.h"
+#include "tools/ducddc/chain.h"
+#include "tools/ducddc/response.h"
 
 namespace {
 

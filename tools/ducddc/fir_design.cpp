@@ -1,12 +1,12 @@
-#include "fir_design.h"
+#include "tools/ducddc/fir_design.h"
 
 #include <algorithm>
 #include <cmath>
 #include <optional>
 #include <stdexcept>
 
-#include "cos_pi.h"
-#include "minimax.h"
+#include "tools/ducddc/cos_pi.h"
+#include "tools/ducddc/minimax.h"
 
 namespace fir {
 namespace {

@@ -20,8 +20,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "chain.h"
-#include "dsp/ducddcgen/ducddc_catalogue.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
+#include "tools/ducddc/chain.h"
 
 namespace {
 
@@ -167,7 +167,7 @@ class Tables {
   std::string text() const {
     std::ostringstream out;
     out << "// Made by gen_ducddc_catalogue from data/ducddc/rules.json.\n"
-           "#include \"dsp/ducddcgen/ducddc_catalogue.h\"\n\nnamespace ducddcgen_init {\n\n";
+           "#include \"tcltasks/dsp/ducddcgen/ducddc_catalogue.h\"\n\nnamespace ducddcgen_init {\n\n";
     out << "constinit const Record database[" << count_ << "] = {\n" << records_.str() << "};\n\n";
     out << "constinit const TapStage tap_stages[" << stages_.values().size() << "] = {\n";
     for (int filter : stages_.values()) {

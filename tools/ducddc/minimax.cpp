@@ -1,4 +1,4 @@
-#include "minimax.h"
+#include "tools/ducddc/minimax.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "response.h"
+#include "tools/ducddc/response.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "fir_design.h"
+#include "tools/ducddc/fir_design.h"
 
 namespace fir {
 

@@ -1,4 +1,4 @@
-#include "rules.h"
+#include "tools/ducddc/rules.h"
 
 #include <fstream>
 #include <nlohmann/json.hpp>

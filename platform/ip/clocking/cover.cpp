@@ -1,4 +1,4 @@
-#include "ip/clocking/cover.h"
+#include "platform/ip/clocking/cover.h"
 
 #include <algorithm>
 #include <bit>
@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "ip/clocking/search.h"
+#include "platform/ip/clocking/search.h"
 
 namespace kdi::clocking {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "ip/clocking/solver.h"
+#include "platform/ip/clocking/solver.h"
 
 namespace kdi::clocking {
 

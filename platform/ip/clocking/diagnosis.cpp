@@ -1,11 +1,11 @@
-#include "ip/clocking/diagnosis.h"
+#include "platform/ip/clocking/diagnosis.h"
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
-#include "ip/clocking/queries.h"
-#include "ip/clocking/search.h"
+#include "platform/ip/clocking/queries.h"
+#include "platform/ip/clocking/search.h"
 
 namespace kdi::clocking {
 namespace {

@@ -1,7 +1,7 @@
 // Why a request has no solution. Internal to the engine; primitive and request have passed their checks.
 #pragma once
 
-#include "ip/clocking/solver.h"
+#include "platform/ip/clocking/solver.h"
 
 namespace kdi::clocking {
 

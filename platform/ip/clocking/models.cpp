@@ -1,4 +1,4 @@
-#include "ip/clocking/models.h"
+#include "platform/ip/clocking/models.h"
 
 #include <cmath>
 

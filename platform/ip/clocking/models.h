@@ -2,8 +2,8 @@
 // device/Power.h). The figures rank settings and estimate budgets; every command shows these.
 #pragma once
 
-#include "device/Clocking.h"
-#include "device/Power.h"
+#include "kdi/device/Clocking.h"
+#include "kdi/device/Power.h"
 
 namespace kdi::clocking {
 

@@ -1,4 +1,4 @@
-#include "ip/clocking/primitive.h"
+#include "platform/ip/clocking/primitive.h"
 
 #include <algorithm>
 #include <cmath>

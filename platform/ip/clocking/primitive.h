@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "device/Clocking.h"
-#include "device/Power.h"
-#include "ip/clocking/rational.h"
+#include "kdi/device/Clocking.h"
+#include "kdi/device/Power.h"
+#include "platform/ip/clocking/rational.h"
 
 namespace kdi::clocking {
 

@@ -1,4 +1,4 @@
-#include "ip/clocking/queries.h"
+#include "platform/ip/clocking/queries.h"
 
 #include <algorithm>
 #include <limits>
@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <tuple>
 
-#include "ip/clocking/search.h"
+#include "platform/ip/clocking/search.h"
 
 namespace kdi::clocking {
 namespace {

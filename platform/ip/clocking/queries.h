@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "ip/clocking/solver.h"
+#include "platform/ip/clocking/solver.h"
 
 namespace kdi::clocking {
 

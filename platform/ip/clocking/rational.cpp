@@ -1,4 +1,4 @@
-#include "ip/clocking/rational.h"
+#include "platform/ip/clocking/rational.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,11 +1,11 @@
-#include "ip/clocking/search.h"
+#include "platform/ip/clocking/search.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numeric>
 
-#include "ip/clocking/models.h"
+#include "platform/ip/clocking/models.h"
 
 namespace kdi::clocking {
 namespace {

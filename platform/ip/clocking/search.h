@@ -12,7 +12,7 @@
 #include <span>
 #include <vector>
 
-#include "ip/clocking/solver.h"
+#include "platform/ip/clocking/solver.h"
 
 namespace kdi::clocking {
 

@@ -1,10 +1,10 @@
-#include "ip/clocking/solver.h"
+#include "platform/ip/clocking/solver.h"
 
 #include <cmath>
 #include <stdexcept>
 
-#include "ip/clocking/diagnosis.h"
-#include "ip/clocking/search.h"
+#include "platform/ip/clocking/diagnosis.h"
+#include "platform/ip/clocking/search.h"
 
 namespace kdi::clocking {
 namespace {

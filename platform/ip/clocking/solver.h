@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "ip/clocking/primitive.h"
+#include "platform/ip/clocking/primitive.h"
 
 namespace kdi::clocking {
 

@@ -1,8 +1,8 @@
-#include "ip/HIPWPowerCalcIntf.h"
+#include "kdi/ip/HIPWPowerCalcIntf.h"
 
-#include "device/HDARPart.h"
-#include "gt_power.h"
-#include "memory_power.h"
+#include "kdi/device/HDARPart.h"
+#include "platform/ip/power/gt_power.h"
+#include "platform/ip/power/memory_power.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "gt_power.h"
+#include "platform/ip/power/gt_power.h"
 
 #include <cmath>
 

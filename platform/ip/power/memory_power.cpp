@@ -1,4 +1,4 @@
-#include "memory_power.h"
+#include "platform/ip/power/memory_power.h"
 
 #include <charconv>
 #include <cmath>

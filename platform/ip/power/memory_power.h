@@ -1,8 +1,8 @@
 // Power of a memory interface core; the model is told in ip/HIPWPowerCalcIntf.h.
 #pragma once
 
-#include "ip/HIPWPowerCalcIntf.h"
-#include "terms.h"
+#include "kdi/ip/HIPWPowerCalcIntf.h"
+#include "platform/ip/power/terms.h"
 
 namespace kdi::power {
 

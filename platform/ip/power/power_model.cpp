@@ -1,4 +1,4 @@
-#include "power_model.h"
+#include "platform/ip/power/power_model.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -6,9 +6,9 @@
 #include <new>
 #include <set>
 
-#include "common/ComMsgMgr.h"
-#include "common/KdiDataDir.h"
-#include "common/KdiJson.h"
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiDataDir.h"
+#include "kdi/common/KdiJson.h"
 
 namespace kdi::power {
 namespace {

@@ -1,9 +1,9 @@
-#include "terms.h"
+#include "platform/ip/power/terms.h"
 
 #include <charconv>
 #include <cmath>
 
-#include "common/ComMsgMgr.h"
+#include "kdi/common/ComMsgMgr.h"
 
 namespace kdi::power {
 namespace {

@@ -6,8 +6,8 @@
 #include <map>
 #include <string>
 
-#include "device/Device.h"
-#include "power_model.h"
+#include "kdi/device/Device.h"
+#include "platform/ip/power/power_model.h"
 
 namespace kdi::power {
 

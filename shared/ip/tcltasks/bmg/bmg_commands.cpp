@@ -1,9 +1,9 @@
 #include <string>
 #include <vector>
 
-#include "bmg/blk_mem_gen.h"
-#include "bmg/bmg.h"
-#include "frame/tcl_command.h"
+#include "kdi/bmg/blk_mem_gen.h"
+#include "tcltasks/bmg/bmg.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace {
 

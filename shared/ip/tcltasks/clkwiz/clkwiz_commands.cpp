@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "clkwiz/clkwiz.h"
-#include "frame/guard.h"
-#include "frame/number_words.h"
-#include "frame/tcl_command.h"
-#include "ip/HIPClkwiz.h"
+#include "kdi/ip/HIPClkwiz.h"
+#include "tcltasks/clkwiz/clkwiz.h"
+#include "tcltasks/frame/guard.h"
+#include "tcltasks/frame/number_words.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace Ip_Clkwiz {
 

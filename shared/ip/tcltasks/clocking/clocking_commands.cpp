@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "clocking/clocking.h"
-#include "clocking/options.h"
-#include "common/ComMsgMgr.h"
-#include "frame/guard.h"
-#include "frame/number_words.h"
-#include "frame/tcl_command.h"
-#include "ip/HIPClocking.h"
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/ip/HIPClocking.h"
+#include "tcltasks/clocking/clocking.h"
+#include "tcltasks/clocking/options.h"
+#include "tcltasks/frame/guard.h"
+#include "tcltasks/frame/number_words.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace Ip_Clocking {
 namespace {

@@ -1,9 +1,9 @@
-#include "clocking/options.h"
+#include "tcltasks/clocking/options.h"
 
 #include <map>
 #include <memory>
 
-#include "ip/HIPClocking.h"
+#include "kdi/ip/HIPClocking.h"
 
 namespace Ip_Clocking {
 

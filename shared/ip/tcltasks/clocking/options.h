@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-#include "common/KdiTypes.h"
+#include "kdi/common/KdiTypes.h"
 
 namespace Ip_Clocking {
 

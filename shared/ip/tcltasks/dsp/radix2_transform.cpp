@@ -1,4 +1,4 @@
-#include "dsp/radix2_transform.h"
+#include "tcltasks/dsp/radix2_transform.h"
 
 #include <sys/mman.h>
 

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "common/HSTVector.h"
+#include "kdi/common/HSTVector.h"
 
 namespace dsp {
 

@@ -1,4 +1,4 @@
-#include "fec/base_matrix.h"
+#include "tcltasks/fec/base_matrix.h"
 
 #include <algorithm>
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "fec/records.h"
+#include "tcltasks/fec/records.h"
 
 namespace fec {
 

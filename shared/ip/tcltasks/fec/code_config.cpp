@@ -1,15 +1,15 @@
-#include "fec/code_config.h"
+#include "tcltasks/fec/code_config.h"
 
 #include <algorithm>
 #include <cmath>
 #include <optional>
 
-#include "fec/base_matrix.h"
-#include "fec/encoder_check.h"
-#include "fec/layer_packing.h"
-#include "fec/perf_analyser.h"
-#include "fec/reporter.h"
-#include "fec/weight_expansion.h"
+#include "tcltasks/fec/base_matrix.h"
+#include "tcltasks/fec/encoder_check.h"
+#include "tcltasks/fec/layer_packing.h"
+#include "tcltasks/fec/perf_analyser.h"
+#include "tcltasks/fec/reporter.h"
+#include "tcltasks/fec/weight_expansion.h"
 
 namespace fec {
 namespace {

@@ -1,7 +1,7 @@
 // The compiler: from the sparse description of one code to the exact list of work that the core runs.
 #pragma once
 
-#include "fec/records.h"
+#include "tcltasks/fec/records.h"
 
 namespace fec {
 

@@ -1,4 +1,4 @@
-#include "fec/core_config.h"
+#include "tcltasks/fec/core_config.h"
 
 namespace fec {
 namespace {

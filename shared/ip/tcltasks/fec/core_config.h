@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "fec/records.h"
+#include "tcltasks/fec/records.h"
 
 namespace fec {
 

@@ -1,4 +1,4 @@
-#include "fec/encoder_check.h"
+#include "tcltasks/fec/encoder_check.h"
 
 #include <algorithm>
 #include <iterator>

@@ -8,8 +8,8 @@
 
 #include <cstdint>
 
-#include "fec/base_matrix.h"
-#include "fec/reporter.h"
+#include "tcltasks/fec/base_matrix.h"
+#include "tcltasks/fec/reporter.h"
 
 namespace fec {
 

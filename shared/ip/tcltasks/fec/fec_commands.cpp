@@ -1,12 +1,12 @@
-#include "fec/fec_commands.h"
+#include "tcltasks/fec/fec_commands.h"
 
-#include "fec/code_config.h"
-#include "fec/ldpc.h"
-#include "fec/register_image.h"
-#include "fec/reporter.h"
-#include "fec/sd_fec.h"
-#include "fec/spec_reader.h"
-#include "frame/tcl_command.h"
+#include "tcltasks/fec/code_config.h"
+#include "tcltasks/fec/ldpc.h"
+#include "tcltasks/fec/register_image.h"
+#include "tcltasks/fec/reporter.h"
+#include "tcltasks/fec/sd_fec.h"
+#include "tcltasks/fec/spec_reader.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace fec {
 namespace {

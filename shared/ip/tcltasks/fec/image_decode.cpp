@@ -1,4 +1,4 @@
-#include "fec/image_decode.h"
+#include "tcltasks/fec/image_decode.h"
 
 #include <algorithm>
 #include <optional>
@@ -6,8 +6,8 @@
 #include <unordered_set>
 #include <utility>
 
-#include "fec/register_image.h"
-#include "fec/reporter.h"
+#include "tcltasks/fec/register_image.h"
+#include "tcltasks/fec/reporter.h"
 
 namespace fec {
 namespace {

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fec/records.h"
+#include "tcltasks/fec/records.h"
 
 namespace fec {
 

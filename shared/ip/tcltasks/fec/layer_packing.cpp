@@ -1,10 +1,10 @@
-#include "fec/layer_packing.h"
+#include "tcltasks/fec/layer_packing.h"
 
 #include <algorithm>
 #include <array>
 #include <span>
 
-#include "fec/order_tables.h"
+#include "tcltasks/fec/order_tables.h"
 
 namespace fec {
 namespace {

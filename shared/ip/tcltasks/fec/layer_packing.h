@@ -5,8 +5,8 @@
 // issued together do, with padding where a bank has nothing to give. It decides how long each layer takes.
 #pragma once
 
-#include "fec/records.h"
-#include "fec/reporter.h"
+#include "tcltasks/fec/records.h"
+#include "tcltasks/fec/reporter.h"
 
 namespace fec {
 

@@ -1,20 +1,20 @@
 // The FEC subsystem for a core that runs LDPC only. Each name is documented where it is declared.
 #pragma once
 
-#include "fec/base_matrix.h"
-#include "fec/code_config.h"
-#include "fec/core_config.h"
-#include "fec/encoder_check.h"
-#include "fec/fec_commands.h"
-#include "fec/fec_init.h"
-#include "fec/order_tables.h"
-#include "fec/perf_analyser.h"
-#include "fec/register_image.h"
-#include "fec/spec_reader.h"
+#include "tcltasks/fec/base_matrix.h"
+#include "tcltasks/fec/code_config.h"
+#include "tcltasks/fec/core_config.h"
+#include "tcltasks/fec/encoder_check.h"
+#include "tcltasks/fec/fec_commands.h"
+#include "tcltasks/fec/fec_init.h"
+#include "tcltasks/fec/order_tables.h"
+#include "tcltasks/fec/perf_analyser.h"
+#include "tcltasks/fec/register_image.h"
+#include "tcltasks/fec/spec_reader.h"
 
 namespace ldpc {
 
-#include "fec/names.inc"
+#include "tcltasks/fec/names.inc"
 
 namespace perf_analyser {
 

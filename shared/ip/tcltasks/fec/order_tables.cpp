@@ -1,4 +1,4 @@
-#include "fec/order_tables.h"
+#include "tcltasks/fec/order_tables.h"
 
 namespace fec::order_tables {
 namespace {

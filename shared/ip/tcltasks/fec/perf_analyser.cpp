@@ -1,4 +1,4 @@
-#include "fec/perf_analyser.h"
+#include "tcltasks/fec/perf_analyser.h"
 
 #include <algorithm>
 #include <cstdio>

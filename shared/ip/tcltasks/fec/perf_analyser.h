@@ -48,8 +48,8 @@
 #include <string>
 #include <vector>
 
-#include "fec/records.h"
-#include "fec/xlogger.h"
+#include "tcltasks/fec/records.h"
+#include "tcltasks/fec/xlogger.h"
 
 namespace fec::perf_analyser {
 

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "fec/variants.h"
+#include "tcltasks/fec/variants.h"
 
 namespace fec {
 

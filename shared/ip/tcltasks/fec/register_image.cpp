@@ -1,4 +1,4 @@
-#include "fec/register_image.h"
+#include "tcltasks/fec/register_image.h"
 
 #include <algorithm>
 #include <cinttypes>

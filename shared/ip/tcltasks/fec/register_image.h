@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "fec/records.h"
+#include "tcltasks/fec/records.h"
 
 namespace fec {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "fec/records.h"
+#include "tcltasks/fec/records.h"
 
 namespace fec {
 

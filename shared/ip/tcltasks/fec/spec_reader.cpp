@@ -1,12 +1,12 @@
-#include "fec/spec_reader.h"
+#include "tcltasks/fec/spec_reader.h"
 
 #include <cmath>
 #include <limits>
 #include <optional>
 #include <string_view>
 
-#include "fec/reporter.h"
-#include "frame/tcl_command.h"
+#include "tcltasks/fec/reporter.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace fec {
 namespace {

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "fec/core_config.h"
-#include "fec/records.h"
+#include "tcltasks/fec/core_config.h"
+#include "tcltasks/fec/records.h"
 
 namespace fec {
 

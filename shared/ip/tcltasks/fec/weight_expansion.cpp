@@ -1,4 +1,4 @@
-#include "fec/weight_expansion.h"
+#include "tcltasks/fec/weight_expansion.h"
 
 #include <algorithm>
 #include <map>

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "fec/records.h"
+#include "tcltasks/fec/records.h"
 
 namespace fec {
 

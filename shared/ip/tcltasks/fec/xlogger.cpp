@@ -1,4 +1,4 @@
-#include "fec/xlogger.h"
+#include "tcltasks/fec/xlogger.h"
 
 #include <utility>
 

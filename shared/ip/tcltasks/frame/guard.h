@@ -6,8 +6,8 @@
 #include <exception>
 #include <string>
 
-#include "common/ComMsgMgr.h"
-#include "common/HEXAll.h"
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/HEXAll.h"
 
 namespace frame {
 

@@ -1,4 +1,4 @@
-#include "frame/kelvane_config_util.h"
+#include "tcltasks/frame/kelvane_config_util.h"
 
 #include <cstdlib>
 

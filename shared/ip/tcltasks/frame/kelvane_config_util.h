@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "frame/marshalling.h"
+#include "tcltasks/frame/marshalling.h"
 
 namespace kelvane_config::util {
 
-#include "frame/shared_util_names.inc"
+#include "tcltasks/frame/shared_util_names.inc"
 
 int check_args(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], char const* usage, char const* name1,
                Tcl_Obj*& value1, char const* name2, Tcl_Obj*& value2, char const* name3, Tcl_Obj*& value3,

@@ -1,4 +1,4 @@
-#include "frame/marshalling.h"
+#include "tcltasks/frame/marshalling.h"
 
 #include <cstring>
 

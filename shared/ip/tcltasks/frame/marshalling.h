@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "common/KdiTypes.h"
+#include "kdi/common/KdiTypes.h"
 
 namespace marshalling {
 

@@ -1,10 +1,10 @@
-#include "frame/mutils_util.h"
+#include "tcltasks/frame/mutils_util.h"
 
 #include <cctype>
 #include <cstdio>
 
-#include "common/HSTStringUtils.h"
-#include "frame/marshalling.h"
+#include "kdi/common/HSTStringUtils.h"
+#include "tcltasks/frame/marshalling.h"
 
 namespace mutils::util {
 

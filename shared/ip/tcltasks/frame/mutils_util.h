@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/KdiTypes.h"
+#include "kdi/common/KdiTypes.h"
 
 namespace mutils::util {
 

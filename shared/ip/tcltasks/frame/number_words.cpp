@@ -1,4 +1,4 @@
-#include "frame/number_words.h"
+#include "tcltasks/frame/number_words.h"
 
 #include <locale.h>
 

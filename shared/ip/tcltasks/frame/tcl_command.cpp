@@ -1,4 +1,4 @@
-#include "frame/tcl_command.h"
+#include "tcltasks/frame/tcl_command.h"
 
 #include <exception>
 

@@ -1,9 +1,9 @@
-#include "power/gt_estimate.h"
+#include "tcltasks/power/gt_estimate.h"
 
-#include "common/HSTStringUtils.h"
-#include "power/key_words.h"
-#include "power/part.h"
-#include "power/values.h"
+#include "kdi/common/HSTStringUtils.h"
+#include "tcltasks/power/key_words.h"
+#include "tcltasks/power/part.h"
+#include "tcltasks/power/values.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 namespace {

@@ -1,8 +1,8 @@
 // The parameters of a transceiver core as a record for the power calculator.
 #pragma once
 
-#include "common/KdiTypes.h"
-#include "ip/HIPWPowerCalcIntf.h"
+#include "kdi/common/KdiTypes.h"
+#include "kdi/ip/HIPWPowerCalcIntf.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 

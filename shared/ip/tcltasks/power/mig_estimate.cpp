@@ -1,8 +1,8 @@
-#include "power/mig_estimate.h"
+#include "tcltasks/power/mig_estimate.h"
 
-#include "power/key_words.h"
-#include "power/part.h"
-#include "power/values.h"
+#include "tcltasks/power/key_words.h"
+#include "tcltasks/power/part.h"
+#include "tcltasks/power/values.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 namespace {

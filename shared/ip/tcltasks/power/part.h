@@ -6,10 +6,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "common/KdiTypes.h"
-#include "device/HARPartsParse.h"
-#include "ip/HIPWPowerCalcIntf.h"
-#include "power/values.h"
+#include "kdi/common/KdiTypes.h"
+#include "kdi/device/HARPartsParse.h"
+#include "kdi/ip/HIPWPowerCalcIntf.h"
+#include "tcltasks/power/values.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 

@@ -1,6 +1,6 @@
-#include "frame/tcl_command.h"
-#include "power/part.h"
-#include "power/power_est.h"
+#include "tcltasks/frame/tcl_command.h"
+#include "tcltasks/power/part.h"
+#include "tcltasks/power/power_est.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 namespace {

@@ -1,8 +1,8 @@
-#include "power/power_est.h"
+#include "tcltasks/power/power_est.h"
 
-#include "common/HSTStringUtils.h"
-#include "power/gt_estimate.h"
-#include "power/mig_estimate.h"
+#include "kdi/common/HSTStringUtils.h"
+#include "tcltasks/power/gt_estimate.h"
+#include "tcltasks/power/mig_estimate.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "common/KdiTypes.h"
+#include "kdi/common/KdiTypes.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 

@@ -1,4 +1,4 @@
-#include "power/values.h"
+#include "tcltasks/power/values.h"
 
 #include <charconv>
 #include <clocale>

@@ -1,4 +1,4 @@
-#include "dsp/ducddcgen/ducddc_catalogue.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
 
 namespace ducddcgen_init {
 

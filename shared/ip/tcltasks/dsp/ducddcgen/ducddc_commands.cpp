@@ -1,9 +1,9 @@
 #include <cstdio>
 
-#include "dsp/ducddcgen/ducddc_catalogue.h"
-#include "dsp/ducddcgen/ducddc_text.h"
-#include "dsp/ducddcgen/ducddcgen.h"
-#include "frame/tcl_command.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_text.h"
+#include "tcltasks/dsp/ducddcgen/ducddcgen.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace ducddcgen_init {
 namespace {

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <memory>
 
-#include "dsp/ducddcgen/ducddc_catalogue.h"
-#include "dsp/ducddcgen/ducddc_text.h"
-#include "dsp/ducddcgen/ducddcgen.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_text.h"
+#include "tcltasks/dsp/ducddcgen/ducddcgen.h"
 
 namespace ducddcgen_init {
 namespace {

@@ -1,4 +1,4 @@
-#include "dsp/ducddcgen/ducddc_text.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_text.h"
 
 #include <array>
 #include <charconv>

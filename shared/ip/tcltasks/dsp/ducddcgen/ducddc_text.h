@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "dsp/ducddcgen/ducddc_catalogue.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
 
 namespace ducddcgen_init {
 

@@ -1,5 +1,5 @@
-#include "dsp/fftalgorithm/fftalgorithm.h"
-#include "frame/tcl_command.h"
+#include "tcltasks/dsp/fftalgorithm/fftalgorithm.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace fftalgorithm_init {
 

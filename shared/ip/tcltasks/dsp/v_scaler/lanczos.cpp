@@ -1,4 +1,4 @@
-#include "dsp/v_scaler/lanczos.h"
+#include "tcltasks/dsp/v_scaler/lanczos.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,9 +1,9 @@
 #include <array>
 #include <string_view>
 
-#include "dsp/v_scaler/lanczos.h"
-#include "dsp/v_scaler/v_scaler.h"
-#include "frame/tcl_command.h"
+#include "tcltasks/dsp/v_scaler/lanczos.h"
+#include "tcltasks/dsp/v_scaler/v_scaler.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace {
 

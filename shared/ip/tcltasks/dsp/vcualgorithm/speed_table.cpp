@@ -1,4 +1,4 @@
-#include "dsp/vcualgorithm/speed_table.h"
+#include "tcltasks/dsp/vcualgorithm/speed_table.h"
 
 #include <sstream>
 

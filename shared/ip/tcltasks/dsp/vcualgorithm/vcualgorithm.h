@@ -3,7 +3,7 @@
 
 #include <tcl.h>
 
-#include "dsp/radix2_transform.h"
+#include "tcltasks/dsp/radix2_transform.h"
 
 namespace vcualgorithm_init {
 

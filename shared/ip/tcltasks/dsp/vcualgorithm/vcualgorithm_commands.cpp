@@ -1,9 +1,9 @@
 #include <cstdio>
 #include <fstream>
 
-#include "dsp/vcualgorithm/speed_table.h"
-#include "dsp/vcualgorithm/vcualgorithm.h"
-#include "frame/tcl_command.h"
+#include "tcltasks/dsp/vcualgorithm/speed_table.h"
+#include "tcltasks/dsp/vcualgorithm/vcualgorithm.h"
+#include "tcltasks/frame/tcl_command.h"
 
 namespace vcualgorithm_init {
 namespace {

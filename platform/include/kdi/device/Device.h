@@ -1,0 +1,97 @@
+// What the platform knows of a device, as plain values.
+//
+// All of it comes from one data file (data/devices/README.md); nothing of it is written in C++. A Part is immutable and
+// shared; pointers into it live as long as it does, for parts of HARPartMgr as long as the process.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "kdi/device/Clocking.h"
+#include "kdi/device/IoBank.h"
+#include "kdi/device/Memory.h"
+#include "kdi/device/Power.h"
+#include "kdi/device/Transceiver.h"
+
+namespace kdi::device {
+
+using Properties = std::map<std::string, std::string>;
+
+/// A super logic region: one die of several in a package.
+struct Slr {
+  std::string name;
+  bool master = false;  ///< exactly one is
+};
+
+struct ProcessingSystem {
+  std::string kind;                ///< generation: ps7, psu, psx, ...
+  std::vector<std::string> cores;  ///< names of the configuration cores that drive it
+  int mio_pins = 0;                ///< equal to the pads of the banks of kind MIO
+};
+
+/// A device at one speed grade: everything that depends on speed.
+struct SpeedGrade {
+  std::string name;  ///< as in part names: "-2LHP"
+  double core_v = 0;
+  Properties properties;
+  std::vector<ClockPrimitive> clock_primitives;
+  std::vector<ClockBuffer> clock_buffers;
+  std::vector<BlockMemory> block_memories;
+  std::vector<Transceiver> transceivers;
+  std::vector<MemoryController> memory_controllers;
+  /// The limits by key: <primitive>_FIN_MIN and _MAX, _FPFD_, _FVCO_, _FOUT_, _FPHY_ in MHz, <buffer>_PERIOD_ in ns,
+  /// and what the file adds.
+  std::map<std::string, double> keys;
+};
+
+/// A device in one package: which banks and quads lead to pins, and to which.
+struct Package {
+  std::string name;
+  Properties properties;
+  std::vector<IoBank> banks;                      ///< those that have pins, ascending by number
+  std::vector<Quad> quads;                        ///< likewise
+  std::unordered_map<std::string, PinSite> pins;  ///< every pin; for an order, walk the banks and quads
+
+  IoBank const* bank(int number) const;
+  Quad const* quad(int number) const;
+};
+
+struct Device {
+  std::string name;
+  std::string family;      ///< zorvan, tavrel, ...
+  std::string generation;  ///< which of a family's architectures, where it has several
+  std::string description;
+  Properties properties;
+  std::vector<Slr> slrs;
+  std::optional<ProcessingSystem> processing_system;
+  std::vector<IoBank> banks;  ///< all of the die's, ascending by number, without pins
+  std::vector<Quad> quads;    ///< likewise
+  std::vector<SpeedGrade> speed_grades;
+  std::vector<Package> packages;
+  Power power;
+};
+
+/// A device in a package at a speed grade, with the rest of what a part's name says.
+struct Part {
+  std::string name;
+  std::shared_ptr<Device const> device;  ///< holds `package` and `speed`; none of the three is null
+  Package const* package = nullptr;
+  SpeedGrade const* speed = nullptr;
+  Properties properties;
+
+  /// By name; null if the part has no such thing.
+  ClockPrimitive const* clock_primitive(std::string const& name) const;
+  /// The first of its kind; null if the part has none.
+  ClockPrimitive const* clock_primitive(ClockPrimitiveKind kind) const;
+  ClockBuffer const* clock_buffer(std::string const& name) const;
+  BlockMemory const* block_memory(std::string const& name) const;
+  Transceiver const* transceiver(std::string const& type) const;
+  MemoryController const* memory_controller(std::string const& name) const;
+  std::optional<double> speed_key(std::string const& key) const;
+};
+
+}  // namespace kdi::device

@@ -1,0 +1,12 @@
+// Finding a part from its name alone.
+#pragma once
+
+#include <string>
+
+#include "kdi/device/HDARPart.h"
+
+class HARPartsParse {
+ public:
+  /// The part that HARPartMgr::getPart gives for `name`: the same pointer, null if it is unknown.
+  static HDARPart const* getPart(std::string const& name);
+};

@@ -1,0 +1,46 @@
+// I/O banks, their byte lanes, and the pins of a package.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kdi/device/Range.h"
+
+namespace kdi::device {
+
+/// A place of the die where a signal enters or leaves.
+struct Pad {
+  std::string name;      ///< unique in the device
+  std::string pin;       ///< of the package; empty if the package leaves it out
+  int nibble = 0;        ///< half of the lane, from 0
+  int partner = -1;      ///< index in the lane of the pad that it makes a differential pair with; -1 for none
+  bool positive = true;  ///< of the pair
+  bool strobe = false;   ///< may carry a lane's strobe
+  bool clock = false;    ///< reaches the clock primitives
+};
+
+/// Pads that share one set of capture clocks, in the order of their sites.
+struct ByteLane {
+  std::string name;  ///< unique in the bank
+  std::vector<Pad> pads;
+};
+
+struct IoBank {
+  int number = 0;    ///< unique in the device, transceiver quads included
+  std::string kind;  ///< the family's word: HP, HD, XP, MIO, ...
+  int slr = 0;
+  Range vcco_v;
+  std::vector<ByteLane> lanes;
+};
+
+/// Where a pin of a package leads.
+struct PinSite {
+  enum class Kind { io_bank, quad };
+  Kind kind = Kind::io_bank;
+  int number = 0;  ///< of the bank or quad
+  int lane = 0;    ///< index in IoBank::lanes; 0 for a quad
+  int pad = 0;     ///< index in ByteLane::pads or Quad::pads
+};
+
+}  // namespace kdi::device

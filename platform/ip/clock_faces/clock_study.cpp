@@ -1,0 +1,272 @@
+#include "kdi/ip/host/clock_study.h"
+
+#include <algorithm>
+#include <array>
+#include <numeric>
+#include <optional>
+#include <utility>
+
+#include "platform/ip/clock_faces/number_lists.h"
+#include "platform/ip/clock_faces/part_primitives.h"
+#include "platform/ip/clock_faces/questions.h"
+#include "platform/ip/clocking/queries.h"
+
+namespace kdi::clocking {
+namespace {
+
+constexpr double kMillion = 1e6;
+constexpr int kDegreesOfTurn = 360;
+
+// The words of a question, each at most once.
+enum Word : std::size_t {
+  kPart,
+  kPrimitive,
+  kInput,
+  kSecondInput,
+  kOutputs,
+  kPhases,
+  kDutyCycles,
+  kPhy,
+  kPrefer,
+  kBandwidth,
+  kFinePhase,
+  kWhole,
+  kSpread,
+  kTolerance,
+  kPhaseTolerance,
+  kDutyTolerance
+};
+constexpr std::array<std::string_view, 16> kWords = {
+    "part",   "primitive", "input",      "second_input", "outputs", "phases",    "duty_cycles",     "phy",
+    "prefer", "bandwidth", "fine_phase", "whole",        "spread",  "tolerance", "phase_tolerance", "duty_tolerance"};
+
+std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+template <class Names>
+std::string listed(Names const& names) {
+  std::string list;
+  for (auto const& name : names) (list += list.empty() ? "" : ", ") += name;
+  return list;
+}
+
+class Words {
+ public:
+  explicit Words(std::vector<std::string_view> const& words) {
+    for (std::size_t i = 0; i < words.size(); i += 2) {
+      const auto at = std::find(kWords.begin(), kWords.end(), words[i]);
+      if (at == kWords.end()) throw Fault{"no word is called " + quoted(words[i]) + "; there are " + listed(kWords)};
+      const auto word = static_cast<Word>(at - kWords.begin());
+      if (values_[word]) refuse(word, "is given twice");
+      if (i + 1 == words.size()) refuse(word, "has no value");
+      values_[word] = words[i + 1];
+    }
+  }
+
+  [[noreturn]] static void refuse(Word word, std::string const& what) {
+    throw Fault{"word " + quoted(kWords[word]) + ": " + what};
+  }
+
+  bool has(Word word) const { return values_[word].has_value(); }
+  std::string text(Word word) const {
+    if (!values_[word]) refuse(word, "is missing");
+    return std::string(*values_[word]);
+  }
+  double number(Word word) const {
+    if (const auto value = read_number(text(word))) return *value;
+    refuse(word, quoted(text(word)) + " is no number");
+  }
+  std::vector<double> numbers(Word word) const {
+    if (const auto values = read_numbers(text(word))) return *values;
+    refuse(word, quoted(text(word)) + " is no list of numbers");
+  }
+  // The index of the value among `names`; 0 if the word is not given.
+  std::size_t choice(Word word, std::initializer_list<std::string_view> names) const {
+    if (!has(word)) return 0;
+    const auto at = std::find(names.begin(), names.end(), *values_[word]);
+    if (at == names.end()) refuse(word, quoted(text(word)) + " is none of " + listed(names));
+    return static_cast<std::size_t>(at - names.begin());
+  }
+  // A largest error; `whole` of the unit is 1.
+  std::optional<Rational> tolerance(Word word, std::int64_t whole) const {
+    constexpr std::int64_t kSteps = 1000;  // of the unit
+    if (!has(word)) return std::nullopt;
+    const double value = number(word);
+    if (!(value >= 0 && value <= static_cast<double>(whole)))
+      refuse(word, number_text(value) + " is outside 0 to " + std::to_string(whole));
+    return Rational::nearest(value, kSteps) / whole;
+  }
+
+ private:
+  std::array<std::optional<std::string_view>, kWords.size()> values_;
+};
+
+// What is asked, and of which primitive.
+struct Question {
+  Request request;
+  Primitive primitive;
+};
+
+device::ClockPrimitive const& primitive_of(device::Part const& part, Words const& words) {
+  const std::string name = words.has(kPrimitive) ? words.text(kPrimitive) : "MMCM";
+  if (device::ClockPrimitive const* const data = part.clock_primitive(name)) return *data;
+  std::vector<std::string> names;
+  for (device::ClockPrimitive const& one : part.speed->clock_primitives) names.push_back(one.name);
+  Words::refuse(kPrimitive, part.name + " has no " + quoted(name) + "; it has " + listed(names));
+}
+
+// One number for each output, or what stands in for a word that is not given.
+std::vector<double> numbers_for(Words const& words, Word word, std::size_t count, double otherwise) {
+  if (!words.has(word)) return std::vector<double>(count, otherwise);
+  std::vector<double> values = words.numbers(word);
+  if (values.size() != count)
+    Words::refuse(word, std::to_string(values.size()) + " values for " + std::to_string(count) + " outputs");
+  return values;
+}
+
+std::optional<SpreadRequest> spread_of(Words const& words) {
+  if (!words.has(kSpread)) return std::nullopt;
+  const std::vector<std::string> parts = split_words(words.text(kSpread));
+  const auto khz = parts.size() == 2 ? read_number(parts[1]) : std::nullopt;
+  if (!khz) Words::refuse(kSpread, quoted(words.text(kSpread)) + " is no mode with a frequency in kHz");
+  return SpreadRequest{parts[0], angle("modulation frequency in kHz,", *khz, 1e-3, 6e4) * 1000};
+}
+
+Request request_of(Words const& words) {
+  Request request;
+  request.input_hz = frequency("input", words.number(kInput));
+  if (words.has(kSecondInput)) request.second_input_hz = frequency("second input", words.number(kSecondInput));
+  const std::vector<double> outputs = words.numbers(kOutputs);
+  const std::vector<double> phases = numbers_for(words, kPhases, outputs.size(), 0);
+  const std::vector<double> duty_cycles = numbers_for(words, kDutyCycles, outputs.size(), 50);
+  for (std::size_t i = 0; i < outputs.size(); ++i) {
+    OutputRequest output;
+    output.frequency_hz = frequency("output", outputs[i]);
+    output.phase_deg = phase(phases[i]);
+    output.duty = duty(duty_cycles[i]);
+    request.outputs.push_back(output);
+  }
+  if (words.has(kPhy)) request.high_speed_hz = frequency("phy", words.number(kPhy));
+  request.preference = words.choice(kPrefer, {"jitter", "power"}) == 0 ? Preference::low_jitter : Preference::low_power;
+  request.bandwidth = words.choice(kBandwidth, {"OPTIMIZED", "LOW"}) == 0 ? Bandwidth::optimized : Bandwidth::low;
+  request.fine_phase = words.choice(kFinePhase, {"false", "true"}) == 1;
+  request.whole_counters = words.choice(kWhole, {"false", "true"}) == 1;
+  request.spread = spread_of(words);
+  request.tolerance = words.tolerance(kTolerance, static_cast<std::int64_t>(kMillion));
+  request.phase_tolerance = words.tolerance(kPhaseTolerance, kDegreesOfTurn);
+  request.duty_tolerance = words.tolerance(kDutyTolerance, 100);
+  return request;
+}
+
+Question read(Words const& words) {
+  device::Part const& part = part_of(words.text(kPart));
+  device::ClockPrimitive const& data = primitive_of(part, words);
+  Request request = request_of(words);
+  Primitive primitive = solver_primitive(part, data, request.fine_phase);
+  require(check(primitive));
+  require(check(primitive, request));
+  return {std::move(request), std::move(primitive)};
+}
+
+std::string setting_dict(Question const& question, Solution const& solution) {
+  std::vector<std::size_t> indices(question.request.outputs.size());
+  std::iota(indices.begin(), indices.end(), std::size_t{0});
+  return solution_dict({question.primitive, question.request, solution}, indices);
+}
+
+// The unit of a limit's bounds, and what turns the solver's figures into it.
+struct Unit {
+  char const* name;
+  double scale;
+};
+Unit unit_of(Limit limit) {
+  switch (limit) {
+    case Limit::input:
+    case Limit::pfd:
+    case Limit::vco:
+    case Limit::output_range:
+      return {"MHz", 1 / kMillion};
+    case Limit::modulation:
+      return {"Hz", 1};
+    case Limit::phase_grid:
+      return {"degrees", kDegreesOfTurn};
+    case Limit::duty_grid:
+      return {"%", 100};
+    case Limit::frequency_grid:
+      return {"ppm", kMillion};
+    case Limit::multiplier:
+    case Limit::input_divider:
+    case Limit::output_divider:
+      return {"", 1};
+    case Limit::second_input:
+    case Limit::buffer:
+      break;
+  }
+  return {nullptr, 1};
+}
+
+std::string range_text(Range const& range, double scale) {
+  constexpr std::int64_t kDigits = 1000000;
+  const auto text = [scale](Rational const& bound) {
+    return Rational::nearest(bound.to_double() * scale, kDigits).text();
+  };
+  return text(range.min) + " " + text(range.max);
+}
+
+std::string binding_dict(Binding const& binding) {
+  std::string dict;
+  put(dict, "limit", braced(name(binding.limit)));
+  if (const Unit unit = unit_of(binding.limit); unit.name != nullptr) {
+    put(dict, "unit", *unit.name == '\0' ? braced("") : unit.name);
+    put(dict, "now", braced(range_text(binding.now, unit.scale)));
+    put(dict, "needed", braced(range_text(binding.needed, unit.scale)));
+  }
+  return dict;
+}
+
+std::string diagnosis_dict(Question const& question, Diagnosis const& diagnosis) {
+  std::string dict, limits, inputs;
+  put(dict, "reason", braced(diagnosis.text));
+  for (Binding const& binding : diagnosis.bindings) append_word(limits, braced(binding_dict(binding)));
+  put(dict, "limits", braced(limits));
+  if (diagnosis.nearest) {
+    put(dict, "nearest", braced(setting_dict(question, *diagnosis.nearest)));
+    put(dict, "nearest_ppm", fixed_text(diagnosis.nearest_ppm, 3));
+  }
+  for (Rational const& input : diagnosis.exact_inputs_hz) append_word(inputs, mhz_text(input));
+  put(dict, "exact_inputs", braced(inputs));
+  return dict;
+}
+
+// Refusals leave as the door says.
+template <class Study>
+std::string study(std::vector<std::string_view> const& words, Study body) {
+  std::string result, fault;
+  if (!answer(fault, [&] { result = body(read(Words(words))); })) throw study_fault(fault);
+  return result;
+}
+
+}  // namespace
+
+std::string study_setting(std::vector<std::string_view> const& words) {
+  return study(words, [](Question const& question) {
+    const Result result = solve(question.primitive, question.request);
+    if (result.solution) return "setting " + braced(setting_dict(question, *result.solution));
+    if (!result.diagnosis) throw Fault{result.error};
+    return diagnosis_dict(question, *result.diagnosis);
+  });
+}
+
+std::string study_trade_offs(std::vector<std::string_view> const& words) {
+  return study(words, [](Question const& question) {
+    std::string list;
+    for (ParetoPoint const& point : pareto_front(question.primitive, question.request)) {
+      std::string dict;
+      put(dict, "error_ppm", fixed_text(point.worst_error.to_double() * kMillion, 3));
+      put(dict, "setting", braced(setting_dict(question, point.solution)));
+      append_word(list, braced(dict));
+    }
+    return list;
+  });
+}
+
+}  // namespace kdi::clocking

@@ -1,0 +1,56 @@
+// The command families and the two orders in which they come up and go down.
+//
+// A family is a namespace with init(Tcl_Interp*), which registers its commands and does nothing else, and uninit(). A
+// new family takes one line in each order. Families are called straight, one after the other: a table of pointers would
+// have to be relocated each time the library is loaded.
+#pragma once
+
+#include <tcl.h>
+
+#include "tcltasks/bmg/bmg.h"
+#include "tcltasks/clkwiz/clkwiz.h"
+#include "tcltasks/clocking/clocking.h"
+#include "tcltasks/dsp/ducddcgen/ducddcgen.h"
+#include "tcltasks/dsp/fftalgorithm/fftalgorithm.h"
+#include "tcltasks/dsp/v_scaler/v_scaler.h"
+#include "tcltasks/dsp/vcualgorithm/vcualgorithm.h"
+#include "tcltasks/fec/fec_init.h"
+#include "tcltasks/power/power_est.h"
+
+namespace frame {
+
+template <auto... Steps>
+struct sequence {
+  template <class... Args>
+  static void run(Args... args) {
+    (Steps(args...), ...);
+  }
+};
+
+using start_order = sequence<                      //
+    fftalgorithm_init::init,                       //
+    vcualgorithm_init::init,                       //
+    ducddcgen_init::init,                          //
+    bmg_init::bmg_kdi_tcltasks::init,              //
+    power_est_init::power_est_kdi_tcltasks::init,  //
+    Ip_Clkwiz::init,                               //
+    Ip_Clocking::init,                             //
+    v_scaler_init::v_scaler_kdi_tcltasks::init,    //
+    sd_fec::init,                                  //
+    ldpc::init>;
+
+// Not the reverse of the start order, and not simply the same: clocking comes up before the scaler and goes down after
+// ldpc.
+using stop_order = sequence<                         //
+    fftalgorithm_init::uninit,                       //
+    vcualgorithm_init::uninit,                       //
+    ducddcgen_init::uninit,                          //
+    bmg_init::bmg_kdi_tcltasks::uninit,              //
+    power_est_init::power_est_kdi_tcltasks::uninit,  //
+    Ip_Clkwiz::uninit,                               //
+    v_scaler_init::v_scaler_kdi_tcltasks::uninit,    //
+    sd_fec::uninit,                                  //
+    ldpc::uninit,                                    //
+    Ip_Clocking::uninit>;
+
+}  // namespace frame
