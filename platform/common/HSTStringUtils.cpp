@@ -1,6 +1,9 @@
 #include "kdi/common/HSTStringUtils.h"
 
+#include <algorithm>
+
+#include "kdi/common/KdiText.h"
+
 void HSTStringUtils::to_lower(std::string& text) {
-  for (char& c : text)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  std::transform(text.begin(), text.end(), text.begin(), kdi::text::to_lower);
 }

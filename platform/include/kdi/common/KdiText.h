@@ -1,0 +1,104 @@
+// Texts, byte by byte and the same under every locale: kinds of characters, case, pieces.
+//
+// For everything from the platform's libraries to the shell. Letters are those of ASCII; bytes above 0x7F are letters
+// of no case and of no kind. The character functions of the C library follow the process's locale, under which `i` may
+// have no `I`, and are used nowhere.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kdi::text {
+
+/// What separates words: the blanks of the C locale.
+inline constexpr std::string_view kBlanks = " \t\n\v\f\r";
+
+constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool is_upper(char c) { return c >= 'A' && c <= 'Z'; }
+constexpr bool is_lower(char c) { return c >= 'a' && c <= 'z'; }
+constexpr bool is_letter(char c) { return is_upper(c) || is_lower(c); }
+constexpr bool is_letter_or_digit(char c) { return is_letter(c) || is_digit(c); }
+constexpr bool is_blank(char c) { return kBlanks.find(c) != std::string_view::npos; }
+/// 0x00 to 0x1F and 0x7F.
+constexpr bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+constexpr char to_lower(char c) { return is_upper(c) ? static_cast<char>(c - 'A' + 'a') : c; }
+constexpr char to_upper(char c) { return is_lower(c) ? static_cast<char>(c - 'a' + 'A') : c; }
+
+/// A copy in lower or in upper case.
+inline std::string lowered(std::string_view text) {
+  std::string copy(text);
+  std::transform(copy.begin(), copy.end(), copy.begin(), to_lower);
+  return copy;
+}
+inline std::string uppered(std::string_view text) {
+  std::string copy(text);
+  std::transform(copy.begin(), copy.end(), copy.begin(), to_upper);
+  return copy;
+}
+
+/// Whether the texts are the same, and whether `text` begins with `start`, but for the case of letters.
+constexpr bool same_but_case(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return to_lower(x) == to_lower(y); });
+}
+constexpr bool starts_with_but_case(std::string_view text, std::string_view start) {
+  return same_but_case(text.substr(0, start.size()), start);
+}
+
+/// `text` without what stands of `characters` at its ends. Borrows from `text`, as split and words do.
+constexpr std::string_view trimmed(std::string_view text, std::string_view characters = kBlanks) {
+  const std::size_t first = text.find_first_not_of(characters);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(characters) - first + 1);
+}
+
+/// The pieces between separators, empty ones too: one more than there are separators.
+inline std::vector<std::string_view> split(std::string_view text, char separator) {
+  std::vector<std::string_view> pieces;
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    pieces.push_back(text.substr(0, end));
+    if (end == std::string_view::npos) return pieces;
+    text.remove_prefix(end + 1);
+  }
+}
+
+/// The pieces that are not empty, each character of `separators` being one.
+inline std::vector<std::string_view> words(std::string_view text, std::string_view separators = kBlanks) {
+  std::vector<std::string_view> words;
+  for (std::size_t begin = text.find_first_not_of(separators); begin != std::string_view::npos;) {
+    const std::size_t end = std::min(text.find_first_of(separators, begin), text.size());
+    words.push_back(text.substr(begin, end - begin));
+    begin = text.find_first_not_of(separators, end);
+  }
+  return words;
+}
+
+/// The members of a range of texts, the separator between them.
+template <class Texts>
+std::string joined(Texts const& texts, std::string_view separator) {
+  std::string all;
+  bool is_first = true;
+  for (auto const& one : texts) {
+    if (!is_first) all += separator;
+    is_first = false;
+    all += one;
+  }
+  return all;
+}
+
+/// Adds a word behind those of `list`, a blank between them.
+inline void append_word(std::string& list, std::string_view word) {
+  if (!list.empty()) list += ' ';
+  list += word;
+}
+
+/// The text between double quotes, as messages show words that people gave.
+inline std::string quoted(std::string_view text) {
+  std::string shown = "\"";
+  return shown.append(text).append("\"");
+}
+
+}  // namespace kdi::text
