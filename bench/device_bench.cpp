@@ -8,12 +8,13 @@
 #include "bench/ratio.h"
 #include "kdi/common/KdiJson.h"
 #include "kdi/device/host/PartCatalogue.h"
+#include "tests/support/places.h"
 
 namespace {
 
 constexpr int kPairs = 21;
 constexpr int kLookups = 20000;
-const std::string kDirectory = IPTASKS_DATA_DIR "/devices";
+const std::string kDirectory = places::data("devices");
 const std::string kPart = "brvn3716-die-2LHP-e-S-es1";
 
 double first_lookup() {

@@ -1,7 +1,7 @@
 add_unit_test(lanczos_test LABELS dsp)
 add_unit_test(radix2_transform_test LABELS dsp LINKS fftw3)
 add_tcl_test(dsp LABELS dsp)
-add_unit_test(ducddc_catalogue_test LABELS dsp LINKS ducddc_chain)
+add_unit_test(ducddc_catalogue_test OPTIMISED LABELS dsp LINKS ducddc_chain)
 add_unit_test(fir_design_test LABELS dsp LINKS fir_design)
 add_unit_test(ducddcgen_test LABELS dsp)
 add_tcl_test(ducddcgen LABELS dsp)

@@ -2,7 +2,5 @@
 find_package(nlohmann_json REQUIRED)
 foreach(name command_table_test completion_test result_json_test shell_script_test shell_terminal_test)
   add_unit_test(${name} LABELS shell LINKS "kdish_parts;nlohmann_json::nlohmann_json;util")
-  target_compile_definitions(${name} PRIVATE IPTASKS_KDISH="$<TARGET_FILE:kdish>"
-    IPTASKS_COMMAND_DOCS="$<TARGET_FILE:command_docs>" IPTASKS_LIB_DIR="${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
   add_dependencies(${name} kdish command_docs kdi_fectools)
 endforeach()

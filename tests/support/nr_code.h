@@ -9,12 +9,13 @@
 #include <vector>
 
 #include "tcltasks/fec/records.h"
+#include "tests/support/places.h"
 
 namespace test_support {
 
 /// The lines of a table behind its heading, as numbers.
 inline std::vector<std::vector<unsigned>> read_table(std::string const& name) {
-  std::ifstream file(std::string(IPTASKS_DATA_DIR) + "/ldpc/" + name);
+  std::ifstream file(places::data("ldpc/" + name));
   std::string line;
   if (!std::getline(file, line)) throw std::runtime_error("cannot read " + name);
   std::vector<std::vector<unsigned>> rows;

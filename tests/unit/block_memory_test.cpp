@@ -13,6 +13,7 @@
 #include "kdi/bmg/blk_mem_gen.h"
 #include "kdi/bmg/host/tiling.h"
 #include "kdi/common/host/MessageHost.h"
+#include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -228,7 +229,7 @@ TEST(BlockMemory, AnswersSeveralThreads) {
   for (int i = 0; i < 4; ++i)
     threads.emplace_back([&, i] {
       for (int round = 0; round < (i == 0 ? 500 : 30000); ++round) {
-        if (i == 0) bmg::load_data(std::string(IPTASKS_DATA_DIR) + "/bmg");
+        if (i == 0) bmg::load_data(places::data("bmg"));
         if (tile("type single_port_ram width_a 40 depth_a 3000 primitives 18").count(18) != 7) ++wrong;
       }
     });
@@ -276,13 +277,13 @@ std::string content_of(std::string const& path) {
 
 class BlockMemoryData : public testing::Test {
  protected:
-  ~BlockMemoryData() override { bmg::load_data(std::string(IPTASKS_DATA_DIR) + "/bmg"); }
+  ~BlockMemoryData() override { bmg::load_data(places::data("bmg")); }
 
   // The text of the fault when the first `old` in a file becomes `changed`, without the folder's name.
   std::string fault_with(std::string const& file, std::string const& old, std::string const& changed) {
     const Scratch scratch;
     for (std::string const name : {"primitives.json", "versions.json"}) {
-      std::string text = content_of(std::string(IPTASKS_DATA_DIR) + "/bmg/" + name);
+      std::string text = content_of(places::data("bmg/" + name));
       if (name == file) {
         const std::size_t at = text.find(old);
         EXPECT_NE(at, std::string::npos) << old;

@@ -11,6 +11,7 @@
 #include "host/kdish/reference.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
+#include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/scratch.h"
 
@@ -21,7 +22,7 @@ using kdish::Shape;
 using kdish::Table;
 using nlohmann::json;
 
-std::string const kData = IPTASKS_DATA_DIR "/commands";
+std::string const kData = places::data("commands");
 
 Table const& shipped() {
   static const Table table({kData});
@@ -145,7 +146,7 @@ class Interpreter {
   ~Interpreter() { Tcl_DeleteInterp(interp_); }
 
   void load(std::string const& library) {
-    const std::string script = "load {" IPTASKS_LIB_DIR "/" + library + "}";
+    const std::string script = "load {" + places::library(library) + "}";
     EXPECT_EQ(Tcl_Eval(interp_, script.c_str()), TCL_OK) << Tcl_GetStringResult(interp_);
   }
   std::set<std::string> commands() {
@@ -200,13 +201,14 @@ TEST(CommandTable, EveryCommandOfTheShellHasAnEntryAndNoOther) {
   const std::string script = R"(
     proc all {in ns} { concat [interp eval $in [list info commands ${ns}::*]] {*}[lmap child [interp eval $in [list namespace children ::$ns]] { all $in $child }] }
     interp create plain
-    foreach library {libkdi_iptasks.so libkdi_common.so libkdi_fectools.so libkdi_bmgtools.so libkdi_clocktools.so} { plain eval [list load )" IPTASKS_LIB_DIR
-                             R"(/$library] }
+    foreach library {libkdi_iptasks.so libkdi_common.so libkdi_fectools.so libkdi_bmgtools.so libkdi_clocktools.so} { plain eval [list load )" +
+                             places::library("$library") +
+                             R"(] }
     set known [all plain {}]
     foreach name [all {} {}] { if {$name ni $known && $name ni {::all ::plain} && ![string match ::oo::Obj* $name]} { puts [string range $name 2 end] } }
   )";
   const Scratch folder;
-  const Outcome outcome = run_program({IPTASKS_KDISH, folder.file("list.tcl", script)});
+  const Outcome outcome = run_program({places::program("kdish"), folder.file("list.tcl", script)});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   std::istringstream lines(outcome.out);
   std::set<std::string> names;
@@ -215,18 +217,19 @@ TEST(CommandTable, EveryCommandOfTheShellHasAnEntryAndNoOther) {
 }
 
 TEST(CommandReference, IsWhatTheTableSays) {
-  const Outcome outcome = run_program({IPTASKS_COMMAND_DOCS, kData, IPTASKS_SOURCE_DIR "/docs/commands", "--check"});
+  const Outcome outcome =
+      run_program({places::program("command_docs"), kData, places::source("docs/commands"), "--check"});
   EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
 }
 
 TEST(CommandReference, AStalePageAStrayPageAndAMissingOneAreNamed) {
   const Scratch docs;
-  ASSERT_EQ(run_program({IPTASKS_COMMAND_DOCS, kData, docs.folder()}).status, 0);
-  ASSERT_EQ(run_program({IPTASKS_COMMAND_DOCS, kData, docs.folder(), "--check"}).status, 0);
+  ASSERT_EQ(run_program({places::program("command_docs"), kData, docs.folder()}).status, 0);
+  ASSERT_EQ(run_program({places::program("command_docs"), kData, docs.folder(), "--check"}).status, 0);
   docs.file("fec.md", "something else");
   docs.file("nothing.md", "a page");
   std::filesystem::remove(docs.path("dsp.md"));
-  const Outcome outcome = run_program({IPTASKS_COMMAND_DOCS, kData, docs.folder(), "--check"});
+  const Outcome outcome = run_program({places::program("command_docs"), kData, docs.folder(), "--check"});
   EXPECT_EQ(outcome.status, 1);
   for (char const* name : {"fec.md", "dsp.md", "nothing.md"}) EXPECT_NE(outcome.out.find(name), std::string::npos);
   EXPECT_EQ(docs.content("fec.md"), "something else") << "a check writes nothing";
@@ -287,10 +290,11 @@ TEST_P(Examples, GiveTheResultThatIsShown) {
   Command const& command = *shipped().command(GetParam());
   const Scratch folder;
   const std::string script = command.example.setup + "\n" + command.example.script;
-  const Outcome outcome = run_program(
-      {IPTASKS_KDISH, folder.file("example.tcl", command.example.setup + "\nputs -nonewline [open result w] [" +
-                                                     command.example.script + "]")},
-      {{}, folder.folder(), "", ""});
+  const Outcome outcome =
+      run_program({places::program("kdish"),
+                   folder.file("example.tcl", command.example.setup + "\nputs -nonewline [open result w] [" +
+                                                  command.example.script + "]")},
+                  {{}, folder.folder(), "", ""});
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   const std::string result = folder.content("result");
   if (command.example.is_pattern)
@@ -305,7 +309,7 @@ TEST_P(Examples, FailWithTheTextsThatAreShown) {
   for (kdish::CommandError const& error : command.errors) {
     if (error.script.empty()) continue;
     const Outcome outcome = run_program(
-        {IPTASKS_KDISH, "-c",
+        {places::program("kdish"), "-c",
          "if {![catch {" + error.script + "} text]} {error {no failure}}; puts -nonewline [open result w] $text"},
         {{}, folder.folder(), "", ""});
     EXPECT_EQ(outcome.status, 0) << error.script << outcome.err;
@@ -321,7 +325,7 @@ TEST_P(Examples, GiveJsonOfTheDeclaredShape) {
   Command const& command = *shipped().command(GetParam());
   const Scratch folder;
   const Outcome outcome =
-      run_program({IPTASKS_KDISH, "--json", "-c", command.example.setup + "\n" + command.example.script},
+      run_program({places::program("kdish"), "--json", "-c", command.example.setup + "\n" + command.example.script},
                   {{}, folder.folder(), "", ""});
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   ASSERT_TRUE(outcome.out.ends_with("\n"));

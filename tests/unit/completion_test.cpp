@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -24,7 +25,7 @@ KnownNames::List among(Texts const& all) {
 }
 
 Completion completed(std::string const& text) {
-  static const kdish::Table table({IPTASKS_DATA_DIR "/commands"});
+  static const kdish::Table table({places::data("commands")});
   KnownNames names;
   names.commands = among({"get_param", "get_part", "help", "ldpc::gen_core_params", "puts", "user::"});
   names.variables = among({"code", "codes", "x"});

@@ -7,13 +7,14 @@
 #include <set>
 
 #include "kdi/device/host/PartCatalogue.h"
+#include "tests/support/places.h"
 
 namespace {
 
 using namespace kdi::device;
 
 PartCatalogue& shipped() {
-  static PartCatalogue catalogue({IPTASKS_DATA_DIR "/devices"});
+  static PartCatalogue catalogue({places::data("devices")});
   return catalogue;
 }
 

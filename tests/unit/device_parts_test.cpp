@@ -10,6 +10,7 @@
 #include "kdi/device/HARPartMgr.h"
 #include "kdi/device/HARPartsParse.h"
 #include "kdi/device/host/PartCatalogue.h"
+#include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -17,7 +18,7 @@ namespace {
 using namespace kdi::device;
 
 constexpr char kDefaultPart[] = "brvn3716-die-2LHP-e-S-es1";
-constexpr char kShipped[] = IPTASKS_DATA_DIR "/devices";
+const std::string kShipped = places::data("devices");
 
 // The process's data roots: one with a broken device, one with the example's device, and behind them the shipped data.
 class Roots : public testing::Environment {
@@ -25,7 +26,7 @@ class Roots : public testing::Environment {
   void SetUp() override {
     scratch_ = std::make_unique<Scratch>();
     scratch_->file("devices/brokn10.json", "{\n  \"format\": 1,\n  \"device\": 7\n}\n");
-    ::setenv("KDI_DATA_DIR", (scratch_->folder() + ":" IPTASKS_SOURCE_DIR "/examples/data").c_str(), 1);
+    ::setenv("KDI_DATA_DIR", (scratch_->folder() + ":" + places::source("examples/data")).c_str(), 1);
   }
   void TearDown() override { scratch_.reset(); }
   static std::string broken() { return std::filesystem::canonical(scratch_->path("devices/brokn10.json")); }
@@ -42,7 +43,7 @@ TEST(DataDirectories, AreThoseOfAllRootsInOrder) {
   EXPECT_EQ(kdi::data_directories("no such folder"), std::vector<std::string>{});
   ::setenv("KDI_DATA_DIR", given.c_str(), 1);
   EXPECT_EQ(found, (std::vector<std::string>{std::filesystem::path(Roots::broken()).parent_path(),
-                                             std::filesystem::canonical(IPTASKS_SOURCE_DIR "/examples/data/devices"),
+                                             std::filesystem::canonical(places::source("examples/data/devices")),
                                              std::filesystem::canonical(kShipped)}));
 }
 
@@ -107,8 +108,8 @@ TEST(PartManager, FindsADeviceThatWasAddedAsAFile) {
 }
 
 TEST(PartManager, FindsWhatTheGuideShows) {
-  const std::string guide = kdi::read_file(IPTASKS_SOURCE_DIR "/docs/adding-a-device.md");
-  const std::string example = kdi::read_file(IPTASKS_SOURCE_DIR "/examples/data/devices/zrv7012.json");
+  const std::string guide = kdi::read_file(places::source("docs/adding-a-device.md"));
+  const std::string example = kdi::read_file(places::source("examples/data/devices/zrv7012.json"));
   EXPECT_NE(guide.find("```json\n" + example + "```\n"), std::string::npos);
 }
 
@@ -134,7 +135,7 @@ TEST(PartCatalogue, ReadsAFileWhenItsPartIsFirstAskedForAndNeverAgain) {
   const Scratch scratch;
   PartCatalogue catalogue({scratch.folder()});
   EXPECT_EQ(catalogue.part("zrv7012-c225-1-c"), nullptr);
-  std::filesystem::copy_file(IPTASKS_SOURCE_DIR "/examples/data/devices/zrv7012.json", scratch.path("zrv7012.json"));
+  std::filesystem::copy_file(places::source("examples/data/devices/zrv7012.json"), scratch.path("zrv7012.json"));
   EXPECT_EQ(catalogue.devices(), std::vector<std::string>{"zrv7012"});
   EXPECT_THROW(catalogue.part("zrv7012-c225-1-c"), kdi::json_error);  // its family is missing here
   std::filesystem::create_directories(scratch.path("families"));
@@ -148,10 +149,10 @@ TEST(PartCatalogue, ReadsAFileWhenItsPartIsFirstAskedForAndNeverAgain) {
 
 TEST(PartCatalogue, TakesTheFileOfTheFirstDirectory) {
   const Scratch scratch;
-  std::string text = kdi::read_file(IPTASKS_SOURCE_DIR "/examples/data/devices/zrv7012.json");
+  std::string text = kdi::read_file(places::source("examples/data/devices/zrv7012.json"));
   text.replace(text.find("\"MMCM\": 2"), 9, "\"MMCM\": 3");
   scratch.file("zrv7012.json", text);
-  PartCatalogue catalogue({IPTASKS_SOURCE_DIR "/examples/data/devices", kShipped});
+  PartCatalogue catalogue({places::source("examples/data/devices"), kShipped});
   catalogue.add_directory(scratch.folder());
   EXPECT_EQ(catalogue.part("zrv7012-c225-1-c")->values().clock_primitive("MMCM")->count, 3);
 }

@@ -10,6 +10,7 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/device/host/PartCatalogue.h"
 #include "tests/support/json_schema.h"
+#include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -17,7 +18,7 @@ namespace {
 using namespace kdi::device;
 using nlohmann::json;
 
-const std::string kDevices = IPTASKS_DATA_DIR "/devices";
+const std::string kDevices = places::data("devices");
 
 json file_of(std::string const& name) { return json::parse(kdi::read_file(kDevices + "/" + name)); }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tcltasks/dsp/ducddcgen/ducddcgen.h"
+#include "tests/support/places.h"
 #include "tools/ducddc/rules.h"
 
 namespace {
@@ -20,7 +21,7 @@ namespace {
 using namespace ducddcgen_init;
 
 ducddc::Rules const& rules() {
-  static const ducddc::Rules read = ducddc::read_rules(IPTASKS_DATA_DIR "/ducddc/rules.json");
+  static const ducddc::Rules read = ducddc::read_rules(places::data("ducddc/rules.json"));
   return read;
 }
 

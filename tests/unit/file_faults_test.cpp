@@ -20,6 +20,7 @@
 #include "kdi/device/host/PartCatalogue.h"
 #include "kdi/ip/HIPWPowerCalcIntf.h"
 #include "tests/support/fault_runs.h"
+#include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -43,7 +44,7 @@ struct Reader {
 std::ostream& operator<<(std::ostream& out, Reader const& reader) { return out << reader.name; }
 
 void copy_into(Scratch const& scratch, std::string const& source, std::string const& place) {
-  scratch.file(place, kdi::read_file(IPTASKS_SOURCE_DIR "/" + source));
+  scratch.file(place, kdi::read_file(places::source(source)));
 }
 
 void set_root(std::string const& folder) { ::setenv("KDI_DATA_DIR", folder.c_str(), 1); }

@@ -10,6 +10,7 @@
 #include "tcltasks/fec/ldpc.h"
 #include "tcltasks/fec/sd_fec.h"
 #include "tests/support/nr_code.h"
+#include "tests/support/places.h"
 
 namespace {
 
@@ -67,7 +68,7 @@ TEST_P(GoldenImage, IsUnchanged) {
   fec::code_spec spec = test_support::nr_code(GetParam().graph, GetParam().z);
   GetParam().change(spec);
   const std::string text = image_text<sd_fec::variant>(spec) + image_text<ldpc::variant>(spec);
-  const std::string path = std::string(IPTASKS_GOLDEN_DIR) + "/fec/" + GetParam().name + ".txt";
+  const std::string path = places::golden(std::string("fec/") + GetParam().name + ".txt");
   if (std::getenv("UPDATE_GOLDEN") != nullptr) {
     std::ofstream(path) << text;
     return;

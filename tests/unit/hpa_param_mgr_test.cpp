@@ -10,6 +10,7 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/host/ParamHost.h"
 #include "tests/support/decimal_comma.h"
+#include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -133,8 +134,7 @@ TEST_F(Parameters, ThatTheSourcesReadAreDeclared) {
             (std::vector<std::string>{"x.y", "z"}));
   int sources = 0;
   for (char const* const folder : {"shared", "platform", "host"})
-    for (auto const& entry :
-         std::filesystem::recursive_directory_iterator(std::string(IPTASKS_SOURCE_DIR "/") + folder)) {
+    for (auto const& entry : std::filesystem::recursive_directory_iterator(places::source(folder))) {
       const std::string suffix = entry.path().extension();
       if (suffix != ".cpp" && suffix != ".h") continue;
       ++sources;

@@ -6,6 +6,7 @@
 
 #include "kdi/common/HUTEnv.h"
 #include "kdi/common/HUTFile.h"
+#include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -147,9 +148,9 @@ TEST(DataRoots, AreTheFirstThatHaveTheFamily) {
 }
 
 TEST(DataRoots, EndWithTheProjectsOwnData) {
-  EXPECT_TRUE(std::filesystem::equivalent(HUTEnv::getKDIDataDir("messages"), IPTASKS_DATA_DIR));
+  EXPECT_TRUE(std::filesystem::equivalent(HUTEnv::getKDIDataDir("messages"), places::data("")));
   const Environment roots("KDI_DATA_DIR", "/nonexistent");
-  EXPECT_TRUE(std::filesystem::equivalent(HUTEnv::getKDIDataDir("messages"), IPTASKS_DATA_DIR));
+  EXPECT_TRUE(std::filesystem::equivalent(HUTEnv::getKDIDataDir("messages"), places::data("")));
 }
 
 }  // namespace

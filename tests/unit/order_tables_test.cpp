@@ -12,6 +12,7 @@
 
 #include "tcltasks/fec/ldpc.h"
 #include "tests/support/nr_code.h"
+#include "tests/support/places.h"
 
 namespace {
 
@@ -117,7 +118,7 @@ TEST(OrderTables, SaveStallsOnEveryTableAsTheDocumentSays) {
   };
   std::map<std::string, sums> stalls;
   std::vector<std::string> order;
-  std::ifstream file(std::string(IPTASKS_DATA_DIR) + "/ldpc/order/gain.csv");
+  std::ifstream file(places::data("ldpc/order/gain.csv"));
   std::string line;
   ASSERT_TRUE(std::getline(file, line));
   while (std::getline(file, line)) {
@@ -131,7 +132,7 @@ TEST(OrderTables, SaveStallsOnEveryTableAsTheDocumentSays) {
     stalls[name].after += values[3] * values[7];
   }
   ASSERT_EQ(order.size(), 10U);
-  std::ifstream page(std::string(IPTASKS_DATA_DIR) + "/../docs/order-of-base-graphs.md");
+  std::ifstream page(places::source("docs/order-of-base-graphs.md"));
   std::stringstream text;
   text << page.rdbuf();
   for (std::string const& name : order) {

@@ -14,6 +14,7 @@
 #include "platform/ip/power/gt_power.h"
 #include "platform/ip/power/memory_power.h"
 #include "tests/support/decimal_comma.h"
+#include "tests/support/places.h"
 #include "tests/support/power_fixture.h"
 
 namespace {
@@ -653,8 +654,7 @@ TEST_P(ShippedPart, IsFiniteAndNotNegativeForAnyRecord) {
 TEST(Calculator, IsTheSameUnderADecimalComma) {
   const auto both = [] {
     // the data are read anew, under whatever locale there is
-    const kdi::power::Model model =
-        kdi::power::read_model(kdi::read_file(IPTASKS_DATA_DIR "/power/tavrel.json"), "tavrel");
+    const kdi::power::Model model = kdi::power::read_model(kdi::read_file(places::data("power/tavrel.json")), "tavrel");
     kdi::device::Part const& part = HARPartsParse::getPart("brvn5130-c2601-2LHP-i-S")->values();
     MigPowerRecord record = usual_mig();
     record.ioVoltage = "1.35V";

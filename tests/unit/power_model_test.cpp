@@ -7,6 +7,7 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/device/HARPartsParse.h"
 #include "kdi/device/host/PartCatalogue.h"
+#include "tests/support/places.h"
 #include "tests/support/power_fixture.h"
 #include "tests/support/scratch.h"
 
@@ -16,7 +17,7 @@ using kdi::power::Model;
 using kdi::power::read_model;
 
 std::string shipped_text(std::string const& generation) {
-  return kdi::read_file(IPTASKS_DATA_DIR "/power/" + generation + ".json");
+  return kdi::read_file(places::data("power/" + generation + ".json"));
 }
 
 // The shipped text with the first `from` replaced.
@@ -93,7 +94,7 @@ TEST(PowerModel, ABrokenFileIsReportedAndIsNone) {
 class ShippedDevicePower : public testing::TestWithParam<std::string> {};
 
 kdi::device::PartCatalogue& shipped() {
-  static kdi::device::PartCatalogue catalogue({IPTASKS_DATA_DIR "/devices"});
+  static kdi::device::PartCatalogue catalogue({places::data("devices")});
   return catalogue;
 }
 

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/support/decimal_comma.h"
+#include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/scratch.h"
 
@@ -13,7 +14,7 @@ using nlohmann::json;
 using Words = std::vector<std::string>;
 
 Outcome kdish(Words words, Surroundings const& around = {}) {
-  words.insert(words.begin(), IPTASKS_KDISH);
+  words.insert(words.begin(), places::program("kdish"));
   return run_program(words, around);
 }
 Surroundings in(std::string const& folder) { return {{}, folder, "", ""}; }
@@ -149,7 +150,7 @@ TEST(Script, OutputThatNobodyTakesIsAFailure) {
 TEST(Script, ClosedStreamsAreFailures) {
   const Scratch folder;
   const auto run = [&](std::string const& words) {
-    return run_program({"/bin/sh", "-c", "exec \"$0\" " + words, IPTASKS_KDISH}, in(folder.folder()));
+    return run_program({"/bin/sh", "-c", "exec \"$0\" " + words, places::program("kdish")}, in(folder.folder()));
   };
   EXPECT_EQ(run("-c 'puts hi' >&-").status, 1);
   EXPECT_EQ(run("-c 'expr 1' >&-").status, 1);
@@ -161,7 +162,7 @@ TEST(Script, ClosedStreamsAreFailures) {
 }
 
 TEST(Script, StandardInputThatCannotBeReadIsAFailure) {
-  const Outcome outcome = run_program({"/bin/sh", "-c", "exec \"$0\" < /", IPTASKS_KDISH});
+  const Outcome outcome = run_program({"/bin/sh", "-c", "exec \"$0\" < /", places::program("kdish")});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err, "standard input cannot be read: Is a directory\n");
 }
@@ -210,7 +211,7 @@ TEST(Json, AScriptMayComeFromAPipe) {
   const Scratch folder;
   folder.file("j.tcl", "puts log\nlist_parts zrv7030-c484-1-c");
   const Outcome outcome = run_program(
-      {"/bin/sh", "-c", "mkfifo pipe; cat j.tcl > pipe & exec timeout 20 \"$0\" --json pipe", IPTASKS_KDISH},
+      {"/bin/sh", "-c", "mkfifo pipe; cat j.tcl > pipe & exec timeout 20 \"$0\" --json pipe", places::program("kdish")},
       in(folder.folder()));
   EXPECT_EQ(outcome.out, "[\"zrv7030-c484-1-c\"]\n") << outcome.err;
   EXPECT_EQ(outcome.status, 0);
@@ -378,7 +379,7 @@ TEST(Journal, ThatNoLongerCanBeWrittenIsToldOfOnceAndTheCommandsRun) {
   const Scratch folder;
   // the file may take 64 blocks of 512 bytes at most
   const Outcome outcome = run_program(
-      {"/bin/sh", "-c", "ulimit -f 1; exec \"$0\" --journal j", IPTASKS_KDISH},
+      {"/bin/sh", "-c", "ulimit -f 1; exec \"$0\" --journal j", places::program("kdish")},
       {{}, folder.folder(), "set x " + std::string(2000, 'a') + "\nputs [string length $x]\nputs more\n", ""});
   EXPECT_EQ(outcome.out, "2000\nmore\n");
   EXPECT_EQ(outcome.status, 1) << outcome.err;

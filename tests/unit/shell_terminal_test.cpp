@@ -1,6 +1,7 @@
 // kdish as a person types it.
 #include <gtest/gtest.h>
 
+#include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/scratch.h"
 
@@ -36,7 +37,7 @@ class Terminal : public testing::Test {
   }
 
   Scratch folder_;
-  std::vector<std::string> const words_ = {IPTASKS_KDISH};
+  std::vector<std::string> const words_ = {places::program("kdish")};
 };
 
 TEST_F(Terminal, ShowsResultsAndErrors) {
@@ -209,7 +210,8 @@ TEST_F(Terminal, APromptStandsOnALineOfItsOwn) {
 }
 
 TEST_F(Terminal, PromptsDoNotMixWithResultsInAFile) {
-  TerminalSession session({"/bin/sh", "-c", "exec \"$0\" > out", IPTASKS_KDISH}, variables(), folder_.folder());
+  TerminalSession session({"/bin/sh", "-c", "exec \"$0\" > out", places::program("kdish")}, variables(),
+                          folder_.folder());
   at_prompt(session, "list_parts zrv7030-c484-1-\t\t");
   EXPECT_TRUE(session.shows("zrv7030-c484-1-c  zrv7030-c484-1-i\r\n"));
   EXPECT_TRUE(session.shows("kdish> list_parts zrv7030-c484-1-"));  // the prompt again, before the command runs
@@ -289,7 +291,7 @@ TEST_F(Terminal, LongWorkIsSeen) {
 
 TEST_F(Terminal, JournalsAndReplays) {
   {
-    TerminalSession session({IPTASKS_KDISH, "--journal", "j"}, variables(), folder_.folder());
+    TerminalSession session({places::program("kdish"), "--journal", "j"}, variables(), folder_.folder());
     at_prompt(session, "set answer \\\r");
     ASSERT_TRUE(session.shows(kContinuation));
     session.type("42\r");

@@ -10,6 +10,7 @@
 
 #include "kdi/bmg/host/tiling.h"
 #include "kdi/common/KdiJson.h"
+#include "tests/support/places.h"
 #include "tests/support/tiling_truth.h"
 
 namespace {
@@ -207,7 +208,7 @@ struct figures {
 
 std::vector<figures> shipped_figures() {
   std::vector<figures> read;
-  const kdi::json_file file(std::string(IPTASKS_DATA_DIR) + "/bmg/versions.json");
+  const kdi::json_file file(places::data("bmg/versions.json"));
   for (kdi::json_value const version : file.root().member("versions").items()) {
     if (version.member("name").text() != "v8_3") continue;
     for (kdi::json_value const one : version.member("power").items())

@@ -20,6 +20,7 @@
 #include "tcltasks/dsp/vcualgorithm/vcualgorithm.h"
 #include "tcltasks/fec/register_image.h"
 #include "tests/support/fault_runs.h"
+#include "tests/support/places.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ struct Reader {
 };
 std::ostream& operator<<(std::ostream& out, Reader const& reader) { return out << reader.name; }
 
-std::string table_text() { return kdi::read_file(IPTASKS_DATA_DIR "/commands/power.json"); }
+std::string table_text() { return kdi::read_file(places::data("commands/power.json")); }
 
 std::string answer_of_read_csv(std::string const& path) {
   const std::unique_ptr<Tcl_Interp, void (*)(Tcl_Interp*)> interp(Tcl_CreateInterp(), Tcl_DeleteInterp);
