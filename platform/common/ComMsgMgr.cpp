@@ -1,7 +1,6 @@
 #include "kdi/common/ComMsgMgr.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -9,17 +8,17 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
 
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/common/host/MessageHost.h"
 #include "platform/common/data_directory.h"
 #include "platform/common/message_arguments.h"
 #include "platform/common/message_catalogue.h"
-#include "platform/common/number_locale.h"
 #include "platform/common/parameters.h"
 
 namespace {
@@ -60,21 +59,18 @@ struct manager {
   void read_channels() {
     char const* const given = std::getenv("KDI_MSG_CHANNELS");
     if (given == nullptr) return;
-    std::istringstream list(given);
-    for (std::string entry; std::getline(list, entry, ',');)
-      if (!entry.empty() && !read_channel(entry))
-        std::fprintf(stderr, "WARNING: [messages] KDI_MSG_CHANNELS: \"%s\" is no channel=level\n", entry.c_str());
+    for (const std::string_view entry : kdi::text::words(given, ","))
+      if (!read_channel(entry))
+        std::fprintf(stderr, "WARNING: [messages] KDI_MSG_CHANNELS: \"%s\" is no channel=level\n",
+                     std::string(entry).c_str());
   }
 
-  bool read_channel(std::string const& entry) {
+  bool read_channel(std::string_view entry) {
     const std::size_t equals = entry.find('=');
-    if (equals == 0 || equals == std::string::npos) return false;
-    char const* const end = entry.data() + entry.size();
-    int level = 0;
-    const auto [next, fault] = std::from_chars(entry.data() + equals + 1, end, level);
-    if (fault != std::errc{} || next != end) return false;
-    channels[entry.substr(0, equals)] = level;
-    return true;
+    if (equals == 0 || equals == std::string_view::npos) return false;
+    const auto level = kdi::number::whole<int>(entry.substr(equals + 1));
+    if (level) channels[std::string(entry.substr(0, equals))] = *level;
+    return level.has_value();
   }
 };
 
@@ -134,18 +130,6 @@ void deliver(ComMsgMgrInstance const& message) {
 
 // -------------------------------------------------------------------------------------------------- formatting
 
-[[gnu::format(printf, 1, 0)]] std::string print(char const* format, va_list list) {
-  va_list measured;
-  va_copy(measured, list);
-  const int size = std::vsnprintf(nullptr, 0, format, measured);
-  va_end(measured);
-  if (size < 0) return format;
-  std::string text(static_cast<std::size_t>(size) + 1, '\0');
-  std::vsnprintf(text.data(), text.size(), format, list);
-  text.pop_back();
-  return text;
-}
-
 std::string fill_places(std::string const& text, std::vector<std::string> const& values) {
   std::string filled;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -168,24 +152,26 @@ struct reference {
 
 std::optional<reference> reference_of(std::string_view format) {
   reference found;
-  char const* at = format.data();
-  char const* const end = at + format.size();
-  const auto take_sign = [&](char sign) { return at != end && *at++ == sign; };
+  std::string_view rest = format;
+  const auto take_sign = [&](char sign) {
+    const bool is_there = rest.starts_with(sign);
+    if (is_there) rest.remove_prefix(1);
+    return is_there;
+  };
   const auto take_number = [&](int& number) {
-    const auto [next, fault] = std::from_chars(at, end, number);
-    at = next;
-    return fault == std::errc{} && number >= 0;
+    number = kdi::number::take<int>(rest).value_or(-1);
+    return number >= 0;
   };
   if (!take_sign('@') || !take_number(found.group) || !take_sign('-') || !take_number(found.number) || !take_sign('@'))
     return std::nullopt;
-  found.length = static_cast<std::size_t>(at - format.data());
+  found.length = format.size() - rest.size();
   return found;
 }
 
 void set_text(ComMsgMgrInstance& message, char const* format, va_list list) {
   const std::optional<reference> found = reference_of(format);
   if (!found) {
-    message.text = print(format, list);
+    message.text = kdi::number::vprinted(format, list);
     return;
   }
   message.id = std::to_string(found->group) + "-" + std::to_string(found->number);
@@ -211,7 +197,7 @@ struct sender {
 };
 
 ComMsgMgrInstance make(sender const& from, std::string const& scope, char const* format, va_list list) {
-  const kdi::point_numbers same_under_every_locale;
+  const kdi::number::PointNumbers same_under_every_locale;
   ComMsgMgrInstance message;
   message.level = from.level;
   message.file = from.file != nullptr ? from.file : "";

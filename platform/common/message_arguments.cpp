@@ -4,11 +4,12 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cwchar>
 #include <string_view>
 #include <type_traits>
+
+#include "kdi/common/KdiNumber.h"
 
 namespace kdi {
 namespace {
@@ -36,13 +37,8 @@ template <class Value>
 std::string print(std::string const& conversion, Value value) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-  const int size = std::snprintf(nullptr, 0, conversion.c_str(), value);
-  if (size < 0) return conversion;  // a wide character that the locale has no bytes for
-  std::string text(static_cast<std::size_t>(size) + 1, '\0');
-  std::snprintf(text.data(), text.size(), conversion.c_str(), value);
+  return number::printed(conversion.c_str(), value);
 #pragma GCC diagnostic pop
-  text.pop_back();
-  return text;
 }
 
 // Reads conversions off a format and prints them.
@@ -99,7 +95,7 @@ class reader {
   }
 
   // A number in the format or, for a `*`, the next argument; -1 if there is neither.
-  int number() {
+  int width_or_precision() {
     if (rest_.starts_with('*')) {
       rest_.remove_prefix(1);
       return is_lost_ ? 0 : std::clamp(va_arg(args_.list, int), -kMaxWidth, kMaxWidth);
@@ -112,13 +108,13 @@ class reader {
   }
 
   void add_width(std::string& conversion) {
-    const int width = rest_.starts_with('*') ? number() : std::max(number(), 0);
+    const int width = rest_.starts_with('*') ? width_or_precision() : std::max(width_or_precision(), 0);
     if (width < 0) conversion += '-';  // a negative argument means the flag and its size
     if (width != 0) conversion += std::to_string(std::abs(width));
   }
 
   void add_precision(std::string& conversion) {
-    const int precision = rest_.starts_with('*') ? number() : std::max(number(), 0);
+    const int precision = rest_.starts_with('*') ? width_or_precision() : std::max(width_or_precision(), 0);
     if (precision < 0) return;  // a negative argument means none
     conversion += '.';
     conversion += std::to_string(precision);
