@@ -142,7 +142,8 @@ CommandError read_error(kdi::json_value value) {
 }
 
 Command read_command(kdi::json_value value) {
-  value.allow_only({"names", "summary", "words", "options", "result", "shape", "example", "errors", "notes"});
+  value.allow_only({"names", "summary", "words", "options", "surplus", "wrong_count", "result", "shape", "example",
+                    "errors", "notes"});
   Command command;
   command.names = texts_of(value, "names");
   if (command.names.empty()) value.refuse("a command with a name");
@@ -156,6 +157,8 @@ Command read_command(kdi::json_value value) {
   command.example = read_example(value.member("example"));
   command.errors = each_of(value, "errors", read_error);
   command.notes = texts_of(value, "notes");
+  if (const auto surplus = value.find("surplus")) command.ignores_surplus = surplus->choice({"ignored"}) == 0;
+  if (value.find("wrong_count")) command.wrong_count = words_of(value, "wrong_count");
   return command;
 }
 
@@ -170,6 +173,22 @@ std::map<std::string, std::string> family_files(std::vector<std::string> const& 
     if (failed) throw kdi::file_error(folder + ": cannot be listed: " + failed.message());
   }
   return files;
+}
+
+std::string with_each(std::string text, std::string_view mark, std::string const& replacement) {
+  for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at + replacement.size()))
+    text.replace(at, mark.size(), replacement);
+  return text;
+}
+
+std::string when_miscounted(WordCount const& count) {
+  const auto words = [](std::size_t number) { return std::to_string(number) + (number == 1 ? " word" : " words"); };
+  if (count.most == 0) return "any word";
+  if (count.most == count.least) return "other than " + words(count.least);
+  if (count.least == 0) return "more than " + words(count.most);
+  if (count.most == WordCount::kAny) return count.least == 1 ? "no word" : "fewer than " + words(count.least);
+  return (count.least == 1 ? "no word" : "fewer than " + std::to_string(count.least)) + " or more than " +
+         words(count.most);
 }
 
 std::string_view without_root(std::string_view name) {
@@ -194,6 +213,49 @@ std::string Command::usage() const {
   for (Option const& option : options)
     if (!option.required) add(option.word.name + (option.word.type == "flag" ? "" : " value"), true);
   return usage;
+}
+
+WordCount Command::word_count() const {
+  WordCount count;
+  const auto add = [&count](std::size_t number, bool is_required) {
+    if (is_required) count.least += number;
+    if (count.most != WordCount::kAny) count.most += number;
+  };
+  if (ignores_surplus) count.most = WordCount::kAny;
+  for (Word const& word : words) {
+    if (word.repeated) count.most = WordCount::kAny;
+    add(1, !word.optional);
+  }
+  for (Option const& option : options) add(option.word.type == "flag" ? 1 : 2, option.required);
+  return count;
+}
+
+std::string Command::wrong_count_text(std::string const& name, std::vector<std::string> const& given) const {
+  if (!wrong_count && ignores_surplus) return name + " : Not enough arguments";
+  if (!wrong_count) {
+    const std::string expected = usage();
+    return "wrong # args: should be \"" + name + (expected.empty() ? "" : " ") + expected + "\"";
+  }
+  std::string text = with_each(*wrong_count, "{name}", name);
+  return with_each(text, "{3}", given.size() < 3 ? std::string() : given[2]);
+}
+
+std::vector<CommandError> Command::failures(std::string const& name) const {
+  std::vector<CommandError> all = errors;
+  const WordCount count = word_count();
+  const std::string text = wrong_count_text(name);
+  const bool is_told = std::any_of(errors.begin(), errors.end(),
+                                   [&](CommandError const& error) { return text.starts_with(error.text); });
+  const bool can_fail = count.least > 0 || count.most != WordCount::kAny;
+  if (is_told || !can_fail || text.starts_with("wrong # args")) return all;
+  CommandError error{when_miscounted(count), text, "", ""};
+  if (wrong_count && wrong_count->ends_with("{3}")) error.then = "the third word";
+  if (text.ends_with('\n')) {
+    error.text.pop_back();
+    error.then = "a line feed";
+  }
+  all.insert(all.begin(), error);
+  return all;
 }
 
 Table::Table(std::vector<std::string> const& folders) {

@@ -4,8 +4,10 @@
 // docs/commands, are all made from it. Nothing here knows Tcl.
 #pragma once
 
+#include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -74,6 +76,14 @@ struct CommandError {
   std::string script;  ///< a command that fails so; empty if none can be told in a line
 };
 
+/// How many words a command takes behind its name.
+struct WordCount {
+  static constexpr std::size_t kAny = std::numeric_limits<std::size_t>::max();
+
+  std::size_t least = 0;
+  std::size_t most = 0;  ///< kAny: no bound
+};
+
 struct Family;
 
 /// One entry: a command, or several that differ in their namespace alone.
@@ -88,9 +98,19 @@ struct Command {
   Example example;
   std::vector<CommandError> errors;
   std::vector<std::string> notes;
+  bool ignores_surplus = false;            ///< words behind those that are described do nothing
+  std::optional<std::string> wrong_count;  ///< in which `{name}` is the command and `{3}` its third word, if it has one
 
   /// The words as a person types them: `file ?-kind kind?`.
   std::string usage() const;
+  /// How many words the command takes without failing for their count. An option with a value counts as two.
+  WordCount word_count() const;
+  /// What `name`, one of the entry's commands, says exactly when the words `given` are too few or too many. Unless
+  /// the entry tells otherwise that is Tcl's own "wrong # args", or "Not enough arguments" where surplus words are
+  /// ignored.
+  std::string wrong_count_text(std::string const& name, std::vector<std::string> const& given = {}) const;
+  /// What people are told of the failures of `name`: that of a wrong count, unless it is Tcl's own, and the entry's.
+  std::vector<CommandError> failures(std::string const& name) const;
 };
 
 struct Family {

@@ -171,9 +171,9 @@ std::string command_help(Command const& command, std::string const& name) {
   text += "  % " + command.example.script + "\n";
   std::istringstream lines(command.example.shown_result());
   for (std::string line; std::getline(lines, line);) text += "  " + line + "\n";
-  if (!command.errors.empty()) {
+  if (const std::vector<CommandError> failures = command.failures(name); !failures.empty()) {
     std::vector<Row> rows;
-    for (CommandError const& error : command.errors)
+    for (CommandError const& error : failures)
       rows.push_back({error.text + (error.then.empty() ? "" : " (" + error.then + ")"), error.when});
     text += "\nErrors:\n" + rows_text(rows, 2);
   }

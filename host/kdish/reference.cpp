@@ -89,9 +89,10 @@ void add_example(std::string& page, Example const& example) {
 }
 
 void add_errors(std::string& page, Command const& command) {
-  if (command.errors.empty()) return;
+  const std::vector<CommandError> failures = command.failures(command.names[0]);
+  if (failures.empty()) return;
   page += "\n| It fails for | with |\n|---|---|\n";
-  for (CommandError const& error : command.errors)
+  for (CommandError const& error : failures)
     page += "| " + cell(error.when) + " | \"" + cell(error.text) + "\"" +
             (error.then.empty() ? "" : ", " + error.then) + " |\n";
 }

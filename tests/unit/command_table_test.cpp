@@ -100,6 +100,30 @@ TEST(CommandTable, NamesLineAndFieldOfAFault) {
   EXPECT_NE(shape("{}"), "none");
 }
 
+TEST(CommandTable, AnEntryTellsHowManyWordsItTakes) {
+  const auto count_of = [](std::string const& fields) {
+    const Scratch folder;
+    folder.file("one.json", file_of(R"({"names": ["n::a"], )" + fields + kWhole + "}"));
+    const Table table({folder.folder()});
+    Command const& command = *table.command("n::a");
+    const std::string most =
+        command.word_count().most == kdish::WordCount::kAny ? "any" : std::to_string(command.word_count().most);
+    return std::to_string(command.word_count().least) + " " + most + " " +
+           command.wrong_count_text("n::a", {"1", "2", "three"});
+  };
+  EXPECT_EQ(count_of(""), R"(0 0 wrong # args: should be "n::a")");
+  const std::string words = R"("words": [{"name": "w", "type": "text", "meaning": "m"},
+    {"name": "v", "type": "text", "meaning": "m", "optional": true}], )";
+  EXPECT_EQ(count_of(words), R"(1 2 wrong # args: should be "n::a w ?v?")");
+  EXPECT_EQ(count_of(words + R"("surplus": "ignored", )"), "1 any n::a : Not enough arguments");
+  EXPECT_EQ(count_of(words + R"("wrong_count": "{name}: {3} of {name}", )"), "1 2 n::a: three of n::a");
+  EXPECT_EQ(count_of(R"("words": [{"name": "w", "type": "text", "meaning": "m", "repeated": true}], )"),
+            R"(1 any wrong # args: should be "n::a w ...")");
+  EXPECT_EQ(count_of(R"("options": [{"name": "-o", "type": "text", "meaning": "m", "required": true},
+    {"name": "-f", "type": "flag", "meaning": "m"}], )"),
+            R"(2 3 wrong # args: should be "n::a -o value ?-f?")");
+}
+
 // ------------------------------------------------------------------------------------------------ help
 
 TEST(Help, TellsOfFamiliesCommandsAndPatterns) {
@@ -236,6 +260,57 @@ TEST(CommandReference, AStalePageAStrayPageAndAMissingOneAreNamed) {
 }
 
 // ------------------------------------------------------------------------------------------------ examples and JSON
+
+std::string tcl_list(std::vector<std::string> const& elements) {
+  std::vector<char const*> words;
+  for (std::string const& element : elements) words.push_back(element.c_str());
+  char* const merged = Tcl_Merge(static_cast<int>(words.size()), words.data());
+  const std::string list = merged;
+  Tcl_Free(merged);
+  return list;
+}
+
+TEST(CommandTable, AWrongNumberOfWordsFailsAsStated) {
+  const Scratch folder;
+  std::string script = "set out [open result w]\n";
+  std::string expected;
+  for (auto const& [name, command] : shipped().commands()) {
+    const auto fails_for = [&](std::size_t count) {
+      std::vector<std::string> given;
+      for (std::size_t i = 1; i <= count; ++i) given.push_back("w" + std::to_string(i));
+      std::vector<std::string> call = given;
+      call.insert(call.begin(), name);
+      script += "puts $out [list {" + tcl_list(call) + "} [catch {" + tcl_list(call) + "} text] $text]\n";
+      expected += tcl_list({tcl_list(call), "1", command->wrong_count_text(name, given)}) + "\n";
+    };
+    const kdish::WordCount count = command->word_count();
+    if (count.least > 0) fails_for(count.least - 1);
+    if (count.most != kdish::WordCount::kAny) fails_for(count.most + 1);
+  }
+  const Outcome outcome =
+      run_program({places::program("kdish"), folder.file("calls.tcl", script)}, {{}, folder.folder(), "", ""});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(folder.content("result"), expected);
+}
+
+TEST(CommandTable, SurplusWordsAreIgnoredWhereItSaysSo) {
+  std::size_t seen = 0;
+  for (auto const& family : shipped().families())
+    for (Command const& command : family->commands) {
+      if (!command.ignores_surplus) continue;
+      ++seen;
+      const Scratch folder;
+      ASSERT_TRUE(command.example.script.starts_with(command.names[0])) << "an example to which words can be added";
+      const Outcome outcome =
+          run_program({places::program("kdish"),
+                       folder.file("example.tcl", command.example.setup + "\nputs -nonewline [open result w] [" +
+                                                      command.example.script + " surplus words]")},
+                      {{}, folder.folder(), "", ""});
+      ASSERT_EQ(outcome.status, 0) << outcome.err;
+      EXPECT_EQ(folder.content("result"), command.example.result) << command.names[0];
+    }
+  EXPECT_GE(seen, 2U);
+}
 
 // The truth about shapes, told a second time: from the JSON that came out.
 std::string misfit(json const& value, Shape const& shape, std::string const& place) {
