@@ -1,16 +1,20 @@
-// The compiler called from C++: gating of messages, statistics, early returns, and what no script can reach.
+// The compiler called from C++: against the plain one of tests/support/plain_compiler.h, which does each step as it is
+// defined, and gating of messages, statistics, early returns, and what no script can reach.
 #include "tcltasks/fec/code_config.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <numeric>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "tcltasks/fec/ldpc.h"
 #include "tcltasks/fec/sd_fec.h"
 #include "tests/support/nr_code.h"
+#include "tests/support/plain_compiler.h"
+#include "tests/support/random_code.h"
 
 namespace {
 
@@ -42,6 +46,43 @@ fec::code_spec code(unsigned n, unsigned k, unsigned p, std::vector<std::vector<
   for (unsigned r = 0; r < rows.size(); ++r)
     for (unsigned c : rows[r]) spec.sm_array.push_back({r, c, {0}, 0});
   return spec;
+}
+
+template <class Variant>
+class Compiler : public testing::Test {};
+using Cores = testing::Types<sd_fec::variant, ldpc::variant>;
+TYPED_TEST_SUITE(Compiler, Cores);
+
+TYPED_TEST(Compiler, EqualsThePlainCompiler) {
+  unsigned decoders = 0, encoders = 0, rewritten = 0;
+  std::set<std::string> kinds_of_reports;  // the texts in front of their numbers
+  for (unsigned seed = 1; seed <= 12000; ++seed) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    test_support::Random random(seed);
+    fec::ldpc_code_spec_t<TypeParam> spec;
+    static_cast<fec::code_spec&>(spec) =
+        random.one_in(4) ? test_support::random_spec(random) : test_support::random_odd_spec(random);
+    const bool quiet = random.one_in(8);
+    const plain::compiled expected = plain::compile(spec, plain::core_of<TypeParam>(), quiet);
+    fec::ldpc_code_config_t<TypeParam> config;
+    fec::ldpc_code_stats_t<TypeParam> stats;
+    texts_t texts;
+    fec::gen_ldpc_code_config(spec, config, stats, collect, &texts, TypeParam::kMinSlots, quiet);
+    ASSERT_EQ(texts, expected.messages);
+    for (std::string const& text : texts) kinds_of_reports.insert(text.substr(0, text.find_first_of("0123456789", 1)));
+    if (!expected.is_whole) continue;
+    ASSERT_EQ(plain::difference(config, expected.config), "");
+    ASSERT_EQ(plain::difference(stats, expected.stats), "");
+    decoders += stats.dec_ok;
+    encoders += spec.encode != 0 && stats.enc_ok;
+    const auto says_so = [](std::string const& text) { return text.find("applying transform") != std::string::npos; };
+    rewritten += stats.enc_ok && std::any_of(texts.begin(), texts.end(), says_so);
+  }
+  // The comparison is worth something only if all of this happens.
+  EXPECT_GT(decoders, 3000U);
+  EXPECT_GT(encoders, 1000U);
+  EXPECT_GT(rewritten, 100U);
+  EXPECT_GE(kinds_of_reports.size(), 25U);
 }
 
 TEST(CodeConfig, QuietSilencesWarningsButNotErrors) {
