@@ -43,8 +43,9 @@ function(add_platform_library name)
 endfunction()
 
 # A script loads the library for one short job, so loading it must cost next to nothing: calls inside a library are
-# bound when it is linked, and what it does not need is not pulled in.
+# bound when it is linked, what it does not need is not pulled in, and what it does is looked for in one folder first.
 function(iptasks_load_options name)
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
   target_compile_options(${name} PRIVATE -fvisibility-inlines-hidden)
   target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,--hash-style=gnu -Wl,-O1)
 endfunction()

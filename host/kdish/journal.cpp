@@ -85,13 +85,17 @@ std::string continuation(std::string const& path) {
 
 Journal::~Journal() { give_up(); }
 
+bool Journal::is_at(std::string const& path) const {
+  struct stat asked {};
+  struct stat open_one {};
+  return is_open() && ::stat(path.c_str(), &asked) == 0 && ::fstat(descriptor_, &open_one) == 0 &&
+         asked.st_dev == open_one.st_dev && asked.st_ino == open_one.st_ino;
+}
+
 void Journal::open(std::string const& path) {
   constexpr mode_t kMode = 0666;
+  if (is_at(path)) return;  // it goes on
   struct stat status {};
-  struct stat open_one {};
-  if (is_open() && ::stat(path.c_str(), &status) == 0 && ::fstat(descriptor_, &open_one) == 0 &&
-      status.st_dev == open_one.st_dev && status.st_ino == open_one.st_ino)
-    return;  // it goes on
   Journal opened;
   opened.path_ = path;
   do opened.descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kMode);

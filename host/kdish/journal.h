@@ -33,6 +33,8 @@ class Journal {
   void close();
   bool is_open() const { return descriptor_ != -1; }
   std::string const& path() const { return path_; }
+  /// Whether it is open and `path` leads to it, from wherever the process is by now.
+  bool is_at(std::string const& path) const;
 
   /// Write a command before it runs, how it ended, and what the tools ran on its behalf. A journal that can no more be
   /// written is closed; then they throw std::runtime_error, once.

@@ -1,6 +1,5 @@
 #include "host/kdish/shell.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -133,25 +132,23 @@ std::string last_command(std::string const& script) {
 
 // ------------------------------------------------------------------------------------------------ setting up
 
-// The folder of the libraries that this program was started with: the package is beside them.
-std::string library_folder() {
-  Dl_info info{};
-  void* const known = reinterpret_cast<void*>(&param_host::list);
-  if (::dladdr(known, &info) == 0 || info.dli_fname == nullptr) return ".";
-  return std::filesystem::path(info.dli_fname).parent_path().string();
-}
-
+// The package and its companions are beside the libraries that this program was started with.
 void load(Tcl_Interp* interp, std::string const& library) {
+  const std::string folder = kdi::library_directory();
+  if (folder.empty()) throw std::runtime_error("the folder of the libraries cannot be found out");
   const tcl::ObjRef words[] = {tcl::ObjRef(tcl::new_string("load")),
-                               tcl::ObjRef(tcl::new_string(internal(library_folder() + "/" + library)))};
+                               tcl::ObjRef(tcl::new_string(internal(folder + "/" + library)))};
   Tcl_Obj* const command[] = {words[0].get(), words[1].get()};
   if (Tcl_EvalObjv(interp, 2, command, TCL_EVAL_GLOBAL) != TCL_OK)
     throw std::runtime_error(text_of(Tcl_GetObjResult(interp)));
   Tcl_ResetResult(interp);
 }
 
+// Absolute, since the person may go elsewhere before the next command is kept.
 std::string history_path() {
-  if (char const* const given = std::getenv("KDISH_HISTORY")) return given;
+  std::error_code is_gone;
+  if (char const* const given = std::getenv("KDISH_HISTORY"))
+    return *given == '\0' ? "" : std::filesystem::absolute(given, is_gone).string();
   char const* const home = std::getenv("HOME");
   return home == nullptr || *home == '\0' ? "" : std::string(home) + "/.kdish_history";
 }
@@ -518,8 +515,7 @@ int Shell::run_terminal() {
 int Shell::replay(std::string const& path) {
   std::error_code ignored;
   const std::string place = std::filesystem::weakly_canonical(path, ignored).string();
-  const bool is_written =
-      journal_.is_open() && place == std::filesystem::weakly_canonical(journal_.path(), ignored).string();
+  const bool is_written = journal_.is_at(path);
   if (is_written || std::find(replayed_.begin(), replayed_.end(), place) != replayed_.end()) {
     tcl::fail(interp_, path + ": this journal is being " + (is_written ? "written" : "replayed"));
     return TCL_ERROR;

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -11,6 +10,7 @@
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/host/ParamHost.h"
 #include "platform/common/data_directory.h"
+#include "platform/common/given_places.h"
 #include "platform/common/param_files.h"
 #include "platform/common/parameters.h"
 
@@ -51,9 +51,11 @@ class registry {
  public:
   registry() {
     read_catalogue();
-    char const* const path = std::getenv("KDI_PARAMS");
-    if (path == nullptr || *path == '\0') return;
+    const kdi::GivenPlaces given = kdi::given_places(kdi::PlaceVariable::parameter_values);
+    if (given.text.empty()) return;
     try {
+      const std::string path = given.absolute(given.text).string();
+      if (path.empty()) throw std::runtime_error(given.text + ": the working directory is gone");
       load(path);
     } catch (std::exception const& error) {
       faults_.push_back(std::string(error.what()) + " (no value of the file that KDI_PARAMS names is used)");

@@ -1,9 +1,6 @@
 #include "platform/common/data_directory.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <utility>
@@ -11,26 +8,19 @@
 
 #include "kdi/common/KdiDataDir.h"
 #include "kdi/common/KdiFile.h"
+#include "platform/common/given_places.h"
 
 namespace kdi {
 namespace {
 
 namespace fs = std::filesystem;
 
-fs::path library_directory() {
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<void const*>(&find_data_file), &info) == 0 || info.dli_fname == nullptr) return {};
-  std::error_code ignored;
-  return fs::weakly_canonical(info.dli_fname, ignored).parent_path();
-}
-
 std::vector<fs::path> data_roots() {
   std::vector<fs::path> roots;
-  if (char const* const given = std::getenv("KDI_DATA_DIR")) {
-    std::istringstream list(given);
-    for (std::string root; std::getline(list, root, ':');)
-      if (!root.empty()) roots.emplace_back(root);
-  }
+  const GivenPlaces given = given_places(PlaceVariable::data_roots);
+  std::istringstream list(given.text);
+  for (std::string name; std::getline(list, name, ':');)
+    if (const fs::path root = given.absolute(name); !name.empty() && !root.empty()) roots.push_back(root);
   if (const fs::path library = library_directory(); !library.empty()) {
     roots.push_back(library / "../share/iptasks/data");     // <prefix>/lib
     roots.push_back(library / "../../share/iptasks/data");  // <prefix>/lib/<triplet>

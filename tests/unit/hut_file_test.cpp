@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "kdi/common/HUTEnv.h"
 #include "kdi/common/HUTFile.h"
+#include "kdi/common/KdiDataDir.h"
 #include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
@@ -151,6 +153,45 @@ TEST(DataRoots, EndWithTheProjectsOwnData) {
   EXPECT_TRUE(std::filesystem::equivalent(HUTEnv::getKDIDataDir("messages"), places::data("")));
   const Environment roots("KDI_DATA_DIR", "/nonexistent");
   EXPECT_TRUE(std::filesystem::equivalent(HUTEnv::getKDIDataDir("messages"), places::data("")));
+}
+
+class Elsewhere {
+ public:
+  explicit Elsewhere(std::string const& folder) { std::filesystem::current_path(folder); }
+  ~Elsewhere() { std::filesystem::current_path(before_); }
+
+ private:
+  std::filesystem::path before_ = std::filesystem::current_path();
+};
+
+TEST(DataRoots, StayWhereARelativeNameWasFirstSeen) {
+  const Scratch scratch;
+  for (char const* const root : {"here/own", "there/own", "there/other"})
+    scratch.file(std::string(root) + "/red/x", "");
+  const Environment roots("KDI_DATA_DIR", "own");
+  const Elsewhere here(scratch.path("here"));
+  EXPECT_EQ(HUTEnv::getKDIDataDir("red"), scratch.path("here/own"));
+  const Elsewhere there(scratch.path("there"));
+  EXPECT_EQ(HUTEnv::getKDIDataDir("red"), scratch.path("here/own"));
+  {
+    const Environment other("KDI_DATA_DIR", "./other/:none");
+    EXPECT_EQ(HUTEnv::getKDIDataDir("red"), scratch.path("there/other"));
+    EXPECT_EQ(kdi::data_directories("red"), texts_t{scratch.path("there/other/red")});
+  }
+  const Environment again("KDI_DATA_DIR", "own");
+  EXPECT_EQ(HUTEnv::getKDIDataDir("red"), scratch.path("there/own"));
+}
+
+TEST(DataRoots, AreNowhereIfTheirFolderIsGone) {
+  const Scratch scratch;
+  scratch.file("own/red/x", "");
+  std::filesystem::create_directory(scratch.path("gone"));
+  const Elsewhere gone(scratch.path("gone"));
+  std::filesystem::remove(scratch.path("gone"));
+  const Environment roots("KDI_DATA_DIR", "../own:" + scratch.path("own"));
+  EXPECT_EQ(HUTEnv::getKDIDataDir("red"), scratch.path("own"));
+  const Environment relative("KDI_DATA_DIR", "../own");
+  EXPECT_EQ(HUTEnv::getKDIDataDir("red"), "");
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
-// Where the platform's data are.
+// Where the platform's libraries and data are.
 //
-// For the platform's own libraries. Data roots are those of KDI_DATA_DIR, separated by colons, then the data beside
-// the library, installed or in a build tree.
+// For the platform's own libraries, and for hosts. Data roots are those of KDI_DATA_DIR, separated by colons, then the
+// data beside the library, installed or in a build tree. What was given by a relative name, roots as well as this
+// library, is seen from where the process stood then (at the load of this library, or when a later KDI_DATA_DIR is
+// first read), so all paths are absolute and stay right when a script goes elsewhere.
 #pragma once
 
 #include <string>
@@ -12,5 +14,8 @@ namespace kdi {
 /// The directories `name` of all data roots that have one, in the order of the roots, none twice. Throws file_error
 /// (common/KdiFile.h) if that cannot be found out.
 std::vector<std::string> data_directories(std::string const& name);
+
+/// The directory of this library, beside which the others are; links are resolved. Empty if it cannot be found out.
+std::string library_directory();
 
 }  // namespace kdi

@@ -379,12 +379,6 @@ void init(Tcl_Interp* interp) {
   register_command<getClkInstances>(interp, "Ip_Clocking_Get_ClkInst");
 }
 
-void uninit() {
-  try {
-    HIPClockingMgr::terminateInstance();
-  } catch (std::exception const&) {
-    // The engine is not available, so there is no manager. The exit handler has nobody to tell.
-  }
-}
+void uninit() { HIPClockingMgr::terminateInstance(); }
 
 }  // namespace Ip_Clocking

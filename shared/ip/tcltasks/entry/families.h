@@ -19,15 +19,27 @@
 
 namespace frame {
 
-template <auto... Steps>
-struct sequence {
-  template <class... Args>
-  static void run(Args... args) {
-    (Steps(args...), ...);
+template <auto... Inits>
+struct starts {
+  static void run(Tcl_Interp* interp) { (Inits(interp), ...); }
+};
+
+// Whatever one of them throws, the others go down as well. Tcl, and the process that ends, have nobody to tell.
+template <auto... Uninits>
+struct stops {
+  static void run() noexcept { (stop<Uninits>(), ...); }
+
+ private:
+  template <auto Uninit>
+  static void stop() {
+    try {
+      Uninit();
+    } catch (...) {  // an engine that is not in use throws when it is asked to release what it has
+    }
   }
 };
 
-using start_order = sequence<                      //
+using start_order = starts<                        //
     fftalgorithm_init::init,                       //
     vcualgorithm_init::init,                       //
     ducddcgen_init::init,                          //
@@ -41,7 +53,7 @@ using start_order = sequence<                      //
 
 // Not the reverse of the start order, and not simply the same: clocking comes up before the scaler and goes down after
 // ldpc.
-using stop_order = sequence<                         //
+using stop_order = stops<                            //
     fftalgorithm_init::uninit,                       //
     vcualgorithm_init::uninit,                       //
     ducddcgen_init::uninit,                          //

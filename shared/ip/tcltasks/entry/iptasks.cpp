@@ -2,12 +2,17 @@
 #include <tcl.h>
 
 #include "tcltasks/entry/families.h"
+#include "tcltasks/entry/imports.h"
 
 namespace {
 
 bool exit_handler_registered = false;
 
-void iptasks_exit_handler(ClientData /*unused*/) { frame::stop_order::run(); }
+// An engine that nothing called has nothing to release: going down opens none.
+void iptasks_exit_handler(ClientData /*unused*/) {
+  const frame::EnginesStayOut going_down;
+  frame::stop_order::run();
+}
 
 }  // namespace
 
