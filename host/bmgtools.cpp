@@ -12,27 +12,20 @@
 #include <vector>
 
 #include "kdi/bmg/host/tiling.h"
-#include "tcltasks/frame/tcl_command.h"
+#include "kdi/tcl/command.h"
 
 namespace {
 
-void put(Tcl_Obj* dict, char const* key, Tcl_Obj* value) {
-  const tcl::ObjRef name(tcl::new_string(key));
-  Tcl_DictObjPut(nullptr, dict, name.get(), value);
-}
-
 Tcl_Obj* run_dict(bmg::tile_run const& run) {
-  Tcl_Obj* dict = Tcl_NewDictObj();
-  put(dict, "kilobits", Tcl_NewIntObj(run.kilobits));
-  put(dict, "shape", tcl::new_string(std::to_string(run.depth) + "x" + std::to_string(run.width)));
-  put(dict, "first_bit", Tcl_NewIntObj(run.first_bit));
-  put(dict, "bits", Tcl_NewIntObj(run.bits));
-  put(dict, "first_row", Tcl_NewIntObj(run.first_row));
-  put(dict, "rows", Tcl_NewIntObj(run.rows));
-  put(dict, "columns", Tcl_NewIntObj(run.columns()));
-  put(dict, "stack", Tcl_NewIntObj(run.stack()));
-  put(dict, "column_bits", Tcl_NewIntObj(run.used_width));
-  return dict;
+  return tcl::new_dict({{"kilobits", run.kilobits},
+                        {"shape", std::to_string(run.depth) + "x" + std::to_string(run.width)},
+                        {"first_bit", run.first_bit},
+                        {"bits", run.bits},
+                        {"first_row", run.first_row},
+                        {"rows", run.rows},
+                        {"columns", run.columns()},
+                        {"stack", run.stack()},
+                        {"column_bits", run.used_width}});
 }
 
 int tiling_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
@@ -44,15 +37,11 @@ int tiling_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) 
   for (int i = 2; i < objc; ++i) words.emplace_back(Tcl_GetString(objv[i]));
   try {
     const bmg::tiling tiling = bmg::tile_memory(Tcl_GetString(objv[1]), words);
-    Tcl_Obj* dict = Tcl_NewDictObj();
-    put(dict, "width", Tcl_NewIntObj(tiling.width));
-    put(dict, "depth", Tcl_NewIntObj(tiling.depth));
-    put(dict, "mux_size", Tcl_NewIntObj(tiling.mux_inputs()));
-    put(dict, "power_nw", Tcl_NewWideIntObj(tiling.power_nw));
-    Tcl_Obj* runs = Tcl_NewListObj(0, nullptr);
-    for (bmg::tile_run const& run : tiling.runs) Tcl_ListObjAppendElement(nullptr, runs, run_dict(run));
-    put(dict, "runs", runs);
-    return tcl::succeed(interp, dict);
+    return tcl::succeed(interp, tcl::new_dict({{"width", tiling.width},
+                                               {"depth", tiling.depth},
+                                               {"mux_size", tiling.mux_inputs()},
+                                               {"power_nw", tiling.power_nw},
+                                               {"runs", tcl::new_list(tiling.runs, run_dict)}}));
   } catch (bmg::fault const& error) {
     Tcl_SetErrorCode(interp, "BMG", std::to_string(static_cast<int>(error.reason())).c_str(), nullptr);
     return tcl::fail(interp, error.what());

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "kdi/ip/host/clock_study.h"
-#include "tcltasks/frame/tcl_command.h"
+#include "kdi/tcl/command.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ int study_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   }
   std::vector<std::string_view> words;
   for (int i = 1; i < objc; ++i) words.emplace_back(Tcl_GetString(objv[i]));
-  return tcl::succeed(interp, tcl::new_string(study(words)));
+  return tcl::succeed(interp, study(words));
 }
 
 }  // namespace

@@ -12,16 +12,17 @@
 #include <cmath>
 #include <map>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/schedule_report.h"
+#include "kdi/tcl/command.h"
 #include "tcltasks/fec/image_decode.h"
 #include "tcltasks/fec/register_image.h"
 #include "tcltasks/fec/variants.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace {
 
@@ -30,35 +31,31 @@ using fec::value_of;
 // A fault in what a script gave; becomes the command's error.
 using bad_input = std::invalid_argument;
 
-std::vector<Tcl_Obj*> elements_of(Tcl_Obj* list, char const* what) {
-  int count = 0;
-  Tcl_Obj** elements = nullptr;
-  if (Tcl_ListObjGetElements(nullptr, list, &count, &elements) != TCL_OK)
-    throw bad_input(std::string(what) + " is no list");
-  return {elements, elements + count};
+std::span<Tcl_Obj* const> elements_of(Tcl_Obj* list, char const* what) {
+  const auto elements = tcl::elements_of(list);
+  if (!elements) throw bad_input(std::string(what) + " is no list");
+  return *elements;
 }
 
 Tcl_Obj* entry_of(Tcl_Obj* dict, std::string const& key, char const* what) {
-  const tcl::ObjRef name(tcl::new_string(key));
-  Tcl_Obj* value = nullptr;
-  if (Tcl_DictObjGet(nullptr, dict, name.get(), &value) != TCL_OK)
-    throw bad_input(std::string(what) + " is no dictionary");
-  if (value == nullptr) throw bad_input(std::string(what) + " has no \"" + key + "\"");
-  return value;
+  const auto value = tcl::Key(key).find(dict);
+  if (!value) throw bad_input(std::string(what) + " is no dictionary");
+  if (*value == nullptr) throw bad_input(std::string(what) + " has no \"" + key + "\"");
+  return *value;
 }
 
 std::uint64_t uint_of(Tcl_Obj* object, char const* what) {
-  Tcl_WideInt value = 0;
-  if (Tcl_GetWideIntFromObj(nullptr, object, &value) != TCL_OK || value < 0)
+  const auto value = tcl::wide_of(object);
+  if (!value || *value < 0)
     throw bad_input(std::string(what) + " \"" + Tcl_GetString(object) + "\" is no unsigned integer");
-  return static_cast<std::uint64_t>(value);
+  return static_cast<std::uint64_t>(*value);
 }
 
 template <class Variant>
 std::vector<fec::phy_trans_t<Variant>> writes_of(Tcl_Obj* list) {
   std::vector<fec::phy_trans_t<Variant>> writes;
   for (Tcl_Obj* element : elements_of(list, "the list of writes")) {
-    const std::vector<Tcl_Obj*> words = elements_of(element, "a write");
+    const std::span<Tcl_Obj* const> words = elements_of(element, "a write");
     if (words.size() < 2) throw bad_input("a write needs an address and data");
     writes.push_back({uint_of(words[0], "the address"), uint_of(words[1], "the data"), ""});
   }
@@ -89,37 +86,20 @@ fec::decoded_image decode(Tcl_Obj* core, Tcl_Obj* writes, std::map<unsigned, fec
   return with_core(core, [&]<class Variant>(Variant) { return fec::decode_image(writes_of<Variant>(writes), hints); });
 }
 
-void put(Tcl_Obj* dict, std::string_view key, Tcl_Obj* value) {
-  const tcl::ObjRef name(tcl::new_string(key));
-  Tcl_DictObjPut(nullptr, dict, name.get(), value);
-}
-
 Tcl_Obj* fields_dict(fec::named_values const& values) {
   Tcl_Obj* dict = Tcl_NewDictObj();
-  for (fec::named_value const& one : values)
-    put(dict, one.name, Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(one.value)));
+  for (fec::named_value const& one : values) tcl::put(dict, one.name, one.value);
   return dict;
-}
-
-template <class Members, class Make>
-Tcl_Obj* list_of(Members const& members, Make make) {
-  Tcl_Obj* list = Tcl_NewListObj(0, nullptr);
-  for (auto const& member : members) Tcl_ListObjAppendElement(nullptr, list, make(member));
-  return list;
-}
-
-Tcl_Obj* texts_list(std::vector<std::string> const& texts) {
-  return list_of(texts, [](std::string const& text) { return tcl::new_string(text); });
 }
 
 Tcl_Obj* code_dict(fec::decoded_code const& code) {
   Tcl_Obj* dict = fields_dict(code.fields);
-  put(dict, "scale", list_of(code.scale, [](std::uint32_t scale) { return Tcl_NewWideIntObj(scale); }));
-  put(dict, "layers", list_of(code.layers, [](fec::decoded_layer const& layer) {
-        Tcl_Obj* one = fields_dict(layer.fields);
-        put(one, "operations", list_of(layer.operations, fields_dict));
-        return one;
-      }));
+  tcl::put(dict, "scale", tcl::new_list(code.scale));
+  tcl::put(dict, "layers", tcl::new_list(code.layers, [](fec::decoded_layer const& layer) {
+             Tcl_Obj* one = fields_dict(layer.fields);
+             tcl::put(one, "operations", tcl::new_list(layer.operations, fields_dict));
+             return one;
+           }));
   return dict;
 }
 
@@ -136,22 +116,20 @@ int decode_image_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const ob
   if (objc != 3 && objc != 4) return usage(interp, objv, "core writes ?encoderSlots?");
   const fec::decoded_image image = image_words(objc, objv);
   Tcl_Obj* codes = Tcl_NewDictObj();
-  for (auto const& [slot, code] : image.codes) put(codes, std::to_string(slot), code_dict(code));
-  Tcl_Obj* result = Tcl_NewDictObj();
-  put(result, "core", fields_dict(image.core));
-  put(result, "codes", codes);
-  put(result, "faults", texts_list(fec::listed_faults(image)));
-  return tcl::succeed(interp, result);
+  for (auto const& [slot, code] : image.codes) tcl::put(codes, std::to_string(slot), code_dict(code));
+  return tcl::succeed(interp, tcl::new_dict({{"core", fields_dict(image.core)},
+                                             {"codes", codes},
+                                             {"faults", tcl::new_list(fec::listed_faults(image))}}));
 }
 
 int list_image_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   if (objc != 3 && objc != 4) return usage(interp, objv, "core writes ?encoderSlots?");
-  return tcl::succeed(interp, tcl::new_string(fec::list_image(image_words(objc, objv))));
+  return tcl::succeed(interp, fec::list_image(image_words(objc, objv)));
 }
 
 int diff_images_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   if (objc != 4) return usage(interp, objv, "core left right");
-  return tcl::succeed(interp, texts_list(fec::diff_images(decode(objv[1], objv[2]), decode(objv[1], objv[3]))));
+  return tcl::succeed(interp, tcl::new_list(fec::diff_images(decode(objv[1], objv[2]), decode(objv[1], objv[3]))));
 }
 
 // ------------------------------------------------------------------------------------------------ schedule report
@@ -159,7 +137,7 @@ int diff_images_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const obj
 // The slot of the code `name` in a result; its first code if there is no name. Leaves the name in `name`.
 unsigned slot_of(Tcl_Obj* result, std::optional<std::string>& name) {
   Tcl_Obj* const config = entry_of(result, "config", "the result");
-  const std::vector<Tcl_Obj*> words = elements_of(config, "the part \"config\"");
+  const std::span<Tcl_Obj* const> words = elements_of(config, "the part \"config\"");
   for (std::size_t i = 0; i + 1 < words.size(); i += 2) {
     const std::string key = Tcl_GetString(words[i]);
     if (name && *name != key) continue;
@@ -225,10 +203,10 @@ host::report_code code_of(Tcl_Obj* result, std::optional<std::string> name) {
 }
 
 double positive(Tcl_Obj* object, char const* what) {
-  double value = 0;
-  if (Tcl_GetDoubleFromObj(nullptr, object, &value) != TCL_OK || !(value > 0) || !std::isfinite(value))
+  const auto value = tcl::double_of(object);
+  if (!value || !(*value > 0) || !std::isfinite(*value))
     throw bad_input(std::string(what) + " \"" + Tcl_GetString(object) + "\" is no number above 0");
-  return value;
+  return *value;
 }
 
 int schedule_report_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
@@ -257,7 +235,7 @@ int schedule_report_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const
   if (compared != nullptr)
     options.compared =
         with_core(objv[1], [&]<class Variant>(Variant) { return code_of<Variant>(compared, std::nullopt); });
-  return tcl::succeed(interp, tcl::new_string(host::schedule_report(code, options)));
+  return tcl::succeed(interp, host::schedule_report(code, options));
 }
 
 }  // namespace

@@ -5,16 +5,12 @@
 #include <set>
 #include <stdexcept>
 
-#include "tcltasks/frame/tcl_command.h"
+#include "kdi/tcl/values.h"
 
 namespace kdish {
 namespace {
 
-std::string text_of(Tcl_Obj* object) {
-  int length = 0;
-  char const* const text = Tcl_GetStringFromObj(object, &length);
-  return {text, static_cast<std::size_t>(length)};
-}
+using tcl::text_of;
 
 struct misfit : std::runtime_error {
   using std::runtime_error::runtime_error;
@@ -81,13 +77,9 @@ void append_text(std::string& json, std::string const& text) {
 }
 
 std::vector<tcl::ObjRef> elements_of(Tcl_Obj* list, std::string const& place) {
-  int count = 0;
-  Tcl_Obj** elements = nullptr;
-  if (Tcl_ListObjGetElements(nullptr, list, &count, &elements) != TCL_OK) refuse(place, "a list", text_of(list));
-  std::vector<tcl::ObjRef> kept;
-  kept.reserve(static_cast<std::size_t>(count));
-  for (int i = 0; i < count; ++i) kept.emplace_back(elements[i]);
-  return kept;
+  const auto elements = tcl::elements_of(list);
+  if (!elements) refuse(place, "a list", text_of(list));
+  return std::vector<tcl::ObjRef>(elements->begin(), elements->end());
 }
 
 class writer {
@@ -128,18 +120,17 @@ class writer {
       json += text;
       return;
     }
-    double number = 0;
-    if (Tcl_GetDoubleFromObj(nullptr, value, &number) != TCL_OK || !std::isfinite(number))
-      refuse(place, "a finite number", text);
+    const auto number = tcl::double_of(value);
+    if (!number || !std::isfinite(*number)) refuse(place, "a finite number", text);
     char digits[TCL_DOUBLE_SPACE];
-    Tcl_PrintDouble(nullptr, number, digits);
+    Tcl_PrintDouble(nullptr, *number, digits);
     json += digits;
   }
 
   void write_boolean(Tcl_Obj* value, std::string const& place) {
-    int truth = 0;
-    if (Tcl_GetBooleanFromObj(nullptr, value, &truth) != TCL_OK) refuse(place, "a boolean", text_of(value));
-    json += truth != 0 ? "true" : "false";
+    const auto truth = tcl::bool_of(value);
+    if (!truth) refuse(place, "a boolean", text_of(value));
+    json += *truth ? "true" : "false";
   }
 
   void write_list(Tcl_Obj* value, Shape const& element, std::string const& place) {

@@ -22,7 +22,7 @@
 #include "kdi/common/host/ParamHost.h"
 #include "kdi/common/host/TclHost.h"
 #include "kdi/device/host/PartCatalogue.h"
-#include "tcltasks/frame/tcl_command.h"
+#include "kdi/tcl/command.h"
 
 namespace kdish {
 namespace {
@@ -77,11 +77,7 @@ class evaluation_mark {
 
 // ------------------------------------------------------------------------------------------------ texts and words
 
-std::string text_of(Tcl_Obj* object) {
-  int length = 0;
-  char const* const text = Tcl_GetStringFromObj(object, &length);
-  return {text, static_cast<std::size_t>(length)};
-}
+using tcl::text_of;
 
 // From the locale's encoding to Tcl's, and back.
 std::string internal(std::string const& external) {
@@ -136,8 +132,8 @@ std::string last_command(std::string const& script) {
 void load(Tcl_Interp* interp, std::string const& library) {
   const std::string folder = kdi::library_directory();
   if (folder.empty()) throw std::runtime_error("the folder of the libraries cannot be found out");
-  const tcl::ObjRef words[] = {tcl::ObjRef(tcl::new_string("load")),
-                               tcl::ObjRef(tcl::new_string(internal(folder + "/" + library)))};
+  const tcl::ObjRef words[] = {tcl::ObjRef(tcl::new_text("load")),
+                               tcl::ObjRef(tcl::new_text(internal(folder + "/" + library)))};
   Tcl_Obj* const command[] = {words[0].get(), words[1].get()};
   if (Tcl_EvalObjv(interp, 2, command, TCL_EVAL_GLOBAL) != TCL_OK)
     throw std::runtime_error(text_of(Tcl_GetObjResult(interp)));
@@ -165,14 +161,12 @@ char const* colour_of(ComMsgMgr::MsgMask mask) {
 std::vector<std::string> listed(Tcl_Interp* interp, std::vector<std::string> const& words) {
   std::vector<tcl::ObjRef> kept;
   std::vector<Tcl_Obj*> command;
-  for (std::string const& word : words) command.push_back(kept.emplace_back(tcl::new_string(word)).get());
+  for (std::string const& word : words) command.push_back(kept.emplace_back(tcl::new_text(word)).get());
   Tcl_InterpState const before = Tcl_SaveInterpState(interp, TCL_OK);
   std::vector<std::string> names;
-  int count = 0;
-  Tcl_Obj** elements = nullptr;
-  if (Tcl_EvalObjv(interp, static_cast<int>(command.size()), command.data(), TCL_EVAL_GLOBAL) == TCL_OK &&
-      Tcl_ListObjGetElements(nullptr, Tcl_GetObjResult(interp), &count, &elements) == TCL_OK)
-    for (int i = 0; i < count; ++i) names.push_back(text_of(elements[i]));
+  if (Tcl_EvalObjv(interp, static_cast<int>(command.size()), command.data(), TCL_EVAL_GLOBAL) == TCL_OK)
+    if (const auto elements = tcl::elements_of(Tcl_GetObjResult(interp)))
+      std::transform(elements->begin(), elements->end(), std::back_inserter(names), text_of);
   Tcl_RestoreInterpState(interp, before);
   return names;
 }
@@ -296,9 +290,7 @@ int Shell::run() {
 }
 
 void Shell::set_arguments(std::string const& name) {
-  const tcl::ObjRef list(Tcl_NewListObj(0, nullptr));
-  for (std::string const& argument : options_.arguments)
-    Tcl_ListObjAppendElement(nullptr, list.get(), tcl::new_string(internal(argument)));
+  const tcl::ObjRef list(tcl::new_list(options_.arguments, internal));
   Tcl_SetVar(interp_, "argv0", internal(name).c_str(), TCL_GLOBAL_ONLY);
   Tcl_SetVar2Ex(interp_, "argv", nullptr, list.get(), TCL_GLOBAL_ONLY);
   Tcl_SetVar2Ex(interp_, "argc", nullptr, Tcl_NewIntObj(static_cast<int>(options_.arguments.size())), TCL_GLOBAL_ONLY);
@@ -307,7 +299,7 @@ void Shell::set_arguments(std::string const& name) {
 // ------------------------------------------------------------------------------------------------ running
 
 int Shell::evaluate(std::string const& script) {
-  const tcl::ObjRef object(tcl::new_string(script));
+  const tcl::ObjRef object(tcl::new_text(script));
   const evaluation_mark mark;
   if (progress_) progress_->begin(script);
   const int code = Tcl_EvalObjEx(interp_, object.get(), TCL_EVAL_GLOBAL);
@@ -316,7 +308,7 @@ int Shell::evaluate(std::string const& script) {
 }
 
 int Shell::evaluate_file(std::string const& path) {
-  return Tcl_FSEvalFileEx(interp_, tcl::ObjRef(tcl::new_string(internal(path))).get(), "utf-8");
+  return Tcl_FSEvalFileEx(interp_, tcl::ObjRef(tcl::new_text(internal(path))).get(), "utf-8");
 }
 
 // A journal that fails says so, and the command runs all the same.
@@ -383,13 +375,11 @@ int Shell::run_script() {
   // The journal tells how to run the script again; what the script does is in the script.
   std::string call;
   for (char const* const name : {"argv0", "argc", "argv"}) {
-    Tcl_Obj* const words[] = {tcl::new_string("set"), tcl::new_string(name),
-                              Tcl_GetVar2Ex(interp_, name, nullptr, TCL_GLOBAL_ONLY)};
-    call += text_of(tcl::ObjRef(Tcl_NewListObj(3, words)).get()) + "\n";
+    Tcl_Obj* const value = Tcl_GetVar2Ex(interp_, name, nullptr, TCL_GLOBAL_ONLY);
+    call += text_of(tcl::ObjRef(tcl::new_list({tcl::new_text("set"), tcl::new_text(name), value})).get()) + "\n";
   }
-  Tcl_Obj* const words[] = {tcl::new_string("source"), tcl::new_string("-encoding"), tcl::new_string("utf-8"),
-                            tcl::new_string(internal(path))};
-  call += text_of(tcl::ObjRef(Tcl_NewListObj(4, words)).get());
+  const std::vector<std::string> words = {"source", "-encoding", "utf-8", internal(path)};
+  call += text_of(tcl::ObjRef(tcl::new_list(words)).get());
   with_journal([&] { journal_.command(call); });
   const int code = evaluate_file(options_.script);
   with_journal([&] { journal_.ended(code == TCL_OK); });
@@ -592,7 +582,7 @@ bool Shell::print(std::string const& text) {
     errno = EBADF;  // a script has closed it
     return false;
   }
-  const tcl::ObjRef object(tcl::new_string(text));
+  const tcl::ObjRef object(tcl::new_text(text));
   return Tcl_WriteObj(output, object.get()) >= 0 && Tcl_Flush(output) == TCL_OK;
 }
 

@@ -11,7 +11,7 @@
 #include "kdi/common/host/ParamHost.h"
 #include "kdi/device/HARPartMgr.h"
 #include "kdi/device/host/PartCatalogue.h"
-#include "tcltasks/frame/tcl_command.h"
+#include "kdi/tcl/command.h"
 
 namespace kdish {
 namespace {
@@ -20,22 +20,7 @@ using kdi::device::Part;
 using kdi::device::PartCatalogue;
 using Words = std::vector<Tcl_Obj*>;  // without the command's name
 
-std::string text_of(Tcl_Obj* object) {
-  int length = 0;
-  char const* const text = Tcl_GetStringFromObj(object, &length);
-  return {text, static_cast<std::size_t>(length)};
-}
-
-Tcl_Obj* texts(std::vector<std::string> const& all) {
-  Tcl_Obj* const list = Tcl_NewListObj(0, nullptr);
-  for (std::string const& text : all) Tcl_ListObjAppendElement(nullptr, list, tcl::new_string(text));
-  return list;
-}
-
-void put(Tcl_Obj* dict, char const* key, Tcl_Obj* value) {
-  Tcl_DictObjPut(nullptr, dict, Tcl_NewStringObj(key, -1), value);
-}
-void put(Tcl_Obj* dict, char const* key, std::string const& value) { put(dict, key, tcl::new_string(value)); }
+using tcl::text_of;
 
 bool matches(std::string const& name, Words const& words) {
   return words.empty() || Tcl_StringMatch(name.c_str(), Tcl_GetString(words[0])) != 0;
@@ -61,13 +46,13 @@ std::string table_text(std::vector<std::vector<std::string>> const& rows) {
 
 int help(Shell& shell, Tcl_Interp* interp, Words const& words) {
   const std::string text = words.empty() ? families_help(shell.table()) : topic_help(shell.table(), text_of(words[0]));
-  return tcl::succeed(interp, tcl::new_string(text));
+  return tcl::succeed(interp, text);
 }
 
 // ------------------------------------------------------------------------------------------------ parameters
 
 int get_param(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
-  return tcl::succeed(interp, tcl::new_string(param_host::get(text_of(words[0])).value));
+  return tcl::succeed(interp, param_host::get(text_of(words[0])).value);
 }
 
 int set_param(Shell& shell, Tcl_Interp* interp, Words const& words) {
@@ -85,7 +70,7 @@ int report_params(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
   for (param_host::Parameter const& one : param_host::list())
     if (matches(one.name, words))
       rows.push_back({one.name, one.value, one.place.empty() ? name_of(one.origin) : one.place, one.documentation});
-  return tcl::succeed(interp, tcl::new_string(table_text(rows)));
+  return tcl::succeed(interp, table_text(rows));
 }
 
 // ------------------------------------------------------------------------------------------------ parts
@@ -107,7 +92,7 @@ int list_parts(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
       ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "kdish", ComMsgMgr::MSG_ERROR, "%s", error.what());
     }
   }
-  return tcl::succeed(interp, texts(names));
+  return tcl::succeed(interp, tcl::new_list(names));
 }
 
 enum class PrimitiveKind { clock, buffer, memory, controller, transceiver };
@@ -152,7 +137,7 @@ int get_primitives(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
   std::vector<std::string> names;
   for (Primitive const& one : primitives_of(part_of(part)))
     if (kind == -1 || kind == static_cast<int>(one.kind)) names.push_back(one.name);
-  return tcl::succeed(interp, texts(names));
+  return tcl::succeed(interp, tcl::new_list(names));
 }
 
 int pins_of(kdi::device::IoBank const& bank) {
@@ -164,36 +149,25 @@ int pins_of(kdi::device::IoBank const& bank) {
 
 int get_part(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
   Part const& part = part_of(words[0]);
-  Tcl_Obj* const result = Tcl_NewDictObj();
-  put(result, "name", part.name);
-  put(result, "device", part.device->name);
-  put(result, "family", part.device->family);
-  put(result, "generation", part.device->generation);
-  put(result, "package", part.package->name);
-  put(result, "speed", part.speed->name);
-  put(result, "core_v", Tcl_NewDoubleObj(part.speed->core_v));
-  put(result, "slrs", Tcl_NewIntObj(static_cast<int>(part.device->slrs.size())));
-  put(result, "processing_system",
-      part.device->processing_system ? part.device->processing_system->kind : std::string());
-  Tcl_Obj* const primitives = Tcl_NewListObj(0, nullptr);
-  for (Primitive const& one : primitives_of(part)) {
-    Tcl_Obj* const entry = Tcl_NewDictObj();
-    put(entry, "kind", std::string(kKinds[static_cast<int>(one.kind)]));
-    put(entry, "name", one.name);
-    put(entry, "count", Tcl_NewIntObj(one.count));
-    Tcl_ListObjAppendElement(nullptr, primitives, entry);
-  }
-  put(result, "primitives", primitives);
-  Tcl_Obj* const banks = Tcl_NewListObj(0, nullptr);
-  for (auto const& bank : part.package->banks) {
-    Tcl_Obj* const entry = Tcl_NewDictObj();
-    put(entry, "number", Tcl_NewIntObj(bank.number));
-    put(entry, "kind", bank.kind);
-    put(entry, "pins", Tcl_NewIntObj(pins_of(bank)));
-    Tcl_ListObjAppendElement(nullptr, banks, entry);
-  }
-  put(result, "banks", banks);
-  return tcl::succeed(interp, result);
+  const auto primitive_dict = [](Primitive const& one) {
+    return tcl::new_dict({{"kind", kKinds[static_cast<int>(one.kind)]}, {"name", one.name}, {"count", one.count}});
+  };
+  const auto bank_dict = [](kdi::device::IoBank const& bank) {
+    return tcl::new_dict({{"number", bank.number}, {"kind", bank.kind}, {"pins", pins_of(bank)}});
+  };
+  auto const& processing_system = part.device->processing_system;
+  return tcl::succeed(interp,
+                      tcl::new_dict({{"name", part.name},
+                                     {"device", part.device->name},
+                                     {"family", part.device->family},
+                                     {"generation", part.device->generation},
+                                     {"package", part.package->name},
+                                     {"speed", part.speed->name},
+                                     {"core_v", part.speed->core_v},
+                                     {"slrs", part.device->slrs.size()},
+                                     {"processing_system", processing_system ? processing_system->kind : std::string()},
+                                     {"primitives", tcl::new_list(primitives_of(part), primitive_dict)},
+                                     {"banks", tcl::new_list(part.package->banks, bank_dict)}}));
 }
 
 int report_part(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
@@ -218,7 +192,7 @@ int report_part(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
   for (auto const& bank : part.package->banks)
     banks.push_back({std::to_string(bank.number), bank.kind, std::to_string(pins_of(bank))});
   return tcl::succeed(interp,
-                      tcl::new_string(table_text(about) + "\n" + table_text(primitives) + "\n" + table_text(banks)));
+                      tcl::new_text(table_text(about) + "\n" + table_text(primitives) + "\n" + table_text(banks)));
 }
 
 // ------------------------------------------------------------------------------------------------ the shell itself
@@ -231,7 +205,7 @@ int journal(Shell& shell, Tcl_Interp* interp, Words const& words) {
     else
       shell.journal().open(path);
   }
-  return tcl::succeed(interp, tcl::new_string(shell.journal().is_open() ? shell.journal().path() : ""));
+  return tcl::succeed(interp, shell.journal().is_open() ? shell.journal().path() : "");
 }
 
 int replay(Shell& shell, Tcl_Interp* /*interp*/, Words const& words) { return shell.replay(text_of(words[0])); }
@@ -241,20 +215,18 @@ int to_json_command(Shell& shell, Tcl_Interp* interp, Words const& words) {
     return code;
   Command const* const command = shell.table().command(text_of(words[0]));
   const tcl::ObjRef result(Tcl_GetObjResult(interp));
-  return tcl::succeed(interp, tcl::new_string(to_json(result.get(), command == nullptr ? Shape{} : command->shape)));
+  return tcl::succeed(interp, to_json(result.get(), command == nullptr ? Shape{} : command->shape));
 }
 
 int progress(Shell& shell, Tcl_Interp* interp, Words const& words) {
   std::string text = text_of(words[0]);
   if (words.size() == 2) return tcl::fail(interp, "a number done needs the number of all as well");
   if (words.size() == 3) {
-    Tcl_WideInt done = 0;
-    Tcl_WideInt all = 0;
-    if (Tcl_GetWideIntFromObj(interp, words[1], &done) != TCL_OK ||
-        Tcl_GetWideIntFromObj(interp, words[2], &all) != TCL_OK)
-      return TCL_ERROR;
-    if (done < 0 || all < done) return tcl::fail(interp, "the number done is not from 0 to the number of all");
-    text += " (" + std::to_string(done) + " of " + std::to_string(all) + ")";
+    const auto done = tcl::wide_of(words[1], interp);
+    const auto all = done ? tcl::wide_of(words[2], interp) : std::nullopt;
+    if (!all) return TCL_ERROR;
+    if (*done < 0 || *all < *done) return tcl::fail(interp, "the number done is not from 0 to the number of all");
+    text += " (" + std::to_string(*done) + " of " + std::to_string(*all) + ")";
   }
   if (shell.progress() != nullptr) shell.progress()->report(text);
   return TCL_OK;

@@ -3,29 +3,21 @@
 #include <tcl.h>
 
 #include <exception>
-#include <initializer_list>
 #include <string>
-#include <utility>
 
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/ParamHost.h"
 #include "kdi/common/host/TclHost.h"
+#include "kdi/tcl/command.h"
 
 namespace {
 
-std::string text_of(Tcl_Obj* word) {
-  int length = 0;
-  char const* const text = Tcl_GetStringFromObj(word, &length);
-  return {text, static_cast<std::size_t>(length)};
-}
-
-Tcl_Obj* object_of(std::string const& text) { return Tcl_NewStringObj(text.data(), static_cast<int>(text.size())); }
+using tcl::text_of;
 
 // The handlers have their words counted already; what they throw becomes the command's error.
 
 int get_param(Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
-  Tcl_SetObjResult(interp, object_of(param_host::get(text_of(objv[1])).value));
-  return TCL_OK;
+  return tcl::succeed(interp, param_host::get(text_of(objv[1])).value);
 }
 
 int set_param(Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
@@ -39,24 +31,19 @@ int unset_param(Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
 }
 
 int list_params(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  Tcl_Obj* const list = Tcl_NewListObj(0, nullptr);
+  Tcl_Obj* const list = tcl::new_list({});
   for (param_host::Parameter const& parameter : param_host::list()) {
     if (objc > 1 && Tcl_StringMatch(parameter.name.c_str(), Tcl_GetString(objv[1])) == 0) continue;
-    const std::initializer_list<std::pair<char const*, std::string>> fields = {
-        {"name", parameter.name},
-        {"type", name_of(parameter.type)},
-        {"default", parameter.default_value},
-        {"value", parameter.value},
-        {"origin", name_of(parameter.origin)},
-        {"place", parameter.place},
-        {"documentation", parameter.documentation},
-        {"effect", parameter.effect}};
-    Tcl_Obj* const entry = Tcl_NewDictObj();
-    for (auto const& [key, value] : fields) Tcl_DictObjPut(nullptr, entry, Tcl_NewStringObj(key, -1), object_of(value));
-    Tcl_ListObjAppendElement(nullptr, list, entry);
+    tcl::append(list, tcl::new_dict({{"name", parameter.name},
+                                     {"type", name_of(parameter.type)},
+                                     {"default", parameter.default_value},
+                                     {"value", parameter.value},
+                                     {"origin", name_of(parameter.origin)},
+                                     {"place", parameter.place},
+                                     {"documentation", parameter.documentation},
+                                     {"effect", parameter.effect}}));
   }
-  Tcl_SetObjResult(interp, list);
-  return TCL_OK;
+  return tcl::succeed(interp, list);
 }
 
 int load_params(Tcl_Interp* /*interp*/, int /*objc*/, Tcl_Obj* const objv[]) {
@@ -70,9 +57,9 @@ int save_params(Tcl_Interp* /*interp*/, int /*objc*/, Tcl_Obj* const objv[]) {
 }
 
 int message_channel(Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
-  int level = 0;
-  if (Tcl_GetIntFromObj(interp, objv[2], &level) != TCL_OK) return TCL_ERROR;
-  message_host::set_channel(text_of(objv[1]), level);
+  const auto level = tcl::int_of(objv[2], interp);
+  if (!level) return TCL_ERROR;
+  message_host::set_channel(text_of(objv[1]), *level);
   return TCL_OK;
 }
 
@@ -109,8 +96,7 @@ int dispatch(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
   try {
     return called.handler(interp, objc, objv);
   } catch (std::exception const& error) {
-    Tcl_SetObjResult(interp, Tcl_NewStringObj(error.what(), -1));
-    return TCL_ERROR;
+    return tcl::fail(interp, error.what());
   }
 }
 

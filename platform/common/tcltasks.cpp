@@ -8,6 +8,7 @@
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/HTCTclInterp.h"
 #include "kdi/common/host/TclHost.h"
+#include "kdi/tcl/values.h"
 
 namespace hdi::tcltasks {
 namespace {
@@ -46,9 +47,7 @@ outcome evaluate(std::string const& script, Tcl_Interp* interp, bool recorded) {
 
   Tcl_Preserve(interp);  // the script may delete it
   const int status = Tcl_EvalEx(interp, script.data(), static_cast<int>(script.size()), TCL_EVAL_GLOBAL);
-  int length = 0;
-  char const* const text = Tcl_GetStringFromObj(Tcl_GetObjResult(interp), &length);
-  outcome answer{status, std::string(text, static_cast<std::size_t>(length))};
+  outcome answer{status, tcl::text_of(Tcl_GetObjResult(interp))};
   Tcl_Release(interp);
   return answer;
 }

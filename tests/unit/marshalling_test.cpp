@@ -3,9 +3,9 @@
 
 #include <random>
 
+#include "kdi/tcl/command.h"
 #include "tcltasks/frame/kelvane_config_util.h"
 #include "tcltasks/frame/mutils_util.h"
-#include "tcltasks/frame/tcl_command.h"
 #include "tcltasks/frame/zorvan_util.h"
 
 namespace {

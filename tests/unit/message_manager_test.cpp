@@ -16,9 +16,9 @@
 #include "kdi/common/HSTStringUtils.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/ParamHost.h"
+#include "kdi/tcl/command.h"
 #include "tcltasks/frame/guard.h"
 #include "tcltasks/frame/mutils_util.h"
-#include "tcltasks/frame/tcl_command.h"
 #include "tests/support/decimal_comma.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tcltasks/frame/tcl_command.h"
+#include "kdi/tcl/command.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ using nlohmann::json;
 [[maybe_unused]] const bool kTclIsReady = (Tcl_FindExecutable(nullptr), true);
 
 std::string of(std::string const& value, Shape const& shape) {
-  const tcl::ObjRef object(tcl::new_string(value));
+  const tcl::ObjRef object(tcl::new_text(value));
   return kdish::to_json(object.get(), shape);
 }
 std::string fault(std::string const& value, Shape const& shape) {

@@ -2,8 +2,8 @@
 #include <vector>
 
 #include "kdi/bmg/blk_mem_gen.h"
+#include "kdi/tcl/command.h"
 #include "tcltasks/bmg/bmg.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ int call(placement_t function, words passed, Tcl_Interp* interp, int objc, Tcl_O
                                                : Tcl_GetString(objv[i]));
   int status = 0;  // sic: the value says it all, a negative one is a failure and still a result
   const int value = function(objc - 1, pointers.data(), &status);
-  return tcl::succeed(interp, tcl::new_string(std::to_string(value)));
+  return tcl::succeed(interp, std::to_string(value));
 }
 
 }  // namespace

@@ -4,10 +4,10 @@
 #include <vector>
 
 #include "kdi/ip/HIPClkwiz.h"
+#include "kdi/tcl/command.h"
 #include "tcltasks/clkwiz/clkwiz.h"
 #include "tcltasks/frame/guard.h"
 #include "tcltasks/frame/number_words.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace Ip_Clkwiz {
 

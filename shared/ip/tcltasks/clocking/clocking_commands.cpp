@@ -7,11 +7,11 @@
 
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/ip/HIPClocking.h"
+#include "kdi/tcl/command.h"
 #include "tcltasks/clocking/clocking.h"
 #include "tcltasks/clocking/options.h"
 #include "tcltasks/frame/guard.h"
 #include "tcltasks/frame/number_words.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace Ip_Clocking {
 namespace {
@@ -105,7 +105,7 @@ int mmcmCalculateActualPhase(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* 
     return tcl::fail(interp, "Ip_Clocking_Calc_Phase: Failed in calculating Phase. " + first_of(errors));
   if (!HIPClockingUtils::convertDoubleToString(clock.actualPhase, text))
     return tcl::fail(interp, "Ip_Clocking_Calc_Phase: Failed in conversion of Phase from double to string. ");
-  return tcl::succeed(interp, tcl::new_string(text));
+  return tcl::succeed(interp, text);
 }
 
 int mmcmCalculateActualDutyCycle(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
@@ -124,7 +124,7 @@ int mmcmCalculateActualDutyCycle(ClientData, Tcl_Interp* interp, int objc, Tcl_O
     return tcl::fail(interp, "Ip_Clocking_Calc_DC: Failed in calculating duty cycle. " + first_of(errors));
   if (!HIPClockingUtils::convertDoubleToString(clock.actualDutyCycle, text))  // sic: Phase
     return tcl::fail(interp, "Ip_Clocking_Calc_DC: Failed in conversion of Phase from double to string. ");
-  return tcl::succeed(interp, tcl::new_string(text));
+  return tcl::succeed(interp, text);
 }
 
 int getSpeedFileProperty(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
@@ -138,7 +138,7 @@ int getSpeedFileProperty(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* cons
   if (!errors.empty())
     return tcl::fail(
         interp, "Ip_Clocking_Get_Property: Failed in retrieving speed file value for " + key + ". " + errors.front());
-  return tcl::succeed(interp, tcl::new_string(value));
+  return tcl::succeed(interp, value);
 }
 
 // ------------------------------------------------------------------------------------------ the two guarded commands
@@ -154,7 +154,7 @@ int GetPeakToPeakJitter(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const
     if (!solver->getPeakToPeakJitter(number(2), number(3), number(4), bandwidth_of(word(objv, 5)), word(objv, 6),
                                      number(7) != 0.0, number(8) != 0.0, frame::truncated(number(9)), &jitter))
       return tcl::fail(interp, "fail to get getPeakToPeakJitter");
-    return tcl::succeed(interp, tcl::new_string(frame::fixed(jitter, 6)));
+    return tcl::succeed(interp, frame::fixed(jitter, 6));
   });
 }
 
@@ -167,7 +167,7 @@ int GetPhaseError(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
     double phase_error = 0;
     if (!solver->getPhaseError(&phase_error, frame::truncated(leading_double(Tcl_GetString(objv[2])))))
       return tcl::fail(interp, "fail to get getPhaseError");
-    return tcl::succeed(interp, tcl::new_string(frame::fixed(phase_error, 6)));
+    return tcl::succeed(interp, frame::fixed(phase_error, 6));
   });
 }
 
@@ -204,7 +204,7 @@ int find_inputs(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], std::string
   ClockPrimitive primitive = primitive_of(question.primitive_word);
   std::string text;
   ask(*solver, question, primitive, text);
-  return tcl::succeed(interp, tcl::new_string(text));
+  return tcl::succeed(interp, text);
 }
 
 }  // namespace
@@ -246,7 +246,7 @@ int getOutputClkFrequencies(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* c
   std::string text;  // tells of a failure as well
   solver->getOutputClockFrequencies(input, primitive, frame::truncated(static_cast<double>(multiplication)), text,
                                     period, speed_file == "true", controller);
-  return tcl::succeed(interp, tcl::new_string(text));
+  return tcl::succeed(interp, text);
 }
 
 namespace {
@@ -320,7 +320,7 @@ int getClosestSolution(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const 
                                  (errors.empty() ? "Failed in calculation of clocking solution." : errors.front()) +
                                  "\n");
   send(kCalcChannel, 0x1000000, "End of Calc Done\n");
-  return tcl::succeed(interp, tcl::new_string(solution));
+  return tcl::succeed(interp, solution);
 }
 
 int getClkInstances(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
@@ -357,7 +357,7 @@ int getClkInstances(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const obj
   std::string result;  // tells of a failure as well
   solver->computeMinimalClkInst(outputs, inputs, period, part, result);
   send(kClkInstChannel, kMask, "result is %s \n", result.c_str());
-  return tcl::succeed(interp, tcl::new_string(result));
+  return tcl::succeed(interp, result);
 }
 
 }  // namespace clocking_utils

@@ -1,12 +1,12 @@
 #include "tcltasks/fec/fec_commands.h"
 
+#include "kdi/tcl/command.h"
 #include "tcltasks/fec/code_config.h"
 #include "tcltasks/fec/ldpc.h"
 #include "tcltasks/fec/register_image.h"
 #include "tcltasks/fec/reporter.h"
 #include "tcltasks/fec/sd_fec.h"
 #include "tcltasks/fec/spec_reader.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace fec {
 namespace {
@@ -14,21 +14,14 @@ namespace {
 constexpr char const* kArgumentCount = "Invalid number of arguments. Expected 1 argument";
 constexpr char const* kBadInput = "Error processing input dict: ";
 
-// Numbers reach the script by their low 32 bits, in decimal.
-Tcl_Obj* new_uint(std::uint64_t value) {
-  return Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(static_cast<std::uint32_t>(value)));
-}
+using tcl::put;
 
-void put(Tcl_Obj* dict, std::string_view key, Tcl_Obj* value) {
-  const tcl::ObjRef key_object(tcl::new_string(key));
-  Tcl_DictObjPut(nullptr, dict, key_object.get(), value);
-}
+// Numbers reach the script by their low 32 bits, in decimal.
+Tcl_Obj* new_uint(std::uint64_t value) { return tcl::new_value(static_cast<std::uint32_t>(value)); }
 
 template <class Variant>
 Tcl_Obj* data_list(std::vector<phy_trans_t<Variant>> const& writes) {
-  Tcl_Obj* list = Tcl_NewListObj(0, nullptr);
-  for (phy_trans_t<Variant> const& write : writes) Tcl_ListObjAppendElement(nullptr, list, new_uint(write.data));
-  return list;
+  return tcl::new_list(writes, [](phy_trans_t<Variant> const& write) { return new_uint(write.data); });
 }
 
 // The message store of a core's latest run.
@@ -66,11 +59,9 @@ void uint_to_dict(Tcl_Interp* /*interp*/, Tcl_Obj* dict, std::string const& key,
 template <class Variant>
 unsigned gen_trans_list(Tcl_Interp* /*interp*/, std::vector<phy_trans_t<Variant>> const& writes, Tcl_Obj* list) {
   const tcl::ObjRef no_comment(Tcl_NewObj());  // most writes have none: one object serves them all
-  for (phy_trans_t<Variant> const& write : writes) {
-    Tcl_Obj* const words[] = {new_uint(write.addr), new_uint(write.data),
-                              write.comment.empty() ? no_comment.get() : tcl::new_string(write.comment)};
-    Tcl_ListObjAppendElement(nullptr, list, Tcl_NewListObj(3, words));
-  }
+  for (phy_trans_t<Variant> const& write : writes)
+    tcl::append(list, tcl::new_list({new_uint(write.addr), new_uint(write.data),
+                                     write.comment.empty() ? no_comment.get() : tcl::new_text(write.comment)}));
   return 0;
 }
 
@@ -166,11 +157,7 @@ Tcl_Obj* result_of(Tcl_Interp* interp, std::vector<ldpc_spec_t<Variant>> const& 
   }
   Tcl_Obj* transactions = Tcl_NewObj();
   gen_trans_list(interp, codes.image.trans, transactions);
-  Tcl_Obj* result = Tcl_NewDictObj();
-  put(result, "config", configs);
-  put(result, "transactions", transactions);
-  put(result, "messages", tcl::new_string(codes.messages));
-  return result;
+  return tcl::new_dict({{"config", configs}, {"transactions", transactions}, {"messages", codes.messages}});
 }
 
 }  // namespace
@@ -209,10 +196,7 @@ int gen_turbo_params(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const ob
   Tcl_Obj* parameters = Tcl_NewDictObj();
   uint_to_dict(interp, parameters, "algorithm", config.algorithm);
   uint_to_dict(interp, parameters, "scale", config.scale);
-  Tcl_Obj* result = Tcl_NewDictObj();
-  put(result, "config", parameters);
-  put(result, "transactions", transactions);
-  return tcl::succeed(interp, result);
+  return tcl::succeed(interp, tcl::new_dict({{"config", parameters}, {"transactions", transactions}}));
 }
 
 #define FEC_INSTANTIATE(variant)                                                                     \

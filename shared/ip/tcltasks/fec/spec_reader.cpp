@@ -5,30 +5,11 @@
 #include <optional>
 #include <string_view>
 
+#include "kdi/tcl/values.h"
 #include "tcltasks/fec/reporter.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace fec {
 namespace {
-
-// A key as a Tcl object, made once and used for many lookups.
-class dict_key {
- public:
-  explicit dict_key(std::string_view name) : name_(name), object_(tcl::new_string(name)) {}
-
-  std::string_view name() const { return name_; }
-
-  // The value in `dict`, null if the key is absent; nullopt if `dict` is no dictionary.
-  std::optional<Tcl_Obj*> find(Tcl_Obj* dict) const {
-    Tcl_Obj* value = nullptr;
-    if (Tcl_DictObjGet(nullptr, dict, object_.get(), &value) != TCL_OK) return std::nullopt;
-    return value;
-  }
-
- private:
-  std::string name_;
-  tcl::ObjRef object_;
-};
 
 unsigned fail(std::string& err, std::string text) {
   err = std::move(text);
@@ -48,26 +29,25 @@ std::uint32_t truncated_low_bits(double value) {
   return static_cast<std::uint32_t>(static_cast<std::int64_t>(value));
 }
 
-unsigned read_uint(Tcl_Obj* dict, dict_key const& key, unsigned& out, std::string& err, bool required) {
+unsigned read_uint(Tcl_Obj* dict, tcl::Key const& key, unsigned& out, std::string& err, bool required) {
   const auto value = key.find(dict);
   if (!value) return fail(err, message("Unable to interpret object as a dict to extract ", key.name()));
   if (*value == nullptr) return required ? fail(err, message(key.name(), " not defined")) : 0;
-  double number = 0;
-  if (Tcl_GetDoubleFromObj(nullptr, *value, &number) != TCL_OK) return fail(err, message(key.name(), " must be real"));
-  const auto exact = exact_uint(number);
+  const auto number = tcl::double_of(*value);
+  if (!number) return fail(err, message(key.name(), " must be real"));
+  const auto exact = exact_uint(*number);
   if (!exact) return fail(err, message(key.name(), " must be an integer"));
   out = *exact;
   return 0;
 }
 
-unsigned read_bool(Tcl_Obj* dict, dict_key const& key, unsigned& out, std::string& err, bool required) {
+unsigned read_bool(Tcl_Obj* dict, tcl::Key const& key, unsigned& out, std::string& err, bool required) {
   const auto value = key.find(dict);
   if (!value) return 0;  // sic: a malformed dictionary passes here and fails at the first number
   if (*value == nullptr) return required ? fail(err, message(key.name(), " not defined")) : 0;
-  int truth = 0;
-  if (Tcl_GetBooleanFromObj(nullptr, *value, &truth) != TCL_OK)
-    return fail(err, message("invalid ", key.name(), " value. Select false or true"));
-  out = truth != 0;
+  const auto truth = tcl::bool_of(*value);
+  if (!truth) return fail(err, message("invalid ", key.name(), " value. Select false or true"));
+  out = *truth;
   return 0;
 }
 
@@ -75,12 +55,12 @@ unsigned read_bool(Tcl_Obj* dict, dict_key const& key, unsigned& out, std::strin
 
 unsigned dict_to_uint(Tcl_Interp* /*interp*/, Tcl_Obj* dict, std::string const& key, unsigned& out, std::string& err,
                       bool required) {
-  return read_uint(dict, dict_key(key), out, err, required);
+  return read_uint(dict, tcl::Key(key), out, err, required);
 }
 
 unsigned dict_to_bool(Tcl_Interp* /*interp*/, Tcl_Obj* dict, std::string const& key, unsigned& out, std::string& err,
                       bool required) {
-  return read_bool(dict, dict_key(key), out, err, required);
+  return read_bool(dict, tcl::Key(key), out, err, required);
 }
 
 // ---------------------------------------------------------------------------------------------- core and Turbo
@@ -114,10 +94,9 @@ unsigned dict_to_turbo_config(Tcl_Interp* /*interp*/, Tcl_Obj* dict, turbo_confi
   // Both values are read into one variable; a read that fails leaves what the one before stored, if there was one.
   std::optional<std::uint32_t> last_read;
   const auto read = [&](char const* key) -> std::optional<std::uint32_t> {
-    const auto value = dict_key(key).find(dict);
+    const auto value = tcl::Key(key).find(dict);
     if (!value || *value == nullptr) return std::nullopt;
-    int number = 0;
-    if (Tcl_GetIntFromObj(nullptr, *value, &number) == TCL_OK) last_read = static_cast<std::uint32_t>(number);
+    if (const auto number = tcl::int_of(*value)) last_read = static_cast<std::uint32_t>(*number);
     return last_read;
   };
   if (const auto algorithm = read("algorithm"); algorithm && *algorithm <= 1) out.algorithm = *algorithm;
@@ -131,35 +110,29 @@ namespace {
 
 // The keys of a matrix element, made once for all elements of a code.
 struct element_keys {
-  dict_key row{"row"};
-  dict_key col{"col"};
-  dict_key is_cp{"is_cp"};
-  dict_key shift{"shift"};
+  tcl::Key row{"row"};
+  tcl::Key col{"col"};
+  tcl::Key is_cp{"is_cp"};
+  tcl::Key shift{"shift"};
 };
 
-unsigned read_shifts(Tcl_Obj* element, dict_key const& key, int index, std::vector<std::uint32_t>& shifts,
+unsigned read_shifts(Tcl_Obj* element, tcl::Key const& key, std::size_t index, std::vector<std::uint32_t>& shifts,
                      std::string& err) {
   const auto list = key.find(element);
   if (!list) return 0;
   if (*list == nullptr) return fail(err, message("shift not defined for sm_array index ", index));
-  int length = 0;
-  if (Tcl_ListObjLength(nullptr, *list, &length) != TCL_OK)
-    return fail(err, message("Unable to determine shift size for sm_array index ", index));
-  shifts.reserve(static_cast<std::size_t>(length));
-  for (int j = 0; j < length; ++j) {
-    Tcl_Obj* value = nullptr;
-    if (Tcl_ListObjIndex(nullptr, *list, j, &value) != TCL_OK)
-      return fail(err, message("Unable to read shift for sm_array index ", index));
-    if (value == nullptr) return fail(err, message("Unable to read shift ", j, " for sm_array index ", index));
-    double number = 0;
-    if (Tcl_GetDoubleFromObj(nullptr, value, &number) != TCL_OK)
-      return fail(err, message("Shift must be real. shift ", j, " sm_array index ", index));
-    shifts.push_back(truncated_low_bits(number));
+  const auto values = tcl::elements_of(*list);
+  if (!values) return fail(err, message("Unable to determine shift size for sm_array index ", index));
+  shifts.reserve(values->size());
+  for (Tcl_Obj* const value : *values) {
+    const auto number = tcl::double_of(value);
+    if (!number) return fail(err, message("Shift must be real. shift ", shifts.size(), " sm_array index ", index));
+    shifts.push_back(truncated_low_bits(*number));
   }
   return 0;
 }
 
-unsigned read_element(Tcl_Obj* object, element_keys const& keys, int index, ldpc_sm_element_t& element,
+unsigned read_element(Tcl_Obj* object, element_keys const& keys, std::size_t index, ldpc_sm_element_t& element,
                       std::string& err) {
   if (read_uint(object, keys.row, element.row, err, true) != 0 ||
       read_uint(object, keys.col, element.col, err, true) != 0)
@@ -170,25 +143,23 @@ unsigned read_element(Tcl_Obj* object, element_keys const& keys, int index, ldpc
 
 unsigned read_matrix(Tcl_Obj* dict, std::vector<ldpc_sm_element_t>& matrix, std::string& err) {
   matrix.clear();
-  const auto list = dict_key("sm_array").find(dict);
+  const auto list = tcl::Key("sm_array").find(dict);
   if (!list) return 0;
   if (*list == nullptr) return fail(err, "sm_array not defined");
-  int length = 0;
-  if (Tcl_ListObjLength(nullptr, *list, &length) != TCL_OK) return fail(err, "Unable to determine sm_array size");
-  matrix.reserve(static_cast<std::size_t>(length));
+  const auto elements = tcl::elements_of(*list);
+  if (!elements) return fail(err, "Unable to determine sm_array size");
+  matrix.reserve(elements->size());
   const element_keys keys;
-  for (int i = 0; i < length; ++i) {
-    Tcl_Obj* object = nullptr;
-    if (Tcl_ListObjIndex(nullptr, *list, i, &object) != TCL_OK) return fail(err, "Unable to read sm_array");
-    if (object == nullptr) return fail(err, message("Unable to read sm_array index ", i));
-    if (read_element(object, keys, i, matrix.emplace_back(), err) != 0) return 1;
+  for (Tcl_Obj* const element : *elements) {
+    const std::size_t index = matrix.size();
+    if (read_element(element, keys, index, matrix.emplace_back(), err) != 0) return 1;
   }
   return 0;
 }
 
 unsigned read_normalization(Tcl_Obj* dict, std::uint32_t& normalization, std::string& err) {
   normalization = 1;
-  const auto value = dict_key("normalization").find(dict);
+  const auto value = tcl::Key("normalization").find(dict);
   if (!value || *value == nullptr) return 0;
   const std::string_view text = Tcl_GetString(*value);
   if (text == "none") {
@@ -201,49 +172,19 @@ unsigned read_normalization(Tcl_Obj* dict, std::uint32_t& normalization, std::st
 
 unsigned read_scale(Tcl_Obj* dict, std::vector<std::uint32_t>& scale, std::string& err) {
   scale.clear();
-  const auto list = dict_key("scale").find(dict);
+  const auto list = tcl::Key("scale").find(dict);
   if (!list || *list == nullptr) return 0;
-  int length = 0;
-  if (Tcl_ListObjLength(nullptr, *list, &length) != TCL_OK) return fail(err, "Unable to determine scale array size");
-  for (int i = 0; i < length; ++i) {
-    Tcl_Obj* value = nullptr;
-    if (Tcl_ListObjIndex(nullptr, *list, i, &value) != TCL_OK) return fail(err, "Unable to read scale array");
-    if (value == nullptr) return fail(err, message("Unable to read scale array index ", i));
-    double number = 0;
-    if (Tcl_GetDoubleFromObj(nullptr, value, &number) != TCL_OK)
-      return fail(err, message("Scale array index ", i, " must be real"));
-    const auto exact = exact_uint(number);
-    if (!exact) return fail(err, message("Scale array index ", i, "must be an integer"));  // sic: no blank
+  const auto values = tcl::elements_of(*list);
+  if (!values) return fail(err, "Unable to determine scale array size");
+  for (Tcl_Obj* const value : *values) {
+    const auto number = tcl::double_of(value);
+    if (!number) return fail(err, message("Scale array index ", scale.size(), " must be real"));
+    const auto exact = exact_uint(*number);
+    if (!exact) return fail(err, message("Scale array index ", scale.size(), "must be an integer"));  // sic: no blank
     scale.push_back(*exact);
   }
   return 0;
 }
-
-// Walks the entries of a dictionary and ends the search on every way out.
-class dict_walk {
- public:
-  explicit dict_walk(Tcl_Obj* dict) {
-    ok_ = Tcl_DictObjFirst(nullptr, dict, &search_, &key_, &value_, &done_) == TCL_OK;
-  }
-  ~dict_walk() {
-    if (ok_) Tcl_DictObjDone(&search_);
-  }
-  dict_walk(dict_walk const&) = delete;
-  dict_walk& operator=(dict_walk const&) = delete;
-
-  bool ok() const { return ok_; }
-  bool at_end() const { return done_ != 0; }
-  void next() { Tcl_DictObjNext(&search_, &key_, &value_, &done_); }
-  Tcl_Obj* key() const { return key_; }
-  Tcl_Obj* value() const { return value_; }
-
- private:
-  Tcl_DictSearch search_{};
-  Tcl_Obj* key_ = nullptr;
-  Tcl_Obj* value_ = nullptr;
-  int done_ = 0;
-  bool ok_ = false;
-};
 
 }  // namespace
 
@@ -279,7 +220,7 @@ unsigned dict_to_ldpc_spec(Tcl_Interp* interp, Tcl_Obj* dict, ldpc_code_spec_t<V
 template <class Variant>
 unsigned dict_to_ldpc_specs(Tcl_Interp* interp, Tcl_Obj* dict, std::vector<ldpc_spec_t<Variant>>& out,
                             std::string& err) {
-  const auto matrix = dict_key("sm_array").find(dict);
+  const auto matrix = tcl::Key("sm_array").find(dict);
   if (!matrix) return fail(err, "Unable to interpret dict to extract specification");
   if (*matrix != nullptr) {
     ldpc_spec_t<Variant> only{kNoId, {}};
@@ -287,8 +228,8 @@ unsigned dict_to_ldpc_specs(Tcl_Interp* interp, Tcl_Obj* dict, std::vector<ldpc_
     out.push_back(std::move(only));
     return 0;
   }
-  dict_walk walk(dict);
-  if (!walk.ok()) return fail(err, "Error processing specification");
+  tcl::DictWalk walk(dict);
+  if (!walk.is_dict()) return fail(err, "Error processing specification");
   for (; !walk.at_end(); walk.next()) {
     ldpc_spec_t<Variant> code{Tcl_GetString(walk.key()), {}};
     if (dict_to_ldpc_spec(interp, walk.value(), code.spec, err) != 0)

@@ -12,7 +12,7 @@ int check_args(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], char const* 
 }
 
 int set_tcl_result(Tcl_Interp* interp, std::list<std::string> const& texts) {
-  return marshalling::lists::set_result(interp, marshalling::lists::new_list(texts));
+  return tcl::succeed(interp, marshalling::lists::new_list(texts));
 }
 
 void tcl2cpp(Tcl_Interp* /*interp*/, Tcl_Obj* obj, int& number) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "kdi/common/KdiTypes.h"
+#include "kdi/tcl/command.h"
 
 namespace marshalling {
 
@@ -75,13 +76,9 @@ Tcl_Obj* new_text(std::string const& text);
 /// A flat list of the members of a container of texts, or of the names and values of a parameter map.
 template <class Texts>
 Tcl_Obj* new_list(Texts const& texts) {
-  Tcl_Obj* list = Tcl_NewListObj(0, nullptr);
-  for (std::string const& text : texts) Tcl_ListObjAppendElement(nullptr, list, new_text(text));
-  return list;
+  return tcl::new_list(texts, new_text);
 }
 Tcl_Obj* new_list(ParamMap const& params);
-
-int set_result(Tcl_Interp* interp, Tcl_Obj* result);
 
 }  // namespace lists
 }  // namespace marshalling

@@ -11,12 +11,11 @@ namespace mutils::util {
 namespace lists = marshalling::lists;
 
 int set_tcl_error(Tcl_Interp* interp, std::string const& message) {
-  Tcl_SetObjResult(interp, lists::new_text(message));
-  return TCL_ERROR;
+  return tcl::fail(interp, lists::new_text(message));
 }
 
 int set_tcl_result(Tcl_Interp* interp, std::string text) {
-  return lists::set_result(interp, lists::new_list(std::vector<std::string>{std::move(text)}));
+  return tcl::succeed(interp, lists::new_list(std::vector<std::string>{std::move(text)}));
 }
 
 int set_tcl_result(Tcl_Interp* interp, int number) { return set_tcl_result(interp, intToStr(number)); }
@@ -25,13 +24,9 @@ int set_tcl_result(Tcl_Interp* interp, bool truth) {
   return set_tcl_result(interp, std::string(truth ? "true" : "false"));
 }
 
-int set_tcl_result(Tcl_Interp* interp, ParamMap const& params) {
-  return lists::set_result(interp, lists::new_list(params));
-}
+int set_tcl_result(Tcl_Interp* interp, ParamMap const& params) { return tcl::succeed(interp, lists::new_list(params)); }
 
-int set_tcl_result(Tcl_Interp* interp, StrList const& texts) {
-  return lists::set_result(interp, lists::new_list(texts));
-}
+int set_tcl_result(Tcl_Interp* interp, StrList const& texts) { return tcl::succeed(interp, lists::new_list(texts)); }
 
 int set_tcl_result(Tcl_Interp* interp, PinMap const& values) {
   StrList flat;

@@ -1,9 +1,9 @@
 #include <cstdio>
 
+#include "kdi/tcl/command.h"
 #include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
 #include "tcltasks/dsp/ducddcgen/ducddc_text.h"
 #include "tcltasks/dsp/ducddcgen/ducddcgen.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace ducddcgen_init {
 namespace {
@@ -26,15 +26,13 @@ int guarded(Body body, Fail fail) {
 
 int ducddcgen_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   if (objc != 3) return tcl::fail(interp, "Invalid number of arguments.Expected are 2");  // sic: no blank
-  int size = 0;
-  char const* const name = Tcl_GetStringFromObj(objv[1], &size);
-  int selector = 0;  // also where the word is no integer
-  Tcl_GetIntFromObj(nullptr, objv[2], &selector);
+  const std::string_view name = tcl::text_view(objv[1]);
+  const int selector = tcl::int_of(objv[2]).value_or(0);  // sic: 0 as well where the word is no integer
   return guarded(
       [&] {
         TextBuffer buffer;
-        Record const& record = require_record({name, static_cast<std::size_t>(size)});
-        return tcl::succeed(interp, tcl::new_string(file_text(record, selector, buffer)));
+        Record const& record = require_record(name);
+        return tcl::succeed(interp, file_text(record, selector, buffer));
       },
       [&](Failure kind, std::string text) {
         if (kind == Failure::kUnknown) text += ' ';  // sic: the command's text has it, the function's has not

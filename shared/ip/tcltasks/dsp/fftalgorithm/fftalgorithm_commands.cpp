@@ -1,20 +1,20 @@
+#include "kdi/tcl/command.h"
 #include "tcltasks/dsp/fftalgorithm/fftalgorithm.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace fftalgorithm_init {
 
 int InitFFTAlgorithm(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   if (objc != 2) return tcl::fail(interp, "Invalid number of arguments.");
 
-  int count = 0;
-  Tcl_Obj** elements = nullptr;
-  if (Tcl_ListObjGetElements(nullptr, objv[1], &count, &elements) != TCL_OK)
-    return tcl::fail(interp, "Invalid input list provided.");
-  HSTVector<double> samples(static_cast<std::size_t>(count));
-  for (int i = 0; i < count; ++i) {
+  const auto elements = tcl::elements_of(objv[1]);
+  if (!elements) return tcl::fail(interp, "Invalid input list provided.");
+  HSTVector<double> samples;
+  samples.reserve(elements->size());
+  for (Tcl_Obj* const element : *elements) {
     // A number that already is one is read without going through its text.
-    if (Tcl_GetDoubleFromObj(nullptr, elements[i], &samples[static_cast<std::size_t>(i)]) != TCL_OK)
-      return tcl::fail(interp, std::string("Invalid double value provided.") + Tcl_GetString(elements[i]));
+    const auto sample = tcl::double_of(element);
+    if (!sample) return tcl::fail(interp, "Invalid double value provided." + tcl::text_of(element));
+    samples.push_back(*sample);
   }
 
   HSTVector<std::pair<double, double>> response;
@@ -23,13 +23,9 @@ int InitFFTAlgorithm(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const ob
                      "Number of input samples MUST be a power-of-2 value for "
                      "FFTAlgorithmPtrHandle::GetFrequencyResponse");
 
-  std::vector<Tcl_Obj*> pairs;
-  pairs.reserve(response.size());
-  for (auto const& [frequency, magnitude] : response) {
-    Tcl_Obj* const pair[] = {Tcl_NewDoubleObj(frequency), Tcl_NewDoubleObj(magnitude)};
-    pairs.push_back(Tcl_NewListObj(2, pair));
-  }
-  return tcl::succeed(interp, Tcl_NewListObj(static_cast<int>(pairs.size()), pairs.data()));
+  return tcl::succeed(interp, tcl::new_list(response, [](auto const& point) {
+                        return tcl::new_list({tcl::new_value(point.first), tcl::new_value(point.second)});
+                      }));
 }
 
 void init(Tcl_Interp* interp) {

@@ -1,9 +1,9 @@
 #include <array>
 #include <string_view>
 
+#include "kdi/tcl/command.h"
 #include "tcltasks/dsp/v_scaler/lanczos.h"
 #include "tcltasks/dsp/v_scaler/v_scaler.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace {
 
@@ -38,9 +38,8 @@ int Ip_v_scaler_v8_1_generate_lancoz_coefficients_tcl(ClientData, Tcl_Interp* in
                                      sets))
     return tcl::fail(interp, kNoInteger);
   const std::string path = objc > static_cast<int>(kWords) + 1 ? Tcl_GetString(objv[kWords + 1]) : "";
-  return tcl::succeed(
-      interp, tcl::new_string(v_scaler::CreateCoefsMatrix(h_phases, v_phases, h_taps, v_taps, max_phases, use_chroma,
-                                                          use_vertical, chroma, sets, path)));
+  return tcl::succeed(interp, tcl::new_text(v_scaler::CreateCoefsMatrix(h_phases, v_phases, h_taps, v_taps, max_phases,
+                                                                        use_chroma, use_vertical, chroma, sets, path)));
 }
 
 namespace v_scaler_init::v_scaler_kdi_tcltasks {

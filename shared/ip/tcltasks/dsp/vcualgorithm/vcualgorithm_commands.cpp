@@ -1,9 +1,9 @@
 #include <cstdio>
 #include <fstream>
 
+#include "kdi/tcl/command.h"
 #include "tcltasks/dsp/vcualgorithm/speed_table.h"
 #include "tcltasks/dsp/vcualgorithm/vcualgorithm.h"
-#include "tcltasks/frame/tcl_command.h"
 
 namespace vcualgorithm_init {
 namespace {
@@ -52,8 +52,7 @@ int read_csv_file(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
   std::printf("size -= %zu\n", names.size());
   std::printf("t= %s\n", joined.c_str());
   std::fflush(stdout);
-  Tcl_Obj* const element = tcl::new_string(joined);
-  return tcl::succeed(interp, Tcl_NewListObj(1, &element));
+  return tcl::succeed(interp, tcl::new_list({tcl::new_text(joined)}));
 }
 
 void init(Tcl_Interp* interp) { tcl::register_command<read_csv_file>(interp, "VCUAPI::read_csv"); }

@@ -1,4 +1,4 @@
-// How a command meets Tcl: references, results, registration.
+// How a command meets Tcl: results and registration.
 //
 // A handler has the Tcl object-command signature. It checks its words, converts them, calls the logic, and sets the
 // result with succeed or fail. It is registered behind a boundary that lets no exception reach Tcl's C frames.
@@ -6,41 +6,22 @@
 
 #include <tcl.h>
 
-#include <string>
 #include <string_view>
-#include <utility>
+
+#include "kdi/tcl/values.h"
 
 namespace tcl {
 
-/// One counted reference to a Tcl object.
-class ObjRef {
- public:
-  explicit ObjRef(Tcl_Obj* obj) : obj_(obj) { Tcl_IncrRefCount(obj_); }
-  ObjRef(ObjRef const& other) : ObjRef(other.obj_) {}
-  ObjRef& operator=(ObjRef other) noexcept {
-    std::swap(obj_, other.obj_);
-    return *this;
-  }
-  ~ObjRef() { Tcl_DecrRefCount(obj_); }
-
-  Tcl_Obj* get() const { return obj_; }  // borrowed
-
- private:
-  Tcl_Obj* obj_;  // never null
-};
-
-/// A new string object; `text` may hold any bytes but a zero.
-inline Tcl_Obj* new_string(std::string_view text) {
-  return Tcl_NewStringObj(text.data(), static_cast<int>(text.size()));
-}
-
-/// Sets the result and returns TCL_OK or TCL_ERROR. The text reaches the script as it is.
-inline int succeed(Tcl_Interp* interp, Tcl_Obj* result) {
-  Tcl_SetObjResult(interp, result);
+/// Sets the result, of any type that new_value takes, and returns TCL_OK or TCL_ERROR. A text reaches the script as it
+/// is.
+template <class Value>
+int succeed(Tcl_Interp* interp, Value const& result) {
+  Tcl_SetObjResult(interp, new_value(result));
   return TCL_OK;
 }
-inline int fail(Tcl_Interp* interp, std::string_view text) {
-  Tcl_SetObjResult(interp, new_string(text));
+template <class Value>
+int fail(Tcl_Interp* interp, Value const& reason) {
+  Tcl_SetObjResult(interp, new_value(reason));
   return TCL_ERROR;
 }
 

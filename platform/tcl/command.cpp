@@ -1,4 +1,4 @@
-#include "tcltasks/frame/tcl_command.h"
+#include "kdi/tcl/command.h"
 
 #include <exception>
 
