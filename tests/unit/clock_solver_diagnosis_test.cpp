@@ -180,6 +180,55 @@ TEST(SolverDiagnosis, SaysInWordsWhatBinds) {
             "No valid setting: second input: no setting keeps the PFD and the VCO in range at both input clocks.");
 }
 
+std::vector<Limit> named(Primitive const& primitive, Request const& request) {
+  std::vector<Limit> limits;
+  const Result result = solve(primitive, request);
+  EXPECT_TRUE(result.diagnosis);
+  if (result.diagnosis)
+    for (Binding const& binding : result.diagnosis->bindings) limits.push_back(binding.limit);
+  return limits;
+}
+
+// A clock whose limit lies 1/256 of it away, and 101 MHz, which 100 MHz makes to within 1/101 at best. A tolerance that
+// just reaches the limit would only have to be wider; with the least bit less, the limit would have to be wider as
+// well.
+TEST(SolverDiagnosis, ALimitThatTheToleranceDoesNotReachIsNamedToTheLastBit) {
+  using Limits = std::vector<Limit>;
+  const Rational reach(1, 256), bit(1, std::int64_t{1} << 40);
+  Primitive coarse = test_support::whole_primitive();
+  coarse.input_divider = {.min = 1, .max = 1};
+  struct Case {
+    char const* what;
+    std::int64_t wanted_mhz;
+    Limit limit;
+    void (*confine)(Primitive&, Request&, Rational const& below, Rational const& above);
+  };
+  const Case cases[] = {
+      {"the highest frequency", 900, Limit::output_range,
+       [](Primitive& p, Request&, Rational const& below, Rational const&) { p.outputs[0].frequency_hz.max = below; }},
+      {"the lowest frequency", 20, Limit::output_range,
+       [](Primitive& p, Request&, Rational const&, Rational const& above) { p.outputs[0].frequency_hz.min = above; }},
+      {"the shortest period of a buffer", 900, Limit::buffer,
+       [](Primitive& p, Request& r, Rational const& below, Rational const&) {
+         p.outputs[0].frequency_hz.max = 1000000000;
+         p.buffers = {{"narrow", 1e9 / below.to_double(), 0}};
+         r.outputs[0].buffer = "narrow";
+       }},
+  };
+  for (Case const& one : cases) {
+    SCOPED_TRACE(one.what);
+    const Rational wanted = one.wanted_mhz * 1000000;
+    Primitive primitive = coarse;
+    Request request = simple_request(100, one.wanted_mhz);
+    request.outputs.push_back(simple_request(100, 101).outputs[0]);
+    one.confine(primitive, request, wanted * (Rational(1) - reach), wanted * (Rational(1) + reach));
+    request.tolerance = reach;
+    EXPECT_EQ(named(primitive, request), (Limits{Limit::frequency_grid}));
+    request.tolerance = reach - bit;
+    EXPECT_EQ(named(primitive, request), (Limits{one.limit, Limit::frequency_grid}));
+  }
+}
+
 TEST(SolverDiagnosis, NamesTheModulationFrequency) {
   const Primitive primitive = test_support::whole_primitive();
   Request request = simple_request(100, 100);

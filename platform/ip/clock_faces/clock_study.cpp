@@ -173,40 +173,9 @@ std::string setting_dict(Question const& question, Solution const& solution) {
   return solution_dict({question.primitive, question.request, solution}, indices);
 }
 
-// The unit of a limit's bounds, and what turns the solver's figures into it.
-struct Unit {
-  char const* name;
-  double scale;
-};
-Unit unit_of(Limit limit) {
-  switch (limit) {
-    case Limit::input:
-    case Limit::pfd:
-    case Limit::vco:
-    case Limit::output_range:
-      return {"MHz", 1 / kMillion};
-    case Limit::modulation:
-      return {"Hz", 1};
-    case Limit::phase_grid:
-      return {"degrees", kDegreesOfTurn};
-    case Limit::duty_grid:
-      return {"%", 100};
-    case Limit::frequency_grid:
-      return {"ppm", kMillion};
-    case Limit::multiplier:
-    case Limit::input_divider:
-    case Limit::output_divider:
-      return {"", 1};
-    case Limit::second_input:
-    case Limit::buffer:
-      break;
-  }
-  return {nullptr, 1};
-}
-
-std::string range_text(Range const& range, double scale) {
+std::string range_text(Range const& range, Unit const& unit) {
   constexpr std::int64_t kDigits = 1000000;
-  const auto text = [scale](Rational const& bound) {
+  const auto text = [scale = unit.scale().to_double()](Rational const& bound) {
     return Rational::nearest(bound.to_double() * scale, kDigits).text();
   };
   return text(range.min) + " " + text(range.max);
@@ -215,10 +184,10 @@ std::string range_text(Range const& range, double scale) {
 std::string binding_dict(Binding const& binding) {
   std::string dict;
   put(dict, "limit", braced(name(binding.limit)));
-  if (const Unit unit = unit_of(binding.limit); unit.name != nullptr) {
-    put(dict, "unit", *unit.name == '\0' ? braced("") : unit.name);
-    put(dict, "now", braced(range_text(binding.now, unit.scale)));
-    put(dict, "needed", braced(range_text(binding.needed, unit.scale)));
+  if (Unit const* const unit = unit_of(binding.limit)) {
+    put(dict, "unit", *unit->name == '\0' ? braced("") : unit->name);
+    put(dict, "now", braced(range_text(binding.now, *unit)));
+    put(dict, "needed", braced(range_text(binding.needed, *unit)));
   }
   return dict;
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 #include "platform/ip/clocking/diagnosis.h"
 #include "platform/ip/clocking/search.h"
@@ -67,38 +68,6 @@ Fault check_spread(Primitive const& primitive, SpreadRequest const& spread) {
 
 }  // namespace
 
-char const* name(Limit limit) {
-  switch (limit) {
-    case Limit::second_input:
-      return "second input";
-    case Limit::input:
-      return "input range";
-    case Limit::pfd:
-      return "PFD range";
-    case Limit::vco:
-      return "VCO range";
-    case Limit::multiplier:
-      return "multiplier range";
-    case Limit::input_divider:
-      return "input divider range";
-    case Limit::output_divider:
-      return "output divider range";
-    case Limit::output_range:
-      return "output frequency range";
-    case Limit::buffer:
-      return "buffer period";
-    case Limit::modulation:
-      return "modulation frequency range";
-    case Limit::phase_grid:
-      return "phase grid";
-    case Limit::duty_grid:
-      return "duty cycle grid";
-    case Limit::frequency_grid:
-      return "frequency grid";
-  }
-  return "";
-}
-
 std::optional<std::string> check(Primitive const& primitive, Request const& request) {
   if (auto fault = check_frequency("input", request.input_hz)) return fault;
   if (request.second_input_hz)
@@ -127,28 +96,31 @@ std::optional<std::string> check(Primitive const& primitive, Request const& requ
   return check_tolerance("duty cycle tolerance", request.duty_tolerance);
 }
 
+std::optional<std::string> fault_of(Primitive const& primitive, Request const& request) {
+  if (auto fault = check(primitive)) return fault;
+  if (auto fault = check(primitive, request)) return fault;
+  if (request.outputs.empty() && !request.high_speed_hz) return "no output is asked for";
+  return std::nullopt;
+}
+
+std::optional<Solution> best_setting(Primitive const& primitive, Request const& request) {
+  Search search(primitive, request);
+  const auto setting = search.best();
+  if (!setting) return std::nullopt;
+  return search.describe(*setting);
+}
+
 Result solve(Primitive const& primitive, Request const& request) {
   Result result;
-  if (auto fault = check(primitive)) {
-    result.error = *fault;
-    return result;
-  }
-  if (auto fault = check(primitive, request)) {
-    result.error = *fault;
-    return result;
-  }
-  if (request.outputs.empty() && !request.high_speed_hz) {
-    result.error = "no output is asked for";
+  if (auto fault = fault_of(primitive, request)) {
+    result.error = std::move(*fault);
     return result;
   }
   try {
-    Search search(primitive, request);
-    if (const auto setting = search.best()) {
-      result.solution = search.describe(*setting);
-    } else {
-      result.diagnosis = diagnose(primitive, request);
-      result.error = result.diagnosis->text;
-    }
+    result.solution = best_setting(primitive, request);
+    if (result.solution) return result;
+    result.diagnosis = diagnose(primitive, request);
+    result.error = result.diagnosis->text;
   } catch (std::overflow_error const&) {
     result.error = kTooFine;
   }

@@ -100,6 +100,16 @@ enum class Limit {
 
 char const* name(Limit limit);
 
+/// What the bounds of a limit are shown in: a bound of v is shown as v x times / over.
+struct Unit {
+  char const* name = nullptr;  ///< empty: a number
+  std::int64_t times = 1;
+  std::int64_t over = 1;
+  Rational scale() const { return {times, over}; }
+};
+/// Null for limits that have no bounds: the second input and the buffers.
+Unit const* unit_of(Limit limit);
+
 /// One limit that binds.
 struct Binding {
   Limit limit = Limit::vco;
@@ -132,10 +142,17 @@ struct Result {
 /// outputs is well formed, though there is nothing to solve.
 std::optional<std::string> check(Primitive const& primitive, Request const& request);
 
-/// The best setting under the objective above. Throws nothing of its own: every fault is in `error`.
+/// Why there is nothing to solve: the first fault of the primitive or of the request, or that no output is asked for.
+std::optional<std::string> fault_of(Primitive const& primitive, Request const& request);
+
+/// The best setting under the objective above, for a request without a fault; none if there is none. Throws
+/// std::overflow_error, as queries.h says.
+std::optional<Solution> best_setting(Primitive const& primitive, Request const& request);
+
+/// The same, with the reasons where there is none. Throws nothing of its own: every fault is in `error`.
 Result solve(Primitive const& primitive, Request const& request);
 
-/// "Nearest: M 40, D 1, outputs 200 MHz, worst error 12.500 ppm."
+/// "Nearest: M 40, D 1, outputs 200 MHz, worst error 12.5 ppm."
 std::string nearest_text(Solution const& solution);
 
 /// Primitive and request with the diagnosis's limits widened to what is needed. They have a solution.
