@@ -1,0 +1,91 @@
+// What a rule becomes: flat code over slots, constants and registers.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "kdi/cores/Rule.h"
+
+namespace kdi::cores {
+
+/// Where an instruction finds or leaves a value: an index whose two top bits say among what.
+using Operand = std::uint32_t;
+enum class Bank : std::uint32_t { slot = 0, constant = 1, reg = 2 };
+constexpr std::uint32_t kIndexBits = 30;
+constexpr Operand operand(Bank bank, std::uint32_t index) {
+  return static_cast<std::uint32_t>(bank) << kIndexBits | index;
+}
+constexpr std::uint32_t index_of(Operand at) { return at & ((1U << kIndexBits) - 1); }
+
+/// For comparisons: one bit for each outcome that makes them true.
+enum Outcome : std::uint8_t { kLess = 1, kEqual = 2, kGreater = 4 };
+
+enum class Op : std::uint8_t {
+  move,  // target = a
+  jump,  // to target
+  jump_if,
+  jump_unless,  // to target by the truth a
+  compare_integers,
+  compare_decimals,
+  compare_any,  // target = a compared with b is in `mode`
+  jump_unless_integers,
+  jump_unless_decimals,
+  jump_unless_any,  // to target unless that holds
+  jump_unless_equal_texts,
+  jump_if_equal_texts,  // likewise; the commonest of all comparisons
+  add_integers,
+  subtract_integers,
+  multiply_integers,
+  divide,
+  modulo,
+  negate_integer,
+  add_decimals,
+  subtract_decimals,
+  multiply_decimals,
+  negate_decimal,
+  join_texts,
+  join_lists,
+  not_truth,  // target = not a
+  within_list,
+  within_entries,  // target = a in b
+  element,
+  entry,  // target = a[b]
+  list,
+  dictionary,  // target = of `b` registers from a on
+  to_decimal,  // target = the integer a
+  convert,     // target = a with all integers in it as decimals
+  open_list,
+  append,
+  close_list,  // a list under way: begin; add a; target = all of it
+  next,        // the next element of list a into register b + 1, counted in b; else to target
+  call,
+  call_host,  // target = function number b of `mode` registers from a on
+};
+
+struct Instruction {
+  Op op;
+  std::uint8_t mode = 0;
+  std::uint32_t target = 0;
+  Operand a = 0;
+  Operand b = 0;
+};
+
+struct Code {
+  std::vector<Instruction> program;
+  std::vector<Value> values;  ///< owns what the constants hold
+  std::vector<Cell> constants;
+  std::vector<Function const*> functions;
+  std::vector<std::uint32_t> reads;
+  std::uint32_t registers = 0;
+  Operand result = 0;
+  Type type;
+};
+
+/// Checks `syntax` and makes code of it. Throws RuleError.
+Code compile(struct Syntax const& syntax, Scope const& scope, std::optional<Type> wanted);
+
+/// The value of code that reads no slot and calls no function of a scope. Throws RuleFault.
+Value value_of(Code const& code);
+
+}  // namespace kdi::cores

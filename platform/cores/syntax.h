@@ -1,0 +1,68 @@
+// A rule as it is written: the tree that the parser makes of a text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kdi/cores/Rule.h"
+#include "kdi/cores/Value.h"
+
+namespace kdi::cores {
+
+enum class Form : std::uint8_t {
+  literal,     ///< `value`
+  name,        ///< `word`: a parameter, a definition or a local name
+  call,        ///< function `word` of the parts
+  negate,      ///< - part
+  arithmetic,  ///< part `word` part: + - * div mod
+  compare,     ///< part `word` part: == != < <= > >=
+  within,      ///< part in part
+  not_,        ///< not part
+  and_,
+  or_,          ///< of all parts
+  conditional,  ///< if part then part else part
+  let,          ///< let `word` = part; part
+  list,         ///< [parts]
+  dictionary,   ///< {part: part, ...}
+  index,        ///< part[part]
+  loop,         ///< `operation`(`word` in part: part), or with a condition `operation`(`word` in part if part: part)
+};
+
+/// One place of the tree. Parts are numbers of other nodes.
+struct Expression {
+  Form form;
+  std::uint32_t place = 0;  ///< offset in the text
+  std::string word = {};
+  std::string operation = {};  ///< of a loop: list any all sum count
+  Value value = {};
+  std::vector<std::uint32_t> parts = {};
+};
+
+/// A parsed rule.
+struct Syntax {
+  std::vector<Expression> nodes;
+  std::uint32_t root = 0;
+
+  Expression const& at(std::uint32_t node) const { return nodes[node]; }
+};
+
+constexpr std::size_t kLongestRule = 64 * 1024;
+constexpr int kDeepestRule = 200;
+
+/// Parses `text`. Throws RuleError.
+Syntax parse(std::string_view text);
+
+/// Parses a message: text in which `{expression}` stands for a value and `{{` and `}}` for braces. The tree gives the
+/// whole text. Throws RuleError.
+Syntax parse_template(std::string_view text);
+
+/// Whether `word` may name a parameter or a definition: letters, digits and `_`, no digit first, none of the language's
+/// own words.
+bool is_name(std::string_view word);
+
+/// The rule in its plainest form: one blank between words, brackets only where they are needed.
+std::string written(Syntax const& syntax, std::uint32_t node);
+
+}  // namespace kdi::cores

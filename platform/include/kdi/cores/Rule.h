@@ -1,0 +1,121 @@
+// Rules: the expressions by which a core's description says when a parameter is enabled, what its range is, what value
+// it takes, and which message is due. docs/rule-language.md tells the language.
+//
+// A rule is parsed and checked once, against a scope that says what names mean, and becomes flat code over numbered
+// slots. Its evaluation makes no decision about names or types any more.
+//
+//   const Rule rule = Rule::compile("UART_ENABLE and UART_BAUD > 115200", scope, Kind::truth);
+//   Machine machine;
+//   if (machine.run(rule, slots).cell().truth()) ...
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kdi/cores/Value.h"
+
+namespace kdi::cores {
+
+/// What is wrong with a rule as it is written, and where: `offset` counts the bytes before the place.
+class RuleError : public std::runtime_error {
+ public:
+  RuleError(std::string const& text, std::size_t offset) : std::runtime_error(text), offset_(offset) {}
+  std::size_t offset() const { return offset_; }
+
+ private:
+  std::size_t offset_;
+};
+
+/// Why a rule has no value for what its slots hold: a number too large, a division by zero, an index that is not there,
+/// a text or list that grows without bound, or too many steps.
+class RuleFault : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// What a name stands for.
+struct Symbol {
+  Type type;
+  std::uint32_t slot = 0;
+  /// The only texts that the slot can hold; a rule that compares it with another is refused. Null: any.
+  std::vector<std::string> const* texts = nullptr;
+};
+
+/// A function that the scope adds to the language's own, such as one that asks a device.
+struct Function {
+  std::string name;
+  std::vector<Type> parameters;
+  Type result;
+  /// The value for `arguments`; `context` is the machine's. May throw RuleFault.
+  Value (*call)(void* context, std::span<Cell const> arguments) = nullptr;
+};
+
+/// What names mean to a rule.
+class Scope {
+ public:
+  virtual ~Scope() = default;
+  /// Nothing for an unknown name.
+  virtual std::optional<Symbol> symbol(std::string_view name) const = 0;
+  /// Null for an unknown function. It outlives the rules that call it.
+  virtual Function const* function(std::string_view) const { return nullptr; }
+  /// A known name that is like `name`, for an error; empty if there is none.
+  virtual std::string like(std::string_view) const { return {}; }
+};
+
+struct Syntax;
+struct Code;
+
+class Rule {
+ public:
+  /// Compiles `text`; the value has the type `wanted`, or with no wanted type whatever type it has. Throws RuleError.
+  static Rule compile(std::string_view text, Scope const& scope, std::optional<Type> wanted = std::nullopt);
+  /// Compiles a message with `{expressions}` in it to a rule that gives a text.
+  static Rule compile_template(std::string_view text, Scope const& scope);
+
+  Type type() const;
+  /// The slots that the rule reads, ascending.
+  std::span<std::uint32_t const> reads() const;
+  /// The rule as it is read: canonical, so that rules that differ in blanks and brackets alone read alike.
+  std::string written() const;
+
+ private:
+  friend class Machine;
+  std::shared_ptr<Syntax const> syntax_;
+  std::shared_ptr<Code const> code_;
+};
+
+/// Evaluates rules, one at a time; holds the memory that this needs.
+class Machine {
+ public:
+  static constexpr std::uint64_t kMostSteps = 10'000'000;  ///< of one evaluation
+  static constexpr std::size_t kLongestText = 1 << 20;     ///< bytes
+  static constexpr std::size_t kLongestList = 100'000;     ///< elements of a list or a dictionary
+
+  /// `context` is passed to the functions of the scope.
+  explicit Machine(void* context = nullptr) : context_(context) {}
+
+  /// The value of `rule`. Slot s holds `slots[s]`, of the type that the scope gave it. Throws RuleFault.
+  Value run(Rule const& rule, std::span<Cell const> slots);
+  /// The same for a rule of type truth.
+  bool holds(Rule const& rule, std::span<Cell const> slots);
+
+ private:
+  friend Value value_of(Code const& code);
+  template <class Use>
+  auto evaluated(Code const& code, std::span<Cell const> slots, Use use);
+  Cell evaluate(Code const& code, std::span<Cell const> slots);
+  void forget();
+
+  void* context_;
+  std::vector<Cell> registers_;
+  std::vector<Node*> made_;              ///< by the evaluation
+  std::vector<std::vector<Cell>> open_;  ///< lists under way
+};
+
+}  // namespace kdi::cores

@@ -1,0 +1,176 @@
+// The values that rules of a core work on.
+//
+// A value is a truth, an integer (64 bits), an exact decimal number, a text, a list of values of one type, or a
+// dictionary from texts to values of one type. Values are immutable: a copy shares what it holds, in any thread.
+#pragma once
+
+#include <atomic>
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kdi/cores/Decimal.h"
+
+namespace kdi::cores {
+
+enum class Kind : std::uint8_t { nothing, truth, integer, decimal, text, list, dictionary };
+
+/// The type of a value or a rule: a kind, and for lists and dictionaries the type of what they hold. `nothing` is the
+/// type of the elements of an empty list.
+class Type {
+ public:
+  static constexpr int kMostDepth = 8;
+
+  constexpr Type(Kind scalar = Kind::nothing) : scalar_(scalar) {}  // NOLINT: a scalar kind is a type
+
+  /// A list or dictionary of values of type `element`. Nothing if that is nested kMostDepth deep already.
+  static std::optional<Type> list_of(Type element);
+  static std::optional<Type> dictionary_of(Type element);
+  /// The type that `text` spells: `truth`, `integer`, `decimal`, `text`, `list of T`, `dictionary of T`.
+  static std::optional<Type> read(std::string_view text);
+
+  Kind kind() const;
+  /// Of a list or a dictionary.
+  Type element() const;
+  bool is_number() const { return depth_ == 0 && (scalar_ == Kind::integer || scalar_ == Kind::decimal); }
+  bool is_container() const { return depth_ > 0; }
+  std::string text() const;
+
+  /// Whether a value of this type may stand where `wanted` is asked for: the same type, an integer for a decimal
+  /// number, an empty list or dictionary for any, and so for what they hold.
+  bool fits(Type wanted) const;
+  /// The type that values of both types fit; nothing if there is none.
+  static std::optional<Type> common(Type a, Type b);
+
+  friend constexpr bool operator==(Type a, Type b) = default;
+
+ private:
+  Kind scalar_;
+  std::uint8_t depth_ = 0;
+  std::uint8_t dictionaries_ = 0;  // one bit for each level, the outermost being bit depth_ - 1
+};
+
+class Node;
+
+/// A value without ownership, as rules compute with it; 16 bytes.
+class Cell {
+ public:
+  Cell() = default;
+  static Cell of(bool truth) { return Cell(Kind::truth, truth ? 1 : 0); }
+  static Cell of(std::int64_t integer) { return Cell(Kind::integer, integer); }
+  static Cell of(Decimal number) {
+    Cell cell(Kind::decimal, number.mantissa_);
+    cell.places_ = number.places_;
+    return cell;
+  }
+  static Cell of(Kind kind, Node* node) {
+    Cell cell(kind, 0);
+    cell.node_ = node;
+    return cell;
+  }
+
+  Kind kind() const { return kind_; }
+  bool truth() const { return bits_ != 0; }
+  std::int64_t integer() const { return bits_; }
+  Decimal decimal() const {
+    Decimal number;
+    number.mantissa_ = bits_;
+    number.places_ = places_;
+    return number;
+  }
+  Node* node() const { return node_; }
+  std::string const& text() const;
+  std::span<Cell const> elements() const;
+  std::map<std::string, Cell, std::less<>> const& entries() const;
+  bool has_node() const { return kind_ >= Kind::text; }
+
+  /// Equal values of one type; lists by their elements in order.
+  friend bool operator==(Cell a, Cell b);
+  /// Truths, numbers and texts (by bytes) have an order; lists and dictionaries are compared element by element.
+  friend std::strong_ordering order(Cell a, Cell b);
+
+ private:
+  Cell(Kind kind, std::int64_t bits) : kind_(kind), bits_(bits) {}
+
+  Kind kind_ = Kind::nothing;
+  std::uint8_t places_ = 0;  // of a decimal number
+  union {
+    std::int64_t bits_ = 0;
+    Node* node_;
+  };
+};
+
+/// What a text, a list or a dictionary consists of; counted by those that hold it, one at the beginning.
+class Node {
+ public:
+  using Entries = std::map<std::string, Cell, std::less<>>;
+
+  explicit Node(std::string given);
+  explicit Node(std::vector<Cell> given);  ///< takes a share in each element
+  explicit Node(Entries given);            ///< likewise
+  Node(Node const&) = delete;
+  Node& operator=(Node const&) = delete;
+
+  void retain() { count_.fetch_add(1, std::memory_order_relaxed); }
+  void release() {
+    if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  }
+
+  std::string const text;
+  std::size_t const hash = 0;  ///< of the text
+  std::vector<Cell> const elements;
+  Entries const entries;
+
+ private:
+  ~Node();
+  std::atomic<std::uint32_t> count_ = 1;
+};
+
+/// A value that owns what it holds.
+class Value {
+ public:
+  Value() = default;
+  Value(bool truth) : cell_(Cell::of(truth)) {}                   // NOLINT: one for each kind
+  Value(int integer) : cell_(Cell::of(std::int64_t{integer})) {}  // NOLINT
+  Value(std::int64_t integer) : cell_(Cell::of(integer)) {}       // NOLINT
+  Value(Decimal number) : cell_(Cell::of(number)) {}              // NOLINT
+  Value(std::string text);                                        // NOLINT
+  Value(char const* text) : Value(std::string(text)) {}           // NOLINT
+  static Value list(std::vector<Value> const& elements);
+  static Value dictionary(std::map<std::string, Value> const& entries);
+  /// A share in what `cell` holds.
+  static Value share(Cell cell);
+
+  Value(Value const& other) : cell_(other.cell_) { retain(); }
+  Value(Value&& other) noexcept : cell_(std::exchange(other.cell_, Cell())) {}
+  Value& operator=(Value other) noexcept {
+    std::swap(cell_, other.cell_);
+    return *this;
+  }
+  ~Value() {
+    if (cell_.has_node()) cell_.node()->release();
+  }
+
+  /// Borrowed: good as long as a value that holds the same is there.
+  Cell cell() const { return cell_; }
+
+  /// As users see it: `true` and `false`, numbers and texts as they are, and containers as rules write them
+  /// (`[1, 2]`, `{'a': 1}`).
+  std::string text() const;
+
+  friend bool operator==(Value const& a, Value const& b) { return a.cell_ == b.cell_; }
+
+ private:
+  void retain() {
+    if (cell_.has_node()) cell_.node()->retain();
+  }
+  Cell cell_;
+};
+
+}  // namespace kdi::cores
