@@ -39,16 +39,16 @@ std::vector<memory> random_memories(int most_width, int most_depth, char const* 
   return memories;
 }
 
-using figure_t = int (*)(int, char**, int*);
+using Figure = int (*)(int, char**, int*);
 
-double call_seconds(std::vector<memory>& memories, figure_t figure) {
+double call_seconds(std::vector<memory>& memories, Figure figure) {
   return bench::seconds_of([&] {
     for (memory& one : memories)
       if (figure(static_cast<int>(one.argv.size()), one.argv.data(), nullptr) < 0) std::abort();
   });
 }
 
-bool print_call(char const* name, std::vector<memory> memories, figure_t figure) {
+bool print_call(char const* name, std::vector<memory> memories, Figure figure) {
   std::vector<double> rounds;
   for (int i = 0; i < 50; ++i) rounds.push_back(call_seconds(memories, figure));
   const double microseconds = bench::median(rounds) / kMemories * 1e6;
@@ -88,9 +88,9 @@ int main() {
     return bench::seconds_of([&] {
       for (memory& one : memories) {
         const int units = (one.depth + kUnitRows - 1) / kUnitRows;
-        const truth::cut_search found(shapes, one.width, units);
+        const truth::CutSearch found(shapes, one.width, units);
         const int number = kEighteens(static_cast<int>(one.argv.size()), one.argv.data(), nullptr);
-        if (found.cost(one.width, units) != static_cast<truth::cost_t>(number)) kept = false;
+        if (found.cost(one.width, units) != static_cast<truth::Cost>(number)) kept = false;
       }
     });
   };

@@ -27,8 +27,8 @@ double first_lookup() {
 
 double parse_alone() {
   return bench::seconds_of([] {
-    const kdi::json_file device(kDirectory + "/brvn3716.json");
-    const kdi::json_file family(kDirectory + "/families/tavrel.json");
+    const kdi::JsonFile device(kDirectory + "/brvn3716.json");
+    const kdi::JsonFile family(kDirectory + "/families/tavrel.json");
   });
 }
 

@@ -14,7 +14,7 @@ namespace {
 constexpr int kPairs = 9;
 constexpr std::size_t kSamples = std::size_t{1} << 20;
 
-using response_t = HSTVector<std::pair<double, double>>;
+using Response = HSTVector<std::pair<double, double>>;
 
 // Takes a list of numbers and returns a list of pairs of the same shape as the command's, computing nothing.
 int identity_cmd(ClientData, Tcl_Interp* interp, int, Tcl_Obj* const objv[]) {
@@ -81,7 +81,7 @@ int main() {
                                kPairs,
                                [&] {
                                  return bench::seconds_of([&] {
-                                   response_t response;
+                                   Response response;
                                    fftalgorithm_init::FFTAlgorithmImp::GetFrequencyResponse(samples, response);
                                  });
                                },

@@ -16,16 +16,16 @@
 
 namespace {
 
-using spec_t = sd_fec::ldpc_code_spec_t;
+using Spec = sd_fec::ldpc_code_spec_t;
 
 constexpr int kPairs = 15;
 
-std::vector<spec_t> nr_decoder_codes() {
-  std::vector<spec_t> codes;
+std::vector<Spec> nr_decoder_codes() {
+  std::vector<Spec> codes;
   for (int graph : {1, 2})
     for (unsigned z : test_support::lifting_sizes()) {
-      spec_t& spec = codes.emplace_back();
-      static_cast<fec::code_spec&>(spec) = test_support::nr_code(graph, z);
+      Spec& spec = codes.emplace_back();
+      static_cast<fec::CodeSpec&>(spec) = test_support::nr_code(graph, z);
     }
   return codes;
 }
@@ -99,9 +99,9 @@ double stall_seconds(std::vector<sd_fec::ldpc_code_config_t>& configs) {
 // ------------------------------------------------------------------------------------ compile time against operations
 
 // A code of `rows` layers of `degree` operations each over `cols` block columns, at P of 128.
-spec_t regular_code(unsigned rows, unsigned degree, unsigned cols) {
+Spec regular_code(unsigned rows, unsigned degree, unsigned cols) {
   std::mt19937 random(rows);
-  spec_t spec;
+  Spec spec;
   spec.p = 128;
   spec.n = spec.p * cols;
   spec.k = spec.n / 2;
@@ -116,12 +116,12 @@ spec_t regular_code(unsigned rows, unsigned degree, unsigned cols) {
   return spec;
 }
 
-double compile_seconds(spec_t const& spec, unsigned repeats) {
+double compile_seconds(Spec const& spec, unsigned repeats) {
   return bench::seconds_of([&] {
     for (unsigned i = 0; i < repeats; ++i) {
       sd_fec::ldpc_code_config_t config;
       sd_fec::ldpc_code_stats_t stats;
-      sd_fec::gen_ldpc_code_config(spec, config, stats, nullptr, nullptr, sd_fec::variant::kMinSlots, true);
+      sd_fec::gen_ldpc_code_config(spec, config, stats, nullptr, nullptr, sd_fec::Variant::kMinSlots, true);
     }
   });
 }
@@ -130,7 +130,7 @@ void print_scaling() {
   std::printf("\nCompile time against operations (layers of 8 operations; up to 256 layers with the stall analysis)\n");
   std::printf("%10s %12s %14s\n", "layers", "operations", "ns/operation");
   for (unsigned rows : {16U, 32U, 64U, 128U, 256U, 1024U, 4096U, 16384U, 65536U}) {
-    const spec_t spec = regular_code(rows, 8, 128);
+    const Spec spec = regular_code(rows, 8, 128);
     const unsigned repeats = std::max(1U, 65536 / rows);
     std::vector<double> samples;
     for (int i = 0; i < 5; ++i) samples.push_back(compile_seconds(spec, repeats));
@@ -172,13 +172,13 @@ int main() {
   Tcl_Obj* command = Tcl_NewStringObj("sd_fec::gen_ldpc_params", -1);
   Tcl_IncrRefCount(command);
 
-  const std::vector<spec_t> codes = nr_decoder_codes();
+  const std::vector<Spec> codes = nr_decoder_codes();
   std::vector<std::string> texts;
   std::vector<sd_fec::ldpc_code_config_t> configs(codes.size());
   for (std::size_t i = 0; i < codes.size(); ++i) {
     texts.push_back(test_support::dict_text(codes[i]));
     sd_fec::ldpc_code_stats_t stats;
-    sd_fec::gen_ldpc_code_config(codes[i], configs[i], stats, nullptr, nullptr, sd_fec::variant::kMinSlots, true);
+    sd_fec::gen_ldpc_code_config(codes[i], configs[i], stats, nullptr, nullptr, sd_fec::Variant::kMinSlots, true);
     if (!stats.dec_ok) std::abort();
   }
   print_memory(interp, command, texts);  // first, while the process is small

@@ -22,7 +22,7 @@ inline double median(std::vector<double> values) {
   return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-struct ratio_result {
+struct RatioResult {
   double first;   ///< median seconds of the first side
   double second;  ///< of the second side
   double ratio;   ///< median of the ratios of the pairs
@@ -30,7 +30,7 @@ struct ratio_result {
 
 /// Runs `first` and `second` in turn, `pairs` times after one warm-up of each. Each returns the seconds it took.
 template <class First, class Second>
-ratio_result interleaved(int pairs, First first, Second second) {
+RatioResult interleaved(int pairs, First first, Second second) {
   first();
   second();
   std::vector<double> firsts, seconds, ratios;
@@ -43,7 +43,7 @@ ratio_result interleaved(int pairs, First first, Second second) {
 }
 
 /// Prints one row of the table and returns whether the ratio keeps its bar.
-inline bool print_row(char const* name, ratio_result const& result, double bar) {
+inline bool print_row(char const* name, RatioResult const& result, double bar) {
   const bool kept = result.ratio <= bar;
   std::printf("%-58s %10.3f ms %10.3f ms %8.3f   <= %-5.2f %s\n", name, result.first * 1e3, result.second * 1e3,
               result.ratio, bar, kept ? "ok" : "MISSED");

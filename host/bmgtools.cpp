@@ -16,7 +16,7 @@
 
 namespace {
 
-Tcl_Obj* run_dict(bmg::tile_run const& run) {
+Tcl_Obj* run_dict(bmg::TileRun const& run) {
   return tcl::new_dict({{"kilobits", run.kilobits},
                         {"shape", std::to_string(run.depth) + "x" + std::to_string(run.width)},
                         {"first_bit", run.first_bit},
@@ -36,13 +36,13 @@ int tiling_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) 
   std::vector<std::string_view> words;
   for (int i = 2; i < objc; ++i) words.emplace_back(Tcl_GetString(objv[i]));
   try {
-    const bmg::tiling tiling = bmg::tile_memory(Tcl_GetString(objv[1]), words);
+    const bmg::Tiling tiling = bmg::tile_memory(Tcl_GetString(objv[1]), words);
     return tcl::succeed(interp, tcl::new_dict({{"width", tiling.width},
                                                {"depth", tiling.depth},
                                                {"mux_size", tiling.mux_inputs()},
                                                {"power_nw", tiling.power_nw},
                                                {"runs", tcl::new_list(tiling.runs, run_dict)}}));
-  } catch (bmg::fault const& error) {
+  } catch (bmg::Fault const& error) {
     Tcl_SetErrorCode(interp, "BMG", std::to_string(static_cast<int>(error.reason())).c_str(), nullptr);
     return tcl::fail(interp, error.what());
   }

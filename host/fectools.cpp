@@ -29,25 +29,25 @@ namespace {
 using fec::value_of;
 
 // A fault in what a script gave; becomes the command's error.
-using bad_input = std::invalid_argument;
+using BadInput = std::invalid_argument;
 
 std::span<Tcl_Obj* const> elements_of(Tcl_Obj* list, char const* what) {
   const auto elements = tcl::elements_of(list);
-  if (!elements) throw bad_input(std::string(what) + " is no list");
+  if (!elements) throw BadInput(std::string(what) + " is no list");
   return *elements;
 }
 
 Tcl_Obj* entry_of(Tcl_Obj* dict, std::string const& key, char const* what) {
   const auto value = tcl::Key(key).find(dict);
-  if (!value) throw bad_input(std::string(what) + " is no dictionary");
-  if (*value == nullptr) throw bad_input(std::string(what) + " has no \"" + key + "\"");
+  if (!value) throw BadInput(std::string(what) + " is no dictionary");
+  if (*value == nullptr) throw BadInput(std::string(what) + " has no \"" + key + "\"");
   return *value;
 }
 
 std::uint64_t uint_of(Tcl_Obj* object, char const* what) {
   const auto value = tcl::wide_of(object);
   if (!value || *value < 0)
-    throw bad_input(std::string(what) + " \"" + Tcl_GetString(object) + "\" is no unsigned integer");
+    throw BadInput(std::string(what) + " \"" + Tcl_GetString(object) + "\" is no unsigned integer");
   return static_cast<std::uint64_t>(*value);
 }
 
@@ -56,18 +56,18 @@ std::vector<fec::phy_trans_t<Variant>> writes_of(Tcl_Obj* list) {
   std::vector<fec::phy_trans_t<Variant>> writes;
   for (Tcl_Obj* element : elements_of(list, "the list of writes")) {
     const std::span<Tcl_Obj* const> words = elements_of(element, "a write");
-    if (words.size() < 2) throw bad_input("a write needs an address and data");
+    if (words.size() < 2) throw BadInput("a write needs an address and data");
     writes.push_back({uint_of(words[0], "the address"), uint_of(words[1], "the data"), ""});
   }
   return writes;
 }
 
-std::map<unsigned, fec::code_hint> encoder_slots(Tcl_Obj* list) {
-  std::map<unsigned, fec::code_hint> hints;
+std::map<unsigned, fec::CodeHint> encoder_slots(Tcl_Obj* list) {
+  std::map<unsigned, fec::CodeHint> hints;
   for (Tcl_Obj* element : elements_of(list, "the list of encoder slots")) {
     const std::uint64_t slot = uint_of(element, "the slot");
     if (slot >= fec::kMaxCodes)
-      throw bad_input("the slot " + std::to_string(slot) + " is not from 0 to " + std::to_string(fec::kMaxCodes - 1));
+      throw BadInput("the slot " + std::to_string(slot) + " is not from 0 to " + std::to_string(fec::kMaxCodes - 1));
     hints[static_cast<unsigned>(slot)].encode = true;
   }
   return hints;
@@ -77,25 +77,25 @@ std::map<unsigned, fec::code_hint> encoder_slots(Tcl_Obj* list) {
 template <class Body>
 auto with_core(Tcl_Obj* name, Body body) {
   const std::string core = Tcl_GetString(name);
-  if (core == sd_fec::variant::kName) return body(sd_fec::variant{});
-  if (core == ldpc::variant::kName) return body(ldpc::variant{});
-  throw bad_input("no core \"" + core + "\": use sd_fec or ldpc");
+  if (core == sd_fec::Variant::kName) return body(sd_fec::Variant{});
+  if (core == ldpc::Variant::kName) return body(ldpc::Variant{});
+  throw BadInput("no core \"" + core + "\": use sd_fec or ldpc");
 }
 
-fec::decoded_image decode(Tcl_Obj* core, Tcl_Obj* writes, std::map<unsigned, fec::code_hint> const& hints = {}) {
+fec::DecodedImage decode(Tcl_Obj* core, Tcl_Obj* writes, std::map<unsigned, fec::CodeHint> const& hints = {}) {
   return with_core(core, [&]<class Variant>(Variant) { return fec::decode_image(writes_of<Variant>(writes), hints); });
 }
 
-Tcl_Obj* fields_dict(fec::named_values const& values) {
+Tcl_Obj* fields_dict(fec::NamedValues const& values) {
   Tcl_Obj* dict = Tcl_NewDictObj();
-  for (fec::named_value const& one : values) tcl::put(dict, one.name, one.value);
+  for (fec::NamedValue const& one : values) tcl::put(dict, one.name, one.value);
   return dict;
 }
 
-Tcl_Obj* code_dict(fec::decoded_code const& code) {
+Tcl_Obj* code_dict(fec::DecodedCode const& code) {
   Tcl_Obj* dict = fields_dict(code.fields);
   tcl::put(dict, "scale", tcl::new_list(code.scale));
-  tcl::put(dict, "layers", tcl::new_list(code.layers, [](fec::decoded_layer const& layer) {
+  tcl::put(dict, "layers", tcl::new_list(code.layers, [](fec::DecodedLayer const& layer) {
              Tcl_Obj* one = fields_dict(layer.fields);
              tcl::put(one, "operations", tcl::new_list(layer.operations, fields_dict));
              return one;
@@ -108,13 +108,13 @@ int usage(Tcl_Interp* interp, Tcl_Obj* const objv[], char const* words) {
   return TCL_ERROR;
 }
 
-fec::decoded_image image_words(int objc, Tcl_Obj* const objv[]) {
-  return decode(objv[1], objv[2], objc == 4 ? encoder_slots(objv[3]) : std::map<unsigned, fec::code_hint>{});
+fec::DecodedImage image_words(int objc, Tcl_Obj* const objv[]) {
+  return decode(objv[1], objv[2], objc == 4 ? encoder_slots(objv[3]) : std::map<unsigned, fec::CodeHint>{});
 }
 
 int decode_image_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   if (objc != 3 && objc != 4) return usage(interp, objv, "core writes ?encoderSlots?");
-  const fec::decoded_image image = image_words(objc, objv);
+  const fec::DecodedImage image = image_words(objc, objv);
   Tcl_Obj* codes = Tcl_NewDictObj();
   for (auto const& [slot, code] : image.codes) tcl::put(codes, std::to_string(slot), code_dict(code));
   return tcl::succeed(interp, tcl::new_dict({{"core", fields_dict(image.core)},
@@ -144,17 +144,17 @@ unsigned slot_of(Tcl_Obj* result, std::optional<std::string>& name) {
     name = key;
     return static_cast<unsigned>(i / 2);
   }
-  throw bad_input(name ? "the result has no code \"" + *name + "\"" : "the result has no code");
+  throw BadInput(name ? "the result has no code \"" + *name + "\"" : "the result has no code");
 }
 
 // The operations of a layer, without its pads. A compressed code with one operation per cycle has no mark for a pad,
 // which runs as column 0 unshifted; but its layer says how many operations there are.
-std::vector<host::report_operation> operations_of(fec::decoded_layer const& layer, std::size_t unmarked_pads) {
-  std::vector<host::report_operation> operations;
-  for (fec::named_values const& op : layer.operations) {
+std::vector<host::ReportOperation> operations_of(fec::DecodedLayer const& layer, std::size_t unmarked_pads) {
+  std::vector<host::ReportOperation> operations;
+  for (fec::NamedValues const& op : layer.operations) {
     if (value_of(op, "nop") != 0) continue;
-    const host::report_operation one{static_cast<unsigned>(value_of(op, "col")),
-                                     static_cast<unsigned>(value_of(op, "shift"))};
+    const host::ReportOperation one{static_cast<unsigned>(value_of(op, "col")),
+                                    static_cast<unsigned>(value_of(op, "shift"))};
     if (unmarked_pads > 0 && one.col == 0 && one.shift == 0)
       --unmarked_pads;
     else
@@ -164,13 +164,13 @@ std::vector<host::report_operation> operations_of(fec::decoded_layer const& laye
 }
 
 template <class Variant>
-host::report_code code_of(Tcl_Obj* result, std::optional<std::string> name) {
+host::ReportCode code_of(Tcl_Obj* result, std::optional<std::string> name) {
   const unsigned slot = slot_of(result, name);
   Tcl_Obj* const config = entry_of(entry_of(result, "config", "the result"), *name, "the part \"config\"");
   const auto number = [config](char const* key) {
     return static_cast<unsigned>(uint_of(entry_of(config, key, "the code"), key));
   };
-  host::report_code code;
+  host::ReportCode code;
   code.name = *name;
   code.core = Variant::kName;
   code.encode = number("dec_OK") == 0;
@@ -180,19 +180,19 @@ host::report_code code_of(Tcl_Obj* result, std::optional<std::string> name) {
   code.delay = code.encode ? Variant::kEncoderDelay : Variant::kDecoderDelay;
   code.width = number("no_packing") != 0 ? 1 : fec::num_parallel_P(code.p);
 
-  const std::map<unsigned, fec::code_hint> hints{{slot, {code.encode}}};
-  const fec::decoded_image image =
+  const std::map<unsigned, fec::CodeHint> hints{{slot, {code.encode}}};
+  const fec::DecodedImage image =
       fec::decode_image(writes_of<Variant>(entry_of(result, "transactions", "the result")), hints);
   const auto found = image.codes.find(slot);
-  if (found == image.codes.end()) throw bad_input("the writes do not hold the code \"" + *name + "\"");
-  if (!image.faults.empty()) throw bad_input("the writes are no whole image: " + image.faults.front());
+  if (found == image.codes.end()) throw BadInput("the writes do not hold the code \"" + *name + "\"");
+  if (!image.faults.empty()) throw BadInput("the writes are no whole image: " + image.faults.front());
   const unsigned mv = (code.p + 127) / 128;
   std::uint64_t counted = 0;
-  for (fec::decoded_layer const& layer : found->second.layers) {
+  for (fec::DecodedLayer const& layer : found->second.layers) {
     const std::uint64_t count = value_of(layer.fields, "qc_count");
     const std::uint64_t operations = count - std::exchange(counted, count);
     const bool has_unmarked = found->second.is_compressed() && code.width == 1 && operations < layer.operations.size();
-    host::report_layer& row = code.layers.emplace_back();
+    host::ReportLayer& row = code.layers.emplace_back();
     row.stall = static_cast<unsigned>(value_of(layer.fields, "stall"));
     row.cycles = static_cast<unsigned>(value_of(layer.fields, "cpld") + 1) * mv;
     row.slots = static_cast<unsigned>(layer.operations.size());
@@ -205,13 +205,13 @@ host::report_code code_of(Tcl_Obj* result, std::optional<std::string> name) {
 double positive(Tcl_Obj* object, char const* what) {
   const auto value = tcl::double_of(object);
   if (!value || !(*value > 0) || !std::isfinite(*value))
-    throw bad_input(std::string(what) + " \"" + Tcl_GetString(object) + "\" is no number above 0");
+    throw BadInput(std::string(what) + " \"" + Tcl_GetString(object) + "\" is no number above 0");
   return *value;
 }
 
 int schedule_report_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   if (objc < 3 || objc % 2 == 0) return usage(interp, objv, "core result ?option value ...?");
-  host::report_options options;
+  host::ReportOptions options;
   std::optional<std::string> name;
   Tcl_Obj* compared = nullptr;
   for (int i = 3; i < objc; i += 2) {
@@ -227,10 +227,10 @@ int schedule_report_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const
     else if (option == "-compare")
       compared = objv[i + 1];
     else
-      throw bad_input("unknown option \"" + option + "\": use -clock, -code, -compare, -iterations or -title");
+      throw BadInput("unknown option \"" + option + "\": use -clock, -code, -compare, -iterations or -title");
   }
-  if (options.iterations == 0) throw bad_input("the number of iterations is below 1");
-  const host::report_code code =
+  if (options.iterations == 0) throw BadInput("the number of iterations is below 1");
+  const host::ReportCode code =
       with_core(objv[1], [&]<class Variant>(Variant) { return code_of<Variant>(objv[2], name); });
   if (compared != nullptr)
     options.compared =

@@ -39,9 +39,9 @@ std::string escaped(std::string const& text) {
   return safe;
 }
 
-class svg {
+class Svg {
  public:
-  svg(double width, double height, char const* label)
+  Svg(double width, double height, char const* label)
       : text_("<svg viewBox=\"0 0 " + number(width, 0) + " " + number(height, 0) + "\" width=\"" + number(width, 0) +
               "\" role=\"img\" aria-label=\"" + label + "\">\n") {}
 
@@ -86,7 +86,7 @@ table { border-collapse: collapse; font-size: .85rem; font-variant-numeric: tabu
 // ------------------------------------------------------------------------------------------------------ schedule
 
 // When each layer runs, in the first iteration with the stall counts of the steady state.
-struct span_of_layer {
+struct SpanOfLayer {
   std::uint64_t start;       // of the wait
   std::uint64_t work;        // first cycle of work
   std::uint64_t end;         // cycle behind the last
@@ -94,11 +94,11 @@ struct span_of_layer {
   std::uint64_t update_end;  // cycle behind its last
 };
 
-std::vector<span_of_layer> schedule_of(report_code const& code) {
-  std::vector<span_of_layer> spans;
+std::vector<SpanOfLayer> schedule_of(ReportCode const& code) {
+  std::vector<SpanOfLayer> spans;
   std::uint64_t now = 0, updated = 0;
-  for (report_layer const& layer : code.layers) {
-    span_of_layer one{};
+  for (ReportLayer const& layer : code.layers) {
+    SpanOfLayer one{};
     one.start = now;
     one.work = now + layer.stall;
     one.end = one.work + layer.cycles;
@@ -110,15 +110,15 @@ std::vector<span_of_layer> schedule_of(report_code const& code) {
   return spans;
 }
 
-std::size_t operations_of(report_code const& code) {
+std::size_t operations_of(ReportCode const& code) {
   std::size_t sum = 0;
-  for (report_layer const& layer : code.layers) sum += layer.operations.size();
+  for (ReportLayer const& layer : code.layers) sum += layer.operations.size();
   return sum;
 }
 
-std::size_t slots_of(report_code const& code) {
+std::size_t slots_of(ReportCode const& code) {
   std::size_t sum = 0;
-  for (report_layer const& layer : code.layers) sum += layer.slots;
+  for (ReportLayer const& layer : code.layers) sum += layer.slots;
   return sum;
 }
 
@@ -128,8 +128,8 @@ void add_figure(std::string& page, std::string const& value, char const* name) {
   page += "<div><b>" + value + "</b><span>" + name + "</span></div>\n";
 }
 
-std::string figures_section(report_code const& code, report_options const& options) {
-  const report_cycles cycles = cycles_of(code);
+std::string figures_section(ReportCode const& code, ReportOptions const& options) {
+  const ReportCycles cycles = cycles_of(code);
   const std::size_t slots = slots_of(code);
   std::string page = "<div class=\"figures\">\n";
   add_figure(page, number(std::uint64_t{code.n}), "N, bits with the punctured ones");
@@ -156,14 +156,14 @@ std::string figures_section(report_code const& code, report_options const& optio
   return page;
 }
 
-std::string matrix_section(report_code const& code) {
+std::string matrix_section(ReportCode const& code) {
   unsigned columns = 0;
-  for (report_layer const& layer : code.layers)
-    for (report_operation const& op : layer.operations) columns = std::max(columns, op.col + 1);
+  for (ReportLayer const& layer : code.layers)
+    for (ReportOperation const& op : layer.operations) columns = std::max(columns, op.col + 1);
   const auto rows = static_cast<double>(code.layers.size());
   const double left = 34, top = 18;
   const double cell = std::clamp(990.0 / std::max(columns, 1U), 3.0, 14.0);
-  svg plot(left + cell * columns + 2, top + cell * rows + 4, "Base matrix");
+  Svg plot(left + cell * columns + 2, top + cell * rows + 4, "Base matrix");
   plot.rect(left, top, cell * columns, cell * rows, "frame");
   for (unsigned col = 0; col <= columns; col += 10) {
     plot.line(left + cell * col, top, left + cell * col, top + cell * rows, "");
@@ -177,7 +177,7 @@ std::string matrix_section(report_code const& code) {
   const unsigned kb = code.k / std::max(code.p, 1U);
   plot.line(left + cell * kb, top, left + cell * kb, top + cell * rows, "strong");
   for (std::size_t row = 0; row < code.layers.size(); ++row)
-    for (report_operation const& op : code.layers[row].operations) {
+    for (ReportOperation const& op : code.layers[row].operations) {
       const double shade = 0.35 + 0.65 * op.shift / std::max(code.p, 1U);
       plot.rect(left + cell * op.col + 0.5, top + cell * static_cast<double>(row) + 0.5, cell - 1, cell - 1,
                 op.col < kb ? "info" : "parity",
@@ -191,14 +191,14 @@ std::string matrix_section(report_code const& code) {
          std::move(plot).finish();
 }
 
-std::string timeline_section(report_code const& code) {
-  const std::vector<span_of_layer> spans = schedule_of(code);
+std::string timeline_section(ReportCode const& code) {
+  const std::vector<SpanOfLayer> spans = schedule_of(code);
   const double left = 34, top = 20, width = 990;
   const double row = std::clamp(620.0 / static_cast<double>(std::max<std::size_t>(spans.size(), 1)), 5.0, 16.0);
   const std::uint64_t last = spans.empty() ? 1 : std::max<std::uint64_t>(spans.back().update_end, 1);
   const double scale = width / static_cast<double>(last);
   const double height = row * static_cast<double>(spans.size());
-  svg plot(left + width + 12, top + height + 6, "Schedule of one iteration");
+  Svg plot(left + width + 12, top + height + 6, "Schedule of one iteration");
   for (std::size_t i = 0; i < spans.size(); i += 2)
     plot.rect(left, top + row * static_cast<double>(i), width, row, "band");
   std::uint64_t step = 1;
@@ -210,7 +210,7 @@ std::string timeline_section(report_code const& code) {
   }
   for (std::size_t i = 0; i < spans.size(); ++i) {
     const double y = top + row * static_cast<double>(i);
-    span_of_layer const& one = spans[i];
+    SpanOfLayer const& one = spans[i];
     const auto bar = [&](std::uint64_t from, std::uint64_t to, double offset, double part, char const* kind,
                          std::string const& what) {
       if (from == to) return;
@@ -230,10 +230,10 @@ std::string timeline_section(report_code const& code) {
          std::move(plot).finish();
 }
 
-std::string comparison_section(report_code const& code, report_options const& options) {
-  report_code const& other = *options.compared;
-  const report_cycles before = cycles_of(other);
-  const report_cycles after = cycles_of(code);
+std::string comparison_section(ReportCode const& code, ReportOptions const& options) {
+  ReportCode const& other = *options.compared;
+  const ReportCycles before = cycles_of(other);
+  const ReportCycles after = cycles_of(code);
   const auto change = [](double from, double to) {
     return from > 0 ? number(100.0 * (to - from) / from, 1) + " %" : std::string("&ndash;");
   };
@@ -249,13 +249,13 @@ std::string comparison_section(report_code const& code, report_options const& op
          row("throughput, Mbit/s", throughput_mbps(other, options), throughput_mbps(code, options), 1) + "</table>\n";
 }
 
-std::string layer_section(report_code const& code) {
-  const std::vector<span_of_layer> spans = schedule_of(code);
+std::string layer_section(ReportCode const& code) {
+  const std::vector<SpanOfLayer> spans = schedule_of(code);
   std::string page =
       "<h2>Layers</h2>\n<table><tr><th>layer</th><th>operations</th><th>slots</th><th>stall</th><th>work</th>"
       "<th>starts</th><th>ends</th><th>written back</th></tr>\n";
   for (std::size_t i = 0; i < spans.size(); ++i) {
-    report_layer const& layer = code.layers[i];
+    ReportLayer const& layer = code.layers[i];
     page += "<tr><td>" + number(i) + (layer.is_extra ? " (combines)" : "") + "</td><td>" +
             number(layer.operations.size()) + "</td><td>" + number(std::uint64_t{layer.slots}) + "</td><td" +
             (layer.stall > 0 ? " class=\"wait\"" : "") + ">" + number(std::uint64_t{layer.stall}) + "</td><td>" +
@@ -267,22 +267,22 @@ std::string layer_section(report_code const& code) {
 
 }  // namespace
 
-report_cycles cycles_of(report_code const& code) {
-  report_cycles cycles;
-  for (report_layer const& layer : code.layers) {
+ReportCycles cycles_of(ReportCode const& code) {
+  ReportCycles cycles;
+  for (ReportLayer const& layer : code.layers) {
     cycles.work += layer.cycles;
     cycles.stall += layer.stall;
   }
   return cycles;
 }
 
-double throughput_mbps(report_code const& code, report_options const& options) {
+double throughput_mbps(ReportCode const& code, ReportOptions const& options) {
   const double iterations = code.encode ? 1 : options.iterations;
   const auto cycles = static_cast<double>(cycles_of(code).all());
   return cycles > 0 ? code.k * options.clock_mhz / (iterations * cycles) : 0;
 }
 
-std::string schedule_report(report_code const& code, report_options const& options) {
+std::string schedule_report(ReportCode const& code, ReportOptions const& options) {
   const std::string title = options.title.empty() ? "LDPC schedule: " + code.name : options.title;
   std::string page = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" + escaped(title) +
                      "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n<h1>" + escaped(title) +

@@ -9,48 +9,48 @@
 namespace host {
 
 /// One operation of a layer; pads are left out.
-struct report_operation {
+struct ReportOperation {
   unsigned col;
   unsigned shift;
 };
 
-struct report_layer {
+struct ReportLayer {
   unsigned stall;   ///< cycles that the layer waits before it starts
   unsigned cycles;  ///< of work
   unsigned slots;   ///< operations and pads
   bool is_extra;    ///< combines the copies of a layer with circulant weights above 1
-  std::vector<report_operation> operations;
+  std::vector<ReportOperation> operations;
 };
 
-struct report_code {
+struct ReportCode {
   std::string name;
   std::string core;  ///< "sd_fec" or "ldpc"
   bool encode;
   unsigned n, k, p;
   unsigned delay;  ///< cycles between the two stages
   unsigned width;  ///< operations per cycle
-  std::vector<report_layer> layers;
+  std::vector<ReportLayer> layers;
 };
 
-struct report_options {
+struct ReportOptions {
   std::string title;
-  double clock_mhz = 500;               ///< above 0
-  unsigned iterations = 8;              ///< of the decoder; an encoder code runs once
-  std::optional<report_code> compared;  ///< the same code in another order
+  double clock_mhz = 500;              ///< above 0
+  unsigned iterations = 8;             ///< of the decoder; an encoder code runs once
+  std::optional<ReportCode> compared;  ///< the same code in another order
 };
 
 /// Cycles of one iteration in steady state: work and stalls.
-struct report_cycles {
+struct ReportCycles {
   std::uint64_t work = 0;
   std::uint64_t stall = 0;
   std::uint64_t all() const { return work + stall; }
 };
-report_cycles cycles_of(report_code const& code);
+ReportCycles cycles_of(ReportCode const& code);
 
 /// Information bits per second: K x clock / (iterations x cycles per iteration).
-double throughput_mbps(report_code const& code, report_options const& options);
+double throughput_mbps(ReportCode const& code, ReportOptions const& options);
 
 /// The page: self-contained, no script, nothing loaded from elsewhere; the same bytes for the same input.
-std::string schedule_report(report_code const& code, report_options const& options);
+std::string schedule_report(ReportCode const& code, ReportOptions const& options);
 
 }  // namespace host

@@ -15,7 +15,7 @@
 
 namespace {
 
-using order_tools::table_shape;
+using order_tools::TableShape;
 
 constexpr unsigned kLargestColumn = 67;
 
@@ -34,7 +34,7 @@ std::vector<unsigned> parse_line(std::string const& line, std::string const& pla
   return columns;
 }
 
-void write_table(table_shape const& shape, std::string const& directory, std::ostream& out) {
+void write_table(TableShape const& shape, std::string const& directory, std::ostream& out) {
   const std::string path = directory + "/" + std::string(shape.name) + ".csv";
   std::ifstream file(path);
   if (!file) throw std::runtime_error(path + ": cannot be read");
@@ -75,7 +75,7 @@ int main(int argc, char** argv) {
     std::ostringstream out;
     out << "// Made by gen_order_tables from data/ldpc/order.\n#include \"tcltasks/fec/order_tables.h\"\n\n"
            "namespace fec::order_tables {\n\n";
-    for (table_shape const& shape : order_tools::kTables) write_table(shape, argv[1], out);
+    for (TableShape const& shape : order_tools::kTables) write_table(shape, argv[1], out);
     out << "}  // namespace fec::order_tables\n";
     write_if_changed(argv[2], out.str());
   } catch (std::exception const& error) {

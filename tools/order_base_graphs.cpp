@@ -32,19 +32,19 @@
 
 namespace {
 
-using order_tools::layout;
-using order_tools::table_shape;
-using columns_t = std::vector<unsigned>;
-using rows_t = std::vector<columns_t>;
+using order_tools::Layout;
+using order_tools::TableShape;
+using Columns = std::vector<unsigned>;
+using Rows = std::vector<Columns>;
 
 // ---------------------------------------------------------------------------------------------------- matrices
 
-rows_t read_base_graph(std::string const& data, int base_graph) {
+Rows read_base_graph(std::string const& data, int base_graph) {
   const std::string path = data + "/ldpc/nr_bg" + std::to_string(base_graph) + ".csv";
   std::ifstream file(path);
   std::string line;
   if (!std::getline(file, line)) throw std::runtime_error(path + ": cannot be read");
-  rows_t rows;
+  Rows rows;
   while (std::getline(file, line)) {
     unsigned row = 0, col = 0;
     char comma = 0;
@@ -56,8 +56,8 @@ rows_t read_base_graph(std::string const& data, int base_graph) {
 }
 
 // Without the information columns from `kb` to 9, the later ones renumbered.
-rows_t reduced(rows_t rows, unsigned kb, unsigned full_kb) {
-  for (columns_t& row : rows) {
+Rows reduced(Rows rows, unsigned kb, unsigned full_kb) {
+  for (Columns& row : rows) {
     std::erase_if(row, [&](unsigned col) { return col >= kb && col < full_kb; });
     for (unsigned& col : row)
       if (col >= full_kb) col -= full_kb - kb;
@@ -66,18 +66,18 @@ rows_t reduced(rows_t rows, unsigned kb, unsigned full_kb) {
 }
 
 // The rows after the double diagonal of the first four has been rewritten, each with its parity column last.
-rows_t transformed(rows_t const& rows, unsigned kb) {
+Rows transformed(Rows const& rows, unsigned kb) {
   constexpr unsigned kDiagonal = 4;
-  rows_t result;
+  Rows result;
   for (unsigned i = 0; i < kDiagonal; ++i) {
-    columns_t row = rows[i];
+    Columns row = rows[i];
     std::erase_if(row, [&](unsigned col) { return col >= kb; });
     row.push_back(kb + 2 + i);
     result.push_back(row);
   }
   result.push_back({kb + 2, kb + 3, kb + 4, kb + 5, kb});
   for (unsigned k = 0; k + 1 < kDiagonal; ++k) {
-    columns_t row;
+    Columns row;
     for (unsigned col : rows[k])
       if (col >= kb && col <= kb + k) row.push_back(col);
     row.push_back(kb + k + 2);
@@ -88,21 +88,21 @@ rows_t transformed(rows_t const& rows, unsigned kb) {
   return result;
 }
 
-rows_t matrix_of(table_shape const& shape, std::string const& data) {
+Rows matrix_of(TableShape const& shape, std::string const& data) {
   constexpr unsigned kFullKb[] = {0, 22, 10};
-  rows_t rows = reduced(read_base_graph(data, shape.base_graph), shape.kb, kFullKb[shape.base_graph]);
+  Rows rows = reduced(read_base_graph(data, shape.base_graph), shape.kb, kFullKb[shape.base_graph]);
   return shape.encode ? transformed(rows, shape.kb) : rows;
 }
 
 // Rows whose order is given, wholly or by how they begin.
-struct given_row {
+struct GivenRow {
   std::string_view table;
   unsigned row;
-  columns_t begins;
+  Columns begins;
 };
 
-std::vector<given_row> const& given_rows() {
-  static const std::vector<given_row> rows = {
+std::vector<GivenRow> const& given_rows() {
+  static const std::vector<GivenRow> rows = {
       {"BG1_REORDERED", 0, {12, 5, 2, 3, 0, 9, 6, 11, 16}},
       {"BG1_REORDERED", 4, {0, 1, 26}},
       {"BG1_REORDERED", 45, {6, 1, 10, 67}},
@@ -117,20 +117,20 @@ std::vector<given_row> const& given_rows() {
 }
 
 // A table on its way: the order of each row, and the part of it that may be permuted.
-struct order_problem {
-  table_shape const* shape;
-  rows_t rows;
+struct OrderProblem {
+  TableShape const* shape;
+  Rows rows;
   std::vector<unsigned> first_free;  // entries before it are given
   unsigned fixed_tail;               // entries at the end that stay: the parity column of an encoder row
 };
 
-order_problem problem_of(table_shape const& shape, std::string const& data) {
-  order_problem problem{&shape, matrix_of(shape, data), {}, shape.encode ? 1U : 0U};
+OrderProblem problem_of(TableShape const& shape, std::string const& data) {
+  OrderProblem problem{&shape, matrix_of(shape, data), {}, shape.encode ? 1U : 0U};
   problem.first_free.assign(problem.rows.size(), 0);
-  for (given_row const& given : given_rows()) {
+  for (GivenRow const& given : given_rows()) {
     if (given.table != shape.name) continue;
-    columns_t& row = problem.rows[given.row];
-    columns_t rest = row;
+    Columns& row = problem.rows[given.row];
+    Columns rest = row;
     for (unsigned col : given.begins)
       if (std::erase(rest, col) != 1) throw std::runtime_error(std::string(shape.name) + ": given row does not fit");
     row = given.begins;
@@ -143,23 +143,23 @@ order_problem problem_of(table_shape const& shape, std::string const& data) {
 // ---------------------------------------------------------------------------------------------------- schedules
 
 // Lifting sizes that share one schedule.
-struct size_class {
+struct SizeClass {
   unsigned width;  // operations per cycle
   unsigned mv;     // cycles per operation
   unsigned p;      // one lifting size of the class
   unsigned sizes;  // how many there are
 };
 
-constexpr size_class kClasses[] = {{4, 1, 32, 23}, {2, 1, 64, 8}, {1, 1, 128, 8}, {1, 2, 256, 8}, {1, 3, 384, 4}};
+constexpr SizeClass kClasses[] = {{4, 1, 32, 23}, {2, 1, 64, 8}, {1, 1, 128, 8}, {1, 2, 256, 8}, {1, 3, 384, 4}};
 
-std::array<unsigned, 2> delays_of(table_shape const& shape) {
-  if (shape.encode) return {sd_fec::variant::kEncoderDelay, ldpc::variant::kEncoderDelay};
-  return {sd_fec::variant::kDecoderDelay, ldpc::variant::kDecoderDelay};
+std::array<unsigned, 2> delays_of(TableShape const& shape) {
+  if (shape.encode) return {sd_fec::Variant::kEncoderDelay, ldpc::Variant::kEncoderDelay};
+  return {sd_fec::Variant::kDecoderDelay, ldpc::Variant::kDecoderDelay};
 }
 
 // Slots of a row under the compressed packing: operations that issue together stand in different lanes.
-rows_t issues_of(columns_t const& row, unsigned width) {
-  rows_t issues;
+Rows issues_of(Columns const& row, unsigned width) {
+  Rows issues;
   for (std::size_t position = 0; position < row.size();) {
     std::size_t size = std::min<std::size_t>(width, row.size() - position);
     for (; size > 1; --size) {
@@ -174,22 +174,22 @@ rows_t issues_of(columns_t const& row, unsigned width) {
   return issues;
 }
 
-struct cycles_t {
+struct Cycles {
   std::uint64_t work = 0;
   std::uint64_t stall = 0;
 };
 
 // The timing of the analyser, cut down to what a search needs; report() holds it against the analyser itself.
-cycles_t schedule(std::vector<rows_t> const& layers, bool encode, unsigned mv, unsigned delay) {
+Cycles schedule(std::vector<Rows> const& layers, bool encode, unsigned mv, unsigned delay) {
   std::array<unsigned, 256> free_at{};
   unsigned now = 0, update_end = 0;
-  cycles_t cycles;
+  Cycles cycles;
   const unsigned iterations = encode ? 1 : 4;
   for (unsigned iteration = 0; iteration < iterations; ++iteration) {
     cycles = {};
-    for (rows_t const& issues : layers) {
+    for (Rows const& issues : layers) {
       unsigned waited = 0, natural = now;
-      for (columns_t const& issue : issues) {
+      for (Columns const& issue : issues) {
         for (unsigned col : issue)
           if (free_at[col] > natural + waited) waited = free_at[col] - natural;
         natural += mv;
@@ -202,7 +202,7 @@ cycles_t schedule(std::vector<rows_t> const& layers, bool encode, unsigned mv, u
         free_at[issues.back().back()] = update_end;  // the parity column ends the row
       } else {
         unsigned written = update;
-        for (columns_t const& issue : issues) {
+        for (Columns const& issue : issues) {
           written += mv;
           for (unsigned col : issue) free_at[col] = written;
         }
@@ -215,41 +215,41 @@ cycles_t schedule(std::vector<rows_t> const& layers, bool encode, unsigned mv, u
 }
 
 // The layers of a table for each issue width, kept up to date row by row.
-class schedule_set {
+class ScheduleSet {
  public:
-  explicit schedule_set(order_problem const& problem) : problem_(problem), delays_(delays_of(*problem.shape)) {
+  explicit ScheduleSet(OrderProblem const& problem) : problem_(problem), delays_(delays_of(*problem.shape)) {
     for (unsigned width : {1U, 2U, 4U}) {
       layers_[width].resize(problem.rows.size());
       for (std::size_t row = 0; row < problem.rows.size(); ++row) update(row, problem.rows[row], width);
     }
   }
 
-  void update(std::size_t row, columns_t const& columns) {
+  void update(std::size_t row, Columns const& columns) {
     for (unsigned width : {1U, 2U, 4U}) update(row, columns, width);
   }
 
-  cycles_t cycles(size_class const& one, unsigned delay) const {
+  Cycles cycles(SizeClass const& one, unsigned delay) const {
     return schedule(layers_.at(one.width), problem_.shape->encode, one.mv, delay);
   }
 
   std::uint64_t cost() const {
     std::uint64_t sum = 0;
-    for (size_class const& one : kClasses)
+    for (SizeClass const& one : kClasses)
       for (unsigned delay : delays_) {
-        const cycles_t result = cycles(one, delay);
+        const Cycles result = cycles(one, delay);
         sum += one.sizes * (result.work + result.stall);
       }
     return sum;
   }
 
  private:
-  void update(std::size_t row, columns_t const& columns, unsigned width) {
+  void update(std::size_t row, Columns const& columns, unsigned width) {
     layers_[width][row] = issues_of(columns, width);
   }
 
-  order_problem const& problem_;
+  OrderProblem const& problem_;
   std::array<unsigned, 2> delays_;
-  std::map<unsigned, std::vector<rows_t>> layers_;
+  std::map<unsigned, std::vector<Rows>> layers_;
 };
 
 // ------------------------------------------------------------------------------------------------------ search
@@ -257,7 +257,7 @@ class schedule_set {
 constexpr unsigned kSteps = 200000;
 constexpr std::uint64_t kFirstThreshold = 60;  // cycles over all lifting sizes
 
-class bounded_random {
+class BoundedRandom {
  public:
   std::size_t below(std::size_t bound) { return static_cast<std::size_t>(engine_() % bound); }
 
@@ -265,20 +265,20 @@ class bounded_random {
   std::mt19937_64 engine_{20240611};  // the engine's output is fixed by the language standard
 };
 
-void optimise(order_problem& problem) {
+void optimise(OrderProblem& problem) {
   std::vector<std::size_t> movable;
   for (std::size_t row = 0; row < problem.rows.size(); ++row)
     if (problem.first_free[row] + problem.fixed_tail + 2 <= problem.rows[row].size()) movable.push_back(row);
 
-  schedule_set schedules(problem);
-  bounded_random random;
+  ScheduleSet schedules(problem);
+  BoundedRandom random;
   std::uint64_t cost = schedules.cost();
-  rows_t best = problem.rows;
+  Rows best = problem.rows;
   std::uint64_t best_cost = cost;
   for (unsigned step = 0; step < kSteps; ++step) {
     const std::uint64_t threshold = kFirstThreshold * (kSteps - 1 - step) / kSteps;
     const std::size_t row = movable[random.below(movable.size())];
-    const columns_t before = problem.rows[row];
+    const Columns before = problem.rows[row];
     const std::size_t first = problem.first_free[row];
     const std::size_t room = before.size() - problem.fixed_tail - first;
     const auto from = static_cast<std::ptrdiff_t>(first + random.below(room));
@@ -310,16 +310,16 @@ void optimise(order_problem& problem) {
 // ------------------------------------------------------------------------------------------------------ report
 
 // The same schedule by the analyser.
-cycles_t analysed(order_problem const& problem, size_class const& one, unsigned delay) {
-  fec::code_config config;
+Cycles analysed(OrderProblem const& problem, SizeClass const& one, unsigned delay) {
+  fec::CodeConfig config;
   config.p = one.p;
   config.mv = one.mv;
   config.encode = problem.shape->encode;
   config.nlayers = static_cast<std::uint32_t>(problem.rows.size());
-  cycles_t cycles;
-  for (columns_t const& row : problem.rows) {
-    const rows_t issues = issues_of(row, one.width);
-    for (columns_t const& issue : issues) {
+  Cycles cycles;
+  for (Columns const& row : problem.rows) {
+    const Rows issues = issues_of(row, one.width);
+    for (Columns const& issue : issues) {
       const std::size_t begin = config.qc.size();
       for (unsigned col : issue) config.qc.emplace_back().col = col;
       if (&issue == &issues.back()) config.qc.back().layer_end = 1;
@@ -330,32 +330,32 @@ cycles_t analysed(order_problem const& problem, size_class const& one, unsigned 
   }
   std::string reports;
   fec::XLogger logger([](void* all, int, char const* text) { *static_cast<std::string*>(all) += text; }, &reports);
-  fec::perf_analyser::model_traits traits;
+  fec::perf_analyser::ModelTraits traits;
   traits.delay = delay;
   traits.capacities.fill(0xFFFFFFFF);
   for (std::uint32_t stall : fec::perf_analyser::stall_counts(config, traits, logger)) cycles.stall += stall;
   if (!reports.empty()) throw std::runtime_error(std::string(problem.shape->name) + ": " + reports);
-  const cycles_t quick = schedule_set(problem).cycles(one, delay);
+  const Cycles quick = ScheduleSet(problem).cycles(one, delay);
   if (quick.work != cycles.work || quick.stall != cycles.stall)
     throw std::runtime_error("the search's schedule differs from the analyser's");
   return cycles;
 }
 
-order_problem ascending(order_problem problem) {
-  for (columns_t& row : problem.rows) std::sort(row.begin(), row.end() - problem.fixed_tail);
+OrderProblem ascending(OrderProblem problem) {
+  for (Columns& row : problem.rows) std::sort(row.begin(), row.end() - problem.fixed_tail);
   return problem;
 }
 
-struct gain_sum {
+struct GainSum {
   std::uint64_t before = 0, after = 0, stall_before = 0, stall_after = 0;
 };
 
-void add_gain(order_problem const& problem, std::ostream& csv, gain_sum& sum) {
-  const order_problem plain = ascending(problem);
+void add_gain(OrderProblem const& problem, std::ostream& csv, GainSum& sum) {
+  const OrderProblem plain = ascending(problem);
   for (unsigned delay : delays_of(*problem.shape))
-    for (size_class const& one : kClasses) {
-      const cycles_t before = analysed(plain, one, delay);
-      const cycles_t after = analysed(problem, one, delay);
+    for (SizeClass const& one : kClasses) {
+      const Cycles before = analysed(plain, one, delay);
+      const Cycles after = analysed(problem, one, delay);
       csv << problem.shape->name << ',' << delay << ',' << one.width << ',' << one.mv << ',' << one.sizes << ','
           << before.work << ',' << before.stall << ',' << after.work << ',' << after.stall << '\n';
       sum.before += one.sizes * (before.work + before.stall);
@@ -365,7 +365,7 @@ void add_gain(order_problem const& problem, std::ostream& csv, gain_sum& sum) {
     }
 }
 
-void print_gain(std::string_view name, gain_sum const& sum) {
+void print_gain(std::string_view name, GainSum const& sum) {
   const auto percent = [](std::uint64_t part, std::uint64_t whole) {
     return 100.0 * static_cast<double>(part) / static_cast<double>(whole);
   };
@@ -377,8 +377,8 @@ void print_gain(std::string_view name, gain_sum const& sum) {
 // ------------------------------------------------------------------------------------------------------- files
 
 // A row in groups of lanes: the first member of each lane, then the second, and so on.
-columns_t in_lanes(columns_t const& row, unsigned lanes) {
-  columns_t slots;
+Columns in_lanes(Columns const& row, unsigned lanes) {
+  Columns slots;
   std::vector<unsigned> used(lanes, 0);
   for (unsigned col : row) {
     const std::size_t slot = used[col % lanes]++ * lanes + col % lanes;
@@ -388,17 +388,17 @@ columns_t in_lanes(columns_t const& row, unsigned lanes) {
   return slots;
 }
 
-std::string csv_text(rows_t const& rows) {
+std::string csv_text(Rows const& rows) {
   std::ostringstream text;
-  for (columns_t const& row : rows)
+  for (Columns const& row : rows)
     for (std::size_t i = 0; i < row.size(); ++i) text << row[i] << (i + 1 < row.size() ? ',' : '\n');
   return text.str();
 }
 
-rows_t laid_out(table_shape const& shape, rows_t const& order) {
-  rows_t rows;
+Rows laid_out(TableShape const& shape, Rows const& order) {
+  Rows rows;
   for (unsigned row = 0; row < shape.rows; ++row)
-    rows.push_back(in_lanes(order[row], shape.arrangement == layout::lanes4 ? 4 : 2));
+    rows.push_back(in_lanes(order[row], shape.arrangement == Layout::lanes4 ? 4 : 2));
   return rows;
 }
 
@@ -408,11 +408,11 @@ std::string read_file(std::string const& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-rows_t read_rows(std::string const& path) {
-  rows_t rows;
+Rows read_rows(std::string const& path) {
+  Rows rows;
   std::istringstream lines(read_file(path));
   for (std::string line; std::getline(lines, line);) {
-    columns_t& row = rows.emplace_back();
+    Columns& row = rows.emplace_back();
     std::istringstream fields(line);
     for (std::string field; std::getline(fields, field, ',');) row.push_back(static_cast<unsigned>(std::stoul(field)));
   }
@@ -420,11 +420,11 @@ rows_t read_rows(std::string const& path) {
 }
 
 // The order in the file, if it is one of the matrix and begins as given.
-void load_order(order_problem& problem, std::string const& path) {
-  const rows_t rows = read_rows(path);
+void load_order(OrderProblem& problem, std::string const& path) {
+  const Rows rows = read_rows(path);
   if (rows.size() != problem.rows.size()) throw std::runtime_error(path + ": wrong number of rows");
   for (std::size_t row = 0; row < rows.size(); ++row) {
-    const columns_t& expected = problem.rows[row];
+    const Columns& expected = problem.rows[row];
     const bool begins =
         std::equal(expected.begin(), expected.begin() + problem.first_free[row], rows[row].begin(),
                    rows[row].begin() + std::min<std::ptrdiff_t>(problem.first_free[row], std::ssize(rows[row])));
@@ -435,9 +435,9 @@ void load_order(order_problem& problem, std::string const& path) {
   problem.rows = rows;
 }
 
-class output {
+class Output {
  public:
-  explicit output(bool check) : check_(check) {}
+  explicit Output(bool check) : check_(check) {}
 
   void put(std::string const& path, std::string const& text) const {
     if (check_) {
@@ -455,23 +455,23 @@ class output {
 
 void run(bool check, std::string const& data) {
   const std::string directory = data + "/ldpc/order/";
-  const output files(check);
+  const Output files(check);
   std::ostringstream gain;
   gain << "table,delay,operations_per_cycle,mv,lifting_sizes,work_ascending,stall_ascending,work,stall\n";
-  std::map<std::string_view, rows_t> orders;
-  for (table_shape const& shape : order_tools::kTables) {
+  std::map<std::string_view, Rows> orders;
+  for (TableShape const& shape : order_tools::kTables) {
     const std::string path = directory + std::string(shape.name) + ".csv";
-    if (shape.arrangement != layout::order) {
+    if (shape.arrangement != Layout::order) {
       const std::string_view source = shape.base_graph == 1 ? "BG1_REORDERED" : "BG2KB10P128";
       files.put(path, csv_text(laid_out(shape, orders.at(source))));
       continue;
     }
-    order_problem problem = problem_of(shape, data);
+    OrderProblem problem = problem_of(shape, data);
     if (check)
       load_order(problem, path);
     else
       optimise(problem);
-    gain_sum sum;
+    GainSum sum;
     add_gain(problem, gain, sum);
     print_gain(shape.name, sum);
     files.put(path, csv_text(problem.rows));

@@ -11,41 +11,41 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string text_or(kdi::json_value object, char const* name, std::string const& otherwise = {}) {
+std::string text_or(kdi::JsonValue object, char const* name, std::string const& otherwise = {}) {
   const auto found = object.find(name);
   return found ? found->text() : otherwise;
 }
 
-bool flag_of(kdi::json_value object, char const* name) {
+bool flag_of(kdi::JsonValue object, char const* name) {
   const auto found = object.find(name);
   return found && found->boolean();
 }
 
 // What people read is never empty.
-std::string words_of(kdi::json_value object, char const* name) {
-  const kdi::json_value value = object.member(name);
+std::string words_of(kdi::JsonValue object, char const* name) {
+  const kdi::JsonValue value = object.member(name);
   if (value.text().empty()) value.refuse("words");
   return value.text();
 }
 
-std::vector<std::string> texts_of(kdi::json_value object, char const* name) {
+std::vector<std::string> texts_of(kdi::JsonValue object, char const* name) {
   std::vector<std::string> texts;
   if (const auto found = object.find(name))
-    for (const kdi::json_value text : found->items()) texts.push_back(text.text());
+    for (const kdi::JsonValue text : found->items()) texts.push_back(text.text());
   return texts;
 }
 
 template <class Read>
-auto each_of(kdi::json_value object, char const* name, Read read) {
+auto each_of(kdi::JsonValue object, char const* name, Read read) {
   std::vector<decltype(read(object))> all;
   if (const auto found = object.find(name))
-    for (const kdi::json_value item : found->items()) all.push_back(read(item));
+    for (const kdi::JsonValue item : found->items()) all.push_back(read(item));
   return all;
 }
 
-Shape read_shape(kdi::json_value value);
+Shape read_shape(kdi::JsonValue value);
 
-Shape::Part read_part(kdi::json_value value, bool may_be_optional) {
+Shape::Part read_part(kdi::JsonValue value, bool may_be_optional) {
   Shape::Part part;
   part.name = value.name();
   if (may_be_optional && part.name.size() > 1 && part.name.back() == '?') {
@@ -56,7 +56,7 @@ Shape::Part read_part(kdi::json_value value, bool may_be_optional) {
   return part;
 }
 
-Shape read_shape(kdi::json_value value) {
+Shape read_shape(kdi::JsonValue value) {
   Shape shape;
   if (value.is_text()) {
     constexpr Shape::Kind kSimple[] = {Shape::Kind::text, Shape::Kind::integer, Shape::Kind::number,
@@ -66,7 +66,7 @@ Shape read_shape(kdi::json_value value) {
   }
   value.allow_only({"list", "tuple", "dict", "either"});
   if (value.members().size() != 1) value.refuse("one of list, tuple, dict, either");
-  const kdi::json_value inner = value.members()[0];
+  const kdi::JsonValue inner = value.members()[0];
   if (inner.name() == "list") {
     shape.kind = Shape::Kind::list;
     shape.parts.push_back({"", false, read_shape(inner)});
@@ -74,18 +74,18 @@ Shape read_shape(kdi::json_value value) {
   }
   if (inner.name() == "either") {
     shape.kind = Shape::Kind::either;
-    for (const kdi::json_value one : inner.items()) shape.parts.push_back({"", false, read_shape(one)});
+    for (const kdi::JsonValue one : inner.items()) shape.parts.push_back({"", false, read_shape(one)});
     if (shape.parts.size() < 2) inner.refuse("two shapes at least");
     return shape;
   }
   shape.kind = inner.name() == "tuple" ? Shape::Kind::tuple : Shape::Kind::dict;
-  for (const kdi::json_value part : inner.members())
+  for (const kdi::JsonValue part : inner.members())
     shape.parts.push_back(read_part(part, shape.kind == Shape::Kind::dict));
   if (shape.parts.empty()) inner.refuse("a part at least");
   return shape;
 }
 
-Key read_key(kdi::json_value value, std::vector<std::string> const& commands) {
+Key read_key(kdi::JsonValue value, std::vector<std::string> const& commands) {
   value.allow_only({"name", "meaning", "only"});
   Key key{words_of(value, "name"), words_of(value, "meaning"), texts_of(value, "only")};
   for (std::string const& one : key.only)
@@ -95,7 +95,7 @@ Key read_key(kdi::json_value value, std::vector<std::string> const& commands) {
 }
 
 // The fields that a word and an option have in common.
-Word read_word_fields(kdi::json_value value, std::vector<std::string> const& commands) {
+Word read_word_fields(kdi::JsonValue value, std::vector<std::string> const& commands) {
   Word word;
   word.name = words_of(value, "name");
   word.type = value.member("type").text();
@@ -106,11 +106,11 @@ Word read_word_fields(kdi::json_value value, std::vector<std::string> const& com
   }
   word.meaning = words_of(value, "meaning");
   word.values = texts_of(value, "values");
-  word.keys = each_of(value, "keys", [&](kdi::json_value key) { return read_key(key, commands); });
+  word.keys = each_of(value, "keys", [&](kdi::JsonValue key) { return read_key(key, commands); });
   return word;
 }
 
-Word read_word(kdi::json_value value, std::vector<std::string> const& commands) {
+Word read_word(kdi::JsonValue value, std::vector<std::string> const& commands) {
   value.allow_only({"name", "type", "meaning", "optional", "repeated", "values", "keys"});
   Word word = read_word_fields(value, commands);
   if (word.type == "flag") value.member("type").refuse("a type of words; flags are options");
@@ -119,14 +119,14 @@ Word read_word(kdi::json_value value, std::vector<std::string> const& commands) 
   return word;
 }
 
-Option read_option(kdi::json_value value) {
+Option read_option(kdi::JsonValue value) {
   value.allow_only({"name", "type", "meaning", "required", "values"});
   Option option{read_word_fields(value, {}), flag_of(value, "required")};
   if (option.word.name[0] != '-') value.member("name").refuse("a name that begins with -");
   return option;
 }
 
-Example read_example(kdi::json_value value) {
+Example read_example(kdi::JsonValue value) {
   value.allow_only({"setup", "script", "result", "pattern"});
   Example example;
   example.setup = text_or(value, "setup");
@@ -136,12 +136,12 @@ Example read_example(kdi::json_value value) {
   return example;
 }
 
-CommandError read_error(kdi::json_value value) {
+CommandError read_error(kdi::JsonValue value) {
   value.allow_only({"when", "text", "then", "script"});
   return {words_of(value, "when"), words_of(value, "text"), text_or(value, "then"), text_or(value, "script")};
 }
 
-Command read_command(kdi::json_value value) {
+Command read_command(kdi::JsonValue value) {
   value.allow_only({"names", "summary", "words", "options", "surplus", "wrong_count", "result", "shape", "example",
                     "errors", "notes"});
   Command command;
@@ -150,7 +150,7 @@ Command read_command(kdi::json_value value) {
   for (std::string const& name : command.names)
     if (name.empty() || name.starts_with("::")) value.member("names").refuse("names without :: in front");
   command.summary = words_of(value, "summary");
-  command.words = each_of(value, "words", [&](kdi::json_value word) { return read_word(word, command.names); });
+  command.words = each_of(value, "words", [&](kdi::JsonValue word) { return read_word(word, command.names); });
   command.options = each_of(value, "options", read_option);
   command.result = words_of(value, "result");
   command.shape = read_shape(value.member("shape"));
@@ -170,7 +170,7 @@ std::map<std::string, std::string> family_files(std::vector<std::string> const& 
     for (fs::directory_iterator entry(folder, failed); !failed && entry != fs::directory_iterator();
          entry.increment(failed))
       if (entry->path().extension() == ".json") files.emplace(entry->path().stem().string(), entry->path().string());
-    if (failed) throw kdi::file_error(folder + ": cannot be listed: " + failed.message());
+    if (failed) throw kdi::FileError(folder + ": cannot be listed: " + failed.message());
   }
   return files;
 }
@@ -260,8 +260,8 @@ std::vector<CommandError> Command::failures(std::string const& name) const {
 
 Table::Table(std::vector<std::string> const& folders) {
   for (auto const& [name, path] : family_files(folders)) {
-    const kdi::json_file file(path);
-    const kdi::json_value root = file.root();
+    const kdi::JsonFile file(path);
+    const kdi::JsonValue root = file.root();
     root.allow_only({"format", "title", "summary", "library", "about", "commands"});
     root.member("format").integer(1, 1);
     auto family = std::make_unique<Family>();
@@ -270,11 +270,11 @@ Table::Table(std::vector<std::string> const& folders) {
     family->summary = words_of(root, "summary");
     family->library = words_of(root, "library");
     family->about = texts_of(root, "about");
-    for (const kdi::json_value value : root.member("commands").items()) {
+    for (const kdi::JsonValue value : root.member("commands").items()) {
       family->commands.push_back(read_command(value));
     }
     std::size_t at = 0;
-    for (const kdi::json_value value : root.member("commands").items()) {
+    for (const kdi::JsonValue value : root.member("commands").items()) {
       Command& command = family->commands[at++];
       command.family = family.get();
       for (std::string const& one : command.names)

@@ -125,7 +125,7 @@ struct Family {
 class Table {
  public:
   /// Reads `<folder>/*.json` of all `folders`; where two folders have a file of the same name, the first one's counts.
-  /// Throws kdi::json_error or kdi::file_error, with file, line and field, for a file that is not as it should be or a
+  /// Throws kdi::JsonError or kdi::FileError, with file, line and field, for a file that is not as it should be or a
   /// command that has an entry already.
   explicit Table(std::vector<std::string> const& folders);
 

@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // The words of one command, or of one list in braces, as far as they are typed.
-struct level {
+struct Level {
   char closes = '\0';  // what ends it: ']', '}' or, at the bottom, nothing
   std::vector<std::string> words;
   std::size_t elements = 0;  // words since it began; `words` begins anew with each command
@@ -24,14 +24,14 @@ struct level {
 };
 
 // Reads the text up to the cursor.
-class scanner {
+class Scanner {
  public:
-  explicit scanner(std::string_view text) : text_(text) {
+  explicit Scanner(std::string_view text) : text_(text) {
     levels_.emplace_back();
     while (at_ < text_.size()) step();
   }
 
-  std::vector<level> const& levels() const { return levels_; }
+  std::vector<Level> const& levels() const { return levels_; }
   bool in_comment() const { return in_comment_; }
 
  private:
@@ -76,9 +76,9 @@ class scanner {
     at_ = std::min(at_, text_.size());
   }
 
-  level& top() { return levels_.back(); }
+  Level& top() { return levels_.back(); }
   bool in_braces() const {
-    return std::any_of(levels_.begin(), levels_.end(), [](level const& one) { return one.closes == '}'; });
+    return std::any_of(levels_.begin(), levels_.end(), [](Level const& one) { return one.closes == '}'; });
   }
   void enter(char closes) {
     levels_.emplace_back().closes = closes;
@@ -104,12 +104,12 @@ class scanner {
   std::string_view text_;
   std::size_t at_ = 0;
   bool in_comment_ = false;
-  std::vector<level> levels_;
+  std::vector<Level> levels_;
 };
 
 // What is asked of the current word.
-struct context {
-  std::vector<level> const& levels;
+struct Context {
+  std::vector<Level> const& levels;
   Table const& table;
   KnownNames const& names;
   std::string prefix;  // without quotes and escapes
@@ -168,18 +168,18 @@ std::string printable(std::string const& name) {
   return text;
 }
 
-void add_names(Completion& to, context const& where, std::vector<std::string> const& names) {
+void add_names(Completion& to, Context const& where, std::vector<std::string> const& names) {
   for (std::string const& name : names)
     if (name.starts_with(where.prefix))
       to.candidates.push_back({escaped(name, where.in_quotes), printable(name), true});
 }
 
-void add_commands(Completion& to, context const& where) {
+void add_commands(Completion& to, Context const& where) {
   for (std::string const& name : where.names.commands(where.prefix))
     to.candidates.push_back({escaped(name, where.in_quotes), printable(name), !name.ends_with("::")});
 }
 
-void add_files(Completion& to, context const& where) {
+void add_files(Completion& to, Context const& where) {
   const std::size_t slash = where.prefix.rfind('/');
   const std::string folder = slash == std::string::npos ? "" : where.prefix.substr(0, slash + 1);
   const std::string begins = where.prefix.substr(folder.size());
@@ -200,7 +200,7 @@ void add_files(Completion& to, context const& where) {
   }
 }
 
-void add_values(Completion& to, context const& where, Word const& word) {
+void add_values(Completion& to, Context const& where, Word const& word) {
   if (!word.values.empty()) return add_names(to, where, word.values);
   if (word.type == "part") return add_names(to, where, where.names.parts(where.prefix));
   if (word.type == "parameter") return add_names(to, where, where.names.parameters(where.prefix));
@@ -227,7 +227,7 @@ Word const* next_word(Command const& command, std::vector<std::string> const& ty
   return !command.words.empty() && command.words.back().repeated ? &command.words.back() : nullptr;
 }
 
-void add_words(Completion& to, context const& where, std::vector<std::string> const& typed) {
+void add_words(Completion& to, Context const& where, std::vector<std::string> const& typed) {
   Command const* const command = where.table.command(typed[0]);
   if (command == nullptr) return add_files(to, where);
   Word const* const word = next_word(*command, typed);
@@ -239,7 +239,7 @@ void add_words(Completion& to, context const& where, std::vector<std::string> co
 }
 
 // The dictionary that the level at `depth` is the inside of, as the table knows it; null if it is none.
-Word const* dictionary_at(context const& where, std::size_t depth) {
+Word const* dictionary_at(Context const& where, std::size_t depth) {
   if (depth == 0 || where.levels[depth].closes != '}' || where.levels[depth - 1].words.empty()) return nullptr;
   Command const* const command = where.table.command(where.levels[depth - 1].words[0]);
   Word const* const word = command == nullptr ? nullptr : next_word(*command, where.levels[depth - 1].words);
@@ -247,9 +247,9 @@ Word const* dictionary_at(context const& where, std::size_t depth) {
   return is_data ? word : nullptr;
 }
 
-void add_candidates(Completion& to, context const& where) {
+void add_candidates(Completion& to, Context const& where) {
   const std::size_t depth = where.levels.size() - 1;
-  level const& current = where.levels[depth];
+  Level const& current = where.levels[depth];
   if (Word const* const dictionary = dictionary_at(where, depth)) {
     if (current.elements % 2 == 0)
       for (Key const& key : dictionary->keys) add_names(to, where, {key.name});
@@ -281,8 +281,8 @@ std::string Completion::common() const {
 }
 
 Completion complete(std::string_view text, Table const& table, KnownNames const& names) {
-  const scanner read(text);
-  level const& current = read.levels().back();
+  const Scanner read(text);
+  Level const& current = read.levels().back();
   Completion completion;
   completion.begin = current.in_word ? current.word_begin : text.size();
   if (read.in_comment() || !current.is_plain) {

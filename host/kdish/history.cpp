@@ -59,9 +59,9 @@ std::optional<std::string> command_of(std::string_view line) {
 }
 
 // The open file, locked against other sessions until it is closed.
-class locked_file {
+class LockedFile {
  public:
-  explicit locked_file(std::string const& path) : path_(path) {
+  explicit LockedFile(std::string const& path) : path_(path) {
     constexpr mode_t kPrivate = 0600;
     for (;;) {
       do number_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kPrivate);
@@ -77,9 +77,9 @@ class locked_file {
       ::close(number_);  // another session has put a shorter file in its place
     }
   }
-  locked_file(locked_file const&) = delete;
-  locked_file& operator=(locked_file const&) = delete;
-  ~locked_file() {
+  LockedFile(LockedFile const&) = delete;
+  LockedFile& operator=(LockedFile const&) = delete;
+  ~LockedFile() {
     if (number_ != -1) ::close(number_);
   }
 
@@ -141,7 +141,7 @@ std::vector<std::string> HistoryFile::load() const {
   std::vector<std::string> commands = commands_of(path_);
   if (commands.size() <= most_commands_) return commands;
   if (commands.size() >= 2 * most_commands_) {
-    const locked_file lock(path_);
+    const LockedFile lock(path_);
     commands = commands_of(path_);
     std::string shorter(kHeader);
     for (auto command = commands.end() - static_cast<std::ptrdiff_t>(std::min(most_commands_, commands.size()));
@@ -156,7 +156,7 @@ std::vector<std::string> HistoryFile::load() const {
 
 void HistoryFile::add(std::string const& command) const {
   if (path_.empty()) return;
-  locked_file file(path_);
+  LockedFile file(path_);
   if (!file.is_history()) refuse(path_);
   std::string text;
   if (file.size() == 0 && file.is_regular()) text = kHeader;

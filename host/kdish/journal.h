@@ -59,7 +59,7 @@ struct JournalEntry {
   int line = 0;
 };
 
-/// Reads a journal. Throws std::runtime_error or kdi::file_error if `path` holds none.
+/// Reads a journal. Throws std::runtime_error or kdi::FileError if `path` holds none.
 std::vector<JournalEntry> read_journal(std::string const& path);
 
 }  // namespace kdish

@@ -30,7 +30,7 @@ constexpr char const* kUsage =
     "\n"
     "Exit status: 0; 1 if a command fails; 2 for a mistake in these words; what `exit` says in a script.\n";
 
-class usage_error : public std::runtime_error {
+class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -45,7 +45,7 @@ kdish::Colour colour_of(std::string const& word) {
   if (word == "auto") return kdish::Colour::automatic;
   if (word == "always") return kdish::Colour::always;
   if (word == "never") return kdish::Colour::never;
-  throw usage_error("--color takes auto, always or never, not \"" + word + "\"");
+  throw UsageError("--color takes auto, always or never, not \"" + word + "\"");
 }
 
 Invocation read_words(std::vector<std::string> const& words) {
@@ -53,12 +53,12 @@ Invocation read_words(std::vector<std::string> const& words) {
   kdish::ShellOptions& options = read.options;
   std::size_t at = 0;
   const auto value = [&] {
-    if (at + 1 >= words.size()) throw usage_error("no value for " + words[at]);
+    if (at + 1 >= words.size()) throw UsageError("no value for " + words[at]);
     return words[++at];
   };
   const auto path = [&] {
     std::string name = value();
-    if (name.empty()) throw usage_error("an empty name for " + words[at - 1]);
+    if (name.empty()) throw UsageError("an empty name for " + words[at - 1]);
     return name;
   };
   for (; at < words.size() && words[at].size() > 1 && words[at][0] == '-'; ++at) {
@@ -87,14 +87,14 @@ Invocation read_words(std::vector<std::string> const& words) {
       ++at;
       break;
     } else
-      throw usage_error("no option " + word);
+      throw UsageError("no option " + word);
   }
   if (!options.command && !options.replays && at < words.size()) {
     options.script = words[at++];
-    if (options.script.empty()) throw usage_error("an empty name of a script");
+    if (options.script.empty()) throw UsageError("an empty name of a script");
   }
   options.arguments.assign(words.begin() + static_cast<std::ptrdiff_t>(at), words.end());
-  if (options.replays && !options.arguments.empty()) throw usage_error("a journal takes no words");
+  if (options.replays && !options.arguments.empty()) throw UsageError("a journal takes no words");
   return read;
 }
 
@@ -129,7 +129,7 @@ int main(int argc, char** argv) {
     const int status = run(invocation.options);
     Tcl_Exit(status);
     return status;
-  } catch (usage_error const& error) {
+  } catch (UsageError const& error) {
     std::fprintf(stderr, "kdish: %s\n%s", error.what(), kUsage);
     return kMisused;
   }

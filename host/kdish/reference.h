@@ -16,7 +16,7 @@ std::string reference_page(Family const& family, bool has_notes);
 std::string reference_index(Table const& table);
 
 /// Writes the pages into `folder`, one whole page after the other, or only checks them. What is wrong there: a page
-/// that is stale, when it only checks, and a file of no family. Throws kdi::file_error if a page can be neither read
+/// that is stale, when it only checks, and a file of no family. Throws kdi::FileError if a page can be neither read
 /// nor written.
 std::vector<std::string> update_reference(Table const& table, std::filesystem::path const& folder, bool only_checks);
 

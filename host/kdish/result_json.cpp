@@ -12,14 +12,14 @@ namespace {
 
 using tcl::text_of;
 
-struct misfit : std::runtime_error {
+struct Misfit : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 [[noreturn]] void refuse(std::string const& place, char const* expected, std::string found) {
   constexpr std::size_t kShown = 40;
   if (found.size() > kShown) found = found.substr(0, kShown) + "...";
-  throw misfit("the result is not as declared: " + (place.empty() ? "at the top" : place) + ": expected " + expected +
+  throw Misfit("the result is not as declared: " + (place.empty() ? "at the top" : place) + ": expected " + expected +
                ", found \"" + found + "\"");
 }
 
@@ -82,7 +82,7 @@ std::vector<tcl::ObjRef> elements_of(Tcl_Obj* list, std::string const& place) {
   return std::vector<tcl::ObjRef>(elements->begin(), elements->end());
 }
 
-class writer {
+class Writer {
  public:
   std::string json;
 
@@ -176,7 +176,7 @@ class writer {
     for (auto part = shape.parts.begin(); part + 1 != shape.parts.end(); ++part) {
       try {
         return write(value, part->shape, place);
-      } catch (misfit const&) {
+      } catch (Misfit const&) {
         json.resize(begin);
       }
     }
@@ -206,7 +206,7 @@ class writer {
 }  // namespace
 
 std::string to_json(Tcl_Obj* result, Shape const& shape) {
-  writer one;
+  Writer one;
   one.write(result, shape, {});
   return std::move(one.json);
 }

@@ -64,15 +64,15 @@ int cancel_script(ClientData data, Tcl_Interp* /*interp*/, int code) {
   return code;
 }
 
-class evaluation_mark {
+class EvaluationMark {
  public:
-  evaluation_mark() {
+  EvaluationMark() {
     interruptions = 0;
     is_evaluating = true;
   }
-  evaluation_mark(evaluation_mark const&) = delete;
-  evaluation_mark& operator=(evaluation_mark const&) = delete;
-  ~evaluation_mark() { is_evaluating = false; }
+  EvaluationMark(EvaluationMark const&) = delete;
+  EvaluationMark& operator=(EvaluationMark const&) = delete;
+  ~EvaluationMark() { is_evaluating = false; }
 };
 
 // ------------------------------------------------------------------------------------------------ texts and words
@@ -300,7 +300,7 @@ void Shell::set_arguments(std::string const& name) {
 
 int Shell::evaluate(std::string const& script) {
   const tcl::ObjRef object(tcl::new_text(script));
-  const evaluation_mark mark;
+  const EvaluationMark mark;
   if (progress_) progress_->begin(script);
   const int code = Tcl_EvalObjEx(interp_, object.get(), TCL_EVAL_GLOBAL);
   if (progress_) progress_->end();

@@ -118,14 +118,14 @@ void ProgressLine::erase() {
 
 namespace {
 
-struct guarded_channel {
+struct GuardedChannel {
   int descriptor;
   ProgressLine* progress;
   bool is_terminal;
 };
 
 int close_channel(ClientData data, Tcl_Interp* /*interp*/) {
-  delete static_cast<guarded_channel*>(data);
+  delete static_cast<GuardedChannel*>(data);
   return 0;
 }
 
@@ -135,7 +135,7 @@ int no_input(ClientData /*data*/, char* /*bytes*/, int /*most*/, int* error) {
 }
 
 int write_channel(ClientData data, char const* bytes, int count, int* error) {
-  auto const& channel = *static_cast<guarded_channel*>(data);
+  auto const& channel = *static_cast<GuardedChannel*>(data);
   bool is_written = false;
   channel.progress->around([&] {
     is_written = write_all(channel.descriptor, {bytes, static_cast<std::size_t>(count)});
@@ -150,7 +150,7 @@ void watch_nothing(ClientData /*data*/, int /*mask*/) {}
 
 int channel_handle(ClientData data, int direction, ClientData* handle) {
   if (direction != TCL_WRITABLE) return TCL_ERROR;
-  *handle = reinterpret_cast<ClientData>(static_cast<std::intptr_t>(static_cast<guarded_channel*>(data)->descriptor));
+  *handle = reinterpret_cast<ClientData>(static_cast<std::intptr_t>(static_cast<GuardedChannel*>(data)->descriptor));
   return TCL_OK;
 }
 
@@ -172,7 +172,7 @@ void guard_output_channels(Tcl_Interp* interp, ProgressLine& progress) {
     ::dup2(kept, descriptor);
     ::close(kept);
     Tcl_Channel const channel = Tcl_CreateChannel(
-        &kChannelType, name, new guarded_channel{descriptor, &progress, ::isatty(descriptor) != 0}, TCL_WRITABLE);
+        &kChannelType, name, new GuardedChannel{descriptor, &progress, ::isatty(descriptor) != 0}, TCL_WRITABLE);
     Tcl_SetChannelOption(nullptr, channel, "-translation", "lf");
     Tcl_SetChannelOption(nullptr, channel, "-buffering", buffering);
     Tcl_SetStdChannel(channel, which);

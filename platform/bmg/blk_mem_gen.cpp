@@ -12,20 +12,20 @@ namespace {
 
 constexpr char const* kCategory = "bmg";
 
-using figure_t = int (*)(bmg::tiling const&);
+using Figure = int (*)(bmg::Tiling const&);
 
 template <int kilobits>
-int number_of(bmg::tiling const& tiling) {
+int number_of(bmg::Tiling const& tiling) {
   return tiling.count(kilobits);
 }
-int mux_inputs(bmg::tiling const& tiling) { return tiling.mux_inputs(); }
-int power_mw(bmg::tiling const& tiling) { return tiling.power_mw(); }
+int mux_inputs(bmg::Tiling const& tiling) { return tiling.mux_inputs(); }
+int power_mw(bmg::Tiling const& tiling) { return tiling.power_mw(); }
 
-int figure_or_code(char const* version, int argc, char** argv, figure_t figure) {
+int figure_or_code(char const* version, int argc, char** argv, Figure figure) {
   try {
     const int count = argv == nullptr ? 0 : std::max(argc, 0);
     return figure(bmg::tile_memory(version, std::vector<std::string_view>(argv, argv + count)));
-  } catch (bmg::fault const& error) {
+  } catch (bmg::Fault const& error) {
     const int number = static_cast<int>(error.reason());
     // Messages count from 1 upwards: the code without its sign.
     ComMsgMgr::sendMsgById(kCategory, -number, ComMsgMgr::MSG_ERROR, error.what());
@@ -33,8 +33,8 @@ int figure_or_code(char const* version, int argc, char** argv, figure_t figure) 
   }
 }
 
-int figure_of(char const* version, int argc, char** argv, int* status, figure_t figure) {
-  int result = static_cast<int>(bmg::code::out_of_memory);
+int figure_of(char const* version, int argc, char** argv, int* status, Figure figure) {
+  int result = static_cast<int>(bmg::Code::out_of_memory);
   try {
     result = figure_or_code(version, argc, argv, figure);
   } catch (std::bad_alloc const&) {

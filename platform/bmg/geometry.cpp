@@ -15,33 +15,33 @@ constexpr int kMostPrimitives = 8, kLeastKilobits = 9, kMostKilobits = 1024;
 constexpr int kMostWidth = 8192, kMostDepth = 1 << 20, kMostClockMhz = 1000;
 constexpr int kMostStaticUw = 10000, kMostAccessFj = 20000, kMostBitFj = 2000;
 
-int integer(kdi::json_value object, std::string_view name, int least, int most) {
+int integer(kdi::JsonValue object, std::string_view name, int least, int most) {
   return static_cast<int>(object.member(name).integer(least, most));
 }
 
-shape read_shape(kdi::json_value entry, int kilobits) {
+Shape read_shape(kdi::JsonValue entry, int kilobits) {
   entry.allow_only({"depth", "width", "ports", "ecc_width"});
   const int capacity = kilobits * 1024;
-  shape read{integer(entry, "depth", 1, kMostDepth), integer(entry, "width", 1, capacity), 0, 0};
+  Shape read{integer(entry, "depth", 1, kMostDepth), integer(entry, "width", 1, capacity), 0, 0};
   if (!std::has_single_bit(static_cast<unsigned>(read.depth))) entry.member("depth").refuse("a power of two");
   // A word of whole bytes may carry a parity bit for each; one of less does not.
   const std::int64_t bits = std::int64_t{read.depth} * read.width;
   if (bits > capacity || bits * 9 < std::int64_t{capacity} * 8)
     entry.member("width").refuse("a width that uses 8/9 to 9/9 of " + std::to_string(capacity) + " bits at depth " +
                                  std::to_string(read.depth));
-  for (kdi::json_value const use : entry.member("ports").items())
+  for (kdi::JsonValue const use : entry.member("ports").items())
     read.ports |= 1U << use.choice({"single", "simple", "dual"});
   if (entry.find("ecc_width")) read.ecc_width = integer(entry, "ecc_width", 1, read.width - 1);
   return read;
 }
 
-primitive read_primitive(kdi::json_value entry) {
+Primitive read_primitive(kdi::JsonValue entry) {
   entry.allow_only({"kilobits", "shapes"});
-  primitive read{integer(entry, "kilobits", kLeastKilobits, kMostKilobits), {}};
-  for (kdi::json_value const one : entry.member("shapes").items()) {
-    const shape next = read_shape(one, read.kilobits);
+  Primitive read{integer(entry, "kilobits", kLeastKilobits, kMostKilobits), {}};
+  for (kdi::JsonValue const one : entry.member("shapes").items()) {
+    const Shape next = read_shape(one, read.kilobits);
     if (!read.shapes.empty()) {
-      shape const& last = read.shapes.back();
+      Shape const& last = read.shapes.back();
       if (next.depth * 2 != last.depth) one.member("depth").refuse("half the depth of the shape before");
       if (next.width != last.width * 2 && next.width != last.width * 2 + 1)
         one.member("width").refuse("twice the width of the shape before, or one more");
@@ -53,19 +53,19 @@ primitive read_primitive(kdi::json_value entry) {
 }
 
 // What the tiler relies on, for every way in which a memory can use the shapes.
-void check_shapes(kdi::json_value list, geometry const& known) {
-  memory use{};
+void check_shapes(kdi::JsonValue list, Geometry const& known) {
+  Memory use{};
   use.allowed.assign(known.primitives.size(), true);
-  for (port_use const ports : {port_use::single, port_use::simple, port_use::dual})
+  for (PortUse const ports : {PortUse::single, PortUse::simple, PortUse::dual})
     for (int const byte_width : {0, 8, 9})
-      for (ecc const protection : {ecc::none, ecc::builtin})
+      for (Ecc const protection : {Ecc::none, Ecc::builtin})
         for (int ratio = 1; ratio <= kMostDepth; ratio *= 2) {
           use.ports = ports;
           use.byte_width = byte_width;
           use.protection = protection;
           use.ratio = ratio;
-          std::vector<choice> choices;
-          for (usable_shape const& one : usable_shapes(use, known)) {
+          std::vector<Choice> choices;
+          for (UsableShape const& one : usable_shapes(use, known)) {
             if (!choices.empty() && choices.back().primitive == one.primitive &&
                 (choices.back().depth != one.depth * 2 || one.used_width < choices.back().width * 2))
               list.refuse("shapes that halve in depth and double in usable width for every use of the ports");
@@ -77,14 +77,14 @@ void check_shapes(kdi::json_value list, geometry const& known) {
         }
 }
 
-std::vector<power_figures> read_power(kdi::json_value list, std::vector<primitive> const& primitives) {
-  std::vector<power_figures> power(primitives.size());
+std::vector<PowerFigures> read_power(kdi::JsonValue list, std::vector<Primitive> const& primitives) {
+  std::vector<PowerFigures> power(primitives.size());
   std::vector<bool> is_given(primitives.size());
-  for (kdi::json_value const entry : list.items()) {
+  for (kdi::JsonValue const entry : list.items()) {
     entry.allow_only({"kilobits", "static_uw", "access_fj", "bit_fj"});
     const int kilobits = integer(entry, "kilobits", kLeastKilobits, kMostKilobits);
     const auto at = std::find_if(primitives.begin(), primitives.end(),
-                                 [=](primitive const& one) { return one.kilobits == kilobits; });
+                                 [=](Primitive const& one) { return one.kilobits == kilobits; });
     if (at == primitives.end()) entry.member("kilobits").refuse("a size that primitives.json has");
     const auto index = static_cast<std::size_t>(at - primitives.begin());
     if (is_given[index]) entry.member("kilobits").refuse("a size that is not listed before");
@@ -99,10 +99,10 @@ std::vector<power_figures> read_power(kdi::json_value list, std::vector<primitiv
   return power;
 }
 
-version read_version(kdi::json_value entry, std::vector<primitive> const& primitives) {
+Version read_version(kdi::JsonValue entry, std::vector<Primitive> const& primitives) {
   entry.allow_only(
       {"name", "max_width", "max_depth", "max_port_ratio", "max_clock_mhz", "soft_ecc_max_width", "power"});
-  version read;
+  Version read;
   read.name = entry.member("name").text();
   read.max_width = integer(entry, "max_width", 1, kMostWidth);
   read.max_depth = integer(entry, "max_depth", 1, kMostDepth);
@@ -115,12 +115,12 @@ version read_version(kdi::json_value entry, std::vector<primitive> const& primit
 
 }  // namespace
 
-geometry read_geometry(std::string const& directory) {
-  geometry known;
-  const kdi::json_file primitives(directory + "/primitives.json");
+Geometry read_geometry(std::string const& directory) {
+  Geometry known;
+  const kdi::JsonFile primitives(directory + "/primitives.json");
   primitives.root().allow_only({"primitives"});
-  const kdi::json_value list = primitives.root().member("primitives");
-  for (kdi::json_value const entry : list.items()) {
+  const kdi::JsonValue list = primitives.root().member("primitives");
+  for (kdi::JsonValue const entry : list.items()) {
     known.primitives.push_back(read_primitive(entry));
     const std::size_t count = known.primitives.size();
     if (count > 1 && known.primitives[count - 1].kilobits <= known.primitives[count - 2].kilobits)
@@ -130,11 +130,11 @@ geometry read_geometry(std::string const& directory) {
     list.refuse("1 to " + std::to_string(kMostPrimitives) + " primitives");
   check_shapes(list, known);
 
-  const kdi::json_file versions(directory + "/versions.json");
+  const kdi::JsonFile versions(directory + "/versions.json");
   versions.root().allow_only({"versions"});
-  for (kdi::json_value const entry : versions.root().member("versions").items()) {
-    const version read = read_version(entry, known.primitives);
-    for (version const& one : known.versions)
+  for (kdi::JsonValue const entry : versions.root().member("versions").items()) {
+    const Version read = read_version(entry, known.primitives);
+    for (Version const& one : known.versions)
       if (one.name == read.name) entry.member("name").refuse("a name that is not listed before");
     known.versions.push_back(read);
   }

@@ -8,38 +8,38 @@
 namespace bmg {
 
 /// How a memory uses the ports of its primitives: one port; one that writes and one that reads; two full ones.
-enum class port_use { single, simple, dual };
+enum class PortUse { single, simple, dual };
 
-struct shape {
+struct Shape {
   int depth, width;  ///< words, and bits of a word with its parity
-  unsigned ports;    ///< bit n: may be used as port_use n
+  unsigned ports;    ///< bit n: may be used as PortUse n
   int ecc_width;     ///< data bits of a word under the primitive's own ECC; 0: has none
 };
 
-struct primitive {
+struct Primitive {
   int kilobits;
-  std::vector<shape> shapes;  ///< each half as deep and at least twice as wide as the one before
+  std::vector<Shape> shapes;  ///< each half as deep and at least twice as wide as the one before
 };
 
 /// Power of one primitive: always, for each access, and for each bit of the accessing port's width.
-struct power_figures {
+struct PowerFigures {
   int static_uw, access_fj, bit_fj;
 };
 
-struct version {
+struct Version {
   std::string name;
   int max_width, max_depth, max_port_ratio, max_clock_mhz;
-  int soft_ecc_max_width;            ///< data bits; 0: the version has no soft ECC
-  std::vector<power_figures> power;  ///< one for each primitive of the geometry
+  int soft_ecc_max_width;           ///< data bits; 0: the version has no soft ECC
+  std::vector<PowerFigures> power;  ///< one for each primitive of the geometry
 };
 
-struct geometry {
-  std::vector<primitive> primitives;  ///< by size
-  std::vector<version> versions;
+struct Geometry {
+  std::vector<Primitive> primitives;  ///< by size
+  std::vector<Version> versions;
 };
 
 /// Reads primitives.json and versions.json of `directory` (data/bmg/README.md). Throws std::runtime_error naming file,
 /// line and field of what is wrong.
-geometry read_geometry(std::string const& directory);
+Geometry read_geometry(std::string const& directory);
 
 }  // namespace bmg

@@ -8,30 +8,30 @@
 
 namespace bmg {
 
-enum class algorithm { minimum_area, low_power, fixed_primitive };
-enum class ecc { none, builtin, soft };
+enum class Algorithm { minimum_area, low_power, fixed_primitive };
+enum class Ecc { none, builtin, soft };
 
 /// Checked. The narrow port is the one with the smaller word; the other's is `ratio` times as wide.
-struct memory {
-  port_use ports;
+struct Memory {
+  PortUse ports;
   int width, depth;  ///< of the narrow port, without check bits
   int ratio;
-  algorithm method;
+  Algorithm method;
   std::vector<bool> allowed;             ///< for each primitive of the geometry
   int fixed_depth = 0, fixed_width = 0;  ///< the shape of fixed_primitive
-  ecc protection;
+  Ecc protection;
   int byte_width;  ///< 0: no byte writes
   int clock_mhz;
 };
 
 /// Reads pairs of a name and a value. Throws fault.
-memory read_memory(std::vector<std::string_view> const& words, geometry const& known, version const& version);
+Memory read_memory(std::vector<std::string_view> const& words, Geometry const& known, Version const& version);
 
 /// Bits of a row, check bits of a soft ECC included.
-int stored_width(memory const& memory);
+int stored_width(Memory const& memory);
 
 /// A shape that a memory may use.
-struct usable_shape {
+struct UsableShape {
   std::size_t primitive;  ///< index in the geometry
   int depth, width;       ///< as the narrow port sees it
   int wide_width;         ///< as the wide port sees it; the same for ratio 1
@@ -39,6 +39,6 @@ struct usable_shape {
 };
 
 /// The shapes of each allowed primitive, deepest first, one primitive after the other; possibly none.
-std::vector<usable_shape> usable_shapes(memory const& memory, geometry const& known);
+std::vector<UsableShape> usable_shapes(Memory const& memory, Geometry const& known);
 
 }  // namespace bmg

@@ -8,13 +8,13 @@
 namespace bmg {
 namespace {
 
-using cost_t = std::uint64_t;
+using Cost = std::uint64_t;
 
-bool is_widest(std::vector<choice> const& choices, std::size_t index) {
+bool is_widest(std::vector<Choice> const& choices, std::size_t index) {
   return index + 1 == choices.size() || choices[index + 1].primitive != choices[index].primitive;
 }
 
-int deepest_widest(std::vector<choice> const& choices) {
+int deepest_widest(std::vector<Choice> const& choices) {
   int depth = 0;
   for (std::size_t i = 0; i < choices.size(); ++i)
     if (is_widest(choices, i)) depth = std::max(depth, choices[i].depth);
@@ -24,27 +24,27 @@ int deepest_widest(std::vector<choice> const& choices) {
 // Columns of widest shapes over a block of some rows. Any number of each may be taken. The one that is cheapest for its
 // width carries the bulk: of another, as many as make a common multiple of both widths can be replaced by it, so fewer
 // than that are looked at.
-class columns {
+class Columns {
  public:
-  columns(std::vector<choice> const& choices, int rows) {
+  Columns(std::vector<Choice> const& choices, int rows) {
     for (std::size_t i = 0; i < choices.size(); ++i) {
       if (!is_widest(choices, i)) continue;
-      choice const& one = choices[i];
-      const auto stack = static_cast<cost_t>((rows + one.depth - 1) / one.depth);
-      kinds_.push_back({i, one.width, stack * one.for_tile + static_cast<cost_t>(rows) * one.for_row, 0});
+      Choice const& one = choices[i];
+      const auto stack = static_cast<Cost>((rows + one.depth - 1) / one.depth);
+      kinds_.push_back({i, one.width, stack * one.for_tile + static_cast<Cost>(rows) * one.for_row, 0});
     }
-    const auto bulk = std::min_element(kinds_.begin(), kinds_.end(), [](kind const& a, kind const& b) {
-      return a.cost * static_cast<cost_t>(b.width) < b.cost * static_cast<cost_t>(a.width);
+    const auto bulk = std::min_element(kinds_.begin(), kinds_.end(), [](Kind const& a, Kind const& b) {
+      return a.cost * static_cast<Cost>(b.width) < b.cost * static_cast<Cost>(a.width);
     });
     std::iter_swap(kinds_.begin(), bulk);
-    for (kind& one : kinds_) one.most = kinds_.front().width / std::gcd(kinds_.front().width, one.width) - 1;
+    for (Kind& one : kinds_) one.most = kinds_.front().width / std::gcd(kinds_.front().width, one.width) - 1;
   }
 
   // For `least` to `most` bits.
-  std::vector<cost_t> costs(int least, int most) const {
+  std::vector<Cost> costs(int least, int most) const {
     int step = 0;  // what is covered is a multiple of this, so the cost changes behind such multiples only
-    for (kind const& one : kinds_) step = std::gcd(step, one.width);
-    std::vector<cost_t> costs;
+    for (Kind const& one : kinds_) step = std::gcd(step, one.width);
+    std::vector<Cost> costs;
     costs.reserve(static_cast<std::size_t>(most - least) + 1);
     for (int bits = least; bits <= most; ++bits)
       costs.push_back(bits == least || (bits - 1) % step == 0 ? cheapest(bits, kinds_.size() - 1, nullptr)
@@ -62,26 +62,25 @@ class columns {
   }
 
  private:
-  struct kind {
+  struct Kind {
     std::size_t choice;
     int width;
-    cost_t cost;  // of one column
-    int most;     // that can be worth it, but for the bulk
+    Cost cost;  // of one column
+    int most;   // that can be worth it, but for the bulk
   };
 
   // Covers `bits` by the kinds up to `last`; writes the numbers of each, unless `numbers` is null.
-  cost_t cheapest(int bits, std::size_t last, int* numbers) const {
+  Cost cheapest(int bits, std::size_t last, int* numbers) const {
     if (last == 0) {
       const int number = bits > 0 ? (bits + kinds_[0].width - 1) / kinds_[0].width : 0;
       if (numbers != nullptr) numbers[0] = number;
-      return static_cast<cost_t>(number) * kinds_[0].cost;
+      return static_cast<Cost>(number) * kinds_[0].cost;
     }
-    kind const& one = kinds_[last];
-    cost_t best = std::numeric_limits<cost_t>::max();
+    Kind const& one = kinds_[last];
+    Cost best = std::numeric_limits<Cost>::max();
     int best_number = 0;
     for (int number = 0; number <= one.most; ++number) {
-      const cost_t cost =
-          static_cast<cost_t>(number) * one.cost + cheapest(bits - number * one.width, last - 1, nullptr);
+      const Cost cost = static_cast<Cost>(number) * one.cost + cheapest(bits - number * one.width, last - 1, nullptr);
       if (cost < best) {
         best = cost;
         best_number = number;
@@ -95,16 +94,16 @@ class columns {
     return best;
   }
 
-  std::vector<kind> kinds_;
+  std::vector<Kind> kinds_;
 };
 
-class tiler {
+class Tiler {
  public:
-  tiler(std::vector<choice> const& choices, int width, int depth) : choices_(choices), width_(width), depth_(depth) {
+  Tiler(std::vector<Choice> const& choices, int width, int depth) : choices_(choices), width_(width), depth_(depth) {
     lay_out_levels();
-    const columns whole_columns(choices_, levels_.back().depth);
-    const columns part_columns(choices_, levels_.back().rows);
-    level& last = levels_.back();
+    const Columns whole_columns(choices_, levels_.back().depth);
+    const Columns part_columns(choices_, levels_.back().rows);
+    Level& last = levels_.back();
     if (last.has_whole) {
       last.whole.cost = whole_columns.costs(last.least_below, width_);
       use_shapes(last, last.whole, last.depth);
@@ -112,8 +111,8 @@ class tiler {
     last.part.cost = part_columns.costs(last.least_below, width_);
     use_shapes(last, last.part, last.rows);
     for (std::size_t k = levels_.size() - 1; k-- > 0;) {
-      level& at = levels_[k];
-      level const& half = levels_[k + 1];
+      Level& at = levels_[k];
+      Level const& half = levels_[k + 1];
       if (at.has_whole) {
         at.whole.cost = costs_of_halves(at, half.whole, half.whole);
         use_shapes(at, at.whole, at.depth);
@@ -124,41 +123,41 @@ class tiler {
     collect(whole_columns, part_columns);
   }
 
-  std::vector<grid> grids() && { return std::move(grids_); }
+  std::vector<Grid> grids() && { return std::move(grids_); }
 
   // Recuts each stack of one shape into the deepest shapes of its primitive that cost no more there: fewer inputs to
   // the output multiplexer.
   void deepen() {
     join_stacks();
-    std::vector<grid> recut;
-    for (grid const& one : grids_) recut_stack(one, recut);
+    std::vector<Grid> recut;
+    for (Grid const& one : grids_) recut_stack(one, recut);
     grids_ = std::move(recut);
     join_stacks();
   }
 
  private:
   // By bits still to be covered: the cost, and one bit for each shape of the level that is set if it is taken there.
-  struct table {
-    std::vector<cost_t> cost;
+  struct Table {
+    std::vector<Cost> cost;
     std::vector<std::uint8_t> taken;
   };
 
   // The shapes of one depth that are not their primitive's widest, over whole blocks of that depth and over the
   // memory's last, partial one.
-  struct level {
+  struct Level {
     int depth;
     std::vector<std::size_t> shapes;
     int least_below;  // bits left when all shapes up to these are taken
     int rows;         // of the partial block, 1 to depth
     bool has_whole;
-    table whole, part;
+    Table whole, part;
   };
 
   // The halves of blocks come one by one; where they go on with the same shape they are one stack.
   void join_stacks() {
-    std::vector<grid> joined;
-    for (grid const& one : grids_) {
-      const auto above = std::find_if(joined.begin(), joined.end(), [&](grid const& other) {
+    std::vector<Grid> joined;
+    for (Grid const& one : grids_) {
+      const auto above = std::find_if(joined.begin(), joined.end(), [&](Grid const& other) {
         return other.choice == one.choice && other.first_row + other.rows == one.first_row &&
                other.first_bit == one.first_bit && other.bits == one.bits;
       });
@@ -170,11 +169,11 @@ class tiler {
     grids_ = std::move(joined);
   }
 
-  void recut_stack(grid const& stack, std::vector<grid>& recut) const {
+  void recut_stack(Grid const& stack, std::vector<Grid>& recut) const {
     std::size_t first = stack.choice;
     while (first > 0 && choices_[first - 1].primitive == choices_[stack.choice].primitive) --first;
     const auto costs_no_more = [&](std::size_t index, int rows) {
-      grid block = stack;
+      Grid block = stack;
       block.rows = rows;
       return cost(block, choices_[index]) <= cost(block, choices_[stack.choice]);
     };
@@ -182,9 +181,9 @@ class tiler {
     while (!costs_no_more(deepest, choices_[deepest].depth)) ++deepest;
 
     const bool is_last = stack.first_row + stack.rows == depth_;
-    grid rest = stack;
+    Grid rest = stack;
     while (rest.rows > 0) {
-      grid next = rest;
+      Grid next = rest;
       for (next.choice = first; next.choice < stack.choice; ++next.choice) {
         const int depth = choices_[next.choice].depth;
         const bool has_block = rest.first_row % depth == 0 && (rest.rows >= depth || is_last);
@@ -200,15 +199,15 @@ class tiler {
     }
   }
 
-  static cost_t cost(grid const& one, choice const& shape) {
-    const auto columns = static_cast<cost_t>((one.bits + shape.width - 1) / shape.width);
-    const auto stack = static_cast<cost_t>((one.rows + shape.depth - 1) / shape.depth);
-    return columns * (stack * shape.for_tile + static_cast<cost_t>(one.rows) * shape.for_row);
+  static Cost cost(Grid const& one, Choice const& shape) {
+    const auto columns = static_cast<Cost>((one.bits + shape.width - 1) / shape.width);
+    const auto stack = static_cast<Cost>((one.rows + shape.depth - 1) / shape.depth);
+    return columns * (stack * shape.for_tile + static_cast<Cost>(one.rows) * shape.for_row);
   }
 
   void lay_out_levels() {
     int deepest = 1;
-    for (choice const& one : choices_) deepest = std::max(deepest, one.depth);
+    for (Choice const& one : choices_) deepest = std::max(deepest, one.depth);
     int least = width_;
     int rows = (depth_ - 1) % deepest + 1;
     bool has_whole = depth_ > rows;
@@ -217,7 +216,7 @@ class tiler {
         rows -= depth;
         has_whole = true;
       }
-      level next{depth, {}, 0, rows, has_whole, {}, {}};
+      Level next{depth, {}, 0, rows, has_whole, {}, {}};
       for (std::size_t i = 0; i < choices_.size(); ++i) {
         if (choices_[i].depth != depth || is_widest(choices_, i)) continue;
         next.shapes.push_back(i);
@@ -229,28 +228,28 @@ class tiler {
   }
 
   // The costs of a level below that `at` can ask for.
-  std::vector<cost_t> costs_from(level const& at, table const& below) const {
+  std::vector<Cost> costs_from(Level const& at, Table const& below) const {
     return {below.cost.end() - (width_ - at.least_below + 1), below.cost.end()};
   }
-  std::vector<cost_t> costs_of_halves(level const& at, table const& first, table const& second) const {
-    std::vector<cost_t> sums = costs_from(at, first);
+  std::vector<Cost> costs_of_halves(Level const& at, Table const& first, Table const& second) const {
+    std::vector<Cost> sums = costs_from(at, first);
     const std::size_t skipped = second.cost.size() - sums.size();
     for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += second.cost[skipped + i];
     return sums;
   }
 
   // One pass for each shape: with it or without, whichever costs less. Equal costs take it, for it is the deeper one.
-  void use_shapes(level const& at, table& costs, int rows) const {
+  void use_shapes(Level const& at, Table& costs, int rows) const {
     costs.taken.resize(costs.cost.size());
     int least = at.least_below;
     unsigned mask = 1;
     for (std::size_t const index : at.shapes) {
-      choice const& one = choices_[index];
-      const cost_t own = one.for_tile + static_cast<cost_t>(rows) * one.for_row;
+      Choice const& one = choices_[index];
+      const Cost own = one.for_tile + static_cast<Cost>(rows) * one.for_row;
       if (least > 0) least += one.width;
       for (int bits = width_; bits >= least; --bits) {
         const auto i = static_cast<std::size_t>(bits - at.least_below);
-        const cost_t with = own + costs.cost[static_cast<std::size_t>(std::max(0, bits - one.width) - at.least_below)];
+        const Cost with = own + costs.cost[static_cast<std::size_t>(std::max(0, bits - one.width) - at.least_below)];
         if (with > costs.cost[i]) continue;
         costs.cost[i] = with;
         costs.taken[i] = static_cast<std::uint8_t>(costs.taken[i] | mask);
@@ -259,12 +258,12 @@ class tiler {
     }
   }
 
-  void collect(columns const& whole_columns, columns const& part_columns) {
+  void collect(Columns const& whole_columns, Columns const& part_columns) {
     int row = depth_ - (depth_ - 1) % levels_.front().depth - 1;
     if (row > 0) collect_whole(0, width_, 0, row, whole_columns);
     int bits = width_;
     for (std::size_t k = 0; k < levels_.size(); ++k) {
-      level const& at = levels_[k];
+      Level const& at = levels_[k];
       // The first half of the block above, if this level's rows are its second.
       if (k > 0 && levels_[k - 1].rows > at.depth) {
         collect_whole(k, bits, row, at.depth, whole_columns);
@@ -276,12 +275,12 @@ class tiler {
   }
 
   // `rows` are whole blocks of level k, all tiled alike: each shape makes one grid over them.
-  void collect_whole(std::size_t k, int bits, int row, int rows, columns const& last) {
+  void collect_whole(std::size_t k, int bits, int row, int rows, Columns const& last) {
     for (; k < levels_.size(); ++k) take_shapes(levels_[k], levels_[k].whole, bits, row, rows);
     take_columns(last, bits, row, rows);
   }
 
-  void take_shapes(level const& at, table const& costs, int& bits, int row, int rows) {
+  void take_shapes(Level const& at, Table const& costs, int& bits, int row, int rows) {
     for (std::size_t i = at.shapes.size(); i-- > 0;) {
       if ((costs.taken[static_cast<std::size_t>(bits - at.least_below)] >> i & 1U) == 0) continue;
       const int rest = std::max(0, bits - choices_[at.shapes[i]].width);
@@ -290,7 +289,7 @@ class tiler {
     }
   }
 
-  void take_columns(columns const& from, int bits, int row, int rows) {
+  void take_columns(Columns const& from, int bits, int row, int rows) {
     int bit = 0;
     from.choose(bits, [&](std::size_t index, int number) {
       const int taken = std::min(bits - bit, number * choices_[index].width);
@@ -299,21 +298,21 @@ class tiler {
     });
   }
 
-  std::vector<choice> const& choices_;
+  std::vector<Choice> const& choices_;
   int width_, depth_;
-  std::vector<level> levels_;
-  std::vector<grid> grids_;
+  std::vector<Level> levels_;
+  std::vector<Grid> grids_;
 };
 
 }  // namespace
 
-std::vector<grid> tile(std::vector<choice> const& choices, int width, int depth) {
-  tiler found(choices, width, depth);
+std::vector<Grid> tile(std::vector<Choice> const& choices, int width, int depth) {
+  Tiler found(choices, width, depth);
   found.deepen();
   return std::move(found).grids();
 }
 
-bool end_in_columns(std::vector<choice> const& choices) {
+bool end_in_columns(std::vector<Choice> const& choices) {
   const int depth = deepest_widest(choices);
   for (std::size_t i = 0; i < choices.size(); ++i)
     if (!is_widest(choices, i) && choices[i].depth < depth) return false;

@@ -21,14 +21,14 @@
 namespace bmg {
 
 /// One choice of the tiler. `rows` of a primitive that are in use cost `for_row` each, the primitive itself `for_tile`.
-struct choice {
+struct Choice {
   std::size_t primitive;  ///< choices of one primitive stand together, deepest first
   int depth, width;
   std::uint64_t for_tile, for_row;
 };
 
 /// A grid of one choice: columns from left to right, each stacked from the first row down.
-struct grid {
+struct Grid {
   std::size_t choice;
   int first_bit, bits;
   int first_row, rows;
@@ -36,9 +36,9 @@ struct grid {
 
 /// The cheapest tiling of `width` bits and `depth` rows, both above 0, by `choices`, of which there is at least one.
 /// A stack is cut into the deepest shapes that cost no more, for few inputs to the output multiplexer.
-std::vector<grid> tile(std::vector<choice> const& choices, int width, int depth);
+std::vector<Grid> tile(std::vector<Choice> const& choices, int width, int depth);
 
 /// Whether `choices` have the third property above.
-bool end_in_columns(std::vector<choice> const& choices);
+bool end_in_columns(std::vector<Choice> const& choices);
 
 }  // namespace bmg

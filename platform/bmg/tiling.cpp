@@ -12,55 +12,55 @@
 namespace bmg {
 namespace {
 
-using geometry_ptr = std::shared_ptr<geometry const>;
+using GeometryPtr = std::shared_ptr<Geometry const>;
 
-struct shared_data {
+struct SharedData {
   std::mutex mutex;
-  geometry_ptr known;  // null until it is asked for
+  GeometryPtr known;  // null until it is asked for
 };
 
 // Never destroyed: a command may run while the process ends.
-shared_data& data_in_use() {
-  static auto& data = *new shared_data;
+SharedData& data_in_use() {
+  static auto& data = *new SharedData;
   return data;
 }
 
-geometry_ptr read_shared(std::string const& directory) {
-  return std::make_shared<geometry const>(read_geometry(directory));
+GeometryPtr read_shared(std::string const& directory) {
+  return std::make_shared<Geometry const>(read_geometry(directory));
 }
 
-geometry_ptr known_geometry() {
-  shared_data& data = data_in_use();
+GeometryPtr known_geometry() {
+  SharedData& data = data_in_use();
   const std::lock_guard lock(data.mutex);
   if (data.known != nullptr) return data.known;
   try {
     const std::vector<std::string> directories = kdi::data_directories("bmg");
-    if (directories.empty()) throw fault(code::no_data, "no data directory has a folder bmg");
+    if (directories.empty()) throw Fault(Code::no_data, "no data directory has a folder bmg");
     return data.known = read_shared(directories.front());
   } catch (std::bad_alloc const&) {
     throw;
-  } catch (fault const&) {
+  } catch (Fault const&) {
     throw;
   } catch (std::exception const& error) {
-    throw fault(code::no_data, error.what());
+    throw Fault(Code::no_data, error.what());
   }
 }
 
-version const& version_named(std::string_view name, geometry const& known) {
-  for (version const& one : known.versions)
+Version const& version_named(std::string_view name, Geometry const& known) {
+  for (Version const& one : known.versions)
     if (one.name == name) return one;
-  throw fault(code::no_data, "versions.json does not list version \"" + std::string(name) + "\"");
+  throw Fault(Code::no_data, "versions.json does not list version \"" + std::string(name) + "\"");
 }
 
 // What one primitive in this shape takes: nW at any time, and nW more while its ports access it in every cycle.
-struct tile_power {
+struct TilePower {
   std::uint64_t static_nw, access_nw;
 };
 
-tile_power power_of(usable_shape const& shape, memory const& memory, version const& version) {
-  power_figures const& figures = version.power[shape.primitive];
+TilePower power_of(UsableShape const& shape, Memory const& memory, Version const& version) {
+  PowerFigures const& figures = version.power[shape.primitive];
   int energy_fj = figures.access_fj + figures.bit_fj * shape.width;
-  if (memory.ports != port_use::single) energy_fj += figures.access_fj + figures.bit_fj * shape.wide_width;
+  if (memory.ports != PortUse::single) energy_fj += figures.access_fj + figures.bit_fj * shape.wide_width;
   // fJ x MHz = nW
   return {static_cast<std::uint64_t>(figures.static_uw) * 1000U,
           static_cast<std::uint64_t>(energy_fj) * static_cast<std::uint64_t>(memory.clock_mhz)};
@@ -68,9 +68,9 @@ tile_power power_of(usable_shape const& shape, memory const& memory, version con
 
 // What a tiling costs. Low power: its power, times the depth to keep it whole; a primitive is accessed for as many
 // addresses as it has rows in use. Else: the kilobits, and among equals the number of primitives.
-choice choice_of(usable_shape const& shape, memory const& memory, geometry const& known, tile_power const& power) {
-  choice one{shape.primitive, shape.depth, shape.used_width, 0, 0};
-  if (memory.method == algorithm::low_power) {
+Choice choice_of(UsableShape const& shape, Memory const& memory, Geometry const& known, TilePower const& power) {
+  Choice one{shape.primitive, shape.depth, shape.used_width, 0, 0};
+  if (memory.method == Algorithm::low_power) {
     one.for_tile = power.static_nw * static_cast<std::uint64_t>(memory.depth);
     one.for_row = power.access_nw;
   } else {
@@ -81,53 +81,53 @@ choice choice_of(usable_shape const& shape, memory const& memory, geometry const
 
 }  // namespace
 
-int tiling::count(int kilobits) const {
+int Tiling::count(int kilobits) const {
   int number = 0;
-  for (tile_run const& run : runs)
+  for (TileRun const& run : runs)
     if (run.kilobits == kilobits) number += run.count();
   return number;
 }
 
-int tiling::mux_inputs() const {
+int Tiling::mux_inputs() const {
   int most = 0;
   // The stack over a bit changes only where a run begins.
-  for (tile_run const& start : runs) {
+  for (TileRun const& start : runs) {
     int inputs = 0;
-    for (tile_run const& run : runs)
+    for (TileRun const& run : runs)
       if (run.first_bit <= start.first_bit && start.first_bit < run.first_bit + run.bits) inputs += run.stack();
     most = std::max(most, inputs);
   }
   return most;
 }
 
-int tiling::power_mw() const {
+int Tiling::power_mw() const {
   constexpr std::int64_t kNwPerMw = 1000000;
   return static_cast<int>((power_nw + kNwPerMw - 1) / kNwPerMw);
 }
 
-tiling tile_memory(std::string_view version_name, std::vector<std::string_view> const& words) {
-  const geometry_ptr known = known_geometry();
-  version const& version = version_named(version_name, *known);
-  const memory memory = read_memory(words, *known, version);
-  const std::vector<usable_shape> shapes = usable_shapes(memory, *known);
+Tiling tile_memory(std::string_view version_name, std::vector<std::string_view> const& words) {
+  const GeometryPtr known = known_geometry();
+  Version const& version = version_named(version_name, *known);
+  const Memory memory = read_memory(words, *known, version);
+  const std::vector<UsableShape> shapes = usable_shapes(memory, *known);
   if (shapes.empty())
-    throw fault(code::no_primitive, "no primitive that is allowed has a shape for these ports, their ratio of 1 to " +
+    throw Fault(Code::no_primitive, "no primitive that is allowed has a shape for these ports, their ratio of 1 to " +
                                         std::to_string(memory.ratio) + ", byte writes and ECC");
 
-  std::vector<choice> choices;
-  std::vector<tile_power> power;
-  for (usable_shape const& shape : shapes) {
+  std::vector<Choice> choices;
+  std::vector<TilePower> power;
+  for (UsableShape const& shape : shapes) {
     power.push_back(power_of(shape, memory, version));
     choices.push_back(choice_of(shape, memory, *known, power.back()));
   }
 
-  tiling result{stored_width(memory), memory.depth, {}, 0};
+  Tiling result{stored_width(memory), memory.depth, {}, 0};
   std::uint64_t static_nw = 0, access_nw = 0, gated_nw = 0;  // the last times the depth
-  for (grid const& part : tile(choices, result.width, result.depth)) {
-    usable_shape const& shape = shapes[part.choice];
-    tile_run const& run =
-        result.runs.emplace_back(tile_run{known->primitives[shape.primitive].kilobits, shape.depth, shape.width,
-                                          shape.used_width, part.first_bit, part.bits, part.first_row, part.rows});
+  for (Grid const& part : tile(choices, result.width, result.depth)) {
+    UsableShape const& shape = shapes[part.choice];
+    TileRun const& run =
+        result.runs.emplace_back(TileRun{known->primitives[shape.primitive].kilobits, shape.depth, shape.width,
+                                         shape.used_width, part.first_bit, part.bits, part.first_row, part.rows});
     static_nw += power[part.choice].static_nw * static_cast<std::uint64_t>(run.count());
     access_nw += power[part.choice].access_nw * static_cast<std::uint64_t>(run.count());
     gated_nw +=
@@ -135,14 +135,14 @@ tiling tile_memory(std::string_view version_name, std::vector<std::string_view> 
   }
   // Only low power spends the logic that wakes the primitives of the address alone.
   const auto depth = static_cast<std::uint64_t>(memory.depth);
-  if (memory.method == algorithm::low_power) access_nw = (gated_nw + depth - 1) / depth;
+  if (memory.method == Algorithm::low_power) access_nw = (gated_nw + depth - 1) / depth;
   result.power_nw = static_cast<std::int64_t>(static_nw + access_nw);
   return result;
 }
 
 void load_data(std::string const& directory) {
-  const geometry_ptr read = read_shared(directory);
-  shared_data& data = data_in_use();
+  const GeometryPtr read = read_shared(directory);
+  SharedData& data = data_in_use();
   const std::lock_guard lock(data.mutex);
   data.known = read;
 }

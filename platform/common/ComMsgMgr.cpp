@@ -27,25 +27,25 @@ using message_host::Sink;
 
 // --------------------------------------------------------------------------------------------------- manager
 
-struct sink_entry {
+struct SinkEntry {
   int number;
   std::shared_ptr<Sink> sink;
 };
 
 // State of the process. Never destroyed: messages may come while the process ends.
-struct manager {
+struct Manager {
   std::mutex mutex;
   std::recursive_mutex delivery;  // one message at a time; a sink may send one itself
-  std::vector<sink_entry> sinks;
+  std::vector<SinkEntry> sinks;
   int next_number = 1;
   std::map<std::string, int> channels;
-  kdi::message_catalogue catalogue;
+  kdi::MessageCatalogue catalogue;
 
   // What the parameters say of channels, as far as it was asked for, and the state of the parameters that holds it.
   std::map<std::string, int> levels;
   std::uint64_t levels_state = 0;
 
-  manager() {
+  Manager() {
     read_channels();
     try {
       const std::string path = kdi::find_data_file("messages/catalogue.json");
@@ -74,8 +74,8 @@ struct manager {
   }
 };
 
-manager& the_manager() {
-  static manager& instance = *new manager;
+Manager& the_manager() {
+  static Manager& instance = *new Manager;
   return instance;
 }
 
@@ -91,7 +91,7 @@ int level_by_parameter(std::string const& channel) {
 }
 
 bool passes(std::string const& channel, int level) {
-  manager& m = the_manager();
+  Manager& m = the_manager();
   const std::uint64_t state = kdi::parameters_state();
   {
     const std::lock_guard lock(m.mutex);
@@ -108,9 +108,9 @@ bool passes(std::string const& channel, int level) {
 }
 
 void deliver(ComMsgMgrInstance const& message) {
-  manager& m = the_manager();
+  Manager& m = the_manager();
   const std::lock_guard delivering(m.delivery);
-  std::vector<sink_entry> sinks;
+  std::vector<SinkEntry> sinks;
   {
     const std::lock_guard lock(m.mutex);
     sinks = m.sinks;
@@ -119,7 +119,7 @@ void deliver(ComMsgMgrInstance const& message) {
     std::fprintf(stderr, "%s\n", message_host::line_of(message).c_str());
     return;
   }
-  for (sink_entry const& entry : sinks) {
+  for (SinkEntry const& entry : sinks) {
     try {
       (*entry.sink)(message);
     } catch (...) {
@@ -177,7 +177,7 @@ void set_text(ComMsgMgrInstance& message, char const* format, va_list list) {
   message.id = std::to_string(found->group) + "-" + std::to_string(found->number);
   const std::vector<std::string> values = kdi::format_each(format + found->length, list);
 
-  manager& m = the_manager();
+  Manager& m = the_manager();
   const std::lock_guard lock(m.mutex);
   const auto entry = m.catalogue.find({found->group, found->number});
   if (entry != m.catalogue.end()) {
@@ -188,7 +188,7 @@ void set_text(ComMsgMgrInstance& message, char const* format, va_list list) {
   for (std::string const& value : values) message.text += " " + value;
 }
 
-struct sender {
+struct Sender {
   int level;
   char const* file;
   int line;
@@ -196,7 +196,7 @@ struct sender {
   ComMsgMgr::MsgMask mask;
 };
 
-ComMsgMgrInstance make(sender const& from, std::string const& scope, char const* format, va_list list) {
+ComMsgMgrInstance make(Sender const& from, std::string const& scope, char const* format, va_list list) {
   const kdi::number::PointNumbers same_under_every_locale;
   ComMsgMgrInstance message;
   message.level = from.level;
@@ -261,25 +261,25 @@ std::unique_ptr<ComMsgMgrInstance> ComMsgMgrInstance::createInstance::eval(int l
 namespace message_host {
 
 int add_sink(Sink sink) {
-  manager& m = the_manager();
+  Manager& m = the_manager();
   const std::lock_guard lock(m.mutex);
   m.sinks.push_back({m.next_number, std::make_shared<Sink>(std::move(sink))});
   return m.next_number++;
 }
 
 void remove_sink(int number) {
-  manager& m = the_manager();
+  Manager& m = the_manager();
   const std::lock_guard not_under_delivery(m.delivery);
   const std::lock_guard lock(m.mutex);
-  std::erase_if(m.sinks, [number](sink_entry const& entry) { return entry.number == number; });
+  std::erase_if(m.sinks, [number](SinkEntry const& entry) { return entry.number == number; });
 }
 
 Sink file_sink(std::string const& path) {
-  return [file = std::make_shared<kdi::line_file>(path)](ComMsgMgrInstance const& message) {
+  return [file = std::make_shared<kdi::LineFile>(path)](ComMsgMgrInstance const& message) {
     const std::string line = line_of(message);
     try {
       file->add(line);
-    } catch (kdi::file_error const& error) {
+    } catch (kdi::FileError const& error) {
       // a full disk loses the file its line, not the person the message
       std::fprintf(stderr, "%s (%s)\n", line.c_str(), error.what());
     }
@@ -322,14 +322,14 @@ void Capture::clear() {
 }
 
 void set_channel(std::string const& channel, int level) {
-  manager& m = the_manager();
+  Manager& m = the_manager();
   const std::lock_guard lock(m.mutex);
   m.channels[channel] = level;
 }
 
 void load_catalogue(std::string const& path) {
-  kdi::message_catalogue catalogue = kdi::read_message_catalogue(path);
-  manager& m = the_manager();
+  kdi::MessageCatalogue catalogue = kdi::read_message_catalogue(path);
+  Manager& m = the_manager();
   const std::lock_guard lock(m.mutex);
   m.catalogue = std::move(catalogue);
 }

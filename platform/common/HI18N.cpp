@@ -11,13 +11,13 @@ constexpr std::uint32_t kFirstOutsideBasicPlane = 0x10000;
 
 // A lead byte's promise: how many bytes follow, and which values the first of them may have so that the character is in
 // its shortest form and in Unicode's range.
-struct lead {
+struct Lead {
   int following;
   std::uint8_t least;
   std::uint8_t most;
 };
 
-lead lead_of(std::uint8_t byte) {
+Lead lead_of(std::uint8_t byte) {
   if (byte == 0xC0) return {1, 0x80, 0x80};  // Tcl's NUL
   if (byte >= 0xC2 && byte <= 0xDF) return {1, 0x80, 0xBF};
   if (byte == 0xE0) return {2, 0xA0, 0xBF};
@@ -37,7 +37,7 @@ std::uint32_t take_character(std::string_view& text) {
   };
   const std::uint8_t first = take();
   if (first < 0x80) return first;
-  const lead promise = lead_of(first);
+  const Lead promise = lead_of(first);
   if (promise.following == 0) return kReplacement;
   // of a lead byte, the bits below its mark of length
   std::uint32_t character = first & (0x3FU >> promise.following);

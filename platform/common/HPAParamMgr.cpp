@@ -21,9 +21,9 @@ using param_host::Origin;
 using param_host::Parameter;
 using param_host::Type;
 
-struct stored {
+struct Stored {
   Declaration declaration;
-  std::optional<kdi::file_value> from_file;
+  std::optional<kdi::FileValue> from_file;
   std::optional<std::string> from_program;
 
   std::string const& value() const {
@@ -47,9 +47,9 @@ struct stored {
 std::atomic<std::uint64_t> changes = 1;
 
 // State of the process. Never destroyed: parameters are read while the package is loaded and while the process ends.
-class registry {
+class Registry {
  public:
-  registry() {
+  Registry() {
     read_catalogue();
     const kdi::GivenPlaces given = kdi::given_places(kdi::PlaceVariable::parameter_values);
     if (given.text.empty()) return;
@@ -89,14 +89,14 @@ class registry {
     const std::string value = accepted(name, declaration.type, declaration.default_value);
     declaration.default_value = value;
     const std::lock_guard lock(mutex_);
-    if (!parameters_.emplace(name, stored{std::move(declaration), {}, {}}).second)
+    if (!parameters_.emplace(name, Stored{std::move(declaration), {}, {}}).second)
       throw std::invalid_argument("parameter \"" + name + "\" is declared twice");
     ++changes;
   }
 
   void set(std::string const& name, std::string const& value) {
     const std::lock_guard lock(mutex_);
-    stored& parameter = at(name);
+    Stored& parameter = at(name);
     parameter.from_program = accepted(name, parameter.declaration.type, value);
     ++changes;
   }
@@ -118,12 +118,12 @@ class registry {
   }
 
   void load(std::string const& path) {
-    const kdi::json_file file(path);
+    const kdi::JsonFile file(path);
     const std::lock_guard lock(mutex_);
-    std::vector<kdi::file_value> values =
+    std::vector<kdi::FileValue> values =
         kdi::read_values(file, path, [this](std::string const& name) { return at(name).declaration.type; });
-    for (kdi::file_value& value : values) {
-      stored& parameter = at(value.name);
+    for (kdi::FileValue& value : values) {
+      Stored& parameter = at(value.name);
       parameter.from_file = std::move(value);
     }
     ++changes;
@@ -136,7 +136,7 @@ class registry {
                                 value + "\"");
   }
 
-  stored& at(std::string const& name) {
+  Stored& at(std::string const& name) {
     const auto found = parameters_.find(name);
     if (found != parameters_.end()) return found->second;
     std::vector<std::string> names;
@@ -150,7 +150,7 @@ class registry {
   void read_catalogue() {
     try {
       for (std::vector<std::string> const& files : kdi::find_data_files("params", ".json")) {
-        std::map<std::string, stored> of_root;
+        std::map<std::string, Stored> of_root;
         for (std::string const& path : files) read_declarations(path, of_root);
         parameters_.merge(of_root);
       }
@@ -159,11 +159,11 @@ class registry {
       catalogue_fault(error.what());
     }
   }
-  void read_declarations(std::string const& path, std::map<std::string, stored>& of_root) {
+  void read_declarations(std::string const& path, std::map<std::string, Stored>& of_root) {
     try {
-      for (kdi::file_declaration& read : kdi::read_declarations(kdi::json_file(path))) {
+      for (kdi::FileDeclaration& read : kdi::read_declarations(kdi::JsonFile(path))) {
         const std::string name = read.declaration.name;
-        if (!of_root.emplace(name, stored{std::move(read.declaration), {}, {}}).second)
+        if (!of_root.emplace(name, Stored{std::move(read.declaration), {}, {}}).second)
           catalogue_fault(read.place + ": expected a name that is declared once, found \"" + name + "\" again");
       }
     } catch (std::exception const& error) {
@@ -176,13 +176,13 @@ class registry {
   }
 
   mutable std::mutex mutex_;
-  std::map<std::string, stored> parameters_;
+  std::map<std::string, Stored> parameters_;
   std::vector<std::string> faults_;
   bool catalogue_is_whole_ = true;  // constant once the registry is made
 };
 
-registry& the_registry() {
-  static registry& instance = *new registry;
+Registry& the_registry() {
+  static Registry& instance = *new Registry;
   for (std::string const& fault : instance.take_faults())
     ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "parameters", ComMsgMgr::MSG_ERROR, "%s", fault.c_str());
   return instance;
@@ -198,7 +198,7 @@ HPAParamMgr& HPAParamMgr::getParamMgr() {
 }
 
 bool HPAParamMgr::getValueAsBool(std::string const& name) const {
-  registry& parameters = the_registry();
+  Registry& parameters = the_registry();
   if (const std::optional<bool> truth = parameters.truth(name)) return *truth;
   if (!parameters.knows_every_name()) return false;
   throw std::logic_error("parameter \"" + name + "\" is read and not declared");

@@ -60,7 +60,7 @@ std::string const& HUTFile::getDirSeparator() {
 HUTFileIter::HUTFileIter(std::string const& directory) : directory_(directory) {
   try {
     names_ = kdi::list_directory(directory);
-  } catch (kdi::file_error const& error) {
+  } catch (kdi::FileError const& error) {
     ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "files", ComMsgMgr::MSG_WARNING, "%s", error.what());
   }
   if (!directory_.empty() && directory_.back() != '/') directory_ += '/';

@@ -14,21 +14,21 @@
 
 namespace {
 
-struct listener {
+struct Listener {
   int number;
   std::type_index type;
   std::function<void(void const*)> call;
 };
 
 // State of the process. Never destroyed: models may fire while the process ends.
-struct listeners {
+struct Listeners {
   std::mutex mutex;
-  std::vector<std::shared_ptr<listener const>> all;
+  std::vector<std::shared_ptr<Listener const>> all;
   int next_number = 1;
 
-  std::vector<std::shared_ptr<listener const>> of(std::type_index type) {
+  std::vector<std::shared_ptr<Listener const>> of(std::type_index type) {
     const std::lock_guard lock(mutex);
-    std::vector<std::shared_ptr<listener const>> found;
+    std::vector<std::shared_ptr<Listener const>> found;
     for (auto const& one : all)
       if (one->type == type) found.push_back(one);
     return found;
@@ -41,8 +41,8 @@ struct listeners {
   }
 };
 
-listeners& the_listeners() {
-  static listeners& instance = *new listeners;
+Listeners& the_listeners() {
+  static Listeners& instance = *new Listeners;
   return instance;
 }
 
@@ -57,7 +57,7 @@ void report(std::type_index type, char const* what) {
 }  // namespace
 
 void HUTGuiEvent::deliver(std::type_index type, void const* event) {
-  listeners& known = the_listeners();
+  Listeners& known = the_listeners();
   for (auto const& one : known.of(type)) {
     if (!known.still_has(one->number)) continue;
     try {
@@ -73,15 +73,15 @@ void HUTGuiEvent::deliver(std::type_index type, void const* event) {
 namespace gui_event_host {
 
 int subscribe_to(std::type_index type, std::function<void(void const*)> call) {
-  listeners& known = the_listeners();
+  Listeners& known = the_listeners();
   const std::lock_guard lock(known.mutex);
-  known.all.push_back(std::make_shared<listener const>(listener{known.next_number, type, std::move(call)}));
+  known.all.push_back(std::make_shared<Listener const>(Listener{known.next_number, type, std::move(call)}));
   return known.next_number++;
 }
 
 void unsubscribe(int number) {
-  listeners& known = the_listeners();
-  std::shared_ptr<listener const> removed;  // outlives the lock: a listener's own clean-up may come back here
+  Listeners& known = the_listeners();
+  std::shared_ptr<Listener const> removed;  // outlives the lock: a listener's own clean-up may come back here
   const std::lock_guard lock(known.mutex);
   const auto found =
       std::find_if(known.all.begin(), known.all.end(), [number](auto const& one) { return one->number == number; });

@@ -18,16 +18,16 @@ namespace {
 constexpr mode_t kNewFileMode = 0666;  // less the process's mask
 
 [[noreturn]] void fail(std::string const& path, std::string const& what, int reason) {
-  throw file_error(path + ": " + what + ": " + std::generic_category().message(reason));
+  throw FileError(path + ": " + what + ": " + std::generic_category().message(reason));
 }
 
 // An open file, closed by scope.
-class descriptor {
+class Descriptor {
  public:
-  explicit descriptor(int number) : number_(number) {}
-  descriptor(descriptor const&) = delete;
-  descriptor& operator=(descriptor const&) = delete;
-  ~descriptor() {
+  explicit Descriptor(int number) : number_(number) {}
+  Descriptor(Descriptor const&) = delete;
+  Descriptor& operator=(Descriptor const&) = delete;
+  ~Descriptor() {
     if (number_ >= 0) ::close(number_);
   }
   int number() const { return number_; }
@@ -61,16 +61,16 @@ void write_some(int file, std::string_view& bytes, std::string const& path) {
   bytes.remove_prefix(static_cast<std::size_t>(count));
 }
 
-void write_all(descriptor& file, std::string_view bytes, std::string const& path) {
+void write_all(Descriptor& file, std::string_view bytes, std::string const& path) {
   while (!bytes.empty()) write_some(file.number(), bytes, path);
   // some file systems tell of a full disk only here
   if (file.close() != 0 && errno != EINTR) fail(path, "cannot be written", errno);
 }
 
 // A file beside its target that is removed unless it takes the target's place.
-class temporary_file {
+class TemporaryFile {
  public:
-  temporary_file(std::string target, std::string const& shown) : target_(std::move(target)) {
+  TemporaryFile(std::string target, std::string const& shown) : target_(std::move(target)) {
     static std::atomic<unsigned> counter = 0;
     do {
       name_ = target_ + "." + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
@@ -78,9 +78,9 @@ class temporary_file {
     } while (number_ < 0 && errno == EEXIST);  // left by a process that was killed
     if (number_ < 0) fail(shown, "cannot be created", errno);
   }
-  temporary_file(temporary_file const&) = delete;
-  temporary_file& operator=(temporary_file const&) = delete;
-  ~temporary_file() {
+  TemporaryFile(TemporaryFile const&) = delete;
+  TemporaryFile& operator=(TemporaryFile const&) = delete;
+  ~TemporaryFile() {
     if (!replaced_) ::unlink(name_.c_str());
   }
   int number() const { return number_; }
@@ -97,7 +97,7 @@ class temporary_file {
 };
 
 void write_through(std::string const& path, std::string_view bytes) {
-  descriptor file(open_retrying(path, O_WRONLY));
+  Descriptor file(open_retrying(path, O_WRONLY));
   if (file.number() < 0) fail(path, "cannot be opened", errno);
   write_all(file, bytes, path);
 }
@@ -105,7 +105,7 @@ void write_through(std::string const& path, std::string_view bytes) {
 }  // namespace
 
 std::string read_file(std::string const& path, std::size_t most_bytes) {
-  descriptor file(open_retrying(path, O_RDONLY));
+  Descriptor file(open_retrying(path, O_RDONLY));
   if (file.number() < 0) fail(path, "cannot be opened", errno);
 
   std::string bytes;
@@ -117,7 +117,7 @@ std::string read_file(std::string const& path, std::size_t most_bytes) {
     if (count < 0) fail(path, "cannot be read", errno);
     if (count == 0) break;
     filled += static_cast<std::size_t>(count);
-    if (filled > most_bytes) throw file_error(path + ": has more than " + std::to_string(most_bytes) + " bytes");
+    if (filled > most_bytes) throw FileError(path + ": has more than " + std::to_string(most_bytes) + " bytes");
   }
   bytes.resize(filled);
   return bytes;
@@ -134,9 +134,9 @@ void write_file(std::string const& path, std::string_view bytes) {
   std::error_code failed;
   std::string target = path;
   if (exists) target = std::filesystem::canonical(path, failed).string();
-  temporary_file beside(failed ? path : target, path);
+  TemporaryFile beside(failed ? path : target, path);
   {
-    descriptor file(beside.number());
+    Descriptor file(beside.number());
     if (exists && ::fchmod(file.number(), present->st_mode & 07777) != 0) fail(path, "cannot be created", errno);
     write_all(file, bytes, path);
   }
@@ -165,20 +165,20 @@ std::vector<std::string> list_directory(std::string const& path, std::string_vie
   return names;
 }
 
-line_file::line_file(std::string path)
+LineFile::LineFile(std::string path)
     : path_(std::move(path)), number_(open_retrying(path_, O_WRONLY | O_CREAT | O_APPEND)) {
   if (number_ < 0) fail(path_, "cannot be opened", errno);
 }
 
-line_file::~line_file() { ::close(number_); }
+LineFile::~LineFile() { ::close(number_); }
 
-void line_file::add(std::string_view line) {
+void LineFile::add(std::string_view line) {
   // in one call, so that the lines of several processes do not mix
   const std::string text = (within_line_ ? "\n" : "") + std::string(line) + "\n";
   std::string_view rest = text;
   try {
     while (!rest.empty()) write_some(number_, rest, path_);
-  } catch (file_error const&) {
+  } catch (FileError const&) {
     within_line_ = within_line_ ? rest.size() != text.size() - 1 : rest.size() != text.size();
     throw;
   }

@@ -14,16 +14,16 @@ namespace {
 using nlohmann::json;
 
 // A number behind the largest signed one, which no caller's bounds take in, keeps its value as a double.
-struct list_node {
+struct ListNode {
   std::vector<std::size_t> items;
 };
-struct object_node {
+struct ObjectNode {
   std::vector<std::size_t> members;  // in the order of the file
   std::vector<std::size_t> by_name;  // the same in byte order of their names
 };
 
-struct node {
-  std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, list_node, object_node> value;
+struct Node {
+  std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, ListNode, ObjectNode> value;
   std::string name;
   std::size_t parent = 0;
   std::size_t position = 0;  // among the parent's items
@@ -32,9 +32,9 @@ struct node {
 
 }  // namespace
 
-struct json_document {
+struct JsonDocument {
   std::string file;
-  std::vector<node> nodes;  // in the order of the file; the first is the root
+  std::vector<Node> nodes;  // in the order of the file; the first is the root
 
   std::string path_of(std::size_t index) const;
   std::string place_of(std::size_t index) const {
@@ -95,7 +95,7 @@ std::string one_of(std::initializer_list<std::string_view> words) {
 // Walks a text for the parser and knows the line of the character that it gave last. A line break belongs to the line
 // that it ends, so that a number, which the parser knows complete only by the character behind it, is still on its
 // line.
-class counting_iterator {
+class CountingIterator {
  public:
   using difference_type = std::ptrdiff_t;
   using value_type = char;
@@ -103,16 +103,16 @@ class counting_iterator {
   using reference = char const&;
   using iterator_category = std::input_iterator_tag;
 
-  counting_iterator(char const* at, int* line) : at_(at), line_(line) {}
+  CountingIterator(char const* at, int* line) : at_(at), line_(line) {}
   reference operator*() const { return *at_; }
-  counting_iterator& operator++() {
+  CountingIterator& operator++() {
     if (behind_break_) ++*line_;
     behind_break_ = *at_ == '\n';
     ++at_;
     return *this;
   }
-  bool operator==(counting_iterator const& other) const { return at_ == other.at_; }
-  bool operator!=(counting_iterator const& other) const { return at_ != other.at_; }
+  bool operator==(CountingIterator const& other) const { return at_ == other.at_; }
+  bool operator!=(CountingIterator const& other) const { return at_ != other.at_; }
 
  private:
   char const* at_;
@@ -121,9 +121,9 @@ class counting_iterator {
 };
 
 // Takes the parser's events and lays out the document.
-class builder {
+class Builder {
  public:
-  builder(json_document& document, int const& line) : document_(document), line_(line) {}
+  Builder(JsonDocument& document, int const& line) : document_(document), line_(line) {}
 
   bool null() { return add(nullptr); }
   bool boolean(bool value) { return add(value); }
@@ -144,14 +144,14 @@ class builder {
   bool string(std::string& value) { return add(std::move(value)); }
   bool binary(json::binary_t& /*not in JSON*/) { return false; }
 
-  bool start_object(std::size_t /*unknown*/) { return open(object_node{}); }
-  bool start_array(std::size_t /*unknown*/) { return open(list_node{}); }
+  bool start_object(std::size_t /*unknown*/) { return open(ObjectNode{}); }
+  bool start_array(std::size_t /*unknown*/) { return open(ListNode{}); }
   bool key(std::string& name) {
     name_ = std::move(name);
     return true;
   }
   bool end_object() {
-    auto& object = std::get<object_node>(document_.nodes[open_.back()].value);
+    auto& object = std::get<ObjectNode>(document_.nodes[open_.back()].value);
     object.by_name = object.members;
     const auto name_of = [this](std::size_t index) -> std::string const& { return document_.nodes[index].name; };
     // stable: of two members with one name the later stands behind
@@ -160,8 +160,8 @@ class builder {
     const auto twin = std::adjacent_find(object.by_name.begin(), object.by_name.end(),
                                          [&](std::size_t a, std::size_t b) { return name_of(a) == name_of(b); });
     if (twin != object.by_name.end())
-      throw json_error(document_.place_of(twin[1]) + ": expected each name once, found it on line " +
-                       std::to_string(document_.nodes[*twin].line) + " before");
+      throw JsonError(document_.place_of(twin[1]) + ": expected each name once, found it on line " +
+                      std::to_string(document_.nodes[*twin].line) + " before");
     open_.pop_back();
     return true;
   }
@@ -181,25 +181,25 @@ class builder {
     for (char& c : what)
       if (static_cast<unsigned char>(c) >= 0x80U) c = '?';
     const std::string path = open_.empty() ? "top level" : document_.path_of(open_.back());
-    throw json_error(document_.file + ":" + std::to_string(line_) + ": " + path + ": expected JSON, found a " + what);
+    throw JsonError(document_.file + ":" + std::to_string(line_) + ": " + path + ": expected JSON, found a " + what);
   }
 
  private:
   template <class Value>
   bool add(Value value) {
-    node added;
+    Node added;
     added.line = line_;
     added.value = std::move(value);
     const std::size_t index = document_.nodes.size();
     if (!open_.empty()) {
       added.parent = open_.back();
       auto& holder = document_.nodes[added.parent].value;
-      if (auto* list = std::get_if<list_node>(&holder)) {
+      if (auto* list = std::get_if<ListNode>(&holder)) {
         added.position = list->items.size();
         list->items.push_back(index);
       } else {
         added.name = std::move(name_);
-        std::get<object_node>(holder).members.push_back(index);
+        std::get<ObjectNode>(holder).members.push_back(index);
       }
     }
     document_.nodes.push_back(std::move(added));
@@ -212,31 +212,31 @@ class builder {
     return true;
   }
 
-  json_document& document_;
+  JsonDocument& document_;
   int const& line_;
   std::vector<std::size_t> open_;  // the lists and objects round the next value, outermost first
   std::string name_;
 };
 
-std::unique_ptr<json_document> parse(std::string_view text, std::string const& name) {
-  auto document = std::make_unique<json_document>();
+std::unique_ptr<JsonDocument> parse(std::string_view text, std::string const& name) {
+  auto document = std::make_unique<JsonDocument>();
   document->file = name;
   int line = 1;
-  builder events(*document, line);
-  json::sax_parse(counting_iterator(text.data(), &line), counting_iterator(text.data() + text.size(), &line), &events);
+  Builder events(*document, line);
+  json::sax_parse(CountingIterator(text.data(), &line), CountingIterator(text.data() + text.size(), &line), &events);
   return document;
 }
 
 }  // namespace
 
-std::string json_document::path_of(std::size_t index) const {
+std::string JsonDocument::path_of(std::size_t index) const {
   if (index == 0) return "top level";
   std::vector<std::size_t> steps;
   for (; index != 0; index = nodes[index].parent) steps.push_back(index);
   std::string path;
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
-    node const& at = nodes[*step];
-    if (std::holds_alternative<list_node>(nodes[at.parent].value)) {
+    Node const& at = nodes[*step];
+    if (std::holds_alternative<ListNode>(nodes[at.parent].value)) {
       path += "[" + std::to_string(at.position) + "]";
     } else {
       path += (path.empty() ? "" : ".") + printable(at.name);
@@ -245,8 +245,8 @@ std::string json_document::path_of(std::size_t index) const {
   return path;
 }
 
-std::size_t const* json_document::lookup(std::size_t object, std::string_view name) const {
-  auto const& by_name = std::get<object_node>(nodes[object].value).by_name;
+std::size_t const* JsonDocument::lookup(std::size_t object, std::string_view name) const {
+  auto const& by_name = std::get<ObjectNode>(nodes[object].value).by_name;
   const auto at = std::lower_bound(by_name.begin(), by_name.end(), name,
                                    [this](std::size_t index, std::string_view key) { return nodes[index].name < key; });
   return at != by_name.end() && nodes[*at].name == name ? &*at : nullptr;
@@ -257,49 +257,49 @@ std::size_t const* json_document::lookup(std::size_t object, std::string_view na
 namespace {
 
 template <class Type>
-Type const* as(json_document const* document, std::size_t index) {
+Type const* as(JsonDocument const* document, std::size_t index) {
   return std::get_if<Type>(&document->nodes[index].value);
 }
 
 }  // namespace
 
-bool json_value::is_object() const { return as<object_node>(document_, index_) != nullptr; }
-bool json_value::is_list() const { return as<list_node>(document_, index_) != nullptr; }
-bool json_value::is_text() const { return as<std::string>(document_, index_) != nullptr; }
-bool json_value::is_boolean() const { return as<bool>(document_, index_) != nullptr; }
-bool json_value::is_null() const { return as<std::nullptr_t>(document_, index_) != nullptr; }
-bool json_value::is_number() const {
+bool JsonValue::is_object() const { return as<ObjectNode>(document_, index_) != nullptr; }
+bool JsonValue::is_list() const { return as<ListNode>(document_, index_) != nullptr; }
+bool JsonValue::is_text() const { return as<std::string>(document_, index_) != nullptr; }
+bool JsonValue::is_boolean() const { return as<bool>(document_, index_) != nullptr; }
+bool JsonValue::is_null() const { return as<std::nullptr_t>(document_, index_) != nullptr; }
+bool JsonValue::is_number() const {
   return as<std::int64_t>(document_, index_) != nullptr || as<double>(document_, index_) != nullptr;
 }
 
-bool json_value::boolean() const {
+bool JsonValue::boolean() const {
   if (bool const* value = as<bool>(document_, index_)) return *value;
   refuse("true or false");
 }
 
-std::int64_t json_value::integer(std::int64_t least, std::int64_t most) const {
-  using limits = std::numeric_limits<std::int64_t>;
+std::int64_t JsonValue::integer(std::int64_t least, std::int64_t most) const {
+  using Limits = std::numeric_limits<std::int64_t>;
   std::int64_t const* const value = as<std::int64_t>(document_, index_);
   if (value != nullptr && *value >= least && *value <= most) return *value;
-  refuse(bounded("an integer", least != limits::min(), std::to_string(least), most != limits::max(),
+  refuse(bounded("an integer", least != Limits::min(), std::to_string(least), most != Limits::max(),
                  std::to_string(most)));
 }
 
-double json_value::number(double least, double most) const {
-  using limits = std::numeric_limits<double>;
+double JsonValue::number(double least, double most) const {
+  using Limits = std::numeric_limits<double>;
   std::optional<double> value;
   if (std::int64_t const* whole = as<std::int64_t>(document_, index_)) value = static_cast<double>(*whole);
   if (double const* real = as<double>(document_, index_)) value = *real;
   if (value && *value >= least && *value <= most) return *value;
-  refuse(bounded("a number", least != limits::lowest(), text_of(least), most != limits::max(), text_of(most)));
+  refuse(bounded("a number", least != Limits::lowest(), text_of(least), most != Limits::max(), text_of(most)));
 }
 
-std::string const& json_value::text() const {
+std::string const& JsonValue::text() const {
   if (std::string const* value = as<std::string>(document_, index_)) return *value;
   refuse("a text");
 }
 
-std::size_t json_value::choice(std::initializer_list<std::string_view> words) const {
+std::size_t JsonValue::choice(std::initializer_list<std::string_view> words) const {
   if (std::string const* value = as<std::string>(document_, index_)) {
     const auto at = std::find(words.begin(), words.end(), *value);
     if (at != words.end()) return static_cast<std::size_t>(at - words.begin());
@@ -307,39 +307,39 @@ std::size_t json_value::choice(std::initializer_list<std::string_view> words) co
   refuse(one_of(words));
 }
 
-json_value json_value::member(std::string_view name) const {
+JsonValue JsonValue::member(std::string_view name) const {
   if (const auto value = find(name)) return *value;
-  throw json_error(place() + ": expected a field \"" + printable(name) + "\", found none");
+  throw JsonError(place() + ": expected a field \"" + printable(name) + "\", found none");
 }
 
-std::optional<json_value> json_value::find(std::string_view name) const {
+std::optional<JsonValue> JsonValue::find(std::string_view name) const {
   if (!is_object()) refuse("an object");
   std::size_t const* const index = document_->lookup(index_, name);
   if (index == nullptr) return std::nullopt;
-  return json_value(document_, *index);
+  return JsonValue(document_, *index);
 }
 
-void json_value::allow_only(std::initializer_list<std::string_view> names) const {
-  for (const json_value value : members())
+void JsonValue::allow_only(std::initializer_list<std::string_view> names) const {
+  for (const JsonValue value : members())
     if (std::find(names.begin(), names.end(), value.name()) == names.end())
-      throw json_error(value.place() + ": expected " + one_of(names) + " as the field's name");
+      throw JsonError(value.place() + ": expected " + one_of(names) + " as the field's name");
 }
 
-json_range json_value::items() const {
-  if (list_node const* list = as<list_node>(document_, index_)) return {document_, &list->items};
+JsonRange JsonValue::items() const {
+  if (ListNode const* list = as<ListNode>(document_, index_)) return {document_, &list->items};
   refuse("a list");
 }
 
-json_range json_value::members() const {
-  if (object_node const* object = as<object_node>(document_, index_)) return {document_, &object->members};
+JsonRange JsonValue::members() const {
+  if (ObjectNode const* object = as<ObjectNode>(document_, index_)) return {document_, &object->members};
   refuse("an object");
 }
 
-std::string const& json_value::name() const { return document_->nodes[index_].name; }
-int json_value::line() const { return document_->nodes[index_].line; }
-std::string json_value::place() const { return document_->place_of(index_); }
+std::string const& JsonValue::name() const { return document_->nodes[index_].name; }
+int JsonValue::line() const { return document_->nodes[index_].line; }
+std::string JsonValue::place() const { return document_->place_of(index_); }
 
-std::string json_value::found() const {
+std::string JsonValue::found() const {
   if (bool const* truth = as<bool>(document_, index_)) return *truth ? "true" : "false";
   if (std::int64_t const* whole = as<std::int64_t>(document_, index_)) return "the number " + std::to_string(*whole);
   if (double const* real = as<double>(document_, index_)) return "the number " + text_of(*real);
@@ -348,19 +348,19 @@ std::string json_value::found() const {
   return is_object() ? "an object" : "null";
 }
 
-void json_value::refuse(std::string const& expectation) const {
-  throw json_error(place() + ": expected " + expectation + ", found " + found());
+void JsonValue::refuse(std::string const& expectation) const {
+  throw JsonError(place() + ": expected " + expectation + ", found " + found());
 }
 
 // ------------------------------------------------------------------------------------------------------------ files
 
-json_file::json_file(std::string const& path, std::size_t most_bytes)
+JsonFile::JsonFile(std::string const& path, std::size_t most_bytes)
     : document_(parse(read_file(path, most_bytes), path)) {}
-json_file::json_file(std::string_view text, std::string const& name) : document_(parse(text, name)) {}
-json_file::json_file(json_file&&) noexcept = default;
-json_file& json_file::operator=(json_file&&) noexcept = default;
-json_file::~json_file() = default;
+JsonFile::JsonFile(std::string_view text, std::string const& name) : document_(parse(text, name)) {}
+JsonFile::JsonFile(JsonFile&&) noexcept = default;
+JsonFile& JsonFile::operator=(JsonFile&&) noexcept = default;
+JsonFile::~JsonFile() = default;
 
-json_value json_file::root() const { return {document_.get(), 0}; }
+JsonValue JsonFile::root() const { return {document_.get(), 0}; }
 
 }  // namespace kdi

@@ -66,7 +66,7 @@ std::vector<std::vector<std::string>> find_data_files(std::string const& folder,
     if (!is_directory((root / name).string())) continue;
     std::error_code fault;
     const fs::path directory = fs::canonical(root / name, fault);
-    if (fault) throw file_error((root / name).string() + ": cannot be looked up: " + fault.message());
+    if (fault) throw FileError((root / name).string() + ": cannot be looked up: " + fault.message());
     if (std::find(directories.begin(), directories.end(), directory) == directories.end())
       directories.push_back(directory.string());
   }

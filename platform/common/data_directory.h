@@ -9,7 +9,7 @@
 
 namespace kdi {
 
-/// The path of the data file `name` ("messages/catalogue.json"); empty if no root has it. Throws file_error
+/// The path of the data file `name` ("messages/catalogue.json"); empty if no root has it. Throws FileError
 /// (common/KdiFile.h) if that cannot be found out.
 std::string find_data_file(std::string const& name);
 
@@ -17,7 +17,7 @@ std::string find_data_file(std::string const& name);
 std::string find_data_root(std::string const& name);
 
 /// The files in the folder `folder` of each data root that has it whose names end in `suffix`, root by root, in byte
-/// order of their names. Throws file_error (common/KdiFile.h) if a folder is there and cannot be listed.
+/// order of their names. Throws FileError (common/KdiFile.h) if a folder is there and cannot be listed.
 std::vector<std::vector<std::string>> find_data_files(std::string const& folder, std::string const& suffix);
 
 }  // namespace kdi

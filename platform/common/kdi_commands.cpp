@@ -68,14 +68,14 @@ int message_log(Tcl_Interp* /*interp*/, int /*objc*/, Tcl_Obj* const objv[]) {
   return TCL_OK;
 }
 
-struct command {
+struct Command {
   char const* name;
   int (*handler)(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]);
   int least_words, most_words;  // the command's own name included
   char const* usage;
 };
 
-constexpr command kCommands[] = {
+constexpr Command kCommands[] = {
     {"kdi::get_param", get_param, 2, 2, "name"},                       // its value
     {"kdi::set_param", set_param, 3, 3, "name value"},                 // the value as it is stored
     {"kdi::unset_param", unset_param, 2, 2, "name"},                   // the value that holds again
@@ -88,7 +88,7 @@ constexpr command kCommands[] = {
 
 // Client data is the command's row, which is constant.
 int dispatch(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  command const& called = *static_cast<command const*>(data);
+  Command const& called = *static_cast<Command const*>(data);
   if (objc < called.least_words || objc > called.most_words) {
     Tcl_WrongNumArgs(interp, 1, objv, called.usage);
     return TCL_ERROR;
@@ -105,7 +105,7 @@ int dispatch(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
 /// Found by Tcl's `load`. Makes `interp` the tool's interpreter and registers the commands in it.
 extern "C" int Kdi_common_Init(Tcl_Interp* interp) {
   tcl_host::set_default_interp(interp);
-  for (command const& row : kCommands)
-    Tcl_CreateObjCommand(interp, row.name, dispatch, const_cast<command*>(&row), nullptr);
+  for (Command const& row : kCommands)
+    Tcl_CreateObjCommand(interp, row.name, dispatch, const_cast<Command*>(&row), nullptr);
   return TCL_OK;
 }

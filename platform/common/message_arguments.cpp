@@ -15,7 +15,7 @@ namespace kdi {
 namespace {
 
 // The copy of an argument list, so that it can be passed by reference and advanced piece by piece.
-struct arguments {
+struct Arguments {
   va_list list;
 };
 
@@ -42,12 +42,12 @@ std::string print(std::string const& conversion, Value value) {
 }
 
 // Reads conversions off a format and prints them.
-class reader {
+class Reader {
  public:
-  reader(std::string_view format, va_list list) : rest_(format) { va_copy(args_.list, list); }
-  ~reader() { va_end(args_.list); }
-  reader(reader const&) = delete;
-  reader& operator=(reader const&) = delete;
+  Reader(std::string_view format, va_list list) : rest_(format) { va_copy(args_.list, list); }
+  ~Reader() { va_end(args_.list); }
+  Reader(Reader const&) = delete;
+  Reader& operator=(Reader const&) = delete;
 
   std::vector<std::string> read() {
     std::vector<std::string> values;
@@ -209,12 +209,12 @@ class reader {
   }
 
   std::string_view rest_;
-  arguments args_;
+  Arguments args_;
   bool is_lost_ = false;
 };
 
 }  // namespace
 
-std::vector<std::string> format_each(char const* format, va_list list) { return reader(format, list).read(); }
+std::vector<std::string> format_each(char const* format, va_list list) { return Reader(format, list).read(); }
 
 }  // namespace kdi

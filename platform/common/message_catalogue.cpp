@@ -6,11 +6,11 @@
 
 namespace kdi {
 
-message_catalogue read_message_catalogue(std::string const& path) {
+MessageCatalogue read_message_catalogue(std::string const& path) {
   constexpr int kMost = std::numeric_limits<int>::max();
-  const json_file file(path);
-  message_catalogue catalogue;
-  for (const json_value entry : file.root().items()) {
+  const JsonFile file(path);
+  MessageCatalogue catalogue;
+  for (const JsonValue entry : file.root().items()) {
     entry.allow_only({"group", "number", "kind", "text"});
     entry.member("kind").choice({"error", "warning", "info"});
     const std::pair key{static_cast<int>(entry.member("group").integer(0, kMost)),

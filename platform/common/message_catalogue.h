@@ -8,9 +8,9 @@
 namespace kdi {
 
 /// (group, number) to text with the places %1 to %9.
-using message_catalogue = std::map<std::pair<int, int>, std::string>;
+using MessageCatalogue = std::map<std::pair<int, int>, std::string>;
 
-/// Reads a catalogue file. Throws file_error or json_error (common/KdiJson.h).
-message_catalogue read_message_catalogue(std::string const& path);
+/// Reads a catalogue file. Throws FileError or JsonError (common/KdiJson.h).
+MessageCatalogue read_message_catalogue(std::string const& path);
 
 }  // namespace kdi

@@ -30,7 +30,7 @@ bool has(Words const& words, std::string_view word) {
 }
 
 // The canonical text of a value in a file, which is written in the parameter's own type.
-std::string value_in_file(json_value value, Type type) {
+std::string value_in_file(JsonValue value, Type type) {
   if (type == Type::integer) return std::to_string(value.integer());
   return value.boolean() ? "true" : "false";
 }
@@ -74,9 +74,9 @@ bool is_parameter_name(std::string_view name) {
   return !name.empty() && name.find_first_not_of(kLetters) == std::string_view::npos;
 }
 
-std::vector<file_declaration> read_declarations(json_file const& file) {
-  std::vector<file_declaration> declarations;
-  for (const json_value entry : file.root().items()) {
+std::vector<FileDeclaration> read_declarations(JsonFile const& file) {
+  std::vector<FileDeclaration> declarations;
+  for (const JsonValue entry : file.root().items()) {
     entry.allow_only({"name", "type", "default", "documentation", "effect"});
     Declaration read;
     read.name = entry.member("name").text();
@@ -93,14 +93,14 @@ std::vector<file_declaration> read_declarations(json_file const& file) {
   return declarations;
 }
 
-std::vector<file_value> read_values(json_file const& file, std::string const& path, type_lookup const& type_of) {
-  std::vector<file_value> values;
-  for (const json_value value : file.root().members()) {
+std::vector<FileValue> read_values(JsonFile const& file, std::string const& path, TypeLookup const& type_of) {
+  std::vector<FileValue> values;
+  for (const JsonValue value : file.root().members()) {
     Type type{};
     try {
       type = type_of(value.name());
     } catch (std::invalid_argument const& unknown) {
-      throw json_error(value.place() + ": expected the name of a declared parameter: " + unknown.what());
+      throw JsonError(value.place() + ": expected the name of a declared parameter: " + unknown.what());
     }
     values.push_back({value.name(), value_in_file(value, type), path + ":" + std::to_string(value.line())});
   }

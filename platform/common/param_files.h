@@ -23,26 +23,26 @@ char const* accepted_form(param_host::Type type);
 bool is_parameter_name(std::string_view name);
 
 /// A parameter that a file of the data folder declares.
-struct file_declaration {
+struct FileDeclaration {
   param_host::Declaration declaration;
   std::string place;  // of its name: "<file>:<line>: <field path>"
 };
 
-/// The parameters that a file declares, in its order; one may stand twice. Throws json_error.
-std::vector<file_declaration> read_declarations(json_file const& file);
+/// The parameters that a file declares, in its order; one may stand twice. Throws JsonError.
+std::vector<FileDeclaration> read_declarations(JsonFile const& file);
 
 /// The value that a file of values gives to a parameter.
-struct file_value {
+struct FileValue {
   std::string name;
   std::string value;
   std::string place;  // "<file>:<line>"
 };
 
 /// Says the type of a declared parameter, or fails with std::invalid_argument for one that is not.
-using type_lookup = std::function<param_host::Type(std::string const& name)>;
+using TypeLookup = std::function<param_host::Type(std::string const& name)>;
 
-/// The values of a file. Throws json_error.
-std::vector<file_value> read_values(json_file const& file, std::string const& path, type_lookup const& type_of);
+/// The values of a file. Throws JsonError.
+std::vector<FileValue> read_values(JsonFile const& file, std::string const& path, TypeLookup const& type_of);
 
 /// The text of a file that gives these values, which are canonical.
 std::string values_text(std::vector<param_host::Parameter> const& parameters);

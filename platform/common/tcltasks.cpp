@@ -13,16 +13,16 @@
 namespace hdi::tcltasks {
 namespace {
 
-using journal_t = std::function<void(std::string const&)>;
+using JournalCall = std::function<void(std::string const&)>;
 
 // Never destroyed: commands may be evaluated while the process ends.
-journal_t& the_journal() {
-  static journal_t& journal = *new journal_t;
+JournalCall& the_journal() {
+  static JournalCall& journal = *new JournalCall;
   return journal;
 }
 
 void record(std::string const& command) {
-  const journal_t journal = the_journal();  // a copy: a journal may set another one
+  const JournalCall journal = the_journal();  // a copy: a journal may set another one
   if (!journal) return;
   try {
     journal(command);
@@ -31,12 +31,12 @@ void record(std::string const& command) {
   }
 }
 
-struct outcome {
+struct Outcome {
   int status;
   std::string result;
 };
 
-outcome evaluate(std::string const& script, Tcl_Interp* interp, bool recorded) {
+Outcome evaluate(std::string const& script, Tcl_Interp* interp, bool recorded) {
   if (interp == nullptr) interp = HTCTclInterp::getDefaultInterp();
   if (interp == nullptr) return {TCL_ERROR, "there is no Tcl interpreter"};
   if (script.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
@@ -47,7 +47,7 @@ outcome evaluate(std::string const& script, Tcl_Interp* interp, bool recorded) {
 
   Tcl_Preserve(interp);  // the script may delete it
   const int status = Tcl_EvalEx(interp, script.data(), static_cast<int>(script.size()), TCL_EVAL_GLOBAL);
-  outcome answer{status, tcl::text_of(Tcl_GetObjResult(interp))};
+  Outcome answer{status, tcl::text_of(Tcl_GetObjResult(interp))};
   Tcl_Release(interp);
   return answer;
 }
@@ -57,7 +57,7 @@ thread_local std::string last_result;
 }  // namespace
 
 int task_manager::eval_in_tcl(std::string const& script, Tcl_Interp* interp, bool record) {
-  outcome answer = evaluate(script, interp, record);
+  Outcome answer = evaluate(script, interp, record);
   last_result = std::move(answer.result);
   return answer.status;
 }
@@ -65,7 +65,7 @@ int task_manager::eval_in_tcl(std::string const& script, Tcl_Interp* interp, boo
 std::string task_manager::tcl_get_result() { return last_result; }
 
 int tclcmdobj(Tcl_Interp* interp, std::string const& command, task_manager::record_mode record, bool quiet) {
-  const outcome answer = evaluate(command, interp, record == task_manager::record_command);
+  const Outcome answer = evaluate(command, interp, record == task_manager::record_command);
   if (answer.status == TCL_ERROR && !quiet)
     ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "tcltasks", ComMsgMgr::MSG_ERROR, "%s", answer.result.c_str());
   return answer.status;

@@ -91,17 +91,17 @@ std::vector<std::string> PartCatalogue::device_names() const {
 std::vector<Part> read_device_file(std::string const& path, std::vector<std::string> const& directories) {
   std::vector<std::string> places{fs::path(path).parent_path().string()};
   places.insert(places.end(), directories.begin(), directories.end());
-  const json_file file(path, kLargestDeviceFile);
+  const JsonFile file(path, kLargestDeviceFile);
   std::vector<Part> parts = read_device(file, places);
   // Parts are found by the file's name, so it has to be the device's.
-  const json_value device = file.root().member("device");
+  const JsonValue device = file.root().member("device");
   if (device.text() != fs::path(path).stem()) device.refuse("the file's own name");
   return parts;
 }
 
 std::vector<Part> read_device_text(std::string_view text, std::string const& name,
                                    std::vector<std::string> const& directories) {
-  return read_device(json_file(text, name), directories);
+  return read_device(JsonFile(text, name), directories);
 }
 
 }  // namespace kdi::device

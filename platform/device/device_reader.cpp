@@ -11,7 +11,7 @@ namespace kdi::device {
 namespace {
 
 // Fails at a member that no device file, or no family file, has.
-void check_members(json_value root, bool family) {
+void check_members(JsonValue root, bool family) {
   if (family)
     root.allow_only({"format", "family", "generation", "properties", "part_name", "name_fields", "speed_grades",
                      "bank_layouts", "clock_primitives", "clock_buffers", "block_memories", "transceivers",
@@ -29,26 +29,26 @@ void check_members(json_value root, bool family) {
 // The members of a device file and, behind them, those of its family file: a member that both have is the device's.
 class Sections {
  public:
-  Sections(json_value device, std::vector<std::string> const& directories) : device_(device) {
+  Sections(JsonValue device, std::vector<std::string> const& directories) : device_(device) {
     check_members(device_, false);
     const auto base = device_.find("base");
     if (!base) return;
-    base_file_ = std::make_unique<json_file>(family_path(*base, directories), kLargestDeviceFile);
+    base_file_ = std::make_unique<JsonFile>(family_path(*base, directories), kLargestDeviceFile);
     base_ = base_file_->root();
     check_members(*base_, true);
   }
 
-  std::optional<json_value> find(std::string_view name) const {
+  std::optional<JsonValue> find(std::string_view name) const {
     const auto own = device_.find(name);
     return own || !base_ ? own : base_->find(name);
   }
-  json_value member(std::string_view name) const {
+  JsonValue member(std::string_view name) const {
     const auto value = find(name);
     return value ? *value : device_.member(name);
   }
 
  private:
-  static std::string family_path(json_value base, std::vector<std::string> const& directories) {
+  static std::string family_path(JsonValue base, std::vector<std::string> const& directories) {
     const std::string name = "families/" + word(base) + ".json";
     for (std::string const& directory : directories) {
       std::string path = (std::filesystem::path(directory) / name).string();
@@ -57,15 +57,15 @@ class Sections {
     base.refuse("the name of a family that has a file " + name + " in a device directory");
   }
 
-  json_value device_;
-  std::unique_ptr<json_file> base_file_;
-  std::optional<json_value> base_;
+  JsonValue device_;
+  std::unique_ptr<JsonFile> base_file_;
+  std::optional<JsonValue> base_;
 };
 
-void read_slrs(json_value list, Device& device) {
+void read_slrs(JsonValue list, Device& device) {
   UniqueNames names;
   int masters = 0;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only({"name", "master"});
     device.slrs.push_back({word(value.member("name")), value.member("master").boolean()});
     names.add(value.member("name"), device.slrs.back().name);
@@ -74,9 +74,9 @@ void read_slrs(json_value list, Device& device) {
   if (masters != 1) list.refuse("SLRs of which exactly one is the master");
 }
 
-void read_speed_grades(json_value list, Device& device) {
+void read_speed_grades(JsonValue list, Device& device) {
   UniqueNames names;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only({"name", "core_v", "properties", "keys"});
     SpeedGrade grade;
     grade.name = word(value.member("name"));
@@ -89,18 +89,18 @@ void read_speed_grades(json_value list, Device& device) {
 }
 
 // Keys that the file adds to those of the limits.
-void add_keys(json_value list, Device& device) {
+void add_keys(JsonValue list, Device& device) {
   std::size_t at = 0;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     SpeedGrade& grade = device.speed_grades[at++];
     const auto keys = value.find("keys");
     if (!keys) continue;
-    for (const json_value key : keys->members())
+    for (const JsonValue key : keys->members())
       if (!grade.keys.emplace(key.name(), key.number()).second) key.refuse("a key that no limit has");
   }
 }
 
-void read_processing_system(std::optional<json_value> object, Device& device) {
+void read_processing_system(std::optional<JsonValue> object, Device& device) {
   std::size_t mio_pads = 0;
   for (IoBank const& bank : device.banks)
     if (bank.kind == "MIO")
@@ -119,13 +119,13 @@ void read_processing_system(std::optional<json_value> object, Device& device) {
 // What power coefficients may refer to: all that device and family describe, whether the device has it or not.
 PowerNames power_names(Sections const& sections) {
   PowerNames names;
-  for (const json_value type : sections.member("transceivers").items())
-    for (const json_value pll : type.member("plls").items())
+  for (const JsonValue type : sections.member("transceivers").items())
+    for (const JsonValue pll : type.member("plls").items())
       names.plls[type.member("type").text()].insert(pll.member("name").text());
-  for (const json_value controller : sections.member("memory_controllers").items())
-    for (const json_value memory : controller.member("interfaces").items())
+  for (const JsonValue controller : sections.member("memory_controllers").items())
+    for (const JsonValue memory : controller.member("interfaces").items())
       names.memory_types.insert(memory.member("type").text());
-  for (const json_value primitive : sections.member("clock_primitives").items())
+  for (const JsonValue primitive : sections.member("clock_primitives").items())
     names.primitives.insert(primitive.member("name").text());
   return names;
 }
@@ -137,18 +137,18 @@ struct FieldValue {
 };
 using NameFields = std::vector<std::pair<std::string, std::vector<FieldValue>>>;
 
-NameFields read_name_fields(json_value list) {
+NameFields read_name_fields(JsonValue list) {
   NameFields fields;
   UniqueNames names;
   for (char const* const own : {"device", "package", "speed"}) names.add(list, own);
   std::size_t combinations = 1;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only({"field", "values"});
     std::vector<FieldValue> texts;
     UniqueNames seen;
-    for (const json_value entry : value.member("values").items()) {
+    for (const JsonValue entry : value.member("values").items()) {
       entry.allow_only({"value", "properties"});
-      const json_value text = entry.member("value");
+      const JsonValue text = entry.member("value");
       if (!text.text().empty()) word(text);
       seen.add(text, text.text());
       texts.push_back({text.text(), properties(entry.find("properties"))});
@@ -226,7 +226,7 @@ class PartMaker {
 
   static bool is_part_name(std::string const& name) { return name.find_first_of(" \t\r\n/\\") == std::string::npos; }
 
-  json_value template_;
+  JsonValue template_;
   NameFields fields_;
   std::shared_ptr<Device const> device_;
   std::vector<Part> parts_;
@@ -241,7 +241,7 @@ std::shared_ptr<Device const> read_sections(Sections const& sections) {
   device->description = sections.member("description").text();
   device->properties = properties(sections.find("properties"));
   read_slrs(sections.member("slrs"), *device);
-  const json_value grades = sections.member("speed_grades");
+  const JsonValue grades = sections.member("speed_grades");
   read_speed_grades(grades, *device);
 
   Counts counts(sections.member("counts"));
@@ -264,7 +264,7 @@ std::shared_ptr<Device const> read_sections(Sections const& sections) {
 
 }  // namespace
 
-std::vector<Part> read_device(json_file const& file, std::vector<std::string> const& directories) {
+std::vector<Part> read_device(JsonFile const& file, std::vector<std::string> const& directories) {
   const Sections sections(file.root(), directories);
   return PartMaker(sections, read_sections(sections)).all();
 }

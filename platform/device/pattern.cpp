@@ -21,9 +21,9 @@ int number_of(std::string_view text) {
 std::vector<std::string> numbers(std::string_view first_text, std::string_view last_text, std::size_t most) {
   const int first = number_of(first_text);
   const int last = number_of(last_text);
-  if (first < 0 || last < first) throw pattern_error("a range such as {4..7} of numbers that ascend");
+  if (first < 0 || last < first) throw PatternError("a range such as {4..7} of numbers that ascend");
   if (static_cast<std::size_t>(last - first) >= most)
-    throw pattern_error("a pattern of at most " + std::to_string(most) + " names");
+    throw PatternError("a pattern of at most " + std::to_string(most) + " names");
   std::vector<std::string> words;
   for (int number = first; number < last; ++number) words.push_back(std::to_string(number));
   words.push_back(std::to_string(last));
@@ -38,7 +38,7 @@ std::vector<std::string> alternatives(std::string_view inside, std::size_t most)
   for (;;) {
     const std::size_t comma = inside.find(',');
     words.emplace_back(inside.substr(0, comma));
-    if (words.back().empty()) throw pattern_error("a range or words between braces, such as {4..7} or {P,N}");
+    if (words.back().empty()) throw PatternError("a range or words between braces, such as {4..7} or {P,N}");
     if (comma == std::string_view::npos) return words;
     inside.remove_prefix(comma + 1);
   }
@@ -53,7 +53,7 @@ void split(std::string_view text, Plain plain, Braced braced) {
     if (open == std::string_view::npos) return;
     const std::size_t close = text.find_first_of("{}", open + 1);
     if (text[open] == '}' || close == std::string_view::npos || text[close] == '{')
-      throw pattern_error("braces in pairs that do not nest");
+      throw PatternError("braces in pairs that do not nest");
     braced(text.substr(open + 1, close - open - 1));
     text.remove_prefix(close + 1);
   }
@@ -70,7 +70,7 @@ Ball ball(std::string_view text) {
     row = row * kLetters + static_cast<int>(at) + 1;
   }
   if (!good || column < 1 || column > kMostColumns || text[letters] == '0')
-    throw pattern_error("balls such as B7 or A1:D4");
+    throw PatternError("balls such as B7 or A1:D4");
   return {row - 1, column - 1};
 }
 
@@ -80,7 +80,7 @@ std::vector<std::string> expand(std::string_view pattern, std::size_t most) {
   std::vector<std::string> names{""};
   const auto append = [&](std::vector<std::string> const& words) {
     if (words.size() > most / names.size())
-      throw pattern_error("a pattern of at most " + std::to_string(most) + " names");
+      throw PatternError("a pattern of at most " + std::to_string(most) + " names");
     std::vector<std::string> longer;
     longer.reserve(names.size() * words.size());
     for (std::string const& name : names)
@@ -117,7 +117,7 @@ BallRectangle ball_rectangle(std::string_view text) {
   const Ball first = ball(text.substr(0, colon));
   const Ball last = colon == std::string_view::npos ? first : ball(text.substr(colon + 1));
   if (last.row < first.row || last.column < first.column)
-    throw pattern_error("a rectangle from its first ball to its last, such as A1:D4");
+    throw PatternError("a rectangle from its first ball to its last, such as A1:D4");
   return {first, last};
 }
 
@@ -137,7 +137,7 @@ std::string fill(std::string_view text, PlaceValues const& values) {
         if (value == values.end()) {
           std::string known;
           for (auto const& entry : values) known += (known.empty() ? "{" : ", {") + entry.first + "}";
-          throw pattern_error("only places of the names " + known);
+          throw PatternError("only places of the names " + known);
         }
         filled += value->second;
       });

@@ -7,15 +7,15 @@ namespace {
 constexpr std::size_t kMostOutputs = 32;
 constexpr int kMostSteps = 1024;
 
-ClockPrimitiveKind read_kind(json_value value) {
+ClockPrimitiveKind read_kind(JsonValue value) {
   constexpr ClockPrimitiveKind kKinds[] = {ClockPrimitiveKind::mmcm, ClockPrimitiveKind::pll,
                                            ClockPrimitiveKind::phy_pll};
   return kKinds[value.choice({"mmcm", "pll", "phy_pll"})];
 }
 
-std::vector<ClockOutput> read_outputs(json_value list) {
+std::vector<ClockOutput> read_outputs(JsonValue list) {
   std::vector<ClockOutput> outputs;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only(
         {"count", "divide", "phase_steps_per_vco_period", "phase_max_vco_periods", "duty_steps_per_vco_period"});
     ClockOutput output;
@@ -34,12 +34,12 @@ std::vector<ClockOutput> read_outputs(json_value list) {
   return outputs;
 }
 
-double optional_quantity(json_value object, char const* name) {
+double optional_quantity(JsonValue object, char const* name) {
   const auto value = object.find(name);
   return value ? quantity(*value) : 0;
 }
 
-std::vector<LoopModel> read_loops(json_value object) {
+std::vector<LoopModel> read_loops(JsonValue object) {
   using Calculator = HASTJitterCalculatorKelvane;
   constexpr std::pair<char const*, Calculator::BANDWIDTH> kBandwidths[] = {
       {"LOW", Calculator::BW_LOW}, {"HIGH", Calculator::BW_HIGH}, {"OPTIMIZED", Calculator::BW_OPTIMIZED}};
@@ -66,13 +66,13 @@ std::vector<LoopModel> read_loops(json_value object) {
   return loops;
 }
 
-PhyOutput read_phy_output(json_value object) {
+PhyOutput read_phy_output(JsonValue object) {
   object.allow_only({"modes"});
   PhyOutput output;
   UniqueNames names;
-  for (const json_value value : object.member("modes").items()) {
+  for (const JsonValue value : object.member("modes").items()) {
     value.allow_only({"name", "vco_ratio"});
-    const json_value name = value.member("name");
+    const JsonValue name = value.member("name");
     output.modes.push_back({word(name), value.member("vco_ratio").number(0.001, 1000)});
     names.add(name, name.text());
   }
@@ -80,13 +80,13 @@ PhyOutput read_phy_output(json_value object) {
   return output;
 }
 
-SpreadSpectrum read_spread_spectrum(json_value object) {
+SpreadSpectrum read_spread_spectrum(JsonValue object) {
   object.allow_only({"modes", "modulation_khz"});
   SpreadSpectrum spread;
   UniqueNames names;
-  for (const json_value value : object.member("modes").items()) {
+  for (const JsonValue value : object.member("modes").items()) {
     value.allow_only({"name", "deviation_percent", "centred"});
-    const json_value name = value.member("name");
+    const JsonValue name = value.member("name");
     spread.modes.push_back(
         {word(name), value.member("deviation_percent").number(0, 100), value.member("centred").boolean()});
     names.add(name, name.text());
@@ -97,7 +97,7 @@ SpreadSpectrum read_spread_spectrum(json_value object) {
 }
 
 // What a primitive of the file says for all speed grades.
-ClockPrimitive read_primitive(json_value value) {
+ClockPrimitive read_primitive(JsonValue value) {
   value.allow_only({"name", "kind", "multiply", "divide", "outputs", "fine_phase_steps_per_vco_period",
                     "dynamic_reconfiguration", "loops", "phy_output", "spread_spectrum", "limits"});
   ClockPrimitive primitive;
@@ -120,7 +120,7 @@ void add_keys(SpeedGrade& grade, std::string const& name, Range limits) {
   grade.keys[name + "_MAX"] = limits.max;
 }
 
-void add_primitive(SpeedGrade& grade, ClockPrimitive primitive, json_value limits) {
+void add_primitive(SpeedGrade& grade, ClockPrimitive primitive, JsonValue limits) {
   limits.allow_only({"input_mhz", "pfd_mhz", "vco_mhz", "output_mhz", "input_jitter_max_ui", "phy_mhz"});
   constexpr double kLeastMhz = 1e-6;  // a frequency is divided by
   primitive.input_mhz = range(limits.member("input_mhz"), kLeastMhz);
@@ -142,28 +142,28 @@ void add_primitive(SpeedGrade& grade, ClockPrimitive primitive, json_value limit
 
 }  // namespace
 
-void read_clock_primitives(json_value list, Counts& counts, std::vector<SpeedGrade>& grades) {
+void read_clock_primitives(JsonValue list, Counts& counts, std::vector<SpeedGrade>& grades) {
   UniqueNames names;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     ClockPrimitive primitive = read_primitive(value);
     names.add(value.member("name"), primitive.name);
     primitive.count = counts.of(primitive.name);
-    for_each_grade(value.member("limits"), grades, [&](SpeedGrade& grade, json_value limits) {
+    for_each_grade(value.member("limits"), grades, [&](SpeedGrade& grade, JsonValue limits) {
       SpeedGrade checked_only;
       add_primitive(primitive.count > 0 ? grade : checked_only, primitive, limits);
     });
   }
 }
 
-void read_clock_buffers(json_value list, Counts& counts, std::vector<SpeedGrade>& grades) {
+void read_clock_buffers(JsonValue list, Counts& counts, std::vector<SpeedGrade>& grades) {
   UniqueNames names;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only({"name", "limits"});
     ClockBuffer buffer;
     buffer.name = word(value.member("name"));
     names.add(value.member("name"), buffer.name);
     buffer.count = counts.of(buffer.name);
-    for_each_grade(value.member("limits"), grades, [&](SpeedGrade& grade, json_value limits) {
+    for_each_grade(value.member("limits"), grades, [&](SpeedGrade& grade, JsonValue limits) {
       limits.allow_only({"period_ns"});
       buffer.period_ns = range(limits.member("period_ns"), 1e-6);
       if (buffer.count == 0) return;

@@ -8,7 +8,7 @@ namespace {
 
 // A layout is a bank that has sites in place of pad names, to be repeated for each bank of its kind.
 struct Layout {
-  json_value pad_name;
+  JsonValue pad_name;
   IoBank bank;
 };
 
@@ -18,7 +18,7 @@ int index_of(std::vector<Pad> const& pads, std::string const& name) {
 }
 
 // Marks the sites of the optional list `sites` by `mark`.
-void mark_sites(std::optional<json_value> sites, std::vector<Pad>& pads, bool Pad::*mark) {
+void mark_sites(std::optional<JsonValue> sites, std::vector<Pad>& pads, bool Pad::*mark) {
   if (!sites) return;
   for (std::string const& site : expand_names(*sites)) {
     const int at = index_of(pads, site);
@@ -28,11 +28,11 @@ void mark_sites(std::optional<json_value> sites, std::vector<Pad>& pads, bool Pa
 }
 
 // One lane of a layout, but for its name.
-std::vector<Pad> read_lane(json_value value, PadBudget& budget) {
+std::vector<Pad> read_lane(JsonValue value, PadBudget& budget) {
   std::vector<Pad> pads;
   UniqueNames sites;
   int nibble = 0;
-  for (const json_value list : value.member("nibbles").items()) {
+  for (const JsonValue list : value.member("nibbles").items()) {
     std::vector<std::string> names = expand_names(list);
     budget.take(list, names.size());
     for (std::string& site : names) {
@@ -50,13 +50,13 @@ std::vector<Pad> read_lane(json_value value, PadBudget& budget) {
   return pads;
 }
 
-Layout read_layout(json_value value, PadBudget& budget) {
+Layout read_layout(JsonValue value, PadBudget& budget) {
   value.allow_only({"name", "kind", "vcco_v", "pad_name", "lanes"});
   Layout layout{value.member("pad_name"), {}};
   layout.bank.kind = word(value.member("kind"));
   layout.bank.vcco_v = range(value.member("vcco_v"));
   UniqueNames lanes;
-  for (const json_value lane : value.member("lanes").items()) {
+  for (const JsonValue lane : value.member("lanes").items()) {
     lane.allow_only({"names", "nibbles", "strobe", "clock"});
     const std::vector<Pad> lane_pads = read_lane(lane, budget);
     for (std::string const& name : expand_names(lane.member("names"))) {
@@ -69,11 +69,11 @@ Layout read_layout(json_value value, PadBudget& budget) {
   return layout;
 }
 
-std::map<std::string, Layout> read_layouts(json_value list, PadBudget& budget) {
+std::map<std::string, Layout> read_layouts(JsonValue list, PadBudget& budget) {
   std::map<std::string, Layout> layouts;
   UniqueNames names;
-  for (const json_value value : list.items()) {
-    const json_value name = value.member("name");
+  for (const JsonValue value : list.items()) {
+    const JsonValue name = value.member("name");
     names.add(name, word(name));
     layouts.emplace(name.text(), read_layout(value, budget));
   }
@@ -97,11 +97,11 @@ void name_pads(Layout const& layout, IoBank& bank, UniqueNames& names, PadBudget
 // The pins of one entry of a package, handed out in order.
 class PinSource {
  public:
-  PinSource(json_value entry, std::optional<BallRectangle> const& grid, std::size_t pads)
+  PinSource(JsonValue entry, std::optional<BallRectangle> const& grid, std::size_t pads)
       : entry_(entry), by_pad_(!entry.find("pins")) {
     if (by_pad_) return;
-    const json_value list = entry.member("pins");
-    for (const json_value value : list.items()) {
+    const JsonValue list = entry.member("pins");
+    for (const JsonValue value : list.items()) {
       const BallRectangle balls = with_pattern(value, [&] { return ball_rectangle(value.text()); });
       if (grid && !(grid->contains(balls.first) && grid->contains(balls.last)))
         value.refuse("balls of the package's grid");
@@ -119,7 +119,7 @@ class PinSource {
   }
 
  private:
-  json_value entry_;
+  JsonValue entry_;
   bool by_pad_;
   std::vector<std::string> names_;
   std::size_t used_ = 0;
@@ -127,7 +127,7 @@ class PinSource {
 
 // The banks or quads `numbers` of the die, which the package may not have yet.
 template <class Block>
-std::vector<Block> take_blocks(json_value list, std::vector<Block> const& of_die, std::vector<Block> const& taken) {
+std::vector<Block> take_blocks(JsonValue list, std::vector<Block> const& of_die, std::vector<Block> const& taken) {
   const auto find = [](std::vector<Block> const& blocks, int number) {
     return std::find_if(blocks.begin(), blocks.end(), [&](Block const& each) { return each.number == number; });
   };
@@ -143,7 +143,7 @@ std::vector<Block> take_blocks(json_value list, std::vector<Block> const& of_die
 }
 
 // Names of the lanes that an entry leaves without pins.
-std::set<std::string> lanes_without_pins(json_value entry, std::vector<IoBank> const& banks) {
+std::set<std::string> lanes_without_pins(JsonValue entry, std::vector<IoBank> const& banks) {
   std::set<std::string> names;
   const auto list = entry.find("without_lanes");
   if (!list) return names;
@@ -156,7 +156,7 @@ std::set<std::string> lanes_without_pins(json_value entry, std::vector<IoBank> c
   return names;
 }
 
-void bond_banks(json_value entry, std::optional<BallRectangle> const& grid, Device const& device, Package& package,
+void bond_banks(JsonValue entry, std::optional<BallRectangle> const& grid, Device const& device, Package& package,
                 PadBudget& budget) {
   std::vector<IoBank> banks = take_blocks(entry.member("banks"), device.banks, package.banks);
   const std::set<std::string> without = lanes_without_pins(entry, banks);
@@ -177,7 +177,7 @@ void bond_banks(json_value entry, std::optional<BallRectangle> const& grid, Devi
   }
 }
 
-void bond_quads(json_value entry, std::optional<BallRectangle> const& grid, Device const& device, Package& package,
+void bond_quads(JsonValue entry, std::optional<BallRectangle> const& grid, Device const& device, Package& package,
                 PadBudget& budget) {
   std::vector<Quad> quads = take_blocks(entry.member("quads"), device.quads, package.quads);
   std::size_t pads = 0;
@@ -196,14 +196,14 @@ void sort_by_number(std::vector<Block>& blocks) {
   std::sort(blocks.begin(), blocks.end(), [](Block const& a, Block const& b) { return a.number < b.number; });
 }
 
-Package read_package(json_value value, Device const& device, PadBudget& budget) {
+Package read_package(JsonValue value, Device const& device, PadBudget& budget) {
   value.allow_only({"name", "grid", "properties", "bonded"});
   Package package;
   package.name = word(value.member("name"));
   package.properties = properties(value.find("properties"));
   std::optional<BallRectangle> grid;
   if (const auto text = value.find("grid")) grid = with_pattern(*text, [&] { return ball_rectangle(text->text()); });
-  for (const json_value entry : value.member("bonded").items()) {
+  for (const JsonValue entry : value.member("bonded").items()) {
     if (entry.find("quads")) {
       entry.allow_only({"quads", "pins"});
       bond_quads(entry, grid, device, package, budget);
@@ -235,15 +235,15 @@ void pair_pads(std::vector<Pad>& pads) {
   }
 }
 
-void PadBudget::take(json_value value, std::size_t pads) {
+void PadBudget::take(JsonValue value, std::size_t pads) {
   used_ += pads;
   if (used_ > kMostPads)
     value.refuse("a device of at most " + std::to_string(kMostPads) + " pads and pins in all its packages");
 }
 
-void read_banks(json_value layouts_list, json_value list, Device& device, UniqueNames& pad_names, PadBudget& budget) {
+void read_banks(JsonValue layouts_list, JsonValue list, Device& device, UniqueNames& pad_names, PadBudget& budget) {
   const std::map<std::string, Layout> layouts = read_layouts(layouts_list, budget);
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only({"numbers", "layout", "slr"});
     const auto layout = layouts.find(value.member("layout").text());
     if (layout == layouts.end()) value.member("layout").refuse("the name of a bank layout");
@@ -262,9 +262,9 @@ void read_banks(json_value layouts_list, json_value list, Device& device, Unique
       list.refuse("banks of different numbers (" + std::to_string(device.banks[i].number) + " occurs twice)");
 }
 
-void read_packages(json_value list, Device& device, PadBudget& budget) {
+void read_packages(JsonValue list, Device& device, PadBudget& budget) {
   UniqueNames names;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     device.packages.push_back(read_package(value, device, budget));
     names.add(value.member("name"), device.packages.back().name);
   }

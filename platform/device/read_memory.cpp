@@ -10,10 +10,10 @@ namespace {
 constexpr int kMostWidth = 4096;
 
 // [[depth, width], ...], each of no more than `bits` bits.
-std::vector<Aspect> read_aspects(json_value list, int bits) {
+std::vector<Aspect> read_aspects(JsonValue list, int bits) {
   std::vector<Aspect> aspects;
-  for (const json_value value : list.items()) {
-    const json_range sides = value.items();
+  for (const JsonValue value : list.items()) {
+    const JsonRange sides = value.items();
     if (sides.size() != 2) value.refuse("a depth in words and a width in bits");
     const Aspect aspect{whole(sides[0], 1, bits), whole(sides[1], 1, kMostWidth)};
     if (std::int64_t{aspect.depth_words} * aspect.width_bits > bits)
@@ -24,7 +24,7 @@ std::vector<Aspect> read_aspects(json_value list, int bits) {
   return aspects;
 }
 
-MemoryInterface read_interface(json_value value) {
+MemoryInterface read_interface(JsonValue value) {
   value.allow_only({"type", "data_widths", "clock_ratios", "ranks_max", "ecc", "modules", "bank_kinds", "limits"});
   MemoryInterface memory;
   memory.type = word(value.member("type"));
@@ -38,16 +38,16 @@ MemoryInterface read_interface(json_value value) {
 }
 
 // Adds the sites of the file to the controllers, the same ones in each speed grade.
-void add_sites(json_value list, Device& device) {
+void add_sites(JsonValue list, Device& device) {
   UniqueNames names;
   std::set<int> banks;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only({"controller", "name", "slr", "banks"});
     ControllerSite site;
     site.name = word(value.member("name"));
     names.add(value.member("name"), site.name);
     site.slr = read_slr(value.member("slr"), device);
-    const json_value bank_list = value.member("banks");
+    const JsonValue bank_list = value.member("banks");
     if (!bank_list.items().empty()) site.banks = expand_numbers(bank_list);
     for (const int number : site.banks) {
       const auto at = std::find_if(device.banks.begin(), device.banks.end(),
@@ -69,9 +69,9 @@ void add_sites(json_value list, Device& device) {
 
 }  // namespace
 
-void read_block_memories(json_value list, Counts& counts, std::vector<SpeedGrade>& grades) {
+void read_block_memories(JsonValue list, Counts& counts, std::vector<SpeedGrade>& grades) {
   UniqueNames names;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only({"name", "bits", "cascade", "ecc", "single_port", "simple_dual_port", "true_dual_port", "limits"});
     BlockMemory memory;
     memory.name = word(value.member("name"));
@@ -83,7 +83,7 @@ void read_block_memories(json_value list, Counts& counts, std::vector<SpeedGrade
     memory.single_port = read_aspects(value.member("single_port"), memory.bits);
     memory.simple_dual_port = read_aspects(value.member("simple_dual_port"), memory.bits);
     memory.true_dual_port = read_aspects(value.member("true_dual_port"), memory.bits);
-    for_each_grade(value.member("limits"), grades, [&](SpeedGrade& grade, json_value limits) {
+    for_each_grade(value.member("limits"), grades, [&](SpeedGrade& grade, JsonValue limits) {
       limits.allow_only({"clock_max_mhz"});
       memory.clock_max_mhz = quantity(limits.member("clock_max_mhz"), 1e-6);
       if (memory.count > 0) grade.block_memories.push_back(memory);
@@ -91,9 +91,9 @@ void read_block_memories(json_value list, Counts& counts, std::vector<SpeedGrade
   }
 }
 
-void read_memory_controllers(json_value list, std::optional<json_value> sites, Device& device) {
+void read_memory_controllers(JsonValue list, std::optional<JsonValue> sites, Device& device) {
   UniqueNames names;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only({"name", "hard", "interfaces"});
     MemoryController controller;
     controller.name = word(value.member("name"));
@@ -101,10 +101,10 @@ void read_memory_controllers(json_value list, std::optional<json_value> sites, D
     controller.hard = value.member("hard").boolean();
     for (SpeedGrade& grade : device.speed_grades) grade.memory_controllers.push_back(controller);
     UniqueNames types;
-    for (const json_value entry : value.member("interfaces").items()) {
+    for (const JsonValue entry : value.member("interfaces").items()) {
       MemoryInterface memory = read_interface(entry);
       types.add(entry.member("type"), memory.type);
-      for_each_grade(entry.member("limits"), device.speed_grades, [&](SpeedGrade& grade, json_value limits) {
+      for_each_grade(entry.member("limits"), device.speed_grades, [&](SpeedGrade& grade, JsonValue limits) {
         limits.allow_only({"rate_mbps"});
         memory.rate_mbps = range(limits.member("rate_mbps"), 1e-6);
         grade.memory_controllers.back().interfaces.push_back(memory);

@@ -4,15 +4,15 @@
 namespace kdi::device {
 namespace {
 
-TransceiverPower read_transceiver(json_value value, PowerNames const& known) {
+TransceiverPower read_transceiver(JsonValue value, PowerNames const& known) {
   value.allow_only({"type", "points", "pll_w", "equaliser_w", "loss_w_per_db"});
   TransceiverPower power;
   power.type = word(value.member("type"));
   const auto plls = known.plls.find(power.type);
   if (plls == known.plls.end()) value.member("type").refuse("the type of a transceiver");
-  for (const json_value point : value.member("points").items()) {
+  for (const JsonValue point : value.member("points").items()) {
     point.allow_only({"line_rate_gbps", "tx_w", "rx_w"});
-    const json_value rate = point.member("line_rate_gbps");
+    const JsonValue rate = point.member("line_rate_gbps");
     const TransceiverPower::Point before = power.points.empty() ? TransceiverPower::Point{} : power.points.back();
     power.points.push_back({quantity(rate, 1e-6), quantity(point.member("tx_w")), quantity(point.member("rx_w"))});
     if (power.points.back().line_rate_gbps <= before.line_rate_gbps) rate.refuse("a line rate above the one before it");
@@ -21,7 +21,7 @@ TransceiverPower read_transceiver(json_value value, PowerNames const& known) {
   }
   if (power.points.empty()) value.member("points").refuse("at least one point");
   power.pll_w = quantities(value.member("pll_w"));
-  for (json_value pll : value.member("pll_w").members())
+  for (JsonValue pll : value.member("pll_w").members())
     if (plls->second.count(pll.name()) == 0) pll.refuse("the name of one of the transceiver's PLLs");
   for (std::string const& pll : plls->second) value.member("pll_w").member(pll);
   power.equaliser_w = quantities(value.member("equaliser_w"));
@@ -29,7 +29,7 @@ TransceiverPower read_transceiver(json_value value, PowerNames const& known) {
   return power;
 }
 
-MemoryPower read_memory(json_value value, PowerNames const& known) {
+MemoryPower read_memory(JsonValue value, PowerNames const& known) {
   value.allow_only({"type", "io_v", "controller_w", "controller_w_per_gbps", "lane_w", "write_w_per_gbps",
                     "read_w_per_gbps", "address_w_per_gbps", "ecc_ratio", "termination_w"});
   MemoryPower power;
@@ -47,7 +47,7 @@ MemoryPower read_memory(json_value value, PowerNames const& known) {
   return power;
 }
 
-ClockPower read_clock(json_value value, PowerNames const& known) {
+ClockPower read_clock(JsonValue value, PowerNames const& known) {
   value.allow_only({"primitive", "base_w", "w_per_vco_ghz", "w_per_output_ghz"});
   ClockPower power;
   power.primitive = word(value.member("primitive"));
@@ -60,10 +60,10 @@ ClockPower read_clock(json_value value, PowerNames const& known) {
 
 // A list of objects that are told apart by their member `key`.
 template <class Read>
-auto read_list(json_value list, char const* key, PowerNames const& known, Read read) {
+auto read_list(JsonValue list, char const* key, PowerNames const& known, Read read) {
   std::vector<decltype(read(list, known))> all;
   UniqueNames names;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     all.push_back(read(value, known));
     names.add(value.member(key), value.member(key).text());
   }
@@ -72,7 +72,7 @@ auto read_list(json_value list, char const* key, PowerNames const& known, Read r
 
 }  // namespace
 
-Power read_power(json_value object, PowerNames const& known) {
+Power read_power(JsonValue object, PowerNames const& known) {
   object.allow_only({"transceivers", "memories", "clocks", "fabric_w_per_ghz"});
   Power power;
   power.transceivers = read_list(object.member("transceivers"), "type", known, read_transceiver);

@@ -7,11 +7,11 @@ namespace kdi::device {
 namespace {
 
 struct TypePads {
-  json_value pad_name;
+  JsonValue pad_name;
   std::vector<std::string> sites;
 };
 
-TransceiverPll read_pll(json_value value) {
+TransceiverPll read_pll(JsonValue value) {
   value.allow_only({"name", "shared", "feedback", "reference_divide", "output_divides", "fraction_bits"});
   TransceiverPll pll;
   pll.name = word(value.member("name"));
@@ -23,14 +23,14 @@ TransceiverPll read_pll(json_value value) {
   return pll;
 }
 
-Transceiver read_type(json_value value) {
+Transceiver read_type(JsonValue value) {
   value.allow_only({"type", "channels_per_quad", "pads", "pad_name", "plls", "internal_widths", "user_widths",
                     "encodings", "modulations", "limits"});
   Transceiver transceiver;
   transceiver.type = word(value.member("type"));
   transceiver.channels_per_quad = whole(value.member("channels_per_quad"), 1, 64);
   UniqueNames names;
-  for (const json_value pll : value.member("plls").items()) {
+  for (const JsonValue pll : value.member("plls").items()) {
     transceiver.plls.push_back(read_pll(pll));
     names.add(pll.member("name"), transceiver.plls.back().name);
   }
@@ -41,10 +41,10 @@ Transceiver read_type(json_value value) {
   return transceiver;
 }
 
-void read_limits(json_value limits, Transceiver& transceiver) {
+void read_limits(JsonValue limits, Transceiver& transceiver) {
   limits.allow_only({"line_rate_gbps", "reference_mhz", "vco_ghz"});
   transceiver.line_rate_gbps.clear();
-  for (const json_value value : limits.member("line_rate_gbps").items()) {
+  for (const JsonValue value : limits.member("line_rate_gbps").items()) {
     const Range rates = range(value, 1e-6);
     if (!transceiver.line_rate_gbps.empty() && transceiver.line_rate_gbps.back().max >= rates.min)
       value.refuse("line rates above those before");
@@ -52,9 +52,9 @@ void read_limits(json_value limits, Transceiver& transceiver) {
   }
   if (transceiver.line_rate_gbps.empty()) limits.member("line_rate_gbps").refuse("at least one range");
   transceiver.reference_mhz = range(limits.member("reference_mhz"), 1e-6);
-  const json_value vco = limits.member("vco_ghz");
+  const JsonValue vco = limits.member("vco_ghz");
   for (TransceiverPll& pll : transceiver.plls) pll.vco_ghz = range(vco.member(pll.name), 1e-6);
-  for (const json_value value : vco.members())
+  for (const JsonValue value : vco.members())
     if (std::none_of(transceiver.plls.begin(), transceiver.plls.end(),
                      [&](TransceiverPll const& pll) { return pll.name == value.name(); }))
       value.refuse("the name of one of the transceiver's PLLs");
@@ -82,9 +82,9 @@ bool has_number(Device const& device, int number) {
          std::any_of(device.quads.begin(), device.quads.end(), same);
 }
 
-void read_quads(json_value list, std::map<std::string, TypePads> const& types, Device& device, UniqueNames& pad_names,
+void read_quads(JsonValue list, std::map<std::string, TypePads> const& types, Device& device, UniqueNames& pad_names,
                 PadBudget& budget) {
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     value.allow_only({"numbers", "type", "slr"});
     const auto type = types.find(value.member("type").text());
     if (type == types.end()) value.member("type").refuse("the type of a transceiver");
@@ -102,11 +102,11 @@ void read_quads(json_value list, std::map<std::string, TypePads> const& types, D
 
 }  // namespace
 
-void read_transceivers(json_value list, std::optional<json_value> quads, Device& device, UniqueNames& pad_names,
+void read_transceivers(JsonValue list, std::optional<JsonValue> quads, Device& device, UniqueNames& pad_names,
                        PadBudget& budget) {
   std::map<std::string, TypePads> types;
-  std::vector<std::pair<json_value, Transceiver>> all;
-  for (const json_value value : list.items()) {
+  std::vector<std::pair<JsonValue, Transceiver>> all;
+  for (const JsonValue value : list.items()) {
     Transceiver transceiver = read_type(value);
     TypePads pads{value.member("pad_name"), expand_names(value.member("pads"))};
     budget.take(value.member("pads"), pads.sites.size());

@@ -10,8 +10,8 @@ constexpr std::size_t kLongestWord = 64;
 
 }  // namespace
 
-Counts::Counts(json_value counts) {
-  for (const json_value entry : counts.members())
+Counts::Counts(JsonValue counts) {
+  for (const JsonValue entry : counts.members())
     entries_.emplace(entry.name(), Entry{entry, whole(entry, 1, kMostCount), false});
 }
 
@@ -27,7 +27,7 @@ void Counts::require_known() const {
     if (!entry.known) entry.value.refuse("the name of a clock primitive, a clock buffer or a block memory");
 }
 
-void UniqueNames::add(json_value value, std::string const& name) {
+void UniqueNames::add(JsonValue value, std::string const& name) {
   if (!names_.insert(name).second) value.refuse("a name that does not occur twice (\"" + name + "\" does)");
 }
 
@@ -38,29 +38,29 @@ bool is_word(std::string_view text) {
   });
 }
 
-std::string const& word(json_value value) {
+std::string const& word(JsonValue value) {
   std::string const& text = value.text();
   if (!is_word(text)) value.refuse("a word of letters, digits and _-+., at most 64 long");
   return text;
 }
 
-std::vector<std::string> words(json_value list) {
+std::vector<std::string> words(JsonValue list) {
   std::vector<std::string> all;
   UniqueNames seen;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     all.push_back(word(value));
     seen.add(value, all.back());
   }
   return all;
 }
 
-int whole(json_value value, int least, int most) { return static_cast<int>(value.integer(least, most)); }
+int whole(JsonValue value, int least, int most) { return static_cast<int>(value.integer(least, most)); }
 
-double quantity(json_value value, double least) { return value.number(least, kMostValue); }
+double quantity(JsonValue value, double least) { return value.number(least, kMostValue); }
 
-std::vector<int> ascending(json_value list, int most) {
+std::vector<int> ascending(JsonValue list, int most) {
   std::vector<int> all;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     all.push_back(whole(value, 1, most));
     if (all.size() > 1 && all[all.size() - 2] >= all.back()) value.refuse("a number above the one before it");
   }
@@ -68,15 +68,15 @@ std::vector<int> ascending(json_value list, int most) {
   return all;
 }
 
-Range range(json_value list, double least) {
-  const json_range ends = list.items();
+Range range(JsonValue list, double least) {
+  const JsonRange ends = list.items();
   if (ends.size() != 2) list.refuse("the lowest and the highest value");
   const Range values{quantity(ends[0], least), quantity(ends[1], least)};
   if (values.max < values.min) list.refuse("the lowest value before the highest");
   return values;
 }
 
-CounterRange counter(json_value object) {
+CounterRange counter(JsonValue object) {
   object.allow_only({"min", "max", "steps_per_unit", "fraction_min"});
   constexpr int kMostCounter = 100'000;
   CounterRange values;
@@ -92,28 +92,28 @@ CounterRange counter(json_value object) {
   return values;
 }
 
-Properties properties(std::optional<json_value> object) {
+Properties properties(std::optional<JsonValue> object) {
   Properties all;
   if (!object) return all;
   if (object->members().size() > kMostProperties)
     object->refuse("at most " + std::to_string(kMostProperties) + " properties");
-  for (const json_value value : object->members()) {
+  for (const JsonValue value : object->members()) {
     if (!is_word(value.name())) value.refuse("a property whose name is a word");
     all.emplace(value.name(), value.text());
   }
   return all;
 }
 
-std::map<std::string, double> quantities(json_value object) {
+std::map<std::string, double> quantities(JsonValue object) {
   std::map<std::string, double> all;
-  for (const json_value value : object.members()) all.emplace(value.name(), quantity(value));
+  for (const JsonValue value : object.members()) all.emplace(value.name(), quantity(value));
   return all;
 }
 
-std::vector<std::string> expand_names(json_value list) {
+std::vector<std::string> expand_names(JsonValue list) {
   std::vector<std::string> all;
   UniqueNames seen;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     for (std::string& name : with_pattern(value, [&] { return expand(value.text(), kMostNames); })) {
       if (!is_word(name)) value.refuse("a pattern of words");
       seen.add(value, name);
@@ -125,7 +125,7 @@ std::vector<std::string> expand_names(json_value list) {
   return all;
 }
 
-std::vector<int> expand_numbers(json_value list) {
+std::vector<int> expand_numbers(JsonValue list) {
   std::vector<int> all;
   for (std::string const& name : expand_names(list)) {
     const bool digits = name.size() <= 5 && name.find_first_not_of("0123456789") == std::string::npos;
@@ -136,7 +136,7 @@ std::vector<int> expand_numbers(json_value list) {
   return all;
 }
 
-int read_slr(json_value value, Device const& device) {
+int read_slr(JsonValue value, Device const& device) {
   return whole(value, 0, static_cast<int>(device.slrs.size()) - 1);
 }
 

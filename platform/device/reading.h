@@ -26,7 +26,7 @@ constexpr double kMostValue = 1e12;           ///< of any quantity
 /// though its family may describe it.
 class Counts {
  public:
-  explicit Counts(json_value counts);
+  explicit Counts(JsonValue counts);
 
   /// The count of `name`, 0 if there is none; marks it as known.
   int of(std::string const& name);
@@ -35,7 +35,7 @@ class Counts {
 
  private:
   struct Entry {
-    json_value value;
+    JsonValue value;
     int count = 0;
     bool known = false;
   };
@@ -46,7 +46,7 @@ class Counts {
 class UniqueNames {
  public:
   /// Refuses `name` at `value` if it came before.
-  void add(json_value value, std::string const& name);
+  void add(JsonValue value, std::string const& name);
   bool has(std::string const& name) const { return names_.count(name) != 0; }
 
  private:
@@ -54,42 +54,42 @@ class UniqueNames {
 };
 
 /// A text of letters, digits and `_ - + .`, not empty, at most 64 long.
-std::string const& word(json_value value);
+std::string const& word(JsonValue value);
 bool is_word(std::string_view text);
 /// A list of words without repetition.
-std::vector<std::string> words(json_value list);
+std::vector<std::string> words(JsonValue list);
 /// A list of whole numbers from 1 to `most` that ascend; not empty.
-std::vector<int> ascending(json_value list, int most);
-int whole(json_value value, int least, int most);
-double quantity(json_value value, double least = 0);
+std::vector<int> ascending(JsonValue list, int most);
+int whole(JsonValue value, int least, int most);
+double quantity(JsonValue value, double least = 0);
 /// [lowest, highest], both from `least`.
-Range range(json_value list, double least = 0);
-CounterRange counter(json_value object);
+Range range(JsonValue list, double least = 0);
+CounterRange counter(JsonValue object);
 /// None if there is no object.
-Properties properties(std::optional<json_value> object);
+Properties properties(std::optional<JsonValue> object);
 /// An object of numbers from 0 by name.
-std::map<std::string, double> quantities(json_value object);
+std::map<std::string, double> quantities(JsonValue object);
 
 /// Runs `use`, which works on a pattern that stands at `value`; says where it is wrong.
 template <class Use>
-auto with_pattern(json_value value, Use use) {
+auto with_pattern(JsonValue value, Use use) {
   try {
     return use();
-  } catch (pattern_error const& error) {
+  } catch (PatternError const& error) {
     value.refuse(error.what());
   }
 }
 
 /// The names of a list of patterns, all different.
-std::vector<std::string> expand_names(json_value list);
+std::vector<std::string> expand_names(JsonValue list);
 /// The same for numbers of banks or quads.
-std::vector<int> expand_numbers(json_value list);
+std::vector<int> expand_numbers(JsonValue list);
 
 /// Calls `read(grade, limits)` for each speed grade with what the object `limits` holds for it. It holds one object for
 /// each speed grade and nothing else.
 template <class Read>
-void for_each_grade(json_value limits, std::vector<SpeedGrade>& grades, Read read) {
-  for (const json_value entry : limits.members()) {
+void for_each_grade(JsonValue limits, std::vector<SpeedGrade>& grades, Read read) {
+  for (const JsonValue entry : limits.members()) {
     bool known = false;
     for (SpeedGrade const& grade : grades) known = known || grade.name == entry.name();
     if (!known) entry.refuse("the name of a speed grade");
@@ -98,29 +98,29 @@ void for_each_grade(json_value limits, std::vector<SpeedGrade>& grades, Read rea
 }
 
 // One section each, into every speed grade.
-void read_clock_primitives(json_value list, Counts& counts, std::vector<SpeedGrade>& grades);
-void read_clock_buffers(json_value list, Counts& counts, std::vector<SpeedGrade>& grades);
-void read_block_memories(json_value list, Counts& counts, std::vector<SpeedGrade>& grades);
+void read_clock_primitives(JsonValue list, Counts& counts, std::vector<SpeedGrade>& grades);
+void read_clock_buffers(JsonValue list, Counts& counts, std::vector<SpeedGrade>& grades);
+void read_block_memories(JsonValue list, Counts& counts, std::vector<SpeedGrade>& grades);
 /// `sites` may be missing. Banks and SLRs of `device` are read before.
-void read_memory_controllers(json_value list, std::optional<json_value> sites, Device& device);
+void read_memory_controllers(JsonValue list, std::optional<JsonValue> sites, Device& device);
 
 /// How many pads and pins a device may still have, so that a short file cannot ask for more than memory holds.
 class PadBudget {
  public:
   /// Refuses at `value` when they run out.
-  void take(json_value value, std::size_t pads);
+  void take(JsonValue value, std::size_t pads);
 
  private:
   std::size_t used_ = 0;
 };
 
 /// I/O banks of the die with their pads.
-void read_banks(json_value layouts, json_value list, Device& device, UniqueNames& pad_names, PadBudget& budget);
+void read_banks(JsonValue layouts, JsonValue list, Device& device, UniqueNames& pad_names, PadBudget& budget);
 /// Transceiver types, and the quads of the die with their pads. `quads` may be missing.
-void read_transceivers(json_value list, std::optional<json_value> quads, Device& device, UniqueNames& pad_names,
+void read_transceivers(JsonValue list, std::optional<JsonValue> quads, Device& device, UniqueNames& pad_names,
                        PadBudget& budget);
 /// Packages, with the pins of banks and quads.
-void read_packages(json_value list, Device& device, PadBudget& budget);
+void read_packages(JsonValue list, Device& device, PadBudget& budget);
 /// Joins pads whose names differ in a last letter of P and N as differential pairs.
 void pair_pads(std::vector<Pad>& pads);
 
@@ -130,8 +130,8 @@ struct PowerNames {
   std::set<std::string> memory_types;
   std::set<std::string> primitives;
 };
-Power read_power(json_value object, PowerNames const& known);
+Power read_power(JsonValue object, PowerNames const& known);
 
-int read_slr(json_value value, Device const& device);
+int read_slr(JsonValue value, Device const& device);
 
 }  // namespace kdi::device

@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     require(!parts.empty(), "a device without parts");
     for (Part const& part : parts) check_part(part);
     for (Package const& package : parts.front().device->packages) check_package(package);
-  } catch (kdi::json_error const& error) {
+  } catch (kdi::JsonError const& error) {
     const std::string text = error.what();
     require(text.rfind("input:", 0) == 0 && std::atoi(text.c_str() + 6) > 0, text.c_str());
   }

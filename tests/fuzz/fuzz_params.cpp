@@ -38,9 +38,9 @@ void check_error(std::string const& what, std::string const& text) {
   require(what.find('\n') == std::string::npos, "an error on two lines", text);
 }
 
-void check_values(std::vector<kdi::file_value> const& values, std::string const& text) {
+void check_values(std::vector<kdi::FileValue> const& values, std::string const& text) {
   std::vector<param_host::Parameter> parameters;
-  for (kdi::file_value const& value : values) {
+  for (kdi::FileValue const& value : values) {
     const auto canonical = kdi::canonical_value(type_of(value.name), value.value);
     require(canonical == value.value, "a value that is not in its one form", text);
     if (!kdi::is_parameter_name(value.name)) continue;
@@ -49,7 +49,7 @@ void check_values(std::vector<kdi::file_value> const& values, std::string const&
     parameter.value = value.value;
     parameters.push_back(parameter);
   }
-  const auto again = kdi::read_values(kdi::json_file(kdi::values_text(parameters), "g"), "g", type_of);
+  const auto again = kdi::read_values(kdi::JsonFile(kdi::values_text(parameters), "g"), "g", type_of);
   require(again.size() == parameters.size(), "a value that is not saved", text);
   for (std::size_t i = 0; i < again.size(); ++i)
     require(again[i].name == parameters[i].name && again[i].value == parameters[i].value,
@@ -62,9 +62,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   if (size < 1 || size > kLongestText) return 0;
   const std::string text(reinterpret_cast<char const*>(data + 1), size - 1);
   try {
-    const kdi::json_file file(text, "f");
+    const kdi::JsonFile file(text, "f");
     if (data[0] % 2 != 0) {
-      for (kdi::file_declaration const& read : kdi::read_declarations(file)) {
+      for (kdi::FileDeclaration const& read : kdi::read_declarations(file)) {
         require(kdi::is_parameter_name(read.declaration.name), "a name that is none", text);
         require(kdi::canonical_value(read.declaration.type, read.declaration.default_value) ==
                     read.declaration.default_value,
@@ -73,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     } else {
       check_values(kdi::read_values(file, "f", type_of), text);
     }
-  } catch (kdi::json_error const& error) {
+  } catch (kdi::JsonError const& error) {
     check_error(error.what(), text);
   }
   return 0;

@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     std::map<std::string, float> breakdown;
     check(kdi::power::gt_power(part, model, transceivers(), breakdown), breakdown, text);
     check(kdi::power::memory_power(part, model, memory(), breakdown), breakdown, text);
-  } catch (kdi::json_error const& error) {
+  } catch (kdi::JsonError const& error) {
     const std::string what = error.what();
     require(what.starts_with("f:") && what.find(": expected ") != std::string::npos, "an error without its place",
             what);

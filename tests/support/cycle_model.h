@@ -20,7 +20,7 @@ class CycleModel {
   struct Code {
     unsigned id = 0;
     unsigned iterations = 0;
-    fec::code_config config;
+    fec::CodeConfig config;
     unsigned iteration = 0;
     unsigned layer = 0;
     std::bitset<256> free = std::bitset<256>().set();
@@ -28,8 +28,8 @@ class CycleModel {
     unsigned long long finished_at = 0;
   };
 
-  CycleModel(unsigned delay, fec::capacity_row const& capacities, fec::XLogger& logger,
-             fec::perf_analyser::stream_rates rates = {})
+  CycleModel(unsigned delay, fec::CapacityRow const& capacities, fec::XLogger& logger,
+             fec::perf_analyser::StreamRates rates = {})
       : capacities_(capacities), logger_(logger), rates_(rates), delay_line_(delay, false) {}
 
   void add(Code code) {
@@ -242,9 +242,9 @@ class CycleModel {
     if (++update_cycle_ == updating_->length) updating_.reset();
   }
 
-  fec::capacity_row capacities_;
+  fec::CapacityRow capacities_;
   fec::XLogger& logger_;
-  fec::perf_analyser::stream_rates rates_;
+  fec::perf_analyser::StreamRates rates_;
   unsigned long long now_ = 0;
   std::deque<Code> input_, codes_;
   std::deque<Code*> resident_, output_;

@@ -7,7 +7,7 @@
 
 namespace test_support {
 
-inline std::string dict_text(fec::code_spec const& spec) {
+inline std::string dict_text(fec::CodeSpec const& spec) {
   const auto list = [](std::vector<std::uint32_t> const& values) {
     std::string text;
     for (std::uint32_t value : values) text += (text.empty() ? "" : " ") + std::to_string(value);

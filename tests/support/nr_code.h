@@ -36,7 +36,7 @@ inline std::vector<unsigned> lifting_sizes() {
 
 /// The code of base graph `graph` (1 or 2) and lifting size `z`, as a decoder code. With `kb` below 10, base graph 2
 /// loses its information columns from kb on and the later columns are renumbered.
-inline fec::code_spec nr_code(int graph, unsigned z, unsigned kb = 0) {
+inline fec::CodeSpec nr_code(int graph, unsigned z, unsigned kb = 0) {
   constexpr std::array<unsigned, 3> kFullKb{0, 22, 10};
   constexpr std::array<unsigned, 3> kColumns{0, 68, 52};
   const auto g = static_cast<std::size_t>(graph);
@@ -46,7 +46,7 @@ inline fec::code_spec nr_code(int graph, unsigned z, unsigned kb = 0) {
     if (row[1] == z) set = row[0];
   if (set == 8) throw std::runtime_error(std::to_string(z) + " is no lifting size");
 
-  fec::code_spec spec;
+  fec::CodeSpec spec;
   spec.p = z;
   spec.n = (kColumns[g] - removed) * z;
   spec.k = (kFullKb[g] - removed) * z;

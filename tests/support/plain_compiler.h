@@ -31,7 +31,7 @@ using u32 = std::uint32_t;
 struct core {
   unsigned min_slots;
   unsigned decoder_delay, encoder_delay;
-  fec::capacity_row capacities;
+  fec::CapacityRow capacities;
 };
 
 template <class Variant>
@@ -40,15 +40,15 @@ core core_of() {
 }
 
 struct compiled {
-  fec::code_config config;
-  fec::code_stats stats;
+  fec::CodeConfig config;
+  fec::CodeStats stats;
   std::vector<std::string> messages;  // severity, then text
   bool is_whole = false;              // false: it ended at a limit that lets no further step run
 };
 
 class compiler {
  public:
-  compiler(fec::code_spec const& spec, core const& core, bool quiet) : spec_(spec), core_(core), quiet_(quiet) {}
+  compiler(fec::CodeSpec const& spec, core const& core, bool quiet) : spec_(spec), core_(core), quiet_(quiet) {}
 
   compiled run() && {
     result_.is_whole = run_steps();
@@ -58,8 +58,8 @@ class compiler {
  private:
   using matrix = std::vector<std::vector<std::vector<u32>>>;  // rows, columns, shifts
 
-  fec::code_config& config() { return result_.config; }
-  fec::code_stats& stats() { return result_.stats; }
+  fec::CodeConfig& config() { return result_.config; }
+  fec::CodeStats& stats() { return result_.stats; }
 
   void error(std::string const& text) {
     result_.messages.push_back("1" + text);
@@ -352,7 +352,7 @@ class compiler {
     std::map<std::pair<unsigned, unsigned>, unsigned> virtual_of;  // copy and real column
     unsigned highest = 0;
 
-    fec::code_config const before = config();
+    fec::CodeConfig const before = config();
     std::vector<fec::ldpc_code_element_t> qc;
     std::vector<u32> dc, stall, extra, scale;
     const auto add_layer = [&](std::size_t of, std::vector<fec::ldpc_code_element_t> const& ops, bool is_extra) {
@@ -414,7 +414,7 @@ class compiler {
       stats().packing_efficiency = 0;
       return;
     }
-    packing_rules rules;
+    PackingRules rules;
     rules.pf = pf_;
     rules.min_slots = core_.min_slots;
     rules.align_closings = stats().wgt != 1.0 && spec_.enable_wgt1 != 0;
@@ -531,7 +531,7 @@ class compiler {
     stats().dec_ok = spec_.encode == 0 && !failed_;
   }
 
-  fec::code_spec const& spec_;
+  fec::CodeSpec const& spec_;
   core core_;
   bool quiet_;
   compiled result_;
@@ -544,12 +544,12 @@ class compiler {
   bool encoder_ok_ = false;
 };
 
-inline compiled compile(fec::code_spec const& spec, core const& core, bool quiet = false) {
+inline compiled compile(fec::CodeSpec const& spec, core const& core, bool quiet = false) {
   return compiler(spec, core, quiet).run();
 }
 
 /// What differs first between two compiled codes, by the name of its field; empty if nothing does.
-inline std::string difference(fec::code_config const& a, fec::code_config const& b) {
+inline std::string difference(fec::CodeConfig const& a, fec::CodeConfig const& b) {
 #define PLAIN_COMPARE(field) \
   if (a.field != b.field) return #field
   PLAIN_COMPARE(n);
@@ -572,7 +572,7 @@ inline std::string difference(fec::code_config const& a, fec::code_config const&
 }
 
 /// The same for their figures.
-inline std::string difference(fec::code_stats const& a, fec::code_stats const& b) {
+inline std::string difference(fec::CodeStats const& a, fec::CodeStats const& b) {
   const auto differ = [](double x, double y) { return std::abs(x - y) > 1e-9 * std::max(1.0, std::abs(y)); };
 #define PLAIN_COMPARE(field) \
   if (differ(a.field, b.field)) return #field

@@ -13,9 +13,9 @@
 
 namespace plain {
 
-using fec::code_config;
+using fec::CodeConfig;
 using fec::ldpc_code_element_t;
-using fec::packing_rules;
+using fec::PackingRules;
 
 inline ldpc_code_element_t pad(unsigned last) {
   ldpc_code_element_t op;
@@ -83,7 +83,7 @@ struct packed {
   std::vector<std::size_t> empty_layers;
 };
 
-inline packed pack(code_config const& config, packing_rules rules) {
+inline packed pack(CodeConfig const& config, PackingRules rules) {
   packed result;
   const bool compressed = config.compress_packing == 1;
   unsigned banks_count = rules.pf;

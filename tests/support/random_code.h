@@ -11,9 +11,9 @@ namespace test_support {
 
 /// What the analyser may be given, also what no compiler would make: columns twice in a layer, columns that do not
 /// exist, layers without operations, fewer operations than the layers count.
-inline fec::code_config random_compiled_code(Random& random) {
+inline fec::CodeConfig random_compiled_code(Random& random) {
   constexpr unsigned kSizes[] = {8, 32, 40, 64, 96, 128, 200, 300, 500};
-  fec::code_config config;
+  fec::CodeConfig config;
   config.p = kSizes[random.below(9)];
   config.mv = (config.p + 127) / 128;
   config.no_packing = random.one_in(5);
@@ -55,9 +55,9 @@ inline fec::code_config random_compiled_code(Random& random) {
 }
 
 /// A code that a script could give; most of them compile.
-inline fec::code_spec random_spec(Random& random) {
+inline fec::CodeSpec random_spec(Random& random) {
   constexpr unsigned kSizes[] = {8, 24, 32, 48, 64, 96, 128, 160, 256, 384};
-  fec::code_spec spec;
+  fec::CodeSpec spec;
   spec.p = kSizes[random.below(10)];
   const unsigned info = 3 + random.below(12);
   const unsigned rows = 3 + random.below(14);
@@ -79,9 +79,9 @@ inline fec::code_spec random_spec(Random& random) {
 
 /// A decoder code with circulants of weight above 1, in few and in many columns, at every size that the core can expand
 /// and some that it cannot, under every packing. Some break a limit.
-inline fec::code_spec random_weighted_spec(Random& random) {
+inline fec::CodeSpec random_weighted_spec(Random& random) {
   constexpr unsigned kSizes[] = {2, 3, 8, 17, 31, 32, 33, 40, 48, 63, 64, 65, 96, 127, 128, 129};
-  fec::code_spec spec;
+  fec::CodeSpec spec;
   spec.p = kSizes[random.below(16)];
   const unsigned info = 1 + random.below(random.one_in(5) ? 60 : 12);
   const unsigned rows = 1 + random.below(random.one_in(5) ? 40 : 10);
@@ -110,9 +110,9 @@ inline fec::code_spec random_weighted_spec(Random& random) {
 
 /// A code that a script could give by mistake as well: rows left out, positions named twice, weights that nothing
 /// allows, sizes at and behind every bound. Half of the encoder's have a double diagonal, some of these a flawed one.
-inline fec::code_spec random_odd_spec(Random& random) {
+inline fec::CodeSpec random_odd_spec(Random& random) {
   constexpr unsigned kSizes[] = {1, 2, 3, 4, 31, 32, 33, 63, 64, 65, 127, 128, 129, 255, 256, 257, 511, 512, 513, 700};
-  fec::code_spec spec;
+  fec::CodeSpec spec;
   spec.p = kSizes[random.below(20)];
   const unsigned info = random.below(random.one_in(6) ? 60 : 9);
   const unsigned rows = 1 + random.below(random.one_in(6) ? 120 : 9);

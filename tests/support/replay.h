@@ -22,7 +22,7 @@ struct Hazard {
   unsigned column;
 };
 
-inline std::optional<Hazard> replay(fec::code_config const& code, std::vector<std::uint32_t> const& stalls,
+inline std::optional<Hazard> replay(fec::CodeConfig const& code, std::vector<std::uint32_t> const& stalls,
                                     unsigned delay, unsigned iterations) {
   const unsigned at_once = code.no_packing != 0 || code.p > 64 ? 1 : code.p > 32 ? 2 : 4;
   const unsigned cycles_each = code.mv;
@@ -74,7 +74,7 @@ inline std::optional<Hazard> replay(fec::code_config const& code, std::vector<st
 
 /// Why `stalls` are not right for the code: a read that comes too early, or a count that could be one lower. Empty
 /// text: they are sufficient and minimal. Minimal in steady state: the lowered code fails within `iterations`.
-inline std::string fault_of(fec::code_config const& code, std::vector<std::uint32_t> const& stalls, unsigned delay,
+inline std::string fault_of(fec::CodeConfig const& code, std::vector<std::uint32_t> const& stalls, unsigned delay,
                             unsigned iterations) {
   if (const auto hazard = replay(code, stalls, delay, iterations))
     return "iteration " + std::to_string(hazard->iteration) + " layer " + std::to_string(hazard->layer) +

@@ -13,24 +13,24 @@
 
 namespace truth {
 
-using cost_t = std::uint64_t;
-constexpr cost_t kNone = std::numeric_limits<cost_t>::max() / 4;
+using Cost = std::uint64_t;
+constexpr Cost kNone = std::numeric_limits<Cost>::max() / 4;
 
 struct shape {
   int units;  ///< depth
   int width;
-  cost_t for_tile, for_row;
+  Cost for_tile, for_row;
 };
 
 /// All tilings that a sequence of straight cuts makes: each rectangle is one primitive, or is cut across its bits or
 /// its rows at any place into two that are searched alike. Rows cost nothing here.
-class cut_search {
+class CutSearch {
  public:
-  cut_search(std::vector<shape> const& shapes, int most_width, int most_units)
+  CutSearch(std::vector<shape> const& shapes, int most_width, int most_units)
       : most_units_(most_units), cost_(static_cast<std::size_t>((most_width + 1) * (most_units + 1)), kNone) {
     for (int w = 1; w <= most_width; ++w)
       for (int n = 1; n <= most_units; ++n) {
-        cost_t best = kNone;
+        Cost best = kNone;
         for (shape const& one : shapes)
           if (one.width >= w && one.units >= n) best = std::min(best, one.for_tile);
         for (int a = 1; 2 * a <= w; ++a) best = std::min(best, cost(a, n) + cost(w - a, n));
@@ -39,26 +39,26 @@ class cut_search {
       }
   }
 
-  cost_t cost(int width, int units) const { return cost_[at(width, units)]; }
+  Cost cost(int width, int units) const { return cost_[at(width, units)]; }
 
  private:
   std::size_t at(int width, int units) const { return static_cast<std::size_t>(width * (most_units_ + 1) + units); }
 
   int most_units_;
-  std::vector<cost_t> cost_;
+  std::vector<Cost> cost_;
 };
 
 /// The same for tilings in which a primitive holds the rows from a multiple of its depth on, as many as it or the
 /// memory has, with costs of rows. The memory has `units` of `unit_rows`, the last of them `last_rows`.
-class block_search {
+class BlockSearch {
  public:
-  block_search(std::vector<shape> const& shapes, int most_width, int units, int unit_rows, int last_rows)
+  BlockSearch(std::vector<shape> const& shapes, int most_width, int units, int unit_rows, int last_rows)
       : units_(units), cost_(static_cast<std::size_t>((most_width + 1) * (units + 1) * (units + 1)), kNone) {
     for (int w = 1; w <= most_width; ++w)
       for (int n = 1; n <= units; ++n)
         for (int first = 0, end = n; end <= units; ++first, ++end) {
-          const auto rows = static_cast<cost_t>(n * unit_rows - (end == units ? unit_rows - last_rows : 0));
-          cost_t best = kNone;
+          const auto rows = static_cast<Cost>(n * unit_rows - (end == units ? unit_rows - last_rows : 0));
+          Cost best = kNone;
           for (shape const& one : shapes)
             if (one.width >= w && first % one.units == 0 && end == std::min(units, first + one.units))
               best = std::min(best, one.for_tile + rows * one.for_row);
@@ -70,7 +70,7 @@ class block_search {
         }
   }
 
-  cost_t cost(int width) const { return cost_[at(width, 0, units_)]; }
+  Cost cost(int width) const { return cost_[at(width, 0, units_)]; }
 
  private:
   std::size_t at(int width, int first, int end) const {
@@ -78,22 +78,22 @@ class block_search {
   }
 
   int units_;
-  std::vector<cost_t> cost_;
+  std::vector<Cost> cost_;
 };
 
 /// A bound below every tiling, straight cuts or not, and below every other arrangement in which a primitive holds
 /// consecutive rows: all ways to have, for each unit of rows, primitives of enough width that hold it. Rows cost
 /// nothing here.
-inline cost_t cheapest_cover(std::vector<shape> const& shapes, int width, int units) {
+inline Cost cheapest_cover(std::vector<shape> const& shapes, int width, int units) {
   // Front: for each amount of width that is already there in the coming units, the least cost. A primitive that is not
   // needed in a unit may as well begin in the next, so as few as do are added to each unit.
   using cover = std::vector<int>;
-  std::map<cover, cost_t> front{{cover(static_cast<std::size_t>(units), 0), 0}};
+  std::map<cover, Cost> front{{cover(static_cast<std::size_t>(units), 0), 0}};
   std::vector<shape> by_width = shapes;
   std::sort(by_width.begin(), by_width.end(), [](shape const& a, shape const& b) { return a.width > b.width; });
   for (int unit = 0; unit < units; ++unit) {
-    std::map<cover, cost_t> next;
-    const auto add = [&](auto const& self, cover& have, cost_t cost, std::size_t from) -> void {
+    std::map<cover, Cost> next;
+    const auto add = [&](auto const& self, cover& have, Cost cost, std::size_t from) -> void {
       if (have[0] >= width) {
         const auto [entry, is_new] = next.emplace(cover(have.begin() + 1, have.end()), cost);
         if (!is_new) entry->second = std::min(entry->second, cost);

@@ -23,7 +23,7 @@ std::vector<std::string> split(std::string const& text) {
   return {std::istream_iterator<std::string>(stream), {}};
 }
 
-bmg::tiling tile(std::string const& text, char const* version = "v8_4") {
+bmg::Tiling tile(std::string const& text, char const* version = "v8_4") {
   const std::vector<std::string> words = split(text);
   return bmg::tile_memory(version, {words.begin(), words.end()});
 }
@@ -32,7 +32,7 @@ bmg::tiling tile(std::string const& text, char const* version = "v8_4") {
 std::string fault_of(std::string const& text, char const* version = "v8_4") {
   try {
     tile(text, version);
-  } catch (bmg::fault const& error) {
+  } catch (bmg::Fault const& error) {
     return std::to_string(static_cast<int>(error.reason())) + " " + error.what();
   }
   return {};
@@ -122,7 +122,7 @@ TEST(BlockMemory, CountsThePrimitivesOfKnownMemories) {
   EXPECT_EQ(tile("type dual_port_rom width_a 72 depth_a 512 primitives 36").count(36), 2);
   EXPECT_EQ(tile(ram + "width_a 72 depth_a 512 algorithm fixed_primitive shape 1024x18").count(18), 4);
   // A third memory of the largest size: as many of the larger primitives as make whole ones.
-  const bmg::tiling mixed = tile(ram + "width_a 36 depth_a 1280");
+  const bmg::Tiling mixed = tile(ram + "width_a 36 depth_a 1280");
   EXPECT_EQ(mixed.count(36), 1);
   EXPECT_EQ(mixed.count(18), 0);
   EXPECT_EQ(mixed.count(9), 1);
@@ -142,8 +142,8 @@ TEST(BlockMemory, CountsCheckBitsAndLanes) {
 }
 
 TEST(BlockMemory, TakesEitherPortAsTheNarrowOne) {
-  const bmg::tiling a = tile("type simple_dual_port_ram width_a 8 depth_a 4096 width_b 64 depth_b 512 primitives 36");
-  const bmg::tiling b = tile("type simple_dual_port_ram width_a 64 depth_a 512 width_b 8 depth_b 4096 primitives 36");
+  const bmg::Tiling a = tile("type simple_dual_port_ram width_a 8 depth_a 4096 width_b 64 depth_b 512 primitives 36");
+  const bmg::Tiling b = tile("type simple_dual_port_ram width_a 64 depth_a 512 width_b 8 depth_b 4096 primitives 36");
   EXPECT_EQ(a.width, 8);
   EXPECT_EQ(a.depth, 4096);
   EXPECT_EQ(a.count(36), 1);
@@ -156,23 +156,23 @@ TEST(BlockMemory, TakesEitherPortAsTheNarrowOne) {
 
 TEST(BlockMemory, GivesPowerByItsFormula) {
   // 2 primitives of 36 kilobits, one column, accessed in every cycle by one port of 72 bits.
-  const bmg::tiling fixed =
+  const bmg::Tiling fixed =
       tile("type single_port_ram width_a 72 depth_a 1024 algorithm fixed_primitive shape 512x72 clock_mhz 200", "v8_3");
   EXPECT_EQ(fixed.power_nw, 2 * 120 * 1000 + 2 * 200 * (6500 + 72 * 200));
   EXPECT_EQ(fixed.power_mw(), 9);  // 8.6
   EXPECT_EQ(fixed.mux_inputs(), 2);
   // Low power wakes one of them at a time, and two ports take twice the accesses.
-  const bmg::tiling gated =
+  const bmg::Tiling gated =
       tile("type simple_dual_port_ram width_a 72 depth_a 1024 algorithm low_power primitives 36 clock_mhz 200", "v8_3");
   EXPECT_EQ(gated.power_nw, 2 * 120 * 1000 + 200 * 2 * (6500 + 72 * 200));
 }
 
-using figure_t = int (*)(int, char**, int*);
-struct figures_of_version {
+using Figure = int (*)(int, char**, int*);
+struct FiguresOfVersion {
   char const* version;
-  figure_t nines, eighteens, thirty_sixes, mux, power;
+  Figure nines, eighteens, thirty_sixes, mux, power;
 };
-constexpr figures_of_version kVersions[] = {
+constexpr FiguresOfVersion kVersions[] = {
     {"v8_3", Ip_blk_mem_gen_v8_3_placement_algo_num_prims_9, Ip_blk_mem_gen_v8_3_placement_algo_num_prims_18,
      Ip_blk_mem_gen_v8_3_placement_algo_num_prims_36, Ip_blk_mem_gen_v8_3_placement_algo_mux_size,
      Ip_blk_mem_gen_v8_3_placement_algo_power_report},
@@ -192,7 +192,7 @@ TEST(BlockMemory, FunctionsGiveTheFiguresOfTheTiling) {
     for (std::string& word : words) argv.push_back(word.data());
     const int argc = static_cast<int>(argv.size());
     for (auto const& [version, nines, eighteens, thirty_sixes, mux, power] : kVersions) {
-      const bmg::tiling tiling = bmg::tile_memory(version, {words.begin(), words.end()});
+      const bmg::Tiling tiling = bmg::tile_memory(version, {words.begin(), words.end()});
       int status = 5;
       EXPECT_EQ(nines(argc, argv.data(), &status), tiling.count(9));
       EXPECT_EQ(status, 0);
@@ -257,12 +257,12 @@ TEST(BlockMemory, SurvivesAnyWords) {
       words.insert(words.end(), {kWords[3 + pick(8)], kWords[11 + pick(kWords.size() - 11)]});
     if (pick(10) == 0) words.push_back(kWords[pick(kWords.size())]);
     try {
-      const bmg::tiling tiling = bmg::tile_memory("v8_4", {words.begin(), words.end()});
+      const bmg::Tiling tiling = bmg::tile_memory("v8_4", {words.begin(), words.end()});
       ++tiled;
       EXPECT_GT(tiling.power_nw, 0);
       EXPECT_GT(tiling.mux_inputs(), 0);
       EXPECT_GT(tiling.count(9) + tiling.count(18) + tiling.count(36), 0);
-    } catch (bmg::fault const& error) {
+    } catch (bmg::Fault const& error) {
       EXPECT_LT(static_cast<int>(error.reason()), 0);
       EXPECT_NE(error.what(), std::string());
     }

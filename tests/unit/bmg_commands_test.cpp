@@ -123,8 +123,8 @@ TEST_F(BmgCommands, CopyTheirWordsButForTheMultiplexer) {
 
 TEST_F(BmgCommands, HandlersAreExportedUnderTheirFunctionsNames) {
   for (std::string const& name : names()) {
-    using handler_t = int (*)(ClientData, Tcl_Interp*, int, Tcl_Obj* const[]);
-    const auto handler = reinterpret_cast<handler_t>(dlsym(RTLD_DEFAULT, (name + "_tcl").c_str()));
+    using Handler = int (*)(ClientData, Tcl_Interp*, int, Tcl_Obj* const[]);
+    const auto handler = reinterpret_cast<Handler>(dlsym(RTLD_DEFAULT, (name + "_tcl").c_str()));
     ASSERT_NE(handler, nullptr) << name;
     EXPECT_EQ(handler(nullptr, interp_, 1, nullptr), TCL_ERROR);
     EXPECT_EQ(result(), "Error: Incorrect number of arguments");

@@ -18,28 +18,28 @@
 
 namespace {
 
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 void collect(void* list, int severity, char const* text) {
-  static_cast<texts_t*>(list)->push_back(std::to_string(severity) + text);
+  static_cast<Texts*>(list)->push_back(std::to_string(severity) + text);
 }
 
 struct compiled {
   ldpc::ldpc_code_config_t config;
   ldpc::ldpc_code_stats_t stats;
-  texts_t texts;
+  Texts texts;
 };
 
-compiled compile(fec::code_spec const& plain, bool quiet = false, unsigned min_slots = 1) {
+compiled compile(fec::CodeSpec const& plain, bool quiet = false, unsigned min_slots = 1) {
   ldpc::ldpc_code_spec_t spec;
-  static_cast<fec::code_spec&>(spec) = plain;
+  static_cast<fec::CodeSpec&>(spec) = plain;
   compiled result;
   ldpc::gen_ldpc_code_config(spec, result.config, result.stats, collect, &result.texts, min_slots, quiet);
   return result;
 }
 
-fec::code_spec code(unsigned n, unsigned k, unsigned p, std::vector<std::vector<unsigned>> const& rows) {
-  fec::code_spec spec;
+fec::CodeSpec code(unsigned n, unsigned k, unsigned p, std::vector<std::vector<unsigned>> const& rows) {
+  fec::CodeSpec spec;
   spec.n = n;
   spec.k = k;
   spec.p = p;
@@ -50,7 +50,7 @@ fec::code_spec code(unsigned n, unsigned k, unsigned p, std::vector<std::vector<
 
 template <class Variant>
 class Compiler : public testing::Test {};
-using Cores = testing::Types<sd_fec::variant, ldpc::variant>;
+using Cores = testing::Types<sd_fec::Variant, ldpc::Variant>;
 TYPED_TEST_SUITE(Compiler, Cores);
 
 TYPED_TEST(Compiler, EqualsThePlainCompiler) {
@@ -60,13 +60,13 @@ TYPED_TEST(Compiler, EqualsThePlainCompiler) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     test_support::Random random(seed);
     fec::ldpc_code_spec_t<TypeParam> spec;
-    static_cast<fec::code_spec&>(spec) =
+    static_cast<fec::CodeSpec&>(spec) =
         random.one_in(4) ? test_support::random_spec(random) : test_support::random_odd_spec(random);
     const bool quiet = random.one_in(8);
     const plain::compiled expected = plain::compile(spec, plain::core_of<TypeParam>(), quiet);
     fec::ldpc_code_config_t<TypeParam> config;
     fec::ldpc_code_stats_t<TypeParam> stats;
-    texts_t texts;
+    Texts texts;
     fec::gen_ldpc_code_config(spec, config, stats, collect, &texts, TypeParam::kMinSlots, quiet);
     ASSERT_EQ(texts, expected.messages);
     for (std::string const& text : texts) kinds_of_reports.insert(text.substr(0, text.find_first_of("0123456789", 1)));
@@ -88,7 +88,7 @@ TYPED_TEST(Compiler, EqualsThePlainCompiler) {
 TEST(CodeConfig, QuietSilencesWarningsButNotErrors) {
   const auto spec = code(1024, 1024, 128, {{0, 1, 2, 3, 4, 5, 6, 7}});
   EXPECT_GT(compile(spec).texts.size(), 1U);
-  EXPECT_EQ(compile(spec, true).texts, (texts_t{"1ERROR: Unsupported parity length: 2 <= N-K(0) <= 32766"}));
+  EXPECT_EQ(compile(spec, true).texts, (Texts{"1ERROR: Unsupported parity length: 2 <= N-K(0) <= 32766"}));
 }
 
 TEST(CodeConfig, TheOutputParityCheckWarningGoesOutEvenWhenQuiet) {
@@ -101,7 +101,7 @@ TEST(CodeConfig, TheOutputParityCheckWarningGoesOutEvenWhenQuiet) {
 
 TEST(CodeConfig, WorksWithoutACallback) {
   ldpc::ldpc_code_spec_t spec;
-  static_cast<fec::code_spec&>(spec) = code(1024, 1024, 128, {{0, 1}});
+  static_cast<fec::CodeSpec&>(spec) = code(1024, 1024, 128, {{0, 1}});
   ldpc::ldpc_code_config_t config;
   ldpc::ldpc_code_stats_t stats;
   ldpc::gen_ldpc_code_config(spec, config, stats, nullptr, nullptr, 1, false);
@@ -112,7 +112,7 @@ TEST(CodeConfig, WorksWithoutACallback) {
 TEST(CodeConfig, ForgetsWhatTheRecordsHeldBefore) {
   compiled result = compile(test_support::nr_code(2, 16));
   ldpc::ldpc_code_spec_t spec;
-  static_cast<fec::code_spec&>(spec) = code(1024, 512, 128, {{0, 1, 2, 3, 4, 5, 6, 7}});
+  static_cast<fec::CodeSpec&>(spec) = code(1024, 512, 128, {{0, 1, 2, 3, 4, 5, 6, 7}});
   ldpc::gen_ldpc_code_config(spec, result.config, result.stats, nullptr, nullptr, 1, false);
   EXPECT_EQ(result.config.nlayers, 1U);
   EXPECT_EQ(result.config.qc.size(), 8U);
@@ -143,8 +143,8 @@ TEST(CodeConfig, CountsDegreesOperationsAndStalls) {
 
 TEST(CodeConfig, LeavesStatisticsOfNothingAtTheirStart) {
   const auto result = compile(code(256, 128, 128, {}));
-  EXPECT_EQ(result.stats.dc_min, fec::code_stats::kNone);
-  EXPECT_EQ(result.stats.stall_min, fec::code_stats::kNone);
+  EXPECT_EQ(result.stats.dc_min, fec::CodeStats::kNone);
+  EXPECT_EQ(result.stats.stall_min, fec::CodeStats::kNone);
   EXPECT_EQ(result.stats.stall_ratio_max, 0U);
   EXPECT_EQ(result.stats.stall_ratio_avg, 0U);
   EXPECT_EQ(result.stats.wgt, 0.0);
@@ -160,10 +160,10 @@ TEST(CodeConfig, TakesAnAbsentColumnAsDegreeZeroWithoutLayingColumnsOut) {
 
 TEST(CodeConfig, RefusesTooManyRowsBeforeLayingThemOut) {
   const auto result = compile(code(1024, 512, 256, {}));
-  fec::code_spec spec = code(1024, 512, 256, {});
+  fec::CodeSpec spec = code(1024, 512, 256, {});
   spec.sm_array.push_back({65536, 0, {0}, 0});
-  EXPECT_EQ(compile(spec).texts, (texts_t{"1ERROR: Number of layers * MV (cycles per QC operation) value, 131074, "
-                                          "exceeds supported limit, 256."}));
+  EXPECT_EQ(compile(spec).texts, (Texts{"1ERROR: Number of layers * MV (cycles per QC operation) value, 131074, "
+                                        "exceeds supported limit, 256."}));
 }
 
 TEST(CodeConfig, ACodeThatSharesNoColumnBetweenConsecutiveLayersInFlightDoesNotStall) {
@@ -184,7 +184,7 @@ TEST(CodeConfig, AStallThatOutgrowsItsFieldIsAnError) {
   // 120 columns at MV 4: the second layer reads the first layer's last column first.
   std::vector<unsigned> wide, back;
   for (unsigned c = 0; c < 64; ++c) wide.push_back(c);
-  fec::code_spec spec = code(64 * 512, 32 * 512, 512, {wide});
+  fec::CodeSpec spec = code(64 * 512, 32 * 512, 512, {wide});
   spec.sm_array.push_back({1, 63, {0}, 0});
   const auto result = compile(spec);
   ASSERT_FALSE(result.texts.empty());
@@ -206,7 +206,7 @@ TEST(Names, AreReachableInBothNamespaces) {
 }
 
 TEST(Names, ModelsOfBothCoresRunACode) {
-  const auto finish = [](auto& model, fec::code_config const& config) {
+  const auto finish = [](auto& model, fec::CodeConfig const& config) {
     fec::perf_analyser::code_t one;
     one.iterations = 4;
     one.config = config;
@@ -214,7 +214,7 @@ TEST(Names, ModelsOfBothCoresRunACode) {
     while (model.finished().empty()) model.step();
     return model.finished().front().config.stall;
   };
-  fec::code_config config = compile(test_support::nr_code(2, 128)).config;
+  fec::CodeConfig config = compile(test_support::nr_code(2, 128)).config;
   fec::XLogger logger(nullptr, nullptr);
   sd_fec::perf_analyser::ldpc<0> wide(logger);
   ldpc::perf_analyser::ldpc<0, 15, false> decoder(logger);

@@ -40,7 +40,7 @@ std::string fault_of(std::string const& text) {
   folder.file("some.json", text);
   try {
     const Table table({folder.folder()});
-  } catch (kdi::json_error const& error) {
+  } catch (kdi::JsonError const& error) {
     return std::string(error.what()).substr(folder.folder().size() + 1);
   }
   return "none";
@@ -70,7 +70,7 @@ TEST(CommandTable, TheFirstFolderWithAFileCounts) {
   EXPECT_NE(table.command("near"), nullptr);
   EXPECT_EQ(table.command("far"), nullptr);
   EXPECT_NE(table.command("other"), nullptr);
-  EXPECT_THROW(Table({near.path("nothing")}), kdi::file_error);
+  EXPECT_THROW(Table({near.path("nothing")}), kdi::FileError);
 }
 
 TEST(CommandTable, NamesLineAndFieldOfAFault) {

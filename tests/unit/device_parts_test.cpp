@@ -137,7 +137,7 @@ TEST(PartCatalogue, ReadsAFileWhenItsPartIsFirstAskedForAndNeverAgain) {
   EXPECT_EQ(catalogue.part("zrv7012-c225-1-c"), nullptr);
   std::filesystem::copy_file(places::source("examples/data/devices/zrv7012.json"), scratch.path("zrv7012.json"));
   EXPECT_EQ(catalogue.devices(), std::vector<std::string>{"zrv7012"});
-  EXPECT_THROW(catalogue.part("zrv7012-c225-1-c"), kdi::json_error);  // its family is missing here
+  EXPECT_THROW(catalogue.part("zrv7012-c225-1-c"), kdi::JsonError);  // its family is missing here
   std::filesystem::create_directories(scratch.path("families"));
   std::filesystem::copy_file(std::string(kShipped) + "/families/zorvan1.json", scratch.path("families/zorvan1.json"));
   HDARPart const* const part = catalogue.part("zrv7012-c225-1-c");

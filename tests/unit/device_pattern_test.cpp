@@ -14,7 +14,7 @@ using texts = std::vector<std::string>;
 std::string fault_of(std::string const& pattern, std::size_t most = 100) {
   try {
     expand(pattern, most);
-  } catch (pattern_error const& error) {
+  } catch (PatternError const& error) {
     return error.what();
   }
   return "none";
@@ -75,16 +75,16 @@ TEST(Balls, FillARectangleRowByRow) {
 TEST(Balls, OfAnotherFormAreRefused) {
   for (char const* text : {"", "A", "1", "A0", "A01", "I1", "AAA1", "A257", "a1", "A1:", ":A1", "A1:B", "A-1",
                            "A1:B2:C3", "A99999999999", "A1 "})
-    EXPECT_THROW(ball_rectangle(text), pattern_error) << text;
-  EXPECT_THROW(ball_rectangle("B1:A1"), pattern_error);
-  EXPECT_THROW(ball_rectangle("A2:A1"), pattern_error);
+    EXPECT_THROW(ball_rectangle(text), PatternError) << text;
+  EXPECT_THROW(ball_rectangle("B1:A1"), PatternError);
+  EXPECT_THROW(ball_rectangle("A2:A1"), PatternError);
 }
 
 TEST(NameTemplate, TakesValuesByName) {
   EXPECT_EQ(fill("IO_{lane}_{site}", {{"lane", "T0"}, {"site", "L1P"}}), "IO_T0_L1P");
   EXPECT_EQ(fill("plain", {}), "plain");
-  EXPECT_THROW(fill("{other}", {{"lane", "T0"}}), pattern_error);
-  EXPECT_THROW(fill("{lane", {{"lane", "T0"}}), pattern_error);
+  EXPECT_THROW(fill("{other}", {{"lane", "T0"}}), PatternError);
+  EXPECT_THROW(fill("{lane", {{"lane", "T0"}}), PatternError);
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ json const& whole() {
 std::string fault_of(std::string const& text) {
   try {
     read_device_text(text, "f.json", {});
-  } catch (kdi::json_error const& error) {
+  } catch (kdi::JsonError const& error) {
     return error.what();
   }
   return {};
@@ -75,7 +75,7 @@ TEST(DeviceReader, NamesTheFamilyFileWhereTheFaultIsThere) {
   try {
     read_device_file(device, {});
     FAIL() << "read";
-  } catch (kdi::json_error const& error) {
+  } catch (kdi::JsonError const& error) {
     const std::string text = error.what();
     EXPECT_EQ(text.rfind(scratch.path("families/zorvan1.json") + ":", 0), 0u) << text;
     EXPECT_NE(text.find("clock_primitives[0].limits.-1.vco_mhz: expected the lowest value before the highest"),
@@ -90,10 +90,10 @@ TEST(DeviceReader, WantsTheFileNamedLikeItsDevice) {
   try {
     read_device_file(path, {});
     FAIL() << "read";
-  } catch (kdi::json_error const& error) {
+  } catch (kdi::JsonError const& error) {
     EXPECT_NE(std::string(error.what()).find("device: expected the file's own name, found "), std::string::npos);
   }
-  EXPECT_THROW(read_device_file(scratch.path("none.json"), {}), kdi::file_error);
+  EXPECT_THROW(read_device_file(scratch.path("none.json"), {}), kdi::FileError);
 }
 
 struct Edit {

@@ -11,19 +11,19 @@
 
 namespace {
 
-using block_t = std::vector<unsigned char>;
+using Block = std::vector<unsigned char>;
 
 // Line i of a circulant of shift s has its 1 in column (i + s) mod P.
-void add_shifted(block_t& sum, block_t const& block, std::uint32_t shift) {
+void add_shifted(Block& sum, Block const& block, std::uint32_t shift) {
   const std::size_t p = block.size();
   for (std::size_t i = 0; i < p; ++i) sum[i] ^= block[(i + shift) % p];
 }
 
 // Runs the layers as the encoder does: each one sums its blocks and stores the sum in the block that ends it.
-std::vector<block_t> encode(fec::code_config const& config, std::vector<block_t> blocks) {
+std::vector<Block> encode(fec::CodeConfig const& config, std::vector<Block> blocks) {
   std::size_t at = 0;
   for (std::uint32_t dc : config.dc) {
-    block_t sum(config.p, 0);
+    Block sum(config.p, 0);
     fec::ldpc_code_element_t const* parity = nullptr;
     bool is_packed = false;
     for (std::size_t i = at; i < at + dc; ++i) is_packed = is_packed || config.qc[i].layer_end != 0;
@@ -43,8 +43,8 @@ std::vector<block_t> encode(fec::code_config const& config, std::vector<block_t>
   return blocks;
 }
 
-bool satisfies(fec::code_spec const& spec, std::vector<block_t> const& blocks) {
-  std::map<std::uint32_t, block_t> sums;
+bool satisfies(fec::CodeSpec const& spec, std::vector<Block> const& blocks) {
+  std::map<std::uint32_t, Block> sums;
   for (auto const& element : spec.sm_array)
     for (std::uint32_t shift : element.shift)
       add_shifted(sums.try_emplace(element.row, spec.p, 0).first->second, blocks[element.col], shift);
@@ -54,18 +54,18 @@ bool satisfies(fec::code_spec const& spec, std::vector<block_t> const& blocks) {
   return true;
 }
 
-std::vector<block_t> random_message(fec::code_spec const& spec, std::size_t columns, unsigned seed) {
+std::vector<Block> random_message(fec::CodeSpec const& spec, std::size_t columns, unsigned seed) {
   std::mt19937 random(seed);
-  std::vector<block_t> blocks(columns, block_t(spec.p, 0));
+  std::vector<Block> blocks(columns, Block(spec.p, 0));
   for (std::size_t col = 0; col < spec.k / spec.p; ++col)
     for (unsigned char& bit : blocks[col]) bit = random() & 1;
   return blocks;
 }
 
 template <class Variant>
-void expect_encodes(fec::code_spec const& plain, unsigned seed) {
+void expect_encodes(fec::CodeSpec const& plain, unsigned seed) {
   fec::ldpc_code_spec_t<Variant> spec;
-  static_cast<fec::code_spec&>(spec) = plain;
+  static_cast<fec::CodeSpec&>(spec) = plain;
   spec.encode = 1;
   fec::ldpc_code_config_t<Variant> config;
   fec::ldpc_code_stats_t<Variant> stats;
@@ -85,8 +85,8 @@ TEST(EncoderTransform, EncodesEvery5gNrCode) {
   for (int graph : {1, 2})
     for (unsigned z : test_support::lifting_sizes()) {
       SCOPED_TRACE(testing::Message() << "base graph " << graph << " lifting size " << z);
-      expect_encodes<sd_fec::variant>(test_support::nr_code(graph, z), z);
-      expect_encodes<ldpc::variant>(test_support::nr_code(graph, z), z);
+      expect_encodes<sd_fec::Variant>(test_support::nr_code(graph, z), z);
+      expect_encodes<ldpc::Variant>(test_support::nr_code(graph, z), z);
     }
 }
 
@@ -94,26 +94,26 @@ TEST(EncoderTransform, EncodesUnderEveryPacking) {
   for (unsigned z : {2U, 30U, 52U, 64U, 72U, 208U}) {
     for (unsigned type : {0U, 1U, 3U}) {
       SCOPED_TRACE(testing::Message() << "lifting size " << z << " reorder_type " << type);
-      fec::code_spec spec = test_support::nr_code(2, z);
+      fec::CodeSpec spec = test_support::nr_code(2, z);
       spec.compress_packing = 1;
       spec.reorder_type = type;
-      expect_encodes<sd_fec::variant>(spec, z);
-      expect_encodes<ldpc::variant>(spec, z);
+      expect_encodes<sd_fec::Variant>(spec, z);
+      expect_encodes<ldpc::Variant>(spec, z);
     }
-    fec::code_spec spec = test_support::nr_code(1, z);
+    fec::CodeSpec spec = test_support::nr_code(1, z);
     spec.compress_packing = 1;
     spec.reorder_type = 2;
-    expect_encodes<sd_fec::variant>(spec, z);
+    expect_encodes<sd_fec::Variant>(spec, z);
     spec = test_support::nr_code(1, z);
     spec.no_packing = 1;
-    expect_encodes<ldpc::variant>(spec, z);
+    expect_encodes<ldpc::Variant>(spec, z);
   }
 }
 
 // -------------------------------------------------------------------------------------------------- the check
 
-fec::base_matrix matrix_of(std::vector<std::vector<std::uint32_t>> const& rows) {
-  fec::base_matrix h(rows.size());
+fec::BaseMatrix matrix_of(std::vector<std::vector<std::uint32_t>> const& rows) {
+  fec::BaseMatrix h(rows.size());
   for (std::size_t r = 0; r < rows.size(); ++r) {
     for (std::uint32_t col : rows[r]) h[r].append(col, 0);
     h[r].sort();
@@ -124,7 +124,7 @@ fec::base_matrix matrix_of(std::vector<std::vector<std::uint32_t>> const& rows) 
 std::vector<std::string> findings;
 void collect(void*, int severity, char const* text) { findings.push_back(std::to_string(severity) + " " + text); }
 
-bool check(fec::base_matrix const& h, fec::parity_points const& cp = {}, bool quiet = false, bool skip = false) {
+bool check(fec::BaseMatrix const& h, fec::ParityPoints const& cp = {}, bool quiet = false, bool skip = false) {
   findings.clear();
   return sd_fec::is_enc_compatible(2, 8, h, cp, collect, nullptr, quiet, skip);
 }
@@ -173,7 +173,7 @@ TEST(EncoderCheck, FindsNoLastPositionInARowThatEndsEmpty) {
 // ------------------------------------------------------------------------ detection against a plain transcription
 
 // The search as it is told: row by row from the last, column by column from the row's last.
-std::optional<std::pair<std::uint32_t, std::uint32_t>> slow_base(fec::base_matrix const& h) {
+std::optional<std::pair<std::uint32_t, std::uint32_t>> slow_base(fec::BaseMatrix const& h) {
   for (std::size_t r = h.size() - 1; r >= 2 && r < h.size(); --r) {
     std::optional<std::uint32_t> first2;
     for (std::size_t c = h[r].width(); c-- > 0;) {
@@ -197,7 +197,7 @@ TEST(DoubleDiagonal, IsFoundWhereThePlainSearchFindsIt) {
     std::mt19937 random(seed);
     const unsigned rows = 1 + random() % 7;
     const unsigned columns = 2 + random() % 8;
-    fec::base_matrix h(rows);
+    fec::BaseMatrix h(rows);
     const unsigned base = random() % columns;
     for (unsigned r = 0; r < rows; ++r)
       for (unsigned c = 0; c < columns; ++c) {
@@ -207,9 +207,9 @@ TEST(DoubleDiagonal, IsFoundWhereThePlainSearchFindsIt) {
     const auto expected = h.size() > 2 ? slow_base(h) : std::nullopt;
 
     findings.clear();
-    fec::parity_points cp;
-    fec::encoder_matrix matrix{h, cp, 1, columns, columns - 1};
-    fec::apply_double_diagonal(matrix, fec::reporter(collect, nullptr, false, false));
+    fec::ParityPoints cp;
+    fec::EncoderMatrix matrix{h, cp, 1, columns, columns - 1};
+    fec::apply_double_diagonal(matrix, fec::Reporter(collect, nullptr, false, false));
     const std::string first = findings.at(0);
     if (expected) {
       ++found;
@@ -227,10 +227,10 @@ TEST(DoubleDiagonal, MovesNamedParityPointsWithTheirRows) {
   auto h = matrix_of({{0, 1, 2}, {0, 2, 3}, {0, 1, 3}, {0, 1, 4}});
   h[1].append(1, 1);
   h[1].sort();
-  fec::parity_points cp{{{3, 4}, 7}, {{0, 2}, 5}};
-  fec::encoder_matrix matrix{h, cp, 1, 5, 4};
+  fec::ParityPoints cp{{{3, 4}, 7}, {{0, 2}, 5}};
+  fec::EncoderMatrix matrix{h, cp, 1, 5, 4};
   findings.clear();
-  ASSERT_TRUE(fec::apply_double_diagonal(matrix, fec::reporter(collect, nullptr, false, false))) << findings.back();
+  ASSERT_TRUE(fec::apply_double_diagonal(matrix, fec::Reporter(collect, nullptr, false, false))) << findings.back();
   EXPECT_EQ(h.size(), 7U);
   EXPECT_TRUE(cp.contains({6, 4}));   // row 3 moved down by three
   EXPECT_FALSE(cp.contains({0, 2}));  // stood in the parity section that was cut off
@@ -239,7 +239,7 @@ TEST(DoubleDiagonal, MovesNamedParityPointsWithTheirRows) {
 TEST(DoubleDiagonal, ReportsEachFaultOfTheDiagonal) {
   const auto findings_of = [](auto change) {
     // base column 1 with shifts 1, 0, 1; identities in 2 and 3
-    fec::base_matrix h(3);
+    fec::BaseMatrix h(3);
     h[0].append(0, 0);
     h[0].append(1, 1);
     h[0].append(2, 0);
@@ -252,14 +252,14 @@ TEST(DoubleDiagonal, ReportsEachFaultOfTheDiagonal) {
     h[2].append(3, 0);
     change(h);
     for (auto& row : h) row.sort();
-    fec::parity_points cp;
-    fec::encoder_matrix matrix{h, cp, 1, 8, 3};
+    fec::ParityPoints cp;
+    fec::EncoderMatrix matrix{h, cp, 1, 8, 3};
     findings.clear();
-    fec::apply_double_diagonal(matrix, fec::reporter(collect, nullptr, false, false));
+    fec::apply_double_diagonal(matrix, fec::Reporter(collect, nullptr, false, false));
     return findings;
   };
   EXPECT_EQ(findings_of([](auto&) {}).size(), 2U);
-  const auto rebuilt = [](fec::base_matrix& h, std::size_t row, std::vector<fec::circulant> const& ops) {
+  const auto rebuilt = [](fec::BaseMatrix& h, std::size_t row, std::vector<fec::Circulant> const& ops) {
     h[row] = {};
     for (auto const& op : ops) h[row].append(op.col, op.shift);
   };

@@ -21,8 +21,8 @@ void counting_handler(ClientData data) {
 
 // Stands before Tcl's own: what the package registers while it is loaded is counted on its way.
 extern "C" void Tcl_CreateExitHandler(Tcl_ExitProc* proc, ClientData data) {
-  using create_handler_t = void (*)(Tcl_ExitProc*, ClientData);
-  static const auto tcls_own = reinterpret_cast<create_handler_t>(dlsym(RTLD_NEXT, "Tcl_CreateExitHandler"));
+  using CreateHandler = void (*)(Tcl_ExitProc*, ClientData);
+  static const auto tcls_own = reinterpret_cast<CreateHandler>(dlsym(RTLD_NEXT, "Tcl_CreateExitHandler"));
   if (!is_loading) return tcls_own(proc, data);
   ++registrations;
   package_handler = proc;

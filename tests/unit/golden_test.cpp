@@ -14,24 +14,24 @@
 
 namespace {
 
-struct golden_code {
+struct GoldenCode {
   char const* name;
   int graph;
   unsigned z;
-  void (*change)(fec::code_spec&);
+  void (*change)(fec::CodeSpec&);
 };
 
-constexpr golden_code kCodes[] = {
-    {"bg1_z384_decode", 1, 384, [](fec::code_spec&) {}},
-    {"bg1_z24_decode", 1, 24, [](fec::code_spec&) {}},
-    {"bg2_z52_encode", 2, 52, [](fec::code_spec& spec) { spec.encode = 1; }},
+constexpr GoldenCode kCodes[] = {
+    {"bg1_z384_decode", 1, 384, [](fec::CodeSpec&) {}},
+    {"bg1_z24_decode", 1, 24, [](fec::CodeSpec&) {}},
+    {"bg2_z52_encode", 2, 52, [](fec::CodeSpec& spec) { spec.encode = 1; }},
     {"bg2_z16_decode_compressed", 2, 16,
-     [](fec::code_spec& spec) {
+     [](fec::CodeSpec& spec) {
        spec.compress_packing = 1;
        spec.reorder_type = 3;
      }},
     {"bg1_z96_encode_compressed", 1, 96,
-     [](fec::code_spec& spec) {
+     [](fec::CodeSpec& spec) {
        spec.encode = 1;
        spec.compress_packing = 1;
        spec.reorder_type = 2;
@@ -39,9 +39,9 @@ constexpr golden_code kCodes[] = {
 };
 
 template <class Variant>
-std::string image_text(fec::code_spec const& plain) {
+std::string image_text(fec::CodeSpec const& plain) {
   fec::ldpc_code_spec_t<Variant> spec;
-  static_cast<fec::code_spec&>(spec) = plain;
+  static_cast<fec::CodeSpec&>(spec) = plain;
   fec::ldpc_code_config_t<Variant> config;
   fec::ldpc_code_stats_t<Variant> stats;
   fec::gen_ldpc_code_config(spec, config, stats, nullptr, nullptr, Variant::kMinSlots, false);
@@ -62,12 +62,12 @@ std::string image_text(fec::code_spec const& plain) {
   return text.str();
 }
 
-class GoldenImage : public testing::TestWithParam<golden_code> {};
+class GoldenImage : public testing::TestWithParam<GoldenCode> {};
 
 TEST_P(GoldenImage, IsUnchanged) {
-  fec::code_spec spec = test_support::nr_code(GetParam().graph, GetParam().z);
+  fec::CodeSpec spec = test_support::nr_code(GetParam().graph, GetParam().z);
   GetParam().change(spec);
-  const std::string text = image_text<sd_fec::variant>(spec) + image_text<ldpc::variant>(spec);
+  const std::string text = image_text<sd_fec::Variant>(spec) + image_text<ldpc::Variant>(spec);
   const std::string path = places::golden(std::string("fec/") + GetParam().name + ".txt");
   if (std::getenv("UPDATE_GOLDEN") != nullptr) {
     std::ofstream(path) << text;

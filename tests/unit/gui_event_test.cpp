@@ -14,11 +14,11 @@
 
 namespace {
 
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 struct Renamed {
-  explicit Renamed(texts_t* given) : names(given) {}
-  texts_t* names;
+  explicit Renamed(Texts* given) : names(given) {}
+  Texts* names;
 };
 struct Moved {  // holds its parts and has no constructor
   int from;
@@ -28,7 +28,7 @@ struct Moved {  // holds its parts and has no constructor
 // A listener that notes its name while it lives.
 class Note {
  public:
-  Note(texts_t& heard, std::string name)
+  Note(Texts& heard, std::string name)
       : number_(gui_event_host::subscribe<Renamed>([&heard, name = std::move(name)](Renamed const& event) {
           heard.push_back(name + (event.names == nullptr ? "" : event.names->at(0)));
         })) {}
@@ -40,11 +40,11 @@ class Note {
   int number_;
 };
 
-void fire() { HUTGuiEvent::fire<Renamed, texts_t*>(nullptr); }
+void fire() { HUTGuiEvent::fire<Renamed, Texts*>(nullptr); }
 
 TEST(GuiEvents, ReachEveryListenerOfTheirTypeInOrder) {
-  texts_t heard;
-  texts_t names{" x"};
+  Texts heard;
+  Texts names{" x"};
   const Note a(heard, "a");
   const int moved = gui_event_host::subscribe<Moved>(
       [&](Moved const& event) { heard.push_back(std::to_string(event.from) + event.to); });
@@ -54,11 +54,11 @@ TEST(GuiEvents, ReachEveryListenerOfTheirTypeInOrder) {
   gui_event_host::unsubscribe(moved);
   gui_event_host::unsubscribe(moved);
   HUTGuiEvent::fire<Moved>(4, "nobody");
-  EXPECT_EQ(heard, (texts_t{"a x", "b x", "3there"}));
+  EXPECT_EQ(heard, (Texts{"a x", "b x", "3there"}));
 }
 
 TEST(GuiEvents, GoOnBehindAListenerThatThrows) {
-  texts_t heard;
+  Texts heard;
   const message_host::Capture messages;
   const int one = gui_event_host::subscribe<Renamed>([](auto const&) { throw std::runtime_error("50 % broken"); });
   const int two = gui_event_host::subscribe<Renamed>([](auto const&) { throw 7; });
@@ -66,13 +66,13 @@ TEST(GuiEvents, GoOnBehindAListenerThatThrows) {
   fire();
   gui_event_host::unsubscribe(one);
   gui_event_host::unsubscribe(two);
-  EXPECT_EQ(heard, texts_t{"last"});
+  EXPECT_EQ(heard, Texts{"last"});
   const std::string start = "ERROR: [events] A listener of the event (anonymous namespace)::Renamed failed: ";
-  EXPECT_EQ(messages.lines(), (texts_t{start + "50 % broken", start + "an exception of an unknown kind"}));
+  EXPECT_EQ(messages.lines(), (Texts{start + "50 % broken", start + "an exception of an unknown kind"}));
 }
 
 TEST(GuiEvents, ListenersMayComeAndGoMeanwhile) {
-  texts_t heard;
+  Texts heard;
   std::unique_ptr<Note> added;
   std::unique_ptr<Note> removed;
   const int busy = gui_event_host::subscribe<Renamed>([&](auto const&) {
@@ -84,18 +84,18 @@ TEST(GuiEvents, ListenersMayComeAndGoMeanwhile) {
   });
   removed = std::make_unique<Note>(heard, "removed");
   fire();
-  EXPECT_EQ(heard, (texts_t{"busy", "busy", "added"}));
+  EXPECT_EQ(heard, (Texts{"busy", "busy", "added"}));
   gui_event_host::unsubscribe(busy);
 }
 
 TEST(GuiEvents, AListenersOwnCleanUpMayUnsubscribe) {
-  texts_t heard;
+  Texts heard;
   auto other = std::make_shared<Note>(heard, "other");
   const int holder = gui_event_host::subscribe<Renamed>([kept = std::move(other)](auto const&) {});
   fire();
   gui_event_host::unsubscribe(holder);  // destroys the listener, which destroys the other one
   fire();
-  EXPECT_EQ(heard, texts_t{"other"});
+  EXPECT_EQ(heard, Texts{"other"});
 }
 
 TEST(GuiEvents, AreFiredOnSeveralThreads) {

@@ -231,8 +231,8 @@ TEST_F(Parameters, ReadBackWhatTheySaved) {
   EXPECT_TRUE(value("ps.enableSysmon"));
   EXPECT_EQ(param_host::get("cips.cpmdecouple").value, "-12");
   EXPECT_EQ(load_fault("{\"ps.enableSysmon\": false, \"cips.cpmdecouple\": 0}"), "no fault");
-  EXPECT_THROW(param_host::save_file("/dev/full"), kdi::file_error);
-  EXPECT_THROW(param_host::save_file(scratch_.path("none/saved.json")), kdi::file_error);
+  EXPECT_THROW(param_host::save_file("/dev/full"), kdi::FileError);
+  EXPECT_THROW(param_host::save_file(scratch_.path("none/saved.json")), kdi::FileError);
 }
 
 TEST_F(Parameters, MayBeDeclaredByTheProgram) {

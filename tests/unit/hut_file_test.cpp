@@ -13,7 +13,7 @@
 
 namespace {
 
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 std::string parent(std::string const& path) { return HUTFile(path).getParent(); }
 
@@ -83,7 +83,7 @@ TEST(Directories, AreListedInByteOrder) {
   for (char const* name : {"b", "a", "B", ".hidden", "\xC3\xA4", "10", "9"}) scratch.file(name, "");
   std::filesystem::create_directory(scratch.path("sub"));
   for (std::string const& directory : {scratch.folder(), scratch.folder() + "/"}) {
-    texts_t names;
+    Texts names;
     std::string last;
     const std::unique_ptr<HUTFileIter> at(HUTFile(directory).createFileIter());
     for (; !at->atEnd(); at->next()) {
@@ -93,7 +93,7 @@ TEST(Directories, AreListedInByteOrder) {
       EXPECT_EQ(at->current().isDir(), last == scratch.path("sub"));
       names.push_back(last.substr(last.rfind('/') + 1));
     }
-    EXPECT_EQ(names, (texts_t{".hidden", "10", "9", "B", "a", "b", "sub", "\xC3\xA4"}));
+    EXPECT_EQ(names, (Texts{".hidden", "10", "9", "B", "a", "b", "sub", "\xC3\xA4"}));
     at->next();
     EXPECT_TRUE(at->atEnd());
     EXPECT_FALSE(at->current().exists());
@@ -176,7 +176,7 @@ TEST(DataRoots, StayWhereARelativeNameWasFirstSeen) {
   {
     const Environment other("KDI_DATA_DIR", "./other/:none");
     EXPECT_EQ(HUTEnv::getKDIDataDir("red"), scratch.path("there/other"));
-    EXPECT_EQ(kdi::data_directories("red"), texts_t{scratch.path("there/other/red")});
+    EXPECT_EQ(kdi::data_directories("red"), Texts{scratch.path("there/other/red")});
   }
   const Environment again("KDI_DATA_DIR", "own");
   EXPECT_EQ(HUTEnv::getKDIDataDir("red"), scratch.path("there/own"));

@@ -16,17 +16,17 @@ using fec::value_of;
 template <class Variant>
 struct compiled {
   fec::ldpc_config_t<Variant> image;
-  std::map<unsigned, fec::code_hint> hints;
-  fec::decoded_image decoded;
+  std::map<unsigned, fec::CodeHint> hints;
+  fec::DecodedImage decoded;
 };
 
 template <class Variant>
-compiled<Variant> compile(std::vector<fec::code_spec> const& specs) {
+compiled<Variant> compile(std::vector<fec::CodeSpec> const& specs) {
   compiled<Variant> result;
   unsigned slot = 0;
-  for (fec::code_spec const& plain : specs) {
+  for (fec::CodeSpec const& plain : specs) {
     fec::ldpc_code_spec_t<Variant> spec;
-    static_cast<fec::code_spec&>(spec) = plain;
+    static_cast<fec::CodeSpec&>(spec) = plain;
     fec::ldpc_code_config_t<Variant> config;
     fec::ldpc_code_stats_t<Variant> stats;
     fec::gen_ldpc_code_config(spec, config, stats, nullptr, nullptr, Variant::kMinSlots, true);
@@ -40,7 +40,7 @@ compiled<Variant> compile(std::vector<fec::code_spec> const& specs) {
 }
 
 template <class Variant>
-void expect_code(fec::ldpc_code_config_t<Variant> const& config, fec::decoded_code const& code) {
+void expect_code(fec::ldpc_code_config_t<Variant> const& config, fec::DecodedCode const& code) {
   const bool compressed = config.compress_packing == 1;
   EXPECT_EQ(code.is_compressed(), compressed);
   if (compressed) {
@@ -67,7 +67,7 @@ void expect_code(fec::ldpc_code_config_t<Variant> const& config, fec::decoded_co
   std::size_t m = 0;
   ASSERT_EQ(code.layers.size(), config.nlayers);
   for (std::size_t layer = 0; layer < config.nlayers; ++layer) {
-    fec::decoded_layer const& read = code.layers[layer];
+    fec::DecodedLayer const& read = code.layers[layer];
     ASSERT_EQ(value_of(read.fields, "cpld"), config.cpld[layer]);
     ASSERT_EQ(value_of(read.fields, "stall"), config.stall[layer]);
     if (Variant::kImageHasSpecialQc) {
@@ -77,7 +77,7 @@ void expect_code(fec::ldpc_code_config_t<Variant> const& config, fec::decoded_co
       ASSERT_EQ(value_of(read.fields, "qc_count"), config.qc_count[layer]);
     }
     ASSERT_EQ(read.operations.size(), config.dc[layer]);
-    for (fec::named_values const& operation : read.operations) {
+    for (fec::NamedValues const& operation : read.operations) {
       auto const& op = config.qc[m++];
       const bool pad = pf > 1 && op.nop != 0;
       ASSERT_EQ(value_of(operation, "col"), op.col);
@@ -109,7 +109,7 @@ void expect_code(fec::ldpc_code_config_t<Variant> const& config, fec::decoded_co
 }
 
 template <class Variant>
-void expect_round_trip(std::vector<fec::code_spec> const& specs) {
+void expect_round_trip(std::vector<fec::CodeSpec> const& specs) {
   const auto result = compile<Variant>(specs);
   EXPECT_TRUE(result.decoded.faults.empty()) << result.decoded.faults.at(0);
   ASSERT_EQ(result.decoded.codes.size(), result.image.configs.size());
@@ -121,7 +121,7 @@ void expect_round_trip(std::vector<fec::code_spec> const& specs) {
 
 template <class Variant>
 class ImageDecode : public testing::Test {};
-using Cores = testing::Types<sd_fec::variant, ldpc::variant>;
+using Cores = testing::Types<sd_fec::Variant, ldpc::Variant>;
 TYPED_TEST_SUITE(ImageDecode, Cores);
 
 TYPED_TEST(ImageDecode, GivesBackEvery5gNrCode) {
@@ -130,7 +130,7 @@ TYPED_TEST(ImageDecode, GivesBackEvery5gNrCode) {
       for (unsigned variation = 0; variation < 6; ++variation) {
         SCOPED_TRACE(testing::Message() << "base graph " << graph << " lifting size " << z << " variation "
                                         << variation);
-        fec::code_spec spec = test_support::nr_code(graph, z);
+        fec::CodeSpec spec = test_support::nr_code(graph, z);
         spec.encode = variation & 1;
         spec.compress_packing = variation >= 2;
         spec.reorder_type = variation >= 4 ? (graph == 1 ? 2 : 3) : 0;
@@ -145,9 +145,9 @@ TYPED_TEST(ImageDecode, GivesBackSeveralRandomCodesAtOnce) {
   for (unsigned seed = 1; seed <= 300; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     test_support::Random random(seed);
-    std::vector<fec::code_spec> specs;
+    std::vector<fec::CodeSpec> specs;
     for (unsigned count = 1 + random.below(5); count > 0; --count) {
-      fec::code_spec& spec = specs.emplace_back(test_support::random_spec(random));
+      fec::CodeSpec& spec = specs.emplace_back(test_support::random_spec(random));
       spec.normalization = random.below(2);
       spec.scale = {random.below(16), random.below(16)};
       spec.enable_wgt1 = TypeParam::kReadsEnableWgt1 && random.one_in(4);
@@ -174,16 +174,16 @@ TEST(ImageDecode, ReadsTheRegistersOfTheCore) {
   EXPECT_EQ(fec::list_image(image), "core: AXIS_WIDTH 0 AXIS_ENABLE 63 FEC_CODE 0 BYPASS 1 TURBO 3072\n");
 }
 
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 TEST(ImageDecode, NamesWhatDoesNotFit) {
   std::vector<ldpc::phy_trans_t> writes = {
       {0x30, 7, ""}, {0x30, 8, ""}, {0x9999, 5, ""}, {0x123456789C, 0, ""}, {0x3C, 0x100000001, ""}};
   const auto image = fec::decode_image(writes);
-  EXPECT_EQ(image.faults, (texts_t{"conflicting writes at 0x00000030: 0x00000007 and then 0x00000008",
-                                   "more than 32 bits at 0x0000003C: 0x0000000100000001",
-                                   "unknown address 0x00009999 with data 0x00000005",
-                                   "unknown address 0x000000123456789C with data 0x00000000"}));
+  EXPECT_EQ(image.faults, (Texts{"conflicting writes at 0x00000030: 0x00000007 and then 0x00000008",
+                                 "more than 32 bits at 0x0000003C: 0x0000000100000001",
+                                 "unknown address 0x00009999 with data 0x00000005",
+                                 "unknown address 0x000000123456789C with data 0x00000000"}));
   EXPECT_EQ(value_of(image.core, "ECC_IER"), 8U);
   EXPECT_EQ(value_of(image.core, "BYPASS"), 1U);
 }
@@ -203,8 +203,8 @@ std::vector<sd_fec::phy_trans_t> small_image() {
 
 TEST(ImageDecode, ReadsASmallImage) {
   const auto image = fec::decode_image(small_image());
-  EXPECT_EQ(image.faults, texts_t{});
-  fec::decoded_code const& code = image.codes.at(0);
+  EXPECT_EQ(image.faults, Texts{});
+  fec::DecodedCode const& code = image.codes.at(0);
   EXPECT_EQ(code.scale, (std::vector<std::uint32_t>{5, 10}));
   ASSERT_EQ(code.layers.size(), 2U);
   EXPECT_EQ(value_of(code.layers[1].fields, "stall"), 3U);
@@ -216,19 +216,19 @@ TEST(ImageDecode, ATableEndsWhereItsWordsDo) {
     auto writes = small_image();
     std::erase_if(writes, [addr](auto const& write) { return write.addr == addr; });
     const auto image = fec::decode_image(writes);
-    fec::decoded_code const& code = image.codes.at(0);
+    fec::DecodedCode const& code = image.codes.at(0);
     EXPECT_EQ(code.layers.size(), layers);
     std::size_t found = 0;
-    for (fec::decoded_layer const& layer : code.layers) found += layer.operations.size();
+    for (fec::DecodedLayer const& layer : code.layers) found += layer.operations.size();
     EXPECT_EQ(found, operations);
     return image.faults;
   };
-  EXPECT_EQ(faults_without(0x18004, 1, 1), (texts_t{"code 0, LA table: missing word at 0x00018004",
-                                                    "unknown address 0x00020004 with data 0x0000070A"}));
-  EXPECT_EQ(faults_without(0x20000, 2, 0), (texts_t{"code 0, QC table: missing word at 0x00020000",
-                                                    "unknown address 0x00020004 with data 0x0000070A"}));
-  EXPECT_EQ(faults_without(0x20004, 2, 1), (texts_t{"code 0, QC table: missing word at 0x00020004"}));
-  EXPECT_EQ(faults_without(0x10000, 2, 2), (texts_t{"code 0, SC table: missing word at 0x00010000"}));
+  EXPECT_EQ(faults_without(0x18004, 1, 1),
+            (Texts{"code 0, LA table: missing word at 0x00018004", "unknown address 0x00020004 with data 0x0000070A"}));
+  EXPECT_EQ(faults_without(0x20000, 2, 0),
+            (Texts{"code 0, QC table: missing word at 0x00020000", "unknown address 0x00020004 with data 0x0000070A"}));
+  EXPECT_EQ(faults_without(0x20004, 2, 1), (Texts{"code 0, QC table: missing word at 0x00020004"}));
+  EXPECT_EQ(faults_without(0x10000, 2, 2), (Texts{"code 0, SC table: missing word at 0x00010000"}));
   EXPECT_EQ(faults_without(0x200C, 0, 0).front(), "code 0, registers: missing word at 0x0000200C");
   EXPECT_EQ(faults_without(0x2000, 0, 0).front(), "code 0, registers: missing word at 0x00002000");
   EXPECT_EQ(faults_without(0x2000, 0, 0).size(), 9U);  // and each of the others is nobody's
@@ -238,8 +238,8 @@ TEST(ImageDecode, AWordBelongsToOneTable) {
   auto writes = small_image();
   for (unsigned i = 0; i < 4; ++i) writes.push_back({writes[i].addr + 16, writes[i].data, ""});
   const auto image = fec::decode_image(writes);
-  EXPECT_EQ(image.faults, (texts_t{"code 1, SC table: the word at 0x00010000 belongs to another table",
-                                   "code 1, LA table: the word at 0x00018000 belongs to another table"}));
+  EXPECT_EQ(image.faults, (Texts{"code 1, SC table: the word at 0x00010000 belongs to another table",
+                                 "code 1, LA table: the word at 0x00018000 belongs to another table"}));
   EXPECT_EQ(image.codes.at(1).layers.size(), 0U);
 }
 
@@ -250,12 +250,12 @@ TEST(ImageDecode, BitsOutsideAllFieldsAreFaults) {
       if (write.addr == addr) write.data |= bits;
     return fec::decode_image(writes).faults;
   };
-  EXPECT_EQ(faults_with(0x10000, 0x8000300), (texts_t{"code 0, SC table: bits outside all fields at 0x00010000: "
-                                                      "0x08000300"}));
-  EXPECT_EQ(faults_with(0x18004, 0x80010000), (texts_t{"code 0, LA table: bits outside all fields at 0x00018004: "
-                                                       "0x80010000"}));
-  EXPECT_EQ(faults_with(0x20000, 0x80000), (texts_t{"code 0, QC table: bits outside all fields at 0x00020000: "
-                                                    "0x00080000"}));
+  EXPECT_EQ(faults_with(0x10000, 0x8000300), (Texts{"code 0, SC table: bits outside all fields at 0x00010000: "
+                                                    "0x08000300"}));
+  EXPECT_EQ(faults_with(0x18004, 0x80010000), (Texts{"code 0, LA table: bits outside all fields at 0x00018004: "
+                                                     "0x80010000"}));
+  EXPECT_EQ(faults_with(0x20000, 0x80000), (Texts{"code 0, QC table: bits outside all fields at 0x00020000: "
+                                                  "0x00080000"}));
 }
 
 TEST(ImageDecode, AnnouncedTablesTakeNoMemory) {
@@ -297,9 +297,9 @@ std::vector<sd_fec::phy_trans_t> random_image(test_support::Random& random) {
   };
   std::vector<sd_fec::phy_trans_t> writes;
   if (random.one_in(2)) {
-    std::vector<fec::code_spec> specs;
+    std::vector<fec::CodeSpec> specs;
     for (unsigned count = 1 + random.below(3); count > 0; --count) specs.push_back(test_support::random_spec(random));
-    writes = compile<sd_fec::variant>(specs).image.trans;
+    writes = compile<sd_fec::Variant>(specs).image.trans;
   } else {
     // Registers that lead into the tables at their beginning, so that some of it can be followed.
     for (unsigned slot = random.below(4); slot > 0; --slot)
@@ -342,12 +342,12 @@ TEST(ImageDecode, WhatIsReadIsBoundedByTheWordsThatWereWritten) {
       ASSERT_LT(slot, 128U);
       ASSERT_LE(code.scale.size(), 4 * writes.size());
       words += code.layers.size();
-      for (fec::decoded_layer const& layer : code.layers) words += layer.operations.size();
+      for (fec::DecodedLayer const& layer : code.layers) words += layer.operations.size();
     }
     ASSERT_LE(words, writes.size());
     ASSERT_LE(fec::entries_of(image).size(), 7 * writes.size());
     ASSERT_LE(image.faults.size(), 4 * writes.size() + 8);
-    ASSERT_EQ(fec::diff_images(image, image), texts_t{});
+    ASSERT_EQ(fec::diff_images(image, image), Texts{});
     ASSERT_FALSE(writes.size() > 0 && fec::list_image(image).empty());
   }
 }
@@ -362,7 +362,7 @@ TEST(ImageDecode, EveryBitThatIsWrittenShows) {
       auto& write = writes[random.below(static_cast<unsigned>(writes.size()))];
       const std::uint64_t bit = std::uint64_t{1} << random.below(33);
       write.data ^= bit;
-      ASSERT_NE(fec::diff_images(image, fec::decode_image(writes)), texts_t{})
+      ASSERT_NE(fec::diff_images(image, fec::decode_image(writes)), Texts{})
           << "seed " << seed << " address " << write.addr << " bit " << bit;
       write.data ^= bit;
     }
@@ -375,19 +375,19 @@ TEST(ImageDiff, NamesFaultsOfOneSide) {
   writes.push_back({0x9000, 1, ""});
   const auto right = fec::decode_image(writes);
   EXPECT_EQ(fec::diff_images(left, right),
-            texts_t{"fault on the right only: unknown address 0x00009000 with data 0x00000001"});
+            Texts{"fault on the right only: unknown address 0x00009000 with data 0x00000001"});
   EXPECT_EQ(fec::diff_images(right, left),
-            texts_t{"fault on the left only: unknown address 0x00009000 with data 0x00000001"});
+            Texts{"fault on the left only: unknown address 0x00009000 with data 0x00000001"});
 }
 
 TEST(ImageDiff, NamesEachFieldThatDiffers) {
-  fec::code_spec spec = test_support::nr_code(2, 128);
-  const auto left = compile<ldpc::variant>({spec});
+  fec::CodeSpec spec = test_support::nr_code(2, 128);
+  const auto left = compile<ldpc::Variant>({spec});
   EXPECT_TRUE(fec::diff_images(left.decoded, left.decoded).empty());
   spec.sm_array[3].shift[0] ^= 1;
   spec.scale = {12};
   spec.max_schedule = 2;
-  const auto right = compile<ldpc::variant>({spec, spec});
+  const auto right = compile<ldpc::Variant>({spec, spec});
   const auto lines = fec::diff_images(left.decoded, right.decoded);
   const auto shift = left.image.configs[0].qc[3].shift;
   ASSERT_GT(lines.size(), 2U);

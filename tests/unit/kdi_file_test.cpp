@@ -12,13 +12,13 @@
 
 namespace {
 
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 template <class Action>
 std::string fault_of(Action action) {
   try {
     action();
-  } catch (kdi::file_error const& error) {
+  } catch (kdi::FileError const& error) {
     return error.what();
   }
   return "no fault";
@@ -39,7 +39,7 @@ TEST(WholeFile, ReadsBackWhatWasWritten) {
     kdi::write_file(scratch.path("a"), bytes);
     EXPECT_EQ(kdi::read_file(scratch.path("a")), bytes) << size;
   }
-  EXPECT_EQ(scratch.names(), texts_t{"a"});
+  EXPECT_EQ(scratch.names(), Texts{"a"});
 }
 
 TEST(WholeFile, IsReadFromAPipeToo) {
@@ -118,7 +118,7 @@ TEST(WholeFile, KeepsItsOldContentWhenTheDiskIsFull) {
   }
   EXPECT_EQ(fault, path + ": cannot be written: File too large");
   EXPECT_EQ(scratch.content("a"), "old");
-  EXPECT_EQ(scratch.names(), texts_t{"a"});
+  EXPECT_EQ(scratch.names(), Texts{"a"});
 }
 
 TEST(WholeFile, KeepsItsPermissionsAndItsPlaceBehindALink) {
@@ -157,7 +157,7 @@ TEST(WholeFile, IsNeverSeenByHalves) {
     ASSERT_EQ(seen, std::string(50000, seen.at(0)));
   }
   for (std::thread& writer : writers) writer.join();
-  EXPECT_EQ(scratch.names(), texts_t{"a"});
+  EXPECT_EQ(scratch.names(), Texts{"a"});
 }
 
 }  // namespace

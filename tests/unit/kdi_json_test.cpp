@@ -11,26 +11,26 @@
 
 namespace {
 
-kdi::json_file file_of(std::string const& text) { return kdi::json_file(text, "f"); }
+kdi::JsonFile file_of(std::string const& text) { return kdi::JsonFile(text, "f"); }
 
 template <class Action>
 std::string fault_of(std::string const& text, Action action) {
   try {
-    const kdi::json_file file = file_of(text);
+    const kdi::JsonFile file = file_of(text);
     action(file.root());
-  } catch (kdi::json_error const& error) {
+  } catch (kdi::JsonError const& error) {
     return error.what();
   }
   return "no fault";
 }
 std::string fault_of(std::string const& text) {
-  return fault_of(text, [](kdi::json_value) {});
+  return fault_of(text, [](kdi::JsonValue) {});
 }
 
 TEST(JsonFile, AnswersByNameAndType) {
-  const kdi::json_file file = file_of(
+  const kdi::JsonFile file = file_of(
       R"({"t": true, "i": -7, "d": 2.5e1, "s": "\u00e4\n", "l": [1, [], {}], "n": null, "": {"b": 1, "a": 2}})");
-  const kdi::json_value root = file.root();
+  const kdi::JsonValue root = file.root();
   EXPECT_TRUE(root.member("t").boolean());
   EXPECT_EQ(root.member("i").integer(), -7);
   EXPECT_EQ(root.member("i").number(), -7.0);
@@ -42,7 +42,7 @@ TEST(JsonFile, AnswersByNameAndType) {
   EXPECT_TRUE(root.member("n").is_null());
   EXPECT_FALSE(root.find("x").has_value());
   std::string order;
-  for (const kdi::json_value value : root.member("").members()) order += value.name() + std::to_string(value.integer());
+  for (const kdi::JsonValue value : root.member("").members()) order += value.name() + std::to_string(value.integer());
   EXPECT_EQ(order, "b1a2");
   EXPECT_TRUE(root.is_object() && root.member("l").is_list() && root.member("t").is_boolean());
   EXPECT_TRUE(root.member("i").is_number() && root.member("d").is_number() && root.member("s").is_text());
@@ -51,7 +51,7 @@ TEST(JsonFile, AnswersByNameAndType) {
 
 TEST(JsonFile, KnowsTheLineOfEveryValue) {
   // each value stands on the line that it tells of; a number at the end of its line is the hard one
-  const kdi::json_file file = file_of("\n[2,\n3\n,4, [\n5,\r\n6.5\r\n,7], {\"a\"\n:\n10\n}\n,\"13\", 13]\n");
+  const kdi::JsonFile file = file_of("\n[2,\n3\n,4, [\n5,\r\n6.5\r\n,7], {\"a\"\n:\n10\n}\n,\"13\", 13]\n");
   const auto items = file.root().items();
   EXPECT_EQ(file.root().line(), 2);
   EXPECT_EQ(items[0].line(), 2);
@@ -68,8 +68,8 @@ TEST(JsonFile, KnowsTheLineOfEveryValue) {
 
 TEST(JsonFile, NamesPlaceAndAcceptedForm) {
   const std::string text = "{\"p\": [\n{\"x\": \"no\"},\n{\"y\": 99, \"z\": 1.5}]}";
-  const auto first = [](kdi::json_value root) { return root.member("p").items()[0]; };
-  const auto second = [](kdi::json_value root) { return root.member("p").items()[1]; };
+  const auto first = [](kdi::JsonValue root) { return root.member("p").items()[0]; };
+  const auto second = [](kdi::JsonValue root) { return root.member("p").items()[1]; };
   EXPECT_EQ(fault_of(text, [&](auto r) { first(r).member("x").boolean(); }),
             "f:2: p[0].x: expected true or false, found the text \"no\"");
   EXPECT_EQ(fault_of(text,
@@ -117,15 +117,15 @@ TEST(JsonFile, IsRefusedWhenANameStandsTwice) {
 }
 
 TEST(JsonFile, ReadsIntegersToTheLastDigit) {
-  const kdi::json_file file = file_of("[9223372036854775807, -9223372036854775808, 9223372036854775808, 1e3, -0, 5.0]");
+  const kdi::JsonFile file = file_of("[9223372036854775807, -9223372036854775808, 9223372036854775808, 1e3, -0, 5.0]");
   const auto items = file.root().items();
   EXPECT_EQ(items[0].integer(), INT64_MAX);
   EXPECT_EQ(items[1].integer(), INT64_MIN);
-  EXPECT_THROW(items[2].integer(), kdi::json_error);
+  EXPECT_THROW(items[2].integer(), kdi::JsonError);
   EXPECT_EQ(items[2].number(), 9223372036854775808.0);
-  EXPECT_THROW(items[3].integer(), kdi::json_error);
+  EXPECT_THROW(items[3].integer(), kdi::JsonError);
   EXPECT_EQ(items[4].integer(), 0);
-  EXPECT_THROW(items[5].integer(), kdi::json_error);
+  EXPECT_THROW(items[5].integer(), kdi::JsonError);
 }
 
 TEST(JsonFile, ShowsStrangeTextsOnOneShortLine) {
@@ -136,8 +136,8 @@ TEST(JsonFile, ShowsStrangeTextsOnOneShortLine) {
 
 TEST(JsonFile, MayBeNestedDeeply) {
   constexpr int kDeep = 1000000;
-  const kdi::json_file file = file_of(std::string(kDeep, '[') + std::string(kDeep, ']'));
-  kdi::json_value value = file.root();
+  const kdi::JsonFile file = file_of(std::string(kDeep, '[') + std::string(kDeep, ']'));
+  kdi::JsonValue value = file.root();
   int depth = 1;
   for (; !value.items().empty(); value = value.items()[0]) ++depth;
   EXPECT_EQ(depth, kDeep);
@@ -147,12 +147,12 @@ TEST(JsonFile, MayBeNestedDeeply) {
 TEST(JsonFile, IsReadFromDisk) {
   const Scratch scratch;
   const std::string path = scratch.file("a.json", "\xEF\xBB\xBF{\"a\":\n[]}");
-  kdi::json_file file(path);
-  kdi::json_file moved = std::move(file);
+  kdi::JsonFile file(path);
+  kdi::JsonFile moved = std::move(file);
   EXPECT_EQ(moved.root().member("a").place(), path + ":2: a");
-  EXPECT_THROW(kdi::json_file(scratch.path("b.json")), kdi::file_error);
-  EXPECT_THROW(kdi::json_file(scratch.folder()), kdi::file_error);
-  EXPECT_THROW(kdi::json_file(path, 5), kdi::file_error);
+  EXPECT_THROW(kdi::JsonFile(scratch.path("b.json")), kdi::FileError);
+  EXPECT_THROW(kdi::JsonFile(scratch.folder()), kdi::FileError);
+  EXPECT_THROW(kdi::JsonFile(path, 5), kdi::FileError);
 }
 
 TEST(JsonFile, ReadsNumbersAlikeUnderADecimalComma) {
@@ -169,7 +169,7 @@ TEST(JsonFile, ReadsNumbersAlikeUnderADecimalComma) {
   text << "]";
   const DecimalComma comma;
   const auto check = [&] {
-    const kdi::json_file file = file_of(text.str());
+    const kdi::JsonFile file = file_of(text.str());
     const auto items = file.root().items();
     for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(items[i + 1].number(), values[i]);
   };

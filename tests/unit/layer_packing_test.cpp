@@ -10,15 +10,15 @@
 
 namespace {
 
-using fec::code_config;
+using fec::CodeConfig;
 using fec::ldpc_code_element_t;
-using fec::packing_rules;
+using fec::PackingRules;
 using test_support::Random;
 
 // ------------------------------------------------------------------------------------------------------ inputs
 
-code_config random_layers(Random& random) {
-  code_config config;
+CodeConfig random_layers(Random& random) {
+  CodeConfig config;
   config.nlayers = 1 + random.below(6);
   config.encode = random.below(2);
   config.compress_packing = random.below(2);
@@ -43,8 +43,8 @@ code_config random_layers(Random& random) {
   return config;
 }
 
-packing_rules random_rules(Random& random) {
-  packing_rules rules;
+PackingRules random_rules(Random& random) {
+  PackingRules rules;
   rules.pf = 1U << random.below(3);
   rules.min_slots = random.one_in(2) ? 3 : 1;
   rules.align_closings = random.one_in(3);
@@ -56,12 +56,12 @@ TEST(LayerPacking, EqualsThePlainTranscription) {
   for (unsigned seed = 1; seed <= 20000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
-    code_config config = random_layers(random);
-    const packing_rules rules = random_rules(random);
+    CodeConfig config = random_layers(random);
+    const PackingRules rules = random_rules(random);
     if (rules.pf == 1 && config.compress_packing == 0) continue;  // not packed at all
     const plain::packed expected = plain::pack(config, rules);
     unsigned errors = 0;
-    fec::reporter report([](void* count, int severity, char const*) { *static_cast<unsigned*>(count) += severity; },
+    fec::Reporter report([](void* count, int severity, char const*) { *static_cast<unsigned*>(count) += severity; },
                          &errors, false, false);
     ASSERT_NEAR(fec::pack_layers(config, rules, report), expected.efficiency, 1e-12);
     ASSERT_EQ(config.qc, expected.qc);
@@ -75,12 +75,12 @@ TEST(LayerPacking, KeepsEveryOperationOnceAndIssuesDifferentBanksTogether) {
   for (unsigned seed = 1; seed <= 5000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
-    code_config config = random_layers(random);
-    packing_rules rules = random_rules(random);
+    CodeConfig config = random_layers(random);
+    PackingRules rules = random_rules(random);
     rules.reorder_type = random.below(2);
     if (rules.pf == 1) config.compress_packing = 1;
     const std::size_t operations = config.qc.size();
-    fec::reporter report(nullptr, nullptr, false, false);
+    fec::Reporter report(nullptr, nullptr, false, false);
     fec::pack_layers(config, rules, report);
 
     std::vector<std::uint32_t> serials;
@@ -99,8 +99,8 @@ TEST(LayerPacking, KeepsEveryOperationOnceAndIssuesDifferentBanksTogether) {
   }
 }
 
-code_config one_layer(std::vector<unsigned> const& columns) {
-  code_config config;
+CodeConfig one_layer(std::vector<unsigned> const& columns) {
+  CodeConfig config;
   config.nlayers = 1;
   config.dc = {static_cast<std::uint32_t>(columns.size())};
   for (unsigned col : columns) {
@@ -112,22 +112,22 @@ code_config one_layer(std::vector<unsigned> const& columns) {
   return config;
 }
 
-double pack(code_config& config, packing_rules const& rules) {
-  fec::reporter report(nullptr, nullptr, false, false);
+double pack(CodeConfig& config, PackingRules const& rules) {
+  fec::Reporter report(nullptr, nullptr, false, false);
   return fec::pack_layers(config, rules, report);
 }
 
 TEST(LayerPacking, IsFullyEfficientWhenEveryColumnHasItsOwnBank) {
-  code_config config = one_layer({0, 1, 2, 3, 4, 5, 6, 7});
-  packing_rules rules;
+  CodeConfig config = one_layer({0, 1, 2, 3, 4, 5, 6, 7});
+  PackingRules rules;
   rules.pf = 4;
   EXPECT_EQ(pack(config, rules), 1.0);
   EXPECT_EQ(config.dc[0], 8U);
 }
 
 TEST(LayerPacking, PadsWhereOneBankHoldsEverything) {
-  code_config config = one_layer({0, 2, 4});
-  packing_rules rules;
+  CodeConfig config = one_layer({0, 2, 4});
+  PackingRules rules;
   rules.pf = 2;
   EXPECT_EQ(pack(config, rules), 0.5);
   EXPECT_EQ(config.dc[0], 6U);
@@ -135,9 +135,9 @@ TEST(LayerPacking, PadsWhereOneBankHoldsEverything) {
 }
 
 TEST(LayerPacking, TriesNarrowerGroupsUntilTheLanesDiffer) {
-  code_config config = one_layer({0, 1, 5, 2});  // lanes 0, 1, 1, 2
+  CodeConfig config = one_layer({0, 1, 5, 2});  // lanes 0, 1, 1, 2
   config.compress_packing = 1;
-  packing_rules rules;
+  PackingRules rules;
   pack(config, rules);
   std::vector<std::uint32_t> columns, codes;
   for (auto const& op : config.qc) {
@@ -154,18 +154,18 @@ TEST(LayerPacking, ReportsACodeWithoutLayersAndALayerWithoutSlots) {
   const auto collect = [](void* list, int, char const* text) {
     static_cast<std::vector<std::string>*>(list)->push_back(text);
   };
-  fec::reporter report(collect, &texts, false, false);
-  code_config none;
+  fec::Reporter report(collect, &texts, false, false);
+  CodeConfig none;
   EXPECT_EQ(fec::pack_layers(none, {}, report), 0.0);
-  code_config config = one_layer({});
+  CodeConfig config = one_layer({});
   config.compress_packing = 1;
   fec::pack_layers(config, {}, report);
   EXPECT_EQ(texts, (std::vector<std::string>{"ERROR: num. layers: 0", "ERROR: DC count 0 for layer0"}));
 }
 
 TEST(LayerPacking, DrawsAPassOfPadsForALayerWithoutOperations) {
-  code_config config = one_layer({});
-  packing_rules rules;
+  CodeConfig config = one_layer({});
+  PackingRules rules;
   rules.pf = 4;
   pack(config, rules);
   EXPECT_EQ(config.dc[0], 4U);

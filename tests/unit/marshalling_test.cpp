@@ -213,10 +213,10 @@ TEST_F(Marshalling, ReadsWordsOfTheMemoryCommands) {
 }
 
 TEST_F(Marshalling, ReadsAPinTable) {
-  using table_t = std::map<std::string, std::vector<std::string>>;
+  using Table = std::map<std::string, std::vector<std::string>>;
   const Words words{"DQ[0]", "a", "b", "DQ[1]", "c", "d", "-opt", "v"};
   int count = 1;
-  EXPECT_EQ(memory::tcl2cpp(8, words.data(), count), (table_t{{"DQ[0]", {"a", "b"}}, {"DQ[1]", {"c", "d"}}}));
+  EXPECT_EQ(memory::tcl2cpp(8, words.data(), count), (Table{{"DQ[0]", {"a", "b"}}, {"DQ[1]", {"c", "d"}}}));
   EXPECT_EQ(count, 8);
   const Words value_first{"x", "DQ[0]", "a", "b"};
   count = 0;
@@ -225,7 +225,7 @@ TEST_F(Marshalling, ReadsAPinTable) {
   const Words names{"Address/Ctrl-0", "a", "D[1]", "b", "c", "Q[2]", "d", "e", "Q-3", "f", "g"};
   count = 0;
   EXPECT_EQ(memory::tcl2cpp(11, names.data(), count),
-            (table_t{{"D[1]", {"a", "b", "c"}}, {"Q[2]", {"d", "e"}}, {"Q-3", {"f", "g"}}}));
+            (Table{{"D[1]", {"a", "b", "c"}}, {"Q[2]", {"d", "e"}}, {"Q-3", {"f", "g"}}}));
   EXPECT_EQ(count, 11);
   count = 0;
   EXPECT_TRUE(memory::tcl2cpp(0, names.data(), count).empty());
@@ -257,16 +257,16 @@ std::vector<std::string> split(std::string const& text) {
 }
 
 TEST(BraceGroups, AreSplitFromWords) {
-  using tokens_t = std::vector<std::string>;
-  EXPECT_EQ(split(""), tokens_t{});
-  EXPECT_EQ(split("a  b"), (tokens_t{"a", "b"}));
-  EXPECT_EQ(split("{a"), (tokens_t{"a"}));
-  EXPECT_EQ(split("x {y z} w"), (tokens_t{"x", "{y z}", "w"}));
-  EXPECT_EQ(split("ab{c}d e"), (tokens_t{"{c}", "abd", "e"}));
-  EXPECT_EQ(split("a\tb\nc"), (tokens_t{"a\tb", "c"}));
-  tokens_t kept{"old"};
+  using Tokens = std::vector<std::string>;
+  EXPECT_EQ(split(""), Tokens{});
+  EXPECT_EQ(split("a  b"), (Tokens{"a", "b"}));
+  EXPECT_EQ(split("{a"), (Tokens{"a"}));
+  EXPECT_EQ(split("x {y z} w"), (Tokens{"x", "{y z}", "w"}));
+  EXPECT_EQ(split("ab{c}d e"), (Tokens{"{c}", "abd", "e"}));
+  EXPECT_EQ(split("a\tb\nc"), (Tokens{"a\tb", "c"}));
+  Tokens kept{"old"};
   kelvane::parseParamValueDictWithBraces("new", kept);
-  EXPECT_EQ(kept, (tokens_t{"old", "new"}));
+  EXPECT_EQ(kept, (Tokens{"old", "new"}));
 }
 
 // The scan as it is told, looking each closing brace up on its own.

@@ -26,7 +26,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using message_host::Capture;
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 TEST(Messages, AreFormattedWithTheirKind) {
   Capture seen;
@@ -34,23 +34,23 @@ TEST(Messages, AreFormattedWithTheirKind) {
   ComMsgMgr::sendMsg::eval(0, __FILE__, __LINE__, "tcltasks", ComMsgMgr::MSG_CRITICAL_WARNING, "b");
   ComMsgMgr::sendMsg::eval(0, __FILE__, __LINE__, "tcltasks", ComMsgMgr::MSG_WARNING, "c");
   ComMsgMgr::sendMsg::eval(0, __FILE__, __LINE__, "tcltasks", ComMsgMgr::MSG_INFO, "d");
-  EXPECT_EQ(seen.lines(), (texts_t{"ERROR: [tcltasks] a has 3", "CRITICAL WARNING: [tcltasks] b",
-                                   "WARNING: [tcltasks] c", "INFO: [tcltasks] d"}));
+  EXPECT_EQ(seen.lines(), (Texts{"ERROR: [tcltasks] a has 3", "CRITICAL WARNING: [tcltasks] b", "WARNING: [tcltasks] c",
+                                 "INFO: [tcltasks] d"}));
 }
 
 TEST(Messages, ReferencesTakeTheirTextFromTheCatalogue) {
   Capture seen;
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "tcltasks", ComMsgMgr::MSG_ERROR, "@80-1@");
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "tcltasks", ComMsgMgr::MSG_ERROR, "@80-2@%s", "100 % broken");
-  EXPECT_EQ(seen.lines(), (texts_t{"ERROR: [tcltasks 80-1] An exception of an unknown kind ended the command.",
-                                   "ERROR: [tcltasks 80-2] An exception ended the command: 100 % broken"}));
+  EXPECT_EQ(seen.lines(), (Texts{"ERROR: [tcltasks 80-1] An exception of an unknown kind ended the command.",
+                                 "ERROR: [tcltasks 80-2] An exception ended the command: 100 % broken"}));
 }
 
 TEST(Messages, AnUnknownReferenceIsShownWithItsArguments) {
   Capture seen;
   ComMsgMgr::sendMsg::eval(0, nullptr, 0, "x", ComMsgMgr::MSG_ERROR, "@81-7@%s %5.2f %lu%% %c %lld", "word", 1.5, 7UL,
                            'z', -3LL);
-  EXPECT_EQ(seen.lines(), (texts_t{"ERROR: [x 81-7] @81-7@ word  1.50 7 z -3"}));
+  EXPECT_EQ(seen.lines(), (Texts{"ERROR: [x 81-7] @81-7@ word  1.50 7 z -3"}));
 }
 
 // The arguments of a message that the catalogue does not have, as they are shown, each behind a blank.
@@ -148,7 +148,7 @@ TEST(Messages, OnlyAWholeReferenceIsOne) {
 TEST(Messages, ATextByIdIsFinal) {
   Capture seen;
   ComMsgMgr::sendMsgById("PDMS", 4, ComMsgMgr::MSG_WARNING, "50 %s @80-1@");
-  EXPECT_EQ(seen.lines(), (texts_t{"WARNING: [PDMS 4] 50 %s @80-1@"}));
+  EXPECT_EQ(seen.lines(), (Texts{"WARNING: [PDMS 4] 50 %s @80-1@"}));
 }
 
 TEST(Messages, MadeOnesAreSentLater) {
@@ -157,7 +157,7 @@ TEST(Messages, MadeOnesAreSentLater) {
   EXPECT_TRUE(seen.lines().empty());
   EXPECT_EQ(message->getMessage(), "5%");
   ComMsgMgr::sendMessage(*message);
-  EXPECT_EQ(seen.lines(), (texts_t{"INFO: [c] 5%"}));
+  EXPECT_EQ(seen.lines(), (Texts{"INFO: [c] 5%"}));
 }
 
 TEST(Messages, DebugOnesNeedTheirChannel) {
@@ -172,7 +172,7 @@ TEST(Messages, DebugOnesNeedTheirChannel) {
   send(3);
   message_host::set_channel("test.channel", -1);
   send(0);
-  EXPECT_EQ(seen.lines(), (texts_t{"DEBUG: [tcltasks] level 2"}));
+  EXPECT_EQ(seen.lines(), (Texts{"DEBUG: [tcltasks] level 2"}));
   ComMsgMgr::sendScopedMsg::eval(1, nullptr, 0, "tcltasks", "test.channel", ComMsgMgr::MSG_WARNING, "always");
   EXPECT_EQ(seen.lines().back(), "WARNING: [tcltasks] always");
 }
@@ -216,7 +216,7 @@ TEST(Messages, DebugOnesWithoutAChannelGoNowhere) {
   ComMsgMgr::sendMsgById("c", 1, ComMsgMgr::MSG_DEBUG5, "text");
   const auto made = ComMsgMgrInstance::createInstance::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_DEBUG0, "text");
   ComMsgMgr::sendMessage(*made);
-  EXPECT_EQ(seen.lines(), texts_t{});
+  EXPECT_EQ(seen.lines(), Texts{});
 }
 
 TEST(Messages, AreKeptByACapture) {
@@ -227,9 +227,9 @@ TEST(Messages, AreKeptByACapture) {
   EXPECT_EQ(seen.messages()[0].level, 3);
   EXPECT_EQ(seen.messages()[0].line, 5);
   EXPECT_EQ(seen.messages()[0].text, "one\ntwo \n\n");
-  EXPECT_EQ(seen.lines(), texts_t{"WARNING: [c] one\ntwo "}) << "a line ends by itself";
+  EXPECT_EQ(seen.lines(), Texts{"WARNING: [c] one\ntwo "}) << "a line ends by itself";
   seen.clear();
-  EXPECT_EQ(seen.lines(), texts_t{});
+  EXPECT_EQ(seen.lines(), Texts{});
 }
 
 // A capture that goes while other threads send is not called afterwards.
@@ -476,7 +476,7 @@ TEST(Exceptions, CarryAMessageOrNone) {
   const HEXAlgException text("50 % of it");
   EXPECT_STREQ(text.what(), "50 % of it");
   text.print();
-  EXPECT_EQ(seen.lines(), (texts_t{"ERROR: [tcltasks] 50 % of it"}));
+  EXPECT_EQ(seen.lines(), (Texts{"ERROR: [tcltasks] 50 % of it"}));
   EXPECT_NE(dynamic_cast<HEXError const*>(static_cast<HEXAll const*>(&text)), nullptr);
 }
 
@@ -505,8 +505,8 @@ TEST_F(Guards, TheMessageManagerHearsOfEveryExceptionAndTheResultStays) {
   EXPECT_EQ(guarded(std::string("text")), TCL_ERROR);
   EXPECT_EQ(frame::report_to_message_manager([] { return TCL_OK; }), TCL_OK);
   EXPECT_EQ(seen.lines(),
-            (texts_t{"ERROR: [tcltasks] engine", "ERROR: [tcltasks 80-2] An exception ended the command: library",
-                     "ERROR: [tcltasks 80-1] An exception of an unknown kind ended the command."}));
+            (Texts{"ERROR: [tcltasks] engine", "ERROR: [tcltasks 80-2] An exception ended the command: library",
+                   "ERROR: [tcltasks 80-1] An exception of an unknown kind ended the command."}));
   EXPECT_EQ(result(), "as it was");
 }
 

@@ -16,45 +16,44 @@
 
 namespace {
 
-using columns_t = std::vector<std::uint32_t>;
+using Columns = std::vector<std::uint32_t>;
 namespace tables = fec::order_tables;
 
 // The columns of each layer of the compiled code, and the last one of each.
-std::vector<columns_t> layers_of(int graph, unsigned kb, bool encode) {
+std::vector<Columns> layers_of(int graph, unsigned kb, bool encode) {
   ldpc::ldpc_code_spec_t spec;
-  static_cast<fec::code_spec&>(spec) = test_support::nr_code(graph, 128, kb);
+  static_cast<fec::CodeSpec&>(spec) = test_support::nr_code(graph, 128, kb);
   spec.encode = encode;
   ldpc::ldpc_code_config_t config;
   ldpc::ldpc_code_stats_t stats;
   ldpc::gen_ldpc_code_config(spec, config, stats, nullptr, nullptr, 1, true);
   EXPECT_TRUE(encode ? stats.enc_ok : stats.dec_ok);
-  std::vector<columns_t> layers;
+  std::vector<Columns> layers;
   std::size_t at = 0;
   for (std::uint32_t dc : config.dc) {
-    columns_t& layer = layers.emplace_back();
+    Columns& layer = layers.emplace_back();
     for (std::uint32_t i = 0; i < dc; ++i) layer.push_back(config.qc[at++].col);
   }
   return layers;
 }
 
-struct used_table {
+struct UsedTable {
   unsigned reorder_type;
   int graph;
   unsigned kb;
   std::uint32_t decoder_filler;
 };
-constexpr used_table kUsed[] = {
-    {2, 1, 22, 0}, {3, 2, 10, tables::kEmptySlot}, {4, 2, 9, 0}, {5, 2, 8, 0}, {6, 2, 6, 0}};
+constexpr UsedTable kUsed[] = {{2, 1, 22, 0}, {3, 2, 10, tables::kEmptySlot}, {4, 2, 9, 0}, {5, 2, 8, 0}, {6, 2, 6, 0}};
 
 TEST(OrderTables, HoldTheColumnsOfEachLayerAndThenFillers) {
-  for (used_table const& table : kUsed)
+  for (UsedTable const& table : kUsed)
     for (bool encode : {false, true}) {
       const auto layers = layers_of(table.graph, table.kb, encode);
       for (unsigned layer = 0; layer < layers.size(); ++layer) {
         SCOPED_TRACE(testing::Message() << "reorder_type " << table.reorder_type << " encode " << encode << " layer "
                                         << layer);
         const auto row = tables::row(table.reorder_type, encode, layer);
-        columns_t const& expected = layers[layer];
+        Columns const& expected = layers[layer];
         ASSERT_GE(row.size(), expected.size());
         EXPECT_TRUE(
             std::is_permutation(expected.begin(), expected.end(), row.begin(), row.begin() + std::ssize(expected)));
@@ -72,21 +71,21 @@ TEST(OrderTables, AreEmptyForOtherTypes) {
 }
 
 template <std::size_t Rows, std::size_t Width>
-columns_t head(std::uint32_t const (&table)[Rows][Width], std::size_t row, std::size_t count) {
+Columns head(std::uint32_t const (&table)[Rows][Width], std::size_t row, std::size_t count) {
   return {table[row], table[row] + count};
 }
 
 TEST(OrderTables, BeginAsGiven) {
-  EXPECT_EQ(head(tables::BG1_REORDERED, 0, 9), (columns_t{12, 5, 2, 3, 0, 9, 6, 11, 16}));
-  EXPECT_EQ(head(tables::BG1_REORDERED, 4, 4), (columns_t{0, 1, 26, 0}));
-  EXPECT_EQ(head(tables::BG1_REORDERED, 45, 5), (columns_t{6, 1, 10, 67, 0}));
+  EXPECT_EQ(head(tables::BG1_REORDERED, 0, 9), (Columns{12, 5, 2, 3, 0, 9, 6, 11, 16}));
+  EXPECT_EQ(head(tables::BG1_REORDERED, 4, 4), (Columns{0, 1, 26, 0}));
+  EXPECT_EQ(head(tables::BG1_REORDERED, 45, 5), (Columns{6, 1, 10, 67, 0}));
   EXPECT_EQ(head(tables::ENC_BG1REORDERED, 0, 20),
-            (columns_t{12, 5, 2, 3, 0, 9, 6, 11, 16, 1, 10, 15, 20, 21, 18, 19, 13, 24, 0, 0}));
-  EXPECT_EQ(head(tables::ENC_BG1REORDERED, 4, 6), (columns_t{24, 25, 26, 27, 22, 0}));
-  EXPECT_EQ(head(tables::BG2KB10P128, 0, 12), (columns_t{2, 9, 6, 3, 0, 1, 10, 11, 240, 240, 240, 240}));
-  EXPECT_EQ(head(tables::BG2KB10P128, 41, 5), (columns_t{1, 5, 11, 51, 240}));
-  EXPECT_EQ(head(tables::ENC_BG2KB10REORDERED, 4, 6), (columns_t{12, 13, 14, 15, 10, 0}));
-  EXPECT_EQ(head(tables::BG2KB6REORDERED, 0, 7), (columns_t{0, 1, 2, 3, 6, 7, 0}));
+            (Columns{12, 5, 2, 3, 0, 9, 6, 11, 16, 1, 10, 15, 20, 21, 18, 19, 13, 24, 0, 0}));
+  EXPECT_EQ(head(tables::ENC_BG1REORDERED, 4, 6), (Columns{24, 25, 26, 27, 22, 0}));
+  EXPECT_EQ(head(tables::BG2KB10P128, 0, 12), (Columns{2, 9, 6, 3, 0, 1, 10, 11, 240, 240, 240, 240}));
+  EXPECT_EQ(head(tables::BG2KB10P128, 41, 5), (Columns{1, 5, 11, 51, 240}));
+  EXPECT_EQ(head(tables::ENC_BG2KB10REORDERED, 4, 6), (Columns{12, 13, 14, 15, 10, 0}));
+  EXPECT_EQ(head(tables::BG2KB6REORDERED, 0, 7), (Columns{0, 1, 2, 3, 6, 7, 0}));
 }
 
 // A table of lanes: in each group every column stands in its lane, and the row holds the columns of the layer once.
@@ -94,7 +93,7 @@ template <std::size_t Rows, std::size_t Width>
 void expect_lanes(std::uint32_t const (&table)[Rows][Width], unsigned lanes, int graph) {
   const auto layers = layers_of(graph, 0, false);
   for (std::size_t row = 0; row < Rows; ++row) {
-    columns_t columns;
+    Columns columns;
     for (std::size_t i = 0; i < Width; ++i) {
       if (table[row][i] == tables::kEmptySlot) continue;
       EXPECT_EQ(table[row][i] % lanes, i % lanes);

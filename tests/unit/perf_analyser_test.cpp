@@ -14,39 +14,39 @@
 
 namespace {
 
-using fec::code_config;
+using fec::CodeConfig;
 using fec::perf_analyser::code_t;
-using fec::perf_analyser::pipeline;
-using fec::perf_analyser::stream_rates;
+using fec::perf_analyser::Pipeline;
+using fec::perf_analyser::StreamRates;
 using test_support::CycleModel;
 using test_support::Random;
 
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 void collect(void* list, int severity, char const* text) {
-  static_cast<texts_t*>(list)->push_back(std::to_string(severity) + text);
+  static_cast<Texts*>(list)->push_back(std::to_string(severity) + text);
 }
 
-struct run_result {
+struct RunResult {
   std::vector<std::vector<std::uint32_t>> stalls;
   std::vector<unsigned long long> finished;
   std::vector<unsigned> ids;
-  texts_t reports;
+  Texts reports;
 
-  bool operator==(run_result const&) const = default;
+  bool operator==(RunResult const&) const = default;
 };
 
 struct queued {
   unsigned id;
   unsigned iterations;
-  code_config config;
+  CodeConfig config;
 };
 
-run_result run_events(std::vector<queued> const& codes, unsigned delay, fec::capacity_row const& capacities,
-                      stream_rates rates = {}) {
-  run_result result;
+RunResult run_events(std::vector<queued> const& codes, unsigned delay, fec::CapacityRow const& capacities,
+                     StreamRates rates = {}) {
+  RunResult result;
   fec::XLogger logger(collect, &result.reports);
-  pipeline model({delay, capacities}, logger, rates);
+  Pipeline model({delay, capacities}, logger, rates);
   for (queued const& one : codes) {
     code_t code;
     code.id = one.id;
@@ -63,9 +63,9 @@ run_result run_events(std::vector<queued> const& codes, unsigned delay, fec::cap
   return result;
 }
 
-run_result run_cycles(std::vector<queued> const& codes, unsigned delay, fec::capacity_row const& capacities,
-                      stream_rates rates = {}) {
-  run_result result;
+RunResult run_cycles(std::vector<queued> const& codes, unsigned delay, fec::CapacityRow const& capacities,
+                     StreamRates rates = {}) {
+  RunResult result;
   fec::XLogger logger(collect, &result.reports);
   CycleModel model(delay, capacities, logger, rates);
   for (queued const& one : codes) {
@@ -91,11 +91,11 @@ TEST(PerfAnalyser, EqualsTheCycleModelOnRandomCodes) {
   for (unsigned seed = 1; seed <= 12000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
-    const code_config config = test_support::random_compiled_code(random);
+    const CodeConfig config = test_support::random_compiled_code(random);
     const std::vector<queued> codes = {{0, config.encode != 0 ? 1U : 4U, config}};
     const unsigned delay = kDelays[random.below(3)];
-    const run_result expected = run_cycles(codes, delay, sd_fec::variant::kCapacities);
-    ASSERT_EQ(run_events(codes, delay, sd_fec::variant::kCapacities), expected);
+    const RunResult expected = run_cycles(codes, delay, sd_fec::Variant::kCapacities);
+    ASSERT_EQ(run_events(codes, delay, sd_fec::Variant::kCapacities), expected);
     reported += !expected.reports.empty();
     for (auto const& text : expected.reports) changed += text.find("Stall change") != std::string::npos;
     for (std::uint32_t stall : expected.stalls[0]) stalled += stall > 0;
@@ -114,17 +114,17 @@ TEST(PerfAnalyser, EqualsTheCycleModelOnSeveralCodesInTightMemories) {
     const unsigned count = 2 + random.below(3);
     for (unsigned i = 0; i < count; ++i)
       codes.push_back({random.below(6), 1 + random.below(4), test_support::random_compiled_code(random)});
-    fec::capacity_row capacities = sd_fec::variant::kCapacities;
+    fec::CapacityRow capacities = sd_fec::Variant::kCapacities;
     if (random.one_in(2)) capacities[random.below(8)] = random.below(12);
-    const stream_rates rates{random.one_in(9) ? 0.0 : 1.0, random.one_in(9) ? 4.5 : 4.0};
+    const StreamRates rates{random.one_in(9) ? 0.0 : 1.0, random.one_in(9) ? 4.5 : 4.0};
     ASSERT_EQ(run_events(codes, 11, capacities, rates), run_cycles(codes, 11, capacities, rates));
   }
 }
 
 // ------------------------------------------------------------------------------------------------------ rules
 
-code_config layers_of(std::vector<std::vector<unsigned>> const& layers, unsigned p = 128) {
-  code_config config;
+CodeConfig layers_of(std::vector<std::vector<unsigned>> const& layers, unsigned p = 128) {
+  CodeConfig config;
   config.p = p;
   config.mv = (p + 127) / 128;
   config.n = 16 * p;
@@ -139,8 +139,8 @@ code_config layers_of(std::vector<std::vector<unsigned>> const& layers, unsigned
   return config;
 }
 
-run_result run(code_config const& config, unsigned delay = 11) {
-  return run_events({{0, config.encode != 0 ? 1U : 4U, config}}, delay, sd_fec::variant::kCapacities);
+RunResult run(CodeConfig const& config, unsigned delay = 11) {
+  return run_events({{0, config.encode != 0 ? 1U : 4U, config}}, delay, sd_fec::Variant::kCapacities);
 }
 
 TEST(PerfAnalyser, LayersThatShareNothingInFlightDoNotWait) {
@@ -188,7 +188,7 @@ TEST(PerfAnalyser, AColumnReadTwiceInALayerDoesNotHoldTheLayerUp) {
 TEST(PerfAnalyser, ColumnsThatDoNotExistAreReported) {
   auto config = layers_of({{0, 1, 300}});
   config.encode = 1;
-  EXPECT_EQ(run(config).reports, (texts_t{"0 WARNING: 2 : Out of range CW index: 300"}));
+  EXPECT_EQ(run(config).reports, (Texts{"0 WARNING: 2 : Out of range CW index: 300"}));
 }
 
 TEST(PerfAnalyser, AStallThatStillChangesInTheLastIterationIsReportedAndStands) {
@@ -222,25 +222,25 @@ TEST(PerfAnalyser, ACodeTooLargeForTheMemoriesGoesInByItself) {
 TEST(PerfAnalyser, ChecksItsRatesWhenACodeEnters) {
   const std::vector<queued> codes = {{0, 1, layers_of({{0, 1}})}};
   EXPECT_EQ(
-      run_events(codes, 11, sd_fec::variant::kCapacities, {0, 4.5}).reports,
-      (texts_t{"0 WARNING: Invalid input rate specified: 0 : 4", "0 WARNING: Invalid output rate specified: 4.5 : 4"}));
-  EXPECT_TRUE(run_events(codes, 11, sd_fec::variant::kCapacities, {0.25, 4}).reports.empty());
+      run_events(codes, 11, sd_fec::Variant::kCapacities, {0, 4.5}).reports,
+      (Texts{"0 WARNING: Invalid input rate specified: 0 : 4", "0 WARNING: Invalid output rate specified: 4.5 : 4"}));
+  EXPECT_TRUE(run_events(codes, 11, sd_fec::Variant::kCapacities, {0.25, 4}).reports.empty());
 }
 
 TEST(PerfAnalyser, RunsCodesInTheOrderOfTheirIdentifiersAndReportsEqualOnes) {
   const auto config = layers_of({{0, 1}});
-  const auto result = run_events({{7, 1, config}, {3, 1, config}, {3, 1, config}}, 11, sd_fec::variant::kCapacities);
+  const auto result = run_events({{7, 1, config}, {3, 1, config}, {3, 1, config}}, 11, sd_fec::Variant::kCapacities);
   EXPECT_EQ(result.ids, (std::vector<unsigned>{3, 7, 3}));
-  EXPECT_EQ(result.reports, (texts_t{"0 WARNING: Code neither greater than or less than any current codes!!"}));
+  EXPECT_EQ(result.reports, (Texts{"0 WARNING: Code neither greater than or less than any current codes!!"}));
 }
 
 TEST(PerfAnalyser, ReplacesNothingButTheStalls) {
   sd_fec::ldpc_code_config_t config;
-  static_cast<code_config&>(config) = layers_of({{0, 1, 2}, {0, 3}});
-  code_config expected = config;
+  static_cast<CodeConfig&>(config) = layers_of({{0, 1, 2}, {0, 3}});
+  CodeConfig expected = config;
   sd_fec::perf_analyser::calc_ldpc_stall(config, nullptr, nullptr);
   expected.stall = config.stall;
-  EXPECT_EQ(static_cast<code_config&>(config), expected);
+  EXPECT_EQ(static_cast<CodeConfig&>(config), expected);
   EXPECT_EQ(config.stall, (std::vector<std::uint32_t>{11, 11}));
 }
 
@@ -269,7 +269,7 @@ class Trace : public fec::XLogger {
   void signal(char const* name, unsigned long long cycle, unsigned long long value) override {
     texts.push_back(name + (" " + std::to_string(cycle)) + " " + std::to_string(value));
   }
-  texts_t texts;
+  Texts texts;
 };
 
 TEST(PerfAnalyser, TracesItsStages) {
@@ -280,15 +280,15 @@ TEST(PerfAnalyser, TracesItsStages) {
         config.encode = 1;
         return config;
       }(),
-      {11, sd_fec::variant::kCapacities}, trace);
+      {11, sd_fec::Variant::kCapacities}, trace);
   // The first layer ends in cycle 2, is updated from 13 to 15, and the second reads column 2 in 16.
   EXPECT_EQ(trace.texts,
-            (texts_t{"minsum_stall 0 0", "minsum_active 0 3", "soupd_active 13 3", "total_stall_cycles 2 0",
-                     "minsum_stall 3 13", "minsum_active 16 2", "soupd_active 28 2", "total_stall_cycles 17 13"}));
+            (Texts{"minsum_stall 0 0", "minsum_active 0 3", "soupd_active 13 3", "total_stall_cycles 2 0",
+                   "minsum_stall 3 13", "minsum_active 16 2", "soupd_active 28 2", "total_stall_cycles 17 13"}));
 }
 
 TEST(XLogger, PrefixesItsTexts) {
-  texts_t texts;
+  Texts texts;
   fec::XLogger logger(collect, &texts, "core");
   logger.error("a");
   logger.warning("b");
@@ -296,7 +296,7 @@ TEST(XLogger, PrefixesItsTexts) {
   logger.note(12, " : d");
   logger.signal("minsum_active", 1, 1);
   EXPECT_FALSE(logger.traces());
-  EXPECT_EQ(texts, (texts_t{"1core ERROR: a", "0core WARNING: b", "0core NOTE: c", "0core NOTE: 12 : d"}));
+  EXPECT_EQ(texts, (Texts{"1core ERROR: a", "0core WARNING: b", "0core NOTE: c", "0core NOTE: 12 : d"}));
 }
 
 TEST(Tick, CountsAndSaysWhenItOverflows) {

@@ -31,7 +31,7 @@ std::string changed(std::string const& from, std::string const& to) {
 std::string fault(std::string const& text) {
   try {
     read_model(text, "f");
-  } catch (kdi::json_error const& error) {
+  } catch (kdi::JsonError const& error) {
     return error.what();
   }
   return "none";

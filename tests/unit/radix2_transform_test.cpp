@@ -18,7 +18,7 @@
 
 namespace {
 
-using response_t = HSTVector<std::pair<double, double>>;
+using Response = HSTVector<std::pair<double, double>>;
 using fftalgorithm_init::FFTAlgorithmImp;
 using vcualgorithm_init::VCUAlgorithmImp;
 
@@ -30,7 +30,7 @@ std::vector<double> random_samples(std::size_t n, unsigned seed) {
 }
 
 // Stage by stage, block by block, the factors made anew in each block.
-response_t plain(std::vector<double> const& samples) {
+Response plain(std::vector<double> const& samples) {
   const auto n = static_cast<unsigned>(samples.size());
   unsigned bits = 0;
   FFTAlgorithmImp::NumberOfBitsNeeded(n, bits);
@@ -71,7 +71,7 @@ response_t plain(std::vector<double> const& samples) {
     }
     half = size;
   }
-  response_t response;
+  Response response;
   for (unsigned i = 0; i <= n / 2; ++i) {
     double frequency = 0;
     FFTAlgorithmImp::Index_to_frequency(n, i, frequency);
@@ -83,9 +83,9 @@ response_t plain(std::vector<double> const& samples) {
 TEST(Radix2Transform, IsThePlainRecurrenceBitForBit) {
   for (unsigned bits = 1; bits <= 17; ++bits) {
     const auto samples = random_samples(std::size_t{1} << bits, bits);
-    response_t response;
+    Response response;
     ASSERT_TRUE(FFTAlgorithmImp::GetFrequencyResponse(samples, response));
-    const response_t expected = plain(samples);
+    const Response expected = plain(samples);
     ASSERT_EQ(response.size(), expected.size());
     EXPECT_EQ(std::memcmp(response.data(), expected.data(), response.size() * sizeof response[0]), 0)
         << bits << " bits";
@@ -96,7 +96,7 @@ TEST(Radix2Transform, IsNearTheDirectTransform) {
   for (unsigned bits = 1; bits <= 11; ++bits) {
     const std::size_t n = std::size_t{1} << bits;
     const auto samples = random_samples(n, 100 + bits);
-    response_t response;
+    Response response;
     ASSERT_TRUE(VCUAlgorithmImp::GetFrequencyResponse(samples, response));
     ASSERT_EQ(response.size(), n / 2 + 1);
     double norm = 0;
@@ -130,7 +130,7 @@ TEST(Radix2Transform, ErrorGrowsNoFasterThanTheRecurrenceMakesIt) {
     fftw_execute(plan);
     fftw_destroy_plan(plan);
     HSTVector<std::pair<double, double>> response;
-    ASSERT_TRUE(dsp::radix2_transform::GetFrequencyResponse(samples, response));
+    ASSERT_TRUE(dsp::Radix2Transform::GetFrequencyResponse(samples, response));
     double power = 0, error_power = 0, largest = 0;
     for (std::size_t i = 0; i <= n / 2; ++i) {
       const double magnitude = std::hypot(out[i][0], out[i][1]);
@@ -149,7 +149,7 @@ TEST(Radix2Transform, ErrorGrowsNoFasterThanTheRecurrenceMakesIt) {
 
 TEST(Radix2Transform, RefusesOtherCountsAndLeavesTheResponseAlone) {
   for (std::size_t n : {0U, 1U, 3U, 12U, 1000U}) {
-    response_t response{{1.0, 2.0}};
+    Response response{{1.0, 2.0}};
     EXPECT_FALSE(FFTAlgorithmImp::GetFrequencyResponse(std::vector<double>(n), response));
     EXPECT_EQ(response.size(), 1U);
   }

@@ -22,9 +22,9 @@ struct tally {
 
 // Proves one code, on the finished code and, where the three-cycle rule has raised the first stall, on the analyser's.
 template <class Variant>
-void prove(fec::code_spec const& plain, tally& count) {
+void prove(fec::CodeSpec const& plain, tally& count) {
   fec::ldpc_code_spec_t<Variant> spec;
-  static_cast<fec::code_spec&>(spec) = plain;
+  static_cast<fec::CodeSpec&>(spec) = plain;
   fec::ldpc_code_config_t<Variant> config;
   fec::ldpc_code_stats_t<Variant> stats;
   std::string reports;
@@ -52,11 +52,11 @@ void prove(fec::code_spec const& plain, tally& count) {
 }
 
 template <class Variant>
-void prove_all_standard_codes(void (*change)(fec::code_spec&, int graph)) {
+void prove_all_standard_codes(void (*change)(fec::CodeSpec&, int graph)) {
   tally count;
   for (int graph : {1, 2})
     for (unsigned z : test_support::lifting_sizes()) {
-      fec::code_spec spec = test_support::nr_code(graph, z);
+      fec::CodeSpec spec = test_support::nr_code(graph, z);
       change(spec, graph);
       SCOPED_TRACE(testing::Message() << Variant::kName << " base graph " << graph << " lifting size " << z);
       prove<Variant>(spec, count);
@@ -66,41 +66,41 @@ void prove_all_standard_codes(void (*change)(fec::code_spec&, int graph)) {
 
 template <class Variant>
 class StandardCodes : public testing::Test {};
-using Cores = testing::Types<sd_fec::variant, ldpc::variant>;
+using Cores = testing::Types<sd_fec::Variant, ldpc::Variant>;
 TYPED_TEST_SUITE(StandardCodes, Cores);
 
 TYPED_TEST(StandardCodes, PackedForTheDecoder) {
-  prove_all_standard_codes<TypeParam>([](fec::code_spec&, int) {});
+  prove_all_standard_codes<TypeParam>([](fec::CodeSpec&, int) {});
 }
 
 TYPED_TEST(StandardCodes, UnpackedForTheDecoder) {
-  prove_all_standard_codes<TypeParam>([](fec::code_spec& spec, int) { spec.no_packing = 1; });
+  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int) { spec.no_packing = 1; });
 }
 
 TYPED_TEST(StandardCodes, CompressedInBanksForTheDecoder) {
-  prove_all_standard_codes<TypeParam>([](fec::code_spec& spec, int) { spec.compress_packing = 1; });
+  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int) { spec.compress_packing = 1; });
 }
 
 TYPED_TEST(StandardCodes, InTheOrderOfTheBaseGraphForTheDecoder) {
-  prove_all_standard_codes<TypeParam>([](fec::code_spec& spec, int graph) {
+  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int graph) {
     spec.compress_packing = 1;
     spec.reorder_type = graph == 1 ? 2 : 3;
   });
 }
 
 TYPED_TEST(StandardCodes, PackedForTheEncoder) {
-  prove_all_standard_codes<TypeParam>([](fec::code_spec& spec, int) { spec.encode = 1; });
+  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int) { spec.encode = 1; });
 }
 
 TYPED_TEST(StandardCodes, UnpackedForTheEncoder) {
-  prove_all_standard_codes<TypeParam>([](fec::code_spec& spec, int) {
+  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int) {
     spec.encode = 1;
     spec.no_packing = 1;
   });
 }
 
 TYPED_TEST(StandardCodes, InTheOrderOfTheBaseGraphForTheEncoder) {
-  prove_all_standard_codes<TypeParam>([](fec::code_spec& spec, int graph) {
+  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int graph) {
     spec.encode = 1;
     spec.compress_packing = 1;
     spec.reorder_type = graph == 1 ? 2 : 3;
@@ -113,7 +113,7 @@ TYPED_TEST(StandardCodes, OfFewerInformationColumns) {
     for (unsigned z : {5U, 32U, 64U, 72U})
       for (unsigned encode : {0U, 1U}) {
         SCOPED_TRACE(testing::Message() << TypeParam::kName << " Kb " << kb << " lifting size " << z);
-        fec::code_spec spec = test_support::nr_code(2, z, kb);
+        fec::CodeSpec spec = test_support::nr_code(2, z, kb);
         spec.encode = encode;
         spec.compress_packing = 1;
         spec.reorder_type = kb == 9 ? 4 : kb == 8 ? 5 : 6;
@@ -139,12 +139,12 @@ TEST(WeightedCodes, AreProvenToo) {
   for (unsigned seed = 1; seed <= 400; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     test_support::Random random(seed);
-    fec::code_spec spec = test_support::random_spec(random);
+    fec::CodeSpec spec = test_support::random_spec(random);
     spec.enable_wgt1 = 1;
     spec.encode = 0;
     for (auto& element : spec.sm_array)
       while (random.one_in(6)) element.shift.push_back(random.below(spec.p));
-    prove<sd_fec::variant>(spec, count);
+    prove<sd_fec::Variant>(spec, count);
   }
   std::printf("weights above 1: %u proven, %u reported by the analyser, %u refused\n", count.proven, count.reported,
               count.refused);

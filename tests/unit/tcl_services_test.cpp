@@ -15,7 +15,7 @@ namespace {
 
 using hdi::tcltasks::task_manager;
 using hdi::tcltasks::tclcmdobj;
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 class TclServices : public testing::Test {
  protected:
@@ -89,13 +89,13 @@ TEST_F(TclServices, SendAnErrorUnlessQuiet) {
   EXPECT_EQ(tclcmdobj(interp, "error {100 %s}", task_manager::dont_record_command, false), TCL_ERROR);
   EXPECT_EQ(tclcmdobj(interp, "set x 1", task_manager::dont_record_command, false), TCL_OK);
   EXPECT_EQ(quietly(interp, "error silent"), TCL_ERROR);
-  EXPECT_EQ(messages_.lines(), texts_t{"ERROR: [tcltasks] 100 %s"});
+  EXPECT_EQ(messages_.lines(), Texts{"ERROR: [tcltasks] 100 %s"});
   Tcl_DeleteInterp(interp);
 }
 
 TEST_F(TclServices, TellTheJournalBeforeTheyEvaluate) {
   Tcl_Interp* const interp = Tcl_CreateInterp();
-  texts_t journal;
+  Texts journal;
   tcl_host::set_journal([&](std::string const& command) {
     journal.push_back(command + (Tcl_GetVar(interp, "x", 0) == nullptr ? "" : " late"));
   });
@@ -103,7 +103,7 @@ TEST_F(TclServices, TellTheJournalBeforeTheyEvaluate) {
   tclcmdobj(interp, "unset x", task_manager::dont_record_command, true);
   task_manager::eval_in_tcl("error recorded", interp, true);
   task_manager::eval_in_tcl("error unrecorded", interp, false);
-  EXPECT_EQ(journal, (texts_t{"set x 1", "error recorded"}));
+  EXPECT_EQ(journal, (Texts{"set x 1", "error recorded"}));
   tcl_host::set_journal([](auto const&) { throw std::runtime_error("full"); });
   EXPECT_EQ(tclcmdobj(interp, "set x 2", task_manager::record_command, true), TCL_OK);
   Tcl_DeleteInterp(interp);

@@ -20,10 +20,10 @@ constexpr unsigned kSeed = 20261121;
 // Kilobits first, then the number of primitives.
 std::uint64_t area(int kilobits) { return (std::uint64_t{static_cast<unsigned>(kilobits)} << 32U) + 1U; }
 
-std::uint64_t cost_of(std::vector<bmg::choice> const& choices, std::vector<bmg::grid> const& grids) {
+std::uint64_t cost_of(std::vector<bmg::Choice> const& choices, std::vector<bmg::Grid> const& grids) {
   std::uint64_t cost = 0;
-  for (bmg::grid const& one : grids) {
-    bmg::choice const& choice = choices[one.choice];
+  for (bmg::Grid const& one : grids) {
+    bmg::Choice const& choice = choices[one.choice];
     const int columns = (one.bits + choice.width - 1) / choice.width;
     const int stack = (one.rows + choice.depth - 1) / choice.depth;
     cost += static_cast<std::uint64_t>(columns) * (static_cast<std::uint64_t>(stack) * choice.for_tile +
@@ -58,7 +58,7 @@ TEST(Tiler, NeedsNoMoreThanTheBestOfAllArrangements) {
   for (int round = 0; round < 4000; ++round) {
     // One or two primitives: runs of a few shapes, the larger primitive with the same widths at twice the depth.
     const int shapes = pick(1, 4), first = pick(0, 3), larger = pick(0, 2);
-    std::vector<bmg::choice> choices;
+    std::vector<bmg::Choice> choices;
     std::vector<truth::shape> all;
     for (std::size_t primitive = 0; primitive < (larger != 0 ? 2 : 1); ++primitive)
       for (int i = 0; i < shapes + (primitive != 0 && larger == 2 ? 1 : 0); ++i) {
@@ -93,14 +93,14 @@ struct use {
   int ratio, byte_width;
 };
 
-struct sheet_shape {
+struct SheetShape {
   std::size_t sheet;
   int depth, width, wide_width, used_width;
 };
 
 // With byte writes a lane of 9 bits holds one byte at most. Shapes without a whole lane hold part of a byte.
-std::vector<sheet_shape> shapes_of(use const& use) {
-  std::vector<sheet_shape> shapes;
+std::vector<SheetShape> shapes_of(use const& use) {
+  std::vector<SheetShape> shapes;
   for (std::size_t i = 0; i < 3; ++i) {
     if ((use.sizes >> i & 1U) == 0) continue;
     const int widest = use.is_dual ? kSheets[i].widest_dual : kSheets[i].widest_shared;
@@ -123,7 +123,7 @@ std::string sizes_word(unsigned sizes) {
   return word;
 }
 
-bmg::tiling tile(use const& use, int width, int depth, char const* algorithm) {
+bmg::Tiling tile(use const& use, int width, int depth, char const* algorithm) {
   std::vector<std::string> words = {"type",       use.type,
                                     "width_a",    std::to_string(width * use.ratio),
                                     "depth_a",    std::to_string(depth / use.ratio),
@@ -135,13 +135,13 @@ bmg::tiling tile(use const& use, int width, int depth, char const* algorithm) {
 }
 
 // A tiling is whole, keeps to the shapes, and mixes no two bytes in a lane.
-void expect_sound(bmg::tiling const& tiling, use const& use, int width, int depth) {
+void expect_sound(bmg::Tiling const& tiling, use const& use, int width, int depth) {
   ASSERT_EQ(tiling.width, width);
   ASSERT_EQ(tiling.depth, depth);
   expect_exact_cover(tiling.runs, width, depth);
-  const std::vector<sheet_shape> shapes = shapes_of(use);
-  for (bmg::tile_run const& run : tiling.runs) {
-    const bool is_known = std::any_of(shapes.begin(), shapes.end(), [&](sheet_shape const& one) {
+  const std::vector<SheetShape> shapes = shapes_of(use);
+  for (bmg::TileRun const& run : tiling.runs) {
+    const bool is_known = std::any_of(shapes.begin(), shapes.end(), [&](SheetShape const& one) {
       return kSheets[one.sheet].kilobits == run.kilobits && one.depth == run.depth && one.width == run.width &&
              one.used_width == run.used_width;
     });
@@ -180,15 +180,15 @@ TEST(Tiler, FindsTheLeastAreaOfAllCuts) {
   int memories = 0;
   for (use const& use : all_uses()) {
     std::vector<truth::shape> shapes;
-    for (sheet_shape const& one : shapes_of(use))
+    for (SheetShape const& one : shapes_of(use))
       shapes.push_back({one.depth / kUnit, one.used_width, area(kSheets[one.sheet].kilobits), 0});
     const int step = std::max(1, use.byte_width);
     for (extent const& most : {extent{110, 150}, {60, 16}, {320, 20}}) {
-      const truth::cut_search search(shapes, most.width, most.units);
+      const truth::CutSearch search(shapes, most.width, most.units);
       for (int i = 0; i < 70; ++i, ++memories) {
         const int width = pick(1, most.width / step) * step;
         const int depth = pick(1, most.units * kUnit / use.ratio) * use.ratio;
-        const bmg::tiling tiling = tile(use, width, depth, "minimum_area");
+        const bmg::Tiling tiling = tile(use, width, depth, "minimum_area");
         expect_sound(tiling, use, width, depth);
         std::uint64_t cost = 0;
         for (sheet const& one : kSheets)
@@ -208,10 +208,10 @@ struct figures {
 
 std::vector<figures> shipped_figures() {
   std::vector<figures> read;
-  const kdi::json_file file(places::data("bmg/versions.json"));
-  for (kdi::json_value const version : file.root().member("versions").items()) {
+  const kdi::JsonFile file(places::data("bmg/versions.json"));
+  for (kdi::JsonValue const version : file.root().member("versions").items()) {
     if (version.member("name").text() != "v8_3") continue;
-    for (kdi::json_value const one : version.member("power").items())
+    for (kdi::JsonValue const one : version.member("power").items())
       read.push_back({static_cast<std::uint64_t>(one.member("static_uw").integer()) * 1000U,
                       static_cast<std::uint64_t>(one.member("access_fj").integer()),
                       static_cast<std::uint64_t>(one.member("bit_fj").integer())});
@@ -230,7 +230,7 @@ TEST(Tiler, FindsTheLeastPowerOfAllBlocks) {
     const int depth = pick(1, kMostUnits * kUnit / use.ratio) * use.ratio;
     const int units = (depth + kUnit - 1) / kUnit;
     std::vector<truth::shape> shapes;
-    for (sheet_shape const& one : shapes_of(use)) {
+    for (SheetShape const& one : shapes_of(use)) {
       figures const& own = power[one.sheet];
       std::uint64_t access = own.access_fj + own.bit_fj * static_cast<unsigned>(one.width);
       if (std::string(use.type) != "single_port_ram")
@@ -238,10 +238,10 @@ TEST(Tiler, FindsTheLeastPowerOfAllBlocks) {
       shapes.push_back(
           {one.depth / kUnit, one.used_width, own.static_nw * static_cast<unsigned>(depth), access * kClockMhz});
     }
-    const truth::block_search search(shapes, kMostWidth, units, kUnit, depth - (units - 1) * kUnit);
+    const truth::BlockSearch search(shapes, kMostWidth, units, kUnit, depth - (units - 1) * kUnit);
     for (int i = 0; i < 60; ++i) {
       const int width = pick(1, kMostWidth);
-      const bmg::tiling tiling = tile(use, width, depth, "low_power");
+      const bmg::Tiling tiling = tile(use, width, depth, "low_power");
       expect_sound(tiling, use, width, depth);
       const auto rows = static_cast<std::uint64_t>(depth);
       ASSERT_EQ(static_cast<std::uint64_t>(tiling.power_nw), (search.cost(width) + rows - 1) / rows)
@@ -278,10 +278,10 @@ TEST(Tiler, StacksNoMorePrimitivesThanItHasTo) {
 
 TEST(Tiler, MixesShapesWhereThatIsLess) {
   const use eighteen{"single_port_ram", false, 2, 1, 0};
-  const bmg::tiling tiling = tile(eighteen, 40, 3000, "minimum_area");
+  const bmg::Tiling tiling = tile(eighteen, 40, 3000, "minimum_area");
   EXPECT_EQ(tiling.count(18), 7);
   std::map<int, int> by_width;
-  for (bmg::tile_run const& run : tiling.runs) by_width[run.width] += run.count();
+  for (bmg::TileRun const& run : tiling.runs) by_width[run.width] += run.count();
   EXPECT_EQ(by_width, (std::map<int, int>{{4, 1}, {9, 4}, {18, 2}}));
   EXPECT_EQ(tiling.mux_inputs(), 2);
 }

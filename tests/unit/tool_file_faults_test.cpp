@@ -219,7 +219,7 @@ const Writer kWriters[] = {
      are_whole},
     {"the_writes_of_a_core", "",
      [](std::string const& folder) {
-       fec::ldpc_config_t<ldpc::variant> image;
+       fec::ldpc_config_t<ldpc::Variant> image;
        image.trans.resize(1000);
        image.dump_phy_trans((folder + "/file").c_str(), 0, true);
        return "done";

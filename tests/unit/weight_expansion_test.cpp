@@ -20,7 +20,7 @@
 
 namespace {
 
-using fec::code_spec;
+using fec::CodeSpec;
 using fec::ldpc_code_element_t;
 using test_support::Random;
 using texts_t = std::vector<std::string>;
@@ -37,9 +37,9 @@ struct compiled {
 };
 
 template <class Variant>
-compiled<Variant> compile(code_spec const& plain_spec, bool quiet = false) {
+compiled<Variant> compile(CodeSpec const& plain_spec, bool quiet = false) {
   fec::ldpc_code_spec_t<Variant> spec;
-  static_cast<code_spec&>(spec) = plain_spec;
+  static_cast<CodeSpec&>(spec) = plain_spec;
   compiled<Variant> result;
   fec::gen_ldpc_code_config(spec, result.config, result.stats, collect, &result.messages, Variant::kMinSlots, quiet);
   return result;
@@ -47,7 +47,7 @@ compiled<Variant> compile(code_spec const& plain_spec, bool quiet = false) {
 
 template <class Variant>
 class WeightedCodes : public testing::Test {};
-using Cores = testing::Types<sd_fec::variant, ldpc::variant>;
+using Cores = testing::Types<sd_fec::Variant, ldpc::Variant>;
 TYPED_TEST_SUITE(WeightedCodes, Cores);
 
 TYPED_TEST(WeightedCodes, EqualThePlainCompilers) {
@@ -56,7 +56,7 @@ TYPED_TEST(WeightedCodes, EqualThePlainCompilers) {
   for (unsigned seed = 1; seed <= 4000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
-    const code_spec spec = test_support::random_weighted_spec(random);
+    const CodeSpec spec = test_support::random_weighted_spec(random);
     const bool quiet = random.one_in(8);
     const plain::compiled expected = plain::compile(spec, plain::core_of<TypeParam>(), quiet);
     const auto result = compile<TypeParam>(spec, quiet);
@@ -88,7 +88,7 @@ void add_shifted(bits_t& sum, bits_t const& bits, std::uint32_t shift) {
 
 // The operations of each layer as each bank sees them, pads left out.
 using lanes_t = std::vector<std::vector<ldpc_code_element_t>>;
-std::vector<lanes_t> layers_of(fec::code_config const& config, unsigned width) {
+std::vector<lanes_t> layers_of(fec::CodeConfig const& config, unsigned width) {
   std::vector<lanes_t> layers;
   std::size_t at = 0;
   for (std::uint32_t dc : config.dc) {
@@ -118,10 +118,10 @@ TYPED_TEST(WeightedCodes, CheckWhatTheMatrixChecks) {
   for (unsigned seed = 1; seed <= 3000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
-    code_spec spec = test_support::random_weighted_spec(random);
+    CodeSpec spec = test_support::random_weighted_spec(random);
     spec.encode = spec.compress_packing = 0;
     const auto result = compile<TypeParam>(spec);
-    fec::code_config const& config = result.config;
+    fec::CodeConfig const& config = result.config;
     if (!result.stats.dec_ok || config.special_qc == 0) continue;
     const unsigned width = spec.no_packing != 0 || spec.p > 64 ? 1 : spec.p > 32 ? 2 : 4;
     const unsigned columns = spec.n / spec.p;
@@ -201,7 +201,7 @@ TYPED_TEST(WeightedCodes, CloseTheirGroupsInAllBanksAtOnce) {
   for (unsigned seed = 1; seed <= 2000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
-    code_spec spec = test_support::random_weighted_spec(random);
+    CodeSpec spec = test_support::random_weighted_spec(random);
     spec.encode = spec.compress_packing = spec.no_packing = 0;
     if (spec.p > 64) continue;
     const auto result = compile<TypeParam>(spec);

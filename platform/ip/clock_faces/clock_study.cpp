@@ -210,7 +210,7 @@ std::string diagnosis_dict(Question const& question, Diagnosis const& diagnosis)
 template <class Study>
 std::string study(std::vector<std::string_view> const& words, Study body) {
   std::string result, fault;
-  if (!answer(fault, [&] { result = body(read(Words(words))); })) throw study_fault(fault);
+  if (!answer(fault, [&] { result = body(read(Words(words))); })) throw StudyFault(fault);
   return result;
 }
 

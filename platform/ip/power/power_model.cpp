@@ -23,19 +23,19 @@ std::string lower(std::string text) {
   return text;
 }
 
-double quantity(json_value object, char const* field) { return object.member(field).number(0, kMostQuantity); }
+double quantity(JsonValue object, char const* field) { return object.member(field).number(0, kMostQuantity); }
 
-std::string const& word(json_value value) {
+std::string const& word(JsonValue value) {
   if (value.text().empty()) value.refuse("a word");
   return value.text();
 }
 
 // An object of values by word, at least one; words that differ in case only are the same.
 template <class Read>
-auto read_words(json_value object, Read read) {
+auto read_words(JsonValue object, Read read) {
   Words<decltype(read(object))> words;
   std::set<std::string> seen;
-  for (const json_value value : object.members()) {
+  for (const JsonValue value : object.members()) {
     if (value.name().empty() || !seen.insert(lower(value.name())).second)
       value.refuse("a word that does not occur twice as the field's name");
     words.all.push_back({value.name(), read(value)});
@@ -44,9 +44,9 @@ auto read_words(json_value object, Read read) {
   return words;
 }
 
-double factor(json_value value) { return value.number(0, kMostQuantity); }
+double factor(JsonValue value) { return value.number(0, kMostQuantity); }
 
-Conditions read_conditions(json_value object) {
+Conditions read_conditions(JsonValue object) {
   object.allow_only(
       {"junction_c", "core_v", "leakage_doubling_c", "leakage_exponent", "dynamic_per_c", "leakage_by_speed"});
   Conditions conditions;
@@ -55,12 +55,12 @@ Conditions read_conditions(json_value object) {
   conditions.leakage_doubling_c = object.member("leakage_doubling_c").number(1, 1000);
   conditions.leakage_exponent = object.member("leakage_exponent").number(0, 10);
   conditions.dynamic_per_c = object.member("dynamic_per_c").number(0, 0.01);
-  for (const json_value value : object.member("leakage_by_speed").members())
+  for (const JsonValue value : object.member("leakage_by_speed").members())
     conditions.leakage[value.name()] = value.number(0, 100);
   return conditions;
 }
 
-Encoding read_encoding(json_value object) {
+Encoding read_encoding(JsonValue object) {
   object.allow_only({"efficiency", "w_per_gbps"});
   Encoding encoding;
   encoding.efficiency = object.member("efficiency").number(0, 1);
@@ -68,13 +68,13 @@ Encoding read_encoding(json_value object) {
   return encoding;
 }
 
-Transceiver read_transceiver(json_value object) {
+Transceiver read_transceiver(JsonValue object) {
   object.allow_only({"type", "names", "static_w_per_quad", "pll_idle", "reference_w_per_ghz", "pcs_w_per_gbps",
                      "user_w_per_gbps", "internal_w_per_bit", "user_w_per_bit", "termination_ohm", "auto_equaliser",
                      "encodings"});
   Transceiver transceiver;
   transceiver.type = word(object.member("type"));
-  for (const json_value name : object.member("names").items()) transceiver.names.push_back(lower(word(name)));
+  for (const JsonValue name : object.member("names").items()) transceiver.names.push_back(lower(word(name)));
   transceiver.static_w_per_quad = quantity(object, "static_w_per_quad");
   transceiver.pll_idle = object.member("pll_idle").number(0, 1);
   transceiver.reference_w_per_ghz = quantity(object, "reference_w_per_ghz");
@@ -83,7 +83,7 @@ Transceiver read_transceiver(json_value object) {
   transceiver.internal_w_per_bit = quantity(object, "internal_w_per_bit");
   transceiver.user_w_per_bit = quantity(object, "user_w_per_bit");
   transceiver.termination_ohm = object.member("termination_ohm").number(1, kMostQuantity);
-  const json_value choice = object.member("auto_equaliser");
+  const JsonValue choice = object.member("auto_equaliser");
   choice.allow_only({"loss_db", "up_to_it", "above"});
   transceiver.auto_loss_db = quantity(choice, "loss_db");
   transceiver.auto_short = word(choice.member("up_to_it"));
@@ -92,12 +92,12 @@ Transceiver read_transceiver(json_value object) {
   return transceiver;
 }
 
-Module read_module(json_value object) {
+Module read_module(JsonValue object) {
   object.allow_only({"load", "address_load"});
   return {quantity(object, "load"), quantity(object, "address_load")};
 }
 
-MemoryCommon read_memory(json_value object) {
+MemoryCommon read_memory(JsonValue object) {
   object.allow_only({"static_w", "static_w_per_lane", "datapath_w_per_ghz_bit", "debug_w", "debug_w_per_ghz",
                      "axi_w_per_ghz_bit", "serialiser_w_per_ghz", "clock_tree_w_per_ghz", "data_load", "address_load",
                      "read_share", "write_share", "valid_share", "lanes_per_phy_pll", "controller_share", "slots",
@@ -120,14 +120,14 @@ MemoryCommon read_memory(json_value object) {
   memory.lanes_per_phy_pll = static_cast<int>(object.member("lanes_per_phy_pll").integer(1, kMostNumber));
   memory.controller_share = read_words(object.member("controller_share"), factor);
   memory.slots = read_words(object.member("slots"),
-                            [](json_value value) { return static_cast<int>(value.integer(1, kMostNumber)); });
+                            [](JsonValue value) { return static_cast<int>(value.integer(1, kMostNumber)); });
   memory.modules = read_words(object.member("modules"), read_module);
   memory.bank_kinds = read_words(object.member("bank_kinds"), factor);
   memory.io_performance = read_words(object.member("io_performance"), factor);
   return memory;
 }
 
-MemoryFamily read_family(json_value object) {
+MemoryFamily read_family(JsonValue object) {
   object.allow_only({"family", "type", "strobe_w_per_gbps", "clock_w_per_gbps", "usual_termination"});
   MemoryFamily family;
   family.family = word(object.member("family"));
@@ -140,17 +140,17 @@ MemoryFamily read_family(json_value object) {
 
 // A list of objects that are told apart by their member `key`.
 template <class Read>
-auto read_list(json_value list, char const* key, Read read) {
+auto read_list(JsonValue list, char const* key, Read read) {
   std::vector<decltype(read(list))> all;
   std::set<std::string> names;
-  for (const json_value value : list.items()) {
+  for (const JsonValue value : list.items()) {
     all.push_back(read(value));
     if (!names.insert(value.member(key).text()).second) value.member(key).refuse("a name that does not occur twice");
   }
   return all;
 }
 
-Model read_model(json_value root) {
+Model read_model(JsonValue root) {
   root.allow_only({"format", "generation", "conditions", "transceivers", "memory", "memories"});
   root.member("format").integer(1, 1);
   Model model;
@@ -167,7 +167,7 @@ std::unique_ptr<Model const> load(std::string const& generation) {
   for (std::string const& directory : data_directories("power")) {
     const std::string path = (std::filesystem::path(directory) / (generation + ".json")).string();
     if (!is_file(path)) continue;
-    const json_file file(path);
+    const JsonFile file(path);
     auto model = std::make_unique<Model const>(read_model(file.root()));
     if (model->generation != generation) file.root().member("generation").refuse("the file's name, " + generation);
     return model;
@@ -184,7 +184,7 @@ bool begins_with(std::string_view text, std::string_view start) {
 
 bool same_word(std::string_view a, std::string_view b) { return a.size() == b.size() && begins_with(a, b); }
 
-Model read_model(std::string_view text, std::string const& name) { return read_model(json_file(text, name).root()); }
+Model read_model(std::string_view text, std::string const& name) { return read_model(JsonFile(text, name).root()); }
 
 Model const* model_of(std::string const& generation) {
   // Never destroyed: calculators may be asked for while the process ends.

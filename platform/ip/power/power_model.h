@@ -104,7 +104,7 @@ struct Model {
   std::vector<MemoryFamily> memories;
 };
 
-/// Reads a model from the text of a file, which errors call `name`. Throws kdi::json_error.
+/// Reads a model from the text of a file, which errors call `name`. Throws kdi::JsonError.
 Model read_model(std::string_view text, std::string const& name);
 
 /// The model of a generation from the data roots, read once; null if there is none. A broken file is reported to the

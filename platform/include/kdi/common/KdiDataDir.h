@@ -11,7 +11,7 @@
 
 namespace kdi {
 
-/// The directories `name` of all data roots that have one, in the order of the roots, none twice. Throws file_error
+/// The directories `name` of all data roots that have one, in the order of the roots, none twice. Throws FileError
 /// (common/KdiFile.h) if that cannot be found out.
 std::vector<std::string> data_directories(std::string const& name);
 

@@ -2,7 +2,7 @@
 //
 // For the platform's own libraries. A file is read whole or not at all; a file is written beside its place and moved
 // there when it is complete, so that no reader, and no later run, takes half a file for a whole one. Every fault is a
-// kdi::file_error whose text is "<path>: <what could not be done>: <the system's reason>".
+// kdi::FileError whose text is "<path>: <what could not be done>: <the system's reason>".
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 
 namespace kdi {
 
-class file_error : public std::runtime_error {
+class FileError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -21,35 +21,35 @@ class file_error : public std::runtime_error {
 /// The largest file that read_file takes without being told otherwise, in bytes.
 constexpr std::size_t kLargestFile = std::size_t{1} << 28;
 
-/// The bytes of the file `path`, which may be a pipe. Throws file_error if it cannot be opened (missing, no
+/// The bytes of the file `path`, which may be a pipe. Throws FileError if it cannot be opened (missing, no
 /// permission), is a directory, fails while it is read, or has more than `most_bytes`.
 std::string read_file(std::string const& path, std::size_t most_bytes = kLargestFile);
 
 /// Makes `bytes` the content of the file `path`, whose directory has to exist. An existing file keeps its permissions
 /// and, named by a symbolic link, its place; until the new content is complete it keeps its content too. What is there
-/// and no regular file (a device, a pipe) is written to directly. Throws file_error if the content cannot be stored to
+/// and no regular file (a device, a pipe) is written to directly. Throws FileError if the content cannot be stored to
 /// its last byte; then the target is as it was and nothing is left beside it.
 void write_file(std::string const& path, std::string_view bytes);
 
-/// Whether the path leads to a regular file, and to a directory. Throws file_error if that cannot be found out, since
+/// Whether the path leads to a regular file, and to a directory. Throws FileError if that cannot be found out, since
 /// what is there then must not be passed over for what lies elsewhere.
 bool is_file(std::string const& path);
 bool is_directory(std::string const& path);
 
 /// The names in the directory `path` that end in `suffix`, in byte order; none if there is no such directory. Throws
-/// file_error if it is there and cannot be listed to its end.
+/// FileError if it is there and cannot be listed to its end.
 std::vector<std::string> list_directory(std::string const& path, std::string_view suffix = {});
 
 /// A text file that grows by whole lines, whatever else writes to it.
-class line_file {
+class LineFile {
  public:
-  /// Opens the file `path`, which is created if need be. Throws file_error.
-  explicit line_file(std::string path);
-  line_file(line_file const&) = delete;
-  line_file& operator=(line_file const&) = delete;
-  ~line_file();
+  /// Opens the file `path`, which is created if need be. Throws FileError.
+  explicit LineFile(std::string path);
+  LineFile(LineFile const&) = delete;
+  LineFile& operator=(LineFile const&) = delete;
+  ~LineFile();
 
-  /// Adds `line`. Throws file_error if it cannot be stored to its end; what is there of it then stays on a line of its
+  /// Adds `line`. Throws FileError if it cannot be stored to its end; what is there of it then stays on a line of its
   /// own.
   void add(std::string_view line);
 

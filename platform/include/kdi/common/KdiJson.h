@@ -1,7 +1,7 @@
 // JSON files as data: what is read is checked, and what is wrong is said with its place.
 //
 // For the platform's own libraries. A file is parsed whole; its values are then asked for by name and type, and each
-// answer is either of that type and within its bounds or a kdi::json_error with the text
+// answer is either of that type and within its bounds or a kdi::JsonError with the text
 //
 //   <file>:<line>: <field path>: expected <what is accepted>, found <what stands there>
 //
@@ -9,9 +9,9 @@
 // The text is UTF-8 without comments (RFC 8259); a name that an object has twice is an error. Nesting may be as deep as
 // memory allows. Numbers read the same under every locale.
 //
-//   const kdi::json_file file(path);
+//   const kdi::JsonFile file(path);
 //   file.root().allow_only({"parts"});
-//   for (const kdi::json_value part : file.root().member("parts").items()) {
+//   for (const kdi::JsonValue part : file.root().member("parts").items()) {
 //     const std::string& name = part.member("name").text();
 //     const std::int64_t banks = part.member("banks").integer(1, 64);
 //     if (const auto speed = part.find("speed")) ...
@@ -33,17 +33,17 @@
 
 namespace kdi {
 
-class json_error : public std::runtime_error {
+class JsonError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-struct json_document;
-class json_range;
+struct JsonDocument;
+class JsonRange;
 
-/// One value of a file. Borrowed: it lives as long as the json_file that it comes from. Every operation but the
-/// predicates, line, name and place throws json_error when the value is not what it asks for.
-class json_value {
+/// One value of a file. Borrowed: it lives as long as the JsonFile that it comes from. Every operation but the
+/// predicates, line, name and place throws JsonError when the value is not what it asks for.
+class JsonValue {
  public:
   bool is_object() const;
   bool is_list() const;
@@ -64,14 +64,14 @@ class json_value {
   std::size_t choice(std::initializer_list<std::string_view> words) const;
 
   /// The member `name` of an object; `find` answers nothing where `member` fails with "expected a field".
-  json_value member(std::string_view name) const;
-  std::optional<json_value> find(std::string_view name) const;
+  JsonValue member(std::string_view name) const;
+  std::optional<JsonValue> find(std::string_view name) const;
   /// Fails at the first member of an object whose name is none of `names`, so that a misspelt field is not passed over.
   void allow_only(std::initializer_list<std::string_view> names) const;
 
   /// The values of a list, or of an object's members (see name), in the order of the file.
-  json_range items() const;
-  json_range members() const;
+  JsonRange items() const;
+  JsonRange members() const;
 
   /// The name under which an object holds this value; empty for an element of a list and for the root.
   std::string const& name() const;
@@ -85,20 +85,20 @@ class json_value {
   [[noreturn]] void refuse(std::string const& expectation) const;
 
  private:
-  friend class json_file;
-  friend class json_range;
-  json_value(json_document const* document, std::size_t index) : document_(document), index_(index) {}
+  friend class JsonFile;
+  friend class JsonRange;
+  JsonValue(JsonDocument const* document, std::size_t index) : document_(document), index_(index) {}
 
-  json_document const* document_;
+  JsonDocument const* document_;
   std::size_t index_;
 };
 
 /// The values held by a list or an object, for a range-based for.
-class json_range {
+class JsonRange {
  public:
   class iterator {
    public:
-    json_value operator*() const { return {document_, *at_}; }
+    JsonValue operator*() const { return {document_, *at_}; }
     iterator& operator++() {
       ++at_;
       return *this;
@@ -107,9 +107,9 @@ class json_range {
     bool operator!=(iterator const& other) const { return at_ != other.at_; }
 
    private:
-    friend class json_range;
-    iterator(json_document const* document, std::size_t const* at) : document_(document), at_(at) {}
-    json_document const* document_;
+    friend class JsonRange;
+    iterator(JsonDocument const* document, std::size_t const* at) : document_(document), at_(at) {}
+    JsonDocument const* document_;
     std::size_t const* at_;
   };
 
@@ -117,31 +117,31 @@ class json_range {
   iterator end() const { return {document_, indices_->data() + indices_->size()}; }
   std::size_t size() const { return indices_->size(); }
   bool empty() const { return indices_->empty(); }
-  json_value operator[](std::size_t at) const { return {document_, (*indices_)[at]}; }
+  JsonValue operator[](std::size_t at) const { return {document_, (*indices_)[at]}; }
 
  private:
-  friend class json_value;
-  json_range(json_document const* document, std::vector<std::size_t> const* indices)
+  friend class JsonValue;
+  JsonRange(JsonDocument const* document, std::vector<std::size_t> const* indices)
       : document_(document), indices_(indices) {}
-  json_document const* document_;
+  JsonDocument const* document_;
   std::vector<std::size_t> const* indices_;
 };
 
 /// A parsed file.
-class json_file {
+class JsonFile {
  public:
-  /// Reads and parses the file `path`. Throws file_error if it cannot be read, json_error if it is no JSON.
-  explicit json_file(std::string const& path, std::size_t most_bytes = kLargestFile);
+  /// Reads and parses the file `path`. Throws FileError if it cannot be read, JsonError if it is no JSON.
+  explicit JsonFile(std::string const& path, std::size_t most_bytes = kLargestFile);
   /// Parses `text`; errors call it `name`.
-  json_file(std::string_view text, std::string const& name);
-  json_file(json_file&&) noexcept;
-  json_file& operator=(json_file&&) noexcept;
-  ~json_file();
+  JsonFile(std::string_view text, std::string const& name);
+  JsonFile(JsonFile&&) noexcept;
+  JsonFile& operator=(JsonFile&&) noexcept;
+  ~JsonFile();
 
-  json_value root() const;
+  JsonValue root() const;
 
  private:
-  std::unique_ptr<json_document> document_;
+  std::unique_ptr<JsonDocument> document_;
 };
 
 }  // namespace kdi

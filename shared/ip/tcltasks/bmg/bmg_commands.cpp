@@ -7,19 +7,19 @@
 
 namespace {
 
-using placement_t = int (*)(int, char**, int*);
+using Placement = int (*)(int, char**, int*);
 
 // What a function may do with the words it gets.
-enum class words { copied, borrowed };
+enum class Words { copied, borrowed };
 
-int call(placement_t function, words passed, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+int call(Placement function, Words passed, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   if (objc < 2) return tcl::fail(interp, "Error: Incorrect number of arguments");
 
   std::vector<std::string> copies;
   copies.reserve(static_cast<std::size_t>(objc) - 1);  // the pointers below stay valid
   std::vector<char*> pointers;
   for (int i = 1; i < objc; ++i)
-    pointers.push_back(passed == words::copied ? copies.emplace_back(Tcl_GetString(objv[i])).data()
+    pointers.push_back(passed == Words::copied ? copies.emplace_back(Tcl_GetString(objv[i])).data()
                                                : Tcl_GetString(objv[i]));
   int status = 0;  // sic: the value says it all, a negative one is a failure and still a result
   const int value = function(objc - 1, pointers.data(), &status);
@@ -30,16 +30,16 @@ int call(placement_t function, words passed, Tcl_Interp* interp, int objc, Tcl_O
 
 // Order is the registration order.
 #define PLACEMENT_COMMANDS(row)                                                                     \
-  row(Ip_blk_mem_gen_v8_3_placement_algo_num_prims_9, words::copied)                                \
-      row(Ip_blk_mem_gen_v8_3_placement_algo_num_prims_18, words::copied)                           \
-          row(Ip_blk_mem_gen_v8_3_placement_algo_num_prims_36, words::copied)                       \
-              row(Ip_blk_mem_gen_v8_3_placement_algo_mux_size, words::borrowed)                     \
-                  row(Ip_blk_mem_gen_v8_3_placement_algo_power_report, words::copied)               \
-                      row(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_9, words::copied)            \
-                          row(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_18, words::copied)       \
-                              row(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_36, words::copied)   \
-                                  row(Ip_blk_mem_gen_v8_4_placement_algo_mux_size, words::borrowed) \
-                                      row(Ip_blk_mem_gen_v8_4_placement_algo_power_report, words::copied)
+  row(Ip_blk_mem_gen_v8_3_placement_algo_num_prims_9, Words::copied)                                \
+      row(Ip_blk_mem_gen_v8_3_placement_algo_num_prims_18, Words::copied)                           \
+          row(Ip_blk_mem_gen_v8_3_placement_algo_num_prims_36, Words::copied)                       \
+              row(Ip_blk_mem_gen_v8_3_placement_algo_mux_size, Words::borrowed)                     \
+                  row(Ip_blk_mem_gen_v8_3_placement_algo_power_report, Words::copied)               \
+                      row(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_9, Words::copied)            \
+                          row(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_18, Words::copied)       \
+                              row(Ip_blk_mem_gen_v8_4_placement_algo_num_prims_36, Words::copied)   \
+                                  row(Ip_blk_mem_gen_v8_4_placement_algo_mux_size, Words::borrowed) \
+                                      row(Ip_blk_mem_gen_v8_4_placement_algo_power_report, Words::copied)
 
 #define DEFINE_HANDLER(function, passed)                                                           \
   extern "C" int function##_tcl(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) { \

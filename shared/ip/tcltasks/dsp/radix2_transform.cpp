@@ -18,9 +18,9 @@ namespace {
 //
 // The four arrays start in different cache sets. They are walked side by side, and a transform's points stand a power
 // of two apart, so arrays that start alike would push each other out of the cache.
-class workspace {
+class Workspace {
  public:
-  explicit workspace(std::size_t n)
+  explicit Workspace(std::size_t n)
       : storage_(allocate((4 * n + 3 * kStagger) * sizeof(double))),
         real(storage_.get()),
         imag(real + n + kStagger),
@@ -31,7 +31,7 @@ class workspace {
   static constexpr std::size_t kStagger = 128;  // doubles
   static constexpr std::size_t kHugePage = std::size_t{1} << 21;
 
-  struct release {
+  struct Release {
     void operator()(double* storage) const { std::free(storage); }
   };
 
@@ -44,7 +44,7 @@ class workspace {
     return static_cast<double*>(storage);
   }
 
-  std::unique_ptr<double[], release> storage_;
+  std::unique_ptr<double[], Release> storage_;
 
  public:
   double* const real;
@@ -54,9 +54,9 @@ class workspace {
 };
 
 // The factors of all stages: those of the stage with blocks of 2 x half at half to 2 x half - 1.
-void make_factors(std::size_t n, workspace const& work) {
+void make_factors(std::size_t n, Workspace const& work) {
   for (std::size_t half = 1; half < n; half *= 2) {
-    const double delta = 2 * radix2_transform::_PI / static_cast<double>(2 * half);
+    const double delta = 2 * Radix2Transform::_PI / static_cast<double>(2 * half);
     double ar1 = std::cos(-delta), ai1 = std::sin(-delta);
     double ar2 = std::cos(-2 * delta), ai2 = std::sin(-2 * delta);
     const double w = 2 * ar1;
@@ -81,7 +81,7 @@ void bit_reverse(HSTVector<double> const& samples, unsigned bits, double* out) {
   const std::size_t n = samples.size();
   const auto reversed = [](unsigned index, unsigned width) {
     unsigned result = 0;
-    radix2_transform::ReverseBits(index, width, result);
+    Radix2Transform::ReverseBits(index, width, result);
     return result;
   };
   if (bits < 2 * kTileBits) {
@@ -117,14 +117,14 @@ inline void butterfly(double ar, double ai, double& real_j, double& imag_j, doub
 }
 
 // Joins two transforms of `half` points into one.
-void join_two(double* real, double* imag, std::size_t half, workspace const& work) {
+void join_two(double* real, double* imag, std::size_t half, Workspace const& work) {
   double const* const ar = &work.factor_real[half];
   double const* const ai = &work.factor_imag[half];
   for (std::size_t j = 0; j < half; ++j) butterfly(ar[j], ai[j], real[j], imag[j], real[j + half], imag[j + half]);
 }
 
 // Joins four transforms of `quarter` points into one: two stages while their points are at hand.
-void join_four(double* __restrict real, double* __restrict imag, std::size_t quarter, workspace const& work) {
+void join_four(double* __restrict real, double* __restrict imag, std::size_t quarter, Workspace const& work) {
   double const* __restrict const ar1 = &work.factor_real[quarter];
   double const* __restrict const ai1 = &work.factor_imag[quarter];
   double const* __restrict const ar2 = &work.factor_real[2 * quarter];
@@ -149,7 +149,7 @@ void join_four(double* __restrict real, double* __restrict imag, std::size_t qua
 
 constexpr std::size_t kCacheSized = 1024;  // points of a block that is walked stage by stage
 
-void transform(double* real, double* imag, std::size_t n, workspace const& work) {
+void transform(double* real, double* imag, std::size_t n, Workspace const& work) {
   if (n > kCacheSized) {
     for (std::size_t part = 0; part < 4; ++part) transform(real + part * (n / 4), imag + part * (n / 4), n / 4, work);
     join_four(real, imag, n / 4, work);
@@ -163,15 +163,15 @@ void transform(double* real, double* imag, std::size_t n, workspace const& work)
 
 }  // namespace
 
-bool radix2_transform::IsPowerOfTwo(int const& n) { return n >= 2 && std::has_single_bit(static_cast<unsigned>(n)); }
+bool Radix2Transform::IsPowerOfTwo(int const& n) { return n >= 2 && std::has_single_bit(static_cast<unsigned>(n)); }
 
-bool radix2_transform::NumberOfBitsNeeded(unsigned int const& n, unsigned int& bits) {
+bool Radix2Transform::NumberOfBitsNeeded(unsigned int const& n, unsigned int& bits) {
   if (n < 2) return false;
   bits = static_cast<unsigned>(std::countr_zero(n));
   return true;
 }
 
-bool radix2_transform::ReverseBits(unsigned int const& index, unsigned int const& bits, unsigned int& reversed) {
+bool Radix2Transform::ReverseBits(unsigned int const& index, unsigned int const& bits, unsigned int& reversed) {
   unsigned rest = index;
   unsigned result = 0;
   for (unsigned i = 0; i < bits; ++i, rest >>= 1) result = (result << 1) | (rest & 1);
@@ -179,7 +179,7 @@ bool radix2_transform::ReverseBits(unsigned int const& index, unsigned int const
   return true;
 }
 
-bool radix2_transform::Index_to_frequency(unsigned int const& n, unsigned int const& index, double& frequency) {
+bool Radix2Transform::Index_to_frequency(unsigned int const& n, unsigned int const& index, double& frequency) {
   if (index >= n)
     frequency = 0.0;
   else if (index <= n / 2)
@@ -189,14 +189,14 @@ bool radix2_transform::Index_to_frequency(unsigned int const& n, unsigned int co
   return true;
 }
 
-bool radix2_transform::GetFrequencyResponse(HSTVector<double> const& samples,
-                                            HSTVector<std::pair<double, double>>& response) {
+bool Radix2Transform::GetFrequencyResponse(HSTVector<double> const& samples,
+                                           HSTVector<std::pair<double, double>>& response) {
   if (samples.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return false;
   const auto n = static_cast<unsigned>(samples.size());
   unsigned bits = 0;
   if (!IsPowerOfTwo(static_cast<int>(n)) || !NumberOfBitsNeeded(n, bits)) return false;
 
-  const workspace work(n);
+  const Workspace work(n);
   double* const real = work.real;
   double* const imag = work.imag;
   make_factors(n, work);

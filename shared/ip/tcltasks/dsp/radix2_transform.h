@@ -15,7 +15,7 @@ namespace dsp {
 /// the blocks are walked depth first, so that a long transform stays in the caches.
 ///
 /// No scaling, no window, no zero extension. Frequencies are fractions of the sample rate. No state.
-class radix2_transform {
+class Radix2Transform {
  public:
   static constexpr double _PI = 3.14159265358979323846;
 

@@ -39,7 +39,7 @@ struct stops {
   }
 };
 
-using start_order = starts<                        //
+using StartOrder = starts<                         //
     fftalgorithm_init::init,                       //
     vcualgorithm_init::init,                       //
     ducddcgen_init::init,                          //
@@ -53,7 +53,7 @@ using start_order = starts<                        //
 
 // Not the reverse of the start order, and not simply the same: clocking comes up before the scaler and goes down after
 // ldpc.
-using stop_order = stops<                            //
+using StopOrder = stops<                             //
     fftalgorithm_init::uninit,                       //
     vcualgorithm_init::uninit,                       //
     ducddcgen_init::uninit,                          //

@@ -11,7 +11,7 @@ bool exit_handler_registered = false;
 // An engine that nothing called has nothing to release: going down opens none.
 void iptasks_exit_handler(ClientData /*unused*/) {
   const frame::EnginesStayOut going_down;
-  frame::stop_order::run();
+  frame::StopOrder::run();
 }
 
 }  // namespace
@@ -23,6 +23,6 @@ extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp) {
     Tcl_CreateExitHandler(iptasks_exit_handler, nullptr);
     exit_handler_registered = true;
   }
-  frame::start_order::run(interp);
+  frame::StartOrder::run(interp);
   return TCL_OK;
 }

@@ -13,21 +13,21 @@
 
 namespace fec {
 
-struct circulant {
+struct Circulant {
   std::uint32_t col;    ///< block column
   std::uint32_t shift;  ///< right-shift of the identity
 };
 
 /// The circulants of one block column of a row: never empty, all of the same column, in the order they were given.
-struct block_position {
+struct BlockPosition {
   std::uint32_t col;
-  std::span<circulant const> circulants;
+  std::span<Circulant const> circulants;
 
   std::size_t weight() const { return circulants.size(); }
 };
 
 /// One block row. A column without circulants is an empty position and is not stored.
-class block_row {
+class BlockRow {
  public:
   /// Number of block columns, the empty ones at the end included. May exceed 32 bits by a few.
   std::uint64_t width() const { return width_; }
@@ -37,10 +37,10 @@ class block_row {
 
   bool has_circulants() const { return !circulants_.empty(); }
   std::size_t weight() const { return circulants_.size(); }
-  std::span<circulant const> circulants() const { return circulants_; }
+  std::span<Circulant const> circulants() const { return circulants_; }
 
   /// Circulants of column `col`; an empty span for an empty position or one behind the row.
-  std::span<circulant const> at(std::uint32_t col) const;
+  std::span<Circulant const> at(std::uint32_t col) const;
 
   /// Grows the row to `width` columns if it is narrower.
   void extend(std::uint64_t width) { width_ = width > width_ ? width : width_; }
@@ -57,32 +57,32 @@ class block_row {
   /// Puts the circulants into ascending column order, those of one column in the order they were appended.
   void sort();
 
-  /// Calls `visit(block_position)` for each non-empty position, in ascending column order.
+  /// Calls `visit(BlockPosition)` for each non-empty position, in ascending column order.
   template <class Visit>
   void for_each_position(Visit visit) const {
     for (std::size_t begin = 0; begin < circulants_.size();) {
       std::size_t end = begin + 1;
       while (end < circulants_.size() && circulants_[end].col == circulants_[begin].col) ++end;
-      visit(block_position{circulants_[begin].col, std::span(circulants_).subspan(begin, end - begin)});
+      visit(BlockPosition{circulants_[begin].col, std::span(circulants_).subspan(begin, end - begin)});
       begin = end;
     }
   }
 
  private:
   std::uint64_t width_ = 0;
-  std::vector<circulant> circulants_;
+  std::vector<Circulant> circulants_;
 };
 
-using base_matrix = std::vector<block_row>;
+using BaseMatrix = std::vector<BlockRow>;
 
 /// Parity-calculation points: (row, col) to the non-zero value that the script gave.
-using parity_points = std::map<std::pair<std::uint32_t, std::uint32_t>, std::uint32_t>;
+using ParityPoints = std::map<std::pair<std::uint32_t, std::uint32_t>, std::uint32_t>;
 
 /// The columns of a matrix that hold circulants, numbered from 0 in ascending order, so that a count or a flag for each
 /// column costs memory by the columns in use and not by their numbers.
-class column_index {
+class ColumnIndex {
  public:
-  explicit column_index(base_matrix const& h);
+  explicit ColumnIndex(BaseMatrix const& h);
 
   std::size_t size() const { return columns_.size(); }
   std::uint32_t column(std::size_t rank) const { return columns_[rank]; }

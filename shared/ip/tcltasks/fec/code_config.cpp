@@ -29,15 +29,15 @@ constexpr std::uint32_t ceil_div(std::uint32_t value, std::uint32_t divisor) {
   return value / divisor + (value % divisor != 0);
 }
 
-struct spread {
-  std::uint32_t min = code_stats::kNone;
+struct Spread {
+  std::uint32_t min = CodeStats::kNone;
   double avg = 0;
   std::uint32_t max = 0;
 };
 
 // Statistics of no values stay at their starting values.
-spread spread_of(std::vector<std::uint32_t> const& values) {
-  spread result;
+Spread spread_of(std::vector<std::uint32_t> const& values) {
+  Spread result;
   double sum = 0;
   for (std::uint32_t value : values) {
     result.min = std::min(result.min, value);
@@ -50,9 +50,9 @@ spread spread_of(std::vector<std::uint32_t> const& values) {
 
 // Compiles one code. The steps run in the order in which compile() calls them, and each leaves what the next one reads.
 // Products of the limit checks are those of the 32-bit fields that they stand for.
-class compiler {
+class Compiler {
  public:
-  compiler(code_spec const& spec, code_config& config, code_stats& stats, reporter& report)
+  Compiler(CodeSpec const& spec, CodeConfig& config, CodeStats& stats, Reporter& report)
       : spec_(spec), config_(config), stats_(stats), report_(report) {}
 
   // False: the verdict stands, and no further step may run.
@@ -114,12 +114,12 @@ class compiler {
 
   void build_matrix() {
     for (ldpc_sm_element_t const& element : spec_.sm_array) {
-      block_row& row = h_[element.row];
+      BlockRow& row = h_[element.row];
       row.extend(std::uint64_t{element.col} + 1);
       for (std::uint32_t shift : element.shift) row.append(element.col, shift);
       if (element.is_cp != 0 && spec_.encode != 0) cp_[{element.row, element.col}] = element.is_cp;
     }
-    for (block_row& row : h_) row.sort();
+    for (BlockRow& row : h_) row.sort();
   }
 
   void check_encoder() {
@@ -127,7 +127,7 @@ class compiler {
     block_cols_ = spec_.n / spec_.p;
     encoder_ok_ = is_enc_compatible(kb_, h_, cp_, report_);
     if (spec_.encode != 0 && !encoder_ok_ && spec_.disable_transforms == 0) {
-      encoder_matrix matrix{h_, cp_, kb_, block_cols_, max_col_};
+      EncoderMatrix matrix{h_, cp_, kb_, block_cols_, max_col_};
       encoder_ok_ = apply_double_diagonal(matrix, report_);
       extra_cols_ = matrix.extra_cols;
     }
@@ -154,20 +154,20 @@ class compiler {
   }
 
   void lay_out_layers() {
-    const column_index columns(h_);
+    const ColumnIndex columns(h_);
     std::vector<bool> finished(columns.size());
     std::size_t total = 0;
-    for (block_row const& row : h_) total += row.weight();
+    for (BlockRow const& row : h_) total += row.weight();
     config_.qc.reserve(total);
 
     std::size_t closing = 0;
     for (std::uint32_t row = 0; row < h_.size(); ++row) {
       if (!h_[row].has_circulants()) report_.error("ERROR: H definition missing layer: ", row);
       std::optional<std::size_t> parity_point;
-      h_[row].for_each_position([&](block_position const& position) {
+      h_[row].for_each_position([&](BlockPosition const& position) {
         const std::size_t rank = columns.rank(position.col);
         if (!cp_.empty() && cp_.contains({row, position.col})) parity_point = config_.qc.size();
-        for (circulant const& one : position.circulants) {
+        for (Circulant const& one : position.circulants) {
           if (position.weight() > 1 && spec_.encode == 0 && spec_.enable_wgt1 == 0)
             report_.error("ERROR: Circulant weight > 1 defined. Not supported for decode. Row: ", row,
                           " Col: ", position.col);
@@ -191,7 +191,7 @@ class compiler {
     }
     stats_.nlayers = config_.nlayers;
     stats_.nqc_raw = static_cast<std::uint32_t>(config_.qc.size());
-    const spread dc = spread_of(config_.dc);
+    const Spread dc = spread_of(config_.dc);
     stats_.dc_min = dc.min;
     stats_.dc_avg = dc.avg;
     stats_.dc_max = dc.max;
@@ -208,13 +208,13 @@ class compiler {
 
   // DV of all block columns. Only those that hold circulants are counted one by one; the others have DV 0.
   void gather_column_degrees() {
-    const column_index columns(h_);
+    const ColumnIndex columns(h_);
     std::vector<std::uint32_t> dv(columns.size());
-    for (block_row const& row : h_)
-      for (circulant const& one : row.circulants()) ++dv[columns.rank(one.col)];
+    for (BlockRow const& row : h_)
+      for (Circulant const& one : row.circulants()) ++dv[columns.rank(one.col)];
 
     columns_ = static_cast<std::uint32_t>(block_cols_) + extra_cols_;
-    const spread used = spread_of(dv);
+    const Spread used = spread_of(dv);
     stats_.dv_max = used.max;
     if (columns_ > 0) stats_.dv_avg = used.avg * static_cast<double>(dv.size()) / columns_;
     if (columns_ <= dv.size()) {
@@ -257,7 +257,7 @@ class compiler {
   void pack(unsigned min_slots) {
     stats_.packing_efficiency = 1.0;
     if (pf_ < 2 && config_.compress_packing == 0) return;
-    packing_rules rules;
+    PackingRules rules;
     rules.pf = pf_;
     rules.min_slots = min_slots;
     rules.align_closings = stats_.wgt != 1.0 && spec_.enable_wgt1 != 0;
@@ -337,7 +337,7 @@ class compiler {
 
   void gather_stall_statistics() {
     stats_.nqc = static_cast<std::uint32_t>(config_.qc.size());
-    const spread stall = spread_of(config_.stall);
+    const Spread stall = spread_of(config_.stall);
     stats_.stall_min = stall.min;
     stats_.stall_avg = stall.avg;
     stats_.stall_max = stall.max;
@@ -356,13 +356,13 @@ class compiler {
     stats_.p_use = static_cast<double>(spec_.p) / lanes;
   }
 
-  code_spec const& spec_;
-  code_config& config_;
-  code_stats& stats_;
-  reporter& report_;
+  CodeSpec const& spec_;
+  CodeConfig& config_;
+  CodeStats& stats_;
+  Reporter& report_;
 
-  base_matrix h_;
-  parity_points cp_;
+  BaseMatrix h_;
+  ParityPoints cp_;
   std::uint32_t max_row_ = 0;
   std::uint32_t max_col_ = 0;
   std::int64_t kb_ = 0;          // K / P
@@ -379,20 +379,20 @@ class compiler {
 
 template <class Variant>
 void gen_ldpc_code_config(ldpc_code_spec_t<Variant> const& spec, ldpc_code_config_t<Variant>& config,
-                          ldpc_code_stats_t<Variant>& stats, message_callback msg, void* ctx, unsigned min_slots,
+                          ldpc_code_stats_t<Variant>& stats, MessageCallback msg, void* ctx, unsigned min_slots,
                           bool quiet) {
   config = {};
   stats = {};
-  reporter report(msg, ctx, quiet, spec.skip_enc_compatibility != 0);
-  compiler run(spec, config, stats, report);
+  Reporter report(msg, ctx, quiet, spec.skip_enc_compatibility != 0);
+  Compiler run(spec, config, stats, report);
   if (!run.compile(min_slots)) return;
   if (run.may_be_analysed()) perf_analyser::calc_ldpc_stall(config, msg, ctx);
   run.finish();
 }
 
-template void gen_ldpc_code_config(ldpc_code_spec_t<sd_fec::variant> const&, ldpc_code_config_t<sd_fec::variant>&,
-                                   ldpc_code_stats_t<sd_fec::variant>&, message_callback, void*, unsigned, bool);
-template void gen_ldpc_code_config(ldpc_code_spec_t<ldpc::variant> const&, ldpc_code_config_t<ldpc::variant>&,
-                                   ldpc_code_stats_t<ldpc::variant>&, message_callback, void*, unsigned, bool);
+template void gen_ldpc_code_config(ldpc_code_spec_t<sd_fec::Variant> const&, ldpc_code_config_t<sd_fec::Variant>&,
+                                   ldpc_code_stats_t<sd_fec::Variant>&, MessageCallback, void*, unsigned, bool);
+template void gen_ldpc_code_config(ldpc_code_spec_t<ldpc::Variant> const&, ldpc_code_config_t<ldpc::Variant>&,
+                                   ldpc_code_stats_t<ldpc::Variant>&, MessageCallback, void*, unsigned, bool);
 
 }  // namespace fec

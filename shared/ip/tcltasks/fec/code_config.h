@@ -18,7 +18,7 @@ namespace fec {
 /// depend on the size of the numbers in it.
 template <class Variant>
 void gen_ldpc_code_config(ldpc_code_spec_t<Variant> const& spec, ldpc_code_config_t<Variant>& config,
-                          ldpc_code_stats_t<Variant>& stats, message_callback msg, void* ctx, unsigned min_slots,
+                          ldpc_code_stats_t<Variant>& stats, MessageCallback msg, void* ctx, unsigned min_slots,
                           bool quiet);
 
 }  // namespace fec

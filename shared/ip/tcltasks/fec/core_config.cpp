@@ -3,7 +3,7 @@
 namespace fec {
 namespace {
 
-enum core_register : std::uint64_t {
+enum CoreRegister : std::uint64_t {
   kAxiWrProtect = 0x00,
   kCodeWrProtect = 0x04,
   kAxisWidth = 0x0C,
@@ -51,8 +51,8 @@ unsigned gen_turbo_config(turbo_config_t& config, std::vector<phy_trans_t<Varian
   return 0;
 }
 
-template unsigned gen_core_config(core_config_t<sd_fec::variant>&, std::vector<phy_trans_t<sd_fec::variant>>&);
-template unsigned gen_core_config(core_config_t<ldpc::variant>&, std::vector<phy_trans_t<ldpc::variant>>&);
-template unsigned gen_turbo_config(turbo_config_t&, std::vector<phy_trans_t<sd_fec::variant>>&);
+template unsigned gen_core_config(core_config_t<sd_fec::Variant>&, std::vector<phy_trans_t<sd_fec::Variant>>&);
+template unsigned gen_core_config(core_config_t<ldpc::Variant>&, std::vector<phy_trans_t<ldpc::Variant>>&);
+template unsigned gen_turbo_config(turbo_config_t&, std::vector<phy_trans_t<sd_fec::Variant>>&);
 
 }  // namespace fec

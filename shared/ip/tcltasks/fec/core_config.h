@@ -14,7 +14,7 @@ template <class Variant>
 struct core_config_t;
 
 template <>
-struct core_config_t<sd_fec::variant> {
+struct core_config_t<sd_fec::Variant> {
   std::uint32_t fec_code = 0;         ///< code that the core runs, 0 or 1
   std::uint32_t din = 0;              ///< input width code, 0 to 2
   std::uint32_t din_words = 0;        ///< input words flag
@@ -30,7 +30,7 @@ struct core_config_t<sd_fec::variant> {
 };
 
 template <>
-struct core_config_t<ldpc::variant> {
+struct core_config_t<ldpc::Variant> {
   std::uint32_t din_words = 0;
   std::uint32_t dout_words = 0;
   std::uint32_t order = 0;

@@ -8,18 +8,18 @@
 
 namespace fec {
 
-bool is_enc_compatible(std::int64_t kb, std::int64_t /*nb*/, base_matrix const& h, parity_points const& cp,
-                       message_callback msg, void* ctx, bool quiet, bool skip) {
-  return is_enc_compatible(kb, h, cp, reporter(msg, ctx, quiet, skip));
+bool is_enc_compatible(std::int64_t kb, std::int64_t /*nb*/, BaseMatrix const& h, ParityPoints const& cp,
+                       MessageCallback msg, void* ctx, bool quiet, bool skip) {
+  return is_enc_compatible(kb, h, cp, Reporter(msg, ctx, quiet, skip));
 }
 
-bool is_enc_compatible(std::int64_t kb, base_matrix const& h, parity_points const& cp, reporter const& report) {
+bool is_enc_compatible(std::int64_t kb, BaseMatrix const& h, ParityPoints const& cp, Reporter const& report) {
   const std::int64_t last_info = kb - 1;
-  const column_index columns(h);
+  const ColumnIndex columns(h);
   std::vector<bool> calculated(columns.size());
   bool compatible = true;
   for (std::uint32_t r = 0; r < h.size(); ++r) {
-    h[r].for_each_position([&](block_position const& position) {
+    h[r].for_each_position([&](BlockPosition const& position) {
       const std::uint32_t c = position.col;
       if (c == h[r].last_col() || cp.contains({r, c})) {
         if (c > last_info) {
@@ -44,17 +44,16 @@ bool is_enc_compatible(std::int64_t kb, base_matrix const& h, parity_points cons
 namespace {
 
 // Column weights over rows 0 to r, for falling r.
-class falling_weights {
+class FallingWeights {
  public:
-  explicit falling_weights(base_matrix const& h)
-      : h_(h), columns_(h), weight_(columns_.size()), twos_(columns_.size()) {
-    for (block_row const& row : h)
-      for (circulant const& one : row.circulants()) ++weight_[columns_.rank(one.col)];
+  explicit FallingWeights(BaseMatrix const& h) : h_(h), columns_(h), weight_(columns_.size()), twos_(columns_.size()) {
+    for (BlockRow const& row : h)
+      for (Circulant const& one : row.circulants()) ++weight_[columns_.rank(one.col)];
     for (std::size_t rank = 0; rank < weight_.size(); ++rank) enter(rank);
   }
 
   void remove_row(std::uint32_t r) {
-    h_[r].for_each_position([this](block_position const& position) {
+    h_[r].for_each_position([this](BlockPosition const& position) {
       const std::size_t rank = columns_.rank(position.col);
       leave(rank);
       weight_[rank] -= position.weight();
@@ -107,35 +106,35 @@ class falling_weights {
       stops_.erase(columns_.column(rank));
   }
 
-  base_matrix const& h_;
-  column_index columns_;
+  BaseMatrix const& h_;
+  ColumnIndex columns_;
   std::vector<std::size_t> weight_;
   std::vector<std::uint32_t> twos_;
   std::set<std::uint32_t> stops_;  // columns at which a search that has not met a weight of 2 yet stops: 2, or above 3
 };
 
-struct double_diagonal {
+struct DoubleDiagonal {
   std::uint32_t r;      // last row of the diagonal
   std::uint32_t c;      // base column
   std::uint32_t shift;  // of the base column's circulant that the other two leave over
 };
 
-std::optional<double_diagonal> find_base(base_matrix const& h) {
+std::optional<DoubleDiagonal> find_base(BaseMatrix const& h) {
   if (h.size() < 3) return std::nullopt;
-  falling_weights weights(h);
+  FallingWeights weights(h);
   for (auto r = static_cast<std::uint32_t>(h.size() - 1); r >= 2; --r) {
     if (h[r].width() > 0)
-      if (const auto base = weights.find_base(r, h[r].last_col())) return double_diagonal{r, *base, 0};
+      if (const auto base = weights.find_base(r, h[r].last_col())) return DoubleDiagonal{r, *base, 0};
     weights.remove_row(r);
   }
   return std::nullopt;
 }
 
 // Two of the three circulants of the base column have to cancel. Leaves the third one's shift in `found`.
-bool base_column_cancels(base_matrix const& h, double_diagonal& found) {
+bool base_column_cancels(BaseMatrix const& h, DoubleDiagonal& found) {
   std::set<std::uint32_t> shifts;
   for (std::uint32_t i = 0; i <= found.r; ++i)
-    for (circulant const& one : h[i].at(found.c))
+    for (Circulant const& one : h[i].at(found.c))
       if (!shifts.insert(one.shift).second) shifts.erase(one.shift);
   if (shifts.size() != 1 || h[0].at(found.c).empty()) return false;
   found.shift = *shifts.begin();
@@ -144,9 +143,9 @@ bool base_column_cancels(base_matrix const& h, double_diagonal& found) {
 
 // Right of the base column, row i holds identities in the columns base + i and base + i + 1 and nothing else. Reports
 // the first fault.
-bool is_double_diagonal(base_matrix const& h, double_diagonal const& found, reporter const& report) {
+bool is_double_diagonal(BaseMatrix const& h, DoubleDiagonal const& found, Reporter const& report) {
   for (std::uint32_t i = 0; i < found.r; ++i) {
-    block_row const& row = h[i];
+    BlockRow const& row = h[i];
     const std::uint64_t left = std::uint64_t{found.c} + i;
     std::uint64_t expected =
         std::max<std::uint64_t>(left, std::uint64_t{found.c} + 1);  // next column that has to hold one
@@ -158,7 +157,7 @@ bool is_double_diagonal(base_matrix const& h, double_diagonal const& found, repo
       return true;
     };
     bool sound = true;
-    row.for_each_position([&](block_position const& position) {
+    row.for_each_position([&](BlockPosition const& position) {
       const std::uint64_t j = position.col;
       if (!sound || j <= found.c) return;
       sound = false;
@@ -180,8 +179,8 @@ bool is_double_diagonal(base_matrix const& h, double_diagonal const& found, repo
 }
 
 // Inserted rows push the later ones down, and what the cut parity section held falls away.
-void move_parity_points(parity_points& cp, double_diagonal const& found) {
-  parity_points moved;
+void move_parity_points(ParityPoints& cp, DoubleDiagonal const& found) {
+  ParityPoints moved;
   for (auto const& [place, value] : cp) {
     const auto [row, col] = place;
     if (row > found.r)
@@ -192,7 +191,7 @@ void move_parity_points(parity_points& cp, double_diagonal const& found) {
   cp = std::move(moved);
 }
 
-void transform(encoder_matrix& matrix, double_diagonal const& found) {
+void transform(EncoderMatrix& matrix, DoubleDiagonal const& found) {
   const auto [r, c, shift] = found;
   const std::uint64_t width = std::uint64_t{c} + r + 3;
   if (matrix.max_col < c + r + 2) {
@@ -202,15 +201,15 @@ void transform(encoder_matrix& matrix, double_diagonal const& found) {
   }
   move_parity_points(matrix.cp, found);
 
-  std::vector<block_row> inserted(r + 1);
+  std::vector<BlockRow> inserted(r + 1);
   // The sum of the first r + 1 rows leaves the base column alone, so it gives that parity block first.
   inserted[0].append(c, shift);
   for (std::uint32_t col = c + 2; col < width; ++col) inserted[0].append(col, 0);
   matrix.cp[{r + 1, c}] = 1;
   // Each further row gives the next block of the diagonal from the one before.
   for (std::uint32_t k = 0; k < r; ++k) {
-    block_row& row = inserted[k + 1];
-    for (circulant const& one : matrix.h[k].circulants())
+    BlockRow& row = inserted[k + 1];
+    for (Circulant const& one : matrix.h[k].circulants())
       if (one.col >= c && one.col <= c + k + 1) row.append(one.col, one.shift);
     row.append(c + k + 2, 0);
     row.extend(width);
@@ -227,7 +226,7 @@ void transform(encoder_matrix& matrix, double_diagonal const& found) {
 
 }  // namespace
 
-bool apply_double_diagonal(encoder_matrix& matrix, reporter const& report) {
+bool apply_double_diagonal(EncoderMatrix& matrix, Reporter const& report) {
   auto found = find_base(matrix.h);
   if (found) {
     report.encoder_warning("INFO: Encoder double diagonal characteristic potentially detected, base row: ", found->r,

@@ -19,16 +19,16 @@ namespace fec {
 /// \param kb  K / P, the first parity column
 /// \param nb  number of block columns; the columns of `h` are below it
 /// \param cp  positions at which a row's parity is computed, beside the last position of each row
-bool is_enc_compatible(std::int64_t kb, std::int64_t nb, base_matrix const& h, parity_points const& cp,
-                       message_callback msg, void* ctx, bool quiet, bool skip);
+bool is_enc_compatible(std::int64_t kb, std::int64_t nb, BaseMatrix const& h, ParityPoints const& cp,
+                       MessageCallback msg, void* ctx, bool quiet, bool skip);
 
 /// The same, reporting through `report`.
-bool is_enc_compatible(std::int64_t kb, base_matrix const& h, parity_points const& cp, reporter const& report);
+bool is_enc_compatible(std::int64_t kb, BaseMatrix const& h, ParityPoints const& cp, Reporter const& report);
 
 /// A matrix on its way through the encoder step.
-struct encoder_matrix {
-  base_matrix& h;
-  parity_points& cp;
+struct EncoderMatrix {
+  BaseMatrix& h;
+  ParityPoints& cp;
   std::int64_t kb;
   std::int64_t nb;               ///< grows with the columns that the transform adds
   std::uint32_t max_col;         ///< highest column index
@@ -39,6 +39,6 @@ struct encoder_matrix {
 /// of the diagonal, whose parity moves to columns of its own. Each finding goes out as an encoder warning or note.
 ///
 /// \return whether the matrix now meets the encoder's rule; false, with nothing changed, if there is no double diagonal
-bool apply_double_diagonal(encoder_matrix& matrix, reporter const& report);
+bool apply_double_diagonal(EncoderMatrix& matrix, Reporter const& report);
 
 }  // namespace fec

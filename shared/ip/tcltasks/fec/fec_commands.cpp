@@ -26,20 +26,20 @@ Tcl_Obj* data_list(std::vector<phy_trans_t<Variant>> const& writes) {
 
 // The message store of a core's latest run.
 template <class Variant>
-config_gen_msgs_t& message_store();
+ConfigGenMsgs& message_store();
 template <>
-config_gen_msgs_t& message_store<sd_fec::variant>() {
+ConfigGenMsgs& message_store<sd_fec::Variant>() {
   return sd_fec::config_gen_msgs;
 }
 template <>
-config_gen_msgs_t& message_store<ldpc::variant>() {
+ConfigGenMsgs& message_store<ldpc::Variant>() {
   return ldpc::config_gen_msgs;
 }
 
 }  // namespace
 
 void config_gen_msg_handler(void* msgs, int severity, char const* text) {
-  auto& store = *static_cast<config_gen_msgs_t*>(msgs);
+  auto& store = *static_cast<ConfigGenMsgs*>(msgs);
   (severity != 0 ? store.errors : store.warnings).emplace_back(text);
 }
 
@@ -114,13 +114,13 @@ namespace {
 
 // What gen_ldpc_params gathers on its way through the codes.
 template <class Variant>
-struct compiled_codes {
+struct CompiledCodes {
   ldpc_config_t<Variant> image;
   std::vector<ldpc_code_stats_t<Variant>> stats;
   std::string messages;
 };
 
-std::string failure_text(std::string const& id, config_gen_msgs_t const& store) {
+std::string failure_text(std::string const& id, ConfigGenMsgs const& store) {
   const std::string header =
       id == kNoId ? "Error processing LDPC code: \n" : message("Error processing LDPC code ", id, ":\n");
   return header + concat_msgs(store.warnings) + "\n" + concat_msgs(store.errors);
@@ -128,8 +128,8 @@ std::string failure_text(std::string const& id, config_gen_msgs_t const& store) 
 
 // Compiles one code into `codes`; false if it is of no use, with the reason in the message store.
 template <class Variant>
-bool compile_code(unsigned index, ldpc_spec_t<Variant> const& spec, compiled_codes<Variant>& codes) {
-  config_gen_msgs_t& store = message_store<Variant>();
+bool compile_code(unsigned index, ldpc_spec_t<Variant> const& spec, CompiledCodes<Variant>& codes) {
+  ConfigGenMsgs& store = message_store<Variant>();
   store = {};
   ldpc_code_config_t<Variant> config;
   ldpc_code_stats_t<Variant>& stats = codes.stats.emplace_back();
@@ -147,7 +147,7 @@ bool compile_code(unsigned index, ldpc_spec_t<Variant> const& spec, compiled_cod
 }
 
 template <class Variant>
-Tcl_Obj* result_of(Tcl_Interp* interp, std::vector<ldpc_spec_t<Variant>> const& specs, compiled_codes<Variant>& codes) {
+Tcl_Obj* result_of(Tcl_Interp* interp, std::vector<ldpc_spec_t<Variant>> const& specs, CompiledCodes<Variant>& codes) {
   Tcl_Obj* configs = Tcl_NewDictObj();
   for (std::size_t i = 0; i < specs.size(); ++i) {
     Tcl_Obj* config = Tcl_NewDictObj();
@@ -173,7 +173,7 @@ int gen_ldpc_params(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const obj
     return tcl::fail(
         interp, message(kBadInput, specs.size(), " codes given, which exceeds the supported limit, ", kMaxCodes, "."));
 
-  compiled_codes<Variant> codes;
+  CompiledCodes<Variant> codes;
   for (unsigned i = 0; i < specs.size(); ++i)
     if (!compile_code(i, specs[i], codes))
       return tcl::fail(interp, failure_text(specs[i].id, message_store<Variant>()));
@@ -207,16 +207,16 @@ int gen_turbo_params(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const ob
       std::vector<phy_trans_t<variant>> const&);                                                     \
   template int gen_core_params<variant>(ClientData, Tcl_Interp*, int, Tcl_Obj* const[]);             \
   template int gen_ldpc_params<variant>(ClientData, Tcl_Interp*, int, Tcl_Obj* const[])
-FEC_INSTANTIATE(sd_fec::variant);
-FEC_INSTANTIATE(ldpc::variant);
-template int gen_turbo_params<sd_fec::variant>(ClientData, Tcl_Interp*, int, Tcl_Obj* const[]);
+FEC_INSTANTIATE(sd_fec::Variant);
+FEC_INSTANTIATE(ldpc::Variant);
+template int gen_turbo_params<sd_fec::Variant>(ClientData, Tcl_Interp*, int, Tcl_Obj* const[]);
 #undef FEC_INSTANTIATE
 
 }  // namespace fec
 
 namespace sd_fec {
 
-fec::config_gen_msgs_t config_gen_msgs;
+fec::ConfigGenMsgs config_gen_msgs;
 
 void init(Tcl_Interp* interp) {
   tcl::register_command<gen_core_params>(interp, "sd_fec::gen_core_params");
@@ -230,7 +230,7 @@ void uninit() {}
 
 namespace ldpc {
 
-fec::config_gen_msgs_t config_gen_msgs;
+fec::ConfigGenMsgs config_gen_msgs;
 
 void init(Tcl_Interp* interp) {
   tcl::register_command<gen_core_params>(interp, "ldpc::gen_core_params");

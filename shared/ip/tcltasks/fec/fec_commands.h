@@ -12,12 +12,12 @@
 namespace fec {
 
 /// Messages of one run of the compiler: severity 1 in `errors`, all else in `warnings`.
-struct config_gen_msgs_t {
+struct ConfigGenMsgs {
   std::vector<std::string> errors;
   std::vector<std::string> warnings;
 };
 
-/// A message_callback whose context is a config_gen_msgs_t.
+/// A MessageCallback whose context is a ConfigGenMsgs.
 void config_gen_msg_handler(void* msgs, int severity, char const* text);
 
 /// The messages joined by one newline, with none after the last.

@@ -36,7 +36,7 @@ enum : unsigned {
   kEncoder = 1U << 11
 };
 
-struct image_field {
+struct ImageField {
   std::string_view name;
   Word word;
   unsigned bit;
@@ -45,7 +45,7 @@ struct image_field {
 };
 
 // The layouts of register_image.cpp, told from the reader's side.
-constexpr image_field kFields[] = {
+constexpr ImageField kFields[] = {
     {"k", Word::kSize, 16, 16, kPlain},
     {"n", Word::kSize, 0, 16, kPlain},
     {"compressed_nmqc", Word::kSize, 0, 32, kCompressed},
@@ -96,33 +96,33 @@ constexpr image_field kFields[] = {
 std::uint32_t mask_of(unsigned width) { return static_cast<std::uint32_t>((std::uint64_t{1} << width) - 1); }
 
 // The fields that one kind of word has in one code.
-class layout {
+class Layout {
  public:
-  layout(Word word, unsigned conditions) {
-    for (image_field const& field : kFields)
+  Layout(Word word, unsigned conditions) {
+    for (ImageField const& field : kFields)
       if (field.word == word && (field.needs & ~conditions) == 0) fields_.push_back(&field);
   }
 
-  void read(std::uint32_t word, named_values& values) const {
-    for (image_field const* field : fields_)
+  void read(std::uint32_t word, NamedValues& values) const {
+    for (ImageField const* field : fields_)
       values.push_back({field->name, (word >> field->bit) & mask_of(field->width)});
   }
 
   // The bits of `word` that no field has.
   std::uint32_t unused(std::uint32_t word) const {
-    for (image_field const* field : fields_) word &= ~(mask_of(field->width) << field->bit);
+    for (ImageField const* field : fields_) word &= ~(mask_of(field->width) << field->bit);
     return word;
   }
 
  private:
-  std::vector<image_field const*> fields_;
+  std::vector<ImageField const*> fields_;
 };
 
-struct core_register {
+struct CoreRegister {
   std::uint64_t addr;
   std::string_view name;
 };
-constexpr core_register kCoreRegisters[] = {
+constexpr CoreRegister kCoreRegisters[] = {
     {0x00, "AXI_WR_PROTECT"}, {0x04, "CODE_WR_PROTECT"}, {0x0C, "AXIS_WIDTH"}, {0x10, "AXIS_ENABLE"},
     {0x14, "FEC_CODE"},       {0x18, "ORDER"},           {0x20, "IER"},        {0x30, "ECC_IER"},
     {0x3C, "BYPASS"},         {0x100, "TURBO"}};
@@ -133,14 +133,14 @@ std::string hex(std::uint64_t value) {
 }
 
 // A part of an image, as faults name it.
-struct image_part {
+struct ImagePart {
   unsigned slot;
   char const* name;
 };
 
 // Nothing here grows beyond the words that were written: a register may announce any number of layers and operations,
 // but a table ends where its words do, and a word belongs to one table only.
-class decoder {
+class Decoder {
  public:
   template <class Variant>
   void add(std::vector<phy_trans_t<Variant>> const& writes) {
@@ -156,7 +156,7 @@ class decoder {
   }
 
   void read_core() {
-    for (core_register const& one : kCoreRegisters) {
+    for (CoreRegister const& one : kCoreRegisters) {
       const auto found = words_.find(one.addr);
       if (found == words_.end()) continue;
       found->second.is_taken = true;
@@ -165,7 +165,7 @@ class decoder {
   }
 
   template <class Variant>
-  void read_codes(std::map<unsigned, code_hint> const& hints) {
+  void read_codes(std::map<unsigned, CodeHint> const& hints) {
     std::uint64_t sc_off = 0;
     for (unsigned slot = 0; slot < kMaxCodes; ++slot) {
       const std::uint64_t base = kCodeRegisterBase + kCodeRegisterStep * slot;
@@ -178,7 +178,7 @@ class decoder {
     }
   }
 
-  decoded_image finish() {
+  DecodedImage finish() {
     for (std::uint64_t addr : order_) {
       written const& word = words_.at(addr);
       if (!word.is_taken) fault("unknown address ", hex(addr), " with data ", hex(word.data));
@@ -198,11 +198,11 @@ class decoder {
   }
 
   template <class... Pieces>
-  void fault_in(image_part part, Pieces const&... pieces) {
+  void fault_in(ImagePart part, Pieces const&... pieces) {
     fault("code ", part.slot, ", ", part.name, ": ", pieces...);
   }
 
-  std::optional<std::uint32_t> take(std::uint64_t addr, image_part part) {
+  std::optional<std::uint32_t> take(std::uint64_t addr, ImagePart part) {
     const auto found = words_.find(addr);
     if (found == words_.end()) {
       fault_in(part, "missing word at ", hex(addr));
@@ -216,12 +216,12 @@ class decoder {
     return found->second.data;
   }
 
-  void check_unused(std::uint32_t unused, std::uint64_t addr, image_part part) {
+  void check_unused(std::uint32_t unused, std::uint64_t addr, ImagePart part) {
     if (unused != 0) fault_in(part, "bits outside all fields at ", hex(addr), ": ", hex(unused));
   }
 
   // Reads the word at `addr` into `values`; false if there is none.
-  bool read(std::uint64_t addr, image_part part, layout const& fields, named_values& values) {
+  bool read(std::uint64_t addr, ImagePart part, Layout const& fields, NamedValues& values) {
     const std::optional<std::uint32_t> word = take(addr, part);
     if (!word) return false;
     fields.read(*word, values);
@@ -230,19 +230,19 @@ class decoder {
   }
 
   void read_code(unsigned slot, unsigned conditions, std::uint64_t& sc_off) {
-    decoded_code& code = image_.codes[slot];
-    const image_part part{slot, "registers"};
+    DecodedCode& code = image_.codes[slot];
+    const ImagePart part{slot, "registers"};
     const std::uint64_t base = kCodeRegisterBase + kCodeRegisterStep * slot;
     const std::optional<std::uint32_t> size = take(base, part);
     if (!size) return;                                    // without it, nobody knows the others' layout
     const bool compressed = *size < 65536 && *size != 0;  // a plain word holds K above bit 16
     conditions |= compressed ? kCompressed : kPlain;
-    layout(Word::kSize, conditions).read(*size, code.fields);
+    Layout(Word::kSize, conditions).read(*size, code.fields);
 
     bool is_whole = true;
     std::uint64_t addr = base;
     for (Word word : {Word::kMemory, Word::kSchedule, Word::kOffsets})
-      is_whole = read(addr += 4, part, layout(word, conditions), code.fields) && is_whole;
+      is_whole = read(addr += 4, part, Layout(word, conditions), code.fields) && is_whole;
     if (!is_whole) return;  // the tables are anywhere
 
     // A compressed code has no scale offset of its own; scales are packed tight in the order of the codes.
@@ -251,9 +251,9 @@ class decoder {
     read_layers(slot, conditions, code);
   }
 
-  void read_scale(unsigned slot, std::uint64_t& sc_off, decoded_code& code) {
+  void read_scale(unsigned slot, std::uint64_t& sc_off, DecodedCode& code) {
     if (value_of(code.fields, "norm_type") == 0) return;
-    const image_part part{slot, "SC table"};
+    const ImagePart part{slot, "SC table"};
     const std::uint64_t layers = value_of(code.fields, "nlayers");
     const std::uint64_t end = sc_off + 4 * ((layers + 3) / 4);
     for (std::uint64_t at = kScTableBase + std::exchange(sc_off, end); at < kScTableBase + end; at += 4) {
@@ -265,23 +265,23 @@ class decoder {
     }
   }
 
-  void read_layers(unsigned slot, unsigned conditions, decoded_code& code) {
+  void read_layers(unsigned slot, unsigned conditions, DecodedCode& code) {
     const auto p = static_cast<unsigned>(value_of(code.fields, "p"));
     const unsigned pf = value_of(code.fields, "no_packing") != 0 ? 1 : num_parallel_P(p);
     const bool closes = value_of(code.fields, "special_qc") != 0 && (conditions & kDecoder) != 0;
     conditions |=
         (p > 128 ? kLongShift : kShortShift) | (closes ? kMarksColumns : kMarksLayers) | (pf > 1 ? kParallel : kSingle);
-    const layout layer_fields(Word::kLayer, conditions);
-    const layout operation_fields(Word::kOperation, conditions);
+    const Layout layer_fields(Word::kLayer, conditions);
+    const Layout operation_fields(Word::kOperation, conditions);
     const std::uint64_t la_base = kLaTableBase + 16 * value_of(code.fields, "la_off");
     std::uint64_t qc_addr = kQcTableBase + 16 * value_of(code.fields, "qc_off");
     bool has_operations = true;
     for (std::uint64_t i = 0; i < value_of(code.fields, "nlayers"); ++i) {
-      decoded_layer layer;
+      DecodedLayer layer;
       if (!read(la_base + 4 * i, {slot, "LA table"}, layer_fields, layer.fields)) return;
       const std::uint64_t operations = (value_of(layer.fields, "cpld") + 1) * pf;
       while (has_operations && layer.operations.size() < operations) {
-        named_values operation;
+        NamedValues operation;
         has_operations = read(qc_addr, {slot, "QC table"}, operation_fields, operation);
         if (has_operations) layer.operations.push_back(std::move(operation));
         qc_addr += 4;
@@ -292,7 +292,7 @@ class decoder {
 
   std::unordered_map<std::uint64_t, written> words_;
   std::vector<std::uint64_t> order_;
-  decoded_image image_;
+  DecodedImage image_;
 };
 
 // Adds the faults that `faults` has and `others` has not, each behind `side`.
@@ -305,26 +305,25 @@ void add_other_faults(char const* side, std::vector<std::string> const& faults, 
 
 }  // namespace
 
-std::uint64_t value_of(named_values const& values, std::string_view name) {
-  for (named_value const& one : values)
+std::uint64_t value_of(NamedValues const& values, std::string_view name) {
+  for (NamedValue const& one : values)
     if (one.name == name) return one.value;
   return 0;
 }
 
 template <class Variant>
-decoded_image decode_image(std::vector<phy_trans_t<Variant>> const& writes,
-                           std::map<unsigned, code_hint> const& hints) {
-  decoder reading;
+DecodedImage decode_image(std::vector<phy_trans_t<Variant>> const& writes, std::map<unsigned, CodeHint> const& hints) {
+  Decoder reading;
   reading.add(writes);
   reading.read_core();
   reading.read_codes<Variant>(hints);
   return reading.finish();
 }
 
-std::vector<image_entry> entries_of(decoded_image const& image) {
-  std::vector<image_entry> entries;
-  const auto add_all = [&entries](std::string const& path, named_values const& values) {
-    for (named_value const& one : values) entries.push_back({message(path, one.name), one.value});
+std::vector<ImageEntry> entries_of(DecodedImage const& image) {
+  std::vector<ImageEntry> entries;
+  const auto add_all = [&entries](std::string const& path, NamedValues const& values) {
+    for (NamedValue const& one : values) entries.push_back({message(path, one.name), one.value});
   };
   add_all("core / ", image.core);
   for (auto const& [slot, code] : image.codes) {
@@ -342,15 +341,15 @@ std::vector<image_entry> entries_of(decoded_image const& image) {
   return entries;
 }
 
-std::vector<std::string> diff_images(decoded_image const& left, decoded_image const& right) {
-  const std::vector<image_entry> ours = entries_of(left);
-  const std::vector<image_entry> theirs = entries_of(right);
+std::vector<std::string> diff_images(DecodedImage const& left, DecodedImage const& right) {
+  const std::vector<ImageEntry> ours = entries_of(left);
+  const std::vector<ImageEntry> theirs = entries_of(right);
   std::unordered_map<std::string, std::uint64_t> other;
-  for (image_entry const& entry : theirs) other.emplace(entry.path, entry.value);
+  for (ImageEntry const& entry : theirs) other.emplace(entry.path, entry.value);
 
   std::vector<std::string> lines;
   std::unordered_map<std::string, bool> seen;
-  for (image_entry const& entry : ours) {
+  for (ImageEntry const& entry : ours) {
     seen.emplace(entry.path, true);
     const auto found = other.find(entry.path);
     if (found == other.end())
@@ -358,18 +357,18 @@ std::vector<std::string> diff_images(decoded_image const& left, decoded_image co
     else if (found->second != entry.value)
       lines.push_back(message(entry.path, ": ", entry.value, " -> ", found->second));
   }
-  for (image_entry const& entry : theirs)
+  for (ImageEntry const& entry : theirs)
     if (!seen.contains(entry.path)) lines.push_back(message(entry.path, ": - -> ", entry.value));
   add_other_faults("left", left.faults, right.faults, lines);
   add_other_faults("right", right.faults, left.faults, lines);
   return lines;
 }
 
-std::string list_image(decoded_image const& image) {
+std::string list_image(DecodedImage const& image) {
   std::string text;
-  const auto add_line = [&text](std::string const& head, named_values const& values) {
+  const auto add_line = [&text](std::string const& head, NamedValues const& values) {
     text += head;
-    for (named_value const& one : values) text += message(" ", one.name, " ", one.value);
+    for (NamedValue const& one : values) text += message(" ", one.name, " ", one.value);
     text += '\n';
   };
   if (!image.core.empty()) add_line("core:", image.core);
@@ -382,23 +381,22 @@ std::string list_image(decoded_image const& image) {
     }
     for (std::size_t i = 0; i < code.layers.size(); ++i) {
       add_line(message("  layer ", i, ":"), code.layers[i].fields);
-      for (named_values const& operation : code.layers[i].operations) add_line("   ", operation);
+      for (NamedValues const& operation : code.layers[i].operations) add_line("   ", operation);
     }
   }
   for (std::string const& fault : listed_faults(image)) text += message("fault: ", fault, "\n");
   return text;
 }
 
-std::vector<std::string> listed_faults(decoded_image const& image) {
+std::vector<std::string> listed_faults(DecodedImage const& image) {
   const std::size_t listed = std::min(image.faults.size(), kMaxListedFaults);
   std::vector<std::string> lines(image.faults.begin(), image.faults.begin() + static_cast<std::ptrdiff_t>(listed));
   if (listed < image.faults.size()) lines.push_back(message("and ", image.faults.size() - listed, " more"));
   return lines;
 }
 
-template decoded_image decode_image(std::vector<phy_trans_t<sd_fec::variant>> const&,
-                                    std::map<unsigned, code_hint> const&);
-template decoded_image decode_image(std::vector<phy_trans_t<ldpc::variant>> const&,
-                                    std::map<unsigned, code_hint> const&);
+template DecodedImage decode_image(std::vector<phy_trans_t<sd_fec::Variant>> const&,
+                                   std::map<unsigned, CodeHint> const&);
+template DecodedImage decode_image(std::vector<phy_trans_t<ldpc::Variant>> const&, std::map<unsigned, CodeHint> const&);
 
 }  // namespace fec

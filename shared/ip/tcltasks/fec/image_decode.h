@@ -17,67 +17,67 @@
 
 namespace fec {
 
-struct named_value {
+struct NamedValue {
   std::string_view name;  ///< static storage
   std::uint64_t value;
 
-  bool operator==(named_value const&) const = default;
+  bool operator==(NamedValue const&) const = default;
 };
-using named_values = std::vector<named_value>;
+using NamedValues = std::vector<NamedValue>;
 
 /// The value under `name`, 0 if there is none.
-std::uint64_t value_of(named_values const& values, std::string_view name);
+std::uint64_t value_of(NamedValues const& values, std::string_view name);
 
-struct decoded_layer {
-  named_values fields;                   ///< cpld, stall, and extra_layer, qc_count where the core has them
-  std::vector<named_values> operations;  ///< col, shift, nop, first, ... of each slot, in order
+struct DecodedLayer {
+  NamedValues fields;                   ///< cpld, stall, and extra_layer, qc_count where the core has them
+  std::vector<NamedValues> operations;  ///< col, shift, nop, first, ... of each slot, in order
 };
 
-struct decoded_code {
-  named_values fields;  ///< of the four registers
+struct DecodedCode {
+  NamedValues fields;  ///< of the four registers
   std::vector<std::uint32_t> scale;
-  std::vector<decoded_layer> layers;
+  std::vector<DecodedLayer> layers;
 
   bool is_compressed() const { return !fields.empty() && fields[0].name != "k"; }
 };
 
 /// What the caller knows of a code beyond its image.
-struct code_hint {
+struct CodeHint {
   bool encode = false;
 };
 
-struct decoded_image {
-  named_values core;                       ///< registers of the core itself, by name
-  std::map<unsigned, decoded_code> codes;  ///< by slot
+struct DecodedImage {
+  NamedValues core;                       ///< registers of the core itself, by name
+  std::map<unsigned, DecodedCode> codes;  ///< by slot
   std::vector<std::string> faults;  ///< what does not fit, a few for each word at most: unknown addresses, missing
                                     ///< words, bits outside all fields, writes that contradict each other
 };
 
 /// Decodes the writes of one core. Of several writes to one address the last counts; different data is a fault.
 template <class Variant>
-decoded_image decode_image(std::vector<phy_trans_t<Variant>> const& writes,
-                           std::map<unsigned, code_hint> const& hints = {});
+DecodedImage decode_image(std::vector<phy_trans_t<Variant>> const& writes,
+                          std::map<unsigned, CodeHint> const& hints = {});
 
 /// One field of an image under its path, such as "code 0 / layer 3 / stall".
-struct image_entry {
+struct ImageEntry {
   std::string path;
   std::uint64_t value;
 
-  bool operator==(image_entry const&) const = default;
+  bool operator==(ImageEntry const&) const = default;
 };
 
 /// Every field of an image, in order.
-std::vector<image_entry> entries_of(decoded_image const& image);
+std::vector<ImageEntry> entries_of(DecodedImage const& image);
 
 /// The fields in which two images differ, one line each: path, value on the left, value on the right, "-" where a side
 /// does not have the field; then the faults that only one of them has. Empty for equal images.
-std::vector<std::string> diff_images(decoded_image const& left, decoded_image const& right);
+std::vector<std::string> diff_images(DecodedImage const& left, DecodedImage const& right);
 
 /// The faults that a reader wants to see: the first kMaxListedFaults, and how many more there are.
 inline constexpr std::size_t kMaxListedFaults = 100;
-std::vector<std::string> listed_faults(decoded_image const& image);
+std::vector<std::string> listed_faults(DecodedImage const& image);
 
 /// A readable listing.
-std::string list_image(decoded_image const& image);
+std::string list_image(DecodedImage const& image);
 
 }  // namespace fec

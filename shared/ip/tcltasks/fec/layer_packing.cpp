@@ -9,7 +9,7 @@
 namespace fec {
 namespace {
 
-using ops_t = std::vector<ldpc_code_element_t>;
+using Ops = std::vector<ldpc_code_element_t>;
 
 constexpr unsigned kMaxBanks = 4;
 
@@ -26,12 +26,12 @@ ldpc_code_element_t closing_pad() {
 }
 
 // The operations of one layer by bank, each in layer order.
-class bank_set {
+class BankSet {
  public:
-  explicit bank_set(unsigned count) : count_(count) {}
+  explicit BankSet(unsigned count) : count_(count) {}
 
   void fill(std::span<ldpc_code_element_t const> layer) {
-    for (ops_t& bank : banks_) bank.clear();
+    for (Ops& bank : banks_) bank.clear();
     for (ldpc_code_element_t const& op : layer) banks_[op.col % count_].push_back(op);
     if (!layer.empty()) banks_[layer.back().col % count_].back().layer_end = 1;
   }
@@ -48,7 +48,7 @@ class bank_set {
 
   // Draws the slots. The layer ends with all banks together, so shorter banks start later. An empty slot is a pad with
   // `pads`, and is left out without.
-  void draw(bool pads, ops_t& slots) const {
+  void draw(bool pads, Ops& slots) const {
     const std::size_t passes = std::max<std::size_t>(1, longest());
     for (std::size_t pass = 0; pass < passes; ++pass) {
       for (unsigned b = 0; b < count_; ++b) {
@@ -62,24 +62,24 @@ class bank_set {
   }
 
  private:
-  static bool shorter(ops_t const& a, ops_t const& b) { return a.size() < b.size(); }
+  static bool shorter(Ops const& a, Ops const& b) { return a.size() < b.size(); }
   std::size_t longest() const { return std::max_element(banks_.begin(), banks_.begin() + count_, shorter)->size(); }
 
   unsigned count_;
-  std::array<ops_t, kMaxBanks> banks_;
+  std::array<Ops, kMaxBanks> banks_;
 };
 
 // One bank on its way through the alignment: what stands before the current position is in `done`; at it and behind
 // stand `pads` closing pads and then the operations from `next` on.
-struct aligning_bank {
-  ops_t ops;
+struct AligningBank {
+  Ops ops;
   std::vector<std::size_t> closing_from;  // for each index, the first closing operation at or behind it
-  ops_t done;
+  Ops done;
   std::size_t pads = 0;
   std::size_t next = 0;
   std::size_t distance = 0;
 
-  explicit aligning_bank(ops_t bank) : ops(std::move(bank)), closing_from(ops.size() + 1, ops.size()) {
+  explicit AligningBank(Ops bank) : ops(std::move(bank)), closing_from(ops.size() + 1, ops.size()) {
     for (std::size_t i = ops.size(); i-- > 0;) closing_from[i] = ops[i].last != 0 ? i : closing_from[i + 1];
   }
 
@@ -107,21 +107,21 @@ struct aligning_bank {
   }
 };
 
-void bank_set::align_closings(std::size_t min_length) {
-  std::vector<aligning_bank> aligning;
+void BankSet::align_closings(std::size_t min_length) {
+  std::vector<AligningBank> aligning;
   for (unsigned b = 0; b < count_; ++b) aligning.emplace_back(std::move(banks_[b]));
 
   for (;;) {
     bool found = false;
     std::size_t target = 0;
-    for (aligning_bank& bank : aligning)
+    for (AligningBank& bank : aligning)
       if (!bank.is_at_end() && bank.find_closing()) {
         found = true;
         target = std::max(target, bank.distance);
       }
     if (!found) break;  // the rest is padded at the end
     bool goes_on = false;
-    for (aligning_bank& bank : aligning) {
+    for (AligningBank& bank : aligning) {
       if (!bank.is_at_end() && bank.distance < target) {
         bank.take();
         bank.pads += target - bank.distance;
@@ -133,7 +133,7 @@ void bank_set::align_closings(std::size_t min_length) {
   }
 
   std::size_t length = min_length;
-  for (aligning_bank const& bank : aligning) length = std::max(length, bank.length());
+  for (AligningBank const& bank : aligning) length = std::max(length, bank.length());
   for (unsigned b = 0; b < count_; ++b) {
     while (!aligning[b].is_at_end()) aligning[b].take();
     banks_[b] = std::move(aligning[b].done);
@@ -145,8 +145,8 @@ void bank_set::align_closings(std::size_t min_length) {
 
 // Layer order for a base graph: table entry by table entry, every operation on that column, last drawn first. What the
 // first entries, as many as there are operations, do not name drops out.
-ops_t in_table_order(ops_t const& slots, std::span<std::uint32_t const> row) {
-  ops_t ordered;
+Ops in_table_order(Ops const& slots, std::span<std::uint32_t const> row) {
+  Ops ordered;
   for (std::uint32_t col : row.first(std::min(row.size(), slots.size())))
     for (auto op = slots.rbegin(); op != slots.rend(); ++op)
       if (op->col == col) ordered.push_back(*op);
@@ -154,15 +154,15 @@ ops_t in_table_order(ops_t const& slots, std::span<std::uint32_t const> row) {
 }
 
 // Operations gathered into groups that issue together.
-struct grouping {
-  ops_t lanes;                       // the groups one after the other, a pad in each free lane
+struct Grouping {
+  Ops lanes;                         // the groups one after the other, a pad in each free lane
   std::vector<std::uint32_t> codes;  // for each operation: on the first of a group its size, 0 if it is full; 1 behind
   std::size_t pads = 0;              // free lanes
 };
 
 // Takes, from each position on, the widest group of up to `width` operations in different lanes (column mod width).
-grouping group_by_lanes(ops_t const& ops, unsigned width) {
-  grouping result;
+Grouping group_by_lanes(Ops const& ops, unsigned width) {
+  Grouping result;
   std::array<ldpc_code_element_t, kMaxBanks> lanes;
   for (std::size_t position = 0; position < ops.size();) {
     unsigned occupied = 0;
@@ -184,14 +184,14 @@ grouping group_by_lanes(ops_t const& ops, unsigned width) {
   return result;
 }
 
-unsigned bank_count(code_config const& config, packing_rules const& rules) {
+unsigned bank_count(CodeConfig const& config, PackingRules const& rules) {
   if (config.compress_packing != 1) return rules.pf;
   return rules.reorder_type == 0 ? 4 : rules.reorder_type == 1 ? 2 : 1;
 }
 
-class packer {
+class Packer {
  public:
-  packer(code_config& config, packing_rules const& rules, reporter& report)
+  Packer(CodeConfig& config, PackingRules const& rules, Reporter& report)
       : config_(config), rules_(rules), report_(report), banks_(bank_count(config, rules)) {
     if (compresses() && rules.reorder_type >= 2) rules_.min_slots = 1;
     packed_.reserve(config.qc.size());
@@ -243,7 +243,7 @@ class packer {
     if (rules_.pf == 1) {
       write_group_codes();
     } else {
-      grouping groups = group_by_lanes(slots_, rules_.pf);
+      Grouping groups = group_by_lanes(slots_, rules_.pf);
       slots_ = std::move(groups.lanes);
       pads = groups.pads;
     }
@@ -261,23 +261,23 @@ class packer {
     }
   }
 
-  code_config& config_;
-  packing_rules rules_;
-  reporter& report_;
-  bank_set banks_;
-  ops_t slots_;
-  ops_t packed_;
+  CodeConfig& config_;
+  PackingRules rules_;
+  Reporter& report_;
+  BankSet banks_;
+  Ops slots_;
+  Ops packed_;
   std::uint32_t real_ops_ = 0;
 };
 
 }  // namespace
 
-double pack_layers(code_config& config, packing_rules const& rules, reporter& report) {
+double pack_layers(CodeConfig& config, PackingRules const& rules, Reporter& report) {
   if (config.nlayers == 0) {
     report.error("ERROR: num. layers: ", 0);
     return 0;
   }
-  return packer(config, rules, report).run();
+  return Packer(config, rules, report).run();
 }
 
 }  // namespace fec

@@ -10,7 +10,7 @@
 
 namespace fec {
 
-struct packing_rules {
+struct PackingRules {
   unsigned pf = 1;              ///< operations per cycle: 1, 2 or 4
   unsigned min_slots = 1;       ///< least number of slots of a layer, per bank
   bool align_closings = false;  ///< line up the operations that close a sub-matrix, for circulant weights above 1
@@ -21,6 +21,6 @@ struct packing_rules {
 /// A layer that ends with no slot, and a code without layers, is an error; the latter replaces nothing.
 ///
 /// \return mean share of operations among the slots of a layer, 0 to 1; above 1 where slots were dropped
-double pack_layers(code_config& config, packing_rules const& rules, reporter& report);
+double pack_layers(CodeConfig& config, PackingRules const& rules, Reporter& report);
 
 }  // namespace fec

@@ -20,8 +20,8 @@ namespace perf_analyser {
 
 /// The performance models: ldpc<0, 15, false> for decoder and ldpc<0, 7, true> for encoder codes.
 template <int, unsigned Delay, bool Encoder>
-requires(Delay == (Encoder ? variant::kEncoderDelay
-                           : variant::kDecoderDelay)) using ldpc = fec::perf_analyser::model<variant, Delay>;
+requires(Delay == (Encoder ? Variant::kEncoderDelay
+                           : Variant::kDecoderDelay)) using ldpc = fec::perf_analyser::Model<Variant, Delay>;
 
 }  // namespace perf_analyser
 }  // namespace ldpc

@@ -20,11 +20,11 @@ constexpr Int ceil_div(Int value, Int divisor) {
   return value / divisor + (value % divisor != 0);
 }
 
-unsigned issue_width(code_config const& config) { return config.no_packing != 0 ? 1 : num_parallel_P(config.p); }
+unsigned issue_width(CodeConfig const& config) { return config.no_packing != 0 ? 1 : num_parallel_P(config.p); }
 
-unsigned cycles_per_issue(code_config const& config) { return std::max(1U, config.mv); }
+unsigned cycles_per_issue(CodeConfig const& config) { return std::max(1U, config.mv); }
 
-unsigned layer_slots(code_config const& config, unsigned layer) {
+unsigned layer_slots(CodeConfig const& config, unsigned layer) {
   return layer < config.dc.size() ? config.dc[layer] : 0;
 }
 
@@ -37,7 +37,7 @@ std::string format_rate(double rate) {
 // Which columns of a layer are put in flight, decided operation by operation in the order in which they issue.
 class ListRule {
  public:
-  ListRule(code_config const& config, unsigned layer, unsigned issues)
+  ListRule(CodeConfig const& config, unsigned layer, unsigned issues)
       : encode_(config.encode != 0),
         single_(issue_width(config) == 1),
         last_issue_(issues - 1),
@@ -70,10 +70,10 @@ void tick(unsigned long long& count) {
   ++count;
 }
 
-pipeline::pipeline(model_traits const& traits, XLogger& logger, stream_rates const& rates)
+Pipeline::Pipeline(ModelTraits const& traits, XLogger& logger, StreamRates const& rates)
     : traits_(traits), logger_(logger), rates_(rates) {}
 
-void pipeline::add(code_t code) {
+void Pipeline::add(code_t code) {
   const auto has_its_id = [&](code_t const& other) { return other.id == code.id; };
   if (std::any_of(active_.begin(), active_.end(), has_its_id) ||
       std::any_of(input_.begin(), input_.end(), has_its_id)) {
@@ -86,16 +86,16 @@ void pipeline::add(code_t code) {
   input_.insert(place, std::move(code));
 }
 
-void pipeline::step() {
+void Pipeline::step() {
   admit();
   if (!active_.empty()) run_layer(active_.front());
 }
 
-pipeline::memory_use pipeline::memory_of(code_t const& code) {
-  code_config const& config = code.config;
+Pipeline::MemoryUse Pipeline::memory_of(code_t const& code) {
+  CodeConfig const& config = code.config;
   const auto words = [](unsigned long long values) { return ceil_div(values, 128ULL); };
   const unsigned long long mv = cycles_per_issue(config);
-  memory_use use{};
+  MemoryUse use{};
   use[mem_cnt_c] = ceil_div<unsigned long long>(config.n, 4);
   use[mem_cnt_d] = config.encode != 0 ? 0 : config.nmqc * mv;
   use[mem_cnt_s] = words(config.n);
@@ -107,9 +107,9 @@ pipeline::memory_use pipeline::memory_of(code_t const& code) {
   return use;
 }
 
-void pipeline::admit() {
+void Pipeline::admit() {
   while (!input_.empty()) {
-    const memory_use use = memory_of(input_.front());
+    const MemoryUse use = memory_of(input_.front());
     std::size_t counter = 0;
     while (counter < use.size() && occupancy_[counter] + use[counter] <= traits_.capacities[counter]) ++counter;
     if (counter < use.size()) {
@@ -123,12 +123,12 @@ void pipeline::admit() {
     for (std::size_t i = 0; i < use.size(); ++i) occupancy_[i] += use[i];
     active_.push_back(std::move(input_.front()));
     input_.pop_front();
-    code_config& config = active_.back().config;
+    CodeConfig& config = active_.back().config;
     config.stall.resize(std::max<std::size_t>(config.stall.size(), config.nlayers));
   }
 }
 
-void pipeline::check_rates() {
+void Pipeline::check_rates() {
   const auto check = [this](char const* text, double rate) {
     if (rate > 0 && rate <= kRateLimit) return;
     report(now_, text + format_rate(rate) + " : " + format_rate(kRateLimit));
@@ -137,8 +137,8 @@ void pipeline::check_rates() {
   check("Invalid output rate specified: ", rates_.output);
 }
 
-void pipeline::run_layer(code_t& code) {
-  code_config const& config = code.config;
+void Pipeline::run_layer(code_t& code) {
+  CodeConfig const& config = code.config;
   const unsigned issues = ceil_div(layer_slots(config, code.layer), issue_width(config));
   const unsigned long long length = std::max(1ULL, 1ULL * issues * cycles_per_issue(config));
 
@@ -157,8 +157,8 @@ void pipeline::run_layer(code_t& code) {
 }
 
 // Issues the layer from now_ on, fills listed_, and returns the cycles of waiting.
-unsigned long long pipeline::issue_layer(code_t const& code, unsigned issues) {
-  code_config const& config = code.config;
+unsigned long long Pipeline::issue_layer(code_t const& code, unsigned issues) {
+  CodeConfig const& config = code.config;
   const unsigned width = issue_width(config);
   const unsigned mv = cycles_per_issue(config);
   ListRule rule(config, code.layer, issues);
@@ -190,11 +190,11 @@ unsigned long long pipeline::issue_layer(code_t const& code, unsigned issues) {
 }
 
 // Sends the layer through the delay line and the soupd stage.
-void pipeline::update_layer(code_t& code, unsigned long long last_cycle, unsigned long long length) {
+void Pipeline::update_layer(code_t& code, unsigned long long last_cycle, unsigned long long length) {
   const unsigned long long mv = cycles_per_issue(code.config);
   const unsigned long long start = std::max(last_cycle + traits_.delay, soupd_end_);
   ++layer_serial_;
-  for (listed_column const& listed : listed_) {
+  for (ListedColumn const& listed : listed_) {
     const unsigned long long free_from = start + (listed.issue + 1) * mv;
     // The first update of a column listed twice sets its free bit, so the second finds it set.
     if (layer_stamp_[listed.column] == layer_serial_ && code.config.encode == 0)
@@ -205,8 +205,8 @@ void pipeline::update_layer(code_t& code, unsigned long long last_cycle, unsigne
   soupd_end_ = start + length;
 }
 
-void pipeline::end_layer(code_t& code, unsigned stall, unsigned long long last_cycle) {
-  code_config& config = code.config;
+void Pipeline::end_layer(code_t& code, unsigned stall, unsigned long long last_cycle) {
+  CodeConfig& config = code.config;
   if (code.layer < config.stall.size()) {
     if (code.iteration == kReportedIteration && config.stall[code.layer] != stall)
       report(last_cycle, std::to_string(last_cycle) +
@@ -226,21 +226,21 @@ void pipeline::end_layer(code_t& code, unsigned stall, unsigned long long last_c
 
   deliver_updates(now_);
   code.finished_at = last_cycle;
-  const memory_use use = memory_of(code);
+  const MemoryUse use = memory_of(code);
   for (std::size_t i = 0; i < use.size(); ++i) occupancy_[i] -= use[i];
   output_.push_back(std::move(code));
   active_.pop_front();
 }
 
 // Reports come out in the order of their cycles; within one cycle the minsum stage comes before the soupd stage.
-void pipeline::report(unsigned long long cycle, std::string const& text) {
+void Pipeline::report(unsigned long long cycle, std::string const& text) {
   deliver_updates(cycle);
   logger_.warning(text);
 }
 
-void pipeline::deliver_updates(unsigned long long before) {
+void Pipeline::deliver_updates(unsigned long long before) {
   for (; !updates_.empty() && updates_.front().cycle < before; updates_.pop_front()) {
-    update_report const& due = updates_.front();
+    UpdateReport const& due = updates_.front();
     logger_.warning(std::to_string(due.cycle) + ": Index " + std::to_string(due.column) +
                     " already free! cw id: " + std::to_string(due.id));
   }
@@ -249,8 +249,8 @@ void pipeline::deliver_updates(unsigned long long before) {
 namespace {
 
 // Runs one code through a model of its own and fills in its stall counts.
-void run_alone(code_config& config, model_traits const& traits, XLogger& logger) {
-  pipeline model(traits, logger);
+void run_alone(CodeConfig& config, ModelTraits const& traits, XLogger& logger) {
+  Pipeline model(traits, logger);
   code_t code;
   code.iterations = config.encode != 0 ? kEncoderIterations : kDecoderIterations;
   std::swap(code.config, config);
@@ -261,19 +261,19 @@ void run_alone(code_config& config, model_traits const& traits, XLogger& logger)
 
 }  // namespace
 
-std::vector<std::uint32_t> stall_counts(code_config config, model_traits const& traits, XLogger& logger) {
+std::vector<std::uint32_t> stall_counts(CodeConfig config, ModelTraits const& traits, XLogger& logger) {
   run_alone(config, traits, logger);
   return std::move(config.stall);
 }
 
 template <class Variant>
-void calc_ldpc_stall(ldpc_code_config_t<Variant>& config, message_callback msg, void* ctx) {
+void calc_ldpc_stall(ldpc_code_config_t<Variant>& config, MessageCallback msg, void* ctx) {
   XLogger logger(msg, ctx);
   run_alone(config, {config.encode != 0 ? Variant::kEncoderDelay : Variant::kDecoderDelay, Variant::kCapacities},
             logger);
 }
 
-template void calc_ldpc_stall(ldpc_code_config_t<sd_fec::variant>&, message_callback, void*);
-template void calc_ldpc_stall(ldpc_code_config_t<ldpc::variant>&, message_callback, void*);
+template void calc_ldpc_stall(ldpc_code_config_t<sd_fec::Variant>&, MessageCallback, void*);
+template void calc_ldpc_stall(ldpc_code_config_t<ldpc::Variant>&, MessageCallback, void*);
 
 }  // namespace fec::perf_analyser

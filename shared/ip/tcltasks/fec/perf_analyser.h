@@ -64,7 +64,7 @@ inline constexpr unsigned kDecoderIterations = 4;
 inline constexpr unsigned kEncoderIterations = 1;
 
 /// What the core's memories hold of a code, one counter for each memory, in words of 128 values unless stated.
-enum memory_counter : unsigned {
+enum MemoryCounter : unsigned {
   mem_cnt_c,     ///< codeword in, 4 values a word: N / 4
   mem_cnt_d,     ///< check node messages of a decoder code: NMQC x MV
   mem_cnt_s,     ///< soft values: N / 128
@@ -76,14 +76,14 @@ enum memory_counter : unsigned {
 };
 
 /// What a model is built from.
-struct model_traits {
+struct ModelTraits {
   unsigned delay = 11;  ///< cycles from minsum's last cycle of a layer to soupd's first
-  capacity_row capacities{};
+  CapacityRow capacities{};
 };
 
 /// Rates of the data streams, in words of 128 values per cycle: above 0, at most kRateLimit. They have no effect on
 /// stalls; a rate out of range is reported when a code enters.
-struct stream_rates {
+struct StreamRates {
   double input = 1;
   double output = 1;
 };
@@ -93,7 +93,7 @@ inline constexpr double kRateLimit = 4;
 struct code_t {
   unsigned id = 0;                                     ///< identifier; codes run in ascending order of it
   unsigned iterations = 0;                             ///< to run
-  code_config config;                                  ///< the copy that the model works on; `stall` is filled in
+  CodeConfig config;                                   ///< the copy that the model works on; `stall` is filled in
   unsigned iteration = 0;                              ///< current, from 0
   unsigned layer = 0;                                  ///< current
   std::size_t position = 0;                            ///< of the current layer's first operation in `qc`
@@ -102,11 +102,11 @@ struct code_t {
 };
 
 /// The model of the core. Codes are added, steps are taken, and finished codes come out.
-class pipeline {
+class Pipeline {
  public:
   using code_t = fec::perf_analyser::code_t;
 
-  pipeline(model_traits const& traits, XLogger& logger, stream_rates const& rates = {});
+  Pipeline(ModelTraits const& traits, XLogger& logger, StreamRates const& rates = {});
 
   /// Puts a code into the input queue, which is kept in the order of the identifiers. An identifier that a waiting or
   /// running code has cannot be ordered; that is reported, and the code goes to the end.
@@ -124,19 +124,19 @@ class pipeline {
   double average_iteration_cycles() const { return average_iteration_; }
 
  private:
-  struct listed_column {
+  struct ListedColumn {
     unsigned issue;
     unsigned column;
   };
-  struct update_report {  // of the soupd stage, due when its cycle is reached
+  struct UpdateReport {  // of the soupd stage, due when its cycle is reached
     unsigned long long cycle;
     unsigned column;
     unsigned id;
   };
 
-  using memory_use = std::array<unsigned long long, 8>;  // in the order of memory_counter
+  using MemoryUse = std::array<unsigned long long, 8>;  // in the order of MemoryCounter
 
-  static memory_use memory_of(code_t const& code);
+  static MemoryUse memory_of(code_t const& code);
   void admit();
   void check_rates();
   void run_layer(code_t& code);
@@ -146,9 +146,9 @@ class pipeline {
   void report(unsigned long long cycle, std::string const& text);
   void deliver_updates(unsigned long long before);
 
-  model_traits traits_;
+  ModelTraits traits_;
   XLogger& logger_;
-  stream_rates rates_;
+  StreamRates rates_;
   unsigned long long now_ = 0;        // next cycle of the minsum stage
   unsigned long long soupd_end_ = 0;  // first cycle in which the soupd stage can take a layer
   unsigned long long iteration_start_ = 0;
@@ -157,26 +157,26 @@ class pipeline {
   std::deque<code_t> input_;            // waiting outside
   std::deque<code_t> active_;           // memory reserved; the first one is in the minsum stage
   std::deque<code_t> output_;
-  memory_use occupancy_{};
-  std::deque<update_report> updates_;                       // reports of the soupd stage that are not due yet, in order
-  std::vector<listed_column> listed_;                       // columns of the current layer's lists
+  MemoryUse occupancy_{};
+  std::deque<UpdateReport> updates_;                        // reports of the soupd stage that are not due yet, in order
+  std::vector<ListedColumn> listed_;                        // columns of the current layer's lists
   std::array<unsigned long long, kColumns> layer_stamp_{};  // layer that last put the column in flight
   unsigned long long layer_serial_ = 0;
 };
 
 /// The model of one core, by its delay line.
 template <class Variant, unsigned Delay>
-class model : public pipeline {
+class Model : public Pipeline {
  public:
-  explicit model(XLogger& logger, stream_rates const& rates = {})
-      : pipeline({Delay, Variant::kCapacities}, logger, rates) {}
+  explicit Model(XLogger& logger, StreamRates const& rates = {})
+      : Pipeline({Delay, Variant::kCapacities}, logger, rates) {}
 };
 
 /// Runs `config` through the model with the given delay and returns the stall count of each layer.
-std::vector<std::uint32_t> stall_counts(code_config config, model_traits const& traits, XLogger& logger);
+std::vector<std::uint32_t> stall_counts(CodeConfig config, ModelTraits const& traits, XLogger& logger);
 
 /// Fills `config.stall`; all other fields come back unchanged. Reports go to `msg`, if it is not null, with severity 0.
 template <class Variant>
-void calc_ldpc_stall(ldpc_code_config_t<Variant>& config, message_callback msg, void* ctx);
+void calc_ldpc_stall(ldpc_code_config_t<Variant>& config, MessageCallback msg, void* ctx);
 
 }  // namespace fec::perf_analyser

@@ -19,7 +19,7 @@
 namespace fec {
 
 /// How the generator reports: context, severity (1 error, 0 warning or note), text.
-using message_callback = void (*)(void* context, int severity, char const* text);
+using MessageCallback = void (*)(void* context, int severity, char const* text);
 
 /// Natural packing factor of circulant size `p`: 4 up to 32, 2 from 33 to 64, 1 above.
 constexpr unsigned num_parallel_P(unsigned p) { return p <= 32 ? 4 : p <= 64 ? 2 : 1; }
@@ -43,7 +43,7 @@ struct ldpc_sm_element_t {
 };
 
 /// An LDPC code as a script describes it. Lengths are in bits.
-struct code_spec {
+struct CodeSpec {
   std::uint32_t n = 0;                       ///< codeword length N
   std::uint32_t k = 0;                       ///< information length K
   std::uint32_t p = 0;                       ///< circulant size P
@@ -63,7 +63,7 @@ struct code_spec {
 };
 
 template <class Variant>
-struct ldpc_code_spec_t : code_spec {};
+struct ldpc_code_spec_t : CodeSpec {};
 
 /// A specification under its name. "no_id" marks one that came without.
 template <class Variant>
@@ -92,7 +92,7 @@ struct ldpc_code_element_t {
 };
 
 /// The work that the core runs for one code.
-struct code_config {
+struct CodeConfig {
   std::uint32_t n = 0;                     ///< N
   std::uint32_t parity_len = 0;            ///< N - K
   std::uint32_t p = 0;                     ///< P
@@ -116,14 +116,14 @@ struct code_config {
   std::uint32_t lat_ctrl = 0;
   std::vector<std::uint32_t> qc_count;  ///< running count of real operations at each layer's end, compressed only
 
-  bool operator==(code_config const&) const = default;
+  bool operator==(CodeConfig const&) const = default;
 };
 
 template <class Variant>
-struct ldpc_code_config_t : code_config {};
+struct ldpc_code_config_t : CodeConfig {};
 
 /// Figures of a compiled code. Minima start at the largest value, all else at 0.
-struct code_stats {
+struct CodeStats {
   static constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
 
   std::uint32_t dc_min = kNone;  ///< DC before packing
@@ -148,6 +148,6 @@ struct code_stats {
 };
 
 template <class Variant>
-struct ldpc_code_stats_t : code_stats {};
+struct ldpc_code_stats_t : CodeStats {};
 
 }  // namespace fec

@@ -15,27 +15,27 @@ constexpr std::uint64_t kAlignment = 16;
 std::uint64_t aligned(std::uint64_t bytes) { return (bytes + kAlignment - 1) / kAlignment * kAlignment; }
 
 // Byte offsets of the next code's tables from their bases.
-struct table_offsets {
+struct TableOffsets {
   std::uint64_t sc = 0;
   std::uint64_t la = 0;
   std::uint64_t qc = 0;
 };
 
-bool is_compressed(code_config const& config) { return config.compress_packing == 1; }
+bool is_compressed(CodeConfig const& config) { return config.compress_packing == 1; }
 
-bool marks_pads(code_config const& config) { return config.no_packing == 0 && num_parallel_P(config.p) > 1; }
+bool marks_pads(CodeConfig const& config) { return config.no_packing == 0 && num_parallel_P(config.p) > 1; }
 
-std::uint64_t size_word(code_config const& config) {
+std::uint64_t size_word(CodeConfig const& config) {
   if (is_compressed(config)) return config.nmqc;
   return std::uint64_t{config.n - config.parity_len} * 65536 + config.n;
 }
 
-std::uint64_t memory_word(code_config const& config) {
+std::uint64_t memory_word(CodeConfig const& config) {
   return config.p + 1024ULL * config.no_packing + 2048ULL * config.nm;
 }
 
 template <class Variant>
-std::uint64_t schedule_word(code_config const& config) {
+std::uint64_t schedule_word(CodeConfig const& config) {
   std::uint64_t word = config.nlayers + (std::uint64_t{config.nmqc} << 9) + (std::uint64_t{config.norm_type} << 20) +
                        (std::uint64_t{config.no_final_parity} << 22) + (std::uint64_t{config.max_schedule} << 23);
   if constexpr (Variant::kImageHasSpecialQc)
@@ -43,7 +43,7 @@ std::uint64_t schedule_word(code_config const& config) {
   return word;
 }
 
-std::uint64_t offset_word(code_config const& config, table_offsets const& at) {
+std::uint64_t offset_word(CodeConfig const& config, TableOffsets const& at) {
   if (is_compressed(config)) return at.la / 16 + at.qc / 16 * 256;
   return at.sc / 4 + at.la / 16 * 256 + at.qc / 16 * 65536;
 }
@@ -55,21 +55,21 @@ std::uint64_t scale_word(std::vector<std::uint32_t> const& scale, std::size_t fi
 }
 
 template <class Variant>
-std::uint64_t layer_word(code_config const& config, std::size_t layer) {
+std::uint64_t layer_word(CodeConfig const& config, std::size_t layer) {
   std::uint64_t word = config.cpld[layer] + (std::uint64_t{config.stall[layer]} << 8);
   if constexpr (Variant::kImageHasSpecialQc) word += std::uint64_t{config.extra_layer[layer]} << 7;
   if (is_compressed(config)) word += std::uint64_t{config.qc_count[layer]} << 16;
   return word;
 }
 
-std::uint64_t plain_operation_word(code_config const& config, ldpc_code_element_t const& op) {
+std::uint64_t plain_operation_word(CodeConfig const& config, ldpc_code_element_t const& op) {
   std::uint64_t shift = op.nop != 0 && marks_pads(config) ? 256 : op.shift;
   const bool marks_closings = config.encode == 0 && config.special_qc != 0;
   if (marks_closings ? op.last != 0 : op.layer_end != 0) shift += 128;
   return op.col + (shift << 8) + (std::uint64_t{op.first} << 17) + (std::uint64_t{op.parity} << 18);
 }
 
-std::uint64_t compressed_operation_word(code_config const& config, ldpc_code_element_t const& op) {
+std::uint64_t compressed_operation_word(CodeConfig const& config, ldpc_code_element_t const& op) {
   const std::uint64_t shift = op.nop != 0 && marks_pads(config) ? 32768 : std::uint64_t{op.shift} * 128;
   const std::uint64_t bit17 = config.encode != 0 ? op.parity == 0 : op.first;
   return op.col + shift + (std::uint64_t{op.layer_end} << 16) + (bit17 << 17) + (std::uint64_t{op.pack2} << 18) +
@@ -102,10 +102,10 @@ void ldpc_config_t<Variant>::clear() {
 template <class Variant>
 void ldpc_config_t<Variant>::gen_phy_trans(unsigned /*start*/) {
   trans.clear();
-  for (std::vector<writes_t>* tables : {&sc, &la, &qc})
-    for (writes_t& table : *tables) table.clear();
+  for (std::vector<Writes>* tables : {&sc, &la, &qc})
+    for (Writes& table : *tables) table.clear();
 
-  table_offsets at;
+  TableOffsets at;
   for (std::size_t i = 0; i < configs.size(); ++i) {
     if (!valid[i]) continue;
     ldpc_code_config_t<Variant> const& config = configs[i];
@@ -116,7 +116,7 @@ void ldpc_config_t<Variant>::gen_phy_trans(unsigned /*start*/) {
         {base + 8, schedule_word<Variant>(config), "MAX_SCHEDULE, NO_FINAL_PARITY_CHECK, NORM_TYPE, NMQC, NLAYERS"});
     trans.push_back({base + 12, offset_word(config, at), "QC_OFF, LA_OFF, SC_OFF"});
 
-    const auto write_table = [this](writes_t& table, std::uint64_t addr, std::size_t words, char const* name,
+    const auto write_table = [this](Writes& table, std::uint64_t addr, std::size_t words, char const* name,
                                     auto word_of) {
       for (std::size_t w = 0; w < words; ++w) table.push_back({addr + kWordBytes * w, word_of(w), w == 0 ? name : ""});
       trans.insert(trans.end(), table.begin(), table.end());
@@ -157,7 +157,7 @@ std::string int_to_32hex(unsigned value) {
   return text;
 }
 
-template struct ldpc_config_t<sd_fec::variant>;
-template struct ldpc_config_t<ldpc::variant>;
+template struct ldpc_config_t<sd_fec::Variant>;
+template struct ldpc_config_t<ldpc::Variant>;
 
 }  // namespace fec

@@ -30,14 +30,14 @@ inline constexpr std::uint64_t kQcTableBase = 0x20000;
 /// The codes of one core and their writes.
 template <class Variant>
 struct ldpc_config_t {
-  using writes_t = std::vector<phy_trans_t<Variant>>;
+  using Writes = std::vector<phy_trans_t<Variant>>;
 
   std::vector<ldpc_code_config_t<Variant>> configs;  ///< slot i holds code i
   std::vector<bool> valid;                           ///< set when slot i has been filled
-  writes_t trans;                                    ///< all writes of all codes, in the order to perform them
-  std::vector<writes_t> sc;                          ///< SC table writes of each code
-  std::vector<writes_t> la;                          ///< LA table writes of each code
-  std::vector<writes_t> qc;                          ///< QC table writes of each code
+  Writes trans;                                      ///< all writes of all codes, in the order to perform them
+  std::vector<Writes> sc;                            ///< SC table writes of each code
+  std::vector<Writes> la;                            ///< LA table writes of each code
+  std::vector<Writes> qc;                            ///< QC table writes of each code
 
   /// Puts `config` into slot `index`, over what was there. Returns 1, changing nothing, if `index` is above 127.
   unsigned add(unsigned index, ldpc_code_config_t<Variant>& config);

@@ -23,9 +23,9 @@ std::string message(Pieces const&... pieces) {
 
 /// Errors always go out; warnings and notes unless `quiet`; those of the encoder check unless `skip_encoder` as well.
 /// With a null callback nothing goes out, but errors still count.
-class reporter {
+class Reporter {
  public:
-  reporter(message_callback callback, void* context, bool quiet, bool skip_encoder)
+  Reporter(MessageCallback callback, void* context, bool quiet, bool skip_encoder)
       : callback_(callback), context_(context), quiet_(quiet), skip_encoder_(skip_encoder) {}
 
   template <class... Pieces>
@@ -58,7 +58,7 @@ class reporter {
     if (callback_ != nullptr) callback_(context_, severity, message(pieces...).c_str());
   }
 
-  message_callback callback_;
+  MessageCallback callback_;
   void* context_;
   bool quiet_;
   bool skip_encoder_;

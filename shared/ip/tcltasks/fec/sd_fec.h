@@ -19,13 +19,13 @@ namespace sd_fec {
 using turbo_config_t = fec::turbo_config_t;
 using fec::dict_to_turbo_config;
 using fec::gen_turbo_config;
-inline constexpr auto gen_turbo_params = fec::gen_turbo_params<variant>;
+inline constexpr auto gen_turbo_params = fec::gen_turbo_params<Variant>;
 
 namespace perf_analyser {
 
 /// The performance model: one for decoder and encoder codes.
 template <int>
-using ldpc = fec::perf_analyser::model<variant, variant::kDecoderDelay>;
+using ldpc = fec::perf_analyser::Model<Variant, Variant::kDecoderDelay>;
 
 }  // namespace perf_analyser
 }  // namespace sd_fec

@@ -109,7 +109,7 @@ unsigned dict_to_turbo_config(Tcl_Interp* /*interp*/, Tcl_Obj* dict, turbo_confi
 namespace {
 
 // The keys of a matrix element, made once for all elements of a code.
-struct element_keys {
+struct ElementKeys {
   tcl::Key row{"row"};
   tcl::Key col{"col"};
   tcl::Key is_cp{"is_cp"};
@@ -132,7 +132,7 @@ unsigned read_shifts(Tcl_Obj* element, tcl::Key const& key, std::size_t index, s
   return 0;
 }
 
-unsigned read_element(Tcl_Obj* object, element_keys const& keys, std::size_t index, ldpc_sm_element_t& element,
+unsigned read_element(Tcl_Obj* object, ElementKeys const& keys, std::size_t index, ldpc_sm_element_t& element,
                       std::string& err) {
   if (read_uint(object, keys.row, element.row, err, true) != 0 ||
       read_uint(object, keys.col, element.col, err, true) != 0)
@@ -149,7 +149,7 @@ unsigned read_matrix(Tcl_Obj* dict, std::vector<ldpc_sm_element_t>& matrix, std:
   const auto elements = tcl::elements_of(*list);
   if (!elements) return fail(err, "Unable to determine sm_array size");
   matrix.reserve(elements->size());
-  const element_keys keys;
+  const ElementKeys keys;
   for (Tcl_Obj* const element : *elements) {
     const std::size_t index = matrix.size();
     if (read_element(element, keys, index, matrix.emplace_back(), err) != 0) return 1;
@@ -239,11 +239,11 @@ unsigned dict_to_ldpc_specs(Tcl_Interp* interp, Tcl_Obj* dict, std::vector<ldpc_
   return 0;
 }
 
-template unsigned dict_to_core_config(Tcl_Interp*, Tcl_Obj*, core_config_t<sd_fec::variant>&, std::string&);
-template unsigned dict_to_core_config(Tcl_Interp*, Tcl_Obj*, core_config_t<ldpc::variant>&, std::string&);
-template unsigned dict_to_ldpc_spec(Tcl_Interp*, Tcl_Obj*, ldpc_code_spec_t<sd_fec::variant>&, std::string&);
-template unsigned dict_to_ldpc_spec(Tcl_Interp*, Tcl_Obj*, ldpc_code_spec_t<ldpc::variant>&, std::string&);
-template unsigned dict_to_ldpc_specs(Tcl_Interp*, Tcl_Obj*, std::vector<ldpc_spec_t<sd_fec::variant>>&, std::string&);
-template unsigned dict_to_ldpc_specs(Tcl_Interp*, Tcl_Obj*, std::vector<ldpc_spec_t<ldpc::variant>>&, std::string&);
+template unsigned dict_to_core_config(Tcl_Interp*, Tcl_Obj*, core_config_t<sd_fec::Variant>&, std::string&);
+template unsigned dict_to_core_config(Tcl_Interp*, Tcl_Obj*, core_config_t<ldpc::Variant>&, std::string&);
+template unsigned dict_to_ldpc_spec(Tcl_Interp*, Tcl_Obj*, ldpc_code_spec_t<sd_fec::Variant>&, std::string&);
+template unsigned dict_to_ldpc_spec(Tcl_Interp*, Tcl_Obj*, ldpc_code_spec_t<ldpc::Variant>&, std::string&);
+template unsigned dict_to_ldpc_specs(Tcl_Interp*, Tcl_Obj*, std::vector<ldpc_spec_t<sd_fec::Variant>>&, std::string&);
+template unsigned dict_to_ldpc_specs(Tcl_Interp*, Tcl_Obj*, std::vector<ldpc_spec_t<ldpc::Variant>>&, std::string&);
 
 }  // namespace fec

@@ -12,14 +12,14 @@ namespace fec {
 
 /// Capacities of the core's memories as the performance analyser counts them, in the order of its counters:
 /// c, d, s, k, g, v, mins, and the number of codes at once.
-using capacity_row = std::array<unsigned, 8>;
+using CapacityRow = std::array<unsigned, 8>;
 
 }  // namespace fec
 
 namespace sd_fec {
 
 /// A core that decodes LDPC and Turbo and encodes LDPC.
-struct variant {
+struct Variant {
   static constexpr char const* kName = "sd_fec";
 
   // Core configuration: FEC_CODE register and width codes, interrupt masks.
@@ -39,7 +39,7 @@ struct variant {
   // Performance model: cycles between the two stages, memories.
   static constexpr unsigned kDecoderDelay = 11;
   static constexpr unsigned kEncoderDelay = 11;
-  static constexpr fec::capacity_row kCapacities{8192, 1024, 256, 256, 256, 4, 256, 8};
+  static constexpr fec::CapacityRow kCapacities{8192, 1024, 256, 256, 256, 4, 256, 8};
 };
 
 }  // namespace sd_fec
@@ -47,7 +47,7 @@ struct variant {
 namespace ldpc {
 
 /// A core that runs LDPC only.
-struct variant {
+struct Variant {
   static constexpr char const* kName = "ldpc";
 
   static constexpr bool kSelectsCode = false;
@@ -63,7 +63,7 @@ struct variant {
 
   static constexpr unsigned kDecoderDelay = 15;
   static constexpr unsigned kEncoderDelay = 7;
-  static constexpr fec::capacity_row kCapacities{8192, 1024, 512, 512, 512, 4, 512, 32};
+  static constexpr fec::CapacityRow kCapacities{8192, 1024, 512, 512, 512, 4, 512, 32};
 };
 
 }  // namespace ldpc

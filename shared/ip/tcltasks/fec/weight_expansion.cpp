@@ -9,9 +9,9 @@ namespace fec {
 namespace {
 
 // Hands out virtual columns, one for each real column and copy.
-class virtual_columns {
+class VirtualColumns {
  public:
-  virtual_columns(std::uint32_t banks, std::uint32_t columns) : next_(banks) {
+  VirtualColumns(std::uint32_t banks, std::uint32_t columns) : next_(banks) {
     for (std::uint32_t i = 0; i < banks; ++i) next_[(columns + i) % banks] = columns + i;
   }
 
@@ -34,13 +34,13 @@ class virtual_columns {
   std::uint32_t highest_ = 0;
 };
 
-struct split_layer {
+struct SplitLayer {
   std::vector<ldpc_code_element_t> groups;  // the operations of sub-matrices of weight above 1
   std::vector<ldpc_code_element_t> plain;
 };
 
-split_layer split(std::span<ldpc_code_element_t const> layer) {
-  split_layer parts;
+SplitLayer split(std::span<ldpc_code_element_t const> layer) {
+  SplitLayer parts;
   bool in_group = false;
   for (ldpc_code_element_t const& op : layer) {
     (in_group || op.last == 0 ? parts.groups : parts.plain).push_back(op);
@@ -49,7 +49,7 @@ split_layer split(std::span<ldpc_code_element_t const> layer) {
   return parts;
 }
 
-void rename_copies(std::vector<ldpc_code_element_t>& groups, virtual_columns& columns) {
+void rename_copies(std::vector<ldpc_code_element_t>& groups, VirtualColumns& columns) {
   std::uint32_t copy = 0;
   for (ldpc_code_element_t& op : groups) {
     if (copy > 0) op.col = columns.of_copy(copy, op.col);
@@ -73,9 +73,9 @@ std::vector<ldpc_code_element_t> combining(std::vector<ldpc_code_element_t> grou
 
 }  // namespace
 
-std::uint32_t expand_weights(code_config& config, std::uint32_t banks, std::uint32_t columns) {
-  virtual_columns virtuals(banks, columns);
-  code_config expanded;
+std::uint32_t expand_weights(CodeConfig& config, std::uint32_t banks, std::uint32_t columns) {
+  VirtualColumns virtuals(banks, columns);
+  CodeConfig expanded;
   const auto add_layer = [&](std::size_t layer, std::vector<ldpc_code_element_t> const& ops, std::size_t dc) {
     expanded.qc.insert(expanded.qc.end(), ops.begin(), ops.end());
     expanded.dc.push_back(static_cast<std::uint32_t>(dc));
@@ -84,7 +84,7 @@ std::uint32_t expand_weights(code_config& config, std::uint32_t banks, std::uint
 
   std::size_t begin = 0;
   for (std::size_t layer = 0; layer < config.nlayers; begin += config.dc[layer], ++layer) {
-    split_layer parts = split(std::span(config.qc).subspan(begin, config.dc[layer]));
+    SplitLayer parts = split(std::span(config.qc).subspan(begin, config.dc[layer]));
     rename_copies(parts.groups, virtuals);
     std::vector<ldpc_code_element_t> ops = parts.groups;
     ops.insert(ops.end(), parts.plain.begin(), parts.plain.end());

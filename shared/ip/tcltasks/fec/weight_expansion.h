@@ -16,6 +16,6 @@ namespace fec {
 /// \param banks    number of banks, 1, 2 or 4
 /// \param columns  number of real block columns; virtual ones follow
 /// \return         the highest virtual column, 0 if there is none
-std::uint32_t expand_weights(code_config& config, std::uint32_t banks, std::uint32_t columns);
+std::uint32_t expand_weights(CodeConfig& config, std::uint32_t banks, std::uint32_t columns);
 
 }  // namespace fec

@@ -4,7 +4,7 @@
 
 namespace fec {
 
-XLogger::XLogger(message_callback callback, void* context, std::string prefix)
+XLogger::XLogger(MessageCallback callback, void* context, std::string prefix)
     : callback_(callback), context_(context), prefix_(std::move(prefix)) {}
 
 XLogger::~XLogger() = default;

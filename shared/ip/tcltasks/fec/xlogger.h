@@ -13,7 +13,7 @@ namespace fec {
 /// " WARNING: " or " NOTE: ", then the report. A null callback drops it.
 class XLogger {
  public:
-  XLogger(message_callback callback, void* context, std::string prefix = {});
+  XLogger(MessageCallback callback, void* context, std::string prefix = {});
   virtual ~XLogger();
 
   virtual void error(std::string const& text);
@@ -33,7 +33,7 @@ class XLogger {
  private:
   void send(int severity, char const* kind, std::string const& text);
 
-  message_callback callback_;
+  MessageCallback callback_;
   void* context_;
   std::string prefix_;
 };

@@ -6,20 +6,20 @@ namespace marshalling {
 namespace lists {
 
 int check_args(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], char const* usage,
-               std::vector<named_slot> const& slots) {
+               std::vector<NamedSlot> const& slots) {
   // Scripts rely on the words having been offered as lists; what comes of it does not matter here.
   for (int i = 0; i < objc; ++i) tcl::elements_of(objv[i]);
-  for (named_slot const& slot : slots) *slot.value = nullptr;
+  for (NamedSlot const& slot : slots) *slot.value = nullptr;
 
   for (int i = 1; i < objc; i += 2) {
     char const* const name = Tcl_GetString(objv[i]);
-    named_slot const* taker = nullptr;
-    for (named_slot const& slot : slots)
+    NamedSlot const* taker = nullptr;
+    for (NamedSlot const& slot : slots)
       if (taker == nullptr && *slot.value == nullptr && std::strcmp(name, slot.name) == 0) taker = &slot;
     if (taker == nullptr || i + 1 == objc) return set_tcl_error(interp, objc, objv, usage);
     *taker->value = objv[i + 1];
   }
-  for (named_slot const& slot : slots)
+  for (NamedSlot const& slot : slots)
     if (*slot.value == nullptr) return set_tcl_error(interp, objc, objv, usage);
   return TCL_OK;
 }

@@ -62,14 +62,14 @@ void tcl2cpp(Tcl_Interp* interp, Tcl_Obj* obj, ParamMap& params);
 // Building blocks for the utilities themselves.
 namespace lists {
 
-struct named_slot {
+struct NamedSlot {
   char const* name;
   Tcl_Obj** value;
 };
 
 /// check_args for any number of pairs.
 int check_args(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], char const* usage,
-               std::vector<named_slot> const& slots);
+               std::vector<NamedSlot> const& slots);
 
 Tcl_Obj* new_text(std::string const& text);
 

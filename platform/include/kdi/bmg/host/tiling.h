@@ -10,7 +10,7 @@
 namespace bmg {
 
 /// What is wrong with a description; the placement functions return these numbers.
-enum class code : int {
+enum class Code : int {
   no_data = -1,          ///< the data files are missing or faulty, or do not have the version
   unpaired_word = -2,    ///< no words at all, or a name without a value
   unknown_word = -3,     ///< a name that is none of those listed
@@ -27,18 +27,18 @@ enum class code : int {
 };
 
 /// A description that is refused; the text names the word, its value and the bound.
-class fault : public std::runtime_error {
+class Fault : public std::runtime_error {
  public:
-  fault(code reason, std::string const& text) : std::runtime_error(text), reason_(reason) {}
-  code reason() const { return reason_; }
+  Fault(Code reason, std::string const& text) : std::runtime_error(text), reason_(reason) {}
+  Code reason() const { return reason_; }
 
  private:
-  code reason_;
+  Code reason_;
 };
 
 /// A grid of primitives of one shape: as many columns as its bits need, each stacked as high as its rows need. Bits and
 /// rows are those of the memory as its narrower port sees it, check bits of a soft ECC included.
-struct tile_run {
+struct TileRun {
   int kilobits;    ///< size of the primitive
   int depth;       ///< of its shape
   int width;       ///< of its shape, parity included
@@ -51,10 +51,10 @@ struct tile_run {
   int count() const { return columns() * stack(); }
 };
 
-struct tiling {
+struct Tiling {
   int width;  ///< bits of a row
   int depth;  ///< rows
-  std::vector<tile_run> runs;
+  std::vector<TileRun> runs;
   std::int64_t power_nw;
 
   int count(int kilobits) const;
@@ -63,7 +63,7 @@ struct tiling {
 };
 
 /// Tiles the memory that `words` describe, by the data of `version` ("v8_3", "v8_4"). Throws fault.
-tiling tile_memory(std::string_view version, std::vector<std::string_view> const& words);
+Tiling tile_memory(std::string_view version, std::vector<std::string_view> const& words);
 
 /// Reads primitives.json and versions.json of `directory` in place of those in use. Throws std::runtime_error naming
 /// file, line and field of what is wrong; the data in use then stay.

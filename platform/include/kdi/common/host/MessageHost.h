@@ -25,7 +25,7 @@ int add_sink(Sink sink);
 void remove_sink(int number);
 
 /// A sink that appends one line for each message to the file `path`, which is created if need be.
-/// Throws kdi::file_error (common/KdiFile.h) if it cannot be opened. A line that cannot be written goes to standard
+/// Throws kdi::FileError (common/KdiFile.h) if it cannot be opened. A line that cannot be written goes to standard
 /// error.
 Sink file_sink(std::string const& path);
 

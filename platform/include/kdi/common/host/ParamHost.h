@@ -54,11 +54,11 @@ Parameter get(std::string const& name);
 std::vector<Parameter> list();
 
 /// Takes the values in the file `path`, over those of earlier files: a JSON object of names to true, false or integers,
-/// as each parameter's type asks. Throws kdi::file_error or kdi::json_error (common/KdiJson.h), with file, line, field
+/// as each parameter's type asks. Throws kdi::FileError or kdi::JsonError (common/KdiJson.h), with file, line, field
 /// and accepted form, and then changes nothing.
 void load_file(std::string const& path);
 
-/// Writes the values that are not mere defaults as such a file. Throws kdi::file_error if it cannot be written whole.
+/// Writes the values that are not mere defaults as such a file. Throws kdi::FileError if it cannot be written whole.
 void save_file(std::string const& path);
 
 }  // namespace param_host

@@ -18,7 +18,7 @@ namespace kdi::device {
 /// operations may be called from several threads.
 ///
 /// A directory holds one file `<device>.json` for each device, and family files in `families/`. Where two directories
-/// have a file of the same name, the first one's counts. Errors are kdi::json_error and kdi::file_error (common/),
+/// have a file of the same name, the first one's counts. Errors are kdi::JsonError and kdi::FileError (common/),
 /// whose text names file, line and field; a file that failed is read again when it is asked for again. A directory that
 /// cannot be listed is an error too, since half a list would hide devices.
 class PartCatalogue {

@@ -30,16 +30,16 @@
 namespace kdi::clocking {
 
 /// A question that cannot be asked: the text names the word, its value and what it may be.
-struct study_fault : std::runtime_error {
+struct StudyFault : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 /// The best setting, or why there is none: the limits that bind and what they would have to be, the nearest setting,
-/// inputs that would make it exact. Throws study_fault.
+/// inputs that would make it exact. Throws StudyFault.
 std::string study_setting(std::vector<std::string_view> const& words);
 
 /// All settings that no other one beats in error, jitter and power together, in ascending order of the error. Without
-/// any the limits forbid all. Throws study_fault.
+/// any the limits forbid all. Throws StudyFault.
 std::string study_trade_offs(std::vector<std::string_view> const& words);
 
 }  // namespace kdi::clocking

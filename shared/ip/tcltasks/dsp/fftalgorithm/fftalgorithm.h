@@ -7,7 +7,7 @@
 
 namespace fftalgorithm_init {
 
-class FFTAlgorithmImp : public dsp::radix2_transform {};
+class FFTAlgorithmImp : public dsp::Radix2Transform {};
 
 /// fir_compiler_fftalgorithm::get_frequency_response samples -> list of {frequency magnitude}
 int InitFFTAlgorithm(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]);

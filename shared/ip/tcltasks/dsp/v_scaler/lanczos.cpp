@@ -39,7 +39,7 @@ void free_table(std::int32_t**& table, int phases) {
 }
 
 // One block of the file: the rows of a table, filled up with zeros to the common size.
-struct block {
+struct Block {
   std::int32_t* const* rows;
   int phases;
   int taps;
@@ -53,10 +53,10 @@ std::int64_t block_count(int use_chroma, int use_vertical, int chroma) {
 }
 
 // The text of one set of entries, each followed by a comma and a line end.
-std::string entries_text(std::vector<block> const& blocks, int rows, int columns, bool zeros) {
+std::string entries_text(std::vector<Block> const& blocks, int rows, int columns, bool zeros) {
   std::string text;
   char digits[16];
-  for (block const& one : blocks)
+  for (Block const& one : blocks)
     for (int row = 0; row < rows; ++row)
       for (int column = 0; column < columns; ++column) {
         const bool is_tap = !zeros && row < one.phases && column < one.taps;
@@ -69,16 +69,16 @@ std::string entries_text(std::vector<block> const& blocks, int rows, int columns
 }
 
 // Four tables that free themselves.
-class tables {
+class Tables {
  public:
-  tables(int taps, int phases) : taps_(taps), phases_(phases) {
+  Tables(int taps, int phases) : taps_(taps), phases_(phases) {
     if (alloc_coefs_buff(&coefs_, taps, phases) == 0) return;
     dealloc_coefs_buff(&coefs_, taps, phases);
     throw std::bad_alloc();
   }
-  ~tables() { dealloc_coefs_buff(&coefs_, taps_, phases_); }
-  tables(tables const&) = delete;
-  tables& operator=(tables const&) = delete;
+  ~Tables() { dealloc_coefs_buff(&coefs_, taps_, phases_); }
+  Tables(Tables const&) = delete;
+  Tables& operator=(Tables const&) = delete;
   coefs_struct const& get() const { return coefs_; }
 
  private:
@@ -101,7 +101,7 @@ std::string file_name(std::string const& path) {
   return name;
 }
 
-void write_file(std::string const& name, std::vector<block> const& blocks, int rows, int columns, int sets) {
+void write_file(std::string const& name, std::vector<Block> const& blocks, int rows, int columns, int sets) {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "w+b"), std::fclose);
   if (!file) return;  // sic: no error
   bool written = true;
@@ -206,13 +206,13 @@ std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps
                            coefficient_sets))
     return {};
   const int max_taps = std::max(h_taps, v_taps);
-  const tables made(max_taps, max_phases);
+  const Tables made(max_taps, max_phases);
   coefs_struct const& coefs = made.get();
   fill(coefs.h_luma, coefs.h_chroma, h_phases, h_taps);
   fill(coefs.v_luma, coefs.v_chroma, v_phases, v_taps);
 
   const bool chroma_blocks = has_chroma(use_chroma, chroma);
-  std::vector<block> blocks{{coefs.h_luma, h_phases, h_taps}};
+  std::vector<Block> blocks{{coefs.h_luma, h_phases, h_taps}};
   if (chroma_blocks) blocks.push_back({coefs.h_chroma, h_phases, h_taps});
   if (use_vertical == 1) blocks.push_back({coefs.v_luma, v_phases, v_taps});
   if (use_vertical == 1 && chroma_blocks) blocks.push_back({coefs.v_chroma, v_phases, v_taps});
