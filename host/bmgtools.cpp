@@ -28,15 +28,11 @@ Tcl_Obj* run_dict(bmg::TileRun const& run) {
                         {"column_bits", run.used_width}});
 }
 
-int tiling_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc < 2) {
-    Tcl_WrongNumArgs(interp, 1, objv, "version name value ?name value ...?");
-    return TCL_ERROR;
-  }
-  std::vector<std::string_view> words;
-  for (int i = 2; i < objc; ++i) words.emplace_back(Tcl_GetString(objv[i]));
+int tiling(Tcl_Interp* interp, tcl::Words words) {
+  std::vector<std::string_view> memory;
+  for (Tcl_Obj* const word : words.subspan(1)) memory.push_back(tcl::text_view(word));
   try {
-    const bmg::Tiling tiling = bmg::tile_memory(Tcl_GetString(objv[1]), words);
+    const bmg::Tiling tiling = bmg::tile_memory(tcl::text_of(words[0]), memory);
     return tcl::succeed(interp, tcl::new_dict({{"width", tiling.width},
                                                {"depth", tiling.depth},
                                                {"mux_size", tiling.mux_inputs()},
@@ -48,10 +44,14 @@ int tiling_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) 
   }
 }
 
+constexpr tcl::Row kCommands[] = {
+    {"bmgtools::tiling", tcl::handler<tiling>, tcl::at_least(1, tcl::usage("version name value ?name value ...?"))},
+};
+
 }  // namespace
 
 /// Found by Tcl's `load`.
 extern "C" int Kdi_bmgtools_Init(Tcl_Interp* interp) {
-  tcl::register_command<tiling_cmd>(interp, "bmgtools::tiling");
+  tcl::register_all<kCommands>(interp);
   return TCL_OK;
 }

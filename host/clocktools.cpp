@@ -16,22 +16,24 @@
 
 namespace {
 
-template <std::string (*study)(std::vector<std::string_view> const&)>
-int study_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc < 2) {
-    Tcl_WrongNumArgs(interp, 1, objv, "name value ?name value ...?");
-    return TCL_ERROR;
-  }
-  std::vector<std::string_view> words;
-  for (int i = 1; i < objc; ++i) words.emplace_back(Tcl_GetString(objv[i]));
-  return tcl::succeed(interp, study(words));
+template <std::string (*ask)(std::vector<std::string_view> const&)>
+std::string study(tcl::Words words) {
+  std::vector<std::string_view> question;
+  for (Tcl_Obj* const word : words) question.push_back(tcl::text_view(word));
+  return ask(question);
 }
+
+constexpr tcl::WordCount kQuestion = tcl::at_least(1, tcl::usage("name value ?name value ...?"));
+
+constexpr tcl::Row kCommands[] = {
+    {"clocktools::setting", tcl::handler<study<kdi::clocking::study_setting>>, kQuestion},
+    {"clocktools::trade_offs", tcl::handler<study<kdi::clocking::study_trade_offs>>, kQuestion},
+};
 
 }  // namespace
 
 /// Found by Tcl's `load`.
 extern "C" int Kdi_clocktools_Init(Tcl_Interp* interp) {
-  tcl::register_command<study_cmd<kdi::clocking::study_setting>>(interp, "clocktools::setting");
-  tcl::register_command<study_cmd<kdi::clocking::study_trade_offs>>(interp, "clocktools::trade_offs");
+  tcl::register_all<kCommands>(interp);
   return TCL_OK;
 }

@@ -103,33 +103,23 @@ Tcl_Obj* code_dict(fec::DecodedCode const& code) {
   return dict;
 }
 
-int usage(Tcl_Interp* interp, Tcl_Obj* const objv[], char const* words) {
-  Tcl_WrongNumArgs(interp, 1, objv, words);
-  return TCL_ERROR;
+// core writes ?encoderSlots?
+fec::DecodedImage decoded(tcl::Words words) {
+  return decode(words[0], words[1], words.size() == 3 ? encoder_slots(words[2]) : std::map<unsigned, fec::CodeHint>{});
 }
 
-fec::DecodedImage image_words(int objc, Tcl_Obj* const objv[]) {
-  return decode(objv[1], objv[2], objc == 4 ? encoder_slots(objv[3]) : std::map<unsigned, fec::CodeHint>{});
-}
-
-int decode_image_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 3 && objc != 4) return usage(interp, objv, "core writes ?encoderSlots?");
-  const fec::DecodedImage image = image_words(objc, objv);
+Tcl_Obj* decode_image(tcl::Words words) {
+  const fec::DecodedImage image = decoded(words);
   Tcl_Obj* codes = Tcl_NewDictObj();
   for (auto const& [slot, code] : image.codes) tcl::put(codes, std::to_string(slot), code_dict(code));
-  return tcl::succeed(interp, tcl::new_dict({{"core", fields_dict(image.core)},
-                                             {"codes", codes},
-                                             {"faults", tcl::new_list(fec::listed_faults(image))}}));
+  return tcl::new_dict(
+      {{"core", fields_dict(image.core)}, {"codes", codes}, {"faults", tcl::new_list(fec::listed_faults(image))}});
 }
 
-int list_image_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 3 && objc != 4) return usage(interp, objv, "core writes ?encoderSlots?");
-  return tcl::succeed(interp, fec::list_image(image_words(objc, objv)));
-}
+std::string list_image(tcl::Words words) { return fec::list_image(decoded(words)); }
 
-int diff_images_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 4) return usage(interp, objv, "core left right");
-  return tcl::succeed(interp, tcl::new_list(fec::diff_images(decode(objv[1], objv[2]), decode(objv[1], objv[3]))));
+Tcl_Obj* diff_images(tcl::Words words) {
+  return tcl::new_list(fec::diff_images(decode(words[0], words[1]), decode(words[0], words[2])));
 }
 
 // ------------------------------------------------------------------------------------------------ schedule report
@@ -209,42 +199,53 @@ double positive(Tcl_Obj* object, char const* what) {
   return *value;
 }
 
-int schedule_report_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc < 3 || objc % 2 == 0) return usage(interp, objv, "core result ?option value ...?");
+// core result ?option value ...?
+std::string schedule_report(tcl::Words words) {
   host::ReportOptions options;
   std::optional<std::string> name;
   Tcl_Obj* compared = nullptr;
-  for (int i = 3; i < objc; i += 2) {
-    const std::string option = Tcl_GetString(objv[i]);
+  for (std::size_t i = 2; i < words.size(); i += 2) {
+    const std::string option = tcl::text_of(words[i]);
+    Tcl_Obj* const value = words[i + 1];
     if (option == "-code")
-      name = Tcl_GetString(objv[i + 1]);
+      name = tcl::text_of(value);
     else if (option == "-clock")
-      options.clock_mhz = positive(objv[i + 1], "the clock");
+      options.clock_mhz = positive(value, "the clock");
     else if (option == "-iterations")
-      options.iterations = static_cast<unsigned>(std::min(positive(objv[i + 1], "the number of iterations"), 1e6));
+      options.iterations = static_cast<unsigned>(std::min(positive(value, "the number of iterations"), 1e6));
     else if (option == "-title")
-      options.title = Tcl_GetString(objv[i + 1]);
+      options.title = tcl::text_of(value);
     else if (option == "-compare")
-      compared = objv[i + 1];
+      compared = value;
     else
       throw BadInput("unknown option \"" + option + "\": use -clock, -code, -compare, -iterations or -title");
   }
   if (options.iterations == 0) throw BadInput("the number of iterations is below 1");
   const host::ReportCode code =
-      with_core(objv[1], [&]<class Variant>(Variant) { return code_of<Variant>(objv[2], name); });
+      with_core(words[0], [&]<class Variant>(Variant) { return code_of<Variant>(words[1], name); });
   if (compared != nullptr)
     options.compared =
-        with_core(objv[1], [&]<class Variant>(Variant) { return code_of<Variant>(compared, std::nullopt); });
-  return tcl::succeed(interp, host::schedule_report(code, options));
+        with_core(words[0], [&]<class Variant>(Variant) { return code_of<Variant>(compared, std::nullopt); });
+  return host::schedule_report(code, options);
 }
+
+using tcl::handler;
+using tcl::usage;
+
+constexpr tcl::WordCount kOneImage = tcl::between(2, 3, usage("core writes ?encoderSlots?"));
+
+constexpr tcl::Row kCommands[] = {
+    {"fectools::decode_image", handler<decode_image>, kOneImage},
+    {"fectools::list_image", handler<list_image>, kOneImage},
+    {"fectools::diff_images", handler<diff_images>, tcl::exactly(3, usage("core left right"))},
+    {"fectools::schedule_report", handler<schedule_report>,
+     tcl::pairs_behind(2, usage("core result ?option value ...?"))},
+};
 
 }  // namespace
 
 /// Found by Tcl's `load`.
 extern "C" int Kdi_fectools_Init(Tcl_Interp* interp) {
-  tcl::register_command<decode_image_cmd>(interp, "fectools::decode_image");
-  tcl::register_command<list_image_cmd>(interp, "fectools::list_image");
-  tcl::register_command<diff_images_cmd>(interp, "fectools::diff_images");
-  tcl::register_command<schedule_report_cmd>(interp, "fectools::schedule_report");
+  tcl::register_all<kCommands>(interp);
   return TCL_OK;
 }

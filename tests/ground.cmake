@@ -1,2 +1,4 @@
 # Between Tcl and C++: values, and how commands are registered.
-add_unit_test(tcl_values_test LABELS "frame;platform")
+foreach(name tcl_command_test tcl_values_test)
+  add_unit_test(${name} LABELS "frame;platform")
+endforeach()

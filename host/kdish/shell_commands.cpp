@@ -18,11 +18,11 @@ namespace {
 
 using kdi::device::Part;
 using kdi::device::PartCatalogue;
-using Words = std::vector<Tcl_Obj*>;  // without the command's name
+using tcl::Words;
 
 using tcl::text_of;
 
-bool matches(std::string const& name, Words const& words) {
+bool matches(std::string const& name, Words words) {
   return words.empty() || Tcl_StringMatch(name.c_str(), Tcl_GetString(words[0])) != 0;
 }
 
@@ -44,33 +44,30 @@ std::string table_text(std::vector<std::vector<std::string>> const& rows) {
 
 // ------------------------------------------------------------------------------------------------ help
 
-int help(Shell& shell, Tcl_Interp* interp, Words const& words) {
-  const std::string text = words.empty() ? families_help(shell.table()) : topic_help(shell.table(), text_of(words[0]));
-  return tcl::succeed(interp, text);
+std::string help(Shell& shell, Words words) {
+  return words.empty() ? families_help(shell.table()) : topic_help(shell.table(), text_of(words[0]));
 }
 
 // ------------------------------------------------------------------------------------------------ parameters
 
-int get_param(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
-  return tcl::succeed(interp, param_host::get(text_of(words[0])).value);
-}
+std::string get_param(Words words) { return param_host::get(text_of(words[0])).value; }
 
-int set_param(Shell& shell, Tcl_Interp* interp, Words const& words) {
+std::string set_param(Words words) {
   param_host::set(text_of(words[0]), text_of(words[1]));
-  return get_param(shell, interp, words);
+  return get_param(words);
 }
 
-int unset_param(Shell& shell, Tcl_Interp* interp, Words const& words) {
+std::string unset_param(Words words) {
   param_host::unset(text_of(words[0]));
-  return get_param(shell, interp, words);
+  return get_param(words);
 }
 
-int report_params(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+std::string report_params(Words words) {
   std::vector<std::vector<std::string>> rows = {{"Parameter", "Value", "Set by", "About"}};
   for (param_host::Parameter const& one : param_host::list())
     if (matches(one.name, words))
       rows.push_back({one.name, one.value, one.place.empty() ? name_of(one.origin) : one.place, one.documentation});
-  return tcl::succeed(interp, table_text(rows));
+  return table_text(rows);
 }
 
 // ------------------------------------------------------------------------------------------------ parts
@@ -82,7 +79,7 @@ Part const& part_of(Tcl_Obj* word) {
   return part->values();
 }
 
-int list_parts(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+Tcl_Obj* list_parts(Words words) {
   std::vector<std::string> names;
   for (std::string const& device : PartCatalogue::global().devices()) {
     try {
@@ -92,7 +89,7 @@ int list_parts(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
       ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "kdish", ComMsgMgr::MSG_ERROR, "%s", error.what());
     }
   }
-  return tcl::succeed(interp, tcl::new_list(names));
+  return tcl::new_list(names);
 }
 
 enum class PrimitiveKind { clock, buffer, memory, controller, transceiver };
@@ -120,7 +117,7 @@ std::vector<Primitive> primitives_of(Part const& part) {
 
 constexpr char const* kKinds[] = {"clock", "buffer", "memory", "controller", "transceiver", nullptr};
 
-int get_primitives(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+int get_primitives(Tcl_Interp* interp, Words words) {
   Tcl_Obj* part = nullptr;
   int kind = -1;
   for (std::size_t i = 0; i < words.size(); i += 2) {
@@ -147,7 +144,7 @@ int pins_of(kdi::device::IoBank const& bank) {
   return pins;
 }
 
-int get_part(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+Tcl_Obj* get_part(Words words) {
   Part const& part = part_of(words[0]);
   const auto primitive_dict = [](Primitive const& one) {
     return tcl::new_dict({{"kind", kKinds[static_cast<int>(one.kind)]}, {"name", one.name}, {"count", one.count}});
@@ -156,21 +153,20 @@ int get_part(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
     return tcl::new_dict({{"number", bank.number}, {"kind", bank.kind}, {"pins", pins_of(bank)}});
   };
   auto const& processing_system = part.device->processing_system;
-  return tcl::succeed(interp,
-                      tcl::new_dict({{"name", part.name},
-                                     {"device", part.device->name},
-                                     {"family", part.device->family},
-                                     {"generation", part.device->generation},
-                                     {"package", part.package->name},
-                                     {"speed", part.speed->name},
-                                     {"core_v", part.speed->core_v},
-                                     {"slrs", part.device->slrs.size()},
-                                     {"processing_system", processing_system ? processing_system->kind : std::string()},
-                                     {"primitives", tcl::new_list(primitives_of(part), primitive_dict)},
-                                     {"banks", tcl::new_list(part.package->banks, bank_dict)}}));
+  return tcl::new_dict({{"name", part.name},
+                        {"device", part.device->name},
+                        {"family", part.device->family},
+                        {"generation", part.device->generation},
+                        {"package", part.package->name},
+                        {"speed", part.speed->name},
+                        {"core_v", part.speed->core_v},
+                        {"slrs", part.device->slrs.size()},
+                        {"processing_system", processing_system ? processing_system->kind : std::string()},
+                        {"primitives", tcl::new_list(primitives_of(part), primitive_dict)},
+                        {"banks", tcl::new_list(part.package->banks, bank_dict)}});
 }
 
-int report_part(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
+std::string report_part(Words words) {
   Part const& part = part_of(words[0]);
   char core_v[TCL_DOUBLE_SPACE];
   Tcl_PrintDouble(nullptr, part.speed->core_v, core_v);
@@ -191,13 +187,12 @@ int report_part(Shell& /*shell*/, Tcl_Interp* interp, Words const& words) {
   std::vector<std::vector<std::string>> banks = {{"Bank", "Kind", "Pins"}};
   for (auto const& bank : part.package->banks)
     banks.push_back({std::to_string(bank.number), bank.kind, std::to_string(pins_of(bank))});
-  return tcl::succeed(interp,
-                      tcl::new_text(table_text(about) + "\n" + table_text(primitives) + "\n" + table_text(banks)));
+  return table_text(about) + "\n" + table_text(primitives) + "\n" + table_text(banks);
 }
 
 // ------------------------------------------------------------------------------------------------ the shell itself
 
-int journal(Shell& shell, Tcl_Interp* interp, Words const& words) {
+std::string journal(Shell& shell, Words words) {
   if (!words.empty()) {
     const std::string path = text_of(words[0]);
     if (path.empty())
@@ -205,12 +200,12 @@ int journal(Shell& shell, Tcl_Interp* interp, Words const& words) {
     else
       shell.journal().open(path);
   }
-  return tcl::succeed(interp, shell.journal().is_open() ? shell.journal().path() : "");
+  return shell.journal().is_open() ? shell.journal().path() : "";
 }
 
-int replay(Shell& shell, Tcl_Interp* /*interp*/, Words const& words) { return shell.replay(text_of(words[0])); }
+int replay(Shell& shell, Tcl_Interp* /*its result is set*/, Words words) { return shell.replay(text_of(words[0])); }
 
-int to_json_command(Shell& shell, Tcl_Interp* interp, Words const& words) {
+int to_json_command(Shell& shell, Tcl_Interp* interp, Words words) {
   if (const int code = Tcl_EvalObjv(interp, static_cast<int>(words.size()), words.data(), 0); code != TCL_OK)
     return code;
   Command const* const command = shell.table().command(text_of(words[0]));
@@ -218,7 +213,7 @@ int to_json_command(Shell& shell, Tcl_Interp* interp, Words const& words) {
   return tcl::succeed(interp, to_json(result.get(), command == nullptr ? Shape{} : command->shape));
 }
 
-int progress(Shell& shell, Tcl_Interp* interp, Words const& words) {
+int progress(Shell& shell, Tcl_Interp* interp, Words words) {
   std::string text = text_of(words[0]);
   if (words.size() == 2) return tcl::fail(interp, "a number done needs the number of all as well");
   if (words.size() == 3) {
@@ -232,55 +227,30 @@ int progress(Shell& shell, Tcl_Interp* interp, Words const& words) {
   return TCL_OK;
 }
 
-using Body = int (*)(Shell&, Tcl_Interp*, Words const&);
+using tcl::between;
+using tcl::exactly;
+using tcl::handler;
+using tcl::usage;
 
-struct ShellCommand {
-  char const* name;
-  Body body;
-  std::size_t least_words, most_words;
+// The client data is the shell.
+constexpr tcl::Row kCommands[] = {
+    {"help", handler<help>, between(0, 1, usage("?topic?"))},
+    {"set_param", handler<set_param>, exactly(2, usage("name value"))},
+    {"get_param", handler<get_param>, exactly(1, usage("name"))},
+    {"unset_param", handler<unset_param>, exactly(1, usage("name"))},
+    {"report_params", handler<report_params>, between(0, 1, usage("?pattern?"))},
+    {"list_parts", handler<list_parts>, between(0, 1, usage("?pattern?"))},
+    {"get_part", handler<get_part>, exactly(1, usage("part"))},
+    {"report_part", handler<report_part>, exactly(1, usage("part"))},
+    {"get_primitives", handler<get_primitives>, between(2, 4, usage("-part value ?-kind value?"))},
+    {"journal", handler<journal>, between(0, 1, usage("?file?"))},
+    {"replay", handler<replay>, exactly(1, usage("file"))},
+    {"to_json", handler<to_json_command>, tcl::at_least(1, usage("command ?word ...?"))},
+    {"progress", handler<progress>, between(1, 3, usage("text ?done? ?all?"))},
 };
-
-constexpr std::size_t kAny = static_cast<std::size_t>(-1);
-
-constexpr ShellCommand kCommands[] = {
-    {"help", help, 0, 1},
-    {"set_param", set_param, 2, 2},
-    {"get_param", get_param, 1, 1},
-    {"unset_param", unset_param, 1, 1},
-    {"report_params", report_params, 0, 1},
-    {"list_parts", list_parts, 0, 1},
-    {"get_part", get_part, 1, 1},
-    {"report_part", report_part, 1, 1},
-    {"get_primitives", get_primitives, 2, 4},
-    {"journal", journal, 0, 1},
-    {"replay", replay, 1, 1},
-    {"to_json", to_json_command, 1, kAny},
-    {"progress", progress, 1, 3},
-};
-
-struct Registered {
-  ShellCommand const* command;
-  Shell* shell;
-};
-
-int dispatch(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  auto const& [command, shell] = *static_cast<Registered const*>(data);
-  const Words words(objv + 1, objv + objc);
-  if (words.size() < command->least_words || words.size() > command->most_words) {
-    kdish::Command const* const entry = shell->table().command(command->name);
-    Tcl_WrongNumArgs(interp, 1, objv, entry == nullptr ? nullptr : entry->usage().c_str());
-    return TCL_ERROR;
-  }
-  Tcl_ResetResult(interp);
-  return command->body(*shell, interp, words);
-}
 
 }  // namespace
 
-void register_shell_commands(Tcl_Interp* interp, Shell& shell) {
-  for (ShellCommand const& command : kCommands)
-    Tcl_CreateObjCommand(interp, command.name, tcl::boundary<dispatch>, new Registered{&command, &shell},
-                         [](ClientData data) { delete static_cast<Registered*>(data); });
-}
+void register_shell_commands(Tcl_Interp* interp, Shell& shell) { tcl::register_all<kCommands>(interp, &shell); }
 
 }  // namespace kdish

@@ -2,7 +2,6 @@
 // after parameters and messages.
 #include <tcl.h>
 
-#include <exception>
 #include <string>
 
 #include "kdi/common/host/MessageHost.h"
@@ -13,27 +12,26 @@
 namespace {
 
 using tcl::text_of;
+using tcl::Words;
 
-// The handlers have their words counted already; what they throw becomes the command's error.
+// What a handler throws becomes the command's error.
 
-int get_param(Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
-  return tcl::succeed(interp, param_host::get(text_of(objv[1])).value);
+std::string get_param(Words words) { return param_host::get(text_of(words[0])).value; }
+
+std::string set_param(Words words) {
+  param_host::set(text_of(words[0]), text_of(words[1]));
+  return get_param(words);
 }
 
-int set_param(Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
-  param_host::set(text_of(objv[1]), text_of(objv[2]));
-  return get_param(interp, 2, objv);
+std::string unset_param(Words words) {
+  param_host::unset(text_of(words[0]));
+  return get_param(words);
 }
 
-int unset_param(Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
-  param_host::unset(text_of(objv[1]));
-  return get_param(interp, 2, objv);
-}
-
-int list_params(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+Tcl_Obj* list_params(Words words) {
   Tcl_Obj* const list = tcl::new_list({});
   for (param_host::Parameter const& parameter : param_host::list()) {
-    if (objc > 1 && Tcl_StringMatch(parameter.name.c_str(), Tcl_GetString(objv[1])) == 0) continue;
+    if (!words.empty() && Tcl_StringMatch(parameter.name.c_str(), Tcl_GetString(words[0])) == 0) continue;
     tcl::append(list, tcl::new_dict({{"name", parameter.name},
                                      {"type", name_of(parameter.type)},
                                      {"default", parameter.default_value},
@@ -43,69 +41,45 @@ int list_params(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
                                      {"documentation", parameter.documentation},
                                      {"effect", parameter.effect}}));
   }
-  return tcl::succeed(interp, list);
+  return list;
 }
 
-int load_params(Tcl_Interp* /*interp*/, int /*objc*/, Tcl_Obj* const objv[]) {
-  param_host::load_file(text_of(objv[1]));
-  return TCL_OK;
-}
+void load_params(Words words) { param_host::load_file(text_of(words[0])); }
 
-int save_params(Tcl_Interp* /*interp*/, int /*objc*/, Tcl_Obj* const objv[]) {
-  param_host::save_file(text_of(objv[1]));
-  return TCL_OK;
-}
+void save_params(Words words) { param_host::save_file(text_of(words[0])); }
 
-int message_channel(Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
-  const auto level = tcl::int_of(objv[2], interp);
+int message_channel(Tcl_Interp* interp, Words words) {
+  const auto level = tcl::int_of(words[1], interp);
   if (!level) return TCL_ERROR;
-  message_host::set_channel(text_of(objv[1]), *level);
+  message_host::set_channel(text_of(words[0]), *level);
   return TCL_OK;
 }
 
-int message_log(Tcl_Interp* /*interp*/, int /*objc*/, Tcl_Obj* const objv[]) {
-  message_host::add_sink(message_host::file_sink(text_of(objv[1])));
-  return TCL_OK;
-}
+void message_log(Words words) { message_host::add_sink(message_host::file_sink(text_of(words[0]))); }
 
-struct Command {
-  char const* name;
-  int (*handler)(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]);
-  int least_words, most_words;  // the command's own name included
-  char const* usage;
+using tcl::between;
+using tcl::exactly;
+using tcl::handler;
+using tcl::usage;
+
+constexpr tcl::Row kCommands[] = {
+    {"kdi::get_param", handler<get_param>, exactly(1, usage("name"))},              // its value
+    {"kdi::set_param", handler<set_param>, exactly(2, usage("name value"))},        // the value as it is stored
+    {"kdi::unset_param", handler<unset_param>, exactly(1, usage("name"))},          // the value that holds again
+    {"kdi::list_params", handler<list_params>, between(0, 1, usage("?pattern?"))},  // a dict for each parameter
+    {"kdi::load_params", handler<load_params>, exactly(1, usage("file"))},          //
+    {"kdi::save_params", handler<save_params>, exactly(1, usage("file"))},          //
+    // lets debug messages up to the level pass
+    {"kdi::message_channel", handler<message_channel>, exactly(2, usage("channel level"))},
+    // sends messages to the file, not to standard error
+    {"kdi::message_log", handler<message_log>, exactly(1, usage("file"))},
 };
-
-constexpr Command kCommands[] = {
-    {"kdi::get_param", get_param, 2, 2, "name"},                       // its value
-    {"kdi::set_param", set_param, 3, 3, "name value"},                 // the value as it is stored
-    {"kdi::unset_param", unset_param, 2, 2, "name"},                   // the value that holds again
-    {"kdi::list_params", list_params, 1, 2, "?pattern?"},              // a list of dicts, one for each parameter
-    {"kdi::load_params", load_params, 2, 2, "file"},                   //
-    {"kdi::save_params", save_params, 2, 2, "file"},                   //
-    {"kdi::message_channel", message_channel, 3, 3, "channel level"},  // lets debug messages up to the level pass
-    {"kdi::message_log", message_log, 2, 2, "file"},  // sends messages to the file, not to standard error
-};
-
-// Client data is the command's row, which is constant.
-int dispatch(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  Command const& called = *static_cast<Command const*>(data);
-  if (objc < called.least_words || objc > called.most_words) {
-    Tcl_WrongNumArgs(interp, 1, objv, called.usage);
-    return TCL_ERROR;
-  }
-  try {
-    return called.handler(interp, objc, objv);
-  } catch (std::exception const& error) {
-    return tcl::fail(interp, error.what());
-  }
-}
 
 }  // namespace
 
 /// Found by Tcl's `load`. Makes `interp` the tool's interpreter and registers the commands in it.
 extern "C" int Kdi_common_Init(Tcl_Interp* interp) {
   tcl_host::set_default_interp(interp);
-  for (Command const& row : kCommands)
-    Tcl_CreateObjCommand(interp, row.name, dispatch, const_cast<Command*>(&row), nullptr);
+  tcl::register_all<kCommands>(interp);
   return TCL_OK;
 }

@@ -1,8 +1,46 @@
 #include "kdi/tcl/command.h"
 
 #include <exception>
+#include <string>
+#include <string_view>
+
+#include "kdi/common/KdiText.h"
 
 namespace tcl {
+namespace {
+
+// The text with the name and the words of the call where it asks for them.
+std::string filled(std::string_view text, std::string_view name, std::span<Tcl_Obj* const> call) {
+  constexpr std::string_view kName = "{name}";
+  constexpr std::size_t kWordLength = 3;  // {3}
+  std::string all;
+  while (!text.empty()) {
+    if (text.starts_with(kName)) {
+      all += name;
+      text.remove_prefix(kName.size());
+    } else if (text.size() >= kWordLength && text[0] == '{' && kdi::text::is_digit(text[1]) && text[2] == '}') {
+      const auto word = static_cast<std::size_t>(text[1] - '0');
+      if (word < call.size()) all += text_view(call[word]);
+      text.remove_prefix(kWordLength);
+    } else {
+      all += text[0];
+      text.remove_prefix(1);
+    }
+  }
+  return all;
+}
+
+}  // namespace
+
+extern "C" bool kdi_tcl_count_words(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], WordCount words,
+                                    char const* name) {
+  if (words.allows(objc - 1)) return true;
+  if (words.is_usage)
+    Tcl_WrongNumArgs(interp, 1, objv, words.complaint);
+  else
+    fail(interp, filled(words.complaint, name, {objv, static_cast<std::size_t>(objc)}));
+  return false;
+}
 
 int fail_with_current_exception(Tcl_Interp* interp) {
   try {

@@ -12,8 +12,10 @@ using Placement = int (*)(int, char**, int*);
 // What a function may do with the words it gets.
 enum class Words { copied, borrowed };
 
+constexpr tcl::WordCount kSomeWords = tcl::at_least(1, "Error: Incorrect number of arguments");
+
 int call(Placement function, Words passed, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc < 2) return tcl::fail(interp, "Error: Incorrect number of arguments");
+  if (!kSomeWords.allows(objc - 1)) return tcl::fail(interp, kSomeWords.complaint);  // has callers outside Tcl
 
   std::vector<std::string> copies;
   copies.reserve(static_cast<std::size_t>(objc) - 1);  // the pointers below stay valid
@@ -49,10 +51,10 @@ PLACEMENT_COMMANDS(DEFINE_HANDLER)
 
 namespace bmg_init::bmg_kdi_tcltasks {
 
-void init(Tcl_Interp* interp) {
-#define REGISTER(function, passed) tcl::register_command<function##_tcl>(interp, #function);
-  PLACEMENT_COMMANDS(REGISTER)
-}
+#define ROW(function, passed) {#function, function##_tcl, kSomeWords},
+constexpr tcl::Row kCommands[] = {PLACEMENT_COMMANDS(ROW)};
+
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() {}
 

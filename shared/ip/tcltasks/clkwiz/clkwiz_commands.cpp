@@ -26,11 +26,6 @@ constexpr double kDefaultInputPeriod = 10.0;
 constexpr double kDefaultPhyFrequency = 300.0;
 constexpr double kDefaultMargin = 10.0;
 
-int set_result(Tcl_Interp* interp, int code, std::string text) {
-  Tcl_SetResult(interp, text.data(), TCL_VOLATILE);
-  return code;
-}
-
 // The words of a command, part and instance first. Strings are copies: the solver may write to them.
 class Words {
  public:
@@ -46,31 +41,27 @@ class Words {
   std::string instance;
 
  private:
-  // Empty where there is no such word: messages of a wrong count are made with it.
+  // Empty where there is no such word.
   std::string text(Tcl_Obj* const objv[], int index) const { return index < count ? Tcl_GetString(objv[index]) : ""; }
 
   Tcl_Obj* const* objv_;
 };
 
 int Init_Clkwiz(Tcl_Interp* interp, Words words) {
-  if (words.count != 4) return set_result(interp, TCL_ERROR, "Init_Clkwiz: Invalid number of arguments.");
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
-  if (solver == nullptr) return set_result(interp, TCL_ERROR, "Unable to set device");
+  if (solver == nullptr) return tcl::fail(interp, "Unable to set device");
   const std::string device = words.text(3);
-  if (device.empty()) return set_result(interp, TCL_ERROR, "Init_Clkwiz: part is empty");
+  if (device.empty()) return tcl::fail(interp, "Init_Clkwiz: part is empty");
   solver->setPart(device);
   return TCL_OK;
 }
 
-int UnInit_Clkwiz(Tcl_Interp* interp, Words words) {
-  if (words.count != 3) return set_result(interp, TCL_ERROR, "UnInit_Clkwiz: Invalid number of arguments.");
+int UnInit_Clkwiz(Tcl_Interp* /*interp*/, Words words) {
   HIPClkwizTclMgr::GetInstance()->deleteClkwizImp(words.part, words.instance);
   return TCL_OK;
 }
 
-int ChangeCompInstName(Tcl_Interp* interp, Words words) {
-  // sic: the message's name is not the command's
-  if (words.count != 4) return set_result(interp, TCL_ERROR, "ChangeComponentName: Invalid number of arguments.");
+int ChangeCompInstName(Tcl_Interp* /*interp*/, Words words) {
   std::string new_name = words.text(3);
   if (words.instance == new_name) return TCL_ERROR;  // sic: no message
   HIPClkwizTclMgr::GetInstance()->changeCompInstName(words.part, words.instance, new_name);
@@ -78,28 +69,24 @@ int ChangeCompInstName(Tcl_Interp* interp, Words words) {
 }
 
 int GetPkToPkJitter(Tcl_Interp* interp, Words words) {
-  if (words.count != 9) return set_result(interp, TCL_ERROR, "GetPkToPkJitter: Invalid number of arguments.");
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
-  if (solver == nullptr)
-    return set_result(interp, TCL_ERROR, "Unable to obtain Implementation object for GetPkToPkJitter");
+  if (solver == nullptr) return tcl::fail(interp, "Unable to obtain Implementation object for GetPkToPkJitter");
   std::string bandwidth = words.text(6), error;
   double jitter = 0;
   if (!solver->getPkToPkJitter(leading_double(words[3]), leading_double(words[4]), leading_double(words[5]), bandwidth,
                                leading_double(words[7]), leading_double(words[8]), error, &jitter))
-    return set_result(interp, TCL_ERROR, error);
-  return set_result(interp, TCL_OK, fixed(jitter, 3));
+    return tcl::fail(interp, error);
+  return tcl::succeed(interp, fixed(jitter, 3));
 }
 
 int GetPhaseError(Tcl_Interp* interp, Words words) {
-  if (words.count != 6) return set_result(interp, TCL_ERROR, "GetPhaseError: Invalid number of arguments.");
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
-  if (solver == nullptr)
-    return set_result(interp, TCL_ERROR, "Unable to obtain Implementation object for GetPhaseError");
+  if (solver == nullptr) return tcl::fail(interp, "Unable to obtain Implementation object for GetPhaseError");
   std::string bandwidth = words.text(5), error;
   double phase_error = 0;
   if (!solver->getPhaseError(leading_double(words[3]), leading_double(words[4]), bandwidth, error, &phase_error))
-    return set_result(interp, TCL_ERROR, error);
-  return set_result(interp, TCL_OK, fixed(phase_error, 3));
+    return tcl::fail(interp, error);
+  return tcl::succeed(interp, fixed(phase_error, 3));
 }
 
 // ---------------------------------------------------------------------------------------------------------- solving
@@ -119,21 +106,21 @@ constexpr Refusal kGivenInputsRefusal = {
 int set_status(Tcl_Interp* interp, int status, int count, Refusal const& refusal, bool is_closest = false) {
   switch (status) {
     case 1:
-      return set_result(interp, TCL_OK, "1");
+      return tcl::succeed(interp, "1");
     case 2:
-      return set_result(interp, TCL_OK, "Could not get data from speedsfile.");
+      return tcl::succeed(interp, "Could not get data from speedsfile.");
     case 3:
-      return set_result(interp, TCL_OK,
-                        "Could not obtain a valid VCO because the 2 input clock freqs are too far apart in range.");
+      return tcl::succeed(interp,
+                          "Could not obtain a valid VCO because the 2 input clock freqs are too far apart in range.");
     default:
       break;
   }
   if (is_closest) {
-    if (status == 5) return set_result(interp, TCL_OK, "ClkoutXiPhy cannot be enabled on the provided architecture");
-    if (status == 6) return set_result(interp, TCL_OK, "ClkoutXiPhy cannot be enabled for MMCM primitive");
-    if (status == 8) return set_result(interp, TCL_OK, "Please enter a valid input frequency");
+    if (status == 5) return tcl::succeed(interp, "ClkoutXiPhy cannot be enabled on the provided architecture");
+    if (status == 6) return tcl::succeed(interp, "ClkoutXiPhy cannot be enabled for MMCM primitive");
+    if (status == 8) return tcl::succeed(interp, "Please enter a valid input frequency");
   }
-  return set_result(interp, TCL_OK, count < 2 ? refusal.one_clock : refusal.several_clocks);
+  return tcl::succeed(interp, count < 2 ? refusal.one_clock : refusal.several_clocks);
 }
 
 // The optional words at the end of a solve; how many there are says which they are.
@@ -154,11 +141,9 @@ Tail read_tail(Words const& words, int begin, double default_period) {
 }
 
 int MMCMCalculateActualOutFreqs(Tcl_Interp* interp, Words words) {
-  if (words.count < 10 || words.count > 11)
-    return set_result(interp, TCL_ERROR, "MMCMCalculateActualOutFreqs: Invalid number of arguments.");
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
   if (solver == nullptr)  // sic: the name is cut
-    return set_result(interp, TCL_ERROR, "Unable to obtain Implementation object for MMCMCalculateActualOutFreq");
+    return tcl::fail(interp, "Unable to obtain Implementation object for MMCMCalculateActualOutFreq");
   std::string frequencies = words.text(3);
   const int count = leading_int(words[6]);
   const double period = words.count == 11 ? leading_double(words[10]) : kDefaultInputPeriod;
@@ -169,8 +154,6 @@ int MMCMCalculateActualOutFreqs(Tcl_Interp* interp, Words words) {
 }
 
 int PLLCalculateActualOutFreqs(Tcl_Interp* interp, Words words) {
-  if (words.count < 10 || words.count > 13)  // sic: the text of a missing solver, its name cut
-    return set_result(interp, TCL_ERROR, "Unable to obtain Implementation object for PLLCalculateActualOutFreq");
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
   if (solver == nullptr) return TCL_ERROR;  // sic: no message
   std::string frequencies = words.text(3);
@@ -183,11 +166,8 @@ int PLLCalculateActualOutFreqs(Tcl_Interp* interp, Words words) {
 }
 
 int GetClosestSolution(Tcl_Interp* interp, Words words) {
-  if (words.count < 13 || words.count > 16)
-    return set_result(interp, TCL_ERROR, "GetClosestSolution: Invalid number of arguments.");
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
-  if (solver == nullptr)
-    return set_result(interp, TCL_ERROR, "Unable to obtain Implementation object for GetClosestSolution");
+  if (solver == nullptr) return tcl::fail(interp, "Unable to obtain Implementation object for GetClosestSolution");
   std::string frequencies = words.text(3), phases = words.text(4), duty_cycles = words.text(5);
   const double input = leading_double(words[6]);
   const int count = leading_int(words[8]);
@@ -199,23 +179,20 @@ int GetClosestSolution(Tcl_Interp* interp, Words words) {
 }
 
 int MMCMCalculateActualPhase(Tcl_Interp* interp, Words words) {
-  if (words.count != 6) return set_result(interp, TCL_ERROR, "MMCMCalculateActualPhase: Invalid number of arguments.");
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
   if (solver == nullptr)
-    return set_result(interp, TCL_ERROR, "Unable to obtain Implementation object for MMCMCalculateActualPhase");
+    return tcl::fail(interp, "Unable to obtain Implementation object for MMCMCalculateActualPhase");
   double phase = leading_double(words[3]), divide = leading_double(words[4]);
-  return set_result(interp, TCL_OK, fixed(solver->mmcmCalculateActualPhase(phase, divide, words.is_true(5)), 3));
+  return tcl::succeed(interp, fixed(solver->mmcmCalculateActualPhase(phase, divide, words.is_true(5)), 3));
 }
 
 int MMCMCalculateActualDutyCycle(Tcl_Interp* interp, Words words) {
-  if (words.count != 6)
-    return set_result(interp, TCL_ERROR, "MMCMCalculateActualDutyCycle: Invalid number of arguments.");
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
   if (solver == nullptr)
-    return set_result(interp, TCL_ERROR, "Unable to obtain Implementation object for MMCMCalculateActualDutyCycle");
+    return tcl::fail(interp, "Unable to obtain Implementation object for MMCMCalculateActualDutyCycle");
   double duty = leading_double(words[3]), divide = leading_double(words[4]);
   const double fraction = solver->mmcmCalculateActualDutyCycle(duty, divide, words.is_true(5));
-  return set_result(interp, TCL_OK, fixed(fraction * 100.0, 3));
+  return tcl::succeed(interp, fixed(fraction * 100.0, 3));
 }
 
 // ------------------------------------------------------------------------------------------------------- properties
@@ -251,10 +228,9 @@ constexpr Setter kSetters[] = {
 };
 
 int SetClkwizProperty(Tcl_Interp* interp, Words words) {
-  if (words.count != 5) return set_result(interp, TCL_ERROR, "SetClkwizProperty: Invalid number of arguments.");
   const std::string property = words.text(3);
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
-  if (solver == nullptr) return set_result(interp, TCL_ERROR, "Unable to set property " + property);
+  if (solver == nullptr) return tcl::fail(interp, "Unable to set property " + property);
   for (Setter const& setter : kSetters)
     if (property == setter.property) setter.set(*solver, words);
   return TCL_OK;  // sic: a property that does not exist as well
@@ -333,30 +309,25 @@ constexpr Getter kGetters[] = {
 
 int GetClkwizProperty(Tcl_Interp* interp, Words words) {
   const std::string property = words.text(3);
-  if (words.count < 4 || words.count > 5)
-    return set_result(interp, TCL_ERROR, "GetClkwizProperty: Invalid number of arguments. Get" + property);
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
-  if (solver == nullptr) return set_result(interp, TCL_ERROR, "Unable to get property Get" + property);
+  if (solver == nullptr) return tcl::fail(interp, "Unable to get property Get" + property);
   const Argument unfit = words.count == 5 ? Argument::none : Argument::needed;
   std::string result;
   for (Getter const& getter : kGetters)
     if (property == getter.property && getter.argument != unfit) result = getter.get(*solver, words.text(4));
-  return set_result(interp, TCL_OK, result);
+  return tcl::succeed(interp, result);
 }
 
 // ------------------------------------------------------------------------------------------------ achievable clocks
 
 int fail_without_instance(Tcl_Interp* interp, Words const& words) {
-  return set_result(
-      interp, TCL_ERROR,
-      "Unable to get instance: " + words.instance + " of part: " + words.part + " for Get" + words.text(3));
+  return tcl::fail(
+      interp, "Unable to get instance: " + words.instance + " of part: " + words.part + " for Get" + words.text(3));
 }
 
 double read_margin(std::string const& word) { return word.empty() ? kDefaultMargin : frame::whole_double(word); }
 
 int GetClkwizOutputFrequencies(Tcl_Interp* interp, Words words) {
-  if (words.count < 6 || words.count > 7)  // sic: here and below, not the command's name
-    return set_result(interp, TCL_ERROR, "GetOutputClockFreqList: Invalid number of arguments. Get" + words.text(3));
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
   if (solver == nullptr) return fail_without_instance(interp, words);
   const double frequency = frame::whole_double(words[3]);
@@ -364,7 +335,7 @@ int GetClkwizOutputFrequencies(Tcl_Interp* interp, Words words) {
   const double margin = read_margin(words.text(6));
   std::string text;
   solver->getClkwizOutputFrequencies(frequency, count, count2, text, margin);  // the text tells of a failure as well
-  return set_result(interp, TCL_OK, text);
+  return tcl::succeed(interp, text);
 }
 
 std::vector<double> read_list(std::string const& word) {
@@ -379,8 +350,6 @@ std::vector<double> read_list(std::string const& word) {
 
 int GetClkwizInputFrequencies(Tcl_Interp* interp, Words words) {
   const std::string name = words.text(3);
-  if (words.count < 6 || words.count > 8)
-    return set_result(interp, TCL_ERROR, "GetInputClockFreqList: Invalid number of arguments. Get" + name);
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
   if (solver == nullptr) return fail_without_instance(interp, words);
   const double frequency = frame::whole_double(words[4]);
@@ -389,7 +358,7 @@ int GetClkwizInputFrequencies(Tcl_Interp* interp, Words words) {
   const double margin = read_margin(words.text(7));
   std::string text;
   solver->getClkwizInputFrequencies(name, frequency, list, count, text, margin);  // likewise
-  return set_result(interp, TCL_OK, text);
+  return tcl::succeed(interp, text);
 }
 
 template <int (*handler)(Tcl_Interp*, Words)>
@@ -400,24 +369,39 @@ int guarded(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
 }  // namespace
 }  // namespace kdi_ip_clk_wiz_v4_1
 
-void init(Tcl_Interp* interp) {
-  using namespace kdi_ip_clk_wiz_v4_1;
-  using tcl::register_command;
-  register_command<guarded<Init_Clkwiz>>(interp, "Init_Clkwiz");
-  register_command<guarded<UnInit_Clkwiz>>(interp, "UnInit_Clkwiz");
-  register_command<guarded<ChangeCompInstName>>(interp, "ChangeCompInstName");
-  register_command<guarded<GetPkToPkJitter>>(interp, "GetPkToPkJitter");
-  register_command<guarded<GetPhaseError>>(interp, "GetPhaseError");
-  register_command<guarded<MMCMCalculateActualOutFreqs>>(interp, "MMCMCalculateActualOutFreqs");
-  register_command<guarded<PLLCalculateActualOutFreqs>>(interp, "PLLCalculateActualOutFreqs");
-  register_command<guarded<GetClosestSolution>>(interp, "GetClosestSolution");
-  register_command<guarded<MMCMCalculateActualPhase>>(interp, "MMCMCalculateActualPhase");
-  register_command<guarded<MMCMCalculateActualDutyCycle>>(interp, "MMCMCalculateActualDutyCycle");
-  register_command<guarded<SetClkwizProperty>>(interp, "SetClkwizProperty");
-  register_command<guarded<GetClkwizProperty>>(interp, "GetClkwizProperty");
-  register_command<guarded<GetClkwizOutputFrequencies>>(interp, "GetClkwizOutputFrequencies");
-  register_command<guarded<GetClkwizInputFrequencies>>(interp, "GetClkwizInputFrequencies");
-}
+namespace {
+
+using namespace kdi_ip_clk_wiz_v4_1;
+using tcl::between;
+using tcl::exactly;
+
+constexpr tcl::Complaint kInvalid = "{name}: Invalid number of arguments.";
+
+constexpr tcl::Row kCommands[] = {
+    {"Init_Clkwiz", guarded<Init_Clkwiz>, exactly(3, kInvalid)},
+    {"UnInit_Clkwiz", guarded<UnInit_Clkwiz>, exactly(2, kInvalid)},
+    {"ChangeCompInstName", guarded<ChangeCompInstName>,
+     exactly(3, "ChangeComponentName: Invalid number of arguments.")},  // sic: not the command's name
+    {"GetPkToPkJitter", guarded<GetPkToPkJitter>, exactly(8, kInvalid)},
+    {"GetPhaseError", guarded<GetPhaseError>, exactly(5, kInvalid)},
+    {"MMCMCalculateActualOutFreqs", guarded<MMCMCalculateActualOutFreqs>, between(9, 10, kInvalid)},
+    {"PLLCalculateActualOutFreqs", guarded<PLLCalculateActualOutFreqs>,  // sic: the text of a missing solver, name cut
+     between(9, 12, "Unable to obtain Implementation object for PLLCalculateActualOutFreq")},
+    {"GetClosestSolution", guarded<GetClosestSolution>, between(12, 15, kInvalid)},
+    {"MMCMCalculateActualPhase", guarded<MMCMCalculateActualPhase>, exactly(5, kInvalid)},
+    {"MMCMCalculateActualDutyCycle", guarded<MMCMCalculateActualDutyCycle>, exactly(5, kInvalid)},
+    {"SetClkwizProperty", guarded<SetClkwizProperty>, exactly(4, kInvalid)},
+    {"GetClkwizProperty", guarded<GetClkwizProperty>,
+     between(3, 4, "GetClkwizProperty: Invalid number of arguments. Get{3}")},
+    {"GetClkwizOutputFrequencies", guarded<GetClkwizOutputFrequencies>,  // sic: here and below, not the command's name
+     between(5, 6, "GetOutputClockFreqList: Invalid number of arguments. Get{3}")},
+    {"GetClkwizInputFrequencies", guarded<GetClkwizInputFrequencies>,
+     between(5, 7, "GetInputClockFreqList: Invalid number of arguments. Get{3}")},
+};
+
+}  // namespace
+
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() {}
 

@@ -77,21 +77,18 @@ constexpr char const* kClkInstChannel = "CLOCKING_IP";
 
 namespace clocking_utils {
 
-int init_Clkwiz(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const*) {
-  if (objc != 1) return tcl::fail(interp, "Ip_Clocking_Init : Invalid number of arguments.\n");
+int init_Clkwiz(ClientData, Tcl_Interp* /*interp*/, int /*objc*/, Tcl_Obj* const*) {
   HIPClockingMgr::GetInstance();
   return TCL_OK;
 }
 
-int unInit_Clkwiz(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 2) return tcl::fail(interp, "Ip_Clocking_Uninit : Invalid number of arguments.\n");
+int unInit_Clkwiz(ClientData, Tcl_Interp* /*interp*/, int /*objc*/, Tcl_Obj* const objv[]) {
   std::string name = word(objv, 1);
   HIPClockingMgr::GetInstance()->deleteClockingSoln(name);
   return TCL_OK;
 }
 
-int mmcmCalculateActualPhase(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 4) return tcl::fail(interp, "Ip_Clocking_Calc_Phase: Invalid number of arguments\n");
+int mmcmCalculateActualPhase(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   HIPClock clock;
   if (!HIPClockingUtils::validateAndConvertDouble(word(objv, 2), clock.phase))
     return tcl::fail(interp, "Ip_Clocking_Calc_Phase: Requested Phase needs to be a valid double value\n");
@@ -108,8 +105,7 @@ int mmcmCalculateActualPhase(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* 
   return tcl::succeed(interp, text);
 }
 
-int mmcmCalculateActualDutyCycle(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 4) return tcl::fail(interp, "Ip_Clocking_Calc_DC: Invalid number of arguments\n");
+int mmcmCalculateActualDutyCycle(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   HIPClock clock;
   if (!HIPClockingUtils::validateAndConvertDouble(word(objv, 2), clock.dutyCycle))
     return tcl::fail(interp, "Ip_Clocking_Calc_DC: Requested duty cycle needs to be a valid double value\n");
@@ -127,8 +123,7 @@ int mmcmCalculateActualDutyCycle(ClientData, Tcl_Interp* interp, int objc, Tcl_O
   return tcl::succeed(interp, text);
 }
 
-int getSpeedFileProperty(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 3) return tcl::fail(interp, "Ip_Clocking_Get_Property: Invalid number of arguments\n");
+int getSpeedFileProperty(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   std::string name = word(objv, 1), key = word(objv, 2), value;
   StrVec errors;
   if (HIPClockingSoln* const solver = solver_of(name))
@@ -143,9 +138,8 @@ int getSpeedFileProperty(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* cons
 
 // ------------------------------------------------------------------------------------------ the two guarded commands
 
-int GetPeakToPeakJitter(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+int GetPeakToPeakJitter(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   return frame::report_to_message_manager([&] {
-    if (objc != 10) return tcl::fail(interp, "GetPeakToPeakJitter: Invalid number of arguments.");
     std::string name = word(objv, 1);
     HIPClockingSoln* const solver = solver_of(name);
     if (solver == nullptr) return tcl::fail(interp, "Unable to obtain Implementation object for GetPeakToPeakJitter");
@@ -158,9 +152,8 @@ int GetPeakToPeakJitter(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const
   });
 }
 
-int GetPhaseError(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+int GetPhaseError(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   return frame::report_to_message_manager([&] {
-    if (objc != 3) return tcl::fail(interp, "GetPhaseError: Invalid number of arguments.");
     std::string name = word(objv, 1);
     HIPClockingSoln* const solver = solver_of(name);
     if (solver == nullptr) return tcl::fail(interp, "Unable to obtain Implementation object for GetPhaseError");
@@ -362,22 +355,34 @@ int getClkInstances(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const obj
 
 }  // namespace clocking_utils
 
-void init(Tcl_Interp* interp) {
-  using namespace clocking_utils;
-  using tcl::register_command;
-  register_command<init_Clkwiz>(interp, "Ip_Clocking_Init");
-  register_command<unInit_Clkwiz>(interp, "Ip_Clocking_Uninit");
-  register_command<getClosestSolution>(interp, "Ip_Clocking_Calc_M_D");
-  register_command<GetPeakToPeakJitter>(interp, "Ip_Clocking_Get_PeakToPeakJitter");
-  register_command<GetPhaseError>(interp, "Ip_Clocking_Get_PhaseError");
-  register_command<mmcmCalculateActualPhase>(interp, "Ip_Clocking_Calc_Phase");
-  register_command<mmcmCalculateActualDutyCycle>(interp, "Ip_Clocking_Calc_DC");
-  register_command<getSpeedFileProperty>(interp, "Ip_Clocking_Get_Property");
-  register_command<getInputClockFrequencies>(interp, "Ip_Clocking_Get_InputClk");
-  register_command<getInputClkFrequencies>(interp, "Ip_Clocking_Get_InputClkList");
-  register_command<getOutputClkFrequencies>(interp, "Ip_Clocking_Get_OutputClkList");
-  register_command<getClkInstances>(interp, "Ip_Clocking_Get_ClkInst");
-}
+namespace {
+
+// The commands with options have their words looked after by the parser of the options.
+constexpr tcl::Row kCommands[] = {
+    {"Ip_Clocking_Init", clocking_utils::init_Clkwiz,
+     tcl::exactly(0, "Ip_Clocking_Init : Invalid number of arguments.\n")},
+    {"Ip_Clocking_Uninit", clocking_utils::unInit_Clkwiz,
+     tcl::exactly(1, "Ip_Clocking_Uninit : Invalid number of arguments.\n")},
+    {"Ip_Clocking_Calc_M_D", clocking_utils::getClosestSolution, tcl::kAnyWords},
+    {"Ip_Clocking_Get_PeakToPeakJitter", clocking_utils::GetPeakToPeakJitter,
+     tcl::exactly(9, "GetPeakToPeakJitter: Invalid number of arguments.")},
+    {"Ip_Clocking_Get_PhaseError", clocking_utils::GetPhaseError,
+     tcl::exactly(2, "GetPhaseError: Invalid number of arguments.")},
+    {"Ip_Clocking_Calc_Phase", clocking_utils::mmcmCalculateActualPhase,
+     tcl::exactly(3, "Ip_Clocking_Calc_Phase: Invalid number of arguments\n")},
+    {"Ip_Clocking_Calc_DC", clocking_utils::mmcmCalculateActualDutyCycle,
+     tcl::exactly(3, "Ip_Clocking_Calc_DC: Invalid number of arguments\n")},
+    {"Ip_Clocking_Get_Property", clocking_utils::getSpeedFileProperty,
+     tcl::exactly(2, "Ip_Clocking_Get_Property: Invalid number of arguments\n")},
+    {"Ip_Clocking_Get_InputClk", clocking_utils::getInputClockFrequencies, tcl::kAnyWords},
+    {"Ip_Clocking_Get_InputClkList", clocking_utils::getInputClkFrequencies, tcl::kAnyWords},
+    {"Ip_Clocking_Get_OutputClkList", clocking_utils::getOutputClkFrequencies, tcl::kAnyWords},
+    {"Ip_Clocking_Get_ClkInst", clocking_utils::getClkInstances, tcl::kAnyWords},
+};
+
+}  // namespace
+
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() { HIPClockingMgr::terminateInstance(); }
 

@@ -11,7 +11,7 @@
 namespace fec {
 namespace {
 
-constexpr char const* kArgumentCount = "Invalid number of arguments. Expected 1 argument";
+constexpr tcl::WordCount kOneWord = tcl::exactly(1, "Invalid number of arguments. Expected 1 argument");
 constexpr char const* kBadInput = "Error processing input dict: ";
 
 using tcl::put;
@@ -92,9 +92,7 @@ unsigned ldpc_code_config_to_dict(Tcl_Interp* /*interp*/, Tcl_Obj* dict, ldpc_co
 }
 
 template <class Variant>
-int gen_core_params(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 2) return tcl::fail(interp, kArgumentCount);
-
+int gen_core_params(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   core_config_t<Variant> config;
   std::string err;
   if (dict_to_core_config(interp, objv[1], config, err) != 0) return tcl::fail(interp, kBadInput + err);
@@ -163,9 +161,7 @@ Tcl_Obj* result_of(Tcl_Interp* interp, std::vector<ldpc_spec_t<Variant>> const& 
 }  // namespace
 
 template <class Variant>
-int gen_ldpc_params(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 2) return tcl::fail(interp, kArgumentCount);
-
+int gen_ldpc_params(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   std::vector<ldpc_spec_t<Variant>> specs;
   std::string err;
   if (dict_to_ldpc_specs(interp, objv[1], specs, err) != 0) return tcl::fail(interp, kBadInput + err);
@@ -182,9 +178,7 @@ int gen_ldpc_params(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const obj
 }
 
 template <class Variant>
-int gen_turbo_params(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 2) return tcl::fail(interp, kArgumentCount);
-
+int gen_turbo_params(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   turbo_config_t config;
   if (dict_to_turbo_config(interp, objv[1], config) != 0) return tcl::fail(interp, "Error processing input dict");
 
@@ -218,11 +212,13 @@ namespace sd_fec {
 
 fec::ConfigGenMsgs config_gen_msgs;
 
-void init(Tcl_Interp* interp) {
-  tcl::register_command<gen_core_params>(interp, "sd_fec::gen_core_params");
-  tcl::register_command<gen_turbo_params>(interp, "sd_fec::gen_turbo_params");
-  tcl::register_command<gen_ldpc_params>(interp, "sd_fec::gen_ldpc_params");
-}
+constexpr tcl::Row kCommands[] = {
+    {"sd_fec::gen_core_params", gen_core_params, fec::kOneWord},
+    {"sd_fec::gen_turbo_params", gen_turbo_params, fec::kOneWord},
+    {"sd_fec::gen_ldpc_params", gen_ldpc_params, fec::kOneWord},
+};
+
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() {}
 
@@ -232,10 +228,12 @@ namespace ldpc {
 
 fec::ConfigGenMsgs config_gen_msgs;
 
-void init(Tcl_Interp* interp) {
-  tcl::register_command<gen_core_params>(interp, "ldpc::gen_core_params");
-  tcl::register_command<gen_ldpc_params>(interp, "ldpc::gen_ldpc_params");
-}
+constexpr tcl::Row kCommands[] = {
+    {"ldpc::gen_core_params", gen_core_params, fec::kOneWord},
+    {"ldpc::gen_ldpc_params", gen_ldpc_params, fec::kOneWord},
+};
+
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() {}
 

@@ -38,7 +38,7 @@ unsigned ldpc_code_config_to_dict(Tcl_Interp* interp, Tcl_Obj* dict, ldpc_code_c
                                   std::vector<phy_trans_t<Variant>> const& la,
                                   std::vector<phy_trans_t<Variant>> const& qc);
 
-// The handlers. Each takes one dictionary.
+// The handlers. Each takes one dictionary; the words are counted before.
 
 /// {core options} -> list of writes
 template <class Variant>

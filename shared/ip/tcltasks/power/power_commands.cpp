@@ -7,7 +7,6 @@ namespace {
 
 // Ip_power_est_get_power_estimation params ?kind?
 int get_power_estimation(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 2 && objc != 3) return tcl::fail(interp, "Invalid input provided.");
   const auto elements = tcl::elements_of(objv[1]);
   if (!elements) return tcl::fail(interp, "Invalid input list provided.");
   ParamMap params;
@@ -22,9 +21,13 @@ int get_power_estimation(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* cons
   return tcl::succeed(interp, estimate(params, kind));
 }
 
+constexpr tcl::Row kCommands[] = {
+    {kCommand, get_power_estimation, tcl::between(1, 2, "Invalid input provided.")},
+};
+
 }  // namespace
 
-void init(Tcl_Interp* interp) { tcl::register_command<get_power_estimation>(interp, kCommand); }
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() {}
 

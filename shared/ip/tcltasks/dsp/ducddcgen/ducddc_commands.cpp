@@ -24,8 +24,7 @@ int guarded(Body body, Fail fail) {
   }
 }
 
-int ducddcgen_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 3) return tcl::fail(interp, "Invalid number of arguments.Expected are 2");  // sic: no blank
+int ducddcgen_cmd(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   const std::string_view name = tcl::text_view(objv[1]);
   const int selector = tcl::int_of(objv[2]).value_or(0);  // sic: 0 as well where the word is no integer
   return guarded(
@@ -39,6 +38,10 @@ int ducddcgen_cmd(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
         return tcl::fail(interp, text + '\n');
       });
 }
+
+constexpr tcl::Row kCommands[] = {
+    {"ducddcgen", ducddcgen_cmd, tcl::exactly(2, "Invalid number of arguments.Expected are 2")},  // sic: no blank
+};
 
 }  // namespace
 
@@ -63,7 +66,7 @@ int main(int argc, char** argv) {
   return ducddcgen(argv[1], argc > 2 ? argv[2] : ".");
 }
 
-void init(Tcl_Interp* interp) { tcl::register_command<ducddcgen_cmd>(interp, "ducddcgen"); }
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() {}
 

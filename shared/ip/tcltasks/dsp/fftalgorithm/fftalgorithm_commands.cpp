@@ -3,9 +3,7 @@
 
 namespace fftalgorithm_init {
 
-int InitFFTAlgorithm(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc != 2) return tcl::fail(interp, "Invalid number of arguments.");
-
+int InitFFTAlgorithm(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const objv[]) {
   const auto elements = tcl::elements_of(objv[1]);
   if (!elements) return tcl::fail(interp, "Invalid input list provided.");
   HSTVector<double> samples;
@@ -28,9 +26,12 @@ int InitFFTAlgorithm(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const ob
                       }));
 }
 
-void init(Tcl_Interp* interp) {
-  tcl::register_command<InitFFTAlgorithm>(interp, "fir_compiler_fftalgorithm::get_frequency_response");
-}
+constexpr tcl::Row kCommands[] = {
+    {"fir_compiler_fftalgorithm::get_frequency_response", InitFFTAlgorithm,
+     tcl::exactly(1, "Invalid number of arguments.")},
+};
+
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() {}
 

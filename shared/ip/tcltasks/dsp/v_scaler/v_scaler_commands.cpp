@@ -10,6 +10,7 @@ namespace {
 constexpr char const* kNoInteger = "Error: Incorrect format of arguments expects an integer";
 constexpr std::size_t kWords = 9;
 constexpr std::size_t kChromaWord = 7;
+constexpr tcl::WordCount kAtLeastNine = tcl::at_least(kWords, "Error: Incorrect number of arguments");
 
 // The two words stand for 0 and 1 in every position that takes an integer.
 bool read_integer(Tcl_Obj* word, int& value) {
@@ -24,7 +25,7 @@ bool read_integer(Tcl_Obj* word, int& value) {
 }  // namespace
 
 int Ip_v_scaler_v8_1_generate_lancoz_coefficients_tcl(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc < static_cast<int>(kWords) + 1) return tcl::fail(interp, "Error: Incorrect number of arguments");
+  if (!kAtLeastNine.allows(objc - 1)) return tcl::fail(interp, kAtLeastNine.complaint);  // has callers outside Tcl
 
   std::array<int, kWords> words{};
   for (std::size_t i = 0; i < kWords; ++i) {
@@ -44,9 +45,11 @@ int Ip_v_scaler_v8_1_generate_lancoz_coefficients_tcl(ClientData, Tcl_Interp* in
 
 namespace v_scaler_init::v_scaler_kdi_tcltasks {
 
-void init(Tcl_Interp* interp) {
-  tcl::register_command<Ip_v_scaler_v8_1_generate_lancoz_coefficients_tcl>(interp, "generate_lancoz_coefficients");
-}
+constexpr tcl::Row kCommands[] = {
+    {"generate_lancoz_coefficients", Ip_v_scaler_v8_1_generate_lancoz_coefficients_tcl, kAtLeastNine},
+};
+
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() {}
 

@@ -22,8 +22,6 @@ bool read_line(std::istream& file, std::string& line) {
 }  // namespace
 
 int read_csv_file(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  if (objc < 3) return tcl::fail(interp, "VCUAPI::read_csv : Not enough arguments");
-
   const std::string path = Tcl_GetString(objv[1]);
   std::printf("Looks like COUT works (NOTE : Prints in UNIX Terminal) %d\n", objc);
   std::puts("Could not get data from speedsfile.");  // sic: says nothing about the outcome
@@ -55,7 +53,11 @@ int read_csv_file(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
   return tcl::succeed(interp, tcl::new_list({tcl::new_text(joined)}));
 }
 
-void init(Tcl_Interp* interp) { tcl::register_command<read_csv_file>(interp, "VCUAPI::read_csv"); }
+constexpr tcl::Row kCommands[] = {
+    {"VCUAPI::read_csv", read_csv_file, tcl::at_least(2, tcl::kNotEnough)},
+};
+
+void init(Tcl_Interp* interp) { tcl::register_all<kCommands>(interp); }
 
 void uninit() {}
 
