@@ -9,7 +9,13 @@ target_compile_options(iptasks_flags INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align>
   # The same figures on every machine: a fused multiply-add would round differently.
   -ffp-contract=off)
-if(IPTASKS_SANITIZE)
+if(IPTASKS_SANITIZE STREQUAL "thread")
+  # Not what runs while the project is built: there is one thread, and a function that is chosen by the processor is so
+  # before the sanitizer is there.
+  set(sanitized $<NOT:$<BOOL:$<TARGET_PROPERTY:IPTASKS_BUILD_TOOL>>>)
+  target_compile_options(iptasks_flags INTERFACE $<${sanitized}:-fsanitize=thread> -fno-omit-frame-pointer)
+  target_link_options(iptasks_flags INTERFACE $<${sanitized}:-fsanitize=thread>)
+elseif(IPTASKS_SANITIZE)
   target_compile_options(iptasks_flags INTERFACE
     -fsanitize=${IPTASKS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(iptasks_flags INTERFACE -fsanitize=${IPTASKS_SANITIZE})

@@ -2,7 +2,8 @@
 # Stubs through which a library calls an engine that is loaded when it is first needed: import_stubs.sh ENGINE.so OUT.S
 #
 # For each function that the engine exports, a hidden function of the same name that jumps to the engine's, which
-# kdi_resolve_import looks up at the first call. x86-64 only; elsewhere engines are linked in the plain way.
+# kdi_resolve_import looks up at the first call. Several threads may come first at once: each finds the same address, and
+# a slot is aligned, so that it is read and written whole. x86-64 only; elsewhere engines are linked in the plain way.
 set -eu
 engine=$1
 nm -D --defined-only --format=posix "$engine" | awk -v library="$(basename "$engine")" '

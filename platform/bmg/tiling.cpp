@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <utility>
 
 #include "kdi/common/KdiDataDir.h"
 #include "platform/bmg/memory.h"
@@ -14,12 +15,29 @@ namespace {
 
 using GeometryPtr = std::shared_ptr<Geometry const>;
 
-struct SharedData {
-  std::mutex mutex;
-  GeometryPtr known;  // null until it is asked for
+// The data in use. Never destroyed: a command may run while the process ends.
+class SharedData {
+ public:
+  GeometryPtr get() {
+    const std::lock_guard lock(mutex_);
+    return known_;
+  }
+  void set(GeometryPtr read) {
+    const std::lock_guard lock(mutex_);
+    known_.swap(read);
+  }
+  // What is in use then: where two threads read at once, the first to end counts.
+  GeometryPtr set_first(GeometryPtr read) {
+    const std::lock_guard lock(mutex_);
+    if (known_ == nullptr) known_ = std::move(read);
+    return known_;
+  }
+
+ private:
+  std::mutex mutex_;
+  GeometryPtr known_;  // null until it is asked for
 };
 
-// Never destroyed: a command may run while the process ends.
 SharedData& data_in_use() {
   static auto& data = *new SharedData;
   return data;
@@ -31,12 +49,11 @@ GeometryPtr read_shared(std::string const& directory) {
 
 GeometryPtr known_geometry() {
   SharedData& data = data_in_use();
-  const std::lock_guard lock(data.mutex);
-  if (data.known != nullptr) return data.known;
+  if (GeometryPtr known = data.get()) return known;
   try {
     const std::vector<std::string> directories = kdi::data_directories("bmg");
     if (directories.empty()) throw Fault(Code::no_data, "no data directory has a folder bmg");
-    return data.known = read_shared(directories.front());
+    return data.set_first(read_shared(directories.front()));
   } catch (std::bad_alloc const&) {
     throw;
   } catch (Fault const&) {
@@ -140,11 +157,6 @@ Tiling tile_memory(std::string_view version_name, std::vector<std::string_view> 
   return result;
 }
 
-void load_data(std::string const& directory) {
-  const GeometryPtr read = read_shared(directory);
-  SharedData& data = data_in_use();
-  const std::lock_guard lock(data.mutex);
-  data.known = read;
-}
+void load_data(std::string const& directory) { data_in_use().set(read_shared(directory)); }
 
 }  // namespace bmg

@@ -16,6 +16,7 @@
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/MessageHost.h"
+#include "platform/common/callees.h"
 #include "platform/common/data_directory.h"
 #include "platform/common/message_arguments.h"
 #include "platform/common/message_catalogue.h"
@@ -27,17 +28,11 @@ using message_host::Sink;
 
 // --------------------------------------------------------------------------------------------------- manager
 
-struct SinkEntry {
-  int number;
-  std::shared_ptr<Sink> sink;
-};
-
 // State of the process. Never destroyed: messages may come while the process ends.
 struct Manager {
-  std::mutex mutex;
-  std::recursive_mutex delivery;  // one message at a time; a sink may send one itself
-  std::vector<SinkEntry> sinks;
-  int next_number = 1;
+  kdi::Callees<Sink> sinks;
+
+  std::mutex mutex;  // of what follows
   std::map<std::string, int> channels;
   kdi::MessageCatalogue catalogue;
 
@@ -50,6 +45,8 @@ struct Manager {
     try {
       const std::string path = kdi::find_data_file("messages/catalogue.json");
       if (!path.empty()) catalogue = kdi::read_message_catalogue(path);
+    } catch (std::bad_alloc const&) {
+      throw;  // the next message makes the manager anew
     } catch (std::exception const& error) {
       std::fprintf(stderr, "WARNING: [messages] %s\n", error.what());
     }
@@ -108,24 +105,14 @@ bool passes(std::string const& channel, int level) {
 }
 
 void deliver(ComMsgMgrInstance const& message) {
-  Manager& m = the_manager();
-  const std::lock_guard delivering(m.delivery);
-  std::vector<SinkEntry> sinks;
-  {
-    const std::lock_guard lock(m.mutex);
-    sinks = m.sinks;
-  }
-  if (sinks.empty()) {
-    std::fprintf(stderr, "%s\n", message_host::line_of(message).c_str());
-    return;
-  }
-  for (SinkEntry const& entry : sinks) {
+  const bool is_heard = the_manager().sinks.each([&message](Sink const& sink) {
     try {
-      (*entry.sink)(message);
+      sink(message);
     } catch (...) {
       // a sink has nobody to report its own failure to; the next one still gets the message
     }
-  }
+  });
+  if (!is_heard) std::fprintf(stderr, "%s\n", message_host::line_of(message).c_str());
 }
 
 // -------------------------------------------------------------------------------------------------- formatting
@@ -260,19 +247,8 @@ std::unique_ptr<ComMsgMgrInstance> ComMsgMgrInstance::createInstance::eval(int l
 
 namespace message_host {
 
-int add_sink(Sink sink) {
-  Manager& m = the_manager();
-  const std::lock_guard lock(m.mutex);
-  m.sinks.push_back({m.next_number, std::make_shared<Sink>(std::move(sink))});
-  return m.next_number++;
-}
-
-void remove_sink(int number) {
-  Manager& m = the_manager();
-  const std::lock_guard not_under_delivery(m.delivery);
-  const std::lock_guard lock(m.mutex);
-  std::erase_if(m.sinks, [number](SinkEntry const& entry) { return entry.number == number; });
-}
+int add_sink(Sink sink) { return the_manager().sinks.add(std::move(sink)); }
+void remove_sink(int number) { the_manager().sinks.remove(number); }
 
 Sink file_sink(std::string const& path) {
   return [file = std::make_shared<kdi::LineFile>(path)](ComMsgMgrInstance const& message) {

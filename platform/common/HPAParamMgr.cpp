@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -43,23 +44,37 @@ struct Stored {
   }
 };
 
-// Counts what changes in the registry, beside it, so that a question about it makes none.
+// Counts what changes in the Registry, beside it, so that a question about it makes none.
 std::atomic<std::uint64_t> changes = 1;
+
+// Runs `read` and gives what it throws to `tell`. Lack of memory passes: it is no fault of a file.
+template <class Read, class Tell>
+void tell_faults(Read read, Tell tell) {
+  try {
+    read();
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const& error) {
+    tell(error.what());
+  }
+}
 
 // State of the process. Never destroyed: parameters are read while the package is loaded and while the process ends.
 class Registry {
  public:
+  // Throws std::bad_alloc alone; the next question then makes the Registry again.
   Registry() {
     read_catalogue();
     const kdi::GivenPlaces given = kdi::given_places(kdi::PlaceVariable::parameter_values);
     if (given.text.empty()) return;
-    try {
+    const auto read = [&] {
       const std::string path = given.absolute(given.text).string();
       if (path.empty()) throw std::runtime_error(given.text + ": the working directory is gone");
       load(path);
-    } catch (std::exception const& error) {
-      faults_.push_back(std::string(error.what()) + " (no value of the file that KDI_PARAMS names is used)");
-    }
+    };
+    tell_faults(read, [this](std::string const& fault) {
+      faults_.push_back(fault + " (no value of the file that KDI_PARAMS names is used)");
+    });
   }
 
   // What was wrong with the files; told once, and not by the constructor, since whoever is told may read a parameter.
@@ -148,27 +163,25 @@ class Registry {
 
   // A parameter that several data roots declare is as the first of them says, so that a site may change a default.
   void read_catalogue() {
-    try {
+    const auto read = [this] {
       for (std::vector<std::string> const& files : kdi::find_data_files("params", ".json")) {
         std::map<std::string, Stored> of_root;
         for (std::string const& path : files) read_declarations(path, of_root);
         parameters_.merge(of_root);
       }
       if (parameters_.empty()) catalogue_fault("no data root (KDI_DATA_DIR) has a folder params with declarations");
-    } catch (std::exception const& error) {
-      catalogue_fault(error.what());
-    }
+    };
+    tell_faults(read, [this](std::string const& fault) { catalogue_fault(fault); });
   }
   void read_declarations(std::string const& path, std::map<std::string, Stored>& of_root) {
-    try {
-      for (kdi::FileDeclaration& read : kdi::read_declarations(kdi::JsonFile(path))) {
-        const std::string name = read.declaration.name;
-        if (!of_root.emplace(name, Stored{std::move(read.declaration), {}, {}}).second)
-          catalogue_fault(read.place + ": expected a name that is declared once, found \"" + name + "\" again");
+    const auto read = [&] {
+      for (kdi::FileDeclaration& declared : kdi::read_declarations(kdi::JsonFile(path))) {
+        const std::string name = declared.declaration.name;
+        if (!of_root.emplace(name, Stored{std::move(declared.declaration), {}, {}}).second)
+          catalogue_fault(declared.place + ": expected a name that is declared once, found \"" + name + "\" again");
       }
-    } catch (std::exception const& error) {
-      catalogue_fault(error.what());
-    }
+    };
+    tell_faults(read, [this](std::string const& fault) { catalogue_fault(fault); });
   }
   void catalogue_fault(std::string const& fault) {
     catalogue_is_whole_ = false;
@@ -178,7 +191,7 @@ class Registry {
   mutable std::mutex mutex_;
   std::map<std::string, Stored> parameters_;
   std::vector<std::string> faults_;
-  bool catalogue_is_whole_ = true;  // constant once the registry is made
+  bool catalogue_is_whole_ = true;  // constant once the Registry is made
 };
 
 Registry& the_registry() {

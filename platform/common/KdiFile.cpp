@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -18,6 +19,7 @@ namespace {
 constexpr mode_t kNewFileMode = 0666;  // less the process's mask
 
 [[noreturn]] void fail(std::string const& path, std::string const& what, int reason) {
+  if (reason == ENOMEM) throw std::bad_alloc();  // no fault of the file
   throw FileError(path + ": " + what + ": " + std::generic_category().message(reason));
 }
 
@@ -173,6 +175,7 @@ LineFile::LineFile(std::string path)
 LineFile::~LineFile() { ::close(number_); }
 
 void LineFile::add(std::string_view line) {
+  const std::lock_guard lock(mutex_);
   // in one call, so that the lines of several processes do not mix
   const std::string text = (within_line_ ? "\n" : "") + std::string(line) + "\n";
   std::string_view rest = text;

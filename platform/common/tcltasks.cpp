@@ -2,6 +2,7 @@
 
 #include <tcl.h>
 
+#include <atomic>
 #include <limits>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "kdi/common/HTCTclInterp.h"
 #include "kdi/common/host/TclHost.h"
 #include "kdi/tcl/values.h"
+#include "platform/common/callees.h"
 
 namespace hdi::tcltasks {
 namespace {
@@ -16,19 +18,24 @@ namespace {
 using JournalCall = std::function<void(std::string const&)>;
 
 // Never destroyed: commands may be evaluated while the process ends.
-JournalCall& the_journal() {
-  static JournalCall& journal = *new JournalCall;
-  return journal;
+struct Journals {
+  kdi::Callees<JournalCall> all;  // one, but while it is changed
+  std::atomic<int> number = 0;
+};
+
+Journals& the_journals() {
+  static Journals& instance = *new Journals;
+  return instance;
 }
 
 void record(std::string const& command) {
-  const JournalCall journal = the_journal();  // a copy: a journal may set another one
-  if (!journal) return;
-  try {
-    journal(command);
-  } catch (...) {
-    // the journal has nobody to report its own failure to
-  }
+  the_journals().all.each([&command](JournalCall const& journal) {
+    try {
+      journal(command);
+    } catch (...) {
+      // the journal has nobody to report its own failure to
+    }
+  });
 }
 
 struct Outcome {
@@ -74,5 +81,7 @@ int tclcmdobj(Tcl_Interp* interp, std::string const& command, task_manager::reco
 }  // namespace hdi::tcltasks
 
 void tcl_host::set_journal(std::function<void(std::string const&)> journal) {
-  hdi::tcltasks::the_journal() = std::move(journal);
+  hdi::tcltasks::Journals& known = hdi::tcltasks::the_journals();
+  const int added = journal ? known.all.add(std::move(journal)) : 0;
+  known.all.remove(known.number.exchange(added));
 }

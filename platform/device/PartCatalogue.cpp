@@ -26,6 +26,15 @@ std::string path_of(std::string const& device, std::vector<std::string> const& d
   return {};
 }
 
+std::vector<std::string> device_names(std::vector<std::string> const& directories) {
+  std::set<std::string> names;
+  for (std::string const& directory : directories)
+    for (std::string const& name : list_directory(directory, kSuffix))
+      if (name != kSchema && is_file((fs::path(directory) / name).string()))
+        names.insert(name.substr(0, name.size() - (sizeof kSuffix - 1)));
+  return {names.begin(), names.end()};
+}
+
 }  // namespace
 
 PartCatalogue::PartCatalogue(std::vector<std::string> directories) : directories_(std::move(directories)) {}
@@ -36,14 +45,14 @@ PartCatalogue& PartCatalogue::global() {
 }
 
 HDARPart const* PartCatalogue::part(std::string const& name) {
-  const std::lock_guard lock(mutex_);
-  if (const auto known = parts_.find(name); known != parts_.end()) return known->second;
+  if (HDARPart const* const known = part_read(name)) return known;
+  const std::vector<std::string> places = directories();
   // A part's name begins with its device's. Names ascend, so the longest that fits comes last.
-  const std::vector<std::string> names = device_names();
+  const std::vector<std::string> names = device_names(places);
   for (auto device = names.rbegin(); device != names.rend(); ++device) {
-    if (devices_.count(*device) != 0 || name.rfind(*device, 0) != 0) continue;
-    load(*device);
-    if (const auto found = parts_.find(name); found != parts_.end()) return found->second;
+    if (name.rfind(*device, 0) != 0) continue;
+    load(*device, places);
+    if (HDARPart const* const found = part_read(name)) return found;
   }
   return nullptr;
 }
@@ -53,39 +62,48 @@ void PartCatalogue::add_directory(std::string directory) {
   directories_.insert(directories_.begin(), std::move(directory));
 }
 
-std::vector<std::string> PartCatalogue::devices() const {
-  const std::lock_guard lock(mutex_);
-  return device_names();
-}
+std::vector<std::string> PartCatalogue::devices() const { return device_names(directories()); }
 
 std::vector<std::string> PartCatalogue::parts(std::string const& device) {
-  const std::lock_guard lock(mutex_);
-  const std::vector<std::string> known = device_names();
+  const std::vector<std::string> places = directories();
+  const std::vector<std::string> known = device_names(places);
   std::vector<std::string> names;
   if (!std::binary_search(known.begin(), known.end(), device)) return names;
-  for (HDARPart const& part : load(device)) names.push_back(part.values().name);
+  for (HDARPart const& part : load(device, places).parts) names.push_back(part.values().name);
   std::sort(names.begin(), names.end());
   return names;
 }
 
-// The parts of a device that has a file, read if need be.
-std::deque<HDARPart> const& PartCatalogue::load(std::string const& device) {
-  if (const auto known = devices_.find(device); known != devices_.end()) return known->second;
-  std::deque<HDARPart> parts;
-  for (Part& part : read_device_file(path_of(device, directories_), directories_))
-    parts.emplace_back(std::make_shared<Part const>(std::move(part)));
-  std::deque<HDARPart> const& kept = devices_.emplace(device, std::move(parts)).first->second;
-  for (HDARPart const& part : kept) parts_.emplace(part.values().name, &part);
-  return kept;
+// A device that has a file, read if need be; where two threads read it at once, the first to end counts.
+PartCatalogue::Device const& PartCatalogue::load(std::string const& device,
+                                                 std::vector<std::string> const& directories) {
+  if (Device const* const known = device_read(device)) return *known;
+  Device read;
+  for (Part& part : read_device_file(path_of(device, directories), directories))
+    read.parts.emplace_back(std::make_shared<Part const>(std::move(part)));
+  for (HDARPart const& part : read.parts) read.by_name.emplace(part.values().name, &part);
+  const std::lock_guard lock(mutex_);
+  return devices_.emplace(device, std::move(read)).first->second;
 }
 
-std::vector<std::string> PartCatalogue::device_names() const {
-  std::set<std::string> names;
-  for (std::string const& directory : directories_)
-    for (std::string const& name : list_directory(directory, kSuffix))
-      if (name != kSchema && is_file((fs::path(directory) / name).string()))
-        names.insert(name.substr(0, name.size() - (sizeof kSuffix - 1)));
-  return {names.begin(), names.end()};
+PartCatalogue::Device const* PartCatalogue::device_read(std::string const& device) const {
+  const std::lock_guard lock(mutex_);
+  const auto known = devices_.find(device);
+  return known == devices_.end() ? nullptr : &known->second;
+}
+
+HDARPart const* PartCatalogue::part_read(std::string const& name) const {
+  const std::lock_guard lock(mutex_);
+  for (auto device = devices_.rbegin(); device != devices_.rend(); ++device) {
+    if (!name.starts_with(device->first)) continue;
+    if (const auto part = device->second.by_name.find(name); part != device->second.by_name.end()) return part->second;
+  }
+  return nullptr;
+}
+
+std::vector<std::string> PartCatalogue::directories() const {
+  const std::lock_guard lock(mutex_);
+  return directories_;
 }
 
 std::vector<Part> read_device_file(std::string const& path, std::vector<std::string> const& directories) {

@@ -186,16 +186,36 @@ bool same_word(std::string_view a, std::string_view b) { return a.size() == b.si
 
 Model read_model(std::string_view text, std::string const& name) { return read_model(JsonFile(text, name).root()); }
 
+namespace {
+
+// The models that were read. Never destroyed: calculators may be asked for while the process ends.
+class ModelsRead {
+ public:
+  Model const* find(std::string const& generation) {
+    const std::lock_guard lock(mutex_);
+    const auto known = models_.find(generation);
+    return known == models_.end() ? nullptr : known->second.get();
+  }
+  // Where two threads read a model at once, the first to end counts.
+  Model const* keep(std::string const& generation, std::unique_ptr<Model const> model) {
+    const std::lock_guard lock(mutex_);
+    return models_.emplace(generation, std::move(model)).first->second.get();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::string, std::unique_ptr<Model const>> models_;
+};
+
+}  // namespace
+
 Model const* model_of(std::string const& generation) {
-  // Never destroyed: calculators may be asked for while the process ends.
-  static std::mutex& mutex = *new std::mutex;
-  static auto& models = *new std::map<std::string, std::unique_ptr<Model const>>;
-  const std::lock_guard lock(mutex);
-  if (const auto known = models.find(generation); known != models.end()) return known->second.get();
+  static ModelsRead& models = *new ModelsRead;
+  if (Model const* const known = models.find(generation)) return known;
   try {
     std::unique_ptr<Model const> model = load(generation);
     // What is not there may come to be there; it is looked for again.
-    return model == nullptr ? nullptr : models.emplace(generation, std::move(model)).first->second.get();
+    return model == nullptr ? nullptr : models.keep(generation, std::move(model));
   } catch (std::bad_alloc const&) {
     throw;
   } catch (std::exception const& error) {

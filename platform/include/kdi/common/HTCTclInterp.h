@@ -4,7 +4,8 @@
 struct Tcl_Interp;
 
 struct HTCTclInterp {
-  /// The interpreter that the host named (common/host/TclHost.h) as long as it lives, else a private one, made at first
-  /// use and kept. Null only if Tcl cannot make one. As every interpreter, it belongs to the thread that made it.
+  /// The interpreter that the host named for this thread (common/host/TclHost.h) as long as it lives, else a private
+  /// one of this thread, made at first use and kept until Tcl ends the thread (Tcl_FinalizeThread). Null only if Tcl
+  /// cannot make one.
   static Tcl_Interp* getDefaultInterp();
 };

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -40,7 +41,7 @@ bool is_directory(std::string const& path);
 /// FileError if it is there and cannot be listed to its end.
 std::vector<std::string> list_directory(std::string const& path, std::string_view suffix = {});
 
-/// A text file that grows by whole lines, whatever else writes to it.
+/// A text file that grows by whole lines, whatever else writes to it. For any thread.
 class LineFile {
  public:
   /// Opens the file `path`, which is created if need be. Throws FileError.
@@ -56,6 +57,7 @@ class LineFile {
  private:
   std::string path_;
   int number_;
+  std::mutex mutex_;
   bool within_line_ = false;
 };
 

@@ -1,5 +1,8 @@
 #include "tcltasks/fec/fec_commands.h"
 
+#include <mutex>
+#include <utility>
+
 #include "kdi/tcl/command.h"
 #include "tcltasks/fec/code_config.h"
 #include "tcltasks/fec/ldpc.h"
@@ -24,17 +27,25 @@ Tcl_Obj* data_list(std::vector<phy_trans_t<Variant>> const& writes) {
   return tcl::new_list(writes, [](phy_trans_t<Variant> const& write) { return new_uint(write.data); });
 }
 
-// The message store of a core's latest run.
+// The record of a core's latest run.
+ConfigGenMsgs& record_of(sd_fec::Variant) { return sd_fec::config_gen_msgs; }
+ConfigGenMsgs& record_of(ldpc::Variant) { return ldpc::config_gen_msgs; }
+
+std::mutex record_mutex;
+
+// Overwrites the record, as a whole: commands may run on several threads.
 template <class Variant>
-ConfigGenMsgs& message_store();
-template <>
-ConfigGenMsgs& message_store<sd_fec::Variant>() {
-  return sd_fec::config_gen_msgs;
+void publish(ConfigGenMsgs messages) {
+  const std::lock_guard lock(record_mutex);
+  std::swap(record_of(Variant{}), messages);
 }
-template <>
-ConfigGenMsgs& message_store<ldpc::Variant>() {
-  return ldpc::config_gen_msgs;
-}
+
+// A record is never destroyed, since a command may run on another thread while the process ends.
+union LastingRecord {
+  ConfigGenMsgs messages{};
+  constexpr LastingRecord() {}
+  ~LastingRecord() {}
+};
 
 }  // namespace
 
@@ -124,14 +135,14 @@ std::string failure_text(std::string const& id, ConfigGenMsgs const& store) {
   return header + concat_msgs(store.warnings) + "\n" + concat_msgs(store.errors);
 }
 
-// Compiles one code into `codes`; false if it is of no use, with the reason in the message store.
+// Compiles one code into `codes`; false if it is of no use, with the reason in `store`.
 template <class Variant>
-bool compile_code(unsigned index, ldpc_spec_t<Variant> const& spec, CompiledCodes<Variant>& codes) {
-  ConfigGenMsgs& store = message_store<Variant>();
-  store = {};
+bool compile_code(unsigned index, ldpc_spec_t<Variant> const& spec, CompiledCodes<Variant>& codes,
+                  ConfigGenMsgs& store) {
   ldpc_code_config_t<Variant> config;
   ldpc_code_stats_t<Variant>& stats = codes.stats.emplace_back();
   gen_ldpc_code_config(spec.spec, config, stats, config_gen_msg_handler, &store, Variant::kMinSlots, false);
+  publish<Variant>(store);
   if (!stats.enc_ok && !stats.dec_ok) return false;
   codes.image.add(index, config);
 
@@ -170,9 +181,10 @@ int gen_ldpc_params(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const
         interp, message(kBadInput, specs.size(), " codes given, which exceeds the supported limit, ", kMaxCodes, "."));
 
   CompiledCodes<Variant> codes;
-  for (unsigned i = 0; i < specs.size(); ++i)
-    if (!compile_code(i, specs[i], codes))
-      return tcl::fail(interp, failure_text(specs[i].id, message_store<Variant>()));
+  for (unsigned i = 0; i < specs.size(); ++i) {
+    ConfigGenMsgs store;
+    if (!compile_code(i, specs[i], codes, store)) return tcl::fail(interp, failure_text(specs[i].id, store));
+  }
   codes.image.gen_phy_trans(0);
   return tcl::succeed(interp, result_of(interp, specs, codes));
 }
@@ -210,7 +222,8 @@ template int gen_turbo_params<sd_fec::Variant>(ClientData, Tcl_Interp*, int, Tcl
 
 namespace sd_fec {
 
-fec::ConfigGenMsgs config_gen_msgs;
+static constinit fec::LastingRecord latest_run;
+fec::ConfigGenMsgs& config_gen_msgs = latest_run.messages;
 
 constexpr tcl::Row kCommands[] = {
     {"sd_fec::gen_core_params", gen_core_params, fec::kOneWord},
@@ -226,7 +239,8 @@ void uninit() {}
 
 namespace ldpc {
 
-fec::ConfigGenMsgs config_gen_msgs;
+static constinit fec::LastingRecord latest_run;
+fec::ConfigGenMsgs& config_gen_msgs = latest_run.messages;
 
 constexpr tcl::Row kCommands[] = {
     {"ldpc::gen_core_params", gen_core_params, fec::kOneWord},

@@ -1,4 +1,7 @@
 // The host's side of GUI events: who listens.
+//
+// Listeners are called in the order of their subscription, on the thread that fires, with no lock held: what a listener
+// keeps it guards itself, and it may fire, subscribe and unsubscribe.
 #pragma once
 
 #include <functional>
@@ -20,7 +23,8 @@ int subscribe(std::function<void(E const&)> listener) {
                       [listener = std::move(listener)](void const* event) { listener(*static_cast<E const*>(event)); });
 }
 
-/// Removes the listener of that number, if there is one.
+/// Removes the listener of that number, if there is one. When this returns, it is not called any more, from no thread:
+/// calls on other threads are waited for. A listener may remove itself.
 void unsubscribe(int number);
 
 }  // namespace gui_event_host

@@ -18,10 +18,12 @@ namespace message_host {
 
 using Sink = std::function<void(ComMsgMgrInstance const&)>;
 
-/// Adds a sink; from the first one on, standard error is left alone. Sinks are called in the order they were added, one
-/// message at a time. A sink that throws is passed over. Returns a number for remove_sink.
+/// Adds a sink; from the first one on, standard error is left alone. Sinks are called in the order they were added, on
+/// the thread that sends, with no lock held: what a sink keeps it guards itself, and it may send messages. A sink that
+/// throws is passed over. Returns a number for remove_sink.
 int add_sink(Sink sink);
-/// Removes a sink. When this returns, it is not called any more, from no thread.
+/// Removes a sink. When this returns, it is not called any more, from no thread: calls on other threads are waited for.
+/// A sink may remove itself.
 void remove_sink(int number);
 
 /// A sink that appends one line for each message to the file `path`, which is created if need be.

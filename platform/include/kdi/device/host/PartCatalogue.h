@@ -15,7 +15,7 @@
 namespace kdi::device {
 
 /// The parts of the device files in some directories, each file read when one of its parts is first asked for. All
-/// operations may be called from several threads.
+/// operations may be called from several threads; none waits while another one reads a file.
 ///
 /// A directory holds one file `<device>.json` for each device, and family files in `families/`. Where two directories
 /// have a file of the same name, the first one's counts. Errors are kdi::JsonError and kdi::FileError (common/),
@@ -41,13 +41,18 @@ class PartCatalogue {
   std::vector<std::string> parts(std::string const& device);
 
  private:
-  std::deque<HDARPart> const& load(std::string const& device);
-  std::vector<std::string> device_names() const;
+  struct Device {
+    std::deque<HDARPart> parts;
+    std::unordered_map<std::string_view, HDARPart const*> by_name;
+  };
+  Device const& load(std::string const& device, std::vector<std::string> const& directories);
+  Device const* device_read(std::string const& device) const;
+  HDARPart const* part_read(std::string const& name) const;
+  std::vector<std::string> directories() const;
 
   mutable std::mutex mutex_;
   std::vector<std::string> directories_;
-  std::map<std::string, std::deque<HDARPart>> devices_;     // those that were read
-  std::unordered_map<std::string, HDARPart const*> parts_;  // all of theirs
+  std::map<std::string, Device> devices_;  // those that were read; none is taken out again
 };
 
 /// Reads a device file and returns its parts; a family file is looked for beside it first, then in `directories`.
