@@ -3,6 +3,7 @@
 #include "tcltasks/dsp/v_scaler/lanczos.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cmath>
 #include <filesystem>
@@ -10,6 +11,8 @@
 #include <limits>
 #include <sstream>
 #include <vector>
+
+#include "tests/support/scratch.h"
 
 namespace {
 
@@ -123,7 +126,29 @@ TEST(Lanczos, RefusesSizesThatMakeNoTable) {
   EXPECT_FALSE(supported(-1, 0, 1, 1, 1, 1));
   EXPECT_FALSE(supported(1, 1, 1, 1, 1, -1));
   EXPECT_FALSE(supported(1, 1, 2147483647, 1, 2147483647, 2147483647));
+  EXPECT_TRUE(supported(0, 0, 0, 0, 0, 1 << 26));  // no entries, but as many rounds as there are sets
+  EXPECT_FALSE(supported(0, 0, 0, 0, 0, (1 << 26) + 1));
+  EXPECT_FALSE(supported(0, 0, 0, 0, 1000, 2147483647));
+  EXPECT_FALSE(supported(0, 0, 0, 0, 2147483647, 1));
   EXPECT_EQ(v_scaler::CreateCoefsMatrix(2, 2, 2, 2, 1, 0, 0, 0, 1, "unused"), "");
+}
+
+// What the process has had in memory at most, in kilobytes.
+long most_memory() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+TEST(Lanczos, MemoryDoesNotGrowWithTheFile) {
+  const Scratch folder;
+  v_scaler::CreateCoefsMatrix(1, 1, 2, 2, 1, 1, 1, 0, 1, folder.path("small"));
+  const long before = most_memory();
+  constexpr int kPhases = 1 << 21;
+  v_scaler::CreateCoefsMatrix(0, 0, 1, 1, kPhases, 0, 0, 0, 1, folder.path("large"));
+  EXPECT_LT(most_memory() - before, 20'000);
+  constexpr std::size_t kHeader = 62;
+  EXPECT_EQ(std::filesystem::file_size(folder.path("large.coe")), kHeader + std::size_t{3} * kPhases);
 }
 
 TEST(Lanczos, ADeviceThatIsFullIsAnErrorAndNoFile) {

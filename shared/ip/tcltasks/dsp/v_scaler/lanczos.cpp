@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace v_scaler {
@@ -38,9 +40,8 @@ void free_table(std::int32_t**& table, int phases) {
   table = nullptr;
 }
 
-// One block of the file: the rows of a table, filled up with zeros to the common size.
+// One block of the file: a row for each phase, filled up with zeros to the common size.
 struct Block {
-  std::int32_t* const* rows;
   int phases;
   int taps;
 };
@@ -52,47 +53,73 @@ std::int64_t block_count(int use_chroma, int use_vertical, int chroma) {
   return use_vertical == 1 ? 2 * horizontal : horizontal;
 }
 
-// The text of one set of entries, each followed by a comma and a line end.
-std::string entries_text(std::vector<Block> const& blocks, int rows, int columns, bool zeros) {
-  std::string text;
-  char digits[16];
-  for (Block const& one : blocks)
-    for (int row = 0; row < rows; ++row)
-      for (int column = 0; column < columns; ++column) {
-        const bool is_tap = !zeros && row < one.phases && column < one.taps;
-        char* const end = std::to_chars(digits, digits + sizeof digits, is_tap ? one.rows[row][column] : 0).ptr;
-        *end = ',';
-        end[1] = '\n';
-        text.append(digits, end + 2);
-      }
-  return text;
-}
-
-// Four tables that free themselves.
-class Tables {
+// A row of coefficients that frees itself.
+class Row {
  public:
-  Tables(int taps, int phases) : taps_(taps), phases_(phases) {
-    if (alloc_coefs_buff(&coefs_, taps, phases) == 0) return;
-    dealloc_coefs_buff(&coefs_, taps, phases);
+  explicit Row(int taps) {
+    const int failed = alloc_coefs_buff(&tables_, taps, 1);
+    if (failed == 0) return;
+    dealloc_coefs_buff(&tables_, taps, 1);
     throw std::bad_alloc();
   }
-  ~Tables() { dealloc_coefs_buff(&coefs_, taps_, phases_); }
-  Tables(Tables const&) = delete;
-  Tables& operator=(Tables const&) = delete;
-  coefs_struct const& get() const { return coefs_; }
+  ~Row() { dealloc_coefs_buff(&tables_, 0, 1); }
+  Row(Row const&) = delete;
+  Row& operator=(Row const&) = delete;
+  std::int32_t* get() const { return tables_.h_luma[0]; }
 
  private:
-  coefs_struct coefs_;
-  int taps_;
-  int phases_;
+  coefs_struct tables_;
 };
 
-void fill(std::int32_t* const* luma, std::int32_t* const* chroma, int phases, int taps) {
-  for (int p = 0; p < phases; ++p) {
-    const auto phase = static_cast<float>(p / static_cast<double>(phases));
-    get_lanczos_coeffs(phase, luma[p], taps);
-    get_lanczos_coeffs(phase, chroma[p], taps);
+// The entries of a file, each with a comma and a line end behind it, and the last one with a semicolon. `write` takes
+// them in pieces and says whether it could; behind a piece that it could not take, none comes.
+template <class Write>
+class Entries {
+ public:
+  explicit Entries(Write write) : write_(write) {}
+
+  void add(std::int32_t entry) {
+    char digits[16];
+    char* const end = std::to_chars(digits, digits + sizeof digits, entry).ptr;
+    if (text_.size() >= kPiece) flush();
+    text_.append(ending_).append(digits, end);
+    ending_ = ",\n";
   }
+  void finish() {
+    if (!ending_.empty()) text_ += ";\n";
+    flush();
+  }
+  bool failed() const { return failed_; }
+
+ private:
+  static constexpr std::size_t kPiece = std::size_t{1} << 16;
+
+  void flush() {
+    failed_ = failed_ || !write_(text_);
+    text_.clear();
+  }
+
+  Write write_;
+  std::string text_;
+  std::string_view ending_;  // of the entry before
+  bool failed_ = false;
+};
+
+// The entries of the file in its order. A row is computed when its turn comes, so that memory does not grow with their
+// number. False if `write` failed.
+template <class Write>
+bool write_entries(std::vector<Block> const& blocks, int rows, int columns, int sets, Write write) {
+  Entries<Write> entries(write);
+  const Row row(columns);
+  for (int set = 0; set < sets; ++set)
+    for (Block const& block : blocks)
+      for (int p = 0; p < rows && !entries.failed(); ++p) {
+        const int taps = set == 0 && p < block.phases ? block.taps : 0;
+        get_lanczos_coeffs(static_cast<float>(p / static_cast<double>(block.phases)), row.get(), taps);
+        for (int column = 0; column < columns; ++column) entries.add(column < taps ? row.get()[column] : 0);
+      }
+  entries.finish();
+  return !entries.failed();
 }
 
 std::string file_name(std::string const& path) {
@@ -104,16 +131,11 @@ std::string file_name(std::string const& path) {
 void write_file(std::string const& name, std::vector<Block> const& blocks, int rows, int columns, int sets) {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "w+b"), std::fclose);
   if (!file) return;  // sic: no error
-  bool written = true;
-  const auto write = [&](std::string const& text) {
-    written = written && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+  const auto write = [&file](std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
   };
-  write("memory_initialization_radix=10;\nmemory_initialization_vector=\n");
-  for (int set = 0; set < sets && written; ++set) {
-    std::string text = entries_text(blocks, rows, columns, set > 0);
-    if (set + 1 == sets && !text.empty()) text[text.size() - 2] = ';';
-    write(text);
-  }
+  bool written = write("memory_initialization_radix=10;\nmemory_initialization_vector=\n") &&
+                 write_entries(blocks, rows, columns, sets, write);
   written = std::fclose(file.release()) == 0 && written;
   if (written) return;
   std::remove(name.c_str());
@@ -193,8 +215,9 @@ bool are_sizes_supported(int h_phases, int v_phases, int h_taps, int v_taps, int
     if (size < 0) return false;
   if (h_phases > max_phases || v_phases > max_phases) return false;
   std::int64_t entries = block_count(use_chroma, use_vertical, chroma);
-  for (int factor : {max_phases, std::max(h_taps, v_taps), std::max(coefficient_sets, 1)}) {
-    entries *= factor;
+  // A size of 0 bounds the file, but not the others: they are walked all the same.
+  for (int factor : {max_phases, std::max(h_taps, v_taps), coefficient_sets}) {
+    entries *= std::max(factor, 1);
     if (entries > kMaxEntries) return false;
   }
   return true;
@@ -205,20 +228,12 @@ std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps
   if (!are_sizes_supported(h_phases, v_phases, h_taps, v_taps, max_phases, use_chroma, use_vertical, chroma,
                            coefficient_sets))
     return {};
-  const int max_taps = std::max(h_taps, v_taps);
-  const Tables made(max_taps, max_phases);
-  coefs_struct const& coefs = made.get();
-  fill(coefs.h_luma, coefs.h_chroma, h_phases, h_taps);
-  fill(coefs.v_luma, coefs.v_chroma, v_phases, v_taps);
-
-  const bool chroma_blocks = has_chroma(use_chroma, chroma);
-  std::vector<Block> blocks{{coefs.h_luma, h_phases, h_taps}};
-  if (chroma_blocks) blocks.push_back({coefs.h_chroma, h_phases, h_taps});
-  if (use_vertical == 1) blocks.push_back({coefs.v_luma, v_phases, v_taps});
-  if (use_vertical == 1 && chroma_blocks) blocks.push_back({coefs.v_chroma, v_phases, v_taps});
+  // Luma and chroma come out alike.
+  std::vector<Block> blocks(has_chroma(use_chroma, chroma) ? 2 : 1, Block{h_phases, h_taps});
+  if (use_vertical == 1) blocks.insert(blocks.end(), blocks.size(), Block{v_phases, v_taps});
 
   std::string name = file_name(path);
-  write_file(name, blocks, max_phases, max_taps, coefficient_sets);
+  write_file(name, blocks, max_phases, std::max(h_taps, v_taps), coefficient_sets);
   return name;
 }
 

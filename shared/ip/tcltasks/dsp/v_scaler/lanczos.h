@@ -37,12 +37,12 @@ float lanczos(float x, int a);
 /// integer holds (the sum of a row may be 0) becomes 0.
 void get_lanczos_coeffs(float phase, int* row, int taps);
 
-/// Whether tables of these sizes are made at all: nothing negative, no more phases than `max_phases`, and at most 2^26
-/// entries in the file.
+/// Whether a file of these sizes is made at all: nothing negative, no more phases than `max_phases`, and at most 2^26
+/// entries, where a size of 0 counts as 1.
 bool are_sizes_supported(int h_phases, int v_phases, int h_taps, int v_taps, int max_phases, int use_chroma,
                          int use_vertical, int chroma, int coefficient_sets);
 
-/// Computes the tables and writes them to `path` with ".coe" appended ("coefs.coe" if it is empty; backslashes become
+/// Computes the tables, row by row, and writes them to `path` with ".coe" appended ("coefs.coe" if it is empty; backslashes become
 /// slashes). Returns the file's name, also when the file could not be opened. Sizes that are not supported give an
 /// empty name and no file; throws std::runtime_error if writing fails half-way, and leaves no partial file.
 std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps, int max_phases, int use_chroma,
