@@ -147,7 +147,7 @@ TEST(Figures, AreTheSameWhoeverIsAsked) {
     ASSERT_TRUE(solver.getPhaseError(&phase_error, 0));
     EXPECT_NEAR(phase_error, solution.phase_error_ps, 1e-9);
 
-    const auto front = pareto_front(primitive, request);
+    const auto front = pareto_front(primitive, request, 1000000);
     ASSERT_FALSE(front.empty());
     bool is_listed = false;
     for (ParetoPoint const& point : front) {

@@ -73,6 +73,28 @@ std::vector<Figures> brute_front(Primitive const& primitive, Request const& requ
   return front;
 }
 
+constexpr std::size_t kAll = 1000000;  // more than any front here has
+
+// Settings by the thousand, which are looked through piece by piece.
+TEST(ParetoFront, IsTheBruteForceFrontOfManySettings) {
+  Primitive primitive = test_support::large_primitive();
+  primitive.multiplier.fraction = 16;
+  Request request;
+  request.input_hz = 100000000;
+  request.outputs.push_back({74000000, 0, Rational(1, 2), ""});
+  int settings = 0;
+  Enumeration(primitive, request).for_each_loop([&](int, int) { ++settings; });
+  EXPECT_GT(settings, 3000);
+  const std::vector<Figures> truth = brute_front(primitive, request);
+  const std::vector<ParetoPoint> front = pareto_front(primitive, request, kAll);
+  ASSERT_EQ(front.size(), truth.size());
+  for (std::size_t at = 0; at < front.size(); ++at) {
+    EXPECT_EQ(front[at].worst_error, truth[at].error);
+    EXPECT_EQ(front[at].solution.input_divider, truth[at].d);
+    EXPECT_EQ(front[at].solution.multiplier, Rational(truth[at].m, kParts));
+  }
+}
+
 TEST(ParetoFront, IsTheBruteForceFrontOnAThousandRequests) {
   const Primitive primitives[] = {test_support::whole_primitive(), test_support::eighths_primitive(),
                                   test_support::sixty_fourths_primitive(), test_support::stepped_primitive(),
@@ -85,7 +107,7 @@ TEST(ParetoFront, IsTheBruteForceFrontOnAThousandRequests) {
     const Request request = test_support::random_request(
         random, primitive, 1 + random.below(static_cast<unsigned>(primitive.outputs.size())));
     const std::vector<Figures> truth = brute_front(primitive, request);
-    const std::vector<ParetoPoint> front = pareto_front(primitive, request);
+    const std::vector<ParetoPoint> front = pareto_front(primitive, request, kAll);
     ASSERT_EQ(front.size(), truth.size());
     points += front.size();
     for (std::size_t at = 0; at < front.size(); ++at) {
@@ -99,14 +121,45 @@ TEST(ParetoFront, IsTheBruteForceFrontOnAThousandRequests) {
   EXPECT_GT(points, 2000u);  // fronts, not single points
 }
 
-TEST(ParetoFront, BeginsWithTheLeastError) {
-  const Primitive primitive = test_support::large_primitive();
+Request three_clocks() {
   Request request;
   request.input_hz = 100000000;
   for (std::int64_t mhz : {74, 148, 33}) request.outputs.push_back({mhz * 1000000, 0, Rational(1, 2), ""});
-  const auto front = pareto_front(primitive, request);
+  return request;
+}
+
+TEST(ParetoFront, BeginsWithTheLeastError) {
+  const Primitive primitive = test_support::large_primitive();
+  const auto front = pareto_front(primitive, three_clocks(), kAll);
   ASSERT_FALSE(front.empty());
-  EXPECT_EQ(front[0].worst_error, solve(primitive, request).solution->worst_error);
+  EXPECT_EQ(front[0].worst_error, solve(primitive, three_clocks()).solution->worst_error);
+}
+
+TEST(ParetoFront, OfMoreThanAreAskedForIsChosenEvenly) {
+  const Primitive primitive = test_support::large_primitive();
+  const auto all = pareto_front(primitive, three_clocks(), kAll);
+  ASSERT_GT(all.size(), 20U);
+  const auto chosen = [&](std::size_t most) {
+    std::vector<std::size_t> indices;
+    for (ParetoPoint const& point : pareto_front(primitive, three_clocks(), most))
+      for (std::size_t i = 0; i < all.size(); ++i)
+        if (all[i].solution.multiplier == point.solution.multiplier &&
+            all[i].solution.input_divider == point.solution.input_divider)
+          indices.push_back(i);
+    return indices;
+  };
+  using Indices = std::vector<std::size_t>;
+  const std::size_t last = all.size() - 1;
+  EXPECT_EQ(chosen(1), (Indices{0}));
+  EXPECT_EQ(chosen(2), (Indices{0, last}));
+  EXPECT_EQ(chosen(4), (Indices{0, last / 3, 2 * last / 3, last}));
+  for (std::size_t most : {last, last + 1, last + 2}) {
+    const Indices indices = chosen(most);
+    EXPECT_EQ(indices.size(), std::min(most, all.size()));
+    EXPECT_TRUE(std::ranges::is_sorted(indices, std::less_equal<>())) << "none twice";
+    EXPECT_EQ(indices.front(), 0U);
+    EXPECT_EQ(indices.back(), last);
+  }
 }
 
 TEST(InputRanges, HoldExactlyTheInputsThatASettingTakes) {

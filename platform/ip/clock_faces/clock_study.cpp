@@ -228,7 +228,7 @@ std::string study_setting(std::vector<std::string_view> const& words) {
 std::string study_trade_offs(std::vector<std::string_view> const& words) {
   return study(words, [](Question const& question) {
     std::string list;
-    for (ParetoPoint const& point : pareto_front(question.primitive, question.request)) {
+    for (ParetoPoint const& point : pareto_front(question.primitive, question.request, kMostTradeOffs)) {
       std::string dict;
       put(dict, "error_ppm", fixed_text(point.worst_error.to_double() * kMillion, 3));
       put(dict, "setting", braced(setting_dict(question, point.solution)));

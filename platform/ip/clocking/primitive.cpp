@@ -115,7 +115,9 @@ device::LoopModel const* Primitive::loop(Bandwidth bandwidth) const {
   return found == loops.end() ? nullptr : &*found;
 }
 
-std::optional<std::string> check(Primitive const& primitive) {
+namespace {
+
+Fault check_ranges(Primitive const& primitive) {
   struct Named {
     char const* field;
     Range const& range;
@@ -125,12 +127,21 @@ std::optional<std::string> check(Primitive const& primitive) {
         Named{"pfd_low_bandwidth_hz", primitive.pfd_low_bandwidth_hz}, Named{"vco_hz", primitive.vco_hz},
         Named{"high_speed_hz", primitive.high_speed_hz}})
     if (auto fault = check_range(field, range)) return fault;
+  return std::nullopt;
+}
+
+Fault check_loop_counters(Primitive const& primitive) {
   if (auto fault = in("multiplier", check_counter(primitive.multiplier, kMaxMultiplier))) return fault;
   if (auto fault = in("input_divider", check_counter(primitive.input_divider, kMaxInputDivider))) return fault;
   if (primitive.input_divider.fraction != 1) return "input_divider has fractional values; only whole ones exist";
+  return std::nullopt;
+}
+
+Fault check_outputs(Primitive const& primitive) {
   const int counters = static_cast<int>(primitive.outputs.size());
-  if (auto fault = check_integer("number of outputs", counters, primitive.high_speed_modes.empty() ? 1 : 0,
-                                 primitive.high_speed_modes.empty() ? kMaxOutputs : kMaxOutputs - 1))
+  const bool has_high_speed = !primitive.high_speed_modes.empty();
+  if (auto fault = check_integer("number of outputs", counters, has_high_speed ? 0 : 1,
+                                 has_high_speed ? kMaxOutputs - 1 : kMaxOutputs))
     return fault;
   for (std::size_t i = 0; i < primitive.outputs.size(); ++i) {
     const auto field = [i] { return "output " + std::to_string(i); };
@@ -142,18 +153,40 @@ std::optional<std::string> check(Primitive const& primitive) {
       return "max_high_steps " + std::to_string(primitive.max_high_steps) + " is less than half the period of " +
              field() + " at its largest divider, " + std::to_string(longest) + " steps";
   }
-  if (auto fault = check_integer("phase_steps", primitive.phase_steps, 1, 256)) return fault;
-  if (auto fault = check_integer("fine_phase_steps", primitive.fine_phase_steps, 0, 256)) return fault;
-  if (auto fault = check_integer("max_phase_step", primitive.max_phase_step, 0, 1 << 20)) return fault;
-  if (auto fault = check_integer("duty_steps", primitive.duty_steps, 1, 64)) return fault;
-  if (auto fault = check_integer("max_high_steps", primitive.max_high_steps, 0, 1 << 20)) return fault;
+  return std::nullopt;
+}
+
+Fault check_steps(Primitive const& primitive) {
+  struct Named {
+    char const* field;
+    int value, low, high;
+  };
+  for (auto const& [field, value, low, high] :
+       {Named{"phase_steps", primitive.phase_steps, 1, 256},
+        Named{"fine_phase_steps", primitive.fine_phase_steps, 0, 256},
+        Named{"max_phase_step", primitive.max_phase_step, 0, 1 << 20}, Named{"duty_steps", primitive.duty_steps, 1, 64},
+        Named{"max_high_steps", primitive.max_high_steps, 0, 1 << 20}})
+    if (auto fault = check_integer(field, value, low, high)) return fault;
+  return std::nullopt;
+}
+
+Fault check_modes_and_buffers(Primitive const& primitive) {
   for (auto const& mode : primitive.high_speed_modes)
     if (auto fault = check_high_speed(mode)) return fault;
   for (auto const& mode : primitive.spread_modes)
     if (auto fault = check_spread(mode)) return in("spread mode \"" + mode.name + "\"", fault);
   for (auto const& buffer : primitive.buffers)
     if (auto fault = check_buffer(buffer)) return in("buffer \"" + buffer.name + "\"", fault);
-  return check_models(primitive);
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> check(Primitive const& primitive) {
+  for (auto const part :
+       {check_ranges, check_loop_counters, check_outputs, check_steps, check_modes_and_buffers, check_models})
+    if (auto fault = part(primitive)) return fault;
+  return std::nullopt;
 }
 
 std::vector<int> counter_values(CounterSpec const& spec, bool whole_only) {

@@ -6,7 +6,9 @@
 #include <set>
 #include <stdexcept>
 #include <tuple>
+#include <utility>
 
+#include "platform/ip/clocking/limits.h"
 #include "platform/ip/clocking/search.h"
 
 namespace kdi::clocking {
@@ -62,6 +64,19 @@ std::vector<Run> overlapping_multipliers(ValueSet const& multipliers, Range cons
       runs.push_back({m, m});
   }
   return runs;
+}
+
+// The union of the ranges, as disjoint ones in ascending order.
+std::vector<Range> merged(std::vector<Range> ranges) {
+  std::ranges::sort(ranges, {}, [](Range const& range) { return std::pair(range.min, range.max); });
+  std::vector<Range> disjoint;
+  for (Range const& range : ranges) {
+    if (disjoint.empty() || range.min > disjoint.back().max)
+      disjoint.push_back(range);
+    else
+      disjoint.back().max = std::max(disjoint.back().max, range.max);
+  }
+  return disjoint;
 }
 
 // Whether every output has a divider that leaves no error at this VCO frequency and keeps all else that is asked for.
@@ -147,137 +162,217 @@ std::vector<Range> input_ranges(Primitive const& primitive, Request const& reque
       if (range.min <= range.max) ranges.push_back(range);
     }
   }
-  std::ranges::sort(ranges, {}, [](Range const& range) { return std::pair(range.min, range.max); });
-  std::vector<Range> merged;
-  for (Range const& range : ranges) {
-    if (merged.empty() || range.min > merged.back().max)
-      merged.push_back(range);
-    else
-      merged.back().max = std::max(merged.back().max, range.max);
-  }
-  return merged;
+  return merged(std::move(ranges));
 }
+
+namespace {
+
+// Inputs from which some M and D make a VCO frequency, the nearest to the request's over all that are tried.
+class ExactInputs {
+ public:
+  ExactInputs(Primitive const& primitive, Request const& request, ValueSet const& multipliers, std::size_t count)
+      : primitive_(primitive),
+        request_(request),
+        multipliers_(multipliers),
+        limits_(input_limits(primitive, request)),
+        pfd_(pfd_range(primitive, request)),
+        nearest_(request.input_hz, count) {}
+
+  void try_divider(Rational const& vco, int d) {
+    const Range range{std::max(limits_.min, pfd_.min * d), std::min(limits_.max, pfd_.max * d)};
+    if (range.min > range.max) return;
+    const Rational scaled = vco * (d * kUnit);  // input = scaled / m
+    const Rational start = std::clamp(request_.input_hz, range.min, range.max);
+    const int aim = static_cast<int>(std::clamp(scaled.to_double() / start.to_double(), 1.0, 1e6));
+    for (int m = multipliers_.at_most(aim); m != ValueSet::kNone; m = multipliers_.at_most(m - 1))
+      if (const Rational input = scaled / m; input > range.max || !consider(input, d, range)) break;
+    for (int m = multipliers_.at_least(aim + 1); m != ValueSet::kNone; m = multipliers_.at_least(m + 1))
+      if (const Rational input = scaled / m; input < range.min || !consider(input, d, range)) break;
+  }
+
+  std::vector<Rational> values() const { return nearest_.values(); }
+
+ private:
+  // False once further inputs in the same direction are too far away.
+  bool consider(Rational const& input, int d, Range const& range) {
+    if (nearest_.is_too_far(input)) return false;
+    if (range.contains(input) && !nearest_.holds(input) && is_input_usable(primitive_, request_, input, d))
+      nearest_.take(input);
+    return true;
+  }
+
+  Primitive const& primitive_;
+  Request const& request_;
+  ValueSet const& multipliers_;
+  Range limits_;
+  Range pfd_;
+  Nearest nearest_;
+};
+
+}  // namespace
 
 std::vector<Rational> exact_inputs(Primitive const& primitive, Request const& request, std::size_t count) {
   constexpr std::int64_t kMaxPairs = 1 << 16;
-  Nearest nearest(request.input_hz, count);
   const Search search(primitive, request);
   const std::optional<Rational> raster = vco_raster(search, request);
   if (!raster || count == 0) return {};
+  ExactInputs inputs(primitive, request, search.multipliers(), count);
   const ValueSet dividers(primitive.input_divider, true);
-  ValueSet const& multipliers = search.multipliers();
-  Range const& pfd = pfd_range(primitive, request);
-  const Range limits = input_limits(primitive, request);
   const std::int64_t last = (primitive.vco_hz.max / *raster).floor();
   std::int64_t k = std::max<std::int64_t>(1, (primitive.vco_hz.min / *raster).ceil());
   for (std::int64_t pairs = 0; k <= last && pairs < kMaxPairs; ++k, ++pairs) {
     const Rational vco = *raster * k;
     if (!is_exact_vco(primitive, request, search, vco)) continue;
-    for (int value = dividers.at_least(1); value != ValueSet::kNone; value = dividers.at_least(value + 1), ++pairs) {
-      const int d = value / kUnit;
-      const Rational low = std::max(limits.min, pfd.min * d);
-      const Rational high = std::min(limits.max, pfd.max * d);
-      if (low > high) continue;
-      const Rational scaled = vco * value;  // input = scaled / m
-      // False once further inputs in the same direction are too far away.
-      const auto visit = [&](Rational const& input) {
-        if (nearest.is_too_far(input)) return false;
-        if (low <= input && input <= high && !nearest.holds(input) && is_input_usable(primitive, request, input, d))
-          nearest.take(input);
-        return true;
-      };
-      const Rational start = std::clamp(request.input_hz, low, high);
-      const int aim = static_cast<int>(std::clamp(scaled.to_double() / start.to_double(), 1.0, 1e6));
-      for (int m = multipliers.at_most(aim); m != ValueSet::kNone; m = multipliers.at_most(m - 1))
-        if (scaled / m > high || !visit(scaled / m)) break;
-      for (int m = multipliers.at_least(aim + 1); m != ValueSet::kNone; m = multipliers.at_least(m + 1))
-        if (scaled / m < low || !visit(scaled / m)) break;
-    }
+    for (int value = dividers.at_least(1); value != ValueSet::kNone; value = dividers.at_least(value + 1), ++pairs)
+      inputs.try_divider(vco, value / kUnit);
   }
-  return nearest.values();
+  return inputs.values();
 }
+
+namespace {
+
+// The settings of one output that come nearest to its frequency, nearest first; of two equally near the lower.
+class ClosestSettings {
+ public:
+  ClosestSettings(OutputSearch const& output, std::size_t count) : output_(output), count_(count) {}
+
+  void try_loop(int m, int d) {
+    ValueSet const& dividers = output_.values();
+    const int low = output_.lowest(m, d), high = output_.highest(m, d);
+    const int aim = static_cast<int>(std::clamp(output_.ideal(m, d), 0.0, 1e9));
+    for (int o = dividers.at_most(std::min(aim, high)); o != ValueSet::kNone && o >= low && take(m, d, o);)
+      o = dividers.at_most(o - 1);
+    for (int o = dividers.at_least(std::max(aim + 1, low)); o != ValueSet::kNone && o <= high && take(m, d, o);)
+      o = dividers.at_least(o + 1);
+  }
+
+  std::vector<Rational> frequencies(Rational const& input_hz) const {
+    std::vector<Rational> result;
+    result.reserve(kept_.size());
+    for (Kept const& one : kept_)
+      result.push_back(input_hz * Rational(one.m, static_cast<std::int64_t>(one.d) * one.o));
+    return result;
+  }
+
+ private:
+  // One setting for each frequency: settings of equal errors on the same side are the same frequency.
+  struct Kept {
+    Quotient error;
+    bool is_above;
+    int m, d, o;
+    bool operator<(Kept const& other) const {
+      if (const auto order = error <=> other.error; std::is_neq(order)) return std::is_lt(order);
+      return is_above < other.is_above;
+    }
+  };
+
+  // False once there are enough nearer ones: no divider further out can do better.
+  bool take(int m, int d, int o) {
+    const Kept candidate{output_.error(m, d, o), output_.is_fast(m, d, o), m, d, o};
+    if (kept_.size() >= count_ && !(candidate < *kept_.rbegin())) return false;
+    kept_.insert(candidate);
+    if (kept_.size() > count_) kept_.erase(std::prev(kept_.end()));
+    return true;
+  }
+
+  OutputSearch const& output_;
+  std::size_t count_;
+  std::set<Kept> kept_;
+};
+
+}  // namespace
 
 std::vector<Rational> closest_outputs(Primitive const& primitive, Request const& request, std::size_t counter,
                                       Rational const& wanted_hz, std::size_t count) {
-  Request free = request;
-  free.tolerance.reset();
-  free.phase_tolerance.reset();
-  free.duty_tolerance.reset();
+  Request free = without_tolerances(request);
   free.outputs.clear();
   free.high_speed_hz.reset();
   const Search search(primitive, free);
   OutputRequest wanted;
   wanted.frequency_hz = wanted_hz;
   const OutputSearch output(primitive, free, wanted, static_cast<int>(counter));
-
-  struct Found {
-    Quotient error;
-    bool is_above;
-    int m, d, o;
-    bool operator<(Found const& other) const {
-      if (const auto order = error <=> other.error; std::is_neq(order)) return std::is_lt(order);
-      return is_above < other.is_above;
-    }
-  };
-  std::set<Found> found;
+  ClosestSettings closest(output, count);
   for (Search::Loop const& loop : search.loops())
-    for (int m = loop.m_low; m != ValueSet::kNone && m <= loop.m_high; m = search.multipliers().at_least(m + 1)) {
-      const int d = loop.d;
-      const int low = output.lowest(m, d), high = output.highest(m, d);
-      const int aim = static_cast<int>(std::clamp(output.ideal(m, d), 0.0, 1e9));
-      // False once the list is full of nearer ones: no divider further out can do better.
-      const auto take = [&](int o) {
-        const Found candidate{output.error(m, d, o), output.is_fast(m, d, o), m, d, o};
-        if (found.size() >= count && !(candidate < *found.rbegin())) return false;
-        found.insert(candidate);
-        if (found.size() > count) found.erase(std::prev(found.end()));
-        return true;
-      };
-      for (int o = output.values().at_most(std::min(aim, high)); o != ValueSet::kNone && o >= low && take(o);)
-        o = output.values().at_most(o - 1);
-      for (int o = output.values().at_least(std::max(aim + 1, low)); o != ValueSet::kNone && o <= high && take(o);)
-        o = output.values().at_least(o + 1);
-    }
-  std::vector<Rational> result;
-  result.reserve(found.size());
-  for (auto const& one : found)
-    result.push_back(request.input_hz * Rational(one.m, static_cast<std::int64_t>(one.d) * one.o));
-  return result;
+    for (int m = loop.m_low; m != ValueSet::kNone && m <= loop.m_high; m = search.multipliers().at_least(m + 1))
+      closest.try_loop(m, loop.d);
+  return closest.frequencies(request.input_hz);
 }
 
-std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const& request) {
+namespace {
+
+// Settings that no other one beats, of all that were added.
+class Front {
+ public:
   struct Point {
     Quotient error;
     double jitter_ps;
     double power_w;
     Setting setting;
+    bool operator<(Point const& other) const {
+      if (const auto order = error <=> other.error; std::is_neq(order)) return std::is_lt(order);
+      return std::tie(jitter_ps, power_w, setting.d, setting.m) <
+             std::tie(other.jitter_ps, other.power_w, other.setting.d, other.setting.m);
+    }
   };
-  const auto key_less = [](Point const& a, Point const& b) {
-    if (const auto order = a.error <=> b.error; std::is_neq(order)) return std::is_lt(order);
-    return std::tie(a.jitter_ps, a.power_w, a.setting.d, a.setting.m) <
-           std::tie(b.jitter_ps, b.power_w, b.setting.d, b.setting.m);
-  };
+
+  // What is beaten is dropped now and then, so that memory follows the front and not the number of settings.
+  void add(Point const& point) {
+    points_.push_back(point);
+    if (points_.size() < 2 * kept_ + kBatch) return;
+    drop_beaten();
+    kept_ = points_.size();
+  }
+
+  /// In ascending order.
+  std::vector<Point> const& points() {
+    drop_beaten();
+    return points_;
+  }
+
+ private:
+  static constexpr std::size_t kBatch = 1 << 10;
+
+  void drop_beaten() {
+    std::sort(points_.begin(), points_.end());
+    // In this order a point is beaten only by one before it. `steps` holds, of those before, the pairs of jitter and
+    // power that none of them beats: jitter ascending, power descending.
+    std::set<std::pair<double, double>> steps;
+    const auto is_beaten = [&steps](Point const& point) {
+      auto after = steps.upper_bound({point.jitter_ps, std::numeric_limits<double>::infinity()});
+      if (after != steps.begin() && std::prev(after)->second <= point.power_w) return true;
+      while (after != steps.end() && after->second >= point.power_w) after = steps.erase(after);
+      if (after != steps.begin() && std::prev(after)->first == point.jitter_ps) steps.erase(std::prev(after));
+      steps.insert({point.jitter_ps, point.power_w});
+      return false;
+    };
+    std::size_t kept = 0;
+    for (Point const& point : points_)
+      if (!is_beaten(point)) points_[kept++] = point;
+    points_.resize(kept);
+  }
+
+  std::vector<Point> points_;
+  std::size_t kept_ = 0;  // when it was last looked through
+};
+
+}  // namespace
+
+std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const& request, std::size_t most) {
   const Search search(primitive, request);
-  std::vector<Point> points;
+  Front front;
   search.for_each([&](Setting const& setting) {
     const Figures figures = search.figures_of(setting);
-    points.push_back({search.worst_error(setting), figures.jitter_ps, figures.power_w, setting});
+    front.add({search.worst_error(setting), figures.jitter_ps, figures.power_w, setting});
   });
-  std::ranges::sort(points, key_less);
-
-  // In this order a point is dominated only by one before it. `steps` holds, of those before, the pairs of jitter and
-  // power that none of them beats: jitter ascending, power descending.
-  std::set<std::pair<double, double>> steps;
-  std::vector<ParetoPoint> front;
-  for (Point const& point : points) {
-    auto after = steps.upper_bound({point.jitter_ps, std::numeric_limits<double>::infinity()});
-    if (after != steps.begin() && std::prev(after)->second <= point.power_w) continue;
-    while (after != steps.end() && after->second >= point.power_w) after = steps.erase(after);
-    if (after != steps.begin() && std::prev(after)->first == point.jitter_ps) steps.erase(std::prev(after));
-    steps.insert({point.jitter_ps, point.power_w});
-    front.push_back({point.error.reduced(), point.jitter_ps, point.power_w, search.describe(point.setting)});
+  std::vector<Front::Point> const& points = front.points();
+  const std::size_t count = std::min(points.size(), most);
+  std::vector<ParetoPoint> chosen;
+  chosen.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    Front::Point const& point = points[count < 2 ? 0 : i * (points.size() - 1) / (count - 1)];
+    chosen.push_back({point.error.reduced(), point.jitter_ps, point.power_w, search.describe(point.setting)});
   }
-  return front;
+  return chosen;
 }
 
 }  // namespace kdi::clocking

@@ -41,9 +41,10 @@ struct ParetoPoint {
   Solution solution;
 };
 
-/// All settings that are not dominated in worst error, jitter and power together, one for each triple of figures (the
+/// The settings that are not dominated in worst error, jitter and power together, one for each triple of figures (the
 /// one with the smallest D, then M), in ascending order of error, jitter, power. M and D range over all that is valid;
-/// each output has its best divider under the solver's objective.
-std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const& request);
+/// each output has its best divider under the solver's objective. Of more than `most`, so many evenly chosen along that
+/// order, the first and the last among them.
+std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const& request, std::size_t most);
 
 }  // namespace kdi::clocking

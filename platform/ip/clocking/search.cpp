@@ -262,49 +262,86 @@ bool OutputSearch::is_well_placed(int o) const {
   return known == Placed::well;
 }
 
+namespace {
+
+// The dividers of an output between two bounds, from the ideal one outwards: those of the least error first.
+class Outwards {
+ public:
+  Outwards(OutputSearch const& output, int m, int d, int low, int high)
+      : output_(output), m_(m), d_(d), low_(low), high_(high), ideal_(output.ideal(m, d)) {
+    go_below(std::min(to_counter(ideal_), high));
+    go_above(std::max(to_counter(ideal_) + 1, low));
+    choose();
+  }
+
+  bool is_done() const { return divider() == ValueSet::kNone; }
+  int divider() const { return is_below_ ? below_ : above_; }
+  double error() const { return is_below_ ? error_below_ : error_above_; }
+  double error_on_other_side() const { return is_below_ ? error_above_ : error_below_; }
+  void advance() {
+    if (is_below_)
+      go_below(below_ - 1);
+    else
+      go_above(above_ + 1);
+    choose();
+  }
+
+ private:
+  void go_below(int most) {
+    below_ = output_.values().at_most(most);
+    if (below_ < low_) below_ = ValueSet::kNone;
+    error_below_ = error_of(below_);
+  }
+  void go_above(int least) {
+    above_ = output_.values().at_least(least);
+    if (above_ > high_) above_ = ValueSet::kNone;
+    error_above_ = error_of(above_);
+  }
+  double error_of(int divider) const { return divider == ValueSet::kNone ? kInfinity : std::abs(ideal_ / divider - 1); }
+  void choose() {
+    is_below_ = error_below_ < error_above_;
+    if (std::abs(error_below_ - error_above_) < with_doubt(0))
+      is_below_ = output_.error(m_, d_, below_) <= output_.error(m_, d_, above_);
+  }
+
+  OutputSearch const& output_;
+  int m_, d_, low_, high_;
+  double ideal_;
+  int below_ = ValueSet::kNone, above_ = ValueSet::kNone;
+  double error_below_ = kInfinity, error_above_ = kInfinity;
+  bool is_below_ = false;  // the side of the current divider
+};
+
+}  // namespace
+
+// False only if the error of every divider is above `error`. Most settings of M and D end here.
+bool OutputSearch::may_come_near(double ideal, double error) const {
+  const int candidate = values_.at_least(to_counter(ideal * (1 - error)));  // which is below ideal / (1 + error)
+  return candidate != ValueSet::kNone && candidate * (1 - error) <= (1 + kDoubt) * ideal;
+}
+
 int OutputSearch::pick(int m, int d, double cap, double& best_error) const {
-  const double wanted = ideal(m, d);
+  const double stop = with_doubt(std::min(cap, tolerance_double_));
+  if (!may_come_near(ideal(m, d), stop)) return ValueSet::kNone;
   const int low = lowest(m, d), high = highest(m, d);
   if (low > high) return ValueSet::kNone;
-  const double stop = with_doubt(std::min(cap, tolerance_double_));
-  int below = values_.at_most(std::min(to_counter(wanted), high));
-  int above = values_.at_least(std::max(to_counter(wanted) + 1, low));
-  if (below < low) below = ValueSet::kNone;
-  if (above > high) above = ValueSet::kNone;
-
   int best = ValueSet::kNone;
-  while (below != ValueSet::kNone || above != ValueSet::kNone) {
-    const double error_below = below == ValueSet::kNone ? kInfinity : std::abs(wanted / below - 1);
-    const double error_above = above == ValueSet::kNone ? kInfinity : std::abs(wanted / above - 1);
-    bool take_below = error_below < error_above;
-    if (above != ValueSet::kNone && below != ValueSet::kNone && std::abs(error_below - error_above) < with_doubt(0))
-      take_below = error(m, d, below) <= error(m, d, above);
-    const int next = take_below ? below : above;
-    const double next_error = take_below ? error_below : error_above;
-    if (next_error > stop) break;
-    if (best != ValueSet::kNone && error(m, d, next) > error(m, d, best)) break;
-    if (is_within_tolerance(m, d, next)) {
-      if (best == ValueSet::kNone) {
-        best = next;
-        best_error = next_error;
-        // Only the other side can hold a divider with the same error.
-        const double other = take_below ? error_above : error_below;
-        if (other > with_doubt(next_error)) break;
-      } else {
-        const Rational old_place = misplacement(best), new_place = misplacement(next);
-        if (new_place < old_place || (new_place == old_place && next < best)) best = next;
-        break;
-      }
-    }
-    if (take_below) {
-      below = values_.at_most(below - 1);
-      if (below < low) below = ValueSet::kNone;
-    } else {
-      above = values_.at_least(above + 1);
-      if (above > high) above = ValueSet::kNone;
-    }
+  for (Outwards at(*this, m, d, low, high); !at.is_done() && at.error() <= stop; at.advance()) {
+    if (best != ValueSet::kNone && error(m, d, at.divider()) > error(m, d, best)) break;
+    if (!is_within_tolerance(m, d, at.divider())) continue;
+    if (best != ValueSet::kNone) return better_placed(best, at.divider());
+    best = at.divider();
+    best_error = at.error();
+    // Only the other side can hold a divider with the same error.
+    if (at.error_on_other_side() > with_doubt(best_error)) break;
   }
   return best;
+}
+
+int OutputSearch::better_placed(int a, int b) const {
+  const Rational at_a = misplacement(a), at_b = misplacement(b);
+  if (at_a == at_b) return std::min(a, b);
+  return at_a < at_b ? a : b;
 }
 
 Search::Search(Primitive const& primitive, Request const& request)
@@ -321,29 +358,41 @@ Search::Search(Primitive const& primitive, Request const& request)
   order_.resize(outputs_.size());
   std::iota(order_.begin(), order_.end(), std::size_t{0});
 
-  const Range limits = input_limits(primitive, request);
-  const Rational second = request.second_input_hz.value_or(request.input_hz);
-  const Rational slow = std::min(request.input_hz, second), fast = std::max(request.input_hz, second);
-  if (slow < limits.min || fast > limits.max) return;
+  collect_loops();
+}
 
-  const Range input = effective_input(primitive, request);
-  Range const& pfd = pfd_range(primitive, request);
-  const ValueSet dividers(primitive.input_divider, true);
+void Search::collect_loops() {
+  const Range limits = input_limits(primitive_, request_);
+  const Rational second = request_.second_input_hz.value_or(request_.input_hz);
+  const Range inputs{std::min(request_.input_hz, second), std::max(request_.input_hz, second)};
+  if (inputs.min < limits.min || inputs.max > limits.max) return;
+  const Range loop_inputs = effective_input(primitive_, request_);
+  const ValueSet dividers(primitive_.input_divider, true);
   for (int value = dividers.at_least(1); value != ValueSet::kNone; value = dividers.at_least(value + 1)) {
     const int d = value / kUnit;
-    if (is_below(slow, 1, pfd.min, d) || is_below(pfd.max, d, fast, 1)) continue;
-    if (request.spread && !actual_modulation(*primitive.spread_mode(request.spread->mode), request.input_hz / d,
-                                             request.spread->modulation_hz))
-      continue;
-    // m >= kUnit d vco_min / slowest input, m <= kUnit d vco_max / fastest input
-    Range const& vco = primitive.vco_hz;
-    const int least = saturate(ceil_div(static_cast<Int128>(vco.min.num()) * input.min.den() * kUnit * d,
-                                        static_cast<Int128>(vco.min.den()) * input.min.num()));
-    const int most = saturate(floor_div(static_cast<Int128>(vco.max.num()) * input.max.den() * kUnit * d,
-                                        static_cast<Int128>(vco.max.den()) * input.max.num()));
-    const int m_low = multipliers_.at_least(least), m_high = multipliers_.at_most(most);
-    if (m_low != ValueSet::kNone && m_high != ValueSet::kNone && m_low <= m_high) loops_.push_back({d, m_low, m_high});
+    if (!is_input_divider(d, inputs)) continue;
+    if (const auto loop = loop_of(d, loop_inputs)) loops_.push_back(*loop);
   }
+}
+
+// Whether the PFD, and the modulation that divides its frequency, work with this D.
+bool Search::is_input_divider(int d, Range const& inputs) const {
+  Range const& pfd = pfd_range(primitive_, request_);
+  if (is_below(inputs.min, 1, pfd.min, d) || is_below(pfd.max, d, inputs.max, 1)) return false;
+  return !request_.spread || actual_modulation(*primitive_.spread_mode(request_.spread->mode), request_.input_hz / d,
+                                               request_.spread->modulation_hz);
+}
+
+// m >= kUnit d vco_min / slowest input, m <= kUnit d vco_max / fastest input
+std::optional<Search::Loop> Search::loop_of(int d, Range const& input) const {
+  Range const& vco = primitive_.vco_hz;
+  const int least = saturate(ceil_div(static_cast<Int128>(vco.min.num()) * input.min.den() * kUnit * d,
+                                      static_cast<Int128>(vco.min.den()) * input.min.num()));
+  const int most = saturate(floor_div(static_cast<Int128>(vco.max.num()) * input.max.den() * kUnit * d,
+                                      static_cast<Int128>(vco.max.den()) * input.max.num()));
+  const int m_low = multipliers_.at_least(least), m_high = multipliers_.at_most(most);
+  if (m_low == ValueSet::kNone || m_high == ValueSet::kNone || m_low > m_high) return std::nullopt;
+  return Loop{d, m_low, m_high};
 }
 
 double Search::cap() const {
@@ -378,40 +427,43 @@ Search::Candidate Search::weigh(Setting const& setting, double worst) const {
   return candidate;
 }
 
-bool Search::is_better(Candidate& challenger, Candidate& incumbent) const {
+std::strong_ordering Search::compare_errors(Candidate const& a, Candidate const& b) const {
   const std::size_t count = outputs_.size();
+  const auto total = [count](Candidate const& candidate) {
+    double sum = 0;
+    for (std::size_t i = 0; i < count; ++i)
+      sum += static_cast<double>(candidate.errors[i].num) / static_cast<double>(candidate.errors[i].den);
+    return sum;
+  };
+  const double left = total(a), right = total(b);
+  if (std::abs(left - right) > kDoubt * (1 + left))
+    return left < right ? std::strong_ordering::less : std::strong_ordering::greater;
+  std::array<Rational, kMaxOutputs> exact_a, exact_b;
+  for (std::size_t i = 0; i < count; ++i) {
+    exact_a[i] = a.errors[i].reduced();
+    exact_b[i] = b.errors[i].reduced();
+  }
+  return compare_sums(std::span(exact_a).first(count), std::span(exact_b).first(count));
+}
+
+std::strong_ordering Search::compare_misplacements(Candidate& a, Candidate& b) const {
+  const std::size_t count = outputs_.size();
+  for (Candidate* candidate : {&a, &b}) {
+    if (candidate->misplaced) continue;
+    candidate->misplaced.emplace();
+    for (std::size_t i = 0; i < count; ++i)
+      (*candidate->misplaced)[i] = outputs_[i].misplacement(candidate->setting.o[i]);
+  }
+  return compare_sums(std::span(*a.misplaced).first(count), std::span(*b.misplaced).first(count));
+}
+
+// The objective, level by level. The dividers of the outputs need no level: each pair of M and D comes with its best.
+bool Search::is_better(Candidate& challenger, Candidate& incumbent) const {
   if (const auto order = challenger.worst <=> incumbent.worst; std::is_neq(order)) return std::is_lt(order);
-
-  if (challenger.worst.num != 0) {
-    const auto total = [count](Candidate const& candidate) {
-      double sum = 0;
-      for (std::size_t i = 0; i < count; ++i)
-        sum += static_cast<double>(candidate.errors[i].num) / static_cast<double>(candidate.errors[i].den);
-      return sum;
-    };
-    const double left = total(challenger), right = total(incumbent);
-    if (std::abs(left - right) > kDoubt * (1 + left)) return left < right;
-    std::array<Rational, kMaxOutputs> a, b;
-    for (std::size_t i = 0; i < count; ++i) {
-      a[i] = challenger.errors[i].reduced();
-      b[i] = incumbent.errors[i].reduced();
-    }
-    if (const auto order = compare_sums(std::span(a).first(count), std::span(b).first(count)); std::is_neq(order))
-      return std::is_lt(order);
-  }
-
-  if (!std::ranges::all_of(outputs_, &OutputSearch::is_plain)) {
-    for (Candidate* candidate : {&challenger, &incumbent}) {
-      if (candidate->misplaced) continue;
-      candidate->misplaced.emplace();
-      for (std::size_t i = 0; i < count; ++i)
-        (*candidate->misplaced)[i] = outputs_[i].misplacement(candidate->setting.o[i]);
-    }
-    const auto order =
-        compare_sums(std::span(*challenger.misplaced).first(count), std::span(*incumbent.misplaced).first(count));
-    if (std::is_neq(order)) return std::is_lt(order);
-  }
-
+  if (challenger.worst.num != 0)
+    if (const auto order = compare_errors(challenger, incumbent); std::is_neq(order)) return std::is_lt(order);
+  if (!std::ranges::all_of(outputs_, &OutputSearch::is_plain))
+    if (const auto order = compare_misplacements(challenger, incumbent); std::is_neq(order)) return std::is_lt(order);
   const std::int64_t vco = std::int64_t{challenger.setting.m} * incumbent.setting.d;
   const std::int64_t incumbent_vco = std::int64_t{incumbent.setting.m} * challenger.setting.d;
   if (vco != incumbent_vco) return (vco > incumbent_vco) == (request_.preference == Preference::low_jitter);
@@ -444,13 +496,9 @@ std::size_t Search::lead() const {
   return best;
 }
 
-std::optional<Setting> Search::best() {
-  incumbent_.reset();
-  if (loops_.empty()) return std::nullopt;
-  OutputSearch const& leader = outputs_[lead()];
+// For each divider of the leader, the multipliers next to no error. A good setting early makes the proof short.
+void Search::try_likely(OutputSearch const& leader) {
   ValueSet const& dividers = leader.values();
-
-  // A good setting early makes the proof short: for each divider of the leader, the multipliers next to no error.
   for (Loop const& loop : loops_) {
     const int last = to_counter(leader.ideal(loop.m_high, loop.d)) + 1;
     for (int o = dividers.at_least(to_counter(leader.ideal(loop.m_low, loop.d))); o != ValueSet::kNone && o <= last;
@@ -460,9 +508,12 @@ std::optional<Setting> Search::best() {
         if (m != ValueSet::kNone && m >= loop.m_low && m <= loop.m_high) consider(m, loop.d);
     }
   }
+}
 
-  // The proof: a setting as good as the incumbent has its multiplier within the incumbent's worst error of a divider of
-  // the leader. Dividers ascend, and so do these intervals; no multiplier is visited twice.
+// The proof: a setting as good as the incumbent has its multiplier within the incumbent's worst error of a divider of
+// the leader. Dividers ascend, and so do these intervals; no multiplier is visited twice.
+void Search::try_all_that_may_be_better(OutputSearch const& leader) {
+  ValueSet const& dividers = leader.values();
   for (Loop const& loop : loops_) {
     int next = loop.m_low;
     const double first = leader.ideal(loop.m_low, loop.d) / (1 + with_doubt(cap()));
@@ -479,6 +530,14 @@ std::optional<Setting> Search::best() {
       next = std::max(next, stop + 1);
     }
   }
+}
+
+std::optional<Setting> Search::best() {
+  incumbent_.reset();
+  if (loops_.empty()) return std::nullopt;
+  OutputSearch const& leader = outputs_[lead()];
+  try_likely(leader);
+  try_all_that_may_be_better(leader);
   if (!incumbent_) return std::nullopt;
   return incumbent_->setting;
 }
@@ -518,13 +577,31 @@ Figures Search::figures_of(Setting const& setting) const {
   return figures;
 }
 
+OutputSolution Search::describe_output(std::size_t index, Setting const& setting, Rational const& vco_hz) const {
+  const int o = setting.o[index];
+  OutputSolution output;
+  output.divider = Rational(o, kUnit);
+  output.frequency_hz = vco_hz / output.divider;
+  output.frequency_error = outputs_[index].error(setting.m, setting.d, o).reduced();
+  if (is_high_speed(index)) {
+    output.duty = Rational(1, 2);
+    return output;
+  }
+  const Placement phase = outputs_[index].phase(o), duty = outputs_[index].duty(o);
+  output.phase_deg = phase.actual * 360;
+  output.phase_step = phase.step;
+  output.phase_error = phase.error;
+  output.duty = duty.actual;
+  output.duty_error = duty.error;
+  return output;
+}
+
 Solution Search::describe(Setting const& setting) const {
   Solution solution;
   solution.multiplier = Rational(setting.m, kUnit);
   solution.input_divider = setting.d;
   solution.pfd_hz = request_.input_hz / setting.d;
   solution.vco_hz = solution.pfd_hz * solution.multiplier;
-
   if (request_.spread) {
     SpreadMode const& mode = *primitive_.spread_mode(request_.spread->mode);
     solution.modulation_hz = actual_modulation(mode, solution.pfd_hz, request_.spread->modulation_hz);
@@ -533,33 +610,24 @@ Solution Search::describe(Setting const& setting) const {
   solution.jitter_ps = figures.jitter_ps;
   solution.phase_error_ps = figures.phase_error_ps;
   solution.power_w = figures.power_w;
+  solution.outputs.reserve(request_.outputs.size());
   for (std::size_t i = 0; i < outputs_.size(); ++i) {
-    const bool is_high_speed = i == request_.outputs.size();
-    const int o = setting.o[i];
-    OutputSolution output;
-    output.divider = Rational(o, kUnit);
-    output.frequency_hz = solution.vco_hz / output.divider;
-    output.frequency_error = outputs_[i].error(setting.m, setting.d, o).reduced();
-    if (is_high_speed) {
-      output.duty = Rational(1, 2);
-    } else {
-      const Placement phase = outputs_[i].phase(o), duty = outputs_[i].duty(o);
-      output.phase_deg = phase.actual * 360;
-      output.phase_step = phase.step;
-      output.phase_error = phase.error;
-      output.duty = duty.actual;
-      output.duty_error = duty.error;
-    }
+    const OutputSolution output = describe_output(i, setting, solution.vco_hz);
     solution.worst_error = std::max(solution.worst_error, output.frequency_error);
-    if (!is_high_speed) {
+    if (is_high_speed(i)) {
+      solution.high_speed = output;
+      solution.high_speed_mode = mode_of(output.divider);
+    } else {
       solution.outputs.push_back(output);
-      continue;
     }
-    solution.high_speed = output;
-    for (auto const& mode : primitive_.high_speed_modes)
-      if (solution.high_speed_mode.empty() && mode.factor * output.divider == 1) solution.high_speed_mode = mode.name;
   }
   return solution;
+}
+
+std::string Search::mode_of(Rational const& divider) const {
+  const auto found = std::ranges::find_if(primitive_.high_speed_modes,
+                                          [&](HighSpeedMode const& mode) { return mode.factor * divider == 1; });
+  return found == primitive_.high_speed_modes.end() ? std::string() : found->name;
 }
 
 }  // namespace kdi::clocking

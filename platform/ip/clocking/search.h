@@ -89,7 +89,9 @@ class OutputSearch {
   Range const& limits() const { return limits_; }
 
  private:
+  bool may_come_near(double ideal, double error) const;
   bool is_within_tolerance(int m, int d, int o) const;
+  int better_placed(int a, int b) const;  ///< of two dividers with the same frequency error
 
   Primitive const* primitive_;
   ValueSet values_;
@@ -153,12 +155,24 @@ class Search {
 
  private:
   struct Candidate;
+  void collect_loops();
+  bool is_input_divider(int d, Range const& inputs) const;
+  std::optional<Loop> loop_of(int d, Range const& input) const;
+
+  void try_likely(OutputSearch const& leader);
+  void try_all_that_may_be_better(OutputSearch const& leader);
   bool choose(int m, int d, double cap, Setting& setting, double& worst);
   void consider(int m, int d);
   Candidate weigh(Setting const& setting, double worst) const;
   bool is_better(Candidate& challenger, Candidate& incumbent) const;
+  std::strong_ordering compare_errors(Candidate const& a, Candidate const& b) const;
+  std::strong_ordering compare_misplacements(Candidate& a, Candidate& b) const;
   std::size_t lead() const;
   double cap() const;
+
+  bool is_high_speed(std::size_t index) const { return index == request_.outputs.size(); }
+  OutputSolution describe_output(std::size_t index, Setting const& setting, Rational const& vco_hz) const;
+  std::string mode_of(Rational const& divider) const;  ///< of the high-speed output
 
   struct Candidate {
     Setting setting;

@@ -22,6 +22,7 @@
 // the solver, and what the best setting is, says docs/clock-synthesis.md.
 #pragma once
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -38,8 +39,12 @@ struct StudyFault : std::runtime_error {
 /// inputs that would make it exact. Throws StudyFault.
 std::string study_setting(std::vector<std::string_view> const& words);
 
-/// All settings that no other one beats in error, jitter and power together, in ascending order of the error. Without
-/// any the limits forbid all. Throws StudyFault.
+/// The most settings that study_trade_offs gives.
+inline constexpr std::size_t kMostTradeOffs = 1000;
+
+/// The settings that no other one beats in error, jitter and power together, in ascending order of the error. Of more
+/// than kMostTradeOffs, so many evenly chosen along that order, the first and the last among them: a tolerance in the
+/// question looks closer. Without any the limits forbid all. Throws StudyFault.
 std::string study_trade_offs(std::vector<std::string_view> const& words);
 
 }  // namespace kdi::clocking
