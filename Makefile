@@ -15,7 +15,7 @@ help:
 	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS)) on each target"
 	@echo "coverage  line coverage of the package, at least COVERAGE_BAR ($(COVERAGE_BAR)) %"
 	@echo "orders    find the processing orders of the base graphs anew"
-	@echo "docs      write the command reference anew from data/commands"
+	@echo "docs      write the command reference, made from data/commands, to build/release/docs/commands"
 	@echo "format    lay out all C and C++ sources;  lint: check layout and run clang-tidy"
 	@echo "install   into PREFIX ($(PREFIX));  clean: remove the build folder"
 
@@ -62,8 +62,9 @@ coverage: packages build/coverage/build.ninja
 orders: release
 	build/release/bin/order_base_graphs data
 
-docs: release
-	build/release/bin/command_docs data/commands docs/commands
+docs: packages build/release/build.ninja
+	cmake --build --preset release --target docs
+	@echo "build/release/docs/commands/README.md"
 
 format:
 	clang-format -i $(SOURCES)

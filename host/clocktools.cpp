@@ -3,7 +3,7 @@
 //   clocktools::setting name value ?name value ...?     -> dictionary
 //   clocktools::trade_offs name value ?name value ...?  -> list of dictionaries
 //
-// docs/commands/clocktools.md lists the names and the keys of the answers. A question that cannot be asked is an error;
+// data/commands/clocktools.json lists the names and the keys of the answers. A question that cannot be asked is an error;
 // one that has no solution is not, for why is the answer.
 #include <tcl.h>
 

@@ -1,7 +1,7 @@
 // The command table: what people are told of a command, in the shell, in the reference and as JSON.
 //
 // One file of data/commands describes one family (data/commands/README.md); the shell's help, completion and JSON, and
-// docs/commands, are all made from it. Nothing here knows Tcl.
+// the command reference, are all made from it. Nothing here knows Tcl.
 #pragma once
 
 #include <limits>
@@ -31,11 +31,13 @@ struct Shape::Part {
   Shape shape;
 };
 
-/// A key of a word that is a dictionary.
+/// A key of a word that holds keys and values.
 struct Key {
   std::string name;
   std::string meaning;
   std::vector<std::string> only;  ///< the commands that have it; empty: all of the entry's
+
+  bool is_of(std::string const& command) const;
 };
 
 /// One word behind the command's name, or the value of an option.
@@ -46,7 +48,9 @@ struct Word {
   bool optional = false;
   bool repeated = false;            ///< stands for all that follows
   std::vector<std::string> values;  ///< of a word that is one of a few
-  std::vector<Key> keys;            ///< of a dict
+  std::vector<Key> keys;            ///< of a dict, and of pairs
+
+  bool is_pairs() const { return type == "pairs"; }
 };
 
 /// `type` "flag" for an option without a value.
@@ -55,9 +59,10 @@ struct Option {
   bool required = false;
 };
 
-inline constexpr std::string_view kWordTypes[] = {"text",   "integer", "number",  "boolean", "list",
-                                                  "dict",   "file",    "command", "part",    "parameter",
-                                                  "script", "channel", "flag"};
+/// "pairs" are keys and values, each a word of its own, up to the end of the command.
+inline constexpr std::string_view kWordTypes[] = {"text",   "integer", "number",    "boolean", "list",
+                                                  "dict",   "pairs",   "file",      "command", "part",
+                                                  "script", "channel", "parameter", "flag"};
 
 struct Example {
   std::string setup;  ///< run first, not shown as part of the result
@@ -74,6 +79,9 @@ struct CommandError {
   std::string text;    ///< exact
   std::string then;    ///< what follows the text
   std::string script;  ///< a command that fails so; empty if none can be told in a line
+
+  /// The same for people: a line feed at the end of the text is told in words.
+  CommandError shown() const;
 };
 
 /// How many words a command takes behind its name.
@@ -82,24 +90,36 @@ struct WordCount {
 
   std::size_t least = 0;
   std::size_t most = 0;  ///< kAny: no bound
+  bool in_twos = false;  ///< beyond `least` only by twos
+
+  bool allows(std::size_t words) const {
+    return words >= least && words <= most && (!in_twos || (words - least) % 2 == 0);
+  }
 };
 
+struct Page;
 struct Family;
 
-/// One entry: a command, or several that differ in their namespace alone.
+/// One entry: a command, or several that differ in their names alone. In texts that are raised and in scripts, `{name}`
+/// stands for a command's name, `{base}` for what the names have in common, and `{call}`, in scripts, for the command
+/// with as few words as it takes; example_of and failures_of fill them in.
 struct Command {
-  Family const* family = nullptr;  ///< never null in a Table
+  Page const* page = nullptr;  ///< never null in a Table
   std::vector<std::string> names;
+  std::string base;  ///< of the names; of a single one, itself
   std::string summary;
   std::vector<Word> words;
   std::vector<Option> options;
+  bool ignores_surplus = false;  ///< words behind those that are described do nothing
+  bool refuses_odd = false;      ///< a name without a value at the end counts as a wrong number of words
+  /// By name; in the texts, `{3}` stands for the third word given. Empty: what is usual.
+  std::map<std::string, std::string> wrong_count;
   std::string result;
   Shape shape;
-  Example example;
+  Example example;                             ///< without its result
+  std::map<std::string, std::string> results;  ///< of the example, by name
   std::vector<CommandError> errors;
   std::vector<std::string> notes;
-  bool ignores_surplus = false;            ///< words behind those that are described do nothing
-  std::optional<std::string> wrong_count;  ///< in which `{name}` is the command and `{3}` its third word, if it has one
 
   /// The words as a person types them: `file ?-kind kind?`.
   std::string usage() const;
@@ -109,8 +129,19 @@ struct Command {
   /// the entry tells otherwise that is Tcl's own "wrong # args", or "Not enough arguments" where surplus words are
   /// ignored.
   std::string wrong_count_text(std::string const& name, std::vector<std::string> const& given = {}) const;
+  Example example_of(std::string const& name) const;
   /// What people are told of the failures of `name`: that of a wrong count, unless it is Tcl's own, and the entry's.
-  std::vector<CommandError> failures(std::string const& name) const;
+  std::vector<CommandError> failures_of(std::string const& name) const;
+};
+
+/// A part of a family that people look at by itself.
+struct Page {
+  Family const* family = nullptr;  ///< never null in a Table
+  std::string name;                ///< `family/page`, or the family's alone if it has one page
+  std::string title;
+  std::string summary;
+  std::vector<std::string> about;
+  std::vector<Command> commands;
 };
 
 struct Family {
@@ -119,7 +150,8 @@ struct Family {
   std::string summary;
   std::string library;  ///< that registers its commands
   std::vector<std::string> about;
-  std::vector<Command> commands;
+  std::string more;         ///< a page of the documentation that tells more, as `docs/...`; empty: none
+  std::vector<Page> pages;  ///< of a family of one page, that has the family's title, summary and about
 };
 
 class Table {
@@ -133,9 +165,12 @@ class Table {
   std::vector<std::unique_ptr<Family>> const& families() const { return families_; }
   /// By name; null if there is none. A command's name may begin with `::`.
   Family const* family(std::string_view name) const;
+  Page const* page(std::string_view name) const;
   Command const* command(std::string_view name) const;
   /// All commands by name, ascending, several names of one entry on their own.
   std::map<std::string, Command const*, std::less<>> const& commands() const { return commands_; }
+  /// All entries, in the order of families, pages and files.
+  std::vector<Command const*> entries() const;
 
  private:
   std::vector<std::unique_ptr<Family>> families_;

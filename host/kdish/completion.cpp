@@ -208,11 +208,19 @@ void add_values(Completion& to, Context const& where, Word const& word) {
   if (word.type == "file") return add_files(to, where);
   if (word.type != "command") return;
   add_commands(to, where);
-  for (auto const& family : where.table.families()) add_names(to, where, {family->name});
+  for (auto const& family : where.table.families()) {
+    add_names(to, where, {family->name});
+    for (Page const& page : family->pages) add_names(to, where, {page.name});  // doubled names fall away
+  }
 }
 
-// The word that a command takes at the end of `typed`, its words so far; null if it takes no more.
-Word const* next_word(Command const& command, std::vector<std::string> const& typed) {
+// What a command takes at the end of its words so far.
+struct Expected {
+  Word const* word = nullptr;  // null: no more
+  bool is_name = false;        // of pairs, a name and not a value
+};
+
+Expected expected_of(Command const& command, std::vector<std::string> const& typed) {
   std::size_t position = 0;
   for (std::size_t i = 1; i < typed.size(); ++i) {
     const auto option = std::find_if(command.options.begin(), command.options.end(),
@@ -220,43 +228,53 @@ Word const* next_word(Command const& command, std::vector<std::string> const& ty
     if (option == command.options.end()) {
       ++position;
     } else if (option->word.type != "flag" && ++i == typed.size()) {
-      return &option->word;  // its value comes next
+      return {&option->word};  // its value comes next
     }
   }
-  if (position < command.words.size()) return &command.words[position];
-  return !command.words.empty() && command.words.back().repeated ? &command.words.back() : nullptr;
+  if (command.words.empty()) return {};
+  const std::size_t last = command.words.size() - 1;
+  Word const& word = command.words[std::min(position, last)];
+  if (word.is_pairs()) return {&word, (position - last) % 2 == 0};
+  if (position > last && !word.repeated) return {};
+  return {&word};
+}
+
+void add_keys(Completion& to, Context const& where, Word const& word, std::string_view command) {
+  while (command.starts_with("::")) command.remove_prefix(2);
+  for (Key const& key : word.keys)
+    if (key.is_of(std::string(command))) add_names(to, where, {key.name});
 }
 
 void add_words(Completion& to, Context const& where, std::vector<std::string> const& typed) {
   Command const* const command = where.table.command(typed[0]);
   if (command == nullptr) return add_files(to, where);
-  Word const* const word = next_word(*command, typed);
-  if (where.prefix.starts_with('-') || (word == nullptr && !command->options.empty())) {
+  const Expected next = expected_of(*command, typed);
+  if (next.word != nullptr && next.is_name) return add_keys(to, where, *next.word, typed[0]);
+  if (where.prefix.starts_with('-') || (next.word == nullptr && !command->options.empty())) {
     for (Option const& option : command->options) add_names(to, where, {option.word.name});
-  } else if (word != nullptr) {
-    add_values(to, where, *word);
+  } else if (next.word != nullptr) {
+    add_values(to, where, *next.word);
   }
 }
 
-// The dictionary that the level at `depth` is the inside of, as the table knows it; null if it is none.
-Word const* dictionary_at(Context const& where, std::size_t depth) {
+// The word that the level at `depth` is the inside of, if the table knows it as data; else null.
+Word const* data_at(Context const& where, std::size_t depth) {
   if (depth == 0 || where.levels[depth].closes != '}' || where.levels[depth - 1].words.empty()) return nullptr;
   Command const* const command = where.table.command(where.levels[depth - 1].words[0]);
-  Word const* const word = command == nullptr ? nullptr : next_word(*command, where.levels[depth - 1].words);
-  const bool is_data = word != nullptr && (word->type == "dict" || word->type == "list");
+  Word const* const word = command == nullptr ? nullptr : expected_of(*command, where.levels[depth - 1].words).word;
+  const bool is_data = word != nullptr && (word->type == "dict" || word->type == "list" || word->is_pairs());
   return is_data ? word : nullptr;
 }
 
 void add_candidates(Completion& to, Context const& where) {
   const std::size_t depth = where.levels.size() - 1;
   Level const& current = where.levels[depth];
-  if (Word const* const dictionary = dictionary_at(where, depth)) {
-    if (current.elements % 2 == 0)
-      for (Key const& key : dictionary->keys) add_names(to, where, {key.name});
+  if (Word const* const data = data_at(where, depth)) {
+    if (current.elements % 2 == 0 && !data->is_pairs()) add_keys(to, where, *data, where.levels[depth - 1].words[0]);
     return;
   }
   for (std::size_t outer = depth; outer > 0 && where.levels[outer].closes == '}'; --outer)
-    if (dictionary_at(where, outer) != nullptr) return;  // data inside data
+    if (data_at(where, outer) != nullptr) return;  // data inside data
   if (current.words.empty()) return add_commands(to, where);
   add_words(to, where, current.words);
 }

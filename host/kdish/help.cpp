@@ -7,8 +7,12 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "kdi/common/KdiText.h"
+
 namespace kdish {
 namespace {
+
+using kdi::text::joined;
 
 constexpr std::size_t kWidth = 100;
 
@@ -52,32 +56,61 @@ std::string rows_text(std::vector<Row> const& rows, std::size_t indent) {
   return text;
 }
 
-std::string joined(std::vector<std::string> const& parts, char const* between) {
-  std::string text;
-  for (std::string const& part : parts) text += (text.empty() ? "" : between) + part;
-  return text;
-}
-
 std::string meaning_of(Word const& word) {
   std::string text = word.meaning;
   if (!word.values.empty()) text += " One of " + joined(word.values, ", ") + ".";
   return text;
 }
 
+// What a link in Markdown shows.
+std::string without_links(std::string text) {
+  for (std::size_t middle = text.find("]("); middle != std::string::npos; middle = text.find("](", middle)) {
+    const std::size_t begin = text.rfind('[', middle);
+    const std::size_t end = text.find(')', middle);
+    if (begin == std::string::npos || end == std::string::npos) break;
+    text.erase(middle, end + 1 - middle).erase(begin, 1);
+  }
+  return text;
+}
+
 std::string paragraph(std::string const& title, std::string const& text) {
   std::string out = title;
-  append_wrapped(out, text, title.size(), 2);
+  append_wrapped(out, without_links(text), title.size(), 2);
   return out;
 }
 
 std::vector<Row> word_rows(Command const& command) {
   std::vector<Row> rows;
   for (Word const& word : command.words)
-    rows.push_back({word.name, "(" + word.type + (word.optional ? ", optional) " : ") ") + meaning_of(word)});
+    rows.push_back({word.name + (word.is_pairs() ? " value" : ""),
+                    "(" + word.type + (word.optional ? ", optional) " : ") ") + meaning_of(word)});
   for (Option const& option : command.options)
     rows.push_back({option.word.name,
                     "(" + option.word.type + (option.required ? ", required) " : ") ") + meaning_of(option.word)});
   return rows;
+}
+
+std::string keys_text(Word const& word, std::string const& command) {
+  std::vector<Row> keys;
+  for (Key const& key : word.keys)
+    if (key.is_of(command)) keys.push_back({key.name, key.meaning});
+  if (keys.empty()) return {};
+  return (word.is_pairs() ? "\nNames:\n" : "\nKeys of " + word.name + ":\n") + rows_text(keys, 2);
+}
+
+std::string failures_text(Command const& command, std::string const& name) {
+  std::vector<Row> rows;
+  for (CommandError const& failure : command.failures_of(name)) {
+    const CommandError error = failure.shown();
+    rows.push_back({error.text + (error.then.empty() ? "" : " (" + error.then + ")"), error.when});
+  }
+  return rows.empty() ? "" : "\nErrors:\n" + rows_text(rows, 2);
+}
+
+std::string about_text(std::string const& title, std::string const& summary, std::vector<std::string> const& about) {
+  std::string text = paragraph("", title + ": " + summary);
+  for (std::string const& one : about) text += paragraph("", one);
+  return text;
 }
 
 std::size_t distance(std::string const& left, std::string const& right) {
@@ -137,14 +170,44 @@ std::string families_help(Table const& table) {
          "\nhelp FAMILY lists a family's commands, help COMMAND tells of one, help PATTERN finds some.\n";
 }
 
+std::string name_pattern(std::string const& name, std::string const& base) {
+  const std::size_t at = name.rfind(base);
+  return at == std::string::npos ? name : std::string(name).replace(at, base.size(), "NAME");
+}
+
+std::vector<NamedAlike> by_naming(Page const& page) {
+  std::vector<NamedAlike> groups;
+  for (Command const& command : page.commands) {
+    std::vector<std::string> patterns;
+    if (command.names.size() > 1)
+      for (std::string const& name : command.names) patterns.push_back(name_pattern(name, command.base));
+    auto group =
+        std::find_if(groups.begin(), groups.end(), [&](NamedAlike const& one) { return one.patterns == patterns; });
+    if (group == groups.end()) group = groups.insert(groups.end(), {patterns, {}});
+    group->commands.push_back(&command);
+  }
+  return groups;
+}
+
+std::string page_help(Page const& page) {
+  std::string text = about_text(page.title, page.summary, page.about);
+  for (NamedAlike const& group : by_naming(page)) {
+    text += "\n" + (group.patterns.empty() ? "" : paragraph("", joined(group.patterns, ", ")));
+    std::vector<Row> rows;
+    for (Command const* command : group.commands) rows.push_back({command->base, command->summary});
+    text += rows_text(rows, 2);
+  }
+  return text;
+}
+
 std::string family_help(Family const& family) {
-  std::string text = family.title + ": " + family.summary + "\n";
-  for (std::string const& about : family.about) text += paragraph("", about);
-  text += "\n";
+  const std::string more = family.more.empty() ? "" : "\nMore: " + family.more + "\n";
+  if (family.pages.size() == 1) return page_help(family.pages[0]) + more;
   std::vector<Row> rows;
-  for (Command const& command : family.commands)
-    for (std::string const& name : command.names) rows.push_back({name, command.summary});
-  return text + rows_text(rows, 2);
+  for (Page const& page : family.pages)
+    rows.push_back({page.name, page.summary + " (" + std::to_string(page.commands.size()) + " commands)"});
+  return about_text(family.title, family.summary, family.about) + "\n" + rows_text(rows, 2) + "\nhelp " +
+         family.pages[0].name + " lists the commands of a page.\n" + more;
 }
 
 std::string command_help(Command const& command, std::string const& name) {
@@ -157,26 +220,17 @@ std::string command_help(Command const& command, std::string const& name) {
     text += paragraph("  Likewise: ", joined(others, ", "));
   }
   if (const std::vector<Row> rows = word_rows(command); !rows.empty()) text += "\nWords:\n" + rows_text(rows, 2);
-  for (Word const& word : command.words) {
-    std::vector<Row> keys;
-    for (Key const& key : word.keys)
-      if (key.only.empty() || std::find(key.only.begin(), key.only.end(), name) != key.only.end())
-        keys.push_back({key.name, key.meaning});
-    if (!keys.empty()) text += "\nKeys of " + word.name + ":\n" + rows_text(keys, 2);
-  }
+  if (command.ignores_surplus) text += "  Further words are ignored.\n";
+  for (Word const& word : command.words) text += keys_text(word, name);
   text += "\n" + paragraph("Result: ", command.result);
   text += paragraph("As JSON: ", shape_words(command.shape));
   text += "\nExample:\n";
-  if (!command.example.setup.empty()) text += "  % " + command.example.setup + "\n";
-  text += "  % " + command.example.script + "\n";
-  std::istringstream lines(command.example.shown_result());
+  const Example example = command.example_of(name);
+  if (!example.setup.empty()) text += "  % " + example.setup + "\n";
+  text += "  % " + example.script + "\n";
+  std::istringstream lines(example.shown_result());
   for (std::string line; std::getline(lines, line);) text += "  " + line + "\n";
-  if (const std::vector<CommandError> failures = command.failures(name); !failures.empty()) {
-    std::vector<Row> rows;
-    for (CommandError const& error : failures)
-      rows.push_back({error.text + (error.then.empty() ? "" : " (" + error.then + ")"), error.when});
-    text += "\nErrors:\n" + rows_text(rows, 2);
-  }
+  text += failures_text(command, name);
   if (!command.notes.empty()) text += "\n";
   for (std::string const& note : command.notes) text += paragraph("", note);
   return text;
@@ -201,6 +255,7 @@ std::string topic_help(Table const& table, std::string const& topic) {
   if (Command const* const command = table.command(topic))
     return command_help(*command, topic.substr(topic.find_first_not_of(':')));
   if (Family const* const family = table.family(topic)) return family_help(*family);
+  if (Page const* const page = table.page(topic)) return page_help(*page);
 
   std::vector<Row> rows;
   for (auto const& [name, command] : table.commands())

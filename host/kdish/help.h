@@ -10,18 +10,32 @@ namespace kdish {
 /// All families, with what they are about.
 std::string families_help(Table const& table);
 
-/// The commands of a family.
+/// The commands of a family, or its pages if it has several.
 std::string family_help(Family const& family);
+
+/// The commands of a page.
+std::string page_help(Page const& page);
 
 /// One command: its words, its result and an example. `name` is the one of the entry's names that was asked for.
 std::string command_help(Command const& command, std::string const& name);
 
-/// What `help TOPIC` answers: a family, a command, or the commands whose names match the pattern. Throws
+/// What `help TOPIC` answers: a family, a page, a command, or the commands whose names match the pattern. Throws
 /// std::runtime_error, with names that are close, if there is nothing of the kind.
 std::string topic_help(Table const& table, std::string const& topic);
 
 /// Names of commands that somebody who typed `name` may have meant, the closest first, three at most.
 std::vector<std::string> close_names(Table const& table, std::string const& name);
+
+/// `name` with NAME in the place of `base`; itself if it does not hold it.
+std::string name_pattern(std::string const& name, std::string const& base);
+
+/// Commands of a page that are named alike, such as `sd_fec::NAME` and `ldpc::NAME`.
+struct NamedAlike {
+  std::vector<std::string> patterns;  ///< with NAME for the base; none: commands of one name each
+  std::vector<Command const*> commands;
+};
+/// All commands of the page, by the ways in which they are named.
+std::vector<NamedAlike> by_naming(Page const& page);
 
 /// The shape in words for people: `a list of {address data comment}`, `a dictionary of any keys`.
 std::string shape_words(Shape const& shape);

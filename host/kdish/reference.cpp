@@ -1,12 +1,12 @@
 #include "host/kdish/reference.h"
 
 #include <algorithm>
-#include <cctype>
-#include <map>
+#include <filesystem>
 #include <sstream>
 
 #include "host/kdish/help.h"
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdish {
 namespace {
@@ -29,15 +29,20 @@ std::string anchor(std::string const& heading) {
   for (const char c : heading) {
     if (c == ' ')
       address += '-';
-    else if (std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '-')
-      address += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    else if (kdi::text::is_letter_or_digit(c) || c == '_' || c == '-')
+      address += kdi::text::to_lower(c);
   }
   return address;
 }
 
-std::string heading(Command const& command) {
+// To the section of a command.
+std::string link_to(std::string const& base, std::string const& file = {}) {
+  return "[" + code(base) + "](" + file + "#" + anchor(base) + ")";
+}
+
+std::string codes(std::vector<std::string> const& names) {
   std::string text;
-  for (std::string const& name : command.names) text += (text.empty() ? "" : ", ") + code(name);
+  for (std::string const& name : names) text += (text.empty() ? "" : ", ") + code(name);
   return text;
 }
 
@@ -48,36 +53,40 @@ std::string values_text(Word const& word) {
   return text + ".";
 }
 
-std::string namespace_of(std::string const& name) {
-  const std::size_t colons = name.rfind("::");
-  return colons == std::string::npos ? name : name.substr(0, colons);
-}
-
 void add_words(std::string& page, Command const& command) {
   if (command.words.empty() && command.options.empty()) return;
   page += "\n| Word | Type | Meaning |\n|---|---|---|\n";
   for (Word const& word : command.words)
-    page += "| " + code(word.name) + (word.optional ? " (optional)" : "") + (word.repeated ? " ..." : "") + " | " +
-            word.type + " | " + cell(word.meaning + values_text(word)) + " |\n";
+    page += "| " + code(word.name + (word.is_pairs() ? " value" : "")) + (word.optional ? " (optional)" : "") +
+            (word.repeated || word.is_pairs() ? " ..." : "") + " | " + word.type + " | " +
+            cell(word.meaning + values_text(word)) + " |\n";
   for (Option const& option : command.options)
     page += "| " + code(option.word.name) + (option.required ? " (required)" : "") + " | " + option.word.type + " | " +
             cell(option.word.meaning + values_text(option.word)) + " |\n";
+  if (command.ignores_surplus) page += "\nFurther words are ignored.\n";
 }
 
-void add_keys(std::string& page, Word const& word) {
-  if (word.keys.empty()) return;
+std::string key_table(Command const& command, Word const& word) {
   const bool differ = std::any_of(word.keys.begin(), word.keys.end(), [](Key const& key) { return !key.only.empty(); });
-  page += "\nKeys of " + code(word.name) + ":\n\n| Key |" + (differ ? " Only in |" : "") + " Value |\n|---|---|" +
-          (differ ? "---|" : "") + "\n";
+  std::string table = std::string("| ") + (word.is_pairs() ? "Name" : "Key") + (differ ? " | Only in" : "") +
+                      " | Value |\n|---|---|" + (differ ? "---|" : "") + "\n";
   for (Key const& key : word.keys) {
-    page += "| " + code(key.name) + " | ";
-    if (differ) {
-      std::string only;
-      for (std::string const& name : key.only) only += (only.empty() ? "" : ", ") + code(namespace_of(name));
-      page += only + " | ";
-    }
-    page += cell(key.meaning) + " |\n";
+    std::vector<std::string> only;
+    for (std::string const& name : key.only) only.push_back(name_pattern(name, command.base));
+    table += "| " + code(key.name) + (differ ? " | " + codes(only) : "") + " | " + cell(key.meaning) + " |\n";
   }
+  return table;
+}
+
+// The commands under which a page has told of keys, by the table that it gave.
+using KeyTables = std::map<std::string, std::string>;
+
+void add_keys(std::string& page, Command const& command, Word const& word, KeyTables& told) {
+  if (word.keys.empty()) return;
+  const std::string table = key_table(command, word);
+  const auto [at, is_new] = told.emplace(table, command.base);
+  page += word.is_pairs() ? "\nNames:" : "\nKeys of " + code(word.name) + ":";
+  page += is_new ? "\n\n" + table : " those of " + link_to(at->second) + ".\n";
 }
 
 void add_example(std::string& page, Example const& example) {
@@ -88,84 +97,102 @@ void add_example(std::string& page, Example const& example) {
   for (std::string line; std::getline(lines, line);) page += line.empty() ? "\n" : "    " + line + "\n";
 }
 
-void add_errors(std::string& page, Command const& command) {
-  const std::vector<CommandError> failures = command.failures(command.names[0]);
+void add_failures(std::string& page, Command const& command) {
+  const std::vector<CommandError> failures = command.failures_of(command.names[0]);
   if (failures.empty()) return;
   page += "\n| It fails for | with |\n|---|---|\n";
-  for (CommandError const& error : failures)
+  for (CommandError const& failure : failures) {
+    const CommandError error = failure.shown();
     page += "| " + cell(error.when) + " | \"" + cell(error.text) + "\"" +
             (error.then.empty() ? "" : ", " + error.then) + " |\n";
+  }
 }
 
-void add_command(std::string& page, Command const& command) {
+void add_command(std::string& page, Command const& command, KeyTables& told) {
   const std::string usage = command.usage();
-  page += "\n## " + heading(command) + "\n\n" + command.summary + ".\n\n    " + command.names[0] +
-          (usage.empty() ? "" : " " + usage) + "\n";
+  page += "\n## " + code(command.base) + "\n\n" + command.summary + ".\n\n";
+  for (std::string const& name : command.names) page += "    " + name + (usage.empty() ? "" : " " + usage) + "\n";
   add_words(page, command);
-  for (Word const& word : command.words) add_keys(page, word);
+  for (Word const& word : command.words) add_keys(page, command, word, told);
   page += "\nResult: " + command.result + " As JSON: " + code(shape_words(command.shape)) + "\n";
-  add_example(page, command.example);
-  add_errors(page, command);
+  add_example(page, command.example_of(command.names[0]));
+  add_failures(page, command);
   for (std::string const& note : command.notes) page += "\n" + note + "\n";
 }
 
-constexpr std::string_view kNotes = ".notes.md";
-
-std::string content(std::filesystem::path const& path) {
-  return kdi::is_file(path.string()) ? kdi::read_file(path.string()) : std::string();
+// The commands of a page, each leading to its section in `file`, or in the page itself.
+std::string list_of(Page const& page, std::string const& file) {
+  std::string text;
+  for (NamedAlike const& group : by_naming(page)) {
+    text += group.patterns.empty() ? "\n" : "\n" + codes(group.patterns) + ":\n\n";
+    for (Command const* const command : group.commands)
+      text += "- " + link_to(command->base, file) + ": " + command->summary + "\n";
+  }
+  return text;
 }
 
-std::string made_from(std::string const& what) {
-  return "<!-- Made by `make docs` from " + what + "; change that, not this page. -->\n";
+std::string file_of(Page const& page) {
+  std::string name = page.name;
+  std::replace(name.begin(), name.end(), '/', '-');
+  return name + ".md";
+}
+
+std::string made_from(std::string const& what) { return "<!-- Made from " + what + " by `make docs`. -->\n"; }
+
+std::string beginning(Family const& family, std::string const& title, std::string const& summary,
+                      std::vector<std::string> const& about) {
+  std::string text = made_from("data/commands/" + family.name + ".json") + "# " + title + "\n\n" + summary +
+                     ". Registered by `" + family.library + "`.\n";
+  if (!family.more.empty())
+    text += "\nMore on them, limits and models included: [" + family.more + "](../../" + family.more + ").\n";
+  for (std::string const& one : about) text += "\n" + one + "\n";
+  return text;
+}
+
+std::string page_text(Page const& page) {
+  std::string text = beginning(*page.family, page.title, page.summary, page.about) + list_of(page, "");
+  KeyTables told;
+  for (Command const& command : page.commands) add_command(text, command, told);
+  return text;
+}
+
+std::string overview_text(Family const& family) {
+  std::string text = beginning(family, family.title, family.summary, family.about);
+  for (Page const& page : family.pages)
+    text +=
+        "\n## [" + page.title + "](" + file_of(page) + ")\n\n" + page.summary + ".\n" + list_of(page, file_of(page));
+  return text;
+}
+
+std::string index_text(Table const& table) {
+  std::string text = made_from("data/commands") + "# Commands\n";
+  for (auto const& family : table.families()) {
+    text += "\n## [" + family->title + "](" + family->name + ".md)\n\n" + family->summary + ".\n";
+    for (Page const& page : family->pages) {
+      if (family->pages.size() > 1) text += "\n### [" + page.title + "](" + file_of(page) + ")\n";
+      text += list_of(page, file_of(page));
+    }
+  }
+  return text;
 }
 
 }  // namespace
 
-std::string reference_page(Family const& family, bool has_notes) {
-  std::string page = made_from("data/commands/" + family.name + ".json");
-  page += "# " + family.title + "\n\n" + family.summary + ". Registered by `" + family.library + "`.\n";
-  if (has_notes)
-    page +=
-        "\nMore on them, limits and models included: [" + family.name + ".notes.md](" + family.name + ".notes.md).\n";
-  for (std::string const& about : family.about) page += "\n" + about + "\n";
-  page += "\n| Command | |\n|---|---|\n";
-  for (Command const& command : family.commands)
-    page += "| [" + heading(command) + "](#" + anchor(heading(command)) + ") | " + cell(command.summary) + " |\n";
-  for (Command const& command : family.commands) add_command(page, command);
-  return page;
-}
-
-std::string reference_index(Table const& table) {
-  std::string page = made_from("data/commands");
-  page += "# Commands\n";
-  for (auto const& family : table.families()) {
-    page += "\n## [" + family->title + "](" + family->name + ".md)\n\n" + family->summary + ".\n\n";
-    for (Command const& command : family->commands) page += "- " + heading(command) + ": " + command.summary + "\n";
-  }
-  return page;
-}
-
-std::vector<std::string> update_reference(Table const& table, std::filesystem::path const& folder, bool only_checks) {
+std::map<std::string, std::string> reference_pages(Table const& table) {
   std::map<std::string, std::string> pages;
-  pages["README.md"] = reference_index(table);
-  for (auto const& family : table.families())
-    pages[family->name + ".md"] =
-        reference_page(*family, kdi::is_file((folder / (family->name + std::string(kNotes))).string()));
-  std::vector<std::string> faults;
-  for (auto const& [name, text] : pages) {
-    const std::string path = (folder / name).string();
-    if (content(path) == text) continue;
-    if (only_checks)
-      faults.push_back(path + " is not what the table says: run `make docs`");
-    else
-      kdi::write_file(path, text);
+  pages["README.md"] = index_text(table);
+  for (auto const& family : table.families()) {
+    if (family->pages.size() > 1) pages[family->name + ".md"] = overview_text(*family);
+    for (Page const& page : family->pages) pages[file_of(page)] = page_text(page);
   }
-  for (std::string const& name : kdi::list_directory(folder.string())) {
-    const bool is_note = name.ends_with(kNotes) && table.family(name.substr(0, name.size() - kNotes.size())) != nullptr;
-    if (!is_note && !pages.contains(name))
-      faults.push_back((folder / name).string() + " belongs to no family of the table");
-  }
-  return faults;
+  return pages;
+}
+
+void write_reference(Table const& table, std::string const& folder) {
+  const std::map<std::string, std::string> pages = reference_pages(table);
+  for (auto const& [name, text] : pages) kdi::write_file(folder + "/" + name, text);
+  for (std::string const& name : kdi::list_directory(folder, ".md"))
+    if (!pages.contains(name)) std::filesystem::remove(std::filesystem::path(folder) / name);
 }
 
 }  // namespace kdish

@@ -1,23 +1,19 @@
-// The command reference in docs/commands, made from the command table.
+// The command reference, pages in Markdown, made from the command table.
 #pragma once
 
-#include <filesystem>
+#include <map>
 #include <string>
-#include <vector>
 
 #include "host/kdish/command_table.h"
 
 namespace kdish {
 
-/// The page of a family. `has_notes` tells whether a page `<family>.notes.md` stands beside it, to be linked.
-std::string reference_page(Family const& family, bool has_notes);
+/// All pages by the names of their files: README.md, which lists all families and commands, and one for each page of
+/// the table, with one above them where a family has several. Links lead from a folder docs/commands.
+std::map<std::string, std::string> reference_pages(Table const& table);
 
-/// The page that lists all families and commands.
-std::string reference_index(Table const& table);
-
-/// Writes the pages into `folder`, one whole page after the other, or only checks them. What is wrong there: a page
-/// that is stale, when it only checks, and a file of no family. Throws kdi::FileError if a page can be neither read
-/// nor written.
-std::vector<std::string> update_reference(Table const& table, std::filesystem::path const& folder, bool only_checks);
+/// Writes the pages into `folder`, one whole page after the other, and removes what other pages are there. Throws
+/// kdi::FileError or std::filesystem::filesystem_error.
+void write_reference(Table const& table, std::string const& folder);
 
 }  // namespace kdish

@@ -18,6 +18,7 @@
 #include "host/kdish/result_json.h"
 #include "kdi/common/KdiDataDir.h"
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/ParamHost.h"
 #include "kdi/common/host/TclHost.h"
@@ -242,7 +243,8 @@ std::string result_as_json(Table const& table, std::string const& script, Tcl_Ob
 
 // ================================================================================================ the shell
 
-Shell::Shell(ShellOptions options) : options_(std::move(options)), table_(kdi::data_directories("commands")) {
+Shell::Shell(ShellOptions options) : options_(std::move(options)) {
+  if (options_.json) table();  // a fault of the table is told before anything runs
   if (options_.json) {
     // Standard output is for the results alone; what a command or a library prints goes with the messages.
     json_descriptor_ = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);  // no child writes there
@@ -268,6 +270,11 @@ Shell::Shell(ShellOptions options) : options_(std::move(options)), table_(kdi::d
   tcl_host::set_journal([this](std::string const& command) {
     if (journal_.is_open()) journal_.remark(command);
   });
+}
+
+Table const& Shell::table() {
+  if (!table_) table_.emplace(kdi::data_directories("commands"));
+  return *table_;
 }
 
 int Shell::run() {
@@ -445,7 +452,7 @@ void Shell::become_interactive() {
 int Shell::run_terminal() {
   set_arguments("kdish");
   become_interactive();
-  const KnownNames names = known_names(interp_, table_);
+  const KnownNames names = known_names(interp_, table());
   std::string pending;  // the lines of a command that is not complete yet, in Tcl's encoding
   const HistoryFile history(history_path(), LineEditor::kMostRemembered);
   std::vector<std::string> remembered;
@@ -461,7 +468,7 @@ int Shell::run_terminal() {
   };
   with_history([&] { remembered = history.load(); });
   editor_ = new LineEditor(remembered, [&](std::string const& to_cursor) {
-    Completion completion = complete(pending + internal(to_cursor), table_, names);
+    Completion completion = complete(pending + internal(to_cursor), table(), names);
     if (completion.begin < pending.size()) return Completion{};  // a word that began on an earlier line
     completion.begin = external(internal(to_cursor).substr(0, completion.begin - pending.size())).size();
     for (Candidate& candidate : completion.candidates) {
@@ -546,7 +553,7 @@ int Shell::replay_entries(std::string const& path) {
 void Shell::show_result(std::string const& script) {
   Tcl_Obj* const result = Tcl_GetObjResult(interp_);
   if (options_.json) {
-    if (!write_all(json_descriptor_, result_as_json(table_, script, result) + "\n"))
+    if (!write_all(json_descriptor_, result_as_json(table(), script, result) + "\n"))
       throw std::runtime_error(std::string("the result cannot be written: ") + std::strerror(errno));
     return;
   }
@@ -586,6 +593,16 @@ bool Shell::print(std::string const& text) {
   return Tcl_WriteObj(output, object.get()) >= 0 && Tcl_Flush(output) == TCL_OK;
 }
 
+// An error is told also where the table cannot be read.
+std::vector<std::string> Shell::names_close_to(std::string const& name) {
+  try {
+    return close_names(table(), name);
+  } catch (std::exception const& fault) {
+    complain(fault.what());
+    return {};
+  }
+}
+
 void Shell::report_error(bool with_trace) {
   if (Tcl_Channel const output = Tcl_GetStdChannel(TCL_STDOUT)) Tcl_Flush(output);
   const std::string result = text_of(Tcl_GetObjResult(interp_));
@@ -596,10 +613,8 @@ void Shell::report_error(bool with_trace) {
   }
   constexpr std::string_view kUnknown = "invalid command name \"";
   if (result.starts_with(kUnknown)) {
-    std::string meant;
-    for (std::string const& name :
-         close_names(table_, result.substr(kUnknown.size(), result.size() - kUnknown.size() - 1)))
-      meant += (meant.empty() ? "" : ", ") + name;
+    const std::string meant =
+        kdi::text::joined(names_close_to(result.substr(kUnknown.size(), result.size() - kUnknown.size() - 1)), ", ");
     if (!meant.empty()) text += "\ndid you mean " + meant + "?";
   }
   text = external(text);

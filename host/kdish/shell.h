@@ -43,7 +43,8 @@ class Shell {
   int run();
 
   // For the shell's own commands.
-  Table const& table() const { return table_; }
+  /// Read when it is first asked for: most scripts never do. Throws as Table does.
+  Table const& table();
   Journal& journal() { return journal_; }
   ProgressLine* progress() { return progress_.get(); }  ///< null if there is no terminal
   /// Runs the commands of a journal; the first one that ends otherwise than it did is an error, told in the
@@ -66,12 +67,13 @@ class Shell {
   bool print(std::string const& text);
   void print_or_fail(std::string const& text);
   void begin_line();
+  std::vector<std::string> names_close_to(std::string const& name);
   void report_error(bool with_trace);
   void complain(std::string const& text);
   void set_arguments(std::string const& name);
 
   ShellOptions options_;
-  Table table_;
+  std::optional<Table> table_;
   Tcl_Interp* interp_ = nullptr;
   Journal journal_;
   std::vector<std::string> replayed_;  // the journals that are being replayed, the innermost last

@@ -10,6 +10,9 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -17,23 +20,6 @@
 #include "tests/support/scratch.h"
 
 using Variables = std::map<std::string, std::string>;
-
-namespace program_detail {
-
-[[noreturn]] inline void become(std::vector<std::string> const& words, Variables const& variables,
-                                std::string const& folder) {
-  for (auto const& [name, value] : variables) ::setenv(name.c_str(), value.c_str(), 1);
-  std::vector<char*> arguments;
-  for (std::string const& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-  arguments.push_back(nullptr);
-  if (folder.empty() || ::chdir(folder.c_str()) == 0) ::execv(arguments[0], arguments.data());
-  ::_exit(127);
-}
-
-// The exit status, or 128 and the number of the signal that ended it.
-inline int status_of(int state) { return WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state); }
-
-}  // namespace program_detail
 
 struct Outcome {
   int status = -1;
@@ -47,8 +33,26 @@ struct Surroundings {
   std::string output;  ///< a file or device in the place of standard output; "|" for a pipe that nobody reads
 };
 
-/// Runs `words` to its end.
-inline Outcome run_program(std::vector<std::string> const& words, Surroundings const& around = {}) {
+namespace program_detail {
+
+inline bool enter(Variables const& variables, std::string const& folder) {
+  for (auto const& [name, value] : variables) ::setenv(name.c_str(), value.c_str(), 1);
+  return folder.empty() || ::chdir(folder.c_str()) == 0;
+}
+
+[[noreturn]] inline void become(std::vector<std::string> const& words) {
+  std::vector<char*> arguments;
+  for (std::string const& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  ::execv(arguments[0], arguments.data());
+  ::_exit(127);
+}
+
+// The exit status, or 128 and the number of the signal that ended it.
+inline int status_of(int state) { return WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state); }
+
+// A child of this process in its surroundings, which does not come back from `go_on`.
+inline Outcome outcome_of(std::function<void()> const& go_on, Surroundings const& around) {
   const Scratch files;
   const std::string input = files.file("input", around.input);
   const std::string out_path = around.output.empty() ? files.path("out") : around.output;
@@ -61,7 +65,8 @@ inline Outcome run_program(std::vector<std::string> const& words, Surroundings c
     const int err = ::open(files.path("err").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
     if (::dup2(in, 0) < 0 || ::dup2(out, 1) < 0 || ::dup2(err, 2) < 0) ::_exit(127);
     if (unread[0] != -1) ::close(unread[0]);
-    program_detail::become(words, around.variables, around.folder);
+    if (enter(around.variables, around.folder)) go_on();
+    ::_exit(127);
   }
   if (unread[0] != -1) {
     ::close(unread[0]);
@@ -69,7 +74,21 @@ inline Outcome run_program(std::vector<std::string> const& words, Surroundings c
   }
   int state = 0;
   ::waitpid(child, &state, 0);
-  return {program_detail::status_of(state), files.content("out"), files.content("err")};
+  return {status_of(state), files.content("out"), files.content("err")};
+}
+
+}  // namespace program_detail
+
+/// Runs `words` to its end.
+inline Outcome run_program(std::vector<std::string> const& words, Surroundings const& around = {}) {
+  return program_detail::outcome_of([&] { program_detail::become(words); }, around);
+}
+
+/// Runs `body`, whose result is the exit status, in a process that begins as this one is now: with what is loaded
+/// already, and none of what the body, or another one before it, changes.
+inline Outcome run_apart(std::function<int()> const& body, Surroundings const& around = {}) {
+  std::fflush(nullptr);  // or the child would write it a second time
+  return program_detail::outcome_of([&] { std::exit(body()); }, around);
 }
 
 /// A program at a terminal of its own.
@@ -80,7 +99,8 @@ class TerminalSession {
     size.ws_row = 40;
     size.ws_col = 100;
     child_ = ::forkpty(&terminal_, nullptr, nullptr, &size);
-    if (child_ == 0) program_detail::become(words, variables, folder);
+    if (child_ == 0 && program_detail::enter(variables, folder)) program_detail::become(words);
+    if (child_ == 0) ::_exit(127);
     if (child_ == -1) ADD_FAILURE() << "no terminal";
   }
   TerminalSession(TerminalSession const&) = delete;

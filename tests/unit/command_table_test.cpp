@@ -1,16 +1,20 @@
-// The command table: its reader, that it is whole, and that what it says of commands is so.
+// The command table that is shipped: that it is whole, and that what it says of commands is so.
 #include "host/kdish/command_table.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <tcl.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <set>
 
 #include "host/kdish/help.h"
 #include "host/kdish/reference.h"
+#include "host/kdish/shell.h"
 #include "kdi/common/KdiFile.h"
-#include "kdi/common/KdiJson.h"
+#include "kdi/common/KdiText.h"
 #include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/scratch.h"
@@ -29,106 +33,13 @@ Table const& shipped() {
   return table;
 }
 
-std::string file_of(std::string const& command) {
-  return R"({"format": 1, "title": "T", "summary": "s", "library": "l", "commands": [)" + command + "]}";
-}
-constexpr char const* kWhole =
-    R"("summary": "s", "result": "r", "shape": "text", "example": {"script": "a", "result": ""})";
-
-std::string fault_of(std::string const& text) {
-  const Scratch folder;
-  folder.file("some.json", text);
-  try {
-    const Table table({folder.folder()});
-  } catch (kdi::JsonError const& error) {
-    return std::string(error.what()).substr(folder.folder().size() + 1);
-  }
-  return "none";
-}
-
-TEST(CommandTable, ReadsAFamilyFile) {
-  const Scratch folder;
-  folder.file("one.json", file_of(std::string(R"({"names": ["n::a", "m::a"], "words": [{"name": "w", "type": "part",
-    "meaning": "m", "optional": true, "repeated": true}], "options": [{"name": "-o", "type": "text", "meaning": "m",
-    "required": true}, {"name": "-f", "type": "flag", "meaning": "m"}], )") +
-                                  kWhole + "}"));
-  const Table table({folder.folder()});
-  ASSERT_NE(table.command("::m::a"), nullptr);
-  EXPECT_EQ(table.command("m::a"), table.command("n::a"));
-  EXPECT_EQ(table.command("n::a")->usage(), "-o value ?w ...? ?-f?");
-  EXPECT_EQ(table.command("n::a")->family, table.family("one"));
-  EXPECT_EQ(table.command("a"), nullptr);
-}
-
-TEST(CommandTable, TheFirstFolderWithAFileCounts) {
-  const Scratch near;
-  const Scratch far;
-  near.file("f.json", file_of(std::string(R"({"names": ["near"], )") + kWhole + "}"));
-  far.file("f.json", file_of(std::string(R"({"names": ["far"], )") + kWhole + "}"));
-  far.file("g.json", file_of(std::string(R"({"names": ["other"], )") + kWhole + "}"));
-  const Table table({near.folder(), far.folder()});
-  EXPECT_NE(table.command("near"), nullptr);
-  EXPECT_EQ(table.command("far"), nullptr);
-  EXPECT_NE(table.command("other"), nullptr);
-  EXPECT_THROW(Table({near.path("nothing")}), kdi::FileError);
-}
-
-TEST(CommandTable, NamesLineAndFieldOfAFault) {
-  EXPECT_EQ(fault_of(file_of(std::string(R"({"names": ["a"], )") + kWhole + "}")), "none");
-  EXPECT_EQ(fault_of("{\n\"format\": 2}"), "some.json:2: format: expected an integer from 1 to 1, found the number 2");
-  EXPECT_EQ(fault_of(file_of(std::string("\n{\"name\": [], ") + kWhole + "}")).substr(0, 33),
-            "some.json:2: commands[0].name: ex");
-  EXPECT_NE(fault_of(file_of(std::string(R"({"names": [], )") + kWhole + "}")), "none");
-  EXPECT_NE(fault_of(file_of(std::string(R"({"names": ["::a"], )") + kWhole + "}")), "none");
-  EXPECT_NE(fault_of(file_of(std::string(R"({"names": ["a", "a"], )") + kWhole + "}")), "none");
-  const auto word = [](std::string const& fields) {
-    return fault_of(
-        file_of(R"({"names": ["a"], "words": [{"name": "w", "meaning": "m", )" + fields + "}], " + kWhole + "}"));
-  };
-  EXPECT_EQ(word(R"("type": "text")"), "none");
-  EXPECT_NE(word(R"("type": "texts")"), "none");
-  EXPECT_NE(word(R"("type": "flag")"), "none");
-  EXPECT_NE(word(R"("type": "dict", "keys": [{"name": "k", "meaning": "m", "only": ["b"]}])"), "none");
-  const auto shape = [](std::string const& text) {
-    return fault_of(file_of(R"({"names": ["a"], "summary": "s", "result": "r", "shape": )" + text +
-                            R"(, "example": {"script": "a", "result": ""}})"));
-  };
-  EXPECT_EQ(shape(R"({"dict": {"a?": "integer", "*": {"list": "text"}}})"), "none");
-  EXPECT_NE(shape(R"("word")"), "none");
-  EXPECT_NE(shape(R"({"dict": {}})"), "none");
-  EXPECT_NE(shape(R"({"list": "text", "tuple": {"a": "text"}})"), "none");
-  EXPECT_NE(shape("{}"), "none");
-}
-
-TEST(CommandTable, AnEntryTellsHowManyWordsItTakes) {
-  const auto count_of = [](std::string const& fields) {
-    const Scratch folder;
-    folder.file("one.json", file_of(R"({"names": ["n::a"], )" + fields + kWhole + "}"));
-    const Table table({folder.folder()});
-    Command const& command = *table.command("n::a");
-    const std::string most =
-        command.word_count().most == kdish::WordCount::kAny ? "any" : std::to_string(command.word_count().most);
-    return std::to_string(command.word_count().least) + " " + most + " " +
-           command.wrong_count_text("n::a", {"1", "2", "three"});
-  };
-  EXPECT_EQ(count_of(""), R"(0 0 wrong # args: should be "n::a")");
-  const std::string words = R"("words": [{"name": "w", "type": "text", "meaning": "m"},
-    {"name": "v", "type": "text", "meaning": "m", "optional": true}], )";
-  EXPECT_EQ(count_of(words), R"(1 2 wrong # args: should be "n::a w ?v?")");
-  EXPECT_EQ(count_of(words + R"("surplus": "ignored", )"), "1 any n::a : Not enough arguments");
-  EXPECT_EQ(count_of(words + R"("wrong_count": "{name}: {3} of {name}", )"), "1 2 n::a: three of n::a");
-  EXPECT_EQ(count_of(R"("words": [{"name": "w", "type": "text", "meaning": "m", "repeated": true}], )"),
-            R"(1 any wrong # args: should be "n::a w ...")");
-  EXPECT_EQ(count_of(R"("options": [{"name": "-o", "type": "text", "meaning": "m", "required": true},
-    {"name": "-f", "type": "flag", "meaning": "m"}], )"),
-            R"(2 3 wrong # args: should be "n::a -o value ?-f?")");
-}
-
 // ------------------------------------------------------------------------------------------------ help
 
 TEST(Help, TellsOfFamiliesCommandsAndPatterns) {
   EXPECT_NE(kdish::families_help(shipped()).find("\n  fec "), std::string::npos);
-  EXPECT_NE(kdish::topic_help(shipped(), "fec").find("ldpc::gen_core_params"), std::string::npos);
+  EXPECT_NE(kdish::topic_help(shipped(), "fec").find("\nsd_fec::NAME, ldpc::NAME\n  gen_core_params "),
+            std::string::npos);
+  EXPECT_NE(kdish::topic_help(shipped(), "fec").find("\nMore: docs/notes/fec.md\n"), std::string::npos);
   const std::string command = kdish::topic_help(shipped(), "::ldpc::gen_core_params");
   EXPECT_EQ(command.substr(0, 30), "ldpc::gen_core_params options\n");
   EXPECT_EQ(command.find("fec_code"), std::string::npos) << "a key of the other core";
@@ -194,7 +105,7 @@ class Interpreter {
 std::set<std::string> table_commands(std::string const& library) {
   std::set<std::string> names;
   for (auto const& [name, command] : shipped().commands())
-    if (command->family->library == library) names.insert(name);
+    if (command->page->family->library == library) names.insert(name);
   return names;
 }
 
@@ -240,23 +151,119 @@ TEST(CommandTable, EveryCommandOfTheShellHasAnEntryAndNoOther) {
   EXPECT_EQ(names, table_commands("kdish"));
 }
 
-TEST(CommandReference, IsWhatTheTableSays) {
-  const Outcome outcome =
-      run_program({places::program("command_docs"), kData, places::source("docs/commands"), "--check"});
-  EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+// ------------------------------------------------------------------------------------------------ the reference
+
+TEST(CommandReference, TellsOfEveryCommand) {
+  const auto pages = kdish::reference_pages(shipped());
+  for (auto const& [name, command] : shipped().commands()) {
+    const std::string usage = command->usage();
+    const std::string file = command->page->name + ".md";
+    ASSERT_TRUE(pages.contains(file)) << file;
+    EXPECT_NE(pages.at(file).find("\n    " + name + (usage.empty() ? "" : " ") + usage + "\n"), std::string::npos)
+        << name;
+    EXPECT_NE(pages.at("README.md").find("`" + command->base + "`](" + file + "#"), std::string::npos) << name;
+  }
 }
 
-TEST(CommandReference, AStalePageAStrayPageAndAMissingOneAreNamed) {
+// The addresses of a page's headings, as viewers of Markdown make them.
+std::set<std::string> anchors_of(std::string const& page) {
+  std::set<std::string> anchors;
+  std::istringstream lines(page);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with("#")) continue;
+    std::string anchor;
+    for (const char c : line.substr(line.find(' ') + 1)) {
+      if (c == ' ') anchor += '-';
+      if (kdi::text::is_letter_or_digit(c) || c == '_' || c == '-') anchor += kdi::text::to_lower(c);
+    }
+    EXPECT_TRUE(anchors.insert(anchor).second || line.starts_with("###")) << "two sections of one address: " << line;
+  }
+  return anchors;
+}
+
+// Texts outside of code that are links, without what is elsewhere in the world.
+std::vector<std::string> links_of(std::string const& page) {
+  std::vector<std::string> links;
+  std::istringstream lines(page);
+  bool is_fenced = false;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("```")) is_fenced = !is_fenced;
+    if (is_fenced || line.starts_with("    ")) continue;
+    for (std::size_t at = line.find("]("); at != std::string::npos; at = line.find("](", at + 2)) {
+      const std::string link = line.substr(at + 2, line.find(')', at) - at - 2);
+      if (link.find("://") == std::string::npos) links.push_back(link);
+    }
+  }
+  return links;
+}
+
+constexpr char const* kMade = "docs/commands/";
+
+// The pages that people read: those of the project, and docs/commands as it is installed with them.
+std::map<std::string, std::string> all_pages() {
+  namespace fs = std::filesystem;
+  std::map<std::string, std::string> pages;
+  for (auto const& [name, text] : kdish::reference_pages(shipped())) pages[kMade + name] = text;
+  const fs::path root = places::source("");
+  for (char const* const below : {"docs", "data", "examples"})
+    for (fs::directory_entry const& entry : fs::recursive_directory_iterator(root / below))
+      if (entry.path().extension() == ".md")
+        pages[fs::relative(entry.path(), root).string()] = kdi::read_file(entry.path().string());
+  pages["README.md"] = kdi::read_file((root / "README.md").string());
+  return pages;
+}
+
+TEST(Documents, LinksLeadSomewhere) {
+  namespace fs = std::filesystem;
+  const std::map<std::string, std::string> pages = all_pages();
+  std::size_t seen = 0;
+  for (auto const& [name, text] : pages)
+    for (std::string const& link : links_of(text)) {
+      ++seen;
+      const std::size_t hash = std::min(link.find('#'), link.size());
+      const std::string target =
+          hash == 0 ? name : (fs::path(name).parent_path() / link.substr(0, hash)).lexically_normal().string();
+      const auto page = pages.find(target);
+      // docs/commands is made when the project is built: what leads there from elsewhere would lead nowhere before
+      const bool is_made_later = target.starts_with(kMade) && !name.starts_with(kMade);
+      EXPECT_TRUE(!is_made_later && (page != pages.end() || fs::exists(places::source(target))))
+          << name << " leads to " << link;
+      const bool has_place = hash < link.size() && page != pages.end();
+      EXPECT_TRUE(!has_place || anchors_of(page->second).contains(link.substr(hash + 1)))
+          << name << " leads to " << link;
+    }
+  EXPECT_GE(seen, 200U);
+}
+
+TEST(Documents, TellWhereEachFamilyIsDescribed) {
+  const std::string page = kdi::read_file(places::source("docs/commands.md"));
+  std::set<std::string> told;
+  for (auto const& family : shipped().families()) {
+    EXPECT_NE(page.find("](../data/commands/" + family->name + ".json)"), std::string::npos) << family->name;
+    if (family->more.empty()) continue;
+    told.insert(family->more);
+    EXPECT_NE(page.find("](" + family->more.substr(std::string("docs/").size()) + ")"), std::string::npos)
+        << family->name;
+  }
+  for (std::string const& name : kdi::list_directory(places::source("docs/notes")))
+    EXPECT_TRUE(told.contains("docs/notes/" + name)) << name << " is of no family";
+}
+
+TEST(CommandReference, IsWrittenWholeAndStrayPagesGo) {
   const Scratch docs;
-  ASSERT_EQ(run_program({places::program("command_docs"), kData, docs.folder()}).status, 0);
-  ASSERT_EQ(run_program({places::program("command_docs"), kData, docs.folder(), "--check"}).status, 0);
   docs.file("fec.md", "something else");
-  docs.file("nothing.md", "a page");
-  std::filesystem::remove(docs.path("dsp.md"));
-  const Outcome outcome = run_program({places::program("command_docs"), kData, docs.folder(), "--check"});
-  EXPECT_EQ(outcome.status, 1);
-  for (char const* name : {"fec.md", "dsp.md", "nothing.md"}) EXPECT_NE(outcome.out.find(name), std::string::npos);
-  EXPECT_EQ(docs.content("fec.md"), "something else") << "a check writes nothing";
+  docs.file("nothing.md", "a page of a family that is gone");
+  docs.file("other.txt", "no page");
+  const Outcome outcome = run_program({places::program("command_docs"), kData, docs.folder()});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  std::vector<std::string> names = {"other.txt"};
+  for (auto const& [name, text] : kdish::reference_pages(shipped())) {
+    names.push_back(name);
+    EXPECT_EQ(docs.content(name), text) << name;
+  }
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(docs.names(), names);
+  EXPECT_EQ(run_program({places::program("command_docs"), docs.path("nowhere"), docs.folder()}).status, 1);
 }
 
 // ------------------------------------------------------------------------------------------------ examples and JSON
@@ -285,31 +292,13 @@ TEST(CommandTable, AWrongNumberOfWordsFailsAsStated) {
     };
     const kdish::WordCount count = command->word_count();
     if (count.least > 0) fails_for(count.least - 1);
+    if (count.in_twos) fails_for(count.least + 1);
     if (count.most != kdish::WordCount::kAny) fails_for(count.most + 1);
   }
   const Outcome outcome =
       run_program({places::program("kdish"), folder.file("calls.tcl", script)}, {{}, folder.folder(), "", ""});
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(folder.content("result"), expected);
-}
-
-TEST(CommandTable, SurplusWordsAreIgnoredWhereItSaysSo) {
-  std::size_t seen = 0;
-  for (auto const& family : shipped().families())
-    for (Command const& command : family->commands) {
-      if (!command.ignores_surplus) continue;
-      ++seen;
-      const Scratch folder;
-      ASSERT_TRUE(command.example.script.starts_with(command.names[0])) << "an example to which words can be added";
-      const Outcome outcome =
-          run_program({places::program("kdish"),
-                       folder.file("example.tcl", command.example.setup + "\nputs -nonewline [open result w] [" +
-                                                      command.example.script + " surplus words]")},
-                      {{}, folder.folder(), "", ""});
-      ASSERT_EQ(outcome.status, 0) << outcome.err;
-      EXPECT_EQ(folder.content("result"), command.example.result) << command.names[0];
-    }
-  EXPECT_GE(seen, 2U);
 }
 
 // The truth about shapes, told a second time: from the JSON that came out.
@@ -359,73 +348,123 @@ std::string misfit(json const& value, Shape const& shape, std::string const& pla
   return "";
 }
 
-class Examples : public testing::TestWithParam<std::string> {};
-
-TEST_P(Examples, GiveTheResultThatIsShown) {
-  Command const& command = *shipped().command(GetParam());
-  const Scratch folder;
-  const std::string script = command.example.setup + "\n" + command.example.script;
-  const Outcome outcome =
-      run_program({places::program("kdish"),
-                   folder.file("example.tcl", command.example.setup + "\nputs -nonewline [open result w] [" +
-                                                  command.example.script + "]")},
-                  {{}, folder.folder(), "", ""});
-  ASSERT_EQ(outcome.status, 0) << outcome.err;
-  const std::string result = folder.content("result");
-  if (command.example.is_pattern)
-    EXPECT_NE(Tcl_StringMatch(result.c_str(), command.example.result.c_str()), 0) << result;
-  else
-    EXPECT_EQ(result, command.example.result);
-}
-
-TEST_P(Examples, FailWithTheTextsThatAreShown) {
-  Command const& command = *shipped().command(GetParam());
-  const Scratch folder;
-  for (kdish::CommandError const& error : command.errors) {
-    if (error.script.empty()) continue;
-    const Outcome outcome = run_program(
-        {places::program("kdish"), "-c",
-         "if {![catch {" + error.script + "} text]} {error {no failure}}; puts -nonewline [open result w] $text"},
-        {{}, folder.folder(), "", ""});
-    EXPECT_EQ(outcome.status, 0) << error.script << outcome.err;
-    const std::string result = folder.content("result");
-    if (error.then.empty())
-      EXPECT_EQ(result, error.text) << error.script;
-    else
-      EXPECT_EQ(result.substr(0, error.text.size()), error.text) << error.script;
+// A shell of its own for every script, each in a process that begins where this one is: nothing that a script leaves
+// behind helps the next, and no program has to be started, which costs more than most scripts do.
+int shell_status(kdish::ShellOptions const& options) {
+  Tcl_FindExecutable(places::program("kdish").c_str());
+  try {
+    static auto* const shell = new kdish::Shell(options);  // never deleted
+    const int status = shell->run();
+    Tcl_Exit(status);
+    return status;
+  } catch (std::exception const& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
   }
 }
 
-TEST_P(Examples, GiveJsonOfTheDeclaredShape) {
-  Command const& command = *shipped().command(GetParam());
-  const Scratch folder;
-  const Outcome outcome =
-      run_program({places::program("kdish"), "--json", "-c", command.example.setup + "\n" + command.example.script},
-                  {{}, folder.folder(), "", ""});
-  ASSERT_EQ(outcome.status, 0) << outcome.err;
-  ASSERT_TRUE(outcome.out.ends_with("\n"));
-  EXPECT_EQ(outcome.out.find('\n'), outcome.out.size() - 1) << "one line";
-  const json value = json::parse(outcome.out, nullptr, false);
-  ASSERT_FALSE(value.is_discarded()) << outcome.out;
-  const bool is_own_result = command.example.script.starts_with(GetParam()) ||
-                             std::any_of(command.names.begin(), command.names.end(), [&](std::string const& name) {
-                               return command.example.script.starts_with(name);
-                             });
-  EXPECT_EQ(is_own_result ? misfit(value, command.shape, "result") : misfit(value, Shape{}, "result"), "");
+Outcome shell(std::string const& command, std::string const& folder, bool with_json = false) {
+  kdish::ShellOptions options;
+  options.json = with_json;
+  options.command = command;
+  return run_apart([&] { return shell_status(options); }, {{}, folder, "", ""});
 }
 
-std::vector<std::string> entries() {
+// One that writes the result of `script` to a file, as it is.
+std::string kept_result(std::string const& setup, std::string const& script) {
+  return setup + "\nputs -nonewline [set out [open result w]] [" + script + "]; close $out";
+}
+
+class Examples : public testing::TestWithParam<std::string> {
+ protected:
+  static void SetUpTestSuite() {
+    for (char const* const library : kLibraries)  // once and not in every process
+      ASSERT_NE(::dlopen(places::library(library).c_str(), RTLD_NOW | RTLD_LOCAL), nullptr) << ::dlerror();
+    shipped();
+  }
+
+  /// Every command of the family by its name; of an entry of several, those whose examples differ.
+  template <class Try>
+  static void for_each_command(Try attempt) {
+    for (auto const& [name, command] : shipped().commands()) {
+      const bool is_told = name == command->names[0] || command->example_of(name).script != command->example.script;
+      if (command->page->family->name != GetParam() || !is_told) continue;
+      const testing::ScopedTrace trace(__FILE__, __LINE__, name);
+      const Scratch folder;
+      attempt(name, *command, folder);
+    }
+  }
+};
+
+TEST_P(Examples, GiveTheResultThatIsShown) {
+  for_each_command([](std::string const& name, Command const& command, Scratch const& folder) {
+    const kdish::Example example = command.example_of(name);
+    const Outcome outcome = shell(kept_result(example.setup, example.script), folder.folder());
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const std::string result = folder.content("result");
+    if (example.is_pattern)
+      EXPECT_NE(Tcl_StringMatch(result.c_str(), example.result.c_str()), 0) << result;
+    else
+      EXPECT_EQ(result, example.result);
+  });
+}
+
+TEST_P(Examples, FailWithTheTextsThatAreShown) {
+  for_each_command([](std::string const& name, Command const& command, Scratch const& folder) {
+    for (kdish::CommandError const& error : command.failures_of(name)) {
+      if (error.script.empty()) continue;
+      const Outcome outcome =
+          shell("if {![catch {" + error.script + "} text]} {error {no failure}}\n" + kept_result("", "set text"),
+                folder.folder());
+      EXPECT_EQ(outcome.status, 0) << error.script << outcome.err;
+      const std::string result = folder.content("result");
+      if (error.then.empty())
+        EXPECT_EQ(result, error.text) << error.script;
+      else
+        EXPECT_EQ(result.substr(0, error.text.size()), error.text) << error.script;
+    }
+  });
+}
+
+TEST_P(Examples, GiveJsonOfTheDeclaredShape) {
+  for_each_command([](std::string const& name, Command const& command, Scratch const& folder) {
+    const kdish::Example example = command.example_of(name);
+    const Outcome outcome = shell(example.setup + "\n" + example.script, folder.folder(), true);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    ASSERT_TRUE(outcome.out.ends_with("\n"));
+    EXPECT_EQ(outcome.out.find('\n'), outcome.out.size() - 1) << "one line";
+    const json value = json::parse(outcome.out, nullptr, false);
+    ASSERT_FALSE(value.is_discarded()) << outcome.out;
+    const bool is_own_result = example.script.starts_with(name);
+    EXPECT_EQ(misfit(value, is_own_result ? command.shape : Shape{}, "result"), "");
+  });
+}
+
+TEST_P(Examples, AreThereForEveryName) {
+  for (Command const* const command : shipped().entries()) {
+    if (command->page->family->name != GetParam() || command->names.size() == 1) continue;
+    for (std::string const& name : command->names)
+      EXPECT_NE(command->example_of(name).script.find(name), std::string::npos) << name;
+  }
+}
+
+TEST_P(Examples, ShowThatSurplusWordsAreIgnored) {
+  for_each_command([](std::string const& name, Command const& command, Scratch const& folder) {
+    if (!command.ignores_surplus) return;
+    const kdish::Example example = command.example_of(name);
+    ASSERT_TRUE(example.script.starts_with(name)) << "an example to which words can be added";
+    const Outcome outcome = shell(kept_result(example.setup, example.script + " surplus words"), folder.folder());
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(folder.content("result"), example.result);
+  });
+}
+
+std::vector<std::string> families() {
   std::vector<std::string> names;
-  for (auto const& family : shipped().families())
-    for (Command const& command : family->commands) names.push_back(command.names[0]);
+  for (auto const& family : shipped().families()) names.push_back(family->name);
   return names;
 }
-std::string test_name(testing::TestParamInfo<std::string> const& info) {
-  std::string name = info.param;
-  for (char& c : name)
-    if (std::isalnum(static_cast<unsigned char>(c)) == 0) c = '_';
-  return name;
-}
-INSTANTIATE_TEST_SUITE_P(Commands, Examples, testing::ValuesIn(entries()), test_name);
+INSTANTIATE_TEST_SUITE_P(Families, Examples, testing::ValuesIn(families()),
+                         [](testing::TestParamInfo<std::string> const& family) { return family.param; });
 
 }  // namespace

@@ -73,12 +73,22 @@ TEST(Completion, OffersOptionsAndTheirValues) {
 }
 
 TEST(Completion, OffersTheKeysOfADictionaryAndNothingForItsValues) {
-  EXPECT_EQ(offered("ldpc::gen_core_params {din"),
-            Texts{"din_words"}.size() == 1 ? (Texts{"din", "din_words"}) : Texts{});
+  EXPECT_EQ(offered("sd_fec::gen_core_params {din"), (Texts{"din", "din_words"}));
+  EXPECT_EQ(offered("::ldpc::gen_core_params {din"), Texts{"din_words"}) << "a key of the other core";
   EXPECT_EQ(offered("ldpc::gen_core_params {din_words 1 ax"), (Texts{"axi_wr_protect", "axis_enable"}));
   EXPECT_EQ(offered("ldpc::gen_core_params {\n  din_words 1\n  by"), Texts{"bypass"});
   EXPECT_EQ(offered("ldpc::gen_core_params {din_words "), Texts{});
   EXPECT_EQ(offered("ldpc::gen_ldpc_params {n 24 sm_array {{ge"), Texts{}) << "data inside data";
+}
+
+TEST(Completion, OffersTheNamesOfPairsWhereANameIsDue) {
+  const std::string command = "Ip_blk_mem_gen_v8_4_placement_algo_mux_size ";
+  EXPECT_EQ(offered(command + "w"), (Texts{"width_a", "width_b"}));
+  EXPECT_EQ(offered(command + "width_a 8 dep"), (Texts{"depth_a", "depth_b"}));
+  EXPECT_EQ(offered(command + "width_a "), Texts{}) << "a value";
+  EXPECT_EQ(offered(command + "width_a {"), Texts{}) << "data";
+  EXPECT_EQ(offered("bmgtools::tiling v8_4 width_a 8 dep"), (Texts{"depth_a", "depth_b"}));
+  EXPECT_EQ(offered("bmgtools::tiling "), (Texts{"v8_3", "v8_4"}));
 }
 
 TEST(Completion, OffersVariablesBehindADollar) {

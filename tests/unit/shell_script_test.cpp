@@ -126,12 +126,23 @@ TEST(Script, ABrokenDeviceIsToldOfAndLeftOut) {
   EXPECT_EQ(coloured.err.substr(0, 12), "\033[31mERROR: ");
 }
 
-TEST(Script, ABrokenTableIsNamed) {
+TEST(Script, ABrokenTableIsNamedWhereItIsNeeded) {
   const Scratch data;
   data.file("commands/broken.json", "\n{\"format\": 3}");
-  const Outcome outcome = kdish({"-c", "expr 1"}, {{{"KDI_DATA_DIR", data.folder()}}, "", "", ""});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_NE(outcome.err.find("broken.json:2: format: "), std::string::npos) << outcome.err;
+  const Surroundings around{{{"KDI_DATA_DIR", data.folder()}}, "", "", ""};
+  const auto is_named = [](Outcome const& outcome) {
+    EXPECT_EQ(outcome.status, 1);
+    return outcome.err.find("broken.json:2: format: ") != std::string::npos;
+  };
+  EXPECT_TRUE(is_named(kdish({"-c", "help"}, around)));
+  EXPECT_TRUE(is_named(kdish({"-c", "to_json list x"}, around)));
+  const Outcome with_json = kdish({"--json", "-c", "puts before"}, around);
+  EXPECT_TRUE(is_named(with_json));
+  EXPECT_EQ(with_json.err.find("before"), std::string::npos) << "before anything runs";
+  const Outcome unknown = kdish({"-c", "get_para"}, around);
+  EXPECT_TRUE(is_named(unknown));
+  EXPECT_NE(unknown.err.find("invalid command name \"get_para\""), std::string::npos) << unknown.err;
+  EXPECT_EQ(kdish({"-c", "expr 1"}, around).out, "1\n") << "what does not need the table runs";
 }
 
 TEST(Script, OutputThatNobodyTakesIsAFailure) {

@@ -201,7 +201,7 @@ const Writer kWriters[] = {
     {"a_journal_that_goes_on", kJournalBefore, write_journal, is_begin_of_journal},
     {"the_reference", "",
      [](std::string const& folder) {
-       kdish::update_reference(kdish::Table({fs::path(folder).parent_path().string() + "/table"}), folder, false);
+       kdish::write_reference(kdish::Table({fs::path(folder).parent_path().string() + "/table"}), folder);
        return "done";
      },
      are_whole},

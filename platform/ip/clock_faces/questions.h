@@ -55,7 +55,7 @@ struct Solved {
   Solution solution;
 };
 
-/// The setting as a dictionary, whose form docs/commands/clocking.notes.md states. `indices` are the numbers of the
+/// The setting as a dictionary, whose form docs/notes/clocking.md states. `indices` are the numbers of the
 /// outputs to the one who asked.
 std::string solution_dict(Solved const& solved, std::vector<std::size_t> const& indices);
 

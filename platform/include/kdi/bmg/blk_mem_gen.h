@@ -2,7 +2,7 @@
 // multiplexer, and its power.
 //
 // All ten functions take the same words, `argc` of them, as pairs of a name and a value that describe one memory
-// (docs/commands/bmg.notes.md lists them). They do not change the words and keep no pointer to them. The result is the
+// (docs/notes/bmg.md lists them). They do not change the words and keep no pointer to them. The result is the
 // figure, or a negative code whose meaning bmg/host/tiling.h gives; `*status` receives 0 or the same code unless
 // `status` is null. A failure also sends a message that names the word at fault. No function throws.
 //

@@ -18,7 +18,7 @@
 //   tolerance, phase_tolerance, duty_tolerance
 //                   largest errors of an output in ppm, degrees and percent; any unless given
 //
-// The answers are Tcl dictionaries and lists, whose form docs/commands/clocktools.md states. What a question asks of
+// The answers are Tcl dictionaries and lists, whose form data/commands/clocktools.json states. What a question asks of
 // the solver, and what the best setting is, says docs/clock-synthesis.md.
 #pragma once
 
