@@ -14,6 +14,7 @@
 #include "kdi/bmg/host/tiling.h"
 #include "kdi/common/host/MessageHost.h"
 #include "tests/support/places.h"
+#include "tests/support/random.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -181,7 +182,7 @@ constexpr FiguresOfVersion kVersions[] = {
      Ip_blk_mem_gen_v8_4_placement_algo_power_report}};
 
 TEST(BlockMemory, FunctionsGiveTheFiguresOfTheTiling) {
-  std::mt19937 random(7);
+  test_support::Seeded<std::mt19937> random(7);
   const auto pick = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
   for (int i = 0; i < 200; ++i) {
     std::vector<std::string> words = {
@@ -238,7 +239,7 @@ TEST(BlockMemory, AnswersSeveralThreads) {
 }
 
 TEST(BlockMemory, SurvivesAnyWords) {
-  std::mt19937 random(11);
+  test_support::Seeded<std::mt19937> random(11);
   const auto pick = [&](std::size_t count) { return std::uniform_int_distribution<std::size_t>(0, count - 1)(random); };
   const std::vector<std::string> kWords = split(
       "type width_a depth_a width_b depth_b algorithm primitives shape ecc byte_width clock_mhz single_port_ram "

@@ -7,6 +7,7 @@
 
 #include "kdi/ip/HIPClocking.h"
 #include "tests/support/decimal_comma.h"
+#include "tests/support/random.h"
 
 namespace {
 
@@ -125,7 +126,7 @@ TEST(ParseArgs, ADefaultMayHoldColons) {
 
 // Shuffled, with one fault or none: parsed if there is none.
 TEST(ParseArgs, FindsTheOneFault) {
-  std::mt19937 random(20);
+  test_support::Seeded<std::mt19937> random(20);
   const auto below = [&random](unsigned n) { return static_cast<std::size_t>(random() % n); };
   for (int round = 0; round < 5000; ++round) {
     std::vector<std::pair<std::string, std::string>> given{{"-text", "t"},  {"-number", "1.5"}, {"-count", "3"},

@@ -47,7 +47,7 @@ Tally compare(Primitive const& primitive, unsigned seed, int requests, Truth tru
   Random random(seed);
   Tally tally;
   for (int i = 0; i < requests && !testing::Test::HasFailure(); ++i) {
-    SCOPED_TRACE(primitive.name + ", seed " + std::to_string(seed) + ", request " + std::to_string(i));
+    SCOPED_TRACE(primitive.name + ", request " + std::to_string(i));
     const Request request = test_support::random_request(
         random, primitive, 1 + random.below(static_cast<unsigned>(primitive.outputs.size())));
     const auto fault = check(primitive, request);

@@ -57,7 +57,6 @@ TYPED_TEST(Compiler, EqualsThePlainCompiler) {
   unsigned decoders = 0, encoders = 0, rewritten = 0;
   std::set<std::string> kinds_of_reports;  // the texts in front of their numbers
   for (unsigned seed = 1; seed <= 12000; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     test_support::Random random(seed);
     fec::ldpc_code_spec_t<TypeParam> spec;
     static_cast<fec::CodeSpec&>(spec) =

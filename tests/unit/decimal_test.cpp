@@ -5,8 +5,9 @@
 
 #include <boost/multiprecision/cpp_int.hpp>
 #include <limits>
-#include <random>
 #include <stdexcept>
+
+#include "tests/support/random.h"
 
 namespace {
 
@@ -93,7 +94,7 @@ TEST(Decimals, RoundHalvesAwayFromZero) {
 }
 
 TEST(Decimals, QuotientsAreRounded) {
-  std::mt19937_64 random(3);
+  test_support::Seeded<std::mt19937_64> random(3);
   for (int i = 0; i < 20000; ++i) {
     const auto small = [&] {
       return Decimal::of(static_cast<std::int64_t>(random() % 2'000'001) - 1'000'000, static_cast<int>(random() % 7));

@@ -11,6 +11,7 @@
 #include "kdi/device/host/PartCatalogue.h"
 #include "tests/support/json_schema.h"
 #include "tests/support/places.h"
+#include "tests/support/random.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -264,9 +265,7 @@ json mutated(json const& device, std::mt19937& random) {
 // A person writes a file with the schema at hand: what it forbids, the reader refuses as well, with a place.
 TEST(DeviceSchema, ForbidsNothingThatTheReaderTakes) {
   const JsonSchema schema(file_of("schema.json"));
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
+  test_support::Seeded<std::mt19937> random(test_support::fresh_seed());
   int forbidden = 0, allowed = 0;
   for (char const* const name : {"brvn2104", "zrv7030"}) {
     const json device = merged(name);

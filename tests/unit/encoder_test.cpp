@@ -8,6 +8,7 @@
 #include "tcltasks/fec/ldpc.h"
 #include "tcltasks/fec/sd_fec.h"
 #include "tests/support/nr_code.h"
+#include "tests/support/random.h"
 
 namespace {
 
@@ -55,7 +56,7 @@ bool satisfies(fec::CodeSpec const& spec, std::vector<Block> const& blocks) {
 }
 
 std::vector<Block> random_message(fec::CodeSpec const& spec, std::size_t columns, unsigned seed) {
-  std::mt19937 random(seed);
+  test_support::Seeded<std::mt19937> random(seed);
   std::vector<Block> blocks(columns, Block(spec.p, 0));
   for (std::size_t col = 0; col < spec.k / spec.p; ++col)
     for (unsigned char& bit : blocks[col]) bit = random() & 1;
@@ -193,8 +194,7 @@ std::optional<std::pair<std::uint32_t, std::uint32_t>> slow_base(fec::BaseMatrix
 TEST(DoubleDiagonal, IsFoundWhereThePlainSearchFindsIt) {
   unsigned found = 0;
   for (unsigned seed = 1; seed <= 20000; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
-    std::mt19937 random(seed);
+    test_support::Seeded<std::mt19937> random(seed);
     const unsigned rows = 1 + random() % 7;
     const unsigned columns = 2 + random() % 8;
     fec::BaseMatrix h(rows);

@@ -9,6 +9,7 @@
 #include <random>
 #include <stdexcept>
 
+#include "tests/support/random.h"
 #include "tools/ducddc/cos_pi.h"
 #include "tools/ducddc/minimax.h"
 
@@ -46,7 +47,7 @@ Extent extent_of(Design const& design, std::vector<Band> const& bands, double ne
 }
 
 TEST(CosPi, AgreesWithTheLibrary) {
-  std::mt19937_64 random(3);
+  test_support::Seeded<std::mt19937_64> random(3);
   for (int i = 0; i < 200000; ++i) {
     const double x = std::uniform_real_distribution<>(-300, 300)(random);
     // The argument times pi is rounded in the peer, by up to half a unit of 2^-43.
@@ -59,7 +60,7 @@ TEST(CosPi, AgreesWithTheLibrary) {
 }
 
 TEST(Equiripple, AlternatesAsTheTheoremDemands) {
-  std::mt19937_64 random(5);
+  test_support::Seeded<std::mt19937_64> random(5);
   for (int i = 0; i < 300; ++i) {
     const int length = 11 + 2 * static_cast<int>(random() % 60);
     const double pass = std::uniform_real_distribution<>(0.02, 0.4)(random);

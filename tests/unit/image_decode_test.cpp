@@ -143,7 +143,6 @@ TYPED_TEST(ImageDecode, GivesBackEvery5gNrCode) {
 
 TYPED_TEST(ImageDecode, GivesBackSeveralRandomCodesAtOnce) {
   for (unsigned seed = 1; seed <= 300; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     test_support::Random random(seed);
     std::vector<fec::CodeSpec> specs;
     for (unsigned count = 1 + random.below(5); count > 0; --count) {
@@ -333,7 +332,6 @@ std::vector<sd_fec::phy_trans_t> random_image(test_support::Random& random) {
 
 TEST(ImageDecode, WhatIsReadIsBoundedByTheWordsThatWereWritten) {
   for (unsigned seed = 1; seed <= 1000; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     test_support::Random random(seed);
     const auto writes = random_image(random);
     const auto image = fec::decode_image(writes);
@@ -363,7 +361,7 @@ TEST(ImageDecode, EveryBitThatIsWrittenShows) {
       const std::uint64_t bit = std::uint64_t{1} << random.below(33);
       write.data ^= bit;
       ASSERT_NE(fec::diff_images(image, fec::decode_image(writes)), Texts{})
-          << "seed " << seed << " address " << write.addr << " bit " << bit;
+          << "address " << write.addr << " bit " << bit;
       write.data ^= bit;
     }
   }

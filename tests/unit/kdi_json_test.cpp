@@ -7,6 +7,7 @@
 
 #include "kdi/common/KdiJson.h"
 #include "tests/support/decimal_comma.h"
+#include "tests/support/random.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -156,7 +157,7 @@ TEST(JsonFile, IsReadFromDisk) {
 }
 
 TEST(JsonFile, ReadsNumbersAlikeUnderADecimalComma) {
-  std::mt19937_64 random(7);
+  test_support::Seeded<std::mt19937_64> random(7);
   std::vector<double> values;
   std::ostringstream text;
   text.imbue(std::locale::classic());

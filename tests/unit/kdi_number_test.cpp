@@ -12,6 +12,7 @@
 
 #include "kdi/common/KdiNumber.h"
 #include "tests/support/decimal_comma.h"
+#include "tests/support/random.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 std::vector<double> many_values() {
   std::vector<double> values = {0,    -0.0,   0.5,     1.5,      2.5,     0.125, 1e-6, 9.999999e-7, 999999999999.5,
                                 1e12, 1e-310, 1.7e308, -1234567, 0.00005, 1e22,  100,  123456,      1234565};
-  std::mt19937_64 random(20240611);
+  test_support::Seeded<std::mt19937_64> random(20240611);
   while (values.size() < 500) {
     const std::uint64_t bits = random();
     double value = 0;

@@ -54,7 +54,6 @@ PackingRules random_rules(Random& random) {
 
 TEST(LayerPacking, EqualsThePlainTranscription) {
   for (unsigned seed = 1; seed <= 20000; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
     CodeConfig config = random_layers(random);
     const PackingRules rules = random_rules(random);
@@ -73,7 +72,6 @@ TEST(LayerPacking, EqualsThePlainTranscription) {
 
 TEST(LayerPacking, KeepsEveryOperationOnceAndIssuesDifferentBanksTogether) {
   for (unsigned seed = 1; seed <= 5000; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
     CodeConfig config = random_layers(random);
     PackingRules rules = random_rules(random);

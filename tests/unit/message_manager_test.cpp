@@ -234,14 +234,16 @@ TEST(Messages, AreKeptByACapture) {
 
 // A capture that goes while other threads send is not called afterwards.
 TEST(Messages, MayComeWhileASinkGoes) {
+  constexpr int kMessages = 2000;
+  const Capture lasting;
   std::atomic<bool> over = false;
   std::thread sender([&] {
-    while (!over) ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "x");
+    for (int i = 0; i < kMessages; ++i) ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "x");
+    over = true;
   });
-  const Capture lasting;
-  for (int i = 0; i < 2000; ++i) const Capture passing;
-  over = true;
+  while (!over) const Capture passing;
   sender.join();
+  EXPECT_EQ(lasting.lines(), Texts(kMessages, "INFO: [c] x")) << "a sink that stays misses nothing";
 }
 
 TEST(Messages, WithoutASinkGoToStandardError) {
@@ -529,17 +531,19 @@ int throwing(ClientData, Tcl_Interp*, int, Tcl_Obj* const[]) {
   return TCL_OK;
 }
 
+constexpr tcl::Row kThrowing[] = {{"zero", throwing<0>, tcl::kAnyWords},
+                                  {"one", throwing<1>, tcl::kAnyWords},
+                                  {"two", throwing<2>, tcl::kAnyWords},
+                                  {"space::three", throwing<3>, tcl::kAnyWords},
+                                  {"four", throwing<4>, tcl::kAnyWords}};
+
 TEST_F(Guards, NoExceptionReachesTcl) {
-  tcl::register_command<throwing<0>>(interp_, "zero");
-  tcl::register_command<throwing<1>>(interp_, "one");
-  tcl::register_command<throwing<2>>(interp_, "two");
-  tcl::register_command<throwing<3>>(interp_, "space::three");
+  tcl::register_all<kThrowing>(interp_);
   for (auto const& [name, text] : std::vector<std::pair<char const*, char const*>>{
            {"zero", "what it says"}, {"one", "a text"}, {"two", "a literal"}, {"space::three", "unknown exception"}}) {
     EXPECT_EQ(Tcl_Eval(interp_, name), TCL_ERROR);
     EXPECT_EQ(result(), text);
   }
-  tcl::register_command<throwing<4>>(interp_, "four");
   EXPECT_EQ(Tcl_Eval(interp_, "four"), TCL_OK);
 }
 

@@ -89,7 +89,6 @@ constexpr unsigned kDelays[] = {7, 11, 15};
 TEST(PerfAnalyser, EqualsTheCycleModelOnRandomCodes) {
   unsigned reported = 0, changed = 0, stalled = 0;
   for (unsigned seed = 1; seed <= 12000; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
     const CodeConfig config = test_support::random_compiled_code(random);
     const std::vector<queued> codes = {{0, config.encode != 0 ? 1U : 4U, config}};
@@ -108,7 +107,6 @@ TEST(PerfAnalyser, EqualsTheCycleModelOnRandomCodes) {
 
 TEST(PerfAnalyser, EqualsTheCycleModelOnSeveralCodesInTightMemories) {
   for (unsigned seed = 1; seed <= 1500; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
     std::vector<queued> codes;
     const unsigned count = 2 + random.below(3);

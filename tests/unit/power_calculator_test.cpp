@@ -16,6 +16,7 @@
 #include "tests/support/decimal_comma.h"
 #include "tests/support/places.h"
 #include "tests/support/power_fixture.h"
+#include "tests/support/random.h"
 
 namespace {
 
@@ -398,9 +399,7 @@ void expect_never_falling(HIPWPowerCalcIntf& calculator, Record const& base,
 }
 
 TEST_P(ShippedPart, TransceiversNeverTakeLessWithMoreOfAnything) {
-  const std::uint64_t seed = std::random_device()();
-  SCOPED_TRACE(seed);
-  std::mt19937_64 random(seed);
+  test_support::Seeded<std::mt19937_64> random(test_support::fresh_seed());
   using R = GtPowerRecord;
   const std::vector<Quantity<R>> quantities = {
       quantity("numChannels", &R::numChannels),
@@ -430,9 +429,7 @@ TEST_P(ShippedPart, TransceiversNeverTakeLessWithMoreOfAnything) {
 }
 
 TEST_P(ShippedPart, MemoriesNeverTakeLessWithMoreOfAnything) {
-  const std::uint64_t seed = std::random_device()();
-  SCOPED_TRACE(seed);
-  std::mt19937_64 random(seed);
+  test_support::Seeded<std::mt19937_64> random(test_support::fresh_seed());
   using R = MigPowerRecord;
   const std::vector<Quantity<R>> quantities = {
       quantity("memoryClock", &R::memoryClock),
@@ -611,9 +608,7 @@ TEST_P(ShippedPart, EachFieldOfAMemoryCountsOrIsToldNotTo) {
 
 TEST_P(ShippedPart, IsFiniteAndNotNegativeForAnyRecord) {
   const Reported reported;
-  const std::uint64_t seed = std::random_device()();
-  SCOPED_TRACE(seed);
-  std::mt19937_64 random(seed);
+  test_support::Seeded<std::mt19937_64> random(test_support::fresh_seed());
   const float kFloats[] = {0,
                            -1,
                            1,

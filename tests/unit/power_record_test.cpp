@@ -11,6 +11,7 @@
 #include "tcltasks/power/power_est.h"
 #include "tcltasks/power/values.h"
 #include "tests/support/decimal_comma.h"
+#include "tests/support/random.h"
 
 namespace {
 
@@ -33,9 +34,7 @@ TEST(KeyWords, AKeyBelongsToTheFirstWordThatItContains) {
   EXPECT_EQ(words.first_in("XYAB"), 2U);
   EXPECT_EQ(words.first_in("A"), 5U);
   EXPECT_EQ(words.first_in(""), 5U);
-  const std::uint64_t seed = std::random_device()();
-  SCOPED_TRACE(seed);
-  std::mt19937_64 random(seed);
+  test_support::Seeded<std::mt19937_64> random(test_support::fresh_seed());
   for (int i = 0; i < 20000; ++i) {
     std::string key;
     for (std::size_t length = random() % 12; length > 0; --length) key += "ABCD_XYa"[random() % 8];

@@ -22,7 +22,7 @@ struct tally {
 
 // Proves one code, on the finished code and, where the three-cycle rule has raised the first stall, on the analyser's.
 template <class Variant>
-void prove(fec::CodeSpec const& plain, tally& count) {
+void expect_proven(fec::CodeSpec const& plain, tally& count) {
   fec::ldpc_code_spec_t<Variant> spec;
   static_cast<fec::CodeSpec&>(spec) = plain;
   fec::ldpc_code_config_t<Variant> config;
@@ -52,14 +52,14 @@ void prove(fec::CodeSpec const& plain, tally& count) {
 }
 
 template <class Variant>
-void prove_all_standard_codes(void (*change)(fec::CodeSpec&, int graph)) {
+void expect_all_standard_codes_proven(void (*change)(fec::CodeSpec&, int graph)) {
   tally count;
   for (int graph : {1, 2})
     for (unsigned z : test_support::lifting_sizes()) {
       fec::CodeSpec spec = test_support::nr_code(graph, z);
       change(spec, graph);
       SCOPED_TRACE(testing::Message() << Variant::kName << " base graph " << graph << " lifting size " << z);
-      prove<Variant>(spec, count);
+      expect_proven<Variant>(spec, count);
     }
   EXPECT_EQ(count.proven, 102U);
 }
@@ -70,37 +70,37 @@ using Cores = testing::Types<sd_fec::Variant, ldpc::Variant>;
 TYPED_TEST_SUITE(StandardCodes, Cores);
 
 TYPED_TEST(StandardCodes, PackedForTheDecoder) {
-  prove_all_standard_codes<TypeParam>([](fec::CodeSpec&, int) {});
+  expect_all_standard_codes_proven<TypeParam>([](fec::CodeSpec&, int) {});
 }
 
 TYPED_TEST(StandardCodes, UnpackedForTheDecoder) {
-  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int) { spec.no_packing = 1; });
+  expect_all_standard_codes_proven<TypeParam>([](fec::CodeSpec& spec, int) { spec.no_packing = 1; });
 }
 
 TYPED_TEST(StandardCodes, CompressedInBanksForTheDecoder) {
-  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int) { spec.compress_packing = 1; });
+  expect_all_standard_codes_proven<TypeParam>([](fec::CodeSpec& spec, int) { spec.compress_packing = 1; });
 }
 
 TYPED_TEST(StandardCodes, InTheOrderOfTheBaseGraphForTheDecoder) {
-  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int graph) {
+  expect_all_standard_codes_proven<TypeParam>([](fec::CodeSpec& spec, int graph) {
     spec.compress_packing = 1;
     spec.reorder_type = graph == 1 ? 2 : 3;
   });
 }
 
 TYPED_TEST(StandardCodes, PackedForTheEncoder) {
-  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int) { spec.encode = 1; });
+  expect_all_standard_codes_proven<TypeParam>([](fec::CodeSpec& spec, int) { spec.encode = 1; });
 }
 
 TYPED_TEST(StandardCodes, UnpackedForTheEncoder) {
-  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int) {
+  expect_all_standard_codes_proven<TypeParam>([](fec::CodeSpec& spec, int) {
     spec.encode = 1;
     spec.no_packing = 1;
   });
 }
 
 TYPED_TEST(StandardCodes, InTheOrderOfTheBaseGraphForTheEncoder) {
-  prove_all_standard_codes<TypeParam>([](fec::CodeSpec& spec, int graph) {
+  expect_all_standard_codes_proven<TypeParam>([](fec::CodeSpec& spec, int graph) {
     spec.encode = 1;
     spec.compress_packing = 1;
     spec.reorder_type = graph == 1 ? 2 : 3;
@@ -117,7 +117,7 @@ TYPED_TEST(StandardCodes, OfFewerInformationColumns) {
         spec.encode = encode;
         spec.compress_packing = 1;
         spec.reorder_type = kb == 9 ? 4 : kb == 8 ? 5 : 6;
-        prove<TypeParam>(spec, count);
+        expect_proven<TypeParam>(spec, count);
       }
   EXPECT_EQ(count.proven, 24U);
 }
@@ -125,9 +125,9 @@ TYPED_TEST(StandardCodes, OfFewerInformationColumns) {
 TYPED_TEST(StandardCodes, AndRandomOnes) {
   tally count;
   for (unsigned seed = 1; seed <= 1000; ++seed) {
-    SCOPED_TRACE(testing::Message() << TypeParam::kName << " seed " << seed);
+    SCOPED_TRACE(TypeParam::kName);
     test_support::Random random(seed);
-    prove<TypeParam>(test_support::random_spec(random), count);
+    expect_proven<TypeParam>(test_support::random_spec(random), count);
   }
   std::printf("%s: %u proven, %u reported by the analyser, %u refused\n", TypeParam::kName, count.proven,
               count.reported, count.refused);
@@ -137,14 +137,13 @@ TYPED_TEST(StandardCodes, AndRandomOnes) {
 TEST(WeightedCodes, AreProvenToo) {
   tally count;
   for (unsigned seed = 1; seed <= 400; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     test_support::Random random(seed);
     fec::CodeSpec spec = test_support::random_spec(random);
     spec.enable_wgt1 = 1;
     spec.encode = 0;
     for (auto& element : spec.sm_array)
       while (random.one_in(6)) element.shift.push_back(random.below(spec.p));
-    prove<sd_fec::Variant>(spec, count);
+    expect_proven<sd_fec::Variant>(spec, count);
   }
   std::printf("weights above 1: %u proven, %u reported by the analyser, %u refused\n", count.proven, count.reported,
               count.refused);

@@ -11,6 +11,7 @@
 #include "kdi/bmg/host/tiling.h"
 #include "kdi/common/KdiJson.h"
 #include "tests/support/places.h"
+#include "tests/support/random.h"
 #include "tests/support/tiling_truth.h"
 
 namespace {
@@ -52,7 +53,7 @@ void expect_exact_cover(Rectangles const& parts, int width, int depth) {
 }
 
 TEST(Tiler, NeedsNoMoreThanTheBestOfAllArrangements) {
-  std::mt19937 random(kSeed);
+  test_support::Seeded<std::mt19937> random(kSeed);
   const auto pick = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
   constexpr int kWidths[] = {1, 2, 4, 9, 18, 36, 72, 144};
   for (int round = 0; round < 4000; ++round) {
@@ -73,8 +74,8 @@ TEST(Tiler, NeedsNoMoreThanTheBestOfAllArrangements) {
     const auto grids = bmg::tile(choices, width, units);
     expect_exact_cover(grids, width, units);
     ASSERT_EQ(cost_of(choices, grids), truth::cheapest_cover(all, width, units))
-        << "seed " << kSeed << " round " << round << ": " << units << " x " << width << ", " << shapes
-        << " shapes from width " << kWidths[first] << ", larger primitive " << larger;
+        << "round " << round << ": " << units << " x " << width << ", " << shapes << " shapes from width "
+        << kWidths[first] << ", larger primitive " << larger;
   }
 }
 
@@ -175,7 +176,7 @@ TEST(Tiler, FindsTheLeastAreaOfAllCuts) {
   struct extent {
     int width, units;
   };
-  std::mt19937 random(kSeed);
+  test_support::Seeded<std::mt19937> random(kSeed);
   const auto pick = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
   int memories = 0;
   for (use const& use : all_uses()) {
@@ -194,8 +195,8 @@ TEST(Tiler, FindsTheLeastAreaOfAllCuts) {
         for (sheet const& one : kSheets)
           cost += static_cast<std::uint64_t>(tiling.count(one.kilobits)) * area(one.kilobits);
         ASSERT_EQ(cost, search.cost(width, (depth + kUnit - 1) / kUnit))
-            << "seed " << kSeed << ": " << use.type << " " << depth << " x " << width << ", primitives "
-            << sizes_word(use.sizes) << ", ratio " << use.ratio << ", bytes of " << use.byte_width;
+            << use.type << " " << depth << " x " << width << ", primitives " << sizes_word(use.sizes) << ", ratio "
+            << use.ratio << ", bytes of " << use.byte_width;
       }
     }
   }
@@ -221,7 +222,7 @@ std::vector<figures> shipped_figures() {
 
 TEST(Tiler, FindsTheLeastPowerOfAllBlocks) {
   constexpr int kMostWidth = 90, kMostUnits = 36, kUnit = 256, kClockMhz = 100;
-  std::mt19937 random(kSeed);
+  test_support::Seeded<std::mt19937> random(kSeed);
   const auto pick = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
   const std::vector<figures> power = shipped_figures();
   ASSERT_EQ(power.size(), std::size(kSheets));
@@ -245,8 +246,8 @@ TEST(Tiler, FindsTheLeastPowerOfAllBlocks) {
       expect_sound(tiling, use, width, depth);
       const auto rows = static_cast<std::uint64_t>(depth);
       ASSERT_EQ(static_cast<std::uint64_t>(tiling.power_nw), (search.cost(width) + rows - 1) / rows)
-          << "seed " << kSeed << ": " << use.type << " " << depth << " x " << width << ", primitives "
-          << sizes_word(use.sizes) << ", ratio " << use.ratio;
+          << use.type << " " << depth << " x " << width << ", primitives " << sizes_word(use.sizes) << ", ratio "
+          << use.ratio;
       ASSERT_LE(tiling.power_nw, tile(use, width, depth, "minimum_area").power_nw);
     }
   }

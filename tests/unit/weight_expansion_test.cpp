@@ -54,7 +54,6 @@ TYPED_TEST(WeightedCodes, EqualThePlainCompilers) {
   std::map<unsigned, unsigned> expanded_over;  // by number of banks: codes that compile
   unsigned compressed = 0, refused = 0;
   for (unsigned seed = 1; seed <= 4000; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
     const CodeSpec spec = test_support::random_weighted_spec(random);
     const bool quiet = random.one_in(8);
@@ -116,7 +115,6 @@ lanes_t groups_of(std::vector<ldpc_code_element_t> const& lane) {
 TYPED_TEST(WeightedCodes, CheckWhatTheMatrixChecks) {
   std::map<unsigned, unsigned> proven;  // by number of banks
   for (unsigned seed = 1; seed <= 3000; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
     CodeSpec spec = test_support::random_weighted_spec(random);
     spec.encode = spec.compress_packing = 0;
@@ -199,7 +197,6 @@ TYPED_TEST(WeightedCodes, CheckWhatTheMatrixChecks) {
 TYPED_TEST(WeightedCodes, CloseTheirGroupsInAllBanksAtOnce) {
   unsigned closed = 0;
   for (unsigned seed = 1; seed <= 2000; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
     CodeSpec spec = test_support::random_weighted_spec(random);
     spec.encode = spec.compress_packing = spec.no_packing = 0;
