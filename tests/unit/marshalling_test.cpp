@@ -233,6 +233,55 @@ TEST_F(Marshalling, ReadsAPinTable) {
   EXPECT_EQ(count, 0);
 }
 
+TEST_F(Marshalling, ReadsAMapOfMaps) {
+  const Words words{"TEMPLATE",     "a b {Input Clock}",
+                    "PINS",         "a 1  b {Clk Fwd}",
+                    "EMPTY",        "",
+                    "ONE",          "word",
+                    "EDGES",        " a 1 ",
+                    "ODD",          "a 1 b",
+                    "PINS",         "c {Input Clock}",
+                    "WITHOUT VALUE"};
+  EXPECT_EQ(memory::tcl2cppMultiLevelMap(15, words.data()), (MultiMap{{"TEMPLATE", {{"TEMPLATE", "a b InputClock"}}},
+                                                                      {"PINS", {{"c", "InputClock"}}},
+                                                                      {"EMPTY", {}},
+                                                                      {"ONE", {}},
+                                                                      {"EDGES", {{"", "a"}, {"1", ""}}},
+                                                                      {"ODD", {{"a", "1"}}}}));
+  EXPECT_EQ(memory::tcl2cppMultiLevelMap(4, words.data()).at("PINS"), (ParamMap{{"a", "1"}, {"b", "ClkFwd"}}));
+  EXPECT_TRUE(memory::tcl2cppMultiLevelMap(0, words.data()).empty());
+}
+
+TEST(KeyFolding, MakesOptionsOfTheParametersOfAController) {
+  ParamMap out{{"-kept", "1"}, {"-part", "old"}};
+  memory::uniquifyMapFormat({{"C0.DDR4_TimePeriod", "a"},
+                             {"c0.lpddr3_x", "b"},
+                             {"c0.ddr3_y", "c"},
+                             {"c0.rld3_z", "d"},
+                             {"c0.qdriip_u", "e"},
+                             {"c0.qdriv_v", "f"},
+                             {"c0.w", "g"},
+                             {"-c0.ddr4_s", "h"},
+                             {"-Part", "new"}},
+                            out);
+  EXPECT_EQ(out, (ParamMap{{"-kept", "1"},
+                           {"-part", "new"},
+                           {"-timeperiod", "a"},
+                           {"-x", "b"},
+                           {"-y", "c"},
+                           {"-z", "d"},
+                           {"-u", "e"},
+                           {"-v", "f"},
+                           {"-w", "g"},
+                           {"--s", "h"}}));
+}
+
+TEST(KeyFolding, TheLaterOfKeysThatBecomeOneWins) {
+  ParamMap out;
+  memory::uniquifyMapFormat({{"C0.X", "first"}, {"c0.x", "second"}}, out);
+  EXPECT_EQ(out, (ParamMap{{"-x", "second"}}));
+}
+
 // ----------------------------------------------------------------------------------------------- brace groups
 
 TEST(BraceGroups, AreRecognised) {

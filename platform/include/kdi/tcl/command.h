@@ -103,12 +103,13 @@ struct Names {
   static constexpr std::size_t kMost = 5;
 
   template <class... Name>
-  requires(sizeof...(Name) >= 1 && sizeof...(Name) <= kMost) constexpr Names(Name... name)
-      : texts{name...}, count(sizeof...(Name)) {}
+  requires(sizeof...(Name) <= kMost) constexpr Names(Name... name) : texts{name...}, count(sizeof...(Name)) {}
 
   std::array<char const*, kMost> texts;
   std::size_t count;
 };
+/// Of a row that one of several versions of a table lacks: nothing is registered.
+inline constexpr Names kNoNames;
 
 struct Row {
   Names names;
@@ -136,9 +137,10 @@ template <auto const& table, std::size_t row, std::size_t name>
 }
 
 template <auto const& table, std::size_t row, std::size_t... name>
-[[gnu::always_inline]] inline void register_names(Tcl_Interp* interp, ClientData data, std::index_sequence<name...>) {
-  constexpr Row kRow = table[row];
-  (Tcl_CreateObjCommand(interp, kRow.names.texts[name], boundary<table, row, name>, data, nullptr), ...);
+[[gnu::always_inline]] inline void register_names([[maybe_unused]] Tcl_Interp* interp, [[maybe_unused]] ClientData data,
+                                                  std::index_sequence<name...>) {
+  [[maybe_unused]] constexpr Names kNames = table[row].names;
+  (Tcl_CreateObjCommand(interp, kNames.texts[name], boundary<table, row, name>, data, nullptr), ...);
 }
 
 /// Registers the commands of a table of rows, without a delete procedure. The package's commands have no client data;

@@ -1,9 +1,11 @@
 #include "tcltasks/frame/mutils_util.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 
 #include "kdi/common/HSTStringUtils.h"
+#include "kdi/common/KdiText.h"
 #include "tcltasks/frame/marshalling.h"
 
 namespace mutils::util {
@@ -102,6 +104,51 @@ PinMap tcl2cpp(int objc, Tcl_Obj* const* objv, int& count) {
     }
   }
   return table;
+}
+
+namespace {
+
+bool is_scalar(std::string_view name) {
+  constexpr std::string_view kScalars[] = {"APPLICATION_TYPE", "EXDES_INST",       "EXDES_INST_NUM_HALF_BANKS",
+                                           "SINGLE_IO_STD",    "DIFF_IO_STD",      "NUM_BANKS_IP",
+                                           "TEMPLATE",         "BANKS_IN_TRIPLET", "ENABLE_ZERO_PPM_CDR",
+                                           "MAX_BANKS",        "BIDIR_MODE",       "TRI_SELECT",
+                                           "DIFF_DC_BIAS",     "SINGLE_DC_BIAS"};
+  return std::find(std::begin(kScalars), std::end(kScalars), name) != std::end(kScalars);
+}
+
+// Adjacent blanks count as one; one at an end of the text has an empty word beyond it.
+ParamMap split_pairs(std::string text) {
+  const auto both_blank = [](char a, char b) { return a == ' ' && b == ' '; };
+  text.erase(std::unique(text.begin(), text.end(), both_blank), text.end());
+  const std::vector<std::string_view> words = kdi::text::split(text, ' ');
+  ParamMap pairs;
+  for (std::size_t i = 0; i + 1 < words.size(); i += 2) pairs[std::string(words[i])] = words[i + 1];
+  return pairs;
+}
+
+}  // namespace
+
+MultiMap tcl2cppMultiLevelMap(int objc, Tcl_Obj* const* objv) {
+  MultiMap maps;
+  for (auto& [name, value] : tcl2cppWithExactKey(objc, objv)) {
+    std::string text = value;
+    ReplaceStringInPlace(text, "{Clk Fwd}", "ClkFwd");
+    ReplaceStringInPlace(text, "{Input Clock}", "InputClock");
+    maps[name] = is_scalar(name) ? ParamMap{{name, text}} : split_pairs(text);
+  }
+  return maps;
+}
+
+void uniquifyMapFormat(ParamMap const& in, ParamMap& out) {
+  // The plain prefix is last: a memory's own loses the memory's name as well.
+  constexpr char const* kPrefixes[] = {"c0.ddr4_",   "c0.lpddr3_", "c0.ddr3_", "c0.rld3_",
+                                       "c0.qdriip_", "c0.qdriv_",  "c0."};
+  for (auto const& [name, value] : in) {
+    std::string key = kdi::text::lowered(name);
+    for (char const* prefix : kPrefixes) ReplaceStringInPlace(key, prefix, "-");
+    out[key] = value;
+  }
 }
 
 std::string get(ParamMap const& params, char const* needle) {

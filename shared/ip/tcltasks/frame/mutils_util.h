@@ -47,6 +47,17 @@ std::vector<std::string> tcl2cpp(int& count, int objc, Tcl_Obj* const* objv);
 /// ended the table included.
 PinMap tcl2cpp(int objc, Tcl_Obj* const* objv, int& count);
 
+/// The words as pairs of a name and a map. The value of a scalar name (there are fourteen) is its map's only entry,
+/// under the name itself; the value of another holds a map's keys and values, with blanks between them and braces as
+/// plain characters. `{Clk Fwd}` and `{Input Clock}` count as one word each, `ClkFwd` and `InputClock`. A later name
+/// replaces an earlier one; what lacks its value at the end is dropped.
+MultiMap tcl2cppMultiLevelMap(int objc, Tcl_Obj* const* objv);
+
+/// Adds the entries of `in` to `out` under the keys of options: in lower case, and a dash for each prefix that a
+/// controller has: `C0.DDR4_TimePeriod` and `c0.timeperiod` are both `-timeperiod`. Where keys become one, the later
+/// one of `in` wins.
+void uniquifyMapFormat(ParamMap const& in, ParamMap& out);
+
 /// The value of the option "-needle". Throws a std::string if it was not given.
 std::string get(ParamMap const& params, char const* needle);
 
