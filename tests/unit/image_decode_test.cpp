@@ -210,6 +210,49 @@ TEST(ImageDecode, ReadsASmallImage) {
   EXPECT_EQ(value_of(code.layers[1].operations.at(0), "shift"), 7U);
 }
 
+TEST(ImageDecode, AnImageHas128Slots) {
+  const auto slots_of = [](std::uint64_t base) {
+    std::vector<ldpc::phy_trans_t> writes;
+    for (unsigned word = 0; word < 4; ++word) writes.push_back({base + 4 * word, word == 0 ? 1U << 16 : 0U, ""});
+    const auto image = fec::decode_image(writes);
+    EXPECT_EQ(image.faults.size(), image.codes.empty() ? 4U : 0U);
+    std::vector<unsigned> slots;
+    for (auto const& [slot, code] : image.codes) slots.push_back(slot);
+    return slots;
+  };
+  EXPECT_EQ(slots_of(0x2000 - 16), std::vector<unsigned>{});
+  EXPECT_EQ(slots_of(0x2000), std::vector<unsigned>{0});
+  EXPECT_EQ(slots_of(0x2000 + 127 * 16), std::vector<unsigned>{127});
+  EXPECT_EQ(slots_of(0x2000 + 128 * 16), std::vector<unsigned>{});
+}
+
+TEST(ImageDecode, APlainSizeWordHasKAboveBit16) {
+  const auto is_compressed = [](std::uint32_t word) {
+    std::vector<ldpc::phy_trans_t> writes{{0x2000, word, ""}, {0x2004, 128, ""}, {0x2008, 0, ""}, {0x200C, 0, ""}};
+    return fec::decode_image(writes).codes.at(0).is_compressed();
+  };
+  EXPECT_FALSE(is_compressed(0));
+  EXPECT_TRUE(is_compressed(1));
+  EXPECT_TRUE(is_compressed(65535));
+  EXPECT_FALSE(is_compressed(65536));
+}
+
+TEST(ImageDecode, AShiftIsLongFromAbove128) {
+  // One operation of shift 511 with a 1 behind it: above P of 128 the shift has nine bits, else seven and two marks.
+  const auto operation_at = [](unsigned p) {
+    std::vector<ldpc::phy_trans_t> writes{{0x2000, 1 << 16, ""}, {0x2004, p, ""},  {0x2008, 1, ""},
+                                          {0x200C, 0, ""},       {0x18000, 0, ""}, {0x20000, 511 << 8, ""}};
+    const auto image = fec::decode_image(writes);
+    EXPECT_EQ(image.faults, Texts{});
+    return image.codes.at(0).layers.at(0).operations.at(0);
+  };
+  EXPECT_EQ(value_of(operation_at(128), "shift"), 127U);
+  EXPECT_EQ(value_of(operation_at(128), "layer_end"), 1U);
+  EXPECT_EQ(value_of(operation_at(128), "nop"), 1U);
+  EXPECT_EQ(value_of(operation_at(129), "shift"), 511U);
+  EXPECT_EQ(value_of(operation_at(129), "layer_end"), 0U);
+}
+
 TEST(ImageDecode, ATableEndsWhereItsWordsDo) {
   const auto faults_without = [](std::uint64_t addr, std::size_t layers, std::size_t operations) {
     auto writes = small_image();
