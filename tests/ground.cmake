@@ -2,3 +2,11 @@
 foreach(name engine_rows_test tcl_command_test tcl_values_test)
   add_unit_test(${name} LABELS "frame;platform")
 endforeach()
+
+# Every row of a table of commands. The program has the commands' objects in it, and the function that counts words asks
+# the test first; so it can be told each row without its handler being run.
+get_property(families GLOBAL PROPERTY IPTASKS_FAMILIES)
+add_unit_test(rows_test LABELS "frame;host" LINKS
+  "${families};kdi_fectools_objects;kdi_bmgtools_objects;kdi_clocktools_objects;kdish_parts;kdi_ip;kdi_bmg;kdi_device")
+target_sources(rows_test PRIVATE $<FILTER:$<TARGET_OBJECTS:kdi_common_objects>,INCLUDE,kdi_commands>)
+target_link_options(rows_test PRIVATE -Wl,--wrap=kdi_tcl_count_words)

@@ -5,6 +5,18 @@ namespace import ::tcltest::*
 set libraryDir $env(IPTASKS_LIB_DIR)
 set sourceDir $env(IPTASKS_SOURCE_DIR)
 configure -testdir [file dirname [file normalize [info script]]] -tmpdir [file normalize [pwd]]
+# The commands of the families that are built, or of one of them, in the order of registration.
+proc contractCommands {{only *}} {
+  set file [open [file join $::sourceDir tests contract commands.txt]]
+  set commands {}
+  foreach line [split [read $file] \n] {
+    if {[string match {[a-zA-Z]*} $line]} { set isOf [expr {[string match $only $line] && ![string match *(to\ come) $line]}] }
+    if {[string match "  *" $line] && $isOf} { lappend commands [string trim $line] }
+  }
+  close $file
+  return $commands
+}
+
 source [file join [configure -testdir] [lindex $argv 0]]
 
 set failed [expr {$::tcltest::numTests(Failed) > 0 || $::tcltest::numTests(Total) == 0}]

@@ -338,46 +338,6 @@ TEST_F(Clkwiz, AMissingSolver) {
   EXPECT_EQ(run("GetClkwizInputFrequencies p i x 1 2"), error("Unable to get instance: i of part: p for Getx"));
 }
 
-// Runs a command with 0 to 18 words behind its name.
-struct Counts {
-  char const* command;
-  int least;
-  int most;
-  std::string message;
-  bool names_third = false;
-};
-void PrintTo(Counts const& counts, std::ostream* out) { *out << counts.command; }
-
-class ClkwizCounts : public ClockCommands, public testing::WithParamInterface<Counts> {};
-
-TEST_P(ClkwizCounts, AreCheckedBeforeAnythingElse) {
-  Counts const& counts = GetParam();
-  std::string script = counts.command;
-  for (int words = 1; words < 20; script += " w" + std::to_string(words), ++words) {
-    if (counts.least <= words && words <= counts.most) continue;
-    EXPECT_EQ(run(script), error(counts.message + (counts.names_third && words > 3 ? "w3" : ""))) << script;
-    EXPECT_EQ(calls, texts_t{}) << script;
-  }
-}
-INSTANTIATE_TEST_SUITE_P(
-    All, ClkwizCounts,
-    testing::Values(
-        Counts{"Init_Clkwiz", 4, 4, "Init_Clkwiz: Invalid number of arguments."},
-        Counts{"UnInit_Clkwiz", 3, 3, "UnInit_Clkwiz: Invalid number of arguments."},
-        Counts{"ChangeCompInstName", 4, 4, "ChangeComponentName: Invalid number of arguments."},
-        Counts{"GetPkToPkJitter", 9, 9, "GetPkToPkJitter: Invalid number of arguments."},
-        Counts{"GetPhaseError", 6, 6, "GetPhaseError: Invalid number of arguments."},
-        Counts{"MMCMCalculateActualOutFreqs", 10, 11, "MMCMCalculateActualOutFreqs: Invalid number of arguments."},
-        Counts{"PLLCalculateActualOutFreqs", 10, 13,
-               "Unable to obtain Implementation object for PLLCalculateActualOutFreq"},
-        Counts{"GetClosestSolution", 13, 16, "GetClosestSolution: Invalid number of arguments."},
-        Counts{"MMCMCalculateActualPhase", 6, 6, "MMCMCalculateActualPhase: Invalid number of arguments."},
-        Counts{"MMCMCalculateActualDutyCycle", 6, 6, "MMCMCalculateActualDutyCycle: Invalid number of arguments."},
-        Counts{"SetClkwizProperty", 5, 5, "SetClkwizProperty: Invalid number of arguments."},
-        Counts{"GetClkwizProperty", 4, 5, "GetClkwizProperty: Invalid number of arguments. Get", true},
-        Counts{"GetClkwizOutputFrequencies", 6, 7, "GetOutputClockFreqList: Invalid number of arguments. Get", true},
-        Counts{"GetClkwizInputFrequencies", 6, 8, "GetInputClockFreqList: Invalid number of arguments. Get", true}));
-
 // ------------------------------------------------------------------------------------------------------- the guard
 
 // Every command that is guarded, with words that reach the engine.
@@ -443,11 +403,8 @@ class Clocking : public ClockCommands {
 TEST_F(Clocking, InitAndUninit) {
   EXPECT_EQ(run("Ip_Clocking_Init"), ok());
   EXPECT_EQ(calls, texts_t{"GetInstance"});
-  EXPECT_EQ(run("Ip_Clocking_Init x"), error("Ip_Clocking_Init : Invalid number of arguments.\n"));
   EXPECT_EQ(run("Ip_Clocking_Uninit unknown"), ok());
   EXPECT_EQ(calls, (texts_t{"GetInstance", "deleteClockingSoln unknown"}));
-  for (char const* script : {"Ip_Clocking_Uninit", "Ip_Clocking_Uninit a b"})
-    EXPECT_EQ(run(script), error("Ip_Clocking_Uninit : Invalid number of arguments.\n"));
 }
 
 TEST_F(Clocking, ActualPhase) {
@@ -456,8 +413,6 @@ TEST_F(Clocking, ActualPhase) {
   EXPECT_EQ(run("Ip_Clocking_Calc_Phase n 45 7.5"), ok("1.500"));
   EXPECT_EQ(calls,
             (texts_t{"GetInstance", "getClkwizSoln n", "calculateActualPhase 45 7.5", "convertDoubleToString 1.5"}));
-  for (char const* script : {"Ip_Clocking_Calc_Phase n 1", "Ip_Clocking_Calc_Phase n 1 2 3"})
-    EXPECT_EQ(run(script), error("Ip_Clocking_Calc_Phase: Invalid number of arguments\n"));
   EXPECT_EQ(run("Ip_Clocking_Calc_Phase n x y"),
             error("Ip_Clocking_Calc_Phase: Requested Phase needs to be a valid double value\n"));
   EXPECT_EQ(run("Ip_Clocking_Calc_Phase n 1 y"),
@@ -481,8 +436,6 @@ TEST_F(Clocking, ActualDutyCycle) {
   EXPECT_EQ(run("Ip_Clocking_Calc_DC n 30 7.5"), ok("33.300"));
   EXPECT_EQ(calls, (texts_t{"GetInstance", "getClkwizSoln n", "calculateActualDutyCycle 30 7.5 7 0",
                             "convertDoubleToString 33.3"}));
-  for (char const* script : {"Ip_Clocking_Calc_DC n 1", "Ip_Clocking_Calc_DC n 1 2 3"})
-    EXPECT_EQ(run(script), error("Ip_Clocking_Calc_DC: Invalid number of arguments\n"));
   EXPECT_EQ(run("Ip_Clocking_Calc_DC n {} y"),
             error("Ip_Clocking_Calc_DC: Requested duty cycle needs to be a valid double value\n"));
   EXPECT_EQ(run("Ip_Clocking_Calc_DC n 1 nan"),
@@ -500,8 +453,6 @@ TEST_F(Clocking, Property) {
   answers.text = "800";
   EXPECT_EQ(run("Ip_Clocking_Get_Property n KEY"), ok("800"));
   EXPECT_EQ(calls.back(), "getSpeedFileProperty n KEY");
-  for (char const* script : {"Ip_Clocking_Get_Property n", "Ip_Clocking_Get_Property n k x"})
-    EXPECT_EQ(run(script), error("Ip_Clocking_Get_Property: Invalid number of arguments\n"));
   answers.errors = {"first", "second"};
   EXPECT_EQ(run("Ip_Clocking_Get_Property n KEY"),
             error("Ip_Clocking_Get_Property: Failed in retrieving speed file value for KEY. first"));
@@ -519,9 +470,6 @@ TEST_F(Clocking, PeakToPeakJitter) {
   EXPECT_EQ(jitter("Optimized"), "getPeakToPeakJitter 1 2 0 3 a text true false -3");
   EXPECT_EQ(jitter("LOWER"), "getPeakToPeakJitter 1 2 0 0 a text true false -3");
   EXPECT_EQ(jitter("{}"), "getPeakToPeakJitter 1 2 0 0 a text true false -3");
-  for (char const* script :
-       {"Ip_Clocking_Get_PeakToPeakJitter n 1 2 3 LOW t 0 1", "Ip_Clocking_Get_PeakToPeakJitter n 1 2 3 LOW t 0 1 2 3"})
-    EXPECT_EQ(run(script), error("GetPeakToPeakJitter: Invalid number of arguments."));
   answers.success = false;
   EXPECT_EQ(run("Ip_Clocking_Get_PeakToPeakJitter n 1 2 3 LOW t 0 1 2"), error("fail to get getPeakToPeakJitter"));
   answers.has_solver = false;
@@ -533,8 +481,6 @@ TEST_F(Clocking, PhaseError) {
   answers.number = 0.1;
   EXPECT_EQ(run("Ip_Clocking_Get_PhaseError n 2.9"), ok("0.100000"));
   EXPECT_EQ(calls.back(), "getPhaseError 2");
-  for (char const* script : {"Ip_Clocking_Get_PhaseError n", "Ip_Clocking_Get_PhaseError n 1 2"})
-    EXPECT_EQ(run(script), error("GetPhaseError: Invalid number of arguments."));
   answers.success = false;
   EXPECT_EQ(run("Ip_Clocking_Get_PhaseError n 2"), error("fail to get getPhaseError"));
   answers.has_solver = false;

@@ -1,10 +1,10 @@
 // Values between Tcl and C++.
-#include "kdi/tcl/values.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <limits>
+
+#include "kdi/tcl/values.h"
 
 namespace {
 
