@@ -50,7 +50,7 @@ class Checker {
 
   std::vector<Type> types;
   std::vector<bool> constants;                    // of literals alone
-  std::vector<Symbol> symbols;                    // of the names that are slots
+  std::vector<std::optional<Symbol>> symbols;     // of what is a slot
   std::vector<std::vector<Type>> argument_types;  // what a call's arguments are widened to
 
  private:
@@ -128,12 +128,18 @@ class Checker {
       const std::string like = scope_.like(node.word);
       fail(number, "unknown name " + node.word + (like.empty() ? "" : "; there is " + like));
     }
-    if (symbol->slot >= 1U << kIndexBits) fail(number, "too many parameters");
-    symbols[number] = *symbol;
-    return symbol->type;
+    return known(number, *symbol);
+  }
+
+  Type known(std::uint32_t number, Symbol const& symbol) {
+    if (symbol.slot >= 1U << kIndexBits) fail(number, "too many parameters");
+    symbols[number] = symbol;
+    return symbol.type;
   }
 
   Type call(std::uint32_t number, Expression const& node) {
+    if (node.parts.size() == 1 && syntax_.at(node.parts[0]).form == Form::name)
+      if (const auto symbol = scope_.aspect(node.word, syntax_.at(node.parts[0]).word)) return known(number, *symbol);
     std::vector<Type>& given = argument_types[number];
     for (const std::uint32_t part : node.parts) given.push_back(check(part));
     if (Function const* const function = scope_.function(node.word)) {
@@ -185,7 +191,7 @@ class Checker {
 
   // A comparison with a text that a parameter cannot hold is a slip.
   void check_texts(std::uint32_t name, std::uint32_t literal) const {
-    std::vector<std::string> const* const texts = symbols[name].texts;
+    std::vector<std::string> const* const texts = symbols[name] ? symbols[name]->texts : nullptr;
     Expression const& node = syntax_.at(literal);
     if (texts == nullptr || node.form != Form::literal || node.value.cell().kind() != Kind::text) return;
     if (std::find(texts->begin(), texts->end(), node.value.cell().text()) != texts->end()) return;
@@ -412,7 +418,11 @@ class Generator {
   Operand name(std::uint32_t number, Expression const& node) {
     for (auto local = locals_.rbegin(); local != locals_.rend(); ++local)
       if (*local->name == node.word) return local->at;
-    const std::uint32_t slot = checker_.symbols[number].slot;
+    return slot_of(number);
+  }
+
+  Operand slot_of(std::uint32_t number) {
+    const std::uint32_t slot = checker_.symbols[number]->slot;
     code_.reads.push_back(slot);
     return operand(Bank::slot, slot);
   }
@@ -437,6 +447,7 @@ class Generator {
   }
 
   Operand call(std::uint32_t number, Expression const& node) {
+    if (checker_.symbols[number]) return slot_of(number);
     std::vector<Type> const& types = checker_.argument_types[number];
     const Operand first = row(node, [&](std::size_t i) { return types[i]; });
     const std::uint8_t count = static_cast<std::uint8_t>(node.parts.size());

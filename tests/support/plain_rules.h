@@ -66,6 +66,21 @@ inline int compared(Item const& a, Item const& b) {
   return (left != std::get<5>(a)->end()) - (right != std::get<5>(b)->end());
 }
 
+/// A scalar as users see it.
+inline std::string shown(Item const& item) {
+  if (item.index() == 0) return std::get<bool>(item) ? "true" : "false";
+  if (item.index() == 3) return std::get<std::string>(item);
+  if (item.index() == 1) return std::get<Integer>(item).str();
+  Integer up = boost::multiprecision::numerator(std::get<Fraction>(item));
+  const Integer down = boost::multiprecision::denominator(std::get<Fraction>(item));
+  std::size_t places = 0;
+  for (; up % down != 0; ++places) up *= 10;
+  std::string digits = Integer(abs(up / down)).str();
+  if (digits.size() <= places) digits.insert(0, places + 1 - digits.size(), '0');
+  if (places > 0) digits.insert(digits.size() - places, ".");
+  return (up < 0 ? "-" : "") + digits;
+}
+
 class Reader {
  public:
   Reader(kdi::cores::Syntax const& syntax, std::map<std::string, Item> values)
@@ -219,6 +234,10 @@ class Reader {
   }
 
   Item call(kdi::cores::Expression const& node) {
+    if (node.parts.size() == 1 && syntax_.at(node.parts[0]).form == Form::name) {
+      const auto aspect = names_.find(node.word + "(" + syntax_.at(node.parts[0]).word + ")");
+      if (aspect != names_.end()) return aspect->second;
+    }
     List arguments;
     for (const std::uint32_t part : node.parts) arguments.push_back(of(part));
     if (node.word == "length") {
@@ -248,6 +267,11 @@ class Reader {
       auto list = std::make_shared<List>();
       for (Integer i = std::get<Integer>(arguments[0]); i <= std::get<Integer>(arguments[1]); ++i) list->push_back(i);
       return list;
+    }
+    if (node.word == "concatenated") {
+      std::string text;
+      for (Item const& item : arguments) text += shown(item);
+      return text;
     }
     throw std::logic_error("no reading of " + node.word);
   }

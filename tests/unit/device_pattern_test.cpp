@@ -9,6 +9,9 @@
 namespace {
 
 using namespace kdi::device;
+using kdi::expand;
+using kdi::fill;
+using kdi::PatternError;
 using texts = std::vector<std::string>;
 
 std::string fault_of(std::string const& pattern, std::size_t most = 100) {

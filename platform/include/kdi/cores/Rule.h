@@ -62,6 +62,8 @@ class Scope {
   virtual ~Scope() = default;
   /// Nothing for an unknown name.
   virtual std::optional<Symbol> symbol(std::string_view name) const = 0;
+  /// What `aspect(name)` stands for, such as `enabled(UART0)`; nothing if there is no such aspect of that name.
+  virtual std::optional<Symbol> aspect(std::string_view, std::string_view) const { return std::nullopt; }
   /// Null for an unknown function. It outlives the rules that call it.
   virtual Function const* function(std::string_view) const { return nullptr; }
   /// A known name that is like `name`, for an error; empty if there is none.

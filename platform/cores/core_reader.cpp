@@ -1,0 +1,598 @@
+// Reads the description of a core: files that extend one another, then parameters, then the rules between them.
+#include <algorithm>
+#include <set>
+
+#include "kdi/common/KdiJson.h"
+#include "kdi/common/KdiPattern.h"
+#include "kdi/common/KdiText.h"
+#include "kdi/cores/Core.h"
+#include "kdi/cores/Instance.h"
+#include "platform/cores/syntax.h"
+
+namespace kdi::cores {
+namespace {
+
+constexpr std::size_t kMostParameters = 100'000;  // of a core, patterns written out
+constexpr int kMostVersions = 32;                 // that extend one another
+constexpr std::size_t kMostValues = 10'000;       // permitted ones of a parameter
+constexpr char const* kOutOfRange = "PARAM ${parameter}::${value} is out of range  { ${range} }";
+
+// One parameter as the files give it: the fields of the version that introduced it, with those that later versions gave
+// in place of them.
+struct Draft {
+  std::string name;
+  PlaceValues places;  // what stands for ${...} in its texts
+  JsonValue origin;
+  std::map<std::string, JsonValue, std::less<>> fields;
+  std::vector<std::string> former_names;
+
+  JsonValue const* find(std::string_view field) const {
+    const auto found = fields.find(field);
+    return found == fields.end() ? nullptr : &found->second;
+  }
+};
+
+struct DefinitionDraft {
+  std::string name;
+  JsonValue rule;
+};
+
+// `text` with each ${name} replaced.
+std::string filled(JsonValue value, std::string_view text, PlaceValues const& places) {
+  std::string whole;
+  for (std::size_t at = 0;;) {
+    const std::size_t begin = text.find("${", at);
+    whole += text.substr(at, begin - at);
+    if (begin == std::string_view::npos) return whole;
+    const std::size_t end = text.find('}', begin);
+    const auto place = places.find(text.substr(begin + 2, end == std::string_view::npos ? 0 : end - begin - 2));
+    if (place == places.end()) value.refuse("only places that each tells, such as ${n}");
+    whole += place->second;
+    at = end + 1;
+  }
+}
+
+std::string text(JsonValue value, PlaceValues const& places) { return filled(value, value.text(), places); }
+
+std::vector<std::string> texts(JsonValue list, PlaceValues const& places) {
+  std::vector<std::string> all;
+  for (const JsonValue item : list.items()) all.push_back(text(item, places));
+  return all;
+}
+
+// All ways to fill the places of `each`, in the order of their names.
+std::vector<PlaceValues> written_out(std::optional<JsonValue> each) {
+  std::vector<PlaceValues> all{{}};
+  if (!each) return all;
+  for (const JsonValue place : each->members()) {
+    if (!is_name(place.name())) place.refuse("a place with a name of letters and digits");
+    std::vector<std::string> words;
+    try {
+      words = expand(place.text(), kMostParameters);
+    } catch (PatternError const& error) {
+      place.refuse(error.what());
+    }
+    if (words.size() > kMostParameters / all.size()) place.refuse("patterns for at most 100000 parameters");
+    std::vector<PlaceValues> longer;
+    for (PlaceValues const& values : all)
+      for (std::string const& word : words) {
+        longer.push_back(values);
+        longer.back().emplace(place.name(), word);
+      }
+    all = std::move(longer);
+  }
+  return all;
+}
+
+}  // namespace
+
+// Its members follow the reading, from files to the finished core.
+class CoreReader : public Scope {
+ public:
+  explicit CoreReader(std::string directory) : directory_(std::move(directory)), core_(new Core) {}
+
+  std::shared_ptr<Core const> read(std::string const& name, std::string const& version) {
+    add_version(name, version, std::nullopt, 0);
+    return finished();
+  }
+  std::shared_ptr<Core const> parse(std::string_view description, std::string const& file) {
+    files_.emplace_back(description, file);
+    add_file(files_.back().root(), 0);
+    return finished();
+  }
+
+  // --- what rules see
+
+  std::optional<Symbol> symbol(std::string_view name) const override {
+    if (const auto number = core_->find(name)) return symbol_of(*number, Core::kValue);
+    const auto definition = definition_numbers_.find(name);
+    if (definition == definition_numbers_.end() || definition->second >= core_->definitions_.size())
+      return std::nullopt;
+    return Symbol{core_->definitions_[definition->second].rule.type(), core_->definition_slot(definition->second)};
+  }
+
+  std::optional<Symbol> aspect(std::string_view aspect, std::string_view name) const override {
+    const auto number = core_->find(name);
+    if (!number) return std::nullopt;
+    if (aspect == "user") return symbol_of(*number, Core::kUser);
+    if (aspect == "given") return Symbol{Kind::truth, Core::slot(*number, Core::kGiven)};
+    if (aspect == "enabled") return Symbol{Kind::truth, Core::slot(*number, Core::kEnabled)};
+    return std::nullopt;
+  }
+
+  // A name that differs by little: another case, or with more before or behind.
+  std::string like(std::string_view name) const override {
+    for (Parameter const& parameter : core_->parameters_)
+      if (text::same_but_case(parameter.name, name) || parameter.name.find(name) != std::string::npos ||
+          name.find(parameter.name) != std::string_view::npos)
+        return parameter.name;
+    return {};
+  }
+
+ private:
+  Symbol symbol_of(std::uint32_t number, Core::Slot which) const {
+    Parameter const& parameter = core_->parameters_[number];
+    return {parameter.type, Core::slot(number, which), parameter.values.empty() ? nullptr : &parameter.values};
+  }
+
+  // --- files
+
+  void add_version(std::string const& name, std::string const& version, std::optional<JsonValue> asked, int depth) {
+    const std::string path = directory_ + "/" + name + "/" + version + ".json";
+    if (depth == kMostVersions) asked->refuse("at most 32 versions that extend one another");
+    try {
+      files_.emplace_back(path);
+    } catch (FileError const&) {
+      if (asked) asked->refuse("a version of " + name + " that is there");
+      throw;
+    }
+    const JsonValue root = files_.back().root();
+    add_file(root, depth);
+    if (core_->name_ != name) root.member("core").refuse("the name of the folder, " + name);
+    if (core_->version_ != version) root.member("version").refuse("the name of the file, " + version);
+  }
+
+  void add_file(JsonValue root, int depth) {
+    root.allow_only({"format", "core", "version", "extends", "out_of_range", "retired", "renamed", "changed",
+                     "parameters", "definitions"});
+    root.member("format").integer(1, 1);
+    const std::string name = root.member("core").text();
+    const std::string version = root.member("version").text();
+    if (const auto base = root.find("extends")) {
+      if (directory_.empty()) base->refuse("a description that stands alone");
+      if (base->text().find('/') != std::string::npos) base->refuse("a version");
+      add_version(name, base->text(), base, depth + 1);
+    }
+    core_->name_ = name;
+    core_->version_ = version;
+    if (const auto words = root.find("out_of_range")) {
+      filled(*words, words->text(), {{"parameter", ""}, {"value", ""}, {"range", ""}});
+      core_->out_of_range_ = words->text();
+    }
+    if (const auto retired = root.find("retired")) retire(*retired);
+    if (const auto renamed = root.find("renamed")) rename(*renamed);
+    if (const auto changed = root.find("changed")) change(*changed);
+    if (const auto parameters = root.find("parameters"))
+      for (const JsonValue entry : parameters->items()) add_parameters(entry);
+    if (const auto definitions = root.find("definitions"))
+      for (const JsonValue rule : definitions->members()) define(rule);
+  }
+
+  Draft& draft(JsonValue value, std::string const& name) {
+    const auto found = draft_numbers_.find(name);
+    if (found == draft_numbers_.end()) value.refuse("a parameter of the version that this one extends");
+    return drafts_[found->second];
+  }
+
+  void retire(JsonValue list) {
+    for (const JsonValue item : list.items()) {
+      Draft& retired = draft(item, item.text());
+      draft_numbers_.erase(item.text());
+      retired.name.clear();
+    }
+  }
+
+  void rename(JsonValue object) {
+    for (const JsonValue entry : object.members()) {
+      Draft& renamed = draft(entry, entry.name());
+      const std::size_t number = draft_numbers_.at(entry.name());
+      draft_numbers_.erase(entry.name());
+      renamed.former_names.push_back(entry.name());
+      renamed.name = entry.text();
+      claim(entry, renamed.name, number);
+    }
+  }
+
+  void change(JsonValue list) {
+    for (const JsonValue entry : list.items())
+      for (PlaceValues const& places : written_out(entry.find("each"))) {
+        Draft& changed = draft(entry.member("name"), text(entry.member("name"), places));
+        for (const JsonValue field : entry.members())
+          if (field.name() != "name" && field.name() != "each") changed.fields.insert_or_assign(field.name(), field);
+        for (auto const& [place, value] : places) changed.places.insert_or_assign(place, value);
+        allow_fields(entry);
+      }
+  }
+
+  void add_parameters(JsonValue entry) {
+    allow_fields(entry);
+    for (PlaceValues const& places : written_out(entry.find("each"))) {
+      if (drafts_.size() == kMostParameters) entry.refuse("at most 100000 parameters");
+      Draft added{text(entry.member("name"), places), places, entry, {}, {}};
+      if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
+      for (const JsonValue field : entry.members()) added.fields.emplace(field.name(), field);
+      claim(entry.member("name"), added.name, drafts_.size());
+      drafts_.push_back(std::move(added));
+    }
+  }
+
+  static void allow_fields(JsonValue entry) {
+    entry.allow_only({"name", "each", "user_names", "type", "widget", "group", "display_name", "description", "default",
+                      "skips", "values", "limits", "enabled", "range", "derived", "messages"});
+  }
+
+  void claim(JsonValue value, std::string const& name, std::size_t number) {
+    if (!is_name(name)) value.refuse("a name of letters, digits and _");
+    if (!draft_numbers_.emplace(name, number).second) value.refuse("a name that no other parameter has");
+  }
+
+  void define(JsonValue rule) {
+    if (!is_name(rule.name())) rule.refuse("a definition with a name of letters, digits and _");
+    for (DefinitionDraft& known : definition_drafts_)
+      if (known.name == rule.name()) {
+        known.rule = rule;
+        return;
+      }
+    definition_drafts_.push_back({rule.name(), rule});
+  }
+
+  // --- parameters without their rules
+
+  std::shared_ptr<Core const> finished() {
+    if (core_->out_of_range_.empty()) core_->out_of_range_ = kOutOfRange;
+    drafts_.erase(std::remove_if(drafts_.begin(), drafts_.end(), [](Draft const& draft) { return draft.name.empty(); }),
+                  drafts_.end());
+    for (Draft const& draft : drafts_) {
+      core_->numbers_.emplace(draft.name, static_cast<std::uint32_t>(core_->parameters_.size()));
+      core_->parameters_.push_back(plain(draft));
+    }
+    for (Draft const& draft : drafts_) name_for_users(draft);
+    compile_definitions();
+    for (std::size_t i = 0; i < drafts_.size(); ++i) compile_rules(drafts_[i], core_->parameters_[i]);
+    put_in_order();
+    check_defaults();
+    return std::move(core_);
+  }
+
+  Parameter plain(Draft const& draft) const {
+    const auto field = [&](std::string_view name) {
+      JsonValue const* const found = draft.find(name);
+      return found != nullptr ? *found : draft.origin.member(name);  // which says that it is missing
+    };
+    const auto words = [&](std::string_view name) {
+      JsonValue const* const found = draft.find(name);
+      return found != nullptr ? text(*found, draft.places) : std::string();
+    };
+    Parameter parameter;
+    parameter.name = draft.name;
+    parameter.type = type(field("type"));
+    parameter.widget = static_cast<Widget>(field("widget").choice({"COMBO", "EDIT", "CHECKBOX"}));
+    parameter.group = words("group");
+    parameter.display_name = words("display_name");
+    parameter.description = text(field("description"), draft.places);
+    if (JsonValue const* const skips = draft.find("skips")) parameter.skips = skips->boolean();
+    parameter.default_value = value(field("default"), draft, parameter.type);
+    if (JsonValue const* const list = draft.find("values")) permit(*list, draft, parameter);
+    if (JsonValue const* const pair = draft.find("limits")) limit(*pair, draft, parameter);
+    return parameter;
+  }
+
+  static Type type(JsonValue value) {
+    return static_cast<Kind>(value.choice({"truth", "integer", "decimal", "text"}) +
+                             static_cast<std::size_t>(Kind::truth));
+  }
+
+  static Value value(JsonValue item, Draft const& draft, Type type) {
+    const std::optional<Value> read = read_value(type, text(item, draft.places));
+    if (!read) item.refuse("a value of type " + type.text());
+    return *read;
+  }
+
+  static void permit(JsonValue list, Draft const& draft, Parameter& parameter) {
+    if (draft.find("limits") != nullptr) list.refuse("either values or limits");
+    if (list.items().empty() || list.items().size() > kMostValues) list.refuse("1 to 10000 values");
+    std::set<std::string> seen;
+    for (const JsonValue item : list.items()) {
+      parameter.values.push_back(value_text(value(item, draft, parameter.type)));
+      if (!seen.insert(parameter.values.back()).second) item.refuse("a value that is not in the list yet");
+    }
+    if (!seen.contains(value_text(parameter.default_value)))
+      draft.find("default")->refuse("one of the permitted values");
+  }
+
+  static void limit(JsonValue pair, Draft const& draft, Parameter& parameter) {
+    if (!parameter.type.is_number()) pair.refuse("limits of a number");
+    if (pair.items().size() != 2) pair.refuse("the least and the greatest value");
+    parameter.limits = {value(pair.items()[0], draft, parameter.type), value(pair.items()[1], draft, parameter.type)};
+    const auto is_less = [](Value const& a, Value const& b) { return order(a.cell(), b.cell()) < 0; };
+    if (is_less(parameter.limits->second, parameter.limits->first)) pair.refuse("the least value first");
+    if (is_less(parameter.default_value, parameter.limits->first) ||
+        is_less(parameter.limits->second, parameter.default_value))
+      draft.find("default")->refuse("a value within the limits");
+  }
+
+  void name_for_users(Draft const& draft) {
+    const std::uint32_t number = *core_->find(draft.name);
+    std::vector<std::string>& names = core_->parameters_[number].user_names;
+    const auto add = [&](std::string const& name, JsonValue at) {
+      const auto [place, is_new] = core_->user_numbers_.emplace(name, number);
+      if (!is_new && place->second != number) at.refuse("a name that users have for no other parameter");
+      if (core_->find(name)) at.refuse("a name that is not the engine's for a parameter");
+      if (is_new) names.push_back(name);
+    };
+    if (JsonValue const* const list = draft.find("user_names"))
+      for (std::string const& name : texts(*list, draft.places)) add(name, *list);
+    for (std::string const& name : draft.former_names) add(name, draft.origin);
+  }
+
+  // --- rules
+
+  // `compile()`, with the place of what it says.
+  template <class Compile>
+  static auto at(JsonValue value, Compile compile) {
+    try {
+      return compile();
+    } catch (RuleError const& error) {
+      throw JsonError(value.place() + ": column " + std::to_string(error.offset() + 1) + ": " + error.what());
+    }
+  }
+
+  Rule rule(JsonValue value, PlaceValues const& places, std::optional<Type> wanted) const {
+    const std::string source = text(value, places);
+    return at(value, [&] { return Rule::compile(source, *this, wanted); });
+  }
+
+  // A definition may use those before it.
+  void compile_definitions() {
+    for (DefinitionDraft const& draft : definition_drafts_) {
+      if (core_->find(draft.name)) draft.rule.refuse("a name that no parameter has");
+      Rule compiled = rule(draft.rule, {}, std::nullopt);
+      definition_numbers_.emplace(draft.name, static_cast<std::uint32_t>(core_->definitions_.size()));
+      core_->definitions_.push_back({draft.name, std::move(compiled)});
+    }
+  }
+
+  void compile_rules(Draft const& draft, Parameter& parameter) const {
+    const auto optional = [&](std::string_view field, Type wanted) -> std::optional<Rule> {
+      JsonValue const* const found = draft.find(field);
+      if (found == nullptr) return std::nullopt;
+      return rule(*found, draft.places, wanted);
+    };
+    parameter.enabled = optional("enabled", Kind::truth);
+    parameter.range = optional("range", *Type::list_of(parameter.type));
+    parameter.derived = optional("derived", parameter.type);
+    if (parameter.range && !parameter.type.is_number() && parameter.limits)
+      draft.find("range")->refuse("no range beside limits");
+    JsonValue const* const messages = draft.find("messages");
+    if (messages == nullptr) return;
+    std::set<std::string> names{"range", "rule"};
+    for (const JsonValue entry : messages->items()) {
+      entry.allow_only({"name", "severity", "when", "text"});
+      Message message;
+      message.name = text(entry.member("name"), draft.places);
+      if (!names.insert(message.name).second) entry.member("name").refuse("a name that no other message here has");
+      message.severity =
+          static_cast<Severity>(entry.member("severity").choice({"info", "warning", "critical_warning", "error"}));
+      message.when = rule(entry.member("when"), draft.places, Type(Kind::truth));
+      const std::string source = text(entry.member("text"), draft.places);
+      message.text = at(entry.member("text"), [&] { return Rule::compile_template(source, *this); });
+      parameter.messages.push_back(std::move(message));
+    }
+  }
+
+  // --- the order of computing
+
+  struct Node {
+    Step step;
+    Rule const* rule;      // null: computed from the slots of the parameter alone
+    std::uint32_t writes;  // a slot; kNothing: what no rule reads
+    std::vector<std::uint32_t> reads;
+  };
+  static constexpr std::uint32_t kNothing = ~0U;
+
+  void add_node(Step step, Rule const* rule, std::uint32_t writes, std::vector<std::uint32_t> also = {}) {
+    if (rule != nullptr) also.insert(also.end(), rule->reads().begin(), rule->reads().end());
+    nodes_.push_back({step, rule, writes, std::move(also)});
+  }
+
+  // A range is read by its own value alone; it gets a slot's number behind all others here, for the order.
+  void collect_nodes() {
+    for (std::uint32_t i = 0; i < core_->parameters_.size(); ++i) {
+      Parameter const& parameter = core_->parameters_[i];
+      const auto rule_of = [](std::optional<Rule> const& rule) { return rule ? &*rule : nullptr; };
+      std::vector<std::uint32_t> behind = {Core::slot(i, Core::kUser), Core::slot(i, Core::kGiven)};
+      if (parameter.enabled)
+        add_node({Step::Kind::enabled, i}, rule_of(parameter.enabled), Core::slot(i, Core::kEnabled));
+      if (parameter.range) {
+        const std::uint32_t range = core_->slot_count() + i;
+        add_node({Step::Kind::range, i}, rule_of(parameter.range), range);
+        behind.push_back(range);
+      }
+      add_node({Step::Kind::value, i}, rule_of(parameter.derived), Core::slot(i, Core::kValue), behind);
+      for (std::uint32_t m = 0; m < parameter.messages.size(); ++m)
+        add_node({Step::Kind::message, i, m}, &parameter.messages[m].when, kNothing,
+                 slots_of(parameter.messages[m].text));
+    }
+    for (std::uint32_t i = 0; i < core_->definitions_.size(); ++i)
+      add_node({Step::Kind::definition, i}, &core_->definitions_[i].rule, core_->definition_slot(i));
+  }
+
+  static std::vector<std::uint32_t> slots_of(Rule const& rule) { return {rule.reads().begin(), rule.reads().end()}; }
+
+  void put_in_order() {
+    collect_nodes();
+    const std::size_t slots = core_->slot_count() + core_->parameters_.size();
+    std::vector<std::uint32_t> writer(slots, kNothing);
+    for (std::uint32_t n = 0; n < nodes_.size(); ++n)
+      if (nodes_[n].writes != kNothing) writer[nodes_[n].writes] = n;
+    std::vector<std::uint32_t> open(nodes_.size(), 0);  // how many of what it reads are not computed yet
+    std::vector<std::vector<std::uint32_t>> behind(nodes_.size());
+    for (std::uint32_t n = 0; n < nodes_.size(); ++n)
+      for (const std::uint32_t slot : nodes_[n].reads)
+        if (writer[slot] != kNothing) {
+          ++open[n];
+          behind[writer[slot]].push_back(n);
+        }
+    std::vector<std::uint32_t> ready;
+    for (std::uint32_t n = 0; n < nodes_.size(); ++n)
+      if (open[n] == 0) ready.push_back(n);
+    std::vector<std::uint32_t> order;
+    for (std::size_t i = 0; i < ready.size(); ++i) {
+      order.push_back(ready[i]);
+      for (const std::uint32_t next : behind[ready[i]])
+        if (--open[next] == 0) ready.push_back(next);
+    }
+    if (order.size() < nodes_.size()) refuse_circle(open, writer);
+    core_->readers_.resize(slots);
+    for (const std::uint32_t n : order) {
+      const std::uint32_t step = static_cast<std::uint32_t>(core_->steps_.size());
+      core_->steps_.push_back(nodes_[n].step);
+      for (const std::uint32_t slot : nodes_[n].reads)
+        if (core_->readers_[slot].empty() || core_->readers_[slot].back() != step)
+          core_->readers_[slot].push_back(step);
+    }
+  }
+
+  // Walks against the arrows from a node that is left until one comes round.
+  [[noreturn]] void refuse_circle(std::vector<std::uint32_t> const& open,
+                                  std::vector<std::uint32_t> const& writer) const {
+    const auto stuck = [&](std::uint32_t n) { return open[n] != 0; };
+    std::uint32_t at = 0;
+    while (!stuck(at)) ++at;
+    std::vector<std::uint32_t> path;
+    while (std::find(path.begin(), path.end(), at) == path.end()) {
+      path.push_back(at);
+      for (const std::uint32_t slot : nodes_[path.back()].reads)
+        if (writer[slot] != kNothing && stuck(writer[slot])) at = writer[slot];
+    }
+    path.erase(path.begin(), std::find(path.begin(), path.end(), at));
+    std::string names;
+    for (const std::uint32_t n : path) names += name_of(nodes_[n].step) + " <- ";
+    throw JsonError(place_of(nodes_[at].step) + ": depends on itself: " + names + name_of(nodes_[at].step));
+  }
+
+  std::string name_of(Step const& step) const {
+    if (step.kind == Step::Kind::definition) return core_->definitions_[step.parameter].name;
+    std::string const& name = core_->parameters_[step.parameter].name;
+    if (step.kind == Step::Kind::enabled) return "enabled(" + name + ")";
+    return step.kind == Step::Kind::range ? "range of " + name : name;
+  }
+
+  std::string place_of(Step const& step) const {
+    if (step.kind == Step::Kind::definition) return definition_drafts_[step.parameter].rule.place();
+    Draft const& draft = drafts_[step.parameter];
+    const char* const field = step.kind == Step::Kind::enabled ? "enabled"
+                              : step.kind == Step::Kind::range ? "range"
+                                                               : "derived";
+    JsonValue const* const found = draft.find(field);
+    return (found != nullptr ? *found : draft.origin).place();
+  }
+
+  // What nobody has changed yet is without fault, and within its range.
+  void check_defaults() const {
+    Instance fresh(std::shared_ptr<Core const>(core_.get(), [](Core const*) {}));
+    for (std::uint32_t i = 0; i < drafts_.size(); ++i) {
+      Parameter const& parameter = core_->parameters_[i];
+      if (parameter.range && !parameter.derived && fresh.backup(i) != value_text(parameter.default_value))
+        drafts_[i].find("default")->refuse("a value that the range permits with all defaults");
+    }
+    for (Due const& due : fresh.messages()) {
+      if (due.name != "range" && due.name != "rule") continue;
+      Draft const& draft = drafts_[due.parameter];
+      throw JsonError(draft.find(due.name == "range" ? "default" : "name")->place() + ": with all defaults, " +
+                      due.text);
+    }
+  }
+
+  std::string directory_;
+  std::shared_ptr<Core> core_;
+  std::vector<JsonFile> files_;
+  std::vector<Draft> drafts_;
+  std::map<std::string, std::size_t, std::less<>> draft_numbers_;
+  std::vector<DefinitionDraft> definition_drafts_;
+  std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
+  std::vector<Node> nodes_;
+};
+
+std::shared_ptr<Core const> Core::read(std::string const& directory, std::string const& name,
+                                       std::string const& version) {
+  return CoreReader(directory).read(name, version);
+}
+
+std::shared_ptr<Core const> Core::parse(std::string_view text, std::string const& file) {
+  return CoreReader("").parse(text, file);
+}
+
+std::string Core::out_of_range(std::string_view parameter, std::string_view value, std::string_view range) const {
+  const std::pair<std::string_view, std::string_view> places[] = {
+      {"${parameter}", parameter}, {"${value}", value}, {"${range}", range}};
+  std::string text;
+  for (std::size_t at = 0; at < out_of_range_.size();) {
+    std::string_view rest = std::string_view(out_of_range_).substr(at);
+    const auto place = std::find_if(std::begin(places), std::end(places),
+                                    [&](auto const& candidate) { return rest.starts_with(candidate.first); });
+    text += place == std::end(places) ? rest.substr(0, 1) : place->second;
+    at += place == std::end(places) ? 1 : place->first.size();
+  }
+  return text;
+}
+
+std::optional<std::uint32_t> Core::find(std::string_view engine_name) const {
+  const auto found = numbers_.find(engine_name);
+  return found == numbers_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<std::uint32_t> Core::find_user_name(std::string_view name) const {
+  const auto found = user_numbers_.find(name);
+  return found == user_numbers_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::uint32_t Core::slot_count() const {
+  return static_cast<std::uint32_t>(parameters_.size() * kSlots + definitions_.size());
+}
+
+std::uint32_t Core::definition_slot(std::uint32_t definition) const {
+  return static_cast<std::uint32_t>(parameters_.size()) * kSlots + definition;
+}
+
+std::string_view tag_of(Severity severity) {
+  constexpr std::string_view kTags[] = {"Info:", "Warning:", "Critical_warning:", ""};
+  return kTags[static_cast<std::size_t>(severity)];
+}
+
+std::optional<Value> read_value(Type type, std::string_view text) {
+  switch (type.kind()) {
+    case Kind::truth:
+      if (text == "1" || text == "true") return Value(true);
+      if (text == "0" || text == "false") return Value(false);
+      return std::nullopt;
+    case Kind::integer: {
+      const std::optional<Decimal> number = Decimal::read(text);
+      if (!number || !number->is_whole()) return std::nullopt;
+      return Value(number->mantissa());
+    }
+    case Kind::decimal: {
+      const std::optional<Decimal> number = Decimal::read(text);
+      return number ? std::optional(Value(*number)) : std::nullopt;
+    }
+    default:
+      return Value(std::string(text));
+  }
+}
+
+std::string value_text(Value const& value) {
+  if (value.cell().kind() == Kind::truth) return value.cell().truth() ? "1" : "0";
+  return value.text();
+}
+
+}  // namespace kdi::cores

@@ -1,0 +1,275 @@
+#include "kdi/cores/Instance.h"
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
+namespace kdi::cores {
+namespace {
+
+bool is_less(Value const& a, Value const& b) { return order(a.cell(), b.cell()) == std::strong_ordering::less; }
+
+// What stands for a value that a fault kept from being computed.
+Value zero_of(Type type) {
+  switch (type.kind()) {
+    case Kind::truth:
+      return Value(false);
+    case Kind::integer:
+      return Value(0);
+    case Kind::decimal:
+      return Value(Decimal());
+    case Kind::text:
+      return Value("");
+    case Kind::dictionary:
+      return Value::dictionary({});
+    default:
+      return Value::list({});
+  }
+}
+
+std::string joined(std::vector<std::string> const& texts) {
+  std::string all;
+  for (std::string const& text : texts) all += (all.empty() ? "" : ",") + text;
+  return all;
+}
+
+}  // namespace
+
+Instance::Instance(std::shared_ptr<Core const> core)
+    : core_(std::move(core)),
+      values_(core_->slot_count()),
+      cells_(core_->slot_count()),
+      ranges_(core_->parameters().size()),
+      given_(core_->parameters().size()),
+      faults_(core_->steps().size()),
+      is_waiting_(core_->steps().size()) {
+  for (std::uint32_t i = 0; i < core_->parameters().size(); ++i) {
+    Parameter const& parameter = core_->parameters()[i];
+    due_.emplace_back(parameter.messages.size());
+    store(Core::slot(i, Core::kValue), parameter.default_value);
+    store(Core::slot(i, Core::kUser), parameter.default_value);
+    store(Core::slot(i, Core::kGiven), Value(false));
+    store(Core::slot(i, Core::kEnabled), Value(!parameter.enabled));
+  }
+  for (std::uint32_t step = 0; step < core_->steps().size(); ++step) run(step);
+  touched_.clear();
+}
+
+bool Instance::store(std::uint32_t slot, Value value) {
+  if (values_[slot].cell().kind() != Kind::nothing && values_[slot] == value) return false;
+  cells_[slot] = value.cell();
+  values_[slot] = std::move(value);
+  return true;
+}
+
+// What reads the slot is to be computed again.
+void Instance::mark(std::uint32_t slot) {
+  for (const std::uint32_t step : core_->readers(slot)) {
+    if (is_waiting_[step]) continue;
+    is_waiting_[step] = 1;
+    waiting_.push_back(step);
+    std::push_heap(waiting_.begin(), waiting_.end(), std::greater<>());
+  }
+}
+
+std::vector<std::uint32_t> Instance::set(std::vector<std::pair<std::uint32_t, std::string>> const& values) {
+  for (auto const& [parameter, text] : values) give(parameter, text);
+  return compute();
+}
+
+std::vector<std::uint32_t> Instance::take_back(std::vector<std::uint32_t> const& parameters) {
+  for (const std::uint32_t parameter : parameters) give(parameter, std::nullopt);
+  return compute();
+}
+
+void Instance::give(std::uint32_t parameter, std::optional<std::string> text) {
+  if (given_[parameter] == text) return;
+  given_[parameter] = std::move(text);
+  touched_.push_back(parameter);
+  Parameter const& described = core_->parameters()[parameter];
+  const std::optional<Value> read = given_[parameter] ? read_value(described.type, *given_[parameter]) : std::nullopt;
+  if (store(Core::slot(parameter, Core::kUser), read.value_or(described.default_value)))
+    mark(Core::slot(parameter, Core::kUser));
+  // That a text is no value counts as none given: rules see values alone.
+  if (store(Core::slot(parameter, Core::kGiven), Value(read.has_value()))) mark(Core::slot(parameter, Core::kGiven));
+}
+
+std::vector<std::uint32_t> Instance::compute() {
+  while (!waiting_.empty()) {
+    std::pop_heap(waiting_.begin(), waiting_.end(), std::greater<>());
+    const std::uint32_t step = waiting_.back();
+    waiting_.pop_back();
+    is_waiting_[step] = 0;
+    run(step);
+  }
+  std::vector<std::uint32_t> moved = std::move(touched_);
+  touched_.clear();
+  std::sort(moved.begin(), moved.end());
+  moved.erase(std::unique(moved.begin(), moved.end()), moved.end());
+  return moved;
+}
+
+// Computes a step anew and passes on what it changed.
+void Instance::run(std::uint32_t number) {
+  Step const& step = core_->steps()[number];
+  std::string fault;
+  const bool changed = perform(step, fault) || faults_[number] != fault;
+  faults_[number] = std::move(fault);
+  if (changed && step.kind != Step::Kind::definition) touched_.push_back(step.parameter);
+}
+
+void Instance::put(std::uint32_t slot, Value value, bool& changed) {
+  changed = store(slot, std::move(value));
+  if (changed) mark(slot);
+}
+
+// Whether anything changed that can be seen. A fault leaves a value that stands for none.
+bool Instance::perform(Step const& step, std::string& fault) {
+  const auto evaluated = [&](Rule const& rule, Value instead) {
+    try {
+      return machine_.run(rule, cells_);
+    } catch (RuleFault const& error) {
+      fault = error.what();
+      return instead;
+    }
+  };
+  bool changed = false;
+  if (step.kind == Step::Kind::definition) {
+    Rule const& rule = core_->definitions()[step.parameter].rule;
+    put(core_->definition_slot(step.parameter), evaluated(rule, zero_of(rule.type())), changed);
+    return changed;
+  }
+  Parameter const& parameter = core_->parameters()[step.parameter];
+  switch (step.kind) {
+    case Step::Kind::enabled:
+      put(Core::slot(step.parameter, Core::kEnabled), evaluated(*parameter.enabled, Value(false)), changed);
+      break;
+    case Step::Kind::range: {
+      Value range = evaluated(*parameter.range, Value::list({}));
+      Value& known = ranges_[step.parameter];
+      changed = known.cell().kind() == Kind::nothing || !(known == range);
+      known = std::move(range);
+      if (changed) mark(core_->slot_count() + step.parameter);
+      break;
+    }
+    case Step::Kind::message: {
+      const bool due = evaluated(parameter.messages[step.message].when, Value(false)).cell().truth();
+      char& known = due_[step.parameter][step.message];
+      changed = due || known != 0;  // its text may be another one although it was due before
+      known = due ? 1 : 0;
+      break;
+    }
+    default: {
+      Value plain = plain_value(step.parameter);
+      put(Core::slot(step.parameter, Core::kValue),
+          parameter.derived ? evaluated(*parameter.derived, std::move(plain)) : std::move(plain), changed);
+      break;
+    }
+  }
+  return changed;
+}
+
+// The user's value if the range permits it, else the default, brought into the range.
+Value Instance::plain_value(std::uint32_t parameter) const {
+  Value const& user = values_[Core::slot(parameter, Core::kUser)];
+  return permits(parameter, user) ? user : in_range(parameter, core_->parameters()[parameter].default_value);
+}
+
+// ----------------------------------------------------------------------------------------------------------- ranges
+
+bool Instance::has_limits(std::uint32_t parameter) const {
+  Parameter const& described = core_->parameters()[parameter];
+  if (described.limits) return true;
+  return described.range && described.widget == Widget::edit && described.type.is_number();
+}
+
+// Permitted values, or the two limits; none where anything goes.
+std::vector<Value> Instance::permitted(std::uint32_t parameter) const {
+  Parameter const& described = core_->parameters()[parameter];
+  std::vector<Value> all;
+  if (described.range) {
+    for (const Cell cell : ranges_[parameter].cell().elements()) all.push_back(Value::share(cell));
+  } else if (described.limits) {
+    all = {described.limits->first, described.limits->second};
+  } else {
+    for (std::string const& text : described.values) all.push_back(*read_value(described.type, text));
+  }
+  return all;
+}
+
+bool Instance::permits(std::uint32_t parameter, Value const& value) const {
+  const std::vector<Value> range = permitted(parameter);
+  if (range.empty()) return true;
+  if (has_limits(parameter)) return !is_less(value, range.front()) && !is_less(range.back(), value);
+  return std::find(range.begin(), range.end(), value) != range.end();
+}
+
+Value Instance::in_range(std::uint32_t parameter, Value const& value) const {
+  if (permits(parameter, value)) return value;
+  const std::vector<Value> range = permitted(parameter);
+  return has_limits(parameter) && is_less(range.back(), value) ? range.back() : range.front();
+}
+
+// -------------------------------------------------------------------------------------------------------- questions
+
+std::string Instance::backup(std::uint32_t parameter) const {
+  if (!core_->parameters()[parameter].derived && given_[parameter]) return *given_[parameter];
+  return value_text(values_[Core::slot(parameter, Core::kValue)]);
+}
+
+std::string Instance::value(std::uint32_t parameter) const {
+  return core_->parameters()[parameter].skips && !is_enabled(parameter) ? "SKIP" : backup(parameter);
+}
+
+bool Instance::is_enabled(std::uint32_t parameter) const {
+  return cells_[Core::slot(parameter, Core::kEnabled)].truth();
+}
+
+std::vector<std::string> Instance::range(std::uint32_t parameter) const {
+  std::vector<std::string> texts;
+  for (Value const& value : permitted(parameter)) texts.push_back(value_text(value));
+  return texts;
+}
+
+Origin Instance::origin(std::uint32_t parameter) const {
+  if (core_->parameters()[parameter].derived) return Origin::rule;
+  return given_[parameter] ? Origin::user : Origin::default_value;
+}
+
+std::vector<Due> Instance::messages() {
+  std::vector<Due> due;
+  std::vector<std::vector<Due>> own(core_->parameters().size());
+  for (std::uint32_t i = 0; i < faults_.size(); ++i) {
+    if (faults_[i].empty()) continue;
+    Step const& step = core_->steps()[i];
+    if (step.kind == Step::Kind::definition)
+      due.push_back(
+          {Due::kNoParameter, "rule", Severity::error, core_->definitions()[step.parameter].name + ": " + faults_[i]});
+    else
+      own[step.parameter].push_back(
+          {step.parameter, "rule", Severity::error, core_->parameters()[step.parameter].name + ": " + faults_[i]});
+  }
+  for (std::uint32_t i = 0; i < own.size(); ++i) {
+    Parameter const& parameter = core_->parameters()[i];
+    std::move(own[i].begin(), own[i].end(), std::back_inserter(due));
+    const std::optional<Value> read = read_value(parameter.type, backup(i));
+    if (is_enabled(i) && (!read || !permits(i, *read)))
+      due.push_back({i, "range", Severity::error, core_->out_of_range(parameter.name, backup(i), joined(range(i)))});
+    for (std::uint32_t m = 0; m < parameter.messages.size(); ++m)
+      if (due_[i][m] != 0)
+        due.push_back({i, parameter.messages[m].name, parameter.messages[m].severity,
+                       text_of(parameter.messages[m].text, parameter)});
+  }
+  return due;
+}
+
+// A message is told although its text has a fault.
+std::string Instance::text_of(Rule const& rule, Parameter const& parameter) {
+  try {
+    return machine_.run(rule, cells_).text();
+  } catch (RuleFault const& error) {
+    return parameter.name + ": " + error.what();
+  }
+}
+
+}  // namespace kdi::cores

@@ -1,0 +1,117 @@
+// A core as data: its parameters, and the rules between them.
+//
+// data/cores/README.md tells the form of a description. What is read here is whole and consistent: names and types fit,
+// every rule is compiled, no parameter depends on itself, every default is within its range. A fault is a
+// kdi::JsonError that names file, line and field.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kdi/cores/Rule.h"
+
+namespace kdi::cores {
+
+enum class Severity : std::uint8_t { info, warning, critical_warning, error };
+
+/// The tag that a message of this severity begins with, none for an error.
+std::string_view tag_of(Severity severity);
+
+enum class Widget : std::uint8_t { combo, edit, checkbox };
+
+/// A message of a parameter: due while `when` holds.
+struct Message {
+  std::string name;  ///< short, for those that ask why; unique within the parameter
+  Severity severity = Severity::error;
+  Rule when;
+  Rule text;
+};
+
+struct Parameter {
+  std::string name;
+  std::vector<std::string> user_names;  ///< other names that users give it, and those it had in older versions
+  Type type = Kind::text;               ///< truth, integer, decimal or text
+  Widget widget = Widget::edit;
+  std::string group;
+  std::string display_name;
+  std::string description;
+  Value default_value;
+  bool skips = false;                             ///< reads "SKIP" while it is disabled
+  std::vector<std::string> values;                ///< those permitted, as users write them; none for no such list
+  std::optional<std::pair<Value, Value>> limits;  ///< least and greatest, of the parameter's type
+  std::optional<Rule> enabled;                    ///< truth; none: always
+  std::optional<Rule> range;                      ///< list of the parameter's type, in place of `values` or `limits`
+  std::optional<Rule> derived;                    ///< the value in effect, in place of the user's
+  std::vector<Message> messages;
+};
+
+/// What an instance computes, in an order in which each comes behind what it reads.
+struct Step {
+  enum class Kind : std::uint8_t { enabled, range, value, definition, message };
+  Kind kind;
+  std::uint32_t parameter;  ///< or definition
+  std::uint32_t message = 0;
+};
+
+/// A named expression of a description, for rules to share.
+struct Definition {
+  std::string name;
+  Rule rule;
+};
+
+class Core {
+ public:
+  /// Slots of a parameter, beside one another from kSlots times its number on.
+  enum Slot : std::uint32_t { kValue, kUser, kGiven, kEnabled, kSlots };
+
+  /// Reads the version `version` of the core `name` from below `directory`: the file <name>/<version>.json and those
+  /// that it extends. Throws kdi::FileError, kdi::JsonError.
+  static std::shared_ptr<Core const> read(std::string const& directory, std::string const& name,
+                                          std::string const& version);
+  /// The same from a text that extends nothing; errors call it `file`.
+  static std::shared_ptr<Core const> parse(std::string_view text, std::string const& file);
+
+  /// What is said of a value that is out of range: the texts of parameter, value and range (joined with commas).
+  std::string out_of_range(std::string_view parameter, std::string_view value, std::string_view range) const;
+
+  std::string const& name() const { return name_; }
+  std::string const& version() const { return version_; }
+  std::vector<Parameter> const& parameters() const { return parameters_; }
+  std::vector<Definition> const& definitions() const { return definitions_; }
+
+  /// The number of the parameter with this engine name, and of the one that users call so.
+  std::optional<std::uint32_t> find(std::string_view engine_name) const;
+  std::optional<std::uint32_t> find_user_name(std::string_view name) const;
+
+  std::uint32_t slot_count() const;
+  static std::uint32_t slot(std::uint32_t parameter, Slot which) { return parameter * kSlots + which; }
+  std::uint32_t definition_slot(std::uint32_t definition) const;
+
+  std::vector<Step> const& steps() const { return steps_; }
+  /// The steps that read a slot, ascending.
+  std::vector<std::uint32_t> const& readers(std::uint32_t slot) const { return readers_[slot]; }
+
+ private:
+  friend class CoreReader;
+  Core() = default;
+
+  std::string name_, version_, out_of_range_;
+  std::vector<Parameter> parameters_;
+  std::vector<Definition> definitions_;
+  std::map<std::string, std::uint32_t, std::less<>> numbers_, user_numbers_;
+  std::vector<Step> steps_;
+  std::vector<std::vector<std::uint32_t>> readers_;
+};
+
+/// The value that a user's text stands for; nothing if it is none of that type. Truths are `1`, `0`, `true`, `false`.
+std::optional<Value> read_value(Type type, std::string_view text);
+/// The text that a value of a parameter shows: truths as `1` and `0`.
+std::string value_text(Value const& value);
+
+}  // namespace kdi::cores

@@ -1,0 +1,94 @@
+// A configured core: what its parameters are for the values that a user gave.
+//
+// The state is a function of the user's present values alone, never of the way to them: set in any order, changed and
+// taken back, the same values give the same state. Setting a value computes anew only what depends on it.
+//
+// One instance is for one thread at a time; instances of one core may be used side by side.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kdi/cores/Core.h"
+
+namespace kdi::cores {
+
+/// A message that is due.
+struct Due {
+  static constexpr std::uint32_t kNoParameter = ~0U;
+
+  std::uint32_t parameter;  ///< kNoParameter: of a definition that has a fault
+  std::string
+      name;  ///< of the message; `range` and `rule` for the engine's own, of a value out of range and of a fault
+  Severity severity;
+  std::string text;
+
+  friend bool operator==(Due const&, Due const&) = default;
+};
+
+/// Where a value comes from.
+enum class Origin : std::uint8_t { default_value, user, rule };
+
+class Instance {
+ public:
+  explicit Instance(std::shared_ptr<Core const> core);
+
+  Core const& core() const { return *core_; }
+
+  /// Gives parameters values, as users write them. A text that is no value of the parameter's type, or out of its
+  /// range, is kept and told by messages(); in effect is then what would be without it. Returns the numbers of all
+  /// parameters of which anything changed that can be asked below, ascending.
+  std::vector<std::uint32_t> set(std::vector<std::pair<std::uint32_t, std::string>> const& values);
+  /// Takes the user's values of these parameters back.
+  std::vector<std::uint32_t> take_back(std::vector<std::uint32_t> const& parameters);
+
+  /// What users see: the value in effect, `SKIP` for a disabled parameter that skips; a text out of range as it was
+  /// given.
+  std::string value(std::uint32_t parameter) const;
+  /// The value behind `SKIP`: what shows once the parameter is enabled again.
+  std::string backup(std::uint32_t parameter) const;
+  bool is_enabled(std::uint32_t parameter) const;
+  /// Permitted values, or the least and the greatest; empty where anything goes.
+  std::vector<std::string> range(std::uint32_t parameter) const;
+  Origin origin(std::uint32_t parameter) const;
+  /// The user's present text, if there is one.
+  std::optional<std::string> const& given(std::uint32_t parameter) const { return given_[parameter]; }
+
+  /// All messages that are due: those of definitions, then by parameter the engine's own and those of the description.
+  std::vector<Due> messages();
+
+ private:
+  bool store(std::uint32_t slot, Value value);
+  void mark(std::uint32_t slot);
+  void put(std::uint32_t slot, Value value, bool& changed);
+  void give(std::uint32_t parameter, std::optional<std::string> text);
+  std::vector<std::uint32_t> compute();
+  void run(std::uint32_t step);
+  bool perform(Step const& step, std::string& fault);
+  Value plain_value(std::uint32_t parameter) const;
+  std::string text_of(Rule const& rule, Parameter const& parameter);
+
+  std::vector<Value> permitted(std::uint32_t parameter) const;
+  bool has_limits(std::uint32_t parameter) const;
+  bool permits(std::uint32_t parameter, Value const& value) const;
+  Value in_range(std::uint32_t parameter, Value const& value) const;
+
+  std::shared_ptr<Core const> core_;
+  Machine machine_;
+  std::vector<Value> values_;  ///< by slot; owns what the cells hold
+  std::vector<Cell> cells_;
+  std::vector<Value> ranges_;                      ///< by parameter, for those with a rule
+  std::vector<std::vector<char>> due_;             ///< by parameter and message
+  std::vector<std::optional<std::string>> given_;  ///< by parameter
+  std::vector<std::string> faults_;                ///< by step; empty: none
+  std::vector<std::uint32_t> waiting_;             ///< steps to be run, a heap with the first in front
+  std::vector<char> is_waiting_;
+  std::vector<std::uint32_t> touched_;  ///< parameters
+};
+
+}  // namespace kdi::cores

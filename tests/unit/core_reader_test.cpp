@@ -1,0 +1,269 @@
+// Descriptions of cores: what they may say, how versions extend one another, and what is said of slips.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/cores/Instance.h"
+#include "tests/support/places.h"
+#include "tests/support/scratch.h"
+
+namespace {
+
+using namespace kdi::cores;
+
+std::string core_of(std::string const& parameters, std::string const& more = "") {
+  return R"({"format": 1, "core": "made", "version": "1.0", "parameters": [)" + parameters + "]" + more + "}";
+}
+std::string parameter(std::string const& name, std::string const& type, std::string const& default_text,
+                      std::string const& more = "") {
+  return "\n{\"name\": \"" + name + "\", \"type\": \"" + type +
+         "\", \"widget\": \"EDIT\", \"description\": \"one\", \"default\": \"" + default_text + "\"" + more + "}";
+}
+
+std::string error_of(std::string const& text) {
+  try {
+    Core::parse(text, "made.json");
+  } catch (kdi::JsonError const& error) {
+    return error.what();
+  }
+  return "none";
+}
+
+std::uint32_t number(Core const& core, std::string const& name) {
+  const auto found = core.find(name);
+  EXPECT_TRUE(found) << name;
+  return found.value_or(0);
+}
+
+TEST(CoreReading, SlipsAreToldWithTheirPlace) {
+  const std::string a = parameter("A", "truth", "0");
+  const std::pair<std::string, char const*> errors[] = {
+      {"{}", "made.json:1: top level: expected a field \"format\", found none"},
+      {core_of(a, R"(, "extra": 1)"),
+       "made.json:2: extra: expected one of format, core, version, extends, out_of_range, retired, renamed, changed, "
+       "parameters, definitions as the field's name"},
+      {core_of(a, R"(, "extends": "0.9")"),
+       "made.json:2: extends: expected a description that stands alone, found the text \"0.9\""},
+      {core_of(a + "," + a),
+       "made.json:3: parameters[1].name: expected a name that no other parameter has, found the text \"A\""},
+      {core_of(parameter("2A", "truth", "0")),
+       "made.json:2: parameters[0].name: expected a name of letters, digits and _, found the text \"2A\""},
+      {core_of(parameter("A", "number", "0")),
+       "made.json:2: parameters[0].type: expected one of truth, integer, decimal, text, found the text \"number\""},
+      {core_of(parameter("A", "integer", "x")),
+       "made.json:2: parameters[0].default: expected a value of type integer, found the text \"x\""},
+      {core_of(parameter("A", "integer", "1.5")),
+       "made.json:2: parameters[0].default: expected a value of type integer, found the text \"1.5\""},
+      {core_of(parameter("A", "integer", "3", R"(, "values": ["1", "2"])")),
+       "made.json:2: parameters[0].default: expected one of the permitted values, found the text \"3\""},
+      {core_of(parameter("A", "integer", "1", R"(, "values": ["1", "1.0"])")),
+       "made.json:2: parameters[0].values[1]: expected a value that is not in the list yet, found the text \"1.0\""},
+      {core_of(parameter("A", "integer", "1", R"(, "values": [])")),
+       "made.json:2: parameters[0].values: expected 1 to 10000 values, found a list"},
+      {core_of(parameter("A", "integer", "1", R"(, "values": ["1"], "limits": ["1", "2"])")),
+       "made.json:2: parameters[0].values: expected either values or limits, found a list"},
+      {core_of(parameter("A", "integer", "3", R"(, "limits": ["1", "2"])")),
+       "made.json:2: parameters[0].default: expected a value within the limits, found the text \"3\""},
+      {core_of(parameter("A", "integer", "1", R"(, "limits": ["2", "1"])")),
+       "made.json:2: parameters[0].limits: expected the least value first, found a list"},
+      {core_of(parameter("A", "integer", "1", R"(, "limits": ["1"])")),
+       "made.json:2: parameters[0].limits: expected the least and the greatest value, found a list"},
+      {core_of(parameter("A", "text", "1", R"(, "limits": ["1", "2"])")),
+       "made.json:2: parameters[0].limits: expected limits of a number, found a list"},
+      {core_of(parameter("A", "truth", "0", R"(, "enabled": "B")")),
+       "made.json:2: parameters[0].enabled: column 1: unknown name B"},
+      {core_of(parameter("ABC", "truth", "0", R"(, "enabled": "abc")")),
+       "made.json:2: parameters[0].enabled: column 1: unknown name abc; there is ABC"},
+      {core_of(parameter("A", "truth", "0", R"(, "enabled": "1 + 1")")),
+       "made.json:2: parameters[0].enabled: column 3: expected a value of type truth, found one of type integer"},
+      {core_of(parameter("A", "integer", "0", R"(, "derived": "'x'")")),
+       "made.json:2: parameters[0].derived: column 1: expected a value of type integer, found one of type text"},
+      {core_of(parameter("A", "integer", "0", R"(, "range": "[1, 2")")),
+       "made.json:2: parameters[0].range: column 6: expected ], found the end"},
+      {core_of(parameter("A", "text", "a", R"(, "values": ["a", "b"])") + "," +
+               parameter("B", "truth", "0", R"(, "enabled": "A == 'c'")")),
+       "made.json:3: parameters[1].enabled: column 6: A is never 'c'; it is one of a, b"},
+      {core_of(parameter("A", "integer", "0", R"(, "derived": "A + 1")")),
+       "made.json:2: parameters[0].derived: depends on itself: A <- A"},
+      {core_of(parameter("A", "integer", "0", R"(, "derived": "B")") + "," +
+               parameter("B", "integer", "0", R"J(, "derived": "if enabled(A) then A else 0")J")),
+       "made.json:2: parameters[0].derived: depends on itself: A <- B <- A"},
+      {core_of(parameter("A", "truth", "0", R"J(, "enabled": "A or enabled(A)")J")),
+       "made.json:2: parameters[0].enabled: depends on itself: enabled(A) <- enabled(A)"},
+      {core_of(parameter("A", "integer", "0", R"(, "range": "[A, 9]")")),
+       "made.json:2: parameters[0].range: depends on itself: range of A <- A <- range of A"},
+      {core_of(parameter("A", "integer", "0", R"(, "range": "[1, 9]")")),
+       "made.json:2: parameters[0].default: expected a value that the range permits with all defaults, found the text "
+       "\"0\""},
+      {core_of(parameter("A", "integer", "0", R"J(, "derived": "1 div user(A)")J")),
+       "made.json:2: parameters[0].name: with all defaults, A: division by zero"},
+      {core_of(parameter("A", "truth", "0",
+                         R"(, "messages": [{"name": "m", "severity": "bad", "when": "A", "text": ""}])")),
+       "made.json:2: parameters[0].messages[0].severity: expected one of info, warning, critical_warning, error, found "
+       "the text \"bad\""},
+      {core_of(parameter("A", "truth", "0",
+                         R"(, "messages": [{"name": "range", "severity": "info", "when": "A", "text": ""}])")),
+       "made.json:2: parameters[0].messages[0].name: expected a name that no other message here has, found the text "
+       "\"range\""},
+      {core_of(parameter("A", "truth", "0",
+                         R"(, "messages": [{"name": "m", "severity": "info", "when": "A", "text": "{B}"}])")),
+       "made.json:2: parameters[0].messages[0].text: column 2: unknown name B"},
+      {core_of(parameter("A${n}", "truth", "0")),
+       "made.json:2: parameters[0].name: expected only places that each tells, such as ${n}, found the text \"A${n}\""},
+      {core_of(parameter("A${n}", "truth", "0", R"(, "each": {"n": "{3..1}"})")),
+       "made.json:2: parameters[0].each.n: expected a range such as {4..7} of numbers that ascend, found the text "
+       "\"{3..1}\""},
+      {core_of(parameter("A${n}", "truth", "0", R"(, "each": {"n": "{0..200000}"})")),
+       "made.json:2: parameters[0].each.n: expected a pattern of at most 100000 names, found the text \"{0..200000}\""},
+      {core_of(parameter("A${m}${n}", "truth", "0", R"(, "each": {"m": "{0..999}", "n": "{0..999}"})")),
+       "made.json:2: parameters[0].each.n: expected patterns for at most 100000 parameters, found the text "
+       "\"{0..999}\""},
+      {core_of(a, R"(, "retired": ["B"])"),
+       "made.json:2: retired[0]: expected a parameter of the version that this one extends, found the text \"B\""},
+      {core_of(a, R"(, "definitions": {"A": "1"})"),
+       "made.json:2: definitions.A: expected a name that no parameter has, found the text \"1\""},
+      {core_of(a, R"(, "definitions": {"D": "E", "E": "1"})"), "made.json:2: definitions.D: column 1: unknown name E"},
+      {core_of(a, R"(, "out_of_range": "${what}")"),
+       "made.json:2: out_of_range: expected only places that each tells, such as ${n}, found the text \"${what}\""},
+      {core_of(parameter("A", "truth", "0", R"(, "user_names": ["U"])") + "," +
+               parameter("B", "truth", "0", R"(, "user_names": ["U"])")),
+       "made.json:3: parameters[1].user_names: expected a name that users have for no other parameter, found a list"},
+      {core_of(parameter("A", "truth", "0", R"(, "user_names": ["A"])")),
+       "made.json:2: parameters[0].user_names: expected a name that is not the engine's for a parameter, found a list"},
+  };
+  for (auto const& [text, error] : errors) EXPECT_EQ(error_of(text), error) << text;
+}
+
+TEST(CoreReading, OneEntryStandsForMany) {
+  const auto core = Core::parse(
+      core_of(
+          parameter(
+              "P${b}${n}", "truth", "0",
+              R"(, "each": {"b": "{X,Y}", "n": "{0..2}"}, "display_name": "Port ${n} of ${b}", "user_names": ["CONFIG.P_${b}_${n}"])") +
+          "," + parameter("SUM", "integer", "0", R"J(, "derived": "count(p in [PX0, PX1, PX2, PY0, PY1, PY2]: p)")J")),
+      "made.json");
+  ASSERT_EQ(core->parameters().size(), 7U);
+  EXPECT_EQ(core->parameters()[4].name, "PY1");
+  EXPECT_EQ(core->parameters()[4].display_name, "Port 1 of Y");
+  EXPECT_EQ(core->find_user_name("CONFIG.P_Y_1"), 4U);
+  Instance instance(core);
+  EXPECT_EQ(instance.set({{0, "1"}, {4, "true"}}), (std::vector<std::uint32_t>{0, 4, 6}));
+  EXPECT_EQ(instance.value(6), "2");
+}
+
+// Files of one core, each extending the one before.
+class Versions : public ::testing::Test {
+ protected:
+  void version(std::string const& version, std::string const& rest) {
+    std::filesystem::create_directories(scratch_.path("made"));
+    scratch_.file("made/" + version + ".json",
+                  R"({"format": 1, "core": "made", "version": ")" + version + "\", " + rest + "}");
+  }
+  std::string error_of(std::string const& version) {
+    try {
+      Core::read(scratch_.folder(), "made", version);
+    } catch (std::exception const& error) {
+      std::string text = error.what();
+      const std::size_t folder = text.find(scratch_.folder());
+      return folder == std::string::npos ? text : text.erase(folder, scratch_.folder().size() + 1);
+    }
+    return "none";
+  }
+  Scratch scratch_;
+};
+
+TEST_F(Versions, ExtendOneAnother) {
+  version("1.0", "\"parameters\": [" + parameter("A", "integer", "1") + "," + parameter("B", "integer", "2") + "," +
+                     parameter("C", "integer", "3", R"(, "derived": "OLD * 2")") +
+                     "], \"definitions\": {\"OLD\": \"B + 1\"}");
+  version("1.1",
+          "\"extends\": \"1.0\", \"retired\": [\"A\"], \"renamed\": {\"B\": \"B_NEW\"}, \"changed\": [{\"name\": "
+          "\"C\", \"default\": \"9\", "
+          "\"derived\": \"OLD * 3\"}], \"parameters\": [" +
+              parameter("D", "integer", "4") + "], \"definitions\": {\"OLD\": \"B_NEW + D\"}");
+  const auto old = Core::read(scratch_.folder(), "made", "1.0"), core = Core::read(scratch_.folder(), "made", "1.1");
+  EXPECT_EQ(old->parameters().size(), 3U);
+  ASSERT_EQ(core->parameters().size(), 3U);
+  EXPECT_FALSE(core->find("A"));
+  EXPECT_FALSE(core->find("B"));
+  EXPECT_EQ(core->find_user_name("B"), core->find("B_NEW"));
+  Instance before(old), after(core);
+  EXPECT_EQ(before.value(number(*old, "C")), "6");
+  EXPECT_EQ(after.value(number(*core, "C")), "18");
+  after.set({{number(*core, "B_NEW"), "5"}});
+  EXPECT_EQ(after.value(number(*core, "C")), "27");
+}
+
+TEST_F(Versions, AreRefusedWithTheirPlace) {
+  version("1.0", "\"extends\": \"0.9\"");
+  EXPECT_EQ(error_of("1.0"),
+            "made/1.0.json:1: extends: expected a version of made that is there, found the text \"0.9\"");
+  version("0.9", "\"extends\": \"1.0\"");
+  EXPECT_NE(error_of("1.0").find("extends: expected at most 32 versions that extend one another"), std::string::npos);
+  version("0.9", "\"extends\": \"../made/1.0\"");
+  EXPECT_EQ(error_of("1.0"), "made/0.9.json:1: extends: expected a version, found the text \"../made/1.0\"");
+  scratch_.file("made/2.0.json", R"({"format": 1, "core": "made", "version": "2.1"})");
+  EXPECT_EQ(error_of("2.0"), "made/2.0.json:1: version: expected the name of the file, 2.0, found the text \"2.1\"");
+  scratch_.file("made/2.0.json", R"({"format": 1, "core": "other", "version": "2.0"})");
+  EXPECT_EQ(error_of("2.0"), "made/2.0.json:1: core: expected the name of the folder, made, found the text \"other\"");
+  EXPECT_NE(error_of("3.0"), "none");
+}
+
+TEST(CoreInstances, KeepWhatIsOutOfRange) {
+  const auto core = Core::parse(core_of(parameter("A", "integer", "5", R"(, "limits": ["1", "10"])") + "," +
+                                        parameter("B", "integer", "0", R"(, "derived": "A")")),
+                                "made.json");
+  Instance instance(core);
+  for (char const* text : {"11", "0", "1.5", "many", ""}) {
+    instance.set({{0, text}});
+    EXPECT_EQ(instance.value(0), text);
+    EXPECT_EQ(instance.value(1), "5") << text;
+    ASSERT_EQ(instance.messages().size(), 1U) << text;
+    EXPECT_EQ(instance.messages()[0].text, "PARAM A::" + std::string(text) + " is out of range  { 1,10 }");
+  }
+  instance.take_back({0});
+  EXPECT_TRUE(instance.messages().empty());
+  EXPECT_EQ(instance.origin(0), Origin::default_value);
+  EXPECT_EQ(instance.origin(1), Origin::rule);
+}
+
+TEST(CoreInstances, FollowTheReferenceMemory) {
+  const auto core = Core::read(places::data("cores"), "xram", "1.0");
+  Instance xram(core);
+  const auto at = [&](char const* name) { return number(*core, name); };
+  const auto has = [&](char const* message) {
+    const std::vector<Due> due = xram.messages();
+    return std::any_of(due.begin(), due.end(), [&](Due const& one) { return one.name == message; });
+  };
+  EXPECT_TRUE(has("banks_idle"));
+  EXPECT_EQ(xram.value(at("XRAM_ECC_SCRUB_PERIOD_MS")), "SKIP");
+  EXPECT_EQ(xram.range(at("XRAM_REF_CTRL_FREQMHZ")), (std::vector<std::string>{"50", "800"}));
+  xram.set({{*core->find_user_name("XRAM_CLOCK_MHZ"), "900"}});
+  EXPECT_TRUE(has("range"));
+  xram.set({{at("XRAM_ECC_ENABLE"), "0"}});
+  EXPECT_FALSE(has("range"));
+  EXPECT_EQ(xram.value(at("XRAM_ECC_SCRUB_ENABLE")), "SKIP");
+  xram.set({{at("XRAM_ECC_ENABLE"), "1"},
+            {at("XRAM_REF_CTRL_FREQMHZ"), "512"},
+            {at("XRAM_ECC_SCRUB_ENABLE"), "1"},
+            {at("XRAM_ECC_SCRUB_PERIOD_MS"), "10"}});
+  EXPECT_EQ(xram.value(at("XRAM_SCRUB_LOAD_PERCENT")), "2.56");
+  EXPECT_FALSE(has("scrub_load"));
+  xram.set({{at("XRAM_REF_CTRL_FREQMHZ"), "50"}});
+  EXPECT_TRUE(has("scrub_load"));
+  // With the period that the message advises the load is as it says.
+  xram.set({{at("XRAM_ECC_SCRUB_PERIOD_MS"), "27"}});
+  EXPECT_FALSE(has("scrub_load"));
+  for (int port = 0; port < 4; ++port) {
+    const std::string name = "XRAM_PORT" + std::to_string(port);
+    xram.set({{at((name + "_ENABLE").c_str()), "1"}, {at((name + "_TRAFFIC_MBPS").c_str()), "800"}});
+  }
+  EXPECT_FALSE(has("banks_idle"));
+  EXPECT_TRUE(has("most_of_port"));
+  EXPECT_TRUE(has("beyond_memory"));
+  EXPECT_EQ(xram.value(at("XRAM_TRAFFIC_MBPS")), "3200");
+}
+
+}  // namespace

@@ -1,0 +1,212 @@
+// Instances of cores at random, changed at random, against everything computed anew; and the same state by other ways.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/support/plain_core.h"
+
+namespace {
+
+using namespace kdi::cores;
+using plain_rules::PlainCore;
+using plain_rules::RandomRules;
+
+constexpr std::uint32_t kParameters = 24;
+
+std::string quoted(std::string const& text) { return "\"" + text + "\""; }
+
+// As a rule writes it.
+std::string rule_text(std::string const& text) {
+  std::string literal = "'";
+  for (const char c : text) literal += c == '\'' ? std::string("''") : std::string(1, c);
+  return literal + "'";
+}
+
+// Cores with rules of every sort. Rules read parameters before their own, and their own as the user gave it.
+class RandomCore {
+ public:
+  explicit RandomCore(std::uint64_t seed) : rules_(seed, {{"N0", Kind::integer}, {"TWICE", Kind::integer}}) {
+    while (count_ < kParameters) {
+      const Type type = kTypes[rules_.below(std::size(kTypes))];
+      const std::string name = "P" + std::to_string(count_);
+      const std::string before = text_;
+      text_ += ",\n" + parameter(name, type);
+      // What has a fault, or is out of its range, with all defaults is no core: another try.
+      if (is_refused()) {
+        text_ = before;
+        continue;
+      }
+      ++count_;
+      rules_.add_name(name, type);
+      if (rules_.below(3) == 0) rules_.add_name("user(" + name + ")", type);
+      if (rules_.below(3) == 0) rules_.add_name("enabled(" + name + ")", Kind::truth);
+    }
+  }
+
+  std::string text() const { return text_ + "]}"; }
+  int refused() const { return refused_; }
+
+ private:
+  static constexpr Kind kTypes[] = {Kind::truth, Kind::integer, Kind::decimal, Kind::text};
+
+  bool is_refused() {
+    try {
+      Core::parse(text(), "made.json");
+      return false;
+    } catch (std::exception const& error) {
+      EXPECT_NE(std::string(error.what()).find("with all defaults"), std::string::npos) << error.what() << "\n"
+                                                                                        << text_;
+      ++refused_;
+      return true;
+    }
+  }
+
+  std::string parameter(std::string const& name, Type type) {
+    const std::string given = value_text(rules_.value(type)), own = "user(" + name + ")";
+    std::string text = "{\"name\": " + quoted(name) + ", \"type\": " + quoted(type.text()) +
+                       R"(, "widget": "EDIT", "description": "one", "default": )" + quoted(given);
+    if (rules_.below(2) == 0) text += R"(, "skips": true)";
+    if (rules_.below(2) == 0) text += R"(, "enabled": )" + quoted(rules_.of(Kind::truth, 3));
+    const std::uint64_t sort = rules_.below(5);
+    if (sort == 0)
+      text += R"(, "derived": )" + quoted("if " + rules_.of(Kind::truth, 2) + " or given(" + name + ") then " + own +
+                                          " else " + rules_.of(type, 3));
+    else if (sort == 1 && type.is_number() && given.size() <= 3)
+      text += R"(, "limits": ["-10", "20"])";  // the default is small
+    else if (sort == 2 && !type.is_number())
+      text += R"(, "range": )" +
+              quoted("[" + (type == Type(Kind::text) ? rule_text(given) : std::string("true, false")) + "] + (if " +
+                     rules_.of(Kind::truth, 2) + " then [" + rules_.of(type, 1) + "] else [])");
+    if (rules_.below(2) == 0)
+      text += R"(, "messages": [{"name": "first", "severity": "warning", "when": )" +
+              quoted(rules_.of(Kind::truth, 3)) + R"(, "text": )" +
+              quoted("{" + rules_.of(Kind::text, 1) + "} and {" + own + "}") + "}]";
+    return text + "}";
+  }
+
+  RandomRules rules_;
+  std::string text_ =
+      R"({"format": 1, "core": "made", "version": "1.0", "definitions": {"TWICE": "N0 mod 5 * 2"}, "parameters": [)"
+      "\n"
+      R"({"name": "N0", "type": "integer", "widget": "EDIT", "default": "3", "description": "a number"})";
+  std::uint32_t count_ = 1;
+  int refused_ = 0;
+};
+
+// Everything that can be asked about a parameter.
+struct Seen {
+  std::string value, backup;
+  bool enabled;
+  std::vector<std::string> range;
+  std::vector<std::pair<std::string, std::string>> messages;
+  friend bool operator==(Seen const&, Seen const&) = default;
+};
+
+std::vector<Seen> seen(Instance& instance) {
+  std::vector<Seen> all;
+  for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i)
+    all.push_back({instance.value(i), instance.backup(i), instance.is_enabled(i), instance.range(i), {}});
+  for (Due const& due : instance.messages()) {
+    const bool is_own = due.name == "rule" || due.name == "range";
+    const bool has_fault = due.text.starts_with(instance.core().parameters()[due.parameter].name + ": ");
+    all.at(due.parameter).messages.emplace_back(due.name, is_own ? "" : has_fault ? "(fault)" : due.text);
+  }
+  return all;
+}
+
+std::vector<std::optional<std::string>> given(Instance const& instance) {
+  std::vector<std::optional<std::string>> all;
+  for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i) all.push_back(instance.given(i));
+  return all;
+}
+
+std::vector<Seen> computed_anew(Instance const& instance) {
+  PlainCore plain(instance.core(), given(instance));
+  std::vector<Seen> all;
+  for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i)
+    all.push_back({plain.value(i), plain.backup(i), plain.is_enabled(i), plain.range(i), plain.messages(i)});
+  return all;
+}
+
+std::string difference(Core const& core, std::vector<Seen> const& a, std::vector<Seen> const& b) {
+  for (std::uint32_t i = 0; i < a.size(); ++i) {
+    if (a[i] == b[i]) continue;
+    const auto show = [](Seen const& seen) {
+      std::string text = seen.value + " | " + seen.backup + " | " + (seen.enabled ? "on" : "off") + " | ";
+      for (std::string const& one : seen.range) text += one + ",";
+      for (auto const& [name, words] : seen.messages) text += " " + name + ": " + words;
+      return text;
+    };
+    return core.parameters()[i].name + ": " + show(a[i]) + "\n against " + show(b[i]);
+  }
+  return "";
+}
+
+// Half of the values fit the type.
+std::string user_text(RandomRules& rules, Parameter const& parameter) {
+  return rules.below(2) == 0 ? value_text(rules.value(parameter.type)) : value_text(rules.value(Kind::text)) + "x";
+}
+
+TEST(CoreTruth, ChangesGiveWhatComputingAnewGives) {
+  constexpr int kCores = 40, kChanges = 40;
+  int refused = 0, disabled = 0, out_of_range = 0, described = 0, faults = 0;
+  for (std::uint64_t seed = 1; seed <= kCores; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const RandomCore made(seed);
+    refused += made.refused();
+    const std::string text = made.text();
+    const std::shared_ptr<Core const> core = Core::parse(text, "made.json");
+    Instance instance(core);
+    RandomRules random(seed, {});
+    std::vector<Seen> before = seen(instance);
+    ASSERT_EQ(difference(*core, before, computed_anew(instance)), "") << text;
+    for (int change = 0; change < kChanges; ++change) {
+      std::vector<std::pair<std::uint32_t, std::string>> values;
+      std::vector<std::uint32_t> moved;
+      if (random.below(4) == 0) {
+        moved = instance.take_back({static_cast<std::uint32_t>(random.below(kParameters))});
+      } else {
+        for (std::uint64_t n = random.below(3) + 1; n > 0; --n) {
+          const auto parameter = static_cast<std::uint32_t>(random.below(kParameters));
+          values.emplace_back(parameter, user_text(random, core->parameters()[parameter]));
+        }
+        moved = instance.set(values);
+      }
+      const std::vector<Seen> after = seen(instance);
+      ASSERT_EQ(difference(*core, after, computed_anew(instance)), "") << "after change " << change << "\n" << text;
+      for (std::uint32_t i = 0; i < kParameters; ++i)
+        ASSERT_TRUE(after[i] == before[i] || std::binary_search(moved.begin(), moved.end(), i))
+            << core->parameters()[i].name << " moved unsaid";
+      for (Seen const& one : after) {
+        disabled += !one.enabled;
+        for (auto const& [name, words] : one.messages) {
+          out_of_range += name == "range";
+          described += name == "first";
+          faults += name == "rule";
+        }
+      }
+      before = after;
+    }
+    // The same values in another order, in a fresh instance, give the same state.
+    std::vector<std::pair<std::uint32_t, std::string>> all;
+    for (std::uint32_t i = kParameters; i-- > 0;)
+      if (instance.given(i)) all.emplace_back(i, *instance.given(i));
+    Instance again(core);
+    for (auto const& one : all) again.set({one});
+    EXPECT_EQ(difference(*core, seen(again), before), "");
+    // And all taken back, that of a fresh one.
+    std::vector<std::uint32_t> numbers;
+    for (auto const& one : all) numbers.push_back(one.first);
+    again.take_back(numbers);
+    Instance fresh(core);
+    EXPECT_EQ(difference(*core, seen(again), seen(fresh)), "");
+  }
+  // The run saw what there is to see.
+  EXPECT_GT(refused, 20);
+  EXPECT_GT(disabled, 100);
+  EXPECT_GT(out_of_range, 100);
+  EXPECT_GT(described, 100);
+  EXPECT_GT(faults, 20);
+}
+
+}  // namespace
