@@ -4,8 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "kdi/common/KdiText.h"
-
 namespace tcl {
 namespace {
 
@@ -18,7 +16,7 @@ std::string filled(std::string_view text, std::string_view name, std::span<Tcl_O
     if (text.starts_with(kName)) {
       all += name;
       text.remove_prefix(kName.size());
-    } else if (text.size() >= kWordLength && text[0] == '{' && kdi::text::is_digit(text[1]) && text[2] == '}') {
+    } else if (text.size() >= kWordLength && text[0] == '{' && text[1] >= '0' && text[1] <= '9' && text[2] == '}') {
       const auto word = static_cast<std::size_t>(text[1] - '0');
       if (word < call.size()) all += text_view(call[word]);
       text.remove_prefix(kWordLength);

@@ -159,6 +159,10 @@ ParamMap attributes(std::string const& instance, bool all) {
   record("attributes", instance, all);
   return {{"A", "1"}, {"B", "two words"}};
 }
+int lanes(std::map<std::string, ParamMap> const& settings) {
+  record("lanes", settings);
+  return static_cast<int>(settings.size());
+}
 double reference(double rate) {
   record("reference", rate);
   return 0.1;
@@ -219,6 +223,19 @@ double number(std::string const& word) {
 }
 bool truth(std::string const& word) { return word == "true"; }
 
+// A source of the family's own: two words, each a dictionary, under the names that the model has for them.
+struct Settings {
+  static constexpr int kNeeds = 2;
+  static std::map<std::string, ParamMap> read(Call call) {
+    return {{"TX_SETTINGS", dictionary(call[1])}, {"RX_SETTINGS", dictionary(call[2])}};
+  }
+  static ParamMap dictionary(Tcl_Obj* word) {
+    ParamMap map;
+    for (tcl::DictWalk at(word); !at.at_end(); at.next()) map[tcl::text_of(at.key())] = tcl::text_of(at.value());
+    return map;
+  }
+};
+
 constexpr char const* kInvalid = "Ip_wizard : Invalid number of arguments.\n";
 
 constexpr tcl::Row kWizardCommands[] = {
@@ -227,6 +244,7 @@ constexpr tcl::Row kWizardCommands[] = {
     row<Wizard, wizard::entries, Word<1>>("wizard::entries", exactly(1, kInvalid)),
     row<Wizard, wizard::content, Word<1>>("wizard::content", exactly(1, kInvalid)),
     row<Wizard, wizard::attributes, Word<1>, WordAs<2, truth>>("wizard::attributes", exactly(2, kInvalid)),
+    row<Wizard, wizard::lanes, Settings>("wizard::lanes"),
     row<Wizard, wizard::reference, WordAs<1, number>>("wizard::reference", exactly(1, kInvalid)),
     row<Wizard, wizard::reference, WordAs<1, number>, As<seventeen_digits>>("wizard::reference17",
                                                                             exactly(1, kInvalid)),
@@ -325,6 +343,12 @@ TEST_F(EngineRows, AWordIsConvertedAndMayBeRefused) {
   EXPECT_EQ(asked, (Asked{"attributes 'i' yes"}));
   EXPECT_EQ(error("wizard::reference 10x"), "no number: 10x");
   EXPECT_TRUE(asked.empty());
+}
+
+TEST_F(EngineRows, AFamilyMayHaveASourceOfItsOwn) {
+  EXPECT_EQ(ok("wizard::lanes {RATE 10.3125 PLL LCPLL} {}"), "2");
+  EXPECT_EQ(asked, (Asked{"lanes {RX_SETTINGS={} TX_SETTINGS={PLL='LCPLL' RATE='10.3125'}}"}));
+  EXPECT_EQ(error("wizard::lanes {}"), "wizard::lanes : Not enough arguments");
 }
 
 TEST_F(EngineRows, ResultsOfOneElement) {

@@ -16,8 +16,9 @@
 //   };
 //
 // The parts behind the operation may stand in any order but that the sources are its arguments, in theirs. What type an
-// operation returns says what the result looks like, in the way of the family's Results. A command whose row names no
-// number of words still refuses a call that lacks a word that it reads.
+// operation returns says what the result looks like, in the way of the family's Results. A family may have sources and
+// Results of its own: a source is any type with `kNeeds` and `read`. A command whose row names no number of words still
+// refuses a call that lacks a word that it reads.
 #pragma once
 
 #include <tcl.h>
@@ -345,10 +346,14 @@ struct AsItIs {
 template <class... Part>
 using SourcesOf = decltype(std::tuple_cat(std::conditional_t<Source<Part>, std::tuple<Part>, std::tuple<>>()...));
 
+#pragma GCC visibility push(hidden)
+
+/// The handler of a row.
 template <class Family, auto operation, class... Part>
-struct [[gnu::visibility("hidden")]] Question {
+struct Question {
   static_assert(((Source<Part> || std::is_base_of_v<InstancePart, Part> || std::is_base_of_v<ResultPart, Part> ||
-                  std::is_base_of_v<NoInstancePart, Part> || std::is_base_of_v<TracePart, Part>)&&...));
+                  std::is_base_of_v<NoInstancePart, Part> || std::is_base_of_v<TracePart, Part>)&&...),
+                "a part is of no kind");
 
   using Key = typename PartOf<InstancePart, NoInstanceAsked, Part...>::type::Given;
   using Result = typename PartOf<ResultPart, AsItIs, Part...>::type;
@@ -362,7 +367,7 @@ struct [[gnu::visibility("hidden")]] Question {
     }(std::type_identity<SourcesOf<Part...>>());
   }
 
-  static int handle(ClientData, Tcl_Interp * interp, int objc, Tcl_Obj* const objv[]) {
+  static int handle(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
     const Call call(objv, static_cast<std::size_t>(objc));
     const auto guarded = [&] {
       return frame::report_thrown_text(interp, Family::Results::set_error,
@@ -382,7 +387,7 @@ struct [[gnu::visibility("hidden")]] Question {
 
  private:
   template <class... From>
-  static int answer(Tcl_Interp * interp, Call call, std::type_identity<std::tuple<From...>>) {
+  static int answer(Tcl_Interp* interp, Call call, std::type_identity<std::tuple<From...>>) {
     std::tuple<decltype(From::read(call))...> arguments{From::read(call)...};
     const auto ask = [&](auto&... argument) {
       if constexpr (std::is_same_v<Key, Nothing>) {
@@ -404,7 +409,7 @@ struct [[gnu::visibility("hidden")]] Question {
   }
 
   template <class... From, class Arguments, std::size_t... index>
-  static StrList outs(Arguments & arguments, std::index_sequence<index...>) {
+  static StrList outs(Arguments& arguments, std::index_sequence<index...>) {
     StrList filled;
     const auto take = [&]<class One>(std::type_identity<One>, auto& argument) {
       if constexpr (std::is_same_v<One, Out>) filled.push_back(std::move(argument));
@@ -413,6 +418,8 @@ struct [[gnu::visibility("hidden")]] Question {
     return filled;
   }
 };
+
+#pragma GCC visibility pop
 
 /// The number of words of a row: as told, or as many as are read.
 constexpr tcl::WordCount at_least_what_is_read(tcl::WordCount told, int needs) {

@@ -1,7 +1,6 @@
 #include "tcltasks/frame/mutils_util.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 
 #include "kdi/common/HSTStringUtils.h"
@@ -67,11 +66,7 @@ ParamMap tcl2cpp(int objc, Tcl_Obj* const* objv) {
   return read_pairs(objc, objv, [](std::string& name) { HSTStringUtils::to_lower(name); });
 }
 
-ParamMap tcl2cppString(int objc, Tcl_Obj* const* objv) {
-  return read_pairs(objc, objv, [](std::string& name) {
-    for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  });
-}
+ParamMap tcl2cppString(int objc, Tcl_Obj* const* objv) { return tcl2cpp(objc, objv); }
 
 ParamMap tcl2cppWithExactKey(int objc, Tcl_Obj* const* objv) {
   return read_pairs(objc, objv, [](std::string&) {});
