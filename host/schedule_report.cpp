@@ -1,20 +1,15 @@
 #include "host/schedule_report.h"
 
 #include <algorithm>
-#include <cstdio>
+
+#include "kdi/common/KdiNumber.h"
 
 namespace host {
 namespace {
 
 // ------------------------------------------------------------------------------------------------------- text
 
-std::string number(double value, int digits) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.*f", digits, value);
-  return text;
-}
-
-std::string number(std::uint64_t value) { return std::to_string(value); }
+using kdi::number::fixed;
 
 std::string escaped(std::string const& text) {
   std::string safe;
@@ -42,23 +37,23 @@ std::string escaped(std::string const& text) {
 class Svg {
  public:
   Svg(double width, double height, char const* label)
-      : text_("<svg viewBox=\"0 0 " + number(width, 0) + " " + number(height, 0) + "\" width=\"" + number(width, 0) +
+      : text_("<svg viewBox=\"0 0 " + fixed(width, 0) + " " + fixed(height, 0) + "\" width=\"" + fixed(width, 0) +
               "\" role=\"img\" aria-label=\"" + label + "\">\n") {}
 
   void rect(double x, double y, double w, double h, char const* kind, std::string const& title = {},
             std::string const& style = {}) {
-    text_ += "<rect class=\"" + std::string(kind) + "\" x=\"" + number(x, 2) + "\" y=\"" + number(y, 2) +
-             "\" width=\"" + number(std::max(w, 0.4), 2) + "\" height=\"" + number(h, 2) + "\"" +
+    text_ += "<rect class=\"" + std::string(kind) + "\" x=\"" + fixed(x, 2) + "\" y=\"" + fixed(y, 2) + "\" width=\"" +
+             fixed(std::max(w, 0.4), 2) + "\" height=\"" + fixed(h, 2) + "\"" +
              (style.empty() ? "" : " style=\"" + style + "\"") +
              (title.empty() ? "/>\n" : "><title>" + title + "</title></rect>\n");
   }
   void line(double x1, double y1, double x2, double y2, char const* kind) {
-    text_ += "<line class=\"" + std::string(kind) + "\" x1=\"" + number(x1, 2) + "\" y1=\"" + number(y1, 2) +
-             "\" x2=\"" + number(x2, 2) + "\" y2=\"" + number(y2, 2) + "\"/>\n";
+    text_ += "<line class=\"" + std::string(kind) + "\" x1=\"" + fixed(x1, 2) + "\" y1=\"" + fixed(y1, 2) + "\" x2=\"" +
+             fixed(x2, 2) + "\" y2=\"" + fixed(y2, 2) + "\"/>\n";
   }
   void label(double x, double y, char const* kind, std::string const& words) {
-    text_ += "<text class=\"" + std::string(kind) + "\" x=\"" + number(x, 2) + "\" y=\"" + number(y, 2) + "\">" +
-             words + "</text>\n";
+    text_ += "<text class=\"" + std::string(kind) + "\" x=\"" + fixed(x, 2) + "\" y=\"" + fixed(y, 2) + "\">" + words +
+             "</text>\n";
   }
   std::string finish() && { return std::move(text_) + "</svg>\n"; }
 
@@ -132,26 +127,27 @@ std::string figures_section(ReportCode const& code, ReportOptions const& options
   const ReportCycles cycles = cycles_of(code);
   const std::size_t slots = slots_of(code);
   std::string page = "<div class=\"figures\">\n";
-  add_figure(page, number(std::uint64_t{code.n}), "N, bits with the punctured ones");
-  add_figure(page, number(std::uint64_t{code.k}), "K, information bits");
-  add_figure(page, number(std::uint64_t{code.p}), "P, circulant size");
-  add_figure(page, number(static_cast<double>(code.k) / code.n, 3), "K / N");
-  add_figure(page, number(code.layers.size()), "layers");
-  add_figure(page, number(operations_of(code)), "operations");
-  add_figure(page, number(slots), "slots, pads included");
+  add_figure(page, std::to_string(std::uint64_t{code.n}), "N, bits with the punctured ones");
+  add_figure(page, std::to_string(std::uint64_t{code.k}), "K, information bits");
+  add_figure(page, std::to_string(std::uint64_t{code.p}), "P, circulant size");
+  add_figure(page, fixed(static_cast<double>(code.k) / code.n, 3), "K / N");
+  add_figure(page, std::to_string(code.layers.size()), "layers");
+  add_figure(page, std::to_string(operations_of(code)), "operations");
+  add_figure(page, std::to_string(slots), "slots, pads included");
   add_figure(
       page,
-      number(100.0 * static_cast<double>(operations_of(code)) / static_cast<double>(std::max<std::size_t>(slots, 1)),
-             1) +
+      fixed(100.0 * static_cast<double>(operations_of(code)) / static_cast<double>(std::max<std::size_t>(slots, 1)),
+            1) +
           " %",
       "slots that do work");
-  add_figure(page, number(std::uint64_t{code.width}), "operations per cycle");
-  add_figure(page, number(cycles.work), "work cycles per iteration");
-  add_figure(page, number(cycles.stall), "stall cycles per iteration");
-  add_figure(page, number(cycles.all()), "cycles per iteration");
-  add_figure(page, number(throughput_mbps(code, options), 1) + " Mbit/s", "information throughput");
+  add_figure(page, std::to_string(std::uint64_t{code.width}), "operations per cycle");
+  add_figure(page, std::to_string(cycles.work), "work cycles per iteration");
+  add_figure(page, std::to_string(cycles.stall), "stall cycles per iteration");
+  add_figure(page, std::to_string(cycles.all()), "cycles per iteration");
+  add_figure(page, fixed(throughput_mbps(code, options), 1) + " Mbit/s", "information throughput");
   page += "</div>\n<p class=\"note\">Throughput = K &times; clock / (iterations &times; cycles per iteration), at " +
-          number(options.clock_mhz, 1) + " MHz and " + number(std::uint64_t{code.encode ? 1 : options.iterations}) +
+          fixed(options.clock_mhz, 1) + " MHz and " +
+          std::to_string(std::uint64_t{code.encode ? 1 : options.iterations}) +
           " iteration(s), for one code at a time; loading and unloading the codeword are not part of it.</p>\n";
   return page;
 }
@@ -167,12 +163,12 @@ std::string matrix_section(ReportCode const& code) {
   plot.rect(left, top, cell * columns, cell * rows, "frame");
   for (unsigned col = 0; col <= columns; col += 10) {
     plot.line(left + cell * col, top, left + cell * col, top + cell * rows, "");
-    if (col < columns) plot.label(left + cell * (col + 0.5), top - 5, "mid", number(std::uint64_t{col}));
+    if (col < columns) plot.label(left + cell * (col + 0.5), top - 5, "mid", std::to_string(std::uint64_t{col}));
   }
   for (std::size_t row = 0; row < code.layers.size(); row += 10) {
     plot.line(left, top + cell * static_cast<double>(row), left + cell * columns, top + cell * static_cast<double>(row),
               "");
-    plot.label(left - 5, top + cell * (static_cast<double>(row) + 0.5) + 3, "end", number(row));
+    plot.label(left - 5, top + cell * (static_cast<double>(row) + 0.5) + 3, "end", std::to_string(row));
   }
   const unsigned kb = code.k / std::max(code.p, 1U);
   plot.line(left + cell * kb, top, left + cell * kb, top + cell * rows, "strong");
@@ -181,9 +177,9 @@ std::string matrix_section(ReportCode const& code) {
       const double shade = 0.35 + 0.65 * op.shift / std::max(code.p, 1U);
       plot.rect(left + cell * op.col + 0.5, top + cell * static_cast<double>(row) + 0.5, cell - 1, cell - 1,
                 op.col < kb ? "info" : "parity",
-                "layer " + number(row) + ", column " + number(std::uint64_t{op.col}) + ", shift " +
-                    number(std::uint64_t{op.shift}),
-                "opacity:" + number(shade, 2));
+                "layer " + std::to_string(row) + ", column " + std::to_string(std::uint64_t{op.col}) + ", shift " +
+                    std::to_string(std::uint64_t{op.shift}),
+                "opacity:" + fixed(shade, 2));
     }
   return "<h2>Base matrix</h2>\n<p class=\"key\"><i style=\"background:var(--work)\"></i>information column"
          "<i style=\"background:var(--parity)\"></i>parity column &mdash; the deeper the shade, the larger the shift; "
@@ -206,7 +202,7 @@ std::string timeline_section(ReportCode const& code) {
   for (std::uint64_t cycle = 0; cycle <= last; cycle += step) {
     const double x = left + scale * static_cast<double>(cycle);
     plot.line(x, top, x, top + height, "");
-    plot.label(x, top - 6, "mid", number(cycle));
+    plot.label(x, top - 6, "mid", std::to_string(cycle));
   }
   for (std::size_t i = 0; i < spans.size(); ++i) {
     const double y = top + row * static_cast<double>(i);
@@ -216,17 +212,18 @@ std::string timeline_section(ReportCode const& code) {
       if (from == to) return;
       plot.rect(left + scale * static_cast<double>(from), y + row * offset, scale * static_cast<double>(to - from),
                 row * part, kind,
-                "layer " + number(i) + ": " + what + " in cycles " + number(from) + " to " + number(to - 1));
+                "layer " + std::to_string(i) + ": " + what + " in cycles " + std::to_string(from) + " to " +
+                    std::to_string(to - 1));
     };
     bar(one.update, one.update_end, 0.56, 0.36, "update", "updated");
     bar(one.start, one.work, 0.08, 0.44, "stall", "waits");
     bar(one.work, one.end, 0.08, 0.44, "work", "reads");
-    if (i % 5 == 0) plot.label(left - 5, y + row * 0.5 + 3.5, "end", number(i));
+    if (i % 5 == 0) plot.label(left - 5, y + row * 0.5 + 3.5, "end", std::to_string(i));
   }
   return "<h2>Schedule of one iteration</h2>\n<p class=\"key\"><i style=\"background:var(--stall)\"></i>stall"
          "<i style=\"background:var(--work)\"></i>check-node stage reads the layer"
          "<i style=\"background:var(--update);opacity:.55\"></i>soft-output stage writes it back, from " +
-         number(std::uint64_t{code.delay}) + " cycles after the last read; across: cycles, down: layers</p>\n" +
+         std::to_string(std::uint64_t{code.delay}) + " cycles after the last read; across: cycles, down: layers</p>\n" +
          std::move(plot).finish();
 }
 
@@ -235,10 +232,10 @@ std::string comparison_section(ReportCode const& code, ReportOptions const& opti
   const ReportCycles before = cycles_of(other);
   const ReportCycles after = cycles_of(code);
   const auto change = [](double from, double to) {
-    return from > 0 ? number(100.0 * (to - from) / from, 1) + " %" : std::string("&ndash;");
+    return from > 0 ? fixed(100.0 * (to - from) / from, 1) + " %" : std::string("&ndash;");
   };
   const auto row = [&](char const* name, double from, double to, int digits) {
-    return std::string("<tr><td>") + name + "</td><td>" + number(from, digits) + "</td><td>" + number(to, digits) +
+    return std::string("<tr><td>") + name + "</td><td>" + fixed(from, digits) + "</td><td>" + fixed(to, digits) +
            "</td><td>" + change(from, to) + "</td></tr>\n";
   };
   return "<h2>What the order gains</h2>\n<table><tr><th></th><th>" + escaped(other.name) + "</th><th>" +
@@ -256,11 +253,12 @@ std::string layer_section(ReportCode const& code) {
       "<th>starts</th><th>ends</th><th>written back</th></tr>\n";
   for (std::size_t i = 0; i < spans.size(); ++i) {
     ReportLayer const& layer = code.layers[i];
-    page += "<tr><td>" + number(i) + (layer.is_extra ? " (combines)" : "") + "</td><td>" +
-            number(layer.operations.size()) + "</td><td>" + number(std::uint64_t{layer.slots}) + "</td><td" +
-            (layer.stall > 0 ? " class=\"wait\"" : "") + ">" + number(std::uint64_t{layer.stall}) + "</td><td>" +
-            number(std::uint64_t{layer.cycles}) + "</td><td>" + number(spans[i].work) + "</td><td>" +
-            number(spans[i].end - 1) + "</td><td>" + number(spans[i].update_end - 1) + "</td></tr>\n";
+    page += "<tr><td>" + std::to_string(i) + (layer.is_extra ? " (combines)" : "") + "</td><td>" +
+            std::to_string(layer.operations.size()) + "</td><td>" + std::to_string(std::uint64_t{layer.slots}) +
+            "</td><td" + (layer.stall > 0 ? " class=\"wait\"" : "") + ">" + std::to_string(std::uint64_t{layer.stall}) +
+            "</td><td>" + std::to_string(std::uint64_t{layer.cycles}) + "</td><td>" + std::to_string(spans[i].work) +
+            "</td><td>" + std::to_string(spans[i].end - 1) + "</td><td>" + std::to_string(spans[i].update_end - 1) +
+            "</td></tr>\n";
   }
   return page + "</table>\n";
 }

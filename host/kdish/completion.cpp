@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdish {
 namespace {
@@ -137,21 +139,17 @@ std::string without_escapes(std::string_view text) {
   return plain;
 }
 
-bool is_control(char c) { return (c >= 0 && c < ' ') || c == '\177'; }
-
 // As Tcl reads it: a backslash before a line end would be a blank.
 std::string control_escape(char c) {
-  char escape[8];
   if (c == '\n') return "\\n";
-  std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(static_cast<unsigned char>(c)));
-  return escape;
+  return "\\u" + kdi::number::hexadecimal(static_cast<unsigned char>(c), 4);
 }
 
 std::string escaped(std::string const& text, bool in_quotes) {
   const std::string_view special = in_quotes ? "\"[]$\\" : " ;\"[]{}$\\";
   std::string result = in_quotes ? "\"" : "";
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (is_control(text[i])) {
+    if (kdi::text::is_control(text[i])) {
       result += control_escape(text[i]);
       continue;
     }
@@ -164,7 +162,7 @@ std::string escaped(std::string const& text, bool in_quotes) {
 // A name as it may be sent to a terminal.
 std::string printable(std::string const& name) {
   std::string text;
-  for (const char c : name) text += is_control(c) ? control_escape(c) : std::string(1, c);
+  for (const char c : name) text += kdi::text::is_control(c) ? control_escape(c) : std::string(1, c);
   return text;
 }
 

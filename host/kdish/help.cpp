@@ -3,8 +3,6 @@
 #include <tcl.h>
 
 #include <algorithm>
-#include <numeric>
-#include <sstream>
 #include <stdexcept>
 
 #include "kdi/common/KdiText.h"
@@ -12,15 +10,15 @@
 namespace kdish {
 namespace {
 
+using kdi::text::edit_distance;
 using kdi::text::joined;
 
 constexpr std::size_t kWidth = 100;
 
 // Appends `text`, which goes on at `column`, broken at blanks so that no line is longer than kWidth.
 void append_wrapped(std::string& out, std::string const& text, std::size_t column, std::size_t indent) {
-  std::istringstream words(text);
   bool is_first = true;
-  for (std::string word; words >> word; is_first = false) {
+  for (const std::string_view word : kdi::text::words(text)) {
     if (!is_first && column + 1 + word.size() > kWidth) {
       out += '\n' + std::string(indent, ' ');
       column = indent;
@@ -30,6 +28,7 @@ void append_wrapped(std::string& out, std::string const& text, std::size_t colum
     }
     out += word;
     column += word.size();
+    is_first = false;
   }
   out += '\n';
 }
@@ -111,20 +110,6 @@ std::string about_text(std::string const& title, std::string const& summary, std
   std::string text = paragraph("", title + ": " + summary);
   for (std::string const& one : about) text += paragraph("", one);
   return text;
-}
-
-std::size_t distance(std::string const& left, std::string const& right) {
-  std::vector<std::size_t> row(right.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 1; i <= left.size(); ++i) {
-    std::size_t diagonal = row[0]++;
-    for (std::size_t j = 1; j <= right.size(); ++j) {
-      const std::size_t changed = diagonal + (left[i - 1] == right[j - 1] ? 0 : 1);
-      diagonal = row[j];
-      row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
-    }
-  }
-  return row.back();
 }
 
 std::string tail_of(std::string const& name) {
@@ -228,8 +213,8 @@ std::string command_help(Command const& command, std::string const& name) {
   const Example example = command.example_of(name);
   if (!example.setup.empty()) text += "  % " + example.setup + "\n";
   text += "  % " + example.script + "\n";
-  std::istringstream lines(example.shown_result());
-  for (std::string line; std::getline(lines, line);) text += "  " + line + "\n";
+  const std::string result = example.shown_result();
+  for (const std::string_view line : kdi::text::lines(result)) text.append("  ").append(line).append("\n");
   text += failures_text(command, name);
   if (!command.notes.empty()) text += "\n";
   for (std::string const& note : command.notes) text += paragraph("", note);
@@ -241,7 +226,7 @@ std::vector<std::string> close_names(Table const& table, std::string const& name
   std::vector<std::pair<std::size_t, std::string>> found;
   for (auto const& [known, command] : table.commands()) {
     // somebody may have forgotten the namespace
-    const std::size_t apart = std::min(distance(name, known), distance(name, tail_of(known)));
+    const std::size_t apart = std::min(edit_distance(name, known), edit_distance(name, tail_of(known)));
     if (apart * 4 <= name.size() || (apart <= 2 && name.size() >= 4)) found.emplace_back(apart, known);
   }
   std::sort(found.begin(), found.end());

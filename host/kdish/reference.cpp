@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <sstream>
 
 #include "host/kdish/help.h"
 #include "kdi/common/KdiFile.h"
@@ -93,8 +92,9 @@ void add_example(std::string& page, Example const& example) {
   page += "\n    % ";
   page += example.setup.empty() ? "" : example.setup + "\n    % ";
   page += example.script + "\n";
-  std::istringstream lines(example.shown_result());
-  for (std::string line; std::getline(lines, line);) page += line.empty() ? "\n" : "    " + line + "\n";
+  const std::string result = example.shown_result();
+  for (const std::string_view line : kdi::text::lines(result))
+    page.append(line.empty() ? "" : "    ").append(line) += '\n';
 }
 
 void add_failures(std::string& page, Command const& command) {

@@ -1,10 +1,10 @@
 #include "host/kdish/result_json.h"
 
 #include <cmath>
-#include <cstdio>
 #include <set>
 #include <stdexcept>
 
+#include "kdi/common/KdiNumber.h"
 #include "kdi/tcl/values.h"
 
 namespace kdish {
@@ -29,11 +29,7 @@ bool is_decimal_integer(std::string const& text) {
   return text.find_first_not_of("0123456789", first) == std::string::npos;
 }
 
-void append_escape(std::string& json, unsigned unit) {
-  char escape[8];
-  std::snprintf(escape, sizeof escape, "\\u%04x", unit);
-  json += escape;
-}
+void append_escape(std::string& json, unsigned unit) { json += "\\u" + kdi::number::hexadecimal(unit, 4); }
 
 void append_text(std::string& json, std::string const& text) {
   constexpr unsigned kHighSurrogates = 0xD800;

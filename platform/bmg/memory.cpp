@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <charconv>
-#include <limits>
 #include <optional>
 #include <span>
 #include <string>
 
 #include "kdi/bmg/host/tiling.h"
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 
 namespace bmg {
 namespace {
@@ -49,26 +49,12 @@ constexpr std::array<std::string_view, 11> kWords = {"type",    "width_a",    "d
                                                      "depth_b", "algorithm",  "primitives", "shape",
                                                      "ecc",     "byte_width", "clock_mhz"};
 
-template <class Names>
-std::string listed(Names const& names) {
-  std::string list;
-  for (auto const& name : names) (list += list.empty() ? "" : ", ") += name;
-  return list;
-}
-
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+using kdi::number::whole_or_nearest;
+using kdi::text::joined;
+using kdi::text::quoted;
 
 [[noreturn]] void refuse(Code reason, Word name, std::string const& what) {
   throw Fault(reason, "word " + quoted(kWords[name]) + ": " + what);
-}
-
-// A number that no int holds counts as the nearest that one does: all bounds are closer.
-std::optional<int> integer_in(std::string_view text) {
-  int number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (end != text.data() + text.size() || error == std::errc::invalid_argument) return std::nullopt;
-  if (error == std::errc()) return number;
-  return text.front() == '-' ? std::numeric_limits<int>::min() : std::numeric_limits<int>::max();
 }
 
 class Description {
@@ -78,7 +64,8 @@ class Description {
     for (std::size_t i = 0; i < words.size(); i += 2) {
       const auto at = std::find(kWords.begin(), kWords.end(), words[i]);
       if (at == kWords.end())
-        throw Fault(Code::unknown_word, "no word is called " + quoted(words[i]) + "; there are " + listed(kWords));
+        throw Fault(Code::unknown_word,
+                    "no word is called " + quoted(words[i]) + "; there are " + joined(kWords, ", "));
       const auto name = static_cast<Word>(at - kWords.begin());
       if (values_[name]) refuse(Code::repeated_word, name, "is given twice");
       if (i + 1 == words.size()) refuse(Code::unpaired_word, name, "has no value");
@@ -93,7 +80,8 @@ class Description {
     return *values_[name];
   }
   int integer(Word name, int least, int most) const {
-    const std::optional<int> number = integer_in(text(name));
+    // brought to an int: all bounds are closer
+    const std::optional<int> number = whole_or_nearest<int>(text(name));
     if (!number) refuse(Code::bad_value, name, quoted(text(name)) + " is no integer");
     if (*number < least || *number > most)
       refuse(Code::out_of_range, name,
@@ -104,7 +92,7 @@ class Description {
   std::size_t choice(Word name, std::span<std::string_view const> names) const {
     if (!has(name)) return 0;
     const auto at = std::find(names.begin(), names.end(), text(name));
-    if (at == names.end()) refuse(Code::bad_value, name, quoted(text(name)) + " is none of " + listed(names));
+    if (at == names.end()) refuse(Code::bad_value, name, quoted(text(name)) + " is none of " + joined(names, ", "));
     return static_cast<std::size_t>(at - names.begin());
   }
 
@@ -149,18 +137,13 @@ std::pair<Port, int> read_ports(Description const& words, TypeRow const& type, V
 void read_primitives(Description const& words, Geometry const& known, Memory& memory) {
   memory.allowed.assign(known.primitives.size(), !words.has(kPrimitives));
   if (!words.has(kPrimitives)) return;
-  std::string_view list = words.text(kPrimitives);
-  for (bool is_last = false; !is_last;) {
-    const std::size_t comma = list.find(',');
-    is_last = comma == std::string_view::npos;
-    const std::string_view item = list.substr(0, comma);
+  for (const std::string_view item : kdi::text::split(words.text(kPrimitives), ',')) {
     bool is_known = false;
     for (std::size_t i = 0; i < known.primitives.size(); ++i)
       if (item == std::to_string(known.primitives[i].kilobits)) is_known = memory.allowed[i] = true;
     if (!is_known)
       refuse(Code::bad_value, kPrimitives,
              quoted(words.text(kPrimitives)) + " is no list of sizes of primitives, such as 18 or 18,36");
-    if (!is_last) list.remove_prefix(comma + 1);
   }
 }
 
@@ -172,8 +155,8 @@ void read_shape(Description const& words, Geometry const& known, Memory& memory)
   if (words.has(kPrimitives)) refuse(Code::does_not_apply, kPrimitives, "the shape says which primitive is used");
   const std::string_view text = words.text(kShape);
   const std::size_t x = text.find('x');
-  const auto depth = integer_in(text.substr(0, x));
-  const auto width = integer_in(x == std::string_view::npos ? "" : text.substr(x + 1));
+  const auto depth = whole_or_nearest<int>(text.substr(0, x));
+  const auto width = whole_or_nearest<int>(x == std::string_view::npos ? "" : text.substr(x + 1));
   for (Primitive const& one : known.primitives)
     for (Shape const& candidate : one.shapes)
       if (depth == candidate.depth && width == candidate.width) {
@@ -185,7 +168,7 @@ void read_shape(Description const& words, Geometry const& known, Memory& memory)
 }
 
 void read_byte_width(Description const& words, TypeRow const& type, Memory& memory) {
-  memory.byte_width = *integer_in(kByteWidths[words.choice(kByteWidth, kByteWidths)]);
+  memory.byte_width = *whole_or_nearest<int>(kByteWidths[words.choice(kByteWidth, kByteWidths)]);
   if (memory.byte_width == 0) return;
   if (!type.is_written) refuse(Code::bad_byte_width, kByteWidth, "a ROM is not written");
   if (memory.protection != Ecc::none) refuse(Code::bad_byte_width, kByteWidth, "an ECC covers whole words");

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiNumber.h"
 #include "kdi/common/host/ParamHost.h"
 #include "platform/common/data_directory.h"
 #include "platform/common/given_places.h"
@@ -93,7 +94,7 @@ class Registry {
     const std::lock_guard lock(mutex_);
     const auto found = parameters_.find(name);
     if (found == parameters_.end() || found->second.declaration.type != Type::integer) return std::nullopt;
-    return std::stoll(found->second.value());
+    return kdi::number::whole<std::int64_t>(found->second.value());
   }
   bool knows_every_name() const { return catalogue_is_whole_; }
 

@@ -1,11 +1,12 @@
 #include "kdi/common/KdiJson.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <variant>
+
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdi {
 
@@ -51,25 +52,13 @@ namespace {
 std::string printable(std::string_view text) {
   constexpr std::size_t kShown = 60;
   std::string shown;
-  for (const char c : text.substr(0, kShown)) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-      shown += '?';
-    } else {
-      shown += c;
-    }
-  }
+  for (const char c : text.substr(0, kShown)) shown += text::is_control(c) ? '?' : c;
   if (text.size() > kShown) {
     while (!shown.empty() && (static_cast<unsigned char>(shown.back()) & 0xC0U) == 0x80U) shown.pop_back();
     if (!shown.empty() && static_cast<unsigned char>(shown.back()) >= 0xC0U) shown.pop_back();
     shown += "...";
   }
   return shown;
-}
-
-// The shortest text that reads back as `value`; std::to_chars knows no locale.
-std::string text_of(double value) {
-  std::array<char, 32> buffer{};
-  return {buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr};
 }
 
 std::string bounded(char const* kind, bool bounded_below, std::string const& least, bool bounded_above,
@@ -80,15 +69,7 @@ std::string bounded(char const* kind, bool bounded_below, std::string const& lea
   return kind;
 }
 
-std::string one_of(std::initializer_list<std::string_view> words) {
-  std::string text = "one of";
-  char const* separator = " ";
-  for (std::string_view const word : words) {
-    text.append(separator).append(word);
-    separator = ", ";
-  }
-  return text;
-}
+std::string one_of(std::initializer_list<std::string_view> words) { return "one of " + text::joined(words, ", "); }
 
 // -------------------------------------------------------------------------------------------------------- parsing
 
@@ -137,9 +118,7 @@ class Builder {
     std::string plain = digits;
     for (char& c : plain)
       if (std::string_view("+-0123456789eE").find(c) == std::string_view::npos) c = '.';
-    double value = 0;
-    std::from_chars(plain.data(), plain.data() + plain.size(), value);
-    return add(value);
+    return add(number::whole<double>(plain).value_or(0));
   }
   bool string(std::string& value) { return add(std::move(value)); }
   bool binary(json::binary_t& /*not in JSON*/) { return false; }
@@ -291,7 +270,8 @@ double JsonValue::number(double least, double most) const {
   if (std::int64_t const* whole = as<std::int64_t>(document_, index_)) value = static_cast<double>(*whole);
   if (double const* real = as<double>(document_, index_)) value = *real;
   if (value && *value >= least && *value <= most) return *value;
-  refuse(bounded("a number", least != Limits::lowest(), text_of(least), most != Limits::max(), text_of(most)));
+  refuse(bounded("a number", least != Limits::lowest(), number::shortest(least), most != Limits::max(),
+                 number::shortest(most)));
 }
 
 std::string const& JsonValue::text() const {
@@ -342,7 +322,7 @@ std::string JsonValue::place() const { return document_->place_of(index_); }
 std::string JsonValue::found() const {
   if (bool const* truth = as<bool>(document_, index_)) return *truth ? "true" : "false";
   if (std::int64_t const* whole = as<std::int64_t>(document_, index_)) return "the number " + std::to_string(*whole);
-  if (double const* real = as<double>(document_, index_)) return "the number " + text_of(*real);
+  if (double const* real = as<double>(document_, index_)) return "the number " + number::shortest(*real);
   if (std::string const* text = as<std::string>(document_, index_)) return "the text \"" + printable(*text) + "\"";
   if (is_list()) return "a list";
   return is_object() ? "an object" : "null";

@@ -1,8 +1,10 @@
 #include "kdi/common/KdiPattern.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdi {
 namespace {
@@ -29,14 +31,10 @@ std::vector<std::string> numbers(std::string_view first_text, std::string_view l
 std::vector<std::string> alternatives(std::string_view inside, std::size_t most) {
   if (const std::size_t dots = inside.find(".."); dots != std::string_view::npos)
     return numbers(inside.substr(0, dots), inside.substr(dots + 2), most);
-  std::vector<std::string> words;
-  for (;;) {
-    const std::size_t comma = inside.find(',');
-    words.emplace_back(inside.substr(0, comma));
-    if (words.back().empty()) throw PatternError("a range or words between braces, such as {4..7} or {P,N}");
-    if (comma == std::string_view::npos) return words;
-    inside.remove_prefix(comma + 1);
-  }
+  const std::vector<std::string_view> words = text::split(inside, ',');
+  if (std::find(words.begin(), words.end(), "") != words.end())
+    throw PatternError("a range or words between braces, such as {4..7} or {P,N}");
+  return {words.begin(), words.end()};
 }
 
 // Calls `plain` for text outside of braces and `braced` for what stands between two.

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <sstream>
 #include <utility>
 #include <vector>
 
 #include "kdi/common/KdiDataDir.h"
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiText.h"
 #include "platform/common/given_places.h"
 
 namespace kdi {
@@ -18,9 +18,8 @@ namespace fs = std::filesystem;
 std::vector<fs::path> data_roots() {
   std::vector<fs::path> roots;
   const GivenPlaces given = given_places(PlaceVariable::data_roots);
-  std::istringstream list(given.text);
-  for (std::string name; std::getline(list, name, ':');)
-    if (const fs::path root = given.absolute(name); !name.empty() && !root.empty()) roots.push_back(root);
+  for (const std::string_view name : text::words(given.text, ":"))
+    if (const fs::path root = given.absolute(std::string(name)); !root.empty()) roots.push_back(root);
   if (const fs::path library = library_directory(); !library.empty()) {
     roots.push_back(library / "../share/iptasks/data");     // <prefix>/lib
     roots.push_back(library / "../../share/iptasks/data");  // <prefix>/lib/<triplet>

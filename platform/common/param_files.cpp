@@ -1,11 +1,10 @@
 #include "platform/common/param_files.h"
 
 #include <algorithm>
-#include <charconv>
-#include <numeric>
 #include <stdexcept>
 
-#include "kdi/common/HSTStringUtils.h"
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdi {
 namespace {
@@ -15,14 +14,6 @@ using param_host::Type;
 
 constexpr std::string_view kTruths[] = {"true", "yes", "on"};
 constexpr std::string_view kFalsehoods[] = {"false", "no", "off"};
-
-std::optional<std::int64_t> integer_of(std::string_view text) {
-  if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
-  std::int64_t value = 0;
-  const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (fault != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
 
 template <class Words>
 bool has(Words const& words, std::string_view word) {
@@ -35,31 +26,13 @@ std::string value_in_file(JsonValue value, Type type) {
   return value.boolean() ? "true" : "false";
 }
 
-// Changes, additions and removals of characters that lead from one text to the other (V. I. Levenshtein, "Binary codes
-// capable of correcting deletions, insertions, and reversals", Soviet Physics Doklady 10, 1966), row by row.
-std::size_t edit_distance(std::string_view from, std::string_view to) {
-  std::vector<std::size_t> row(to.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < from.size(); ++i) {
-    std::size_t diagonal = row[0];
-    row[0] = i + 1;
-    for (std::size_t j = 0; j < to.size(); ++j) {
-      const std::size_t above = row[j + 1];
-      row[j + 1] = std::min({diagonal + (from[i] != to[j] ? 1 : 0), above + 1, row[j] + 1});
-      diagonal = above;
-    }
-  }
-  return row.back();
-}
-
 }  // namespace
 
 std::optional<std::string> canonical_value(Type type, std::string_view text) {
-  const std::optional<std::int64_t> number = integer_of(text);
+  const auto number = number::whole<std::int64_t>(number::without_plus(text));
   if (type == Type::integer) return number ? std::optional(std::to_string(*number)) : std::nullopt;
   if (number) return *number != 0 ? "true" : "false";
-  std::string word(text);
-  HSTStringUtils::to_lower(word);
+  const std::string word = text::lowered(text);
   if (has(kTruths, word)) return "true";
   if (has(kFalsehoods, word)) return "false";
   return std::nullopt;
@@ -108,13 +81,11 @@ std::vector<FileValue> read_values(JsonFile const& file, std::string const& path
 }
 
 std::string values_text(std::vector<param_host::Parameter> const& parameters) {
-  std::string text = "{";
-  char const* separator = "\n  \"";
-  for (param_host::Parameter const& parameter : parameters) {
-    text.append(separator).append(parameter.name).append("\": ").append(parameter.value);
-    separator = ",\n  \"";
-  }
-  return text + "\n}\n";
+  if (parameters.empty()) return "{\n}\n";
+  std::vector<std::string> members;
+  for (param_host::Parameter const& parameter : parameters)
+    members.push_back("  " + text::quoted(parameter.name) + ": " + parameter.value);
+  return "{\n" + text::joined(members, ",\n") + "\n}\n";
 }
 
 std::string nearest_name(std::string_view name, std::vector<std::string> const& names) {
@@ -123,7 +94,7 @@ std::string nearest_name(std::string_view name, std::vector<std::string> const& 
   for (std::string const& candidate : names) {
     const std::size_t difference = std::max(candidate.size(), name.size()) - std::min(candidate.size(), name.size());
     if (difference >= least) continue;
-    const std::size_t distance = edit_distance(name, candidate);
+    const std::size_t distance = text::edit_distance(name, candidate);
     if (distance >= least) continue;
     least = distance;
     nearest = candidate;

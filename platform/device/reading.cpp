@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "kdi/common/KdiNumber.h"
+
 namespace kdi::device {
 namespace {
 
@@ -131,7 +133,7 @@ std::vector<int> expand_numbers(JsonValue list) {
     const bool digits = name.size() <= 5 && name.find_first_not_of("0123456789") == std::string::npos;
     if (!digits || (name.size() > 1 && name.front() == '0'))
       list.refuse("patterns of numbers from 0 to " + std::to_string(kMostNumber));
-    all.push_back(std::stoi(name));
+    all.push_back(*number::whole<int>(name));
   }
   return all;
 }

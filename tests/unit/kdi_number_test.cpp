@@ -38,7 +38,7 @@ std::vector<double> many_values() {
 // What printf writes in the C locale, told before another one is set.
 struct Printed {
   double value;
-  std::string fixed0, fixed3, fixed6, general;
+  std::string fixed0, fixed3, fixed6, general, general17;
 };
 std::vector<Printed> printed_in_c() {
   std::vector<Printed> all;
@@ -48,7 +48,7 @@ std::vector<Printed> printed_in_c() {
       std::snprintf(text, sizeof text, format, value);
       return std::string(text);
     };
-    all.push_back({value, print("%.0f"), print("%.3f"), print("%.6f"), print("%g")});
+    all.push_back({value, print("%.0f"), print("%.3f"), print("%.6f"), print("%g"), print("%.17g")});
   }
   return all;
 }
@@ -59,6 +59,7 @@ void expect_forms(std::vector<Printed> const& expected) {
     EXPECT_EQ(number::fixed(one.value, 3), one.fixed3);
     EXPECT_EQ(number::fixed(one.value, 6), one.fixed6);
     EXPECT_EQ(number::general(one.value), one.general);
+    EXPECT_EQ(number::general(one.value, 17), one.general17);
     EXPECT_EQ(number::whole<double>(number::shortest(one.value)), one.value);
     EXPECT_EQ(number::whole<double>(number::plain(one.value)), one.value);
   }
@@ -114,6 +115,16 @@ void expect_readers() {
   for (char const* text : {"", " 1", "1.", "1.5", "+1", "1e3", "2147483648", "--1", "0x1"})
     EXPECT_EQ(number::whole<int>(text), std::nullopt) << text;
 
+  EXPECT_EQ(number::whole_or_nearest<int>("99999999999999999999"), std::numeric_limits<int>::max());
+  EXPECT_EQ(number::whole_or_nearest<int>("-2147483649"), std::numeric_limits<int>::min());
+  EXPECT_EQ(number::whole_or_nearest<int>("-7"), -7);
+  EXPECT_EQ(number::whole_or_nearest<double>("-1e999"), -kInfinity);
+  EXPECT_EQ(number::whole_or_nearest<double>("1e-999"), 0);
+  EXPECT_EQ(number::whole_or_nearest<double>("0.5"), 0.5);
+  for (char const* text : {"", "+1", "99999999999x", "1e999 "})
+    EXPECT_EQ(number::whole_or_nearest<double>(text), std::nullopt) << text;
+  EXPECT_EQ(number::whole_or_nearest<int>("1e3"), std::nullopt);
+
   EXPECT_EQ(number::leading_double(" \t+1.5V"), 1.5);
   EXPECT_EQ(number::leading_double("1,5"), 1);
   EXPECT_EQ(number::leading_double("0x10"), 16);
@@ -124,6 +135,7 @@ void expect_readers() {
   EXPECT_EQ(number::leading_long("1.234"), 1);
   EXPECT_EQ(number::leading_long("x"), 0);
   EXPECT_EQ(number::leading_long("99999999999999999999"), std::numeric_limits<long>::max());
+  EXPECT_EQ(number::leading_int("-99999999999"), std::numeric_limits<int>::min());
 }
 
 TEST(Number, Reads) { expect_readers(); }

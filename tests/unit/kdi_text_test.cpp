@@ -98,6 +98,24 @@ TEST(Text, WordsAreNeverEmpty) {
   EXPECT_EQ(text::words(" "), Views{});
 }
 
+TEST(Text, LinesEndButTheLastNeedNot) {
+  EXPECT_EQ(text::lines("a\nb\n"), (Views{"a", "b"}));
+  EXPECT_EQ(text::lines("a\nb"), (Views{"a", "b"}));
+  EXPECT_EQ(text::lines("\n\na"), (Views{"", "", "a"}));
+  EXPECT_EQ(text::lines("\n"), Views{""});
+  EXPECT_EQ(text::lines(""), Views{});
+  EXPECT_EQ(text::lines("a,,b,", ','), (Views{"a", "", "b"}));
+}
+
+TEST(Text, CountsEdits) {
+  EXPECT_EQ(text::edit_distance("", ""), 0U);
+  EXPECT_EQ(text::edit_distance("", "abc"), 3U);
+  EXPECT_EQ(text::edit_distance("abc", ""), 3U);
+  EXPECT_EQ(text::edit_distance("kitten", "sitting"), 3U);
+  EXPECT_EQ(text::edit_distance("ab", "ba"), 2U);
+  EXPECT_EQ(text::edit_distance("abc", "abc"), 0U);
+}
+
 TEST(Text, JoinsWhatASplitParted) {
   for (char const* one : {"", ",", "a", "a,b", ",a,,b,"}) EXPECT_EQ(text::joined(text::split(one, ','), ","), one);
   EXPECT_EQ(text::joined(std::vector<std::string>{}, ", "), "");

@@ -8,8 +8,9 @@
 #include "tcltasks/power/gt_estimate.h"
 #include "tcltasks/power/key_words.h"
 #include "tcltasks/power/mig_estimate.h"
+#include "tcltasks/power/part.h"
 #include "tcltasks/power/power_est.h"
-#include "tcltasks/power/values.h"
+#include "tcltasks/power/record_rows.h"
 #include "tests/support/decimal_comma.h"
 #include "tests/support/random.h"
 
@@ -44,16 +45,16 @@ TEST(KeyWords, AKeyBelongsToTheFirstWordThatItContains) {
 
 // -------------------------------------------------------------------------------------------------------- numbers
 TEST(PowerValues, AreWhatTheCLibraryMakesOfThem) {
-  EXPECT_EQ(int_value(" 12x"), 12);
-  EXPECT_EQ(int_value("x"), 0);
-  EXPECT_EQ(int_value(""), 0);
-  EXPECT_EQ(int_value("-7"), -7);
-  EXPECT_EQ(int_value("0x10"), 0);
-  EXPECT_EQ(int_value("4.9"), 4);
-  EXPECT_FLOAT_EQ(float_value("10.3125 Gb/s"), 10.3125F);
-  EXPECT_FLOAT_EQ(float_value("0x10"), 16);
-  EXPECT_EQ(float_value("fast"), 0);
-  EXPECT_TRUE(std::isinf(float_value("1e300")));
+  EXPECT_EQ(value_of<int>(" 12x"), 12);
+  EXPECT_EQ(value_of<int>("x"), 0);
+  EXPECT_EQ(value_of<int>(""), 0);
+  EXPECT_EQ(value_of<int>("-7"), -7);
+  EXPECT_EQ(value_of<int>("0x10"), 0);
+  EXPECT_EQ(value_of<int>("4.9"), 4);
+  EXPECT_FLOAT_EQ(value_of<float>("10.3125 Gb/s"), 10.3125F);
+  EXPECT_FLOAT_EQ(value_of<float>("0x10"), 16);
+  EXPECT_EQ(value_of<float>("fast"), 0);
+  EXPECT_TRUE(std::isinf(value_of<float>("1e300")));
   EXPECT_EQ(watts_text(1.25F), "1.250000(W)");
   EXPECT_EQ(watts_text(0), "0.000000(W)");
   EXPECT_EQ(watts_text(123456.78F), "123456.781250(W)");
@@ -63,9 +64,9 @@ TEST(PowerValues, AreWhatTheCLibraryMakesOfThem) {
 
 TEST(PowerValues, AreTheSameUnderADecimalComma) {
   const DecimalComma comma;
-  EXPECT_FLOAT_EQ(float_value("1.5"), 1.5F);
-  EXPECT_FLOAT_EQ(float_value("1,5"), 1);
-  EXPECT_EQ(int_value("1.000"), 1);
+  EXPECT_FLOAT_EQ(value_of<float>("1.5"), 1.5F);
+  EXPECT_FLOAT_EQ(value_of<float>("1,5"), 1);
+  EXPECT_EQ(value_of<int>("1.000"), 1);
   EXPECT_EQ(watts_text(1234.5F), "1234.500000(W)");
 }
 

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "kdi/common/KdiText.h"
+
 namespace kdi::power {
 namespace {
 
@@ -16,9 +18,9 @@ struct Type {
 };
 
 bool is_named(Transceiver const& transceiver, std::string const& name) {
-  return same_word(transceiver.type, name) ||
+  return text::same_but_case(transceiver.type, name) ||
          std::any_of(transceiver.names.begin(), transceiver.names.end(),
-                     [&](std::string const& each) { return same_word(each, name); });
+                     [&](std::string const& each) { return text::same_but_case(each, name); });
 }
 
 // The part's transceivers of that name; of an empty name, the first that it has. Null pointers if there are none.
@@ -52,9 +54,9 @@ struct Direction {
 device::TransceiverPll const* find_pll(device::Transceiver const& limits, std::string const& name) {
   if (name.empty()) return nullptr;
   for (device::TransceiverPll const& pll : limits.plls)
-    if (same_word(pll.name, name)) return &pll;
+    if (text::same_but_case(pll.name, name)) return &pll;
   for (device::TransceiverPll const& pll : limits.plls)
-    if (begins_with(pll.name, name) || begins_with(name, pll.name)) return &pll;
+    if (text::starts_with_but_case(pll.name, name) || text::starts_with_but_case(name, pll.name)) return &pll;
   return nullptr;
 }
 
@@ -123,9 +125,10 @@ Direction read_direction(GtPowerRecord const& record, DirectionFields const& fie
 }
 
 Directions read_directions(GtPowerRecord const& record, Core const& core) {
-  const bool transmits_only = same_word(record.gtDirection, "TX");
-  const bool receives_only = same_word(record.gtDirection, "RX");
-  if (!transmits_only && !receives_only && !record.gtDirection.empty() && !same_word(record.gtDirection, "BOTH"))
+  const bool transmits_only = text::same_but_case(record.gtDirection, "TX");
+  const bool receives_only = text::same_but_case(record.gtDirection, "RX");
+  if (!transmits_only && !receives_only && !record.gtDirection.empty() &&
+      !text::same_but_case(record.gtDirection, "BOTH"))
     warn("unknown direction \"" + record.gtDirection + "\" counts as BOTH");
 
   Directions of;
@@ -145,8 +148,8 @@ double pcs_w(Direction const& direction, Transceiver const& around) {
 double equaliser_w(GtPowerRecord const& record, double loss_db, Type const& type) {
   std::map<std::string, double> const& modes = type.blocks->equaliser_w;
   for (auto const& [mode, watts] : modes)
-    if (same_word(mode, record.rxEqMode)) return watts;
-  if (!record.rxEqMode.empty() && !same_word(record.rxEqMode, "AUTO"))
+    if (text::same_but_case(mode, record.rxEqMode)) return watts;
+  if (!record.rxEqMode.empty() && !text::same_but_case(record.rxEqMode, "AUTO"))
     warn("unknown equaliser mode \"" + record.rxEqMode + "\" counts as AUTO");
   const auto chosen =
       modes.find(loss_db <= type.around->auto_loss_db ? type.around->auto_short : type.around->auto_long);

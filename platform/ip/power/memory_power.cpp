@@ -1,8 +1,10 @@
 #include "platform/ip/power/memory_power.h"
 
-#include <charconv>
 #include <cmath>
 #include <iterator>
+
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdi::power {
 namespace {
@@ -71,10 +73,10 @@ Interface read_interface(MigPowerRecord const& record, MemoryCommon const& memor
 // The number of volts that `text` begins with; `usual` for an empty text and, with a warning, for one without a number.
 double volts(std::string const& text, double usual) {
   if (text.empty()) return usual;
-  double value = 0;
   constexpr double kMostVolts = 10;
-  const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (fault == std::errc() && value > 0 && value <= kMostVolts) return value;
+  std::string_view rest = text;
+  const auto value = number::take<double>(rest);
+  if (value && *value > 0 && *value <= kMostVolts) return *value;
   warn("unknown I/O voltage \"" + text + "\" counts as the usual one");
   return usual;
 }
@@ -82,7 +84,7 @@ double volts(std::string const& text, double usual) {
 // Of one data pin, W. NONE is a name too.
 double termination_w(std::string const& name, device::MemoryPower const& blocks) {
   if (const auto found = blocks.termination_w.find(name); found != blocks.termination_w.end()) return found->second;
-  if (!name.empty() && !same_word(name, "NONE") && !blocks.termination_w.empty())
+  if (!name.empty() && !text::same_but_case(name, "NONE") && !blocks.termination_w.empty())
     warn("unknown termination \"" + name + "\" counts as NONE");
   return 0;
 }

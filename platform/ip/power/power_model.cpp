@@ -9,19 +9,13 @@
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiDataDir.h"
 #include "kdi/common/KdiJson.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdi::power {
 namespace {
 
 constexpr double kMostQuantity = 1e6;
 constexpr int kMostNumber = 1000;
-
-char lower(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
-
-std::string lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char letter) { return lower(letter); });
-  return text;
-}
 
 double quantity(JsonValue object, char const* field) { return object.member(field).number(0, kMostQuantity); }
 
@@ -36,7 +30,7 @@ auto read_words(JsonValue object, Read read) {
   Words<decltype(read(object))> words;
   std::set<std::string> seen;
   for (const JsonValue value : object.members()) {
-    if (value.name().empty() || !seen.insert(lower(value.name())).second)
+    if (value.name().empty() || !seen.insert(text::lowered(value.name())).second)
       value.refuse("a word that does not occur twice as the field's name");
     words.all.push_back({value.name(), read(value)});
   }
@@ -74,7 +68,7 @@ Transceiver read_transceiver(JsonValue object) {
                      "encodings"});
   Transceiver transceiver;
   transceiver.type = word(object.member("type"));
-  for (const JsonValue name : object.member("names").items()) transceiver.names.push_back(lower(word(name)));
+  for (const JsonValue name : object.member("names").items()) transceiver.names.push_back(text::lowered(word(name)));
   transceiver.static_w_per_quad = quantity(object, "static_w_per_quad");
   transceiver.pll_idle = object.member("pll_idle").number(0, 1);
   transceiver.reference_w_per_ghz = quantity(object, "reference_w_per_ghz");
@@ -176,13 +170,6 @@ std::unique_ptr<Model const> load(std::string const& generation) {
 }
 
 }  // namespace
-
-bool begins_with(std::string_view text, std::string_view start) {
-  return text.size() >= start.size() &&
-         std::equal(start.begin(), start.end(), text.begin(), [](char a, char b) { return lower(a) == lower(b); });
-}
-
-bool same_word(std::string_view a, std::string_view b) { return a.size() == b.size() && begins_with(a, b); }
 
 Model read_model(std::string_view text, std::string const& name) { return read_model(JsonFile(text, name).root()); }
 

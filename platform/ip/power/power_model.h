@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "kdi/common/KdiText.h"
+
 namespace kdi::power {
 
 /// A value by a word of a record.
@@ -23,9 +25,9 @@ template <class Value>
 struct Words {
   std::vector<Word<Value>> all;
 
-  /// The entry that `text` is; else the longest that `text` begins with (64B66B_ASYNC is 64B66B); null if there is
+  /// The entry that `given` is; else the longest that `given` begins with (64B66B_ASYNC is 64B66B); null if there is
   /// none.
-  Value const* find(std::string_view text) const;
+  Value const* find(std::string_view given) const;
 };
 
 struct Conditions {
@@ -111,16 +113,12 @@ Model read_model(std::string_view text, std::string const& name);
 /// message manager and is none. Safe for use from several threads; what is returned lives as long as the process.
 Model const* model_of(std::string const& generation);
 
-/// Whether `a` and `b` are the same but for the case of ASCII letters.
-bool same_word(std::string_view a, std::string_view b);
-/// Whether `text` begins with `start`, likewise.
-bool begins_with(std::string_view text, std::string_view start);
-
 template <class Value>
-Value const* Words<Value>::find(std::string_view text) const {
+Value const* Words<Value>::find(std::string_view given) const {
   Word<Value> const* best = nullptr;
   for (Word<Value> const& each : all)
-    if (begins_with(text, each.name) && (best == nullptr || each.name.size() > best->name.size())) best = &each;
+    if (text::starts_with_but_case(given, each.name) && (best == nullptr || each.name.size() > best->name.size()))
+      best = &each;
   return best == nullptr ? nullptr : &best->value;
 }
 

@@ -1,9 +1,9 @@
 #include "platform/ip/power/terms.h"
 
-#include <charconv>
 #include <cmath>
 
 #include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiNumber.h"
 
 namespace kdi::power {
 namespace {
@@ -13,10 +13,9 @@ double junction_c(device::Part const& part, Conditions const& conditions) {
   const auto property = part.properties.find("TEMPERATURE_MAX_C");
   if (property == part.properties.end()) return conditions.junction_c;
   std::string const& text = property->second;
-  double celsius = 0;
-  const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), celsius);
+  const auto celsius = number::whole<double>(text);
   constexpr double kHottest = 300;
-  if (fault == std::errc() && end == text.data() + text.size() && std::abs(celsius) <= kHottest) return celsius;
+  if (celsius && std::abs(*celsius) <= kHottest) return *celsius;
   warn("the part's TEMPERATURE_MAX_C \"" + text + "\" is no temperature");
   return conditions.junction_c;
 }

@@ -55,6 +55,17 @@ inline long leading_long(char const* text) {
   return strtol_l(text, nullptr, 10, c_locale);
 }
 
+/// The whole text as a number, but one that no Number holds becomes the nearest that it does.
+template <class Number>
+std::optional<Number> whole_or_nearest(std::string_view text) {
+  Number value{};
+  const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (fault == std::errc::invalid_argument || end != text.data() + text.size()) return std::nullopt;
+  if (fault == std::errc()) return value;
+  if constexpr (std::is_floating_point_v<Number>) return leading_double(std::string(text).c_str());
+  return text.starts_with('-') ? std::numeric_limits<Number>::min() : std::numeric_limits<Number>::max();
+}
+
 /// The value, brought to the nearest that an int holds; of a fraction, the integer part; 0 for no number.
 template <class Number>
 constexpr int to_int(Number value) {
@@ -62,6 +73,8 @@ constexpr int to_int(Number value) {
   if (value != value) return 0;
   return static_cast<int>(std::clamp<Wide>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
+
+inline int leading_int(char const* text) { return to_int(leading_long(text)); }
 
 // --------------------------------------------------------------------------------------------------------- writing
 
@@ -83,8 +96,11 @@ inline std::string fixed(double value, int decimals) {
   return detail::text_of(room, value, std::chars_format::fixed, decimals);
 }
 
-/// printf's %g: six significant digits, with an exponent where the number is very large or very small.
-inline std::string general(double value) { return detail::text_of(32, value, std::chars_format::general, 6); }
+/// printf's %.<digits>g, of which %g has 6: significant digits, with an exponent where the number is very large or very
+/// small; at most 17, which tell every double from every other.
+inline std::string general(double value, int digits = 6) {
+  return detail::text_of(32, value, std::chars_format::general, digits);
+}
 
 /// The fewest digits that read back as `value`, with an exponent where that is shorter.
 inline std::string shortest(double value) { return detail::text_of(32, value); }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <algorithm>
+#include <numeric>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -76,6 +77,13 @@ inline std::vector<std::string_view> words(std::string_view text, std::string_vi
   return words;
 }
 
+/// The pieces that `end` ends, without it; the last piece may lack it. An empty text has none.
+inline std::vector<std::string_view> lines(std::string_view text, char end = '\n') {
+  if (text.empty()) return {};
+  if (text.ends_with(end)) text.remove_suffix(1);
+  return split(text, end);
+}
+
 /// The members of a range of texts, the separator between them.
 template <class Texts>
 std::string joined(Texts const& texts, std::string_view separator) {
@@ -99,6 +107,22 @@ inline void append_word(std::string& list, std::string_view word) {
 inline std::string quoted(std::string_view text) {
   std::string shown = "\"";
   return shown.append(text).append("\"");
+}
+
+/// Changes, additions and removals of characters that lead from one text to the other (V. I. Levenshtein, "Binary codes
+/// capable of correcting deletions, insertions, and reversals", Soviet Physics Doklady 10, 1966), row by row.
+inline std::size_t edit_distance(std::string_view from, std::string_view to) {
+  std::vector<std::size_t> row(to.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 0; i < from.size(); ++i) {
+    std::size_t diagonal = row[0]++;
+    for (std::size_t j = 0; j < to.size(); ++j) {
+      const std::size_t above = row[j + 1];
+      row[j + 1] = std::min({diagonal + (from[i] != to[j] ? 1 : 0), above + 1, row[j] + 1});
+      diagonal = above;
+    }
+  }
+  return row.back();
 }
 
 }  // namespace kdi::text

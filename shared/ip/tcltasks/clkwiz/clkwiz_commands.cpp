@@ -1,13 +1,15 @@
 // Handlers of the clock wizard: words to the solver's operations, statuses and figures to texts.
+#include <boost/lexical_cast/bad_lexical_cast.hpp>
+#include <cmath>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "kdi/common/KdiNumber.h"
 #include "kdi/ip/HIPClkwiz.h"
 #include "kdi/tcl/command.h"
 #include "tcltasks/clkwiz/clkwiz.h"
 #include "tcltasks/frame/guard.h"
-#include "tcltasks/frame/number_words.h"
 
 namespace Ip_Clkwiz {
 
@@ -18,9 +20,28 @@ HIPClkwizImp* GetClkwizImp(std::string& part, std::string& instance) {
 namespace kdi_ip_clk_wiz_v4_1 {
 namespace {
 
-using frame::fixed;
-using frame::leading_double;
-using frame::leading_int;
+using kdi::number::fixed;
+using kdi::number::leading_double;
+using kdi::number::leading_int;
+using kdi::number::to_int;
+
+// The whole of a word as a number; a plus sign may stand before it. What is none throws a std::exception whose text
+// reaches the user.
+template <class Number>
+Number require(std::optional<Number> value) {
+  if (!value) throw boost::bad_lexical_cast();
+  return *value;
+}
+
+int whole_int(std::string_view word) { return require(kdi::number::whole<int>(kdi::number::without_plus(word))); }
+
+// What is too small for a double is 0; what is too large is no number, other than a word for infinity.
+double whole_double(std::string_view word) {
+  const std::string_view digits = kdi::number::without_plus(word);
+  if (const auto value = kdi::number::whole<double>(digits)) return *value;
+  const auto nearest = kdi::number::whole_or_nearest<double>(digits);
+  return require(nearest && std::isfinite(*nearest) ? nearest : std::nullopt);
+}
 
 constexpr double kDefaultInputPeriod = 10.0;
 constexpr double kDefaultPhyFrequency = 300.0;
@@ -203,7 +224,7 @@ void set_flag(HIPClkwizImp& solver, Words const& words) {
 }
 template <void (HIPClkwizImp::*set)(double&)>
 void set_number(HIPClkwizImp& solver, Words const& words) {
-  double value = frame::whole_double(words[4]);
+  double value = whole_double(words[4]);
   (solver.*set)(value);
 }
 void set_mode(HIPClkwizImp& solver, Words const& words) {
@@ -251,7 +272,7 @@ std::string wide_decimals(HIPClkwizImp& solver, std::string const&) {
 }
 template <auto get>
 std::string integer(HIPClkwizImp& solver, std::string const&) {
-  return std::to_string(frame::truncated((solver.*get)()));
+  return std::to_string(to_int((solver.*get)()));
 }
 template <int (HIPClkwizImp::*get)(int)>
 std::string integer_of_output(HIPClkwizImp& solver, std::string const& index) {
@@ -325,13 +346,13 @@ int fail_without_instance(Tcl_Interp* interp, Words const& words) {
       interp, "Unable to get instance: " + words.instance + " of part: " + words.part + " for Get" + words.text(3));
 }
 
-double read_margin(std::string const& word) { return word.empty() ? kDefaultMargin : frame::whole_double(word); }
+double read_margin(std::string const& word) { return word.empty() ? kDefaultMargin : whole_double(word); }
 
 int GetClkwizOutputFrequencies(Tcl_Interp* interp, Words words) {
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
   if (solver == nullptr) return fail_without_instance(interp, words);
-  const double frequency = frame::whole_double(words[3]);
-  const int count = frame::whole_int(words[4]), count2 = frame::whole_int(words[5]);
+  const double frequency = whole_double(words[3]);
+  const int count = whole_int(words[4]), count2 = whole_int(words[5]);
   const double margin = read_margin(words.text(6));
   std::string text;
   solver->getClkwizOutputFrequencies(frequency, count, count2, text, margin);  // the text tells of a failure as well
@@ -343,7 +364,7 @@ std::vector<double> read_list(std::string const& word) {
   if (word.empty()) return values;
   for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 1) {
     end = word.find(',', begin);
-    values.push_back(frame::whole_double(word.substr(begin, end - begin)));
+    values.push_back(whole_double(word.substr(begin, end - begin)));
   }
   return values;
 }
@@ -352,8 +373,8 @@ int GetClkwizInputFrequencies(Tcl_Interp* interp, Words words) {
   const std::string name = words.text(3);
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
   if (solver == nullptr) return fail_without_instance(interp, words);
-  const double frequency = frame::whole_double(words[4]);
-  const int count = frame::whole_int(words[5]);
+  const double frequency = whole_double(words[4]);
+  const int count = whole_int(words[5]);
   const std::vector<double> list = read_list(words.text(6));
   const double margin = read_margin(words.text(7));
   std::string text;

@@ -6,17 +6,18 @@
 #include <vector>
 
 #include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/ip/HIPClocking.h"
 #include "kdi/tcl/command.h"
 #include "tcltasks/clocking/clocking.h"
 #include "tcltasks/clocking/options.h"
 #include "tcltasks/frame/guard.h"
-#include "tcltasks/frame/number_words.h"
 
 namespace Ip_Clocking {
 namespace {
 
-using frame::leading_double;
+using kdi::number::leading_double;
 using Bandwidth = HASTJitterCalculatorKelvane;
 
 // The option's name -primtive is misspelt (sic: scripts give it so).
@@ -55,11 +56,11 @@ ClockPrimitive primitive_of(std::string const& text) {
 }
 
 // Case does not matter; a word that is none of the three is no fault here.
-Bandwidth::BANDWIDTH bandwidth_of(std::string text) {
-  std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  if (text == "LOW") return Bandwidth::BW_LOW;
-  if (text == "HIGH") return Bandwidth::BW_HIGH;
-  if (text == "OPTIMIZED") return Bandwidth::BW_OPTIMIZED;
+Bandwidth::BANDWIDTH bandwidth_of(std::string const& text) {
+  using kdi::text::same_but_case;
+  if (same_but_case(text, "LOW")) return Bandwidth::BW_LOW;
+  if (same_but_case(text, "HIGH")) return Bandwidth::BW_HIGH;
+  if (same_but_case(text, "OPTIMIZED")) return Bandwidth::BW_OPTIMIZED;
   return Bandwidth::BW_NONE;
 }
 
@@ -116,7 +117,7 @@ int mmcmCalculateActualDutyCycle(ClientData, Tcl_Interp* interp, int /*objc*/, T
   HIPClockingSoln* const solver = solver_of(name);
   if (solver == nullptr) errors.push_back(no_solver(name));
   if (solver == nullptr ||
-      !solver->calculateActualDutyCycle(clock, errors, frame::truncated(clock.divide), CLKPRIM_MMCM))
+      !solver->calculateActualDutyCycle(clock, errors, kdi::number::to_int(clock.divide), CLKPRIM_MMCM))
     return tcl::fail(interp, "Ip_Clocking_Calc_DC: Failed in calculating duty cycle. " + first_of(errors));
   if (!HIPClockingUtils::convertDoubleToString(clock.actualDutyCycle, text))  // sic: Phase
     return tcl::fail(interp, "Ip_Clocking_Calc_DC: Failed in conversion of Phase from double to string. ");
@@ -146,9 +147,9 @@ int GetPeakToPeakJitter(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* c
     const auto number = [&](int index) { return leading_double(Tcl_GetString(objv[index])); };
     double jitter = 0;
     if (!solver->getPeakToPeakJitter(number(2), number(3), number(4), bandwidth_of(word(objv, 5)), word(objv, 6),
-                                     number(7) != 0.0, number(8) != 0.0, frame::truncated(number(9)), &jitter))
+                                     number(7) != 0.0, number(8) != 0.0, kdi::number::to_int(number(9)), &jitter))
       return tcl::fail(interp, "fail to get getPeakToPeakJitter");
-    return tcl::succeed(interp, frame::fixed(jitter, 6));
+    return tcl::succeed(interp, kdi::number::fixed(jitter, 6));
   });
 }
 
@@ -158,9 +159,9 @@ int GetPhaseError(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const o
     HIPClockingSoln* const solver = solver_of(name);
     if (solver == nullptr) return tcl::fail(interp, "Unable to obtain Implementation object for GetPhaseError");
     double phase_error = 0;
-    if (!solver->getPhaseError(&phase_error, frame::truncated(leading_double(Tcl_GetString(objv[2])))))
+    if (!solver->getPhaseError(&phase_error, kdi::number::to_int(leading_double(Tcl_GetString(objv[2])))))
       return tcl::fail(interp, "fail to get getPhaseError");
-    return tcl::succeed(interp, frame::fixed(phase_error, 6));
+    return tcl::succeed(interp, kdi::number::fixed(phase_error, 6));
   });
 }
 
@@ -237,7 +238,7 @@ int getOutputClkFrequencies(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* c
   if (solver == nullptr) return tcl::fail(interp, "Ip_Clocking_Get_OutputClkList: " + no_solver(part) + "\n");
   ClockPrimitive primitive = primitive_of(primitive_word);
   std::string text;  // tells of a failure as well
-  solver->getOutputClockFrequencies(input, primitive, frame::truncated(static_cast<double>(multiplication)), text,
+  solver->getOutputClockFrequencies(input, primitive, kdi::number::to_int(static_cast<double>(multiplication)), text,
                                     period, speed_file == "true", controller);
   return tcl::succeed(interp, text);
 }

@@ -5,6 +5,8 @@
 #include <limits>
 #include <utility>
 
+#include "kdi/common/KdiNumber.h"
+
 namespace fec::perf_analyser {
 namespace {
 
@@ -26,12 +28,6 @@ unsigned cycles_per_issue(CodeConfig const& config) { return std::max(1U, config
 
 unsigned layer_slots(CodeConfig const& config, unsigned layer) {
   return layer < config.dc.size() ? config.dc[layer] : 0;
-}
-
-std::string format_rate(double rate) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%g", rate);
-  return text;
 }
 
 // Which columns of a layer are put in flight, decided operation by operation in the order in which they issue.
@@ -131,7 +127,7 @@ void Pipeline::admit() {
 void Pipeline::check_rates() {
   const auto check = [this](char const* text, double rate) {
     if (rate > 0 && rate <= kRateLimit) return;
-    report(now_, text + format_rate(rate) + " : " + format_rate(kRateLimit));
+    report(now_, text + kdi::number::general(rate) + " : " + kdi::number::general(kRateLimit));
   };
   check("Invalid input rate specified: ", rates_.input);
   check("Invalid output rate specified: ", rates_.output);

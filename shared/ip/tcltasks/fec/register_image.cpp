@@ -6,6 +6,9 @@
 #include <filesystem>
 #include <memory>
 
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
+
 namespace fec {
 namespace {
 
@@ -151,11 +154,7 @@ void ldpc_config_t<Variant>::dump_phy_trans(char const* path, unsigned start, bo
   if (!written && std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
 }
 
-std::string int_to_32hex(unsigned value) {
-  char text[9];
-  std::snprintf(text, sizeof text, "%08X", value);
-  return text;
-}
+std::string int_to_32hex(unsigned value) { return kdi::text::uppered(kdi::number::hexadecimal(value, 8)); }
 
 template struct ldpc_config_t<sd_fec::Variant>;
 template struct ldpc_config_t<ldpc::Variant>;

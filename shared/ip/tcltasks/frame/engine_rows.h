@@ -304,7 +304,7 @@ struct BareResults {
 
 /// For As: three decimals; 17 digits, which tell every double from every other; the answer and a text behind it.
 inline std::string three_decimals(double value) { return kdi::number::fixed(value, 3); }
-inline std::string seventeen_digits(double value) { return kdi::number::printed("%.17g", value); }
+inline std::string seventeen_digits(double value) { return kdi::number::general(value, 17); }
 template <FixedText ending>
 std::string followed_by(std::string const& answer) {
   return answer + ending.text;

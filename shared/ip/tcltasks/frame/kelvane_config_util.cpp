@@ -1,6 +1,6 @@
 #include "tcltasks/frame/kelvane_config_util.h"
 
-#include <cstdlib>
+#include "kdi/common/KdiNumber.h"
 
 namespace kelvane_config::util {
 
@@ -16,7 +16,7 @@ int set_tcl_result(Tcl_Interp* interp, std::list<std::string> const& texts) {
 }
 
 void tcl2cpp(Tcl_Interp* /*interp*/, Tcl_Obj* obj, int& number) {
-  number = static_cast<int>(std::strtol(Tcl_GetString(obj), nullptr, 10));
+  number = static_cast<int>(kdi::number::leading_long(Tcl_GetString(obj)));
 }
 
 bool isCombinedParam(std::string const& text) { return text.find('{') != std::string::npos; }

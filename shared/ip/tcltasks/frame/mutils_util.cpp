@@ -1,7 +1,6 @@
 #include "tcltasks/frame/mutils_util.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "kdi/common/HSTStringUtils.h"
 #include "kdi/common/KdiText.h"
@@ -62,9 +61,7 @@ bool is_pin_name(std::string const& word) {
 
 }  // namespace
 
-ParamMap tcl2cpp(int objc, Tcl_Obj* const* objv) {
-  return read_pairs(objc, objv, [](std::string& name) { HSTStringUtils::to_lower(name); });
-}
+ParamMap tcl2cpp(int objc, Tcl_Obj* const* objv) { return read_pairs(objc, objv, HSTStringUtils::to_lower); }
 
 ParamMap tcl2cppString(int objc, Tcl_Obj* const* objv) { return tcl2cpp(objc, objv); }
 
@@ -152,11 +149,7 @@ std::string get(ParamMap const& params, char const* needle) {
   return found->second;
 }
 
-std::string intToStr(int number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%d", number);
-  return text;
-}
+std::string intToStr(int number) { return std::to_string(number); }
 
 void ReplaceStringInPlace(std::string& subject, std::string const& search, std::string const& replace) {
   if (search.empty()) return;  // would match everywhere, for ever

@@ -1,53 +1,32 @@
 #include "tcltasks/power/gt_estimate.h"
 
 #include "kdi/common/HSTStringUtils.h"
-#include "tcltasks/power/key_words.h"
 #include "tcltasks/power/part.h"
-#include "tcltasks/power/values.h"
+#include "tcltasks/power/record_rows.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 namespace {
 
-using Setter = void (*)(GtPowerRecord&, std::string const&);
-
-template <auto Field>
-void set_text(GtPowerRecord& record, std::string const& value) {
-  record.*Field = value;
-}
-template <auto Field>
-void set_int(GtPowerRecord& record, std::string const& value) {
-  record.*Field = int_value(value);
-}
-template <auto Field>
-void set_float(GtPowerRecord& record, std::string const& value) {
-  record.*Field = float_value(value);
-}
-
-struct Row {
-  std::string_view word;
-  Setter set;
-};
-
 // In the order in which a key is tested.
-constexpr Row kRows[] = {
-    {"GT_DIRECTION", set_text<&GtPowerRecord::gtDirection>},
-    {"RX_LINE_RATE", set_float<&GtPowerRecord::rxLineRate>},
-    {"RX_DATA_DECODING", set_text<&GtPowerRecord::rxDataDecoding>},
-    {"RX_INT_DATA_WIDTH", set_int<&GtPowerRecord::rxIntDataWidth>},
-    {"RX_USER_DATA_WIDTH", set_int<&GtPowerRecord::rxUserDataWidth>},
-    {"RX_PLL_TYPE", set_text<&GtPowerRecord::rxPllType>},
-    {"RX_REFCLK_FREQUENCY", set_float<&GtPowerRecord::rxRefclkFrequency>},
-    {"RX_EQ_MODE", set_text<&GtPowerRecord::rxEqMode>},
-    {"RX_TERMINATION_PROG_VALUE", set_int<&GtPowerRecord::rxTerminationProgValue>},
-    {"TX_LINE_RATE", set_float<&GtPowerRecord::txLineRate>},
-    {"TX_DATA_ENCODING", set_text<&GtPowerRecord::txDataEncoding>},
-    {"TX_INT_DATA_WIDTH", set_int<&GtPowerRecord::txIntDataWidth>},
-    {"TX_USER_DATA_WIDTH", set_int<&GtPowerRecord::txUserDataWidth>},
-    {"TX_PLL_TYPE", set_text<&GtPowerRecord::txPllType>},
-    {"TX_REFCLK_FREQUENCY", set_float<&GtPowerRecord::txRefclkFrequency>},
-    {"INS_LOSS_NYQ", set_int<&GtPowerRecord::insLossNyq>},
-    {"CPLL_VCO_FREQUENCY", set_float<&GtPowerRecord::cpllVcoFrequency>},
-    {"NUM_CHANNELS", set_int<&GtPowerRecord::numChannels>},
+constexpr RecordRow<GtPowerRecord> kRows[] = {
+    {"GT_DIRECTION", set_field<&GtPowerRecord::gtDirection>},
+    {"RX_LINE_RATE", set_field<&GtPowerRecord::rxLineRate>},
+    {"RX_DATA_DECODING", set_field<&GtPowerRecord::rxDataDecoding>},
+    {"RX_INT_DATA_WIDTH", set_field<&GtPowerRecord::rxIntDataWidth>},
+    {"RX_USER_DATA_WIDTH", set_field<&GtPowerRecord::rxUserDataWidth>},
+    {"RX_PLL_TYPE", set_field<&GtPowerRecord::rxPllType>},
+    {"RX_REFCLK_FREQUENCY", set_field<&GtPowerRecord::rxRefclkFrequency>},
+    {"RX_EQ_MODE", set_field<&GtPowerRecord::rxEqMode>},
+    {"RX_TERMINATION_PROG_VALUE", set_field<&GtPowerRecord::rxTerminationProgValue>},
+    {"TX_LINE_RATE", set_field<&GtPowerRecord::txLineRate>},
+    {"TX_DATA_ENCODING", set_field<&GtPowerRecord::txDataEncoding>},
+    {"TX_INT_DATA_WIDTH", set_field<&GtPowerRecord::txIntDataWidth>},
+    {"TX_USER_DATA_WIDTH", set_field<&GtPowerRecord::txUserDataWidth>},
+    {"TX_PLL_TYPE", set_field<&GtPowerRecord::txPllType>},
+    {"TX_REFCLK_FREQUENCY", set_field<&GtPowerRecord::txRefclkFrequency>},
+    {"INS_LOSS_NYQ", set_field<&GtPowerRecord::insLossNyq>},
+    {"CPLL_VCO_FREQUENCY", set_field<&GtPowerRecord::cpllVcoFrequency>},
+    {"NUM_CHANNELS", set_field<&GtPowerRecord::numChannels>},
 };
 
 constexpr KeyWords kWords = key_words_of(kRows);
@@ -60,8 +39,7 @@ GtPowerRecord read_gt_record(ParamMap const& params) {
     record.gtType = type->second;
     HSTStringUtils::to_lower(record.gtType);
   }
-  for (auto const& [key, value] : params)
-    if (const std::size_t row = kWords.first_in(key); row < std::size(kRows)) kRows[row].set(record, value);
+  set_fields(record, kRows, kWords, params);
   return record;
 }
 

@@ -1,49 +1,34 @@
 #include "tcltasks/power/mig_estimate.h"
 
-#include "tcltasks/power/key_words.h"
 #include "tcltasks/power/part.h"
-#include "tcltasks/power/values.h"
+#include "tcltasks/power/record_rows.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 namespace {
 
 constexpr float kMillion = 1000000.0F;  // a period in ps from a frequency in MHz, and back
 
-using Setter = void (*)(MigPowerRecord&, std::string const&);
-
-template <auto Field>
-void set_text(MigPowerRecord& record, std::string const& value) {
-  record.*Field = value;
-}
-template <auto Field>
-void set_int(MigPowerRecord& record, std::string const& value) {
-  record.*Field = int_value(value);
-}
-template <auto Field>
-void set_float(MigPowerRecord& record, std::string const& value) {
-  record.*Field = float_value(value);
-}
 template <auto Field>
 void set_if_true(MigPowerRecord& record, std::string const& value) {
   record.*Field = value == "true";
 }
 template <auto Field>
 void set_if_not_zero(MigPowerRecord& record, std::string const& value) {
-  record.*Field = int_value(value) != 0;
+  record.*Field = value_of<int>(value) != 0;
 }
 template <std::size_t Output>
 void set_divide(MigPowerRecord& record, std::string const& value) {
-  record.clkoutDivide[Output] = float_value(value);
+  record.clkoutDivide[Output] = value_of<float>(value);
 }
 
 void set_debug(MigPowerRecord& record, std::string const& value) { record.debugSignal = value == "Enable"; }
 
 void set_mmcm_clock(MigPowerRecord& record, std::string const& value) {
-  if (const float period = float_value(value); period != 0) record.mmcmFrequency = kMillion / period;
+  if (const float period = value_of<float>(value); period != 0) record.mmcmFrequency = kMillion / period;
 }
 
 void set_period(MigPowerRecord& record, std::string const& value) {
-  record.timePeriod = float_value(value);
+  record.timePeriod = value_of<float>(value);
   if (record.timePeriod != 0) record.memoryClock = kMillion / record.timePeriod;
 }
 
@@ -53,27 +38,22 @@ void set_phy_ratio(MigPowerRecord& record, std::string const& value) {
 }
 
 void set_ui_clock(MigPowerRecord& record, std::string const& value) {
-  record.uiClock = static_cast<float>(double_value(value) / 1000000.0);
+  record.uiClock = static_cast<float>(kdi::number::leading_double(value.c_str()) / 1000000.0);
 }
 
-struct Row {
-  std::string_view word;
-  Setter set;
-};
-
 // In the order in which a key is tested.
-constexpr Row kRows[] = {
+constexpr RecordRow<MigPowerRecord> kRows[] = {
     {"MCS_ECC", set_if_true<&MigPowerRecord::mcsEcc>},
     {"Debug_Signal", set_debug},
-    {"RANK_WIDTH", set_int<&MigPowerRecord::rankWidth>},
-    {"Slot", set_text<&MigPowerRecord::slot>},
-    {"NUM_DEVICES", set_int<&MigPowerRecord::numDevices>},
-    {"MEMORY_TYPE", set_text<&MigPowerRecord::memoryType>},
-    {"MemoryPart", set_text<&MigPowerRecord::memoryPart>},
-    {"Phy_Only", set_text<&MigPowerRecord::phyOnly>},
-    {"AXI_DATA_WIDTH", set_int<&MigPowerRecord::axiDataWidth>},
+    {"RANK_WIDTH", set_field<&MigPowerRecord::rankWidth>},
+    {"Slot", set_field<&MigPowerRecord::slot>},
+    {"NUM_DEVICES", set_field<&MigPowerRecord::numDevices>},
+    {"MEMORY_TYPE", set_field<&MigPowerRecord::memoryType>},
+    {"MemoryPart", set_field<&MigPowerRecord::memoryPart>},
+    {"Phy_Only", set_field<&MigPowerRecord::phyOnly>},
+    {"AXI_DATA_WIDTH", set_field<&MigPowerRecord::axiDataWidth>},
     {"Axi_Selection", set_if_true<&MigPowerRecord::axiSelection>},
-    {"MMCM_IDX_BANK", set_int<&MigPowerRecord::mmcmIdxBank>},
+    {"MMCM_IDX_BANK", set_field<&MigPowerRecord::mmcmIdxBank>},
     {"CLKOUT0_DIVIDE", set_divide<0>},
     {"CLKOUT1_DIVIDE", set_divide<1>},
     {"CLKOUT2_DIVIDE", set_divide<2>},
@@ -82,28 +62,28 @@ constexpr Row kRows[] = {
     {"CLKOUT5_DIVIDE", set_divide<5>},
     {"CLKOUT6_DIVIDE", set_divide<6>},
     {"MMCM_CLK", set_mmcm_clock},
-    {"CLKFBOUT_MULT", set_float<&MigPowerRecord::clkfboutMult>},
+    {"CLKFBOUT_MULT", set_field<&MigPowerRecord::clkfboutMult>},
     {"USE_CS_PORT", set_if_not_zero<&MigPowerRecord::useCsPort>},
     {"USE_DM_PORT", set_if_not_zero<&MigPowerRecord::useDmPort>},
     {"_TimePeriod", set_period},
-    {"Power_ADDR_WIDTH", set_int<&MigPowerRecord::addrWidth>},
-    {"_DM_WIDTH", set_int<&MigPowerRecord::dmWidth>},
-    {"_CK_WIDTH", set_int<&MigPowerRecord::ckWidth>},
-    {"_DK_WIDTH", set_int<&MigPowerRecord::dkWidth>},
-    {"_QK_WIDTH", set_int<&MigPowerRecord::qkWidth>},
-    {"_QVLD_WIDTH", set_int<&MigPowerRecord::qvldWidth>},
-    {"_CKE_WIDTH", set_int<&MigPowerRecord::ckeWidth>},
-    {"_BANK_WIDTH", set_int<&MigPowerRecord::bankWidth>},
-    {"_CS_WIDTH", set_int<&MigPowerRecord::csWidth>},
-    {"_DQS_WIDTH", set_int<&MigPowerRecord::dqsWidth>},
-    {"_DQ_WIDTH", set_int<&MigPowerRecord::dqWidth>},
-    {"_ODT_WIDTH", set_int<&MigPowerRecord::odtWidth>},
-    {"_LR_WIDTH", set_int<&MigPowerRecord::lrWidth>},
-    {"_BANK_GROUP_WIDTH", set_int<&MigPowerRecord::bankGroupWidth>},
-    {"IO_VOLTAGE", set_text<&MigPowerRecord::ioVoltage>},
+    {"Power_ADDR_WIDTH", set_field<&MigPowerRecord::addrWidth>},
+    {"_DM_WIDTH", set_field<&MigPowerRecord::dmWidth>},
+    {"_CK_WIDTH", set_field<&MigPowerRecord::ckWidth>},
+    {"_DK_WIDTH", set_field<&MigPowerRecord::dkWidth>},
+    {"_QK_WIDTH", set_field<&MigPowerRecord::qkWidth>},
+    {"_QVLD_WIDTH", set_field<&MigPowerRecord::qvldWidth>},
+    {"_CKE_WIDTH", set_field<&MigPowerRecord::ckeWidth>},
+    {"_BANK_WIDTH", set_field<&MigPowerRecord::bankWidth>},
+    {"_CS_WIDTH", set_field<&MigPowerRecord::csWidth>},
+    {"_DQS_WIDTH", set_field<&MigPowerRecord::dqsWidth>},
+    {"_DQ_WIDTH", set_field<&MigPowerRecord::dqWidth>},
+    {"_ODT_WIDTH", set_field<&MigPowerRecord::odtWidth>},
+    {"_LR_WIDTH", set_field<&MigPowerRecord::lrWidth>},
+    {"_BANK_GROUP_WIDTH", set_field<&MigPowerRecord::bankGroupWidth>},
+    {"IO_VOLTAGE", set_field<&MigPowerRecord::ioVoltage>},
     {"PhyClockRatio", set_phy_ratio},
-    {"nCK_PER_CLK", set_int<&MigPowerRecord::nckPerClk>},
-    {"CLKOUTPHY_MODE", set_text<&MigPowerRecord::clkoutphyMode>},
+    {"nCK_PER_CLK", set_field<&MigPowerRecord::nckPerClk>},
+    {"CLKOUTPHY_MODE", set_field<&MigPowerRecord::clkoutphyMode>},
     {"UI_CLOCK", set_ui_clock},
 };
 
@@ -154,8 +134,7 @@ MigPowerRecord read_mig_record(ParamMap const& params) {
   MigPowerRecord record;
   if (const auto controller = params.find("Power_ControllerType"); controller != params.end())
     record.controllerFamily = family_of(controller->second);
-  for (auto const& [key, value] : params)
-    if (const std::size_t row = kWords.first_in(key); row < std::size(kRows)) kRows[row].set(record, value);
+  set_fields(record, kRows, kWords, params);
   derive(record);
   return record;
 }

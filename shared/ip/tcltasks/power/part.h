@@ -6,16 +6,19 @@
 #include <stdexcept>
 #include <string>
 
+#include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiTypes.h"
 #include "kdi/device/HARPartsParse.h"
 #include "kdi/ip/HIPWPowerCalcIntf.h"
-#include "tcltasks/power/values.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 
 inline constexpr char kCommand[] = "Ip_power_est_get_power_estimation";
 
 using Breakdown = std::map<std::string, float>;
+
+/// The watts with six decimals and the unit: 1.250000(W).
+inline std::string watts_text(float watts) { return kdi::number::fixed(static_cast<double>(watts), 6) + "(W)"; }
 
 /// The text of what `calculate(calculator, breakdown)` returns for the part that "Power_PART" names; "Invalid Part!"
 /// for an unknown part. Throws std::logic_error without that key, std::runtime_error for a part without a power model.

@@ -1,3 +1,4 @@
+#include "kdi/common/KdiText.h"
 #include "kdi/tcl/command.h"
 #include "tcltasks/power/part.h"
 #include "tcltasks/power/power_est.h"
@@ -16,7 +17,7 @@ int get_power_estimation(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* cons
     return tcl::fail(interp, std::string(kCommand) + " : no value for \"" + tcl::text_of(elements->back()) + "\"");
 
   const std::string kind = objc == 3 ? Tcl_GetString(objv[2]) : "MIG";
-  if (!is_kind(kind, "GT") && !is_kind(kind, "MIG"))
+  if (!kdi::text::same_but_case(kind, "GT") && !kdi::text::same_but_case(kind, "MIG"))
     return tcl::fail(interp, "Power estimation is not provided for any other IP except MIG or GT.");
   return tcl::succeed(interp, estimate(params, kind));
 }

@@ -1,22 +1,14 @@
 #include "tcltasks/power/power_est.h"
 
-#include "kdi/common/HSTStringUtils.h"
+#include "kdi/common/KdiText.h"
 #include "tcltasks/power/gt_estimate.h"
 #include "tcltasks/power/mig_estimate.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 
-bool is_kind(std::string const& text, char const* kind) {
-  const auto lowered = [](std::string word) {
-    HSTStringUtils::to_lower(word);
-    return word;
-  };
-  return lowered(text) == lowered(kind);
-}
-
 std::string estimate(ParamMap const& params, std::string const& kind) {
-  if (is_kind(kind, "MIG")) return mig_estimate(params);
-  if (is_kind(kind, "GT")) return gt_estimate(params);
+  if (kdi::text::same_but_case(kind, "MIG")) return mig_estimate(params);
+  if (kdi::text::same_but_case(kind, "GT")) return gt_estimate(params);
   return {};  // the words of the refusal are the command's
 }
 

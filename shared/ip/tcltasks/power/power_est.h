@@ -15,9 +15,6 @@ namespace power_est_init::power_est_kdi_tcltasks {
 /// or its part has no power model.
 std::string estimate(ParamMap const& params, std::string const& kind);
 
-/// Whether the two texts are the same but for the case of ASCII letters.
-bool is_kind(std::string const& text, char const* kind);
-
 void init(Tcl_Interp* interp);
 void uninit();
 

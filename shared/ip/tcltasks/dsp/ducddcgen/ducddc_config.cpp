@@ -1,38 +1,28 @@
-#include <clocale>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 
+#include "kdi/common/KdiNumber.h"
 #include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
 #include "tcltasks/dsp/ducddcgen/ducddc_text.h"
 #include "tcltasks/dsp/ducddcgen/ducddcgen.h"
 
 namespace ducddcgen_init {
-namespace {
-
-template <class Value>
-std::string formatted(Value value, char const* format) {
-  std::string text(static_cast<std::size_t>(std::snprintf(nullptr, 0, format, value)), '\0');
-  std::snprintf(text.data(), text.size() + 1, format, value);
-  return text;
-}
-
-}  // namespace
 
 Record const& require_record(std::string_view name) {
   if (Record const* const record = find_record(name)) return *record;
   throw DUCDDCException("Configuration '" + std::string(name) + "' not found in database!");
 }
 
-std::string num(int value, char const* format) { return formatted(value, format); }
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+std::string num(int value, char const* format) { return kdi::number::printed(format, value); }
 
 std::string fnum(double value, char const* format) {
-  std::string text = formatted(value, format);
-  const std::string point = std::localeconv()->decimal_point;
-  if (const std::size_t at = text.find(point); point != "." && at != std::string::npos)
-    text.replace(at, point.size(), ".");
-  return text;
+  const kdi::number::PointNumbers same_under_every_locale;
+  return kdi::number::printed(format, value);
 }
+#pragma GCC diagnostic pop
 
 DUCDDCConfig::DUCDDCConfig(std::string config) : name(std::move(config)), record_(&require_record(name)) {
   Record const* const record = record_;

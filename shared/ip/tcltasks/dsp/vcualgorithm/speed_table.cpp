@@ -1,14 +1,12 @@
 #include "tcltasks/dsp/vcualgorithm/speed_table.h"
 
-#include <sstream>
+#include "kdi/common/KdiText.h"
 
 namespace vcualgorithm_init {
 
 std::vector<std::string> split_items(std::string const& line) {
-  std::vector<std::string> items;
-  std::istringstream stream(line);
-  for (std::string item; std::getline(stream, item, ',');) items.push_back(item);
-  return items;
+  const auto items = kdi::text::lines(line, ',');
+  return {items.begin(), items.end()};
 }
 
 std::string join_items(std::vector<std::string> const& names, std::vector<std::string> const& values) {
