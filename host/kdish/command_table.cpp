@@ -73,6 +73,10 @@ std::string Command::usage() const {
   return usage;
 }
 
+bool Command::has_ignored_words() const {
+  return ignores_surplus && (words.empty() || !(words.back().repeated || words.back().is_pairs()));
+}
+
 WordCount Command::word_count() const {
   WordCount count;
   count.in_twos = refuses_odd;

@@ -123,6 +123,8 @@ struct Command {
 
   /// The words as a person types them: `file ?-kind kind?`.
   std::string usage() const;
+  /// Whether it takes words that are not described, and does nothing with them.
+  bool has_ignored_words() const;
   /// How many words the command takes without failing for their count. An option with a value counts as two.
   WordCount word_count() const;
   /// What `name`, one of the entry's commands, says exactly when the words `given` are too few or too many. Unless

@@ -204,8 +204,9 @@ std::string command_help(Command const& command, std::string const& name) {
                  [&](std::string const& other) { return other != name; });
     text += paragraph("  Likewise: ", joined(others, ", "));
   }
-  if (const std::vector<Row> rows = word_rows(command); !rows.empty()) text += "\nWords:\n" + rows_text(rows, 2);
-  if (command.ignores_surplus) text += "  Further words are ignored.\n";
+  std::string words_text = rows_text(word_rows(command), 2);
+  if (command.has_ignored_words()) words_text += "  Further words are ignored.\n";
+  if (!words_text.empty()) text += "\nWords:\n" + words_text;
   for (Word const& word : command.words) text += keys_text(word, name);
   text += "\n" + paragraph("Result: ", command.result);
   text += paragraph("As JSON: ", shape_words(command.shape));

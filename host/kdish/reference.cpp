@@ -62,7 +62,7 @@ void add_words(std::string& page, Command const& command) {
   for (Option const& option : command.options)
     page += "| " + code(option.word.name) + (option.required ? " (required)" : "") + " | " + option.word.type + " | " +
             cell(option.word.meaning + values_text(option.word)) + " |\n";
-  if (command.ignores_surplus) page += "\nFurther words are ignored.\n";
+  if (command.has_ignored_words()) page += "\nFurther words are ignored.\n";
 }
 
 std::string key_table(Command const& command, Word const& word) {
