@@ -240,7 +240,8 @@ std::vector<UsableShape> usable_shapes(Memory const& memory, Geometry const& kno
         return one.depth * std::int64_t{memory.ratio} == narrow.depth;
       });
       if (wide == shapes.end() || (narrow.ports & wide->ports & use) == 0) continue;
-      const int used = std::min(used_width(memory, narrow), used_width(memory, *wide) / memory.ratio);
+      // Words that are wider by the ratio have at least as many bits and lanes for each narrow one.
+      const int used = used_width(memory, narrow);
       if (used > 0) usable.push_back({i, narrow.depth, narrow.width, wide->width, used});
     }
   }

@@ -356,6 +356,126 @@ TEST_F(BlockMemoryData, FaultsNameFileLineAndField) {
   EXPECT_EQ(tile("type single_port_ram width_a 40 depth_a 3000 primitives 18").count(18), 7);
 }
 
+// Data of one version and of primitives in shapes, as texts to be put together.
+std::string shape_text(int depth, int width, std::string const& more = "") {
+  return "{\"depth\": " + std::to_string(depth) + ", \"width\": " + std::to_string(width) +
+         ", \"ports\": [\"single\", \"simple\", \"dual\"]" + more + "}";
+}
+std::string primitive_text(int kilobits, std::string const& shapes) {
+  return "{\"kilobits\": " + std::to_string(kilobits) + ", \"shapes\": [" + shapes + "]}";
+}
+std::string power_text(int kilobits) {
+  return "{\"kilobits\": " + std::to_string(kilobits) + ", \"static_uw\": 1, \"access_fj\": 2000, \"bit_fj\": 1}";
+}
+
+// What is wrong with the data; empty if nothing is.
+std::string fault_of_data(std::string const& primitives, std::string const& power, std::string const& version = "") {
+  const Scratch scratch;
+  scratch.file("primitives.json", "{\"primitives\": [" + primitives + "]}");
+  scratch.file("versions.json",
+               "{\"versions\": [{\"name\": \"v8_4\", " +
+                   (version.empty() ? "\"max_width\": 100, \"max_depth\": 4096, \"max_port_ratio\": 2, "
+                                      "\"max_clock_mhz\": 50, \"soft_ecc_max_width\": 0"
+                                    : version) +
+                   ", \"power\": [" + power + "]}]}");
+  try {
+    bmg::load_data(scratch.folder());
+  } catch (std::runtime_error const& error) {
+    const std::string what = error.what();
+    return what.substr(what.find("expected"));
+  }
+  return {};
+}
+
+TEST_F(BlockMemoryData, ANumberLiesWithinItsBoundsOrIsRefused) {
+  struct Bounds {
+    std::string name;
+    int least, most;
+  };
+  const auto refused = [](Bounds const& one) {
+    return "expected an integer from " + std::to_string(one.least) + " to " + std::to_string(one.most) + ", found the";
+  };
+  const auto expect_bounds = [&](Bounds const& one, auto fault_with_value) {
+    SCOPED_TRACE(one.name);
+    for (int value : {one.least, one.most}) EXPECT_EQ(fault_with_value(value), "") << value;
+    for (int value : {one.least - 1, one.most + 1})
+      EXPECT_EQ(fault_with_value(value).substr(0, refused(one).size()), refused(one)) << value;
+  };
+  const std::string primitive = primitive_text(20, shape_text(1024, 20));
+  const std::vector<Bounds> kVersion = {{"max_width", 1, 8192},
+                                        {"max_depth", 1, 1048576},
+                                        {"max_port_ratio", 1, 8192},
+                                        {"max_clock_mhz", 1, 1000},
+                                        {"soft_ecc_max_width", 0, 8192}};
+  for (Bounds const& bounds : kVersion)
+    expect_bounds(bounds, [&](int value) {
+      std::string version;
+      for (Bounds const& one : kVersion)
+        version +=
+            (version.empty() ? "\"" : ", \"") + one.name + "\": " + std::to_string(one.name == bounds.name ? value : 1);
+      return fault_of_data(primitive, power_text(20), version);
+    });
+  for (Bounds const& bounds : {Bounds{"static_uw", 0, 10000}, {"access_fj", 1, 20000}, {"bit_fj", 0, 2000}})
+    expect_bounds(bounds, [&](int value) {
+      std::string power = "{\"kilobits\": 20";
+      for (Bounds const& one : {Bounds{"static_uw", 1, 0}, {"access_fj", 2000, 0}, {"bit_fj", 1, 0}})
+        power += ", \"" + one.name + "\": " + std::to_string(one.name == bounds.name ? value : one.least);
+      return fault_of_data(primitive, power + "}");
+    });
+  expect_bounds({"kilobits", 9, 1024}, [&](int value) {
+    return fault_of_data(primitive_text(value, shape_text(1024, value)), power_text(value));
+  });
+  expect_bounds({"depth", 1, 1048576}, [&](int value) {
+    return fault_of_data(primitive_text(1024, shape_text(value, value == 1 ? 1048576 : 1)), power_text(1024));
+  });
+  expect_bounds({"width", 1, 1048576}, [&](int value) {
+    return fault_of_data(primitive_text(1024, shape_text(value == 1 ? 1048576 : 1, value)), power_text(1024));
+  });
+  expect_bounds({"ecc_width", 1, 19}, [&](int value) {
+    return fault_of_data(primitive_text(20, shape_text(1024, 20, ", \"ecc_width\": " + std::to_string(value))),
+                         power_text(20));
+  });
+}
+
+TEST_F(BlockMemoryData, ShapesAndPrimitivesKeepTheRulesThatTheTilerReliesOn) {
+  const auto fault_of_shapes = [](std::string const& shapes) {
+    return fault_of_data(primitive_text(20, shapes), power_text(20));
+  };
+  // From 8 of 9 bits on, up to all 20480.
+  const std::string too_few = "expected a width that uses 8/9 to 9/9 of 20480 bits at depth 1024, found the number ";
+  EXPECT_EQ(fault_of_shapes(shape_text(1024, 17)), too_few + "17");
+  EXPECT_EQ(fault_of_shapes(shape_text(1024, 18)), "");
+  EXPECT_EQ(fault_of_shapes(shape_text(1024, 21)), too_few + "21");
+  // Twice the width, or one more.
+  const std::string no_double = "expected twice the width of the shape before, or one more, found the number ";
+  EXPECT_EQ(fault_of_shapes(shape_text(1024, 20) + "," + shape_text(512, 39)), no_double + "39");
+  EXPECT_EQ(fault_of_shapes(shape_text(1024, 18) + "," + shape_text(512, 36)), "");
+  EXPECT_EQ(fault_of_shapes(shape_text(1024, 18) + "," + shape_text(512, 37)), "");
+  EXPECT_EQ(fault_of_shapes(shape_text(1024, 18) + "," + shape_text(512, 38)), no_double + "38");
+  EXPECT_EQ(fault_of_shapes(""), "expected at least one shape, found a list");
+  // The smaller one's widest shape is deeper than a shape of the other's that is not its widest.
+  const std::string small = primitive_text(20, shape_text(1024, 20));
+  const std::string powers = power_text(20) + "," + power_text(40);
+  EXPECT_EQ(fault_of_data(small + "," + primitive_text(40, shape_text(1024, 40) + "," + shape_text(512, 80)), powers),
+            "");
+  EXPECT_EQ(fault_of_data(
+                small + "," +
+                    primitive_text(40, shape_text(1024, 40) + "," + shape_text(512, 80) + "," + shape_text(256, 160)),
+                powers),
+            "expected primitives whose widest shapes are no deeper than any shape that is not its primitive's widest, "
+            "found a list");
+  EXPECT_EQ(fault_of_data(small + "," + small, power_text(20)),
+            "expected a size above the one before, found the number 20");
+
+  std::string primitives, power;
+  for (int count = 1; count <= 9; ++count) {
+    primitives += (count == 1 ? "" : ",") + primitive_text(10 * count, shape_text(1024, 10 * count));
+    power += (count == 1 ? "" : ",") + power_text(10 * count);
+    EXPECT_EQ(fault_of_data(primitives, power), count <= 8 ? "" : "expected 1 to 8 primitives, found a list");
+  }
+  EXPECT_EQ(fault_of_data("", ""), "expected 1 to 8 primitives, found a list");
+}
+
 TEST_F(BlockMemoryData, AnotherGeometryNeedsNoCode) {
   const Scratch scratch;
   scratch.file("primitives.json", R"({"primitives": [{"kilobits": 20, "shapes": [
