@@ -242,6 +242,12 @@ TEST(PerfAnalyser, ReplacesNothingButTheStalls) {
   EXPECT_EQ(config.stall, (std::vector<std::uint32_t>{11, 11}));
 }
 
+TEST(PerfAnalyser, MakesRoomForAStallOfEachLayer) {
+  CodeConfig config = layers_of({{0, 1, 2}, {0, 3}});
+  config.stall.clear();
+  EXPECT_EQ(run(config).stalls[0], (std::vector<std::uint32_t>{11, 11}));
+}
+
 TEST(PerfAnalyser, AveragesTheCyclesOfItsIterations) {
   fec::XLogger logger(nullptr, nullptr);
   sd_fec::perf_analyser::ldpc<0> model(logger);
