@@ -4,14 +4,17 @@
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 1800
 COVERAGE_BAR ?= 95
+MUTANTS ?= 100
+MUTANT_SEED ?= 1
 SOURCES = $(shell git ls-files '*.cpp' '*.h' '*.c')
 
-.PHONY: help packages release demo check bench fuzz coverage orders docs format lint install clean
+.PHONY: help packages release demo check mutants bench fuzz coverage orders docs format lint install clean
 
 help:
 	@echo "demo      compile two 5G NR codes into register writes, in a plain tclsh"
 	@echo "check     all tests, optimised and under sanitizers, and half a minute of fuzzing a target"
 	@echo "bench     the benchmarks, each with its bar"
+	@echo "mutants   MUTANTS ($(MUTANTS)) changes of the product, one at a time; at least 95 of 100 must be noticed by a test"
 	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS)) on each target"
 	@echo "coverage  line coverage of the package, at least COVERAGE_BAR ($(COVERAGE_BAR)) %"
 	@echo "orders    find the processing orders of the base graphs anew"
@@ -40,6 +43,9 @@ check: packages build/release/build.ninja build/asan/build.ninja build/fuzz/buil
 	ctest --preset fuzz
 	ctest --preset asan
 	ctest --preset release
+
+mutants: packages
+	tclsh tests/mutation/run.tcl -count $(MUTANTS) -seed $(MUTANT_SEED)
 
 bench: release
 ifndef IPTASKS_NO_INSTALL
