@@ -6,7 +6,10 @@ endforeach()
 # Every row of a table of commands. The program has the commands' objects in it, and the function that counts words asks
 # the test first; so it can be told each row without its handler being run.
 get_property(families GLOBAL PROPERTY IPTASKS_FAMILIES)
-add_unit_test(rows_test LABELS "frame;host" LINKS
-  "${families};kdi_fectools_objects;kdi_bmgtools_objects;kdi_clocktools_objects;kdish_parts;kdi_ip;kdi_bmg;kdi_device")
-target_sources(rows_test PRIVATE $<FILTER:$<TARGET_OBJECTS:kdi_common_objects>,INCLUDE,kdi_commands>)
+add_unit_test(rows_test OBJECTS LABELS "frame;host" LINKS "${families};kdish_parts;kdi_ip;kdi_bmg;kdi_device")
+target_sources(rows_test PRIVATE
+  $<TARGET_OBJECTS:kdi_fectools_objects>
+  $<TARGET_OBJECTS:kdi_bmgtools_objects>
+  $<TARGET_OBJECTS:kdi_clocktools_objects>
+  $<FILTER:$<TARGET_OBJECTS:kdi_common_objects>,INCLUDE,kdi_commands>)
 target_link_options(rows_test PRIVATE -Wl,--wrap=kdi_tcl_count_words)
