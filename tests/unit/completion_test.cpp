@@ -65,6 +65,17 @@ TEST(Completion, OffersPartsAndParametersWhereTheTableSaysSo) {
   EXPECT_EQ(offered("help fe"), (Texts{"fec", "fectools"}));
 }
 
+TEST(Completion, OffersFamiliesAndPagesForHelp) {
+  const kdish::Table table({places::source("tests/support/commands")});
+  KnownNames names;
+  names.commands = among({});
+  Texts texts;
+  for (kdish::Candidate const& candidate : complete("help planner/l", table, names).candidates)
+    texts.push_back(candidate.text);
+  EXPECT_EQ(texts, (Texts{"planner/lanes", "planner/limits"}));
+  EXPECT_EQ(complete("help pl", table, names).candidates.size(), 6U) << "the family and its pages";
+}
+
 TEST(Completion, OffersOptionsAndTheirValues) {
   EXPECT_EQ(offered("get_primitives "), (Texts{"-kind", "-part"}));
   EXPECT_EQ(offered("get_primitives -p"), Texts{"-part"});
