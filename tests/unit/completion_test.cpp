@@ -66,7 +66,7 @@ TEST(Completion, OffersPartsAndParametersWhereTheTableSaysSo) {
 }
 
 TEST(Completion, OffersFamiliesAndPagesForHelp) {
-  const kdish::Table table({places::source("tests/support/commands")});
+  const kdish::Table table({places::data("commands"), places::source("tests/support/commands")});
   KnownNames names;
   names.commands = among({});
   Texts texts;
