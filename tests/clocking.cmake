@@ -3,6 +3,7 @@ function(add_clock_test name)
   add_unit_test(${name} ${ARGN} LABELS clocking LINKS "kdi_ip;kdi_device")
 endfunction()
 
+add_clock_test(clock_solver_bounds_test)
 add_clock_test(clock_solver_cover_test)
 add_clock_test(clock_solver_diagnosis_test)
 add_clock_test(clock_solver_models_test)
