@@ -6,13 +6,16 @@
 #include <tcl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
 #include "host/kdish/terminal.h"
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdish {
 namespace {
@@ -34,34 +37,101 @@ std::string quoted(std::string const& script) {
   return text;
 }
 
-std::vector<JournalEntry> entries_of(std::string_view bytes) {
-  std::vector<JournalEntry> entries;
-  JournalEntry entry;
-  int line_number = 0;
-  for (std::size_t at = 0; at < bytes.size();) {
-    const std::size_t end = bytes.find('\n', at);
-    const bool is_cut = end == std::string_view::npos;
-    const std::string line(bytes.substr(at, end - at));
-    at = is_cut ? bytes.size() : end + 1;
-    ++line_number;
-    const bool is_whole = Tcl_CommandComplete(entry.script.c_str()) != 0;
-    if (is_whole && !entry.script.empty() && (line == kOk || line == kError || line == kUnknown)) {
-      entry.ending = line == kOk      ? JournalEntry::Ending::ok
-                     : line == kError ? JournalEntry::Ending::error
-                                      : JournalEntry::Ending::unknown;
-      entries.push_back(entry);
-      entry = {};
-    } else if (is_whole && entry.script.empty() && (line.empty() || line.starts_with('#'))) {
-      continue;  // the header of this run, and remarks
-    } else if (is_whole && (line.starts_with("#>") || line.starts_with("#="))) {
-      continue;  // how it ended, half of it, if it is the last line
-    } else {
-      if (entry.script.empty()) entry.line = line_number;
-      entry.script += line + "\n";
-      if (is_cut) entry.ending = JournalEntry::Ending::cut;
+std::optional<JournalEntry::Ending> ending_of(std::string_view line) {
+  if (line == kOk) return JournalEntry::Ending::ok;
+  if (line == kError) return JournalEntry::Ending::error;
+  if (line == kUnknown) return JournalEntry::Ending::unknown;
+  return std::nullopt;
+}
+
+// Tells where in a script the commands of an entry end. Each is parsed once: asked at each of its lines whether it is
+// whole, a long command would take time by the square of its length.
+class CommandEnds {
+ public:
+  explicit CommandEnds(std::string_view script) : script_(script) {}
+
+  // The commands from here on are another entry's.
+  void begin(std::size_t at) {
+    at_ = at;
+    fault_end_.reset();
+  }
+  // Nothing up to here is a command's.
+  void skip_to(std::size_t at) { at_ = at; }
+
+  // Whether the commands before `at` are whole there. Else the one that is not goes on at `at`.
+  bool are_whole(std::size_t at) {
+    while (at_ < at && !fault_end_) pass_one(at);
+    return fault_end_.value_or(at_) <= at;
+  }
+
+ private:
+  // Goes behind one comment or command, or to `at` if only blanks stand before it.
+  void pass_one(std::size_t at) {
+    bool goes_on = false;  // a line that ends in a backslash does
+    for (; at_ < at; at_ += goes_on ? 2 : 1) {
+      goes_on = script_.substr(at_).starts_with("\\\n");
+      if (!goes_on && !kdi::text::is_blank(script_[at_])) break;
+    }
+    if (at_ >= at && !goes_on) return;
+    if (script_[at_] == '#') return pass_comment();
+    Tcl_Parse parse;
+    char const* const begin = script_.data();
+    const bool is_command =
+        Tcl_ParseCommand(nullptr, begin + at_, static_cast<int>(script_.size() - at_), 0, &parse) == TCL_OK;
+    if (parse.incomplete != 0)
+      at_ = script_.size();
+    else if (is_command)
+      at_ = static_cast<std::size_t>(parse.commandStart + parse.commandSize - begin);
+    else  // to Tcl a command with a fault is whole behind the line of the fault, and so is all that follows
+      fault_end_ = std::min(script_.find('\n', static_cast<std::size_t>(parse.term - begin)), script_.size() - 1) + 1;
+    Tcl_FreeParse(&parse);
+  }
+
+  // A line that ends in a backslash goes on.
+  void pass_comment() {
+    bool is_escaped = false;
+    for (; at_ < script_.size(); ++at_) {
+      if (script_[at_] == '\n' && !is_escaped) break;
+      is_escaped = script_[at_] == '\\' && !is_escaped;
     }
   }
-  if (Tcl_CommandComplete(entry.script.c_str()) == 0) entry.ending = JournalEntry::Ending::cut;
+
+  std::string_view script_;
+  std::size_t at_ = 0;
+  std::optional<std::size_t> fault_end_;
+};
+
+std::vector<JournalEntry> entries_of(std::string_view bytes) {
+  using Ending = JournalEntry::Ending;
+  std::vector<JournalEntry> entries;
+  JournalEntry entry;
+  CommandEnds commands(bytes);
+  int line_number = 0;
+  for (std::size_t at = 0, next = 0; at < bytes.size(); at = next) {
+    const std::size_t end = bytes.find('\n', at);
+    const bool is_cut = end == std::string_view::npos;
+    const std::string_view line = bytes.substr(at, end - at);
+    next = is_cut ? bytes.size() : end + 1;
+    ++line_number;
+    const bool is_first = entry.script.empty();
+    const auto ending = ending_of(line);
+    if (is_first ? line.empty() || line.starts_with('#')
+                 : (line.starts_with("#>") || line.starts_with("#=")) && commands.are_whole(at)) {
+      if (ending && !is_first) {
+        entry.ending = *ending;
+        entries.push_back(std::exchange(entry, {}));
+      }  // else the header of a run, a remark, or half of an ending, if it is the last line
+      commands.skip_to(next);
+      continue;
+    }
+    if (is_first) {
+      entry.line = line_number;
+      commands.begin(at);
+    }
+    entry.script.append(line) += '\n';
+    if (is_cut) entry.ending = Ending::cut;
+  }
+  if (Tcl_CommandComplete(entry.script.c_str()) == 0) entry.ending = Ending::cut;
   if (!entry.script.empty()) entries.push_back(entry);
   return entries;
 }
@@ -93,12 +163,12 @@ bool Journal::is_at(std::string const& path) const {
 }
 
 void Journal::open(std::string const& path) {
-  constexpr mode_t kMode = 0666;
-  if (is_at(path)) return;  // it goes on
+  constexpr mode_t kPrivate = 0600;  // what a person does with the tools is theirs
+  if (is_at(path)) return;           // it goes on
   struct stat status {};
   Journal opened;
   opened.path_ = path;
-  do opened.descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kMode);
+  do opened.descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kPrivate);
   while (!opened.is_open() && errno == EINTR);
   if (!opened.is_open() || ::fstat(opened.descriptor_, &status) != 0) fail(path, "cannot be written");
   std::string begin(kHeader);
@@ -156,7 +226,7 @@ void Journal::remark(std::string const& text) {
 }
 
 std::vector<JournalEntry> read_journal(std::string const& path) {
-  const std::string bytes = kdi::read_file(path);
+  const std::string bytes = kdi::read_input(path);
   if (!std::string_view(bytes).starts_with(kHeader)) throw std::runtime_error(path + ": is no journal");
   return entries_of(bytes);
 }

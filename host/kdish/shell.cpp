@@ -257,11 +257,8 @@ Shell::Shell(ShellOptions options) : options_(std::move(options)) {
   if (Tcl_Init(interp_) != TCL_OK) throw std::runtime_error(text_of(Tcl_GetObjResult(interp_)));
   Tcl_SetVar(interp_, "tcl_interactive", "0", TCL_GLOBAL_ONLY);
 
-  message_host::add_sink([this](ComMsgMgrInstance const& message) {
-    std::string line = message_host::line_of(message);
-    if (has_colour_) line = colour_of(message.mask) + line + kPlain;
-    complain(line);
-  });
+  message_host::add_sink(
+      [this](ComMsgMgrInstance const& message) { complain(message_host::line_of(message), colour_of(message.mask)); });
   for (char const* const library :
        {"libkdi_common.so", "libkdi_iptasks.so", "libkdi_fectools.so", "libkdi_bmgtools.so", "libkdi_clocktools.so"})
     load(interp_, library);
@@ -372,7 +369,7 @@ int Shell::run_script() {
   if (options_.json && std::filesystem::exists(options_.script, failed) &&
       !std::filesystem::is_regular_file(options_.script, failed)) {
     try {
-      return run_whole(internal_of_utf8(kdi::read_file(options_.script)));
+      return run_whole(internal_of_utf8(kdi::read_input(options_.script)));
     } catch (std::exception const& error) {
       complain(error.what());
       return 1;
@@ -568,8 +565,10 @@ void Shell::print_or_fail(std::string const& text) {
 }
 
 // Called by whoever sends a message, on any thread: so not through Tcl's channels.
-void Shell::complain(std::string const& text) {
-  const auto write = [&] { write_all(STDERR_FILENO, text + "\n"); };
+void Shell::complain(std::string const& text, char const* colour) {
+  std::string shown = kdi::text::printable(text);
+  if (has_colour_ && colour != nullptr) shown = colour + shown + kPlain;
+  const auto write = [&] { write_all(STDERR_FILENO, shown + "\n"); };
   if (progress_)
     progress_->around(write);
   else
@@ -582,14 +581,15 @@ void Shell::begin_line() {
   if (progress_) progress_->begin_line();
 }
 
-// Through Tcl's channel, so that it stays in order with what scripts print.
+// Through Tcl's channel, so that it stays in order with what scripts print. A result may hold what a file gave, and a
+// terminal would obey it; what a script prints itself is its own affair.
 bool Shell::print(std::string const& text) {
   Tcl_Channel const output = Tcl_GetStdChannel(TCL_STDOUT);
   if (output == nullptr) {
     errno = EBADF;  // a script has closed it
     return false;
   }
-  const tcl::ObjRef object(tcl::new_text(text));
+  const tcl::ObjRef object(tcl::new_text(::isatty(STDOUT_FILENO) != 0 ? kdi::text::printable(text) : text));
   return Tcl_WriteObj(output, object.get()) >= 0 && Tcl_Flush(output) == TCL_OK;
 }
 
@@ -617,8 +617,7 @@ void Shell::report_error(bool with_trace) {
         kdi::text::joined(names_close_to(result.substr(kUnknown.size(), result.size() - kUnknown.size() - 1)), ", ");
     if (!meant.empty()) text += "\ndid you mean " + meant + "?";
   }
-  text = external(text);
-  complain(has_colour_ ? kRed + text + kPlain : text);
+  complain(external(kdi::text::printable(text)), kRed);
 }
 
 }  // namespace kdish

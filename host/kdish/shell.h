@@ -69,7 +69,7 @@ class Shell {
   void begin_line();
   std::vector<std::string> names_close_to(std::string const& name);
   void report_error(bool with_trace);
-  void complain(std::string const& text);
+  void complain(std::string const& text, char const* colour = nullptr);
   void set_arguments(std::string const& name);
 
   ShellOptions options_;

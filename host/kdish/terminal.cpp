@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "kdi/common/KdiText.h"
+
 namespace kdish {
 
 bool write_all(int descriptor, std::string_view bytes) {
@@ -105,8 +107,8 @@ void ProgressLine::draw(long seconds) {
   constexpr std::size_t kUsual = 80;
   const std::size_t columns =
       ::ioctl(descriptor_, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col - 1U : kUsual;
-  std::string line = "[" + std::to_string(seconds) + " s] " + what_;
-  line = line.substr(0, std::min(columns, line.find_first_of("\r\n")));
+  std::string line = "[" + std::to_string(seconds) + " s] " + what_.substr(0, what_.find_first_of("\r\n"));
+  line = kdi::text::printable(line).substr(0, columns);
   write_all(descriptor_, "\r\033[K" + line);
   is_drawn_ = true;
 }

@@ -26,6 +26,9 @@ namespace {
 
 using message_host::Sink;
 
+// What a message tells of may come from a file, and standard error may be a terminal.
+void complain(std::string const& line) { std::fprintf(stderr, "%s\n", kdi::text::printable(line).c_str()); }
+
 // --------------------------------------------------------------------------------------------------- manager
 
 // State of the process. Never destroyed: messages may come while the process ends.
@@ -48,7 +51,7 @@ struct Manager {
     } catch (std::bad_alloc const&) {
       throw;  // the next message makes the manager anew
     } catch (std::exception const& error) {
-      std::fprintf(stderr, "WARNING: [messages] %s\n", error.what());
+      complain(std::string("WARNING: [messages] ") + error.what());
     }
   }
 
@@ -58,8 +61,7 @@ struct Manager {
     if (given == nullptr) return;
     for (const std::string_view entry : kdi::text::words(given, ","))
       if (!read_channel(entry))
-        std::fprintf(stderr, "WARNING: [messages] KDI_MSG_CHANNELS: \"%s\" is no channel=level\n",
-                     std::string(entry).c_str());
+        complain("WARNING: [messages] KDI_MSG_CHANNELS: " + kdi::text::quoted(entry) + " is no channel=level");
   }
 
   bool read_channel(std::string_view entry) {
@@ -112,7 +114,7 @@ void deliver(ComMsgMgrInstance const& message) {
       // a sink has nobody to report its own failure to; the next one still gets the message
     }
   });
-  if (!is_heard) std::fprintf(stderr, "%s\n", message_host::line_of(message).c_str());
+  if (!is_heard) complain(message_host::line_of(message));
 }
 
 // -------------------------------------------------------------------------------------------------- formatting
@@ -257,7 +259,7 @@ Sink file_sink(std::string const& path) {
       file->add(line);
     } catch (kdi::FileError const& error) {
       // a full disk loses the file its line, not the person the message
-      std::fprintf(stderr, "%s (%s)\n", line.c_str(), error.what());
+      complain(line + " (" + error.what() + ")");
     }
   };
 }

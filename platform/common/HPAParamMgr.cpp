@@ -10,6 +10,7 @@
 
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/common/host/ParamHost.h"
 #include "platform/common/data_directory.h"
 #include "platform/common/given_places.h"
@@ -47,6 +48,8 @@ struct Stored {
 
 // Counts what changes in the Registry, beside it, so that a question about it makes none.
 std::atomic<std::uint64_t> changes = 1;
+
+std::string named(std::string const& name) { return "parameter " + kdi::text::quoted(kdi::text::shortened(name)); }
 
 // Runs `read` and gives what it throws to `tell`. Lack of memory passes: it is no fault of a file.
 template <class Read, class Tell>
@@ -101,12 +104,12 @@ class Registry {
   void declare(Declaration declaration) {
     const std::string name = declaration.name;
     if (!kdi::is_parameter_name(name))
-      throw std::invalid_argument("parameter \"" + name + "\": expected a name of letters, digits, _, . and -");
+      throw std::invalid_argument(named(name) + ": expected a name of letters, digits, _, . and -");
     const std::string value = accepted(name, declaration.type, declaration.default_value);
     declaration.default_value = value;
     const std::lock_guard lock(mutex_);
     if (!parameters_.emplace(name, Stored{std::move(declaration), {}, {}}).second)
-      throw std::invalid_argument("parameter \"" + name + "\" is declared twice");
+      throw std::invalid_argument(named(name) + " is declared twice");
     ++changes;
   }
 
@@ -148,8 +151,8 @@ class Registry {
  private:
   static std::string accepted(std::string const& name, Type type, std::string const& value) {
     if (auto canonical = kdi::canonical_value(type, value)) return *std::move(canonical);
-    throw std::invalid_argument("parameter \"" + name + "\": expected " + kdi::accepted_form(type) + ", found \"" +
-                                value + "\"");
+    throw std::invalid_argument(named(name) + ": expected " + kdi::accepted_form(type) + ", found " +
+                                kdi::text::quoted(kdi::text::shortened(value)));
   }
 
   Stored& at(std::string const& name) {
@@ -158,7 +161,7 @@ class Registry {
     std::vector<std::string> names;
     for (auto const& [known, parameter] : parameters_) names.push_back(known);
     const std::string nearest = kdi::nearest_name(name, names);
-    throw std::invalid_argument("parameter \"" + name + "\" is not declared" +
+    throw std::invalid_argument(named(name) + " is not declared" +
                                 (nearest.empty() ? "" : "; the nearest name is \"" + nearest + "\""));
   }
 
@@ -215,7 +218,7 @@ bool HPAParamMgr::getValueAsBool(std::string const& name) const {
   Registry& parameters = the_registry();
   if (const std::optional<bool> truth = parameters.truth(name)) return *truth;
   if (!parameters.knows_every_name()) return false;
-  throw std::logic_error("parameter \"" + name + "\" is read and not declared");
+  throw std::logic_error(named(name) + " is read and not declared");
 }
 
 bool HPAParamMgr::getValueIfExistAsBool(std::string const& name, bool fallback) const {

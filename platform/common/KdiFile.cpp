@@ -104,17 +104,12 @@ void write_through(std::string const& path, std::string_view bytes) {
   write_all(file, bytes, path);
 }
 
-}  // namespace
-
-std::string read_file(std::string const& path, std::size_t most_bytes) {
-  Descriptor file(open_retrying(path, O_RDONLY));
-  if (file.number() < 0) fail(path, "cannot be opened", errno);
-
+std::string read_all(int file, std::string const& path, std::size_t most_bytes) {
   std::string bytes;
   std::size_t filled = 0;
   for (;;) {
     if (filled == bytes.size()) bytes.resize(std::max<std::size_t>(4096, 2 * filled));
-    const ssize_t count = ::read(file.number(), bytes.data() + filled, bytes.size() - filled);
+    const ssize_t count = ::read(file, bytes.data() + filled, bytes.size() - filled);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) fail(path, "cannot be read", errno);
     if (count == 0) break;
@@ -123,6 +118,25 @@ std::string read_file(std::string const& path, std::size_t most_bytes) {
   }
   bytes.resize(filled);
   return bytes;
+}
+
+}  // namespace
+
+std::string read_file(std::string const& path, std::size_t most_bytes) {
+  // so that opening a pipe does not wait for who writes to it; a regular file is read alike
+  Descriptor file(open_retrying(path, O_RDONLY | O_NONBLOCK | O_NOCTTY));
+  if (file.number() < 0) fail(path, "cannot be opened", errno);
+  struct stat status {};
+  if (::fstat(file.number(), &status) != 0) fail(path, "cannot be looked up", errno);
+  if (S_ISDIR(status.st_mode)) fail(path, "cannot be read", EISDIR);
+  if (!S_ISREG(status.st_mode)) throw FileError(path + ": cannot be read: it is no regular file");
+  return read_all(file.number(), path, most_bytes);
+}
+
+std::string read_input(std::string const& path, std::size_t most_bytes) {
+  const Descriptor file(open_retrying(path, O_RDONLY));
+  if (file.number() < 0) fail(path, "cannot be opened", errno);
+  return read_all(file.number(), path, most_bytes);
 }
 
 void write_file(std::string const& path, std::string_view bytes) {

@@ -51,14 +51,17 @@ namespace {
 // A text of the file as part of an error: one line, whatever it holds.
 std::string printable(std::string_view text) {
   constexpr std::size_t kShown = 60;
-  std::string shown;
-  for (const char c : text.substr(0, kShown)) shown += text::is_control(c) ? '?' : c;
-  if (text.size() > kShown) {
-    while (!shown.empty() && (static_cast<unsigned char>(shown.back()) & 0xC0U) == 0x80U) shown.pop_back();
-    if (!shown.empty() && static_cast<unsigned char>(shown.back()) >= 0xC0U) shown.pop_back();
-    shown += "...";
-  }
+  std::string shown = text::shortened(text, kShown);
+  std::replace_if(shown.begin(), shown.end(), text::is_control, '?');
   return shown;
+}
+
+// What the parser has read of a value, which may be the rest of the file, stands between quotes in its errors.
+void shorten_quoted(std::string& error) {
+  const std::size_t begin = error.find('\'');
+  const std::size_t end = error.rfind('\'');
+  if (begin == end) return;
+  error.replace(begin + 1, end - begin - 1, printable(std::string_view(error).substr(begin + 1, end - begin - 1)));
 }
 
 std::string bounded(char const* kind, bool bounded_below, std::string const& least, bool bounded_above,
@@ -157,8 +160,9 @@ class Builder {
     } else {
       what.erase(0, what.find("] ") + 2);
     }
-    for (char& c : what)
-      if (static_cast<unsigned char>(c) >= 0x80U) c = '?';
+    shorten_quoted(what);
+    std::replace_if(
+        what.begin(), what.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80U; }, '?');
     const std::string path = open_.empty() ? "top level" : document_.path_of(open_.back());
     throw JsonError(document_.file + ":" + std::to_string(line_) + ": " + path + ": expected JSON, found a " + what);
   }
@@ -221,7 +225,7 @@ std::string JsonDocument::path_of(std::size_t index) const {
       path += (path.empty() ? "" : ".") + printable(at.name);
     }
   }
-  return path;
+  return text::shortened_in_the_middle(path);
 }
 
 std::size_t const* JsonDocument::lookup(std::size_t object, std::string_view name) const {
@@ -329,7 +333,8 @@ std::string JsonValue::found() const {
 }
 
 void JsonValue::refuse(std::string const& expectation) const {
-  throw JsonError(place() + ": expected " + expectation + ", found " + found());
+  constexpr std::size_t kMost = 1000;
+  throw JsonError(place() + ": expected " + text::shortened(expectation, kMost) + ", found " + found());
 }
 
 // ------------------------------------------------------------------------------------------------------------ files

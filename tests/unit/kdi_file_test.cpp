@@ -42,13 +42,13 @@ TEST(WholeFile, ReadsBackWhatWasWritten) {
   EXPECT_EQ(scratch.names(), Texts{"a"});
 }
 
-TEST(WholeFile, IsReadFromAPipeToo) {
+TEST(WholeFile, IsReadFromAPipeWhereThatIsMeant) {
   const Scratch scratch;
   const std::string pipe = scratch.path("pipe");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   const std::string bytes(200000, 'p');  // more than a pipe holds, so reads are short
   std::thread writer([&] { kdi::write_file(pipe, bytes); });
-  EXPECT_EQ(kdi::read_file(pipe), bytes);
+  EXPECT_EQ(kdi::read_input(pipe), bytes);
   writer.join();
   EXPECT_TRUE(std::filesystem::is_fifo(pipe));
 }
@@ -58,10 +58,21 @@ TEST(WholeFile, CannotBeReadWhereThereIsNone) {
   EXPECT_EQ(read_fault(scratch.path("no")), scratch.path("no") + ": cannot be opened: No such file or directory");
   EXPECT_EQ(read_fault(scratch.folder()), scratch.folder() + ": cannot be read: Is a directory");
   EXPECT_EQ(read_fault(""), ": cannot be opened: No such file or directory");
-  EXPECT_EQ(read_fault("/dev/zero"), "/dev/zero: has more than 268435456 bytes");
+  EXPECT_EQ(fault_of([] { kdi::read_input("/dev/zero"); }), "/dev/zero: has more than 268435456 bytes");
   const std::string three = scratch.file("three", "123");
   EXPECT_EQ(kdi::read_file(three, 3), "123");
   EXPECT_EQ(fault_of([&] { kdi::read_file(three, 2); }), three + ": has more than 2 bytes");
+}
+
+// Nothing writes to the pipe: who waited for that would wait for ever.
+TEST(WholeFile, IsNoPipeAndNoDevice) {
+  const Scratch scratch;
+  const std::string pipe = scratch.path("pipe");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  ::alarm(20);
+  EXPECT_EQ(read_fault(pipe), pipe + ": cannot be read: it is no regular file");
+  EXPECT_EQ(read_fault("/dev/zero"), "/dev/zero: cannot be read: it is no regular file");
+  ::alarm(0);
 }
 
 TEST(WholeFile, CannotBeReadOrReplacedWithoutPermission) {

@@ -130,9 +130,20 @@ TEST(JsonFile, ReadsIntegersToTheLastDigit) {
 }
 
 TEST(JsonFile, ShowsStrangeTextsOnOneShortLine) {
-  const std::string text = "[\"a\\nb" + std::string(53, 'x') + "\\u00e4\\u00e4\\u00e4tail\"]";
+  const std::string text = "[\"a\\nb" + std::string(54, 'x') + "\\u00e4\\u00e4\\u00e4tail\"]";
   EXPECT_EQ(fault_of(text, [](auto r) { r.items()[0].integer(); }),
-            "f:1: [0]: expected an integer, found the text \"a?b" + std::string(53, 'x') + "\xC3\xA4...\"");
+            "f:1: [0]: expected an integer, found the text \"a?b" + std::string(54, 'x') + "\xC3\xA4...\"");
+}
+
+TEST(JsonFile, ABadFileIsNotRepeatedInItsError) {
+  const std::string much(300'000, 'x');
+  for (std::string const& text :
+       {"[\"" + much, "[tru" + much, "{\"" + much + "\": 1}", "{\"" + much + "\": " + much, "\"" + much + "\"",
+        std::string(much.size(), '[') + "x", "[" + std::string(much.size(), '1') + "]"}) {
+    const std::string fault = fault_of(text, [](auto r) { r.allow_only({"name"}); });
+    EXPECT_LT(fault.size(), 400U) << fault.substr(0, 1000);
+    EXPECT_TRUE(fault.starts_with("f:1: ")) << fault.substr(0, 1000);
+  }
 }
 
 TEST(JsonFile, MayBeNestedDeeply) {

@@ -131,4 +131,32 @@ TEST(Text, AppendsWords) {
 
 TEST(Text, Quotes) { EXPECT_EQ(text::quoted("a \"b"), "\"a \"b\""); }
 
+TEST(Text, ForATerminalHasNothingThatItWouldObey) {
+  using kdi::text::printable;
+  EXPECT_EQ(printable("plain \xC3\xA4 \t\n"), "plain \xC3\xA4 \t\n");
+  EXPECT_EQ(printable("\x1B[31mred\x07\x7F\r\n"), "\\u001b[31mred\\u0007\\u007f\\u000d\n");
+  EXPECT_EQ(printable("\xC2\x9B"
+                      "2J"),
+            "\\u009b2J")
+      << "as long in UTF-8";
+  EXPECT_EQ(printable("\xC2\xA0\xC2"), "\xC2\xA0\xC2");
+  EXPECT_EQ(printable(std::string_view("\0", 1)), "\\u0000");
+}
+
+TEST(Text, IsShortenedBetweenCharacters) {
+  using kdi::text::shortened;
+  using kdi::text::shortened_in_the_middle;
+  EXPECT_EQ(shortened("abcd", 4), "abcd");
+  EXPECT_EQ(shortened("abcde", 4), "abcd...");
+  EXPECT_EQ(shortened("abc\xC3\xA4", 4), "abc...");
+  EXPECT_EQ(shortened("\x80\x80\x80", 2), "...");
+  EXPECT_EQ(shortened_in_the_middle("abcdef", 6), "abcdef");
+  EXPECT_EQ(shortened_in_the_middle("abcdefg", 4), "ab...fg");
+  EXPECT_EQ(shortened_in_the_middle("a\xC3\xA4"
+                                    "cd\xC3\xA4g",
+                                    4),
+            "a...g");
+  EXPECT_EQ(shortened(std::string(1000, 'x')).size(), kdi::text::kMostShown + 3);
+}
+
 }  // namespace

@@ -252,6 +252,12 @@ TEST(Messages, WithoutASinkGoToStandardError) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: [tcltasks 80-2] An exception ended the command: why\n");
 }
 
+TEST(Messages, OnStandardErrorHaveNothingThatATerminalWouldObey) {
+  testing::internal::CaptureStderr();
+  ComMsgMgr::sendMsg::eval(0, nullptr, 0, "c", ComMsgMgr::MSG_INFO, "%s", "one\ntwo\033[2J");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "INFO: [c] one\ntwo\\u001b[2J\n");
+}
+
 TEST(Messages, ASinkThatThrowsIsPassedOver) {
   const int bad = message_host::add_sink([](auto const&) { throw 1; });
   Capture seen;

@@ -261,6 +261,11 @@ TEST(Json, ManyCodesKeepTheirOrder) {
   EXPECT_TRUE(value["config"]["alpha"]["enc_OK"].is_boolean());
 }
 
+TEST(Script, GetsBytesAsTheyAreWhereThereIsNoTerminal) {
+  EXPECT_EQ(kdish({"-c", "format %c 27"}).out, "\033\n");
+  EXPECT_EQ(kdish({"-c", "error [format %c 27]"}).err.substr(0, 7), "\\u001b\n") << "told to people all the same";
+}
+
 // ------------------------------------------------------------------------------------------------ journals
 
 constexpr char const* kHeader = "# kdish journal 1\n";
@@ -346,6 +351,13 @@ TEST(Journal, TellsCommandsFromItsOwnRemarks) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_TRUE(outcome.out.ends_with("\n2\n")) << outcome.out;
   }
+}
+
+TEST(Journal, IsReadByNobodyElse) {
+  const Scratch folder;
+  kdish({"--journal", "j", "-c", "set x 1"}, in(folder.folder()));
+  EXPECT_EQ(std::filesystem::status(folder.path("j")).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
 TEST(Journal, IsWrittenByOneProcess) {

@@ -71,6 +71,22 @@ TEST_F(Terminal, ShowsMessagesInColour) {
   leave(session);
 }
 
+TEST_F(Terminal, ObeysNoControlCharactersOfData) {
+  folder_.file("data/devices/\033[2Jbroken.json", "{");
+  Variables with_data = variables();
+  with_data["KDI_DATA_DIR"] = folder_.path("data");
+  TerminalSession session(words_, with_data, folder_.folder());
+  at_prompt(session, "format {%c]0;title%c} 27 7\r");
+  EXPECT_TRUE(session.shows("\r\n\\u001b]0;title\\u0007\r\n"));
+  at_prompt(session, "error [format {a%cb} 155]\r");
+  EXPECT_TRUE(session.shows("\033[31ma\\u009bb\033[0m\r\n"));
+  at_prompt(session, "list_parts none*\r");
+  EXPECT_TRUE(session.shows("/\\u001b[2Jbroken.json:1: "));
+  at_prompt(session, "puts [format {%c[1m} 27]\r");
+  EXPECT_TRUE(session.shows("\r\n\033[1m\r\n")) << "a script's own output is its own affair";
+  leave(session);
+}
+
 TEST_F(Terminal, TakesACommandOfSeveralLines) {
   TerminalSession session(words_, variables(), folder_.folder());
   at_prompt(session, "proc twice {x} {\r");

@@ -22,9 +22,12 @@ class FileError : public std::runtime_error {
 /// The largest file that read_file takes without being told otherwise, in bytes.
 constexpr std::size_t kLargestFile = std::size_t{1} << 28;
 
-/// The bytes of the file `path`, which may be a pipe. Throws FileError if it cannot be opened (missing, no
-/// permission), is a directory, fails while it is read, or has more than `most_bytes`.
+/// The bytes of the regular file `path`. Throws FileError if it cannot be opened (missing, no permission), is something
+/// else (a pipe would keep its reader waiting for ever), fails while it is read, or has more than `most_bytes`.
 std::string read_file(std::string const& path, std::size_t most_bytes = kLargestFile);
+
+/// The same for what a person hands to a program to read: a pipe or a device as well, and its end is waited for.
+std::string read_input(std::string const& path, std::size_t most_bytes = kLargestFile);
 
 /// Makes `bytes` the content of the file `path`, whose directory has to exist. An existing file keeps its permissions
 /// and, named by a symbolic link, its place; until the new content is complete it keeps its content too. What is there

@@ -103,6 +103,18 @@ inline void append_word(std::string& list, std::string_view word) {
   list += word;
 }
 
+/// The text for a terminal, which would obey control characters: but for tabs and line ends they are written as
+/// `\u001b`, those that UTF-8 has two bytes for included.
+std::string printable(std::string_view text);
+
+/// The most that an error repeats of a text that it was given, in bytes.
+inline constexpr std::size_t kMostShown = 200;
+
+/// The text for an error: of one that is longer than `most` bytes the begin, to a whole character of UTF-8, and dots.
+std::string shortened(std::string_view text, std::size_t most = kMostShown);
+/// The same, with the dots in the middle, for a text whose end tells as much as its begin.
+std::string shortened_in_the_middle(std::string_view text, std::size_t most = kMostShown);
+
 /// The text between double quotes, as messages show words that people gave.
 inline std::string quoted(std::string_view text) {
   std::string shown = "\"";
