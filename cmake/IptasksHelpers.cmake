@@ -30,18 +30,19 @@ endif()
 function(add_family name)
   cmake_parse_arguments(FAMILY "" "" "SOURCES;ENGINES" ${ARGN})
   add_library(${name} OBJECT ${FAMILY_SOURCES})
+  set_target_properties(${name} PROPERTIES VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(${name} PRIVATE iptasks_flags PUBLIC iptasks_tcl kdi_common kdi_tcl)
   set_property(GLOBAL APPEND PROPERTY IPTASKS_FAMILIES ${name})
   set_property(GLOBAL APPEND PROPERTY IPTASKS_ENGINES ${FAMILY_ENGINES})
 endfunction()
 
-# add_platform_library(name SOURCES file... LINKS target...): one library below the package, replaceable on its own.
-# <name>_objects is the same for tests of what is inside.
+# add_platform_library(name SOURCES file... LINKS target...): one library below the package, replaceable on its own. It
+# exports what its headers mark as doors (kdi/common/KdiDoor.h); <name>_objects is the same for tests of what is inside.
 function(add_platform_library name)
   cmake_parse_arguments(LIB "" "" "SOURCES;LINKS" ${ARGN})
   add_library(${name}_objects OBJECT ${LIB_SOURCES})
   target_link_libraries(${name}_objects PRIVATE iptasks_flags ${LIB_LINKS})
-  target_compile_options(${name}_objects PRIVATE -fvisibility-inlines-hidden)
+  set_target_properties(${name}_objects PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   add_library(${name} SHARED)
   target_link_libraries(${name} PRIVATE iptasks_flags ${name}_objects ${LIB_LINKS})
   iptasks_load_options(${name})
@@ -49,11 +50,13 @@ function(add_platform_library name)
 endfunction()
 
 # A script loads the library for one short job, so loading it must cost next to nothing: calls inside a library are
-# bound when it is linked, what it does not need is not pulled in, and what it does is looked for in one folder first.
+# bound when it is linked, what nobody else calls is no name for the loader, what it does not need is not pulled in, and
+# what it does is looked for in one folder first.
 function(iptasks_load_options name)
-  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
-  target_compile_options(${name} PRIVATE -fvisibility-inlines-hidden)
-  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,--hash-style=gnu -Wl,-O1)
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN" VISIBILITY_INLINES_HIDDEN ON
+    LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/own_names.map)
+  target_link_options(${name} PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/own_names.map
+    -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,--hash-style=gnu -Wl,-O1)
 endfunction()
 
 # import_engines(target engine...): the target calls the engines, and the loader meets them only when it does (see

@@ -1,6 +1,6 @@
 # The clock synthesis engine is tested through its own headers.
 function(add_clock_test name)
-  add_unit_test(${name} ${ARGN} LABELS clocking LINKS "kdi_ip;kdi_device")
+  add_unit_test(${name} ${ARGN} LABELS clocking LINKS kdi_ip_objects)
 endfunction()
 
 add_clock_test(clock_solver_bounds_test)

@@ -59,7 +59,7 @@ std::vector<std::vector<std::string>> find_data_files(std::string const& folder,
   return of_roots;
 }
 
-[[gnu::visibility("default")]] std::vector<std::string> data_directories(std::string const& name) {
+std::vector<std::string> data_directories(std::string const& name) {
   std::vector<std::string> directories;
   for (fs::path const& root : data_roots()) {
     if (!is_directory((root / name).string())) continue;

@@ -58,7 +58,7 @@ GivenPlaces given_places(PlaceVariable variable) {
   return *later[index];
 }
 
-[[gnu::visibility("default")]] std::string library_directory() {
+std::string library_directory() {
   Dl_info info{};
   if (::dladdr(kNames, &info) == 0 || info.dli_fname == nullptr) return {};
   const fs::path path = seen_from(start_directory(), info.dli_fname);

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/ParamHost.h"
 #include "kdi/common/host/TclHost.h"
@@ -78,7 +79,7 @@ constexpr tcl::Row kCommands[] = {
 }  // namespace
 
 /// Found by Tcl's `load`. Makes `interp` the tool's interpreter and registers the commands in it.
-extern "C" int Kdi_common_Init(Tcl_Interp* interp) {
+extern "C" KDI_DOOR int Kdi_common_Init(Tcl_Interp* interp) {
   tcl_host::set_default_interp(interp);
   tcl::register_all<kCommands>(interp);
   return TCL_OK;

@@ -9,24 +9,26 @@
 // The figures of one memory belong together: the functions describe the same tiling.
 #pragma once
 
+#include "kdi/common/KdiDoor.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 /// Number of primitives of 9, 18 and 36 kilobits in the memory's tiling.
-int Ip_blk_mem_gen_v8_3_placement_algo_num_prims_9(int argc, char** argv, int* status);
-int Ip_blk_mem_gen_v8_3_placement_algo_num_prims_18(int argc, char** argv, int* status);
-int Ip_blk_mem_gen_v8_3_placement_algo_num_prims_36(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_3_placement_algo_num_prims_9(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_3_placement_algo_num_prims_18(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_3_placement_algo_num_prims_36(int argc, char** argv, int* status);
 /// Inputs of the widest output multiplexer of a bit: 1 where one primitive holds the whole depth.
-int Ip_blk_mem_gen_v8_3_placement_algo_mux_size(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_3_placement_algo_mux_size(int argc, char** argv, int* status);
 /// Power of the memory's primitives in mW, rounded up.
-int Ip_blk_mem_gen_v8_3_placement_algo_power_report(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_3_placement_algo_power_report(int argc, char** argv, int* status);
 
-int Ip_blk_mem_gen_v8_4_placement_algo_num_prims_9(int argc, char** argv, int* status);
-int Ip_blk_mem_gen_v8_4_placement_algo_num_prims_18(int argc, char** argv, int* status);
-int Ip_blk_mem_gen_v8_4_placement_algo_num_prims_36(int argc, char** argv, int* status);
-int Ip_blk_mem_gen_v8_4_placement_algo_mux_size(int argc, char** argv, int* status);
-int Ip_blk_mem_gen_v8_4_placement_algo_power_report(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_4_placement_algo_num_prims_9(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_4_placement_algo_num_prims_18(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_4_placement_algo_num_prims_36(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_4_placement_algo_mux_size(int argc, char** argv, int* status);
+KDI_DOOR int Ip_blk_mem_gen_v8_4_placement_algo_power_report(int argc, char** argv, int* status);
 
 #ifdef __cplusplus
 }

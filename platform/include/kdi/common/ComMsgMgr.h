@@ -15,9 +15,11 @@
 #include <memory>
 #include <string>
 
+#include "kdi/common/KdiDoor.h"
+
 class ComMsgMgrInstance;
 
-class ComMsgMgr {
+class KDI_DOOR ComMsgMgr {
  public:
   /// Kind of a message. A caller may cast a constant to it.
   enum MsgMask : std::uint32_t {
@@ -54,7 +56,7 @@ class ComMsgMgr {
 };
 
 /// One message, made and not sent.
-class ComMsgMgrInstance {
+class KDI_DOOR ComMsgMgrInstance {
  public:
   struct createInstance {
     [[gnu::format(printf, 6, 7)]] static std::unique_ptr<ComMsgMgrInstance> eval(int level, char const* file, int line,

@@ -6,8 +6,9 @@
 #include <string>
 
 #include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiDoor.h"
 
-class HEXAll : public std::exception {
+class KDI_DOOR HEXAll : public std::exception {
  public:
   std::shared_ptr<ComMsgMgrInstance const> message;  ///< may be null
 
@@ -20,12 +21,12 @@ class HEXAll : public std::exception {
   void print() const;
 };
 
-class HEXError : public HEXAll {
+class KDI_DOOR HEXError : public HEXAll {
  public:
   using HEXAll::HEXAll;
 };
 
-class HEXAlgException : public HEXError {
+class KDI_DOOR HEXAlgException : public HEXError {
  public:
   /// Makes an error message of the category "tcltasks" from `text`.
   explicit HEXAlgException(std::string const& text);

@@ -3,7 +3,9 @@
 
 #include <string>
 
-struct HI18N {
+#include "kdi/common/KdiDoor.h"
+
+struct KDI_DOOR HI18N {
   /// Sets `wide` to `text`, one element for each UTF-16 unit: a character outside the basic plane becomes the two units
   /// of its surrogate pair, so that narrowing every element to 16 bits loses nothing.
   ///

@@ -7,7 +7,9 @@
 
 #include <string>
 
-class HPAParamMgr {
+#include "kdi/common/KdiDoor.h"
+
+class KDI_DOOR HPAParamMgr {
  public:
   /// The registry of the process. Costs nothing; the files are read when the first value is asked for. Faults in them
   /// are reported then, once, as error messages; a file of values that has one is left out as a whole.

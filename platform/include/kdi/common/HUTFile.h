@@ -6,9 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
+
 class HUTFileIter;
 
-class HUTFile {
+class KDI_DOOR HUTFile {
  public:
   /// Names a path; touches nothing.
   explicit HUTFile(std::string const& path);
@@ -40,7 +42,7 @@ class HUTFile {
 };
 
 /// The entries of a directory as it was when the iterator was made, in byte order of their names, without `.` and `..`.
-class HUTFileIter {
+class KDI_DOOR HUTFileIter {
  public:
   virtual ~HUTFileIter();
 

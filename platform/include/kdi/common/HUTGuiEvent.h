@@ -8,7 +8,9 @@
 #include <typeindex>
 #include <typeinfo>
 
-class HUTGuiEvent {
+#include "kdi/common/KdiDoor.h"
+
+class KDI_DOOR HUTGuiEvent {
  public:
   /// Makes the event `E{arguments...}` and calls every listener of E with it, in the order of subscription, before it
   /// returns. What a listener throws is reported as an error message, and the next one is called. A listener may fire,

@@ -9,13 +9,15 @@
 #include <string>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace kdi {
 
 /// The directories `name` of all data roots that have one, in the order of the roots, none twice. Throws FileError
 /// (common/KdiFile.h) if that cannot be found out.
-std::vector<std::string> data_directories(std::string const& name);
+KDI_DOOR std::vector<std::string> data_directories(std::string const& name);
 
 /// The directory of this library, beside which the others are; links are resolved. Empty if it cannot be found out.
-std::string library_directory();
+KDI_DOOR std::string library_directory();
 
 }  // namespace kdi

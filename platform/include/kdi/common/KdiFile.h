@@ -12,9 +12,11 @@
 #include <string_view>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace kdi {
 
-class FileError : public std::runtime_error {
+class KDI_DOOR FileError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -24,28 +26,28 @@ constexpr std::size_t kLargestFile = std::size_t{1} << 28;
 
 /// The bytes of the regular file `path`. Throws FileError if it cannot be opened (missing, no permission), is something
 /// else (a pipe would keep its reader waiting for ever), fails while it is read, or has more than `most_bytes`.
-std::string read_file(std::string const& path, std::size_t most_bytes = kLargestFile);
+KDI_DOOR std::string read_file(std::string const& path, std::size_t most_bytes = kLargestFile);
 
 /// The same for what a person hands to a program to read: a pipe or a device as well, and its end is waited for.
-std::string read_input(std::string const& path, std::size_t most_bytes = kLargestFile);
+KDI_DOOR std::string read_input(std::string const& path, std::size_t most_bytes = kLargestFile);
 
 /// Makes `bytes` the content of the file `path`, whose directory has to exist. An existing file keeps its permissions
 /// and, named by a symbolic link, its place; until the new content is complete it keeps its content too. What is there
 /// and no regular file (a device, a pipe) is written to directly. Throws FileError if the content cannot be stored to
 /// its last byte; then the target is as it was and nothing is left beside it.
-void write_file(std::string const& path, std::string_view bytes);
+KDI_DOOR void write_file(std::string const& path, std::string_view bytes);
 
 /// Whether the path leads to a regular file, and to a directory. Throws FileError if that cannot be found out, since
 /// what is there then must not be passed over for what lies elsewhere.
-bool is_file(std::string const& path);
-bool is_directory(std::string const& path);
+KDI_DOOR bool is_file(std::string const& path);
+KDI_DOOR bool is_directory(std::string const& path);
 
 /// The names in the directory `path` that end in `suffix`, in byte order; none if there is no such directory. Throws
 /// FileError if it is there and cannot be listed to its end.
-std::vector<std::string> list_directory(std::string const& path, std::string_view suffix = {});
+KDI_DOOR std::vector<std::string> list_directory(std::string const& path, std::string_view suffix = {});
 
 /// A text file that grows by whole lines, whatever else writes to it. For any thread.
-class LineFile {
+class KDI_DOOR LineFile {
  public:
   /// Opens the file `path`, which is created if need be. Throws FileError.
   explicit LineFile(std::string path);

@@ -29,11 +29,12 @@
 #include <string_view>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/common/KdiFile.h"
 
 namespace kdi {
 
-class JsonError : public std::runtime_error {
+class KDI_DOOR JsonError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -43,7 +44,7 @@ class JsonRange;
 
 /// One value of a file. Borrowed: it lives as long as the JsonFile that it comes from. Every operation but the
 /// predicates, line, name and place throws JsonError when the value is not what it asks for.
-class JsonValue {
+class KDI_DOOR JsonValue {
  public:
   bool is_object() const;
   bool is_list() const;
@@ -128,7 +129,7 @@ class JsonRange {
 };
 
 /// A parsed file.
-class JsonFile {
+class KDI_DOOR JsonFile {
  public:
   /// Reads and parses the file `path`. Throws FileError if it cannot be read, JsonError if it is no JSON.
   explicit JsonFile(std::string const& path, std::size_t most_bytes = kLargestFile);

@@ -16,6 +16,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace kdi::number {
 
 // --------------------------------------------------------------------------------------------------------- reading
@@ -121,12 +123,12 @@ inline std::string hexadecimal(std::uint64_t value, std::size_t least) {
 // ---------------------------------------------------------------------------------------------- formats of a caller
 
 /// What printf writes; the format itself where it cannot (a wide character that the locale has no bytes for).
-[[gnu::format(printf, 1, 0)]] std::string vprinted(char const* format, va_list list);
-[[gnu::format(printf, 1, 2)]] std::string printed(char const* format, ...);
+[[gnu::format(printf, 1, 0)]] KDI_DOOR std::string vprinted(char const* format, va_list list);
+[[gnu::format(printf, 1, 2)]] KDI_DOOR std::string printed(char const* format, ...);
 
 /// While it lives, this thread's printf and strtod know a point and no groups. Letters stay as the process's locale has
 /// them.
-class PointNumbers {
+class KDI_DOOR PointNumbers {
  public:
   PointNumbers();
   PointNumbers(PointNumbers const&) = delete;

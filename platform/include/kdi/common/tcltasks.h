@@ -7,11 +7,13 @@
 
 #include <string>
 
+#include "kdi/common/KdiDoor.h"
+
 struct Tcl_Interp;
 
 namespace hdi::tcltasks {
 
-class task_manager {
+class KDI_DOOR task_manager {
  public:
   /// Whether the host's journal records a command.
   enum record_mode { record_command, dont_record_command };
@@ -26,6 +28,6 @@ class task_manager {
 
 /// Evaluates `command`, whose answer or error is the interpreter's result; a null interpreter is the default one. An
 /// error is sent as an error message as well, unless `quiet`.
-int tclcmdobj(Tcl_Interp* interp, std::string const& command, task_manager::record_mode record, bool quiet);
+KDI_DOOR int tclcmdobj(Tcl_Interp* interp, std::string const& command, task_manager::record_mode record, bool quiet);
 
 }  // namespace hdi::tcltasks

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/cores/Rule.h"
 
 namespace kdi::cores {
@@ -21,7 +22,7 @@ namespace kdi::cores {
 enum class Severity : std::uint8_t { info, warning, critical_warning, error };
 
 /// The tag that a message of this severity begins with, none for an error.
-std::string_view tag_of(Severity severity);
+KDI_DOOR std::string_view tag_of(Severity severity);
 
 enum class Widget : std::uint8_t { combo, edit, checkbox };
 
@@ -65,7 +66,7 @@ struct Definition {
   Rule rule;
 };
 
-class Core {
+class KDI_DOOR Core {
  public:
   /// Slots of a parameter, beside one another from kSlots times its number on.
   enum Slot : std::uint32_t { kValue, kUser, kGiven, kEnabled, kSlots };
@@ -110,8 +111,8 @@ class Core {
 };
 
 /// The value that a user's text stands for; nothing if it is none of that type. Truths are `1`, `0`, `true`, `false`.
-std::optional<Value> read_value(Type type, std::string_view text);
+KDI_DOOR std::optional<Value> read_value(Type type, std::string_view text);
 /// The text that a value of a parameter shows: truths as `1` and `0`.
-std::string value_text(Value const& value);
+KDI_DOOR std::string value_text(Value const& value);
 
 }  // namespace kdi::cores

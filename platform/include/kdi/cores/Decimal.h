@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace kdi::cores {
 
 __extension__ typedef __int128 Int128;
@@ -16,7 +18,7 @@ __extension__ typedef __int128 Int128;
 ///
 /// Sums and products are exact. One that does not fit throws std::overflow_error; comparisons are exact and never
 /// throw.
-class Decimal {
+class KDI_DOOR Decimal {
  public:
   static constexpr int kMostPlaces = 18;
 
@@ -46,11 +48,11 @@ class Decimal {
   /// Digits, with a point only where something follows it: `12.5`, `-0.001`, `7`.
   std::string text() const;
 
-  friend Decimal operator+(Decimal a, Decimal b);
-  friend Decimal operator-(Decimal a, Decimal b);
-  friend Decimal operator*(Decimal a, Decimal b);
+  friend KDI_DOOR Decimal operator+(Decimal a, Decimal b);
+  friend KDI_DOOR Decimal operator-(Decimal a, Decimal b);
+  friend KDI_DOOR Decimal operator*(Decimal a, Decimal b);
   friend constexpr bool operator==(Decimal a, Decimal b) = default;
-  friend std::strong_ordering operator<=>(Decimal a, Decimal b);
+  friend KDI_DOOR std::strong_ordering operator<=>(Decimal a, Decimal b);
 
  private:
   friend class Cell;

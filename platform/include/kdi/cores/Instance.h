@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/cores/Core.h"
 
 namespace kdi::cores {
@@ -34,7 +35,7 @@ struct Due {
 /// Where a value comes from.
 enum class Origin : std::uint8_t { default_value, user, rule };
 
-class Instance {
+class KDI_DOOR Instance {
  public:
   explicit Instance(std::shared_ptr<Core const> core);
 

@@ -18,12 +18,13 @@
 #include <string_view>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/cores/Value.h"
 
 namespace kdi::cores {
 
 /// What is wrong with a rule as it is written, and where: `offset` counts the bytes before the place.
-class RuleError : public std::runtime_error {
+class KDI_DOOR RuleError : public std::runtime_error {
  public:
   RuleError(std::string const& text, std::size_t offset) : std::runtime_error(text), offset_(offset) {}
   std::size_t offset() const { return offset_; }
@@ -34,7 +35,7 @@ class RuleError : public std::runtime_error {
 
 /// Why a rule has no value for what its slots hold: a number too large, a division by zero, an index that is not there,
 /// a text or list that grows without bound, or too many steps.
-class RuleFault : public std::runtime_error {
+class KDI_DOOR RuleFault : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -57,7 +58,7 @@ struct Function {
 };
 
 /// What names mean to a rule.
-class Scope {
+class KDI_DOOR Scope {
  public:
   virtual ~Scope() = default;
   /// Nothing for an unknown name.
@@ -73,7 +74,7 @@ class Scope {
 struct Syntax;
 struct Code;
 
-class Rule {
+class KDI_DOOR Rule {
  public:
   /// Compiles `text`; the value has the type `wanted`, or with no wanted type whatever type it has. Throws RuleError.
   static Rule compile(std::string_view text, Scope const& scope, std::optional<Type> wanted = std::nullopt);
@@ -93,7 +94,7 @@ class Rule {
 };
 
 /// Evaluates rules, one at a time; holds the memory that this needs.
-class Machine {
+class KDI_DOOR Machine {
  public:
   static constexpr std::uint64_t kMostSteps = 10'000'000;  ///< of one evaluation
   static constexpr std::size_t kLongestText = 1 << 20;     ///< bytes

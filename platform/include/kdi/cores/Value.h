@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/cores/Decimal.h"
 
 namespace kdi::cores {
@@ -23,7 +24,7 @@ enum class Kind : std::uint8_t { nothing, truth, integer, decimal, text, list, d
 
 /// The type of a value or a rule: a kind, and for lists and dictionaries the type of what they hold. `nothing` is the
 /// type of the elements of an empty list.
-class Type {
+class KDI_DOOR Type {
  public:
   static constexpr int kMostDepth = 8;
 
@@ -59,7 +60,7 @@ class Type {
 class Node;
 
 /// A value without ownership, as rules compute with it; 16 bytes.
-class Cell {
+class KDI_DOOR Cell {
  public:
   Cell() = default;
   static Cell of(bool truth) { return Cell(Kind::truth, truth ? 1 : 0); }
@@ -91,9 +92,9 @@ class Cell {
   bool has_node() const { return kind_ >= Kind::text; }
 
   /// Equal values of one type; lists by their elements in order.
-  friend bool operator==(Cell a, Cell b);
+  friend KDI_DOOR bool operator==(Cell a, Cell b);
   /// Truths, numbers and texts (by bytes) have an order; lists and dictionaries are compared element by element.
-  friend std::strong_ordering order(Cell a, Cell b);
+  friend KDI_DOOR std::strong_ordering order(Cell a, Cell b);
 
  private:
   Cell(Kind kind, std::int64_t bits) : kind_(kind), bits_(bits) {}
@@ -107,7 +108,7 @@ class Cell {
 };
 
 /// What a text, a list or a dictionary consists of; counted by those that hold it, one at the beginning.
-class Node {
+class KDI_DOOR Node {
  public:
   using Entries = std::map<std::string, Cell, std::less<>>;
 
@@ -133,7 +134,7 @@ class Node {
 };
 
 /// A value that owns what it holds.
-class Value {
+class KDI_DOOR Value {
  public:
   Value() = default;
   Value(bool truth) : cell_(Cell::of(truth)) {}                   // NOLINT: one for each kind

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/device/HASTJitterCalculatorKelvane.h"
 #include "kdi/device/Range.h"
 
@@ -76,7 +77,7 @@ struct LoopModel {
 enum class ClockPrimitiveKind { mmcm, pll, phy_pll };
 
 /// A block that makes clocks: Fpfd = Fin / D, Fvco = Fpfd M, Fout = Fvco / divide.
-struct ClockPrimitive {
+struct KDI_DOOR ClockPrimitive {
   std::string name;  ///< unique in the device
   ClockPrimitiveKind kind = ClockPrimitiveKind::mmcm;
   int count = 0;  ///< in the device

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/device/Clocking.h"
 #include "kdi/device/IoBank.h"
 #include "kdi/device/Memory.h"
@@ -49,7 +50,7 @@ struct SpeedGrade {
 };
 
 /// A device in one package: which banks and quads lead to pins, and to which.
-struct Package {
+struct KDI_DOOR Package {
   std::string name;
   Properties properties;
   std::vector<IoBank> banks;                      ///< those that have pins, ascending by number
@@ -76,7 +77,7 @@ struct Device {
 };
 
 /// A device in a package at a speed grade, with the rest of what a part's name says.
-struct Part {
+struct KDI_DOOR Part {
   std::string name;
   std::shared_ptr<Device const> device;  ///< holds `package` and `speed`; none of the three is null
   Package const* package = nullptr;

@@ -4,9 +4,10 @@
 
 #include <string>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/device/HDARPart.h"
 
-class HARPartMgr {
+class KDI_DOOR HARPartMgr {
  public:
   /// The process's part manager, never null and never destroyed.
   static HARPartMgr* getGlobal();

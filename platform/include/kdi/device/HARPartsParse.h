@@ -3,9 +3,10 @@
 
 #include <string>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/device/HDARPart.h"
 
-class HARPartsParse {
+class KDI_DOOR HARPartsParse {
  public:
   /// The part that HARPartMgr::getPart gives for `name`: the same pointer, null if it is unknown.
   static HDARPart const* getPart(std::string const& name);

@@ -4,11 +4,13 @@
 #include <memory>
 #include <string>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace kdi::device {
 struct Part;
 }
 
-class HDARPart {
+class KDI_DOOR HDARPart {
  public:
   explicit HDARPart(std::shared_ptr<kdi::device::Part const> values);
 

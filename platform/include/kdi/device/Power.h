@@ -5,11 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace kdi::device {
 
 /// One channel: between two points linear in the line rate; below the first and above the last in proportion to it.
 /// Each PLL in use adds its watts once, however many channels share it.
-struct TransceiverPower {
+struct KDI_DOOR TransceiverPower {
   struct Point {
     double line_rate_gbps = 0;
     double tx_w = 0;
@@ -52,7 +54,7 @@ struct ClockPower {
   double w_per_output_ghz = 0;
 };
 
-struct Power {
+struct KDI_DOOR Power {
   std::vector<TransceiverPower> transceivers;
   std::vector<MemoryPower> memories;
   std::vector<ClockPower> clocks;

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/device/Clocking.h"
 #include "kdi/device/IoBank.h"
 #include "kdi/device/Range.h"
@@ -22,7 +23,7 @@ struct TransceiverPll {
   int fraction_bits = 0;            ///< of a feedback with a fraction; 0 without
 };
 
-struct Transceiver {
+struct KDI_DOOR Transceiver {
   std::string type;  ///< unique in the device, the word that scripts use
   int channels_per_quad = 4;
   std::vector<Range> line_rate_gbps;  ///< ascending, with gaps between them; one channel, one direction

@@ -13,13 +13,15 @@
 #include <utility>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace Ip_Clkwiz {
 
 /// One solver: a part, options, and the last solution.
 ///
 /// A solve replaces the last solution, also when it fails: then nothing is chosen and every figure is 0. Why it failed
 /// is told by getFault and on the message channel HIPClocking (level 1).
-class HIPClkwizImp {
+class KDI_DOOR HIPClkwizImp {
  public:
   HIPClkwizImp();
   ~HIPClkwizImp();
@@ -103,12 +105,12 @@ class HIPClkwizImp {
                                  int const& count, std::string& text, double margin);
 
  private:
-  struct State;
+  struct KDI_INSIDE State;
   std::unique_ptr<State> state_;
 };
 
 /// The solvers, by part and instance.
-class HIPClkwizTclMgr {
+class KDI_DOOR HIPClkwizTclMgr {
  public:
   /// Never null and never destroyed.
   static HIPClkwizTclMgr* GetInstance();

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/common/KdiTypes.h"
 #include "kdi/device/HASTJitterCalculatorKelvane.h"
 
@@ -31,7 +32,7 @@ struct HIPClock {
 };
 
 /// The solver of one part, and its last solution.
-class HIPClockingSoln {
+class KDI_DOOR HIPClockingSoln {
  public:
   explicit HIPClockingSoln(std::string const& name);
   ~HIPClockingSoln();
@@ -88,12 +89,12 @@ class HIPClockingSoln {
                              double inPeriod, std::string& part, std::string& result);
 
  private:
-  struct State;
+  struct KDI_INSIDE State;
   std::unique_ptr<State> state_;
 };
 
 /// The solvers, by the name of their part.
-class HIPClockingMgr {
+class KDI_DOOR HIPClockingMgr {
  public:
   /// Made at the first call; never null.
   static HIPClockingMgr* GetInstance();
@@ -110,7 +111,7 @@ class HIPClockingMgr {
   std::map<std::string, std::unique_ptr<HIPClockingSoln>> solvers_;
 };
 
-class HIPClockingUtils {
+class KDI_DOOR HIPClockingUtils {
  public:
   /// Reads the words of a command by its schema: `-name <necessity:type:default>` for each option, with blanks between.
   /// Necessity is mandatory or optional; the types and what `values` then points to are

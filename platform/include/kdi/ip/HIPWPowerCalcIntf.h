@@ -90,6 +90,8 @@
 #include <map>
 #include <string>
 
+#include "kdi/common/KdiDoor.h"
+
 class HDARPart;
 
 /// A transceiver core. Line rates in Gb/s, frequencies in MHz, widths in bits, the termination in mV, the loss in dB.
@@ -170,7 +172,7 @@ struct MigPowerRecord {
   std::string reservedText2;
 };
 
-class HIPWPowerCalcIntf {
+class KDI_DOOR HIPWPowerCalcIntf {
  public:
   /// A calculator for the part, which lives as long as the process; the caller deletes it. Null for a null part and for
   /// a generation without a power model; a model that is broken is reported with its line and field and is none.

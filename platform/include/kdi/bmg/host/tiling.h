@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace bmg {
 
 /// What is wrong with a description; the placement functions return these numbers.
@@ -27,7 +29,7 @@ enum class Code : int {
 };
 
 /// A description that is refused; the text names the word, its value and the bound.
-class Fault : public std::runtime_error {
+class KDI_DOOR Fault : public std::runtime_error {
  public:
   Fault(Code reason, std::string const& text) : std::runtime_error(text), reason_(reason) {}
   Code reason() const { return reason_; }
@@ -51,7 +53,7 @@ struct TileRun {
   int count() const { return columns() * stack(); }
 };
 
-struct Tiling {
+struct KDI_DOOR Tiling {
   int width;  ///< bits of a row
   int depth;  ///< rows
   std::vector<TileRun> runs;
@@ -63,10 +65,10 @@ struct Tiling {
 };
 
 /// Tiles the memory that `words` describe, by the data of `version` ("v8_3", "v8_4"). Throws fault.
-Tiling tile_memory(std::string_view version, std::vector<std::string_view> const& words);
+KDI_DOOR Tiling tile_memory(std::string_view version, std::vector<std::string_view> const& words);
 
 /// Reads primitives.json and versions.json of `directory` in place of those in use. Throws std::runtime_error naming
 /// file, line and field of what is wrong; the data in use then stay.
-void load_data(std::string const& directory);
+KDI_DOOR void load_data(std::string const& directory);
 
 }  // namespace bmg

@@ -10,11 +10,12 @@
 #include <utility>
 
 #include "kdi/common/HUTGuiEvent.h"
+#include "kdi/common/KdiDoor.h"
 
 namespace gui_event_host {
 
 /// Adds a listener of every event of a type, given as the address of the event.
-int subscribe_to(std::type_index type, std::function<void(void const*)> listener);
+KDI_DOOR int subscribe_to(std::type_index type, std::function<void(void const*)> listener);
 
 /// Adds a listener of the events of type E. Returns a number for unsubscribe.
 template <class E>
@@ -25,6 +26,6 @@ int subscribe(std::function<void(E const&)> listener) {
 
 /// Removes the listener of that number, if there is one. When this returns, it is not called any more, from no thread:
 /// calls on other threads are waited for. A listener may remove itself.
-void unsubscribe(int number);
+KDI_DOOR void unsubscribe(int number);
 
 }  // namespace gui_event_host

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace param_host {
 
 enum class Type { boolean, integer };
@@ -30,35 +32,35 @@ struct Parameter : Declaration {
 };
 
 /// "boolean", "integer"; "default", "file", "program".
-char const* name_of(Type type);
-char const* name_of(Origin origin);
+KDI_DOOR char const* name_of(Type type);
+KDI_DOOR char const* name_of(Origin origin);
 
 /// Adds a parameter. Throws std::invalid_argument if there is one of that name, if the name is not made of letters,
 /// digits, `_`, `.` and `-`, or if the default is none of its type.
-void declare(Declaration declaration);
+KDI_DOOR void declare(Declaration declaration);
 
 /// Sets a value on behalf of the program. Accepted are, for a boolean, `true`, `yes`, `on`, `false`, `no`, `off`
 /// without regard to case, and an integer, of which 0 is false; for an integer, decimal digits with or without a sign,
 /// within 64 bits. Throws std::invalid_argument, and changes nothing, if `name` is not declared or `value` is not
 /// accepted.
-void set(std::string const& name, std::string const& value);
+KDI_DOOR void set(std::string const& name, std::string const& value);
 
 /// Takes back what the program set, so that the value of a file or the default holds again. Throws
 /// std::invalid_argument if `name` is not declared.
-void unset(std::string const& name);
+KDI_DOOR void unset(std::string const& name);
 
 /// One parameter. Throws std::invalid_argument if `name` is not declared.
-Parameter get(std::string const& name);
+KDI_DOOR Parameter get(std::string const& name);
 
 /// All parameters in byte order of their names.
-std::vector<Parameter> list();
+KDI_DOOR std::vector<Parameter> list();
 
 /// Takes the values in the file `path`, over those of earlier files: a JSON object of names to true, false or integers,
 /// as each parameter's type asks. Throws kdi::FileError or kdi::JsonError (common/KdiJson.h), with file, line, field
 /// and accepted form, and then changes nothing.
-void load_file(std::string const& path);
+KDI_DOOR void load_file(std::string const& path);
 
 /// Writes the values that are not mere defaults as such a file. Throws kdi::FileError if it cannot be written whole.
-void save_file(std::string const& path);
+KDI_DOOR void save_file(std::string const& path);
 
 }  // namespace param_host

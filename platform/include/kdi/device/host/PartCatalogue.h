@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/device/Device.h"
 #include "kdi/device/HDARPart.h"
 
@@ -21,7 +22,7 @@ namespace kdi::device {
 /// have a file of the same name, the first one's counts. Errors are kdi::JsonError and kdi::FileError (common/),
 /// whose text names file, line and field; a file that failed is read again when it is asked for again. A directory that
 /// cannot be listed is an error too, since half a list would hide devices.
-class PartCatalogue {
+class KDI_DOOR PartCatalogue {
  public:
   explicit PartCatalogue(std::vector<std::string> directories);
 
@@ -56,10 +57,10 @@ class PartCatalogue {
 };
 
 /// Reads a device file and returns its parts; a family file is looked for beside it first, then in `directories`.
-std::vector<Part> read_device_file(std::string const& path, std::vector<std::string> const& directories);
+KDI_DOOR std::vector<Part> read_device_file(std::string const& path, std::vector<std::string> const& directories);
 
 /// The same for the text of a file; errors call it `name`.
-std::vector<Part> read_device_text(std::string_view text, std::string const& name,
-                                   std::vector<std::string> const& directories);
+KDI_DOOR std::vector<Part> read_device_text(std::string_view text, std::string const& name,
+                                            std::vector<std::string> const& directories);
 
 }  // namespace kdi::device

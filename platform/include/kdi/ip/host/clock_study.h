@@ -28,16 +28,18 @@
 #include <string_view>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace kdi::clocking {
 
 /// A question that cannot be asked: the text names the word, its value and what it may be.
-struct StudyFault : std::runtime_error {
+struct KDI_DOOR StudyFault : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 /// The best setting, or why there is none: the limits that bind and what they would have to be, the nearest setting,
 /// inputs that would make it exact. Throws StudyFault.
-std::string study_setting(std::vector<std::string_view> const& words);
+KDI_DOOR std::string study_setting(std::vector<std::string_view> const& words);
 
 /// The most settings that study_trade_offs gives.
 inline constexpr std::size_t kMostTradeOffs = 1000;
@@ -45,6 +47,6 @@ inline constexpr std::size_t kMostTradeOffs = 1000;
 /// The settings that no other one beats in error, jitter and power together, in ascending order of the error. Of more
 /// than kMostTradeOffs, so many evenly chosen along that order, the first and the last among them: a tolerance in the
 /// question looks closer. Without any the limits forbid all. Throws StudyFault.
-std::string study_trade_offs(std::vector<std::string_view> const& words);
+KDI_DOOR std::string study_trade_offs(std::vector<std::string_view> const& words);
 
 }  // namespace kdi::clocking
