@@ -3,8 +3,8 @@
 //   clocktools::setting name value ?name value ...?     -> dictionary
 //   clocktools::trade_offs name value ?name value ...?  -> list of dictionaries
 //
-// data/commands/clocktools.json lists the names and the keys of the answers. A question that cannot be asked is an error;
-// one that has no solution is not, for why is the answer.
+// data/commands/clocktools.json lists the names and the keys of the answers. A question that cannot be asked is an
+// error; one that has no solution is not, for why is the answer.
 #include <tcl.h>
 
 #include <string>

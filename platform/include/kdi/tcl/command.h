@@ -162,7 +162,7 @@ using Words = std::span<Tcl_Obj* const>;
 /// reference to what it is. It returns the result, of any type that new_value takes, or nothing for an empty one, or,
 /// if it asks for the interpreter and sets the result itself, Tcl's code.
 template <auto function>
-int handler(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+[[gnu::visibility("hidden")]] int handler(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   const auto give = [&]<class Asked>(std::type_identity<Asked>) -> decltype(auto) {
     if constexpr (std::is_same_v<Asked, Words>)
       return Words(objv + 1, static_cast<std::size_t>(objc) - 1);
