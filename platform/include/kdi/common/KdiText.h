@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
+
 namespace kdi::text {
 
 /// What separates words: the blanks of the C locale.
@@ -105,7 +107,7 @@ inline void append_word(std::string& list, std::string_view word) {
 
 /// The text for a terminal, which would obey control characters: but for tabs and line ends they are written as
 /// `\u001b`, those that UTF-8 has two bytes for included.
-std::string printable(std::string_view text);
+KDI_DOOR std::string printable(std::string_view text);
 
 /// The most that an error repeats of a text that it was given, in bytes.
 inline constexpr std::size_t kMostShown = 200;
