@@ -113,9 +113,9 @@ KDI_DOOR std::string printable(std::string_view text);
 inline constexpr std::size_t kMostShown = 200;
 
 /// The text for an error: of one that is longer than `most` bytes the begin, to a whole character of UTF-8, and dots.
-std::string shortened(std::string_view text, std::size_t most = kMostShown);
+KDI_DOOR std::string shortened(std::string_view text, std::size_t most = kMostShown);
 /// The same, with the dots in the middle, for a text whose end tells as much as its begin.
-std::string shortened_in_the_middle(std::string_view text, std::size_t most = kMostShown);
+KDI_DOOR std::string shortened_in_the_middle(std::string_view text, std::size_t most = kMostShown);
 
 /// The text between double quotes, as messages show words that people gave.
 inline std::string quoted(std::string_view text) {
