@@ -57,6 +57,10 @@ function(iptasks_load_options name)
     LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/own_names.map)
   target_link_options(${name} PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/own_names.map
     -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,--hash-style=gnu -Wl,-O1)
+  # What no library that is linked defines is a mistake, to be found here and not when a script loads the library.
+  if(NOT IPTASKS_SANITIZE)
+    target_link_options(${name} PRIVATE -Wl,-z,defs)
+  endif()
 endfunction()
 
 # import_engines(target engine...): the target calls the engines, and the loader meets them only when it does (see
@@ -73,8 +77,4 @@ function(import_engines target)
       DEPENDS ${engine} ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh VERBATIM)
     target_sources(${target} PRIVATE ${stubs})
   endforeach()
-  # What no library that is linked defines is a mistake, to be found here and not when a script loads the package.
-  if(NOT IPTASKS_SANITIZE)
-    target_link_options(${target} PRIVATE -Wl,-z,defs)
-  endif()
 endfunction()

@@ -8,3 +8,4 @@ function(add_check name)
 endfunction()
 
 add_check(tests_assert)
+add_check(includes)

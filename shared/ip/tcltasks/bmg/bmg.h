@@ -3,7 +3,7 @@
 // _tcl.
 #pragma once
 
-#include <tcl.h>
+struct Tcl_Interp;
 
 namespace bmg_init::bmg_kdi_tcltasks {
 void init(Tcl_Interp* interp);

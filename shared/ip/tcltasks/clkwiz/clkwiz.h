@@ -1,9 +1,9 @@
 // The commands of the clock wizard.
 #pragma once
 
-#include <tcl.h>
-
 #include <string>
+
+struct Tcl_Interp;
 
 namespace Ip_Clkwiz {
 

@@ -1,7 +1,7 @@
 // The two FEC families as the package's frame sees them.
 #pragma once
 
-#include <tcl.h>
+struct Tcl_Interp;
 
 namespace sd_fec {
 void init(Tcl_Interp* interp);  ///< registers the commands

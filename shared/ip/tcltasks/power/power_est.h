@@ -1,12 +1,12 @@
 // Estimated power of memory interface and transceiver cores.
 #pragma once
 
-#include <tcl.h>
-
 #include <map>
 #include <string>
 
 #include "kdi/common/KdiTypes.h"
+
+struct Tcl_Interp;
 
 namespace power_est_init::power_est_kdi_tcltasks {
 

@@ -1,12 +1,12 @@
 // ducddcgen: the text files that describe one up- or down-converter chain of the catalogue.
 #pragma once
 
-#include <tcl.h>
-
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+struct Tcl_Interp;
 
 namespace ducddcgen_init {
 
