@@ -1,5 +1,5 @@
 # The services of platform/common.
-foreach(name gui_event_test hpa_param_mgr_test hut_file_test i18n_test kdi_file_test kdi_json_test kdi_number_test kdi_text_test
+foreach(name gui_event_test hpa_param_mgr_test hut_file_test i18n_test kdi_file_test kdi_instances_test kdi_json_test kdi_number_test kdi_text_test
     tcl_services_test)
   add_unit_test(${name} LABELS platform)
 endforeach()

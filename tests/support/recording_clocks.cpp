@@ -3,6 +3,9 @@
 #include <dlfcn.h>
 
 #include <cstdio>
+#include <map>
+#include <memory>
+#include <utility>
 
 #include "kdi/ip/HIPClkwiz.h"
 #include "kdi/ip/HIPClocking.h"
@@ -134,6 +137,9 @@ bool HIPClkwizImp::getClkwizInputFrequencies(std::string const& name, double con
   return answers.success;
 }
 
+struct HIPClkwizTclMgr::Solvers : std::map<std::pair<std::string, std::string>, HIPClkwizImp> {};
+HIPClkwizTclMgr::HIPClkwizTclMgr() : solvers_(std::make_unique<Solvers>()) {}
+HIPClkwizTclMgr::~HIPClkwizTclMgr() = default;
 HIPClkwizTclMgr* HIPClkwizTclMgr::GetInstance() {
   static HIPClkwizTclMgr manager;
   return &manager;
@@ -141,9 +147,7 @@ HIPClkwizTclMgr* HIPClkwizTclMgr::GetInstance() {
 HIPClkwizImp* HIPClkwizTclMgr::getClkwizImp(std::string& part, std::string& instance) {
   record("getClkwizImp", part, instance);
   if (!answers.has_solver) return nullptr;
-  auto& solver = solvers_[{part, instance}];
-  if (!solver) solver = std::make_unique<HIPClkwizImp>();
-  return solver.get();
+  return &(*solvers_)[{part, instance}];
 }
 void HIPClkwizTclMgr::deleteClkwizImp(std::string& part, std::string& instance) {
   record("deleteClkwizImp", part, instance);
@@ -239,6 +243,9 @@ bool HIPClockingSoln::computeMinimalClkInst(std::vector<double> const& outputs,
   return answers.success;
 }
 
+struct HIPClockingMgr::Solvers : std::map<std::string, HIPClockingSoln> {};
+HIPClockingMgr::HIPClockingMgr() : solvers_(std::make_unique<Solvers>()) {}
+HIPClockingMgr::~HIPClockingMgr() = default;
 HIPClockingMgr* HIPClockingMgr::GetInstance() {
   static HIPClockingMgr manager;
   record("GetInstance");
@@ -247,9 +254,7 @@ HIPClockingMgr* HIPClockingMgr::GetInstance() {
 HIPClockingSoln* HIPClockingMgr::getClkwizSoln(std::string& name) {
   record("getClkwizSoln", name);
   if (!answers.has_solver) return nullptr;
-  auto& solver = solvers_[name];
-  if (!solver) solver = std::make_unique<HIPClockingSoln>(name);
-  return solver.get();
+  return &solvers_->try_emplace(name, name).first->second;
 }
 void HIPClockingMgr::deleteClockingSoln(std::string& name) { record("deleteClockingSoln", name); }
 void HIPClockingMgr::terminateInstance() { record("terminateInstance"); }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <numeric>
 #include <sstream>
@@ -568,6 +569,53 @@ TEST(ClkwizEngine, SolversAreKeptByPartAndInstance) {
   EXPECT_FALSE(manager.getClkwizImp(part, b)->globalBufferInputClk) << "a new one";
 }
 
+// What a script has said to a solver, it may ask of it later.
+TEST(ClkwizEngine, ASolverIsBlankUntilItIsToldAnything) {
+  using Imp = Ip_Clkwiz::HIPClkwizImp;
+  std::string mode = "DOWN_LOW";
+  double number = 1;
+  const std::function<void(Imp&)> sayings[] = {[](Imp& solver) { solver.setPart("unknown"); },
+                                               [](Imp& solver) { solver.setLowBandwidth(true); },
+                                               [](Imp& solver) { solver.setDynReconfig(true); },
+                                               [](Imp& solver) { solver.setSpreadSpectrum(true); },
+                                               [](Imp& solver) { solver.setFinePS(true); },
+                                               [&](Imp& solver) { solver.setSSMode(mode); },
+                                               [&](Imp& solver) { solver.setSSModFreq(number); },
+                                               [&](Imp& solver) { solver.setClkInUIJitter(number); },
+                                               [](Imp& solver) { solver.globalBufferInputClk = true; }};
+  for (auto const& say : sayings) {
+    Imp solver;
+    EXPECT_TRUE(solver.isBlank());
+    say(solver);
+    EXPECT_FALSE(solver.isBlank()) << &say - sayings;
+  }
+}
+
+TEST(ClkwizEngine, SolversThatNobodyToldAnythingAreForgottenAndOthersAreLimited) {
+  auto& manager = *Ip_Clkwiz::HIPClkwizTclMgr::GetInstance();
+  constexpr std::size_t kMost = Ip_Clkwiz::HIPClkwizTclMgr::kMost;
+  std::string key = "many";
+  const auto solver_of = [&](std::size_t number) {
+    std::string instance = std::to_string(number);
+    return manager.getClkwizImp(key, instance);
+  };
+  solver_of(0)->setLowBandwidth(true);
+  for (std::size_t i = 1; i < 2 * kMost; ++i) ASSERT_NE(solver_of(i), nullptr) << i;
+  EXPECT_FALSE(solver_of(0)->isBlank());
+  std::size_t told = 0;
+  for (; told < 2 * kMost; ++told) {
+    auto* const solver = solver_of(told);
+    if (solver == nullptr) break;
+    solver->setLowBandwidth(true);
+  }
+  EXPECT_EQ(told, kMost);
+  for (std::size_t i = 0; i < told; ++i) {
+    std::string instance = std::to_string(i);
+    manager.deleteClkwizImp(key, instance);
+  }
+  EXPECT_NE(solver_of(0), nullptr);
+}
+
 // ========================================================================================================= clocking
 
 using Ip_Clocking::HIPClock;
@@ -924,6 +972,27 @@ TEST(ClockingEngine, TheManagerKeepsSolversByName) {
   EXPECT_NE(manager.getClkwizSoln(name), nullptr);
   HIPClockingMgr::terminateInstance();
   EXPECT_NE(HIPClockingMgr::GetInstance()->getClkwizSoln(name), nullptr);
+  HIPClockingMgr::terminateInstance();
+}
+
+TEST(ClockingEngine, TheManagerForgetsWhatSolvedNothing) {
+  HIPClockingMgr::terminateInstance();
+  auto& manager = *HIPClockingMgr::GetInstance();
+  Clocks of("zrv9010");
+  auto* const solver = manager.getClkwizSoln(of.name);
+  EXPECT_TRUE(solver->isBlank());
+  std::vector<HIPClock> clocks{{.frequency = 100}};
+  std::string dict;
+  ASSERT_TRUE(solver->calculateMandD(clocks, of.name, of.errors, 100, 0, of.primitive, true, false, false, false, false,
+                                     "", 0, 10, 0, dict));
+  EXPECT_FALSE(solver->isBlank());
+  for (int i = 0; i < 20000; ++i) {  // more than are ever kept
+    std::string unknown = "unknown" + std::to_string(i);
+    ASSERT_NE(manager.getClkwizSoln(unknown), nullptr) << i;
+  }
+  double value = 0;
+  EXPECT_EQ(manager.getClkwizSoln(of.name), solver);
+  EXPECT_TRUE(solver->getPhaseError(&value, 0));
   HIPClockingMgr::terminateInstance();
 }
 

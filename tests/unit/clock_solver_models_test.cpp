@@ -5,10 +5,10 @@
 #include <limits>
 #include <stdexcept>
 
+#include "kdi/common/KdiNumber.h"
 #include "kdi/device/host/PartCatalogue.h"
 #include "kdi/ip/HIPClkwiz.h"
 #include "kdi/ip/HIPClocking.h"
-#include "platform/ip/clock_faces/number_lists.h"
 #include "platform/ip/clock_faces/part_primitives.h"
 #include "platform/ip/clocking/models.h"
 #include "platform/ip/clocking/queries.h"
@@ -140,9 +140,9 @@ TEST(Figures, AreTheSameWhoeverIsAsked) {
     auto kind = Ip_Clocking::CLKPRIM_MMCM;
     ASSERT_TRUE(solver.calculateMandD(clocks, name, errors, 100, 0, kind, true, false, false, false, false, "", 0, 10,
                                       10, dict));
-    EXPECT_NE(dict.find("phase_error " + fixed_text(solution.phase_error_ps, 3)), std::string::npos) << dict;
-    EXPECT_NE(dict.find("power " + fixed_text(solution.power_w, 4)), std::string::npos) << dict;
-    EXPECT_NE(dict.find("jitter " + fixed_text(solution.jitter_ps, 3)), std::string::npos) << dict;
+    EXPECT_NE(dict.find("phase_error " + kdi::number::fixed(solution.phase_error_ps, 3)), std::string::npos) << dict;
+    EXPECT_NE(dict.find("power " + kdi::number::fixed(solution.power_w, 4)), std::string::npos) << dict;
+    EXPECT_NE(dict.find("jitter " + kdi::number::fixed(solution.jitter_ps, 3)), std::string::npos) << dict;
     double phase_error = 0;
     ASSERT_TRUE(solver.getPhaseError(&phase_error, 0));
     EXPECT_NEAR(phase_error, solution.phase_error_ps, 1e-9);

@@ -1,32 +1,27 @@
 // Words of commands to values.
 #include <algorithm>
-#include <cctype>
-#include <charconv>
 #include <cmath>
 #include <memory>
 #include <optional>
 
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/ip/HIPClocking.h"
 #include "platform/ip/clock_faces/number_lists.h"
 
 namespace Ip_Clocking {
 namespace {
 
-std::optional<bool> read_bool(std::string word) {
-  std::ranges::transform(word, word.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+std::optional<bool> read_bool(std::string_view word) {
   for (char const* yes : {"true", "yes", "on", "1"})
-    if (word == yes) return true;
+    if (kdi::text::same_but_case(word, yes)) return true;
   for (char const* no : {"false", "no", "off", "0"})
-    if (word == no) return false;
+    if (kdi::text::same_but_case(word, no)) return false;
   return std::nullopt;
 }
 
 std::optional<long> read_long(std::string_view word) {
-  if (word.starts_with('+') && !word.starts_with("+-")) word.remove_prefix(1);
-  long value = 0;
-  const auto [end, fault] = std::from_chars(word.data(), word.data() + word.size(), value);
-  if (fault != std::errc() || end != word.data() + word.size()) return std::nullopt;
-  return value;
+  return kdi::number::whole<long>(kdi::number::without_plus(word));
 }
 
 using Values = std::map<std::string, void*>;
@@ -63,21 +58,21 @@ struct OptionSpec {
 };
 using Schema = std::map<std::string, OptionSpec>;
 
-bool is_option_name(std::string const& word) {
+bool is_option_name(std::string_view word) {
   return word.size() > 1 && word[0] == '-' &&
-         std::all_of(word.begin() + 1, word.end(), [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; });
+         std::all_of(word.begin() + 1, word.end(), [](char c) { return kdi::text::is_letter_or_digit(c) || c == '_'; });
 }
 
 // "<mandatory:double:10.00>"
-std::optional<OptionSpec> read_spec(std::string const& text) {
+std::optional<OptionSpec> read_spec(std::string_view text) {
   if (text.size() < 2 || text.front() != '<' || text.back() != '>') return std::nullopt;
   const std::size_t first = text.find(':'), second = text.find(':', first + 1);
   if (first == std::string::npos || second == std::string::npos) return std::nullopt;
   OptionSpec spec;
-  const std::string necessity = text.substr(1, first - 1), type = text.substr(first + 1, second - first - 1);
+  const std::string_view necessity = text.substr(1, first - 1), type = text.substr(first + 1, second - first - 1);
   if (necessity != "mandatory" && necessity != "optional") return std::nullopt;
   spec.is_mandatory = necessity == "mandatory";
-  const auto found = std::ranges::find(kTypes, type, [](Type const& known) { return std::string(known.name); });
+  const auto found = std::ranges::find(kTypes, type, [](Type const& known) { return std::string_view(known.name); });
   if (found == std::end(kTypes)) return std::nullopt;
   spec.type = found;
   spec.default_word = text.substr(second + 1, text.size() - second - 2);
@@ -87,17 +82,11 @@ std::optional<OptionSpec> read_spec(std::string const& text) {
 
 std::optional<Schema> read_schema(std::string const& text) {
   Schema schema;
-  constexpr char kBlank = ' ';
-  std::vector<std::string> parts;
-  for (std::size_t begin = text.find_first_not_of(kBlank); begin != std::string::npos;) {
-    const std::size_t end = text.find(kBlank, begin);
-    parts.push_back(text.substr(begin, end - begin));
-    begin = text.find_first_not_of(kBlank, end);
-  }
+  const std::vector<std::string_view> parts = kdi::text::words(text, " ");
   if (parts.size() % 2 != 0) return std::nullopt;
   for (std::size_t i = 0; i < parts.size(); i += 2) {
     const auto spec = read_spec(parts[i + 1]);
-    if (!is_option_name(parts[i]) || !spec || !schema.emplace(parts[i], *spec).second) return std::nullopt;
+    if (!is_option_name(parts[i]) || !spec || !schema.emplace(std::string(parts[i]), *spec).second) return std::nullopt;
   }
   return schema;
 }
@@ -152,7 +141,7 @@ bool HIPClockingUtils::validateAndConvertDouble(std::string const& text, double&
 
 bool HIPClockingUtils::convertDoubleToString(double const& value, std::string& text) {
   if (!std::isfinite(value)) return false;
-  text = kdi::clocking::fixed_text(value, 3);
+  text = kdi::number::fixed(value, 3);
   return true;
 }
 

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <numeric>
+#include <map>
 #include <optional>
 #include <utility>
 
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
+#include "platform/ip/clock_faces/dictionaries.h"
 #include "platform/ip/clock_faces/number_lists.h"
 #include "platform/ip/clock_faces/part_primitives.h"
 #include "platform/ip/clock_faces/questions.h"
@@ -14,62 +17,47 @@
 namespace kdi::clocking {
 namespace {
 
-constexpr double kMillion = 1e6;
-constexpr int kDegreesOfTurn = 360;
+using text::quoted;
 
-// The words of a question, each at most once.
-enum Word : std::size_t {
-  kPart,
-  kPrimitive,
-  kInput,
-  kSecondInput,
-  kOutputs,
-  kPhases,
-  kDutyCycles,
-  kPhy,
-  kPrefer,
-  kBandwidth,
-  kFinePhase,
-  kWhole,
-  kSpread,
-  kTolerance,
-  kPhaseTolerance,
-  kDutyTolerance
-};
-constexpr std::array<std::string_view, 16> kWords = {
-    "part",   "primitive", "input",      "second_input", "outputs", "phases",    "duty_cycles",     "phy",
-    "prefer", "bandwidth", "fine_phase", "whole",        "spread",  "tolerance", "phase_tolerance", "duty_tolerance"};
+constexpr std::int64_t kMillion = 1000000;
+constexpr std::int64_t kDegreesOfTurn = 360;
 
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+// The words of a question, each at most once, in the order in which a refusal lists them.
+using Word = std::string_view;
+constexpr Word kPart = "part", kPrimitive = "primitive", kInput = "input", kSecondInput = "second_input",
+               kOutputs = "outputs", kPhases = "phases", kDutyCycles = "duty_cycles", kPhy = "phy", kPrefer = "prefer",
+               kBandwidth = "bandwidth", kFinePhase = "fine_phase", kWhole = "whole", kSpread = "spread",
+               kTolerance = "tolerance", kPhaseTolerance = "phase_tolerance", kDutyTolerance = "duty_tolerance";
+constexpr std::array kWords = {kPart,       kPrimitive, kInput,          kSecondInput,  kOutputs,   kPhases,
+                               kDutyCycles, kPhy,       kPrefer,         kBandwidth,    kFinePhase, kWhole,
+                               kSpread,     kTolerance, kPhaseTolerance, kDutyTolerance};
 
 template <class Names>
 std::string listed(Names const& names) {
-  std::string list;
-  for (auto const& name : names) (list += list.empty() ? "" : ", ") += name;
-  return list;
+  return text::joined(names, ", ");
 }
 
 class Words {
  public:
   explicit Words(std::vector<std::string_view> const& words) {
     for (std::size_t i = 0; i < words.size(); i += 2) {
-      const auto at = std::find(kWords.begin(), kWords.end(), words[i]);
-      if (at == kWords.end()) throw Fault{"no word is called " + quoted(words[i]) + "; there are " + listed(kWords)};
-      const auto word = static_cast<Word>(at - kWords.begin());
-      if (values_[word]) refuse(word, "is given twice");
+      const Word word = words[i];
+      if (std::ranges::find(kWords, word) == kWords.end())
+        throw Fault{"no word is called " + quoted(word) + "; there are " + listed(kWords)};
+      if (has(word)) refuse(word, "is given twice");
       if (i + 1 == words.size()) refuse(word, "has no value");
       values_[word] = words[i + 1];
     }
   }
 
   [[noreturn]] static void refuse(Word word, std::string const& what) {
-    throw Fault{"word " + quoted(kWords[word]) + ": " + what};
+    throw Fault{"word " + quoted(word) + ": " + what};
   }
 
-  bool has(Word word) const { return values_[word].has_value(); }
+  bool has(Word word) const { return values_.contains(word); }
   std::string text(Word word) const {
-    if (!values_[word]) refuse(word, "is missing");
-    return std::string(*values_[word]);
+    if (!has(word)) refuse(word, "is missing");
+    return std::string(values_.at(word));
   }
   double number(Word word) const {
     if (const auto value = read_number(text(word))) return *value;
@@ -82,7 +70,7 @@ class Words {
   // The index of the value among `names`; 0 if the word is not given.
   std::size_t choice(Word word, std::initializer_list<std::string_view> names) const {
     if (!has(word)) return 0;
-    const auto at = std::find(names.begin(), names.end(), *values_[word]);
+    const auto at = std::find(names.begin(), names.end(), values_.at(word));
     if (at == names.end()) refuse(word, quoted(text(word)) + " is none of " + listed(names));
     return static_cast<std::size_t>(at - names.begin());
   }
@@ -92,12 +80,12 @@ class Words {
     if (!has(word)) return std::nullopt;
     const double value = number(word);
     if (!(value >= 0 && value <= static_cast<double>(whole)))
-      refuse(word, number_text(value) + " is outside 0 to " + std::to_string(whole));
+      refuse(word, number::plain(value) + " is outside 0 to " + std::to_string(whole));
     return Rational::nearest(value, kSteps) / whole;
   }
 
  private:
-  std::array<std::optional<std::string_view>, kWords.size()> values_;
+  std::map<Word, std::string_view> values_;
 };
 
 // What is asked, and of which primitive.
@@ -128,7 +116,7 @@ std::optional<SpreadRequest> spread_of(Words const& words) {
   const std::vector<std::string> parts = split_words(words.text(kSpread));
   const auto khz = parts.size() == 2 ? read_number(parts[1]) : std::nullopt;
   if (!khz) Words::refuse(kSpread, quoted(words.text(kSpread)) + " is no mode with a frequency in kHz");
-  return SpreadRequest{parts[0], angle("modulation frequency in kHz,", *khz, 1e-3, 6e4) * 1000};
+  return spread(parts[0], *khz);
 }
 
 Request request_of(Words const& words) {
@@ -138,20 +126,16 @@ Request request_of(Words const& words) {
   const std::vector<double> outputs = words.numbers(kOutputs);
   const std::vector<double> phases = numbers_for(words, kPhases, outputs.size(), 0);
   const std::vector<double> duty_cycles = numbers_for(words, kDutyCycles, outputs.size(), 50);
-  for (std::size_t i = 0; i < outputs.size(); ++i) {
-    OutputRequest output;
-    output.frequency_hz = frequency("output", outputs[i]);
-    output.phase_deg = phase(phases[i]);
-    output.duty = duty(duty_cycles[i]);
-    request.outputs.push_back(output);
-  }
+  std::vector<Wish> wishes;
+  for (std::size_t i = 0; i < outputs.size(); ++i) wishes.push_back({outputs[i], phases[i], duty_cycles[i]});
+  add_outputs(request, wishes);
   if (words.has(kPhy)) request.high_speed_hz = frequency("phy", words.number(kPhy));
   request.preference = words.choice(kPrefer, {"jitter", "power"}) == 0 ? Preference::low_jitter : Preference::low_power;
   request.bandwidth = words.choice(kBandwidth, {"OPTIMIZED", "LOW"}) == 0 ? Bandwidth::optimized : Bandwidth::low;
   request.fine_phase = words.choice(kFinePhase, {"false", "true"}) == 1;
   request.whole_counters = words.choice(kWhole, {"false", "true"}) == 1;
   request.spread = spread_of(words);
-  request.tolerance = words.tolerance(kTolerance, static_cast<std::int64_t>(kMillion));
+  request.tolerance = words.tolerance(kTolerance, kMillion);
   request.phase_tolerance = words.tolerance(kPhaseTolerance, kDegreesOfTurn);
   request.duty_tolerance = words.tolerance(kDutyTolerance, 100);
   return request;
@@ -168,9 +152,7 @@ Question read(Words const& words) {
 }
 
 std::string setting_dict(Question const& question, Solution const& solution) {
-  std::vector<std::size_t> indices(question.request.outputs.size());
-  std::iota(indices.begin(), indices.end(), std::size_t{0});
-  return solution_dict({question.primitive, question.request, solution}, indices);
+  return solution_dict({question.primitive, question.request, solution});
 }
 
 std::string range_text(Range const& range, Unit const& unit) {
@@ -193,16 +175,15 @@ std::string binding_dict(Binding const& binding) {
 }
 
 std::string diagnosis_dict(Question const& question, Diagnosis const& diagnosis) {
-  std::string dict, limits, inputs;
+  std::string dict, limits;
   put(dict, "reason", braced(diagnosis.text));
-  for (Binding const& binding : diagnosis.bindings) append_word(limits, braced(binding_dict(binding)));
+  for (Binding const& binding : diagnosis.bindings) text::append_word(limits, braced(binding_dict(binding)));
   put(dict, "limits", braced(limits));
   if (diagnosis.nearest) {
     put(dict, "nearest", braced(setting_dict(question, *diagnosis.nearest)));
-    put(dict, "nearest_ppm", fixed_text(diagnosis.nearest_ppm, 3));
+    put(dict, "nearest_ppm", number::fixed(diagnosis.nearest_ppm, 3));
   }
-  for (Rational const& input : diagnosis.exact_inputs_hz) append_word(inputs, mhz_text(input));
-  put(dict, "exact_inputs", braced(inputs));
+  put(dict, "exact_inputs", braced(mhz_list(diagnosis.exact_inputs_hz)));
   return dict;
 }
 
@@ -230,9 +211,9 @@ std::string study_trade_offs(std::vector<std::string_view> const& words) {
     std::string list;
     for (ParetoPoint const& point : pareto_front(question.primitive, question.request, kMostTradeOffs)) {
       std::string dict;
-      put(dict, "error_ppm", fixed_text(point.worst_error.to_double() * kMillion, 3));
+      put(dict, "error_ppm", number::fixed(point.worst_error.to_double() * static_cast<double>(kMillion), 3));
       put(dict, "setting", braced(setting_dict(question, point.solution)));
-      append_word(list, braced(dict));
+      text::append_word(list, braced(dict));
     }
     return list;
   });

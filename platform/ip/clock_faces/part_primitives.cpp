@@ -1,11 +1,11 @@
 #include "platform/ip/clock_faces/part_primitives.h"
 
 #include <algorithm>
-#include <cctype>
 #include <limits>
 
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/device/HARPartMgr.h"
-#include "platform/ip/clock_faces/number_lists.h"
 
 namespace kdi::clocking {
 namespace {
@@ -98,8 +98,8 @@ Primitive solver_primitive(device::Part const& part, device::ClockPrimitive cons
 
 std::string outside(char const* what, double mhz, device::Range const& range) {
   if (range.contains(mhz)) return {};
-  return std::string(what) + " " + number_text(mhz) + " MHz is outside " + number_text(range.min) + " to " +
-         number_text(range.max) + " MHz";
+  return std::string(what) + " " + number::plain(mhz) + " MHz is outside " + number::plain(range.min) + " to " +
+         number::plain(range.max) + " MHz";
 }
 
 std::string with_nearest(std::string const& fault, Primitive const& primitive, Request const& request) {
@@ -107,11 +107,11 @@ std::string with_nearest(std::string const& fault, Primitive const& primitive, R
   return fault + ". " + (result.solution ? nearest_text(*result.solution) : result.error);
 }
 
-std::optional<HASTJitterCalculatorKelvane::BANDWIDTH> bandwidth_of(std::string text) {
-  std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  if (text == "LOW") return HASTJitterCalculatorKelvane::BW_LOW;
-  if (text == "HIGH") return HASTJitterCalculatorKelvane::BW_HIGH;
-  if (text == "OPTIMIZED") return HASTJitterCalculatorKelvane::BW_OPTIMIZED;
+std::optional<HASTJitterCalculatorKelvane::BANDWIDTH> bandwidth_of(std::string_view word) {
+  using Word = HASTJitterCalculatorKelvane;
+  if (text::same_but_case(word, "LOW")) return Word::BW_LOW;
+  if (text::same_but_case(word, "HIGH")) return Word::BW_HIGH;
+  if (text::same_but_case(word, "OPTIMIZED")) return Word::BW_OPTIMIZED;
   return std::nullopt;
 }
 

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kdi/device/Device.h"
@@ -34,7 +35,7 @@ std::string outside(char const* what, double mhz, device::Range const& range);
 std::string with_nearest(std::string const& fault, Primitive const& primitive, Request const& request);
 
 /// LOW, HIGH or OPTIMIZED in letters of either case.
-std::optional<HASTJitterCalculatorKelvane::BANDWIDTH> bandwidth_of(std::string text);
+std::optional<HASTJitterCalculatorKelvane::BANDWIDTH> bandwidth_of(std::string_view word);
 
 /// The primitive with the widest limits that any of the device's speed grades gives it.
 device::ClockPrimitive widest(device::Device const& device, device::ClockPrimitive primitive);

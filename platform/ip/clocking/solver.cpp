@@ -103,12 +103,16 @@ std::optional<std::string> fault_of(Primitive const& primitive, Request const& r
   return std::nullopt;
 }
 
-std::optional<Solution> best_setting(Primitive const& primitive, Request const& request) {
+namespace {
+
+std::optional<Solution> search(Primitive const& primitive, Request const& request) {
   Search search(primitive, request);
   const auto setting = search.best();
   if (!setting) return std::nullopt;
   return search.describe(*setting);
 }
+
+}  // namespace
 
 Result solve(Primitive const& primitive, Request const& request) {
   Result result;
@@ -117,7 +121,7 @@ Result solve(Primitive const& primitive, Request const& request) {
     return result;
   }
   try {
-    result.solution = best_setting(primitive, request);
+    result.solution = search(primitive, request);
     if (result.solution) return result;
     result.diagnosis = diagnose(primitive, request);
     result.error = result.diagnosis->text;
@@ -125,6 +129,15 @@ Result solve(Primitive const& primitive, Request const& request) {
     result.error = kTooFine;
   }
   return result;
+}
+
+std::optional<Solution> best_setting(Primitive const& primitive, Request const& request) {
+  if (fault_of(primitive, request)) return std::nullopt;
+  try {
+    return search(primitive, request);
+  } catch (std::overflow_error const&) {
+    return std::nullopt;
+  }
 }
 
 }  // namespace kdi::clocking

@@ -145,12 +145,12 @@ std::optional<std::string> check(Primitive const& primitive, Request const& requ
 /// Why there is nothing to solve: the first fault of the primitive or of the request, or that no output is asked for.
 std::optional<std::string> fault_of(Primitive const& primitive, Request const& request);
 
-/// The best setting under the objective above, for a request without a fault; none if there is none. Throws
-/// std::overflow_error, as queries.h says.
-std::optional<Solution> best_setting(Primitive const& primitive, Request const& request);
-
-/// The same, with the reasons where there is none. Throws nothing of its own: every fault is in `error`.
+/// The best setting under the objective above, or why there is none. Throws nothing of its own: every fault is in
+/// `error`.
 Result solve(Primitive const& primitive, Request const& request);
+
+/// The solution alone, for those whom the reasons would only cost time.
+std::optional<Solution> best_setting(Primitive const& primitive, Request const& request);
 
 /// "Nearest: M 40, D 1, outputs 200 MHz, worst error 12.5 ppm."
 std::string nearest_text(Solution const& solution);

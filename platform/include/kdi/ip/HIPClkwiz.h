@@ -4,13 +4,13 @@
 // phase error in ps, modulation frequencies in kHz. Lists of numbers are texts with blanks or commas between the
 // numbers; those that come back have blanks, so that a script reads them as lists.
 //
-// Operations may throw HEXAll or a std::exception: the commands pass both to the message manager.
+// Operations may throw HEXAll or a std::exception: the commands pass both to the message manager. They may be called
+// from several threads: a solver does one thing at a time.
 #pragma once
 
-#include <map>
+#include <atomic>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "kdi/common/KdiDoor.h"
@@ -26,7 +26,8 @@ class KDI_DOOR HIPClkwizImp {
   HIPClkwizImp();
   ~HIPClkwizImp();
 
-  bool globalBufferInputClk = false;  ///< the input comes through the device's first clock buffer and keeps its periods
+  /// The input comes through the device's first clock buffer and keeps its periods. Written directly.
+  std::atomic<bool> globalBufferInputClk = false;
 
   /// Chooses the speed data. A part that is not known has none: solving answers 2.
   void setPart(std::string part);
@@ -45,9 +46,9 @@ class KDI_DOOR HIPClkwizImp {
                        double ssModFreq, std::string& error, double* result);
   bool getPhaseError(double fIn, double fVco, std::string& bandwidth, std::string& error, double* result);
 
-  /// The best setting for the first `count` of `freqs`, at the lowest VCO frequency among the equally near ones unless
-  /// `minJitter` asks for the highest and `minPower` does not object. `freqs`, all within the primitive's limits, is
-  /// rewritten with what comes out.
+  /// The best setting for the first `count` of `freqs`, which are all within the primitive's limits and are rewritten
+  /// with what comes out. In spite of the name, power only decides between settings that are equally near: for the
+  /// lowest VCO frequency, unless `minJitter` asks for the highest and `minPower` does not object.
   ///
   /// \param fIn2         a second input that the same setting serves; 0: none
   /// \param integerOnly  no fractional counters
@@ -67,8 +68,9 @@ class KDI_DOOR HIPClkwizImp {
                          int count, bool minJitter, bool integerOnly, int usePll, double inPeriod, bool minPower,
                          bool clkoutPhy, double clkoutPhyFreq);
 
-  /// The nearest phase and duty cycle (a fraction) that an MMCM's output with this divider has. Without `fractional`
-  /// the divider counts as its nearest whole number, with it as the nearest value that the counter has.
+  /// The nearest phase and duty cycle that an MMCM's output with this divider has; the duty cycle is asked for in
+  /// percent and given as a fraction. Without `fractional` the divider counts as its nearest whole number, with it as
+  /// the nearest value that the counter has.
   double mmcmCalculateActualPhase(double& phase, double& divide, bool fractional);
   double mmcmCalculateActualDutyCycle(double& dutyCycle, double& divide, bool fractional);
 
@@ -88,6 +90,9 @@ class KDI_DOOR HIPClkwizImp {
   double getActualModFreq();
   std::string getChosenClkoutXiPhyMode();
   double getActualClkoutXiPhyFreq();
+
+  /// Whether this is as good as a new one: no part was chosen, and no option.
+  bool isBlank() const;
 
   /// A limit of the part by its key (data/devices). False: there is none.
   bool getKeyValue(std::string key, double* value);
@@ -110,12 +115,19 @@ class KDI_DOOR HIPClkwizImp {
 };
 
 /// The solvers, by part and instance.
+///
+/// A solver that is handed out stays there for the thread that asked, also when another one ends it, until the thread
+/// has asked for kdi::kLentAtOnce (common/KdiInstances.h) others.
 class KDI_DOOR HIPClkwizTclMgr {
  public:
+  /// Solvers beyond these are not made: more than any design has, and few enough for the memory of a small machine.
+  static constexpr std::size_t kMost = 16384;
+
   /// Never null and never destroyed.
   static HIPClkwizTclMgr* GetInstance();
 
-  /// Finds or makes the solver of the two keys.
+  /// Finds or makes the solver of the two keys. Blank ones are kept as long as they are few; null if kMost others are
+  /// there.
   HIPClkwizImp* getClkwizImp(std::string& part, std::string& instance);
   /// Unknown keys have no effect.
   void deleteClkwizImp(std::string& part, std::string& instance);
@@ -123,7 +135,11 @@ class KDI_DOOR HIPClkwizTclMgr {
   void changeCompInstName(std::string& part, std::string& oldName, std::string& newName);
 
  private:
-  std::map<std::pair<std::string, std::string>, std::unique_ptr<HIPClkwizImp>> solvers_;
+  HIPClkwizTclMgr();
+  ~HIPClkwizTclMgr();
+
+  struct Solvers;
+  std::unique_ptr<Solvers> solvers_;
 };
 
 }  // namespace Ip_Clkwiz

@@ -2,7 +2,8 @@
 //
 // Frequencies in MHz, phases in degrees, duty cycles in percent, periods in ns, jitter and phase error in ps,
 // modulation frequencies in kHz. Texts that carry results are Tcl lists and dictionaries. No operation throws anything
-// but std::bad_alloc, getPeakToPeakJitter and getPhaseError apart, whose callers catch.
+// but std::bad_alloc, getPeakToPeakJitter and getPhaseError apart, whose callers catch. All may be called from several
+// threads: what a solver remembers, it works on for one at a time.
 #pragma once
 
 #include <map>
@@ -42,7 +43,11 @@ class KDI_DOOR HIPClockingSoln {
   bool calculateActualPhase(HIPClock& clock, StrVec& errors);
   bool calculateActualDutyCycle(HIPClock& clock, StrVec& errors, int divide, ClockPrimitive primitive);
 
-  /// A limit of the part `name` by its key (data/devices). Failure is a non-empty `errors`.
+  /// Whether it has solved nothing, and so is as good as a new one.
+  bool isBlank() const;
+
+  /// A limit of the part `name`, which need not be this solver's, by its key (data/devices). Failure is a non-empty
+  /// `errors`.
   std::string getSpeedFileProperty(std::string& name, std::string& key, StrVec& errors);
 
   /// Input frequencies from which the outputs and the output for I/O banks come exactly; one of 0 is not asked for.
@@ -94,21 +99,28 @@ class KDI_DOOR HIPClockingSoln {
 };
 
 /// The solvers, by the name of their part.
+///
+/// A solver that is handed out stays there for the thread that asked, also when another one ends it or the manager
+/// goes, until the thread has asked for kdi::kLentAtOnce (common/KdiInstances.h) others.
 class KDI_DOOR HIPClockingMgr {
  public:
   /// Made at the first call; never null.
   static HIPClockingMgr* GetInstance();
 
   /// Finds or makes the solver of this name; null for an empty one. The solver of a name that is no part's has no
-  /// data, and says so.
+  /// data, and says so. Those that have solved nothing are kept as long as they are few.
   HIPClockingSoln* getClkwizSoln(std::string& name);
   /// An unknown name has no effect.
   void deleteClockingSoln(std::string& name);
-  /// Releases the manager and its solvers, if there is one.
+  /// Releases the solvers, if there was a first call. Another one begins anew.
   static void terminateInstance();
 
  private:
-  std::map<std::string, std::unique_ptr<HIPClockingSoln>> solvers_;
+  HIPClockingMgr();
+  ~HIPClockingMgr();
+
+  struct Solvers;
+  std::unique_ptr<Solvers> solvers_;
 };
 
 class KDI_DOOR HIPClockingUtils {

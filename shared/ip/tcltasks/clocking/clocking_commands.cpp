@@ -1,6 +1,5 @@
 // Handlers of the Ip_Clocking_... commands.
 #include <algorithm>
-#include <cctype>
 #include <exception>
 #include <string>
 #include <vector>
