@@ -80,22 +80,6 @@ class EvaluationMark {
 
 using tcl::text_of;
 
-// From the locale's encoding to Tcl's, and back.
-std::string internal(std::string const& external) {
-  Tcl_DString buffer;
-  Tcl_ExternalToUtfDString(nullptr, external.data(), static_cast<int>(external.size()), &buffer);
-  std::string text(Tcl_DStringValue(&buffer), static_cast<std::size_t>(Tcl_DStringLength(&buffer)));
-  Tcl_DStringFree(&buffer);
-  return text;
-}
-std::string external(std::string const& internal) {
-  Tcl_DString buffer;
-  Tcl_UtfToExternalDString(nullptr, internal.data(), static_cast<int>(internal.size()), &buffer);
-  std::string text(Tcl_DStringValue(&buffer), static_cast<std::size_t>(Tcl_DStringLength(&buffer)));
-  Tcl_DStringFree(&buffer);
-  return text;
-}
-
 std::string internal_of_utf8(std::string const& bytes) {
   Tcl_Encoding const encoding = Tcl_GetEncoding(nullptr, "utf-8");
   Tcl_DString buffer;
@@ -134,7 +118,7 @@ void load(Tcl_Interp* interp, std::string const& library) {
   const std::string folder = kdi::library_directory();
   if (folder.empty()) throw std::runtime_error("the folder of the libraries cannot be found out");
   const tcl::ObjRef words[] = {tcl::ObjRef(tcl::new_text("load")),
-                               tcl::ObjRef(tcl::new_text(internal(folder + "/" + library)))};
+                               tcl::ObjRef(tcl::new_text(tcl::from_system(folder + "/" + library)))};
   Tcl_Obj* const command[] = {words[0].get(), words[1].get()};
   if (Tcl_EvalObjv(interp, 2, command, TCL_EVAL_GLOBAL) != TCL_OK)
     throw std::runtime_error(text_of(Tcl_GetObjResult(interp)));
@@ -294,8 +278,8 @@ int Shell::run() {
 }
 
 void Shell::set_arguments(std::string const& name) {
-  const tcl::ObjRef list(tcl::new_list(options_.arguments, internal));
-  Tcl_SetVar(interp_, "argv0", internal(name).c_str(), TCL_GLOBAL_ONLY);
+  const tcl::ObjRef list(tcl::new_list(options_.arguments, tcl::from_system));
+  Tcl_SetVar(interp_, "argv0", tcl::from_system(name).c_str(), TCL_GLOBAL_ONLY);
   Tcl_SetVar2Ex(interp_, "argv", nullptr, list.get(), TCL_GLOBAL_ONLY);
   Tcl_SetVar2Ex(interp_, "argc", nullptr, Tcl_NewIntObj(static_cast<int>(options_.arguments.size())), TCL_GLOBAL_ONLY);
 }
@@ -312,7 +296,7 @@ int Shell::evaluate(std::string const& script) {
 }
 
 int Shell::evaluate_file(std::string const& path) {
-  return Tcl_FSEvalFileEx(interp_, tcl::ObjRef(tcl::new_text(internal(path))).get(), "utf-8");
+  return Tcl_FSEvalFileEx(interp_, tcl::ObjRef(tcl::new_text(tcl::from_system(path))).get(), "utf-8");
 }
 
 // A journal that fails says so, and the command runs all the same.
@@ -382,7 +366,7 @@ int Shell::run_script() {
     Tcl_Obj* const value = Tcl_GetVar2Ex(interp_, name, nullptr, TCL_GLOBAL_ONLY);
     call += text_of(tcl::ObjRef(tcl::new_list({tcl::new_text("set"), tcl::new_text(name), value})).get()) + "\n";
   }
-  const std::vector<std::string> words = {"source", "-encoding", "utf-8", internal(path)};
+  const std::vector<std::string> words = {"source", "-encoding", "utf-8", tcl::from_system(path)};
   call += text_of(tcl::ObjRef(tcl::new_list(words)).get());
   with_journal([&] { journal_.command(call); });
   const int code = evaluate_file(options_.script);
@@ -465,12 +449,12 @@ int Shell::run_terminal() {
   };
   with_history([&] { remembered = history.load(); });
   editor_ = new LineEditor(remembered, [&](std::string const& to_cursor) {
-    Completion completion = complete(pending + internal(to_cursor), table(), names);
+    Completion completion = complete(pending + tcl::from_system(to_cursor), table(), names);
     if (completion.begin < pending.size()) return Completion{};  // a word that began on an earlier line
-    completion.begin = external(internal(to_cursor).substr(0, completion.begin - pending.size())).size();
+    completion.begin = tcl::to_system(tcl::from_system(to_cursor).substr(0, completion.begin - pending.size())).size();
     for (Candidate& candidate : completion.candidates) {
-      candidate.text = external(candidate.text);
-      candidate.shown = external(candidate.shown);
+      candidate.text = tcl::to_system(candidate.text);
+      candidate.shown = tcl::to_system(candidate.shown);
     }
     return completion;
   });
@@ -485,14 +469,14 @@ int Shell::run_terminal() {
       if (leaves) return 0;
       continue;
     }
-    std::string script = pending + internal(line);
+    std::string script = pending + tcl::from_system(line);
     if (Tcl_CommandComplete((script + "\n").c_str()) == 0) {
       pending = script + "\n";
       continue;
     }
     pending.clear();
     if (is_blank(script)) continue;
-    const std::string typed = external(script);
+    const std::string typed = tcl::to_system(script);
     if (editor_->remember(typed)) with_history([&] { history.add(typed); });
     if (journalled(script) != TCL_OK) {
       report_error(false);
@@ -617,7 +601,7 @@ void Shell::report_error(bool with_trace) {
         kdi::text::joined(names_close_to(result.substr(kUnknown.size(), result.size() - kUnknown.size() - 1)), ", ");
     if (!meant.empty()) text += "\ndid you mean " + meant + "?";
   }
-  complain(external(kdi::text::printable(text)), kRed);
+  complain(tcl::to_system(kdi::text::printable(text)), kRed);
 }
 
 }  // namespace kdish

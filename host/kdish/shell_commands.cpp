@@ -194,16 +194,18 @@ std::string report_part(Words words) {
 
 std::string journal(Shell& shell, Words words) {
   if (!words.empty()) {
-    const std::string path = text_of(words[0]);
+    const std::string path = tcl::required_native_path(words[0]);
     if (path.empty())
       shell.journal().close();
     else
       shell.journal().open(path);
   }
-  return shell.journal().is_open() ? shell.journal().path() : "";
+  return shell.journal().is_open() ? tcl::from_system(shell.journal().path()) : "";
 }
 
-int replay(Shell& shell, Tcl_Interp* /*its result is set*/, Words words) { return shell.replay(text_of(words[0])); }
+int replay(Shell& shell, Tcl_Interp* /*its result is set*/, Words words) {
+  return shell.replay(tcl::required_native_path(words[0]));
+}
 
 int to_json_command(Shell& shell, Tcl_Interp* interp, Words words) {
   if (const int code = Tcl_EvalObjv(interp, static_cast<int>(words.size()), words.data(), 0); code != TCL_OK)

@@ -45,9 +45,9 @@ Tcl_Obj* list_params(Words words) {
   return list;
 }
 
-void load_params(Words words) { param_host::load_file(text_of(words[0])); }
+void load_params(Words words) { param_host::load_file(tcl::required_native_path(words[0])); }
 
-void save_params(Words words) { param_host::save_file(text_of(words[0])); }
+void save_params(Words words) { param_host::save_file(tcl::required_native_path(words[0])); }
 
 int message_channel(Tcl_Interp* interp, Words words) {
   const auto level = tcl::int_of(words[1], interp);
@@ -56,7 +56,7 @@ int message_channel(Tcl_Interp* interp, Words words) {
   return TCL_OK;
 }
 
-void message_log(Words words) { message_host::add_sink(message_host::file_sink(text_of(words[0]))); }
+void message_log(Words words) { message_host::add_sink(message_host::file_sink(tcl::required_native_path(words[0]))); }
 
 using tcl::between;
 using tcl::exactly;

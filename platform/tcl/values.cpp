@@ -1,7 +1,26 @@
 #include "kdi/tcl/values.h"
 
+#include <stdexcept>
+
 namespace tcl {
 namespace {
+
+// A text that Tcl lets grow.
+class Buffer {
+ public:
+  Buffer() { Tcl_DStringInit(&string_); }
+  Buffer(Buffer const&) = delete;
+  Buffer& operator=(Buffer const&) = delete;
+  ~Buffer() { Tcl_DStringFree(&string_); }
+
+  Tcl_DString* get() { return &string_; }
+  std::string text() const {
+    return {Tcl_DStringValue(&string_), static_cast<std::size_t>(Tcl_DStringLength(&string_))};
+  }
+
+ private:
+  Tcl_DString string_;
+};
 
 template <class Value, class Read, class Stored = Value>
 std::optional<Value> read(Read get, Tcl_Interp* interp, Tcl_Obj* obj, Stored value = {}) {
@@ -20,6 +39,30 @@ std::optional<double> double_of(Tcl_Obj* obj, Tcl_Interp* interp) {
 }
 std::optional<bool> bool_of(Tcl_Obj* obj, Tcl_Interp* interp) {
   return read<bool>(Tcl_GetBooleanFromObj, interp, obj, 0);
+}
+
+std::string from_system(std::string_view text) {
+  Buffer buffer;
+  Tcl_ExternalToUtfDString(nullptr, text.data(), static_cast<int>(text.size()), buffer.get());
+  return buffer.text();
+}
+std::string to_system(std::string_view text) {
+  Buffer buffer;
+  Tcl_UtfToExternalDString(nullptr, text.data(), static_cast<int>(text.size()), buffer.get());
+  return buffer.text();
+}
+
+std::optional<std::string> native_path(Tcl_Obj* name) {
+  if (text_view(name).empty()) return std::string();  // of no file, but a name
+  if (Tcl_FSGetNativePath(name) == nullptr) return std::nullopt;
+  Buffer translated;
+  if (Tcl_TranslateFileName(nullptr, Tcl_GetString(name), translated.get()) == nullptr) return std::nullopt;
+  return to_system(translated.text());
+}
+
+std::string required_native_path(Tcl_Obj* name) {
+  if (auto path = native_path(name)) return *std::move(path);
+  throw std::invalid_argument("\"" + text_of(name) + "\" names no file of the system");
 }
 
 std::optional<std::span<Tcl_Obj* const>> elements_of(Tcl_Obj* list, Tcl_Interp* interp) {

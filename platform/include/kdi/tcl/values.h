@@ -43,9 +43,7 @@ class ObjRef {
 // ---------------------------------------------------------------------------------------------------- texts, numbers
 
 /// `text` may hold any bytes but a zero.
-inline Tcl_Obj* new_text(std::string_view text) {
-  return Tcl_NewStringObj(text.data(), static_cast<int>(text.size()));
-}
+inline Tcl_Obj* new_text(std::string_view text) { return Tcl_NewStringObj(text.data(), static_cast<int>(text.size())); }
 
 inline std::string_view text_view(Tcl_Obj* obj) {
   int length = 0;
@@ -75,6 +73,20 @@ std::optional<Tcl_WideInt> wide_of(Tcl_Obj* obj, Tcl_Interp* interp = nullptr);
 std::optional<double> double_of(Tcl_Obj* obj, Tcl_Interp* interp = nullptr);
 std::optional<bool> bool_of(Tcl_Obj* obj, Tcl_Interp* interp = nullptr);
 
+// ---------------------------------------------------------------------------------------------------- the system
+
+/// A text of the system's, such as a file's name, as a text of Tcl's, and back, by the encoding that Tcl has for them.
+std::string from_system(std::string_view text);
+std::string to_system(std::string_view text);
+
+/// The name by which the system knows the file that Tcl means by `name`, so that a command and a script mean the same
+/// one: in the system's encoding, and with a user's home in the place of `~`. A relative name stays relative. Nothing
+/// for a name of no file of the system: of a user who is not known, with a zero in it, or in a file system of Tcl's
+/// own.
+std::optional<std::string> native_path(Tcl_Obj* name);
+/// The same; throws std::invalid_argument for such a name.
+std::string required_native_path(Tcl_Obj* name);
+
 // ---------------------------------------------------------------------------------------------------- lists
 
 /// The elements of a list; nothing if it is none, with Tcl's words in the result of `interp`.
@@ -92,7 +104,8 @@ Tcl_Obj* new_list(Members const& members, Make make) {
 /// A list of the members.
 template <std::ranges::input_range Members>
 Tcl_Obj* new_list(Members const& members) {
-  return new_list(members, [](auto const& member) -> auto const& { return member; });
+  return new_list(
+      members, [](auto const& member) -> auto const& { return member; });
 }
 inline Tcl_Obj* new_list(std::initializer_list<Tcl_Obj*> elements) {
   return Tcl_NewListObj(static_cast<int>(elements.size()), std::data(elements));

@@ -122,12 +122,6 @@ bool write_entries(std::vector<Block> const& blocks, int rows, int columns, int 
   return !entries.failed();
 }
 
-std::string file_name(std::string const& path) {
-  std::string name = path.empty() ? "coefs.coe" : path + ".coe";
-  std::replace(name.begin(), name.end(), '\\', '/');
-  return name;
-}
-
 void write_file(std::string const& name, std::vector<Block> const& blocks, int rows, int columns, int sets) {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "w+b"), std::fclose);
   if (!file) return;  // sic: no error
@@ -143,6 +137,12 @@ void write_file(std::string const& name, std::vector<Block> const& blocks, int r
 }
 
 }  // namespace
+
+std::string coefs_file_name(std::string const& path) {
+  std::string name = path.empty() ? "coefs.coe" : path + ".coe";
+  std::replace(name.begin(), name.end(), '\\', '/');
+  return name;
+}
 
 int alloc_coefs_buff(coefs_struct* coefs, int taps, int phases) {
   for (std::int32_t*** table : {&coefs->h_luma, &coefs->h_chroma, &coefs->v_luma, &coefs->v_chroma}) {
@@ -232,7 +232,7 @@ std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps
   std::vector<Block> blocks(has_chroma(use_chroma, chroma) ? 2 : 1, Block{h_phases, h_taps});
   if (use_vertical == 1) blocks.insert(blocks.end(), blocks.size(), Block{v_phases, v_taps});
 
-  std::string name = file_name(path);
+  std::string name = coefs_file_name(path);
   write_file(name, blocks, max_phases, std::max(h_taps, v_taps), coefficient_sets);
   return name;
 }

@@ -42,9 +42,13 @@ void get_lanczos_coeffs(float phase, int* row, int taps);
 bool are_sizes_supported(int h_phases, int v_phases, int h_taps, int v_taps, int max_phases, int use_chroma,
                          int use_vertical, int chroma, int coefficient_sets);
 
-/// Computes the tables, row by row, and writes them to `path` with ".coe" appended ("coefs.coe" if it is empty; backslashes become
-/// slashes). Returns the file's name, also when the file could not be opened. Sizes that are not supported give an
-/// empty name and no file; throws std::runtime_error if writing fails half-way, and leaves no partial file.
+/// The name of the file for a script's `path`: with ".coe" behind it, and slashes for backslashes; "coefs.coe" if it is
+/// empty.
+std::string coefs_file_name(std::string const& path);
+
+/// Computes the tables, row by row, and writes them to the file of coefs_file_name(path), whose name it returns, also
+/// when the file could not be opened. Sizes that are not supported give an empty name and no file; throws
+/// std::runtime_error if writing fails half-way, and leaves no partial file.
 std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps, int max_phases, int use_chroma,
                               int use_vertical, int chroma, int coefficient_sets, std::string const& path);
 

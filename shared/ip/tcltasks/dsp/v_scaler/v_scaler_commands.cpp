@@ -1,4 +1,6 @@
 #include <array>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "kdi/tcl/command.h"
@@ -38,9 +40,16 @@ int Ip_v_scaler_v8_1_generate_lancoz_coefficients_tcl(ClientData, Tcl_Interp* in
   if (!v_scaler::are_sizes_supported(h_phases, v_phases, h_taps, v_taps, max_phases, use_chroma, use_vertical, chroma,
                                      sets))
     return tcl::fail(interp, kNoInteger);
-  const std::string path = objc > static_cast<int>(kWords) + 1 ? Tcl_GetString(objv[kWords + 1]) : "";
-  return tcl::succeed(interp, tcl::new_text(v_scaler::CreateCoefsMatrix(h_phases, v_phases, h_taps, v_taps, max_phases,
-                                                                        use_chroma, use_vertical, chroma, sets, path)));
+  std::string path;  // as the script names it, and as the system does
+  std::optional<std::string> native = path;
+  if (objc > static_cast<int>(kWords) + 1) {
+    path = tcl::text_of(objv[kWords + 1]);
+    native = tcl::native_path(objv[kWords + 1]);
+  }
+  if (native)  // else it cannot be opened, which is no error
+    v_scaler::CreateCoefsMatrix(h_phases, v_phases, h_taps, v_taps, max_phases, use_chroma, use_vertical, chroma, sets,
+                                *native);
+  return tcl::succeed(interp, v_scaler::coefs_file_name(path));
 }
 
 namespace v_scaler_init::v_scaler_kdi_tcltasks {

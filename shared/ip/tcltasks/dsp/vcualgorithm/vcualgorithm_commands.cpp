@@ -1,5 +1,5 @@
 #include <cstdio>
-#include <fstream>
+#include <memory>
 
 #include "kdi/tcl/command.h"
 #include "tcltasks/dsp/vcualgorithm/speed_table.h"
@@ -9,14 +9,27 @@ namespace vcualgorithm_init {
 namespace {
 
 // A line of a table is short; a file without line ends, or a device, is not read to the end of memory.
-constexpr std::streamsize kLongestLine = 1 << 20;
+constexpr std::size_t kLongestLine = 1 << 20;
 
-// Reads one line; false if there is none, or none of a table's length.
-bool read_line(std::istream& file, std::string& line) {
-  std::string buffer(kLongestLine, '\0');
-  if (!file.getline(buffer.data(), kLongestLine)) return false;
-  line = buffer.c_str();
-  return true;
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+// Null if the file cannot be opened, or `name` is none of a file.
+File open_file(Tcl_Obj* name) {
+  const auto path = tcl::native_path(name);
+  return {path ? std::fopen(path->c_str(), "r") : nullptr, std::fclose};
+}
+
+// Reads one line, up to a zero in it; false if there is none, or none of a table's length.
+bool read_line(std::FILE* file, std::string& line) {
+  std::string read;
+  int c = std::getc(file);
+  if (c == EOF) return false;
+  for (; c != EOF && c != '\n'; c = std::getc(file)) {
+    read += static_cast<char>(c);
+    if (read.size() == kLongestLine) return false;
+  }
+  line = read.c_str();
+  return std::ferror(file) == 0;
 }
 
 }  // namespace
@@ -28,7 +41,7 @@ int read_csv_file(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
   std::printf("Able to get file details =%s\n", path.c_str());
   std::printf("Able to get file details1 =%s\n", Tcl_GetString(objv[2]));
 
-  std::fstream file(path, std::ios::in);
+  const File file = open_file(objv[1]);
   if (!file) {
     std::puts("Unable to open file");
     std::fflush(stdout);
@@ -36,7 +49,7 @@ int read_csv_file(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[
   }
   std::printf("Able to open file =%s\n", path.c_str());
   std::string first, second;
-  const bool complete = read_line(file, first) && read_line(file, second);
+  const bool complete = read_line(file.get(), first) && read_line(file.get(), second);
   std::printf("line  - %s\n", first.c_str());
   std::printf("line2  - %s\n", second.c_str());
 
