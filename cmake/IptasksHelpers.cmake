@@ -63,18 +63,22 @@ function(iptasks_load_options name)
   endif()
 endfunction()
 
-# import_engines(target engine...): the target calls the engines, and the loader meets them only when it does (see
-# tools/import_stubs.sh). Where there are no stubs for the processor, they are linked like any library.
+# import_engines(target CALLERS target... ENGINES target...): the callers, which are object libraries in the target, call
+# the engines, and the loader meets those only when they do (see tools/import_stubs.sh). Where there are no stubs for the
+# processor, they are linked like any library.
 function(import_engines target)
-  foreach(engine ${ARGN})
+  cmake_parse_arguments(IMPORT "" "" "CALLERS;ENGINES" ${ARGN})
+  list(TRANSFORM IMPORT_CALLERS REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>" OUTPUT_VARIABLE objects)
+  foreach(engine ${IMPORT_ENGINES})
     if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
       target_link_libraries(${target} PRIVATE ${engine})
       continue()
     endif()
-    set(stubs ${PROJECT_BINARY_DIR}/generated/${engine}_imports.S)
+    set(stubs ${PROJECT_BINARY_DIR}/generated/${target}_${engine}.S)
     add_custom_command(OUTPUT ${stubs}
-      COMMAND ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh $<TARGET_FILE:${engine}> ${stubs}
-      DEPENDS ${engine} ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh VERBATIM)
+      COMMAND ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh $<TARGET_FILE:${engine}> ${stubs} ${objects}
+      DEPENDS ${engine} ${objects} ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh
+      COMMENT "What ${target} calls of ${engine}" VERBATIM COMMAND_EXPAND_LISTS)
     target_sources(${target} PRIVATE ${stubs})
   endforeach()
 endfunction()

@@ -1,14 +1,39 @@
 #!/bin/sh
-# Stubs through which a library calls an engine that is loaded when it is first needed: import_stubs.sh ENGINE.so OUT.S
+# Stubs through which a library calls an engine that is loaded when it is first needed:
+#   import_stubs.sh ENGINE.so OUT.S OBJECT...
 #
-# For each function that the engine exports, a hidden function of the same name that jumps to the engine's, which
-# kdi_resolve_import looks up at the first call. Several threads may come first at once: each finds the same address, and
-# a slot is aligned, so that it is read and written whole. x86-64 only; elsewhere engines are linked in the plain way.
+# For each function that the objects call and the engine exports, a hidden function of the same name that jumps to the
+# engine's, which kdi_resolve_import looks up at the first call. Arguments of any number and kind, results and exceptions
+# pass as in a plain call (vectors of more than 128 bits apart). Whatever else the objects need of the engine, no stub can
+# stand for: data, and the table and type information of a class whose virtual functions are not all pure or inline. Then
+# this fails and names them. x86-64 only; elsewhere engines are linked in the plain way.
 set -eu
 engine=$1
-nm -D --defined-only --format=posix "$engine" | awk -v library="$(basename "$engine")" '
-  $2 == "T" { names[++count] = $1 }
+out=$2
+shift 2
+trap 'rm -f "$out.part"' EXIT
+{
+  nm -D --defined-only --format=posix "$engine"
+  echo "objects:"
+  nm -A --format=posix "$@"
+} | awk -v library="$(basename "$engine")" '
+  $1 == "objects:" { in_objects = 1; next }
+  !in_objects { kind[$1] = $2; exported[++exports] = $1; next }
+  { object = $0; sub(/: [^ ]+ .*/, "", object); sub(/.*\//, "", object); sub(/^.*: /, "") }
+  $2 == "U" { if (!($1 in user)) user[$1] = object; next }
+  $2 ~ /[A-Zu]/ { defined[$1] = 1 }
   END {
+    for (i = 1; i <= exports; ++i) {
+      name = exported[i]
+      if (!(name in user) || name in defined) continue
+      if (kind[name] ~ /[TWi]/) names[++count] = name
+      else refused = refused "  " name ", which " user[name] " needs\n"
+    }
+    if (refused) {
+      printf "import_stubs.sh: %s: a stub carries calls of functions, not\n%s", library, refused | "c++filt >&2"
+      close("c++filt >&2")
+      exit 1
+    }
     print "# Made by import_stubs.sh from " library "."
     print "\t.text"
     for (i = 1; i <= count; ++i) {
@@ -36,5 +61,6 @@ nm -D --defined-only --format=posix "$engine" | awk -v library="$(basename "$eng
     print "\t.bss\n\t.balign 8"
     for (i = 1; i <= count; ++i) printf ".Lslot%d:\t.zero 8\n", i
     print "\t.section .note.GNU-stack,\"\",@progbits"
-  }' > "$2.part"
-mv "$2.part" "$2"
+  }' > "$out.part"
+# Objects change all the time, and what they call seldom.
+cmp -s "$out.part" "$out" || mv "$out.part" "$out"
