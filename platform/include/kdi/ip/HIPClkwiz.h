@@ -138,7 +138,7 @@ class KDI_DOOR HIPClkwizTclMgr {
   HIPClkwizTclMgr();
   ~HIPClkwizTclMgr();
 
-  struct Solvers;
+  struct KDI_INSIDE Solvers;
   std::unique_ptr<Solvers> solvers_;
 };
 

@@ -119,7 +119,7 @@ class KDI_DOOR HIPClockingMgr {
   HIPClockingMgr();
   ~HIPClockingMgr();
 
-  struct Solvers;
+  struct KDI_INSIDE Solvers;
   std::unique_ptr<Solvers> solvers_;
 };
 
