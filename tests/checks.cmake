@@ -9,3 +9,4 @@ endfunction()
 
 add_check(tests_assert)
 add_check(includes)
+add_check(letters)

@@ -2,3 +2,5 @@
 add_unit_test(locale_test LABELS frame LINKS command_table)
 add_dependencies(locale_test kdi_fectools kdi_bmgtools kdi_clocktools)
 add_tcl_test(files LABELS "platform;dsp")
+add_test(NAME imports COMMAND ${TCLSH} ${CMAKE_CURRENT_SOURCE_DIR}/checks/imports.tcl ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+set_tests_properties(imports PROPERTIES LABELS platform TIMEOUT 120)

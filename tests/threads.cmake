@@ -1,3 +1,5 @@
 # What the platform and the commands promise to several threads. The preset `tsan` builds these tests alone.
 add_unit_test(services_threads_test LABELS platform LINKS "kdi_bmg;kdi_device;kdi_ip")
 add_unit_test(clock_threads_test LABELS clocking LINKS "kdi_device;kdi_ip")
+add_unit_test(family_threads_test LABELS frame LINKS command_table)
+add_dependencies(family_threads_test kdi_fectools kdi_bmgtools kdi_clocktools)

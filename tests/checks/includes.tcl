@@ -8,7 +8,7 @@ set root [file normalize [lindex $argv 0]]
 
 # Directions within a library. Of the devices, the solver has the figures of its models, and knows none.
 set rooms {
-  platform/ip/clocking     {platform/ip/clocking kdi/device/Clocking.h kdi/device/Power.h}
+  platform/ip/clocking     {platform/ip/clocking kdi/device/Clocking.h kdi/device/Power.h kdi/common/KdiNumber.h}
   platform/ip/clock_faces  {platform/ip/clock_faces platform/ip/clocking kdi/}
   platform/ip/power        {platform/ip/power kdi/}
 }

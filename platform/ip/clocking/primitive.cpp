@@ -4,6 +4,8 @@
 #include <cmath>
 #include <string_view>
 
+#include "kdi/common/KdiNumber.h"
+
 namespace kdi::clocking {
 namespace {
 
@@ -37,7 +39,8 @@ Fault check_integer(char const* field, int value, int low, int high) {
 
 Fault check_double(char const* field, double value, double low, double high) {
   if (value >= low && value <= high) return std::nullopt;
-  return outside(field, std::to_string(value), std::to_string(low) + " to " + std::to_string(high));
+  const auto text = [](double one) { return number::fixed(one, 6); };
+  return outside(field, text(value), text(low) + " to " + text(high));
 }
 
 Fault check_counter(CounterSpec const& spec, int highest) {

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "kdi/common/KdiNumber.h"
 #include "platform/ip/clocking/diagnosis.h"
 #include "platform/ip/clocking/search.h"
 
@@ -90,7 +91,7 @@ std::optional<std::string> check(Primitive const& primitive, Request const& requ
     if (auto fault = check_spread(primitive, *request.spread)) return fault;
   if (auto fault = check_buffer(primitive, "input", request.input_buffer)) return fault;
   if (!(request.input_jitter_ps >= 0 && request.input_jitter_ps <= 1e12))
-    return "input jitter " + std::to_string(request.input_jitter_ps) + " ps is outside 0 to 10^12";
+    return "input jitter " + number::fixed(request.input_jitter_ps, 6) + " ps is outside 0 to 10^12";
   if (auto fault = check_tolerance("frequency tolerance", request.tolerance)) return fault;
   if (auto fault = check_tolerance("phase tolerance", request.phase_tolerance)) return fault;
   return check_tolerance("duty cycle tolerance", request.duty_tolerance);
