@@ -14,7 +14,6 @@
 #include <string_view>
 #include <utility>
 
-#include "host/kdish/terminal.h"
 #include "kdi/common/KdiFile.h"
 
 namespace kdish {
@@ -64,8 +63,7 @@ class LockedFile {
   explicit LockedFile(std::string const& path) : path_(path) {
     constexpr mode_t kPrivate = 0600;
     for (;;) {
-      do number_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kPrivate);
-      while (number_ == -1 && errno == EINTR);
+      number_ = kdi::open_file(path, O_RDWR | O_CREAT | O_APPEND | O_NOCTTY, kPrivate);
       if (number_ == -1 || ::fstat(number_, &status_) != 0) give_up();
       if (!S_ISREG(status_.st_mode)) return;
       while (::flock(number_, LOCK_EX) != 0 && errno == EINTR) continue;  // there are file systems without locks
@@ -97,14 +95,9 @@ class LockedFile {
   }
 
   void append(std::string_view text) {
-    if (write_all(number_, text)) {
-      if (::close(std::exchange(number_, -1)) != 0 && errno != EINTR) fail(path_, "written");
-      return;
-    }
-    const int error = errno;
-    if (is_regular() && ::ftruncate(number_, size()) != 0) errno = 0;  // what is there of it is left out by a reader
-    errno = error;
-    fail(path_, "written");
+    // what stays of a part is left out by a reader
+    if (!kdi::append_whole(number_, text) || (::close(std::exchange(number_, -1)) != 0 && errno != EINTR))
+      fail(path_, "written");
   }
 
  private:

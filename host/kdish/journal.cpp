@@ -13,7 +13,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "host/kdish/terminal.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
 
@@ -168,8 +167,7 @@ void Journal::open(std::string const& path) {
   struct stat status {};
   Journal opened;
   opened.path_ = path;
-  do opened.descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kPrivate);
-  while (!opened.is_open() && errno == EINTR);
+  opened.descriptor_ = kdi::open_file(path, O_RDWR | O_CREAT | O_APPEND | O_NOCTTY, kPrivate);
   if (!opened.is_open() || ::fstat(opened.descriptor_, &status) != 0) fail(path, "cannot be written");
   std::string begin(kHeader);
   if (S_ISREG(status.st_mode)) {
@@ -196,12 +194,9 @@ void Journal::give_up() noexcept {
 
 void Journal::write(std::string_view text) {
   if (!is_open() || text.empty()) return;
-  struct stat before {};
-  const bool can_shrink = ::fstat(descriptor_, &before) == 0 && S_ISREG(before.st_mode);
-  if (write_all(descriptor_, text)) return;
-  const int error = errno;
   // Half a line would be taken for a command; if it stays, a reader sees that the journal breaks off.
-  if (can_shrink && ::ftruncate(descriptor_, before.st_size) != 0) errno = error;
+  if (kdi::append_whole(descriptor_, text)) return;
+  const int error = errno;
   give_up();
   errno = error;
   fail(path_, "the journal ends here: it cannot be written");

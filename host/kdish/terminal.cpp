@@ -1,6 +1,5 @@
 #include "host/kdish/terminal.h"
 
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -10,27 +9,12 @@
 #include <cstdlib>
 #include <utility>
 
+#include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
 
 namespace kdish {
 
-bool write_all(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written > 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    } else if (written == 0) {
-      errno = EIO;  // it would be so for ever
-      return false;
-    } else if (errno == EAGAIN) {
-      pollfd writable{descriptor, POLLOUT, 0};  // whoever shares the terminal has made it non-blocking
-      ::poll(&writable, 1, -1);
-    } else if (errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
-}
+bool write_all(int descriptor, std::string_view bytes) { return kdi::write_all(descriptor, bytes) == bytes.size(); }
 
 bool wants_colour(int descriptor) {
   char const* const terminal = std::getenv("TERM");

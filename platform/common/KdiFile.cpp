@@ -1,6 +1,7 @@
 #include "kdi/common/KdiFile.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,11 +17,10 @@
 namespace kdi {
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;  // less the process's mask
-
+template <class Error = FileError>
 [[noreturn]] void fail(std::string const& path, std::string const& what, int reason) {
   if (reason == ENOMEM) throw std::bad_alloc();  // no fault of the file
-  throw FileError(path + ": " + what + ": " + std::generic_category().message(reason));
+  throw Error(path + ": " + what + ": " + std::generic_category().message(reason));
 }
 
 // An open file, closed by scope.
@@ -33,7 +33,6 @@ class Descriptor {
     if (number_ >= 0) ::close(number_);
   }
   int number() const { return number_; }
-  int close() { return ::close(std::exchange(number_, -1)); }
 
  private:
   int number_;
@@ -43,65 +42,31 @@ class Descriptor {
 std::optional<struct stat> status_of(std::string const& path) {
   struct stat present {};
   if (::stat(path.c_str(), &present) == 0) return present;
-  if (errno != ENOENT && errno != ENOTDIR && errno != ENAMETOOLONG) fail(path, "cannot be looked up", errno);
+  if (errno != ENOENT && errno != ENOTDIR && errno != ENAMETOOLONG) fail<OpenError>(path, "cannot be looked up", errno);
   return std::nullopt;
 }
 
-int open_retrying(std::string const& path, int flags) {
-  int number = -1;
-  do number = ::open(path.c_str(), flags | O_CLOEXEC, kNewFileMode);
-  while (number < 0 && errno == EINTR);
-  return number;
+// Where the path leads, through links, also if there is nothing yet.
+std::string behind_links(std::string const& path) {
+  constexpr int kMostLinks = 40;  // the system's own limit
+  std::filesystem::path at = path;
+  for (int i = 0; i < kMostLinks; ++i) {
+    std::error_code is_no_link;
+    const std::filesystem::path next = std::filesystem::read_symlink(at, is_no_link);
+    if (is_no_link) break;
+    at = at.parent_path() / next;
+  }
+  return at.string();
 }
 
-// Writes from the front of `bytes` and takes away what is written.
-void write_some(int file, std::string_view& bytes, std::string const& path) {
-  const ssize_t count = ::write(file, bytes.data(), bytes.size());
-  if (count < 0 && errno == EINTR) return;
-  if (count < 0) fail(path, "cannot be written", errno);
-  if (count == 0) fail(path, "cannot be written", EIO);  // it would be so for ever
-  bytes.remove_prefix(static_cast<std::size_t>(count));
-}
-
-void write_all(Descriptor& file, std::string_view bytes, std::string const& path) {
-  while (!bytes.empty()) write_some(file.number(), bytes, path);
-  // some file systems tell of a full disk only here
-  if (file.close() != 0 && errno != EINTR) fail(path, "cannot be written", errno);
-}
-
-// A file beside its target that is removed unless it takes the target's place.
-class TemporaryFile {
- public:
-  TemporaryFile(std::string target, std::string const& shown) : target_(std::move(target)) {
-    static std::atomic<unsigned> counter = 0;
-    do {
-      name_ = target_ + "." + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
-      number_ = open_retrying(name_, O_WRONLY | O_CREAT | O_EXCL);
-    } while (number_ < 0 && errno == EEXIST);  // left by a process that was killed
-    if (number_ < 0) fail(shown, "cannot be created", errno);
-  }
-  TemporaryFile(TemporaryFile const&) = delete;
-  TemporaryFile& operator=(TemporaryFile const&) = delete;
-  ~TemporaryFile() {
-    if (!replaced_) ::unlink(name_.c_str());
-  }
-  int number() const { return number_; }
-  bool replace_target() {
-    replaced_ = ::rename(name_.c_str(), target_.c_str()) == 0;
-    return replaced_;
-  }
-
- private:
-  std::string target_;
-  std::string name_;
-  int number_ = -1;
-  bool replaced_ = false;
-};
-
-void write_through(std::string const& path, std::string_view bytes) {
-  Descriptor file(open_retrying(path, O_WRONLY));
-  if (file.number() < 0) fail(path, "cannot be opened", errno);
-  write_all(file, bytes, path);
+// A name beside the target for what is to take its place; no longer than names may be.
+std::string name_beside(std::string const& target) {
+  static std::atomic<unsigned> counter = 0;
+  constexpr std::size_t kMostLetters = 200;
+  const std::filesystem::path path = target;
+  const std::string name = path.filename().string().substr(0, kMostLetters) + "." + std::to_string(::getpid()) + "-" +
+                           std::to_string(counter++) + ".tmp";
+  return (path.parent_path() / name).string();
 }
 
 std::string read_all(int file, std::string const& path, std::size_t most_bytes) {
@@ -124,8 +89,8 @@ std::string read_all(int file, std::string const& path, std::size_t most_bytes) 
 
 std::string read_file(std::string const& path, std::size_t most_bytes) {
   // so that opening a pipe does not wait for who writes to it; a regular file is read alike
-  Descriptor file(open_retrying(path, O_RDONLY | O_NONBLOCK | O_NOCTTY));
-  if (file.number() < 0) fail(path, "cannot be opened", errno);
+  Descriptor file(open_file(path, O_RDONLY | O_NONBLOCK | O_NOCTTY));
+  if (file.number() < 0) fail<OpenError>(path, "cannot be opened", errno);
   struct stat status {};
   if (::fstat(file.number(), &status) != 0) fail(path, "cannot be looked up", errno);
   if (S_ISDIR(status.st_mode)) fail(path, "cannot be read", EISDIR);
@@ -134,29 +99,112 @@ std::string read_file(std::string const& path, std::size_t most_bytes) {
 }
 
 std::string read_input(std::string const& path, std::size_t most_bytes) {
-  const Descriptor file(open_retrying(path, O_RDONLY));
-  if (file.number() < 0) fail(path, "cannot be opened", errno);
+  const Descriptor file(open_file(path, O_RDONLY));
+  if (file.number() < 0) fail<OpenError>(path, "cannot be opened", errno);
   return read_all(file.number(), path, most_bytes);
 }
 
-void write_file(std::string const& path, std::string_view bytes) {
-  const std::optional<struct stat> present = status_of(path);
-  const bool exists = present.has_value();
-  if (exists && S_ISDIR(present->st_mode)) fail(path, "cannot be written", EISDIR);
-  if (exists && !S_ISREG(present->st_mode)) return write_through(path, bytes);
-  // moving a file over a protected one would succeed
-  if (exists && ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) fail(path, "cannot be written", errno);
-
-  std::error_code failed;
-  std::string target = path;
-  if (exists) target = std::filesystem::canonical(path, failed).string();
-  TemporaryFile beside(failed ? path : target, path);
-  {
-    Descriptor file(beside.number());
-    if (exists && ::fchmod(file.number(), present->st_mode & 07777) != 0) fail(path, "cannot be created", errno);
-    write_all(file, bytes, path);
+NewFile::NewFile(std::string path) : path_(std::move(path)), target_(path_) {
+  const std::optional<struct stat> present = status_of(path_);
+  if (present && S_ISDIR(present->st_mode)) fail<OpenError>(path_, "cannot be written", EISDIR);
+  if (present && !S_ISREG(present->st_mode)) {
+    is_regular_ = false;
+    open_target(O_WRONLY);
+    return;
   }
-  if (!beside.replace_target()) fail(path, "cannot be moved to its place", errno);
+  // moving a file over a protected one would succeed
+  if (present && ::faccessat(AT_FDCWD, path_.c_str(), W_OK, AT_EACCESS) != 0)
+    fail<OpenError>(path_, "cannot be written", errno);
+  if (!present && (path_.empty() || errno == ENAMETOOLONG)) fail<OpenError>(path_, "cannot be created", errno);
+  target_ = behind_links(path_);
+  open_beside();
+  if (number_ < 0 && present && (errno == EACCES || errno == EPERM)) {
+    beside_.clear();
+    open_target(O_WRONLY | O_TRUNC);
+    return;
+  }
+  if (number_ < 0) fail<OpenError>(path_, "cannot be created", errno);
+  if (present && ::fchmod(number_, present->st_mode & 07777) != 0) {
+    const int reason = errno;
+    ::close(number_);
+    ::unlink(beside_.c_str());
+    fail<OpenError>(path_, "cannot be created", reason);
+  }
+}
+
+void NewFile::open_target(int flags) {
+  number_ = open_file(target_, flags);
+  if (number_ < 0) fail<OpenError>(path_, "cannot be opened", errno);
+}
+
+void NewFile::open_beside() {
+  do {
+    beside_ = name_beside(target_);
+    number_ = open_file(beside_, O_WRONLY | O_CREAT | O_EXCL);
+  } while (number_ < 0 && errno == EEXIST);  // left by a process that was killed
+}
+
+NewFile::~NewFile() {
+  if (number_ >= 0) ::close(number_);
+  if (is_kept_) return;
+  if (!beside_.empty())
+    ::unlink(beside_.c_str());
+  else if (is_regular_ && ::truncate(target_.c_str(), 0) != 0)
+    return;  // what is there cannot even be taken back
+}
+
+void NewFile::write(std::string_view bytes) {
+  if (write_all(number_, bytes) != bytes.size()) fail(path_, "cannot be written", errno);
+}
+
+void NewFile::keep() {
+  // some file systems tell of a full disk only here
+  if (::close(std::exchange(number_, -1)) != 0 && errno != EINTR) fail(path_, "cannot be written", errno);
+  if (!beside_.empty() && ::rename(beside_.c_str(), target_.c_str()) != 0)
+    fail(path_, "cannot be moved to its place", errno);
+  is_kept_ = true;
+}
+
+void write_file(std::string const& path, std::string_view bytes) {
+  NewFile file(path);
+  file.write(bytes);
+  file.keep();
+}
+
+int open_file(std::string const& path, int flags, unsigned mode) {
+  int number = -1;
+  do number = ::open(path.c_str(), flags | O_CLOEXEC, mode);
+  while (number < 0 && errno == EINTR);
+  return number;
+}
+
+std::size_t write_all(int descriptor, std::string_view bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t written = ::write(descriptor, bytes.data() + done, bytes.size() - done);
+    if (written > 0) {
+      done += static_cast<std::size_t>(written);
+    } else if (written == 0) {
+      errno = EIO;  // it would be so for ever
+      break;
+    } else if (errno == EAGAIN) {
+      pollfd writable{descriptor, POLLOUT, 0};  // whoever shares a terminal has made it non-blocking
+      ::poll(&writable, 1, -1);
+    } else if (errno != EINTR) {
+      break;
+    }
+  }
+  return done;
+}
+
+bool append_whole(int descriptor, std::string_view bytes) {
+  struct stat before {};
+  const bool can_shrink = ::fstat(descriptor, &before) == 0 && S_ISREG(before.st_mode);
+  if (write_all(descriptor, bytes) == bytes.size()) return true;
+  const int reason = errno;
+  if (can_shrink && ::ftruncate(descriptor, before.st_size) != 0) errno = reason;  // a part of it stays
+  errno = reason;
+  return false;
 }
 
 bool is_file(std::string const& path) {
@@ -182,8 +230,8 @@ std::vector<std::string> list_directory(std::string const& path, std::string_vie
 }
 
 LineFile::LineFile(std::string path)
-    : path_(std::move(path)), number_(open_retrying(path_, O_WRONLY | O_CREAT | O_APPEND)) {
-  if (number_ < 0) fail(path_, "cannot be opened", errno);
+    : path_(std::move(path)), number_(open_file(path_, O_WRONLY | O_CREAT | O_APPEND)) {
+  if (number_ < 0) fail<OpenError>(path_, "cannot be opened", errno);
 }
 
 LineFile::~LineFile() { ::close(number_); }
@@ -192,14 +240,10 @@ void LineFile::add(std::string_view line) {
   const std::lock_guard lock(mutex_);
   // in one call, so that the lines of several processes do not mix
   const std::string text = (within_line_ ? "\n" : "") + std::string(line) + "\n";
-  std::string_view rest = text;
-  try {
-    while (!rest.empty()) write_some(number_, rest, path_);
-  } catch (FileError const&) {
-    within_line_ = within_line_ ? rest.size() != text.size() - 1 : rest.size() != text.size();
-    throw;
-  }
-  within_line_ = false;
+  const std::size_t written = write_all(number_, text);
+  const std::size_t line_begins = within_line_ ? 1 : 0;
+  within_line_ = written != text.size() && written != line_begins;
+  if (written != text.size()) fail(path_, "cannot be written", errno);
 }
 
 }  // namespace kdi

@@ -1,9 +1,11 @@
 // Whole files: every fault is told, and no half file is left.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <thread>
 
@@ -143,6 +145,98 @@ TEST(WholeFile, KeepsItsPermissionsAndItsPlaceBehindALink) {
   struct stat present {};
   ASSERT_EQ(::stat(path.c_str(), &present), 0);
   EXPECT_EQ(present.st_mode & 07777U, 0640U);
+}
+
+TEST(WholeFile, ComesToBeBehindALinkThatLeadsNowhere) {
+  const Scratch scratch;
+  std::filesystem::create_directory(scratch.path("sub"));
+  std::filesystem::create_symlink("sub/a", scratch.path("link"));
+  std::filesystem::create_symlink("link", scratch.path("sub/../further"));
+  kdi::write_file(scratch.path("further"), "new");
+  EXPECT_TRUE(std::filesystem::is_symlink(scratch.path("link")));
+  EXPECT_TRUE(std::filesystem::is_symlink(scratch.path("further")));
+  EXPECT_EQ(scratch.content("sub/a"), "new");
+
+  std::filesystem::create_symlink("circle", scratch.path("circle"));
+  EXPECT_EQ(write_fault(scratch.path("circle")),
+            scratch.path("circle") + ": cannot be looked up: Too many levels of symbolic links");
+}
+
+TEST(WholeFile, MayHaveTheLongestName) {
+  const Scratch scratch;
+  const std::string name(255, 'n');
+  kdi::write_file(scratch.path(name), "x");
+  EXPECT_EQ(scratch.names(), Texts{name});
+  EXPECT_EQ(write_fault(scratch.path(name + "n")),
+            scratch.path(name + "n") + ": cannot be created: File name too long");
+  EXPECT_EQ(scratch.names(), Texts{name});
+}
+
+TEST(WholeFile, IsWrittenDirectlyWhereNoFileCanBeMade) {
+  const Unprivileged user;
+  const Scratch scratch;
+  const std::string path = scratch.file("a", "old and long");
+  ::chmod(scratch.folder().c_str(), 0500);
+  EXPECT_EQ(write_fault(path, "new"), "no fault");
+  EXPECT_EQ(scratch.content("a"), "new");
+  {
+    const FullDisk full(1000);
+    EXPECT_EQ(write_fault(path, std::string(5000, 'n')), path + ": cannot be written: File too large");
+  }
+  EXPECT_EQ(scratch.content("a"), "");
+  ::chmod(scratch.folder().c_str(), 0700);
+  EXPECT_EQ(scratch.names(), Texts{"a"});
+}
+
+TEST(WholeFile, SaysWhetherItCouldBeOpened) {
+  const Scratch scratch;
+  EXPECT_THROW(kdi::read_file(scratch.path("no")), kdi::OpenError);
+  for (std::string const& path : {scratch.path("no/a"), scratch.folder(), std::string()})
+    EXPECT_THROW(kdi::write_file(path, "x"), kdi::OpenError) << path;
+  try {
+    kdi::write_file("/dev/full", "x");
+    ADD_FAILURE() << "the device was written";
+  } catch (kdi::OpenError const&) {
+    ADD_FAILURE() << "the device was opened";
+  } catch (kdi::FileError const&) {
+  }
+}
+
+TEST(WholeFile, IsAsItWasUntilItIsKept) {
+  const Scratch scratch;
+  const std::string path = scratch.file("a", "old");
+  {
+    kdi::NewFile file(path);
+    file.write("new");
+    EXPECT_EQ(scratch.content("a"), "old");
+    EXPECT_EQ(scratch.names().size(), 2U);
+  }
+  EXPECT_EQ(scratch.content("a"), "old");
+  EXPECT_EQ(scratch.names(), Texts{"a"});
+  kdi::NewFile file(path);
+  file.write("ne");
+  file.write("w");
+  file.keep();
+  EXPECT_EQ(scratch.content("a"), "new");
+  EXPECT_EQ(scratch.names(), Texts{"a"});
+}
+
+TEST(OpenFile, GrowsByAllOrNothing) {
+  const Scratch scratch;
+  const std::string path = scratch.file("a", std::string(900, 'o'));
+  const int file = kdi::open_file(path, O_WRONLY | O_APPEND);
+  ASSERT_GE(file, 0);
+  EXPECT_TRUE(kdi::append_whole(file, "more"));
+  {
+    const FullDisk full(1000);
+    EXPECT_EQ(kdi::write_all(file, std::string(200, 'x')), 96U);
+    EXPECT_FALSE(kdi::append_whole(file, "y"));
+    EXPECT_EQ(errno, EFBIG);
+    ASSERT_EQ(::ftruncate(file, 950), 0);
+    EXPECT_FALSE(kdi::append_whole(file, std::string(200, 'z')));
+  }
+  EXPECT_EQ(scratch.content("a"), std::string(900, 'o') + "more" + std::string(46, 'x'));
+  ::close(file);
 }
 
 TEST(WholeFile, IsNewWithThePermissionsOfTheProcess) {

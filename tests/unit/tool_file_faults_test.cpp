@@ -129,18 +129,27 @@ constexpr char const* kChain = "duc_chbw10_C4_pb40_if0_frf92_os3";
 
 struct Writer {
   char const* name;
-  std::string before;  ///< what "data/file" holds; empty: it is not there
+  std::string before;  ///< what the file holds; empty: it is not there
   std::function<std::string(std::string const& folder)> write;
   /// Whether these files, by name, may be left behind by a fault; `good` are those of a run without.
   using Files = std::map<std::string, std::string>;
   std::function<bool(Files const& now, Files const& good)> may_be_left;
-  bool is_silent = false;  ///< a fault is not told
+  bool is_silent = false;     ///< a fault is not told
+  std::string file = "file";  ///< that was there before, below "data"
 };
 std::ostream& operator<<(std::ostream& out, Writer const& writer) { return out << writer.name; }
 
 // Each file that is there is one of those that were to be written, and whole.
 bool are_whole(Writer::Files const& now, Writer::Files const& good) {
   return std::all_of(now.begin(), now.end(), [&](auto const& file) { return good.at(file.first) == file.second; });
+}
+
+// Each file that is there is whole, or as it was before.
+constexpr char kOld[] = "what was there";
+bool are_whole_or_old(Writer::Files const& now, Writer::Files const& good) {
+  return !now.empty() && std::all_of(now.begin(), now.end(), [&](auto const& file) {
+    return file.second == kOld || good.at(file.first) == file.second;
+  });
 }
 
 constexpr char kHistoryBefore[] = "# kdish history 1\nexpr 1\n";
@@ -176,6 +185,23 @@ bool is_begin_of_journal(Writer::Files const& now, Writer::Files const& good) {
   return false;
 }
 
+std::string write_scaler(std::string const& folder) {
+  v_scaler::CreateCoefsMatrix(64, 64, 12, 12, 64, 1, 1, 2, 3, folder + "/file");
+  return "done";
+}
+
+std::string write_chain(std::string const& folder) {
+  ducddcgen_init::DUCDDCConfig(kChain).write_files(folder);
+  return "done";
+}
+
+std::string write_core(std::string const& folder) {
+  fec::ldpc_config_t<ldpc::Variant> image;
+  image.trans.resize(1000);
+  image.dump_phy_trans((folder + "/file").c_str(), 0, true);
+  return "done";
+}
+
 const Writer kWriters[] = {
     {"a_new_history", "",
      [](std::string const& folder) {
@@ -205,26 +231,12 @@ const Writer kWriters[] = {
        return "done";
      },
      are_whole},
-    {"the_memory_of_a_scaler", "",
-     [](std::string const& folder) {
-       v_scaler::CreateCoefsMatrix(64, 64, 12, 12, 64, 1, 1, 2, 3, folder + "/file");
-       return "done";
-     },
-     are_whole, true},
-    {"the_files_of_a_chain", "",
-     [](std::string const& folder) {
-       ducddcgen_init::DUCDDCConfig(kChain).write_files(folder);
-       return "done";
-     },
-     are_whole},
-    {"the_writes_of_a_core", "",
-     [](std::string const& folder) {
-       fec::ldpc_config_t<ldpc::Variant> image;
-       image.trans.resize(1000);
-       image.dump_phy_trans((folder + "/file").c_str(), 0, true);
-       return "done";
-     },
-     are_whole, true},
+    {"the_memory_of_a_scaler", "", write_scaler, are_whole, true},
+    {"the_memory_of_a_scaler_anew", kOld, write_scaler, are_whole_or_old, true, "file.coe"},
+    {"the_files_of_a_chain", "", write_chain, are_whole},
+    {"the_files_of_a_chain_anew", kOld, write_chain, are_whole_or_old, false, std::string(kChain) + ".cfg"},
+    {"the_writes_of_a_core", "", write_core, are_whole, true},
+    {"the_writes_of_a_core_anew", kOld, write_core, are_whole_or_old, true},
 };
 
 class ToolWriting : public testing::TestWithParam<Writer> {
@@ -234,7 +246,7 @@ class ToolWriting : public testing::TestWithParam<Writer> {
   Outcome outcome(std::function<void()> const& watch) const {
     fs::remove_all(folder_);
     fs::create_directories(folder_);
-    if (!GetParam().before.empty()) scratch_.file("data/file", GetParam().before);
+    if (!GetParam().before.empty()) scratch_.file("data/" + GetParam().file, GetParam().before);
     return in_a_process(scratch_, watch, [this] { return GetParam().write(folder_); });
   }
   Writer::Files files() const {

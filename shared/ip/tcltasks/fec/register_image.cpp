@@ -1,11 +1,8 @@
 #include "tcltasks/fec/register_image.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
-#include <filesystem>
-#include <memory>
 
+#include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 
@@ -141,17 +138,17 @@ void ldpc_config_t<Variant>::gen_phy_trans(unsigned /*start*/) {
 
 template <class Variant>
 void ldpc_config_t<Variant>::dump_phy_trans(char const* path, unsigned start, bool generated) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "w"), std::fclose);
-  if (!file) return;
-  if (!generated) gen_phy_trans(start);
-  bool written = true;
-  for (phy_trans_t<Variant> const& write : trans)
-    written = std::fprintf(file.get(), "%013" PRIx64 " // %s\n", (write.addr << 32) + write.data,
-                           write.comment.c_str()) >= 0 &&
-              written;
-  written = std::fclose(file.release()) == 0 && written;
-  std::error_code ignored;
-  if (!written && std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
+  try {
+    kdi::NewFile file(path);
+    if (!generated) gen_phy_trans(start);
+    std::string text;
+    for (phy_trans_t<Variant> const& write : trans)
+      text += kdi::number::hexadecimal((write.addr << 32) + write.data, 13) + " // " + write.comment + "\n";
+    file.write(text);
+    file.keep();
+  } catch (kdi::FileError const&) {
+    // sic: a file that cannot be written is not told of
+  }
 }
 
 std::string int_to_32hex(unsigned value) { return kdi::text::uppered(kdi::number::hexadecimal(value, 8)); }

@@ -49,8 +49,8 @@ struct ldpc_config_t {
   void gen_phy_trans(unsigned start);
 
   /// Writes `trans` to the text file `path`, one line for each write: address and data as 13 hexadecimal digits, " //
-  /// ", the comment. Regenerates first unless `generated`. A file that cannot be opened is left alone without a report;
-  /// one that cannot be written to its end is removed, so that none of half the writes is there.
+  /// ", the comment. Regenerates first unless `generated`. A file that cannot be written to its end is as it was,
+  /// without a report.
   void dump_phy_trans(char const* path, unsigned start, bool generated);
 };
 

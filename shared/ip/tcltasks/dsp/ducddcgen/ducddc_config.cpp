@@ -1,7 +1,5 @@
-#include <cstdio>
-#include <filesystem>
-#include <memory>
 
+#include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiNumber.h"
 #include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
 #include "tcltasks/dsp/ducddcgen/ducddc_text.h"
@@ -54,14 +52,13 @@ DUCDDCConfig::DUCDDCConfig(std::string config) : name(std::move(config)), record
 namespace {
 
 void write_file(std::string const& path, std::string const& text) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);
-  if (!file) throw std::runtime_error("Couldn't open file " + path + " for output!");
-  bool written = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
-  written = std::fclose(file.release()) == 0 && written;
-  if (written) return;
-  std::error_code ignored;
-  if (std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
-  throw std::runtime_error("Couldn't write file " + path + " for output!");
+  try {
+    kdi::write_file(path, text);
+  } catch (kdi::OpenError const&) {
+    throw std::runtime_error("Couldn't open file " + path + " for output!");
+  } catch (kdi::FileError const&) {
+    throw std::runtime_error("Couldn't write file " + path + " for output!");
+  }
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ class DUCDDCConfig {
 
   /// Writes <name>.cfg, <name>.rsrc and <name>_s<i>.coe for each stage into `directory`, which ends in a slash or gets
   /// one; empty stands for the working directory. Throws std::runtime_error for a file that cannot be opened or not
-  /// be written to its end; a file that failed half-way is removed, those before it stay.
+  /// be written to its end; a file that failed half-way is as it was, those before it are new.
   void write_files(std::string directory) const;
 
   std::string name;

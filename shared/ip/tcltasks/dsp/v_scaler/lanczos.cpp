@@ -1,17 +1,19 @@
 #include "tcltasks/dsp/v_scaler/lanczos.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdio>
 #include <cstdlib>
-#include <memory>
+#include <filesystem>
 #include <new>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
 
+#include "kdi/common/KdiFile.h"
+
 namespace v_scaler {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr double kPi = 3.14159265358979;
 constexpr double kPiSquared = 9.869604401089338;
@@ -71,69 +73,63 @@ class Row {
   coefs_struct tables_;
 };
 
-// The entries of a file, each with a comma and a line end behind it, and the last one with a semicolon. `write` takes
-// them in pieces and says whether it could; behind a piece that it could not take, none comes.
-template <class Write>
+// The entries of a file, each with a comma and a line end behind it, and the last one with a semicolon.
 class Entries {
  public:
-  explicit Entries(Write write) : write_(write) {}
+  explicit Entries(kdi::NewFile& file) : file_(file) {}
 
   void add(std::int32_t entry) {
-    char digits[16];
-    char* const end = std::to_chars(digits, digits + sizeof digits, entry).ptr;
-    if (text_.size() >= kPiece) flush();
-    text_.append(ending_).append(digits, end);
+    text_.append(ending_).append(std::to_string(entry));
     ending_ = ",\n";
+    if (text_.size() >= kPiece) flush();
   }
   void finish() {
     if (!ending_.empty()) text_ += ";\n";
     flush();
   }
-  bool failed() const { return failed_; }
 
  private:
   static constexpr std::size_t kPiece = std::size_t{1} << 16;
 
   void flush() {
-    failed_ = failed_ || !write_(text_);
+    file_.write(text_);
     text_.clear();
   }
 
-  Write write_;
+  kdi::NewFile& file_;
   std::string text_;
   std::string_view ending_;  // of the entry before
-  bool failed_ = false;
 };
 
 // The entries of the file in its order. A row is computed when its turn comes, so that memory does not grow with their
-// number. False if `write` failed.
-template <class Write>
-bool write_entries(std::vector<Block> const& blocks, int rows, int columns, int sets, Write write) {
-  Entries<Write> entries(write);
+// number.
+void write_entries(kdi::NewFile& file, std::vector<Block> const& blocks, int rows, int columns, int sets) {
+  Entries entries(file);
   const Row row(columns);
   for (int set = 0; set < sets; ++set)
     for (Block const& block : blocks)
-      for (int p = 0; p < rows && !entries.failed(); ++p) {
+      for (int p = 0; p < rows; ++p) {
         const int taps = set == 0 && p < block.phases ? block.taps : 0;
         get_lanczos_coeffs(static_cast<float>(p / static_cast<double>(block.phases)), row.get(), taps);
         for (int column = 0; column < columns; ++column) entries.add(column < taps ? row.get()[column] : 0);
       }
   entries.finish();
-  return !entries.failed();
 }
 
 void write_file(std::string const& name, std::vector<Block> const& blocks, int rows, int columns, int sets) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "w+b"), std::fclose);
-  if (!file) return;  // sic: no error
-  const auto write = [&file](std::string_view text) {
-    return std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
-  };
-  bool written = write("memory_initialization_radix=10;\nmemory_initialization_vector=\n") &&
-                 write_entries(blocks, rows, columns, sets, write);
-  written = std::fclose(file.release()) == 0 && written;
-  if (written) return;
-  std::remove(name.c_str());
-  throw std::runtime_error("Error: Unable to write file " + name);
+  try {
+    kdi::NewFile file(name);
+    file.write("memory_initialization_radix=10;\nmemory_initialization_vector=\n");
+    write_entries(file, blocks, rows, columns, sets);
+    file.keep();
+  } catch (kdi::OpenError const&) {
+    // sic: no error
+  } catch (kdi::FileError const&) {
+    // What lies behind a link to a device is no file to keep; the link would pass for one.
+    std::error_code ignored;
+    if (fs::is_symlink(name, ignored) && !fs::is_regular_file(name, ignored)) fs::remove(name, ignored);
+    throw std::runtime_error("Error: Unable to write file " + name);
+  }
 }
 
 }  // namespace

@@ -47,8 +47,9 @@ bool are_sizes_supported(int h_phases, int v_phases, int h_taps, int v_taps, int
 std::string coefs_file_name(std::string const& path);
 
 /// Computes the tables, row by row, and writes them to the file of coefs_file_name(path), whose name it returns, also
-/// when the file could not be opened. Sizes that are not supported give an empty name and no file; throws
-/// std::runtime_error if writing fails half-way, and leaves no partial file.
+/// when the file could not be opened. Sizes that are not supported give an empty name and no file. Throws
+/// std::runtime_error if writing fails half-way; then a file that was there is as it was, and a link to what is no file
+/// is gone.
 std::string CreateCoefsMatrix(int h_phases, int v_phases, int h_taps, int v_taps, int max_phases, int use_chroma,
                               int use_vertical, int chroma, int coefficient_sets, std::string const& path);
 
