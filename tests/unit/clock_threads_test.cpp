@@ -42,6 +42,14 @@ class Interpreter {
   Tcl_Interp* interp_;
 };
 
+// The same for bodies that use an interpreter: Tcl keeps something for each thread, which ends with it.
+void in_tcl_threads(int count, std::function<void(int)> const& body) {
+  in_threads(count, [&](int thread) {
+    body(thread);
+    Tcl_FinalizeThread();
+  });
+}
+
 class ClockThreads : public testing::Test {
  protected:
   message_host::Capture messages_;
@@ -83,7 +91,7 @@ TEST_F(ClockThreads, SolversOfTheirOwnDoNotDisturbEachOther) {
     Interpreter run;
     for (int thread = 0; thread < kThreads; ++thread) alone.push_back(own_work(run, "one", thread));
   }
-  in_threads(kThreads, [&](int thread) {
+  in_tcl_threads(kThreads, [&](int thread) {
     Interpreter run;
     for (int round = 0; round < kRounds; ++round) {
       const std::string name = "t" + std::to_string(thread);
@@ -97,7 +105,7 @@ TEST_F(ClockThreads, SolversOfTheirOwnDoNotDisturbEachOther) {
 
 // Every answer is one that some order of the threads' commands gives.
 TEST_F(ClockThreads, OneSolverIsUsedRenamedAndEndedByAll) {
-  in_threads(kThreads, [&](int thread) {
+  in_tcl_threads(kThreads, [&](int thread) {
     Interpreter run;
     const std::string a = thread % 2 == 0 ? "a" : "b", b = thread % 2 == 0 ? "b" : "a";
     for (int round = 0; round < kRounds; ++round) {
