@@ -1,0 +1,55 @@
+// A core of the larger processing systems, or one of a wizard's sub-cores.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "kdi/common/KdiDoor.h"
+#include "kdi/common/KdiTypes.h"
+
+/// What the package's model of these cores works with. Each operation may be called from several threads; an instance
+/// does one thing at a time.
+class KDI_DOOR HICInst {
+ public:
+  /// An instance outside the manager, for a context that has none. It has the core that its name begins with
+  /// (`psxl_0`).
+  explicit HICInst(std::string instanceName);
+  ~HICInst();
+  HICInst(HICInst const&) = delete;
+  HICInst& operator=(HICInst const&) = delete;
+
+  /// Empty if unknown, here and below.
+  std::string getParamValue(std::string const& name);
+  /// The user's last value, which a disabled parameter keeps behind `SKIP`.
+  std::string getBackUpParamValue(std::string const& name);
+  /// `textEdit` for what is typed, `combo` for a choice, `checkBox` for a truth.
+  std::string getParamType(std::string const& name);
+  void getParamRange(std::string const& name, StrVec& range);
+  bool isParamEnabled(std::string const& name);
+
+  /// Applies the pairs in their order, as a user's changes, with all rules. `modified`: what moved, each name once.
+  void guiSetParam(StrPairs& pairs, StrVec& modified, ParamMap& messages);
+  /// Applies parameters at a strength (HardIPInterface::getRanges).
+  void setParam(ParamMap& params, RawResult& result, ParamMap& messages, int strength);
+  /// Replaces each record by the engine's own value; may add records.
+  void getGuiUserModifiedParams(RawResult& records);
+
+  /// Appends the measurements that are on.
+  void getSysmonEnabledMeasurements(StrPairs& pairs);
+  void getSysmonEnabledDictMeasurements(ParamMap& measurements, std::string subCore);
+  /// Empty without one.
+  std::string getSubCoreName() const;
+  /// Takes the values of the master of a device of several dies over into `params`.
+  void updateSLRParamsFromMasterSubcore(ParamMap& params, ParamMap& masterParams);
+  bool isPSBankAvailable();
+  /// At least 1.
+  int getSlrCount();
+  std::string getSysmonData(std::string, std::string);
+  /// -1 if there is none.
+  int getStartSupplyId();
+
+ private:
+  friend class HICHipInst;
+  struct State;
+  std::unique_ptr<State> state_;
+};

@@ -1,0 +1,147 @@
+#include "kdi/ippcw/HardIP.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "kdi/common/KdiInstances.h"
+#include "kdi/ippcw/host/HardIPFactories.h"
+
+namespace hardip_eng {
+
+namespace {
+
+struct Shared {
+  std::mutex mutex;
+  std::condition_variable made;  // an instance, or that it cannot be
+  HardIPManager::InstanceMap instances;
+  std::map<std::string, std::thread::id> makers;  // of the instances that are null
+  std::map<std::string, HardIPFactory> factories;
+};
+
+Shared& shared() {
+  static auto& shared = *new Shared;  // never destroyed: asked while the process ends
+  return shared;
+}
+
+std::string value(ParamMap const& context, char const* key) {
+  const auto place = context.find(key);
+  return place == context.end() ? std::string() : place->second;
+}
+
+// What a context says beside these describes the instance when it is made, and may be other when it is asked for.
+std::string identity(ParamMap const& context) {
+  return value(context, "instance_name") + '|' + value(context, "ps_core_name") + '|' + value(context, "part");
+}
+
+// Leaves a null instance behind for nobody, whatever the making ends with.
+class Making {
+ public:
+  explicit Making(std::string key) : key_(std::move(key)) {}
+  ~Making() {
+    {
+      const std::lock_guard lock(shared().mutex);
+      shared().makers.erase(key_);
+      if (made_)
+        shared().instances[key_] = std::move(made_);
+      else
+        shared().instances.erase(key_);
+    }
+    shared().made.notify_all();
+  }
+  void is(std::shared_ptr<HardIPInterface> made) { made_ = std::move(made); }
+
+ private:
+  std::string key_;
+  std::shared_ptr<HardIPInterface> made_;
+};
+
+HardIPInterface* lent(std::shared_ptr<HardIPInterface> instance) {
+  HardIPInterface* const pointer = instance.get();
+  if (pointer != nullptr) kdi::lend(std::move(instance));
+  return pointer;
+}
+
+}  // namespace
+
+void set_hard_ip_factory(std::string const& ps_core_name, HardIPFactory factory) {
+  const std::lock_guard lock(shared().mutex);
+  if (factory)
+    shared().factories[ps_core_name] = std::move(factory);
+  else
+    shared().factories.erase(ps_core_name);
+}
+
+HardIPManager* HardIPManager::getInstance() {
+  static auto& manager = *new HardIPManager;
+  return &manager;
+}
+
+HardIPManager* HardIPManager::getInstance(ParamMap const&) { return getInstance(); }
+
+HardIPInterface* HardIPManager::findInstance(ParamMap const& context, StrVec&) {
+  const std::string key = identity(context);
+  std::shared_ptr<HardIPInterface> found;
+  {
+    std::unique_lock lock(shared().mutex);
+    // Its own maker would wait for itself: for it there is none yet.
+    shared().made.wait(lock, [&] {
+      const auto maker = shared().makers.find(key);
+      return maker == shared().makers.end() || maker->second == std::this_thread::get_id();
+    });
+    const auto place = shared().instances.find(key);
+    if (place != shared().instances.end()) found = place->second;
+  }
+  return lent(std::move(found));
+}
+
+HardIPInterface* HardIPManager::getOrCreateInstance(ParamMap const& context, StrVec& errors) {
+  const std::string key = identity(context);
+  HardIPFactory factory;
+  for (std::unique_lock lock(shared().mutex);;) {
+    const auto maker = shared().makers.find(key);
+    if (maker != shared().makers.end()) {
+      if (maker->second == std::this_thread::get_id()) {
+        errors.push_back("the instance \"" + value(context, "instance_name") + "\" is asked for while it is made");
+        return nullptr;
+      }
+      shared().made.wait(lock);
+      continue;
+    }
+    const auto place = shared().instances.find(key);
+    if (place != shared().instances.end()) {
+      std::shared_ptr<HardIPInterface> found = place->second;
+      lock.unlock();
+      return lent(std::move(found));
+    }
+    const auto own = shared().factories.find(value(context, "ps_core_name"));
+    if (own != shared().factories.end()) factory = own->second;
+    shared().makers[key] = std::this_thread::get_id();
+    shared().instances[key] = nullptr;
+    break;
+  }
+
+  std::shared_ptr<HardIPInterface> made;
+  {
+    Making making(key);
+    if (factory) made = factory(context, errors);
+    if (made == nullptr && errors.empty()) errors.push_back("no core \"" + value(context, "ps_core_name") + "\"");
+    making.is(made);
+  }
+  return lent(std::move(made));
+}
+
+void HardIPManager::deleteInstance(ParamMap const& context, StrVec&) {
+  InstanceMap::node_type deleted;  // outlives the lock
+  const std::lock_guard lock(shared().mutex);
+  const auto place = shared().instances.find(identity(context));
+  if (place != shared().instances.end() && place->second != nullptr) deleted = shared().instances.extract(place);
+}
+
+HardIPManager::InstanceMap HardIPManager::instanceMap() const {
+  const std::lock_guard lock(shared().mutex);
+  return shared().instances;
+}
+
+}  // namespace hardip_eng
