@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kMostParameters = 100'000;  // of a core, patterns written out
 constexpr int kMostVersions = 32;                 // that extend one another
+constexpr int kMostFills = 4;                     // of a place whose text has places
 constexpr std::size_t kMostValues = 10'000;       // permitted ones of a parameter
 constexpr char const* kOutOfRange = "PARAM ${parameter}::${value} is out of range  { ${range} }";
 
@@ -35,10 +36,12 @@ struct Draft {
 struct DefinitionDraft {
   std::string name;
   JsonValue rule;
+  PlaceValues places;
 };
 
-// `text` with each ${name} replaced.
-std::string filled(JsonValue value, std::string_view text, PlaceValues const& places) {
+// `text` with each ${name} replaced. What stands for a place of a part may itself have places, those of `each`.
+std::string filled(JsonValue value, std::string_view text, PlaceValues const& places, int depth = 0) {
+  if (depth > kMostFills) value.refuse("places that do not stand for themselves");
   std::string whole;
   for (std::size_t at = 0;;) {
     const std::size_t begin = text.find("${", at);
@@ -47,7 +50,7 @@ std::string filled(JsonValue value, std::string_view text, PlaceValues const& pl
     const std::size_t end = text.find('}', begin);
     const auto place = places.find(text.substr(begin + 2, end == std::string_view::npos ? 0 : end - begin - 2));
     if (place == places.end()) value.refuse("only places that each tells, such as ${n}");
-    whole += place->second;
+    whole += filled(value, place->second, places, depth + 1);
     at = end + 1;
   }
 }
@@ -60,15 +63,16 @@ std::vector<std::string> texts(JsonValue list, PlaceValues const& places) {
   return all;
 }
 
-// All ways to fill the places of `each`, in the order of their names.
-std::vector<PlaceValues> written_out(std::optional<JsonValue> each) {
-  std::vector<PlaceValues> all{{}};
+// All ways to fill the places of `each`, in the order of their names; `known` are filled already.
+std::vector<PlaceValues> written_out(std::optional<JsonValue> each, PlaceValues const& known) {
+  std::vector<PlaceValues> all{known};
   if (!each) return all;
   for (const JsonValue place : each->members()) {
     if (!is_name(place.name())) place.refuse("a place with a name of letters and digits");
+    if (known.contains(place.name())) place.refuse("a place that the part does not have");
     std::vector<std::string> words;
     try {
-      words = expand(place.text(), kMostParameters);
+      words = expand(text(place, known), kMostParameters);
     } catch (PatternError const& error) {
       place.refuse(error.what());
     }
@@ -153,16 +157,12 @@ class CoreReader : public Scope {
   }
 
   void add_file(JsonValue root, int depth) {
-    root.allow_only({"format", "core", "version", "extends", "out_of_range", "retired", "renamed", "changed",
-                     "parameters", "definitions"});
+    root.allow_only({"format", "core", "version", "extends", "out_of_range", "retired", "renamed", "includes",
+                     "changed", "parameters", "definitions"});
     root.member("format").integer(1, 1);
     const std::string name = root.member("core").text();
     const std::string version = root.member("version").text();
-    if (const auto base = root.find("extends")) {
-      if (directory_.empty()) base->refuse("a description that stands alone");
-      if (base->text().find('/') != std::string::npos) base->refuse("a version");
-      add_version(name, base->text(), base, depth + 1);
-    }
+    if (const auto base = root.find("extends")) extend(*base, name, depth);
     core_->name_ = name;
     core_->version_ = version;
     if (const auto words = root.find("out_of_range")) {
@@ -171,16 +171,81 @@ class CoreReader : public Scope {
     }
     if (const auto retired = root.find("retired")) retire(*retired);
     if (const auto renamed = root.find("renamed")) rename(*renamed);
+    if (const auto includes = root.find("includes"))
+      for (const JsonValue entry : includes->items()) include(entry);
     if (const auto changed = root.find("changed")) change(*changed);
+    add_content(root, {});
+  }
+
+  // `version` of the same core, or `core/version`.
+  void extend(JsonValue base, std::string const& name, int depth) {
+    if (directory_.empty()) base.refuse("a description that stands alone");
+    std::string const& words = base.text();
+    const std::size_t slash = words.find('/');
+    const std::string other = slash == std::string::npos ? name : words.substr(0, slash);
+    const std::string version = slash == std::string::npos ? words : words.substr(slash + 1);
+    if (!is_name(other) || version.empty() || version[0] == '.' || version.find('/') != std::string::npos)
+      base.refuse("a version, or a core and its version such as xram/1.0");
+    add_version(other, version, base, depth + 1);
+  }
+
+  // What descriptions and parts have alike.
+  void add_content(JsonValue root, PlaceValues const& places) {
     if (const auto parameters = root.find("parameters"))
-      for (const JsonValue entry : parameters->items()) add_parameters(entry);
+      for (const JsonValue entry : parameters->items()) add_parameters(entry, places);
     if (const auto definitions = root.find("definitions"))
-      for (const JsonValue rule : definitions->members()) define(rule);
+      for (const JsonValue rule : definitions->members()) define(rule, places);
+  }
+
+  // --- parts
+
+  void include(JsonValue entry) {
+    entry.allow_only({"file", "where"});
+    const JsonValue root = part(entry.member("file"));
+    root.allow_only({"format", "places", "parameters", "definitions"});
+    root.member("format").integer(1, 1);
+    add_content(root, places_of(root, entry));
+  }
+
+  // Read once, however often it is included.
+  JsonValue part(JsonValue file) {
+    std::string const& path = file.text();
+    if (directory_.empty()) file.refuse("a description that stands alone");
+    if (path.empty() || path[0] == '/' || path[0] == '.' || path.find("/.") != std::string::npos)
+      file.refuse("the path of a part from the folder of the cores on, such as parts/uart.json");
+    const auto [known, is_new] = part_numbers_.emplace(path, files_.size());
+    if (is_new) try {
+        files_.emplace_back(directory_ + "/" + path);
+      } catch (FileError const&) {
+        file.refuse("a part that is there");
+      }
+    return files_[known->second].root();
+  }
+
+  // What the part itself gives its places, then what the description says.
+  static PlaceValues places_of(JsonValue part, JsonValue entry) {
+    PlaceValues values;
+    std::set<std::string> open;
+    if (const auto places = part.find("places"))
+      for (const JsonValue place : places->members()) {
+        if (!is_name(place.name())) place.refuse("a place with a name of letters and digits");
+        if (place.is_null())
+          open.insert(place.name());
+        else
+          values.emplace(place.name(), place.text());
+      }
+    if (const auto where = entry.find("where"))
+      for (const JsonValue value : where->members()) {
+        if (open.erase(value.name()) == 0 && !values.contains(value.name())) value.refuse("a place that the part has");
+        values.insert_or_assign(value.name(), value.text());
+      }
+    if (!open.empty()) entry.refuse("what stands for the part's place " + *open.begin());
+    return values;
   }
 
   Draft& draft(JsonValue value, std::string const& name) {
     const auto found = draft_numbers_.find(name);
-    if (found == draft_numbers_.end()) value.refuse("a parameter of the version that this one extends");
+    if (found == draft_numbers_.end()) value.refuse("a parameter of what this description extends or includes");
     return drafts_[found->second];
   }
 
@@ -205,7 +270,7 @@ class CoreReader : public Scope {
 
   void change(JsonValue list) {
     for (const JsonValue entry : list.items())
-      for (PlaceValues const& places : written_out(entry.find("each"))) {
+      for (PlaceValues const& places : written_out(entry.find("each"), {})) {
         Draft& changed = draft(entry.member("name"), text(entry.member("name"), places));
         for (const JsonValue field : entry.members())
           if (field.name() != "name" && field.name() != "each") changed.fields.insert_or_assign(field.name(), field);
@@ -214,9 +279,9 @@ class CoreReader : public Scope {
       }
   }
 
-  void add_parameters(JsonValue entry) {
+  void add_parameters(JsonValue entry, PlaceValues const& known) {
     allow_fields(entry);
-    for (PlaceValues const& places : written_out(entry.find("each"))) {
+    for (PlaceValues const& places : written_out(entry.find("each"), known)) {
       if (drafts_.size() == kMostParameters) entry.refuse("at most 100000 parameters");
       Draft added{text(entry.member("name"), places), places, entry, {}, {}};
       if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
@@ -236,14 +301,15 @@ class CoreReader : public Scope {
     if (!draft_numbers_.emplace(name, number).second) value.refuse("a name that no other parameter has");
   }
 
-  void define(JsonValue rule) {
-    if (!is_name(rule.name())) rule.refuse("a definition with a name of letters, digits and _");
+  void define(JsonValue rule, PlaceValues const& places) {
+    const std::string name = filled(rule, rule.name(), places);
+    if (!is_name(name)) rule.refuse("a definition with a name of letters, digits and _");
     for (DefinitionDraft& known : definition_drafts_)
-      if (known.name == rule.name()) {
-        known.rule = rule;
+      if (known.name == name) {
+        known = {name, rule, places};
         return;
       }
-    definition_drafts_.push_back({rule.name(), rule});
+    definition_drafts_.push_back({name, rule, places});
   }
 
   // --- parameters without their rules
@@ -356,7 +422,7 @@ class CoreReader : public Scope {
   void compile_definitions() {
     for (DefinitionDraft const& draft : definition_drafts_) {
       if (core_->find(draft.name)) draft.rule.refuse("a name that no parameter has");
-      Rule compiled = rule(draft.rule, {}, std::nullopt);
+      Rule compiled = rule(draft.rule, draft.places, std::nullopt);
       definition_numbers_.emplace(draft.name, static_cast<std::uint32_t>(core_->definitions_.size()));
       core_->definitions_.push_back({draft.name, std::move(compiled)});
     }
@@ -517,6 +583,7 @@ class CoreReader : public Scope {
   std::string directory_;
   std::shared_ptr<Core> core_;
   std::vector<JsonFile> files_;
+  std::map<std::string, std::size_t, std::less<>> part_numbers_;  // among the files
   std::vector<Draft> drafts_;
   std::map<std::string, std::size_t, std::less<>> draft_numbers_;
   std::vector<DefinitionDraft> definition_drafts_;

@@ -42,8 +42,8 @@ TEST(CoreReading, SlipsAreToldWithTheirPlace) {
   const std::pair<std::string, char const*> errors[] = {
       {"{}", "made.json:1: top level: expected a field \"format\", found none"},
       {core_of(a, R"(, "extra": 1)"),
-       "made.json:2: extra: expected one of format, core, version, extends, out_of_range, retired, renamed, changed, "
-       "parameters, definitions as the field's name"},
+       "made.json:2: extra: expected one of format, core, version, extends, out_of_range, retired, renamed, "
+       "includes, changed, parameters, definitions as the field's name"},
       {core_of(a, R"(, "extends": "0.9")"),
        "made.json:2: extends: expected a description that stands alone, found the text \"0.9\""},
       {core_of(a + "," + a),
@@ -121,7 +121,8 @@ TEST(CoreReading, SlipsAreToldWithTheirPlace) {
        "made.json:2: parameters[0].each.n: expected patterns for at most 100000 parameters, found the text "
        "\"{0..999}\""},
       {core_of(a, R"(, "retired": ["B"])"),
-       "made.json:2: retired[0]: expected a parameter of the version that this one extends, found the text \"B\""},
+       "made.json:2: retired[0]: expected a parameter of what this description extends or includes, found the text "
+       "\"B\""},
       {core_of(a, R"(, "definitions": {"A": "1"})"),
        "made.json:2: definitions.A: expected a name that no parameter has, found the text \"1\""},
       {core_of(a, R"(, "definitions": {"D": "E", "E": "1"})"), "made.json:2: definitions.D: column 1: unknown name E"},
@@ -161,6 +162,10 @@ class Versions : public ::testing::Test {
     scratch_.file("made/" + version + ".json",
                   R"({"format": 1, "core": "made", "version": ")" + version + "\", " + rest + "}");
   }
+  void part(std::string const& name, std::string const& rest) {
+    std::filesystem::create_directories(scratch_.path("parts"));
+    scratch_.file("parts/" + name + ".json", "{\"format\": 1, " + rest + "}");
+  }
   std::string error_of(std::string const& version) {
     try {
       Core::read(scratch_.folder(), "made", version);
@@ -196,6 +201,96 @@ TEST_F(Versions, ExtendOneAnother) {
   EXPECT_EQ(after.value(number(*core, "C")), "27");
 }
 
+TEST_F(Versions, ExtendThoseOfOtherCores) {
+  version("1.0", "\"parameters\": [" + parameter("A", "integer", "1") + "]");
+  std::filesystem::create_directories(scratch_.path("other"));
+  scratch_.file("other/3.1.json",
+                R"({"format": 1, "core": "other", "version": "3.1", "extends": "made/1.0", "changed": [)"
+                R"({"name": "A", "default": "7"}]})");
+  const auto core = Core::read(scratch_.folder(), "other", "3.1");
+  EXPECT_EQ(core->name() + " " + core->version(), "other 3.1");
+  EXPECT_EQ(Instance(core).value(0), "7");
+}
+
+// A part stands for what several descriptions, or one several times, have alike.
+TEST_F(Versions, IncludePartsWithTheirPlaces) {
+  part(
+      "ports",
+      R"("places": {"BLOCK": null, "LAST": "1", "ON": "true"}, "definitions": {"${BLOCK}_SUM": "${BLOCK}0 + ${BLOCK}1"}, "parameters": [)" +
+          parameter("${BLOCK}${n}", "integer", "2",
+                    R"(, "each": {"n": "{0..${LAST}}"}, "enabled": "${ON}", "display_name": "${BLOCK} ${n}")") +
+          "]");
+  version("1.0",
+          R"("includes": [{"file": "parts/ports.json", "where": {"BLOCK": "X"}},
+             {"file": "parts/ports.json", "where": {"BLOCK": "Y", "LAST": "2", "ON": "X${n} == 2 or ${n} == 2"}}],
+             "changed": [{"name": "Y1", "default": "5"}],
+             "parameters": [)" +
+              parameter("SUM", "integer", "0", R"(, "derived": "X_SUM + Y_SUM")") + "]");
+  // Y2 reads X2, which X does not have.
+  EXPECT_EQ(error_of("1.0"), "parts/ports.json:2: parameters[0].enabled: column 1: unknown name X2");
+  version("1.0",
+          R"("includes": [{"file": "parts/ports.json", "where": {"BLOCK": "X", "LAST": "2"}},
+             {"file": "parts/ports.json", "where": {"BLOCK": "Y", "LAST": "2", "ON": "X${n} == 2"}}],
+             "changed": [{"name": "Y1", "default": "5"}],
+             "parameters": [)" +
+              parameter("SUM", "integer", "0", R"(, "derived": "X_SUM + Y_SUM")") + "]");
+  const auto core = Core::read(scratch_.folder(), "made", "1.0");
+  ASSERT_EQ(core->parameters().size(), 7U);
+  EXPECT_EQ(core->parameters()[4].name + core->parameters()[4].display_name, "Y1Y 1");
+  Instance instance(core);
+  EXPECT_EQ(instance.value(6), "11");
+  EXPECT_TRUE(instance.is_enabled(4));
+  instance.set({{1, "3"}});
+  EXPECT_FALSE(instance.is_enabled(4));
+  EXPECT_TRUE(instance.is_enabled(5));
+}
+
+TEST_F(Versions, RefusePartsWithTheirPlace) {
+  const auto included = [&](std::string const& include) {
+    version("1.0", "\n\"includes\": [" + include + "]");
+    return error_of("1.0");
+  };
+  part("one", R"("places": {"A": null, "B": "1"}, "parameters": [)" + parameter("${A}", "integer", "${B}") + "]");
+  EXPECT_EQ(included(R"({"file": "parts/one.json", "where": {"A": "X"}})"), "none");
+  EXPECT_EQ(included(R"({"file": "parts/two.json"})"),
+            "made/1.0.json:2: includes[0].file: expected a part that is there, found the text \"parts/two.json\"");
+  for (char const* path : {"../one.json", "/one.json", "", "parts/../one.json"})
+    EXPECT_EQ(included("{\"file\": \"" + std::string(path) + "\"}"),
+              "made/1.0.json:2: includes[0].file: expected the path of a part from the folder of the cores on, such as "
+              "parts/uart.json, found the text \"" +
+                  std::string(path) + "\"");
+  EXPECT_EQ(included(R"({"file": "parts/one.json", "where": {"B": "2"}})"),
+            "made/1.0.json:2: includes[0]: expected what stands for the part's place A, found an object");
+  EXPECT_EQ(included(R"({"file": "parts/one.json", "where": {"A": "X", "C": "2"}})"),
+            "made/1.0.json:2: includes[0].where.C: expected a place that the part has, found the text \"2\"");
+  EXPECT_EQ(included(R"({"file": "parts/one.json", "where": {"A": "X", "B": "two"}})"),
+            "parts/one.json:2: parameters[0].default: expected a value of type integer, found the text \"${B}\"");
+  EXPECT_EQ(included(R"({"file": "parts/one.json", "where": {"A": "${A}"}})"),
+            "parts/one.json:2: parameters[0].name: expected places that do not stand for themselves, found the text "
+            "\"${A}\"");
+  EXPECT_EQ(
+      included(R"({"file": "parts/one.json", "where": {"A": "X"}}, {"file": "parts/one.json", "where": {"A": "X"}})"),
+      "parts/one.json:2: parameters[0].name: expected a name that no other parameter has, found the text "
+      "\"${A}\"");
+  part("each", R"("places": {"n": "1"}, "parameters": [)" +
+                   parameter("A${n}", "truth", "0", R"(, "each": {"n": "{0..1}"})") + "]");
+  EXPECT_EQ(included(R"({"file": "parts/each.json"})"),
+            "parts/each.json:2: parameters[0].each.n: expected a place that the part does not have, found the text "
+            "\"{0..1}\"");
+  part("core", R"("core": "made")");
+  EXPECT_EQ(included(R"({"file": "parts/core.json"})"),
+            "parts/core.json:1: core: expected one of format, places, parameters, definitions as the field's name");
+  try {
+    Core::parse(R"({"format": 1, "core": "made", "version": "1.0", "includes": [{"file": "parts/one.json"}]})",
+                "made.json");
+    FAIL();
+  } catch (kdi::JsonError const& error) {
+    EXPECT_STREQ(error.what(),
+                 "made.json:1: includes[0].file: expected a description that stands alone, found the text "
+                 "\"parts/one.json\"");
+  }
+}
+
 TEST_F(Versions, AreRefusedWithTheirPlace) {
   version("1.0", "\"extends\": \"0.9\"");
   EXPECT_EQ(error_of("1.0"),
@@ -203,7 +298,9 @@ TEST_F(Versions, AreRefusedWithTheirPlace) {
   version("0.9", "\"extends\": \"1.0\"");
   EXPECT_NE(error_of("1.0").find("extends: expected at most 32 versions that extend one another"), std::string::npos);
   version("0.9", "\"extends\": \"../made/1.0\"");
-  EXPECT_EQ(error_of("1.0"), "made/0.9.json:1: extends: expected a version, found the text \"../made/1.0\"");
+  EXPECT_EQ(error_of("1.0"),
+            "made/0.9.json:1: extends: expected a version, or a core and its version such as xram/1.0, found the text "
+            "\"../made/1.0\"");
   scratch_.file("made/2.0.json", R"({"format": 1, "core": "made", "version": "2.1"})");
   EXPECT_EQ(error_of("2.0"), "made/2.0.json:1: version: expected the name of the file, 2.0, found the text \"2.1\"");
   scratch_.file("made/2.0.json", R"({"format": 1, "core": "other", "version": "2.0"})");
