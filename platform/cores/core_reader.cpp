@@ -415,7 +415,16 @@ class CoreReader : public Scope {
 
   Rule rule(JsonValue value, PlaceValues const& places, std::optional<Type> wanted) const {
     const std::string source = text(value, places);
-    return at(value, [&] { return Rule::compile(source, *this, wanted); });
+    Rule compiled = at(value, [&] { return Rule::compile(source, *this, wanted); });
+    compiled.set_place(place_within(value));
+    return compiled;
+  }
+
+  // Below the folder of cores, so that it reads the same wherever that lies.
+  std::string place_within(JsonValue value) const {
+    std::string place = value.place();
+    const bool is_below = !directory_.empty() && place.starts_with(directory_ + "/");
+    return is_below ? place.substr(directory_.size() + 1) : place;
   }
 
   // A definition may use those before it.
@@ -520,12 +529,17 @@ class CoreReader : public Scope {
     }
     if (order.size() < nodes_.size()) refuse_circle(open, writer);
     core_->readers_.resize(slots);
+    core_->writers_.assign(slots, Core::kNoStep);
     for (const std::uint32_t n : order) {
       const std::uint32_t step = static_cast<std::uint32_t>(core_->steps_.size());
       core_->steps_.push_back(nodes_[n].step);
       for (const std::uint32_t slot : nodes_[n].reads)
         if (core_->readers_[slot].empty() || core_->readers_[slot].back() != step)
           core_->readers_[slot].push_back(step);
+      std::vector<std::uint32_t>& reads = core_->reads_.emplace_back(nodes_[n].reads);
+      std::sort(reads.begin(), reads.end());
+      reads.erase(std::unique(reads.begin(), reads.end()), reads.end());
+      if (nodes_[n].writes != kNothing) core_->writers_[nodes_[n].writes] = step;
     }
   }
 

@@ -95,11 +95,13 @@ void Instance::give(std::uint32_t parameter, std::optional<std::string> text) {
 }
 
 std::vector<std::uint32_t> Instance::compute() {
+  ran_.clear();
   while (!waiting_.empty()) {
     std::pop_heap(waiting_.begin(), waiting_.end(), std::greater<>());
     const std::uint32_t step = waiting_.back();
     waiting_.pop_back();
     is_waiting_[step] = 0;
+    ran_.push_back(step);
     run(step);
   }
   std::vector<std::uint32_t> moved = std::move(touched_);
@@ -204,6 +206,13 @@ bool Instance::permits(std::uint32_t parameter, Value const& value) const {
   return std::find(range.begin(), range.end(), value) != range.end();
 }
 
+// Whether that is to be told.
+bool Instance::is_out_of_range(std::uint32_t parameter) const {
+  if (!is_enabled(parameter)) return false;
+  const std::optional<Value> read = read_value(core_->parameters()[parameter].type, backup(parameter));
+  return !read || !permits(parameter, *read);
+}
+
 Value Instance::in_range(std::uint32_t parameter, Value const& value) const {
   if (permits(parameter, value)) return value;
   const std::vector<Value> range = permitted(parameter);
@@ -252,8 +261,7 @@ std::vector<Due> Instance::messages() {
   for (std::uint32_t i = 0; i < own.size(); ++i) {
     Parameter const& parameter = core_->parameters()[i];
     std::move(own[i].begin(), own[i].end(), std::back_inserter(due));
-    const std::optional<Value> read = read_value(parameter.type, backup(i));
-    if (is_enabled(i) && (!read || !permits(i, *read)))
+    if (is_out_of_range(i))
       due.push_back({i, "range", Severity::error, core_->out_of_range(parameter.name, backup(i), joined(range(i)))});
     for (std::uint32_t m = 0; m < parameter.messages.size(); ++m)
       if (due_[i][m] != 0)

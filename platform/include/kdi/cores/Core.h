@@ -97,6 +97,12 @@ class KDI_DOOR Core {
   std::vector<Step> const& steps() const { return steps_; }
   /// The steps that read a slot, ascending.
   std::vector<std::uint32_t> const& readers(std::uint32_t slot) const { return readers_[slot]; }
+  /// The slots that a step reads, ascending, and the step that writes a slot: kNoStep for what comes from the user
+  /// alone. A range has a slot's number as well, behind those of values.
+  static constexpr std::uint32_t kNoStep = ~0U;
+  std::vector<std::uint32_t> const& reads(std::uint32_t step) const { return reads_[step]; }
+  std::uint32_t writer(std::uint32_t slot) const { return writers_[slot]; }
+  std::uint32_t range_slot(std::uint32_t parameter) const { return slot_count() + parameter; }
 
  private:
   friend class CoreReader;
@@ -107,7 +113,8 @@ class KDI_DOOR Core {
   std::vector<Definition> definitions_;
   std::map<std::string, std::uint32_t, std::less<>> numbers_, user_numbers_;
   std::vector<Step> steps_;
-  std::vector<std::vector<std::uint32_t>> readers_;
+  std::vector<std::vector<std::uint32_t>> readers_, reads_;
+  std::vector<std::uint32_t> writers_;
 };
 
 /// The value that a user's text stands for; nothing if it is none of that type. Truths are `1`, `0`, `true`, `false`.

@@ -64,6 +64,7 @@ class KDI_DOOR Instance {
   std::vector<Due> messages();
 
  private:
+  friend class Insight;
   bool store(std::uint32_t slot, Value value);
   void mark(std::uint32_t slot);
   void put(std::uint32_t slot, Value value, bool& changed);
@@ -76,6 +77,7 @@ class KDI_DOOR Instance {
 
   std::vector<Value> permitted(std::uint32_t parameter) const;
   bool has_limits(std::uint32_t parameter) const;
+  bool is_out_of_range(std::uint32_t parameter) const;
   bool permits(std::uint32_t parameter, Value const& value) const;
   Value in_range(std::uint32_t parameter, Value const& value) const;
 
@@ -89,6 +91,7 @@ class KDI_DOOR Instance {
   std::vector<std::string> faults_;                ///< by step; empty: none
   std::vector<std::uint32_t> waiting_;             ///< steps to be run, a heap with the first in front
   std::vector<char> is_waiting_;
+  std::vector<std::uint32_t> ran_;      ///< steps of the latest change
   std::vector<std::uint32_t> touched_;  ///< parameters
 };
 

@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "kdi/common/KdiDoor.h"
@@ -86,11 +87,16 @@ class KDI_DOOR Rule {
   std::span<std::uint32_t const> reads() const;
   /// The rule as it is read: canonical, so that rules that differ in blanks and brackets alone read alike.
   std::string written() const;
+  /// Where it stands, as its description names the place: `xram/1.0.json:27: parameters[3].enabled`; empty unless set.
+  std::string const& place() const { return place_; }
+  void set_place(std::string place) { place_ = std::move(place); }
 
  private:
   friend class Machine;
+  friend class TermReader;
   std::shared_ptr<Syntax const> syntax_;
   std::shared_ptr<Code const> code_;
+  std::string place_;
 };
 
 /// Evaluates rules, one at a time; holds the memory that this needs.
