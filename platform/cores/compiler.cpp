@@ -137,9 +137,18 @@ class Checker {
     return symbol.type;
   }
 
+  // What an aspect is of: a name, or a word of the device as a text.
+  std::optional<std::string> subject(Expression const& call) const {
+    if (call.parts.size() != 1) return std::nullopt;
+    Expression const& part = syntax_.at(call.parts[0]);
+    if (call.word != "device") return part.form == Form::name ? std::optional(part.word) : std::nullopt;
+    const bool is_text = part.form == Form::literal && part.value.cell().kind() == Kind::text;
+    return is_text ? std::optional(part.value.cell().text()) : std::nullopt;
+  }
+
   Type call(std::uint32_t number, Expression const& node) {
-    if (node.parts.size() == 1 && syntax_.at(node.parts[0]).form == Form::name)
-      if (const auto symbol = scope_.aspect(node.word, syntax_.at(node.parts[0]).word)) return known(number, *symbol);
+    if (const std::optional<std::string> of = subject(node))
+      if (const auto symbol = scope_.aspect(node.word, *of)) return known(number, *symbol);
     std::vector<Type>& given = argument_types[number];
     for (const std::uint32_t part : node.parts) given.push_back(check(part));
     if (Function const* const function = scope_.function(node.word)) {
@@ -154,6 +163,7 @@ class Checker {
       return function->result;
     }
     Builtin const* const builtin = find_builtin(node.word);
+    if (builtin == nullptr && node.word == "device") fail(number, "device('word') is for a word that is declared");
     if (builtin == nullptr) fail(number, "unknown function " + node.word);
     const std::string usage = node.word + "(" + std::string(builtin->arguments) + ")";
     if (given.size() < builtin->least || given.size() > builtin->most)

@@ -3,19 +3,18 @@
 #include <set>
 
 #include "kdi/common/KdiJson.h"
-#include "kdi/common/KdiPattern.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Core.h"
 #include "kdi/cores/Instance.h"
+#include "platform/cores/core_device.h"
+#include "platform/cores/drafts.h"
 #include "platform/cores/syntax.h"
 
 namespace kdi::cores {
 namespace {
 
-constexpr std::size_t kMostParameters = 100'000;  // of a core, patterns written out
-constexpr int kMostVersions = 32;                 // that extend one another
-constexpr int kMostFills = 4;                     // of a place whose text has places
-constexpr std::size_t kMostValues = 10'000;       // permitted ones of a parameter
+constexpr int kMostVersions = 32;            // that extend one another
+constexpr std::size_t kMostValues = 10'000;  // permitted ones of a parameter
 constexpr char const* kOutOfRange = "PARAM ${parameter}::${value} is out of range  { ${range} }";
 
 // One parameter as the files give it: the fields of the version that introduced it, with those that later versions gave
@@ -38,55 +37,6 @@ struct DefinitionDraft {
   JsonValue rule;
   PlaceValues places;
 };
-
-// `text` with each ${name} replaced. What stands for a place of a part may itself have places, those of `each`.
-std::string filled(JsonValue value, std::string_view text, PlaceValues const& places, int depth = 0) {
-  if (depth > kMostFills) value.refuse("places that do not stand for themselves");
-  std::string whole;
-  for (std::size_t at = 0;;) {
-    const std::size_t begin = text.find("${", at);
-    whole += text.substr(at, begin - at);
-    if (begin == std::string_view::npos) return whole;
-    const std::size_t end = text.find('}', begin);
-    const auto place = places.find(text.substr(begin + 2, end == std::string_view::npos ? 0 : end - begin - 2));
-    if (place == places.end()) value.refuse("only places that each tells, such as ${n}");
-    whole += filled(value, place->second, places, depth + 1);
-    at = end + 1;
-  }
-}
-
-std::string text(JsonValue value, PlaceValues const& places) { return filled(value, value.text(), places); }
-
-std::vector<std::string> texts(JsonValue list, PlaceValues const& places) {
-  std::vector<std::string> all;
-  for (const JsonValue item : list.items()) all.push_back(text(item, places));
-  return all;
-}
-
-// All ways to fill the places of `each`, in the order of their names; `known` are filled already.
-std::vector<PlaceValues> written_out(std::optional<JsonValue> each, PlaceValues const& known) {
-  std::vector<PlaceValues> all{known};
-  if (!each) return all;
-  for (const JsonValue place : each->members()) {
-    if (!is_name(place.name())) place.refuse("a place with a name of letters and digits");
-    if (known.contains(place.name())) place.refuse("a place that the part does not have");
-    std::vector<std::string> words;
-    try {
-      words = expand(text(place, known), kMostParameters);
-    } catch (PatternError const& error) {
-      place.refuse(error.what());
-    }
-    if (words.size() > kMostParameters / all.size()) place.refuse("patterns for at most 100000 parameters");
-    std::vector<PlaceValues> longer;
-    for (PlaceValues const& values : all)
-      for (std::string const& word : words) {
-        longer.push_back(values);
-        longer.back().emplace(place.name(), word);
-      }
-    all = std::move(longer);
-  }
-  return all;
-}
 
 }  // namespace
 
@@ -116,6 +66,10 @@ class CoreReader : public Scope {
   }
 
   std::optional<Symbol> aspect(std::string_view aspect, std::string_view name) const override {
+    if (aspect == "device") {
+      const auto fact = core_->find_fact(name);
+      return fact ? std::optional(Symbol{core_->facts()[*fact].type, core_->fact_slot(*fact)}) : std::nullopt;
+    }
     const auto number = core_->find(name);
     if (!number) return std::nullopt;
     if (aspect == "user") return symbol_of(*number, Core::kUser);
@@ -158,7 +112,7 @@ class CoreReader : public Scope {
 
   void add_file(JsonValue root, int depth) {
     root.allow_only({"format", "core", "version", "extends", "out_of_range", "retired", "renamed", "includes",
-                     "changed", "parameters", "definitions"});
+                     "changed", "parameters", "definitions", "device"});
     root.member("format").integer(1, 1);
     const std::string name = root.member("core").text();
     const std::string version = root.member("version").text();
@@ -191,6 +145,7 @@ class CoreReader : public Scope {
 
   // What descriptions and parts have alike.
   void add_content(JsonValue root, PlaceValues const& places) {
+    if (const auto facts = root.find("device")) add_facts(*facts, places, core_->facts_);
     if (const auto parameters = root.find("parameters"))
       for (const JsonValue entry : parameters->items()) add_parameters(entry, places);
     if (const auto definitions = root.find("definitions"))
@@ -202,7 +157,7 @@ class CoreReader : public Scope {
   void include(JsonValue entry) {
     entry.allow_only({"file", "where"});
     const JsonValue root = part(entry.member("file"));
-    root.allow_only({"format", "places", "parameters", "definitions"});
+    root.allow_only({"format", "places", "parameters", "definitions", "device"});
     root.member("format").integer(1, 1);
     add_content(root, places_of(root, entry));
   }
@@ -341,7 +296,7 @@ class CoreReader : public Scope {
     };
     Parameter parameter;
     parameter.name = draft.name;
-    parameter.type = type(field("type"));
+    parameter.type = scalar_type(field("type"));
     parameter.widget = static_cast<Widget>(field("widget").choice({"COMBO", "EDIT", "CHECKBOX"}));
     parameter.group = words("group");
     parameter.display_name = words("display_name");
@@ -351,11 +306,6 @@ class CoreReader : public Scope {
     if (JsonValue const* const list = draft.find("values")) permit(*list, draft, parameter);
     if (JsonValue const* const pair = draft.find("limits")) limit(*pair, draft, parameter);
     return parameter;
-  }
-
-  static Type type(JsonValue value) {
-    return static_cast<Kind>(value.choice({"truth", "integer", "decimal", "text"}) +
-                             static_cast<std::size_t>(Kind::truth));
   }
 
   static Value value(JsonValue item, Draft const& draft, Type type) {
@@ -638,12 +588,21 @@ std::optional<std::uint32_t> Core::find_user_name(std::string_view name) const {
   return found == user_numbers_.end() ? std::nullopt : std::optional(found->second);
 }
 
+std::optional<std::uint32_t> Core::find_fact(std::string_view word) const {
+  const auto found = std::find_if(facts_.begin(), facts_.end(), [&](Fact const& fact) { return fact.word == word; });
+  return found == facts_.end() ? std::nullopt : std::optional(static_cast<std::uint32_t>(found - facts_.begin()));
+}
+
 std::uint32_t Core::slot_count() const {
-  return static_cast<std::uint32_t>(parameters_.size() * kSlots + definitions_.size());
+  return static_cast<std::uint32_t>(parameters_.size() * kSlots + facts_.size() + definitions_.size());
+}
+
+std::uint32_t Core::fact_slot(std::uint32_t fact) const {
+  return static_cast<std::uint32_t>(parameters_.size()) * kSlots + fact;
 }
 
 std::uint32_t Core::definition_slot(std::uint32_t definition) const {
-  return static_cast<std::uint32_t>(parameters_.size()) * kSlots + definition;
+  return fact_slot(static_cast<std::uint32_t>(facts_.size())) + definition;
 }
 
 std::string_view tag_of(Severity severity) {

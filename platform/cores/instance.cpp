@@ -4,6 +4,8 @@
 #include <functional>
 #include <iterator>
 
+#include "kdi/common/KdiText.h"
+
 namespace kdi::cores {
 namespace {
 
@@ -27,20 +29,27 @@ Value zero_of(Type type) {
   }
 }
 
-std::string joined(std::vector<std::string> const& texts) {
-  std::string all;
-  for (std::string const& text : texts) all += (all.empty() ? "" : ",") + text;
-  return all;
+// `true` and `false` are 1 and 0 whichever way they come, unless they are words of the parameter's own.
+std::string kept_text(Parameter const& parameter, std::string const& text) {
+  if (text != "true" && text != "false") return text;
+  if (std::find(parameter.values.begin(), parameter.values.end(), text) != parameter.values.end()) return text;
+  return text == "true" ? "1" : "0";
 }
 
 }  // namespace
 
-Instance::Instance(std::shared_ptr<Core const> core)
+std::string_view word_of(Origin origin) {
+  constexpr std::string_view kWords[] = {"default", "user", "preset", "board", "rule", "search"};
+  return kWords[static_cast<std::size_t>(origin)];
+}
+
+Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts)
     : core_(std::move(core)),
       values_(core_->slot_count()),
       cells_(core_->slot_count()),
       ranges_(core_->parameters().size()),
       given_(core_->parameters().size()),
+      givers_(core_->parameters().size(), Origin::user),
       faults_(core_->steps().size()),
       is_waiting_(core_->steps().size()) {
   for (std::uint32_t i = 0; i < core_->parameters().size(); ++i) {
@@ -50,6 +59,15 @@ Instance::Instance(std::shared_ptr<Core const> core)
     store(Core::slot(i, Core::kUser), parameter.default_value);
     store(Core::slot(i, Core::kGiven), Value(false));
     store(Core::slot(i, Core::kEnabled), Value(!parameter.enabled));
+  }
+  for (std::uint32_t i = 0; i < core_->facts().size(); ++i) {
+    Fact const& fact = core_->facts()[i];
+    const auto told = facts.find(fact.word);
+    const auto value = told == facts.end() ? fact.without : read_value(fact.type, told->second);
+    if (!value)
+      throw FactError("the device's \"" + fact.word + "\" is \"" + told->second + "\", no value of type " +
+                      fact.type.text());
+    store(core_->fact_slot(i), *value);
   }
   for (std::uint32_t step = 0; step < core_->steps().size(); ++step) run(step);
   touched_.clear();
@@ -72,21 +90,24 @@ void Instance::mark(std::uint32_t slot) {
   }
 }
 
-std::vector<std::uint32_t> Instance::set(std::vector<std::pair<std::uint32_t, std::string>> const& values) {
-  for (auto const& [parameter, text] : values) give(parameter, text);
-  return compute();
+std::vector<std::uint32_t> Instance::set(std::vector<std::pair<std::uint32_t, std::string>> const& values, Origin from,
+                                         Strength strength) {
+  for (auto const& [parameter, text] : values) give(parameter, text, from);
+  return compute(strength);
 }
 
-std::vector<std::uint32_t> Instance::take_back(std::vector<std::uint32_t> const& parameters) {
-  for (const std::uint32_t parameter : parameters) give(parameter, std::nullopt);
-  return compute();
+std::vector<std::uint32_t> Instance::take_back(std::vector<std::uint32_t> const& parameters, Strength strength) {
+  for (const std::uint32_t parameter : parameters) give(parameter, std::nullopt, Origin::user);
+  return compute(strength);
 }
 
-void Instance::give(std::uint32_t parameter, std::optional<std::string> text) {
-  if (given_[parameter] == text) return;
-  given_[parameter] = std::move(text);
-  touched_.push_back(parameter);
+void Instance::give(std::uint32_t parameter, std::optional<std::string> text, Origin from) {
   Parameter const& described = core_->parameters()[parameter];
+  if (text) text = kept_text(described, *text);
+  if (given_[parameter] == text && (!text || givers_[parameter] == from)) return;
+  touched_.push_back(parameter);
+  givers_[parameter] = from;
+  given_[parameter] = std::move(text);
   const std::optional<Value> read = given_[parameter] ? read_value(described.type, *given_[parameter]) : std::nullopt;
   if (store(Core::slot(parameter, Core::kUser), read.value_or(described.default_value)))
     mark(Core::slot(parameter, Core::kUser));
@@ -94,16 +115,30 @@ void Instance::give(std::uint32_t parameter, std::optional<std::string> text) {
   if (store(Core::slot(parameter, Core::kGiven), Value(read.has_value()))) mark(Core::slot(parameter, Core::kGiven));
 }
 
-std::vector<std::uint32_t> Instance::compute() {
+std::vector<std::uint32_t> Instance::compute(Strength strength) {
   ran_.clear();
-  while (!waiting_.empty()) {
+  std::vector<std::uint32_t> left;  // searches, for want of strength
+  while (strength != Strength::values && !waiting_.empty()) {
     std::pop_heap(waiting_.begin(), waiting_.end(), std::greater<>());
     const std::uint32_t step = waiting_.back();
     waiting_.pop_back();
+    if (core_->steps()[step].searches && strength < Strength::searches) {
+      left.push_back(step);
+      continue;
+    }
     is_waiting_[step] = 0;
     ran_.push_back(step);
     run(step);
   }
+  for (const std::uint32_t step : left) {
+    waiting_.push_back(step);
+    std::push_heap(waiting_.begin(), waiting_.end(), std::greater<>());
+  }
+  return moved();
+}
+
+// What was touched since it was last asked for.
+std::vector<std::uint32_t> Instance::moved() {
   std::vector<std::uint32_t> moved = std::move(touched_);
   touched_.clear();
   std::sort(moved.begin(), moved.end());
@@ -242,7 +277,7 @@ std::vector<std::string> Instance::range(std::uint32_t parameter) const {
 
 Origin Instance::origin(std::uint32_t parameter) const {
   if (core_->parameters()[parameter].derived) return Origin::rule;
-  return given_[parameter] ? Origin::user : Origin::default_value;
+  return given_[parameter] ? givers_[parameter] : Origin::default_value;
 }
 
 std::vector<Due> Instance::messages() {
@@ -262,7 +297,8 @@ std::vector<Due> Instance::messages() {
     Parameter const& parameter = core_->parameters()[i];
     std::move(own[i].begin(), own[i].end(), std::back_inserter(due));
     if (is_out_of_range(i))
-      due.push_back({i, "range", Severity::error, core_->out_of_range(parameter.name, backup(i), joined(range(i)))});
+      due.push_back(
+          {i, "range", Severity::error, core_->out_of_range(parameter.name, backup(i), text::joined(range(i), ","))});
     for (std::uint32_t m = 0; m < parameter.messages.size(); ++m)
       if (due_[i][m] != 0)
         due.push_back({i, parameter.messages[m].name, parameter.messages[m].severity,

@@ -14,7 +14,8 @@ namespace plain_rules {
 
 class PlainCore {
  public:
-  PlainCore(Core const& core, std::vector<std::optional<std::string>> given) : core_(core), given_(std::move(given)) {}
+  PlainCore(Core const& core, std::vector<std::optional<std::string>> given, Facts facts = {})
+      : core_(core), given_(std::move(given)), facts_(std::move(facts)) {}
 
   bool is_enabled(std::uint32_t i) { return std::get<bool>(aspect("enabled", i)); }
 
@@ -113,6 +114,14 @@ class PlainCore {
         names.emplace(node.word + "(" + name + ")", aspect(node.word, *core_.find(name)));
       }
     }
+    for (Expression const& node : syntax.nodes)
+      if (node.form == Form::call && node.word == "device") {
+        std::string const& word = syntax.at(node.parts[0]).value.cell().text();
+        const auto told = facts_.find(word);
+        Fact const& fact = core_.facts()[*core_.find_fact(word)];
+        names.emplace("device(" + word + ")",
+                      told == facts_.end() ? item_of(fact.without.cell()) : *typed(fact.type, told->second));
+      }
     // Names within aspects are not read for their value, which may be what is being computed.
     std::vector<bool> within(syntax.nodes.size());
     for (Expression const& node : syntax.nodes)
@@ -174,6 +183,7 @@ class PlainCore {
 
   Core const& core_;
   std::vector<std::optional<std::string>> given_;
+  Facts facts_;
   std::map<std::string, Item> known_;
   std::map<std::uint32_t, int> faults_;
 };

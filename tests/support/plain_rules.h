@@ -238,6 +238,7 @@ class Reader {
       const auto aspect = names_.find(node.word + "(" + syntax_.at(node.parts[0]).word + ")");
       if (aspect != names_.end()) return aspect->second;
     }
+    if (node.word == "device") return names_.at("device(" + syntax_.at(node.parts[0]).value.cell().text() + ")");
     List arguments;
     for (const std::uint32_t part : node.parts) arguments.push_back(of(part));
     if (node.word == "length") {

@@ -43,7 +43,7 @@ TEST(CoreReading, SlipsAreToldWithTheirPlace) {
       {"{}", "made.json:1: top level: expected a field \"format\", found none"},
       {core_of(a, R"(, "extra": 1)"),
        "made.json:2: extra: expected one of format, core, version, extends, out_of_range, retired, renamed, "
-       "includes, changed, parameters, definitions as the field's name"},
+       "includes, changed, parameters, definitions, device as the field's name"},
       {core_of(a, R"(, "extends": "0.9")"),
        "made.json:2: extends: expected a description that stands alone, found the text \"0.9\""},
       {core_of(a + "," + a),
@@ -278,8 +278,9 @@ TEST_F(Versions, RefusePartsWithTheirPlace) {
             "parts/each.json:2: parameters[0].each.n: expected a place that the part does not have, found the text "
             "\"{0..1}\"");
   part("core", R"("core": "made")");
-  EXPECT_EQ(included(R"({"file": "parts/core.json"})"),
-            "parts/core.json:1: core: expected one of format, places, parameters, definitions as the field's name");
+  EXPECT_EQ(
+      included(R"({"file": "parts/core.json"})"),
+      "parts/core.json:1: core: expected one of format, places, parameters, definitions, device as the field's name");
   try {
     Core::parse(R"({"format": 1, "core": "made", "version": "1.0", "includes": [{"file": "parts/one.json"}]})",
                 "made.json");
@@ -361,6 +362,91 @@ TEST(CoreInstances, FollowTheReferenceMemory) {
   EXPECT_TRUE(has("most_of_port"));
   EXPECT_TRUE(has("beyond_memory"));
   EXPECT_EQ(xram.value(at("XRAM_TRAFFIC_MBPS")), "3200");
+}
+
+// --- what a rule asks of the device
+
+std::string with_device(std::string const& facts, std::string const& rule) {
+  return core_of(parameter("A", "integer", "5", R"(, "range": ")" + rule + "\""), ", \"device\": [" + facts + "]");
+}
+
+TEST(CoreFacts, ARangeFollowsTheDevice) {
+  const auto core = Core::parse(
+      with_device(R"({"each": {"n": "{0..1}"}, "word": "clock.P${n}.max_mhz", "type": "integer", "without": "9"})",
+                  "[1, device('clock.P1.max_mhz')]"),
+      "made.json");
+  EXPECT_EQ(core->facts().size(), 2u);
+  Instance without(core), with(core, {{"clock.P1.max_mhz", "3"}, {"other", "x"}});
+  EXPECT_EQ(without.range(0), (std::vector<std::string>{"1", "9"}));
+  EXPECT_EQ(with.range(0), (std::vector<std::string>{"1", "3"}));
+  EXPECT_EQ(without.value(0), "5");
+  EXPECT_EQ(with.value(0), "3");  // the default, brought into what this device permits
+  EXPECT_TRUE(with.messages().empty());
+}
+
+TEST(CoreFacts, SlipsAreTold) {
+  EXPECT_EQ(error_of(with_device(R"({"word": "a", "type": "integer", "without": "x"})", "[1, 9]")),
+            "made.json:2: device[0].without: expected a value of type integer, found the text \"x\"");
+  EXPECT_EQ(error_of(with_device("", "[1, device('a')]")),
+            "made.json:2: parameters[0].range: column 5: device('word') is for a word that is declared");
+  EXPECT_EQ(error_of(with_device(R"({"word": "a", "type": "text", "without": "x"})", "[1, device('a')]")),
+            "made.json:2: parameters[0].range: column 5: expected a value of type integer, found one of type text");
+  const auto core =
+      Core::parse(with_device(R"({"word": "a", "type": "integer", "without": "9"})", "[1, device('a')]"), "made.json");
+  try {
+    Instance(core, {{"a", "many"}});
+    ADD_FAILURE() << "a text is no number";
+  } catch (FactError const& error) {
+    EXPECT_STREQ(error.what(), "the device's \"a\" is \"many\", no value of type integer");
+  }
+}
+
+// --- how much follows, and where values come from
+
+TEST(CoreStrength, ValuesAloneAreTakenAndChecked) {
+  const auto core = Core::parse(
+      core_of(parameter("MOST", "integer", "9") + "," + parameter("A", "integer", "5", R"(, "range": "[1, MOST]")") +
+              "," + parameter("TWICE", "integer", "0", R"(, "derived": "A * 2")")),
+      "made.json");
+  Instance instance(core);
+  EXPECT_EQ(instance.set({{0, "3"}, {1, "12"}}, Origin::user, Strength::values), (std::vector<std::uint32_t>{0, 1}));
+  EXPECT_EQ(instance.value(1), "12");
+  EXPECT_EQ(instance.range(1), (std::vector<std::string>{"1", "9"}));  // as it was
+  ASSERT_EQ(instance.messages().size(), 1u);
+  EXPECT_EQ(instance.messages()[0].text, "PARAM A::12 is out of range  { 1,9 }");
+  EXPECT_EQ(instance.value(2), "10");
+  EXPECT_EQ(instance.compute(Strength::ranges), (std::vector<std::uint32_t>{0, 1, 2}));
+  EXPECT_EQ(instance.messages()[0].text, "PARAM A::12 is out of range  { 1,3 }");
+  EXPECT_EQ(instance.value(2), "6");
+  EXPECT_TRUE(instance.compute().empty());
+}
+
+TEST(CoreOrigin, ValuesTellWhereTheyComeFrom) {
+  const auto core =
+      Core::parse(core_of(parameter("A", "integer", "5") + "," + parameter("B", "integer", "0", R"(, "derived": "A")")),
+                  "made.json");
+  Instance instance(core);
+  EXPECT_EQ(word_of(instance.origin(0)), "default");
+  EXPECT_EQ(word_of(instance.origin(1)), "rule");
+  EXPECT_EQ(instance.set({{0, "7"}}, Origin::preset), (std::vector<std::uint32_t>{0, 1}));
+  EXPECT_EQ(word_of(instance.origin(0)), "preset");
+  EXPECT_EQ(instance.set({{0, "7"}}), (std::vector<std::uint32_t>{0}));  // the same value, but now the user's
+  EXPECT_EQ(word_of(instance.origin(0)), "user");
+  EXPECT_TRUE(instance.set({{0, "7"}}).empty());
+  instance.take_back({0});
+  EXPECT_EQ(instance.origin(0), Origin::default_value);
+}
+
+TEST(CoreValues, TrueAndFalseAreOneAndZero) {
+  const auto core = Core::parse(core_of(parameter("T", "truth", "0") + "," + parameter("F", "text", "") + "," +
+                                        parameter("W", "text", "false", R"(, "values": ["true", "false"])")),
+                                "made.json");
+  Instance instance(core);
+  instance.set({{0, "true"}, {1, "false"}, {2, "true"}});
+  EXPECT_EQ(instance.value(0), "1");
+  EXPECT_EQ(instance.given(0), "1");
+  EXPECT_EQ(instance.value(1), "0");
+  EXPECT_EQ(instance.value(2), "true");  // its own word
 }
 
 }  // namespace

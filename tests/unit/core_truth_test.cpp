@@ -86,7 +86,8 @@ class RandomCore {
 
   RandomRules rules_;
   std::string text_ =
-      R"({"format": 1, "core": "made", "version": "1.0", "definitions": {"TWICE": "N0 mod 5 * 2"}, "parameters": [)"
+      R"({"format": 1, "core": "made", "version": "1.0", "device": [{"word": "most", "type": "integer", "without": "7"}],)"
+      R"("definitions": {"TWICE": "N0 mod device('most') * 2"}, "parameters": [)"
       "\n"
       R"({"name": "N0", "type": "integer", "widget": "EDIT", "default": "3", "description": "a number"})";
   std::uint32_t count_ = 1;
@@ -170,7 +171,14 @@ TEST(CoreTruth, ChangesGiveWhatComputingAnewGives) {
           const auto parameter = static_cast<std::uint32_t>(random.below(kParameters));
           values.emplace_back(parameter, user_text(random, core->parameters()[parameter]));
         }
-        moved = instance.set(values);
+        // By strengths one after the other, which ends at the same as all at once.
+        for (const Strength strength : {Strength::values, Strength::ranges}) {
+          const auto some = instance.set(values, Origin::user, strength);
+          moved.insert(moved.end(), some.begin(), some.end());
+        }
+        const auto rest = instance.compute();
+        moved.insert(moved.end(), rest.begin(), rest.end());
+        std::sort(moved.begin(), moved.end());
       }
       const std::vector<Seen> after = seen(instance);
       ASSERT_EQ(difference(*core, after, computed_anew(instance)), "") << "after change " << change << "\n" << text;

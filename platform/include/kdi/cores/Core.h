@@ -58,12 +58,20 @@ struct Step {
   Kind kind;
   std::uint32_t parameter;  ///< or definition
   std::uint32_t message = 0;
+  bool searches = false;  ///< costs time, and runs at the strength of searches alone
 };
 
 /// A named expression of a description, for rules to share.
 struct Definition {
   std::string name;
   Rule rule;
+};
+
+/// What a description asks of the device, by a word of docs/device-info.md.
+struct Fact {
+  std::string word;
+  Type type;      ///< truth, integer, decimal or text
+  Value without;  ///< what stands for it where no device is known
 };
 
 class KDI_DOOR Core {
@@ -85,13 +93,17 @@ class KDI_DOOR Core {
   std::string const& version() const { return version_; }
   std::vector<Parameter> const& parameters() const { return parameters_; }
   std::vector<Definition> const& definitions() const { return definitions_; }
+  std::vector<Fact> const& facts() const { return facts_; }
 
   /// The number of the parameter with this engine name, and of the one that users call so.
   std::optional<std::uint32_t> find(std::string_view engine_name) const;
   std::optional<std::uint32_t> find_user_name(std::string_view name) const;
 
+  std::optional<std::uint32_t> find_fact(std::string_view word) const;
+
   std::uint32_t slot_count() const;
   static std::uint32_t slot(std::uint32_t parameter, Slot which) { return parameter * kSlots + which; }
+  std::uint32_t fact_slot(std::uint32_t fact) const;
   std::uint32_t definition_slot(std::uint32_t definition) const;
 
   std::vector<Step> const& steps() const { return steps_; }
@@ -111,6 +123,7 @@ class KDI_DOOR Core {
   std::string name_, version_, out_of_range_;
   std::vector<Parameter> parameters_;
   std::vector<Definition> definitions_;
+  std::vector<Fact> facts_;
   std::map<std::string, std::uint32_t, std::less<>> numbers_, user_numbers_;
   std::vector<Step> steps_;
   std::vector<std::vector<std::uint32_t>> readers_, reads_;

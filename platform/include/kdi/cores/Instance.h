@@ -3,12 +3,18 @@
 // The state is a function of the user's present values alone, never of the way to them: set in any order, changed and
 // taken back, the same values give the same state. Setting a value computes anew only what depends on it.
 //
+// How much is computed when values are given is told by a strength. What was left undone is done as soon as a later
+// change, or compute(), has the strength for it: the state is then the same as if all had been done at once.
+//
 // One instance is for one thread at a time; instances of one core may be used side by side.
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,20 +39,46 @@ struct Due {
 };
 
 /// Where a value comes from.
-enum class Origin : std::uint8_t { default_value, user, rule };
+enum class Origin : std::uint8_t { default_value, user, preset, board, rule, search };
+
+/// `default`, `user`, `preset`, `board`, `rule`, `search`.
+KDI_DOOR std::string_view word_of(Origin origin);
+
+/// How much follows when values are given.
+enum class Strength : std::uint8_t {
+  values,    ///< they are taken, and checked against the ranges that there are
+  ranges,    ///< rules follow; what a search found stays as it was
+  searches,  ///< everything
+};
+
+/// What a core is told of the device, by word; texts as users write values.
+using Facts = std::map<std::string, std::string, std::less<>>;
+
+/// A fact that is none of the declared type.
+class KDI_DOOR FactError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 class KDI_DOOR Instance {
  public:
-  explicit Instance(std::shared_ptr<Core const> core);
+  /// Throws FactError. A fact that the description does not declare is passed over; one that is missing is what it is
+  /// without a device.
+  explicit Instance(std::shared_ptr<Core const> core, Facts const& facts = {});
 
   Core const& core() const { return *core_; }
 
-  /// Gives parameters values, as users write them. A text that is no value of the parameter's type, or out of its
-  /// range, is kept and told by messages(); in effect is then what would be without it. Returns the numbers of all
-  /// parameters of which anything changed that can be asked below, ascending.
-  std::vector<std::uint32_t> set(std::vector<std::pair<std::uint32_t, std::string>> const& values);
-  /// Takes the user's values of these parameters back.
-  std::vector<std::uint32_t> take_back(std::vector<std::uint32_t> const& parameters);
+  /// Gives parameters values, as users write them; `true` and `false` are 1 and 0. A text that is no value of the
+  /// parameter's type, or out of its range, is kept and told by messages(); in effect is then what would be without it.
+  /// `from` is where the values come from: user, preset or board. Returns the numbers of all parameters of which
+  /// anything changed that can be asked below, ascending.
+  std::vector<std::uint32_t> set(std::vector<std::pair<std::uint32_t, std::string>> const& values,
+                                 Origin from = Origin::user, Strength strength = Strength::searches);
+  /// Takes the values given to these parameters back.
+  std::vector<std::uint32_t> take_back(std::vector<std::uint32_t> const& parameters,
+                                       Strength strength = Strength::searches);
+  /// Does what was left undone for want of strength. Returns what set() returns.
+  std::vector<std::uint32_t> compute(Strength strength = Strength::searches);
 
   /// What users see: the value in effect, `SKIP` for a disabled parameter that skips; a text out of range as it was
   /// given.
@@ -57,7 +89,7 @@ class KDI_DOOR Instance {
   /// Permitted values, or the least and the greatest; empty where anything goes.
   std::vector<std::string> range(std::uint32_t parameter) const;
   Origin origin(std::uint32_t parameter) const;
-  /// The user's present text, if there is one.
+  /// The text that was given, if there is one.
   std::optional<std::string> const& given(std::uint32_t parameter) const { return given_[parameter]; }
 
   /// All messages that are due: those of definitions, then by parameter the engine's own and those of the description.
@@ -68,8 +100,8 @@ class KDI_DOOR Instance {
   bool store(std::uint32_t slot, Value value);
   void mark(std::uint32_t slot);
   void put(std::uint32_t slot, Value value, bool& changed);
-  void give(std::uint32_t parameter, std::optional<std::string> text);
-  std::vector<std::uint32_t> compute();
+  void give(std::uint32_t parameter, std::optional<std::string> text, Origin from);
+  std::vector<std::uint32_t> moved();
   void run(std::uint32_t step);
   bool perform(Step const& step, std::string& fault);
   Value plain_value(std::uint32_t parameter) const;
@@ -88,6 +120,7 @@ class KDI_DOOR Instance {
   std::vector<Value> ranges_;                      ///< by parameter, for those with a rule
   std::vector<std::vector<char>> due_;             ///< by parameter and message
   std::vector<std::optional<std::string>> given_;  ///< by parameter
+  std::vector<Origin> givers_;                     ///< of what is given
   std::vector<std::string> faults_;                ///< by step; empty: none
   std::vector<std::uint32_t> waiting_;             ///< steps to be run, a heap with the first in front
   std::vector<char> is_waiting_;
