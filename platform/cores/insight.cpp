@@ -1,0 +1,74 @@
+#include "platform/cores/insight.h"
+
+#include "kdi/common/KdiText.h"
+
+namespace kdi::cores {
+
+std::optional<Value> Insight::evaluated(Rule const& rule) {
+  try {
+    return machine_.run(rule, instance_.cells_);
+  } catch (RuleFault const&) {
+    return std::nullopt;
+  }
+}
+
+bool Insight::is_permitted(std::uint32_t parameter) const {
+  const std::optional<Value> shown = read_value(core().parameters()[parameter].type, instance_.backup(parameter));
+  return shown && permits(parameter, *shown);
+}
+
+std::vector<Due> Insight::messages(std::uint32_t parameter) {
+  Parameter const& described = core().parameters()[parameter];
+  std::vector<Due> due;
+  for (std::uint32_t step = 0; step < core().steps().size(); ++step)
+    if (!fault(step).empty() && is_of(core().steps()[step], parameter))
+      due.push_back({parameter, "rule", Severity::error, described.name + ": " + fault(step)});
+  if (is_out_of_range(parameter))
+    due.push_back({parameter, "range", Severity::error,
+                   core().out_of_range(described.name, instance_.backup(parameter),
+                                       text::joined(instance_.range(parameter), ","))});
+  for (std::uint32_t m = 0; m < described.messages.size(); ++m) {
+    if (!holds(parameter, m)) continue;
+    Message const& message = described.messages[m];
+    const std::optional<Value> words = evaluated(message.text);
+    due.push_back({parameter, message.name, message.severity, words ? words->text() : described.name});
+  }
+  return due;
+}
+
+bool is_of(Step const& step, std::uint32_t parameter) {
+  return step.kind != Step::Kind::definition && step.parameter == parameter;
+}
+
+Rule const* rule_of(Core const& core, Step const& step) {
+  const auto pointer = [](std::optional<Rule> const& rule) { return rule ? &*rule : nullptr; };
+  switch (step.kind) {
+    case Step::Kind::definition:
+      return &core.definitions()[step.parameter].rule;
+    case Step::Kind::enabled:
+      return pointer(core.parameters()[step.parameter].enabled);
+    case Step::Kind::range:
+      return pointer(core.parameters()[step.parameter].range);
+    case Step::Kind::value:
+      return pointer(core.parameters()[step.parameter].derived);
+    case Step::Kind::message:
+      return &core.parameters()[step.parameter].messages[step.message].when;
+  }
+  return nullptr;
+}
+
+std::string slot_name(Core const& core, std::uint32_t slot) {
+  const std::uint32_t parameter = slot / Core::kSlots;
+  if (parameter >= core.parameters().size()) return core.definitions()[slot - core.definition_slot(0)].name;
+  std::string const& name = core.parameters()[parameter].name;
+  constexpr std::string_view kAspects[] = {"", "user", "given", "enabled"};
+  const std::string_view aspect = kAspects[slot % Core::kSlots];
+  return aspect.empty() ? name : std::string(aspect) + "(" + name + ")";
+}
+
+std::string_view step_name(Step const& step) {
+  constexpr std::string_view kNames[] = {"enabled", "range", "value", "definition", "message"};
+  return kNames[static_cast<std::size_t>(step.kind)];
+}
+
+}  // namespace kdi::cores
