@@ -47,7 +47,7 @@ class Explainer {
     record.set("value", instance_.value(number));
     record.set("backup", instance_.backup(number));
     record.set("default", value_text(described.default_value));
-    record.set("origin", origin(number));
+    record.set("origin", std::string(word_of(instance_.origin(number))));
     if (instance_.given(number)) record.set("given", *instance_.given(number));
     record.set("rule", rule(Core::slot(number, Core::kValue)));
     Record enabled = Record::dictionary();
@@ -74,11 +74,6 @@ class Explainer {
   }
 
  private:
-  std::string origin(std::uint32_t number) const {
-    constexpr std::string_view kWords[] = {"default", "user", "rule"};
-    return std::string(kWords[static_cast<std::size_t>(instance_.origin(number))]);
-  }
-
   std::optional<std::uint32_t> find(std::uint32_t number, std::string_view name) const {
     std::vector<Message> const& messages = core_.parameters()[number].messages;
     for (std::uint32_t m = 0; m < messages.size(); ++m)

@@ -59,7 +59,8 @@ Rule const* rule_of(Core const& core, Step const& step) {
 
 std::string slot_name(Core const& core, std::uint32_t slot) {
   const std::uint32_t parameter = slot / Core::kSlots;
-  if (parameter >= core.parameters().size()) return core.definitions()[slot - core.definition_slot(0)].name;
+  if (slot >= core.definition_slot(0)) return core.definitions()[slot - core.definition_slot(0)].name;
+  if (slot >= core.fact_slot(0)) return "device('" + core.facts()[slot - core.fact_slot(0)].word + "')";
   std::string const& name = core.parameters()[parameter].name;
   constexpr std::string_view kAspects[] = {"", "user", "given", "enabled"};
   const std::string_view aspect = kAspects[slot % Core::kSlots];

@@ -47,7 +47,7 @@ bool is_of(Step const& step, std::uint32_t parameter);
 /// The rule that a step evaluates; null for one that has none.
 Rule const* rule_of(Core const& core, Step const& step);
 
-/// A slot as rules name it: `NAME`, `user(NAME)`, `given(NAME)`, `enabled(NAME)`, a definition.
+/// A slot as rules name it: `NAME`, `user(NAME)`, `given(NAME)`, `enabled(NAME)`, a definition, `device('word')`.
 std::string slot_name(Core const& core, std::uint32_t slot);
 
 /// What is computed by a step: `value`, `enabled`, `range`, `message`, `definition`.

@@ -19,6 +19,10 @@ std::optional<Symbol> CoreScope::symbol(std::string_view name) const {
 }
 
 std::optional<Symbol> CoreScope::aspect(std::string_view aspect, std::string_view name) const {
+  if (aspect == "device") {
+    const auto fact = core_.find_fact(name);
+    return fact ? std::optional(Symbol{core_.facts()[*fact].type, core_.fact_slot(*fact)}) : std::nullopt;
+  }
   const auto number = core_.find(name);
   if (!number) return std::nullopt;
   if (aspect == "user") return Symbol{core_.parameters()[*number].type, Core::slot(*number, Core::kUser)};
@@ -66,8 +70,9 @@ class TermReader {
   std::optional<Symbol> aspect(Expression const& node) const {
     if (node.form != Form::call || node.parts.size() != 1) return std::nullopt;
     Expression const& named = syntax_.at(node.parts[0]);
-    if (named.form != Form::name) return std::nullopt;
-    return scope_.aspect(node.word, named.word);
+    if (node.word == "device" && named.form == Form::literal && named.value.cell().kind() == Kind::text)
+      return scope_.aspect(node.word, named.value.cell().text());
+    return named.form == Form::name ? scope_.aspect(node.word, named.word) : std::nullopt;
   }
 
   bool is_local(std::string const& name) const {
