@@ -16,17 +16,17 @@ constexpr int kMemories = 100;
 constexpr int kPairs = 9;
 constexpr double kMostMicroseconds = 20;
 
-struct memory {
+struct Memory {
   int width, depth;
   std::vector<std::string> words;
   std::vector<char*> argv;
 };
 
 // Memories of up to `most_width` bits and `most_depth` rows, in 18 kilobit primitives or in all sizes.
-std::vector<memory> random_memories(int most_width, int most_depth, char const* sizes, char const* algorithm) {
+std::vector<Memory> random_memories(int most_width, int most_depth, char const* sizes, char const* algorithm) {
   std::mt19937 random(1);
-  std::vector<memory> memories(kMemories);
-  for (memory& one : memories) {
+  std::vector<Memory> memories(kMemories);
+  for (Memory& one : memories) {
     one.width = std::uniform_int_distribution(1, most_width)(random);
     one.depth = std::uniform_int_distribution(1, most_depth)(random);
     one.words = {"type",       "simple_dual_port_ram",
@@ -41,14 +41,14 @@ std::vector<memory> random_memories(int most_width, int most_depth, char const* 
 
 using Figure = int (*)(int, char**, int*);
 
-double call_seconds(std::vector<memory>& memories, Figure figure) {
+double call_seconds(std::vector<Memory>& memories, Figure figure) {
   return bench::seconds_of([&] {
-    for (memory& one : memories)
+    for (Memory& one : memories)
       if (figure(static_cast<int>(one.argv.size()), one.argv.data(), nullptr) < 0) std::abort();
   });
 }
 
-bool print_call(char const* name, std::vector<memory> memories, Figure figure) {
+bool print_call(char const* name, std::vector<Memory> memories, Figure figure) {
   std::vector<double> rounds;
   for (int i = 0; i < 50; ++i) rounds.push_back(call_seconds(memories, figure));
   const double microseconds = bench::median(rounds) / kMemories * 1e6;
@@ -57,8 +57,8 @@ bool print_call(char const* name, std::vector<memory> memories, Figure figure) {
   return kept;
 }
 
-std::vector<truth::shape> shapes_of_18_kilobits() {
-  std::vector<truth::shape> shapes;
+std::vector<truth::Shape> shapes_of_18_kilobits() {
+  std::vector<truth::Shape> shapes;
   int units = 32;
   for (int width : {1, 2, 4, 9, 18, 36}) {
     shapes.push_back({units, width, 1, 0});
@@ -82,11 +82,11 @@ int main() {
                      random_memories(4608, 1048576, "9,18,36", "low_power"), kMux);
   kept &= print_call("a call: all sizes, to 150 x 65536", random_memories(150, 65536, "9,18,36", "minimum_area"), kMux);
 
-  std::vector<memory> memories = random_memories(100, 32 * kUnitRows, "18", "minimum_area");
-  const std::vector<truth::shape> shapes = shapes_of_18_kilobits();
+  std::vector<Memory> memories = random_memories(100, 32 * kUnitRows, "18", "minimum_area");
+  const std::vector<truth::Shape> shapes = shapes_of_18_kilobits();
   const auto search = [&] {
     return bench::seconds_of([&] {
-      for (memory& one : memories) {
+      for (Memory& one : memories) {
         const int units = (one.depth + kUnitRows - 1) / kUnitRows;
         const truth::CutSearch found(shapes, one.width, units);
         const int number = kEighteens(static_cast<int>(one.argv.size()), one.argv.data(), nullptr);

@@ -133,14 +133,14 @@ std::string fill_places(std::string const& text, std::vector<std::string> const&
 }
 
 // A reference at the head of a format, "@80-2@".
-struct reference {
+struct Reference {
   int group = 0;
   int number = 0;
   std::size_t length = 0;  // of its text
 };
 
-std::optional<reference> reference_of(std::string_view format) {
-  reference found;
+std::optional<Reference> reference_of(std::string_view format) {
+  Reference found;
   std::string_view rest = format;
   const auto take_sign = [&](char sign) {
     const bool is_there = rest.starts_with(sign);
@@ -158,7 +158,7 @@ std::optional<reference> reference_of(std::string_view format) {
 }
 
 void set_text(ComMsgMgrInstance& message, char const* format, va_list list) {
-  const std::optional<reference> found = reference_of(format);
+  const std::optional<Reference> found = reference_of(format);
   if (!found) {
     message.text = kdi::number::vprinted(format, list);
     return;

@@ -28,29 +28,29 @@ namespace plain {
 using u32 = std::uint32_t;
 
 /// What tells the cores apart for a compiler.
-struct core {
+struct Core {
   unsigned min_slots;
   unsigned decoder_delay, encoder_delay;
   fec::CapacityRow capacities;
 };
 
 template <class Variant>
-core core_of() {
+Core core_of() {
   return {Variant::kMinSlots, Variant::kDecoderDelay, Variant::kEncoderDelay, Variant::kCapacities};
 }
 
-struct compiled {
+struct Compiled {
   fec::CodeConfig config;
   fec::CodeStats stats;
   std::vector<std::string> messages;  // severity, then text
   bool is_whole = false;              // false: it ended at a limit that lets no further step run
 };
 
-class compiler {
+class Compiler {
  public:
-  compiler(fec::CodeSpec const& spec, core const& core, bool quiet) : spec_(spec), core_(core), quiet_(quiet) {}
+  Compiler(fec::CodeSpec const& spec, Core const& core, bool quiet) : spec_(spec), core_(core), quiet_(quiet) {}
 
-  compiled run() && {
+  Compiled run() && {
     result_.is_whole = run_steps();
     return std::move(result_);
   }
@@ -419,7 +419,7 @@ class compiler {
     rules.min_slots = core_.min_slots;
     rules.align_closings = stats().wgt != 1.0 && spec_.enable_wgt1 != 0;
     rules.reorder_type = spec_.reorder_type;
-    packed all = pack(config(), rules);
+    Packed all = pack(config(), rules);
     for (std::size_t layer : all.empty_layers) error("ERROR: DC count 0 for layer" + str(layer));
     config().qc = all.qc;
     config().dc = all.dc;
@@ -532,9 +532,9 @@ class compiler {
   }
 
   fec::CodeSpec const& spec_;
-  core core_;
+  Core core_;
   bool quiet_;
-  compiled result_;
+  Compiled result_;
   bool failed_ = false;
 
   matrix h_;
@@ -544,8 +544,8 @@ class compiler {
   bool encoder_ok_ = false;
 };
 
-inline compiled compile(fec::CodeSpec const& spec, core const& core, bool quiet = false) {
-  return compiler(spec, core, quiet).run();
+inline Compiled compile(fec::CodeSpec const& spec, Core const& core, bool quiet = false) {
+  return Compiler(spec, core, quiet).run();
 }
 
 /// What differs first between two compiled codes, by the name of its field; empty if nothing does.

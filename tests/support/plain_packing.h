@@ -24,9 +24,9 @@ inline ldpc_code_element_t pad(unsigned last) {
   return op;
 }
 
-using bank_t = std::deque<ldpc_code_element_t>;  // front: the end of the layer
+using Bank = std::deque<ldpc_code_element_t>;  // front: the end of the layer
 
-inline void align(std::vector<bank_t>& banks, std::size_t min_slots) {
+inline void align(std::vector<Bank>& banks, std::size_t min_slots) {
   std::vector<std::size_t> distance(banks.size(), 0);
   std::size_t pos = 0;
   for (;;) {
@@ -56,19 +56,19 @@ inline void align(std::vector<bank_t>& banks, std::size_t min_slots) {
     if (longest <= pos) break;
   }
   std::size_t length = min_slots;
-  for (bank_t const& bank : banks) length = std::max(length, bank.size());
-  for (bank_t& bank : banks)
+  for (Bank const& bank : banks) length = std::max(length, bank.size());
+  for (Bank& bank : banks)
     while (bank.size() < length) bank.push_front(pad(1));
 }
 
-struct lane_group {
+struct LaneGroup {
   std::vector<ldpc_code_element_t> lanes;
   unsigned occupied = 0;
 };
 
-inline lane_group place(std::vector<ldpc_code_element_t> const& list, std::size_t position, unsigned size,
-                        unsigned width) {
-  lane_group group;
+inline LaneGroup place(std::vector<ldpc_code_element_t> const& list, std::size_t position, unsigned size,
+                       unsigned width) {
+  LaneGroup group;
   group.lanes.assign(width, pad(0));
   for (std::size_t i = position; i < position + size && i < list.size(); ++i)
     group.lanes[list[i].col % width] = list[i];
@@ -76,15 +76,15 @@ inline lane_group place(std::vector<ldpc_code_element_t> const& list, std::size_
   return group;
 }
 
-struct packed {
+struct Packed {
   std::vector<ldpc_code_element_t> qc;
   std::vector<std::uint32_t> dc, qc_count;
   double efficiency = 0;  // mean share of operations among the slots of a layer
   std::vector<std::size_t> empty_layers;
 };
 
-inline packed pack(CodeConfig const& config, PackingRules rules) {
-  packed result;
+inline Packed pack(CodeConfig const& config, PackingRules rules) {
+  Packed result;
   const bool compressed = config.compress_packing == 1;
   unsigned banks_count = rules.pf;
   if (compressed) {
@@ -94,7 +94,7 @@ inline packed pack(CodeConfig const& config, PackingRules rules) {
   std::uint32_t real = 0;
   std::size_t at = 0;
   for (unsigned layer = 0; layer < config.nlayers; ++layer) {
-    std::vector<bank_t> banks(banks_count);
+    std::vector<Bank> banks(banks_count);
     const std::uint32_t dc = config.dc[layer];
     for (std::uint32_t i = 0; i < dc; ++i, ++at) {
       banks[config.qc[at].col % banks_count].push_front(config.qc[at]);
@@ -139,7 +139,7 @@ inline packed pack(CodeConfig const& config, PackingRules rules) {
       std::size_t count4 = count, count2 = count;
       for (std::size_t position = 0; position < list.size();) {
         unsigned w = 4;
-        lane_group group = place(list, position, w, 4);
+        LaneGroup group = place(list, position, w, 4);
         while (group.occupied != w && w > 1) group = place(list, position, --w, 4);
         wide4.insert(wide4.end(), group.lanes.begin(), group.lanes.end());
         switch (group.occupied) {
@@ -165,7 +165,7 @@ inline packed pack(CodeConfig const& config, PackingRules rules) {
         }
       }
       for (std::size_t position = 0; position < list.size();) {
-        lane_group group = place(list, position, 2, 2);
+        LaneGroup group = place(list, position, 2, 2);
         if (group.occupied != 2) group = place(list, position, 1, 2);
         wide2.insert(wide2.end(), group.lanes.begin(), group.lanes.end());
         if (group.occupied == 2) {

@@ -16,7 +16,7 @@ namespace truth {
 using Cost = std::uint64_t;
 constexpr Cost kNone = std::numeric_limits<Cost>::max() / 4;
 
-struct shape {
+struct Shape {
   int units;  ///< depth
   int width;
   Cost for_tile, for_row;
@@ -26,12 +26,12 @@ struct shape {
 /// its rows at any place into two that are searched alike. Rows cost nothing here.
 class CutSearch {
  public:
-  CutSearch(std::vector<shape> const& shapes, int most_width, int most_units)
+  CutSearch(std::vector<Shape> const& shapes, int most_width, int most_units)
       : most_units_(most_units), cost_(static_cast<std::size_t>((most_width + 1) * (most_units + 1)), kNone) {
     for (int w = 1; w <= most_width; ++w)
       for (int n = 1; n <= most_units; ++n) {
         Cost best = kNone;
-        for (shape const& one : shapes)
+        for (Shape const& one : shapes)
           if (one.width >= w && one.units >= n) best = std::min(best, one.for_tile);
         for (int a = 1; 2 * a <= w; ++a) best = std::min(best, cost(a, n) + cost(w - a, n));
         for (int a = 1; 2 * a <= n; ++a) best = std::min(best, cost(w, a) + cost(w, n - a));
@@ -52,14 +52,14 @@ class CutSearch {
 /// memory has, with costs of rows. The memory has `units` of `unit_rows`, the last of them `last_rows`.
 class BlockSearch {
  public:
-  BlockSearch(std::vector<shape> const& shapes, int most_width, int units, int unit_rows, int last_rows)
+  BlockSearch(std::vector<Shape> const& shapes, int most_width, int units, int unit_rows, int last_rows)
       : units_(units), cost_(static_cast<std::size_t>((most_width + 1) * (units + 1) * (units + 1)), kNone) {
     for (int w = 1; w <= most_width; ++w)
       for (int n = 1; n <= units; ++n)
         for (int first = 0, end = n; end <= units; ++first, ++end) {
           const auto rows = static_cast<Cost>(n * unit_rows - (end == units ? unit_rows - last_rows : 0));
           Cost best = kNone;
-          for (shape const& one : shapes)
+          for (Shape const& one : shapes)
             if (one.width >= w && first % one.units == 0 && end == std::min(units, first + one.units))
               best = std::min(best, one.for_tile + rows * one.for_row);
           for (int a = 1; 2 * a <= w; ++a)
@@ -84,13 +84,13 @@ class BlockSearch {
 /// A bound below every tiling, straight cuts or not, and below every other arrangement in which a primitive holds
 /// consecutive rows: all ways to have, for each unit of rows, primitives of enough width that hold it. Rows cost
 /// nothing here.
-inline Cost cheapest_cover(std::vector<shape> const& shapes, int width, int units) {
+inline Cost cheapest_cover(std::vector<Shape> const& shapes, int width, int units) {
   // Front: for each amount of width that is already there in the coming units, the least cost. A primitive that is not
   // needed in a unit may as well begin in the next, so as few as do are added to each unit.
   using cover = std::vector<int>;
   std::map<cover, Cost> front{{cover(static_cast<std::size_t>(units), 0), 0}};
-  std::vector<shape> by_width = shapes;
-  std::sort(by_width.begin(), by_width.end(), [](shape const& a, shape const& b) { return a.width > b.width; });
+  std::vector<Shape> by_width = shapes;
+  std::sort(by_width.begin(), by_width.end(), [](Shape const& a, Shape const& b) { return a.width > b.width; });
   for (int unit = 0; unit < units; ++unit) {
     std::map<cover, Cost> next;
     const auto add = [&](auto const& self, cover& have, Cost cost, std::size_t from) -> void {

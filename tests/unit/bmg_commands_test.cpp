@@ -13,13 +13,13 @@ extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
 namespace {
 
-struct call {
+struct Call {
   std::string function;
   std::vector<std::string> words;
   std::vector<void const*> addresses;
   bool has_status;
 };
-std::vector<call> calls;
+std::vector<Call> calls;
 int answer = 0;
 
 int record(char const* function, int argc, char** argv, int const* status) {

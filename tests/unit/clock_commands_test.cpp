@@ -16,7 +16,7 @@ namespace {
 
 using recording_clocks::answers;
 using recording_clocks::calls;
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 // Needs no quotes where a text holds both kinds.
 struct Outcome {
@@ -72,16 +72,16 @@ class ClockCommands : public testing::Test {
     return {code, Tcl_GetStringResult(interp_)};
   }
   // The solver's calls alone.
-  texts_t asked(std::string const& script) {
+  Texts asked(std::string const& script) {
     run(script);
-    texts_t left;
+    Texts left;
     for (auto const& call : calls)
       if (!call.starts_with("getClkwizImp") && !call.starts_with("getClkwizSoln") && call != "GetInstance")
         left.push_back(call);
     return left;
   }
 
-  texts_t messages;
+  Texts messages;
   std::vector<ComMsgMgr::MsgMask> masks;
 
  private:
@@ -94,10 +94,10 @@ class Clkwiz : public ClockCommands {};
 
 TEST_F(Clkwiz, InitChoosesThePart) {
   EXPECT_EQ(run("Init_Clkwiz p i dev"), ok());
-  EXPECT_EQ(calls, (texts_t{"getClkwizImp p i", "setPart dev"}));
+  EXPECT_EQ(calls, (Texts{"getClkwizImp p i", "setPart dev"}));
   // an empty device leaves a new solver behind all the same
   EXPECT_EQ(run("Init_Clkwiz p i {}"), error("Init_Clkwiz: part is empty"));
-  EXPECT_EQ(calls, texts_t{"getClkwizImp p i"});
+  EXPECT_EQ(calls, Texts{"getClkwizImp p i"});
 }
 
 TEST_F(Clkwiz, AResultThatNoCommandSetsStaysAsItWas) {
@@ -112,14 +112,14 @@ TEST_F(Clkwiz, AResultThatNoCommandSetsStaysAsItWas) {
 
 TEST_F(Clkwiz, UnInitDeletesWithoutAskingForTheSolver) {
   EXPECT_EQ(run("UnInit_Clkwiz p i"), ok());
-  EXPECT_EQ(calls, texts_t{"deleteClkwizImp p i"});
+  EXPECT_EQ(calls, Texts{"deleteClkwizImp p i"});
 }
 
 TEST_F(Clkwiz, RenamingToTheSameNameFailsWithoutAWord) {
   EXPECT_EQ(run("ChangeCompInstName a b b"), error());
-  EXPECT_EQ(calls, texts_t{});
+  EXPECT_EQ(calls, Texts{});
   EXPECT_EQ(run("ChangeCompInstName a b c"), ok());
-  EXPECT_EQ(calls, texts_t{"changeCompInstName a b c"});
+  EXPECT_EQ(calls, Texts{"changeCompInstName a b c"});
 }
 
 TEST_F(Clkwiz, JitterAndPhaseError) {
@@ -135,37 +135,37 @@ TEST_F(Clkwiz, JitterAndPhaseError) {
 }
 
 TEST_F(Clkwiz, NumbersThatAreNoneAre0) {
-  EXPECT_EQ(asked("GetPkToPkJitter p i abc {} 1x y 0x10 { 5}"), texts_t{"getPkToPkJitter 0 0 1 y 16 5"});
-  EXPECT_EQ(asked("GetPhaseError p i inf 1e5z {}"), texts_t{"getPhaseError inf 100000 {}"});
+  EXPECT_EQ(asked("GetPkToPkJitter p i abc {} 1x y 0x10 { 5}"), Texts{"getPkToPkJitter 0 0 1 y 16 5"});
+  EXPECT_EQ(asked("GetPhaseError p i inf 1e5z {}"), Texts{"getPhaseError inf 100000 {}"});
   EXPECT_EQ(asked("MMCMCalculateActualOutFreqs p i f 1,5 2 3.9 true false true"),
-            texts_t{"getMinPowerOutFreqs f 1 2 3 true false 0 true 10 false 0"});
+            Texts{"getMinPowerOutFreqs f 1 2 3 true false 0 true 10 false 0"});
   EXPECT_EQ(asked("MMCMCalculateActualOutFreqs p i f 1 2 99999999999999999999 TRUE 1 yes"),
-            texts_t{"getMinPowerOutFreqs f 1 2 2147483647 false false 0 false 10 false 0"});
+            Texts{"getMinPowerOutFreqs f 1 2 2147483647 false false 0 false 10 false 0"});
 }
 
 TEST_F(Clkwiz, MmcmOutputsPassAPeriodAndNeverThePhyOutput) {
   EXPECT_EQ(asked("MMCMCalculateActualOutFreqs p i {100 200} 50 60 2 true true false"),
-            texts_t{"getMinPowerOutFreqs 100 200 50 60 2 true true 0 false 10 false 0"});
+            Texts{"getMinPowerOutFreqs 100 200 50 60 2 true true 0 false 10 false 0"});
   EXPECT_EQ(asked("MMCMCalculateActualOutFreqs p i {100 200} 50 60 2 true true false 4.5"),
-            texts_t{"getMinPowerOutFreqs 100 200 50 60 2 true true 0 false 4.5 false 0"});
+            Texts{"getMinPowerOutFreqs 100 200 50 60 2 true true 0 false 4.5 false 0"});
 }
 
 TEST_F(Clkwiz, TheTailOfPllOutputsGoesByItsLength) {
   const std::string command = "PLLCalculateActualOutFreqs p i f 50 60 2 true false true";
-  EXPECT_EQ(asked(command), texts_t{"getMinPowerOutFreqs f 50 60 2 true false 1 true 10 false 300"});
-  EXPECT_EQ(asked(command + " 4"), texts_t{"getMinPowerOutFreqs f 50 60 2 true false 1 true 4 false 300"});
-  EXPECT_EQ(asked(command + " true 5"), texts_t{"getMinPowerOutFreqs f 50 60 2 true false 1 true 10 true 5"});
-  EXPECT_EQ(asked(command + " 4 true 5"), texts_t{"getMinPowerOutFreqs f 50 60 2 true false 1 true 4 true 5"});
+  EXPECT_EQ(asked(command), Texts{"getMinPowerOutFreqs f 50 60 2 true false 1 true 10 false 300"});
+  EXPECT_EQ(asked(command + " 4"), Texts{"getMinPowerOutFreqs f 50 60 2 true false 1 true 4 false 300"});
+  EXPECT_EQ(asked(command + " true 5"), Texts{"getMinPowerOutFreqs f 50 60 2 true false 1 true 10 true 5"});
+  EXPECT_EQ(asked(command + " 4 true 5"), Texts{"getMinPowerOutFreqs f 50 60 2 true false 1 true 4 true 5"});
 }
 
 TEST_F(Clkwiz, TheTailOfTheClosestSolution) {
   const std::string command = "GetClosestSolution p i f ph dc 50 60 2 true false true false";
-  EXPECT_EQ(asked(command), texts_t{"getClosestSolution f ph dc 50 60 2 true false 1 20 false false 300"});
-  EXPECT_EQ(asked(command + " 4"), texts_t{"getClosestSolution f ph dc 50 60 2 true false 1 4 false false 300"});
-  EXPECT_EQ(asked(command + " true 5"), texts_t{"getClosestSolution f ph dc 50 60 2 true false 1 20 false true 5"});
-  EXPECT_EQ(asked(command + " 4 true 5"), texts_t{"getClosestSolution f ph dc 50 60 2 true false 1 4 false true 5"});
+  EXPECT_EQ(asked(command), Texts{"getClosestSolution f ph dc 50 60 2 true false 1 20 false false 300"});
+  EXPECT_EQ(asked(command + " 4"), Texts{"getClosestSolution f ph dc 50 60 2 true false 1 4 false false 300"});
+  EXPECT_EQ(asked(command + " true 5"), Texts{"getClosestSolution f ph dc 50 60 2 true false 1 20 false true 5"});
+  EXPECT_EQ(asked(command + " 4 true 5"), Texts{"getClosestSolution f ph dc 50 60 2 true false 1 4 false true 5"});
   EXPECT_EQ(asked("GetClosestSolution p i f ph dc 0 60 2 false true 1 true"),
-            texts_t{"getClosestSolution f ph dc 0 60 2 false true 0 10 true false 300"});
+            Texts{"getClosestSolution f ph dc 0 60 2 false true 0 10 true false 300"});
 }
 
 TEST_F(Clkwiz, StatusTexts) {
@@ -212,24 +212,24 @@ TEST_F(Clkwiz, ActualPhaseAndDutyCycle) {
 
 TEST_F(Clkwiz, PropertiesThatAreSet) {
   const auto set = [this](std::string const& rest) { return asked("SetClkwizProperty p i " + rest); };
-  EXPECT_EQ(set("LowBandwidth true"), texts_t{"setLowBandwidth true"});
-  EXPECT_EQ(set("DynReconfig 1"), texts_t{"setDynReconfig false"});
-  EXPECT_EQ(set("SpreadSpectrum true"), texts_t{"setSpreadSpectrum true"});
-  EXPECT_EQ(set("SSMode {a b}"), texts_t{"setSSMode a b"});
-  EXPECT_EQ(set("SSModFreq 1.5e2"), texts_t{"setSSModFreq 150"});
-  EXPECT_EQ(set("SSModFreq 1e-400"), texts_t{"setSSModFreq 0"});
-  EXPECT_EQ(set("SSModFreq -INFinity"), texts_t{"setSSModFreq -inf"});
-  EXPECT_EQ(set("UseFinePS true"), texts_t{"setFinePS true"});
-  EXPECT_EQ(set("CLKIN_UI_JITTER +.01"), texts_t{"setClkInUIJitter 0.01"});
+  EXPECT_EQ(set("LowBandwidth true"), Texts{"setLowBandwidth true"});
+  EXPECT_EQ(set("DynReconfig 1"), Texts{"setDynReconfig false"});
+  EXPECT_EQ(set("SpreadSpectrum true"), Texts{"setSpreadSpectrum true"});
+  EXPECT_EQ(set("SSMode {a b}"), Texts{"setSSMode a b"});
+  EXPECT_EQ(set("SSModFreq 1.5e2"), Texts{"setSSModFreq 150"});
+  EXPECT_EQ(set("SSModFreq 1e-400"), Texts{"setSSModFreq 0"});
+  EXPECT_EQ(set("SSModFreq -INFinity"), Texts{"setSSModFreq -inf"});
+  EXPECT_EQ(set("UseFinePS true"), Texts{"setFinePS true"});
+  EXPECT_EQ(set("CLKIN_UI_JITTER +.01"), Texts{"setClkInUIJitter 0.01"});
   std::string part = "p", instance = "i";
   auto& solver = *Ip_Clkwiz::HIPClkwizTclMgr::GetInstance()->getClkwizImp(part, instance);
-  EXPECT_EQ(set("GlobalBuffer_InputClk true"), texts_t{});
+  EXPECT_EQ(set("GlobalBuffer_InputClk true"), Texts{});
   EXPECT_TRUE(solver.globalBufferInputClk);
-  EXPECT_EQ(set("GlobalBuffer_InputClk 1"), texts_t{});
+  EXPECT_EQ(set("GlobalBuffer_InputClk 1"), Texts{});
   EXPECT_FALSE(solver.globalBufferInputClk);
   EXPECT_EQ(run("SetClkwizProperty p i NoSuchThing 1"), ok());
   EXPECT_EQ(run("SetClkwizProperty p i lowbandwidth true"), ok());
-  EXPECT_EQ(calls, texts_t{"getClkwizImp p i"});
+  EXPECT_EQ(calls, Texts{"getClkwizImp p i"});
 }
 
 TEST_F(Clkwiz, NumbersThatHaveToBeOnesFailThroughTheGuard) {
@@ -246,8 +246,8 @@ TEST_F(Clkwiz, NumbersThatHaveToBeOnesFailThroughTheGuard) {
                              "GetClkwizInputFrequencies p i n 1 1 1,,2", "GetClkwizInputFrequencies p i n 1 1 {1, 2}",
                              "GetClkwizInputFrequencies p i n 1 1 1 z"}) {
     EXPECT_EQ(run(script), error()) << script;
-    EXPECT_EQ(messages, texts_t{told}) << script;
-    EXPECT_EQ(calls, texts_t{"getClkwizImp p i"}) << script;
+    EXPECT_EQ(messages, Texts{told}) << script;
+    EXPECT_EQ(calls, Texts{"getClkwizImp p i"}) << script;
   }
 }
 
@@ -283,7 +283,7 @@ TEST_F(Clkwiz, PropertiesThatAreRead) {
   for (char const* property : {"ChosenDivN", "ChosenOutFreqN", "ChosenPhaseN", "ChosenDutyCycleN", "SpdKeyValue",
                                "MinPeriod", "NoSuchThing", "{}", "{NoSuchThing x}"}) {
     EXPECT_EQ(get(property), ok()) << property;
-    EXPECT_EQ(calls, texts_t{"getClkwizImp p i"}) << property;
+    EXPECT_EQ(calls, Texts{"getClkwizImp p i"}) << property;
   }
   answers.success = false;
   EXPECT_EQ(get("SpdKeyValue KEY"), ok("Unable to get value from speedsfile for keyword KEY"));
@@ -309,16 +309,14 @@ TEST_F(Clkwiz, AchievableFrequencies) {
   answers.success = false;  // not looked at
   EXPECT_EQ(run("GetClkwizOutputFrequencies p i 1.5 +2 -3"), ok("1 2 3"));
   EXPECT_EQ(calls.back(), "getClkwizOutputFrequencies 1.5 2 -3 10");
-  EXPECT_EQ(asked("GetClkwizOutputFrequencies p i 1.5 2 3 {}"), texts_t{"getClkwizOutputFrequencies 1.5 2 3 10"});
-  EXPECT_EQ(asked("GetClkwizOutputFrequencies p i 1.5 2 3 4"), texts_t{"getClkwizOutputFrequencies 1.5 2 3 4"});
+  EXPECT_EQ(asked("GetClkwizOutputFrequencies p i 1.5 2 3 {}"), Texts{"getClkwizOutputFrequencies 1.5 2 3 10"});
+  EXPECT_EQ(asked("GetClkwizOutputFrequencies p i 1.5 2 3 4"), Texts{"getClkwizOutputFrequencies 1.5 2 3 4"});
   EXPECT_EQ(run("GetClkwizInputFrequencies p i MMCM 1.5 2"), ok("1 2 3"));
   EXPECT_EQ(calls.back(), "getClkwizInputFrequencies MMCM 1.5 {} 2 10");
-  EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 {}"),
-            texts_t{"getClkwizInputFrequencies MMCM 1.5 {} 2 10"});
+  EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 {}"), Texts{"getClkwizInputFrequencies MMCM 1.5 {} 2 10"});
   EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 3,4.5 {}"),
-            texts_t{"getClkwizInputFrequencies MMCM 1.5 {3 4.5} 2 10"});
-  EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 3 4"),
-            texts_t{"getClkwizInputFrequencies MMCM 1.5 {3} 2 4"});
+            Texts{"getClkwizInputFrequencies MMCM 1.5 {3 4.5} 2 10"});
+  EXPECT_EQ(asked("GetClkwizInputFrequencies p i MMCM 1.5 2 3 4"), Texts{"getClkwizInputFrequencies MMCM 1.5 {3} 2 4"});
 }
 
 TEST_F(Clkwiz, AMissingSolver) {
@@ -362,17 +360,17 @@ TEST_F(ClockCommands, TheGuardSendsTheMessageOfAnExceptionAndLeavesTheResultAlon
   for (char const* script : kGuarded) {
     answers.exception = [] { throw HEXAlgException("told 100%s"); };
     EXPECT_EQ(run_over_result(script), error("before")) << script;
-    EXPECT_EQ(messages, texts_t{"ERROR: [tcltasks] told 100%s"}) << script;
+    EXPECT_EQ(messages, Texts{"ERROR: [tcltasks] told 100%s"}) << script;
     answers.exception = [] { throw HEXError(nullptr); };
     EXPECT_EQ(run_over_result(script), error("before")) << script;
-    EXPECT_EQ(messages, texts_t{}) << script;
+    EXPECT_EQ(messages, Texts{}) << script;
     answers.exception = [] { throw std::runtime_error("what %s"); };
     EXPECT_EQ(run_over_result(script), error("before")) << script;
-    EXPECT_EQ(messages, texts_t{"ERROR: [tcltasks 80-2] An exception ended the command: what %s"}) << script;
+    EXPECT_EQ(messages, Texts{"ERROR: [tcltasks 80-2] An exception ended the command: what %s"}) << script;
     EXPECT_EQ(masks, std::vector{ComMsgMgr::MSG_ERROR});
     answers.exception = [] { throw 5; };
     EXPECT_EQ(run_over_result(script), error("before")) << script;
-    EXPECT_EQ(messages, texts_t{"ERROR: [tcltasks 80-1] An exception of an unknown kind ended the command."}) << script;
+    EXPECT_EQ(messages, Texts{"ERROR: [tcltasks 80-1] An exception of an unknown kind ended the command."}) << script;
   }
 }
 
@@ -383,7 +381,7 @@ TEST_F(ClockCommands, TheOtherTenCommandsLetExceptionsThroughToTheirBoundary) {
         "Ip_Clocking_Get_Property n k", "Ip_Clocking_Get_InputClk", "Ip_Clocking_Get_InputClkList",
         "Ip_Clocking_Get_OutputClkList", "Ip_Clocking_Calc_M_D", "Ip_Clocking_Get_ClkInst"}) {
     EXPECT_EQ(run(script), error("what")) << script;
-    EXPECT_EQ(messages, texts_t{}) << script;
+    EXPECT_EQ(messages, Texts{}) << script;
   }
 }
 
@@ -402,9 +400,9 @@ class Clocking : public ClockCommands {
 
 TEST_F(Clocking, InitAndUninit) {
   EXPECT_EQ(run("Ip_Clocking_Init"), ok());
-  EXPECT_EQ(calls, texts_t{"GetInstance"});
+  EXPECT_EQ(calls, Texts{"GetInstance"});
   EXPECT_EQ(run("Ip_Clocking_Uninit unknown"), ok());
-  EXPECT_EQ(calls, (texts_t{"GetInstance", "deleteClockingSoln unknown"}));
+  EXPECT_EQ(calls, (Texts{"GetInstance", "deleteClockingSoln unknown"}));
 }
 
 TEST_F(Clocking, ActualPhase) {
@@ -412,12 +410,12 @@ TEST_F(Clocking, ActualPhase) {
   answers.number = 1.5;
   EXPECT_EQ(run("Ip_Clocking_Calc_Phase n 45 7.5"), ok("1.500"));
   EXPECT_EQ(calls,
-            (texts_t{"GetInstance", "getClkwizSoln n", "calculateActualPhase 45 7.5", "convertDoubleToString 1.5"}));
+            (Texts{"GetInstance", "getClkwizSoln n", "calculateActualPhase 45 7.5", "convertDoubleToString 1.5"}));
   EXPECT_EQ(run("Ip_Clocking_Calc_Phase n x y"),
             error("Ip_Clocking_Calc_Phase: Requested Phase needs to be a valid double value\n"));
   EXPECT_EQ(run("Ip_Clocking_Calc_Phase n 1 y"),
             error("Ip_Clocking_Calc_Phase: ClockOut divide needs to be a valid double value\n"));
-  EXPECT_EQ(calls, texts_t{});
+  EXPECT_EQ(calls, Texts{});
   answers.converts = false;
   EXPECT_EQ(run("Ip_Clocking_Calc_Phase n 1 2"),
             error("Ip_Clocking_Calc_Phase: Failed in conversion of Phase from double to string. "));
@@ -434,8 +432,8 @@ TEST_F(Clocking, ActualDutyCycle) {
   answers.text = "33.300";
   answers.number = 33.3;
   EXPECT_EQ(run("Ip_Clocking_Calc_DC n 30 7.5"), ok("33.300"));
-  EXPECT_EQ(calls, (texts_t{"GetInstance", "getClkwizSoln n", "calculateActualDutyCycle 30 7.5 7 0",
-                            "convertDoubleToString 33.3"}));
+  EXPECT_EQ(calls, (Texts{"GetInstance", "getClkwizSoln n", "calculateActualDutyCycle 30 7.5 7 0",
+                          "convertDoubleToString 33.3"}));
   EXPECT_EQ(run("Ip_Clocking_Calc_DC n {} y"),
             error("Ip_Clocking_Calc_DC: Requested duty cycle needs to be a valid double value\n"));
   EXPECT_EQ(run("Ip_Clocking_Calc_DC n 1 nan"),
@@ -511,8 +509,8 @@ TEST_F(Clocking, Schemas) {
        "-inclk1_period <optional:double:10.00>"}};
   for (auto const& [command, schema] : commands) {
     EXPECT_EQ(run(std::string(command) + " -part"), error(std::string(command) + ": Error in parsing options\n"));
-    EXPECT_EQ(recording_clocks::schemas, texts_t{schema});
-    EXPECT_EQ(calls, texts_t{"GetInstance"}) << command;
+    EXPECT_EQ(recording_clocks::schemas, Texts{schema});
+    EXPECT_EQ(calls, Texts{"GetInstance"}) << command;
   }
 }
 
@@ -521,20 +519,20 @@ TEST_F(Clocking, InputClocks) {
   answers.success = false;  // not looked at: the text tells
   EXPECT_EQ(run("Ip_Clocking_Get_InputClk -part P -clkoutphy_freq 1 -output_freq1 2 -output_freq2 3 -primtive 0"),
             ok("125"));
-  EXPECT_EQ(calls, (texts_t{"GetInstance", "GetInstance", "getClkwizSoln P",
-                            "getInputClockFrequencies 1 2 3 10 10 0 10 false"}));
+  EXPECT_EQ(calls, (Texts{"GetInstance", "GetInstance", "getClkwizSoln P",
+                          "getInputClockFrequencies 1 2 3 10 10 0 10 false"}));
   EXPECT_EQ(asked("Ip_Clocking_Get_InputClk -isSpeedFileEnabled true -inclk1_period 9 -primtive 2 -output_freq4 5 "
                   "-output_freq3 4 -output_freq2 3 -output_freq1 2 -clkoutphy_freq 1 -part P"),
-            texts_t{"getInputClockFrequencies 1 2 3 4 5 2 9 true"});
+            Texts{"getInputClockFrequencies 1 2 3 4 5 2 9 true"});
   EXPECT_EQ(run("Ip_Clocking_Get_InputClk -part P -clkoutphy_freq 1 -output_freq1 2 -output_freq2 3 -primtive 0 "
                 "-nocmc_controller_type DDR4"),
             error("Ip_Clocking_Get_InputClk: Error in parsing options\n"));
   EXPECT_EQ(asked("Ip_Clocking_Get_InputClkList -part P -clkoutphy_freq 1 -output_freq1 2 -output_freq2 3 -primtive 1"),
-            texts_t{"getInputClkFrequencies 1 2 3 10 10 1 10 false NONE"});
+            Texts{"getInputClkFrequencies 1 2 3 10 10 1 10 false NONE"});
   EXPECT_EQ(asked("Ip_Clocking_Get_InputClkList -part P -clkoutphy_freq 1 -output_freq1 2 -output_freq2 3 -primtive 3 "
                   "-nocmc_controller_type DDR4 -isSpeedFileEnabled TRUE"),
-            texts_t{"getInputClkFrequencies 1 2 3 10 10 0 10 false DDR4"});
-  EXPECT_EQ(messages, texts_t{});  // primitive 3 is 0 without a word
+            Texts{"getInputClkFrequencies 1 2 3 10 10 0 10 false DDR4"});
+  EXPECT_EQ(messages, Texts{});  // primitive 3 is 0 without a word
   answers.has_solver = false;
   EXPECT_EQ(run("Ip_Clocking_Get_InputClk -part P -clkoutphy_freq 1 -output_freq1 2 -output_freq2 3 -primtive 0"),
             error("Ip_Clocking_Get_InputClk: There is no solver for \"P\".\n"));
@@ -546,7 +544,7 @@ TEST_F(Clocking, OutputClocks) {
   EXPECT_EQ(calls.back(), "getOutputClockFrequencies 5 2 1 10 false NONE");
   EXPECT_EQ(asked("Ip_Clocking_Get_OutputClkList -part P -input_freq 5 -primtive 1 -clkoutphy_multiplication_factor 8 "
                   "-inclk1_period 4 -isSpeedFileEnabled true -nocmc_controller_type X"),
-            texts_t{"getOutputClockFrequencies 5 1 8 4 true X"});
+            Texts{"getOutputClockFrequencies 5 1 8 4 true X"});
 }
 
 TEST_F(Clocking, SolvingPassesTheClocksAndOptions) {
@@ -556,19 +554,17 @@ TEST_F(Clocking, SolvingPassesTheClocksAndOptions) {
       "Ip_Clocking_Calc_M_D -part P -output_freq {100,200 300} -req_phase {0 90 1} "
       "-req_dc {50,50,25} -prim_freq 125 -secondary_freq 0 -primtive 1";
   EXPECT_EQ(run(command), ok("a solution"));
-  EXPECT_EQ(
-      calls,
-      (texts_t{"GetInstance", "GetInstance", "getClkwizSoln P", "getInClkPeriod 125 1 false",
-               "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 false false false false false {} 0 10 10"}));
-  EXPECT_EQ(messages, (texts_t{"HIPClocking|Timeperiod that is passed as input is  8.000000 \n",
-                               "HIPClocking|End of Calc Done\n"}));
+  EXPECT_EQ(calls,
+            (Texts{"GetInstance", "GetInstance", "getClkwizSoln P", "getInClkPeriod 125 1 false",
+                   "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 false false false false false {} 0 10 10"}));
+  EXPECT_EQ(messages, (Texts{"HIPClocking|Timeperiod that is passed as input is  8.000000 \n",
+                             "HIPClocking|End of Calc Done\n"}));
   EXPECT_EQ(masks, (std::vector{ComMsgMgr::MSG_DEBUG2, ComMsgMgr::MSG_DEBUG0}));
   EXPECT_EQ(asked(command + " -min_jitter true -min_power yes -inclk1_period 8 -inclk2_period 9").back(),
             "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 true false true false false {} 0 8 9");
-  EXPECT_EQ(
-      asked(command + " -fine_ps 1 -low_bandwidth on -spread_spectrum {A 1}"),
-      (texts_t{"validateSSArgs A 1", "getInClkPeriod 125 1 false",
-               "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 false true false true true MODE 7 10 10"}));
+  EXPECT_EQ(asked(command + " -fine_ps 1 -low_bandwidth on -spread_spectrum {A 1}"),
+            (Texts{"validateSSArgs A 1", "getInClkPeriod 125 1 false",
+                   "calculateMandD {100 0 50 200 90 50 300 1 25} P 125 0 1 false true false true true MODE 7 10 10"}));
 }
 
 TEST_F(Clocking, SolvingStopsAtTheFirstBadElement) {
@@ -583,8 +579,8 @@ TEST_F(Clocking, SolvingStopsAtTheFirstBadElement) {
   EXPECT_EQ(solve("1 2", "3 4", "5 6,z"), error(begin + "output frequency '" + end));
   EXPECT_EQ(solve("1 2", "3 4", "5 z"), error(begin + "DC 'z" + end));
   EXPECT_EQ(solve("1 2", "3", "4 5"), error(begin + "phase '" + end));
-  EXPECT_EQ(messages, texts_t{});
-  EXPECT_EQ(calls, (texts_t{"GetInstance", "GetInstance", "getClkwizSoln P"}));
+  EXPECT_EQ(messages, Texts{});
+  EXPECT_EQ(calls, (Texts{"GetInstance", "GetInstance", "getClkwizSoln P"}));
 }
 
 TEST_F(Clocking, SolvingThatFails) {
@@ -599,20 +595,19 @@ TEST_F(Clocking, SolvingThatFails) {
   answers.error = "spread is odd";
   EXPECT_EQ(run(command + " -spread_spectrum x"), error("spread is odd"));
   EXPECT_EQ(calls.back(), "validateSSArgs x");
-  EXPECT_EQ(messages, texts_t{});
+  EXPECT_EQ(messages, Texts{});
 }
 
 TEST_F(Clocking, ClkInstTellsWhatItDoes) {
   answers.text = "a result";
   EXPECT_EQ(run("Ip_Clocking_Get_ClkInst -part P -output_freq {1,2 3} -input_freq 4.5"), ok("a result"));
   EXPECT_EQ(calls.back(), "computeMinimalClkInst {1 2 3} {4.5/0} 10 P");
-  EXPECT_EQ(messages,
-            (texts_t{"CLOCKING_IP|1 \n", "CLOCKING_IP|2 \n", "CLOCKING_IP|3 \n", "CLOCKING_IP|outputs done \n",
-                     "CLOCKING_IP|4.5 \n", "CLOCKING_IP|inputs done \n", "CLOCKING_IP|result is a result \n"}));
+  EXPECT_EQ(messages, (Texts{"CLOCKING_IP|1 \n", "CLOCKING_IP|2 \n", "CLOCKING_IP|3 \n", "CLOCKING_IP|outputs done \n",
+                             "CLOCKING_IP|4.5 \n", "CLOCKING_IP|inputs done \n", "CLOCKING_IP|result is a result \n"}));
   EXPECT_EQ(masks, std::vector(7, ComMsgMgr::MSG_DEBUG5));
   EXPECT_EQ(run("Ip_Clocking_Get_ClkInst -part P -output_freq {1 x%s} -input_freq z"),
             error("Ip_Clocking_Get_ClkInst: Requested output frequency 'x%s' needs to be a valid double value\n"));
-  EXPECT_EQ(messages, (texts_t{"CLOCKING_IP|1 \n", "CLOCKING_IP|x%s \n"}));
+  EXPECT_EQ(messages, (Texts{"CLOCKING_IP|1 \n", "CLOCKING_IP|x%s \n"}));
   EXPECT_EQ(run("Ip_Clocking_Get_ClkInst -part P -output_freq 1 -input_freq z"),
             error("Ip_Clocking_Get_ClkInst: Requested input frequency 'z' needs to be a valid double value\n"));
 }
@@ -640,7 +635,7 @@ void finalize_after(char const* script) {
   Tcl_DeleteInterp(interp);
   recording_clocks::reset();
   Tcl_Finalize();
-  std::_Exit(calls == texts_t{"terminateInstance"} ? 0 : 1);
+  std::_Exit(calls == Texts{"terminateInstance"} ? 0 : 1);
 }
 TEST(ClockExit, ReleasesTheManagerWhetherOrNotAnythingRan) {
   EXPECT_EXIT(finalize_after(""), testing::ExitedWithCode(0), "");

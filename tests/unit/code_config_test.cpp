@@ -24,16 +24,16 @@ void collect(void* list, int severity, char const* text) {
   static_cast<Texts*>(list)->push_back(std::to_string(severity) + text);
 }
 
-struct compiled {
+struct Compiled {
   ldpc::ldpc_code_config_t config;
   ldpc::ldpc_code_stats_t stats;
   Texts texts;
 };
 
-compiled compile(fec::CodeSpec const& plain, bool quiet = false, unsigned min_slots = 1) {
+Compiled compile(fec::CodeSpec const& plain, bool quiet = false, unsigned min_slots = 1) {
   ldpc::ldpc_code_spec_t spec;
   static_cast<fec::CodeSpec&>(spec) = plain;
-  compiled result;
+  Compiled result;
   ldpc::gen_ldpc_code_config(spec, result.config, result.stats, collect, &result.texts, min_slots, quiet);
   return result;
 }
@@ -62,7 +62,7 @@ TYPED_TEST(Compiler, EqualsThePlainCompiler) {
     static_cast<fec::CodeSpec&>(spec) =
         random.one_in(4) ? test_support::random_spec(random) : test_support::random_odd_spec(random);
     const bool quiet = random.one_in(8);
-    const plain::compiled expected = plain::compile(spec, plain::core_of<TypeParam>(), quiet);
+    const plain::Compiled expected = plain::compile(spec, plain::core_of<TypeParam>(), quiet);
     fec::ldpc_code_config_t<TypeParam> config;
     fec::ldpc_code_stats_t<TypeParam> stats;
     Texts texts;
@@ -240,7 +240,7 @@ TEST(CodeConfig, WorksWithoutACallback) {
 }
 
 TEST(CodeConfig, ForgetsWhatTheRecordsHeldBefore) {
-  compiled result = compile(test_support::nr_code(2, 16));
+  Compiled result = compile(test_support::nr_code(2, 16));
   ldpc::ldpc_code_spec_t spec;
   static_cast<fec::CodeSpec&>(spec) = code(1024, 512, 128, {{0, 1, 2, 3, 4, 5, 6, 7}});
   ldpc::gen_ldpc_code_config(spec, result.config, result.stats, nullptr, nullptr, 1, false);

@@ -12,7 +12,7 @@ using namespace kdi::device;
 using kdi::expand;
 using kdi::fill;
 using kdi::PatternError;
-using texts = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 std::string fault_of(std::string const& pattern, std::size_t most = 100) {
   try {
@@ -24,14 +24,14 @@ std::string fault_of(std::string const& pattern, std::size_t most = 100) {
 }
 
 TEST(NamePattern, StandsForItselfWithoutBraces) {
-  EXPECT_EQ(expand("L0P", 1), texts{"L0P"});
-  EXPECT_EQ(expand("", 1), texts{""});
+  EXPECT_EQ(expand("L0P", 1), Texts{"L0P"});
+  EXPECT_EQ(expand("", 1), Texts{""});
 }
 
 TEST(NamePattern, LetsTheLastVaryFastest) {
-  EXPECT_EQ(expand("L{0..1}{P,N}", 4), (texts{"L0P", "L0N", "L1P", "L1N"}));
-  EXPECT_EQ(expand("{9..11}", 3), (texts{"9", "10", "11"}));
-  EXPECT_EQ(expand("{7..7}x", 1), texts{"7x"});
+  EXPECT_EQ(expand("L{0..1}{P,N}", 4), (Texts{"L0P", "L0N", "L1P", "L1N"}));
+  EXPECT_EQ(expand("{9..11}", 3), (Texts{"9", "10", "11"}));
+  EXPECT_EQ(expand("{7..7}x", 1), Texts{"7x"});
 }
 
 TEST(NamePattern, SaysWhatIsWrong) {
@@ -70,9 +70,9 @@ TEST(Balls, ReadBackAsTheyAreNamed) {
 }
 
 TEST(Balls, FillARectangleRowByRow) {
-  texts names;
+  Texts names;
   for (const Ball ball : ball_rectangle("H2:J3").balls()) names.push_back(ball_name(ball));
-  EXPECT_EQ(names, (texts{"H2", "H3", "J2", "J3"}));
+  EXPECT_EQ(names, (Texts{"H2", "H3", "J2", "J3"}));
 }
 
 TEST(Balls, OfAnotherFormAreRefused) {

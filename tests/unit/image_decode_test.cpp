@@ -14,15 +14,15 @@ namespace {
 using fec::value_of;
 
 template <class Variant>
-struct compiled {
+struct Compiled {
   fec::ldpc_config_t<Variant> image;
   std::map<unsigned, fec::CodeHint> hints;
   fec::DecodedImage decoded;
 };
 
 template <class Variant>
-compiled<Variant> compile(std::vector<fec::CodeSpec> const& specs) {
-  compiled<Variant> result;
+Compiled<Variant> compile(std::vector<fec::CodeSpec> const& specs) {
+  Compiled<Variant> result;
   unsigned slot = 0;
   for (fec::CodeSpec const& plain : specs) {
     fec::ldpc_code_spec_t<Variant> spec;

@@ -58,7 +58,7 @@ TEST(LayerPacking, EqualsThePlainTranscription) {
     CodeConfig config = random_layers(random);
     const PackingRules rules = random_rules(random);
     if (rules.pf == 1 && config.compress_packing == 0) continue;  // not packed at all
-    const plain::packed expected = plain::pack(config, rules);
+    const plain::Packed expected = plain::pack(config, rules);
     unsigned errors = 0;
     fec::Reporter report([](void* count, int severity, char const*) { *static_cast<unsigned*>(count) += severity; },
                          &errors, false, false);

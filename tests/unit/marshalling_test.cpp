@@ -45,19 +45,19 @@ class Words {
 
 constexpr char const* kUsage = "wrong arguments:  -context { ctxpar val ... }, -info ";
 
-struct slots {
+struct Slots {
   Tcl_Obj* context = nullptr;
   Tcl_Obj* info = nullptr;
 };
 
-int check_two(Tcl_Interp* interp, Words const& words, slots& values) {
+int check_two(Tcl_Interp* interp, Words const& words, Slots& values) {
   return kelvane::check_args(interp, words.count(), words.data(), kUsage, "-context", values.context, "-info",
                              values.info);
 }
 
 TEST_F(Marshalling, CheckArgsTakesThePairsInAnyOrder) {
   const Words words{"cmd", "-info", "speed", "-context", "a b"};
-  slots values;
+  Slots values;
   EXPECT_EQ(check_two(interp_, words, values), TCL_OK);
   EXPECT_EQ(values.context, words[4]);
   EXPECT_EQ(values.info, words[2]);
@@ -65,7 +65,7 @@ TEST_F(Marshalling, CheckArgsTakesThePairsInAnyOrder) {
 
 TEST_F(Marshalling, CheckArgsFailsWithTheSameTwoElementsWhateverIsWrong) {
   const auto failure = [&](Words const& words) {
-    slots values;
+    Slots values;
     EXPECT_EQ(check_two(interp_, words, values), TCL_ERROR);
     int length = 0;
     Tcl_ListObjLength(nullptr, Tcl_GetObjResult(interp_), &length);
@@ -83,7 +83,7 @@ TEST_F(Marshalling, CheckArgsFailsWithTheSameTwoElementsWhateverIsWrong) {
 
 TEST_F(Marshalling, CheckArgsEmptiesItsSlotsAndFillsThoseBeforeTheFault) {
   const Words first_bad{"cmd", "-other", "x", "-info", "y"};
-  slots values{first_bad[0], first_bad[0]};
+  Slots values{first_bad[0], first_bad[0]};
   EXPECT_EQ(check_two(interp_, first_bad, values), TCL_ERROR);
   EXPECT_EQ(values.context, nullptr);
   EXPECT_EQ(values.info, nullptr);
@@ -95,7 +95,7 @@ TEST_F(Marshalling, CheckArgsEmptiesItsSlotsAndFillsThoseBeforeTheFault) {
 
 TEST_F(Marshalling, CheckArgsMindsNoWordThatIsNoList) {
   const Words words{"cmd", "-context", "{", "-info", "}"};
-  slots values;
+  Slots values;
   EXPECT_EQ(check_two(interp_, words, values), TCL_OK);
   EXPECT_EQ(result(), "");
 }

@@ -112,10 +112,10 @@ TEST(OrderTables, LayTheirColumnsOutInLanes) {
 
 TEST(OrderTables, SaveStallsOnEveryTableAsTheDocumentSays) {
   // The page on the orders quotes these sums; they come from the tool that made the tables.
-  struct sums {
+  struct Sums {
     unsigned long before = 0, after = 0;
   };
-  std::map<std::string, sums> stalls;
+  std::map<std::string, Sums> stalls;
   std::vector<std::string> order;
   std::ifstream file(places::data("ldpc/order/gain.csv"));
   std::string line;

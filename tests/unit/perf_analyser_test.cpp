@@ -36,18 +36,18 @@ struct RunResult {
   bool operator==(RunResult const&) const = default;
 };
 
-struct queued {
+struct Queued {
   unsigned id;
   unsigned iterations;
   CodeConfig config;
 };
 
-RunResult run_events(std::vector<queued> const& codes, unsigned delay, fec::CapacityRow const& capacities,
+RunResult run_events(std::vector<Queued> const& codes, unsigned delay, fec::CapacityRow const& capacities,
                      StreamRates rates = {}) {
   RunResult result;
   fec::XLogger logger(collect, &result.reports);
   Pipeline model({delay, capacities}, logger, rates);
-  for (queued const& one : codes) {
+  for (Queued const& one : codes) {
     code_t code;
     code.id = one.id;
     code.iterations = one.iterations;
@@ -63,12 +63,12 @@ RunResult run_events(std::vector<queued> const& codes, unsigned delay, fec::Capa
   return result;
 }
 
-RunResult run_cycles(std::vector<queued> const& codes, unsigned delay, fec::CapacityRow const& capacities,
+RunResult run_cycles(std::vector<Queued> const& codes, unsigned delay, fec::CapacityRow const& capacities,
                      StreamRates rates = {}) {
   RunResult result;
   fec::XLogger logger(collect, &result.reports);
   CycleModel model(delay, capacities, logger, rates);
-  for (queued const& one : codes) {
+  for (Queued const& one : codes) {
     CycleModel::Code code;
     code.id = one.id;
     code.iterations = one.iterations;
@@ -91,7 +91,7 @@ TEST(PerfAnalyser, EqualsTheCycleModelOnRandomCodes) {
   for (unsigned seed = 1; seed <= 12000; ++seed) {
     Random random(seed);
     const CodeConfig config = test_support::random_compiled_code(random);
-    const std::vector<queued> codes = {{0, config.encode != 0 ? 1U : 4U, config}};
+    const std::vector<Queued> codes = {{0, config.encode != 0 ? 1U : 4U, config}};
     const unsigned delay = kDelays[random.below(3)];
     const RunResult expected = run_cycles(codes, delay, sd_fec::Variant::kCapacities);
     ASSERT_EQ(run_events(codes, delay, sd_fec::Variant::kCapacities), expected);
@@ -108,7 +108,7 @@ TEST(PerfAnalyser, EqualsTheCycleModelOnRandomCodes) {
 TEST(PerfAnalyser, EqualsTheCycleModelOnSeveralCodesInTightMemories) {
   for (unsigned seed = 1; seed <= 1500; ++seed) {
     Random random(seed);
-    std::vector<queued> codes;
+    std::vector<Queued> codes;
     const unsigned count = 2 + random.below(3);
     for (unsigned i = 0; i < count; ++i)
       codes.push_back({random.below(6), 1 + random.below(4), test_support::random_compiled_code(random)});
@@ -218,7 +218,7 @@ TEST(PerfAnalyser, ACodeTooLargeForTheMemoriesGoesInByItself) {
 }
 
 TEST(PerfAnalyser, ChecksItsRatesWhenACodeEnters) {
-  const std::vector<queued> codes = {{0, 1, layers_of({{0, 1}})}};
+  const std::vector<Queued> codes = {{0, 1, layers_of({{0, 1}})}};
   EXPECT_EQ(
       run_events(codes, 11, sd_fec::Variant::kCapacities, {0, 4.5}).reports,
       (Texts{"0 WARNING: Invalid input rate specified: 0 : 4", "0 WARNING: Invalid output rate specified: 4.5 : 4"}));

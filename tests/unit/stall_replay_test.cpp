@@ -14,7 +14,7 @@ namespace {
 
 constexpr unsigned kIterations = 10;
 
-struct tally {
+struct Tally {
   unsigned proven = 0;
   unsigned reported = 0;  // the analyser itself says that its count may be wrong; nothing is claimed then
   unsigned refused = 0;   // did not compile
@@ -22,7 +22,7 @@ struct tally {
 
 // Proves one code, on the finished code and, where the three-cycle rule has raised the first stall, on the analyser's.
 template <class Variant>
-void expect_proven(fec::CodeSpec const& plain, tally& count) {
+void expect_proven(fec::CodeSpec const& plain, Tally& count) {
   fec::ldpc_code_spec_t<Variant> spec;
   static_cast<fec::CodeSpec&>(spec) = plain;
   fec::ldpc_code_config_t<Variant> config;
@@ -53,7 +53,7 @@ void expect_proven(fec::CodeSpec const& plain, tally& count) {
 
 template <class Variant>
 void expect_all_standard_codes_proven(void (*change)(fec::CodeSpec&, int graph)) {
-  tally count;
+  Tally count;
   for (int graph : {1, 2})
     for (unsigned z : test_support::lifting_sizes()) {
       fec::CodeSpec spec = test_support::nr_code(graph, z);
@@ -108,7 +108,7 @@ TYPED_TEST(StandardCodes, InTheOrderOfTheBaseGraphForTheEncoder) {
 }
 
 TYPED_TEST(StandardCodes, OfFewerInformationColumns) {
-  tally count;
+  Tally count;
   for (unsigned kb : {9U, 8U, 6U})
     for (unsigned z : {5U, 32U, 64U, 72U})
       for (unsigned encode : {0U, 1U}) {
@@ -123,7 +123,7 @@ TYPED_TEST(StandardCodes, OfFewerInformationColumns) {
 }
 
 TYPED_TEST(StandardCodes, AndRandomOnes) {
-  tally count;
+  Tally count;
   for (unsigned seed = 1; seed <= 1000; ++seed) {
     SCOPED_TRACE(TypeParam::kName);
     test_support::Random random(seed);
@@ -135,7 +135,7 @@ TYPED_TEST(StandardCodes, AndRandomOnes) {
 }
 
 TEST(WeightedCodes, AreProvenToo) {
-  tally count;
+  Tally count;
   for (unsigned seed = 1; seed <= 400; ++seed) {
     test_support::Random random(seed);
     fec::CodeSpec spec = test_support::random_spec(random);

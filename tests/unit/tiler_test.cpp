@@ -60,7 +60,7 @@ TEST(Tiler, NeedsNoMoreThanTheBestOfAllArrangements) {
     // One or two primitives: runs of a few shapes, the larger primitive with the same widths at twice the depth.
     const int shapes = pick(1, 4), first = pick(0, 3), larger = pick(0, 2);
     std::vector<bmg::Choice> choices;
-    std::vector<truth::shape> all;
+    std::vector<truth::Shape> all;
     for (std::size_t primitive = 0; primitive < (larger != 0 ? 2 : 1); ++primitive)
       for (int i = 0; i < shapes + (primitive != 0 && larger == 2 ? 1 : 0); ++i) {
         const int depth = (primitive != 0 ? 2 << (shapes - 1) : 1 << (shapes - 1)) >> i;
@@ -80,14 +80,14 @@ TEST(Tiler, NeedsNoMoreThanTheBestOfAllArrangements) {
 }
 
 // The primitives as their data sheets list them, apart from the data files: depth of the shape of width 1.
-struct sheet {
+struct Sheet {
   int kilobits, depth_of_one;
   int widest_shared, widest_dual;
 };
-constexpr sheet kSheets[] = {{9, 8192, 36, 18}, {18, 16384, 36, 18}, {36, 32768, 72, 36}};
+constexpr Sheet kSheets[] = {{9, 8192, 36, 18}, {18, 16384, 36, 18}, {36, 32768, 72, 36}};
 constexpr int kSheetWidths[] = {1, 2, 4, 9, 18, 36, 72};
 
-struct use {
+struct Use {
   char const* type;
   bool is_dual;
   unsigned sizes;  // bit n: kSheets[n]
@@ -100,7 +100,7 @@ struct SheetShape {
 };
 
 // With byte writes a lane of 9 bits holds one byte at most. Shapes without a whole lane hold part of a byte.
-std::vector<SheetShape> shapes_of(use const& use) {
+std::vector<SheetShape> shapes_of(Use const& use) {
   std::vector<SheetShape> shapes;
   for (std::size_t i = 0; i < 3; ++i) {
     if ((use.sizes >> i & 1U) == 0) continue;
@@ -124,7 +124,7 @@ std::string sizes_word(unsigned sizes) {
   return word;
 }
 
-bmg::Tiling tile(use const& use, int width, int depth, char const* algorithm) {
+bmg::Tiling tile(Use const& use, int width, int depth, char const* algorithm) {
   std::vector<std::string> words = {"type",       use.type,
                                     "width_a",    std::to_string(width * use.ratio),
                                     "depth_a",    std::to_string(depth / use.ratio),
@@ -136,7 +136,7 @@ bmg::Tiling tile(use const& use, int width, int depth, char const* algorithm) {
 }
 
 // A tiling is whole, keeps to the shapes, and mixes no two bytes in a lane.
-void expect_sound(bmg::Tiling const& tiling, use const& use, int width, int depth) {
+void expect_sound(bmg::Tiling const& tiling, Use const& use, int width, int depth) {
   ASSERT_EQ(tiling.width, width);
   ASSERT_EQ(tiling.depth, depth);
   expect_exact_cover(tiling.runs, width, depth);
@@ -157,8 +157,8 @@ void expect_sound(bmg::Tiling const& tiling, use const& use, int width, int dept
   }
 }
 
-std::vector<use> all_uses() {
-  std::vector<use> uses;
+std::vector<Use> all_uses() {
+  std::vector<Use> uses;
   for (char const* type : {"single_port_ram", "simple_dual_port_ram", "true_dual_port_ram"})
     for (unsigned sizes = 1; sizes < 8; ++sizes)
       for (int byte_width : {0, 8, 9})
@@ -173,18 +173,18 @@ std::vector<use> all_uses() {
 
 TEST(Tiler, FindsTheLeastAreaOfAllCuts) {
   constexpr int kUnit = 256;
-  struct extent {
+  struct Extent {
     int width, units;
   };
   test_support::Seeded<std::mt19937> random(kSeed);
   const auto pick = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
   int memories = 0;
-  for (use const& use : all_uses()) {
-    std::vector<truth::shape> shapes;
+  for (Use const& use : all_uses()) {
+    std::vector<truth::Shape> shapes;
     for (SheetShape const& one : shapes_of(use))
       shapes.push_back({one.depth / kUnit, one.used_width, area(kSheets[one.sheet].kilobits), 0});
     const int step = std::max(1, use.byte_width);
-    for (extent const& most : {extent{110, 150}, {60, 16}, {320, 20}}) {
+    for (Extent const& most : {Extent{110, 150}, {60, 16}, {320, 20}}) {
       const truth::CutSearch search(shapes, most.width, most.units);
       for (int i = 0; i < 70; ++i, ++memories) {
         const int width = pick(1, most.width / step) * step;
@@ -192,7 +192,7 @@ TEST(Tiler, FindsTheLeastAreaOfAllCuts) {
         const bmg::Tiling tiling = tile(use, width, depth, "minimum_area");
         expect_sound(tiling, use, width, depth);
         std::uint64_t cost = 0;
-        for (sheet const& one : kSheets)
+        for (Sheet const& one : kSheets)
           cost += static_cast<std::uint64_t>(tiling.count(one.kilobits)) * area(one.kilobits);
         ASSERT_EQ(cost, search.cost(width, (depth + kUnit - 1) / kUnit))
             << use.type << " " << depth << " x " << width << ", primitives " << sizes_word(use.sizes) << ", ratio "
@@ -203,12 +203,12 @@ TEST(Tiler, FindsTheLeastAreaOfAllCuts) {
   EXPECT_GE(memories, 20000);
 }
 
-struct figures {
+struct Figures {
   std::uint64_t static_nw, access_fj, bit_fj;
 };
 
-std::vector<figures> shipped_figures() {
-  std::vector<figures> read;
+std::vector<Figures> shipped_figures() {
+  std::vector<Figures> read;
   const kdi::JsonFile file(places::data("bmg/versions.json"));
   for (kdi::JsonValue const version : file.root().member("versions").items()) {
     if (version.member("name").text() != "v8_3") continue;
@@ -224,15 +224,15 @@ TEST(Tiler, FindsTheLeastPowerOfAllBlocks) {
   constexpr int kMostWidth = 90, kMostUnits = 36, kUnit = 256, kClockMhz = 100;
   test_support::Seeded<std::mt19937> random(kSeed);
   const auto pick = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
-  const std::vector<figures> power = shipped_figures();
+  const std::vector<Figures> power = shipped_figures();
   ASSERT_EQ(power.size(), std::size(kSheets));
-  for (use const& use : all_uses()) {
+  for (Use const& use : all_uses()) {
     if (use.byte_width != 0) continue;
     const int depth = pick(1, kMostUnits * kUnit / use.ratio) * use.ratio;
     const int units = (depth + kUnit - 1) / kUnit;
-    std::vector<truth::shape> shapes;
+    std::vector<truth::Shape> shapes;
     for (SheetShape const& one : shapes_of(use)) {
-      figures const& own = power[one.sheet];
+      Figures const& own = power[one.sheet];
       std::uint64_t access = own.access_fj + own.bit_fj * static_cast<unsigned>(one.width);
       if (std::string(use.type) != "single_port_ram")
         access += own.access_fj + own.bit_fj * static_cast<unsigned>(one.wide_width);
@@ -255,7 +255,7 @@ TEST(Tiler, FindsTheLeastPowerOfAllBlocks) {
 
 TEST(Tiler, TakesDeepMemoriesAsRepeatedBlocks) {
   // Whole blocks of the deepest shape cost the same each, so the area is linear in them.
-  const use eighteen{"single_port_ram", false, 2, 1, 0};
+  const Use eighteen{"single_port_ram", false, 2, 1, 0};
   for (int width : {1, 7, 40, 4608}) {
     const int one = tile(eighteen, width, 16384, "minimum_area").count(18);
     const int rest = tile(eighteen, width, 1000, "minimum_area").count(18);
@@ -278,7 +278,7 @@ TEST(Tiler, StacksNoMorePrimitivesThanItHasTo) {
 }
 
 TEST(Tiler, MixesShapesWhereThatIsLess) {
-  const use eighteen{"single_port_ram", false, 2, 1, 0};
+  const Use eighteen{"single_port_ram", false, 2, 1, 0};
   const bmg::Tiling tiling = tile(eighteen, 40, 3000, "minimum_area");
   EXPECT_EQ(tiling.count(18), 7);
   std::map<int, int> by_width;

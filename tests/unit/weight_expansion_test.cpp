@@ -23,24 +23,24 @@ namespace {
 using fec::CodeSpec;
 using fec::ldpc_code_element_t;
 using test_support::Random;
-using texts_t = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 void collect(void* list, int severity, char const* text) {
-  static_cast<texts_t*>(list)->push_back(std::to_string(severity) + text);
+  static_cast<Texts*>(list)->push_back(std::to_string(severity) + text);
 }
 
 template <class Variant>
-struct compiled {
+struct Compiled {
   fec::ldpc_code_config_t<Variant> config;
   fec::ldpc_code_stats_t<Variant> stats;
-  texts_t messages;
+  Texts messages;
 };
 
 template <class Variant>
-compiled<Variant> compile(CodeSpec const& plain_spec, bool quiet = false) {
+Compiled<Variant> compile(CodeSpec const& plain_spec, bool quiet = false) {
   fec::ldpc_code_spec_t<Variant> spec;
   static_cast<CodeSpec&>(spec) = plain_spec;
-  compiled<Variant> result;
+  Compiled<Variant> result;
   fec::gen_ldpc_code_config(spec, result.config, result.stats, collect, &result.messages, Variant::kMinSlots, quiet);
   return result;
 }
@@ -57,7 +57,7 @@ TYPED_TEST(WeightedCodes, EqualThePlainCompilers) {
     Random random(seed);
     const CodeSpec spec = test_support::random_weighted_spec(random);
     const bool quiet = random.one_in(8);
-    const plain::compiled expected = plain::compile(spec, plain::core_of<TypeParam>(), quiet);
+    const plain::Compiled expected = plain::compile(spec, plain::core_of<TypeParam>(), quiet);
     const auto result = compile<TypeParam>(spec, quiet);
     ASSERT_EQ(result.messages, expected.messages);
     if (!expected.is_whole) continue;
@@ -79,19 +79,19 @@ TYPED_TEST(WeightedCodes, EqualThePlainCompilers) {
 
 // -------------------------------------------------------------------------------------------- against the matrix
 
-using bits_t = std::vector<unsigned char>;
+using Bits = std::vector<unsigned char>;
 
-void add_shifted(bits_t& sum, bits_t const& bits, std::uint32_t shift) {
+void add_shifted(Bits& sum, Bits const& bits, std::uint32_t shift) {
   for (std::size_t i = 0; i < sum.size(); ++i) sum[i] ^= bits[(i + shift) % bits.size()];
 }
 
 // The operations of each layer as each bank sees them, pads left out.
-using lanes_t = std::vector<std::vector<ldpc_code_element_t>>;
-std::vector<lanes_t> layers_of(fec::CodeConfig const& config, unsigned width) {
-  std::vector<lanes_t> layers;
+using Lanes = std::vector<std::vector<ldpc_code_element_t>>;
+std::vector<Lanes> layers_of(fec::CodeConfig const& config, unsigned width) {
+  std::vector<Lanes> layers;
   std::size_t at = 0;
   for (std::uint32_t dc : config.dc) {
-    lanes_t& lanes = layers.emplace_back(width);
+    Lanes& lanes = layers.emplace_back(width);
     for (std::size_t i = 0; i < dc; ++i)
       if (config.qc[at + i].nop == 0) lanes[i % width].push_back(config.qc[at + i]);
     at += dc;
@@ -100,8 +100,8 @@ std::vector<lanes_t> layers_of(fec::CodeConfig const& config, unsigned width) {
 }
 
 // The groups of a bank's operations: each ends with the one that closes its sub-matrix.
-lanes_t groups_of(std::vector<ldpc_code_element_t> const& lane) {
-  lanes_t groups;
+Lanes groups_of(std::vector<ldpc_code_element_t> const& lane) {
+  Lanes groups;
   bool is_open = false;
   for (auto const& op : lane) {
     if (!is_open) groups.emplace_back();
@@ -123,7 +123,7 @@ TYPED_TEST(WeightedCodes, CheckWhatTheMatrixChecks) {
     if (!result.stats.dec_ok || config.special_qc == 0) continue;
     const unsigned width = spec.no_packing != 0 || spec.p > 64 ? 1 : spec.p > 32 ? 2 : 4;
     const unsigned columns = spec.n / spec.p;
-    const std::vector<lanes_t> layers = layers_of(config, width);
+    const std::vector<Lanes> layers = layers_of(config, width);
     ++proven[width];
 
     // Copies, as the combining layers tell them: each a column of its own behind the real ones, in the bank of the one
@@ -153,13 +153,13 @@ TYPED_TEST(WeightedCodes, CheckWhatTheMatrixChecks) {
     for (auto const& [column, real] : copies)
       ASSERT_TRUE(column < columns + width || copies.count(column - width) != 0) << column;
 
-    std::map<std::uint32_t, bits_t> bits;
+    std::map<std::uint32_t, Bits> bits;
     for (std::uint32_t col = 0; col < columns; ++col) {
-      bits_t& block = bits.try_emplace(col, spec.p).first->second;
+      Bits& block = bits.try_emplace(col, spec.p).first->second;
       for (unsigned char& bit : block) bit = static_cast<unsigned char>(random.below(2));
     }
     for (auto const& [column, real] : copies) bits[column] = bits[real.first];
-    std::map<std::uint32_t, bits_t> expected;
+    std::map<std::uint32_t, Bits> expected;
     for (auto const& element : spec.sm_array)
       for (std::uint32_t shift : element.shift)
         add_shifted(expected.try_emplace(element.row, spec.p).first->second, bits[element.col], shift);
@@ -178,7 +178,7 @@ TYPED_TEST(WeightedCodes, CheckWhatTheMatrixChecks) {
         }
         continue;
       }
-      bits_t sum(spec.p);
+      Bits sum(spec.p);
       std::set<std::uint32_t> read;
       for (auto const& lane : layers[layer])
         for (auto const& op : lane) {

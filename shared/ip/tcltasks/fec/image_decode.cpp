@@ -147,7 +147,7 @@ class Decoder {
     for (auto const& write : writes) {
       if (write.data >> 32 != 0) fault("more than 32 bits at ", hex(write.addr), ": ", hex(write.data));
       const auto data = static_cast<std::uint32_t>(write.data);
-      const auto [place, is_new] = words_.try_emplace(write.addr, written{data, false});
+      const auto [place, is_new] = words_.try_emplace(write.addr, Written{data, false});
       if (is_new) order_.push_back(write.addr);
       if (place->second.data != data)
         fault("conflicting writes at ", hex(write.addr), ": ", hex(place->second.data), " and then ", hex(data));
@@ -180,14 +180,14 @@ class Decoder {
 
   DecodedImage finish() {
     for (std::uint64_t addr : order_) {
-      written const& word = words_.at(addr);
+      Written const& word = words_.at(addr);
       if (!word.is_taken) fault("unknown address ", hex(addr), " with data ", hex(word.data));
     }
     return std::move(image_);
   }
 
  private:
-  struct written {
+  struct Written {
     std::uint32_t data;
     bool is_taken;
   };
@@ -290,7 +290,7 @@ class Decoder {
     }
   }
 
-  std::unordered_map<std::uint64_t, written> words_;
+  std::unordered_map<std::uint64_t, Written> words_;
   std::vector<std::uint64_t> order_;
   DecodedImage image_;
 };
