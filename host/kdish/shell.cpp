@@ -328,60 +328,66 @@ int Shell::run_whole(std::string const& script) {
     report_error(true);
     return 1;
   }
-  try {
+  return complaining([&] {
     show_result(script);
+    return 0;
+  });
+}
+
+// The status that the step has; what it throws is told, and the status is 1.
+int Shell::complaining(std::function<int()> const& step) {
+  try {
+    return step();
   } catch (std::exception const& error) {
     complain(error.what());
     return 1;
   }
-  return 0;
 }
 
 int Shell::run_script() {
   set_arguments(options_.script);
-  if (options_.replays) {
-    try {
-      if (replay(options_.script) == TCL_OK) return 0;
-      report_error(false);
-    } catch (std::exception const& error) {
-      complain(error.what());
-    }
-    return 1;
-  }
+  if (options_.replays) return run_replay();
   std::error_code failed;
   // Its last command is looked up in the text, and a pipe cannot be read again.
   if (options_.json && std::filesystem::exists(options_.script, failed) &&
-      !std::filesystem::is_regular_file(options_.script, failed)) {
-    try {
-      return run_whole(internal_of_utf8(kdi::read_input(options_.script)));
-    } catch (std::exception const& error) {
-      complain(error.what());
-      return 1;
-    }
-  }
-  const std::string path = std::filesystem::absolute(options_.script, failed).string();
-  // The journal tells how to run the script again; what the script does is in the script.
-  std::string call;
-  for (char const* const name : {"argv0", "argc", "argv"}) {
-    Tcl_Obj* const value = Tcl_GetVar2Ex(interp_, name, nullptr, TCL_GLOBAL_ONLY);
-    call += text_of(tcl::ObjRef(tcl::new_list({tcl::new_text("set"), tcl::new_text(name), value})).get()) + "\n";
-  }
-  const std::vector<std::string> words = {"source", "-encoding", "utf-8", tcl::from_system(path)};
-  call += text_of(tcl::ObjRef(tcl::new_list(words)).get());
-  with_journal([&] { journal_.command(call); });
+      !std::filesystem::is_regular_file(options_.script, failed))
+    return complaining([&] { return run_whole(internal_of_utf8(kdi::read_input(options_.script))); });
+  return run_file();
+}
+
+int Shell::run_replay() {
+  return complaining([&] {
+    if (replay(options_.script) == TCL_OK) return 0;
+    report_error(false);
+    return 1;
+  });
+}
+
+int Shell::run_file() {
+  with_journal([&] { journal_.command(script_call()); });
   const int code = evaluate_file(options_.script);
   with_journal([&] { journal_.ended(code == TCL_OK); });
   if (code != TCL_OK) {
     report_error(true);
     return 1;
   }
-  try {
+  return complaining([&] {
     if (options_.json) show_result(kdi::read_file(options_.script));
-  } catch (std::exception const& error) {
-    complain(error.what());
-    return 1;
+    return 0;
+  });
+}
+
+// What runs the script again, for the journal: what the script does is in the script.
+std::string Shell::script_call() {
+  std::string call;
+  for (char const* const name : {"argv0", "argc", "argv"}) {
+    Tcl_Obj* const value = Tcl_GetVar2Ex(interp_, name, nullptr, TCL_GLOBAL_ONLY);
+    call += text_of(tcl::ObjRef(tcl::new_list({tcl::new_text("set"), tcl::new_text(name), value})).get()) + "\n";
   }
-  return 0;
+  std::error_code failed;
+  const std::string path = std::filesystem::absolute(options_.script, failed).string();
+  const std::vector<std::string> words = {"source", "-encoding", "utf-8", tcl::from_system(path)};
+  return call + text_of(tcl::ObjRef(tcl::new_list(words)).get());
 }
 
 int Shell::run_standard_input() {
@@ -401,20 +407,18 @@ int Shell::run_standard_input() {
     if (!is_end && Tcl_CommandComplete(script.c_str()) == 0) continue;
     if (!script.empty()) script.pop_back();
     if (!is_blank(script)) {
-      if (journalled(script) != TCL_OK) {
-        report_error(true);
-        return 1;
-      }
-      try {
-        if (options_.json) show_result(script);
-      } catch (std::exception const& error) {
-        complain(error.what());
-        return 1;
-      }
+      if (const int status = run_piece(script); status != 0) return status;
     }
     script.clear();
     if (is_end) return 0;
   }
+}
+
+int Shell::run_piece(std::string const& script) {
+  if (options_.json) return run_whole(script);
+  if (journalled(script) == TCL_OK) return 0;
+  report_error(true);
+  return 1;
 }
 
 void Shell::become_interactive() {

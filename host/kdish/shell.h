@@ -55,7 +55,12 @@ class Shell {
   int run_command();
   int run_whole(std::string const& script);
   int run_script();
+  int run_replay();
+  int run_file();
   int run_standard_input();
+  int run_piece(std::string const& script);
+  int complaining(std::function<int()> const& step);
+  std::string script_call();
   int run_terminal();
   void become_interactive();
   int evaluate(std::string const& script);
