@@ -8,9 +8,9 @@
 #include "host/kdish/result_json.h"
 #include "host/kdish/shell.h"
 #include "kdi/common/host/MessageHost.h"
-#include "kdi/common/host/ParamHost.h"
-#include "kdi/device/HARPartMgr.h"
+#include "kdi/common/host/param_commands.h"
 #include "kdi/device/host/PartCatalogue.h"
+#include "kdi/device/parts.h"
 #include "kdi/tcl/command.h"
 
 namespace kdish {
@@ -50,18 +50,6 @@ std::string help(Shell& shell, Words words) {
 
 // ------------------------------------------------------------------------------------------------ parameters
 
-std::string get_param(Words words) { return param_host::get(text_of(words[0])).value; }
-
-std::string set_param(Words words) {
-  param_host::set(text_of(words[0]), text_of(words[1]));
-  return get_param(words);
-}
-
-std::string unset_param(Words words) {
-  param_host::unset(text_of(words[0]));
-  return get_param(words);
-}
-
 std::string report_params(Words words) {
   std::vector<std::vector<std::string>> rows = {{"Parameter", "Value", "Set by", "About"}};
   for (param_host::Parameter const& one : param_host::list())
@@ -74,9 +62,8 @@ std::string report_params(Words words) {
 
 Part const& part_of(Tcl_Obj* word) {
   const std::string name = text_of(word);
-  HDARPart const* const part = HARPartMgr::getGlobal()->getPart(name);
-  if (part == nullptr) throw std::invalid_argument("no part \"" + name + "\"; list_parts names them all");
-  return part->values();
+  if (Part const* const part = kdi::device::find_part(name)) return *part;
+  throw std::invalid_argument(kdi::device::unknown_part(name) + "; list_parts names them all");
 }
 
 Tcl_Obj* list_parts(Words words) {
@@ -237,9 +224,9 @@ using tcl::usage;
 // The client data is the shell.
 constexpr tcl::Row kCommands[] = {
     {"help", handler<help>, between(0, 1, usage("?topic?"))},
-    {"set_param", handler<set_param>, exactly(2, usage("name value"))},
-    {"get_param", handler<get_param>, exactly(1, usage("name"))},
-    {"unset_param", handler<unset_param>, exactly(1, usage("name"))},
+    {"set_param", handler<param_host::set_command>, exactly(2, usage("name value"))},
+    {"get_param", handler<param_host::get_command>, exactly(1, usage("name"))},
+    {"unset_param", handler<param_host::unset_command>, exactly(1, usage("name"))},
     {"report_params", handler<report_params>, between(0, 1, usage("?pattern?"))},
     {"list_parts", handler<list_parts>, between(0, 1, usage("?pattern?"))},
     {"get_part", handler<get_part>, exactly(1, usage("part"))},

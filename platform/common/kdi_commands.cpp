@@ -6,8 +6,8 @@
 
 #include "kdi/common/KdiDoor.h"
 #include "kdi/common/host/MessageHost.h"
-#include "kdi/common/host/ParamHost.h"
 #include "kdi/common/host/TclHost.h"
+#include "kdi/common/host/param_commands.h"
 #include "kdi/tcl/command.h"
 
 namespace {
@@ -16,18 +16,6 @@ using tcl::text_of;
 using tcl::Words;
 
 // What a handler throws becomes the command's error.
-
-std::string get_param(Words words) { return param_host::get(text_of(words[0])).value; }
-
-std::string set_param(Words words) {
-  param_host::set(text_of(words[0]), text_of(words[1]));
-  return get_param(words);
-}
-
-std::string unset_param(Words words) {
-  param_host::unset(text_of(words[0]));
-  return get_param(words);
-}
 
 Tcl_Obj* list_params(Words words) {
   Tcl_Obj* const list = tcl::new_list({});
@@ -64,12 +52,12 @@ using tcl::handler;
 using tcl::usage;
 
 constexpr tcl::Row kCommands[] = {
-    {"kdi::get_param", handler<get_param>, exactly(1, usage("name"))},              // its value
-    {"kdi::set_param", handler<set_param>, exactly(2, usage("name value"))},        // the value as it is stored
-    {"kdi::unset_param", handler<unset_param>, exactly(1, usage("name"))},          // the value that holds again
-    {"kdi::list_params", handler<list_params>, between(0, 1, usage("?pattern?"))},  // a dict for each parameter
-    {"kdi::load_params", handler<load_params>, exactly(1, usage("file"))},          //
-    {"kdi::save_params", handler<save_params>, exactly(1, usage("file"))},          //
+    {"kdi::get_param", handler<param_host::get_command>, exactly(1, usage("name"))},        // its value
+    {"kdi::set_param", handler<param_host::set_command>, exactly(2, usage("name value"))},  // the value as it is stored
+    {"kdi::unset_param", handler<param_host::unset_command>, exactly(1, usage("name"))},  // the value that holds again
+    {"kdi::list_params", handler<list_params>, between(0, 1, usage("?pattern?"))},        // a dict for each parameter
+    {"kdi::load_params", handler<load_params>, exactly(1, usage("file"))},                //
+    {"kdi::save_params", handler<save_params>, exactly(1, usage("file"))},                //
     // lets debug messages up to the level pass
     {"kdi::message_channel", handler<message_channel>, exactly(2, usage("channel level"))},
     // sends messages to the file, not to standard error

@@ -8,6 +8,7 @@
 #include "kdi/common/KdiInstances.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/device/parts.h"
 #include "platform/ip/clock_faces/part_primitives.h"
 #include "platform/ip/clock_faces/wizard.h"
 
@@ -36,7 +37,7 @@ HIPClkwizImp::~HIPClkwizImp() = default;
 bool HIPClkwizImp::isBlank() const { return !globalBufferInputClk && state_->wizard()->is_blank(); }
 
 void HIPClkwizImp::setPart(std::string part) {
-  kdi::device::Part const* const found = find_part(part);
+  kdi::device::Part const* const found = kdi::device::find_part(part);
   state_->wizard()->set_part(std::move(part), found);
 }
 void HIPClkwizImp::setLowBandwidth(bool on) { state_->wizard()->options.low_bandwidth = on; }

@@ -6,6 +6,7 @@
 
 #include "kdi/common/KdiInstances.h"
 #include "kdi/common/KdiNumber.h"
+#include "kdi/device/parts.h"
 #include "platform/ip/clock_faces/achievable.h"
 #include "platform/ip/clock_faces/dictionaries.h"
 #include "platform/ip/clock_faces/instances.h"
@@ -199,7 +200,7 @@ bool HIPClockingSoln::calculateMandD(std::vector<HIPClock>& clocks, std::string&
                                      bool minJitter, bool finePs, bool minPower, bool lowBandwidth, bool spreadSpectrum,
                                      std::string const& ssMode, double ssModFreq, double /*inclk1Period*/,
                                      double /*inclk2Period*/, std::string& solution) {
-  device::Part const* const found = find_part(part);
+  device::Part const* const found = device::find_part(part);
   const std::lock_guard lock(state_->mutex);
   state_->last.reset();
   return answer_or(errors, [&] {

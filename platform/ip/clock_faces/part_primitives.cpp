@@ -5,7 +5,6 @@
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
-#include "kdi/device/HARPartMgr.h"
 
 namespace kdi::clocking {
 namespace {
@@ -44,11 +43,6 @@ void widen(device::Range& range, device::Range const& other) {
 }
 
 }  // namespace
-
-device::Part const* find_part(std::string const& name) {
-  HDARPart const* const part = HARPartMgr::getGlobal()->getPart(name);
-  return part == nullptr ? nullptr : &part->values();
-}
 
 std::optional<Rational> to_hz(double mhz) {
   if (!(mhz > 0 && mhz <= static_cast<double>(kMaxFrequencyHz) / static_cast<double>(kHzPerMhz))) return std::nullopt;

@@ -14,9 +14,6 @@
 
 namespace kdi::clocking {
 
-/// The part; null if it is not known.
-device::Part const* find_part(std::string const& name);
-
 /// A frequency in MHz as the solver takes it; none unless it is above 0 and at most kMaxFrequencyHz.
 std::optional<Rational> to_hz(double mhz);
 /// "33.333333": at most six decimals.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/device/parts.h"
 #include "platform/ip/clock_faces/part_primitives.h"
 
 namespace kdi::clocking {
@@ -63,11 +64,11 @@ double mhz(Rational const& hz) { return hz.to_double() / 1e6; }
 
 std::optional<double> if_any(double mhz) { return mhz == 0 ? std::nullopt : std::optional(mhz); }
 
-device::Part const& part_of(std::string const& name) { return known(find_part(name), name); }
+device::Part const& part_of(std::string const& name) { return known(device::find_part(name), name); }
 
 device::Part const& known(device::Part const* found, std::string const& name) {
   if (found != nullptr) return *found;
-  throw Fault{"part \"" + name + "\" is not known"};
+  throw Fault{device::unknown_part(name)};
 }
 
 device::ClockPrimitive const& primitive_of(device::Part const& part, device::ClockPrimitiveKind kind) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/device/parts.h"
 #include "platform/ip/clock_faces/dictionaries.h"
 #include "platform/ip/clock_faces/number_lists.h"
 #include "platform/ip/clock_faces/part_primitives.h"
@@ -125,7 +126,7 @@ Status ClockWizard::solve(Question const& question) {
 }
 
 device::ClockPrimitive const& ClockWizard::choose(Question const& question) const {
-  if (part_ == nullptr) throw Refusal{{"part \"" + part_name_ + "\" is not known"}, Status::no_data};
+  if (part_ == nullptr) throw Refusal{{device::unknown_part(part_name_)}, Status::no_data};
   if (question.phy_output && with_phy_output(*part_, true) == nullptr)
     throw Refusal{{"no primitive of " + part_->name + " has an output for I/O banks"}, Status::no_phy_on_part};
   device::ClockPrimitive const* const chosen = find_primitive(*part_, question.use_pll, question.phy_output);
@@ -233,7 +234,7 @@ device::ClockPrimitive const& ClockWizard::loop_owner() const {
     if (auto const* const mmcm = part_->clock_primitive(Kind::mmcm)) return *mmcm;
     if (!part_->speed->clock_primitives.empty()) return part_->speed->clock_primitives.front();
   }
-  throw Fault{"part \"" + part_name_ + "\" is not known, or has no clock primitive"};
+  throw Fault{device::unknown_part(part_name_) + ", or has no clock primitive"};
 }
 
 device::LoopModel const& ClockWizard::find_loop(std::string const& bandwidth, double input_mhz, double vco_mhz) const {
@@ -283,7 +284,7 @@ double ClockWizard::find_pfd_mhz(double input_mhz, double vco_mhz) const {
 // ----------------------------------------------------------------------------------------------- phases, duty cycles
 
 device::ClockPrimitive const& ClockWizard::mmcm(char const* operation) const {
-  if (part_ == nullptr) throw Fault{std::string(operation) + ": part \"" + part_name_ + "\" is not known"};
+  if (part_ == nullptr) throw Fault{std::string(operation) + ": " + device::unknown_part(part_name_)};
   if (auto const* const found = part_->clock_primitive(Kind::mmcm)) return *found;
   throw Fault{std::string(operation) + ": " + part_->name + " has no MMCM"};
 }
