@@ -8,6 +8,7 @@
 #include <string>
 
 #include "kdi/bmg/host/tiling.h"
+#include "kdi/common/KdiNamedWords.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 
@@ -31,74 +32,41 @@ constexpr std::string_view kByteWidths[] = {"0", "8", "9"};
 constexpr int kDefaultClockMhz = 100;
 constexpr int kLane = 9;  // bits of a primitive's word that share a write enable, parity included
 
-// The words of a description, each at most once.
-enum Word : std::size_t {
-  kType,
-  kWidthA,
-  kDepthA,
-  kWidthB,
-  kDepthB,
-  kAlgorithm,
-  kPrimitives,
-  kShape,
-  kEcc,
-  kByteWidth,
-  kClockMhz
-};
-constexpr std::array<std::string_view, 11> kWords = {"type",    "width_a",    "depth_a",    "width_b",
-                                                     "depth_b", "algorithm",  "primitives", "shape",
-                                                     "ecc",     "byte_width", "clock_mhz"};
+// The words of a description, in the order in which a fault lists them.
+constexpr std::string_view kType = "type", kWidthA = "width_a", kDepthA = "depth_a", kWidthB = "width_b",
+                           kDepthB = "depth_b", kAlgorithm = "algorithm", kPrimitives = "primitives", kShape = "shape",
+                           kEcc = "ecc", kByteWidth = "byte_width", kClockMhz = "clock_mhz";
+constexpr std::string_view kWords[] = {kType,       kWidthA, kDepthA, kWidthB,    kDepthB,  kAlgorithm,
+                                       kPrimitives, kShape,  kEcc,    kByteWidth, kClockMhz};
 
 using kdi::number::whole_or_nearest;
-using kdi::text::joined;
-using kdi::text::quoted;
 
-[[noreturn]] void refuse(Code reason, Word name, std::string const& what) {
-  throw Fault(reason, "word " + quoted(kWords[name]) + ": " + what);
-}
-
-class Description {
- public:
-  explicit Description(std::vector<std::string_view> const& words) {
-    if (words.empty()) throw Fault(Code::unpaired_word, "no words describe the memory");
-    for (std::size_t i = 0; i < words.size(); i += 2) {
-      const auto at = std::find(kWords.begin(), kWords.end(), words[i]);
-      if (at == kWords.end())
-        throw Fault(Code::unknown_word,
-                    "no word is called " + quoted(words[i]) + "; there are " + joined(kWords, ", "));
-      const auto name = static_cast<Word>(at - kWords.begin());
-      if (values_[name]) refuse(Code::repeated_word, name, "is given twice");
-      if (i + 1 == words.size()) refuse(Code::unpaired_word, name, "has no value");
-      values_[name] = words[i + 1];
+struct Refusals {
+  [[noreturn]] static void refuse(kdi::WordFault fault, std::string const& text) {
+    using Reason = kdi::WordFault;
+    switch (fault) {
+      case Reason::unknown:
+        throw Fault(Code::unknown_word, text);
+      case Reason::repeated:
+        throw Fault(Code::repeated_word, text);
+      case Reason::unpaired:
+        throw Fault(Code::unpaired_word, text);
+      case Reason::missing:
+        throw Fault(Code::missing_word, text);
+      case Reason::out_of_range:
+        throw Fault(Code::out_of_range, text);
+      case Reason::bad_value:
+        break;
     }
+    throw Fault(Code::bad_value, text);
   }
-
-  bool has(Word name) const { return values_[name].has_value(); }
-
-  std::string_view text(Word name) const {
-    if (!values_[name]) refuse(Code::missing_word, name, "is missing");
-    return *values_[name];
-  }
-  int integer(Word name, int least, int most) const {
-    // brought to an int: all bounds are closer
-    const std::optional<int> number = whole_or_nearest<int>(text(name));
-    if (!number) refuse(Code::bad_value, name, quoted(text(name)) + " is no integer");
-    if (*number < least || *number > most)
-      refuse(Code::out_of_range, name,
-             std::string(text(name)) + " is outside " + std::to_string(least) + " to " + std::to_string(most));
-    return *number;
-  }
-  // The index of the value among `names`; 0 if the word is not given.
-  std::size_t choice(Word name, std::span<std::string_view const> names) const {
-    if (!has(name)) return 0;
-    const auto at = std::find(names.begin(), names.end(), text(name));
-    if (at == names.end()) refuse(Code::bad_value, name, quoted(text(name)) + " is none of " + joined(names, ", "));
-    return static_cast<std::size_t>(at - names.begin());
-  }
-
- private:
-  std::array<std::optional<std::string_view>, kWords.size()> values_;
 };
+using Description = kdi::NamedWords<Refusals>;
+
+// What is wrong with a word beside its form.
+[[noreturn]] void refuse(Code reason, std::string_view name, std::string const& what) {
+  throw Fault(reason, Description::about(name, what));
+}
 
 TypeRow const& read_type(Description const& words) {
   std::array<std::string_view, std::size(kTypes)> names;
@@ -143,7 +111,7 @@ void read_primitives(Description const& words, Geometry const& known, Memory& me
       if (item == std::to_string(known.primitives[i].kilobits)) is_known = memory.allowed[i] = true;
     if (!is_known)
       refuse(Code::bad_value, kPrimitives,
-             quoted(words.text(kPrimitives)) + " is no list of sizes of primitives, such as 18 or 18,36");
+             Description::shown(words.text(kPrimitives)) + " is no list of sizes of primitives, such as 18 or 18,36");
   }
 }
 
@@ -164,7 +132,7 @@ void read_shape(Description const& words, Geometry const& known, Memory& memory)
         memory.fixed_width = candidate.width;
         return;
       }
-  refuse(Code::bad_value, kShape, quoted(text) + " is no shape of a primitive, such as 2048x9");
+  refuse(Code::bad_value, kShape, Description::shown(text) + " is no shape of a primitive, such as 2048x9");
 }
 
 void read_byte_width(Description const& words, TypeRow const& type, Memory& memory) {
@@ -201,7 +169,8 @@ int used_width(Memory const& memory, Shape const& one) {
 }  // namespace
 
 Memory read_memory(std::vector<std::string_view> const& given, Geometry const& known, Version const& version) {
-  const Description words(given);
+  if (given.empty()) throw Fault(Code::unpaired_word, "no words describe the memory");
+  const Description words(given, kWords);
   Memory memory{};
   TypeRow const& type = read_type(words);
   memory.ports = type.ports;

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <array>
-#include <charconv>
 
+#include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "platform/cores/syntax.h"
 
@@ -261,10 +261,9 @@ class Parser {
     const std::string_view written = token_.written;
     Expression node = start(Form::literal, token_.place);
     if (written.find('.') == std::string_view::npos) {
-      std::int64_t integer = 0;
-      const auto [end, fault] = std::from_chars(written.data(), written.data() + written.size(), integer);
-      if (fault != std::errc()) fail("a number that 64 bits do not hold");
-      node.value = Value(integer);
+      const auto integer = number::whole<std::int64_t>(written);
+      if (!integer) fail("a number that 64 bits do not hold");
+      node.value = Value(*integer);
     } else {
       const std::optional<Decimal> decimal = written.ends_with('.') ? std::nullopt : Decimal::read(written);
       if (!decimal) fail("expected a number, found " + found());

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
 #include <optional>
+#include <span>
 #include <utility>
 
+#include "kdi/common/KdiNamedWords.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "platform/ip/clock_faces/dictionaries.h"
@@ -16,8 +17,6 @@
 
 namespace kdi::clocking {
 namespace {
-
-using text::quoted;
 
 constexpr std::int64_t kMillion = 1000000;
 constexpr std::int64_t kDegreesOfTurn = 360;
@@ -32,47 +31,28 @@ constexpr std::array kWords = {kPart,       kPrimitive, kInput,          kSecond
                                kDutyCycles, kPhy,       kPrefer,         kBandwidth,    kFinePhase, kWhole,
                                kSpread,     kTolerance, kPhaseTolerance, kDutyTolerance};
 
-template <class Names>
-std::string listed(Names const& names) {
-  return text::joined(names, ", ");
-}
+struct Refusals {
+  [[noreturn]] static void refuse(WordFault, std::string const& text) { throw Fault{text}; }
+};
 
-class Words {
+class Words : public NamedWords<Refusals> {
  public:
-  explicit Words(std::vector<std::string_view> const& words) {
-    for (std::size_t i = 0; i < words.size(); i += 2) {
-      const Word word = words[i];
-      if (std::ranges::find(kWords, word) == kWords.end())
-        throw Fault{"no word is called " + quoted(word) + "; there are " + listed(kWords)};
-      if (has(word)) refuse(word, "is given twice");
-      if (i + 1 == words.size()) refuse(word, "has no value");
-      values_[word] = words[i + 1];
-    }
-  }
+  explicit Words(std::span<std::string_view const> words) : NamedWords(words, kWords) {}
 
   [[noreturn]] static void refuse(Word word, std::string const& what) {
-    throw Fault{"word " + quoted(word) + ": " + what};
+    NamedWords::refuse(WordFault::bad_value, word, what);
   }
 
-  bool has(Word word) const { return values_.contains(word); }
-  std::string text(Word word) const {
-    if (!has(word)) refuse(word, "is missing");
-    return std::string(values_.at(word));
-  }
   double number(Word word) const {
     if (const auto value = read_number(text(word))) return *value;
-    refuse(word, quoted(text(word)) + " is no number");
+    refuse(word, shown(text(word)) + " is no number");
   }
   std::vector<double> numbers(Word word) const {
     if (const auto values = read_numbers(text(word))) return *values;
-    refuse(word, quoted(text(word)) + " is no list of numbers");
+    refuse(word, shown(text(word)) + " is no list of numbers");
   }
-  // The index of the value among `names`; 0 if the word is not given.
-  std::size_t choice(Word word, std::initializer_list<std::string_view> names) const {
-    if (!has(word)) return 0;
-    const auto at = std::find(names.begin(), names.end(), values_.at(word));
-    if (at == names.end()) refuse(word, quoted(text(word)) + " is none of " + listed(names));
-    return static_cast<std::size_t>(at - names.begin());
+  bool is_second(Word word, std::string_view first, std::string_view second) const {
+    return choice(word, std::array{first, second}) == 1;
   }
   // A largest error; `whole` of the unit is 1.
   std::optional<Rational> tolerance(Word word, std::int64_t whole) const {
@@ -80,12 +60,9 @@ class Words {
     if (!has(word)) return std::nullopt;
     const double value = number(word);
     if (!(value >= 0 && value <= static_cast<double>(whole)))
-      refuse(word, number::plain(value) + " is outside 0 to " + std::to_string(whole));
+      refuse(word, kdi::number::plain(value) + " is outside 0 to " + std::to_string(whole));
     return Rational::nearest(value, kSteps) / whole;
   }
-
- private:
-  std::map<Word, std::string_view> values_;
 };
 
 // What is asked, and of which primitive.
@@ -95,11 +72,11 @@ struct Question {
 };
 
 device::ClockPrimitive const& primitive_of(device::Part const& part, Words const& words) {
-  const std::string name = words.has(kPrimitive) ? words.text(kPrimitive) : "MMCM";
+  const std::string name(words.has(kPrimitive) ? words.text(kPrimitive) : "MMCM");
   if (device::ClockPrimitive const* const data = part.clock_primitive(name)) return *data;
   std::vector<std::string> names;
   for (device::ClockPrimitive const& one : part.speed->clock_primitives) names.push_back(one.name);
-  Words::refuse(kPrimitive, part.name + " has no " + quoted(name) + "; it has " + listed(names));
+  Words::refuse(kPrimitive, part.name + " has no " + Words::shown(name) + "; it has " + text::joined(names, ", "));
 }
 
 // One number for each output, or what stands in for a word that is not given.
@@ -115,7 +92,7 @@ std::optional<SpreadRequest> spread_of(Words const& words) {
   if (!words.has(kSpread)) return std::nullopt;
   const std::vector<std::string> parts = split_words(words.text(kSpread));
   const auto khz = parts.size() == 2 ? read_number(parts[1]) : std::nullopt;
-  if (!khz) Words::refuse(kSpread, quoted(words.text(kSpread)) + " is no mode with a frequency in kHz");
+  if (!khz) Words::refuse(kSpread, Words::shown(words.text(kSpread)) + " is no mode with a frequency in kHz");
   return spread(parts[0], *khz);
 }
 
@@ -130,10 +107,10 @@ Request request_of(Words const& words) {
   for (std::size_t i = 0; i < outputs.size(); ++i) wishes.push_back({outputs[i], phases[i], duty_cycles[i]});
   add_outputs(request, wishes);
   if (words.has(kPhy)) request.high_speed_hz = frequency("phy", words.number(kPhy));
-  request.preference = words.choice(kPrefer, {"jitter", "power"}) == 0 ? Preference::low_jitter : Preference::low_power;
-  request.bandwidth = words.choice(kBandwidth, {"OPTIMIZED", "LOW"}) == 0 ? Bandwidth::optimized : Bandwidth::low;
-  request.fine_phase = words.choice(kFinePhase, {"false", "true"}) == 1;
-  request.whole_counters = words.choice(kWhole, {"false", "true"}) == 1;
+  request.preference = words.is_second(kPrefer, "jitter", "power") ? Preference::low_power : Preference::low_jitter;
+  request.bandwidth = words.is_second(kBandwidth, "OPTIMIZED", "LOW") ? Bandwidth::low : Bandwidth::optimized;
+  request.fine_phase = words.is_second(kFinePhase, "false", "true");
+  request.whole_counters = words.is_second(kWhole, "false", "true");
   request.spread = spread_of(words);
   request.tolerance = words.tolerance(kTolerance, kMillion);
   request.phase_tolerance = words.tolerance(kPhaseTolerance, kDegreesOfTurn);
@@ -142,7 +119,7 @@ Request request_of(Words const& words) {
 }
 
 Question read(Words const& words) {
-  device::Part const& part = part_of(words.text(kPart));
+  device::Part const& part = part_of(std::string(words.text(kPart)));
   device::ClockPrimitive const& data = primitive_of(part, words);
   Request request = request_of(words);
   Primitive primitive = solver_primitive(part, data, request.fine_phase);

@@ -1,6 +1,11 @@
 // What a clock synthesis primitive can do: the ranges and steps of its counters, the limits of its frequencies and the
 // models of its jitter and power. Device data fill it; the engine knows no device.
 //
+// The models are the records of the device data (LoopModel, ClockPower) and not records of the engine's own: they are
+// coefficients by a formula that device/Clocking.h and device/Power.h state, and a second record would be a second
+// place for each of them. That the engine sees no part, and of the devices nothing else, is what `check.includes`
+// holds.
+//
 //   input --/D--> PFD --xM--> VCO --/O_0--> output 0
 //                              |----/O_i--> output i
 //                              +----x mode-> high-speed output

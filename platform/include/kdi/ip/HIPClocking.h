@@ -61,9 +61,10 @@ class KDI_DOOR HIPClockingSoln {
   bool getInputClkFrequencies(double const& phyFreq, double const& out1, double const& out2, double const& out3,
                               double const& out4, ClockPrimitive& primitive, std::string& text, double inPeriod,
                               bool useSpeedData, std::string const& nocmcControllerType);
-  /// The frequencies that an output can have from this input, ascending, with whole M and the smallest D that has any.
-  /// On a primitive with the output for I/O banks, those with which that one runs at `multiplication` times the
-  /// output; on others those that are a whole number of kHz, and `multiplication` is 1. False: `text` says why.
+  /// The frequencies that an output can have from this input, not those of the clocks of a setting: ascending, with
+  /// whole M and the smallest D that has any. On a primitive with the output for I/O banks, those with which that one
+  /// runs at `multiplication` times the output; on others those that are a whole number of kHz, and `multiplication`
+  /// is 1. False: `text` says why.
   bool getOutputClockFrequencies(double const& inFreq, ClockPrimitive& primitive, int const& multiplication,
                                  std::string& text, double inPeriod, bool useSpeedData,
                                  std::string const& nocmcControllerType);
@@ -75,10 +76,12 @@ class KDI_DOOR HIPClockingSoln {
   /// Static phase error of an output of the last solution. False: there is no such output.
   bool getPhaseError(double* value, int output);
 
-  /// 0.0 for a frequency that is not above 0.
+  /// The period in ns of a frequency in MHz, whatever the primitive, and of either input; 0.0 for a frequency that is
+  /// not above 0.
   double getInClkPeriod(double const& frequency, ClockPrimitive primitive, bool secondary);
 
-  /// The best setting for `clocks`, whose frequencies are within the primitive's limits. True fills `solution`, a
+  /// In spite of the name the whole setting, dividers of the outputs included: the best for `clocks`, whose
+  /// frequencies are within the primitive's limits. True fills `solution`, a
   /// dictionary, and the actual values of `clocks`; false fills `errors` with what stands in the way. The frequencies
   /// say what the periods say, so the solver goes by them; a secondary frequency of 0 is none. Of `minJitter` and
   /// `minPower` the first counts.
@@ -87,9 +90,9 @@ class KDI_DOOR HIPClockingSoln {
                       bool minPower, bool lowBandwidth, bool spreadSpectrum, std::string const& ssMode,
                       double ssModFreq, double inclk1Period, double inclk2Period, std::string& solution);
 
-  /// The least number of MMCMs (of PLLs where the part has no MMCM) that make the outputs from the inputs. An input is
-  /// a frequency and 0. Without inputs there is one of the period `inPeriod`. `result` is a dictionary, or says why
-  /// there is none.
+  /// In spite of the name it computes no instances alone but their settings too: the least number of MMCMs (of PLLs
+  /// where the part has no MMCM) that make the outputs from the inputs. An input is a frequency and 0. Without inputs
+  /// there is one of the period `inPeriod`. `result` is a dictionary, or says why there is none.
   bool computeMinimalClkInst(std::vector<double> const& outputs, std::vector<std::pair<double, double>> const& inputs,
                              double inPeriod, std::string& part, std::string& result);
 
@@ -107,8 +110,9 @@ class KDI_DOOR HIPClockingMgr {
   /// Made at the first call; never null.
   static HIPClockingMgr* GetInstance();
 
-  /// Finds or makes the solver of this name; null for an empty one. The solver of a name that is no part's has no
-  /// data, and says so. Those that have solved nothing are kept as long as they are few.
+  /// Finds or makes the solver of this name, one of these and not the clock wizard's; null for an empty one. The solver
+  /// of a name that is no part's has no data, and says so. Those that have solved nothing are kept as long as they are
+  /// few.
   HIPClockingSoln* getClkwizSoln(std::string& name);
   /// An unknown name has no effect.
   void deleteClockingSoln(std::string& name);

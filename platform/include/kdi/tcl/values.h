@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <map>
 #include <optional>
 #include <ranges>
 #include <span>
@@ -109,6 +110,22 @@ Tcl_Obj* new_list(Members const& members) {
 }
 inline Tcl_Obj* new_list(std::initializer_list<Tcl_Obj*> elements) {
   return Tcl_NewListObj(static_cast<int>(elements.size()), std::data(elements));
+}
+
+/// A flat list of names and values, in whose names `fold` changes what it likes: a later value replaces an earlier one,
+/// and a name without a value at the end is left out.
+template <class Fold>
+std::map<std::string, std::string> pairs_of(std::span<Tcl_Obj* const> words, Fold fold) {
+  std::map<std::string, std::string> pairs;
+  for (std::size_t i = 0; i + 1 < words.size(); i += 2) {
+    std::string name = text_of(words[i]);
+    fold(name);
+    pairs.insert_or_assign(std::move(name), text_of(words[i + 1]));
+  }
+  return pairs;
+}
+inline std::map<std::string, std::string> pairs_of(std::span<Tcl_Obj* const> words) {
+  return pairs_of(words, [](std::string&) {});
 }
 
 /// Appends to a list that nobody shares.

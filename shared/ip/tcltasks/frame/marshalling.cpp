@@ -110,11 +110,6 @@ void tcl2cpp(Tcl_Interp* interp, Tcl_Obj* obj, std::set<std::string>& elements) 
   for (Tcl_Obj* element : elements_of(interp, obj)) elements.insert(Tcl_GetString(element));
 }
 
-void tcl2cpp(Tcl_Interp* interp, Tcl_Obj* obj, ParamMap& params) {
-  params.clear();
-  const std::span<Tcl_Obj* const> elements = elements_of(interp, obj);
-  for (std::size_t i = 0; i + 1 < elements.size(); i += 2)
-    params[Tcl_GetString(elements[i])] = Tcl_GetString(elements[i + 1]);
-}
+void tcl2cpp(Tcl_Interp* interp, Tcl_Obj* obj, ParamMap& params) { params = tcl::pairs_of(elements_of(interp, obj)); }
 
 }  // namespace marshalling

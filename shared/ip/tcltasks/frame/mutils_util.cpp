@@ -1,6 +1,7 @@
 #include "tcltasks/frame/mutils_util.h"
 
 #include <algorithm>
+#include <span>
 
 #include "kdi/common/HSTStringUtils.h"
 #include "kdi/common/KdiText.h"
@@ -42,15 +43,8 @@ std::string tcl2cppString(Tcl_Obj* obj) { return tcl2cpp(obj); }
 
 namespace {
 
-template <class Rename>
-ParamMap read_pairs(int objc, Tcl_Obj* const* objv, Rename rename) {
-  ParamMap params;
-  for (int i = 0; i + 1 < objc; i += 2) {
-    std::string name = tcl2cpp(objv[i]);
-    rename(name);
-    params[name] = tcl2cpp(objv[i + 1]);
-  }
-  return params;
+std::span<Tcl_Obj* const> words_of(int objc, Tcl_Obj* const* objv) {
+  return {objv, static_cast<std::size_t>(std::max(objc, 0))};
 }
 
 bool is_pin_name(std::string const& word) {
@@ -61,13 +55,13 @@ bool is_pin_name(std::string const& word) {
 
 }  // namespace
 
-ParamMap tcl2cpp(int objc, Tcl_Obj* const* objv) { return read_pairs(objc, objv, HSTStringUtils::to_lower); }
+ParamMap tcl2cpp(int objc, Tcl_Obj* const* objv) {
+  return tcl::pairs_of(words_of(objc, objv), HSTStringUtils::to_lower);
+}
 
 ParamMap tcl2cppString(int objc, Tcl_Obj* const* objv) { return tcl2cpp(objc, objv); }
 
-ParamMap tcl2cppWithExactKey(int objc, Tcl_Obj* const* objv) {
-  return read_pairs(objc, objv, [](std::string&) {});
-}
+ParamMap tcl2cppWithExactKey(int objc, Tcl_Obj* const* objv) { return tcl::pairs_of(words_of(objc, objv)); }
 
 std::vector<std::string> tcl2cpp(int& count, int objc, Tcl_Obj* const* objv) {
   std::vector<std::string> words;

@@ -10,9 +10,7 @@ namespace {
 int get_power_estimation(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   const auto elements = tcl::elements_of(objv[1]);
   if (!elements) return tcl::fail(interp, "Invalid input list provided.");
-  ParamMap params;
-  for (std::size_t i = 0; i + 1 < elements->size(); i += 2)
-    params[tcl::text_of((*elements)[i])] = tcl::text_of((*elements)[i + 1]);
+  const ParamMap params = tcl::pairs_of(*elements);
   if (elements->size() % 2 != 0)
     return tcl::fail(interp, std::string(kCommand) + " : no value for \"" + tcl::text_of(elements->back()) + "\"");
 
