@@ -11,6 +11,7 @@
 #include "host/kdish/reference.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
+#include "tests/support/golden.h"
 #include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
@@ -75,7 +76,12 @@ TEST(CommandFiles, TheFirstFolderWithAFileCounts) {
   EXPECT_NE(table.command("near"), nullptr);
   EXPECT_EQ(table.command("far"), nullptr);
   EXPECT_NE(table.command("other"), nullptr);
-  EXPECT_THROW(Table({near.path("nothing")}), kdi::FileError);
+  try {
+    const Table none({near.path("nothing")});
+    ADD_FAILURE() << "a folder that is not there";
+  } catch (kdi::FileError const& error) {
+    EXPECT_EQ(error.what(), near.path("nothing") + ": is no directory");
+  }
 }
 
 TEST(CommandFiles, AFamilyMayHavePages) {
@@ -233,36 +239,63 @@ TEST(CommandFaults, NameFileLineAndField) {
             "some.json:2: groups.words.w.type: expected one ");
 }
 
-TEST(CommandFaults, AreFoundInEntries) {
-  const auto refused = [](std::string const& fields, std::string const& before = {}) {
-    return fault_of(file_of(entry("a", fields), before)) != "none";
-  };
+// What the reader expected in place of a fault.
+std::string expected_in(std::string const& text) {
+  const std::string fault = fault_of(text);
+  const std::size_t begin = fault.find("expected ");
+  if (begin == std::string::npos) return fault;
+  const std::size_t from = begin + 9;
+  return fault.substr(from, fault.rfind(", found ") - from);
+}
+std::string expected_in_entry(std::string const& fields, std::string const& before = {}) {
+  return expected_in(file_of(entry("a", fields), before));
+}
+
+TEST(CommandFaults, AreFoundInWords) {
   const std::string word = R"({"name": "w", "type": "text", "meaning": "m"})";
-  EXPECT_FALSE(refused("\"words\": [" + word + "]"));
-  EXPECT_TRUE(refused("\"words\": [" + word + ", " + word + "]")) << "the same word twice";
-  EXPECT_TRUE(refused("\"words\": " + word)) << "no list";
-  EXPECT_TRUE(refused(R"("words": [{"name": "w", "type": "flag", "meaning": "m"}])"));
-  EXPECT_TRUE(refused(R"("words": [{"name": "w", "type": "text"}])"));
-  EXPECT_TRUE(refused(R"("words": [{"type": "text", "meaning": "m"}])")) << "a name is missing";
-  EXPECT_TRUE(refused(R"("words": [{"name": "w", "type": "pairs", "meaning": "m"}, )" + word + "]"))
-      << "something behind all that follow";
-  EXPECT_TRUE(refused(R"("words": [{"name": "w", "type": "text", "meaning": "m", "keys": {"k": "m"}}])"));
-  EXPECT_TRUE(refused(R"("words": [{"name": "w", "type": "dict", "meaning": "m", "keys": {"k": ""}}])"));
-  EXPECT_TRUE(refused(R"("options": [{"name": "o", "type": "text", "meaning": "m"}])"));
-  EXPECT_TRUE(refused(R"("names": [])"));
-  EXPECT_TRUE(refused(R"("names": ["::a"])"));
-  EXPECT_TRUE(refused(R"("names": ["a", "a"])"));
-  EXPECT_TRUE(refused(R"("naming": "none")"));
-  EXPECT_TRUE(refused(R"("naming": "x")", R"("naming": {"x": ["v1"]})")) << "no * in a name";
-  EXPECT_TRUE(refused(R"("surplus": "taken")"));
-  EXPECT_TRUE(
-      refused(R"("odd": "refused", "words": [{"name": "w", "type": "text", "meaning": "m", "optional": true}])"));
-  EXPECT_TRUE(refused(R"("wrong_count": {"b*": "t"})")) << "no such name";
-  EXPECT_TRUE(refused(R"("names": ["a", "b"], "wrong_count": {"a": "t"})")) << "nothing for b";
-  EXPECT_FALSE(refused(R"("names": ["a", "b"], "wrong_count": {"a": "t", "b": "u"})"));
-  EXPECT_TRUE(refused("", R"("more": "notes.md")"));
-  EXPECT_TRUE(refused("", R"("pages": {})")) << "commands beside pages";
-  EXPECT_TRUE(refused("", R"("defaults": {"summary": "s"})"));
+  const auto words = [](std::string const& items) { return expected_in_entry("\"words\": [" + items + "]"); };
+  const auto field = [&](std::string const& type, std::string const& more) {
+    return words(R"({"name": "w", "type": ")" + type + R"(", "meaning": "m", )" + more + "}");
+  };
+  EXPECT_EQ(words(word), "none");
+  EXPECT_EQ(words(word + ", " + word), "something that is not there yet");
+  EXPECT_EQ(expected_in_entry("\"words\": " + word), "a list");
+  EXPECT_EQ(words(R"({"name": "w", "type": "flag", "meaning": "m"})"), "a type of words; flags are options");
+  EXPECT_EQ(words(R"({"name": "w", "type": "text"})"), "a field \"meaning\"");
+  EXPECT_EQ(words(R"({"type": "text", "meaning": "m"})"), "a field \"name\"");
+  EXPECT_EQ(words(R"({"name": "v", "type": "pairs", "meaning": "m"}, )" + word),
+            "nothing behind words that stand for all that follow");
+  EXPECT_EQ(field("text", R"("keys": {"k": "m"})"), "no keys for this type");
+  EXPECT_EQ(field("dict", R"("keys": {"k": ""})"), "words");
+  EXPECT_EQ(field("dict", R"("keys": [{"k": "m"}, {"k": "n"}])"), "a key that is not there yet");
+  const auto option = [](std::string const& name, std::string const& type) {
+    return expected_in_entry(R"("options": [{"name": ")" + name + R"(", "type": ")" + type + R"(", "meaning": "m"}])");
+  };
+  EXPECT_EQ(option("-o", "text"), "none");
+  EXPECT_EQ(option("o", "text"), "a name that begins with -");
+  EXPECT_EQ(option("-o", "pairs"), "a type of one value");
+}
+
+TEST(CommandFaults, AreFoundInNames) {
+  EXPECT_EQ(expected_in_entry(R"("names": [])"), "a command with a name");
+  EXPECT_EQ(expected_in_entry(R"("names": ["::a"])"), "names without :: in front");
+  EXPECT_EQ(expected_in_entry(R"("names": ["a", "a"])"), "names that have no other entry");
+  EXPECT_EQ(expected_in_entry(R"("naming": "none")"), "one of the file's ways of naming");
+  EXPECT_EQ(expected_in_entry(R"("naming": "x")", R"("naming": {"x": ["v1"]})"), "a name with * for what differs");
+}
+
+TEST(CommandFaults, AreFoundInEntries) {
+  EXPECT_EQ(expected_in_entry(R"("surplus": "taken")"), "one of refused, ignored");
+  EXPECT_EQ(expected_in_entry(
+                R"("odd": "refused", "words": [{"name": "w", "type": "text", "meaning": "m", "optional": true}])"),
+            "words of which only names and values may be left out");
+  EXPECT_EQ(expected_in_entry(R"("wrong_count": {"b*": "t"})"), "the names of some of the entry's commands");
+  EXPECT_EQ(expected_in_entry(R"("wrong_count": {"a": "t", "a*": "t"})"), "names that have no other text");
+  EXPECT_EQ(expected_in_entry(R"("names": ["a", "b"], "wrong_count": {"a": "t"})"), "a text for b");
+  EXPECT_EQ(expected_in_entry(R"("names": ["a", "b"], "wrong_count": {"a": "t", "b": "u"})"), "none");
+  EXPECT_EQ(expected_in_entry("", R"("more": "notes.md")"), "a path that begins with docs/");
+  EXPECT_EQ(expected_in_entry("", R"("pages": {})"), "no commands beside pages");
+  EXPECT_NE(expected_in_entry("", R"("defaults": {"summary": "s"})"), "none");
 }
 
 TEST(CommandFaults, AreFoundInGroups) {
@@ -273,7 +306,8 @@ TEST(CommandFaults, AreFoundInGroups) {
   EXPECT_EQ(fault("\"w\"", "\"words\": {\"w\": " + word + "}"), "none");
   EXPECT_NE(fault("\"w\"", "\"words\": {\"w\": " + word + ", \"v\": " + word + "}").find("a group that a command uses"),
             std::string::npos);
-  EXPECT_NE(fault("\"w\"", R"("words": {"w": ["w"]})").find("does not lead back to itself"), std::string::npos);
+  EXPECT_NE(fault("\"w\"", R"("words": {"w": ["w"]})").find("expected a group that does not lead back to itself"),
+            std::string::npos);
   EXPECT_NE(fault(R"({"use": "w", "name": "x"})",
                   "\"words\": {\"w\": [\"v\", \"u\"], \"v\": " + word + ", \"u\": " + word + "}")
                 .find("a group of one"),
@@ -283,7 +317,7 @@ TEST(CommandFaults, AreFoundInGroups) {
   const std::string keyed = R"("words": {"w": {"type": "dict", "meaning": "m", "keys": "k"}}, "keys": )";
   EXPECT_EQ(fault("\"w\"", keyed + R"({"k": {"x": {"meaning": "m", "only": ["a"]}}})"), "none");
   EXPECT_NE(
-      fault("\"w\"", keyed + R"({"k": {"x": {"meaning": "m", "only": ["b"]}}})").find("names of commands that have"),
+      fault("\"w\"", keyed + R"({"k": {"x": {"meaning": "m", "only": ["b"]}}})").find("names of commands that have it"),
       std::string::npos);
 }
 
@@ -293,9 +327,15 @@ TEST(CommandFaults, AreFoundInShapes) {
                             R"(, "example": {"script": "a", "result": ""}})"));
   };
   EXPECT_EQ(shape(R"({"dict": {"a?": "integer", "*": {"list": "text"}}})"), "none");
-  for (char const* wrong : {R"("word")", R"({"dict": {}})", R"({"list": "text", "tuple": {"a": "text"}})", "{}",
-                            R"({"either": ["text"]})", R"({"list": "truths"})"})
-    EXPECT_NE(shape(wrong), "none") << wrong;
+  constexpr char const* kFaults[][2] = {
+      {R"("word")", "a group among the shapes"},
+      {R"({"dict": {}})", "a part at least"},
+      {R"({"list": "text", "tuple": {"a": "text"}})", "one of list, tuple, dict, either"},
+      {"{}", "one of list, tuple, dict, either"},
+      {R"({"either": ["text"]})", "two shapes at least"},
+      {R"({"list": "truths"})", "a group among the shapes"}};
+  for (auto const& [wrong, expected] : kFaults)
+    EXPECT_NE(shape(wrong).find(std::string("expected ") + expected + ", found"), std::string::npos) << shape(wrong);
 }
 
 // ------------------------------------------------------------------------------------------------ a large family
@@ -341,6 +381,26 @@ TEST(ALargeFamily, CountsWordsAsEachVersionDoes) {
   EXPECT_EQ(clocking.word_count().least, 5U);
   EXPECT_EQ(clocking.word_count().most, kdish::WordCount::kAny);
   EXPECT_TRUE(table.command("planner::planner_v2_0::customise")->word_count().in_twos);
+}
+
+// ------------------------------------------------------------------------------------------------ whole texts
+
+TEST(ASmallFamily, IsToldInHelpWordForWord) {
+  const Table table({places::source("tests/support/small_table")});
+  std::string all = kdish::families_help(table);
+  for (std::string topic : {"valve", "valve/setting", "valve/looking", "*all"}) {
+    all += "\n% help " + topic + "\n" + kdish::topic_help(table, topic);
+  }
+  for (auto const& [name, command] : table.commands())
+    all += "\n% help " + name + "\n" + kdish::topic_help(table, name);
+  test_support::expect_golden("shell/help.txt", all);
+}
+
+TEST(ASmallFamily, IsToldInTheReferenceWordForWord) {
+  const Table table({places::source("tests/support/small_table")});
+  std::string all;
+  for (auto const& [name, text] : kdish::reference_pages(table)) all += "==== " + name + "\n" + text;
+  test_support::expect_golden("shell/reference.md", all);
 }
 
 }  // namespace

@@ -213,6 +213,21 @@ std::map<std::string, std::string> all_pages() {
   return pages;
 }
 
+TEST(Documents, AreMadeByAProgramThatNeedsAFolderToReadAndOneToWrite) {
+  const std::string program = places::program("command_docs");
+  const Outcome misused = run_program({program});
+  EXPECT_EQ(misused.status, 2);
+  EXPECT_EQ(misused.err, "usage: command_docs table_folder reference_folder\n");
+  const Scratch folder;
+  const Outcome failed = run_program({program, folder.path("none"), folder.folder()});
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_EQ(failed.err, "command_docs: " + folder.path("none") + ": is no directory\n");
+  const Outcome made = run_program({program, places::source("tests/support/small_table"), folder.folder()});
+  EXPECT_EQ(made.status, 0) << made.err;
+  EXPECT_EQ(folder.names(),
+            (std::vector<std::string>{"README.md", "valve-looking.md", "valve-setting.md", "valve.md"}));
+}
+
 TEST(Documents, LinksLeadSomewhere) {
   namespace fs = std::filesystem;
   const std::map<std::string, std::string> pages = all_pages();

@@ -1,16 +1,14 @@
 // Register images of a handful of standard codes against files under tests/golden/fec.
-// UPDATE_GOLDEN=1 in the environment rewrites the files; the difference is then read in review.
+#include "tests/support/golden.h"
+
 #include <gtest/gtest.h>
 
 #include <cinttypes>
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
 
 #include "tcltasks/fec/ldpc.h"
 #include "tcltasks/fec/sd_fec.h"
 #include "tests/support/nr_code.h"
-#include "tests/support/places.h"
 
 namespace {
 
@@ -68,16 +66,7 @@ TEST_P(GoldenImage, IsUnchanged) {
   fec::CodeSpec spec = test_support::nr_code(GetParam().graph, GetParam().z);
   GetParam().change(spec);
   const std::string text = image_text<sd_fec::Variant>(spec) + image_text<ldpc::Variant>(spec);
-  const std::string path = places::golden(std::string("fec/") + GetParam().name + ".txt");
-  if (std::getenv("UPDATE_GOLDEN") != nullptr) {
-    std::ofstream(path) << text;
-    return;
-  }
-  std::ifstream file(path);
-  ASSERT_TRUE(file) << path << " is missing; UPDATE_GOLDEN=1 writes it";
-  std::stringstream expected;
-  expected << file.rdbuf();
-  EXPECT_EQ(text, expected.str());
+  test_support::expect_golden(std::string("fec/") + GetParam().name + ".txt", text);
 }
 
 INSTANTIATE_TEST_SUITE_P(Codes, GoldenImage, testing::ValuesIn(kCodes),

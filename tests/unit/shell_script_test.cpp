@@ -3,7 +3,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/kdish/shell.h"
 #include "tests/support/decimal_comma.h"
+#include "tests/support/golden.h"
 #include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/scratch.h"
@@ -54,20 +56,24 @@ TEST(Script, EndsWithAStatus) {
 }
 
 TEST(Script, MistakesInTheWordsAreOfAStatusOfTheirOwn) {
-  for (Words const& words : {Words{"--nothing"},
-                             {"-c"},
-                             {"--journal"},
-                             {"--journal", ""},
-                             {"--color", "blue"},
-                             {"--replay"},
-                             {""},
-                             {"--replay", "a", "b"}}) {
+  const std::pair<Words, std::string> kMistakes[] = {
+      {{"--nothing"}, "no option --nothing"},
+      {{"-c"}, "no value for -c"},
+      {{"--journal"}, "no value for --journal"},
+      {{"--journal", ""}, "an empty name for --journal"},
+      {{"--color", "blue"}, "--color takes auto, always or never, not \"blue\""},
+      {{"--replay"}, "no value for --replay"},
+      {{""}, "an empty name of a script"},
+      {{"--replay", "a", "b"}, "a journal takes no words"},
+  };
+  const std::string usage = kdish({"--help"}).out;
+  test_support::expect_golden("shell/usage.txt", usage);
+  for (auto const& [words, fault] : kMistakes) {
     const Outcome outcome = kdish(words);
     EXPECT_EQ(outcome.status, 2) << words[0];
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err.substr(0, 7), "kdish: ");
+    EXPECT_EQ(outcome.err, "kdish: " + fault + "\n" + usage);
   }
-  EXPECT_EQ(kdish({"--help"}).out.substr(0, 6), "usage:");
   EXPECT_EQ(kdish({"--version"}).out.substr(0, 6), "kdish ");
 }
 
@@ -101,14 +107,31 @@ TEST(Script, ThePackageMayAskTheShell) {
                                  "set_param project.enableCIPS32 1; list [get_param project.enableCIPS32] "
                                  "[kdi::get_param project.enableCIPS32] [unset_param project.enableCIPS32]"});
   EXPECT_EQ(outcome.out, "true true false\n");
-  for (char const* command :
-       {"set_param nothing 1", "set_param project.enableCIPS32 perhaps", "get_param nothing", "get_part nothing",
-        "report_part {}", "get_primitives -part", "get_primitives -kind clock",
-        "get_primitives -part zrv7030-c484-1-c -kind word", "get_primitives x y", "help nothing at all", "help",
-        "replay /nonexistent", "to_json", "progress a 1", "progress a 2 1", "progress a x 1"}) {
+  EXPECT_EQ(kdish({"-c", "help"}).status, 0);
+  constexpr std::pair<char const*, char const*> kFailures[] = {
+      {"set_param nothing 1", "parameter \"nothing\" is not declared\n"},
+      {"set_param project.enableCIPS32 perhaps",
+       "parameter \"project.enableCIPS32\": expected true, yes, on, false, no, off or an integer, found \"perhaps\"\n"},
+      {"get_param nothing", "parameter \"nothing\" is not declared\n"},
+      {"get_part nothing", "part \"nothing\" is not known; list_parts names them all\n"},
+      {"report_part {}", "part \"\" is not known; list_parts names them all\n"},
+      {"get_primitives -part", "wrong # args: should be \"get_primitives -part value ?-kind value?\"\n"},
+      {"get_primitives -part zrv7030-c484-1-c -kind", "no value for \"-kind\"\n"},
+      {"get_primitives -kind clock", "no part given: use -part\n"},
+      {"get_primitives -part zrv7030-c484-1-c -kind word", "bad kind \"word\": must be clock, "},
+      {"get_primitives x y", "unknown option \"x\": use -part or -kind\n"},
+      {"help nothing at all", "wrong # args: should be \"help ?topic?\"\n"},
+      {"replay /nonexistent", "/nonexistent: "},
+      {"to_json", "wrong # args: should be \"to_json command ?word ...?\"\n"},
+      {"progress", "wrong # args: should be \"progress text ?done? ?all?\"\n"},
+      {"progress a 1", "a number done needs the number of all as well\n"},
+      {"progress a 2 1", "the number done is not from 0 to the number of all\n"},
+      {"progress a x 1", "expected integer but got \"x\"\n"},
+  };
+  for (auto const& [command, fault] : kFailures) {
     const Outcome failed = kdish({"-c", command});
-    EXPECT_EQ(failed.status, std::string(command) == "help" ? 0 : 1) << command;
-    EXPECT_EQ(failed.err.empty(), std::string(command) == "help") << command;
+    EXPECT_EQ(failed.status, 1) << command;
+    EXPECT_TRUE(failed.err.starts_with(fault)) << command << ": " << failed.err;
   }
 }
 
@@ -155,6 +178,10 @@ TEST(Script, OutputThatNobodyTakesIsAFailure) {
     EXPECT_EQ(full.status, 1) << words.back();
     EXPECT_NE(full.err.find("o space left"), std::string::npos) << full.err;
   }
+  EXPECT_EQ(kdish({"-c", "expr 1"}, {{}, "", "", "/dev/full"}).err,
+            "the result cannot be written: No space left on device\n");
+  EXPECT_EQ(kdish({"-c", "fconfigure stdout -buffering full; puts x"}, {{}, "", "", "/dev/full"}).err,
+            "the output cannot be written: No space left on device\n");
 }
 
 // What is closed is a stream that fails, and no place for the next file that is opened.
@@ -170,6 +197,22 @@ TEST(Script, ClosedStreamsAreFailures) {
   EXPECT_EQ(folder.content("j"), "# kdish journal 1\nexpr 1; error loud\n#= error\n");
   EXPECT_EQ(run("-c 'close [open f w]; set h [open f w]; catch {puts loud}; close $h; file size f' <&- 2>&-").out,
             "loud\n0\n");
+}
+
+// A program around the shell may have closed them in turn.
+TEST(Script, AShellForJsonNeedsBothStreams) {
+  const Outcome outcome = run_apart([] {
+    ::close(STDERR_FILENO);
+    try {
+      kdish::ShellOptions options;
+      options.json = true;
+      new kdish::Shell(options);  // which goes no further
+    } catch (std::exception const& error) {
+      std::puts(error.what());
+    }
+    return 0;
+  });
+  EXPECT_EQ(outcome.out, "standard output cannot be used: Bad file descriptor\n");
 }
 
 TEST(Script, StandardInputThatCannotBeReadIsAFailure) {
@@ -301,7 +344,9 @@ TEST(Journal, AReplayStopsWhereTheOutcomeDiffers) {
       << outcome.err;
   EXPECT_EQ(outcome.out.find("later"), std::string::npos);
   folder.file("j", std::string(kHeader) + "expr 1\n#= error\n");
-  EXPECT_EQ(kdish({"--replay", "j"}, in(folder.folder())).status, 1);
+  const Outcome better = kdish({"--replay", "j"}, in(folder.folder()));
+  EXPECT_EQ(better.status, 1);
+  EXPECT_EQ(better.err, "j:2: the command failed when it was journalled, and succeeds now\n");
 }
 
 TEST(Journal, ItsLastCommandMayLackAnEnd) {
@@ -394,6 +439,8 @@ TEST(Journal, ThatCannotBeWrittenKeepsTheCommandsFromRunning) {
     EXPECT_EQ(outcome.out, "") << path;
     EXPECT_NE(outcome.err.find(path + ": "), std::string::npos) << outcome.err;
   }
+  EXPECT_EQ(kdish({"--journal", "letter", "-c", "puts ran"}, in(folder.folder())).err,
+            "kdish: letter: holds something else than a journal, and is left alone\n");
   EXPECT_EQ(folder.content("letter"), "Dear reader");
   EXPECT_EQ(kdish({"-c", "journal /dev/full"}).status, 1);
 }
@@ -406,7 +453,7 @@ TEST(Journal, ThatNoLongerCanBeWrittenIsToldOfOnceAndTheCommandsRun) {
       {{}, folder.folder(), "set x " + std::string(2000, 'a') + "\nputs [string length $x]\nputs more\n", ""});
   EXPECT_EQ(outcome.out, "2000\nmore\n");
   EXPECT_EQ(outcome.status, 1) << outcome.err;
-  EXPECT_NE(outcome.err.find("j: the journal ends here"), std::string::npos) << outcome.err;
+  EXPECT_EQ(outcome.err, "j: the journal ends here: it cannot be written: File too large\n");
   EXPECT_EQ(outcome.err.find("ends here"), outcome.err.rfind("ends here"));
 }
 
@@ -415,6 +462,7 @@ TEST(Journal, OtherFilesAreNoJournals) {
   folder.file("letter", "Dear reader");
   for (char const* name : {"letter", "nothing", "."})
     EXPECT_EQ(kdish({"--replay", name}, in(folder.folder())).status, 1) << name;
+  EXPECT_EQ(kdish({"--replay", "letter"}, in(folder.folder())).err, "letter: is no journal\n");
   folder.file("j", kHeader);
   EXPECT_EQ(kdish({"-c", "replay j"}, in(folder.folder())).out, "0\n");
   EXPECT_EQ(kdish({"--journal", "j", "-c", "replay j"}, in(folder.folder())).status, 1) << "it is being written";

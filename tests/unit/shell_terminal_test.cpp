@@ -276,6 +276,27 @@ TEST_F(Terminal, ControlCInterruptsACommand) {
   leave(session);
 }
 
+// What holds Tcl up is waited for: here a program that does not hear of Ctrl-C, until there is a file.
+TEST_F(Terminal, ControlCTellsThatACommandHoldsOn) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "exec sh -c {trap \"\" INT; echo begun; until test -e go; do sleep 0.02; done} >@stdout\r");
+  ASSERT_TRUE(session.shows("\r\nbegun\r\n"));
+  give_up(session);
+  session.type(kControlC);
+  EXPECT_TRUE(session.shows("\r\nthe command cannot be interrupted yet; Ctrl-C once more ends kdish\r\n"));
+  folder_.file("go", "");
+  EXPECT_TRUE(session.shows("interrupted"));
+  leave(session);
+}
+
+TEST_F(Terminal, APersonsOwnSettingsCountAndNameItsKeys) {
+  folder_.file(".editrc", "kdish:bind -l\n");
+  TerminalSession session(words_, variables(), folder_.folder());
+  EXPECT_TRUE(session.shows("kdish-complete\r\n\tCompletes the word\r\n"));
+  EXPECT_TRUE(session.shows("kdish-interrupt\r\n\tGives the line up\r\n"));
+  leave(session);
+}
+
 TEST_F(Terminal, ControlDLeavesACommandFirst) {
   TerminalSession session(words_, variables(), folder_.folder());
   at_prompt(session, "set x {\r");

@@ -342,4 +342,19 @@ TEST(History, IsCutDownNowAndThen) {
   EXPECT_EQ(fs::status(scratch.path("h")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
+// Where the last bytes reach the disk only now, as on a network.
+TEST(ToolJournal, TellsWhenItsEndMayBeMissing) {
+  const Scratch scratch;
+  scratch.file("data/other", "");
+  const std::string folder = scratch.path("data");
+  const Outcome of = in_a_process(
+      scratch,
+      [&] {
+        file_faults::watch(folder, {Call::close, 0, true, EIO});
+      },
+      [&] { return write_journal(folder); });
+  EXPECT_EQ(of.value, "refused: " + folder + "/file: the end of the journal cannot be written: Input/output error\n");
+  EXPECT_EQ(scratch.content("data/file").substr(0, 18), "# kdish journal 1\n");
+}
+
 }  // namespace
