@@ -17,6 +17,26 @@ proc contractCommands {{only *}} {
   return $commands
 }
 
+# How a text differs from the golden file: `equal`, or the first line that is another. UPDATE_GOLDEN=1 writes the file anew.
+proc compareWithGolden {name text} {
+  set path [file join $::sourceDir tests golden $name]
+  if {[info exists ::env(UPDATE_GOLDEN)]} {
+    set file [open $path w]
+    fconfigure $file -encoding utf-8 -translation lf
+    puts -nonewline $file $text
+    close $file
+    return equal
+  }
+  set file [open $path]
+  fconfigure $file -encoding utf-8 -translation lf
+  set expected [read $file]
+  close $file
+  foreach now [split $text \n] then [split $expected \n] {
+    if {$now ne $then} { return "\"$now\" in place of \"$then\"" }
+  }
+  return equal
+}
+
 source [file join [configure -testdir] [lindex $argv 0]]
 
 set failed [expr {$::tcltest::numTests(Failed) > 0 || $::tcltest::numTests(Total) == 0}]
