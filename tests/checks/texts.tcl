@@ -1,0 +1,168 @@
+# Every text that a script or a user can see is produced by a test: texts.tcl SOURCE_DIR lists those that are not, with
+# file and line.
+#
+# A text is what one expression of a source joins: literals that stand side by side, and those that `+` adds, with a gap
+# for each value between them, for each conversion of a format and for each {word} of a pattern. It is one if it has two
+# words at least, with a blank within a literal. So keys, names, file names, format letters and words of data are none,
+# nor are the literals of the preprocessor and of static_assert, which nobody sees at run time. What stands around the
+# words (blanks, colons, quotes) belongs to them, but is not looked for: the tests compare it.
+#
+# A test produces what it expects: its literals (tests/unit), its script without the comments (tests/tcl), what is
+# compared as a whole (tests/golden), and of data/commands what the tests run: results of examples, failures with their
+# scripts, and the texts of a wrong number of words. All stretches of a text must stand in one of these, in order.
+source [file join [file dirname [info script]] cpp.tcl]
+set root [file normalize [lindex $argv 0]]
+
+# Texts that no test can produce, and why.
+set untold {
+}
+
+# Rooms whose texts are not looked at yet.
+set later {
+  platform/*  shared/*
+}
+
+# A gap in a text.
+set gap \x1
+
+# A literal's content as the program has it.
+proc literal_text {kind content} {
+  if {$kind eq "raw"} { return $content }
+  subst -nocommands -novariables [string map {\\? ?} $content]
+}
+
+# What is between two literals: "side" (nothing), "added" (values that + adds), or "apart".
+proc between {code} {
+  if {[regexp {^\s*(?:u8|[RLuU])?$} $code]} { return side }
+  if {![regexp {^\s*\+.*\+\s*$} $code]} {
+    return [expr {[regexp {^\s*\+\s*$} $code] ? "side" : "apart"}]
+  }
+  set depth 0
+  foreach sign [regexp -all -inline {[][(){},;?]|<<|&&|\|\|} $code] {
+    switch -- $sign {
+      ( - \[ { incr depth }
+      ) - \] { if {[incr depth -1] < 0} { return apart } }
+      default { if {$depth == 0 || $sign in {\{ \} ;}} { return apart } }
+    }
+  }
+  expr {$depth == 0 ? "added" : "apart"}
+}
+
+# The texts of a source: a flat list of line and text, gaps marked.
+proc cpp_texts {source} {
+  set texts {}
+  set end -1
+  foreach {kind first last content} [cpp_tokens $source] {
+    if {$kind ni {string raw}} continue
+    set words [literal_text $kind $content]
+    set way [expr {$end < 0 ? "apart" : [between [cpp_code [string range $source $end+1 $first-1]]]}]
+    switch -- $way {
+      side { append text $words }
+      added { append text $::gap $words }
+      apart {
+        if {$end >= 0} { lappend texts $line $text }
+        set text $words
+        set line [cpp_line $source $first]
+      }
+    }
+    set end $last
+  }
+  if {$end >= 0} { lappend texts $line $text }
+  return $texts
+}
+
+# The source without what nobody sees when it runs; lines stay where they are.
+proc seen {source} {
+  foreach pattern {{(?n)^[ \t]*#.*$} {\mstatic_assert\s*\((?:[^;"]|"(?:[^"\\]|\\.)*")*\);}} {
+    set from 0
+    while {[regexp -indices -start $from $pattern $source found]} {
+      lassign $found first last
+      set source [string replace $source $first $last [regsub -all {[^\n]} [string range $source $first $last] { }]]
+      set from [expr {$last + 1}]
+    }
+  }
+  return $source
+}
+
+# The stretches of a text between its gaps, without what surrounds their words.
+proc stretches {text} {
+  regsub -all {%[-+#0]*(?:\d+|\*)?(?:\.(?:\d+|\*)?)?(?:hh|ll|[hljztL])?[diouxXeEfFgGcs]|\{\w+\}} $text $::gap text
+  lmap stretch [split $text $::gap] {
+    set stretch [string trim [regsub -all {\s+} $stretch { }] { :;,."'()[]<>}]
+    if {![regexp {[[:alpha:]]} $stretch]} continue
+    set stretch
+  }
+}
+proc is_text {text} {
+  expr {[regexp {\s} $text] && [llength [regexp -all -inline {\S*[[:alpha:]]\S*} [join [stretches $text] { }]]] > 1}
+}
+
+# What the tests compare with a part of a text each, and what they compare whole.
+proc expected {} {
+  global root
+  set all {}
+  foreach path [files_below $root/tests/unit *.cpp] { foreach {line text} [cpp_texts [seen [read_text $path]]] { lappend all $text } }
+  foreach path [files_below $root/tests/tcl *.test] {
+    set script [regsub -all -line {^\s*#.*$} [read_text $path] {}]
+    lappend all [subst -nocommands -novariables $script]
+  }
+  foreach path [files_below $root/data/commands *.json] { lappend all {*}[commands_that_run [read_text $path]] }
+  plain $all
+}
+proc golden {} { plain [lmap path [files_below $::root/tests/golden *] { read_text $path }] }
+proc plain {texts} { join [lmap text $texts { if {![is_text $text]} continue; regsub -all {\s+} $text { } }] \n }
+
+# Of a file of data/commands, what its commands answer when the tests run them.
+proc commands_that_run {json} {
+  set texts {}
+  foreach pattern {
+    {"(?:result|pattern|wrong_count)": "((?:[^"\\]|\\.)*)"}
+    {"text": "((?:[^"\\]|\\.)*)"[^{}]*"script"}
+    {"script": [^{}]*"text": "((?:[^"\\]|\\.)*)"}
+  } { foreach {- text} [regexp -all -inline $pattern $json] { lappend texts [subst -nocommands -novariables $text] } }
+  return $texts
+}
+
+# Whether the stretches stand in the text, in order, not farther apart than a value is wide, and at the bounds of words.
+proc stands {stretches text widest} {
+  set at 0
+  set head [lindex $stretches 0]
+  while {[set at [string first $head $text $at]] >= 0} {
+    set end [expr {$at + [string length $head]}]
+    set is_there [expr {![regexp {^\w\w} [string range $text $at-1 $at]]}]
+    foreach stretch [lrange $stretches 1 end] {
+      if {!$is_there} break
+      set next [string first $stretch [string range $text $end [expr {$end + $widest}]]]
+      set is_there [expr {$next >= 0}]
+      set end [expr {$end + $next + [string length $stretch]}]
+    }
+    if {$is_there && ![regexp {^\w\w} [string range $text $end-1 $end]]} { return 1 }
+    incr at
+  }
+  return 0
+}
+
+proc is_one_of {name patterns} {
+  foreach pattern $patterns { if {[string match $pattern $name]} { return 1 } }
+  return 0
+}
+
+set expected [expected]
+set golden [golden]
+set texts 0
+set faults {}
+foreach top {shared platform host} {
+  foreach path [files_below $root/$top *.cpp *.h *.inc *.c] {
+    set name [string range $path [string length $root/] end]
+    if {[is_one_of $name $later]} continue
+    foreach {line text} [cpp_texts [seen [read_text $path]]] {
+      if {![is_text $text]} continue
+      set stretches [stretches $text]
+      incr texts
+      if {![stands $stretches $expected 400] && ![stands $stretches $golden 20000]} { lappend faults "$name:$line: no test produces \"[string map [list $gap ... \n \\n] $text]\"" }
+    }
+  }
+}
+puts [join $faults \n]
+puts "$texts texts, [llength $faults] faults"
+exit [expr {[llength $faults] > 0 || $texts == 0}]
