@@ -112,13 +112,15 @@ class CoreReader : public Scope {
 
   void add_file(JsonValue root, int depth) {
     root.allow_only({"format", "core", "version", "extends", "out_of_range", "retired", "renamed", "includes",
-                     "changed", "parameters", "definitions", "device"});
+                     "changed", "parameters", "definitions", "device", "interface"});
     root.member("format").integer(1, 1);
     const std::string name = root.member("core").text();
     const std::string version = root.member("version").text();
     if (const auto base = root.find("extends")) extend(*base, name, depth);
     core_->name_ = name;
     core_->version_ = version;
+    if (const auto word = root.find("interface"))
+      core_->interface_ = static_cast<Interface>(word->choice({"fixed", "block", "plain", "pspmc", "cips", "psxl"}));
     if (const auto words = root.find("out_of_range")) {
       filled(*words, words->text(), {{"parameter", ""}, {"value", ""}, {"range", ""}});
       core_->out_of_range_ = words->text();

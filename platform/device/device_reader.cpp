@@ -109,7 +109,10 @@ void read_processing_system(std::optional<JsonValue> object, Device& device) {
   object->allow_only({"kind", "cores", "mio_pins"});
   ProcessingSystem system;
   system.kind = word(object->member("kind"));
-  system.cores = words(object->member("cores"));
+  for (const JsonValue core : object->member("cores").members()) {
+    if (!is_word(core.name())) core.refuse("the name of a core");
+    system.cores.emplace(core.name(), words(core));
+  }
   system.mio_pins = whole(object->member("mio_pins"), 0, static_cast<int>(kMostPads));
   if (static_cast<std::size_t>(system.mio_pins) != mio_pads)
     object->member("mio_pins").refuse("the number of pads in banks of kind MIO, " + std::to_string(mio_pads));

@@ -7,6 +7,7 @@
 
 #include "kdi/common/KdiInstances.h"
 #include "kdi/ippcw/host/HardIPFactories.h"
+#include "platform/ippcw/instances.h"
 
 namespace hardip_eng {
 
@@ -25,14 +26,10 @@ Shared& shared() {
   return shared;
 }
 
-std::string value(ParamMap const& context, char const* key) {
-  const auto place = context.find(key);
-  return place == context.end() ? std::string() : place->second;
-}
-
 // What a context says beside these describes the instance when it is made, and may be other when it is asked for.
 std::string identity(ParamMap const& context) {
-  return value(context, "instance_name") + '|' + value(context, "ps_core_name") + '|' + value(context, "part");
+  return context_value(context, "instance_name") + '|' + context_value(context, "ps_core_name") + '|' +
+         context_value(context, "part");
 }
 
 // Leaves a null instance behind for nobody, whatever the making ends with.
@@ -56,6 +53,22 @@ class Making {
   std::string key_;
   std::shared_ptr<HardIPInterface> made_;
 };
+
+// By the factory if there is one, else as the engine does. What they throw is why there is no instance.
+std::shared_ptr<HardIPInterface> made_by(HardIPFactory const& factory, ParamMap const& context, StrVec& errors) {
+  std::string reason = "the core \"" + context_value(context, "ps_core_name") + "\" could not be made";
+  try {
+    if (auto made = factory ? factory(context, errors) : make_instance(context, errors)) return made;
+    if (!errors.empty()) return nullptr;
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const& error) {
+    reason = error.what();
+  } catch (...) {
+  }
+  errors.push_back(reason);
+  return nullptr;
+}
 
 HardIPInterface* lent(std::shared_ptr<HardIPInterface> instance) {
   HardIPInterface* const pointer = instance.get();
@@ -103,7 +116,8 @@ HardIPInterface* HardIPManager::getOrCreateInstance(ParamMap const& context, Str
     const auto maker = shared().makers.find(key);
     if (maker != shared().makers.end()) {
       if (maker->second == std::this_thread::get_id()) {
-        errors.push_back("the instance \"" + value(context, "instance_name") + "\" is asked for while it is made");
+        errors.push_back("the instance \"" + context_value(context, "instance_name") +
+                         "\" is asked for while it is made");
         return nullptr;
       }
       shared().made.wait(lock);
@@ -115,7 +129,7 @@ HardIPInterface* HardIPManager::getOrCreateInstance(ParamMap const& context, Str
       lock.unlock();
       return lent(std::move(found));
     }
-    const auto own = shared().factories.find(value(context, "ps_core_name"));
+    const auto own = shared().factories.find(context_value(context, "ps_core_name"));
     if (own != shared().factories.end()) factory = own->second;
     shared().makers[key] = std::this_thread::get_id();
     shared().instances[key] = nullptr;
@@ -125,8 +139,7 @@ HardIPInterface* HardIPManager::getOrCreateInstance(ParamMap const& context, Str
   std::shared_ptr<HardIPInterface> made;
   {
     Making making(key);
-    if (factory) made = factory(context, errors);
-    if (made == nullptr && errors.empty()) errors.push_back("no core \"" + value(context, "ps_core_name") + "\"");
+    made = made_by(factory, context, errors);
     making.is(made);
   }
   return lent(std::move(made));

@@ -48,6 +48,7 @@ class JsonSchema {
       return std::all_of(rule.begin(), rule.end(),
                          [&](json const& name) { return value.contains(name.get<std::string>()); });
     for (auto const& member : value.items()) {
+      if (keyword == "propertyNames" && !valid(rule, json(member.key()))) return false;
       const bool listed = schema.contains("properties") && schema["properties"].contains(member.key());
       if (keyword == "properties" && listed && !valid(rule[member.key()], member.value())) return false;
       if (keyword == "additionalProperties" && !listed && !valid(rule, member.value())) return false;
@@ -67,7 +68,7 @@ class JsonSchema {
   }
 
   static bool is_known(std::string const& keyword) {
-    for (char const* known : {"required", "properties", "additionalProperties", "maxProperties", "items", "minItems",
+    for (char const* known : {"required", "properties", "additionalProperties", "propertyNames", "maxProperties", "items", "minItems",
                               "maxItems", "uniqueItems"})
       if (keyword == known) return true;
     throw std::logic_error("the schema has an unknown keyword: " + keyword);

@@ -43,7 +43,7 @@ TEST(CoreReading, SlipsAreToldWithTheirPlace) {
       {"{}", "made.json:1: top level: expected a field \"format\", found none"},
       {core_of(a, R"(, "extra": 1)"),
        "made.json:2: extra: expected one of format, core, version, extends, out_of_range, retired, renamed, "
-       "includes, changed, parameters, definitions, device as the field's name"},
+       "includes, changed, parameters, definitions, device, interface as the field's name"},
       {core_of(a, R"(, "extends": "0.9")"),
        "made.json:2: extends: expected a description that stands alone, found the text \"0.9\""},
       {core_of(a + "," + a),
@@ -335,7 +335,10 @@ TEST(CoreInstances, FollowTheReferenceMemory) {
     const std::vector<Due> due = xram.messages();
     return std::any_of(due.begin(), due.end(), [&](Due const& one) { return one.name == message; });
   };
+  EXPECT_TRUE(xram.messages().empty());
+  xram.set({{at("XRAM_SIZE_MB"), "2"}});
   EXPECT_TRUE(has("banks_idle"));
+  xram.take_back({at("XRAM_SIZE_MB")});
   EXPECT_EQ(xram.value(at("XRAM_ECC_SCRUB_PERIOD_MS")), "SKIP");
   EXPECT_EQ(xram.range(at("XRAM_REF_CTRL_FREQMHZ")), (std::vector<std::string>{"50", "800"}));
   xram.set({{*core->find_user_name("XRAM_CLOCK_MHZ"), "900"}});

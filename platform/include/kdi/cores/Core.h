@@ -74,6 +74,16 @@ struct Fact {
   Value without;  ///< what stands for it where no device is known
 };
 
+/// How a core is asked, which decides the class of its instances.
+enum class Interface : std::uint8_t {
+  fixed,  ///< nothing of it can be set or asked
+  block,  ///< parameters alone
+  plain,  ///< and what a processing system leaves behind
+  pspmc,  ///< what the model of processing systems with their platform controller asks
+  cips,   ///< the same for the wizards around them
+  psxl,   ///< what the model of the larger processing systems asks
+};
+
 class KDI_DOOR Core {
  public:
   /// Slots of a parameter, beside one another from kSlots times its number on.
@@ -91,6 +101,7 @@ class KDI_DOOR Core {
 
   std::string const& name() const { return name_; }
   std::string const& version() const { return version_; }
+  Interface interface() const { return interface_; }
   std::vector<Parameter> const& parameters() const { return parameters_; }
   std::vector<Definition> const& definitions() const { return definitions_; }
   std::vector<Fact> const& facts() const { return facts_; }
@@ -121,6 +132,7 @@ class KDI_DOOR Core {
   Core() = default;
 
   std::string name_, version_, out_of_range_;
+  Interface interface_ = Interface::block;
   std::vector<Parameter> parameters_;
   std::vector<Definition> definitions_;
   std::vector<Fact> facts_;

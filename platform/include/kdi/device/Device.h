@@ -29,9 +29,10 @@ struct Slr {
 };
 
 struct ProcessingSystem {
-  std::string kind;                ///< generation: ps7, psu, psx, ...
-  std::vector<std::string> cores;  ///< names of the configuration cores that drive it
-  int mio_pins = 0;                ///< equal to the pads of the banks of kind MIO
+  std::string kind;  ///< generation: ps7, psu, psx, ...
+  /// The cores by which it is configured, by name, each with its versions; none stands for all.
+  std::map<std::string, std::vector<std::string>> cores;
+  int mio_pins = 0;  ///< equal to the pads of the banks of kind MIO
 };
 
 /// A device at one speed grade: everything that depends on speed.

@@ -51,5 +51,6 @@ class KDI_DOOR HICInst {
  private:
   friend class HICHipInst;
   struct State;
+  explicit HICInst(std::unique_ptr<State> state);
   std::unique_ptr<State> state_;
 };

@@ -1,0 +1,23 @@
+// The manager's face of a core of the larger processing systems.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "kdi/ippcw/HICHipInstInterface.h"
+#include "kdi/ippcw/HICInst.h"
+#include "kdi/ippcw/HardIPInstance.h"
+#include "platform/ippcw/layers.h"
+
+/// A HICInst has the same core under configuration, and may outlive this.
+class HICHipInst final
+    : public hardip_eng::HardIPInstance<HICHipInst, hardip_eng::WithParameters<HICHipInstInterface>> {
+ public:
+  explicit HICHipInst(hardip_eng::Configured core);
+
+  std::shared_ptr<HICInst> getHICInst() override { return inst_; }
+  void setSubCoreName(std::string name) override;
+
+ private:
+  const std::shared_ptr<HICInst> inst_;
+};

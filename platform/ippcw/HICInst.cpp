@@ -1,0 +1,115 @@
+#include "kdi/ippcw/HICInst.h"
+
+#include <exception>
+#include <mutex>
+#include <utility>
+
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiText.h"
+#include "kdi/device/Device.h"
+#include "platform/ippcw/HICHipInst.h"
+#include "platform/ippcw/core_store.h"
+
+using hardip_eng::Configured;
+using hardip_eng::ConfiguredCore;
+
+struct HICInst::State {
+  explicit State(Configured configured) : core(std::move(configured)) {}
+
+  const Configured core;  // null for a name that no core has
+  mutable std::mutex mutex;
+  std::string sub_core;
+};
+
+namespace {
+
+// `psxl` of psxl_0; the name itself where no number stands behind.
+std::string core_in(std::string const& instance_name) {
+  const std::size_t end = instance_name.find_last_not_of("0123456789");
+  const bool is_numbered = end != std::string::npos && end + 1 < instance_name.size() && instance_name[end] == '_';
+  return is_numbered ? instance_name.substr(0, end) : instance_name;
+}
+
+void tell(std::string const& text) {
+  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ippcw", ComMsgMgr::MSG_ERROR, "%s", text.c_str());
+}
+
+// Without a context there is neither version nor part: the newest version, on no device.
+Configured core_without_context(std::string const& instance_name) {
+  const std::string name = core_in(instance_name);
+  try {
+    const StrVec versions = hardip_eng::core_versions(name);
+    if (!versions.empty())
+      return std::make_shared<ConfiguredCore>(hardip_eng::core_description(name, versions.back()), nullptr,
+                                              instance_name);
+    tell("no core " + kdi::text::quoted(kdi::text::shortened(name)) + "; there are " +
+         kdi::text::joined(hardip_eng::core_names(), ", "));
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const& error) {
+    tell(error.what());
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+HICInst::HICInst(std::string instanceName) : HICInst(std::make_unique<State>(core_without_context(instanceName))) {}
+
+HICInst::HICInst(std::unique_ptr<State> state) : state_(std::move(state)) {}
+
+HICInst::~HICInst() = default;
+
+std::string HICInst::getParamValue(std::string const& name) {
+  return state_->core ? state_->core->value(name) : std::string();
+}
+
+std::string HICInst::getBackUpParamValue(std::string const& name) {
+  return state_->core ? state_->core->backup(name) : std::string();
+}
+
+std::string HICInst::getParamType(std::string const& name) {
+  return state_->core ? state_->core->type(name) : std::string();
+}
+
+void HICInst::getParamRange(std::string const& name, StrVec& range) {
+  if (state_->core) state_->core->range(name, range);
+}
+
+bool HICInst::isParamEnabled(std::string const& name) { return state_->core && state_->core->is_enabled(name); }
+
+void HICInst::guiSetParam(StrPairs& pairs, StrVec& modified, ParamMap& messages) {
+  if (state_->core) state_->core->change(pairs, modified, messages);
+}
+
+void HICInst::setParam(ParamMap& params, RawResult& result, ParamMap& messages, int strength) {
+  if (state_->core) state_->core->apply(params, result, messages, strength);
+}
+
+void HICInst::getGuiUserModifiedParams(RawResult& records) {
+  if (state_->core) state_->core->replace_by_own(records);
+}
+
+std::string HICInst::getSubCoreName() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->sub_core;
+}
+
+bool HICInst::isPSBankAvailable() {
+  if (!state_->core || state_->core->part() == nullptr) return false;
+  for (kdi::device::IoBank const& bank : state_->core->part()->package->banks)
+    if (bank.kind == "MIO") return true;
+  return false;
+}
+
+int HICInst::getSlrCount() { return state_->core ? state_->core->slr_count() : 1; }
+
+// ------------------------------------------------------------------------------------------------ the manager's face
+
+HICHipInst::HICHipInst(Configured core)
+    : HardIPInstance(core), inst_(new HICInst(std::make_unique<HICInst::State>(std::move(core)))) {}
+
+void HICHipInst::setSubCoreName(std::string name) {
+  const std::lock_guard lock(inst_->state_->mutex);
+  inst_->state_->sub_core = std::move(name);
+}

@@ -1,0 +1,83 @@
+// A core under configuration, in the terms of those who ask: parameters by name, values as texts, rows, messages with
+// tags. The classes of instances only hand over to it.
+#pragma once
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kdi/common/KdiTypes.h"
+#include "kdi/cores/Instance.h"
+#include "kdi/device/Device.h"
+
+namespace hardip_eng {
+
+/// Each operation may be called from several threads: there is one lock, under which nothing of other libraries but the
+/// engine's own arithmetic runs. Names of parameters may be those of the engine, those that users have, and either
+/// behind `CONFIG.`.
+class ConfiguredCore {
+ public:
+  /// `part` may be null: the core then knows no device. Throws kdi::cores::FactError.
+  ConfiguredCore(std::shared_ptr<kdi::cores::Core const> core, kdi::device::Part const* part,
+                 std::string instance_name);
+
+  std::string const& instance_name() const { return instance_name_; }
+  /// Null without one.
+  kdi::device::Part const* part() const { return part_; }
+
+  /// Replaces everything that was given by `params`. What follows from them is left to the next change.
+  void start(ParamMap const& params);
+  /// HardIPInterface::getRanges. What was given before and is not in `params` stays.
+  void apply(ParamMap const& params, RawResult& result, ParamMap& messages, int strength);
+  /// A user's changes in their order; appends what moved.
+  void change(StrPairs const& pairs, StrVec& modified, ParamMap& messages);
+  /// All parameters with their rows.
+  void list(RawResult& result) const;
+  /// Whether no value is given.
+  bool is_default() const;
+
+  /// Empty or false for unknown names, here and below.
+  std::string value(std::string const& name) const;
+  std::string backup(std::string const& name) const;
+  std::string type(std::string const& name) const;
+  void range(std::string const& name, StrVec& range) const;
+  bool is_enabled(std::string const& name) const;
+
+  /// Each key under the engine's name; an unknown one keeps its own.
+  void translate(ParamMap const& in, ParamMap& out) const;
+  /// Replaces the value of each record by the present one.
+  void replace_by_own(RawResult& records) const;
+  /// What a user may set.
+  void user_parameters(std::list<std::string>& names) const;
+  /// Leaves `text` as it is for an unknown word.
+  void device_info(std::string const& word, std::string& text) const;
+
+  /// The file that the system monitor's data go to; may be empty.
+  void set_sysmon_data_file(std::string name);
+
+  int slr_count() const;
+
+ private:
+  std::optional<std::uint32_t> find(std::string_view name) const;
+  template <class Answer>
+  Answer of(std::string const& name, Answer (kdi::cores::Instance::*question)(std::uint32_t) const) const;
+  void list_locked(RawResult& result) const;
+  std::vector<std::pair<std::uint32_t, std::string>> known(StrPairs const& pairs, ParamMap& messages) const;
+  void report(ParamMap& messages);
+
+  const std::shared_ptr<kdi::cores::Core const> core_;
+  kdi::device::Part const* const part_;
+  const std::string instance_name_;
+  const kdi::cores::Facts facts_;
+  mutable std::mutex mutex_;
+  std::string sysmon_data_file_;
+  kdi::cores::Instance instance_;
+};
+
+}  // namespace hardip_eng

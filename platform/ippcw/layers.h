@@ -1,0 +1,74 @@
+// What instances offer, in layers: a class of instances is a door with some of them on top.
+#pragma once
+
+#include <list>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "kdi/ippcw/HardIP.h"
+#include "platform/ippcw/configured_core.h"
+
+namespace hardip_eng {
+
+using Configured = std::shared_ptr<ConfiguredCore>;
+
+/// What no core lacks.
+template <class Base>
+class Named : public Base {
+ public:
+  explicit Named(Configured core) : core_(std::move(core)) {}
+
+  std::string instanceFileStem() const override { return core_->instance_name(); }
+  bool isMultiSlr() const override { return core_->slr_count() > 1; }
+  int slrCount() const override { return core_->slr_count(); }
+
+ protected:
+  const Configured core_;
+};
+
+/// Parameters that can be set and asked.
+template <class Base>
+class WithParameters : public Named<Base> {
+ public:
+  using Named<Base>::Named;
+
+  void storeUserParams(ParamMap const& params) override { this->core_->start(params); }
+  void getRanges(ParamMap const& params, RawResult& result, ParamMap& messages, int strength) override {
+    this->core_->apply(params, result, messages, strength);
+  }
+  void getOutputParams(RawResult& result) override { this->core_->list(result); }
+  bool isDefaultInstance() override { return this->core_->is_default(); }
+  std::string getParamValue(std::string const& name) override { return this->core_->value(name); }
+  void getUserParamList(std::list<std::string>& names) override { this->core_->user_parameters(names); }
+  void getDeviceInfo(std::string info, std::string& text) override { this->core_->device_info(info, text); }
+};
+
+/// A processing system, which has a system monitor.
+template <class Base>
+class WithMonitor : public WithParameters<Base> {
+ public:
+  using WithParameters<Base>::WithParameters;
+
+  void setSysmonDataFile(std::string& name) override { this->core_->set_sysmon_data_file(name); }
+};
+
+/// What the model of processing systems with their platform controller asks.
+template <class Base>
+class WithModel : public WithMonitor<Base> {
+ public:
+  using WithMonitor<Base>::WithMonitor;
+
+  void translateParamNames(ParamMap const& in, ParamMap& out) override { this->core_->translate(in, out); }
+  void guiSetParamOf(StrPairs const& pairs, StrVec& modified, ParamMap& messages) override {
+    this->core_->change(pairs, modified, messages);
+  }
+  std::string getParamValueOf(std::string const& name) override { return this->core_->value(name); }
+  std::string getBackUpParamValueOf(std::string const& name) override { return this->core_->backup(name); }
+  std::string getParamTypeOf(std::string const& name) override { return this->core_->type(name); }
+  void getParamRangeOf(std::string const& name, StrVec& range) override { this->core_->range(name, range); }
+  bool isParamEnabledOf(std::string const& name) override { return this->core_->is_enabled(name); }
+  void getUserModifiedOf(RawResult& records) override { this->core_->replace_by_own(records); }
+};
+
+}  // namespace hardip_eng

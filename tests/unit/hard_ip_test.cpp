@@ -1,0 +1,256 @@
+// Cores behind the doors of the hard-IP engine: which instance a context gets, what it offers, and what it answers.
+#include <gtest/gtest.h>
+
+#include "kdi/common/host/MessageHost.h"
+#include "kdi/ippcw/HICHipInstInterface.h"
+#include "kdi/ippcw/HICInst.h"
+#include "kdi/ippcw/HardIPInstance.h"
+#include "kdi/ippcw/cips_top.h"
+#include "kdi/ippcw/host/HardIPFactories.h"
+#include "tests/support/made_cores.h"
+
+namespace {
+
+using hardip_eng::HardIPInterface;
+using hardip_eng::HardIPManager;
+using hardip_eng::HardIPOp;
+
+constexpr char kXramPart[] = "brvn3716-die-2LHP-e-S-es1";
+
+constexpr char kParameters[] = R"("parameters": [
+  {"name": "ENABLE", "type": "truth", "widget": "CHECKBOX", "description": "d", "default": "0",
+   "user_names": ["OLD_ENABLE"]},
+  {"name": "RATE", "type": "integer", "widget": "EDIT", "description": "d", "default": "5", "limits": ["1", "9"],
+   "enabled": "ENABLE", "skips": true,
+   "messages": [{"name": "odd", "severity": "warning", "when": "RATE mod 2 == 1 and ENABLE", "text": "{RATE} is odd"},
+                {"name": "large", "severity": "error", "when": "RATE > 6", "text": "{RATE} is large"}]},
+  {"name": "MODE", "type": "text", "widget": "COMBO", "description": "d", "default": "one", "values": ["one", "two or more"]},
+  {"name": "TWICE", "type": "integer", "widget": "EDIT", "description": "d", "default": "0", "derived": "RATE * 2"}
+])";
+
+// One core of each kind, all alike.
+class HardIp : public testing::Test {
+ protected:
+  HardIp() {
+    for (char const* const kind : {"fixed", "block", "plain", "pspmc", "cips", "psxl"})
+      cores_.add(std::string("made_") + kind, "1.0", std::string(R"("interface": ")") + kind + "\", " + kParameters);
+    cores_.add("made_block", "1.10", R"("extends": "1.0", "renamed": {"MODE": "STYLE"})");
+  }
+  ~HardIp() override {
+    for (ParamMap const& made : made_) manager_.deleteInstance(made, errors_);
+  }
+
+  ParamMap context(std::string const& core, std::string const& version = "") const {
+    return on(cores_.part(), core, version);
+  }
+  static ParamMap on(std::string const& part, std::string const& core, std::string const& version = "",
+                     std::string const& name = "i") {
+    return {{"ps_core_name", core}, {"ps_core_ver", version}, {"part", part}, {"instance_name", name}};
+  }
+  HardIPInterface* get(ParamMap const& asked) {
+    made_.push_back(asked);
+    HardIPInterface* const made = manager_.getOrCreateInstance(asked, errors_);
+    EXPECT_NE(made, nullptr) << (errors_.empty() ? "no reason" : errors_.back());
+    return made;
+  }
+  std::string refusal(ParamMap const& asked) {
+    StrVec errors;
+    EXPECT_EQ(manager_.getOrCreateInstance(asked, errors), nullptr);
+    EXPECT_EQ(errors.size(), 1u);
+    return errors.empty() ? "" : errors[0];
+  }
+
+  MadeCores cores_;
+  message_host::Capture messages_;
+  HardIPManager& manager_ = *HardIPManager::getInstance();
+  StrVec errors_;
+  std::vector<ParamMap> made_;
+};
+
+TEST_F(HardIp, TheReferenceMemoryStandsBehindTheDoors) {
+  HardIPInterface* const xram = get(on(kXramPart, "xram", "1.0"));
+  ASSERT_NE(xram, nullptr) << errors_.at(0);
+  EXPECT_TRUE(xram->isDefaultInstance());
+  RawResult ranges;
+  ParamMap messages;
+  xram->getRanges({{"CONFIG.XRAM_CLOCK_MHZ", "900"}, {"XRAM_PORT0_ENABLE", "true"}}, ranges, messages, 10);
+  EXPECT_EQ(messages,
+            (ParamMap{{"XRAM_REF_CTRL_FREQMHZ", "PARAM XRAM_REF_CTRL_FREQMHZ::900 is out of range  { 50,800 }"}}));
+  EXPECT_EQ(ranges.at("XRAM_REF_CTRL_FREQMHZ"),
+            (RawResult::mapped_type{{"900"}, {"50", "800"}, {"ENABLE"}, {"EDIT"}, {}, {}}));
+  EXPECT_EQ(ranges.at("XRAM_PORT0_ENABLE")[0], StrVec{"1"});
+  EXPECT_EQ(ranges.at("XRAM_PORT0_DATA_WIDTH"),
+            (RawResult::mapped_type{{"128"}, {"32", "64", "128"}, {"ENABLE"}, {"COMBO"}, {}, {}}));
+  EXPECT_EQ(ranges.at("XRAM_PORT1_DATA_WIDTH"),
+            (RawResult::mapped_type{{"SKIP"}, {"32", "64", "128"}, {"DISABLE"}, {"COMBO"}, {}, {}}));
+  EXPECT_FALSE(xram->isDefaultInstance());
+  RawResult output;
+  xram->getOutputParams(output);
+  EXPECT_EQ(output, ranges);
+  std::string text = "as it was";
+  xram->getDeviceInfo("no such word", text);
+  EXPECT_EQ(text, "as it was");
+  xram->getDeviceInfo("device", text);
+  EXPECT_EQ(text, "brvn3716");
+}
+
+TEST_F(HardIp, AClassForEachKindOfCore) {
+  EXPECT_NE(dynamic_cast<pspmc_config::pspmc_top*>(get(context("made_pspmc"))), nullptr);
+  EXPECT_EQ(dynamic_cast<cips_config::cips_top*>(get(context("made_pspmc"))), nullptr);
+  EXPECT_NE(dynamic_cast<cips_config::cips_top*>(get(context("made_cips"))), nullptr);
+  HardIPInterface* const psxl = get(context("made_psxl"));
+  EXPECT_NE(dynamic_cast<HICHipInstInterface*>(psxl), nullptr);
+  EXPECT_NE(psxl->getHICInst(), nullptr);
+  EXPECT_EQ(dynamic_cast<pspmc_config::pspmc_top*>(get(context("made_plain"))), nullptr);
+  EXPECT_EQ(get(context("made_plain"))->getHICInst(), nullptr);
+  EXPECT_EQ(psxl->instanceFileStem(), "i");
+  EXPECT_EQ(psxl->slrCount(), 2);
+  EXPECT_TRUE(psxl->isMultiSlr());
+}
+
+TEST_F(HardIp, OperationsAreOfferedByKind) {
+  const auto offers = [&](char const* core, HardIPOp op) { return get(context(core))->implements(op); };
+  for (const HardIPOp op :
+       {HardIPOp::getRanges, HardIPOp::getOutputParams, HardIPOp::isDefaultInstance, HardIPOp::getDeviceInfo}) {
+    EXPECT_FALSE(offers("made_fixed", op));
+    for (char const* const core : {"made_block", "made_plain", "made_pspmc", "made_cips", "made_psxl"})
+      EXPECT_TRUE(offers(core, op)) << core;
+  }
+  EXPECT_FALSE(offers("made_block", HardIPOp::setSysmonDataFile));
+  EXPECT_TRUE(offers("made_plain", HardIPOp::setSysmonDataFile));
+  EXPECT_TRUE(offers("made_cips", HardIPOp::setSysmonDataFile));
+}
+
+TEST_F(HardIp, RefusalsSayWhatThereIs) {
+  EXPECT_EQ(refusal({{"instance_name", "x"}}), "the context has no ps_core_name");
+  EXPECT_TRUE(refusal(context("no/core")).starts_with("no core \"no/core\"; there are made_block, made_cips, "));
+  EXPECT_TRUE(refusal(context("..")).starts_with("no core \"..\"; there are "));
+  EXPECT_TRUE(refusal(context("parts")).starts_with("no core \"parts\"; there are "));
+  EXPECT_EQ(refusal(on("", "made_block")), "the context has no part");
+  EXPECT_EQ(refusal(on("none-1", "made_block")), "part \"none-1\" is not known");
+  EXPECT_EQ(refusal(context("xram", "1.0")),
+            "the part " + cores_.part() +
+                " does not have the core xram; it has made_block, made_cips, made_fixed, made_plain, "
+                "made_pspmc, made_psxl");
+  EXPECT_EQ(refusal(context("made_block", "../1.0")),
+            "no version \"../1.0\" of made_block on the part " + cores_.part() + "; there are 1.0, 1.10");
+  EXPECT_EQ(refusal(on("zrv7030-c484-1-c", "made_block")),
+            "the part zrv7030-c484-1-c does not have the core made_block; it has ps7");
+  cores_.root().file("cores/made_block/2.0.json", "{]");
+  EXPECT_NE(refusal(context("made_block", "2.0")).find("cores/made_block/2.0.json:1: "), std::string::npos);
+}
+
+TEST_F(HardIp, TheNewestVersionWithoutAWord) {
+  HardIPInterface* const newest = get(context("made_block"));
+  EXPECT_EQ(newest->getParamValue("STYLE"), "one");
+  EXPECT_EQ(newest->getParamValue("MODE"), "one");  // its name before
+  EXPECT_EQ(get(on(cores_.part(), "made_block", "1.0", "j"))->getParamValue("STYLE"), "");
+}
+
+TEST_F(HardIp, WhatAFactoryThrowsIsWhyThereIsNone) {
+  const auto with = [&](hardip_eng::HardIPFactory factory) {
+    hardip_eng::set_hard_ip_factory("thrown", std::move(factory));
+    const std::string text = refusal(context("thrown"));
+    hardip_eng::set_hard_ip_factory("thrown", nullptr);
+    return text;
+  };
+  EXPECT_EQ(with([](ParamMap const&, StrVec&) -> std::shared_ptr<HardIPInterface> { throw std::runtime_error("why"); }),
+            "why");
+  EXPECT_EQ(with([](ParamMap const&, StrVec&) -> std::shared_ptr<HardIPInterface> { throw 7; }),
+            "the core \"thrown\" could not be made");
+  EXPECT_EQ(with([](ParamMap const&, StrVec&) { return nullptr; }), "the core \"thrown\" could not be made");
+  StrVec errors;
+  EXPECT_EQ(manager_.findInstance(context("thrown"), errors), nullptr);
+  EXPECT_TRUE(errors.empty());
+}
+
+TEST_F(HardIp, TheModelOfProcessingSystemsIsAnswered) {
+  auto* const top = dynamic_cast<pspmc_config::pspmc_top*>(get(context("made_cips")));
+  ASSERT_NE(top, nullptr);
+  ParamMap translated;
+  top->translateParamNames({{"CONFIG.OLD_ENABLE", "1"}, {"RATE", "2"}, {"CONFIG.NEW", "3"}}, translated);
+  EXPECT_EQ(translated, (ParamMap{{"ENABLE", "1"}, {"RATE", "2"}, {"CONFIG.NEW", "3"}}));
+  EXPECT_EQ(top->getParamValueOf("RATE"), "SKIP");
+  EXPECT_EQ(top->getBackUpParamValueOf("RATE"), "5");
+  EXPECT_FALSE(top->isParamEnabledOf("RATE"));
+  StrVec modified;
+  ParamMap messages;
+  top->guiSetParamOf({{"ENABLE", "true"}, {"RATE", "8"}, {"MODE", "{two or more}"}, {"NONE", "1"}}, modified, messages);
+  EXPECT_EQ(modified, (StrVec{"ENABLE", "RATE", "MODE", "TWICE"}));
+  EXPECT_EQ(messages, (ParamMap{{"RATE", "8 is large"}, {"NONE", "made_cips 1.0 has no parameter \"NONE\""}}));
+  EXPECT_EQ(top->getParamValueOf("MODE"), "two or more");
+  EXPECT_TRUE(top->isParamEnabledOf("RATE"));
+  EXPECT_EQ(top->getParamTypeOf("ENABLE"), "checkBox");
+  EXPECT_EQ(top->getParamTypeOf("RATE"), "textEdit");
+  EXPECT_EQ(top->getParamTypeOf("MODE"), "combo");
+  StrVec range;
+  top->getParamRangeOf("RATE", range);
+  EXPECT_EQ(range, (StrVec{"1", "9"}));
+  messages.clear();
+  top->guiSetParamOf({{"RATE", "7"}}, modified, messages);
+  EXPECT_EQ(messages, (ParamMap{{"RATE", "7 is large"}}));  // the error, not the warning
+  top->guiSetParamOf({{"RATE", "3"}}, modified, messages);
+  EXPECT_EQ(messages, (ParamMap{{"RATE", "Warning:3 is odd"}}));
+  EXPECT_EQ(modified, (StrVec{"ENABLE", "RATE", "MODE", "TWICE"}));  // each once
+  // A disabled parameter keeps what the user gave, and what it shows is no value.
+  top->guiSetParamOf({{"ENABLE", "0"}}, modified, messages);
+  top->guiSetParamOf({{"RATE", "skip"}}, modified, messages);
+  EXPECT_EQ(top->getParamValueOf("RATE"), "SKIP");
+  EXPECT_EQ(top->getBackUpParamValueOf("RATE"), "3");
+  RawResult records{{"RATE", {{"x"}, {}, {}}}, {"UNKNOWN", {{"y"}}}};
+  top->getUserModifiedOf(records);
+  EXPECT_EQ(records, (RawResult{{"RATE", {{"3"}, {}, {}}}, {"UNKNOWN", {{"y"}}}}));
+  // The parameters of the user replace what was given before.
+  top->storeUserParams({{"ENABLE", "1"}});
+  RawResult all;
+  messages.clear();
+  top->getRanges({}, all, messages, 5);
+  EXPECT_EQ(all.at("RATE")[0], StrVec{"5"});
+  EXPECT_EQ(messages, (ParamMap{{"RATE", "Warning:5 is odd"}}));
+  std::list<std::string> names;
+  top->getUserParamList(names);
+  EXPECT_EQ(names, (std::list<std::string>{"ENABLE", "RATE", "MODE"}));
+}
+
+TEST_F(HardIp, StrengthsTellHowMuchFollows) {
+  HardIPInterface* const block = get(context("made_block", "1.0"));
+  RawResult result;
+  ParamMap messages;
+  block->getRanges({{"ENABLE", "1"}, {"RATE", "12"}}, result, messages, 4);
+  EXPECT_EQ(result.at("TWICE")[0], StrVec{"10"});
+  EXPECT_EQ(result.at("RATE")[2], StrVec{"DISABLE"});
+  block->getRanges({}, result, messages, 5);
+  EXPECT_EQ(result.at("RATE")[2], StrVec{"ENABLE"});
+  EXPECT_EQ(messages, (ParamMap{{"RATE", "PARAM RATE::12 is out of range  { 1,9 }"}}));
+}
+
+TEST_F(HardIp, TheLargerSystemsHaveAnInstanceOfTheirOwn) {
+  HardIPInterface* const face = get(context("made_psxl"));
+  const std::shared_ptr<HICInst> inst = face->getHICInst();
+  dynamic_cast<HICHipInstInterface&>(*face).setSubCoreName("tmp_pmcps_0");
+  EXPECT_EQ(inst->getSubCoreName(), "tmp_pmcps_0");
+  StrPairs pairs{{"ENABLE", "1"}};
+  StrVec modified;
+  ParamMap messages;
+  inst->guiSetParam(pairs, modified, messages);
+  EXPECT_EQ(modified, (StrVec{"ENABLE", "RATE"}));
+  EXPECT_EQ(face->getParamValue("RATE"), "5");  // one core behind both
+  manager_.deleteInstance(context("made_psxl"), errors_);
+  EXPECT_EQ(inst->getParamValue("RATE"), "5");  // and it outlives the manager's
+  EXPECT_TRUE(inst->isPSBankAvailable());
+  EXPECT_EQ(inst->getSlrCount(), 2);
+}
+
+TEST_F(HardIp, AnInstanceOutsideTheManagerHasTheCoreOfItsName) {
+  HICInst named("made_psxl_0");
+  EXPECT_EQ(named.getParamValue("MODE"), "one");
+  EXPECT_FALSE(named.isPSBankAvailable());  // it knows no part
+  HICInst other("none_0");
+  EXPECT_EQ(other.getParamValue("MODE"), "");
+  EXPECT_EQ(other.getSlrCount(), 1);
+  EXPECT_FALSE(other.isParamEnabled("MODE"));
+  ASSERT_EQ(messages_.lines().size(), 1u);
+  EXPECT_NE(messages_.lines()[0].find("no core \"none\"; there are "), std::string::npos);
+}
+
+}  // namespace
