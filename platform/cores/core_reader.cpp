@@ -58,7 +58,7 @@ class CoreReader : public Scope {
   // --- what rules see
 
   std::optional<Symbol> symbol(std::string_view name) const override {
-    if (const auto number = core_->find(name)) return symbol_of(*number, Core::kValue);
+    if (const auto number = parameter(name)) return symbol_of(*number, Core::kValue);
     const auto definition = definition_numbers_.find(name);
     if (definition == definition_numbers_.end() || definition->second >= core_->definitions_.size())
       return std::nullopt;
@@ -70,7 +70,7 @@ class CoreReader : public Scope {
       const auto fact = core_->find_fact(name);
       return fact ? std::optional(Symbol{core_->facts()[*fact].type, core_->fact_slot(*fact)}) : std::nullopt;
     }
-    const auto number = core_->find(name);
+    const auto number = parameter(name);
     if (!number) return std::nullopt;
     if (aspect == "user") return symbol_of(*number, Core::kUser);
     if (aspect == "given") return Symbol{Kind::truth, Core::slot(*number, Core::kGiven)};
@@ -88,6 +88,13 @@ class CoreReader : public Scope {
   }
 
  private:
+  // Rules of older versions, and of parts, go on with the names that parameters had.
+  std::optional<std::uint32_t> parameter(std::string_view name) const {
+    if (const auto number = core_->find(name)) return number;
+    const auto former = former_numbers_.find(name);
+    return former == former_numbers_.end() ? std::nullopt : std::optional(former->second);
+  }
+
   Symbol symbol_of(std::uint32_t number, Core::Slot which) const {
     Parameter const& parameter = core_->parameters_[number];
     return {parameter.type, Core::slot(number, which), parameter.values.empty() ? nullptr : &parameter.values};
@@ -350,7 +357,10 @@ class CoreReader : public Scope {
     };
     if (JsonValue const* const list = draft.find("user_names"))
       for (std::string const& name : texts(*list, draft.places)) add(name, *list);
-    for (std::string const& name : draft.former_names) add(name, draft.origin);
+    for (std::string const& name : draft.former_names) {
+      add(name, draft.origin);
+      former_numbers_.emplace(name, number);
+    }
   }
 
   // --- rules
@@ -382,7 +392,8 @@ class CoreReader : public Scope {
   // A definition may use those before it.
   void compile_definitions() {
     for (DefinitionDraft const& draft : definition_drafts_) {
-      if (core_->find(draft.name)) draft.rule.refuse("a name that no parameter has");
+      if (core_->find(draft.name) || core_->find_user_name(draft.name))
+        draft.rule.refuse("a name that no parameter has");
       Rule compiled = rule(draft.rule, draft.places, std::nullopt);
       definition_numbers_.emplace(draft.name, static_cast<std::uint32_t>(core_->definitions_.size()));
       core_->definitions_.push_back({draft.name, std::move(compiled)});
@@ -552,6 +563,7 @@ class CoreReader : public Scope {
   std::map<std::string, std::size_t, std::less<>> part_numbers_;  // among the files
   std::vector<Draft> drafts_;
   std::map<std::string, std::size_t, std::less<>> draft_numbers_;
+  std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
   std::vector<DefinitionDraft> definition_drafts_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
   std::vector<Node> nodes_;

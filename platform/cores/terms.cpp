@@ -10,8 +10,14 @@ CoreScope::CoreScope(Core const& core) : core_(core) {
   for (std::uint32_t i = 0; i < core.definitions().size(); ++i) definitions_.emplace(core.definitions()[i].name, i);
 }
 
+// A rule may say a name that the parameter had in an older version.
+std::optional<std::uint32_t> CoreScope::parameter(std::string_view name) const {
+  const auto number = core_.find(name);
+  return number ? number : core_.find_user_name(name);
+}
+
 std::optional<Symbol> CoreScope::symbol(std::string_view name) const {
-  if (const auto number = core_.find(name))
+  if (const auto number = parameter(name))
     return Symbol{core_.parameters()[*number].type, Core::slot(*number, Core::kValue)};
   const auto found = definitions_.find(name);
   if (found == definitions_.end()) return std::nullopt;
@@ -23,7 +29,7 @@ std::optional<Symbol> CoreScope::aspect(std::string_view aspect, std::string_vie
     const auto fact = core_.find_fact(name);
     return fact ? std::optional(Symbol{core_.facts()[*fact].type, core_.fact_slot(*fact)}) : std::nullopt;
   }
-  const auto number = core_.find(name);
+  const auto number = parameter(name);
   if (!number) return std::nullopt;
   if (aspect == "user") return Symbol{core_.parameters()[*number].type, Core::slot(*number, Core::kUser)};
   if (aspect == "given") return Symbol{Kind::truth, Core::slot(*number, Core::kGiven)};

@@ -20,6 +20,8 @@ class CoreScope : public Scope {
   std::optional<Symbol> aspect(std::string_view aspect, std::string_view name) const override;
 
  private:
+  std::optional<std::uint32_t> parameter(std::string_view name) const;
+
   Core const& core_;
   std::map<std::string_view, std::uint32_t> definitions_;
 };

@@ -235,7 +235,7 @@ class Consequences {
     Instance instance(core_);
     apply(instance, around);
     for (std::uint32_t i = 0; i < has_.size(); ++i) {
-      if (has_[i] || core_->parameters()[i].derived || !instance.is_enabled(i)) continue;
+      if (has_[i] || core_->parameters()[i].derived || !instance.is_enabled(i) || !has_reader(i)) continue;
       const std::vector<Due> before_said = said(instance, i);
       for (std::string const& value : candidates(instance, i))
         if (!has_[i]) change(instance, i, value, before_said);
@@ -251,6 +251,16 @@ class Consequences {
   }
 
  private:
+  // Whether any step but its own reads the parameter at all.
+  bool has_reader(std::uint32_t parameter) const {
+    for (std::uint32_t slot = 0; slot < Core::kSlots; ++slot)
+      for (const std::uint32_t step : core_->readers(Core::slot(parameter, static_cast<Core::Slot>(slot))))
+        if (core_->steps()[step].parameter != parameter || core_->steps()[step].kind == Step::Kind::message ||
+            core_->steps()[step].kind == Step::Kind::definition)
+          return true;
+    return false;
+  }
+
   // Gives the parameter the value, looks at what moved, and takes it back.
   void change(Instance& instance, std::uint32_t parameter, std::string const& value, std::vector<Due> const& before) {
     const std::optional<std::string> given = instance.given(parameter);

@@ -5,6 +5,7 @@
 
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
+#include "kdi/cores/Explain.h"
 #include "kdi/cores/Instance.h"
 #include "tests/support/places.h"
 #include "tests/support/scratch.h"
@@ -199,6 +200,25 @@ TEST_F(Versions, ExtendOneAnother) {
   EXPECT_EQ(after.value(number(*core, "C")), "18");
   after.set({{number(*core, "B_NEW"), "5"}});
   EXPECT_EQ(after.value(number(*core, "C")), "27");
+}
+
+TEST_F(Versions, KeepRulesThatSayTheOldName) {
+  version("1.0", "\"parameters\": [" + parameter("A", "integer", "1") + "," +
+                     parameter("B", "integer", "2", R"J(, "derived": "A + (if given(A) then 10 else 0)")J") +
+                     "], \"definitions\": {\"D\": \"A * 2\"}");
+  version("1.1", R"("extends": "1.0", "renamed": {"A": "A_MHZ"})");
+  version("1.2",
+          R"("extends": "1.1", "renamed": {"A_MHZ": "A_FREQMHZ"}, "changed": [{"name": "A_FREQMHZ", "default": "3"}])");
+  const auto core = Core::read(scratch_.folder(), "made", "1.2");
+  Instance instance(core);
+  EXPECT_EQ(instance.value(number(*core, "B")), "3");
+  instance.set({{*core->find_user_name("A"), "4"}});
+  EXPECT_EQ(instance.value(number(*core, "B")), "14");
+  EXPECT_EQ(core->find_user_name("A_MHZ"), core->find("A_FREQMHZ"));
+  EXPECT_NE(explain(instance, number(*core, "B")).json().find("given(A)"), std::string::npos);
+  // The name is that of another parameter now.
+  version("1.2", R"("extends": "1.1", "parameters": [)" + parameter("A", "integer", "5") + "]");
+  EXPECT_NE(error_of("1.2").find("expected a name that is not the engine's for a parameter"), std::string::npos);
 }
 
 TEST_F(Versions, ExtendThoseOfOtherCores) {
