@@ -111,7 +111,7 @@ void read_primitives(Description const& words, Geometry const& known, Memory& me
       if (item == std::to_string(known.primitives[i].kilobits)) is_known = memory.allowed[i] = true;
     if (!is_known)
       refuse(Code::bad_value, kPrimitives,
-             Description::shown(words.text(kPrimitives)) + " is no list of sizes of primitives, such as 18 or 18,36");
+             kdi::text::shown(words.text(kPrimitives)) + " is no list of sizes of primitives, such as 18 or 18,36");
   }
 }
 
@@ -132,7 +132,7 @@ void read_shape(Description const& words, Geometry const& known, Memory& memory)
         memory.fixed_width = candidate.width;
         return;
       }
-  refuse(Code::bad_value, kShape, Description::shown(text) + " is no shape of a primitive, such as 2048x9");
+  refuse(Code::bad_value, kShape, kdi::text::shown(text) + " is no shape of a primitive, such as 2048x9");
 }
 
 void read_byte_width(Description const& words, TypeRow const& type, Memory& memory) {

@@ -6,10 +6,11 @@
 
 #include "kdi/common/KdiInstances.h"
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/device/parts.h"
 #include "platform/ip/clock_faces/achievable.h"
 #include "platform/ip/clock_faces/dictionaries.h"
-#include "platform/ip/clock_faces/instances.h"
+#include "platform/ip/clock_faces/least_instances.h"
 #include "platform/ip/clock_faces/part_primitives.h"
 #include "platform/ip/clock_faces/questions.h"
 #include "platform/ip/clocking/models.h"
@@ -43,7 +44,7 @@ device::ClockPrimitive const& primitive_of(device::Part const& part, std::string
   if (auto const* const data = part.clock_primitive(name_or_number)) return *data;
   for (ClockPrimitive primitive : {CLKPRIM_MMCM, CLKPRIM_PLL, CLKPRIM_PHYPLL})
     if (name_or_number == std::to_string(primitive)) return kdi::clocking::primitive_of(part, kind_of(primitive));
-  throw Fault{part.name + " has no clock primitive \"" + name_or_number + "\""};
+  throw Fault{part.name + " has no clock primitive " + kdi::text::shown(name_or_number)};
 }
 
 device::LoopModel const& loop_of(device::ClockPrimitive const& data, BandwidthWord::BANDWIDTH bandwidth) {
@@ -105,7 +106,7 @@ std::string HIPClockingSoln::getSpeedFileProperty(std::string& name, std::string
   std::string text;
   answer_or(errors, [&] {
     const auto value = part_of(name).speed_key(key);
-    if (!value) throw Fault{name + " has no value \"" + key + "\""};
+    if (!value) throw Fault{name + " has no value " + kdi::text::shown(key)};
     text = kdi::number::plain(*value);
   });
   return text;
@@ -225,7 +226,7 @@ bool HIPClockingSoln::computeMinimalClkInst(std::vector<double> const& outputs,
                                             std::string& part, std::string& result) {
   std::vector<double> inputs_mhz;
   for (auto const& input : inputs) inputs_mhz.push_back(input.first);
-  return answer(result, [&] { result = minimal_instances(part_of(part), outputs, inputs_mhz, inPeriod); });
+  return answer(result, [&] { result = least_instances(part_of(part), outputs, inputs_mhz, inPeriod); });
 }
 
 // ---------------------------------------------------------------------------------------------------------- manager

@@ -152,7 +152,7 @@ bool HIPClockingUtils::validateSSArgs(std::string& text, bool& enabled, std::str
   if (words.empty() || (words.size() == 1 && words.front() == "NONE")) return true;
   const auto frequency = words.size() == 2 ? kdi::clocking::read_number(words.back()) : std::nullopt;
   if (!frequency || *frequency <= 0) {
-    error = "Ip_Clocking_Calc_M_D: Spread spectrum '" + text +
+    error = "Ip_Clocking_Calc_M_D: Spread spectrum '" + kdi::text::shortened(text) +
             "' needs to be a mode and a modulation frequency in kHz above 0, or NONE\n";
     return false;
   }

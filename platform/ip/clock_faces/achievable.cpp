@@ -4,6 +4,7 @@
 #include <set>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "platform/ip/clock_faces/part_primitives.h"
 #include "platform/ip/clocking/queries.h"
 
@@ -23,7 +24,7 @@ std::optional<device::Range> rates_of(device::Part const& part, std::string cons
       rates->min = std::min(rates->min, memory.rate_mbps.min);
       rates->max = std::max(rates->max, memory.rate_mbps.max);
     }
-  if (!rates) throw Fault{part.name + " has no memory controller for \"" + controller_type + "\""};
+  if (!rates) throw Fault{part.name + " has no memory controller for " + text::shown(controller_type)};
   return rates;
 }
 

@@ -45,11 +45,11 @@ class Words : public NamedWords<Refusals> {
 
   double number(Word word) const {
     if (const auto value = read_number(text(word))) return *value;
-    refuse(word, shown(text(word)) + " is no number");
+    refuse(word, kdi::text::shown(text(word)) + " is no number");
   }
   std::vector<double> numbers(Word word) const {
     if (const auto values = read_numbers(text(word))) return *values;
-    refuse(word, shown(text(word)) + " is no list of numbers");
+    refuse(word, kdi::text::shown(text(word)) + " is no list of numbers");
   }
   bool is_second(Word word, std::string_view first, std::string_view second) const {
     return choice(word, std::array{first, second}) == 1;
@@ -76,7 +76,7 @@ device::ClockPrimitive const& primitive_of(device::Part const& part, Words const
   if (device::ClockPrimitive const* const data = part.clock_primitive(name)) return *data;
   std::vector<std::string> names;
   for (device::ClockPrimitive const& one : part.speed->clock_primitives) names.push_back(one.name);
-  Words::refuse(kPrimitive, part.name + " has no " + Words::shown(name) + "; it has " + text::joined(names, ", "));
+  Words::refuse(kPrimitive, part.name + " has no " + text::shown(name) + "; it has " + text::joined(names, ", "));
 }
 
 // One number for each output, or what stands in for a word that is not given.
@@ -92,7 +92,7 @@ std::optional<SpreadRequest> spread_of(Words const& words) {
   if (!words.has(kSpread)) return std::nullopt;
   const std::vector<std::string> parts = split_words(words.text(kSpread));
   const auto khz = parts.size() == 2 ? read_number(parts[1]) : std::nullopt;
-  if (!khz) Words::refuse(kSpread, Words::shown(words.text(kSpread)) + " is no mode with a frequency in kHz");
+  if (!khz) Words::refuse(kSpread, text::shown(words.text(kSpread)) + " is no mode with a frequency in kHz");
   return spread(parts[0], *khz);
 }
 

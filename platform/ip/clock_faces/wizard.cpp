@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/device/parts.h"
 #include "platform/ip/clock_faces/dictionaries.h"
 #include "platform/ip/clock_faces/number_lists.h"
@@ -32,7 +33,7 @@ enum class Empty { means_none, is_too_few };
 std::vector<double> first_numbers(char const* what, std::string const& list, std::size_t count, Empty empty) {
   if (count == 0) return {};
   auto values = read_numbers(list);
-  if (!values) throw Fault{"the " + std::string(what) + " \"" + list + "\" are not all numbers"};
+  if (!values) throw Fault{"the " + std::string(what) + " " + text::shown(list) + " are not all numbers"};
   if (values->empty() && empty == Empty::means_none) return {};
   if (values->size() < count)
     throw Fault{std::to_string(count) + " clocks are asked for, with " + std::to_string(values->size()) + " " + what};
@@ -242,7 +243,7 @@ device::LoopModel const& ClockWizard::find_loop(std::string const& bandwidth, do
   require_within("input frequency", input_mhz, owner.input_mhz);
   require_within("VCO frequency", vco_mhz, owner.vco_mhz);
   const auto known_bandwidth = bandwidth_of(bandwidth);
-  if (!known_bandwidth) throw Fault{"bandwidth \"" + bandwidth + "\" is none of LOW, HIGH, OPTIMIZED"};
+  if (!known_bandwidth) throw Fault{"bandwidth " + text::shown(bandwidth) + " is none of LOW, HIGH, OPTIMIZED"};
   if (device::LoopModel const* const loop = owner.loop(*known_bandwidth)) return *loop;
   throw Fault{owner.name + " has no bandwidth " + bandwidth};
 }
@@ -352,7 +353,7 @@ std::string ClockWizard::input_frequencies(std::string const& primitive_name, do
                                            bool input_buffer) const {
   check_list(wanted_mhz, count, margin);
   device::ClockPrimitive const* const data = known(part_, part_name_).clock_primitive(primitive_name);
-  if (data == nullptr) throw Fault{part_->name + " has no clock primitive \"" + primitive_name + "\""};
+  if (data == nullptr) throw Fault{part_->name + " has no clock primitive " + text::shown(primitive_name)};
   const Primitive primitive = solver_primitive(*data);
   Request request = options_for(*data, input_buffer);
   request.input_hz = *to_hz(wanted_mhz);

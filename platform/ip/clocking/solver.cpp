@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "platform/ip/clocking/diagnosis.h"
 #include "platform/ip/clocking/search.h"
 
@@ -38,7 +39,7 @@ Fault check_ratio(std::string const& field, Rational const& input, Rational cons
 
 Fault check_buffer(Primitive const& primitive, std::string const& field, std::string const& buffer) {
   if (buffer.empty() || primitive.buffer(buffer) != nullptr) return std::nullopt;
-  return field + ": the primitive has no buffer \"" + buffer + "\"";
+  return field + ": the primitive has no buffer " + text::shown(buffer);
 }
 
 Fault check_tolerance(std::string const& field, std::optional<Rational> const& value) {
@@ -60,7 +61,7 @@ Fault check_output(Primitive const& primitive, std::size_t index, OutputRequest 
 Fault check_spread(Primitive const& primitive, SpreadRequest const& spread) {
   constexpr std::int64_t kMaxModulation = 1 << 26;
   if (primitive.spread_mode(spread.mode) == nullptr)
-    return "the primitive has no spread-spectrum mode \"" + spread.mode + "\"";
+    return "the primitive has no spread-spectrum mode " + text::shown(spread.mode);
   if (spread.modulation_hz > 0 && spread.modulation_hz <= kMaxModulation && spread.modulation_hz.den() <= 1000)
     return std::nullopt;
   return "modulation frequency " + spread.modulation_hz.text() +

@@ -22,7 +22,7 @@ namespace kdi {
 
 enum class WordFault { unknown, repeated, unpaired, missing, bad_value, out_of_range };
 
-/// Borrows the words. Faults repeat no more of a word than text::shortened leaves.
+/// Borrows the words. Faults repeat no more of a word than kdi::text::shortened leaves.
 template <class Refusals>
 class NamedWords {
  public:
@@ -31,8 +31,8 @@ class NamedWords {
     for (std::size_t i = 0; i < words.size(); i += 2) {
       const std::string_view name = words[i];
       if (std::find(names.begin(), names.end(), name) == names.end())
-        Refusals::refuse(WordFault::unknown,
-                         "no word is called " + shown(name) + "; there are " + text::joined(names, ", "));
+        Refusals::refuse(WordFault::unknown, "no word is called " + kdi::text::shown(name) + "; there are " +
+                                                 kdi::text::joined(names, ", "));
       if (has(name)) refuse(WordFault::repeated, name, "is given twice");
       if (i + 1 == words.size()) refuse(WordFault::unpaired, name, "has no value");
       values_[name] = words[i + 1];
@@ -44,11 +44,8 @@ class NamedWords {
     Refusals::refuse(fault, about(name, what));
   }
   static std::string about(std::string_view name, std::string const& what) {
-    return "word " + text::quoted(name) + ": " + what;
+    return "word " + kdi::text::quoted(name) + ": " + what;
   }
-
-  /// A value as faults show it.
-  static std::string shown(std::string_view value) { return text::quoted(text::shortened(value)); }
 
   bool has(std::string_view name) const { return values_.contains(name); }
 
@@ -61,10 +58,10 @@ class NamedWords {
   /// An integer within the bounds. One beyond what an int holds is beyond them as well.
   int integer(std::string_view name, int least, int most) const {
     const auto value = number::whole_or_nearest<int>(text(name));
-    if (!value) refuse(WordFault::bad_value, name, shown(text(name)) + " is no integer");
+    if (!value) refuse(WordFault::bad_value, name, kdi::text::shown(text(name)) + " is no integer");
     if (*value < least || *value > most)
       refuse(WordFault::out_of_range, name,
-             text::shortened(text(name)) + " is outside " + std::to_string(least) + " to " + std::to_string(most));
+             kdi::text::shortened(text(name)) + " is outside " + std::to_string(least) + " to " + std::to_string(most));
     return *value;
   }
 
@@ -73,7 +70,8 @@ class NamedWords {
     if (!has(name)) return 0;
     const auto at = std::find(names.begin(), names.end(), text(name));
     if (at == names.end())
-      refuse(WordFault::bad_value, name, shown(text(name)) + " is none of " + text::joined(names, ", "));
+      refuse(WordFault::bad_value, name,
+             kdi::text::shown(text(name)) + " is none of " + kdi::text::joined(names, ", "));
     return static_cast<std::size_t>(at - names.begin());
   }
 

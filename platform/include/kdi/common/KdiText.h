@@ -119,9 +119,12 @@ KDI_DOOR std::string shortened_in_the_middle(std::string_view text, std::size_t 
 
 /// The text between double quotes, as messages show words that people gave.
 inline std::string quoted(std::string_view text) {
-  std::string shown = "\"";
-  return shown.append(text).append("\"");
+  std::string all = "\"";
+  return all.append(text).append("\"");
 }
+
+/// The same of a word of any length.
+inline std::string shown(std::string_view text) { return text::quoted(shortened(text)); }
 
 /// Changes, additions and removals of characters that lead from one text to the other (V. I. Levenshtein, "Binary codes
 /// capable of correcting deletions, insertions, and reversals", Soviet Physics Doklady 10, 1966), row by row.

@@ -16,8 +16,6 @@ inline Part const* find_part(std::string const& name) {
 }
 
 /// `part "x" is not known`, for a message.
-inline std::string unknown_part(std::string const& name) {
-  return "part " + text::quoted(text::shortened(name)) + " is not known";
-}
+inline std::string unknown_part(std::string const& name) { return "part " + text::shown(name) + " is not known"; }
 
 }  // namespace kdi::device

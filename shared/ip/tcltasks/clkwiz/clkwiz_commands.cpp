@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/ip/HIPClkwiz.h"
 #include "kdi/tcl/command.h"
 #include "tcltasks/clkwiz/clkwiz.h"
@@ -24,6 +25,7 @@ using kdi::number::fixed;
 using kdi::number::leading_double;
 using kdi::number::leading_int;
 using kdi::number::to_int;
+using kdi::text::shortened;
 
 // The whole of a word as a number; a plus sign may stand before it. What is none throws a std::exception whose text
 // reaches the user.
@@ -251,7 +253,7 @@ constexpr Setter kSetters[] = {
 int SetClkwizProperty(Tcl_Interp* interp, Words words) {
   const std::string property = words.text(3);
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
-  if (solver == nullptr) return tcl::fail(interp, "Unable to set property " + property);
+  if (solver == nullptr) return tcl::fail(interp, "Unable to set property " + shortened(property));
   for (Setter const& setter : kSetters)
     if (property == setter.property) setter.set(*solver, words);
   return TCL_OK;  // sic: a property that does not exist as well
@@ -285,13 +287,14 @@ std::string decimals_of_output(HIPClkwizImp& solver, std::string const& index) {
 // sic: the three that may fail give the message as the result of a command that succeeds
 std::string speed_key(HIPClkwizImp& solver, std::string const& key) {
   double value = 0;
-  return solver.getKeyValue(key, &value) ? fixed(value, 3) : "Unable to get value from speedsfile for keyword " + key;
+  return solver.getKeyValue(key, &value) ? fixed(value, 3)
+                                         : "Unable to get value from speedsfile for keyword " + shortened(key);
 }
 std::string min_period(HIPClkwizImp& solver, std::string const& buffer) {
   std::string text;
   return solver.getMinPeriodSpdData(buffer, text)
              ? text
-             : "GetClkwizProperty: Unable to get Min Period for buffer : " + buffer;
+             : "GetClkwizProperty: Unable to get Min Period for buffer : " + shortened(buffer);
 }
 std::string max_period(HIPClkwizImp& solver, std::string const&) {
   std::string text;
@@ -331,7 +334,7 @@ constexpr Getter kGetters[] = {
 int GetClkwizProperty(Tcl_Interp* interp, Words words) {
   const std::string property = words.text(3);
   HIPClkwizImp* const solver = GetClkwizImp(words.part, words.instance);
-  if (solver == nullptr) return tcl::fail(interp, "Unable to get property Get" + property);
+  if (solver == nullptr) return tcl::fail(interp, "Unable to get property Get" + shortened(property));
   const Argument unfit = words.count == 5 ? Argument::none : Argument::needed;
   std::string result;
   for (Getter const& getter : kGetters)
@@ -342,8 +345,8 @@ int GetClkwizProperty(Tcl_Interp* interp, Words words) {
 // ------------------------------------------------------------------------------------------------ achievable clocks
 
 int fail_without_instance(Tcl_Interp* interp, Words const& words) {
-  return tcl::fail(
-      interp, "Unable to get instance: " + words.instance + " of part: " + words.part + " for Get" + words.text(3));
+  return tcl::fail(interp, "Unable to get instance: " + shortened(words.instance) +
+                               " of part: " + shortened(words.part) + " for Get" + shortened(words.text(3)));
 }
 
 double read_margin(std::string const& word) { return word.empty() ? kDefaultMargin : whole_double(word); }

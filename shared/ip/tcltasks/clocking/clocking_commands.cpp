@@ -17,6 +17,7 @@ namespace Ip_Clocking {
 namespace {
 
 using kdi::number::leading_double;
+using kdi::text::shortened;
 using Bandwidth = HASTJitterCalculatorKelvane;
 
 // The option's name -primtive is misspelt (sic: scripts give it so).
@@ -131,8 +132,8 @@ int getSpeedFileProperty(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* 
   else
     errors.push_back(no_solver(name));
   if (!errors.empty())
-    return tcl::fail(
-        interp, "Ip_Clocking_Get_Property: Failed in retrieving speed file value for " + key + ". " + errors.front());
+    return tcl::fail(interp, "Ip_Clocking_Get_Property: Failed in retrieving speed file value for " + shortened(key) +
+                                 ". " + errors.front());
   return tcl::succeed(interp, value);
 }
 
@@ -168,6 +169,30 @@ int GetPhaseError(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const o
 
 namespace {
 
+// A command with options reads them, one of which is `part`, and finds the solver of that part; `answer(solver)` sets
+// the result.
+template <class Answer>
+int with_options(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], std::string const& command,
+                 std::string const& schema, std::string& part, std::initializer_list<Option> options, Answer answer) {
+  HIPClockingMgr::GetInstance();
+  if (!read_options(schema, objc, objv, options)) return tcl::fail(interp, command + ": Error in parsing options\n");
+  HIPClockingSoln* const solver = solver_of(part);
+  if (solver == nullptr) return tcl::fail(interp, command + ": " + no_solver(part) + "\n");
+  return answer(*solver);
+}
+
+// A word of a list that is to be a number.
+std::string no_double(std::string const& command, char const* what, std::string const& text) {
+  return command + ": Requested " + what + " '" + shortened(text) + "' needs to be a valid double value\n";
+}
+
+// More clocks than any primitive has, or any device: they are counted and not looked at.
+constexpr std::size_t kMostClocks = 1000;
+std::string too_many(std::string const& command, std::size_t count) {
+  return command + ": " + std::to_string(count) + " clocks are asked for, more than " + std::to_string(kMostClocks) +
+         "\n";
+}
+
 // What the two commands for input clocks are given.
 struct InputQuestion {
   std::string part, primitive_word, speed_file, controller;
@@ -178,26 +203,24 @@ struct InputQuestion {
 template <class Ask>
 int find_inputs(Tcl_Interp* interp, int objc, Tcl_Obj* const objv[], std::string const& command,
                 std::string const& schema, Ask ask) {
-  HIPClockingMgr::GetInstance();
   InputQuestion question;
-  if (!read_options(schema, objc, objv,
-                    {{"-part", &question.part},
-                     {"-clkoutphy_freq", &question.phy},
-                     {"-output_freq1", &question.out1},
-                     {"-output_freq2", &question.out2},
-                     {"-output_freq3", &question.out3},
-                     {"-output_freq4", &question.out4},
-                     {"-primtive", &question.primitive_word},
-                     {"-inclk1_period", &question.period},
-                     {"-isSpeedFileEnabled", &question.speed_file},
-                     {"-nocmc_controller_type", &question.controller}}))
-    return tcl::fail(interp, command + ": Error in parsing options\n");
-  HIPClockingSoln* const solver = solver_of(question.part);
-  if (solver == nullptr) return tcl::fail(interp, command + ": " + no_solver(question.part) + "\n");
-  ClockPrimitive primitive = primitive_of(question.primitive_word);
-  std::string text;
-  ask(*solver, question, primitive, text);
-  return tcl::succeed(interp, text);
+  return with_options(interp, objc, objv, command, schema, question.part,
+                      {{"-part", &question.part},
+                       {"-clkoutphy_freq", &question.phy},
+                       {"-output_freq1", &question.out1},
+                       {"-output_freq2", &question.out2},
+                       {"-output_freq3", &question.out3},
+                       {"-output_freq4", &question.out4},
+                       {"-primtive", &question.primitive_word},
+                       {"-inclk1_period", &question.period},
+                       {"-isSpeedFileEnabled", &question.speed_file},
+                       {"-nocmc_controller_type", &question.controller}},
+                      [&](HIPClockingSoln& solver) {
+                        ClockPrimitive primitive = primitive_of(question.primitive_word);
+                        std::string text;
+                        ask(solver, question, primitive, text);
+                        return tcl::succeed(interp, text);
+                      });
 }
 
 }  // namespace
@@ -220,26 +243,24 @@ int getInputClkFrequencies(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* co
 }
 
 int getOutputClkFrequencies(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  HIPClockingMgr::GetInstance();
   std::string part, primitive_word, speed_file, controller;
   double input = 0, period = 0;
   long multiplication = 0;
-  if (!read_options(kOutputClkListSchema, objc, objv,
-                    {{"-part", &part},
-                     {"-input_freq", &input},
-                     {"-primtive", &primitive_word},
-                     {"-clkoutphy_multiplication_factor", &multiplication},
-                     {"-inclk1_period", &period},
-                     {"-isSpeedFileEnabled", &speed_file},
-                     {"-nocmc_controller_type", &controller}}))
-    return tcl::fail(interp, "Ip_Clocking_Get_OutputClkList: Error in parsing options\n");
-  HIPClockingSoln* const solver = solver_of(part);
-  if (solver == nullptr) return tcl::fail(interp, "Ip_Clocking_Get_OutputClkList: " + no_solver(part) + "\n");
-  ClockPrimitive primitive = primitive_of(primitive_word);
-  std::string text;  // tells of a failure as well
-  solver->getOutputClockFrequencies(input, primitive, kdi::number::to_int(static_cast<double>(multiplication)), text,
-                                    period, speed_file == "true", controller);
-  return tcl::succeed(interp, text);
+  return with_options(interp, objc, objv, "Ip_Clocking_Get_OutputClkList", kOutputClkListSchema, part,
+                      {{"-part", &part},
+                       {"-input_freq", &input},
+                       {"-primtive", &primitive_word},
+                       {"-clkoutphy_multiplication_factor", &multiplication},
+                       {"-inclk1_period", &period},
+                       {"-isSpeedFileEnabled", &speed_file},
+                       {"-nocmc_controller_type", &controller}},
+                      [&](HIPClockingSoln& solver) {
+                        ClockPrimitive primitive = primitive_of(primitive_word);
+                        std::string text;  // tells of a failure as well
+                        solver.getOutputClockFrequencies(input, primitive, kdi::number::to_int(multiplication), text,
+                                                         period, speed_file == "true", controller);
+                        return tcl::succeed(interp, text);
+                      });
 }
 
 namespace {
@@ -250,13 +271,16 @@ bool read_clocks(std::string const& frequencies, std::string const& phases, std:
                  std::vector<HIPClock>& clocks, std::string& error) {
   const StrVec lists[] = {split_words(frequencies), split_words(phases), split_words(duty_cycles)};
   const std::size_t count = std::max({lists[0].size(), lists[1].size(), lists[2].size()});
+  if (count > kMostClocks) {
+    error = too_many("Ip_Clocking_Calc_M_D", count);
+    return false;
+  }
   for (std::size_t i = 0; i < count; ++i) {
     HIPClock clock;
     const auto read = [&](StrVec const& list, char const* what, double& value) {
       const std::string text = i < list.size() ? list[i] : std::string();
       if (HIPClockingUtils::validateAndConvertDouble(text, value)) return true;
-      error =
-          "Ip_Clocking_Calc_M_D: Requested " + std::string(what) + " '" + text + "' needs to be a valid double value\n";
+      error = no_double("Ip_Clocking_Calc_M_D", what, text);
       return false;
     };
     if (!read(lists[0], "output frequency", clock.frequency) || !read(lists[1], "phase", clock.phase) ||
@@ -267,48 +291,31 @@ bool read_clocks(std::string const& frequencies, std::string const& phases, std:
   return true;
 }
 
-}  // namespace
-
-int getClosestSolution(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  HIPClockingMgr::GetInstance();
+// What the command for a setting is given.
+struct SettingQuestion {
   std::string part, frequencies, phases, duty_cycles, primitive_word, spread;
   double input = 0, second_input = 0, period1 = 0, period2 = 0;
   bool min_jitter = false, fine_ps = false, min_power = false, low_bandwidth = false;
-  if (!read_options(kCalcSchema, objc, objv,
-                    {{"-part", &part},
-                     {"-output_freq", &frequencies},
-                     {"-req_phase", &phases},
-                     {"-req_dc", &duty_cycles},
-                     {"-prim_freq", &input},
-                     {"-secondary_freq", &second_input},
-                     {"-primtive", &primitive_word},
-                     {"-min_jitter", &min_jitter},
-                     {"-fine_ps", &fine_ps},
-                     {"-min_power", &min_power},
-                     {"-low_bandwidth", &low_bandwidth},
-                     {"-spread_spectrum", &spread},
-                     {"-inclk1_period", &period1},
-                     {"-inclk2_period", &period2}}))
-    return tcl::fail(interp, "Ip_Clocking_Calc_M_D: Error in parsing options\n");
-  HIPClockingSoln* const solver = solver_of(part);
-  if (solver == nullptr) return tcl::fail(interp, "Ip_Clocking_Calc_M_D: " + no_solver(part) + "\n");
+};
 
+int solve(Tcl_Interp* interp, HIPClockingSoln& solver, SettingQuestion& q) {
   std::vector<HIPClock> clocks;
   std::string error;
-  if (!read_clocks(frequencies, phases, duty_cycles, clocks, error)) return tcl::fail(interp, error);
+  if (!read_clocks(q.frequencies, q.phases, q.duty_cycles, clocks, error)) return tcl::fail(interp, error);
   bool is_spread = false;
   std::string spread_mode;
   double modulation = 0;
-  if (!spread.empty() && !HIPClockingUtils::validateSSArgs(spread, is_spread, spread_mode, modulation, error))
+  if (!q.spread.empty() && !HIPClockingUtils::validateSSArgs(q.spread, is_spread, spread_mode, modulation, error))
     return tcl::fail(interp, error);
-  ClockPrimitive primitive = primitive_of(primitive_word);
+  ClockPrimitive primitive = primitive_of(q.primitive_word);
   send(kCalcChannel, 0x1000002, "Timeperiod that is passed as input is  %f \n",
-       solver->getInClkPeriod(input, primitive, false));
+       solver.getInClkPeriod(q.input, primitive, false));
 
   StrVec errors;
   std::string solution;
-  if (!solver->calculateMandD(clocks, part, errors, input, second_input, primitive, min_jitter, fine_ps, min_power,
-                              low_bandwidth, is_spread, spread_mode, modulation, period1, period2, solution))
+  if (!solver.calculateMandD(clocks, q.part, errors, q.input, q.second_input, primitive, q.min_jitter, q.fine_ps,
+                             q.min_power, q.low_bandwidth, is_spread, spread_mode, modulation, q.period1, q.period2,
+                             solution))
     return tcl::fail(interp, "Ip_Clocking_Calc_M_D: " +
                                  (errors.empty() ? "Failed in calculation of clocking solution." : errors.front()) +
                                  "\n");
@@ -316,41 +323,65 @@ int getClosestSolution(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const 
   return tcl::succeed(interp, solution);
 }
 
+constexpr unsigned kClkInstMask = 0x1000005;
+
+// Tells the channel each word as it is read. The error; empty if all are numbers.
+std::string read_frequencies(StrVec const& words, char const* what, std::vector<double>& frequencies) {
+  constexpr char const* kCommand = "Ip_Clocking_Get_ClkInst";
+  if (words.size() > kMostClocks) return too_many(kCommand, words.size());
+  for (std::string const& text : words) {
+    send(kClkInstChannel, kClkInstMask, "%s \n", text.c_str());
+    if (!HIPClockingUtils::validateAndConvertDouble(text, frequencies.emplace_back()))
+      return no_double(kCommand, what, text);
+  }
+  return {};
+}
+
+}  // namespace
+
+int getClosestSolution(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  SettingQuestion q;
+  return with_options(interp, objc, objv, "Ip_Clocking_Calc_M_D", kCalcSchema, q.part,
+                      {{"-part", &q.part},
+                       {"-output_freq", &q.frequencies},
+                       {"-req_phase", &q.phases},
+                       {"-req_dc", &q.duty_cycles},
+                       {"-prim_freq", &q.input},
+                       {"-secondary_freq", &q.second_input},
+                       {"-primtive", &q.primitive_word},
+                       {"-min_jitter", &q.min_jitter},
+                       {"-fine_ps", &q.fine_ps},
+                       {"-min_power", &q.min_power},
+                       {"-low_bandwidth", &q.low_bandwidth},
+                       {"-spread_spectrum", &q.spread},
+                       {"-inclk1_period", &q.period1},
+                       {"-inclk2_period", &q.period2}},
+                      [&](HIPClockingSoln& solver) { return solve(interp, solver, q); });
+}
+
 int getClkInstances(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  constexpr unsigned kMask = 0x1000005;
-  HIPClockingMgr::GetInstance();
   std::string part;
   StrVec output_words, input_words;
   double period = 0;
-  if (!read_options(kClkInstSchema, objc, objv,
-                    {{"-part", &part},
-                     {"-output_freq", &output_words},
-                     {"-input_freq", &input_words},
-                     {"-inclk1_period", &period}}))
-    return tcl::fail(interp, "Ip_Clocking_Get_ClkInst: Error in parsing options\n");
-  HIPClockingSoln* const solver = solver_of(part);
-  if (solver == nullptr) return tcl::fail(interp, "Ip_Clocking_Get_ClkInst: " + no_solver(part) + "\n");
-
-  std::vector<double> outputs;
-  for (std::string const& text : output_words) {
-    send(kClkInstChannel, kMask, "%s \n", text.c_str());
-    if (!HIPClockingUtils::validateAndConvertDouble(text, outputs.emplace_back()))
-      return tcl::fail(interp, "Ip_Clocking_Get_ClkInst: Requested output frequency '" + text +
-                                   "' needs to be a valid double value\n");
-  }
-  send(kClkInstChannel, kMask, "outputs done \n");
-  std::vector<std::pair<double, double>> inputs;
-  for (std::string const& text : input_words) {
-    send(kClkInstChannel, kMask, "%s \n", text.c_str());
-    if (!HIPClockingUtils::validateAndConvertDouble(text, inputs.emplace_back().first))
-      return tcl::fail(interp, "Ip_Clocking_Get_ClkInst: Requested input frequency '" + text +
-                                   "' needs to be a valid double value\n");
-  }
-  send(kClkInstChannel, kMask, "inputs done \n");
-  std::string result;  // tells of a failure as well
-  solver->computeMinimalClkInst(outputs, inputs, period, part, result);
-  send(kClkInstChannel, kMask, "result is %s \n", result.c_str());
-  return tcl::succeed(interp, result);
+  const auto answer = [&](HIPClockingSoln& solver) {
+    std::vector<double> outputs, frequencies;
+    std::string error = read_frequencies(output_words, "output frequency", outputs);
+    if (!error.empty()) return tcl::fail(interp, error);
+    send(kClkInstChannel, kClkInstMask, "outputs done \n");
+    error = read_frequencies(input_words, "input frequency", frequencies);
+    if (!error.empty()) return tcl::fail(interp, error);
+    send(kClkInstChannel, kClkInstMask, "inputs done \n");
+    std::vector<std::pair<double, double>> inputs;
+    for (const double frequency : frequencies) inputs.emplace_back(frequency, 0);
+    std::string result;  // tells of a failure as well
+    solver.computeMinimalClkInst(outputs, inputs, period, part, result);
+    send(kClkInstChannel, kClkInstMask, "result is %s \n", result.c_str());
+    return tcl::succeed(interp, result);
+  };
+  return with_options(
+      interp, objc, objv, "Ip_Clocking_Get_ClkInst", kClkInstSchema, part,
+      {{"-part", &part}, {"-output_freq", &output_words}, {"-input_freq", &input_words}, {"-inclk1_period", &period}},
+      answer);
 }
 
 }  // namespace clocking_utils

@@ -11,7 +11,7 @@ namespace kdi::clocking {
 /// The least number of MMCMs (of PLLs where the part has no MMCM) that make the outputs from the inputs, as a
 /// dictionary, whose form docs/commands/clocking.notes.md states. No clock is farther off than it has to be. Without
 /// inputs there is one of the period. Throws Fault (questions.h) and std::overflow_error.
-std::string minimal_instances(device::Part const& part, std::vector<double> const& outputs_mhz,
-                              std::vector<double> const& inputs_mhz, double period_ns);
+std::string least_instances(device::Part const& part, std::vector<double> const& outputs_mhz,
+                            std::vector<double> const& inputs_mhz, double period_ns);
 
 }  // namespace kdi::clocking

@@ -1,4 +1,4 @@
-#include "platform/ip/clock_faces/instances.h"
+#include "platform/ip/clock_faces/least_instances.h"
 
 #include <algorithm>
 
@@ -90,8 +90,8 @@ std::string cover_dict(Primitive const& primitive, CoverRequest const& request, 
 
 }  // namespace
 
-std::string minimal_instances(device::Part const& part, std::vector<double> const& outputs_mhz,
-                              std::vector<double> const& inputs_mhz, double period_ns) {
+std::string least_instances(device::Part const& part, std::vector<double> const& outputs_mhz,
+                            std::vector<double> const& inputs_mhz, double period_ns) {
   device::ClockPrimitive const& data = mmcm_or_pll(part);
   const Primitive primitive = solver_primitive(part, data, false);
   CoverRequest request;
