@@ -14,18 +14,18 @@ namespace {
 // all; of a choice the condition and the side that it chose.
 std::vector<bool> deciding(Term const& term, std::vector<std::optional<Value>> const& values,
                            std::optional<Value> const& whole) {
-  std::vector<bool> decides(term.parts.size(), true);
+  std::vector<bool> decides(term.parts().size(), true);
   if (!whole) {
     // What kept the whole from having a value: the parts that have none, if there are any.
     const bool has_one = std::any_of(values.begin(), values.end(), [](auto const& value) { return !value; });
     for (std::size_t i = 0; has_one && i < decides.size(); ++i) decides[i] = !values[i];
     return decides;
   }
-  if (term.form == Form::and_ || term.form == Form::or_) {
-    const bool open = term.form == Form::and_;  // what goes on to the next part
+  if (term.form() == Form::and_ || term.form() == Form::or_) {
+    const bool open = term.form() == Form::and_;  // what goes on to the next part
     if (whole->cell().truth() == open) return decides;
     for (std::size_t i = 0; i < decides.size(); ++i) decides[i] = values[i] && values[i]->cell().truth() != open;
-  } else if (term.form == Form::conditional && values[0]) {
+  } else if (term.form() == Form::conditional && values[0]) {
     decides[values[0]->cell().truth() ? 2 : 1] = false;
   }
   return decides;
@@ -33,8 +33,8 @@ std::vector<bool> deciding(Term const& term, std::vector<std::optional<Value>> c
 
 class Explainer {
  public:
-  explicit Explainer(Instance const& instance)
-      : insight_(instance), instance_(instance), core_(instance.core()), scope_(core_) {}
+  Explainer(Instance const& instance, Effort effort)
+      : insight_(instance), instance_(instance), core_(instance.core()), scope_(core_), effort_(effort) {}
 
   Record parameter(std::uint32_t number) {
     Parameter const& described = core_.parameters()[number];
@@ -60,6 +60,10 @@ class Explainer {
     Record due = Record::list();
     for (Due const& message : insight_.messages(number)) due.add(this->message(message));
     record.set("messages", std::move(due));
+    Record advice = Record::list();
+    if (!instance_.is_enabled(number)) add_advice({Wish::Kind::enabled, number}, advice);
+    if (!insight_.is_permitted(number)) add_advice({Wish::Kind::permitted, number}, advice);
+    record.set("advice", std::move(advice));
     return record;
   }
 
@@ -95,7 +99,14 @@ class Explainer {
       record.set("condition", written(core_.parameters()[due.parameter].messages[*described].when));
     else
       record.set("condition", own_condition(due));
+    Record advice = Record::list();
+    if (is_due) add_advice({Wish::Kind::cleared, due.parameter, due.name}, advice);
+    record.set("advice", std::move(advice));
     return record;
+  }
+
+  void add_advice(Wish const& wish, Record& list) const {
+    if (effort_.most_changes > 0) list.add(record_of(core_, wish, advise(instance_, wish, effort_)));
   }
 
   // What the engine's own messages are about: the range, or the rules that have a fault.
@@ -131,26 +142,26 @@ class Explainer {
 
   // A part with its value and, unless it is one, the parts that it has; literals say nothing beyond themselves.
   Record term(Term const& term, bool decides) {
-    const std::optional<Value> value = insight_.evaluated(term.rule);
+    const std::optional<Value> value = insight_.evaluated(term.rule());
     Record record = Record::dictionary();
-    record.set("term", term.text);
+    record.set("term", term.text());
     record.set("value", value ? value_text(*value) : "(none)");
     record.set("decides", Record::truth(decides));
     std::vector<std::optional<Value>> values;
-    for (Term const& part : term.parts) values.push_back(insight_.evaluated(part.rule));
+    for (Term const& part : term.parts()) values.push_back(insight_.evaluated(part.rule()));
     const std::vector<bool> have_say = deciding(term, values, value);
     Record parts = Record::list();
-    for (std::size_t i = 0; i < term.parts.size(); ++i)
-      if (!term.parts[i].is_constant() || is_truth(term, i))
-        parts.add(this->term(term.parts[i], decides && have_say[i]));
-    if (term.form == Form::loop) parts = read(term.rule.reads());
+    for (std::size_t i = 0; i < term.parts().size(); ++i)
+      if (!term.parts()[i].is_constant() || is_truth(term, i))
+        parts.add(this->term(term.parts()[i], decides && have_say[i]));
+    if (term.form() == Form::loop) parts = read(term.rule().reads());
     if (!parts.items().empty()) record.set("terms", std::move(parts));
     return record;
   }
 
   // A constant truth may be what decides; any other constant is told by the text of the whole.
   static bool is_truth(Term const& term, std::size_t part) {
-    return term.form == Form::and_ || term.form == Form::or_ || (term.form == Form::conditional && part == 0);
+    return term.form() == Form::and_ || term.form() == Form::or_ || (term.form() == Form::conditional && part == 0);
   }
 
   // Slots with their values.
@@ -220,14 +231,17 @@ class Explainer {
   Instance const& instance_;
   Core const& core_;
   CoreScope scope_;
+  Effort effort_;
 };
 
 }  // namespace
 
-Record explain(Instance const& instance, std::uint32_t parameter) { return Explainer(instance).parameter(parameter); }
+Record explain(Instance const& instance, std::uint32_t parameter, Effort effort) {
+  return Explainer(instance, effort).parameter(parameter);
+}
 
-Record explain(Instance const& instance, std::uint32_t parameter, std::string_view message) {
-  return Explainer(instance).message(parameter, message);
+Record explain(Instance const& instance, std::uint32_t parameter, std::string_view message, Effort effort) {
+  return Explainer(instance, effort).message(parameter, message);
 }
 
 std::string_view name_of(Severity severity) {

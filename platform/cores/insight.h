@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "kdi/cores/Changes.h"
 #include "kdi/cores/Instance.h"
 
 namespace kdi::cores {
@@ -35,6 +36,10 @@ class Insight {
   std::vector<Due> messages(std::uint32_t parameter);
   /// The steps that the latest change computed anew.
   std::vector<std::uint32_t> const& ran() const { return instance_.ran_; }
+
+  /// Makes all changes, then computes what depends on them. Returns what Instance::set returns.
+  static std::vector<std::uint32_t> make_changes(Instance& instance, std::vector<Change> const& changes,
+                                                 Strength strength);
 
  private:
   Instance const& instance_;

@@ -1,5 +1,6 @@
 #include "platform/cores/terms.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/cores/code.h"
@@ -37,39 +38,75 @@ std::optional<Symbol> CoreScope::aspect(std::string_view aspect, std::string_vie
   return std::nullopt;
 }
 
+struct Term::Source {
+  Syntax syntax;
+  std::shared_ptr<Syntax const> whole;
+  CoreScope const& scope;
+};
+
 class TermReader {
  public:
-  TermReader(Rule const& rule, CoreScope const& scope) : rule_(rule), scope_(scope), syntax_(*rule.syntax_) {}
+  TermReader(Rule const& rule, CoreScope const& scope)
+      : source_(new Term::Source{*rule.syntax_, rule.syntax_, scope}), syntax_(source_->syntax), scope_(scope) {}
 
   Term whole() { return term(syntax_.root); }
 
+  // The part as a rule of its own, behind the lets around it.
+  static Rule alone(Term const& term) {
+    Syntax& syntax = term.source_->syntax;
+    const std::size_t size = syntax.nodes.size();
+    std::uint32_t root = term.node_;
+    for (auto let = term.lets_.rbegin(); let != term.lets_.rend(); ++let) {
+      Expression around{Form::let};
+      around.word = let->first;
+      around.parts = {let->second, root};
+      root = static_cast<std::uint32_t>(syntax.nodes.size());
+      syntax.nodes.push_back(std::move(around));
+    }
+    Rule rule;
+    rule.syntax_ = term.source_->whole;
+    const std::uint32_t whole = std::exchange(syntax.root, root);
+    rule.code_ = std::make_shared<Code>(compile(syntax, term.source_->scope, std::nullopt));
+    syntax.root = whole;
+    syntax.nodes.resize(size, Expression{Form::literal});
+    return rule;
+  }
+
  private:
-  // A copy, since what a let before it binds is added to the tree, in which nodes may move.
   Term term(std::uint32_t number) {
-    const Expression node = syntax_.at(number);
-    ++count_;
-    Term term{node.form, written(syntax_, number), node.word, alone(number), {}, {}};
-    if (count_ > kMostTerms) return term;
+    Expression const& node = syntax_.at(number);
+    Term term;
+    term.form_ = node.form;
+    term.node_ = number;
+    term.word_ = node.word;
+    term.source_ = source_;
+    term.lets_ = lets_;
+    if (++count_ > kMostTerms) return term;
     switch (node.form) {
       case Form::literal:
+        term.is_constant_ = true;
+        return term;
       case Form::loop:
-        break;
+        return term;
       case Form::name:
-        if (!is_local(node.word)) term.slot = scope_.symbol(node.word)->slot;
-        break;
+        if (!is_local(node.word)) term.slot_ = scope_.symbol(node.word)->slot;
+        return term;
       case Form::let:
-        term.parts.push_back(this->term(node.parts[0]));
+        term.parts_.push_back(this->term(node.parts[0]));
         lets_.emplace_back(node.word, node.parts[0]);
-        term.parts.push_back(this->term(node.parts[1]));
+        term.parts_.push_back(this->term(node.parts[1]));
         lets_.pop_back();
         break;
       default:
-        if (const auto symbol = aspect(node))
-          term.slot = symbol->slot;
-        else
-          for (const std::uint32_t part : node.parts) term.parts.push_back(this->term(part));
+        if (const auto symbol = aspect(node)) {
+          term.slot_ = symbol->slot;
+          return term;
+        }
+        for (const std::uint32_t part : node.parts) term.parts_.push_back(this->term(part));
         break;
     }
+    term.is_constant_ =
+        std::all_of(term.parts_.begin(), term.parts_.end(), [](Term const& part) { return part.is_constant(); });
     return term;
   }
 
@@ -82,37 +119,22 @@ class TermReader {
   }
 
   bool is_local(std::string const& name) const {
-    for (auto const& [word, value] : lets_)
-      if (word == name) return true;
-    return false;
+    return std::any_of(lets_.begin(), lets_.end(), [&](auto const& let) { return let.first == name; });
   }
 
-  // The part as a rule of its own, behind the lets around it.
-  Rule alone(std::uint32_t number) {
-    const std::size_t size = syntax_.nodes.size();
-    std::uint32_t root = number;
-    for (auto let = lets_.rbegin(); let != lets_.rend(); ++let) {
-      Expression around{Form::let};
-      around.word = let->first;
-      around.parts = {let->second, root};
-      root = static_cast<std::uint32_t>(syntax_.nodes.size());
-      syntax_.nodes.push_back(std::move(around));
-    }
-    Rule rule;
-    rule.syntax_ = rule_.syntax_;
-    const std::uint32_t whole = std::exchange(syntax_.root, root);
-    rule.code_ = std::make_shared<Code>(compile(syntax_, scope_, std::nullopt));
-    syntax_.root = whole;
-    syntax_.nodes.resize(size);
-    return rule;
-  }
-
-  Rule const& rule_;
+  std::shared_ptr<Term::Source> source_;
+  Syntax const& syntax_;
   CoreScope const& scope_;
-  Syntax syntax_;
   std::vector<std::pair<std::string, std::uint32_t>> lets_;
   std::size_t count_ = 0;
 };
+
+std::string Term::text() const { return written(source_->syntax, node_); }
+
+Rule const& Term::rule() const {
+  if (!rule_) rule_ = TermReader::alone(*this);
+  return *rule_;
+}
 
 Term terms_of(Rule const& rule, CoreScope const& scope) { return TermReader(rule, scope).whole(); }
 

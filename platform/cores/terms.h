@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "kdi/cores/Core.h"
@@ -27,20 +30,41 @@ class CoreScope : public Scope {
 };
 
 /// One part of a rule.
-struct Term {
-  Form form;
-  std::string text;                   ///< canonical
-  std::string word;                   ///< the sign of a comparison
-  Rule rule;                          ///< of this part alone
-  std::optional<std::uint32_t> slot;  ///< what a name stands for, unless it is a local one
-  std::vector<Term> parts;            ///< none of a loop, whose parts mean nothing outside
-  bool is_constant() const { return rule.reads().empty(); }
+class Term {
+ public:
+  Form form() const { return form_; }
+  /// The sign of a comparison, the function of a call.
+  std::string const& word() const { return word_; }
+  /// The slot that a name or an aspect stands for; none for a local name.
+  std::optional<std::uint32_t> slot() const { return slot_; }
+  /// None of a loop, whose parts mean nothing outside.
+  std::vector<Term> const& parts() const { return parts_; }
+  /// Whether it reads nothing.
+  bool is_constant() const { return is_constant_; }
+  /// Canonical.
+  std::string text() const;
+  /// This part alone; compiled when it is first asked for.
+  Rule const& rule() const;
+
+ private:
+  friend class TermReader;
+  struct Source;
+
+  Form form_ = Form::literal;
+  std::uint32_t node_ = 0;
+  bool is_constant_ = false;
+  std::optional<std::uint32_t> slot_;
+  std::string word_;
+  std::vector<Term> parts_;
+  std::shared_ptr<Source> source_;
+  std::vector<std::pair<std::string, std::uint32_t>> lets_;  // around it
+  mutable std::optional<Rule> rule_;
 };
 
 /// The most parts that a rule is taken into; what is beyond stays whole.
 constexpr std::size_t kMostTerms = 400;
 
-/// Takes a rule of the core apart.
+/// Takes a rule of the core apart. The scope outlives what it gives.
 Term terms_of(Rule const& rule, CoreScope const& scope);
 
 }  // namespace kdi::cores

@@ -6,17 +6,20 @@
 #include <string_view>
 
 #include "kdi/common/KdiDoor.h"
+#include "kdi/cores/Advice.h"
 #include "kdi/cores/Instance.h"
 #include "kdi/cores/Record.h"
 
 namespace kdi::cores {
 
-/// All there is to say of a parameter.
-KDI_DOOR Record explain(Instance const& instance, std::uint32_t parameter);
+/// All there is to say of a parameter, with advice where it is disabled, out of its range, or has messages. Each advice
+/// may take `effort`; one of no changes gives none.
+KDI_DOOR Record explain(Instance const& instance, std::uint32_t parameter, Effort effort = {});
 
 /// Of a message, due or not: one of the description's, `range` for a value out of range, or `rule` for a rule that has
 /// a fault. Throws std::invalid_argument if the parameter has no message of this name.
-KDI_DOOR Record explain(Instance const& instance, std::uint32_t parameter, std::string_view message);
+KDI_DOOR Record explain(Instance const& instance, std::uint32_t parameter, std::string_view message,
+                        Effort effort = {});
 
 /// `info`, `warning`, `critical_warning`, `error`.
 KDI_DOOR std::string_view name_of(Severity severity);

@@ -1,0 +1,29 @@
+#include "kdi/cores/Changes.h"
+
+#include "platform/cores/insight.h"
+
+namespace kdi::cores {
+
+std::vector<std::uint32_t> Insight::make_changes(Instance& instance, std::vector<Change> const& changes,
+                                                 Strength strength) {
+  for (Change const& change : changes) instance.give(change.parameter, change.text, change.from);
+  return instance.compute(strength);
+}
+
+std::vector<std::uint32_t> make_changes(Instance& instance, std::vector<Change> const& changes, Strength strength) {
+  return Insight::make_changes(instance, changes, strength);
+}
+
+Record record_of(Core const& core, std::vector<Change> const& changes) {
+  Record all = Record::list();
+  for (Change const& change : changes) {
+    Record one = Record::dictionary();
+    one.set("parameter", core.parameters()[change.parameter].name);
+    one.set("change", change.text ? "set" : "take back");
+    if (change.text) one.set("value", *change.text);
+    all.add(std::move(one));
+  }
+  return all;
+}
+
+}  // namespace kdi::cores

@@ -1,0 +1,296 @@
+// Advice, carried out on instances of its own and held against every smaller set of the same candidates.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "platform/cores/advice_parts.h"
+#include "tests/support/made_up_core.h"
+#include "tests/support/places.h"
+#include "tests/support/random.h"
+
+namespace {
+
+using namespace kdi::cores;
+
+std::shared_ptr<Core const> xram() { return Core::read(places::data("cores"), "xram", "1.0"); }
+
+std::uint32_t number(Core const& core, std::string const& name) {
+  const auto found = core.find(name);
+  EXPECT_TRUE(found) << name;
+  return found.value_or(0);
+}
+
+// Advice as a person would note it down.
+std::string told(Core const& core, Advice const& advice) {
+  constexpr char const* kOutcomes[] = {"fulfilled", "found", "none", "not within"};
+  std::string text = kOutcomes[static_cast<std::size_t>(advice.outcome)];
+  for (Change const& change : advice.changes)
+    text += " " + core.parameters()[change.parameter].name + "=" + change.text.value_or("(taken back)");
+  return text;
+}
+
+Instance made(std::shared_ptr<Core const> const& core, std::vector<std::pair<std::string, std::string>> const& values) {
+  Instance instance(core);
+  for (auto const& [name, text] : values) instance.set({{number(*core, name), text}});
+  return instance;
+}
+
+TEST(Advice, OfTheMemoryBlock) {
+  const auto core = xram();
+  const auto advice = [&](std::vector<std::pair<std::string, std::string>> const& values, Wish::Kind kind,
+                          std::string const& name, std::string const& message = {}) {
+    return told(*core, advise(made(core, values), {kind, number(*core, name), message}));
+  };
+  using enum Wish::Kind;
+  EXPECT_EQ(advice({}, enabled, "XRAM_SIZE_MB"), "fulfilled");
+  EXPECT_EQ(advice({}, enabled, "XRAM_PORT2_TRAFFIC_MBPS"), "found XRAM_PORT2_ENABLE=1");
+  EXPECT_EQ(advice({}, enabled, "XRAM_ECC_SCRUB_PERIOD_MS"), "found XRAM_ECC_SCRUB_ENABLE=1");
+  EXPECT_EQ(advice({{"XRAM_ECC_ENABLE", "0"}}, enabled, "XRAM_ECC_SCRUB_PERIOD_MS"),
+            "found XRAM_ECC_ENABLE=1 XRAM_ECC_SCRUB_ENABLE=1");
+  EXPECT_EQ(advice({{"XRAM_REF_CTRL_FREQMHZ", "900"}}, permitted, "XRAM_REF_CTRL_FREQMHZ"), "found XRAM_ECC_ENABLE=0");
+  EXPECT_EQ(advice({{"XRAM_REF_CTRL_FREQMHZ", "990"}}, permitted, "XRAM_REF_CTRL_FREQMHZ"), "none");
+  EXPECT_EQ(advice({{"XRAM_REF_CTRL_FREQMHZ", "990"}}, cleared, "XRAM_REF_CTRL_FREQMHZ", "range"),
+            "found XRAM_REF_CTRL_FREQMHZ=800");
+  EXPECT_EQ(advice({}, cleared, "XRAM_SIZE_MB", "banks_idle"), "found XRAM_PORT0_ENABLE=1");
+  EXPECT_THROW(advice({}, cleared, "XRAM_SIZE_MB", "nothing"), std::invalid_argument);
+}
+
+// ------------------------------------------------------------------------------------------------- random cases
+
+using Errors = std::set<std::string>;
+Errors errors(Instance& instance) {
+  Errors all;
+  for (Due const& due : instance.messages())
+    if (due.severity == Severity::error)
+      all.insert(std::to_string(due.parameter) + " " + (due.name == "rule" ? due.text : due.name));
+  return all;
+}
+
+bool is_fulfilled(Instance& instance, Wish const& wish) {
+  if (wish.kind == Wish::Kind::enabled) return instance.is_enabled(wish.parameter);
+  for (Due const& due : instance.messages())
+    if (due.parameter == wish.parameter && due.name == (wish.kind == Wish::Kind::cleared ? wish.message : "range"))
+      return false;
+  if (wish.kind == Wish::Kind::cleared) return true;
+  // A disabled parameter says nothing of its range: the plain reading.
+  const auto value = read_value(instance.core().parameters()[wish.parameter].type, instance.backup(wish.parameter));
+  return value && Insight(instance).permits(wish.parameter, *value);
+}
+
+// Whether the changes do what advice promises; by what can be asked of an instance from outside.
+bool works(Instance const& start, Errors const& before, Wish const& wish, std::vector<Change> const& changes) {
+  Instance instance = start;
+  for (Change const& change : changes)
+    if (change.text)
+      instance.set({{change.parameter, *change.text}});
+    else
+      instance.take_back({change.parameter});
+  if (!is_fulfilled(instance, wish)) return false;
+  for (Change const& change : changes)
+    if (!instance.is_enabled(change.parameter)) return false;
+  const Errors after = errors(instance);
+  return std::includes(before.begin(), before.end(), after.begin(), after.end());
+}
+
+// All candidates, and all sets of them of a size.
+class Exhaustive {
+ public:
+  Exhaustive(Instance const& start, Wish const& wish)
+      : start_(start), state_(start), wish_(wish), terms_(start.core()) {
+    before_ = errors(state_);
+    const bool keeps = wish.kind == Wish::Kind::permitted;
+    const auto value = read_value(start.core().parameters()[wish.parameter].type, start.backup(wish.parameter));
+    Candidates candidates(start, terms_, keeps ? wish.parameter : Core::kNoStep,
+                          keeps && value ? std::vector{*value} : std::vector<Value>());
+    for (std::uint32_t i = 0; i < start.core().parameters().size(); ++i)
+      for (Candidate const& candidate : candidates.of(i)) all_.push_back({i, candidate.text});
+  }
+
+  std::size_t candidates() const { return all_.size(); }
+
+  // The first of the best sets of this size; empty if there is none.
+  std::vector<Change> best(std::size_t size) {
+    found_.clear();
+    extend(0, size);
+    std::vector<Change> best;
+    std::size_t fewest = 0;
+    for (auto const& [parameters, changes] : found_) {
+      Instance instance = start_;
+      const std::size_t moves = make_changes(instance, changes).size();
+      if (!best.empty() && moves >= fewest) continue;
+      fewest = moves;
+      best = changes;
+    }
+    return best;
+  }
+
+ private:
+  void extend(std::size_t from, std::size_t more) {
+    if (more == 0) {
+      if (!holds()) return;
+      std::vector<std::uint32_t> parameters;
+      for (Change const& change : set_) parameters.push_back(change.parameter);
+      found_.emplace(parameters, set_);  // the first of these parameters
+      return;
+    }
+    for (std::size_t i = from; i < all_.size(); ++i) {
+      if (!set_.empty() && set_.back().parameter == all_[i].parameter) continue;
+      set_.push_back(all_[i]);
+      make_changes(state_, {all_[i]});
+      extend(i + 1, more - 1);
+      make_changes(state_, {{all_[i].parameter, start_.given(all_[i].parameter)}});
+      set_.pop_back();
+    }
+  }
+
+  bool holds() {
+    for (Change const& change : set_)
+      if (!state_.is_enabled(change.parameter)) return false;
+    if (!is_fulfilled(state_, wish_)) return false;
+    const Errors after = errors(state_);
+    return std::includes(before_.begin(), before_.end(), after.begin(), after.end());
+  }
+
+  Instance start_, state_;
+  Wish wish_;
+  Terms terms_;
+  Errors before_;
+  std::vector<Change> all_, set_;
+  std::map<std::vector<std::uint32_t>, std::vector<Change>> found_;
+};
+
+std::vector<Wish> wishes(Instance& instance) {
+  std::vector<Wish> all;
+  for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i) {
+    if (!instance.is_enabled(i)) all.push_back({Wish::Kind::enabled, i});
+    if (!Insight(instance).is_permitted(i)) all.push_back({Wish::Kind::permitted, i});
+  }
+  for (Due const& due : instance.messages()) all.push_back({Wish::Kind::cleared, due.parameter, due.name});
+  return all;
+}
+
+struct Figures {
+  int cases = 0, by_size[4] = {}, none = 0, not_within = 0, proven = 0, proven_first = 0;
+};
+
+void expect_advice(Instance& instance, Wish const& wish, std::size_t most_sets, Figures& figures) {
+  const Advice advice = advise(instance, wish);
+  const std::string words = told(instance.core(), advice);
+  ++figures.cases;
+  ASSERT_NE(advice.outcome, Advice::Outcome::fulfilled);
+  figures.none += advice.outcome == Advice::Outcome::none;
+  figures.not_within += advice.outcome == Advice::Outcome::not_within;
+  const bool is_found = advice.outcome == Advice::Outcome::found;
+  if (is_found) {
+    ++figures.by_size[advice.changes.size()];
+    ASSERT_TRUE(works(instance, errors(instance), wish, advice.changes)) << words;
+    Instance copy = instance;
+    ASSERT_EQ(make_changes(copy, advice.changes), advice.moves);
+  }
+  Exhaustive all(instance, wish);
+  std::size_t sets = 1;
+  const std::size_t sizes = is_found ? advice.changes.size() : 3;
+  for (std::size_t size = 1; size <= sizes; ++size) {
+    sets *= all.candidates();
+    if (sets > most_sets) return;
+    const std::vector<Change> best = all.best(size);
+    if (is_found && size == sizes) {
+      if (advice.is_first) {
+        ASSERT_EQ(best, advice.changes) << words;
+      }
+      figures.proven_first += advice.is_first;
+    } else {
+      ASSERT_TRUE(best.empty()) << words << ", and yet " << record_of(instance.core(), best).json();
+    }
+  }
+  ++figures.proven;
+}
+
+void expect_advice_for_all(Instance& instance, std::size_t most_sets, Figures& figures) {
+  for (Wish const& wish : wishes(instance)) {
+    std::string given;
+    for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i)
+      if (instance.given(i)) given += " " + instance.core().parameters()[i].name + "=" + *instance.given(i);
+    SCOPED_TRACE(instance.core().parameters()[wish.parameter].name + " " +
+                 (wish.kind == Wish::Kind::enabled ? "enabled" : wish.message) + " with" + given);
+    expect_advice(instance, wish, most_sets, figures);
+    if (testing::Test::HasFatalFailure()) return;
+  }
+}
+
+// Sets that an exhaustive look may take in each case; IPTASKS_LONG in the environment asks for more.
+std::size_t most_sets() { return std::getenv("IPTASKS_LONG") != nullptr ? 300'000 : 2'000; }
+
+void print(Figures const& figures) {
+  std::printf("%d cases: 1 change %d, 2 changes %d, 3 changes %d, none %d, not within %d; %d proven, %d the first\n",
+              figures.cases, figures.by_size[1], figures.by_size[2], figures.by_size[3], figures.none,
+              figures.not_within, figures.proven, figures.proven_first);
+}
+
+TEST(Advice, WorksAndIsSmallestOnMadeUpCores) {
+  Figures figures;
+  for (std::uint64_t seed = 1; figures.by_size[1] + figures.by_size[2] + figures.by_size[3] < 2000; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    test_support::MadeUpCore made(seed, 5 + static_cast<int>(seed % 14));
+    Instance instance(Core::parse(made.text(), "made.json"));
+    std::vector<Parameter> const& parameters = instance.core().parameters();
+    for (int change = 0; change < 4; ++change) {
+      const auto parameter = static_cast<std::uint32_t>(made.below(parameters.size()));
+      instance.set({{parameter, made.value(parameters[parameter])}});
+    }
+    expect_advice_for_all(instance, most_sets(), figures);
+    if (HasFatalFailure()) FAIL() << made.text();
+  }
+  print(figures);
+  EXPECT_GE(figures.by_size[2] + figures.by_size[3], 300);
+  EXPECT_GE(figures.by_size[3], 50);
+  EXPECT_EQ(figures.not_within, 0);
+  EXPECT_GE(figures.proven, 1000);
+}
+
+TEST(Advice, WorksOnTheMemoryBlock) {
+  const auto core = xram();
+  Figures figures;
+  test_support::Random random(5);
+  for (int round = 0; round < 40; ++round) {
+    Instance instance(core);
+    for (int change = 0; change < 8; ++change) {
+      const unsigned i = random.below(static_cast<unsigned>(core->parameters().size()));
+      Parameter const& parameter = core->parameters()[i];
+      const std::vector<std::string> range = instance.range(i);
+      std::string text = std::to_string(random.below(2));
+      if (!range.empty()) text = random.one_in(3) ? std::to_string(random.below(30'000)) : range[random.below(2)];
+      instance.set({{i, parameter.type == Type(Kind::truth) ? "1" : text}});
+    }
+    expect_advice_for_all(instance, most_sets(), figures);
+    if (HasFatalFailure()) return;
+  }
+  print(figures);
+  EXPECT_GE(figures.by_size[1], 200);
+  EXPECT_GE(figures.by_size[2], 10);
+  EXPECT_GE(figures.proven, 200);
+}
+
+TEST(Advice, EndsWithinItsEffort) {
+  std::string parameters;
+  for (int i = 0; i < 60; ++i)
+    parameters +=
+        (i > 0 ? "," : "") + std::string("{\"name\": \"P") + std::to_string(i) +
+        R"(", "type": "integer", "widget": "EDIT", "description": "one", "default": "0", "limits": ["0", "9"]})";
+  std::string sum = "P0";
+  for (int i = 1; i < 60; ++i) sum += " + P" + std::to_string(i);
+  const std::string text = R"({"format": 1, "core": "made", "version": "1.0", "parameters": [)" + parameters +
+                           R"(, {"name": "GOAL", "type": "truth", "widget": "CHECKBOX", "description": "one",
+                           "default": "0", "enabled": ")" +
+                           sum + R"( > 30"}]})";
+  Instance instance(Core::parse(text, "made.json"));
+  const Advice some = advise(instance, {Wish::Kind::enabled, 60}, {2'000, 3});
+  EXPECT_EQ(some.outcome, Advice::Outcome::not_within);
+  EXPECT_TRUE(some.changes.empty());
+  EXPECT_LT(some.trials, 200U);
+  EXPECT_EQ(advise(instance, {Wish::Kind::enabled, 60}, {100'000'000, 3}).outcome, Advice::Outcome::none);
+}
+
+}  // namespace
