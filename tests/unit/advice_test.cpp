@@ -53,7 +53,7 @@ TEST(Advice, OfTheMemoryBlock) {
   EXPECT_EQ(advice({{"XRAM_REF_CTRL_FREQMHZ", "990"}}, permitted, "XRAM_REF_CTRL_FREQMHZ"), "none");
   EXPECT_EQ(advice({{"XRAM_REF_CTRL_FREQMHZ", "990"}}, cleared, "XRAM_REF_CTRL_FREQMHZ", "range"),
             "found XRAM_REF_CTRL_FREQMHZ=800");
-  EXPECT_EQ(advice({}, cleared, "XRAM_SIZE_MB", "banks_idle"), "found XRAM_PORT0_ENABLE=1");
+  EXPECT_EQ(advice({{"XRAM_SIZE_MB", "2"}}, cleared, "XRAM_SIZE_MB", "banks_idle"), "found XRAM_SIZE_MB=(taken back)");
   EXPECT_THROW(advice({}, cleared, "XRAM_SIZE_MB", "nothing"), std::invalid_argument);
 }
 
