@@ -273,6 +273,31 @@ TEST(Advice, WorksOnTheMemoryBlock) {
   EXPECT_GE(figures.proven, 200);
 }
 
+TEST(Advice, WorksOnTheProcessingSystem) {
+  const auto core = Core::read(places::data("cores"), "pspmc", "1.0");
+  Figures figures;
+  test_support::Random random(7);
+  while (figures.cases < 300) {
+    Instance instance(core);
+    for (int change = 0; change < 30; ++change) {
+      const unsigned i = random.below(static_cast<unsigned>(core->parameters().size()));
+      const std::vector<std::string> range = instance.range(i);
+      std::string text = std::to_string(random.below(2));
+      if (!range.empty()) text = random.one_in(8) ? "77" : range[random.below(static_cast<unsigned>(range.size()))];
+      instance.set({{i, text}});
+    }
+    std::vector<Wish> some = wishes(instance);
+    for (int question = 0; question < 15 && !some.empty(); ++question) {
+      Wish const& wish = some[random.below(static_cast<unsigned>(some.size()))];
+      SCOPED_TRACE(core->parameters()[wish.parameter].name + " " + wish.message);
+      expect_advice(instance, wish, 0, figures);
+      if (HasFatalFailure()) return;
+    }
+  }
+  print(figures);
+  EXPECT_GE(figures.by_size[2] + figures.by_size[3], 50);
+}
+
 TEST(Advice, EndsWithinItsEffort) {
   std::string parameters;
   for (int i = 0; i < 60; ++i)

@@ -49,7 +49,7 @@ struct Advice {
 
 struct Effort {
   /// Counted in rules evaluated, a search as 2,000, so that the same question has the same answer on every machine.
-  std::uint64_t most_rules = 400'000;
+  std::uint64_t most_rules = 1'000'000;
   std::uint32_t most_changes = 3;
 };
 
