@@ -117,7 +117,8 @@ json edited(Edit const& edit) {
 
 TEST(DeviceReader, RefusesWhatDoesNotFitTogether) {
   const Edit edits[] = {
-      {"/base", "nowhere", "base: expected the name of a family that has a file families/nowhere.json in a device dir"},
+      {"/base", "nowhere",
+       "base: expected the name of a family that has a file families/nowhere.json in a device directory, found "},
       {"/device", "a b", "device: expected a word of letters, digits and _-+., at most 64 long"},
       {"/slrs/0/master", false, "slrs: expected SLRs of which exactly one is the master"},
       {"/slrs/1", {{"name", "SLR0"}, {"master", false}}, "slrs[1].name: expected a name that does not occur twice"},
@@ -132,7 +133,8 @@ TEST(DeviceReader, RefusesWhatDoesNotFitTogether) {
       {"/clock_primitives/0/limits/-1LHP", nullptr, "clock_primitives[0].limits: expected a field \"-1LHP\""},
       {"/clock_primitives/0/limits/-1LHP/phy_mhz",
        {1, 2},
-       "clock_primitives[0].limits.-1LHP.phy_mhz: expected limits of a special output only for"},
+       "clock_primitives[0].limits.-1LHP.phy_mhz: expected limits of a special output only for a primitive with a "
+       "phy_output, found "},
       {"/clock_primitives/2/limits/-1LHP/phy_mhz", nullptr, "clock_primitives[2].limits.-1LHP: expected a field"},
       {"/clock_primitives/0/limits/-1LHP/vco_mhz/0", 0, "clock_primitives[0].limits.-1LHP.vco_mhz[0]: expected a num"},
       {"/clock_primitives/0/multiply/max", 3, "clock_primitives[0].multiply.max: expected an integer from 4"},
@@ -150,10 +152,12 @@ TEST(DeviceReader, RefusesWhatDoesNotFitTogether) {
         {"phase_max_vco_periods", 1},
         {"duty_steps_per_vco_period", 2}},
        "clock_primitives[0].outputs: expected from 1 to 32 outputs in all"},
-      {"/block_memories/0/single_port/0", {9216, 2}, "block_memories[0].single_port[0]: expected a shape of at most"},
+      {"/block_memories/0/single_port/0",
+       {9216, 2},
+       "block_memories[0].single_port[0]: expected a shape of at most 9216 bits, found "},
       {"/block_memories/0/single_port/1",
        {1024, 9},
-       "block_memories[0].single_port[1]: expected a shape that does not"},
+       "block_memories[0].single_port[1]: expected a shape that does not occur twice, found "},
       {"/transceivers/0/limits/-1LHP/line_rate_gbps/1",
        {20, 30},
        "transceivers[0].limits.-1LHP.line_rate_gbps[1]: expected line rates above those before"},
@@ -163,35 +167,39 @@ TEST(DeviceReader, RefusesWhatDoesNotFitTogether) {
       {"/transceivers/1/type", "GTYP", "transceivers[1].type: expected a type that does not occur twice"},
       {"/quads/0/type", "GTX", "quads[0].type: expected the type of a transceiver"},
       {"/quads/0/numbers/0", "{700..702}",
-       "quads[0].numbers: expected numbers that no bank and no other quad has (700"},
+       "quads[0].numbers: expected numbers that no bank and no other quad has (700 is taken)"},
       {"/quads/0/slr", 1, "quads[0].slr: expected an integer from 0 to 0"},
       {"/banks/0/layout", "none", "banks[0].layout: expected the name of a bank layout"},
       {"/banks/0/numbers/0", "700", "banks: expected banks of different numbers (700 occurs twice)"},
-      {"/banks/0/numbers/0", "3x2", "banks[0].numbers: expected patterns of numbers"},
+      {"/banks/0/numbers/0", "3x2", "banks[0].numbers: expected patterns of numbers from 0 to 99999, found "},
       {"/banks/0/numbers/0", "{1..2", "banks[0].numbers[0]: expected braces in pairs that do not nest"},
       {"/bank_layouts/0/pad_name", "IO_{site}", "bank_layouts[0].pad_name: expected a name that does not occur twice"},
       {"/bank_layouts/0/pad_name", "IO_{pad}",
        "bank_layouts[0].pad_name: expected only places of the names {bank}, {l"},
-      {"/bank_layouts/0/lanes/0/strobe/0", "L9P", "bank_layouts[0].lanes[0].strobe: expected sites of the lane (L9P"},
+      {"/bank_layouts/0/lanes/0/strobe/0", "L9P",
+       "bank_layouts[0].lanes[0].strobe: expected sites of the lane (L9P is none)"},
       {"/bank_layouts/0/lanes/1/names/0", "B3", "bank_layouts[0].lanes[1].names: expected a name that does not occur"},
       {"/packages/0/bonded/0/pins/0", "A8:J24",
        "packages[0].bonded[0].pins: expected as many balls as there are pads, "
        "162 (here 153)"},
       {"/packages/0/bonded/0/pins/0", "A9:J26", "packages[0].bonded[0].pins[0]: expected balls of the package's grid"},
       {"/packages/0/bonded/1/pins/0", "J8:P20", "packages[0].bonded[1]: expected pins of one pad each (J8 has two)"},
-      {"/packages/0/bonded/0/banks/0", "{699..701}", "packages[0].bonded[0].banks: expected numbers that the die has"},
+      {"/packages/0/bonded/0/banks/0", "{699..701}",
+       "packages[0].bonded[0].banks: expected numbers that the die has (it has no 699)"},
       {"/packages/0/bonded/1/banks/0", "{700..702}",
-       "packages[0].bonded[1].banks: expected numbers that the package d"},
+       "packages[0].bonded[1].banks: expected numbers that the package does not have yet (it has 700)"},
       {"/packages/0/bonded/0/without_lanes", json::array({"Z"}),
-       "packages[0].bonded[0].without_lanes: expected lanes of all the ba"},
+       "packages[0].bonded[0].without_lanes: expected lanes of all the banks (700 has no Z)"},
       {"/packages/0/bonded/3/without_lanes", json::array({"Z"}), "packages[0].bonded[3].without_lanes: expected "},
       {"/packages/0/bonded/0/banks", nullptr, "packages[0].bonded[0]: expected a field \"banks\""},
       {"/packages/1/name", "a625", "packages[1].name: expected a name that does not occur twice"},
       {"/packages", json::array(), "packages: expected at least one package"},
       {"/processing_system/mio_pins", 77,
        "processing_system.mio_pins: expected the number of pads in banks of kind MIO"},
-      {"/controller_sites/0/banks/0", "{700..706}", "controller_sites[0].banks: expected banks of the site's SLR (706"},
-      {"/controller_sites/1/banks/0", "702", "controller_sites[1].banks: expected banks of one site alone (702"},
+      {"/controller_sites/0/banks/0", "{700..706}",
+       "controller_sites[0].banks: expected banks of the site's SLR (706 is none)"},
+      {"/controller_sites/1/banks/0", "702",
+       "controller_sites[1].banks: expected banks of one site alone (702 has another)"},
       {"/controller_sites/0/controller", "SOFTMC",
        "controller_sites[0].controller: expected a controller that is hard"},
       {"/controller_sites/1/name", "DDRMC_0", "controller_sites[1].name: expected a name that does not occur twice"},
@@ -212,7 +220,35 @@ TEST(DeviceReader, RefusesWhatDoesNotFitTogether) {
       {"/part_name", "{device} {package}{speed}{temperature}{stage}", "part_name: expected a pattern of words"},
       {"/part_name", "{device}{grade}", "part_name: expected only places of the names {device}, {package}, {screen}, "},
       {"/name_fields/0/field", "speed", "name_fields[0].field: expected a name that does not occur twice"},
-      {"/name_fields/0/values", json::array(), "name_fields[0].values: expected from one value to 2000 combinations"},
+      {"/name_fields/0/values", json::array(),
+       "name_fields[0].values: expected from one value to 2000 combinations of them, found "},
+      {"/speed_grades", json::array(), "speed_grades: expected at least one speed grade, found "},
+      {"/clock_primitives/0/spread_spectrum/modes", json::array(),
+       "clock_primitives[0].spread_spectrum.modes: expected at least one mode, found "},
+      {"/clock_primitives/2/phy_output/modes", json::array(),
+       "clock_primitives[2].phy_output.modes: expected at least one mode, found "},
+      {"/clock_primitives/0/limits/-1LHP/vco_mhz/1", nullptr,
+       "clock_primitives[0].limits.-1LHP.vco_mhz: expected the lowest and the highest value, found "},
+      {"/block_memories/0/single_port/0/1", nullptr,
+       "block_memories[0].single_port[0]: expected a depth in words and a width in bits, found "},
+      {"/memory_controllers/0/interfaces", json::array(),
+       "memory_controllers[0].interfaces: expected at least one interface, found "},
+      {"/memory_controllers/0/interfaces/0/data_widths", json::array(),
+       "memory_controllers[0].interfaces[0].data_widths: expected at least one number, found "},
+      {"/memory_controllers/0/interfaces/0/data_widths/1", 16,
+       "memory_controllers[0].interfaces[0].data_widths[1]: expected a number above the one before it, found "},
+      {"/transceivers/0/limits/-1LHP/line_rate_gbps", json::array(),
+       "transceivers[0].limits.-1LHP.line_rate_gbps: expected at least one range, found "},
+      {"/bank_layouts/0/lanes", json::array(), "bank_layouts[0].lanes: expected at least one lane, found "},
+      {"/bank_layouts/0/lanes/0/nibbles", json::array(),
+       "bank_layouts[0].lanes[0].nibbles: expected at least one nibble, found "},
+      {"/banks/0/numbers", json::array(), "banks[0].numbers: expected at least one pattern, found "},
+      {"/packages/0/bonded/0/pins/0", "A8:J",
+       "packages[0].bonded[0].pins[0]: expected balls such as B7 or A1:D4, found "},
+      {"/packages/0/bonded/0/pins/0", "J25:A8",
+       "packages[0].bonded[0].pins[0]: expected a rectangle from its first ball to its last, such as A1:D4, found "},
+      {"/power/transceivers/0/points", json::array(),
+       "power.transceivers[0].points: expected at least one point, found "},
       {"/properties", {{"a b", "x"}}, "properties.a b: expected a property whose name is a word"},
   };
   for (Edit const& edit : edits) {
@@ -222,7 +258,8 @@ TEST(DeviceReader, RefusesWhatDoesNotFitTogether) {
 }
 
 TEST(DeviceReader, RefusesMoreThanMemoryShouldHold) {
-  EXPECT_NE(fault_without_line(edited({"/banks/0/numbers/0", "{10000..29999}", ""})).find("at most 100000 pads"),
+  EXPECT_NE(fault_without_line(edited({"/banks/0/numbers/0", "{10000..29999}", ""}))
+                .find("a device of at most 100000 pads and pins in all its packages"),
             std::string::npos);
   EXPECT_NE(fault_without_line(edited({"/banks/0/numbers/0", "{0..99999999}", ""})).find("at most 20000 names"),
             std::string::npos);
@@ -230,6 +267,12 @@ TEST(DeviceReader, RefusesMoreThanMemoryShouldHold) {
   many["name_fields"][1]["values"] = json::array();
   for (int i = 0; i < 600; ++i) many["name_fields"][1]["values"].push_back({{"value", "S" + std::to_string(i)}});
   EXPECT_NE(fault_without_line(many).find("combinations"), std::string::npos);
+  json& values = many["name_fields"][1]["values"];
+  while (values.size() > 400) values.erase(values.size() - 1);
+  EXPECT_EQ(fault_without_line(many).substr(0, 54), "part_name: expected a device of at most 2000 parts, fo");
+  json described = whole();
+  for (int i = 0; i <= 200; ++i) described["properties"]["P" + std::to_string(i)] = "x";
+  EXPECT_EQ(fault_without_line(described).substr(0, 47), "properties: expected at most 200 properties, fo");
   const std::string deep(100000, '[');
   EXPECT_NE(fault_of("{\"format\": " + deep), "");
 }
