@@ -33,7 +33,6 @@ void set_up_encodings() {
 Tcl_Interp* the_private_interp() {
   if (private_interp != nullptr) return private_interp;
   Tcl_Interp* const made = Tcl_CreateInterp();
-  if (made == nullptr) return nullptr;
   set_up_encodings();
   // without Tcl's script library the built-in commands are there all the same
   if (Tcl_Init(made) != TCL_OK) Tcl_ResetResult(made);

@@ -13,13 +13,19 @@
 source [file join [file dirname [info script]] cpp.tcl]
 set root [file normalize [lindex $argv 0]]
 
-# Texts that no test can produce, and why.
+# Texts that no test can produce, and why; one that has a test after all, or is gone, is a fault.
 set untold {
+  shared/ip/tcltasks/frame/engine_rows.h "the operation reads more words than the row allows"
+    {the compiler evaluates the rows, and stops here}
+  platform/common/tcltasks.cpp "the command is longer than Tcl takes"
+    {it takes a command of 2 GiB}
 }
 
 # Rooms whose texts are not looked at yet.
 set later {
   platform/cores/*  platform/ippcw/*  platform/include/kdi/cores/*
+  platform/ip/clock_faces/*  platform/ip/clocking/*
+  shared/ip/tcltasks/clkwiz/*  shared/ip/tcltasks/clocking/*  shared/ip/tcltasks/fec/*
 }
 
 # A gap in a text.
@@ -31,12 +37,13 @@ proc literal_text {kind content} {
   subst -nocommands -novariables [string map {\\? ?} $content]
 }
 
-# What is between two literals: "side" (nothing), "added" (values that + adds), or "apart".
+# What is between two literals: "side" (nothing), "added" (values that + adds), or "apart". Either literal may be the
+# argument of std::string, of which `code` has the end, or the begin.
 proc between {code} {
   if {[regexp {^\s*(?:u8|[RLuU])?$} $code]} { return side }
-  if {![regexp {^\s*\+.*\+\s*$} $code]} {
-    return [expr {[regexp {^\s*\+\s*$} $code] ? "side" : "apart"}]
-  }
+  regsub {\mstd::string\(\s*$} $code {} code
+  if {[regexp {^\s*\+\s*$} $code]} { return side }
+  if {![regexp {^\s*\+.*\+\s*$} $code]} { return apart }
   set depth 0
   foreach sign [regexp -all -inline {[][(){},;?]|<<|&&|\|\|} $code] {
     switch -- $sign {
@@ -55,7 +62,12 @@ proc cpp_texts {source} {
   foreach {kind first last content} [cpp_tokens $source] {
     if {$kind ni {string raw}} continue
     set words [literal_text $kind $content]
-    set way [expr {$end < 0 ? "apart" : [between [cpp_code [string range $source $end+1 $first-1]]]}]
+    set way apart
+    if {$end >= 0} {
+      set code [cpp_code [string range $source $end+1 $first-1]]
+      if {$is_argument} { regsub {^\s*\)} $code {} code }
+      set way [between $code]
+    }
     switch -- $way {
       side { append text $words }
       added { append text $::gap $words }
@@ -65,6 +77,7 @@ proc cpp_texts {source} {
         set line [cpp_line $source $first]
       }
     }
+    set is_argument [regexp {\mstd::string\(\s*R?$} [string range $source [expr {max(0, $first - 20)}] $first-1]]
     set end $last
   }
   if {$end >= 0} { lappend texts $line $text }
@@ -88,7 +101,7 @@ proc seen {source} {
 proc stretches {text} {
   regsub -all {%[-+#0]*(?:\d+|\*)?(?:\.(?:\d+|\*)?)?(?:hh|ll|[hljztL])?[diouxXeEfFgGcs]|\{\w+\}} $text $::gap text
   lmap stretch [split $text $::gap] {
-    set stretch [string trim [regsub -all {\s+} $stretch { }] { :;,."'()[]<>}]
+    set stretch [string trim [unfolded $stretch] { :;,."'()[]<>}]
     if {![regexp {[[:alpha:]]} $stretch]} continue
     set stretch
   }
@@ -110,7 +123,9 @@ proc expected {} {
   plain $all
 }
 proc golden {} { plain [lmap path [files_below $::root/tests/golden *] { read_text $path }] }
-proc plain {texts} { join [lmap text $texts { if {![is_text $text]} continue; regsub -all {\s+} $text { } }] \n }
+proc plain {texts} { join [lmap text $texts { if {![is_text $text]} continue; unfolded $text }] \n }
+# On one line, without backslashes.
+proc unfolded {text} { regsub -all {\s+} [string map {\\ {}} $text] { } }
 
 # Of a file of data/commands, what its commands answer when the tests run them.
 proc commands_that_run {json} {
@@ -151,6 +166,7 @@ set expected [expected]
 set golden [golden]
 set texts 0
 set faults {}
+foreach {name text why} $untold { set allowed([list $name $text]) 1 }
 foreach top {shared platform host} {
   foreach path [files_below $root/$top *.cpp *.h *.inc *.c] {
     set name [string range $path [string length $root/] end]
@@ -159,8 +175,18 @@ foreach top {shared platform host} {
       if {![is_text $text]} continue
       set stretches [stretches $text]
       incr texts
-      if {![stands $stretches $expected 400] && ![stands $stretches $golden 20000]} { lappend faults "$name:$line: no test produces \"[string map [list $gap ... \n \\n] $text]\"" }
+      if {[stands $stretches $expected 400] || [stands $stretches $golden 20000]} continue
+      if {[info exists allowed([list $name $text])]} {
+        unset allowed([list $name $text])
+      } else {
+        lappend faults "$name:$line: no test produces \"[string map [list $gap ... \n \\n] $text]\""
+      }
     }
+  }
+}
+foreach one [array names allowed] {
+  if {[file exists [file join $root [lindex $one 0]]]} {
+    lappend faults "tests/checks/texts.tcl: no exception is needed for \"[lindex $one 1]\" of [lindex $one 0]"
   }
 }
 puts [join $faults \n]

@@ -330,9 +330,9 @@ TEST_F(BlockMemoryData, FaultsNameFileLineAndField) {
   // A shape in the middle that two ports cannot use leaves a gap.
   EXPECT_EQ(
       primitives("\"width\": 2, \"ports\": [\"single\", \"simple\", \"dual\"]", "\"width\": 2, \"ports\": [\"single\"]")
-          .substr(0, 107),
+          .substr(0, 122),
       "primitives.json:2: primitives: expected shapes that halve in depth and double in usable width for every "
-      "use");
+      "use of the ports, ");
   EXPECT_EQ(versions("\"max_width\": 4608", "\"max_width\": 0"),
             "versions.json:5: versions[0].max_width: expected an integer from 1 to 8192, found the number 0");
   EXPECT_EQ(versions("\"bit_fj\": 150", "\"bit_fj\": 2600").substr(0, 63),

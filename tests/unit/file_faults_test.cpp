@@ -283,6 +283,22 @@ TEST_P(Writing, TellsOfEachCallThatFails) {
   EXPECT_GE(runs, 16);
 }
 
+TEST(WritingBeside, TellsWhereTheLastStepFails) {
+  const Scratch scratch;
+  const std::string path = scratch.file("data/file", "before");
+  const Outcome of = in_a_process(
+      scratch,
+      [&] {
+        file_faults::watch(scratch.path("data"), {Call::rename, 0, true, EACCES});
+      },
+      [&] {
+        kdi::write_file(path, "after");
+        return std::string("written");
+      });
+  EXPECT_EQ(of.value, "refused: " + path + ": cannot be moved to its place: Permission denied");
+  EXPECT_EQ(scratch.content("data/file"), "before");
+}
+
 TEST_P(Writing, TellsOfAFullDisk) {
   const std::string content = good();
   for (std::size_t room = 0; room <= content.size(); ++room) {

@@ -216,6 +216,8 @@ TEST(MemoryPower, ReportsWhatItDoesNotKnow) {
   EXPECT_EQ(told([](auto& r) { r.memoryType = "SIMM"; }), Lines{"unknown memory type \"SIMM\" counts as Components"});
   EXPECT_EQ(told([](auto& r) { r.phyOnly = "half"; }), Lines{"unknown kind of controller \"half\" counts as Complete"});
   EXPECT_EQ(told([](auto& r) { r.bankKind = "QQ"; }), Lines{"unknown bank kind \"QQ\" counts as HP"});
+  EXPECT_EQ(told([](auto& r) { r.ioPerformance = "Swift"; }),
+            Lines{"unknown I/O performance \"Swift\" counts as High_Perf"});
   EXPECT_EQ(told([](auto& r) { r.inputTermination = "RTT_9"; }), Lines{"unknown termination \"RTT_9\" counts as NONE"});
   for (char const* text : {"none", "V1.2", "-1.2", "0V", "12", "nan", "inf"})
     EXPECT_EQ(told([&](auto& r) { r.ioVoltage = text; }),

@@ -7,7 +7,6 @@ struct Tcl_Interp;
 
 struct KDI_DOOR HTCTclInterp {
   /// The interpreter that the host named for this thread (common/host/TclHost.h) as long as it lives, else a private
-  /// one of this thread, made at first use and kept until Tcl ends the thread (Tcl_FinalizeThread). Null only if Tcl
-  /// cannot make one.
+  /// one of this thread, made at first use and kept until Tcl ends the thread (Tcl_FinalizeThread). Never null.
   static Tcl_Interp* getDefaultInterp();
 };
