@@ -73,7 +73,14 @@ TEST_P(PlatformControllers, HaveAllNames) {
     for (std::string_view name : kdi::text::words(names, " ")) EXPECT_TRUE(core->find(name)) << name;
 }
 
-TEST_P(PlatformControllers, AreTold) {
+constexpr Version kPlatformControllers[] = {
+    {"pspmc", "1.0"},  {"pspmc", "1.1"},       {"pspmc", "1.2"},       {"pspmc", "1.3"},       {"pspmc", "1.4"},
+    {"pspmcx", "1.0"}, {"tavrel_cips", "3.1"}, {"tavrel_cips", "3.2"}, {"tavrel_cips", "3.3"}, {"tavrel_cips", "3.4"}};
+INSTANTIATE_TEST_SUITE_P(Cores, PlatformControllers, ::testing::ValuesIn(kPlatformControllers));
+
+class Family : public ::testing::TestWithParam<Version> {};
+
+TEST_P(Family, IsTold) {
   const auto core = core_of(GetParam().core, GetParam().version);
   for (Parameter const& parameter : core->parameters()) {
     EXPECT_FALSE(parameter.group.empty()) << parameter.name;
@@ -82,14 +89,15 @@ TEST_P(PlatformControllers, AreTold) {
   }
 }
 
-TEST_P(PlatformControllers, BeginWithoutMessages) {
+TEST_P(Family, BeginsWithoutMessages) {
   Instance fresh(core_of(GetParam().core, GetParam().version));
   for (Due const& due : fresh.messages()) ADD_FAILURE() << due.name << ": " << due.text;
 }
 
-constexpr Version kPlatformControllers[] = {{"pspmc", "1.0"}};
-
-INSTANTIATE_TEST_SUITE_P(Cores, PlatformControllers, ::testing::ValuesIn(kPlatformControllers));
+constexpr Version kEarlier[] = {
+    {"ps_pmc", "1.0"}, {"tavrel_cips", "1.0"}, {"tavrel_cips", "2.0"}, {"tavrel_cips", "2.1"}};
+INSTANTIATE_TEST_SUITE_P(Cores, Family, ::testing::ValuesIn(kPlatformControllers));
+INSTANTIATE_TEST_SUITE_P(EarlierCores, Family, ::testing::ValuesIn(kEarlier));
 
 // ---------------------------------------------------------------------------------------------------------- messages
 
@@ -123,29 +131,46 @@ std::vector<Row> const& rows() {
   return all;
 }
 
-void apply(Instance& instance, Settings const& settings) {
+// By the engine's name, or one that users have.
+std::optional<std::uint32_t> known(Core const& core, std::string_view name) {
+  const auto number = core.find(name);
+  return number ? number : core.find_user_name(name);
+}
+
+void give(Instance& instance, Settings const& settings) {
   std::vector<std::pair<std::uint32_t, std::string>> values;
   for (auto const& [name, value] : settings) {
-    const auto number = instance.core().find(name);
+    const auto number = known(instance.core(), name);
     ASSERT_TRUE(number) << name;
     values.emplace_back(*number, value);
   }
   instance.set(values);
 }
 
+void take_back(Instance& instance, Settings const& settings) {
+  std::vector<std::uint32_t> numbers;
+  for (auto const& [name, value] : settings) numbers.push_back(known(instance.core(), name).value());
+  instance.take_back(numbers);
+}
+
 TEST(CoreMessages, AreRaisedAndClearedAsTold) {
+  std::map<std::string, Instance> instances;
   for (Row const& row : rows()) {
-    Instance instance(core_of(row.core, row.version));
-    const std::uint32_t number = instance.core().find(row.parameter).value();
+    Instance& instance =
+        instances.try_emplace(row.core + "/" + row.version, core_of(row.core, row.version)).first->second;
+    const auto number = instance.core().find(row.parameter);
+    ASSERT_TRUE(number) << row.parameter;
     const auto text_now = [&]() -> std::string {
       for (Due const& due : instance.messages())
-        if (due.parameter == number && due.name == row.message) return due.text;
+        if (due.parameter == *number && due.name == row.message) return due.text;
       return "(none)";
     };
     EXPECT_EQ(text_now(), "(none)") << row.parameter;
-    apply(instance, row.settings);
+    give(instance, row.settings);
     EXPECT_EQ(text_now(), row.text) << row.parameter;
     for (Due const& due : instance.messages()) EXPECT_NE(due.name, "rule") << due.text;
+    take_back(instance, row.settings);
+    EXPECT_EQ(text_now(), "(none)") << row.parameter;
   }
 }
 
@@ -166,7 +191,7 @@ bool is_of(std::string_view name, std::string_view form) {
 
 std::vector<std::string> files_of_family() {
   std::vector<std::string> files;
-  for (char const* folder : {"parts", "pspmc", "pspmcx", "tavrel_cips"}) {
+  for (char const* folder : {"parts", "pspmc", "pspmcx", "ps_pmc", "tavrel_cips"}) {
     const std::string path = places::data(std::string("cores/") + folder);
     if (!std::filesystem::is_directory(path)) continue;
     for (auto const& entry : std::filesystem::directory_iterator(path)) files.push_back(entry.path().string());
@@ -233,7 +258,7 @@ class Consequences {
   // Tries every parameter that has none yet and is enabled, with these settings around it.
   void try_with(Settings const& around) {
     Instance instance(core_);
-    apply(instance, around);
+    give(instance, around);
     for (std::uint32_t i = 0; i < has_.size(); ++i) {
       if (has_[i] || core_->parameters()[i].derived || !instance.is_enabled(i) || !has_reader(i)) continue;
       const std::vector<Due> before_said = said(instance, i);
@@ -286,7 +311,7 @@ Settings shifted(Core const& core, Settings settings, char digit) {
     for (std::size_t at = name.find('0'); at != std::string::npos; at = name.find('0', at + 1)) {
       std::string other = name;
       other[at] = digit;
-      if (!core.find(other)) continue;
+      if (!known(core, other)) continue;
       name = other;
       break;
     }
@@ -297,9 +322,9 @@ struct Silent {
   std::set<std::string> information, bound;
 };
 
-Silent silent_of(std::string const& core) {
-  Silent silent;
+void read_silent(std::string const& core, Silent& silent) {
   const kdi::JsonFile file(places::data("cores/" + core + "/silent.json"));
+  if (const auto base = file.root().find("extends")) read_silent(base->text(), silent);
   const auto read = [&](char const* field, std::set<std::string>& names) {
     for (const kdi::JsonValue reason : file.root().member(field).members()) {
       EXPECT_FALSE(reason.text().empty());
@@ -308,11 +333,12 @@ Silent silent_of(std::string const& core) {
   };
   read("information_only", silent.information);
   read("bound_by_outputs", silent.bound);
-  return silent;
 }
 
-TEST(CoreParameters, HaveConsequencesOrAreListed) {
-  const auto core = core_of("pspmc", "1.0");
+class Newest : public ::testing::TestWithParam<Version> {};
+
+TEST_P(Newest, HaveConsequencesOrAreListed) {
+  const auto core = core_of(GetParam().core, GetParam().version);
   Consequences consequences(core);
   consequences.try_with({});
   Settings all_on;
@@ -320,20 +346,110 @@ TEST(CoreParameters, HaveConsequencesOrAreListed) {
     if (parameter.type == Type(Kind::truth) && !parameter.derived) all_on.emplace_back(parameter.name, "1");
   consequences.try_with(all_on);
   for (Row const& row : rows()) {
-    if (row.core != "pspmc" || row.version != "1.0") continue;
+    if (!std::all_of(row.settings.begin(), row.settings.end(),
+                     [&](auto const& setting) { return known(*core, setting.first).has_value(); }))
+      continue;
     consequences.try_with(row.settings);
     for (char const digit : {'1', '2', '3'})
       if (const Settings others = shifted(*core, row.settings, digit); others != row.settings)
         consequences.try_with(others);
   }
 
-  const Silent silent = silent_of("pspmc");
-  std::set<std::string> listed = silent.information;
-  listed.insert(silent.bound.begin(), silent.bound.end());
-  EXPECT_EQ(listed.size(), silent.information.size() + silent.bound.size()) << "listed twice";
-  for (std::string const& name : consequences.none()) EXPECT_TRUE(listed.contains(name)) << name << " moves nothing";
-  for (std::string const& name : listed) EXPECT_TRUE(consequences.none().contains(name)) << name << " moves something";
+  Silent silent;
+  read_silent(GetParam().core, silent);
+  std::set<std::string> listed;
+  for (auto const* const names : {&silent.information, &silent.bound})
+    for (std::string const& name : *names) {
+      if (!core->find(name)) continue;
+      EXPECT_TRUE(listed.insert(name).second) << name << " is listed twice";
+    }
+  const std::set<std::string> none = consequences.none();
+  for (std::string const& name : none) EXPECT_TRUE(listed.contains(name)) << name << " moves nothing";
+  for (std::string const& name : listed) EXPECT_TRUE(none.contains(name)) << name << " moves something";
   EXPECT_LE(silent.information.size() * 20, core->parameters().size());
 }
+
+INSTANTIATE_TEST_SUITE_P(Cores, Newest,
+                         ::testing::Values(Version{"pspmc", "1.0"}, Version{"pspmcx", "1.0"},
+                                           Version{"tavrel_cips", "3.4"}, Version{"tavrel_cips", "2.1"}),
+                         [](auto const& one) { return one.param.core + ("_" + std::to_string(one.index)); });
+
+// ---------------------------------------------------------------------------------------------------------- versions
+
+struct Change {
+  Version from, to;
+  char const* differences;  // names: + new, - retired, old>new renamed
+};
+void PrintTo(Change const& step, std::ostream* out) { PrintTo(step.to, out); }
+
+constexpr Change kSteps[] = {
+    {{"pspmc", "1.0"},
+     {"pspmc", "1.1"},
+     "+PS_CAN{0..1}_FD_ENABLE +BOOT_FALLBACK_ENABLE PS_WWDT0_WINDOW_MS>PS_WWDT0_OPEN_WINDOW_MS "
+     "PS_WWDT1_WINDOW_MS>PS_WWDT1_OPEN_WINDOW_MS"},
+    {{"pspmc", "1.1"},
+     {"pspmc", "1.2"},
+     "+PS_ENET{0..1}_EEE_ENABLE +PS_{FPD,LPD}_ACTIVITY +PMC_ACTIVITY -PS_SWITCHING_ESTIMATE"},
+    {{"pspmc", "1.2"},
+     {"pspmc", "1.3"},
+     "+PMC_OSPI_DQS_ENABLE PMC_SD0_CARD_MHZ>PMC_SD0_CARD_FREQMHZ "
+     "PMC_SD1_CARD_MHZ>PMC_SD1_CARD_FREQMHZ"},
+    {{"pspmc", "1.3"}, {"pspmc", "1.4"}, "+PS_LPDMA{0..7}_COHERENCY +PS_A72_LOCKSTEP_ENABLE"},
+    {{"pspmc", "1.4"},
+     {"pspmcx", "1.0"},
+     "+PS_USB1_PERIPHERAL_{ENABLE,IO} +PS_USB1_{ROLE,SUSPEND_ENABLE} "
+     "+PS_CRL_USB1_BUS_REF_CTRL_{SRCSEL,FREQMHZ,DIVISOR0,ACT_FREQMHZ} +PS_A72_CLUSTERS"},
+    {{"tavrel_cips", "3.1"},
+     {"tavrel_cips", "3.2"},
+     "+PS_ENET{0..1}_EEE_ENABLE +PS_{FPD,LPD}_ACTIVITY +PMC_ACTIVITY -PS_SWITCHING_ESTIMATE "
+     "+PS_PL_CONNECTIVITY_MODE"},
+    {{"tavrel_cips", "3.2"},
+     {"tavrel_cips", "3.3"},
+     "+PMC_OSPI_DQS_ENABLE PMC_SD0_CARD_MHZ>PMC_SD0_CARD_FREQMHZ "
+     "PMC_SD1_CARD_MHZ>PMC_SD1_CARD_FREQMHZ +DEBUG_MODE"},
+    {{"tavrel_cips", "3.3"},
+     {"tavrel_cips", "3.4"},
+     "+PS_LPDMA{0..7}_COHERENCY +PS_A72_LOCKSTEP_ENABLE +CPM_PCIE{0..1}_DEGRADE_ENABLE"}};
+
+class Versions : public ::testing::TestWithParam<Change> {};
+
+TEST_P(Versions, DifferAsListed) {
+  const auto old = core_of(GetParam().from.core, GetParam().from.version);
+  const auto core = core_of(GetParam().to.core, GetParam().to.version);
+  std::set<std::string> differences, renamed;
+  for (Parameter const& parameter : old->parameters()) {
+    if (core->find(parameter.name)) continue;
+    const auto now = core->find_user_name(parameter.name);
+    differences.insert(now ? parameter.name + ">" + core->parameters()[*now].name : "-" + parameter.name);
+    if (now) renamed.insert(core->parameters()[*now].name);
+  }
+  for (Parameter const& parameter : core->parameters())
+    if (!old->find(parameter.name) && !renamed.contains(parameter.name)) differences.insert("+" + parameter.name);
+  std::set<std::string> listed;
+  for (std::string_view word : kdi::text::words(GetParam().differences, " "))
+    for (std::string& name : kdi::expand(word, 1000)) listed.insert(std::move(name));
+  EXPECT_EQ(differences, listed);
+}
+
+// What users set in one version they have in the next, but for what is retired.
+TEST_P(Versions, TakeConfigurationsAcross) {
+  const auto old = core_of(GetParam().from.core, GetParam().from.version);
+  const auto core = core_of(GetParam().to.core, GetParam().to.version);
+  Instance before(old), after(core);
+  for (Row const& row : rows()) {
+    Settings settings = row.settings;
+    settings.erase(std::remove_if(settings.begin(), settings.end(),
+                                  [&](auto const& setting) { return !known(*old, setting.first).has_value(); }),
+                   settings.end());
+    give(before, settings);
+    give(after, settings);
+    for (auto const& [name, value] : settings)
+      EXPECT_EQ(after.backup(*known(*core, name)), before.backup(*known(*old, name))) << name;
+    take_back(before, settings);
+    take_back(after, settings);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cores, Versions, ::testing::ValuesIn(kSteps));
 
 }  // namespace
