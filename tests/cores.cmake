@@ -9,3 +9,5 @@ add_unit_test(core_truth_test OPTIMISED LABELS cores LINKS kdi_cores_objects Boo
 add_unit_test(explain_test LABELS cores LINKS kdi_cores_objects)
 add_unit_test(hard_ip_test LABELS cores LINKS "kdi_ippcw;kdi_device;kdi_common")
 add_unit_test(advice_test OPTIMISED LABELS cores LINKS kdi_cores_objects)
+add_unit_test(clock_search_test OPTIMISED LABELS cores LINKS kdi_cores_objects Boost::headers)
+add_unit_test(core_searches_test LABELS cores LINKS kdi_cores_objects)

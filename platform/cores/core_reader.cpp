@@ -6,6 +6,7 @@
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Core.h"
 #include "kdi/cores/Instance.h"
+#include "platform/cores/core_clocks.h"
 #include "platform/cores/core_device.h"
 #include "platform/cores/drafts.h"
 #include "platform/cores/syntax.h"
@@ -119,7 +120,7 @@ class CoreReader : public Scope {
 
   void add_file(JsonValue root, int depth) {
     root.allow_only({"format", "core", "version", "extends", "out_of_range", "retired", "renamed", "includes",
-                     "changed", "parameters", "definitions", "device", "interface"});
+                     "changed", "parameters", "definitions", "device", "interface", "clocks"});
     root.member("format").integer(1, 1);
     const std::string name = root.member("core").text();
     const std::string version = root.member("version").text();
@@ -155,6 +156,7 @@ class CoreReader : public Scope {
   // What descriptions and parts have alike.
   void add_content(JsonValue root, PlaceValues const& places) {
     if (const auto facts = root.find("device")) add_facts(*facts, places, core_->facts_);
+    if (const auto clocks = root.find("clocks")) clocks_.add(*clocks, places);
     if (const auto parameters = root.find("parameters"))
       for (const JsonValue entry : parameters->items()) add_parameters(entry, places);
     if (const auto definitions = root.find("definitions"))
@@ -166,7 +168,7 @@ class CoreReader : public Scope {
   void include(JsonValue entry) {
     entry.allow_only({"file", "where"});
     const JsonValue root = part(entry.member("file"));
-    root.allow_only({"format", "places", "parameters", "definitions", "device"});
+    root.allow_only({"format", "places", "parameters", "definitions", "device", "clocks"});
     root.member("format").integer(1, 1);
     add_content(root, places_of(root, entry));
   }
@@ -289,6 +291,7 @@ class CoreReader : public Scope {
     for (Draft const& draft : drafts_) name_for_users(draft);
     compile_definitions();
     for (std::size_t i = 0; i < drafts_.size(); ++i) compile_rules(drafts_[i], core_->parameters_[i]);
+    add_searches();
     put_in_order();
     check_defaults();
     return std::move(core_);
@@ -428,6 +431,23 @@ class CoreReader : public Scope {
     }
   }
 
+  // --- searches
+
+  void add_searches() {
+    const SectionContext context{*core_, [this](JsonValue value, PlaceValues const& places,
+                                                std::optional<Type> wanted) { return rule(value, places, wanted); }};
+    if (const auto clocks = clocks_.finished(context)) {
+      core_->clocks_ = clocks;
+      add_search(clocks);
+    }
+  }
+
+  void add_search(std::shared_ptr<SearchSection const> search) {
+    for (const std::uint32_t parameter : search->writes)
+      core_->parameters_[parameter].search = static_cast<std::uint32_t>(core_->searches_.size());
+    core_->searches_.push_back(std::move(search));
+  }
+
   // --- the order of computing
 
   struct Node {
@@ -435,6 +455,7 @@ class CoreReader : public Scope {
     Rule const* rule;      // null: computed from the slots of the parameter alone
     std::uint32_t writes;  // a slot; kNothing: what no rule reads
     std::vector<std::uint32_t> reads;
+    std::vector<std::uint32_t> also_writes = {};
   };
   static constexpr std::uint32_t kNothing = ~0U;
 
@@ -456,6 +477,7 @@ class CoreReader : public Scope {
         add_node({Step::Kind::range, i}, rule_of(parameter.range), range);
         behind.push_back(range);
       }
+      if (parameter.search) behind.push_back(core_->search_slot(i));
       add_node({Step::Kind::value, i}, rule_of(parameter.derived), Core::slot(i, Core::kValue), behind);
       for (std::uint32_t m = 0; m < parameter.messages.size(); ++m)
         add_node({Step::Kind::message, i, m}, &parameter.messages[m].when, kNothing,
@@ -463,16 +485,24 @@ class CoreReader : public Scope {
     }
     for (std::uint32_t i = 0; i < core_->definitions_.size(); ++i)
       add_node({Step::Kind::definition, i}, &core_->definitions_[i].rule, core_->definition_slot(i));
+    for (std::uint32_t i = 0; i < core_->searches_.size(); ++i) {
+      SearchSection const& search = *core_->searches_[i];
+      add_node({Step::Kind::search, i, 0, true}, nullptr, kNothing, search.reads);
+      for (const std::uint32_t parameter : search.writes)
+        nodes_.back().also_writes.push_back(core_->search_slot(parameter));
+    }
   }
 
   static std::vector<std::uint32_t> slots_of(Rule const& rule) { return {rule.reads().begin(), rule.reads().end()}; }
 
   void put_in_order() {
     collect_nodes();
-    const std::size_t slots = core_->slot_count() + core_->parameters_.size();
+    const std::size_t slots = core_->slot_count() + 2 * core_->parameters_.size();
     std::vector<std::uint32_t> writer(slots, kNothing);
-    for (std::uint32_t n = 0; n < nodes_.size(); ++n)
+    for (std::uint32_t n = 0; n < nodes_.size(); ++n) {
       if (nodes_[n].writes != kNothing) writer[nodes_[n].writes] = n;
+      for (const std::uint32_t slot : nodes_[n].also_writes) writer[slot] = n;
+    }
     std::vector<std::uint32_t> open(nodes_.size(), 0);  // how many of what it reads are not computed yet
     std::vector<std::vector<std::uint32_t>> behind(nodes_.size());
     for (std::uint32_t n = 0; n < nodes_.size(); ++n)
@@ -503,6 +533,7 @@ class CoreReader : public Scope {
       std::sort(reads.begin(), reads.end());
       reads.erase(std::unique(reads.begin(), reads.end()), reads.end());
       if (nodes_[n].writes != kNothing) core_->writers_[nodes_[n].writes] = step;
+      for (const std::uint32_t slot : nodes_[n].also_writes) core_->writers_[slot] = step;
     }
   }
 
@@ -526,6 +557,7 @@ class CoreReader : public Scope {
 
   std::string name_of(Step const& step) const {
     if (step.kind == Step::Kind::definition) return core_->definitions_[step.parameter].name;
+    if (step.kind == Step::Kind::search) return std::string(core_->searches_[step.parameter]->name());
     std::string const& name = core_->parameters_[step.parameter].name;
     if (step.kind == Step::Kind::enabled) return "enabled(" + name + ")";
     return step.kind == Step::Kind::range ? "range of " + name : name;
@@ -533,6 +565,7 @@ class CoreReader : public Scope {
 
   std::string place_of(Step const& step) const {
     if (step.kind == Step::Kind::definition) return definition_drafts_[step.parameter].rule.place();
+    if (step.kind == Step::Kind::search) return core_->searches_[step.parameter]->place;
     Draft const& draft = drafts_[step.parameter];
     const char* const field = step.kind == Step::Kind::enabled ? "enabled"
                               : step.kind == Step::Kind::range ? "range"
@@ -541,16 +574,28 @@ class CoreReader : public Scope {
     return (found != nullptr ? *found : draft.origin).place();
   }
 
+  // Of a definition or a search.
+  std::string place_of_shared(std::string const& name) const {
+    for (DefinitionDraft const& draft : definition_drafts_)
+      if (draft.name == name) return draft.rule.place();
+    for (auto const& search : core_->searches_)
+      if (search->name() == name) return search->place;
+    return core_->name_;
+  }
+
   // What nobody has changed yet is without fault, and within its range.
   void check_defaults() const {
     Instance fresh(std::shared_ptr<Core const>(core_.get(), [](Core const*) {}));
     for (std::uint32_t i = 0; i < drafts_.size(); ++i) {
       Parameter const& parameter = core_->parameters_[i];
-      if (parameter.range && !parameter.derived && fresh.backup(i) != value_text(parameter.default_value))
+      if (parameter.range && !parameter.derived && !parameter.search &&
+          fresh.backup(i) != value_text(parameter.default_value))
         drafts_[i].find("default")->refuse("a value that the range permits with all defaults");
     }
     for (Due const& due : fresh.messages()) {
       if (due.name != "range" && due.name != "rule") continue;
+      if (due.parameter == Due::kNoParameter)
+        throw JsonError(place_of_shared(due.text.substr(0, due.text.find(':'))) + ": with all defaults, " + due.text);
       Draft const& draft = drafts_[due.parameter];
       throw JsonError(draft.find(due.name == "range" ? "default" : "name")->place() + ": with all defaults, " +
                       due.text);
@@ -566,6 +611,7 @@ class CoreReader : public Scope {
   std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
   std::vector<DefinitionDraft> definition_drafts_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
+  ClockDraft clocks_;
   std::vector<Node> nodes_;
 };
 

@@ -187,11 +187,11 @@ class Explainer {
     return record;
   }
 
-  // What the rules of value, state and range read, each once.
+  // What the rules of value, state and range read, and the search that gives the value, each once.
   Record depends_on(std::uint32_t number) {
     std::vector<std::uint32_t> slots;
-    for (const std::uint32_t slot :
-         {Core::slot(number, Core::kValue), Core::slot(number, Core::kEnabled), core_.range_slot(number)}) {
+    for (const std::uint32_t slot : {Core::slot(number, Core::kValue), Core::slot(number, Core::kEnabled),
+                                     core_.range_slot(number), core_.search_slot(number)}) {
       const std::uint32_t step = core_.writer(slot);
       if (step == Core::kNoStep) continue;
       for (const std::uint32_t read : core_.reads(step))
@@ -217,14 +217,18 @@ class Explainer {
   }
 
   Record dependant(Step const& step) const {
-    const bool is_definition = step.kind == Step::Kind::definition;
     Record record = Record::dictionary();
-    record.set("name",
-               is_definition ? core_.definitions()[step.parameter].name : core_.parameters()[step.parameter].name);
+    record.set("name", owner_of(step));
     record.set("of", std::string(step_name(step)));
     if (step.kind == Step::Kind::message)
       record.set("message", core_.parameters()[step.parameter].messages[step.message].name);
     return record;
+  }
+
+  std::string owner_of(Step const& step) const {
+    if (step.kind == Step::Kind::definition) return core_.definitions()[step.parameter].name;
+    if (step.kind == Step::Kind::search) return std::string(core_.searches()[step.parameter]->name());
+    return core_.parameters()[step.parameter].name;
   }
 
   Insight insight_;

@@ -27,6 +27,7 @@ std::vector<Due> Insight::messages(std::uint32_t parameter) {
     due.push_back({parameter, "range", Severity::error,
                    core().out_of_range(described.name, instance_.backup(parameter),
                                        text::joined(instance_.range(parameter), ","))});
+  instance_.add_findings(parameter, due);
   for (std::uint32_t m = 0; m < described.messages.size(); ++m) {
     if (!holds(parameter, m)) continue;
     Message const& message = described.messages[m];
@@ -37,7 +38,7 @@ std::vector<Due> Insight::messages(std::uint32_t parameter) {
 }
 
 bool is_of(Step const& step, std::uint32_t parameter) {
-  return step.kind != Step::Kind::definition && step.parameter == parameter;
+  return step.kind != Step::Kind::definition && step.kind != Step::Kind::search && step.parameter == parameter;
 }
 
 Rule const* rule_of(Core const& core, Step const& step) {
@@ -53,6 +54,8 @@ Rule const* rule_of(Core const& core, Step const& step) {
       return pointer(core.parameters()[step.parameter].derived);
     case Step::Kind::message:
       return &core.parameters()[step.parameter].messages[step.message].when;
+    case Step::Kind::search:
+      return nullptr;
   }
   return nullptr;
 }
@@ -68,7 +71,7 @@ std::string slot_name(Core const& core, std::uint32_t slot) {
 }
 
 std::string_view step_name(Step const& step) {
-  constexpr std::string_view kNames[] = {"enabled", "range", "value", "definition", "message"};
+  constexpr std::string_view kNames[] = {"enabled", "range", "value", "definition", "message", "search"};
   return kNames[static_cast<std::size_t>(step.kind)];
 }
 

@@ -55,7 +55,7 @@ Rule const* rule_of(Core const& core, Step const& step);
 /// A slot as rules name it: `NAME`, `user(NAME)`, `given(NAME)`, `enabled(NAME)`, a definition, `device('word')`.
 std::string slot_name(Core const& core, std::uint32_t slot);
 
-/// What is computed by a step: `value`, `enabled`, `range`, `message`, `definition`.
+/// What is computed by a step: `value`, `enabled`, `range`, `message`, `definition`, `search`.
 std::string_view step_name(Step const& step);
 
 }  // namespace kdi::cores

@@ -48,6 +48,8 @@ Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts)
       values_(core_->slot_count()),
       cells_(core_->slot_count()),
       ranges_(core_->parameters().size()),
+      found_(core_->parameters().size()),
+      findings_(core_->searches().size()),
       given_(core_->parameters().size()),
       givers_(core_->parameters().size(), Origin::user),
       faults_(core_->steps().size()),
@@ -152,7 +154,8 @@ void Instance::run(std::uint32_t number) {
   std::string fault;
   const bool changed = perform(step, fault) || faults_[number] != fault;
   faults_[number] = std::move(fault);
-  if (changed && step.kind != Step::Kind::definition) touched_.push_back(step.parameter);
+  const bool is_of_parameter = step.kind != Step::Kind::definition && step.kind != Step::Kind::search;
+  if (changed && is_of_parameter) touched_.push_back(step.parameter);
 }
 
 void Instance::put(std::uint32_t slot, Value value, bool& changed) {
@@ -176,6 +179,7 @@ bool Instance::perform(Step const& step, std::string& fault) {
     put(core_->definition_slot(step.parameter), evaluated(rule, zero_of(rule.type())), changed);
     return changed;
   }
+  if (step.kind == Step::Kind::search) return run_search(step.parameter, fault);
   Parameter const& parameter = core_->parameters()[step.parameter];
   switch (step.kind) {
     case Step::Kind::enabled:
@@ -197,12 +201,60 @@ bool Instance::perform(Step const& step, std::string& fault) {
       break;
     }
     default: {
-      Value plain = plain_value(step.parameter);
+      Value plain = value_without_rule(step.parameter);
       put(Core::slot(step.parameter, Core::kValue),
           parameter.derived ? evaluated(*parameter.derived, std::move(plain)) : std::move(plain), changed);
       break;
     }
   }
+  return changed;
+}
+
+// What a search says of it; else the plain value.
+Value Instance::value_without_rule(std::uint32_t parameter) const {
+  switch (found_[parameter].from) {
+    case Found::From::search:
+      return found_[parameter].value;
+    case Found::From::nothing:
+      return in_range(parameter, core_->parameters()[parameter].default_value);
+    default:
+      return plain_value(parameter);
+  }
+}
+
+// Runs a search and passes on what it moved. One that has a fault finds nothing.
+bool Instance::run_search(std::uint32_t number, std::string& fault) {
+  SearchSection const& search = *core_->searches()[number];
+  std::shared_ptr<Findings const>& findings = findings_[number];
+  std::shared_ptr<Findings const> next;
+  try {
+    next = search.run({machine_, cells_, [this](std::uint32_t parameter) { return plain_value(parameter); }, findings});
+  } catch (RuleFault const& error) {
+    fault = error.what();
+    auto nothing = std::make_shared<Findings>();
+    nothing->values.assign(search.writes.size(), {Found::From::nothing, {}});
+    next = std::move(nothing);
+  }
+  bool changed = false;
+  for (std::size_t i = 0; i < search.writes.size(); ++i) {
+    Found& known = found_[search.writes[i]];
+    if (known == next->values[i]) continue;
+    changed = true;
+    known = next->values[i];
+    mark(core_->search_slot(search.writes[i]));
+    touched_.push_back(search.writes[i]);  // at the least, where it comes from
+  }
+  const std::vector<Finding> before = findings ? findings->messages : std::vector<Finding>();
+  const auto touch_new = [&](std::vector<Finding> const& list, std::vector<Finding> const& known) {
+    for (Finding const& finding : list)
+      if (std::find(known.begin(), known.end(), finding) == known.end()) {
+        changed = true;
+        touched_.push_back(finding.parameter);
+      }
+  };
+  touch_new(before, next->messages);
+  touch_new(next->messages, before);
+  findings = std::move(next);
   return changed;
 }
 
@@ -257,8 +309,13 @@ Value Instance::in_range(std::uint32_t parameter, Value const& value) const {
 // -------------------------------------------------------------------------------------------------------- questions
 
 std::string Instance::backup(std::uint32_t parameter) const {
-  if (!core_->parameters()[parameter].derived && given_[parameter]) return *given_[parameter];
+  if (is_left_to_user(parameter) && given_[parameter]) return *given_[parameter];
   return value_text(values_[Core::slot(parameter, Core::kValue)]);
+}
+
+// Neither a rule nor a search gives the value.
+bool Instance::is_left_to_user(std::uint32_t parameter) const {
+  return !core_->parameters()[parameter].derived && found_[parameter].from == Found::From::user;
 }
 
 std::string Instance::value(std::uint32_t parameter) const {
@@ -277,7 +334,8 @@ std::vector<std::string> Instance::range(std::uint32_t parameter) const {
 
 Origin Instance::origin(std::uint32_t parameter) const {
   if (core_->parameters()[parameter].derived) return Origin::rule;
-  return given_[parameter] ? givers_[parameter] : Origin::default_value;
+  if (found_[parameter].from == Found::From::search) return Origin::search;
+  return is_left_to_user(parameter) && given_[parameter] ? givers_[parameter] : Origin::default_value;
 }
 
 std::vector<Due> Instance::messages() {
@@ -289,6 +347,9 @@ std::vector<Due> Instance::messages() {
     if (step.kind == Step::Kind::definition)
       due.push_back(
           {Due::kNoParameter, "rule", Severity::error, core_->definitions()[step.parameter].name + ": " + faults_[i]});
+    else if (step.kind == Step::Kind::search)
+      due.push_back({Due::kNoParameter, "rule", Severity::error,
+                     std::string(core_->searches()[step.parameter]->name()) + ": " + faults_[i]});
     else
       own[step.parameter].push_back(
           {step.parameter, "rule", Severity::error, core_->parameters()[step.parameter].name + ": " + faults_[i]});
@@ -299,12 +360,22 @@ std::vector<Due> Instance::messages() {
     if (is_out_of_range(i))
       due.push_back(
           {i, "range", Severity::error, core_->out_of_range(parameter.name, backup(i), text::joined(range(i), ","))});
+    add_findings(i, due);
     for (std::uint32_t m = 0; m < parameter.messages.size(); ++m)
       if (due_[i][m] != 0)
         due.push_back({i, parameter.messages[m].name, parameter.messages[m].severity,
                        text_of(parameter.messages[m].text, parameter)});
   }
   return due;
+}
+
+// What searches say of a parameter.
+void Instance::add_findings(std::uint32_t parameter, std::vector<Due>& due) const {
+  for (std::uint32_t i = 0; i < findings_.size(); ++i)
+    for (Finding const& finding : findings_[i]->messages)
+      if (finding.parameter == parameter)
+        due.push_back({parameter, std::string(core_->searches()[i]->message()),
+                       finding.is_error ? Severity::error : Severity::warning, finding.text});
 }
 
 // A message is told although its text has a fault.

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "kdi/common/KdiWide.h"
+
 namespace kdi::clocking {
 namespace {
 
@@ -29,54 +31,10 @@ Uint128 gcd(Uint128 a, Uint128 b) {
   return high;
 }
 
-// A natural number of any width, least significant limb first, no leading zero limbs.
-using Limbs = std::vector<std::uint64_t>;
-
-Limbs product(Limbs const& a, Limbs const& b) {
-  Limbs result(a.size() + b.size(), 0);
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    Uint128 carry = 0;
-    for (std::size_t j = 0; j < b.size() || carry != 0; ++j) {
-      carry += static_cast<Uint128>(a[i]) * (j < b.size() ? b[j] : 0) + result[i + j];
-      result[i + j] = static_cast<std::uint64_t>(carry);
-      carry >>= 64;
-    }
-  }
-  while (!result.empty() && result.back() == 0) result.pop_back();
-  return result;
-}
-
-Limbs sum(Limbs a, Limbs const& b) {
-  a.resize(std::max(a.size(), b.size()) + 1, 0);
-  Uint128 carry = 0;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    carry += static_cast<Uint128>(a[i]) + (i < b.size() ? b[i] : 0);
-    a[i] = static_cast<std::uint64_t>(carry);
-    carry >>= 64;
-  }
-  while (!a.empty() && a.back() == 0) a.pop_back();
-  return a;
-}
-
-std::strong_ordering compare(Limbs const& a, Limbs const& b) {
-  if (a.size() != b.size()) return a.size() <=> b.size();
-  return std::lexicographical_compare_three_way(a.rbegin(), a.rend(), b.rbegin(), b.rend());
-}
-
-struct WideFraction {
-  Limbs num;
-  Limbs den{1};
-};
-
-WideFraction total(std::span<Rational const> terms) {
-  WideFraction result;
-  for (Rational const& term : terms) {
-    if (term.is_zero()) continue;
-    const Limbs num{static_cast<std::uint64_t>(term.num())}, den{static_cast<std::uint64_t>(term.den())};
-    result.num = sum(product(result.num, den), product(num, result.den));
-    result.den = product(result.den, den);
-  }
-  return result;
+wide::FractionSum total(std::span<Rational const> terms) {
+  wide::FractionSum sum;
+  for (Rational const& term : terms) sum.add(wide::limbs(magnitude(term.num())), wide::limbs(magnitude(term.den())));
+  return sum;
 }
 
 }  // namespace
@@ -145,8 +103,7 @@ Rational abs(Rational const& value) { return value.num() < 0 ? -value : value; }
 
 std::strong_ordering compare_sums(std::span<Rational const> a, std::span<Rational const> b) {
   if (std::ranges::equal(a, b)) return std::strong_ordering::equal;
-  const WideFraction left = total(a), right = total(b);
-  return compare(product(left.num, right.den), product(right.num, left.den));
+  return total(a) <=> total(b);
 }
 
 }  // namespace kdi::clocking

@@ -16,6 +16,7 @@
 
 #include "kdi/common/KdiDoor.h"
 #include "kdi/cores/Rule.h"
+#include "kdi/cores/SearchSection.h"
 
 namespace kdi::cores {
 
@@ -50,13 +51,14 @@ struct Parameter {
   std::optional<Rule> range;                      ///< list of the parameter's type, in place of `values` or `limits`
   std::optional<Rule> derived;                    ///< the value in effect, in place of the user's
   std::vector<Message> messages;
+  std::optional<std::uint32_t> search;  ///< the one that gives its value
 };
 
 /// What an instance computes, in an order in which each comes behind what it reads.
 struct Step {
-  enum class Kind : std::uint8_t { enabled, range, value, definition, message };
+  enum class Kind : std::uint8_t { enabled, range, value, definition, message, search };
   Kind kind;
-  std::uint32_t parameter;  ///< or definition
+  std::uint32_t parameter;  ///< or definition, or search
   std::uint32_t message = 0;
   bool searches = false;  ///< costs time, and runs at the strength of searches alone
 };
@@ -84,6 +86,8 @@ enum class Interface : std::uint8_t {
   psxl,   ///< what the model of the larger processing systems asks
 };
 
+class ClockSection;
+
 class KDI_DOOR Core {
  public:
   /// Slots of a parameter, beside one another from kSlots times its number on.
@@ -105,6 +109,10 @@ class KDI_DOOR Core {
   std::vector<Parameter> const& parameters() const { return parameters_; }
   std::vector<Definition> const& definitions() const { return definitions_; }
   std::vector<Fact> const& facts() const { return facts_; }
+  std::vector<std::shared_ptr<SearchSection const>> const& searches() const { return searches_; }
+
+  /// The clocks that it describes; null if there are none.
+  std::shared_ptr<ClockSection const> clocks() const { return clocks_; }
 
   /// The number of the parameter with this engine name, and of the one that users call so.
   std::optional<std::uint32_t> find(std::string_view engine_name) const;
@@ -126,16 +134,22 @@ class KDI_DOOR Core {
   std::vector<std::uint32_t> const& reads(std::uint32_t step) const { return reads_[step]; }
   std::uint32_t writer(std::uint32_t slot) const { return writers_[slot]; }
   std::uint32_t range_slot(std::uint32_t parameter) const { return slot_count() + parameter; }
+  /// Likewise for what a search says of a parameter, behind those of ranges.
+  std::uint32_t search_slot(std::uint32_t parameter) const { return range_slot(parameter) + parameter_count(); }
 
  private:
   friend class CoreReader;
   Core() = default;
+
+  std::uint32_t parameter_count() const { return static_cast<std::uint32_t>(parameters_.size()); }
 
   std::string name_, version_, out_of_range_;
   Interface interface_ = Interface::block;
   std::vector<Parameter> parameters_;
   std::vector<Definition> definitions_;
   std::vector<Fact> facts_;
+  std::vector<std::shared_ptr<SearchSection const>> searches_;
+  std::shared_ptr<ClockSection const> clocks_;
   std::map<std::string, std::uint32_t, std::less<>> numbers_, user_numbers_;
   std::vector<Step> steps_;
   std::vector<std::vector<std::uint32_t>> readers_, reads_;

@@ -92,7 +92,11 @@ class KDI_DOOR Instance {
   /// The text that was given, if there is one.
   std::optional<std::string> const& given(std::uint32_t parameter) const { return given_[parameter]; }
 
-  /// All messages that are due: those of definitions, then by parameter the engine's own and those of the description.
+  /// What a search found at its latest run.
+  std::shared_ptr<Findings const> const& findings(std::uint32_t search) const { return findings_[search]; }
+
+  /// All messages that are due: those of definitions and searches that have a fault, then by parameter the engine's
+  /// own, those of searches, and those of the description.
   std::vector<Due> messages();
 
  private:
@@ -105,6 +109,10 @@ class KDI_DOOR Instance {
   void run(std::uint32_t step);
   bool perform(Step const& step, std::string& fault);
   Value plain_value(std::uint32_t parameter) const;
+  Value value_without_rule(std::uint32_t parameter) const;
+  bool run_search(std::uint32_t search, std::string& fault);
+  bool is_left_to_user(std::uint32_t parameter) const;
+  void add_findings(std::uint32_t parameter, std::vector<Due>& due) const;
   std::string text_of(Rule const& rule, Parameter const& parameter);
 
   std::vector<Value> permitted(std::uint32_t parameter) const;
@@ -117,12 +125,14 @@ class KDI_DOOR Instance {
   Machine machine_;
   std::vector<Value> values_;  ///< by slot; owns what the cells hold
   std::vector<Cell> cells_;
-  std::vector<Value> ranges_;                      ///< by parameter, for those with a rule
-  std::vector<std::vector<char>> due_;             ///< by parameter and message
-  std::vector<std::optional<std::string>> given_;  ///< by parameter
-  std::vector<Origin> givers_;                     ///< of what is given
-  std::vector<std::string> faults_;                ///< by step; empty: none
-  std::vector<std::uint32_t> waiting_;             ///< steps to be run, a heap with the first in front
+  std::vector<Value> ranges_;                              ///< by parameter, for those with a rule
+  std::vector<std::vector<char>> due_;                     ///< by parameter and message
+  std::vector<Found> found_;                               ///< by parameter, for those of searches
+  std::vector<std::shared_ptr<Findings const>> findings_;  ///< by search
+  std::vector<std::optional<std::string>> given_;          ///< by parameter
+  std::vector<Origin> givers_;                             ///< of what is given
+  std::vector<std::string> faults_;                        ///< by step; empty: none
+  std::vector<std::uint32_t> waiting_;                     ///< steps to be run, a heap with the first in front
   std::vector<char> is_waiting_;
   std::vector<std::uint32_t> ran_;      ///< steps of the latest change
   std::vector<std::uint32_t> touched_;  ///< parameters

@@ -1,0 +1,188 @@
+// Searched sections of descriptions: what is refused, what they give, and that it is the same by any way.
+#include <gtest/gtest.h>
+
+#include "kdi/common/KdiJson.h"
+#include "kdi/cores/ClockSection.h"
+#include "kdi/cores/Instance.h"
+#include "tests/support/clock_core.h"
+
+namespace {
+
+using namespace kdi::cores;
+
+class Made {
+ public:
+  explicit Made(std::string const& text = clock_core::core()) : core(Core::parse(text, "made.json")), instance(core) {}
+
+  std::vector<std::string> set(std::string const& name, std::string const& value,
+                               Strength strength = Strength::searches) {
+    std::vector<std::string> moved;
+    for (const std::uint32_t number : instance.set({{*core->find(name), value}}, Origin::user, strength))
+      moved.push_back(core->parameters()[number].name);
+    return moved;
+  }
+  std::string value(std::string const& name) const { return instance.value(*core->find(name)); }
+  Origin origin(std::string const& name) const { return instance.origin(*core->find(name)); }
+  std::vector<std::string> messages() {
+    std::vector<std::string> all;
+    for (Due const& due : instance.messages()) all.push_back(due.name + ": " + due.text);
+    return all;
+  }
+
+  std::shared_ptr<Core const> core;
+  Instance instance;
+};
+
+using Texts = std::vector<std::string>;
+
+TEST(CoreClocks, AreSetByTheSearch) {
+  Made made;
+  EXPECT_EQ(made.value("U_SRC"), "PLL A");
+  EXPECT_EQ(made.value("U_ACT"), "50");
+  EXPECT_EQ(made.value("U_DIV"), "6");
+  EXPECT_EQ(made.origin("U_DIV"), Origin::search);
+  EXPECT_EQ(made.value("A_MHZ"), "300");
+  EXPECT_EQ(made.value("B_FB"), "20");
+  EXPECT_EQ(made.origin("B_FB"), Origin::default_value) << "the PLL is not in use";
+  EXPECT_EQ(made.value("V_ACT"), "SKIP");
+  EXPECT_EQ(made.value("FAST"), "0");
+  const Texts moved = made.set("V_ON", "1");
+  EXPECT_EQ(made.value("V_ACT"), "75");
+  EXPECT_EQ(made.value("FAST"), "1") << "rules go on from what was found";
+  for (const std::string name : {"V_SRC", "V_DIV", "V_ACT", "B_FB", "FAST"})
+    EXPECT_NE(std::find(moved.begin(), moved.end(), name), moved.end()) << name;
+  EXPECT_EQ(std::find(moved.begin(), moved.end(), "U_DIV"), moved.end());
+}
+
+TEST(CoreClocks, AUsersDividerCountsInManualModeAlone) {
+  Made made;
+  made.set("U_DIV", "3");
+  EXPECT_EQ(made.value("U_DIV"), "6");
+  EXPECT_EQ(made.origin("U_DIV"), Origin::search);
+  made.set("MANUAL", "1");
+  EXPECT_EQ(made.value("U_DIV"), "3");
+  EXPECT_EQ(made.origin("U_DIV"), Origin::user);
+  EXPECT_EQ(made.value("U_ACT"), "100");
+  EXPECT_EQ(made.origin("U_ACT"), Origin::search);
+  made.set("A_FB", "29");
+  EXPECT_EQ(made.value("U_ACT"), "145");
+  EXPECT_EQ(made.value("A_MHZ"), "435");
+  made.set("MANUAL", "0");
+  EXPECT_EQ(made.value("U_ACT"), "50");
+  EXPECT_EQ(made.value("A_FB"), "20");
+}
+
+TEST(CoreClocks, ManualModeTellsWhatIsBeyondALimit) {
+  Made made;
+  made.set("V_ON", "1");
+  made.set("V_SRC", "PLL B");
+  made.set("V_DIV", "3");
+  made.set("MANUAL", "1");
+  EXPECT_EQ(made.value("V_ACT"), "100");
+  EXPECT_EQ(made.messages(), Texts{"clock: V would run at 100 MHz, its limit is 80 MHz"});
+  made.set("V_DIV", "4");
+  EXPECT_EQ(made.messages(), Texts{});
+  made.set("REF_MHZ", "25");
+  EXPECT_EQ(made.messages(), (Texts{"clock: A: its oscillator would run at 500 MHz, outside 600 to 900 MHz",
+                                    "clock: B: its oscillator would run at 500 MHz, outside 600 to 900 MHz"}));
+  made.set("V_SRC", "PLL Z");
+  EXPECT_EQ(made.value("V_ACT"), "0");
+  EXPECT_EQ(made.messages().back(), "clock: V: its source or its divider is not there");
+}
+
+TEST(CoreClocks, WhatCannotBeMadeIsToldWithTheNearest) {
+  Made made;
+  made.set("W_MHZ", "1.25");
+  EXPECT_EQ(made.value("W_ACT"), "0");
+  EXPECT_EQ(made.value("W_DIV"), "7");
+  EXPECT_EQ(
+      made.messages(),
+      Texts{"clock: W at 1.25 MHz cannot be made: the lowest that its sources give is 1.388889 MHz; from 1.388889 "
+            "MHz on it can"});
+  made.set("V_ON", "1");
+  made.set("V_MOST", "2");
+  EXPECT_EQ(made.messages()[0],
+            "clock: V at 75 MHz cannot be made: the lowest that its sources give is 2.5 MHz, its limit is 2 MHz");
+  made.set("REF_MHZ", "10");
+  EXPECT_EQ(made.messages()[0], "clock: U at 50 MHz cannot be made: none of its sources runs within its limits");
+  made.set("U_MHZ", "0");
+  EXPECT_EQ(made.messages()[0], "clock: U: a request is above 0 and at most 1000000 MHz, with at most 9 places, not 0");
+}
+
+TEST(CoreClocks, WaitForTheirStrength) {
+  Made made, at_once;
+  made.set("U_MHZ", "40", Strength::ranges);
+  EXPECT_EQ(made.value("U_ACT"), "50");
+  made.set("U_MHZ", "45", Strength::values);
+  EXPECT_EQ(made.value("U_ACT"), "50");
+  made.instance.compute(Strength::searches);
+  at_once.set("U_MHZ", "45");
+  for (Parameter const& parameter : made.core->parameters())
+    EXPECT_EQ(made.value(parameter.name), at_once.value(parameter.name)) << parameter.name;
+  EXPECT_EQ(made.value("U_ACT"), "45");
+}
+
+TEST(CoreClocks, RunAgainOnlyForWhatTheyRead) {
+  Made made;
+  const auto before = made.instance.findings(0);
+  made.set("X_MHZ", "33");  // the clock is off: the request is the same, and its answer is not sought again
+  auto const after = std::dynamic_pointer_cast<ClockFindings const>(made.instance.findings(0));
+  ASSERT_TRUE(after);
+  EXPECT_EQ(std::dynamic_pointer_cast<ClockFindings const>(before)->answer, after->answer);
+  made.set("FAST", "1");  // nothing of the search
+  EXPECT_EQ(made.instance.findings(0), after);
+}
+
+// A core whose section or parameters differ by one text.
+std::string refusal(std::string const& from, std::string const& to) {
+  std::string text = clock_core::core();
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  text.replace(at, from.size(), to);
+  try {
+    Core::parse(text, "made.json");
+    return "none";
+  } catch (kdi::JsonError const& error) {
+    return error.what();
+  }
+}
+
+TEST(CoreClocks, FaultsNameTheirPlace) {
+  const auto expect = [](std::string const& from, std::string const& to, std::string const& what) {
+    const std::string said = refusal(from, to);
+    EXPECT_NE(said.find(what), std::string::npos) << to << ": " << said;
+    EXPECT_NE(said.find("made.json:"), std::string::npos) << said;
+  };
+  expect(R"("requested": "V_MHZ")", R"("requested": "V_MHX")",
+         "clocks.outputs[1].requested: column 1: unknown name V_MHX");
+  expect(R"("requested": "V_MHZ")", R"("requested": "V_ON")", "expected a value of type decimal");
+  expect(R"("actual": "V_ACT")", R"("actual": "V_DIV")",
+         "clocks.outputs[1].actual: expected a parameter of type decimal");
+  expect(R"("actual": "V_ACT")", R"("actual": "U_ACT")", "expected a parameter that no other search or entry gives");
+  expect(R"("actual": "V_ACT")", R"("actual": "NONE")", "expected a parameter of this core");
+  expect(R"("source": "V_SRC")", R"("source": "V_DIV")", "expected a parameter of type text");
+  expect(R"("B": "PLL B", "REF")", R"("C": "PLL B", "REF")", "expected what this section describes before, not C");
+  expect(R"("REF": "REF", "ALT": "ALT")", R"("REF": "RFE")", "expected a text that A_SRC permits");
+  expect(R"({"REF": "REF", "ALT": "ALT"})", "[]", "clocks.plls[0].references: expected one name or more");
+  expect(R"({"REF": "REF", "ALT": "ALT"})", R"(["REF", "REF"])", "expected each name once");
+  expect(R"x("values": "numbers(20, 30)")x", R"("values": "20")", "expected a value of type list of integer");
+  expect(R"("vco": ["600", "900"])", R"("vco": ["600"])", "expected the least and the greatest frequency");
+  expect(R"("name": "AX")", R"("name": "B")", "expected a name that no other reference, PLL or crossing has");
+  expect(R"("exceeds": false)", R"("exceed": false)", "clocks.outputs[2]");
+  expect(R"("requested": "V_MHZ")", R"("requested": "V_ACT")", "depends on itself: ");
+  expect("numbers(20, 30)", "numbers(0, 30)", "with all defaults, clocks: dividers are from 1 to 1048576");
+  expect("numbers(20, 30)", "numbers(3, 2)", "with all defaults, clocks: A, feedback has no values");
+}
+
+TEST(CoreClocks, ALaterVersionReplacesAndRetiresEntries) {
+  std::string text = clock_core::core();
+  const std::size_t at = text.rfind("\n  ]\n}");
+  ASSERT_NE(at, std::string::npos);
+  text.insert(at, R"(, {"name": "V", "requested": "V_MHZ", "actual": "V_ACT", "sources": ["B"]})");
+  const auto core = Core::parse(text, "made.json");
+  ASSERT_EQ(core->clocks()->clocks.size(), 4U);
+  EXPECT_FALSE(core->clocks()->clocks[2].source);
+  EXPECT_FALSE(core->parameters()[*core->find("V_SRC")].search);
+}
+
+}  // namespace
