@@ -25,6 +25,13 @@ if(IPTASKS_COVERAGE)
   target_link_options(iptasks_flags INTERFACE --coverage)
 endif()
 
+# product_folder(): what the folder and those below it compile can be fuzzed, where the build is one for that.
+macro(product_folder)
+  if(IPTASKS_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+  endif()
+endmacro()
+
 # add_family(name SOURCES file... ENGINES target...): one folder of the package, which adds itself to the package's
 # library. ENGINES are the platform libraries that its commands call.
 function(add_family name)

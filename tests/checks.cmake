@@ -3,8 +3,8 @@ find_program(TCLSH NAMES tclsh8.6 tclsh REQUIRED)
 
 # add_check(name): tests/checks/<name>.tcl, which is given the source folder, lists what breaks a rule, and fails.
 function(add_check name)
-  add_test(NAME check.${name} COMMAND ${TCLSH} ${CMAKE_CURRENT_SOURCE_DIR}/checks/${name}.tcl ${PROJECT_SOURCE_DIR})
-  set_tests_properties(check.${name} PROPERTIES LABELS checks TIMEOUT 120)
+  add_script_test(check.${name} LABELS checks smoke
+    COMMAND ${TCLSH} ${CMAKE_CURRENT_SOURCE_DIR}/checks/${name}.tcl ${PROJECT_SOURCE_DIR})
 endfunction()
 
 add_check(tests_assert)

@@ -1,6 +1,6 @@
 # What every command keeps to, whatever its family: under locales of other countries, and with names of files.
-add_unit_test(locale_test LABELS frame LINKS command_table)
+add_unit_test(locale_test SMOKE LABELS frame LINKS command_table)
 add_dependencies(locale_test kdi_fectools kdi_bmgtools kdi_clocktools)
 add_tcl_test(files LABELS "platform;dsp")
-add_test(NAME imports COMMAND ${TCLSH} ${CMAKE_CURRENT_SOURCE_DIR}/checks/imports.tcl ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-set_tests_properties(imports PROPERTIES LABELS platform TIMEOUT 120)
+add_script_test(imports LABELS platform smoke
+  COMMAND ${TCLSH} ${CMAKE_CURRENT_SOURCE_DIR}/checks/imports.tcl ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})

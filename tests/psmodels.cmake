@@ -1,2 +1,2 @@
 # Models of the processing system.
-add_unit_test(name_table_test LABELS psmodels)
+add_unit_test(name_table_test SMOKE LABELS psmodels)

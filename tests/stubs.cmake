@@ -7,7 +7,7 @@ foreach(engine made_up_engine made_up_absent)
   iptasks_load_options(${engine})
 endforeach()
 set_target_properties(made_up_absent PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/absent)
-add_unit_test(import_stubs_test OBJECTS LABELS "frame;platform" ENGINES made_up_engine made_up_absent
+add_unit_test(import_stubs_test SMOKE EACH OBJECTS LABELS "frame;platform" ENGINES made_up_engine made_up_absent
   LINKS ${CMAKE_DL_LIBS})
 add_dependencies(import_stubs_test made_up_engine)
 

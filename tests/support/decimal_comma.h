@@ -18,9 +18,6 @@ class DecimalComma {
   DecimalComma& operator=(DecimalComma const&) = delete;
   ~DecimalComma() { std::locale::global(streams_before_); }
 
-  /// For the LOCPATH of a process that is to run in the locale de_DE.UTF-8.
-  std::string path() const { return german_.path(); }
-
  private:
   struct CommaNumbers : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }

@@ -68,8 +68,8 @@ class JsonSchema {
   }
 
   static bool is_known(std::string const& keyword) {
-    for (char const* known : {"required", "properties", "additionalProperties", "propertyNames", "maxProperties", "items", "minItems",
-                              "maxItems", "uniqueItems"})
+    for (char const* known : {"required", "properties", "additionalProperties", "propertyNames", "maxProperties",
+                              "items", "minItems", "maxItems", "uniqueItems"})
       if (keyword == known) return true;
     throw std::logic_error("the schema has an unknown keyword: " + keyword);
   }

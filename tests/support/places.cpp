@@ -9,4 +9,6 @@ std::string golden(std::string const& path) { return source("tests/golden/" + pa
 std::string program(std::string const& name) { return IPTASKS_PROGRAM_DIR "/" + name; }
 std::string library(std::string const& name) { return IPTASKS_LIBRARY_DIR "/" + name; }
 
+std::string locales() { return IPTASKS_LOCALE_DIR; }
+
 }  // namespace places

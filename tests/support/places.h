@@ -15,4 +15,7 @@ std::string golden(std::string const& path);
 std::string program(std::string const& name);
 std::string library(std::string const& name);
 
+/// The folder of the locales that were compiled for the tests: de_DE.UTF-8, de_DE.ISO-8859-1 and tr_TR.ISO-8859-9.
+std::string locales();
+
 }  // namespace places

@@ -169,10 +169,10 @@ TEST(ClkwizEngine, NoSettingIsNearerThanTheOneChosen) {
       Wizard wizard(part);
       wizard.pll = pll;
       wizard.input = 66.6;
-      constexpr double kWanted[] = {10.007, 33.3333, 74.25, 123.456, 148.5, 245.76, 399.9};
+      static constexpr double kWanted[] = {10.007, 33.3333, 74.25, 123.456, 148.5, 245.76, 399.9};
       std::array<double, std::size(kWanted)> least{};
       least.fill(std::numeric_limits<double>::infinity());
-      for_each_output(primitive_of(part, pll), wizard.input, [&least, &kWanted](double made) {
+      for_each_output(primitive_of(part, pll), wizard.input, [&least](double made) {
         for (std::size_t i = 0; i < least.size(); ++i) least[i] = std::min(least[i], std::abs(made - kWanted[i]));
       });
       for (std::size_t i = 0; i < least.size(); ++i) {

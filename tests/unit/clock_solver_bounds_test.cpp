@@ -68,11 +68,13 @@ TEST(PrimitiveBounds, OfCounters) {
       {"output 1 divider", [](Primitive& p) -> CounterSpec& { return p.outputs[1].divider; }, 2048}};
   std::vector<Bound<Primitive, int>> bounds;
   for (auto const& [field, of, highest] : counters) {
-    const auto set = [of](int CounterSpec::*value) { return [of, value](Primitive& p, int to) { of(p).*value = to; }; };
-    const auto set_both = [of](Primitive& p, int to) { of(p).min = of(p).max = to; };
+    const auto set = [of = of](int CounterSpec::*value) {
+      return [of, value](Primitive& p, int to) { of(p).*value = to; };
+    };
+    const auto set_both = [of = of](Primitive& p, int to) { of(p).min = of(p).max = to; };
     bounds.push_back({field + " minimum ", set_both, {1, highest}, {0, highest + 1}});
     bounds.push_back({field + " maximum ",
-                      [of](Primitive& p, int to) {
+                      [of = of](Primitive& p, int to) {
                         of(p).min = 5;
                         of(p).max = to;
                       },

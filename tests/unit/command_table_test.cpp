@@ -304,7 +304,7 @@ TEST(CommandTable, AWrongNumberOfWordsFailsAsStated) {
   std::string script = "set out [open result w]\n";
   std::string expected;
   for (auto const& [name, command] : shipped().commands()) {
-    const auto fails_for = [&](std::size_t count) {
+    const auto fails_for = [&script, &expected, &name = name, &command = command](std::size_t count) {
       std::vector<std::string> given;
       for (std::size_t i = 1; i <= count; ++i) given.push_back("w" + std::to_string(i));
       std::vector<std::string> call = given;

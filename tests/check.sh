@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# What `make check` runs: every test and a fixed number of fuzz runs under the address and undefined-behaviour sanitizers, the
+# tests of threads under ThreadSanitizer, and in the optimised build what optimisation may break. Stops at what fails. Ends
+# with a table of the processor time and the closing line of the last test run.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+mkdir -p build
+export IPTASKS_TIMES=$PWD/build/times.txt
+rm -f "$IPTASKS_TIMES"
+
+# measured NAME COMMAND...: the processor time of one step.
+measured() {
+  local TIMEFORMAT="$1 %U %S"
+  { time "${@:2}" 2>&3; } 3>&2 2>>"$IPTASKS_TIMES"
+}
+
+# The closing lines of ctest, with the table before them.
+with_table() {
+  awk '/^[0-9]+% tests passed/ { system("tests/support/times.sh \"$IPTASKS_TIMES\"") } { print; fflush() }'
+}
+
+for build in asan tsan smoke; do
+  preset=$build
+  [ $build != smoke ] || preset=release
+  echo "step $build" >>"$IPTASKS_TIMES"
+  [ -e build/$preset/build.ninja ] || measured configure cmake --preset $preset
+  measured build cmake --build --preset $build
+  if [ $build = smoke ]; then ctest --preset $build | with_table; else ctest --preset $build; fi
+done
