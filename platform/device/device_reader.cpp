@@ -15,11 +15,11 @@ void check_members(JsonValue root, bool family) {
   if (family)
     root.allow_only({"format", "family", "generation", "properties", "part_name", "name_fields", "speed_grades",
                      "bank_layouts", "clock_primitives", "clock_buffers", "block_memories", "transceivers",
-                     "memory_controllers", "power"});
+                     "memory_controllers", "power", "processing_systems"});
   else
     root.allow_only({"format", "family", "generation", "properties", "part_name", "name_fields", "speed_grades",
                      "bank_layouts", "clock_primitives", "clock_buffers", "block_memories", "transceivers",
-                     "memory_controllers", "power",
+                     "memory_controllers", "power", "processing_systems",
                      // and what one device has for itself
                      "base", "device", "description", "slrs", "processing_system", "counts", "banks", "quads",
                      "controller_sites", "packages"});
@@ -260,6 +260,7 @@ std::shared_ptr<Device const> read_sections(Sections const& sections) {
   read_transceivers(sections.member("transceivers"), sections.find("quads"), *device, pad_names, budget);
   read_packages(sections.member("packages"), *device, budget);
   read_processing_system(sections.find("processing_system"), *device);
+  if (const auto systems = sections.find("processing_systems")) read_processing_systems(*systems, *device);
   read_memory_controllers(sections.member("memory_controllers"), sections.find("controller_sites"), *device);
   device->power = read_power(sections.member("power"), power_names(sections));
   return device;

@@ -132,6 +132,10 @@ struct PowerNames {
 };
 Power read_power(JsonValue object, PowerNames const& known);
 
+/// The kinds of processing systems that a family describes; the device gets what its own has. Banks and speed grades of
+/// `device`, and its processing system, are read before.
+void read_processing_systems(JsonValue list, Device& device);
+
 int read_slr(JsonValue value, Device const& device);
 
 }  // namespace kdi::device

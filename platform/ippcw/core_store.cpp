@@ -71,7 +71,7 @@ std::vector<std::string> core_versions(std::string const& name) {
   if (!is_name(name) || name == kParts) return {};
   for (std::string const& directory : kdi::data_directories("cores"))
     for (std::string const& file : kdi::list_directory((fs::path(directory) / name).string(), kSuffix))
-      found.insert(file.substr(0, file.size() - (sizeof kSuffix - 1)));
+      if (kdi::text::is_digit(file[0])) found.insert(file.substr(0, file.size() - (sizeof kSuffix - 1)));
   std::vector<std::string> versions(found.begin(), found.end());
   std::sort(versions.begin(), versions.end(),
             [](std::string const& a, std::string const& b) { return in_pieces(a) < in_pieces(b); });

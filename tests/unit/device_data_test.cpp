@@ -283,6 +283,27 @@ TEST_P(ShippedDevice, DrivesBanksThatFitItsControllers) {
   }
 }
 
+// The larger kinds of processing systems are described; of the first two nothing but their pins is known.
+TEST_P(ShippedDevice, HasClocksAndSuppliesForItsProcessingSystem) {
+  ASSERT_TRUE(device().processing_system);
+  ProcessingSystem const& system = *device().processing_system;
+  const bool is_described = system.kind == "pspmc" || system.kind == "psx";
+  EXPECT_EQ(system.monitor.has_value(), is_described);
+  for (SpeedGrade const& grade : device().speed_grades) {
+    EXPECT_EQ(!grade.system_plls.empty(), is_described);
+    EXPECT_EQ(!grade.system_clocks.empty(), is_described);
+    // Each clock can be had from some PLL through a divider.
+    for (auto const& [name, mhz] : grade.system_clocks)
+      EXPECT_TRUE(std::any_of(grade.system_plls.begin(), grade.system_plls.end(),
+                              [&, most = mhz](SystemPll const& pll) { return pll.output_max_mhz >= most; }))
+          << name;
+  }
+  if (!is_described) return;
+  EXPECT_EQ(std::count_if(system.monitor->supplies.begin(), system.monitor->supplies.end(),
+                          [](SystemMonitor::Supply const& supply) { return supply.name.starts_with("VCCO_"); }),
+            static_cast<std::ptrdiff_t>(device().banks.size()));
+}
+
 TEST(TransceiverPower, IsLinearBetweenPointsAndProportionalOutside) {
   TransceiverPower power;
   power.points = {{2, 0.2, 0.4}, {4, 0.3, 0.8}};

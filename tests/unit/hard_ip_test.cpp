@@ -1,6 +1,7 @@
 // Cores behind the doors of the hard-IP engine: which instance a context gets, what it offers, and what it answers.
 #include <gtest/gtest.h>
 
+#include "kdi/common/KdiFile.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/ippcw/HICHipInstInterface.h"
 #include "kdi/ippcw/HICInst.h"
@@ -8,6 +9,7 @@
 #include "kdi/ippcw/cips_top.h"
 #include "kdi/ippcw/host/HardIPFactories.h"
 #include "tests/support/made_cores.h"
+#include "tests/support/places.h"
 
 namespace {
 
@@ -92,6 +94,37 @@ TEST_F(HardIp, TheReferenceMemoryStandsBehindTheDoors) {
   EXPECT_EQ(text, "as it was");
   xram->getDeviceInfo("device", text);
   EXPECT_EQ(text, "brvn3716");
+}
+
+TEST_F(HardIp, TheDeviceIsAskedByDocumentedWords) {
+  cores_.add("made_block", "3.0", R"~("extends": "1.0",
+    "device": [{"each": {"p": "{A,B}"}, "word": "pll.${p}.vco_max_mhz", "type": "decimal", "without": "7.5"},
+               {"word": "mio_pins", "type": "integer", "without": "0"}],
+    "parameters": [{"name": "VCO", "type": "decimal", "widget": "EDIT", "description": "d", "default": "0",
+                    "derived": "device('pll.A.vco_max_mhz') + device('mio_pins')"}])~");
+  EXPECT_EQ(get(context("made_block", "3.0"))->getParamValue("VCO"), "61.5");  // of the pads alone the device knows
+  HardIPInterface* const xram = get(on("brvn1102-a625-2LHP-e-S", "xram"));
+  const auto told = [&](std::string const& word) {
+    std::string text;
+    xram->getDeviceInfo(word, text);
+    return text;
+  };
+  EXPECT_EQ(told("system"), "pspmc");
+  EXPECT_EQ(told("slr.master"), "0");
+  EXPECT_EQ(told("pll.APLL.output_max_mhz"), "1800");
+  EXPECT_EQ(told("pll.APLL.output_divides"), "2 4 8 16");
+  EXPECT_EQ(told("clock.ACPU.max_mhz"), "1400");
+  EXPECT_EQ(told("divider.clock.max"), "1023");
+  EXPECT_EQ(told("supply.0.name"), "VCC_PMC");
+  EXPECT_EQ(told("supply.0.volts"), "0.8");
+  EXPECT_EQ(told("supply.8.name"), "VCCO_302");
+  EXPECT_EQ(told("core.ps_pmc.versions"), "1.0");
+  EXPECT_EQ(told("property.TEMPERATURE_MAX_C"), "100");
+  // docs/device-info.md names each word, with its names and numbers as <...>.
+  const std::string page = kdi::read_file(places::source("docs/device-info.md"));
+  for (char const* const word : {"`part`", "`pll.<NAME>.output_divides`", "`clock.<NAME>.max_mhz`",
+                                 "`supply.<n>.volts`", "`divider.<name>.max`"})
+    EXPECT_NE(page.find(word), std::string::npos) << word;
 }
 
 TEST_F(HardIp, AClassForEachKindOfCore) {

@@ -28,11 +28,40 @@ struct Slr {
   bool master = false;  ///< exactly one is
 };
 
+/// A PLL of a processing system: Fvco = Fref feedback, and its output that divided by one of `output_divides`.
+struct SystemPll {
+  std::string name;
+  CounterRange feedback;
+  std::vector<int> output_divides;  ///< ascending
+  Range reference_mhz;
+  Range vco_mhz;
+  double output_max_mhz = 0;
+};
+
+/// A kind of divider between a PLL and what it clocks.
+struct SystemDivider {
+  std::string name;
+  CounterRange divide;
+};
+
+/// What the system monitor of each SLR measures.
+struct SystemMonitor {
+  struct Supply {
+    std::string name;
+    double volts = 0;  ///< nominal
+  };
+  int first_supply = 0;          ///< number of the first one
+  std::vector<Supply> supplies;  ///< numbered from there on; those of the die's I/O banks stand last
+  int satellites = 0;            ///< sensors away from the monitor, of each SLR
+};
+
 struct ProcessingSystem {
   std::string kind;  ///< generation: ps7, psu, psx, ...
   /// The cores by which it is configured, by name, each with its versions; none stands for all.
   std::map<std::string, std::vector<std::string>> cores;
   int mio_pins = 0;  ///< equal to the pads of the banks of kind MIO
+  std::vector<SystemDivider> dividers;
+  std::optional<SystemMonitor> monitor;
 };
 
 /// A device at one speed grade: everything that depends on speed.
@@ -45,6 +74,8 @@ struct SpeedGrade {
   std::vector<BlockMemory> block_memories;
   std::vector<Transceiver> transceivers;
   std::vector<MemoryController> memory_controllers;
+  std::vector<SystemPll> system_plls;           ///< of the processing system
+  std::map<std::string, double> system_clocks;  ///< the fastest that each clock of the processing system may be, in MHz
   /// The limits by key: <primitive>_FIN_MIN and _MAX, _FPFD_, _FVCO_, _FOUT_, _FPHY_ in MHz, <buffer>_PERIOD_ in ns,
   /// and what the file adds.
   std::map<std::string, double> keys;
