@@ -1,6 +1,6 @@
 # The shell, the command table behind it, and the reference that is made from it.
 find_package(nlohmann_json REQUIRED)
-foreach(name command_reader_test command_table_test completion_test journal_test result_json_test shell_script_test shell_terminal_test)
+foreach(name command_end_test command_reader_test command_table_test completion_test journal_test result_json_test shell_script_test shell_terminal_test)
   add_unit_test(${name} LABELS shell LINKS "kdish_parts;nlohmann_json::nlohmann_json;util")
   add_dependencies(${name} kdish command_docs kdi_fectools)
 endforeach()

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "host/kdish/command_end.h"
 #include "host/kdish/help.h"
 #include "host/kdish/history.h"
 #include "host/kdish/line_editor.h"
@@ -396,6 +397,7 @@ int Shell::run_standard_input() {
   if (input == nullptr) return 0;
   Tcl_SetChannelOption(nullptr, input, "-blocking", "1");  // whoever shares it may have made it otherwise
   std::string script;
+  CommandEnd end;
   for (;;) {
     const tcl::ObjRef line(Tcl_NewObj());
     const bool is_end = Tcl_GetsObj(input, line.get()) < 0;
@@ -403,13 +405,17 @@ int Shell::run_standard_input() {
       complain(std::string("standard input cannot be read: ") + std::strerror(Tcl_GetErrno()));
       return 1;
     }
-    if (!is_end) script += text_of(line.get()) + "\n";
-    if (!is_end && Tcl_CommandComplete(script.c_str()) == 0) continue;
+    if (!is_end) {
+      const std::string text = text_of(line.get()) + "\n";
+      script += text;
+      if (!end.add(text)) continue;
+    }
     if (!script.empty()) script.pop_back();
     if (!is_blank(script)) {
       if (const int status = run_piece(script); status != 0) return status;
     }
     script.clear();
+    end.clear();
     if (is_end) return 0;
   }
 }
