@@ -321,15 +321,19 @@ TEST_F(Clkwiz, AchievableFrequencies) {
 
 TEST_F(Clkwiz, AMissingSolver) {
   answers.has_solver = false;
-  const std::string no = "Unable to obtain Implementation object for ";
   EXPECT_EQ(run("Init_Clkwiz p i {}"), error("Unable to set device"));
-  EXPECT_EQ(run("GetPkToPkJitter p i 1 2 3 4 5 6"), error(no + "GetPkToPkJitter"));
-  EXPECT_EQ(run("GetPhaseError p i 1 2 3"), error(no + "GetPhaseError"));
-  EXPECT_EQ(run("MMCMCalculateActualOutFreqs p i 1 2 3 4 5 6 7"), error(no + "MMCMCalculateActualOutFreq"));
+  EXPECT_EQ(run("GetPkToPkJitter p i 1 2 3 4 5 6"),
+            error("Unable to obtain Implementation object for GetPkToPkJitter"));
+  EXPECT_EQ(run("GetPhaseError p i 1 2 3"), error("Unable to obtain Implementation object for GetPhaseError"));
+  EXPECT_EQ(run("MMCMCalculateActualOutFreqs p i 1 2 3 4 5 6 7"),
+            error("Unable to obtain Implementation object for MMCMCalculateActualOutFreq"));
   EXPECT_EQ(run("PLLCalculateActualOutFreqs p i 1 2 3 4 5 6 7"), error());
-  EXPECT_EQ(run("GetClosestSolution p i 1 2 3 4 5 6 7 8 9 10"), error(no + "GetClosestSolution"));
-  EXPECT_EQ(run("MMCMCalculateActualPhase p i 1 2 3"), error(no + "MMCMCalculateActualPhase"));
-  EXPECT_EQ(run("MMCMCalculateActualDutyCycle p i 1 2 3"), error(no + "MMCMCalculateActualDutyCycle"));
+  EXPECT_EQ(run("GetClosestSolution p i 1 2 3 4 5 6 7 8 9 10"),
+            error("Unable to obtain Implementation object for GetClosestSolution"));
+  EXPECT_EQ(run("MMCMCalculateActualPhase p i 1 2 3"),
+            error("Unable to obtain Implementation object for MMCMCalculateActualPhase"));
+  EXPECT_EQ(run("MMCMCalculateActualDutyCycle p i 1 2 3"),
+            error("Unable to obtain Implementation object for MMCMCalculateActualDutyCycle"));
   EXPECT_EQ(run("SetClkwizProperty p i SSModFreq abc"), error("Unable to set property SSModFreq"));
   EXPECT_EQ(run("GetClkwizProperty p i ChosenM"), error("Unable to get property GetChosenM"));
   EXPECT_EQ(run("GetClkwizOutputFrequencies p i x 1 2"), error("Unable to get instance: i of part: p for Getx"));

@@ -330,6 +330,16 @@ TEST(ExactNumberBounds, AreThoseOf64Bits) {
   EXPECT_EQ(Rational::nearest(8.0e18, 1), 8000000000000000000);
   EXPECT_THROW(Rational::nearest(9.0e18, 1), std::overflow_error);
   EXPECT_THROW(Rational::nearest(-9.0e18, 1), std::overflow_error);
+  const auto thrown = [](auto compute) -> std::string {
+    try {
+      return compute().text();
+    } catch (std::exception const& error) {
+      return error.what();
+    }
+  };
+  EXPECT_EQ(thrown([] { return Rational(kLargest) + 1; }), "a fraction that 64 bits do not hold");
+  EXPECT_EQ(thrown([] { return Rational::nearest(9.0e18, 1); }), "a number that is not finite or too large");
+  EXPECT_EQ(thrown([] { return Rational::of(1, 0); }), "a fraction with denominator 0");
 }
 
 }  // namespace

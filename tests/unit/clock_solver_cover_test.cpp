@@ -164,6 +164,8 @@ TEST(MinimalPrimitives, RefuseWhatTheyCannotJudge) {
   odd = coverable_primitive();
   odd.outputs[0].divider.min = 2;
   EXPECT_EQ(message(odd), "output 0 of the primitive does not offer all that output 1 does");
+  request.inputs_hz = {1000000};
+  EXPECT_EQ(message(coverable_primitive()), "clock 0, 100 MHz, cannot be made from any of the inputs");
   request.inputs_hz.clear();
   EXPECT_EQ(message(coverable_primitive()), "0 inputs are outside 1 to 16");
   request.inputs_hz = {100000000};

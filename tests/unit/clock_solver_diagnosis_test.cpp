@@ -173,11 +173,64 @@ TEST(SolverDiagnosis, SaysInWordsWhatBinds) {
   EXPECT_EQ(solve(primitive, request).error,
             "No valid setting: phase grid: the tolerance of 1 degrees would have to be 5 degrees. Nearest: M 15, D 1, "
             "outputs 500 MHz, worst error 0 ppm.");
+  // Of 400 MHz the duty cycle comes in quarters, sixths or eighths.
+  request = simple_request(100, 400);
+  request.tolerance = 0;
+  request.outputs[0].duty = Rational(2, 5);
+  request.duty_tolerance = Rational(1, 100);
+  EXPECT_EQ(solve(primitive, request).error,
+            "No valid setting: duty cycle grid: the tolerance of 1 % would have to be 2.5 %. Nearest: M 16, D 1, "
+            "outputs 400 MHz, worst error 0 ppm.");
+  // The buffer carries 250 MHz.
+  request = simple_request(100, 400);
+  request.tolerance = 0;
+  request.outputs[0].buffer = "slow";
+  EXPECT_EQ(solve(primitive, request).error,
+            "No valid setting: buffer period: a buffer does not carry its clock. Nearest: M 15, D 1, outputs 250 MHz, "
+            "worst error 375000 ppm.");
   // The second input would put the VCO at three times the first one's.
   request = simple_request(100, 100);
   request.second_input_hz = 300000000;
   EXPECT_EQ(solve(primitive, request).error,
             "No valid setting: second input: no setting keeps the PFD and the VCO in range at both input clocks.");
+}
+
+TEST(SolverDiagnosis, SaysInWordsWhichCounterBinds) {
+  // No wider range of the VCO takes 100 MHz to 800 with an M of 4.
+  Primitive primitive = test_support::whole_primitive();
+  primitive.multiplier.max = 4;
+  Request request = simple_request(100, 800);
+  request.tolerance = 0;
+  EXPECT_EQ(solve(primitive, request).error,
+            "No valid setting: multiplier range 2 to 4 would have to be 2 to 8. Exact with an input of 200 or "
+            "266.666667 or 400 or 533.333333 MHz.");
+  // 800 MHz are too fast for the PFD, and three times as much for the VCO.
+  primitive = test_support::whole_primitive();
+  primitive.multiplier.min = 3;
+  primitive.input_divider.max = 1;
+  EXPECT_EQ(solve(primitive, simple_request(800, 100)).error,
+            "No valid setting: input divider range 1 to 1 would have to be 1 to 2. Exact with an input of 433.333333 "
+            "or 400 or 375 or 366.666667 MHz.");
+  // The VCO runs at 800 MHz at least.
+  primitive = test_support::whole_primitive();
+  primitive.multiplier.min = 8;
+  primitive.input_divider.max = 1;
+  for (OutputSpec& output : primitive.outputs) output.divider.max = 4;
+  request = simple_request(100, 20);
+  request.tolerance = 0;
+  EXPECT_EQ(solve(primitive, request).error,
+            "No valid setting: output divider range 1 to 4 would have to be 1 to 40. Nearest: M 8, D 1, outputs 200 "
+            "MHz, worst error 9000000 ppm.");
+}
+
+// As fine as a frequency may be; with the spread and the counters' sixty-fourths, what is compared is finer.
+TEST(SolverDiagnosis, SaysWhenTheDigitsAreTooMany) {
+  Request request;
+  request.input_hz = Rational(13172463716972, 524287);
+  request.outputs.push_back({request.input_hz, 0, Rational(1, 2), ""});
+  request.spread = {"centre", Rational(5597153, 125)};
+  EXPECT_EQ(solve(test_support::sixty_fourths_primitive(), request).error,
+            "the frequencies need more digits than exact arithmetic in 64 bits holds; give them in fewer");
 }
 
 std::vector<Limit> named(Primitive const& primitive, Request const& request) {
@@ -240,6 +293,8 @@ TEST(SolverDiagnosis, NamesTheModulationFrequency) {
   ASSERT_TRUE(result.diagnosis);
   ASSERT_EQ(result.diagnosis->bindings.size(), 1u);
   EXPECT_EQ(result.diagnosis->bindings[0].limit, Limit::modulation);
+  EXPECT_EQ(result.error.substr(0, 83),
+            "No valid setting: modulation frequency range 100 to 150 Hz would have to be 100 to ");
   const Relaxed relaxed = relax(slow, request, result.diagnosis->bindings);
   EXPECT_TRUE(solve(relaxed.primitive, relaxed.request).solution);
 }
@@ -292,6 +347,8 @@ TEST(SolverDiagnosis, RefusesPrimitivesThatMakeNoSense) {
     EXPECT_FALSE(result.solution);
     return result.error;
   };
+  EXPECT_EQ(error_of([](Primitive& p) { p.vco_hz.min = -1; }),
+            "vco_hz -1 Hz is outside 0 to 2^40 Hz, or is finer than 2^-20 Hz");
   EXPECT_EQ(error_of([](Primitive& p) { p.vco_hz = {200, 100}; }), "vco_hz: minimum 200 Hz exceeds maximum 100");
   EXPECT_EQ(error_of([](Primitive& p) { p.multiplier.max = 2000; }), "multiplier maximum 2000 is outside 2 to 1024");
   EXPECT_EQ(error_of([](Primitive& p) { p.input_divider.fraction = 2; }),

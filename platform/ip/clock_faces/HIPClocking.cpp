@@ -50,7 +50,7 @@ device::ClockPrimitive const& primitive_of(device::Part const& part, std::string
 device::LoopModel const& loop_of(device::ClockPrimitive const& data, BandwidthWord::BANDWIDTH bandwidth) {
   if (bandwidth == BandwidthWord::BW_NONE) bandwidth = BandwidthWord::BW_OPTIMIZED;
   if (device::LoopModel const* const loop = data.loop(bandwidth)) return *loop;
-  throw Fault{data.name + " has no such bandwidth"};
+  throw Fault{};
 }
 
 Grades grades_of(bool use_speed_data) { return use_speed_data ? Grades::own : Grades::widest; }
@@ -151,13 +151,13 @@ bool HIPClockingSoln::getOutputClockFrequencies(double const& inFreq, ClockPrimi
 bool HIPClockingSoln::getPeakToPeakJitter(double fIn, double fVco, double fOut, BandwidthWord::BANDWIDTH bandwidth,
                                           std::string const& primitive, bool spreadSpectrum, bool finePs, int output,
                                           double* value) {
-  std::string fault;
-  return answer(fault, [&] {
+  std::string unsaid;  // the command has one text for whatever is wrong
+  return answer(unsaid, [&] {
     device::ClockPrimitive const& data = primitive_of(part_of(state_->name), primitive);
     require_within("input frequency", fIn, data.input_mhz);
     require_within("VCO frequency", fVco, data.vco_mhz);
     require_within("output frequency", fOut, data.output_mhz);
-    if (output < 0 || static_cast<std::size_t>(output) >= data.outputs.size()) throw Fault{"no such output"};
+    if (output < 0 || static_cast<std::size_t>(output) >= data.outputs.size()) throw Fault{};
     *value = jitter_ps(loop_of(data, bandwidth), 0, fVco, spreadSpectrum, finePs);
   });
 }

@@ -213,7 +213,6 @@ class Covering {
 
 std::optional<std::string> check(Primitive const& primitive, CoverRequest const& request) {
   if (auto fault = kdi::clocking::check(primitive)) return fault;
-  if (primitive.outputs.empty()) return "the primitive has no output counters";
   for (std::size_t i = 2; i < primitive.outputs.size(); ++i)
     if (!is_alike(primitive.outputs[1], primitive.outputs[i]))
       return "outputs 1 and " + std::to_string(i) + " of the primitive differ; only the first counter may be special";
