@@ -7,6 +7,7 @@
 #include "kdi/cores/Core.h"
 #include "kdi/cores/Instance.h"
 #include "platform/cores/core_clocks.h"
+#include "platform/cores/core_composites.h"
 #include "platform/cores/core_device.h"
 #include "platform/cores/drafts.h"
 #include "platform/cores/syntax.h"
@@ -120,7 +121,8 @@ class CoreReader : public Scope {
 
   void add_file(JsonValue root, int depth) {
     root.allow_only({"format", "core", "version", "extends", "out_of_range", "retired", "renamed", "includes",
-                     "changed", "parameters", "definitions", "device", "interface", "clocks"});
+                     "changed", "parameters", "definitions", "device", "interface", "clocks", "composites",
+                     "sub_cores"});
     root.member("format").integer(1, 1);
     const std::string name = root.member("core").text();
     const std::string version = root.member("version").text();
@@ -133,6 +135,7 @@ class CoreReader : public Scope {
       filled(*words, words->text(), {{"parameter", ""}, {"value", ""}, {"range", ""}});
       core_->out_of_range_ = words->text();
     }
+    if (const auto list = root.find("sub_cores")) add_sub_cores(*list, core_->sub_cores_);
     if (const auto retired = root.find("retired")) retire(*retired);
     if (const auto renamed = root.find("renamed")) rename(*renamed);
     if (const auto includes = root.find("includes"))
@@ -155,6 +158,7 @@ class CoreReader : public Scope {
 
   // What descriptions and parts have alike.
   void add_content(JsonValue root, PlaceValues const& places) {
+    if (const auto list = root.find("composites")) add_composites(*list, places, composite_drafts_);
     if (const auto facts = root.find("device")) add_facts(*facts, places, core_->facts_);
     if (const auto clocks = root.find("clocks")) clocks_.add(*clocks, places);
     if (const auto parameters = root.find("parameters"))
@@ -168,7 +172,7 @@ class CoreReader : public Scope {
   void include(JsonValue entry) {
     entry.allow_only({"file", "where"});
     const JsonValue root = part(entry.member("file"));
-    root.allow_only({"format", "places", "parameters", "definitions", "device", "clocks"});
+    root.allow_only({"format", "places", "parameters", "definitions", "device", "clocks", "composites"});
     root.member("format").integer(1, 1);
     add_content(root, places_of(root, entry));
   }
@@ -294,6 +298,7 @@ class CoreReader : public Scope {
     add_searches();
     put_in_order();
     check_defaults();
+    core_->composites_ = composites_of(composite_drafts_, *core_);
     return std::move(core_);
   }
 
@@ -610,6 +615,7 @@ class CoreReader : public Scope {
   std::map<std::string, std::size_t, std::less<>> draft_numbers_;
   std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
   std::vector<DefinitionDraft> definition_drafts_;
+  std::vector<CompositeDraft> composite_drafts_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
   ClockDraft clocks_;
   std::vector<Node> nodes_;
@@ -651,6 +657,13 @@ std::optional<std::uint32_t> Core::find_user_name(std::string_view name) const {
 std::optional<std::uint32_t> Core::find_fact(std::string_view word) const {
   const auto found = std::find_if(facts_.begin(), facts_.end(), [&](Fact const& fact) { return fact.word == word; });
   return found == facts_.end() ? std::nullopt : std::optional(static_cast<std::uint32_t>(found - facts_.begin()));
+}
+
+bool Core::is_settable(std::uint32_t parameter) const {
+  std::optional<Rule> const& derived = parameters_[parameter].derived;
+  if (!derived) return true;
+  const auto reads = derived->reads();
+  return std::find(reads.begin(), reads.end(), slot(parameter, kUser)) != reads.end();
 }
 
 std::uint32_t Core::slot_count() const {

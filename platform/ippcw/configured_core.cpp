@@ -6,19 +6,19 @@
 
 #include "kdi/common/KdiText.h"
 #include "kdi/device/Device.h"
+#include "platform/ippcw/core_store.h"
 #include "platform/ippcw/device_facts.h"
 
 namespace hardip_eng {
 namespace {
 
+using kdi::cores::Configuration;
 using kdi::cores::Core;
 using kdi::cores::Due;
-using kdi::cores::Instance;
 using kdi::cores::Parameter;
 using kdi::cores::Strength;
 using kdi::cores::Widget;
 
-constexpr std::string_view kPrefix = "CONFIG.";
 constexpr std::string_view kSkip = "SKIP";
 
 Strength strength_of(int number) {
@@ -45,12 +45,8 @@ char const* type_of(Widget widget) {
   return widget == Widget::combo ? "combo" : widget == Widget::edit ? "textEdit" : "checkBox";
 }
 
-// A parameter of which users have no say is computed from others alone.
-bool is_settable(Core const& core, std::uint32_t number) {
-  Parameter const& parameter = core.parameters()[number];
-  if (!parameter.derived) return true;
-  const auto reads = parameter.derived->reads();
-  return std::find(reads.begin(), reads.end(), Core::slot(number, Core::kUser)) != reads.end();
+Parameter const& parameter_at(Configuration::Place place) {
+  return place.configuration->core().parameters()[place.number];
 }
 
 }  // namespace
@@ -61,27 +57,22 @@ ConfiguredCore::ConfiguredCore(std::shared_ptr<Core const> core, kdi::device::Pa
       part_(part),
       instance_name_(std::move(instance_name)),
       facts_(part == nullptr ? kdi::cores::Facts() : facts_of(*part)),
-      instance_(core_, facts_) {}
+      configuration_(core_, facts_, [](std::string const& name, std::string const& version) {
+        return core_description(name, version);
+      }) {}
 
-std::optional<std::uint32_t> ConfiguredCore::find(std::string_view name) const {
-  if (const auto found = core_->find(name)) return found;
-  if (name.starts_with(kPrefix)) name.remove_prefix(kPrefix.size());
-  const auto found = core_->find(name);
-  return found ? found : core_->find_user_name(name);
-}
-
-// What names parameters, by number; the rest is told. SKIP is what a disabled parameter shows, not a value.
-std::vector<std::pair<std::uint32_t, std::string>> ConfiguredCore::known(StrPairs const& pairs,
-                                                                         ParamMap& messages) const {
-  std::vector<std::pair<std::uint32_t, std::string>> values;
+// What names parameters, with its place; the rest is told. SKIP is what a disabled parameter shows, not a value.
+std::vector<std::pair<Configuration::Place, std::string>> ConfiguredCore::known(StrPairs const& pairs,
+                                                                                ParamMap& messages) {
+  std::vector<std::pair<Configuration::Place, std::string>> values;
   for (auto const& [name, given] : pairs) {
-    const auto number = find(name);
+    const auto place = configuration_.find(name);
     std::string text = without_braces(given);
-    if (!number)
+    if (!place)
       messages.emplace(
           name, core_->name() + " " + core_->version() + " has no parameter \"" + kdi::text::shortened(name) + "\"");
-    else if (!core_->parameters()[*number].skips || !kdi::text::same_but_case(text, kSkip))
-      values.emplace_back(*number, std::move(text));
+    else if (!parameter_at(*place).skips || !kdi::text::same_but_case(text, kSkip))
+      values.emplace_back(*place, std::move(text));
   }
   return values;
 }
@@ -89,43 +80,37 @@ std::vector<std::pair<std::uint32_t, std::string>> ConfiguredCore::known(StrPair
 void ConfiguredCore::start(ParamMap const& params) {
   const std::lock_guard lock(mutex_);
   ParamMap unknown;  // told by the change that follows, if it gives them again
-  std::vector<std::uint32_t> others;
-  for (std::uint32_t i = 0; i < core_->parameters().size(); ++i)
-    if (instance_.given(i)) others.push_back(i);
-  instance_.take_back(others, Strength::values);
-  instance_.set(known({params.begin(), params.end()}, unknown), kdi::cores::Origin::user, Strength::values);
+  configuration_.take_all_back(Strength::values);
+  configuration_.set(known({params.begin(), params.end()}, unknown), kdi::cores::Origin::user, Strength::values);
 }
 
 void ConfiguredCore::apply(ParamMap const& params, RawResult& result, ParamMap& messages, int strength) {
   const std::lock_guard lock(mutex_);
-  instance_.set(known({params.begin(), params.end()}, messages), kdi::cores::Origin::user, strength_of(strength));
+  configuration_.set(known({params.begin(), params.end()}, messages), kdi::cores::Origin::user, strength_of(strength));
   report(messages);
   list_locked(result);
 }
 
 void ConfiguredCore::change(StrPairs const& pairs, StrVec& modified, ParamMap& messages) {
   const std::lock_guard lock(mutex_);
-  for (const std::uint32_t moved : instance_.set(known(pairs, messages)))
-    if (std::string const& name = core_->parameters()[moved].name;
-        std::find(modified.begin(), modified.end(), name) == modified.end())
-      modified.push_back(name);
+  for (std::string& name : configuration_.set(known(pairs, messages)))
+    if (std::find(modified.begin(), modified.end(), name) == modified.end()) modified.push_back(std::move(name));
   report(messages);
 }
 
 // One text for a parameter, which begins with one tag: of its messages the gravest, in the order of the description.
 void ConfiguredCore::report(ParamMap& messages) {
-  std::map<std::uint32_t, std::vector<Due>> by_parameter;
-  for (Due& due : instance_.messages()) {
-    std::vector<Due>& gravest = by_parameter[due.parameter];
-    if (!gravest.empty() && gravest.front().severity > due.severity) continue;
-    if (!gravest.empty() && gravest.front().severity < due.severity) gravest.clear();
-    gravest.push_back(std::move(due));
+  std::map<std::string, std::vector<Due>> by_parameter;
+  for (Configuration::Told& told : configuration_.messages()) {
+    std::vector<Due>& gravest = by_parameter[told.parameter];
+    if (!gravest.empty() && gravest.front().severity > told.due.severity) continue;
+    if (!gravest.empty() && gravest.front().severity < told.due.severity) gravest.clear();
+    gravest.push_back(std::move(told.due));
   }
   for (auto const& [parameter, due] : by_parameter) {
     std::vector<std::string> texts;
     for (Due const& one : due) texts.push_back(one.text);
-    const std::string name = parameter == Due::kNoParameter ? core_->name() : core_->parameters()[parameter].name;
-    messages.insert_or_assign(name,
+    messages.insert_or_assign(parameter,
                               std::string(kdi::cores::tag_of(due.front().severity)) + kdi::text::joined(texts, "\n"));
   }
 }
@@ -136,11 +121,12 @@ void ConfiguredCore::list(RawResult& result) const {
 }
 
 void ConfiguredCore::list_locked(RawResult& result) const {
+  kdi::cores::Instance const& instance = configuration_.instance();
   for (std::uint32_t i = 0; i < core_->parameters().size(); ++i) {
     Parameter const& parameter = core_->parameters()[i];
-    result.insert_or_assign(parameter.name, RawResult::mapped_type{{instance_.value(i)},
-                                                                   instance_.range(i),
-                                                                   {instance_.is_enabled(i) ? "ENABLE" : "DISABLE"},
+    result.insert_or_assign(parameter.name, RawResult::mapped_type{{configuration_.value(i)},
+                                                                   instance.range(i),
+                                                                   {instance.is_enabled(i) ? "ENABLE" : "DISABLE"},
                                                                    {word_of(parameter.widget)},
                                                                    {},
                                                                    {}});
@@ -149,53 +135,62 @@ void ConfiguredCore::list_locked(RawResult& result) const {
 
 bool ConfiguredCore::is_default() const {
   const std::lock_guard lock(mutex_);
-  for (std::uint32_t i = 0; i < core_->parameters().size(); ++i)
-    if (instance_.given(i)) return false;
-  return true;
+  return configuration_.is_default();
 }
 
-template <class Answer>
-Answer ConfiguredCore::of(std::string const& name, Answer (Instance::*question)(std::uint32_t) const) const {
-  const auto number = find(name);
-  if (!number) return {};
+template <class Answer, class Question>
+Answer ConfiguredCore::of(std::string const& name, Question question) const {
   const std::lock_guard lock(mutex_);
-  return (instance_.*question)(*number);
+  const auto place = configuration_.find(name);
+  return place ? question(*place) : Answer();
 }
 
-std::string ConfiguredCore::value(std::string const& name) const { return of(name, &Instance::value); }
-std::string ConfiguredCore::backup(std::string const& name) const { return of(name, &Instance::backup); }
-bool ConfiguredCore::is_enabled(std::string const& name) const { return of(name, &Instance::is_enabled); }
+std::string ConfiguredCore::value(std::string const& name) const {
+  return of<std::string>(name, [](auto place) { return place.configuration->value(place.number); });
+}
 
-void ConfiguredCore::range(std::string const& name, StrVec& range) const {
-  const StrVec found = of(name, &Instance::range);
-  range.insert(range.end(), found.begin(), found.end());
+std::string ConfiguredCore::backup(std::string const& name) const {
+  return of<std::string>(name, [](auto place) { return place.configuration->backup(place.number); });
+}
+
+bool ConfiguredCore::is_enabled(std::string const& name) const {
+  return of<bool>(name, [](auto place) { return place.configuration->instance().is_enabled(place.number); });
 }
 
 std::string ConfiguredCore::type(std::string const& name) const {
-  const auto number = find(name);
-  return number ? type_of(core_->parameters()[*number].widget) : "";
+  return of<std::string>(name, [](auto place) { return type_of(parameter_at(place).widget); });
+}
+
+void ConfiguredCore::range(std::string const& name, StrVec& range) const {
+  const StrVec found = of<StrVec>(name, [](auto place) { return place.configuration->instance().range(place.number); });
+  range.insert(range.end(), found.begin(), found.end());
 }
 
 void ConfiguredCore::translate(ParamMap const& in, ParamMap& out) const {
   for (auto const& [name, value] : in) {
-    const auto number = find(name);
-    out.insert_or_assign(number ? core_->parameters()[*number].name : name, value);
+    const std::string own = of<std::string>(name, [](auto place) { return parameter_at(place).name; });
+    out.insert_or_assign(own.empty() ? name : own, value);
   }
 }
 
+// The texts that hold what was modified are modified with it.
 void ConfiguredCore::replace_by_own(RawResult& records) const {
   const std::lock_guard lock(mutex_);
-  for (auto& [name, rows] : records) {
-    const auto number = find(name);
-    if (!number) continue;
-    rows.resize(std::max<std::size_t>(rows.size(), 1));
-    rows[0] = {instance_.backup(*number)};
-  }
+  for (auto& [name, rows] : records)
+    if (const auto place = configuration_.find(name)) {
+      rows.resize(std::max<std::size_t>(rows.size(), 1));
+      rows[0] = {place->configuration->backup(place->number)};
+    }
+  if (records.empty()) return;
+  for (kdi::cores::Composite const& composite : core_->composites())
+    if (std::string text = configuration_.value(composite.parameter); !text.empty())
+      records.emplace(core_->parameters()[composite.parameter].name,
+                      RawResult::mapped_type{{std::move(text)}, {}, {}, {}, {}, {}});
 }
 
 void ConfiguredCore::user_parameters(std::list<std::string>& names) const {
   for (std::uint32_t i = 0; i < core_->parameters().size(); ++i)
-    if (is_settable(*core_, i)) names.push_back(core_->parameters()[i].name);
+    if (core_->is_settable(i)) names.push_back(core_->parameters()[i].name);
 }
 
 void ConfiguredCore::device_info(std::string const& word, std::string& text) const {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "kdi/common/KdiTypes.h"
-#include "kdi/cores/Instance.h"
+#include "kdi/cores/Configuration.h"
 #include "kdi/device/Device.h"
 
 namespace hardip_eng {
@@ -64,11 +64,11 @@ class ConfiguredCore {
   int slr_count() const;
 
  private:
-  std::optional<std::uint32_t> find(std::string_view name) const;
-  template <class Answer>
-  Answer of(std::string const& name, Answer (kdi::cores::Instance::*question)(std::uint32_t) const) const;
+  template <class Answer, class Question>
+  Answer of(std::string const& name, Question question) const;
   void list_locked(RawResult& result) const;
-  std::vector<std::pair<std::uint32_t, std::string>> known(StrPairs const& pairs, ParamMap& messages) const;
+  std::vector<std::pair<kdi::cores::Configuration::Place, std::string>> known(StrPairs const& pairs,
+                                                                              ParamMap& messages);
   void report(ParamMap& messages);
 
   const std::shared_ptr<kdi::cores::Core const> core_;
@@ -77,7 +77,7 @@ class ConfiguredCore {
   const kdi::cores::Facts facts_;
   mutable std::mutex mutex_;
   std::string sysmon_data_file_;
-  kdi::cores::Instance instance_;
+  mutable kdi::cores::Configuration configuration_;  // questions look for names in it, which changes nothing
 };
 
 }  // namespace hardip_eng

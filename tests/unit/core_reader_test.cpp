@@ -44,7 +44,8 @@ TEST(CoreReading, SlipsAreToldWithTheirPlace) {
       {"{}", "made.json:1: top level: expected a field \"format\", found none"},
       {core_of(a, R"(, "extra": 1)"),
        "made.json:2: extra: expected one of format, core, version, extends, out_of_range, retired, renamed, "
-       "includes, changed, parameters, definitions, device, interface, clocks as the field's name"},
+       "includes, changed, parameters, definitions, device, interface, clocks, composites, sub_cores as the field's "
+       "name"},
       {core_of(a, R"(, "extends": "0.9")"),
        "made.json:2: extends: expected a description that stands alone, found the text \"0.9\""},
       {core_of(a + "," + a),
@@ -299,7 +300,8 @@ TEST_F(Versions, RefusePartsWithTheirPlace) {
             "\"{0..1}\"");
   part("core", R"("core": "made")");
   EXPECT_EQ(included(R"({"file": "parts/core.json"})"),
-            "parts/core.json:1: core: expected one of format, places, parameters, definitions, device, clocks as the "
+            "parts/core.json:1: core: expected one of format, places, parameters, definitions, device, clocks, "
+            "composites as the "
             "field's name");
   try {
     Core::parse(R"({"format": 1, "core": "made", "version": "1.0", "includes": [{"file": "parts/one.json"}]})",

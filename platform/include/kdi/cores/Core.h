@@ -76,6 +76,25 @@ struct Fact {
   Value without;  ///< what stands for it where no device is known
 };
 
+/// A core within a core, configured as a part of it.
+struct SubCore {
+  std::string name;  ///< within the core
+  std::string core, version;
+};
+
+/// A text parameter that holds others: text and members are one state.
+struct Composite {
+  struct Member {
+    std::uint32_t parameter;
+    std::string key;       ///< under which the text has it
+    std::string key_word;  ///< instead: the device's word that tells the key; where it has none, no member
+  };
+  std::uint32_t parameter;                ///< shows what is given
+  std::optional<std::uint32_t> internal;  ///< shows all values in effect
+  std::string sub_core;                   ///< whose parameters the members are; empty: the core's own
+  std::vector<Member> members;            ///< by key; none for a sub-core, of which all parameters are members
+};
+
 /// How a core is asked, which decides the class of its instances.
 enum class Interface : std::uint8_t {
   fixed,  ///< nothing of it can be set or asked
@@ -120,6 +139,11 @@ class KDI_DOOR Core {
 
   std::optional<std::uint32_t> find_fact(std::string_view word) const;
 
+  std::vector<Composite> const& composites() const { return composites_; }
+  std::vector<SubCore> const& sub_cores() const { return sub_cores_; }
+  /// Whether users have a say in a parameter's value; one that is computed from others alone they cannot set.
+  bool is_settable(std::uint32_t parameter) const;
+
   std::uint32_t slot_count() const;
   static std::uint32_t slot(std::uint32_t parameter, Slot which) { return parameter * kSlots + which; }
   std::uint32_t fact_slot(std::uint32_t fact) const;
@@ -148,6 +172,8 @@ class KDI_DOOR Core {
   std::vector<Parameter> parameters_;
   std::vector<Definition> definitions_;
   std::vector<Fact> facts_;
+  std::vector<Composite> composites_;
+  std::vector<SubCore> sub_cores_;
   std::vector<std::shared_ptr<SearchSection const>> searches_;
   std::shared_ptr<ClockSection const> clocks_;
   std::map<std::string, std::uint32_t, std::less<>> numbers_, user_numbers_;

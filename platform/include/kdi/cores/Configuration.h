@@ -1,0 +1,93 @@
+// A core with its sub-cores and its composite parameters: what users of a whole core see and set.
+//
+// A composite parameter is a text that holds others: `PS_UART0_ENABLE 1 PS_UART0_BAUD_RATE 9600`. Text and members are
+// one state. A text that is given is what its members are given: those that it does not name are taken back. What is
+// given to a member shows in the text. Texts are lists of keys and values as Tcl writes them, in the byte order of the
+// keys; a list of pairs between braces is taken as well. A key that is no member's is kept and told. An internal text
+// shows all values in effect; given, its members are given what differs from their defaults.
+//
+// Of the values that are given at once internal texts count first, then composite texts, then single parameters: so a
+// member that is named beside its text has the value that is given to it alone.
+//
+// For one thread at a time, as an Instance is.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kdi/common/KdiDoor.h"
+#include "kdi/cores/Instance.h"
+
+namespace kdi::cores {
+
+class KDI_DOOR Configuration {
+ public:
+  /// The description of a sub-core; null if there is none.
+  using Descriptions = std::function<std::shared_ptr<Core const>(std::string const& name, std::string const& version)>;
+
+  /// Throws FactError, and std::runtime_error for a sub-core without a description or sub-cores nested without end.
+  Configuration(std::shared_ptr<Core const> core, Facts const& facts, Descriptions const& descriptions);
+  Configuration(Configuration const&) = delete;
+  Configuration& operator=(Configuration const&) = delete;
+  ~Configuration();
+
+  Core const& core() const { return instance_.core(); }
+  Instance& instance() { return instance_; }
+  Instance const& instance() const { return instance_; }
+  /// Null if there is none of that name.
+  Configuration* sub_core(std::string_view name);
+
+  /// A parameter of the core or of one of its sub-cores.
+  struct Place {
+    Configuration* configuration;
+    std::uint32_t number;
+  };
+  /// By the engine's name or one that users have, either behind `CONFIG.`; the core's own before its sub-cores'.
+  std::optional<Place> find(std::string_view name);
+
+  /// Gives values, Instance::set. Returns the names of all parameters that moved, those of sub-cores too, each once.
+  std::vector<std::string> set(std::vector<std::pair<Place, std::string>> const& values, Origin from = Origin::user,
+                               Strength strength = Strength::searches);
+  /// Takes everything back that was given to the core and its sub-cores.
+  std::vector<std::string> take_all_back(Strength strength = Strength::searches);
+  /// Whether nothing is given.
+  bool is_default() const;
+
+  /// Instance::value and backup, and the texts of composites.
+  std::string value(std::uint32_t parameter) const;
+  std::string backup(std::uint32_t parameter) const;
+
+  struct Told {
+    std::string parameter;
+    Due due;
+  };
+  /// All messages that are due, those of sub-cores behind the core's own.
+  std::vector<Told> messages();
+
+ private:
+  struct Held;
+  using Values = std::vector<std::pair<std::uint32_t, std::string>>;
+
+  /// The composite that the parameter shows; null for a single parameter.
+  Held* held_by(std::uint32_t parameter, bool internal) const;
+  bool is_single(std::uint32_t parameter) const;
+  void give_text(Held& held, std::string const& text, bool internal, Origin from, std::vector<std::string>& moved);
+  bool read_members(Held& held, std::string const& text, std::map<std::uint32_t, std::string>& members, bool internal);
+  std::string public_text(Held const& held) const;
+  std::string internal_text(Held const& held) const;
+  void show_texts(std::vector<std::string>& moved);
+  void add(std::vector<std::uint32_t> const& numbers, std::vector<std::string>& moved) const;
+  std::vector<std::string> compute(Strength strength);
+
+  Instance instance_;
+  std::vector<std::pair<std::string, std::unique_ptr<Configuration>>> sub_cores_;
+  std::vector<std::unique_ptr<Held>> held_;
+};
+
+}  // namespace kdi::cores

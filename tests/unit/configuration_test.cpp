@@ -1,0 +1,324 @@
+// Composite parameters and sub-cores: text and members are one state, whichever way it is set.
+#include "kdi/cores/Configuration.h"
+
+#include <gtest/gtest.h>
+#include <tcl.h>
+
+#include <algorithm>
+#include <random>
+
+#include "kdi/common/KdiJson.h"
+#include "platform/cores/tcl_words.h"
+
+namespace {
+
+using namespace kdi::cores;
+
+// ------------------------------------------------------------------------------------------------------------- words
+
+std::optional<std::vector<std::string>> words_by_tcl(std::string const& list) {
+  int count = 0;
+  char const** words = nullptr;
+  if (Tcl_SplitList(nullptr, list.c_str(), &count, &words) != TCL_OK) return std::nullopt;
+  std::vector<std::string> copies(words, words + count);
+  Tcl_Free(reinterpret_cast<char*>(words));
+  return copies;
+}
+
+std::string random_text(std::mt19937& random, std::string_view characters, std::size_t most) {
+  std::string text;
+  for (std::size_t n = random() % (most + 1); n > 0; --n) text += characters[random() % characters.size()];
+  return text;
+}
+
+TEST(TclWords, AreReadAsTclReadsThem) {
+  std::mt19937 random(1);
+  int lists = 0, broken = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const std::string text = random_text(random, "ab {} {}\"\t\n;$[]#", 12);
+    const auto words = words_of(text);
+    ASSERT_EQ(words, words_by_tcl(text)) << text;
+    (words ? lists : broken) += 1;
+  }
+  EXPECT_GT(lists, 1000);
+  EXPECT_GT(broken, 1000);
+  EXPECT_EQ(words_of("a\\ b \\{c d\\n"), (std::vector<std::string>{"a b", "{c", "d\n"}));
+}
+
+TEST(TclWords, ComeBackAsTheyWere) {
+  std::mt19937 random(2);
+  for (int i = 0; i < 20000; ++i) {
+    std::vector<std::string> words;
+    std::string list;
+    for (std::size_t n = random() % 4; n > 0; --n) {
+      words.push_back(random_text(random, "ab {}\"\\\t\n;$[]#", 8));
+      list += (list.empty() ? "" : " ") + as_word(words.back());
+    }
+    ASSERT_EQ(words_of(list), words) << list;
+    ASSERT_EQ(words_by_tcl(list), words) << list;
+  }
+}
+
+// -------------------------------------------------------------------------------------------------------- composites
+
+std::string parameter(std::string const& name, std::string const& type, std::string const& default_text,
+                      std::string const& more = "") {
+  return "{\"name\": \"" + name + "\", \"type\": \"" + type +
+         "\", \"widget\": \"EDIT\", \"description\": \"d\", \"default\": \"" + default_text + "\"" + more + "}";
+}
+
+constexpr int kMembers = 8;
+
+// Members that enable and bound one another, beside what holds them.
+std::string description(std::string const& composites, std::string const& more = "") {
+  std::string text = R"({"format": 1, "core": "made", "version": "1.0", "parameters": [)" +
+                     parameter("ALL", "text", "") + "," + parameter("ALL_INTERNAL", "text", "") + "," +
+                     parameter("MEASURED", "text", "") + "," + parameter("SINGLE", "integer", "0") + "," +
+                     parameter("P_SUM", "integer", "0", R"(, "derived": "P_A0 + P_A1")");
+  for (int i = 0; i < kMembers; ++i) {
+    const std::string n = std::to_string(i), before = std::to_string(i - 1);
+    text += "," + parameter("P_A" + n, "integer", "1", i == 0 ? "" : R"(, "range": "[0, P_A)" + before + R"( + 9]")");
+    text += "," + parameter("P_T" + n, "text", "none", R"(, "skips": true, "enabled": "P_A)" + n + R"( > 2")");
+  }
+  return text + R"(], "composites": [)" + composites + "]" + more + "}";
+}
+
+constexpr char kAll[] = R"({"name": "ALL", "internal": "ALL_INTERNAL", "starts_with": ["P_"]})";
+constexpr char kMeasured[] =
+    R"({"name": "MEASURED", "members": [{"each": {"n": "{0..7}"}, "parameter": "P_A${n}", "key_word": "supply.${n}.name"}]})";
+
+std::shared_ptr<Core const> none(std::string const&, std::string const&) { return nullptr; }
+
+class Made {
+ public:
+  explicit Made(Facts const& facts = {}, std::string const& composites = std::string(kAll) + "," + kMeasured)
+      : configuration(Core::parse(description(composites), "made.json"), facts, none) {}
+
+  std::vector<std::string> set(std::vector<std::pair<std::string, std::string>> const& values) {
+    std::vector<std::pair<Configuration::Place, std::string>> placed;
+    for (auto const& [name, value] : values) placed.emplace_back(configuration.find(name).value(), value);
+    return configuration.set(placed);
+  }
+  std::string value(std::string const& name) {
+    const auto place = configuration.find(name).value();
+    return place.configuration->value(place.number);
+  }
+  std::vector<std::string> texts() {
+    std::vector<std::string> all;
+    for (auto const& told : configuration.messages()) all.push_back(told.due.text);
+    return all;
+  }
+  /// Everything that can be seen.
+  std::string state() {
+    std::string all;
+    Instance const& instance = configuration.instance();
+    for (std::uint32_t i = 0; i < configuration.core().parameters().size(); ++i)
+      all += configuration.core().parameters()[i].name + "=" + configuration.value(i) + "|" + configuration.backup(i) +
+             "|" + (instance.is_enabled(i) ? "on" : "off") + "|" + std::string(word_of(instance.origin(i))) + "\n";
+    for (std::string const& text : texts()) all += text + "\n";
+    return all;
+  }
+
+  Configuration configuration;
+};
+
+TEST(Composites, TextAndMembersAreOneState) {
+  Made made;
+  EXPECT_EQ(made.value("ALL"), "");
+  EXPECT_EQ(made.set({{"P_A1", "7"}, {"P_T1", "a b"}}),
+            (std::vector<std::string>{"P_A1", "P_T1", "ALL", "P_SUM", "P_A2"}));
+  EXPECT_EQ(made.value("ALL"), "P_A1 7 P_T1 {a b}");
+  const auto moved = made.set({{"ALL", "P_A0 4 P_A1 7"}});
+  EXPECT_EQ(made.value("P_T1"), "none");  // what the text does not name is taken back
+  EXPECT_EQ(made.value("P_A0"), "4");
+  EXPECT_NE(std::find(moved.begin(), moved.end(), "P_T1"), moved.end());
+  EXPECT_NE(std::find(moved.begin(), moved.end(), "ALL"), moved.end());
+  made.set({{"P_A0", "5"}, {"ALL", "P_A0 4 P_A2 3"}});
+  EXPECT_EQ(made.value("ALL"), "P_A0 5 P_A2 3");  // the member that is named alone counts
+  made.set({{"ALL", "{P_A0 4} {P_T0 {x y}}"}});
+  EXPECT_EQ(made.value("ALL"), "P_A0 4 P_T0 {x y}");
+  made.set({{"ALL", "P_A3"}});
+  EXPECT_EQ(made.texts(), (std::vector<std::string>{"PARAM P_A3:: is out of range  { 0,10 }"}));
+  EXPECT_EQ(made.value("ALL"), "P_A3 {}");
+  made.set({{"ALL", ""}});
+  EXPECT_TRUE(made.configuration.is_default());
+  EXPECT_EQ(made.state(), Made().state());
+}
+
+TEST(Composites, WhatIsNoMemberIsKeptAndTold) {
+  Made made;
+  made.set({{"ALL", "Z 1 P_A0 2 SINGLE 3"}});
+  EXPECT_EQ(made.value("ALL"), "P_A0 2 SINGLE 3 Z 1");
+  EXPECT_EQ(made.texts(), (std::vector<std::string>{"ALL has no member \"SINGLE\"", "ALL has no member \"Z\""}));
+  EXPECT_EQ(made.value("SINGLE"), "0");
+  made.set({{"ALL", "P_A0 {2"}});
+  EXPECT_EQ(made.value("ALL"), "P_A0 {2");
+  EXPECT_EQ(made.value("P_A0"), "2");
+  EXPECT_EQ(made.texts(),
+            (std::vector<std::string>{"ALL is no list of names and values: its braces or quotes do not match"}));
+  made.configuration.take_all_back();
+  EXPECT_EQ(made.state(), Made().state());
+}
+
+TEST(Composites, KeysMayBeTheDevicesOwn) {
+  Made made(Facts{{"supply.1.name", "VCC AUX"}, {"supply.0.name", "VCC"}});
+  made.set({{"P_A0", "5"}, {"P_A1", "6"}, {"P_A2", "7"}});
+  EXPECT_EQ(made.value("MEASURED"), "VCC 5 {VCC AUX} 6");  // the device has no third supply
+  made.set({{"MEASURED", "{VCC AUX} 8"}});
+  EXPECT_EQ(made.value("ALL"), "P_A1 8 P_A2 7");
+  // A composite in the text of another one stands for its members.
+  made.set({{"ALL", "MEASURED {VCC 3} P_A2 4"}});
+  EXPECT_EQ(made.value("ALL"), "P_A0 3 P_A2 4");
+  EXPECT_TRUE(made.texts().empty());
+}
+
+TEST(Composites, AnInternalTextShowsAllValues) {
+  Made made;
+  made.set({{"P_A0", "5"}, {"P_T0", "x"}});
+  const std::string text = made.value("ALL_INTERNAL");
+  EXPECT_EQ(text, "P_A0 5 P_A1 1 P_A2 1 P_A3 1 P_A4 1 P_A5 1 P_A6 1 P_A7 1 P_T0 x");
+  Made other;
+  other.set({{"ALL_INTERNAL", text}});
+  EXPECT_EQ(other.state(), made.state());
+  other.set({{"ALL_INTERNAL", text}, {"ALL", "P_A0 6"}});  // what the user gives counts
+  EXPECT_EQ(other.value("ALL"), "P_A0 6");
+}
+
+// Members at random, some out of range and some with characters that lists have to quote.
+std::vector<std::pair<std::string, std::string>> random_members(std::mt19937& random) {
+  std::map<std::string, std::string> members;
+  for (std::size_t n = random() % 6; n > 0; --n) {
+    const std::string i = std::to_string(random() % kMembers);
+    if (random() % 2 == 0)
+      members["P_A" + i] = std::to_string(static_cast<int>(random() % 40) - 5);
+    else
+      members["P_T" + i] = random_text(random, "ab {}\"\\;$", 5);
+  }
+  return {members.begin(), members.end()};
+}
+
+TEST(Composites, ByTextByMembersAndInAnyOrder) {
+  std::mt19937 random(3);
+  int told = 0;
+  for (int round = 0; round < 60; ++round) {
+    SCOPED_TRACE(round);
+    auto members = random_members(random);
+    Made by_members;
+    std::shuffle(members.begin(), members.end(), random);
+    for (auto const& one : members) by_members.set({one});
+    const std::string text = by_members.value("ALL"), state = by_members.state();
+    told += static_cast<int>(by_members.texts().size());
+
+    Made by_text;
+    by_text.set(random_members(random));  // whatever was before
+    by_text.set({{"ALL", text}});
+    ASSERT_EQ(by_text.state(), state);
+    by_text.set({{"ALL", by_text.value("ALL")}});
+    ASSERT_EQ(by_text.state(), state);
+
+    Made at_once;
+    std::shuffle(members.begin(), members.end(), random);
+    at_once.set(members);
+    ASSERT_EQ(at_once.state(), state);
+    at_once.configuration.take_all_back();
+    ASSERT_EQ(at_once.state(), Made().state());
+
+    // Through the internal text the values in effect are the same, where none was out of range.
+    if (!by_members.texts().empty()) continue;
+    Made by_internal;
+    by_internal.set({{"ALL_INTERNAL", by_members.value("ALL_INTERNAL")}});
+    ASSERT_EQ(by_internal.value("ALL_INTERNAL"), by_members.value("ALL_INTERNAL"));
+  }
+  EXPECT_GT(told, 10);
+}
+
+// --------------------------------------------------------------------------------------------------------- sub-cores
+
+std::shared_ptr<Core const> inner(std::string const& name, std::string const& version) {
+  EXPECT_EQ(version, "2.0");
+  if (name != "inner") return nullptr;
+  return Core::parse(R"({"format": 1, "core": "inner", "version": "2.0", "parameters": [)" +
+                         parameter("I_A", "integer", "1", R"(, "limits": ["0", "9"], "user_names": ["OLD_A"])") + "," +
+                         parameter("I_B", "integer", "0", R"(, "derived": "I_A * 2")") + "]}",
+                     "inner.json");
+}
+
+constexpr char kSubCores[] = R"(, "sub_cores": [{"name": "inner_0", "core": "inner", "version": "2.0"},
+                                             {"name": "inner_1", "core": "inner", "version": "2.0"}])";
+constexpr char kOfSubCores[] =
+    R"({"name": "ALL", "sub_core": "inner_0"}, {"name": "MEASURED", "internal": "ALL_INTERNAL", "sub_core": "inner_1"})";
+
+TEST(SubCores, AreConfiguredThroughTheirTexts) {
+  Configuration whole(Core::parse(description(kOfSubCores, kSubCores), "made.json"), {}, inner);
+  const auto at = [&](char const* name) { return whole.find(name).value(); };
+  EXPECT_EQ(whole.set({{at("ALL"), "I_A 4"}, {at("MEASURED"), "OLD_A 12"}}),
+            (std::vector<std::string>{"I_A", "I_B", "ALL", "MEASURED"}));
+  EXPECT_EQ(whole.sub_core("inner_0")->value(0), "4");
+  EXPECT_EQ(whole.sub_core("inner_0")->value(1), "8");
+  EXPECT_EQ(whole.value(at("MEASURED").number), "I_A 12");
+  EXPECT_EQ(whole.value(at("ALL_INTERNAL").number), "I_A 12");
+  ASSERT_EQ(whole.messages().size(), 1u);
+  EXPECT_EQ(whole.messages()[0].parameter, "I_A");
+  EXPECT_EQ(whole.messages()[0].due.text, "PARAM I_A::12 is out of range  { 0,9 }");
+  // A parameter of a sub-core is found by its name, and shows in the text.
+  EXPECT_EQ(at("CONFIG.OLD_A").configuration, whole.sub_core("inner_0"));
+  EXPECT_EQ(whole.set({{at("I_A"), "5"}}), (std::vector<std::string>{"I_A", "I_B", "ALL"}));
+  EXPECT_EQ(whole.value(at("ALL").number), "I_A 5");
+  EXPECT_EQ(whole.sub_core("none"), nullptr);
+  whole.take_all_back();
+  EXPECT_TRUE(whole.is_default());
+  EXPECT_EQ(whole.value(at("ALL").number), "");
+}
+
+TEST(SubCores, HaveToBeThere) {
+  const auto core = Core::parse(description(kOfSubCores, kSubCores), "made.json");
+  const auto fault = [&](Configuration::Descriptions const& descriptions) -> std::string {
+    try {
+      Configuration whole(core, {}, descriptions);
+    } catch (std::runtime_error const& error) {
+      return error.what();
+    }
+    return "none";
+  };
+  EXPECT_EQ(fault(none), "made 1.0: its sub-core inner 2.0 has no description");
+  EXPECT_EQ(fault([&](std::string const&, std::string const&) { return core; }),
+            "made 1.0: sub-cores that are nested without end");
+}
+
+TEST(Composites, SlipsAreToldWithTheirPlace) {
+  const auto fault = [](std::string const& composites) -> std::string {
+    try {
+      Core::parse(description(composites), "made.json");
+    } catch (kdi::JsonError const& error) {
+      return error.what();
+    }
+    return "none";
+  };
+  const std::pair<std::string, char const*> slips[] = {
+      {R"({"name": "NONE", "starts_with": ["P_"]})",
+       "made.json:1: composites[0].name: expected the name of a parameter, found the text \"NONE\""},
+      {R"({"name": "SINGLE", "starts_with": ["P_"]})",
+       "made.json:1: composites[0].name: expected a parameter of type text with an empty default, without values, "
+       "range "
+       "and derived rule, found the text \"SINGLE\""},
+      {R"({"name": "ALL", "internal": "ALL", "starts_with": ["P_"]})",
+       "made.json:1: composites[0].internal: expected a parameter that holds the members of one composite, found the "
+       "text \"ALL\""},
+      {R"({"name": "ALL"})",
+       "made.json:1: composites[0]: expected one of sub_core, starts_with and members, found an object"},
+      {R"({"name": "ALL", "sub_core": "x"})",
+       "made.json:1: composites[0].sub_core: expected the name of a sub-core, found the text \"x\""},
+      {R"({"name": "ALL", "starts_with": ["Q_"]})",
+       "made.json:1: composites[0].starts_with: expected the beginnings of names of parameters, found a list"},
+      {R"({"name": "ALL", "members": [{"parameter": "ALL"}]})",
+       "made.json:1: composites[0].members[0].parameter: expected the name of a parameter that is no composite, found "
+       "the text \"ALL\""},
+      {R"({"name": "ALL", "members": [{"parameter": "P_A0", "key": "a", "key_word": "b"}]})",
+       "made.json:1: composites[0].members[0].key: expected no key beside key_word, found the text \"a\""},
+      {R"({"name": "ALL", "members": [{"parameter": "P_A0", "key": "a"}, {"parameter": "P_A1", "key": "a"}]})",
+       "made.json:1: composites[0].members: expected members with keys of their own, found a list"},
+  };
+  for (auto const& [composites, expected] : slips) EXPECT_EQ(fault(composites), expected);
+}
+
+}  // namespace
