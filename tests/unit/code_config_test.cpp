@@ -154,7 +154,7 @@ TEST(CodeConfig, EachLimitLetsItsLastValueThroughAndNoOther) {
       {full(64, 32, 32), full(64, 32, 32, 8), disabled(516, 512)},
       {full(32, 32, 32), full(32, 32, 32, 16), disabled(260, 256)},
       {with(full(128, 28, 73), encode), with(full(128, 28, 73, 4), encode),
-       "1ERROR: " + nmqc + " value, 2048, exceeds supported limit, 2044."},
+       "1ERROR: NMQC (number of packed QC operations) value, 2048, exceeds supported limit, 2044."},
       {full(129, 1, 128), full(129, 1, 129),
        "1ERROR: Layer 0: DC (check node degree)" + mv + "258, exceeds supported limit, 256."},
       {full(128, 1, 128), full(128, 1, 129), cpld(128)},

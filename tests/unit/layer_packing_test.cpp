@@ -97,6 +97,22 @@ TEST(LayerPacking, KeepsEveryOperationOnceAndIssuesDifferentBanksTogether) {
   }
 }
 
+TEST(LayerPacking, NamesALayerWithoutOperations) {
+  CodeConfig config;
+  config.nlayers = 2;
+  config.dc = {1, 0};
+  config.qc.resize(1);
+  config.qc[0].last = 1;
+  PackingRules rules;
+  rules.pf = 2;
+  rules.min_slots = 1;
+  std::string told;
+  fec::Reporter report([](void* all, int, char const* text) { *static_cast<std::string*>(all) += text; }, &told, false,
+                       false);
+  fec::pack_layers(config, rules, report);
+  EXPECT_EQ(told, "ERROR: DC count 0 for layer1");
+}
+
 CodeConfig one_layer(std::vector<unsigned> const& columns) {
   CodeConfig config;
   config.nlayers = 1;
