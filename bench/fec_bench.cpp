@@ -193,7 +193,7 @@ int main() {
                            bench::interleaved(
                                kPairs, [&] { return stall_seconds(configs); }, parse),
                            0.05);
-  print_scaling();
+  if (!bench::runs_once()) print_scaling();
 
   Tcl_DecrRefCount(command);
   Tcl_DeleteInterp(interp);
