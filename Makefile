@@ -19,21 +19,28 @@ help:
 	@echo "coverage  line coverage of the package, at least COVERAGE_BAR ($(COVERAGE_BAR)) %"
 	@echo "orders    find the processing orders of the base graphs anew"
 	@echo "docs      write the command reference, made from data/commands, to build/release/docs/commands"
-	@echo "format    lay out all C and C++ sources;  lint: check layout and run clang-tidy"
+	@echo "format    lay out all C and C++ sources, with clang-format 14;  lint: check that and run clang-tidy"
 	@echo "install   into PREFIX ($(PREFIX));  clean: remove the build folder"
 
+# The packages of everything that this file does, but the demonstration, which needs few.
 packages:
 ifndef IPTASKS_NO_INSTALL
-	@./tools/install_packages.sh
+	@./tools/install_packages.sh all
 endif
 
 build/%/build.ninja: CMakePresets.json CMakeLists.txt
 	cmake --preset $* >/dev/null
 
-release: packages build/release/build.ninja
+release: packages
+	cmake --preset release >/dev/null
 	cmake --build --preset release
 
-demo: release
+demo:
+ifndef IPTASKS_NO_INSTALL
+	@./tools/install_packages.sh package
+endif
+	[ -e build/release/build.ninja ] || cmake --preset package >/dev/null
+	cmake --build --preset package
 	tclsh examples/demo.tcl build/release/lib build/demo
 
 check: packages
@@ -44,7 +51,7 @@ mutants: packages
 
 bench: release
 ifndef IPTASKS_NO_INSTALL
-	@./tools/install_packages.sh python3 python3-scipy
+	@./tools/install_packages.sh all python3 python3-scipy
 endif
 	cmake --build --preset release --target bench
 
@@ -63,15 +70,16 @@ coverage: packages build/coverage/build.ninja
 orders: release
 	build/release/bin/order_base_graphs data
 
-docs: packages build/release/build.ninja
+docs: packages
+	cmake --preset release >/dev/null
 	cmake --build --preset release --target docs
 	@echo "build/release/docs/commands/README.md"
 
 format:
-	clang-format -i $(SOURCES)
+	clang-format-14 -i $(SOURCES)
 
 lint: release
-	clang-format --dry-run -Werror $(SOURCES)
+	clang-format-14 --dry-run -Werror $(SOURCES)
 	clang-tidy --quiet -p build/release $(filter shared/%.cpp platform/%.cpp,$(SOURCES))
 
 install: release

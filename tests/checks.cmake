@@ -11,3 +11,8 @@ add_check(tests_assert)
 add_check(includes)
 add_check(letters)
 add_check(texts)
+
+# Layout, by the version that .clang-format is written for.
+find_program(CLANG_FORMAT NAMES clang-format-14)
+add_script_test(check.layout LABELS checks smoke
+  COMMAND ${TCLSH} ${CMAKE_CURRENT_SOURCE_DIR}/checks/layout.tcl ${PROJECT_SOURCE_DIR} ${CLANG_FORMAT})

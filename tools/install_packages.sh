@@ -1,16 +1,23 @@
 #!/bin/sh
-# Installs what building, testing and running this project needs, from Debian's packages; further ones can be named as
-# arguments. Does nothing if all is there.
+# Installs what this project needs from Debian's packages: install_packages.sh package|all [PACKAGE...]
+# `package` is for building the package and running it in a tclsh; `all` for everything else as well, the tests among it.
+# Further packages can be named. Does nothing if all is there.
 set -eu
+what=${1:-}
+[ "$what" = package ] || [ "$what" = all ] || { echo "usage: install_packages.sh package|all [PACKAGE...]" >&2; exit 2; }
+shift
 packages="
-  g++ cmake ninja-build make git
+  g++ cmake ninja-build make
   tcl tcl-dev
   libboost-dev nlohmann-json3-dev
+  $*
+"
+[ "$what" = package ] || packages="$packages
+  git
   libedit-dev
   libgtest-dev libgmock-dev libfftw3-dev locales
-  clang libclang-rt-dev clang-format clang-tidy
+  clang libclang-rt-dev clang-format-14 clang-tidy
   valgrind gcovr
-  $*
 "
 missing=""
 for package in $packages; do
