@@ -100,12 +100,12 @@ TEST(LayerPacking, KeepsEveryOperationOnceAndIssuesDifferentBanksTogether) {
 TEST(LayerPacking, NamesALayerWithoutOperations) {
   CodeConfig config;
   config.nlayers = 2;
+  config.compress_packing = 1;  // else a pad takes its place
   config.dc = {1, 0};
   config.qc.resize(1);
   config.qc[0].last = 1;
   PackingRules rules;
   rules.pf = 2;
-  rules.min_slots = 1;
   std::string told;
   fec::Reporter report([](void* all, int, char const* text) { *static_cast<std::string*>(all) += text; }, &told, false,
                        false);
