@@ -32,7 +32,7 @@ std::string random_text(std::mt19937& random, std::string_view characters, std::
 }
 
 TEST(TclWords, AreReadAsTclReadsThem) {
-  std::mt19937 random(1);
+  test_support::Seeded<std::mt19937> random(1);
   int lists = 0, broken = 0;
   for (int i = 0; i < 20000; ++i) {
     const std::string text = random_text(random, "ab {} {}\"\t\n;$[]#", 12);
@@ -46,7 +46,7 @@ TEST(TclWords, AreReadAsTclReadsThem) {
 }
 
 TEST(TclWords, ComeBackAsTheyWere) {
-  std::mt19937 random(2);
+  test_support::Seeded<std::mt19937> random(2);
   for (int i = 0; i < 20000; ++i) {
     std::vector<std::string> words;
     std::string list;
@@ -198,7 +198,7 @@ std::vector<std::pair<std::string, std::string>> random_members(std::mt19937& ra
 }
 
 TEST(Composites, ByTextByMembersAndInAnyOrder) {
-  std::mt19937 random(3);
+  test_support::Seeded<std::mt19937> random(3);
   int told = 0;
   for (int round = 0; round < 60; ++round) {
     SCOPED_TRACE(round);
