@@ -155,6 +155,8 @@ TEST(BlockMemory, TakesEitherPortAsTheNarrowOne) {
   EXPECT_EQ(tile("type simple_dual_port_ram width_a 9 depth_a 4096 width_b 72 depth_b 512 primitives 36").count(36), 1);
 }
 
+TEST(BlockMemory, OfNoPrimitiveHasNoMultiplexer) { EXPECT_EQ(bmg::Tiling().mux_inputs(), 0); }
+
 TEST(BlockMemory, GivesPowerByItsFormula) {
   // 2 primitives of 36 kilobits, one column, accessed in every cycle by one port of 72 bits.
   const bmg::Tiling fixed =

@@ -56,6 +56,11 @@ Primitive rich_primitive() {
   return primitive;
 }
 
+TEST(Rational, IsReducedWhateverTheSizeOfItsTerms) {
+  for (int bits = 0; bits < 124; ++bits)
+    EXPECT_EQ(Rational::of(kdi::clocking::Int128{6} << bits, kdi::clocking::Int128{4} << bits), Rational(3, 2)) << bits;
+}
+
 TEST(PrimitiveBounds, OfCounters) {
   struct Counter {
     std::string field;

@@ -149,6 +149,19 @@ TEST(MinimalPrimitives, AreBoundedWhenThereAreManyOutputs) {
   expect_makes_all(request, exact);
 }
 
+TEST(MinimalPrimitives, MayHaveOneOutputEach) {
+  Primitive primitive = coverable_primitive();
+  primitive.outputs.resize(1);
+  CoverRequest request;
+  request.inputs_hz = {100000000};
+  request.options.tolerance = 0;
+  request.outputs = {{Rational(80000000), 0, Rational(1, 2), ""}, {Rational(80000000), 0, Rational(1, 2), ""}};
+  const Cover cover = minimal_primitives(primitive, request);
+  EXPECT_EQ(cover.groups.size(), 2U);
+  EXPECT_TRUE(cover.is_minimal);
+  expect_makes_all(request, cover);
+}
+
 TEST(MinimalPrimitives, RefuseWhatTheyCannotJudge) {
   CoverRequest request;
   request.inputs_hz = {100000000};

@@ -193,6 +193,18 @@ TEST(InputRanges, HoldExactlyTheInputsThatASettingTakes) {
   EXPECT_GT(outside, 500);
 }
 
+TEST(InputRanges, KeepTheInputsOwnLimits) {
+  Primitive primitive = test_support::large_primitive();  // inputs of 10 to 800 MHz
+  primitive.pfd_hz = test_support::mhz(5, 900);           // which the PFD and the VCO would exceed at both ends
+  primitive.multiplier.fraction = 1;
+  Request request;
+  request.input_hz = 100000000;
+  const std::vector<Range> ranges = input_ranges(primitive, request);
+  ASSERT_FALSE(ranges.empty());
+  EXPECT_EQ(ranges.front().min, 10000000);
+  EXPECT_EQ(ranges.back().max, 800000000);
+}
+
 // Input frequencies from all exact VCO frequencies, D and M, without any order or raster.
 std::vector<Rational> brute_exact_inputs(Primitive const& primitive, Request request, std::size_t count) {
   std::set<std::pair<Rational, Rational>> found;
@@ -228,6 +240,19 @@ TEST(ExactInputs, AreTheNearestOfAll) {
     total += inputs.size();
   }
   EXPECT_GT(total, 25u);
+}
+
+TEST(ExactInputs, MayStandAtTheInputsLimits) {
+  Primitive primitive = test_support::large_primitive();
+  primitive.input_divider = {.min = 1, .max = 2};
+  Request request;
+  request.outputs.emplace_back().frequency_hz = 100000000;
+  for (const std::int64_t limit : {10000000, 800000000})  // VCO 600 MHz, M 60, D 1; 1600 MHz, M 4, D 2
+    for (const std::int64_t beside : {0, 5000, -5000}) {  // nearer to no other
+      request.input_hz = limit + beside;
+      if (!primitive.input_hz.contains(request.input_hz)) continue;
+      EXPECT_EQ(exact_inputs(primitive, request, 1), std::vector<Rational>{limit}) << beside;
+    }
 }
 
 TEST(ClosestOutputs, AreTheNearestOfAll) {
