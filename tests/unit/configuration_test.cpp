@@ -9,6 +9,7 @@
 
 #include "kdi/common/KdiJson.h"
 #include "platform/cores/tcl_words.h"
+#include "tests/support/random.h"
 
 namespace {
 
