@@ -9,6 +9,7 @@
 #include "platform/cores/core_clocks.h"
 #include "platform/cores/core_composites.h"
 #include "platform/cores/core_device.h"
+#include "platform/cores/core_pads.h"
 #include "platform/cores/drafts.h"
 #include "platform/cores/syntax.h"
 
@@ -121,7 +122,7 @@ class CoreReader : public Scope {
 
   void add_file(JsonValue root, int depth) {
     root.allow_only({"format", "core", "version", "extends", "out_of_range", "retired", "renamed", "includes",
-                     "changed", "parameters", "definitions", "device", "interface", "clocks", "composites",
+                     "changed", "parameters", "definitions", "device", "interface", "clocks", "pads", "composites",
                      "sub_cores"});
     root.member("format").integer(1, 1);
     const std::string name = root.member("core").text();
@@ -161,6 +162,7 @@ class CoreReader : public Scope {
     if (const auto list = root.find("composites")) add_composites(*list, places, composite_drafts_);
     if (const auto facts = root.find("device")) add_facts(*facts, places, core_->facts_);
     if (const auto clocks = root.find("clocks")) clocks_.add(*clocks, places);
+    if (const auto pads = root.find("pads")) pads_.add(*pads, places);
     if (const auto parameters = root.find("parameters"))
       for (const JsonValue entry : parameters->items()) add_parameters(entry, places);
     if (const auto definitions = root.find("definitions"))
@@ -172,7 +174,7 @@ class CoreReader : public Scope {
   void include(JsonValue entry) {
     entry.allow_only({"file", "where"});
     const JsonValue root = part(entry.member("file"));
-    root.allow_only({"format", "places", "parameters", "definitions", "device", "clocks", "composites"});
+    root.allow_only({"format", "places", "parameters", "definitions", "device", "clocks", "pads", "composites"});
     root.member("format").integer(1, 1);
     add_content(root, places_of(root, entry));
   }
@@ -445,6 +447,10 @@ class CoreReader : public Scope {
       core_->clocks_ = clocks;
       add_search(clocks);
     }
+    if (const auto pads = pads_.finished(context)) {
+      core_->pads_ = pads;
+      add_search(pads);
+    }
   }
 
   void add_search(std::shared_ptr<SearchSection const> search) {
@@ -618,6 +624,7 @@ class CoreReader : public Scope {
   std::vector<CompositeDraft> composite_drafts_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
   ClockDraft clocks_;
+  PadDraft pads_;
   std::vector<Node> nodes_;
 };
 

@@ -228,7 +228,9 @@ bool Instance::run_search(std::uint32_t number, std::string& fault) {
   std::shared_ptr<Findings const>& findings = findings_[number];
   std::shared_ptr<Findings const> next;
   try {
-    next = search.run({machine_, cells_, [this](std::uint32_t parameter) { return plain_value(parameter); }, findings});
+    next = search.run({machine_, cells_,
+                       [this](std::uint32_t parameter, Value const& value) { return permits(parameter, value); },
+                       [this](std::uint32_t parameter) { return plain_value(parameter); }, findings});
   } catch (RuleFault const& error) {
     fault = error.what();
     auto nothing = std::make_shared<Findings>();

@@ -4,7 +4,9 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/cores/ClockSection.h"
 #include "kdi/cores/Instance.h"
+#include "kdi/cores/PadSection.h"
 #include "tests/support/clock_core.h"
+#include "tests/support/pad_core.h"
 
 namespace {
 
@@ -134,8 +136,7 @@ TEST(CoreClocks, RunAgainOnlyForWhatTheyRead) {
 }
 
 // A core whose section or parameters differ by one text.
-std::string refusal(std::string const& from, std::string const& to) {
-  std::string text = clock_core::core();
+std::string refusal(std::string const& from, std::string const& to, std::string text = clock_core::core()) {
   const std::size_t at = text.find(from);
   EXPECT_NE(at, std::string::npos) << from;
   text.replace(at, from.size(), to);
@@ -183,6 +184,108 @@ TEST(CoreClocks, ALaterVersionReplacesAndRetiresEntries) {
   ASSERT_EQ(core->clocks()->clocks.size(), 4U);
   EXPECT_FALSE(core->clocks()->clocks[2].source);
   EXPECT_FALSE(core->parameters()[*core->find("V_SRC")].search);
+}
+
+// -----------------------------------------------------------------------------------------------------------------
+// pads
+
+struct MadePads : Made {
+  MadePads() : Made(pad_core::core()) {}
+  PadFindings const& findings() { return dynamic_cast<PadFindings const&>(*instance.findings(0)); }
+  Texts moves(PadAdvice const& advice) const {
+    Texts all;
+    for (auto const& [parameter, text] : advice.moves) all.push_back(core->parameters()[parameter].name + "=" + text);
+    return all;
+  }
+};
+
+TEST(CorePads, ShowWhoSitsThere) {
+  MadePads made;
+  EXPECT_EQ(made.value("MIO_0_USE"), "UART0");
+  EXPECT_EQ(made.origin("MIO_0_USE"), Origin::search);
+  EXPECT_EQ(made.value("MIO_2_USE"), "");
+  EXPECT_EQ(made.value("BUSY"), "0");
+  made.set("UART1_ON", "1");
+  EXPECT_EQ(made.value("MIO_4_USE"), "UART1");
+  EXPECT_EQ(made.value("BUSY"), "1");
+  made.set("SPI0_ON", "1");
+  EXPECT_EQ(made.value("MIO_4_USE"), "UART1, SPI0");
+}
+
+TEST(CorePads, ConflictsNameBothSidesAndThePads) {
+  MadePads made;
+  made.set("UART1_ON", "1");
+  made.set("SPI0_ON", "1");
+  EXPECT_EQ(made.messages(), Texts{"pads: UART1 and SPI0 both use MIO 4 .. 5"});
+  made.set("WIDE", "1");
+  EXPECT_EQ(made.messages(),
+            (Texts{"pads: UART0 and SPI0 upper both use MIO 0", "pads: UART1 and SPI0 both use MIO 4 .. 5"}));
+  made.set("SPI0_IO", "EMIO");
+  EXPECT_EQ(made.messages(), Texts{});
+}
+
+TEST(CorePads, AFreeAssignmentMovesTheFewest) {
+  MadePads made;
+  made.set("UART1_ON", "1");
+  made.set("SPI0_ON", "1");
+  auto advice = free_assignment(*made.core->pads(), made.findings());
+  ASSERT_TRUE(advice);
+  EXPECT_EQ(made.moves(*advice), Texts{"UART1_IO=PS 0 .. 1"}) << "of equally good ones, the first by name stays";
+  made.set("KEY_ON", "1");
+  advice = free_assignment(*made.core->pads(), made.findings());
+  EXPECT_EQ(made.moves(*advice), Texts{"SPI0_IO=EMIO"});
+  for (auto const& [parameter, text] : advice->moves) made.set(made.core->parameters()[parameter].name, text);
+  EXPECT_EQ(made.messages(), Texts{});
+  // What the device does not have is no place, nor what the parameter does not permit.
+  made.set("SPI0_IO", "PS 0 .. 3");
+  made.set("PS_THERE", "0");
+  made.set("KEY_ON", "0");
+  EXPECT_EQ(made.messages(), Texts{"pads: SPI0 uses PS 0 .. 3, which are not there"});
+  advice = free_assignment(*made.core->pads(), made.findings());
+  EXPECT_EQ(made.moves(*advice), Texts{"SPI0_IO=EMIO"});
+}
+
+TEST(CorePads, TheNearestRepairSaysWhatToGiveUp) {
+  MadePads made;
+  for (const std::string name : {"UART1_ON", "KEY_ON"}) made.set(name, "1");
+  made.set("PS_THERE", "0");
+  EXPECT_EQ(made.messages(), Texts{"pads: key uses PS 1, which are not there"});
+  EXPECT_FALSE(free_assignment(*made.core->pads(), made.findings()));
+  made.set("UART1_IO", "MIO 0 .. 1");
+  const PadAdvice stays = nearest_repair(*made.core->pads(), made.findings(), PadRepair::fewest_moved);
+  EXPECT_EQ(made.moves(stays), Texts{});
+  ASSERT_EQ(stays.given_up.size(), 2U);
+  EXPECT_EQ(stays.given_up[0].first, "UART1");
+  EXPECT_EQ(stays.given_up[0].second, made.core->find("UART1_ON"));
+  EXPECT_EQ(stays.given_up[1].first, "key");
+  const PadAdvice keeps = nearest_repair(*made.core->pads(), made.findings(), PadRepair::fewest_given_up);
+  EXPECT_EQ(made.moves(keeps), Texts{"UART1_IO=MIO 4 .. 5"});
+  ASSERT_EQ(keeps.given_up.size(), 1U);
+  EXPECT_EQ(keeps.given_up[0].first, "key");
+}
+
+TEST(CorePads, FaultsNameTheirPlace) {
+  const auto expect = [](std::string const& from, std::string const& to, std::string const& what) {
+    const std::string said = refusal(from, to, pad_core::core());
+    EXPECT_NE(said.find(what), std::string::npos) << to << ": " << said;
+    EXPECT_NE(said.find("made.json:"), std::string::npos) << said;
+  };
+  expect(R"("pads": [0, 7])", R"("pads": [7, 0])", "pads.banks[0].pads[1]: expected ");
+  expect(R"("pads": [0, 7])", R"("pads": [0])", "expected the first and the last number");
+  expect(R"("pads": [0, 5])", R"("pads": [0, 255])", "expected at most 256 pads in all banks");
+  expect(R"("MIO_${pad}_USE")", R"("MIO_${pad}_US")", "expected a parameter of this core");
+  expect(R"("MIO_${pad}_USE")", R"("BUSY")", "expected a parameter of type text");
+  expect(R"("PS 0 .. 3"])", R"("PS 0 .. 6"])", "pads.functions[1].groups[1]: expected numbers from 0 to 5 of PS");
+  expect(R"("PS 0 .. 3"])", R"("PS 3 .. 0"])", "expected the lower number first");
+  expect(R"("PS 0 .. 3"])", R"("PT 0 .. 3"])", "expected pads of a bank, such as MIO 0 .. 1");
+  expect(R"("PS 0 .. 3"])", R"("MIO 2 .. 5"])", "expected each text once");
+  expect(R"("MIO 0"]})", R"("MIO 7"]})", "expected each pad once");
+  expect(R"("groups": ["PS 1"])", R"("groups": ["PS 1", "PS 2"])",
+         "expected one group, or a parameter that says which");
+  expect(R"("groups": ["PS 1"])", R"("groups": [])", "expected one group or more");
+  expect(R"("enabled": "KEY_ON", )", "", "expected a parameter, or an enabled rule that reads one");
+  expect(R"("parameter": "SPI0_IO")", R"("parameter": "WIDE")", "expected a parameter of type text");
+  expect(R"("fabric": "EMIO")", R"("fabrik": "EMIO")", "pads.functions[1]");
 }
 
 }  // namespace

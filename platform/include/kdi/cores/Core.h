@@ -106,6 +106,7 @@ enum class Interface : std::uint8_t {
 };
 
 class ClockSection;
+class PadSection;
 
 class KDI_DOOR Core {
  public:
@@ -130,8 +131,9 @@ class KDI_DOOR Core {
   std::vector<Fact> const& facts() const { return facts_; }
   std::vector<std::shared_ptr<SearchSection const>> const& searches() const { return searches_; }
 
-  /// The clocks that it describes; null if there are none.
+  /// The clocks and the pads that it describes; null if there are none.
   std::shared_ptr<ClockSection const> clocks() const { return clocks_; }
+  std::shared_ptr<PadSection const> pads() const { return pads_; }
 
   /// The number of the parameter with this engine name, and of the one that users call so.
   std::optional<std::uint32_t> find(std::string_view engine_name) const;
@@ -176,6 +178,7 @@ class KDI_DOOR Core {
   std::vector<SubCore> sub_cores_;
   std::vector<std::shared_ptr<SearchSection const>> searches_;
   std::shared_ptr<ClockSection const> clocks_;
+  std::shared_ptr<PadSection const> pads_;
   std::map<std::string, std::uint32_t, std::less<>> numbers_, user_numbers_;
   std::vector<Step> steps_;
   std::vector<std::vector<std::uint32_t>> readers_, reads_;
