@@ -27,9 +27,11 @@ set untold {
     {it takes a command of 2 GiB}
 }
 
-# Rooms whose texts are not looked at yet.
+# Rooms that are being built: their texts are not looked at yet.
 set later {
-  platform/cores/*  platform/ippcw/*  platform/include/kdi/cores/*
+  platform/cores/*  platform/include/kdi/cores/*
+  platform/ippcw/*  platform/include/kdi/ippcw/*
+  shared/ip/tcltasks/psmodels/*  shared/ip/tcltasks/hardip/*
 }
 
 # A gap in a text.
