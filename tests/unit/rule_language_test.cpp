@@ -247,10 +247,73 @@ TEST(RuleLanguage, MistakesAreToldWithTheirPlace) {
       {"sum(p in PADS: 'a')", "16: expected a number, found a value of type text"},
       {"all(p in N: true)", "10: expected a list, found a value of type integer"},
       {"list(PADS)", "10: expected in, found )"},
+      {"list", "5: expected (, found the end"},
+      {"list(1 in PADS: 1)", "6: expected a name for the elements, found 1"},
   };
   for (auto const& [text, error] : errors) EXPECT_EQ(p.error(text), error) << text;
   EXPECT_EQ(p.error("N", Kind::truth), "1: expected a value of type truth, found one of type integer");
   EXPECT_EQ(p.error(std::string("1\0 2", 4)), "2: a zero byte");
+}
+
+TEST(RuleLanguage, FunctionsTellTheirArguments) {
+  const Parameters p;
+  for (char const* const usage :
+       {"contains(text, part)", "ends_with(text, end)", "get(dictionary, key, default)", "hex(integer, digits?)",
+        "index_of(list, value)", "join(list, separator)", "number(text, default)", "numbers(first, last)",
+        "part(text, first, count)", "quotient(number, divisor, places?)", "replace(text, search, replacement)",
+        "round(number, places?)", "split(text, separator)", "starts_with(text, start)", "text(value)"}) {
+    const std::string name = std::string(usage).substr(0, std::string(usage).find('('));
+    EXPECT_EQ(p.error(name + "()"), std::string("1: expected ") + usage + ", found 0 arguments");
+  }
+}
+
+TEST(RuleLanguage, MessagesHaveTheirBracesInPairs) {
+  const Parameters p;
+  const auto error_of = [&p](std::string const& text) {
+    try {
+      Rule::compile_template(text, p);
+    } catch (RuleError const& error) {
+      return std::to_string(error.offset() + 1) + ": " + error.what();
+    }
+    return std::string("none");
+  };
+  EXPECT_EQ(error_of("N is {N"), "6: a { without its }");
+  EXPECT_EQ(error_of("N is N}"), "7: a } without its {");
+  EXPECT_EQ(error_of("N is {{N}}"), "none");
+}
+
+// A scope whose only parameter has a number of its own.
+class OneParameter : public Scope {
+ public:
+  explicit OneParameter(std::uint32_t slot) : slot_(slot) {}
+  std::optional<Symbol> symbol(std::string_view) const override { return Symbol{Kind::integer, slot_}; }
+
+ private:
+  std::uint32_t slot_;
+};
+
+TEST(RuleLanguage, NestsAndCountsUpToItsLimits) {
+  const Parameters p;
+  std::string list = "1", dictionary = "1";
+  for (int i = 0; i < 8; ++i) {
+    list = "[" + list + "]";
+    dictionary = "{'a': " + dictionary + "}";
+  }
+  EXPECT_EQ(p.error("length(" + list + ")"), "none");
+  EXPECT_EQ(p.error("[" + list + "]"), "1: lists are nested too deeply");
+  EXPECT_EQ(p.error("list(n in PADS: " + list + ")"), "1: lists are nested too deeply");
+  EXPECT_EQ(p.error("length(" + dictionary + ")"), "none");
+  EXPECT_EQ(p.error("{'a': " + dictionary + "}"), "1: dictionaries are nested too deeply");
+  const auto error_at = [](std::uint32_t slot) {
+    try {
+      Rule::compile("A", OneParameter(slot));
+    } catch (RuleError const& error) {
+      return std::string(error.what());
+    }
+    return std::string("none");
+  };
+  EXPECT_EQ(error_at((1U << 30) - 1), "none");
+  EXPECT_EQ(error_at(1U << 30), "too many parameters");
 }
 
 TEST(RuleLanguage, FaultsAreTold) {
