@@ -13,3 +13,4 @@ add_unit_test(clock_search_test OPTIMISED LABELS cores LINKS kdi_cores_objects B
 add_unit_test(core_searches_test LABELS cores LINKS kdi_cores_objects)
 add_unit_test(configuration_test LABELS cores LINKS "kdi_cores_objects;kdi_common;iptasks_tcl")
 add_unit_test(pad_search_test OPTIMISED LABELS cores LINKS kdi_cores_objects)
+add_unit_test(changes_test LABELS cores LINKS kdi_cores_objects)

@@ -105,10 +105,7 @@ class Search {
     return moved;
   }
 
-  Change as_before(std::uint32_t parameter) const {
-    return {parameter, start_.given(parameter), start_.given(parameter) ? start_.origin(parameter) : Origin::user};
-  }
-  void take_off(std::uint32_t parameter) { make({as_before(parameter)}); }
+  void take_off(std::uint32_t parameter) { make({given_to(start_, parameter)}); }
 
   bool is_fulfilled() const {
     return std::all_of(wish_.begin(), wish_.end(), [&](Condition const& wish) { return is_met(insight_, wish); });

@@ -4,6 +4,13 @@
 
 namespace kdi::cores {
 
+Change Insight::given_to(Instance const& instance, std::uint32_t parameter) {
+  std::optional<std::string> const& text = instance.given_[parameter];
+  return {parameter, text, text ? instance.givers_[parameter] : Origin::user};
+}
+
+Change given_to(Instance const& instance, std::uint32_t parameter) { return Insight::given_to(instance, parameter); }
+
 std::vector<std::uint32_t> Insight::make_changes(Instance& instance, std::vector<Change> const& changes,
                                                  Strength strength) {
   for (Change const& change : changes) instance.give(change.parameter, change.text, change.from);

@@ -37,6 +37,7 @@ class Insight {
   /// The steps that the latest change computed anew.
   std::vector<std::uint32_t> const& ran() const { return instance_.ran_; }
 
+  static Change given_to(Instance const& instance, std::uint32_t parameter);
   /// Makes all changes, then computes what depends on them. Returns what Instance::set returns.
   static std::vector<std::uint32_t> make_changes(Instance& instance, std::vector<Change> const& changes,
                                                  Strength strength);
