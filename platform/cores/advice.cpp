@@ -30,6 +30,9 @@ std::vector<Condition> conditions_of(Instance const& start, Wish const& wish) {
   std::vector<Message> const& messages = start.core().parameters()[parameter].messages;
   for (std::uint32_t m = 0; m < messages.size(); ++m)
     if (messages[m].name == wish.message) return {{Condition::Kind::message, parameter, m}};
+  for (std::uint32_t search = 0; search < start.core().searches().size(); ++search)
+    if (start.core().searches()[search]->message() == wish.message)
+      return {{Condition::Kind::finding, parameter, search}};
   throw std::invalid_argument(start.core().parameters()[parameter].name + " has no message " +
                               text::quoted(wish.message));
 }
@@ -121,8 +124,13 @@ class Search {
     for (Moved const& moved : path_) {
       for (const std::uint32_t step : moved.steps)
         if (!baseline_.allows_step(insight_, step) && !use(against(step))) return;
-      for (const std::uint32_t parameter : moved.parameters)
+      for (const std::uint32_t parameter : moved.parameters) {
         if (!baseline_.allows_range(insight_, parameter) && !use({Condition::Kind::in_range, parameter})) return;
+        for (std::uint32_t search = 0; search < core_.searches().size(); ++search)
+          if (!baseline_.allows_finding(insight_, parameter, search) &&
+              !use({Condition::Kind::finding, parameter, search}))
+            return;
+      }
     }
   }
 
@@ -230,7 +238,11 @@ class Search {
     bool holds = std::all_of(wish_.begin(), wish_.end(), [&](Condition const& one) { return is_met(insight, one); });
     for (std::uint32_t step = 0; step < core_.steps().size(); ++step)
       holds = holds && baseline_.allows_step(insight, step);
-    for (std::uint32_t i = 0; i < core_.parameters().size(); ++i) holds = holds && baseline_.allows_range(insight, i);
+    for (std::uint32_t i = 0; i < core_.parameters().size(); ++i) {
+      holds = holds && baseline_.allows_range(insight, i);
+      for (std::uint32_t search = 0; search < core_.searches().size(); ++search)
+        holds = holds && baseline_.allows_finding(insight, i, search);
+    }
     for (Change const& change : advice_.changes) holds = holds && copy.is_enabled(change.parameter);
     if (!holds) throw std::logic_error("advice that does not hold for " + core_.name() + " " + core_.version());
     advice_.outcome = Advice::Outcome::found;

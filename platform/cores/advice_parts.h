@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <set>
 #include <span>
 #include <unordered_map>
 #include <utility>
@@ -67,21 +68,23 @@ class Baseline {
   /// Whether the step has no fault and raises no error, or did so at the start.
   bool allows_step(Insight const& insight, std::uint32_t step) const;
   bool allows_range(Insight const& insight, std::uint32_t parameter) const;
+  bool allows_finding(Insight const& insight, std::uint32_t parameter, std::uint32_t search) const;
   bool had_fault(std::uint32_t step) const { return faults_[step] != 0; }
   bool was_out_of_range(std::uint32_t parameter) const { return ranges_[parameter] != 0; }
 
  private:
   static bool raises(Insight const& insight, std::uint32_t step);
-  std::vector<char> faults_, raised_;  // by step
-  std::vector<char> ranges_;           // by parameter
+  std::vector<char> faults_, raised_;                           // by step
+  std::vector<char> ranges_;                                    // by parameter
+  std::set<std::pair<std::uint32_t, std::uint32_t>> findings_;  // errors, by parameter and search
 };
 
 /// A condition on a state; what is not met needs one of some changes.
 struct Condition {
-  enum class Kind : std::uint8_t { enabled, in_range, permitted, message, no_fault };
+  enum class Kind : std::uint8_t { enabled, in_range, permitted, message, no_fault, finding };
   Kind kind;
   std::uint32_t subject;      ///< a parameter; of a fault a step
-  std::uint32_t message = 0;  ///< number
+  std::uint32_t message = 0;  ///< number; of a finding the search
 };
 bool is_met(Insight const& insight, Condition const& condition);
 

@@ -47,7 +47,7 @@ class Side {
 class Comparer {
  public:
   Comparer(Instance const& first, Instance const& second)
-      : first_(first), second_(second), known_(second.core().slot_count() + second.core().parameters().size()) {
+      : first_(first), second_(second), known_(all_slots(second.core())) {
     for (std::uint32_t i = 0; i < first.core().parameters().size(); ++i)
       if (const auto other = match(second.core(), first.core().parameters()[i]))
         if (partners_.emplace(*other, i).second) matched_.insert(i);
@@ -93,7 +93,7 @@ class Comparer {
     std::vector<Reason> found;
     std::vector<std::uint32_t> open{Core::slot(number, Core::kValue), Core::slot(number, Core::kEnabled),
                                     core.range_slot(number)};
-    std::vector<char> seen(core.slot_count() + core.parameters().size());
+    std::vector<char> seen(all_slots(core));
     for (std::size_t i = 0; i < open.size(); ++i) {
       for (Reason const& reason : own(open[i]))
         if (std::find(found.begin(), found.end(), reason) == found.end()) found.push_back(reason);
@@ -114,6 +114,7 @@ class Comparer {
 
   std::vector<Reason> find_own(std::uint32_t slot) const {
     Core const& core = second_.core();
+    if (slot >= core.search_slot(0)) return {};  // a search is what it reads
     if (slot >= core.slot_count()) return of_range(slot - core.slot_count());
     if (slot >= core.definition_slot(0)) return of_definition(core.definitions()[slot - core.definition_slot(0)]);
     if (slot >= core.fact_slot(0)) return of_fact(core.facts()[slot - core.fact_slot(0)], slot);

@@ -71,7 +71,7 @@ class Explainer {
     for (Due const& due : insight_.messages(number))
       if (due.name == name) return message(due);
     const auto described = find(number, name);
-    if (!described && name != "range" && name != "rule")
+    if (!described && name != "range" && name != "rule" && search_that_says(name) == nullptr)
       throw std::invalid_argument(core_.parameters()[number].name + " has no message " + text::quoted(name));
     const Severity severity = described ? core_.parameters()[number].messages[*described].severity : Severity::error;
     return message({number, std::string(name), severity, ""});
@@ -105,6 +105,19 @@ class Explainer {
     return record;
   }
 
+  SearchSection const* search_that_says(std::string_view message) const {
+    for (auto const& search : core_.searches())
+      if (search->message() == message) return search.get();
+    return nullptr;
+  }
+  Record condition_of(SearchSection const& search) {
+    Record record = Record::dictionary();
+    record.set("search", std::string(search.name()));
+    record.set("place", search.place);
+    record.set("terms", read(search.reads));
+    return record;
+  }
+
   void add_advice(Wish const& wish, Record& list) const {
     if (effort_.most_changes > 0) list.add(record_of(core_, wish, advise(instance_, wish, effort_)));
   }
@@ -112,6 +125,7 @@ class Explainer {
   // What the engine's own messages are about: the range, or the rules that have a fault.
   Record own_condition(Due const& due) {
     if (due.name == "range") return range(due.parameter);
+    if (SearchSection const* const search = search_that_says(due.name)) return condition_of(*search);
     Record faults = Record::list();
     for (std::uint32_t step = 0; step < core_.steps().size(); ++step) {
       Step const& each = core_.steps()[step];

@@ -1,5 +1,7 @@
 #include "platform/cores/insight.h"
 
+#include <algorithm>
+
 #include "kdi/common/KdiText.h"
 
 namespace kdi::cores {
@@ -15,6 +17,13 @@ std::optional<Value> Insight::evaluated(Rule const& rule) {
 bool Insight::is_permitted(std::uint32_t parameter) const {
   const std::optional<Value> shown = read_value(core().parameters()[parameter].type, instance_.backup(parameter));
   return shown && permits(parameter, *shown);
+}
+
+bool Insight::has_finding(std::uint32_t parameter, std::uint32_t search, bool errors_alone) const {
+  std::vector<Finding> const& findings = instance_.findings_[search]->messages;
+  return std::any_of(findings.begin(), findings.end(), [&](Finding const& finding) {
+    return finding.parameter == parameter && (finding.is_error || !errors_alone);
+  });
 }
 
 std::vector<Due> Insight::messages(std::uint32_t parameter) {
@@ -35,6 +44,10 @@ std::vector<Due> Insight::messages(std::uint32_t parameter) {
     due.push_back({parameter, message.name, message.severity, words ? words->text() : described.name});
   }
   return due;
+}
+
+std::uint32_t all_slots(Core const& core) {
+  return core.search_slot(static_cast<std::uint32_t>(core.parameters().size()));
 }
 
 bool is_of(Step const& step, std::uint32_t parameter) {

@@ -32,6 +32,8 @@ class Insight {
   std::vector<Value> permitted(std::uint32_t parameter) const { return instance_.permitted(parameter); }
   /// Whether what the parameter shows, or hides while it is disabled, is in its range.
   bool is_permitted(std::uint32_t parameter) const;
+  /// Whether a search says of the parameter what is an error.
+  bool has_finding(std::uint32_t parameter, std::uint32_t search, bool errors_alone) const;
   /// The messages of one parameter that are due.
   std::vector<Due> messages(std::uint32_t parameter);
   /// The steps that the latest change computed anew.
@@ -46,6 +48,9 @@ class Insight {
   Instance const& instance_;
   Machine machine_;
 };
+
+/// How many numbers there are for slots, those of ranges and of what searches say included.
+std::uint32_t all_slots(Core const& core);
 
 /// Whether a step computes something of the parameter.
 bool is_of(Step const& step, std::uint32_t parameter);

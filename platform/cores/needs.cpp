@@ -51,6 +51,9 @@ Baseline::Baseline(Instance const& start) {
     raised_.push_back(raises(insight, step));
   }
   for (std::uint32_t i = 0; i < start.core().parameters().size(); ++i) ranges_.push_back(insight.is_out_of_range(i));
+  for (std::uint32_t search = 0; search < start.core().searches().size(); ++search)
+    for (Finding const& finding : start.findings(search)->messages)
+      if (finding.is_error) findings_.emplace(finding.parameter, search);
 }
 
 bool Baseline::raises(Insight const& insight, std::uint32_t number) {
@@ -67,6 +70,10 @@ bool Baseline::allows_range(Insight const& insight, std::uint32_t parameter) con
   return ranges_[parameter] != 0 || !insight.is_out_of_range(parameter);
 }
 
+bool Baseline::allows_finding(Insight const& insight, std::uint32_t parameter, std::uint32_t search) const {
+  return !insight.has_finding(parameter, search, true) || findings_.contains({parameter, search});
+}
+
 bool is_met(Insight const& insight, Condition const& condition) {
   switch (condition.kind) {
     case Condition::Kind::enabled:
@@ -79,6 +86,8 @@ bool is_met(Insight const& insight, Condition const& condition) {
       return !insight.holds(condition.subject, condition.message);
     case Condition::Kind::no_fault:
       return insight.fault(condition.subject).empty();
+    case Condition::Kind::finding:
+      return !insight.has_finding(condition.subject, condition.message, false);
   }
   return false;
 }
@@ -113,6 +122,9 @@ std::vector<Choice> Needs::of(Instance const& state, Condition const& condition,
     case Condition::Kind::no_fault:
       all = anything(core_.reads(subject));
       break;
+    case Condition::Kind::finding:
+      all = anything(core_.searches()[condition.message]->reads);
+      break;
   }
   insight_ = nullptr;
   effort += looks_;
@@ -124,9 +136,7 @@ std::vector<Choice> Needs::of(Instance const& state, Condition const& condition,
 Needs::Choices Needs::range(std::uint32_t parameter) {
   Parameter const& described = core_.parameters()[parameter];
   Choices all = user(parameter, {});
-  const std::uint32_t value = core_.writer(Core::slot(parameter, Core::kValue));
-  if (described.derived || value == Core::kNoStep || core_.steps()[value].kind != Step::Kind::value)
-    add(all, slot(Core::slot(parameter, Core::kValue), {}));
+  if (described.derived || described.search) add(all, slot(Core::slot(parameter, Core::kValue), {}));
   if (!described.range) return all;
   const std::optional<Value> shown = read_value(described.type, insight_->instance().backup(parameter));
   if (!shown) return all;
@@ -238,7 +248,7 @@ Needs::Choices Needs::slot(std::uint32_t slot, Test const& test) {
   const std::uint32_t writer = core_.writer(slot);
   if (writer == Core::kNoStep) return {};  // a fact, or always enabled
   const bool is_plain = is_parameter && aspect == Core::kValue && !core_.parameters()[parameter].derived &&
-                        core_.steps()[writer].kind == Step::Kind::value;
+                        !core_.parameters()[parameter].search;
   if (!is_plain) return step(writer, test);
   // A value that its range does not permit counts as none; as advice, it would be an error, unless it is one already.
   Choices all = user(parameter, baseline_.was_out_of_range(parameter) ? Test() : test);
@@ -289,7 +299,7 @@ std::vector<std::uint32_t> const& Needs::influences(std::uint32_t slot) {
   const auto [place, is_new] = influences_.try_emplace(slot);
   if (!is_new) return place->second;
   std::vector<std::uint32_t> open{slot}, found;
-  std::vector<char> seen(core_.slot_count() + core_.parameters().size());
+  std::vector<char> seen(all_slots(core_));
   while (!open.empty()) {
     const std::uint32_t at = open.back();
     open.pop_back();

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "platform/cores/advice_parts.h"
+#include "tests/support/clock_core.h"
 #include "tests/support/made_up_core.h"
 #include "tests/support/places.h"
 #include "tests/support/random.h"
@@ -303,6 +304,30 @@ TEST(Advice, WorksOnTheProcessingSystem) {
   }
   print(figures);
   EXPECT_GE(figures.by_size[2] + figures.by_size[3], 50 / kPart);
+}
+
+// Clocks above their limit, dividers that a search gives, and modes that leave them to the user.
+TEST(Advice, WorksThroughSearches) {
+  const auto core = Core::parse(clock_core::core(), "made.json");
+  Figures figures;
+  test_support::Random random(9);
+  for (int round = 0; round < 60 / kPart; ++round) {
+    Instance instance(core);
+    for (int change = 0; change < 6; ++change) {
+      const unsigned i = random.below(static_cast<unsigned>(core->parameters().size()));
+      const std::vector<std::string> range = instance.range(i);
+      std::string text = std::to_string(random.below(2));
+      if (!range.empty())
+        text = random.one_in(3) ? std::to_string(random.below(99))
+                                : range[random.below(static_cast<unsigned>(range.size()))];
+      instance.set({{i, text}});
+    }
+    expect_advice_for_all(instance, 300, figures);
+    if (HasFatalFailure()) return;
+  }
+  print(figures);
+  EXPECT_GE(figures.by_size[1], 60 / kPart);
+  EXPECT_GE(figures.proven, 40 / kPart);
 }
 
 TEST(Advice, EndsWithinItsEffort) {

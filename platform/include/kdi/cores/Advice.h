@@ -26,7 +26,7 @@ struct Wish {
   enum class Kind : std::uint8_t {
     enabled,    ///< that the parameter is enabled
     permitted,  ///< that its range permits the value that it shows or hides; the value itself stays as it is
-    cleared,    ///< that its message `message` is not due: one of the description's, `range` or `rule`
+    cleared,    ///< that its message `message` is not due: one of the description's, of a search, `range` or `rule`
   };
   Kind kind;
   std::uint32_t parameter;

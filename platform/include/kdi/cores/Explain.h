@@ -16,8 +16,8 @@ namespace kdi::cores {
 /// may take `effort`; one of no changes gives none.
 KDI_DOOR Record explain(Instance const& instance, std::uint32_t parameter, Effort effort = {});
 
-/// Of a message, due or not: one of the description's, `range` for a value out of range, or `rule` for a rule that has
-/// a fault. Throws std::invalid_argument if the parameter has no message of this name.
+/// Of a message, due or not: one of the description's, `range` for a value out of range, `rule` for a rule that has a
+/// fault, or what a search calls its own. Throws std::invalid_argument if the parameter has no message of this name.
 KDI_DOOR Record explain(Instance const& instance, std::uint32_t parameter, std::string_view message,
                         Effort effort = {});
 
