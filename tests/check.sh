@@ -16,13 +16,13 @@ measured() {
 
 # The closing lines of ctest, with the table before them.
 with_table() {
-  awk '/^[0-9]+% tests passed/ { system("tests/support/times.sh \"$IPTASKS_TIMES\"") } { print; fflush() }'
+  awk '/^[0-9]+% tests passed/ { system("tclsh tests/support/budget.tcl build") } { print; fflush() }'
 }
 
 for build in asan tsan smoke; do
   preset=$build
   [ $build != smoke ] || preset=release
-  echo "step $build" >>"$IPTASKS_TIMES"
+  echo "step $build build/$preset $(date +%s)" >>"$IPTASKS_TIMES"
   measured configure cmake --preset $preset >/dev/null
   measured build cmake --build --preset $build
   if [ $build = smoke ]; then ctest --preset $build | with_table; else ctest --preset $build; fi

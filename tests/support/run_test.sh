@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs a test: run_test.sh NAME [--each] COMMAND...
+# Runs a test: run_test.sh FAMILY/NAME [--each] COMMAND...
 #
 # A program of GoogleTest that ends well before its tests have ended has failed. With --each every case of such a program is
 # a process of its own. With IPTASKS_TIMES in the environment, the test's processor time is added to that file: its name,
