@@ -262,9 +262,10 @@ void ClockProblem::read_clocks() {
     if (!clocks.emplace(request.clocks[i].name, i).second)
       throw ClockError("two clocks are called " + request.clocks[i].name);
   for (auto const& [name, number] : clocks) {
-    Demand added = demand(request.clocks[number]);
-    const auto same = std::find_if(demands.begin(), demands.end(), [&](Demand const& known) {
-      Clock const &a = request.clocks[known.clocks.front()], &b = request.clocks[number];
+    Clock const& b = request.clocks[number];
+    Demand added = demand(b);
+    const auto same = std::find_if(demands.begin(), demands.end(), [this, &b](Demand const& known) {
+      Clock const& a = request.clocks[known.clocks.front()];
       return a.requested == b.requested && a.most == b.most && a.may_exceed == b.may_exceed && a.sources == b.sources &&
              a.stages == b.stages;
     });

@@ -26,7 +26,7 @@ proc family_of_output {output} {
     return [expr {[info exists family_of_program($name)] ? $family_of_program($name) : "others"}]
   }
   foreach {folder family} $folders { if {[string match $folder/* $output]} { return $family } }
-  if {[regexp {^shared/ip/tcltasks/([^/]+)/} $output -> family]} { return $family }
+  if {[regexp {^shared/ip/tcltasks/([^/]+)/CMakeFiles} $output -> family]} { return $family }
   return others
 }
 
