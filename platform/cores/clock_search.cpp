@@ -593,7 +593,7 @@ class Branching {
 
 class ClockSearch {
  public:
-  explicit ClockSearch(ClockRequest const& request) : request_(request), problem_(request), table_(table_of(problem_)) {
+  explicit ClockSearch(ClockRequest const& request) : problem_(request), table_(table_of(problem_)) {
     for (Demand const& demand : problem_.demands) weights_.push_back(static_cast<int>(demand.clocks.size()));
     answer_.plls.resize(request.plls.size());
     answer_.clocks.resize(request.clocks.size());
@@ -828,7 +828,6 @@ class ClockSearch {
                                Fraction::of(best.division.error.num, best.division.error.den)};
   }
 
-  ClockRequest const& request_;
   ClockProblem problem_;
   Table table_;
   std::vector<int> weights_;
