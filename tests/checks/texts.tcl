@@ -157,7 +157,7 @@ proc stands {stretches is_open text widest} {
     set is_there [expr {![regexp {^[[:alpha:]]{2}} [string range $text $at-1 $at]]}]
     foreach stretch [lrange $stretches 1 end] {
       if {!$is_there} break
-      set next [string first $stretch [string range $text $end [expr {$end + $widest}]]]
+      set next [string first $stretch [string range $text $end [expr {$end + $widest + [string length $stretch]}]]]
       set is_there [expr {$next >= 0}]
       set end [expr {$end + $next + [string length $stretch]}]
     }
@@ -186,7 +186,7 @@ foreach top {shared platform host} {
       set stretches [stretches $text]
       incr texts
       set is_open [regexp "\[\[:alpha:]]$gap\$" [with_gaps $text]]
-      if {[stands $stretches $is_open $expected 400] || [stands $stretches $is_open $golden 20000]} continue
+      if {[stands $stretches $is_open $expected 100] || [stands $stretches $is_open $golden 20000]} continue
       if {[info exists allowed([list $name $text])]} {
         set used([list $name $text]) 1
       } else {

@@ -112,6 +112,7 @@ TEST(Script, ThePackageMayAskTheShell) {
       {"set_param nothing 1", "parameter \"nothing\" is not declared\n"},
       {"set_param project.enableCIPS32 perhaps",
        "parameter \"project.enableCIPS32\": expected true, yes, on, false, no, off or an integer, found \"perhaps\"\n"},
+      {"set_param nothing", "wrong # args: should be \"set_param name value\"\n"},
       {"get_param nothing", "parameter \"nothing\" is not declared\n"},
       {"get_part nothing", "part \"nothing\" is not known; list_parts names them all\n"},
       {"report_part {}", "part \"\" is not known; list_parts names them all\n"},

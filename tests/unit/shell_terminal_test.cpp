@@ -129,6 +129,16 @@ TEST_F(Terminal, ListsWhatATabCannotDecide) {
   leave(session);
 }
 
+TEST_F(Terminal, OfManyCandidatesTheFirstAreListed) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "for {set i 100} {$i < 330} {incr i} {proc valve$i {} {}}\r");
+  at_prompt(session, "valve\t\t");
+  EXPECT_TRUE(session.shows("valve100 "));
+  EXPECT_TRUE(session.shows("\r\n... and 30 more\r\n"));
+  give_up(session);
+  leave(session);
+}
+
 TEST_F(Terminal, CompletionEvaluatesNothing) {
   TerminalSession session(words_, variables(), folder_.folder());
   at_prompt(session, "set count 0; trace add variable count read {apply {{args} {incr ::reads}}}; set reads 0\r");
