@@ -1,6 +1,6 @@
 add_unit_test(lanczos_test SMOKE LABELS dsp)
 add_unit_test(radix2_transform_test SMOKE LABELS dsp LINKS fftw3)
-add_tcl_test(dsp LABELS dsp)
+add_tcl_test(dsp LABELS "dsp;golden")
 add_unit_test(ducddc_catalogue_test SMOKE OPTIMISED LABELS dsp LINKS ducddc_chain)
 add_unit_test(fir_design_test SMOKE LABELS dsp LINKS fir_design)
 add_unit_test(ducddcgen_test LABELS dsp)

@@ -10,7 +10,7 @@ add_unit_test(weight_expansion_test SMOKE OPTIMISED LABELS fec)
 add_tcl_test(fec_core LABELS fec)
 add_tcl_test(fec_ldpc LABELS fec)
 add_tcl_test(examples LABELS "fec;examples")
-add_tcl_test(fectools LABELS "fec;host")
+add_tcl_test(fectools LABELS "fec;host;golden")
 add_unit_test(order_tables_test SMOKE LABELS fec)
 add_script_test(tools.order_tables_are_current LABELS fec tools smoke
   COMMAND $<TARGET_FILE:order_base_graphs> --check ${PROJECT_SOURCE_DIR}/data)

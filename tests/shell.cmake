@@ -1,6 +1,11 @@
 # The shell, the command table behind it, and the reference that is made from it.
 find_package(nlohmann_json REQUIRED)
+set(golden command_reader_test shell_script_test)  # compare whole texts with files
 foreach(name command_end_test command_reader_test command_table_test completion_test journal_test result_json_test shell_script_test shell_terminal_test)
-  add_unit_test(${name} LABELS shell LINKS "kdish_parts;nlohmann_json::nlohmann_json;util")
+  set(labels shell)
+  if(name IN_LIST golden)
+    list(APPEND labels golden)
+  endif()
+  add_unit_test(${name} LABELS "${labels}" LINKS "kdish_parts;nlohmann_json::nlohmann_json;util")
   add_dependencies(${name} kdish command_docs kdi_fectools)
 endforeach()
