@@ -2,14 +2,16 @@
 # file and line.
 #
 # A text is what one expression of a source joins: literals that stand side by side, and those that `+` adds, with a gap
-# for each value between them, for each conversion of a format and for each {word} of a pattern. It is one if it has two
-# words at least, with a blank within a literal. So keys, names, file names, format letters and words of data are none,
-# nor are the literals of the preprocessor and of static_assert, which nobody sees at run time. What stands around the
-# words (blanks, colons, quotes) belongs to them, but is not looked for: the tests compare it.
+# for each value between them, for each conversion of a format and for each {word} or ${word} of a pattern. It is one if it
+# has two words at least, with a blank within a literal. So keys, names, file names, format letters and words of data are
+# none, nor are the literals of the preprocessor and of static_assert, which nobody sees at run time. What stands around the
+# words (blanks, colons, quotes) belongs to them, but is not looked for, nor are backslashes, since some tests expect by a
+# pattern: the tests compare all of it.
 #
 # A test produces what it expects: its literals (tests/unit), its script without the comments (tests/tcl), what is
 # compared as a whole (tests/golden), and of data/commands what the tests run: results of examples, failures with their
-# scripts, and the texts of a wrong number of words. All stretches of a text must stand in one of these, in order.
+# scripts, and the texts of a wrong number of words. All stretches of a text must stand in one of these, in order. That a test
+# that holds a text also runs what says it is for the reader of the test to see.
 source [file join [file dirname [info script]] cpp.tcl]
 set root [file normalize [lindex $argv 0]]
 
@@ -113,7 +115,7 @@ proc stretches {text} {
   }
 }
 proc with_gaps {text} {
-  regsub -all {%[-+#0]*(?:\d+|\*)?(?:\.(?:\d+|\*)?)?(?:hh|ll|[hljztL])?[diouxXeEfFgGcs]|\{\w+\}} $text $::gap
+  regsub -all {%[-+#0]*(?:\d+|\*)?(?:\.(?:\d+|\*)?)?(?:hh|ll|[hljztL])?[diouxXeEfFgGcs]|\$?\{\w+\}} $text $::gap
 }
 proc is_text {text} {
   expr {[regexp {\s} $text] && [llength [regexp -all -inline {\S*[[:alpha:]]\S*} [join [stretches $text] { }]]] > 1}

@@ -128,6 +128,11 @@ TEST(CoreReading, SlipsAreToldWithTheirPlace) {
        "\"B\""},
       {core_of(a, R"(, "definitions": {"A": "1"})"),
        "made.json:2: definitions.A: expected a name that no parameter has, found the text \"1\""},
+      {core_of(a, R"(, "definitions": {"2D": "1"})"),
+       "made.json:2: definitions.2D: expected a definition with a name of letters, digits and _, found the text \"1\""},
+      {core_of(parameter("A", "truth", "0", R"(, "each": {"a b": "{1,2}"})")),
+       "made.json:2: parameters[0].each.a b: expected a place with a name of letters and digits, found the text "
+       "\"{1,2}\""},
       {core_of(a, R"(, "definitions": {"D": "E", "E": "1"})"), "made.json:2: definitions.D: column 1: unknown name E"},
       {core_of(a, R"(, "out_of_range": "${what}")"),
        "made.json:2: out_of_range: expected only places that each tells, such as ${n}, found the text \"${what}\""},
