@@ -471,7 +471,8 @@ class Branching {
     std::vector<std::int32_t> errors;
     for (const std::int64_t key : node.errors) errors.push_back(coarse_of(key));
     std::vector<std::int32_t> best_prices;
-    std::int64_t best_bound = -1;
+    std::int64_t best_bound =
+        std::numeric_limits<std::int64_t>::min();  // settings that save alike can make it negative
     std::int64_t step = std::max<std::int64_t>(1, kCoarse / 4);
     int patience = kPatience;
     for (int n = 0; n <= steps; ++n) {
