@@ -1,6 +1,7 @@
 #include "kdi/cores/Advice.h"
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -11,8 +12,8 @@
 namespace kdi::cores {
 namespace {
 
-constexpr std::uint64_t kRulesOfSearch = 2000;  // what a search counts as
-constexpr std::uint64_t kRulesOfTrial = 20;     // what a trial costs beside the rules that it evaluates
+constexpr std::uint64_t kRulesOfSearch = 10'000;  // what a search counts as
+constexpr std::uint64_t kRulesOfTrial = 20;       // what a trial costs beside the rules that it evaluates
 
 std::vector<Condition> conditions_of(Instance const& start, Wish const& wish) {
   const std::uint32_t parameter = wish.parameter;
@@ -56,7 +57,8 @@ class Search {
         baseline_(start_),
         needs_(core_, terms_, candidates_, baseline_),
         wish_(conditions_of(start_, wish)),
-        effort_(effort) {}
+        effort_(effort),
+        most_time_(effort.most_seconds) {}
 
   Advice found() {
     advice_.outcome = Advice::Outcome::none;
@@ -81,7 +83,10 @@ class Search {
     return value && wish.kind == Wish::Kind::permitted ? std::vector{*value} : std::vector<Value>();
   }
 
-  bool is_spent() const { return spent_ > effort_.most_rules; }
+  bool is_spent() const {
+    if (spent_ > effort_.most_rules) return true;
+    return effort_.most_seconds > 0 && std::chrono::steady_clock::now() - begin_ > most_time_;
+  }
 
   Change change_of(Choice const& choice) {
     return {choice.first, candidates_.of(choice.first)[choice.second].text, Origin::user};
@@ -259,6 +264,8 @@ class Search {
   Needs needs_;
   std::vector<Condition> wish_;
   Effort effort_;
+  std::chrono::duration<double> most_time_;
+  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   Advice advice_{};
   std::uint64_t spent_ = 0;
   std::size_t size_ = 0;     // of the sets that are looked at

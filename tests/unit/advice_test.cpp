@@ -343,11 +343,13 @@ TEST(Advice, EndsWithinItsEffort) {
                            "default": "0", "enabled": ")" +
                            sum + R"( > 30"}]})";
   Instance instance(Core::parse(text, "made.json"));
-  const Advice some = advise(instance, {Wish::Kind::enabled, 24}, {1'000, 3});
+  const Advice some = advise(instance, {Wish::Kind::enabled, 24}, {1'000, 3, 0});
   EXPECT_EQ(some.outcome, Advice::Outcome::not_within);
   EXPECT_TRUE(some.changes.empty());
   EXPECT_LT(some.trials, 100U);
-  EXPECT_EQ(advise(instance, {Wish::Kind::enabled, 24}, {100'000'000, 3}).outcome, Advice::Outcome::none);
+  const Advice hasty = advise(instance, {Wish::Kind::enabled, 24}, {100'000'000, 3, 1e-6});
+  EXPECT_EQ(hasty.outcome, Advice::Outcome::not_within);
+  EXPECT_EQ(advise(instance, {Wish::Kind::enabled, 24}, {100'000'000, 3, 0}).outcome, Advice::Outcome::none);
 }
 
 }  // namespace

@@ -206,6 +206,28 @@ TEST(Changes, UndoneAndRedoneInAnyOrder) {
   EXPECT_GT(redone, 30);
 }
 
+TEST(Changes, UndoneInACoreAndItsSubCore) {
+  const auto core = Core::read(places::data("cores"), "xram", "1.0");
+  Instance whole(core), sub(core);
+  History history(std::vector{&whole, &sub});
+  whole.set({{0, "2"}});
+  sub.set({{0, "1"}, {2, "0"}});
+  EXPECT_TRUE(history.record());
+  sub.take_back({0});
+  const std::vector<History::Place> moved = history.undo();
+  EXPECT_EQ(sub.value(0), "1");
+  EXPECT_EQ(whole.value(0), "2");
+  EXPECT_EQ(moved, (std::vector<History::Place>{{1, 0}}));
+  EXPECT_EQ(history.undo().front(), (History::Place{0, 0}));
+  EXPECT_FALSE(whole.given(0) || sub.given(0) || sub.given(2));
+  EXPECT_FALSE(history.can_undo());
+  history.redo();
+  history.redo();
+  EXPECT_EQ(whole.value(0), "2");
+  EXPECT_EQ(sub.value(0), "4");
+  EXPECT_EQ(sub.value(2), "0");
+}
+
 TEST(Changes, HistoryForgetsItsOldest) {
   const auto core = Core::read(places::data("cores"), "xram", "1.0");
   Instance instance(core);

@@ -274,7 +274,7 @@ TEST(Explain, SaysOfMadeUpCoresWhatTheirInstancesSay) {
       const std::vector<Due> messages = instance.messages();
       std::size_t told = 0;
       for (std::uint32_t i = 0; i < core->parameters().size(); ++i) {
-        const Record record = explain(instance, i, Effort{0, 0});
+        const Record record = explain(instance, i, Effort{0, 0, 0});
         EXPECT_EQ(record.find("value")->text(), instance.value(i));
         Record const& enabled = *record.find("enabled");
         EXPECT_EQ(enabled.find("state")->text(), instance.is_enabled(i) ? "1" : "0");

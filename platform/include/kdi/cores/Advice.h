@@ -48,9 +48,12 @@ struct Advice {
 };
 
 struct Effort {
-  /// Counted in rules evaluated, a search as 2,000, so that the same question has the same answer on every machine.
+  /// Counted in rules evaluated, a search as 10,000, so that the same question has the same answer on every machine.
   std::uint64_t most_rules = 1'000'000;
   std::uint32_t most_changes = 3;
+  /// For those who wait for the answer; 0 for no bound, since an answer that time cut short may be another one next
+  /// time.
+  double most_seconds = 0;
 };
 
 /// Throws std::invalid_argument if the parameter has no such message.
