@@ -1,5 +1,7 @@
 // Advice on cores as they are shipped, configured at random: how long a question takes, as a share of what a person
-// waits without noticing.
+// waits without noticing. Seconds are the processor's, so that they hold on a busy machine.
+#include <time.h>
+
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -22,6 +24,12 @@ struct Times {
   double most = 0;
 };
 
+double processor_seconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
 // A text that may or may not be permitted.
 std::string some_text(Instance const& instance, std::uint32_t number, std::mt19937_64& random) {
   Parameter const& parameter = instance.core().parameters()[number];
@@ -32,8 +40,9 @@ std::string some_text(Instance const& instance, std::uint32_t number, std::mt199
 }
 
 void ask(Instance const& instance, Wish const& wish, Times& times) {
-  Advice advice{};
-  const double seconds = bench::seconds_of([&] { advice = advise(instance, wish); });
+  const double begin = processor_seconds();
+  const Advice advice = advise(instance, wish);
+  const double seconds = processor_seconds() - begin;
   if (advice.outcome == Advice::Outcome::fulfilled) return;  // no question
   times.seconds.push_back(seconds);
   times.none += advice.outcome == Advice::Outcome::none;
@@ -73,7 +82,7 @@ Times asked(char const* name, char const* version) {
 int main() {
   bench::print_heading("Advice, 10,000 questions to cores configured at random; the second figure is the time allowed");
   bool kept = true;
-  const std::pair<char const*, char const*> cores[] = {{"xram", "1.0"}, {"pspmc", "1.0"}};
+  const std::pair<char const*, char const*> cores[] = {{"xram", "1.0"}, {"pspmc", "1.4"}, {"pspmcx", "1.0"}};
   for (auto const& [name, version] : cores) {
     const Times times = asked(name, version);
     const double typical = bench::median(times.seconds);
