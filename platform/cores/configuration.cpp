@@ -147,6 +147,23 @@ std::vector<std::string> Configuration::set(std::vector<std::pair<Place, std::st
   return each;
 }
 
+std::optional<std::vector<std::string>> Configuration::set_named(std::vector<Preset> const& all, std::string_view name,
+                                                                 Origin from, Strength strength) {
+  const auto found = std::find_if(all.begin(), all.end(), [&](Preset const& one) { return one.name == name; });
+  if (found == all.end()) return std::nullopt;
+  std::vector<std::pair<Place, std::string>> values;
+  for (PresetValue const& setting : found->settings) values.emplace_back(Place{this, setting.parameter}, setting.text);
+  return set(values, from, strength);
+}
+
+std::optional<std::vector<std::string>> Configuration::set_preset(std::string_view name, Strength strength) {
+  return set_named(core().presets().presets, name, Origin::preset, strength);
+}
+
+std::optional<std::vector<std::string>> Configuration::set_board(std::string_view name, Strength strength) {
+  return set_named(core().presets().boards, name, Origin::board, strength);
+}
+
 // What follows, in sub-cores first, and then the texts that show it.
 std::vector<std::string> Configuration::compute(Strength strength) {
   std::vector<std::string> moved;

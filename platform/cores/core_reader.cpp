@@ -10,6 +10,7 @@
 #include "platform/cores/core_composites.h"
 #include "platform/cores/core_device.h"
 #include "platform/cores/core_pads.h"
+#include "platform/cores/core_presets.h"
 #include "platform/cores/drafts.h"
 #include "platform/cores/syntax.h"
 
@@ -121,9 +122,10 @@ class CoreReader : public Scope {
   }
 
   void add_file(JsonValue root, int depth) {
-    root.allow_only({"format", "core", "version", "extends", "out_of_range", "retired", "renamed", "includes",
-                     "changed", "parameters", "definitions", "device", "interface", "clocks", "pads", "composites",
-                     "sub_cores"});
+    root.allow_only({"format",    "core",        "version",     "extends",    "out_of_range", "retired",
+                     "renamed",   "includes",    "changed",     "parameters", "definitions",  "device",
+                     "interface", "clocks",      "pads",        "composites", "sub_cores",    "presets",
+                     "boards",    "sub_presets", "measurements"});
     root.member("format").integer(1, 1);
     const std::string name = root.member("core").text();
     const std::string version = root.member("version").text();
@@ -159,6 +161,7 @@ class CoreReader : public Scope {
 
   // What descriptions and parts have alike.
   void add_content(JsonValue root, PlaceValues const& places) {
+    presets_.add(root, places);
     if (const auto list = root.find("composites")) add_composites(*list, places, composite_drafts_);
     if (const auto facts = root.find("device")) add_facts(*facts, places, core_->facts_);
     if (const auto clocks = root.find("clocks")) clocks_.add(*clocks, places);
@@ -174,7 +177,8 @@ class CoreReader : public Scope {
   void include(JsonValue entry) {
     entry.allow_only({"file", "where"});
     const JsonValue root = part(entry.member("file"));
-    root.allow_only({"format", "places", "parameters", "definitions", "device", "clocks", "pads", "composites"});
+    root.allow_only({"format", "places", "parameters", "definitions", "device", "clocks", "pads", "composites",
+                     "presets", "boards", "sub_presets", "measurements"});
     root.member("format").integer(1, 1);
     add_content(root, places_of(root, entry));
   }
@@ -301,6 +305,7 @@ class CoreReader : public Scope {
     put_in_order();
     check_defaults();
     core_->composites_ = composites_of(composite_drafts_, *core_);
+    core_->presets_ = presets_.finished(*core_);
     return std::move(core_);
   }
 
@@ -622,6 +627,7 @@ class CoreReader : public Scope {
   std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
   std::vector<DefinitionDraft> definition_drafts_;
   std::vector<CompositeDraft> composite_drafts_;
+  PresetDrafts presets_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
   ClockDraft clocks_;
   PadDraft pads_;

@@ -90,6 +90,24 @@ void HICInst::getGuiUserModifiedParams(RawResult& records) {
   if (state_->core) state_->core->replace_by_own(records);
 }
 
+void HICInst::getSysmonEnabledMeasurements(StrPairs& pairs) {
+  if (state_->core) state_->core->measurements(pairs);
+}
+
+void HICInst::getSysmonEnabledDictMeasurements(ParamMap& measurements, std::string subCore) {
+  if (state_->core) state_->core->measurement_dictionaries(measurements, subCore);
+}
+
+std::string HICInst::getSysmonData(std::string what, std::string which) {
+  return state_->core ? state_->core->monitor(what, which) : std::string();
+}
+
+int HICInst::getStartSupplyId() { return state_->core ? state_->core->first_supply() : -1; }
+
+void HICInst::updateSLRParamsFromMasterSubcore(ParamMap& params, ParamMap& masterParams) {
+  if (state_->core) state_->core->hand_to_slave(params, masterParams);
+}
+
 std::string HICInst::getSubCoreName() const {
   const std::lock_guard lock(state_->mutex);
   return state_->sub_core;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <set>
 
+#include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/device/Device.h"
 #include "platform/ippcw/core_store.h"
@@ -20,6 +22,7 @@ using kdi::cores::Strength;
 using kdi::cores::Widget;
 
 constexpr std::string_view kSkip = "SKIP";
+constexpr std::string_view kTemporary = "tmp_";
 
 Strength strength_of(int number) {
   if (number >= 10) return Strength::searches;
@@ -43,6 +46,21 @@ char const* word_of(Widget widget) {
 
 char const* type_of(Widget widget) {
   return widget == Widget::combo ? "combo" : widget == Widget::edit ? "textEdit" : "checkBox";
+}
+
+// Dictionaries of measurements come from GUIs with words for what would take them apart.
+std::string without_tokens(std::string text) {
+  constexpr std::pair<std::string_view, char> kTokens[] = {
+      {"<space>", ' '}, {"<colon>", ':'}, {"<comma>", ','}, {"<hash>", '#'}, {"<or>", '|'}};
+  for (auto const& [token, character] : kTokens)
+    for (std::size_t at = text.find(token); at != std::string::npos; at = text.find(token, at + 1))
+      text.replace(at, token.size(), 1, character);
+  return text;
+}
+
+bool is_dictionary(Configuration::Place place) {
+  auto const& all = place.configuration->core().presets().measurements.dictionaries;
+  return std::find(all.begin(), all.end(), place.number) != all.end();
 }
 
 Parameter const& parameter_at(Configuration::Place place) {
@@ -72,7 +90,7 @@ std::vector<std::pair<Configuration::Place, std::string>> ConfiguredCore::known(
       messages.emplace(
           name, core_->name() + " " + core_->version() + " has no parameter \"" + kdi::text::shortened(name) + "\"");
     else if (!parameter_at(*place).skips || !kdi::text::same_but_case(text, kSkip))
-      values.emplace_back(*place, std::move(text));
+      values.emplace_back(*place, is_dictionary(*place) ? without_tokens(std::move(text)) : std::move(text));
   }
   return values;
 }
@@ -195,6 +213,93 @@ void ConfiguredCore::user_parameters(std::list<std::string>& names) const {
 
 void ConfiguredCore::device_info(std::string const& word, std::string& text) const {
   if (const auto fact = facts_.find(word); fact != facts_.end()) text = fact->second;
+}
+
+// ---------------------------------------------------------------------------------------------------- system monitor
+
+void ConfiguredCore::measurements(StrPairs& pairs) const {
+  const std::lock_guard lock(mutex_);
+  const auto append = [&](std::uint32_t number) {
+    pairs.emplace_back(core_->parameters()[number].name, configuration_.backup(number));
+  };
+  for (kdi::cores::Measurement const& one : core_->presets().measurements.all) {
+    if (configuration_.value(one.enabled) != "1") continue;
+    append(one.enabled);
+    for (const std::uint32_t number : one.parameters) append(number);
+  }
+}
+
+void ConfiguredCore::measurement_dictionaries(ParamMap& dictionaries, std::string const& sub_core) const {
+  const std::lock_guard lock(mutex_);
+  const std::string name = sub_core.starts_with(kTemporary) ? sub_core.substr(kTemporary.size()) : sub_core;
+  Configuration* of = configuration_.sub_core(name);
+  if (of == nullptr) of = configuration_.sub_core(name + "_0");
+  if (of == nullptr) of = &configuration_;
+  for (const std::uint32_t number : of->core().presets().measurements.dictionaries)
+    if (std::string text = of->backup(number); !text.empty())
+      dictionaries.insert_or_assign(of->core().parameters()[number].name, std::move(text));
+}
+
+std::string ConfiguredCore::monitor(std::string const& what, std::string const& which) const {
+  std::string text;
+  if (what == "SUPPLY_NAME") device_info("supply." + which + ".name", text);
+  if (what == "SUPPLY_VOLTS") device_info("supply." + which + ".volts", text);
+  if (what == "SUPPLY_COUNT") device_info("supply.count", text);
+  if (what == "SATELLITES") device_info("monitor.satellites", text);
+  if (what == "MEASUREMENTS") return measured_supplies();
+  if (what != "SUPPLIES" && what != "SUPPLY_NUM") return text;
+  if (part_ == nullptr || !part_->device->processing_system || !part_->device->processing_system->monitor) return {};
+  int number = first_supply();
+  for (kdi::device::SystemMonitor::Supply const& supply : part_->device->processing_system->monitor->supplies) {
+    if (what == "SUPPLIES") kdi::text::append_word(text, supply.name);
+    if (what == "SUPPLY_NUM" && supply.name == which) return std::to_string(number);
+    ++number;
+  }
+  return text;
+}
+
+// The first parameter of a measurement is the number of the supply that it measures.
+std::string ConfiguredCore::measured_supplies() const {
+  const std::lock_guard lock(mutex_);
+  std::string numbers;
+  for (kdi::cores::Measurement const& one : core_->presets().measurements.all)
+    if (configuration_.value(one.enabled) == "1" && !one.parameters.empty())
+      kdi::text::append_word(numbers, configuration_.value(one.parameters.front()));
+  return numbers;
+}
+
+int ConfiguredCore::first_supply() const {
+  std::string text;
+  device_info("supply.first", text);
+  return kdi::number::whole<int>(text).value_or(-1);
+}
+
+std::string ConfiguredCore::boot_mode(std::string peripheral) const {
+  constexpr std::string_view kSuffix = "_PERIPHERAL";
+  if (peripheral.ends_with(kSuffix)) peripheral.resize(peripheral.size() - kSuffix.size());
+  const std::string name = "BOOT_MODE_OF_" + peripheral.substr(peripheral.rfind('_') + 1);
+  auto const& definitions = core_->definitions();
+  const auto found = std::find_if(definitions.begin(), definitions.end(),
+                                  [&](kdi::cores::Definition const& definition) { return definition.name == name; });
+  if (found == definitions.end()) return {};
+  const std::lock_guard lock(mutex_);
+  return configuration_.instance().definition(static_cast<std::uint32_t>(found - definitions.begin())).text();
+}
+
+void ConfiguredCore::hand_to_slave(ParamMap& params, ParamMap& master) const {
+  const std::lock_guard lock(mutex_);
+  std::set<std::uint32_t> own;
+  for (kdi::cores::Measurement const& one : core_->presets().measurements.all) {
+    own.insert(one.enabled);
+    own.insert(one.parameters.begin(), one.parameters.end());
+  }
+  for (const std::uint32_t number : core_->presets().measurements.dictionaries) own.insert(number);
+  for (auto& [name, value] : params) {
+    const auto place = configuration_.find(name);
+    if (!place || (place->configuration == &configuration_ && own.contains(place->number))) continue;
+    value = place->configuration->backup(place->number);
+    master.insert_or_assign(name, value);
+  }
 }
 
 void ConfiguredCore::set_sysmon_data_file(std::string name) {

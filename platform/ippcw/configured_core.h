@@ -58,6 +58,23 @@ class ConfiguredCore {
   /// Leaves `text` as it is for an unknown word.
   void device_info(std::string const& word, std::string& text) const;
 
+  /// The measurements of the system monitor that are on: their parameters with their values, appended.
+  void measurements(StrPairs& pairs) const;
+  /// The dictionaries of the system monitor that are not empty, by parameter; of a sub-core if `sub_core` names one
+  /// (names of sub-cores may begin with `tmp_` and lack the number 0), else of the core itself.
+  void measurement_dictionaries(ParamMap& dictionaries, std::string const& sub_core) const;
+  /// What is known of the monitor's supplies: `SUPPLY_NAME` and `SUPPLY_VOLTS` by number, `SUPPLY_NUM` by name,
+  /// `SUPPLIES` (names), `SUPPLY_COUNT`, `SATELLITES`, `MEASUREMENTS` (numbers of the supplies measured). Empty for
+  /// what is not known.
+  std::string monitor(std::string const& what, std::string const& which) const;
+  /// The number of the first supply; -1 without a monitor.
+  int first_supply() const;
+  /// The text of the definition BOOT_MODE_OF_<peripheral>, of `SD0` or PMC_SD0_PERIPHERAL; empty if the core has none.
+  std::string boot_mode(std::string peripheral) const;
+  /// Takes over into `params` what this core, the master's, has for parameters of these names, but the measurements,
+  /// which each SLR has of its own; `master` gets the same.
+  void hand_to_slave(ParamMap& params, ParamMap& master) const;
+
   /// The file that the system monitor's data go to; may be empty.
   void set_sysmon_data_file(std::string name);
 
@@ -67,6 +84,7 @@ class ConfiguredCore {
   template <class Answer, class Question>
   Answer of(std::string const& name, Question question) const;
   void list_locked(RawResult& result) const;
+  std::string measured_supplies() const;
   std::vector<std::pair<kdi::cores::Configuration::Place, std::string>> known(StrPairs const& pairs,
                                                                               ParamMap& messages);
   void report(ParamMap& messages);

@@ -69,6 +69,13 @@ class WithModel : public WithMonitor<Base> {
   void getParamRangeOf(std::string const& name, StrVec& range) override { this->core_->range(name, range); }
   bool isParamEnabledOf(std::string const& name) override { return this->core_->is_enabled(name); }
   void getUserModifiedOf(RawResult& records) override { this->core_->replace_by_own(records); }
+  std::string getSysmonDataForInst(std::string what, std::string which) override {
+    return this->core_->monitor(what, which);
+  }
+  int getStartSupplyId() override { return this->core_->first_supply(); }
+  std::string getBootModeOfSDPeripheral(std::string const& peripheral) override {
+    return this->core_->boot_mode(peripheral);
+  }
 };
 
 }  // namespace hardip_eng

@@ -322,4 +322,85 @@ TEST(Composites, SlipsAreToldWithTheirPlace) {
   for (auto const& [composites, expected] : slips) EXPECT_EQ(fault(composites), expected);
 }
 
+// ----------------------------------------------------------------------------------------------------------- presets
+
+constexpr char kPresets[] = R"~(, "presets": [
+  {"name": "fast", "description": "the most", "settings": {"P_A0": "9", "P_T0": "x"}},
+  {"name": "slow", "description": "the least", "settings": {"P_A0": "0"}}],
+ "boards": [{"name": "desk", "description": "a board", "settings": {"SINGLE": "4", "ALL": "P_A0 7"}}])~";
+
+TEST(Presets, AreGivenAsFromThere) {
+  Configuration whole(Core::parse(description(kAll, kPresets), "made.json"), {}, none);
+  Presets const& presets = whole.core().presets();
+  ASSERT_EQ(presets.presets.size(), 2u);
+  EXPECT_EQ(presets.presets[1].description, "the least");
+  EXPECT_EQ(whole.set_preset("fast"), (std::vector<std::string>{"P_A0", "P_T0", "ALL", "P_SUM", "P_A1"}));
+  EXPECT_EQ(whole.instance().origin(whole.find("P_A0")->number), Origin::preset);
+  EXPECT_EQ(whole.value(whole.find("ALL")->number), "P_A0 9 P_T0 x");
+  EXPECT_EQ(whole.set_preset("none"), std::nullopt);
+  EXPECT_EQ(whole.set_board("fast"), std::nullopt);
+  ASSERT_TRUE(whole.set_board("desk"));
+  EXPECT_EQ(whole.instance().origin(whole.find("SINGLE")->number), Origin::board);
+  EXPECT_EQ(whole.instance().origin(whole.find("P_A0")->number), Origin::board);  // through the text
+  EXPECT_EQ(whole.value(whole.find("P_A0")->number), "7");
+  whole.set({{whole.find("P_A0").value(), "7"}});
+  EXPECT_EQ(whole.instance().origin(whole.find("P_A0")->number), Origin::user);
+}
+
+std::string with_mode(std::string const& sections) {
+  return R"({"format": 1, "core": "made", "version": "1.0", "parameters": [)" + parameter("A", "truth", "0") + "," +
+         parameter("N", "integer", "1") + "," + parameter("SUM", "integer", "1", R"(, "derived": "N")") + "," +
+         parameter("MODE", "text", "None", R"(, "values": ["None", "Safe", "Safer", "Custom"])") + "]" + sections + "}";
+}
+
+TEST(Presets, ChoicesStandForSettings) {
+  const auto core = Core::parse(with_mode(R"(, "sub_presets": [{"parameter": "MODE", "choices": [
+    {"value": "Safe", "info": "one", "settings": {"A": "1"}},
+    {"value": "Safer", "info": "two", "settings": {"A": "1", "N": "5"}}]}])"),
+                                "made.json");
+  ASSERT_EQ(core->presets().sub_presets.size(), 1u);
+  SubPreset const& mode = core->presets().sub_presets[0];
+  EXPECT_EQ(mode.name, "MODE");
+  EXPECT_EQ(mode.members, (std::vector<std::uint32_t>{0, 1}));
+  ASSERT_EQ(mode.choices.size(), 2u);
+  EXPECT_EQ(mode.choices[1].description, "two");
+  EXPECT_EQ(mode.choices[1].settings[1].text, "5");
+}
+
+TEST(Presets, SlipsAreToldWithTheirPlace) {
+  const auto fault = [](std::string const& sections) -> std::string {
+    try {
+      Core::parse(with_mode(", " + sections), "made.json");
+    } catch (kdi::JsonError const& error) {
+      return error.what();
+    }
+    return "none";
+  };
+  const auto preset = [](std::string const& settings) {
+    return R"("presets": [{"name": "p", "description": "d", "settings": {)" + settings + "}}]";
+  };
+  const auto choice = [](std::string const& first, std::string const& second) {
+    return R"("sub_presets": [{"parameter": ")" + first + R"(", "choices": [{"value": ")" + second +
+           R"(", "info": "i", "settings": {"A": "1"}}]}])";
+  };
+  const std::string at = "made.json:1: ";
+  EXPECT_EQ(fault(preset("")),
+            at + "presets[0].settings: expected at least one parameter with its value, found an object");
+  EXPECT_EQ(fault(preset(R"("B": "1")")),
+            at + "presets[0].settings.B: expected the name of a parameter that users may set, found the text \"1\"");
+  EXPECT_EQ(fault(preset(R"("SUM": "1")")),
+            at + "presets[0].settings.SUM: expected the name of a parameter that users may set, found the text \"1\"");
+  EXPECT_EQ(fault(preset(R"("A": "2")")),
+            at + "presets[0].settings.A: expected a value of type truth, found the text \"2\"");
+  EXPECT_EQ(fault(preset(R"("MODE": "2")")),
+            at + "presets[0].settings.MODE: expected one of the values of MODE, found the text \"2\"");
+  EXPECT_EQ(fault(choice("N", "1")),
+            at + "sub_presets[0].parameter: expected the name of a parameter with values, found the text \"N\"");
+  EXPECT_EQ(fault(choice("MODE", "Unsafe")),
+            at + "sub_presets[0].choices[0].value: expected a value of MODE that is no choice yet, found the text "
+                 "\"Unsafe\"");
+  EXPECT_EQ(fault(R"("measurements": {"enabled": "N", "parameters": [], "dictionaries": []})"),
+            at + "measurements.enabled: expected the name of a truth, found the text \"N\"");
+}
+
 }  // namespace

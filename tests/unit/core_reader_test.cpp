@@ -44,8 +44,9 @@ TEST(CoreReading, SlipsAreToldWithTheirPlace) {
       {"{}", "made.json:1: top level: expected a field \"format\", found none"},
       {core_of(a, R"(, "extra": 1)"),
        "made.json:2: extra: expected one of format, core, version, extends, out_of_range, retired, renamed, "
-       "includes, changed, parameters, definitions, device, interface, clocks, pads, composites, sub_cores as the "
-       "field's "
+       "includes, changed, parameters, definitions, device, interface, clocks, pads, composites, sub_cores, presets, "
+       "boards, "
+       "sub_presets, measurements as the field's "
        "name"},
       {core_of(a, R"(, "extends": "0.9")"),
        "made.json:2: extends: expected a description that stands alone, found the text \"0.9\""},
@@ -307,7 +308,7 @@ TEST_F(Versions, RefusePartsWithTheirPlace) {
   part("core", R"("core": "made")");
   EXPECT_EQ(included(R"({"file": "parts/core.json"})"),
             "parts/core.json:1: core: expected one of format, places, parameters, definitions, device, clocks, pads, "
-            "composites as the "
+            "composites, presets, boards, sub_presets, measurements as the "
             "field's name");
   try {
     Core::parse(R"({"format": 1, "core": "made", "version": "1.0", "includes": [{"file": "parts/one.json"}]})",

@@ -274,6 +274,86 @@ TEST_F(HardIp, TheLargerSystemsHaveAnInstanceOfTheirOwn) {
   EXPECT_EQ(inst->getSlrCount(), 2);
 }
 
+// The shipped processing system, on a part that has it.
+constexpr char kPspmcPart[] = "brvn1102-a625-2LHP-e-S";
+
+TEST_F(HardIp, TheSystemMonitorIsAsked) {
+  auto* const top = dynamic_cast<pspmc_config::pspmc_top*>(get(on(kPspmcPart, "pspmc", "1.4")));
+  ASSERT_NE(top, nullptr);
+  EXPECT_EQ(top->getStartSupplyId(), 0);
+  EXPECT_EQ(top->getSysmonDataForInst("SUPPLY_NAME", "3"), "VCCINT");
+  EXPECT_EQ(top->getSysmonDataForInst("SUPPLY_VOLTS", "3"), "0.7");
+  EXPECT_EQ(top->getSysmonDataForInst("SUPPLY_NUM", "VCCINT"), "3");
+  EXPECT_EQ(top->getSysmonDataForInst("SUPPLY_NUM", "NONE"), "");
+  EXPECT_EQ(top->getSysmonDataForInst("SUPPLY_COUNT", ""), "18");
+  EXPECT_TRUE(top->getSysmonDataForInst("SUPPLIES", "").starts_with("VCC_PMC VCC_PSFP VCC_PSLP VCCINT "));
+  EXPECT_EQ(top->getSysmonDataForInst("SATELLITES", ""), "3");
+  EXPECT_EQ(top->getSysmonDataForInst("OTHER", ""), "");
+  EXPECT_EQ(top->getSysmonDataForInst("MEASUREMENTS", ""), "");
+  StrVec modified;
+  ParamMap messages;
+  top->guiSetParamOf({{"SMON_MEAS2_ENABLE", "1"}, {"SMON_MEAS5_ENABLE", "true"}}, modified, messages);
+  EXPECT_EQ(top->getSysmonDataForInst("MEASUREMENTS", ""), "2 5");
+  EXPECT_EQ(top->getBootModeOfSDPeripheral("PMC_SD0_PERIPHERAL"), "SD0 (2.0)");
+  top->guiSetParamOf({{"PMC_SD1_PERIPHERAL_ENABLE", "1"}, {"PMC_SD1_SLOT_TYPE", "eMMC"}}, modified, messages);
+  EXPECT_EQ(top->getBootModeOfSDPeripheral("SD1"), "eMMC1");
+  EXPECT_EQ(top->getBootModeOfSDPeripheral("UART0"), "");
+  EXPECT_EQ(dynamic_cast<pspmc_config::pspmc_top*>(get(context("made_pspmc")))->getStartSupplyId(), -1);
+}
+
+constexpr char kMonitored[] = R"~("interface": "psxl", "measurements": {"each": {"m": "{0..1}"},
+  "enabled": "M${m}_ENABLE", "parameters": ["M${m}_SUPPLY"], "dictionaries": ["DICT"]},
+ "parameters": [
+  {"each": {"m": "{0..1}"}, "name": "M${m}_ENABLE", "type": "truth", "widget": "CHECKBOX", "description": "d", "default": "0"},
+  {"each": {"m": "{0..1}"}, "name": "M${m}_SUPPLY", "type": "integer", "widget": "EDIT", "description": "d", "default": "${m}"},
+  {"name": "DICT", "type": "text", "widget": "EDIT", "description": "d", "default": ""},
+  {"name": "CLOCK", "type": "integer", "widget": "EDIT", "description": "d", "default": "100"}])~";
+
+TEST_F(HardIp, MeasurementsGoFromOneSubCoreToOthers) {
+  cores_.add("monitored", "1.0", kMonitored);
+  cores_.add("monitored_wizard", "1.0", R"("interface": "psxl",
+    "sub_cores": [{"name": "pmcps_0", "core": "monitored", "version": "1.0"},
+                  {"name": "pmcps_4", "core": "monitored", "version": "1.0"}],
+    "composites": [{"name": "CONFIG_0", "sub_core": "pmcps_0"}, {"name": "CONFIG_4", "sub_core": "pmcps_4"}],
+    "parameters": [{"each": {"n": "{0,4}"}, "name": "CONFIG_${n}", "type": "text", "widget": "EDIT",
+                    "description": "d", "default": ""}])");
+  const std::shared_ptr<HICInst> inst = get(context("monitored"))->getHICInst();
+  StrPairs pairs{{"M1_ENABLE", "1"}, {"DICT", "VCC<space>AUX 0<comma>5"}, {"CLOCK", "50"}};
+  StrVec modified;
+  ParamMap messages;
+  inst->guiSetParam(pairs, modified, messages);
+  StrPairs enabled{{"first", "kept"}};
+  inst->getSysmonEnabledMeasurements(enabled);
+  EXPECT_EQ(enabled, (StrPairs{{"first", "kept"}, {"M1_ENABLE", "1"}, {"M1_SUPPLY", "1"}}));
+  ParamMap dictionaries;
+  inst->getSysmonEnabledDictMeasurements(dictionaries, "tmp_pmcps");
+  EXPECT_EQ(dictionaries, (ParamMap{{"DICT", "VCC AUX 0,5"}}));
+  // The master hands over what is not each die's own.
+  ParamMap slave{{"CLOCK", "1"}, {"M1_ENABLE", "0"}, {"DICT", "d"}, {"OTHER", "o"}}, master;
+  inst->updateSLRParamsFromMasterSubcore(slave, master);
+  EXPECT_EQ(slave, (ParamMap{{"CLOCK", "50"}, {"M1_ENABLE", "0"}, {"DICT", "d"}, {"OTHER", "o"}}));
+  EXPECT_EQ(master, (ParamMap{{"CLOCK", "50"}}));
+
+  HardIPInterface* const wizard = get(context("monitored_wizard"));
+  RawResult result;
+  wizard->getRanges({{"CONFIG_4", "DICT {VCC 1} CLOCK 7"}, {"CONFIG_0", "DICT {VCC 2}"}}, result, messages, 10);
+  EXPECT_EQ(result.at("CONFIG_4")[0], StrVec{"CLOCK 7 DICT {VCC 1}"});
+  EXPECT_EQ(wizard->getParamValue("CLOCK"), "100");  // of the first that has it
+  for (auto const& [name, value] : {std::pair("tmp_pmcps_4", "VCC 1"), {"pmcps_0", "VCC 2"}, {"tmp_pmcps", "VCC 2"}}) {
+    dictionaries.clear();
+    wizard->getHICInst()->getSysmonEnabledDictMeasurements(dictionaries, name);
+    EXPECT_EQ(dictionaries, (ParamMap{{"DICT", value}})) << name;
+  }
+  RawResult records{{"CLOCK", {{""}}}};
+  wizard->getHICInst()->getGuiUserModifiedParams(records);
+  EXPECT_EQ(records.at("CONFIG_4")[0], StrVec{"CLOCK 7 DICT {VCC 1}"});
+  // Sub-cores that lack a description are a reason to have no wizard.
+  cores_.add("monitored_wizard", "2.0",
+             R"("extends": "1.0", "sub_cores": [{"name": "x", "core": "gone", "version": "1"}])");
+  EXPECT_EQ(refusal(on(cores_.part(), "monitored_wizard", "2.0", "k")),
+            "monitored_wizard 2.0: its sub-core gone 1 has no description");
+}
+
 TEST_F(HardIp, AnInstanceOutsideTheManagerHasTheCoreOfItsName) {
   HICInst named("made_psxl_0");
   EXPECT_EQ(named.getParamValue("MODE"), "one");

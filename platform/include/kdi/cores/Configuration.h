@@ -54,6 +54,9 @@ class KDI_DOOR Configuration {
   /// Gives values, Instance::set. Returns the names of all parameters that moved, those of sub-cores too, each once.
   std::vector<std::string> set(std::vector<std::pair<Place, std::string>> const& values, Origin from = Origin::user,
                                Strength strength = Strength::searches);
+  /// Gives the settings of a preset or a board of the core, as from there. Nothing for an unknown name.
+  std::optional<std::vector<std::string>> set_preset(std::string_view name, Strength strength = Strength::searches);
+  std::optional<std::vector<std::string>> set_board(std::string_view name, Strength strength = Strength::searches);
   /// Takes everything back that was given to the core and its sub-cores.
   std::vector<std::string> take_all_back(Strength strength = Strength::searches);
   /// Whether nothing is given.
@@ -72,6 +75,8 @@ class KDI_DOOR Configuration {
 
  private:
   struct Held;
+  std::optional<std::vector<std::string>> set_named(std::vector<Preset> const& all, std::string_view name, Origin from,
+                                                    Strength strength);
   using Values = std::vector<std::pair<std::uint32_t, std::string>>;
 
   /// The composite that the parameter shows; null for a single parameter.

@@ -95,6 +95,44 @@ struct Composite {
   std::vector<Member> members;            ///< by key; none for a sub-core, of which all parameters are members
 };
 
+/// A value of a parameter, as a user would give it.
+struct PresetValue {
+  std::uint32_t parameter;
+  std::string text;
+};
+
+/// Settings under one name: a preset, a board, or a choice of a sub-preset.
+struct Preset {
+  std::string name;
+  std::string description;
+  std::vector<PresetValue> settings;
+};
+
+/// A parameter whose values stand for settings.
+struct SubPreset {
+  std::string name;  ///< of the parameter
+  std::uint32_t parameter;
+  std::vector<Preset> choices;         ///< by the values, of which those without settings are none
+  std::vector<std::uint32_t> members;  ///< all that choices set, ascending
+};
+
+/// A measurement of the system monitor.
+struct Measurement {
+  std::uint32_t enabled;                  ///< a truth
+  std::vector<std::uint32_t> parameters;  ///< what else describes it
+};
+
+struct Measurements {
+  std::vector<Measurement> all;
+  std::vector<std::uint32_t> dictionaries;  ///< texts that have a value for each supply
+};
+
+struct Presets {
+  std::vector<Preset> presets, boards;
+  std::vector<SubPreset> sub_presets;
+  Measurements measurements;
+};
+
 /// How a core is asked, which decides the class of its instances.
 enum class Interface : std::uint8_t {
   fixed,  ///< nothing of it can be set or asked
@@ -143,6 +181,7 @@ class KDI_DOOR Core {
 
   std::vector<Composite> const& composites() const { return composites_; }
   std::vector<SubCore> const& sub_cores() const { return sub_cores_; }
+  Presets const& presets() const { return presets_; }
   /// Whether users have a say in a parameter's value; one that is computed from others alone they cannot set.
   bool is_settable(std::uint32_t parameter) const;
 
@@ -176,6 +215,7 @@ class KDI_DOOR Core {
   std::vector<Fact> facts_;
   std::vector<Composite> composites_;
   std::vector<SubCore> sub_cores_;
+  Presets presets_;
   std::vector<std::shared_ptr<SearchSection const>> searches_;
   std::shared_ptr<ClockSection const> clocks_;
   std::shared_ptr<PadSection const> pads_;

@@ -95,6 +95,9 @@ class KDI_DOOR Instance {
   /// What a search found at its latest run.
   std::shared_ptr<Findings const> const& findings(std::uint32_t search) const { return findings_[search]; }
 
+  /// The present value of a definition.
+  Value definition(std::uint32_t number) const { return values_[core_->definition_slot(number)]; }
+
   /// All messages that are due: those of definitions and searches that have a fault, then by parameter the engine's
   /// own, those of searches, and those of the description.
   std::vector<Due> messages();

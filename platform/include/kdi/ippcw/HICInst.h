@@ -34,17 +34,23 @@ class KDI_DOOR HICInst {
   /// Replaces each record by the engine's own value; may add records.
   void getGuiUserModifiedParams(RawResult& records);
 
-  /// Appends the measurements that are on.
+  /// Appends the parameters of the measurements that are on, with their values.
   void getSysmonEnabledMeasurements(StrPairs& pairs);
+  /// The dictionaries of measurements, by parameter, of a sub-core (`pmcps_0`, `tmp_pmcps_0`, `tmp_pmcps`) or, where
+  /// the core has none of that name, its own.
   void getSysmonEnabledDictMeasurements(ParamMap& measurements, std::string subCore);
   /// Empty without one.
   std::string getSubCoreName() const;
-  /// Takes the values of the master of a device of several dies over into `params`.
+  /// Asked of the master of a device of several dies: takes its values over into `params`, for the parameters that are
+  /// there, but for measurements, of which each die has its own; `masterParams` gets the same.
   void updateSLRParamsFromMasterSubcore(ParamMap& params, ParamMap& masterParams);
   bool isPSBankAvailable();
   /// At least 1.
   int getSlrCount();
-  std::string getSysmonData(std::string, std::string);
+  /// What is known of the system monitor: `SUPPLY_NAME` and `SUPPLY_VOLTS` of the supply with the number `which`,
+  /// `SUPPLY_NUM` of the one with that name; `SUPPLIES`, `SUPPLY_COUNT`, `SATELLITES`, and `MEASUREMENTS`, the numbers
+  /// of the supplies that are measured.
+  std::string getSysmonData(std::string what, std::string which);
   /// -1 if there is none.
   int getStartSupplyId();
 

@@ -24,9 +24,11 @@ class KDI_DOOR pspmc_top : public hardip_eng::HardIPInstance<pspmc_top> {
   virtual bool isParamEnabledOf(std::string const& /*name*/) { return false; }
   /// Replaces each record by the engine's own value; may add records.
   virtual void getUserModifiedOf(RawResult& /*records*/) {}
+  /// HICInst::getSysmonData.
   virtual std::string getSysmonDataForInst(std::string, std::string) { return {}; }
   /// -1 if there is none.
   virtual int getStartSupplyId() { return -1; }
+  /// The boot mode in which the card of a controller (`SD0`, `PMC_SD0_PERIPHERAL`) is booted from, such as `SD0 (3.0)`.
   virtual std::string getBootModeOfSDPeripheral(std::string const& /*peripheral*/) { return {}; }
 };
 
