@@ -301,6 +301,24 @@ TEST_F(HardIp, TheSystemMonitorIsAsked) {
   EXPECT_EQ(dynamic_cast<pspmc_config::pspmc_top*>(get(context("made_pspmc")))->getStartSupplyId(), -1);
 }
 
+TEST_F(HardIp, ShippedCoresAreAskedAsTheirModelsAsk) {
+  for (char const* const version : {"3.1", "3.2", "3.3", "3.4"}) {
+    HardIPInterface* const cips = get(on(kPspmcPart, "tavrel_cips", version, version));
+    EXPECT_NE(dynamic_cast<cips_config::cips_top*>(cips), nullptr) << version;
+  }
+  for (auto const& [core, version] : {std::pair("tavrel_cips", "1.0"), {"tavrel_cips", "2.1"}, {"ps_pmc", "1.0"}}) {
+    HardIPInterface* const plain = get(on(kPspmcPart, core, version, version));
+    EXPECT_EQ(dynamic_cast<pspmc_config::pspmc_top*>(plain), nullptr) << core;
+    EXPECT_TRUE(plain->implements(HardIPOp::setSysmonDataFile)) << core;
+    RawResult result;
+    ParamMap messages;
+    plain->getRanges({}, result, messages, 10);
+    EXPECT_EQ(messages, ParamMap()) << core;  // with all defaults there is nothing to say
+    EXPECT_GT(result.size(), 100u) << core;
+  }
+  EXPECT_FALSE(get(on(kPspmcPart, "xram", "1.0"))->implements(HardIPOp::setSysmonDataFile));
+}
+
 constexpr char kMonitored[] = R"~("interface": "psxl", "measurements": {"each": {"m": "{0..1}"},
   "enabled": "M${m}_ENABLE", "parameters": ["M${m}_SUPPLY"], "dictionaries": ["DICT"]},
  "parameters": [
