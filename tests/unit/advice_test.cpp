@@ -231,7 +231,9 @@ void print(Figures const& figures) {
 }
 
 // Where every step is watched the same is looked at less often.
-#ifdef __SANITIZE_ADDRESS__
+#ifdef __has_feature
+constexpr int kPart = __has_feature(address_sanitizer) ? 10 : 1;
+#elif defined(__SANITIZE_ADDRESS__)
 constexpr int kPart = 10;
 #else
 constexpr int kPart = 1;

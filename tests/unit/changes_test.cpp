@@ -3,6 +3,7 @@
 #include <tcl.h>
 
 #include <algorithm>
+#include <map>
 
 #include "kdi/common/KdiJson.h"
 #include "kdi/cores/Carry.h"
@@ -371,6 +372,42 @@ TEST(Carrying, ToAnotherVersion) {
   carry(to, back);
   from.take_back({3});
   EXPECT_EQ(all_given(back), all_given(from));
+}
+
+TEST(Carrying, BetweenVersionsAsShipped) {
+  using Fate = Carried::Note::Fate;
+  const auto first = Core::read(places::data("cores"), "pspmc", "1.0");
+  const auto last = Core::read(places::data("cores"), "pspmc", "1.4");
+  test_support::Random random(13);
+  std::map<Fate, int> fates;
+  std::size_t differences = 0;
+  for (int round = 0; round < 4; ++round) {
+    const bool forward = round % 2 == 0;
+    Instance from(forward ? first : last), to(forward ? last : first);
+    for (int change = 0; change < 150; ++change) {
+      const unsigned i = random.below(static_cast<unsigned>(from.core().parameters().size()));
+      const std::vector<std::string> range = from.range(i);
+      from.set({{i, range.empty() ? "1" : range[random.below(static_cast<unsigned>(range.size()))]}});
+    }
+    const Carried carried = carry(from, to);
+    for (Carried::Note const& note : carried.notes) {
+      ++fates[note.fate];
+      std::string const& name = from.core().parameters()[note.from].name;
+      ASSERT_EQ(note.to.has_value(), note.fate != Fate::retired) << name;
+      if (!note.to) continue;
+      EXPECT_EQ(to.given(*note.to), note.text) << name;
+      if (note.fate == Fate::kept) {
+        EXPECT_EQ(to.core().parameters()[*note.to].name, name);
+      }
+    }
+    for (Difference const& difference : carried.comparison.differences)
+      EXPECT_FALSE(difference.reasons.empty())
+          << to.core().parameters()[difference.second.value_or(0)].name << " differs without a reason";
+    differences += carried.comparison.differences.size();
+  }
+  EXPECT_GT(fates[Fate::kept], 300);
+  EXPECT_GT(fates[Fate::renamed] + fates[Fate::retired], 0);
+  EXPECT_GT(differences, 20U);
 }
 
 TEST(Carrying, ToTheSameIsNoChange) {
