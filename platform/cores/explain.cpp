@@ -178,11 +178,12 @@ class Explainer {
     return term.form() == Form::and_ || term.form() == Form::or_ || (term.form() == Form::conditional && part == 0);
   }
 
-  // Slots with their values.
+  // Slots with their values. A search reads ranges as well, which are no values.
   template <class Slots>
   Record read(Slots const& slots) {
     Record all = Record::list();
     for (const std::uint32_t slot : slots) {
+      if (slot >= core_.slot_count()) continue;
       Record one = Record::dictionary();
       one.set("term", slot_name(core_, slot));
       one.set("value", value_text(insight_.value(slot)));
@@ -209,7 +210,7 @@ class Explainer {
       const std::uint32_t step = core_.writer(slot);
       if (step == Core::kNoStep) continue;
       for (const std::uint32_t read : core_.reads(step))
-        if (read < core_.slot_count() && read / Core::kSlots != number) slots.push_back(read);
+        if (read / Core::kSlots != number) slots.push_back(read);
     }
     std::sort(slots.begin(), slots.end());
     slots.erase(std::unique(slots.begin(), slots.end()), slots.end());

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "kdi/common/KdiJson.h"
+#include "tests/support/clock_core.h"
 #include "tests/support/made_up_core.h"
 #include "tests/support/places.h"
 
@@ -238,6 +239,29 @@ TEST(Explain, FaultsNameTheRuleAndThePartThatHasNone) {
   EXPECT_EQ(sum.find("decides")->text(), "1");
   instance.set({{0, "2"}});
   EXPECT_EQ(explain(instance, 1).find("rule")->find("terms")->find("value")->text(), "9");
+}
+
+TEST(Explain, WhatASearchSays) {
+  const std::shared_ptr<Core const> core = Core::parse(clock_core::core(), "made.json");
+  const auto number = [&](char const* name) { return core->find(name).value_or(0); };
+  Instance instance(core);
+  instance.set({{number("V_ON"), "1"}, {number("V_SRC"), "PLL B"}, {number("V_DIV"), "3"}, {number("MANUAL"), "1"}});
+  const std::vector<Due> due = instance.messages();
+  ASSERT_EQ(due.size(), 1U);
+  const Record record = explain(instance, due[0].parameter, "clock");
+  EXPECT_EQ(record.find("text")->text(), "V would run at 100 MHz, its limit is 80 MHz");
+  EXPECT_EQ(record.find("due")->text(), "1");
+  Record const& condition = *record.find("condition");
+  EXPECT_EQ(condition.find("search")->text(), "clocks");
+  EXPECT_GT(condition.find("terms")->items().size(), 10U);
+  Record const& advice = record.find("advice")->items().at(0);
+  EXPECT_EQ(advice.find("outcome")->text(), "found");
+  EXPECT_EQ(advice.find("changes")->items().size(), 1U);
+  EXPECT_EQ(explain(instance, number("U_DIV"), "clock").find("due")->text(), "0");
+  instance.take_back({number("MANUAL")});
+  const Record searched = explain(instance, number("V_DIV"));
+  EXPECT_EQ(searched.find("origin")->text(), "search");
+  EXPECT_GT(searched.find("depends_on")->items().size(), 10U);
 }
 
 // A truth is what its parts make it, and those that decide are enough.
