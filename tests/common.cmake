@@ -3,6 +3,7 @@ foreach(name gui_event_test hpa_param_mgr_test hut_file_test i18n_test kdi_file_
     tcl_services_test)
   add_unit_test(${name} LABELS platform)
 endforeach()
+target_sources(hpa_param_mgr_test PRIVATE $<FILTER:$<TARGET_OBJECTS:kdi_common_objects>,INCLUDE,shipped_default>)
 add_tcl_test(common LABELS platform)
 # Readers and writers of all platform libraries, and of the shell and the commands, over file calls that fail to order.
 add_unit_test(file_faults_test LABELS platform LINKS "kdi_bmg;kdi_device;kdi_ip;${CMAKE_DL_LIBS}")

@@ -11,8 +11,10 @@ struct Registry {
   std::vector<std::pair<std::string, HACGCHybridCustomController::Functions>> rows;  // a few dozen
 
   HACGCHybridCustomController::Functions& row(std::string const& identifier) {
-    const auto place = std::ranges::find(rows, identifier, [](auto const& row) { return row.first; });
-    if (place != rows.end()) return place->second;
+    // from the end: the two functions of an identifier are registered one after the other
+    const auto place =
+        std::find_if(rows.rbegin(), rows.rend(), [&](auto const& row) { return row.first == identifier; });
+    if (place != rows.rend()) return place->second;
     return rows.emplace_back(identifier, HACGCHybridCustomController::Functions()).second;
   }
 };

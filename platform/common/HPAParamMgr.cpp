@@ -16,6 +16,7 @@
 #include "platform/common/given_places.h"
 #include "platform/common/param_files.h"
 #include "platform/common/parameters.h"
+#include "platform/common/shipped_default.h"
 
 namespace {
 
@@ -198,8 +199,11 @@ class Registry {
   bool catalogue_is_whole_ = true;  // constant once the Registry is made
 };
 
+std::atomic<bool> is_registry_made = false;
+
 Registry& the_registry() {
   static Registry& instance = *new Registry;
+  is_registry_made = true;
   for (std::string const& fault : instance.take_faults())
     ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "parameters", ComMsgMgr::MSG_ERROR, "%s", fault.c_str());
   return instance;
@@ -222,6 +226,7 @@ bool HPAParamMgr::getValueAsBool(std::string const& name) const {
 }
 
 bool HPAParamMgr::getValueIfExistAsBool(std::string const& name, bool fallback) const {
+  if (!is_registry_made && kdi::is_shipped_default(name, fallback)) return fallback;
   return the_registry().truth(name).value_or(fallback);
 }
 

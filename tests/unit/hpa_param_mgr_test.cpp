@@ -9,6 +9,7 @@
 #include "kdi/common/HPAParamMgr.h"
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/host/ParamHost.h"
+#include "platform/common/shipped_default.h"
 #include "tests/support/decimal_comma.h"
 #include "tests/support/places.h"
 #include "tests/support/scratch.h"
@@ -100,6 +101,24 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
     EXPECT_GT(parameter.effect.size(), 20U);
     EXPECT_EQ(value(parameter.name), is_level);
     EXPECT_EQ(value_or(parameter.name, !is_level), is_level) << "a declared default prevails over the fallback";
+  }
+}
+
+TEST_F(Parameters, HaveTheirDefaultsBeforeTheFilesAreRead) {
+  int booleans = 0;
+  for (param_host::Parameter const& parameter : param_host::list()) {
+    if (parameter.type != Type::boolean) continue;
+    ++booleans;
+    const bool is_true = parameter.default_value == "true";
+    EXPECT_TRUE(kdi::is_shipped_default(parameter.name, is_true)) << parameter.name;
+    EXPECT_FALSE(kdi::is_shipped_default(parameter.name, !is_true)) << parameter.name;
+  }
+  EXPECT_GE(booleans, 20);
+  for (char const* const name : {"", "project", "project.enableCIPS", "roject.enableCIPS32", "debug.PCW.DBG"})
+    EXPECT_FALSE(kdi::is_shipped_default(name, false) || kdi::is_shipped_default(name, true)) << name;
+  for (char const* const variable : {"KDI_PARAMS", "KDI_DATA_DIR"}) {
+    const Environment given(variable, "/somewhere");
+    EXPECT_FALSE(kdi::is_shipped_default("project.enableCIPS32", false)) << variable;
   }
 }
 

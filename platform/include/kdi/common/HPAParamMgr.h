@@ -19,7 +19,8 @@ class KDI_DOOR HPAParamMgr {
   /// is a mistake of the program; if declarations could not be read, it answers false instead.
   bool getValueAsBool(std::string const& name) const;
 
-  /// The same, and `fallback` if `name` is not declared. Throws nothing but std::bad_alloc.
+  /// The same, and `fallback` if `name` is not declared. Throws nothing but std::bad_alloc. Where the environment
+  /// names no places and nothing is set, the first questions, which are put while libraries are loaded, read no file.
   bool getValueIfExistAsBool(std::string const& name, bool fallback) const;
 
  private:
