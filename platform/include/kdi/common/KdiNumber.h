@@ -68,6 +68,19 @@ std::optional<Number> whole_or_nearest(std::string_view text) {
   return text.starts_with('-') ? std::numeric_limits<Number>::min() : std::numeric_limits<Number>::max();
 }
 
+/// The whole text as a number that may have a plus sign. What is too small for a double is 0; what no Number holds is
+/// none, but for the words for infinity.
+template <class Number>
+std::optional<Number> whole_with_sign(std::string_view text) {
+  const std::string_view digits = without_plus(text);
+  if (const auto value = whole<Number>(digits)) return value;
+  if constexpr (std::is_floating_point_v<Number>) {
+    const auto nearest = whole_or_nearest<Number>(digits);
+    if (nearest && *nearest - *nearest == 0) return nearest;  // finite
+  }
+  return std::nullopt;
+}
+
 /// The value, brought to the nearest that an int holds; of a fraction, the integer part; 0 for no number.
 template <class Number>
 constexpr int to_int(Number value) {

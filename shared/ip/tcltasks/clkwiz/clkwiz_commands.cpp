@@ -35,15 +35,8 @@ Number require(std::optional<Number> value) {
   return *value;
 }
 
-int whole_int(std::string_view word) { return require(kdi::number::whole<int>(kdi::number::without_plus(word))); }
-
-// What is too small for a double is 0; what is too large is no number, other than a word for infinity.
-double whole_double(std::string_view word) {
-  const std::string_view digits = kdi::number::without_plus(word);
-  if (const auto value = kdi::number::whole<double>(digits)) return *value;
-  const auto nearest = kdi::number::whole_or_nearest<double>(digits);
-  return require(nearest && std::isfinite(*nearest) ? nearest : std::nullopt);
-}
+int whole_int(std::string_view word) { return require(kdi::number::whole_with_sign<int>(word)); }
+double whole_double(std::string_view word) { return require(kdi::number::whole_with_sign<double>(word)); }
 
 constexpr double kDefaultInputPeriod = 10.0;
 constexpr double kDefaultPhyFrequency = 300.0;
