@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/kdish/command_reader.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdish {
 namespace {
@@ -22,6 +23,8 @@ std::string when_miscounted(WordCount const& count) {
   return (count.least == 1 ? "no word" : "fewer than " + std::to_string(count.least)) + " or more than " +
          words(count.most);
 }
+
+constexpr std::string_view kWordsMark = "{words}";
 
 std::string filled_in(std::string const& text, Command const& command, std::string const& name) {
   if (text.find('{') == std::string::npos) return text;
@@ -95,8 +98,11 @@ WordCount Command::word_count() const {
 }
 
 std::string Command::wrong_count_text(std::string const& name, std::vector<std::string> const& given) const {
-  if (const auto text = wrong_count.find(name); text != wrong_count.end())
-    return with_each(filled_in(text->second, *this, name), "{3}", given.size() < 3 ? std::string() : given[2]);
+  if (const auto text = wrong_count.find(name); text != wrong_count.end()) {
+    const std::string all_words = given.empty() ? name : "{" + name + " " + kdi::text::joined(given, " ") + "}";
+    return with_each(with_each(filled_in(text->second, *this, name), kWordsMark, all_words), "{3}",
+                     given.size() < 3 ? std::string() : given[2]);
+  }
   if (ignores_surplus) return name + " : Not enough arguments";
   const std::string expected = usage();
   return "wrong # args: should be \"" + name + (expected.empty() ? "" : " ") + expected + "\"";
@@ -117,8 +123,15 @@ std::vector<CommandError> Command::failures_of(std::string const& name) const {
   const bool is_usual = text.starts_with("wrong # args");
   if (!is_usual && (count.least > 0 || count.most != WordCount::kAny)) {
     const auto own = wrong_count.find(name);
-    const bool ends_with_word = own != wrong_count.end() && own->second.ends_with("{3}");
-    all.push_back({when_miscounted(count), text, ends_with_word ? "the third word" : "", ""});
+    const auto ends_with = [&](std::string_view mark) {
+      return own != wrong_count.end() && own->second.ends_with(mark);
+    };
+    CommandError miscounted{when_miscounted(count), text, ends_with("{3}") ? "the third word" : "", ""};
+    if (ends_with(kWordsMark)) {
+      miscounted.text.resize(text.size() - name.size());
+      miscounted.then = "the list of the words of the call";
+    }
+    all.push_back(std::move(miscounted));
   }
   for (CommandError error : errors) {
     for (std::string CommandError::*const part : {&CommandError::text, &CommandError::script})

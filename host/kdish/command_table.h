@@ -112,7 +112,8 @@ struct Command {
   std::vector<Option> options;
   bool ignores_surplus = false;  ///< words behind those that are described do nothing
   bool refuses_odd = false;      ///< a name without a value at the end counts as a wrong number of words
-  /// By name; in the texts, `{3}` stands for the third word given. Empty: what is usual.
+  /// By name; in the texts, `{3}` stands for the third word given, and `{words}` for all words of the call as one
+  /// element of a list. Empty: what is usual.
   std::map<std::string, std::string> wrong_count;
   std::string result;
   Shape shape;

@@ -109,6 +109,16 @@ TEST(CommandNames, AreMadeFromTheFilesWaysOfNaming) {
   EXPECT_EQ(table->commands().size(), 3U);
 }
 
+TEST(CommandNames, TheWordsOfACallAreOneElement) {
+  const auto table = table_of(file_of(entry("x", R"("wrong_count": "{bad words} {words}")")));
+  Command const& command = *table->command("x");
+  EXPECT_EQ(command.wrong_count_text("x"), "{bad words} x");
+  EXPECT_EQ(command.wrong_count_text("x", {"a", "b"}), "{bad words} {x a b}");
+  ASSERT_FALSE(command.failures_of("x").empty());
+  EXPECT_EQ(command.failures_of("x")[0].text, "{bad words} ");
+  EXPECT_EQ(command.failures_of("x")[0].then, "the list of the words of the call");
+}
+
 TEST(CommandNames, AreFilledIntoWhatIsRaisedAndRun) {
   const auto table = table_of(file_of(
       R"("x": {"naming": "both", "summary": "s", "words": [{"name": "w", "type": "text", "meaning": "m"}],
