@@ -58,11 +58,16 @@ endfunction()
 
 # A script loads the library for one short job, so loading it must cost next to nothing: calls inside a library are
 # bound when it is linked, what nobody else calls is no name for the loader, what it does not need is not pulled in, and
-# what it does is looked for in one folder first.
+# what it does is looked for in one folder first. NAMES is a list in this folder of the names that are its own; own_names.map
+# unless given.
 function(iptasks_load_options name)
-  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN" VISIBILITY_INLINES_HIDDEN ON
-    LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/own_names.map)
-  target_link_options(${name} PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/own_names.map
+  cmake_parse_arguments(LOAD "" "NAMES" "" ${ARGN})
+  if(NOT LOAD_NAMES)
+    set(LOAD_NAMES own_names.map)
+  endif()
+  set(names ${PROJECT_SOURCE_DIR}/cmake/${LOAD_NAMES})
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN" VISIBILITY_INLINES_HIDDEN ON LINK_DEPENDS ${names})
+  target_link_options(${name} PRIVATE -Wl,--version-script=${names}
     -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,--hash-style=gnu -Wl,-O1)
   # What no library that is linked defines is a mistake, to be found here and not when a script loads the library.
   if(NOT IPTASKS_SANITIZE)

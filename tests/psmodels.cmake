@@ -1,2 +1,20 @@
 # Models of the processing system.
 add_unit_test(name_table_test SMOKE LABELS psmodels)
+
+# The models, and the commands that reach cores without one, against cores that record. These stand in the test's program,
+# before those of the platform.
+find_package(Boost REQUIRED COMPONENTS thread)
+add_library(recording_core OBJECT support/recording_core.cpp)
+target_link_libraries(recording_core PRIVATE test_support)
+target_compile_options(recording_core PRIVATE -O0)
+function(add_recorded_test name)
+  add_unit_test(${name} ${ARGN} LINKS "recording_core;kdi_ippcw;Boost::thread;${CMAKE_DL_LIBS}")
+  set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+  target_link_options(${name} PRIVATE -Wl,--no-as-needed)
+endfunction()
+add_recorded_test(model_table_test SMOKE LABELS psmodels)
+add_recorded_test(pspmc_model_test LABELS psmodels)
+add_recorded_test(psxl_model_test LABELS psmodels)
+add_recorded_test(pcw_model_test LABELS psmodels)
+add_recorded_test(hardip_commands_test LABELS hardip)
+add_tcl_test(hardip LABELS hardip)

@@ -14,6 +14,7 @@ struct Family {
   std::string name;  ///< its namespace
   bool is_built;     ///< what is not is to come, and has no command registered
   std::vector<std::string> commands;
+  std::vector<std::string> registered;  ///< those of a family that is built that are not to come
 };
 
 /// All families, and the commands of each, in the order of registration.
@@ -24,12 +25,15 @@ inline std::vector<Family> families() {
   std::vector<Family> families;
   for (std::string line; std::getline(file, line);) {
     if (line.empty() || line[0] == '#') continue;
-    if (line.starts_with("  ")) {
-      families.at(families.size() - 1).commands.push_back(line.substr(2));
+    const bool is_built = !line.ends_with(kToCome);
+    if (!is_built) line.resize(line.size() - kToCome.size());
+    if (!line.starts_with("  ")) {
+      families.push_back({line, is_built, {}, {}});
       continue;
     }
-    const bool is_built = !line.ends_with(kToCome);
-    families.push_back({is_built ? line : line.substr(0, line.size() - kToCome.size()), is_built, {}});
+    Family& family = families.at(families.size() - 1);
+    family.commands.push_back(line.substr(2));
+    if (family.is_built && is_built) family.registered.push_back(line.substr(2));
   }
   if (families.empty()) throw std::runtime_error(path + ": cannot be read");
   return families;
@@ -38,8 +42,7 @@ inline std::vector<Family> families() {
 /// The commands that are registered.
 inline std::vector<std::string> commands() {
   std::vector<std::string> all;
-  for (Family const& family : families())
-    if (family.is_built) all.insert(all.end(), family.commands.begin(), family.commands.end());
+  for (Family const& family : families()) all.insert(all.end(), family.registered.begin(), family.registered.end());
   return all;
 }
 

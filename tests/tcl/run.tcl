@@ -11,7 +11,7 @@ proc contractCommands {{only *}} {
   set commands {}
   foreach line [split [read $file] \n] {
     if {[string match {[a-zA-Z]*} $line]} { set isOf [expr {[string match $only $line] && ![string match *(to\ come) $line]}] }
-    if {[string match "  *" $line] && $isOf} { lappend commands [string trim $line] }
+    if {[string match "  *" $line] && $isOf && ![string match *(to\ come) $line]} { lappend commands [string trim $line] }
   }
   close $file
   return $commands

@@ -19,7 +19,7 @@ namespace {
 constexpr int kThreads = 4;
 // What one thread's commands leave is there for those of another, where it goes by a name: these may answer otherwise.
 bool has_named_state(DescribedCommand const& command) {
-  static const std::set<std::string> families = {"clkwiz", "clocking", "services"};
+  static const std::set<std::string> families = {"clkwiz", "clocking", "hardip", "services"};
   return families.contains(command.family);
 }
 

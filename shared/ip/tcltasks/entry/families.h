@@ -15,6 +15,7 @@
 #include "tcltasks/dsp/v_scaler/v_scaler.h"
 #include "tcltasks/dsp/vcualgorithm/vcualgorithm.h"
 #include "tcltasks/fec/fec_init.h"
+#include "tcltasks/hardip/hardip.h"
 #include "tcltasks/power/power_est.h"
 
 namespace frame {
@@ -46,6 +47,8 @@ using StartOrder = starts<                         //
     bmg_init::bmg_kdi_tcltasks::init,              //
     power_est_init::power_est_kdi_tcltasks::init,  //
     Ip_Clkwiz::init,                               //
+    kelvane_config::kdi_tcltasks::init,            //
+    hardip_config::hardip_tcltasks::init,          //
     Ip_Clocking::init,                             //
     v_scaler_init::v_scaler_kdi_tcltasks::init,    //
     sd_fec::init,                                  //
@@ -60,6 +63,8 @@ using StopOrder = stops<                             //
     bmg_init::bmg_kdi_tcltasks::uninit,              //
     power_est_init::power_est_kdi_tcltasks::uninit,  //
     Ip_Clkwiz::uninit,                               //
+    kelvane_config::kdi_tcltasks::uninit,            //
+    hardip_config::hardip_tcltasks::uninit,          //
     v_scaler_init::v_scaler_kdi_tcltasks::uninit,    //
     sd_fec::uninit,                                  //
     ldpc::uninit,                                    //
