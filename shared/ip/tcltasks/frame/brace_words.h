@@ -1,4 +1,5 @@
-// Parameter values that hold a dictionary of their own. They pass as they are; only who wants their parts takes them apart.
+// Parameter values that hold a dictionary of their own. They pass as they are; only who wants their parts takes them
+// apart.
 #pragma once
 
 #include <string>
