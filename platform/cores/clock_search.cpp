@@ -7,6 +7,7 @@
 #include <bit>
 #include <functional>
 #include <limits>
+#include <unordered_map>
 
 #include "kdi/common/KdiWide.h"
 #include "platform/cores/clock_problem.h"
@@ -14,6 +15,7 @@
 namespace kdi::cores {
 namespace {
 
+constexpr std::size_t kMostDemands = 256;
 constexpr std::int64_t kNone = std::int64_t{1} << 60;  // the key of an error where there is no setting
 
 // A set of demands.
@@ -24,12 +26,22 @@ class Bits {
   bool empty() const { return (words_[0] | words_[1] | words_[2] | words_[3]) == 0; }
   int count() const {
     int total = 0;
-    for (const std::uint64_t word : words_) total += std::popcount(word);
+    for (const std::uint64_t word : words_)
+      if (word != 0) total += std::popcount(word);
     return total;
   }
   bool within(Bits const& other) const { return (*this - other).empty(); }
+  template <class Use>
+  void for_each(Use use) const {
+    for (std::size_t i = 0; i < words_.size(); ++i)
+      for (std::uint64_t rest = words_[i]; rest != 0; rest &= rest - 1)
+        use(i * 64 + static_cast<std::size_t>(std::countr_zero(rest)));
+  }
   friend Bits operator-(Bits const& a, Bits const& b) {
     return combined(a, b, [](std::uint64_t x, std::uint64_t y) { return x & ~y; });
+  }
+  friend Bits operator|(Bits const& a, Bits const& b) {
+    return combined(a, b, [](std::uint64_t x, std::uint64_t y) { return x | y; });
   }
   friend Bits operator&(Bits const& a, Bits const& b) {
     return combined(a, b, [](std::uint64_t x, std::uint64_t y) { return x & y; });
@@ -54,77 +66,115 @@ struct Cover {
   std::vector<std::vector<Bits>> plls;
 };
 
-// Each set that no other holds, the largest first.
-std::vector<Bits> greatest(std::vector<Bits> sets) {
-  std::sort(sets.begin(), sets.end(),
-            [](Bits const& a, Bits const& b) { return a.count() != b.count() ? a.count() > b.count() : a > b; });
-  sets.erase(std::unique(sets.begin(), sets.end()), sets.end());
-  std::vector<Bits> kept;
-  for (Bits const& set : sets)
-    if (std::none_of(kept.begin(), kept.end(), [&](Bits const& other) { return set.within(other); }))
-      kept.push_back(set);
+// A setting and what it covers.
+struct Covered {
+  Bits set;
+  std::uint32_t choice;
+  int count;
+};
+
+// Each set that no other holds, the largest first, with the first setting that has it.
+std::vector<Covered> greatest(std::vector<Bits> const& sets) {
+  std::vector<Covered> all;
+  for (std::uint32_t choice = 0; choice < sets.size(); ++choice)
+    all.push_back({sets[choice], choice, sets[choice].count()});
+  std::stable_sort(all.begin(), all.end(), [](Covered const& a, Covered const& b) { return a.count > b.count; });
+  std::vector<Covered> kept;
+  for (Covered const& one : all)
+    if (std::none_of(kept.begin(), kept.end(), [&](Covered const& other) { return one.set.within(other.set); }))
+      kept.push_back(one);
   return kept;
 }
+
+using Choices = std::vector<std::uint32_t>;  // by PLL: a setting, or kUnused
+constexpr std::uint32_t kUnused = ~0U;
 
 // Whether one setting for each PLL covers all that is wanted.
 class Covering {
  public:
-  explicit Covering(Cover cover) : cover_(std::move(cover)) {
-    for (std::vector<Bits>& sets : cover_.plls) sets = greatest(std::move(sets));
+  explicit Covering(Cover const& cover) : always_(cover.always), choices_(cover.plls.size(), kUnused) {
+    for (std::vector<Bits> const& sets : cover.plls) {
+      plls_.push_back(greatest(sets));
+      std::vector<std::uint32_t>& counts = counts_.emplace_back(kMostDemands, 0);
+      for (Covered const& one : plls_.back()) one.set.for_each([&](std::size_t demand) { ++counts[demand]; });
+    }
   }
 
-  bool covers(Bits wanted) {
-    std::vector<std::size_t> left(cover_.plls.size());
+  /// The settings that do; nothing if none do.
+  std::optional<Choices> covers(Bits const& wanted) {
+    std::vector<std::size_t> left(plls_.size());
     for (std::size_t p = 0; p < left.size(); ++p) left[p] = p;
-    return can(wanted - cover_.always, left);
+    choices_.assign(plls_.size(), kUnused);
+    return can(wanted - always_, left) ? std::optional(choices_) : std::nullopt;
   }
 
  private:
-  bool can(Bits const& open, std::vector<std::size_t> const& left) const {
+  bool can(Bits const& open, std::vector<std::size_t> const& left) {
     if (open.empty()) return true;
     if (left.empty()) return false;
-    if (left.size() == 1)
-      return std::any_of(cover_.plls[left[0]].begin(), cover_.plls[left[0]].end(),
-                         [&](Bits const& set) { return open.within(set); });
+    if (left.size() == 1) return covers_alone(open, left[0]);
     int most = 0;
     for (const std::size_t p : left) {
       int best = 0;
-      for (Bits const& set : cover_.plls[p]) best = std::max(best, (set & open).count());
+      for (Covered const& one : plls_[p]) {
+        if (one.count <= best) break;  // the largest come first
+        best = std::max(best, (one.set & open).count());
+      }
       most += best;
     }
-    if (most < open.count()) return false;
-    return branch(open, left);
+    return most >= open.count() && branch(open, left);
+  }
+
+  bool covers_alone(Bits const& open, std::size_t p) {
+    for (Covered const& one : plls_[p])
+      if (open.within(one.set)) {
+        choices_[p] = one.choice;
+        return true;
+      }
+    return false;
   }
 
   // Tries all that covers the demand that the fewest settings cover.
-  bool branch(Bits const& open, std::vector<std::size_t> const& left) const {
-    std::array<std::uint32_t, 256> counts{};
-    for (const std::size_t p : left)
-      for (Bits const& set : cover_.plls[p])
-        for (std::size_t i = 0; i < counts.size(); ++i) counts[i] += set.has(i) ? 1U : 0U;
-    std::size_t rarest = counts.size();
-    for (std::size_t i = 0; i < counts.size(); ++i)
-      if (open.has(i) && (rarest == counts.size() || counts[i] < counts[rarest])) rarest = i;
+  bool branch(Bits const& open, std::vector<std::size_t> const& left) {
+    std::size_t rarest = kMostDemands;
+    std::uint32_t fewest = ~0U;
+    open.for_each([&](std::size_t demand) {
+      std::uint32_t count = 0;
+      for (const std::size_t p : left) count += counts_[p][demand];
+      if (count >= fewest) return;
+      fewest = count;
+      rarest = demand;
+    });
+    struct Way {
+      Bits rest;
+      int count;
+      std::uint32_t choice;
+    };
     for (const std::size_t p : left) {
       std::vector<std::size_t> others = left;
       others.erase(std::find(others.begin(), others.end(), p));
-      std::vector<Bits> rests;
-      for (Bits const& set : cover_.plls[p])
-        if (set.has(rarest)) rests.push_back(open - set);
-      std::sort(rests.begin(), rests.end(), [](Bits const& a, Bits const& b) { return a.count() < b.count(); });
-      for (Bits const& rest : rests)
-        if (can(rest, others)) return true;
+      std::vector<Way> ways;
+      for (Covered const& one : plls_[p])
+        if (one.set.has(rarest)) ways.push_back({open - one.set, (open - one.set).count(), one.choice});
+      std::sort(ways.begin(), ways.end(), [](Way const& a, Way const& b) {
+        return a.count != b.count ? a.count < b.count : a.choice < b.choice;
+      });
+      for (Way const& way : ways) {
+        choices_[p] = way.choice;
+        if (can(way.rest, others)) return true;
+      }
+      choices_[p] = kUnused;
     }
     return false;
   }
 
-  Cover cover_;
+  Bits always_;
+  std::vector<std::vector<Covered>> plls_;
+  std::vector<std::vector<std::uint32_t>> counts_;  // by PLL and demand: how many settings cover it
+  Choices choices_;
 };
 
 // ------------------------------------------------------------------------------------------------------------- tables
-
-using Choices = std::vector<std::uint32_t>;  // by PLL: a setting, or kUnused
-constexpr std::uint32_t kUnused = ~0U;
 
 // The error of each demand on each setting, as keys.
 struct Table {
@@ -256,24 +306,28 @@ class Branching {
   Branching(ClockProblem const& problem, Table const& table, std::vector<int> const& weights, std::int64_t most_key)
       : problem_(problem), table_(table), weights_(weights), sums_(problem, table, weights) {
     while (most_key >> shift_ >= kCoarse) ++shift_;
+    stride_ = (table.demands + kLanes - 1) / kLanes * kLanes;
+    const Cover cover = cover_of(table, most_key);
+    covers_ = cover.plls;
     for (std::size_t p = 0; p < table.keys.size(); ++p) {
-      std::vector<std::int32_t>& coarse = coarse_.emplace_back();
-      coarse.reserve(table.keys[p].size());
-      for (const std::int64_t key : table.keys[p]) coarse.push_back(coarse_of(key));
+      std::vector<std::int32_t>& coarse = coarse_.emplace_back(table.choices(p) * stride_, kCoarseNone);
+      for (std::size_t c = 0; c < table.choices(p); ++c)
+        for (std::size_t i = 0; i < table.demands; ++i) coarse[c * stride_ + i] = coarse_of(i, table.row(p, c)[i]);
     }
-    prices_.assign(table.demands, static_cast<std::int32_t>(most_key >> shift_) + 1);
+    prices_.assign(stride_, 0);
   }
 
-  /// A row of settings with the least sum. There has to be one that covers all.
-  Choices least_sum() {
+  /// Finds the least sum. `covering` is a row of settings that covers all.
+  void least_sum(Choices const& covering) {
     ties_ = false;
-    best_.assign(table_.keys.size(), kUnused);
-    best_keys_ = std::numeric_limits<std::int64_t>::max() / 4;
-    start_somewhere();
+    best_ = covering;
+    best_keys_ = sums_.keys(errors_of(covering));
+    start_from(covering);
+    const std::vector<std::int64_t> errors = errors_of(best_);
+    for (std::size_t i = 0; i < errors.size(); ++i) prices_[i] = coarse_of(i, errors[i]) + weights_[i];
     run(all());
     sum_ = best_;
     sum_keys_ = best_keys_;
-    return best_;
   }
 
   /// Of the rows that use these PLLs alone and whose sum is the least that least_sum() found: the one with the least
@@ -325,8 +379,9 @@ class Branching {
 
  private:
   static constexpr std::int32_t kCoarse = 1 << 20;
-  static constexpr std::int32_t kCoarseNone = 1 << 29;
-  static constexpr std::int32_t kMostPrice = 1 << 22;
+  static constexpr std::int32_t kCoarseNone = 1 << 30;
+  static constexpr std::int32_t kMostPrice = 1 << 29;
+  static constexpr std::size_t kLanes = 8;  // that a processor may take at once
 
   struct Node {
     std::vector<std::int64_t> errors;                 // by demand: so far
@@ -337,8 +392,9 @@ class Branching {
     Int128 power = 0;
   };
 
-  std::int32_t coarse_of(std::int64_t key) const {
-    return key >= kNone ? kCoarseNone : static_cast<std::int32_t>(key >> shift_);
+  // The errors of all clocks of a demand.
+  std::int32_t coarse_of(std::size_t demand, std::int64_t key) const {
+    return key >= kNone ? kCoarseNone : weights_[demand] * static_cast<std::int32_t>(key >> shift_);
   }
 
   void run(std::vector<std::size_t> const& plls) {
@@ -349,14 +405,12 @@ class Branching {
     descend(std::move(node), kRootSteps);
   }
 
-  // From the best single setting on, each PLL in turn takes what is best beside the others, until nothing changes.
-  void start_somewhere() {
-    const std::vector<std::size_t> plls = all();
-    Choices made(table_.keys.size(), kUnused);
+  // Each PLL in turn takes what is best beside the others, until nothing changes.
+  void start_from(Choices made) {
     bool changed = true;
     for (int round = 0; changed && round < kMostRounds; ++round) {
       changed = false;
-      for (const std::size_t p : plls) {
+      for (const std::size_t p : all()) {
         Choices without = made;
         without[p] = kUnused;
         const std::vector<std::int64_t> others = errors_of(without);
@@ -408,7 +462,7 @@ class Branching {
   std::int64_t most_coarse() const { return sums_.most_equal(best_keys_) >> shift_; }
 
   void descend(Node node, int steps) {
-    if (only_whether_ && found_) return;
+    if ((only_whether_ && found_) || (!ties_ && best_keys_ == 0)) return;
     if (node.left.empty()) {
       consider(node.made, node.errors);
       return;
@@ -450,8 +504,7 @@ class Branching {
     const std::int64_t keys = sums_.keys(errors);
     if (keys > sums_.most_equal(best_keys_)) return;
     if (!ties_) {
-      const bool has_best = best_keys_ < std::numeric_limits<std::int64_t>::max() / 4;
-      if (has_best && sums_.order(made, keys, best_, best_keys_) >= 0) return;
+      if (sums_.order(made, keys, best_, best_keys_) >= 0) return;
       best_ = made;
       best_keys_ = keys;
       return;
@@ -467,16 +520,16 @@ class Branching {
 
   // Rules out settings with which no answer can be; false if that leaves none.
   bool narrow(Node& node, int steps) {
-    if (!narrow_by_power(node)) return false;
-    std::vector<std::int32_t> errors;
-    for (const std::int64_t key : node.errors) errors.push_back(coarse_of(key));
+    if (!narrow_by_power(node) || !narrow_by_cover(node)) return false;
+    drop_alike(node);
+    std::vector<std::int32_t> errors(stride_, 0);
+    for (std::size_t i = 0; i < node.errors.size(); ++i) errors[i] = coarse_of(i, node.errors[i]);
     std::vector<std::int32_t> best_prices;
-    std::int64_t best_bound =
-        std::numeric_limits<std::int64_t>::min();  // settings that save alike can make it negative
+    std::int64_t best_bound = std::numeric_limits<std::int64_t>::min();
     std::int64_t step = std::max<std::int64_t>(1, kCoarse / 4);
     int patience = kPatience;
     for (int n = 0; n <= steps; ++n) {
-      for (std::size_t i = 0; i < errors.size(); ++i) node.prices[i] = std::min(node.prices[i], errors[i]);
+      for (std::size_t i = 0; i < stride_; ++i) node.prices[i] = std::min(node.prices[i], errors[i]);
       const std::int64_t bound = judge(node);
       if (bound > most_coarse()) return false;
       if (!rule_out(node, bound)) return false;
@@ -510,19 +563,93 @@ class Branching {
     return true;
   }
 
+  // The sum of what prices are above errors. Sums of prices fit: the least of 256 clocks is at most kCoarse each.
+  std::int32_t saving(std::int32_t const* prices, std::int32_t const* row) const {
+    std::array<std::int32_t, kLanes> saved{};
+    for (std::size_t i = 0; i < stride_; i += kLanes)
+      for (std::size_t k = 0; k < kLanes; ++k) saved[k] += std::max(0, prices[i + k] - row[i + k]);
+    std::int32_t total = 0;
+    for (const std::int32_t each : saved) total += each;
+    return total;
+  }
+
+  // What one PLL alone can still cover, it has to.
+  bool narrow_by_cover(Node& node) const {
+    Bits open;
+    for (std::size_t i = 0; i < node.errors.size(); ++i)
+      if (node.errors[i] >= kNone) open.add(i);
+    for (bool changed = true; changed && !open.empty();) {
+      changed = false;
+      Bits once, twice;
+      std::vector<Bits> reach;
+      for (const std::size_t p : node.left) {
+        Bits& own = reach.emplace_back();
+        for (const std::uint32_t choice : node.choices[p]) own = own | covers_[p][choice];
+        twice = twice | (once & own);
+        once = once | own;
+      }
+      if (!open.within(once)) return false;
+      for (std::size_t n = 0; n < node.left.size(); ++n) {
+        const Bits needed = (open & reach[n]) - twice;
+        std::vector<std::uint32_t>& choices = node.choices[node.left[n]];
+        if (needed.empty()) continue;
+        changed =
+            std::erase_if(choices,
+                          [&](std::uint32_t choice) { return !needed.within(covers_[node.left[n]][choice]); }) != 0 ||
+            changed;
+        if (choices.empty()) return false;
+      }
+    }
+    return true;
+  }
+
+  // Whether a demand's error is the same with either setting; keys that are equal are looked at exactly.
+  bool is_alike_for(std::int64_t error, std::size_t demand, std::size_t p, std::uint32_t a, std::uint32_t b) const {
+    const std::int64_t a_key = table_.row(p, a)[demand], b_key = table_.row(p, b)[demand];
+    if (error < a_key && error < b_key) return true;
+    if (a_key != b_key || a_key >= kNone) return a_key == b_key;
+    if (a_key == 0) return true;
+    Demand const& asked = problem_.demands[demand];
+    const Error a_error = problem_.on_pll(asked, p, problem_.choices[p][a])->division.error;
+    const Error b_error = problem_.on_pll(asked, p, problem_.choices[p][b])->division.error;
+    return !is_less(a_error, b_error) && !is_less(b_error, a_error);
+  }
+
+  // Of settings that come to the same beside what is decided, the first is as good as any: they are in the order of
+  // their power, then of rows.
+  void drop_alike(Node& node) const {
+    for (const std::size_t p : node.left) {
+      std::vector<std::uint32_t>& choices = node.choices[p];
+      std::unordered_map<std::uint64_t, std::vector<std::uint32_t>> seen;
+      const auto is_alike = [&](std::uint32_t a, std::uint32_t b) {
+        for (std::size_t i = 0; i < node.errors.size(); ++i)
+          if (!is_alike_for(node.errors[i], i, p, a, b)) return false;
+        return true;
+      };
+      std::erase_if(choices, [&](std::uint32_t choice) {
+        std::uint64_t hash = 0;
+        for (std::size_t i = 0; i < node.errors.size(); ++i)
+          hash = hash * 0x9E3779B97F4A7C15U +
+                 static_cast<std::uint64_t>(std::min(node.errors[i], table_.row(p, choice)[i]));
+        std::vector<std::uint32_t>& same = seen[hash];
+        if (std::any_of(same.begin(), same.end(), [&](std::uint32_t other) { return is_alike(choice, other); }))
+          return true;
+        same.push_back(choice);
+        return false;
+      });
+    }
+  }
+
   // What each setting saves at the prices; the bound.
   std::int64_t judge(Node const& node) {
     savings_.resize(table_.keys.size());
     std::int64_t bound = 0;
-    for (std::size_t i = 0; i < node.prices.size(); ++i) bound += std::int64_t{weights_[i]} * node.prices[i];
+    for (const std::int32_t price : node.prices) bound += price;
     for (const std::size_t p : node.left) {
       savings_[p].clear();
       std::int32_t most = 0;
       for (const std::uint32_t choice : node.choices[p]) {
-        std::int32_t const* const row = coarse_[p].data() + choice * table_.demands;
-        std::int32_t saved = 0;
-        for (std::size_t i = 0; i < node.prices.size(); ++i)
-          saved += weights_[i] * std::max(0, node.prices[i] - row[i]);
+        const std::int32_t saved = saving(node.prices.data(), coarse_[p].data() + choice * stride_);
         savings_[p].push_back(saved);
         most = std::max(most, saved);
       }
@@ -551,30 +678,29 @@ class Branching {
   // Raises the prices of demands that no favoured setting serves, and lowers those of demands that several serve. False
   // if there is nothing to change.
   bool step_prices(Node& node, std::vector<std::int32_t> const& errors, std::int64_t bound, std::int64_t largest) {
-    std::vector<int> slope(node.prices.size(), 1);
+    std::vector<int> slope(table_.demands, 1);
     for (const std::size_t p : node.left) {
       const auto best = std::max_element(savings_[p].begin(), savings_[p].end()) - savings_[p].begin();
-      std::int32_t const* const row =
-          coarse_[p].data() + node.choices[p][static_cast<std::size_t>(best)] * table_.demands;
+      std::int32_t const* const row = coarse_[p].data() + node.choices[p][static_cast<std::size_t>(best)] * stride_;
       for (std::size_t i = 0; i < slope.size(); ++i) slope[i] -= node.prices[i] > row[i] ? 1 : 0;
     }
     std::int64_t norm = 0;
     for (std::size_t i = 0; i < slope.size(); ++i) {
       if (slope[i] > 0 && node.prices[i] >= errors[i]) slope[i] = 0;
-      norm += std::int64_t{weights_[i]} * slope[i] * slope[i];
+      norm += std::int64_t{slope[i]} * slope[i];
     }
     if (norm == 0) return false;
     const std::int64_t gap = std::min<std::int64_t>(most_coarse() - bound + 1, std::int64_t{1} << 40);
     const std::int64_t step = std::clamp<std::int64_t>(gap * largest / (kCoarse / 4) / norm, 1, kMostPrice);
     for (std::size_t i = 0; i < slope.size(); ++i)
-      node.prices[i] =
-          static_cast<std::int32_t>(std::clamp<std::int64_t>(node.prices[i] + step * slope[i], 0, kMostPrice));
+      node.prices[i] = static_cast<std::int32_t>(
+          std::clamp<std::int64_t>(node.prices[i] + step * slope[i], 0, kMostPrice / static_cast<int>(stride_)));
     return true;
   }
 
-  static constexpr int kRootSteps = 120;
+  static constexpr int kRootSteps = 400;
   static constexpr int kSteps = 6;
-  static constexpr int kPatience = 4;
+  static constexpr int kPatience = 6;
   static constexpr int kMostRounds = 20;
 
   ClockProblem const& problem_;
@@ -582,6 +708,8 @@ class Branching {
   std::vector<int> const& weights_;
   Sums sums_;
   int shift_ = 0;
+  std::size_t stride_ = 0;                         // of rows, a multiple of kLanes
+  std::vector<std::vector<Bits>> covers_;          // by PLL and setting
   std::vector<std::vector<std::int32_t>> coarse_;  // as the table's keys, rounded down
   std::vector<std::int32_t> prices_;
   std::vector<std::vector<std::int32_t>> savings_;  // by PLL: of the choices of the node that was judged last
@@ -699,7 +827,7 @@ class ClockSearch {
   std::int64_t least_worst_key() const {
     const std::vector<std::int64_t> best = best_keys();
     const std::int64_t least = *std::max_element(best.begin(), best.end());
-    const auto covers = [&](std::int64_t most) { return Covering(cover_of(table_, most)).covers(all()); };
+    const auto covers = [&](std::int64_t most) { return Covering(cover_of(table_, most)).covers(all()).has_value(); };
     if (covers(least)) return least;
     std::vector<std::int64_t> keys;
     const auto add = [&](std::int64_t key) {
@@ -742,7 +870,7 @@ class ClockSearch {
       if (n + 1 == doubtful.size() || is_less(doubtful[n].error, doubtful[n + 1].error)) ends.push_back(n + 1);
     const auto covers = [&](std::size_t count) {
       for (std::size_t n = 0; n < doubtful.size(); ++n) *doubtful[n].key = n < count ? key : kNone;
-      return Covering(cover_of(table_, key)).covers(all());
+      return Covering(cover_of(table_, key)).covers(all()).has_value();
     };
     const auto count = std::partition_point(ends.begin(), ends.end(), [&](std::size_t end) { return !covers(end); });
     covers(*count);
@@ -752,7 +880,7 @@ class ClockSearch {
 
   Choices best_choices(std::int64_t worst) {
     Branching branching(problem_, table_, weights_, worst);
-    branching.least_sum();
+    branching.least_sum(*Covering(cover_of(table_, worst)).covers(all()));
     const std::vector<std::size_t> plls = branching.all();
     std::vector<std::size_t> needed, others;
     for (const std::size_t p : plls) {
