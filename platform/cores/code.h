@@ -48,7 +48,10 @@ enum class Op : std::uint8_t {
   join_lists,
   not_truth,  // target = not a
   within_list,
-  within_entries,  // target = a in b
+  within_texts,  // target = the text a in set number b
+  jump_unless_within_texts,
+  jump_if_within_texts,  // to target by that
+  within_entries,        // target = a in b
   element,
   entry,  // target = a[b]
   list,
@@ -71,10 +74,28 @@ struct Instruction {
   Operand b = 0;
 };
 
+/// Texts that are known beforehand, to be looked up by their hashes.
+class TextSet {
+ public:
+  /// Of cells that all are texts. Borrows what they consist of.
+  explicit TextSet(std::span<Cell const> texts);
+
+  bool contains(Node const& text) const {
+    for (std::size_t at = text.hash & mask_; places_[at] != nullptr; at = (at + 1) & mask_)
+      if (places_[at]->hash == text.hash && places_[at]->text == text.text) return true;
+    return false;
+  }
+
+ private:
+  std::vector<Node const*> places_;  // null: free, as half of them are at least
+  std::size_t mask_;
+};
+
 struct Code {
   std::vector<Instruction> program;
   std::vector<Value> values;  ///< owns what the constants hold
   std::vector<Cell> constants;
+  std::vector<TextSet> sets;  ///< of what `constants` hold
   std::vector<Function const*> functions;
   std::vector<std::uint32_t> reads;
   std::uint32_t registers = 0;

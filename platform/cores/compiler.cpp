@@ -498,12 +498,27 @@ class Generator {
     return {Op::compare_any, Op::jump_unless_any, a, b, outcomes, common == Type(Kind::text)};
   }
 
-  Operand within(Expression const& node) {
+  struct Within {
+    Op op, jump_unless, jump_if;  ///< the jumps are `jump` where it takes a truth to decide
+    Operand sought, range;
+  };
+
+  Within sought(Expression const& node) {
     const Type range = type(node.parts[1]);
-    if (range.kind() == Kind::dictionary) return into(Op::within_entries, value(node.parts[0]), value(node.parts[1]));
+    if (range.kind() == Kind::dictionary)
+      return {Op::within_entries, Op::jump, Op::jump, value(node.parts[0]), value(node.parts[1])};
     const Type common = *Type::common(type(node.parts[0]), range.element());
-    const Operand sought = value(node.parts[0], common);
-    return into(Op::within_list, sought, value(node.parts[1], *Type::list_of(common)));
+    const Operand sought = value(node.parts[0], common), list = value(node.parts[1], *Type::list_of(common));
+    if (common != Type(Kind::text) || list >> kIndexBits != static_cast<std::uint32_t>(Bank::constant))
+      return {Op::within_list, Op::jump, Op::jump, sought, list};
+    code_.sets.emplace_back(code_.constants[index_of(list)].elements());
+    return {Op::within_texts, Op::jump_unless_within_texts, Op::jump_if_within_texts, sought,
+            static_cast<Operand>(code_.sets.size() - 1)};
+  }
+
+  Operand within(Expression const& node) {
+    const Within asked = sought(node);
+    return into(asked.op, asked.sought, asked.range);
   }
 
   // --- truths by jumps
@@ -538,6 +553,14 @@ class Generator {
           away.push_back(emit(Op::jump_if_equal_texts, 0, comparison.a, comparison.b));
         else
           away.push_back(emit(comparison.jump_unless, 0, comparison.a, comparison.b, outcomes));
+        break;
+      }
+      case Form::within: {
+        const Within asked = sought(node);
+        if (asked.jump_if == Op::jump)
+          away.push_back(emit(sense ? Op::jump_unless : Op::jump_if, 0, into(asked.op, asked.sought, asked.range)));
+        else
+          away.push_back(emit(sense ? asked.jump_unless : asked.jump_if, 0, asked.sought, asked.range));
         break;
       }
       default:

@@ -169,9 +169,4 @@ Decimal operator*(Decimal a, Decimal b) {
   return Decimal::of(static_cast<Int128>(a.mantissa_) * b.mantissa_, a.places_ + b.places_);
 }
 
-std::strong_ordering operator<=>(Decimal a, Decimal b) {
-  if (a.places_ == b.places_) return a.mantissa_ <=> b.mantissa_;
-  return a.mantissa_ * power(b.places_) <=> b.mantissa_ * power(a.places_);
-}
-
 }  // namespace kdi::cores

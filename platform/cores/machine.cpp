@@ -1,3 +1,4 @@
+#include <bit>
 #include <stdexcept>
 
 #include "platform/cores/code.h"
@@ -124,6 +125,16 @@ Cell called(void* context, Workshop& workshop, Function const& function, std::sp
 
 }  // namespace
 
+TextSet::TextSet(std::span<Cell const> texts)
+    : places_(std::bit_ceil(2 * texts.size() + 1)), mask_(places_.size() - 1) {
+  for (const Cell text : texts) {
+    if (contains(*text.node())) continue;
+    std::size_t at = text.node()->hash & mask_;
+    while (places_[at] != nullptr) at = (at + 1) & mask_;
+    places_[at] = text.node();
+  }
+}
+
 Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
   if (registers_.size() < code.registers) registers_.resize(code.registers);
   Cell* const registers = registers_.data();
@@ -146,6 +157,12 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
     if (a.node() == b.node()) return true;
     charge(cost(a));
     return a == b;
+  };
+
+  const auto is_in_set = [&](Instruction const& i) {
+    const Cell sought = at(i.a);
+    charge(cost(sought));
+    return code.sets[i.b].contains(*sought.node());
   };
 
   for (std::size_t pc = 0; pc < size;) {
@@ -235,6 +252,15 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
       case Op::within_list:
         charge(cost(at(i.b)) * (1 + cost(at(i.a))));
         target = Cell::of(is_within(at(i.a), at(i.b)));
+        break;
+      case Op::within_texts:
+        target = Cell::of(is_in_set(i));
+        break;
+      case Op::jump_unless_within_texts:
+        if (!is_in_set(i)) pc = i.target;
+        break;
+      case Op::jump_if_within_texts:
+        if (is_in_set(i)) pc = i.target;
         break;
       case Op::within_entries:
         target = Cell::of(at(i.b).entries().contains(at(i.a).text()));

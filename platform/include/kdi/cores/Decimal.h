@@ -1,7 +1,9 @@
 // Exact decimal numbers: what users write, rules compute and files show is the same number.
 #pragma once
 
+#include <array>
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -52,11 +54,21 @@ class KDI_DOOR Decimal {
   friend KDI_DOOR Decimal operator-(Decimal a, Decimal b);
   friend KDI_DOOR Decimal operator*(Decimal a, Decimal b);
   friend constexpr bool operator==(Decimal a, Decimal b) = default;
-  friend KDI_DOOR std::strong_ordering operator<=>(Decimal a, Decimal b);
+  friend constexpr std::strong_ordering operator<=>(Decimal a, Decimal b) {
+    if (a.places_ == b.places_) return a.mantissa_ <=> b.mantissa_;
+    return static_cast<Int128>(a.mantissa_) * kPowers[b.places_] <=>
+           static_cast<Int128>(b.mantissa_) * kPowers[a.places_];
+  }
 
  private:
   friend class Cell;
   static Decimal of_small(std::int64_t mantissa, int places);
+
+  static constexpr std::array<std::int64_t, kMostPlaces + 1> kPowers = [] {
+    std::array<std::int64_t, kMostPlaces + 1> powers{1};
+    for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
+    return powers;
+  }();
 
   std::int64_t mantissa_ = 0;
   std::uint8_t places_ = 0;
