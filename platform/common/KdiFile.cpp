@@ -1,5 +1,6 @@
 #include "kdi/common/KdiFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -9,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <new>
 #include <optional>
 #include <system_error>
@@ -67,6 +69,12 @@ std::string name_beside(std::string const& target) {
   const std::string name = path.filename().string().substr(0, kMostLetters) + "." + std::to_string(::getpid()) + "-" +
                            std::to_string(counter++) + ".tmp";
   return (path.parent_path() / name).string();
+}
+
+// The next entry of an open list; null at the end, and errno is 0, or if it cannot be read.
+dirent const* next_entry(DIR* list) {
+  errno = 0;
+  return ::readdir(list);
 }
 
 std::string read_all(int file, std::string const& path, std::size_t most_bytes) {
@@ -218,13 +226,18 @@ bool is_directory(std::string const& path) {
 }
 
 std::vector<std::string> list_directory(std::string const& path, std::string_view suffix) {
+  // The standard library's iterator ends the process where memory runs out.
+  const std::unique_ptr<DIR, int (*)(DIR*)> list(::opendir(path.c_str()), ::closedir);
   std::vector<std::string> names;
-  std::error_code failed;
-  for (std::filesystem::directory_iterator entry(path, failed);
-       !failed && entry != std::filesystem::directory_iterator(); entry.increment(failed))
-    if (std::string name = entry->path().filename().string(); name.ends_with(suffix)) names.push_back(std::move(name));
-  if (failed && failed != std::errc::no_such_file_or_directory && failed != std::errc::not_a_directory)
-    fail(path, "cannot be listed", failed.value());
+  if (list == nullptr) {
+    if (errno == ENOENT || errno == ENOTDIR) return names;
+    fail(path, "cannot be listed", errno);
+  }
+  while (dirent const* const entry = next_entry(list.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != ".." && name.ends_with(suffix)) names.emplace_back(name);
+  }
+  if (errno != 0) fail(path, "cannot be listed", errno);
   std::sort(names.begin(), names.end());
   return names;
 }
