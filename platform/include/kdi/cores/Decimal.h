@@ -15,6 +15,17 @@ namespace kdi::cores {
 
 __extension__ typedef __int128 Int128;
 
+namespace detail {
+
+/// 10^0 to 10^18, all that 64 bits hold.
+inline constexpr std::array<std::int64_t, 19> kPowers = [] {
+  std::array<std::int64_t, 19> powers{1};
+  for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
+  return powers;
+}();
+
+}  // namespace detail
+
 /// A number m * 10^-s with a 64-bit m and s from 0 to 18, held with the least s, so that equal numbers are equal
 /// members.
 ///
@@ -56,19 +67,13 @@ class KDI_DOOR Decimal {
   friend constexpr bool operator==(Decimal a, Decimal b) = default;
   friend constexpr std::strong_ordering operator<=>(Decimal a, Decimal b) {
     if (a.places_ == b.places_) return a.mantissa_ <=> b.mantissa_;
-    return static_cast<Int128>(a.mantissa_) * kPowers[b.places_] <=>
-           static_cast<Int128>(b.mantissa_) * kPowers[a.places_];
+    return static_cast<Int128>(a.mantissa_) * detail::kPowers[b.places_] <=>
+           static_cast<Int128>(b.mantissa_) * detail::kPowers[a.places_];
   }
 
  private:
   friend class Cell;
   static Decimal of_small(std::int64_t mantissa, int places);
-
-  static constexpr std::array<std::int64_t, kMostPlaces + 1> kPowers = [] {
-    std::array<std::int64_t, kMostPlaces + 1> powers{1};
-    for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
-    return powers;
-  }();
 
   std::int64_t mantissa_ = 0;
   std::uint8_t places_ = 0;
