@@ -11,6 +11,7 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiPattern.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/cores/Configuration.h"
 #include "kdi/cores/Instance.h"
 #include "tests/support/places.h"
 
@@ -406,6 +407,41 @@ TEST_P(Newest, HaveConsequencesOrAreListed) {
 
 INSTANTIATE_TEST_SUITE_P(Cores, Newest, ::testing::Values(Version{"pspmcx", "1.0"}, Version{"tavrel_cips", "3.4"}),
                          [](auto const& one) { return one.param.core + ("_" + std::to_string(one.index)); });
+
+// -------------------------------------------------------------------------------------------------------- composites
+
+TEST(Wizards, HoldTheirCoresInTwoTexts) {
+  for (char const* const version : {"1.0", "2.1", "3.1", "3.4"}) {
+    const auto core = core_of("tavrel_cips", version);
+    std::set<std::uint32_t> held;
+    for (Composite const& composite : core->composites())
+      for (Composite::Member const& member : composite.members) EXPECT_TRUE(held.insert(member.parameter).second);
+    std::set<std::string> outside;
+    for (std::uint32_t i = 0; i < core->parameters().size(); ++i)
+      if (core->is_settable(i) && !held.contains(i)) outside.insert(core->parameters()[i].name);
+    for (char const* const own : {"PS_PMC_CONFIG", "PS_PMC_CONFIG_INTERNAL", "CPM_CONFIG", "CPM_CONFIG_INTERNAL"})
+      EXPECT_EQ(outside.erase(own), 1U) << own;
+    // Of the wizard itself.
+    outside.erase("PS_PL_CONNECTIVITY_MODE");
+    outside.erase("DEBUG_MODE");
+    EXPECT_EQ(outside, (std::set<std::string>{"PS_PMC_CONFIG_APPLIED"})) << version;
+  }
+}
+
+TEST(Wizards, TextAndMembersAreOneState) {
+  Configuration wizard(core_of("tavrel_cips", "3.4"), {}, nullptr);
+  const auto give_one = [&](char const* name, char const* value) {
+    wizard.set({{wizard.find(name).value(), value}}, Origin::user, Strength::ranges);
+  };
+  const auto value = [&](char const* name) { return wizard.value(wizard.find(name).value().number); };
+  give_one("PS_PMC_CONFIG", "PS_UART0_PERIPHERAL_ENABLE 1 PS_UART0_PERIPHERAL_IO {PMC_MIO 0 .. 1}");
+  EXPECT_EQ(value("PS_UART0_PERIPHERAL_IO"), "PMC_MIO 0 .. 1");
+  give_one("PS_UART0_BAUD_RATE", "9600");
+  give_one("CPM_PCIE0_MODES", "DMA");
+  EXPECT_EQ(value("PS_PMC_CONFIG"),
+            "PS_UART0_BAUD_RATE 9600 PS_UART0_PERIPHERAL_ENABLE 1 PS_UART0_PERIPHERAL_IO {PMC_MIO 0 .. 1}");
+  EXPECT_EQ(value("CPM_CONFIG"), "CPM_PCIE0_MODES DMA");
+}
 
 // ---------------------------------------------------------------------------------------------------------- versions
 
