@@ -10,6 +10,7 @@ endfunction()
 add_check(tests_assert)
 add_check(includes)
 add_check(letters)
+add_check(family_page)
 add_check(texts)
 
 # Layout, by the version that .clang-format is written for.
