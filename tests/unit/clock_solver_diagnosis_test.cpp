@@ -91,6 +91,14 @@ void expect_none_idle(Primitive const& primitive, Request const& request, Diagno
   }
 }
 
+TEST(Limits, HaveAUnitIfTheyHaveBounds) {
+  using kdi::clocking::Limit;
+  for (const Limit limit : {Limit::second_input, Limit::buffer}) EXPECT_EQ(unit_of(limit), nullptr) << name(limit);
+  for (const Limit limit :
+       {Limit::input, Limit::pfd, Limit::vco, Limit::multiplier, Limit::output_range, Limit::frequency_grid})
+    EXPECT_NE(unit_of(limit), nullptr) << name(limit);
+}
+
 TEST(SolverDiagnosis, NamesWhatBindsInAThousandInfeasibleRequests) {
   const Primitive primitives[] = {test_support::whole_primitive(), test_support::eighths_primitive(),
                                   test_support::sixty_fourths_primitive(), test_support::stepped_primitive(),
