@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "tests/support/plain_clocks.h"
+#include "tests/support/random.h"
 #include "tests/support/random_clocks.h"
 
 namespace {
@@ -107,6 +108,168 @@ TEST(ClockSearch, FindsWhatTryingEverythingFinds) {
     EXPECT_GT(obstacles[obstacle], 5) << static_cast<int>(obstacle);
   EXPECT_GT(nearest[true], 20);
   EXPECT_GT(nearest[false], 20);
+}
+
+// The least error that a clock can have, whatever the others ask for: by all settings of its sources, each divided as
+// near as its dividers permit, in plain fractions.
+Number least_error(ClockRequest const& request, Clock const& clock) {
+  ClockRequest alone = request;
+  alone.clocks = {clock};
+  std::erase_if(alone.plls, [&](Pll const& pll) {
+    const auto is_source = [&](std::string const& name) {
+      return std::find(clock.sources.begin(), clock.sources.end(), name) != clock.sources.end();
+    };
+    return !is_source(pll.name) && !(pll.crossing && is_source(pll.crossing->name));
+  });
+  std::optional<Number> least;
+  for (Pll const& pll : alone.plls)
+    for (std::string const& source : clock.sources) {
+      ClockRequest one = alone;
+      one.plls = {pll};
+      one.clocks[0].sources = {source};
+      const bool is_reference = source == "REF" || source == "ALT";
+      if (!is_reference && source != pll.name && !(pll.crossing && pll.crossing->name == source)) continue;
+      const ClockAnswer answer = search_clocks(one);
+      if (answer.clocks[0].met && (!least || number(answer.clocks[0].error) < *least))
+        least = number(answer.clocks[0].error);
+    }
+  return *least;
+}
+
+std::pair<Number, Number> worst_and_sum(ClockAnswer const& answer) {
+  Number worst = 0, sum = 0;
+  for (ClockSetting const& clock : answer.clocks) {
+    if (!clock.met) continue;
+    worst = std::max(worst, number(clock.error));
+    sum += number(clock.error);
+  }
+  return {worst, sum};
+}
+
+// What is told is what the settings give, and within all limits.
+void check_settings(ClockRequest const& request, ClockAnswer const& answer) {
+  const auto mhz_of = [&](std::string const& name) -> Number {
+    for (ClockReference const& reference : request.references)
+      if (reference.name == name) return number(reference.mhz);
+    for (std::size_t p = 0; p < request.plls.size(); ++p) {
+      Pll const& pll = request.plls[p];
+      PllSetting const& setting = answer.plls[p];
+      if (pll.name == name) return number(setting.output);
+      if (pll.crossing && pll.crossing->name == name) return number(setting.output) / setting.crossing;
+    }
+    return 0;
+  };
+  for (std::size_t p = 0; p < request.plls.size(); ++p) {
+    Pll const& pll = request.plls[p];
+    PllSetting const& setting = answer.plls[p];
+    if (!setting.used) continue;
+    const Number vco = mhz_of(pll.references[setting.reference]) * setting.feedback;
+    EXPECT_EQ(number(setting.vco), vco);
+    EXPECT_EQ(number(setting.output), vco / setting.output_divider);
+    EXPECT_TRUE(vco >= number(pll.vco_least) && vco <= number(pll.vco_most));
+    EXPECT_TRUE(!pll.most || number(setting.output) <= number(*pll.most));
+  }
+  for (std::size_t c = 0; c < request.clocks.size(); ++c) {
+    Clock const& clock = request.clocks[c];
+    ClockSetting const& setting = answer.clocks[c];
+    if (!setting.met) continue;
+    Number actual = mhz_of(clock.sources[setting.source]);
+    for (const int divider : setting.dividers) actual /= divider;
+    EXPECT_EQ(number(setting.actual), actual);
+    EXPECT_EQ(number(setting.error), abs(actual - number(clock.requested)) / number(clock.requested));
+    EXPECT_TRUE(!clock.most || actual <= number(*clock.most)) << clock.name;
+    EXPECT_TRUE(clock.may_exceed || actual <= number(clock.requested)) << clock.name;
+  }
+}
+
+// Asked for what these settings give, all clocks are met without error: the bound of 0 is reached.
+void check_reachable(ClockRequest request, ClockAnswer const& answer) {
+  std::vector<Clock> clocks;
+  for (std::size_t c = 0; c < request.clocks.size(); ++c) {
+    const Decimal mhz = answer.clocks[c].actual.rounded(9);
+    Clock clock = request.clocks[c];
+    clock.requested = mhz;
+    if (answer.clocks[c].met && plain_clocks::number(mhz) == number(answer.clocks[c].actual)) clocks.push_back(clock);
+  }
+  ASSERT_GT(clocks.size(), 3U);
+  request.clocks = clocks;
+  EXPECT_EQ(worst_and_sum(search_clocks(request)), std::pair(Number(0), Number(0)));
+}
+
+TEST(ClockSearch, WholeCoresKeepLimitsAndBoundsInAnyOrder) {
+  test_support::Seeded<std::mt19937_64> engine(5);
+  for (int seed = 1; seed <= runs(8); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const ClockRequest request = RandomClocks(static_cast<std::uint64_t>(seed)).whole();
+    const ClockAnswer answer = search_clocks(request);
+    check_settings(request, answer);
+    const auto [worst, sum] = worst_and_sum(answer);
+    Number worst_bound = 0, sum_bound = 0;
+    for (std::size_t c = 0; c < request.clocks.size(); ++c) {
+      if (!answer.clocks[c].met) continue;
+      const Number least = least_error(request, request.clocks[c]);
+      worst_bound = std::max(worst_bound, least);
+      sum_bound += least;
+    }
+    EXPECT_GE(worst, worst_bound);
+    EXPECT_GE(sum, sum_bound);
+    check_reachable(request, answer);
+    // The same in another order.
+    ClockRequest shuffled = request;
+    std::shuffle(shuffled.clocks.begin(), shuffled.clocks.end(), engine);
+    std::shuffle(shuffled.plls.begin(), shuffled.plls.end(), engine);
+    const ClockAnswer other = search_clocks(shuffled);
+    for (std::size_t a = 0; a < request.clocks.size(); ++a)
+      for (std::size_t b = 0; b < request.clocks.size(); ++b)
+        if (request.clocks[a].name == shuffled.clocks[b].name) {
+          EXPECT_EQ(answer.clocks[a], other.clocks[b]);
+        }
+    for (std::size_t a = 0; a < request.plls.size(); ++a)
+      for (std::size_t b = 0; b < request.plls.size(); ++b)
+        if (request.plls[a].name == shuffled.plls[b].name) {
+          EXPECT_EQ(answer.plls[a], other.plls[b]);
+        }
+  }
+}
+
+TEST(ClockSearch, RefusesWhatIsNoRequest) {
+  const ClockRequest sound = {{{"REF", 30}},
+                              {{"A", {"REF"}, {20, 21}, {2}, 500, 700, std::nullopt, std::nullopt}},
+                              {{"U", 50, {"A"}, {{1, 2, 3, 4, 5, 6}}, std::nullopt, true}}};
+  ASSERT_TRUE(search_clocks(sound).clocks[0].met);
+  const auto expect = [&](auto change, std::string const& what) {
+    ClockRequest request = sound;
+    change(request);
+    try {
+      search_clocks(request);
+      ADD_FAILURE() << "taken: " << what;
+    } catch (ClockError const& error) {
+      EXPECT_NE(std::string(error.what()).find(what), std::string::npos) << error.what();
+    }
+  };
+  expect([](ClockRequest& r) { r.clocks[0].requested = 0; }, "a frequency above 0 is to be requested");
+  expect([](ClockRequest& r) { r.clocks[0].requested = Decimal::of(1, 10); }, "with at most 9 places");
+  expect([](ClockRequest& r) { r.references[0].mhz = 2'000'000; }, "from 0 to 1000000 MHz");
+  expect([](ClockRequest& r) { r.clocks[0].sources = {"B"}; }, "U: no source B");
+  expect([](ClockRequest& r) { r.plls[0].references = {"B"}; }, "A: no reference B");
+  expect([](ClockRequest& r) { r.clocks.push_back(r.clocks[0]); }, "two clocks are called U");
+  expect(
+      [](ClockRequest& r) {
+        r.references[0].name = "A";
+        r.plls[0].references = {"A"};
+      },
+      "two things are called A");
+  expect([](ClockRequest& r) { r.plls[0].feedback = {21, 20}; }, "ascending");
+  expect([](ClockRequest& r) { r.plls[0].feedback = {}; }, "has no values");
+  expect([](ClockRequest& r) { r.clocks[0].stages = {{1 << 20}, {2}}; }, "at most 1048576 in all");
+  expect([](ClockRequest& r) { r.clocks[0].stages.resize(5, {1}); }, "at most 4 dividers");
+  expect([](ClockRequest& r) { r.plls.resize(9, r.plls[0]); }, "at most 8 PLLs");
+  // Beyond what errors add up to, a setting is none.
+  ClockRequest far = sound;
+  far.clocks[0] = {"U", Decimal::of(1, 6), {"A"}, {{1}}, std::nullopt, true};
+  const ClockAnswer answer = search_clocks(far);
+  ASSERT_EQ(answer.unmet.size(), 1U);
+  EXPECT_EQ(answer.unmet[0].obstacle, ClockObstacle::request);
 }
 
 }  // namespace
