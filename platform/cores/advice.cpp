@@ -190,23 +190,45 @@ class Search {
     return seen_.insert(std::move(set)).second;
   }
 
+  // One value of a parameter takes the place of the one before, and counts as moved what that one moved.
   void extend() {
-    const std::vector<Choice> choices = lacking();
-    for (std::size_t i = 0; i < choices.size() && !is_spent(); ++i) {
-      const Choice choice = choices[i];
+    std::optional<std::uint32_t> made;  // the parameter that is not as it was
+    Moved left;
+    for (Choice const& choice : lacking()) {
+      if (is_spent()) break;
+      if (made && *made != choice.first) {
+        take_off(*made);
+        made.reset();
+      }
       set_.push_back(choice);
       if (is_new()) {
         ++advice_.trials;
-        path_.push_back(make({change_of(choice)}));
+        Moved moved = make({change_of(choice)});
+        if (made) add(left, moved);
+        made = choice.first;
+        path_.push_back(std::move(moved));
         if (set_.size() < size_)
           extend();
         else if (meets_all())
           consider();
+        left = std::move(path_.back());
         path_.pop_back();
-        take_off(choice.first);
       }
       set_.pop_back();
     }
+    if (made) take_off(*made);
+  }
+
+  static void add(Moved const& more, Moved& all) {
+    constexpr std::size_t kMany = 2000;
+    const auto add_to = [](std::vector<std::uint32_t>& numbers, std::vector<std::uint32_t> const& others) {
+      numbers.insert(numbers.end(), others.begin(), others.end());
+      if (numbers.size() < kMany) return;
+      std::sort(numbers.begin(), numbers.end());
+      numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    };
+    add_to(all.parameters, more.parameters);
+    add_to(all.steps, more.steps);
   }
 
   // Of sets that change the same parameters the first by its values is kept.
