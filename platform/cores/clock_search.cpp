@@ -46,7 +46,7 @@ class Bits {
   friend Bits operator&(Bits const& a, Bits const& b) {
     return combined(a, b, [](std::uint64_t x, std::uint64_t y) { return x & y; });
   }
-  friend auto operator<=>(Bits const& a, Bits const& b) = default;
+  friend bool operator==(Bits const& a, Bits const& b) = default;
 
  private:
   template <class Operation>
