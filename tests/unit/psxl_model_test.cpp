@@ -91,6 +91,15 @@ TEST_F(Psxl, InitMakesOneOfItsOwnIfTheManagerHasNone) {
   }
 }
 
+TEST_F(Psxl, InitSaysSomethingEvenIfTheManagerDoesNot) {
+  answers.is_silent = true;
+  ParamMap params, its_context = context_of("hic", "u1");
+  StrVec errors;
+  EXPECT_FALSE(model->init_params(params, outputs, its_context, errors, 1));
+  EXPECT_EQ(errors, Texts{"instance could not be created"});
+  EXPECT_EQ(calls(), Texts{"u1.setParam {} 10"});
+}
+
 TEST_F(Psxl, InitNamesTheSubCoreOfABroadcastingWizard) {
   const auto named = [this](std::string const& core, std::string const& instance) {
     recording_core::reset();
@@ -288,6 +297,13 @@ TEST_F(Psxl, AChangeGoesToTheEngineAndTellsWhatMoved) {
   EXPECT_EQ(calls(), Texts{"u1.guiSetParam {A=0}"});
   EXPECT_EQ(updates, (std::vector<Texts>{{"B", "C"}}));
   EXPECT_TRUE(model->getParametersWithErrors().empty());
+}
+
+TEST_F(Psxl, AHundredThousandParametersMayMove) {
+  init();
+  for (int number = 0; number < 100'000; ++number) answers.modified.push_back("P" + std::to_string(number));
+  model->guiSetParam("A", "1");
+  EXPECT_EQ(updates.at(0).size(), 100'000U);
 }
 
 TEST_F(Psxl, SeveralChangesKeepTheErrorsOfBefore) {

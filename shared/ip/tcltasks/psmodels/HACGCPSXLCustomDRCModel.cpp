@@ -6,12 +6,12 @@
 #include "kdi/common/HUTGuiEvent.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/ippcw/HICHipInstInterface.h"
+#include "tcltasks/frame/hard_ip.h"
 #include "tcltasks/psmodels/modified_params.h"
 #include "tcltasks/psmodels/raw_result.h"
 #include "tcltasks/psmodels/wizard.h"
 
 using hardip_eng::HardIPInterface;
-using hardip_eng::HardIPManager;
 using kdi::text::same_but_case;
 using psmodels::entry_of;
 using psmodels::kUsualLevel;
@@ -35,8 +35,9 @@ void tell(int level, char const* format, Arguments... arguments) {
 int as_int(std::size_t size) { return static_cast<int>(size); }
 
 void add_new(StrVec const& names, StrVec& all) {
+  std::set<std::string> known(all.begin(), all.end());
   for (std::string const& name : names)
-    if (std::ranges::find(all, name) == all.end()) all.push_back(name);
+    if (known.insert(name).second) all.push_back(name);
 }
 
 // "<prefix>0" to "<prefix><last>".
@@ -55,7 +56,7 @@ bool HACGCPSXLCustomDRCModel::has_instance() const { return has_instance(kNoInst
 // ------------------------------------------------------------------------------------------- the controller's side
 
 bool HACGCPSXLCustomDRCModel::init_params(ParamMap& params, OutMap& outParams, ParamMap& context, StrVec& errors, int) {
-  HardIPInterface* const instance = HardIPManager::getInstance(context)->getOrCreateInstance(context, errors);
+  HardIPInterface* const instance = frame::made_core(context, errors);
   coreName = entry_of(context, "ps_core_name");
   const std::string name = entry_of(context, "instance_name");
   if (param_exists_and_is_true("ps.enableSysmonBroadcast") && coreName == "pmcps")
