@@ -30,7 +30,14 @@
 #include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define LOOKS_FOR_LEAKS
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define LOOKS_FOR_LEAKS
+#endif
+#ifdef LOOKS_FOR_LEAKS
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -105,7 +112,7 @@ std::string in_a_process(std::function<std::string()> const& body) {
     ::alarm(60);
     ::close(ends[0]);
     std::string wrong = body();
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef LOOKS_FOR_LEAKS
     if (wrong.empty() && __lsan_do_recoverable_leak_check() != 0) wrong = "memory is lost";
 #endif
     if (::write(ends[1], wrong.data(), wrong.size()) < 0) ::_exit(2);
