@@ -142,7 +142,7 @@ TEST_P(FirstReads, GoWellTheSecondTime) {
   const std::size_t count = std::stoul(told);
   const std::string calm = told.substr(told.find(' ') + 1);
   ASSERT_GT(count, 0U);
-  for (const std::size_t nth : requests(count, 24)) {
+  for (const std::size_t nth : requests(count, 8)) {
     const std::string wrong = in_a_process([&]() -> std::string {
       std::optional<std::string> first;
       failing_memory::fail(nth);

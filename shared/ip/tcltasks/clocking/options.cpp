@@ -1,5 +1,6 @@
 #include "tcltasks/clocking/options.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 
@@ -12,15 +13,17 @@ bool read_options(std::string const& schema, int objc, Tcl_Obj* const objv[], st
   for (int i = 1; i < objc; ++i) words.emplace_back(Tcl_GetString(objv[i]));
   std::map<std::string, void*> values;
   if (!HIPClockingUtils::parseArgs(schema, words, values)) return false;
-  for (Option const& option : options) {
-    const auto found = values.find(option.name);
-    if (found == values.end()) continue;
+  // Nothing here asks for memory, so no value is left behind.
+  for (auto const& [name, value] : values) {
+    const auto option =
+        std::find_if(options.begin(), options.end(), [&known = name](Option const& one) { return known == one.name; });
+    if (option == options.end()) continue;
     std::visit(
-        [&]<class Value>(Value* local) {
-          const std::unique_ptr<Value> value(static_cast<Value*>(found->second));
-          *local = std::move(*value);
+        [&, given = value]<class Value>(Value* local) {
+          const std::unique_ptr<Value> owned(static_cast<Value*>(given));
+          *local = std::move(*owned);
         },
-        option.value);
+        option->value);
   }
   return true;
 }
