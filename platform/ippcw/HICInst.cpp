@@ -6,9 +6,9 @@
 
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/cores/Store.h"
 #include "kdi/device/Device.h"
 #include "platform/ippcw/HICHipInst.h"
-#include "platform/ippcw/core_store.h"
 
 using hardip_eng::Configured;
 using hardip_eng::ConfiguredCore;
@@ -38,12 +38,12 @@ void tell(std::string const& text) {
 Configured core_without_context(std::string const& instance_name) {
   const std::string name = core_in(instance_name);
   try {
-    const StrVec versions = hardip_eng::core_versions(name);
+    const StrVec versions = kdi::cores::core_versions(name);
     if (!versions.empty())
-      return std::make_shared<ConfiguredCore>(hardip_eng::core_description(name, versions.back()), nullptr,
+      return std::make_shared<ConfiguredCore>(kdi::cores::core_description(name, versions.back()), nullptr,
                                               instance_name);
     tell("no core " + kdi::text::quoted(kdi::text::shortened(name)) + "; there are " +
-         kdi::text::joined(hardip_eng::core_names(), ", "));
+         kdi::text::joined(kdi::cores::core_names(), ", "));
   } catch (std::bad_alloc const&) {
     throw;
   } catch (std::exception const& error) {

@@ -7,8 +7,8 @@
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/cores/Store.h"
 #include "kdi/device/Device.h"
-#include "platform/ippcw/core_store.h"
 #include "platform/ippcw/device_facts.h"
 
 namespace hardip_eng {
@@ -76,7 +76,7 @@ ConfiguredCore::ConfiguredCore(std::shared_ptr<Core const> core, kdi::device::Pa
       instance_name_(std::move(instance_name)),
       facts_(part == nullptr ? kdi::cores::Facts() : facts_of(*part)),
       configuration_(core_, facts_, [](std::string const& name, std::string const& version) {
-        return core_description(name, version);
+        return kdi::cores::core_description(name, version);
       }) {}
 
 // What names parameters, with its place; the rest is told. SKIP is what a disabled parameter shows, not a value.

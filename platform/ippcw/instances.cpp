@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "kdi/common/KdiText.h"
+#include "kdi/cores/Store.h"
 #include "kdi/device/parts.h"
 #include "kdi/ippcw/HardIPInstance.h"
 #include "kdi/ippcw/cips_top.h"
 #include "platform/ippcw/HICHipInst.h"
-#include "platform/ippcw/core_store.h"
 #include "platform/ippcw/layers.h"
 
 namespace hardip_eng {
@@ -97,9 +97,9 @@ std::shared_ptr<HardIPInterface> make_instance(ParamMap const& context, StrVec& 
   };
   const std::string name = context_value(context, "ps_core_name");
   if (name.empty()) return refuse("the context has no ps_core_name");
-  const StrVec described = core_versions(name);
+  const StrVec described = kdi::cores::core_versions(name);
   if (described.empty())
-    return refuse("no core " + shown(name) + "; there are " + kdi::text::joined(core_names(), ", "));
+    return refuse("no core " + shown(name) + "; there are " + kdi::text::joined(kdi::cores::core_names(), ", "));
   const std::string part_name = context_value(context, "part");
   if (part_name.empty()) return refuse("the context has no part");
   kdi::device::Part const* const part = kdi::device::find_part(part_name);
@@ -111,7 +111,7 @@ std::shared_ptr<HardIPInterface> make_instance(ParamMap const& context, StrVec& 
   if (std::find(versions.begin(), versions.end(), version) == versions.end())
     return refuse("no version " + shown(version) + " of " + name + " on the part " + part_name + "; there are " +
                   kdi::text::joined(versions, ", "));
-  auto core = core_description(name, version);
+  auto core = kdi::cores::core_description(name, version);
   if (core == nullptr) return refuse("the description of " + name + " " + version + " is gone");
   const Interface interface = core->interface();
   return instance_of(interface,

@@ -1,4 +1,4 @@
-#include "platform/ippcw/core_store.h"
+#include "kdi/cores/Store.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -11,7 +11,7 @@
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
 
-namespace hardip_eng {
+namespace kdi::cores {
 namespace {
 
 namespace fs = std::filesystem;
@@ -42,7 +42,7 @@ std::vector<std::pair<std::size_t, std::string_view>> in_pieces(std::string cons
 
 struct Store {
   std::mutex mutex;
-  std::map<std::string, std::shared_ptr<kdi::cores::Core const>> cores;  // by path
+  std::map<std::string, std::shared_ptr<Core const>> cores;  // by path
 };
 
 Store& store() {
@@ -50,7 +50,7 @@ Store& store() {
   return store;
 }
 
-std::shared_ptr<kdi::cores::Core const> known_core(std::string const& path) {
+std::shared_ptr<Core const> known_core(std::string const& path) {
   const std::lock_guard lock(store().mutex);
   const auto known = store().cores.find(path);
   return known == store().cores.end() ? nullptr : known->second;
@@ -78,13 +78,13 @@ std::vector<std::string> core_versions(std::string const& name) {
   return versions;
 }
 
-std::shared_ptr<kdi::cores::Core const> core_description(std::string const& name, std::string const& version) {
+std::shared_ptr<Core const> core_description(std::string const& name, std::string const& version) {
   if (!is_name(name) || !is_name(version) || name == kParts) return nullptr;
   for (std::string const& directory : kdi::data_directories("cores")) {
     const std::string path = path_below(directory, name, version);
     if (!kdi::is_file(path)) continue;
     if (auto known = known_core(path)) return known;
-    auto read = kdi::cores::Core::read(directory, name, version);
+    auto read = Core::read(directory, name, version);
     // Where two threads read it at once, the first to end counts.
     const std::lock_guard lock(store().mutex);
     return store().cores.emplace(path, std::move(read)).first->second;
@@ -92,4 +92,4 @@ std::shared_ptr<kdi::cores::Core const> core_description(std::string const& name
   return nullptr;
 }
 
-}  // namespace hardip_eng
+}  // namespace kdi::cores

@@ -5,18 +5,19 @@
 #include <string>
 #include <vector>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/cores/Core.h"
 
-namespace hardip_eng {
+namespace kdi::cores {
 
 /// Names of the cores that have a description, ascending.
-std::vector<std::string> core_names();
+KDI_DOOR std::vector<std::string> core_names();
 /// Versions of a core that have one, oldest first; none for an unknown core.
-std::vector<std::string> core_versions(std::string const& name);
+KDI_DOOR std::vector<std::string> core_versions(std::string const& name);
 
 /// The description, read when it is first asked for and kept for the life of the process. Null if there is none. Throws
 /// kdi::FileError, kdi::JsonError; what has a fault is read again when it is asked for again. Safe for use from several
 /// threads.
-std::shared_ptr<kdi::cores::Core const> core_description(std::string const& name, std::string const& version);
+KDI_DOOR std::shared_ptr<Core const> core_description(std::string const& name, std::string const& version);
 
-}  // namespace hardip_eng
+}  // namespace kdi::cores
