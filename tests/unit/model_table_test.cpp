@@ -101,15 +101,17 @@ TEST(ModelTable, AsksForTheParameterWhileTheLibraryIsLoaded) {
 
 class Factories : public ModelTest {};
 
+char const* class_of(HACGCCustomDRCModel const& model) { return typeid(model).name(); }
+
 TEST_F(Factories, MakeModelsOfTheirClassesAndDeletersEndThem) {
   const Made<HACGCPSPMCCustomDRCModel> pspmc(pspmcRulesObjInit, pspmcRulesObjDelete);
   const Made<HACGCPSXLCustomDRCModel> psxl(psxlRulesObjInit, psxlRulesObjDelete);
   const Made<HACGCPSXLCustomDRCModel> wizard(psxlWizardRulesObjInit, psxlWizardRulesObjDelete);
   const Made<HACGCPCWCustomDRCModel> pcw(pcwRulesObjInit, pcwRulesObjDelete);
-  EXPECT_STREQ(typeid(pspmc.base()).name(), "24HACGCPSPMCCustomDRCModel");
-  EXPECT_STREQ(typeid(psxl.base()).name(), "23HACGCPSXLCustomDRCModel");
-  EXPECT_STREQ(typeid(wizard.base()).name(), typeid(psxl.base()).name());
-  EXPECT_STREQ(typeid(pcw.base()).name(), "22HACGCPCWCustomDRCModel");
+  EXPECT_STREQ(class_of(pspmc.base()), "24HACGCPSPMCCustomDRCModel");
+  EXPECT_STREQ(class_of(psxl.base()), "23HACGCPSXLCustomDRCModel");
+  EXPECT_STREQ(class_of(wizard.base()), class_of(psxl.base()));
+  EXPECT_STREQ(class_of(pcw.base()), "22HACGCPCWCustomDRCModel");
   for (HACGCCustomDRCModel* const model : {&pspmc.base(), &psxl.base(), &pcw.base()}) {
     EXPECT_TRUE(model->eventsEnabled);
     EXPECT_TRUE(model->displayNames.empty() && model->choiceMappings.empty() && model->descriptions.empty());
