@@ -53,6 +53,16 @@ constexpr char const* kRead =
     "PS_USE_PMCPL_CLK0 PS_USE_PMCPL_CLK1 PS_USE_PMCPL_CLK2 PS_USE_PMCPL_CLK3 "
     "PMC_SMAP_PERIPHERAL_IO CPM_PCIE0_PL_INTERFACE_ENABLE CPM_PCIE1_PL_INTERFACE_ENABLE "
     "CPM_REQ_AGENTS_0_ENABLE CPM_REQ_AGENTS_1_ENABLE";
+constexpr char const* kReadOfLarger =
+    "SEM_CONFIG_MEM_SCAN PMCX_CDO_LOAD_STAGE FPD_CDO_LOAD_STAGE LPD_CDO_LOAD_STAGE "
+    "PSX_LPD_PL_INTERFACE_ENABLE PSX_FPD_PL_INTERFACE_ENABLE PMCX_PMCX_PL_INTERFACE_ENABLE "
+    "PSX_NUM_FABRIC_RESETS PSX_USE_PMCPL_CLK0 PSX_USE_PMCPL_CLK1 PSX_USE_PMCPL_CLK2 "
+    "PSX_USE_PMCPL_CLK3 PMCX_SMAP_PERIPHERAL_IO PSX_HSDP_MODE PSX_HSDP_INGRESS_TRAFFIC "
+    "PSX_HSDP_EGRESS_TRAFFIC PSX_HSDP_AURORA_LINE_RATE PSX_HSDP_REFCLK_FREQMHZ PSX_HSDP0_REFCLK "
+    "PSX_HSDP1_REFCLK PSX_CRL_CPM_TOPSW_REF_CTRL_SRCSEL PSX_CRL_CPM_TOPSW_REF_CTRL_FREQMHZ "
+    "PSX_CRL_CPM_TOPSW_REF_CTRL_DIVISOR0 PSX_CRL_CPM_TOPSW_REF_CTRL_ACT_FREQMHZ PSX_PCIE_RESET "
+    "PMCX_CRP_NPI_REF_CTRL_FREQMHZ PMCX_PRESET_MIO_0 PMCX_PRESET_MIO_51 PSX_PRESET_MIO_0 "
+    "PSX_PRESET_MIO_25";
 // What the models spell themselves of the system monitor.
 constexpr char const* kMonitor =
     "SMON_OT SMON_PMBUS_ADDRESS SMON_PMBUS_UNRESTRICTED SMON_ENABLE_TEMP_AVERAGING "
@@ -63,16 +73,29 @@ constexpr char const* kMonitor =
     "SMON_INT_MEASUREMENT_ALARM_ENABLE SMON_INT_MEASUREMENT_AVG_ENABLE "
     "DEVICE_INTEGRITY_MODE";
 
+// Every key of the class, so many, and what others spell themselves.
+void expect_names(Core const& core, std::string_view type, std::size_t count, char const* others) {
+  const std::set<std::string> keys = keys_of(type);
+  EXPECT_EQ(keys.size(), count);
+  for (std::string const& key : keys) EXPECT_TRUE(core.find(key)) << key;
+  for (char const* const names : {others, kMonitor})
+    for (std::string_view name : kdi::text::words(names, " ")) EXPECT_TRUE(core.find(name)) << name;
+}
+
 class PlatformControllers : public ::testing::TestWithParam<Version> {};
 
 TEST_P(PlatformControllers, HaveAllNames) {
-  const auto core = core_of(GetParam().core, GetParam().version);
-  const std::set<std::string> keys = keys_of("PSPMCParameters");
-  EXPECT_EQ(keys.size(), 421U);
-  for (std::string const& key : keys) EXPECT_TRUE(core->find(key)) << key;
-  for (char const* const names : {kRead, kMonitor})
-    for (std::string_view name : kdi::text::words(names, " ")) EXPECT_TRUE(core->find(name)) << name;
+  expect_names(*core_of(GetParam().core, GetParam().version), "PSPMCParameters", 421, kRead);
 }
+
+class LargerSystems : public ::testing::TestWithParam<Version> {};
+
+TEST_P(LargerSystems, HaveAllNames) {
+  expect_names(*core_of(GetParam().core, GetParam().version), "PSXLParameters", 593, kReadOfLarger);
+}
+
+constexpr Version kLargerSystems[] = {{"psxl", "1.0"}};
+INSTANTIATE_TEST_SUITE_P(Cores, LargerSystems, ::testing::ValuesIn(kLargerSystems));
 
 constexpr Version kPlatformControllers[] = {
     {"pspmc", "1.0"},  {"pspmc", "1.1"},       {"pspmc", "1.2"},       {"pspmc", "1.3"},       {"pspmc", "1.4"},
@@ -98,6 +121,7 @@ TEST_P(Family, BeginsWithoutMessages) {
 constexpr Version kEarlier[] = {
     {"ps_pmc", "1.0"}, {"tavrel_cips", "1.0"}, {"tavrel_cips", "2.0"}, {"tavrel_cips", "2.1"}};
 INSTANTIATE_TEST_SUITE_P(Cores, Family, ::testing::ValuesIn(kPlatformControllers));
+INSTANTIATE_TEST_SUITE_P(LargerCores, Family, ::testing::ValuesIn(kLargerSystems));
 INSTANTIATE_TEST_SUITE_P(EarlierCores, Family, ::testing::ValuesIn(kEarlier));
 
 constexpr Version kBlocks[] = {{"xram", "1.0"}, {"cpm", "1.0"},         {"cpm4", "1.0"}, {"cpm4_tavrel", "1.0"},
@@ -230,7 +254,7 @@ TEST(CoreMessages, AreManyAndAllInATable) {
       }
     }
   }
-  EXPECT_GE(counts["pspmc_messages"], 100U);
+  for (char const* const table : {"pspmc_messages", "psxl_messages"}) EXPECT_GE(counts[table], 100U) << table;
 }
 
 // ------------------------------------------------------------------------------------------------------ consequences
@@ -415,7 +439,7 @@ TEST_P(Newest, HaveConsequencesOrAreListed) {
   EXPECT_LE(silent.information.size() * 20, core->parameters().size());
 }
 
-constexpr Version kNewest[] = {{"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}};
+constexpr Version kNewest[] = {{"psxl", "1.0"}, {"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}};
 std::string name_of(::testing::TestParamInfo<Version> const& one) {
   return one.param.core + ("_" + std::to_string(one.index));
 }

@@ -69,6 +69,21 @@ class HardIp : public testing::Test {
   std::vector<ParamMap> made_;
 };
 
+// With no message, whatever clocks the device has.
+TEST_F(HardIp, TheLargerSystemStandsAtEverySpeedGrade) {
+  for (char const* const part : {"brvn3716-die-2LHP-e-S-es1", "brvn3716-die-1LHP-e-S-es1"}) {
+    HardIPInterface* const system = get(on(part, "psxl", "1.0"));
+    ASSERT_NE(system, nullptr) << errors_.at(0);
+    RawResult ranges;
+    ParamMap messages;
+    system->getRanges({{"PSX_UART0_PERIPHERAL_ENABLE", "1"}, {"PSX_UART0_PERIPHERAL_IO", "PSX_MIO 0 .. 1"}}, ranges,
+                      messages, 10);
+    EXPECT_EQ(messages, ParamMap{}) << part;
+    EXPECT_EQ(ranges.at("PSX_CRL_UART0_REF_CTRL_ACT_FREQMHZ")[0], StrVec{"100"}) << part;
+    manager_.deleteInstance(on(part, "psxl", "1.0"), errors_);
+  }
+}
+
 TEST_F(HardIp, TheReferenceMemoryStandsBehindTheDoors) {
   HardIPInterface* const xram = get(on(kXramPart, "xram", "1.0"));
   ASSERT_NE(xram, nullptr) << errors_.at(0);
