@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/ippcw/HICHipInstInterface.h"
 #include "kdi/ippcw/HICInst.h"
@@ -171,7 +172,9 @@ TEST_F(HardIp, OperationsAreOfferedByKind) {
 
 TEST_F(HardIp, RefusalsSayWhatThereIs) {
   EXPECT_EQ(refusal({{"instance_name", "x"}}), "the context has no ps_core_name");
-  EXPECT_TRUE(refusal(context("no/core")).starts_with("no core \"no/core\"; there are made_block, made_cips, "));
+  const std::string cores = refusal(context("no/core"));
+  EXPECT_TRUE(cores.starts_with("no core \"no/core\"; there are ")) << cores;
+  EXPECT_NE(cores.find(" made_block, made_cips, "), std::string::npos) << cores;
   EXPECT_TRUE(refusal(context("..")).starts_with("no core \"..\"; there are "));
   EXPECT_TRUE(refusal(context("parts")).starts_with("no core \"parts\"; there are "));
   EXPECT_EQ(refusal(on("", "made_block")), "the context has no part");
@@ -332,6 +335,39 @@ TEST_F(HardIp, ShippedCoresAreAskedAsTheirModelsAsk) {
     EXPECT_GT(result.size(), 100u) << core;
   }
   EXPECT_FALSE(get(on(kPspmcPart, "xram", "1.0"))->implements(HardIPOp::setSysmonDataFile));
+}
+
+TEST_F(HardIp, ShippedBlocksFollowTheirParts) {
+  using Asked = std::pair<char const*, char const*>;
+  for (auto const& [device, cores] :
+       {Asked("brvn1102-a625", "cpm cpm4 cpm4_tavrel xram ai_engine"),
+        Asked("brvn1404-a625", "cpm5 cpm5_tavrel ai_engine"), Asked("brvn3716-die", "cpm5n ai_engine"),
+        Asked("brvn5130-b1936", "cpm5n ai_engine")})
+    for (char const* const grade : {"-1LHP-e-S", "-2LHP-e-S"})
+      for (std::string_view core : kdi::text::words(cores, " ")) {
+        HardIPInterface* const block = get(on(std::string(device) + grade, std::string(core)));
+        RawResult result;
+        ParamMap messages;
+        block->getRanges({}, result, messages, 10);
+        EXPECT_EQ(messages, ParamMap()) << device << grade << " " << core;
+      }
+  const auto range = [&](char const* part, char const* core, char const* parameter) {
+    RawResult result;
+    get(on(part, core))->getOutputParams(result);
+    return result.at(parameter).at(1);
+  };
+  EXPECT_EQ(range("brvn1102-a625-1LHP-e-S", "ai_engine", "AIE_COLUMNS"), (StrVec{"1", "38"}));
+  EXPECT_EQ(range("brvn1404-a625-1LHP-e-S", "ai_engine", "AIE_COLUMNS"), (StrVec{"1", "24"}));
+  EXPECT_EQ(range("brvn1404-a625-1LHP-e-S", "ai_engine", "AIE_CORE_REF_CTRL_FREQMHZ"), (StrVec{"1", "1000"}));
+  EXPECT_EQ(range("brvn1404-a625-2LHP-e-S", "ai_engine", "AIE_CORE_REF_CTRL_FREQMHZ"), (StrVec{"1", "1250"}));
+  // Two quads of the package have pins.
+  HardIPInterface* const cpm5 = get(on("brvn1404-a625-2LHP-e-S", "cpm5"));
+  RawResult result;
+  ParamMap messages;
+  cpm5->getRanges({{"CPM_PCIE0_MODES", "DMA"}, {"CPM_PCIE0_LANES", "X16"}, {"CPM_USE_PCIE_AXI_NOC0", "1"}}, result,
+                  messages, 10);
+  EXPECT_EQ(messages,
+            (ParamMap{{"CPM_PCIE_LANES", "The PCIe controllers have 16 lanes; the quads of the block have 8"}}));
 }
 
 constexpr char kMonitored[] = R"~("interface": "psxl", "measurements": {"each": {"m": "{0..1}"},
