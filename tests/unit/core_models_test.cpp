@@ -94,6 +94,15 @@ TEST_P(LargerSystems, HaveAllNames) {
   expect_names(*core_of(GetParam().core, GetParam().version), "PSXLParameters", 593, kReadOfLarger);
 }
 
+class CardSystems : public ::testing::TestWithParam<Version> {};
+
+TEST_P(CardSystems, HaveAllNames) {
+  expect_names(*core_of(GetParam().core, GetParam().version), "PSParameters", 565, kRead);
+}
+
+constexpr Version kCardSystems[] = {{"pmcps", "1.0"}, {"ps11", "1.0"}};
+INSTANTIATE_TEST_SUITE_P(Cores, CardSystems, ::testing::ValuesIn(kCardSystems));
+
 constexpr Version kLargerSystems[] = {{"psxl", "1.0"}};
 INSTANTIATE_TEST_SUITE_P(Cores, LargerSystems, ::testing::ValuesIn(kLargerSystems));
 
@@ -122,6 +131,7 @@ constexpr Version kEarlier[] = {
     {"ps_pmc", "1.0"}, {"tavrel_cips", "1.0"}, {"tavrel_cips", "2.0"}, {"tavrel_cips", "2.1"}};
 INSTANTIATE_TEST_SUITE_P(Cores, Family, ::testing::ValuesIn(kPlatformControllers));
 INSTANTIATE_TEST_SUITE_P(LargerCores, Family, ::testing::ValuesIn(kLargerSystems));
+INSTANTIATE_TEST_SUITE_P(CardCores, Family, ::testing::ValuesIn(kCardSystems));
 INSTANTIATE_TEST_SUITE_P(EarlierCores, Family, ::testing::ValuesIn(kEarlier));
 
 constexpr Version kBlocks[] = {{"xram", "1.0"}, {"cpm", "1.0"},         {"cpm4", "1.0"},  {"cpm4_tavrel", "1.0"},
@@ -439,7 +449,7 @@ TEST_P(Newest, HaveConsequencesOrAreListed) {
   EXPECT_LE(silent.information.size() * 20, core->parameters().size());
 }
 
-constexpr Version kNewest[] = {{"psxl", "1.0"}, {"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}};
+constexpr Version kNewest[] = {{"psxl", "1.0"}, {"ps11", "1.0"}, {"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}};
 std::string name_of(::testing::TestParamInfo<Version> const& one) {
   return one.param.core + ("_" + std::to_string(one.index));
 }

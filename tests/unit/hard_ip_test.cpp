@@ -71,18 +71,21 @@ class HardIp : public testing::Test {
 };
 
 // With no message, whatever clocks the device has.
-TEST_F(HardIp, TheLargerSystemStandsAtEverySpeedGrade) {
-  for (char const* const part : {"brvn3716-die-2LHP-e-S-es1", "brvn3716-die-1LHP-e-S-es1"}) {
-    HardIPInterface* const system = get(on(part, "psxl", "1.0"));
-    ASSERT_NE(system, nullptr) << errors_.at(0);
-    RawResult ranges;
-    ParamMap messages;
-    system->getRanges({{"PSX_UART0_PERIPHERAL_ENABLE", "1"}, {"PSX_UART0_PERIPHERAL_IO", "PSX_MIO 0 .. 1"}}, ranges,
-                      messages, 10);
-    EXPECT_EQ(messages, ParamMap{}) << part;
-    EXPECT_EQ(ranges.at("PSX_CRL_UART0_REF_CTRL_ACT_FREQMHZ")[0], StrVec{"100"}) << part;
-    manager_.deleteInstance(on(part, "psxl", "1.0"), errors_);
-  }
+TEST_F(HardIp, LargerSystemsStandAtEverySpeedGrade) {
+  for (char const* const part : {"brvn3716-die-2LHP-e-S-es1", "brvn3716-die-1LHP-e-S-es1"})
+    for (auto const& [core, block] : {std::pair("psxl", "PSX"), {"pmcps", "PS"}, {"ps11", "PS"}}) {
+      SCOPED_TRACE(std::string(part) + " " + core);
+      HardIPInterface* const system = get(on(part, core, "1.0"));
+      ASSERT_NE(system, nullptr) << errors_.at(0);
+      RawResult ranges;
+      ParamMap messages;
+      const std::string uart = block + std::string("_UART0_PERIPHERAL_");
+      system->getRanges({{uart + "ENABLE", "1"}, {uart + "IO", block + std::string("_MIO 0 .. 1")}}, ranges, messages,
+                        10);
+      EXPECT_EQ(messages, ParamMap{});
+      EXPECT_EQ(ranges.at(block + std::string("_CRL_UART0_REF_CTRL_ACT_FREQMHZ"))[0], StrVec{"100"});
+      manager_.deleteInstance(on(part, core, "1.0"), errors_);
+    }
 }
 
 TEST_F(HardIp, TheReferenceMemoryStandsBehindTheDoors) {
