@@ -280,6 +280,7 @@ class PadRun {
 PadAdvice advice(PadSection const& section, PadFindings const& findings, PadPlan const& plan) {
   PadAdvice advice;
   advice.moved = plan.moved;
+  advice.doubt = text_of(plan);
   for (std::size_t s = 0; s < findings.seats.size(); ++s)
     if (plan.groups[s] && *plan.groups[s] != findings.seats[s].present)
       advice.moves.emplace_back(*findings.parameters[s], findings.seats[s].groups[*plan.groups[s]].text);

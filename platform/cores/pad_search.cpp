@@ -1,7 +1,8 @@
 // The seats of functions on pads. Each peripheral is one decision among its options; options exclude one another by the
 // pads that they share. Branch and bound: pads have prices; every peripheral takes the option that is cheapest at the
 // prices of its pads; what that costs in all, less the prices, is a bound below all plans. Prices are raised where an
-// option is wanted twice, and so on. Peripherals that have no pads in common are decided apart.
+// option is wanted twice, and then set by linear programming to those of the highest bound; that bound is computed
+// again in whole numbers. Peripherals that have no pads in common are decided apart.
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -10,8 +11,10 @@
 #include <map>
 #include <numeric>
 #include <set>
+#include <utility>
 
 #include "kdi/cores/Pads.h"
+#include "platform/cores/pad_prices.h"
 
 namespace kdi::cores {
 namespace {
@@ -142,26 +145,82 @@ struct Aim {
 
 using Chosen = std::vector<std::size_t>;  // by peripheral: an option
 
+// How many decisions a call may try, so that it ends.
+class Effort {
+ public:
+  explicit Effort(int steps) : steps_(steps), left_(steps) {}
+
+  /// One more; false if there is none left.
+  bool spend() {
+    is_spent_ = left_ <= 0;
+    if (!is_spent_) --left_;
+    return !is_spent_;
+  }
+  /// Whether one was asked for in vain.
+  bool is_spent() const { return is_spent_; }
+  int steps() const { return steps_; }
+
+ private:
+  int steps_, left_;
+  bool is_spent_ = false;
+};
+
 // The least cost of peripherals with these options, one of each, none of which share a pad.
 class Seating {
  public:
-  Seating(std::vector<std::vector<Option const*>> options, Aim aim) : options_(std::move(options)), aim_(aim) {
-    for (std::size_t p = 0; p < options_.size(); ++p) {
-      allowed_.emplace_back(options_[p].size());
-      std::iota(allowed_.back().begin(), allowed_.back().end(), std::size_t{0});
+  Seating(std::vector<std::vector<Option const*>> options, Aim aim, Effort& effort)
+      : options_(std::move(options)), aim_(aim), effort_(effort) {
+    std::size_t number = 0;
+    for (std::vector<Option const*> const& list : options_) {
+      root_.allowed.emplace_back(list.size());
+      std::iota(root_.allowed.back().begin(), root_.allowed.back().end(), std::size_t{0});
+      first_number_.push_back(number);
+      number += list.size();
     }
+    is_there_.assign(number, 1);
   }
 
-  /// A plan of a cost below `bound`, of the least; nothing if there is none.
-  std::optional<Chosen> least(int bound) { return sought(bound, false); }
-  /// Any plan of a cost below `bound` that has these options first.
-  std::optional<Chosen> any(int bound, Chosen const& first) {
-    const std::vector<std::vector<std::size_t>> all = allowed_;
-    for (std::size_t p = 0; p < first.size(); ++p) allowed_[p] = {first[p]};
-    auto found = sought(bound, true);
-    allowed_ = all;
+  /// A plan that is known already.
+  void know(Chosen const& chosen) {
+    best_ = chosen;
+    best_cost_ = cost(chosen);
+  }
+
+  /// A plan of the least cost; nothing if there is none. Of a spent effort: the best so far.
+  std::optional<Chosen> least() {
+    if (!best_) best_cost_ = static_cast<int>(options_.size()) + 1;
+    is_root_ = true;
+    descend(root_, kRootSteps);
+    is_root_ = false;
+    bound_ = effort_.is_spent() ? std::min(bound_, best_cost_) : best_cost_;
+    return best_;
+  }
+
+  /// After least(): of the plans with that cost the first. Of a spent effort: one that was found.
+  Chosen first() {
+    Chosen found = *best_;
+    if (effort_.is_spent()) return found;
+    any_ = true;
+    best_cost_ = bound_ + 1;
+    for (std::size_t p = 0; p < options_.size() && !effort_.is_spent(); ++p) {
+      tighten_root();
+      while (root_.allowed[p].front() < found[p]) {
+        Node node = root_;
+        node.allowed[p] = {root_.allowed[p].front()};
+        best_.reset();
+        descend(std::move(node), kSteps);
+        best_cost_ = bound_ + 1;
+        if (best_) found = *best_;
+        if (best_ || effort_.is_spent()) break;
+        root_.allowed[p].erase(root_.allowed[p].begin());
+      }
+      root_.allowed[p] = {found[p]};
+    }
     return found;
   }
+
+  /// No plan costs less.
+  int bound() const { return std::max(0, bound_); }
 
   int cost(Chosen const& chosen) const {
     int total = 0;
@@ -171,13 +230,17 @@ class Seating {
 
  private:
   static constexpr int kScale = 1 << 12;  // prices are fractions of a cost
+  static constexpr int kMostPrice = static_cast<int>(PadPrices::kMost) * kScale;
   static constexpr int kRootSteps = 150;
-  static constexpr int kSteps = 20;
+  static constexpr int kSteps = 0;
+  static constexpr int kSimplexSteps = 5000;
 
   struct Node {
     std::vector<std::vector<std::size_t>> allowed;
     std::array<int, kMostPads> prices{};
     int budget_price = 0;
+    std::optional<PadPrices> program{};
+    std::vector<char> in_program{};  // by option
   };
 
   int cost(std::size_t p, std::size_t option) const {
@@ -187,21 +250,22 @@ class Seating {
     return options_[p][option]->kind == Option::Kind::give_up;
   }
 
-  std::optional<Chosen> sought(int bound, bool any) {
-    best_cost_ = bound;
-    best_.reset();
-    any_ = any;
-    Node root{allowed_, prices_, budget_price_};
-    descend(std::move(root), kRootSteps);
-    return best_;
+  // Leaves only what plans of the least cost have.
+  void tighten_root() {
+    propagate(root_);
+    solve(root_);
+    while (rule_out(root_, judge(root_))) propagate(root_);
   }
 
   void descend(Node node, int steps) {
     if (any_ && best_) return;
+    if (!is_root_ && !effort_.spend()) return;  // of each part the root is looked at: it gives a bound and a plan
     if (!narrow(node, steps)) return;
+    if (std::exchange(is_root_, false)) root_.prices = node.prices;
     const std::size_t p = branching(node);
     if (p == options_.size()) return;  // everything is decided, and was taken as a plan
-    const std::vector<std::size_t> ways = std::move(node.allowed[p]);
+    std::vector<std::size_t> ways = std::move(node.allowed[p]);
+    std::stable_sort(ways.begin(), ways.end(), [&](std::size_t a, std::size_t b) { return share(p, a) > share(p, b); });
     for (const std::size_t way : ways) {
       Node child = node;
       child.allowed[p] = {way};
@@ -209,19 +273,19 @@ class Seating {
     }
   }
 
-  // Whoever wants what most others want, and has a choice.
+  double share(std::size_t p, std::size_t option) const { return shares_[first_number_[p] + option]; }
+
+  // Whoever the solution of the program decides the least.
   std::size_t branching(Node const& node) const {
     std::size_t best = options_.size();
-    int most = -1;
+    double least = 0;
     for (std::size_t p = 0; p < options_.size(); ++p) {
       if (node.allowed[p].size() < 2) continue;
-      int clashes = 0;
-      for (const std::uint32_t pad : options_[p][wanted_[p]]->pad_list) clashes += use_[pad] - 1;
-      const int weight = clashes * 64 - static_cast<int>(std::min<std::size_t>(node.allowed[p].size(), 63));
-      if (best == options_.size() || weight > most) {
-        most = weight;
-        best = p;
-      }
+      double most = 0;
+      for (const std::size_t option : node.allowed[p]) most = std::max(most, share(p, option));
+      if (best != options_.size() && most >= least) continue;
+      least = most;
+      best = p;
     }
     return best;
   }
@@ -229,24 +293,31 @@ class Seating {
   // Rules out options that no plan below the best has; false if that leaves a peripheral without any.
   bool narrow(Node& node, int steps) {
     if (!propagate(node)) return false;
+    if (!try_prices(node, steps) || !settle(node)) return false;
+    solve(node);
+    if (!settle(node)) return false;
+    repair(node);
+    const std::int64_t bound = judge(node);
+    if (is_root_) bound_ = static_cast<int>((bound + kScale - 1) / kScale);
+    return bound <= most() && !(any_ && best_);
+  }
+
+  // Prices step by step; the best of them are left in the node.
+  bool try_prices(Node& node, int steps) {
+    if (steps == 0) return true;
     std::int64_t best_bound = std::numeric_limits<std::int64_t>::min();
-    Node best = node;
+    std::array<int, kMostPads> best_prices = node.prices;
+    int best_budget_price = node.budget_price;
     int largest = kScale / 2;
     int patience = 3;
     for (int n = 0; n <= steps; ++n) {
       const std::int64_t bound = judge(node);
       take_if_plan();
-      if (any_ && best_) return false;
       if (bound > most()) return false;
-      if (rule_out(node, bound)) {
-        if (!propagate(node)) return false;
-        judge(node);
-        take_if_plan();
-      }
       if (bound > best_bound) {
         best_bound = bound;
-        best.prices = node.prices;
-        best.budget_price = node.budget_price;
+        best_prices = node.prices;
+        best_budget_price = node.budget_price;
         patience = 3;
       } else if (--patience == 0) {
         largest = std::max(1, largest / 2);
@@ -254,19 +325,60 @@ class Seating {
       }
       if (n == steps || !step_prices(node, largest)) break;
     }
-    node.prices = best.prices;
-    node.budget_price = best.budget_price;
-    if (steps == kRootSteps && !any_) {
-      prices_ = best.prices;
-      budget_price_ = best.budget_price;
+    node.prices = best_prices;
+    node.budget_price = best_budget_price;
+    return true;
+  }
+
+  // What the prices say of the options.
+  bool settle(Node& node) {
+    while (true) {
+      const std::int64_t bound = judge(node);
+      take_if_plan();
+      if (bound > most() || (any_ && best_)) return false;
+      if (!rule_out(node, bound)) return true;
+      if (!propagate(node)) return false;
     }
-    repair(node);
-    const std::int64_t bound = judge(node);
-    if (bound > most() || (any_ && best_)) return false;
-    if (rule_out(node, bound) && !propagate(node)) return false;
-    judge(node);
-    take_if_plan();
-    return !(any_ && best_);
+  }
+
+  // The best prices.
+  void solve(Node& node) {
+    const bool is_new = !node.program;
+    if (is_new) start_program(node);
+    take_solution(node);
+    if (!node.program->is_without_plan() || judge(node) > most()) return;
+    // The prices do not prove that there is none: what was carried from program to program has lost its digits.
+    if (!is_new) {
+      start_program(node);
+      take_solution(node);
+    }
+    if (node.program->is_without_plan()) node.program.reset();
+  }
+
+  void take_solution(Node& node) {
+    is_there_.assign(is_there_.size(), 0);
+    for (std::size_t p = 0; p < options_.size(); ++p)
+      for (const std::size_t option : node.allowed[p]) is_there_[first_number_[p] + option] = 1;
+    for (std::size_t number = 0; number < is_there_.size(); ++number) {
+      if (is_there_[number] != 0 || node.in_program[number] == 0) continue;
+      node.in_program[number] = 0;
+      node.program->remove(number);
+    }
+    node.program->solve(kSimplexSteps);
+    const auto scaled = [](double price) { return static_cast<int>(std::min(price, PadPrices::kMost) * kScale + 0.5); };
+    const std::vector<double> prices = node.program->prices(kMostPads);
+    std::transform(prices.begin(), prices.end(), node.prices.begin(), scaled);
+    node.budget_price = scaled(node.program->budget_price());
+    shares_ = node.program->shares();
+  }
+
+  void start_program(Node& node) const {
+    std::vector<PadPrices::Option> all;
+    for (std::size_t p = 0; p < options_.size(); ++p)
+      for (std::size_t option = 0; option < options_[p].size(); ++option)
+        all.push_back({p, &options_[p][option]->pad_list, cost(p, option), is_given_up(p, option)});
+    node.program.emplace(all, options_.size(), aim_.budget == kInfinite ? std::nullopt : std::optional(aim_.budget));
+    node.in_program.assign(all.size(), 1);
   }
 
   // What a better plan may cost, in the scale of prices.
@@ -336,23 +448,27 @@ class Seating {
     best_ = chosen;
   }
 
-  // The plan in which one after the other takes the cheapest that is left.
+  // The plan in which one after the other takes what is left of the solution.
   void repair(Node const& node) {
     judge(node);
     std::vector<std::size_t> order(options_.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.end(),
-                     [&](std::size_t a, std::size_t b) { return node.allowed[a].size() < node.allowed[b].size(); });
+    const auto most = [&](std::size_t p) {
+      double share_of_best = node.allowed[p].size() == 1 ? 2 : 0;
+      for (const std::size_t option : node.allowed[p]) share_of_best = std::max(share_of_best, share(p, option));
+      return share_of_best;
+    };
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return most(a) > most(b); });
     PadSet taken;
     Chosen chosen(options_.size());
     int given_up = 0;
     for (const std::size_t p : order) {
       std::size_t best = options_[p].size();
-      int least = std::numeric_limits<int>::max();
+      std::pair<double, int> least;
       for (const std::size_t option : node.allowed[p]) {
         if (options_[p][option]->pads.meets(taken)) continue;
-        const int price = priced(node, p, option);
-        if (price >= least) continue;
+        const std::pair price{-share(p, option), priced(node, p, option)};
+        if (best != options_[p].size() && price >= least) continue;
         least = price;
         best = option;
       }
@@ -380,12 +496,12 @@ class Seating {
     for (std::size_t pad = 0; pad < kMostPads; ++pad) {
       const int slope = use_[pad] - 1;
       if (slope == 0 || (slope < 0 && node.prices[pad] == 0)) continue;
-      const int price = std::clamp(node.prices[pad] + slope * largest, 0, kInfinite / 1024);
+      const int price = std::clamp(node.prices[pad] + slope * largest, 0, kMostPrice);
       changed = changed || price != node.prices[pad];
       node.prices[pad] = price;
     }
     if (aim_.budget != kInfinite) {
-      const int price = std::clamp(node.budget_price + (given_up_ - aim_.budget) * largest, 0, kInfinite / 1024);
+      const int price = std::clamp(node.budget_price + (given_up_ - aim_.budget) * largest, 0, kMostPrice);
       changed = changed || price != node.budget_price;
       node.budget_price = price;
     }
@@ -394,38 +510,22 @@ class Seating {
 
   std::vector<std::vector<Option const*>> options_;
   Aim aim_;
-  std::vector<std::vector<std::size_t>> allowed_;
-  std::array<int, kMostPads> prices_{};
-  int budget_price_ = 0;
+  Effort& effort_;
+  std::vector<std::size_t> first_number_;  // by peripheral: of its options among all
+  Node root_;
+  bool is_root_ = false;
+  int bound_ = 0;
   int best_cost_ = 0;
   std::optional<Chosen> best_;
   bool any_ = false;
+  std::vector<char> is_there_;  // by option
+  std::vector<double> shares_;  // of the program that was solved last
   // Of the latest judgement:
   Chosen wanted_;
   std::vector<int> least_;
   std::array<int, kMostPads> use_{};
   int given_up_ = 0;
 };
-
-// The first of the plans with the least cost; nothing if there is none.
-std::optional<Chosen> first_of_least(std::vector<std::vector<Option const*>> const& options, Aim aim) {
-  Seating seating(options, aim);
-  std::optional<Chosen> best = seating.least(kInfinite / (1 << 13));
-  if (!best) return best;
-  const int bound = seating.cost(*best) + 1;
-  Chosen first;
-  for (std::size_t p = 0; p < options.size(); ++p) {
-    first.push_back(0);
-    while (first[p] < (*best)[p]) {
-      if (const auto other = seating.any(bound, first)) {
-        best = other;
-        break;
-      }
-      ++first[p];
-    }
-  }
-  return best;
-}
 
 // ------------------------------------------------------------------------------------------------------------- plans
 
@@ -434,7 +534,7 @@ constexpr Aim kMoveFewest{{0, 1, 0}, kInfinite};
 
 class Planner {
  public:
-  explicit Planner(std::vector<PadFunction> const& functions) : functions_(functions) {
+  Planner(std::vector<PadFunction> const& functions, int steps) : functions_(functions), effort_(std::max(1, steps)) {
     check(functions);
     peripherals_ = peripherals_of(functions);
     chosen_.resize(peripherals_.size());
@@ -452,22 +552,28 @@ class Planner {
       std::erase_if(peripheral.options, [](Option const& option) { return option.kind == Option::Kind::move; });
       peripheral.options.push_back({Option::Kind::give_up, {}, {}, {}});
     }
-    for (std::vector<std::size_t> const& part : parts()) decide(part, kGiveUpFewest);
+    for (std::vector<std::size_t> const& part : parts())
+      least_given_up_ += *decide(part, kGiveUpFewest, all_given_up(part));
   }
 
   void give_up_fewest() {
     for (Peripheral& peripheral : peripherals_) peripheral.options.push_back({Option::Kind::give_up, {}, {}, {}});
     for (std::vector<std::size_t> const& part : parts()) {
-      Seating seating(options_of(part), kGiveUpFewest);
+      Seating seating(options_of(part), kGiveUpFewest, effort_);
+      seating.know(all_given_up(part));
+      const Chosen known = *seating.least();
+      least_given_up_ += seating.bound();
       Aim aim = kMoveFewest;
-      aim.budget = seating.cost(*seating.least(static_cast<int>(part.size()) + 1));
-      decide(part, aim);
+      aim.budget = seating.cost(known);
+      decide(part, aim, known);
     }
   }
 
   PadPlan plan() const {
     PadPlan plan;
     plan.groups.resize(functions_.size());
+    plan.unproven_within = effort_.is_spent() ? effort_.steps() : 0;
+    plan.least_given_up = static_cast<std::size_t>(least_given_up_);
     for (std::size_t p = 0; p < peripherals_.size(); ++p) {
       Option const& option = *chosen_[p];
       if (option.kind == Option::Kind::give_up) plan.given_up.push_back(peripherals_[p].name);
@@ -488,13 +594,28 @@ class Planner {
     return options;
   }
 
-  bool decide(std::vector<std::size_t> const& part, Aim aim) {
+  // To be given up is everybody's last option.
+  Chosen all_given_up(std::vector<std::size_t> const& part) const {
+    Chosen chosen;
+    for (const std::size_t p : part) chosen.push_back(peripherals_[p].options.size() - 1);
+    return chosen;
+  }
+
+  // The first of the plans of the least cost, and that cost; nothing if there is none.
+  std::optional<int> decide(std::vector<std::size_t> const& part, Aim aim, std::optional<Chosen> const& known = {}) {
     const auto options = options_of(part);
-    if (std::any_of(options.begin(), options.end(), [](auto const& list) { return list.empty(); })) return false;
-    const std::optional<Chosen> chosen = first_of_least(options, aim);
-    if (!chosen) return false;
-    for (std::size_t i = 0; i < part.size(); ++i) chosen_[part[i]] = options[i][(*chosen)[i]];
-    return true;
+    if (std::any_of(options.begin(), options.end(), [](auto const& list) { return list.empty(); })) return std::nullopt;
+    Seating seating(options, aim, effort_);
+    if (known) seating.know(*known);
+    if (!seating.least()) {
+      if (effort_.is_spent())
+        throw PadEffortError("no free assignment was found, nor proven not to be, within " +
+                             std::to_string(effort_.steps()) + " steps");
+      return std::nullopt;
+    }
+    const Chosen chosen = seating.first();
+    for (std::size_t i = 0; i < part.size(); ++i) chosen_[part[i]] = options[i][chosen[i]];
+    return seating.bound();
   }
 
   // Peripherals that some pad may bring together, by way of others or not.
@@ -524,9 +645,18 @@ class Planner {
   std::vector<PadFunction> const& functions_;
   std::vector<Peripheral> peripherals_;
   std::vector<Option const*> chosen_;
+  Effort effort_;
+  int least_given_up_ = 0;
 };
 
 }  // namespace
+
+std::string text_of(PadPlan const& plan) {
+  if (plan.unproven_within == 0) return {};
+  return "not proven within " + std::to_string(plan.unproven_within) + " steps: gives up " +
+         std::to_string(plan.given_up.size()) + ", at least " + std::to_string(plan.least_given_up) +
+         " have to be given up; moves " + std::to_string(plan.moved.size());
+}
 
 std::vector<PadConflict> conflicts(std::vector<PadFunction> const& functions) {
   check(functions);
@@ -539,13 +669,13 @@ std::vector<PadConflict> conflicts(std::vector<PadFunction> const& functions) {
   return all;
 }
 
-std::optional<PadPlan> free_assignment(std::vector<PadFunction> const& functions) {
-  Planner planner(functions);
+std::optional<PadPlan> free_assignment(std::vector<PadFunction> const& functions, int steps) {
+  Planner planner(functions, steps);
   return planner.seat_all() ? std::optional(planner.plan()) : std::nullopt;
 }
 
-PadPlan nearest_repair(std::vector<PadFunction> const& functions, PadRepair repair) {
-  Planner planner(functions);
+PadPlan nearest_repair(std::vector<PadFunction> const& functions, PadRepair repair, int steps) {
+  Planner planner(functions, steps);
   if (repair == PadRepair::fewest_moved)
     planner.give_up_only();
   else

@@ -37,6 +37,7 @@ class PlainPads {
       if (kind == 1) plan.moved.push_back(name);
       if (kind == 2) plan.given_up.push_back(name);
     }
+    plan.least_given_up = plan.given_up.size();
     return plan;
   }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <set>
 
 #include "tests/support/plain_pads.h"
 #include "tests/support/random.h"
@@ -62,6 +63,67 @@ TEST(PadSearch, FindsWhatTryingEverythingFinds) {
   EXPECT_GT(moved, 300);
   EXPECT_GT(impossible, 300);
   EXPECT_GT(differ, 100);
+}
+
+// What any plan has to be: nobody on a closed group or on another's pads, peripherals moved and given up together.
+void expect_sound(std::vector<PadFunction> const& functions, PadPlan const& plan) {
+  std::vector<PadFunction> seated;
+  std::set<std::string> moved, given_up;
+  ASSERT_EQ(plan.groups.size(), functions.size());
+  for (std::size_t f = 0; f < functions.size(); ++f) {
+    if (!plan.groups[f]) {
+      given_up.insert(functions[f].peripheral);
+      continue;
+    }
+    if (*plan.groups[f] != functions[f].present) moved.insert(functions[f].peripheral);
+    EXPECT_FALSE(functions[f].groups[*plan.groups[f]].closed);
+    seated.push_back(functions[f]);
+    seated.back().present = *plan.groups[f];
+  }
+  EXPECT_TRUE(conflicts(seated).empty());
+  EXPECT_EQ(plan.given_up, std::vector<std::string>(given_up.begin(), given_up.end()));
+  EXPECT_EQ(plan.moved, std::vector<std::string>(moved.begin(), moved.end()));
+  for (PadFunction const& function : seated) EXPECT_EQ(given_up.count(function.peripheral), 0U);
+}
+
+// Forty functions on 78 pads: at every tenth of them that may leave for the fabric, from none to all.
+TEST(PadSearch, WholeCoresEndWithinTheirSteps) {
+  int oversubscribed = 0;
+  for (int seed = 1; seed <= runs(11); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const auto number = static_cast<std::uint64_t>(seed);
+    const std::vector<PadFunction> functions = RandomPads(number).whole(number % 11);
+    const PadPlan keeps = nearest_repair(functions, PadRepair::fewest_given_up);
+    const PadPlan stays = nearest_repair(functions, PadRepair::fewest_moved);
+    for (PadPlan const& plan : {keeps, stays}) {
+      expect_sound(functions, plan);
+      EXPECT_EQ(plan.unproven_within, 0);
+      EXPECT_EQ(plan.least_given_up, plan.given_up.size());
+      EXPECT_EQ(text_of(plan), "");
+    }
+    EXPECT_TRUE(stays.moved.empty());
+    EXPECT_LE(keeps.given_up.size(), stays.given_up.size());
+    oversubscribed += !keeps.given_up.empty();
+    const std::optional<PadPlan> free = free_assignment(functions);
+    ASSERT_EQ(free.has_value(), keeps.given_up.empty());
+    if (free) {
+      EXPECT_TRUE(*free == keeps) << shown(functions, *free) << "against\n" << shown(functions, keeps);
+    }
+  }
+  EXPECT_GE(oversubscribed, 5);
+}
+
+TEST(PadSearch, TellsWhatItHasNotProven) {
+  const std::vector<PadFunction> functions = RandomPads(2).whole(2);
+  const PadPlan best = nearest_repair(functions, PadRepair::fewest_given_up);
+  const PadPlan plan = nearest_repair(functions, PadRepair::fewest_given_up, 3);
+  expect_sound(functions, plan);
+  EXPECT_EQ(plan.unproven_within, 3);
+  EXPECT_LE(plan.least_given_up, best.given_up.size());
+  EXPECT_GE(plan.given_up.size(), best.given_up.size());
+  EXPECT_EQ(text_of(plan), "not proven within 3 steps: gives up " + std::to_string(plan.given_up.size()) +
+                               ", at least " + std::to_string(plan.least_given_up) + " have to be given up; moves " +
+                               std::to_string(plan.moved.size()));
 }
 
 TEST(PadSearch, ConflictsNameBothSidesAndThePads) {

@@ -61,9 +61,10 @@ struct PadAdvice {
   std::vector<std::pair<std::uint32_t, std::string>> moves;
   std::vector<std::pair<std::string, std::optional<std::uint32_t>>> given_up;
   std::vector<std::string> moved;  ///< peripherals
+  std::string doubt;               ///< what is not proven of it, in words; empty if all is
 };
 
-/// The least that has to be moved; nothing if moving does not help.
+/// The least that has to be moved; nothing if moving does not help. Throws PadEffortError if neither was found.
 KDI_DOOR std::optional<PadAdvice> free_assignment(PadSection const& section, PadFindings const& findings);
 /// The nearest repair.
 KDI_DOOR PadAdvice nearest_repair(PadSection const& section, PadFindings const& findings, PadRepair repair);
