@@ -134,8 +134,9 @@ INSTANTIATE_TEST_SUITE_P(LargerCores, Family, ::testing::ValuesIn(kLargerSystems
 INSTANTIATE_TEST_SUITE_P(CardCores, Family, ::testing::ValuesIn(kCardSystems));
 INSTANTIATE_TEST_SUITE_P(EarlierCores, Family, ::testing::ValuesIn(kEarlier));
 
-constexpr Version kBlocks[] = {{"xram", "1.0"}, {"cpm", "1.0"},         {"cpm4", "1.0"},  {"cpm4_tavrel", "1.0"},
-                               {"cpm5", "1.0"}, {"cpm5_tavrel", "1.0"}, {"cpm5n", "1.0"}, {"ai_engine", "1.0"}};
+constexpr Version kBlocks[] = {{"xram", "1.0"}, {"cpm", "1.0"},         {"cpm4", "1.0"},        {"cpm4_tavrel", "1.0"},
+                               {"cpm5", "1.0"}, {"cpm5_tavrel", "1.0"}, {"cpm5n", "1.0"},       {"ai_engine", "1.0"},
+                               {"mmi", "1.0"},  {"visp", "1.0"},        {"hnicx_wizard", "1.0"}};
 INSTANTIATE_TEST_SUITE_P(Blocks, Family, ::testing::ValuesIn(kBlocks));
 
 // ---------------------------------------------------------------------------------------------------------- messages

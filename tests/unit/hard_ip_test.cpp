@@ -342,10 +342,10 @@ TEST_F(HardIp, ShippedCoresAreAskedAsTheirModelsAsk) {
 
 TEST_F(HardIp, ShippedBlocksFollowTheirParts) {
   using Asked = std::pair<char const*, char const*>;
-  for (auto const& [device, cores] :
-       {Asked("brvn1102-a625", "cpm cpm4 cpm4_tavrel xram ai_engine"),
-        Asked("brvn1404-a625", "cpm5 cpm5_tavrel ai_engine"), Asked("brvn3716-die", "cpm5n ai_engine"),
-        Asked("brvn5130-b1936", "cpm5n ai_engine")})
+  for (auto const& [device, cores] : {Asked("brvn1102-a625", "cpm cpm4 cpm4_tavrel xram ai_engine"),
+                                      Asked("brvn1404-a625", "cpm5 cpm5_tavrel ai_engine"),
+                                      Asked("brvn3716-die", "cpm5n xram ai_engine mmi visp hnicx_wizard"),
+                                      Asked("brvn5130-b1936", "cpm5n ai_engine hnicx_wizard")})
     for (char const* const grade : {"-1LHP-e-S", "-2LHP-e-S"})
       for (std::string_view core : kdi::text::words(cores, " ")) {
         HardIPInterface* const block = get(on(std::string(device) + grade, std::string(core)));
