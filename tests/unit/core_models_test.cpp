@@ -62,7 +62,10 @@ constexpr char const* kReadOfLarger =
     "PSX_HSDP1_REFCLK PSX_CRL_CPM_TOPSW_REF_CTRL_SRCSEL PSX_CRL_CPM_TOPSW_REF_CTRL_FREQMHZ "
     "PSX_CRL_CPM_TOPSW_REF_CTRL_DIVISOR0 PSX_CRL_CPM_TOPSW_REF_CTRL_ACT_FREQMHZ PSX_PCIE_RESET "
     "PMCX_CRP_NPI_REF_CTRL_FREQMHZ PMCX_PRESET_MIO_0 PMCX_PRESET_MIO_51 PSX_PRESET_MIO_0 "
-    "PSX_PRESET_MIO_25";
+    "PSX_PRESET_MIO_25 PSX_USE_PCIE_AXI_NOC0 PSX_USE_PCIE_AXI_NOC1 PSX_USE_PCIE_AXI_NOC2 "
+    "PSX_USE_PCIE_AXI_NOC3 PSX_USE_NOC_AXI_PCIE0 CPM_TANDEM_MODE CPM_PCIE0_MODES CPM_PCIE1_MODES "
+    "CPM_PCIE2_MODES CPM_PCIE3_MODES CPM_PCIE0_PORT_TYPE CPM_PCIE1_PORT_TYPE CPM_PCIE2_PORT_TYPE "
+    "CPM_PCIE3_PORT_TYPE";
 // What the models spell themselves of the system monitor.
 constexpr char const* kMonitor =
     "SMON_OT SMON_PMBUS_ADDRESS SMON_PMBUS_UNRESTRICTED SMON_ENABLE_TEMP_AVERAGING "
@@ -104,6 +107,7 @@ constexpr Version kCardSystems[] = {{"pmcps", "1.0"}, {"ps11", "1.0"}};
 INSTANTIATE_TEST_SUITE_P(Cores, CardSystems, ::testing::ValuesIn(kCardSystems));
 
 constexpr Version kLargerSystems[] = {{"psxl", "1.0"}};
+constexpr Version kLargerWizards[] = {{"psxl_wizard", "1.0"}, {"psx_wizard", "1.0"}, {"ps_wizard", "1.0"}};
 INSTANTIATE_TEST_SUITE_P(Cores, LargerSystems, ::testing::ValuesIn(kLargerSystems));
 
 constexpr Version kPlatformControllers[] = {
@@ -131,6 +135,7 @@ constexpr Version kEarlier[] = {
     {"ps_pmc", "1.0"}, {"tavrel_cips", "1.0"}, {"tavrel_cips", "2.0"}, {"tavrel_cips", "2.1"}};
 INSTANTIATE_TEST_SUITE_P(Cores, Family, ::testing::ValuesIn(kPlatformControllers));
 INSTANTIATE_TEST_SUITE_P(LargerCores, Family, ::testing::ValuesIn(kLargerSystems));
+INSTANTIATE_TEST_SUITE_P(LargerWizards, Family, ::testing::ValuesIn(kLargerWizards));
 INSTANTIATE_TEST_SUITE_P(CardCores, Family, ::testing::ValuesIn(kCardSystems));
 INSTANTIATE_TEST_SUITE_P(EarlierCores, Family, ::testing::ValuesIn(kEarlier));
 
@@ -476,6 +481,51 @@ TEST(Wizards, HoldTheirCoresInTwoTexts) {
     EXPECT_EQ(outside, (std::set<std::string>{"PS_PMC_CONFIG_APPLIED"})) << version;
   }
 }
+
+struct Wizard {
+  Version version;
+  char const* type;  // whose names it has
+};
+void PrintTo(Wizard const& wizard, std::ostream* out) { PrintTo(wizard.version, out); }
+
+class LargerWizards : public ::testing::TestWithParam<Wizard> {
+ protected:
+  Configuration wizard_{core_of(GetParam().version.core, GetParam().version.version), {}, core_of};
+};
+
+TEST_P(LargerWizards, HaveTheNamesOfTheirCores) {
+  for (std::string const& key : keys_of(GetParam().type)) EXPECT_TRUE(wizard_.find(key)) << key;
+}
+
+TEST_P(LargerWizards, HoldEachCoreInAText) {
+  for (Composite const& composite : wizard_.core().composites()) {
+    SCOPED_TRACE(wizard_.core().parameters()[composite.parameter].name);
+    Configuration* const core = wizard_.sub_core(composite.sub_core);
+    ASSERT_NE(core, nullptr);
+    for (Due const& due : core->instance().messages()) ADD_FAILURE() << due.text;
+    // Some truth that users set, from the text and from its own side.
+    std::vector<Parameter> const& all = core->core().parameters();
+    const auto found = std::find_if(all.begin(), all.end(), [](Parameter const& one) {
+      return one.type == Type(Kind::truth) && !one.derived && !one.enabled && one.name.ends_with("_ENABLE");
+    });
+    ASSERT_NE(found, all.end());
+    const auto number = static_cast<std::uint32_t>(found - all.begin());
+    const Configuration::Place text{&wizard_, composite.parameter}, member{core, number};
+    const std::string kept = core->value(number);
+    const std::string other = kept == "1" ? "0" : "1";
+    wizard_.set({{text, found->name + " " + other}}, Origin::user, Strength::ranges);
+    EXPECT_EQ(core->value(number), other);
+    wizard_.set({{member, kept}}, Origin::user, Strength::ranges);
+    EXPECT_EQ(wizard_.value(composite.parameter), found->name + " " + kept);
+    ASSERT_TRUE(composite.internal);
+    EXPECT_NE(wizard_.value(*composite.internal).find(found->name + " " + kept), std::string::npos);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cores, LargerWizards,
+                         ::testing::Values(Wizard{{"psxl_wizard", "1.0"}, "PSXLParameters"},
+                                           Wizard{{"psx_wizard", "1.0"}, "PSXLParameters"},
+                                           Wizard{{"ps_wizard", "1.0"}, "PSParameters"}));
 
 TEST(Wizards, TextAndMembersAreOneState) {
   Configuration wizard(core_of("tavrel_cips", "3.4"), {}, nullptr);

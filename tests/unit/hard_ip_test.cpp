@@ -88,6 +88,29 @@ TEST_F(HardIp, LargerSystemsStandAtEverySpeedGrade) {
     }
 }
 
+// A wizard answers for the cores in it, each of which has a text.
+TEST_F(HardIp, LargerWizardsHoldTheirCores) {
+  struct Case {
+    char const *wizard, *text, *internal, *member;
+  };
+  for (Case const& one :
+       {Case{"psxl_wizard", "PSX_PMCX_CONFIG", "PSX_PMCX_CONFIG_INTERNAL", "PSX_UART0_PERIPHERAL_ENABLE"},
+        {"psx_wizard", "PSX_PMCX_CONFIG", "PSX_PMCX_CONFIG_INTERNAL", "PSX_UART0_PERIPHERAL_ENABLE"},
+        {"psx_wizard", "CPM_CONFIG", "CPM_CONFIG_INTERNAL", "CPM_PCIE2_PL_INTERFACE_ENABLE"},
+        {"ps_wizard", "PS_PMC_CONFIG", "PS_PMC_CONFIG_INTERNAL", "PS_UART0_PERIPHERAL_ENABLE"}}) {
+    SCOPED_TRACE(std::string(one.wizard) + " " + one.text);
+    const ParamMap where = on("brvn3716-die-2LHP-e-S-es1", one.wizard, "1.0");
+    HardIPInterface* const wizard = get(where);
+    ASSERT_NE(wizard, nullptr) << errors_.at(0);
+    RawResult ranges;
+    ParamMap messages;
+    wizard->getRanges({{one.text, one.member + std::string(" 1")}}, ranges, messages, 10);
+    EXPECT_EQ(wizard->getParamValue(one.member), "1");
+    EXPECT_NE(wizard->getParamValue(one.internal).find(one.member + std::string(" 1")), std::string::npos);
+    manager_.deleteInstance(where, errors_);
+  }
+}
+
 TEST_F(HardIp, TheReferenceMemoryStandsBehindTheDoors) {
   HardIPInterface* const xram = get(on(kXramPart, "xram", "1.0"));
   ASSERT_NE(xram, nullptr) << errors_.at(0);
