@@ -18,3 +18,4 @@ add_unit_test(core_search_truth_test OPTIMISED LABELS cores LINKS kdi_cores_obje
 # Customisations, with models of the test's own and with the package's, which is opened behind the first test.
 add_unit_test(customization_test OBJECTS LABELS cores LINKS "kdi_ip;kdi_ippcw;kdi_cores;kdi_device;kdi_common;${CMAKE_DL_LIBS}")
 add_dependencies(customization_test kdi_iptasks)
+add_tcl_test(coretools LABELS "cores;host")

@@ -6,10 +6,11 @@ endforeach()
 # Every row of a table of commands. The program has the commands' objects in it, and the function that counts words asks
 # the test first; so it can be told each row without its handler being run.
 get_property(families GLOBAL PROPERTY IPTASKS_FAMILIES)
-add_unit_test(rows_test SMOKE OBJECTS LABELS frame LINKS "${families};kdish_parts;kdi_ip;kdi_ippcw;kdi_thread;kdi_bmg;kdi_device")
+add_unit_test(rows_test SMOKE OBJECTS LABELS frame LINKS "${families};kdish_parts;kdi_ip;kdi_ippcw;kdi_cores;kdi_thread;kdi_bmg;kdi_device")
 target_sources(rows_test PRIVATE
   $<TARGET_OBJECTS:kdi_fectools_objects>
   $<TARGET_OBJECTS:kdi_bmgtools_objects>
   $<TARGET_OBJECTS:kdi_clocktools_objects>
+  $<TARGET_OBJECTS:kdi_coretools_objects>
   $<FILTER:$<TARGET_OBJECTS:kdi_common_objects>,INCLUDE,kdi_commands>)
 target_link_options(rows_test PRIVATE -Wl,--wrap=kdi_tcl_count_words)

@@ -6,8 +6,10 @@
 #include <utility>
 
 #include "kdi/common/KdiInstances.h"
+#include "kdi/ippcw/host/CoreAccess.h"
 #include "kdi/ippcw/host/HardIPFactories.h"
 #include "platform/ippcw/instances.h"
+#include "platform/ippcw/layers.h"
 
 namespace hardip_eng {
 
@@ -155,6 +157,14 @@ void HardIPManager::deleteInstance(ParamMap const& context, StrVec&) {
 HardIPManager::InstanceMap HardIPManager::instanceMap() const {
   const std::lock_guard lock(shared().mutex);
   return shared().instances;
+}
+
+bool access_core(ParamMap const& context, std::function<void(ConfiguredAccess const&)> const& use) {
+  StrVec none;
+  auto const* const found = dynamic_cast<WithCore*>(HardIPManager::getInstance()->findInstance(context, none));
+  if (found == nullptr) return false;
+  found->core()->use(use);
+  return true;
 }
 
 }  // namespace hardip_eng

@@ -79,6 +79,20 @@ ConfiguredCore::ConfiguredCore(std::shared_ptr<Core const> core, kdi::device::Pa
         return kdi::cores::core_description(name, version);
       }) {}
 
+void ConfiguredCore::use(std::function<void(ConfiguredAccess const&)> const& use) {
+  const std::lock_guard lock(mutex_);
+  if (history_ == nullptr) {
+    configurations_ = {&configuration_};
+    for (std::size_t i = 0; i < configurations_.size(); ++i)
+      for (kdi::cores::SubCore const& sub : configurations_[i]->core().sub_cores())
+        configurations_.push_back(configurations_[i]->sub_core(sub.name));
+    std::vector<kdi::cores::Instance*> instances;
+    for (Configuration* const one : configurations_) instances.push_back(&one->instance());
+    history_ = std::make_unique<kdi::cores::History>(std::move(instances));
+  }
+  use({configuration_, *history_, configurations_});
+}
+
 // What names parameters, with its place; the rest is told. SKIP is what a disabled parameter shows, not a value.
 std::vector<std::pair<Configuration::Place, std::string>> ConfiguredCore::known(StrPairs const& pairs,
                                                                                 ParamMap& messages) {
@@ -142,8 +156,11 @@ void ConfiguredCore::list_locked(RawResult& result) const {
   kdi::cores::Instance const& instance = configuration_.instance();
   for (std::uint32_t i = 0; i < core_->parameters().size(); ++i) {
     Parameter const& parameter = core_->parameters()[i];
+    StrVec range = instance.range(i);
+    // A check box whose range is empty is told by models as one without a value.
+    if (range.empty() && parameter.widget == Widget::checkbox) range = {"0", "1"};
     result.insert_or_assign(parameter.name, RawResult::mapped_type{{configuration_.value(i)},
-                                                                   instance.range(i),
+                                                                   std::move(range),
                                                                    {instance.is_enabled(i) ? "ENABLE" : "DISABLE"},
                                                                    {word_of(parameter.widget)},
                                                                    {},

@@ -14,7 +14,9 @@
 
 #include "kdi/common/KdiTypes.h"
 #include "kdi/cores/Configuration.h"
+#include "kdi/cores/History.h"
 #include "kdi/device/Device.h"
+#include "kdi/ippcw/host/CoreAccess.h"
 
 namespace hardip_eng {
 
@@ -80,6 +82,9 @@ class ConfiguredCore {
 
   int slr_count() const;
 
+  /// Hands over the whole of it.
+  void use(std::function<void(ConfiguredAccess const&)> const& use);
+
  private:
   template <class Answer, class Question>
   Answer of(std::string const& name, Question question) const;
@@ -95,7 +100,9 @@ class ConfiguredCore {
   const kdi::cores::Facts facts_;
   mutable std::mutex mutex_;
   std::string sysmon_data_file_;
-  mutable kdi::cores::Configuration configuration_;  // questions look for names in it, which changes nothing
+  mutable kdi::cores::Configuration configuration_;         // questions look for names in it, which changes nothing
+  std::vector<kdi::cores::Configuration*> configurations_;  // the core's own, and those of sub-cores behind it
+  std::unique_ptr<kdi::cores::History> history_;            // none until it is asked for
 };
 
 }  // namespace hardip_eng

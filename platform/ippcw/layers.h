@@ -13,15 +13,23 @@ namespace hardip_eng {
 
 using Configured = std::shared_ptr<ConfiguredCore>;
 
+/// How hosts come at the core of an instance, whichever door it has.
+class WithCore {
+ public:
+  virtual ~WithCore() = default;
+  virtual Configured const& core() const = 0;
+};
+
 /// What no core lacks.
 template <class Base>
-class Named : public Base {
+class Named : public Base, public WithCore {
  public:
   explicit Named(Configured core) : core_(std::move(core)) {}
 
   std::string instanceFileStem() const override { return core_->instance_name(); }
   bool isMultiSlr() const override { return core_->slr_count() > 1; }
   int slrCount() const override { return core_->slr_count(); }
+  Configured const& core() const override { return core_; }
 
  protected:
   const Configured core_;

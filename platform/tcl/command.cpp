@@ -34,7 +34,7 @@ extern "C" bool kdi_tcl_count_words(Tcl_Interp* interp, int objc, Tcl_Obj* const
                                     char const* name) {
   if (words.allows(objc - 1)) return true;
   if (words.is_usage)
-    Tcl_WrongNumArgs(interp, 1, objv, words.complaint);
+    Tcl_WrongNumArgs(interp, 1, objv, *words.complaint == '\0' ? nullptr : words.complaint);
   else
     fail(interp, filled(words.complaint, name, {objv, static_cast<std::size_t>(objc)}));
   return false;

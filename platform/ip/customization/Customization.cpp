@@ -1,6 +1,9 @@
 #include "kdi/ip/host/Customization.h"
 
 #include <exception>
+#include <map>
+#include <mutex>
+#include <thread>
 #include <utility>
 
 #include "kdi/common/ComMsgMgr.h"
@@ -41,14 +44,38 @@ std::string entry_of(ParamMap const& map, char const* key) {
   return place == map.end() ? std::string() : place->second;
 }
 
-thread_local Customization* now_at_work = nullptr;
+// The customisations whose models are at work, by thread. A table, since leak checkers lose their way in the storage
+// that threads get for a library which is opened late.
+class Desk {
+ public:
+  static Desk& shared() {
+    static auto& desk = *new Desk;  // never destroyed: asked while the process ends
+    return desk;
+  }
+  Customization* here() {
+    const std::lock_guard lock(mutex_);
+    const auto place = at_work_.find(std::this_thread::get_id());
+    return place == at_work_.end() ? nullptr : place->second;
+  }
+  /// Returns the one before; null for none.
+  Customization* seat(Customization* one) {
+    const std::lock_guard lock(mutex_);
+    Customization* const before = std::exchange(at_work_[std::this_thread::get_id()], one);
+    if (one == nullptr) at_work_.erase(std::this_thread::get_id());
+    return before;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::thread::id, Customization*> at_work_;
+};
 
 class AtWork {
  public:
-  explicit AtWork(Customization& one) : before_(std::exchange(now_at_work, &one)) {}
+  explicit AtWork(Customization& one) : before_(Desk::shared().seat(&one)) {}
   AtWork(AtWork const&) = delete;
   AtWork& operator=(AtWork const&) = delete;
-  ~AtWork() { now_at_work = before_; }
+  ~AtWork() { Desk::shared().seat(before_); }
 
  private:
   Customization* const before_;
@@ -97,7 +124,7 @@ Customization::Customization(std::string identifier, ParamMap context, Begin beg
 
 Customization::~Customization() = default;
 
-Customization* Customization::at_work() { return now_at_work; }
+Customization* Customization::at_work() { return Desk::shared().here(); }
 
 void Customization::begin(Begin begin) {
   HACGCCustomDRCModel& model = **model_;

@@ -63,6 +63,10 @@ class KDI_DOOR Customization {
   /// Calls any other operation of the model, which the caller knows by the identifier; at_work() is this one meanwhile.
   void drive(std::function<void(HACGCCustomDRCModel&)> const& use);
 
+  /// What the user has given is this from now on, since it came to the engine by another way. Models give it to an
+  /// engine's instance that has been given nothing.
+  void set_user_params(ParamMap params) { user_params_ = std::move(params); }
+
   /// Value, range and state of each parameter as init_params and updateAll last told them.
   OutMap const& outputs() const { return outputs_; }
   /// Parameter to error, of the last change.

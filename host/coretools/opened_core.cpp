@@ -1,0 +1,492 @@
+#include "host/coretools/opened_core.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "kdi/common/HACGCHybridCustomController.h"
+#include "kdi/common/HUTGuiEvent.h"
+#include "kdi/common/KdiText.h"
+#include "kdi/common/host/GuiEventHost.h"
+#include "kdi/cores/Carry.h"
+#include "kdi/cores/Compare.h"
+#include "kdi/cores/Explain.h"
+#include "kdi/cores/Settings.h"
+#include "kdi/ip/HPSPMCEvents.h"
+#include "kdi/ippcw/HardIP.h"
+#include "tcltasks/psmodels/HACGCPSPMCCustomDRCModel.h"
+#include "tcltasks/psmodels/HACGCPSXLCustomDRCModel.h"
+#include "tcltasks/psmodels/model_table.h"
+
+namespace coretools {
+namespace {
+
+using hardip_eng::ConfiguredAccess;
+using kdi::cores::Configuration;
+using kdi::cores::Instance;
+using kdi::cores::Parameter;
+using kdi::cores::Record;
+using kdi::ip::Customization;
+
+constexpr char kInstanceName[] = "instance_name";
+constexpr char kPut[] = "put";  // in front of the settings of a script
+
+// Instances without a name of the user's need one that nobody else has, in any interpreter.
+ParamMap named(ParamMap context) {
+  static std::atomic<unsigned> count{0};
+  if (!context.contains(kInstanceName)) context.emplace(kInstanceName, "coretools_" + std::to_string(count++));
+  return context;
+}
+
+// Which class a model is of: type information stays within the package, and the factory says it as well.
+HACGCDRCModelFunc factory_of(std::string const& identifier) {
+  const auto functions = HACGCHybridCustomController::find(identifier);
+  return functions ? functions->factory : nullptr;
+}
+
+Parameter const& parameter_at(Configuration::Place place) {
+  return place.configuration->core().parameters()[place.number];
+}
+
+Instance& instance_at(Configuration::Place place) { return place.configuration->instance(); }
+
+char const* type_of(kdi::cores::Widget widget) {
+  using kdi::cores::Widget;
+  return widget == Widget::combo ? "combo" : widget == Widget::edit ? "textEdit" : "checkBox";
+}
+
+// Each once, in the order in which they came.
+StrVec each_once(StrVec const& names) {
+  StrVec once;
+  std::set<std::string> seen;
+  for (std::string const& name : names)
+    if (seen.insert(name).second) once.push_back(name);
+  return once;
+}
+
+// A composite's text moves its members by way of the configuration, which one instance knows nothing of.
+bool is_composite(Configuration::Place place) {
+  auto const& all = place.configuration->core().composites();
+  return std::any_of(all.begin(), all.end(), [&](kdi::cores::Composite const& one) {
+    return one.parameter == place.number || one.internal == place.number;
+  });
+}
+
+// Closes a batch of changes that were made to instances alone, with the texts that show them.
+void close_batch(ConfiguredAccess const& all, StrVec& moved) {
+  for (std::string& name : all.configuration.set({})) moved.push_back(std::move(name));
+  all.history.record();
+}
+
+ParamMap given_to(ConfiguredAccess const& all) {
+  ParamMap given;
+  for (Configuration const* const one : all.configurations)
+    for (std::uint32_t i = 0; i < one->core().parameters().size(); ++i)
+      if (auto const& text = one->instance().given(i)) given.emplace(one->core().parameters()[i].name, *text);
+  return given;
+}
+
+struct Kind {
+  char const* word;
+  HACGCPSPMCCustomDRCModel::paramInfo pspmc;
+  HACGCPSXLCustomDRCModel::paramInfo psxl;
+};
+constexpr Kind kKinds[] = {
+    {"value", HACGCPSPMCCustomDRCModel::VALUE, HACGCPSXLCustomDRCModel::VALUE},
+    {"type", HACGCPSPMCCustomDRCModel::TYPE, HACGCPSXLCustomDRCModel::TYPE},
+    {"range", HACGCPSPMCCustomDRCModel::RANGE, HACGCPSXLCustomDRCModel::RANGE},
+    {"enabled", HACGCPSPMCCustomDRCModel::ENABLED, HACGCPSXLCustomDRCModel::ENABLED},
+    {"display_name", HACGCPSPMCCustomDRCModel::DISPLAY_NAME, HACGCPSXLCustomDRCModel::DISPLAY_NAME},
+    {"description", HACGCPSPMCCustomDRCModel::DESCRIPTION, HACGCPSXLCustomDRCModel::DESCRIPTION},
+    {"error", HACGCPSPMCCustomDRCModel::ERRMSG, HACGCPSXLCustomDRCModel::ERRMSG},
+};
+
+Kind const& kind_of(std::string const& word) {
+  for (Kind const& kind : kKinds)
+    if (kind.word == word) return kind;
+  throw std::invalid_argument("no kind of information " + kdi::text::shown(word) + "; there are " +
+                              kdi::text::joined(OpenedCore::kinds(), ", "));
+}
+
+// Of a model that answers no questions: what its core says.
+StrVec told_of(Configuration::Place place, ParamMap const& errors, std::string const& word) {
+  Parameter const& parameter = parameter_at(place);
+  if (word == "value") {
+    std::string value = place.configuration->value(place.number);
+    return {kdi::text::same_but_case(value, "SKIP") ? place.configuration->backup(place.number) : value};
+  }
+  if (word == "type") return {type_of(parameter.widget)};
+  if (word == "range") return instance_at(place).range(place.number);
+  if (word == "enabled") return {instance_at(place).is_enabled(place.number) ? "true" : "false"};
+  if (word == "display_name") return {parameter.display_name};
+  if (word == "description") return {parameter.description};
+  const auto error = errors.find(parameter.name);
+  return {error == errors.end() ? std::string() : error->second};
+}
+
+// ------------------------------------------------------------------------------------------------------------ events
+
+// Who hears of the changes of which customisation: an event is of the one that is at work.
+class Listeners {
+ public:
+  using Heard = std::function<void(StrVec const&)>;
+
+  static Listeners& all() {
+    static auto& all = *new Listeners;  // never destroyed: asked while the process ends
+    return all;
+  }
+  void add(Customization const& one, Heard heard) {
+    const std::lock_guard lock(mutex_);
+    heard_.insert_or_assign(&one, std::move(heard));
+  }
+  void remove(Customization const& one) {
+    const std::lock_guard lock(mutex_);
+    heard_.erase(&one);
+  }
+  /// Empty if nobody hears.
+  Heard of(Customization const* one) {
+    const std::lock_guard lock(mutex_);
+    const auto place = heard_.find(one);
+    return place == heard_.end() ? Heard() : place->second;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<Customization const*, Heard> heard_;
+};
+
+void listen_once() {
+  [[maybe_unused]] static const int number =
+      gui_event_host::subscribe<HPSPMCUpdateGuiEvent>([](HPSPMCUpdateGuiEvent const& event) {
+        const auto heard = Listeners::all().of(Customization::at_work());
+        if (heard && event.parameters != nullptr) heard(*event.parameters);
+      });
+}
+
+}  // namespace
+
+// -------------------------------------------------------------------------------------------------------------- life
+
+OpenedCore::OpenedCore(std::string const& identifier, ParamMap context, ParamMap const& params)
+    : owns_instance_(!context.contains(kInstanceName)),
+      customization_(identifier, named(std::move(context)), {params, {}, 10}) {
+  customization_.drive([&](HACGCCustomDRCModel& model) {
+    const HACGCDRCModelFunc factory = factory_of(identifier);
+    if (factory == pspmcRulesObjInit) pspmc_ = static_cast<HACGCPSPMCCustomDRCModel*>(&model);
+    if (factory == psxlRulesObjInit || factory == psxlWizardRulesObjInit)
+      psxl_ = static_cast<HACGCPSXLCustomDRCModel*>(&model);
+  });
+  listen_once();
+  customization_.update({});
+  hardip_eng::access_core(customization_.context(), [](Access const&) {});  // what is undone begins here
+  Listeners::all().add(customization_, [this](StrVec const& names) {
+    moved_.insert(moved_.end(), names.begin(), names.end());
+    if (on_update) on_update(names);
+  });
+}
+
+OpenedCore::~OpenedCore() {
+  Listeners::all().remove(customization_);
+  StrVec none;
+  if (owns_instance_) hardip_eng::HardIPManager::getInstance()->deleteInstance(customization_.context(), none);
+}
+
+void OpenedCore::access(std::function<void(Access const&)> const& use) const {
+  if (!hardip_eng::access_core(customization_.context(), use))
+    throw std::runtime_error("the engine no longer has the core " + kdi::text::shown(customization_.identifier()));
+}
+
+OpenedCore::Place OpenedCore::place(Access const& all, std::string const& name) const {
+  const auto found = all.configuration.find(name);
+  if (!found) {
+    kdi::cores::Core const& core = all.configuration.core();
+    throw std::invalid_argument(core.name() + " " + core.version() + " has no parameter " + kdi::text::shown(name));
+  }
+  return *found;
+}
+
+std::string OpenedCore::engine_name(std::string const& name) const {
+  std::string found;
+  access([&](Access const& all) { found = parameter_at(place(all, name)).name; });
+  return found;
+}
+
+// ----------------------------------------------------------------------------------------------------------- changes
+
+// What events tell of the change, which can be undone as a whole.
+StrVec OpenedCore::batch(std::function<void()> const& change) {
+  StrVec outer = std::exchange(moved_, {});  // of a change that a script made while it heard of it
+  change();
+  access([](Access const& all) { all.history.record(); });
+  StrVec moved = each_once(moved_);
+  moved_.insert(moved_.begin(), outer.begin(), outer.end());
+  return moved;
+}
+
+// As a model does that fires events.
+void OpenedCore::tell(StrVec names) {
+  customization_.drive([&](HACGCCustomDRCModel&) { HUTGuiEvent::fire<HPSPMCUpdateGuiEvent>(&names); });
+}
+
+// What of the outputs is another after the change, for models that fire no events.
+StrVec OpenedCore::moved_outputs(std::function<void()> const& change) {
+  const Customization::OutMap before = customization_.outputs();
+  change();
+  StrVec names;
+  for (auto const& [name, properties] : customization_.outputs()) {
+    const auto old = before.find(name);
+    if (old == before.end() || old->second != properties) names.push_back(name);
+  }
+  return names;
+}
+
+StrVec OpenedCore::set(StrPairs const& pairs) {
+  StrPairs known;
+  for (auto const& [name, value] : pairs) known.emplace_back(engine_name(name), value);
+  return batch([&] {
+    for (auto const& [name, value] : known) {
+      if (pspmc_ != nullptr || psxl_ != nullptr) {
+        customization_.set(name, value);
+        continue;
+      }
+      tell(moved_outputs([&, &one = name, &its = value] { customization_.update({{one, its}}); }));
+    }
+  });
+}
+
+bool OpenedCore::update(ParamMap const& params) {
+  bool is_well = false;
+  batch([&] { is_well = customization_.update(params); });
+  return is_well;
+}
+
+StrVec OpenedCore::engine_change(std::function<StrVec(Access const&)> const& change) {
+  StrVec names;
+  ParamMap given;
+  access([&](Access const& all) {
+    names = each_once(change(all));
+    given = given_to(all);
+  });
+  customization_.set_user_params(std::move(given));
+  customization_.update({});  // its errors and outputs are those of the core as it is now
+  if (!names.empty()) tell(names);
+  return names;
+}
+
+StrVec OpenedCore::take_back(StrVec const& names) {
+  return engine_change([&](Access const& all) {
+    std::map<Configuration*, std::vector<std::uint32_t>> numbers;
+    for (std::string const& name : names) {
+      const Place one = place(all, name);
+      if (is_composite(one))
+        throw std::invalid_argument(kdi::text::shown(name) + " holds other parameters: take those back");
+      numbers[one.configuration].push_back(one.number);
+    }
+    StrVec moved;
+    for (auto const& [configuration, all_of_it] : numbers)
+      for (const std::uint32_t number : configuration->instance().take_back(all_of_it))
+        moved.push_back(configuration->core().parameters()[number].name);
+    close_batch(all, moved);
+    return moved;
+  });
+}
+
+StrVec OpenedCore::step(bool back) {
+  return engine_change([&](Access const& all) {
+    StrVec moved;
+    for (auto const& [instance, parameter] : back ? all.history.undo() : all.history.redo())
+      moved.push_back(all.configurations[instance]->core().parameters()[parameter].name);
+    return moved;
+  });
+}
+
+StrVec OpenedCore::undo() { return step(true); }
+StrVec OpenedCore::redo() { return step(false); }
+
+// --------------------------------------------------------------------------------------------------------- questions
+
+StrVec OpenedCore::kinds() {
+  StrVec words;
+  for (Kind const& kind : kKinds) words.emplace_back(kind.word);
+  return words;
+}
+
+Record OpenedCore::get(std::string const& given_name, std::string const& word) {
+  Kind const& kind = kind_of(word);
+  const std::string name = engine_name(given_name);
+  const ParamMap errors = customization_.errors();
+  StrVec answer;
+  customization_.drive([&](HACGCCustomDRCModel&) {
+    if (pspmc_ != nullptr) pspmc_->getParamInfo(name, kind.pspmc, answer);
+    if (psxl_ != nullptr) psxl_->getParamInfo(name, kind.psxl, answer);
+  });
+  const bool is_answered = pspmc_ != nullptr || (psxl_ != nullptr && word != "display_name" && word != "description");
+  if (!is_answered) access([&](Access const& all) { answer = told_of(place(all, name), errors, word); });
+  if (word == "range") return Record::list(answer);
+  return answer.empty() ? Record() : Record(answer.front());
+}
+
+Record OpenedCore::get(std::string const& name) {
+  Record all = Record::dictionary();
+  for (std::string const& kind : kinds()) all.set(kind, get(name, kind));
+  return all;
+}
+
+std::string OpenedCore::modified() {
+  if (pspmc_ != nullptr) return pspmc_->getUserModifiedParams();
+  return psxl_ != nullptr ? psxl_->getUserModifiedParams() : std::string();
+}
+
+// ------------------------------------------------------------------------------------------------------- sub-presets
+
+StrVec OpenedCore::sub_presets() { return pspmc_ != nullptr ? pspmc_->getSubPresetParams() : StrVec(); }
+
+Record OpenedCore::sub_preset(std::string const& name) {
+  const StrVec all = sub_presets();
+  if (std::find(all.begin(), all.end(), name) == all.end())
+    throw std::invalid_argument("no sub-preset " + kdi::text::shown(name) +
+                                (all.empty() ? std::string() : "; there are " + kdi::text::joined(all, ", ")));
+  const StrVec choices = pspmc_->getSubPresetChoicesForSubPresetParam(name);
+  Record texts = Record::dictionary();
+  for (std::string const& choice : each_once(choices)) {
+    const std::string text = pspmc_->getSubPresetInfoForSubPresetParam(name, choice);
+    if (!text.empty()) texts.set(choice, text);
+  }
+  Record record = Record::dictionary();
+  record.set("choices", Record::list(choices)).set("info", std::move(texts));
+  return record;
+}
+
+StrVec OpenedCore::choose(std::string const& choice) {
+  if (pspmc_ == nullptr || !pspmc_->subPresetConfigs.contains(choice))
+    throw std::invalid_argument("no sub-preset has a choice " + kdi::text::shown(choice) + " with settings");
+  return batch([&] { customization_.drive([&](HACGCCustomDRCModel&) { pspmc_->guiSetSubPresetParam(choice); }); });
+}
+
+// --------------------------------------------------------------------------------------------------------------- why
+
+Record OpenedCore::explain(std::string const& name) {
+  Record record;
+  access([&](Access const& all) {
+    const Place one = place(all, name);
+    record = kdi::cores::explain(instance_at(one), one.number);
+  });
+  return record;
+}
+
+Record OpenedCore::explain(std::string const& name, std::string const& message) {
+  Record record;
+  access([&](Access const& all) {
+    const Place one = place(all, name);
+    record = kdi::cores::explain(instance_at(one), one.number, message);
+  });
+  return record;
+}
+
+Record OpenedCore::try_set(StrPairs const& pairs) {
+  Record record;
+  access([&](Access const& all) {
+    std::vector<kdi::cores::Change> changes;
+    Configuration* of = nullptr;
+    for (auto const& [name, value] : pairs) {
+      const Place one = place(all, name);
+      if (is_composite(one)) throw std::invalid_argument(kdi::text::shown(name) + " holds other parameters: try those");
+      if (of != nullptr && of != one.configuration)
+        throw std::invalid_argument(kdi::text::shown(name) + " is of another sub-core than those before it");
+      of = one.configuration;
+      changes.push_back({one.number, value});
+    }
+    if (of == nullptr) of = &all.configuration;
+    record = kdi::cores::record_of(of->core(), kdi::cores::try_changes(of->instance(), changes));
+  });
+  return record;
+}
+
+// Two cores are asked one after the other, since each may be asked by other threads meanwhile: a copy stands for one.
+Record OpenedCore::compare(OpenedCore& other) {
+  std::optional<Instance> mine;
+  access([&](Access const& all) { mine.emplace(all.configuration.instance()); });
+  Record record;
+  other.access([&](Access const& all) {
+    Instance const& its = all.configuration.instance();
+    record = kdi::cores::record_of(mine->core(), its.core(), kdi::cores::compare(*mine, its));
+  });
+  return record;
+}
+
+Record OpenedCore::carry_to(OpenedCore& other) {
+  if (&other == this) throw std::invalid_argument("a configuration is carried to another core");
+  std::optional<Instance> mine;
+  access([&](Access const& all) {
+    if (all.configurations.size() > 1) throw std::invalid_argument("a core with sub-cores cannot be carried");
+    mine.emplace(all.configuration.instance());
+  });
+  Record record;
+  other.engine_change([&](Access const& all) {
+    if (all.configurations.size() > 1) throw std::invalid_argument("nothing can be carried to a core with sub-cores");
+    Instance& to = all.configuration.instance();
+    const kdi::cores::Carried carried = kdi::cores::carry(*mine, to);
+    record = kdi::cores::record_of(*mine, to, carried);
+    StrVec moved;
+    for (kdi::cores::Carried::Note const& note : carried.notes)
+      if (note.to) moved.push_back(to.core().parameters()[*note.to].name);
+    close_batch(all, moved);
+    return moved;
+  });
+  return record;
+}
+
+// ------------------------------------------------------------------------------------------------------------- files
+
+std::string OpenedCore::script() const {
+  std::string text;
+  access([&](Access const& all) {
+    text = kdi::cores::settings_script(kdi::cores::settings_of(all.configuration.instance()), kPut);
+  });
+  return text;
+}
+
+std::string OpenedCore::json() const {
+  std::string text;
+  access([&](Access const& all) {
+    text = kdi::cores::settings_json(kdi::cores::settings_of(all.configuration.instance()));
+  });
+  return text;
+}
+
+StrVec OpenedCore::read_script(std::string const& text, std::string const& file) {
+  return restore(kdi::cores::read_settings_script(text, file, kPut));
+}
+
+StrVec OpenedCore::read_json(std::string const& text, std::string const& file) {
+  return restore(kdi::cores::read_settings_json(text, file));
+}
+
+// The text of a composite has all that its members were given, those of sub-cores too. What comes from a preset or a
+// board is given behind it, once more, to have its origin.
+StrVec OpenedCore::restore(kdi::cores::Settings const& settings) {
+  using kdi::cores::Origin;
+  return engine_change([&](Access const& all) {
+    Configuration& configuration = all.configuration;
+    if (settings.core != configuration.core().name())
+      throw std::invalid_argument("settings of " + kdi::text::shown(settings.core) + " are not for " +
+                                  configuration.core().name());
+    kdi::cores::changes_for(configuration.instance(), settings);  // refuses before anything is given
+    StrVec moved = configuration.take_all_back();
+    for (const Origin from : {Origin::user, Origin::preset, Origin::board}) {
+      std::vector<std::pair<Place, std::string>> values;
+      for (kdi::cores::Setting const& setting : settings.all)
+        if (setting.from == from) values.emplace_back(place(all, setting.parameter), setting.text);
+      if (values.empty()) continue;
+      for (std::string& name : configuration.set(values, from)) moved.push_back(std::move(name));
+    }
+    all.history.record();
+    return moved;
+  });
+}
+
+}  // namespace coretools

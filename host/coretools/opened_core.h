@@ -1,0 +1,98 @@
+// A core that is being customised, in the terms of a script: parameters by name, questions by word, changes that tell
+// what moved.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kdi/cores/Changes.h"
+#include "kdi/cores/Record.h"
+#include "kdi/cores/Settings.h"
+#include "kdi/ip/host/Customization.h"
+#include "kdi/ippcw/host/CoreAccess.h"
+
+class HACGCPSPMCCustomDRCModel;
+class HACGCPSXLCustomDRCModel;
+
+namespace coretools {
+
+/// For one thread. What cannot be done is a std::runtime_error or std::invalid_argument, and changes nothing.
+class OpenedCore {
+ public:
+  /// Opens a customisation and tells it once what follows. Without an `instance_name` in the context the engine's
+  /// instance is this one's own, and ends with it.
+  OpenedCore(std::string const& identifier, ParamMap context, ParamMap const& params);
+  OpenedCore(OpenedCore const&) = delete;
+  OpenedCore& operator=(OpenedCore const&) = delete;
+  ~OpenedCore();
+
+  /// Is told the names of what moved, on each change, in the words of the model's event.
+  std::function<void(StrVec const& names)> on_update;
+
+  // ---------------------------------------------------------------------------------------------------- changes
+  /// One after another, as a user interface does. Returns what moved, each name once.
+  StrVec set(StrPairs const& pairs);
+  /// All at once. Whether there is no error.
+  bool update(ParamMap const& params);
+  /// Takes values back that were given.
+  StrVec take_back(StrVec const& names);
+  StrVec undo();
+  StrVec redo();
+
+  // ---------------------------------------------------------------------------------------------------- questions
+  /// The words for get(), in their order.
+  static StrVec kinds();
+  /// A list for `range`, a text for all others. Throws for an unknown parameter or word.
+  kdi::cores::Record get(std::string const& name, std::string const& kind);
+  /// All of them.
+  kdi::cores::Record get(std::string const& name);
+  ParamMap const& errors() { return customization_.errors(); }
+  /// Names and values that the user changed since the last call; empty for models that keep no such list.
+  std::string modified();
+
+  // ---------------------------------------------------------------------------------------------------- sub-presets
+  StrVec sub_presets();
+  /// `choices`, and `info`: a dictionary of texts.
+  kdi::cores::Record sub_preset(std::string const& name);
+  StrVec choose(std::string const& choice);
+
+  // ---------------------------------------------------------------------------------------------------- why
+  kdi::cores::Record explain(std::string const& name);
+  kdi::cores::Record explain(std::string const& name, std::string const& message);
+  kdi::cores::Record try_set(StrPairs const& pairs);
+  kdi::cores::Record compare(OpenedCore& other);
+  /// Gives `other` what this was given.
+  kdi::cores::Record carry_to(OpenedCore& other);
+
+  // ---------------------------------------------------------------------------------------------------- files
+  std::string script() const;
+  std::string json() const;
+  StrVec read_script(std::string const& text, std::string const& file);
+  StrVec read_json(std::string const& text, std::string const& file);
+
+ private:
+  using Access = hardip_eng::ConfiguredAccess;
+  using Place = kdi::cores::Configuration::Place;
+
+  void access(std::function<void(Access const&)> const& use) const;
+  Place place(Access const& all, std::string const& name) const;
+  std::string engine_name(std::string const& name) const;
+  /// Makes a change by way of the engine, and lets the model know.
+  StrVec engine_change(std::function<StrVec(Access const&)> const& change);
+  StrVec batch(std::function<void()> const& change);
+  StrVec step(bool back);
+  void tell(StrVec names);
+  StrVec restore(kdi::cores::Settings const& settings);
+  StrVec moved_outputs(std::function<void()> const& change);
+
+  bool owns_instance_;
+  kdi::ip::Customization customization_;
+  HACGCPSPMCCustomDRCModel* pspmc_ = nullptr;  // one of them, or none, as the identifier says
+  HACGCPSXLCustomDRCModel* psxl_ = nullptr;
+  StrVec moved_;  // by events, since the outermost change began
+};
+
+}  // namespace coretools

@@ -1,0 +1,25 @@
+// A core that is being configured, with all that can be asked of a configuration (kdi/cores/): why, what would, undo.
+#pragma once
+
+#include <functional>
+
+#include "kdi/common/KdiDoor.h"
+#include "kdi/common/KdiTypes.h"
+#include "kdi/cores/Configuration.h"
+#include "kdi/cores/History.h"
+
+namespace hardip_eng {
+
+/// What there is of an instance. Only for as long as the call lasts.
+struct ConfiguredAccess {
+  kdi::cores::Configuration& configuration;
+  /// Of the core and its sub-cores; begins when it is first asked for. Instances in the order of `configurations`.
+  kdi::cores::History& history;
+  std::vector<kdi::cores::Configuration*> const& configurations;
+};
+
+/// Calls `use` with the live instance of the context, which belongs to this thread meanwhile: `use` asks nothing of the
+/// manager or the instance itself. False if there is none, or one that is not the engine's own.
+KDI_DOOR bool access_core(ParamMap const& context, std::function<void(ConfiguredAccess const&)> const& use);
+
+}  // namespace hardip_eng
