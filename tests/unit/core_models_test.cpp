@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <random>
 #include <set>
 
 #include "kdi/common/KdiFile.h"
@@ -14,6 +15,7 @@
 #include "kdi/cores/Configuration.h"
 #include "kdi/cores/Instance.h"
 #include "tests/support/places.h"
+#include "tests/support/random.h"
 
 namespace {
 
@@ -461,6 +463,35 @@ std::string name_of(::testing::TestParamInfo<Version> const& one) {
 }
 INSTANTIATE_TEST_SUITE_P(Cores, Newest, ::testing::ValuesIn(kNewest), name_of);
 INSTANTIATE_TEST_SUITE_P(Blocks, Newest, ::testing::ValuesIn(kBlocks), name_of);
+
+class AnySettings : public ::testing::TestWithParam<Version> {};
+
+// Whatever is set, no rule faults, and the state does not tell in which order it was set.
+TEST_P(AnySettings, AreUnderstood) {
+  const auto core = core_of(GetParam().core, GetParam().version);
+  test_support::Seeded<std::mt19937> random(1);
+  const auto below = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };
+  Instance instance(core);
+  std::map<std::uint32_t, std::string> given;
+  for (int change = 1; change <= 1500; ++change) {
+    const auto number = static_cast<std::uint32_t>(below(core->parameters().size()));
+    if (!core->is_settable(number)) continue;
+    std::vector<std::string> some = candidates(instance, number);
+    some.push_back("7");
+    given[number] = some[below(some.size())];
+    instance.set({{number, given[number]}}, Origin::user, Strength::ranges);
+    for (Due const& due : instance.messages())
+      ASSERT_NE(due.name, "rule") << core->parameters()[due.parameter].name << ": " << due.text;
+    if (change % 50 != 0) continue;
+    Instance fresh(core);
+    fresh.set({given.begin(), given.end()}, Origin::user, Strength::ranges);
+    for (std::uint32_t i = 0; i < core->parameters().size(); ++i)
+      ASSERT_EQ(face(instance, i), face(fresh, i)) << core->parameters()[i].name;
+    ASSERT_EQ(instance.messages(), fresh.messages());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Blocks, AnySettings, ::testing::ValuesIn(kBlocks), name_of);
 
 // -------------------------------------------------------------------------------------------------------- composites
 
