@@ -7,7 +7,6 @@
 #include <bit>
 #include <functional>
 #include <limits>
-#include <unordered_map>
 
 #include "kdi/common/KdiWide.h"
 #include "platform/cores/clock_problem.h"
@@ -620,23 +619,32 @@ class Branching {
   void drop_alike(Node& node) const {
     for (const std::size_t p : node.left) {
       std::vector<std::uint32_t>& choices = node.choices[p];
-      std::unordered_map<std::uint64_t, std::vector<std::uint32_t>> seen;
       const auto is_alike = [&](std::uint32_t a, std::uint32_t b) {
         for (std::size_t i = 0; i < node.errors.size(); ++i)
           if (!is_alike_for(node.errors[i], i, p, a, b)) return false;
         return true;
       };
-      std::erase_if(choices, [&](std::uint32_t choice) {
+      std::vector<std::pair<std::uint64_t, std::uint32_t>> hashed;  // of equal ones the first setting comes first
+      hashed.reserve(choices.size());
+      for (const std::uint32_t choice : choices) {
+        std::int64_t const* const row = table_.row(p, choice);
         std::uint64_t hash = 0;
         for (std::size_t i = 0; i < node.errors.size(); ++i)
-          hash = hash * 0x9E3779B97F4A7C15U +
-                 static_cast<std::uint64_t>(std::min(node.errors[i], table_.row(p, choice)[i]));
-        std::vector<std::uint32_t>& same = seen[hash];
+          hash = hash * 0x9E3779B97F4A7C15U + static_cast<std::uint64_t>(std::min(node.errors[i], row[i]));
+        hashed.emplace_back(hash, choice);
+      }
+      std::sort(hashed.begin(), hashed.end());
+      choices.clear();
+      std::vector<std::uint32_t> same;
+      for (std::size_t n = 0; n < hashed.size(); ++n) {
+        if (n == 0 || hashed[n].first != hashed[n - 1].first) same.clear();
+        const std::uint32_t choice = hashed[n].second;
         if (std::any_of(same.begin(), same.end(), [&](std::uint32_t other) { return is_alike(choice, other); }))
-          return true;
+          continue;
         same.push_back(choice);
-        return false;
-      });
+        choices.push_back(choice);
+      }
+      std::sort(choices.begin(), choices.end());
     }
   }
 
@@ -699,7 +707,7 @@ class Branching {
   }
 
   static constexpr int kRootSteps = 400;
-  static constexpr int kSteps = 6;
+  static constexpr int kSteps = 20;
   static constexpr int kPatience = 6;
   static constexpr int kMostRounds = 20;
 
@@ -824,14 +832,37 @@ class ClockSearch {
     return best;
   }
 
+  // A worst error that settings do come to, or the greatest: each PLL in turn takes what helps most beside those before
+  // it. Numbers of bits weigh many middling errors above one large one, which a later PLL may serve.
+  std::int64_t greedy_worst_key() const {
+    std::vector<std::int64_t> errors = table_.base;
+    for (std::size_t p = 0; p < table_.keys.size(); ++p) {
+      int least = std::numeric_limits<int>::max();
+      std::size_t best = 0;
+      for (std::size_t c = 0; c < table_.choices(p); ++c) {
+        std::int64_t const* const row = table_.row(p, c);
+        int sum = 0;
+        for (std::size_t i = 0; i < errors.size(); ++i)
+          sum += std::bit_width(static_cast<std::uint64_t>(std::min(errors[i], row[i])));
+        if (sum >= least) continue;
+        least = sum;
+        best = c;
+      }
+      if (table_.choices(p) == 0) continue;
+      for (std::size_t i = 0; i < errors.size(); ++i) errors[i] = std::min(errors[i], table_.row(p, best)[i]);
+    }
+    return std::min(kNone - 1, *std::max_element(errors.begin(), errors.end()));
+  }
+
   std::int64_t least_worst_key() const {
     const std::vector<std::int64_t> best = best_keys();
     const std::int64_t least = *std::max_element(best.begin(), best.end());
     const auto covers = [&](std::int64_t most) { return Covering(cover_of(table_, most)).covers(all()).has_value(); };
     if (covers(least)) return least;
+    const std::int64_t enough = greedy_worst_key();
     std::vector<std::int64_t> keys;
     const auto add = [&](std::int64_t key) {
-      if (key > least && key < kNone) keys.push_back(key);
+      if (key > least && key <= enough) keys.push_back(key);
     };
     std::for_each(table_.base.begin(), table_.base.end(), add);
     for (auto const& list : table_.keys) std::for_each(list.begin(), list.end(), add);
