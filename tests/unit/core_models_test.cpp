@@ -109,7 +109,11 @@ constexpr Version kCardSystems[] = {{"pmcps", "1.0"}, {"ps11", "1.0"}};
 INSTANTIATE_TEST_SUITE_P(Cores, CardSystems, ::testing::ValuesIn(kCardSystems));
 
 constexpr Version kLargerSystems[] = {{"psxl", "1.0"}};
-constexpr Version kLargerWizards[] = {{"psxl_wizard", "1.0"}, {"psx_wizard", "1.0"}, {"ps_wizard", "1.0"}};
+constexpr Version kLargerWizards[] = {{"psxl_wizard", "1.0"},
+                                      {"psx_wizard", "1.0"},
+                                      {"psx_wizard", "9.99.z"},
+                                      {"ps_wizard", "1.0"},
+                                      {"ps_wizard", "99.0"}};
 INSTANTIATE_TEST_SUITE_P(Cores, LargerSystems, ::testing::ValuesIn(kLargerSystems));
 
 constexpr Version kPlatformControllers[] = {
@@ -556,7 +560,16 @@ TEST_P(LargerWizards, HoldEachCoreInAText) {
 INSTANTIATE_TEST_SUITE_P(Cores, LargerWizards,
                          ::testing::Values(Wizard{{"psxl_wizard", "1.0"}, "PSXLParameters"},
                                            Wizard{{"psx_wizard", "1.0"}, "PSXLParameters"},
-                                           Wizard{{"ps_wizard", "1.0"}, "PSParameters"}));
+                                           Wizard{{"psx_wizard", "9.99.z"}, "PSXLParameters"},
+                                           Wizard{{"ps_wizard", "1.0"}, "PSParameters"},
+                                           Wizard{{"ps_wizard", "99.0"}, "PSParameters"}));
+
+TEST(Wizards, AnotherVersionMayHaveOtherCores) {
+  for (auto const& [version, has] : {std::pair("1.0", false), {"99.0", true}}) {
+    Configuration wizard(core_of("ps_wizard", version), {}, core_of);
+    EXPECT_EQ(wizard.find("PS_USB1_PERIPHERAL_ENABLE").has_value(), has) << version;
+  }
+}
 
 TEST(Wizards, TextAndMembersAreOneState) {
   Configuration wizard(core_of("tavrel_cips", "3.4"), {}, nullptr);
@@ -582,6 +595,7 @@ struct Change {
 void PrintTo(Change const& step, std::ostream* out) { PrintTo(step.to, out); }
 
 constexpr Change kSteps[] = {
+    {{"psx_wizard", "1.0"}, {"psx_wizard", "9.99.z"}, "+PSX_PMCX_CONFIG_APPLIED"},
     {{"pspmc", "1.0"},
      {"pspmc", "1.1"},
      "+PS_CAN{0..1}_FD_ENABLE +BOOT_FALLBACK_ENABLE PS_WWDT0_WINDOW_MS>PS_WWDT0_OPEN_WINDOW_MS "
