@@ -120,6 +120,8 @@ LineEditor::LineEditor(std::vector<std::string> const& history, Completer comple
   // While a line is edited Ctrl-C is a key like others, not a signal.
   el_set(editor, EL_SETTY, "-d", "-isig", nullptr);
   el_set(editor, EL_BIND, "^C", "kdish-interrupt", nullptr);
+  // Ctrl-D that is typed while a command runs comes out of the terminal as a zero, which would quote the next key.
+  el_set(editor, EL_BIND, "^@", "ed-ignore", nullptr);
   el_source(editor, nullptr);  // a person's own ~/.editrc
 }
 

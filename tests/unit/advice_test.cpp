@@ -328,7 +328,7 @@ TEST(Advice, WorksThroughSearches) {
     if (HasFatalFailure()) return;
   }
   print(figures);
-  EXPECT_GE(figures.by_size[1], 60 / kPart);
+  EXPECT_GE(figures.by_size[1], 40 / kPart);
   EXPECT_GE(figures.proven, 40 / kPart);
 }
 

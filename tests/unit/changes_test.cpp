@@ -84,8 +84,8 @@ TEST(Changes, TriedTellWhatMakingThemDoes) {
     }
   }
   EXPECT_GT(moves, 500U);
-  EXPECT_GT(come, 50U);
-  EXPECT_GT(go, 50U);
+  EXPECT_GT(come, 30U);
+  EXPECT_GT(go, 30U);
 }
 
 TEST(Changes, TriedAsARecord) {
