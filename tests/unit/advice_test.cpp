@@ -10,6 +10,7 @@
 #include "tests/support/made_up_core.h"
 #include "tests/support/places.h"
 #include "tests/support/random.h"
+#include "tests/support/sanitized.h"
 
 namespace {
 
@@ -231,13 +232,7 @@ void print(Figures const& figures) {
 }
 
 // Where every step is watched the same is looked at less often.
-#ifdef __has_feature
-constexpr int kPart = __has_feature(address_sanitizer) ? 10 : 1;
-#elif defined(__SANITIZE_ADDRESS__)
-constexpr int kPart = 10;
-#else
-constexpr int kPart = 1;
-#endif
+constexpr int kPart = test_support::kSanitized ? 10 : 1;
 
 TEST(Advice, WorksAndIsSmallestOnMadeUpCores) {
   Figures figures;

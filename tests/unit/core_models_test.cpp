@@ -16,6 +16,7 @@
 #include "kdi/cores/Instance.h"
 #include "tests/support/places.h"
 #include "tests/support/random.h"
+#include "tests/support/sanitized.h"
 
 namespace {
 
@@ -220,7 +221,9 @@ void take_back(Instance& instance, Settings const& settings, Strength strength =
 
 TEST(CoreMessages, AreRaisedAndClearedAsTold) {
   std::map<std::string, Instance> instances;
+  int count = 0;
   for (Row const& row : rows()) {
+    if (count++ % 8 != 0 && test_support::kSanitized) continue;
     Instance& instance =
         instances.try_emplace(row.core + "/" + row.version, core_of(row.core, row.version)).first->second;
     const auto number = instance.core().find(row.parameter);
@@ -461,11 +464,14 @@ TEST_P(Newest, HaveConsequencesOrAreListed) {
   EXPECT_LE(silent.information.size() * 20, core->parameters().size());
 }
 
-constexpr Version kNewest[] = {{"psxl", "1.0"}, {"ps11", "1.0"}, {"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}};
+std::vector<Version> newest() {
+  if (test_support::kSanitized) return {};
+  return {{"psxl", "1.0"}, {"ps11", "1.0"}, {"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}};
+}
 std::string name_of(::testing::TestParamInfo<Version> const& one) {
   return one.param.core + ("_" + std::to_string(one.index));
 }
-INSTANTIATE_TEST_SUITE_P(Cores, Newest, ::testing::ValuesIn(kNewest), name_of);
+INSTANTIATE_TEST_SUITE_P(Cores, Newest, ::testing::ValuesIn(newest()), name_of);
 INSTANTIATE_TEST_SUITE_P(Blocks, Newest, ::testing::ValuesIn(kBlocks), name_of);
 
 class AnySettings : public ::testing::TestWithParam<Version> {};
