@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -191,8 +192,12 @@ OpenedCore::OpenedCore(std::string const& identifier, ParamMap context, ParamMap
 
 OpenedCore::~OpenedCore() {
   Listeners::all().remove(customization_);
-  StrVec none;
-  if (owns_instance_) hardip_eng::HardIPManager::getInstance()->deleteInstance(customization_.context(), none);
+  if (!owns_instance_) return;
+  try {
+    StrVec none;
+    hardip_eng::HardIPManager::getInstance()->deleteInstance(customization_.context(), none);
+  } catch (std::bad_alloc const&) {  // the manager keeps it, under a name that is not given again
+  }
 }
 
 void OpenedCore::access(std::function<void(Access const&)> const& use) const {

@@ -96,7 +96,7 @@ class Customization::Model {
   Model& operator=(Model const&) = delete;
   ~Model() {
     try {
-      functions_.deleter(identifier_, &model_);
+      functions_.deleter(std::move(identifier_), &model_);  // moved: going down asks for no memory
     } catch (std::exception const& error) {
       ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ip", ComMsgMgr::MSG_ERROR, "%s", error.what());
     } catch (...) {
@@ -108,7 +108,7 @@ class Customization::Model {
   HACGCCustomDRCModel& operator*() const { return *model_; }
 
  private:
-  const std::string identifier_;
+  std::string identifier_;
   const Functions functions_;
   HACGCCustomDRCModel* model_ = nullptr;
 };
