@@ -6,13 +6,13 @@ namespace psmodels {
 
 bool isInfoOrWarningMessage(std::string const& text, std::string& cleaned, ComMsgMgr::MsgMask& mask) {
   struct Tag {
-    std::string text;
+    char text[20];
     ComMsgMgr::MsgMask mask;
   };
   // A text may have several: the first of these counts, and the others stay in the text.
-  static const Tag kTags[] = {{"Info:", ComMsgMgr::MSG_INFO},
-                              {"Warning:", ComMsgMgr::MSG_WARNING},
-                              {"Critical_warning:", ComMsgMgr::MSG_CRITICAL_WARNING}};
+  static constexpr Tag kTags[] = {{"Info:", ComMsgMgr::MSG_INFO},
+                                  {"Warning:", ComMsgMgr::MSG_WARNING},
+                                  {"Critical_warning:", ComMsgMgr::MSG_CRITICAL_WARNING}};
   if (text.empty()) return false;
   cleaned = text;
   for (Tag const& tag : kTags) {
