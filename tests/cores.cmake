@@ -8,7 +8,7 @@ add_unit_test(core_models_test SMOKE OPTIMISED LABELS cores LINKS kdi_cores_obje
 add_unit_test(core_truth_test SMOKE OPTIMISED LABELS cores LINKS kdi_cores_objects Boost::headers)
 add_unit_test(explain_test LABELS cores LINKS kdi_cores_objects)
 add_unit_test(hard_ip_test LABELS cores LINKS "kdi_ippcw;kdi_device;kdi_common")
-add_unit_test(advice_test OPTIMISED LABELS cores LINKS kdi_cores_objects)
+add_unit_test(advice_test SMOKE OPTIMISED LABELS cores LINKS kdi_cores_objects)
 add_unit_test(clock_search_test OPTIMISED LABELS cores LINKS kdi_cores_objects Boost::headers)
 add_unit_test(core_searches_test LABELS cores LINKS kdi_cores_objects)
 add_unit_test(configuration_test LABELS cores LINKS "kdi_cores_objects;kdi_common;iptasks_tcl")
