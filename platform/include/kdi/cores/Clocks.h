@@ -77,7 +77,7 @@ struct Clock {
 
 struct ClockRequest {
   std::vector<ClockReference> references;
-  std::vector<Pll> plls;      ///< at most 16
+  std::vector<Pll> plls;      ///< at most 8
   std::vector<Clock> clocks;  ///< at most 256
   friend bool operator==(ClockRequest const&, ClockRequest const&) = default;
 };
