@@ -9,7 +9,7 @@ shift
 packages="
   g++ cmake ninja-build make
   tcl tcl-dev
-  libboost-dev libboost-thread-dev nlohmann-json3-dev
+  libboost-dev libboost-thread-dev nlohmann-json3-dev libpugixml-dev libzip-dev
   $*
 "
 [ "$what" = package ] || packages="$packages

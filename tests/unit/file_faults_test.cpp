@@ -18,6 +18,8 @@
 #include "kdi/device/HARPartsParse.h"
 #include "kdi/device/HDARPart.h"
 #include "kdi/device/host/PartCatalogue.h"
+#include "kdi/hdf/HHDFHwDefUtils.h"
+#include "kdi/hdf/SWParamWriter.h"
 #include "kdi/ip/HIPWPowerCalcIntf.h"
 #include "tests/support/fault_runs.h"
 #include "tests/support/places.h"
@@ -220,6 +222,16 @@ struct Writer {
 
 std::ostream& operator<<(std::ostream& out, Writer const& writer) { return out << writer.name; }
 
+// A writer that tells of a fault by a message.
+void require_written(std::function<bool()> const& write) {
+  message_host::Capture capture;
+  if (write()) return;
+  constexpr std::string_view kFront = "ERROR: [hdf] ";
+  const std::vector<std::string> lines = capture.lines();
+  if (lines.size() != 1 || !lines[0].starts_with(kFront)) throw std::runtime_error("not one error was told");
+  throw std::runtime_error(lines[0].substr(kFront.size()));
+}
+
 const Writer kWriters[] = {
     {"a_new_file", nullptr, [](std::string const& path) { kdi::write_file(path, "{\"new\": true}\n"); }},
     {"an_old_file", "old", [](std::string const& path) { kdi::write_file(path, "{\"new\": true}\n"); }},
@@ -228,6 +240,19 @@ const Writer kWriters[] = {
        param_host::set("ps.enableSysmon", "true");
        param_host::set("cips.cpmdecouple", "7");
        param_host::save_file(path);
+     }},
+    {"a_hardware_definition", "old",
+     [](std::string const& path) {
+       const std::string input = fs::path(path).parent_path().parent_path() / "x.cdo";
+       kdi::write_file(input, "write\n");
+       std::string place = path;
+       require_written([&] {
+         return HHDFHwDefUtils::writeHDF(place, {{input, HHDFHwDefFileTypes::CDO}}, true, {}, {});
+       });
+     }},
+    {"a_text_of_a_core", nullptr,
+     [](std::string const& path) {
+       require_written([&] { return SWParamWriter::writeParamInfo(path, "u1", "pss_io", "text"); });
      }},
 };
 
@@ -301,7 +326,8 @@ TEST(WritingBeside, TellsWhereTheLastStepFails) {
 
 TEST_P(Writing, TellsOfAFullDisk) {
   const std::string content = good();
-  for (std::size_t room = 0; room <= content.size(); ++room) {
+  const std::size_t step = 1 + content.size() / 100;
+  for (std::size_t room = 0; room <= content.size(); room += content.size() - room > step ? step : 1) {
     const Outcome of = outcome([&] { file_faults::watch_with_room_for(folder_, room); });
     EXPECT_EQ(of.value == "done", room == content.size()) << room;
     expect_whole_or_as_before(of, content, ENOSPC);
