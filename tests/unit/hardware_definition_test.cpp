@@ -69,7 +69,7 @@ HardwareDefinition random_definition(Random& random) {
 
 TEST(HardwareDefinition, ReadsBackWhatWasWritten) {
   Random random(11);
-  for (int run = 0; run < 400; ++run) {
+  for (int run = 0; run < 150; ++run) {
     const HardwareDefinition definition = random_definition(random);
     const std::string bytes = packed(definition);
     EXPECT_EQ(unpacked(bytes, "p"), definition);
