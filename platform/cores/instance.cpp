@@ -50,6 +50,7 @@ Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts)
       ranges_(core_->parameters().size()),
       found_(core_->parameters().size()),
       findings_(core_->searches().size()),
+      latest_(core_->searches().size()),
       given_(core_->parameters().size()),
       givers_(core_->parameters().size(), Origin::user),
       faults_(core_->steps().size()),
@@ -72,6 +73,9 @@ Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts)
     store(core_->fact_slot(i), *value);
   }
   for (std::uint32_t step = 0; step < core_->steps().size(); ++step) run(step);
+  for (std::uint32_t step = 0; step < core_->steps().size(); ++step)
+    if (core_->steps()[step].searches)
+      first_.push_back({step, findings_[core_->steps()[step].parameter], faults_[step]});
   touched_.clear();
 }
 
@@ -119,6 +123,7 @@ void Instance::give(std::uint32_t parameter, std::optional<std::string> text, Or
 
 std::vector<std::uint32_t> Instance::compute(Strength strength) {
   ran_.clear();
+  if (strength == Strength::ranges) put_searches_back();
   std::vector<std::uint32_t> left;  // searches, for want of strength
   while (strength != Strength::values && !waiting_.empty()) {
     std::pop_heap(waiting_.begin(), waiting_.end(), std::greater<>());
@@ -137,6 +142,20 @@ std::vector<std::uint32_t> Instance::compute(Strength strength) {
     std::push_heap(waiting_.begin(), waiting_.end(), std::greater<>());
   }
   return moved();
+}
+
+// A search that is not run says what it said of the defaults, whatever it found meanwhile: so what is seen follows from
+// what is given, not from how it came about.
+void Instance::put_searches_back() {
+  for (First const& first : first_) {
+    const std::uint32_t search = core_->steps()[first.step].parameter;
+    if (findings_[search] == first.findings && faults_[first.step] == first.fault) continue;
+    take_findings(search, first.findings);
+    faults_[first.step] = first.fault;
+    if (std::exchange(is_waiting_[first.step], 1) != 0) continue;
+    waiting_.push_back(first.step);
+    std::push_heap(waiting_.begin(), waiting_.end(), std::greater<>());
+  }
 }
 
 // What was touched since it was last asked for.
@@ -222,21 +241,28 @@ Value Instance::value_without_rule(std::uint32_t parameter) const {
   }
 }
 
-// Runs a search and passes on what it moved. One that has a fault finds nothing.
+// Runs a search. One that has a fault finds nothing.
 bool Instance::run_search(std::uint32_t number, std::string& fault) {
   SearchSection const& search = *core_->searches()[number];
-  std::shared_ptr<Findings const>& findings = findings_[number];
   std::shared_ptr<Findings const> next;
   try {
     next = search.run({machine_, cells_,
                        [this](std::uint32_t parameter, Value const& value) { return permits(parameter, value); },
-                       [this](std::uint32_t parameter) { return plain_value(parameter); }, findings});
+                       [this](std::uint32_t parameter) { return plain_value(parameter); }, latest_[number]});
   } catch (RuleFault const& error) {
     fault = error.what();
     auto nothing = std::make_shared<Findings>();
     nothing->values.assign(search.writes.size(), {Found::From::nothing, {}});
     next = std::move(nothing);
   }
+  latest_[number] = next;
+  return take_findings(number, std::move(next));
+}
+
+// Passes on what they move.
+bool Instance::take_findings(std::uint32_t number, std::shared_ptr<Findings const> next) {
+  SearchSection const& search = *core_->searches()[number];
+  std::shared_ptr<Findings const>& findings = findings_[number];
   bool changed = false;
   for (std::size_t i = 0; i < search.writes.size(); ++i) {
     Found& known = found_[search.writes[i]];

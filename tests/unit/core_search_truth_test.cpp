@@ -7,8 +7,10 @@
 #include "kdi/cores/Instance.h"
 #include "tests/support/clock_core.h"
 #include "tests/support/pad_core.h"
+#include "tests/support/places.h"
 #include "tests/support/plain_clocks.h"
 #include "tests/support/random.h"
+#include "tests/support/sanitized.h"
 
 namespace {
 
@@ -245,6 +247,93 @@ TEST(CoreSearchTruth, ClocksAreWhatTryingEverythingGives) {
   EXPECT_GT(searched, 30);
   EXPECT_GT(manual, 30);
   EXPECT_GT(unmet, 5);
+}
+
+// Everything that can be asked.
+std::string seen(Instance& instance) {
+  std::string all;
+  for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i) {
+    all += instance.core().parameters()[i].name + " " + instance.value(i) + "|" + instance.backup(i) + "|" +
+           (instance.is_enabled(i) ? "on|" : "off|") + std::string(word_of(instance.origin(i)));
+    for (std::string const& value : instance.range(i)) all += " " + value;
+    all += "\n";
+  }
+  for (Due const& due : instance.messages()) all += due.name + ": " + due.text + "\n";
+  return all;
+}
+
+// Sequences of changes at any strength. From the strength of rules on the state is what a new instance has that is
+// given the same values once, at the strength of the latest change; and what is computed again moves nothing. Returns
+// how often less than the searches showed something else than they do.
+int change_at_any_strength(std::shared_ptr<Core const> const& core, Choices const& choices, unsigned seed,
+                           int changes) {
+  constexpr Strength kStrengths[] = {Strength::values, Strength::ranges, Strength::searches};
+  Random random(seed);
+  Instance instance(core);
+  std::vector<std::string> names;
+  for (auto const& [name, values] : choices) names.push_back(name);
+  int other = 0;
+  for (int n = 0; n < changes; ++n) {
+    const Strength strength = kStrengths[random.below(3)];
+    const std::string name = names[random.below(static_cast<unsigned>(names.size()))];
+    auto const& values = choices.at(name);
+    if (random.one_in(5))
+      instance.take_back({*core->find(name)}, strength);
+    else
+      instance.set({{*core->find(name), values[random.below(static_cast<unsigned>(values.size()))]}}, Origin::user,
+                   strength);
+    if (strength == Strength::values) continue;
+    Instance alone(core);
+    std::vector<std::pair<std::uint32_t, std::string>> given;
+    for (std::uint32_t i = 0; i < core->parameters().size(); ++i)
+      if (instance.given(i)) given.emplace_back(i, *instance.given(i));
+    alone.set(given, Origin::user, strength);
+    EXPECT_EQ(seen(instance), seen(alone)) << "change " << n << ", " << name;
+    if (strength != Strength::ranges) continue;
+    Instance whole = instance, at_once(core);
+    whole.compute();
+    at_once.set(given);
+    EXPECT_EQ(seen(whole), seen(at_once)) << "change " << n << ", " << name;
+    other += seen(whole) != seen(instance);
+    whole.compute(Strength::ranges);
+    EXPECT_EQ(seen(whole), seen(instance)) << "change " << n << ", " << name;
+    if (testing::Test::HasFailure()) break;
+  }
+  return other;
+}
+
+TEST(CoreSearchTruth, TheStateFollowsFromTheValuesAndTheStrength) {
+  Choices clocks = {{"MANUAL", {"0", "1"}},
+                    {"REF_MHZ", {"30", "28", "60"}},
+                    {"ALT_MHZ", {"0", "27"}},
+                    {"A_FB", {"20", "25"}},
+                    {"V_MOST", {"2", "80", "300"}}};
+  for (const std::string c : {"U", "V", "W", "X"}) {
+    clocks[c + "_ON"] = {"0", "1"};
+    clocks[c + "_MHZ"] = {"1.5", "40", "50", "66.666", "100"};
+    clocks[c + "_DIV"] = {"1", "3", "12"};
+  }
+  EXPECT_GT(change_at_any_strength(Core::parse(clock_core::core(), "made.json"), clocks, 1, 150), 15);
+  const Choices pads = {{"UART0_ON", {"0", "1"}},
+                        {"UART1_ON", {"0", "1"}},
+                        {"SPI0_ON", {"0", "1"}},
+                        {"KEY_ON", {"0", "1"}},
+                        {"UART0_IO", {"MIO 0 .. 1", "MIO 4 .. 5", "PS 0 .. 1", "none"}},
+                        {"SPI0_IO", {"MIO 2 .. 5", "PS 0 .. 3", "EMIO"}}};
+  EXPECT_GT(change_at_any_strength(Core::parse(pad_core::core(), "made.json"), pads, 2, 300), 30);
+}
+
+// The same of a whole processing system, whose rules read what is found.
+TEST(CoreSearchTruth, SoDoesThatOfAProcessingSystem) {
+  const Choices choices = {{"PMC_REF_CLK_FREQMHZ", {"33.333", "50", "99"}},
+                           {"PS_UART0_PERIPHERAL_ENABLE", {"0", "1"}},
+                           {"PS_UART0_BAUD_RATE", {"9600", "115200"}},
+                           {"PS_ENET0_PERIPHERAL_ENABLE", {"0", "1"}},
+                           {"PS_I2C0_PERIPHERAL_ENABLE", {"0", "1"}},
+                           {"PS_CRL_UART0_REF_CTRL_FREQMHZ", {"50", "100", "133"}},
+                           {"SMON_OT", {"0", "1"}}};
+  const auto core = Core::read(places::data("cores"), "pspmc", "1.4");
+  EXPECT_GT(change_at_any_strength(core, choices, 3, test_support::kSanitized ? 12 : 40), 0);
 }
 
 // Who sits where, and what is told, counted pad by pad.

@@ -3,8 +3,10 @@
 // The state is a function of the user's present values alone, never of the way to them: set in any order, changed and
 // taken back, the same values give the same state. Setting a value computes anew only what depends on it.
 //
-// How much is computed when values are given is told by a strength. What was left undone is done as soon as a later
-// change, or compute(), has the strength for it: the state is then the same as if all had been done at once.
+// How much is computed when values are given is told by a strength, and the state is a function of the values and the
+// strength of the latest change, from that on at which rules follow. What was left undone is done as soon as a later
+// change, or compute(), has the strength for it: the state is then the same as if all had been done at once. A change
+// that does not run the searches takes back what they found before: they say what they say of the defaults.
 //
 // One instance is for one thread at a time; instances of one core may be used side by side.
 #pragma once
@@ -47,7 +49,7 @@ KDI_DOOR std::string_view word_of(Origin origin);
 /// How much follows when values are given.
 enum class Strength : std::uint8_t {
   values,    ///< they are taken, and checked against the ranges that there are
-  ranges,    ///< rules follow; what a search found stays as it was
+  ranges,    ///< rules follow; searches say what they say where nothing is given
   searches,  ///< everything
 };
 
@@ -92,7 +94,7 @@ class KDI_DOOR Instance {
   /// The text that was given, if there is one.
   std::optional<std::string> const& given(std::uint32_t parameter) const { return given_[parameter]; }
 
-  /// What a search found at its latest run.
+  /// What a search says: what it found at its latest run, or, at a strength that does not run it, of the defaults.
   std::shared_ptr<Findings const> const& findings(std::uint32_t search) const { return findings_[search]; }
 
   /// The present value of a definition.
@@ -114,6 +116,8 @@ class KDI_DOOR Instance {
   Value plain_value(std::uint32_t parameter) const;
   Value value_without_rule(std::uint32_t parameter) const;
   bool run_search(std::uint32_t search, std::string& fault);
+  bool take_findings(std::uint32_t search, std::shared_ptr<Findings const> next);
+  void put_searches_back();
   bool is_left_to_user(std::uint32_t parameter) const;
   void add_findings(std::uint32_t parameter, std::vector<Due>& due) const;
   std::string text_of(Rule const& rule, Parameter const& parameter);
@@ -131,11 +135,18 @@ class KDI_DOOR Instance {
   std::vector<Value> ranges_;                              ///< by parameter, for those with a rule
   std::vector<std::vector<char>> due_;                     ///< by parameter and message
   std::vector<Found> found_;                               ///< by parameter, for those of searches
-  std::vector<std::shared_ptr<Findings const>> findings_;  ///< by search
+  std::vector<std::shared_ptr<Findings const>> findings_;  ///< by search, those in effect
+  std::vector<std::shared_ptr<Findings const>> latest_;    ///< by search, of its latest run
   std::vector<std::optional<std::string>> given_;          ///< by parameter
   std::vector<Origin> givers_;                             ///< of what is given
   std::vector<std::string> faults_;                        ///< by step; empty: none
-  std::vector<std::uint32_t> waiting_;                     ///< steps to be run, a heap with the first in front
+  struct First {
+    std::uint32_t step;
+    std::shared_ptr<Findings const> findings;
+    std::string fault;
+  };
+  std::vector<First> first_;            ///< what searches say of the defaults
+  std::vector<std::uint32_t> waiting_;  ///< steps to be run, a heap with the first in front
   std::vector<char> is_waiting_;
   std::vector<std::uint32_t> ran_;      ///< steps of the latest change
   std::vector<std::uint32_t> touched_;  ///< parameters
