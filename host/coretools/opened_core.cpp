@@ -36,10 +36,20 @@ using kdi::ip::Customization;
 constexpr char kInstanceName[] = "instance_name";
 constexpr char kPut[] = "put";  // in front of the settings of a script
 
-// Instances without a name of the user's need one that nobody else has, in any interpreter.
-ParamMap named(ParamMap context) {
+// The core that a context or an identifier names: `pspmc` of brenlo:ip:pspmc:1.4.
+std::string core_named(std::string const& identifier, ParamMap const& context) {
+  const auto given = context.find("ps_core_name");
+  if (given != context.end()) return given->second;
+  const auto words = kdi::text::split(identifier, ':');
+  return words.size() == 4 ? std::string(words[2]) : std::string("core");
+}
+
+// Instances without a name of the user's need one that nobody else has, in any interpreter. It begins with the core, by
+// which whoever makes an instance from its name alone knows it.
+ParamMap named(std::string const& identifier, ParamMap context) {
   static std::atomic<unsigned> count{0};
-  if (!context.contains(kInstanceName)) context.emplace(kInstanceName, "coretools_" + std::to_string(count++));
+  if (!context.contains(kInstanceName))
+    context.emplace(kInstanceName, core_named(identifier, context) + "_coretools_" + std::to_string(count++));
   return context;
 }
 
@@ -174,7 +184,7 @@ void listen_once() {
 
 OpenedCore::OpenedCore(std::string const& identifier, ParamMap context, ParamMap const& params)
     : owns_instance_(!context.contains(kInstanceName)),
-      customization_(identifier, named(std::move(context)), {params, {}, 10}) {
+      customization_(identifier, named(identifier, std::move(context)), {params, {}, 10}) {
   customization_.drive([&](HACGCCustomDRCModel& model) {
     const HACGCDRCModelFunc factory = factory_of(identifier);
     if (factory == pspmcRulesObjInit) pspmc_ = static_cast<HACGCPSPMCCustomDRCModel*>(&model);

@@ -23,11 +23,21 @@ struct HICInst::State {
 
 namespace {
 
-// `psxl` of psxl_0; the name itself where no number stands behind.
-std::string core_in(std::string const& instance_name) {
+// The name without the number behind it: `psxl` of psxl_0.
+std::string without_number(std::string const& instance_name) {
   const std::size_t end = instance_name.find_last_not_of("0123456789");
   const bool is_numbered = end != std::string::npos && end + 1 < instance_name.size() && instance_name[end] == '_';
   return is_numbered ? instance_name.substr(0, end) : instance_name;
+}
+
+// `psxl` of psxl_0, and of psxl_mine_0: the core that the name is, or else begins with, the longest of several.
+std::string core_in(std::string const& instance_name) {
+  std::string name = without_number(instance_name), begin;
+  for (std::string const& core : kdi::cores::core_names()) {
+    if (core == name) return core;
+    if (name.starts_with(core + "_") && core.size() > begin.size()) begin = core;
+  }
+  return begin.empty() ? name : begin;
 }
 
 void tell(std::string const& text) {

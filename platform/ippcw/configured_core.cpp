@@ -90,7 +90,7 @@ void ConfiguredCore::use(std::function<void(ConfiguredAccess const&)> const& use
     for (Configuration* const one : configurations_) instances.push_back(&one->instance());
     history_ = std::make_unique<kdi::cores::History>(std::move(instances));
   }
-  use({configuration_, *history_, configurations_});
+  use({configuration_, *history_, configurations_, sysmon_data_file_});
 }
 
 // What names parameters, with its place; the rest is told. SKIP is what a disabled parameter shows, not a value.
@@ -322,6 +322,11 @@ void ConfiguredCore::hand_to_slave(ParamMap& params, ParamMap& master) const {
 void ConfiguredCore::set_sysmon_data_file(std::string name) {
   const std::lock_guard lock(mutex_);
   sysmon_data_file_ = std::move(name);
+}
+
+std::string ConfiguredCore::sysmon_data_file() const {
+  const std::lock_guard lock(mutex_);
+  return sysmon_data_file_;
 }
 
 int ConfiguredCore::slr_count() const { return part_ == nullptr ? 1 : static_cast<int>(part_->device->slrs.size()); }

@@ -77,8 +77,9 @@ class ConfiguredCore {
   /// which each SLR has of its own; `master` gets the same.
   void hand_to_slave(ParamMap& params, ParamMap& master) const;
 
-  /// The file that the system monitor's data go to; may be empty.
+  /// The file that the system monitor's data go to; may be empty, as it is until it is set.
   void set_sysmon_data_file(std::string name);
+  std::string sysmon_data_file() const;
 
   int slr_count() const;
 

@@ -8,6 +8,7 @@
 #include "kdi/ippcw/HICInst.h"
 #include "kdi/ippcw/HardIPInstance.h"
 #include "kdi/ippcw/cips_top.h"
+#include "kdi/ippcw/host/CoreAccess.h"
 #include "kdi/ippcw/host/HardIPFactories.h"
 #include "tests/support/made_cores.h"
 #include "tests/support/places.h"
@@ -19,6 +20,8 @@ using hardip_eng::HardIPManager;
 using hardip_eng::HardIPOp;
 
 constexpr char kXramPart[] = "brvn3716-die-2LHP-e-S-es1";
+// The shipped processing system, on a part that has it.
+constexpr char kPspmcPart[] = "brvn1102-a625-2LHP-e-S";
 
 constexpr char kParameters[] = R"("parameters": [
   {"name": "ENABLE", "type": "truth", "widget": "CHECKBOX", "description": "d", "default": "0",
@@ -196,6 +199,32 @@ TEST_F(HardIp, OperationsAreOfferedByKind) {
   EXPECT_TRUE(offers("made_cips", HardIPOp::setSysmonDataFile));
 }
 
+// Of the operations that a core may lack, each is offered by a shipped core and missing in another.
+TEST_F(HardIp, ShippedCoresDifferInWhatTheyOffer) {
+  const auto offers = [&](char const* core, HardIPOp op) { return get(on(kPspmcPart, core))->implements(op); };
+  for (const HardIPOp op :
+       {HardIPOp::getRanges, HardIPOp::getOutputParams, HardIPOp::isDefaultInstance, HardIPOp::getDeviceInfo}) {
+    EXPECT_TRUE(offers("xram", op));
+    EXPECT_FALSE(offers("tap", op));
+  }
+  EXPECT_TRUE(offers("pspmc", HardIPOp::setSysmonDataFile));
+  EXPECT_FALSE(offers("xram", HardIPOp::setSysmonDataFile));
+}
+
+TEST_F(HardIp, TheFileOfTheSystemMonitorIsKept) {
+  const ParamMap where = on(kPspmcPart, "pspmc", "1.4");
+  HardIPInterface* const core = get(where);
+  const auto file = [&] {
+    std::string name;
+    EXPECT_TRUE(hardip_eng::access_core(where, [&](auto const& access) { name = access.sysmon_data_file; }));
+    return name;
+  };
+  EXPECT_EQ(file(), "");
+  std::string name = "u1_sysmon_data.json";
+  core->setSysmonDataFile(name);
+  EXPECT_EQ(file(), "u1_sysmon_data.json");
+}
+
 TEST_F(HardIp, RefusalsSayWhatThereIs) {
   EXPECT_EQ(refusal({{"instance_name", "x"}}), "the context has no ps_core_name");
   const std::string cores = refusal(context("no/core"));
@@ -317,9 +346,6 @@ TEST_F(HardIp, TheLargerSystemsHaveAnInstanceOfTheirOwn) {
   EXPECT_TRUE(inst->isPSBankAvailable());
   EXPECT_EQ(inst->getSlrCount(), 2);
 }
-
-// The shipped processing system, on a part that has it.
-constexpr char kPspmcPart[] = "brvn1102-a625-2LHP-e-S";
 
 TEST_F(HardIp, TheSystemMonitorIsAsked) {
   auto* const top = dynamic_cast<pspmc_config::pspmc_top*>(get(on(kPspmcPart, "pspmc", "1.4")));
@@ -452,7 +478,8 @@ TEST_F(HardIp, MeasurementsGoFromOneSubCoreToOthers) {
 TEST_F(HardIp, AnInstanceOutsideTheManagerHasTheCoreOfItsName) {
   HICInst named("made_psxl_0");
   EXPECT_EQ(named.getParamValue("MODE"), "one");
-  EXPECT_FALSE(named.isPSBankAvailable());  // it knows no part
+  EXPECT_EQ(HICInst("made_psxl_mine_12").getParamValue("MODE"), "one");  // the core that the name begins with
+  EXPECT_FALSE(named.isPSBankAvailable());                               // it knows no part
   HICInst other("none_0");
   EXPECT_EQ(other.getParamValue("MODE"), "");
   EXPECT_EQ(other.getSlrCount(), 1);

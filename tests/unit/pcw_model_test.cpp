@@ -45,9 +45,9 @@ class Pcw : public ModelTest {
     ParamMap params{{"A", "1"}};
     return model->init_params(params, outputs, context, errors, strength);
   }
-  bool update(ParamMap context) {
+  bool update(ParamMap context, ParamMap params = {{"A", "2"}}) {
     outputs.clear();
-    ParamMap params{{"A", "2"}}, user{{"U", "1"}};
+    ParamMap user{{"U", "1"}};
     return model->updateAll(params, user, outputs, context);
   }
 
@@ -142,6 +142,10 @@ TEST_F(Pcw, ValuesAreHeldAgainstTheirRangesIfAskedFor) {
   const True validates("pcw.doRangeValidation");
   EXPECT_FALSE(update(context_of("plain")));
   EXPECT_EQ(model->getParametersWithErrors(), (ParamMap{{"A", "PARAM A::2 is out of range  { 0,1 }"}}));
+  for (auto const& [value, is_well] : {std::pair{"true", true}, {"false", true}, {"yes", false}}) {
+    answers.result = {{"A", rows("1", {"0", "1"}, "ENABLE", "CHECKBOX")}};
+    EXPECT_EQ(update(context_of("plain"), {{"A", value}}), is_well) << value;
+  }
   const Texts lines = told("PCW.DBG");
   EXPECT_NE(std::find(lines.begin(), lines.end(), "3 Got Range for param = A, Min = 0, Max = 1\n"), lines.end());
   const True simulates("pcw.internalSimulation");

@@ -227,6 +227,11 @@ TEST_F(Pspmc, ChoicesPassBareOrInBraces) {
     EXPECT_EQ(judged("{", {"c"}, widget), "PARAM P::{ is out of range  { c }");
     EXPECT_EQ(judged("d", {}, widget), "") << "nothing is permitted, so nothing is told";
     EXPECT_EQ(judged("d", {"c"}, widget, "DISABLE"), "");
+    // The words of a check box are its values, and those of others where they have them.
+    for (char const* const word : {"true", "false", "{true}"}) EXPECT_EQ(judged(word, {"0", "1"}, widget), "") << word;
+    EXPECT_EQ(judged("true", {"true", "false"}, widget), "");
+    EXPECT_EQ(judged("true", {"0"}, widget), "PARAM P::true is out of range  { 0 }");
+    EXPECT_EQ(judged("True", {"0", "1"}, widget), "PARAM P::True is out of range  { 0,1 }");
   }
 }
 

@@ -44,13 +44,6 @@ inline bool param_exists_and_is_true(char const* name) {
 /// What is printed of the time that the ranges took (frame::CpuTime).
 inline constexpr char const* kRangeTime = "updateAll::get_range time : Approx milliseconds: ";
 
-/// A value as a user interface gives it, as the engine takes it.
-inline std::string engine_value(std::string const& value) {
-  if (value == "true") return "1";
-  if (value == "false") return "0";
-  return value;
-}
-
 /// Parts of all models.
 template <class Model, class Traits>
 class ModelParts {

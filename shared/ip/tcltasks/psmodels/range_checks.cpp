@@ -35,7 +35,10 @@ void check_choice(Checked checked, ParamMap& messages) {
     log(checked.channel, kUsualLevel, "Param %s has empty range.", checked.parameter.c_str());
     return;
   }
-  const auto is_permitted = [&] { return std::ranges::find(checked.range, checked.value) != checked.range.end(); };
+  const auto is_in_range = [&](std::string const& value) {
+    return std::ranges::find(checked.range, value) != checked.range.end();
+  };
+  const auto is_permitted = [&] { return is_in_range(checked.value) || is_in_range(engine_value(checked.value)); };
   if (is_permitted()) return;
   if (checked.value.starts_with('{') && checked.value.ends_with('}')) {
     checked.value = checked.value.substr(1, checked.value.size() - 2);

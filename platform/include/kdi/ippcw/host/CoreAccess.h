@@ -2,6 +2,8 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "kdi/common/KdiDoor.h"
 #include "kdi/common/KdiTypes.h"
@@ -16,6 +18,8 @@ struct ConfiguredAccess {
   /// Of the core and its sub-cores; begins when it is first asked for. Instances in the order of `configurations`.
   kdi::cores::History& history;
   std::vector<kdi::cores::Configuration*> const& configurations;
+  /// Where the data of the system monitor go, setSysmonDataFile; empty if nobody said.
+  std::string const& sysmon_data_file;
 };
 
 /// Calls `use` with the live instance of the context, which belongs to this thread meanwhile: `use` asks nothing of the
