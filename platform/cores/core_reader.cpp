@@ -424,8 +424,6 @@ class CoreReader : public Scope {
     parameter.enabled = optional("enabled", Kind::truth);
     parameter.range = optional("range", *Type::list_of(parameter.type));
     parameter.derived = optional("derived", parameter.type);
-    if (parameter.range && !parameter.type.is_number() && parameter.limits)
-      draft.find("range")->refuse("no range beside limits");
     JsonValue const* const messages = draft.find("messages");
     if (messages == nullptr) return;
     std::set<std::string> names{"range", "rule"};

@@ -15,7 +15,7 @@
 source [file join [file dirname [info script]] cpp.tcl]
 set root [file normalize [lindex $argv 0]]
 
-# Texts that no test can produce, and why; one that has a test after all, or is gone, is a fault.
+# Texts that no test can produce, with ... for each gap, and why; one that has a test after all, or is gone, is a fault.
 set untold {
   shared/ip/tcltasks/frame/engine_rows.h "the operation reads more words than the row allows"
     {the compiler evaluates the rows, and stops here}
@@ -27,13 +27,16 @@ set untold {
     {it is a pattern of options, which no one but their reader sees}
   platform/common/tcltasks.cpp "the command is longer than Tcl takes"
     {it takes a command of 2 GiB}
+  platform/cores/compiler.cpp "too many values at once"
+    {it takes a million values in one rule, which has 65536 bytes at most}
+  platform/cores/advice.cpp "advice that does not hold for ... ..."
+    {what the search for advice promises itself: only a fault of it would tell}
+  platform/cores/clock_search.cpp "the least sum has no settings"
+    {what the search for clocks promises itself: only a fault of it would tell}
 }
 
 # Rooms that are being built: their texts are not looked at yet.
 set later {
-  platform/cores/*  platform/include/kdi/cores/*
-  platform/ippcw/*  platform/include/kdi/ippcw/*
-  shared/ip/tcltasks/psmodels/*  shared/ip/tcltasks/hardip/*
 }
 
 # A gap in a text.
@@ -189,10 +192,11 @@ foreach top {shared platform host} {
       incr texts
       set is_open [regexp "\[\[:alpha:]]$gap\$" [with_gaps $text]]
       if {[stands $stretches $is_open $expected 100] || [stands $stretches $is_open $golden 20000]} continue
-      if {[info exists allowed([list $name $text])]} {
-        set used([list $name $text]) 1
+      set shown [string map [list $gap ... \n \\n] $text]
+      if {[info exists allowed([list $name $shown])]} {
+        set used([list $name $shown]) 1
       } else {
-        lappend faults "$name:$line: no test produces \"[string map [list $gap ... \n \\n] $text]\""
+        lappend faults "$name:$line: no test produces \"$shown\""
       }
     }
   }

@@ -20,12 +20,26 @@ class MadeCores {
                R"({"format": 1, "core": ")" + name + R"(", "version": ")" + version + "\",\n" + body + "}");
     if (hosted_.find("\"" + name + "\"") == std::string::npos)
       hosted_ += (hosted_.empty() ? "" : ", ") + ("\"" + name + "\": []");
-    root_.file("devices/" + device_ + ".json",
-               R"({"format": 1, "base": "zorvan1", "device": ")" + device_ +
+    add_device(device_, hosted_);
+  }
+
+  /// The part of another device, whose processing system has these cores (`"name": ["1.0"], ...`).
+  std::string part_with(std::string const& hosted) const {
+    const std::string device = next();
+    add_device(device, hosted);
+    return device + "-c225-1-c";
+  }
+
+  Scratch const& root() const { return root_; }
+
+ private:
+  void add_device(std::string const& device, std::string const& hosted) const {
+    root_.file("devices/" + device + ".json",
+               R"({"format": 1, "base": "zorvan1", "device": ")" + device +
                    R"(", "description": "made up",)"
                    R"("slrs": [{"name": "SLR0", "master": true}, {"name": "SLR1", "master": false}],)"
                    R"("processing_system": {"kind": "ps7", "mio_pins": 54, "cores": {)" +
-                   hosted_ +
+                   hosted +
                    R"(}}, "counts": {"36K": 1}, "banks": [)"
                    R"({"numbers": ["{34..35}"], "layout": "hr50", "slr": 0},)"
                    R"({"numbers": ["500"], "layout": "mio16", "slr": 0},)"
@@ -36,9 +50,6 @@ class MadeCores {
                    R"({"banks": ["501"], "pins": ["M1:P12", "R1:R2"]}]}]})");
   }
 
-  Scratch const& root() const { return root_; }
-
- private:
   static std::string next() {
     static int count = 0;
     return "made" + std::to_string(count++);

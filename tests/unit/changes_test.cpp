@@ -3,6 +3,7 @@
 #include <tcl.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 
 #include "kdi/common/KdiJson.h"
@@ -86,6 +87,24 @@ TEST(Changes, TriedTellWhatMakingThemDoes) {
   EXPECT_GT(moves, 500U);
   EXPECT_GT(come, 30U);
   EXPECT_GT(go, 30U);
+}
+
+TEST(Changes, AsARecord) {
+  const auto core = Core::read(places::data("cores"), "xram", "1.0");
+  EXPECT_EQ(
+      record_of(*core, {{number(*core, "XRAM_SIZE_MB"), "3"}, {number(*core, "XRAM_ECC_ENABLE"), std::nullopt}}).json(),
+      R"([
+  {
+    "parameter": "XRAM_SIZE_MB",
+    "change": "set",
+    "value": "3"
+  },
+  {
+    "parameter": "XRAM_ECC_ENABLE",
+    "change": "take back"
+  }
+]
+)");
 }
 
 TEST(Changes, TriedAsARecord) {
@@ -499,6 +518,15 @@ TEST(SettingsFiles, ScriptsByHandAreReadAsTclReadsThem) {
   EXPECT_GT(refused, 500);
 }
 
+std::string refusal(std::function<void()> const& call) {
+  try {
+    call();
+  } catch (SettingsError const& error) {
+    return error.what();
+  }
+  return "none";
+}
+
 TEST(SettingsFiles, SlipsAreToldWithTheirPlace) {
   const std::pair<char const*, char const*> errors[] = {
       {"set X 1", "f.tcl:1: expected put"},
@@ -543,8 +571,9 @@ TEST(SettingsFiles, SlipsAreToldWithTheirPlace) {
       EXPECT_STREQ(error.what(), words);
     }
   }
-  EXPECT_THROW(settings_script({"a", "1", {{"A", "\xFF"}}}, "put"), SettingsError);
-  EXPECT_THROW(settings_json({"a", "1", {{"A", "\xFF"}}}), SettingsError);
+  const Settings no_text = {"a", "1", {{"A", "\xFF"}}};
+  EXPECT_EQ(refusal([&] { settings_script(no_text, "put"); }), "the value of A is no UTF-8");
+  EXPECT_EQ(refusal([&] { settings_json(no_text); }), "the value of A is no UTF-8");
 }
 
 TEST(SettingsFiles, OfACoreMakeItAgain) {
@@ -576,9 +605,9 @@ TEST(SettingsFiles, OfACoreMakeItAgain) {
   EXPECT_EQ(all_shown(again), all_shown(instance));
   Settings other = settings;
   other.all.push_back({"XRAM_CLOCK_MHZ", "1"});  // another name of one that is set
-  EXPECT_THROW(changes_for(again, other), SettingsError);
+  EXPECT_EQ(refusal([&] { changes_for(again, other); }), "the parameter \"XRAM_CLOCK_MHZ\" is set twice");
   other.all.back().parameter = "NONE";
-  EXPECT_THROW(changes_for(again, other), SettingsError);
+  EXPECT_EQ(refusal([&] { changes_for(again, other); }), "xram 1.0 has no parameter \"NONE\"");
 }
 
 }  // namespace

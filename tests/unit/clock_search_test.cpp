@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <numeric>
 
 #include "tests/support/plain_clocks.h"
 #include "tests/support/random.h"
@@ -248,8 +249,16 @@ TEST(ClockSearch, RefusesWhatIsNoRequest) {
     }
   };
   expect([](ClockRequest& r) { r.clocks[0].requested = 0; }, "a frequency above 0 is to be requested");
-  expect([](ClockRequest& r) { r.clocks[0].requested = Decimal::of(1, 10); }, "with at most 9 places");
-  expect([](ClockRequest& r) { r.references[0].mhz = 2'000'000; }, "from 0 to 1000000 MHz");
+  expect([](ClockRequest& r) { r.clocks[0].requested = Decimal::of(1, 10); },
+         "U: frequencies from 0 to 1000000 MHz with at most 9 places, not 0.0000000001");
+  const std::string too_high = ": frequencies from 0 to 1000000 MHz with at most 9 places, not 1000000.000000001";
+  const Decimal over = *Decimal::read("1000000.000000001");
+  expect([&](ClockRequest& r) { r.references[0].mhz = over; }, "REF" + too_high);
+  expect([&](ClockRequest& r) { r.plls[0].vco_most = over; }, "A" + too_high);
+  expect([&](ClockRequest& r) { r.plls[0].most = over; }, "A" + too_high);
+  expect([&](ClockRequest& r) { r.plls[0].crossing = Crossing{"AX", {1}, over}; }, "AX" + too_high);
+  expect([&](ClockRequest& r) { r.clocks[0].most = over; }, "U" + too_high);
+  expect([&](ClockRequest& r) { r.plls[0].vco_least = Decimal::of(-1, 9); }, "not -0.000000001");
   expect([](ClockRequest& r) { r.clocks[0].sources = {"B"}; }, "U: no source B");
   expect([](ClockRequest& r) { r.plls[0].references = {"B"}; }, "A: no reference B");
   expect([](ClockRequest& r) { r.clocks.push_back(r.clocks[0]); }, "two clocks are called U");
@@ -259,11 +268,56 @@ TEST(ClockSearch, RefusesWhatIsNoRequest) {
         r.plls[0].references = {"A"};
       },
       "two things are called A");
-  expect([](ClockRequest& r) { r.plls[0].feedback = {21, 20}; }, "ascending");
-  expect([](ClockRequest& r) { r.plls[0].feedback = {}; }, "has no values");
-  expect([](ClockRequest& r) { r.clocks[0].stages = {{1 << 20}, {2}}; }, "at most 1048576 in all");
+  for (std::vector<int> const& list : std::vector<std::vector<int>>{{21, 20}, {20, 20}, {0, 1}, {65536}})
+    expect([&](ClockRequest& r) { r.plls[0].feedback = list; },
+           "A, feedback: values from 1 to 65535, ascending, and none twice");
+  expect([](ClockRequest& r) { r.plls[0].output_dividers = {1025}; },
+         "A, output divider: values from 1 to 1024, ascending, and none twice");
+  expect([](ClockRequest& r) { r.plls[0].crossing = Crossing{"AX", {1025}, {}}; }, "AX: values from 1 to 1024, ");
+  expect([](ClockRequest& r) { r.clocks[0].stages = {{(1 << 20) + 1}}; }, "U, divider: values from 1 to 1048576, ");
+  expect([](ClockRequest& r) { r.plls[0].feedback = {}; }, "A, feedback has no values");
+  expect([](ClockRequest& r) { r.clocks[0].stages = {{1 << 20}, {2}}; }, "U: dividers of at most 1048576 in all");
+  expect([](ClockRequest& r) { r.clocks.resize(257, r.clocks[0]); }, "at most 256 clocks");
+  // Settings of a PLL: before its limits, with its crossing, and behind its limits.
+  const auto from_1_to = [](int most) {
+    std::vector<int> list(static_cast<std::size_t>(most));
+    std::iota(list.begin(), list.end(), 1);
+    return list;
+  };
+  expect(
+      [&](ClockRequest& r) {
+        r.plls[0].feedback = from_1_to(65535);
+        r.plls[0].output_dividers = from_1_to(257);
+      },
+      "A: too many settings");
+  expect(
+      [&](ClockRequest& r) {
+        r.plls[0].vco_least = 0;
+        r.plls[0].feedback = from_1_to(17);
+        r.plls[0].output_dividers = {1};
+        r.plls[0].crossing = Crossing{"AX", from_1_to(1024), {}};
+      },
+      "A: too many settings");
+  expect(
+      [&](ClockRequest& r) {
+        r.plls[0].vco_least = 0;
+        r.plls[0].vco_most = 10'000;
+        r.plls[0].feedback = from_1_to(300);
+        r.plls[0].output_dividers = from_1_to(300);
+      },
+      "A: too many settings");
   expect([](ClockRequest& r) { r.clocks[0].stages.resize(5, {1}); }, "at most 4 dividers");
   expect([](ClockRequest& r) { r.plls.resize(9, r.plls[0]); }, "at most 8 PLLs");
+  // What is just within the limits is taken.
+  ClockRequest widest = sound;
+  widest.references[0].mhz = 1'000'000;
+  widest.plls[0].vco_most = 1'000'000;
+  widest.plls[0].feedback = {1, 65535};
+  widest.plls[0].output_dividers = {1024};
+  widest.clocks[0].stages = {{1 << 19}, {1, 2}};
+  widest.clocks.resize(256, widest.clocks[0]);
+  for (std::size_t c = 0; c < widest.clocks.size(); ++c) widest.clocks[c].name = "U" + std::to_string(c);
+  EXPECT_TRUE(search_clocks(widest).clocks[255].met);
   // Beyond what errors add up to, a setting is none.
   ClockRequest far = sound;
   far.clocks[0] = {"U", Decimal::of(1, 6), {"A"}, {{1}}, std::nullopt, true};

@@ -416,6 +416,16 @@ TEST(CoreFacts, ARangeFollowsTheDevice) {
   EXPECT_TRUE(with.messages().empty());
 }
 
+TEST(CoreFacts, AreTenThousandAtMost) {
+  const auto with = [](std::string const& last) {
+    return error_of(
+        with_device(R"({"each": {"n": "{0..)" + last + R"(}"}, "word": "w${n}", "type": "integer", "without": "9"})",
+                    "[1, device('w0')]"));
+  };
+  EXPECT_EQ(with("9999"), "none");
+  EXPECT_EQ(with("10000"), "made.json:2: device[0]: expected at most 10000 words, found an object");
+}
+
 TEST(CoreFacts, SlipsAreTold) {
   EXPECT_EQ(error_of(with_device(R"({"word": "a", "type": "integer", "without": "x"})", "[1, 9]")),
             "made.json:2: device[0].without: expected a value of type integer, found the text \"x\"");

@@ -175,6 +175,35 @@ TEST(CoreClocks, FaultsNameTheirPlace) {
   expect("numbers(20, 30)", "numbers(3, 2)", "with all defaults, clocks: A, feedback has no values");
 }
 
+TEST(CoreClocks, GiveNoParameterThatARuleGives) {
+  std::string text = clock_core::core();
+  const std::string plain = R"("default": "80")";
+  ASSERT_NE(text.find(plain), std::string::npos);
+  text.replace(text.find(plain), plain.size(), plain + R"(, "derived": "80.0")");
+  EXPECT_NE(refusal(R"("actual": "V_ACT")", R"("actual": "V_MOST")", text)
+                .find("clocks.outputs[1].actual: expected a parameter without a derived rule, found"),
+            std::string::npos);
+}
+
+TEST(CoreClocks, AreTenThousandEntriesAtMost) {
+  const std::string reference = R"({"name": "ALT", "frequency": "if ALT_USED then ALT_MHZ else 0"})";
+  const auto with = [&](std::string const& last) {  // beside REF and ALT
+    return refusal(reference,
+                   reference + R"(, {"each": {"n": "{3..)" + last + R"(}"}, "name": "R${n}", "frequency": "1.0"})");
+  };
+  EXPECT_EQ(with("10000"), "none");
+  EXPECT_NE(with("10001").find("clocks.references[2]: expected at most 10000 entries, found"), std::string::npos);
+}
+
+TEST(CoreClocks, ManualModeKnowsAsManyPlacesAsTheSearch) {
+  Made made;
+  made.set("MANUAL", "1");
+  made.set("REF_MHZ", "30.0000000001");
+  EXPECT_EQ(made.messages(), Texts{"rule: clocks: frequencies have at most 9 places, not 30.0000000001"});
+  made.set("REF_MHZ", "30.000000001");
+  EXPECT_EQ(made.messages(), Texts{});
+}
+
 TEST(CoreClocks, ALaterVersionReplacesAndRetiresEntries) {
   std::string text = clock_core::core();
   const std::size_t at = text.rfind("\n  ]\n}");

@@ -1,6 +1,8 @@
 // Cores behind the doors of the hard-IP engine: which instance a context gets, what it offers, and what it answers.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/MessageHost.h"
@@ -242,6 +244,13 @@ TEST_F(HardIp, RefusalsSayWhatThereIs) {
             "no version \"../1.0\" of made_block on the part " + cores_.part() + "; there are 1.0, 1.10");
   EXPECT_EQ(refusal(on("zrv7030-c484-1-c", "made_block")),
             "the part zrv7030-c484-1-c does not have the core made_block; it has ps7");
+  EXPECT_EQ(refusal(on(cores_.part_with(""), "made_block")).find(" has no configurable core") != std::string::npos,
+            true);
+  const std::string older = cores_.part_with(R"("made_block": ["0.9"], "made_cips": [])");
+  EXPECT_EQ(refusal(on(older, "made_block")),
+            "the part " + older + " has no version of made_block that is described; it has made_block 0.9, made_cips");
+  std::filesystem::create_symlink("nowhere", cores_.root().path("cores/made_block/3.0.json"));
+  EXPECT_EQ(refusal(context("made_block", "3.0")), "the description of made_block 3.0 is gone");
   cores_.root().file("cores/made_block/2.0.json", "{]");
   EXPECT_NE(refusal(context("made_block", "2.0")).find("cores/made_block/2.0.json:1: "), std::string::npos);
 }
@@ -265,6 +274,15 @@ TEST_F(HardIp, WhatAFactoryThrowsIsWhyThereIsNone) {
   EXPECT_EQ(with([](ParamMap const&, StrVec&) -> std::shared_ptr<HardIPInterface> { throw 7; }),
             "the core \"thrown\" could not be made");
   EXPECT_EQ(with([](ParamMap const&, StrVec&) { return nullptr; }), "the core \"thrown\" could not be made");
+  // One that asks for what it is about to make.
+  StrVec own_errors;
+  EXPECT_EQ(with([&](ParamMap const& asked, StrVec&) -> std::shared_ptr<HardIPInterface> {
+              EXPECT_EQ(manager_.findInstance(asked, own_errors), nullptr);
+              EXPECT_EQ(manager_.getOrCreateInstance(asked, own_errors), nullptr);
+              return nullptr;
+            }),
+            "the core \"thrown\" could not be made");
+  EXPECT_EQ(own_errors, StrVec{"the instance \"i\" is asked for while it is made"});
   StrVec errors;
   EXPECT_EQ(manager_.findInstance(context("thrown"), errors), nullptr);
   EXPECT_TRUE(errors.empty());

@@ -126,6 +126,19 @@ TEST(PadSearch, TellsWhatItHasNotProven) {
                                std::to_string(plan.moved.size()));
 }
 
+TEST(PadSearch, SaysThatItHasNoAnswerYet) {
+  // Each seat of the one meets each of the other, but half of each would fit: it takes a step for either.
+  const std::vector<PadFunction> functions = {{"A", "A", {{"0", {1, 2}}, {"1", {3, 4}}}, 0},
+                                              {"B", "B", {{"0", {1, 3}}, {"1", {2, 4}}}, 0}};
+  EXPECT_EQ(free_assignment(functions, 2), std::nullopt);
+  try {
+    free_assignment(functions, 1);
+    ADD_FAILURE() << "one step was enough";
+  } catch (PadEffortError const& error) {
+    EXPECT_STREQ(error.what(), "no free assignment was found, nor proven not to be, within 1 steps");
+  }
+}
+
 TEST(PadSearch, ConflictsNameBothSidesAndThePads) {
   const std::vector<PadFunction> functions = {{"A", "A", {{"0", {0, 1, 2}}}, 0},
                                               {"B", "B", {{"7", {7}}, {"1", {2, 1, 9}}}, 1},
@@ -154,12 +167,28 @@ TEST(PadSearch, TheOrderOfFunctionsHasNoBearing) {
 }
 
 TEST(PadSearch, RefusesWhatIsNoRequest) {
-  EXPECT_THROW(conflicts({{"A", "A", {{"0", {0}}}, 1}}), PadError);
-  EXPECT_THROW(conflicts({{"A", "A", {{"0", {256}}}, 0}}), PadError);
-  EXPECT_THROW(free_assignment({{"A", "A", {{"0", {0}}}, 0}, {"A", "B", {{"0", {0}}}, 0}}), PadError);
-  std::vector<PadFunction> many;
-  for (int f = 0; f < 13; ++f) many.push_back({"F" + std::to_string(f), "P", {{"0", {}}, {"1", {}}}, 0});
-  EXPECT_THROW(free_assignment(many), PadError);
+  const auto refusal = [](std::vector<PadFunction> const& functions) -> std::string {
+    try {
+      conflicts(functions);
+      free_assignment(functions);
+    } catch (PadError const& error) {
+      return error.what();
+    }
+    return "taken";
+  };
+  EXPECT_EQ(refusal({{"A", "A", {{"0", {0}}}, 1}}), "A sits on none of its groups");
+  EXPECT_EQ(refusal({{"A", "A", {{"0", {256}}}, 0}}), "pads are numbered from 0 to 255");
+  EXPECT_EQ(refusal({{"A", "A", {{"0", {255}}}, 0}}), "taken");
+  EXPECT_EQ(refusal({{"A", "A", {{"0", {0}}}, 0}, {"A", "B", {{"0", {1}}}, 0}}), "two functions are called A");
+  const auto many = [](int count, std::vector<PadGroup> const& groups) {
+    std::vector<PadFunction> all;
+    for (int f = 0; f < count; ++f) all.push_back({"F" + std::to_string(f), "P", groups, 0});
+    return all;
+  };
+  EXPECT_EQ(refusal(many(12, {{"0", {}}, {"1", {}}})), "taken");
+  EXPECT_EQ(refusal(many(13, {{"0", {}}, {"1", {}}})), "P has too many ways to be seated");
+  EXPECT_EQ(refusal(many(1000, {{"0", {}}})), "taken");
+  EXPECT_EQ(refusal(many(1001, {{"0", {}}})), "at most 1000 functions");
 }
 
 }  // namespace

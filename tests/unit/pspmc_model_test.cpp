@@ -637,17 +637,19 @@ TEST_F(Pspmc, WithoutACoreAllAnswersAreEmpty) {
     EXPECT_EQ(calls(), Texts{});
     EXPECT_TRUE(updates.empty());
 
-    const std::string dash = complaints == 1 ? "- " : "-";
     forget();
     EXPECT_EQ(model->guiGetStartSupplyID(), -1);
-    EXPECT_EQ(told("PSPMC.DBG"), Texts(static_cast<std::size_t>(complaints),
-                                       "WARNING: [tcltasks] \t HACGCPSPMCCustomDRCModel:getStartSupplyId" + dash +
-                                           "Unable to find Hard IPInst"));
+    const std::string warning = "WARNING: [tcltasks] ";
+    std::string text =
+        warning + (complaints == 1 ? "\t HACGCPSPMCCustomDRCModel:getStartSupplyId- Unable to find Hard IPInst"
+                                   : "\t HACGCPSPMCCustomDRCModel:getStartSupplyId-Unable to find Hard IPInst");
+    EXPECT_EQ(told("PSPMC.DBG"), Texts(static_cast<std::size_t>(complaints), text));
     forget();
     EXPECT_EQ(model->getBootModeOfSDPeripheral("SD0"), "");
-    EXPECT_EQ(told("PSPMC.DBG"), Texts(static_cast<std::size_t>(complaints),
-                                       "WARNING: [tcltasks] \t HACGCPSPMCCustomDRCModel:getBootModeOfSDPeripheral" +
-                                           dash + "Unable to find Hard IPInst"));
+    text = warning + (complaints == 1
+                          ? "\t HACGCPSPMCCustomDRCModel:getBootModeOfSDPeripheral- Unable to find Hard IPInst"
+                          : "\t HACGCPSPMCCustomDRCModel:getBootModeOfSDPeripheral-Unable to find Hard IPInst");
+    EXPECT_EQ(told("PSPMC.DBG"), Texts(static_cast<std::size_t>(complaints), text));
   }
 }
 
