@@ -1,6 +1,6 @@
 #include "platform/cores/core_device.h"
 
-#include <algorithm>
+#include <map>
 
 #include "platform/cores/drafts.h"
 
@@ -9,20 +9,11 @@ namespace {
 
 constexpr std::size_t kMostFacts = 10'000;
 
-void add(Fact fact, JsonValue entry, std::vector<Fact>& facts) {
-  const auto known =
-      std::find_if(facts.begin(), facts.end(), [&](Fact const& other) { return other.word == fact.word; });
-  if (known != facts.end()) {
-    *known = std::move(fact);
-    return;
-  }
-  if (facts.size() == kMostFacts) entry.refuse("at most 10000 words");
-  facts.push_back(std::move(fact));
-}
-
 }  // namespace
 
 void add_facts(JsonValue list, PlaceValues const& places, std::vector<Fact>& facts) {
+  std::map<std::string, std::size_t> numbers;  // by word: thousands are not looked through for each
+  for (std::size_t i = 0; i < facts.size(); ++i) numbers.emplace(facts[i].word, i);
   for (const JsonValue entry : list.items()) {
     entry.allow_only({"each", "word", "type", "without"});
     for (PlaceValues const& filling : written_out(entry.find("each"), places)) {
@@ -30,7 +21,13 @@ void add_facts(JsonValue list, PlaceValues const& places, std::vector<Fact>& fac
       const auto without = read_value(fact.type, text(entry.member("without"), filling));
       if (!without) entry.member("without").refuse("a value of type " + fact.type.text());
       fact.without = *without;
-      add(std::move(fact), entry, facts);
+      const auto [known, is_new] = numbers.emplace(fact.word, facts.size());
+      if (!is_new) {
+        facts[known->second] = std::move(fact);
+        continue;
+      }
+      if (facts.size() == kMostFacts) entry.refuse("at most 10000 words");
+      facts.push_back(std::move(fact));
     }
   }
 }

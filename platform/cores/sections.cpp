@@ -15,10 +15,9 @@ void SectionEntries::add(JsonValue list, PlaceValues const& places) {
   for (const JsonValue value : list.items())
     for (PlaceValues const& filling : written_out(value.find("each"), places)) {
       SectionEntry entry{text(value.member("name"), filling), value, filling};
-      const auto known =
-          std::find_if(entries_.begin(), entries_.end(), [&](SectionEntry const& o) { return o.name == entry.name; });
-      if (known != entries_.end()) {
-        *known = std::move(entry);
+      if (!names_.insert(entry.name).second) {
+        const auto same = [&](SectionEntry const& other) { return other.name == entry.name; };
+        *std::find_if(entries_.begin(), entries_.end(), same) = std::move(entry);
         continue;
       }
       if (entries_.size() == kMostEntries) value.refuse("at most 10000 entries");
@@ -29,7 +28,7 @@ void SectionEntries::add(JsonValue list, PlaceValues const& places) {
 void SectionEntries::retire(JsonValue list, PlaceValues const& places) {
   for (const JsonValue value : list.items()) {
     const std::string name = text(value, places);
-    std::erase_if(entries_, [&](SectionEntry const& entry) { return entry.name == name; });
+    if (names_.erase(name) != 0) std::erase_if(entries_, [&](SectionEntry const& entry) { return entry.name == name; });
   }
 }
 

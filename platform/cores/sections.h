@@ -38,6 +38,7 @@ class SectionEntries {
 
  private:
   std::vector<SectionEntry> entries_;
+  std::set<std::string> names_;  // of these: thousands are not looked through for each
 };
 
 /// Reads fields of entries.
