@@ -3,16 +3,14 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
-#include <filesystem>
 #include <optional>
 
+#include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 
 namespace kdish {
 namespace {
-
-namespace fs = std::filesystem;
 
 // The words of one command, or of one list in braces, as far as they are typed.
 struct Level {
@@ -177,24 +175,31 @@ void add_commands(Completion& to, Context const& where) {
     to.candidates.push_back({escaped(name, where.in_quotes), printable(name), !name.ends_with("::")});
 }
 
+// The names in a folder that begin so, those of folders with a slash behind them. None if it cannot be read: who types
+// hears of that when the command runs.
+std::vector<std::string> files_in(std::string const& folder, std::string const& begin) {
+  std::vector<std::string> names;
+  try {
+    for (std::string const& name : kdi::list_directory(folder)) {
+      if (!name.starts_with(begin) || (name.starts_with('.') && begin.empty())) continue;
+      names.push_back(name + (kdi::is_directory(folder + name) ? "/" : ""));
+    }
+  } catch (kdi::FileError const&) {
+    names.clear();
+  }
+  return names;
+}
+
 void add_files(Completion& to, Context const& where) {
   const std::size_t slash = where.prefix.rfind('/');
   const std::string folder = slash == std::string::npos ? "" : where.prefix.substr(0, slash + 1);
-  const std::string begins = where.prefix.substr(folder.size());
-  std::string looked_in = folder.empty() ? "." : folder;
+  std::string looked_in = folder.empty() ? "./" : folder;
   char const* const home = std::getenv("HOME");
   if (looked_in.starts_with("~/") && home != nullptr) looked_in.replace(0, 1, home);
 
-  std::error_code failed;
-  for (fs::directory_iterator entry(looked_in, failed); !failed && entry != fs::directory_iterator();
-       entry.increment(failed)) {
-    const std::string name = entry->path().filename().string();
-    if (!name.starts_with(begins) || (name.starts_with('.') && begins.empty())) continue;
-    std::error_code ignored;
-    const bool is_folder = entry->is_directory(ignored);
-    const std::string end = is_folder ? "/" : "";
+  for (std::string const& name : files_in(looked_in, where.prefix.substr(folder.size()))) {
     const std::string here = folder.empty() && name.starts_with('~') ? "./" : "";  // or it would be a person's home
-    to.candidates.push_back({escaped(here + folder + name + end, where.in_quotes), printable(name + end), !is_folder});
+    to.candidates.push_back({escaped(here + folder + name, where.in_quotes), printable(name), !name.ends_with('/')});
   }
 }
 

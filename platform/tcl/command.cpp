@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "kdi/common/KdiText.h"
+
 namespace tcl {
 namespace {
 
@@ -18,7 +20,7 @@ std::string filled(std::string_view text, std::string_view name, std::span<Tcl_O
       text.remove_prefix(kName.size());
     } else if (text.size() >= kWordLength && text[0] == '{' && text[1] >= '0' && text[1] <= '9' && text[2] == '}') {
       const auto word = static_cast<std::size_t>(text[1] - '0');
-      if (word < call.size()) all += text_view(call[word]);
+      if (word < call.size()) all += kdi::text::shortened(text_view(call[word]));
       text.remove_prefix(kWordLength);
     } else {
       all += text[0];

@@ -15,6 +15,7 @@
 #include <optional>
 
 #include "host/kdish/command_table.h"
+#include "host/kdish/completion.h"
 #include "kdi/bmg/host/tiling.h"
 #include "kdi/common/HPAParamMgr.h"
 #include "kdi/common/host/MessageHost.h"
@@ -99,6 +100,17 @@ const FirstRead kFirstReads[] = {
        return std::to_string(status) + " " + frequencies;
      }},
     {"cores", [] { return HICInst("no_such_core_1").getParamValue("A"); }},
+    {"files_to_complete",
+     [] {
+       const Scratch folder;
+       folder.file("a", "");
+       folder.file("b/c", "");
+       const kdish::Table table({places::data("commands")});
+       std::string all;
+       for (kdish::Candidate const& one : kdish::complete("source " + folder.folder() + "/", table, {}).candidates)
+         all += one.text.substr(folder.folder().size()) + "|";
+       return all;
+     }},
     {"command_table", [] { return std::to_string(kdish::Table({places::data("commands")}).commands().size()); }},
 };
 

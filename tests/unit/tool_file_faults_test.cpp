@@ -10,6 +10,7 @@
 #include <set>
 
 #include "host/kdish/command_table.h"
+#include "host/kdish/completion.h"
 #include "host/kdish/history.h"
 #include "host/kdish/journal.h"
 #include "host/kdish/reference.h"
@@ -80,6 +81,18 @@ const Reader kReaders[] = {
        return std::to_string(kdish::Table({fs::path(path).parent_path().string()}).commands().size());
      },
      {}},
+    {"files_to_complete",
+     "data/a file",
+     "",
+     [](std::string const& path) {
+       const std::string folder = fs::path(path).parent_path().string();
+       const kdish::Table table({places::data("commands")});
+       std::string all;
+       for (kdish::Candidate const& one : kdish::complete("source " + folder + "/", table, {}).candidates)
+         all += one.text.substr(folder.size()) + "|";
+       return all;
+     },
+     {""}},
     {"a_speed_table", "data/file", "a,b\n1,2", answer_of_read_csv, {"as it was", "error: Invalid speeds file: "}},
 };
 
