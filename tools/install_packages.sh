@@ -9,7 +9,8 @@ shift
 packages="
   g++ cmake ninja-build make
   tcl tcl-dev
-  libboost-dev libboost-thread-dev nlohmann-json3-dev libpugixml-dev libzip-dev
+  libboost-dev libboost-thread-dev nlohmann-json3-dev libexpat1-dev libpugixml-dev
+  libzip-dev
   $*
 "
 [ "$what" = package ] || packages="$packages

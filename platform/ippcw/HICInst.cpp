@@ -132,6 +132,10 @@ bool HICInst::isPSBankAvailable() {
 
 int HICInst::getSlrCount() { return state_->core ? state_->core->slr_count() : 1; }
 
+// No description of a core has the registers yet that these data come from.
+void HICInst::GetExportedData(std::string const&, std::string&) {}
+void HICInst::generateSysmonDataJson() {}
+
 // ------------------------------------------------------------------------------------------------ the manager's face
 
 HICHipInst::HICHipInst(Configured core)

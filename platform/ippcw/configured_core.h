@@ -30,6 +30,7 @@ class ConfiguredCore {
                  std::string instance_name);
 
   std::string const& instance_name() const { return instance_name_; }
+  kdi::cores::Core const& description() const { return *core_; }
   /// Null without one.
   kdi::device::Part const* part() const { return part_; }
 

@@ -54,6 +54,11 @@ class KDI_DOOR HICInst {
   /// -1 if there is none.
   int getStartSupplyId();
 
+  /// Sets `text` to the data `name` (HardIPInterface::getExportedData); leaves it as it is for others.
+  void GetExportedData(std::string const& name, std::string& text);
+  /// Writes the data of the system monitor, where the core has one.
+  void generateSysmonDataJson();
+
  private:
   friend class HICHipInst;
   struct State;

@@ -9,12 +9,11 @@
 
 #include "kdi/common/KdiDoor.h"
 #include "kdi/common/KdiTypes.h"
+#include "kdi/ippcw/CdoBuffer.h"
 
 class HICInst;
 
 namespace hardip_eng {
-
-class CdoBuffer;
 
 /// The operations that an instance may or may not offer.
 enum class HardIPOp : unsigned {
@@ -63,9 +62,13 @@ class KDI_DOOR HardIPInterface {
   virtual void generateSysmonNpiData(ParamMap const& /*params*/, std::string& /*text*/, StrVec& /*errors*/) {}
   /// Writes the engine's files below `path`.
   virtual void writeDesignData(std::string& /*path*/, ParamMap& /*params*/) {}
+  /// Whether a directory that holds output may stay as it is.
   virtual bool keepsExistingOutput() { return false; }
+  /// POWER_DATA, IOPAD_DATA, XDC_DATA, SYSMON_DATA; for others `text` is left as it is.
   virtual void getExportedData(std::string /*name*/, std::string& /*text*/) {}
+  /// Called just before emitCdo.
   virtual void prepareCdo() {}
+  /// The configuration data in binary form, as far as there is room.
   virtual void emitCdo(CdoBuffer& /*buffer*/) {}
   virtual bool isMultiSlr() const { return false; }
   virtual int slrCount() const { return 1; }
@@ -93,6 +96,11 @@ class KDI_DOOR HardIPManager {
   /// The live instances, by identity in the order of the keys, as they are at this moment. Null while one is being
   /// made.
   InstanceMap instanceMap() const;
+
+  /// Writes what the software tools are handed of a core, `<path><instance>.hwh` (docs/hardware-handoff.md); `path`
+  /// ends in a separator. The path of the file; empty, and a message, if it cannot be written: what was there then
+  /// stands.
+  std::string generateHWH(HardIPInterface* instance, std::string path);
 
  private:
   HardIPManager() = default;
