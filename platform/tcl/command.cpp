@@ -4,10 +4,18 @@
 #include <string>
 #include <string_view>
 
-#include "kdi/common/KdiText.h"
-
 namespace tcl {
 namespace {
+
+// A word, but of one of more than 200 bytes the begin, to a whole character, and dots. The ground has nothing below it
+// but Tcl.
+std::string shortened(Tcl_Obj* word) {
+  constexpr int kMostShown = 200;
+  const ObjRef shown(Tcl_NewObj());
+  const std::string_view text = text_view(word);
+  Tcl_AppendLimitedToObj(shown.get(), text.data(), static_cast<int>(text.size()), kMostShown, "...");
+  return text_of(shown.get());
+}
 
 // The text with the name and the words of the call where it asks for them.
 std::string filled(std::string_view text, std::string_view name, std::span<Tcl_Obj* const> call) {
@@ -20,7 +28,7 @@ std::string filled(std::string_view text, std::string_view name, std::span<Tcl_O
       text.remove_prefix(kName.size());
     } else if (text.size() >= kWordLength && text[0] == '{' && text[1] >= '0' && text[1] <= '9' && text[2] == '}') {
       const auto word = static_cast<std::size_t>(text[1] - '0');
-      if (word < call.size()) all += kdi::text::shortened(text_view(call[word]));
+      if (word < call.size()) all += shortened(call[word]);
       text.remove_prefix(kWordLength);
     } else {
       all += text[0];

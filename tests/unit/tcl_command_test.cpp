@@ -93,7 +93,9 @@ TEST_F(TclCommand, AWrongCountIsToldByTheNameAndTheWordsOfTheCall) {
   EXPECT_EQ(error("n::between"), "n::between: not , n::between") << "each name tells of itself";
   EXPECT_EQ(error("::n::between"), "n::between: not , ::n::between") << "the registered name";
   EXPECT_EQ(error("between a [string repeat x 200] c d"), "between: not " + std::string(200, 'x') + "d, between");
-  EXPECT_EQ(error("between a [string repeat x 201] c d"), "between: not " + std::string(200, 'x') + "...d, between");
+  EXPECT_EQ(error("between a [string repeat x 201] c d"), "between: not " + std::string(197, 'x') + "...d, between");
+  EXPECT_EQ(error("between a [string repeat x 196][string repeat \u00e9 3] c d"),
+            "between: not " + std::string(196, 'x') + "...d, between");
   EXPECT_EQ(error("at_least a"), "at_least : Not enough arguments");
   EXPECT_EQ(error("pairs"), "wrong # args: should be \"pairs name ?key value ...?\"");
 }

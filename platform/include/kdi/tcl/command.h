@@ -50,8 +50,8 @@ int fail_with_current_exception(Tcl_Interp* interp);
 // --------------------------------------------------------------------------------------------------- numbers of words
 
 /// What is said of a wrong number of words: a text in which {name} stands for the command's registered name and {3} for
-/// its third word, the begin of a long one, nothing if there is none; or, from usage, the words of Tcl's own text, `wrong # args: should be
-/// ...`.
+/// its third word, the begin of a long one, nothing if there is none; or, from usage, the words of Tcl's own text,
+/// `wrong # args: should be ...`.
 struct Complaint {
   constexpr Complaint(char const* given) : text(given) {}
 
