@@ -37,6 +37,7 @@ set untold {
 
 # Rooms that are being built: their texts are not looked at yet.
 set later {
+  platform/ippcw/HICInstOutputUtils.cpp  platform/ippcw/handoff.cpp
 }
 
 # A gap in a text.
