@@ -19,3 +19,11 @@ add_unit_test(core_search_truth_test OPTIMISED LABELS cores LINKS kdi_cores_obje
 add_unit_test(customization_test OBJECTS LABELS cores LINKS "kdi_ip;kdi_ippcw;kdi_cores;kdi_device;kdi_common;${CMAKE_DL_LIBS}")
 add_dependencies(customization_test kdi_iptasks)
 add_tcl_test(coretools LABELS "cores;host")
+# Registers: their data, the commands made of them, and the files of these.
+add_library(register_memory STATIC EXCLUDE_FROM_ALL support/register_memory.cpp)
+target_link_libraries(register_memory PRIVATE iptasks_flags)
+add_unit_test(cdo_test LABELS cores LINKS kdi_cdo_objects)
+configure_file(golden/cdo/board.c.txt ${PROJECT_BINARY_DIR}/generated/cdo/board.c COPYONLY)
+target_sources(cdo_test PRIVATE ${PROJECT_BINARY_DIR}/generated/cdo/board.c)
+set_source_files_properties(${PROJECT_BINARY_DIR}/generated/cdo/board.c PROPERTIES COMPILE_OPTIONS "-std=c99")
+add_unit_test(registers_test LABELS cores LINKS "register_memory;kdi_cores_objects;kdi_cdo")

@@ -122,10 +122,10 @@ class CoreReader : public Scope {
   }
 
   void add_file(JsonValue root, int depth) {
-    root.allow_only({"format",    "core",        "version",     "extends",    "out_of_range", "retired",
-                     "renamed",   "includes",    "changed",     "parameters", "definitions",  "device",
-                     "interface", "clocks",      "pads",        "composites", "sub_cores",    "presets",
-                     "boards",    "sub_presets", "measurements"});
+    root.allow_only({"format",    "core",        "version",      "extends",    "out_of_range", "retired",
+                     "renamed",   "includes",    "changed",      "parameters", "definitions",  "device",
+                     "interface", "clocks",      "pads",         "composites", "sub_cores",    "presets",
+                     "boards",    "sub_presets", "measurements", "registers"});
     root.member("format").integer(1, 1);
     const std::string name = root.member("core").text();
     const std::string version = root.member("version").text();
@@ -162,6 +162,8 @@ class CoreReader : public Scope {
   // What descriptions and parts have alike.
   void add_content(JsonValue root, PlaceValues const& places) {
     presets_.add(root, places);
+    if (const auto list = root.find("registers"))
+      for (const JsonValue file : list->items()) add_registers(file, places);
     if (const auto list = root.find("composites")) add_composites(*list, places, composite_drafts_);
     if (const auto facts = root.find("device")) add_facts(*facts, places, core_->facts_);
     if (const auto clocks = root.find("clocks")) clocks_.add(*clocks, places);
@@ -172,13 +174,27 @@ class CoreReader : public Scope {
       for (const JsonValue rule : definitions->members()) define(rule, places);
   }
 
+  // --- registers, of which the files are read when somebody asks for them
+
+  void add_registers(JsonValue file, PlaceValues const& places) {
+    const std::string path = text(file, places);
+    if (directory_.empty()) file.refuse("a description that stands alone");
+    if (!is_path_below(path))
+      file.refuse("the path of a file from the folder of the cores on, such as parts/registers/uart.json");
+    core_->register_files_.push_back({directory_ + "/" + path, places});
+  }
+
+  static bool is_path_below(std::string_view path) {
+    return !path.empty() && path[0] != '/' && path[0] != '.' && path.find("/.") == std::string_view::npos;
+  }
+
   // --- parts
 
   void include(JsonValue entry) {
     entry.allow_only({"file", "where"});
     const JsonValue root = part(entry.member("file"));
     root.allow_only({"format", "places", "parameters", "definitions", "device", "clocks", "pads", "composites",
-                     "presets", "boards", "sub_presets", "measurements"});
+                     "presets", "boards", "sub_presets", "measurements", "registers"});
     root.member("format").integer(1, 1);
     add_content(root, places_of(root, entry));
   }
@@ -187,7 +203,7 @@ class CoreReader : public Scope {
   JsonValue part(JsonValue file) {
     std::string const& path = file.text();
     if (directory_.empty()) file.refuse("a description that stands alone");
-    if (path.empty() || path[0] == '/' || path[0] == '.' || path.find("/.") != std::string::npos)
+    if (!is_path_below(path))
       file.refuse("the path of a part from the folder of the cores on, such as parts/uart.json");
     const auto [known, is_new] = part_numbers_.emplace(path, files_.size());
     if (is_new) try {

@@ -46,7 +46,7 @@ TEST(CoreReading, SlipsAreToldWithTheirPlace) {
        "made.json:2: extra: expected one of format, core, version, extends, out_of_range, retired, renamed, "
        "includes, changed, parameters, definitions, device, interface, clocks, pads, composites, sub_cores, presets, "
        "boards, "
-       "sub_presets, measurements as the field's "
+       "sub_presets, measurements, registers as the field's "
        "name"},
       {core_of(a, R"(, "extends": "0.9")"),
        "made.json:2: extends: expected a description that stands alone, found the text \"0.9\""},
@@ -308,7 +308,7 @@ TEST_F(Versions, RefusePartsWithTheirPlace) {
   part("core", R"("core": "made")");
   EXPECT_EQ(included(R"({"file": "parts/core.json"})"),
             "parts/core.json:1: core: expected one of format, places, parameters, definitions, device, clocks, pads, "
-            "composites, presets, boards, sub_presets, measurements as the "
+            "composites, presets, boards, sub_presets, measurements, registers as the "
             "field's name");
   try {
     Core::parse(R"({"format": 1, "core": "made", "version": "1.0", "includes": [{"file": "parts/one.json"}]})",
@@ -319,6 +319,13 @@ TEST_F(Versions, RefusePartsWithTheirPlace) {
                  "made.json:1: includes[0].file: expected a description that stands alone, found the text "
                  "\"parts/one.json\"");
   }
+}
+
+TEST_F(Versions, NameFilesOfRegisters) {
+  version("1.0", R"("registers": ["../r.json"])");
+  EXPECT_EQ(error_of("1.0"),
+            "made/1.0.json:1: registers[0]: expected the path of a file from the folder of the cores on, such as "
+            "parts/registers/uart.json, found the text \"../r.json\"");
 }
 
 TEST_F(Versions, AreRefusedWithTheirPlace) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "kdi/common/KdiDoor.h"
+#include "kdi/common/KdiPattern.h"
 #include "kdi/cores/Rule.h"
 #include "kdi/cores/SearchSection.h"
 
@@ -146,6 +147,12 @@ enum class Interface : std::uint8_t {
 class ClockSection;
 class PadSection;
 
+/// A file with registers of a core, and what stands for the places of what names it.
+struct RegisterFile {
+  std::string path;
+  PlaceValues places;
+};
+
 class KDI_DOOR Core {
  public:
   /// Slots of a parameter, beside one another from kSlots times its number on.
@@ -178,6 +185,9 @@ class KDI_DOOR Core {
   std::optional<std::uint32_t> find_user_name(std::string_view name) const;
 
   std::optional<std::uint32_t> find_fact(std::string_view word) const;
+
+  /// Files that describe its registers, which are read when those are asked for (kdi/cores/Registers.h).
+  std::vector<RegisterFile> const& register_files() const { return register_files_; }
 
   std::vector<Composite> const& composites() const { return composites_; }
   std::vector<SubCore> const& sub_cores() const { return sub_cores_; }
@@ -216,6 +226,7 @@ class KDI_DOOR Core {
   std::vector<Composite> composites_;
   std::vector<SubCore> sub_cores_;
   Presets presets_;
+  std::vector<RegisterFile> register_files_;
   std::vector<std::shared_ptr<SearchSection const>> searches_;
   std::shared_ptr<ClockSection const> clocks_;
   std::shared_ptr<PadSection const> pads_;
