@@ -14,6 +14,7 @@ add_unit_test(core_searches_test LABELS cores LINKS kdi_cores_objects)
 add_unit_test(configuration_test LABELS cores LINKS "kdi_cores_objects;kdi_common;iptasks_tcl")
 add_unit_test(pad_search_test OPTIMISED LABELS cores LINKS kdi_cores_objects)
 add_unit_test(changes_test LABELS cores LINKS kdi_cores_objects)
+add_unit_test(whole_test OPTIMISED LABELS cores LINKS kdi_cores_objects)
 add_unit_test(core_search_truth_test OPTIMISED LABELS cores LINKS kdi_cores_objects Boost::headers)
 # Customisations, with models of the test's own and with the package's, which is opened behind the first test.
 add_unit_test(customization_test OBJECTS LABELS cores LINKS "kdi_ip;kdi_ippcw;kdi_cores;kdi_device;kdi_common;${CMAKE_DL_LIBS}")

@@ -13,10 +13,9 @@
 #include "kdi/common/HUTGuiEvent.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/GuiEventHost.h"
-#include "kdi/cores/Carry.h"
-#include "kdi/cores/Compare.h"
 #include "kdi/cores/Explain.h"
 #include "kdi/cores/Settings.h"
+#include "kdi/cores/Whole.h"
 #include "kdi/ip/HPSPMCEvents.h"
 #include "kdi/ippcw/HardIP.h"
 #include "tcltasks/psmodels/HACGCPSPMCCustomDRCModel.h"
@@ -79,13 +78,7 @@ StrVec each_once(StrVec const& names) {
   return once;
 }
 
-// A composite's text moves its members by way of the configuration, which one instance knows nothing of.
-bool is_composite(Configuration::Place place) {
-  auto const& all = place.configuration->core().composites();
-  return std::any_of(all.begin(), all.end(), [&](kdi::cores::Composite const& one) {
-    return one.parameter == place.number || one.internal == place.number;
-  });
-}
+bool is_composite(Configuration::Place place) { return place.configuration->is_composite(place.number); }
 
 // Closes a batch of changes that were made to instances alone, with the texts that show them.
 void close_batch(ConfiguredAccess const& all, StrVec& moved) {
@@ -404,53 +397,33 @@ Record OpenedCore::explain(std::string const& name, std::string const& message) 
 
 Record OpenedCore::try_set(StrPairs const& pairs) {
   Record record;
-  access([&](Access const& all) {
-    std::vector<kdi::cores::Change> changes;
-    Configuration* of = nullptr;
-    for (auto const& [name, value] : pairs) {
-      const Place one = place(all, name);
-      if (is_composite(one)) throw std::invalid_argument(kdi::text::shown(name) + " holds other parameters: try those");
-      if (of != nullptr && of != one.configuration)
-        throw std::invalid_argument(kdi::text::shown(name) + " is of another sub-core than those before it");
-      of = one.configuration;
-      changes.push_back({one.number, value});
-    }
-    if (of == nullptr) of = &all.configuration;
-    record = kdi::cores::record_of(of->core(), kdi::cores::try_changes(of->instance(), changes));
-  });
+  access([&](Access const& all) { record = kdi::cores::try_values(all.configuration, pairs); });
   return record;
 }
 
 // Two cores are asked one after the other, since each may be asked by other threads meanwhile: a copy stands for one.
+std::unique_ptr<Configuration> OpenedCore::copy() const {
+  std::unique_ptr<Configuration> copy;
+  access([&](Access const& all) { copy = all.configuration.copy(); });
+  return copy;
+}
+
 Record OpenedCore::compare(OpenedCore& other) {
-  std::optional<Instance> mine;
-  access([&](Access const& all) { mine.emplace(all.configuration.instance()); });
+  const auto mine = copy();
   Record record;
-  other.access([&](Access const& all) {
-    Instance const& its = all.configuration.instance();
-    record = kdi::cores::record_of(mine->core(), its.core(), kdi::cores::compare(*mine, its));
-  });
+  other.access([&](Access const& all) { record = kdi::cores::compare_whole(*mine, all.configuration); });
   return record;
 }
 
 Record OpenedCore::carry_to(OpenedCore& other) {
   if (&other == this) throw std::invalid_argument("a configuration is carried to another core");
-  std::optional<Instance> mine;
-  access([&](Access const& all) {
-    if (all.configurations.size() > 1) throw std::invalid_argument("a core with sub-cores cannot be carried");
-    mine.emplace(all.configuration.instance());
-  });
+  const auto mine = copy();
   Record record;
   other.engine_change([&](Access const& all) {
-    if (all.configurations.size() > 1) throw std::invalid_argument("nothing can be carried to a core with sub-cores");
-    Instance& to = all.configuration.instance();
-    const kdi::cores::Carried carried = kdi::cores::carry(*mine, to);
-    record = kdi::cores::record_of(*mine, to, carried);
-    StrVec moved;
-    for (kdi::cores::Carried::Note const& note : carried.notes)
-      if (note.to) moved.push_back(to.core().parameters()[*note.to].name);
-    close_batch(all, moved);
-    return moved;
+    kdi::cores::CarriedWhole carried = kdi::cores::carry_whole(*mine, all.configuration);
+    record = std::move(carried.record);
+    all.history.record();
+    return std::move(carried.moved);
   });
   return record;
 }

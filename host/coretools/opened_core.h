@@ -87,6 +87,7 @@ class OpenedCore {
   void tell(StrVec names);
   StrVec restore(kdi::cores::Settings const& settings);
   StrVec moved_outputs(std::function<void()> const& change);
+  std::unique_ptr<kdi::cores::Configuration> copy() const;
 
   bool owns_instance_;
   kdi::ip::Customization customization_;

@@ -2,12 +2,12 @@
 
 #include <set>
 
+#include "platform/cores/carry_parts.h"
 #include "platform/cores/insight.h"
 
 namespace kdi::cores {
-namespace {
 
-Carried::Note::Fate fate(Instance const& from, Instance const& to, std::uint32_t was, std::uint32_t is) {
+Carried::Note::Fate fate_of(Instance const& from, Instance const& to, std::uint32_t was, std::uint32_t is) {
   using Fate = Carried::Note::Fate;
   const auto is_refused = [](Instance const& instance, std::uint32_t number) {
     const auto value = read_value(instance.core().parameters()[number].type, *instance.given(number));
@@ -18,7 +18,10 @@ Carried::Note::Fate fate(Instance const& from, Instance const& to, std::uint32_t
   return from.core().parameters()[was].name == to.core().parameters()[is].name ? Fate::kept : Fate::renamed;
 }
 
-}  // namespace
+std::string_view word_of(Carried::Note::Fate fate) {
+  constexpr std::string_view kFates[] = {"kept", "renamed", "retired", "refused", "disabled"};
+  return kFates[static_cast<std::size_t>(fate)];
+}
 
 Carried carry(Instance const& from, Instance& to) {
   std::vector<Change> changes;
@@ -36,17 +39,16 @@ Carried carry(Instance const& from, Instance& to) {
     if (to.given(i) && !taken.contains(i)) changes.push_back({i, std::nullopt});
   make_changes(to, changes);
   for (Carried::Note& note : carried.notes)
-    if (note.to) note.fate = fate(from, to, note.from, *note.to);
+    if (note.to) note.fate = fate_of(from, to, note.from, *note.to);
   carried.comparison = compare(from, to);
   return carried;
 }
 
 Record record_of(Instance const& from, Instance const& to, Carried const& carried) {
-  constexpr std::string_view kFates[] = {"kept", "renamed", "retired", "refused", "disabled"};
   Record notes = Record::list();
   for (Carried::Note const& note : carried.notes) {
     Record one = Record::dictionary();
-    one.set("fate", std::string(kFates[static_cast<std::size_t>(note.fate)]));
+    one.set("fate", std::string(word_of(note.fate)));
     one.set("parameter", from.core().parameters()[note.from].name);
     if (note.to) one.set("now", to.core().parameters()[*note.to].name);
     one.set("value", note.text);

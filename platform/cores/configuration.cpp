@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 #include "kdi/common/KdiText.h"
 #include "platform/cores/tcl_words.h"
@@ -12,6 +13,7 @@ namespace {
 
 constexpr std::string_view kPrefix = "CONFIG.";
 constexpr int kDeepestSubCores = 4;
+constexpr int kDeepestTexts = 1;  // a composite may be named in the text of another one, and none within that
 
 thread_local int sub_core_depth = 0;  // of the configurations that are being made
 
@@ -26,11 +28,11 @@ std::optional<std::vector<std::string>> words_of_pairs(std::vector<std::string> 
   return flat;
 }
 
-// Keys and values of a composite text, in their order; nothing if it is no list. A key at the end without a value has
-// an empty one.
-std::optional<std::vector<std::pair<std::string, std::string>>> pairs_of(std::string const& text) {
+// Keys and values of a composite text, in their order; none if it is no list. A key at the end without a value has an
+// empty one.
+std::vector<std::pair<std::string, std::string>> pairs_of(std::string const& text) {
   auto words = words_of(text);
-  if (!words) return std::nullopt;
+  if (!words) return {};
   if (auto flat = words_of_pairs(*words)) words = std::move(flat);
   if (words->size() % 2 != 0) words->emplace_back();
   std::vector<std::pair<std::string, std::string>> pairs;
@@ -55,8 +57,6 @@ struct Configuration::Held {
   Configuration* of;
   std::map<std::string, std::uint32_t> members;  // by key
   std::map<std::uint32_t, std::string> keys;
-  std::map<std::string, std::string> unknown;  // what the text names beside members
-  std::optional<std::string> broken;           // a text that is no list
 };
 
 Configuration::Configuration(std::shared_ptr<Core const> core, Facts const& facts, Descriptions const& descriptions)
@@ -74,7 +74,7 @@ Configuration::Configuration(std::shared_ptr<Core const> core, Facts const& fact
     sub_cores_.emplace_back(sub.name, std::make_unique<Configuration>(std::move(description), facts, descriptions));
   }
   for (Composite const& composite : this->core().composites()) {
-    Held held{&composite, composite.sub_core.empty() ? this : sub_core(composite.sub_core), {}, {}, {}, {}};
+    Held held{&composite, composite.sub_core.empty() ? this : sub_core(composite.sub_core), {}, {}};
     for (Composite::Member const& member : composite.members) {
       const auto told = facts.find(member.key_word);
       if (!member.key_word.empty() && told == facts.end()) continue;
@@ -88,12 +88,29 @@ Configuration::Configuration(std::shared_ptr<Core const> core, Facts const& fact
   }
 }
 
+Configuration::Configuration(Configuration const& other) : instance_(other.instance_), refused_(other.refused_) {
+  for (auto const& [name, sub] : other.sub_cores_) sub_cores_.emplace_back(name, sub->copy());
+  for (auto const& held : other.held_) {
+    held_.push_back(std::make_unique<Held>(*held));
+    std::string const& name = held->composite->sub_core;
+    held_.back()->of = name.empty() ? this : sub_core(name);
+  }
+}
+
 Configuration::~Configuration() = default;
 
-Configuration* Configuration::sub_core(std::string_view name) {
+std::unique_ptr<Configuration> Configuration::copy() const {
+  return std::unique_ptr<Configuration>(new Configuration(*this));
+}
+
+Configuration const* Configuration::sub_core(std::string_view name) const {
   for (auto const& [known, sub] : sub_cores_)
     if (known == name) return sub.get();
   return nullptr;
+}
+
+Configuration* Configuration::sub_core(std::string_view name) {
+  return const_cast<Configuration*>(std::as_const(*this).sub_core(name));
 }
 
 std::optional<Configuration::Place> Configuration::find(std::string_view name) {
@@ -129,6 +146,7 @@ void Configuration::add(std::vector<std::uint32_t> const& numbers, std::vector<s
 std::vector<std::string> Configuration::set(std::vector<std::pair<Place, std::string>> const& values, Origin from,
                                             Strength strength) {
   std::vector<std::string> moved;
+  if (refuses(values)) return compute(strength);
   for (const bool internal : {true, false})
     for (auto const& [place, text] : values)
       if (Held* const held = place.configuration->held_by(place.number, internal))
@@ -178,10 +196,7 @@ std::vector<std::string> Configuration::take_all_back(Strength strength) {
   std::vector<std::string> moved;
   for (auto const& [name, sub] : sub_cores_)
     for (std::string& one : sub->take_all_back(strength)) moved.push_back(std::move(one));
-  for (auto const& held : held_) {
-    held->unknown.clear();
-    held->broken.reset();
-  }
+  refused_.clear();
   std::vector<std::uint32_t> given;
   for (std::uint32_t i = 0; i < core().parameters().size(); ++i)
     if (instance_.given(i)) given.push_back(i);
@@ -189,38 +204,83 @@ std::vector<std::string> Configuration::take_all_back(Strength strength) {
   return moved;
 }
 
-// What a text says of its members; false if it is no list. A key may also be a member's older name, or that of a
-// composite whose members are members here too.
-bool Configuration::read_members(Held& held, std::string const& text, std::map<std::uint32_t, std::string>& members,
-                                 bool internal) {
-  const auto pairs = pairs_of(text);
-  if (!pairs) return false;
-  for (auto const& [key, value] : *pairs) {
+// Whether a text among the values is no list. What was refused before is forgotten.
+bool Configuration::refuses(std::vector<std::pair<Place, std::string>> const& values) {
+  forget_refused();
+  bool refuses = false;
+  for (auto const& [place, text] : values) {
+    Configuration& of = *place.configuration;
+    for (const bool internal : {true, false}) {
+      Held const* const held = of.held_by(place.number, internal);
+      const auto why = held == nullptr ? std::nullopt : of.fault(*held, text);
+      if (!why) continue;
+      of.refused_.insert_or_assign(place.number, *why);
+      refuses = true;
+    }
+  }
+  return refuses;
+}
+
+void Configuration::forget_refused() {
+  refused_.clear();
+  for (auto const& [name, sub] : sub_cores_) sub->forget_refused();
+}
+
+// How a text is no list, or one within it that is another composite's.
+std::optional<std::string> Configuration::fault(Held const& held, std::string const& text, int depth) const {
+  ListFault fault;
+  if (!words_of(text, &fault)) {
+    const std::string_view from = std::string_view(text).substr(fault.at);
+    return std::string(fault.why) + " in the word at byte " + std::to_string(fault.at) + ", " +
+           text::quoted(text::shortened(std::string(from)));
+  }
+  if (depth == kDeepestTexts) return std::nullopt;
+  for (auto const& [key, value] : pairs_of(text))
+    if (Held const* const within = held_within(held, key))
+      if (const auto inner = held.of->fault(*within, value, depth + 1)) return "in " + key + ": " + *inner;
+  return std::nullopt;
+}
+
+// The composite that is named in the text of another one, whose members are members there; null for any other key.
+Configuration::Held* Configuration::held_within(Held const& held, std::string const& key) const {
+  if (held.members.contains(key)) return nullptr;
+  const auto place = held.of->find(key);
+  if (!place || place->configuration != held.of || held.keys.contains(place->number)) return nullptr;
+  Held* const within = held.of->held_by(place->number, false);
+  return within == &held ? nullptr : within;
+}
+
+// What a text says of its members, and beside. A key may also be a member's older name, or that of a composite whose
+// members are members here too.
+void Configuration::read_members(Held const& held, std::string const& text,
+                                 std::map<std::uint32_t, std::string>& members,
+                                 std::map<std::string, std::string>& unknown, int depth) const {
+  for (auto const& [key, value] : pairs_of(text)) {
     const auto known = held.members.find(key);
     if (known != held.members.end()) {
       members.insert_or_assign(known->second, value);
       continue;
     }
+    Held const* const within = depth < kDeepestTexts ? held_within(held, key) : nullptr;
+    if (within != nullptr) {
+      held.of->read_members(*within, value, members, unknown, depth + 1);
+      continue;
+    }
     const auto place = held.of->find(key);
-    const bool is_own = place && place->configuration == held.of;
-    Held* const within = is_own ? held.of->held_by(place->number, false) : nullptr;
-    if (is_own && held.keys.contains(place->number))
+    if (place && place->configuration == held.of && held.keys.contains(place->number))
       members.insert_or_assign(place->number, value);
-    else if (within == nullptr || within == &held || !held.of->read_members(*within, value, members, internal))
-      if (!internal) held.unknown.insert_or_assign(key, value);
+    else
+      unknown.insert_or_assign(key, value);
   }
-  return true;
 }
 
 void Configuration::give_text(Held& held, std::string const& text, bool internal, Origin from,
                               std::vector<std::string>& moved) {
-  held.broken.reset();
-  held.unknown.clear();
   std::map<std::uint32_t, std::string> members;
-  if (!read_members(held, text, members, internal)) {
-    held.broken = text;
-    return;
-  }
+  std::map<std::string, std::string> unknown;
+  read_members(held, text, members, unknown);
+  if (internal) unknown.clear();
+  if (unknown != this->unknown(held)) keep_unknown(held, unknown, moved);
   Instance& instance = held.of->instance_;
   Values given;
   std::vector<std::uint32_t> others;
@@ -237,9 +297,25 @@ void Configuration::give_text(Held& held, std::string const& text, bool internal
 
 // ------------------------------------------------------------------------------------------------------------- texts
 
+// The parameter has what its text names beside members, until the texts are shown anew.
+void Configuration::keep_unknown(Held const& held, std::map<std::string, std::string> const& unknown,
+                                 std::vector<std::string>& moved) {
+  const std::uint32_t parameter = held.composite->parameter;
+  add(unknown.empty() ? instance_.take_back({parameter}, Strength::values)
+                      : instance_.set({{parameter, text_of(unknown)}}, Origin::user, Strength::values),
+      moved);
+}
+
+// What the text names beside members.
+std::map<std::string, std::string> Configuration::unknown(Held const& held) const {
+  std::map<std::uint32_t, std::string> members;
+  std::map<std::string, std::string> unknown;
+  if (auto const& text = instance_.given(held.composite->parameter)) read_members(held, *text, members, unknown);
+  return unknown;
+}
+
 std::string Configuration::public_text(Held const& held) const {
-  if (held.broken) return *held.broken;
-  std::map<std::string, std::string> pairs = held.unknown;
+  std::map<std::string, std::string> pairs = unknown(held);
   for (auto const& [number, key] : held.keys)
     if (auto const& given = held.of->instance_.given(number)) pairs.insert_or_assign(key, *given);
   return text_of(pairs);
@@ -281,24 +357,32 @@ std::string Configuration::backup(std::uint32_t parameter) const {
   return instance_.backup(parameter);
 }
 
-std::vector<Configuration::Told> Configuration::messages() {
-  std::vector<Told> told;
-  for (Due& due : instance_.messages()) {
-    std::string name = due.parameter == Due::kNoParameter ? core().name() : core().parameters()[due.parameter].name;
-    told.push_back({std::move(name), std::move(due)});
+std::map<std::string, std::string> Configuration::beside(std::uint32_t parameter) const {
+  Held const* const held = held_by(parameter, false);
+  return held == nullptr ? std::map<std::string, std::string>() : unknown(*held);
+}
+
+std::vector<Due> Configuration::own_messages() {
+  std::vector<Due> all = instance_.messages();
+  for (auto const& [parameter, why] : refused_) {
+    std::string const& name = core().parameters()[parameter].name;
+    all.push_back({parameter, "list", Severity::error, name + " is no list of names and values: " + why});
   }
   for (auto const& held : held_) {
     const std::uint32_t parameter = held->composite->parameter;
     std::string const& name = core().parameters()[parameter].name;
-    if (held->broken)
-      told.push_back({name,
-                      {parameter, "list", Severity::error,
-                       name + " is no list of names and values: its braces "
-                              "or quotes do not match"}});
-    for (auto const& [key, value] : held->unknown)
-      told.push_back(
-          {name,
-           {parameter, "unknown", Severity::error, name + " has no member " + text::quoted(text::shortened(key))}});
+    for (auto const& [key, value] : unknown(*held))
+      all.push_back(
+          {parameter, "unknown", Severity::error, name + " has no member " + text::quoted(text::shortened(key))});
+  }
+  return all;
+}
+
+std::vector<Configuration::Told> Configuration::messages() {
+  std::vector<Told> told;
+  for (Due& due : own_messages()) {
+    std::string name = due.parameter == Due::kNoParameter ? core().name() : core().parameters()[due.parameter].name;
+    told.push_back({std::move(name), std::move(due)});
   }
   for (auto const& [name, sub] : sub_cores_)
     for (Told& one : sub->messages()) told.push_back(std::move(one));

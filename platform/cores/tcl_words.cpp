@@ -16,24 +16,28 @@ class Words {
     return !rest_.empty();
   }
 
-  /// False if the list is broken here.
-  bool take(std::string& word) {
+  std::size_t left() const { return rest_.size(); }
+
+  /// Empty, or how the list is broken here.
+  std::string_view take(std::string& word) {
     if (rest_[0] == '{') return take_braced(word);
     const bool is_quoted = rest_[0] == '"';
     if (is_quoted) rest_.remove_prefix(1);
     for (;;) {
-      if (rest_.empty()) return !is_quoted;
+      if (rest_.empty()) return is_quoted ? "a quote is not closed" : "";
       if (is_quoted ? rest_[0] == '"' : text::is_blank(rest_[0])) break;
       take_character(word);
     }
     if (is_quoted) rest_.remove_prefix(1);
-    return ends_here();
+    return end();
   }
 
  private:
-  bool ends_here() const { return rest_.empty() || text::is_blank(rest_[0]); }
+  std::string_view end() const {
+    return rest_.empty() || text::is_blank(rest_[0]) ? "" : "no blank stands behind a closing brace or quote";
+  }
 
-  bool take_braced(std::string& word) {
+  std::string_view take_braced(std::string& word) {
     int depth = 0;
     for (std::size_t i = 0; i < rest_.size(); ++i) {
       if (rest_[i] == '\\') {
@@ -44,9 +48,9 @@ class Words {
       if (depth > 0) continue;
       word = rest_.substr(1, i - 1);
       rest_.remove_prefix(i + 1);
-      return ends_here();
+      return end();
     }
-    return false;
+    return "a brace is not closed";
   }
 
   void take_character(std::string& word) {
@@ -80,10 +84,15 @@ bool can_be_braced(std::string_view text) {
 
 }  // namespace
 
-std::optional<std::vector<std::string>> words_of(std::string_view list) {
+std::optional<std::vector<std::string>> words_of(std::string_view list, ListFault* fault) {
   std::vector<std::string> words;
-  for (Words rest(list); rest.skip_blanks();)
-    if (!rest.take(words.emplace_back())) return std::nullopt;
+  for (Words rest(list); rest.skip_blanks();) {
+    const std::size_t at = list.size() - rest.left();
+    const std::string_view why = rest.take(words.emplace_back());
+    if (why.empty()) continue;
+    if (fault != nullptr) *fault = {at, why};
+    return std::nullopt;
+  }
   return words;
 }
 

@@ -12,16 +12,7 @@ Shown shown(Instance const& instance, std::uint32_t parameter) {
           instance.origin(parameter)};
 }
 
-Trial try_changes(Instance const& instance, std::vector<Change> const& changes) {
-  Instance before = instance;
-  before.compute();
-  Instance after = before;
-  Trial trial;
-  for (const std::uint32_t parameter : make_changes(after, changes)) {
-    Trial::Move move{parameter, shown(before, parameter), shown(after, parameter)};
-    if (!(move.before == move.after)) trial.moves.push_back(std::move(move));
-  }
-  std::vector<Due> go = before.messages(), come = after.messages();
+void tell_messages(std::vector<Due> go, std::vector<Due> come, Trial& trial) {
   for (Due& due : go) {
     // A rule may have several faults; each is told by its text.
     const auto again = std::find_if(come.begin(), come.end(), [&](Due const& other) {
@@ -35,6 +26,18 @@ Trial try_changes(Instance const& instance, std::vector<Change> const& changes) 
     }
   }
   trial.come = std::move(come);
+}
+
+Trial try_changes(Instance const& instance, std::vector<Change> const& changes) {
+  Instance before = instance;
+  before.compute();
+  Instance after = before;
+  Trial trial;
+  for (const std::uint32_t parameter : make_changes(after, changes)) {
+    Trial::Move move{parameter, shown(before, parameter), shown(after, parameter)};
+    if (!(move.before == move.after)) trial.moves.push_back(std::move(move));
+  }
+  tell_messages(before.messages(), after.messages(), trial);
   return trial;
 }
 

@@ -152,13 +152,44 @@ TEST(Composites, WhatIsNoMemberIsKeptAndTold) {
   EXPECT_EQ(made.value("ALL"), "P_A0 2 SINGLE 3 Z 1");
   EXPECT_EQ(made.texts(), (std::vector<std::string>{"ALL has no member \"SINGLE\"", "ALL has no member \"Z\""}));
   EXPECT_EQ(made.value("SINGLE"), "0");
-  made.set({{"ALL", "P_A0 {2"}});
-  EXPECT_EQ(made.value("ALL"), "P_A0 {2");
-  EXPECT_EQ(made.value("P_A0"), "2");
-  EXPECT_EQ(made.texts(),
-            (std::vector<std::string>{"ALL is no list of names and values: its braces or quotes do not match"}));
+  made.set({{"ALL", "P_A0 2"}});
+  EXPECT_EQ(made.texts(), std::vector<std::string>());
   made.configuration.take_all_back();
   EXPECT_EQ(made.state(), Made().state());
+}
+
+// Nor is anything that is given beside it; and it is told where the text is broken, until the next change.
+TEST(Composites, ATextThatIsNoListIsNotTaken) {
+  Made made(Facts{{"supply.0.name", "VCC"}});
+  made.set({{"P_A0", "5"}, {"P_T0", "x"}});
+  const std::string before = made.state();
+  const std::string start = "ALL is no list of names and values: ";
+  const std::pair<std::string, std::string> broken[] = {
+      {"P_A0 {2", "a brace is not closed in the word at byte 5, \"{2\""},
+      {"P_A0 2 P_T0 \"a b", "a quote is not closed in the word at byte 12, \"\"a b\""},
+      {"P_A0 {2}3 P_T0 y", "no blank stands behind a closing brace or quote in the word at byte 5, \"{2}3 P_T0 y\""},
+      {"P_A1 3 MEASURED {VCC \"7}", "in MEASURED: a quote is not closed in the word at byte 4, \"\"7\""}};
+  for (auto const& [text, told] : broken) {
+    EXPECT_EQ(made.set({{"SINGLE", "4"}, {"ALL", text}, {"P_A1", "2"}}), std::vector<std::string>());
+    EXPECT_EQ(made.texts(), std::vector<std::string>{start + told});
+    made.configuration.set({});
+    EXPECT_EQ(made.state(), before) << text;
+  }
+  EXPECT_EQ(made.set({{"ALL_INTERNAL", "{"}}), std::vector<std::string>());
+  EXPECT_EQ(made.texts().size(), 1u);
+  made.set({{"P_A0", "6"}});
+  EXPECT_EQ(made.texts(), std::vector<std::string>());
+}
+
+// Texts within texts without end are texts of one another no further than one deep.
+TEST(Composites, HostileDepthsEnd) {
+  Made made;
+  std::string text;
+  for (int depth = 0; depth < 20000; ++depth) text += depth % 2 == 0 ? "MEASURED {" : "ALL {";
+  text += "P_A0 2" + std::string(20000, '}');
+  made.set({{"ALL", text}});
+  EXPECT_EQ(made.value("P_A0"), "1");
+  EXPECT_EQ(made.texts().size(), 1u);
 }
 
 TEST(Composites, KeysMayBeTheDevicesOwn) {

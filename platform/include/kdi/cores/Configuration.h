@@ -3,7 +3,9 @@
 // A composite parameter is a text that holds others: `PS_UART0_ENABLE 1 PS_UART0_BAUD_RATE 9600`. Text and members are
 // one state. A text that is given is what its members are given: those that it does not name are taken back. What is
 // given to a member shows in the text. Texts are lists of keys and values as Tcl writes them, in the byte order of the
-// keys; a list of pairs between braces is taken as well. A key that is no member's is kept and told. An internal text
+// keys; a list of pairs between braces is taken as well. A key that is no member's is kept and told. A text that is no
+// list is refused with all that is given with it: nothing changes, and messages() says until the next change where the
+// text is broken. An internal text
 // shows all values in effect; given, its members are given what differs from their defaults.
 //
 // Of the values that are given at once internal texts count first, then composite texts, then single parameters: so a
@@ -33,15 +35,20 @@ class KDI_DOOR Configuration {
 
   /// Throws FactError, and std::runtime_error for a sub-core without a description or sub-cores nested without end.
   Configuration(std::shared_ptr<Core const> core, Facts const& facts, Descriptions const& descriptions);
-  Configuration(Configuration const&) = delete;
   Configuration& operator=(Configuration const&) = delete;
   ~Configuration();
+
+  /// The same with sub-cores of its own, to try something on.
+  std::unique_ptr<Configuration> copy() const;
 
   Core const& core() const { return instance_.core(); }
   Instance& instance() { return instance_; }
   Instance const& instance() const { return instance_; }
   /// Null if there is none of that name.
   Configuration* sub_core(std::string_view name);
+  Configuration const* sub_core(std::string_view name) const;
+  /// Whether the parameter is a text that shows others.
+  bool is_composite(std::uint32_t parameter) const { return !is_single(parameter); }
 
   /// A parameter of the core or of one of its sub-cores.
   struct Place {
@@ -65,6 +72,8 @@ class KDI_DOOR Configuration {
   /// Instance::value and backup, and the texts of composites.
   std::string value(std::uint32_t parameter) const;
   std::string backup(std::uint32_t parameter) const;
+  /// What the text of a composite names beside its members.
+  std::map<std::string, std::string> beside(std::uint32_t parameter) const;
 
   struct Told {
     std::string parameter;
@@ -72,18 +81,28 @@ class KDI_DOOR Configuration {
   };
   /// All messages that are due, those of sub-cores behind the core's own.
   std::vector<Told> messages();
+  std::vector<Due> own_messages();
 
  private:
   struct Held;
   std::optional<std::vector<std::string>> set_named(std::vector<Preset> const& all, std::string_view name, Origin from,
                                                     Strength strength);
   using Values = std::vector<std::pair<std::uint32_t, std::string>>;
+  Configuration(Configuration const& other);
 
   /// The composite that the parameter shows; null for a single parameter.
   Held* held_by(std::uint32_t parameter, bool internal) const;
   bool is_single(std::uint32_t parameter) const;
+  bool refuses(std::vector<std::pair<Place, std::string>> const& values);
+  void forget_refused();
+  std::optional<std::string> fault(Held const& held, std::string const& text, int depth = 0) const;
+  Held* held_within(Held const& held, std::string const& key) const;
+  std::map<std::string, std::string> unknown(Held const& held) const;
   void give_text(Held& held, std::string const& text, bool internal, Origin from, std::vector<std::string>& moved);
-  bool read_members(Held& held, std::string const& text, std::map<std::uint32_t, std::string>& members, bool internal);
+  void read_members(Held const& held, std::string const& text, std::map<std::uint32_t, std::string>& members,
+                    std::map<std::string, std::string>& unknown, int depth = 0) const;
+  void keep_unknown(Held const& held, std::map<std::string, std::string> const& unknown,
+                    std::vector<std::string>& moved);
   std::string public_text(Held const& held) const;
   std::string internal_text(Held const& held) const;
   void show_texts(std::vector<std::string>& moved);
@@ -93,6 +112,7 @@ class KDI_DOOR Configuration {
   Instance instance_;
   std::vector<std::pair<std::string, std::unique_ptr<Configuration>>> sub_cores_;
   std::vector<std::unique_ptr<Held>> held_;
+  std::map<std::uint32_t, std::string> refused_;  // by parameter, what is wrong with the text
 };
 
 }  // namespace kdi::cores
