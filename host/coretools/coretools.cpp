@@ -15,32 +15,13 @@
 #include <utility>
 #include <vector>
 
-#include "host/coretools/opened_core.h"
+#include "host/coretools/session.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Store.h"
 #include "kdi/tcl/command.h"
 
-namespace {
-
-using coretools::OpenedCore;
-using kdi::cores::Record;
-
-// A core with its name and the script that hears of its changes.
-struct Open {
-  Open(std::string const& identifier, ParamMap context, ParamMap const& params)
-      : core(identifier, std::move(context), params) {}
-
-  OpenedCore core;
-  std::string script;
-};
-
-// What an interpreter has open. A command that is at work on a core keeps it, whatever a script closes meanwhile.
-struct Session {
-  Tcl_Interp* interp;
-  std::map<std::string, std::shared_ptr<Open>> cores;
-  unsigned count = 0;
-};
+namespace coretools {
 
 std::shared_ptr<Open> opened(Session& session, Tcl_Obj* name) {
   const auto place = session.cores.find(tcl::text_of(name));
@@ -70,7 +51,8 @@ Tcl_Obj* dict_of(ParamMap const& map) {
   return dict;
 }
 
-Tcl_Obj* object_of(Record const& record) {
+Tcl_Obj* object_of(kdi::cores::Record const& record) {
+  using kdi::cores::Record;
   switch (record.form()) {
     case Record::Form::text:
       return tcl::new_text(record.text());
@@ -84,18 +66,30 @@ Tcl_Obj* object_of(Record const& record) {
   return dict;
 }
 
+}  // namespace coretools
+
+namespace {
+
+using coretools::dict_of;
+using coretools::map_of;
+using coretools::object_of;
+using coretools::Open;
+using coretools::opened;
+using coretools::OpenedCore;
+using coretools::pairs_of;
+using coretools::Session;
 using Words = tcl::Words;
 
 // ------------------------------------------------------------------------------------------------------------ events
 
-// Calls a script, which is a list, with the names behind it. The interpreter's result stays that of the command at
-// work; what the script fails with is thrown, for whoever delivers the event to report.
-void call(Tcl_Interp* interp, std::string const& name, std::string const& script, StrVec const& names) {
-  if (Tcl_InterpDeleted(interp) != 0) return;
+// Calls a script, which is a list, with the core and more words behind it. The interpreter's result stays that of the
+// command at work; what the script fails with is thrown, for whoever delivers the event to report.
+void call(Tcl_Interp* interp, std::string const& name, std::string const& script,
+          std::initializer_list<Tcl_Obj*> more) {
   const tcl::ObjRef command(tcl::new_text(script));
   const tcl::ObjRef words(Tcl_DuplicateObj(command.get()));
   tcl::append(words.get(), name);
-  tcl::append(words.get(), tcl::new_list(names));
+  for (Tcl_Obj* const word : more) tcl::append(words.get(), word);
   Tcl_Preserve(interp);
   Tcl_InterpState const before = Tcl_SaveInterpState(interp, TCL_OK);
   const int code = Tcl_EvalObjEx(interp, words.get(), TCL_EVAL_GLOBAL | TCL_EVAL_DIRECT);
@@ -107,12 +101,27 @@ void call(Tcl_Interp* interp, std::string const& name, std::string const& script
 
 // ---------------------------------------------------------------------------------------------------------- commands
 
+int strength_of(Tcl_Obj* word) {
+  const auto strength = tcl::int_of(word);
+  if (!strength) throw std::invalid_argument("the strength is no number: " + kdi::text::shown(tcl::text_view(word)));
+  return *strength;
+}
+
 std::string open(Session& session, Words words) {
-  const ParamMap params = words.size() > 2 ? map_of(words[2], "the parameters") : ParamMap();
-  auto made = std::make_shared<Open>(tcl::text_of(words[0]), map_of(words[1], "the context"), params);
+  kdi::ip::Customization::Begin begin;
+  if (words.size() > 2) begin.params = map_of(words[2], "the parameters");
+  if (words.size() > 3) begin.gui_context = map_of(words[3], "the context of the interface");
+  if (words.size() > 4) begin.strength = strength_of(words[4]);
+  auto made = std::make_shared<Open>(tcl::text_of(words[0]), map_of(words[1], "the context"), std::move(begin));
   std::string name = "core" + std::to_string(session.count++);
   made->core.on_update = [open = made.get(), interp = session.interp, name](StrVec const& names) {
-    if (!open->script.empty()) call(interp, name, open->script, names);
+    if (open->on_update.empty() || Tcl_InterpDeleted(interp) != 0) return;
+    call(interp, name, open->on_update, {tcl::new_list(names)});
+  };
+  made->core.on_change = [open = made.get(), interp = session.interp, name](std::string const& flow,
+                                                                            ParamMap const& params) {
+    if (open->on_change.empty() || Tcl_InterpDeleted(interp) != 0) return;
+    call(interp, name, open->on_change, {tcl::new_text(flow), dict_of(params)});
   };
   session.cores.emplace(name, std::move(made));
   return name;
@@ -127,20 +136,26 @@ Tcl_Obj* list(Session& session) {
   return tcl::new_list(session.cores, [](auto const& entry) -> std::string const& { return entry.first; });
 }
 
-std::string on_update(Session& session, Words words) {
+template <std::string Open::*script>
+std::string on_event(Session& session, Words words) {
   const auto one = opened(session, words[0]);
   if (words.size() > 1) {
     int length = 0;
     if (Tcl_ListObjLength(nullptr, words[1], &length) != TCL_OK)
       throw std::invalid_argument("the script is no list: " + kdi::text::shown(tcl::text_view(words[1])));
-    one->script = tcl::text_of(words[1]);
+    (*one).*script = tcl::text_of(words[1]);
   }
-  return one->script;
+  return (*one).*script;
 }
 
 Tcl_Obj* set(Session& session, Words words) {
   const auto one = opened(session, words[0]);
   return tcl::new_list(one->core.set(pairs_of(words.subspan(1))));
+}
+
+Tcl_Obj* set_together(Session& session, Words words) {
+  const auto one = opened(session, words[0]);
+  return tcl::new_list(one->core.set_together(pairs_of(words.subspan(1))));
 }
 
 bool update(Session& session, Words words) {
@@ -258,15 +273,20 @@ using tcl::handler;
 using tcl::usage;
 
 constexpr tcl::WordCount kName = tcl::exactly(1, usage("name"));
+constexpr tcl::WordCount kScript = tcl::between(1, 2, usage("name ?script?"));
 constexpr tcl::WordCount kFile = tcl::exactly(3, usage("name form file"));
 constexpr tcl::WordCount kTwo = tcl::exactly(2, usage("name other"));
 
 constexpr tcl::Row kCommands[] = {
-    {"coretools::open", handler<open>, tcl::between(2, 3, usage("identifier context ?params?"))},
+    {"coretools::open", handler<open>,
+     tcl::between(2, 5, usage("identifier context ?params? ?gui_context? ?strength?"))},
     {"coretools::close", handler<close>, kName},
     {"coretools::list", handler<list>, tcl::exactly(0, usage(""))},
-    {"coretools::on_update", handler<on_update>, tcl::between(1, 2, usage("name ?script?"))},
+    {"coretools::on_update", handler<on_event<&Open::on_update>>, kScript},
+    {"coretools::on_change", handler<on_event<&Open::on_change>>, kScript},
     {"coretools::set", handler<set>, tcl::pairs_behind(3, usage("name parameter value ?parameter value ...?"))},
+    {"coretools::set_together", handler<set_together>,
+     tcl::pairs_behind(3, usage("name parameter value ?parameter value ...?"))},
     {"coretools::update", handler<update>, tcl::pairs_behind(1, usage("name ?parameter value ...?"))},
     {"coretools::take_back", handler<take_back>, tcl::at_least(2, usage("name parameter ..."))},
     {"coretools::undo", handler<moved_by<&OpenedCore::undo>>, kName},
@@ -296,5 +316,6 @@ extern "C" int Kdi_coretools_Init(Tcl_Interp* interp) {
   Tcl_SetAssocData(
       interp, kKey, [](ClientData data, Tcl_Interp*) { delete static_cast<Session*>(data); }, session);
   tcl::register_all<kCommands>(interp, session);
+  coretools::register_model_commands(*session);
   return TCL_OK;
 }

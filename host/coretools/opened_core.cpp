@@ -9,7 +9,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "kdi/common/HACGCHybridCustomController.h"
 #include "kdi/common/HUTGuiEvent.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/GuiEventHost.h"
@@ -20,7 +19,6 @@
 #include "kdi/ippcw/HardIP.h"
 #include "tcltasks/psmodels/HACGCPSPMCCustomDRCModel.h"
 #include "tcltasks/psmodels/HACGCPSXLCustomDRCModel.h"
-#include "tcltasks/psmodels/model_table.h"
 
 namespace coretools {
 namespace {
@@ -50,12 +48,6 @@ ParamMap named(std::string const& identifier, ParamMap context) {
   if (!context.contains(kInstanceName))
     context.emplace(kInstanceName, core_named(identifier, context) + "_coretools_" + std::to_string(count++));
   return context;
-}
-
-// Which class a model is of: type information stays within the package, and the factory says it as well.
-HACGCDRCModelFunc factory_of(std::string const& identifier) {
-  const auto functions = HACGCHybridCustomController::find(identifier);
-  return functions ? functions->factory : nullptr;
 }
 
 Parameter const& parameter_at(Configuration::Place place) {
@@ -137,7 +129,10 @@ StrVec told_of(Configuration::Place place, ParamMap const& errors, std::string c
 // Who hears of the changes of which customisation: an event is of the one that is at work.
 class Listeners {
  public:
-  using Heard = std::function<void(StrVec const&)>;
+  struct Heard {
+    std::function<void(StrVec const&)> update;
+    std::function<void(std::string const&, ParamMap const&)> change;
+  };
 
   static Listeners& all() {
     static auto& all = *new Listeners;  // never destroyed: asked while the process ends
@@ -151,11 +146,11 @@ class Listeners {
     const std::lock_guard lock(mutex_);
     heard_.erase(&one);
   }
-  /// Empty if nobody hears.
-  Heard of(Customization const* one) {
+  /// Nothing if nobody hears.
+  std::optional<Heard> of(Customization const* one) {
     const std::lock_guard lock(mutex_);
     const auto place = heard_.find(one);
-    return place == heard_.end() ? Heard() : place->second;
+    return place == heard_.end() ? std::nullopt : std::optional(place->second);
   }
 
  private:
@@ -164,10 +159,17 @@ class Listeners {
 };
 
 void listen_once() {
-  [[maybe_unused]] static const int number =
+  [[maybe_unused]] static const int updates =
       gui_event_host::subscribe<HPSPMCUpdateGuiEvent>([](HPSPMCUpdateGuiEvent const& event) {
         const auto heard = Listeners::all().of(Customization::at_work());
-        if (heard && event.parameters != nullptr) heard(*event.parameters);
+        if (heard && event.parameters != nullptr) heard->update(*event.parameters);
+      });
+  [[maybe_unused]] static const int changes =
+      gui_event_host::subscribe<HPSPMCParameterChanged>([](HPSPMCParameterChanged const& event) {
+        const auto heard = Listeners::all().of(Customization::at_work());
+        if (!heard || event.parameters == nullptr) return;
+        heard->change(event.flow == HPSPMCParameterChanged::CUSTOMIZER_FLOW_GUI ? "interface" : "update",
+                      *event.parameters);
       });
 }
 
@@ -175,22 +177,22 @@ void listen_once() {
 
 // -------------------------------------------------------------------------------------------------------------- life
 
-OpenedCore::OpenedCore(std::string const& identifier, ParamMap context, ParamMap const& params)
+OpenedCore::OpenedCore(std::string const& identifier, ParamMap context, Customization::Begin begin)
     : owns_instance_(!context.contains(kInstanceName)),
-      customization_(identifier, named(identifier, std::move(context)), {params, {}, 10}) {
-  customization_.drive([&](HACGCCustomDRCModel& model) {
-    const HACGCDRCModelFunc factory = factory_of(identifier);
-    if (factory == pspmcRulesObjInit) pspmc_ = static_cast<HACGCPSPMCCustomDRCModel*>(&model);
-    if (factory == psxlRulesObjInit || factory == psxlWizardRulesObjInit)
-      psxl_ = static_cast<HACGCPSXLCustomDRCModel*>(&model);
-  });
+      customization_(identifier, named(identifier, std::move(context)), std::move(begin)),
+      model_(customization_),
+      pspmc_(model_.pspmc()),
+      psxl_(model_.psxl()) {
   listen_once();
   customization_.update({});
   hardip_eng::access_core(customization_.context(), [](Access const&) {});  // what is undone begins here
-  Listeners::all().add(customization_, [this](StrVec const& names) {
-    moved_.insert(moved_.end(), names.begin(), names.end());
-    if (on_update) on_update(names);
-  });
+  Listeners::all().add(customization_, {[this](StrVec const& names) {
+                                          moved_.insert(moved_.end(), names.begin(), names.end());
+                                          if (on_update) on_update(names);
+                                        },
+                                        [this](std::string const& flow, ParamMap const& params) {
+                                          if (on_change) on_change(flow, params);
+                                        }});
 }
 
 OpenedCore::~OpenedCore() {
@@ -264,6 +266,38 @@ StrVec OpenedCore::set(StrPairs const& pairs) {
       tell(moved_outputs([&, &one = name, &its = value] { customization_.update({{one, its}}); }));
     }
   });
+}
+
+RawResult OpenedCore::rows() {
+  RawResult rows;
+  StrVec none;
+  if (auto* const core = hardip_eng::HardIPManager::getInstance()->findInstance(customization_.context(), none))
+    core->getOutputParams(rows);
+  return rows;
+}
+
+// One model tells what moved; of the other it is found out.
+StrVec OpenedCore::set_together(StrPairs const& pairs) {
+  StrPairs known;
+  for (auto const& [name, value] : pairs) known.emplace_back(engine_name(name), value);
+  return batch([&] {
+    const RawResult before = rows();
+    model_.set_together(known);
+    if (pspmc_ == nullptr) return;
+    StrVec names;
+    for (auto const& [name, now] : rows()) {
+      const auto old = before.find(name);
+      if (old == before.end() || old->second != now) names.push_back(name);
+    }
+    tell(std::move(names));
+  });
+}
+
+int OpenedCore::slr_count() {
+  if (psxl_ != nullptr) return model_.slr_count();
+  StrVec none;
+  auto* const core = hardip_eng::HardIPManager::getInstance()->findInstance(customization_.context(), none);
+  return core == nullptr ? 1 : core->slrCount();
 }
 
 bool OpenedCore::update(ParamMap const& params) {

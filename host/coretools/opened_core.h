@@ -8,14 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "host/coretools/model_door.h"
 #include "kdi/cores/Changes.h"
 #include "kdi/cores/Record.h"
 #include "kdi/cores/Settings.h"
 #include "kdi/ip/host/Customization.h"
 #include "kdi/ippcw/host/CoreAccess.h"
-
-class HACGCPSPMCCustomDRCModel;
-class HACGCPSXLCustomDRCModel;
 
 namespace coretools {
 
@@ -24,17 +22,21 @@ class OpenedCore {
  public:
   /// Opens a customisation and tells it once what follows. Without an `instance_name` in the context the engine's
   /// instance is this one's own, and ends with it.
-  OpenedCore(std::string const& identifier, ParamMap context, ParamMap const& params);
+  OpenedCore(std::string const& identifier, ParamMap context, kdi::ip::Customization::Begin begin);
   OpenedCore(OpenedCore const&) = delete;
   OpenedCore& operator=(OpenedCore const&) = delete;
   ~OpenedCore();
 
   /// Is told the names of what moved, on each change, in the words of the model's event.
   std::function<void(StrVec const& names)> on_update;
+  /// Is told what the model tells whoever wraps it, of a full update (`update`) or of a user's change (`interface`).
+  std::function<void(std::string const& flow, ParamMap const& params)> on_change;
 
   // ---------------------------------------------------------------------------------------------------- changes
   /// One after another, as a user interface does. Returns what moved, each name once.
   StrVec set(StrPairs const& pairs);
+  /// The same at once, by the model's operation for several. Returns what moved.
+  StrVec set_together(StrPairs const& pairs);
   /// All at once. Whether there is no error.
   bool update(ParamMap const& params);
   /// Takes values back that were given.
@@ -45,11 +47,19 @@ class OpenedCore {
   // ---------------------------------------------------------------------------------------------------- questions
   /// The words for get(), in their order.
   static StrVec kinds();
+  /// The engine's name of a parameter. Throws for one that there is not.
+  std::string engine_name(std::string const& name) const;
   /// A list for `range`, a text for all others. Throws for an unknown parameter or word.
   kdi::cores::Record get(std::string const& name, std::string const& kind);
   /// All of them.
   kdi::cores::Record get(std::string const& name);
   ParamMap const& errors() { return customization_.errors(); }
+  /// Value, range and state of all parameters as the model last told them.
+  ModelDoor::OutMap const& outputs() const { return customization_.outputs(); }
+  /// Super logic regions of the part.
+  int slr_count();
+  /// All else that the model can be asked.
+  ModelDoor& model() { return model_; }
   /// Names and values that the user changed since the last call; empty for models that keep no such list.
   std::string modified();
 
@@ -79,7 +89,6 @@ class OpenedCore {
 
   void access(std::function<void(Access const&)> const& use) const;
   Place place(Access const& all, std::string const& name) const;
-  std::string engine_name(std::string const& name) const;
   /// Makes a change by way of the engine, and lets the model know.
   StrVec engine_change(std::function<StrVec(Access const&)> const& change);
   StrVec batch(std::function<void()> const& change);
@@ -87,12 +96,14 @@ class OpenedCore {
   void tell(StrVec names);
   StrVec restore(kdi::cores::Settings const& settings);
   StrVec moved_outputs(std::function<void()> const& change);
+  RawResult rows();
   std::unique_ptr<kdi::cores::Configuration> copy() const;
 
   bool owns_instance_;
   kdi::ip::Customization customization_;
-  HACGCPSPMCCustomDRCModel* pspmc_ = nullptr;  // one of them, or none, as the identifier says
-  HACGCPSXLCustomDRCModel* psxl_ = nullptr;
+  ModelDoor model_;
+  HACGCPSPMCCustomDRCModel* const pspmc_;  // one of them, or none, as the identifier says
+  HACGCPSXLCustomDRCModel* const psxl_;
   StrVec moved_;  // by events, since the outermost change began
 };
 
