@@ -231,6 +231,12 @@ void write(Session& session, Words words) {
   kdi::write_file(tcl::required_native_path(words[2]), text);
 }
 
+void report(Session& session, Words words) {
+  const auto one = opened(session, words[0]);
+  const std::string path = tcl::required_native_path(words[1]);
+  kdi::write_file(path, one->core.report());
+}
+
 Tcl_Obj* read(Session& session, Words words) {
   const auto one = opened(session, words[0]);
   const bool json = is_json(words[1]);
@@ -302,6 +308,7 @@ constexpr tcl::Row kCommands[] = {
     {"coretools::carry", handler<carry>, kTwo},
     {"coretools::write", handler<write>, kFile},
     {"coretools::read", handler<read>, kFile},
+    {"coretools::report", handler<report>, tcl::exactly(2, usage("name file"))},
     {"coretools::cores", handler<cores>, tcl::exactly(0, usage(""))},
     {"coretools::parameters", handler<parameters>, tcl::between(1, 2, usage("core ?version?"))},
 };

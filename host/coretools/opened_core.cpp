@@ -12,6 +12,7 @@
 #include "kdi/common/HUTGuiEvent.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/GuiEventHost.h"
+#include "kdi/corepages/Report.h"
 #include "kdi/cores/Explain.h"
 #include "kdi/cores/Settings.h"
 #include "kdi/cores/Whole.h"
@@ -463,6 +464,17 @@ Record OpenedCore::carry_to(OpenedCore& other) {
 }
 
 // ------------------------------------------------------------------------------------------------------------- files
+
+// The context as the caller gave it: a name that was made up here would be another one on each run.
+std::string OpenedCore::report() const {
+  kdi::corepages::Heading heading;
+  for (auto const& [name, value] : customization_.context())
+    if (name == "part" || (name == kInstanceName && !owns_instance_)) heading.facts.emplace_back(name, value);
+  for (auto& [name, value] : heading.facts) name = name == "part" ? "Part" : "Instance";
+  std::string page;
+  access([&](Access const& all) { page = kdi::corepages::report(all.configuration, heading); });
+  return page;
+}
 
 std::string OpenedCore::script() const {
   std::string text;

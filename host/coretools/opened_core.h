@@ -78,6 +78,8 @@ class OpenedCore {
   kdi::cores::Record carry_to(OpenedCore& other);
 
   // ---------------------------------------------------------------------------------------------------- files
+  /// The page that tells all of it (kdi/corepages/Report.h).
+  std::string report() const;
   std::string script() const;
   std::string json() const;
   StrVec read_script(std::string const& text, std::string const& file);

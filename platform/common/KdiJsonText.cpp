@@ -38,6 +38,16 @@ bool is_utf8(std::string_view text) {
   return true;
 }
 
+std::string as_utf8(std::string_view text) {
+  std::string sound;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t size = character_size(text, at);
+    sound += size == 0 ? std::string_view("\xEF\xBF\xBD") : text.substr(at, size);
+    at += std::max<std::size_t>(size, 1);
+  }
+  return sound;
+}
+
 std::string json_text(std::string_view text) {
   std::string json = "\"";
   for (std::size_t at = 0; at < text.size();) {

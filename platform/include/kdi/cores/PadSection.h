@@ -33,6 +33,7 @@ struct DescribedFunction {
 
 /// What is seated, and how.
 struct PadFindings : Findings {
+  std::vector<char> banks;             ///< by bank: whether the device has it
   std::vector<PadFunction> functions;  ///< those in use; `present` and the groups are as they are described
   std::vector<std::size_t> described;  ///< their numbers in the section
   std::vector<PadConflict> conflicts;  ///< of the functions

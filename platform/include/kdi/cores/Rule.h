@@ -87,6 +87,14 @@ class KDI_DOOR Rule {
   std::span<std::uint32_t const> reads() const;
   /// The rule as it is read: canonical, so that rules that differ in blanks and brackets alone read alike.
   std::string written() const;
+  /// What it is for, which decides how it is told.
+  enum class Said : std::uint8_t {
+    condition,  ///< a truth as a statement: `UART0_ENABLE is on and UART0_BAUD is above 9600`
+    value,      ///< a phrase: `whether UART0_ENABLE is on`, `2 × UART0_BAUD`
+    limits,     ///< a phrase in which lists of two are limits: `from 1 to 8 if UART0_ENABLE is on, otherwise ...`
+  };
+  /// The rule in words, with the names of parameters as they are.
+  std::string in_words(Said said) const;
   /// Where it stands, as its description names the place: `xram/1.0.json:27: parameters[3].enabled`; empty unless set.
   std::string const& place() const { return place_; }
   void set_place(std::string place) { place_ = std::move(place); }
