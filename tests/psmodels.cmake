@@ -18,3 +18,8 @@ add_recorded_test(psxl_model_test LABELS psmodels)
 add_recorded_test(pcw_model_test LABELS psmodels)
 add_recorded_test(hardip_commands_test LABELS hardip)
 add_tcl_test(hardip LABELS hardip)
+
+# The commands that write files, against writers that record as well.
+add_recorded_test(hardip_output_test LABELS hardip)
+target_sources(hardip_output_test PRIVATE support/recording_output.cpp $<FILTER:$<TARGET_OBJECTS:hardip>,INCLUDE,attributes|boot_program|output_package|power_io_files|task_target>)
+target_link_libraries(hardip_output_test PRIVATE kdi_hdf kdi_hsm kdi_device)

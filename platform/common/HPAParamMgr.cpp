@@ -34,7 +34,7 @@ struct Stored {
     if (from_program) return *from_program;
     return from_file ? from_file->value : declaration.default_value;
   }
-  bool is_true() const { return value() != (declaration.type == Type::integer ? "0" : "false"); }
+  bool is_true() const { return value() != kdi::false_value(declaration.type); }
   Parameter seen() const {
     Parameter parameter{declaration, value(), Origin::declared, {}};
     if (from_program) {
@@ -93,6 +93,11 @@ class Registry {
     const std::lock_guard lock(mutex_);
     const auto found = parameters_.find(name);
     return found == parameters_.end() ? std::nullopt : std::optional(found->second.is_true());
+  }
+  std::string text(std::string const& name) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = parameters_.find(name);
+    return found == parameters_.end() ? std::string() : found->second.value();
   }
   std::optional<std::int64_t> integer(std::string const& name) const {
     const std::lock_guard lock(mutex_);
@@ -230,6 +235,8 @@ bool HPAParamMgr::getValueIfExistAsBool(std::string const& name, bool fallback) 
   return the_registry().truth(name).value_or(fallback);
 }
 
+std::string HPAParamMgr::getValueAsString(std::string const& name) const { return the_registry().text(name); }
+
 // ------------------------------------------------------------------------------------------------ this library's side
 
 std::optional<std::int64_t> kdi::integer_parameter(std::string const& name) { return the_registry().integer(name); }
@@ -240,7 +247,7 @@ std::uint64_t kdi::parameters_state() { return changes; }
 
 namespace param_host {
 
-char const* name_of(Type type) { return type == Type::integer ? "integer" : "boolean"; }
+char const* name_of(Type type) { return type == Type::integer ? "integer" : type == Type::text ? "text" : "boolean"; }
 
 char const* name_of(Origin origin) {
   switch (origin) {

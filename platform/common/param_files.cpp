@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "kdi/common/KdiJsonText.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 
@@ -23,12 +24,22 @@ bool has(Words const& words, std::string_view word) {
 // The canonical text of a value in a file, which is written in the parameter's own type.
 std::string value_in_file(JsonValue value, Type type) {
   if (type == Type::integer) return std::to_string(value.integer());
+  if (type == Type::text) {
+    if (!canonical_value(type, value.text())) value.refuse(accepted_form(type));
+    return value.text();
+  }
   return value.boolean() ? "true" : "false";
 }
 
 }  // namespace
 
 std::optional<std::string> canonical_value(Type type, std::string_view text) {
+  if (type == Type::text) {
+    constexpr std::size_t kLongest = 4096;
+    const bool is_shown = text.size() <= kLongest && text::is_utf8(text) &&
+                          std::none_of(text.begin(), text.end(), [](char c) { return text::is_control(c); });
+    return is_shown ? std::optional(std::string(text)) : std::nullopt;
+  }
   const auto number = number::whole<std::int64_t>(number::without_plus(text));
   if (type == Type::integer) return number ? std::optional(std::to_string(*number)) : std::nullopt;
   if (number) return *number != 0 ? "true" : "false";
@@ -39,8 +50,18 @@ std::optional<std::string> canonical_value(Type type, std::string_view text) {
 }
 
 char const* accepted_form(Type type) {
-  return type == Type::integer ? "an integer within 64 bits" : "true, yes, on, false, no, off or an integer";
+  switch (type) {
+    case Type::integer:
+      return "an integer within 64 bits";
+    case Type::text:
+      return "a text of at most 4096 bytes without control characters";
+    case Type::boolean:
+      break;
+  }
+  return "true, yes, on, false, no, off or an integer";
 }
+
+char const* false_value(Type type) { return type == Type::integer ? "0" : type == Type::text ? "" : "false"; }
 
 bool is_parameter_name(std::string_view name) {
   constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.-";
@@ -54,7 +75,8 @@ std::vector<FileDeclaration> read_declarations(JsonFile const& file) {
     Declaration read;
     read.name = entry.member("name").text();
     if (!is_parameter_name(read.name)) entry.member("name").refuse("a name of letters, digits, _, . and -");
-    read.type = entry.member("type").choice({"boolean", "integer"}) == 0 ? Type::boolean : Type::integer;
+    constexpr Type kTypes[] = {Type::boolean, Type::integer, Type::text};
+    read.type = kTypes[entry.member("type").choice({"boolean", "integer", "text"})];
     read.default_value = value_in_file(entry.member("default"), read.type);
     for (auto const& [field, text] :
          {std::pair{"documentation", &read.documentation}, std::pair{"effect", &read.effect}}) {
@@ -84,7 +106,8 @@ std::string values_text(std::vector<param_host::Parameter> const& parameters) {
   if (parameters.empty()) return "{\n}\n";
   std::vector<std::string> members;
   for (param_host::Parameter const& parameter : parameters)
-    members.push_back("  " + text::quoted(parameter.name) + ": " + parameter.value);
+    members.push_back("  " + text::quoted(parameter.name) + ": " +
+                      (parameter.type == Type::text ? text::json_text(parameter.value) : parameter.value));
   return "{\n" + text::joined(members, ",\n") + "\n}\n";
 }
 

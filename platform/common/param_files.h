@@ -19,6 +19,9 @@ std::optional<std::string> canonical_value(param_host::Type type, std::string_vi
 /// The texts that canonical_value takes, in words.
 char const* accepted_form(param_host::Type type);
 
+/// The one value that is not true.
+char const* false_value(param_host::Type type);
+
 /// Whether `name` is one that a parameter may have.
 bool is_parameter_name(std::string_view name);
 

@@ -22,6 +22,7 @@ using fuzz::require;
 Type type_of(std::string const& name) {
   if (name.ends_with("i")) return Type::integer;
   if (name.ends_with("b")) return Type::boolean;
+  if (name.ends_with("t")) return Type::text;
   throw std::invalid_argument("not declared");
 }
 

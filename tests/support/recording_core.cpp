@@ -45,8 +45,7 @@ std::string shown(RawResult const& records) {
 template <class... Arguments>
 void record(std::string call, Arguments const&... arguments) {
   ((call += " " + shown(arguments)), ...);
-  const std::lock_guard lock(mutex);
-  recorded.push_back(call);
+  add_call(call);
 }
 
 std::string value(ParamMap const& map, std::string const& key) {
@@ -99,6 +98,25 @@ class Recording : public Base {
   void generateSysmonNpiData(ParamMap const& params, std::string& text, StrVec& errors) override {
     generate("generateSysmonNpiData", params, text, errors);
   }
+  std::string getParamValue(std::string const& name) override { return value(answers.values, name); }
+  void writeDesignData(std::string& path, ParamMap& params) override { record("writeDesignData", path, params); }
+  bool keepsExistingOutput() override {
+    record("keepsExistingOutput");
+    return answers.keeps_output;
+  }
+  void getExportedData(std::string name, std::string& text) override {
+    record("getExportedData", name);
+    text = value(answers.exported, name);
+  }
+  void prepareCdo() override { record("prepareCdo"); }
+  void emitCdo(hardip_eng::CdoBuffer& buffer) override { record("emitCdo", static_cast<int>(buffer.room())); }
+  bool isMultiSlr() const override { return answers.has_dies; }
+  int slrCount() const override { return answers.dies; }
+  void addHwDefFileAttributes(AttrMap& fileAttributes) override {
+    record("addHwDefFileAttributes");
+    for (auto const& [file, attributes] : answers.file_attributes)
+      fileAttributes[file].insert(attributes.begin(), attributes.end());
+  }
 
  protected:
   std::string name_;
@@ -106,8 +124,8 @@ class Recording : public Base {
  private:
   static void generate(char const* operation, ParamMap const& params, std::string& text, StrVec& errors) {
     record(operation, params);
-    text = answers.text;
-    errors = answers.errors;
+    text = answers.text.empty() || answers.text.back() != '*' ? answers.text : answers.text + operation;
+    errors.insert(errors.end(), answers.errors.begin(), answers.errors.end());
   }
 };
 
@@ -171,6 +189,7 @@ class Heir : public hardip_eng::HardIPInstance<Heir, Plain> {
 class Bare : public hardip_eng::HardIPInstance<Bare> {
  public:
   explicit Bare(ParamMap const&) {}
+  void writeDesignData(std::string& path, ParamMap& params) override { record("writeDesignData", path, params); }
 };
 
 template <class Base>
@@ -206,7 +225,8 @@ const bool are_registered = [] {
   using hardip_eng::set_hard_ip_factory;
   set_hard_ip_factory("top", make<Top>);
   set_hard_ip_factory("wizard", make<Wizard>);
-  for (char const* const name : {"plain", "cpm"}) set_hard_ip_factory(name, make<Plain>);
+  for (char const* const name : {"plain", "cpm", "cpm5n", "ai_engine", "xram", "pspmcx", "ps_pmc", "pspmc"})
+    set_hard_ip_factory(name, make<Plain>);
   set_hard_ip_factory("heir", make<Heir>);
   set_hard_ip_factory("bare", make<Bare>);
   set_hard_ip_factory("loose", make<Loose>);
@@ -228,6 +248,13 @@ std::vector<std::string> calls() {
 void forget_calls() {
   const std::lock_guard lock(mutex);
   recorded.clear();
+}
+void add_call(std::string const& call) {
+  {
+    const std::lock_guard lock(mutex);
+    recorded.push_back(call);
+  }
+  if (answers.on_call) answers.on_call(call);
 }
 
 void reset() {
@@ -298,7 +325,15 @@ void HICInst::getSysmonEnabledDictMeasurements(ParamMap& measurements, std::stri
   measurements = answers.dict_measurements[state_->name + "/" + subCore];
 }
 std::string HICInst::getSubCoreName() const { return recording_core::value(answers.sub_cores, state_->name); }
-void HICInst::updateSLRParamsFromMasterSubcore(ParamMap&, ParamMap&) {}
+void HICInst::updateSLRParamsFromMasterSubcore(ParamMap& params, ParamMap& masters) {
+  record(state_->name + ".updateSLRParamsFromMasterSubcore", params);
+  for (auto const& [name, given] : answers.masters_values) params[name] = masters[name] = given;
+}
+void HICInst::GetExportedData(std::string const& name, std::string& text) {
+  record(state_->name + ".GetExportedData", name);
+  text = recording_core::value(answers.exported, name);
+}
+void HICInst::generateSysmonDataJson() { record(state_->name + ".generateSysmonDataJson"); }
 bool HICInst::isPSBankAvailable() { return true; }
 int HICInst::getSlrCount() { return answers.number; }
 std::string HICInst::getSysmonData(std::string a, std::string b) { return a + "*" + b; }

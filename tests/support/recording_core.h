@@ -28,6 +28,8 @@ namespace recording_core {
 /// For any thread.
 std::vector<std::string> calls();
 void forget_calls();
+/// Adds one.
+void add_call(std::string const& call);
 
 struct Answers {
   ParamMap values, backups, types;
@@ -50,6 +52,13 @@ struct Answers {
   std::function<void()> on_making;                    ///< runs while a core is made
   bool is_silent = false;                             ///< no core is made, and nothing is said of it
   std::function<void()> on_ranges;                    ///< runs within getRanges
+  std::function<void(std::string const&)> on_call;    ///< hears of each call, once it is recorded; may throw
+  ParamMap exported;                                  ///< data by name
+  bool keeps_output = false;
+  bool has_dies = false;  ///< of a device of several
+  int dies = 1;
+  AttrMap file_attributes;
+  ParamMap masters_values;  ///< that updateSLRParamsFromMasterSubcore hands out
 };
 extern Answers answers;
 

@@ -85,7 +85,8 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
                                     "psx.enableCrossConfiguration",
                                     "psx.enableSysmon",
                                     "psx.generateIOPadJson",
-                                    "psx.internalSimulation"};
+                                    "psx.internalSimulation",
+                                    "software.compiler"};
   const std::vector<param_host::Parameter> declared = param_host::list();
   ASSERT_EQ(declared.size(), std::size(kNames));
   for (std::size_t i = 0; i < declared.size(); ++i) {
@@ -93,14 +94,16 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
     EXPECT_EQ(parameter.name, kNames[i]);
     const bool is_level = parameter.name.starts_with("debug.");
     const bool is_integer = is_level || parameter.name == "cips.cpmdecouple";
-    EXPECT_EQ(parameter.type, is_integer ? Type::integer : Type::boolean) << parameter.name;
-    EXPECT_EQ(parameter.default_value, is_level ? "-1" : is_integer ? "0" : "false") << parameter.name;
+    const bool is_text = parameter.name == "software.compiler";
+    EXPECT_EQ(parameter.type, is_text ? Type::text : is_integer ? Type::integer : Type::boolean) << parameter.name;
+    EXPECT_EQ(parameter.default_value, is_text ? "clang" : is_level ? "-1" : is_integer ? "0" : "false")
+        << parameter.name;
     EXPECT_EQ(parameter.value, parameter.default_value);
     EXPECT_EQ(parameter.origin, Origin::declared);
     EXPECT_GT(parameter.documentation.size(), 20U);
     EXPECT_GT(parameter.effect.size(), 20U);
-    EXPECT_EQ(value(parameter.name), is_level);
-    EXPECT_EQ(value_or(parameter.name, !is_level), is_level) << "a declared default prevails over the fallback";
+    EXPECT_EQ(value(parameter.name), is_level || is_text);
+    EXPECT_EQ(value_or(parameter.name, !(is_level || is_text)), is_level || is_text) << "a declared default prevails over the fallback";
   }
 }
 

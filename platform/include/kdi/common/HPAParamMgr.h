@@ -15,13 +15,16 @@ class KDI_DOOR HPAParamMgr {
   /// are reported then, once, as error messages; a file of values that has one is left out as a whole.
   static HPAParamMgr& getParamMgr();
 
-  /// The value as a truth: of an integer, whether it is not 0. Throws std::logic_error if `name` is not declared, which
+  /// The value as a truth: of an integer, whether it is not 0; of a text, whether it is not empty. Throws std::logic_error if `name` is not declared, which
   /// is a mistake of the program; if declarations could not be read, it answers false instead.
   bool getValueAsBool(std::string const& name) const;
 
   /// The same, and `fallback` if `name` is not declared. Throws nothing but std::bad_alloc. Where the environment
   /// names no places and nothing is set, the first questions, which are put while libraries are loaded, read no file.
   bool getValueIfExistAsBool(std::string const& name, bool fallback) const;
+
+  /// The value as it is shown; empty if `name` is not declared.
+  std::string getValueAsString(std::string const& name) const;
 
  private:
   HPAParamMgr() = default;

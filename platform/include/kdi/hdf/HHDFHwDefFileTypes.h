@@ -13,6 +13,8 @@ struct HHDFHwDefFileTypes {
     PSINIT_GPL_C = 34,
     PSINIT_GPL_H = 35,
     PSINIT_HTML = 36,
-    PSINIT_TCL = 37
+    PSINIT_TCL = 37,
+    POWER_DATA = 38,
+    IO_DATA = 39
   };
 };

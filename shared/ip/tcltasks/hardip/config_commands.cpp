@@ -9,6 +9,7 @@
 #include "tcltasks/frame/exceptions.h"
 #include "tcltasks/hardip/call.h"
 #include "tcltasks/hardip/hardip.h"
+#include "tcltasks/hardip/output_commands.h"
 
 namespace kelvane_config::kdi_tcltasks {
 namespace {
@@ -174,6 +175,9 @@ constexpr tcl::Row kCommands[] = {
     {"Ip_config_kdi_tcltasks_power_generate", handle<power_generate>, tcl::kAnyWords},
     {"Ip_config_kdi_tcltasks_iopad_report_generate", handle<iopad_report_generate>, tcl::kAnyWords},
     {"Ip_config_kdi_tcltasks_sysmon_npidata_generate", handle<sysmon_npidata_generate>, tcl::kAnyWords},
+    {"Ip_config_kdi_tcltasks_GenerateTarget", handle<GenerateTarget>, tcl::kAnyWords},
+    {"Ip_config_kdi_tcltasks_generateSDKSpecificFiles", handle<generateSDKSpecificFiles>, tcl::kAnyWords},
+    {"Ip_config_kdi_tcltasks_convert_component_xml_to_json", handle<convert_component_xml_to_json>, tcl::kAnyWords},
 };
 
 }  // namespace

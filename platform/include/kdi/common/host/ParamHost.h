@@ -11,7 +11,7 @@
 
 namespace param_host {
 
-enum class Type { boolean, integer };
+enum class Type { boolean, integer, text };
 
 /// Who gave a value: nobody, so that the declared default holds; a file; or the program. The later one prevails.
 enum class Origin { declared, file, program };
@@ -22,7 +22,7 @@ struct Declaration {
   Type type = Type::boolean;
   std::string default_value;
   std::string documentation;  ///< what it is about
-  std::string effect;         ///< what happens when it is true, or not 0
+  std::string effect;         ///< what happens when it is true, or not 0; of a text, what it names
 };
 
 struct Parameter : Declaration {
@@ -31,7 +31,7 @@ struct Parameter : Declaration {
   std::string place;  ///< for Origin::file: "<file>:<line>"
 };
 
-/// "boolean", "integer"; "default", "file", "program".
+/// "boolean", "integer", "text"; "default", "file", "program".
 KDI_DOOR char const* name_of(Type type);
 KDI_DOOR char const* name_of(Origin origin);
 
@@ -41,7 +41,7 @@ KDI_DOOR void declare(Declaration declaration);
 
 /// Sets a value on behalf of the program. Accepted are, for a boolean, `true`, `yes`, `on`, `false`, `no`, `off`
 /// without regard to case, and an integer, of which 0 is false; for an integer, decimal digits with or without a sign,
-/// within 64 bits. Throws std::invalid_argument, and changes nothing, if `name` is not declared or `value` is not
+/// within 64 bits; for a text, UTF-8 of at most 4096 bytes without control characters. Throws std::invalid_argument, and changes nothing, if `name` is not declared or `value` is not
 /// accepted.
 KDI_DOOR void set(std::string const& name, std::string const& value);
 
