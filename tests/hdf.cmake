@@ -7,3 +7,11 @@ find_package(nlohmann_json REQUIRED)
 find_package(pugixml REQUIRED)
 add_unit_test(handoff_test LABELS hardip LINKS kdi_ippcw)
 add_unit_test(component_json_test LABELS hardip LINKS "kdi_ippcw;pugixml::pugixml;nlohmann_json::nlohmann_json")
+
+# The boot program: the sources themselves, over registers that behave.
+set(boot_sources main cdo)
+list(TRANSFORM boot_sources REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/data/software/tavrel_plm/\\1.c")
+add_unit_test(boot_program_test LABELS hardip LINKS "register_memory;kdi_cores_objects;kdi_cdo;kdi_hsm")
+target_sources(boot_program_test PRIVATE ${boot_sources})
+set_source_files_properties(${boot_sources} PROPERTIES COMPILE_OPTIONS "-std=c11;-Wpedantic;-fexceptions")
+target_link_options(boot_program_test PRIVATE -Wl,--defsym=plm_window_end=plm_window+0x100000)

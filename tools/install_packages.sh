@@ -17,7 +17,8 @@ packages="
   git
   libedit-dev
   libgtest-dev libgmock-dev libfftw3-dev locales
-  clang libclang-rt-dev clang-format-14 clang-tidy
+  clang lld libclang-rt-dev clang-format-14 clang-tidy
+  qemu-system-arm
   valgrind gcovr
 "
 missing=""

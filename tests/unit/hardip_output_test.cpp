@@ -189,8 +189,7 @@ TEST_F(HardIpOutput, OutputThatIsThereStaysIfTheCoreKeepsIt) {
   recording_core::forget_calls();
   folder_.file("any_pmc_data.cdo", "");
   EXPECT_EQ(target("xram", {}, "D"), ok("data"));
-  EXPECT_EQ(calls_from(0, 4),
-            (Texts{"keepsExistingOutput", "getExportedData D", "prepareCdo", "emitCdo 67108864"}));
+  EXPECT_EQ(calls_from(0, 4), (Texts{"keepsExistingOutput", "getExportedData D", "prepareCdo", "emitCdo 67108864"}));
   EXPECT_EQ(files(), "u1_xram_data.cdo:7") << "and is packed";
   answers.keeps_output = false;
   recording_core::forget_calls();
@@ -392,10 +391,9 @@ TEST_F(HardIpOutput, PowerAndPadDataAreFilesOfTheirOwnWhereTheyAreAskedFor) {
   answers.exported = {{"POWER_DATA", "watts"}, {"IOPAD_DATA", "pads"}};
   const With power(kPowerAndIo);
   EXPECT_EQ(target("plain"), ok());
-  EXPECT_EQ(calls_from(6),
-            (Texts{"getExportedData POWER_DATA", "writeParamInfo P/power_data.json u1 pss_power 'watts'",
-                   "getExportedData IOPAD_DATA", "writeParamInfo P/io_data.json u1 pss_io 'pads'",
-                   "getExportedData XDC_DATA"}));
+  EXPECT_EQ(calls_from(6), (Texts{"getExportedData POWER_DATA", "writeParamInfo P/power_data.json u1 pss_power 'watts'",
+                                  "getExportedData IOPAD_DATA", "writeParamInfo P/io_data.json u1 pss_io 'pads'",
+                                  "getExportedData XDC_DATA"}));
   const With named(kNamed);
   recording_core::forget_calls();
   EXPECT_EQ(target("plain"), ok());
@@ -479,18 +477,16 @@ TEST_F(HardIpOutput, TheBootProgramIsBuiltForOneControllerAndTakenAwayForTheOthe
   folder_.file("tavrel_plm/sub/old", "old");
   EXPECT_EQ(target("ps_pmc"), ok());
   EXPECT_FALSE(std::filesystem::exists(folder_.path("tavrel_plm")));
-  EXPECT_EQ(
-      calls_from(6, 11),
-      (Texts{"hsi_ps_interface", "getHsmSwManager",
-             "generateAppForPMC hsi p1 psv_pmc_0 u1 P tavrel_plm tavrel_cips build", "finish", "~hsi_ps_interface"}));
+  EXPECT_EQ(calls_from(6, 11), (Texts{"hsi_ps_interface", "getHsmSwManager",
+                                      "generateAppForPMC hsi p1 psv_pmc_0 u1 P tavrel_plm tavrel_cips build", "finish",
+                                      "~hsi_ps_interface"}));
   EXPECT_NE(files().find(" tavrel_plm/executable.elf:8"), std::string::npos);
   for (auto const& [core, is_removed] : {std::pair{"pspmc", true}, {"plain", false}}) {
     folder_.file("tavrel_plm/executable.elf", "old");
     recording_core::forget_calls();
     EXPECT_EQ(target(core), ok());
     EXPECT_EQ(std::filesystem::exists(folder_.path("tavrel_plm")), !is_removed) << core;
-    EXPECT_EQ(calls_from(6, 10),
-              (Texts{"hsi_ps_interface", "getHsmSwManager", "finish", "~hsi_ps_interface"}));
+    EXPECT_EQ(calls_from(6, 10), (Texts{"hsi_ps_interface", "getHsmSwManager", "finish", "~hsi_ps_interface"}));
   }
 }
 
@@ -500,8 +496,7 @@ TEST_F(HardIpOutput, WithoutSoftwareNothingIsBuiltOrTakenAway) {
   folder_.file("tavrel_plm/executable.elf", "old");
   EXPECT_EQ(target("ps_pmc"), ok());
   EXPECT_EQ(folder_.content("tavrel_plm/executable.elf"), "old");
-  EXPECT_EQ(calls_from(6, 9),
-            (Texts{"hsi_ps_interface", "getHsmSwManager", "~hsi_ps_interface"}));
+  EXPECT_EQ(calls_from(6, 9), (Texts{"hsi_ps_interface", "getHsmSwManager", "~hsi_ps_interface"}));
   EXPECT_EQ(told(), Texts{});
 }
 

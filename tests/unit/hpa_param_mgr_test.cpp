@@ -12,6 +12,7 @@
 #include "platform/common/shipped_default.h"
 #include "tests/support/decimal_comma.h"
 #include "tests/support/places.h"
+#include "tests/support/program.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -96,15 +97,58 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
     const bool is_integer = is_level || parameter.name == "cips.cpmdecouple";
     const bool is_text = parameter.name == "software.compiler";
     EXPECT_EQ(parameter.type, is_text ? Type::text : is_integer ? Type::integer : Type::boolean) << parameter.name;
-    EXPECT_EQ(parameter.default_value, is_text ? "clang" : is_level ? "-1" : is_integer ? "0" : "false")
+    EXPECT_EQ(parameter.default_value, is_text      ? "clang"
+                                       : is_level   ? "-1"
+                                       : is_integer ? "0"
+                                                    : "false")
         << parameter.name;
     EXPECT_EQ(parameter.value, parameter.default_value);
     EXPECT_EQ(parameter.origin, Origin::declared);
     EXPECT_GT(parameter.documentation.size(), 20U);
     EXPECT_GT(parameter.effect.size(), 20U);
     EXPECT_EQ(value(parameter.name), is_level || is_text);
-    EXPECT_EQ(value_or(parameter.name, !(is_level || is_text)), is_level || is_text) << "a declared default prevails over the fallback";
+    EXPECT_EQ(value_or(parameter.name, !(is_level || is_text)), is_level || is_text)
+        << "a declared default prevails over the fallback";
   }
+}
+
+TEST_F(Parameters, MayBeTexts) {
+  HPAParamMgr const& parameters = HPAParamMgr::getParamMgr();
+  EXPECT_EQ(parameters.getValueAsString("software.compiler"), "clang");
+  EXPECT_EQ(parameters.getValueAsString("cips.cpmdecouple"), "0") << "as it is shown";
+  EXPECT_EQ(parameters.getValueAsString("not.declared"), "");
+  param_host::set("software.compiler", "a \"name\" \xC3\xA4");
+  EXPECT_EQ(parameters.getValueAsString("software.compiler"), "a \"name\" \xC3\xA4");
+  for (std::string const& bad : {std::string("a\nb"), std::string("\xFF"), std::string(4097, 'x')}) {
+    try {
+      param_host::set("software.compiler", bad);
+      ADD_FAILURE() << "taken";
+    } catch (std::invalid_argument const& error) {
+      EXPECT_NE(std::string(error.what())
+                    .find("\"software.compiler\": expected a text of at most 4096 bytes without control characters"),
+                std::string::npos)
+          << error.what();
+    }
+  }
+  const Scratch scratch;
+  param_host::save_file(scratch.path("values.json"));
+  EXPECT_NE(scratch.content("values.json").find("\"software.compiler\": \"a \\\"name\\\" \xC3\xA4\""),
+            std::string::npos);
+  param_host::set("software.compiler", "");
+  EXPECT_FALSE(parameters.getValueAsBool("software.compiler")) << "names nothing";
+  param_host::unset("software.compiler");
+  // apart, since what a file says cannot be taken back
+  const Outcome loaded = run_apart([&] {
+    param_host::load_file(scratch.path("values.json"));
+    int refused = 0;
+    for (char const* const bad : {"{\"software.compiler\": \"a\\nb\"}", "{\"software.compiler\": 7}"}) try {
+        param_host::load_file(scratch.file("bad.json", bad));
+      } catch (kdi::JsonError const&) {
+        ++refused;
+      }
+    return parameters.getValueAsString("software.compiler") == "a \"name\" \xC3\xA4" && refused == 2 ? 0 : 1;
+  });
+  EXPECT_EQ(loaded.status, 0);
 }
 
 TEST_F(Parameters, HaveTheirDefaultsBeforeTheFilesAreRead) {

@@ -15,8 +15,9 @@ class KDI_DOOR HPAParamMgr {
   /// are reported then, once, as error messages; a file of values that has one is left out as a whole.
   static HPAParamMgr& getParamMgr();
 
-  /// The value as a truth: of an integer, whether it is not 0; of a text, whether it is not empty. Throws std::logic_error if `name` is not declared, which
-  /// is a mistake of the program; if declarations could not be read, it answers false instead.
+  /// The value as a truth: of an integer, whether it is not 0; of a text, whether it is not empty. Throws
+  /// std::logic_error if `name` is not declared, which is a mistake of the program; if declarations could not be read,
+  /// it answers false instead.
   bool getValueAsBool(std::string const& name) const;
 
   /// The same, and `fallback` if `name` is not declared. Throws nothing but std::bad_alloc. Where the environment

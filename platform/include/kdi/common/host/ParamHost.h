@@ -41,8 +41,8 @@ KDI_DOOR void declare(Declaration declaration);
 
 /// Sets a value on behalf of the program. Accepted are, for a boolean, `true`, `yes`, `on`, `false`, `no`, `off`
 /// without regard to case, and an integer, of which 0 is false; for an integer, decimal digits with or without a sign,
-/// within 64 bits; for a text, UTF-8 of at most 4096 bytes without control characters. Throws std::invalid_argument, and changes nothing, if `name` is not declared or `value` is not
-/// accepted.
+/// within 64 bits; for a text, UTF-8 of at most 4096 bytes without control characters. Throws std::invalid_argument,
+/// and changes nothing, if `name` is not declared or `value` is not accepted.
 KDI_DOOR void set(std::string const& name, std::string const& value);
 
 /// Takes back what the program set, so that the value of a file or the default holds again. Throws
