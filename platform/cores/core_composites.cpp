@@ -89,18 +89,22 @@ Composite composite_of(CompositeDraft const& draft, Core const& core, std::set<s
   return composite;
 }
 
+// One of a name that is there already takes its place.
+void add_draft(CompositeDraft added, std::vector<CompositeDraft>& drafts) {
+  const auto known = std::find_if(drafts.begin(), drafts.end(),
+                                  [&](CompositeDraft const& other) { return name_of(other) == name_of(added); });
+  if (known == drafts.end())
+    drafts.push_back(std::move(added));
+  else
+    *known = std::move(added);
+}
+
 }  // namespace
 
 void add_composites(JsonValue list, PlaceValues const& places, std::vector<CompositeDraft>& drafts) {
   for (const JsonValue entry : list.items()) {
-    entry.allow_only({"name", "internal", "sub_core", "starts_with", "members"});
-    CompositeDraft added{entry, places};
-    const auto known = std::find_if(drafts.begin(), drafts.end(),
-                                    [&](CompositeDraft const& other) { return name_of(other) == name_of(added); });
-    if (known == drafts.end())
-      drafts.push_back(std::move(added));
-    else
-      *known = std::move(added);
+    entry.allow_only({"each", "name", "internal", "sub_core", "starts_with", "members"});
+    for (PlaceValues const& filled : written_out(entry.find("each"), places)) add_draft({entry, filled}, drafts);
   }
 }
 

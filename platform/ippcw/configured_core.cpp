@@ -257,22 +257,38 @@ void ConfiguredCore::measurement_dictionaries(ParamMap& dictionaries, std::strin
       dictionaries.insert_or_assign(of->core().parameters()[number].name, std::move(text));
 }
 
+// Supplies and satellites are numbered through the regions of a device, each of which has as many.
 std::string ConfiguredCore::monitor(std::string const& what, std::string const& which) const {
   std::string text;
-  if (what == "SUPPLY_NAME") device_info("supply." + which + ".name", text);
-  if (what == "SUPPLY_VOLTS") device_info("supply." + which + ".volts", text);
+  const auto number = kdi::number::whole<int>(which);
+  if ((what == "SUPPLY_NAME" || what == "SUPPLY_VOLTS") && number)
+    device_info("supply." + std::to_string(*number - supplies_before()) + (what == "SUPPLY_NAME" ? ".name" : ".volts"),
+                text);
   if (what == "SUPPLY_COUNT") device_info("supply.count", text);
-  if (what == "SATELLITES") device_info("monitor.satellites", text);
+  if (what == "SATELLITES") device_info(which.empty() ? "monitor.satellites" : "slr." + which + ".satellites", text);
   if (what == "MEASUREMENTS") return measured_supplies();
   if (what != "SUPPLIES" && what != "SUPPLY_NUM") return text;
   if (part_ == nullptr || !part_->device->processing_system || !part_->device->processing_system->monitor) return {};
-  int number = first_supply();
+  int supply_number = first_supply();
   for (kdi::device::SystemMonitor::Supply const& supply : part_->device->processing_system->monitor->supplies) {
     if (what == "SUPPLIES") kdi::text::append_word(text, supply.name);
-    if (what == "SUPPLY_NUM" && supply.name == which) return std::to_string(number);
-    ++number;
+    if (what == "SUPPLY_NUM" && supply.name == which) return std::to_string(supply_number);
+    ++supply_number;
   }
   return text;
+}
+
+// Of the regions before the one that the core is of: the parameter <...>_SLR_ID says which, if it has one.
+int ConfiguredCore::supplies_before() const {
+  constexpr std::string_view kRegion = "_SLR_ID";
+  auto const& all = core_->parameters();
+  const auto found = std::find_if(all.begin(), all.end(),
+                                  [&](Parameter const& parameter) { return parameter.name.ends_with(kRegion); });
+  if (found == all.end()) return 0;
+  std::string count;
+  device_info("supply.count", count);
+  const int region = kdi::number::whole<int>(value(found->name)).value_or(0);
+  return region > 0 && region < slr_count() ? region * kdi::number::whole<int>(count).value_or(0) : 0;
 }
 
 // The first parameter of a measurement is the number of the supply that it measures.
@@ -288,7 +304,8 @@ std::string ConfiguredCore::measured_supplies() const {
 int ConfiguredCore::first_supply() const {
   std::string text;
   device_info("supply.first", text);
-  return kdi::number::whole<int>(text).value_or(-1);
+  const auto first = kdi::number::whole<int>(text);
+  return first ? *first + supplies_before() : -1;
 }
 
 std::string ConfiguredCore::boot_mode(std::string peripheral) const {

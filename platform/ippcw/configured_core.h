@@ -67,10 +67,10 @@ class ConfiguredCore {
   /// (names of sub-cores may begin with `tmp_` and lack the number 0), else of the core itself.
   void measurement_dictionaries(ParamMap& dictionaries, std::string const& sub_core) const;
   /// What is known of the monitor's supplies: `SUPPLY_NAME` and `SUPPLY_VOLTS` by number, `SUPPLY_NUM` by name,
-  /// `SUPPLIES` (names), `SUPPLY_COUNT`, `SATELLITES`, `MEASUREMENTS` (numbers of the supplies measured). Empty for
-  /// what is not known.
+  /// `SUPPLIES` (names), `SUPPLY_COUNT`, `SATELLITES` (how many a region has; of the region of a number, their
+  /// numbers), `MEASUREMENTS` (numbers of the supplies measured). Empty for what is not known.
   std::string monitor(std::string const& what, std::string const& which) const;
-  /// The number of the first supply; -1 without a monitor.
+  /// The number of the first supply, of the region that the core is of; -1 without a monitor.
   int first_supply() const;
   /// The text of the definition BOOT_MODE_OF_<peripheral>, of `SD0` or PMC_SD0_PERIPHERAL; empty if the core has none.
   std::string boot_mode(std::string peripheral) const;
@@ -92,6 +92,7 @@ class ConfiguredCore {
   Answer of(std::string const& name, Question question) const;
   void list_locked(RawResult& result) const;
   std::string measured_supplies() const;
+  int supplies_before() const;
   std::vector<std::pair<kdi::cores::Configuration::Place, std::string>> known(StrPairs const& pairs,
                                                                               ParamMap& messages);
   void report(ParamMap& messages);

@@ -62,7 +62,16 @@ void tell_clocks(Teller& teller, Part const& part) {
   for (auto const& [name, mhz] : part.speed->system_clocks) teller.tell("clock." + name + ".max_mhz", mhz);
 }
 
-void tell_monitor(Teller& teller, SystemMonitor const& monitor) {
+void tell_monitor(Teller& teller, SystemMonitor const& monitor, std::size_t regions) {
+  for (std::size_t slr = 0; slr < regions; ++slr) {
+    const std::string of = "slr." + std::to_string(slr) + ".";
+    const int region = static_cast<int>(slr);
+    teller.tell(of + "first_supply", monitor.first_supply + region * static_cast<int>(monitor.supplies.size()));
+    std::string numbers;
+    for (int i = 0; i < monitor.satellites; ++i)
+      kdi::text::append_word(numbers, std::to_string(region * monitor.satellites + i));
+    teller.tell(of + "satellites", numbers);
+  }
   teller.tell("supply.count", monitor.supplies.size());
   teller.tell("supply.first", monitor.first_supply);
   teller.tell("monitor.satellites", monitor.satellites);
@@ -90,7 +99,7 @@ Facts facts_of(Part const& part) {
   }
   teller.tell("cores", names);
   tell_clocks(teller, part);
-  if (system->monitor) tell_monitor(teller, *system->monitor);
+  if (system->monitor) tell_monitor(teller, *system->monitor, part.device->slrs.size());
   return facts;
 }
 

@@ -389,6 +389,33 @@ TEST_F(HardIp, TheSystemMonitorIsAsked) {
   EXPECT_EQ(dynamic_cast<pspmc_config::pspmc_top*>(get(context("made_pspmc")))->getStartSupplyId(), -1);
 }
 
+// Regions have numbers of their own: those of region 2 begin behind those of two others.
+TEST_F(HardIp, SuppliesAndSatellitesGoByRegion) {
+  for (char const* const core : {"pmcps", "ps11"}) {
+    SCOPED_TRACE(core);
+    const std::shared_ptr<HICInst> inst = get(on("brvn5130-b1936-2LHP-e-S", core))->getHICInst();
+    ASSERT_EQ(inst->getSlrCount(), 3);
+    const std::string name = inst->getSysmonData("SUPPLY_NAME", "2");
+    const int count = std::stoi(inst->getSysmonData("SUPPLY_COUNT", ""));
+    const int first = inst->getStartSupplyId();
+    EXPECT_NE(name, "");
+    EXPECT_EQ(inst->getSysmonData("SATELLITES", ""), "4");
+    EXPECT_EQ(inst->getSysmonData("SATELLITES", "2"), "8 9 10 11");
+    EXPECT_EQ(inst->getSysmonData("SATELLITES", "3"), "");
+    StrPairs region{{"PS_SLR_ID", "2"}};
+    StrVec modified;
+    ParamMap messages;
+    inst->guiSetParam(region, modified, messages);
+    EXPECT_EQ(inst->getStartSupplyId(), first + 2 * count);
+    EXPECT_EQ(inst->getSysmonData("SUPPLY_NAME", std::to_string(2 * count + 2)), name);
+    EXPECT_EQ(inst->getSysmonData("SUPPLY_NAME", "2"), "");
+    EXPECT_EQ(inst->getSysmonData("SUPPLY_NUM", name), std::to_string(2 * count + 2));
+    std::string told;
+    get(on("brvn5130-b1936-2LHP-e-S", core))->getDeviceInfo("slr.2.first_supply", told);
+    EXPECT_EQ(told, std::to_string(first + 2 * count));
+  }
+}
+
 TEST_F(HardIp, ShippedCoresAreAskedAsTheirModelsAsk) {
   for (char const* const version : {"3.1", "3.2", "3.3", "3.4"}) {
     HardIPInterface* const cips = get(on(kPspmcPart, "tavrel_cips", version, version));

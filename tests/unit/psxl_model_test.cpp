@@ -390,19 +390,18 @@ TEST_F(Psxl, WhatTheUserChangedIsToldOnce) {
 }
 
 TEST_F(Psxl, MeasurementsGoByTheirSupplies) {
-  const ParamMap all{{"SMON_MEAS1", ""}, {"SMON_MEAS7", ""}, {"SMON_MEAS2", ""}, {"SMON_MEASX", ""}};
-  answers.own_records = {{"SMON_MEAS1", {{"one"}}},
-                         {"SMON_MEAS2", {{"two"}}},
-                         {"SMON_MEAS3", {{"three"}}},
-                         {"SMON_MEAS", {{"none"}}},
-                         {"SMON_MEASX", {{"x"}}}};
+  const ParamMap all{
+      {"SMON_MEAS1", ""}, {"SMON_MEAS7", ""}, {"SMON_MEAS2", ""}, {"SMON_MEASX", ""}, {"SMON_MEAS5", ""}};
+  answers.own_records = {{"SMON_MEAS1", {{"one"}}},  {"SMON_MEAS2", {{"two"}}}, {"SMON_MEAS3", {{"three"}}},
+                         {"SMON_MEAS4", {{"four"}}}, {"SMON_MEAS", {{"none"}}}, {"SMON_MEASX", {{"x"}}}};
   answers.values = {{"SMON_MEAS1_ENABLE", "1"}, {"SMON_MEAS1_SUPPLY_NUM", "a SUPPLY_NUM x SUPPLY_NUM 7 b"},
                     {"SMON_MEAS2_ENABLE", "0"}, {"SMON_MEAS2_SUPPLY_NUM", "SUPPLY_NUM 2"},
-                    {"SMON_MEAS3_ENABLE", "1"}, {"SMON_MEAS3_SUPPLY_NUM", "SUPPLY_NUM "}};
+                    {"SMON_MEAS3_ENABLE", "1"}, {"SMON_MEAS3_SUPPLY_NUM", "SUPPLY_NUM "},
+                    {"SMON_MEAS4_ENABLE", "1"}, {"SMON_MEAS4_SUPPLY_NUM", "5"}};
   init("pmcps", "u1", all);
   EXPECT_EQ(model->getUserModifiedParams(), " SMON_MEAS1 one SMON_MEAS2 two SMON_MEASX x");
   const True redesigned("cips.enableSysmonRedesign");
-  EXPECT_EQ(model->getUserModifiedParams(), " SMON_MEAS7 one SMON_MEASX x");
+  EXPECT_EQ(model->getUserModifiedParams(), " SMON_MEAS5 four SMON_MEAS7 one SMON_MEASX x");
   init("hic", "u2", all);
   EXPECT_EQ(model->getUserModifiedParams(), " SMON_MEAS1 one SMON_MEAS2 two SMON_MEASX x") << "another core";
 }

@@ -378,7 +378,8 @@ std::string supply_number(std::string const& text) {
 
 }  // namespace
 
-// A measurement goes by the number of its supply, and one that is off not at all.
+// A measurement goes by the number of its supply, and one that is off not at all. The number stands behind the name of its
+// parameter as in a configuration, "SMON_MEAS0_SUPPLY_NUM 5".
 void HACGCPSXLCustomDRCModel::filter_measurements(RawResult& records) {
   RawResult kept;
   for (auto const& [name, rows] : records) {
@@ -387,7 +388,8 @@ void HACGCPSXLCustomDRCModel::filter_measurements(RawResult& records) {
       continue;
     }
     if (value_of(name + "_ENABLE") != "1") continue;
-    const std::string supply = supply_number(value_of(name + "_SUPPLY_NUM"));
+    const std::string parameter = name + "_SUPPLY_NUM";
+    const std::string supply = supply_number(parameter + " " + value_of(parameter));
     if (!supply.empty()) kept.emplace(std::string(kMeasurement) + supply, rows);
   }
   records = std::move(kept);
