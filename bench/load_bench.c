@@ -1,5 +1,6 @@
 /*
- * What `load` of the package costs against `load` of an empty C++ extension: load_bench PACKAGE EMPTY.
+ * What `load` of the package costs against `load` of an empty C++ extension, and of one that registers as many commands,
+ * which tells what is not Tcl's share: load_bench PACKAGE EMPTY BARE.
  *
  * Each sample is taken in a child process that has neither library nor the C++ runtime in it yet, as in a plain tclsh;
  * that is why this program is C. The two sides run in turn, and the ratio is the median over the pairs.
@@ -80,12 +81,12 @@ static int compare(const char* what, struct side first, struct side second, doub
 }
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    fprintf(stderr, "usage: load_bench PACKAGE EMPTY\n");
+  if (argc != 4) {
+    fprintf(stderr, "usage: load_bench PACKAGE EMPTY BARE\n");
     return 2;
   }
   /* An estimate reads the part's device and family files, and the model's. */
-  const struct side package = {argv[1], NULL}, empty = {argv[2], NULL},
+  const struct side package = {argv[1], NULL}, empty = {argv[2], NULL}, bare = {argv[3], NULL},
                     one_part = {argv[1], "Ip_power_est_get_power_estimation {Power_PART zrv7030-c484-1-c} GT"},
                     two_parts = {argv[1],
                                  "Ip_power_est_get_power_estimation {Power_PART zrv7030-c484-1-c} GT;"
@@ -93,6 +94,7 @@ int main(int argc, char** argv) {
   Tcl_FindExecutable(argv[0]);
   printf("\nLoading (medians of %d fresh processes each)\n", kPairs);
   int kept = compare("load of the package / load of an empty C++ extension", package, empty, 1.3);
+  kept &= compare("the same / load of as many commands that do nothing", package, bare, 1.3);
   kept &= compare("load, and a first use of device data / load alone", one_part, package, 6);
   kept &= compare("the same with a second part of the device / with one", two_parts, one_part, 1.2);
   return kept ? 0 : 1;

@@ -189,6 +189,7 @@ std::string odd(tcl::Words words) { return "odd " + tcl::text_of(words[0]); }
 template <class V, class I = Instance<V>>
 constexpr tcl::Row kGridCommands[] = {
     row<Grid<V>, &Manager::load, Options<1>>(kBoth<V, "Ip_grid_load">),
+    row<Grid<V>, &Manager::load, Options<1>, Traced<"Grid::Ip_grid_reload">>(kScoped<V, "Ip_grid_reload">),
     row<Grid<V>, &Manager::customize, Word<1>, Options<2>, Traced<"Grid::Ip_grid_customize">>(
         kScoped<V, "Ip_grid_customize">, pairs_behind(1, "ip_grid_customize : Not enough arguments")),
     row<Grid<V>, &Manager::fail, Word<1>>(kScoped<V, "Ip_grid_fail">),
@@ -328,6 +329,10 @@ TEST_F(EngineRows, OptionsAreReadInEveryWay) {
   EXPECT_EQ(asked.back(), "clocks {-controllertype='PHY' -inputclockperiod='4000'}");
   v1("Ip_grid_setPins i {DQ[0]} a b {DQ[1]} c d -Opt v");
   EXPECT_EQ(asked.back(), "set {DQ[0]=['a' 'b'] DQ[1]=['c' 'd']} {-opt='v'}");
+  v1("Ip_grid_setPins i {DQ[0]} a b");
+  EXPECT_EQ(asked.back(), "set {DQ[0]=['a' 'b']} {}") << "a table that the words end";
+  v1("Ip_grid_setPins i {DQ[0]} a b -Opt");
+  EXPECT_EQ(asked.back(), "set {DQ[0]=['a' 'b']} {}") << "an option without a value";
   v1("Ip_grid_setPins i -Opt v");
   EXPECT_EQ(asked.back(), "set {} {-opt='v'}");
   v1("Ip_grid_setPins i");
@@ -405,7 +410,13 @@ TEST(EngineRowCounts, ARowThatSaysTooFewIsBroughtToWhatIsRead) {
   EXPECT_EQ(at_least_what_is_read(tcl::kAnyWords, 2).least, 2);
   EXPECT_EQ(at_least_what_is_read(tcl::at_least(1, "t"), 5).least, 5);
   EXPECT_EQ(at_least_what_is_read(pairs_behind(1, "t"), 2).least, 3) << "pairs stay pairs";
+  EXPECT_EQ(at_least_what_is_read(pairs_behind(1, "t"), 3).least, 3);
+  EXPECT_EQ(at_least_what_is_read(pairs_behind(1, "t"), 4).least, 5);
   EXPECT_EQ(at_least_what_is_read(exactly(3, "t"), 1).most, 3);
+  EXPECT_EQ(at_least_what_is_read(exactly(3, "t"), 1).least, 3);
+  EXPECT_EQ(at_least_what_is_read(exactly(2, "t"), 2).least, 2);
+  EXPECT_EQ(at_least_what_is_read(tcl::between(1, 3, "t"), 3).least, 3) << "as many as it allows";
+  EXPECT_THROW(at_least_what_is_read(tcl::between(1, 3, "t"), 4), char const*);
   EXPECT_THROW(at_least_what_is_read(exactly(1, "t"), 2), char const*);
 }
 
@@ -436,6 +447,17 @@ TEST_F(EngineRows, TracedCommandsTellTheDebugChannelOfACallAndItsOutcome) {
             "\t Grid::Ip_grid_customize- result: 0 -enabled true -range a,b Exit\n"
             "\t Grid::Ip_grid_speed- objc: 2 first: none Enter\n"
             "\t Grid::Ip_grid_speed- result: 1 Internal Error: grid instance load error Exit\n");
+  message_host::set_channel("grid.debug", -1);
+}
+
+TEST_F(EngineRows, ATracedCommandNeedsNoWords) {
+  message_host::set_channel("grid.debug", 0);
+  const message_host::Capture capture;
+  v1("Ip_grid_reload");
+  ASSERT_EQ(capture.messages().size(), 3U);
+  EXPECT_EQ(capture.messages()[0].text, "\t Grid::Ip_grid_reload- objc: 1 first:  Enter\n");
+  EXPECT_EQ(capture.messages()[1].text, "\t\t arguments: \n");
+  EXPECT_EQ(capture.messages()[2].text, "\t Grid::Ip_grid_reload- result: 0  Exit\n");
   message_host::set_channel("grid.debug", -1);
 }
 

@@ -198,6 +198,59 @@ TEST_F(Marshalling, ReadsTextsNumbersSetsAndMaps) {
   EXPECT_TRUE(set.empty());
 }
 
+TEST_F(Marshalling, NumbersAreCutToTheWidthOfAnInt) {
+  const std::pair<char const*, int> numbers[] = {{"2147483647", 2147483647},
+                                                 {"2147483648", -2147483647 - 1},
+                                                 {"-2147483648", -2147483647 - 1},
+                                                 {"-2147483649", 2147483647},
+                                                 {"4294967301", 5},
+                                                 {"-4294967301", -5},
+                                                 {"9223372036854775807", -1},
+                                                 {"99999999999999999999", -1},  // as far as 64 bits go
+                                                 {"-99999999999999999999", 0},
+                                                 {" 7", 7},
+                                                 {"+7", 7},
+                                                 {"0x10", 0},
+                                                 {"-", 0},
+                                                 {"", 0}};
+  for (auto const& [text, expected] : numbers) {
+    const Words word{text};
+    int number = 5;
+    kelvane::tcl2cpp(interp_, word[0], number);
+    EXPECT_EQ(number, expected) << text;
+  }
+}
+
+TEST_F(Marshalling, TextsEndAtTheirZero) {
+  const std::string text("a\0b", 3);
+  kelvane::set_tcl_result(interp_, text);
+  EXPECT_EQ(result(), "a");
+  EXPECT_EQ(Tcl_GetCharLength(Tcl_GetObjResult(interp_)), 1);
+  memory::set_tcl_result(interp_, HSTVector<std::string>{text, ""});
+  EXPECT_EQ(result(), "a {}");
+  memory::set_tcl_result(interp_, ParamMap{{text, text}});
+  EXPECT_EQ(result(), "a a");
+  kelvane::set_tcl_result(interp_, RawResult{{text, {{text}}}});
+  EXPECT_EQ(result(), "a a");
+}
+
+TEST_F(Marshalling, WordsOfAnyLengthAreTaken) {
+  const std::string length(1 << 20, 'x');
+  const Words words{"cmd", "-context", length.c_str()};
+  Tcl_Obj* value = nullptr;
+  EXPECT_EQ(zorvan_util::check_args(interp_, words.count(), words.data(), "u", "-context", value), TCL_OK);
+  EXPECT_EQ(value, words[2]);
+  EXPECT_EQ(memory::tcl2cpp(2, words.data() + 1).at("-context"), length);
+  std::set<std::string> elements;
+  kelvane::tcl2cpp(interp_, words[2], elements);
+  EXPECT_EQ(elements, std::set<std::string>{length});
+  std::string name = length;
+  name += "DQ[0]";
+  const Words pins{name.c_str(), "a", "b"};
+  int count = 0;
+  EXPECT_EQ(memory::tcl2cpp(3, pins.data(), count).at(name), (std::vector<std::string>{"a", "b"}));
+}
+
 TEST_F(Marshalling, ReadsWordsOfTheMemoryCommands) {
   const Words words{"-Part", "XC", "-part", "Yc", "-ODD"};
   EXPECT_EQ(memory::tcl2cpp(words[1]), "XC");
@@ -231,6 +284,20 @@ TEST_F(Marshalling, ReadsAPinTable) {
   count = 0;
   EXPECT_TRUE(memory::tcl2cpp(0, names.data(), count).empty());
   EXPECT_EQ(count, 0);
+  EXPECT_TRUE(memory::tcl2cpp(-1, names.data(), count).empty());
+  EXPECT_EQ(count, 0);
+  // A name alone, with one value, with two, and what the third makes of it.
+  for (auto const& [objc, table] : {std::pair(1, Table{}),
+                                    {2, Table{}},
+                                    {3, Table{{"DQ[0]", {"a", "b"}}}},
+                                    {6, Table{{"DQ[0]", {"a", "b"}}, {"DQ[1]", {"c", "d"}}}}}) {
+    count = 0;
+    EXPECT_EQ(memory::tcl2cpp(objc, words.data(), count), table);
+    EXPECT_EQ(count, objc);
+  }
+  count = 0;
+  EXPECT_EQ(memory::tcl2cpp(7, words.data(), count).size(), 2U);
+  EXPECT_EQ(count, 7) << "the word that ends the table is counted";
 }
 
 TEST_F(Marshalling, ReadsAMapOfMaps) {

@@ -40,6 +40,8 @@ using tcl::handler;
 constexpr tcl::Row kCommands[] = {
     {"exactly", plain, tcl::exactly(1, "{name} takes one")},
     {{"between", "n::between"}, plain, tcl::between(1, 3, "{name}: not {2}{4}, {0}")},
+    {"gaps", plain, tcl::exactly(2, "{0}|{1}|{9}|{x}|{10}|{:}|{/}|{")},
+    {"ends", plain, tcl::exactly(2, "{1")},
     {"at_least", plain, tcl::at_least(2, tcl::kNotEnough)},
     {"pairs", plain, tcl::pairs_behind(1, tcl::usage("name ?key value ...?"))},
     {"any", plain, tcl::kAnyWords},
@@ -96,6 +98,11 @@ TEST_F(TclCommand, AWrongCountIsToldByTheNameAndTheWordsOfTheCall) {
   EXPECT_EQ(error("between a [string repeat x 201] c d"), "between: not " + std::string(197, 'x') + "...d, between");
   EXPECT_EQ(error("between a [string repeat x 196][string repeat \u00e9 3] c d"),
             "between: not " + std::string(196, 'x') + "...d, between");
+  EXPECT_EQ(error("gaps"), "gaps|||{x}|{10}|{:}|{/}|{") << "what is no number of a word stays";
+  EXPECT_EQ(error("gaps a"), "gaps|a||{x}|{10}|{:}|{/}|{");
+  EXPECT_EQ(error("gaps 1 2 3 4 5 6 7 8 9"), "gaps|1|9|{x}|{10}|{:}|{/}|{");
+  EXPECT_EQ(error("gaps 1 2 3 4 5 6 7 8"), "gaps|1||{x}|{10}|{:}|{/}|{");
+  EXPECT_EQ(error("ends a"), "{1");
   EXPECT_EQ(error("at_least a"), "at_least : Not enough arguments");
   EXPECT_EQ(error("pairs"), "wrong # args: should be \"pairs name ?key value ...?\"");
 }

@@ -76,7 +76,14 @@ TEST_F(TclValues, AKeyIsThereOrNotOrTheObjectIsNoDictionary) {
 TEST_F(TclValues, NumbersInTheFormsThatTclTakes) {
   const auto of = [](char const* text) { return ObjRef(tcl::new_text(text)); };
   EXPECT_EQ(tcl::int_of(of("0x10").get()), 16);
+  EXPECT_EQ(tcl::int_of(of("2147483647").get()), 2147483647);
+  EXPECT_EQ(tcl::int_of(of("-2147483648").get()), -2147483647 - 1);
+  EXPECT_EQ(tcl::int_of(of("4294967295").get()), -1) << "Tcl takes 32 bits with a sign or without";
+  EXPECT_EQ(tcl::int_of(of("4294967296").get()), std::nullopt);
   EXPECT_EQ(tcl::int_of(of("9999999999").get()), std::nullopt);
+  EXPECT_EQ(tcl::int_of(of("").get()), std::nullopt);
+  EXPECT_EQ(tcl::wide_of(of("-9223372036854775808").get()), std::numeric_limits<Tcl_WideInt>::min());
+  EXPECT_EQ(tcl::wide_of(of("18446744073709551616").get()), std::nullopt);
   EXPECT_EQ(tcl::wide_of(of("9999999999").get()), 9999999999);
   EXPECT_EQ(tcl::double_of(of("1e3").get()), 1000.0);
   EXPECT_EQ(tcl::double_of(of("x").get()), std::nullopt);
