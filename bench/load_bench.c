@@ -1,6 +1,6 @@
 /*
- * What `load` of the package costs against `load` of an empty C++ extension, and of one that registers as many commands,
- * which tells what is not Tcl's share: load_bench PACKAGE EMPTY BARE.
+ * What `load` of the package costs against `load` of an empty C++ extension, and of one that registers as many
+ * commands, which tells what is not Tcl's share: load_bench PACKAGE EMPTY BARE.
  *
  * Each sample is taken in a child process that has neither library nor the C++ runtime in it yet, as in a plain tclsh;
  * that is why this program is C. The two sides run in turn, and the ratio is the median over the pairs.

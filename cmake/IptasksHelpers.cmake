@@ -58,9 +58,9 @@ function(add_platform_library name)
   install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endfunction()
 
-# A script loads the library for one short job, so loading it must cost next to nothing: calls inside a library, and what
-# it reads of its own data, are bound when it is linked, what nobody else calls is no name for the loader, what it does not
-# need is not pulled in, what it does is looked for in one folder first, and code and constants are mapped in one piece. NAMES is a list in this folder of the names that are its own; own_names.map
+# A script loads the library for one short job, so loading it must cost next to nothing: calls inside a library are
+# bound when it is linked, what nobody else calls is no name for the loader, what it does not need is not pulled in, what
+# it does is looked for in one folder first, and code and constants are mapped in one piece. NAMES is a list in this folder of the names that are its own; own_names.map
 # unless given.
 function(iptasks_load_options name)
   cmake_parse_arguments(LOAD "" "NAMES" "" ${ARGN})
@@ -73,7 +73,7 @@ function(iptasks_load_options name)
     -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,--hash-style=gnu -Wl,-O1)
   # What no library that is linked defines is a mistake, to be found here and not when a script loads the library.
   if(NOT IPTASKS_SANITIZE)
-    target_link_options(${name} PRIVATE -Wl,-z,defs -Wl,-Bsymbolic -Wl,-z,noseparate-code)
+    target_link_options(${name} PRIVATE -Wl,-z,defs -Wl,-z,noseparate-code)
   endif()
 endfunction()
 
