@@ -15,3 +15,9 @@ add_unit_test(boot_program_test LABELS hardip LINKS "register_memory;kdi_cores_o
 target_sources(boot_program_test PRIVATE ${boot_sources})
 set_source_files_properties(${boot_sources} PROPERTIES COMPILE_OPTIONS "-std=c11;-Wpedantic;-fexceptions")
 target_link_options(boot_program_test PRIVATE -Wl,--defsym=plm_window_end=plm_window+0x100000)
+
+# All of it while the system's calls fail.
+add_unit_test(output_faults_test LABELS hardip LINKS "kdi_hdf;kdi_hsm;kdi_ippcw;kdi_device;${CMAKE_DL_LIBS}")
+target_sources(output_faults_test PRIVATE support/file_faults.cpp)
+set_target_properties(output_faults_test PROPERTIES ENABLE_EXPORTS ON)
+target_link_options(output_faults_test PRIVATE -Wl,--no-as-needed)
