@@ -5,9 +5,9 @@ endfunction()
 
 add_clock_test(clock_solver_bounds_test)
 add_clock_test(clock_solver_cover_test)
-add_clock_test(clock_solver_diagnosis_test)
+add_clock_test(clock_solver_diagnosis_test SMOKE OPTIMISED)
 add_clock_test(clock_solver_models_test SMOKE)
-add_clock_test(clock_solver_optimal_test OPTIMISED)
+add_clock_test(clock_solver_optimal_test SMOKE OPTIMISED)
 add_clock_test(clock_solver_options_test)
 add_clock_test(clock_solver_queries_test)
 

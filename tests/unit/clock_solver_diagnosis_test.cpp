@@ -9,6 +9,7 @@
 #include "tests/support/clock_exhaustive.h"
 #include "tests/support/clock_primitives.h"
 #include "tests/support/clock_requests.h"
+#include "tests/support/sanitized.h"
 
 namespace {
 
@@ -99,6 +100,8 @@ TEST(Limits, HaveAUnitIfTheyHaveBounds) {
     EXPECT_NE(unit_of(limit), nullptr) << name(limit);
 }
 
+constexpr int kInfeasible = test_support::kSanitized ? 200 : 1000;
+
 TEST(SolverDiagnosis, NamesWhatBindsInAThousandInfeasibleRequests) {
   const Primitive primitives[] = {test_support::whole_primitive(), test_support::eighths_primitive(),
                                   test_support::sixty_fourths_primitive(), test_support::stepped_primitive(),
@@ -106,7 +109,7 @@ TEST(SolverDiagnosis, NamesWhatBindsInAThousandInfeasibleRequests) {
   Random random(5);
   std::map<Limit, int> named;
   int infeasible = 0, several = 0, with_exact_inputs = 0;
-  for (int i = 0; infeasible < 1000 && !HasFailure(); ++i) {
+  for (int i = 0; infeasible < kInfeasible && !HasFailure(); ++i) {
     Primitive const& primitive = primitives[static_cast<std::size_t>(i) % std::size(primitives)];
     const Request request = difficult_request(random, primitive);
     const Result result = solve(primitive, request);
@@ -134,9 +137,9 @@ TEST(SolverDiagnosis, NamesWhatBindsInAThousandInfeasibleRequests) {
   for (Limit limit : {Limit::second_input, Limit::input, Limit::pfd, Limit::vco, Limit::output_divider,
                       Limit::output_range, Limit::buffer, Limit::phase_grid, Limit::duty_grid, Limit::frequency_grid})
     EXPECT_GT(named[limit], 0) << name(limit);
-  EXPECT_LT(several, 500);
-  EXPECT_GT(several, 50);
-  EXPECT_GT(with_exact_inputs, 100);
+  EXPECT_LT(several, kInfeasible / 2);
+  EXPECT_GT(several, kInfeasible / 20);
+  EXPECT_GT(with_exact_inputs, kInfeasible / 10);
 }
 
 Request simple_request(std::int64_t input_mhz, std::int64_t output_mhz) {

@@ -9,10 +9,12 @@
 #include "tests/support/nr_code.h"
 #include "tests/support/random_code.h"
 #include "tests/support/replay.h"
+#include "tests/support/sanitized.h"
 
 namespace {
 
 constexpr unsigned kIterations = 10;
+constexpr unsigned kEvery = test_support::kSanitized ? 7 : 1;  // of the 51 lifting sizes
 
 struct Tally {
   unsigned proven = 0;
@@ -54,14 +56,19 @@ void expect_proven(fec::CodeSpec const& plain, Tally& count) {
 template <class Variant>
 void expect_all_standard_codes_proven(void (*change)(fec::CodeSpec&, int graph)) {
   Tally count;
+  unsigned taken = 0;
+  unsigned seen = 0;
   for (int graph : {1, 2})
     for (unsigned z : test_support::lifting_sizes()) {
+      if (seen++ % kEvery != 0) continue;
+      ++taken;
       fec::CodeSpec spec = test_support::nr_code(graph, z);
       change(spec, graph);
       SCOPED_TRACE(testing::Message() << Variant::kName << " base graph " << graph << " lifting size " << z);
       expect_proven<Variant>(spec, count);
     }
-  EXPECT_EQ(count.proven, 102U);
+  EXPECT_EQ(seen, 102U);
+  EXPECT_EQ(count.proven, taken);
 }
 
 template <class Variant>
