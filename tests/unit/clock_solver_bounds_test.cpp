@@ -325,6 +325,23 @@ TEST(RequestBounds, OfOutputs) {
   expect_bounds(bounds, plain_request(), check_request);
 }
 
+// Limits of an output that are so far away that the divider for them is no int.
+TEST(OutputBounds, AreKeptFarFromWhatACounterReaches) {
+  const Primitive sound = test_support::whole_primitive();
+  const auto first_divider = [&](Rational least, Rational most) -> std::optional<Rational> {
+    Primitive primitive = sound;
+    primitive.outputs[0].frequency_hz = {least, most};
+    const kdi::clocking::Result result = kdi::clocking::solve(primitive, plain_request());
+    return result.solution ? std::optional(result.solution->outputs[0].divider) : std::nullopt;
+  };
+  const std::optional<Rational> plain = first_divider(0, kdi::clocking::kMaxFrequencyHz);
+  ASSERT_TRUE(plain);
+  for (const Rational far : {Rational(3, two_to_the(20)), Rational(1, 7), Rational(3), Rational(1001)}) {
+    EXPECT_EQ(first_divider(far, kdi::clocking::kMaxFrequencyHz), plain) << far.to_double();
+    EXPECT_EQ(first_divider(0, far), std::nullopt) << far.to_double();
+  }
+}
+
 TEST(ExactNumberBounds, AreThoseOf64Bits) {
   constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
   EXPECT_EQ(Rational(kLargest - 1) + 1, kLargest);

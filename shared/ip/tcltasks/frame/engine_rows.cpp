@@ -18,7 +18,7 @@ void Trace::enter(Call call) const {
 
 void Trace::options(ParamMap const& options) const {
   std::string shown;
-  for (auto const& [key, value] : options) shown += key + " [" + value + "] ";
+  for (auto const& [key, value] : options) shown.append(key).append(" [").append(value).append("] ");
   send(*this, "\t\t arguments: %s\n", shown.c_str());
 }
 
