@@ -21,9 +21,10 @@ namespace {
 std::vector<int> closing_braces(std::string const& text) {
   std::vector<int> closing(text.size(), -1);
   std::vector<std::size_t> open;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '{') open.push_back(i);
-    if (text[i] == '}' && !open.empty()) {
+  for (std::size_t i = text.find_first_of("{}"); i != std::string::npos; i = text.find_first_of("{}", i + 1)) {
+    if (text[i] == '{') {
+      open.push_back(i);
+    } else if (!open.empty()) {
       closing[open.back()] = static_cast<int>(i);
       open.pop_back();
     }
