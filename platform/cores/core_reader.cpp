@@ -12,6 +12,7 @@
 #include "platform/cores/core_pads.h"
 #include "platform/cores/core_presets.h"
 #include "platform/cores/drafts.h"
+#include "platform/cores/memory_functions.h"
 #include "platform/cores/syntax.h"
 
 namespace kdi::cores {
@@ -82,6 +83,8 @@ class CoreReader : public Scope {
     return std::nullopt;
   }
 
+  Function const* function(std::string_view name) const override { return memory_function(name); }
+
   // A name that differs by little: another case, or with more before or behind.
   std::string like(std::string_view name) const override {
     for (Parameter const& parameter : core_->parameters_)
@@ -133,7 +136,8 @@ class CoreReader : public Scope {
     core_->name_ = name;
     core_->version_ = version;
     if (const auto word = root.find("interface"))
-      core_->interface_ = static_cast<Interface>(word->choice({"fixed", "block", "plain", "pspmc", "cips", "psxl"}));
+      core_->interface_ =
+          static_cast<Interface>(word->choice({"fixed", "block", "plain", "pspmc", "cips", "psxl", "earlier"}));
     if (const auto words = root.find("out_of_range")) {
       filled(*words, words->text(), {{"parameter", ""}, {"value", ""}, {"range", ""}});
       core_->out_of_range_ = words->text();

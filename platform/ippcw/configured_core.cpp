@@ -93,6 +93,12 @@ void ConfiguredCore::use(std::function<void(ConfiguredAccess const&)> const& use
   use({configuration_, *history_, configurations_, sysmon_data_file_});
 }
 
+void ConfiguredCore::look(
+    std::function<void(std::shared_ptr<Core const> const&, kdi::cores::Instance const&)> const& look) const {
+  const std::lock_guard lock(mutex_);
+  look(core_, configuration_.instance());
+}
+
 // What names parameters, with its place; the rest is told. SKIP is what a disabled parameter shows, not a value.
 std::vector<std::pair<Configuration::Place, std::string>> ConfiguredCore::known(StrPairs const& pairs,
                                                                                 ParamMap& messages) {
@@ -120,6 +126,24 @@ void ConfiguredCore::apply(ParamMap const& params, RawResult& result, ParamMap& 
   const std::lock_guard lock(mutex_);
   configuration_.set(known({params.begin(), params.end()}, messages), kdi::cores::Origin::user, strength_of(strength));
   report(messages);
+  list_locked(result);
+}
+
+void ConfiguredCore::apply_named(kdi::cores::Origin from, std::string const& name, ParamMap const& params,
+                                 RawResult& result, ParamMap& messages) {
+  const bool is_preset = from == kdi::cores::Origin::preset;
+  const std::lock_guard lock(mutex_);
+  if (!(is_preset ? configuration_.set_preset(name) : configuration_.set_board(name))) {
+    StrVec known_names;
+    for (kdi::cores::Preset const& one : is_preset ? core_->presets().presets : core_->presets().boards)
+      known_names.push_back(one.name);
+    char const* const kind = is_preset ? "preset" : "board";
+    messages.emplace(kind, std::string("no ") + kind + " \"" + kdi::text::shortened(name) + "\"; there are " +
+                               kdi::text::joined(known_names, ", "));
+  } else {
+    configuration_.set(known({params.begin(), params.end()}, messages));
+    report(messages);
+  }
   list_locked(result);
 }
 
@@ -318,6 +342,15 @@ std::string ConfiguredCore::boot_mode(std::string peripheral) const {
   if (found == definitions.end()) return {};
   const std::lock_guard lock(mutex_);
   return configuration_.instance().definition(static_cast<std::uint32_t>(found - definitions.begin())).text();
+}
+
+ParamMap ConfiguredCore::definitions_behind(std::string_view begin) const {
+  ParamMap values;
+  const std::lock_guard lock(mutex_);
+  for (std::uint32_t i = 0; i < core_->definitions().size(); ++i)
+    if (std::string const& name = core_->definitions()[i].name; name.starts_with(begin))
+      values.emplace(name.substr(begin.size()), configuration_.instance().definition(i).text());
+  return values;
 }
 
 void ConfiguredCore::hand_to_slave(ParamMap& params, ParamMap& master) const {

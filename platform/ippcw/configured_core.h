@@ -38,6 +38,10 @@ class ConfiguredCore {
   void start(ParamMap const& params);
   /// HardIPInterface::getRanges. What was given before and is not in `params` stays.
   void apply(ParamMap const& params, RawResult& result, ParamMap& messages, int strength);
+  /// The same from a preset (or board, by `from`), and behind it what else is given. A name that the core does not have
+  /// is told at the parameter `preset` or `board`, and nothing is applied.
+  void apply_named(kdi::cores::Origin from, std::string const& name, ParamMap const& params, RawResult& result,
+                   ParamMap& messages);
   /// A user's changes in their order; appends what moved.
   void change(StrPairs const& pairs, StrVec& modified, ParamMap& messages);
   /// All parameters with their rows.
@@ -74,6 +78,8 @@ class ConfiguredCore {
   int first_supply() const;
   /// The text of the definition BOOT_MODE_OF_<peripheral>, of `SD0` or PMC_SD0_PERIPHERAL; empty if the core has none.
   std::string boot_mode(std::string peripheral) const;
+  /// The values of all definitions whose names begin so, by what stands behind in their names.
+  ParamMap definitions_behind(std::string_view begin) const;
   /// Takes over into `params` what this core, the master's, has for parameters of these names, but the measurements,
   /// which each SLR has of its own; `master` gets the same.
   void hand_to_slave(ParamMap& params, ParamMap& master) const;
@@ -84,6 +90,9 @@ class ConfiguredCore {
 
   int slr_count() const;
 
+  /// Hands over what is there, for questions.
+  void look(std::function<void(std::shared_ptr<kdi::cores::Core const> const&, kdi::cores::Instance const&)> const&
+                look) const;
   /// Hands over the whole of it.
   void use(std::function<void(ConfiguredAccess const&)> const& use);
 

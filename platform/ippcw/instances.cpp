@@ -9,7 +9,6 @@
 #include "kdi/ippcw/HardIPInstance.h"
 #include "kdi/ippcw/cips_top.h"
 #include "platform/ippcw/HICHipInst.h"
-#include "platform/ippcw/layers.h"
 
 namespace hardip_eng {
 namespace {
@@ -37,6 +36,7 @@ std::shared_ptr<HardIPInterface> instance_of(Interface interface, Configured cor
     case Interface::fixed:
       return std::make_shared<FixedInstance>(std::move(core));
     case Interface::block:
+    case Interface::earlier:
       return std::make_shared<BlockInstance>(std::move(core));
     case Interface::plain:
       return std::make_shared<PlainInstance>(std::move(core));
@@ -90,7 +90,7 @@ std::string context_value(ParamMap const& context, char const* key) {
   return place == context.end() ? std::string() : place->second;
 }
 
-std::shared_ptr<HardIPInterface> make_instance(ParamMap const& context, StrVec& errors) {
+Configured configured_core(ParamMap const& context, StrVec& errors) {
   const auto refuse = [&](std::string const& text) {
     errors.push_back(text);
     return nullptr;
@@ -113,9 +113,14 @@ std::shared_ptr<HardIPInterface> make_instance(ParamMap const& context, StrVec& 
                   kdi::text::joined(versions, ", "));
   auto core = kdi::cores::core_description(name, version);
   if (core == nullptr) return refuse("the description of " + name + " " + version + " is gone");
-  const Interface interface = core->interface();
-  return instance_of(interface,
-                     std::make_shared<ConfiguredCore>(std::move(core), part, context_value(context, "instance_name")));
+  return std::make_shared<ConfiguredCore>(std::move(core), part, context_value(context, "instance_name"));
+}
+
+std::shared_ptr<HardIPInterface> make_instance(ParamMap const& context, StrVec& errors) {
+  Configured core = configured_core(context, errors);
+  if (core == nullptr) return nullptr;
+  const Interface interface = core->description().interface();
+  return instance_of(interface, std::move(core));
 }
 
 }  // namespace hardip_eng

@@ -6,8 +6,12 @@
 
 #include "kdi/common/KdiTypes.h"
 #include "kdi/ippcw/HardIP.h"
+#include "platform/ippcw/layers.h"
 
 namespace hardip_eng {
+
+/// The core that a context names, under configuration; make_instance says the rest.
+Configured configured_core(ParamMap const& context, StrVec& errors);
 
 /// An instance of the core that `context` names (`ps_core_name`, `ps_core_ver`, `part`, `instance_name`); without a
 /// version, of the newest that the part has. Null, with a text in `errors`, if there is none. May throw what the

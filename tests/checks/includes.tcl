@@ -37,7 +37,7 @@ proc read_build_files {} {
   global root below
   foreach path [files_below $root/platform CMakeLists.txt] {
     set text [read_text $path]
-    if {[regexp {\madd_(?:platform_)?library\(kdi_(\w+)} $text -> library]} {
+    if {[regexp {\madd_(?:platform_)?library\((?:kdi|isl)_(\w+)} $text -> library]} {
       set below(library,$library) [linked [regexp -inline {\mLINKS\M[^)]*} $text]]
     }
   }
@@ -48,7 +48,7 @@ proc read_build_files {} {
     }
   }
 }
-proc linked {words} { lmap {- library} [regexp -all -inline {\mkdi_(\w+)} $words] { set library } }
+proc linked {words} { lmap {- library} [regexp -all -inline {\m(?:kdi|isl)_(\w+)} $words] { set library } }
 
 proc circles {} {
   global below

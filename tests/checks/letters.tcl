@@ -8,6 +8,8 @@ set root [file normalize [lindex $argv 0]]
 set meant {
   platform/common/KdiNumber.cpp  {vsnprintf}
   host/kdish/line_editor.cpp     {mbstowcs}
+  platform/include/kdi/iostreams/ofstream.h  {ostream {#include <ostream>}}
+  platform/iostreams/ofstream.cpp            {ostream}
 }
 
 set function [format {\m(?:std::)?(?:%s)\s*\(} [join $localeFunctions |]]

@@ -151,6 +151,9 @@ constexpr Version kBlocks[] = {{"xram", "1.0"}, {"cpm", "1.0"},         {"cpm4",
                                {"mmi", "1.0"},  {"visp", "1.0"},        {"hnicx_wizard", "1.0"}};
 INSTANTIATE_TEST_SUITE_P(Blocks, Family, ::testing::ValuesIn(kBlocks));
 
+constexpr Version kSmallSystems[] = {{"ps7", "1.4"}, {"psu", "1.0"}};
+INSTANTIATE_TEST_SUITE_P(SmallSystems, Family, ::testing::ValuesIn(kSmallSystems));
+
 // ---------------------------------------------------------------------------------------------------------- messages
 
 struct Row {
@@ -473,6 +476,7 @@ std::string name_of(::testing::TestParamInfo<Version> const& one) {
 }
 INSTANTIATE_TEST_SUITE_P(Cores, Newest, ::testing::ValuesIn(newest()), name_of);
 INSTANTIATE_TEST_SUITE_P(Blocks, Newest, ::testing::ValuesIn(kBlocks), name_of);
+INSTANTIATE_TEST_SUITE_P(SmallSystems, Newest, ::testing::ValuesIn(kSmallSystems), name_of);
 
 class AnySettings : public ::testing::TestWithParam<Version> {};
 
@@ -502,6 +506,7 @@ TEST_P(AnySettings, AreUnderstood) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Blocks, AnySettings, ::testing::ValuesIn(kBlocks), name_of);
+INSTANTIATE_TEST_SUITE_P(SmallSystems, AnySettings, ::testing::ValuesIn(kSmallSystems), name_of);
 
 // -------------------------------------------------------------------------------------------------------- composites
 

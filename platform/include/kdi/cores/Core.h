@@ -136,12 +136,13 @@ struct Presets {
 
 /// How a core is asked, which decides the class of its instances.
 enum class Interface : std::uint8_t {
-  fixed,  ///< nothing of it can be set or asked
-  block,  ///< parameters alone
-  plain,  ///< and what a processing system leaves behind
-  pspmc,  ///< what the model of processing systems with their platform controller asks
-  cips,   ///< the same for the wizards around them
-  psxl,   ///< what the model of the larger processing systems asks
+  fixed,    ///< nothing of it can be set or asked
+  block,    ///< parameters alone
+  plain,    ///< and what a processing system leaves behind
+  pspmc,    ///< what the model of processing systems with their platform controller asks
+  cips,     ///< the same for the wizards around them
+  psxl,     ///< what the model of the larger processing systems asks
+  earlier,  ///< what the commands of the earlier processing systems ask; parameters alone for everybody else
 };
 
 class ClockSection;

@@ -17,6 +17,7 @@
 #include "tcltasks/fec/fec_init.h"
 #include "tcltasks/hardip/hardip.h"
 #include "tcltasks/power/power_est.h"
+#include "tcltasks/zorvan/zorvan.h"
 
 namespace frame {
 
@@ -47,6 +48,7 @@ using StartOrder = starts<                         //
     bmg_init::bmg_kdi_tcltasks::init,              //
     power_est_init::power_est_kdi_tcltasks::init,  //
     Ip_Clkwiz::init,                               //
+    zorvan_init::zorvan_kdi_tcltasks::init,        //
     kelvane_config::kdi_tcltasks::init,            //
     hardip_config::hardip_tcltasks::init,          //
     Ip_Clocking::init,                             //
@@ -63,6 +65,7 @@ using StopOrder = stops<                             //
     bmg_init::bmg_kdi_tcltasks::uninit,              //
     power_est_init::power_est_kdi_tcltasks::uninit,  //
     Ip_Clkwiz::uninit,                               //
+    zorvan_init::zorvan_kdi_tcltasks::uninit,        //
     kelvane_config::kdi_tcltasks::uninit,            //
     hardip_config::hardip_tcltasks::uninit,          //
     v_scaler_init::v_scaler_kdi_tcltasks::uninit,    //

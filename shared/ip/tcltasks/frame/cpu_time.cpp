@@ -14,3 +14,11 @@ void frame::CpuTime::print_if_asked(char const* variable, std::string text) cons
   std::fputs(text.c_str(), stdout);
   std::fflush(stdout);  // a script's own lines go past this buffer
 }
+
+void frame::CpuTime::print_init() const {
+  print_if_asked(kInitTimeVariable, "ZORVAN_INIT time : Approx milliseconds: ");
+}
+
+void frame::CpuTime::print_range() const {
+  print_if_asked(kRangeTimeVariable, "ZORVAN GETRANGE time : Approx milliseconds: ");
+}

@@ -12,6 +12,9 @@ class CpuTime {
   /// Prints `text`, the milliseconds and a line feed to standard output if the variable is "TRUE", and nothing if it is
   /// any other text.
   void print_if_asked(char const* variable, std::string text) const;
+  /// The same for commands that make a core, and for those that ask for ranges.
+  void print_init() const;
+  void print_range() const;
 
  private:
   std::clock_t begin_ = std::clock();

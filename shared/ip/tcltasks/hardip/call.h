@@ -9,27 +9,18 @@
 #include "kdi/ippcw/HardIP.h"
 #include "tcltasks/frame/hard_ip.h"
 #include "tcltasks/frame/kelvane_config_util.h"
+#include "tcltasks/frame/option_call.h"
 
 namespace hardip {
 
 namespace util = kelvane_config::util;
 
-/// What is said of words that are not those of a command. Blanks and options differ from what a command takes (sic:
-/// scripts and logs have them so).
-inline constexpr char const* kContextUsage = "wrong arguments:  -context { ctxpar val ... }";
-inline constexpr char const* kOneBlankUsage = "wrong arguments: -context { ctxpar val ... }";
+using frame::kContextUsage, frame::kGenerateUsage, frame::kOneBlankUsage, frame::kRangesUsage, frame::kRangeUsage;
 inline constexpr char const* kInfoUsage = "wrong arguments:  -context { ctxpar val ... }, -info ";
-inline constexpr char const* kRangeUsage = "wrong arguments:  -params { param param ... } -context { ctxpar val ... }";
-inline constexpr char const* kRangesUsage =
-    "wrong arguments:  -context { ctxpar val ... }, -params { param param ... }, -userparams { param param ... }";
-inline constexpr char const* kGenerateUsage =
-    "wrong arguments:  -context { ctxpar val ... }, -params { param param ... }";
 
 /// A call of a command, as Tcl makes it.
-struct Call {
-  Tcl_Interp* interp;
-  int objc;
-  Tcl_Obj* const* objv;
+struct Call : frame::OptionCall {
+  using OptionCall::OptionCall;
 
   /// Whether the words are these options, each with a value, which `slots` are the names and places of. If not, the
   /// complaint is the result.
@@ -43,17 +34,6 @@ struct Call {
     Value value{};
     util::tcl2cpp(interp, word, value);
     return value;
-  }
-  ParamMap map(Tcl_Obj* word) const { return read<ParamMap>(word); }
-
-  template <class Messages>
-  int fail(Messages const& messages) const {
-    return util::set_tcl_error(interp, objc, objv, messages);
-  }
-  /// For a command that answers by its status alone: whatever Tcl said of a list that is none does not stay.
-  int status(bool is_well) const {
-    Tcl_ResetResult(interp);
-    return is_well ? TCL_OK : TCL_ERROR;
   }
 
   /// Hands the core of the context, made if there is none, to `ask`, whose status is the command's.

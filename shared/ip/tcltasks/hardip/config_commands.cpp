@@ -19,9 +19,6 @@ using hardip_eng::HardIPInterface;
 using hardip_eng::HardIPManager;
 using hardip_eng::HardIPOp;
 
-constexpr char const* kInitTime = "ZORVAN_INIT time : Approx milliseconds: ";
-constexpr char const* kRangeTime = "ZORVAN GETRANGE time : Approx milliseconds: ";
-
 // The live core of a context; null without.
 HardIPInterface* live_core(ParamMap const& context) {
   StrVec errors;
@@ -30,7 +27,7 @@ HardIPInterface* live_core(ParamMap const& context) {
 
 int ip_init(Call const& call) {
   const frame::CpuTime time;
-  return hardip::ip_init(call, [&] { time.print_if_asked(frame::kInitTimeVariable, kInitTime); });
+  return hardip::ip_init(call, [&] { time.print_init(); });
 }
 
 int ip_uninit(Call const& call) {
@@ -72,14 +69,14 @@ int get_user_param_list(Call const& call) {
   return call.with_core(call.map(context), [&](HardIPInterface& core) {
     std::list<std::string> names;
     core.getUserParamList(names);
-    time.print_if_asked(frame::kInitTimeVariable, kInitTime);
+    time.print_init();
     return util::set_tcl_result(call.interp, names);
   });
 }
 
 // Messages of the engine make the answer an error, which has the ranges all the same.
 int tell_ranges(Call const& call, frame::CpuTime const& time, RawResult const& raw, ParamMap const& messages) {
-  time.print_if_asked(frame::kRangeTimeVariable, kRangeTime);
+  time.print_range();
   return messages.empty() ? util::set_tcl_result(call.interp, raw) : util::set_tcl_error(call.interp, raw, messages);
 }
 
