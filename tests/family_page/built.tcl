@@ -76,7 +76,6 @@ proc prepare {} {
       link_all $path $folder/$package/$family CMakeLists.txt
     }
   }
-  link_all $root/data/commands $folder/data/commands
   foreach path {docs/commands.md tests/contract/commands.txt tests/tcl/run.tcl} {
     file mkdir $folder/[file dirname $path]
     file copy $root/$path $folder/$path
