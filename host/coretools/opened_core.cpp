@@ -75,7 +75,7 @@ bool is_composite(Configuration::Place place) { return place.configuration->is_c
 
 // Closes a batch of changes that were made to instances alone, with the texts that show them.
 void close_batch(ConfiguredAccess const& all, StrVec& moved) {
-  for (std::string& name : all.configuration.set({})) moved.push_back(std::move(name));
+  for (std::string& name : all.whole.set({})) moved.push_back(std::move(name));
   all.history.record();
 }
 
@@ -457,7 +457,7 @@ Record OpenedCore::carry_to(OpenedCore& other) {
   other.engine_change([&](Access const& all) {
     kdi::cores::CarriedWhole carried = kdi::cores::carry_whole(*mine, all.configuration);
     record = std::move(carried.record);
-    all.history.record();
+    close_batch(all, carried.moved);
     return std::move(carried.moved);
   });
   return record;
@@ -516,7 +516,7 @@ StrVec OpenedCore::restore(kdi::cores::Settings const& settings) {
       for (kdi::cores::Setting const& setting : settings.all)
         if (setting.from == from) values.emplace_back(place(all, setting.parameter), setting.text);
       if (values.empty()) continue;
-      for (std::string& name : configuration.set(values, from)) moved.push_back(std::move(name));
+      for (std::string& name : all.whole.set(values, from)) moved.push_back(std::move(name));
     }
     all.history.record();
     return moved;

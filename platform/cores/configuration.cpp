@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "platform/cores/tcl_words.h"
 
@@ -40,6 +41,12 @@ std::vector<std::pair<std::string, std::string>> pairs_of(std::string const& tex
   return pairs;
 }
 
+// Without a device everything is.
+bool is_there(SubCore const& sub, Facts const& facts) {
+  const auto count = facts.find("slr.count");
+  return sub.region == 0 || count == facts.end() || sub.region < number::whole<int>(count->second).value_or(1);
+}
+
 std::string text_of(std::map<std::string, std::string> const& pairs) {
   std::string text;
   for (auto const& [key, value] : pairs) {
@@ -51,7 +58,7 @@ std::string text_of(std::map<std::string, std::string> const& pairs) {
 
 }  // namespace
 
-// A composite, whose members are parameters of `of`.
+// A composite, whose members are parameters of `of`; without members, of a sub-core that the device does not have.
 struct Configuration::Held {
   Composite const* composite;
   Configuration* of;
@@ -68,13 +75,19 @@ Configuration::Configuration(std::shared_ptr<Core const> core, Facts const& fact
   const std::string name = this->core().name() + " " + this->core().version();
   if (sub_core_depth > kDeepestSubCores) throw std::runtime_error(name + ": sub-cores that are nested without end");
   for (SubCore const& sub : this->core().sub_cores()) {
+    if (!is_there(sub, facts)) continue;
     auto description = descriptions(sub.core, sub.version);
     if (description == nullptr)
       throw std::runtime_error(name + ": its sub-core " + sub.core + " " + sub.version + " has no description");
     sub_cores_.emplace_back(sub.name, std::make_unique<Configuration>(std::move(description), facts, descriptions));
   }
   for (Composite const& composite : this->core().composites()) {
-    Held held{&composite, composite.sub_core.empty() ? this : sub_core(composite.sub_core), {}, {}};
+    Configuration* const of = composite.sub_core.empty() ? this : sub_core(composite.sub_core);
+    Held held{&composite, of == nullptr ? this : of, {}, {}};
+    if (of == nullptr) {
+      held_.push_back(std::make_unique<Held>(std::move(held)));
+      continue;
+    }
     for (Composite::Member const& member : composite.members) {
       const auto told = facts.find(member.key_word);
       if (!member.key_word.empty() && told == facts.end()) continue;
@@ -92,8 +105,8 @@ Configuration::Configuration(Configuration const& other) : instance_(other.insta
   for (auto const& [name, sub] : other.sub_cores_) sub_cores_.emplace_back(name, sub->copy());
   for (auto const& held : other.held_) {
     held_.push_back(std::make_unique<Held>(*held));
-    std::string const& name = held->composite->sub_core;
-    held_.back()->of = name.empty() ? this : sub_core(name);
+    Configuration* const of = sub_core(held->composite->sub_core);
+    held_.back()->of = of == nullptr ? this : of;
   }
 }
 
@@ -243,7 +256,7 @@ std::optional<std::string> Configuration::fault(Held const& held, std::string co
 
 // The composite that is named in the text of another one, whose members are members there; null for any other key.
 Configuration::Held* Configuration::held_within(Held const& held, std::string const& key) const {
-  if (held.members.contains(key)) return nullptr;
+  if (held.members.empty() || held.members.contains(key)) return nullptr;
   const auto place = held.of->find(key);
   if (!place || place->configuration != held.of || held.keys.contains(place->number)) return nullptr;
   Held* const within = held.of->held_by(place->number, false);

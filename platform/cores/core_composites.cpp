@@ -9,6 +9,8 @@
 namespace kdi::cores {
 namespace {
 
+constexpr int kMostRegions = 100;
+
 std::string name_of(CompositeDraft const& draft) { return text(draft.entry.member("name"), draft.places); }
 
 // A parameter that can hold the text of others: nothing else decides its value.
@@ -110,8 +112,9 @@ void add_composites(JsonValue list, PlaceValues const& places, std::vector<Compo
 
 void add_sub_cores(JsonValue list, std::vector<SubCore>& sub_cores) {
   for (const JsonValue entry : list.items()) {
-    entry.allow_only({"name", "core", "version"});
+    entry.allow_only({"name", "core", "version", "region"});
     SubCore added{entry.member("name").text(), entry.member("core").text(), entry.member("version").text()};
+    if (const auto region = entry.find("region")) added.region = static_cast<int>(region->integer(0, kMostRegions));
     if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
     const auto known = std::find_if(sub_cores.begin(), sub_cores.end(),
                                     [&](SubCore const& other) { return other.name == added.name; });

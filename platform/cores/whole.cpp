@@ -25,8 +25,8 @@ std::vector<Part<Configuration>> parts_of(Configuration& whole) {
   for (std::size_t i = 0; i < parts.size(); ++i) {
     const Part<Configuration> part = parts[i];
     for (SubCore const& sub : part.configuration->core().sub_cores())
-      parts.push_back(
-          {part.path.empty() ? sub.name : part.path + "." + sub.name, part.configuration->sub_core(sub.name)});
+      if (auto* const there = part.configuration->sub_core(sub.name))
+        parts.push_back({part.path.empty() ? sub.name : part.path + "." + sub.name, there});
   }
   return parts;
 }

@@ -138,8 +138,10 @@ void HICInst::generateSysmonDataJson() {}
 
 // ------------------------------------------------------------------------------------------------ the manager's face
 
-HICHipInst::HICHipInst(Configured core)
-    : HardIPInstance(core), inst_(new HICInst(std::make_unique<HICInst::State>(std::move(core)))) {}
+HICHipInst::HICHipInst(Configured core, std::string sub_core_name)
+    : HardIPInstance(core), inst_(new HICInst(std::make_unique<HICInst::State>(std::move(core)))) {
+  inst_->state_->sub_core = std::move(sub_core_name);
+}
 
 void HICHipInst::setSubCoreName(std::string name) {
   const std::lock_guard lock(inst_->state_->mutex);

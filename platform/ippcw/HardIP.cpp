@@ -21,6 +21,7 @@ struct Shared {
   HardIPManager::InstanceMap instances;
   std::map<std::string, std::thread::id> makers;  // of the instances that are null
   std::map<std::string, HardIPFactory> factories;
+  std::map<std::string, HardIPManager::InstanceMap> sub_instances;  // by the instance that they end with
 };
 
 Shared& shared() {
@@ -55,6 +56,18 @@ class Making {
   std::string key_;
   std::shared_ptr<HardIPInterface> made_;
 };
+
+// The sub-cores of an instance, each unless there is one by its name already.
+void add_sub_instances(std::string const& key, HardIPInterface& instance, ParamMap const& context) {
+  HardIPManager::InstanceMap added;
+  for (SubInstance& sub : sub_instances(instance, context))
+    added.emplace(identity(sub.context), std::move(sub.instance));
+  if (added.empty()) return;
+  std::map<std::string, HardIPManager::InstanceMap> of_it{{key, added}};
+  const std::lock_guard lock(shared().mutex);
+  shared().sub_instances.merge(of_it);
+  shared().instances.merge(added);
+}
 
 // By the factory if there is one, else as the engine does. What they throw is why there is no instance.
 std::shared_ptr<HardIPInterface> made_by(HardIPFactory const& factory, ParamMap const& context, StrVec& errors) {
@@ -142,16 +155,26 @@ HardIPInterface* HardIPManager::getOrCreateInstance(ParamMap const& context, Str
   {
     Making making(key);
     made = made_by(factory, context, errors);
+    if (made != nullptr) add_sub_instances(key, *made, context);
     making.is(made);
   }
   return lent(std::move(made));
 }
 
+// Its sub-cores end with it.
 void HardIPManager::deleteInstance(ParamMap const& context, StrVec&) {
-  InstanceMap::node_type deleted;  // outlives the lock
+  InstanceMap deleted;  // outlives the lock
+  std::map<std::string, InstanceMap>::node_type subs;
   const std::lock_guard lock(shared().mutex);
   const auto place = shared().instances.find(identity(context));
-  if (place != shared().instances.end() && place->second != nullptr) deleted = shared().instances.extract(place);
+  if (place == shared().instances.end() || place->second == nullptr) return;
+  subs = shared().sub_instances.extract(place->first);
+  deleted.insert(shared().instances.extract(place));
+  if (subs.empty()) return;
+  for (auto const& [key, instance] : subs.mapped()) {
+    const auto sub = shared().instances.find(key);
+    if (sub != shared().instances.end() && sub->second == instance) deleted.insert(shared().instances.extract(sub));
+  }
 }
 
 HardIPManager::InstanceMap HardIPManager::instanceMap() const {

@@ -7,6 +7,7 @@
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/cores/History.h"
 #include "kdi/cores/Store.h"
 #include "kdi/device/Device.h"
 #include "platform/ippcw/device_facts.h"
@@ -69,28 +70,62 @@ Parameter const& parameter_at(Configuration::Place place) {
 
 }  // namespace
 
+struct ConfiguredCore::Whole {
+  Whole(std::shared_ptr<Core const> core, kdi::cores::Facts const& facts)
+      : configuration(std::move(core), facts, [](std::string const& name, std::string const& version) {
+          return kdi::cores::core_description(name, version);
+        }) {}
+
+  void begin_history() {
+    configurations = {&configuration};
+    for (std::size_t i = 0; i < configurations.size(); ++i)
+      for (kdi::cores::SubCore const& sub : configurations[i]->core().sub_cores())
+        if (Configuration* const there = configurations[i]->sub_core(sub.name)) configurations.push_back(there);
+    std::vector<kdi::cores::Instance*> instances;
+    for (Configuration* const one : configurations) instances.push_back(&one->instance());
+    history = std::make_unique<kdi::cores::History>(std::move(instances));
+  }
+
+  std::mutex mutex;
+  Configuration configuration;
+  std::vector<Configuration*> configurations;    // its own, and those of sub-cores behind it
+  std::unique_ptr<kdi::cores::History> history;  // none until it is asked for
+};
+
 ConfiguredCore::ConfiguredCore(std::shared_ptr<Core const> core, kdi::device::Part const* part,
                                std::string instance_name)
     : core_(std::move(core)),
       part_(part),
       instance_name_(std::move(instance_name)),
       facts_(part == nullptr ? kdi::cores::Facts() : facts_of(*part)),
-      configuration_(core_, facts_, [](std::string const& name, std::string const& version) {
-        return kdi::cores::core_description(name, version);
-      }) {}
+      whole_(std::make_shared<Whole>(core_, facts_)),
+      mutex_(whole_->mutex),
+      configuration_(whole_->configuration) {}
+
+ConfiguredCore::ConfiguredCore(ConfiguredCore const& outer, kdi::cores::SubCore const& sub_core,
+                               std::string instance_name)
+    : core_(outer.whole_, &outer.configuration_.sub_core(sub_core.name)->core()),
+      part_(outer.part_),
+      instance_name_(std::move(instance_name)),
+      region_(sub_core.region),
+      facts_(outer.facts_),
+      whole_(outer.whole_),
+      mutex_(whole_->mutex),
+      configuration_(*outer.configuration_.sub_core(sub_core.name)) {}
+
+ConfiguredCore::~ConfiguredCore() = default;
+
+std::vector<kdi::cores::SubCore> ConfiguredCore::sub_cores() const {
+  std::vector<kdi::cores::SubCore> there;
+  for (kdi::cores::SubCore const& sub : core_->sub_cores())
+    if (configuration_.sub_core(sub.name) != nullptr) there.push_back(sub);
+  return there;
+}
 
 void ConfiguredCore::use(std::function<void(ConfiguredAccess const&)> const& use) {
   const std::lock_guard lock(mutex_);
-  if (history_ == nullptr) {
-    configurations_ = {&configuration_};
-    for (std::size_t i = 0; i < configurations_.size(); ++i)
-      for (kdi::cores::SubCore const& sub : configurations_[i]->core().sub_cores())
-        configurations_.push_back(configurations_[i]->sub_core(sub.name));
-    std::vector<kdi::cores::Instance*> instances;
-    for (Configuration* const one : configurations_) instances.push_back(&one->instance());
-    history_ = std::make_unique<kdi::cores::History>(std::move(instances));
-  }
-  use({configuration_, *history_, configurations_, sysmon_data_file_});
+  if (whole_->history == nullptr) whole_->begin_history();
+  use({configuration_, whole_->configuration, *whole_->history, whole_->configurations, sysmon_data_file_});
 }
 
 void ConfiguredCore::look(
@@ -119,12 +154,13 @@ void ConfiguredCore::start(ParamMap const& params) {
   const std::lock_guard lock(mutex_);
   ParamMap unknown;  // told by the change that follows, if it gives them again
   configuration_.take_all_back(Strength::values);
-  configuration_.set(known({params.begin(), params.end()}, unknown), kdi::cores::Origin::user, Strength::values);
+  whole_->configuration.set(known({params.begin(), params.end()}, unknown), kdi::cores::Origin::user, Strength::values);
 }
 
 void ConfiguredCore::apply(ParamMap const& params, RawResult& result, ParamMap& messages, int strength) {
   const std::lock_guard lock(mutex_);
-  configuration_.set(known({params.begin(), params.end()}, messages), kdi::cores::Origin::user, strength_of(strength));
+  whole_->configuration.set(known({params.begin(), params.end()}, messages), kdi::cores::Origin::user,
+                            strength_of(strength));
   report(messages);
   list_locked(result);
 }
@@ -149,7 +185,7 @@ void ConfiguredCore::apply_named(kdi::cores::Origin from, std::string const& nam
 
 void ConfiguredCore::change(StrPairs const& pairs, StrVec& modified, ParamMap& messages) {
   const std::lock_guard lock(mutex_);
-  for (std::string& name : configuration_.set(known(pairs, messages)))
+  for (std::string& name : whole_->configuration.set(known(pairs, messages)))
     if (std::find(modified.begin(), modified.end(), name) == modified.end()) modified.push_back(std::move(name));
   report(messages);
 }
@@ -302,16 +338,16 @@ std::string ConfiguredCore::monitor(std::string const& what, std::string const& 
   return text;
 }
 
-// Of the regions before the one that the core is of: the parameter <...>_SLR_ID says which, if it has one.
+// Of the regions before the one that the core is of, which its parameter <...>_SLR_ID may say.
 int ConfiguredCore::supplies_before() const {
   constexpr std::string_view kRegion = "_SLR_ID";
   auto const& all = core_->parameters();
   const auto found = std::find_if(all.begin(), all.end(),
                                   [&](Parameter const& parameter) { return parameter.name.ends_with(kRegion); });
-  if (found == all.end()) return 0;
   std::string count;
   device_info("supply.count", count);
-  const int region = kdi::number::whole<int>(value(found->name)).value_or(0);
+  const int said = found == all.end() ? 0 : kdi::number::whole<int>(value(found->name)).value_or(0);
+  const int region = said > 0 ? said : region_;
   return region > 0 && region < slr_count() ? region * kdi::number::whole<int>(count).value_or(0) : 0;
 }
 

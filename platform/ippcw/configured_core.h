@@ -14,7 +14,6 @@
 
 #include "kdi/common/KdiTypes.h"
 #include "kdi/cores/Configuration.h"
-#include "kdi/cores/History.h"
 #include "kdi/device/Device.h"
 #include "kdi/ippcw/host/CoreAccess.h"
 
@@ -28,6 +27,13 @@ class ConfiguredCore {
   /// `part` may be null: the core then knows no device. Throws kdi::cores::FactError.
   ConfiguredCore(std::shared_ptr<kdi::cores::Core const> core, kdi::device::Part const* part,
                  std::string instance_name);
+  /// One of the sub_cores() of `outer`, with which it has one state and one lock.
+  ConfiguredCore(ConfiguredCore const& outer, kdi::cores::SubCore const& sub_core, std::string instance_name);
+  ~ConfiguredCore();
+
+  kdi::cores::Core const& core() const { return *core_; }
+  /// Those of its sub-cores that the part has.
+  std::vector<kdi::cores::SubCore> sub_cores() const;
 
   std::string const& instance_name() const { return instance_name_; }
   kdi::cores::Core const& description() const { return *core_; }
@@ -106,15 +112,18 @@ class ConfiguredCore {
                                                                               ParamMap& messages);
   void report(ParamMap& messages);
 
+  // A core that nothing is outside of, with its sub-cores.
+  struct Whole;
+
   const std::shared_ptr<kdi::cores::Core const> core_;
   kdi::device::Part const* const part_;
   const std::string instance_name_;
+  const int region_ = 0;  // that it is of, unless its own parameter says
   const kdi::cores::Facts facts_;
-  mutable std::mutex mutex_;
+  const std::shared_ptr<Whole> whole_;
+  std::mutex& mutex_;                         // of the whole
+  kdi::cores::Configuration& configuration_;  // the whole, or a part of it
   std::string sysmon_data_file_;
-  mutable kdi::cores::Configuration configuration_;         // questions look for names in it, which changes nothing
-  std::vector<kdi::cores::Configuration*> configurations_;  // the core's own, and those of sub-cores behind it
-  std::unique_ptr<kdi::cores::History> history_;            // none until it is asked for
 };
 
 }  // namespace hardip_eng

@@ -123,4 +123,23 @@ std::shared_ptr<HardIPInterface> make_instance(ParamMap const& context, StrVec& 
   return instance_of(interface, std::move(core));
 }
 
+std::vector<SubInstance> sub_instances(HardIPInterface& instance, ParamMap const& context) {
+  std::vector<SubInstance> all;
+  auto const* const with_core = dynamic_cast<WithCore*>(&instance);
+  if (with_core == nullptr || with_core->core()->core().interface() != Interface::psxl) return all;
+  ConfiguredCore const& outer = *with_core->core();
+  for (kdi::cores::SubCore const& sub : outer.sub_cores()) {
+    const auto named = [&](std::string const& name) -> ParamMap {
+      return {{"instance_name", name}, {"ps_core_name", sub.core}, {"part", context_value(context, "part")}};
+    };
+    const std::string own = outer.instance_name() + "_" + sub.name, cell = "bd_" + own + "_0";
+    const auto inst =
+        std::make_shared<HICHipInst>(std::make_shared<ConfiguredCore>(outer, sub, own), "tmp_" + sub.name);
+    all.push_back({named(own), inst});
+    all.push_back({named(cell),
+                   std::make_shared<HICCell>(std::make_shared<ConfiguredCore>(outer, sub, cell), inst->getHICInst())});
+  }
+  return all;
+}
+
 }  // namespace hardip_eng

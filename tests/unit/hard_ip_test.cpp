@@ -116,6 +116,57 @@ TEST_F(HardIp, LargerWizardsHoldTheirCores) {
   }
 }
 
+// Each sub-core stands for itself as well: what it is given shows in the wizard's text, and the reverse.
+TEST_F(HardIp, SubCoresOfAWizardHaveInstances) {
+  const std::string part = "brvn5130-b1936-2LHP-e-S";
+  const ParamMap where = on(part, "ps_wizard", "1.0", "w");
+  HardIPInterface* const wizard = get(where);
+  const auto found = [&](std::string const& name) {
+    StrVec none;
+    return manager_.findInstance(on(part, "pmcps", "", name), none);
+  };
+  EXPECT_EQ(found("w_pmcps_3"), nullptr);  // the part has three regions
+  HardIPInterface* const second = found("w_pmcps_1");
+  HardIPInterface* const cell = found("bd_w_pmcps_0_0");
+  ASSERT_NE(second, nullptr);
+  ASSERT_NE(cell, nullptr);
+  EXPECT_NE(dynamic_cast<HICHipInstInterface*>(second), nullptr);
+  EXPECT_EQ(dynamic_cast<HICHipInstInterface*>(cell), nullptr);
+  EXPECT_EQ(cell->instanceFileStem(), "bd_w_pmcps_0_0");
+  EXPECT_EQ(cell->getHICInst(), found("w_pmcps_0")->getHICInst());
+  EXPECT_EQ(cell->getHICInst()->getSubCoreName(), "tmp_pmcps_0");
+  EXPECT_EQ(second->getHICInst()->getSubCoreName(), "tmp_pmcps_1");
+  RawResult rows;
+  ParamMap messages;
+  wizard->getRanges({{"PS_PMC_CONFIG_1", "SMON_OT 0"}}, rows, messages, 10);
+  EXPECT_EQ(second->getParamValue("SMON_OT"), "0");
+  EXPECT_EQ(cell->getParamValue("SMON_OT"), "1");
+  StrPairs pairs{{"SMON_USER_TEMP", "0"}};
+  StrVec modified;
+  second->getHICInst()->guiSetParam(pairs, modified, messages);
+  EXPECT_EQ(wizard->getParamValue("PS_PMC_CONFIG_1"), "SMON_OT 0 SMON_USER_TEMP 0");
+  EXPECT_NE(std::find(modified.begin(), modified.end(), "PS_PMC_CONFIG_1"), modified.end());
+  // Each numbers the supplies of its region.
+  EXPECT_EQ(
+      second->getHICInst()->getStartSupplyId(),
+      cell->getHICInst()->getStartSupplyId() + std::stoi(second->getHICInst()->getSysmonData("SUPPLY_COUNT", "")));
+  // Of a text for a region that the part does not have nothing is a member.
+  EXPECT_EQ(rows.at("PS_PMC_CONFIG_2")[2], StrVec{"ENABLE"});
+  EXPECT_EQ(rows.at("PS_PMC_CONFIG_3"), (RawResult::mapped_type{{"SKIP"}, {}, {"DISABLE"}, {"EDIT"}, {}, {}}));
+  messages.clear();
+  wizard->getRanges({{"PS_PMC_CONFIG_3", "SMON_OT 0"}}, rows, messages, 10);
+  EXPECT_EQ(messages.at("PS_PMC_CONFIG_3"), "PS_PMC_CONFIG_3 has no member \"SMON_OT\"");
+  // They end with the wizard, but for one that is another's by then.
+  const std::shared_ptr<HICInst> kept = second->getHICInst();
+  manager_.deleteInstance(on(part, "pmcps", "", "w_pmcps_0"), errors_);
+  HardIPInterface* const other = get(on(part, "pmcps", "1.0", "w_pmcps_0"));
+  manager_.deleteInstance(where, errors_);
+  EXPECT_EQ(found("w_pmcps_1"), nullptr);
+  EXPECT_EQ(found("bd_w_pmcps_0_0"), nullptr);
+  EXPECT_EQ(found("w_pmcps_0"), other);
+  EXPECT_EQ(kept->getParamValue("SMON_OT"), "0");
+}
+
 TEST_F(HardIp, TheReferenceMemoryStandsBehindTheDoors) {
   HardIPInterface* const xram = get(on(kXramPart, "xram", "1.0"));
   ASSERT_NE(xram, nullptr) << errors_.at(0);

@@ -81,6 +81,7 @@ struct Fact {
 struct SubCore {
   std::string name;  ///< within the core
   std::string core, version;
+  int region = 0;  ///< super logic region that it is of; a device with fewer does not have it
 };
 
 /// A text parameter that holds others: text and members are one state.

@@ -378,8 +378,8 @@ std::string supply_number(std::string const& text) {
 
 }  // namespace
 
-// A measurement goes by the number of its supply, and one that is off not at all. The number stands behind the name of its
-// parameter as in a configuration, "SMON_MEAS0_SUPPLY_NUM 5".
+// A measurement goes by the number of its supply, and one that is off not at all. The number stands behind the name of
+// its parameter as in a configuration, "SMON_MEAS0_SUPPLY_NUM 5".
 void HACGCPSXLCustomDRCModel::filter_measurements(RawResult& records) {
   RawResult kept;
   for (auto const& [name, rows] : records) {

@@ -1,5 +1,6 @@
 #include "tcltasks/psmodels/wizard.h"
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 
@@ -38,6 +39,7 @@ std::vector<std::shared_ptr<HICInst>> other_monitored_cores(HICInst const* own) 
   for (auto const& [identity, instance] : HardIPManager::getInstance()->instanceMap()) {
     std::shared_ptr<HICInst> core = instance == nullptr ? nullptr : instance->getHICInst();
     if (core == nullptr || core.get() == own || core->getSubCoreName().find("pmcps") == std::string::npos) continue;
+    if (std::ranges::find(cores, core) != cores.end()) continue;  // found by another name of it
     cores.push_back(std::move(core));
   }
   return cores;

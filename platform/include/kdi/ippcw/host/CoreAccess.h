@@ -15,7 +15,9 @@ namespace hardip_eng {
 /// What there is of an instance. Only for as long as the call lasts.
 struct ConfiguredAccess {
   kdi::cores::Configuration& configuration;
-  /// Of the core and its sub-cores; begins when it is first asked for. Instances in the order of `configurations`.
+  /// What the core is a sub-core of, or the core itself: changes go by way of it, so that its texts follow.
+  kdi::cores::Configuration& whole;
+  /// Of the whole and its sub-cores; begins when it is first asked for. Instances in the order of `configurations`.
   kdi::cores::History& history;
   std::vector<kdi::cores::Configuration*> const& configurations;
   /// Where the data of the system monitor go, setSysmonDataFile; empty if nobody said.
