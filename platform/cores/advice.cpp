@@ -94,6 +94,7 @@ class Search {
   std::vector<Change> changes_of(std::vector<Choice> choices) {
     std::sort(choices.begin(), choices.end());
     std::vector<Change> changes;
+    changes.reserve(choices.size());
     for (Choice const& choice : choices) changes.push_back(change_of(choice));
     return changes;
   }
@@ -167,12 +168,10 @@ class Search {
     for (Condition const& condition : unmet) {
       std::vector<Choice> needed = needs_.of(state_, condition, spent_);
       std::erase_if(needed, [&](Choice const& choice) { return is_changed(choice.first); });
-      if (!fewest) {
-        fewest = std::move(needed);
-      } else if (is_last) {
+      if (fewest && is_last) {
         std::erase_if(*fewest,
                       [&](Choice const& choice) { return !std::binary_search(needed.begin(), needed.end(), choice); });
-      } else if (needed.size() < fewest->size()) {
+      } else if (!fewest || needed.size() < fewest->size()) {
         fewest = std::move(needed);
       }
       if (fewest->empty()) break;
@@ -236,6 +235,7 @@ class Search {
     std::vector<Choice> set = set_;
     std::sort(set.begin(), set.end());
     std::vector<std::uint32_t> parameters;
+    parameters.reserve(set.size());
     for (Choice const& choice : set) parameters.push_back(choice.first);
     const auto [place, is_new] = sets_.emplace(std::move(parameters), set);
     if (!is_new) place->second = std::min(place->second, set);

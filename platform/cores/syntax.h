@@ -48,7 +48,7 @@ struct Syntax {
   Expression const& at(std::uint32_t node) const { return nodes[node]; }
 };
 
-constexpr std::size_t kLongestRule = 64 * 1024;
+constexpr std::size_t kLongestRule = std::size_t{64} * 1024;
 constexpr int kDeepestRule = 200;
 
 /// Parses `text`. Throws RuleError.
