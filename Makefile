@@ -51,7 +51,7 @@ mutants: packages
 
 bench: release
 ifndef IPTASKS_NO_INSTALL
-	@./tools/install_packages.sh all python3 python3-scipy
+	@./tools/install_packages.sh all python3 python3-scipy kconfig-frontends-nox
 endif
 	cmake --build --preset release --target bench
 

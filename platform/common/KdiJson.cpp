@@ -51,6 +51,7 @@ namespace {
 // A text of the file as part of an error: one line, whatever it holds.
 std::string printable(std::string_view text) {
   constexpr std::size_t kShown = 60;
+  if (text.size() <= kShown && std::none_of(text.begin(), text.end(), text::is_control)) return std::string(text);
   std::string shown = text::shortened(text, kShown);
   std::replace_if(shown.begin(), shown.end(), text::is_control, '?');
   return shown;

@@ -258,6 +258,8 @@ void ClockBranching::consider(Choices const& made, std::vector<std::int64_t> con
 void ClockBranching::consider_favoured(Node const& node) {
   Choices made = node.made;
   for (const std::size_t p : node.left) made[p] = node.candidates[p][node.favoured[p]].choice;
+  if (made == favoured_) return;
+  favoured_ = made;
   made = improved(std::move(made));
   consider(made, errors_of(made));
 }

@@ -172,6 +172,7 @@ class ClockBranching {
   std::vector<std::uint64_t> hashes_;
   bool ties_ = false, only_whether_ = false, found_ = false;
   Choices best_, sum_, tied_, first_of_all_;
+  Choices favoured_;  // by prices, when it was last improved
   std::int64_t best_keys_ = 0, sum_keys_ = 0;
 };
 

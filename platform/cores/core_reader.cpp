@@ -1,6 +1,8 @@
 // Reads the description of a core: files that extend one another, then parameters, then the rules between them.
 #include <algorithm>
+#include <queue>
 #include <set>
+#include <unordered_map>
 
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiText.h"
@@ -28,12 +30,21 @@ struct Draft {
   std::string name;
   PlaceValues places;  // what stands for ${...} in its texts
   JsonValue origin;
-  std::map<std::string, JsonValue, std::less<>> fields;
+  std::vector<JsonValue> fields;  // few, by names of which each comes once
   std::vector<std::string> former_names;
 
   JsonValue const* find(std::string_view field) const {
-    const auto found = fields.find(field);
-    return found == fields.end() ? nullptr : &found->second;
+    const auto found =
+        std::find_if(fields.begin(), fields.end(), [&](JsonValue const& known) { return known.name() == field; });
+    return found == fields.end() ? nullptr : &*found;
+  }
+  void put(JsonValue field) {
+    const auto found = std::find_if(fields.begin(), fields.end(),
+                                    [&](JsonValue const& known) { return known.name() == field.name(); });
+    if (found == fields.end())
+      fields.push_back(field);
+    else
+      *found = field;
   }
 };
 
@@ -269,7 +280,7 @@ class CoreReader : public Scope {
       for (PlaceValues const& places : written_out(entry.find("each"), {})) {
         Draft& changed = draft(entry.member("name"), text(entry.member("name"), places));
         for (const JsonValue field : entry.members())
-          if (field.name() != "name" && field.name() != "each") changed.fields.insert_or_assign(field.name(), field);
+          if (field.name() != "name" && field.name() != "each") changed.put(field);
         for (auto const& [place, value] : places) changed.places.insert_or_assign(place, value);
         allow_fields(entry);
       }
@@ -277,11 +288,12 @@ class CoreReader : public Scope {
 
   void add_parameters(JsonValue entry, PlaceValues const& known) {
     allow_fields(entry);
-    for (PlaceValues const& places : written_out(entry.find("each"), known)) {
+    std::vector<JsonValue> fields;
+    for (const JsonValue field : entry.members()) fields.push_back(field);
+    for (PlaceValues& places : written_out(entry.find("each"), known)) {
       if (drafts_.size() == kMostParameters) entry.refuse("at most 100000 parameters");
-      Draft added{text(entry.member("name"), places), places, entry, {}, {}};
+      Draft added{text(entry.member("name"), places), std::move(places), entry, fields, {}};
       if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
-      for (const JsonValue field : entry.members()) added.fields.emplace(field.name(), field);
       claim(entry.member("name"), added.name, drafts_.size());
       drafts_.push_back(std::move(added));
     }
@@ -323,6 +335,7 @@ class CoreReader : public Scope {
     for (std::size_t i = 0; i < drafts_.size(); ++i) compile_rules(drafts_[i], core_->parameters_[i]);
     add_searches();
     put_in_order();
+    begin();
     check_defaults();
     core_->composites_ = composites_of(composite_drafts_, *core_);
     core_->presets_ = presets_.finished(*core_);
@@ -412,9 +425,19 @@ class CoreReader : public Scope {
 
   Rule rule(JsonValue value, PlaceValues const& places, std::optional<Type> wanted) const {
     const std::string source = text(value, places);
-    Rule compiled = at(value, [&] { return Rule::compile(source, *this, wanted); });
+    const auto compile = [&] { return at(value, [&] { return Rule::compile(source, *this, wanted); }); };
+    Rule compiled = all_names_are_known_ && wanted ? remembered(source, *wanted, compile) : compile();
     compiled.set_place(place_within(value));
     return compiled;
+  }
+
+  // Many rules say the same: that a peripheral is enabled, that a range is from 0 to 1.
+  template <class Compile>
+  Rule remembered(std::string const& source, Type wanted, Compile compile) const {
+    std::vector<Rule>& alike = rules_[source];
+    for (Rule const& known : alike)
+      if (known.type() == wanted) return known;
+    return alike.emplace_back(compile());
   }
 
   // Below the folder of cores, so that it reads the same wherever that lies.
@@ -433,6 +456,7 @@ class CoreReader : public Scope {
       definition_numbers_.emplace(draft.name, static_cast<std::uint32_t>(core_->definitions_.size()));
       core_->definitions_.push_back({draft.name, std::move(compiled)});
     }
+    all_names_are_known_ = true;
   }
 
   void compile_rules(Draft const& draft, Parameter& parameter) const {
@@ -545,14 +569,16 @@ class CoreReader : public Scope {
           ++open[n];
           behind[writer[slot]].push_back(n);
         }
-    std::vector<std::uint32_t> ready;
+    // Among what may come next, the first as described: what is computed in a row lies in a row in memory.
+    std::priority_queue<std::uint32_t, std::vector<std::uint32_t>, std::greater<>> ready;
     for (std::uint32_t n = 0; n < nodes_.size(); ++n)
-      if (open[n] == 0) ready.push_back(n);
+      if (open[n] == 0) ready.push(n);
     std::vector<std::uint32_t> order;
-    for (std::size_t i = 0; i < ready.size(); ++i) {
-      order.push_back(ready[i]);
-      for (const std::uint32_t next : behind[ready[i]])
-        if (--open[next] == 0) ready.push_back(next);
+    while (!ready.empty()) {
+      order.push_back(ready.top());
+      ready.pop();
+      for (const std::uint32_t next : behind[order.back()])
+        if (--open[next] == 0) ready.push(next);
     }
     if (order.size() < nodes_.size()) refuse_circle(open, writer);
     core_->readers_.resize(slots);
@@ -617,6 +643,19 @@ class CoreReader : public Scope {
     return core_->name_;
   }
 
+  void begin() {
+    core_->beginning_.resize(core_->slot_count());
+    for (std::uint32_t i = 0; i < core_->parameters_.size(); ++i) {
+      Parameter const& parameter = core_->parameters_[i];
+      core_->beginning_[Core::slot(i, Core::kValue)] = parameter.default_value;
+      core_->beginning_[Core::slot(i, Core::kUser)] = parameter.default_value;
+      core_->beginning_[Core::slot(i, Core::kGiven)] = Value(false);
+      core_->beginning_[Core::slot(i, Core::kEnabled)] = Value(!parameter.enabled);
+    }
+    for (std::uint32_t i = 0; i < core_->facts_.size(); ++i)
+      core_->beginning_[core_->fact_slot(i)] = core_->facts_[i].without;
+  }
+
   // What nobody has changed yet is without fault, and within its range.
   void check_defaults() const {
     Instance fresh(std::shared_ptr<Core const>(core_.get(), [](Core const*) {}));
@@ -647,6 +686,8 @@ class CoreReader : public Scope {
   std::vector<CompositeDraft> composite_drafts_;
   PresetDrafts presets_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
+  bool all_names_are_known_ = false;                                  // the same text means the same from here on
+  mutable std::unordered_map<std::string, std::vector<Rule>> rules_;  // by their texts
   ClockDraft clocks_;
   PadDraft pads_;
   std::vector<Node> nodes_;

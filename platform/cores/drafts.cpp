@@ -25,6 +25,7 @@ std::string filled_so_deep(JsonValue value, std::string_view text, PlaceValues c
 }  // namespace
 
 std::string filled(JsonValue value, std::string_view text, PlaceValues const& places) {
+  if (text.find("${") == std::string_view::npos) return std::string(text);
   return filled_so_deep(value, text, places, 0);
 }
 
@@ -37,7 +38,8 @@ std::vector<std::string> texts(JsonValue list, PlaceValues const& places) {
 }
 
 std::vector<PlaceValues> written_out(std::optional<JsonValue> each, PlaceValues const& known) {
-  std::vector<PlaceValues> all{known};
+  std::vector<PlaceValues> all;
+  all.push_back(known);
   if (!each) return all;
   for (const JsonValue place : each->members()) {
     if (!is_name(place.name())) place.refuse("a place with a name of letters and digits");

@@ -45,9 +45,10 @@ std::string_view word_of(Origin origin) {
 
 Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts)
     : core_(std::move(core)),
-      values_(core_->slot_count()),
-      cells_(core_->slot_count()),
+      values_(core_->beginning()),
+      cells_(values_.size()),
       ranges_(core_->parameters().size()),
+      due_(core_->parameters().size()),
       found_(core_->parameters().size()),
       findings_(core_->searches().size()),
       latest_(core_->searches().size()),
@@ -55,24 +56,22 @@ Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts)
       givers_(core_->parameters().size(), Origin::user),
       faults_(core_->steps().size()),
       is_waiting_(core_->steps().size()) {
-  for (std::uint32_t i = 0; i < core_->parameters().size(); ++i) {
-    Parameter const& parameter = core_->parameters()[i];
-    due_.emplace_back(parameter.messages.size());
-    store(Core::slot(i, Core::kValue), parameter.default_value);
-    store(Core::slot(i, Core::kUser), parameter.default_value);
-    store(Core::slot(i, Core::kGiven), Value(false));
-    store(Core::slot(i, Core::kEnabled), Value(!parameter.enabled));
-  }
+  std::transform(values_.begin(), values_.end(), cells_.begin(), [](Value const& value) { return value.cell(); });
+  for (std::uint32_t i = 0; i < core_->parameters().size(); ++i)
+    if (!core_->parameters()[i].messages.empty()) due_[i].resize(core_->parameters()[i].messages.size());
   for (std::uint32_t i = 0; i < core_->facts().size(); ++i) {
     Fact const& fact = core_->facts()[i];
     const auto told = facts.find(fact.word);
-    const auto value = told == facts.end() ? fact.without : read_value(fact.type, told->second);
+    if (told == facts.end()) continue;
+    const auto value = read_value(fact.type, told->second);
     if (!value)
       throw FactError("the device's \"" + fact.word + "\" is \"" + told->second + "\", no value of type " +
                       fact.type.text());
-    store(core_->fact_slot(i), *value);
+    cells_[core_->fact_slot(i)] = value->cell();
+    values_[core_->fact_slot(i)] = *value;
   }
   for (std::uint32_t step = 0; step < core_->steps().size(); ++step) run(step);
+  is_complete_ = true;
   for (std::uint32_t step = 0; step < core_->steps().size(); ++step)
     if (core_->steps()[step].searches)
       first_.push_back({step, findings_[core_->steps()[step].parameter], faults_[step]});
@@ -86,8 +85,9 @@ bool Instance::store(std::uint32_t slot, Value value) {
   return true;
 }
 
-// What reads the slot is to be computed again.
+// What reads the slot is to be computed again; in the first pass over all steps it is still to come.
 void Instance::mark(std::uint32_t slot) {
+  if (!is_complete_) return;
   for (const std::uint32_t step : core_->readers(slot)) {
     if (is_waiting_[step]) continue;
     is_waiting_[step] = 1;
@@ -315,10 +315,22 @@ std::vector<Value> Instance::permitted(std::uint32_t parameter) const {
 }
 
 bool Instance::permits(std::uint32_t parameter, Value const& value) const {
-  const std::vector<Value> range = permitted(parameter);
-  if (range.empty()) return true;
-  if (has_limits(parameter)) return !is_less(value, range.front()) && !is_less(range.back(), value);
-  return std::find(range.begin(), range.end(), value) != range.end();
+  Parameter const& described = core_->parameters()[parameter];
+  const auto is_between = [&](Cell least, Cell most) {
+    return order(value.cell(), least) >= 0 && order(most, value.cell()) >= 0;
+  };
+  if (described.range) {
+    const std::span<Cell const> range = ranges_[parameter].cell().elements();
+    if (range.empty()) return true;
+    if (has_limits(parameter)) return is_between(range.front(), range.back());
+    return std::find(range.begin(), range.end(), value.cell()) != range.end();
+  }
+  if (described.limits) return is_between(described.limits->first.cell(), described.limits->second.cell());
+  if (described.values.empty()) return true;
+  if (described.type == Type(Kind::text))
+    return std::find(described.values.begin(), described.values.end(), value.cell().text()) != described.values.end();
+  return std::any_of(described.values.begin(), described.values.end(),
+                     [&](std::string const& text) { return *read_value(described.type, text) == value; });
 }
 
 // Whether that is to be told.

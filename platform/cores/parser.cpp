@@ -17,6 +17,7 @@ constexpr int kDeepestTree = 1000;  // of operators in a row as well, which nest
 using text::is_blank;
 using text::is_digit;
 
+bool begins_comparison(char c) { return c == '=' || c == '!' || c == '<' || c == '>'; }
 bool begins_word(char c) { return text::is_letter(c) || c == '_'; }
 bool continues_word(char c) { return begins_word(c) || is_digit(c); }
 
@@ -56,8 +57,9 @@ class Lexer {
       return Token::Sort::number;
     }
     if (c == '\'') return take_text();
-    for (std::string_view sign : kComparisons)
-      if (text_.substr(at_).starts_with(sign)) return take_sign(sign.size());
+    if (begins_comparison(c))
+      for (std::string_view sign : kComparisons)
+        if (text_.substr(at_).starts_with(sign)) return take_sign(sign.size());
     if (std::string_view("+-*()[]{},:;=").find(c) != std::string_view::npos) return take_sign(1);
     throw RuleError("a character that means nothing here", at_);
   }
@@ -158,7 +160,7 @@ class Parser {
   std::uint32_t comparison() {
     const std::uint32_t left = sum();
     const std::size_t place = token_.place;
-    if (token_.sort == Token::Sort::sign && has(kComparisons, token_.written)) {
+    if (token_.sort == Token::Sort::sign && begins_comparison(token_.written[0]) && has(kComparisons, token_.written)) {
       const std::string_view sign = token_.written;
       advance();
       return binary(Form::compare, sign, place, left, sum());
@@ -343,7 +345,7 @@ class Parser {
 
   static Expression start(Form form, std::size_t place) { return {form, static_cast<std::uint32_t>(place)}; }
 
-  std::uint32_t add(Expression node) {
+  std::uint32_t add(Expression&& node) {
     int depth = 0;
     for (const std::uint32_t part : node.parts) depth = std::max(depth, depths_[part - first_]);
     if (depth >= kDeepestTree) throw RuleError("nested too deeply", node.place);
@@ -353,7 +355,8 @@ class Parser {
   }
 
   bool is(std::string_view written) const {
-    return (token_.sort == Token::Sort::word || token_.sort == Token::Sort::sign) && token_.written == written;
+    return (token_.sort == Token::Sort::word || token_.sort == Token::Sort::sign) && token_.written[0] == written[0] &&
+           token_.written == written;
   }
   bool take(std::string_view written) {
     if (!is(written)) return false;
@@ -419,7 +422,9 @@ bool is_name(std::string_view word) {
 
 Syntax parse(std::string_view text) {
   check_size(text);
+  constexpr std::size_t kUsual = 8;  // nodes of a rule
   Syntax syntax;
+  syntax.nodes.reserve(kUsual);
   syntax.root = Parser(text, syntax, 0, text.size()).whole();
   return syntax;
 }

@@ -6,11 +6,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -198,6 +200,8 @@ class KDI_DOOR Core {
   bool is_settable(std::uint32_t parameter) const;
 
   std::uint32_t slot_count() const;
+  /// By slot: what is there before anything is given or computed. A fact is what it is without a device.
+  std::vector<Value> const& beginning() const { return beginning_; }
   static std::uint32_t slot(std::uint32_t parameter, Slot which) { return parameter * kSlots + which; }
   std::uint32_t fact_slot(std::uint32_t fact) const;
   std::uint32_t definition_slot(std::uint32_t definition) const;
@@ -232,7 +236,13 @@ class KDI_DOOR Core {
   std::vector<std::shared_ptr<SearchSection const>> searches_;
   std::shared_ptr<ClockSection const> clocks_;
   std::shared_ptr<PadSection const> pads_;
-  std::map<std::string, std::uint32_t, std::less<>> numbers_, user_numbers_;
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
+  };
+  using Numbers = std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>>;
+  Numbers numbers_, user_numbers_;
+  std::vector<Value> beginning_;
   std::vector<Step> steps_;
   std::vector<std::vector<std::uint32_t>> readers_, reads_;
   std::vector<std::uint32_t> writers_;

@@ -148,6 +148,7 @@ class KDI_DOOR Instance {
   std::vector<First> first_;            ///< what searches say of the defaults
   std::vector<std::uint32_t> waiting_;  ///< steps to be run, a heap with the first in front
   std::vector<char> is_waiting_;
+  bool is_complete_ = false;            ///< every step has run
   std::vector<std::uint32_t> ran_;      ///< steps of the latest change
   std::vector<std::uint32_t> touched_;  ///< parameters
 };

@@ -1,0 +1,145 @@
+// Cores under configuration: what a change costs beside computing everything, what loading costs beside parsing the
+// files, and how the cost of a model grows with its size.
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "bench/made_up_model.h"
+#include "bench/ratio.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/cores/Instance.h"
+#include "tests/support/places.h"
+
+namespace {
+
+using namespace kdi::cores;
+
+constexpr int kPairs = 15;
+constexpr int kRounds = 5;  // of which the fastest counts, where what is compared is too long to run in turn
+
+std::string cores() { return places::data("cores"); }
+
+template <class Work>
+double fastest(Work work) {
+  double best = bench::seconds_of(work);
+  for (int round = 1; round < kRounds && !bench::runs_once(); ++round) best = std::min(best, bench::seconds_of(work));
+  return best;
+}
+
+// ---------------------------------------------------------------------------------------------------------- loading
+
+// The files that a core's description consists of, each once.
+void add_files(std::string const& name, std::set<std::string>& files) {
+  const std::string path = cores() + "/" + name;
+  if (!files.insert(path).second) return;
+  const kdi::JsonFile file(path);
+  if (const auto base = file.root().find("extends")) {
+    std::string const& words = base->text();
+    const std::string core = name.substr(0, name.find('/'));
+    add_files((words.find('/') == std::string::npos ? core + "/" + words : words) + ".json", files);
+  }
+  if (const auto parts = file.root().find("includes"))
+    for (const kdi::JsonValue part : parts->items()) add_files(part.member("file").text(), files);
+}
+
+bool measure_loading(std::string const& core, std::string const& version) {
+  std::set<std::string> files;
+  add_files(core + "/" + version + ".json", files);
+  std::shared_ptr<Core const> read;  // taken away outside the measurement
+  const auto load = [&] {
+    read.reset();
+    return bench::seconds_of([&] { read = Core::read(cores(), core, version); });
+  };
+  const auto parse = [&] {
+    return bench::seconds_of([&] {
+      for (std::string const& path : files) const kdi::JsonFile file(path);
+    });
+  };
+  const std::string what =
+      core + " " + version + ": first load / parsing its " + std::to_string(files.size()) + " files";
+  return bench::print_row(what.c_str(), bench::interleaved(kPairs, load, parse), 3.0);
+}
+
+// ---------------------------------------------------------------------------------------------------------- a change
+
+// A value that the parameter may take beside the one that it has; nothing if it has no choice.
+std::optional<std::string> another_value(Instance const& instance, std::uint32_t number) {
+  Parameter const& parameter = instance.core().parameters()[number];
+  const std::string now = instance.backup(number);
+  if (parameter.type == Type(Kind::truth)) return now == "1" ? "0" : "1";
+  for (std::string const& value : instance.range(number))
+    if (value != now) return value;
+  if (parameter.type == Type(Kind::text)) return "another";
+  return now == "1" ? "2" : "1";
+}
+
+bool measure_changes(std::string const& core, std::string const& version) {
+  const std::shared_ptr<Core const> description = Core::read(cores(), core, version);
+  const double full = fastest([&] { const Instance fresh(description); });
+  Instance instance(description);
+  std::vector<double> ratios;
+  double worst = 0;
+  std::string slowest;
+  for (std::uint32_t p = 0; p < description->parameters().size(); ++p) {
+    const std::optional<std::string> other = another_value(instance, p);
+    if (!other || !description->is_settable(p)) continue;
+    // There and back: two changes.
+    const double change = fastest([&] {
+                            instance.set({{p, *other}});
+                            instance.take_back({p});
+                          }) /
+                          2;
+    ratios.push_back(change / full);
+    if (ratios.back() <= worst) continue;
+    worst = ratios.back();
+    slowest = description->parameters()[p].name;
+  }
+  const double ratio = bench::median(ratios);
+  const std::string what =
+      core + " " + version + ": a change, median of " + std::to_string(ratios.size()) + " / everything";
+  const bool kept = bench::print_row(what.c_str(), {ratio * full, full, ratio}, 0.1);
+  std::printf("    the worst: %s, %.3f\n", slowest.c_str(), worst);
+  return kept;
+}
+
+// ------------------------------------------------------------------------------------------------------------- growth
+
+// Seconds of reading and of computing a made-up model of so many parameters.
+std::pair<double, double> seconds_of_model(int parameters) {
+  const std::string text = made_up::description(parameters);
+  std::shared_ptr<Core const> core;
+  const double load = fastest([&] { core = Core::parse(text, "made up"); });
+  return {load, fastest([&] { const Instance fresh(core); })};
+}
+
+bool measure_growth() {
+  bool kept = true;
+  std::pair<double, double> smaller = seconds_of_model(100);
+  const int most = bench::runs_once() ? 1000 : 100'000;
+  for (int parameters = 1000; parameters <= most; parameters *= 10) {
+    const std::pair<double, double> larger = seconds_of_model(parameters);
+    const std::string count = std::to_string(parameters) + " parameters / " + std::to_string(parameters / 10);
+    const auto row = [&](std::string const& what, double first, double second) {
+      kept = bench::print_row((what + count).c_str(), {first, second, first / second}, 12) && kept;
+    };
+    row("reading a model of ", larger.first, smaller.first);
+    row("computing a model of ", larger.second, smaller.second);
+    smaller = larger;
+  }
+  return kept;
+}
+
+}  // namespace
+
+int main() {
+  bench::print_heading("Cores under configuration");
+  bool kept = measure_loading("pspmc", "1.0");
+  kept = measure_loading("psxl", "1.0") && kept;
+  kept = measure_changes("pspmc", "1.0") && kept;
+  kept = measure_changes("psxl", "1.0") && kept;
+  return measure_growth() && kept ? EXIT_SUCCESS : EXIT_FAILURE;
+}
