@@ -44,7 +44,8 @@ double seconds_of_lists(RawResult const& rows) {
 
 }  // namespace
 
-int main() {
+int main(int, char** argv) {
+  Tcl_FindExecutable(argv[0]);  // which makes its values ready
   bench::print_heading("Ranges of a core that lives, 1,000 pairs");
   StrVec errors;
   hardip_eng::HardIPInterface* const core = hardip_eng::HardIPManager::getInstance()->getOrCreateInstance(
@@ -53,13 +54,16 @@ int main() {
     for (std::string const& error : errors) std::fprintf(stderr, "%s\n", error.c_str());
     return EXIT_FAILURE;
   }
-  // Every parameter is given what it has, and the last of them another value at every call.
+  // Parameters are given what they have: what is left is what every call costs.
   RawResult rows;
   core->getOutputParams(rows);
   ParamMap params;
   for (auto const& [name, columns] : rows) {
     if (params.size() == kPairsOfACall) break;
-    if (!columns.empty() && !columns[0].empty() && columns[0][0] != "SKIP") params.emplace(name, columns[0][0]);
+    if (columns.size() < 2 || columns[0].empty()) continue;
+    // What is disabled shows no value: the first that it may have.
+    const bool is_shown = columns[0][0] != "SKIP";
+    if (is_shown || !columns[1].empty()) params.emplace(name, is_shown ? columns[0][0] : columns[1][0]);
   }
   bool kept = true;
   for (const int strength : {1, 5, 10}) {
