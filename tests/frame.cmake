@@ -1,6 +1,7 @@
 add_unit_test(entry_test SMOKE LABELS frame LINKS ${CMAKE_DL_LIBS})
 set_target_properties(entry_test PROPERTIES ENABLE_EXPORTS ON)
 add_unit_test(marshalling_test LABELS frame)
+add_unit_test(cpu_time_test LABELS frame)
 add_unit_test(message_manager_test LABELS "frame;platform")
 add_tcl_test(frame LABELS frame)
 add_tcl_test(install LABELS tools)
