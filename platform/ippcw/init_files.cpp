@@ -1,12 +1,15 @@
 #include "platform/ippcw/init_files.h"
 
 #include <algorithm>
+#include <map>
 #include <memory>
-#include <optional>
+#include <stdexcept>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "kdi/common/KdiDataDir.h"
+#include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Core.h"
 #include "kdi/cores/Decimal.h"
@@ -56,131 +59,36 @@ std::string remark(std::string text) {
 
 // ------------------------------------------------------------------------------------------------------------------- C
 
-constexpr char const* kOpen = "SPDX-License-Identifier: Apache-2.0";
-constexpr char const* kGpl = "SPDX-License-Identifier: GPL-2.0-or-later";
-
-// `^` stands for the directive that includes, `@` for the core's name, `#` for the same in capitals, `%` for what the
-// files' names have behind `_init`.
-constexpr char const* kHeader = R"(/* $ */
-/* Starts the hardware of @ as it is configured: call @_init() once, with nothing else at work.
- *
- * Registers are reached by plain loads and stores. A program that has other ways, such as a debugger or a simulator,
- * is compiled with #_INIT_EXTERNAL_ACCESS and has the three functions below itself.
- */
-#ifndef #_INIT@%_H
-#define #_INIT@%_H
-
-#include <stdint.h>
-
-#ifdef __cplusplus
-extern "C" {
-#endif
-
-/* What the functions return. */
-#define #_INIT_DONE 0
-#define #_INIT_TIMEOUT 1 /* hardware did not become ready in time; what follows was not done */
-
-/* Everything, in this order; and each part alone. */
-int @_init(void);
-)";
-
-constexpr char const* kHeaderEnd = R"(
-#ifdef #_INIT_EXTERNAL_ACCESS
-uint32_t @_init_read(uint32_t address);
-void @_init_write(uint32_t address, uint32_t value);
-void @_init_wait_us(uint32_t microseconds);
-#endif
-
-#ifdef __cplusplus
-}
-#endif
-
-#endif
-)";
-
-constexpr char const* kSource = R"(/* $ */
-^ "@_init%.h"
-
-#ifdef #_INIT_EXTERNAL_ACCESS
-#define READ(address) @_init_read(address)
-#define WRITE(address, value) @_init_write(address, value)
-#define WAIT_US(microseconds) @_init_wait_us(microseconds)
-#else
-#define READ(address) (*(volatile uint32_t *)(uintptr_t)(address))
-#define WRITE(address, value) (*(volatile uint32_t *)(uintptr_t)(address) = (value))
-/* No timer runs yet: turns of a loop for a microsecond, for the fastest clock that there is at the start. */
-#ifndef #_INIT_LOOPS_PER_US
-#define #_INIT_LOOPS_PER_US 1000u
-#endif
-static void wait_us(uint32_t microseconds) {
-  while (microseconds-- > 0) {
-    volatile uint32_t turn;
-    for (turn = 0; turn < #_INIT_LOOPS_PER_US; turn = turn + 1) {
-    }
-  }
-}
-#define WAIT_US(microseconds) wait_us(microseconds)
-#endif
-
-enum { END, STORE, MASKED_STORE, POLL, DELAY };
-
-static int run(const uint32_t *command) {
-  for (;;) {
-    switch (command[0]) {
-      case STORE:
-        WRITE(command[1], command[2]);
-        command += 3;
-        break;
-      case MASKED_STORE:
-        WRITE(command[1], (READ(command[1]) & ~command[2]) | command[3]);
-        command += 4;
-        break;
-      case POLL: {
-        uint32_t left = command[4];
-        while ((READ(command[1]) & command[2]) != command[3]) {
-          if (left-- == 0) return #_INIT_TIMEOUT;
-          WAIT_US(1);
-        }
-        command += 5;
-        break;
-      }
-      case DELAY:
-        WAIT_US(command[1]);
-        command += 2;
-        break;
-      default:
-        return #_INIT_DONE;
-    }
-  }
-}
-)";
-
 struct Variant {
   char const* licence;
   char const* suffix;
 };
+constexpr Variant kOwn{"Apache-2.0", ""}, kFree{"GPL-2.0-or-later", "_gpl"};
 
-std::string filled(std::string_view form, Plan const& plan, Variant const& variant) {
-  std::string text;
-  for (std::size_t i = 0; i < form.size(); ++i) {
-    const char c = form[i];
-    const bool is_directive = c == '#' && i + 1 < form.size() && form[i + 1] >= 'a' && form[i + 1] <= 'z';
-    if (c == '$')
-      text += variant.licence;
-    else if (c == '%')
-      text += variant.suffix;
-    else if (c == '#' && !is_directive)
-      text += plan.big;
-    else if (c == '@' && i + 1 < form.size() && form[i + 1] == '%')
-      continue;  // within a name that has the suffix alone
-    else if (c == '@')
-      text += plan.core;
-    else if (c == '^')
-      text += "#include";
-    else
-      text += c;
+using Places = std::map<std::string, std::string, std::less<>>;
+
+// A form of data/boot_loader with its places filled.
+std::string filled(std::string const& form, Plan const& plan, Variant const& variant, Places places) {
+  places.emplace("core", plan.core);
+  places.emplace("CORE", plan.big);
+  places.emplace("licence", variant.licence);
+  places.emplace("suffix", variant.suffix);
+  places.emplace("SUFFIX", kdi::text::uppered(variant.suffix));
+  for (std::string const& directory : kdi::data_directories("boot_loader")) {
+    const std::string path = directory + "/" + form;
+    if (!kdi::is_file(path)) continue;
+    const std::string whole = kdi::read_file(path);
+    std::string text;
+    const std::vector<std::string_view> pieces = kdi::text::split(whole, '@');
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+      const auto place = i % 2 == 0 ? places.end() : places.find(pieces[i]);
+      if (i % 2 != 0 && place == places.end())
+        throw std::runtime_error(path + ": no place \"" + std::string(pieces[i]) + "\"");
+      text += i % 2 == 0 ? pieces[i] : std::string_view(place->second);
+    }
+    return text;
   }
-  return text;
+  throw std::runtime_error("the data have no boot_loader/" + form);
 }
 
 // One line of a table, without what it is for.
@@ -209,49 +117,30 @@ struct CLine {
 };
 
 std::string c_source(Plan const& plan, Variant const& variant) {
-  std::string text = filled(kSource, plan, variant);
-  std::string all;
+  std::string stages, calls;
   for (Stage const& stage : plan.stages) {
-    text += "\nstatic const uint32_t " + stage.name + "_commands[] = {\n";
+    stages += "\nstatic const uint32_t " + stage.name + "_commands[] = {\n";
     for (RegisterCommand const& command : stage.commands) {
-      text += "    " + std::visit(CLine(), command.command);
-      if (const std::string words = words_of(plan.map, command); !words.empty()) text += " /* " + remark(words) + " */";
-      text += "\n";
+      stages += "    " + std::visit(CLine(), command.command);
+      if (const std::string words = words_of(plan.map, command); !words.empty())
+        stages += " /* " + remark(words) + " */";
+      stages += "\n";
     }
     const std::string name = plan.core + "_" + stage.name + "_init";
-    text += "    END,\n};\n\nint " + name + "(void) { return run(" + stage.name + "_commands); }\n";
-    all += "  if (status == " + plan.big + "_INIT_DONE) status = " + name + "();\n";
+    stages += "    END,\n};\n\nint " + name + "(void) { return run(" + stage.name + "_commands); }\n";
+    calls += "  if (status == " + plan.big + "_INIT_DONE) status = " + name + "();\n";
   }
-  return text + "\nint " + plan.core + "_init(void) {\n  int status = " + plan.big + "_INIT_DONE;\n" + all +
-         "  return status;\n}\n";
+  return filled("init.c.in", plan, variant, {{"stages", stages}, {"calls", calls}});
 }
 
 std::string c_header(Plan const& plan, Variant const& variant) {
-  std::string text = filled(kHeader, plan, variant);
-  for (Stage const& stage : plan.stages) text += "int " + plan.core + "_" + stage.name + "_init(void);\n";
-  text += "\n/* Clocks that run afterwards, in Hz. */\n";
-  for (auto const& [name, hertz] : plan.clocks) text += "#define " + name + "_HZ " + hertz + "u\n";
-  return text + filled(kHeaderEnd, plan, variant);
+  std::string stages, clocks;
+  for (Stage const& stage : plan.stages) stages += "int " + plan.core + "_" + stage.name + "_init(void);\n";
+  for (auto const& [name, hertz] : plan.clocks) clocks += "#define " + name + "_HZ " + hertz + "u\n";
+  return filled("init.h.in", plan, variant, {{"stages", stages}, {"clocks", clocks}});
 }
 
 // ----------------------------------------------------------------------------------------------------------------- Tcl
-
-constexpr char const* kTcl = R"(# $
-# Starts the hardware of @ as it is configured: @_init, or each part alone. The interpreter needs two commands before:
-# @_init_read ADDRESS, which returns the word that is there, and @_init_write ADDRESS VALUE.
-namespace eval @_init {}
-proc @_init::store {address value} { @_init_write $address $value }
-proc @_init::masked_store {address mask value} {
-  @_init_write $address [expr {([@_init_read $address] & ~$mask & 0xffffffff) | $value}]
-}
-proc @_init::poll {address mask value microseconds} {
-  for {set turn 0} {$turn <= $microseconds} {incr turn} {
-    if {([@_init_read $address] & $mask) == $value} return
-  }
-  error "@_init: [format 0x%08x $address] did not become ready"
-}
-proc @_init::delay {microseconds} { after [expr {($microseconds + 999) / 1000}] }
-)";
 
 struct TclLine {
   std::string core;
@@ -280,28 +169,19 @@ struct TclLine {
 };
 
 std::string tcl_source(Plan const& plan) {
-  // The template's own marks are few here: `#` begins comments, `%08x` is a format.
-  std::string text;
-  for (char const* c = kTcl; *c != '\0'; ++c)
-    if (*c == '@')
-      text += plan.core;
-    else if (c == std::string_view(kTcl).data() + 2)
-      text += kOpen;
-    else
-      text += *c;
-  std::string all;
+  std::string stages, calls;
   for (Stage const& stage : plan.stages) {
     const std::string name = plan.core + "_" + stage.name + "_init";
-    text += "\nproc " + name + " {} {\n";
+    stages += "\nproc " + name + " {} {\n";
     for (RegisterCommand const& command : stage.commands) {
-      text += "  " + std::visit(TclLine{plan.core}, command.command);
-      if (const std::string words = words_of(plan.map, command); !words.empty()) text += "  ;# " + remark(words);
-      text += "\n";
+      stages += "  " + std::visit(TclLine{plan.core}, command.command);
+      if (const std::string words = words_of(plan.map, command); !words.empty()) stages += "  ;# " + remark(words);
+      stages += "\n";
     }
-    text += "}\n";
-    all += "  " + name + "\n";
+    stages += "}\n";
+    calls += "  " + name + "\n";
   }
-  return text + "\nproc " + plan.core + "_init {} {\n" + all + "}\n";
+  return filled("init.tcl.in", plan, kOwn, {{"stages", stages}, {"calls", calls}});
 }
 
 // ---------------------------------------------------------------------------------------------------------------- page
@@ -439,7 +319,6 @@ InitFiles init_files(std::shared_ptr<kdi::cores::Core const> const& core, Instan
     plan.stages.push_back({stage, image.commands(stage)});
     commands += plan.stages.back().commands.size();
   }
-  constexpr Variant kOwn{kOpen, ""}, kFree{kGpl, "_gpl"};
   return {c_source(plan, kOwn),
           c_header(plan, kOwn),
           c_source(plan, kFree),

@@ -101,6 +101,14 @@ class Configured {
   bool is_on(std::string const& behind) const { return value(behind) == "1"; }
   StrVec range(std::string const& behind) const { return shown_.at(name(behind))[1]; }
 
+  using Generate = void (processing_system::PSU_Interface::*)(ParamMap const&, std::string&, StrVec&);
+  std::string text(Generate operation) {
+    std::string text;
+    StrVec errors;
+    (instance_.get()->*operation)({}, text, errors);
+    EXPECT_EQ(errors, StrVec());
+    return text;
+  }
   ParamMap files(StrVec& errors) {
     ParamMap texts;
     instance_->generateBootLoaderFiles({}, true, texts, errors);
@@ -389,10 +397,27 @@ TEST_P(BootLoaderFiles, AreAsTheyWere) {
   test_support::expect_golden(of + "_gpl.h.txt", files.at("FSBL_GPL_PSINIT_H"));
   test_support::expect_golden(of + ".tcl.txt", files.at("FSBL_PSINIT_TCL"));
   test_support::expect_golden(of + ".html", files.at("FSBL_PSINIT_HTML"));
+  using processing_system::PSU_Interface;
+  test_support::expect_golden(of + ".xdc.txt", configured.text(&PSU_Interface::generateXdc));
+  test_support::expect_golden(of + ".pads.txt", configured.text(&PSU_Interface::generateIOPadData));
+  test_support::expect_golden(of + ".jitter.txt", configured.text(&PSU_Interface::generateJitterConstraints));
+  test_support::expect_golden(of + ".power.json", configured.text(&PSU_Interface::generatePowerData));
   std::string gpl = files.at("FSBL_GPL_PSINIT_C"), own = files.at("FSBL_PSINIT_C");
   EXPECT_TRUE(gpl.starts_with("/* SPDX-License-Identifier: GPL-2.0-or-later */\n"));
   const auto body = [](std::string const& text) { return text.substr(text.find("_INIT_EXTERNAL_ACCESS")); };
   EXPECT_EQ(body(gpl), body(own)) << "one program under two licences";
+}
+
+// The forms are data: a site may have its own, and one that is wrong is told.
+TEST(BootLoaderForms, AreToldWhenTheyAreWrong) {
+  const Scratch data;
+  data.file("boot_loader/init.c.in", "@core@ @colour@\n");
+  const Environment here("KDI_DATA_DIR", data.folder());
+  Configured configured(kPs7);
+  configured.give({});
+  StrVec errors;
+  EXPECT_EQ(configured.files(errors), ParamMap());
+  EXPECT_EQ(errors, StrVec{data.path("boot_loader/init.c.in") + ": no place \"colour\""});
 }
 
 // Every register that a program writes is on the page.

@@ -11,7 +11,9 @@
 #include "kdi/ddr/SpeedBins.h"
 #include "platform/ddr/type_reader.h"
 #include "tests/support/places.h"
+#include "tests/support/program.h"
 #include "tests/support/random.h"
+#include "tests/support/scratch.h"
 
 namespace {
 
@@ -25,6 +27,27 @@ ordered_json shipped(std::string const& type) {
   ordered_json whole = shipped(told["like"]);
   for (auto const& [name, value] : told.items()) whole[name] = value;
   return whole;
+}
+
+// Before any other asks, since data are read once.
+TEST(FirstQuestion, ATypeLikeNoneIsRefused) {
+  Surroundings around;
+  const Scratch data;
+  const std::string file =
+      data.file("ddr/DDR9.json", R"({"format": 1, "type": "DDR9", "source": "JEDEC JESD79-9", "like": "DDR8"})");
+  around.variables["KDI_DATA_DIR"] = data.folder();
+  const Outcome outcome = run_apart(
+      [] {
+        try {
+          kdi::ddr::type_names();
+        } catch (kdi::JsonError const& error) {
+          std::fputs(error.what(), stdout);
+          return 0;
+        }
+        return 1;
+      },
+      around);
+  EXPECT_EQ(outcome.out, file + ":1: like: expected a type that is told in full, found the text \"DDR8\"");
 }
 
 // A decimal text in millionths.
@@ -157,6 +180,25 @@ TEST(Rules, TellOfMemoryThatThereIsNot) {
   kdi::cores::Instance instance(core);
   instance.set({{core->find("PS7_DDR_SPEED_BIN").value(), "no such bin"}});
   EXPECT_EQ(instance.value(core->find("PS7_DDR_T_RCD").value()), "7") << "one that is not there counts for nothing";
+}
+
+TEST(Rules, FaultWhereThereIsNoFigure) {
+  const auto said = [](std::string const& rule) {
+    const auto core = kdi::cores::Core::parse(
+        R"~({"format": 1, "core": "made", "version": "1.0", "parameters": [{"name": "A", "type": "text", "widget": "EDIT",
+            "description": "d", "default": "", "derived": ")~" +
+            rule + R"~("}]})~",
+        "made.json");
+    for (kdi::cores::Due const& due : kdi::cores::Instance(core).messages()) return due.text;
+    return std::string("none");
+  };
+  EXPECT_EQ(said("text(ddr('DDR3', '1066F', 'tRCD_ns'))"), "none");
+  EXPECT_NE(said("text(ddr('SDRAM', '1066F', 'tRCD_ns'))").find("no memory of the type \"SDRAM\""), std::string::npos);
+  EXPECT_NE(said("text(ddr('DDR3', '9999X', 'tRCD_ns'))").find("no tRCD_ns of DDR3-9999X"), std::string::npos);
+  EXPECT_NE(said("text(ddr_at('DDR3', 1, 'colour'))").find("no colour of DDR3"), std::string::npos);
+  EXPECT_EQ(said("text(ddr_at('DDR3', 100000, 'WL_nCK'))"), "none");
+  EXPECT_NE(said("join(ddr_bins('SDRAM'), ' ')").find("no memory of the type"), std::string::npos);
+  EXPECT_NE(said("text(ddr_densities('SDRAM'))").find("no memory of the type"), std::string::npos);
 }
 
 // The text of a file after a change, or what is said of it.
