@@ -67,6 +67,16 @@ constexpr Variant kOwn{"Apache-2.0", ""}, kFree{"GPL-2.0-or-later", "_gpl"};
 
 using Places = std::map<std::string, std::string, std::less<>>;
 
+// Of the data roots, the first that has it counts.
+std::string path_of(std::string const& form) {
+  std::string path = form;
+  for (std::string const& directory : kdi::data_directories("boot_loader")) {
+    path = directory + "/" + form;
+    if (kdi::is_file(path)) break;
+  }
+  return path;
+}
+
 // A form of data/boot_loader with its places filled.
 std::string filled(std::string const& form, Plan const& plan, Variant const& variant, Places places) {
   places.emplace("core", plan.core);
@@ -74,21 +84,16 @@ std::string filled(std::string const& form, Plan const& plan, Variant const& var
   places.emplace("licence", variant.licence);
   places.emplace("suffix", variant.suffix);
   places.emplace("SUFFIX", kdi::text::uppered(variant.suffix));
-  for (std::string const& directory : kdi::data_directories("boot_loader")) {
-    const std::string path = directory + "/" + form;
-    if (!kdi::is_file(path)) continue;
-    const std::string whole = kdi::read_file(path);
-    std::string text;
-    const std::vector<std::string_view> pieces = kdi::text::split(whole, '@');
-    for (std::size_t i = 0; i < pieces.size(); ++i) {
-      const auto place = i % 2 == 0 ? places.end() : places.find(pieces[i]);
-      if (i % 2 != 0 && place == places.end())
-        throw std::runtime_error(path + ": no place \"" + std::string(pieces[i]) + "\"");
-      text += i % 2 == 0 ? pieces[i] : std::string_view(place->second);
-    }
-    return text;
+  const std::string path = path_of(form), whole = kdi::read_file(path);
+  const std::vector<std::string_view> pieces = kdi::text::split(whole, '@');
+  std::string text;
+  for (std::size_t i = 0; i < pieces.size(); ++i) {
+    const auto place = i % 2 == 0 ? places.end() : places.find(pieces[i]);
+    if (i % 2 != 0 && place == places.end())
+      throw std::runtime_error(path + ": no place \"" + std::string(pieces[i]) + "\"");
+    text += i % 2 == 0 ? pieces[i] : std::string_view(place->second);
   }
-  throw std::runtime_error("the data have no boot_loader/" + form);
+  return text;
 }
 
 // One line of a table, without what it is for.

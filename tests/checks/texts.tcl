@@ -39,7 +39,6 @@ set untold {
 set later {
   platform/corepages/*  platform/cores/rule_words.cpp
   platform/ippcw/HICInstOutputUtils.cpp  platform/ippcw/handoff.cpp
-  platform/ippcw/earlier_texts.cpp  platform/ippcw/init_files.cpp  platform/ddr/*  platform/cores/memory_functions.cpp
 }
 
 # A gap in a text.
