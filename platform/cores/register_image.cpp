@@ -5,6 +5,7 @@
 #include "kdi/cores/PadSection.h"
 #include "kdi/cores/Registers.h"
 #include "platform/cores/insight.h"
+#include "platform/cores/pads_found.h"
 
 namespace kdi::cores {
 namespace {
@@ -24,14 +25,10 @@ std::uint32_t field_value(Insight& insight, Rule const& rule, RegisterField cons
 // Which function sits on each pad, by the numbers of pads among all; 0 for none.
 std::vector<std::uint32_t> functions_on_pads(RegisterMap const& map, Instance const& instance) {
   PadSection const& section = *instance.core().pads();
+  PadFindings const& found = pad_findings(instance);
   std::uint32_t count = 0;
   for (PadBank const& bank : section.banks) count = bank.offset + bank.last - bank.first + 1;
   std::vector<std::uint32_t> on_pads(count, 0);
-  std::vector<std::shared_ptr<SearchSection const>> const& searches = instance.core().searches();
-  const auto number =
-      std::find_if(searches.begin(), searches.end(), [&](auto const& search) { return search.get() == &section; });
-  PadFindings const& found =
-      dynamic_cast<PadFindings const&>(*instance.findings(static_cast<std::uint32_t>(number - searches.begin())));
   for (PadFunction const& function : found.functions)
     for (const std::uint32_t pad : function.groups[function.present].pads) {
       if (on_pads[pad] != 0) throw RegisterError("two functions use " + section.pad_name(pad));

@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::size_t kMostRegisters = 100'000;
 constexpr std::size_t kMostSteps = 100'000;
+constexpr std::uint32_t kFirstBase = 0xF8000000, kLastBase = 0xFFFFE000, kBlockBytes = 0x1000;
 constexpr std::int64_t kMostMicroseconds = cdo::kLongestTime;
 
 // A number, or a text of one that may be hexadecimal; a register's word.
@@ -55,7 +56,7 @@ class RegisterReader {
   void add(JsonFile file, PlaceValues const& known) {
     files_.push_back(std::move(file));
     const JsonValue root = files_.back().root();
-    root.allow_only({"format", "places", "blocks", "sequences", "locks", "plls", "elsewhere"});
+    root.allow_only({"format", "places", "blocks", "sequences", "locks", "plls", "elsewhere", "constraints", "power"});
     root.member("format").integer(1, 1);
     const PlaceValues places = places_of(root, known);
     if (const auto blocks = root.find("blocks"))
@@ -67,6 +68,10 @@ class RegisterReader {
             entries->push_back({entry, std::move(values)});
     if (const auto list = root.find("elsewhere"))
       for (const JsonValue entry : list->items()) add_elsewhere(entry, places);
+    if (const auto list = root.find("constraints"))
+      for (const JsonValue entry : list->items()) add_constraints(entry, places);
+    if (const auto list = root.find("power"))
+      for (const JsonValue entry : list->items()) add_power(entry, places);
   }
 
   std::shared_ptr<RegisterMap const> finished() {
@@ -127,15 +132,21 @@ class RegisterReader {
     const std::string name = text(entry.member("name"), places);
     if (!is_name(name)) entry.member("name").refuse("a name of letters, digits and _");
     const auto known = block_numbers_.find(name);
-    if (const auto base = entry.find("base")) {
-      if (known != block_numbers_.end()) base->refuse("a base for each block once");
-      const std::uint32_t address = shifted(*base, word(*base, places), entry, places, index);
-      block_numbers_.emplace(name, static_cast<std::uint32_t>(map_->blocks_.size()));
-      map_->blocks_.push_back({name, address, text(entry.member("meaning"), places)});
-      return static_cast<std::uint32_t>(map_->blocks_.size() - 1);
-    }
-    if (known == block_numbers_.end()) entry.member("base");
-    return known->second;
+    const auto base = entry.find("base");
+    if (base && known != block_numbers_.end()) base->refuse("a base for each block once");
+    if (known != block_numbers_.end()) return known->second;
+    const std::uint32_t address = base ? shifted(*base, word(*base, places), entry, places, index) : next_base(entry);
+    block_numbers_.emplace(name, static_cast<std::uint32_t>(map_->blocks_.size()));
+    map_->blocks_.push_back({name, address, text(entry.member("meaning"), places)});
+    return static_cast<std::uint32_t>(map_->blocks_.size() - 1);
+  }
+
+  // Blocks without a base lie one behind the other.
+  std::uint32_t next_base(JsonValue entry) {
+    if (next_base_ > kLastBase) entry.refuse("a base, since there is no room left");
+    const std::uint32_t address = next_base_;
+    next_base_ += kBlockBytes;
+    return address;
   }
 
   // By how many steps the entry is moved: by the number that its one place stands for; for words, or several places, by
@@ -202,7 +213,7 @@ class RegisterReader {
   }
 
   void add_fields(JsonValue entry, PlaceValues const& places, Register& reg) {
-    entry.allow_only({"name", "each", "bits", "reset", "meaning", "value", "parameter", "scale", "pad"});
+    entry.allow_only({"name", "each", "bits", "reset", "meaning", "value", "parameter", "scale", "texts", "pad"});
     for (PlaceValues const& values : written_out(entry.find("each"), places)) {
       RegisterField field;
       field.name = text(entry.member("name"), values);
@@ -232,7 +243,8 @@ class RegisterReader {
     const auto value = entry.find("value"), parameter = entry.find("parameter"), pad = entry.find("pad");
     if (value.has_value() + parameter.has_value() + pad.has_value() > 1)
       entry.refuse("one of value, parameter and pad");
-    if (entry.find("scale") && !parameter) entry.member("scale").refuse("a scale beside a parameter");
+    for (char const* const beside : {"scale", "texts"})
+      if (entry.find(beside) && !parameter) entry.member(beside).refuse("it beside a parameter alone");
     if (pad) return bind_pad(*pad, places, field);
     if (value) field.value = rule(*value, text(*value, places));
     if (parameter) field.value = rule(*parameter, rule_of(entry, *parameter, places, field));
@@ -252,11 +264,12 @@ class RegisterReader {
     if (scale && !bound.type.is_number()) scale->refuse("a scale of a number");
     std::string rule = bound.name;
     if (bound.type == Kind::text) {
-      if (bound.values.empty()) name.refuse("a value rule for a text without a list of values");
-      if (bound.values.size() - 1 > field.mask() >> field.low)
-        entry.member("bits").refuse("bits enough for all values");
+      const auto given = entry.find("texts");
+      const std::vector<std::string> values = given ? texts(*given, places) : bound.values;
+      if (values.empty()) name.refuse("texts beside a text without a list of values");
+      if (values.size() - 1 > field.mask() >> field.low) entry.member("bits").refuse("bits enough for all values");
       std::vector<std::string> words;
-      for (std::string const& word : bound.values) words.push_back(quoted_word(word));
+      for (std::string const& word : values) words.push_back(quoted_word(word));
       rule = "index_of([" + text::joined(words, ", ") + "], " + rule + ")";
     } else if (scale) {
       rule = "integer(round(" + rule + " * " + text(*scale, places) + "))";
@@ -323,10 +336,16 @@ class RegisterReader {
   }
 
   Rule rule(JsonValue value, std::string const& source, std::optional<Type> wanted = std::nullopt) const {
+    return compiled(value, [&] { return Rule::compile(source, scope_, wanted); });
+  }
+
+  // `compile()`, with the place of what it says.
+  template <class Compile>
+  static Rule compiled(JsonValue value, Compile compile) {
     try {
-      Rule compiled = Rule::compile(source, scope_, wanted);
-      compiled.set_place(value.place());
-      return compiled;
+      Rule rule = compile();
+      rule.set_place(value.place());
+      return rule;
     } catch (RuleError const& error) {
       throw JsonError(value.place() + ": column " + std::to_string(error.offset() + 1) + ": " + error.what());
     }
@@ -412,10 +431,10 @@ class RegisterReader {
         step.fields.push_back({field_at(name, step.reg, text(name, places)), std::nullopt});
     } else {
       for (const JsonValue value : fields.members()) {
-        Rule compiled = rule(value, text(value, places));
-        if (compiled.type() != Kind::integer && compiled.type() != Kind::truth)
-          value.refuse("a rule of type truth or integer, not " + compiled.type().text());
-        step.fields.push_back({field_at(value, step.reg, filled(value, value.name(), places)), std::move(compiled)});
+        Rule read = rule(value, text(value, places));
+        if (read.type() != Kind::integer && read.type() != Kind::truth)
+          value.refuse("a rule of type truth or integer, not " + read.type().text());
+        step.fields.push_back({field_at(value, step.reg, filled(value, value.name(), places)), std::move(read)});
       }
     }
     if (step.fields.empty()) fields.refuse("one field or more");
@@ -470,12 +489,34 @@ class RegisterReader {
   }
 
   void add_elsewhere(JsonValue entry, PlaceValues const& places) {
-    entry.allow_only({"each", "parameters", "file", "reason"});
+    entry.allow_only({"each", "parameters", "file", "reason", "if_there"});
+    const bool if_there = entry.find("if_there") && entry.member("if_there").boolean();
     for (PlaceValues const& values : written_out(entry.find("each"), places)) {
       const auto file = entry.find("file");
       Elsewhere other{file ? text(*file, values) : "", file ? "" : text(entry.member("reason"), values)};
       for (const JsonValue name : entry.member("parameters").items())
-        map_->elsewhere_.insert_or_assign(parameter(name, text(name, values)), other);
+        if (!if_there || core_.find(text(name, values)))
+          map_->elsewhere_.insert_or_assign(parameter(name, text(name, values)), other);
+    }
+  }
+
+  // --- what is left behind besides registers
+
+  void add_constraints(JsonValue entry, PlaceValues const& places) {
+    entry.allow_only({"each", "when", "text"});
+    for (PlaceValues const& values : written_out(entry.find("each"), places)) {
+      const JsonValue source = entry.member("text");
+      Rule line = compiled(source, [&] { return Rule::compile_template(text(source, values), scope_); });
+      map_->constraints_.push_back({condition({entry, values}), std::move(line)});
+    }
+  }
+
+  void add_power(JsonValue entry, PlaceValues const& places) {
+    entry.allow_only({"each", "item", "supply", "when", "milliwatts"});
+    for (PlaceValues const& values : written_out(entry.find("each"), places)) {
+      const JsonValue amount = entry.member("milliwatts");
+      map_->power_.push_back({text(entry.member("item"), values), text(entry.member("supply"), values),
+                              condition({entry, values}), rule(amount, text(amount, values), Type(Kind::decimal))});
     }
   }
 
@@ -488,6 +529,7 @@ class RegisterReader {
   std::map<std::uint32_t, std::string> addresses_;
   std::vector<Entry> sequences_, locks_, plls_;
   std::size_t step_count_ = 0;
+  std::uint32_t next_base_ = kFirstBase;
 };
 
 std::shared_ptr<RegisterMap const> RegisterMap::parse(Core const& core, std::string_view text,

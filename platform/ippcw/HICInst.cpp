@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Store.h"
 #include "kdi/device/Device.h"
@@ -132,9 +133,28 @@ bool HICInst::isPSBankAvailable() {
 
 int HICInst::getSlrCount() { return state_->core ? state_->core->slr_count() : 1; }
 
-// No description of a core has the registers yet that these data come from.
-void HICInst::GetExportedData(std::string const&, std::string&) {}
-void HICInst::generateSysmonDataJson() {}
+void HICInst::getSysmonRegData(StrPairs& registers) {
+  if (state_->core) state_->core->monitor_registers(registers);
+}
+
+void HICInst::GetExportedData(std::string const& name, std::string& text) {
+  StrVec errors;  // told as messages
+  if (state_->core) state_->core->export_text({}, name, text, errors);
+}
+
+void HICInst::generateSysmonDataJson() {
+  if (!state_->core || state_->core->description().presets().measurements.all.empty()) return;
+  const std::string given = state_->core->sysmon_data_file();
+  const std::string path = given.empty() ? state_->core->instance_name() + "_sysmon_data.json" : given;
+  std::string text;
+  GetExportedData("SYSMON_DATA", text);
+  if (text.empty()) return;
+  try {
+    kdi::write_file(path, text);
+  } catch (kdi::FileError const& error) {
+    tell(error.what());
+  }
+}
 
 // ------------------------------------------------------------------------------------------------ the manager's face
 

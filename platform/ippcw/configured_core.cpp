@@ -1,10 +1,14 @@
 #include "platform/ippcw/configured_core.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
 #include <map>
 #include <set>
 
+#include "kdi/cdo/Cdo.h"
+#include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/History.h"
@@ -416,5 +420,126 @@ std::string ConfiguredCore::sysmon_data_file() const {
 }
 
 int ConfiguredCore::slr_count() const { return part_ == nullptr ? 1 : static_cast<int>(part_->device->slrs.size()); }
+
+// ------------------------------------------------------------------------------------------------- what is left behind
+
+namespace {
+
+void tell(std::string const& text) {
+  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ippcw", ComMsgMgr::MSG_ERROR, "%s", text.c_str());
+}
+
+std::string text_named(std::string const& name, OutputCore const& core) {
+  if (name == "POWER_DATA") return power_text(core);
+  if (name == "IOPAD_DATA") return pads_text(core);
+  if (name == "XDC_DATA") return constraints_text(core);
+  if (name == "SYSMON_DATA") return monitor_json(core);
+  return monitor_commands(core);
+}
+
+// Of several cores: JSON becomes a list, lines stand below one another.
+std::string joined(std::vector<std::string> const& texts) {
+  if (texts.size() == 1) return texts.front();
+  const bool is_json = !texts.empty() && texts.front().starts_with('{');
+  return is_json ? "[" + kdi::text::joined(texts, ",") + "]\n" : kdi::text::joined(texts, "");
+}
+
+}  // namespace
+
+// The core, or its sub-cores where it has some.
+std::vector<OutputCore> ConfiguredCore::output_cores() {
+  std::vector<OutputCore> cores;
+  for (kdi::cores::SubCore const& sub : core_->sub_cores())
+    cores.push_back({*configuration_.sub_core(sub.name), part_, instance_name_ + "_" + sub.name});
+  if (cores.empty()) cores.push_back({configuration_, part_, instance_name_});
+  for (OutputCore const& core : cores) core.configuration.instance().compute();
+  return cores;
+}
+
+void ConfiguredCore::export_text(ParamMap const& params, std::string const& name, std::string& text, StrVec& errors) {
+  constexpr std::string_view kNames[] = {"POWER_DATA", "IOPAD_DATA", "XDC_DATA", "SYSMON_DATA", "SYSMON_NPI"};
+  if (std::find(std::begin(kNames), std::end(kNames), name) == std::end(kNames)) return;
+  std::string fault;
+  try {
+    const std::lock_guard lock(mutex_);
+    ParamMap unknown;  // told by those that apply them
+    if (!params.empty()) configuration_.set(known({params.begin(), params.end()}, unknown));
+    std::vector<std::string> texts;
+    for (OutputCore const& core : output_cores()) texts.push_back(text_named(name, core));
+    text = joined(texts);
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const& error) {
+    fault = instance_name_ + ": " + error.what();
+  }
+  if (fault.empty()) return;
+  errors.push_back(fault);
+  tell(fault);
+}
+
+std::vector<OutputFile> ConfiguredCore::files_for(ParamMap const& params) {
+  const OutputNames names = names_of(*core_);
+  const std::lock_guard lock(mutex_);
+  ParamMap unknown;
+  if (!params.empty()) configuration_.set(known({params.begin(), params.end()}, unknown));
+  std::vector<OutputFile> all;
+  for (OutputCore const& core : output_cores())
+    for (OutputFile& file : design_files(core, names)) all.push_back(std::move(file));
+  return all;
+}
+
+void ConfiguredCore::write_files(ParamMap const& params, std::string const& path) {
+  std::vector<std::string> faults;
+  try {
+    for (OutputFile const& file : files_for(params)) try {
+        const std::filesystem::path whole = std::filesystem::path(path) / file.name;
+        std::filesystem::create_directories(whole.parent_path());
+        kdi::write_file(whole.string(), file.content);
+      } catch (kdi::FileError const& error) {
+        faults.push_back(error.what());
+      } catch (std::filesystem::filesystem_error const& error) {
+        faults.push_back(error.what());
+      }
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const& error) {
+    faults.push_back(instance_name_ + ": " + error.what());
+  }
+  for (std::string const& fault : faults) tell(fault);
+}
+
+void ConfiguredCore::emit(CdoBuffer& buffer) {
+  std::string fault;
+  try {
+    std::string bytes;
+    {
+      const std::lock_guard lock(mutex_);
+      kdi::cdo::Commands commands;
+      for (OutputCore const& core : output_cores())
+        for (kdi::cdo::Command& command : all_commands(core)) commands.push_back(std::move(command));
+      bytes = kdi::cdo::to_binary(commands);
+    }
+    if (!buffer.append(bytes))
+      fault = instance_name_ + ": the configuration data have " + std::to_string(bytes.size()) +
+              " bytes, and there is room for " + std::to_string(buffer.room());
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const& error) {
+    fault = instance_name_ + ": " + error.what();
+  }
+  if (!fault.empty()) tell(fault);
+}
+
+void ConfiguredCore::monitor_registers(StrPairs& registers) {
+  std::string fault;
+  try {
+    const std::lock_guard lock(mutex_);
+    for (OutputCore const& core : output_cores())
+      for (auto& pair : hardip_eng::monitor_registers(core)) registers.push_back(std::move(pair));
+  } catch (kdi::cores::RegisterError const& error) {
+    fault = instance_name_ + ": " + error.what();
+  }
+  if (!fault.empty()) tell(fault);
+}
 
 }  // namespace hardip_eng

@@ -15,7 +15,9 @@
 #include "kdi/common/KdiTypes.h"
 #include "kdi/cores/Configuration.h"
 #include "kdi/device/Device.h"
+#include "kdi/ippcw/CdoBuffer.h"
 #include "kdi/ippcw/host/CoreAccess.h"
+#include "platform/ippcw/core_outputs.h"
 
 namespace hardip_eng {
 
@@ -99,6 +101,18 @@ class ConfiguredCore {
   /// Hands over what is there, for questions.
   void look(std::function<void(std::shared_ptr<kdi::cores::Core const> const&, kdi::cores::Instance const&)> const&
                 look) const;
+
+  // What the core leaves behind, after it took `params` as a user's values. Faults are told, in `errors` where there
+  // are some.
+
+  /// The text `name` (POWER_DATA, IOPAD_DATA, XDC_DATA, SYSMON_DATA, SYSMON_NPI), of a wizard with sub-cores all of
+  /// theirs; left as it is for other names.
+  void export_text(ParamMap const& params, std::string const& name, std::string& text, StrVec& errors);
+  /// Its files, below `path`, each whole or not at all.
+  void write_files(ParamMap const& params, std::string const& path);
+  void emit(CdoBuffer& buffer);
+  void monitor_registers(StrPairs& registers);
+
   /// Hands over the whole of it.
   void use(std::function<void(ConfiguredAccess const&)> const& use);
 
@@ -106,6 +120,8 @@ class ConfiguredCore {
   template <class Answer, class Question>
   Answer of(std::string const& name, Question question) const;
   void list_locked(RawResult& result) const;
+  std::vector<OutputCore> output_cores();
+  std::vector<OutputFile> files_for(ParamMap const& params);
   std::string measured_supplies() const;
   int supplies_before() const;
   std::vector<std::pair<kdi::cores::Configuration::Place, std::string>> known(StrPairs const& pairs,

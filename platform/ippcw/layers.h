@@ -50,6 +50,21 @@ class WithParameters : public Named<Base> {
   std::string getParamValue(std::string const& name) override { return this->core_->value(name); }
   void getUserParamList(std::list<std::string>& names) override { this->core_->user_parameters(names); }
   void getDeviceInfo(std::string info, std::string& text) override { this->core_->device_info(info, text); }
+  void generateXdc(ParamMap const& params, std::string& text, StrVec& errors) override {
+    this->core_->export_text(params, "XDC_DATA", text, errors);
+  }
+  void generatePowerData(ParamMap const& params, std::string& text, StrVec& errors) override {
+    this->core_->export_text(params, "POWER_DATA", text, errors);
+  }
+  void generateIOPadData(ParamMap const& params, std::string& text, StrVec& errors) override {
+    this->core_->export_text(params, "IOPAD_DATA", text, errors);
+  }
+  void getExportedData(std::string name, std::string& text) override {
+    StrVec errors;  // told as messages
+    this->core_->export_text({}, name, text, errors);
+  }
+  void writeDesignData(std::string& path, ParamMap& params) override { this->core_->write_files(params, path); }
+  void emitCdo(CdoBuffer& buffer) override { this->core_->emit(buffer); }
 };
 
 /// A processing system, which has a system monitor.
@@ -59,6 +74,9 @@ class WithMonitor : public WithParameters<Base> {
   using WithParameters<Base>::WithParameters;
 
   void setSysmonDataFile(std::string& name) override { this->core_->set_sysmon_data_file(name); }
+  void generateSysmonNpiData(ParamMap const& params, std::string& text, StrVec& errors) override {
+    this->core_->export_text(params, "SYSMON_NPI", text, errors);
+  }
 };
 
 /// What the model of processing systems with their platform controller asks.

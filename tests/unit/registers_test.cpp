@@ -95,14 +95,14 @@ TEST(RegisterReader, RefusesRulesThatMeanNothing) {
             kAt + "fields[0].parameter: expected a parameter of made, which NONE is not, found the text \"NONE\"");
   EXPECT_EQ(
       refused(with_fields(field("0", R"(, "parameter": "FREE")"))),
-      kAt + "fields[0].parameter: expected a value rule for a text without a list of values, found the text \"FREE\"");
+      kAt + "fields[0].parameter: expected texts beside a text without a list of values, found the text \"FREE\"");
   EXPECT_EQ(refused(with_fields(field("0", R"(, "parameter": "MODE")"))),
             kAt + "fields[0].bits: expected bits enough for all values, found the text \"0\"");
   EXPECT_NE(refused(with_fields(field("0", R"(, "parameter": "MHZ")"))), "accepted") << "without a scale";
   EXPECT_EQ(refused(with_fields(field("0", R"(, "parameter": "ON", "scale": "2")"))),
             kAt + "fields[0].scale: expected a scale of a number, found the text \"2\"");
   EXPECT_EQ(refused(with_fields(field("0", R"(, "scale": "2")"))),
-            kAt + "fields[0].scale: expected a scale beside a parameter, found the text \"2\"");
+            kAt + "fields[0].scale: expected it beside a parameter alone, found the text \"2\"");
   for (const std::string pad : {"MIO 3", "MIO", "MIOX 1", "MIO x"})
     EXPECT_EQ(refused(with_fields(field("1:0", R"(, "pad": ")" + pad + "\""))),
               kAt + "fields[0].pad: expected a pad of the core, such as MIO 7, found the text \"" + pad + "\"");
@@ -140,7 +140,10 @@ std::string block_refused(std::string const& block) {
 TEST(RegisterReader, RefusesPlacesThatAreTaken) {
   EXPECT_EQ(block_refused(R"({"name": "A", "base": 16, "meaning": "m"})"),
             "r.json:2: blocks[1].base: expected a base for each block once, found the number 16");
-  EXPECT_NE(block_refused(R"({"name": "C"})").find("base"), std::string::npos);
+  EXPECT_NE(block_refused(R"({"name": "C"})").find("meaning"), std::string::npos);
+  EXPECT_NE(block_refused(R"({"name": "C${n}", "each": {"n": "{1..40000}"}, "meaning": "m"})")
+                .find("expected a base, since there is no room left"),
+            std::string::npos);
   EXPECT_EQ(block_refused(R"({"name": "C", "base": 6, "meaning": "m"})"),
             "r.json:2: blocks[1].base: expected multiples of 4 below 2^32, found the number 6");
   EXPECT_EQ(block_refused(R"({"name": "C${n}", "each": {"n": "{1..2}"}, "base": 0, "meaning": "m"})"),

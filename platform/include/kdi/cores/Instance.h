@@ -69,6 +69,7 @@ class KDI_DOOR Instance {
   explicit Instance(std::shared_ptr<Core const> core, Facts const& facts = {});
 
   Core const& core() const { return *core_; }
+  std::shared_ptr<Core const> const& shared_core() const { return core_; }
 
   /// Gives parameters values, as users write them; `true` and `false` are 1 and 0. A text that is no value of the
   /// parameter's type, or out of its range, is kept and told by messages(); in effect is then what would be without it.

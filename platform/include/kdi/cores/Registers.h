@@ -43,7 +43,7 @@ struct RegisterField {
   std::uint32_t mask() const { return (width == 32 ? ~0U : (1U << width) - 1) << low; }
 };
 
-struct Register {
+struct KDI_DOOR Register {
   std::string name;
   std::uint32_t block;
   std::uint32_t address;
@@ -111,6 +111,19 @@ struct Elsewhere {
   std::string reason;  ///< why nothing has
 };
 
+/// A line of Tcl for the design around the core.
+struct DescribedConstraint {
+  std::optional<Rule> when;
+  Rule text;
+};
+
+/// What a part of the core draws from a supply.
+struct DescribedPower {
+  std::string item, supply;
+  std::optional<Rule> when;
+  Rule milliwatts;  ///< integer or decimal
+};
+
 /// What one command of an output holds of a register.
 struct RegisterSetting {
   std::uint32_t reg, field, value;
@@ -139,6 +152,8 @@ class KDI_DOOR RegisterMap {
   std::vector<RegisterPll> const& plls() const { return plls_; }
   /// By parameter.
   std::map<std::uint32_t, Elsewhere> const& elsewhere() const { return elsewhere_; }
+  std::vector<DescribedConstraint> const& constraints() const { return constraints_; }
+  std::vector<DescribedPower> const& power() const { return power_; }
   /// Names of functions of pads, each with the value that pads show for it.
   std::map<std::string, std::uint32_t, std::less<>> const& pad_functions() const { return pad_functions_; }
 
@@ -160,6 +175,8 @@ class KDI_DOOR RegisterMap {
   std::vector<RegisterLock> locks_;
   std::vector<RegisterPll> plls_;
   std::map<std::uint32_t, Elsewhere> elsewhere_;
+  std::vector<DescribedConstraint> constraints_;
+  std::vector<DescribedPower> power_;
   std::map<std::string, std::uint32_t, std::less<>> pad_functions_;
   std::map<std::string, std::uint32_t, std::less<>> numbers_;
 };

@@ -54,9 +54,12 @@ class KDI_DOOR HICInst {
   /// -1 if there is none.
   int getStartSupplyId();
 
+  /// Appends the registers of the system monitor, each with its word.
+  void getSysmonRegData(StrPairs& registers);
   /// Sets `text` to the data `name` (HardIPInterface::getExportedData); leaves it as it is for others.
   void GetExportedData(std::string const& name, std::string& text);
-  /// Writes the data of the system monitor, where the core has one.
+  /// Writes the data of the system monitor, where the core has one, to the file that was set, or else to
+  /// <instance>_sysmon_data.json.
   void generateSysmonDataJson();
 
  private:

@@ -1,0 +1,237 @@
+#include "platform/ippcw/core_outputs.h"
+
+#include <algorithm>
+#include <map>
+
+#include "kdi/cdo/Cdo.h"
+#include "kdi/common/HPAParamMgr.h"
+#include "kdi/common/KdiJsonText.h"
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
+#include "kdi/cores/Outputs.h"
+
+namespace hardip_eng {
+namespace {
+
+using kdi::cores::Configuration;
+using kdi::cores::Instance;
+using kdi::cores::Measurement;
+using kdi::cores::Register;
+using kdi::cores::RegisterCommand;
+using kdi::cores::RegisterImage;
+using kdi::cores::RegisterMap;
+using kdi::text::json_text;
+
+constexpr char kController[] = "pmc_data";
+constexpr char kMonitor[] = "sysmon_npi";
+constexpr char kMonitorBlock[] = "SYSMON";
+
+std::shared_ptr<RegisterMap const> map_of(OutputCore const& core) {
+  return RegisterMap::of(core.configuration.instance().shared_core());
+}
+
+std::string member(std::string_view name, std::string const& value) { return json_text(name) + ": " + value; }
+
+// Rows of a list, one a line.
+std::string json_list(std::vector<std::string> const& rows, std::string const& indent) {
+  if (rows.empty()) return "[]";
+  std::string text = "[";
+  for (std::size_t i = 0; i < rows.size(); ++i) text += (i == 0 ? "\n" : ",\n") + indent + "  " + rows[i];
+  return text + "\n" + indent + "]";
+}
+
+std::string head(OutputCore const& core) {
+  return "{\n  \"format\": 1,\n  " + member("instance", json_text(core.instance_name)) + ",\n  " +
+         member("core", json_text(core.configuration.core().name())) + ",\n  " +
+         member("version", json_text(core.configuration.core().version())) + ",\n  " +
+         member("part", json_text(core.part == nullptr ? "" : core.part->name)) + ",\n  ";
+}
+
+// --- commands
+
+// What stands in a file, by the name of the file: outputs of the description, in the order in which they are carried
+// out.
+std::map<std::string, std::vector<std::string>> outputs_by_file(RegisterMap const& map, bool merged) {
+  std::map<std::string, std::vector<std::string>> files;
+  for (std::string const& output : map.outputs()) {
+    const bool is_controllers = output == kMonitor || (merged && (output == "lpd_data" || output == "fpd_data"));
+    files[is_controllers ? kController : output].push_back(output);
+  }
+  // The controller first, then its monitor, then the low-power domain: the other one depends on it.
+  const auto rank = [](std::string const& output) {
+    return output == kController ? 0 : output == kMonitor ? 1 : output == "lpd_data" ? 2 : 3;
+  };
+  for (auto& [file, outputs] : files)
+    std::stable_sort(outputs.begin(), outputs.end(),
+                     [&](std::string const& a, std::string const& b) { return rank(a) < rank(b); });
+  return files;
+}
+
+std::string text_of(RegisterMap const& map, std::vector<RegisterCommand> const& commands) {
+  return kdi::cdo::to_text(kdi::cores::plain(commands),
+                           [&](std::size_t i) { return kdi::cores::words_of(map, commands[i]); });
+}
+
+}  // namespace
+
+kdi::cdo::Commands all_commands(OutputCore const& core) {
+  const auto map = map_of(core);
+  const RegisterImage image(*map, core.configuration.instance());
+  const auto files = outputs_by_file(*map, true);
+  std::vector<std::string> order;
+  if (const auto controller = files.find(kController); controller != files.end()) order = controller->second;
+  for (auto const& [file, outputs] : files)
+    if (file != kController) order.insert(order.end(), outputs.begin(), outputs.end());
+  return kdi::cores::plain(image.commands(order));
+}
+
+std::string monitor_commands(OutputCore const& core) {
+  const auto map = map_of(core);
+  const auto commands = RegisterImage(*map, core.configuration.instance()).commands(kMonitor);
+  return commands.empty() ? std::string() : text_of(*map, commands);
+}
+
+// --- texts
+
+std::string constraints_text(OutputCore const& core) {
+  std::string text;
+  for (std::string const& line : kdi::cores::constraint_lines(*map_of(core), core.configuration.instance()))
+    text += line + "\n";
+  return text;
+}
+
+std::string power_text(OutputCore const& core) {
+  std::vector<std::string> rows;
+  std::map<std::string, kdi::cores::Decimal> sums;
+  for (kdi::cores::PowerRow const& row : kdi::cores::power_rows(*map_of(core), core.configuration.instance())) {
+    rows.push_back("{" + member("item", json_text(row.item)) + ", " + member("supply", json_text(row.supply)) + ", " +
+                   member("milliwatts", row.milliwatts.text()) + "}");
+    kdi::cores::Decimal& sum = sums[row.supply];
+    sum = sum + row.milliwatts;
+  }
+  std::vector<std::string> supplies;
+  for (auto const& [supply, sum] : sums)
+    supplies.push_back("{" + member("supply", json_text(supply)) + ", " + member("milliwatts", sum.text()) + "}");
+  return head(core) + member("supplies", json_list(supplies, "  ")) + ",\n  " + member("items", json_list(rows, "  ")) +
+         "\n}\n";
+}
+
+std::string pads_text(OutputCore const& core) {
+  std::vector<std::string> rows;
+  for (kdi::cores::PadInUse const& pad : kdi::cores::pads_in_use(core.configuration.instance()))
+    rows.push_back("{" + member("pad", json_text(pad.bank + " " + std::to_string(pad.number))) + ", " +
+                   member("function", json_text(pad.function)) + ", " +
+                   member("peripheral", json_text(pad.peripheral)) + "}");
+  return head(core) + member("pads", json_list(rows, "  ")) + "\n}\n";
+}
+
+// --- the system monitor
+
+namespace {
+
+kdi::device::SystemMonitor const* monitor_of(OutputCore const& core) {
+  if (core.part == nullptr || !core.part->device->processing_system) return nullptr;
+  auto const& monitor = core.part->device->processing_system->monitor;
+  return monitor ? &*monitor : nullptr;
+}
+
+// The supply with a number, as the device names it; null if there is none.
+kdi::device::SystemMonitor::Supply const* supply_of(kdi::device::SystemMonitor const* monitor,
+                                                    std::string const& number) {
+  const auto place = kdi::number::whole<std::size_t>(number);
+  if (monitor == nullptr || !place || *place < static_cast<std::size_t>(monitor->first_supply)) return nullptr;
+  const std::size_t index = *place - static_cast<std::size_t>(monitor->first_supply);
+  return index < monitor->supplies.size() ? &monitor->supplies[index] : nullptr;
+}
+
+// Those that are on.
+std::vector<Measurement const*> measured(Configuration const& configuration) {
+  std::vector<Measurement const*> on;
+  for (Measurement const& one : configuration.core().presets().measurements.all)
+    if (configuration.value(one.enabled) == "1") on.push_back(&one);
+  return on;
+}
+
+std::string measurement_row(OutputCore const& core, Measurement const& one) {
+  std::vector<kdi::cores::Parameter> const& parameters = core.configuration.core().parameters();
+  std::string row = "{" + member("enabled", json_text(parameters[one.enabled].name));
+  if (!one.parameters.empty())
+    if (auto const* const supply = supply_of(monitor_of(core), core.configuration.value(one.parameters.front())))
+      row += ", " + member("supply", json_text(supply->name));
+  for (const std::uint32_t number : one.parameters)
+    row += ", " + member(parameters[number].name, json_text(core.configuration.value(number)));
+  return row + "}";
+}
+
+}  // namespace
+
+std::vector<std::pair<std::string, std::string>> monitor_registers(OutputCore const& core) {
+  const auto map = map_of(core);
+  const RegisterImage image(*map, core.configuration.instance());
+  std::vector<std::pair<std::string, std::string>> registers;
+  for (std::uint32_t i = 0; i < map->registers().size(); ++i)
+    if (map->blocks()[map->registers()[i].block].name == kMonitorBlock)
+      registers.emplace_back(map->name(i), "0x" + kdi::number::hexadecimal(image.word(i), 8));
+  return registers;
+}
+
+std::string monitor_json(OutputCore const& core) {
+  std::vector<std::string> rows, dictionaries, registers;
+  for (Measurement const* const one : measured(core.configuration)) rows.push_back(measurement_row(core, *one));
+  for (const std::uint32_t number : core.configuration.core().presets().measurements.dictionaries)
+    dictionaries.push_back(
+        "{" + member(core.configuration.core().parameters()[number].name, json_text(core.configuration.value(number))) +
+        "}");
+  for (auto const& [name, word] : monitor_registers(core))
+    registers.push_back("{" + member("register", json_text(name)) + ", " + member("value", json_text(word)) + "}");
+  return head(core) + member("measurements", json_list(rows, "  ")) + ",\n  " +
+         member("dictionaries", json_list(dictionaries, "  ")) + ",\n  " +
+         member("registers", json_list(registers, "  ")) + "\n}\n";
+}
+
+// Measurements go round the sensors, those of the monitor itself being number 0.
+std::string satellites_csv(OutputCore const& core) {
+  kdi::device::SystemMonitor const* const monitor = monitor_of(core);
+  std::string text = "satellite,measurement,number,supply,volts\n";
+  const std::size_t sensors = monitor == nullptr ? 1 : static_cast<std::size_t>(monitor->satellites) + 1;
+  std::size_t at = 0;
+  for (Measurement const* const one : measured(core.configuration)) {
+    const std::string number = one->parameters.empty() ? "" : core.configuration.value(one->parameters.front());
+    auto const* const supply = supply_of(monitor, number);
+    text += std::to_string(at++ % sensors) + "," + core.configuration.core().parameters()[one->enabled].name + "," +
+            number + "," + (supply == nullptr ? "" : supply->name) + "," +
+            (supply == nullptr ? "" : kdi::number::plain(supply->volts)) + "\n";
+  }
+  return text;
+}
+
+// --- files
+
+OutputNames names_of(kdi::cores::Core const& core) {
+  HPAParamMgr& parameters = HPAParamMgr::getParamMgr();
+  const bool is_plain = core.name() == "pspmc" || core.name() == "ps_pmc" || core.name() == "tavrel_cips";
+  return {!is_plain || parameters.getValueIfExistAsBool("cips.genHumanReadableCDO", false),
+          parameters.getValueIfExistAsBool("cips.mergePMCLPDCdo", false)};
+}
+
+std::vector<OutputFile> design_files(OutputCore const& core, OutputNames names) {
+  const auto map = map_of(core);
+  const RegisterImage image(*map, core.configuration.instance());
+  const bool is_cpm = core.configuration.core().name().starts_with("cpm");
+  const std::string prefix = is_cpm                ? "temp/" + core.instance_name + "/"
+                             : names.with_instance ? core.instance_name + "_"
+                                                   : "";
+  std::vector<OutputFile> files;
+  for (auto const& [file, outputs] : outputs_by_file(*map, names.merged)) {
+    const std::vector<RegisterCommand> commands = image.commands(outputs);
+    files.push_back({prefix + file + ".cdo", text_of(*map, commands)});
+    if (file == kController)
+      files.push_back({prefix + "pmc_cdo.bin", kdi::cdo::to_binary(kdi::cores::plain(commands))});
+  }
+  if (core.configuration.core().presets().measurements.all.empty()) return files;
+  files.push_back({prefix + "sysmon_data.json", monitor_json(core)});
+  files.push_back({prefix + "sysmon_satellite.csv", satellites_csv(core)});
+  return files;
+}
+
+}  // namespace hardip_eng
