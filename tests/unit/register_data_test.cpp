@@ -8,6 +8,7 @@
 #include <set>
 
 #include "kdi/cdo/Cdo.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/cores/Outputs.h"
 #include "kdi/cores/Registers.h"
 #include "kdi/cores/Store.h"
@@ -59,6 +60,11 @@ TEST(RegisterData, HoldEveryParameterOrSayWhyNot) {
       for (RegisterField const& field : reg.fields) bound.insert(field.parameters.begin(), field.parameters.end());
     for (RegisterSequence const& sequence : shipped.map->sequences())
       if (sequence.when) collect(*shipped.core, *sequence.when, bound);
+    // Texts that hold other parameters have no place of their own.
+    for (Composite const& composite : shipped.core->composites()) {
+      bound.insert(composite.parameter);
+      if (composite.internal) bound.insert(*composite.internal);
+    }
     std::string missing;
     std::size_t without = 0;
     for (std::uint32_t i = 0; i < shipped.core->parameters().size(); ++i) {
@@ -104,10 +110,14 @@ std::optional<std::string> other_value(Instance const& instance, std::uint32_t n
 }
 
 // What can be asked of a parameter.
-std::vector<std::pair<std::string, bool>> state_of(Instance const& instance) {
-  std::vector<std::pair<std::string, bool>> state;
+using State = std::vector<std::pair<std::string, bool>>;
+State state_of(Instance const& instance) {
+  State state;
   for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i)
-    state.emplace_back(instance.backup(i), instance.is_enabled(i));
+    // What is given is shown while it is out of range, whatever is in effect in its place.
+    state.emplace_back(
+        instance.value(i) + "\n" + instance.backup(i) + "\n" + kdi::text::joined(instance.range(i), "\n"),
+        instance.is_enabled(i));
   return state;
 }
 
