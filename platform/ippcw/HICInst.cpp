@@ -142,6 +142,10 @@ void HICInst::GetExportedData(std::string const& name, std::string& text) {
   if (state_->core) state_->core->export_text({}, name, text, errors);
 }
 
+void HICInst::write_files(std::string const& path) {
+  if (state_->core) state_->core->write_files({}, path);
+}
+
 void HICInst::generateSysmonDataJson() {
   if (!state_->core || state_->core->description().presets().measurements.all.empty()) return;
   const std::string given = state_->core->sysmon_data_file();

@@ -1,9 +1,13 @@
 #include "kdi/ippcw/HICInstOutputUtils.h"
 
+#include <functional>
 #include <utility>
 #include <vector>
 
 #include "kdi/common/ComMsgMgr.h"
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/common/KdiJsonText.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/hdf/HHDFHwDefUtils.h"
 #include "kdi/ippcw/HICInst.h"
@@ -11,30 +15,88 @@
 namespace {
 
 using Kind = HHDFHwDefFileTypes::HWHFileType;
+using kdi::text::json_text;
 
-// No description of a core has the registers yet that these files come from.
-void tell_unwritten(std::string const& path, std::string const& what) {
-  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ippcw", ComMsgMgr::MSG_ERROR,
-                           "%s: %s cannot be written: the core has "
-                           "no registers",
-                           path.c_str(), what.c_str());
+// Does `write`; what fails is told, and added to `errors` if there are some.
+void told_if_failed(std::function<void()> const& write, StrVec* errors = nullptr) {
+  std::string fault;
+  try {
+    write();
+  } catch (kdi::FileError const& error) {
+    fault = error.what();
+  } catch (kdi::JsonError const& error) {
+    fault = error.what();
+  }
+  if (fault.empty()) return;
+  if (errors != nullptr) errors->push_back(fault);
+  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ippcw", ComMsgMgr::MSG_ERROR, "%s", fault.c_str());
+}
+
+std::string json_object(ParamMap const& pairs) {
+  std::string text = "{";
+  for (auto const& [name, value] : pairs)
+    text += (text.size() == 1 ? "\n    " : ",\n    ") + json_text(name) + ": " + json_text(value);
+  return text + (pairs.empty() ? "}" : "\n  }");
+}
+
+std::string state_text(std::string const& core, ParamMap const& parameters, ParamMap const& mio) {
+  return "{\n  \"format\": 1,\n  \"core\": " + json_text(core) + ",\n  \"parameters\": " + json_object(parameters) +
+         ",\n  \"mio\": " + json_object(mio) + "\n}\n";
+}
+
+void add_pads(kdi::JsonValue core, ParamMap& mio) {
+  for (const kdi::JsonValue pad : core.member("pads").items())
+    mio.insert_or_assign(pad.member("pad").text(), pad.member("function").text());
+}
+
+// Who sits on which pad; of a wizard the pads of all its cores.
+ParamMap pads_of(HICInst& inst) {
+  ParamMap mio;
+  std::string text;
+  inst.GetExportedData("IOPAD_DATA", text);
+  if (text.empty()) return mio;
+  const kdi::JsonFile file(text, "IOPAD_DATA");
+  if (!file.root().is_list()) add_pads(file.root(), mio);
+  if (file.root().is_list())
+    for (const kdi::JsonValue core : file.root().items()) add_pads(core, mio);
+  return mio;
+}
+
+// The text `name` of the instance as the file `path`/`file`.
+void write_report(std::string const& name, std::string const& path, char const* file, StrVec& errors,
+                  std::shared_ptr<HICInst> const& inst) {
+  if (inst == nullptr) return;
+  std::string text;
+  inst->GetExportedData(name, text);
+  if (!text.empty()) told_if_failed([&] { kdi::write_file(path + "/" + file, text); }, &errors);
 }
 
 }  // namespace
 
-void HICInstOutputUtils::generatePSXLStateJson(std::string& path, ParamMap&) { tell_unwritten(path, "the state"); }
-
-void HICInstOutputUtils::writeMioParams(std::string& path, std::shared_ptr<HICInst>, std::string) {
-  tell_unwritten(path, "the multiplexed pads");
+void HICInstOutputUtils::generatePSXLStateJson(std::string& path, ParamMap& values) {
+  told_if_failed([&] { kdi::write_file(path, state_text("", values, {})); });
 }
 
-void HICInstOutputUtils::generateIOPadReport(ParamMap const&, std::string& path, StrVec&, std::shared_ptr<HICInst>) {
-  tell_unwritten(path, "the report of pads");
+void HICInstOutputUtils::writeMioParams(std::string& path, std::shared_ptr<HICInst> inst, std::string coreName) {
+  if (inst == nullptr) return;
+  told_if_failed([&] {
+    ParamMap parameters;
+    const kdi::JsonFile file(path);
+    file.root().allow_only({"format", "core", "parameters", "mio"});
+    for (const kdi::JsonValue value : file.root().member("parameters").members())
+      parameters.insert_or_assign(value.name(), value.text());
+    kdi::write_file(path, state_text(coreName, parameters, pads_of(*inst)));
+  });
 }
 
-void HICInstOutputUtils::generatePowerJsonReport(ParamMap const&, std::string& path, StrVec&,
-                                                 std::shared_ptr<HICInst>) {
-  tell_unwritten(path, "the report of power");
+void HICInstOutputUtils::generateIOPadReport(ParamMap const&, std::string& path, StrVec& errors,
+                                             std::shared_ptr<HICInst> inst) {
+  write_report("IOPAD_DATA", path, "iopad_report.json", errors, inst);
+}
+
+void HICInstOutputUtils::generatePowerJsonReport(ParamMap const&, std::string& path, StrVec& errors,
+                                                 std::shared_ptr<HICInst> inst) {
+  write_report("POWER_DATA", path, "power_report.json", errors, inst);
 }
 
 void HICInstOutputUtils::generateHDFForPSXL(std::string& path, std::string const& hwhPath, ParamMap& attributes,
@@ -47,6 +109,6 @@ void HICInstOutputUtils::generateHDFForPSXL(std::string& path, std::string const
 }
 
 void HICInstOutputUtils::generateCDO(ParamMap&, std::string& outputPath, std::string&, std::string, AttrMap, ParamMap&,
-                                     std::shared_ptr<HICInst>) {
-  tell_unwritten(outputPath, "the configuration data");
+                                     std::shared_ptr<HICInst> inst) {
+  if (inst != nullptr) inst->write_files(outputPath);
 }

@@ -10,6 +10,7 @@
 #include "kdi/cores/Outputs.h"
 #include "kdi/cores/Store.h"
 #include "kdi/ippcw/HICInst.h"
+#include "kdi/ippcw/HICInstOutputUtils.h"
 #include "kdi/ippcw/HardIP.h"
 #include "tests/support/register_memory.h"
 #include "tests/support/scratch.h"
@@ -115,6 +116,37 @@ TEST_F(Outputs, ThatTheHardwareCannotHoldAreToldAndLeaveWhatStood) {
   EXPECT_EQ(heard.lines()[0], "ERROR: [ippcw] i: two functions use PMC_MIO 16");
   EXPECT_EQ(scratch_.content("pmc_data.cdo"), "what stood");
   EXPECT_EQ(kdi::list_directory(path).size(), 1U);
+}
+
+TEST_F(Outputs, OfALargerSystemAreWrittenByItsUtilities) {
+  HardIPInterface* const ps = core("pmcps", "1.0", "brvn3716-die-2LHP-e-S-es1");
+  ASSERT_NE(ps, nullptr);
+  const std::shared_ptr<HICInst> inst = ps->getHICInst();
+  StrPairs pairs{{"PS_UART0_PERIPHERAL_ENABLE", "1"}, {"PS_UART0_PERIPHERAL_IO", "PMC_MIO 16 .. 17"}};
+  StrVec modified, errors;
+  ParamMap messages, values{{"A", "1"}}, none;
+  inst->guiSetParam(pairs, modified, messages);
+  std::string path = scratch_.folder(), state = scratch_.path("i_state.json");
+  HICInstOutputUtils::generatePSXLStateJson(state, values);
+  HICInstOutputUtils::writeMioParams(state, inst, "pmcps");
+  const kdi::JsonFile read(state);
+  EXPECT_EQ(read.root().member("core").text(), "pmcps");
+  EXPECT_EQ(read.root().member("parameters").member("A").text(), "1");
+  EXPECT_EQ(read.root().member("mio").member("PMC_MIO 16").text(), "UART 0");
+  HICInstOutputUtils::generateIOPadReport(none, path, errors, inst);
+  HICInstOutputUtils::generatePowerJsonReport(none, path, errors, inst);
+  EXPECT_FALSE(kdi::JsonFile(path + "/power_report.json").root().member("items").items().empty());
+  HICInstOutputUtils::generateCDO(values, path, state, "pmcps", {}, none, inst);
+  EXPECT_FALSE(kdi::cdo::from_text(kdi::read_file(path + "/i_pmc_data.cdo"), "file").empty());
+  StrPairs registers;
+  inst->getSysmonRegData(registers);
+  EXPECT_FALSE(registers.empty());
+  EXPECT_TRUE(errors.empty());
+  std::string nowhere = scratch_.path("none");
+  message_host::Capture heard;
+  HICInstOutputUtils::generateIOPadReport(none, nowhere, errors, inst);
+  EXPECT_EQ(errors.size(), 1U);
+  EXPECT_EQ(heard.lines().size(), 1U);
 }
 
 TEST_F(Outputs, OfABlockGoIntoItsOwnFolder) {

@@ -64,6 +64,8 @@ class KDI_DOOR HICInst {
 
  private:
   friend class HICHipInst;
+  friend struct HICInstOutputUtils;
+  void write_files(std::string const& path);
   struct State;
   explicit HICInst(std::unique_ptr<State> state);
   std::unique_ptr<State> state_;
