@@ -442,22 +442,4 @@ TEST_P(BootLoaderFiles, ThePageTellsEveryRegister) {
 INSTANTIATE_TEST_SUITE_P(Systems, BootLoaderFiles, testing::Values(kPs7, kPsu),
                          [](auto const& one) { return one.param.name; });
 
-// Nearly every parameter has its place in a register, or is said to have none.
-TEST(BootLoaderRegisters, HoldTheParameters) {
-  for (System const& system : {kPs7, kPsu}) {
-    const Configured configured(system);
-    std::vector<bool> is_bound(configured.core().parameters().size());
-    for (kdi::cores::Register const& reg : configured.map().registers())
-      for (kdi::cores::RegisterField const& field : reg.fields)
-        for (const std::uint32_t parameter : field.parameters) is_bound[parameter] = true;
-    for (std::uint32_t i = 0; i < is_bound.size(); ++i) {
-      std::string const& name = configured.core().parameters()[i].name;
-      if (name.ends_with("_FUNCTION") && name.find("_MIO_") != std::string::npos)
-        continue;  // what the pad's field shows
-      EXPECT_TRUE(is_bound[i] || configured.map().elsewhere().contains(i)) << name << " has no place";
-    }
-    EXPECT_LE(configured.map().elsewhere().size() * 100, is_bound.size() * 15) << system.name;
-  }
-}
-
 }  // namespace

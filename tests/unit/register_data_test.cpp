@@ -36,8 +36,6 @@ std::vector<std::pair<std::string, std::string>> cores() {
     all.emplace_back(name, versions.front());
     if (versions.size() > 1) all.emplace_back(name, versions.back());
   }
-  // Those of the earlier processing systems are being written.
-  std::erase_if(all, [](auto const& one) { return one.first == "ps7" || one.first == "psu"; });
   std::erase_if(all, [](auto const& one) {
     return RegisterMap::of(core_description(one.first, one.second))->registers().empty();
   });
