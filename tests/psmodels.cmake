@@ -16,7 +16,7 @@ add_recorded_test(model_table_test SMOKE LABELS psmodels)
 add_recorded_test(pspmc_model_test LABELS psmodels)
 add_recorded_test(psxl_model_test LABELS psmodels)
 add_recorded_test(pcw_model_test LABELS psmodels)
-add_recorded_test(hardip_commands_test LABELS hardip)
+add_recorded_test(hardip_commands_test LABELS "hardip;frame")
 add_tcl_test(hardip LABELS hardip)
 
 # The commands that write files, against writers that record as well.

@@ -61,6 +61,10 @@ TEST_F(Marshalling, CheckArgsTakesThePairsInAnyOrder) {
   EXPECT_EQ(check_two(interp_, words, values), TCL_OK);
   EXPECT_EQ(values.context, words[4]);
   EXPECT_EQ(values.info, words[2]);
+  for (std::size_t i = 0; i < 5; ++i) {  // scripts rely on it
+    ASSERT_NE(words[i]->typePtr, nullptr) << i;
+    EXPECT_STREQ(words[i]->typePtr->name, "list") << i;
+  }
 }
 
 TEST_F(Marshalling, CheckArgsFailsWithTheSameTwoElementsWhateverIsWrong) {

@@ -92,6 +92,13 @@ TEST_F(TclValues, NumbersInTheFormsThatTclTakes) {
   EXPECT_EQ(tcl::bool_of(of("maybe").get()), std::nullopt);
 }
 
+TEST_F(TclValues, TextsGoToTheSystemAndBack) {
+  EXPECT_EQ(tcl::from_system("a b"), "a b");
+  EXPECT_EQ(tcl::to_system("a b"), "a b");
+  EXPECT_EQ(tcl::from_system(""), "");
+  EXPECT_EQ(tcl::to_system(tcl::from_system(std::string(10000, 'x'))), std::string(10000, 'x'));
+}
+
 TEST_F(TclValues, TheReasonGoesToTheInterpreterThatIsGiven) {
   Tcl_Interp* const interp = Tcl_CreateInterp();
   const ObjRef word(tcl::new_text("x"));
