@@ -469,7 +469,7 @@ TEST_P(Newest, HaveConsequencesOrAreListed) {
 
 std::vector<Version> newest() {
   if (test_support::kSanitized) return {};
-  return {{"psxl", "1.0"}, {"ps11", "1.0"}, {"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}};
+  return {{"psxl", "1.0"}, {"ps11", "1.0"}, {"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}, {"ps_pmc", "1.0"}};
 }
 std::string name_of(::testing::TestParamInfo<Version> const& one) {
   return one.param.core + ("_" + std::to_string(one.index));
