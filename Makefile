@@ -18,7 +18,7 @@ help:
 	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS)) on each target"
 	@echo "coverage  line coverage of the package, at least COVERAGE_BAR ($(COVERAGE_BAR)) %"
 	@echo "orders    find the processing orders of the base graphs anew"
-	@echo "docs      write the command reference, made from data/commands, to build/release/docs/commands"
+	@echo "docs      write the references of commands and cores, made from data, to build/release/docs"
 	@echo "format    lay out all C and C++ sources, with clang-format 14;  lint: check that and run clang-tidy"
 	@echo "install   into PREFIX ($(PREFIX));  clean: remove the build folder"
 
@@ -73,7 +73,7 @@ orders: release
 docs: packages
 	cmake --preset release >/dev/null
 	cmake --build --preset release --target docs
-	@echo "build/release/docs/commands/README.md"
+	@echo "build/release/docs/commands/README.md build/release/docs/cores/README.md"
 
 format:
 	clang-format-14 -i $(SOURCES)

@@ -8,6 +8,7 @@
 // interpreter and end with it.
 #include <tcl.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -17,7 +18,9 @@
 
 #include "host/coretools/session.h"
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/corepages/ExplanationText.h"
 #include "kdi/cores/Store.h"
 #include "kdi/tcl/command.h"
 
@@ -203,6 +206,30 @@ Tcl_Obj* explain(Session& session, Words words) {
   return object_of(words.size() > 2 ? one->core.explain(name, tcl::text_of(words[2])) : one->core.explain(name));
 }
 
+// For people: lines of a width that a terminal has.
+std::string why(Session& session, Words words) {
+  constexpr std::size_t kWidth = 100, kWidest = 1000;
+  const auto one = opened(session, words[0]);
+  const std::string name = tcl::text_of(words[1]);
+  const std::string message = words.size() > 2 ? tcl::text_of(words[2]) : std::string();
+  std::size_t width = kWidth;
+  if (words.size() > 3) {
+    const auto given = kdi::number::whole<std::size_t>(tcl::text_view(words[3]));
+    if (!given) throw std::invalid_argument("the width is no number: " + kdi::text::shown(tcl::text_view(words[3])));
+    width = std::min(*given, kWidest);
+  }
+  return kdi::corepages::explanation_text(message.empty() ? one->core.explain(name) : one->core.explain(name, message),
+                                          width);
+}
+
+Tcl_Obj* names(Session& session, Words words) {
+  StrVec all = opened(session, words[0])->core.names();
+  if (words.size() > 1)
+    std::erase_if(
+        all, [&](std::string const& one) { return Tcl_StringMatch(one.c_str(), tcl::text_of(words[1]).c_str()) == 0; });
+  return tcl::new_list(all);
+}
+
 Tcl_Obj* try_set(Session& session, Words words) {
   const auto one = opened(session, words[0]);
   return object_of(one->core.try_set(pairs_of(words.subspan(1))));
@@ -309,6 +336,8 @@ constexpr tcl::Row kCommands[] = {
     {"coretools::write", handler<write>, kFile},
     {"coretools::read", handler<read>, kFile},
     {"coretools::report", handler<report>, tcl::exactly(2, usage("name file"))},
+    {"coretools::why", handler<why>, tcl::between(2, 4, usage("name parameter ?message? ?width?"))},
+    {"coretools::names", handler<names>, tcl::between(1, 2, usage("name ?pattern?"))},
     {"coretools::cores", handler<cores>, tcl::exactly(0, usage(""))},
     {"coretools::parameters", handler<parameters>, tcl::between(1, 2, usage("core ?version?"))},
 };

@@ -412,6 +412,15 @@ StrVec OpenedCore::choose(std::string const& choice) {
 
 // --------------------------------------------------------------------------------------------------------------- why
 
+StrVec OpenedCore::names() const {
+  StrVec all;
+  access([&](Access const& access) {
+    for (Configuration const* const one : access.configurations)
+      for (Parameter const& parameter : one->core().parameters()) all.push_back(parameter.name);
+  });
+  return each_once(all);
+}
+
 Record OpenedCore::explain(std::string const& name) {
   Record record;
   access([&](Access const& all) {

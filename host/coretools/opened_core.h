@@ -70,6 +70,8 @@ class OpenedCore {
   StrVec choose(std::string const& choice);
 
   // ---------------------------------------------------------------------------------------------------- why
+  /// Engine names of all parameters, those of sub-cores behind the core's own.
+  StrVec names() const;
   kdi::cores::Record explain(std::string const& name);
   kdi::cores::Record explain(std::string const& name, std::string const& message);
   kdi::cores::Record try_set(StrPairs const& pairs);

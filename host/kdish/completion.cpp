@@ -203,10 +203,53 @@ void add_files(Completion& to, Context const& where) {
   }
 }
 
+// ---------------------------------------------------------------------------------------- cores and their parameters
+
+using Core = KnownNames::Core;
+
+void add_core_parameters(Completion& to, Context const& where, Core const& core) {
+  if (where.names.core_parameters) add_names(to, where, where.names.core_parameters(core, where.prefix));
+}
+
+void add_core_values(Completion& to, Context const& where, Core const& core, std::string const& parameter) {
+  if (where.names.core_values) add_names(to, where, where.names.core_values(core, parameter));
+}
+
+// The open core that a command is told of by its first word.
+std::optional<Core> open_core(Command const& command, std::vector<std::string> const& typed) {
+  if (command.words.empty() || command.words[0].type != "core" || typed.size() < 2) return std::nullopt;
+  return Core{typed[1], {}, {}};
+}
+
+// The elements of a list as it is typed, braces around them; without what is nested.
+std::vector<std::string> elements(std::string_view text) {
+  if (text.starts_with('{') && text.ends_with('}')) text = text.substr(1, text.size() - 2);
+  std::vector<std::string> all;
+  for (std::string_view const word : kdi::text::words(text)) all.emplace_back(word);
+  return all;
+}
+
+// The core that the context on the line names.
+std::optional<Core> core_of_context(std::vector<std::string> const& typed) {
+  const auto option = std::find(typed.begin(), typed.end(), "-context");
+  if (option == typed.end() || option + 1 == typed.end()) return std::nullopt;
+  const std::vector<std::string> pairs = elements(*(option + 1));
+  Core core;
+  for (std::size_t i = 0; i + 1 < pairs.size(); i += 2) {
+    if (pairs[i] == "ps_core_name") core.name = pairs[i + 1];
+    if (pairs[i] == "ps_core_ver") core.version = pairs[i + 1];
+  }
+  return core.name.empty() ? std::nullopt : std::optional(core);
+}
+
+// Whether a list in braces holds parameters of the core that a context names: the values of -params and its like.
+bool holds_parameters(Word const& word) { return word.name == "-params" || word.name == "-userparams"; }
+
 void add_values(Completion& to, Context const& where, Word const& word) {
   if (!word.values.empty()) return add_names(to, where, word.values);
   if (word.type == "part") return add_names(to, where, where.names.parts(where.prefix));
   if (word.type == "parameter") return add_names(to, where, where.names.parameters(where.prefix));
+  if (word.type == "core" && where.names.cores) return add_names(to, where, where.names.cores(where.prefix));
   if (word.type == "boolean") return add_names(to, where, {"false", "true"});
   if (word.type == "file") return add_files(to, where);
   if (word.type != "command") return;
@@ -252,6 +295,11 @@ void add_words(Completion& to, Context const& where, std::vector<std::string> co
   Command const* const command = where.table.command(typed[0]);
   if (command == nullptr) return add_files(to, where);
   const Expected next = expected_of(*command, typed);
+  if (const auto core = next.word == nullptr ? std::nullopt : open_core(*command, typed)) {
+    if (next.word->type == "core_parameter" || (next.word->is_pairs() && next.is_name))
+      return add_core_parameters(to, where, *core);
+    if (next.word->is_pairs()) return add_core_values(to, where, *core, typed.back());
+  }
   if (next.word != nullptr && next.is_name) return add_keys(to, where, *next.word, typed[0]);
   if (where.prefix.starts_with('-') || (next.word == nullptr && !command->options.empty())) {
     for (Option const& option : command->options) add_names(to, where, {option.word.name});
@@ -273,6 +321,9 @@ void add_candidates(Completion& to, Context const& where) {
   const std::size_t depth = where.levels.size() - 1;
   Level const& current = where.levels[depth];
   if (Word const* const data = data_at(where, depth)) {
+    const auto core = holds_parameters(*data) ? core_of_context(where.levels[depth - 1].words) : std::nullopt;
+    if (core && current.elements % 2 == 0) return add_core_parameters(to, where, *core);
+    if (core && !current.words.empty()) return add_core_values(to, where, *core, current.words.back());
     if (current.elements % 2 == 0 && !data->is_pairs()) add_keys(to, where, *data, where.levels[depth - 1].words[0]);
     return;
   }

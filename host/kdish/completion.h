@@ -21,6 +21,15 @@ struct KnownNames {
   List variables;
   List parts;
   List parameters;
+
+  /// A core that stands on the line: one that is open, as it is typed (`core0`, `$c`), or one that a context names.
+  struct Core {
+    std::string handle;
+    std::string name, version;  ///< where there is no handle; the newest version if empty
+  };
+  List cores;  ///< handles of those that are open
+  std::function<std::vector<std::string>(Core const& core, std::string const& prefix)> core_parameters;
+  std::function<std::vector<std::string>(Core const& core, std::string const& parameter)> core_values;
 };
 
 struct Candidate {

@@ -208,6 +208,50 @@ std::vector<std::string> parameter_names() {
   return names;
 }
 
+// The name of an open core, as it is typed: itself, or a variable that holds it. A variable with a script behind it is
+// not read, since that would run the script.
+std::string handle_of(Tcl_Interp* interp, std::string const& typed) {
+  if (!typed.starts_with('$')) return typed;
+  std::string name = typed.substr(1);
+  if (name.starts_with('{') && name.ends_with('}')) name = name.substr(1, name.size() - 2);
+  if (!listed(interp, {"::trace", "info", "variable", name}).empty()) return {};
+  Tcl_Obj* const value = Tcl_GetVar2Ex(interp, name.c_str(), nullptr, TCL_GLOBAL_ONLY);
+  return value == nullptr ? std::string() : text_of(value);
+}
+
+// What the description of a core says of its parameters: names, each with a dictionary.
+std::vector<std::string> described(Tcl_Interp* interp, KnownNames::Core const& core) {
+  std::vector<std::string> words = {"::coretools::parameters", core.name};
+  if (!core.version.empty()) words.push_back(core.version);
+  return listed(interp, words);
+}
+
+std::vector<std::string> core_parameter_names(Tcl_Interp* interp, KnownNames::Core const& core,
+                                              std::string const& prefix) {
+  if (core.name.empty())
+    return listed(interp, {"::coretools::names", handle_of(interp, core.handle), pattern_of(prefix)});
+  const std::vector<std::string> pairs = described(interp, core);
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i + 1 < pairs.size(); i += 2) names.push_back(pairs[i]);
+  return names;
+}
+
+// Those that are permitted, where there is a list of them: of limits there is none.
+std::vector<std::string> core_value_names(Tcl_Interp* interp, KnownNames::Core const& core,
+                                          std::string const& parameter) {
+  if (core.name.empty()) {
+    const std::string handle = handle_of(interp, core.handle);
+    const std::vector<std::string> type = listed(interp, {"::coretools::get", handle, parameter, "type"});
+    if (type == std::vector<std::string>{"checkBox"}) return {"0", "1"};
+    if (type != std::vector<std::string>{"combo"}) return {};
+    return listed(interp, {"::coretools::get", handle, parameter, "range"});
+  }
+  const std::vector<std::string> pairs = described(interp, core);
+  for (std::size_t i = 0; i + 1 < pairs.size(); i += 2)
+    if (pairs[i] == parameter) return listed(interp, {"::tcl::dict::get", pairs[i + 1], "values"});
+  return {};
+}
+
 KnownNames known_names(Tcl_Interp* interp, Table const& table) {
   KnownNames names;
   names.commands = [interp, &table](std::string const& prefix) { return command_names(interp, table, prefix); };
@@ -216,6 +260,13 @@ KnownNames known_names(Tcl_Interp* interp, Table const& table) {
   };
   names.parts = [](std::string const&) { return part_names(); };
   names.parameters = [](std::string const&) { return parameter_names(); };
+  names.cores = [interp](std::string const&) { return listed(interp, {"::coretools::list"}); };
+  names.core_parameters = [interp](KnownNames::Core const& core, std::string const& prefix) {
+    return core_parameter_names(interp, core, prefix);
+  };
+  names.core_values = [interp](KnownNames::Core const& core, std::string const& parameter) {
+    return core_value_names(interp, core, parameter);
+  };
   return names;
 }
 

@@ -7,6 +7,7 @@
 #include "host/kdish/help.h"
 #include "host/kdish/result_json.h"
 #include "host/kdish/shell.h"
+#include "host/kdish/terminal.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/param_commands.h"
 #include "kdi/device/host/PartCatalogue.h"
@@ -202,6 +203,18 @@ int to_json_command(Shell& shell, Tcl_Interp* interp, Words words) {
   return tcl::succeed(interp, to_json(result.get(), command == nullptr ? Shape{} : command->shape));
 }
 
+// In lines as wide as the terminal, or of 80 characters where there is none.
+int explain(Shell&, Tcl_Interp* interp, Words words) {
+  const tcl::ObjRef command(tcl::new_text("::coretools::why"));
+  const tcl::ObjRef message(words.size() > 2 ? words[2] : tcl::new_text(""));
+  const tcl::ObjRef width(tcl::new_text(std::to_string(terminal_width())));
+  Tcl_Obj* const call[] = {command.get(), words[0], words[1], message.get(), width.get()};
+  if (const int code = Tcl_EvalObjv(interp, 5, call, 0); code != TCL_OK) return code;
+  std::string lines = text_of(Tcl_GetObjResult(interp));
+  while (lines.ends_with('\n')) lines.pop_back();
+  return tcl::succeed(interp, tcl::new_text(lines));
+}
+
 int progress(Shell& shell, Tcl_Interp* interp, Words words) {
   std::string text = text_of(words[0]);
   if (words.size() == 2) return tcl::fail(interp, "a number done needs the number of all as well");
@@ -235,6 +248,7 @@ constexpr tcl::Row kCommands[] = {
     {"journal", handler<journal>, between(0, 1, usage("?file?"))},
     {"replay", handler<replay>, exactly(1, usage("file"))},
     {"to_json", handler<to_json_command>, tcl::at_least(1, usage("command ?word ...?"))},
+    {"explain", handler<explain>, between(2, 3, usage("core parameter ?message?"))},
     {"progress", handler<progress>, between(1, 3, usage("text ?done? ?all?"))},
 };
 

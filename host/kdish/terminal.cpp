@@ -16,6 +16,13 @@ namespace kdish {
 
 bool write_all(int descriptor, std::string_view bytes) { return kdi::write_all(descriptor, bytes) == bytes.size(); }
 
+std::size_t terminal_width() {
+  constexpr std::size_t kWidth = 80;
+  winsize size{};
+  const bool is_told = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return is_told ? size.ws_col : kWidth;
+}
+
 bool wants_colour(int descriptor) {
   char const* const terminal = std::getenv("TERM");
   char const* const refused = std::getenv("NO_COLOR");

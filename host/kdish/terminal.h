@@ -15,6 +15,9 @@ namespace kdish {
 /// Writes all of `bytes`; false if that fails, as for a pipe that nobody reads any more.
 bool write_all(int descriptor, std::string_view bytes);
 
+/// The columns of the terminal that standard output is; 80 where it is none.
+std::size_t terminal_width();
+
 /// Whether to colour what goes to `descriptor`: it is a terminal that can, and the environment has no NO_COLOR.
 bool wants_colour(int descriptor);
 

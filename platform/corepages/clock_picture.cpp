@@ -150,7 +150,7 @@ class Tree {
 
   void judge(cores::Clock const& clock, cores::ClockSetting const& setting, Output& output) const {
     const std::optional<Decimal> ppm = error_ppm(setting.actual, clock.requested);
-    output.error = ppm ? error_text(*ppm) : "far off";
+    output.error = ppm ? error_text(*ppm) : "?";
     const bool is_far = !ppm || size_of(*ppm) > most_ppm_;
     const bool is_over = clock.most && setting.actual.rounded(9) > *clock.most;
     output.is_marked = is_far || is_over;
@@ -231,8 +231,8 @@ class WidePicture {
 
  private:
   static constexpr int kWidth = 1120, kRow = 22, kGap = 14, kTop = 30;
-  static constexpr int kReferenceRight = 132, kPllLeft = 190, kPllWidth = 214, kCrossingLeft = 440,
-                       kCrossingWidth = 108;
+  static constexpr int kReferenceRight = 132, kPllLeft = 190, kPllWidth = 214, kCrossingLeft = 428,
+                       kCrossingWidth = 144;
   static constexpr int kOutputLeft = 606;
 
   static std::string head() {

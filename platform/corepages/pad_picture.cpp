@@ -297,7 +297,7 @@ std::string repair(Unit const& unit) {
            "up</h4>" +
            moves(unit, nearest) + "</div>\n";
   } catch (cores::PadEffortError const& error) {
-    return "<p class=\"quiet\">No repair was found: " + html(error.what()) + "</p>\n";
+    return "<p class=\"quiet\">" + html(error.what()) + "</p>\n";
   }
 }
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "kdi/cores/Rule.h"
+#include "kdi/cores/RuleWords.h"
 #include "platform/cores/syntax.h"
 
 namespace kdi::cores {
@@ -21,7 +21,8 @@ constexpr SignWords kSigns[] = {
     {"<=", "is at most", "is above"}, {">", "is above", "is at most"}, {">=", "is at least", "is below"},
 };
 
-// What functions make of their arguments, which stand for {0}, {1}, ...; {*} is all of them in a row.
+// What functions make of their arguments, which stand for {0}, {1}, ...; {all} is all of them, {row} one behind the
+// other.
 struct CallWords {
   std::string_view name;
   std::size_t arguments;  // kAny: any number
@@ -30,8 +31,8 @@ struct CallWords {
 constexpr std::size_t kAny = ~std::size_t{0};
 constexpr CallWords kCalls[] = {
     {"abs", 1, "the size of {0}"},
-    {"min", kAny, "the least of {*}"},
-    {"max", kAny, "the greatest of {*}"},
+    {"min", kAny, "the least of {all}"},
+    {"max", kAny, "the greatest of {all}"},
     {"floor", 1, "{0} rounded down"},
     {"ceil", 1, "{0} rounded up"},
     {"round", 1, "{0} rounded"},
@@ -44,7 +45,7 @@ constexpr CallWords kCalls[] = {
     {"hex", 2, "{0} in hexadecimal of {1} digits"},
     {"power_of_two", 1, "2 to the power of {0}"},
     {"text", 1, "{0}"},
-    {"concatenated", kAny, "{+}"},
+    {"concatenated", kAny, "{row}"},
     {"length", 1, "the length of {0}"},
     {"part", 3, "{2} characters of {0} from number {1}"},
     {"replace", 3, "{0} with {2} for {1}"},
@@ -125,6 +126,17 @@ class Speaker {
     if (limits_ && node.form == Form::list && node.parts.size() == 2)
       return "from " + value(node.parts[0]) + " to " + value(node.parts[1]);
     return value(number);
+  }
+
+  std::string template_text(std::uint32_t number) const {
+    Expression const& node = syntax_.at(number);
+    std::string text;
+    for (const std::uint32_t part : node.parts) {
+      Expression const& one = syntax_.at(part);
+      const bool is_text = one.form == Form::literal && one.value.cell().kind() == Kind::text;
+      text += is_text ? one.value.cell().text() : "{" + value(part) + "}";
+    }
+    return text;
   }
 
   std::string value(std::uint32_t number) const {
@@ -247,8 +259,8 @@ class Speaker {
   std::string operand(std::uint32_t number, std::string_view sign = "") const {
     Expression const& node = syntax_.at(number);
     const bool goes_on = node.form == Form::arithmetic && node.word == sign && (sign == "+" || sign == "*");
-    const bool is_simple = node.form == Form::literal || node.form == Form::name || node.form == Form::call ||
-                           node.form == Form::index || node.form == Form::conditional || goes_on;
+    const bool is_simple = node.form == Form::literal || node.form == Form::name || node.form == Form::index ||
+                           node.form == Form::conditional || goes_on;
     return is_simple ? value(number) : "(" + value(number) + ")";
   }
 
@@ -300,15 +312,21 @@ class Speaker {
         continue;
       }
       const char place = words[i + 1];
-      i += 2;
-      if (place == '*')
+      i = words.find('}', i);
+      if (place == 'a')
         text += enumerated(parts, " and ");
-      else if (place == '+')
+      else if (place == 'r')
         text += followed(parts);
       else
-        text += value(parts[static_cast<std::size_t>(place - '0')]);
+        text += argument(parts[static_cast<std::size_t>(place - '0')], words);
     }
     return text;
+  }
+
+  // Sums and products stand in brackets, unless they are all there is.
+  std::string argument(std::uint32_t number, std::string_view words) const {
+    const bool is_compound = syntax_.at(number).form == Form::arithmetic && words != "{0}";
+    return is_compound ? "(" + value(number) + ")" : value(number);
   }
 
   std::string followed(std::vector<std::uint32_t> const& parts) const {
@@ -327,6 +345,12 @@ std::string Rule::in_words(Said said) const {
   const Speaker speaker(*syntax_, said == Said::limits);
   const bool is_truth = type() == Type(Kind::truth);
   return is_truth && said != Said::value ? speaker.statement(syntax_->root) : speaker.phrase(syntax_->root);
+}
+
+// A message is compiled to a row of its pieces, which is written as a call.
+std::string message_words(Rule const& text) {
+  const Syntax syntax = parse(text.written());
+  return Speaker(syntax, false).template_text(syntax.root);
 }
 
 }  // namespace kdi::cores

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/cores/code.h"
+#include "platform/cores/memory_functions.h"
 
 namespace kdi::cores {
 
@@ -24,6 +25,8 @@ std::optional<Symbol> CoreScope::symbol(std::string_view name) const {
   if (found == definitions_.end()) return std::nullopt;
   return Symbol{core_.definitions()[found->second].rule.type(), core_.definition_slot(found->second)};
 }
+
+Function const* CoreScope::function(std::string_view name) const { return memory_function(name); }
 
 std::optional<Symbol> CoreScope::aspect(std::string_view aspect, std::string_view name) const {
   if (aspect == "device") {

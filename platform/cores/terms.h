@@ -21,6 +21,7 @@ class CoreScope : public Scope {
   explicit CoreScope(Core const& core);
   std::optional<Symbol> symbol(std::string_view name) const override;
   std::optional<Symbol> aspect(std::string_view aspect, std::string_view name) const override;
+  Function const* function(std::string_view name) const override;
 
  private:
   std::optional<std::uint32_t> parameter(std::string_view name) const;

@@ -31,6 +31,14 @@ Completion completed(std::string const& text) {
   names.variables = among({"code", "codes", "x"});
   names.parts = among({"zrv1-a", "zrv1-b", "zrv2-a"});
   names.parameters = among({"project.one", "project.two"});
+  names.cores = among({"core0", "core1"});
+  names.core_parameters = [](KnownNames::Core const& core, std::string const& prefix) {
+    const bool is_known = core.handle == "core0" || core.handle == "$c" || core.name == "xram";
+    return is_known ? among({"XRAM_MODE", "XRAM_SIZE", "XRAM_VERSION_" + core.version})(prefix) : Texts();
+  };
+  names.core_values = [](KnownNames::Core const&, std::string const& parameter) {
+    return parameter == "XRAM_MODE" ? Texts{"one two", "three"} : Texts();
+  };
   return complete(text, table, names);
 }
 
@@ -63,6 +71,30 @@ TEST(Completion, OffersPartsAndParametersWhereTheTableSaysSo) {
   EXPECT_EQ(offered("set_param project.one t"), Texts{"true"});
   EXPECT_EQ(offered("help ldpc"), Texts{"ldpc::gen_core_params"});
   EXPECT_EQ(offered("help fe"), (Texts{"fec", "fectools"}));
+}
+
+TEST(Completion, OffersParametersAndValuesOfTheCoreOnTheLine) {
+  EXPECT_EQ(offered("coretools::set c"), (Texts{"core0", "core1"}));
+  EXPECT_EQ(offered("coretools::set $c XRAM_M"), Texts{"XRAM_MODE"});
+  EXPECT_EQ(offered("coretools::set core0 XRAM_S"), Texts{"XRAM_SIZE"});
+  EXPECT_EQ(offered("coretools::set core9 XRAM_S"), Texts{}) << "no such core";
+  EXPECT_EQ(offered("coretools::set $c XRAM_MODE "), (Texts{"one\\ two", "three"}));
+  EXPECT_EQ(offered("coretools::set $c XRAM_MODE \"on"), Texts{"\"one two"});
+  EXPECT_EQ(offered("coretools::set $c XRAM_MODE three XRAM_SI"), Texts{"XRAM_SIZE"});
+  EXPECT_EQ(offered("coretools::set $c XRAM_SIZE 2 XRAM_MODE t"), Texts{"three"});
+  EXPECT_EQ(offered("set moved [coretools::get $c XRAM_S"), Texts{"XRAM_SIZE"});
+  EXPECT_EQ(offered("coretools::get $c XRAM_SIZE ty"), Texts{"type"});
+  EXPECT_EQ(offered("explain $c XRAM_S"), Texts{"XRAM_SIZE"});
+}
+
+TEST(Completion, OffersParametersAndValuesOfTheCoreThatAContextNames) {
+  const std::string begin =
+      "Ip_config_kdi_tcltasks_ip_init -context {part x ps_core_name xram ps_core_ver 1.0} -params {";
+  EXPECT_EQ(offered(begin), (Texts{"XRAM_MODE", "XRAM_SIZE", "XRAM_VERSION_1.0"}));
+  EXPECT_EQ(offered(begin + "XRAM_MODE "), (Texts{"one\\ two", "three"}));
+  EXPECT_EQ(offered(begin + "XRAM_MODE three XRAM_SI"), Texts{"XRAM_SIZE"});
+  EXPECT_EQ(offered("Ip_config_kdi_tcltasks_ip_init -context {part x} -params {X"), Texts{});
+  EXPECT_EQ(offered("Ip_config_kdi_tcltasks_ip_init -params {X"), Texts{});
 }
 
 TEST(Completion, OffersFamiliesAndPagesForHelp) {

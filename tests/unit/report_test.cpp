@@ -130,6 +130,63 @@ TEST(Report, HasThisStructure) {
   expect_links_to_lead_somewhere(page);
 }
 
+std::string without_assets(std::string const& page) {
+  return without(without(page, "<style>", "</style>"), "<script>", "</script>");
+}
+std::string without_list(std::string const& page) { return without(page, "<div id=\"list\">", "</main>"); }
+
+// What else there may be to say: nothing given, clocks by hand, banks that are missing, no seat for everyone, values
+// without effect, messages without advice, and all that is told of a parameter.
+TEST(Report, OfOtherStates) {
+  std::string all;
+  const auto add = [&](std::string const& name, Values const& values, Bounds const& bounds = {}) {
+    const std::string page = Made(values).page(bounds);
+    expect_balanced(page);
+    expect_links_to_lead_somewhere(page);
+    all += "==== " + name + "\n" + without_list(without_assets(page));
+  };
+  add("nothing given", {});
+  add("no effort", kConflicts, {1000, 24, 1});
+  add("no advice", kConflicts, {1000, 0, 1});
+  add("by hand", {{"MANUAL", "1"},
+                  {"ALT_MHZ", "20"},
+                  {"REF_MHZ", "60"},
+                  {"V_ON", "1"},
+                  {"V_SRC", "the reference"},
+                  {"V_DIV", "1"},
+                  {"V_MOST", "50"},
+                  {"W_SRC", "none"}});
+  add("no bank",
+      {{"PS_THERE", "0"}, {"UART0_IO", "PS 0 .. 1"}, {"SPI0_ON", "1"}, {"SPI0_IO", "EMIO"}, {"U_MHZ", "0.001"}});
+  add("no seat", {{"PS_THERE", "0"}, {"UART1_ON", "1"}, {"SPI0_ON", "1"}, {"WIDE", "1"}, {"KEY_ON", "1"}});
+  add("no effect", {{"DEPTH", "4"}, {"V_MHZ", "500"}, {"U_ON", "1"}});
+  test_support::expect_golden("cores/report_states.html", all);
+}
+
+TEST(Report, TellsAllOfASmallCore) {
+  Configuration configuration(Core::parse(R"J({"format": 1, "core": "small", "version": "1.0",
+"device": [{"word": "old", "type": "truth", "without": "1"}], "parameters": [
+{"name": "ON", "type": "truth", "widget": "CHECKBOX", "description": "Whether.", "default": "1", "user_names": ["used"]},
+{"name": "NOTE", "type": "text", "widget": "EDIT", "description": "Any.", "default": "", "messages": [
+  {"name": "noted", "severity": "info", "when": "given(NOTE)", "text": "There is a note"}]},
+{"name": "WIDTH", "type": "integer", "widget": "COMBO", "description": "In bits.", "default": "8", "skips": true,
+ "enabled": "ON", "range": "if ON then [8, 16] else [8]", "messages": [
+  {"name": "old_part", "severity": "critical_warning", "when": "device('old')", "text": "The part is old"}]},
+{"name": "BYTES", "type": "integer", "widget": "EDIT", "description": "How many.", "default": "1", "derived": "WIDTH div 8"}
+]})J",
+                                          "small.json"),
+                              {}, [](auto&&...) { return nullptr; });
+  const auto set = [&](std::string const& name, std::string const& value) {
+    configuration.set({{*configuration.find(name), value}});
+  };
+  set("NOTE", "hm");
+  set("WIDTH", "9");
+  std::string all = without_assets(kdi::corepages::report(configuration, {}));
+  set("ON", "0");
+  all += without_assets(kdi::corepages::report(configuration, {"Mine", {}}));
+  test_support::expect_golden("cores/report_small.html", all);
+}
+
 TEST(Report, TellsOfAParameterWhyItIsSo) {
   const std::string page = Made(Values{{"U_ON", "0"}, {"V_ON", "1"}}).page();
   const std::size_t begin = page.find("<li id=\"p-DEPTH\"");

@@ -116,6 +116,7 @@ TEST(Script, ThePackageMayAskTheShell) {
       {"get_param nothing", "parameter \"nothing\" is not declared\n"},
       {"get_part nothing", "part \"nothing\" is not known; list_parts names them all\n"},
       {"report_part {}", "part \"\" is not known; list_parts names them all\n"},
+      {"explain core0", "wrong # args: should be \"explain core parameter ?message?\"\n"},
       {"get_primitives -part", "wrong # args: should be \"get_primitives -part value ?-kind value?\"\n"},
       {"get_primitives -part zrv7030-c484-1-c -kind", "no value for \"-kind\"\n"},
       {"get_primitives -kind clock", "no part given: use -part\n"},

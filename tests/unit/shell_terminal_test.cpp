@@ -116,6 +116,26 @@ TEST_F(Terminal, CompletesByTab) {
   leave(session);
 }
 
+TEST_F(Terminal, CompletesParametersOfACoreAndExplainsThem) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "set c [coretools::open brenlo:ip:xram:1.0 {part brvn1102-a625-2LHP-e-S}]\r");
+  EXPECT_TRUE(session.shows("core0\r\n"));
+  at_prompt(session, "coretools::get $c XRAM_ECC_SCRUB_PER\tenab\t\r");
+  EXPECT_TRUE(session.shows("\r\nfalse\r\n"));
+  at_prompt(session, "coretools::set $c XRAM_SI\t2; coretools::get $c XRAM_SI\tva\t\r");
+  EXPECT_TRUE(session.shows("\r\n2\r\n"));
+  at_prompt(session, "explain $c XRAM_ECC_SCRUB_PER\t\r");
+  EXPECT_TRUE(session.shows(
+      "  disabled, for this does not hold: enabled(XRAM_ECC_SCRUB_ENABLE) and XRAM_ECC_SCRUB_ENABLE\r\n"));
+  EXPECT_TRUE(session.shows("  what would enable it:\r\n    set XRAM_ECC_SCRUB_ENABLE to 1\r\n"));
+  // A variable that a script watches is not read.
+  at_prompt(session, "set d $c; trace add variable d read {apply {args {puts touched}}}; set done 1\r");
+  at_prompt(session, "coretools::get $d XRAM_SI\t");
+  give_up(session);
+  EXPECT_EQ(session.passed().find("touched"), std::string::npos);
+  leave(session);
+}
+
 TEST_F(Terminal, ListsWhatATabCannotDecide) {
   TerminalSession session(words_, variables(), folder_.folder());
   at_prompt(session, "ldpc::gen_\t");
