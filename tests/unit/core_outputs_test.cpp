@@ -155,6 +155,16 @@ TEST_F(Outputs, OfABlockGoIntoItsOwnFolder) {
   ParamMap params{{"CPM_PCIE0_MODES", "PCIE"}};
   cpm->writeDesignData(path, params);
   EXPECT_FALSE(kdi::cdo::from_text(kdi::read_file(path + "/temp/i/cpm_pre_data.cdo"), "file").empty());
+  for (char const* const file : {"cpm_post_data.cdo", "cpm_win_data.cdo"})
+    EXPECT_TRUE(kdi::is_file(path + "/temp/i/" + file)) << file;
+}
+
+TEST_F(Outputs, OfASmallBlockAreOneFile) {
+  HardIPInterface* const xram = core("xram");
+  std::string path = scratch_.folder();
+  ParamMap params;
+  xram->writeDesignData(path, params);
+  EXPECT_EQ(kdi::list_directory(path), std::vector<std::string>{"i_xram_data.cdo"});
 }
 
 }  // namespace
