@@ -6,6 +6,7 @@ add_unit_test(rule_truth_test OPTIMISED LABELS cores LINKS kdi_cores_objects Boo
 add_unit_test(core_reader_test LABELS cores LINKS kdi_cores_objects)
 add_unit_test(core_models_test SMOKE OPTIMISED LABELS cores LINKS kdi_cores_objects)
 add_unit_test(core_truth_test SMOKE OPTIMISED LABELS cores LINKS kdi_cores_objects Boost::headers)
+add_unit_test(real_cores_test SMOKE OPTIMISED LABELS cores LINKS kdi_cores_objects Boost::headers)
 add_unit_test(explain_test LABELS cores LINKS kdi_cores_objects)
 add_unit_test(hard_ip_test LABELS cores LINKS "kdi_ippcw;kdi_cores;kdi_device;kdi_common")
 add_unit_test(advice_test SMOKE OPTIMISED LABELS cores LINKS kdi_cores_objects)

@@ -4,6 +4,7 @@
 #include <set>
 #include <unordered_map>
 
+#include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Core.h"
@@ -123,16 +124,25 @@ class CoreReader : public Scope {
   void add_version(std::string const& name, std::string const& version, std::optional<JsonValue> asked, int depth) {
     const std::string path = directory_ + "/" + name + "/" + version + ".json";
     if (depth == kMostVersions) asked->refuse("at most 32 versions that extend one another");
-    try {
+    if (asked)
+      open(path, *asked, "a version of " + name + " that is there");
+    else
       files_.emplace_back(path);
-    } catch (FileError const&) {
-      if (asked) asked->refuse("a version of " + name + " that is there");
-      throw;
-    }
     const JsonValue root = files_.back().root();
     add_file(root, depth);
     if (core_->name_ != name) root.member("core").refuse("the name of the folder, " + name);
     if (core_->version_ != version) root.member("version").refuse("the name of the file, " + version);
+  }
+
+  // A file that is not there is a slip of the description that asks for it; one that cannot be read is a fault of the
+  // system's, told with its reason.
+  void open(std::string const& path, JsonValue asked, std::string const& expectation) {
+    try {
+      files_.emplace_back(path);
+    } catch (FileError const& error) {
+      if (!is_file(path) && !is_directory(path)) asked.refuse(expectation);
+      throw FileError(asked.place() + ": " + error.what());
+    }
   }
 
   void add_file(JsonValue root, int depth) {
@@ -221,11 +231,7 @@ class CoreReader : public Scope {
     if (!is_path_below(path))
       file.refuse("the path of a part from the folder of the cores on, such as parts/uart.json");
     const auto [known, is_new] = part_numbers_.emplace(path, files_.size());
-    if (is_new) try {
-        files_.emplace_back(directory_ + "/" + path);
-      } catch (FileError const&) {
-        file.refuse("a part that is there");
-      }
+    if (is_new) open(directory_ + "/" + path, file, "a part that is there");
     return files_[known->second].root();
   }
 

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <boost/multiprecision/cpp_int.hpp>
+#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <variant>
@@ -81,10 +83,66 @@ inline std::string shown(Item const& item) {
   return (up < 0 ? "-" : "") + digits;
 }
 
+/// The number that a text says: an optional sign, digits with at most one point, an optional exponent, and nothing
+/// else.
+inline std::optional<Fraction> read_number(std::string const& text) {
+  std::size_t at = 0, digits = 0;
+  const auto is_digit = [&] { return at < text.size() && text[at] >= '0' && text[at] <= '9'; };
+  if (text.size() > 100) return std::nullopt;
+  const bool is_negative = !text.empty() && text[0] == '-';
+  if (is_negative || (!text.empty() && text[0] == '+')) ++at;
+  Fraction value = 0, unit = 1;
+  for (; is_digit(); ++at, ++digits) value = value * 10 + (text[at] - '0');
+  if (at < text.size() && text[at] == '.')
+    for (++at; is_digit(); ++at, ++digits) value += (text[at] - '0') * (unit /= 10);
+  if (digits == 0) return std::nullopt;
+  if (at < text.size()) {
+    if (text[at] != 'e' && text[at] != 'E') return std::nullopt;
+    ++at;
+    const bool is_small = at < text.size() && text[at] == '-';
+    if (at < text.size() && (text[at] == '-' || text[at] == '+')) ++at;
+    if (!is_digit()) return std::nullopt;
+    int exponent = 0;
+    for (; is_digit(); ++at) exponent = std::min(exponent * 10 + (text[at] - '0'), 1000);
+    if (at < text.size()) return std::nullopt;
+    if (value != 0 && exponent > 36) return std::nullopt;
+    for (; exponent > 0; --exponent) value *= is_small ? Fraction(1, 10) : Fraction(10);
+  }
+  if (is_negative) value = -value;
+  try {
+    return fraction(decimal(value));
+  } catch (Fault const&) {
+    return std::nullopt;
+  }
+}
+
+/// To the nearest of so many places, halves away from zero.
+inline Item rounded(Fraction const& value, Item const* places) {
+  Integer unit = 1;
+  const Integer count = places == nullptr ? Integer(0) : std::get<Integer>(*places);
+  if (count < 0 || count > 18) throw Fault("places");
+  for (Integer i = 0; i < count; ++i) unit *= 10;
+  const Fraction scaled = abs(value) * unit + Fraction(1, 2);
+  const Integer whole = boost::multiprecision::numerator(scaled) / boost::multiprecision::denominator(scaled);
+  return decimal(Fraction(value < 0 ? Integer(-whole) : whole, unit));
+}
+
+/// What is seen of the places of a tree while it is read again and again: of a truth whether it was true (1) and false
+/// (2).
+using SeenTruths = std::vector<unsigned char>;
+
 class Reader {
  public:
-  Reader(kdi::cores::Syntax const& syntax, std::map<std::string, Item> values)
-      : syntax_(syntax), names_(std::move(values)) {}
+  /// What stands behind a place of the tree: a name that is not the tree's own, or a call that is no function.
+  using Outside = std::function<std::optional<Item>(std::uint32_t place)>;
+
+  Reader(kdi::cores::Syntax const& syntax, Outside outside, SeenTruths* seen = nullptr)
+      : syntax_(syntax), outside_(std::move(outside)), seen_(seen) {}
+  Reader(kdi::cores::Syntax const& syntax, std::map<std::string, Item> const& values)
+      : Reader(syntax, [&](std::uint32_t place) -> std::optional<Item> {
+          if (syntax.at(place).form == kdi::cores::Form::call) return std::nullopt;
+          return values.at(syntax.at(place).word);
+        }) {}
 
   Item whole() { return of(syntax_.root); }
 
@@ -94,13 +152,21 @@ class Reader {
   bool truth(std::uint32_t number) { return std::get<bool>(of(number)); }
 
   Item of(std::uint32_t number) {
+    Item item = read(number);
+    if (seen_ != nullptr && item.index() == 0) (*seen_)[number] |= std::get<bool>(item) ? 1 : 2;
+    return item;
+  }
+
+  Item read(std::uint32_t number) {
     kdi::cores::Expression const& node = syntax_.at(number);
     std::vector<std::uint32_t> const& parts = node.parts;
     switch (node.form) {
       case Form::literal:
         return literal(node.value);
       case Form::name:
-        return names_.at(node.word);
+        for (auto own = own_.rbegin(); own != own_.rend(); ++own)
+          if (*own->first == node.word) return own->second;
+        return outside_(number).value();
       case Form::negate: {
         const Item item = of(parts[0]);
         return item.index() == 1 ? integer(-std::get<Integer>(item)) : decimal(-std::get<Fraction>(item));
@@ -165,7 +231,7 @@ class Reader {
       case Form::loop:
         return loop(node);
       case Form::call:
-        return call(node);
+        return call(number, node);
     }
     throw std::logic_error("no such form");
   }
@@ -233,12 +299,8 @@ class Reader {
     return node.operation == "all";
   }
 
-  Item call(kdi::cores::Expression const& node) {
-    if (node.parts.size() == 1 && syntax_.at(node.parts[0]).form == Form::name) {
-      const auto aspect = names_.find(node.word + "(" + syntax_.at(node.parts[0]).word + ")");
-      if (aspect != names_.end()) return aspect->second;
-    }
-    if (node.word == "device") return names_.at("device(" + syntax_.at(node.parts[0]).value.cell().text() + ")");
+  Item call(std::uint32_t number, kdi::cores::Expression const& node) {
+    if (std::optional<Item> other = outside_(number)) return *std::move(other);
     List arguments;
     for (const std::uint32_t part : node.parts) arguments.push_back(of(part));
     if (node.word == "length") {
@@ -266,7 +328,10 @@ class Reader {
     }
     if (node.word == "numbers") {
       auto list = std::make_shared<List>();
-      for (Integer i = std::get<Integer>(arguments[0]); i <= std::get<Integer>(arguments[1]); ++i) list->push_back(i);
+      for (Integer i = std::get<Integer>(arguments[0]); i <= std::get<Integer>(arguments[1]); ++i) {
+        list->push_back(i);
+        if (list->size() > 100'000) throw Fault("list");
+      }
       return list;
     }
     if (node.word == "concatenated") {
@@ -274,32 +339,149 @@ class Reader {
       for (Item const& item : arguments) text += shown(item);
       return text;
     }
-    throw std::logic_error("no reading of " + node.word);
+    if (const auto item = of_texts(node.word, arguments)) return *item;
+    if (const auto item = of_lists(node.word, arguments)) return *item;
+    return of_numbers(node.word, arguments);
+  }
+
+  static std::optional<Item> of_texts(std::string const& function, List const& arguments) {
+    if (arguments[0].index() != 3) return std::nullopt;
+    std::string const& text = std::get<std::string>(arguments[0]);
+    const auto other = [&](std::size_t number) -> std::string const& {
+      return std::get<std::string>(arguments[number]);
+    };
+    if (function == "starts_with") return text.rfind(other(1), 0) == 0;
+    if (function == "ends_with")
+      return text.size() >= other(1).size() && text.substr(text.size() - other(1).size()) == other(1);
+    if (function == "contains") return text.find(other(1)) != std::string::npos;
+    if (function == "is_number") return read_number(text).has_value();
+    if (function == "number") {
+      const auto number = read_number(text);
+      return number ? Item(*number) : Item(fraction(arguments[1]));
+    }
+    if (function == "lower" || function == "upper") {
+      std::string changed = text;
+      for (char& c : changed) {
+        if (function == "lower" && c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        if (function == "upper" && c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+      }
+      return changed;
+    }
+    if (function == "replace") {
+      if (other(1).empty()) return text;
+      std::string changed;
+      for (std::size_t at = 0; at < text.size();) {
+        const bool is_here = text.compare(at, other(1).size(), other(1)) == 0;
+        changed += is_here ? other(2) : text.substr(at, 1);
+        at += is_here ? other(1).size() : 1;
+      }
+      return changed;
+    }
+    if (function == "part") {
+      std::string part;
+      Integer const &first = std::get<Integer>(arguments[1]), &count = std::get<Integer>(arguments[2]);
+      const Integer begin = first < 0 ? Integer(0) : first;
+      for (std::size_t i = 0; i < text.size(); ++i)
+        if (i >= begin && i - begin < count) part += text[i];
+      return part;
+    }
+    if (function == "split") {
+      auto list = std::make_shared<List>();
+      if (other(1).empty()) throw Fault("separator");
+      if (text.empty()) return list;
+      std::string rest = text;
+      for (std::size_t at = rest.find(other(1)); at != std::string::npos; at = rest.find(other(1))) {
+        list->push_back(rest.substr(0, at));
+        rest.erase(0, at + other(1).size());
+      }
+      list->push_back(rest);
+      return list;
+    }
+    return std::nullopt;
+  }
+
+  static std::optional<Item> of_lists(std::string const& function, List const& arguments) {
+    if (arguments[0].index() == 5) {
+      Map const& map = *std::get<5>(arguments[0]);
+      auto list = std::make_shared<List>();
+      if (function == "get") {
+        const auto found = map.find(std::get<std::string>(arguments[1]));
+        return found == map.end() ? arguments[2] : found->second;
+      }
+      for (auto const& [key, value] : map) list->push_back(function == "keys" ? Item(key) : value);
+      return list;
+    }
+    if (arguments[0].index() != 4) return std::nullopt;
+    List const& all = *std::get<4>(arguments[0]);
+    if (function == "index_of") {
+      for (std::size_t i = 0; i < all.size(); ++i)
+        if (compared(all[i], arguments[1]) == 0) return Integer(i);
+      return Integer(-1);
+    }
+    if (function == "join") {
+      std::string text;
+      for (std::size_t i = 0; i < all.size(); ++i)
+        text += (i == 0 ? "" : std::get<std::string>(arguments[1])) + std::get<std::string>(all[i]);
+      return text;
+    }
+    auto list = std::make_shared<List>();
+    for (Item const& item : all)
+      if (function != "distinct" ||
+          std::none_of(list->begin(), list->end(), [&](Item const& known) { return compared(known, item) == 0; }))
+        list->push_back(item);
+    if (function == "sorted")
+      std::stable_sort(list->begin(), list->end(), [](Item const& a, Item const& b) { return compared(a, b) < 0; });
+    return list;
+  }
+
+  static Item of_numbers(std::string const& function, List const& arguments) {
+    if (function == "text") return shown(arguments[0]);
+    Item const* const second = arguments.size() > 1 ? &arguments[1] : nullptr;
+    if (function == "abs") {
+      if (arguments[0].index() == 1) return integer(abs(std::get<Integer>(arguments[0])));
+      return decimal(abs(fraction(arguments[0])));
+    }
+    if (function == "round") return rounded(fraction(arguments[0]), second);
+    if (function == "quotient") {
+      if (fraction(*second) == 0) throw Fault("zero");
+      return rounded(fraction(arguments[0]) / fraction(*second), arguments.size() > 2 ? &arguments[2] : nullptr);
+    }
+    if (function == "integer") {
+      const Fraction value = fraction(arguments[0]);
+      if (boost::multiprecision::denominator(value) != 1) throw Fault("fraction");
+      return boost::multiprecision::numerator(value);
+    }
+    if (function == "power_of_two") {
+      Integer const& exponent = std::get<Integer>(arguments[0]);
+      if (exponent < 0 || exponent > 62) throw Fault("exponent");
+      return Integer(1) << static_cast<unsigned>(exponent);
+    }
+    if (function == "hex") {
+      Integer rest = std::get<Integer>(arguments[0]);
+      const Integer digits = second == nullptr ? Integer(1) : std::get<Integer>(*second);
+      if (rest < 0 || digits < 1 || digits > 16) throw Fault("hex");
+      std::string text;
+      for (; rest != 0 || text.size() < digits; rest /= 16)
+        text = "0123456789abcdef"[static_cast<std::size_t>(rest % 16)] + text;
+      return text;
+    }
+    throw std::logic_error("no reading of " + function);
   }
 
   template <class Use>
   Item with(std::string const& name, Item value, Use use) {
-    const auto before = names_.find(name);
-    const Item kept = before == names_.end() ? Item(false) : before->second;
-    const bool had = before != names_.end();
-    names_[name] = std::move(value);
+    own_.emplace_back(&name, std::move(value));
     const struct Back {
       Reader& reader;
-      std::string const& name;
-      Item const& kept;
-      bool had;
-      ~Back() {
-        if (had)
-          reader.names_[name] = kept;
-        else
-          reader.names_.erase(name);
-      }
-    } back{*this, name, kept, had};
+      ~Back() { reader.own_.pop_back(); }
+    } back{*this};
     return use();
   }
 
   kdi::cores::Syntax const& syntax_;
-  std::map<std::string, Item> names_;
+  Outside outside_;
+  SeenTruths* seen_;
+  std::vector<std::pair<std::string const*, Item>> own_;  // names of the tree, the innermost last
 };
 
 }  // namespace plain_rules

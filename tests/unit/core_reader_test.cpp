@@ -180,8 +180,9 @@ class Versions : public ::testing::Test {
       Core::read(scratch_.folder(), "made", version);
     } catch (std::exception const& error) {
       std::string text = error.what();
-      const std::size_t folder = text.find(scratch_.folder());
-      return folder == std::string::npos ? text : text.erase(folder, scratch_.folder().size() + 1);
+      for (std::size_t at = text.find(scratch_.folder()); at != std::string::npos; at = text.find(scratch_.folder()))
+        text.erase(at, scratch_.folder().size() + 1);
+      return text;
     }
     return "none";
   }
@@ -343,6 +344,27 @@ TEST_F(Versions, AreRefusedWithTheirPlace) {
   scratch_.file("made/2.0.json", R"({"format": 1, "core": "other", "version": "2.0"})");
   EXPECT_EQ(error_of("2.0"), "made/2.0.json:1: core: expected the name of the folder, made, found the text \"other\"");
   EXPECT_NE(error_of("3.0"), "none");
+}
+
+// What is there and cannot be read is told with the reason, and with who asks for it.
+TEST_F(Versions, WhatCannotBeReadIsToldWithItsReason) {
+  part("one", R"("parameters": [)" + parameter("A", "integer", "1") + "]");
+  version("0.9", R"("includes": [{"file": "parts/one.json"}])");
+  version("1.0", R"("extends": "0.9")");
+  EXPECT_EQ(error_of("1.0"), "none");
+  const std::string part_file = scratch_.path("parts/one.json"), base_file = scratch_.path("made/0.9.json");
+  const std::string content = scratch_.content("parts/one.json");
+  for (std::size_t size = 0; size < content.size(); ++size) {
+    scratch_.file("parts/one.json", content.substr(0, size));
+    const std::string error = error_of("1.0");
+    EXPECT_TRUE(error.starts_with("parts/one.json:")) << size << ": " << error;
+  }
+  std::filesystem::remove(part_file);
+  std::filesystem::create_directory(part_file);
+  EXPECT_EQ(error_of("1.0"), "made/0.9.json:1: includes[0].file: parts/one.json: cannot be read: Is a directory");
+  std::filesystem::remove(base_file);
+  std::filesystem::create_directory(base_file);
+  EXPECT_EQ(error_of("1.0"), "made/1.0.json:1: extends: made/0.9.json: cannot be read: Is a directory");
 }
 
 TEST(CoreInstances, KeepWhatIsOutOfRange) {

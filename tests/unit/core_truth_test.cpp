@@ -3,13 +3,19 @@
 
 #include <algorithm>
 
-#include "tests/support/plain_core.h"
+#include "tests/support/seen_core.h"
 
 namespace {
 
 using namespace kdi::cores;
-using plain_rules::PlainCore;
+using plain_rules::computed_anew;
+using plain_rules::difference;
+using plain_rules::given;
+using plain_rules::PlainRules;
 using plain_rules::RandomRules;
+using plain_rules::Seen;
+using plain_rules::seen;
+using plain_rules::SeenCore;
 
 constexpr std::uint32_t kParameters = 24;
 
@@ -94,55 +100,6 @@ class RandomCore {
   int refused_ = 0;
 };
 
-// Everything that can be asked about a parameter.
-struct Seen {
-  std::string value, backup;
-  bool enabled;
-  std::vector<std::string> range;
-  std::vector<std::pair<std::string, std::string>> messages;
-  friend bool operator==(Seen const&, Seen const&) = default;
-};
-
-std::vector<Seen> seen(Instance& instance) {
-  std::vector<Seen> all;
-  for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i)
-    all.push_back({instance.value(i), instance.backup(i), instance.is_enabled(i), instance.range(i), {}});
-  for (Due const& due : instance.messages()) {
-    const bool is_own = due.name == "rule" || due.name == "range";
-    const bool has_fault = due.text.starts_with(instance.core().parameters()[due.parameter].name + ": ");
-    all.at(due.parameter).messages.emplace_back(due.name, is_own ? "" : has_fault ? "(fault)" : due.text);
-  }
-  return all;
-}
-
-std::vector<std::optional<std::string>> given(Instance const& instance) {
-  std::vector<std::optional<std::string>> all;
-  for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i) all.push_back(instance.given(i));
-  return all;
-}
-
-std::vector<Seen> computed_anew(Instance const& instance) {
-  PlainCore plain(instance.core(), given(instance));
-  std::vector<Seen> all;
-  for (std::uint32_t i = 0; i < instance.core().parameters().size(); ++i)
-    all.push_back({plain.value(i), plain.backup(i), plain.is_enabled(i), plain.range(i), plain.messages(i)});
-  return all;
-}
-
-std::string difference(Core const& core, std::vector<Seen> const& a, std::vector<Seen> const& b) {
-  for (std::uint32_t i = 0; i < a.size(); ++i) {
-    if (a[i] == b[i]) continue;
-    const auto show = [](Seen const& seen) {
-      std::string text = seen.value + " | " + seen.backup + " | " + (seen.enabled ? "on" : "off") + " | ";
-      for (std::string const& one : seen.range) text += one + ",";
-      for (auto const& [name, words] : seen.messages) text += " " + name + ": " + words;
-      return text;
-    };
-    return core.parameters()[i].name + ": " + show(a[i]) + "\n against " + show(b[i]);
-  }
-  return "";
-}
-
 // Half of the values fit the type.
 std::string user_text(RandomRules& rules, Parameter const& parameter) {
   return rules.below(2) == 0 ? value_text(rules.value(parameter.type)) : value_text(rules.value(Kind::text)) + "x";
@@ -157,10 +114,11 @@ TEST(CoreTruth, ChangesGiveWhatComputingAnewGives) {
     refused += made.refused();
     const std::string text = made.text();
     const std::shared_ptr<Core const> core = Core::parse(text, "made.json");
+    PlainRules rules(core);
     Instance instance(core);
     RandomRules random(seed, {});
-    std::vector<Seen> before = seen(instance);
-    ASSERT_EQ(difference(*core, before, computed_anew(instance)), "") << text;
+    SeenCore before = seen(instance);
+    ASSERT_EQ(difference(*core, before, computed_anew(rules, given(instance))), "") << text;
     for (int change = 0; change < kChanges; ++change) {
       std::vector<std::pair<std::uint32_t, std::string>> values;
       std::vector<std::uint32_t> moved;
@@ -180,17 +138,19 @@ TEST(CoreTruth, ChangesGiveWhatComputingAnewGives) {
         moved.insert(moved.end(), rest.begin(), rest.end());
         std::sort(moved.begin(), moved.end());
       }
-      const std::vector<Seen> after = seen(instance);
-      ASSERT_EQ(difference(*core, after, computed_anew(instance)), "") << "after change " << change << "\n" << text;
+      const SeenCore after = seen(instance);
+      ASSERT_EQ(difference(*core, after, computed_anew(rules, given(instance))), "")
+          << "after change " << change << "\n"
+          << text;
       for (std::uint32_t i = 0; i < kParameters; ++i)
-        ASSERT_TRUE(after[i] == before[i] || std::binary_search(moved.begin(), moved.end(), i))
+        ASSERT_TRUE(after.first[i] == before.first[i] || std::binary_search(moved.begin(), moved.end(), i))
             << core->parameters()[i].name << " moved unsaid";
-      for (Seen const& one : after) {
+      for (Seen const& one : after.first) {
         disabled += !one.enabled;
-        for (auto const& [name, words] : one.messages) {
-          out_of_range += name == "range";
-          described += name == "first";
-          faults += name == "rule";
+        for (auto const& said : one.messages) {
+          out_of_range += said.name == "range";
+          described += said.name == "first";
+          faults += said.name == "rule";
         }
       }
       before = after;

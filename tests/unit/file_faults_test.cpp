@@ -15,6 +15,8 @@
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/ParamHost.h"
+#include "kdi/cores/Instance.h"
+#include "kdi/cores/Store.h"
 #include "kdi/device/HARPartsParse.h"
 #include "kdi/device/HDARPart.h"
 #include "kdi/device/host/PartCatalogue.h"
@@ -61,6 +63,19 @@ std::string values_seen() {
 void lay_out_device(Scratch const& scratch) {
   copy_into(scratch, "examples/data/devices/zrv7012.json", "data/devices/zrv7012.json");
   copy_into(scratch, "data/devices/families/zorvan1.json", "data/devices/families/zorvan1.json");
+}
+
+void lay_out_core(Scratch const& scratch) {
+  const auto core = [](char const* version, char const* more) {
+    return R"({"format": 1, "core": "made", "version": ")" + std::string(version) + "\", " + more + "}";
+  };
+  constexpr char kParameter[] = R"("type": "integer", "widget": "EDIT", "description": "One.", "default": "5"})";
+  scratch.file("data/cores/made/1.0.json", core("1.0", R"("includes": [{"file": "parts/one.json"}])"));
+  scratch.file(
+      "data/cores/made/1.1.json",
+      core("1.1", (R"("extends": "1.0", "parameters": [{"name": "B", )" + std::string(kParameter) + "]").c_str()));
+  scratch.file("data/cores/parts/one.json",
+               std::string(R"({"format": 1, "parameters": [{"name": "A", )") + kParameter + "]}");
 }
 
 const Reader kReaders[] = {
@@ -139,6 +154,22 @@ const Reader kReaders[] = {
        set_root(folder);
        const std::vector<std::string_view> words = {"type", "single_port_ram", "width_a", "8", "depth_a", "512"};
        return std::to_string(bmg::tile_memory("v8_4", words).mux_inputs());
+     },
+     nullptr},
+    {"a_core_with_a_part_and_what_it_extends", lay_out_core,
+     [](std::string const& folder) {
+       set_root(folder);
+       const auto core = kdi::cores::core_description("made", "1.1");
+       return core == nullptr ? "none" : kdi::cores::Instance(core).value(0) + core->parameters()[1].name;
+     },
+     nullptr},
+    {"the_list_of_cores", lay_out_core,
+     [](std::string const& folder) {
+       set_root(folder);
+       std::string names;
+       for (std::string const& name : kdi::cores::core_names())
+         for (std::string const& version : kdi::cores::core_versions(name)) names += name + " " + version + " ";
+       return names;
      },
      nullptr},
     {"a_directory",
