@@ -115,7 +115,7 @@ class ClockReader {
 
 }  // namespace
 
-void ClockDraft::add(JsonValue section, PlaceValues const& places) {
+void ClockDraft::add(JsonValue section, Places const& places) {
   section.allow_only({"retired", "manual", "references", "plls", "outputs"});
   if (place_.empty()) place_ = section.place();
   if (const auto retired = section.find("retired"))

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "kdi/cores/ClockSection.h"
+#include "platform/cores/drafts.h"
 #include "platform/cores/sections.h"
 
 namespace kdi::cores {
@@ -12,7 +13,7 @@ namespace kdi::cores {
 /// The section as descriptions and parts give it, one after the other.
 class ClockDraft {
  public:
-  void add(JsonValue section, PlaceValues const& places);
+  void add(JsonValue section, Places const& places);
   /// Null if there are no clocks.
   std::shared_ptr<ClockSection> finished(SectionContext const& context) const;
 

@@ -10,11 +10,14 @@ namespace kdi::cores {
 namespace {
 
 constexpr int kMostRegions = 100;
+constexpr std::size_t kMostComposites = 100;
+constexpr std::size_t kMostSubCores = 100;
+constexpr std::size_t kMostBegins = 100;  // of the names of members
 
 std::string name_of(CompositeDraft const& draft) { return text(draft.entry.member("name"), draft.places); }
 
 // A parameter that can hold the text of others: nothing else decides its value.
-std::uint32_t text_parameter(JsonValue name, PlaceValues const& places, Core const& core) {
+std::uint32_t text_parameter(JsonValue name, Places const& places, Core const& core) {
   const auto number = core.find(text(name, places));
   if (!number) name.refuse("the name of a parameter");
   Parameter const& parameter = core.parameters()[*number];
@@ -35,10 +38,10 @@ std::set<std::uint32_t> holders_of(std::vector<CompositeDraft> const& drafts, Co
   return holders;
 }
 
-void add_listed(JsonValue entry, PlaceValues const& known, Core const& core, std::set<std::uint32_t> const& holders,
+void add_listed(JsonValue entry, Places const& known, Core const& core, std::set<std::uint32_t> const& holders,
                 Composite& composite) {
   entry.allow_only({"each", "parameter", "key", "key_word"});
-  for (PlaceValues const& places : written_out(entry.find("each"), known)) {
+  for (Places const& places : written_out(entry.find("each"), known)) {
     const JsonValue name = entry.member("parameter");
     const auto number = core.find(text(name, places));
     if (!number || holders.contains(*number)) name.refuse("the name of a parameter that is no composite");
@@ -46,12 +49,14 @@ void add_listed(JsonValue entry, PlaceValues const& known, Core const& core, std
     if (const auto key = entry.find("key")) member.key = text(*key, places);
     if (const auto word = entry.find("key_word")) member.key_word = text(*word, places);
     if (!member.key_word.empty() && entry.find("key")) entry.member("key").refuse("no key beside key_word");
+    if (composite.members.size() == kMostParameters) entry.refuse("at most 100000 members");
     composite.members.push_back(std::move(member));
   }
 }
 
-void add_by_name(JsonValue starts, PlaceValues const& places, Core const& core, std::set<std::uint32_t> const& holders,
+void add_by_name(JsonValue starts, Places const& places, Core const& core, std::set<std::uint32_t> const& holders,
                  Composite& composite) {
+  if (starts.items().size() > kMostBegins) starts.refuse("at most 100 beginnings");
   const std::vector<std::string> begins = texts(starts, places);
   for (std::uint32_t i = 0; i < core.parameters().size(); ++i) {
     std::string const& name = core.parameters()[i].name;
@@ -95,18 +100,20 @@ Composite composite_of(CompositeDraft const& draft, Core const& core, std::set<s
 void add_draft(CompositeDraft added, std::vector<CompositeDraft>& drafts) {
   const auto known = std::find_if(drafts.begin(), drafts.end(),
                                   [&](CompositeDraft const& other) { return name_of(other) == name_of(added); });
-  if (known == drafts.end())
-    drafts.push_back(std::move(added));
-  else
+  if (known != drafts.end()) {
     *known = std::move(added);
+    return;
+  }
+  if (drafts.size() == kMostComposites) added.entry.refuse("at most 100 composites");
+  drafts.push_back(std::move(added));
 }
 
 }  // namespace
 
-void add_composites(JsonValue list, PlaceValues const& places, std::vector<CompositeDraft>& drafts) {
+void add_composites(JsonValue list, Places const& places, std::vector<CompositeDraft>& drafts) {
   for (const JsonValue entry : list.items()) {
     entry.allow_only({"each", "name", "internal", "sub_core", "starts_with", "members"});
-    for (PlaceValues const& filled : written_out(entry.find("each"), places)) add_draft({entry, filled}, drafts);
+    for (Places const& filled : written_out(entry.find("each"), places)) add_draft({entry, filled}, drafts);
   }
 }
 
@@ -118,10 +125,12 @@ void add_sub_cores(JsonValue list, std::vector<SubCore>& sub_cores) {
     if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
     const auto known = std::find_if(sub_cores.begin(), sub_cores.end(),
                                     [&](SubCore const& other) { return other.name == added.name; });
-    if (known == sub_cores.end())
-      sub_cores.push_back(std::move(added));
-    else
+    if (known != sub_cores.end()) {
       *known = std::move(added);
+      continue;
+    }
+    if (sub_cores.size() == kMostSubCores) entry.refuse("at most 100 sub-cores");
+    sub_cores.push_back(std::move(added));
   }
 }
 

@@ -7,17 +7,18 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiPattern.h"
 #include "kdi/cores/Core.h"
+#include "platform/cores/drafts.h"
 
 namespace kdi::cores {
 
 /// One entry of `composites`, until the parameters are known.
 struct CompositeDraft {
   JsonValue entry;
-  PlaceValues places;
+  Places places;
 };
 
 /// Adds the entries of `list`; one with the name of an earlier one replaces it.
-void add_composites(JsonValue list, PlaceValues const& places, std::vector<CompositeDraft>& drafts);
+void add_composites(JsonValue list, Places const& places, std::vector<CompositeDraft>& drafts);
 void add_sub_cores(JsonValue list, std::vector<SubCore>& sub_cores);
 
 /// What the drafts mean for the parameters of `core`.

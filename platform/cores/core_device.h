@@ -6,10 +6,11 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiPattern.h"
 #include "kdi/cores/Core.h"
+#include "platform/cores/drafts.h"
 
 namespace kdi::cores {
 
 /// Adds what `list` declares to `facts`; a word that is there already is declared anew.
-void add_facts(JsonValue list, PlaceValues const& places, std::vector<Fact>& facts);
+void add_facts(JsonValue list, Places const& places, std::vector<Fact>& facts);
 
 }  // namespace kdi::cores

@@ -125,7 +125,7 @@ class PadReader {
 
 }  // namespace
 
-void PadDraft::add(JsonValue section, PlaceValues const& places) {
+void PadDraft::add(JsonValue section, Places const& places) {
   section.allow_only({"retired", "banks", "functions"});
   if (place_.empty()) place_ = section.place();
   if (const auto retired = section.find("retired"))

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "kdi/cores/PadSection.h"
+#include "platform/cores/drafts.h"
 #include "platform/cores/sections.h"
 
 namespace kdi::cores {
@@ -11,7 +12,7 @@ namespace kdi::cores {
 /// The section as descriptions and parts give it, one after the other.
 class PadDraft {
  public:
-  void add(JsonValue section, PlaceValues const& places);
+  void add(JsonValue section, Places const& places);
   /// Null if there are no functions.
   std::shared_ptr<PadSection> finished(SectionContext const& context) const;
 

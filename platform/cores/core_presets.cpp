@@ -8,6 +8,9 @@
 namespace kdi::cores {
 namespace {
 
+constexpr std::size_t kMostPresets = 1000;  // of a sort
+constexpr std::size_t kMostMeasured = 100'000;
+
 std::uint32_t settable(JsonValue at, std::string const& name, Core const& core) {
   auto number = core.find(name);
   if (!number) number = core.find_user_name(name);
@@ -16,7 +19,7 @@ std::uint32_t settable(JsonValue at, std::string const& name, Core const& core) 
 }
 
 // Values that the parameters could have, whatever other values they have at the time.
-std::vector<PresetValue> settings(JsonValue object, PlaceValues const& places, Core const& core) {
+std::vector<PresetValue> settings(JsonValue object, Places const& places, Core const& core) {
   std::vector<PresetValue> all;
   std::set<std::uint32_t> seen;
   for (const JsonValue value : object.members()) {
@@ -36,15 +39,17 @@ std::vector<PresetValue> settings(JsonValue object, PlaceValues const& places, C
 }
 
 template <class Named>
-void put(std::vector<Named>& all, Named added) {
+void put(JsonValue entry, std::vector<Named>& all, Named added) {
   const auto known = std::find_if(all.begin(), all.end(), [&](Named const& one) { return one.name == added.name; });
-  if (known == all.end())
-    all.push_back(std::move(added));
-  else
+  if (known != all.end()) {
     *known = std::move(added);
+    return;
+  }
+  if (all.size() == kMostPresets) entry.refuse("at most 1000 of them");
+  all.push_back(std::move(added));
 }
 
-SubPreset sub_preset(JsonValue entry, PlaceValues const& places, Core const& core) {
+SubPreset sub_preset(JsonValue entry, Places const& places, Core const& core) {
   entry.allow_only({"parameter", "choices"});
   const JsonValue name = entry.member("parameter");
   const auto number = core.find(text(name, places));
@@ -68,14 +73,15 @@ SubPreset sub_preset(JsonValue entry, PlaceValues const& places, Core const& cor
   return preset;
 }
 
-void add_measurements(JsonValue section, PlaceValues const& known, Core const& core, Measurements& measurements) {
+void add_measurements(JsonValue section, Places const& known, Core const& core, Measurements& measurements) {
   section.allow_only({"each", "enabled", "parameters", "dictionaries"});
-  for (PlaceValues const& places : written_out(section.find("each"), known)) {
+  for (Places const& places : written_out(section.find("each"), known)) {
     const JsonValue enabled = section.member("enabled");
     Measurement one{settable(enabled, text(enabled, places), core), {}};
     if (core.parameters()[one.enabled].type != Type(Kind::truth)) enabled.refuse("the name of a truth");
     for (const JsonValue name : section.member("parameters").items())
       one.parameters.push_back(settable(name, text(name, places), core));
+    if (measurements.all.size() == kMostMeasured) section.refuse("at most 100000 measurements");
     measurements.all.push_back(std::move(one));
   }
   for (const JsonValue name : section.member("dictionaries").items())
@@ -84,7 +90,7 @@ void add_measurements(JsonValue section, PlaceValues const& known, Core const& c
 
 }  // namespace
 
-void PresetDrafts::add(JsonValue root, PlaceValues const& places) {
+void PresetDrafts::add(JsonValue root, Places const& places) {
   const std::pair<char const*, std::vector<Draft>*> kSections[] = {
       {"presets", &presets_}, {"boards", &boards_}, {"sub_presets", &sub_presets_}, {"measurements", &measurements_}};
   for (auto const& [name, drafts] : kSections)
@@ -97,14 +103,16 @@ Presets PresetDrafts::finished(Core const& core) const {
     for (Draft const& draft : drafts)
       for (const JsonValue entry : draft.value.items()) {
         entry.allow_only({"name", "description", "settings"});
-        put(all, Preset{text(entry.member("name"), draft.places), text(entry.member("description"), draft.places),
-                        settings(entry.member("settings"), draft.places, core)});
+        put(entry, all,
+            Preset{text(entry.member("name"), draft.places), text(entry.member("description"), draft.places),
+                   settings(entry.member("settings"), draft.places, core)});
       }
   };
   named(presets_, presets.presets);
   named(boards_, presets.boards);
   for (Draft const& draft : sub_presets_)
-    for (const JsonValue entry : draft.value.items()) put(presets.sub_presets, sub_preset(entry, draft.places, core));
+    for (const JsonValue entry : draft.value.items())
+      put(entry, presets.sub_presets, sub_preset(entry, draft.places, core));
   for (Draft const& draft : measurements_) add_measurements(draft.value, draft.places, core, presets.measurements);
   return presets;
 }

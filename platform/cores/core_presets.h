@@ -7,6 +7,7 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiPattern.h"
 #include "kdi/cores/Core.h"
+#include "platform/cores/drafts.h"
 
 namespace kdi::cores {
 
@@ -14,14 +15,14 @@ namespace kdi::cores {
 class PresetDrafts {
  public:
   /// Takes the sections that `root` has.
-  void add(JsonValue root, PlaceValues const& places);
+  void add(JsonValue root, Places const& places);
   /// What they mean for the parameters of `core`; of two with one name the later counts.
   Presets finished(Core const& core) const;
 
  private:
   struct Draft {
     JsonValue value;
-    PlaceValues places;
+    Places places;
   };
   std::vector<Draft> presets_, boards_, sub_presets_, measurements_;
 };

@@ -23,13 +23,16 @@ namespace {
 
 constexpr int kMostVersions = 32;            // that extend one another
 constexpr std::size_t kMostValues = 10'000;  // permitted ones of a parameter
+// What all rules may take with all defaults, so that a description is read in seconds.
+constexpr std::uint64_t kMostDefaultSteps = 100'000'000;
+constexpr std::size_t kMostDefaultBytes = 1 << 28;
 constexpr char const* kOutOfRange = "PARAM ${parameter}::${value} is out of range  { ${range} }";
 
 // One parameter as the files give it: the fields of the version that introduced it, with those that later versions gave
 // in place of them.
 struct Draft {
   std::string name;
-  PlaceValues places;  // what stands for ${...} in its texts
+  Places places;  // what stands for ${...} in its texts
   JsonValue origin;
   std::vector<JsonValue> fields;  // few, by names of which each comes once
   std::vector<std::string> former_names;
@@ -52,7 +55,7 @@ struct Draft {
 struct DefinitionDraft {
   std::string name;
   JsonValue rule;
-  PlaceValues places;
+  Places places;
 };
 
 }  // namespace
@@ -67,6 +70,8 @@ class CoreReader : public Scope {
     return finished();
   }
   std::shared_ptr<Core const> parse(std::string_view description, std::string const& file) {
+    if (description.size() > Extent::kMostFiles)
+      throw JsonError(file + ": has more than " + std::to_string(Extent::kMostFiles) + " bytes");
     files_.emplace_back(description, file);
     add_file(files_.back().root(), 0);
     return finished();
@@ -127,18 +132,24 @@ class CoreReader : public Scope {
     if (asked)
       open(path, *asked, "a version of " + name + " that is there");
     else
-      files_.emplace_back(path);
+      load(path);
     const JsonValue root = files_.back().root();
     add_file(root, depth);
     if (core_->name_ != name) root.member("core").refuse("the name of the folder, " + name);
     if (core_->version_ != version) root.member("version").refuse("the name of the file, " + version);
   }
 
+  void load(std::string const& path) {
+    const std::string text = read_file(path, Extent::kMostFiles - bytes_);
+    bytes_ += text.size();
+    files_.emplace_back(text, path);
+  }
+
   // A file that is not there is a slip of the description that asks for it; one that cannot be read is a fault of the
   // system's, told with its reason.
   void open(std::string const& path, JsonValue asked, std::string const& expectation) {
     try {
-      files_.emplace_back(path);
+      load(path);
     } catch (FileError const& error) {
       if (!is_file(path) && !is_directory(path)) asked.refuse(expectation);
       throw FileError(asked.place() + ": " + error.what());
@@ -160,7 +171,7 @@ class CoreReader : public Scope {
       core_->interface_ =
           static_cast<Interface>(word->choice({"fixed", "block", "plain", "pspmc", "cips", "psxl", "earlier"}));
     if (const auto words = root.find("out_of_range")) {
-      filled(*words, words->text(), {{"parameter", ""}, {"value", ""}, {"range", ""}});
+      filled(*words, words->text(), Places(extent_, {{"parameter", ""}, {"value", ""}, {"range", ""}}));
       core_->out_of_range_ = words->text();
     }
     if (const auto list = root.find("sub_cores")) add_sub_cores(*list, core_->sub_cores_);
@@ -169,7 +180,7 @@ class CoreReader : public Scope {
     if (const auto includes = root.find("includes"))
       for (const JsonValue entry : includes->items()) include(entry);
     if (const auto changed = root.find("changed")) change(*changed);
-    add_content(root, {});
+    add_content(root, Places(extent_));
   }
 
   // `version` of the same core, or `core/version`.
@@ -185,7 +196,7 @@ class CoreReader : public Scope {
   }
 
   // What descriptions and parts have alike.
-  void add_content(JsonValue root, PlaceValues const& places) {
+  void add_content(JsonValue root, Places const& places) {
     presets_.add(root, places);
     if (const auto list = root.find("registers"))
       for (const JsonValue file : list->items()) add_registers(file, places);
@@ -236,8 +247,8 @@ class CoreReader : public Scope {
   }
 
   // What the part itself gives its places, then what the description says.
-  static PlaceValues places_of(JsonValue part, JsonValue entry) {
-    PlaceValues values;
+  Places places_of(JsonValue part, JsonValue entry) {
+    Places values(extent_);
     std::set<std::string> open;
     if (const auto places = part.find("places"))
       for (const JsonValue place : places->members()) {
@@ -283,7 +294,7 @@ class CoreReader : public Scope {
 
   void change(JsonValue list) {
     for (const JsonValue entry : list.items())
-      for (PlaceValues const& places : written_out(entry.find("each"), {})) {
+      for (Places const& places : written_out(entry.find("each"), Places(extent_))) {
         Draft& changed = draft(entry.member("name"), text(entry.member("name"), places));
         for (const JsonValue field : entry.members())
           if (field.name() != "name" && field.name() != "each") changed.put(field);
@@ -292,11 +303,11 @@ class CoreReader : public Scope {
       }
   }
 
-  void add_parameters(JsonValue entry, PlaceValues const& known) {
+  void add_parameters(JsonValue entry, Places const& known) {
     allow_fields(entry);
     std::vector<JsonValue> fields;
     for (const JsonValue field : entry.members()) fields.push_back(field);
-    for (PlaceValues& places : written_out(entry.find("each"), known)) {
+    for (Places& places : written_out(entry.find("each"), known)) {
       if (drafts_.size() == kMostParameters) entry.refuse("at most 100000 parameters");
       Draft added{text(entry.member("name"), places), std::move(places), entry, fields, {}};
       if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
@@ -312,17 +323,19 @@ class CoreReader : public Scope {
 
   void claim(JsonValue value, std::string const& name, std::size_t number) {
     if (!is_name(name)) value.refuse("a name of letters, digits and _");
+    if (name.size() > kLongestName) value.refuse("a name of at most 250 bytes");
     if (!draft_numbers_.emplace(name, number).second) value.refuse("a name that no other parameter has");
   }
 
-  void define(JsonValue rule, PlaceValues const& places) {
+  void define(JsonValue rule, Places const& places) {
     const std::string name = filled(rule, rule.name(), places);
-    if (!is_name(name)) rule.refuse("a definition with a name of letters, digits and _");
-    for (DefinitionDraft& known : definition_drafts_)
-      if (known.name == name) {
-        known = {name, rule, places};
-        return;
-      }
+    if (!is_name(name) || name.size() > kLongestName) rule.refuse("a definition with a name of letters, digits and _");
+    const auto [known, is_new] = definition_places_.emplace(name, definition_drafts_.size());
+    if (!is_new) {
+      definition_drafts_[known->second] = {name, rule, places};
+      return;
+    }
+    if (definition_drafts_.size() == kMostParameters) rule.refuse("at most 100000 definitions");
     definition_drafts_.push_back({name, rule, places});
   }
 
@@ -429,9 +442,13 @@ class CoreReader : public Scope {
     }
   }
 
-  Rule rule(JsonValue value, PlaceValues const& places, std::optional<Type> wanted) const {
+  Rule rule(JsonValue value, Places const& places, std::optional<Type> wanted) const {
     const std::string source = text(value, places);
-    const auto compile = [&] { return at(value, [&] { return Rule::compile(source, *this, wanted); }); };
+    const auto compile = [&] {
+      Rule made = at(value, [&] { return Rule::compile(source, *this, wanted); });
+      extent_.add_rule(value, made.bytes());
+      return made;
+    };
     Rule compiled = all_names_are_known_ && wanted ? remembered(source, *wanted, compile) : compile();
     compiled.set_place(place_within(value));
     return compiled;
@@ -487,6 +504,7 @@ class CoreReader : public Scope {
       message.when = rule(entry.member("when"), draft.places, Type(Kind::truth));
       const std::string source = text(entry.member("text"), draft.places);
       message.text = at(entry.member("text"), [&] { return Rule::compile_template(source, *this); });
+      extent_.add_rule(entry.member("text"), message.text.bytes());
       parameter.messages.push_back(std::move(message));
     }
   }
@@ -494,8 +512,9 @@ class CoreReader : public Scope {
   // --- searches
 
   void add_searches() {
-    const SectionContext context{*core_, [this](JsonValue value, PlaceValues const& places,
-                                                std::optional<Type> wanted) { return rule(value, places, wanted); }};
+    const SectionContext context{*core_, [this](JsonValue value, Places const& places, std::optional<Type> wanted) {
+                                   return rule(value, places, wanted);
+                                 }};
     if (const auto clocks = clocks_.finished(context)) {
       core_->clocks_ = clocks;
       add_search(clocks);
@@ -662,9 +681,31 @@ class CoreReader : public Scope {
       core_->beginning_[core_->fact_slot(i)] = core_->facts_[i].without;
   }
 
+  // Of what a step has computed.
+  std::size_t bytes_of(Instance const& instance, Step const& step) const {
+    switch (step.kind) {
+      case Step::Kind::range:
+        return cores::bytes(instance.ranges_[step.parameter].cell());
+      case Step::Kind::value:
+        return cores::bytes(instance.cells_[Core::slot(step.parameter, Core::kValue)]);
+      case Step::Kind::definition:
+        return cores::bytes(instance.cells_[core_->definition_slot(step.parameter)]);
+      default:
+        return 0;
+    }
+  }
+
   // What nobody has changed yet is without fault, and within its range.
   void check_defaults() const {
-    Instance fresh(std::shared_ptr<Core const>(core_.get(), [](Core const*) {}));
+    std::size_t bytes = 0;
+    const Instance::After after = [&](Instance const& so_far, std::uint32_t number) {
+      Step const& step = core_->steps()[number];
+      bytes += bytes_of(so_far, step);
+      if (so_far.machine_.spent() > kMostDefaultSteps || bytes > kMostDefaultBytes)
+        throw JsonError(place_of(step) +
+                        ": with all defaults, the rules up to here take too many steps or too much memory");
+    };
+    Instance fresh(std::shared_ptr<Core const>(core_.get(), [](Core const*) {}), {}, after);
     for (std::uint32_t i = 0; i < drafts_.size(); ++i) {
       Parameter const& parameter = core_->parameters_[i];
       if (parameter.range && !parameter.derived && !parameter.search &&
@@ -683,12 +724,15 @@ class CoreReader : public Scope {
 
   std::string directory_;
   std::shared_ptr<Core> core_;
+  mutable Extent extent_;  // counts what rules come to as well
+  std::size_t bytes_ = 0;  // of the files
   std::vector<JsonFile> files_;
   std::map<std::string, std::size_t, std::less<>> part_numbers_;  // among the files
   std::vector<Draft> drafts_;
   std::map<std::string, std::size_t, std::less<>> draft_numbers_;
   std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
   std::vector<DefinitionDraft> definition_drafts_;
+  std::map<std::string, std::size_t, std::less<>> definition_places_;  // by name
   std::vector<CompositeDraft> composite_drafts_;
   PresetDrafts presets_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;

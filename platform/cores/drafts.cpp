@@ -7,12 +7,16 @@ namespace {
 
 constexpr int kMostFills = 4;  // of a place whose text has places
 
-std::string filled_so_deep(JsonValue value, std::string_view text, PlaceValues const& places, int depth) {
+// What a filling takes beside its texts, about.
+constexpr std::size_t kFillBytes = 64;
+
+std::string filled_so_deep(JsonValue value, std::string_view text, Places const& places, int depth) {
   if (depth > kMostFills) value.refuse("places that do not stand for themselves");
   std::string whole;
   for (std::size_t at = 0;;) {
     const std::size_t begin = text.find("${", at);
     whole += text.substr(at, begin - at);
+    if (whole.size() > kLongestFill) value.refuse("a text of at most 1 MiB with its places filled");
     if (begin == std::string_view::npos) return whole;
     const std::size_t end = text.find('}', begin);
     const auto place = places.find(text.substr(begin + 2, end == std::string_view::npos ? 0 : end - begin - 2));
@@ -24,21 +28,33 @@ std::string filled_so_deep(JsonValue value, std::string_view text, PlaceValues c
 
 }  // namespace
 
-std::string filled(JsonValue value, std::string_view text, PlaceValues const& places) {
-  if (text.find("${") == std::string_view::npos) return std::string(text);
-  return filled_so_deep(value, text, places, 0);
+void Extent::add_text(JsonValue at, std::size_t bytes) {
+  texts_ += bytes;
+  if (texts_ > kMostTexts) at.refuse("texts of at most 64 MiB in all, patterns written out");
 }
 
-std::string text(JsonValue value, PlaceValues const& places) { return filled(value, value.text(), places); }
+void Extent::add_rule(JsonValue at, std::size_t bytes) {
+  rules_ += bytes;
+  if (rules_ > kMostRules) at.refuse("rules that take at most 512 MiB in all, patterns written out");
+}
 
-std::vector<std::string> texts(JsonValue list, PlaceValues const& places) {
+std::string filled(JsonValue value, std::string_view text, Places const& places) {
+  std::string whole =
+      text.find("${") == std::string_view::npos ? std::string(text) : filled_so_deep(value, text, places, 0);
+  places.extent->add_text(value, whole.size());
+  return whole;
+}
+
+std::string text(JsonValue value, Places const& places) { return filled(value, value.text(), places); }
+
+std::vector<std::string> texts(JsonValue list, Places const& places) {
   std::vector<std::string> all;
   for (const JsonValue item : list.items()) all.push_back(text(item, places));
   return all;
 }
 
-std::vector<PlaceValues> written_out(std::optional<JsonValue> each, PlaceValues const& known) {
-  std::vector<PlaceValues> all;
+std::vector<Places> written_out(std::optional<JsonValue> each, Places const& known) {
+  std::vector<Places> all;
   all.push_back(known);
   if (!each) return all;
   for (const JsonValue place : each->members()) {
@@ -51,8 +67,11 @@ std::vector<PlaceValues> written_out(std::optional<JsonValue> each, PlaceValues 
       place.refuse(error.what());
     }
     if (words.size() > kMostParameters / all.size()) place.refuse("patterns for at most 100000 parameters");
-    std::vector<PlaceValues> longer;
-    for (PlaceValues const& values : all)
+    std::size_t bytes = all.front().size() * kFillBytes;
+    for (auto const& [name, value] : all.front()) bytes += value.size();
+    known.extent->add_text(place, bytes * all.size() * words.size());
+    std::vector<Places> longer;
+    for (Places const& values : all)
       for (std::string const& word : words) {
         longer.push_back(values);
         longer.back().emplace(place.name(), word);

@@ -43,7 +43,9 @@ std::string_view word_of(Origin origin) {
   return kWords[static_cast<std::size_t>(origin)];
 }
 
-Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts)
+Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts) : Instance(std::move(core), facts, nullptr) {}
+
+Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts, After const& after)
     : core_(std::move(core)),
       values_(core_->beginning()),
       cells_(values_.size()),
@@ -70,7 +72,10 @@ Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts)
     cells_[core_->fact_slot(i)] = value->cell();
     values_[core_->fact_slot(i)] = *value;
   }
-  for (std::uint32_t step = 0; step < core_->steps().size(); ++step) run(step);
+  for (std::uint32_t step = 0; step < core_->steps().size(); ++step) {
+    run(step);
+    if (after) after(*this, step);
+  }
   is_complete_ = true;
   for (std::uint32_t step = 0; step < core_->steps().size(); ++step)
     if (core_->steps()[step].searches)

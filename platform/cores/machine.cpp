@@ -148,9 +148,14 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
   Instruction const* const program = code.program.data();
   const std::size_t size = code.program.size();
   std::uint64_t steps = 0;
-  const auto charge = [&steps](std::uint64_t more) {
+  const struct Counted {
+    std::uint64_t const& steps;
+    std::uint64_t& all;
+    ~Counted() { all += steps; }
+  } counted{steps, spent_};
+  const auto charge = [&steps, most = most_steps_](std::uint64_t more) {
     steps += more;
-    if (steps > kMostSteps) throw RuleFault("an evaluation takes too many steps");
+    if (steps > most) throw RuleFault("an evaluation takes too many steps");
   };
   const auto are_equal = [&](Instruction const& i) {
     const Cell a = at(i.a), b = at(i.b);
@@ -311,6 +316,7 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
       case Op::call:
         charge(cost(row(i.a, i.mode)));
         target = builtins()[i.b].call(workshop, row(i.a, i.mode));
+        charge(cost(target));
         break;
       case Op::call_host:
         target = called(context_, workshop, *code.functions[i.b], row(i.a, i.mode));
@@ -350,8 +356,12 @@ bool Machine::holds(Rule const& rule, std::span<Cell const> slots) {
   return evaluated(*rule.code_, slots, [](Cell cell) { return cell.truth(); });
 }
 
+// What takes longer is left to those who need it: a rule may have thousands of such places.
 Value value_of(Code const& code) {
-  return Machine().evaluated(code, {}, [](Cell cell) { return Value::share(cell); });
+  constexpr std::uint64_t kMostSteps = 1000;
+  Machine machine;
+  machine.most_steps_ = kMostSteps;
+  return machine.evaluated(code, {}, [](Cell cell) { return Value::share(cell); });
 }
 
 Rule Rule::compile(std::string_view text, Scope const& scope, std::optional<Type> wanted) {
@@ -370,6 +380,11 @@ Rule Rule::compile_template(std::string_view text, Scope const& scope) {
 
 Type Rule::type() const { return code_->type; }
 std::span<std::uint32_t const> Rule::reads() const { return code_->reads; }
+std::size_t Rule::bytes() const {
+  std::size_t bytes = syntax_->nodes.size() * sizeof(Expression) + code_->program.size() * sizeof(Instruction);
+  for (Value const& value : code_->values) bytes += cores::bytes(value.cell());
+  return bytes;
+}
 std::string Rule::written() const { return cores::written(*syntax_, syntax_->root); }
 
 }  // namespace kdi::cores

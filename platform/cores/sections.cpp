@@ -5,15 +5,9 @@
 #include "kdi/cores/SearchSection.h"
 
 namespace kdi::cores {
-namespace {
-
-constexpr std::size_t kMostEntries = 10'000;
-
-}  // namespace
-
-void SectionEntries::add(JsonValue list, PlaceValues const& places) {
+void SectionEntries::add(JsonValue list, Places const& places) {
   for (const JsonValue value : list.items())
-    for (PlaceValues const& filling : written_out(value.find("each"), places)) {
+    for (Places const& filling : written_out(value.find("each"), places)) {
       SectionEntry entry{text(value.member("name"), filling), value, filling};
       if (!names_.insert(entry.name).second) {
         const auto same = [&](SectionEntry const& other) { return other.name == entry.name; };
@@ -25,7 +19,7 @@ void SectionEntries::add(JsonValue list, PlaceValues const& places) {
     }
 }
 
-void SectionEntries::retire(JsonValue list, PlaceValues const& places) {
+void SectionEntries::retire(JsonValue list, Places const& places) {
   for (const JsonValue value : list.items()) {
     const std::string name = text(value, places);
     if (names_.erase(name) != 0) std::erase_if(entries_, [&](SectionEntry const& entry) { return entry.name == name; });

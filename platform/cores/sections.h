@@ -15,14 +15,14 @@ namespace kdi::cores {
 /// How a section reads rules, and gets hold of parameters.
 struct SectionContext {
   Core const& core;
-  std::function<Rule(JsonValue, PlaceValues const&, std::optional<Type>)> rule;
+  std::function<Rule(JsonValue, Places const&, std::optional<Type>)> rule;
 };
 
 /// An entry of a section with the places that are filled in it.
 struct SectionEntry {
   std::string name;
   JsonValue value;
-  PlaceValues places;
+  Places places;
 
   std::optional<JsonValue> find(std::string_view field) const { return value.find(field); }
   JsonValue member(std::string_view field) const { return value.member(field); }
@@ -31,8 +31,8 @@ struct SectionEntry {
 /// Entries by name; one of a name that is there already takes its place.
 class SectionEntries {
  public:
-  void add(JsonValue list, PlaceValues const& places);
-  void retire(JsonValue list, PlaceValues const& places);
+  void add(JsonValue list, Places const& places);
+  void retire(JsonValue list, Places const& places);
   std::vector<SectionEntry> const& all() const { return entries_; }
   bool empty() const { return entries_.empty(); }
 

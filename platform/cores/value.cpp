@@ -160,6 +160,21 @@ Node::~Node() {
 
 Value::Value(std::string text) : cell_(Cell::of(Kind::text, new Node(std::move(text)))) {}
 
+std::size_t bytes(Cell cell) {
+  std::size_t all = sizeof(Cell);
+  if (cell.kind() == Kind::text) all += sizeof(Node) + cell.text().size();
+  if (cell.kind() == Kind::list) {
+    all += sizeof(Node);
+    for (const Cell element : cell.elements()) all += bytes(element);
+  }
+  if (cell.kind() == Kind::dictionary) {
+    constexpr std::size_t kOfEntry = 64;
+    all += sizeof(Node);
+    for (auto const& [key, value] : cell.entries()) all += kOfEntry + key.size() + bytes(value);
+  }
+  return all;
+}
+
 Value Value::list(std::vector<Value> const& elements) {
   std::vector<Cell> cells;
   cells.reserve(elements.size());

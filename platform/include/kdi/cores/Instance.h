@@ -107,6 +107,10 @@ class KDI_DOOR Instance {
 
  private:
   friend class Insight;
+  friend class CoreReader;
+  /// What looks on while all is computed for the first time, step by step.
+  using After = std::function<void(Instance const& so_far, std::uint32_t step)>;
+  Instance(std::shared_ptr<Core const> core, Facts const& facts, After const& after);
   bool store(std::uint32_t slot, Value value);
   void mark(std::uint32_t slot);
   void put(std::uint32_t slot, Value value, bool& changed);

@@ -95,6 +95,8 @@ class KDI_DOOR Rule {
   };
   /// The rule in words, with the names of parameters as they are.
   std::string in_words(Said said) const;
+  /// What it takes of memory, in bytes, about.
+  std::size_t bytes() const;
   /// Where it stands, as its description names the place: `xram/1.0.json:27: parameters[3].enabled`; empty unless set.
   std::string const& place() const { return place_; }
   void set_place(std::string place) { place_ = std::move(place); }
@@ -121,6 +123,8 @@ class KDI_DOOR Machine {
   Value run(Rule const& rule, std::span<Cell const> slots);
   /// The same for a rule of type truth.
   bool holds(Rule const& rule, std::span<Cell const> slots);
+  /// Steps that all evaluations took together.
+  std::uint64_t spent() const { return spent_; }
 
  private:
   friend Value value_of(Code const& code);
@@ -130,6 +134,8 @@ class KDI_DOOR Machine {
   void forget();
 
   void* context_;
+  std::uint64_t most_steps_ = kMostSteps;
+  std::uint64_t spent_ = 0;
   std::vector<Cell> registers_;
   std::vector<Node*> made_;              ///< by the evaluation
   std::vector<std::vector<Cell>> open_;  ///< lists under way

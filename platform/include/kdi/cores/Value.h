@@ -133,6 +133,9 @@ class KDI_DOOR Node {
   std::atomic<std::uint32_t> count_ = 1;
 };
 
+/// What a value takes of memory, in bytes, about; what several share counts for each.
+KDI_DOOR std::size_t bytes(Cell cell);
+
 /// A value that owns what it holds.
 class KDI_DOOR Value {
  public:
