@@ -19,6 +19,37 @@
 
 namespace plain_rules {
 
+/// Calls `use(name, rule)` for the rules of the core's clocks and pads.
+template <class Use>
+void for_each_rule_of_searches(Core const& core, Use use) {
+  const auto use_divider = [&](std::string const& name, DescribedDivider const& divider) {
+    use(name + " divider", divider.values);
+  };
+  if (const auto clocks = core.clocks()) {
+    use("clocks manual", clocks->manual);
+    for (DescribedReference const& one : clocks->references) use("reference " + one.name, one.mhz);
+    for (DescribedPll const& one : clocks->plls) {
+      use("pll " + one.name + " enabled", one.enabled);
+      use("pll " + one.name + " most", one.most);
+      use("pll " + one.name + " least of the oscillator", one.vco_least);
+      use("pll " + one.name + " most of the oscillator", one.vco_most);
+      use_divider("pll " + one.name + " feedback", one.feedback);
+      if (one.divider) use_divider("pll " + one.name, *one.divider);
+      if (one.crossing) use("pll " + one.name + " crossing most", one.crossing->most);
+    }
+    for (DescribedClock const& one : clocks->clocks) {
+      use("clock " + one.name + " enabled", one.enabled);
+      use("clock " + one.name + " requested", one.requested);
+      use("clock " + one.name + " most", one.most);
+      for (DescribedDivider const& divider : one.dividers) use_divider("clock " + one.name, divider);
+    }
+  }
+  if (const auto pads = core.pads()) {
+    for (PadBank const& one : pads->banks) use("bank " + one.name + " enabled", one.enabled);
+    for (DescribedFunction const& one : pads->functions) use("pads of " + one.name + " enabled", one.enabled);
+  }
+}
+
 /// The rules of a core as they are parsed, and what was seen of them.
 class PlainRules {
  public:
@@ -177,6 +208,17 @@ class PlainCore {
     for (std::uint32_t i = 0; i < definitions_.size(); ++i) definition(i);
     for (std::uint32_t s = 0; s < core_.searches().size(); ++s) searched(s);
     return other_faults_;
+  }
+
+  /// Reads the rules of the searches, for what is seen of them.
+  void look_at_searches() {
+    const auto look = [&](auto const& rule) {
+      if constexpr (std::is_same_v<std::decay_t<decltype(rule)>, Rule>)
+        read(rule);
+      else if (rule)
+        read(*rule);
+    };
+    for_each_rule_of_searches(core_, [&](std::string const&, auto const& rule) { look(rule); });
   }
 
   /// Reads a rule of the core for what it comes to; nothing for a fault.

@@ -56,6 +56,7 @@ inline SeenCore computed_anew(PlainRules& rules, std::vector<std::optional<std::
     all.first.push_back(
         {plain.value(i), plain.backup(i), plain.is_enabled(i), plain.range(i), plain.origin(i), plain.messages(i)});
   all.second = plain.other_faults();
+  plain.look_at_searches();
   return all;
 }
 

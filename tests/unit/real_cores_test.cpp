@@ -10,10 +10,15 @@
 #include <filesystem>
 #include <map>
 #include <random>
+#include <set>
 
+#include "kdi/common/KdiJson.h"
+#include "kdi/common/KdiPattern.h"
+#include "kdi/cores/Changes.h"
 #include "tests/support/places.h"
 #include "tests/support/sanitized.h"
 #include "tests/support/seen_core.h"
+#include "tests/support/seen_rules.h"
 
 namespace {
 
@@ -22,8 +27,12 @@ using plain_rules::computed_anew;
 using plain_rules::difference;
 using plain_rules::given;
 using plain_rules::PlainRules;
+using plain_rules::rules_of;
 using plain_rules::seen;
 using plain_rules::SeenCore;
+using plain_rules::Sight;
+using plain_rules::sights;
+using plain_rules::ways_to;
 
 struct Version {
   std::string core, version;
@@ -52,8 +61,8 @@ std::string name_of(testing::TestParamInfo<Version> const& one) {
 
 // How many changes of each core; few unless more are asked for.
 int changes_of_each() {
-  if (char const* const all = std::getenv("IPTASKS_CORE_CHANGES"))
-    return std::max(1, std::stoi(all) / static_cast<int>(versions().size()));
+  static const int cores = static_cast<int>(versions().size());
+  if (char const* const all = std::getenv("IPTASKS_CORE_CHANGES")) return std::stoi(all) / cores + 1;
   return test_support::kSanitized ? 2 : 12;
 }
 bool is_long() { return std::getenv("IPTASKS_CORE_CHANGES") != nullptr; }
@@ -238,25 +247,124 @@ class Walk {
   int changes_ = 0, valid_ = 0;
 };
 
-class RealCores : public testing::TestWithParam<Version> {};
+// What raises the messages of all cores, by the tables that hold their texts.
+std::vector<std::vector<std::pair<std::string, std::string>>> const& table_rows() {
+  static const auto rows = [] {
+    std::vector<std::vector<std::pair<std::string, std::string>>> all;
+    for (auto const& entry : std::filesystem::directory_iterator(places::source("tests/cores"))) {
+      if (!entry.path().string().ends_with("_messages.json")) continue;
+      const kdi::JsonFile file(entry.path());
+      for (const kdi::JsonValue row : file.root().member("rows").items()) {
+        auto& settings = all.emplace_back();
+        for (const kdi::JsonValue setting : row.member("settings").members())
+          settings.emplace_back(setting.name(), setting.text());
+      }
+    }
+    return all;
+  }();
+  return rows;
+}
+
+// Sights that no configuration offers, each with the reason: `<core>: <rule> <what>`, with patterns.
+std::map<std::string, std::string> const& never_seen() {
+  static const auto all = [] {
+    std::map<std::string, std::string> reasons;
+    const kdi::JsonFile file(places::source("tests/cores/never_seen.json"));
+    for (const kdi::JsonValue reason : file.root().members())
+      for (const kdi::JsonValue item : reason.items())
+        for (std::string const& name : kdi::expand(item.text(), 10'000)) reasons.emplace(name, reason.name());
+    return reasons;
+  }();
+  return all;
+}
+
+class RealCores : public testing::TestWithParam<Version> {
+ protected:
+  // Of a core without parameters there is nothing to change.
+  int changes() const { return rules_.core().parameters().empty() ? 0 : changes_of_each(); }
+
+  std::vector<Sight> open() {
+    std::vector<Sight> all = sights(rules_);
+    all.erase(std::remove_if(all.begin(), all.end(), [](Sight const& one) { return one.is_seen; }), all.end());
+    return all;
+  }
+
+  // With these settings given at once, everything is what computing anew gives.
+  void look_at(Instance& instance, std::vector<Change> const& changes, Facts const& facts) {
+    make_changes(instance, changes);
+    ASSERT_EQ(difference(rules_.core(), seen(instance), computed_anew(rules_, given(instance), facts)), "");
+  }
+
+  void look_at_tables() {
+    for (auto const& row : table_rows()) {
+      std::vector<Change> changes;
+      for (auto const& [name, value] : row)
+        if (const auto number = rules_.core().find(name)) changes.push_back({*number, value});
+      if (changes.size() != row.size()) continue;
+      Instance instance(rules_.shared());
+      look_at(instance, changes, {});
+    }
+  }
+
+  // Goes for what was not seen yet, from a few places and on a few devices.
+  void look_for_the_rest() {
+    std::vector<Change> all_on;
+    for (std::uint32_t i = 0; i < rules_.core().parameters().size(); ++i)
+      if (rules_.core().parameters()[i].type == Type(Kind::truth) && rules_.core().is_settable(i))
+        all_on.push_back({i, "1"});
+    for (std::string const device : {"", "0", "1", "2", "4", "100000"})
+      for (auto const& first : {std::vector<Change>(), all_on}) {
+        std::vector<Sight> rest = open();
+        rest.erase(std::remove_if(rest.begin(), rest.end(), [](Sight const& one) { return one.what == "varies"; }),
+                   rest.end());
+        if (rest.empty()) return;
+        Facts facts;
+        for (Fact const& fact : rules_.core().facts())
+          if (!device.empty() && fact.type.is_number()) facts[fact.word] = device;
+        Instance start(rules_.shared(), facts);
+        look_at(start, first, facts);
+        for (auto const& way : ways_to(rest, places::data("cores"), start, facts)) {
+          Instance instance = start;
+          look_at(instance, way, facts);
+        }
+      }
+  }
+
+  PlainRules rules_{Core::read(places::data("cores"), GetParam().core, GetParam().version)};
+};
 
 TEST_P(RealCores, AreWhatComputingAnewGives) {
   constexpr int kOfOne = 40;
   const auto begin = std::chrono::steady_clock::now();
-  PlainRules rules(Core::read(places::data("cores"), GetParam().core, GetParam().version));
-  const int changes = changes_of_each();
   int made = 0, valid = 0;
-  for (std::uint64_t seed = 1; made < changes; ++seed) {
+  for (std::uint64_t seed = 1; made < changes(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    Walk walk(rules, seed);
-    walk.run(std::min(kOfOne, changes - made));
+    Walk walk(rules_, seed);
+    walk.run(std::min(kOfOne, changes() - made));
     if (HasFatalFailure()) return;
     made += walk.changes();
     valid += walk.valid();
   }
-  if (is_long())
-    std::printf("%s %s: %d changes, %d of them valid, %.1f s\n", GetParam().core.c_str(), GetParam().version.c_str(),
-                made, valid, std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+  if (!is_long()) return;
+  const std::size_t all = sights(rules_).size(), behind_changes = open().size();
+  look_at_tables();
+  const std::size_t behind_tables = open().size();
+  look_for_the_rest();
+  std::printf(
+      "%s %s: %d changes, %d of them valid; %zu rules, %zu sights, not seen %zu, behind the tables %zu, at last %zu; "
+      "%.1f s\n",
+      GetParam().core.c_str(), GetParam().version.c_str(), made, valid, rules_of(rules_.core()).size(), all,
+      behind_changes, behind_tables, open().size(),
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+  std::set<std::string> names;
+  for (Sight const& one : open()) names.insert(one.of.name + " " + one.what);
+  for (std::string const& name : names)
+    EXPECT_TRUE(never_seen().contains(GetParam().core + ": " + name)) << name << " is never seen";
+  for (Sight const& one : sights(rules_))
+    if (one.is_seen) {
+      EXPECT_FALSE(never_seen().contains(GetParam().core + ": " + one.of.name + " " + one.what))
+          << one.of.name << " " << one.what << " is seen";
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(All, RealCores, testing::ValuesIn(versions()), name_of);
