@@ -49,7 +49,7 @@ void add_listed(JsonValue entry, Places const& known, Core const& core, std::set
     if (const auto key = entry.find("key")) member.key = text(*key, places);
     if (const auto word = entry.find("key_word")) member.key_word = text(*word, places);
     if (!member.key_word.empty() && entry.find("key")) entry.member("key").refuse("no key beside key_word");
-    if (composite.members.size() == kMostParameters) entry.refuse("at most 100000 members");
+    if (composite.members.size() == kMostEntries) entry.refuse("at most 10000 members");
     composite.members.push_back(std::move(member));
   }
 }

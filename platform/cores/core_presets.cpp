@@ -9,7 +9,6 @@ namespace kdi::cores {
 namespace {
 
 constexpr std::size_t kMostPresets = 1000;  // of a sort
-constexpr std::size_t kMostMeasured = 100'000;
 
 std::uint32_t settable(JsonValue at, std::string const& name, Core const& core) {
   auto number = core.find(name);
@@ -81,7 +80,7 @@ void add_measurements(JsonValue section, Places const& known, Core const& core, 
     if (core.parameters()[one.enabled].type != Type(Kind::truth)) enabled.refuse("the name of a truth");
     for (const JsonValue name : section.member("parameters").items())
       one.parameters.push_back(settable(name, text(name, places), core));
-    if (measurements.all.size() == kMostMeasured) section.refuse("at most 100000 measurements");
+    if (measurements.all.size() == kMostEntries) section.refuse("at most 10000 measurements");
     measurements.all.push_back(std::move(one));
   }
   for (const JsonValue name : section.member("dictionaries").items())

@@ -212,7 +212,7 @@ class CoreReader : public Scope {
 
   // --- registers, of which the files are read when somebody asks for them
 
-  void add_registers(JsonValue file, PlaceValues const& places) {
+  void add_registers(JsonValue file, Places const& places) {
     const std::string path = text(file, places);
     if (directory_.empty()) file.refuse("a description that stands alone");
     if (!is_path_below(path))

@@ -24,7 +24,7 @@ constexpr std::uint32_t kFirstBase = 0xF8000000, kLastBase = 0xFFFFE000, kBlockB
 constexpr std::int64_t kMostMicroseconds = cdo::kLongestTime;
 
 // A number, or a text of one that may be hexadecimal; a register's word.
-std::uint32_t word(JsonValue value, PlaceValues const& places) {
+std::uint32_t word(JsonValue value, Places const& places) {
   if (value.is_number()) return static_cast<std::uint32_t>(value.integer(0, 0xFFFFFFFF));
   const std::string digits = text(value, places);
   const bool is_hex = digits.starts_with("0x") && digits.size() > 2 && digits.size() <= 10;
@@ -58,14 +58,13 @@ class RegisterReader {
     const JsonValue root = files_.back().root();
     root.allow_only({"format", "places", "blocks", "sequences", "locks", "plls", "elsewhere", "constraints", "power"});
     root.member("format").integer(1, 1);
-    const PlaceValues places = places_of(root, known);
+    const Places places = places_of(root, known);
     if (const auto blocks = root.find("blocks"))
       for (const JsonValue block : blocks->items()) add_blocks(block, places);
     for (auto const& [field, entries] : {std::pair{"sequences", &sequences_}, {"locks", &locks_}, {"plls", &plls_}})
       if (const auto list = root.find(field))
         for (const JsonValue entry : list->items())
-          for (PlaceValues& values : written_out(entry.find("each"), places))
-            entries->push_back({entry, std::move(values)});
+          for (Places& values : written_out(entry.find("each"), places)) entries->push_back({entry, std::move(values)});
     if (const auto list = root.find("elsewhere"))
       for (const JsonValue entry : list->items()) add_elsewhere(entry, places);
     if (const auto list = root.find("constraints"))
@@ -89,7 +88,7 @@ class RegisterReader {
  private:
   struct Entry {
     JsonValue value;
-    PlaceValues places;
+    Places places;
   };
 
   // Functions of pads count from 1 in the order of the description.
@@ -99,8 +98,8 @@ class RegisterReader {
       map_->pad_functions_.emplace(function.name, static_cast<std::uint32_t>(map_->pad_functions_.size() + 1));
   }
 
-  static PlaceValues places_of(JsonValue root, PlaceValues const& known) {
-    PlaceValues values;
+  Places places_of(JsonValue root, PlaceValues const& known) {
+    Places values(extent_);
     if (const auto places = root.find("places"))
       for (const JsonValue place : places->members()) {
         if (!is_name(place.name())) place.refuse("a place with a name of letters and digits");
@@ -117,10 +116,10 @@ class RegisterReader {
 
   // --- blocks, registers, fields
 
-  void add_blocks(JsonValue entry, PlaceValues const& places) {
+  void add_blocks(JsonValue entry, Places const& places) {
     entry.allow_only({"name", "each", "base", "step", "meaning", "registers"});
     std::uint32_t position = 0;
-    for (PlaceValues const& values : written_out(entry.find("each"), places)) {
+    for (Places const& values : written_out(entry.find("each"), places)) {
       const std::uint32_t block = block_of(entry, values, index(entry, values, position++));
       if (const auto registers = entry.find("registers"))
         for (const JsonValue reg : registers->items()) add_registers(reg, values, block);
@@ -128,7 +127,7 @@ class RegisterReader {
   }
 
   // A block may be told again, without its base, by a file that adds registers.
-  std::uint32_t block_of(JsonValue entry, PlaceValues const& places, std::uint32_t index) {
+  std::uint32_t block_of(JsonValue entry, Places const& places, std::uint32_t index) {
     const std::string name = text(entry.member("name"), places);
     if (!is_name(name)) entry.member("name").refuse("a name of letters, digits and _");
     const auto known = block_numbers_.find(name);
@@ -151,14 +150,14 @@ class RegisterReader {
 
   // By how many steps the entry is moved: by the number that its one place stands for; for words, or several places, by
   // the position in the order of the patterns.
-  static std::uint32_t index(JsonValue entry, PlaceValues const& places, std::uint32_t position) {
+  static std::uint32_t index(JsonValue entry, Places const& places, std::uint32_t position) {
     const auto each = entry.find("each");
     if (!each || each->members().size() != 1) return position;
     return number::whole<std::uint32_t>(places.find(each->members()[0].name())->second).value_or(position);
   }
 
   // `first` and so many steps; addresses of words.
-  static std::uint32_t shifted(JsonValue value, std::uint32_t first, JsonValue entry, PlaceValues const& places,
+  static std::uint32_t shifted(JsonValue value, std::uint32_t first, JsonValue entry, Places const& places,
                                std::uint32_t index) {
     const auto step = entry.find("step");
     const std::uint64_t address = first + std::uint64_t{index} * (step ? word(*step, places) : 0);
@@ -167,10 +166,10 @@ class RegisterReader {
     return static_cast<std::uint32_t>(address);
   }
 
-  void add_registers(JsonValue entry, PlaceValues const& places, std::uint32_t block) {
+  void add_registers(JsonValue entry, Places const& places, std::uint32_t block) {
     entry.allow_only({"name", "each", "offset", "step", "meaning", "fields"});
     std::uint32_t position = 0;
-    for (PlaceValues const& values : written_out(entry.find("each"), places)) {
+    for (Places const& values : written_out(entry.find("each"), places)) {
       const JsonValue offset = entry.member("offset");
       Register reg;
       reg.name = text(entry.member("name"), values);
@@ -212,9 +211,9 @@ class RegisterReader {
     if (reg.fields.empty()) entry.member("fields").refuse("one field or more");
   }
 
-  void add_fields(JsonValue entry, PlaceValues const& places, Register& reg) {
+  void add_fields(JsonValue entry, Places const& places, Register& reg) {
     entry.allow_only({"name", "each", "bits", "reset", "meaning", "value", "parameter", "scale", "texts", "pad"});
-    for (PlaceValues const& values : written_out(entry.find("each"), places)) {
+    for (Places const& values : written_out(entry.find("each"), places)) {
       RegisterField field;
       field.name = text(entry.member("name"), values);
       if (!is_name(field.name)) entry.member("name").refuse("a name of letters, digits and _");
@@ -228,7 +227,7 @@ class RegisterReader {
   }
 
   // `17:8`, or `3`.
-  static void read_bits(JsonValue value, PlaceValues const& places, RegisterField& field) {
+  static void read_bits(JsonValue value, Places const& places, RegisterField& field) {
     const std::string bits = text(value, places);
     const std::size_t colon = bits.find(':');
     const auto high = number::whole<std::uint32_t>(bits.substr(0, colon));
@@ -239,7 +238,7 @@ class RegisterReader {
     field.reset = 0;
   }
 
-  void bind(JsonValue entry, PlaceValues const& places, RegisterField& field) {
+  void bind(JsonValue entry, Places const& places, RegisterField& field) {
     const auto value = entry.find("value"), parameter = entry.find("parameter"), pad = entry.find("pad");
     if (value.has_value() + parameter.has_value() + pad.has_value() > 1)
       entry.refuse("one of value, parameter and pad");
@@ -257,7 +256,7 @@ class RegisterReader {
 
   // What a parameter is in a field: truths are 0 and 1, texts the number of the permitted value, decimal numbers are
   // multiplied by a scale and rounded. While it reads SKIP, the field is as after a reset.
-  std::string rule_of(JsonValue entry, JsonValue name, PlaceValues const& places, RegisterField const& field) const {
+  std::string rule_of(JsonValue entry, JsonValue name, Places const& places, RegisterField const& field) const {
     const std::uint32_t number = parameter(name, text(name, places));
     Parameter const& bound = core_.parameters()[number];
     const auto scale = entry.find("scale");
@@ -283,7 +282,7 @@ class RegisterReader {
   }
 
   // `PMC_MIO 7`: which function sits there.
-  void bind_pad(JsonValue value, PlaceValues const& places, RegisterField& field) {
+  void bind_pad(JsonValue value, Places const& places, RegisterField& field) {
     const std::string words = text(value, places);
     const std::size_t blank = words.find(' ');
     const std::uint32_t number =
@@ -376,7 +375,7 @@ class RegisterReader {
     sequence.when = condition(entry);
     sequence.place = entry.value.place();
     for (const JsonValue step : entry.value.member("steps").items())
-      for (PlaceValues const& places : written_out(step.find("each"), entry.places)) {
+      for (Places const& places : written_out(step.find("each"), entry.places)) {
         if (++step_count_ > kMostSteps) step.refuse("at most 100000 steps");
         sequence.steps.push_back(step_of({step, places}));
       }
@@ -425,7 +424,7 @@ class RegisterReader {
   }
 
   // Names with rules, or names alone.
-  void add_step_fields(JsonValue fields, PlaceValues const& places, RegisterStep& step) const {
+  void add_step_fields(JsonValue fields, Places const& places, RegisterStep& step) const {
     if (fields.is_list()) {
       for (const JsonValue name : fields.items())
         step.fields.push_back({field_at(name, step.reg, text(name, places)), std::nullopt});
@@ -447,7 +446,7 @@ class RegisterReader {
     if (step.fields.empty()) entry.refuse("fields, since no rule sets one of " + map_->name(step.reg));
   }
 
-  std::uint32_t register_at(JsonValue value, PlaceValues const& places) const {
+  std::uint32_t register_at(JsonValue value, Places const& places) const {
     const std::string name = text(value, places);
     const auto number = map_->find(name);
     if (!number) value.refuse("a register, such as CRL.UART0_CLOCK, which " + name + " is not");
@@ -488,10 +487,10 @@ class RegisterReader {
     map_->plls_.push_back(std::move(pll));
   }
 
-  void add_elsewhere(JsonValue entry, PlaceValues const& places) {
+  void add_elsewhere(JsonValue entry, Places const& places) {
     entry.allow_only({"each", "parameters", "file", "reason", "if_there"});
     const bool if_there = entry.find("if_there") && entry.member("if_there").boolean();
-    for (PlaceValues const& values : written_out(entry.find("each"), places)) {
+    for (Places const& values : written_out(entry.find("each"), places)) {
       const auto file = entry.find("file");
       Elsewhere other{file ? text(*file, values) : "", file ? "" : text(entry.member("reason"), values)};
       for (const JsonValue name : entry.member("parameters").items())
@@ -502,24 +501,25 @@ class RegisterReader {
 
   // --- what is left behind besides registers
 
-  void add_constraints(JsonValue entry, PlaceValues const& places) {
+  void add_constraints(JsonValue entry, Places const& places) {
     entry.allow_only({"each", "when", "text"});
-    for (PlaceValues const& values : written_out(entry.find("each"), places)) {
+    for (Places const& values : written_out(entry.find("each"), places)) {
       const JsonValue source = entry.member("text");
       Rule line = compiled(source, [&] { return Rule::compile_template(text(source, values), scope_); });
       map_->constraints_.push_back({condition({entry, values}), std::move(line)});
     }
   }
 
-  void add_power(JsonValue entry, PlaceValues const& places) {
+  void add_power(JsonValue entry, Places const& places) {
     entry.allow_only({"each", "item", "supply", "when", "milliwatts"});
-    for (PlaceValues const& values : written_out(entry.find("each"), places)) {
+    for (Places const& values : written_out(entry.find("each"), places)) {
       const JsonValue amount = entry.member("milliwatts");
       map_->power_.push_back({text(entry.member("item"), values), text(entry.member("supply"), values),
                               condition({entry, values}), rule(amount, text(amount, values), Type(Kind::decimal))});
     }
   }
 
+  Extent extent_;
   Core const& core_;
   CoreScope scope_;
   std::shared_ptr<RegisterMap> map_;

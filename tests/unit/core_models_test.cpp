@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <random>
@@ -467,9 +468,18 @@ TEST_P(Newest, HaveConsequencesOrAreListed) {
   EXPECT_LE(silent.information.size() * 20, core->parameters().size());
 }
 
+// Of older versions, and of cores that another one is made from, in the long form alone (real_cores_test).
 std::vector<Version> newest() {
   if (test_support::kSanitized) return {};
-  return {{"psxl", "1.0"}, {"ps11", "1.0"}, {"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}, {"ps_pmc", "1.0"}};
+  std::vector<Version> all = {
+      {"psxl", "1.0"}, {"ps11", "1.0"}, {"pspmcx", "1.0"}, {"tavrel_cips", "3.4"}, {"ps_pmc", "1.0"}};
+  if (std::getenv("IPTASKS_CORE_CHANGES") != nullptr) {
+    all.push_back({"pmcps", "1.0"});
+    for (char const* const version : {"1.0", "1.1", "1.2", "1.3", "1.4"}) all.push_back({"pspmc", version});
+    for (char const* const version : {"1.0", "2.0", "2.1", "3.1", "3.2", "3.3"})
+      all.push_back({"tavrel_cips", version});
+  }
+  return all;
 }
 std::string name_of(::testing::TestParamInfo<Version> const& one) {
   return one.param.core + ("_" + std::to_string(one.index));

@@ -78,7 +78,7 @@ const Hostile kHostile[] = {
        return core(parameter(
            "A${n}", each("{0..99999}") + R"(, "derived": "sum(i in [1)" + repeated(",1", 30'000) + R"x(]: i)")x"));
      },
-     "made.json:1: parameters[0].derived: expected ", true},
+     "made.json:1: parameters[0].derived: expected rules that take at most 512 MiB in all, patterns written out", true},
     {"long_texts_in_all_rows",
      [] {
        return core(parameter("A${n}", each("{0..99999}")) + "," +
@@ -156,6 +156,33 @@ const Hostile kHostile[] = {
                    }) + "]");
      },
      "made.json:1: composites[100]: expected at most 100 composites"},
+    {"members_without_end",
+     [] {
+       return core(parameter("T", "", "text", "") + "," + parameter("P"),
+                   R"("composites": [{"name": "T", "members": [{"parameter": "P", "key": "${n}", )" +
+                       each("{0..10000}") + "}]}]");
+     },
+     "made.json:1: composites[0].members[0]: expected at most 10000 members"},
+    {"beginnings_without_end",
+     [] {
+       return core(parameter("T", "", "text", "") + "," + parameter("P"),
+                   R"("composites": [{"name": "T", "starts_with": [)" + numbered(1000, quoted) + "]}]");
+     },
+     "made.json:1: composites[0].starts_with: expected at most 100 beginnings"},
+    {"sub_cores_without_end",
+     [] {
+       return core(parameter("P"), R"("sub_cores": [)" + numbered(1000, [](std::string const& n) {
+                                     return R"({"name": "s)" + n + R"(", "core": "made", "version": "1.0"})";
+                                   }) + "]");
+     },
+     "made.json:1: sub_cores[100]: expected at most 100 sub-cores"},
+    {"measurements_without_end",
+     [] {
+       return core(
+           parameter("M", "", "truth", "0"),
+           R"("measurements": {"enabled": "M", "parameters": [], "dictionaries": [], )" + each("{0..10000}") + "}");
+     },
+     "made.json:1: measurements: expected at most 10000 measurements"},
     {"seats_without_end",
      [] {
        return core(parameter("F${n}", each("{0..9999}"), "text", "B 0"),
