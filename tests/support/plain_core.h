@@ -15,6 +15,7 @@
 #include "kdi/cores/ClockSection.h"
 #include "kdi/cores/Instance.h"
 #include "kdi/cores/PadSection.h"
+#include "platform/cores/memory_functions.h"
 #include "tests/support/random_rules.h"
 
 namespace plain_rules {
@@ -226,7 +227,7 @@ class PlainCore {
     PlainRules::Parsed& parsed = rules_.parsed(rule);
     const auto outside = [&](std::uint32_t place) { return named(parsed.names[place]); };
     try {
-      const Item item = Reader(parsed.syntax, outside, &parsed.seen).whole();
+      const Item item = Reader(parsed.syntax, outside, &parsed.seen, asked_of_tables).whole();
       if (!parsed.first)
         parsed.first = item;
       else if (!parsed.varies)
@@ -238,6 +239,25 @@ class PlainCore {
   }
 
  private:
+  // Figures of memories come from their tables, as those of the device do.
+  static std::optional<Item> asked_of_tables(std::string const& word, List const& arguments) {
+    Function const* const function = memory_function(word);
+    if (function == nullptr) return std::nullopt;
+    std::vector<Value> values;
+    std::vector<Cell> cells;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+      values.push_back(value_as(arguments[i], function->parameters[i]));
+      cells.push_back(values.back().cell());
+    }
+    try {
+      return item_of(function->call(nullptr, cells).cell());
+    } catch (RuleFault const& fault) {
+      throw Fault(fault.what());
+    } catch (std::overflow_error const& fault) {
+      throw Fault(fault.what());
+    }
+  }
+
   static std::optional<Item> typed(Type type, std::string const& text) {
     if (type.kind() == Kind::truth) {
       if (text == "1" || text == "true") return Item(true);

@@ -136,8 +136,11 @@ class Reader {
   /// What stands behind a place of the tree: a name that is not the tree's own, or a call that is no function.
   using Outside = std::function<std::optional<Item>(std::uint32_t place)>;
 
-  Reader(kdi::cores::Syntax const& syntax, Outside outside, SeenTruths* seen = nullptr)
-      : syntax_(syntax), outside_(std::move(outside)), seen_(seen) {}
+  /// What a function gives that is not the language's own; nothing for an unknown one.
+  using Host = std::function<std::optional<Item>(std::string const& function, List const& arguments)>;
+
+  Reader(kdi::cores::Syntax const& syntax, Outside outside, SeenTruths* seen = nullptr, Host host = nullptr)
+      : syntax_(syntax), outside_(std::move(outside)), seen_(seen), host_(std::move(host)) {}
   Reader(kdi::cores::Syntax const& syntax, std::map<std::string, Item> const& values)
       : Reader(syntax, [&](std::uint32_t place) -> std::optional<Item> {
           if (syntax.at(place).form == kdi::cores::Form::call) return std::nullopt;
@@ -303,6 +306,8 @@ class Reader {
     if (std::optional<Item> other = outside_(number)) return *std::move(other);
     List arguments;
     for (const std::uint32_t part : node.parts) arguments.push_back(of(part));
+    if (host_)
+      if (std::optional<Item> item = host_(node.word, arguments)) return *std::move(item);
     if (node.word == "length") {
       if (arguments[0].index() == 3) return Integer(std::get<std::string>(arguments[0]).size());
       if (arguments[0].index() == 4) return Integer(std::get<4>(arguments[0])->size());
@@ -481,6 +486,7 @@ class Reader {
   kdi::cores::Syntax const& syntax_;
   Outside outside_;
   SeenTruths* seen_;
+  Host host_;
   std::vector<std::pair<std::string const*, Item>> own_;  // names of the tree, the innermost last
 };
 

@@ -1,5 +1,5 @@
 // What nearly every test includes (see cmake/precompiled.h).
-#include "cmake/precompiled.h"
+#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
@@ -7,4 +7,4 @@
 #include <sstream>
 #include <thread>
 
-#include <gtest/gtest.h>
+#include "cmake/precompiled.h"

@@ -92,7 +92,7 @@ inline std::vector<std::vector<Change>> ways_to(std::vector<Sight> const& wanted
   make_changes(start, given);
   std::vector<std::vector<Change>> ways;
   for (std::size_t i = 0; i < wanted.size(); ++i) {
-    constexpr Effort kEffort{300'000, 3, 0};
+    constexpr Effort kEffort{100'000, 3, 0};
     const auto goal = static_cast<std::uint32_t>(core.parameters().size() + i);
     const Advice advice = advise(start, {Wish::Kind::enabled, goal}, kEffort);
     if (advice.outcome == Advice::Outcome::found) ways.push_back(advice.changes);

@@ -324,7 +324,7 @@ class RealCores : public testing::TestWithParam<Version> {
     for (std::uint32_t i = 0; i < rules_.core().parameters().size(); ++i)
       if (rules_.core().parameters()[i].type == Type(Kind::truth) && rules_.core().is_settable(i))
         all_on.push_back({i, "1"});
-    for (std::string const device : {"", "0", "1", "2", "4", "100000"})
+    for (std::string const device : {"", "0", "2", "100000"})
       for (auto const& first : {std::vector<Change>(), all_on}) {
         std::vector<Sight> rest = open();
         rest.erase(std::remove_if(rest.begin(), rest.end(), [](Sight const& one) { return one.what == "varies"; }),
@@ -342,6 +342,14 @@ class RealCores : public testing::TestWithParam<Version> {
       }
   }
 
+  // What older versions have of their own rules is in the newer ones.
+  static bool is_newest() {
+    std::string newest;
+    for (Version const& version : versions())
+      if (version.core == GetParam().core) newest = std::max(newest, version.version);
+    return newest == GetParam().version;
+  }
+
   PlainRules rules_{Core::read(places::data("cores"), GetParam().core, GetParam().version)};
 };
 
@@ -357,7 +365,7 @@ TEST_P(RealCores, AreWhatComputingAnewGives) {
     made += walk.changes();
     valid += walk.valid();
   }
-  if (!is_long()) return;
+  if (!is_long() || !is_newest()) return;
   const std::size_t all = sights(rules_).size(), behind_changes = open().size();
   look_at_tables();
   const std::size_t behind_tables = open().size();
