@@ -1,5 +1,5 @@
-// What nearly every source of the product includes, for builds that have IPTASKS_PRECOMPILED. Only headers of the system
-// stand here, so that a source which forgets one of our own is noticed in every build.
+// What nearly every source of the product includes, for builds that have IPTASKS_PRECOMPILED. Only headers of the
+// system stand here, so that a source which forgets one of our own is noticed in every build.
 #include <algorithm>
 #include <array>
 #include <cstdint>
