@@ -21,3 +21,5 @@ add_unit_test(output_faults_test LABELS hardip LINKS "kdi_hdf;kdi_hsm;kdi_ippcw;
 target_sources(output_faults_test PRIVATE support/file_faults.cpp)
 set_target_properties(output_faults_test PROPERTIES ENABLE_EXPORTS ON)
 target_link_options(output_faults_test PRIVATE -Wl,--no-as-needed)
+
+add_unit_test(state_file_test LABELS hardip LINKS "kdi_hdf;kdi_ippcw")

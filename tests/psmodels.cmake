@@ -23,3 +23,10 @@ add_tcl_test(hardip LABELS hardip)
 add_recorded_test(hardip_output_test LABELS hardip)
 target_sources(hardip_output_test PRIVATE support/recording_output.cpp $<FILTER:$<TARGET_OBJECTS:hardip>,INCLUDE,attributes|boot_program|output_package|power_io_files|task_target>)
 target_link_libraries(hardip_output_test PRIVATE kdi_hdf kdi_hsm kdi_device)
+
+# The driver: with a generator that records, and for real.
+add_recorded_test(driver_test LABELS psmodels)
+target_sources(driver_test PRIVATE support/recording_output.cpp)
+target_link_libraries(driver_test PRIVATE kdi_hdf kdi_hsm)
+add_unit_test(driver_data_test LABELS psmodels LINKS "register_memory;kdi_ippcw;kdi_cores;kdi_cdo;kdi_common;${CMAKE_DL_LIBS}")
+tests_of(cdo_driver psmodels)

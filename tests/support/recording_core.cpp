@@ -333,6 +333,10 @@ void HICInst::GetExportedData(std::string const& name, std::string& text) {
   record(state_->name + ".GetExportedData", name);
   text = recording_core::value(answers.exported, name);
 }
+void HICInst::getSysmonRegData(StrPairs& registers) {
+  record(state_->name + ".getSysmonRegData");
+  registers = answers.monitor_registers;
+}
 void HICInst::generateSysmonDataJson() { record(state_->name + ".generateSysmonDataJson"); }
 bool HICInst::isPSBankAvailable() { return true; }
 int HICInst::getSlrCount() { return answers.number; }

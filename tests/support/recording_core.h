@@ -58,6 +58,7 @@ struct Answers {
   bool has_dies = false;  ///< of a device of several
   int dies = 1;
   AttrMap file_attributes;
+  StrPairs monitor_registers;
   ParamMap masters_values;  ///< that updateSLRParamsFromMasterSubcore hands out
 };
 extern Answers answers;
