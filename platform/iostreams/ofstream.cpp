@@ -77,4 +77,10 @@ bool ofstream::close() {
   return is_whole;
 }
 
+bool write_file(std::string const& path, std::string_view bytes) {
+  ofstream stream(path);
+  stream.add(bytes);
+  return stream.close();
+}
+
 }  // namespace isl::iostreams

@@ -29,4 +29,8 @@ class KDI_DOOR ofstream : public std::ostream {
   std::shared_ptr<Buffer> buffer_;
 };
 
+/// Writes `bytes` through such a stream. For the package, which calls functions alone: a class with a table would have
+/// to be there when it is loaded. False as close() tells.
+KDI_DOOR bool write_file(std::string const& path, std::string_view bytes);
+
 }  // namespace isl::iostreams

@@ -314,9 +314,7 @@ void write_boot_loader_files(char const* core, ParamMap const& texts, std::strin
       errors.push_back("the core has no text for " + target);
       continue;
     }
-    isl::iostreams::ofstream stream(target);
-    stream.add(text->second);
-    if (!stream.close()) errors.push_back("cannot write " + target);
+    if (!isl::iostreams::write_file(target, text->second)) errors.push_back("cannot write " + target);
   }
 }
 
