@@ -60,45 +60,46 @@ class RecordingPsu {
       all_.record("isDefaultInstance");
       return all_.is_default;
     }
-    void getHdlParams(ParamMap const& values, std::set<std::string> const& names, std::vector<StrVec>& rows,
-                      StrVec& errors) override {
+    void getHdlParams(ParamMap const& values, std::set<std::string> const& names, std::vector<StrVec>& told_rows,
+                      StrVec& told_errors) override {
       std::string shown_names;
       for (std::string const& name : names) shown_names += "," + name;
       all_.record("getHdlParams " + shown(values) + " " + shown_names);
-      rows = all_.rows;
-      errors = all_.errors;
+      told_rows = all_.rows;
+      told_errors = all_.errors;
     }
-    void getRanges(ParamMap const& params, RawResult& result, ParamMap& messages, int strength) override {
+    void getRanges(ParamMap const& params, RawResult& told_result, ParamMap& told_messages, int strength) override {
       all_.record("getRanges " + shown(params) + " " + std::to_string(strength));
-      result = all_.result;
-      messages = all_.messages;
+      told_result = all_.result;
+      told_messages = all_.messages;
     }
-    void importPreset(ParamMap const& params, RawResult& result, ParamMap& messages) override {
+    void importPreset(ParamMap const& params, RawResult& told_result, ParamMap& told_messages) override {
       all_.record("importPreset " + shown(params));
-      result = all_.result;
-      messages = all_.messages;
+      told_result = all_.result;
+      told_messages = all_.messages;
     }
-    void applyBoard(ParamMap const& params, RawResult& result, ParamMap& messages) override {
+    void applyBoard(ParamMap const& params, RawResult& told_result, ParamMap& told_messages) override {
       all_.record("applyBoard " + shown(params));
-      result = all_.result;
-      messages = all_.messages;
+      told_result = all_.result;
+      told_messages = all_.messages;
     }
-    void generateXdc(ParamMap const& params, std::string& text, StrVec& errors) override {
-      generate("generateXdc", params, text, errors);
+    void generateXdc(ParamMap const& params, std::string& told_text, StrVec& told_errors) override {
+      generate("generateXdc", params, told_text, told_errors);
     }
-    void generatePowerData(ParamMap const& params, std::string& text, StrVec& errors) override {
-      generate("generatePowerData", params, text, errors);
+    void generatePowerData(ParamMap const& params, std::string& told_text, StrVec& told_errors) override {
+      generate("generatePowerData", params, told_text, told_errors);
     }
-    void generateIOPadData(ParamMap const& params, std::string& text, StrVec& errors) override {
-      generate("generateIOPadData", params, text, errors);
+    void generateIOPadData(ParamMap const& params, std::string& told_text, StrVec& told_errors) override {
+      generate("generateIOPadData", params, told_text, told_errors);
     }
-    void generateJitterConstraints(ParamMap const& params, std::string& text, StrVec& errors) override {
-      generate("generateJitterConstraints", params, text, errors);
+    void generateJitterConstraints(ParamMap const& params, std::string& told_text, StrVec& told_errors) override {
+      generate("generateJitterConstraints", params, told_text, told_errors);
     }
-    std::string generateBootLoaderFiles(ParamMap const& params, bool all, ParamMap& files, StrVec& errors) override {
+    std::string generateBootLoaderFiles(ParamMap const& params, bool all, ParamMap& told_files,
+                                        StrVec& told_errors) override {
       all_.record("generateBootLoaderFiles " + shown(params) + (all ? " all" : " some"));
-      files = all_.files;
-      errors = all_.errors;
+      told_files = all_.files;
+      told_errors = all_.errors;
       return all_.text;
     }
 
@@ -108,10 +109,10 @@ class RecordingPsu {
       for (auto const& [name, value] : map) all += (all.empty() ? "" : " ") + name + "=" + value;
       return "{" + all + "}";
     }
-    void generate(std::string const& operation, ParamMap const& params, std::string& text, StrVec& errors) {
+    void generate(std::string const& operation, ParamMap const& params, std::string& told_text, StrVec& told_errors) {
       all_.record(operation + " " + shown(params));
-      text = all_.text;
-      errors = all_.errors;
+      told_text = all_.text;
+      told_errors = all_.errors;
     }
 
     RecordingPsu& all_;
