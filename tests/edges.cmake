@@ -5,7 +5,7 @@ add_tcl_test(files LABELS "platform;dsp")
 add_script_test(imports LABELS platform smoke
   COMMAND ${TCLSH} ${CMAKE_CURRENT_SOURCE_DIR}/checks/imports.tcl ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 # Memory that runs out, at each request for it in turn.
-add_unit_test(failing_memory_test LABELS "frame;platform"
+add_unit_test(failing_memory_test SMOKE LABELS "frame;platform"
   LINKS "kdish_parts;kdi_bmg;kdi_device;kdi_ip;kdi_ippcw;${CMAKE_DL_LIBS}")
 add_dependencies(failing_memory_test kdi_fectools kdi_bmgtools kdi_clocktools kdi_coretools)
 target_sources(failing_memory_test PRIVATE support/failing_memory.cpp)

@@ -6,7 +6,10 @@ endforeach()
 # Every row of a table of commands. The program has the commands' objects in it, and the function that counts words asks
 # the test first; so it can be told each row without its handler being run.
 get_property(families GLOBAL PROPERTY IPTASKS_FAMILIES)
-add_unit_test(rows_test SMOKE OBJECTS LABELS frame LINKS "${families};kdish_parts;kdi_ip;kdi_ippcw;kdi_corepages;kdi_cores;kdi_thread;kdi_bmg;kdi_device")
+list(REMOVE_ITEM families psmodels_driver)
+get_property(engines GLOBAL PROPERTY IPTASKS_ENGINES)
+list(REMOVE_DUPLICATES engines)
+add_unit_test(rows_test SMOKE OBJECTS LABELS frame LINKS "${families};${engines};kdish_parts;kdi_corepages;kdi_cores")
 target_sources(rows_test PRIVATE
   $<TARGET_OBJECTS:kdi_fectools_objects>
   $<TARGET_OBJECTS:kdi_bmgtools_objects>

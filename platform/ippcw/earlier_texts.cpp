@@ -36,7 +36,8 @@ class View {
  public:
   explicit View(Instance const& instance)
       : instance_(instance), prefix_(kdi::text::uppered(instance.core().name()) + "_") {
-    for (std::string_view first : kdi::text::words(definition("PAD_BANKS"), " "))
+    const std::string banks = definition("PAD_BANKS");  // which the words are views of
+    for (std::string_view first : kdi::text::words(banks, " "))
       first_pads_.push_back(kdi::number::whole<unsigned>(first).value());
   }
 

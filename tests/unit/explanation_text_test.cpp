@@ -62,7 +62,8 @@ TEST(ExplanationText, KeepsToTheWidthAndShowsAnyText) {
     }
   }
   instance.take_back({1});
-  for (std::string_view const line : kdi::text::lines(told(instance, 2, 50))) EXPECT_LE(line.size(), 50U) << line;
+  const std::string text = told(instance, 2, 50);
+  for (std::string_view const line : kdi::text::lines(text)) EXPECT_LE(line.size(), 50U) << line;
 }
 
 }  // namespace

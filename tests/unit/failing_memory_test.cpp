@@ -29,6 +29,7 @@
 #include "kdi/ippcw/HICInst.h"
 #include "tests/support/examples.h"
 #include "tests/support/places.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/scratch.h"
 
 #if defined(__has_feature)
@@ -46,6 +47,8 @@ namespace {
 
 const std::string kOutOfMemory = std::to_string(static_cast<int>(bmg::Code::out_of_memory));
 constexpr char kPart[] = "zrv7030-c484-1-c";
+
+constexpr std::size_t kMost = test_support::kSanitized ? 5 : 20;
 
 // The requests of `count` that are to fail, at most `most` of them unless all are asked for.
 std::vector<std::size_t> requests(std::size_t count, std::size_t most) {
@@ -154,7 +157,7 @@ TEST_P(FirstReads, GoWellTheSecondTime) {
   const std::size_t count = std::stoul(told);
   const std::string calm = told.substr(told.find(' ') + 1);
   ASSERT_GT(count, 0U);
-  for (const std::size_t nth : requests(count, 8)) {
+  for (const std::size_t nth : requests(count, kMost)) {
     const std::string wrong = in_a_process([&]() -> std::string {
       std::optional<std::string> first;
       failing_memory::fail(nth);
@@ -208,7 +211,7 @@ TEST_F(FailingCommands, AreErrorsAndWorkTheSecondTime) {
     interpreter.evaluate(command.example.script);
     const std::size_t count = failing_memory::stop();
     const std::string calm = interpreter.result();
-    for (const std::size_t nth : requests(count, count > 20000 ? 3 : 10)) {
+    for (const std::size_t nth : requests(count, count > 20000 ? kMost / 3 : kMost)) {
       SCOPED_TRACE(command.name + ", request " + std::to_string(nth) + " of " + std::to_string(count));
       interpreter.evaluate(command.example.setup);
       failing_memory::fail(nth);
