@@ -10,7 +10,7 @@ packages="
   g++ cmake ninja-build make
   tcl tcl-dev
   libboost-dev libboost-thread-dev nlohmann-json3-dev libexpat1-dev libpugixml-dev
-  libzip-dev
+  libzip-dev zlib1g-dev
   $*
 "
 [ "$what" = package ] || packages="$packages
