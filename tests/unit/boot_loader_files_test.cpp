@@ -204,7 +204,7 @@ class Reader {
   double pll(std::string const& name, double reference) const {
     if (bits(name + ".CONTROL", 0, 0) == 1 || bits(name + ".STATUS", 0, 0) == 0) return 0;
     if (bits(name + ".CONTROL", 1, 1) == 1) return reference;
-    return reference * bits(name + ".SETTINGS", 9, 0) / bits(name + ".SETTINGS", 17, 12);
+    return reference * bits(name + ".DIVIDERS", 9, 0) / bits(name + ".DIVIDERS", 17, 12);
   }
   double crossing(std::string const& name, double reference) const {
     return pll(name, reference) / bits(name + ".CROSSING", 5, 0);

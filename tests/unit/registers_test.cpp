@@ -334,7 +334,7 @@ TEST(Registers, OfAProcessingSystemComeToHoldItsConfiguration) {
   EXPECT_EQ(on_pad, ps.map->pad_functions().at("UART 0"));
   EXPECT_EQ(memory.field("PMC_IOP.PAD_17", "FUNCTION"), on_pad);
   EXPECT_EQ(memory.field("PMC_IOP.PAD_18", "FUNCTION"), 0U);
-  EXPECT_EQ(memory.field("PPLL.SETTINGS", "FEEDBACK"), ps.number("PMC_CRP_PPLL_CTRL_FBDIV"));
+  EXPECT_EQ(memory.field("PPLL.DIVIDERS", "FEEDBACK"), ps.number("PMC_CRP_PPLL_CTRL_FBDIV"));
   EXPECT_EQ(memory.field("PPLL.STATUS", "LOCKED"), 1U);
   EXPECT_EQ(memory.field("PPLL.CONTROL", "BYPASS"), 0U);
   EXPECT_EQ(memory.field("CRL.LOCK", "KEY"), 0U) << "closed again";
