@@ -96,6 +96,14 @@ std::string filled(std::string const& form, Plan const& plan, Variant const& var
   return text;
 }
 
+// The writes of a block, on one line.
+template <class Line>
+std::string each_write(cdo::BlockWrite const& block, char const* between, Line const& line) {
+  std::string text;
+  for (cdo::Write const& write : cdo::writes_of(block)) text += (text.empty() ? "" : between) + line(write);
+  return text;
+}
+
 // One line of a table, without what it is for.
 struct CLine {
   std::string operator()(cdo::Section const& section) const { return "/* " + remark(section.name) + " */"; }
@@ -112,13 +120,7 @@ struct CLine {
   std::string operator()(cdo::Delay const& delay) const {
     return "DELAY, " + std::to_string(delay.microseconds) + "u,";
   }
-  std::string operator()(cdo::BlockWrite const& block) const {
-    std::string lines;
-    for (std::size_t i = 0; i < block.words.size(); ++i)
-      lines +=
-          (i == 0 ? "" : " ") + (*this)(cdo::Write{block.address + static_cast<std::uint32_t>(4 * i), block.words[i]});
-    return lines;
-  }
+  std::string operator()(cdo::BlockWrite const& block) const { return each_write(block, " ", *this); }
 };
 
 std::string c_source(Plan const& plan, Variant const& variant) {
@@ -164,13 +166,7 @@ struct TclLine {
   std::string operator()(cdo::Delay const& delay) const {
     return core + "_init::delay " + std::to_string(delay.microseconds);
   }
-  std::string operator()(cdo::BlockWrite const& block) const {
-    std::string lines;
-    for (std::size_t i = 0; i < block.words.size(); ++i)
-      lines +=
-          (i == 0 ? "" : "; ") + (*this)(cdo::Write{block.address + static_cast<std::uint32_t>(4 * i), block.words[i]});
-    return lines;
-  }
+  std::string operator()(cdo::BlockWrite const& block) const { return each_write(block, "; ", *this); }
 };
 
 std::string tcl_source(Plan const& plan) {
@@ -266,9 +262,8 @@ class Page {
       return row_of("poll, " + std::to_string(poll->timeout_us) + " us", poll->address, poll->mask, poll->value,
                     command);
     std::string rows;
-    auto const& block = std::get<cdo::BlockWrite>(command.command);
-    for (std::size_t i = 0; i < block.words.size(); ++i)
-      rows += row_of("write", block.address + static_cast<std::uint32_t>(4 * i), ~0U, block.words[i], command);
+    for (cdo::Write const& write : cdo::writes_of(std::get<cdo::BlockWrite>(command.command)))
+      rows += row_of("write", write.address, ~0U, write.value, command);
     return rows;
   }
 

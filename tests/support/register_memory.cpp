@@ -94,7 +94,7 @@ struct Runner {
   }
   void operator()(kdi::cdo::Delay const&) const {}
   void operator()(kdi::cdo::BlockWrite const& block) const {
-    for (std::uint32_t i = 0; i < block.words.size(); ++i) memory.write(block.address + 4 * i, block.words[i]);
+    for (kdi::cdo::Write const& write : kdi::cdo::writes_of(block)) (*this)(write);
   }
 };
 

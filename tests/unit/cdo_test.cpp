@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/cdo_access.h"
 #include "tests/support/golden.h"
 #include "tests/support/random.h"
 #include "tests/support/sanitized.h"
@@ -251,17 +252,7 @@ TEST(Cdo, NobodyMakesOrTakesMoreThanAFileMayHave) {
   EXPECT_EQ(binary_refused(std::string(kLargestFile + 4, ' ')), "a.bin: more than 64 MiB");
 }
 
-// What the C source calls.
-extern "C" {
-struct cdo_access {
-  void (*write)(void* context, std::uint32_t address, std::uint32_t value);
-  void (*mask_write)(void* context, std::uint32_t address, std::uint32_t mask, std::uint32_t value);
-  int (*poll)(void* context, std::uint32_t address, std::uint32_t mask, std::uint32_t value, std::uint32_t timeout_us);
-  void (*delay)(void* context, std::uint32_t microseconds);
-  void* context;
-};
-int board_configure(cdo_access const* access);
-}
+extern "C" int board_configure(cdo_access const* access);
 
 struct Recorder {
   Commands done;

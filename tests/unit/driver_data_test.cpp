@@ -11,6 +11,7 @@
 #include "kdi/cores/Store.h"
 #include "kdi/ippcw/HICJsonReader.h"
 #include "kdi/ippcw/HardIP.h"
+#include "tests/support/cdo_access.h"
 #include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/register_memory.h"
@@ -23,15 +24,6 @@ using test_support::RegisterMemory;
 using Texts = std::vector<std::string>;
 
 constexpr char const* kPart = "brvn3716-die-2LHP-e-S-es1";
-
-// As the sources declare it.
-struct cdo_access {
-  void (*write)(void* context, std::uint32_t address, std::uint32_t value);
-  void (*mask_write)(void* context, std::uint32_t address, std::uint32_t mask, std::uint32_t value);
-  int (*poll)(void* context, std::uint32_t address, std::uint32_t mask, std::uint32_t value, std::uint32_t timeout_us);
-  void (*delay)(void* context, std::uint32_t microseconds);
-  void* context;
-};
 
 RegisterMemory& memory_of(void* context) { return *static_cast<RegisterMemory*>(context); }
 

@@ -46,6 +46,14 @@ struct BlockWrite {
   friend bool operator==(BlockWrite const&, BlockWrite const&) = default;
 };
 
+/// What a block stands for, register by register.
+inline std::vector<Write> writes_of(BlockWrite const& block) {
+  std::vector<Write> writes;
+  for (const std::uint32_t word : block.words)
+    writes.push_back({block.address + 4 * static_cast<std::uint32_t>(writes.size()), word});
+  return writes;
+}
+
 using Command = std::variant<Section, Write, MaskedWrite, Poll, Delay, BlockWrite>;
 using Commands = std::vector<Command>;
 
