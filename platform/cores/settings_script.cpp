@@ -47,6 +47,7 @@ class ScriptReader {
       : script_(script), file_(file), command_(command) {}
 
   Settings whole() {
+    if (!is_utf8(script_)) throw SettingsError(file_ + ": it is no UTF-8");
     Settings settings;
     std::set<std::string> names;
     for (; skip_to_command(); end_command()) {
@@ -209,13 +210,22 @@ class ScriptReader {
   int line_ = 1;
 };
 
+// Names the core, in words that the reader takes apart at blanks; a script of no core has none.
+std::string heading_of(Settings const& settings) {
+  if (settings.core.empty() && settings.version.empty()) return "";
+  for (std::string const& word : {settings.core, settings.version})
+    if (word.empty() || std::any_of(word.begin(), word.end(), [](char c) { return c == ' ' || text::is_control(c); }))
+      throw SettingsError(text::quoted(text::shortened(word)) + " is no name of a core or version");
+  return std::string(kHeading) + settings.core + " " + settings.version + "\n";
+}
+
 }  // namespace
 
 std::string settings_script(Settings const& settings, std::string_view command) {
-  std::string script = std::string(kHeading) + settings.core + " " + settings.version + "\n";
+  std::string script = heading_of(settings);
   for (Setting const& setting : settings.all) {
     if (!is_utf8(setting.text)) throw SettingsError("the value of " + setting.parameter + " is no UTF-8");
-    script.append(command).append(" ").append(setting.parameter).append(" ").append(word(setting.text));
+    script.append(command).append(" ").append(word(setting.parameter)).append(" ").append(word(setting.text));
     if (setting.from != Origin::user) script.append(" ").append(word_of(setting.from));
     script += '\n';
   }

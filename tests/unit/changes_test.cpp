@@ -545,6 +545,7 @@ TEST(SettingsFiles, SlipsAreToldWithTheirPlace) {
       {"put A {x\\\ny}", "f.tcl:1: a line that goes on within braces"},
       {"put A x\\\ny", "f.tcl:1: a line that goes on within a word"},
       {"# settings of xram\n", "f.tcl:1: expected # settings of core version"},
+      {"put A \xFF", "f.tcl: it is no UTF-8"},
   };
   for (auto const& [script, words] : errors) {
     try {
@@ -574,6 +575,16 @@ TEST(SettingsFiles, SlipsAreToldWithTheirPlace) {
   const Settings no_text = {"a", "1", {{"A", "\xFF"}}};
   EXPECT_EQ(refusal([&] { settings_script(no_text, "put"); }), "the value of A is no UTF-8");
   EXPECT_EQ(refusal([&] { settings_json(no_text); }), "the value of A is no UTF-8");
+  EXPECT_EQ(refusal([&] { settings_script({"a b", "1", {}}, "put"); }), "\"a b\" is no name of a core or version");
+  EXPECT_EQ(refusal([&] { settings_script({"a", "", {}}, "put"); }), "\"\" is no name of a core or version");
+}
+
+// Whatever JSON may hold, a script may: names that no core has are told by whoever is given them.
+TEST(SettingsFiles, NamesAreWordsLikeValues) {
+  const Settings settings = {"", "", {{"A b", "1"}, {"", "2"}, {"{", "3"}}};
+  const std::string script = settings_script(settings, "put");
+  EXPECT_EQ(script, "put {A b} 1\nput {} 2\nput \\{ 3\n");
+  EXPECT_EQ(read_settings_script(script, "made.tcl", "put"), settings);
 }
 
 TEST(SettingsFiles, OfACoreMakeItAgain) {

@@ -48,7 +48,8 @@ KDI_DOOR Settings settings_of(Instance const& instance);
 KDI_DOOR std::vector<Change> changes_for(Instance const& instance, Settings const& settings);
 
 /// `command` stands in front of each setting as it is, such as `coretools::set $core`. Throws SettingsError for a text
-/// that is no UTF-8, which no script can hold.
+/// that is no UTF-8, which no script can hold, and for a core whose name is no word. Settings of no core have no
+/// heading.
 KDI_DOOR std::string settings_script(Settings const& settings, std::string_view command);
 /// Reads what settings_script wrote, by the rules of Tcl for words: braces, quotes and backslashes, but no variables
 /// and commands within. Lines that begin with `#` are passed over, but for the heading. Errors call the text `file`.
