@@ -1,5 +1,5 @@
 # Models of the processing system.
-add_unit_test(name_table_test SMOKE LABELS psmodels)
+add_tcl_test(java_entries LABELS psmodels)
 
 # The models, and the commands that reach cores without one, against cores that record. These stand in the test's program,
 # before those of the platform.

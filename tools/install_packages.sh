@@ -11,6 +11,7 @@ packages="
   tcl tcl-dev
   libboost-dev libboost-thread-dev nlohmann-json3-dev libexpat1-dev libpugixml-dev
   libzip-dev zlib1g-dev
+  android-libnativehelper-dev
   $*
 "
 [ "$what" = package ] || packages="$packages
@@ -20,6 +21,7 @@ packages="
   clang lld libclang-rt-dev clang-format-14 clang-tidy
   qemu-system-arm
   valgrind gcovr
+  openjdk-17-jdk-headless junit4
 "
 missing=""
 for package in $packages; do

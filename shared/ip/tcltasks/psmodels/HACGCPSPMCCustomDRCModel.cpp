@@ -7,6 +7,7 @@
 #include "kdi/common/KdiText.h"
 #include "kdi/ip/HPSPMCEvents.h"
 #include "kdi/ippcw/cips_top.h"
+#include "tcltasks/frame/brace_words.h"
 #include "tcltasks/frame/cpu_time.h"
 #include "tcltasks/frame/hard_ip.h"
 #include "tcltasks/psmodels/configuration_reader.h"
@@ -364,6 +365,16 @@ std::string HACGCPSPMCCustomDRCModel::getUserModifiedParams() {
   const std::string text = psmodels::settings_text(records, inputParams, [](auto const&, auto const&) {});
   tell(" Final result is %s\n", text.c_str());
   return text;
+}
+
+void HACGCPSPMCCustomDRCModel::setUserModifiedParams(std::string settings) {
+  StrVec words;
+  kelvane_config::util::parseParamValueDictWithBraces(settings, words);
+  if (words.size() % 2 != 0) words.emplace_back();
+  ParamMap given;
+  for (std::size_t i = 0; i < words.size(); i += 2)
+    given.insert_or_assign(std::move(words[i]), std::move(words[i + 1]));
+  userModifiedParams = std::move(given);
 }
 
 void HACGCPSPMCCustomDRCModel::getCurrentConfiguration(std::string name,

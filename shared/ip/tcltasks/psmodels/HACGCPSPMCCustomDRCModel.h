@@ -11,6 +11,7 @@
 
 #include "kdi/common/HSTVector.h"
 #include "kdi/ippcw/pspmc_top.h"
+#include "tcltasks/psmodels/live_models.h"
 #include "tcltasks/psmodels/model_parts.h"
 
 class HACGCPSPMCCustomDRCModel : public HACGCCustomDRCModel,
@@ -48,6 +49,9 @@ class HACGCPSPMCCustomDRCModel : public HACGCCustomDRCModel,
 
   /// What the user changed since the last call, as names and values.
   std::string getUserModifiedParams();
+  /// The other way round: what the user changed is what `settings` says from now on. Values with blanks are in braces,
+  /// and a last name without a value has an empty one. The engine hears nothing of it.
+  void setUserModifiedParams(std::string settings);
   /// The parameters of a configuration, a list of names and values.
   void getCurrentConfiguration(std::string name, HSTVector<std::pair<std::string, std::string>>& answer);
 
@@ -67,6 +71,7 @@ class HACGCPSPMCCustomDRCModel : public HACGCCustomDRCModel,
   ParamMap paramToSubPreset;  ///< the engine's name of a parameter to the sub-preset parameter that set it
   ParamMap userModifiedParams;
   bool applyingSubPreset = false;
+  psmodels::Living living_{*this};
 
   pspmc_config::pspmc_top* find_instance(Absence const& absence);
   pspmc_config::pspmc_top* find_instance();

@@ -12,6 +12,7 @@
 
 #include "kdi/ip/HPSPMCEvents.h"
 #include "kdi/ippcw/HICInst.h"
+#include "tcltasks/psmodels/live_models.h"
 #include "tcltasks/psmodels/measurements.h"
 #include "tcltasks/psmodels/model_parts.h"
 
@@ -73,6 +74,7 @@ class HACGCPSXLCustomDRCModel : public HACGCCustomDRCModel,
   ParamMap paramErrors;
   ParamMap userModifiedParams;
   std::string coreName;  ///< of the context of init_params
+  psmodels::Living living_{*this};
 
   bool has_instance(char const* complaint) const;
   bool has_instance() const;
