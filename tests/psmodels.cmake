@@ -16,6 +16,8 @@ add_recorded_test(model_table_test SMOKE LABELS psmodels)
 add_recorded_test(pspmc_model_test LABELS psmodels)
 add_recorded_test(psxl_model_test LABELS psmodels)
 add_recorded_test(pcw_model_test LABELS psmodels)
+add_recorded_test(java_entries_test LABELS psmodels)
+target_link_libraries(java_entries_test PRIVATE iptasks_jni)
 add_recorded_test(hardip_commands_test LABELS "hardip;frame")
 add_tcl_test(hardip LABELS hardip)
 

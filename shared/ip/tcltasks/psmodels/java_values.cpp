@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "kdi/common/HEXAll.h"
 #include "kdi/common/HI18N.h"
@@ -26,6 +27,7 @@ class Local {
     if (object_ != nullptr) env_->DeleteLocalRef(object_);
   }
   jobject get() const { return object_; }
+  jobject release() { return std::exchange(object_, nullptr); }
   template <class Object>
   Object as() const {
     return static_cast<Object>(object_);
@@ -105,15 +107,15 @@ template <class TextAt>
 jobjectArray array_of(JNIEnv* env, std::size_t count, TextAt const& text_at) {
   const Local type(env, env->FindClass("java/lang/String"));
   if (type.get() == nullptr) throw PendingInJava{};
-  if (count > 0x7FFFFFFFU) throw std::length_error("more texts than an array of Java's has");
-  jobjectArray const array = env->NewObjectArray(static_cast<jsize>(count), type.as<jclass>(), nullptr);
-  if (array == nullptr) throw PendingInJava{};
+  if (count > 0x7FFFFFFFU) throw std::bad_alloc();  // more than an array of Java's has
+  Local array(env, env->NewObjectArray(static_cast<jsize>(count), type.as<jclass>(), nullptr));
+  if (array.get() == nullptr) throw PendingInJava{};
   for (std::size_t i = 0; i < count; ++i) {
     const Local text(env, new_text(env, text_at(i)));
-    env->SetObjectArrayElement(array, static_cast<jsize>(i), text.get());
+    env->SetObjectArrayElement(array.as<jobjectArray>(), static_cast<jsize>(i), text.get());
     check_pending(env);
   }
-  return array;
+  return static_cast<jobjectArray>(array.release());
 }
 
 }  // namespace
@@ -162,7 +164,7 @@ StrPairs pairs_of(JNIEnv* env, jobjectArray texts, char const* what) {
 jstring new_text(JNIEnv* env, std::string const& text) {
   std::wstring wide;
   HI18N::convert(text, wide);
-  if (wide.size() > 0x7FFFFFFFU) throw std::length_error("a text longer than one of Java's");
+  if (wide.size() > 0x7FFFFFFFU) throw std::bad_alloc();  // longer than a text of Java's
   const std::unique_ptr<jchar[]> units(new jchar[wide.size()]);
   std::transform(wide.begin(), wide.end(), units.get(), [](wchar_t unit) { return static_cast<jchar>(unit); });
   jstring const made = env->NewString(units.get(), static_cast<jsize>(wide.size()));
