@@ -10,6 +10,7 @@
 #include "kdi/cores/Store.h"
 #include "kdi/device/Device.h"
 #include "platform/ippcw/HICHipInst.h"
+#include "platform/ippcw/handoff.h"
 
 using hardip_eng::Configured;
 using hardip_eng::ConfiguredCore;
@@ -20,6 +21,7 @@ struct HICInst::State {
   const Configured core;  // null for a name that no core has
   mutable std::mutex mutex;
   std::string sub_core;
+  std::string monitor_file;  // where its data stand beside the last output; empty before there is one
 };
 
 namespace {
@@ -142,14 +144,27 @@ void HICInst::GetExportedData(std::string const& name, std::string& text) {
   if (state_->core) state_->core->export_text({}, name, text, errors);
 }
 
-void HICInst::write_files(std::string const& path) {
-  if (state_->core) state_->core->write_files({}, path);
+void HICInst::write_files(std::string const& path, std::string const& stem) {
+  if (!state_->core) return;
+  std::string const& name = stem.empty() ? state_->core->instance_name() : stem;
+  state_->core->write_joint_files(path, name);
+  const std::lock_guard lock(state_->mutex);
+  state_->monitor_file = path + "/" + name + "_sysmon_data.json";
+}
+
+std::string HICInst::write_handoff(std::string const& path, std::string const& stem) {
+  if (!state_->core) return {};
+  return hardip_eng::write_handoff(
+      hardip_eng::handoff_of(*state_->core, stem.empty() ? state_->core->instance_name() : stem), path);
 }
 
 void HICInst::generateSysmonDataJson() {
   if (!state_->core || state_->core->description().presets().measurements.all.empty()) return;
-  const std::string given = state_->core->sysmon_data_file();
-  const std::string path = given.empty() ? state_->core->instance_name() + "_sysmon_data.json" : given;
+  std::string path = state_->core->sysmon_data_file();
+  if (path.empty()) {
+    const std::lock_guard lock(state_->mutex);
+    path = state_->monitor_file.empty() ? state_->core->instance_name() + "_sysmon_data.json" : state_->monitor_file;
+  }
   std::string text;
   GetExportedData("SYSMON_DATA", text);
   if (text.empty()) return;

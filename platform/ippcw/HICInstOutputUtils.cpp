@@ -1,6 +1,9 @@
 #include "kdi/ippcw/HICInstOutputUtils.h"
 
+#include <filesystem>
 #include <functional>
+#include <map>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -71,6 +74,21 @@ void write_report(std::string const& name, std::string const& path, char const* 
   if (!text.empty()) told_if_failed([&] { kdi::write_file(path + "/" + file, text); }, &errors);
 }
 
+// Where files are listed: <folder>/<stem>_pmc_data.cdo and others of its kind. Both are empty without that one.
+struct Place {
+  std::string folder, stem;
+};
+template <class Value>
+Place place_of(std::map<std::string, Value> const& listed) {
+  constexpr std::string_view kController = "_pmc_data.cdo";
+  for (auto const& [path, about] : listed) {
+    if (!path.ends_with(kController)) continue;
+    const std::filesystem::path file = path.substr(0, path.size() - kController.size());
+    return {file.parent_path().string(), file.filename().string()};
+  }
+  return {};
+}
+
 }  // namespace
 
 void HICInstOutputUtils::generatePSXLStateJson(std::string& path, ParamMap& values) {
@@ -99,8 +117,13 @@ void HICInstOutputUtils::generatePowerJsonReport(ParamMap const&, std::string& p
   write_report("POWER_DATA", path, "power_report.json", errors, inst);
 }
 
+// Whoever asks for a definition asks for the files in it afterwards. They are made here, since a definition holds what
+// is there.
 void HICInstOutputUtils::generateHDFForPSXL(std::string& path, std::string const& hwhPath, ParamMap& attributes,
-                                            ParamMap& fileAttributes, std::shared_ptr<HICInst>) {
+                                            ParamMap& fileAttributes, std::shared_ptr<HICInst> inst) {
+  const Place place = place_of(fileAttributes);
+  if (inst != nullptr && !place.stem.empty()) inst->write_files(place.folder, place.stem);
+  if (inst != nullptr && !hwhPath.empty()) inst->write_handoff(hwhPath, std::filesystem::path(hwhPath).stem().string());
   std::vector<std::pair<std::string, Kind>> files;
   if (!hwhPath.empty()) files.emplace_back(hwhPath, HHDFHwDefFileTypes::HWH_HANDOFF);
   for (auto const& [file, kind] : fileAttributes)
@@ -108,7 +131,7 @@ void HICInstOutputUtils::generateHDFForPSXL(std::string& path, std::string const
   HHDFHwDefUtils::writeHDF(path, std::move(files), true, {}, attributes);
 }
 
-void HICInstOutputUtils::generateCDO(ParamMap&, std::string& outputPath, std::string&, std::string, AttrMap, ParamMap&,
-                                     std::shared_ptr<HICInst> inst) {
-  if (inst != nullptr) inst->write_files(outputPath);
+void HICInstOutputUtils::generateCDO(ParamMap&, std::string& outputPath, std::string&, std::string,
+                                     AttrMap fileAttributes, ParamMap&, std::shared_ptr<HICInst> inst) {
+  if (inst != nullptr) inst->write_files(outputPath, place_of(fileAttributes).stem);
 }

@@ -437,21 +437,14 @@ std::string text_named(std::string const& name, OutputCore const& core) {
   return monitor_commands(core);
 }
 
-// Of several cores: JSON becomes a list, lines stand below one another.
-std::string joined(std::vector<std::string> const& texts) {
-  if (texts.size() == 1) return texts.front();
-  const bool is_json = !texts.empty() && texts.front().starts_with('{');
-  return is_json ? "[" + kdi::text::joined(texts, ",") + "]\n" : kdi::text::joined(texts, "");
-}
-
 }  // namespace
 
-// The core, or its sub-cores where it has some.
-std::vector<OutputCore> ConfiguredCore::output_cores() {
+// The core, or its sub-cores where the device has some.
+std::vector<OutputCore> ConfiguredCore::output_cores(std::string const& instance_name) {
   std::vector<OutputCore> cores;
-  for (kdi::cores::SubCore const& sub : core_->sub_cores())
-    cores.push_back({*configuration_.sub_core(sub.name), part_, instance_name_ + "_" + sub.name});
-  if (cores.empty()) cores.push_back({configuration_, part_, instance_name_});
+  for (kdi::cores::SubCore const& sub : sub_cores())
+    cores.push_back({*configuration_.sub_core(sub.name), part_, instance_name + "_" + sub.name, sub.region});
+  if (cores.empty()) cores.push_back({configuration_, part_, instance_name, region_});
   for (OutputCore const& core : cores) core.configuration.instance().compute();
   return cores;
 }
@@ -465,8 +458,8 @@ void ConfiguredCore::export_text(ParamMap const& params, std::string const& name
     ParamMap unknown;  // told by those that apply them
     if (!params.empty()) configuration_.set(known({params.begin(), params.end()}, unknown));
     std::vector<std::string> texts;
-    for (OutputCore const& core : output_cores()) texts.push_back(text_named(name, core));
-    text = joined(texts);
+    for (OutputCore const& core : output_cores(instance_name_)) texts.push_back(text_named(name, core));
+    text = joined_texts(texts);
   } catch (std::bad_alloc const&) {
     throw;
   } catch (std::exception const& error) {
@@ -477,21 +470,32 @@ void ConfiguredCore::export_text(ParamMap const& params, std::string const& name
   tell(fault);
 }
 
-std::vector<OutputFile> ConfiguredCore::files_for(ParamMap const& params) {
+std::vector<OutputFile> ConfiguredCore::files_for(ParamMap const& params, std::string const& stem, bool joint) {
   const OutputNames names = names_of(*core_);
   const std::lock_guard lock(mutex_);
   ParamMap unknown;
   if (!params.empty()) configuration_.set(known({params.begin(), params.end()}, unknown));
   std::vector<OutputFile> all;
-  for (OutputCore const& core : output_cores())
+  const std::vector<OutputCore> cores = output_cores(stem);
+  for (OutputCore const& core : cores)
     for (OutputFile& file : design_files(core, names)) all.push_back(std::move(file));
+  if (joint && !sub_cores().empty())
+    for (OutputFile& file : joint_files(cores, stem, names)) all.push_back(std::move(file));
   return all;
 }
 
 void ConfiguredCore::write_files(ParamMap const& params, std::string const& path) {
+  write(path, [&] { return files_for(params, instance_name_, false); });
+}
+
+void ConfiguredCore::write_joint_files(std::string const& path, std::string const& stem) {
+  write(path, [&] { return files_for({}, stem, true); });
+}
+
+void ConfiguredCore::write(std::string const& path, std::function<std::vector<OutputFile>()> const& files) const {
   std::vector<std::string> faults;
   try {
-    for (OutputFile const& file : files_for(params)) try {
+    for (OutputFile const& file : files()) try {
         const std::filesystem::path whole = std::filesystem::path(path) / file.name;
         std::filesystem::create_directories(whole.parent_path());
         kdi::write_file(whole.string(), file.content);
@@ -515,7 +519,7 @@ void ConfiguredCore::emit(CdoBuffer& buffer) {
     {
       const std::lock_guard lock(mutex_);
       kdi::cdo::Commands commands;
-      for (OutputCore const& core : output_cores())
+      for (OutputCore const& core : output_cores(instance_name_))
         for (kdi::cdo::Command& command : all_commands(core)) commands.push_back(std::move(command));
       bytes = kdi::cdo::to_binary(commands);
     }
@@ -534,7 +538,7 @@ void ConfiguredCore::monitor_registers(StrPairs& registers) {
   std::string fault;
   try {
     const std::lock_guard lock(mutex_);
-    for (OutputCore const& core : output_cores())
+    for (OutputCore const& core : output_cores(instance_name_))
       for (auto& pair : hardip_eng::monitor_registers(core)) registers.push_back(std::move(pair));
   } catch (kdi::cores::RegisterError const& error) {
     fault = instance_name_ + ": " + error.what();

@@ -110,6 +110,8 @@ class ConfiguredCore {
   void export_text(ParamMap const& params, std::string const& name, std::string& text, StrVec& errors);
   /// Its files, below `path`, each whole or not at all.
   void write_files(ParamMap const& params, std::string const& path);
+  /// The same under the name `stem`, and what the sub-cores of a wizard leave together.
+  void write_joint_files(std::string const& path, std::string const& stem);
   void emit(CdoBuffer& buffer);
   void monitor_registers(StrPairs& registers);
 
@@ -120,8 +122,9 @@ class ConfiguredCore {
   template <class Answer, class Question>
   Answer of(std::string const& name, Question question) const;
   void list_locked(RawResult& result) const;
-  std::vector<OutputCore> output_cores();
-  std::vector<OutputFile> files_for(ParamMap const& params);
+  std::vector<OutputCore> output_cores(std::string const& instance_name);
+  std::vector<OutputFile> files_for(ParamMap const& params, std::string const& stem, bool joint);
+  void write(std::string const& path, std::function<std::vector<OutputFile>()> const& files) const;
   std::string measured_supplies() const;
   int supplies_before() const;
   std::vector<std::pair<kdi::cores::Configuration::Place, std::string>> known(StrPairs const& pairs,

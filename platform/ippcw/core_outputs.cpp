@@ -24,6 +24,8 @@ using kdi::text::json_text;
 
 constexpr char kController[] = "pmc_data";
 constexpr char kMonitor[] = "sysmon_npi";
+constexpr char kNetworkClock[] = "noc_clock";
+constexpr char kOtherController[] = "pmc_data_slr_";  // and the number of its region
 constexpr char kMonitorBlock[] = "SYSMON";
 
 std::shared_ptr<RegisterMap const> map_of(OutputCore const& core) {
@@ -49,46 +51,75 @@ std::string head(OutputCore const& core) {
 
 // --- commands
 
-// What stands in a file, by the name of the file: outputs of the description, in the order in which they are carried
-// out.
-std::map<std::string, std::vector<std::string>> outputs_by_file(RegisterMap const& map, bool merged) {
-  std::map<std::string, std::vector<std::string>> files;
-  for (std::string const& output : map.outputs()) {
-    const bool is_controllers = output == kMonitor || (merged && (output == "lpd_data" || output == "fpd_data"));
-    files[is_controllers ? kController : output].push_back(output);
+// The controller first, then its monitor, then the low-power domain, which the other one depends on; of a block with
+// PCIe what its links begin with before what they serve.
+std::size_t rank(std::string const& output) {
+  constexpr std::string_view kOrder[] = {kController,    kMonitor,        "lpd_data",    "fpd_data",
+                                         "cpm_pre_data", "cpm_post_data", "cpm_win_data"};
+  return static_cast<std::size_t>(std::find(std::begin(kOrder), std::end(kOrder), output) - std::begin(kOrder));
+}
+
+bool is_cpm(OutputCore const& core) { return core.configuration.core().name().starts_with("cpm"); }
+
+// The file in which an output of the description stands. A block with PCIe has three of its own and no others.
+std::string file_of(OutputCore const& core, std::string const& output, bool merged) {
+  if (is_cpm(core)) return output.starts_with("cpm_") ? output : "cpm_pre_data";
+  const bool is_controllers = output == kMonitor || (merged && (output == "lpd_data" || output == "fpd_data"));
+  return is_controllers ? kController : output;
+}
+
+struct OutputsOfFile {
+  std::string file;
+  std::vector<std::string> outputs;
+};
+
+// What stands in which file; files and outputs in the order in which they are carried out.
+std::vector<OutputsOfFile> outputs_by_file(OutputCore const& core, RegisterMap const& map, bool merged) {
+  std::vector<std::string> outputs = map.outputs();
+  std::stable_sort(outputs.begin(), outputs.end(),
+                   [](std::string const& a, std::string const& b) { return rank(a) < rank(b); });
+  std::vector<OutputsOfFile> files;
+  for (std::string const& output : outputs) {
+    const std::string name = file_of(core, output, merged);
+    auto file = std::find_if(files.begin(), files.end(), [&](OutputsOfFile const& one) { return one.file == name; });
+    if (file == files.end()) file = files.insert(file, {name, {}});
+    file->outputs.push_back(output);
   }
-  // The controller first, then its monitor, then the low-power domain: the other one depends on it.
-  const auto rank = [](std::string const& output) {
-    return output == kController ? 0 : output == kMonitor ? 1 : output == "lpd_data" ? 2 : 3;
-  };
-  for (auto& [file, outputs] : files)
-    std::stable_sort(outputs.begin(), outputs.end(),
-                     [&](std::string const& a, std::string const& b) { return rank(a) < rank(b); });
   return files;
 }
 
-std::string text_of(RegisterMap const& map, std::vector<RegisterCommand> const& commands) {
-  return kdi::cdo::to_text(kdi::cores::plain(commands),
-                           [&](std::size_t i) { return kdi::cores::words_of(map, commands[i]); });
-}
+// Commands, each with what it sets.
+struct Remarked {
+  kdi::cdo::Commands commands;
+  std::vector<std::string> remarks;
+
+  void add(RegisterMap const& map, std::vector<RegisterCommand> const& more) {
+    for (RegisterCommand const& command : more) {
+      commands.push_back(command.command);
+      remarks.push_back(kdi::cores::words_of(map, command));
+    }
+  }
+  std::string text() const {
+    return kdi::cdo::to_text(commands, [&](std::size_t i) { return remarks[i]; });
+  }
+};
 
 }  // namespace
 
 kdi::cdo::Commands all_commands(OutputCore const& core) {
   const auto map = map_of(core);
   const RegisterImage image(*map, core.configuration.instance());
-  const auto files = outputs_by_file(*map, true);
   std::vector<std::string> order;
-  if (const auto controller = files.find(kController); controller != files.end()) order = controller->second;
-  for (auto const& [file, outputs] : files)
-    if (file != kController) order.insert(order.end(), outputs.begin(), outputs.end());
+  for (auto const& [file, outputs] : outputs_by_file(core, *map, true))
+    order.insert(order.end(), outputs.begin(), outputs.end());
   return kdi::cores::plain(image.commands(order));
 }
 
 std::string monitor_commands(OutputCore const& core) {
   const auto map = map_of(core);
-  const auto commands = RegisterImage(*map, core.configuration.instance()).commands(kMonitor);
-  return commands.empty() ? std::string() : text_of(*map, commands);
+  Remarked monitor;
+  monitor.add(*map, RegisterImage(*map, core.configuration.instance()).commands(kMonitor));
+  return monitor.commands.empty() ? std::string() : monitor.text();
 }
 
 // --- texts
@@ -189,17 +220,18 @@ std::string monitor_json(OutputCore const& core) {
          member("registers", json_list(registers, "  ")) + "\n}\n";
 }
 
-// Measurements go round the sensors, those of the monitor itself being number 0.
+// Measurements go round the sensors of their region, that of its monitor itself being the first.
 std::string satellites_csv(OutputCore const& core) {
   kdi::device::SystemMonitor const* const monitor = monitor_of(core);
   std::string text = "satellite,measurement,number,supply,volts\n";
   const std::size_t sensors = monitor == nullptr ? 1 : static_cast<std::size_t>(monitor->satellites) + 1;
+  const std::size_t before = static_cast<std::size_t>(core.region) * sensors;
   std::size_t at = 0;
   for (Measurement const* const one : measured(core.configuration)) {
     const std::string number = one->parameters.empty() ? "" : core.configuration.value(one->parameters.front());
     auto const* const supply = supply_of(monitor, number);
-    text += std::to_string(at++ % sensors) + "," + core.configuration.core().parameters()[one->enabled].name + "," +
-            number + "," + (supply == nullptr ? "" : supply->name) + "," +
+    text += std::to_string(before + at++ % sensors) + "," + core.configuration.core().parameters()[one->enabled].name +
+            "," + number + "," + (supply == nullptr ? "" : supply->name) + "," +
             (supply == nullptr ? "" : kdi::number::plain(supply->volts)) + "\n";
   }
   return text;
@@ -214,24 +246,92 @@ OutputNames names_of(kdi::cores::Core const& core) {
           parameters.getValueIfExistAsBool("cips.mergePMCLPDCdo", false)};
 }
 
+namespace {
+
+// Those of some devices alone: without commands there is no such file.
+bool is_optional(std::string const& file) { return file == kNetworkClock || file.starts_with(kOtherController); }
+
+// A core that has the monitor, whatever it measures.
+bool has_monitor(kdi::cores::Core const& core) {
+  using kdi::cores::Interface;
+  const Interface interface = core.interface();
+  return interface != Interface::fixed && interface != Interface::block && interface != Interface::earlier;
+}
+
+// Files of commands, by the names that they have beside others.
+class CommandFiles {
+ public:
+  Remarked& file(std::string const& name) {
+    for (auto& [known, content] : files_)
+      if (known == name) return content;
+    return files_.emplace_back(name, Remarked()).second;
+  }
+  void write_to(std::vector<OutputFile>& all, std::string const& prefix) const {
+    for (auto const& [name, content] : files_) {
+      if (content.commands.empty() && is_optional(name)) continue;
+      all.push_back({prefix + name + ".cdo", content.text()});
+      if (name == kController) all.push_back({prefix + "pmc_cdo.bin", kdi::cdo::to_binary(content.commands)});
+    }
+  }
+
+ private:
+  std::vector<std::pair<std::string, Remarked>> files_;
+};
+
+}  // namespace
+
 std::vector<OutputFile> design_files(OutputCore const& core, OutputNames names) {
   const auto map = map_of(core);
   const RegisterImage image(*map, core.configuration.instance());
-  const bool is_cpm = core.configuration.core().name().starts_with("cpm");
-  const std::string prefix = is_cpm                ? "temp/" + core.instance_name + "/"
+  const std::string prefix = is_cpm(core)          ? "temp/" + core.instance_name + "/"
                              : names.with_instance ? core.instance_name + "_"
                                                    : "";
+  CommandFiles commands;
+  for (auto const& [file, outputs] : outputs_by_file(core, *map, names.merged))
+    commands.file(file).add(*map, image.commands(outputs));
   std::vector<OutputFile> files;
-  for (auto const& [file, outputs] : outputs_by_file(*map, names.merged)) {
-    const std::vector<RegisterCommand> commands = image.commands(outputs);
-    files.push_back({prefix + file + ".cdo", text_of(*map, commands)});
-    if (file == kController)
-      files.push_back({prefix + "pmc_cdo.bin", kdi::cdo::to_binary(kdi::cores::plain(commands))});
-  }
-  if (core.configuration.core().presets().measurements.all.empty()) return files;
+  commands.write_to(files, prefix);
+  if (!has_monitor(core.configuration.core())) return files;
   files.push_back({prefix + "sysmon_data.json", monitor_json(core)});
   files.push_back({prefix + "sysmon_satellite.csv", satellites_csv(core)});
   return files;
+}
+
+// A region that is not the master's has a controller and no power domains, and does not set the clock of the network.
+std::vector<OutputFile> joint_files(std::vector<OutputCore> const& cores, std::string const& instance_name,
+                                    OutputNames names) {
+  CommandFiles commands;
+  std::vector<std::string> monitors;
+  std::string satellites;
+  for (OutputCore const& core : cores) {
+    if (is_cpm(core)) continue;
+    const auto map = map_of(core);
+    const RegisterImage image(*map, core.configuration.instance());
+    const std::string controller = kOtherController + std::to_string(core.region);
+    for (auto const& [file, outputs] : outputs_by_file(core, *map, names.merged || core.region > 0))
+      if (core.region == 0)
+        commands.file(file).add(*map, image.commands(outputs));
+      else if (file == kController)
+        commands.file(controller).add(*map, image.commands(outputs));
+    if (!has_monitor(core.configuration.core())) continue;
+    monitors.push_back(monitor_json(core));
+    const std::string rows = satellites_csv(core);
+    satellites += satellites.empty() ? rows : rows.substr(rows.find('\n') + 1);
+  }
+  std::vector<OutputFile> files;
+  const std::string prefix = instance_name + "_";
+  commands.write_to(files, prefix);
+  if (monitors.empty()) return files;
+  files.push_back({prefix + "sysmon_data.json", joined_texts(monitors)});
+  files.push_back({prefix + "sysmon_satellite.csv", satellites});
+  return files;
+}
+
+// Of several cores: JSON becomes a list, lines stand below one another.
+std::string joined_texts(std::vector<std::string> const& texts) {
+  if (texts.size() == 1) return texts.front();
+  const bool is_json = !texts.empty() && texts.front().starts_with('{');
+  return is_json ? "[" + kdi::text::joined(texts, ",") + "]\n" : kdi::text::joined(texts, "");
 }
 
 }  // namespace hardip_eng

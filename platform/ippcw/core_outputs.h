@@ -17,6 +17,7 @@ struct OutputCore {
   kdi::cores::Configuration& configuration;
   kdi::device::Part const* part;  ///< null without one
   std::string instance_name;
+  int region = 0;  ///< of the device, in which it is; 0 for the master's
 };
 
 /// A file by its name below the output directory.
@@ -48,5 +49,11 @@ struct OutputNames {
 /// As the core and the tool's parameters have it.
 OutputNames names_of(kdi::cores::Core const& core);
 std::vector<OutputFile> design_files(OutputCore const& core, OutputNames names);
+/// The files that the sub-cores of a wizard leave together, named like those of one core, but for blocks with PCIe:
+/// what other regions' controllers do stands in `<instance_name>_pmc_data_slr_<n>.cdo`.
+std::vector<OutputFile> joint_files(std::vector<OutputCore> const& cores, std::string const& instance_name,
+                                    OutputNames names);
+/// Texts of several cores as one: JSON becomes a list, lines stand below one another.
+std::string joined_texts(std::vector<std::string> const& texts);
 
 }  // namespace hardip_eng

@@ -1,4 +1,4 @@
-#include "kdi/ippcw/host/Handoff.h"
+#include "platform/ippcw/handoff.h"
 
 #include <algorithm>
 #include <exception>
@@ -124,23 +124,28 @@ std::string first_of(std::vector<StrVec> const& rows, std::size_t row) {
   return row < rows.size() && !rows[row].empty() ? rows[row][0] : std::string();
 }
 
+std::vector<HandoffParameter> parameters_of(RawResult const& all) {
+  std::vector<HandoffParameter> parameters;
+  for (auto const& [name, rows] : all) parameters.push_back({name, first_of(rows, 0), first_of(rows, 2) != kDisabled});
+  return parameters;
+}
+
 Handoff handoff_of(HardIPInterface& instance) {
-  Handoff handoff;
-  handoff.instance = instance.instanceFileStem();
-  if (auto const* const with_core = dynamic_cast<WithCore*>(&instance)) {
-    ConfiguredCore const& core = *with_core->core();
-    handoff.core = core.description().name();
-    handoff.version = core.description().version();
-    if (core.part() != nullptr) handoff.part = core.part()->name;
-  }
+  if (auto const* const with_core = dynamic_cast<WithCore*>(&instance))
+    return handoff_of(*with_core->core(), instance.instanceFileStem());
   RawResult parameters;
   instance.getOutputParams(parameters);
-  for (auto const& [name, rows] : parameters)
-    handoff.parameters.push_back({name, first_of(rows, 0), first_of(rows, 2) != kDisabled});
-  return handoff;
+  return {instance.instanceFileStem(), {}, {}, {}, parameters_of(parameters)};
 }
 
 }  // namespace
+
+Handoff handoff_of(ConfiguredCore const& core, std::string instance) {
+  RawResult parameters;
+  core.list(parameters);
+  return {std::move(instance), core.description().name(), core.description().version(),
+          core.part() == nullptr ? "" : core.part()->name, parameters_of(parameters)};
+}
 
 std::string handoff_text(Handoff const& handoff) {
   pugi::xml_document document;
@@ -176,13 +181,16 @@ Handoff read_handoff(std::string const& path) {
 
 std::string HardIPManager::generateHWH(HardIPInterface* instance, std::string path) {
   if (instance == nullptr) return {};
-  path += instance->instanceFileStem() + ".hwh";
+  return write_handoff(handoff_of(*instance), path + instance->instanceFileStem() + ".hwh");
+}
+
+std::string write_handoff(Handoff const& handoff, std::string const& path) {
   const auto told = [](std::string const& why) {
     ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ippcw", ComMsgMgr::MSG_ERROR, "%s", why.c_str());
     return std::string();
   };
   try {
-    kdi::write_file(path, handoff_text(handoff_of(*instance)));
+    kdi::write_file(path, handoff_text(handoff));
     return path;
   } catch (std::bad_alloc const&) {
     throw;

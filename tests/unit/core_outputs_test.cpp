@@ -59,8 +59,8 @@ TEST_F(Outputs, OfAProcessingSystemAreFilesThatAreReadBack) {
   EXPECT_EQ(memory.field("UART0.CONTROL", "ENABLE"), 1U) << "parameters count that are given with the question";
   EXPECT_EQ(memory.field("PMC_IOP.PAD_16", "FUNCTION"), map->pad_functions().at("UART 0"));
   EXPECT_EQ(kdi::list_directory(path),
-            (std::vector<std::string>{"fpd_data.cdo", "lpd_data.cdo", "pmc_cdo.bin", "pmc_data.cdo", "sysmon_data.json",
-                                      "sysmon_satellite.csv"}));
+            (std::vector<std::string>{"fpd_data.cdo", "lpd_data.cdo", "noc_clock.cdo", "pmc_cdo.bin", "pmc_data.cdo",
+                                      "sysmon_data.json", "sysmon_satellite.csv"}));
   EXPECT_EQ(kdi::JsonFile(path + "/sysmon_data.json").root().member("instance").text(), "i");
 }
 
@@ -147,6 +147,20 @@ TEST_F(Outputs, OfALargerSystemAreWrittenByItsUtilities) {
   HICInstOutputUtils::generateIOPadReport(none, nowhere, errors, inst);
   EXPECT_EQ(errors.size(), 1U);
   EXPECT_EQ(heard.lines().size(), 1U);
+}
+
+TEST_F(Outputs, BeginWithAStateFileThatHasNoPads) {
+  std::string state = scratch_.path("i_state.json");
+  ParamMap values{{"A", "1"}, {"B", "a \"word\""}}, none;
+  HICInstOutputUtils::generatePSXLStateJson(state, values);
+  EXPECT_EQ(scratch_.content("i_state.json"),
+            "{\n  \"format\": 1,\n  \"core\": \"\",\n  \"parameters\": {\n    \"A\": \"1\",\n"
+            "    \"B\": \"a \\\"word\\\"\"\n  },\n  \"mio\": {}\n}\n");
+  HICInstOutputUtils::writeMioParams(state, nullptr, "pmcps");
+  EXPECT_EQ(kdi::JsonFile(state).root().member("core").text(), "") << "nobody's pads are not added";
+  HICInstOutputUtils::generatePSXLStateJson(state, none);
+  EXPECT_EQ(scratch_.content("i_state.json"),
+            "{\n  \"format\": 1,\n  \"core\": \"\",\n  \"parameters\": {},\n  \"mio\": {}\n}\n");
 }
 
 TEST_F(Outputs, OfABlockGoIntoItsOwnFolder) {

@@ -86,6 +86,7 @@ TEST(Handoff, TellsWhatIsNone) {
             "u1.hwh:1: the format \"2\" where 1 is known");
   EXPECT_EQ(refusal_of("<!DOCTYPE handoff [<!ENTITY x SYSTEM 'file:///etc/passwd'>]>\n" + front + "</handoff>"),
             "u1.hwh:1: a document type, which a handoff does not have");
+  EXPECT_EQ(refusal_of(front + "</handoff>\n<![CDATA[x]]>"), "u1.hwh:3: a text outside of the elements");
   EXPECT_EQ(refusal_of("").substr(0, 10), "u1.hwh:1: ");
   EXPECT_EQ(refusal_of(front + "<parameter").substr(0, 10), "u1.hwh:2: ");
   EXPECT_EQ(refusal_of("<handoff format='1' instance='\xFF' core='' version='' part=''/>"), "u1.hwh:1: no UTF-8");

@@ -59,13 +59,14 @@ class KDI_DOOR HICInst {
   /// Sets `text` to the data `name` (HardIPInterface::getExportedData); leaves it as it is for others.
   void GetExportedData(std::string const& name, std::string& text);
   /// Writes the data of the system monitor, where the core has one, to the file that was set, or else to
-  /// <instance>_sysmon_data.json.
+  /// <instance>_sysmon_data.json beside the files that were written last.
   void generateSysmonDataJson();
 
  private:
   friend class HICHipInst;
   friend struct HICInstOutputUtils;
-  void write_files(std::string const& path);
+  void write_files(std::string const& path, std::string const& stem);
+  std::string write_handoff(std::string const& path, std::string const& stem);
   struct State;
   explicit HICInst(std::unique_ptr<State> state);
   std::unique_ptr<State> state_;
