@@ -153,7 +153,7 @@ void HICInst::write_files(std::string const& path, std::string const& stem) {
 }
 
 std::string HICInst::write_handoff(std::string const& path, std::string const& stem) {
-  if (!state_->core) return {};
+  if (!state_->core || path.empty()) return path;
   return hardip_eng::write_handoff(
       hardip_eng::handoff_of(*state_->core, stem.empty() ? state_->core->instance_name() : stem), path);
 }

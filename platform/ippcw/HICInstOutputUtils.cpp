@@ -123,9 +123,10 @@ void HICInstOutputUtils::generateHDFForPSXL(std::string& path, std::string const
                                             ParamMap& fileAttributes, std::shared_ptr<HICInst> inst) {
   const Place place = place_of(fileAttributes);
   if (inst != nullptr && !place.stem.empty()) inst->write_files(place.folder, place.stem);
-  if (inst != nullptr && !hwhPath.empty()) inst->write_handoff(hwhPath, std::filesystem::path(hwhPath).stem().string());
+  const std::string handoff =
+      inst == nullptr ? hwhPath : inst->write_handoff(hwhPath, std::filesystem::path(hwhPath).stem().string());
   std::vector<std::pair<std::string, Kind>> files;
-  if (!hwhPath.empty()) files.emplace_back(hwhPath, HHDFHwDefFileTypes::HWH_HANDOFF);
+  if (!handoff.empty()) files.emplace_back(handoff, HHDFHwDefFileTypes::HWH_HANDOFF);
   for (auto const& [file, kind] : fileAttributes)
     files.emplace_back(file, static_cast<Kind>(kdi::number::whole<int>(kind).value_or(HHDFHwDefFileTypes::CDO)));
   HHDFHwDefUtils::writeHDF(path, std::move(files), true, {}, attributes);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <tcl.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <set>
@@ -152,6 +153,39 @@ TEST_P(ConfiguredOutputs, ArePackagedWhole) {
     EXPECT_EQ(fs::exists(scratch_.path("out/hdl/u1.hwdef")), !GetParam().files.empty());
     if (!GetParam().files.empty()) looks_whole(GetParam().files);
   }
+}
+
+// The program that its package names, built by a compiler of this machine.
+TEST(RealTargets, OfAControllerHaveTheBootProgram) {
+  for (char const* const needed : {"/usr/bin/clang", "/usr/bin/ld.lld"})
+    if (!kdi::is_file(needed)) GTEST_SKIP() << "there is no " << needed;
+  const With program("project.enableWDIFromHwdef"), regeneration("project.enableHwDefRegeneration");
+  const Scratch scratch;
+  Tcl_Interp* const interp = Tcl_CreateInterp();
+  Kdi_iptasks_Init(interp);
+  const std::string script =
+      "Ip_config_kdi_tcltasks_GenerateTarget -context {ps_core_name ps_pmc instance_name u1 part " +
+      std::string(kFirst) + "} -params {} -path " + scratch.folder() + " -data NONE";
+  const message_host::Capture heard;
+  EXPECT_EQ(Tcl_Eval(interp, script.c_str()), TCL_OK) << Tcl_GetStringResult(interp);
+  Tcl_DeleteInterp(interp);
+  EXPECT_EQ(heard.lines(), std::vector<std::string>());
+  const HardwareDefinition definition = kdi::hdf::read_hardware_definition(scratch.path("hdl/u1.hwdef"));
+  const auto named = [&](std::string const& name) {
+    const auto file = std::find_if(definition.files.begin(), definition.files.end(),
+                                   [&](PackedFile const& one) { return one.name == name; });
+    return file == definition.files.end() ? PackedFile() : *file;
+  };
+  const PackedFile elf = named("executable.elf");
+  EXPECT_EQ(elf.kind, HHDFHwDefFileTypes::BOOT_ELF);
+  EXPECT_EQ(elf.attributes.at("file_type"), "BOOTLOADER");
+  EXPECT_EQ(elf.content, kdi::read_file(scratch.path("tavrel_plm/executable.elf")));
+  EXPECT_EQ(elf.content.substr(0, 4),
+            "\x7F"
+            "ELF");
+  EXPECT_EQ(kdi::hdf::read_param_info(scratch.path("power_data.json")).kind, "pss_power");
+  for (char const* const data : {"power_data.json", "io_data.json"})
+    EXPECT_EQ(named(data).content, kdi::read_file(scratch.path(data)));
 }
 
 // --- cores of the larger systems, which are asked by their task commands
