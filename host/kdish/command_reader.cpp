@@ -193,11 +193,12 @@ template <>
 struct ItemOf<CommandError> {
   static constexpr char const* kGroups = "errors";
   static void read(Scope const& /*scope*/, JsonValue value, Fields const& fields, CommandError& error) {
-    value.allow_only({"use", "when", "text", "then", "script"});
+    value.allow_only({"use", "when", "text", "then", "script", "before_count"});
     fields.words("when", error.when);
     fields.words("text", error.text);
     fields.text("then", error.then);
     fields.text("script", error.script);
+    fields.flag("before_count", error.is_before_count);
   }
   static bool is_same(CommandError const& one, CommandError const& other) { return one.when == other.when; }
 };

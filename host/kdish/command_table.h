@@ -76,9 +76,10 @@ struct Example {
 
 struct CommandError {
   std::string when;
-  std::string text;    ///< exact
-  std::string then;    ///< what follows the text
-  std::string script;  ///< a command that fails so; empty if none can be told in a line
+  std::string text;              ///< exact
+  std::string then;              ///< what follows the text
+  std::string script;            ///< a command that fails so; empty if none can be told in a line
+  bool is_before_count = false;  ///< told in place of missing words
 
   /// The same for people: a line feed at the end of the text is told in words.
   CommandError shown() const;

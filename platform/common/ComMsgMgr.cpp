@@ -220,6 +220,8 @@ void ComMsgMgr::sendScopedMsg::eval(int level, char const* file, int line, std::
   va_end(list);
 }
 
+bool ComMsgMgr::isShown(std::string const& scope, int level) { return passes(scope, level); }
+
 void ComMsgMgr::sendMessage(ComMsgMgrInstance const& message) {
   if (!is_debug(message.mask) || passes(message.scope, message.level)) deliver(message);
 }

@@ -214,6 +214,9 @@ constexpr tcl::Row kGridCommands[] = {
         kScoped<V, "Ip_grid_speed">),
     row<Grid<V>, &I::speed, By<Word<1>>, As<three_decimals>>(V::kTellsSpeed ? kScoped<V, "Ip_grid_tell">
                                                                             : tcl::kNoNames),
+    row<Grid<V>, &I::text, By<Word<1>>, Word<2>, Unused<3>>(kScoped<V, "Ip_grid_shown">),
+    row<Grid<V>, overload<std::string const&, std::string const&>(&I::set), By<Word<1>>, Word<2>, Word<3>,
+        CountedFirst<2>>(kScoped<V, "Ip_grid_counted">, tcl::at_least(2, "Ip_grid_counted: too few")),
     {kScoped<V, "Ip_grid_odd">, tcl::handler<odd>, exactly(1, tcl::kNotEnough)},
 };
 
@@ -250,7 +253,7 @@ constexpr tcl::Row kWizardCommands[] = {
     row<Wizard, wizard::reference, WordAs<1, number>, As<seventeen_digits>>("wizard::reference17",
                                                                             exactly(1, kInvalid)),
     row<Wizard, wizard::outputs, WordAs<1, number>>("wizard::outputs", exactly(1, kInvalid)),
-    row<Wizard, wizard::log>("wizard::log"),
+    row<Wizard, wizard::log, Traced<"Wizard::log">>("wizard::log"),
 };
 
 // --------------------------------------------------------------------------------------------------------- the tests
@@ -397,11 +400,25 @@ TEST_F(EngineRows, WordsAreCountedByTheRowsTextOrByWhatIsRead) {
   EXPECT_EQ(v1_error("Ip_grid_limits"), "Ip_grid_limits_v1: Not enough arguments");
   EXPECT_EQ(error("grid::grid_v2::Ip_grid_limits"), "Ip_grid_limits_v2: Not enough arguments");
   EXPECT_EQ(error("wizard::entries i j"), "Ip_wizard : Invalid number of arguments.\n");
-  EXPECT_EQ(v1_error("Ip_grid_sites"), "grid::grid_v1::Ip_grid_sites : Not enough arguments");
-  EXPECT_EQ(error("grid_v1_Ip_grid_sites_upgrade 1 2 3"), "grid_v1_Ip_grid_sites_upgrade : Not enough arguments");
-  EXPECT_EQ(v1_error("Ip_grid_clocks i 2 3"), "grid::grid_v1::Ip_grid_clocks : Not enough arguments");
-  EXPECT_EQ(v1_error("Ip_grid_setPins"), "grid::grid_v1::Ip_grid_setPins : Not enough arguments");
   EXPECT_TRUE(asked.empty());
+  EXPECT_EQ(v1_error("Ip_grid_sites"), "Ip_grid_sites : Not enough arguments")
+      << "by the part of the name that is shared";
+  EXPECT_EQ(error("grid_v1_Ip_grid_sites_upgrade 1 2 3"), "Ip_grid_sites_upgrade : Not enough arguments");
+  EXPECT_EQ(v1_error("Ip_grid_clocks i 2 3"), "Ip_grid_clocks : Not enough arguments");
+  EXPECT_EQ(v1_error("Ip_grid_setPins"), "Ip_grid_setPins : Not enough arguments");
+  EXPECT_EQ(v1_error("Ip_grid_shown i 2"), "Ip_grid_shown : Not enough arguments") << "a word that nothing reads";
+}
+
+TEST_F(EngineRows, AnInstanceThatIsNotThereIsSaidBeforeMissingWords) {
+  EXPECT_EQ(v1_error("Ip_grid_set none"), "Internal Error: grid instance load error");
+  EXPECT_EQ(asked, Asked{"find 'none'"});
+  EXPECT_EQ(v1_error("Ip_grid_set"), "Ip_grid_set : Not enough arguments");
+  EXPECT_EQ(asked, Asked{"find ''"}) << "a missing word is empty";
+  EXPECT_EQ(v1_error("Ip_grid_counted none"), "Ip_grid_counted: too few");
+  EXPECT_TRUE(asked.empty()) << "the row counts these first";
+  EXPECT_EQ(v1_error("Ip_grid_counted none 2"), "Internal Error: grid instance load error");
+  EXPECT_EQ(v1_error("Ip_grid_counted i 2"), "Ip_grid_counted: too few");
+  EXPECT_EQ(asked, Asked{"find 'i'"});
 }
 
 TEST(EngineRowCounts, ARowThatSaysTooFewIsBroughtToWhatIsRead) {
@@ -448,6 +465,13 @@ TEST_F(EngineRows, TracedCommandsTellTheDebugChannelOfACallAndItsOutcome) {
             "\t Grid::Ip_grid_speed- objc: 2 first: none Enter\n"
             "\t Grid::Ip_grid_speed- result: 1 Internal Error: grid instance load error Exit\n");
   message_host::set_channel("grid.debug", -1);
+}
+
+TEST_F(EngineRows, OptionsAreReadForAChannelThatIsOnAlone) {
+  const message_host::Capture capture;
+  v1("Ip_grid_customize on -K v");
+  ok("wizard::log");
+  EXPECT_TRUE(capture.messages().empty()) << "off; and a family without a channel";
 }
 
 TEST_F(EngineRows, ATracedCommandNeedsNoWords) {

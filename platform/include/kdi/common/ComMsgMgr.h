@@ -48,6 +48,9 @@ class KDI_DOOR ComMsgMgr {
                                                    std::string const& scope, MsgMask mask, char const* format, ...);
   };
 
+  /// Whether a debug message of this channel and level would be shown: for one that costs something to make.
+  static bool isShown(std::string const& scope, int level);
+
   /// Delivers a message that was made earlier.
   static void sendMessage(ComMsgMgrInstance const& message);
 

@@ -60,6 +60,46 @@ class Instances {
     return lent;
   }
 
+  /// Lends the instance of the key; null if there is none.
+  Instance* find(Key const& key) const {
+    std::shared_ptr<Instance> found;
+    {
+      const std::lock_guard lock(mutex_);
+      const auto place = instances_.find(key);
+      if (place == instances_.end()) return nullptr;
+      found = place->second;
+    }
+    Instance* const lent = found.get();
+    lend(std::move(found));
+    return lent;
+  }
+
+  /// Gives the key an instance, in place of the one that it has. False if there are too many.
+  bool put(Key const& key, std::shared_ptr<Instance> instance) {
+    const std::lock_guard lock(mutex_);
+    const auto place = instances_.find(key);
+    if (place != instances_.end())
+      place->second.swap(instance);  // the replaced one outlives the lock, as the caller's argument
+    else if (instances_.size() >= most_)
+      return false;
+    else
+      instances_.emplace(key, std::move(instance));
+    return true;
+  }
+
+  enum class Renamed { done, no_such_key, taken };
+  /// Gives the instance another key, unless that has one: then nothing changes. Its own key is free.
+  Renamed rename_to_free(Key const& from, Key const& to) {
+    const std::lock_guard lock(mutex_);
+    if (!instances_.contains(from)) return Renamed::no_such_key;
+    if (from == to) return Renamed::done;
+    if (instances_.contains(to)) return Renamed::taken;
+    auto renamed = instances_.extract(from);
+    renamed.key() = to;
+    instances_.insert(std::move(renamed));
+    return Renamed::done;
+  }
+
   /// A key without an instance has no effect, here and below.
   void erase(Key const& key) {
     typename Map::node_type erased;  // outlives the lock

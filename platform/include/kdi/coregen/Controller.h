@@ -103,24 +103,45 @@ class KDI_DOOR Controller {
   std::unique_ptr<State> state_;
 };
 
-/// The instances of a model. They live until they are released; who was lent one has it until it is done
-/// (kdi/common/KdiInstances.h).
-template <class Instance>
+enum class Model { mig_v7_0, mig_v7_1, memory_v1 };
+
+/// The instances of the models. They live until they are released; who was lent one has it until it is done
+/// (kdi/common/KdiInstances.h). What is asked of a model's own manager comes here.
 class KDI_DOOR Manager {
  public:
   /// Makes the instance that `-instance_name` names, for `-part`, or puts it in the place of the one of that name.
-  static void loadMigPkgData(OptionMap const& options);
+  static void loadMigPkgData(Model model, OptionMap const& options);
   /// Ends the instance that `-instance_name` names, or all; one that is not there is no error.
-  static void releasePkgData(OptionMap const& options);
+  static void releasePkgData(Model model, OptionMap const& options);
   /// The instance `-instance_name` is `-new_instance_name` from then on, which no other may be.
-  static void updateInstanceName(OptionMap const& options);
-  /// Null if there is none. The options name it by `-instance_name`.
-  static Instance* getIPInstance(std::string name);
-  static Instance* getIPInstance(OptionMap const& options);
+  static void updateInstanceName(Model model, OptionMap const& options);
+  /// Null if there is none; else of the model's class. The options name it by `-instance_name`.
+  static Controller* getIPInstance(Model model, std::string const& name);
+  static Controller* getIPInstance(Model model, OptionMap const& options);
   /// With `-parameter`, whether that parameter can be set, and the values that it can have beside those that the
   /// options give others: a list, or one `min:max`. Without it the options are checked, and stored if there are no
   /// findings.
-  static MigEnabledRange doCustomize(std::string instance, OptionMap const& options);
+  static MigEnabledRange doCustomize(Model model, std::string const& instance, OptionMap const& options);
+  /// Whether the file `-file` is good as one of custom parts of the type `-type`; findings: file, line, field, reason.
+  static MigEnabledRange checkCSVs(OptionMap const& options);
+};
+
+/// The manager of one model, whose instances have a class of their own.
+template <Model model, class Instance>
+class ManagerOf {
+ public:
+  static void loadMigPkgData(OptionMap const& options) { Manager::loadMigPkgData(model, options); }
+  static void releasePkgData(OptionMap const& options) { Manager::releasePkgData(model, options); }
+  static void updateInstanceName(OptionMap const& options) { Manager::updateInstanceName(model, options); }
+  static Instance* getIPInstance(std::string name) {
+    return static_cast<Instance*>(Manager::getIPInstance(model, name));
+  }
+  static Instance* getIPInstance(OptionMap const& options) {
+    return static_cast<Instance*>(Manager::getIPInstance(model, options));
+  }
+  static MigEnabledRange doCustomize(std::string instance, OptionMap const& options) {
+    return Manager::doCustomize(model, instance, options);
+  }
 };
 
 }  // namespace kdi::coregen

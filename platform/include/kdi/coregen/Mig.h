@@ -60,11 +60,10 @@ class KDI_DOOR MigController : public Controller {
   StrList getPhyParamVector(OptionMap const& options);
 };
 
-template <class Instance>
-class KDI_DOOR MigManager : public Manager<Instance> {
+template <Model model, class Instance>
+class MigManagerOf : public ManagerOf<model, Instance> {
  public:
-  /// Whether the file `-file` is good as one of custom parts of the type `-type`; findings: file, line, field, reason.
-  static MigEnabledRange checkCSVs(OptionMap const& options);
+  static MigEnabledRange checkCSVs(OptionMap const& options) { return Manager::checkCSVs(options); }
 };
 
 }  // namespace kdi::coregen

@@ -60,8 +60,6 @@ class KDI_DOOR HIPMigInstance : public kdi::coregen::Controller {
   PinMap adwizGetStrobeVsDataNibbles(OptionMap const& options);
 };
 
-class KDI_DOOR HIPMigIPMgr : public kdi::coregen::Manager<HIPMigInstance> {};
+class HIPMigIPMgr : public kdi::coregen::ManagerOf<kdi::coregen::Model::memory_v1, HIPMigInstance> {};
 
 }  // namespace memory::memory_v1
-
-extern template class kdi::coregen::Manager<memory::memory_v1::HIPMigInstance>;

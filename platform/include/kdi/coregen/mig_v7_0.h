@@ -10,9 +10,6 @@ class KDI_DOOR HIPMigInstance : public kdi::coregen::MigController {
   using MigController::MigController;
 };
 
-class KDI_DOOR HIPMigIPMgr : public kdi::coregen::MigManager<HIPMigInstance> {};
+class HIPMigIPMgr : public kdi::coregen::MigManagerOf<kdi::coregen::Model::mig_v7_0, HIPMigInstance> {};
 
 }  // namespace mig::mig_v7_0
-
-extern template class kdi::coregen::Manager<mig::mig_v7_0::HIPMigInstance>;
-extern template class kdi::coregen::MigManager<mig::mig_v7_0::HIPMigInstance>;

@@ -11,9 +11,6 @@ class KDI_DOOR HIPMigInstance : public kdi::coregen::MigController {
   using MigController::MigController;
 };
 
-class KDI_DOOR HIPMigIPMgr : public kdi::coregen::MigManager<HIPMigInstance> {};
+class HIPMigIPMgr : public kdi::coregen::MigManagerOf<kdi::coregen::Model::mig_v7_1, HIPMigInstance> {};
 
 }  // namespace mig::mig_v7_1
-
-extern template class kdi::coregen::Manager<mig::mig_v7_1::HIPMigInstance>;
-extern template class kdi::coregen::MigManager<mig::mig_v7_1::HIPMigInstance>;

@@ -107,6 +107,7 @@ struct Names {
 
   std::array<char const*, kMost> texts;
   std::size_t count;
+  char const* missing_words = nullptr;  ///< what is said of too few words; null: what the row says
 };
 /// Of a row that one of several versions of a table lacks: nothing is registered.
 inline constexpr Names kNoNames;
@@ -115,6 +116,9 @@ struct Row {
   Names names;
   Handler handler;
   WordCount words;
+  /// Of a command for which something else may be more wrong than its number of words: called for a wrong number, with
+  /// the complaint as the result, which it leaves or replaces.
+  Handler wrong_count = nullptr;
 };
 
 extern "C" {
@@ -129,8 +133,10 @@ template <auto const& table, std::size_t row, std::size_t name>
 [[gnu::visibility("hidden")]] int boundary(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
   constexpr Row kRow = table[row];
   try {
-    if (!kdi_tcl_count_words(interp, objc, objv, kRow.words, kRow.names.texts[name])) return TCL_ERROR;
-    return kRow.handler(data, interp, objc, objv);
+    if (kdi_tcl_count_words(interp, objc, objv, kRow.words, kRow.names.texts[name]))
+      return kRow.handler(data, interp, objc, objv);
+    if constexpr (kRow.wrong_count != nullptr) return kRow.wrong_count(data, interp, objc, objv);
+    return TCL_ERROR;
   } catch (...) {
     return fail_with_current_exception(interp);
   }

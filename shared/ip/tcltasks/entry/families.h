@@ -16,6 +16,7 @@
 #include "tcltasks/dsp/vcualgorithm/vcualgorithm.h"
 #include "tcltasks/fec/fec_init.h"
 #include "tcltasks/hardip/hardip.h"
+#include "tcltasks/memory/memory.h"
 #include "tcltasks/power/power_est.h"
 #include "tcltasks/zorvan/zorvan.h"
 
@@ -51,6 +52,9 @@ using StartOrder = starts<                         //
     zorvan_init::zorvan_kdi_tcltasks::init,        //
     kelvane_config::kdi_tcltasks::init,            //
     hardip_config::hardip_tcltasks::init,          //
+    mig_init::mig_v7_1_kdi_tcltasks::init,         //
+    mig_init::mig_v7_0_kdi_tcltasks::init,         //
+    memory_init::memory_v1_kdi_tcltasks::init,     //
     Ip_Clocking::init,                             //
     v_scaler_init::v_scaler_kdi_tcltasks::init,    //
     sd_fec::init,                                  //
@@ -68,6 +72,9 @@ using StopOrder = stops<                             //
     zorvan_init::zorvan_kdi_tcltasks::uninit,        //
     kelvane_config::kdi_tcltasks::uninit,            //
     hardip_config::hardip_tcltasks::uninit,          //
+    mig_init::mig_v7_1_kdi_tcltasks::uninit,         //
+    mig_init::mig_v7_0_kdi_tcltasks::uninit,         //
+    memory_init::memory_v1_kdi_tcltasks::uninit,     //
     v_scaler_init::v_scaler_kdi_tcltasks::uninit,    //
     sd_fec::uninit,                                  //
     ldpc::uninit,                                    //

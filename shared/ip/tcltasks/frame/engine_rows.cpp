@@ -3,13 +3,18 @@
 namespace engine_rows::detail {
 namespace {
 
+// A debug kind has its level's number.
+int level_of(Trace const& trace) { return static_cast<int>(trace.mask - ComMsgMgr::MSG_DEBUG0); }
+
 template <class... Arguments>
 void send(Trace const& trace, char const* format, Arguments... arguments) {
-  ComMsgMgr::sendScopedMsg::eval(0, __FILE__, __LINE__, frame::kMessageCategory, trace.channel, trace.mask, format,
-                                 arguments...);
+  ComMsgMgr::sendScopedMsg::eval(level_of(trace), __FILE__, __LINE__, frame::kMessageCategory, trace.channel,
+                                 trace.mask, format, arguments...);
 }
 
 }  // namespace
+
+bool Trace::is_on() const { return ComMsgMgr::isShown(channel, level_of(*this)); }
 
 void Trace::enter(Call call) const {
   send(*this, "\t %s- objc: %d first: %s Enter\n", name, static_cast<int>(call.size()),

@@ -18,7 +18,8 @@
 // The parts behind the operation may stand in any order but that the sources are its arguments, in theirs. What type an
 // operation returns says what the result looks like, in the way of the family's Results. A family may have sources and
 // Results of its own: a source is any type with `kNeeds` and `read`. A command whose row names no number of words still
-// refuses a call that lacks a word that it reads.
+// refuses a call that lacks a word that it reads. Of such a call an instance that is not there is said first: a word
+// that is missing is empty while the instance is looked for.
 #pragma once
 
 #include <tcl.h>
@@ -33,6 +34,7 @@
 #include <tuple>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiNumber.h"
@@ -66,14 +68,24 @@ constexpr FixedText<first + second - 1> operator+(FixedText<first> const& a, Fix
 template <FixedText prefix, FixedText name>
 inline constexpr FixedText kJoined = prefix + name;
 
+namespace detail {
+/// Of a command with several names, what is said of missing words has the part that they share.
+template <FixedText name>
+constexpr tcl::Names told_as(tcl::Names names) {
+  names.missing_words = kJoined<name, " : Not enough arguments">.text;
+  return names;
+}
+}  // namespace detail
+
 /// A command's names in a version that has a namespace, `kScope` ("grid::grid_v1::"), and a flat prefix, `kFlat`
 /// ("grid_v1_"): in the namespace, flat, or both, in the order of registration.
 template <class Version, FixedText name>
-inline constexpr tcl::Names kScoped(kJoined<Version::kScope, name>.text);
+inline constexpr tcl::Names kScoped = detail::told_as<name>(kJoined<Version::kScope, name>.text);
 template <class Version, FixedText name>
-inline constexpr tcl::Names kFlat(kJoined<Version::kFlat, name>.text);
+inline constexpr tcl::Names kFlat = detail::told_as<name>(kJoined<Version::kFlat, name>.text);
 template <class Version, FixedText name>
-inline constexpr tcl::Names kBoth(kJoined<Version::kScope, name>.text, kJoined<Version::kFlat, name>.text);
+inline constexpr tcl::Names kBoth = detail::told_as<name>({kJoined<Version::kScope, name>.text,
+                                                           kJoined<Version::kFlat, name>.text});
 
 // ------------------------------------------------------------------------------------------------------------- sources
 
@@ -122,6 +134,8 @@ struct InstancePart {};
 struct ResultPart {};
 struct NoInstancePart {};
 struct TracePart {};
+struct CountPart {};
+struct UnusedPart {};
 }  // namespace detail
 
 /// The words from word `first` on as options: keys in lower case, keys as they are, and keys folded, which is what
@@ -154,7 +168,7 @@ struct FoldedOptions : detail::OptionsPart {
 
 /// Word `first` under the first key, the next word under the next.
 template <int first, FixedText... keys>
-struct Keyed {
+struct Keyed : detail::OptionsPart {
   static constexpr int kNeeds = first + static_cast<int>(sizeof...(keys)) - 1;
   static ParamMap read(Call call) {
     ParamMap map;
@@ -230,7 +244,21 @@ struct NoInstance : detail::NoInstancePart {
   static constexpr char const* kNoInstance = text.text;
 };
 
-/// The call and its outcome are told on the family's debug channel, `kDebugChannel` and `kDebugMask`, under this name.
+/// Of a row that says itself what it says of too few words: fewer than `words` are told at once, fewer than are read
+/// only when the instance is there. Without this part, all that the row counts is told at once.
+template <int words>
+struct CountedFirst : detail::CountPart {
+  static constexpr int kWords = words;
+};
+
+/// The command has words up to this one, of which the operation does not get all.
+template <int n>
+struct Unused : detail::UnusedPart {
+  static constexpr int kWords = n;
+};
+
+/// The call and its outcome are told on the family's debug channel, `kDebugChannel` and `kDebugMask`, under this name;
+/// of a family without one, nowhere.
 template <FixedText name>
 struct Traced : detail::TracePart {
   static constexpr char const* kName = name.text;
@@ -314,12 +342,14 @@ std::string followed_by(std::string const& answer) {
 
 namespace detail {
 
-/// What a debug channel is told of a call: that it begins, with its options if it has some; that it ended so.
+/// What a debug channel that is on is told of a call: that it begins, with its options if it has some; that it ended
+/// so.
 struct Trace {
   char const* channel;
   ComMsgMgr::MsgMask mask;
   char const* name;
 
+  bool is_on() const;
   void enter(Call call) const;
   void options(ParamMap const& options) const;
   void exit(int code, Tcl_Interp* interp) const;
@@ -333,7 +363,7 @@ struct PartOf<Kind, Default, First, Rest...>
     : std::conditional_t<std::is_base_of_v<Kind, First>, std::type_identity<First>, PartOf<Kind, Default, Rest...>> {};
 
 struct Nothing {
-  static constexpr int kNeeds = 0;
+  static constexpr int kNeeds = 0, kWords = 0;
 };
 struct NoInstanceAsked {
   using Given = Nothing;
@@ -348,23 +378,52 @@ using SourcesOf = decltype(std::tuple_cat(std::conditional_t<Source<Part>, std::
 
 #pragma GCC visibility push(hidden)
 
+/// Of a call with too few words: an instance that is not there is told in place of the complaint, unless there are not
+/// even the `told` words that the row itself asks for.
+template <class Family, Source Key, class Refusal, int told>
+int handle_missing_words(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  if (objc - 1 < told) return TCL_ERROR;
+  return frame::report_thrown_text(interp, Family::Results::set_error, [&] {
+    const tcl::ObjRef empty(Tcl_NewObj());
+    std::vector<Tcl_Obj*> words(objv, objv + objc);
+    words.resize(std::max(words.size(), static_cast<std::size_t>(Key::kNeeds) + 1), empty.get());
+    if (!Family::find(Key::read(words))) throw std::string(Refusal::kNoInstance);
+    return TCL_ERROR;
+  });
+}
+
 /// The handler of a row.
 template <class Family, auto operation, class... Part>
 struct Question {
   static_assert(((Source<Part> || std::is_base_of_v<InstancePart, Part> || std::is_base_of_v<ResultPart, Part> ||
-                  std::is_base_of_v<NoInstancePart, Part> || std::is_base_of_v<TracePart, Part>)&&...),
+                  std::is_base_of_v<NoInstancePart, Part> || std::is_base_of_v<TracePart, Part> ||
+                  std::is_base_of_v<CountPart, Part> || std::is_base_of_v<UnusedPart, Part>)&&...),
                 "a part is of no kind");
 
   using Key = typename PartOf<InstancePart, NoInstanceAsked, Part...>::type::Given;
   using Result = typename PartOf<ResultPart, AsItIs, Part...>::type;
   using Refusal = typename PartOf<NoInstancePart, Family, Part...>::type;
   using Traced = typename PartOf<TracePart, Nothing, Part...>::type;
+  using LastUnused = typename PartOf<UnusedPart, Nothing, Part...>::type;
+  using Counted = typename PartOf<CountPart, Nothing, Part...>::type;
   using TracedOptions = typename PartOf<OptionsPart, Nothing, Part..., Key>::type;
 
   static constexpr int needs() {
     return []<class... From>(std::type_identity<std::tuple<From...>>) {
-      return std::max({Key::kNeeds, 0, From::kNeeds...});
+      return std::max({Key::kNeeds, LastUnused::kWords, From::kNeeds...});
     }(std::type_identity<SourcesOf<Part...>>());
+  }
+
+  static constexpr bool kHasInstance = !std::is_same_v<Key, Nothing>;
+
+  /// What a wrong number of words does after the complaint, of a row that counts words itself or does not.
+  static constexpr tcl::Handler wrong_count(bool row_counts) {
+    if constexpr (!std::is_same_v<Counted, Nothing>)
+      return handle_missing_words<Family, Key, Refusal, Counted::kWords>;
+    else if constexpr (kHasInstance && needs() > 0)
+      return row_counts ? nullptr : handle_missing_words<Family, Key, Refusal, 0>;
+    else
+      return nullptr;
   }
 
   static int handle(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
@@ -373,10 +432,11 @@ struct Question {
       return frame::report_thrown_text(interp, Family::Results::set_error,
                                        [&] { return answer(interp, call, std::type_identity<SourcesOf<Part...>>()); });
     };
-    if constexpr (std::is_same_v<Traced, Nothing>) {
+    if constexpr (std::is_same_v<Traced, Nothing> || !requires { Family::kDebugChannel; }) {
       return guarded();
     } else {
       constexpr Trace kTrace{Family::kDebugChannel, Family::kDebugMask, Traced::kName};
+      if (!kTrace.is_on()) return guarded();
       kTrace.enter(call);
       if constexpr (!std::is_same_v<TracedOptions, Nothing>) kTrace.options(TracedOptions::read(call));
       const int code = guarded();
@@ -390,7 +450,7 @@ struct Question {
   static int answer(Tcl_Interp* interp, Call call, std::type_identity<std::tuple<From...>>) {
     std::tuple<decltype(From::read(call))...> arguments{From::read(call)...};
     const auto ask = [&](auto&... argument) {
-      if constexpr (std::is_same_v<Key, Nothing>) {
+      if constexpr (!kHasInstance) {
         return std::invoke(operation, argument...);
       } else {
         const auto instance = Family::find(Key::read(call));
@@ -421,9 +481,9 @@ struct Question {
 
 #pragma GCC visibility pop
 
-/// The number of words of a row: as told, or as many as are read.
-constexpr tcl::WordCount at_least_what_is_read(tcl::WordCount told, int needs) {
-  if (*told.complaint == '\0') return needs == 0 ? tcl::kAnyWords : tcl::at_least(needs, tcl::kNotEnough);
+/// The number of words of a row: as told, or as many as are read, with what is said of fewer.
+constexpr tcl::WordCount at_least_what_is_read(tcl::WordCount told, int needs, tcl::Complaint fewer = tcl::kNotEnough) {
+  if (*told.complaint == '\0') return needs == 0 ? tcl::kAnyWords : tcl::at_least(needs, fewer);
   while (told.least < needs) told.least = static_cast<short>(told.least + told.step);
   if (told.least > told.most) throw "the operation reads more words than the row allows";
   return told;
@@ -435,7 +495,9 @@ constexpr tcl::WordCount at_least_what_is_read(tcl::WordCount told, int needs) {
 template <class Family, auto operation, class... Part>
 constexpr tcl::Row row(tcl::Names names, tcl::WordCount words = tcl::kAnyWords) {
   using Question = detail::Question<Family, operation, Part...>;
-  return {names, Question::handle, detail::at_least_what_is_read(words, Question::needs())};
+  const tcl::Complaint fewer = names.missing_words == nullptr ? tcl::kNotEnough : tcl::Complaint(names.missing_words);
+  return {names, Question::handle, detail::at_least_what_is_read(words, Question::needs(), fewer),
+          Question::wrong_count(*words.complaint != '\0')};
 }
 
 }  // namespace engine_rows

@@ -1,0 +1,95 @@
+#include <array>
+#include <utility>
+
+#include "kdi/common/KdiInstances.h"
+#include "kdi/coregen/memory_v1.h"
+#include "kdi/coregen/mig_v7_0.h"
+#include "kdi/coregen/mig_v7_1.h"
+#include "kdi/device/parts.h"
+#include "platform/coregen/state.h"
+
+namespace kdi::coregen {
+namespace {
+
+/// More than any design has, and few enough for the memory of a small machine.
+constexpr std::size_t kMostInstances = 4096;
+
+Instances<std::string, Controller>& instances_of(Model model) {
+  using Of = Instances<std::string, Controller>;
+  constexpr auto make = [] { return new Of(kMostInstances, [](Controller const&) { return false; }); };
+  static std::array<Of*, 3> const all{make(), make(), make()};  // never destroyed
+  return *all[static_cast<std::size_t>(model)];
+}
+
+std::shared_ptr<Controller> made(Model model, std::unique_ptr<Controller::State> state) {
+  switch (model) {
+    case Model::mig_v7_0:
+      return std::make_shared<mig::mig_v7_0::HIPMigInstance>(std::move(state));
+    case Model::mig_v7_1:
+      return std::make_shared<mig::mig_v7_1::HIPMigInstance>(std::move(state));
+    case Model::memory_v1:
+      break;
+  }
+  return std::make_shared<memory::memory_v1::HIPMigInstance>(std::move(state));
+}
+
+constexpr char const* kName = "-instance_name";
+
+std::string const* given(OptionMap const& options, char const* key) {
+  const auto option = options.find(key);
+  return option == options.end() ? nullptr : &option->second;
+}
+
+std::string const& required(OptionMap const& options, char const* key) {
+  std::string const* const value = given(options, key);
+  if (value == nullptr || value->empty()) throw std::string("option ") + key + " is missing or empty";
+  return *value;
+}
+
+device::Part const& part_of(std::string const& name) {
+  device::Part const* const part = device::find_part(name);
+  if (part == nullptr) throw device::unknown_part(name);
+  return *part;
+}
+
+}  // namespace
+
+void Manager::loadMigPkgData(Model model, OptionMap const& options) {
+  std::string const& name = required(options, kName);
+  auto state = std::make_unique<Controller::State>();
+  state->part = &part_of(required(options, "-part"));
+  state->options = options;
+  for (char const* own : {kName, "-part"}) state->options.erase(own);
+  if (!instances_of(model).put(name, made(model, std::move(state))))
+    throw "instance " + text::shown(name) + " is one too many: there are " + std::to_string(kMostInstances);
+}
+
+void Manager::releasePkgData(Model model, OptionMap const& options) {
+  if (std::string const* const name = given(options, kName))
+    instances_of(model).erase(*name);
+  else
+    instances_of(model).clear();
+}
+
+void Manager::updateInstanceName(Model model, OptionMap const& options) {
+  std::string const& from = required(options, kName);
+  std::string const& to = required(options, "-new_instance_name");
+  using Renamed = Instances<std::string, Controller>::Renamed;
+  switch (instances_of(model).rename_to_free(from, to)) {
+    case Renamed::done:
+      return;
+    case Renamed::no_such_key:
+      throw "there is no instance " + text::shown(from);
+    case Renamed::taken:
+      throw "instance " + text::shown(from) + " cannot become " + text::shown(to) + ": there is one of that name";
+  }
+}
+
+Controller* Manager::getIPInstance(Model model, std::string const& name) { return instances_of(model).find(name); }
+
+Controller* Manager::getIPInstance(Model model, OptionMap const& options) {
+  std::string const* const name = given(options, kName);
+  return name == nullptr ? nullptr : getIPInstance(model, *name);
+}
+
+}  // namespace kdi::coregen

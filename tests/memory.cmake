@@ -1,0 +1,6 @@
+# Memory controllers: the commands against an engine that records, which stands in the program before the platform's, and
+# over the real one.
+add_unit_test(memory_commands_test LABELS memory)
+target_sources(memory_commands_test PRIVATE support/recording_controllers.cpp)
+set_target_properties(memory_commands_test PROPERTIES ENABLE_EXPORTS ON)
+add_tcl_test(memory LABELS memory)
