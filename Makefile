@@ -55,11 +55,11 @@ ifndef IPTASKS_NO_INSTALL
 endif
 	cmake --build --preset release --target bench
 
-fuzz: packages build/asan/build.ninja
-	cmake --build --preset asan --target fuzzers
-	set -e; for corpus in tests/fuzz/corpus_*; do name=$${corpus#*corpus_}; mkdir -p build/fuzz/$$name; \
-	  build/asan/bin/fuzz_$$name -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/$$name.dict \
-	    -artifact_prefix=build/fuzz/ build/fuzz/$$name $$corpus; done
+fuzz: packages build/fuzz/build.ninja
+	cmake --build --preset fuzz
+	set -e; for corpus in tests/fuzz/corpus_*; do name=$${corpus#*corpus_}; mkdir -p build/found/$$name; \
+	  build/fuzz/bin/fuzz_$$name -max_total_time=$(FUZZ_SECONDS) -dict=tests/fuzz/$$name.dict \
+	    -artifact_prefix=build/found/ build/found/$$name $$corpus; done
 
 coverage: packages build/coverage/build.ninja
 	cmake --build --preset coverage
