@@ -285,7 +285,8 @@ TEST_P(ShippedDevice, DrivesBanksThatFitItsControllers) {
 
 // The larger kinds of processing systems are described; of the first two nothing but their pins is known.
 TEST_P(ShippedDevice, HasClocksAndSuppliesForItsProcessingSystem) {
-  ASSERT_TRUE(device().processing_system);
+  EXPECT_EQ(!device().processing_system, device().name == "brvn6112");
+  if (!device().processing_system) return;
   ProcessingSystem const& system = *device().processing_system;
   const bool is_described = system.kind == "pspmc" || system.kind == "psx";
   EXPECT_EQ(system.monitor.has_value(), is_described);
