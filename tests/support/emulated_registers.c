@@ -36,6 +36,12 @@ void plm_end(const struct plm_report* report) {
 
 uint32_t plm_microseconds(void) { return time++; }
 
+/* What hardware would not do. */
+static void fail(void) {
+  const struct plm_report report = {PLM_REPORT, 0xFFFFFFFEu, 0};
+  plm_end(&report);
+}
+
 static uint32_t find(uint32_t address) {
   if (!is_begun)
     for (uint32_t i = 0; i < REGISTERS; ++i) words[i] = registers[i].reset;
@@ -49,8 +55,7 @@ static uint32_t find(uint32_t address) {
       high = middle;
   }
   if (low < REGISTERS && registers[low].address == address) return low;
-  const struct plm_report report = {PLM_REPORT, 0xFFFFFFFEu, 0}; /* no such register */
-  plm_end(&report);
+  fail(); /* no such register */
   return 0;
 }
 
@@ -78,6 +83,10 @@ static void follow(uint32_t reg, uint32_t before) {
       plls[i].is_steady = 0;
       continue;
     }
+    if (is_setting && (control & pll_tables[i].reset) == 0) fail();
+    if (is_control && (was & pll_tables[i].reset) == 0 && (control & pll_tables[i].reset) != 0 && plls[i].is_steady &&
+        (control & pll_tables[i].bypass) == 0)
+      fail();
     const int is_used_early = is_control && (control & pll_tables[i].bypass) == 0 && !plls[i].is_steady;
     if ((control & pll_tables[i].reset) == 0 && !is_used_early && !is_setting) continue;
     plls[i].reads_left = plls[i].is_starting = plls[i].is_steady = 0;

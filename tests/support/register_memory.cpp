@@ -66,6 +66,9 @@ void RegisterMemory::follow(std::uint32_t reg, std::uint32_t before) {
       plls_[i] = {kReadsToLock, bit(pll, pll.bypass), false};
       continue;
     }
+    if (is_setting && !bit(pll, pll.reset)) throw RegisterFault(map_.name(reg) + " changes while its PLL runs");
+    if (is_control && !was_reset && bit(pll, pll.reset) && plls_[i].is_steady && !bit(pll, pll.bypass))
+      throw RegisterFault(map_.name(reg) + " stops a PLL that is used");
     const bool is_used_early = is_control && !bit(pll, pll.bypass) && !plls_[i].is_steady;
     if (!bit(pll, pll.reset) && !is_used_early && !is_setting) continue;
     plls_[i] = {};

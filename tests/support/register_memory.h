@@ -1,8 +1,9 @@
 // Registers that behave: what stands in for the hardware that configuration commands are for.
 //
 // Addresses that have no register, and polls that never come true, are faults. A locked block ignores writes, and so do
-// status registers. A PLL is steady some reads after it was let out of reset, if it was bypassed then and its settings
-// have not changed since; one that is used before it is steady never will be, until it is reset.
+// status registers. A PLL is steady some reads after it was let out of reset, if it was bypassed then; one that is used
+// before it is steady never will be, until it is reset. To change its settings outside of reset, or to reset it while it
+// is used, is a fault.
 #pragma once
 
 #include <cstdint>

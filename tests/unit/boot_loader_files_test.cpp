@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <regex>
+#include <set>
 
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/PadSection.h"
@@ -353,30 +354,107 @@ TEST_P(BootLoaderFiles, BothProgramsLeaveWhatTheEngineSays) {
   EXPECT_EQ(done, wanted) << left_out << " were left out";
 }
 
-// Of the commands that start PLLs and the memory, none is there for nothing.
-TEST_P(BootLoaderFiles, AStepThatIsMissingShows) {
+// A script that starts hardware, step by step: lines that call a procedure of the script.
+class Steps {
+ public:
+  explicit Steps(System const& system, std::string script) : call_("  " + system.name + "_init::"), script_(script) {
+    for (std::string_view line : kdi::text::split(script_, '\n')) lines_.emplace_back(line);
+    for (std::size_t i = 0; i < lines_.size(); ++i)
+      if (lines_[i].starts_with(call_) && !lines_[i].starts_with(call_ + "delay")) steps_.push_back(i);
+  }
+
+  std::size_t count() const { return steps_.size(); }
+  std::string const& line(std::size_t step) const { return lines_[steps_[step]]; }
+  /// Whether nothing stands between the step and the next one.
+  bool goes_on(std::size_t step) const { return step + 1 < count() && steps_[step + 1] == steps_[step] + 1; }
+
+  /// Whether the two must stand so: of a PLL and the memory from bypass to use, and the lock around everything.
+  bool has_order(std::size_t step) const {
+    const auto is_of = [&](std::size_t one, char const* what) { return line(one).find(what) != std::string::npos; };
+    if (is_of(step, ".LOCK ") || is_of(step + 1, ".LOCK ")) return true;
+    for (char const* const start : {".DIVIDERS ", "RESET=0", ".STATUS ", "HELD=0"})
+      if (is_of(step, start) && !is_of(step + 1, ".CROSSING ")) return true;
+    return is_of(step, "BYPASS=1") || is_of(step, "RESET=1");
+  }
+
+  std::string without(std::size_t step) const {
+    std::vector<std::string> lines = lines_;
+    lines[steps_[step]].clear();
+    return kdi::text::joined(lines, "\n");
+  }
+  std::string swapped(std::size_t step) const {
+    std::vector<std::string> lines = lines_;
+    std::swap(lines[steps_[step]], lines[steps_[step + 1]]);
+    return kdi::text::joined(lines, "\n");
+  }
+
+ private:
+  std::string call_, script_;
+  std::vector<std::string> lines_;
+  std::vector<std::size_t> steps_;  // numbers of lines
+};
+
+// Hardware that runs already, and on which every field is another one than the script makes it: a step that changes
+// nothing there is needed by nobody.
+RegisterMemory in_use(System const& system, RegisterMap const& map, std::string const& script) {
+  RegisterMemory memory(map);
+  EXPECT_EQ(run_tcl(system, script, memory), "");
+  const std::vector<std::uint32_t> running = memory.words();
+  std::set<std::uint32_t> kept;  // locks, and what PLLs are started by
+  const auto set = [&](std::uint32_t reg, std::uint32_t field, bool on) {
+    const std::uint32_t mask = map.registers()[reg].fields[field].mask();
+    memory.masked_write(map.registers()[reg].address, mask, on ? mask : 0);
+  };
+  for (kdi::cores::RegisterLock const& lock : map.locks()) {
+    memory.write(map.registers()[lock.reg].address, lock.key);
+    kept.insert(lock.reg);
+  }
+  for (kdi::cores::RegisterPll const& pll : map.plls()) {
+    set(pll.reg, pll.bypass, true);
+    set(pll.reg, pll.reset, true);
+    kept.insert({pll.reg, pll.status_reg});
+  }
+  for (std::uint32_t i = 0; i < map.registers().size(); ++i)
+    if (!kept.contains(i)) memory.write(map.registers()[i].address, ~memory.words()[i]);
+  for (kdi::cores::RegisterPll const& pll : map.plls()) {
+    set(pll.reg, pll.reset, false);
+    const std::uint32_t ready = map.registers()[pll.status_reg].fields[pll.status].mask();
+    memory.poll(map.registers()[pll.status_reg].address, ready, ready, 100);
+    memory.write(map.registers()[pll.reg].address, running[pll.reg]);
+  }
+  for (kdi::cores::RegisterLock const& lock : map.locks()) memory.write(map.registers()[lock.reg].address, 0);
+  return memory;
+}
+
+// None of the steps is there for nothing, and those of PLLs, of the memory and of locks stand in the one right order.
+TEST_P(BootLoaderFiles, AStepThatIsMissingOrElsewhereShows) {
   Configured configured(GetParam());
-  configured.give({});
+  const bool is_small = GetParam().name == "ps7";
+  configured.give({{configured.name("UART1_PERIPHERAL_ENABLE"), "1"},
+                   {configured.name("UART1_PERIPHERAL_IO"), is_small ? "MIO 48 .. 49" : "MIO 20 .. 21"},
+                   {configured.name("FCLK0_ENABLE"), "1"}});
   StrVec errors;
   const std::string script = configured.files(errors).at("FSBL_PSINIT_TCL");
-  RegisterMemory whole(configured.map());
-  ASSERT_EQ(run_tcl(GetParam(), script, whole), "");
-  std::size_t steps = 0, begin = script.find("  # PLL");
-  ASSERT_NE(begin, std::string::npos);
-  const std::size_t end = script.find("  # ", begin + 1);
-  for (std::size_t at = script.find('\n', begin) + 1; at < end; at = script.find('\n', at) + 1) {
-    std::string without = script;
-    without.erase(at, script.find('\n', at) + 1 - at);
-    const std::string step = script.substr(at, script.find('\n', at) - at);
-    if (step.find(".CROSSING") != std::string::npos) continue;  // may be as after a reset
-    if (step.find("BYPASS=1") != std::string::npos || step.find("RESET=1") != std::string::npos)
-      continue;  // so is this
-    RegisterMemory memory(configured.map());
-    const std::string wrong = run_tcl(GetParam(), without, memory);
-    EXPECT_TRUE(!wrong.empty() || memory.words() != whole.words()) << step;
-    ++steps;
+  const Steps steps(GetParam(), script);
+  const RegisterMemory before = in_use(GetParam(), configured.map(), script);
+  const auto outcome = [&](std::string const& changed) {
+    RegisterMemory memory = before;
+    const std::string wrong = run_tcl(GetParam(), changed, memory);
+    return wrong.empty() ? std::optional(memory.words()) : std::nullopt;
+  };
+  const auto whole = outcome(script);
+  ASSERT_TRUE(whole);
+  std::size_t ordered = 0;
+  for (std::size_t step = 0; step < steps.count(); ++step) {
+    // what starts the memory is still there from the last time
+    EXPECT_TRUE(outcome(steps.without(step)) != whole || steps.line(step).find("DDRC.CONTROL START=1") != script.npos)
+        << "without " << steps.line(step);
+    if (!steps.goes_on(step)) continue;
+    const bool shows = outcome(steps.swapped(step)) != whole;
+    EXPECT_TRUE(shows || !steps.has_order(step)) << "swapped " << steps.line(step);
+    ordered += shows;
   }
-  EXPECT_GE(steps, 4U);
+  EXPECT_GE(ordered, 12U);
 }
 
 // What the page and the headers are like, as they stand.
