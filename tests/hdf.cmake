@@ -14,7 +14,7 @@ list(TRANSFORM boot_sources REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/data/software/
 add_library(boot_sources OBJECT ${boot_sources})
 target_link_libraries(boot_sources PRIVATE iptasks_flags)
 target_compile_options(boot_sources PRIVATE -std=c11 -Wpedantic -fexceptions)
-add_unit_test(boot_program_test LABELS hardip LINKS "boot_sources;register_memory;kdi_cores_objects;kdi_cdo;kdi_hsm")
+add_unit_test(boot_program_test LABELS hardip LINKS "boot_sources;kdi_cores_objects;kdi_cdo;kdi_hsm")
 target_link_options(boot_program_test PRIVATE -Wl,--defsym=plm_window_end=plm_window+0x100000)
 
 # All of it while the system's calls fail.

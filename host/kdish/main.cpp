@@ -1,7 +1,5 @@
 // kdish: the process around the package, for people and for scripts.
-#include <fcntl.h>
 #include <tcl.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "host/kdish/shell.h"
+#include "host/streams.h"
 
 namespace {
 
@@ -98,13 +97,6 @@ Invocation read_words(std::vector<std::string> const& words) {
   return read;
 }
 
-// Else the first file that is opened would take the place of a standard stream, and get what is written to that. What
-// stands in its place can be neither read nor written.
-void fill_standard_streams() {
-  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
-    if (::fcntl(descriptor, F_GETFD) == -1 && ::open("/", O_PATH | O_DIRECTORY) != descriptor) std::abort();
-}
-
 int run(kdish::ShellOptions const& options) {
   try {
     static auto* const shell = new kdish::Shell(options);  // never deleted
@@ -119,7 +111,7 @@ int run(kdish::ShellOptions const& options) {
 
 int main(int argc, char** argv) {
   constexpr int kMisused = 2;
-  fill_standard_streams();
+  host::fill_standard_streams();
   Tcl_FindExecutable(argv[0]);
   std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a fault of writing it, told as such
   try {

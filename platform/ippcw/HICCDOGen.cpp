@@ -10,17 +10,15 @@
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
-#include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/cores/Outputs.h"
 #include "kdi/cores/Registers.h"
 #include "kdi/cores/Store.h"
 #include "platform/ippcw/configured_core.h"
 
 using hardip_eng::ConfiguredAccess;
 using hardip_eng::ConfiguredCore;
-using kdi::cores::Register;
 using kdi::cores::RegisterCommand;
-using kdi::cores::RegisterField;
 using kdi::cores::RegisterImage;
 using kdi::cores::RegisterMap;
 
@@ -61,23 +59,6 @@ StrVec outputs_in(std::string const& directory, RegisterMap const& map) {
   return outputs;
 }
 
-std::string define(std::string const& name, std::uint32_t value) {
-  return "#define " + name + " 0x" + kdi::number::hexadecimal(value, 8) + "u\n";
-}
-
-std::string mask_definitions(std::string const& core, RegisterMap const& map) {
-  const std::string guard = kdi::text::uppered(core) + "_MASK_DEFINITIONS_H";
-  std::string text =
-      "/* Addresses of registers, and masks of their fields. */\n#ifndef " + guard + "\n#define " + guard + "\n\n";
-  for (std::uint32_t number = 0; number < map.registers().size(); ++number) {
-    Register const& reg = map.registers()[number];
-    const std::string name = map.blocks()[reg.block].name + "_" + reg.name;
-    text += define(name + "_ADDRESS", reg.address);
-    for (RegisterField const& field : reg.fields) text += define(name + "_" + field.name + "_MASK", field.mask());
-  }
-  return text + "\n#endif\n";
-}
-
 }  // namespace
 
 HICCDOGen::HICCDOGen(std::string& coreName) : state_(std::make_unique<State>()) {
@@ -109,7 +90,7 @@ void HICCDOGen::writeMaskDefinitonsFile() {
   if (state_->description == nullptr) return;
   told([&] {
     kdi::write_file(state_->core_name + "_mask_definitions.h",
-                    mask_definitions(state_->core_name, *RegisterMap::of(state_->description)));
+                    kdi::cores::mask_definitions(*RegisterMap::of(state_->description), state_->core_name));
   });
 }
 

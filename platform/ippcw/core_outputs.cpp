@@ -16,6 +16,7 @@ namespace {
 using kdi::cores::Configuration;
 using kdi::cores::Instance;
 using kdi::cores::Measurement;
+using kdi::cores::outputs_by_file;
 using kdi::cores::Register;
 using kdi::cores::RegisterCommand;
 using kdi::cores::RegisterImage;
@@ -51,42 +52,7 @@ std::string head(OutputCore const& core) {
 
 // --- commands
 
-// The controller first, then its monitor, then the low-power domain, which the other one depends on; of a block with
-// PCIe what its links begin with before what they serve.
-std::size_t rank(std::string const& output) {
-  constexpr std::string_view kOrder[] = {kController,    kMonitor,        "lpd_data",    "fpd_data",
-                                         "cpm_pre_data", "cpm_post_data", "cpm_win_data"};
-  return static_cast<std::size_t>(std::find(std::begin(kOrder), std::end(kOrder), output) - std::begin(kOrder));
-}
-
 bool is_cpm(OutputCore const& core) { return core.configuration.core().name().starts_with("cpm"); }
-
-// The file in which an output of the description stands. A block with PCIe has three of its own and no others.
-std::string file_of(OutputCore const& core, std::string const& output, bool merged) {
-  if (is_cpm(core)) return output.starts_with("cpm_") ? output : "cpm_pre_data";
-  const bool is_controllers = output == kMonitor || (merged && (output == "lpd_data" || output == "fpd_data"));
-  return is_controllers ? kController : output;
-}
-
-struct OutputsOfFile {
-  std::string file;
-  std::vector<std::string> outputs;
-};
-
-// What stands in which file; files and outputs in the order in which they are carried out.
-std::vector<OutputsOfFile> outputs_by_file(OutputCore const& core, RegisterMap const& map, bool merged) {
-  std::vector<std::string> outputs = map.outputs();
-  std::stable_sort(outputs.begin(), outputs.end(),
-                   [](std::string const& a, std::string const& b) { return rank(a) < rank(b); });
-  std::vector<OutputsOfFile> files;
-  for (std::string const& output : outputs) {
-    const std::string name = file_of(core, output, merged);
-    auto file = std::find_if(files.begin(), files.end(), [&](OutputsOfFile const& one) { return one.file == name; });
-    if (file == files.end()) file = files.insert(file, {name, {}});
-    file->outputs.push_back(output);
-  }
-  return files;
-}
 
 // Commands, each with what it sets.
 struct Remarked {
@@ -110,7 +76,7 @@ kdi::cdo::Commands all_commands(OutputCore const& core) {
   const auto map = map_of(core);
   const RegisterImage image(*map, core.configuration.instance());
   std::vector<std::string> order;
-  for (auto const& [file, outputs] : outputs_by_file(core, *map, true))
+  for (auto const& [file, outputs] : outputs_by_file(core.configuration.core(), *map, true))
     order.insert(order.end(), outputs.begin(), outputs.end());
   return kdi::cores::plain(image.commands(order));
 }
@@ -287,7 +253,7 @@ std::vector<OutputFile> design_files(OutputCore const& core, OutputNames names) 
                              : names.with_instance ? core.instance_name + "_"
                                                    : "";
   CommandFiles commands;
-  for (auto const& [file, outputs] : outputs_by_file(core, *map, names.merged))
+  for (auto const& [file, outputs] : outputs_by_file(core.configuration.core(), *map, names.merged))
     commands.file(file).add(*map, image.commands(outputs));
   std::vector<OutputFile> files;
   commands.write_to(files, prefix);
@@ -308,7 +274,8 @@ std::vector<OutputFile> joint_files(std::vector<OutputCore> const& cores, std::s
     const auto map = map_of(core);
     const RegisterImage image(*map, core.configuration.instance());
     const std::string controller = kOtherController + std::to_string(core.region);
-    for (auto const& [file, outputs] : outputs_by_file(core, *map, names.merged || core.region > 0))
+    for (auto const& [file, outputs] :
+         outputs_by_file(core.configuration.core(), *map, names.merged || core.region > 0))
       if (core.region == 0)
         commands.file(file).add(*map, image.commands(outputs));
       else if (file == kController)

@@ -12,21 +12,21 @@
 
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/PadSection.h"
+#include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Registers.h"
 #include "kdi/cores/Store.h"
 #include "kdi/ippcw/PSU_Interface.h"
 #include "tests/support/golden.h"
 #include "tests/support/program.h"
 #include "tests/support/random.h"
-#include "tests/support/register_memory.h"
 #include "tests/support/scratch.h"
 
 namespace {
 
+using kdi::cores::RegisterFault;
 using kdi::cores::RegisterMap;
+using kdi::cores::RegisterMemory;
 using test_support::Random;
-using test_support::RegisterFault;
-using test_support::RegisterMemory;
 
 // The memory at which the compiled programs are at work. What it says of a wrong access is told afterwards, since C
 // lets no exception pass.

@@ -12,12 +12,12 @@
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/ParamHost.h"
+#include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Store.h"
 #include "kdi/hsm/HHSMSwManager.h"
 #include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/random.h"
-#include "tests/support/register_memory.h"
 #include "tests/support/scratch.h"
 
 extern "C" {
@@ -32,9 +32,9 @@ namespace {
 
 namespace cdo = kdi::cdo;
 using namespace kdi::cores;
+using kdi::cores::RegisterFault;
+using kdi::cores::RegisterMemory;
 using test_support::Random;
-using test_support::RegisterFault;
-using test_support::RegisterMemory;
 using Texts = std::vector<std::string>;
 
 // ---------------------------------------------------------------------------------------------- the program, natively

@@ -8,11 +8,11 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/cores/Outputs.h"
+#include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Store.h"
 #include "kdi/ippcw/HICInst.h"
 #include "kdi/ippcw/HICInstOutputUtils.h"
 #include "kdi/ippcw/HardIP.h"
-#include "tests/support/register_memory.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -53,7 +53,7 @@ TEST_F(Outputs, OfAProcessingSystemAreFilesThatAreReadBack) {
   EXPECT_EQ(kdi::cdo::from_binary(kdi::read_file(path + "/pmc_cdo.bin"), "pmc_cdo.bin"), commands);
   EXPECT_FALSE(commands.empty());
   const auto map = kdi::cores::RegisterMap::of(kdi::cores::core_description("pspmc", "1.0"));
-  test_support::RegisterMemory memory(*map);
+  kdi::cores::RegisterMemory memory(*map);
   for (char const* const file : {"pmc_data.cdo", "lpd_data.cdo", "fpd_data.cdo"})
     memory.run(kdi::cdo::from_text(kdi::read_file(path + "/" + file), file));
   EXPECT_EQ(memory.field("UART0.CONTROL", "ENABLE"), 1U) << "parameters count that are given with the question";
@@ -92,7 +92,7 @@ TEST_F(Outputs, AreOneBinaryForTheBootProgram) {
   ps->prepareCdo();
   ps->emitCdo(buffer);
   const auto map = kdi::cores::RegisterMap::of(kdi::cores::core_description("pspmc", "1.0"));
-  test_support::RegisterMemory memory(*map);
+  kdi::cores::RegisterMemory memory(*map);
   memory.run(kdi::cdo::from_binary(buffer.bytes(), "buffer"));
   EXPECT_EQ(memory.field("UART0.CONTROL", "ENABLE"), 1U);
   message_host::Capture heard;

@@ -7,6 +7,7 @@
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Registers.h"
 #include "kdi/cores/Store.h"
 #include "kdi/ippcw/HICJsonReader.h"
@@ -14,13 +15,12 @@
 #include "tests/support/cdo_access.h"
 #include "tests/support/places.h"
 #include "tests/support/program.h"
-#include "tests/support/register_memory.h"
 #include "tests/support/scratch.h"
 
 namespace {
 
 using namespace kdi::cores;
-using test_support::RegisterMemory;
+using kdi::cores::RegisterMemory;
 using Texts = std::vector<std::string>;
 
 constexpr char const* kPart = "brvn3716-die-2LHP-e-S-es1";
@@ -82,7 +82,7 @@ TEST_P(DriverData, GivesSourcesThatConfigureTheRegisters) {
         try {
           memory_of(context).poll(address, mask, value, timeout_us);
           return 0;
-        } catch (test_support::RegisterFault const&) {
+        } catch (kdi::cores::RegisterFault const&) {
           return 1;
         }
       },

@@ -13,12 +13,12 @@
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/ParamHost.h"
+#include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Registers.h"
 #include "kdi/cores/Store.h"
 #include "kdi/hdf/HHDFHwDefFileTypes.h"
 #include "kdi/hdf/host/HardwareDefinition.h"
 #include "kdi/ippcw/host/Handoff.h"
-#include "tests/support/register_memory.h"
 #include "tests/support/scratch.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
@@ -242,7 +242,7 @@ INSTANTIATE_TEST_SUITE_P(Of, Hardware,
 TEST_P(Hardware, OfEveryRegionComesUp) {
   ASSERT_EQ(eval("Ip_config_hardip_tcltasks_GenerateTarget" + context(GetParam()) + path_ + " -data NONE"), "");
   const auto map = kdi::cores::RegisterMap::of(kdi::cores::core_description(GetParam().core, GetParam().version));
-  test_support::RegisterMemory memory(*map);
+  kdi::cores::RegisterMemory memory(*map);
   const int regions = GetParam().part == kRegions ? 3 : 1;
   std::vector<std::string> files = {"pmc_data", "lpd_data", "fpd_data", "noc_clock"};
   for (int n = 1; n < regions; ++n) files.push_back("pmc_data_slr_" + std::to_string(n));

@@ -11,10 +11,10 @@
 #include "kdi/cdo/Cdo.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Outputs.h"
+#include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Registers.h"
 #include "kdi/cores/Store.h"
 #include "tests/support/random.h"
-#include "tests/support/register_memory.h"
 
 namespace {
 
@@ -231,7 +231,7 @@ TEST(RegisterData, AreWhatHardwareComesToHold) {
       if (!fields_of(shipped)) continue;
       const RegisterImage image(*shipped.map, shipped.instance);
       const std::vector<RegisterCommand> commands = image.commands(shipped.map->outputs());
-      test_support::RegisterMemory memory(*shipped.map);
+      kdi::cores::RegisterMemory memory(*shipped.map);
       memory.run(cdo::from_binary(cdo::to_binary(plain(commands)), "binary"));
       std::set<std::pair<std::uint32_t, std::uint32_t>> written;
       for (RegisterCommand const& command : commands)

@@ -6,16 +6,16 @@
 
 #include "kdi/cdo/Cdo.h"
 #include "kdi/common/KdiJson.h"
+#include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Store.h"
 #include "tests/support/random.h"
-#include "tests/support/register_memory.h"
 
 namespace {
 
 using namespace kdi::cores;
 namespace cdo = kdi::cdo;
-using test_support::RegisterFault;
-using test_support::RegisterMemory;
+using kdi::cores::RegisterFault;
+using kdi::cores::RegisterMemory;
 
 constexpr char kCore[] = R"({"format": 1, "core": "made", "version": "1.0", "parameters": [
   {"name": "ON", "type": "truth", "widget": "CHECKBOX", "description": "d", "default": "0"},

@@ -11,6 +11,18 @@
 
 namespace kdi::cores {
 
+struct OutputsOfFile {
+  std::string file;
+  std::vector<std::string> outputs;
+};
+/// What stands in which file of commands, by the outputs of the description; files and outputs in the order in which
+/// they are carried out. `merged`: what is for the low-power and the full-power domain stands in the platform
+/// controller's.
+KDI_DOOR std::vector<OutputsOfFile> outputs_by_file(Core const& core, RegisterMap const& map, bool merged);
+
+/// A header in C: addresses of registers, and masks of their fields.
+KDI_DOOR std::string mask_definitions(RegisterMap const& map, std::string const& core);
+
 /// Lines of Tcl. Throws RegisterError.
 KDI_DOOR std::vector<std::string> constraint_lines(RegisterMap const& map, Instance const& instance);
 

@@ -1,23 +1,18 @@
-#include "tests/support/register_memory.h"
-
 #include <algorithm>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/cores/RegisterMemory.h"
 
-namespace test_support {
+namespace kdi::cores {
 
-using kdi::cores::Register;
-using kdi::cores::RegisterLock;
-using kdi::cores::RegisterPll;
-
-RegisterMemory::RegisterMemory(kdi::cores::RegisterMap const& map) : map_(map), plls_(map.plls().size()) {
+RegisterMemory::RegisterMemory(RegisterMap const& map) : map_(map), plls_(map.plls().size()) {
   for (Register const& reg : map.registers()) words_.push_back(reg.reset);
   for (RegisterPll const& pll : map.plls()) read_only_.insert(pll.status_reg);
 }
 
 std::uint32_t RegisterMemory::at(std::uint32_t address) const {
   const auto reg = map_.find(address);
-  if (!reg) throw RegisterFault("no register at " + kdi::number::hexadecimal(address, 8));
+  if (!reg) throw RegisterFault("no register at " + number::hexadecimal(address, 8));
   return *reg;
 }
 
@@ -37,16 +32,17 @@ bool RegisterMemory::is_locked(std::uint32_t reg) const {
   });
 }
 
-void RegisterMemory::write(std::uint32_t address, std::uint32_t value) {
+bool RegisterMemory::write(std::uint32_t address, std::uint32_t value) {
   const std::uint32_t reg = at(address);
-  if (is_locked(reg) || read_only_.contains(reg)) return;
+  if (is_locked(reg) || read_only_.contains(reg)) return false;
   const std::uint32_t before = words_[reg];
   words_[reg] = value;
   follow(reg, before);
+  return true;
 }
 
-void RegisterMemory::masked_write(std::uint32_t address, std::uint32_t mask, std::uint32_t value) {
-  write(address, (words_[at(address)] & ~mask) | value);
+bool RegisterMemory::masked_write(std::uint32_t address, std::uint32_t mask, std::uint32_t value) {
+  return write(address, (words_[at(address)] & ~mask) | value);
 }
 
 bool RegisterMemory::bit(RegisterPll const& pll, std::uint32_t field) const {
@@ -77,9 +73,10 @@ void RegisterMemory::follow(std::uint32_t reg, std::uint32_t before) {
 }
 
 void RegisterMemory::poll(std::uint32_t address, std::uint32_t mask, std::uint32_t value, std::uint32_t timeout_us) {
-  for (std::uint32_t time = 0; time < timeout_us; ++time)
+  // What has not come by as many reads as a PLL takes never will.
+  for (std::uint32_t time = 0; time < std::min<std::uint32_t>(timeout_us, kReadsToLock + 1); ++time)
     if ((read(address) & mask) == value) return;
-  throw RegisterFault(map_.name(at(address)) + " never came to be " + kdi::number::hexadecimal(value, 8));
+  throw RegisterFault(map_.name(at(address)) + " never came to be " + number::hexadecimal(value, 8));
 }
 
 namespace {
@@ -87,24 +84,20 @@ namespace {
 struct Runner {
   RegisterMemory& memory;
 
-  void operator()(kdi::cdo::Section const&) const {}
-  void operator()(kdi::cdo::Write const& write) const { memory.write(write.address, write.value); }
-  void operator()(kdi::cdo::MaskedWrite const& write) const {
-    memory.masked_write(write.address, write.mask, write.value);
-  }
-  void operator()(kdi::cdo::Poll const& poll) const {
-    memory.poll(poll.address, poll.mask, poll.value, poll.timeout_us);
-  }
-  void operator()(kdi::cdo::Delay const&) const {}
-  void operator()(kdi::cdo::BlockWrite const& block) const {
-    for (kdi::cdo::Write const& write : kdi::cdo::writes_of(block)) (*this)(write);
+  void operator()(cdo::Section const&) const {}
+  void operator()(cdo::Write const& write) const { memory.write(write.address, write.value); }
+  void operator()(cdo::MaskedWrite const& write) const { memory.masked_write(write.address, write.mask, write.value); }
+  void operator()(cdo::Poll const& poll) const { memory.poll(poll.address, poll.mask, poll.value, poll.timeout_us); }
+  void operator()(cdo::Delay const&) const {}
+  void operator()(cdo::BlockWrite const& block) const {
+    for (cdo::Write const& write : cdo::writes_of(block)) (*this)(write);
   }
 };
 
 }  // namespace
 
-void RegisterMemory::run(kdi::cdo::Commands const& commands) {
-  for (kdi::cdo::Command const& command : commands) std::visit(Runner{*this}, command);
+void RegisterMemory::run(cdo::Commands const& commands) {
+  for (cdo::Command const& command : commands) std::visit(Runner{*this}, command);
 }
 
 std::uint32_t RegisterMemory::word(std::string_view name) const {
@@ -121,4 +114,4 @@ std::uint32_t RegisterMemory::field(std::string_view name, std::string_view fiel
   return (held & reg.fields[*number].mask()) >> reg.fields[*number].low;
 }
 
-}  // namespace test_support
+}  // namespace kdi::cores
