@@ -31,9 +31,10 @@ constexpr char kRegisters[] = R"({"format": 1, "blocks": [
     {"name": "PAD", "offset": 8, "meaning": "A pad.", "fields": [{"name": "FUNCTION", "bits": "1:0", "meaning": "Who sits there.", "pad": "MIO 0"}]},
     {"name": "STATUS", "offset": 12, "meaning": "How it is.", "fields": [{"name": "READY", "bits": "0", "meaning": "Ready."}]},
     {"name": "PLL", "offset": 16, "meaning": "Its clock.", "fields": [
-      {"name": "BYPASS", "bits": "0", "meaning": "b"}, {"name": "RESET", "bits": "1", "reset": 1, "meaning": "r"}]}]}],
+      {"name": "BYPASS", "bits": "0", "meaning": "b"}, {"name": "RESET", "bits": "1", "reset": 1, "meaning": "r"}]},
+    {"name": "DIVIDER", "offset": 20, "meaning": "How fast its clock is.", "fields": [{"name": "D", "bits": "3:0", "meaning": "d"}]}]}],
 "locks": [{"block": "U", "register": "U.LOCK", "key": 7}],
-"plls": [{"control": "U.PLL", "bypass": "BYPASS", "reset": "RESET", "status": "U.STATUS", "locked": "READY", "settings": []}]})";
+"plls": [{"control": "U.PLL", "bypass": "BYPASS", "reset": "RESET", "status": "U.STATUS", "locked": "READY", "settings": ["U.DIVIDER"]}]})";
 
 struct Made {
   Made() {
@@ -85,8 +86,9 @@ TEST(CommandReading, TellsAllRegistersWithWhatAConfigurationHas) {
   const Instance instance(made.subject.core);
   const RegisterImage image(*made.subject.map, instance);
   const Record with = register_records(made.subject, &image), without = register_records(made.subject, nullptr);
-  EXPECT_EQ(texts(with, "register"), (Texts{"U.LOCK", "U.CONTROL", "U.PAD", "U.STATUS", "U.PLL"}));
-  EXPECT_EQ(texts(with, "value"), (Texts{"0x00000000", "0x00000031", "0x00000001", "0x00000000", "0x00000002"}));
+  EXPECT_EQ(texts(with, "register"), (Texts{"U.LOCK", "U.CONTROL", "U.PAD", "U.STATUS", "U.PLL", "U.DIVIDER"}));
+  EXPECT_EQ(texts(with, "value"),
+            (Texts{"0x00000000", "0x00000031", "0x00000001", "0x00000000", "0x00000002", "0x00000000"}));
   EXPECT_EQ(texts(with, "reset")[1], "0x00000020");
   EXPECT_EQ(texts(*with.items()[2].find("fields"), "function"), Texts{"UART"});
   EXPECT_EQ(texts(*with.items()[1].find("fields"), "rule")[1], "if ON then RATE else 0");
@@ -173,6 +175,9 @@ TEST(CommandReading, TellsWhatHardwareWouldNotDo) {
   Commands stopped = starting();
   stopped.insert(stopped.end() - 1, {MaskedWrite{0x110, 1, 0}, MaskedWrite{0x110, 2, 2}});
   EXPECT_EQ(faults(stopped), Texts{"U.PLL stops a PLL that is used"});
+  Commands changed = starting();
+  changed.insert(changed.end() - 1, Write{0x114, 3});
+  EXPECT_EQ(faults(changed), Texts{"U.DIVIDER changes while its PLL runs"});
   EXPECT_EQ(faults({Write{0x200, 1}, Write{0x204, 1}}),
             (Texts{"no register at 0x00000200", "no register at 0x00000204"}));
   EXPECT_EQ(faults({Poll{0x200, 1, 1, 5}, Write{0x204, 1}}), Texts{"no register at 0x00000200"})
