@@ -1,12 +1,19 @@
 // I/O banks and packages of a device file.
 #include <algorithm>
+#include <cmath>
+#include <set>
+#include <utility>
 
+#include "kdi/common/KdiText.h"
 #include "platform/device/reading.h"
 
 namespace kdi::device {
 namespace {
 
 // A layout is a bank that has sites in place of pad names, to be repeated for each bank of its kind.
+constexpr int kMostRows = 10000;
+constexpr double kMostDelay = 10000;
+
 struct Layout {
   JsonValue pad_name;
   IoBank bank;
@@ -50,8 +57,29 @@ std::vector<Pad> read_lane(JsonValue value, PadBudget& budget) {
   return pads;
 }
 
+// Marks the pads of the optional list `places`, each a lane and a site: `T0.S`.
+void mark_places(std::optional<JsonValue> places, std::vector<ByteLane>& lanes, bool Pad::*mark) {
+  if (!places) return;
+  for (std::string const& place : expand_names(*places)) {
+    Pad* marked = nullptr;
+    for (ByteLane& lane : lanes)
+      for (Pad& pad : lane.pads)
+        if (lane.name + "." + pad.name == place) marked = &pad;
+    if (marked == nullptr) places->refuse("lanes and sites of the layout, as T0.S (" + place + " is none)");
+    marked->*mark = true;
+  }
+}
+
+// Lists of pins carry no lengths: what names a group of signals is told by these pieces, which nothing else may have.
+void refuse_group_names(JsonValue value, std::string const& name) {
+  for (char const* const piece : {"DQ[", "Address/Ctrl-", "D[", "Q[", "Q-"})
+    if (name.find(piece) != std::string::npos)
+      value.refuse("names without " + text::quoted(piece) + ", which groups of signals have (" + name + ")");
+}
+
 Layout read_layout(JsonValue value, PadBudget& budget) {
-  value.allow_only({"name", "kind", "vcco_v", "pad_name", "lanes"});
+  value.allow_only(
+      {"name", "kind", "vcco_v", "pad_name", "lanes", "strobe_reach", "impedance", "reference", "configuration"});
   Layout layout{value.member("pad_name"), {}};
   layout.bank.kind = word(value.member("kind"));
   layout.bank.vcco_v = range(value.member("vcco_v"));
@@ -61,11 +89,17 @@ Layout read_layout(JsonValue value, PadBudget& budget) {
     const std::vector<Pad> lane_pads = read_lane(lane, budget);
     for (std::string const& name : expand_names(lane.member("names"))) {
       lanes.add(lane.member("names"), name);
+      refuse_group_names(lane.member("names"), name);
       budget.take(lane, lane_pads.size());
       layout.bank.lanes.push_back({name, lane_pads});
     }
   }
   if (layout.bank.lanes.empty()) value.member("lanes").refuse("at least one lane");
+  if (const auto reach = value.find("strobe_reach"))
+    layout.bank.strobe_reach = static_cast<StrobeReach>(reach->choice({"lane", "neighbours", "bank"}));
+  mark_places(value.find("impedance"), layout.bank.lanes, &Pad::impedance);
+  mark_places(value.find("reference"), layout.bank.lanes, &Pad::reference);
+  mark_places(value.find("configuration"), layout.bank.lanes, &Pad::configuration);
   return layout;
 }
 
@@ -87,25 +121,57 @@ void name_pads(Layout const& layout, IoBank& bank, UniqueNames& names, PadBudget
     budget.take(layout.pad_name, lane.pads.size());
     values["lane"] = lane.name;
     for (Pad& pad : lane.pads) {
-      values["site"] = std::move(pad.name);
+      pad.site = std::move(pad.name);
+      values["site"] = pad.site;
       pad.name = with_pattern(layout.pad_name, [&] { return fill(layout.pad_name.text(), values); });
       names.add(layout.pad_name, pad.name);
+      refuse_group_names(layout.pad_name, pad.name);
     }
   }
+}
+
+// What a package says of all its pins.
+struct Bonding {
+  std::optional<BallRectangle> grid;
+  double centre_ps = 0;
+  double per_ball_ps = 0;
+
+  /// From a ball to the die, which sits in the middle: along rows and columns, as the traces run.
+  double delay_ps(Ball ball) const {
+    if (!grid) return 0;
+    const double rows = std::abs(ball.row - (grid->first.row + grid->last.row) / 2.0);
+    const double columns = std::abs(ball.column - (grid->first.column + grid->last.column) / 2.0);
+    return centre_ps + per_ball_ps * (rows + columns);
+  }
+};
+
+Bonding read_bonding(JsonValue package) {
+  Bonding bonding;
+  if (const auto text = package.find("grid"))
+    bonding.grid = with_pattern(*text, [&] { return ball_rectangle(text->text()); });
+  if (const auto delay = package.find("delay_ps")) {
+    delay->allow_only({"centre", "per_ball"});
+    if (!bonding.grid) delay->refuse("a package with a grid");
+    bonding.centre_ps = delay->member("centre").number(0, kMostDelay);
+    bonding.per_ball_ps = delay->member("per_ball").number(0, kMostDelay);
+  }
+  return bonding;
 }
 
 // The pins of one entry of a package, handed out in order.
 class PinSource {
  public:
-  PinSource(JsonValue entry, std::optional<BallRectangle> const& grid, std::size_t pads)
-      : entry_(entry), by_pad_(!entry.find("pins")) {
+  PinSource(JsonValue entry, Bonding const& bonding, std::size_t pads) : entry_(entry), by_pad_(!entry.find("pins")) {
     if (by_pad_) return;
     const JsonValue list = entry.member("pins");
     for (const JsonValue value : list.items()) {
       const BallRectangle balls = with_pattern(value, [&] { return ball_rectangle(value.text()); });
-      if (grid && !(grid->contains(balls.first) && grid->contains(balls.last)))
+      if (bonding.grid && !(bonding.grid->contains(balls.first) && bonding.grid->contains(balls.last)))
         value.refuse("balls of the package's grid");
-      for (const Ball ball : balls.balls()) names_.push_back(ball_name(ball));
+      for (const Ball ball : balls.balls()) {
+        names_.push_back(ball_name(ball));
+        delays_.push_back(bonding.delay_ps(ball));
+      }
     }
     if (names_.size() != pads)
       list.refuse("as many balls as there are pads, " + std::to_string(pads) + " (here " +
@@ -114,7 +180,9 @@ class PinSource {
 
   /// Leads a pin to `pad`.
   void lead(Pad& pad, PinSite site, Package& package) {
-    pad.pin = by_pad_ ? pad.name : names_[used_++];
+    pad.pin = by_pad_ ? pad.name : names_[used_];
+    pad.delay_ps = by_pad_ ? 0 : delays_[used_];
+    ++used_;
     if (!package.pins.emplace(pad.pin, site).second) entry_.refuse("pins of one pad each (" + pad.pin + " has two)");
   }
 
@@ -122,6 +190,7 @@ class PinSource {
   JsonValue entry_;
   bool by_pad_;
   std::vector<std::string> names_;
+  std::vector<double> delays_;
   std::size_t used_ = 0;
 };
 
@@ -156,8 +225,7 @@ std::set<std::string> lanes_without_pins(JsonValue entry, std::vector<IoBank> co
   return names;
 }
 
-void bond_banks(JsonValue entry, std::optional<BallRectangle> const& grid, Device const& device, Package& package,
-                PadBudget& budget) {
+void bond_banks(JsonValue entry, Bonding const& bonding, Device const& device, Package& package, PadBudget& budget) {
   std::vector<IoBank> banks = take_blocks(entry.member("banks"), device.banks, package.banks);
   const std::set<std::string> without = lanes_without_pins(entry, banks);
   std::size_t pads = 0;
@@ -165,7 +233,7 @@ void bond_banks(JsonValue entry, std::optional<BallRectangle> const& grid, Devic
     for (ByteLane const& lane : bank.lanes)
       if (without.count(lane.name) == 0) pads += lane.pads.size();
   budget.take(entry, pads);
-  PinSource pins(entry, grid, pads);
+  PinSource pins(entry, bonding, pads);
   for (IoBank& bank : banks) {
     for (std::size_t lane = 0; lane < bank.lanes.size(); ++lane) {
       if (without.count(bank.lanes[lane].name) != 0) continue;
@@ -177,13 +245,12 @@ void bond_banks(JsonValue entry, std::optional<BallRectangle> const& grid, Devic
   }
 }
 
-void bond_quads(JsonValue entry, std::optional<BallRectangle> const& grid, Device const& device, Package& package,
-                PadBudget& budget) {
+void bond_quads(JsonValue entry, Bonding const& bonding, Device const& device, Package& package, PadBudget& budget) {
   std::vector<Quad> quads = take_blocks(entry.member("quads"), device.quads, package.quads);
   std::size_t pads = 0;
   for (Quad const& quad : quads) pads += quad.pads.size();
   budget.take(entry, pads);
-  PinSource pins(entry, grid, pads);
+  PinSource pins(entry, bonding, pads);
   for (Quad& quad : quads) {
     for (std::size_t i = 0; i < quad.pads.size(); ++i)
       pins.lead(quad.pads[i], {PinSite::Kind::quad, quad.number, 0, static_cast<int>(i)}, package);
@@ -197,19 +264,18 @@ void sort_by_number(std::vector<Block>& blocks) {
 }
 
 Package read_package(JsonValue value, Device const& device, PadBudget& budget) {
-  value.allow_only({"name", "grid", "properties", "bonded"});
+  value.allow_only({"name", "grid", "delay_ps", "properties", "bonded"});
   Package package;
   package.name = word(value.member("name"));
   package.properties = properties(value.find("properties"));
-  std::optional<BallRectangle> grid;
-  if (const auto text = value.find("grid")) grid = with_pattern(*text, [&] { return ball_rectangle(text->text()); });
+  const Bonding bonding = read_bonding(value);
   for (const JsonValue entry : value.member("bonded").items()) {
     if (entry.find("quads")) {
       entry.allow_only({"quads", "pins"});
-      bond_quads(entry, grid, device, package, budget);
+      bond_quads(entry, bonding, device, package, budget);
     } else {
       entry.allow_only({"banks", "pins", "without_lanes"});
-      bond_banks(entry, grid, device, package, budget);
+      bond_banks(entry, bonding, device, package, budget);
     }
   }
   sort_by_number(package.banks);
@@ -243,15 +309,25 @@ void PadBudget::take(JsonValue value, std::size_t pads) {
 
 void read_banks(JsonValue layouts_list, JsonValue list, Device& device, UniqueNames& pad_names, PadBudget& budget) {
   const std::map<std::string, Layout> layouts = read_layouts(layouts_list, budget);
+  std::set<std::pair<int, int>> places;
   for (const JsonValue value : list.items()) {
-    value.allow_only({"numbers", "layout", "slr"});
+    value.allow_only({"numbers", "layout", "slr", "column", "row"});
     const auto layout = layouts.find(value.member("layout").text());
     if (layout == layouts.end()) value.member("layout").refuse("the name of a bank layout");
     const int slr = read_slr(value.member("slr"), device);
+    const auto column = value.find("column");
+    const auto row = value.find("row");
+    if (column.has_value() != row.has_value()) (column ? *column : *row).refuse("a column and a row, or neither");
+    int next_row = row ? whole(*row, 0, kMostRows) : -1;
     for (const int number : expand_numbers(value.member("numbers"))) {
       IoBank bank = layout->second.bank;
       bank.number = number;
       bank.slr = slr;
+      if (column) {
+        bank.column = whole(*column, 0, kMostRows);
+        bank.row = next_row++;
+        if (!places.emplace(bank.column, bank.row).second) row->refuse("a place in the column for each bank");
+      }
       name_pads(layout->second, bank, pad_names, budget);
       device.banks.push_back(std::move(bank));
     }

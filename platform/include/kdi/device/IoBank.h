@@ -11,13 +11,18 @@ namespace kdi::device {
 
 /// A place of the die where a signal enters or leaves.
 struct Pad {
-  std::string name;      ///< unique in the device
-  std::string pin;       ///< of the package; empty if the package leaves it out
-  int nibble = 0;        ///< half of the lane, from 0
-  int partner = -1;      ///< index in the lane of the pad that it makes a differential pair with; -1 for none
-  bool positive = true;  ///< of the pair
-  bool strobe = false;   ///< may carry a lane's strobe
-  bool clock = false;    ///< reaches the clock primitives
+  std::string name;            ///< unique in the device
+  std::string pin;             ///< of the package; empty if the package leaves it out
+  std::string site;            ///< in the lane; empty for a pad of a quad
+  int nibble = 0;              ///< half of the lane, from 0
+  int partner = -1;            ///< index in the lane of the pad that it makes a differential pair with; -1 for none
+  bool positive = true;        ///< of the pair
+  bool strobe = false;         ///< may carry a lane's strobe
+  bool clock = false;          ///< reaches the clock primitives
+  bool impedance = false;      ///< holds the resistor that controlled impedance of the bank is measured by
+  bool reference = false;      ///< takes the bank's reference voltage, where that comes from outside
+  bool configuration = false;  ///< is used while the device is configured
+  double delay_ps = 0;         ///< from the pin to the pad; 0 without a package
 };
 
 /// Pads that share one set of capture clocks, in the order of their sites.
@@ -26,10 +31,16 @@ struct ByteLane {
   std::vector<Pad> pads;
 };
 
+/// How far a strobe goes from the lane that it enters.
+enum class StrobeReach { lane, neighbours, bank };
+
 struct IoBank {
   int number = 0;    ///< unique in the device, transceiver quads included
   std::string kind;  ///< the family's word: HP, HD, XP, MIO, ...
   int slr = 0;
+  int column = -1;  ///< on the die, from 0; -1 for a bank that stands apart
+  int row = -1;     ///< in the column, from 0; banks of a column in rows that follow each other are neighbours
+  StrobeReach strobe_reach = StrobeReach::lane;
   Range vcco_v;
   std::vector<ByteLane> lanes;
 };
