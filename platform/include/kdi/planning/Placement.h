@@ -1,0 +1,109 @@
+// Pads for the signals of an interface: the best placement, or the proof that there is none.
+//
+// What may be where, by rules with an identifier each, and what best means says docs/placement-rules.md.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kdi/common/KdiDoor.h"
+#include "kdi/planning/Interface.h"
+#include "kdi/planning/Layout.h"
+
+namespace kdi::planning {
+
+/// Banks of one controller lie in so many rows that follow each other.
+inline constexpr int kMostRows = 5;
+
+/// A pad that another has.
+struct TakenPad {
+  int pad = 0;
+  std::string by;          ///< for messages
+  std::string standard;    ///< empty: unknown, it binds nothing but the pad
+  bool is_input = false;   ///< its standard's reference voltage counts
+  bool owns_lane = false;  ///< of a memory controller: its lane is for no other controller
+};
+
+struct PlacementRequest {
+  Layout const* layout = nullptr;        ///< never null
+  Interface const* interface = nullptr;  ///< never null
+  std::vector<StandardSet> standards;    ///< that the interface may have, by kind of bank: the first that has the kind
+  int rate_mbps = 0;
+  bool internal_reference = false;
+  std::vector<TakenPad> taken;
+  std::vector<int> banks;          ///< numbers of those that may be used; none: all
+  std::vector<int> lane_of_unit;   ///< asked for by the user, -1 where free; may be empty
+  std::vector<int> pad_of_signal;  ///< likewise
+};
+
+/// Lower is better, from the first to the last.
+struct Objective {
+  int banks = 0;
+  int lanes = 0;       ///< from the first to the last
+  int off_centre = 0;  ///< twice the distance of the address block's centre from the centre of the lanes
+  bool operator==(Objective const&) const = default;
+};
+
+struct Plan {
+  std::vector<int> pad_of_signal;  ///< -1: not placed
+  Objective objective;
+};
+
+/// Why there is no placement: a tree in which each node is a question that every placement answers, with a branch for
+/// each answer, and each leaf something that cannot be.
+struct Refutation {
+  enum class Kind {
+    window,         ///< question: in which rows of a column; `first` and `last` are banks of the layout
+    address,        ///< question: in which lanes is the address block; branches hold for more lanes as well
+    system_clock,   ///< question: on which pad is the system clock (its positive one)
+    sets,           ///< question: in which bank is a set of units that one strobe clocks
+    overfull,       ///< leaf: `units` have no other lanes than `lanes`, which are fewer
+    empty,          ///< leaf: nothing holds what is asked for: there are no answers to the question `what`
+    bank_overfull,  ///< leaf: the sets of `units` do not fit into one bank together
+    far_clock,      ///< leaf: the system clock has none of the controller's signals in its bank or a neighbour
+    pinned,         ///< leaf: a signal or group is asked for where a rule forbids it; `what` says
+  };
+  struct Branch;
+
+  Kind kind = Kind::empty;
+  std::string what;
+  std::vector<int> units;
+  std::vector<int> lanes;
+  int set = -1;
+  std::vector<Branch> branches;
+};
+
+struct Refutation::Branch {
+  int first = -1;  ///< banks, lanes, a pad, or a bank, as the question is
+  int last = -1;
+  Refutation why;
+};
+
+struct PlacementResult {
+  std::optional<Plan> plan;
+  std::optional<Refutation> refutation;  ///< exactly one of the two
+};
+
+/// Throws nothing of its own.
+KDI_DOOR PlacementResult place(PlacementRequest const& request);
+
+/// One breach of a rule.
+struct Violation {
+  std::string rule;
+  std::vector<int> signals;
+  std::vector<int> pads;
+  std::string text;
+};
+
+/// What a plan, which may be in part, breaks. Ask of a whole plan whether it is one by `is_whole`.
+KDI_DOOR std::vector<Violation> violations(PlacementRequest const& request, std::vector<int> const& pad_of_signal);
+KDI_DOOR bool is_whole(std::vector<int> const& pad_of_signal);
+/// Of a plan that is whole.
+KDI_DOOR Objective objective_of(PlacementRequest const& request, std::vector<int> const& pad_of_signal);
+
+/// The standard of a signal in a bank; empty if the interface has none there.
+KDI_DOOR std::string standard_of(PlacementRequest const& request, int signal, int bank);
+
+}  // namespace kdi::planning

@@ -1,0 +1,103 @@
+#include "platform/planning/bank_rules.h"
+
+#include <algorithm>
+
+#include "kdi/common/KdiNumber.h"
+#include "kdi/planning/Standards.h"
+
+namespace kdi::planning {
+namespace {
+
+bool same_volts(std::string const& a, std::string const& b) {
+  return number::whole<double>(a) == number::whole<double>(b);
+}
+
+template <class Items, class Item>
+bool has(Items const& items, Item const& item) {
+  return std::find(items.begin(), items.end(), item) != items.end();
+}
+
+int rate_needed(PlacementRequest const& request, SignalClass what) {
+  switch (what) {
+    case SignalClass::data:
+    case SignalClass::mask:
+    case SignalClass::strobe:
+      return request.rate_mbps;
+    case SignalClass::address:
+    case SignalClass::clock:
+      return request.rate_mbps / 2;
+    default:
+      return 0;  // slow, or as the user makes it
+  }
+}
+
+}  // namespace
+
+StandardSet const* standards_for(PlacementRequest const& request, std::string const& bank_kind) {
+  for (StandardSet const& set : request.standards)
+    if (has(set.bank_kinds, bank_kind)) return &set;
+  return nullptr;
+}
+
+BankNeeds needs_of(PlacementRequest const& request, StandardSet const& standards) {
+  BankNeeds needs;
+  for (Signal const& signal : request.interface->signals) {
+    IoStandard const* const standard = find_standard(standards.of(signal.what));
+    if (standard == nullptr) continue;
+    needs.controlled = needs.controlled || standard->controlled;
+    // Differential inputs compare their two pads with each other.
+    if (signal.direction != "out" && !standard->differential && !standard->vref_v.empty())
+      needs.input_reference = standard->vref_v;
+  }
+  return needs;
+}
+
+BankFault bank_fault(PlacementRequest const& request, int index, std::vector<TakenPad const*> const& taken) {
+  Layout const& layout = *request.layout;
+  PlacedBank const& bank = layout.banks[static_cast<std::size_t>(index)];
+  const std::string name = "bank " + std::to_string(bank.number);
+  if (!request.banks.empty() && !has(request.banks, bank.number))
+    return {"bank-selection", name + " is none of those that are selected", {}};
+  StandardSet const* const standards = standards_for(request, bank.kind);
+  if (standards == nullptr)
+    return {"bank-kind", name + " is of the kind " + bank.kind + ", in which the interface has no standards", {}};
+  for (std::size_t what = 0; what < standards->standards.size(); ++what) {
+    IoStandard const* const standard = find_standard(standards->standards[what]);
+    const auto rate = standard->rate_mbps.find(bank.kind);
+    if (rate == standard->rate_mbps.end() || rate->second < rate_needed(request, static_cast<SignalClass>(what)))
+      return {"bank-kind",
+              standard->name + " is too slow for " + std::to_string(request.rate_mbps) + " Mb/s in " + name,
+              {}};
+  }
+  const double volts = number::whole<double>(standards->voltage_v).value_or(0);
+  if (!bank.vcco_v.contains(volts))
+    return {"bank-voltage", name + " has no Vcco of " + standards->voltage_v + " V", {}};
+  const BankNeeds needs = needs_of(request, *standards);
+  for (TakenPad const* const other : taken) {
+    PlacedPad const& pad = layout.pads[static_cast<std::size_t>(other->pad)];
+    IoStandard const* const standard = find_standard(other->standard);
+    if (standard != nullptr && !same_volts(standard->vcco_v, standards->voltage_v))
+      return {"bank-voltage", name + " has a Vcco of " + standard->vcco_v + " V by " + other->by, {other->pad}};
+    if (standard != nullptr && other->is_input && !standard->differential && !standard->vref_v.empty() &&
+        !needs.input_reference.empty() && !same_volts(standard->vref_v, needs.input_reference))
+      return {"bank-reference",
+              name + " has a reference voltage of " + standard->vref_v + " V by " + other->by,
+              {other->pad}};
+    if (needs.controlled && pad.impedance)
+      return {"impedance-pad", "the impedance pad " + pad.name + " is taken by " + other->by, {other->pad}};
+    if (!needs.input_reference.empty() && !request.internal_reference && pad.reference)
+      return {"reference-pad", "the reference pad " + pad.name + " is taken by " + other->by, {other->pad}};
+  }
+  return {};
+}
+
+std::string pad_fault(PlacementRequest const& request, BankNeeds const& needs, int index) {
+  PlacedPad const& pad = request.layout->pads[static_cast<std::size_t>(index)];
+  if (pad.ball.empty()) return "pad-bonded";
+  if (pad.configuration) return "configuration-pad";
+  if (pad.impedance && needs.controlled) return "impedance-pad";
+  if (pad.reference && !needs.input_reference.empty() && !request.internal_reference) return "reference-pad";
+  return {};
+}
+
+}  // namespace kdi::planning
