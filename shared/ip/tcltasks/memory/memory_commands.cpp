@@ -6,7 +6,9 @@ namespace memory {
 namespace {
 
 struct V1 : Model<memory::memory_v1::HIPMigIPMgr, memory::memory_v1::HIPMigInstance> {
-  static constexpr FixedText kScope = "memory::memory_v1::", kFlat = "memory_v1_", kPrefix = "Ip_memory_";
+  static constexpr FixedText kScope = "memory::memory_v1::";
+  static constexpr FixedText kFlat = "memory_v1_";
+  static constexpr FixedText kPrefix = "Ip_memory_";
   static constexpr char const* kDebugChannel = "mig_ip.debug";
   static constexpr ComMsgMgr::MsgMask kDebugMask = ComMsgMgr::MSG_DEBUG1;
 };

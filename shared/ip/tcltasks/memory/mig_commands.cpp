@@ -8,12 +8,16 @@ namespace {
 
 // What tells the two versions apart.
 struct V70 : Model<mig::mig_v7_0::HIPMigIPMgr, mig::mig_v7_0::HIPMigInstance> {
-  static constexpr FixedText kScope = "mig::mig_v7_0::", kFlat = "mig_mig_v7_0_", kPrefix = "Ip_Mig_";
+  static constexpr FixedText kScope = "mig::mig_v7_0::";
+  static constexpr FixedText kFlat = "mig_mig_v7_0_";
+  static constexpr FixedText kPrefix = "Ip_Mig_";
   static constexpr char const* kTooFewOfClocking = "Ip_Mig_ClockingModelParams_v7_0: Not enough arguments";
   static constexpr bool kHasPeriodsOfParts = false;
 };
 struct V71 : Model<mig::mig_v7_1::HIPMigIPMgr, mig::mig_v7_1::HIPMigInstance> {
-  static constexpr FixedText kScope = "mig::mig_v7_1::", kFlat = "mig_mig_v7_1_", kPrefix = "Ip_Mig_";
+  static constexpr FixedText kScope = "mig::mig_v7_1::";
+  static constexpr FixedText kFlat = "mig_mig_v7_1_";
+  static constexpr FixedText kPrefix = "Ip_Mig_";
   static constexpr char const* kTooFewOfClocking = "Ip_Mig_ClockingModelParams_v7_1: Not enough arguments";
   static constexpr bool kHasPeriodsOfParts = true;
 };
