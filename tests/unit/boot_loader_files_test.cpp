@@ -498,6 +498,21 @@ TEST(BootLoaderForms, AreToldWhenTheyAreWrong) {
   EXPECT_EQ(errors, StrVec{data.path("boot_loader/init.c.in") + ": no place \"colour\""});
 }
 
+// How fast clocks and PLLs may be is a matter of the part's speed grade.
+TEST(BootLoaderClocks, AreAsFastAsTheSpeedGradeAllows) {
+  Configured slow(kPs7), fast({"ps7", "1.4", "zrv7030-c484-2-c"});
+  EXPECT_EQ(slow.give({}), ParamMap());
+  EXPECT_EQ(slow.range("CPU_CTRL_FREQMHZ").back(), "666.666666");
+  EXPECT_TRUE(slow.give({{"PS7_CPU_CTRL_FREQMHZ", "800"}}).contains("PS7_CPU_CTRL_FREQMHZ"));
+  EXPECT_EQ(fast.give({{"PS7_CPU_CTRL_FREQMHZ", "800"}}), ParamMap());
+  EXPECT_NEAR(std::stod(fast.value("CPU_CTRL_ACT_FREQMHZ")), 800, 1);
+  Configured slow_large({"psu", "1.0", "zrv9010-f900-1-i"}), fast_large(kPsu);
+  EXPECT_EQ(slow_large.give({}), ParamMap());
+  EXPECT_EQ(fast_large.give({}), ParamMap());
+  EXPECT_EQ(slow_large.range("RPU_CTRL_FREQMHZ").back(), "500");
+  EXPECT_EQ(fast_large.range("RPU_CTRL_FREQMHZ").back(), "600");
+}
+
 // Every register that a program writes is on the page.
 TEST_P(BootLoaderFiles, ThePageTellsEveryRegister) {
   Configured configured(GetParam());
