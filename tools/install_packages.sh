@@ -12,6 +12,7 @@ packages="
   libboost-dev libboost-thread-dev nlohmann-json3-dev libexpat1-dev libpugixml-dev
   libzip-dev zlib1g-dev
   android-libnativehelper-dev
+  libelf-dev libsodium-dev
   $*
 "
 [ "$what" = package ] || packages="$packages

@@ -15,6 +15,7 @@
 #include "tcltasks/dsp/v_scaler/v_scaler.h"
 #include "tcltasks/dsp/vcualgorithm/vcualgorithm.h"
 #include "tcltasks/fec/fec_init.h"
+#include "tcltasks/gtwiz/gtwiz.h"
 #include "tcltasks/hardip/hardip.h"
 #include "tcltasks/memory/memory.h"
 #include "tcltasks/power/power_est.h"
@@ -42,42 +43,44 @@ struct stops {
   }
 };
 
-using StartOrder = starts<                         //
-    fftalgorithm_init::init,                       //
-    vcualgorithm_init::init,                       //
-    ducddcgen_init::init,                          //
-    bmg_init::bmg_kdi_tcltasks::init,              //
-    power_est_init::power_est_kdi_tcltasks::init,  //
-    Ip_Clkwiz::init,                               //
-    zorvan_init::zorvan_kdi_tcltasks::init,        //
-    kelvane_config::kdi_tcltasks::init,            //
-    hardip_config::hardip_tcltasks::init,          //
-    mig_init::mig_v7_1_kdi_tcltasks::init,         //
-    mig_init::mig_v7_0_kdi_tcltasks::init,         //
-    memory_init::memory_v1_kdi_tcltasks::init,     //
-    Ip_Clocking::init,                             //
-    v_scaler_init::v_scaler_kdi_tcltasks::init,    //
-    sd_fec::init,                                  //
+using StartOrder = starts<                                 //
+    fftalgorithm_init::init,                               //
+    vcualgorithm_init::init,                               //
+    ducddcgen_init::init,                                  //
+    bmg_init::bmg_kdi_tcltasks::init,                      //
+    power_est_init::power_est_kdi_tcltasks::init,          //
+    Ip_Clkwiz::init,                                       //
+    zorvan_init::zorvan_kdi_tcltasks::init,                //
+    kelvane_config::kdi_tcltasks::init,                    //
+    hardip_config::hardip_tcltasks::init,                  //
+    mig_init::mig_v7_1_kdi_tcltasks::init,                 //
+    mig_init::mig_v7_0_kdi_tcltasks::init,                 //
+    memory_init::memory_v1_kdi_tcltasks::init,             //
+    kelvane_gtwiz_init::kelvane_gtwiz_kdi_tcltasks::init,  //
+    Ip_Clocking::init,                                     //
+    v_scaler_init::v_scaler_kdi_tcltasks::init,            //
+    sd_fec::init,                                          //
     ldpc::init>;
 
 // Not the reverse of the start order, and not simply the same: clocking comes up before the scaler and goes down after
 // ldpc.
-using StopOrder = stops<                             //
-    fftalgorithm_init::uninit,                       //
-    vcualgorithm_init::uninit,                       //
-    ducddcgen_init::uninit,                          //
-    bmg_init::bmg_kdi_tcltasks::uninit,              //
-    power_est_init::power_est_kdi_tcltasks::uninit,  //
-    Ip_Clkwiz::uninit,                               //
-    zorvan_init::zorvan_kdi_tcltasks::uninit,        //
-    kelvane_config::kdi_tcltasks::uninit,            //
-    hardip_config::hardip_tcltasks::uninit,          //
-    mig_init::mig_v7_1_kdi_tcltasks::uninit,         //
-    mig_init::mig_v7_0_kdi_tcltasks::uninit,         //
-    memory_init::memory_v1_kdi_tcltasks::uninit,     //
-    v_scaler_init::v_scaler_kdi_tcltasks::uninit,    //
-    sd_fec::uninit,                                  //
-    ldpc::uninit,                                    //
+using StopOrder = stops<                                     //
+    fftalgorithm_init::uninit,                               //
+    vcualgorithm_init::uninit,                               //
+    ducddcgen_init::uninit,                                  //
+    bmg_init::bmg_kdi_tcltasks::uninit,                      //
+    power_est_init::power_est_kdi_tcltasks::uninit,          //
+    Ip_Clkwiz::uninit,                                       //
+    zorvan_init::zorvan_kdi_tcltasks::uninit,                //
+    kelvane_config::kdi_tcltasks::uninit,                    //
+    hardip_config::hardip_tcltasks::uninit,                  //
+    mig_init::mig_v7_1_kdi_tcltasks::uninit,                 //
+    mig_init::mig_v7_0_kdi_tcltasks::uninit,                 //
+    memory_init::memory_v1_kdi_tcltasks::uninit,             //
+    kelvane_gtwiz_init::kelvane_gtwiz_kdi_tcltasks::uninit,  //
+    v_scaler_init::v_scaler_kdi_tcltasks::uninit,            //
+    sd_fec::uninit,                                          //
+    ldpc::uninit,                                            //
     Ip_Clocking::uninit>;
 
 }  // namespace frame

@@ -1,0 +1,477 @@
+// Both searches look at pairs of a PLL with M and D. Where the rate comes out exactly, the VCO is rate D / (2 bits),
+// the same for all M, and whether N + K / 2^B is of few enough bits is a matter of what divides D M: no number is
+// divided. Where it does not, a pair's best is the feedback next to the ideal one on either side, brought into what its
+// ranges allow; a pair is looked at exactly only if an estimate leaves it a chance.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+#include "kdi/common/KdiNumber.h"
+#include "kdi/rule_engine/host/Rates.h"
+#include "platform/rule_engine/wide.h"
+
+namespace kdi::gt {
+namespace {
+
+using wide::Int;
+
+constexpr std::int64_t kGiga = 1'000'000'000, kMega = 1'000'000;
+
+// Whether a * b <= c * d and the like, for factors whose product 128 bits may not hold.
+bool at_most(Int128 a, Int128 b, Int128 c, Int128 d) {
+  Int128 left = 0, right = 0;
+  if (!__builtin_mul_overflow(a, b, &left) && !__builtin_mul_overflow(c, d, &right)) return left <= right;
+  return Int(a) * b <= Int(c) * d;
+}
+
+// Whether value * unit, a frequency, times up / down is within the bounds.
+bool within(Fraction const& value, std::int64_t unit, Int128 up, Int128 down, Bounds bounds) {
+  const Int128 num = value.num * unit, den = value.den;  // below 10^29
+  return at_most(num, up, den * down, bounds.most) && at_most(den * down, bounds.least, num, up);
+}
+
+bool divider_has(Kind const& kind, int divide, Fraction const& gbps, int bits) {
+  return within(gbps, kGiga, 1, bits, kind.divider(divide)->symbols);
+}
+
+Bounds const* band_of(Kind const& kind, Fraction const& gbps) {
+  for (Bounds const& band : kind.rates)
+    if (within(gbps, kGiga, 1, 1, band)) return &band;
+  return nullptr;
+}
+
+// The ratio of the feedback to D M: rate / (2 bits reference) in lowest terms.
+struct Ratio {
+  Int num, den;
+};
+Ratio ratio_of(Request const& request) {
+  Int num = Int(request.gbps.num) * request.reference_mhz.den * 1000;
+  Int den = Int(request.gbps.den) * request.reference_mhz.num * (2 * request.modulation->bits);
+  const Int common = gcd(num, den);
+  return {num / common, den / common};
+}
+/// The denominator of that ratio, if D M may undo it: at most 2^62.
+std::optional<std::int64_t> small_denominator(Request const& request) {
+  Int128 num = 0, den = 0;
+  const auto& rate = request.gbps;
+  const auto& reference = request.reference_mhz;
+  if (__builtin_mul_overflow(rate.num * 1000, reference.den, &num) ||
+      __builtin_mul_overflow(rate.den * 2 * request.modulation->bits, reference.num, &den)) {
+    const Int big = ratio_of(request).den;
+    if (big > std::numeric_limits<std::int64_t>::max() / 2) return std::nullopt;
+    return big.convert_to<std::int64_t>();
+  }
+  for (Int128 a = num, b = den;;) {
+    if (b == 0) {
+      den /= a;
+      break;
+    }
+    constexpr Int128 kSmall = std::numeric_limits<std::int64_t>::max();
+    if (a <= kSmall && b <= kSmall) {
+      den /= std::gcd(static_cast<std::int64_t>(a), static_cast<std::int64_t>(b));
+      break;
+    }
+    const Int128 rest = a % b;
+    a = b;
+    b = rest;
+  }
+  if (den > std::numeric_limits<std::int64_t>::max() / 2) return std::nullopt;
+  return static_cast<std::int64_t>(den);
+}
+
+bool takes(Request const& request, int pll) { return request.pll < 0 || request.pll == pll; }
+
+// The VCO's part that settings differ in, (N + K / 2^B) / M, exactly.
+std::strong_ordering compare_vco(Kind const& kind, Setting const& a, Setting const& b) {
+  const auto part = [&](Setting const& s) {
+    return (static_cast<Int128>(s.feedback) << 24) +
+           (static_cast<Int128>(s.numerator) << (24 - kind.plls[static_cast<std::size_t>(s.pll)].fraction_bits));
+  };
+  return part(a) * b.reference_divide <=> part(b) * a.reference_divide;
+}
+
+bool is_better(Kind const& kind, Aim aim, Setting const& a, Setting const& b) {
+  const bool a_fraction = a.numerator != 0, b_fraction = b.numerator != 0;
+  if (a_fraction != b_fraction) return b_fraction;
+  const auto vco = compare_vco(kind, a, b);
+  if (vco != 0) return (vco > 0) == (aim == Aim::jitter);
+  if (a.reference_divide != b.reference_divide) return a.reference_divide < b.reference_divide;
+  if (a.pll != b.pll) return a.pll < b.pll;
+  if (a.output_divide != b.output_divide) return a.output_divide < b.output_divide;
+  return std::pair(a.feedback, a.numerator) < std::pair(b.feedback, b.numerator);
+}
+
+// Calls found(setting) for each setting that gives the rate exactly. The rate, the reference and the modulation are
+// within their ranges.
+template <class Found>
+void for_each_exact(Kind const& kind, Request const& request, Found found) {
+  const auto denominator = small_denominator(request);
+  if (!denominator) return;
+  const int bits = request.modulation->bits;
+  for (int index = 0; index < static_cast<int>(kind.plls.size()); ++index) {
+    Pll const& pll = kind.plls[static_cast<std::size_t>(index)];
+    if (!takes(request, index)) continue;
+    const int fraction_bits = request.takes_fraction ? pll.fraction_bits : 0;
+    // D M has to be a multiple of what the fraction's bits leave.
+    const int twos = std::min(__builtin_ctzll(static_cast<unsigned long long>(*denominator)), fraction_bits);
+    const std::int64_t needed = *denominator >> twos;
+    for (const int divide : pll.output_divides) {
+      if (!within(request.gbps, kGiga, divide, 2 * bits, pll.vco) || !divider_has(kind, divide, request.gbps, bits))
+        continue;
+      for (std::int64_t m = pll.reference_divide.least; m <= pll.reference_divide.most; ++m) {
+        if ((divide * m) % needed != 0 || !within(request.reference_mhz, kMega, 1, m, pll.pfd)) continue;
+        // Feedback: rate D M / (2 bits reference), a multiple of 2^-fraction_bits.
+        Int128 num = 0, den = 0;
+        const auto& rate = request.gbps;
+        const auto& reference = request.reference_mhz;
+        Int128 whole = 0;
+        if (!__builtin_mul_overflow(rate.num * 1000, reference.den, &num) &&
+            !__builtin_mul_overflow(num, (static_cast<Int128>(divide) * m) << fraction_bits, &num) &&
+            !__builtin_mul_overflow(rate.den * 2 * bits, reference.num, &den)) {
+          whole = num / den;
+        } else {
+          const Ratio ratio = ratio_of(request);
+          whole = Int((ratio.num * divide * m << fraction_bits) / ratio.den).convert_to<Int128>();
+        }
+        if (whole < static_cast<Int128>(pll.feedback.least) << fraction_bits ||
+            whole > static_cast<Int128>(pll.feedback.most) << fraction_bits)
+          continue;
+        found(Setting{index, static_cast<int>(m), static_cast<std::int64_t>(whole >> fraction_bits),
+                      static_cast<std::int64_t>(whole & ((Int128{1} << fraction_bits) - 1)), divide});
+      }
+    }
+  }
+}
+
+// --------------------------------------------------------------------------------------------------- nearest settings
+
+Int ceiling(Int const& num, Int const& den) { return (num + den - 1) / den; }
+
+// The feedback counts k (in 2^-bits) of a pair of PLL, M and D that all ranges allow: from first to last.
+struct Counts {
+  Int first, last;
+  bool is_empty() const { return first > last; }
+  // num / den times k is within the bounds.
+  void narrow(Int const& num, Int const& den, Bounds bounds) {
+    first = std::max(first, ceiling(den * bounds.least, num));
+    last = std::min(last, Int(den * bounds.most / num));
+  }
+};
+
+struct Pair {
+  Kind const& kind;
+  Pll const& pll;
+  int fraction_bits;
+  int m, divide, bits;
+};
+
+Counts counts_allowed(Pair const& pair, Request const& request, Bounds const& band) {
+  const Int one = Int(1) << pair.fraction_bits;
+  Counts counts{one * pair.pll.feedback.least, one * pair.pll.feedback.most};
+  const Int hertz = Int(request.reference_mhz.num) * kMega, per = Int(request.reference_mhz.den) * one * pair.m;
+  counts.narrow(hertz, per, pair.pll.vco);
+  counts.narrow(hertz * 2, per * pair.divide, pair.kind.divider(pair.divide)->symbols);
+  counts.narrow(hertz * 2, per * pair.divide, request.modulation->symbols);
+  counts.narrow(hertz * 2 * pair.bits, per * pair.divide, band);
+  return counts;
+}
+
+// An error of the feedback of a pair: |k den - target| / (den 2^bits M D), of which den is the same for all.
+struct Miss {
+  Int num;
+  Int per;
+  friend std::strong_ordering operator<=>(Miss const& a, Miss const& b) {
+    const Int left = a.num * b.per, right = b.num * a.per;
+    return left < right   ? std::strong_ordering::less
+           : right < left ? std::strong_ordering::greater
+                          : std::strong_ordering::equal;
+  }
+  double estimate() const { return num.convert_to<double>() / per.convert_to<double>(); }
+};
+
+class Nearest {
+ public:
+  Nearest(Kind const& kind, Request const& request, Bounds const& band)
+      : kind_(kind), request_(request), band_(band), ratio_(ratio_of(request)), gbps_(nearest_double(request.gbps)) {}
+
+  void search() {
+    for (int index = 0; index < static_cast<int>(kind_.plls.size()); ++index) {
+      Pll const& pll = kind_.plls[static_cast<std::size_t>(index)];
+      if (!takes(request_, index)) continue;
+      for (const int divide : pll.output_divides)
+        for (std::int64_t m = pll.reference_divide.least; m <= pll.reference_divide.most; ++m)
+          if (within(request_.reference_mhz, kMega, 1, m, pll.pfd) && has_chance(pll, divide))
+            look_at(index, {kind_, pll, request_.takes_fraction ? pll.fraction_bits : 0, static_cast<int>(m), divide,
+                            request_.modulation->bits});
+    }
+  }
+
+  std::optional<Setting> best;
+  double ppm() const { return miss_.estimate() / (ratio_.num.convert_to<double>()) * 1e6 * sign_; }
+
+ private:
+  // The least error that the VCO leaves a divider, with room for rounding.
+  bool has_chance(Pll const& pll, int divide) const {
+    if (!best) return true;
+    const double vco = gbps_ * 1e9 * divide / (2 * request_.modulation->bits);
+    const double beyond = std::max(static_cast<double>(pll.vco.least) - vco, vco - static_cast<double>(pll.vco.most));
+    return beyond / vco < relative_ * (1 + 1e-9) + 1e-12;
+  }
+
+  void look_at(int index, Pair const& pair) {
+    const Counts counts = counts_allowed(pair, request_, band_);
+    if (counts.is_empty()) return;
+    const Int target = (ratio_.num * pair.divide * pair.m) << pair.fraction_bits;
+    const Int below = target / ratio_.den;
+    const Int per = (Int(pair.m) * pair.divide) << pair.fraction_bits;
+    for (int side = 0; side < 2; ++side) {
+      const Int k = std::clamp(Int(below + side), counts.first, counts.last);
+      const Int difference = k * ratio_.den - target;
+      const Miss miss{abs(difference), per};
+      const Int whole = k >> pair.fraction_bits;
+      const Setting setting{index, pair.m, whole.convert_to<std::int64_t>(),
+                            Int(k - (whole << pair.fraction_bits)).convert_to<std::int64_t>(), pair.divide};
+      if (best) {
+        const auto order = miss <=> miss_;
+        if (order > 0 || (order == 0 && !is_better(kind_, request_.aim, setting, *best))) continue;
+      }
+      best = setting;
+      miss_ = miss;
+      sign_ = difference < 0 ? -1 : 1;
+      relative_ = miss.estimate() / ratio_.num.convert_to<double>();
+    }
+  }
+
+  Kind const& kind_;
+  Request const& request_;
+  Bounds const& band_;
+  Ratio ratio_;
+  double gbps_;
+  Miss miss_;
+  double relative_ = 0;
+  int sign_ = 1;
+};
+
+std::string mhz_text(Bounds bounds) {
+  return number::plain(static_cast<double>(bounds.least) / 1e6) + " to " +
+         number::plain(static_cast<double>(bounds.most) / 1e6) + " MHz";
+}
+
+// Why no setting can be looked for; empty if one can.
+std::string refusal(Kind const& kind, Request const& request) {
+  if (!has_rate(kind, request.gbps))
+    return kind.name + " " + kind.grade + " has no band with " + exact_text(request.gbps) + " Gb/s";
+  if (!has_symbols(*request.modulation, request.gbps))
+    return request.modulation->name + " of " + kind.name + " has no symbol rate for " + exact_text(request.gbps) +
+           " Gb/s";
+  if (!within(request.reference_mhz, kMega, 1, 1, kind.reference))
+    return "the reference clock " + exact_text(request.reference_mhz) + " MHz is outside " + mhz_text(kind.reference);
+  return {};
+}
+
+std::optional<Setting> best_exact(Kind const& kind, Request const& request) {
+  std::optional<Setting> best;
+  for_each_exact(kind, request, [&](Setting const& setting) {
+    if (!best || is_better(kind, request.aim, setting, *best)) best = setting;
+  });
+  return best;
+}
+
+}  // namespace
+
+bool has_rate(Kind const& kind, Fraction const& gbps) { return band_of(kind, gbps) != nullptr; }
+
+bool has_symbols(Modulation const& modulation, Fraction const& gbps) {
+  return within(gbps, kGiga, 1, modulation.bits, modulation.symbols);
+}
+
+Modulation const* modulation_for(Kind const& kind, Fraction const& gbps) {
+  if (!has_rate(kind, gbps)) return nullptr;
+  for (Modulation const& modulation : kind.modulations)
+    if (has_symbols(modulation, gbps)) return &modulation;
+  return nullptr;
+}
+
+Answer solve(Kind const& kind, Request const& request) {
+  Answer answer;
+  answer.reason = refusal(kind, request);
+  if (!answer.reason.empty()) return answer;
+  answer.best = best_exact(kind, request);
+  answer.is_exact = answer.best.has_value();
+  if (answer.is_exact) return answer;
+  Nearest nearest(kind, request, *band_of(kind, request.gbps));
+  nearest.search();
+  answer.best = nearest.best;
+  if (!answer.best) {
+    answer.reason = "no PLL of " + kind.name + " " + kind.grade + " reaches " + exact_text(request.gbps) +
+                    " Gb/s from " + exact_text(request.reference_mhz) + " MHz";
+    return answer;
+  }
+  answer.ppm = nearest.ppm();
+  answer.reason = "no setting gives " + exact_text(request.gbps) + " Gb/s exactly from " +
+                  exact_text(request.reference_mhz) + " MHz; the nearest is off by " + number::plain(answer.ppm) +
+                  " ppm";
+  return answer;
+}
+
+std::vector<Setting> exact_settings(Kind const& kind, Request const& request) {
+  std::vector<Setting> all;
+  if (!refusal(kind, request).empty()) return all;
+  for_each_exact(kind, request, [&](Setting const& setting) { all.push_back(setting); });
+  std::sort(all.begin(), all.end(),
+            [&](Setting const& a, Setting const& b) { return is_better(kind, request.aim, a, b); });
+  return all;
+}
+
+std::optional<Fraction> vco_mhz_of(Kind const& kind, Setting const& setting, Fraction const& reference_mhz) {
+  const int bits = kind.plls[static_cast<std::size_t>(setting.pll)].fraction_bits;
+  const Int128 count = (static_cast<Int128>(setting.feedback) << bits) + setting.numerator;
+  return times(reference_mhz, count, static_cast<Int128>(setting.reference_divide) << bits);
+}
+
+std::optional<Fraction> gbps_of(Kind const& kind, Setting const& setting, Fraction const& reference_mhz, int bits) {
+  const auto vco = vco_mhz_of(kind, setting, reference_mhz);
+  return vco ? times(*vco, 2 * bits, static_cast<Int128>(setting.output_divide) * 1000) : std::nullopt;
+}
+
+// ------------------------------------------------------------------------------------------------- actual references
+
+std::optional<ActualReference> actual_reference(Kind const& kind, Fraction const& gbps, int bits,
+                                                Fraction const& wanted_mhz, std::optional<std::int64_t> numerator) {
+  if (!has_rate(kind, gbps)) return std::nullopt;
+  std::optional<ActualReference> best;
+  Int best_num, best_den;  // of |reference - wanted|
+  const auto offer = [&](int index, int m, int divide, Int const& k) {
+    Pll const& pll = kind.plls[static_cast<std::size_t>(index)];
+    // reference = rate M D 2^B / (2 bits k)
+    const Int num = (Int(gbps.num) * 1000 * m * divide) << pll.fraction_bits;
+    const Int den = Int(gbps.den) * 2 * bits * k;
+    const auto mhz = wide::fraction(num, den);
+    if (!mhz) return;
+    const Int off_num = abs(Int(Int(mhz->num) * wanted_mhz.den - Int(wanted_mhz.num) * mhz->den));
+    const Int off_den = Int(mhz->den) * wanted_mhz.den;
+    if (best) {
+      const Int left = off_num * best_den, right = best_num * off_den;
+      if (left > right) return;
+      if (left == right && !less(*mhz, best->mhz)) return;
+    }
+    const Int whole = k >> pll.fraction_bits;
+    best = {*mhz,
+            {index, m, whole.convert_to<std::int64_t>(),
+             Int(k - (whole << pll.fraction_bits)).convert_to<std::int64_t>(), divide}};
+    best_num = off_num;
+    best_den = off_den;
+  };
+  for (int index = 0; index < static_cast<int>(kind.plls.size()); ++index) {
+    Pll const& pll = kind.plls[static_cast<std::size_t>(index)];
+    if (numerator && *numerator >> pll.fraction_bits != 0) continue;
+    for (const int divide : pll.output_divides) {
+      if (!within(gbps, kGiga, divide, 2 * bits, pll.vco) || !divider_has(kind, divide, gbps, bits)) continue;
+      for (std::int64_t m = pll.reference_divide.least; m <= pll.reference_divide.most; ++m) {
+        const Int one = Int(1) << pll.fraction_bits;
+        Counts counts{one * pll.feedback.least, one * pll.feedback.most};
+        // VCO / k is the detector's frequency, M times that the reference: both fall as k rises.
+        const Int vco = Int(gbps.num) * kGiga * divide * one, per = Int(gbps.den) * 2 * bits;
+        const auto narrow = [&](Int const& num, Bounds bounds) {
+          counts.first = std::max(counts.first, ceiling(num, per * bounds.most));
+          counts.last = std::min(counts.last, Int(num / (per * bounds.least)));
+        };
+        narrow(vco, pll.pfd);
+        narrow(vco * m, kind.reference);
+        // The counts with the numerator: first + i step.
+        const Int step = numerator ? one : Int(1);
+        if (numerator) {
+          const auto onto = [&](Int const& count) { return ceiling(Int(count - *numerator), one) * one + *numerator; };
+          counts.first = counts.first <= *numerator ? Int(*numerator) : Int(onto(counts.first));
+          const Int above = onto(counts.last);
+          counts.last = above == counts.last ? above : Int(above - one);
+        }
+        if (counts.is_empty()) continue;
+        const Int ideal_num = vco * m * wanted_mhz.den, ideal_den = per * wanted_mhz.num * kMega;
+        Int steps = ideal_num < counts.first * ideal_den
+                        ? Int(0)
+                        : Int((ideal_num - counts.first * ideal_den) / (ideal_den * step));
+        for (int side = 0; side < 2; ++side)
+          offer(index, static_cast<int>(m), divide,
+                std::clamp(Int(counts.first + (steps + side) * step), counts.first, counts.last));
+      }
+    }
+  }
+  return best;
+}
+
+// ------------------------------------------------------------------------------------------------------ output clocks
+
+std::vector<Fraction> output_clocks(Kind const& kind, ClockRequest const& request) {
+  std::vector<Fraction> all;
+  const auto add = [&](std::optional<Fraction> const& mhz, int divide_halves) {
+    if (!mhz) return;
+    const auto clock = times(*mhz, divide_halves == 0 ? 1 : 2, divide_halves == 0 ? 1 : divide_halves);
+    if (clock && within(*clock, kMega, 1, 1, {1, kind.output_clock_most})) all.push_back(*clock);
+  };
+  const auto add_source = [&](OutputClock const& clock, Fraction const& gbps, std::optional<Fraction> const& vco) {
+    std::optional<Fraction> from;
+    switch (clock.from) {
+      case OutputClock::From::rate:
+        from = times(gbps, 1000, clock.and_by);
+        break;
+      case OutputClock::From::symbols:
+        from = times(gbps, 1000, clock.and_by * request.modulation->bits);
+        break;
+      case OutputClock::From::reference:
+        from = times(*request.reference_mhz, 1, clock.and_by);
+        break;
+      case OutputClock::From::vco:
+        from = times(*vco, 1, clock.and_by);
+        break;
+    }
+    if (!from) return;
+    switch (clock.by) {
+      case OutputClock::By::none:
+        return add(from, 0);
+      case OutputClock::By::internal_width:
+        for (Widths const& widths : kind.widths)
+          if (request.internal_width == 0 || widths.internal == request.internal_width)
+            add(times(*from, 1, widths.internal), 0);
+        return;
+      case OutputClock::By::programmable:
+        if (request.divide_halves != 0) return add(from, request.divide_halves);
+        for (std::int64_t halves = kind.programmable_halves.least; halves <= kind.programmable_halves.most; ++halves)
+          add(from, static_cast<int>(halves));
+        return;
+    }
+  };
+  const auto add_lane = [&](Fraction const& gbps, std::optional<Fraction> const& vco) {
+    for (OutputClock const& clock : kind.clocks)
+      if ((request.reference_mhz ? clock.is_tx : clock.is_rx) &&
+          (request.source.empty() || clock.name == request.source))
+        add_source(clock, gbps, vco);
+  };
+  if (!request.reference_mhz) {
+    add_lane(request.gbps, std::nullopt);
+  } else {
+    Request rate;
+    rate.gbps = request.gbps;
+    rate.reference_mhz = *request.reference_mhz;
+    rate.modulation = request.modulation;
+    rate.pll = request.pll;
+    auto settings = exact_settings(kind, rate);
+    if (settings.empty())
+      if (const auto best = solve(kind, rate).best) settings.push_back(*best);
+    // Only the VCO and the rate count, which many settings share.
+    std::vector<std::pair<Fraction, Fraction>> lanes;
+    for (Setting const& setting : settings) {
+      const auto vco = vco_mhz_of(kind, setting, *request.reference_mhz);
+      const auto gbps = gbps_of(kind, setting, *request.reference_mhz, request.modulation->bits);
+      if (vco && gbps && std::find(lanes.begin(), lanes.end(), std::pair(*gbps, *vco)) == lanes.end())
+        lanes.emplace_back(*gbps, *vco);
+    }
+    for (auto const& [gbps, vco] : lanes) add_lane(gbps, vco);
+  }
+  std::sort(all.begin(), all.end(), less);
+  all.erase(std::unique(all.begin(), all.end()), all.end());
+  return all;
+}
+
+}  // namespace kdi::gt

@@ -1,0 +1,5 @@
+# Transceivers: the commands over an engine that records, their readers, and the engine.
+add_unit_test(gtwiz_test OPTIMISED LABELS gtwiz LINKS "kdi_rule_engine;kdi_device;iptasks_tcl")
+target_sources(gtwiz_test PRIVATE unit/gtwiz_rates_test.cpp)
+set_target_properties(gtwiz_test PROPERTIES ENABLE_EXPORTS ON)  # its functions stand before those of the engine's library
+add_tcl_test(gtwiz LABELS gtwiz)
