@@ -6,6 +6,7 @@
 #include "kdi/coregen/mig_v7_0.h"
 #include "kdi/coregen/mig_v7_1.h"
 #include "kdi/device/parts.h"
+#include "platform/coregen/pins.h"
 #include "platform/coregen/state.h"
 
 namespace kdi::coregen {
@@ -18,6 +19,11 @@ Instances<std::string, Controller>& instances_of(Model model) {
   using Of = Instances<std::string, Controller>;
   constexpr auto make = [] { return new Of(kMostInstances, [](Controller const&) { return false; }); };
   static std::array<Of*, 3> const all{make(), make(), make()};  // never destroyed
+  return *all[static_cast<std::size_t>(model)];
+}
+
+Occupancy& occupancy_of(Model model) {
+  static std::array<Occupancy*, 3> const all{new Occupancy, new Occupancy, new Occupancy};  // never destroyed
   return *all[static_cast<std::size_t>(model)];
 }
 
@@ -60,15 +66,24 @@ void Manager::loadMigPkgData(Model model, OptionMap const& options) {
   state->part = &part_of(required(options, "-part"));
   state->options = options;
   for (char const* own : {kName, "-part"}) state->options.erase(own);
+  state->seat =
+      std::make_unique<Seat>(occupancy_of(model), state->part->device->name + "-" + state->part->package->name);
+  // The one that is replaced makes room first; a controller whose memory is told is placed now, in order of loads.
+  if (Controller* const before = instances_of(model).find(name)) before->state().seat->leave();
+  if (state->options.contains("-memorypart")) pins_of(*state);
   if (!instances_of(model).put(name, made(model, std::move(state))))
     throw "instance " + text::shown(name) + " is one too many: there are " + std::to_string(kMostInstances);
 }
 
 void Manager::releasePkgData(Model model, OptionMap const& options) {
-  if (std::string const* const name = given(options, kName))
+  // An instance may be lent still: its pads are free from now on.
+  if (std::string const* const name = given(options, kName)) {
+    if (Controller* const released = instances_of(model).find(*name)) released->state().seat->leave();
     instances_of(model).erase(*name);
-  else
+  } else {
+    occupancy_of(model).leave_all();
     instances_of(model).clear();
+  }
 }
 
 void Manager::updateInstanceName(Model model, OptionMap const& options) {

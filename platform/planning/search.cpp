@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "kdi/planning/Placement.h"
+#include "platform/planning/bank_rules.h"
 #include "platform/planning/refutation.h"
 #include "platform/planning/window.h"
 
@@ -229,7 +230,81 @@ class Searcher {
   std::vector<Frame> frames_;
 };
 
+// A problem in which what is placed is decided; nothing if that cannot be.
+std::optional<Problem> with_placed(PlacementRequest const& request, std::vector<int> const& pads) {
+  std::optional<Problem> problem(request);
+  for (std::size_t signal = 0; signal < pads.size(); ++signal)
+    if (pads[signal] >= 0 && problem->pad_of(static_cast<int>(signal)) != pads[signal] &&
+        (problem->pad_of(static_cast<int>(signal)) >= 0 || !problem->pin(static_cast<int>(signal), pads[signal])))
+      return std::nullopt;
+  return problem;
+}
+
+// The first pad of the lanes with which all still fits.
+template <class Fits>
+bool fill_signal(Problem& problem, int signal, std::vector<int> const& lanes, Fits fits) {
+  if (problem.pad_of(signal) >= 0) return true;
+  for (const int lane : lanes) {
+    PlacedLane const& placed = problem.layout().lanes[static_cast<std::size_t>(lane)];
+    for (int pad = placed.first; pad < placed.first + placed.pads; ++pad) {
+      if (!problem.pin(signal, pad)) continue;
+      if (fits()) return true;
+      problem.unpin(signal);
+    }
+  }
+  return false;
+}
+
 }  // namespace
+
+std::optional<std::vector<int>> fill_unit(PlacementRequest const& request, std::vector<int> pads, int unit, int lane) {
+  std::optional<Problem> problem = with_placed(request, pads);
+  Interface const& wanted = *request.interface;
+  if (!problem || !problem->fits(unit, lane)) return std::nullopt;
+  problem->pin_unit(unit, lane);
+  for (const int signal : wanted.units[static_cast<std::size_t>(unit)].signals)
+    if (!fill_signal(*problem, signal, {lane}, [&] { return problem->fits(unit, lane); })) return std::nullopt;
+  return problem->pads();
+}
+
+std::optional<std::vector<int>> fill_address(PlacementRequest const& request, std::vector<int> pads,
+                                             std::vector<int> const& lanes) {
+  std::optional<Problem> problem = with_placed(request, pads);
+  if (!problem || !problem->address_fits(lanes, -1, 0)) return std::nullopt;
+  for (const int signal : request.interface->address)
+    if (!fill_signal(*problem, signal, lanes, [&] { return problem->address_fits(lanes, -1, 0); })) return std::nullopt;
+  return problem->pads();
+}
+
+std::vector<BankUse> bank_uses(PlacementRequest const& request, std::vector<int> const& pads) {
+  Layout const& layout = *request.layout;
+  std::vector<std::vector<TakenPad const*>> taken(layout.banks.size());
+  for (TakenPad const& one : request.taken)
+    taken[static_cast<std::size_t>(layout.bank_of_pad(one.pad))].push_back(&one);
+  std::vector<BankUse> uses(layout.banks.size());
+  std::optional<Problem> problem = with_placed(request, pads);
+  for (std::size_t bank = 0; bank < uses.size(); ++bank) {
+    BankFault fault = bank_fault(request, static_cast<int>(bank), taken[bank]);
+    uses[bank].rule = std::move(fault.rule);
+    uses[bank].reason = std::move(fault.text);
+    if (!uses[bank].rule.empty() || !problem) continue;
+    std::vector<bool> fits(request.interface->units.size());
+    for (int lane = layout.banks[bank].first; lane < layout.banks[bank].first + layout.banks[bank].lanes; ++lane) {
+      bool any = false;
+      for (std::size_t unit = 0; unit < fits.size(); ++unit) {
+        if (!problem->fits(static_cast<int>(unit), lane)) continue;
+        fits[unit] = true;
+        any = true;
+      }
+      uses[bank].free_lanes += any ? 1 : 0;
+      uses[bank].address = uses[bank].address || (problem->lane(lane).usable != 0 && !problem->lane(lane).owned);
+    }
+    for (std::size_t unit = 0; unit < fits.size(); ++unit)
+      if (fits[unit]) uses[bank].units.push_back(static_cast<int>(unit));
+    if (uses[bank].free_lanes == 0 && !uses[bank].address) uses[bank].reason = "no lane of it is free";
+  }
+  return uses;
+}
 
 PlacementResult place(PlacementRequest const& request) {
   Searcher searcher(request);

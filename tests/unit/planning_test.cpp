@@ -100,8 +100,11 @@ class AllAssignments {
 TEST(Planning, FindsTheBestOfAllAssignmentsOnSmallLayouts) {
   Random random(test_support::fresh_seed());
   int impossible = 0, placed = 0;
-  for (int round = 0; round < rounds(6); ++round) {
+  const int all_rounds = rounds(20);
+  for (int round = 0; round < all_rounds; ++round) {
     const auto question = small_question(random);
+    // All assignments of the larger ones take seconds.
+    if (all_rounds < 100 && (question->layout.pads.size() > 12 || question->wanted.signals.size() > 8)) continue;
     if (question->layout.pads.size() > 14 || question->wanted.signals.size() > 12) continue;
     SCOPED_TRACE("round " + std::to_string(round) + "\n" + table_of(question->layout));
     const PlacementResult result = planning::place(question->request);

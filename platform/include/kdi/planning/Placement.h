@@ -103,6 +103,24 @@ KDI_DOOR bool is_whole(std::vector<int> const& pad_of_signal);
 /// Of a plan that is whole.
 KDI_DOOR Objective objective_of(PlacementRequest const& request, std::vector<int> const& pad_of_signal);
 
+/// The least pads for the signals of a unit in a lane, or of the address block in lanes of which each gets one at
+/// least, beside signals that are placed (`pads`, without those of the unit or block). Nothing if there is no room.
+KDI_DOOR std::optional<std::vector<int>> fill_unit(PlacementRequest const& request, std::vector<int> pads, int unit,
+                                                   int lane);
+KDI_DOOR std::optional<std::vector<int>> fill_address(PlacementRequest const& request, std::vector<int> pads,
+                                                      std::vector<int> const& lanes);
+
+/// What a bank is good for.
+struct BankUse {
+  std::string rule;        ///< that bars the bank; empty: none
+  std::string reason;      ///< in words
+  int free_lanes = 0;      ///< into which some unit fits
+  std::vector<int> units;  ///< that fit into a lane of it
+  bool address = false;    ///< there is room for a signal of the address block
+};
+/// By bank of the layout, beside signals that are placed.
+KDI_DOOR std::vector<BankUse> bank_uses(PlacementRequest const& request, std::vector<int> const& pads);
+
 /// The standard of a signal in a bank; empty if the interface has none there.
 KDI_DOOR std::string standard_of(PlacementRequest const& request, int signal, int bank);
 

@@ -1,0 +1,50 @@
+#include "platform/coregen/occupancy.h"
+
+#include <utility>
+
+namespace kdi::coregen {
+
+Occupancy::Id Occupancy::enter(std::string const& part) {
+  const std::lock_guard lock(mutex_);
+  claims_.emplace(next_, Claim{part, {}});
+  return next_++;
+}
+
+void Occupancy::leave(Id id) {
+  const std::lock_guard lock(mutex_);
+  const auto claim = claims_.find(id);
+  if (claim == claims_.end()) return;
+  ++versions_[claim->second.part];
+  claims_.erase(claim);
+}
+
+void Occupancy::leave_all() {
+  const std::lock_guard lock(mutex_);
+  for (auto const& [id, claim] : claims_) ++versions_[claim.part];
+  claims_.clear();
+}
+
+Occupancy::Seen Occupancy::seen_by(Id id) const {
+  const std::lock_guard lock(mutex_);
+  Seen seen;
+  const auto own = claims_.find(id);
+  if (own == claims_.end()) return seen;
+  for (auto const& [other, claim] : claims_)
+    if (other != id && claim.part == own->second.part)
+      seen.taken.insert(seen.taken.end(), claim.pads.begin(), claim.pads.end());
+  if (const auto version = versions_.find(own->second.part); version != versions_.end()) seen.version = version->second;
+  return seen;
+}
+
+bool Occupancy::put(Id id, std::vector<planning::TakenPad> pads, std::uint64_t version) {
+  const std::lock_guard lock(mutex_);
+  const auto claim = claims_.find(id);
+  if (claim == claims_.end()) return true;
+  std::uint64_t& now = versions_[claim->second.part];
+  if (now != version) return false;
+  ++now;
+  claim->second.pads = std::move(pads);
+  return true;
+}
+
+}  // namespace kdi::coregen

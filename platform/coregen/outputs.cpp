@@ -1,0 +1,294 @@
+// What tools read of a controller's pins: constraints, ports and maps. All of it follows from the plan, and the plan
+// from it.
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <set>
+
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
+#include "kdi/coregen/Mig.h"
+#include "kdi/coregen/memory_v1.h"
+#include "kdi/planning/Standards.h"
+#include "platform/coregen/pins.h"
+
+namespace kdi::coregen {
+namespace {
+
+using planning::IoStandard;
+using planning::Signal;
+
+StrList append(StrList first, StrList const& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+std::string of_port(std::string const& name) { return " [get_ports {" + name + "}]"; }
+
+enum class Section { all, pins, clocks, standards };
+
+Section section_of(std::string const& word) {
+  constexpr char const* kWords[] = {"all", "pins", "clocks", "standards"};
+  for (std::size_t i = 0; i < std::size(kWords); ++i)
+    if (word == kWords[i]) return static_cast<Section>(i);
+  throw "section " + text::shown(word) + ": all, pins, clocks or standards";
+}
+
+bool truth_of(std::string const& word) {
+  if (word != "true" && word != "false") throw "internal Vref " + text::shown(word) + ": true or false";
+  return word == "true";
+}
+
+IoStandard const* standard_at(PinPlan const& plan, int signal) {
+  return planning::find_standard(plan.standard(signal));
+}
+
+StrList pin_lines(PinPlan const& plan) {
+  StrList lines;
+  for (std::size_t i = 0; i < plan.interface().signals.size(); ++i)
+    if (plan.pad(static_cast<int>(i)) >= 0)
+      lines.push_back("set_property PACKAGE_PIN " + plan.ball(static_cast<int>(i)) +
+                      of_port(plan.interface().signals[i].name));
+  return lines;
+}
+
+bool drives(Signal const& signal) { return signal.direction != "in"; }
+bool receives(Signal const& signal) { return signal.direction != "out"; }
+
+StrList standard_lines(PinPlan const& plan) {
+  StrList lines;
+  for (std::size_t i = 0; i < plan.interface().signals.size(); ++i) {
+    Signal const& signal = plan.interface().signals[i];
+    IoStandard const* const standard = standard_at(plan, static_cast<int>(i));
+    if (standard == nullptr) continue;
+    lines.push_back("set_property IOSTANDARD " + standard->name + of_port(signal.name));
+    if (drives(signal) && !standard->output_impedance.empty())
+      lines.push_back("set_property OUTPUT_IMPEDANCE " + standard->output_impedance[0] + of_port(signal.name));
+    if (receives(signal) && !standard->termination.empty())
+      lines.push_back("set_property ODT " + standard->termination[0] + of_port(signal.name));
+  }
+  return lines;
+}
+
+StrList clock_lines(PinPlan const& plan, std::string const& component, double input_period_ps) {
+  std::vector<int> const& clock = plan.interface().system_clock;
+  if (clock.empty() || !(input_period_ps > 0)) return {};
+  std::string const& port = plan.interface().signals[static_cast<std::size_t>(clock[0])].name;
+  return {"create_clock -name " + component + "_" + port + " -period " + number::plain(input_period_ps / 1000) +
+          of_port(port)};
+}
+
+// The reference voltage of each bank that receives by one, where it is made inside.
+StrList reference_lines(PinPlan const& plan) {
+  std::map<std::string, std::string> volts;
+  for (std::size_t i = 0; i < plan.interface().signals.size(); ++i) {
+    IoStandard const* const standard = standard_at(plan, static_cast<int>(i));
+    if (standard != nullptr && receives(plan.interface().signals[i]) && !standard->differential &&
+        !standard->vref_v.empty())
+      volts[plan.bank(static_cast<int>(i))] = standard->vref_v;
+  }
+  StrList lines;
+  for (auto const& [bank, vref] : volts)
+    lines.push_back("set_property INTERNAL_VREF " + vref + " [get_iobanks " + bank + "]");
+  return lines;
+}
+
+StrList constraints(PinPlan const& plan, std::string const& component, Section section, bool internal_reference) {
+  StrList lines;
+  if (section == Section::all || section == Section::pins) lines = append(std::move(lines), pin_lines(plan));
+  if (section == Section::all || section == Section::clocks)
+    lines = append(std::move(lines), clock_lines(plan, component, plan.wanted().input_period_ps));
+  if (section == Section::all || section == Section::standards) {
+    lines = append(std::move(lines), standard_lines(plan));
+    if (internal_reference) lines = append(std::move(lines), reference_lines(plan));
+  }
+  return lines;
+}
+
+// A value of a standard for each signal that `has` says of, as `port value`.
+template <class Has>
+StrList port_values(PinPlan const& plan, std::vector<std::string> IoStandard::*values, Has has) {
+  StrList lines;
+  for (std::size_t i = 0; i < plan.interface().signals.size(); ++i) {
+    IoStandard const* const standard = standard_at(plan, static_cast<int>(i));
+    if (standard != nullptr && has(plan.interface().signals[i]) && !(standard->*values).empty())
+      lines.push_back(plan.interface().signals[i].name + " " + (standard->*values)[0]);
+  }
+  return lines;
+}
+
+// Lanes that have a signal, ascending.
+std::vector<int> lanes_used(PinPlan const& plan) {
+  std::set<int> lanes;
+  for (const int pad : plan.pads())
+    if (pad >= 0) lanes.insert(plan.layout().pads[static_cast<std::size_t>(pad)].lane);
+  return {lanes.begin(), lanes.end()};
+}
+
+std::string lane_words(PinPlan const& plan, int lane) {
+  planning::PlacedLane const& at = plan.layout().lanes[static_cast<std::size_t>(lane)];
+  return std::to_string(plan.layout().banks[static_cast<std::size_t>(at.bank)].number) + " " + at.name;
+}
+
+char letter_of(PinPlan const& plan, int pad) {
+  const int signal = plan.signal_on(pad);
+  if (signal < 0) return '-';
+  Signal const& one = plan.interface().signals[static_cast<std::size_t>(signal)];
+  if (one.unit == Signal::kSystem) return 'C';
+  return one.direction == "in" ? 'I' : one.direction == "out" ? 'O' : 'B';
+}
+
+}  // namespace
+
+StrList Controller::getXDCInfo(std::string const& component, std::string const& controller, std::string const& section,
+                               std::string const& internalVref, OptionMap const&) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    plan.check_controller(controller);
+    return constraints(plan, component, section_of(section), truth_of(internalVref));
+  });
+}
+
+// The example is the interface and nothing else on pins, with references as the controller is set.
+StrList Controller::getExampleXDCInfo(std::string const& component, std::string const& controller,
+                                      std::string const& section, OptionMap const&) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    plan.check_controller(controller);
+    return constraints(plan, component, section_of(section), plan.wanted().internal_reference);
+  });
+}
+
+StrList Controller::getIOStandardConstraints(std::string const&, std::string const& controller,
+                                             std::string const& section, OptionMap const&) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    plan.check_controller(controller);
+    const Section wanted = section_of(section);
+    return wanted == Section::all || wanted == Section::standards ? standard_lines(plan) : StrList();
+  });
+}
+
+StrList Controller::getOutputImpedencePorts(std::string const&, std::string const& controller, OptionMap const&) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    plan.check_controller(controller);
+    return port_values(plan, &IoStandard::output_impedance, drives);
+  });
+}
+
+StrList Controller::getTopLevelPorts(std::string const&) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    struct Port {
+      std::string name, direction;
+      int least = 0, most = 0;
+      bool is_vector = false;
+    };
+    std::vector<Port> ports;
+    for (Signal const& signal : plan.interface().signals) {
+      auto at = std::find_if(ports.begin(), ports.end(), [&](Port const& port) { return port.name == signal.port; });
+      if (at == ports.end())
+        at = ports.insert(ports.end(), {signal.port, signal.direction, signal.index, signal.index, signal.index >= 0});
+      at->least = std::min(at->least, signal.index);
+      at->most = std::max(at->most, signal.index);
+    }
+    StrList lines;
+    for (Port const& port : ports)
+      lines.push_back(port.name + " " + port.direction + " " +
+                      (port.is_vector ? std::to_string(port.most) + " " + std::to_string(port.least) : "- -"));
+    return lines;
+  });
+}
+
+// Registers of a lane stand 64 apart, those of a bank 1024, from its first lane on the die.
+StrList Controller::getRIUMapVector(OptionMap const&) {
+  constexpr int kLane = 64, kBank = 1024;
+  return ask_pins(*this, [&](PinPlan& plan) {
+    StrList lines;
+    for (const int lane : lanes_used(plan)) {
+      const int bank = plan.layout().lanes[static_cast<std::size_t>(lane)].bank;
+      const int address = kBank * bank + kLane * (lane - plan.layout().banks[static_cast<std::size_t>(bank)].first);
+      lines.push_back(lane_words(plan, lane) + " " + std::to_string(address));
+    }
+    return lines;
+  });
+}
+
+StrList Controller::getIOBMapStr(OptionMap const&) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    std::set<int> banks;
+    for (const int lane : lanes_used(plan)) banks.insert(plan.layout().lanes[static_cast<std::size_t>(lane)].bank);
+    StrList lines;
+    for (const int index : banks) {
+      planning::PlacedBank const& bank = plan.layout().banks[static_cast<std::size_t>(index)];
+      std::string letters;
+      for (int lane = bank.first; lane < bank.first + bank.lanes; ++lane) {
+        planning::PlacedLane const& at = plan.layout().lanes[static_cast<std::size_t>(lane)];
+        for (int pad = at.first; pad < at.first + at.pads; ++pad) letters += letter_of(plan, pad);
+      }
+      lines.push_back(std::to_string(bank.number) + " " + letters);
+    }
+    return lines;
+  });
+}
+
+StrList Controller::getDDRMapStr(OptionMap const&) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    StrList lines;
+    for (const int lane : lanes_used(plan)) {
+      planning::PlacedLane const& at = plan.layout().lanes[static_cast<std::size_t>(lane)];
+      std::string line = lane_words(plan, lane);
+      for (int pad = at.first; pad < at.first + at.pads; ++pad) line += " " + std::to_string(plan.signal_on(pad));
+      lines.push_back(std::move(line));
+    }
+    return lines;
+  });
+}
+
+StrList MigController::getPhyParamVector(OptionMap const&) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    StrList lines;
+    for (const int lane : lanes_used(plan)) {
+      planning::PlacedLane const& at = plan.layout().lanes[static_cast<std::size_t>(lane)];
+      std::string name = "LANE_" + lane_words(plan, lane), ports;
+      std::replace(name.begin(), name.end(), ' ', '_');
+      for (int pad = at.first; pad < at.first + at.pads; ++pad) {
+        const int signal = plan.signal_on(pad);
+        ports += (ports.empty() ? "" : ",") +
+                 (signal < 0 ? std::string("-") : plan.interface().signals[static_cast<std::size_t>(signal)].name);
+      }
+      lines.push_back(name + " " + ports);
+    }
+    return lines;
+  });
+}
+
+StrList MigController::getParamVector(OptionMap const&) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    planning::InterfaceRequest const& wanted = plan.wanted().interface;
+    std::set<std::string> banks;
+    for (std::size_t i = 0; i < plan.pads().size(); ++i)
+      if (plan.pad(static_cast<int>(i)) >= 0) banks.insert(plan.bank(static_cast<int>(i)));
+    StrList lines{"MEMORY_TYPE " + wanted.kind->type,
+                  "MEMORY_PART " + wanted.part.name,
+                  "TIME_PERIOD_PS " + number::plain(plan.wanted().period_ps),
+                  "DATA_WIDTH " + std::to_string(wanted.width),
+                  "DEVICE_WIDTH " + std::to_string(wanted.part.width),
+                  "RANKS " + std::to_string(wanted.ranks),
+                  "SLOTS " + std::to_string(wanted.slots),
+                  "BYTE_LANES " + std::to_string(plan.interface().units.size()),
+                  "SIGNALS " + std::to_string(plan.interface().signals.size()),
+                  "INTERNAL_VREF " + std::string(plan.wanted().internal_reference ? "true" : "false")};
+    if (!banks.empty()) lines.push_back("BANKS " + text::joined(banks, ","));
+    return lines;
+  });
+}
+
+}  // namespace kdi::coregen
+
+namespace memory::memory_v1 {
+
+StrList HIPMigInstance::getODTPorts(std::string const&, std::string const& controller, OptionMap const&) {
+  return kdi::coregen::ask_pins(*this, [&](kdi::coregen::PinPlan& plan) {
+    plan.check_controller(controller);
+    return kdi::coregen::port_values(plan, &kdi::planning::IoStandard::termination, kdi::coregen::receives);
+  });
+}
+
+}  // namespace memory::memory_v1

@@ -1,0 +1,386 @@
+#include "platform/coregen/pin_plan.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <mutex>
+#include <set>
+
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
+#include "kdi/planning/Standards.h"
+
+namespace kdi::coregen {
+namespace {
+
+using planning::Layout;
+using planning::PlacementRequest;
+using planning::Signal;
+
+constexpr char kAddressGroup[] = "Address/Ctrl-";
+
+// Layouts are large and never change: one for each part that is planned.
+std::shared_ptr<Layout const> layout_of(device::Part const& part) {
+  static std::mutex mutex;
+  static auto* const all = new std::map<device::Part const*, std::weak_ptr<Layout const>>;  // never destroyed
+  const std::lock_guard lock(mutex);
+  std::weak_ptr<Layout const>& known = (*all)[&part];
+  std::shared_ptr<Layout const> layout = known.lock();
+  if (layout == nullptr) known = layout = std::make_shared<Layout const>(planning::layout_of(part));
+  return layout;
+}
+
+std::vector<planning::StandardSet> standards_of(planning::MemoryKind const& kind, std::string voltage) {
+  if (voltage.empty()) return kind.standards;
+  if (voltage.back() == 'V') voltage.pop_back();
+  std::vector<planning::StandardSet> sets;
+  for (planning::StandardSet const& set : kind.standards)
+    if (number::whole<double>(set.voltage_v) == number::whole<double>(voltage)) sets.push_back(set);
+  if (sets.empty()) throw kind.type + " has no voltage " + text::shown(voltage);
+  return sets;
+}
+
+// Which lane of the address block a group is; -1 for a group of bytes.
+int address_index(std::string const& group) {
+  if (!group.starts_with(kAddressGroup)) return -1;
+  const auto index = number::whole<int>(std::string_view(group).substr(sizeof kAddressGroup - 1));
+  if (!index || *index < 0) throw "no group " + text::shown(group);
+  return *index;
+}
+
+}  // namespace
+
+PinPlan::PinPlan(PinsWanted wanted, Seat& seat)
+    : wanted_(std::move(wanted)),
+      layout_(layout_of(*wanted_.part)),
+      interface_(planning::interface_of(wanted_.interface)),
+      pads_(interface_.signals.size(), -1),
+      seat_(seat) {
+  base_.layout = layout_.get();
+  base_.interface = &interface_;
+  base_.standards = standards_of(*wanted_.interface.kind, wanted_.voltage);
+  base_.rate_mbps = static_cast<int>(std::lround(2e6 / wanted_.period_ps));
+  // Periods of data sheets are rounded down, so their rates come out a little above those of the bin.
+  if (wanted_.interface.part.rate_mbps < base_.rate_mbps && wanted_.interface.part.rate_mbps >= base_.rate_mbps - 5)
+    base_.rate_mbps = wanted_.interface.part.rate_mbps;
+  base_.internal_reference = wanted_.internal_reference;
+  place();
+}
+
+PlacementRequest PinPlan::request_beside(std::vector<planning::TakenPad> taken) const {
+  PlacementRequest request = base_;
+  request.taken = std::move(taken);
+  return request;
+}
+
+PlacementRequest PinPlan::request() const { return request_beside(seat_.others().taken); }
+
+std::vector<planning::TakenPad> PinPlan::claims(std::vector<int> const& pads) const {
+  std::vector<planning::TakenPad> taken;
+  for (std::size_t signal = 0; signal < pads.size(); ++signal) {
+    if (pads[signal] < 0) continue;
+    Signal const& one = interface_.signals[signal];
+    taken.push_back({pads[signal], wanted_.instance,
+                     planning::standard_of(base_, static_cast<int>(signal), layout_->bank_of_pad(pads[signal])),
+                     one.direction != "out", one.unit != Signal::kSystem});
+  }
+  return taken;
+}
+
+// Another thread may place a controller on the same part meanwhile; then this one looks again.
+template <class Change>
+void PinPlan::change(Change change) {
+  for (;;) {
+    Occupancy::Seen seen = seat_.others();
+    std::vector<int> pads = pads_;
+    change(request_beside(std::move(seen.taken)), pads);
+    if (!seat_.put(claims(pads), seen.version)) continue;
+    pads_ = std::move(pads);
+    return;
+  }
+}
+
+void PinPlan::place() {
+  change([&](PlacementRequest const& request, std::vector<int>& pads) {
+    const planning::PlacementResult result = planning::place(request);
+    fault_ = result.plan ? std::string() : told(*result.refutation, *layout_, interface_);
+    if (result.plan) pads = result.plan->pad_of_signal;
+  });
+}
+
+// ------------------------------------------------------------------------------------------------------------- words
+
+int PinPlan::signal_of(std::string const& name) const {
+  const int signal = interface_.signal(name);
+  if (signal < 0) throw "no signal " + text::shown(name);
+  return signal;
+}
+
+int PinPlan::pad_of(std::string const& name) const {
+  const int pad = layout_->pad_of_name(name);
+  if (pad < 0) throw "no pad " + text::shown(name) + " in the I/O banks of " + wanted_.part->name;
+  return pad;
+}
+
+int PinPlan::pad_of_ball(std::string const& ball) const {
+  const int pad = layout_->pad_of_ball(ball);
+  if (pad < 0) throw "no pin " + text::shown(ball) + " in the I/O banks of " + wanted_.part->name;
+  return pad;
+}
+
+int PinPlan::bank_of(std::string const& number) const {
+  const auto value = number::whole<int>(number);
+  const int bank = value ? layout_->bank_of_number(*value) : -1;
+  if (bank < 0) throw "no I/O bank " + text::shown(number) + " in " + wanted_.part->name;
+  return bank;
+}
+
+int PinPlan::lane_of(std::string const& bank, std::string const& lane) const {
+  const int found = layout_->lane_of(bank_of(bank), lane);
+  if (found < 0) throw "no lane " + text::shown(lane) + " in bank " + bank;
+  return found;
+}
+
+void PinPlan::check_controller(std::string const& controller) const {
+  if (controller != "0" && controller != "-1") throw "no controller " + text::shown(controller) + ": there is 0";
+}
+
+std::string PinPlan::ball(int signal) const {
+  return pad(signal) < 0 ? std::string() : layout_->pads[static_cast<std::size_t>(pad(signal))].ball;
+}
+std::string PinPlan::bank(int signal) const {
+  return pad(signal) < 0
+             ? std::string()
+             : std::to_string(layout_->banks[static_cast<std::size_t>(layout_->bank_of_pad(pad(signal)))].number);
+}
+std::string PinPlan::lane(int signal) const {
+  return pad(signal) < 0 ? std::string() : layout_->lane_of_pad(pad(signal)).name;
+}
+std::string PinPlan::standard(int signal) const {
+  return pad(signal) < 0 ? std::string() : planning::standard_of(base_, signal, layout_->bank_of_pad(pad(signal)));
+}
+
+int PinPlan::signal_on(int wanted) const {
+  const auto at = std::find(pads_.begin(), pads_.end(), wanted);
+  return at == pads_.end() ? -1 : static_cast<int>(at - pads_.begin());
+}
+
+// ------------------------------------------------------------------------------------------------------------ groups
+
+std::vector<int> PinPlan::address_lanes(std::vector<int> const& pads) const {
+  std::set<int> lanes;
+  for (const int signal : interface_.address)
+    if (const int at = pads[static_cast<std::size_t>(signal)]; at >= 0)
+      lanes.insert(layout_->pads[static_cast<std::size_t>(at)].lane);
+  return {lanes.begin(), lanes.end()};
+}
+
+PinPlan::Groups PinPlan::groups_of(std::vector<int> const& pads) const {
+  Groups groups;
+  for (planning::Unit const& unit : interface_.units) {
+    int lane = -1;
+    for (const int signal : unit.signals)
+      if (const int at = pads[static_cast<std::size_t>(signal)]; at >= 0)
+        lane = layout_->pads[static_cast<std::size_t>(at)].lane;
+    groups.emplace_back(unit.group, lane);
+  }
+  const std::vector<int> lanes = address_lanes(pads);
+  for (std::size_t i = 0; i < std::max<std::size_t>(1, lanes.size()); ++i)
+    groups.emplace_back(kAddressGroup + std::to_string(i), lanes.empty() ? -1 : lanes[i]);
+  return groups;
+}
+
+PinPlan::Groups PinPlan::proposal() const {
+  const planning::PlacementResult result = planning::place(request());
+  if (!result.plan) throw told(*result.refutation, *layout_, interface_);
+  return groups_of(result.plan->pad_of_signal);
+}
+
+std::vector<int> PinPlan::signals_of(std::string const& group) const {
+  const int index = address_index(group);
+  if (index < 0) {
+    const int unit = interface_.unit(group);
+    if (unit < 0) throw "no group " + text::shown(group);
+    return interface_.units[static_cast<std::size_t>(unit)].signals;
+  }
+  const std::vector<int> lanes = address_lanes(pads_);
+  if (lanes.empty() && index == 0) return interface_.address;
+  if (index >= static_cast<int>(lanes.size())) throw "no group " + text::shown(group);
+  std::vector<int> signals;
+  for (const int signal : interface_.address)
+    if (pad(signal) < 0 ||
+        layout_->pads[static_cast<std::size_t>(pad(signal))].lane == lanes[static_cast<std::size_t>(index)])
+      signals.push_back(signal);
+  return signals;
+}
+
+namespace {
+
+std::string lane_name(Layout const& layout, int lane) {
+  planning::PlacedLane const& one = layout.lanes[static_cast<std::size_t>(lane)];
+  return one.name + " of bank " + std::to_string(layout.banks[static_cast<std::size_t>(one.bank)].number);
+}
+
+// A signal of a pair moves with the other one.
+void take_off(planning::Interface const& interface, std::vector<int>& pads, int signal) {
+  pads[static_cast<std::size_t>(signal)] = -1;
+  const int partner = interface.signals[static_cast<std::size_t>(signal)].partner;
+  if (partner >= 0) pads[static_cast<std::size_t>(partner)] = -1;
+}
+
+std::string first_text(std::vector<planning::Violation> const& violations) {
+  return violations.empty() ? std::string() : violations.front().text;
+}
+
+// The least site of the system clock with which all rules hold.
+bool put_system_clock(PlacementRequest const& request, std::vector<int>& pads) {
+  std::vector<int> const& clock = request.interface->system_clock;
+  if (clock.empty() || pads[static_cast<std::size_t>(clock[0])] >= 0) return true;
+  for (std::size_t pad = 0; pad < request.layout->pads.size(); ++pad) {
+    planning::PlacedPad const& at = request.layout->pads[pad];
+    if (!at.clock || !at.positive || at.partner < 0) continue;
+    std::vector<int> trial = pads;
+    trial[static_cast<std::size_t>(clock[0])] = static_cast<int>(pad);
+    if (clock.size() > 1) trial[static_cast<std::size_t>(clock[1])] = at.partner;
+    if (!planning::violations(request, trial).empty()) continue;
+    pads = std::move(trial);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void PinPlan::put_group(PlacementRequest const& request, std::vector<int>& pads, std::string const& group,
+                        int lane) const {
+  const auto filled = planning::fill_unit(request, pads, interface_.unit(group), lane);
+  if (!filled) throw "byte-in-lane: " + group + " does not fit into lane " + lane_name(*layout_, lane);
+  pads = *filled;
+}
+
+void PinPlan::put_groups(Groups const& groups, bool anew, std::vector<std::string>* dropped) {
+  change([&](PlacementRequest const& request, std::vector<int>& pads) {
+    std::vector<int> block = address_lanes(pads);
+    if (anew) {
+      std::fill(pads.begin(), pads.end(), -1);
+      block.clear();
+    }
+    bool has_address = false;
+    for (auto const& [group, lane] : groups) {
+      const int index = address_index(group);
+      if (index < 0) {
+        const int unit = interface_.unit(group);
+        if (unit < 0) {
+          if (dropped == nullptr) throw "no group " + text::shown(group);
+          dropped->push_back("no group " + text::shown(group));
+          continue;
+        }
+        for (const int signal : interface_.units[static_cast<std::size_t>(unit)].signals)
+          take_off(interface_, pads, signal);
+        continue;
+      }
+      if (!has_address)
+        for (const int signal : interface_.address) take_off(interface_, pads, signal);
+      has_address = true;
+      if (index >= static_cast<int>(layout_->lanes.size())) throw "no group " + text::shown(group);
+      if (static_cast<std::size_t>(index) >= block.size()) block.resize(static_cast<std::size_t>(index) + 1, -1);
+      block[static_cast<std::size_t>(index)] = lane;
+    }
+    // What keeps its pads may stand in the way of nothing but the groups that are asked for.
+    const auto put = [&](std::string const& group, auto use) {
+      std::vector<int> trial = pads;
+      try {
+        use(trial);
+        const std::string fault = first_text(planning::violations(request, trial));
+        if (!fault.empty()) throw fault;
+        pads = std::move(trial);
+      } catch (std::string const& refusal) {
+        if (dropped == nullptr) throw;
+        dropped->push_back(group + " is left out: " + refusal);
+      }
+    };
+    for (auto const& [group, lane] : groups) {
+      if (address_index(group) >= 0 || interface_.unit(group) < 0 || lane < 0) continue;
+      put(group, [&, &name = group, &at = lane](std::vector<int>& trial) { put_group(request, trial, name, at); });
+    }
+    std::erase(block, -1);
+    std::sort(block.begin(), block.end());
+    if (has_address && !block.empty())
+      put(kAddressGroup, [&](std::vector<int>& trial) {
+        const auto filled = planning::fill_address(request, trial, block);
+        if (!filled) throw std::string("address-adjacent: the address block does not fill just these lanes");
+        trial = *filled;
+      });
+    if (anew) put_system_clock(request, pads);
+  });
+  fault_.clear();
+}
+
+void PinPlan::put_signal(int signal, int pad) {
+  change([&](PlacementRequest const& request, std::vector<int>& pads) {
+    take_off(interface_, pads, signal);
+    if (pad < 0) return;
+    const int partner = interface_.signals[static_cast<std::size_t>(signal)].partner;
+    pads[static_cast<std::size_t>(signal)] = pad;
+    if (partner >= 0) pads[static_cast<std::size_t>(partner)] = layout_->pads[static_cast<std::size_t>(pad)].partner;
+    const std::string fault = first_text(planning::violations(request, pads));
+    if (!fault.empty()) throw fault;
+  });
+  fault_.clear();
+}
+
+// ------------------------------------------------------------------------------------------------------------ status
+
+int PinPlan::status() const {
+  if (!planning::violations(request(), pads_).empty()) return -1;
+  return planning::is_whole(pads_) ? 1 : 0;
+}
+
+int PinPlan::status_of(std::string const& group) const {
+  const std::vector<int> signals = signals_of(group);
+  const auto in_group = [&](int signal) { return std::find(signals.begin(), signals.end(), signal) != signals.end(); };
+  for (planning::Violation const& one : planning::violations(request(), pads_))
+    if (std::any_of(one.signals.begin(), one.signals.end(), in_group)) return -1;
+  return std::all_of(signals.begin(), signals.end(), [&](int signal) { return pad(signal) >= 0; }) ? 1 : 0;
+}
+
+// ----------------------------------------------------------------------------------------------------------- in words
+
+namespace {
+
+// The leaf that tells most: that of the window that has the most to offer, which stands first.
+planning::Refutation const& telling_leaf(planning::Refutation const& node) {
+  return node.branches.empty() ? node : telling_leaf(node.branches.front().why);
+}
+
+}  // namespace
+
+std::string told(planning::Refutation const& refutation, Layout const& layout, planning::Interface const& interface) {
+  using Kind = planning::Refutation::Kind;
+  planning::Refutation const& leaf = telling_leaf(refutation);
+  std::string where;
+  if (refutation.kind == Kind::window && !refutation.branches.empty()) {
+    const auto number = [&](int bank) { return std::to_string(layout.banks[static_cast<std::size_t>(bank)].number); };
+    where =
+        " in banks " + number(refutation.branches.front().first) + " to " + number(refutation.branches.front().last);
+  }
+  const std::string begin = "the pins cannot be placed: ";
+  switch (leaf.kind) {
+    case Kind::overfull:
+      return begin + std::to_string(leaf.units.size()) + " groups (" +
+             interface.units[static_cast<std::size_t>(leaf.units.front())].group + " ...) have " +
+             std::to_string(leaf.lanes.size()) + " lanes that they fit into" + where;
+    case Kind::bank_overfull:
+      return begin + std::to_string(leaf.units.size()) + " groups of one strobe do not fit into a bank together" +
+             where;
+    case Kind::far_clock:
+      return begin + "the system clock has no bank of the interface near it" + where;
+    case Kind::pinned:
+      return begin + leaf.what;
+    default:
+      return begin + "nothing holds the " + (leaf.what == "bank" ? "interface: no bank may be used" : leaf.what) +
+             where;
+  }
+}
+
+}  // namespace kdi::coregen

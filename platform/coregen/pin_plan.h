@@ -1,0 +1,103 @@
+// The pins of one controller: where its signals are, what the user asks of them, and what stands in the way.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kdi/device/Device.h"
+#include "kdi/planning/Placement.h"
+#include "platform/coregen/occupancy.h"
+
+namespace kdi::coregen {
+
+/// What is to be placed.
+struct PinsWanted {
+  device::Part const* part = nullptr;  ///< never null
+  std::string instance;                ///< for messages
+  planning::InterfaceRequest interface;
+  std::string voltage;  ///< "1.2V"; empty: any that the memory has
+  double period_ps = 0;
+  double input_period_ps = 0;  ///< of the system clock; 0: not told
+  bool internal_reference = false;
+};
+
+class PinPlan {
+ public:
+  /// Places the interface beside what others have. Where that cannot be, no signal has a pad, and fault() tells why.
+  /// Throws a std::string for an interface that the memory does not have.
+  PinPlan(PinsWanted wanted, Seat& seat);
+  PinPlan(PinPlan const&) = delete;
+  PinPlan& operator=(PinPlan const&) = delete;
+
+  PinsWanted const& wanted() const { return wanted_; }
+  planning::Layout const& layout() const { return *layout_; }
+  planning::Interface const& interface() const { return interface_; }
+  std::vector<int> const& pads() const { return pads_; }
+  int pad(int signal) const { return pads_[static_cast<std::size_t>(signal)]; }
+  std::string const& fault() const { return fault_; }
+
+  // Words; each throws a std::string for one that is none.
+  int signal_of(std::string const& name) const;
+  int pad_of(std::string const& name) const;
+  int pad_of_ball(std::string const& ball) const;
+  int bank_of(std::string const& number) const;
+  int lane_of(std::string const& bank, std::string const& lane) const;
+  /// -1 of all, 0 of the one that there is.
+  void check_controller(std::string const& controller) const;
+
+  std::string ball(int signal) const;
+  std::string bank(int signal) const;
+  std::string lane(int signal) const;
+  std::string standard(int signal) const;
+  /// The signal on a pad; -1 if there is none.
+  int signal_on(int pad) const;
+
+  /// Groups with bank and lane: those of bytes, and `Address/Ctrl-<n>` for each lane of the address block.
+  using Groups = std::vector<std::pair<std::string, int>>;  ///< lane of the layout; -1: not placed
+  Groups groups() const { return groups_of(pads_); }
+  /// As if nothing of this controller were placed.
+  Groups proposal() const;
+  std::vector<int> signals_of(std::string const& group) const;
+
+  /// Puts groups into lanes; others stay, or with `anew` are without pads. Refused with the rule that would be broken;
+  /// with `dropped` groups that fit no more are told there and are without pads.
+  void put_groups(Groups const& groups, bool anew, std::vector<std::string>* dropped);
+  /// A signal on a pad, with the other of its pair; -1 takes it off.
+  void put_signal(int signal, int pad);
+
+  /// 1: whole and valid, 0: open, -1: a rule is broken.
+  int status() const;
+  int status_of(std::string const& group) const;
+
+  /// The request with what others have now.
+  planning::PlacementRequest request() const;
+
+ private:
+  Groups groups_of(std::vector<int> const& pads) const;
+  std::vector<int> address_lanes(std::vector<int> const& pads) const;
+  void place();
+  std::vector<planning::TakenPad> claims(std::vector<int> const& pads) const;
+  planning::PlacementRequest request_beside(std::vector<planning::TakenPad> taken) const;
+  /// Changes the pads by `change(request, pads)`, which throws to refuse.
+  template <class Change>
+  void change(Change change);
+  void put_group(planning::PlacementRequest const& request, std::vector<int>& pads, std::string const& group,
+                 int lane) const;
+
+  PinsWanted wanted_;
+  std::shared_ptr<planning::Layout const> layout_;
+  planning::Interface interface_;
+  planning::PlacementRequest base_;
+  std::vector<int> pads_;
+  std::string fault_;
+  Seat& seat_;
+};
+
+/// In words for the user.
+std::string told(planning::Refutation const& refutation, planning::Layout const& layout,
+                 planning::Interface const& interface);
+
+}  // namespace kdi::coregen
