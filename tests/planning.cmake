@@ -1,2 +1,3 @@
 # Placement of memory interfaces.
-add_unit_test(planning_test OPTIMISED SMOKE LABELS planning LINKS "kdi_planning;kdi_device")
+add_unit_test(planning_test OPTIMISED SMOKE LABELS planning LINKS "kdi_planning_objects;kdi_ddr;kdi_device")
+target_sources(planning_test PRIVATE unit/planning_rules_test.cpp)

@@ -45,11 +45,12 @@ class WindowRefuter {
   int lane(int index) const { return window_.lanes[static_cast<std::size_t>(index)]; }
   int bank_of(int index) const { return problem_.layout().lanes[static_cast<std::size_t>(lane(index))].bank; }
 
-  Refutation overfull(LaneMask lanes, SystemClockSite const* site) const {
+  Refutation overfull(LaneMask lanes, SystemClockSite const* site, Bound bound = {}) const {
     Refutation node = leaf(Kind::overfull);
-    node.units = units_.overfull(lanes, site);
+    node.units = units_.overfull(lanes, site, bound);
     LaneMask open = 0;
-    for (const int unit : node.units) open |= units_.of(unit, site) & lanes;
+    for (const int unit : node.units)
+      open |= units_.of(unit, site) & lanes & (unit == bound.unit ? LaneMask{1} << bound.lane : ~LaneMask{0});
     for (std::size_t i = 0; i < window_.lanes.size(); ++i)
       if ((open >> i & 1) != 0) node.lanes.push_back(window_.lanes[i]);
     return node;
@@ -74,7 +75,20 @@ class WindowRefuter {
     if ((run.mask() >> site.lane & 1) != 0 && !run_fits(problem_, window_, run, &site))
       return leaf(Kind::empty, "address");
     if (!units_.all_fit(rest, &site, 0)) return refute_units(rest, &site);
-    return leaf(Kind::far_clock);
+    return refute_near(rest, site);
+  }
+
+  // All fits but for a unit near the clock: so each unit in each lane there is in the way of the others.
+  Refutation refute_near(LaneMask rest, SystemClockSite const& site) const {
+    Refutation node;
+    node.kind = Kind::near;
+    const LaneMask near = window_.lanes_near(problem_.layout(), bank_of(site.lane)) & rest;
+    for (std::size_t unit = 0; unit < problem_.interface().units.size(); ++unit)
+      for (std::size_t i = 0; i < window_.lanes.size(); ++i)
+        if ((units_.of(static_cast<int>(unit), &site) & near & LaneMask{1} << i) != 0)
+          node.branches.push_back({static_cast<int>(unit), window_.lanes[i],
+                                   overfull(rest, &site, {static_cast<int>(unit), static_cast<int>(i)})});
+    return node.branches.empty() ? leaf(Kind::far_clock) : node;
   }
 
   // Set by set, into which bank; a bank with too many ends a branch.

@@ -121,8 +121,9 @@ bool UnitFits::match(std::vector<LaneMask> const& fits) const {
   return true;
 }
 
-std::vector<int> UnitFits::overfull(LaneMask lanes, SystemClockSite const* site) const {
-  const std::vector<LaneMask> fits = masks(lanes, site);
+std::vector<int> UnitFits::overfull(LaneMask lanes, SystemClockSite const* site, Bound bound) const {
+  std::vector<LaneMask> fits = masks(lanes, site);
+  if (bound.unit >= 0) fits[static_cast<std::size_t>(bound.unit)] &= bit(bound.lane);
   Matching matching(fits);
   for (std::size_t unit = 0; unit < fits.size(); ++unit)
     if (!matching.add(static_cast<int>(unit))) return matching.blocked(static_cast<int>(unit));

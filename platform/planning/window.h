@@ -37,6 +37,12 @@ struct SystemClockSite {
   int pad = 0;  ///< the positive one
 };
 
+/// A unit that is held to a lane, by index in the window; -1: none is.
+struct Bound {
+  int unit = -1;
+  int lane = -1;
+};
+
 /// Where units fit, with what is decided now.
 class UnitFits {
  public:
@@ -47,7 +53,10 @@ class UnitFits {
   /// Whether all units find lanes among `lanes`, one of them in `near` (0: anywhere).
   bool all_fit(LaneMask lanes, SystemClockSite const* site, LaneMask near) const;
   /// Units that have no other lanes among `lanes` than fewer lanes: the overfull set of units. Empty if there is none.
-  std::vector<int> overfull(LaneMask lanes, SystemClockSite const* site) const;
+  std::vector<int> overfull(LaneMask lanes, SystemClockSite const* site, Bound bound) const;
+  std::vector<int> overfull(LaneMask lanes, SystemClockSite const* site) const {
+    return overfull(lanes, site, Bound());
+  }
   /// Whether the sets fit into the bank together.
   bool sets_fit(std::vector<int> const& sets, int bank, LaneMask lanes, SystemClockSite const* site) const;
   bool has_large_sets() const { return has_large_sets_; }

@@ -8,6 +8,7 @@
 
 #include "kdi/device/Device.h"
 #include "kdi/device/HARPartMgr.h"
+#include "tests/support/plain_refutation.h"
 #include "tests/support/random_boards.h"
 
 namespace {
@@ -112,6 +113,9 @@ TEST(Planning, FindsTheBestOfAllAssignmentsOnSmallLayouts) {
     ASSERT_EQ(result.plan.has_value(), truth.found());
     ASSERT_NE(result.plan.has_value(), result.refutation.has_value());
     (truth.found() ? placed : impossible) += 1;
+    if (result.refutation) {
+      EXPECT_EQ(RefutationCheck(*question).fault(*result.refutation), "");
+    }
     if (!truth.found()) continue;
     Objective const& is = result.plan->objective;
     EXPECT_EQ(std::tuple(is.banks, is.lanes, is.off_centre), truth.objective());
@@ -138,6 +142,9 @@ TEST(Planning, KeepsAllRulesInManyRequests) {
     const PlacementResult result = planning::place(question->request);
     with_taken += question->has_taken ? 1 : 0;
     impossible += result.plan ? 0 : 1;
+    if (result.refutation) {
+      ASSERT_EQ(RefutationCheck(*question).fault(*result.refutation), "");
+    }
     if (!result.plan) continue;
     ASSERT_EQ(listed(broken(*question, result.plan->pad_of_signal)), "");
     ASSERT_TRUE(planning::violations(question->request, result.plan->pad_of_signal).empty());

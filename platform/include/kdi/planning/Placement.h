@@ -59,6 +59,7 @@ struct Refutation {
     address,        ///< question: in which lanes is the address block; branches hold for more lanes as well
     system_clock,   ///< question: on which pad is the system clock (its positive one)
     sets,           ///< question: in which bank is a set of units that one strobe clocks
+    near,           ///< question: which unit (`first`) is in which lane (`last`) near the system clock
     overfull,       ///< leaf: `units` have no other lanes than `lanes`, which are fewer
     empty,          ///< leaf: nothing holds what is asked for: there are no answers to the question `what`
     bank_overfull,  ///< leaf: the sets of `units` do not fit into one bank together
