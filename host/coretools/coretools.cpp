@@ -353,5 +353,6 @@ extern "C" int Kdi_coretools_Init(Tcl_Interp* interp) {
       interp, kKey, [](ClientData data, Tcl_Interp*) { delete static_cast<Session*>(data); }, session);
   tcl::register_all<kCommands>(interp, session);
   coretools::register_model_commands(*session);
+  coretools::register_cdo_commands(*session);
   return TCL_OK;
 }

@@ -412,6 +412,10 @@ StrVec OpenedCore::choose(std::string const& choice) {
 
 // --------------------------------------------------------------------------------------------------------------- why
 
+void OpenedCore::look(std::function<void(std::vector<Configuration*> const&)> const& look) const {
+  access([&](Access const& access) { look(access.configurations); });
+}
+
 StrVec OpenedCore::names() const {
   StrVec all;
   access([&](Access const& access) {

@@ -63,6 +63,9 @@ class OpenedCore {
   /// Names and values that the user changed since the last call; empty for models that keep no such list.
   std::string modified();
 
+  /// Hands over the core and its sub-cores, the core first.
+  void look(std::function<void(std::vector<kdi::cores::Configuration*> const&)> const& look) const;
+
   // ---------------------------------------------------------------------------------------------------- sub-presets
   StrVec sub_presets();
   /// `choices`, and `info`: a dictionary of texts.

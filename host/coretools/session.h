@@ -42,5 +42,7 @@ Tcl_Obj* object_of(kdi::cores::Record const& record);
 
 // The commands that ask a model for one of its operations each.
 void register_model_commands(Session& session);
+// The commands about registers, and about files of configuration commands.
+void register_cdo_commands(Session& session);
 
 }  // namespace coretools

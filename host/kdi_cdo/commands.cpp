@@ -10,6 +10,7 @@
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/CommandReading.h"
 #include "kdi/cores/Outputs.h"
+#include "kdi/cores/Store.h"
 
 namespace kdi_cdo {
 namespace {
@@ -31,7 +32,8 @@ void tell(std::string const& line) { std::fprintf(stderr, "kdi_cdo: %s\n", kdi::
 std::string target(Words const& words, std::size_t at) { return words.files.size() > at ? words.files[at] : "-"; }
 
 CommandSubject subject_of(Words const& words) {
-  return words.has(kCore.name) ? CommandSubject(described(words.option(kCore.name))) : CommandSubject();
+  return words.has(kCore.name) ? CommandSubject(kdi::cores::described_core(words.option(kCore.name)))
+                               : CommandSubject();
 }
 
 // --- generate

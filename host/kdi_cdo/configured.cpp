@@ -17,7 +17,6 @@ namespace kdi_cdo {
 namespace {
 
 using kdi::cores::Configuration;
-using kdi::cores::Core;
 using kdi::text::shown;
 
 constexpr char kCoreName[] = "ps_core_name", kCoreVersion[] = "ps_core_ver", kPart[] = "part";
@@ -117,18 +116,6 @@ class Instance {
 
 }  // namespace
 
-std::shared_ptr<Core const> described(std::string const& core) {
-  const std::size_t colon = core.find(':');
-  const std::string name = core.substr(0, colon);
-  const std::vector<std::string> versions = kdi::cores::core_versions(name);
-  if (versions.empty())
-    throw InputError("no core " + shown(name) + "; there are " + kdi::text::joined(kdi::cores::core_names(), ", "));
-  const std::string version = colon == std::string::npos ? versions.back() : core.substr(colon + 1);
-  if (std::find(versions.begin(), versions.end(), version) == versions.end())
-    throw InputError(name + " has no version " + shown(version) + "; there are " + kdi::text::joined(versions, ", "));
-  return kdi::cores::core_description(name, version);
-}
-
 void configured(std::string const& path, Wanted const& wanted, std::function<void(std::string const&)> const& told,
                 std::function<void(std::vector<Configuration*> const&)> const& use) {
   std::vector<Line> lines = lines_of(path);
@@ -140,7 +127,7 @@ void configured(std::string const& path, Wanted const& wanted, std::function<voi
        {std::pair(kCoreName, &wanted.core), std::pair(kCoreVersion, &wanted.version), std::pair(kPart, &wanted.part)})
     if (!value->empty()) context[key] = *value;
   std::string& version = context[kCoreVersion];
-  version = described(context[kCoreName] + (version.empty() ? "" : ":" + version))->version();
+  version = kdi::cores::described_core(context[kCoreName] + (version.empty() ? "" : ":" + version))->version();
   context["instance_name"] = context[kCoreName] + "_0";
 
   Instance(context).use([&](hardip_eng::ConfiguredAccess const& access) {

@@ -34,8 +34,4 @@ struct Wanted {
 void configured(std::string const& path, Wanted const& wanted, std::function<void(std::string const&)> const& told,
                 std::function<void(std::vector<kdi::cores::Configuration*> const&)> const& use);
 
-/// The description of `core`: a name, or a name and a version behind a colon. Throws InputError for one that there is
-/// not.
-std::shared_ptr<kdi::cores::Core const> described(std::string const& core);
-
 }  // namespace kdi_cdo

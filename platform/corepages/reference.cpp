@@ -9,6 +9,8 @@
 #include "kdi/cores/Explain.h"
 #include "kdi/cores/PadSection.h"
 #include "kdi/cores/RuleWords.h"
+#include "platform/corepages/markdown.h"
+#include "platform/corepages/register_pages.h"
 
 namespace kdi::corepages {
 namespace {
@@ -17,44 +19,12 @@ using cores::Core;
 using cores::Parameter;
 using cores::Rule;
 
-std::string page_of(Core const& core) { return core.name() + "-" + core.version() + ".md"; }
-
-// As Markdown shows it: signs of its own are escaped.
-std::string plain(std::string_view text) {
-  constexpr std::string_view kSigns = "\\`*[]<>#|&";
-  const auto is_within_word = [&](std::size_t at) {
-    return at > 0 && at + 1 < text.size() && text::is_letter_or_digit(text[at - 1]) && text[at + 1] != ' ';
-  };
-  std::string all;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    const bool is_sign = kSigns.find(c) != std::string_view::npos || (c == '_' && !is_within_word(i));
-    if (is_sign) all += '\\';
-    all += c == '\n' ? ' ' : c;
-  }
-  return all;
-}
-
-std::string code(std::string_view text) {
-  if (text.empty()) return "(empty)";
-  const bool has_tick = text.find('`') != std::string_view::npos;
-  return (has_tick ? "`` " : "`") + std::string(text) + (has_tick ? " ``" : "`");
-}
-
-std::string anchor(std::string_view heading) { return text::lowered(heading); }
-
-std::string codes(std::vector<std::string> const& texts) {
-  std::string all;
-  for (std::string const& one : texts) all += (all.empty() ? "" : ", ") + code(one);
-  return all;
-}
-
-// The entries of one core, by the names of their parameters. Names in rules are links that lead by page_of_ each.
-class Entries {
+// The entries of one core, with links on the names in rules.
+class Entries : public NameLinks {
  public:
-  // `home` is where a parameter is told, by its name.
-  using Home = std::map<std::string, std::string, std::less<>>;
-  Entries(Core const& core, Home const& home) : core_(core), home_(home), page_(page_of(core)) {}
+  /// `held` is where registers hold a parameter, by its name.
+  Entries(Core const& core, Home const& home, RegisterLinks const& held)
+      : NameLinks(core, home, page_of(core)), held_(held) {}
 
   std::string entry(Parameter const& one) const {
     std::string text = "### " + one.name + "\n\n";
@@ -79,31 +49,11 @@ class Entries {
       text += "- Message " + code(message.name) + " (" + severity(message.severity) + "), " +
               linked(message.when.in_words(Rule::Said::condition)) + ": " + linked(cores::message_words(message.text)) +
               "  \n  " + code(message.when.written()) + "\n";
+    if (const auto held = held_.find(one.name); held != held_.end()) text += "- Registers: " + held->second + "\n";
     return text + "\n";
   }
 
-  std::string link(std::string_view name) const {
-    const auto home = home_.find(name);
-    if (home == home_.end()) return plain(name);
-    return "[" + plain(name) + "](" + (home->second == page_ ? "" : home->second) + "#" + anchor(name) + ")";
-  }
-  std::string link(std::uint32_t number) const { return link(core_.parameters()[number].name); }
-  std::string link(std::optional<std::uint32_t> const& number) const { return number ? link(*number) : std::string(); }
-
-  std::string linked(std::string_view words) const {
-    std::string all;
-    const auto is_word = [](char c) { return text::is_letter_or_digit(c) || c == '_'; };
-    for (std::size_t at = 0; at < words.size();) {
-      std::size_t end = at;
-      while (end < words.size() && is_word(words[end])) ++end;
-      const bool is_name = end > at;
-      if (!is_name)
-        while (end < words.size() && !is_word(words[end])) ++end;
-      all += is_name ? link(words.substr(at, end - at)) : plain(words.substr(at, end - at));
-      at = end;
-    }
-    return all;
-  }
+  bool has_registers() const { return !held_.empty(); }
 
  private:
   static std::string severity(cores::Severity severity) {
@@ -115,18 +65,18 @@ class Entries {
     return "- " + what + ": " + linked(rule.in_words(said)) + "  \n  " + code(rule.written()) + "\n";
   }
 
-  Core const& core_;
-  Home const& home_;
-  std::string page_;
+  RegisterLinks const& held_;
 };
 
 class Page {
  public:
-  Page(Core const& core, Entries::Home const& home) : core_(core), entries_(core, home) {}
+  Page(Core const& core, Entries::Home const& home, RegisterLinks const& held)
+      : core_(core), entries_(core, home, held) {}
 
   std::string whole(std::vector<std::shared_ptr<Core const>> const& earlier) const {
     std::string text = "# " + core_.name() + " " + core_.version() + "\n\n" +
-                       std::to_string(core_.parameters().size()) + " parameters. [All cores](README.md)\n\n";
+                       std::to_string(core_.parameters().size()) + " parameters. " + registers_link() +
+                       "[All cores](README.md)\n\n";
     if (!earlier.empty()) {
       text += "Earlier versions:";
       for (auto const& one : earlier) text += " [" + plain(one->version()) + "](" + page_of(*one) + ")";
@@ -139,14 +89,14 @@ class Page {
   std::string differences(Core const& newest) const {
     std::string text = "# " + core_.name() + " " + core_.version() + "\n\n" +
                        std::to_string(core_.parameters().size()) + " parameters. It is as [" + newest.name() + " " +
-                       plain(newest.version()) + "](" + page_of(newest) +
-                       ") but for what stands here. [All cores](README.md)\n\n";
+                       plain(newest.version()) + "](" + page_of(newest) + ") but for what stands here. " +
+                       registers_link() + "[All cores](README.md)\n\n";
     std::string missing;
     for (Parameter const& one : newest.parameters())
       if (!core_.find(one.name)) missing += "- " + entries_.link(one.name) + "\n";
     if (!missing.empty()) text += "## Not there yet\n\n" + missing + "\n";
-    const Entries theirs(newest, none());
-    const Entries ours(core_, none());
+    const Entries theirs(newest, none(), unheld());
+    const Entries ours(core_, none(), unheld());
     std::string other;
     for (Parameter const& one : core_.parameters()) {
       const auto number = newest.find(one.name);
@@ -158,7 +108,7 @@ class Page {
 
   /// The parameters that differences() tells of.
   static std::vector<std::string> told(Core const& core, Core const& newest) {
-    const Entries theirs(newest, none()), ours(core, none());
+    const Entries theirs(newest, none(), unheld()), ours(core, none(), unheld());
     std::vector<std::string> names;
     for (Parameter const& one : core.parameters()) {
       const auto number = newest.find(one.name);
@@ -171,6 +121,16 @@ class Page {
   static Entries::Home const& none() {
     static const Entries::Home empty;
     return empty;
+  }
+
+  // Where registers hold them does not tell versions apart: their own pages do.
+  static RegisterLinks const& unheld() {
+    static const RegisterLinks empty;
+    return empty;
+  }
+
+  std::string registers_link() const {
+    return entries_.has_registers() ? "[Registers](" + registers_page_of(core_) + ") " : std::string();
   }
 
   std::string parameters() const {
@@ -288,21 +248,28 @@ std::map<std::string, std::string> reference_pages(std::vector<std::shared_ptr<C
   std::map<std::string, std::string> pages;
   std::string list =
       "# Cores\n\nAll that the descriptions of cores say, with rules in words. The newest version of each is told "
-      "whole, an earlier one by what is otherwise.\n\n| Core | Versions | Parameters |\n|---|---|---|\n";
+      "whole, an earlier one by what is otherwise.\n\n| Core | Versions | Parameters | Registers "
+      "|\n|---|---|---|---|\n";
   for (auto const& [name, versions] : by_name) {
     Core const& newest = *versions.back();
-    Entries::Home home;
+    NameLinks::Home home;
     for (Parameter const& one : newest.parameters()) home[one.name] = page_of(newest);
+    const RegisterPages registers(versions);
     std::string links;
     for (auto const& one : versions) {
       links += (links.empty() ? "[" : ", [") + plain(one->version()) + "](" + page_of(*one) + ")";
-      if (one == versions.back()) continue;
-      Entries::Home own = home;
-      for (std::string const& told : Page::told(*one, newest)) own[told] = page_of(*one);
-      pages[page_of(*one)] = Page(*one, own).differences(newest);
+      NameLinks::Home own = home;
+      if (one != versions.back())
+        for (std::string const& told : Page::told(*one, newest)) own[told] = page_of(*one);
+      const RegisterLinks held = registers.links(*one);
+      const Page page(*one, own, held);
+      pages[page_of(*one)] =
+          one == versions.back() ? page.whole({versions.begin(), versions.end() - 1}) : page.differences(newest);
+      if (!held.empty()) pages[registers_page_of(*one)] = registers.page(*one, own);
     }
-    pages[page_of(newest)] = Page(newest, home).whole({versions.begin(), versions.end() - 1});
-    list += "| " + plain(name) + " | " + links + " | " + std::to_string(newest.parameters().size()) + " |\n";
+    const std::size_t count = registers.count();
+    list += "| " + plain(name) + " | " + links + " | " + std::to_string(newest.parameters().size()) + " | " +
+            (count == 0 ? "" : "[" + std::to_string(count) + "](" + registers_page_of(newest) + ")") + " |\n";
   }
   pages["README.md"] = list;
   return pages;

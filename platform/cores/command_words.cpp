@@ -48,13 +48,13 @@ std::vector<std::string> deciding_parameters(CommandSubject const& subject, Regi
     std::string const& name = subject.core->parameters()[parameter].name;
     if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
   };
-  if (field.pad) {
-    const std::string function = function_name(subject, field, value);
+  if (const std::string function = function_name(subject, field, value); !function.empty()) {
     for (DescribedFunction const& one : subject.core->pads()->functions)
       if (one.name == function) {
         if (one.enabler) add(*one.enabler);
         if (one.parameter) add(*one.parameter);
       }
+    return names;
   }
   for (const std::uint32_t parameter : field.parameters) add(parameter);
   return names;

@@ -14,7 +14,8 @@ std::string hex_word(std::uint32_t word);
 /// `17:8`, or `3`.
 std::string bits_text(RegisterField const& field);
 std::uint32_t value_of(RegisterField const& field, std::uint32_t word);
-/// The parameters that decide what the field holds: those that its rule reads, or of a pad those of the function on it.
+/// The parameters that decide what the field holds: those that its rule reads, or of a pad those of the function on
+/// it; of a pad that nobody sits on those of all that could.
 std::vector<std::string> deciding_parameters(CommandSubject const& subject, RegisterField const& field,
                                              std::uint32_t value);
 /// Of a pad who sits there; else empty.

@@ -92,4 +92,17 @@ std::shared_ptr<Core const> core_description(std::string const& name, std::strin
   return nullptr;
 }
 
+std::shared_ptr<Core const> described_core(std::string const& words) {
+  const std::size_t colon = words.find(':');
+  const std::string name = words.substr(0, colon);
+  const std::vector<std::string> versions = core_versions(name);
+  if (versions.empty())
+    throw std::invalid_argument("no core " + text::shown(name) + "; there are " + text::joined(core_names(), ", "));
+  const std::string version = colon == std::string::npos ? versions.back() : words.substr(colon + 1);
+  if (std::find(versions.begin(), versions.end(), version) == versions.end())
+    throw std::invalid_argument(name + " has no version " + text::shown(version) + "; there are " +
+                                text::joined(versions, ", "));
+  return core_description(name, version);
+}
+
 }  // namespace kdi::cores

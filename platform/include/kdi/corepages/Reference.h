@@ -1,4 +1,4 @@
-// The reference of a core: all that its description says, as pages in Markdown, with rules in words.
+// The reference of a core: all that its description and its registers say, as pages in Markdown, with rules in words.
 #pragma once
 
 #include <map>
@@ -11,7 +11,9 @@
 
 namespace kdi::corepages {
 
-/// All pages by the names of their files: README.md, which lists the cores, and <core>-<version>.md for each.
+/// All pages by the names of their files: README.md, which lists the cores, and for each <core>-<version>.md and, if it
+/// has registers, <core>-<version>-registers.md. Throws kdi::FileError and kdi::JsonError for registers that cannot be
+/// read.
 KDI_DOOR std::map<std::string, std::string> reference_pages(
     std::vector<std::shared_ptr<cores::Core const>> const& cores);
 

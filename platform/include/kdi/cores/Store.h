@@ -20,4 +20,8 @@ KDI_DOOR std::vector<std::string> core_versions(std::string const& name);
 /// threads.
 KDI_DOOR std::shared_ptr<Core const> core_description(std::string const& name, std::string const& version);
 
+/// The same of a name, or of a name and a version behind a colon; the newest version unless one is named. Throws
+/// std::invalid_argument, which tells those that there are, for one that there is not.
+KDI_DOOR std::shared_ptr<Core const> described_core(std::string const& words);
+
 }  // namespace kdi::cores
