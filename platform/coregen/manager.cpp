@@ -6,6 +6,7 @@
 #include "kdi/coregen/mig_v7_0.h"
 #include "kdi/coregen/mig_v7_1.h"
 #include "kdi/device/parts.h"
+#include "platform/coregen/instances.h"
 #include "platform/coregen/pins.h"
 #include "platform/coregen/state.h"
 
@@ -39,19 +40,6 @@ std::shared_ptr<Controller> made(Model model, std::unique_ptr<Controller::State>
   return std::make_shared<memory::memory_v1::HIPMigInstance>(std::move(state));
 }
 
-constexpr char const* kName = "-instance_name";
-
-std::string const* given(OptionMap const& options, char const* key) {
-  const auto option = options.find(key);
-  return option == options.end() ? nullptr : &option->second;
-}
-
-std::string const& required(OptionMap const& options, char const* key) {
-  std::string const* const value = given(options, key);
-  if (value == nullptr || value->empty()) throw std::string("option ") + key + " is missing or empty";
-  return *value;
-}
-
 device::Part const& part_of(std::string const& name) {
   device::Part const* const part = device::find_part(name);
   if (part == nullptr) throw device::unknown_part(name);
@@ -62,10 +50,15 @@ device::Part const& part_of(std::string const& name) {
 
 void Manager::loadMigPkgData(Model model, OptionMap const& options) {
   std::string const& name = required(options, kName);
+  OptionMap told = options;
+  keep_known(told, std::array{kName, kPart});
+  for (char const* own : {kName, kPart}) told.erase(own);
   auto state = std::make_unique<Controller::State>();
-  state->part = &part_of(required(options, "-part"));
-  state->options = options;
-  for (char const* own : {kName, "-part"}) state->options.erase(own);
+  state->part = &part_of(required(options, kPart));
+  state->ask([&](Controller::State& made) {
+    required_setup(made.surroundings(), told, {});  // what does not fit together makes no instance
+    made.options = std::move(told);
+  });
   state->seat =
       std::make_unique<Seat>(occupancy_of(model), state->part->device->name + "-" + state->part->package->name);
   // The one that is replaced makes room first; a controller whose memory is told is placed now, in order of loads.

@@ -1,0 +1,44 @@
+#include "platform/coregen/loading.h"
+
+#include <memory>
+#include <mutex>
+
+#include "kdi/common/KdiDataDir.h"
+#include "kdi/common/KdiJson.h"
+
+namespace kdi::coregen {
+namespace {
+
+constexpr int kMostRate = 100000;
+constexpr char const* kWhat[] = {"slot", "rank", "stack", "width"};
+
+std::vector<Loading> read(std::string const& path) {
+  const JsonFile file(path);
+  file.root().allow_only({"format", "source", "limits"});
+  file.root().member("format").integer(1, 1);
+  std::vector<Loading> all;
+  for (const JsonValue value : file.root().member("limits").items()) {
+    value.allow_only({"type", "what", "from", "rate_mbps"});
+    all.push_back({value.member("type").text(), kWhat[value.member("what").choice({"slot", "rank", "stack", "width"})],
+                   static_cast<int>(value.member("from").integer(1, 4096)),
+                   static_cast<int>(value.member("rate_mbps").integer(1, kMostRate))});
+  }
+  return all;
+}
+
+}  // namespace
+
+std::vector<Loading> const& loadings() {
+  static std::mutex mutex;
+  static std::vector<Loading> const* all = nullptr;  // never destroyed
+  const std::lock_guard lock(mutex);
+  if (all == nullptr) {
+    const std::vector<std::string> directories = data_directories("board");
+    // None is no limit: a site may do without.
+    all =
+        new std::vector<Loading>(directories.empty() ? std::vector<Loading>() : read(directories[0] + "/loading.json"));
+  }
+  return *all;
+}
+
+}  // namespace kdi::coregen

@@ -1,0 +1,20 @@
+// How fast a board lets a memory be: data/board/loading.json, whose README tells the form.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kdi::coregen {
+
+/// From a count on, no more than a rate.
+struct Loading {
+  std::string type;  ///< of memory
+  std::string what;  ///< slot, rank (of all slots), stack, width
+  int from = 0;
+  int rate_mbps = 0;
+};
+
+/// Throws kdi::FileError and kdi::JsonError for data that cannot be read; what was read once stays, in any thread.
+std::vector<Loading> const& loadings();
+
+}  // namespace kdi::coregen
