@@ -9,3 +9,4 @@ foreach(name command_end_test command_reader_test command_table_test completion_
   add_unit_test(${name} LABELS "${labels}" LINKS "kdish_parts;nlohmann_json::nlohmann_json;util")
   add_dependencies(${name} kdish command_docs kdi_fectools)
 endforeach()
+target_link_libraries(command_table_test PRIVATE kdi_device kdi_planning)  # which it has read what examples need

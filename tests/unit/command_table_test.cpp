@@ -15,6 +15,8 @@
 #include "host/kdish/shell.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/device/parts.h"
+#include "kdi/planning/Memory.h"
 #include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/scratch.h"
@@ -407,6 +409,8 @@ class Examples : public testing::TestWithParam<std::string> {
     for (char const* const library : kLibraries)  // once and not in every process
       ASSERT_NE(::dlopen(places::library(library).c_str(), RTLD_NOW | RTLD_LOCAL), nullptr) << ::dlerror();
     shipped();
+    kdi::device::find_part("zrv9010-f625-1-e");  // what many examples read
+    kdi::planning::memory_types();
   }
 
   template <class Try>
