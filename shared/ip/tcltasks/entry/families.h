@@ -17,6 +17,7 @@
 #include "tcltasks/fec/fec_init.h"
 #include "tcltasks/gtwiz/gtwiz.h"
 #include "tcltasks/hardip/hardip.h"
+#include "tcltasks/io/io.h"
 #include "tcltasks/memory/memory.h"
 #include "tcltasks/power/power_est.h"
 #include "tcltasks/zorvan/zorvan.h"
@@ -60,7 +61,8 @@ using StartOrder = starts<                                 //
     Ip_Clocking::init,                                     //
     v_scaler_init::v_scaler_kdi_tcltasks::init,            //
     sd_fec::init,                                          //
-    ldpc::init>;
+    ldpc::init,                                            //
+    kelvane_io_init::kelvane_io_v1_kdi_tcltasks::init>;
 
 // Not the reverse of the start order, and not simply the same: clocking comes up before the scaler and goes down after
 // ldpc.
@@ -81,6 +83,7 @@ using StopOrder = stops<                                     //
     v_scaler_init::v_scaler_kdi_tcltasks::uninit,            //
     sd_fec::uninit,                                          //
     ldpc::uninit,                                            //
-    Ip_Clocking::uninit>;
+    Ip_Clocking::uninit,                                     //
+    kelvane_io_init::kelvane_io_v1_kdi_tcltasks::uninit>;
 
 }  // namespace frame

@@ -1,0 +1,6 @@
+# I/O planning: the commands against an engine that records, which stands in the program before the platform's, and over
+# the real one.
+add_unit_test(io_commands_test LABELS io)
+target_sources(io_commands_test PRIVATE support/recording_interfaces.cpp)
+set_target_properties(io_commands_test PROPERTIES ENABLE_EXPORTS ON)
+add_tcl_test(io LABELS io)
