@@ -4,3 +4,5 @@ add_unit_test(io_commands_test LABELS io)
 target_sources(io_commands_test PRIVATE support/recording_interfaces.cpp)
 set_target_properties(io_commands_test PROPERTIES ENABLE_EXPORTS ON)
 add_tcl_test(io LABELS io)
+
+add_unit_test(remove_directory_test LABELS io LINKS kdi_place_objects kdi_device)

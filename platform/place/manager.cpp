@@ -11,7 +11,7 @@ namespace {
 
 /// More than any design has, and few enough for the memory of a small machine.
 constexpr std::size_t kMostInstances = 4096;
-constexpr std::size_t kMostDirectories = 1024;
+constexpr std::size_t kMostDirectories = 64;
 
 using Interfaces = kdi::Instances<std::string, HIPKelvaneIoInstance>;
 
@@ -38,7 +38,7 @@ void HIPKelvaneIoInstance::State::remember(ParamMap const& params) {
     if (given == params.end()) continue;
     const std::string directory = kdi::place::real_directory(given->second);
     if (directory.empty() || directories.contains(directory)) continue;
-    if (directories.size() == kMostDirectories) throw std::string("an interface has at most 1024 directories");
+    if (directories.size() == kMostDirectories) throw std::string("an interface has at most 64 directories");
     directories.insert(directory);
   }
 }

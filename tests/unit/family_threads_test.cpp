@@ -19,7 +19,7 @@ namespace {
 constexpr int kThreads = 4;
 // What one thread's commands leave is there for those of another, where it goes by a name: these may answer otherwise.
 bool has_named_state(DescribedCommand const& command) {
-  static const std::set<std::string> families = {"clkwiz", "clocking", "hardip", "memory", "services", "zorvan"};
+  static const std::set<std::string> families = {"clkwiz", "clocking", "hardip", "io", "memory", "services", "zorvan"};
   // One reads a file that its example writes, and that another thread writes anew meanwhile.
   return families.contains(command.family) || command.name == "VCUAPI::read_csv";
 }
