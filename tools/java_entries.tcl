@@ -305,7 +305,7 @@ package ui.data.pspmc;
  * The native entry points of the package, one method each.
  *
  * <p>Getters return the name of a configuration parameter, so that no program spells one. The operations of a model take
- * its address, which {@link Customisation#address} has for whoever needs it; an address of no live model of that class
+ * its address, for which {@link Customisation#useModel} is there; an address of no live model of that class
  * gets the neutral answer: nothing, {@code false}, 0, an empty text or array, and -1 for a supply. What fails is a
  * {@link ui.frmwork.cmd.CommandFailedException} or {@link ui.frmwork.COutOfMemoryException}. Where several texts are
  * given or returned that belong together in pairs, they stand in one array, name, value, name, value. A null text is an

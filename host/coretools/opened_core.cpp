@@ -294,6 +294,10 @@ StrVec OpenedCore::set_together(StrPairs const& pairs) {
   });
 }
 
+StrVec OpenedCore::drive(std::function<void(HACGCCustomDRCModel&)> const& use) {
+  return batch([&] { customization_.drive(use); });
+}
+
 int OpenedCore::slr_count() {
   if (psxl_ != nullptr) return model_.slr_count();
   StrVec none;

@@ -37,6 +37,8 @@ class OpenedCore {
   StrVec set(StrPairs const& pairs);
   /// The same at once, by the model's operation for several. Returns what moved.
   StrVec set_together(StrPairs const& pairs);
+  /// Any operation of the model, whose class the identifier tells. Returns what moved as far as the model tells.
+  StrVec drive(std::function<void(HACGCCustomDRCModel&)> const& use);
   /// All at once. Whether there is no error.
   bool update(ParamMap const& params);
   /// Takes values back that were given.

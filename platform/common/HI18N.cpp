@@ -1,5 +1,6 @@
 #include "kdi/common/HI18N.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 #include <utility>
@@ -57,9 +58,12 @@ std::uint32_t take_character(std::string_view& text) {
 }  // namespace
 
 void HI18N::convert(std::string const& text, std::wstring& wide) {
-  std::wstring units;
-  units.reserve(text.size());
-  for (std::string_view rest = text; !rest.empty();) {
+  // Most texts are ASCII throughout, and of all others the begin is copied as it stands.
+  const auto plain =
+      std::find_if(text.begin(), text.end(), [](char c) { return static_cast<std::uint8_t>(c) >= 0x80; });
+  std::wstring units(text.begin(), plain);
+  if (plain != text.end()) units.reserve(text.size());
+  for (std::string_view rest(plain, text.end()); !rest.empty();) {
     const std::uint32_t character = take_character(rest);
     if (character < kFirstOutsideBasicPlane) {
       units += static_cast<wchar_t>(character);

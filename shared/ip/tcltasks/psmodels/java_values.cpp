@@ -5,7 +5,6 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
-#include <utility>
 
 #include "kdi/common/HEXAll.h"
 #include "kdi/common/HI18N.h"
@@ -16,27 +15,6 @@ namespace {
 
 constexpr char kFailed[] = "ui/frmwork/cmd/CommandFailedException";
 constexpr char kOutOfMemory[] = "ui/frmwork/COutOfMemoryException";
-
-/// A local reference that ends with this.
-class Local {
- public:
-  Local(JNIEnv* env, jobject object) : env_(env), object_(object) {}
-  Local(Local const&) = delete;
-  Local& operator=(Local const&) = delete;
-  ~Local() {
-    if (object_ != nullptr) env_->DeleteLocalRef(object_);
-  }
-  jobject get() const { return object_; }
-  jobject release() { return std::exchange(object_, nullptr); }
-  template <class Object>
-  Object as() const {
-    return static_cast<Object>(object_);
-  }
-
- private:
-  JNIEnv* env_;
-  jobject object_;
-};
 
 constexpr bool is_high(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 constexpr bool is_low(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }

@@ -10,6 +10,7 @@
 #include <jni.h>
 
 #include <string>
+#include <utility>
 
 #include "kdi/common/KdiTypes.h"
 
@@ -17,6 +18,27 @@ namespace psmodels::java {
 
 /// Java has an exception waiting already.
 struct PendingInJava {};
+
+/// A local reference that ends with this.
+class Local {
+ public:
+  Local(JNIEnv* env, jobject object) : env_(env), object_(object) {}
+  Local(Local const&) = delete;
+  Local& operator=(Local const&) = delete;
+  ~Local() {
+    if (object_ != nullptr) env_->DeleteLocalRef(object_);
+  }
+  jobject get() const { return object_; }
+  jobject release() { return std::exchange(object_, nullptr); }
+  template <class Object>
+  Object as() const {
+    return static_cast<Object>(object_);
+  }
+
+ private:
+  JNIEnv* env_;
+  jobject object_;
+};
 
 /// Throws it if there is one.
 inline void check_pending(JNIEnv* env) {

@@ -1,0 +1,2 @@
+/** What goes wrong in an operation. */
+package ui.frmwork.cmd;

@@ -1,0 +1,2 @@
+/** What goes wrong in native code. */
+package ui.frmwork;
