@@ -116,6 +116,9 @@ class Checker {
       }
       case Form::loop:
         return loop(number, node);
+      case Form::rows:
+        if (scope_.symbol(node.word)) fail(number, node.word + " is the name of a parameter already");
+        return check(node.parts[0]);
     }
     return {};
   }
@@ -415,6 +418,8 @@ class Generator {
       }
       case Form::loop:
         return loop(number, node);
+      case Form::rows:
+        return value(node.parts[0]);
     }
     return 0;
   }
@@ -530,6 +535,9 @@ class Generator {
     switch (node.form) {
       case Form::not_:
         branch(node.parts[0], !sense, away);
+        break;
+      case Form::rows:
+        branch(node.parts[0], sense, away);
         break;
       case Form::and_:
       case Form::or_:

@@ -1,7 +1,10 @@
 #include <algorithm>
 #include <array>
+#include <optional>
+#include <utility>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiPattern.h"
 #include "kdi/common/KdiText.h"
 #include "platform/cores/syntax.h"
 
@@ -32,10 +35,17 @@ struct Token {
   std::size_t place = 0;
 };
 
-// Cuts a text into tokens, one at a time.
+// A variable of rows, and the row that is being read; none while the rows are read as they are written.
+struct Row {
+  std::string variable;
+  std::optional<std::string> label;
+};
+
+// Cuts a text into tokens, one at a time. Within rows `{variable}` is a piece of a name.
 class Lexer {
  public:
-  Lexer(std::string_view text, std::size_t begin, std::size_t end) : text_(text.substr(0, end)), at_(begin) {}
+  Lexer(std::string_view text, std::size_t begin, std::size_t end, std::vector<Row> const& rows)
+      : text_(text.substr(0, end)), at_(begin), rows_(&rows) {}
 
   Token next() {
     while (at_ < text_.size() && is_blank(text_[at_])) ++at_;
@@ -48,8 +58,9 @@ class Lexer {
  private:
   Token::Sort take() {
     const char c = text_[at_];
-    if (begins_word(c)) {
-      while (at_ < text_.size() && continues_word(text_[at_])) ++at_;
+    if (begins_word(c) || variable() > 0) {
+      for (std::size_t size = 1; size > 0; at_ += size)
+        size = at_ < text_.size() && continues_word(text_[at_]) ? 1 : variable();
       return Token::Sort::word;
     }
     if (is_digit(c)) {
@@ -62,6 +73,16 @@ class Lexer {
         if (text_.substr(at_).starts_with(sign)) return take_sign(sign.size());
     if (std::string_view("+-*()[]{},:;=").find(c) != std::string_view::npos) return take_sign(1);
     throw RuleError("a character that means nothing here", at_);
+  }
+
+  // The size of the variable in braces that stands here; 0 if none does.
+  std::size_t variable() const {
+    if (at_ == text_.size() || text_[at_] != '{') return 0;
+    for (Row const& row : *rows_)
+      if (text_.substr(at_ + 1).starts_with(row.variable) &&
+          text_.substr(at_ + 1 + row.variable.size()).starts_with('}'))
+        return row.variable.size() + 2;
+    return 0;
   }
 
   Token::Sort take_sign(std::size_t size) {
@@ -86,12 +107,17 @@ class Lexer {
 
   std::string_view text_;
   std::size_t at_;
+  std::vector<Row> const* rows_;
 };
 
 class Parser {
  public:
   Parser(std::string_view text, Syntax& syntax, std::size_t begin, std::size_t end)
-      : lexer_(text, begin, end), syntax_(syntax), token_(lexer_.next()), ahead_(lexer_.next()) {}
+      : text_(text.substr(0, end)),
+        lexer_(text_, begin, end, rows_),
+        syntax_(syntax),
+        token_(lexer_.next()),
+        ahead_(lexer_.next()) {}
 
   std::uint32_t whole() {
     const std::uint32_t root = expression();
@@ -299,9 +325,7 @@ class Parser {
     advance();
     if (!is("(")) {
       if (token.written == "list") fail("expected (, found " + found());
-      Expression node = start(Form::name, token.place);
-      node.word = token.written;
-      return add(std::move(node));
+      return named(token);
     }
     advance();
     const bool is_loop = has(kLoops, token.written) && token_.sort == Token::Sort::word &&
@@ -312,11 +336,27 @@ class Parser {
     return several(std::move(node), ")", [this](Expression& call) { part(call); });
   }
 
+  std::uint32_t named(Token const& token) {
+    Expression node = start(Form::name, token.place);
+    node.word = token.written;
+    for (auto row = rows_.rbegin(); row != rows_.rend(); ++row) {
+      if (!row->label) continue;
+      if (token.written == row->variable) {
+        node.form = Form::literal;
+        node.value = row_value(*row->label);
+        break;
+      }
+      node.word = in_row(node.word, row->variable, *row->label);
+    }
+    return add(std::move(node));
+  }
+
   std::uint32_t loop(Token const& operation) {
     Expression node = start(Form::loop, operation.place);
     node.operation = operation.written;
     node.word = name("a name for the elements");
     want("in");
+    if (const auto pattern = row_pattern()) return rows(std::move(node), *pattern);
     const std::uint32_t range = expression_before_if();
     node.parts.push_back(range);
     if (take("if")) node.parts.push_back(expression());
@@ -326,12 +366,121 @@ class Parser {
     return add(std::move(node));
   }
 
+  // --- rows
+
+  // Names and numbers between braces, which are no dictionary.
+  std::optional<std::string_view> row_pattern() const {
+    if (!is("{")) return std::nullopt;
+    const std::string_view rest = text_.substr(token_.place + 1);
+    const std::size_t size = rest.find('}');
+    if (size == 0 || size == std::string_view::npos) return std::nullopt;
+    const auto continues = [](char c) { return continues_word(c) || c == '.' || c == ','; };
+    if (!std::all_of(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(size), continues)) return std::nullopt;
+    return text_.substr(token_.place, size + 2);
+  }
+
+  struct RowParts {
+    std::optional<std::uint32_t> condition;
+    std::uint32_t body = 0;
+  };
+
+  // The text behind the pattern is read as it is written, and once for each row.
+  std::uint32_t rows(Expression&& node, std::string_view pattern) {
+    const Deeper deeper(*this);
+    std::vector<std::string> labels;
+    try {
+      labels = row_labels(pattern);
+    } catch (PatternError const& error) {
+      fail("expected " + std::string(error.what()));
+    }
+    const std::size_t begin = token_.place + pattern.size();
+    rows_.push_back({node.word, std::nullopt});
+    const RowParts written = row(begin);
+    std::vector<RowParts> all;
+    for (std::string& label : labels) {
+      rows_.back().label = std::move(label);
+      all.push_back(row(begin));
+    }
+    rows_.pop_back();
+    go_to(closed_);
+    node.form = Form::rows;
+    node.value = Value(std::string(pattern));
+    node.parts.push_back(combined(node, all));
+    if (written.condition) node.parts.push_back(*written.condition);
+    node.parts.push_back(written.body);
+    return add(std::move(node));
+  }
+
+  RowParts row(std::size_t begin) {
+    go_to(begin);
+    RowParts parts;
+    if (take("if")) parts.condition = expression();
+    want(":");
+    parts.body = expression();
+    closed_ = token_.place + 1;
+    want(")");
+    return parts;
+  }
+
+  void go_to(std::size_t place) {
+    lexer_ = Lexer(text_, place, text_.size(), rows_);
+    token_ = lexer_.next();
+    ahead_ = lexer_.next();
+  }
+
+  // What the rows come to together, in forms that there are without rows.
+  std::uint32_t combined(Expression const& node, std::vector<RowParts> const& all) {
+    std::vector<std::uint32_t> parts;
+    for (RowParts const& row : all) parts.push_back(combined(node, row));
+    const bool is_all = node.operation == "all";
+    if (is_all || node.operation == "any") return joined(is_all ? Form::and_ : Form::or_, std::move(parts), node);
+    if (node.operation == "list" && !all[0].condition) return several(Form::list, std::move(parts), node);
+    std::uint32_t sum = parts[0];
+    for (std::size_t i = 1; i < parts.size(); ++i) sum = binary(Form::arithmetic, "+", node.place, sum, parts[i]);
+    return sum;
+  }
+
+  std::uint32_t combined(Expression const& node, RowParts const& row) {
+    if (node.operation == "any")
+      return row.condition ? several(Form::and_, {*row.condition, row.body}, node) : row.body;
+    if (node.operation == "all")
+      return row.condition ? several(Form::or_, {several(Form::not_, {*row.condition}, node), row.body}, node)
+                           : row.body;
+    if (node.operation == "count") {
+      const std::uint32_t holds = row.condition ? several(Form::and_, {*row.condition, row.body}, node) : row.body;
+      return several(Form::conditional, {holds, integer(1, node), integer(0, node)}, node);
+    }
+    if (!row.condition) return row.body;
+    if (node.operation == "sum") return several(Form::conditional, {*row.condition, row.body, integer(0, node)}, node);
+    return several(Form::conditional,
+                   {*row.condition, several(Form::list, {row.body}, node), several(Form::list, {}, node)}, node);
+  }
+
+  // A chain of one part is that part.
+  std::uint32_t joined(Form form, std::vector<std::uint32_t> parts, Expression const& at) {
+    return parts.size() == 1 ? parts[0] : several(form, std::move(parts), at);
+  }
+
+  std::uint32_t several(Form form, std::vector<std::uint32_t> parts, Expression const& at) {
+    Expression node = start(form, at.place);
+    node.parts = std::move(parts);
+    return add(std::move(node));
+  }
+
+  std::uint32_t integer(int value, Expression const& at) {
+    Expression node = start(Form::literal, at.place);
+    node.value = Value(value);
+    return add(std::move(node));
+  }
+
   // What a loop runs over: `if` behind it begins the loop's condition.
   std::uint32_t expression_before_if() { return sum(); }
 
   std::string name(std::string const& what) {
     if (token_.sort != Token::Sort::word || !is_name(token_.written)) fail("expected " + what + ", found " + found());
     std::string word(token_.written);
+    for (Row const& row : rows_)
+      if (row.variable == word) fail(word + " stands for the rows around already");
     advance();
     return word;
   }
@@ -349,6 +498,7 @@ class Parser {
     int depth = 0;
     for (const std::uint32_t part : node.parts) depth = std::max(depth, depths_[part - first_]);
     if (depth >= kDeepestTree) throw RuleError("nested too deeply", node.place);
+    if (syntax_.nodes.size() >= kMostPlaces) throw RuleError("too many rows", node.place);
     depths_.push_back(depth + 1);
     syntax_.nodes.push_back(std::move(node));
     return static_cast<std::uint32_t>(syntax_.nodes.size() - 1);
@@ -378,6 +528,9 @@ class Parser {
   }
   [[noreturn]] void fail(std::string const& text) const { throw RuleError(text, token_.place); }
 
+  std::string_view text_;
+  std::vector<Row> rows_;   // around what is being read
+  std::size_t closed_ = 0;  // behind the rows that were read last
   Lexer lexer_;
   Syntax& syntax_;
   std::size_t first_ = syntax_.nodes.size();
@@ -419,6 +572,21 @@ bool is_name(std::string_view word) {
   return !word.empty() && begins_word(word[0]) && !has(kReserved, word) &&
          std::all_of(word.begin(), word.end(), continues_word);
 }
+
+std::string in_row(std::string_view name, std::string_view variable, std::string_view label) {
+  std::string braced = "{", filled(name);
+  braced.append(variable).append("}");
+  for (std::size_t at = 0; (at = filled.find(braced, at)) != std::string::npos; at += label.size())
+    filled.replace(at, braced.size(), label);
+  return filled;
+}
+
+Value row_value(std::string const& label) {
+  const auto integer = number::whole<std::int64_t>(label);
+  return integer && std::to_string(*integer) == label ? Value(*integer) : Value(label);
+}
+
+std::vector<std::string> row_labels(std::string_view pattern) { return expand(pattern, kMostRows); }
 
 Syntax parse(std::string_view text) {
   check_size(text);
@@ -537,6 +705,10 @@ class Writer {
         return part(parts[0], 8) + "[" + whole(parts[1]) + "]";
       case Form::loop: {
         const std::string head = node.operation + "(" + node.word + " in " + part(parts[0], 5);
+        return head + (parts.size() > 2 ? " if " + whole(parts[1]) : "") + ": " + whole(parts.back()) + ")";
+      }
+      case Form::rows: {
+        const std::string head = node.operation + "(" + node.word + " in " + node.value.cell().text();
         return head + (parts.size() > 2 ? " if " + whole(parts[1]) : "") + ": " + whole(parts.back()) + ")";
       }
     }

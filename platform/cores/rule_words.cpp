@@ -107,6 +107,7 @@ class Speaker {
       case Form::let:
         return statement(node.parts[1], holds) + ", where " + node.word + " is " + value(node.parts[0]);
       case Form::loop:
+      case Form::rows:
         return (holds ? "" : "not ") + quantified(node);
       case Form::call:
         return call(node, holds ? std::span<CallWords const>(kHolds) : kFails)
@@ -168,6 +169,7 @@ class Speaker {
       case Form::index:
         return "entry " + value(node.parts[1]) + " of " + operand(node.parts[0]);
       case Form::loop:
+      case Form::rows:
         return gathered(node);
       case Form::call:
         if (is_truth(number)) return "whether " + statement(number);
@@ -191,6 +193,7 @@ class Speaker {
       case Form::within:
         return true;
       case Form::loop:
+      case Form::rows:
         return node.operation == "any" || node.operation == "all";
       case Form::call:
         for (CallWords const& one : kHolds)
@@ -223,7 +226,7 @@ class Speaker {
       }
       const bool is_row = part == Form::and_ || part == Form::or_;
       const bool is_other = is_row && ((part == Form::and_) == part_holds) != all;
-      const bool is_long = part == Form::let || part == Form::loop;
+      const bool is_long = part == Form::let || part == Form::loop || part == Form::rows;
       const std::string words = statement(node.parts[i], holds);
       text += is_other || is_long ? "(" + words + ")" : words;
     }
@@ -264,9 +267,15 @@ class Speaker {
     return is_simple ? value(number) : "(" + value(number) + ")";
   }
 
+  // What a loop or rows run over.
+  std::string among(Expression const& node) const {
+    const std::string over =
+        node.word + (node.form == Form::rows ? " of " + node.value.cell().text() : " among " + value(node.parts[0]));
+    return node.parts.size() > 2 ? over + " where " + statement(node.parts[1]) : over;
+  }
+
   std::string quantified(Expression const& node) const {
-    const std::string over = node.word + " among " + value(node.parts[0]);
-    const std::string among = node.parts.size() > 2 ? over + " where " + statement(node.parts[1]) : over;
+    const std::string among = this->among(node);
     if (node.operation == "any") return "for some " + among + ": " + statement(node.parts.back());
     if (node.operation == "all") return "for every " + among + ": " + statement(node.parts.back());
     return value_of_loop(node);
@@ -278,8 +287,7 @@ class Speaker {
   }
 
   std::string value_of_loop(Expression const& node) const {
-    std::string among = node.word + " among " + value(node.parts[0]);
-    if (node.parts.size() > 2) among += " where " + statement(node.parts[1]);
+    const std::string among = this->among(node);
     Expression const& each = syntax_.at(node.parts.back());
     if (node.operation == "count") return "how many " + among + " have " + statement(node.parts.back());
     const bool is_itself = each.form == Form::name && each.word == node.word;

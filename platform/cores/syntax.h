@@ -28,6 +28,8 @@ enum class Form : std::uint8_t {
   dictionary,   ///< {part: part, ...}
   index,        ///< part[part]
   loop,         ///< `operation`(`word` in part: part), or with a condition `operation`(`word` in part if part: part)
+  rows,  ///< `operation`(`word` in {...}: ...), whose pattern is the text `value`: what it stands for, row by row,
+         ///< then its condition, if it has one, and its body as they are written
 };
 
 /// One place of the tree. Parts are numbers of other nodes.
@@ -35,7 +37,7 @@ struct Expression {
   Form form;
   std::uint32_t place = 0;  ///< offset in the text
   std::string word = {};
-  std::string operation = {};  ///< of a loop: list any all sum count
+  std::string operation = {};  ///< of a loop and of rows: list any all sum count
   Value value = {};
   std::vector<std::uint32_t> parts = {};
 };
@@ -50,6 +52,8 @@ struct Syntax {
 
 constexpr std::size_t kLongestRule = std::size_t{64} * 1024;
 constexpr int kDeepestRule = 200;
+constexpr std::size_t kMostRows = 500;       // of one pattern
+constexpr std::size_t kMostPlaces = 50'000;  // of the tree of a rule, all rows written out
 
 /// Parses `text`. Throws RuleError.
 Syntax parse(std::string_view text);
@@ -61,6 +65,15 @@ Syntax parse_template(std::string_view text);
 /// Whether `word` may name a parameter or a definition: letters, digits and `_`, no digit first, none of the language's
 /// own words.
 bool is_name(std::string_view word);
+
+/// What a name in the rows of `variable` stands for in the row `label`: each `{variable}` in it replaced.
+std::string in_row(std::string_view name, std::string_view variable, std::string_view label);
+
+/// What the variable of rows is worth in the row `label`: an integer if the label is a whole number, else a text.
+Value row_value(std::string const& label);
+
+/// The labels of the rows of a pattern. Throws PatternError.
+std::vector<std::string> row_labels(std::string_view pattern);
 
 /// The rule in its plainest form: one blank between words, brackets only where they are needed.
 std::string written(Syntax const& syntax, std::uint32_t node);

@@ -91,6 +91,11 @@ class TermReader {
         return term;
       case Form::loop:
         return term;
+      case Form::rows: {  // told as it is written, taken apart by its rows
+        Term rows = this->term(node.parts[0]);
+        rows.node_ = number;
+        return rows;
+      }
       case Form::name:
         if (!is_local(node.word)) term.slot_ = scope_.symbol(node.word)->slot;
         return term;

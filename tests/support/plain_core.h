@@ -93,22 +93,27 @@ class PlainRules {
   };
   Asked& asked(std::uint32_t search) { return asked_[search]; }
 
- private:
-  Named named(Syntax const& syntax, Expression const& node) const {
+  /// What a place of the tree stands for; within rows, in those at hand.
+  Named named(Syntax const& syntax, Expression const& node, Reader::Rows const& rows = {}) const {
     using What = Named::What;
     if (node.form == Form::name) {
-      if (const auto number = parameter(node.word)) return {What::value, *number};
-      const auto definition = definitions_.find(node.word);
+      const std::string name = Reader::in_rows(node.word, rows);
+      if (const auto number = parameter(name)) return {What::value, *number};
+      const auto definition = definitions_.find(name);
       return definition == definitions_.end() ? Named() : Named{What::definition, definition->second};
     }
     if (node.form != Form::call) return {};
     if (node.word == "device")
       return {What::fact, core_->find_fact(syntax.at(node.parts[0]).value.cell().text()).value()};
     for (auto const& [word, what] : {std::pair("user", What::user), {"given", What::given}, {"enabled", What::enabled}})
-      if (node.word == word) return {what, parameter(syntax.at(node.parts[0]).word).value()};
+      if (node.word == word) {
+        const auto number = parameter(Reader::in_rows(syntax.at(node.parts[0]).word, rows));
+        return number ? Named{what, *number} : Named();  // none: within rows, as they are written
+      }
     return {};
   }
 
+ private:
   // Parts and older versions go on with the names that parameters had.
   std::optional<std::uint32_t> parameter(std::string const& name) const {
     const auto number = core_->find(name);
@@ -225,7 +230,9 @@ class PlainCore {
   /// Reads a rule of the core for what it comes to; nothing for a fault.
   std::optional<Item> read(Rule const& rule) {
     PlainRules::Parsed& parsed = rules_.parsed(rule);
-    const auto outside = [&](std::uint32_t place) { return named(parsed.names[place]); };
+    const auto outside = [&](std::uint32_t place, Reader::Rows const& rows) {
+      return named(rows.empty() ? parsed.names[place] : rules_.named(parsed.syntax, parsed.syntax.at(place), rows));
+    };
     try {
       const Item item = Reader(parsed.syntax, outside, &parsed.seen, asked_of_tables).whole();
       if (!parsed.first)

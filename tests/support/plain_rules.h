@@ -133,8 +133,12 @@ using SeenTruths = std::vector<unsigned char>;
 
 class Reader {
  public:
-  /// What stands behind a place of the tree: a name that is not the tree's own, or a call that is no function.
-  using Outside = std::function<std::optional<Item>(std::uint32_t place)>;
+  /// The rows that are being read, outermost first: variables with their labels.
+  using Rows = std::vector<std::pair<std::string, std::string>>;
+
+  /// What stands behind a place of the tree: a name that is not the tree's own, or a call that is no function. Names
+  /// within rows have their variables in braces.
+  using Outside = std::function<std::optional<Item>(std::uint32_t place, Rows const& rows)>;
 
   /// What a function gives that is not the language's own; nothing for an unknown one.
   using Host = std::function<std::optional<Item>(std::string const& function, List const& arguments)>;
@@ -142,12 +146,21 @@ class Reader {
   Reader(kdi::cores::Syntax const& syntax, Outside outside, SeenTruths* seen = nullptr, Host host = nullptr)
       : syntax_(syntax), outside_(std::move(outside)), seen_(seen), host_(std::move(host)) {}
   Reader(kdi::cores::Syntax const& syntax, std::map<std::string, Item> const& values)
-      : Reader(syntax, [&](std::uint32_t place) -> std::optional<Item> {
+      : Reader(syntax, [&](std::uint32_t place, Rows const& rows) -> std::optional<Item> {
           if (syntax.at(place).form == kdi::cores::Form::call) return std::nullopt;
-          return values.at(syntax.at(place).word);
+          return values.at(in_rows(syntax.at(place).word, rows));
         }) {}
 
   Item whole() { return of(syntax_.root); }
+
+  /// The name with the labels of the rows in place of their variables.
+  static std::string in_rows(std::string name, Rows const& rows) {
+    for (auto const& [variable, label] : rows) {
+      const std::string braced = "{" + variable + "}";
+      while (name.find(braced) != std::string::npos) name.replace(name.find(braced), braced.size(), label);
+    }
+    return name;
+  }
 
  private:
   using Form = kdi::cores::Form;
@@ -169,7 +182,7 @@ class Reader {
       case Form::name:
         for (auto own = own_.rbegin(); own != own_.rend(); ++own)
           if (*own->first == node.word) return own->second;
-        return outside_(number).value();
+        return outside_(number, rows_).value();
       case Form::negate: {
         const Item item = of(parts[0]);
         return item.index() == 1 ? integer(-std::get<Integer>(item)) : decimal(-std::get<Fraction>(item));
@@ -233,6 +246,8 @@ class Reader {
       }
       case Form::loop:
         return loop(node);
+      case Form::rows:
+        return rows(node);
       case Form::call:
         return call(number, node);
     }
@@ -277,33 +292,78 @@ class Reader {
     return a.index() == 1 && b.index() == 1 ? integer(boost::multiprecision::numerator(result)) : decimal(result);
   }
 
-  Item loop(kdi::cores::Expression const& node) {
-    const Item range = of(node.parts[0]);
-    auto list = std::make_shared<List>();
+  // What a loop or rows come to, element by element.
+  struct Gathered {
+    std::shared_ptr<List> list = std::make_shared<List>();
     Integer count = 0;
     Item sum = Integer(0);
+    bool leave = false, answer = false;
+  };
+
+  void gather(kdi::cores::Expression const& node, bool has_condition, Gathered& all) {
+    if (has_condition && !truth(node.parts[1])) return;
+    const Item body = of(node.parts.back());
+    if (node.operation == "list") all.list->push_back(body);
+    if (node.operation == "sum") all.sum = arithmetic("+", all.sum, body);
+    if (node.operation == "count" && std::get<bool>(body)) ++all.count;
+    if (node.operation == "any") all.leave = all.answer = std::get<bool>(body);
+    if (node.operation == "all") all.leave = !std::get<bool>(body);
+  }
+
+  static Item outcome(std::string const& operation, Gathered const& all) {
+    if (all.leave) return all.answer;
+    if (operation == "list") return all.list;
+    if (operation == "sum") return all.sum;
+    if (operation == "count") return all.count;
+    return operation == "all";
+  }
+
+  Item loop(kdi::cores::Expression const& node) {
+    const Item range = of(node.parts[0]);
+    Gathered all;
     for (Item const& element : *std::get<4>(range)) {
-      bool leave = false, answer = false;
       with(node.word, element, [&]() -> Item {
-        if (node.parts.size() > 2 && !truth(node.parts[1])) return false;
-        const Item body = of(node.parts.back());
-        if (node.operation == "list") list->push_back(body);
-        if (node.operation == "sum") sum = arithmetic("+", sum, body);
-        if (node.operation == "count" && std::get<bool>(body)) ++count;
-        if (node.operation == "any") leave = answer = std::get<bool>(body);
-        if (node.operation == "all") leave = !std::get<bool>(body);
+        gather(node, node.parts.size() > 2, all);
         return false;
       });
-      if (leave) return answer;
+      if (all.leave) break;
     }
-    if (node.operation == "list") return list;
-    if (node.operation == "sum") return sum;
-    if (node.operation == "count") return count;
-    return node.operation == "all";
+    return outcome(node.operation, all);
+  }
+
+  // The body as it is written, with the labels in its names; what the parser made of the rows is not looked at.
+  Item rows(kdi::cores::Expression const& node) {
+    Gathered all;
+    for (std::string const& label : labels(node.value.cell().text())) {
+      const bool is_whole = label == "0" || (label[0] != '0' && label.find_first_not_of("0123456789") == label.npos);
+      rows_.emplace_back(node.word, label);
+      with(node.word, is_whole ? Item(Integer(label)) : Item(label), [&]() -> Item {
+        gather(node, node.parts.size() > 2, all);
+        return false;
+      });
+      rows_.pop_back();
+      if (all.leave) break;
+    }
+    return outcome(node.operation, all);
+  }
+
+  // Of `{a..b}` and `{A,B}`.
+  static std::vector<std::string> labels(std::string const& pattern) {
+    std::vector<std::string> all;
+    const std::string inner = pattern.substr(1, pattern.size() - 2);
+    if (const std::size_t dots = inner.find(".."); dots != std::string::npos) {
+      for (int i = std::stoi(inner); i <= std::stoi(inner.substr(dots + 2)); ++i) all.push_back(std::to_string(i));
+      return all;
+    }
+    for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 1) {
+      end = inner.find(',', at);
+      all.push_back(inner.substr(at, end == std::string::npos ? end : end - at));
+    }
+    return all;
   }
 
   Item call(std::uint32_t number, kdi::cores::Expression const& node) {
-    if (std::optional<Item> other = outside_(number)) return *std::move(other);
+    if (std::optional<Item> other = outside_(number, rows_)) return *std::move(other);
     List arguments;
     for (const std::uint32_t part : node.parts) arguments.push_back(of(part));
     if (host_)
@@ -488,6 +548,7 @@ class Reader {
   SeenTruths* seen_;
   Host host_;
   std::vector<std::pair<std::string const*, Item>> own_;  // names of the tree, the innermost last
+  Rows rows_;
 };
 
 }  // namespace plain_rules

@@ -1,6 +1,7 @@
 // Well-typed rules at random, and values for what they read.
 #pragma once
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <utility>
@@ -125,7 +126,9 @@ class RandomRules {
           case 1:
             return one_of({"floor(", "ceil("}) + of(Kind::decimal, depth) + ")";
           case 2:
-            return loop(one_of({"sum", "count"}), depth);
+            return below(2) == 0   ? loop(one_of({"sum", "count"}), depth)
+                   : below(2) == 0 ? rows("count", Kind::truth, depth)
+                                   : rows("sum", Kind::integer, depth);
           case 3:
             return "(" + of(kIntegers, depth) + ")[" + of(Kind::integer, depth) + "]";
           case 4:
@@ -134,7 +137,9 @@ class RandomRules {
             return two(Kind::integer, one_of({"+", "-", "*", "div", "mod"}), depth);
         }
       case Kind::decimal:
-        switch (below(5)) {
+        switch (below(6)) {
+          case 5:
+            return rows("sum", Kind::decimal, depth);
           case 0:
             return "(" + of(Kind::integer, depth) + " " + one_of({"+", "-", "*"}) + " " + of(Kind::decimal, depth) +
                    ")";
@@ -170,7 +175,7 @@ class RandomRules {
         return below(2) == 0 ? "(" + of(Kind::text, depth) + " in " + of(one_type({kTexts, kPrices}), depth) + ")"
                              : "(" + of(Kind::integer, depth) + " not in " + of(kIntegers, depth) + ")";
       case 4:
-        return loop(one_of({"any", "all"}), depth);
+        return below(2) == 0 ? loop(one_of({"any", "all"}), depth) : rows(one_of({"any", "all"}), Kind::truth, depth);
       default:
         return compare(depth);
     }
@@ -184,7 +189,9 @@ class RandomRules {
 
   std::string list(Type type, int depth) {
     const Type element = type.element();
-    switch (below(4)) {
+    switch (below(5)) {
+      case 4:
+        return rows("list", element, depth);
       case 0:
         return "[" + of(element, depth) + ", " + of(element, depth) + "]";
       case 1:
@@ -211,6 +218,24 @@ class RandomRules {
     if (below(2) == 0) text += " if " + of(Kind::truth, depth);
     text += ": " + of(operation == "sum" ? Type(Kind::integer) : Type(Kind::truth), depth) + ")";
     locals_.pop_back();
+    return text;
+  }
+
+  // Over names that differ in a last 0 and 1 alone.
+  std::string rows(std::string const& operation, Type body, int depth) {
+    const std::size_t outer = locals_.size();
+    const std::string row = "x" + std::to_string(outer);
+    std::string text = operation + "(" + row + " in " + one_of({"{0..1}", "{1,0}", "{0..0}"});
+    locals_.emplace_back(row, Kind::integer);
+    for (auto const& [name, type] : names_) {
+      const std::string stem = name.substr(0, name.size() - 1);
+      const std::pair<std::string, Type> twin(stem + "1", type);
+      if (name == stem + "0" && std::find(names_.begin(), names_.end(), twin) != names_.end())
+        locals_.emplace_back(stem + "{" + row + "}", type);
+    }
+    if (below(2) == 0) text += " if " + of(Kind::truth, depth);
+    text += ": " + of(body, depth) + ")";
+    locals_.resize(outer, {"", Kind::truth});
     return text;
   }
 

@@ -80,6 +80,11 @@ const Hostile kHostile[] = {
            "A${n}", each("{0..99999}") + R"(, "derived": "sum(i in [${n})" + repeated(",1", 30'000) + R"x(]: i)")x"));
      },
      "made.json:1: parameters[0].derived: expected rules that take at most 512 MiB in all, patterns written out", true},
+    {"rows_without_end",
+     [] {
+       return core(parameter("A", R"x("derived": "sum(i in {0..499}: sum(j in {0..499}: sum(k in {0..499}: 1)))")x"));
+     },
+     "made.json:1: parameters[0].derived: column 39: too many rows"},
     {"long_texts_in_all_rows",
      [] {
        return core(parameter("A${n}", each("{0..99999}")) + "," +

@@ -26,6 +26,10 @@ class Parameters : public Scope {
     add("PADS", *Type::list_of(Kind::integer), Value::list({3, 4, 5}));
     add("LOADS", *Type::dictionary_of(Kind::decimal),
         Value::dictionary({{"a", Decimal::of(15, 1)}, {"b", Decimal(2)}}));
+    for (int row = 0; row < 3; ++row) {
+      add("ROW" + std::to_string(row) + "_ON", Kind::truth, row != 1);
+      add("ROW" + std::to_string(row) + "_MHZ", Kind::decimal, Decimal::of(15 + 10 * row, 1));
+    }
     double_ = {"double_of", {Kind::integer}, Kind::integer, [](void* context, std::span<Cell const> arguments) {
                  ++*static_cast<int*>(context);
                  return Value(2 * arguments[0].integer());
@@ -122,6 +126,22 @@ TEST(RuleLanguage, AnswersInEveryForm) {
       {"'a' < 'b'", "true"},
       {"PADS == [3, 4, 5]", "true"},
       {"[] == PADS", "false"},
+      {"any(r in {0..2}: ROW{r}_ON)", "true"},
+      {"all(r in {0..2}: ROW{r}_ON)", "false"},
+      {"all(r in {0..2} if ROW{r}_ON: ROW{r}_MHZ > 1)", "true"},
+      {"any(r in {0..2} if ROW{r}_ON: ROW{r}_MHZ > 4)", "false"},
+      {"count(r in {0..2}: ROW{r}_ON)", "2"},
+      {"count(r in {0,2} if r > 0: ROW{r}_ON)", "1"},
+      {"sum(r in {0..2}: ROW{r}_MHZ)", "7.5"},
+      {"sum(r in {0..2} if ROW{r}_ON: ROW{r}_MHZ)", "5"},
+      {"list(r in {0..2}: ROW{r}_MHZ)", "[1.5, 2.5, 3.5]"},
+      {"list(r in {0..2} if ROW{r}_ON: r)", "[0, 2]"},
+      {"list(r in {1..1}: ROW{r}_MHZ)", "[2.5]"},
+      {"list(side in {ON,MHZ}: side)", "['ON', 'MHZ']"},
+      {"list(side in {ROW0,ROW2}: {side}_MHZ)", "[1.5, 3.5]"},
+      {"list(a in {0..1}: list(b in {0..1} if a != b: ROW{a}_MHZ - ROW{b}_MHZ))", "[[-1], [1]]"},
+      {"any(r in {0..1}: ROW{r}_MHZ > 2) and any(r in {0..1}: {'x': r}['x'] == 1)", "true"},
+      {"list(x in {'a': [1, 2]}['a']: x)", "[1, 2]"},
   };
   for (auto const& [text, answer] : answers) EXPECT_EQ(p.value(text), answer) << text;
 }
@@ -249,6 +269,14 @@ TEST(RuleLanguage, MistakesAreToldWithTheirPlace) {
       {"list(PADS)", "10: expected in, found )"},
       {"list", "5: expected (, found the end"},
       {"list(1 in PADS: 1)", "6: expected a name for the elements, found 1"},
+      {"any(r in {0..3}: ROW{r}_ON)", "18: unknown name ROW3_ON"},
+      {"any(r in {3..0}: ROW{r}_ON)", "10: expected a range such as {4..7} of numbers that ascend"},
+      {"any(r in {0..999}: true)", "10: expected a pattern of at most 500 names"},
+      {"any(N in {0..1}: ON)", "1: N is the name of a parameter already"},
+      {"any(r in {0..1}: any(r in {0..1}: ON))", "22: r stands for the rows around already"},
+      {"all(r in {0..1}: ROW{r}_MHZ)", "18: expected a value of type truth, found one of type decimal"},
+      {"list(r in {a,1}: r)", "18: expected a value of type text, found one of type integer"},
+      {"ROW{r}_ON", "4: expected an operator or the end, found {"},
   };
   for (auto const& [text, error] : errors) EXPECT_EQ(p.error(text), error) << text;
   EXPECT_EQ(p.error("N", Kind::truth), "1: expected a value of type truth, found one of type integer");
@@ -351,6 +379,10 @@ TEST(RuleLanguage, HostileRulesEnd) {
   EXPECT_EQ(p.error(many(10000, "-") + "1").substr(5), "nested too deeply");
   EXPECT_EQ(p.error("1" + many(10000, " + 1")).find("nested too deeply") != std::string::npos, true);
   EXPECT_EQ(p.error(many(70000, " ")), "65537: longer than 65536 bytes");
+  std::string nested = "ON";
+  for (int i = 0; i < 60; ++i) nested = "any(r" + std::to_string(i) + " in {0..0}: " + nested + ")";
+  const std::string error = p.error(nested);
+  EXPECT_EQ(error.substr(error.find(' ') + 1), "too many rows");
   EXPECT_EQ(p.value("ON" + many(8000, " and ON")), "true");
   const std::string long_list = "let l = numbers(1, 10000); ";
   EXPECT_EQ(p.fault(long_list + "count(a in l: any(b in l: a + b == 0))"), "an evaluation takes too many steps");
@@ -380,6 +412,10 @@ TEST(RuleLanguage, WritesRulesPlainly) {
   EXPECT_EQ(Rule::compile("(1-(2-3))*-(4)", p).written(), "(1 - (2 - 3)) * -4");
   EXPECT_EQ(Rule::compile("not(N not in PADS)", p).written(), "not not N in PADS");
   EXPECT_EQ(Rule::compile("4.0 + FREQ", p).written(), "4.0 + FREQ");
+  EXPECT_EQ(Rule::compile("not(any(r in {0..2}if(ROW{r}_ON):ROW{r}_MHZ>r))", p).written(),
+            "not any(r in {0..2} if ROW{r}_ON: ROW{r}_MHZ > r)");
+  EXPECT_EQ(Rule::compile("sum(a in {0,2}: sum(b in {1..2}: ROW{a}_MHZ*ROW{b}_MHZ))", p).written(),
+            "sum(a in {0,2}: sum(b in {1..2}: ROW{a}_MHZ * ROW{b}_MHZ))");
 }
 
 TEST(RuleLanguage, OneRuleServesManyThreads) {
