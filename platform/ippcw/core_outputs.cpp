@@ -1,6 +1,7 @@
 #include "platform/ippcw/core_outputs.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 
 #include "kdi/cdo/Cdo.h"
@@ -9,6 +10,7 @@
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Outputs.h"
+#include "kdi/ip/SystemPower.h"
 
 namespace hardip_eng {
 namespace {
@@ -41,6 +43,13 @@ std::string json_list(std::vector<std::string> const& rows, std::string const& i
   std::string text = "[";
   for (std::size_t i = 0; i < rows.size(); ++i) text += (i == 0 ? "\n" : ",\n") + indent + "  " + rows[i];
   return text + "\n" + indent + "]";
+}
+
+// A processing system, which has the monitor, whatever it measures.
+bool has_monitor(kdi::cores::Core const& core) {
+  using kdi::cores::Interface;
+  const Interface interface = core.interface();
+  return interface != Interface::fixed && interface != Interface::block && interface != Interface::earlier;
 }
 
 std::string head(OutputCore const& core) {
@@ -97,20 +106,68 @@ std::string constraints_text(OutputCore const& core) {
   return text;
 }
 
-std::string power_text(OutputCore const& core) {
-  std::vector<std::string> rows;
-  std::map<std::string, kdi::cores::Decimal> sums;
-  for (kdi::cores::PowerRow const& row : kdi::cores::power_rows(*map_of(core), core.configuration.instance())) {
-    rows.push_back("{" + member("item", json_text(row.item)) + ", " + member("supply", json_text(row.supply)) + ", " +
-                   member("milliwatts", row.milliwatts.text()) + "}");
-    kdi::cores::Decimal& sum = sums[row.supply];
-    sum = sum + row.milliwatts;
+namespace {
+
+using kdi::power::SystemItem;
+using kdi::power::SystemPower;
+
+// The value of the parameter whose name ends so; empty if there is none.
+std::string value_behind(Configuration const& configuration, std::string const& end) {
+  auto const& all = configuration.core().parameters();
+  for (std::uint32_t i = 0; i < all.size(); ++i)
+    if (all[i].name.ends_with(end)) return configuration.value(i);
+  return {};
+}
+
+// Rows of items and sums of supplies, in mW.
+class PowerRows {
+ public:
+  void add(std::vector<SystemItem> const& items, char const* kind) {
+    for (SystemItem const& one : items) {
+      const kdi::cores::Decimal milliwatts = kdi::cores::Decimal::of(std::llround(one.milliwatts * 1000), 3);
+      rows_.push_back("{" + member("item", json_text(one.item)) + ", " + member("kind", json_text(kind)) + ", " +
+                      member("supply", json_text(one.supply)) + ", " + member("milliwatts", milliwatts.text()) + "}");
+      sums_[one.supply] = sums_[one.supply] + milliwatts;
+      total_ = total_ + milliwatts;
+    }
   }
-  std::vector<std::string> supplies;
-  for (auto const& [supply, sum] : sums)
-    supplies.push_back("{" + member("supply", json_text(supply)) + ", " + member("milliwatts", sum.text()) + "}");
-  return head(core) + member("supplies", json_list(supplies, "  ")) + ",\n  " + member("items", json_list(rows, "  ")) +
-         "\n}\n";
+  std::string text() const {
+    std::vector<std::string> supplies;
+    for (auto const& [supply, sum] : sums_)
+      supplies.push_back("{" + member("supply", json_text(supply)) + ", " + member("milliwatts", sum.text()) + "}");
+    return member("total", total_.text()) + ",\n  " + member("supplies", json_list(supplies, "  ")) + ",\n  " +
+           member("items", json_list(rows_, "  "));
+  }
+
+ private:
+  std::vector<std::string> rows_;
+  std::map<std::string, kdi::cores::Decimal> sums_;
+  kdi::cores::Decimal total_;
+};
+
+}  // namespace
+
+// Leakage and pads are those of a whole processing system: once, with the core of the master's region.
+std::string power_text(OutputCore const& core) {
+  std::vector<SystemItem> dynamic;
+  std::vector<kdi::power::SystemPad> pads;
+  for (kdi::cores::PowerRow const& row : kdi::cores::power_rows(*map_of(core), core.configuration.instance()))
+    dynamic.push_back({row.item, row.supply, kdi::number::whole<double>(row.milliwatts.text()).value_or(0)});
+  for (kdi::cores::PadInUse const& pad : kdi::cores::pads_in_use(core.configuration.instance()))
+    pads.push_back({pad.bank, pad.number, pad.function});
+  const auto power = core.part == nullptr
+                         ? std::nullopt
+                         : kdi::power::system_power(*core.part, dynamic, pads, [&](std::string const& end) {
+                             return value_behind(core.configuration, end);
+                           });
+  PowerRows rows;
+  rows.add(power ? power->dynamic : dynamic, "dynamic");
+  if (power && core.region == 0 && has_monitor(core.configuration.core())) rows.add(power->leakage, "leakage");
+  if (power) rows.add(power->pads, "pads");
+  const std::string conditions = power ? member("junction_c", kdi::number::plain(power->junction_c)) + ",\n  " +
+                                             member("core_v", kdi::number::plain(power->core_v)) + ",\n  "
+                                       : std::string();
+  return head(core) + conditions + rows.text() + "\n}\n";
 }
 
 std::string pads_text(OutputCore const& core) {
@@ -216,13 +273,6 @@ namespace {
 
 // Those of some devices alone: without commands there is no such file.
 bool is_optional(std::string const& file) { return file == kNetworkClock || file.starts_with(kOtherController); }
-
-// A core that has the monitor, whatever it measures.
-bool has_monitor(kdi::cores::Core const& core) {
-  using kdi::cores::Interface;
-  const Interface interface = core.interface();
-  return interface != Interface::fixed && interface != Interface::block && interface != Interface::earlier;
-}
 
 // Files of commands, by the names that they have beside others.
 class CommandFiles {

@@ -77,7 +77,7 @@ void EarlierCore::generateXdc(ParamMap const& params, std::string& text, StrVec&
 }
 
 void EarlierCore::generatePowerData(ParamMap const& params, std::string& text, StrVec& errors) {
-  write(params, text, errors, power_data);
+  write(params, text, errors, [&](auto const& instance) { return power_data(instance, core_->part()); });
 }
 
 void EarlierCore::generateIOPadData(ParamMap const& params, std::string& text, StrVec& errors) {

@@ -1,13 +1,17 @@
 #include "platform/ippcw/earlier_texts.h"
 
+#include <cmath>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Core.h"
 #include "kdi/cores/Decimal.h"
+#include "kdi/cores/Outputs.h"
 #include "kdi/cores/PadSection.h"
+#include "kdi/ip/SystemPower.h"
 
 namespace hardip_eng {
 namespace {
@@ -141,15 +145,45 @@ std::string jitter_constraints(Instance const& instance, std::string const& inst
   return text;
 }
 
-std::string power_data(Instance const& instance) {
+namespace {
+
+using kdi::power::SystemItem;
+
+// What is in use, and by the description of whom.
+std::optional<kdi::power::SystemPower> power_at(View const& view, Instance const& instance,
+                                                kdi::device::Part const* part, std::vector<SystemItem> const& dynamic) {
+  if (part == nullptr) return std::nullopt;
+  std::vector<kdi::power::SystemPad> pads;
+  for (kdi::cores::PadInUse const& pad : kdi::cores::pads_in_use(instance))
+    pads.push_back({pad.bank, pad.number, pad.function});
+  return kdi::power::system_power(*part, dynamic, pads,
+                                  [&](std::string const& end) { return view.value(end.substr(end.find('_') + 1)); });
+}
+
+}  // namespace
+
+std::string power_data(Instance const& instance, kdi::device::Part const* part) {
+  const View view(instance);
+  std::vector<SystemItem> items;
+  for (auto const& [name, milliwatts] : view.definitions_behind("POWER_"))
+    items.push_back({kdi::text::lowered(name), "", kdi::number::whole<double>(milliwatts).value_or(0)});
+  const auto power = power_at(view, instance, part, items);
+  if (power) {
+    items = power->dynamic;
+    for (SystemItem const& one : power->leakage) items.push_back({"leakage_" + one.supply, "", one.milliwatts});
+    for (SystemItem const& one : power->pads) items.push_back({"pads_" + one.supply, "", one.milliwatts});
+  }
   Decimal total;
   std::string parts;
-  for (auto const& [part, milliwatts] : View(instance).definitions_behind("POWER_")) {
-    total = total + Decimal::read(milliwatts).value_or(Decimal());
-    parts += (parts.empty() ? "\n" : ",\n") + ("    \"" + kdi::text::lowered(part) + "\": " + milliwatts);
+  for (SystemItem const& one : items) {
+    const Decimal milliwatts = Decimal::of(std::llround(one.milliwatts * 1000), 3);
+    total = total + milliwatts;
+    parts += (parts.empty() ? "\n" : ",\n") + ("    \"" + kdi::text::lowered(one.item) + "\": " + milliwatts.text());
   }
+  const std::string conditions =
+      power ? "  \"junction_c\": " + kdi::number::plain(power->junction_c) + ",\n" : std::string();
   return "{\n  \"format\": 1,\n  \"core\": \"" + instance.core().name() + "\",\n  \"version\": \"" +
-         instance.core().version() + "\",\n  \"unit\": \"mW\",\n  \"parts\": {" + parts +
+         instance.core().version() + "\",\n" + conditions + "  \"unit\": \"mW\",\n  \"parts\": {" + parts +
          "\n  },\n  \"total\": " + total.text() + "\n}\n";
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "kdi/cores/Instance.h"
+#include "kdi/device/Device.h"
 
 namespace hardip_eng {
 
@@ -14,7 +15,8 @@ std::string constraints(kdi::cores::Instance const& instance, std::string const&
 std::string pad_report(kdi::cores::Instance const& instance);
 /// The jitter of the clocks that go to the fabric.
 std::string jitter_constraints(kdi::cores::Instance const& instance, std::string const& instance_name);
-/// What each part of the core takes, in mW.
-std::string power_data(kdi::cores::Instance const& instance);
+/// What each part of the core takes at the conditions of the part, in mW; its leakage and its pads, where the part is
+/// known (kdi/ip/SystemPower.h).
+std::string power_data(kdi::cores::Instance const& instance, kdi::device::Part const* part);
 
 }  // namespace hardip_eng

@@ -1,6 +1,7 @@
 // What a configured core leaves behind, through the doors of the engine: commands, reports, constraints, and the files.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 
 #include "kdi/cdo/Cdo.h"
@@ -10,9 +11,12 @@
 #include "kdi/cores/Outputs.h"
 #include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Store.h"
+#include "kdi/device/parts.h"
+#include "kdi/ip/SystemPower.h"
 #include "kdi/ippcw/HICInst.h"
 #include "kdi/ippcw/HICInstOutputUtils.h"
 #include "kdi/ippcw/HardIP.h"
+#include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -116,6 +120,102 @@ TEST_F(Outputs, ThatTheHardwareCannotHoldAreToldAndLeaveWhatStood) {
   EXPECT_EQ(heard.lines()[0], "ERROR: [ippcw] i: two functions use PMC_MIO 16");
   EXPECT_EQ(scratch_.content("pmc_data.cdo"), "what stood");
   EXPECT_EQ(kdi::list_directory(path).size(), 1U);
+}
+
+// Power as POWER_DATA tells it: sums by kind, and of each supply.
+struct PowerTold {
+  explicit PowerTold(std::string const& text) : file(text, "POWER_DATA") {
+    std::map<std::string, double> supplies;
+    for (const kdi::JsonValue item : file.root().member("items").items()) {
+      const double milliwatts = item.member("milliwatts").number(0, 1e6);
+      kinds[item.member("kind").text()] += milliwatts;
+      supplies[item.member("supply").text()] += milliwatts;
+      total += milliwatts;
+    }
+    EXPECT_NEAR(file.root().member("total").number(0, 1e6), total, 1e-6);
+    for (const kdi::JsonValue supply : file.root().member("supplies").items())
+      EXPECT_NEAR(supply.member("milliwatts").number(0, 1e6), supplies.at(supply.member("supply").text()), 1e-6);
+    EXPECT_EQ(file.root().member("supplies").items().size(), supplies.size());
+  }
+  kdi::JsonFile file;
+  std::map<std::string, double> kinds;
+  double total = 0;
+};
+
+// Recomputed from the data of the power calculator, which is where its figures come from.
+TEST_F(Outputs, ArePowerAtTheConditionsOfThePart) {
+  const kdi::JsonFile data(places::data("power/tavrel.json"));
+  const kdi::JsonValue conditions = data.root().member("conditions"), system = data.root().member("systems").items()[0];
+  const auto told = [&](std::string const& part, ParamMap const& params) {
+    std::string text;
+    StrVec errors;
+    core("pspmc", "1.4", part)->generatePowerData(params, text, errors);
+    HardIPManager::getInstance()->deleteInstance(context_, errors);
+    return PowerTold(text);
+  };
+  PowerTold cool = told("brvn1102-a625-1LHP-e-S", {}), fast = told("brvn1102-a625-2LHP-e-S", {}),
+            hot = told("brvn1102-a625-2LHP-i-S", {}), other = told("brvn1404-a625-2LHP-e-S", {});
+  const double doubling = conditions.member("leakage_doubling_c").number(1, 1000),
+               reference = conditions.member("junction_c").number(0, 100),
+               per_c = conditions.member("dynamic_per_c").number(0, 1),
+               grade = conditions.member("leakage_by_speed").member("-2LHP").number(0, 10);
+  double leaks = 0;
+  for (const kdi::JsonValue supply : system.member("static_w").members()) leaks += 1000 * supply.number(0, 10);
+  EXPECT_NEAR(cool.kinds["leakage"], leaks * std::exp2((100 - reference) / doubling), 0.01);
+  EXPECT_NEAR(fast.kinds["leakage"], grade * cool.kinds["leakage"], 0.01);
+  EXPECT_NEAR(hot.kinds["leakage"], fast.kinds["leakage"] * std::exp2(10 / doubling), 0.01);
+  EXPECT_NEAR(other.kinds["leakage"],
+              fast.kinds["leakage"] * system.member("leakage_by_device").member("brvn1404").number(0, 10), 0.01);
+  EXPECT_NEAR(hot.kinds["dynamic"] / fast.kinds["dynamic"],
+              (1 + per_c * (110 - reference)) / (1 + per_c * (100 - reference)), 1e-4);
+  EXPECT_EQ(hot.file.root().member("junction_c").number(0, 200), 110);
+
+  ParamMap flash{{"PMC_QSPI_PERIPHERAL_ENABLE", "1"}};
+  PowerTold low = told("brvn1102-a625-2LHP-e-S", flash);
+  flash["PMC_BANK_0_IO_STANDARD"] = "LVCMOS3.3";
+  PowerTold high = told("brvn1102-a625-2LHP-e-S", flash);
+  const auto pad = [&](char const* standard) {
+    const kdi::JsonValue levels = system.member("standards").member(standard);
+    const double volts = levels.member("volts").number(0, 10);
+    return levels.member("static_mw").number(0, 10) +
+           volts * volts * system.member("load_pf").number(0, 100) *
+               system.member("toggle_mhz").member("Quad SPI").number(0, 1000) / 1000;
+  };
+  EXPECT_GT(low.kinds["pads"], 1);
+  EXPECT_NEAR(high.kinds["pads"] / low.kinds["pads"], pad("LVCMOS3.3") / pad("LVCMOS1.8"), 0.01);
+  EXPECT_EQ(cool.kinds.count("pads"), 0U) << "no pad is used";
+  PowerTold idle = told("brvn1102-a625-2LHP-e-S", {{"PS_A72_LOAD", "10"}});
+  EXPECT_LT(idle.kinds["dynamic"], fast.kinds["dynamic"]);
+}
+
+// What a standard of pads is that the data do not have is told, and counts as the first.
+TEST(SystemPower, TellsOfAStandardThatIsNone) {
+  kdi::device::Part const& part = *kdi::device::find_part("brvn1102-a625-2LHP-e-S");
+  const std::vector<kdi::power::SystemPad> pads{{"PMC_MIO", 3, "UART 0"}, {"NONE", 3, "UART 0"}};
+  const auto power = [&](std::string const& standard) {
+    return kdi::power::system_power(part, {}, pads, [&](std::string const& end) {
+      EXPECT_EQ(end, "_BANK_0_IO_STANDARD");
+      return standard;
+    });
+  };
+  message_host::Capture heard;
+  const auto odd = power("LVCMOS9");
+  EXPECT_EQ(heard.lines(),
+            std::vector<std::string>{"WARNING: [power] unknown pad standard \"LVCMOS9\" counts as LVCMOS1.8"});
+  ASSERT_EQ(odd->pads.size(), 1U);
+  EXPECT_EQ(odd->pads[0].item, "Pads PMC_MIO 0 .. 25");
+  EXPECT_EQ(odd->pads[0].supply, "VCCO_500");
+  EXPECT_EQ(odd->pads[0].milliwatts, power("LVCMOS1.8")->pads[0].milliwatts);
+}
+
+// A configuration outside of any part has what its description says, and nothing of silicon.
+TEST_F(Outputs, ArePowerWithoutConditionsWhereThereIsNoPart) {
+  std::string text;
+  HICInst("psxl_0").GetExportedData("POWER_DATA", text);
+  PowerTold told(text);
+  EXPECT_EQ(told.kinds.size(), 1U);
+  EXPECT_GT(told.kinds["dynamic"], 0);
+  EXPECT_FALSE(told.file.root().find("junction_c"));
 }
 
 TEST_F(Outputs, OfALargerSystemAreWrittenByItsUtilities) {

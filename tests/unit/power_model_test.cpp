@@ -37,6 +37,19 @@ std::string fault(std::string const& text) {
   return "none";
 }
 
+TEST(PowerModel, RefusesWhatIsWrongWithSystems) {
+  const auto place = [](std::string const& fault) { return fault.substr(fault.find(' ') + 1); };
+  EXPECT_EQ(place(fault(changed("\"load_pf\": 12", "\"load_pf\": -1"))),
+            "systems[0].load_pf: expected a number from 0 to 1e+06, found the number -1");
+  EXPECT_EQ(place(fault(changed("\"first\": 16, \"last\": 53", "\"first\": 16, \"last\": 15"))),
+            "systems[0].banks[1].last: expected an integer from 16 to 1000, found the number 15");
+  EXPECT_EQ(place(fault(changed("\"kind\": \"ps7\"", "\"kind\": \"\""))),
+            "systems[0].kind: expected a word, found the text \"\"");
+  EXPECT_EQ(place(fault(changed("{\"volts\": 1.8, ", "{\"volts\": 18, "))),
+            "systems[0].standards.LVCMOS1.8.volts: expected a number from 0 to 10, found the number 18");
+  EXPECT_EQ(place(fault(changed("\"load_pf\": 12,", ""))), "systems[0]: expected a field \"load_pf\", found none");
+}
+
 TEST(PowerModel, RefusesWhatIsWrongWithItsPlace) {
   EXPECT_EQ(fault(shipped_text("zorvan1")), "none");
   EXPECT_EQ(fault("[]"), "f:1: top level: expected an object, found a list");

@@ -144,12 +144,42 @@ auto read_list(JsonValue list, char const* key, Read read) {
   return all;
 }
 
+PadGroup read_pads(JsonValue object) {
+  object.allow_only({"pads", "first", "last", "standard", "supply"});
+  PadGroup group;
+  group.pads = word(object.member("pads"));
+  group.first = static_cast<unsigned>(object.member("first").integer(0, kMostNumber));
+  group.last = static_cast<unsigned>(object.member("last").integer(group.first, kMostNumber));
+  group.standard = word(object.member("standard"));
+  group.supply = word(object.member("supply"));
+  return group;
+}
+
+System read_system(JsonValue object) {
+  object.allow_only({"kind", "static_w", "leakage_by_device", "load_pf", "standards", "toggle_mhz", "banks"});
+  System system;
+  system.kind = word(object.member("kind"));
+  for (const JsonValue value : object.member("static_w").members())
+    system.static_w.emplace_back(value.name(), factor(value));
+  for (const JsonValue value : object.member("leakage_by_device").members())
+    system.leakage_by_device[value.name()] = value.number(0, 100);
+  system.load_pf = quantity(object, "load_pf");
+  system.standards = read_words(object.member("standards"), [](JsonValue standard) {
+    standard.allow_only({"volts", "static_mw"});
+    return PadStandard{standard.member("volts").number(0, 10), quantity(standard, "static_mw")};
+  });
+  system.toggle_mhz = read_words(object.member("toggle_mhz"), factor);
+  for (const JsonValue bank : object.member("banks").items()) system.banks.push_back(read_pads(bank));
+  return system;
+}
+
 Model read_model(JsonValue root) {
-  root.allow_only({"format", "generation", "conditions", "transceivers", "memory", "memories"});
+  root.allow_only({"format", "generation", "conditions", "systems", "transceivers", "memory", "memories"});
   root.member("format").integer(1, 1);
   Model model;
   model.generation = word(root.member("generation"));
   model.conditions = read_conditions(root.member("conditions"));
+  if (const auto systems = root.find("systems")) model.systems = read_list(*systems, "kind", read_system);
   model.transceivers = read_list(root.member("transceivers"), "type", read_transceiver);
   model.memory = read_memory(root.member("memory"));
   model.memories = read_list(root.member("memories"), "family", read_family);

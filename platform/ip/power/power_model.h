@@ -98,9 +98,35 @@ struct MemoryFamily {
   std::string usual_termination;  ///< of the device's names
 };
 
+/// Levels of a pad.
+struct PadStandard {
+  double volts = 0;
+  double static_mw = 0;  ///< of a pad in use
+};
+
+/// Pads of one supply, by the core's name for their bank.
+struct PadGroup {
+  std::string pads;
+  unsigned first = 0, last = 0;
+  std::string standard;  ///< how the name of the parameter ends that says it
+  std::string supply;
+};
+
+/// A kind of processing system, beside what the descriptions of its cores say.
+struct System {
+  std::string kind;
+  std::vector<std::pair<std::string, double>> static_w;  ///< by supply
+  std::map<std::string, double> leakage_by_device;       ///< 1 for one that is not there
+  double load_pf = 0;                                    ///< at a pad
+  Words<PadStandard> standards;
+  Words<double> toggle_mhz;  ///< by the beginning of a function's name
+  std::vector<PadGroup> banks;
+};
+
 struct Model {
   std::string generation;
   Conditions conditions;
+  std::vector<System> systems;
   std::vector<Transceiver> transceivers;
   MemoryCommon memory;
   std::vector<MemoryFamily> memories;

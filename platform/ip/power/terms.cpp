@@ -6,9 +6,7 @@
 #include "kdi/common/KdiNumber.h"
 
 namespace kdi::power {
-namespace {
 
-// The hottest junction that the part's grade allows; the reference where the part does not say.
 double junction_c(device::Part const& part, Conditions const& conditions) {
   const auto property = part.properties.find("TEMPERATURE_MAX_C");
   if (property == part.properties.end()) return conditions.junction_c;
@@ -19,8 +17,6 @@ double junction_c(device::Part const& part, Conditions const& conditions) {
   warn("the part's TEMPERATURE_MAX_C \"" + text + "\" is no temperature");
   return conditions.junction_c;
 }
-
-}  // namespace
 
 Factors factors_of(device::Part const& part, Conditions const& conditions) {
   const double above = junction_c(part, conditions) - conditions.junction_c;

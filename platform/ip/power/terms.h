@@ -18,6 +18,8 @@ struct Factors {
   double core = 1;
 };
 Factors factors_of(device::Part const& part, Conditions const& conditions);
+/// The hottest junction that the part's grade allows; the reference where the part does not say.
+double junction_c(device::Part const& part, Conditions const& conditions);
 
 constexpr double kMost = 1e6;
 
