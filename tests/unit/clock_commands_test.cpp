@@ -9,6 +9,7 @@
 #include "kdi/ip/HIPClkwiz.h"
 #include "tests/support/decimal_comma.h"
 #include "tests/support/recording_clocks.h"
+#include "tests/support/script_answer.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
@@ -17,18 +18,6 @@ namespace {
 using recording_clocks::answers;
 using recording_clocks::calls;
 using Texts = std::vector<std::string>;
-
-// Needs no quotes where a text holds both kinds.
-struct Outcome {
-  int code;
-  std::string result;
-  bool operator==(Outcome const&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, Outcome const& outcome) {
-  return out << outcome.code << " \"" << outcome.result << '"';
-}
-Outcome ok(std::string const& result = {}) { return {TCL_OK, result}; }
-Outcome error(std::string const& result = {}) { return {TCL_ERROR, result}; }
 
 class ClockCommands : public testing::Test {
  protected:
@@ -45,16 +34,15 @@ class ClockCommands : public testing::Test {
     Tcl_DeleteInterp(interp_);
   }
 
-  Outcome run(std::string const& script) {
+  Answer run(std::string const& script) {
     calls.clear();
     messages.clear();
     masks.clear();
     recording_clocks::schemas.clear();
-    const int code = Tcl_Eval(interp_, script.c_str());
-    return {code, Tcl_GetStringResult(interp_)};
+    return answer_of(interp_, script);
   }
   // Calls the command's procedure as Tcl does, but with "before" as the interpreter's result.
-  Outcome run_over_result(std::string const& script) {
+  Answer run_over_result(std::string const& script) {
     messages.clear();
     masks.clear();
     Tcl_Obj* const list = Tcl_NewStringObj(script.c_str(), -1);

@@ -10,6 +10,7 @@
 #include "tcltasks/hardip/hardip.h"
 #include "tests/support/program.h"
 #include "tests/support/recording_core.h"
+#include "tests/support/script_answer.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
@@ -19,17 +20,6 @@ using recording_core::answers;
 using recording_core::calls;
 using recording_core::rows;
 using Texts = std::vector<std::string>;
-
-struct Answer {
-  int code;
-  std::string result;
-  bool operator==(Answer const&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, Answer const& answer) {
-  return out << answer.code << " \"" << answer.result << '"';
-}
-Answer ok(std::string const& result = {}) { return {TCL_OK, result}; }
-Answer error(std::string const& result = {}) { return {TCL_ERROR, result}; }
 
 class HardIpCommands : public testing::Test {
  protected:
@@ -41,10 +31,7 @@ class HardIpCommands : public testing::Test {
     Tcl_DeleteInterp(interp_);
     recording_core::reset();
   }
-  Answer run(std::string const& script) {
-    const int code = Tcl_Eval(interp_, script.c_str());
-    return {code, Tcl_GetStringResult(interp_)};
-  }
+  Answer run(std::string const& script) { return answer_of(interp_, script); }
   Answer config(std::string const& script) { return run("Ip_config_kdi_tcltasks_" + script); }
   Answer task(std::string const& script) { return run("Ip_config_hardip_tcltasks_" + script); }
 

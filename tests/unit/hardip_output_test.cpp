@@ -16,6 +16,7 @@
 #include "tests/support/recording_core.h"
 #include "tests/support/recording_output.h"
 #include "tests/support/scratch.h"
+#include "tests/support/script_answer.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
@@ -24,16 +25,6 @@ namespace {
 using recording_core::answers;
 using recording_core::rows;
 using Texts = std::vector<std::string>;
-
-struct Answer {
-  int code;
-  std::string result;
-  bool operator==(Answer const&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, Answer const& answer) {
-  return out << answer.code << " \"" << answer.result << '"';
-}
-Answer ok(std::string const& result = {}) { return {TCL_OK, result}; }
 
 /// A tool parameter that is set while it lives.
 class With {
@@ -65,10 +56,7 @@ class HardIpOutput : public testing::Test {
     recording_core::reset();
   }
 
-  Answer run(std::string const& script) {
-    const int code = Tcl_Eval(interp_, script.c_str());
-    return {code, Tcl_GetStringResult(interp_)};
-  }
+  Answer run(std::string const& script) { return answer_of(interp_, script); }
   std::string context(std::string const& core, std::string const& more = {}) const {
     return " -context {ps_core_name " + core + " instance_name u1 part p1 " + more + "} ";
   }

@@ -11,6 +11,7 @@
 #include "kdi/tcl/values.h"
 #include "tests/support/decimal_comma.h"
 #include "tests/support/recording_controllers.h"
+#include "tests/support/script_answer.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
@@ -19,17 +20,6 @@ namespace {
 using recording_controllers::answers;
 using recording_controllers::calls;
 using Texts = std::vector<std::string>;
-
-struct Outcome {
-  int code;
-  std::string result;
-  bool operator==(Outcome const&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, Outcome const& outcome) {
-  return out << outcome.code << " \"" << outcome.result << '"';
-}
-Outcome ok(std::string const& result = {}) { return {TCL_OK, result}; }
-Outcome error(std::string const& result = {}) { return {TCL_ERROR, result}; }
 
 // ------------------------------------------------------------------------------------------------------- the models
 
@@ -342,10 +332,9 @@ class MemoryCommands : public testing::Test {
   }
   ~MemoryCommands() override { Tcl_DeleteInterp(interp_); }
 
-  Outcome run(std::string const& script) {
+  Answer run(std::string const& script) {
     calls.clear();
-    const int code = Tcl_Eval(interp_, script.c_str());
-    return {code, Tcl_GetStringResult(interp_)};
+    return answer_of(interp_, script);
   }
 
   // Calls `visit(model, command, name)` for each name of each command.
@@ -566,7 +555,7 @@ TEST_F(MemoryCommands, ATextThatTheEngineThrowsIsTheErrorAndOtherExceptionsAreOn
     if (!command.calls.empty())
       EXPECT_EQ(run(name + " " + command.words), error("text of {the engine")) << name;
     else
-      EXPECT_EQ(run(name + " {a {b}"), (Outcome{TCL_ERROR, "missing close-brace"}));
+      EXPECT_EQ(run(name + " {a {b}"), (Answer{TCL_ERROR, "missing close-brace"}));
   });
   answers.thrown = [] { throw std::runtime_error("another exception"); };
   EXPECT_EQ(run("mig::mig_v7_1::Ip_Mig_getSignal w"), error("another exception"));

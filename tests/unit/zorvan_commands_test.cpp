@@ -13,6 +13,7 @@
 #include "tests/support/program.h"
 #include "tests/support/recording_psu.h"
 #include "tests/support/scratch.h"
+#include "tests/support/script_answer.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
@@ -20,17 +21,6 @@ namespace {
 
 using Texts = std::vector<std::string>;
 using zorvan_init::zorvan_kdi_tcltasks::PS_TCL_Instance_Manager;
-
-struct Answer {
-  int code;
-  std::string result;
-  bool operator==(Answer const&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, Answer const& answer) {
-  return out << answer.code << " \"" << answer.result << '"';
-}
-Answer ok(std::string const& result = {}) { return {TCL_OK, result}; }
-Answer error(std::string const& result = {}) { return {TCL_ERROR, result}; }
 
 struct Family {
   std::string prefix, core;
@@ -47,10 +37,7 @@ class Zorvan : public testing::Test {
     Tcl_DeleteInterp(interp_);
     zorvan_init::zorvan_kdi_tcltasks::uninit();
   }
-  Answer run(std::string const& script) {
-    const int code = Tcl_Eval(interp_, script.c_str());
-    return {code, Tcl_GetStringResult(interp_)};
-  }
+  Answer run(std::string const& script) { return answer_of(interp_, script); }
   // A command about u1.
   Answer run(Family const& family, std::string const& name, std::string const& rest = {}) {
     return run(family.prefix + name + kContext + rest);
