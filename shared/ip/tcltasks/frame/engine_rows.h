@@ -46,9 +46,10 @@
 
 namespace engine_rows {
 
-/// A text as a template's argument.
+/// A text as a template's argument. Hidden, and so is all that is made of it: a name that the loader could bind to another
+/// library's has to be looked up when this one is loaded, and these are hundreds of long ones.
 template <std::size_t size>
-struct FixedText {
+struct [[gnu::visibility("hidden")]] FixedText {
   constexpr FixedText() = default;
   constexpr FixedText(char const (&given)[size]) { std::copy_n(given, size, text); }  // NOLINT: meant to convert
 
@@ -66,7 +67,7 @@ constexpr FixedText<first + second - 1> operator+(FixedText<first> const& a, Fix
 // --------------------------------------------------------------------------------------------------------------- names
 
 template <FixedText prefix, FixedText name>
-inline constexpr FixedText kJoined = prefix + name;
+[[gnu::visibility("hidden")]] inline constexpr FixedText kJoined = prefix + name;
 
 namespace detail {
 /// Of a command with several names, what is said of missing words has the part that they share.
