@@ -112,7 +112,9 @@ class PartReader {
   }
 
  private:
-  void fault(std::string const& field, std::string const& reason) { faults_.push_back({line_, field, reason}); }
+  void fault(std::string const& field, std::string const& reason) {
+    faults_.push_back({line_, text::shortened(field), reason});
+  }
 
   void take_name(std::string const& name) {
     const bool is_plain = !name.empty() && name.size() <= 100 && std::all_of(name.begin(), name.end(), [](char c) {
@@ -254,9 +256,11 @@ ReadParts read_parts(std::string const& file, MemoryKind const& kind) {
   try {
     content = read_file(file);
   } catch (FileError const& fault) {
-    read.faults.push_back({0, "", fault.what()});
+    read.faults.push_back({0, "", text::shortened_in_the_middle(fault.what())});
     return read;
   }
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // which some programs write in front
+  if (content.starts_with(kByteOrderMark)) content.erase(0, kByteOrderMark.size());
   std::vector<std::string> heading;
   int number = 0;
   for (const std::string_view line : text::lines(content)) {
@@ -331,9 +335,13 @@ ParamMap attributes_of(MemoryPart const& part, MemoryKind const& kind) {
 
 namespace {
 
-void add(CustomParts& all, MemoryKind const& kind, ReadParts read, std::string const& file) {
-  if (!read.faults.empty()) throw read.faults[0].text(file);
-  for (auto& [name, part] : read.parts) all[kind.type].insert_or_assign(name, std::move(part));
+void add(Controller::State& state, MemoryKind const& kind, ReadParts read, std::string const& from) {
+  if (!read.faults.empty()) throw read.faults[0].text(from);
+  for (auto& [name, part] : read.parts) {
+    const auto used = state.options.find(kMemoryPart);
+    if (used != state.options.end() && used->second == name) state.pins = nullptr;  // planned for what it was
+    state.custom_parts[kind.type].insert_or_assign(name, std::move(part));
+  }
 }
 
 }  // namespace
@@ -341,7 +349,7 @@ void add(CustomParts& all, MemoryKind const& kind, ReadParts read, std::string c
 void Controller::loadCustomParts(std::string const& file, std::string const& type) {
   state().ask([&](State& self) {
     MemoryKind const& kind = find_kind(type);
-    add(self.custom_parts, kind, read_parts(file, kind), file);
+    add(self, kind, read_parts(file, kind), file);
   });
 }
 
@@ -366,7 +374,7 @@ bool HIPMigInstance::validateCustomParts(std::string const& file) {
 void HIPMigInstance::loadCustomParts(std::string const& name, ParamMap const& attributes) {
   state().ask([&](State& self) {
     kdi::planning::MemoryKind const& kind = *self.setup().kind;
-    add(self.custom_parts, kind, read_part(name, attributes, kind), name);
+    add(self, kind, read_part(name, attributes, kind), name);
   });
 }
 

@@ -43,12 +43,12 @@ MigEnabledRange check(Controller::State& state, OptionMap const& options) {
 MigEnabledRange Manager::doCustomize(Model model, std::string const& instance, OptionMap const& given) {
   Controller* const controller = getIPInstance(model, instance);
   if (controller == nullptr) throw "there is no instance " + text::shown(instance);
+  OptionMap asked = given;
+  Parameter const* parameter = nullptr;
+  if (const auto name = asked.find(kParameter); name != asked.end()) parameter = &parameter_of(name->second);
+  keep_known(asked, std::array{kParameter});  // not under the lock: who hears of a warning may ask again
+  asked.erase(kParameter);
   return controller->state().ask([&](Controller::State& state) {
-    OptionMap asked = given;
-    Parameter const* parameter = nullptr;
-    if (const auto name = asked.find(kParameter); name != asked.end()) parameter = &parameter_of(name->second);
-    keep_known(asked, std::array{kParameter});
-    asked.erase(kParameter);
     asked.insert(state.options.begin(), state.options.end());
     return parameter == nullptr ? check(state, asked) : about(state, asked, *parameter);
   });
