@@ -244,8 +244,8 @@ std::vector<std::string> fields_of(std::string_view line) {
 }  // namespace
 
 std::string PartFault::text(std::string const& file) const {
-  std::string all =
-      file + " " + (line == 0 ? "-" : std::to_string(line)) + " " + (field.empty() ? "-" : field) + " " + reason;
+  std::string all = text::shortened_in_the_middle(file) + " " + (line == 0 ? "-" : std::to_string(line)) + " " +
+                    (field.empty() ? "-" : field) + " " + reason;
   std::replace(all.begin(), all.end(), ',', ' ');
   return all;
 }

@@ -46,12 +46,12 @@
 
 namespace engine_rows {
 
-/// A text as a template's argument. Hidden, and so is all that is made of it: a name that the loader could bind to another
-/// library's has to be looked up when this one is loaded, and these are hundreds of long ones.
+/// A text as a template's argument. Hidden, and so is all that is made of it: a name that the loader could bind to
+/// another library's has to be looked up when this one is loaded, and these are hundreds of long ones.
 template <std::size_t size>
 struct [[gnu::visibility("hidden")]] FixedText {
   constexpr FixedText() = default;
-  constexpr FixedText(char const (&given)[size]) { std::copy_n(given, size, text); }  // NOLINT: meant to convert
+  constexpr FixedText(char const(&given)[size]) { std::copy_n(given, size, text); }  // NOLINT: meant to convert
 
   char text[size] = {};
 };
