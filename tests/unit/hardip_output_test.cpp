@@ -7,7 +7,6 @@
 
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/MessageHost.h"
-#include "kdi/common/host/ParamHost.h"
 #include "tcltasks/hardip/attributes.h"
 #include "tcltasks/hardip/boot_program.h"
 #include "tcltasks/hardip/output_package.h"
@@ -17,6 +16,7 @@
 #include "tests/support/recording_output.h"
 #include "tests/support/scratch.h"
 #include "tests/support/script_answer.h"
+#include "tests/support/tool_param.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
@@ -25,18 +25,6 @@ namespace {
 using recording_core::answers;
 using recording_core::rows;
 using Texts = std::vector<std::string>;
-
-/// A tool parameter that is set while it lives.
-class With {
- public:
-  explicit With(char const* name, char const* value = "true") : name_(name) { param_host::set(name, value); }
-  With(With const&) = delete;
-  With& operator=(With const&) = delete;
-  ~With() { param_host::unset(name_); }
-
- private:
-  char const* name_;
-};
 
 constexpr char const* kBoot = "project.enableWDIFromHwdef";
 constexpr char const* kPowerAndIo = "project.enableHwDefRegeneration";

@@ -12,14 +12,17 @@
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/host/MessageHost.h"
-#include "kdi/common/host/ParamHost.h"
 #include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Registers.h"
 #include "kdi/cores/Store.h"
 #include "kdi/hdf/HHDFHwDefFileTypes.h"
 #include "kdi/hdf/host/HardwareDefinition.h"
 #include "kdi/ippcw/host/Handoff.h"
+#include "tests/support/places.h"
+#include "tests/support/program.h"
 #include "tests/support/scratch.h"
+#include "tests/support/script_answer.h"
+#include "tests/support/tool_param.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
@@ -32,18 +35,6 @@ using kdi::hdf::PackedFile;
 constexpr char const *kFirst = "brvn1102-a625-2LHP-e-S", *kSecond = "brvn1404-a625-2LHP-e-S",
                      *kSmall = "brvn2104-b900-1LHP-e-S", *kLarge = "brvn3716-die-2LHP-e-S-es1",
                      *kRegions = "brvn5130-b1936-2LHP-e-S";
-
-/// A tool parameter that is on while it lives.
-class With {
- public:
-  explicit With(char const* name) : name_(name) { param_host::set(name, "true"); }
-  With(With const&) = delete;
-  With& operator=(With const&) = delete;
-  ~With() { param_host::unset(name_); }
-
- private:
-  char const* name_;
-};
 
 struct Kind {
   char const *core, *version, *part;
@@ -61,10 +52,7 @@ class RealOutputs : public testing::TestWithParam<Kind> {
     return " -context {instance_name u1 ps_core_name " + std::string(kind.core) + " ps_core_ver {" + kind.version +
            "} part " + kind.part + region + "}";
   }
-  std::string eval(std::string const& script) {
-    const int code = Tcl_Eval(interp_.get(), script.c_str());
-    return (code == TCL_OK ? "" : "error: ") + std::string(Tcl_GetStringResult(interp_.get()));
-  }
+  Answer eval(std::string const& script) { return answer_of(interp_.get(), script); }
 
   HardwareDefinition definition() const {
     return kdi::hdf::read_hardware_definition(scratch_.path("out/hdl/u1.hwdef"));
@@ -147,8 +135,8 @@ TEST_P(ConfiguredOutputs, ArePackagedWhole) {
     SCOPED_TRACE(command);
     fs::remove_all(scratch_.path("out"));
     const message_host::Capture heard;
-    const std::string answer = eval(command);
-    EXPECT_FALSE(answer.starts_with("error")) << answer;
+    const Answer answer = eval(command);
+    EXPECT_EQ(answer.code, TCL_OK) << answer;
     EXPECT_EQ(heard.lines(), std::vector<std::string>());
     EXPECT_EQ(fs::exists(scratch_.path("out/hdl/u1.hwdef")), !GetParam().files.empty());
     if (!GetParam().files.empty()) looks_whole(GetParam().files);
@@ -167,7 +155,7 @@ TEST(RealTargets, OfAControllerHaveTheBootProgram) {
       "Ip_config_kdi_tcltasks_GenerateTarget -context {ps_core_name ps_pmc instance_name u1 part " +
       std::string(kFirst) + "} -params {} -path " + scratch.folder() + " -data NONE";
   const message_host::Capture heard;
-  EXPECT_EQ(Tcl_Eval(interp, script.c_str()), TCL_OK) << Tcl_GetStringResult(interp);
+  EXPECT_EQ(answer_of(interp, script), ok());
   Tcl_DeleteInterp(interp);
   EXPECT_EQ(heard.lines(), std::vector<std::string>());
   const HardwareDefinition definition = kdi::hdf::read_hardware_definition(scratch.path("hdl/u1.hwdef"));
@@ -188,6 +176,47 @@ TEST(RealTargets, OfAControllerHaveTheBootProgram) {
     EXPECT_EQ(named(data).content, kdi::read_file(scratch.path(data)));
 }
 
+// Of a device with several dies the package says which file is for which.
+TEST(RealTargets, OfSeveralDiesSayWhichTheyAreFor) {
+  const Scratch scratch;
+  std::string device = kdi::read_file(places::data("devices/brvn1404.json"));
+  for (auto const& [from, to] :
+       {std::pair{R"("device": "brvn1404")", R"("device": "made1404")"},
+        {R"({"name": "SLR0", "master": true})", R"({"name": "A", "master": true}, {"name": "B", "master": false})"}}) {
+    ASSERT_NE(device.find(from), device.npos) << from;
+    device.replace(device.find(from), std::string_view(from).size(), to);
+  }
+  scratch.file("devices/made1404.json", device);
+  // a process of its own, since devices are read once
+  Surroundings around;
+  around.variables = {{"KDI_DATA_DIR", scratch.folder()},
+                      {"KDI_PARAMS", scratch.file("params.json", R"({"cips.ssitSupport": true})")}};
+  const Outcome outcome = run_program(
+      {places::program("test_tclsh"),
+       scratch.file("script.tcl", "load " + places::library("libkdi_iptasks.so") +
+                                      "\nIp_config_kdi_tcltasks_GenerateTarget -context {ps_core_name pspmc "
+                                      "instance_name u1 part made1404-a625-2LHP-e-S} -params {} -data NONE -path " +
+                                      scratch.path("out") + "\n")},
+      around);
+  ASSERT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  std::map<std::string, std::string> dies_of;
+  for (PackedFile const& file : kdi::hdf::read_hardware_definition(scratch.path("out/hdl/u1.hwdef")).files) {
+    EXPECT_FALSE(file.is_missing) << file.name;
+    const auto said = file.attributes.find("slrId");
+    dies_of[file.name] = said == file.attributes.end() ? "" : said->second;
+  }
+  EXPECT_EQ(dies_of, (std::map<std::string, std::string>{{"fpd_data.cdo", "0"},
+                                                         {"lpd_data.cdo", "0"},
+                                                         {"noc_clock.cdo", "0,1"},
+                                                         {"pmc_cdo.bin", ""},
+                                                         {"pmc_data.cdo", "0"},
+                                                         {"pmc_data_slr_1.cdo", "1"},
+                                                         {"sysmon_data.json", ""},
+                                                         {"sysmon_satellite.csv", ""},
+                                                         {"u1.hwh", ""}}));
+}
+
 // --- cores of the larger systems, which are asked by their task commands
 
 const std::vector<std::string> kWhole = {
@@ -201,7 +230,7 @@ std::vector<std::string> of_region(std::string const& region) {
 
 class TaskOutputs : public RealOutputs {
  protected:
-  std::string target(Kind const& kind) {
+  Answer target(Kind const& kind) {
     return eval("Ip_config_hardip_tcltasks_GenerateTarget" + context(kind) + path_ + " -data NONE");
   }
 };
@@ -218,7 +247,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(TaskOutputs, ArePackagedWhole) {
   const With reports("psx.generateIOPadJson"), monitor("psx.enableSysmon");
   const message_host::Capture heard;
-  EXPECT_EQ(target(GetParam()), "");
+  EXPECT_EQ(target(GetParam()), ok());
   EXPECT_EQ(heard.lines(), std::vector<std::string>());
   looks_whole(GetParam().files);
   EXPECT_FALSE(fs::exists("u1_sysmon_data.json")) << "the monitor's data belong to the output";
@@ -230,7 +259,7 @@ TEST_P(TaskOutputs, ArePackagedWhole) {
 // What a definition had before is not what it has afterwards.
 TEST_P(TaskOutputs, ReplaceWhatStoodThere) {
   for (std::string const& name : GetParam().files) scratch_.file("out/" + name, "of another time");
-  EXPECT_EQ(target(GetParam()), "");
+  EXPECT_EQ(target(GetParam()), ok());
   looks_whole(GetParam().files);
 }
 
@@ -240,7 +269,7 @@ INSTANTIATE_TEST_SUITE_P(Of, Hardware,
                                          Kind{"ps11", "1.0", kLarge}));
 
 TEST_P(Hardware, OfEveryRegionComesUp) {
-  ASSERT_EQ(eval("Ip_config_hardip_tcltasks_GenerateTarget" + context(GetParam()) + path_ + " -data NONE"), "");
+  ASSERT_EQ(eval("Ip_config_hardip_tcltasks_GenerateTarget" + context(GetParam()) + path_ + " -data NONE"), ok());
   const auto map = kdi::cores::RegisterMap::of(kdi::cores::core_description(GetParam().core, GetParam().version));
   kdi::cores::RegisterMemory memory(*map);
   const int regions = GetParam().part == kRegions ? 3 : 1;
@@ -269,7 +298,7 @@ TEST(RealTasks, OfAnInstanceWithoutANameHaveOne) {
   Kdi_iptasks_Init(interp);
   const std::string script = "Ip_config_hardip_tcltasks_GenerateTarget -context {ps_core_name psxl part " +
                              std::string(kLarge) + "} -params {} -path " + scratch.folder() + " -data NONE";
-  EXPECT_EQ(Tcl_Eval(interp, script.c_str()), TCL_OK) << Tcl_GetStringResult(interp);
+  EXPECT_EQ(answer_of(interp, script), ok());
   Tcl_DeleteInterp(interp);
   for (PackedFile const& file : kdi::hdf::read_hardware_definition(scratch.path("hdl/psxl_0.hwdef")).files) {
     EXPECT_FALSE(file.is_missing) << file.name;

@@ -104,7 +104,8 @@ TEST_F(StateFile, SourcesAreMadeOfTheOutputsThatADirectoryNames) {
   generator.writeCDOinCFiles(values, directory, core, out, 0);
   EXPECT_EQ(told().substr(directory.size()),
             "/registers.json:1: outputs[0]: expected an output of the core: fpd_data, "
-            "lpd_data, pmc_data, sysmon_npi, found the text \"other\"");
+            "lpd_data, noc_clock, pmc_data, pmc_data_slr_1, pmc_data_slr_2, pmc_data_slr_3, sysmon_npi, found the text "
+            "\"other\"");
   EXPECT_FALSE(std::filesystem::exists(out));
   scratch_.file("spec/low/registers.json", R"({"format": 1, "outputs": ["lpd_data"]})");
   generator.writeCDOinCFiles(values, directory, core, out, 0);
