@@ -207,7 +207,7 @@ class PartReader {
       if (value == nullptr) continue;
       const Limits limits = limits_of(kind_, timing);
       const auto read = number::whole<double>(*value);
-      if (!read || *read < limits.min || *read > limits.max)
+      if (!read || !(*read >= limits.min && *read <= limits.max))
         fault(timing, text::shown(*value) + " is no number of ns from " + number::plain(limits.min) + " to " +
                           number::plain(limits.max));
     }

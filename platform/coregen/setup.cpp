@@ -221,7 +221,7 @@ std::string take_period(Setup& setup, std::string const& value) {
   const auto period = number::whole<double>(value);
   if (!period) return "no number of ps";
   const Periods limits = periods_of(setup);
-  if (*period < limits.min.ps || *period > limits.max.ps)
+  if (!(*period >= limits.min.ps && *period <= limits.max.ps))  // no number is neither
     return "outside " + std::to_string(limits.min.ps) + " (" + limits.min.by + ") to " + std::to_string(limits.max.ps) +
            " (" + limits.max.by + ")";
   setup.period_ps = *period;

@@ -1,7 +1,7 @@
-// Fuzzes the commands that take their words one by one: the clock and the block memory families. Each line of the input
-// is a command and its words, with tabs between them; a command that is none of these is passed over. Solvers live on
-// from line to line and end with the input. Beside not crashing or hanging, a command ends well or with an error, and a
-// block memory figure is an integer.
+// Fuzzes the commands that take their words one by one: the clock and the block memory families, and memory
+// controllers. Each line of the input is a command and its words, with tabs between them; a command that is none of
+// these is passed over. Solvers and controllers live on from line to line and end with the input. Beside not crashing
+// or hanging, a command ends well or with an error, and a block memory figure is an integer.
 #include <algorithm>
 #include <cstdint>
 #include <string>
@@ -16,8 +16,9 @@ namespace {
 
 constexpr std::size_t kMostLines = 8;
 constexpr std::string_view kPrefixes[] = {
-    "Ip_Clocking_",      "Ip_blk_mem_gen_", "Init_Clkwiz",  "UnInit_Clkwiz",     "Get",
-    "SetClkwizProperty", "MMCMCalculate",   "PLLCalculate", "ChangeCompInstName"};
+    "Ip_Clocking_",  "Ip_blk_mem_gen_", "Init_Clkwiz",        "UnInit_Clkwiz", "Get",      "SetClkwizProperty",
+    "MMCMCalculate", "PLLCalculate",    "ChangeCompInstName", "mig::",         "mig_mig_", "memory::",
+    "memory_v1_",    "advwiz::"};
 
 std::vector<std::string> split(std::string const& text, char separator) {
   std::vector<std::string> parts(1);
@@ -70,5 +71,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     const std::vector<std::string> words = split(line, '\t');
     if (words.size() > 2 && words[0] == "Init_Clkwiz") run(interp, "UnInit_Clkwiz\t" + words[1] + "\t" + words[2]);
   }
+  for (char const* all :
+       {"mig_mig_v7_0_Ip_Mig_unLoadPkg", "mig_mig_v7_1_Ip_Mig_unLoadPkg", "memory_v1_Ip_memory_unLoadPkg"})
+    run(interp, all);
   return 0;
 }
