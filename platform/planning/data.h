@@ -1,11 +1,15 @@
 // What the readers of data/io and data/memory do alike.
 #pragma once
 
+#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiNumber.h"
+#include "kdi/planning/Memory.h"
+#include "kdi/planning/Standards.h"
 
 namespace kdi::planning::data {
 
@@ -34,6 +38,19 @@ inline std::vector<std::string> texts(JsonValue object, char const* name) {
     for (const JsonValue value : list->items()) all.push_back(value.text());
   return all;
 }
+
+}  // namespace kdi::planning::data
+
+namespace kdi::planning {
+
+/// A file of data/memory; `stem` is its name without ending.
+MemoryKind read_memory(JsonFile const& file, std::string const& stem);
+/// Adds what a file of data/io has and `standards` has not.
+void read_standards(JsonFile const& file, std::map<std::string, IoStandard, std::less<>>& standards);
+
+}  // namespace kdi::planning
+
+namespace kdi::planning::data {
 
 inline int whole(JsonValue value, int least, int most) { return static_cast<int>(value.integer(least, most)); }
 

@@ -141,7 +141,46 @@ std::vector<int> read_numbers(JsonValue list) {
   return numbers;
 }
 
-MemoryKind read_kind(JsonFile const& file, std::string const& stem) {
+using Kinds = std::map<std::string, MemoryKind, std::less<>>;
+
+Kinds const& kinds() {
+  static std::mutex mutex;
+  static Kinds const* all = nullptr;  // never destroyed: lent as plain pointers
+  const std::lock_guard lock(mutex);
+  if (all != nullptr) return *all;
+  auto read = std::make_unique<Kinds>();
+  for (std::string const& directory : data_directories("memory"))
+    for (std::string const& name : list_directory(directory, ".json")) {
+      const std::string stem = name.substr(0, name.size() - 5);
+      if (read->contains(stem)) continue;  // the first root that has it counts
+      read->emplace(stem, read_memory(JsonFile(directory + "/" + name), stem));
+    }
+  all = read.release();
+  return *all;
+}
+
+// ------------------------------------------------------------------------------------------------------------- parts
+
+std::string base_name(MemoryKind const& kind, ddr::SpeedBin const& bin, Geometry const& geometry) {
+  return kind.type + "-" + bin.name + "-" + number::plain(static_cast<double>(geometry.density_mbit) / 1024) + "Gb-x" +
+         std::to_string(geometry.width);
+}
+
+// Ranks that a module may have, and the names of what is built of one kind of device.
+template <class Use>
+void for_each_form(MemoryKind const& kind, Use use) {
+  for (const int stack : kind.stack_heights) {
+    const std::string high = stack == 1 ? "" : "-" + std::to_string(stack) + "h";
+    use(high, std::string(), 1, stack);
+    for (std::string const& module : kind.modules)
+      for (int ranks = 1; ranks <= kind.ranks_max; ranks *= 2)
+        use("-" + module + "-" + std::to_string(ranks) + "r" + high, module, ranks, stack);
+  }
+}
+
+}  // namespace
+
+MemoryKind read_memory(JsonFile const& file, std::string const& stem) {
   const JsonValue root = file.root();
   root.allow_only({"format", "type", "source", "prefix", "timing", "period_max_ps", "burst", "devices", "modules",
                    "ranks_max", "stack_heights", "standards", "lanes", "address", "address_bits_min", "geometry",
@@ -172,45 +211,6 @@ MemoryKind read_kind(JsonFile const& file, std::string const& stem) {
     root.refuse("standards, lanes and address signals");
   return kind;
 }
-
-using Kinds = std::map<std::string, MemoryKind, std::less<>>;
-
-Kinds const& kinds() {
-  static std::mutex mutex;
-  static Kinds const* all = nullptr;  // never destroyed: lent as plain pointers
-  const std::lock_guard lock(mutex);
-  if (all != nullptr) return *all;
-  auto read = std::make_unique<Kinds>();
-  for (std::string const& directory : data_directories("memory"))
-    for (std::string const& name : list_directory(directory, ".json")) {
-      const std::string stem = name.substr(0, name.size() - 5);
-      if (read->contains(stem)) continue;  // the first root that has it counts
-      read->emplace(stem, read_kind(JsonFile(directory + "/" + name), stem));
-    }
-  all = read.release();
-  return *all;
-}
-
-// ------------------------------------------------------------------------------------------------------------- parts
-
-std::string base_name(MemoryKind const& kind, ddr::SpeedBin const& bin, Geometry const& geometry) {
-  return kind.type + "-" + bin.name + "-" + number::plain(static_cast<double>(geometry.density_mbit) / 1024) + "Gb-x" +
-         std::to_string(geometry.width);
-}
-
-// Ranks that a module may have, and the names of what is built of one kind of device.
-template <class Use>
-void for_each_form(MemoryKind const& kind, Use use) {
-  for (const int stack : kind.stack_heights) {
-    const std::string high = stack == 1 ? "" : "-" + std::to_string(stack) + "h";
-    use(high, std::string(), 1, stack);
-    for (std::string const& module : kind.modules)
-      for (int ranks = 1; ranks <= kind.ranks_max; ranks *= 2)
-        use("-" + module + "-" + std::to_string(ranks) + "r" + high, module, ranks, stack);
-  }
-}
-
-}  // namespace
 
 std::optional<MemoryPart> MemoryKind::part(std::string_view name) const {
   for (MemoryPart const& one : reference_parts)

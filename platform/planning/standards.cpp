@@ -42,20 +42,23 @@ Standards const& standards() {
   auto read = std::make_unique<Standards>();
   for (std::string const& directory : data_directories("io"))
     for (std::string const& name : list_directory(directory, ".json")) {
-      const JsonFile file(directory + "/" + name);
-      file.root().allow_only({"format", "source", "standards"});
-      file.root().member("format").integer(1, 1);
-      for (const JsonValue value : file.root().member("standards").items()) {
-        IoStandard standard = read_standard(value);
-        const std::string key = standard.name;
-        read->emplace(key, std::move(standard));  // the first root that has it counts
-      }
+      read_standards(JsonFile(directory + "/" + name), *read);
     }
   all = read.release();
   return *all;
 }
 
 }  // namespace
+
+void read_standards(JsonFile const& file, std::map<std::string, IoStandard, std::less<>>& all) {
+  file.root().allow_only({"format", "source", "standards"});
+  file.root().member("format").integer(1, 1);
+  for (const JsonValue value : file.root().member("standards").items()) {
+    IoStandard standard = read_standard(value);
+    const std::string key = standard.name;
+    all.emplace(key, std::move(standard));  // the first root that has it counts
+  }
+}
 
 IoStandard const* find_standard(std::string_view name) {
   const auto at = standards().find(name);

@@ -57,6 +57,7 @@ struct PlacedBank {
 };
 
 inline constexpr int kMostPadsOfLane = 64;
+inline constexpr int kMostLanesOfBank = 12;
 
 struct KDI_DOOR Layout {
   std::vector<PlacedBank> banks;
@@ -74,7 +75,7 @@ struct KDI_DOOR Layout {
   int bank_of_pad(int pad) const { return lane_of_pad(pad).bank; }
 };
 
-/// All I/O banks of a part that have a place on the die. Throws a std::string for a lane of more than kMostPadsOfLane.
+/// All I/O banks of a part that have a place on the die. Throws a std::string for a lane or a bank of more.
 KDI_DOOR Layout layout_of(device::Part const& part);
 
 }  // namespace kdi::planning
