@@ -1,19 +1,5 @@
 // Operations that the engine does not have yet. Each says so; one that comes leaves this file.
-#include "kdi/coregen/Mig.h"
 #include "kdi/coregen/memory_v1.h"
-
-namespace kdi::coregen {
-namespace {
-
-[[noreturn]] void not_there(char const* operation) {
-  throw std::string(operation) + " is not part of this version of the engine";
-}
-
-}  // namespace
-
-std::string MigController::getClockRoot(std::string const&, std::string const&) { not_there("getClockRoot"); }
-
-}  // namespace kdi::coregen
 
 namespace memory::memory_v1 {
 namespace {

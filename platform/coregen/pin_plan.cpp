@@ -30,13 +30,18 @@ std::shared_ptr<Layout const> layout_of(device::Part const& part) {
   return layout;
 }
 
-std::vector<planning::StandardSet> standards_of(planning::MemoryKind const& kind, std::string voltage) {
-  if (voltage.empty()) return kind.standards;
-  if (voltage.back() == 'V') voltage.pop_back();
+// Those of a memory at a voltage ("1.2V"; empty: any), in kinds of banks that the controller may use.
+std::vector<planning::StandardSet> standards_of(planning::MemoryKind const& kind, std::string voltage,
+                                                std::vector<std::string> const& bank_kinds) {
+  if (!voltage.empty() && voltage.back() == 'V') voltage.pop_back();
   std::vector<planning::StandardSet> sets;
-  for (planning::StandardSet const& set : kind.standards)
-    if (number::whole<double>(set.voltage_v) == number::whole<double>(voltage)) sets.push_back(set);
-  if (sets.empty()) throw kind.type + " has no voltage " + text::shown(voltage);
+  for (planning::StandardSet set : kind.standards) {
+    if (!voltage.empty() && number::whole<double>(set.voltage_v) != number::whole<double>(voltage)) continue;
+    std::erase_if(set.bank_kinds, [&](std::string const& one) {
+      return std::find(bank_kinds.begin(), bank_kinds.end(), one) == bank_kinds.end();
+    });
+    if (!set.bank_kinds.empty()) sets.push_back(std::move(set));
+  }
   return sets;
 }
 
@@ -58,7 +63,7 @@ PinPlan::PinPlan(PinsWanted wanted, Seat& seat)
       seat_(seat) {
   base_.layout = layout_.get();
   base_.interface = &interface_;
-  base_.standards = standards_of(*wanted_.interface.kind, wanted_.voltage);
+  base_.standards = standards_of(*wanted_.interface.kind, wanted_.voltage, wanted_.bank_kinds);
   base_.rate_mbps = static_cast<int>(std::lround(2e6 / wanted_.period_ps));
   // Periods of data sheets are rounded down, so their rates come out a little above those of the bin.
   if (wanted_.interface.part.rate_mbps < base_.rate_mbps && wanted_.interface.part.rate_mbps >= base_.rate_mbps - 5)
@@ -365,22 +370,11 @@ std::string told(planning::Refutation const& refutation, Layout const& layout, p
         " in banks " + number(refutation.branches.front().first) + " to " + number(refutation.branches.front().last);
   }
   const std::string begin = "the pins cannot be placed: ";
-  switch (leaf.kind) {
-    case Kind::overfull:
-      return begin + std::to_string(leaf.units.size()) + " groups (" +
-             interface.units[static_cast<std::size_t>(leaf.units.front())].group + " ...) have " +
-             std::to_string(leaf.lanes.size()) + " lanes that they fit into" + where;
-    case Kind::bank_overfull:
-      return begin + std::to_string(leaf.units.size()) + " groups of one strobe do not fit into a bank together" +
-             where;
-    case Kind::far_clock:
-      return begin + "the system clock has no bank of the interface near it" + where;
-    case Kind::pinned:
-      return begin + leaf.what;
-    default:
-      return begin + "nothing holds the " + (leaf.what == "bank" ? "interface: no bank may be used" : leaf.what) +
-             where;
-  }
+  if (leaf.kind == Kind::overfull)
+    return begin + std::to_string(leaf.units.size()) + " groups (" +
+           interface.units[static_cast<std::size_t>(leaf.units.front())].group + " ...) have " +
+           std::to_string(leaf.lanes.size()) + " lanes that they fit into" + where;
+  return begin + "nothing holds the " + leaf.what + where;
 }
 
 }  // namespace kdi::coregen

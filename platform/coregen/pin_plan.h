@@ -18,7 +18,8 @@ struct PinsWanted {
   device::Part const* part = nullptr;  ///< never null
   std::string instance;                ///< for messages
   planning::InterfaceRequest interface;
-  std::string voltage;  ///< "1.2V"; empty: any that the memory has
+  std::vector<std::string> bank_kinds;  ///< that the controller may use
+  std::string voltage;                  ///< "1.2V"; empty: any that the memory has
   double period_ps = 0;
   double input_period_ps = 0;  ///< of the system clock; 0: not told
   bool internal_reference = false;

@@ -326,4 +326,28 @@ OptionMap Controller::getLocModelParams(std::string const& signal, OptionMap con
   });
 }
 
+// Regions lie as banks do, and what a clock takes from its root to a bank grows with the rows between them.
+std::string MigController::getClockRoot(std::string const& bank, std::string const& clock) {
+  return ask_pins(*this, [&](PinPlan& plan) {
+    std::vector<planning::PlacedBank> const& banks = plan.layout().banks;
+    planning::PlacedBank const& from = banks[static_cast<std::size_t>(plan.bank_of(bank))];
+    if (clock != "ui_clk" && plan.interface().signal(clock) < 0) throw "no clock " + text::shown(clock);
+    std::vector<int> rows{from.row};
+    for (const int pad : plan.pads())
+      if (pad >= 0) rows.push_back(banks[static_cast<std::size_t>(plan.layout().bank_of_pad(pad))].row);
+    const auto skew = [&](int root) {
+      const auto by_distance = [&](int a, int b) { return std::abs(a - root) < std::abs(b - root); };
+      const auto [nearest, farthest] = std::minmax_element(rows.begin(), rows.end(), by_distance);
+      return std::abs(*farthest - root) - std::abs(*nearest - root);
+    };
+    int best = from.row;
+    for (planning::PlacedBank const& one : banks) {
+      if (one.column != from.column) continue;
+      const auto cost = [&](int row) { return std::pair(skew(row), std::abs(row - from.row)); };
+      if (cost(one.row) < cost(best)) best = one.row;
+    }
+    return "X" + std::to_string(from.column) + "Y" + std::to_string(best);
+  });
+}
+
 }  // namespace kdi::coregen

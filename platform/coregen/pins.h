@@ -18,9 +18,7 @@ PinsWanted pins_wanted(Controller::State const& state);
 /// Does something with the plan under the instance's lock.
 template <class Body>
 auto ask_pins(Controller& controller, Body body) {
-  Controller::State& state = controller.state();
-  const std::lock_guard lock(state.mutex);
-  return body(pins_of(state));
+  return controller.state().ask([&](Controller::State& state) { return body(pins_of(state)); });
 }
 
 }  // namespace kdi::coregen

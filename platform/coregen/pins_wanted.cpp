@@ -5,7 +5,10 @@ namespace kdi::coregen {
 
 PinsWanted pins_wanted(Controller::State const& state) {
   const Setup setup = state.setup();
+  if (setup.controller->hard)
+    throw "the controller " + setup.controller->name + " has pins of its own, which are not to be planned";
   PinsWanted wanted;
+  wanted.bank_kinds = setup.interface->bank_kinds;
   wanted.part = state.part;
   wanted.instance = "another controller";
   wanted.interface = setup.interface_request();

@@ -67,7 +67,7 @@ class WindowRefuter {
     node.kind = Kind::system_clock;
     for (SystemClockSite const& site : clock_sites(problem_, window_, all_))
       node.branches.push_back({site.pad, site.pad, refute_site(run, rest, site)});
-    if (node.branches.empty()) return leaf(Kind::empty, "system clock");
+    if (node.branches.empty()) return leaf(Kind::empty, "clock");
     return node;
   }
 
@@ -88,7 +88,7 @@ class WindowRefuter {
         if ((units_.of(static_cast<int>(unit), &site) & near & LaneMask{1} << i) != 0)
           node.branches.push_back({static_cast<int>(unit), window_.lanes[i],
                                    overfull(rest, &site, {static_cast<int>(unit), static_cast<int>(i)})});
-    return node.branches.empty() ? leaf(Kind::far_clock) : node;
+    return node.branches.empty() ? leaf(Kind::far_clock, "clock") : node;
   }
 
   // Set by set, into which bank; a bank with too many ends a branch.
@@ -107,7 +107,7 @@ class WindowRefuter {
       if (units_.sets_fit(in_bank[bank], window_.banks[bank], lanes, site)) {
         node.branches.push_back({window_.banks[bank], window_.banks[bank], refute_set(set + 1, in_bank, lanes, site)});
       } else {
-        Refutation full = leaf(Kind::bank_overfull);
+        Refutation full = leaf(Kind::bank_overfull, "groups");
         for (const int each : in_bank[bank])
           for (const int unit : units_.sets()[static_cast<std::size_t>(each)]) full.units.push_back(unit);
         node.branches.push_back({window_.banks[bank], window_.banks[bank], std::move(full)});
@@ -131,7 +131,7 @@ Refutation refute(Problem const& problem, std::vector<Window> const& windows) {
   node.kind = Kind::window;
   for (Window const& window : windows)
     node.branches.push_back({window.banks.front(), window.banks.back(), WindowRefuter(problem, window).refute()});
-  if (node.branches.empty()) return leaf(Kind::empty, "bank");
+  if (node.branches.empty()) return leaf(Kind::empty, "interface");
   return node;
 }
 

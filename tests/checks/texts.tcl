@@ -36,7 +36,7 @@ set untold {
 }
 
 # Rooms that are being built: their texts are not looked at yet.
-set later {platform/coregen/* platform/planning/* platform/rule_engine/*}
+set later {platform/rule_engine/*}
 
 # A gap in a text.
 set gap \x1

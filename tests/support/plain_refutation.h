@@ -25,7 +25,7 @@ class RefutationCheck {
   /// Empty if the proof holds; else what is wrong with it.
   std::string fault(planning::Refutation const& root) {
     fault_.clear();
-    if (root.kind == Kind::empty) return root.what == "bank" && windows().empty() ? "" : "banks there are";
+    if (root.kind == Kind::empty) return root.what == "interface" && windows().empty() ? "" : "banks there are";
     if (root.kind != Kind::window) return "no question for the window first";
     for (auto const& [first, last] : windows()) {
       bool is_there = false;
@@ -345,7 +345,7 @@ class RefutationCheck {
   void empty(planning::Refutation const& node, Path const& path) {
     if (node.what == "address") {
       if (path.has_run ? run_holds(path.run, path) : !runs(path).empty()) wrong("the addresses fit");
-    } else if (node.what == "system clock") {
+    } else if (node.what == "clock") {
       for (const int at : path.lanes)
         for (int i = lane(at).first; i < lane(at).first + lane(at).pads; ++i)
           if (clock_site(i)) wrong("the clock has a site");

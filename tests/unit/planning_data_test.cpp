@@ -71,7 +71,7 @@ TEST(PlanningData, WhatIsWrongWithAMemoryIsTold) {
   EXPECT_EQ(
       fault_of_memory(R"({"format": 1, "type": "DDR4", "source": "s", "prefix": "p", "period_max_ps": 1, "burst": 1,
     "devices": [8], "ranks_max": 1, "stack_heights": [1]})")
-          .substr(0, 62),
+          .substr(0, 64),
       "top level: expected standards, lanes and address signals, found ");
 }
 
@@ -204,7 +204,9 @@ TEST(PlanningData, LayoutsAreInOrder) {
   const Layout layout = layout_of(HARPartMgr::getGlobal()->getPart("brvn5130-b1936-2LHP-e-S")->values());
   for (std::size_t i = 0; i < layout.pads.size(); i += 7) {
     EXPECT_EQ(layout.pad_of_name(layout.pads[i].name), static_cast<int>(i));
-    if (!layout.pads[i].ball.empty()) EXPECT_EQ(layout.pad_of_ball(layout.pads[i].ball), static_cast<int>(i));
+    if (!layout.pads[i].ball.empty()) {
+      EXPECT_EQ(layout.pad_of_ball(layout.pads[i].ball), static_cast<int>(i));
+    }
   }
   EXPECT_EQ(layout.pad_of_ball(""), -1);
   EXPECT_GE(layout.bank_of_number(720), 0);  // of the die, without pins in this package

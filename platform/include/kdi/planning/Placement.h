@@ -61,7 +61,7 @@ struct Refutation {
     sets,           ///< question: in which bank is a set of units that one strobe clocks
     near,           ///< question: which unit (`first`) is in which lane (`last`) near the system clock
     overfull,       ///< leaf: `units` have no other lanes than `lanes`, which are fewer
-    empty,          ///< leaf: nothing holds what is asked for: there are no answers to the question `what`
+    empty,          ///< leaf: nothing holds what is asked for: there are no answers to a question
     bank_overfull,  ///< leaf: the sets of `units` do not fit into one bank together
     far_clock,      ///< leaf: the system clock has none of the controller's signals in its bank or a neighbour
     pinned,         ///< leaf: a signal or group is asked for where a rule forbids it; `what` says
@@ -69,7 +69,7 @@ struct Refutation {
   struct Branch;
 
   Kind kind = Kind::empty;
-  std::string what;
+  std::string what;  ///< of a leaf: what it is that nothing holds, in a word or, of wishes, in words
   std::vector<int> units;
   std::vector<int> lanes;
   int set = -1;
