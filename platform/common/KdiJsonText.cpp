@@ -27,6 +27,9 @@ std::size_t character_size(std::string_view text, std::size_t at) {
   return size;
 }
 
+// One that stands for itself between quotes.
+bool is_plain(char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; }
+
 }  // namespace
 
 bool is_utf8(std::string_view text) {
@@ -49,8 +52,12 @@ std::string as_utf8(std::string_view text) {
 }
 
 std::string json_text(std::string_view text) {
-  std::string json = "\"";
-  for (std::size_t at = 0; at < text.size();) {
+  std::string json;
+  json.reserve(text.size() + 2);
+  json += '"';
+  std::size_t at = static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), is_plain) - text.begin());
+  json += text.substr(0, at);
+  while (at < text.size()) {
     const std::size_t size = character_size(text, at);
     const char c = text[at];
     if (size == 0)
