@@ -13,7 +13,7 @@ if(TARGET iptasks_jar AND JUNIT_JAR AND HAMCREST_JAR AND Java_Runtime_FOUND)
   set_target_properties(java_faults PROPERTIES INSTALL_RPATH "$ORIGIN")
   target_link_options(java_faults PRIVATE -Wl,--no-as-needed)  # whose functions it stands before is behind it
 
-  set(classes NamesTest ModelsTest CustomisationTest EnduranceTest)
+  set(classes NamesTest ModelsTest CustomisationTest ThreadsTest GrowthTest)
   list(TRANSFORM classes PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/java/ OUTPUT_VARIABLE sources)
   list(TRANSFORM sources APPEND .java)
   set(tests_jar ${CMAKE_CURRENT_BINARY_DIR}/java_tests.jar)
@@ -23,15 +23,19 @@ if(TARGET iptasks_jar AND JUNIT_JAR AND HAMCREST_JAR AND Java_Runtime_FOUND)
     tests_of(${target} java smoke)
   endforeach()
 
-  # A heap that is there from the begin, so that growth of the process is not Java's.
-  list(TRANSFORM classes PREPEND iptasks.)
-  add_script_test(java LABELS psmodels java smoke COMMAND ${CMAKE_COMMAND} -E env LD_PRELOAD=$<TARGET_FILE:java_faults>
-    ${Java_JAVA_EXECUTABLE} -Xcheck:jni -Xms128m -Xmx128m -XX:+AlwaysPreTouch -XX:+UseSerialGC -XX:+ErrorFileToStderr
-    -Diptasks.lib.dir=${CMAKE_LIBRARY_OUTPUT_DIRECTORY} -Diptasks.faults=$<TARGET_FILE:java_faults>
-    -Diptasks.names=${PROJECT_SOURCE_DIR}/data/psmodels/names.csv
-    -cp ${IPTASKS_JAR}:${tests_jar}:${JUNIT_JAR}:${HAMCREST_JAR} org.junit.runner.JUnitCore ${classes})
-  set_tests_properties(java PROPERTIES
-    FAIL_REGULAR_EXPRESSION "WARNING in native method;FATAL ERROR in native method;WARNING: JNI;OK .0 tests")
+  # add_java_test(name class...): a process of its own. Its heap is there from the begin, so that growth is not Java's.
+  function(add_java_test name)
+    list(TRANSFORM ARGN PREPEND iptasks.)
+    add_script_test(${name} LABELS psmodels java smoke COMMAND ${CMAKE_COMMAND} -E env LD_PRELOAD=$<TARGET_FILE:java_faults>
+      ${Java_JAVA_EXECUTABLE} -Xcheck:jni -Xms128m -Xmx128m -XX:+AlwaysPreTouch -XX:+UseSerialGC -XX:+ErrorFileToStderr
+      -Diptasks.lib.dir=${CMAKE_LIBRARY_OUTPUT_DIRECTORY} -Diptasks.faults=$<TARGET_FILE:java_faults>
+      -Diptasks.names=${PROJECT_SOURCE_DIR}/data/psmodels/names.csv
+      -cp ${IPTASKS_JAR}:${tests_jar}:${JUNIT_JAR}:${HAMCREST_JAR} org.junit.runner.JUnitCore ${ARGN})
+    set_tests_properties(${name} PROPERTIES
+      FAIL_REGULAR_EXPRESSION "WARNING in native method;FATAL ERROR in native method;WARNING: JNI;OK .0 tests")
+  endfunction()
+  add_java_test(java NamesTest ModelsTest CustomisationTest ThreadsTest)
+  add_java_test(java.growth GrowthTest)
   # What the engine remarks goes to standard error.
   add_script_test(java.example LABELS psmodels java smoke COMMAND sh -c "exec \"$@\" 2>/dev/null" sh
     ${Java_JAVA_EXECUTABLE} -Diptasks.lib.dir=${CMAKE_LIBRARY_OUTPUT_DIRECTORY} -cp ${IPTASKS_JAR}
