@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -45,7 +46,7 @@ class RefutationCheck {
     return fault_;
   }
 
- private:
+ protected:
   using Kind = planning::Refutation::Kind;
 
   struct Path {
@@ -399,6 +400,91 @@ class RefutationCheck {
   std::vector<bool> banks_, pads_;
   std::set<int> owned_;
   std::string fault_;
+};
+
+// The best that any lanes for groups, addresses and clock give, as far as lanes go: all of them are tried.
+class AllLanes : private RefutationCheck {
+ public:
+  explicit AllLanes(Question const& question) : RefutationCheck(question) {
+    for (auto const& [first, last] : windows()) {
+      Path path;
+      for (int at = first; at <= last; ++at) {
+        if (!same_window(first, at)) continue;
+        path.banks.push_back(at);
+        for (int l = bank(at).first; l < bank(at).first + bank(at).lanes; ++l) path.lanes.push_back(l);
+      }
+      for (std::set<int> const& run : runs(path)) {
+        Path with = path;
+        with.run = run;
+        with.has_run = true;
+        if (wanted_.system_clock.empty()) units_into(with);
+        for (const int at : with.lanes)
+          for (int i = lane(at).first; !wanted_.system_clock.empty() && i < lane(at).first + lane(at).pads; ++i) {
+            if (!clock_site(i)) continue;
+            with.clock = i;
+            if (run_holds(run, with)) units_into(with);
+          }
+      }
+    }
+  }
+
+  bool found() const { return found_; }
+  std::tuple<int, int, int> objective() const { return best_; }
+
+ private:
+  void units_into(Path const& path) {
+    fits_.assign(wanted_.units.size(), {});
+    for (std::size_t unit = 0; unit < fits_.size(); ++unit)
+      for (const int at : path.lanes)
+        if (fits(static_cast<int>(unit), at, path)) fits_[unit].push_back(at);
+    std::vector<int> lanes;
+    put(lanes, path);
+  }
+
+  void put(std::vector<int>& lanes, Path const& path) {
+    if (lanes.size() == wanted_.units.size()) return judge(lanes, path);
+    for (const int at : fits_[lanes.size()]) {
+      if (std::find(lanes.begin(), lanes.end(), at) != lanes.end()) continue;
+      lanes.push_back(at);
+      put(lanes, path);
+      lanes.pop_back();
+    }
+  }
+
+  void judge(std::vector<int> const& lanes, Path const& path) {
+    for (std::size_t a = 0; a < lanes.size(); ++a)
+      for (std::size_t b = 0; b < lanes.size(); ++b) {
+        if (wanted_.units[a].set != wanted_.units[b].set || !wanted_.units[a].clocks_set || a == b) continue;
+        const int distance = std::abs(lane(lanes[a]).position - lane(lanes[b]).position);
+        const auto reach = bank(lane(lanes[a]).bank).reach;
+        if (lane(lanes[a]).bank != lane(lanes[b]).bank || reach == kdi::device::StrobeReach::lane ||
+            (reach == kdi::device::StrobeReach::neighbours && distance > 1))
+          return;
+      }
+    std::set<int> used(lanes.begin(), lanes.end());
+    used.insert(path.run.begin(), path.run.end());
+    if (path.clock >= 0) {
+      const int own = bank(layout_.bank_of_pad(path.clock)).row;
+      const auto is_near = [&](int at) { return std::abs(bank(lane(at).bank).row - own) <= 1; };
+      if (std::none_of(used.begin(), used.end(), is_near)) return;
+      used.insert(pad(path.clock).lane);
+    }
+    std::set<int> banks, places, addresses;
+    for (const int at : used) {
+      banks.insert(lane(at).bank);
+      places.insert(lane(at).position);
+    }
+    for (const int at : path.run) addresses.insert(lane(at).position);
+    const std::tuple value(static_cast<int>(banks.size()), *places.rbegin() - *places.begin() + 1,
+                           std::abs(*addresses.begin() + *addresses.rbegin() - *places.begin() - *places.rbegin()));
+    if (found_ && value >= best_) return;
+    found_ = true;
+    best_ = value;
+  }
+
+  std::vector<std::vector<int>> fits_;
+  std::tuple<int, int, int> best_;
+  bool found_ = false;
 };
 
 }  // namespace test_support::board

@@ -264,4 +264,27 @@ inline std::unique_ptr<Question> large_question(Random& random) {
   return question;
 }
 
+/// Up to four groups on at most twelve lanes, some with a strobe for two of them.
+inline std::unique_ptr<Question> lanes_question(Random& random) {
+  auto question = std::make_unique<Question>();
+  LayoutShape shape;
+  shape.rows = 1 + static_cast<int>(random.below(3));
+  shape.lanes = shape.rows == 1 ? 4 : 3 + static_cast<int>(random.below(2));
+  shape.pairs = 6;
+  question->layout = random_layout(random, shape);
+  question->kind = *planning::find_memory("DDR4");
+  planning::InterfaceRequest asked;
+  asked.kind = &question->kind;
+  asked.part = *question->kind.part(random.one_in(3) ? "DDR4-2400R-8Gb-x4" : "DDR4-2400R-8Gb-x8");
+  asked.width = 8 * (1 + static_cast<int>(random.below(4)));
+  if (asked.part.width == 8 && asked.width % 16 == 0 && random.one_in(2))
+    question->kind.lanes[0].strobe_bits = {{8, 16}};
+  asked.system_clock = static_cast<planning::SystemClock>(random.below(3));
+  question->wanted = planning::interface_of(asked);
+  question->request.rate_mbps = asked.part.rate_mbps;
+  if (random.one_in(2)) question->take(random, random.one_in(3) ? 10 : 40);
+  question->finish(asked);
+  return question;
+}
+
 }  // namespace test_support::board

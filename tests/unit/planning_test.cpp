@@ -131,6 +131,31 @@ TEST(Planning, FindsTheBestOfAllAssignmentsOnSmallLayouts) {
   RecordProperty("impossible", impossible);
 }
 
+TEST(Planning, FindsTheBestOfAllLanesForGroups) {
+  Random random(test_support::fresh_seed());
+  int impossible = 0, placed = 0;
+  const int all_rounds = rounds(25);
+  for (int round = 0; round < all_rounds; ++round) {
+    const auto question = lanes_question(random);
+    SCOPED_TRACE("round " + std::to_string(round));
+    const PlacementResult result = planning::place(question->request);
+    const AllLanes truth(*question);
+    ASSERT_EQ(result.plan.has_value(), truth.found());
+    (truth.found() ? placed : impossible) += 1;
+    if (!truth.found()) {
+      ASSERT_EQ(RefutationCheck(*question).fault(*result.refutation), "");
+      continue;
+    }
+    Objective const& is = result.plan->objective;
+    ASSERT_EQ(std::tuple(is.banks, is.lanes, is.off_centre), truth.objective());
+    ASSERT_EQ(listed(broken(*question, result.plan->pad_of_signal)), "");
+  }
+  EXPECT_GT(placed, 0);
+  EXPECT_GT(impossible, 0);
+  RecordProperty("placed", placed);
+  RecordProperty("impossible", impossible);
+}
+
 // ------------------------------------------------------------------------------------------------- many requests
 
 TEST(Planning, KeepsAllRulesInManyRequests) {
