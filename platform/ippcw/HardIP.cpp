@@ -8,6 +8,7 @@
 #include "kdi/common/KdiInstances.h"
 #include "kdi/ippcw/host/CoreAccess.h"
 #include "kdi/ippcw/host/HardIPFactories.h"
+#include "platform/ippcw/factories.h"
 #include "platform/ippcw/instances.h"
 #include "platform/ippcw/layers.h"
 
@@ -20,7 +21,7 @@ struct Shared {
   std::condition_variable made;  // an instance, or that it cannot be
   HardIPManager::InstanceMap instances;
   std::map<std::string, std::thread::id> makers;  // of the instances that are null
-  std::map<std::string, HardIPFactory> factories;
+  Factories<HardIPFactory> factories;
   std::map<std::string, HardIPManager::InstanceMap> sub_instances;  // by the instance that they end with
 };
 
@@ -69,20 +70,10 @@ void add_sub_instances(std::string const& key, HardIPInterface& instance, ParamM
   shared().instances.merge(added);
 }
 
-// By the factory if there is one, else as the engine does. What they throw is why there is no instance.
+// By the factory if there is one, else as the engine does.
 std::shared_ptr<HardIPInterface> made_by(HardIPFactory const& factory, ParamMap const& context, StrVec& errors) {
-  std::string reason = "the core \"" + context_value(context, "ps_core_name") + "\" could not be made";
-  try {
-    if (auto made = factory ? factory(context, errors) : make_instance(context, errors)) return made;
-    if (!errors.empty()) return nullptr;
-  } catch (std::bad_alloc const&) {
-    throw;
-  } catch (std::exception const& error) {
-    reason = error.what();
-  } catch (...) {
-  }
-  errors.push_back(reason);
-  return nullptr;
+  return made(context_value(context, "ps_core_name"), errors,
+              [&] { return factory ? factory(context, errors) : make_instance(context, errors); });
 }
 
 HardIPInterface* lent(std::shared_ptr<HardIPInterface> instance) {
@@ -94,11 +85,7 @@ HardIPInterface* lent(std::shared_ptr<HardIPInterface> instance) {
 }  // namespace
 
 void set_hard_ip_factory(std::string const& ps_core_name, HardIPFactory factory) {
-  const std::lock_guard lock(shared().mutex);
-  if (factory)
-    shared().factories[ps_core_name] = std::move(factory);
-  else
-    shared().factories.erase(ps_core_name);
+  shared().factories.set(ps_core_name, std::move(factory));
 }
 
 HardIPManager* HardIPManager::getInstance() {
@@ -126,7 +113,7 @@ HardIPInterface* HardIPManager::findInstance(ParamMap const& context, StrVec&) {
 
 HardIPInterface* HardIPManager::getOrCreateInstance(ParamMap const& context, StrVec& errors) {
   const std::string key = identity(context);
-  HardIPFactory factory;
+  const HardIPFactory factory = shared().factories.of(context_value(context, "ps_core_name"));
   for (std::unique_lock lock(shared().mutex);;) {
     const auto maker = shared().makers.find(key);
     if (maker != shared().makers.end()) {
@@ -144,8 +131,6 @@ HardIPInterface* HardIPManager::getOrCreateInstance(ParamMap const& context, Str
       lock.unlock();
       return lent(std::move(found));
     }
-    const auto own = shared().factories.find(context_value(context, "ps_core_name"));
-    if (own != shared().factories.end()) factory = own->second;
     shared().makers[key] = std::this_thread::get_id();
     shared().instances[key] = nullptr;
     break;

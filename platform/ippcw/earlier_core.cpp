@@ -1,11 +1,10 @@
 #include "platform/ippcw/earlier_core.h"
 
-#include <map>
-#include <mutex>
 #include <utility>
 
 #include "kdi/ippcw/host/PSUFactories.h"
 #include "platform/ippcw/earlier_texts.h"
+#include "platform/ippcw/factories.h"
 #include "platform/ippcw/init_files.h"
 #include "platform/ippcw/instances.h"
 
@@ -117,14 +116,9 @@ std::string EarlierCore::generateBootLoaderFiles(ParamMap const& params, bool al
 namespace processing_system {
 namespace {
 
-struct Shared {
-  std::mutex mutex;
-  std::map<std::string, PSUFactory> factories;
-};
-
-Shared& shared() {
-  static auto& shared = *new Shared;  // never destroyed: asked while the process ends
-  return shared;
+hardip_eng::Factories<PSUFactory>& factories() {
+  static auto& factories = *new hardip_eng::Factories<PSUFactory>;  // never destroyed: asked while the process ends
+  return factories;
 }
 
 std::unique_ptr<PSU_Interface> make_own(ParamMap const& context, StrVec& errors) {
@@ -139,33 +133,14 @@ std::unique_ptr<PSU_Interface> make_own(ParamMap const& context, StrVec& errors)
 }  // namespace
 
 void set_psu_factory(std::string const& ps_core_name, PSUFactory factory) {
-  const std::lock_guard lock(shared().mutex);
-  if (factory)
-    shared().factories[ps_core_name] = std::move(factory);
-  else
-    shared().factories.erase(ps_core_name);
+  factories().set(ps_core_name, std::move(factory));
 }
 
-// What factories and readers of descriptions throw is why there is no instance.
 PSU_Interface* PSU_Interface::createInstanceNonStatic(ParamMap const& context, StrVec& errors) {
   const std::string name = hardip_eng::context_value(context, "ps_core_name");
-  PSUFactory factory;
-  {
-    const std::lock_guard lock(shared().mutex);
-    if (const auto own = shared().factories.find(name); own != shared().factories.end()) factory = own->second;
-  }
-  const std::size_t before = errors.size();
-  std::string reason = "the core \"" + name + "\" could not be made";
-  try {
-    if (auto made = factory ? factory(context, errors) : make_own(context, errors)) return made.release();
-    if (errors.size() > before) return nullptr;
-  } catch (std::bad_alloc const&) {
-    throw;
-  } catch (std::exception const& error) {
-    reason = error.what();
-  }
-  errors.push_back(reason);
-  return nullptr;
+  const PSUFactory factory = factories().of(name);
+  return hardip_eng::made(name, errors, [&] { return factory ? factory(context, errors) : make_own(context, errors); })
+      .release();
 }
 
 }  // namespace processing_system

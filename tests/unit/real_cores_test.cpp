@@ -306,7 +306,7 @@ class RealCores : public testing::TestWithParam<Version> {
       const std::vector<Sight> rest = open();
       if (rest.empty()) return;
       const auto goals = plain_rules::goals_of(rules_.core(), rest, places::data("cores"));
-      for (auto const& way : plain_rules::DirectedWalk(rules_, goals, round).run(kSteps)) {
+      for (auto const& way : plain_rules::DirectedWalk(rules_, goals, round).run(kSteps * (1 + in_vain))) {
         Instance instance(rules_.shared(), way.facts);
         look_at(instance, way.changes, way.facts);
       }
