@@ -2,12 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
 
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
 #include "kdi/cores/Explain.h"
 #include "kdi/cores/Instance.h"
 #include "tests/support/places.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -518,6 +524,89 @@ TEST(CoreValues, TrueAndFalseAreOneAndZero) {
   EXPECT_EQ(instance.given(0), "1");
   EXPECT_EQ(instance.value(1), "0");
   EXPECT_EQ(instance.value(2), "true");  // its own word
+}
+
+// ------------------------------------------------------------------------------------------------- shipped files
+
+// The shipped cores, with one file that is another; all others are the shipped ones.
+class ShippedFiles : public testing::Test {
+ protected:
+  static inline const std::filesystem::path kCores = places::data("cores");
+
+  ShippedFiles() {
+    for (auto const& entry : std::filesystem::recursive_directory_iterator(kCores)) {
+      const std::string file = std::filesystem::relative(entry.path(), kCores);
+      if (entry.is_directory()) {
+        std::filesystem::create_directories(scratch_.path(file));
+      } else if (entry.path().extension() == ".json" && file.find("registers/") == std::string::npos &&
+                 !file.ends_with("silent.json")) {
+        std::filesystem::create_symlink(entry.path(), scratch_.path(file));
+        files_.push_back(file);
+      }
+    }
+    std::sort(files_.begin(), files_.end());
+  }
+
+  static std::string content(std::string const& file) {
+    std::ifstream in(kCores / file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+
+  // A core whose reading comes to the file: its own, or the one that includes it in the smallest description.
+  std::string reader_of(std::string const& file) const {
+    if (!file.starts_with("parts/")) return file;
+    std::string best;
+    std::uintmax_t least = ~std::uintmax_t{0};
+    for (std::string const& other : files_)
+      if (!other.starts_with("parts/") && content(other).find('"' + file + '"') != std::string::npos &&
+          std::filesystem::file_size(kCores / other) < least) {
+        least = std::filesystem::file_size(kCores / other);
+        best = other;
+      }
+    return best;
+  }
+
+  std::string error_with(std::string const& file, std::string const& content) const {
+    const std::filesystem::path reader = reader_of(file);
+    if (reader.empty()) return "no core includes it";
+    std::filesystem::remove(scratch_.path(file));
+    scratch_.file(file, content);
+    std::string error = "none";
+    try {
+      Core::read(scratch_.folder(), reader.parent_path(), reader.stem());
+    } catch (kdi::JsonError const& refused) {
+      error = refused.what();
+    }
+    std::filesystem::remove(scratch_.path(file));
+    std::filesystem::create_symlink(kCores / file, scratch_.path(file));
+    return error;
+  }
+
+  Scratch scratch_;
+  std::vector<std::string> files_;
+};
+
+// Cut within the object that it is, a file is told by name and line, and no core comes of it. IPTASKS_LONG=1 cuts more.
+TEST_F(ShippedFiles, CutAnywhereAreRefused) {
+  const int cuts = std::getenv("IPTASKS_LONG") != nullptr ? 100 : 1;
+  const std::size_t step = test_support::kSanitized ? 12 : 3;
+  std::mt19937 random(7);
+  std::size_t refused = 0;
+  for (std::size_t f = 0; f<files_.size(); f += cuts> 1 ? 1 : step) {
+    const std::string whole = content(files_[f]);
+    for (int cut = 0; cut < cuts; ++cut) {
+      const std::size_t size = random() % whole.rfind('}');
+      SCOPED_TRACE(files_[f] + " cut to " + std::to_string(size) + " bytes");
+      const std::string error = error_with(files_[f], whole.substr(0, size));
+      const std::string place = scratch_.path(files_[f]) + ":";
+      ASSERT_TRUE(error.find(place) != std::string::npos) << error;
+      const auto lines = 1 + std::count(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size), '\n');
+      const int line = std::atoi(error.c_str() + error.find(place) + place.size());
+      EXPECT_TRUE(line >= 1 && line <= lines) << error;
+      ++refused;
+    }
+  }
+  EXPECT_GT(refused, files_.size() / 13);
 }
 
 }  // namespace

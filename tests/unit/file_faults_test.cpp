@@ -78,6 +78,12 @@ void lay_out_core(Scratch const& scratch) {
                std::string(R"({"format": 1, "parameters": [{"name": "A", )") + kParameter + "]}");
 }
 
+void lay_out_shipped_core(Scratch const& scratch) {
+  copy_into(scratch, "data/cores/ai_engine/1.0.json", "data/cores/ai_engine/1.0.json");
+  for (std::string const part : {"clock", "pll", "references", "clocks_block"})
+    copy_into(scratch, "data/cores/parts/" + part + ".json", "data/cores/parts/" + part + ".json");
+}
+
 const Reader kReaders[] = {
     {"the_values_that_the_environment_names", lay_out_values,
      [](std::string const& folder) {
@@ -161,6 +167,13 @@ const Reader kReaders[] = {
        set_root(folder);
        const auto core = kdi::cores::core_description("made", "1.1");
        return core == nullptr ? "none" : kdi::cores::Instance(core).value(0) + core->parameters()[1].name;
+     },
+     nullptr},
+    {"a_shipped_core_with_its_parts", lay_out_shipped_core,
+     [](std::string const& folder) {
+       set_root(folder);
+       const auto core = kdi::cores::core_description("ai_engine", "1.0");
+       return core == nullptr ? "none" : std::to_string(core->parameters().size());
      },
      nullptr},
     {"the_list_of_cores", lay_out_core,
