@@ -311,4 +311,17 @@ std::vector<Protocol> protocols() {
   return all;
 }
 
+std::vector<std::string> stock_oscillators() {
+  std::vector<std::string> all;
+  for (std::string const& root : data_directories("transceivers")) {
+    const std::string path = root + "/oscillators.json";
+    if (!all.empty() || !is_file(path)) continue;
+    const JsonFile file(path);
+    file.root().allow_only({"format", "mhz"});
+    file.root().member("format").integer(1, 1);
+    for (const JsonValue one : file.root().member("mhz").items()) all.push_back(one.text());
+  }
+  return all;
+}
+
 }  // namespace kdi::gt

@@ -1,6 +1,6 @@
-// Lanes are taken in their order: the first lane that is in no quad yet gets one together with some of those behind it,
-// so that each way of dividing lanes into groups is come upon once. Which sets of lanes can be reached with how many
-// quads is searched in breadth. Whether a group fits into a quad is asked once for each.
+// Lanes are taken in their order: the first lane that is in no quad yet gets one together with some of those behind it.
+// With one quad more each time it is searched whether all lanes find a place; sets of lanes that did not are
+// remembered, and whether a group fits into a quad is asked once for each.
 #include "kdi/rule_engine/host/Packing.h"
 
 #include <algorithm>
@@ -53,17 +53,18 @@ class Search {
       has_many_references_ = has_many_references_ || references_seen_.size() > 32;
     }
     if (has_many_references_) throw std::invalid_argument("more than 32 different reference clocks");
+    for (std::size_t rate = 0; rate < rates_; ++rate) note_masks(rate);
+    known_.assign(std::size_t{1} << lanes.size(), kUnknown);
   }
 
-  /// Whether the lanes fit into one quad; where to, if `places` is given.
-  bool fits(LaneSet group, std::vector<Place>* places = nullptr) {
-    if (places == nullptr) {
-      const auto known = known_.find(group);
-      if (known != known_.end()) return known->second;
-      return known_[group] = tries_channels(group, nullptr);
-    }
-    return tries_channels(group, places);
+  /// Whether the lanes fit into one quad.
+  bool fits(LaneSet group) {
+    char& known = known_[group];
+    if (known == kUnknown) known = tries_channels(group, nullptr) ? kFits : kMisfits;
+    return known == kFits;
   }
+  /// Where to.
+  void put(LaneSet group, std::vector<Place>& places) { tries_channels(group, &places); }
 
   int lane_count() const { return static_cast<int>(lanes_.size()); }
 
@@ -99,8 +100,8 @@ class Search {
       }
     if (static_cast<int>(members_.size()) > kind_.channels || std::popcount(references) > kind_.reference_inputs)
       return false;
-    tried_.clear();
     channels_.assign(members_.size(), -1);
+    gather_masks();
     return seats(0, 0, places);
   }
 
@@ -131,25 +132,102 @@ class Search {
   }
 
   bool all_rates(std::vector<Place>* places) {
-    if (places == nullptr) {
-      // Which PLLs reach the lanes is all that counts.
-      std::vector<std::uint64_t> reaches;
-      for (const int channel : channels_) reaches.push_back(reach(channel));
-      if (!tried_.insert(reaches).second) return false;
-    }
-    if (places != nullptr)
-      for (std::size_t i = 0; i < members_.size(); ++i) {
-        Place& place = (*places)[static_cast<std::size_t>(members_[i])];
-        place.channel = channels_[i];
-        place.chosen.clear();
-      }
     for (std::size_t rate = 0; rate < rates_; ++rate)
-      if (!covers(rate, places)) return false;
+      if (!covers(rate)) return false;
+    if (places == nullptr) return true;
+    for (std::size_t i = 0; i < members_.size(); ++i) {
+      Place& place = (*places)[static_cast<std::size_t>(members_[i])];
+      place.channel = channels_[i];
+      place.chosen.clear();
+    }
+    for (std::size_t rate = 0; rate < rates_; ++rate) choose(rate, *places);
     return true;
   }
 
-  using NeedSet = std::uint32_t;  // of the needs of a quad at a rate: at most kMostNeeds
+  using NeedSet = std::uint32_t;  // of the needs of a quad at a rate: two bits for each member
   static constexpr std::size_t kMostNeeds = 16;
+
+  // ------------------------------------------------------------------------------- whether needs can be served at all
+
+  // For each PLL of the kind the sets of needs of all lanes that a setting of it serves, two bits for each lane; none
+  // that another one holds.
+  void note_masks(std::size_t rate) {
+    auto& by_pll = masks_.emplace_back(kind_.plls.size());
+    std::vector<std::map<int, LaneSet>> by_config(kind_.plls.size());
+    for (int lane = 0; lane < lane_count(); ++lane) {
+      auto const& wanted = wanted_at(lane, rate);
+      for (std::size_t need = 0; need < wanted.size(); ++need)
+        for (Option const& option : wanted[need].options)
+          by_config[static_cast<std::size_t>(option.pll)][option.config] |= LaneSet{1}
+                                                                            << (2 * lane + static_cast<int>(need));
+    }
+    for (std::size_t pll = 0; pll < by_pll.size(); ++pll)
+      for (auto const& [config, mask] : by_config[pll]) add_maximal(by_pll[pll], mask);
+  }
+
+  static void add_maximal(std::vector<LaneSet>& masks, LaneSet mask) {
+    for (const LaneSet other : masks)
+      if ((mask & ~other) == 0) return;
+    std::erase_if(masks, [&](LaneSet other) { return (other & ~mask) == 0; });
+    masks.push_back(mask);
+  }
+
+  // The same for the members of the group, as NeedSets.
+  void gather_masks() {
+    gathered_.resize(masks_.size());
+    all_needs_.assign(masks_.size(), 0);
+    for (std::size_t rate = 0; rate < masks_.size(); ++rate) {
+      gathered_[rate].resize(kind_.plls.size());
+      for (std::size_t pll = 0; pll < kind_.plls.size(); ++pll) {
+        auto& mine = gathered_[rate][pll];
+        mine.clear();
+        for (const LaneSet mask : masks_[rate][pll]) {
+          NeedSet needs = 0;
+          for (std::size_t i = 0; i < members_.size(); ++i) needs |= (mask >> (2 * members_[i]) & 3) << (2 * i);
+          if (needs != 0) add_maximal(mine, needs);
+        }
+      }
+      for (std::size_t i = 0; i < members_.size(); ++i)
+        all_needs_[rate] |= ((NeedSet{1} << wanted_at(members_[i], rate).size()) - 1) << (2 * i);
+    }
+  }
+
+  // Whether one setting for each PLL serves all needs at a rate.
+  bool covers(std::size_t rate) {
+    const NeedSet all = all_needs_[rate];
+    if (marks_.size() <= all) marks_.resize(std::size_t{all} + 1, 0);
+    served_.resize(marks_.size());
+    std::vector<NeedSet>& served = served_;
+    std::size_t count = 1;
+    served[0] = 0;
+    ++mark_;
+    marks_[0] = mark_;
+    const auto serve = [&](std::vector<NeedSet> const& masks, NeedSet reached) {
+      const std::size_t before = count;
+      for (const NeedSet mask : masks)
+        if (const NeedSet mine = mask & reached; mine != 0)
+          for (std::size_t i = 0; i < before; ++i)
+            if (const NeedSet more = served[i] | mine; marks_[more] != mark_) {
+              marks_[more] = mark_;
+              served[count++] = more;
+            }
+    };
+    for (std::size_t p = 0; p < kind_.plls.size(); ++p) {
+      Pll const& pll = kind_.plls[p];
+      NeedSet reached = 0;
+      for (std::size_t i = 0; i < members_.size(); ++i)
+        if ((pll.channels >> channels_[i] & 1) != 0) {
+          if (!pll.is_shared) serve(gathered_[rate][p], NeedSet{3} << (2 * i));
+          reached |= NeedSet{3} << (2 * i);
+        }
+      if (pll.is_shared) serve(gathered_[rate][p], reached);
+      if (marks_[all] == mark_) return true;
+    }
+    return marks_[all] == mark_;
+  }
+
+  // --------------------------------------------------------------------------------------------- which settings to
+  // take
 
   struct Entry {
     std::size_t member;
@@ -206,31 +284,12 @@ class Search {
     }
   }
 
-  // Whether one choice for each PLL serves all needs at a rate.
-  bool covers(std::size_t rate, std::vector<Place>* places) {
+  // Of all ways to serve the needs the one whose settings stand first in their lists, all in all, and then the one with
+  // the fewest PLLs.
+  void choose(std::size_t rate, std::vector<Place>& places) const {
     const std::vector<Entry> entries = entries_at(rate);
     const std::vector<Instance> instances = instances_for(entries);
     const NeedSet all = (NeedSet{1} << entries.size()) - 1;
-    std::vector<NeedSet> served{0};  // what the PLLs so far can serve
-    std::vector<char> is_served(std::size_t{all} + 1, 0);
-    is_served[0] = 1;
-    for (Instance const& instance : instances) {
-      const std::size_t before = served.size();
-      for (Choice const& choice : instance.choices)
-        for (std::size_t i = 0; i < before; ++i) {
-          const NeedSet more = served[i] | choice.needs;
-          if (std::exchange(is_served[more], 1) == 0) served.push_back(more);
-        }
-    }
-    if (is_served[all] == 0) return false;
-    if (places != nullptr) choose(entries, instances, all, *places);
-    return true;
-  }
-
-  // Of all ways to serve the needs the one whose settings stand first in their lists, all in all, and then the one with
-  // the fewest PLLs.
-  void choose(std::vector<Entry> const& entries, std::vector<Instance> const& instances, NeedSet all,
-              std::vector<Place>& places) const {
     constexpr int kNone = std::numeric_limits<int>::max(), kPlaceWeight = 64;
     struct Step {
       int cost = kNone;
@@ -281,10 +340,16 @@ class Search {
   std::vector<Fraction> references_seen_;
   bool has_many_references_ = false;
   std::map<Config, int> configs_;
-  std::unordered_map<LaneSet, bool> known_;
+  static constexpr char kUnknown = 0, kFits = 1, kMisfits = 2;
+  std::vector<char> known_;
   std::vector<int> members_;
   std::vector<int> channels_;
-  std::set<std::vector<std::uint64_t>> tried_;
+  std::vector<std::vector<std::vector<LaneSet>>> masks_;     // by rate and PLL
+  std::vector<std::vector<std::vector<NeedSet>>> gathered_;  // likewise
+  std::vector<NeedSet> all_needs_;                           // by rate
+  std::vector<NeedSet> served_;                              // room for all that a question comes upon
+  std::vector<unsigned> marks_;  // of a set of needs: that of the last question that came upon it
+  unsigned mark_ = 0;
 };
 
 void check(std::vector<PackedLane> const& lanes) {
@@ -297,44 +362,75 @@ void check(std::vector<PackedLane> const& lanes) {
   }
 }
 
-// The groups of the fewest quads for `all`; empty if no lane fits somewhere.
-std::vector<LaneSet> fewest_groups(Search& search, LaneSet all, int channels) {
-  struct Reached {
-    LaneSet before;
-    LaneSet group;
-  };
-  std::unordered_map<LaneSet, Reached> reached{{0, {0, 0}}};
-  std::vector<LaneSet> now{0};
-  while (!now.empty() && !reached.contains(all)) {
-    std::vector<LaneSet> next;
-    for (const LaneSet done : now) {
-      const LaneSet left = all & ~done;
-      const LaneSet first = left & -left, others = left & ~first;
-      std::vector<LaneSet> groups;
-      // A group and one lane behind its last: all that fit, since what does not fit fits with no more lanes either.
-      const auto grow = [&](auto const& self, LaneSet group, LaneSet from) -> void {
-        if (!search.fits(group)) return;
-        groups.push_back(group);
-        if (std::popcount(group) == channels) return;
-        for (LaneSet rest = from; rest != 0; rest &= rest - 1) {
-          const LaneSet lane = rest & -rest;
-          self(self, group | lane, rest & ~lane);
-        }
-      };
-      grow(grow, first, others);
-      // Full quads first, then those with the lowest lanes.
-      std::stable_sort(groups.begin(), groups.end(),
-                       [](LaneSet a, LaneSet b) { return std::popcount(a) > std::popcount(b); });
-      for (const LaneSet group : groups)
-        if (reached.try_emplace(done | group, Reached{done, group}).second) next.push_back(done | group);
-    }
-    now = std::move(next);
+// Whether lanes fit into so many quads. The first lane's group may be taken as large as it can be: lanes that come over
+// from other groups leave those no worse off.
+class Division {
+ public:
+  Division(Search& search, int channels) : search_(search), channels_(channels) {}
+
+  /// The groups, in order; nothing if the lanes do not fit.
+  std::optional<std::vector<LaneSet>> into(int quads, LaneSet lanes) {
+    groups_.clear();
+    if (!divide(quads, lanes)) return std::nullopt;
+    return groups_;
   }
-  std::vector<LaneSet> groups;
-  if (reached.contains(all))
-    for (LaneSet at = all; at != 0; at = reached.at(at).before) groups.push_back(reached.at(at).group);
-  std::reverse(groups.begin(), groups.end());
-  return groups;
+
+ private:
+  bool divide(int quads, LaneSet left) {
+    if (left == 0) return true;
+    if (std::popcount(left) > quads * channels_) return false;
+    const auto failed = failed_.find(left);
+    if (failed != failed_.end() && failed->second >= quads) return false;
+    const LaneSet first = left & -left;
+    if (grow(quads, left, first, left & ~first & partners(first))) return true;
+    failed_[left] = quads;
+    return false;
+  }
+
+  // The group and lanes behind its last, the lowest first.
+  bool grow(int quads, LaneSet left, LaneSet group, LaneSet from) {
+    if (std::popcount(group) < channels_)
+      for (LaneSet rest = from; rest != 0; rest &= rest - 1) {
+        const LaneSet lane = rest & -rest;
+        if (search_.fits(group | lane) && grow(quads, left, group | lane, rest & ~lane & partners(lane))) return true;
+      }
+    if (!is_largest(left, group)) return false;
+    groups_.push_back(group);
+    if (divide(quads - 1, left & ~group)) return true;
+    groups_.pop_back();
+    return false;
+  }
+
+  // The lanes behind this one that fit into a quad with it.
+  LaneSet partners(LaneSet lane) {
+    auto& mine = partners_[static_cast<std::size_t>(std::countr_zero(lane))];
+    if (!mine) {
+      mine = 0;
+      for (int other = std::countr_zero(lane) + 1; other < search_.lane_count(); ++other)
+        if (search_.fits(lane | LaneSet{1} << other)) *mine |= LaneSet{1} << other;
+    }
+    return *mine;
+  }
+
+  bool is_largest(LaneSet left, LaneSet group) {
+    if (std::popcount(group) == channels_) return true;
+    for (LaneSet rest = left & ~group; rest != 0; rest &= rest - 1)
+      if (search_.fits(group | (rest & -rest))) return false;
+    return true;
+  }
+
+  Search& search_;
+  int channels_;
+  std::vector<LaneSet> groups_;
+  std::array<std::optional<LaneSet>, kMostLanes> partners_;
+  std::unordered_map<LaneSet, int> failed_;  // with so many quads, and so with fewer
+};
+
+// The groups of the fewest quads; each lane fits into a quad.
+std::vector<LaneSet> fewest_groups(Search& search, LaneSet all, int channels) {
+  Division division(search, channels);
+  for (int quads = 0;; ++quads)
+    if (auto groups = division.into(quads, all)) return *std::move(groups);
 }
 
 std::string lanes_text(std::vector<PackedLane> const& lanes, LaneSet set) {
@@ -389,7 +485,7 @@ Packing pack(Kind const& kind, std::vector<PackedLane> const& lanes, int quads_a
     return packing;
   }
   for (std::size_t quad = 0; quad < groups.size(); ++quad) {
-    search.fits(groups[quad], &packing.places);
+    search.put(groups[quad], packing.places);
     for (std::size_t i = 0; i < lanes.size(); ++i)
       if ((groups[quad] >> i & 1) != 0) packing.places[i].quad = static_cast<int>(quad);
   }

@@ -146,69 +146,70 @@ void for_each_exact(Kind const& kind, Request const& request, Found found) {
 
 // --------------------------------------------------------------------------------------------------- nearest settings
 
-Int ceiling(Int const& num, Int const& den) { return (num + den - 1) / den; }
-
-// The feedback counts k (in 2^-bits) of a pair of PLL, M and D that all ranges allow: from first to last.
-struct Counts {
-  Int first, last;
-  bool is_empty() const { return first > last; }
-  // num / den times k is within the bounds.
-  void narrow(Int const& num, Int const& den, Bounds bounds) {
-    first = std::max(first, ceiling(den * bounds.least, num));
-    last = std::min(last, Int(den * bounds.most / num));
-  }
-};
-
-struct Pair {
-  Kind const& kind;
-  Pll const& pll;
-  int fraction_bits;
-  int m, divide, bits;
-};
-
-Counts counts_allowed(Pair const& pair, Request const& request, Bounds const& band) {
-  const Int one = Int(1) << pair.fraction_bits;
-  Counts counts{one * pair.pll.feedback.least, one * pair.pll.feedback.most};
-  const Int hertz = Int(request.reference_mhz.num) * kMega, per = Int(request.reference_mhz.den) * one * pair.m;
-  counts.narrow(hertz, per, pair.pll.vco);
-  counts.narrow(hertz * 2, per * pair.divide, pair.kind.divider(pair.divide)->symbols);
-  counts.narrow(hertz * 2, per * pair.divide, request.modulation->symbols);
-  counts.narrow(hertz * 2 * pair.bits, per * pair.divide, band);
-  return counts;
+template <class Number>
+Number ceiling(Number const& num, Number const& den) {
+  return Number((num + den - 1) / den);
 }
 
-// An error of the feedback of a pair: |k den - target| / (den 2^bits M D), of which den is the same for all.
-struct Miss {
-  Int num;
-  Int per;
-  friend std::strong_ordering operator<=>(Miss const& a, Miss const& b) {
-    const Int left = a.num * b.per, right = b.num * a.per;
-    return left < right   ? std::strong_ordering::less
-           : right < left ? std::strong_ordering::greater
-                          : std::strong_ordering::equal;
+// The feedback counts k (in 2^-bits) of a pair of PLL, M and D that all ranges allow: from first to last.
+template <class Number>
+struct Counts {
+  Number first, last;
+  bool is_empty() const { return first > last; }
+  // num / den times k is within the bounds.
+  void narrow(Number const& num, Number const& den, Bounds bounds) {
+    first = std::max(first, ceiling(Number(den * bounds.least), num));
+    last = std::min(last, Number(den * bounds.most / num));
   }
-  double estimate() const { return num.convert_to<double>() / per.convert_to<double>(); }
 };
 
+// Whether a b < c d and the like.
+std::strong_ordering compare_products(Int const& a, Int const& b, Int const& c, Int const& d) {
+  const Int left = a * b, right = c * d;
+  return left < right    ? std::strong_ordering::less
+         : left == right ? std::strong_ordering::equal
+                         : std::strong_ordering::greater;
+}
+std::strong_ordering compare_products(Int128 a, Int128 b, Int128 c, Int128 d) {
+  Int128 left = 0, right = 0;
+  if (!__builtin_mul_overflow(a, b, &left) && !__builtin_mul_overflow(c, d, &right)) return left <=> right;
+  return compare_products(Int(a), Int(b), Int(c), Int(d));
+}
+
+double as_double(Int const& value) { return value.convert_to<double>(); }
+double as_double(Int128 value) { return static_cast<double>(value); }
+std::int64_t as_count(Int const& value) { return value.convert_to<std::int64_t>(); }
+std::int64_t as_count(Int128 value) { return static_cast<std::int64_t>(value); }
+
+/// Numbers are of 128 bits where those of the request are short, which they nearly always are.
+template <class Number>
 class Nearest {
  public:
-  Nearest(Kind const& kind, Request const& request, Bounds const& band)
-      : kind_(kind), request_(request), band_(band), ratio_(ratio_of(request)), gbps_(nearest_double(request.gbps)) {}
+  /// `num` / `den` is rate / (2 bits reference) in lowest terms.
+  Nearest(Kind const& kind, Request const& request, Bounds const& band, Number num, Number den)
+      : kind_(kind),
+        request_(request),
+        band_(band),
+        num_(num),
+        den_(den),
+        hertz_(Number(request.reference_mhz.num) * kMega),
+        gbps_(static_cast<double>(request.gbps.num) / static_cast<double>(request.gbps.den)) {}
 
   void search() {
-    for (int index = 0; index < static_cast<int>(kind_.plls.size()); ++index) {
+    const int count = static_cast<int>(kind_.plls.size());
+    for (int index = 0; index < count; ++index) {
       Pll const& pll = kind_.plls[static_cast<std::size_t>(index)];
       if (!takes(request_, index)) continue;
-      for (const int divide : pll.output_divides)
+      for (const int divide : pll.output_divides) {
+        if (!has_chance(pll, divide)) continue;
         for (std::int64_t m = pll.reference_divide.least; m <= pll.reference_divide.most; ++m)
-          if (within(request_.reference_mhz, kMega, 1, m, pll.pfd) && has_chance(pll, divide))
-            look_at(index, {kind_, pll, request_.takes_fraction ? pll.fraction_bits : 0, static_cast<int>(m), divide,
-                            request_.modulation->bits});
+          if (within(request_.reference_mhz, kMega, 1, m, pll.pfd)) look_at(index, pll, m, divide);
+      }
     }
   }
 
   std::optional<Setting> best;
-  double ppm() const { return miss_.estimate() / (ratio_.num.convert_to<double>()) * 1e6 * sign_; }
+  double ppm() const { return sign_ * relative_ * 1e6; }
 
  private:
   // The least error that the VCO leaves a divider, with room for rounding.
@@ -219,43 +220,105 @@ class Nearest {
     return beyond / vco < relative_ * (1 + 1e-9) + 1e-12;
   }
 
-  void look_at(int index, Pair const& pair) {
-    const Counts counts = counts_allowed(pair, request_, band_);
-    if (counts.is_empty()) return;
-    const Int target = (ratio_.num * pair.divide * pair.m) << pair.fraction_bits;
-    const Int below = target / ratio_.den;
-    const Int per = (Int(pair.m) * pair.divide) << pair.fraction_bits;
-    for (int side = 0; side < 2; ++side) {
-      const Int k = std::clamp(Int(below + side), counts.first, counts.last);
-      const Int difference = k * ratio_.den - target;
-      const Miss miss{abs(difference), per};
-      const Int whole = k >> pair.fraction_bits;
-      const Setting setting{index, pair.m, whole.convert_to<std::int64_t>(),
-                            Int(k - (whole << pair.fraction_bits)).convert_to<std::int64_t>(), pair.divide};
-      if (best) {
-        const auto order = miss <=> miss_;
-        if (order > 0 || (order == 0 && !is_better(kind_, request_.aim, setting, *best))) continue;
-      }
-      best = setting;
-      miss_ = miss;
-      sign_ = difference < 0 ? -1 : 1;
-      relative_ = miss.estimate() / ratio_.num.convert_to<double>();
+  struct Pair {
+    Pll const& pll;
+    int fraction_bits;
+    Number per;  // of the reference's denominator: times 2^bits M
+    int divide;
+  };
+
+  template <class Look>
+  void ranges(Pair const& pair, Look look) const {
+    const Number by_divide = pair.per * pair.divide;
+    look(hertz_, pair.per, pair.pll.vco);
+    look(Number(hertz_ * 2), by_divide, kind_.divider(pair.divide)->symbols);
+    look(Number(hertz_ * 2), by_divide, request_.modulation->symbols);
+    look(Number(hertz_ * (2 * request_.modulation->bits)), by_divide, band_);
+  }
+
+  bool allows(Pair const& pair, Number const& k) const {
+    bool is_allowed = k >= Number(pair.pll.feedback.least) << pair.fraction_bits && k <= Number(pair.pll.feedback.most)
+                                                                                             << pair.fraction_bits;
+    ranges(pair, [&](Number const& num, Number const& den, Bounds bounds) {
+      const Number value = num * k;
+      is_allowed = is_allowed && value >= den * bounds.least && value <= den * bounds.most;
+    });
+    return is_allowed;
+  }
+
+  Counts<Number> counts_allowed(Pair const& pair) const {
+    Counts<Number> counts{Number(pair.pll.feedback.least) << pair.fraction_bits, Number(pair.pll.feedback.most)
+                                                                                     << pair.fraction_bits};
+    ranges(pair, [&](Number const& num, Number const& den, Bounds bounds) { counts.narrow(num, den, bounds); });
+    return counts;
+  }
+
+  void look_at(int index, Pll const& pll, std::int64_t m, int divide) {
+    const int bits = request_.takes_fraction ? pll.fraction_bits : 0;
+    const Number per = Number(m * divide) << bits;
+    const Number target = num_ * per;
+    const Number below = target / den_;
+    const Pair pair{pll, bits, Number(request_.reference_mhz.den) * (Number(m) << bits), divide};
+    Number sides[2] = {below, Number(below + 1)};
+    if (!allows(pair, sides[0]) || !allows(pair, sides[1])) {
+      const Counts<Number> counts = counts_allowed(pair);
+      if (counts.is_empty()) return;
+      for (Number& k : sides) k = std::clamp(k, counts.first, counts.last);
     }
+    for (Number const& k : sides) offer(index, static_cast<int>(m), divide, bits, k, per, Number(k * den_ - target));
+  }
+
+  // An error of the rate is, all in all, |difference| / per: the rest is the same for all settings.
+  void offer(int index, int m, int divide, int bits, Number const& k, Number const& per, Number const& difference) {
+    const Number miss = difference < 0 ? Number(-difference) : difference;
+    const Number whole = k >> bits;
+    const Setting setting{index, m, as_count(whole), as_count(Number(k - (whole << bits))), divide};
+    if (best) {
+      const auto order = compare_products(miss, per_, miss_, per);
+      if (order > 0 || (order == 0 && !is_better(kind_, request_.aim, setting, *best))) return;
+    }
+    best = setting;
+    miss_ = miss;
+    per_ = per;
+    sign_ = difference < 0 ? -1 : 1;
+    relative_ = as_double(miss) / as_double(per) / as_double(num_);
   }
 
   Kind const& kind_;
   Request const& request_;
   Bounds const& band_;
-  Ratio ratio_;
+  Number num_, den_, hertz_;
   double gbps_;
-  Miss miss_;
+  Number miss_ = 0, per_ = 1;
   double relative_ = 0;
   int sign_ = 1;
 };
 
+template <class Number>
+Answer nearest_of(Kind const& kind, Request const& request, Bounds const& band, Number const& num, Number const& den) {
+  Nearest<Number> nearest(kind, request, band, num, den);
+  nearest.search();
+  return {nearest.best, false, nearest.best ? nearest.ppm() : 0};
+}
+
+Answer nearest_setting(Kind const& kind, Request const& request) {
+  constexpr Int128 kShort = Int128{1} << 62, kShortDenominator = Int128{1} << 46;
+  const Ratio ratio = ratio_of(request);
+  Bounds const& band = *band_of(kind, request.gbps);
+  if (ratio.num < kShort && ratio.den < kShort && request.reference_mhz.num < kShort &&
+      request.reference_mhz.den < kShortDenominator)
+    return nearest_of<Int128>(kind, request, band, ratio.num.convert_to<Int128>(), ratio.den.convert_to<Int128>());
+  return nearest_of<Int>(kind, request, band, ratio.num, ratio.den);
+}
+
 std::string mhz_text(Bounds bounds) {
   return number::plain(static_cast<double>(bounds.least) / 1e6) + " to " +
          number::plain(static_cast<double>(bounds.most) / 1e6) + " MHz";
+}
+
+bool is_legal(Kind const& kind, Request const& request) {
+  return has_rate(kind, request.gbps) && has_symbols(*request.modulation, request.gbps) &&
+         within(request.reference_mhz, kMega, 1, 1, kind.reference);
 }
 
 // Why no setting can be looked for; empty if one can.
@@ -294,30 +357,24 @@ Modulation const* modulation_for(Kind const& kind, Fraction const& gbps) {
 }
 
 Answer solve(Kind const& kind, Request const& request) {
-  Answer answer;
-  answer.reason = refusal(kind, request);
-  if (!answer.reason.empty()) return answer;
-  answer.best = best_exact(kind, request);
-  answer.is_exact = answer.best.has_value();
-  if (answer.is_exact) return answer;
-  Nearest nearest(kind, request, *band_of(kind, request.gbps));
-  nearest.search();
-  answer.best = nearest.best;
-  if (!answer.best) {
-    answer.reason = "no PLL of " + kind.name + " " + kind.grade + " reaches " + exact_text(request.gbps) +
-                    " Gb/s from " + exact_text(request.reference_mhz) + " MHz";
-    return answer;
-  }
-  answer.ppm = nearest.ppm();
-  answer.reason = "no setting gives " + exact_text(request.gbps) + " Gb/s exactly from " +
-                  exact_text(request.reference_mhz) + " MHz; the nearest is off by " + number::plain(answer.ppm) +
-                  " ppm";
-  return answer;
+  if (!is_legal(kind, request)) return {};
+  if (const auto exact = best_exact(kind, request)) return {exact, true, 0};
+  return nearest_setting(kind, request);
+}
+
+std::string reason_of(Kind const& kind, Request const& request, Answer const& answer) {
+  if (answer.is_exact) return {};
+  std::string refused = refusal(kind, request);
+  if (!refused.empty()) return refused;
+  const std::string wanted = exact_text(request.gbps) + " Gb/s", from = exact_text(request.reference_mhz) + " MHz";
+  if (!answer.best) return "no PLL of " + kind.name + " " + kind.grade + " reaches " + wanted + " from " + from;
+  return "no setting gives " + wanted + " exactly from " + from + "; the nearest is off by " +
+         number::plain(answer.ppm) + " ppm";
 }
 
 std::vector<Setting> exact_settings(Kind const& kind, Request const& request) {
   std::vector<Setting> all;
-  if (!refusal(kind, request).empty()) return all;
+  if (!is_legal(kind, request)) return all;
   for_each_exact(kind, request, [&](Setting const& setting) { all.push_back(setting); });
   std::sort(all.begin(), all.end(),
             [&](Setting const& a, Setting const& b) { return is_better(kind, request.aim, a, b); });
@@ -370,11 +427,11 @@ std::optional<ActualReference> actual_reference(Kind const& kind, Fraction const
       if (!within(gbps, kGiga, divide, 2 * bits, pll.vco) || !divider_has(kind, divide, gbps, bits)) continue;
       for (std::int64_t m = pll.reference_divide.least; m <= pll.reference_divide.most; ++m) {
         const Int one = Int(1) << pll.fraction_bits;
-        Counts counts{one * pll.feedback.least, one * pll.feedback.most};
+        Counts<Int> counts{one * pll.feedback.least, one * pll.feedback.most};
         // VCO / k is the detector's frequency, M times that the reference: both fall as k rises.
         const Int vco = Int(gbps.num) * kGiga * divide * one, per = Int(gbps.den) * 2 * bits;
         const auto narrow = [&](Int const& num, Bounds bounds) {
-          counts.first = std::max(counts.first, ceiling(num, per * bounds.most));
+          counts.first = std::max(counts.first, ceiling(num, Int(per * bounds.most)));
           counts.last = std::min(counts.last, Int(num / (per * bounds.least)));
         };
         narrow(vco, pll.pfd);

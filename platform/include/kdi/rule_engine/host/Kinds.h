@@ -123,5 +123,7 @@ struct Protocol {
   int ppm = 0;  ///< that each end may be off
 };
 KDI_DOOR std::vector<Protocol> protocols();
+/// Frequencies of oscillators in stock, in MHz, ascending: decimals or fractions.
+KDI_DOOR std::vector<std::string> stock_oscillators();
 
 }  // namespace kdi::gt

@@ -71,12 +71,13 @@ struct Setting {
 struct Answer {
   std::optional<Setting> best;  ///< none if nothing is within its range
   bool is_exact = false;
-  double ppm = 0;      ///< of the line rate, the nearest double to it; 0 if exact
-  std::string reason;  ///< why there is none, or why it is not exact
+  double ppm = 0;  ///< by which the line rate is off, to some 15 digits; 0 if exact
 };
 
 /// The best setting.
 KDI_DOOR Answer solve(Kind const& kind, Request const& request);
+/// Why there is none, or why it is not exact; empty if it is.
+KDI_DOOR std::string reason_of(Kind const& kind, Request const& request, Answer const& answer);
 /// All settings that give the rate exactly, in the order of the objective.
 KDI_DOOR std::vector<Setting> exact_settings(Kind const& kind, Request const& request);
 
