@@ -13,6 +13,7 @@
 #include "kdi/cores/Explain.h"
 #include "kdi/cores/Instance.h"
 #include "tests/support/places.h"
+#include "tests/support/random.h"
 #include "tests/support/sanitized.h"
 #include "tests/support/scratch.h"
 
@@ -590,7 +591,7 @@ class ShippedFiles : public testing::Test {
 TEST_F(ShippedFiles, CutAnywhereAreRefused) {
   const int cuts = std::getenv("IPTASKS_LONG") != nullptr ? 100 : 1;
   const std::size_t step = test_support::kSanitized ? 12 : 3;
-  std::mt19937 random(7);
+  test_support::Seeded<std::mt19937> random(7);
   std::size_t refused = 0;
   for (std::size_t f = 0; f<files_.size(); f += cuts> 1 ? 1 : step) {
     const std::string whole = content(files_[f]);

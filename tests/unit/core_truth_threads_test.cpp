@@ -5,6 +5,7 @@
 #include "kdi/cores/Instance.h"
 #include "tests/support/core_texts.h"
 #include "tests/support/places.h"
+#include "tests/support/random.h"
 #include "tests/support/seen_core.h"
 #include "tests/support/threads.h"
 
@@ -19,7 +20,7 @@ TEST(CoreTruthThreads, InstancesSideBySideAreWhatComputingAnewGives) {
     cores.push_back(Core::read(places::data("cores"), name, "1.0"));
   std::vector<std::string> differences(kThreads);
   in_threads(kThreads, [&](int thread) {
-    std::mt19937_64 random(static_cast<unsigned>(thread) + 1);
+    test_support::Seeded<std::mt19937_64> random(static_cast<unsigned>(thread) + 1);
     for (auto const& core : cores) {
       plain_rules::PlainRules rules(core);
       const Facts facts = plain_rules::some_facts(random, *core);
