@@ -350,7 +350,8 @@ Need need_of(Design& design, std::string const& name, LaneRate const& lane, bool
   if (answer.best && std::abs(answer.ppm) <= lane.ppm)
     need.settings.push_back(*answer.best);
   else if (design.packing.reason.empty())
-    design.packing.reason = (is_tx ? "TX" : "RX") + name + " at rate " + std::to_string(rate) + ": " + reason_of(*design.kind, request, answer);
+    design.packing.reason = (is_tx ? "TX" : "RX") + name + " at rate " + std::to_string(rate) + ": " +
+                            reason_of(*design.kind, request, answer);
   return need;
 }
 
