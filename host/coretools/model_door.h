@@ -69,6 +69,8 @@ class ModelDoor {
     std::string whole, fraction;  ///< empty for none
   };
   Number number(std::string const& text);
+  /// What the engine's instance tells of all parameters; empty if there is none.
+  RawResult rows() const;
   /// getOUTParams, of rows as an engine tells them.
   OutMap outputs_of(RawResult rows);
   /// setInputParamValue. Of PSPMC and PCW.
@@ -85,7 +87,6 @@ class ModelDoor {
   template <class Use>
   auto each(Use const& use_model);
   [[noreturn]] void lacks() const;
-  RawResult rows() const;
 
   kdi::ip::Customization& customization_;
   HACGCPSPMCCustomDRCModel* pspmc_ = nullptr;

@@ -269,24 +269,16 @@ StrVec OpenedCore::set(StrPairs const& pairs) {
   });
 }
 
-RawResult OpenedCore::rows() {
-  RawResult rows;
-  StrVec none;
-  if (auto* const core = hardip_eng::HardIPManager::getInstance()->findInstance(customization_.context(), none))
-    core->getOutputParams(rows);
-  return rows;
-}
-
 // One model tells what moved; of the other it is found out.
 StrVec OpenedCore::set_together(StrPairs const& pairs) {
   StrPairs known;
   for (auto const& [name, value] : pairs) known.emplace_back(engine_name(name), value);
   return batch([&] {
-    const RawResult before = rows();
+    const RawResult before = model_.rows();
     model_.set_together(known);
     if (pspmc_ == nullptr) return;
     StrVec names;
-    for (auto const& [name, now] : rows()) {
+    for (auto const& [name, now] : model_.rows()) {
       const auto old = before.find(name);
       if (old == before.end() || old->second != now) names.push_back(name);
     }

@@ -105,7 +105,6 @@ class OpenedCore {
   void tell(StrVec names);
   StrVec restore(kdi::cores::Settings const& settings);
   StrVec moved_outputs(std::function<void()> const& change);
-  RawResult rows();
   std::unique_ptr<kdi::cores::Configuration> copy() const;
 
   bool owns_instance_;
