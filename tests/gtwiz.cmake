@@ -6,3 +6,4 @@ target_sources(gtwiz_test PRIVATE $<FILTER:$<TARGET_OBJECTS:kdi_rule_engine_obje
 target_include_directories(gtwiz_test SYSTEM PRIVATE ${ELF_INCLUDE_DIR})
 set_target_properties(gtwiz_test PROPERTIES ENABLE_EXPORTS ON)  # its functions stand before those of the engine's library
 add_tcl_test(gtwiz LABELS gtwiz)
+add_tcl_test(gttools LABELS "gtwiz;host")
