@@ -161,7 +161,7 @@ TEST(Planning, FindsTheBestOfAllLanesForGroups) {
 TEST(Planning, KeepsAllRulesInManyRequests) {
   Random random(test_support::fresh_seed());
   int impossible = 0, with_taken = 0, all = 0;
-  for (int round = 0; round < rounds(100); ++round, ++all) {
+  for (int round = 0; round < rounds(70); ++round, ++all) {
     const auto question = large_question(random);
     SCOPED_TRACE("round " + std::to_string(round));
     const PlacementResult result = planning::place(question->request);
