@@ -5,8 +5,9 @@
 namespace kdi::cores {
 
 Change Insight::given_to(Instance const& instance, std::uint32_t parameter) {
-  std::optional<std::string> const& text = instance.given_[parameter];
-  return {parameter, text, text ? instance.givers_[parameter] : Origin::user};
+  const auto found = instance.given_.find(parameter);
+  if (found == instance.given_.end()) return {parameter, std::nullopt, Origin::user};
+  return {parameter, found->second.text, found->second.from};
 }
 
 Change given_to(Instance const& instance, std::uint32_t parameter) { return Insight::given_to(instance, parameter); }

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <memory_resource>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 #include "kdi/cores/Rule.h"
@@ -64,6 +67,7 @@ enum class Op : std::uint8_t {
   next,        // the next element of list a into register b + 1, counted in b; else to target
   call,
   call_host,  // target = function number b of `mode` registers from a on
+  finish,     // the value is a
 };
 
 struct Instruction {
@@ -77,34 +81,81 @@ struct Instruction {
 /// Texts that are known beforehand, to be looked up by their hashes.
 class TextSet {
  public:
-  /// Of cells that all are texts. Borrows what they consist of.
-  explicit TextSet(std::span<Cell const> texts);
+  /// How many places the set of so many texts takes.
+  static std::size_t room(std::size_t texts);
+  /// Of cells that all are texts, in `places`, which are as many as room() says and free. Borrows both.
+  TextSet(std::span<Cell const> texts, std::span<Node const*> places);
 
   bool contains(Node const& text) const {
-    for (std::size_t at = text.hash & mask_; places_[at] != nullptr; at = (at + 1) & mask_)
-      if (places_[at]->hash == text.hash && places_[at]->text == text.text) return true;
+    for (std::size_t at = text.hash() & mask_; places_[at] != nullptr; at = (at + 1) & mask_)
+      if (places_[at]->hash() == text.hash() && places_[at]->text() == text.text()) return true;
     return false;
   }
 
  private:
-  std::vector<Node const*> places_;  // null: free, as half of them are at least
+  std::span<Node const*> places_;  // null: free, as half of them are at least
   std::size_t mask_;
 };
 
+/// The code of a rule. Borrows what it consists of.
 struct Code {
+  std::span<Instruction const> program;
+  std::span<Cell const> constants;
+  std::uint32_t registers = 0;
+  Operand result = 0;  ///< where there is no program; one ends with what finishes
+  Type type;
+  std::span<TextSet const> sets;  ///< of what `constants` hold
+  std::span<Function const* const> functions;
+  std::span<std::uint32_t const> reads;  ///< slots, ascending
+};
+
+/// Code that is being made.
+struct CodeDraft {
   std::vector<Instruction> program;
-  std::vector<Value> values;  ///< owns what the constants hold
-  std::vector<Cell> constants;
-  std::vector<TextSet> sets;  ///< of what `constants` hold
+  std::vector<Value> constants;
+  std::vector<std::uint32_t> sets;  ///< numbers of constants that are lists of texts
   std::vector<Function const*> functions;
   std::vector<std::uint32_t> reads;
   std::uint32_t registers = 0;
   Operand result = 0;
   Type type;
+
+  void clear();
 };
 
-/// Checks `syntax` and makes code of it. Throws RuleError.
-Code compile(struct Syntax const& syntax, Scope const& scope, std::optional<Type> wanted);
+/// Keeps the code of many rules in one piece of memory, in the order in which they came: what is computed in a row lies
+/// in a row.
+class CodeStore {
+ public:
+  CodeStore() = default;
+  CodeStore(CodeStore const&) = delete;
+  CodeStore& operator=(CodeStore const&) = delete;
+  ~CodeStore();
+
+  /// Good as long as the store.
+  Code const& add(CodeDraft const& draft);
+
+ private:
+  template <class Make>
+  auto row(std::size_t count, Make make);
+
+  std::pmr::monotonic_buffer_resource memory_;
+  std::vector<std::span<Cell const>> constants_;  // of all code; owned
+};
+
+/// Checks rules and makes code of them. Lists that are known beforehand are one and the same where they are equal.
+class Compiler {
+ public:
+  /// The code of `syntax`, which keeps all that was made by this compiler. Throws RuleError.
+  std::shared_ptr<Code const> compile(struct Syntax const& syntax, Scope const& scope, std::optional<Type> wanted);
+
+ private:
+  void share(Value& list);
+
+  std::shared_ptr<CodeStore> store_ = std::make_shared<CodeStore>();
+  CodeDraft draft_;
+  std::unordered_map<std::size_t, std::vector<Value>> lists_;  // by their hashes
+};
 
 /// The value of code that reads no slot and calls no function of a scope. Throws RuleFault.
 Value value_of(Code const& code);

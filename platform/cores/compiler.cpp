@@ -9,6 +9,13 @@ namespace {
 
 constexpr std::uint32_t kMostRegisters = 1U << 20;
 
+std::vector<Cell> cells_of(std::vector<Value> const& values) {
+  std::vector<Cell> cells;
+  cells.reserve(values.size());
+  for (Value const& value : values) cells.push_back(value.cell());
+  return cells;
+}
+
 // A name that a let or a loop gives to a register.
 struct Local {
   std::string const* name;
@@ -297,15 +304,16 @@ class Checker {
 
 class Generator {
  public:
-  Generator(Syntax const& syntax, Scope const& scope, Checker& checker)
-      : syntax_(syntax), scope_(scope), checker_(checker) {}
+  Generator(Syntax const& syntax, Scope const& scope, Checker& checker, CodeDraft& code)
+      : syntax_(syntax), scope_(scope), checker_(checker), code_(code) {
+    code_.clear();
+  }
 
-  Code code(Type wanted) {
+  void make_all(Type wanted) {
     code_.type = wanted;
-    code_.result = value(syntax_.root, wanted);
+    finish(syntax_.root, wanted);
     std::sort(code_.reads.begin(), code_.reads.end());
     code_.reads.erase(std::unique(code_.reads.begin(), code_.reads.end()), code_.reads.end());
-    return std::move(code_);
   }
 
  private:
@@ -316,8 +324,7 @@ class Generator {
   // --- places
 
   Operand constant(Value value) {
-    code_.constants.push_back(value.cell());
-    code_.values.push_back(std::move(value));
+    code_.constants.push_back(std::move(value));
     return operand(Bank::constant, static_cast<std::uint32_t>(code_.constants.size() - 1));
   }
 
@@ -337,6 +344,33 @@ class Generator {
     for (const Position jump : jumps) land(jump);
   }
 
+  // Ends the evaluation with the value of the node; what decides which, decides it with no detour.
+  void finish(std::uint32_t number, Type wanted) {
+    Expression const& node = syntax_.at(number);
+    const std::uint32_t used = used_;
+    std::vector<Position> away;
+    switch (node.form) {
+      case Form::conditional:
+        branch(node.parts[0], true, away);
+        finish(node.parts[1], wanted);
+        land(away);
+        finish(node.parts[2], wanted);
+        break;
+      case Form::and_:
+      case Form::or_:
+        branch(number, true, away);
+        emit(Op::finish, 0, constant(Value(true)));
+        land(away);
+        emit(Op::finish, 0, constant(Value(false)));
+        break;
+      default:
+        code_.result = value(number, wanted);
+        if (!code_.program.empty()) emit(Op::finish, 0, code_.result);
+        break;
+    }
+    used_ = used;
+  }
+
   // --- values
 
   // Where the value of the node is, as a value of type `wanted`.
@@ -350,16 +384,39 @@ class Generator {
 
   // The value of a node that reads nothing; none if it has a fault, which is for those to meet who evaluate the rule.
   std::optional<Value> evaluated(std::uint32_t number, Type wanted) {
-    Generator generator(syntax_, scope_, checker_);
-    generator.code_.result = generator.widened(generator.plain(number, syntax_.at(number)), type(number), wanted);
+    if (std::optional<Value> written = as_written(number, wanted)) return written;
+    CodeDraft code;
+    Generator generator(syntax_, scope_, checker_, code);
+    code.result = generator.widened(generator.plain(number, syntax_.at(number)), type(number), wanted);
+    const std::vector<Cell> constants = cells_of(code.constants);
     try {
-      return value_of(generator.code_);
+      return value_of({code.program, constants, code.registers, code.result, wanted, {}, {}, {}});
     } catch (RuleFault const&) {
       checker_.constants[number] = false;  // and not tried again
       return std::nullopt;
     }
   }
   Operand value(std::uint32_t number) { return value(number, type(number)); }
+
+  // The value of a literal or a list of them, for which no code is needed; none for anything else.
+  std::optional<Value> as_written(std::uint32_t number, Type wanted) const {
+    Expression const& node = syntax_.at(number);
+    if (node.form == Form::literal) {
+      const Cell cell = node.value.cell();
+      if (cell.kind() == wanted.kind()) return node.value;
+      if (cell.kind() == Kind::integer && wanted.kind() == Kind::decimal) return Value(Decimal(cell.integer()));
+      return std::nullopt;
+    }
+    if (node.form != Form::list || wanted.kind() != Kind::list) return std::nullopt;
+    std::vector<Value> elements;
+    elements.reserve(node.parts.size());
+    for (const std::uint32_t part : node.parts) {
+      std::optional<Value> element = as_written(part, wanted.element());
+      if (!element) return std::nullopt;
+      elements.push_back(*std::move(element));
+    }
+    return Value::list(elements);
+  }
 
   Operand widened(Operand at, Type own, Type wanted) {
     if (own == wanted || own == Type() || !holds_decimal(wanted)) return at;
@@ -516,7 +573,7 @@ class Generator {
     const Operand sought = value(node.parts[0], common), list = value(node.parts[1], *Type::list_of(common));
     if (common != Type(Kind::text) || list >> kIndexBits != static_cast<std::uint32_t>(Bank::constant))
       return {Op::within_list, Op::jump, Op::jump, sought, list};
-    code_.sets.emplace_back(code_.constants[index_of(list)].elements());
+    code_.sets.push_back(index_of(list));
     return {Op::within_texts, Op::jump_unless_within_texts, Op::jump_if_within_texts, sought,
             static_cast<Operand>(code_.sets.size() - 1)};
   }
@@ -663,20 +720,47 @@ class Generator {
   Syntax const& syntax_;
   Scope const& scope_;
   Checker& checker_;
-  Code code_;
+  CodeDraft& code_;
   std::vector<Local> locals_;
   std::uint32_t used_ = 0;  // registers
 };
 
+std::size_t hash_of(Cell list) {
+  std::size_t hash = list.elements().size();
+  for (const Cell element : list.elements()) {
+    constexpr std::size_t kFactor = 0x9e3779b97f4a7c15;
+    std::size_t own = 0;  // lists of lists are all alike to it
+    if (element.kind() == Kind::text)
+      own = element.node()->hash();
+    else if (!element.has_node())
+      own = static_cast<std::size_t>(element.integer());
+    hash = (hash ^ own) * kFactor;
+  }
+  return hash;
+}
+
 }  // namespace
 
-Code compile(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted) {
+// Puts the list that is known in the place of one that is equal: ranges are alike by the hundreds.
+void Compiler::share(Value& list) {
+  std::vector<Value>& alike = lists_[hash_of(list.cell())];
+  const auto known = std::find(alike.begin(), alike.end(), list);
+  if (known == alike.end())
+    alike.push_back(list);
+  else
+    list = *known;
+}
+
+std::shared_ptr<Code const> Compiler::compile(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted) {
   Checker checker(syntax, scope);
   const Type own = checker.check(syntax.root);
   if (wanted && !own.fits(*wanted))
     throw RuleError("expected a value of type " + wanted->text() + ", found one of type " + own.text(),
                     syntax.at(syntax.root).place);
-  return Generator(syntax, scope, checker).code(wanted.value_or(own));
+  Generator(syntax, scope, checker, draft_).make_all(wanted.value_or(own));
+  for (Value& constant : draft_.constants)
+    if (constant.cell().kind() == Kind::list) share(constant);
+  return {store_, &store_->add(draft_)};
 }
 
 }  // namespace kdi::cores

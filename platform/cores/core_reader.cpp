@@ -16,6 +16,7 @@
 #include "platform/cores/core_presets.h"
 #include "platform/cores/drafts.h"
 #include "platform/cores/memory_functions.h"
+#include "platform/cores/plan.h"
 #include "platform/cores/syntax.h"
 
 namespace kdi::cores {
@@ -445,7 +446,7 @@ class CoreReader : public Scope {
   Rule rule(JsonValue value, Places const& places, std::optional<Type> wanted) const {
     const std::string source = text(value, places);
     const auto compile = [&] {
-      Rule made = at(value, [&] { return Rule::compile(source, *this, wanted); });
+      Rule made = at(value, [&] { return Rule::compile(source, *this, wanted, compiler_); });
       extent_.add_rule(value, made.bytes());
       return made;
     };
@@ -503,7 +504,7 @@ class CoreReader : public Scope {
           static_cast<Severity>(entry.member("severity").choice({"info", "warning", "critical_warning", "error"}));
       message.when = rule(entry.member("when"), draft.places, Type(Kind::truth));
       const std::string source = text(entry.member("text"), draft.places);
-      message.text = at(entry.member("text"), [&] { return Rule::compile_template(source, *this); });
+      message.text = at(entry.member("text"), [&] { return Rule::compile_template(source, *this, compiler_); });
       extent_.add_rule(entry.member("text"), message.text.bytes());
       parameter.messages.push_back(std::move(message));
     }
@@ -536,90 +537,116 @@ class CoreReader : public Scope {
   struct Node {
     Step step;
     Rule const* rule;      // null: computed from the slots of the parameter alone
-    std::uint32_t writes;  // a slot; kNothing: what no rule reads
-    std::vector<std::uint32_t> reads;
-    std::vector<std::uint32_t> also_writes = {};
+    std::uint32_t writes;  // a slot, or for a message its number among all
   };
-  static constexpr std::uint32_t kNothing = ~0U;
 
-  void add_node(Step step, Rule const* rule, std::uint32_t writes, std::vector<std::uint32_t> also = {}) {
-    if (rule != nullptr) also.insert(also.end(), rule->reads().begin(), rule->reads().end());
-    nodes_.push_back({step, rule, writes, std::move(also)});
+  // `reads` is what it reads beside what the rule does.
+  void add_node(Step step, Rule const* rule, std::uint32_t writes, std::initializer_list<std::uint32_t> reads = {}) {
+    collected_.assign(reads);
+    if (rule != nullptr) collected_.insert(collected_.end(), rule->reads().begin(), rule->reads().end());
+    add_node({step, rule, writes}, collected_);
+  }
+  void add_node(Node node, std::vector<std::uint32_t>& reads) {
+    nodes_.push_back(node);
+    node_reads_.add(reads);
   }
 
-  // A range is read by its own value alone; it gets a slot's number behind all others here, for the order.
+  // A range is read by its own value alone; it has a slot's number behind all others, for the order.
   void collect_nodes() {
+    std::uint32_t messages = 0;
     for (std::uint32_t i = 0; i < core_->parameters_.size(); ++i) {
       Parameter const& parameter = core_->parameters_[i];
       const auto rule_of = [](std::optional<Rule> const& rule) { return rule ? &*rule : nullptr; };
-      std::vector<std::uint32_t> behind = {Core::slot(i, Core::kUser), Core::slot(i, Core::kGiven)};
+      const std::uint32_t user = Core::slot(i, Core::kUser), given = Core::slot(i, Core::kGiven);
       if (parameter.enabled)
         add_node({Step::Kind::enabled, i}, rule_of(parameter.enabled), Core::slot(i, Core::kEnabled));
-      if (parameter.range) {
-        const std::uint32_t range = core_->slot_count() + i;
-        add_node({Step::Kind::range, i}, rule_of(parameter.range), range);
-        behind.push_back(range);
+      if (parameter.range) add_node({Step::Kind::range, i}, rule_of(parameter.range), core_->range_slot(i));
+      // What there is not is given twice.
+      add_node({Step::Kind::value, i}, rule_of(parameter.derived), Core::slot(i, Core::kValue),
+               {user, given, parameter.range ? core_->range_slot(i) : user,
+                parameter.search ? core_->search_slot(i) : user});
+      core_->parameters_[i].first_message = messages;
+      for (std::uint32_t m = 0; m < parameter.messages.size(); ++m) {
+        collected_ = slots_of(parameter.messages[m].text);
+        const auto reads = parameter.messages[m].when.reads();
+        collected_.insert(collected_.end(), reads.begin(), reads.end());
+        add_node({{Step::Kind::message, i, m}, &parameter.messages[m].when, messages++}, collected_);
       }
-      if (parameter.search) behind.push_back(core_->search_slot(i));
-      add_node({Step::Kind::value, i}, rule_of(parameter.derived), Core::slot(i, Core::kValue), behind);
-      for (std::uint32_t m = 0; m < parameter.messages.size(); ++m)
-        add_node({Step::Kind::message, i, m}, &parameter.messages[m].when, kNothing,
-                 slots_of(parameter.messages[m].text));
     }
     for (std::uint32_t i = 0; i < core_->definitions_.size(); ++i)
       add_node({Step::Kind::definition, i}, &core_->definitions_[i].rule, core_->definition_slot(i));
     for (std::uint32_t i = 0; i < core_->searches_.size(); ++i) {
-      SearchSection const& search = *core_->searches_[i];
-      add_node({Step::Kind::search, i, 0, true}, nullptr, kNothing, search.reads);
-      for (const std::uint32_t parameter : search.writes)
-        nodes_.back().also_writes.push_back(core_->search_slot(parameter));
+      collected_ = core_->searches_[i]->reads;
+      add_node({{Step::Kind::search, i, 0, true}, nullptr, i}, collected_);
     }
+    plan_->messages = messages;
   }
 
   static std::vector<std::uint32_t> slots_of(Rule const& rule) { return {rule.reads().begin(), rule.reads().end()}; }
 
+  // Calls use(slot) for each that the node writes.
+  template <class Use>
+  void each_written(Node const& node, Use use) const {
+    if (node.step.kind == Step::Kind::search)
+      for (const std::uint32_t parameter : core_->searches_[node.step.parameter]->writes)
+        use(core_->search_slot(parameter));
+    else if (node.step.kind != Step::Kind::message)
+      use(node.writes);
+  }
+
   void put_in_order() {
     collect_nodes();
     const std::size_t slots = core_->slot_count() + 2 * core_->parameters_.size();
-    std::vector<std::uint32_t> writer(slots, kNothing);
-    for (std::uint32_t n = 0; n < nodes_.size(); ++n) {
-      if (nodes_[n].writes != kNothing) writer[nodes_[n].writes] = n;
-      for (const std::uint32_t slot : nodes_[n].also_writes) writer[slot] = n;
-    }
-    std::vector<std::uint32_t> open(nodes_.size(), 0);  // how many of what it reads are not computed yet
-    std::vector<std::vector<std::uint32_t>> behind(nodes_.size());
+    const std::uint32_t nothing = Core::kNoStep;
+    std::vector<std::uint32_t> writer(slots, nothing);
     for (std::uint32_t n = 0; n < nodes_.size(); ++n)
-      for (const std::uint32_t slot : nodes_[n].reads)
-        if (writer[slot] != kNothing) {
-          ++open[n];
-          behind[writer[slot]].push_back(n);
-        }
+      each_written(nodes_[n], [&](std::uint32_t slot) { writer[slot] = n; });
+    std::vector<std::uint32_t> open(nodes_.size(), 0);  // how many of what it reads are not computed yet
+    for (std::uint32_t n = 0; n < nodes_.size(); ++n)
+      for (const std::uint32_t slot : node_reads_[n])
+        if (writer[slot] != Core::kNoStep) ++open[n];
+    const NumberLists readers = node_reads_.holders(slots);
     // Among what may come next, the first as described: what is computed in a row lies in a row in memory.
     std::priority_queue<std::uint32_t, std::vector<std::uint32_t>, std::greater<>> ready;
     for (std::uint32_t n = 0; n < nodes_.size(); ++n)
       if (open[n] == 0) ready.push(n);
-    std::vector<std::uint32_t> order;
+    core_->writers_.assign(slots, nothing);
     while (!ready.empty()) {
-      order.push_back(ready.top());
+      const std::uint32_t n = ready.top();
       ready.pop();
-      for (const std::uint32_t next : behind[order.back()])
-        if (--open[next] == 0) ready.push(next);
-    }
-    if (order.size() < nodes_.size()) refuse_circle(open, writer);
-    core_->readers_.resize(slots);
-    core_->writers_.assign(slots, Core::kNoStep);
-    for (const std::uint32_t n : order) {
-      const std::uint32_t step = static_cast<std::uint32_t>(core_->steps_.size());
+      each_written(nodes_[n], [&](std::uint32_t slot) {
+        core_->writers_[slot] = static_cast<std::uint32_t>(core_->steps_.size());
+        for (const std::uint32_t next : readers[slot])
+          if (--open[next] == 0) ready.push(next);
+      });
       core_->steps_.push_back(nodes_[n].step);
-      for (const std::uint32_t slot : nodes_[n].reads)
-        if (core_->readers_[slot].empty() || core_->readers_[slot].back() != step)
-          core_->readers_[slot].push_back(step);
-      std::vector<std::uint32_t>& reads = core_->reads_.emplace_back(nodes_[n].reads);
-      std::sort(reads.begin(), reads.end());
-      reads.erase(std::unique(reads.begin(), reads.end()), reads.end());
-      if (nodes_[n].writes != kNothing) core_->writers_[nodes_[n].writes] = step;
-      for (const std::uint32_t slot : nodes_[n].also_writes) core_->writers_[slot] = step;
+      plan_->steps.push_back(planned(nodes_[n]));
+      collected_.assign(node_reads_[n].begin(), node_reads_[n].end());
+      core_->reads_.add(collected_);
     }
+    if (core_->steps_.size() < nodes_.size()) refuse_circle(open, writer);
+    core_->readers_ = core_->reads_.holders(slots);
+    core_->plan_ = plan_;
+  }
+
+  PlannedStep planned(Node const& node) const {
+    PlannedStep step;
+    step.kind = node.step.kind;
+    step.parameter = node.step.parameter;
+    step.writes = node.writes;
+    step.has_rule = node.rule != nullptr;
+    if (step.has_rule) {
+      step.code = node.rule->code_.get();
+      const bool is_slot =
+          step.code->program.empty() && step.code->result >> kIndexBits == static_cast<std::uint32_t>(Bank::slot);
+      if (is_slot) step.slot = index_of(std::exchange(step.code, nullptr)->result);
+    }
+    if (step.kind != Step::Kind::value) return step;
+    Parameter const& parameter = core_->parameters_[step.parameter];
+    step.has_range_rule = parameter.range.has_value();
+    step.has_limits = parameter.has_limits();
+    step.has_search = parameter.search.has_value();
+    return step;
   }
 
   // Walks against the arrows from a node that is left until one comes round.
@@ -631,8 +658,8 @@ class CoreReader : public Scope {
     std::vector<std::uint32_t> path;
     while (std::find(path.begin(), path.end(), at) == path.end()) {
       path.push_back(at);
-      for (const std::uint32_t slot : nodes_[path.back()].reads)
-        if (writer[slot] != kNothing && stuck(writer[slot])) at = writer[slot];
+      for (const std::uint32_t slot : node_reads_[path.back()])
+        if (writer[slot] != Core::kNoStep && stuck(writer[slot])) at = writer[slot];
     }
     path.erase(path.begin(), std::find(path.begin(), path.end(), at));
     std::string names;
@@ -669,23 +696,24 @@ class CoreReader : public Scope {
   }
 
   void begin() {
-    core_->beginning_.resize(core_->slot_count());
+    Cells begin(core_->slot_count() + core_->parameters_.size());
     for (std::uint32_t i = 0; i < core_->parameters_.size(); ++i) {
       Parameter const& parameter = core_->parameters_[i];
-      core_->beginning_[Core::slot(i, Core::kValue)] = parameter.default_value;
-      core_->beginning_[Core::slot(i, Core::kUser)] = parameter.default_value;
-      core_->beginning_[Core::slot(i, Core::kGiven)] = Value(false);
-      core_->beginning_[Core::slot(i, Core::kEnabled)] = Value(!parameter.enabled);
+      begin.put(Core::slot(i, Core::kValue), parameter.default_value.cell());
+      begin.put(Core::slot(i, Core::kUser), parameter.default_value.cell());
+      begin.put(Core::slot(i, Core::kGiven), Cell::of(false));
+      begin.put(Core::slot(i, Core::kEnabled), Cell::of(!parameter.enabled));
     }
     for (std::uint32_t i = 0; i < core_->facts_.size(); ++i)
-      core_->beginning_[core_->fact_slot(i)] = core_->facts_[i].without;
+      begin.put(core_->fact_slot(i), core_->facts_[i].without.cell());
+    core_->beginning_ = std::move(begin);
   }
 
   // Of what a step has computed.
   std::size_t bytes_of(Instance const& instance, Step const& step) const {
     switch (step.kind) {
       case Step::Kind::range:
-        return cores::bytes(instance.ranges_[step.parameter].cell());
+        return cores::bytes(instance.cells_[core_->range_slot(step.parameter)]);
       case Step::Kind::value:
         return cores::bytes(instance.cells_[Core::slot(step.parameter, Core::kValue)]);
       case Step::Kind::definition:
@@ -740,8 +768,31 @@ class CoreReader : public Scope {
   mutable std::unordered_map<std::string, std::vector<Rule>> rules_;  // by their texts
   ClockDraft clocks_;
   PadDraft pads_;
+  mutable Compiler compiler_;
   std::vector<Node> nodes_;
+  NumberLists node_reads_;                // by node
+  std::vector<std::uint32_t> collected_;  // what a node reads
+  std::shared_ptr<Plan> plan_ = std::make_shared<Plan>();
 };
+
+void NumberLists::add(std::vector<std::uint32_t>& numbers) {
+  std::sort(numbers.begin(), numbers.end());
+  numbers_.insert(numbers_.end(), numbers.begin(), std::unique(numbers.begin(), numbers.end()));
+  ends_.push_back(static_cast<std::uint32_t>(numbers_.size()));
+}
+
+NumberLists NumberLists::holders(std::size_t count) const {
+  NumberLists holders;
+  holders.ends_.assign(count, 0);
+  for (const std::uint32_t number : numbers_) ++holders.ends_[number];
+  // What is a count first becomes where the list begins, and with each holder that is put there, where it ends.
+  std::uint32_t begin = 0;
+  for (std::uint32_t& end : holders.ends_) begin += std::exchange(end, begin);
+  holders.numbers_.resize(numbers_.size());
+  for (std::uint32_t list = 0; list < size(); ++list)
+    for (const std::uint32_t number : (*this)[list]) holders.numbers_[holders.ends_[number]++] = list;
+  return holders;
+}
 
 std::shared_ptr<Core const> Core::read(std::string const& directory, std::string const& name,
                                        std::string const& version) {

@@ -20,15 +20,17 @@ class Insight {
   Instance const& instance() const { return instance_; }
 
   /// The value of a slot of a parameter or a definition.
-  Value const& value(std::uint32_t slot) const { return instance_.values_[slot]; }
+  Value value(std::uint32_t slot) const { return Value::share(instance_.cells_[slot]); }
   /// The value of a rule; nothing if it has a fault.
   std::optional<Value> evaluated(Rule const& rule);
   /// What kept a step from being computed; empty if nothing did.
-  std::string const& fault(std::uint32_t step) const { return instance_.faults_[step]; }
-  bool holds(std::uint32_t parameter, std::uint32_t message) const { return instance_.due_[parameter][message] != 0; }
+  std::string const& fault(std::uint32_t step) const { return instance_.fault(step); }
+  bool holds(std::uint32_t parameter, std::uint32_t message) const {
+    return instance_.due_[core().parameters()[parameter].first_message + message] != 0;
+  }
   bool is_out_of_range(std::uint32_t parameter) const { return instance_.is_out_of_range(parameter); }
-  bool permits(std::uint32_t parameter, Value const& value) const { return instance_.permits(parameter, value); }
-  bool has_limits(std::uint32_t parameter) const { return instance_.has_limits(parameter); }
+  bool permits(std::uint32_t parameter, Value const& value) const { return instance_.permits(parameter, value.cell()); }
+  bool has_limits(std::uint32_t parameter) const { return core().parameters()[parameter].has_limits(); }
   std::vector<Value> permitted(std::uint32_t parameter) const { return instance_.permitted(parameter); }
   /// Whether what the parameter shows, or hides while it is disabled, is in its range.
   bool is_permitted(std::uint32_t parameter) const;

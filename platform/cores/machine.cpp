@@ -1,4 +1,3 @@
-#include <bit>
 #include <stdexcept>
 
 #include "platform/cores/code.h"
@@ -125,16 +124,6 @@ Cell called(void* context, Workshop& workshop, Function const& function, std::sp
 
 }  // namespace
 
-TextSet::TextSet(std::span<Cell const> texts)
-    : places_(std::bit_ceil(2 * texts.size() + 1)), mask_(places_.size() - 1) {
-  for (const Cell text : texts) {
-    if (contains(*text.node())) continue;
-    std::size_t at = text.node()->hash & mask_;
-    while (places_[at] != nullptr) at = (at + 1) & mask_;
-    places_[at] = text.node();
-  }
-}
-
 Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
   if (registers_.size() < code.registers) registers_.resize(code.registers);
   Cell* const registers = registers_.data();
@@ -144,7 +133,7 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
     return std::span<Cell const>(registers + index_of(first), count);
   };
   Workshop workshop(made_);
-  open_.clear();
+  if (!open_.empty()) open_.clear();  // of an evaluation that had a fault
   Instruction const* const program = code.program.data();
   const std::size_t size = code.program.size();
   std::uint64_t steps = 0;
@@ -321,6 +310,8 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
       case Op::call_host:
         target = called(context_, workshop, *code.functions[i.b], row(i.a, i.mode));
         break;
+      case Op::finish:
+        return at(i.a);
     }
   }
   return at(code.result);
@@ -331,29 +322,12 @@ void Machine::forget() {
   made_.clear();
 }
 
-template <class Use>
-auto Machine::evaluated(Code const& code, std::span<Cell const> slots, Use use) {
-  const struct Tidy {
-    Machine& machine;
-    ~Tidy() {
-      if (!machine.made_.empty()) machine.forget();
-    }
-  } tidy{*this};
-  try {
-    return use(evaluate(code, slots));
-  } catch (std::overflow_error const& error) {
-    throw RuleFault(error.what());
-  } catch (std::domain_error const& error) {
-    throw RuleFault(error.what());
-  }
-}
-
 Value Machine::run(Rule const& rule, std::span<Cell const> slots) {
-  return evaluated(*rule.code_, slots, [](Cell cell) { return Value::share(cell); });
+  return with_value(*rule.code_, slots, [](Cell cell) { return Value::share(cell); });
 }
 
 bool Machine::holds(Rule const& rule, std::span<Cell const> slots) {
-  return evaluated(*rule.code_, slots, [](Cell cell) { return cell.truth(); });
+  return with_value(*rule.code_, slots, [](Cell cell) { return cell.truth(); });
 }
 
 // What takes longer is left to those who need it: a rule may have thousands of such places.
@@ -361,20 +335,30 @@ Value value_of(Code const& code) {
   constexpr std::uint64_t kMostSteps = 1000;
   Machine machine;
   machine.most_steps_ = kMostSteps;
-  return machine.evaluated(code, {}, [](Cell cell) { return Value::share(cell); });
+  return machine.with_value(code, {}, [](Cell cell) { return Value::share(cell); });
 }
 
 Rule Rule::compile(std::string_view text, Scope const& scope, std::optional<Type> wanted) {
-  Rule rule;
-  rule.syntax_ = std::make_shared<Syntax>(parse(text));
-  rule.code_ = std::make_shared<Code>(cores::compile(*rule.syntax_, scope, wanted));
-  return rule;
+  Compiler compiler;
+  return compile(text, scope, wanted, compiler);
 }
 
 Rule Rule::compile_template(std::string_view text, Scope const& scope) {
+  Compiler compiler;
+  return compile_template(text, scope, compiler);
+}
+
+Rule Rule::compile(std::string_view text, Scope const& scope, std::optional<Type> wanted, Compiler& compiler) {
+  Rule rule;
+  rule.syntax_ = std::make_shared<Syntax>(parse(text));
+  rule.code_ = compiler.compile(*rule.syntax_, scope, wanted);
+  return rule;
+}
+
+Rule Rule::compile_template(std::string_view text, Scope const& scope, Compiler& compiler) {
   Rule rule;
   rule.syntax_ = std::make_shared<Syntax>(parse_template(text));
-  rule.code_ = std::make_shared<Code>(cores::compile(*rule.syntax_, scope, Type(Kind::text)));
+  rule.code_ = compiler.compile(*rule.syntax_, scope, Type(Kind::text));
   return rule;
 }
 
@@ -382,7 +366,7 @@ Type Rule::type() const { return code_->type; }
 std::span<std::uint32_t const> Rule::reads() const { return code_->reads; }
 std::size_t Rule::bytes() const {
   std::size_t bytes = syntax_->nodes.size() * sizeof(Expression) + code_->program.size() * sizeof(Instruction);
-  for (Value const& value : code_->values) bytes += cores::bytes(value.cell());
+  for (const Cell constant : code_->constants) bytes += cores::bytes(constant);
   return bytes;
 }
 std::string Rule::written() const { return cores::written(*syntax_, syntax_->root); }

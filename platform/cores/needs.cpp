@@ -29,8 +29,8 @@ bool contains(Cell list, Cell value) {
   return std::any_of(elements.begin(), elements.end(), [&](Cell one) { return compared(one, value) == 0; });
 }
 
-template <class T>
-void add(std::vector<T>& all, std::vector<T> const& more) {
+template <class T, class More>
+void add(std::vector<T>& all, More const& more) {
   all.insert(all.end(), more.begin(), more.end());
 }
 

@@ -45,6 +45,7 @@ struct Term::Source {
   Syntax syntax;
   std::shared_ptr<Syntax const> whole;
   CoreScope const& scope;
+  Compiler compiler = {};
 };
 
 class TermReader {
@@ -69,7 +70,7 @@ class TermReader {
     Rule rule;
     rule.syntax_ = term.source_->whole;
     const std::uint32_t whole = std::exchange(syntax.root, root);
-    rule.code_ = std::make_shared<Code>(compile(syntax, term.source_->scope, std::nullopt));
+    rule.code_ = term.source_->compiler.compile(syntax, term.source_->scope, std::nullopt);
     syntax.root = whole;
     syntax.nodes.resize(size, Expression{Form::literal});
     return rule;

@@ -106,14 +106,8 @@ std::optional<Type> Type::common(Type a, Type b) {
   return a.kind() == Kind::list ? list_of(*inner) : dictionary_of(*inner);
 }
 
-std::string const& Cell::text() const { return node_->text; }
-std::span<Cell const> Cell::elements() const { return node_->elements; }
-Node::Entries const& Cell::entries() const { return node_->entries; }
-
-bool operator==(Cell a, Cell b) {
-  if (a.has_node() && b.has_node() && a.node_ == b.node_) return true;
-  if (a.kind_ == Kind::text && b.kind_ == Kind::text)
-    return a.node_->hash == b.node_->hash && a.node_->text == b.node_->text;
+bool has_equal_node(Cell a, Cell b) {
+  if (a.kind_ == Kind::text && b.kind_ == Kind::text) return a.node_->hash() == b.node_->hash() && a.text() == b.text();
   return order(a, b) == std::strong_ordering::equal;
 }
 
@@ -142,20 +136,30 @@ std::strong_ordering order(Cell a, Cell b) {
   return std::strong_ordering::equal;
 }
 
-Node::Node(std::string given) : text(std::move(given)), hash(std::hash<std::string>()(text)) {}
+Node::Node(std::string given)
+    : content_([&] {
+        const std::size_t hash = std::hash<std::string>()(given);
+        return Text{std::move(given), hash};
+      }()) {}
 
-Node::Node(std::vector<Cell> given) : elements(std::move(given)) {
-  for (const Cell element : elements) take_share(element);
+Node::Node(std::vector<Cell> given) : content_(std::move(given)) {
+  for (const Cell element : elements()) take_share(element);
 }
 
-Node::Node(Entries given) : entries(std::move(given)) {
-  for (auto const& [name, value] : entries) take_share(value);
+Node::Node(Entries given) : content_(std::move(given)) {
+  for (auto const& [name, value] : entries()) take_share(value);
 }
 
 // Containers are nested at most Type::kMostDepth deep, so this recursion is short.
 Node::~Node() {
-  for (const Cell element : elements) give_up_share(element);
-  for (auto const& [name, value] : entries) give_up_share(value);
+  if (auto const* const elements = std::get_if<std::vector<Cell>>(&content_))
+    for (const Cell element : *elements) give_up_share(element);
+  if (auto const* const entries = std::get_if<Entries>(&content_))
+    for (auto const& [name, value] : *entries) give_up_share(value);
+}
+
+Cells::Cells(Cells const& other) : cells_(other.cells_) {
+  for (const Cell cell : cells_) take_share(cell);
 }
 
 Value::Value(std::string text) : cell_(Cell::of(Kind::text, new Node(std::move(text)))) {}

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -54,7 +55,11 @@ struct Parameter {
   std::optional<Rule> range;                      ///< list of the parameter's type, in place of `values` or `limits`
   std::optional<Rule> derived;                    ///< the value in effect, in place of the user's
   std::vector<Message> messages;
+  std::uint32_t first_message = 0;      ///< its number among all messages of the core
   std::optional<std::uint32_t> search;  ///< the one that gives its value
+
+  /// Whether the range is the least and the greatest value.
+  bool has_limits() const { return limits || (range && widget == Widget::edit && type.is_number()); }
 };
 
 /// What an instance computes, in an order in which each comes behind what it reads.
@@ -148,8 +153,26 @@ enum class Interface : std::uint8_t {
   earlier,  ///< what the commands of the earlier processing systems ask; parameters alone for everybody else
 };
 
+/// Lists of numbers, one behind the other in one piece of memory.
+class NumberLists {
+ public:
+  std::size_t size() const { return ends_.size(); }
+  std::span<std::uint32_t const> operator[](std::size_t list) const {
+    const std::uint32_t begin = list == 0 ? 0 : ends_[list - 1];
+    return {numbers_.data() + begin, ends_[list] - begin};
+  }
+  /// Adds a list of `numbers`, which are put in order, each once.
+  void add(std::vector<std::uint32_t>& numbers);
+  /// For each number below `count` the lists that hold it, ascending.
+  NumberLists holders(std::size_t count) const;
+
+ private:
+  std::vector<std::uint32_t> numbers_, ends_;
+};
+
 class ClockSection;
 class PadSection;
+struct Plan;
 
 /// A file with registers of a core, and what stands for the places of what names it.
 struct RegisterFile {
@@ -201,18 +224,18 @@ class KDI_DOOR Core {
 
   std::uint32_t slot_count() const;
   /// By slot: what is there before anything is given or computed. A fact is what it is without a device.
-  std::vector<Value> const& beginning() const { return beginning_; }
+  Cells const& beginning() const { return beginning_; }
   static std::uint32_t slot(std::uint32_t parameter, Slot which) { return parameter * kSlots + which; }
   std::uint32_t fact_slot(std::uint32_t fact) const;
   std::uint32_t definition_slot(std::uint32_t definition) const;
 
   std::vector<Step> const& steps() const { return steps_; }
   /// The steps that read a slot, ascending.
-  std::vector<std::uint32_t> const& readers(std::uint32_t slot) const { return readers_[slot]; }
+  std::span<std::uint32_t const> readers(std::uint32_t slot) const { return readers_[slot]; }
   /// The slots that a step reads, ascending, and the step that writes a slot: kNoStep for what comes from the user
   /// alone. A range has a slot's number as well, behind those of values.
   static constexpr std::uint32_t kNoStep = ~0U;
-  std::vector<std::uint32_t> const& reads(std::uint32_t step) const { return reads_[step]; }
+  std::span<std::uint32_t const> reads(std::uint32_t step) const { return reads_[step]; }
   std::uint32_t writer(std::uint32_t slot) const { return writers_[slot]; }
   std::uint32_t range_slot(std::uint32_t parameter) const { return slot_count() + parameter; }
   /// Likewise for what a search says of a parameter, behind those of ranges.
@@ -220,6 +243,7 @@ class KDI_DOOR Core {
 
  private:
   friend class CoreReader;
+  friend class Instance;
   Core() = default;
 
   std::uint32_t parameter_count() const { return static_cast<std::uint32_t>(parameters_.size()); }
@@ -242,9 +266,10 @@ class KDI_DOOR Core {
   };
   using Numbers = std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>>;
   Numbers numbers_, user_numbers_;
-  std::vector<Value> beginning_;
+  Cells beginning_;
   std::vector<Step> steps_;
-  std::vector<std::vector<std::uint32_t>> readers_, reads_;
+  std::shared_ptr<Plan const> plan_;
+  NumberLists readers_, reads_;
   std::vector<std::uint32_t> writers_;
 };
 

@@ -62,6 +62,8 @@ class KDI_DOOR FactError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+struct PlannedStep;
+
 class KDI_DOOR Instance {
  public:
   /// Throws FactError. A fact that the description does not declare is passed over; one that is missing is what it is
@@ -93,13 +95,13 @@ class KDI_DOOR Instance {
   std::vector<std::string> range(std::uint32_t parameter) const;
   Origin origin(std::uint32_t parameter) const;
   /// The text that was given, if there is one.
-  std::optional<std::string> const& given(std::uint32_t parameter) const { return given_[parameter]; }
+  std::optional<std::string> const& given(std::uint32_t parameter) const;
 
   /// What a search says: what it found at its latest run, or, at a strength that does not run it, of the defaults.
   std::shared_ptr<Findings const> const& findings(std::uint32_t search) const { return findings_[search]; }
 
   /// The present value of a definition.
-  Value definition(std::uint32_t number) const { return values_[core_->definition_slot(number)]; }
+  Value definition(std::uint32_t number) const { return Value::share(cells_[core_->definition_slot(number)]); }
 
   /// All messages that are due: those of definitions and searches that have a fault, then by parameter the engine's
   /// own, those of searches, and those of the description.
@@ -111,16 +113,22 @@ class KDI_DOOR Instance {
   /// What looks on while all is computed for the first time, step by step.
   using After = std::function<void(Instance const& so_far, std::uint32_t step)>;
   Instance(std::shared_ptr<Core const> core, Facts const& facts, After const& after);
-  bool store(std::uint32_t slot, Value value);
   void mark(std::uint32_t slot);
-  void put(std::uint32_t slot, Value value, bool& changed);
+  bool put(std::uint32_t slot, Cell value);
   void give(std::uint32_t parameter, std::optional<std::string> text, Origin from);
   std::vector<std::uint32_t> moved();
   void run(std::uint32_t step);
-  bool perform(Step const& step, std::string& fault);
+  bool perform(PlannedStep const& step, std::uint32_t number);
+  template <class Use>
+  bool evaluated(PlannedStep const& step, std::uint32_t number, Use use);
+  bool judge(PlannedStep const& step, std::uint32_t number);
+  bool is_plain_permitted(PlannedStep const& step) const;
   Value plain_value(std::uint32_t parameter) const;
-  Value value_without_rule(std::uint32_t parameter) const;
-  bool run_search(std::uint32_t search, std::string& fault);
+  Value value_without_rule(PlannedStep const& step) const;
+  std::string const& fault(std::uint32_t step) const;
+  void put_fault(std::uint32_t step, std::string fault);
+  Found const& found(std::uint32_t parameter) const;
+  bool run_search(std::uint32_t search, std::uint32_t step);
   bool take_findings(std::uint32_t search, std::shared_ptr<Findings const> next);
   void put_searches_back();
   bool is_left_to_user(std::uint32_t parameter) const;
@@ -128,23 +136,23 @@ class KDI_DOOR Instance {
   std::string text_of(Rule const& rule, Parameter const& parameter);
 
   std::vector<Value> permitted(std::uint32_t parameter) const;
-  bool has_limits(std::uint32_t parameter) const;
   bool is_out_of_range(std::uint32_t parameter) const;
-  bool permits(std::uint32_t parameter, Value const& value) const;
+  bool permits(std::uint32_t parameter, Cell value) const;
   Value in_range(std::uint32_t parameter, Value const& value) const;
 
   std::shared_ptr<Core const> core_;
   Machine machine_;
-  std::vector<Value> values_;  ///< by slot; owns what the cells hold
-  std::vector<Cell> cells_;
-  std::vector<Value> ranges_;                              ///< by parameter, for those with a rule
-  std::vector<std::vector<char>> due_;                     ///< by parameter and message
-  std::vector<Found> found_;                               ///< by parameter, for those of searches
+  Cells cells_;                                            ///< by slot, and ranges, for those with a rule
+  std::vector<char> due_;                                  ///< by message, of all of the core
+  std::vector<Found> found_;                               ///< by parameter; empty in a core without searches
   std::vector<std::shared_ptr<Findings const>> findings_;  ///< by search, those in effect
   std::vector<std::shared_ptr<Findings const>> latest_;    ///< by search, of its latest run
-  std::vector<std::optional<std::string>> given_;          ///< by parameter
-  std::vector<Origin> givers_;                             ///< of what is given
-  std::vector<std::string> faults_;                        ///< by step; empty: none
+  struct Given {
+    std::optional<std::string> text;
+    Origin from;
+  };
+  std::map<std::uint32_t, Given> given_;         ///< by parameter; what is not given is not there
+  std::map<std::uint32_t, std::string> faults_;  ///< by step, likewise
   struct First {
     std::uint32_t step;
     std::shared_ptr<Findings const> findings;
@@ -154,6 +162,7 @@ class KDI_DOOR Instance {
   std::vector<std::uint32_t> waiting_;  ///< steps to be run, a heap with the first in front
   std::vector<char> is_waiting_;
   bool is_complete_ = false;            ///< every step has run
+  bool is_fault_moved_ = false;         ///< by the step that runs
   std::vector<std::uint32_t> ran_;      ///< steps of the latest change
   std::vector<std::uint32_t> touched_;  ///< parameters
 };

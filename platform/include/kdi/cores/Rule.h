@@ -74,6 +74,7 @@ class KDI_DOOR Scope {
 
 struct Syntax;
 struct Code;
+class Compiler;
 
 class KDI_DOOR Rule {
  public:
@@ -81,6 +82,9 @@ class KDI_DOOR Rule {
   static Rule compile(std::string_view text, Scope const& scope, std::optional<Type> wanted = std::nullopt);
   /// Compiles a message with `{expressions}` in it to a rule that gives a text.
   static Rule compile_template(std::string_view text, Scope const& scope);
+  /// The same by a compiler that makes many.
+  static Rule compile(std::string_view text, Scope const& scope, std::optional<Type> wanted, Compiler& compiler);
+  static Rule compile_template(std::string_view text, Scope const& scope, Compiler& compiler);
 
   Type type() const;
   /// The slots that the rule reads, ascending.
@@ -104,6 +108,7 @@ class KDI_DOOR Rule {
  private:
   friend class Machine;
   friend class TermReader;
+  friend class CoreReader;
   std::shared_ptr<Syntax const> syntax_;
   std::shared_ptr<Code const> code_;
   std::string place_;
@@ -128,8 +133,24 @@ class KDI_DOOR Machine {
 
  private:
   friend Value value_of(Code const& code);
+  friend class Instance;
+  // Calls use(cell) with the value, which is good until that returns. Throws RuleFault.
   template <class Use>
-  auto evaluated(Code const& code, std::span<Cell const> slots, Use use);
+  auto with_value(Code const& code, std::span<Cell const> slots, Use use) {
+    const struct Tidy {
+      Machine& machine;
+      ~Tidy() {
+        if (!machine.made_.empty()) machine.forget();
+      }
+    } tidy{*this};
+    try {
+      return use(evaluate(code, slots));
+    } catch (std::overflow_error const& error) {
+      throw RuleFault(error.what());
+    } catch (std::domain_error const& error) {
+      throw RuleFault(error.what());
+    }
+  }
   Cell evaluate(Code const& code, std::span<Cell const> slots);
   void forget();
 

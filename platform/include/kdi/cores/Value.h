@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "kdi/common/KdiDoor.h"
@@ -92,12 +93,16 @@ class KDI_DOOR Cell {
   bool has_node() const { return kind_ >= Kind::text; }
 
   /// Equal values of one type; lists by their elements in order.
-  friend KDI_DOOR bool operator==(Cell a, Cell b);
+  friend bool operator==(Cell a, Cell b) {
+    if (!a.has_node() || !b.has_node()) return a.bits_ == b.bits_ && a.places_ == b.places_;
+    return a.node_ == b.node_ || has_equal_node(a, b);
+  }
   /// Truths, numbers and texts (by bytes) have an order; lists and dictionaries are compared element by element.
   friend KDI_DOOR std::strong_ordering order(Cell a, Cell b);
 
  private:
   Cell(Kind kind, std::int64_t bits) : kind_(kind), bits_(bits) {}
+  friend KDI_DOOR bool has_equal_node(Cell a, Cell b);
 
   Kind kind_ = Kind::nothing;
   std::uint8_t places_ = 0;  // of a decimal number
@@ -123,14 +128,58 @@ class KDI_DOOR Node {
     if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
 
-  std::string const text;
-  std::size_t const hash = 0;  ///< of the text
-  std::vector<Cell> const elements;
-  Entries const entries;
+  /// Each of a node that was made of one.
+  std::string const& text() const { return std::get_if<Text>(&content_)->text; }
+  std::size_t hash() const { return std::get_if<Text>(&content_)->hash; }
+  std::vector<Cell> const& elements() const { return *std::get_if<std::vector<Cell>>(&content_); }
+  Entries const& entries() const { return *std::get_if<Entries>(&content_); }
 
  private:
+  struct Text {
+    std::string text;
+    std::size_t hash;
+  };
   ~Node();
   std::atomic<std::uint32_t> count_ = 1;
+  std::variant<Text, std::vector<Cell>, Entries> const content_;
+};
+
+inline std::string const& Cell::text() const { return node_->text(); }
+inline std::span<Cell const> Cell::elements() const { return node_->elements(); }
+inline Node::Entries const& Cell::entries() const { return node_->entries(); }
+
+/// A row of cells that own what they hold, for those who keep thousands of values.
+class KDI_DOOR Cells {
+ public:
+  /// So many cells of kind `nothing`.
+  explicit Cells(std::size_t size = 0) : cells_(size) {}
+  Cells(Cells const& other);
+  Cells(Cells&& other) noexcept : cells_(std::move(other.cells_)) { other.cells_.clear(); }
+  Cells& operator=(Cells other) noexcept {
+    cells_.swap(other.cells_);
+    return *this;
+  }
+  ~Cells() {
+    for (const Cell cell : cells_)
+      if (cell.has_node()) cell.node()->release();
+  }
+
+  std::size_t size() const { return cells_.size(); }
+  Cell operator[](std::size_t number) const { return cells_[number]; }
+  operator std::span<Cell const>() const { return cells_; }  // NOLINT: it is one
+
+  /// Takes a share in what `cell` holds. Returns whether it is another value than before, or the first.
+  bool put(std::size_t number, Cell cell) {
+    Cell& known = cells_[number];
+    if (known.kind() != Kind::nothing && known == cell) return false;
+    if (cell.has_node()) cell.node()->retain();
+    if (known.has_node()) known.node()->release();
+    known = cell;
+    return true;
+  }
+
+ private:
+  std::vector<Cell> cells_;
 };
 
 /// What a value takes of memory, in bytes, about; what several share counts for each.
