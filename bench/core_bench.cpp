@@ -25,8 +25,9 @@ std::string cores() { return places::data("cores"); }
 
 template <class Work>
 double fastest(Work work) {
-  double best = bench::seconds_of(work);
-  for (int round = 1; round < kRounds && !bench::runs_once(); ++round) best = std::min(best, bench::seconds_of(work));
+  double best = bench::processor_seconds_of(work);
+  for (int round = 1; round < kRounds && !bench::runs_once(); ++round)
+    best = std::min(best, bench::processor_seconds_of(work));
   return best;
 }
 
@@ -52,10 +53,10 @@ bool measure_loading(std::string const& core, std::string const& version) {
   std::shared_ptr<Core const> read;  // taken away outside the measurement
   const auto load = [&] {
     read.reset();
-    return bench::seconds_of([&] { read = Core::read(cores(), core, version); });
+    return bench::processor_seconds_of([&] { read = Core::read(cores(), core, version); });
   };
   const auto parse = [&] {
-    return bench::seconds_of([&] {
+    return bench::processor_seconds_of([&] {
       for (std::string const& path : files) const kdi::JsonFile file(path);
     });
   };

@@ -85,13 +85,13 @@ void check(Instance const& instance, made_up::Answers const& answers) {
 bool measure_by_hand(std::shared_ptr<Core const> const& core) {
   const made_up::Given given(kParameters);
   const auto ours = [&] {
-    return bench::seconds_of([&] {
+    return bench::processor_seconds_of([&] {
       for (int i = 0; i < kEvaluations; ++i) const Instance fresh(core);
     });
   };
   made_up::Answers answers;
   const auto by_hand = [&] {
-    return bench::seconds_of([&] {
+    return bench::processor_seconds_of([&] {
       for (int i = 0; i < kEvaluations; ++i) {
         answers = made_up::Answers(kParameters);
         made_up::evaluate(given, answers);

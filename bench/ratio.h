@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <vector>
 
 namespace bench {
@@ -15,6 +16,19 @@ double seconds_of(Work&& work) {
   const auto begin = std::chrono::steady_clock::now();
   work();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+/// The same in seconds of the processor that this thread took: what else the machine does has no say.
+template <class Work>
+double processor_seconds_of(Work&& work) {
+  const auto now = [] {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+  };
+  const double begin = now();
+  work();
+  return now() - begin;
 }
 
 inline double median(std::vector<double> values) {

@@ -4,7 +4,6 @@
 // requests against trying everything, as a ratio.
 #include <algorithm>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <string>
 #include <utility>
@@ -27,18 +26,6 @@ constexpr double kBar = 0.5;
 constexpr std::size_t kSlowest = 10;  // that are run again
 constexpr int kRunsOfTheSlowest = 5;
 constexpr double kMostSeconds = 0.1;
-
-template <class Work>
-double processor_seconds_of(Work work) {
-  const auto now = [] {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-  };
-  const double begin = now();
-  work();
-  return now() - begin;
-}
 
 // `search` is given a seed, and returns the seconds that it took. Returns the most of them.
 template <class Search>
@@ -69,12 +56,12 @@ int main(int argc, char** argv) {
   const int requests = bench::runs_once() ? kRequestsOfOneRun : argc > 1 ? std::atoi(argv[1]) : kRequests;
   const double slowest = print_times("clocks of whole cores", requests, [](std::uint64_t seed) {
     const ClockRequest request = random_clocks::RandomClocks(seed).whole();
-    return processor_seconds_of([&] { search_clocks(request); });
+    return bench::processor_seconds_of([&] { search_clocks(request); });
   });
   const auto pads = [&](char const* name, auto plan) {
     print_times(name, requests, [&](std::uint64_t seed) {
       const std::vector<PadFunction> functions = random_pads::RandomPads(seed).whole(seed % 11);
-      return processor_seconds_of([&] { plan(functions); });
+      return bench::processor_seconds_of([&] { plan(functions); });
     });
   };
   pads("pads of whole cores, free assignment", [](auto const& functions) { free_assignment(functions); });

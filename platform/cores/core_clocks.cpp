@@ -148,7 +148,8 @@ constexpr int kMostPlaces = 9;
 // One run of the search.
 class ClockRun {
  public:
-  ClockRun(ClockSection const& section, SearchInput const& input) : section_(section), input_(input) {
+  ClockRun(ClockSection const& section, ClockAnswers& answers, SearchInput const& input)
+      : section_(section), answers_(answers), input_(input) {
     found_->values.resize(section.writes.size());
     for (std::size_t i = 0; i < section.writes.size(); ++i) places_.emplace(section.writes[i], i);
   }
@@ -174,11 +175,12 @@ class ClockRun {
   std::vector<int> dividers(DescribedDivider const& divider) const {
     const Value list = value(divider.values);
     std::vector<int> all;
+    all.reserve(list.cell().elements().size());
     for (const Cell cell : list.cell().elements()) {
       if (cell.integer() < 1 || cell.integer() > (1 << 20)) throw RuleFault("dividers are from 1 to 1048576");
       all.push_back(static_cast<int>(cell.integer()));
     }
-    std::sort(all.begin(), all.end());
+    if (!std::is_sorted(all.begin(), all.end())) std::sort(all.begin(), all.end());
     all.erase(std::unique(all.begin(), all.end()), all.end());
     return all;
   }
@@ -260,7 +262,7 @@ class ClockRun {
       found_->answer = before->answer;
     else
       try {
-        found_->answer = search_clocks(found_->request);
+        found_->answer = answers_.answer(found_->request, search_clocks);
       } catch (ClockError const& error) {
         throw RuleFault(error.what());
       }
@@ -404,6 +406,7 @@ class ClockRun {
   static std::string shown(Fraction const& mhz) { return mhz.rounded(ClockSection::kShownPlaces).text() + " MHz"; }
 
   ClockSection const& section_;
+  ClockAnswers& answers_;
   SearchInput const& input_;
   std::shared_ptr<ClockFindings> found_ = std::make_shared<ClockFindings>();
   std::map<std::uint32_t, std::size_t> places_;
@@ -411,9 +414,26 @@ class ClockRun {
 
 }  // namespace
 
+ClockAnswer ClockAnswers::answer(ClockRequest const& request, ClockAnswer (*search)(ClockRequest const&)) {
+  {
+    const std::lock_guard lock(mutex_);
+    const auto known = std::find_if(known_.begin(), known_.end(),
+                                    [&](std::shared_ptr<Known const> const& one) { return one->request == request; });
+    if (known != known_.end()) {
+      std::rotate(known_.begin(), known, known + 1);
+      return known_.front()->answer;
+    }
+  }
+  auto found = std::make_shared<Known const>(Known{request, search(request)});
+  const std::lock_guard lock(mutex_);
+  known_.push_front(found);
+  if (known_.size() > kMost) known_.pop_back();
+  return found->answer;
+}
+
 std::shared_ptr<Findings const> ClockSection::run(SearchInput const& input) const {
   try {
-    return ClockRun(*this, input).result();
+    return ClockRun(*this, answers_, input).result();
   } catch (std::overflow_error const& error) {
     throw RuleFault(error.what());
   }

@@ -465,10 +465,13 @@ class CoreReader : public Scope {
   }
 
   // Below the folder of cores, so that it reads the same wherever that lies.
-  std::string place_within(JsonValue value) const {
+  std::shared_ptr<std::string const> place_within(JsonValue value) const {
+    std::shared_ptr<std::string const>& known = places_[&value.text()];
+    if (known) return known;
     std::string place = value.place();
     const bool is_below = !directory_.empty() && place.starts_with(directory_ + "/");
-    return is_below ? place.substr(directory_.size() + 1) : place;
+    known = std::make_shared<std::string const>(is_below ? place.substr(directory_.size() + 1) : place);
+    return known;
   }
 
   // A definition may use those before it.
@@ -766,6 +769,7 @@ class CoreReader : public Scope {
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
   bool all_names_are_known_ = false;                                  // the same text means the same from here on
   mutable std::unordered_map<std::string, std::vector<Rule>> rules_;  // by their texts
+  mutable std::unordered_map<std::string const*, std::shared_ptr<std::string const>> places_;  // of texts in the files
   ClockDraft clocks_;
   PadDraft pads_;
   mutable Compiler compiler_;

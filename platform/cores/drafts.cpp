@@ -10,18 +10,18 @@ constexpr int kMostFills = 4;  // of a place whose text has places
 // What a filling takes beside its texts, about.
 constexpr std::size_t kFillBytes = 64;
 
-std::string filled_so_deep(JsonValue value, std::string_view text, Places const& places, int depth) {
+// Adds `text` with its places filled.
+void fill(JsonValue value, std::string_view text, Places const& places, int depth, std::string& whole) {
   if (depth > kMostFills) value.refuse("places that do not stand for themselves");
-  std::string whole;
   for (std::size_t at = 0;;) {
     const std::size_t begin = text.find("${", at);
-    whole += text.substr(at, begin - at);
+    whole.append(text, at, begin - at);
     if (whole.size() > kLongestFill) value.refuse("a text of at most 1 MiB with its places filled");
-    if (begin == std::string_view::npos) return whole;
+    if (begin == std::string_view::npos) return;
     const std::size_t end = text.find('}', begin);
     const auto place = places.find(text.substr(begin + 2, end == std::string_view::npos ? 0 : end - begin - 2));
     if (place == places.end()) value.refuse("only places that each tells, such as ${n}");
-    whole += filled_so_deep(value, place->second, places, depth + 1);
+    fill(value, place->second, places, depth + 1, whole);
     at = end + 1;
   }
 }
@@ -39,8 +39,9 @@ void Extent::add_rule(JsonValue at, std::size_t bytes) {
 }
 
 std::string filled(JsonValue value, std::string_view text, Places const& places) {
-  std::string whole =
-      text.find("${") == std::string_view::npos ? std::string(text) : filled_so_deep(value, text, places, 0);
+  std::string whole;
+  whole.reserve(text.size());
+  fill(value, text, places, 0, whole);
   places.extent->add_text(value, whole.size());
   return whole;
 }

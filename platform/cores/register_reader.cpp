@@ -343,7 +343,7 @@ class RegisterReader {
   static Rule compiled(JsonValue value, Compile compile) {
     try {
       Rule rule = compile();
-      rule.set_place(value.place());
+      rule.set_place(std::make_shared<std::string const>(value.place()));
       return rule;
     } catch (RuleError const& error) {
       throw JsonError(value.place() + ": column " + std::to_string(error.offset() + 1) + ": " + error.what());

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -67,6 +69,23 @@ struct ClockFindings : Findings {
   ClockAnswer answer;
 };
 
+/// The answers to the latest requests. Each new instance of a core asks what those before it asked, and a search takes
+/// longer than all else that an instance computes. For several threads.
+class ClockAnswers {
+ public:
+  /// The known answer, or what `search` finds.
+  ClockAnswer answer(ClockRequest const& request, ClockAnswer (*search)(ClockRequest const&));
+
+ private:
+  static constexpr std::size_t kMost = 8;
+  struct Known {
+    ClockRequest request;
+    ClockAnswer answer;
+  };
+  std::mutex mutex_;
+  std::deque<std::shared_ptr<Known const>> known_;  // the latest in front
+};
+
 class KDI_DOOR ClockSection : public SearchSection {
  public:
   /// Places of actual frequencies in MHz.
@@ -80,6 +99,9 @@ class KDI_DOOR ClockSection : public SearchSection {
   std::vector<DescribedReference> references;
   std::vector<DescribedPll> plls;
   std::vector<DescribedClock> clocks;
+
+ private:
+  mutable ClockAnswers answers_;
 };
 
 }  // namespace kdi::cores

@@ -102,8 +102,11 @@ class KDI_DOOR Rule {
   /// What it takes of memory, in bytes, about.
   std::size_t bytes() const;
   /// Where it stands, as its description names the place: `xram/1.0.json:27: parameters[3].enabled`; empty unless set.
-  std::string const& place() const { return place_; }
-  void set_place(std::string place) { place_ = std::move(place); }
+  std::string const& place() const {
+    static const std::string none;
+    return place_ ? *place_ : none;
+  }
+  void set_place(std::shared_ptr<std::string const> place) { place_ = std::move(place); }
 
  private:
   friend class Machine;
@@ -111,7 +114,7 @@ class KDI_DOOR Rule {
   friend class CoreReader;
   std::shared_ptr<Syntax const> syntax_;
   std::shared_ptr<Code const> code_;
-  std::string place_;
+  std::shared_ptr<std::string const> place_;  // of all rules that one text of a description stands for
 };
 
 /// Evaluates rules, one at a time; holds the memory that this needs.
