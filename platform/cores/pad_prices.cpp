@@ -8,6 +8,13 @@ namespace {
 
 constexpr double kNil = 1e-7;
 constexpr std::size_t kNone = ~std::size_t{0};
+constexpr std::size_t kLanes = 8;  // that a processor may take at once
+
+// cells -= factor * own; so many cells, a multiple of kLanes.
+void subtract(double* __restrict cells, double const* __restrict own, double factor, std::size_t count) {
+  for (std::size_t j = 0; j < count; j += kLanes)
+    for (std::size_t k = 0; k < kLanes; ++k) cells[j + k] -= factor * own[j + k];
+}
 
 }  // namespace
 
@@ -17,10 +24,12 @@ PadPrices::PadPrices(std::vector<Option> const& options, std::size_t peripherals
   std::sort(pads_.begin(), pads_.end());
   pads_.erase(std::unique(pads_.begin(), pads_.end()), pads_.end());
   width_ = peripherals_ + pads_.size() + (has_budget_ ? 1 : 0);
-  gain_.assign(width_, -1);
+  stride_ = (width_ + kLanes - 1) / kLanes * kLanes;
+  gain_.assign(stride_, 0);
+  std::fill_n(gain_.begin(), width_, -1);
   std::fill_n(gain_.begin(), peripherals_, 1);
-  if (budget) gain_.back() = -*budget;
-  cells_.assign(options_ * width_, 0);
+  if (budget) gain_[width_ - 1] = -*budget;
+  cells_.assign(options_ * stride_, 0);
   for (std::size_t i = 0; i < options_; ++i) {
     row(i)[options[i].peripheral] = 1;
     for (const std::uint32_t pad : *options[i].pads)
@@ -39,7 +48,7 @@ std::size_t PadPrices::leaving(std::size_t column, double direction) const {
   std::size_t best = kNone;
   double least = 0, size = 0;
   for (std::size_t i = 0; i < right_.size(); ++i) {
-    const double slope = direction * cells_[i * width_ + column];
+    const double slope = direction * cells_[i * stride_ + column];
     if (slope <= kNil) continue;
     const double ratio = std::max(right_[i], 0.0) / slope;
     if (best == kNone || ratio < least - kNil || (ratio <= least && slope > size)) {
@@ -54,14 +63,14 @@ std::size_t PadPrices::leaving(std::size_t column, double direction) const {
 void PadPrices::pivot(std::size_t leaving, std::size_t column) {
   double* const own = row(leaving);
   const double inverse = 1 / own[column];
-  for (std::size_t j = 0; j < width_; ++j) own[j] *= inverse;
+  for (std::size_t j = 0; j < stride_; ++j) own[j] *= inverse;
   own[column] = inverse;
   right_[leaving] *= inverse;
   const auto clear = [&](double* cells) {
     const double factor = cells[column];
     if (factor == 0) return factor;
     cells[column] = 0;
-    for (std::size_t j = 0; j < width_; ++j) cells[j] -= factor * own[j];
+    subtract(cells, own, factor, stride_);
     return factor;
   };
   for (std::size_t i = 0; i < right_.size(); ++i)
@@ -81,12 +90,12 @@ void PadPrices::follow(std::size_t column, double direction) {
 
 void PadPrices::drop_row(std::size_t i) {
   const std::size_t last = right_.size() - 1;
-  std::copy_n(row(last), width_, row(i));
+  std::copy_n(row(last), stride_, row(i));
   right_[i] = right_[last];
   row_variable_[i] = row_variable_[last];
   right_.pop_back();
   row_variable_.pop_back();
-  cells_.resize(last * width_);
+  cells_.resize(last * stride_);
 }
 
 void PadPrices::remove(std::size_t option) {

@@ -42,7 +42,7 @@ class PadPrices {
   std::vector<double> shares() const;
 
  private:
-  double* row(std::size_t i) { return cells_.data() + i * width_; }
+  double* row(std::size_t i) { return cells_.data() + i * stride_; }
   double value(std::size_t variable) const;
   std::size_t leaving(std::size_t column, double direction) const;
   void pivot(std::size_t leaving, std::size_t column);
@@ -50,6 +50,7 @@ class PadPrices {
   void drop_row(std::size_t i);
 
   std::size_t options_, width_;
+  std::size_t stride_;               // of rows, whose cells behind the columns are 0
   std::vector<std::uint32_t> pads_;  // that have columns
   std::size_t peripherals_;
   bool has_budget_;
