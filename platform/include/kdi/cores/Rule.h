@@ -102,10 +102,7 @@ class KDI_DOOR Rule {
   /// What it takes of memory, in bytes, about.
   std::size_t bytes() const;
   /// Where it stands, as its description names the place: `xram/1.0.json:27: parameters[3].enabled`; empty unless set.
-  std::string const& place() const {
-    static const std::string none;
-    return place_ ? *place_ : none;
-  }
+  std::string const& place() const;
   void set_place(std::shared_ptr<std::string const> place) { place_ = std::move(place); }
 
  private:
