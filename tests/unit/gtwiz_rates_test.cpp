@@ -62,7 +62,7 @@ plain_rates::Request random_request(Kind const& kind, Random& random) {
                                              (2.0 * request.bits * static_cast<double>(request.reference)));
     const std::int64_t quarter = pll.fraction_bits == 0 ? 0 : random.below(4);
     const std::int64_t rate = 2 * request.bits * request.reference * (4 * n + quarter);
-    if (rate % (4 * m * divide) == 0) request.rate = rate / (4 * m * divide);
+    if (rate > 0 && rate % (4 * m * divide) == 0) request.rate = rate / (4 * m * divide);
   }
   return request;
 }
