@@ -69,6 +69,7 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
                                     "debug.PS_WIZARD.EVENTS.DBG",
                                     "debug.mig_ip.debug",
                                     "debug.sysmon.generate.hip",
+                                    "gtwiz.encryptKeyFile",
                                     "ips.syncEventsForPSXWizard",
                                     "mc.generateELF",
                                     "pcw.doRangeValidation",
@@ -95,9 +96,11 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
     EXPECT_EQ(parameter.name, kNames[i]);
     const bool is_level = parameter.name.starts_with("debug.");
     const bool is_integer = is_level || parameter.name == "cips.cpmdecouple";
-    const bool is_text = parameter.name == "software.compiler";
+    const bool is_compiler = parameter.name == "software.compiler";
+    const bool is_text = is_compiler || parameter.name == "gtwiz.encryptKeyFile";
     EXPECT_EQ(parameter.type, is_text ? Type::text : is_integer ? Type::integer : Type::boolean) << parameter.name;
-    EXPECT_EQ(parameter.default_value, is_text      ? "clang"
+    EXPECT_EQ(parameter.default_value, is_compiler  ? "clang"
+                                       : is_text    ? ""
                                        : is_level   ? "-1"
                                        : is_integer ? "0"
                                                     : "false")
@@ -106,8 +109,8 @@ TEST_F(Parameters, AreDeclaredWithTheirTypesAndDefaults) {
     EXPECT_EQ(parameter.origin, Origin::declared);
     EXPECT_GT(parameter.documentation.size(), 20U);
     EXPECT_GT(parameter.effect.size(), 20U);
-    EXPECT_EQ(value(parameter.name), is_level || is_text);
-    EXPECT_EQ(value_or(parameter.name, !(is_level || is_text)), is_level || is_text)
+    EXPECT_EQ(value(parameter.name), is_level || is_compiler);
+    EXPECT_EQ(value_or(parameter.name, !(is_level || is_compiler)), is_level || is_compiler)
         << "a declared default prevails over the fallback";
   }
 }
