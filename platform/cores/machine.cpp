@@ -161,10 +161,11 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
 
   for (std::size_t pc = 0; pc < size;) {
     Instruction const& i = program[pc++];
-    Cell& target = registers[index_of(i.target)];  // where it is a register
+    // Not every instruction has a register there.
+    const auto target = [&i, registers]() -> Cell& { return registers[index_of(i.target)]; };
     switch (i.op) {
       case Op::move:
-        target = at(i.a);
+        target() = at(i.a);
         break;
       case Op::jump:
         charge(1);  // every loop comes by here
@@ -177,14 +178,14 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
         if (!at(i.a).truth()) pc = i.target;
         break;
       case Op::compare_integers:
-        target = Cell::of((outcome(at(i.a).integer(), at(i.b).integer()) & i.mode) != 0);
+        target() = Cell::of((outcome(at(i.a).integer(), at(i.b).integer()) & i.mode) != 0);
         break;
       case Op::compare_decimals:
-        target = Cell::of((outcome(at(i.a).decimal() <=> at(i.b).decimal()) & i.mode) != 0);
+        target() = Cell::of((outcome(at(i.a).decimal() <=> at(i.b).decimal()) & i.mode) != 0);
         break;
       case Op::compare_any:
         charge(cost(at(i.a)));
-        target = Cell::of((outcome(order(at(i.a), at(i.b))) & i.mode) != 0);
+        target() = Cell::of((outcome(order(at(i.a), at(i.b))) & i.mode) != 0);
         break;
       case Op::jump_unless_integers:
         if ((outcome(at(i.a).integer(), at(i.b).integer()) & i.mode) == 0) pc = i.target;
@@ -203,52 +204,52 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
         if (are_equal(i)) pc = i.target;
         break;
       case Op::add_integers:
-        target = Cell::of(added(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(added(at(i.a).integer(), at(i.b).integer()));
         break;
       case Op::subtract_integers:
-        target = Cell::of(subtracted(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(subtracted(at(i.a).integer(), at(i.b).integer()));
         break;
       case Op::multiply_integers:
-        target = Cell::of(multiplied(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(multiplied(at(i.a).integer(), at(i.b).integer()));
         break;
       case Op::divide:
-        target = Cell::of(divided(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(divided(at(i.a).integer(), at(i.b).integer()));
         break;
       case Op::modulo:
-        target = Cell::of(left_over(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(left_over(at(i.a).integer(), at(i.b).integer()));
         break;
       case Op::negate_integer:
-        target = Cell::of(subtracted(0, at(i.a).integer()));
+        target() = Cell::of(subtracted(0, at(i.a).integer()));
         break;
       case Op::add_decimals:
-        target = Cell::of(at(i.a).decimal() + at(i.b).decimal());
+        target() = Cell::of(at(i.a).decimal() + at(i.b).decimal());
         break;
       case Op::subtract_decimals:
-        target = Cell::of(at(i.a).decimal() - at(i.b).decimal());
+        target() = Cell::of(at(i.a).decimal() - at(i.b).decimal());
         break;
       case Op::multiply_decimals:
-        target = Cell::of(at(i.a).decimal() * at(i.b).decimal());
+        target() = Cell::of(at(i.a).decimal() * at(i.b).decimal());
         break;
       case Op::negate_decimal:
-        target = Cell::of(Decimal() - at(i.a).decimal());
+        target() = Cell::of(Decimal() - at(i.a).decimal());
         break;
       case Op::join_texts:
         charge(cost(at(i.a)) + cost(at(i.b)));
-        target = workshop.text(at(i.a).text() + at(i.b).text());
+        target() = workshop.text(at(i.a).text() + at(i.b).text());
         break;
       case Op::join_lists:
         charge(cost(at(i.a)) + cost(at(i.b)));
-        target = joined(workshop, at(i.a), at(i.b));
+        target() = joined(workshop, at(i.a), at(i.b));
         break;
       case Op::not_truth:
-        target = Cell::of(!at(i.a).truth());
+        target() = Cell::of(!at(i.a).truth());
         break;
       case Op::within_list:
         charge(cost(at(i.b)) * (1 + cost(at(i.a))));
-        target = Cell::of(is_within(at(i.a), at(i.b)));
+        target() = Cell::of(is_within(at(i.a), at(i.b)));
         break;
       case Op::within_texts:
-        target = Cell::of(is_in_set(i));
+        target() = Cell::of(is_in_set(i));
         break;
       case Op::jump_unless_within_texts:
         if (!is_in_set(i)) pc = i.target;
@@ -257,28 +258,28 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
         if (is_in_set(i)) pc = i.target;
         break;
       case Op::within_entries:
-        target = Cell::of(at(i.b).entries().contains(at(i.a).text()));
+        target() = Cell::of(at(i.b).entries().contains(at(i.a).text()));
         break;
       case Op::element:
-        target = element_of(at(i.a), at(i.b).integer());
+        target() = element_of(at(i.a), at(i.b).integer());
         break;
       case Op::entry:
-        target = entry_of(at(i.a), at(i.b).text());
+        target() = entry_of(at(i.a), at(i.b).text());
         break;
       case Op::list: {
         const std::span<Cell const> elements = row(i.a, i.b);
-        target = workshop.list({elements.begin(), elements.end()});
+        target() = workshop.list({elements.begin(), elements.end()});
         break;
       }
       case Op::dictionary:
-        target = dictionary_of(workshop, row(i.a, i.b));
+        target() = dictionary_of(workshop, row(i.a, i.b));
         break;
       case Op::to_decimal:
-        target = Cell::of(Decimal(at(i.a).integer()));
+        target() = Cell::of(Decimal(at(i.a).integer()));
         break;
       case Op::convert:
         charge(cost(at(i.a)));
-        target = with_decimals(workshop, at(i.a));
+        target() = with_decimals(workshop, at(i.a));
         break;
       case Op::open_list:
         open_.emplace_back();
@@ -287,7 +288,7 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
         open_.back().push_back(at(i.a));
         break;
       case Op::close_list:
-        target = workshop.list(std::move(open_.back()));
+        target() = workshop.list(std::move(open_.back()));
         open_.pop_back();
         break;
       case Op::next: {
@@ -304,11 +305,11 @@ Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
       }
       case Op::call:
         charge(cost(row(i.a, i.mode)));
-        target = builtins()[i.b].call(workshop, row(i.a, i.mode));
-        charge(cost(target));
+        target() = builtins()[i.b].call(workshop, row(i.a, i.mode));
+        charge(cost(target()));
         break;
       case Op::call_host:
-        target = called(context_, workshop, *code.functions[i.b], row(i.a, i.mode));
+        target() = called(context_, workshop, *code.functions[i.b], row(i.a, i.mode));
         break;
       case Op::finish:
         return at(i.a);
