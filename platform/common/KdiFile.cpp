@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <new>
@@ -22,7 +23,9 @@ namespace {
 template <class Error = FileError>
 [[noreturn]] void fail(std::string const& path, std::string const& what, int reason) {
   if (reason == ENOMEM) throw std::bad_alloc();  // no fault of the file
-  throw Error(path + ": " + what + ": " + std::generic_category().message(reason));
+  // not in the words of a locale, whose bytes may be those of another encoding
+  char const* const text = strerrordesc_np(reason);
+  throw Error(path + ": " + what + ": " + (text == nullptr ? "error " + std::to_string(reason) : text));
 }
 
 // An open file, closed by scope.

@@ -9,8 +9,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -23,7 +23,9 @@ namespace {
   throw "directory " + text::shown(path) + " is not removed: " + reason;
 }
 [[noreturn]] void fail(std::string const& path, int number) {
-  throw "directory " + text::shown(path) + " cannot be removed: " + std::system_category().message(number);
+  char const* const reason = strerrordesc_np(number);  // in no locale's words
+  throw "directory " + text::shown(path) +
+      " cannot be removed: " + (reason == nullptr ? "error " + std::to_string(number) : reason);
 }
 
 // A descriptor that is closed.

@@ -87,7 +87,9 @@ TEST_P(Abroad, CommandsAnswerAsAtHome) {
   const std::vector<std::string> at_home = all_answers();
   ASSERT_GE(at_home.size(), 80U);
   go();
-  EXPECT_EQ(all_answers(), at_home);
+  const std::vector<std::string> abroad = all_answers();
+  ASSERT_EQ(abroad.size(), at_home.size());
+  for (std::size_t i = 0; i < abroad.size(); ++i) EXPECT_EQ(abroad[i], at_home[i]);
   expect_any_case();
 }
 
