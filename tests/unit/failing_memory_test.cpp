@@ -48,7 +48,7 @@ namespace {
 const std::string kOutOfMemory = std::to_string(static_cast<int>(bmg::Code::out_of_memory));
 constexpr char kPart[] = "zrv7030-c484-1-c";
 
-constexpr std::size_t kMost = test_support::kSanitized ? 5 : 20;
+constexpr std::size_t kMost = test_support::kSanitized ? 3 : 20;
 
 // The requests of `count` that are to fail, at most `most` of them unless all are asked for.
 std::vector<std::size_t> requests(std::size_t count, std::size_t most) {
