@@ -28,9 +28,9 @@ constexpr std::size_t kMostText = std::size_t{1} << 28;
 constexpr int kVariant = sodium_base64_VARIANT_ORIGINAL;
 
 // In no locale's words.
-char const* reason_of(int number) {
+std::string reason_of(int number) {
   char const* const reason = strerrordesc_np(number);
-  return reason == nullptr ? "unknown reason" : reason;
+  return reason == nullptr ? std::to_string(number) : reason;
 }
 
 void start() {
@@ -52,7 +52,7 @@ class Key {
   /// The key of a file that nobody else may read: 32 bytes, or as 64 hexadecimal digits on a line.
   void read(std::string const& path) {
     const int file = kdi::open_file(path, O_RDONLY | O_NONBLOCK);
-    if (file < 0) refuse(std::string("the key file cannot be opened: ") + reason_of(errno));
+    if (file < 0) refuse("the key file cannot be opened: " + reason_of(errno));
     const int closed = read_open(file);
     ::close(file);
     switch (closed) {
