@@ -13,6 +13,10 @@ class EnginesStayOut {
   ~EnginesStayOut();
 };
 
+/// Whether the process is going down. From then on no engine is opened for what other threads still run: the loader
+/// would set up once more what it has just taken down.
+void set_going_down(bool is_going_down);
+
 }  // namespace frame
 
 /// The address of the engine's function `name`. One that the process already has comes first, as with plain linking:

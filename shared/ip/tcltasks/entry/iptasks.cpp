@@ -12,7 +12,7 @@ std::atomic_flag exit_handler_registered;  // interpreters may load the package 
 
 // An engine that nothing called has nothing to release: going down opens none.
 void iptasks_exit_handler(ClientData /*unused*/) {
-  const frame::EnginesStayOut going_down;
+  frame::set_going_down(true);
   frame::StopOrder::run();
 }
 
@@ -22,6 +22,7 @@ void iptasks_exit_handler(ClientData /*unused*/) {
 /// again. No Tcl package is provided.
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp) {
   if (!exit_handler_registered.test_and_set()) Tcl_CreateExitHandler(iptasks_exit_handler, nullptr);
+  frame::set_going_down(false);  // Tcl may be finalized, and be used again
   frame::StartOrder::run(interp);
   return TCL_OK;
 }
