@@ -5,8 +5,6 @@
 #include <string>
 #include <string_view>
 
-#include "kdi/common/host/MessageHost.h"
-#include "tests/fuzz/require.h"
 #include "tests/fuzz/tcl_target.h"
 
 namespace {
@@ -14,31 +12,23 @@ namespace {
 constexpr int kMostLines = 8;
 constexpr char kContext[] = "ps_core_name xram instance_name fuzzed part brvn3716-die-2LHP-e-S-es1";
 
-void run(Tcl_Interp* interp, std::initializer_list<std::string> words) {
-  std::vector<Tcl_Obj*> objects;
-  for (std::string const& word : words) {
-    objects.push_back(Tcl_NewStringObj(word.data(), static_cast<int>(word.size())));
-    Tcl_IncrRefCount(objects.back());
-  }
-  const int code = Tcl_EvalObjv(interp, static_cast<int>(objects.size()), objects.data(), 0);
-  fuzz::require(code == TCL_OK || code == TCL_ERROR, "an outcome that is neither");
-  for (Tcl_Obj* object : objects) Tcl_DecrRefCount(object);
-  Tcl_ResetResult(interp);
-}
-
 void ask(Tcl_Interp* interp, std::string_view line) {
   const std::string prefix = "Ip_config_kdi_tcltasks_", list(line.empty() ? line : line.substr(1));
   switch (line.empty() ? 0 : line[0] % 5) {
     case 0:
-      return run(interp, {prefix + "ip_init", "-context", kContext, "-params", list, "-strength", "10"});
+      fuzz::call(interp, {prefix + "ip_init", "-context", kContext, "-params", list, "-strength", "10"});
+      break;
     case 1:
-      return run(interp, {prefix + "get_ranges", "-context", kContext, "-params", list, "-userparams", list});
+      fuzz::call(interp, {prefix + "get_ranges", "-context", kContext, "-params", list, "-userparams", list});
+      break;
     case 2:
-      return run(interp, {prefix + "get_range", "-context", kContext, "-params", list});
+      fuzz::call(interp, {prefix + "get_range", "-context", kContext, "-params", list});
+      break;
     case 3:
-      return run(interp, {prefix + "get_user_param_list", "-context", kContext + (" " + list)});
+      fuzz::call(interp, {prefix + "get_user_param_list", "-context", kContext + (" " + list)});
+      break;
     default:
-      return run(interp,
+      fuzz::call(interp,
                  {prefix + "get_ranges", "-context", kContext, "-params", list, "-userparams", "", "-strength", "5"});
   }
 }
@@ -46,8 +36,6 @@ void ask(Tcl_Interp* interp, std::string_view line) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  static const int sink = message_host::add_sink([](ComMsgMgrInstance const&) {});
-  static_cast<void>(sink);
   if (size > fuzz::kLongestText) return 0;
   Tcl_Interp* const interp = fuzz::interpreter();
   std::string_view text(reinterpret_cast<char const*>(data), size);
@@ -56,6 +44,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     ask(interp, text.substr(0, end));
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
   }
-  run(interp, {"Ip_config_kdi_tcltasks_ip_uninit", "-context", kContext});
+  fuzz::call(interp, {"Ip_config_kdi_tcltasks_ip_uninit", "-context", kContext});
   return 0;
 }

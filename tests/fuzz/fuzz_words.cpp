@@ -8,8 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "kdi/common/host/MessageHost.h"
-#include "tests/fuzz/require.h"
 #include "tests/fuzz/tcl_target.h"
 
 namespace {
@@ -39,28 +37,17 @@ bool is_fuzzed(std::string_view command) {
 void run(Tcl_Interp* interp, std::string const& line) {
   const std::vector<std::string> words = split(line, '\t');
   if (!is_fuzzed(words[0])) return;
-  std::vector<Tcl_Obj*> objects;
-  for (std::string const& word : words) {
-    objects.push_back(Tcl_NewStringObj(word.data(), static_cast<int>(word.size())));
-    Tcl_IncrRefCount(objects.back());
-  }
   Tcl_CmdInfo known;
-  if (Tcl_GetCommandInfo(interp, words[0].c_str(), &known) != 0) {
-    const int code = Tcl_EvalObjv(interp, static_cast<int>(objects.size()), objects.data(), 0);
-    fuzz::require(code == TCL_OK || code == TCL_ERROR, "an outcome that is neither", line);
-    int figure = 0;
-    if (code == TCL_OK && words[0].starts_with("Ip_blk_mem_gen_"))
-      fuzz::require(Tcl_GetIntFromObj(nullptr, Tcl_GetObjResult(interp), &figure) == TCL_OK, "no integer", line);
-  }
-  for (Tcl_Obj* object : objects) Tcl_DecrRefCount(object);
+  if (Tcl_GetCommandInfo(interp, words[0].c_str(), &known) == 0) return;
+  int figure = 0;
+  if (fuzz::call(interp, words) && words[0].starts_with("Ip_blk_mem_gen_"))
+    fuzz::require(Tcl_GetIntFromObj(nullptr, Tcl_GetObjResult(interp), &figure) == TCL_OK, "no integer", line);
   Tcl_ResetResult(interp);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  static const int sink = message_host::add_sink([](ComMsgMgrInstance const&) {});
-  static_cast<void>(sink);
   if (size > fuzz::kLongestText) return 0;
   Tcl_Interp* const interp = fuzz::interpreter();
   std::vector<std::string> lines = split(std::string(reinterpret_cast<char const*>(data), size), '\n');
