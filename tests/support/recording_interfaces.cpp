@@ -1,39 +1,11 @@
-#include "tests/support/recording_interfaces.h"
-
+// Interfaces of I/O planning that record. They stand in the test's program, before those of the platform. There is an
+// instance of every name but "none".
 #include "kdi/place/kelvane_io_v1.h"
-
-namespace recording_interfaces {
-
-std::vector<std::string> calls;
-Answers answers;
-
-void reset() {
-  calls.clear();
-  answers = {};
-}
-
-namespace {
-
-std::string shown(std::string const& text) { return "'" + text + "'"; }
-template <class Value>
-std::string shown(std::map<std::string, Value> const& map) {
-  std::string list;
-  for (auto const& [key, value] : map) list += (list.empty() ? "" : " ") + key + "=" + shown(value);
-  return "{" + list + "}";
-}
-
-template <class Argument>
-void record(std::string const& operation, Argument const& argument) {
-  calls.push_back(operation + " " + shown(argument));
-  if (answers.thrown) answers.thrown();
-}
-
-}  // namespace
-}  // namespace recording_interfaces
+#include "tests/support/recording.h"
 
 namespace kelvane_io::kelvane_io_v1 {
 
-using namespace recording_interfaces;
+using namespace recording;
 using I = HIPKelvaneIoInstance;
 
 struct I::State {};
@@ -44,189 +16,68 @@ void HIPKelvaneIPMgr::loadMigPkgData(OptionMap const& options) { record("loadMig
 void HIPKelvaneIPMgr::releasePkgData(OptionMap const& options) { record("releasePkgData", options); }
 I* HIPKelvaneIPMgr::getIPInstance(std::string name) {
   static I only(std::make_unique<I::State>());
-  calls.push_back("find " + shown(name));
+  note("find", name);
   return name == "none" ? nullptr : &only;
 }
-bool I::removeDir(std::string const& directory) {
-  record("removeDir", directory);
-  return answers.truth;
-}
+bool I::removeDir(std::string const& directory) { return record("removeDir", directory); }
 
-OptionMap I::soft_DDR4_defaultIOPlanning(OptionMap const& a) {
-  record("soft_DDR4_defaultIOPlanning", a);
-  return answers.options;
-}
-OptionMap I::advwiz_defaultIOPlanning(OptionMap const& a) {
-  record("advwiz_defaultIOPlanning", a);
-  return answers.options;
-}
-OptionMap I::x5io_wizard_defaultIOPlanning(OptionMap const& a) {
-  record("x5io_wizard_defaultIOPlanning", a);
-  return answers.options;
-}
-OptionMap I::hard_DDR4_defaultIOPlanning(ParamMap const& a) {
-  record("hard_DDR4_defaultIOPlanning", a);
-  return answers.options;
-}
-OptionMap I::hard_DDR5_defaultIOPlanning(ParamMap const& a) {
-  record("hard_DDR5_defaultIOPlanning", a);
-  return answers.options;
-}
-OptionMap I::xphy_io_defaultIOPlanning(ParamMap const& a) {
-  record("xphy_io_defaultIOPlanning", a);
-  return answers.options;
-}
+OptionMap I::soft_DDR4_defaultIOPlanning(OptionMap const& a) { return record("soft_DDR4_defaultIOPlanning", a); }
+OptionMap I::advwiz_defaultIOPlanning(OptionMap const& a) { return record("advwiz_defaultIOPlanning", a); }
+OptionMap I::x5io_wizard_defaultIOPlanning(OptionMap const& a) { return record("x5io_wizard_defaultIOPlanning", a); }
+OptionMap I::hard_DDR4_defaultIOPlanning(ParamMap const& a) { return record("hard_DDR4_defaultIOPlanning", a); }
+OptionMap I::hard_DDR5_defaultIOPlanning(ParamMap const& a) { return record("hard_DDR5_defaultIOPlanning", a); }
+OptionMap I::xphy_io_defaultIOPlanning(ParamMap const& a) { return record("xphy_io_defaultIOPlanning", a); }
 OptionMap I::xphy_io_defaultIOPlanning_adcDac(ParamMap const& a) {
-  record("xphy_io_defaultIOPlanning_adcDac", a);
-  return answers.options;
+  return record("xphy_io_defaultIOPlanning_adcDac", a);
 }
-OptionMap I::x5phio_defaultIOPlanning(ParamMap const& a) {
-  record("x5phio_defaultIOPlanning", a);
-  return answers.options;
-}
-PinMap I::soft_DDR4_nibbleGrouping(OptionMap const& a) {
-  record("soft_DDR4_nibbleGrouping", a);
-  return answers.pins;
-}
-PinMap I::advwiz_nibbleGrouping(OptionMap const& a) {
-  record("advwiz_nibbleGrouping", a);
-  return answers.pins;
-}
-PinMap I::x5io_wizard_octadGrouping(OptionMap const& a) {
-  record("x5io_wizard_octadGrouping", a);
-  return answers.pins;
-}
-PinMap I::hard_DDR4_nibbleGrouping(ParamMap const& a) {
-  record("hard_DDR4_nibbleGrouping", a);
-  return answers.pins;
-}
-PinMap I::hard_DDR5_nibbleGrouping(ParamMap const& a) {
-  record("hard_DDR5_nibbleGrouping", a);
-  return answers.pins;
-}
+OptionMap I::x5phio_defaultIOPlanning(ParamMap const& a) { return record("x5phio_defaultIOPlanning", a); }
+PinMap I::soft_DDR4_nibbleGrouping(OptionMap const& a) { return record("soft_DDR4_nibbleGrouping", a); }
+PinMap I::advwiz_nibbleGrouping(OptionMap const& a) { return record("advwiz_nibbleGrouping", a); }
+PinMap I::x5io_wizard_octadGrouping(OptionMap const& a) { return record("x5io_wizard_octadGrouping", a); }
+PinMap I::hard_DDR4_nibbleGrouping(ParamMap const& a) { return record("hard_DDR4_nibbleGrouping", a); }
+PinMap I::hard_DDR5_nibbleGrouping(ParamMap const& a) { return record("hard_DDR5_nibbleGrouping", a); }
 OptionMap I::soft_DDR4_getStrobeToDataNibbles(ParamMap const& a) {
-  record("soft_DDR4_getStrobeToDataNibbles", a);
-  return answers.options;
+  return record("soft_DDR4_getStrobeToDataNibbles", a);
 }
-OptionMap I::advwiz_getDqsVsDataNibbles(OptionMap const& a) {
-  record("advwiz_getDqsVsDataNibbles", a);
-  return answers.options;
-}
+OptionMap I::advwiz_getDqsVsDataNibbles(OptionMap const& a) { return record("advwiz_getDqsVsDataNibbles", a); }
 OptionMap I::x5io_wizard_getStrobeToDataOctads(ParamMap const& a) {
-  record("x5io_wizard_getStrobeToDataOctads", a);
-  return answers.options;
+  return record("x5io_wizard_getStrobeToDataOctads", a);
 }
 OptionMap I::x5io_wizard_getStrobetoDataOctads(OptionMap const& a) {
-  record("x5io_wizard_getStrobetoDataOctads", a);
-  return answers.options;
+  return record("x5io_wizard_getStrobetoDataOctads", a);
 }
-OptionMap I::hardmcDqsVsDataNibbles(ParamMap const& a) {
-  record("hardmcDqsVsDataNibbles", a);
-  return answers.options;
-}
+OptionMap I::hardmcDqsVsDataNibbles(ParamMap const& a) { return record("hardmcDqsVsDataNibbles", a); }
 OptionMap I::hard_DDR4_getStrobeToDataNibbles(ParamMap const& a) {
-  record("hard_DDR4_getStrobeToDataNibbles", a);
-  return answers.options;
+  return record("hard_DDR4_getStrobeToDataNibbles", a);
 }
 OptionMap I::hard_DDR5_getStrobeToDataNibbles(ParamMap const& a) {
-  record("hard_DDR5_getStrobeToDataNibbles", a);
-  return answers.options;
+  return record("hard_DDR5_getStrobeToDataNibbles", a);
 }
-OptionMap I::xphy_io_getStrobeToDataNibbles(ParamMap const& a) {
-  record("xphy_io_getStrobeToDataNibbles", a);
-  return answers.options;
-}
-OptionMap I::x5phio_getStrobeToDataNibbles(ParamMap const& a) {
-  record("x5phio_getStrobeToDataNibbles", a);
-  return answers.options;
-}
-OptionMap I::soft_DDR4_generateXDCMap(ParamMap const& a) {
-  record("soft_DDR4_generateXDCMap", a);
-  return answers.options;
-}
-OptionMap I::xphy_io_generateXDCMap(ParamMap const& a) {
-  record("xphy_io_generateXDCMap", a);
-  return answers.options;
-}
-OptionMap I::xphy_io_generateXDCMap_adcDac(ParamMap const& a) {
-  record("xphy_io_generateXDCMap_adcDac", a);
-  return answers.options;
-}
-OptionMap I::advwiz_generateMapData(MultiMap const& a) {
-  record("advwiz_generateMapData", a);
-  return answers.options;
-}
-OptionMap I::x5io_wizard_generateMapData(MultiMap const& a) {
-  record("x5io_wizard_generateMapData", a);
-  return answers.options;
-}
-OptionMap I::hard_DDR4_generateMapParams(ParamMap const& a) {
-  record("hard_DDR4_generateMapParams", a);
-  return answers.options;
-}
-OptionMap I::hard_DDR5_generateMapParams(ParamMap const& a) {
-  record("hard_DDR5_generateMapParams", a);
-  return answers.options;
-}
-OptionMap I::hard_DDR4_getConfigurationInfo(ParamMap const& a) {
-  record("hard_DDR4_getConfigurationInfo", a);
-  return answers.options;
-}
-OptionMap I::hard_DDR5_getConfigurationInfo(ParamMap const& a) {
-  record("hard_DDR5_getConfigurationInfo", a);
-  return answers.options;
-}
-OptionMap I::hard_DDR5_getPinDataDict(ParamMap const& a) {
-  record("hard_DDR5_getPinDataDict", a);
-  return answers.options;
-}
-OptionMap I::x5io_wizard_getPinDataDict(MultiMap const& a) {
-  record("x5io_wizard_getPinDataDict", a);
-  return answers.options;
-}
-OptionMap I::x5phio_getPinDataDict(ParamMap const& a) {
-  record("x5phio_getPinDataDict", a);
-  return answers.options;
-}
-std::string I::x5io_wizard_IntfInfoDict(OptionMap const& a) {
-  record("x5io_wizard_IntfInfoDict", a);
-  return answers.text;
-}
-std::string I::IntfInfoDict(ParamMap const& a) {
-  record("IntfInfoDict", a);
-  return answers.text;
-}
-std::string I::x5phio_IntfInfoDict(ParamMap const& a) {
-  record("x5phio_IntfInfoDict", a);
-  return answers.text;
-}
-int I::advwiz_getNonShadowBanksCount(OptionMap const& a) {
-  record("advwiz_getNonShadowBanksCount", a);
-  return answers.integer;
-}
+OptionMap I::xphy_io_getStrobeToDataNibbles(ParamMap const& a) { return record("xphy_io_getStrobeToDataNibbles", a); }
+OptionMap I::x5phio_getStrobeToDataNibbles(ParamMap const& a) { return record("x5phio_getStrobeToDataNibbles", a); }
+OptionMap I::soft_DDR4_generateXDCMap(ParamMap const& a) { return record("soft_DDR4_generateXDCMap", a); }
+OptionMap I::xphy_io_generateXDCMap(ParamMap const& a) { return record("xphy_io_generateXDCMap", a); }
+OptionMap I::xphy_io_generateXDCMap_adcDac(ParamMap const& a) { return record("xphy_io_generateXDCMap_adcDac", a); }
+OptionMap I::advwiz_generateMapData(MultiMap const& a) { return record("advwiz_generateMapData", a); }
+OptionMap I::x5io_wizard_generateMapData(MultiMap const& a) { return record("x5io_wizard_generateMapData", a); }
+OptionMap I::hard_DDR4_generateMapParams(ParamMap const& a) { return record("hard_DDR4_generateMapParams", a); }
+OptionMap I::hard_DDR5_generateMapParams(ParamMap const& a) { return record("hard_DDR5_generateMapParams", a); }
+OptionMap I::hard_DDR4_getConfigurationInfo(ParamMap const& a) { return record("hard_DDR4_getConfigurationInfo", a); }
+OptionMap I::hard_DDR5_getConfigurationInfo(ParamMap const& a) { return record("hard_DDR5_getConfigurationInfo", a); }
+OptionMap I::hard_DDR5_getPinDataDict(ParamMap const& a) { return record("hard_DDR5_getPinDataDict", a); }
+OptionMap I::x5io_wizard_getPinDataDict(MultiMap const& a) { return record("x5io_wizard_getPinDataDict", a); }
+OptionMap I::x5phio_getPinDataDict(ParamMap const& a) { return record("x5phio_getPinDataDict", a); }
+std::string I::x5io_wizard_IntfInfoDict(OptionMap const& a) { return record("x5io_wizard_IntfInfoDict", a); }
+std::string I::IntfInfoDict(ParamMap const& a) { return record("IntfInfoDict", a); }
+std::string I::x5phio_IntfInfoDict(ParamMap const& a) { return record("x5phio_IntfInfoDict", a); }
+int I::advwiz_getNonShadowBanksCount(OptionMap const& a) { return record("advwiz_getNonShadowBanksCount", a); }
 int I::x5io_wizard_getNonShadowBanksCount(OptionMap const& a) {
-  record("x5io_wizard_getNonShadowBanksCount", a);
-  return answers.integer;
+  return record("x5io_wizard_getNonShadowBanksCount", a);
 }
-OptionMap I::xphyio_getNumBanks(ParamMap const& a) {
-  record("xphyio_getNumBanks", a);
-  return answers.options;
-}
-OptionMap I::xphy_io_isSysClkInMasterBank(ParamMap const& a) {
-  record("xphy_io_isSysClkInMasterBank", a);
-  return answers.options;
-}
-std::string I::soft_DDR4_generateMemFile(ParamMap const& a) {
-  record("soft_DDR4_generateMemFile", a);
-  return answers.text;
-}
-std::string I::hard_DDR4_generateMemFile(ParamMap const& a) {
-  record("hard_DDR4_generateMemFile", a);
-  return answers.text;
-}
-std::string I::hard_DDR5_generateMemFile(ParamMap const& a) {
-  record("hard_DDR5_generateMemFile", a);
-  return answers.text;
-}
+OptionMap I::xphyio_getNumBanks(ParamMap const& a) { return record("xphyio_getNumBanks", a); }
+OptionMap I::xphy_io_isSysClkInMasterBank(ParamMap const& a) { return record("xphy_io_isSysClkInMasterBank", a); }
+std::string I::soft_DDR4_generateMemFile(ParamMap const& a) { return record("soft_DDR4_generateMemFile", a); }
+std::string I::hard_DDR4_generateMemFile(ParamMap const& a) { return record("hard_DDR4_generateMemFile", a); }
+std::string I::hard_DDR5_generateMemFile(ParamMap const& a) { return record("hard_DDR5_generateMemFile", a); }
 
 }  // namespace kelvane_io::kelvane_io_v1

@@ -10,36 +10,14 @@
 #include <stdexcept>
 
 #include "kdi/common/host/MessageHost.h"
+#include "tests/support/recording.h"
 
 namespace {
 
 // ------------------------------------------------------------------------------------------------------- the engine
 
-std::vector<std::string> asked;
-
-std::string shown(std::string const& text) { return "'" + text + "'"; }
-std::string shown(int number) { return std::to_string(number); }
-std::string shown(double number) { return kdi::number::shortest(number); }
-std::string shown(bool truth) { return truth ? "yes" : "no"; }
-template <class Value>
-std::string shown(std::vector<Value> const& values) {
-  std::string list;
-  for (Value const& value : values) list += (list.empty() ? "" : " ") + shown(value);
-  return "[" + list + "]";
-}
-template <class Value>
-std::string shown(std::map<std::string, Value> const& map) {
-  std::string list;
-  for (auto const& [key, value] : map) list += (list.empty() ? "" : " ") + key + "=" + shown(value);
-  return "{" + list + "}";
-}
-
-template <class... Arguments>
-void record(char const* operation, Arguments const&... arguments) {
-  std::string call = operation;
-  ((call += " " + shown(arguments)), ...);
-  asked.push_back(call);
-}
+using recording::record;
+const auto& asked = recording::calls;
 
 struct Permitted {
   bool enabled;
@@ -278,7 +256,7 @@ class EngineRows : public testing::Test {
 
  private:
   std::string result(std::string const& script, int expected) {
-    asked.clear();
+    recording::reset();
     EXPECT_EQ(Tcl_Eval(interp_, script.c_str()), expected) << script << ": " << Tcl_GetStringResult(interp_);
     return Tcl_GetStringResult(interp_);
   }

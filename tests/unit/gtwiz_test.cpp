@@ -15,39 +15,14 @@
 #include "tests/support/contract.h"
 #include "tests/support/decimal_comma.h"
 #include "tests/support/random.h"
+#include "tests/support/recording.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
 // --------------------------------------------------------------------------------------------------------- the engine
-namespace {
-
-std::vector<std::string> asked;
-std::string fault;        // that the next operation throws
-bool is_foreign = false;  // it throws an exception of another type
-
-std::string shown(std::string const& text) { return "'" + text + "'"; }
-std::string shown(bool truth) { return truth ? "yes" : "no"; }
-std::string shown(double number) { return kdi::number::general(number, 17); }
-std::string shown(float number) { return kdi::number::shortest(static_cast<double>(number)) + "f"; }
-template <class Value>
-std::string shown(std::map<std::string, Value> const& map) {
-  std::string list;
-  for (auto const& [key, value] : map) list += (list.empty() ? "" : " ") + key + "=" + shown(value);
-  return "{" + list + "}";
-}
-
-template <class... Arguments>
-void record(char const* operation, Arguments const&... arguments) {
-  std::string call = operation;
-  ((call += " " + shown(arguments)), ...);
-  asked.push_back(call);
-  if (is_foreign) throw std::runtime_error("an exception of the engine");
-  if (!fault.empty()) throw fault;
-}
-
-}  // namespace
-
 namespace kelvane_gtwiz {
+
+using recording::record;
 
 using S = std::string const&;
 void gt_wiz_ip_mgr::initilizeData(S a, S b, S c, S d, S e, S f, S g) { record("initilizeData", a, b, c, d, e, f, g); }
@@ -126,6 +101,8 @@ namespace {
 
 using namespace kelvane_gtwiz_utils::gtwiz_utils;
 using Asked = std::vector<std::string>;
+const auto& asked = recording::calls;
+using recording::shown;
 
 // ------------------------------------------------------------------------------------------------------- the commands
 
@@ -133,9 +110,7 @@ class GtwizCommands : public testing::Test {
  protected:
   GtwizCommands() : interp_((Tcl_FindExecutable(nullptr), Tcl_CreateInterp())) {
     Kdi_iptasks_Init(interp_);
-    asked.clear();
-    fault.clear();
-    is_foreign = false;
+    recording::reset();
   }
   ~GtwizCommands() override { Tcl_DeleteInterp(interp_); }
 
@@ -144,7 +119,7 @@ class GtwizCommands : public testing::Test {
 
  private:
   std::string result(std::string const& script, int expected) {
-    asked.clear();
+    recording::calls.clear();
     EXPECT_EQ(Tcl_Eval(interp_, ("gtwiz::Ip_gtwiz_" + script).c_str()), expected)
         << script << ": " << Tcl_GetStringResult(interp_);
     return Tcl_GetStringResult(interp_);
@@ -262,10 +237,10 @@ TEST_F(GtwizCommands, DebugDataIgnoresWords) {
 }
 
 TEST_F(GtwizCommands, ATextThatTheEngineThrowsIsTheErrorAndSoIsAnException) {
-  fault = "a text of the engine.\n";
-  EXPECT_EQ(error("getAttributes a b c"), fault);
-  EXPECT_EQ(error("canBePacked" + kForm + "1"), fault);
-  is_foreign = true;
+  recording::answers.thrown = [] { throw std::string("a text of the engine.\n"); };
+  EXPECT_EQ(error("getAttributes a b c"), "a text of the engine.\n");
+  EXPECT_EQ(error("canBePacked" + kForm + "1"), "a text of the engine.\n");
+  recording::answers.thrown = [] { throw std::runtime_error("an exception of the engine"); };
   EXPECT_EQ(error("getAttributes a b c"), "an exception of the engine");
 }
 

@@ -8,27 +8,17 @@
 
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/host/ParamHost.h"
-#include "tests/support/recording_interfaces.h"
+#include "tests/support/recording.h"
 #include "tests/support/scratch.h"
+#include "tests/support/script_answer.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
 namespace {
 
-using recording_interfaces::answers;
-using recording_interfaces::calls;
+using recording::answers;
+using recording::calls;
 using Texts = std::vector<std::string>;
-
-struct Outcome {
-  int code;
-  std::string result;
-  bool operator==(Outcome const&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, Outcome const& outcome) {
-  return out << outcome.code << " \"" << outcome.result << '"';
-}
-Outcome ok(std::string const& result = {}) { return {TCL_OK, result}; }
-Outcome error(std::string const& result = {}) { return {TCL_ERROR, result}; }
 
 constexpr char kOptions[] = "max {a b} min 1";
 constexpr char kPins[] = "{DQ[0]} x y Q-1 z {two words}";
@@ -340,14 +330,13 @@ class IoCommands : public testing::Test {
  protected:
   IoCommands() : interp_((Tcl_FindExecutable(nullptr), Tcl_CreateInterp())) {
     Kdi_iptasks_Init(interp_);
-    recording_interfaces::reset();
+    recording::reset();
   }
   ~IoCommands() override { Tcl_DeleteInterp(interp_); }
 
-  Outcome run(std::string const& script) {
+  Answer run(std::string const& script) {
     calls.clear();
-    const int code = Tcl_Eval(interp_, script.c_str());
-    return {code, Tcl_GetStringResult(interp_)};
+    return answer_of(interp_, script);
   }
 
   Texts elements(std::string const& list) {
@@ -538,7 +527,7 @@ TEST_F(PropertyFiles, AreWrittenBesideANeighbour) {
 }
 
 TEST_F(PropertyFiles, ThatCannotBeWrittenAreErrors) {
-  const Outcome outcome = run("xphy_io::memory_io_v1::Ip_generateMemFileProp a " + folder_.path("none/b") + " c line");
+  const Answer outcome = run("xphy_io::memory_io_v1::Ip_generateMemFileProp a " + folder_.path("none/b") + " c line");
   EXPECT_EQ(outcome.code, TCL_ERROR);
   EXPECT_EQ(outcome.result.find(folder_.path("none/a_c.txt") + ": "), 0U) << outcome.result;
 }

@@ -10,15 +10,15 @@
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/tcl/values.h"
 #include "tests/support/decimal_comma.h"
-#include "tests/support/recording_controllers.h"
+#include "tests/support/recording.h"
 #include "tests/support/script_answer.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
 namespace {
 
-using recording_controllers::answers;
-using recording_controllers::calls;
+using recording::answers;
+using recording::calls;
 using Texts = std::vector<std::string>;
 
 // ------------------------------------------------------------------------------------------------------- the models
@@ -328,7 +328,7 @@ class MemoryCommands : public testing::Test {
  protected:
   MemoryCommands() : interp_((Tcl_FindExecutable(nullptr), Tcl_CreateInterp())) {
     Kdi_iptasks_Init(interp_);
-    recording_controllers::reset();
+    recording::reset();
   }
   ~MemoryCommands() override { Tcl_DeleteInterp(interp_); }
 
