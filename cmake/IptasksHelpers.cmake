@@ -90,8 +90,8 @@ endfunction()
 
 # A script loads the library for one short job, so loading it must cost next to nothing: calls inside a library are
 # bound when it is linked, what nobody else calls is no name for the loader, what it does not need is not pulled in, what
-# it does is looked for in one folder first, and code and constants are mapped in one piece. NAMES is a list in this folder of the names that are its own; own_names.map
-# unless given.
+# it does is looked for in one folder first, and code and constants are mapped in one piece. NAMES is a list in this
+# folder of the names that are its own; own_names.map unless given.
 function(iptasks_load_options name)
   cmake_parse_arguments(LOAD "" "NAMES" "" ${ARGN})
   if(NOT LOAD_NAMES)
