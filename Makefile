@@ -8,7 +8,7 @@ MUTANTS ?= 100
 MUTANT_SEED ?= 1
 SOURCES = $(shell git ls-files '*.cpp' '*.h' '*.c')
 
-.PHONY: help packages release demo check mutants bench fuzz coverage orders docs format lint install clean
+.PHONY: help packages release demo check mutants bench fuzz coverage orders docs format lint install package clean
 
 help:
 	@echo "demo      compile two 5G NR codes into register writes, in a plain tclsh"
@@ -20,7 +20,8 @@ help:
 	@echo "orders    find the processing orders of the base graphs anew"
 	@echo "docs      write the references of commands and cores, made from data, to build/release/docs"
 	@echo "format    lay out all C and C++ sources, with clang-format 14;  lint: check that and run clang-tidy"
-	@echo "install   into PREFIX ($(PREFIX));  clean: remove the build folder"
+	@echo "install   into PREFIX ($(PREFIX));  package: all of it as a package of Debian"
+	@echo "clean     remove the build folder"
 
 # The packages of everything that this file does, but the demonstration, which needs few.
 packages:
@@ -84,6 +85,10 @@ lint: release
 
 install: release
 	cmake --install build/release --prefix $(PREFIX)
+
+package: release
+	cpack --config build/release/CPackConfig.cmake
+	@ls -l build/release/package/*.deb
 
 clean:
 	rm -rf build

@@ -1,4 +1,9 @@
-# What every target of this project has in common, in one place.
+# What every target of this project has in common, in one place. Included behind GNUInstallDirs.
+
+# The libraries have a folder of their own, with the index of the Tcl packages beside them.
+set(IPTASKS_INSTALL_LIBDIR ${CMAKE_INSTALL_LIBDIR}/iptasks)
+set(IPTASKS_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/iptasks)
+set(IPTASKS_INSTALL_DATADIR ${CMAKE_INSTALL_DATADIR}/iptasks/data)
 
 add_library(iptasks_flags INTERFACE)
 # An include says which storey it means: kdi/ the doors of the platform, tcltasks/ the package, all else from the root.
@@ -85,7 +90,59 @@ function(add_platform_library name)
   add_library(${name} SHARED)
   target_link_libraries(${name} PRIVATE iptasks_flags ${name}_objects ${LIB_LINKS})
   iptasks_load_options(${name})
-  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install_library(${name} LINKS ${LIB_LINKS})
+endfunction()
+
+# install_library(name [LINKS target...]): a library of the project as others find it. Its name says which interface it has
+# (IPTASKS_SOVERSION), it is one of the CMake package (iptasks::bmg for kdi_bmg), and has a file for pkg-config. Who links it
+# links those of our libraries that it does itself, since a door may show what is theirs. The top build file calls
+# install_interfaces when all libraries are known.
+function(install_library name)
+  cmake_parse_arguments(LIB "" "" "LINKS" ${ARGN})
+  string(REGEX REPLACE "^(kdi|isl)_" "" short ${name})
+  set_target_properties(${name} PROPERTIES SOVERSION ${IPTASKS_SOVERSION} EXPORT_NAME ${short})
+  target_compile_features(${name} INTERFACE cxx_std_20)
+  list(FILTER LIB_LINKS INCLUDE REGEX "^(kdi|isl)_[a-z_]+$")
+  list(REMOVE_ITEM LIB_LINKS ${name} kdi_tcl)
+  foreach(link ${LIB_LINKS})
+    string(REGEX REPLACE "^(kdi|isl)_" "" link_short ${link})
+    target_link_libraries(${name} INTERFACE $<INSTALL_INTERFACE:iptasks::${link_short}>)
+  endforeach()
+  install(TARGETS ${name} EXPORT iptasks LIBRARY DESTINATION ${IPTASKS_INSTALL_LIBDIR}
+    INCLUDES DESTINATION ${IPTASKS_INSTALL_INCLUDEDIR})
+  list(JOIN LIB_LINKS " " PKG_REQUIRES)
+  set(PKG_NAME ${name})
+  file(RELATIVE_PATH PKG_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in ${PROJECT_BINARY_DIR}/pkgconfig/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/pkgconfig/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+
+# What is loaded by `package require`: the name of a package and the library that has its commands.
+function(add_tcl_package name library)
+  set_property(GLOBAL APPEND PROPERTY IPTASKS_TCL_PACKAGES "  ${name} lib${library}.so")
+endfunction()
+
+# The index of the Tcl packages beside the libraries, in the build tree as well, and the CMake package.
+function(install_interfaces)
+  get_property(packages GLOBAL PROPERTY IPTASKS_TCL_PACKAGES)
+  list(JOIN packages "\n" PACKAGES)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/pkgIndex.tcl.in ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/pkgIndex.tcl @ONLY)
+  install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/pkgIndex.tcl DESTINATION ${IPTASKS_INSTALL_LIBDIR})
+  # A Tcl shell looks into the folders of lib/tcltk.
+  file(RELATIVE_PATH from_packages /lib/tcltk /${IPTASKS_INSTALL_LIBDIR})
+  file(CREATE_LINK ${from_packages} ${PROJECT_BINARY_DIR}/generated/tcltk_link SYMBOLIC)
+  install(FILES ${PROJECT_BINARY_DIR}/generated/tcltk_link DESTINATION lib/tcltk RENAME iptasks)
+
+  include(CMakePackageConfigHelpers)
+  set(folder ${CMAKE_INSTALL_LIBDIR}/cmake/iptasks)
+  configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/iptasks-config.cmake.in
+    ${PROJECT_BINARY_DIR}/cmake/iptasks-config.cmake INSTALL_DESTINATION ${folder}
+    PATH_VARS IPTASKS_INSTALL_LIBDIR IPTASKS_INSTALL_DATADIR)
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/cmake/iptasks-config-version.cmake COMPATIBILITY SameMinorVersion)
+  install(FILES ${PROJECT_BINARY_DIR}/cmake/iptasks-config.cmake ${PROJECT_BINARY_DIR}/cmake/iptasks-config-version.cmake
+    DESTINATION ${folder})
+  install(EXPORT iptasks NAMESPACE iptasks:: FILE iptasks-targets.cmake DESTINATION ${folder})
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/kdi DESTINATION ${IPTASKS_INSTALL_INCLUDEDIR})
 endfunction()
 
 # A script loads the library for one short job, so loading it must cost next to nothing: calls inside a library are

@@ -1,10 +1,10 @@
 # A block memory: its figures, and a drawing of its tiling.
 #
-#   tclsh block_memory.tcl LIB_DIR OUT.svg name value ?name value ...?
+#   tclsh block_memory.tcl ?LIB_DIR? OUT.svg name value ?name value ...?
 #
 # for example
 #
-#   tclsh block_memory.tcl build/release/lib memory.svg type single_port_ram width_a 40 depth_a 3000 primitives 18
+#   tclsh block_memory.tcl memory.svg type single_port_ram width_a 40 depth_a 3000 primitives 18
 #
 # The names and values are those of the block memory commands. VERSION below picks the set of commands.
 namespace eval bmg {
@@ -99,11 +99,13 @@ namespace eval bmg {
 }
 
 if {[info exists argv0] && [file normalize [info script]] eq [file normalize $argv0]} {
-  if {[llength $argv] < 4} {
-    puts stderr "usage: tclsh block_memory.tcl LIB_DIR OUT.svg name value ?name value ...?"
+  source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+  set libraries [libraries::folder]
+  if {[llength $argv] < 3} {
+    puts stderr "usage: tclsh block_memory.tcl ?LIB_DIR? OUT.svg name value ?name value ...?"
     exit 2
   }
-  set words [lassign $argv libraries output]
+  set words [lassign $argv output]
   load [file join $libraries libkdi_iptasks.so]
   load [file join $libraries libkdi_bmgtools.so]
   try {

@@ -1,11 +1,13 @@
-# Files and picture of an up- or down-converter chain: tclsh chain_response.tcl LIB_DIR OUT_DIR ?CONFIGURATION?
+# Files and picture of an up- or down-converter chain: tclsh chain_response.tcl ?LIB_DIR? OUT_DIR ?CONFIGURATION?
 # Writes the configuration's .cfg, .rsrc and .coe files and <configuration>.svg: the response of each stage at the rate
 # where it runs, and that of all stages one after the other, for a carrier in the middle of the band.
-if {[llength $argv] < 2 || [llength $argv] > 3} {
-  puts stderr "usage: tclsh chain_response.tcl LIB_DIR OUT_DIR ?CONFIGURATION?"
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+set libraries [libraries::folder]
+if {[llength $argv] ni {1 2}} {
+  puts stderr "usage: tclsh chain_response.tcl ?LIB_DIR? OUT_DIR ?CONFIGURATION?"
   exit 2
 }
-lassign [concat $argv [lrange {{} {} ddc_chbw10_C4_pb40_if0_frf122_os2} [llength $argv] end]] libraries folder name
+lassign [concat $argv [lrange {{} ddc_chbw10_C4_pb40_if0_frf122_os2} [llength $argv] end]] folder name
 source [file join [file dirname [file normalize [info script]]] plot.tcl]
 load [file join $libraries libkdi_iptasks.so]
 if {[catch { ducddcgen $name 0 } report]} {

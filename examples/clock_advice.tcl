@@ -1,14 +1,16 @@
 # What can be made of an input clock: the best setting and its rivals, or why there is none and what would help.
 #
-#   tclsh clock_advice.tcl LIB_DIR PART INPUT OUTPUTS ?NAME VALUE ...?
+#   tclsh clock_advice.tcl ?LIB_DIR? PART INPUT OUTPUTS ?NAME VALUE ...?
 #
 # INPUT is a frequency in MHz, OUTPUTS a list of them. The further words are those of clocktools::setting, such as
 # `tolerance 10` or `primitive PLL`.
-if {[llength $argv] < 4 || [llength $argv] % 2 != 0} {
-  puts stderr "usage: tclsh clock_advice.tcl LIB_DIR PART INPUT OUTPUTS ?NAME VALUE ...?"
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+set libraries [libraries::folder]
+if {[llength $argv] < 3 || [llength $argv] % 2 == 0} {
+  puts stderr "usage: tclsh clock_advice.tcl ?LIB_DIR? PART INPUT OUTPUTS ?NAME VALUE ...?"
   exit 2
 }
-set words [lassign $argv libraries part input outputs]
+set words [lassign $argv part input outputs]
 load [file join $libraries libkdi_clocktools.so]
 set question [list part $part input $input outputs $outputs {*}$words]
 

@@ -1,6 +1,6 @@
 # How near a set of clocks can be made, over a range of input frequencies: a table of the best inputs, and a picture.
 #
-#   tclsh clock_sweep.tcl LIB_DIR OUT.svg ?OUTPUTS LOW HIGH STEP?
+#   tclsh clock_sweep.tcl ?LIB_DIR? OUT.svg ?OUTPUTS LOW HIGH STEP?
 #
 # OUTPUTS is a list of frequencies in MHz; by default 122.88 and 61.44 MHz from 20 to 60 MHz in steps of 0.25 MHz. The part
 # is below. The picture shows the worst error of an output, in parts per million, on a logarithmic scale.
@@ -37,11 +37,13 @@ namespace eval sweep {
   }
 }
 
-if {[llength $argv] ni {2 6}} {
-  puts stderr "usage: tclsh clock_sweep.tcl LIB_DIR OUT.svg ?OUTPUTS LOW HIGH STEP?"
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+set libraries [libraries::folder]
+if {[llength $argv] ni {1 5}} {
+  puts stderr "usage: tclsh clock_sweep.tcl ?LIB_DIR? OUT.svg ?OUTPUTS LOW HIGH STEP?"
   exit 2
 }
-lassign [concat $argv [lrange {- - {122.88 61.44} 20 60 0.25} [llength $argv] end]] libraries picture outputs low high step
+lassign [concat $argv [lrange {- {122.88 61.44} 20 60 0.25} [llength $argv] end]] picture outputs low high step
 foreach number [list $low $high $step] {
   if {![string is double -strict $number] || !($number > 0) || !($number < 1e6)} {
     puts stderr "no frequency in MHz: $number"

@@ -1,6 +1,6 @@
 # Clocks from one input: the settings as a table and the clock tree as a picture.
 #
-#   tclsh clock_tree.tcl LIB_DIR OUT.svg ?INPUT_MHZ OUTPUT_MHZ ...?
+#   tclsh clock_tree.tcl ?LIB_DIR? OUT.svg ?INPUT_MHZ OUTPUT_MHZ ...?
 #
 # asks for as few clock primitives as can make the outputs, by default five from 100 MHz. The part is below.
 namespace eval clocks {
@@ -86,11 +86,13 @@ namespace eval clocks {
   }
 }
 
-if {[llength $argv] < 2 || [llength $argv] == 3} {
-  puts stderr "usage: tclsh clock_tree.tcl LIB_DIR OUT.svg ?INPUT_MHZ OUTPUT_MHZ ...?"
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+set libraries [libraries::folder]
+if {[llength $argv] < 1 || [llength $argv] == 2} {
+  puts stderr "usage: tclsh clock_tree.tcl ?LIB_DIR? OUT.svg ?INPUT_MHZ OUTPUT_MHZ ...?"
   exit 2
 }
-set outputs [lassign $argv libraries picture input]
+set outputs [lassign $argv picture input]
 if {$outputs eq ""} {
   set input 100
   set outputs {200 125 74.25 50 33.333}

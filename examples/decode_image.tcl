@@ -1,16 +1,18 @@
 # Register writes back into named fields, and two images compared.
 #
-#   tclsh decode_image.tcl LIB_DIR CORE WRITES.txt ?-encoder SLOTS?   lists one image
-#   tclsh decode_image.tcl LIB_DIR CORE LEFT.txt RIGHT.txt            lists what two differ in
+#   tclsh decode_image.tcl ?LIB_DIR? CORE WRITES.txt ?-encoder SLOTS?   lists one image
+#   tclsh decode_image.tcl ?LIB_DIR? CORE LEFT.txt RIGHT.txt            lists what two differ in
 #
 # CORE is sd_fec or ldpc. A file of writes has one line for each: address and data in hexadecimal, then a comment, as
 # fec::save_writes (fec_summary.tcl) and the demo write it. Whether a code is for the encoder does not show in its writes:
 # -encoder names the slots of those that are, so that bit 17 of a compressed operation gets its right name.
-if {[llength $argv] ni {3 4 5} || ([llength $argv] == 5 && [lindex $argv 3] ne {-encoder})} {
-  puts stderr "usage: tclsh decode_image.tcl LIB_DIR CORE WRITES.txt ?OTHER.txt | -encoder SLOTS?"
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+set libraries [libraries::folder]
+if {[llength $argv] ni {2 3 4} || ([llength $argv] == 4 && [lindex $argv 2] ne {-encoder})} {
+  puts stderr "usage: tclsh decode_image.tcl ?LIB_DIR? CORE WRITES.txt ?OTHER.txt | -encoder SLOTS?"
   exit 2
 }
-lassign $argv libraries core left right slots
+lassign $argv core left right slots
 load [file join $libraries libkdi_iptasks.so]
 load [file join $libraries libkdi_fectools.so]
 
@@ -35,7 +37,7 @@ proc read_writes {path} {
   return $writes
 }
 
-if {[llength $argv] != 4} {
+if {[llength $argv] != 3} {
   puts -nonewline [fectools::list_image $core [read_writes $left] $slots]
 } else {
   set lines [fectools::diff_images $core [read_writes $left] [read_writes $right]]

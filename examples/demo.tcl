@@ -1,9 +1,11 @@
-# Two 5G NR codes from their base graphs to the register writes that load the core: tclsh demo.tcl LIB_DIR OUT_DIR
-if {[llength $argv] != 2} {
-  puts stderr "usage: tclsh demo.tcl LIB_DIR OUT_DIR"
+# Two 5G NR codes from their base graphs to the register writes that load the core: tclsh demo.tcl ?LIB_DIR? OUT_DIR
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+set libraries [libraries::folder]
+if {[llength $argv] != 1} {
+  puts stderr "usage: tclsh demo.tcl ?LIB_DIR? OUT_DIR"
   exit 2
 }
-lassign $argv libraries output
+lassign $argv output
 set here [file dirname [file normalize [info script]]]
 source [file join $here nr_code.tcl]
 source [file join $here fec_summary.tcl]

@@ -1,10 +1,12 @@
-# The frequency response of a FIR filter as a picture: tclsh fir_response.tcl LIB_DIR COEFFICIENTS OUT.svg
+# The frequency response of a FIR filter as a picture: tclsh fir_response.tcl ?LIB_DIR? COEFFICIENTS OUT.svg
 # COEFFICIENTS is a .coe file (Radix = 10; CoefData = ...) or plain numbers, separated by blanks, commas or lines.
-if {[llength $argv] != 3} {
-  puts stderr "usage: tclsh fir_response.tcl LIB_DIR COEFFICIENTS OUT.svg"
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+set libraries [libraries::folder]
+if {[llength $argv] != 2} {
+  puts stderr "usage: tclsh fir_response.tcl ?LIB_DIR? COEFFICIENTS OUT.svg"
   exit 2
 }
-lassign $argv libraries input output
+lassign $argv input output
 source [file join [file dirname [file normalize [info script]]] plot.tcl]
 load [file join $libraries libkdi_iptasks.so]
 

@@ -1,6 +1,6 @@
 # Where the power of a core goes: parameters are added group by group, and what each group adds is a bar.
 #
-#   tclsh power_breakdown.tcl LIB_DIR OUT_DIR
+#   tclsh power_breakdown.tcl ?LIB_DIR? OUT_DIR
 #
 # writes transceiver.svg and memory.svg into OUT_DIR and prints the figures. A core of your own: put its parameters into
 # groups of {label {key value ...}} and call power::groups and power::svg.
@@ -93,12 +93,14 @@ set memory {
 }
 
 if {[info exists argv0] && [file normalize $argv0] eq [file normalize [info script]]} {
-  if {[llength $argv] != 2} {
-    puts stderr "usage: tclsh power_breakdown.tcl LIB_DIR OUT_DIR"
+  source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+  set libraries [libraries::folder]
+  if {[llength $argv] != 1} {
+    puts stderr "usage: tclsh power_breakdown.tcl ?LIB_DIR? OUT_DIR"
     exit 2
   }
-  lassign $argv libDir outDir
-  load [file join $libDir libkdi_iptasks.so]
+  lassign $argv outDir
+  load [file join $libraries libkdi_iptasks.so]
   foreach {name kind title groups} [list \
     transceiver GT "Four transceiver channels at 25.78 Gb/s" $transceiver \
     memory MIG "A 72-bit DDR4 interface at 2400 Mb/s" $memory] {

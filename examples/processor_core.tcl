@@ -1,16 +1,19 @@
 # A processor core from its first setting to what goes to a colleague: peripherals and clocks are set up, a conflict is
 # explained and mended, and report and settings are written.
 #
-#   tclsh processor_core.tcl LIB_DIR PART FOLDER
+#   tclsh processor_core.tcl ?LIB_DIR? PART FOLDER
 #
 # FOLDER gets report.html (open it in a browser), settings.tcl and settings.json.
-if {[llength $argv] != 3} {
-  puts stderr "usage: tclsh processor_core.tcl LIB_DIR PART FOLDER"
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+set libraries [libraries::folder]
+if {[llength $argv] != 2} {
+  puts stderr "usage: tclsh processor_core.tcl ?LIB_DIR? PART FOLDER"
   exit 2
 }
-lassign $argv libraries part folder
+lassign $argv part folder
 load [file join $libraries libkdi_iptasks.so]
 load [file join $libraries libkdi_coretools.so]
+file mkdir $folder
 
 set core [coretools::open brenlo:ip:pspmc:1.4 [list part $part]]
 

@@ -1,11 +1,13 @@
-# A schedule report of a 5G NR code: tclsh schedule_report.tcl LIB_DIR OUT.html ?GRAPH? ?Z?
+# A schedule report of a 5G NR code: tclsh schedule_report.tcl ?LIB_DIR? OUT.html ?GRAPH? ?Z?
 # The code runs in the order that is built in for its base graph, and is compared with plain packing, which is ascending
 # column order where the core runs one operation per cycle (P above 64).
-if {[llength $argv] < 2 || [llength $argv] > 4} {
-  puts stderr "usage: tclsh schedule_report.tcl LIB_DIR OUT.html ?GRAPH? ?Z?"
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
+set libraries [libraries::folder]
+if {[llength $argv] < 1 || [llength $argv] > 3} {
+  puts stderr "usage: tclsh schedule_report.tcl ?LIB_DIR? OUT.html ?GRAPH? ?Z?"
   exit 2
 }
-lassign [concat $argv [lrange {{} {} 1 384} [llength $argv] end]] libraries output graph z
+lassign [concat $argv [lrange {{} 1 384} [llength $argv] end]] output graph z
 source [file join [file dirname [file normalize [info script]]] nr_code.tcl]
 load [file join $libraries libkdi_iptasks.so]
 load [file join $libraries libkdi_fectools.so]

@@ -12,7 +12,7 @@ if(NOT IPTASKS_SANITIZE AND NOT IPTASKS_COVERAGE AND CMAKE_SYSTEM_PROCESSOR MATC
   get_property(engines GLOBAL PROPERTY IPTASKS_ENGINES)
   list(REMOVE_DUPLICATES engines)
   set(libraries ${engines} kdi_common kdi_tcl)
-  set(built "set(built_families \"${families}\")\nset(built_engines \"${engines}\")\nset(built_libraries \"${libraries}\")\n")
+  set(built "set(IPTASKS_SOVERSION ${IPTASKS_SOVERSION})\nset(built_families \"${families}\")\nset(built_engines \"${engines}\")\nset(built_libraries \"${libraries}\")\n")
   foreach(family ${families})
     string(APPEND built "set(objects_${family} \"$<TARGET_OBJECTS:${family}>\")\n")
   endforeach()

@@ -11,12 +11,14 @@ set -eu
 engine=$1
 out=$2
 shift 2
+# What the engine is opened by, as by the loader that finds it among the needs of another library.
+name=$(objdump -p "$engine" | awk '$1 == "SONAME" { print $2 }')
 trap 'rm -f "$out.part"' EXIT
 {
   nm -D --defined-only --format=posix "$engine"
   echo "objects:"
   nm -A --format=posix "$@"
-} | awk -v library="$(basename "$engine")" '
+} | awk -v library="${name:-$(basename "$engine")}" '
   $1 == "objects:" { in_objects = 1; next }
   !in_objects { kind[$1] = $2; exported[++exports] = $1; next }
   { object = $0; sub(/: [^ ]+ .*/, "", object); sub(/.*\//, "", object); sub(/^.*: /, "") }

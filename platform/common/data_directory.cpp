@@ -22,7 +22,9 @@ std::vector<fs::path> data_roots() {
     if (const fs::path root = given.absolute(std::string(name)); !root.empty()) roots.push_back(root);
   if (const fs::path library = library_directory(); !library.empty()) {
     roots.push_back(library / "../share/iptasks/data");     // <prefix>/lib
-    roots.push_back(library / "../../share/iptasks/data");  // <prefix>/lib/<triplet>
+    roots.push_back(library / "../../share/iptasks/data");  // <prefix>/lib/iptasks
+    if (library.filename() == "iptasks")
+      roots.push_back(library / "../../../share/iptasks/data");  // lib/<triplet>/iptasks
   }
   return roots;
 }

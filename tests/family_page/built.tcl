@@ -100,8 +100,8 @@ run configure cmake -S $folder -B $folder/build -G Ninja -DCMAKE_CXX_COMPILER=$c
   -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DBUILT=$built
 run build cmake --build $folder/build
 # The engines lie where the build has them: the package looks beside itself first.
-foreach library [glob [file dirname $folder]/lib/libkdi_*.so] {
-  if {[file tail $library] ne "libkdi_iptasks.so"} { file link -symbolic $folder/build/lib/[file tail $library] $library }
+foreach library [glob [file dirname $folder]/lib/lib*.so*] {
+  if {![string match libkdi_iptasks.* [file tail $library]]} { file link -symbolic $folder/build/lib/[file tail $library] $library }
 }
 file mkdir $folder/build/share/iptasks
 file link -symbolic $folder/build/share/iptasks/data $root/data

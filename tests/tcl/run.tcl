@@ -5,6 +5,14 @@ namespace import ::tcltest::*
 set libraryDir $env(IPTASKS_LIB_DIR)
 set sourceDir $env(IPTASKS_SOURCE_DIR)
 configure -testdir [file dirname [file normalize [info script]]] -tmpdir [file normalize [pwd]]
+# A copy of a library under the two names that it has: the one that scripts load, and the one that other libraries need.
+proc copyLibrary {name folder {content {}}} {
+  set path [file join $::libraryDir lib$name.so]
+  set needed [file readlink $path]
+  file mkdir $folder
+  file copy -force [expr {$content ne "" ? $content : [file join $::libraryDir $needed]}] [file join $folder $needed]
+  if {![file exists [file join $folder lib$name.so]]} { file link -symbolic [file join $folder lib$name.so] $needed }
+}
 # The commands of the families that are built, or of one of them, in the order of registration.
 proc contractCommands {{only *}} {
   set file [open [file join $::sourceDir tests contract commands.txt]]
