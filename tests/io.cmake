@@ -5,4 +5,6 @@ target_sources(io_commands_test PRIVATE support/recording_interfaces.cpp)
 set_target_properties(io_commands_test PROPERTIES ENABLE_EXPORTS ON)
 add_tcl_test(io LABELS io)
 
-add_unit_test(remove_directory_test LABELS io LINKS kdi_place_objects kdi_device)
+# What the library hides of its own.
+add_unit_test(place_test LABELS io LINKS "kdi_place_objects;kdi_planning;kdi_device;iptasks_tcl")
+target_sources(place_test PRIVATE unit/remove_directory_test.cpp)
