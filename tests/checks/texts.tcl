@@ -27,9 +27,9 @@ set untold {
     {it is a pattern of options, which no one but their reader sees}
   platform/common/tcltasks.cpp "the command is longer than Tcl takes"
     {it takes a command of 2 GiB}
-  platform/cores/compiler.cpp "too many values at once"
+  platform/cores/rules/compiler.cpp "too many values at once"
     {it takes a million values in one rule, which has 65536 bytes at most}
-  platform/cores/advice.cpp "advice that does not hold for ... ..."
+  platform/cores/why/advice.cpp "advice that does not hold for ... ..."
     {what the search for advice promises itself: only a fault of it would tell}
   platform/rule_engine/content_cipher.cpp "the cipher library does not start"
     {it takes a system without random numbers}
@@ -41,7 +41,7 @@ set untold {
     {its numbers always fit: those of registers are short}
   platform/rule_engine/rule_engine_utilities.cpp "no reference clock of ... ... gives ... Gb/s with that numerator"
     {the two kinds that are asked have one for each of their rates}
-  platform/cores/clock_search.cpp "the least sum has no settings"
+  platform/cores/search/clock_search.cpp "the least sum has no settings"
     {what the search for clocks promises itself: only a fault of it would tell}
 }
 

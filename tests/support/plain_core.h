@@ -15,7 +15,7 @@
 #include "kdi/cores/ClockSection.h"
 #include "kdi/cores/Instance.h"
 #include "kdi/cores/PadSection.h"
-#include "platform/cores/memory_functions.h"
+#include "platform/cores/rules/memory_functions.h"
 #include "tests/support/random_rules.h"
 
 namespace plain_rules {

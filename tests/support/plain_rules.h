@@ -13,7 +13,7 @@
 #include <variant>
 #include <vector>
 
-#include "platform/cores/syntax.h"
+#include "platform/cores/rules/syntax.h"
 
 namespace plain_rules {
 

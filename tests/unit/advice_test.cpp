@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "platform/cores/advice_parts.h"
+#include "platform/cores/why/advice_parts.h"
 #include "tests/support/clock_core.h"
 #include "tests/support/made_up_core.h"
 #include "tests/support/places.h"

@@ -8,7 +8,7 @@
 #include <random>
 
 #include "kdi/common/KdiJson.h"
-#include "platform/cores/tcl_words.h"
+#include "platform/cores/state/tcl_words.h"
 #include "tests/support/random.h"
 
 namespace {

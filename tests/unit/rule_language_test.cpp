@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "kdi/cores/Rule.h"
-#include "platform/cores/functions.h"
-#include "platform/cores/syntax.h"
+#include "platform/cores/rules/functions.h"
+#include "platform/cores/rules/syntax.h"
 
 namespace {
 

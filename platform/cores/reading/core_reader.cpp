@@ -1,0 +1,888 @@
+// Reads the description of a core: files that extend one another, then parameters, then the rules between them.
+#include <algorithm>
+#include <queue>
+#include <set>
+#include <unordered_map>
+
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiJson.h"
+#include "kdi/common/KdiText.h"
+#include "kdi/cores/Core.h"
+#include "kdi/cores/Instance.h"
+#include "platform/cores/reading/core_clocks.h"
+#include "platform/cores/reading/core_composites.h"
+#include "platform/cores/reading/core_device.h"
+#include "platform/cores/reading/core_pads.h"
+#include "platform/cores/reading/core_presets.h"
+#include "platform/cores/reading/drafts.h"
+#include "platform/cores/reading/plan.h"
+#include "platform/cores/rules/memory_functions.h"
+#include "platform/cores/rules/syntax.h"
+
+namespace kdi::cores {
+namespace {
+
+constexpr int kMostVersions = 32;            // that extend one another
+constexpr std::size_t kMostValues = 10'000;  // permitted ones of a parameter
+// What all rules may take with all defaults, so that a description is read in seconds.
+constexpr std::uint64_t kMostDefaultSteps = 100'000'000;
+constexpr std::size_t kMostDefaultBytes = 1 << 28;
+constexpr char const* kOutOfRange = "PARAM ${parameter}::${value} is out of range  { ${range} }";
+
+// One parameter as the files give it: the fields of the version that introduced it, with those that later versions gave
+// in place of them.
+struct Draft {
+  std::string name;
+  Places places;  // what stands for ${...} in its texts
+  JsonValue origin;
+  std::vector<JsonValue> fields;  // few, by names of which each comes once
+  std::vector<std::string> former_names;
+
+  JsonValue const* find(std::string_view field) const {
+    const auto found =
+        std::find_if(fields.begin(), fields.end(), [&](JsonValue const& known) { return known.name() == field; });
+    return found == fields.end() ? nullptr : &*found;
+  }
+  void put(JsonValue field) {
+    const auto found = std::find_if(fields.begin(), fields.end(),
+                                    [&](JsonValue const& known) { return known.name() == field.name(); });
+    if (found == fields.end())
+      fields.push_back(field);
+    else
+      *found = field;
+  }
+};
+
+struct DefinitionDraft {
+  std::string name;
+  JsonValue rule;
+  Places places;
+};
+
+}  // namespace
+
+// Its members follow the reading, from files to the finished core.
+class CoreReader : public Scope {
+ public:
+  explicit CoreReader(std::string directory) : directory_(std::move(directory)), core_(new Core) {}
+
+  std::shared_ptr<Core const> read(std::string const& name, std::string const& version) {
+    add_version(name, version, std::nullopt, 0);
+    return finished();
+  }
+  std::shared_ptr<Core const> parse(std::string_view description, std::string const& file) {
+    if (description.size() > Extent::kMostFiles)
+      throw JsonError(file + ": has more than " + std::to_string(Extent::kMostFiles) + " bytes");
+    files_.emplace_back(description, file);
+    add_file(files_.back().root(), 0);
+    return finished();
+  }
+
+  // --- what rules see
+
+  std::optional<Symbol> symbol(std::string_view name) const override {
+    if (const auto number = parameter(name)) return symbol_of(*number, Core::kValue);
+    const auto definition = definition_numbers_.find(name);
+    if (definition == definition_numbers_.end() || definition->second >= core_->definitions_.size())
+      return std::nullopt;
+    return Symbol{core_->definitions_[definition->second].rule.type(), core_->definition_slot(definition->second)};
+  }
+
+  std::optional<Symbol> aspect(std::string_view aspect, std::string_view name) const override {
+    if (aspect == "device") {
+      const auto fact = core_->find_fact(name);
+      return fact ? std::optional(Symbol{core_->facts()[*fact].type, core_->fact_slot(*fact)}) : std::nullopt;
+    }
+    const auto number = parameter(name);
+    if (!number) return std::nullopt;
+    if (aspect == "user") return symbol_of(*number, Core::kUser);
+    if (aspect == "given") return Symbol{Kind::truth, Core::slot(*number, Core::kGiven)};
+    if (aspect == "enabled") return Symbol{Kind::truth, Core::slot(*number, Core::kEnabled)};
+    return std::nullopt;
+  }
+
+  Function const* function(std::string_view name) const override { return memory_function(name); }
+
+  // A name that differs by little: another case, or with more before or behind.
+  std::string like(std::string_view name) const override {
+    for (Parameter const& parameter : core_->parameters_)
+      if (text::same_but_case(parameter.name, name) || parameter.name.find(name) != std::string::npos ||
+          name.find(parameter.name) != std::string_view::npos)
+        return parameter.name;
+    return {};
+  }
+
+ private:
+  // Rules of older versions, and of parts, go on with the names that parameters had.
+  std::optional<std::uint32_t> parameter(std::string_view name) const {
+    if (const auto number = core_->find(name)) return number;
+    const auto former = former_numbers_.find(name);
+    return former == former_numbers_.end() ? std::nullopt : std::optional(former->second);
+  }
+
+  Symbol symbol_of(std::uint32_t number, Core::Slot which) const {
+    Parameter const& parameter = core_->parameters_[number];
+    return {parameter.type, Core::slot(number, which), parameter.values.empty() ? nullptr : &parameter.values};
+  }
+
+  // --- files
+
+  void add_version(std::string const& name, std::string const& version, std::optional<JsonValue> asked, int depth) {
+    const std::string path = directory_ + "/" + name + "/" + version + ".json";
+    if (depth == kMostVersions) asked->refuse("at most 32 versions that extend one another");
+    if (asked)
+      open(path, *asked, "a version of " + name + " that is there");
+    else
+      load(path);
+    const JsonValue root = files_.back().root();
+    add_file(root, depth);
+    if (core_->name_ != name) root.member("core").refuse("the name of the folder, " + name);
+    if (core_->version_ != version) root.member("version").refuse("the name of the file, " + version);
+  }
+
+  void load(std::string const& path) {
+    const std::string text = read_file(path, Extent::kMostFiles - bytes_);
+    bytes_ += text.size();
+    files_.emplace_back(text, path);
+  }
+
+  // A file that is not there is a slip of the description that asks for it; one that cannot be read is a fault of the
+  // system's, told with its reason.
+  void open(std::string const& path, JsonValue asked, std::string const& expectation) {
+    try {
+      load(path);
+    } catch (FileError const& error) {
+      if (!is_file(path) && !is_directory(path)) asked.refuse(expectation);
+      throw FileError(asked.place() + ": " + error.what());
+    }
+  }
+
+  void add_file(JsonValue root, int depth) {
+    root.allow_only({"format",    "core",        "version",      "extends",    "out_of_range", "retired",
+                     "renamed",   "includes",    "changed",      "parameters", "definitions",  "device",
+                     "interface", "clocks",      "pads",         "composites", "sub_cores",    "presets",
+                     "boards",    "sub_presets", "measurements", "registers"});
+    root.member("format").integer(1, 1);
+    const std::string name = root.member("core").text();
+    const std::string version = root.member("version").text();
+    if (const auto base = root.find("extends")) extend(*base, name, depth);
+    core_->name_ = name;
+    core_->version_ = version;
+    if (const auto word = root.find("interface"))
+      core_->interface_ =
+          static_cast<Interface>(word->choice({"fixed", "block", "plain", "pspmc", "cips", "psxl", "earlier"}));
+    if (const auto words = root.find("out_of_range")) {
+      filled(*words, words->text(), Places(extent_, {{"parameter", ""}, {"value", ""}, {"range", ""}}));
+      core_->out_of_range_ = words->text();
+    }
+    if (const auto list = root.find("sub_cores")) add_sub_cores(*list, core_->sub_cores_);
+    if (const auto retired = root.find("retired")) retire(*retired);
+    if (const auto renamed = root.find("renamed")) rename(*renamed);
+    if (const auto includes = root.find("includes"))
+      for (const JsonValue entry : includes->items()) include(entry);
+    if (const auto changed = root.find("changed")) change(*changed);
+    add_content(root, Places(extent_));
+  }
+
+  // `version` of the same core, or `core/version`.
+  void extend(JsonValue base, std::string const& name, int depth) {
+    if (directory_.empty()) base.refuse("a description that stands alone");
+    std::string const& words = base.text();
+    const std::size_t slash = words.find('/');
+    const std::string other = slash == std::string::npos ? name : words.substr(0, slash);
+    const std::string version = slash == std::string::npos ? words : words.substr(slash + 1);
+    if (!is_name(other) || version.empty() || version[0] == '.' || version.find('/') != std::string::npos)
+      base.refuse("a version, or a core and its version such as xram/1.0");
+    add_version(other, version, base, depth + 1);
+  }
+
+  // What descriptions and parts have alike.
+  void add_content(JsonValue root, Places const& places) {
+    presets_.add(root, places);
+    if (const auto list = root.find("registers"))
+      for (const JsonValue file : list->items()) add_registers(file, places);
+    if (const auto list = root.find("composites")) add_composites(*list, places, composite_drafts_);
+    if (const auto facts = root.find("device")) add_facts(*facts, places, core_->facts_);
+    if (const auto clocks = root.find("clocks")) clocks_.add(*clocks, places);
+    if (const auto pads = root.find("pads")) pads_.add(*pads, places);
+    if (const auto parameters = root.find("parameters"))
+      for (const JsonValue entry : parameters->items()) add_parameters(entry, places);
+    if (const auto definitions = root.find("definitions"))
+      for (const JsonValue rule : definitions->members()) define(rule, places);
+  }
+
+  // --- registers, of which the files are read when somebody asks for them
+
+  void add_registers(JsonValue file, Places const& places) {
+    const std::string path = text(file, places);
+    if (directory_.empty()) file.refuse("a description that stands alone");
+    if (!is_path_below(path))
+      file.refuse("the path of a file from the folder of the cores on, such as parts/registers/uart.json");
+    core_->register_files_.push_back({directory_ + "/" + path, places});
+  }
+
+  static bool is_path_below(std::string_view path) {
+    return !path.empty() && path[0] != '/' && path[0] != '.' && path.find("/.") == std::string_view::npos;
+  }
+
+  // --- parts
+
+  void include(JsonValue entry) {
+    entry.allow_only({"file", "where"});
+    const JsonValue root = part(entry.member("file"));
+    root.allow_only({"format", "places", "parameters", "definitions", "device", "clocks", "pads", "composites",
+                     "presets", "boards", "sub_presets", "measurements", "registers"});
+    root.member("format").integer(1, 1);
+    add_content(root, places_of(root, entry));
+  }
+
+  // Read once, however often it is included.
+  JsonValue part(JsonValue file) {
+    std::string const& path = file.text();
+    if (directory_.empty()) file.refuse("a description that stands alone");
+    if (!is_path_below(path))
+      file.refuse("the path of a part from the folder of the cores on, such as parts/uart.json");
+    const auto [known, is_new] = part_numbers_.emplace(path, files_.size());
+    if (is_new) open(directory_ + "/" + path, file, "a part that is there");
+    return files_[known->second].root();
+  }
+
+  // What the part itself gives its places, then what the description says.
+  Places places_of(JsonValue part, JsonValue entry) {
+    Places values(extent_);
+    std::set<std::string> open;
+    if (const auto places = part.find("places"))
+      for (const JsonValue place : places->members()) {
+        if (!is_name(place.name())) place.refuse("a place with a name of letters and digits");
+        if (place.is_null())
+          open.insert(place.name());
+        else
+          values.emplace(place.name(), place.text());
+      }
+    if (const auto where = entry.find("where"))
+      for (const JsonValue value : where->members()) {
+        if (open.erase(value.name()) == 0 && !values.contains(value.name())) value.refuse("a place that the part has");
+        values.insert_or_assign(value.name(), value.text());
+      }
+    if (!open.empty()) entry.refuse("what stands for the part's place " + *open.begin());
+    return values;
+  }
+
+  Draft& draft(JsonValue value, std::string const& name) {
+    const auto found = draft_numbers_.find(name);
+    if (found == draft_numbers_.end()) value.refuse("a parameter of what this description extends or includes");
+    return drafts_[found->second];
+  }
+
+  void retire(JsonValue list) {
+    for (const JsonValue item : list.items()) {
+      Draft& retired = draft(item, item.text());
+      draft_numbers_.erase(item.text());
+      retired.name.clear();
+    }
+  }
+
+  void rename(JsonValue object) {
+    for (const JsonValue entry : object.members()) {
+      Draft& renamed = draft(entry, entry.name());
+      const std::size_t number = draft_numbers_.at(entry.name());
+      draft_numbers_.erase(entry.name());
+      renamed.former_names.push_back(entry.name());
+      renamed.name = entry.text();
+      claim(entry, renamed.name, number);
+    }
+  }
+
+  void change(JsonValue list) {
+    for (const JsonValue entry : list.items())
+      for (Places const& places : written_out(entry.find("each"), Places(extent_))) {
+        Draft& changed = draft(entry.member("name"), text(entry.member("name"), places));
+        for (const JsonValue field : entry.members())
+          if (field.name() != "name" && field.name() != "each") changed.put(field);
+        for (auto const& [place, value] : places) changed.places.insert_or_assign(place, value);
+        allow_fields(entry);
+      }
+  }
+
+  void add_parameters(JsonValue entry, Places const& known) {
+    allow_fields(entry);
+    std::vector<JsonValue> fields;
+    for (const JsonValue field : entry.members()) fields.push_back(field);
+    for (Places& places : written_out(entry.find("each"), known)) {
+      if (drafts_.size() == kMostParameters) entry.refuse("at most 100000 parameters");
+      Draft added{text(entry.member("name"), places), std::move(places), entry, fields, {}};
+      if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
+      claim(entry.member("name"), added.name, drafts_.size());
+      drafts_.push_back(std::move(added));
+    }
+  }
+
+  static void allow_fields(JsonValue entry) {
+    entry.allow_only({"name", "each", "user_names", "type", "widget", "group", "display_name", "description", "default",
+                      "skips", "values", "limits", "enabled", "range", "derived", "messages"});
+  }
+
+  void claim(JsonValue value, std::string const& name, std::size_t number) {
+    if (!is_name(name)) value.refuse("a name of letters, digits and _");
+    if (name.size() > kLongestName) value.refuse("a name of at most 250 bytes");
+    if (!draft_numbers_.emplace(name, number).second) value.refuse("a name that no other parameter has");
+  }
+
+  void define(JsonValue rule, Places const& places) {
+    const std::string name = filled(rule, rule.name(), places);
+    if (!is_name(name) || name.size() > kLongestName) rule.refuse("a definition with a name of letters, digits and _");
+    const auto [known, is_new] = definition_places_.emplace(name, definition_drafts_.size());
+    if (!is_new) {
+      definition_drafts_[known->second] = {name, rule, places};
+      return;
+    }
+    if (definition_drafts_.size() == kMostParameters) rule.refuse("at most 100000 definitions");
+    definition_drafts_.push_back({name, rule, places});
+  }
+
+  // --- parameters without their rules
+
+  std::shared_ptr<Core const> finished() {
+    if (core_->out_of_range_.empty()) core_->out_of_range_ = kOutOfRange;
+    drafts_.erase(std::remove_if(drafts_.begin(), drafts_.end(), [](Draft const& draft) { return draft.name.empty(); }),
+                  drafts_.end());
+    for (Draft const& draft : drafts_) {
+      core_->numbers_.emplace(draft.name, static_cast<std::uint32_t>(core_->parameters_.size()));
+      core_->parameters_.push_back(plain(draft));
+    }
+    for (Draft const& draft : drafts_) name_for_users(draft);
+    compile_definitions();
+    for (std::size_t i = 0; i < drafts_.size(); ++i) compile_rules(drafts_[i], core_->parameters_[i]);
+    add_searches();
+    put_in_order();
+    begin();
+    check_defaults();
+    core_->composites_ = composites_of(composite_drafts_, *core_);
+    core_->presets_ = presets_.finished(*core_);
+    return std::move(core_);
+  }
+
+  Parameter plain(Draft const& draft) const {
+    const auto field = [&](std::string_view name) {
+      JsonValue const* const found = draft.find(name);
+      return found != nullptr ? *found : draft.origin.member(name);  // which says that it is missing
+    };
+    const auto words = [&](std::string_view name) {
+      JsonValue const* const found = draft.find(name);
+      return found != nullptr ? text(*found, draft.places) : std::string();
+    };
+    Parameter parameter;
+    parameter.name = draft.name;
+    parameter.type = scalar_type(field("type"));
+    parameter.widget = static_cast<Widget>(field("widget").choice({"COMBO", "EDIT", "CHECKBOX"}));
+    parameter.group = words("group");
+    parameter.display_name = words("display_name");
+    parameter.description = text(field("description"), draft.places);
+    if (JsonValue const* const skips = draft.find("skips")) parameter.skips = skips->boolean();
+    parameter.default_value = value(field("default"), draft, parameter.type);
+    if (JsonValue const* const list = draft.find("values")) permit(*list, draft, parameter);
+    if (JsonValue const* const pair = draft.find("limits")) limit(*pair, draft, parameter);
+    return parameter;
+  }
+
+  static Value value(JsonValue item, Draft const& draft, Type type) {
+    const std::optional<Value> read = read_value(type, text(item, draft.places));
+    if (!read) item.refuse("a value of type " + type.text());
+    return *read;
+  }
+
+  static void permit(JsonValue list, Draft const& draft, Parameter& parameter) {
+    if (draft.find("limits") != nullptr) list.refuse("either values or limits");
+    if (list.items().empty() || list.items().size() > kMostValues) list.refuse("1 to 10000 values");
+    std::set<std::string> seen;
+    for (const JsonValue item : list.items()) {
+      parameter.values.push_back(value_text(value(item, draft, parameter.type)));
+      if (!seen.insert(parameter.values.back()).second) item.refuse("a value that is not in the list yet");
+    }
+    if (!seen.contains(value_text(parameter.default_value)))
+      draft.find("default")->refuse("one of the permitted values");
+  }
+
+  static void limit(JsonValue pair, Draft const& draft, Parameter& parameter) {
+    if (!parameter.type.is_number()) pair.refuse("limits of a number");
+    if (pair.items().size() != 2) pair.refuse("the least and the greatest value");
+    parameter.limits = {value(pair.items()[0], draft, parameter.type), value(pair.items()[1], draft, parameter.type)};
+    const auto is_less = [](Value const& a, Value const& b) { return order(a.cell(), b.cell()) < 0; };
+    if (is_less(parameter.limits->second, parameter.limits->first)) pair.refuse("the least value first");
+    if (is_less(parameter.default_value, parameter.limits->first) ||
+        is_less(parameter.limits->second, parameter.default_value))
+      draft.find("default")->refuse("a value within the limits");
+  }
+
+  void name_for_users(Draft const& draft) {
+    const std::uint32_t number = *core_->find(draft.name);
+    std::vector<std::string>& names = core_->parameters_[number].user_names;
+    const auto add = [&](std::string const& name, JsonValue at) {
+      const auto [place, is_new] = core_->user_numbers_.emplace(name, number);
+      if (!is_new && place->second != number) at.refuse("a name that users have for no other parameter");
+      if (core_->find(name)) at.refuse("a name that is not the engine's for a parameter");
+      if (is_new) names.push_back(name);
+    };
+    if (JsonValue const* const list = draft.find("user_names"))
+      for (std::string const& name : texts(*list, draft.places)) add(name, *list);
+    for (std::string const& name : draft.former_names) {
+      add(name, draft.origin);
+      former_numbers_.emplace(name, number);
+    }
+  }
+
+  // --- rules
+
+  // `compile()`, with the place of what it says.
+  template <class Compile>
+  static auto at(JsonValue value, Compile compile) {
+    try {
+      return compile();
+    } catch (RuleError const& error) {
+      throw JsonError(value.place() + ": column " + std::to_string(error.offset() + 1) + ": " + error.what());
+    }
+  }
+
+  Rule rule(JsonValue value, Places const& places, std::optional<Type> wanted) const {
+    const std::string source = text(value, places);
+    const auto compile = [&] {
+      Rule made = at(value, [&] { return Rule::compile(source, *this, wanted, compiler_); });
+      extent_.add_rule(value, made.bytes());
+      return made;
+    };
+    Rule compiled = all_names_are_known_ && wanted ? remembered(source, *wanted, compile) : compile();
+    compiled.set_place(place_within(value));
+    return compiled;
+  }
+
+  // Many rules say the same: that a peripheral is enabled, that a range is from 0 to 1.
+  template <class Compile>
+  Rule remembered(std::string const& source, Type wanted, Compile compile) const {
+    std::vector<Rule>& alike = rules_[source];
+    for (Rule const& known : alike)
+      if (known.type() == wanted) return known;
+    return alike.emplace_back(compile());
+  }
+
+  // Below the folder of cores, so that it reads the same wherever that lies.
+  std::shared_ptr<std::string const> place_within(JsonValue value) const {
+    std::shared_ptr<std::string const>& known = places_[&value.text()];
+    if (known) return known;
+    std::string place = value.place();
+    const bool is_below = !directory_.empty() && place.starts_with(directory_ + "/");
+    known = std::make_shared<std::string const>(is_below ? place.substr(directory_.size() + 1) : place);
+    return known;
+  }
+
+  // A definition may use those before it.
+  void compile_definitions() {
+    for (DefinitionDraft const& draft : definition_drafts_) {
+      if (core_->find(draft.name) || core_->find_user_name(draft.name))
+        draft.rule.refuse("a name that no parameter has");
+      Rule compiled = rule(draft.rule, draft.places, std::nullopt);
+      definition_numbers_.emplace(draft.name, static_cast<std::uint32_t>(core_->definitions_.size()));
+      core_->definitions_.push_back({draft.name, std::move(compiled)});
+    }
+    all_names_are_known_ = true;
+  }
+
+  void compile_rules(Draft const& draft, Parameter& parameter) const {
+    const auto optional = [&](std::string_view field, Type wanted) -> std::optional<Rule> {
+      JsonValue const* const found = draft.find(field);
+      if (found == nullptr) return std::nullopt;
+      return rule(*found, draft.places, wanted);
+    };
+    parameter.enabled = optional("enabled", Kind::truth);
+    parameter.range = optional("range", *Type::list_of(parameter.type));
+    parameter.derived = optional("derived", parameter.type);
+    JsonValue const* const messages = draft.find("messages");
+    if (messages == nullptr) return;
+    std::set<std::string> names{"range", "rule"};
+    for (const JsonValue entry : messages->items()) {
+      entry.allow_only({"name", "severity", "when", "text"});
+      Message message;
+      message.name = text(entry.member("name"), draft.places);
+      if (!names.insert(message.name).second) entry.member("name").refuse("a name that no other message here has");
+      message.severity =
+          static_cast<Severity>(entry.member("severity").choice({"info", "warning", "critical_warning", "error"}));
+      message.when = rule(entry.member("when"), draft.places, Type(Kind::truth));
+      const std::string source = text(entry.member("text"), draft.places);
+      message.text = at(entry.member("text"), [&] { return Rule::compile_template(source, *this, compiler_); });
+      extent_.add_rule(entry.member("text"), message.text.bytes());
+      parameter.messages.push_back(std::move(message));
+    }
+  }
+
+  // --- searches
+
+  void add_searches() {
+    const SectionContext context{*core_, [this](JsonValue value, Places const& places, std::optional<Type> wanted) {
+                                   return rule(value, places, wanted);
+                                 }};
+    if (const auto clocks = clocks_.finished(context)) {
+      core_->clocks_ = clocks;
+      add_search(clocks);
+    }
+    if (const auto pads = pads_.finished(context)) {
+      core_->pads_ = pads;
+      add_search(pads);
+    }
+  }
+
+  void add_search(std::shared_ptr<SearchSection const> search) {
+    for (const std::uint32_t parameter : search->writes)
+      core_->parameters_[parameter].search = static_cast<std::uint32_t>(core_->searches_.size());
+    core_->searches_.push_back(std::move(search));
+  }
+
+  // --- the order of computing
+
+  struct Node {
+    Step step;
+    Rule const* rule;      // null: computed from the slots of the parameter alone
+    std::uint32_t writes;  // a slot, or for a message its number among all
+  };
+
+  // `reads` is what it reads beside what the rule does.
+  void add_node(Step step, Rule const* rule, std::uint32_t writes, std::initializer_list<std::uint32_t> reads = {}) {
+    collected_.assign(reads);
+    if (rule != nullptr) collected_.insert(collected_.end(), rule->reads().begin(), rule->reads().end());
+    add_node({step, rule, writes}, collected_);
+  }
+  void add_node(Node node, std::vector<std::uint32_t>& reads) {
+    nodes_.push_back(node);
+    node_reads_.add(reads);
+  }
+
+  // A range is read by its own value alone; it has a slot's number behind all others, for the order.
+  void collect_nodes() {
+    std::uint32_t messages = 0;
+    for (std::uint32_t i = 0; i < core_->parameters_.size(); ++i) {
+      Parameter const& parameter = core_->parameters_[i];
+      const auto rule_of = [](std::optional<Rule> const& rule) { return rule ? &*rule : nullptr; };
+      const std::uint32_t user = Core::slot(i, Core::kUser), given = Core::slot(i, Core::kGiven);
+      if (parameter.enabled)
+        add_node({Step::Kind::enabled, i}, rule_of(parameter.enabled), Core::slot(i, Core::kEnabled));
+      if (parameter.range) add_node({Step::Kind::range, i}, rule_of(parameter.range), core_->range_slot(i));
+      // What there is not is given twice.
+      add_node({Step::Kind::value, i}, rule_of(parameter.derived), Core::slot(i, Core::kValue),
+               {user, given, parameter.range ? core_->range_slot(i) : user,
+                parameter.search ? core_->search_slot(i) : user});
+      core_->parameters_[i].first_message = messages;
+      for (std::uint32_t m = 0; m < parameter.messages.size(); ++m) {
+        collected_ = slots_of(parameter.messages[m].text);
+        const auto reads = parameter.messages[m].when.reads();
+        collected_.insert(collected_.end(), reads.begin(), reads.end());
+        add_node({{Step::Kind::message, i, m}, &parameter.messages[m].when, messages++}, collected_);
+      }
+    }
+    for (std::uint32_t i = 0; i < core_->definitions_.size(); ++i)
+      add_node({Step::Kind::definition, i}, &core_->definitions_[i].rule, core_->definition_slot(i));
+    for (std::uint32_t i = 0; i < core_->searches_.size(); ++i) {
+      collected_ = core_->searches_[i]->reads;
+      add_node({{Step::Kind::search, i, 0, true}, nullptr, i}, collected_);
+    }
+    plan_->messages = messages;
+  }
+
+  static std::vector<std::uint32_t> slots_of(Rule const& rule) { return {rule.reads().begin(), rule.reads().end()}; }
+
+  // Calls use(slot) for each that the node writes.
+  template <class Use>
+  void each_written(Node const& node, Use use) const {
+    if (node.step.kind == Step::Kind::search)
+      for (const std::uint32_t parameter : core_->searches_[node.step.parameter]->writes)
+        use(core_->search_slot(parameter));
+    else if (node.step.kind != Step::Kind::message)
+      use(node.writes);
+  }
+
+  void put_in_order() {
+    collect_nodes();
+    const std::size_t slots = core_->slot_count() + 2 * core_->parameters_.size();
+    const std::uint32_t nothing = Core::kNoStep;
+    std::vector<std::uint32_t> writer(slots, nothing);
+    for (std::uint32_t n = 0; n < nodes_.size(); ++n)
+      each_written(nodes_[n], [&](std::uint32_t slot) { writer[slot] = n; });
+    std::vector<std::uint32_t> open(nodes_.size(), 0);  // how many of what it reads are not computed yet
+    for (std::uint32_t n = 0; n < nodes_.size(); ++n)
+      for (const std::uint32_t slot : node_reads_[n])
+        if (writer[slot] != Core::kNoStep) ++open[n];
+    const NumberLists readers = node_reads_.holders(slots);
+    // Among what may come next, the first as described: what is computed in a row lies in a row in memory.
+    std::priority_queue<std::uint32_t, std::vector<std::uint32_t>, std::greater<>> ready;
+    for (std::uint32_t n = 0; n < nodes_.size(); ++n)
+      if (open[n] == 0) ready.push(n);
+    core_->writers_.assign(slots, nothing);
+    while (!ready.empty()) {
+      const std::uint32_t n = ready.top();
+      ready.pop();
+      each_written(nodes_[n], [&](std::uint32_t slot) {
+        core_->writers_[slot] = static_cast<std::uint32_t>(core_->steps_.size());
+        for (const std::uint32_t next : readers[slot])
+          if (--open[next] == 0) ready.push(next);
+      });
+      core_->steps_.push_back(nodes_[n].step);
+      plan_->steps.push_back(planned(nodes_[n]));
+      collected_.assign(node_reads_[n].begin(), node_reads_[n].end());
+      core_->reads_.add(collected_);
+    }
+    if (core_->steps_.size() < nodes_.size()) refuse_circle(open, writer);
+    core_->readers_ = core_->reads_.holders(slots);
+    core_->plan_ = plan_;
+  }
+
+  PlannedStep planned(Node const& node) const {
+    PlannedStep step;
+    step.kind = node.step.kind;
+    step.parameter = node.step.parameter;
+    step.writes = node.writes;
+    step.has_rule = node.rule != nullptr;
+    if (step.has_rule) {
+      step.code = node.rule->code_.get();
+      const bool is_slot =
+          step.code->program.empty() && step.code->result >> kIndexBits == static_cast<std::uint32_t>(Bank::slot);
+      if (is_slot) step.slot = index_of(std::exchange(step.code, nullptr)->result);
+    }
+    if (step.kind != Step::Kind::value) return step;
+    Parameter const& parameter = core_->parameters_[step.parameter];
+    step.has_range_rule = parameter.range.has_value();
+    step.has_limits = parameter.has_limits();
+    step.has_search = parameter.search.has_value();
+    return step;
+  }
+
+  // Walks against the arrows from a node that is left until one comes round.
+  [[noreturn]] void refuse_circle(std::vector<std::uint32_t> const& open,
+                                  std::vector<std::uint32_t> const& writer) const {
+    const auto stuck = [&](std::uint32_t n) { return open[n] != 0; };
+    std::uint32_t at = 0;
+    while (!stuck(at)) ++at;
+    std::vector<std::uint32_t> path;
+    while (std::find(path.begin(), path.end(), at) == path.end()) {
+      path.push_back(at);
+      for (const std::uint32_t slot : node_reads_[path.back()])
+        if (writer[slot] != Core::kNoStep && stuck(writer[slot])) at = writer[slot];
+    }
+    path.erase(path.begin(), std::find(path.begin(), path.end(), at));
+    std::string names;
+    for (const std::uint32_t n : path) names += name_of(nodes_[n].step) + " <- ";
+    throw JsonError(place_of(nodes_[at].step) + ": depends on itself: " + names + name_of(nodes_[at].step));
+  }
+
+  std::string name_of(Step const& step) const {
+    if (step.kind == Step::Kind::definition) return core_->definitions_[step.parameter].name;
+    if (step.kind == Step::Kind::search) return std::string(core_->searches_[step.parameter]->name());
+    std::string const& name = core_->parameters_[step.parameter].name;
+    if (step.kind == Step::Kind::enabled) return "enabled(" + name + ")";
+    return step.kind == Step::Kind::range ? "range of " + name : name;
+  }
+
+  std::string place_of(Step const& step) const {
+    if (step.kind == Step::Kind::definition) return definition_drafts_[step.parameter].rule.place();
+    if (step.kind == Step::Kind::search) return core_->searches_[step.parameter]->place;
+    Draft const& draft = drafts_[step.parameter];
+    const char* const field = step.kind == Step::Kind::enabled ? "enabled"
+                              : step.kind == Step::Kind::range ? "range"
+                                                               : "derived";
+    JsonValue const* const found = draft.find(field);
+    return (found != nullptr ? *found : draft.origin).place();
+  }
+
+  // Of a definition or a search.
+  std::string place_of_shared(std::string const& name) const {
+    for (DefinitionDraft const& draft : definition_drafts_)
+      if (draft.name == name) return draft.rule.place();
+    for (auto const& search : core_->searches_)
+      if (search->name() == name) return search->place;
+    return core_->name_;
+  }
+
+  void begin() {
+    Cells begin(core_->slot_count() + core_->parameters_.size());
+    for (std::uint32_t i = 0; i < core_->parameters_.size(); ++i) {
+      Parameter const& parameter = core_->parameters_[i];
+      begin.put(Core::slot(i, Core::kValue), parameter.default_value.cell());
+      begin.put(Core::slot(i, Core::kUser), parameter.default_value.cell());
+      begin.put(Core::slot(i, Core::kGiven), Cell::of(false));
+      begin.put(Core::slot(i, Core::kEnabled), Cell::of(!parameter.enabled));
+    }
+    for (std::uint32_t i = 0; i < core_->facts_.size(); ++i)
+      begin.put(core_->fact_slot(i), core_->facts_[i].without.cell());
+    core_->beginning_ = std::move(begin);
+  }
+
+  // Of what a step has computed.
+  std::size_t bytes_of(Instance const& instance, Step const& step) const {
+    switch (step.kind) {
+      case Step::Kind::range:
+        return cores::bytes(instance.cells_[core_->range_slot(step.parameter)]);
+      case Step::Kind::value:
+        return cores::bytes(instance.cells_[Core::slot(step.parameter, Core::kValue)]);
+      case Step::Kind::definition:
+        return cores::bytes(instance.cells_[core_->definition_slot(step.parameter)]);
+      default:
+        return 0;
+    }
+  }
+
+  // What nobody has changed yet is without fault, and within its range.
+  void check_defaults() const {
+    std::size_t bytes = 0;
+    const Instance::After after = [&](Instance const& so_far, std::uint32_t number) {
+      Step const& step = core_->steps()[number];
+      bytes += bytes_of(so_far, step);
+      if (so_far.machine_.spent() > kMostDefaultSteps || bytes > kMostDefaultBytes)
+        throw JsonError(place_of(step) +
+                        ": with all defaults, the rules up to here take too many steps or too much memory");
+    };
+    Instance fresh(std::shared_ptr<Core const>(core_.get(), [](Core const*) {}), {}, after);
+    for (std::uint32_t i = 0; i < drafts_.size(); ++i) {
+      Parameter const& parameter = core_->parameters_[i];
+      if (parameter.range && !parameter.derived && !parameter.search &&
+          fresh.backup(i) != value_text(parameter.default_value))
+        drafts_[i].find("default")->refuse("a value that the range permits with all defaults");
+    }
+    for (Due const& due : fresh.messages()) {
+      if (due.name != "range" && due.name != "rule") continue;
+      if (due.parameter == Due::kNoParameter)
+        throw JsonError(place_of_shared(due.text.substr(0, due.text.find(':'))) + ": with all defaults, " + due.text);
+      Draft const& draft = drafts_[due.parameter];
+      throw JsonError(draft.find(due.name == "range" ? "default" : "name")->place() + ": with all defaults, " +
+                      due.text);
+    }
+  }
+
+  std::string directory_;
+  std::shared_ptr<Core> core_;
+  mutable Extent extent_;  // counts what rules come to as well
+  std::size_t bytes_ = 0;  // of the files
+  std::vector<JsonFile> files_;
+  std::map<std::string, std::size_t, std::less<>> part_numbers_;  // among the files
+  std::vector<Draft> drafts_;
+  std::map<std::string, std::size_t, std::less<>> draft_numbers_;
+  std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
+  std::vector<DefinitionDraft> definition_drafts_;
+  std::map<std::string, std::size_t, std::less<>> definition_places_;  // by name
+  std::vector<CompositeDraft> composite_drafts_;
+  PresetDrafts presets_;
+  std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
+  bool all_names_are_known_ = false;                                  // the same text means the same from here on
+  mutable std::unordered_map<std::string, std::vector<Rule>> rules_;  // by their texts
+  mutable std::unordered_map<std::string const*, std::shared_ptr<std::string const>> places_;  // of texts in the files
+  ClockDraft clocks_;
+  PadDraft pads_;
+  mutable Compiler compiler_;
+  std::vector<Node> nodes_;
+  NumberLists node_reads_;                // by node
+  std::vector<std::uint32_t> collected_;  // what a node reads
+  std::shared_ptr<Plan> plan_ = std::make_shared<Plan>();
+};
+
+void NumberLists::add(std::vector<std::uint32_t>& numbers) {
+  std::sort(numbers.begin(), numbers.end());
+  numbers_.insert(numbers_.end(), numbers.begin(), std::unique(numbers.begin(), numbers.end()));
+  ends_.push_back(static_cast<std::uint32_t>(numbers_.size()));
+}
+
+NumberLists NumberLists::holders(std::size_t count) const {
+  NumberLists holders;
+  holders.ends_.assign(count, 0);
+  for (const std::uint32_t number : numbers_) ++holders.ends_[number];
+  // What is a count first becomes where the list begins, and with each holder that is put there, where it ends.
+  std::uint32_t begin = 0;
+  for (std::uint32_t& end : holders.ends_) begin += std::exchange(end, begin);
+  holders.numbers_.resize(numbers_.size());
+  for (std::uint32_t list = 0; list < size(); ++list)
+    for (const std::uint32_t number : (*this)[list]) holders.numbers_[holders.ends_[number]++] = list;
+  return holders;
+}
+
+std::shared_ptr<Core const> Core::read(std::string const& directory, std::string const& name,
+                                       std::string const& version) {
+  return CoreReader(directory).read(name, version);
+}
+
+std::shared_ptr<Core const> Core::parse(std::string_view text, std::string const& file) {
+  return CoreReader("").parse(text, file);
+}
+
+std::string Core::out_of_range(std::string_view parameter, std::string_view value, std::string_view range) const {
+  const std::pair<std::string_view, std::string_view> places[] = {
+      {"${parameter}", parameter}, {"${value}", value}, {"${range}", range}};
+  std::string text;
+  for (std::size_t at = 0; at < out_of_range_.size();) {
+    std::string_view rest = std::string_view(out_of_range_).substr(at);
+    const auto place = std::find_if(std::begin(places), std::end(places),
+                                    [&](auto const& candidate) { return rest.starts_with(candidate.first); });
+    text += place == std::end(places) ? rest.substr(0, 1) : place->second;
+    at += place == std::end(places) ? 1 : place->first.size();
+  }
+  return text;
+}
+
+std::optional<std::uint32_t> Core::find(std::string_view engine_name) const {
+  const auto found = numbers_.find(engine_name);
+  return found == numbers_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<std::uint32_t> Core::find_user_name(std::string_view name) const {
+  const auto found = user_numbers_.find(name);
+  return found == user_numbers_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<std::uint32_t> Core::find_fact(std::string_view word) const {
+  const auto found = std::find_if(facts_.begin(), facts_.end(), [&](Fact const& fact) { return fact.word == word; });
+  return found == facts_.end() ? std::nullopt : std::optional(static_cast<std::uint32_t>(found - facts_.begin()));
+}
+
+bool Core::is_settable(std::uint32_t parameter) const {
+  std::optional<Rule> const& derived = parameters_[parameter].derived;
+  if (!derived) return true;
+  const auto reads = derived->reads();
+  return std::find(reads.begin(), reads.end(), slot(parameter, kUser)) != reads.end();
+}
+
+std::uint32_t Core::slot_count() const {
+  return static_cast<std::uint32_t>(parameters_.size() * kSlots + facts_.size() + definitions_.size());
+}
+
+std::uint32_t Core::fact_slot(std::uint32_t fact) const {
+  return static_cast<std::uint32_t>(parameters_.size()) * kSlots + fact;
+}
+
+std::uint32_t Core::definition_slot(std::uint32_t definition) const {
+  return fact_slot(static_cast<std::uint32_t>(facts_.size())) + definition;
+}
+
+std::string_view tag_of(Severity severity) {
+  constexpr std::string_view kTags[] = {"Info:", "Warning:", "Critical_warning:", ""};
+  return kTags[static_cast<std::size_t>(severity)];
+}
+
+std::optional<Value> read_value(Type type, std::string_view text) {
+  switch (type.kind()) {
+    case Kind::truth:
+      if (text == "1" || text == "true") return Value(true);
+      if (text == "0" || text == "false") return Value(false);
+      return std::nullopt;
+    case Kind::integer: {
+      const std::optional<Decimal> number = Decimal::read(text);
+      if (!number || !number->is_whole()) return std::nullopt;
+      return Value(number->mantissa());
+    }
+    case Kind::decimal: {
+      const std::optional<Decimal> number = Decimal::read(text);
+      return number ? std::optional(Value(*number)) : std::nullopt;
+    }
+    default:
+      return Value(std::string(text));
+  }
+}
+
+std::string value_text(Value const& value) {
+  if (value.cell().kind() == Kind::truth) return value.cell().truth() ? "1" : "0";
+  return value.text();
+}
+
+}  // namespace kdi::cores

@@ -1,0 +1,746 @@
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiPattern.h"
+#include "kdi/common/KdiText.h"
+#include "platform/cores/rules/syntax.h"
+
+namespace kdi::cores {
+namespace {
+
+constexpr std::array<std::string_view, 13> kReserved = {"and", "div", "else", "false", "if",   "in",  "let",
+                                                        "mod", "not", "or",   "then",  "true", "list"};
+constexpr std::array<std::string_view, 5> kLoops = {"all", "any", "count", "list", "sum"};
+constexpr std::array<std::string_view, 6> kComparisons = {"==", "!=", "<=", ">=", "<", ">"};
+constexpr int kDeepestTree = 1000;  // of operators in a row as well, which nest to the left
+
+using text::is_blank;
+using text::is_digit;
+
+bool begins_comparison(char c) { return c == '=' || c == '!' || c == '<' || c == '>'; }
+bool begins_word(char c) { return text::is_letter(c) || c == '_'; }
+bool continues_word(char c) { return begins_word(c) || is_digit(c); }
+
+template <class Words>
+bool has(Words const& words, std::string_view word) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+struct Token {
+  enum class Sort { end, number, text, word, sign } sort = Sort::end;
+  std::string_view written = {};
+  std::size_t place = 0;
+};
+
+// A variable of rows, and the row that is being read; none while the rows are read as they are written.
+struct Row {
+  std::string variable;
+  std::optional<std::string> label;
+};
+
+// Cuts a text into tokens, one at a time. Within rows `{variable}` is a piece of a name.
+class Lexer {
+ public:
+  Lexer(std::string_view text, std::size_t begin, std::size_t end, std::vector<Row> const& rows)
+      : text_(text.substr(0, end)), at_(begin), rows_(&rows) {}
+
+  Token next() {
+    while (at_ < text_.size() && is_blank(text_[at_])) ++at_;
+    const std::size_t begin = at_;
+    if (begin == text_.size()) return {Token::Sort::end, "", begin};
+    const Token::Sort sort = take();
+    return {sort, text_.substr(begin, at_ - begin), begin};
+  }
+
+ private:
+  Token::Sort take() {
+    const char c = text_[at_];
+    if (begins_word(c) || variable() > 0) {
+      for (std::size_t size = 1; size > 0; at_ += size)
+        size = at_ < text_.size() && continues_word(text_[at_]) ? 1 : variable();
+      return Token::Sort::word;
+    }
+    if (is_digit(c)) {
+      while (at_ < text_.size() && (is_digit(text_[at_]) || text_[at_] == '.')) ++at_;
+      return Token::Sort::number;
+    }
+    if (c == '\'') return take_text();
+    if (begins_comparison(c))
+      for (std::string_view sign : kComparisons)
+        if (text_.substr(at_).starts_with(sign)) return take_sign(sign.size());
+    if (std::string_view("+-*()[]{},:;=").find(c) != std::string_view::npos) return take_sign(1);
+    throw RuleError("a character that means nothing here", at_);
+  }
+
+  // The size of the variable in braces that stands here; 0 if none does.
+  std::size_t variable() const {
+    if (at_ == text_.size() || text_[at_] != '{') return 0;
+    for (Row const& row : *rows_)
+      if (text_.substr(at_ + 1).starts_with(row.variable) &&
+          text_.substr(at_ + 1 + row.variable.size()).starts_with('}'))
+        return row.variable.size() + 2;
+    return 0;
+  }
+
+  Token::Sort take_sign(std::size_t size) {
+    at_ += size;
+    return Token::Sort::sign;
+  }
+
+  // A quote within is written twice.
+  Token::Sort take_text() {
+    const std::size_t begin = at_++;
+    for (; at_ < text_.size(); ++at_) {
+      if (text_[at_] != '\'') continue;
+      if (at_ + 1 < text_.size() && text_[at_ + 1] == '\'')
+        ++at_;
+      else {
+        ++at_;
+        return Token::Sort::text;
+      }
+    }
+    throw RuleError("a text that is not closed", begin);
+  }
+
+  std::string_view text_;
+  std::size_t at_;
+  std::vector<Row> const* rows_;
+};
+
+class Parser {
+ public:
+  Parser(std::string_view text, Syntax& syntax, std::size_t begin, std::size_t end)
+      : text_(text.substr(0, end)),
+        lexer_(text_, begin, end, rows_),
+        syntax_(syntax),
+        token_(lexer_.next()),
+        ahead_(lexer_.next()) {}
+
+  std::uint32_t whole() {
+    const std::uint32_t root = expression();
+    if (token_.sort != Token::Sort::end) fail("expected an operator or the end, found " + found());
+    return root;
+  }
+
+ private:
+  // What nests in the parser's own calls is counted where the calls come round.
+  class Deeper {
+   public:
+    explicit Deeper(Parser& parser) : parser_(parser) {
+      if (++parser_.depth_ > kDeepestRule) parser_.fail("nested too deeply");
+    }
+    ~Deeper() { --parser_.depth_; }
+
+   private:
+    Parser& parser_;
+  };
+
+  std::uint32_t expression() {
+    const Deeper deeper(*this);
+    const std::size_t place = token_.place;
+    if (take("let")) {
+      Expression node = start(Form::let, place);
+      node.word = name("a name");
+      want("=");
+      node.parts.push_back(expression());
+      want(";");
+      node.parts.push_back(expression());
+      return add(std::move(node));
+    }
+    if (take("if")) {
+      Expression node = start(Form::conditional, place);
+      node.parts.push_back(expression());
+      want("then");
+      node.parts.push_back(expression());
+      want("else");
+      node.parts.push_back(expression());
+      return add(std::move(node));
+    }
+    return chain(Form::or_, "or", [this] { return chain(Form::and_, "and", [this] { return negation(); }); });
+  }
+
+  // As many parts as there are: a chain is one node.
+  template <class Part>
+  std::uint32_t chain(Form form, std::string_view word, Part part) {
+    const std::size_t place = token_.place;
+    const std::uint32_t first = part();
+    if (!is(word)) return first;
+    Expression node = start(form, place);
+    node.parts.push_back(first);
+    while (take(word)) node.parts.push_back(part());
+    return add(std::move(node));
+  }
+
+  std::uint32_t negation() {
+    const std::size_t place = token_.place;
+    if (!take("not")) return comparison();
+    const Deeper deeper(*this);
+    Expression node = start(Form::not_, place);
+    node.parts.push_back(negation());
+    return add(std::move(node));
+  }
+
+  std::uint32_t comparison() {
+    const std::uint32_t left = sum();
+    const std::size_t place = token_.place;
+    if (token_.sort == Token::Sort::sign && begins_comparison(token_.written[0]) && has(kComparisons, token_.written)) {
+      const std::string_view sign = token_.written;
+      advance();
+      return binary(Form::compare, sign, place, left, sum());
+    }
+    const bool negated = is("not") && ahead_.sort == Token::Sort::word && ahead_.written == "in";
+    if (!negated && !is("in")) return left;
+    if (negated) advance();
+    advance();
+    const std::uint32_t within = binary(Form::within, "in", place, left, sum());
+    if (!negated) return within;
+    Expression node = start(Form::not_, place);
+    node.parts.push_back(within);
+    return add(std::move(node));
+  }
+
+  std::uint32_t sum() {
+    std::uint32_t left = product();
+    while (is("+") || is("-")) {
+      const Token sign = token_;
+      advance();
+      left = binary(Form::arithmetic, sign.written, sign.place, left, product());
+    }
+    return left;
+  }
+
+  std::uint32_t product() {
+    std::uint32_t left = factor();
+    while (is("*") || is("div") || is("mod")) {
+      const Token sign = token_;
+      advance();
+      left = binary(Form::arithmetic, sign.written, sign.place, left, factor());
+    }
+    return left;
+  }
+
+  std::uint32_t factor() {
+    const std::size_t place = token_.place;
+    if (!take("-")) return item();
+    const Deeper deeper(*this);
+    Expression node = start(Form::negate, place);
+    node.parts.push_back(factor());
+    return add(std::move(node));
+  }
+
+  std::uint32_t item() {
+    std::uint32_t node = primary();
+    while (is("[")) {
+      const std::size_t place = token_.place;
+      advance();
+      node = binary(Form::index, "", place, node, expression());
+      want("]");
+    }
+    return node;
+  }
+
+  std::uint32_t primary() {
+    const Token token = token_;
+    switch (token.sort) {
+      case Token::Sort::number:
+        return number();
+      case Token::Sort::text:
+        return text();
+      case Token::Sort::word:
+        return word();
+      case Token::Sort::sign:
+        if (take("(")) {
+          const std::uint32_t inner = expression();
+          want(")");
+          return inner;
+        }
+        if (take("[")) return several(start(Form::list, token.place), "]", [this](Expression& node) { part(node); });
+        if (take("{"))
+          return several(start(Form::dictionary, token.place), "}", [this](Expression& node) {
+            part(node);
+            want(":");
+            part(node);
+          });
+        break;
+      case Token::Sort::end:
+        break;
+    }
+    fail("expected a value, found " + found());
+  }
+
+  void part(Expression& node) { node.parts.push_back(expression()); }
+
+  // Parts between commas up to `close`.
+  template <class Part>
+  std::uint32_t several(Expression node, std::string_view close, Part part) {
+    if (!take(close)) {
+      do {
+        part(node);
+      } while (take(","));
+      want(close);
+    }
+    return add(std::move(node));
+  }
+
+  std::uint32_t number() {
+    const std::string_view written = token_.written;
+    Expression node = start(Form::literal, token_.place);
+    if (written.find('.') == std::string_view::npos) {
+      const auto integer = number::whole<std::int64_t>(written);
+      if (!integer) fail("a number that 64 bits do not hold");
+      node.value = Value(*integer);
+    } else {
+      const std::optional<Decimal> decimal = written.ends_with('.') ? std::nullopt : Decimal::read(written);
+      if (!decimal) fail("expected a number, found " + found());
+      node.value = Value(*decimal);
+    }
+    advance();
+    return add(std::move(node));
+  }
+
+  std::uint32_t text() {
+    Expression node = start(Form::literal, token_.place);
+    std::string content;
+    for (std::size_t i = 1; i + 1 < token_.written.size(); ++i) {
+      content += token_.written[i];
+      if (token_.written[i] == '\'') ++i;
+    }
+    node.value = Value(std::move(content));
+    advance();
+    return add(std::move(node));
+  }
+
+  std::uint32_t word() {
+    const Token token = token_;
+    if (is("true") || is("false")) {
+      Expression node = start(Form::literal, token.place);
+      node.value = Value(token.written == "true");
+      advance();
+      return add(std::move(node));
+    }
+    if (has(kReserved, token.written) && token.written != "list") fail("expected a value, found " + found());
+    advance();
+    if (!is("(")) {
+      if (token.written == "list") fail("expected (, found " + found());
+      return named(token);
+    }
+    advance();
+    const bool is_loop = has(kLoops, token.written) && token_.sort == Token::Sort::word &&
+                         ahead_.sort == Token::Sort::word && ahead_.written == "in";
+    if (is_loop || token.written == "list") return loop(token);
+    Expression node = start(Form::call, token.place);
+    node.word = token.written;
+    return several(std::move(node), ")", [this](Expression& call) { part(call); });
+  }
+
+  std::uint32_t named(Token const& token) {
+    Expression node = start(Form::name, token.place);
+    node.word = token.written;
+    for (auto row = rows_.rbegin(); row != rows_.rend(); ++row) {
+      if (!row->label) continue;
+      if (token.written == row->variable) {
+        node.form = Form::literal;
+        node.value = row_value(*row->label);
+        break;
+      }
+      node.word = in_row(node.word, row->variable, *row->label);
+    }
+    return add(std::move(node));
+  }
+
+  std::uint32_t loop(Token const& operation) {
+    Expression node = start(Form::loop, operation.place);
+    node.operation = operation.written;
+    node.word = name("a name for the elements");
+    want("in");
+    if (const auto pattern = row_pattern()) return rows(std::move(node), *pattern);
+    const std::uint32_t range = expression_before_if();
+    node.parts.push_back(range);
+    if (take("if")) node.parts.push_back(expression());
+    want(":");
+    node.parts.push_back(expression());
+    want(")");
+    return add(std::move(node));
+  }
+
+  // --- rows
+
+  // Names and numbers between braces, which are no dictionary.
+  std::optional<std::string_view> row_pattern() const {
+    if (!is("{")) return std::nullopt;
+    const std::string_view rest = text_.substr(token_.place + 1);
+    const std::size_t size = rest.find('}');
+    if (size == 0 || size == std::string_view::npos) return std::nullopt;
+    const auto continues = [](char c) { return continues_word(c) || c == '.' || c == ','; };
+    if (!std::all_of(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(size), continues)) return std::nullopt;
+    return text_.substr(token_.place, size + 2);
+  }
+
+  struct RowParts {
+    std::optional<std::uint32_t> condition;
+    std::uint32_t body = 0;
+  };
+
+  // The text behind the pattern is read as it is written, and once for each row.
+  std::uint32_t rows(Expression&& node, std::string_view pattern) {
+    const Deeper deeper(*this);
+    std::vector<std::string> labels;
+    try {
+      labels = row_labels(pattern);
+    } catch (PatternError const& error) {
+      fail("expected " + std::string(error.what()));
+    }
+    const std::size_t begin = token_.place + pattern.size();
+    rows_.push_back({node.word, std::nullopt});
+    const RowParts written = row(begin);
+    std::vector<RowParts> all;
+    for (std::string& label : labels) {
+      rows_.back().label = std::move(label);
+      all.push_back(row(begin));
+    }
+    rows_.pop_back();
+    go_to(closed_);
+    node.form = Form::rows;
+    node.value = Value(std::string(pattern));
+    node.parts.push_back(combined(node, all));
+    if (written.condition) node.parts.push_back(*written.condition);
+    node.parts.push_back(written.body);
+    return add(std::move(node));
+  }
+
+  RowParts row(std::size_t begin) {
+    go_to(begin);
+    RowParts parts;
+    if (take("if")) parts.condition = expression();
+    want(":");
+    parts.body = expression();
+    closed_ = token_.place + 1;
+    want(")");
+    return parts;
+  }
+
+  void go_to(std::size_t place) {
+    lexer_ = Lexer(text_, place, text_.size(), rows_);
+    token_ = lexer_.next();
+    ahead_ = lexer_.next();
+  }
+
+  // What the rows come to together, in forms that there are without rows.
+  std::uint32_t combined(Expression const& node, std::vector<RowParts> const& all) {
+    std::vector<std::uint32_t> parts;
+    for (RowParts const& row : all) parts.push_back(combined(node, row));
+    const bool is_all = node.operation == "all";
+    if (is_all || node.operation == "any") return joined(is_all ? Form::and_ : Form::or_, std::move(parts), node);
+    if (node.operation == "list" && !all[0].condition) return several(Form::list, std::move(parts), node);
+    std::uint32_t sum = parts[0];
+    for (std::size_t i = 1; i < parts.size(); ++i) sum = binary(Form::arithmetic, "+", node.place, sum, parts[i]);
+    return sum;
+  }
+
+  std::uint32_t combined(Expression const& node, RowParts const& row) {
+    if (node.operation == "any")
+      return row.condition ? several(Form::and_, {*row.condition, row.body}, node) : row.body;
+    if (node.operation == "all")
+      return row.condition ? several(Form::or_, {several(Form::not_, {*row.condition}, node), row.body}, node)
+                           : row.body;
+    if (node.operation == "count") {
+      const std::uint32_t holds = row.condition ? several(Form::and_, {*row.condition, row.body}, node) : row.body;
+      return several(Form::conditional, {holds, integer(1, node), integer(0, node)}, node);
+    }
+    if (!row.condition) return row.body;
+    if (node.operation == "sum") return several(Form::conditional, {*row.condition, row.body, integer(0, node)}, node);
+    return several(Form::conditional,
+                   {*row.condition, several(Form::list, {row.body}, node), several(Form::list, {}, node)}, node);
+  }
+
+  // A chain of one part is that part.
+  std::uint32_t joined(Form form, std::vector<std::uint32_t> parts, Expression const& at) {
+    return parts.size() == 1 ? parts[0] : several(form, std::move(parts), at);
+  }
+
+  std::uint32_t several(Form form, std::vector<std::uint32_t> parts, Expression const& at) {
+    Expression node = start(form, at.place);
+    node.parts = std::move(parts);
+    return add(std::move(node));
+  }
+
+  std::uint32_t integer(int value, Expression const& at) {
+    Expression node = start(Form::literal, at.place);
+    node.value = Value(value);
+    return add(std::move(node));
+  }
+
+  // What a loop runs over: `if` behind it begins the loop's condition.
+  std::uint32_t expression_before_if() { return sum(); }
+
+  std::string name(std::string const& what) {
+    if (token_.sort != Token::Sort::word || !is_name(token_.written)) fail("expected " + what + ", found " + found());
+    std::string word(token_.written);
+    for (Row const& row : rows_)
+      if (row.variable == word) fail(word + " stands for the rows around already");
+    advance();
+    return word;
+  }
+
+  std::uint32_t binary(Form form, std::string_view word, std::size_t place, std::uint32_t left, std::uint32_t right) {
+    Expression node = start(form, place);
+    node.word = word;
+    node.parts = {left, right};
+    return add(std::move(node));
+  }
+
+  static Expression start(Form form, std::size_t place) { return {form, static_cast<std::uint32_t>(place)}; }
+
+  std::uint32_t add(Expression&& node) {
+    int depth = 0;
+    for (const std::uint32_t part : node.parts) depth = std::max(depth, depths_[part - first_]);
+    if (depth >= kDeepestTree) throw RuleError("nested too deeply", node.place);
+    if (syntax_.nodes.size() >= kMostPlaces) throw RuleError("too many rows", node.place);
+    depths_.push_back(depth + 1);
+    syntax_.nodes.push_back(std::move(node));
+    return static_cast<std::uint32_t>(syntax_.nodes.size() - 1);
+  }
+
+  bool is(std::string_view written) const {
+    return (token_.sort == Token::Sort::word || token_.sort == Token::Sort::sign) && token_.written[0] == written[0] &&
+           token_.written == written;
+  }
+  bool take(std::string_view written) {
+    if (!is(written)) return false;
+    advance();
+    return true;
+  }
+  void want(std::string_view written) {
+    if (!take(written)) fail("expected " + std::string(written) + ", found " + found());
+  }
+  void advance() {
+    token_ = ahead_;
+    if (ahead_.sort != Token::Sort::end) ahead_ = lexer_.next();
+  }
+
+  std::string found() const {
+    if (token_.sort == Token::Sort::end) return "the end";
+    constexpr std::size_t kShown = 40;
+    return std::string(token_.written.substr(0, kShown)) + (token_.written.size() > kShown ? "..." : "");
+  }
+  [[noreturn]] void fail(std::string const& text) const { throw RuleError(text, token_.place); }
+
+  std::string_view text_;
+  std::vector<Row> rows_;   // around what is being read
+  std::size_t closed_ = 0;  // behind the rows that were read last
+  Lexer lexer_;
+  Syntax& syntax_;
+  std::size_t first_ = syntax_.nodes.size();
+  std::vector<int> depths_;
+  Token token_, ahead_;
+  int depth_ = 0;
+};
+
+void check_size(std::string_view text) {
+  if (text.size() > kLongestRule)
+    throw RuleError("longer than " + std::to_string(kLongestRule) + " bytes", kLongestRule);
+  const std::size_t zero = text.find('\0');
+  if (zero != std::string_view::npos) throw RuleError("a zero byte", zero);
+}
+
+std::uint32_t add_text(Syntax& syntax, std::string text, std::size_t place) {
+  Expression node{Form::literal, static_cast<std::uint32_t>(place)};
+  node.value = Value(std::move(text));
+  syntax.nodes.push_back(std::move(node));
+  return static_cast<std::uint32_t>(syntax.nodes.size() - 1);
+}
+
+// Where the expression that begins behind the brace at `open` ends: braces within it count, those of its texts do not.
+std::size_t closing_brace(std::string_view text, std::size_t open) {
+  int depth = 0;
+  bool quoted = false;
+  for (std::size_t i = open; i < text.size(); ++i) {
+    if (text[i] == '\'' && i > open) quoted = !quoted;
+    if (quoted) continue;
+    if (text[i] == '{') ++depth;
+    if (text[i] == '}' && --depth == 0) return i;
+  }
+  throw RuleError("a { without its }", open);
+}
+
+}  // namespace
+
+bool is_name(std::string_view word) {
+  return !word.empty() && begins_word(word[0]) && !has(kReserved, word) &&
+         std::all_of(word.begin(), word.end(), continues_word);
+}
+
+std::string in_row(std::string_view name, std::string_view variable, std::string_view label) {
+  std::string braced = "{", filled(name);
+  braced.append(variable).append("}");
+  for (std::size_t at = 0; (at = filled.find(braced, at)) != std::string::npos; at += label.size())
+    filled.replace(at, braced.size(), label);
+  return filled;
+}
+
+Value row_value(std::string const& label) {
+  const auto integer = number::whole<std::int64_t>(label);
+  return integer && std::to_string(*integer) == label ? Value(*integer) : Value(label);
+}
+
+std::vector<std::string> row_labels(std::string_view pattern) { return expand(pattern, kMostRows); }
+
+Syntax parse(std::string_view text) {
+  check_size(text);
+  constexpr std::size_t kUsual = 8;  // nodes of a rule
+  Syntax syntax;
+  syntax.nodes.reserve(kUsual);
+  syntax.root = Parser(text, syntax, 0, text.size()).whole();
+  return syntax;
+}
+
+Syntax parse_template(std::string_view text) {
+  check_size(text);
+  Syntax syntax;
+  Expression whole{Form::call, 0};
+  whole.word = "concatenated";
+  std::string literal;
+  const auto close_literal = [&](std::size_t place) {
+    if (!literal.empty()) whole.parts.push_back(add_text(syntax, std::exchange(literal, ""), place));
+  };
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    const bool twice = i + 1 < text.size() && text[i + 1] == c;
+    if ((c == '{' || c == '}') && twice) {
+      literal += text[i++];
+    } else if (c == '{') {
+      close_literal(i);
+      const std::size_t end = closing_brace(text, i);
+      whole.parts.push_back(Parser(text, syntax, i + 1, end).whole());
+      i = end;
+    } else if (c == '}') {
+      throw RuleError("a } without its {", i);
+    } else {
+      literal += c;
+    }
+  }
+  close_literal(text.size());
+  if (whole.parts.empty()) whole.parts.push_back(add_text(syntax, "", 0));
+  syntax.nodes.push_back(std::move(whole));
+  syntax.root = static_cast<std::uint32_t>(syntax.nodes.size() - 1);
+  return syntax;
+}
+
+namespace {
+
+// How strongly a form holds its parts together; higher binds closer.
+int binding(Expression const& node) {
+  switch (node.form) {
+    case Form::let:
+    case Form::conditional:
+      return 0;
+    case Form::or_:
+      return 1;
+    case Form::and_:
+      return 2;
+    case Form::not_:
+      return 3;
+    case Form::compare:
+    case Form::within:
+      return 4;
+    case Form::arithmetic:
+      return node.word == "+" || node.word == "-" ? 5 : 6;
+    case Form::negate:
+      return 7;
+    default:
+      return 8;
+  }
+}
+
+class Writer {
+ public:
+  explicit Writer(Syntax const& syntax) : syntax_(syntax) {}
+
+  std::string part(std::uint32_t number, int least) const {
+    std::string text = whole(number);
+    return binding(syntax_.at(number)) < least ? "(" + text + ")" : text;
+  }
+
+  std::string whole(std::uint32_t number) const {
+    Expression const& node = syntax_.at(number);
+    std::vector<std::uint32_t> const& parts = node.parts;
+    switch (node.form) {
+      case Form::literal:
+        return literal(node.value);
+      case Form::name:
+        return node.word;
+      case Form::call:
+        return node.word + "(" + list(parts) + ")";
+      case Form::negate:
+        return "-" + part(parts[0], 7);
+      case Form::arithmetic:
+      case Form::compare:
+      case Form::within: {
+        const int own = binding(node);
+        const bool chains = node.form == Form::arithmetic;  // to the left
+        return part(parts[0], chains ? own : own + 1) + " " + node.word + " " + part(parts[1], own + 1);
+      }
+      case Form::not_:
+        return "not " + part(parts[0], 3);
+      case Form::and_:
+        return joined(parts, " and ", 3);
+      case Form::or_:
+        return joined(parts, " or ", 2);
+      case Form::conditional:
+        return "if " + whole(parts[0]) + " then " + whole(parts[1]) + " else " + whole(parts[2]);
+      case Form::let:
+        return "let " + node.word + " = " + whole(parts[0]) + "; " + whole(parts[1]);
+      case Form::list:
+        return "[" + list(parts) + "]";
+      case Form::dictionary: {
+        std::string text = "{";
+        for (std::size_t i = 0; i + 1 < parts.size(); i += 2)
+          text += (i > 0 ? ", " : "") + whole(parts[i]) + ": " + whole(parts[i + 1]);
+        return text + "}";
+      }
+      case Form::index:
+        return part(parts[0], 8) + "[" + whole(parts[1]) + "]";
+      case Form::loop: {
+        const std::string head = node.operation + "(" + node.word + " in " + part(parts[0], 5);
+        return head + (parts.size() > 2 ? " if " + whole(parts[1]) : "") + ": " + whole(parts.back()) + ")";
+      }
+      case Form::rows: {
+        const std::string head = node.operation + "(" + node.word + " in " + node.value.cell().text();
+        return head + (parts.size() > 2 ? " if " + whole(parts[1]) : "") + ": " + whole(parts.back()) + ")";
+      }
+    }
+    return "";
+  }
+
+ private:
+  std::string list(std::vector<std::uint32_t> const& parts) const { return joined(parts, ", ", 0); }
+
+  std::string joined(std::vector<std::uint32_t> const& parts, std::string_view between, int least) const {
+    std::string text;
+    for (std::size_t i = 0; i < parts.size(); ++i) text += (i > 0 ? std::string(between) : "") + part(parts[i], least);
+    return text;
+  }
+
+  static std::string literal(Value const& value) {
+    const Cell cell = value.cell();
+    if (cell.kind() == Kind::text) return text_literal(cell.text());
+    return value.text() + (cell.kind() == Kind::decimal && cell.decimal().is_whole() ? ".0" : "");
+  }
+
+  static std::string text_literal(std::string const& text) {
+    std::string quoted = "'";
+    for (const char c : text) quoted += c == '\'' ? std::string("''") : std::string(1, c);
+    return quoted + "'";
+  }
+
+  Syntax const& syntax_;
+};
+
+}  // namespace
+
+std::string written(Syntax const& syntax, std::uint32_t node) { return Writer(syntax).whole(node); }
+
+}  // namespace kdi::cores
