@@ -88,13 +88,21 @@ std::vector<std::string> read_only(Scope const& scope, JsonValue only) {
   return commands;
 }
 
+void require_type(JsonValue type) {
+  if (std::find(std::begin(kWordTypes), std::end(kWordTypes), type.text()) == std::end(kWordTypes))
+    type.refuse("one of " + kdi::text::joined(kWordTypes, ", "));
+}
+
 void add_key(Scope const& scope, JsonValue value, std::vector<Key>& keys) {
-  Key key{value.name(), "", {}};
+  Key key{value.name(), "", {}, "", {}};
   if (value.is_text()) {
     key.meaning = words_at(value);
   } else {
-    value.allow_only({"meaning", "only"});
+    value.allow_only({"meaning", "only", "type", "values"});
     key.meaning = words_of(value, "meaning");
+    key.type = text_or_none(value, "type");
+    if (!key.type.empty()) require_type(value.member("type"));
+    key.values = texts_of(value, "values");
     if (const auto only = value.find("only")) {
       key.only = read_only(scope, *only);
       if (key.only.empty()) return;
@@ -148,8 +156,7 @@ class Fields {
 void read_common(Scope const& scope, JsonValue value, Fields const& fields, Word& word) {
   fields.own_name(word.name);
   fields.words("type", word.type);
-  if (std::find(std::begin(kWordTypes), std::end(kWordTypes), word.type) == std::end(kWordTypes))
-    value.member("type").refuse("one of " + kdi::text::joined(kWordTypes, ", "));
+  if (value.find("type")) require_type(value.member("type"));
   fields.words("meaning", word.meaning);
   if (value.find("values")) word.values = texts_of(value, "values");
   if (const auto keys = value.find("keys")) {
@@ -180,7 +187,7 @@ template <>
 struct ItemOf<Option> {
   static constexpr char const* kGroups = "options";
   static void read(Scope const& scope, JsonValue value, Fields const& fields, Option& option) {
-    value.allow_only({"use", "name", "type", "meaning", "required", "values"});
+    value.allow_only({"use", "name", "type", "meaning", "required", "values", "keys"});
     read_common(scope, value, fields, option.word);
     if (option.word.name[0] != '-') value.refuse("a name that begins with -");
     if (option.word.is_pairs()) value.member("type").refuse("a type of one value");

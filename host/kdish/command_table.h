@@ -35,7 +35,9 @@ struct Shape::Part {
 struct Key {
   std::string name;
   std::string meaning;
-  std::vector<std::string> only;  ///< the commands that have it; empty: all of the entry's
+  std::vector<std::string> only;    ///< the commands that have it; empty: all of the entry's
+  std::string type;                 ///< of its value, one of kWordTypes; empty: not told
+  std::vector<std::string> values;  ///< of a value that is one of a few
 
   bool is_of(std::string const& command) const;
 };
@@ -48,7 +50,7 @@ struct Word {
   bool optional = false;
   bool repeated = false;            ///< stands for all that follows
   std::vector<std::string> values;  ///< of a word that is one of a few
-  std::vector<Key> keys;            ///< of a dict, and of pairs
+  std::vector<Key> keys;            ///< of a dict, of a list of keys and values, and of pairs
 
   bool is_pairs() const { return type == "pairs"; }
 };
@@ -61,8 +63,8 @@ struct Option {
 
 /// "pairs" are keys and values, each a word of its own, up to the end of the command.
 inline constexpr std::string_view kWordTypes[] = {
-    "text",    "integer", "number", "boolean", "list",      "dict", "pairs",          "file",
-    "command", "part",    "script", "channel", "parameter", "core", "core_parameter", "flag"};
+    "text", "integer", "number",  "boolean",   "list", "dict",           "pairs", "file", "command",
+    "part", "script",  "channel", "parameter", "core", "core_parameter", "flag",  "chain"};
 
 struct Example {
   std::string setup;  ///< run first, not shown as part of the result

@@ -203,6 +203,19 @@ void add_files(Completion& to, Context const& where) {
   }
 }
 
+// Thousands of names that are made of pieces with _ between them are offered piece by piece.
+void add_in_pieces(Completion& to, Context const& where, std::vector<std::string> const& names) {
+  constexpr char kBetween = '_';
+  for (std::string const& name : names) {
+    if (!name.starts_with(where.prefix)) continue;
+    const std::size_t end = name.find(kBetween, where.prefix.size());
+    const std::string begin = name.substr(0, end == std::string::npos ? end : end + 1);
+    const std::string text = escaped(begin, where.in_quotes);
+    if (to.candidates.empty() || to.candidates.back().text != text)
+      to.candidates.push_back({text, printable(begin), end == std::string::npos});
+  }
+}
+
 // ---------------------------------------------------------------------------------------- cores and their parameters
 
 using Core = KnownNames::Core;
@@ -245,14 +258,16 @@ std::optional<Core> core_of_context(std::vector<std::string> const& typed) {
 // Whether a list in braces holds parameters of the core that a context names: the values of -params and its like.
 bool holds_parameters(Word const& word) { return word.name == "-params" || word.name == "-userparams"; }
 
-void add_values(Completion& to, Context const& where, Word const& word) {
-  if (!word.values.empty()) return add_names(to, where, word.values);
-  if (word.type == "part") return add_names(to, where, where.names.parts(where.prefix));
-  if (word.type == "parameter") return add_names(to, where, where.names.parameters(where.prefix));
-  if (word.type == "core" && where.names.cores) return add_names(to, where, where.names.cores(where.prefix));
-  if (word.type == "boolean") return add_names(to, where, {"false", "true"});
-  if (word.type == "file") return add_files(to, where);
-  if (word.type != "command") return;
+// What a word, or the value of a key, of this type may be.
+void add_values(Completion& to, Context const& where, std::string_view type, std::vector<std::string> const& values) {
+  if (!values.empty()) return add_names(to, where, values);
+  if (type == "part") return add_names(to, where, where.names.parts(where.prefix));
+  if (type == "parameter") return add_names(to, where, where.names.parameters(where.prefix));
+  if (type == "core" && where.names.cores) return add_names(to, where, where.names.cores(where.prefix));
+  if (type == "chain" && where.names.chains) return add_in_pieces(to, where, where.names.chains(where.prefix));
+  if (type == "boolean") return add_names(to, where, {"false", "true"});
+  if (type == "file") return add_files(to, where);
+  if (type != "command") return;
   add_commands(to, where);
   for (auto const& family : where.table.families()) {
     add_names(to, where, {family->name});
@@ -291,6 +306,19 @@ void add_keys(Completion& to, Context const& where, Word const& word, std::strin
     if (key.is_of(std::string(command))) add_names(to, where, {key.name});
 }
 
+// The value of the key, the last thing that was typed.
+void add_key_values(Completion& to, Context const& where, Word const& word, std::string const& typed_key) {
+  for (Key const& key : word.keys)
+    if (key.name == typed_key) return add_values(to, where, key.type, key.values);
+}
+
+// Each but once.
+void add_options(Completion& to, Context const& where, Command const& command, std::vector<std::string> const& typed) {
+  for (Option const& option : command.options)
+    if (std::find(typed.begin(), typed.end(), option.word.name) == typed.end())
+      add_names(to, where, {option.word.name});
+}
+
 void add_words(Completion& to, Context const& where, std::vector<std::string> const& typed) {
   Command const* const command = where.table.command(typed[0]);
   if (command == nullptr) return add_files(to, where);
@@ -301,11 +329,13 @@ void add_words(Completion& to, Context const& where, std::vector<std::string> co
     if (next.word->is_pairs()) return add_core_values(to, where, *core, typed.back());
   }
   if (next.word != nullptr && next.is_name) return add_keys(to, where, *next.word, typed[0]);
-  if (where.prefix.starts_with('-') || (next.word == nullptr && !command->options.empty())) {
-    for (Option const& option : command->options) add_names(to, where, {option.word.name});
-  } else if (next.word != nullptr) {
-    add_values(to, where, *next.word);
-  }
+  if (next.word != nullptr && next.word->is_pairs()) return add_key_values(to, where, *next.word, typed.back());
+  // The value of an option comes before anything else; words that may be missing leave room for options.
+  const bool is_of_option = next.word != nullptr && next.word->name.starts_with('-');
+  if (!is_of_option && (where.prefix.starts_with('-') || next.word == nullptr || next.word->optional))
+    add_options(to, where, *command, typed);
+  if (next.word != nullptr && (is_of_option || !where.prefix.starts_with('-')))
+    add_values(to, where, next.word->type, next.word->values);
 }
 
 // The word that the level at `depth` is the inside of, if the table knows it as data; else null.
@@ -324,7 +354,9 @@ void add_candidates(Completion& to, Context const& where) {
     const auto core = holds_parameters(*data) ? core_of_context(where.levels[depth - 1].words) : std::nullopt;
     if (core && current.elements % 2 == 0) return add_core_parameters(to, where, *core);
     if (core && !current.words.empty()) return add_core_values(to, where, *core, current.words.back());
-    if (current.elements % 2 == 0 && !data->is_pairs()) add_keys(to, where, *data, where.levels[depth - 1].words[0]);
+    if (data->is_pairs()) return;
+    if (current.elements % 2 == 0) return add_keys(to, where, *data, where.levels[depth - 1].words[0]);
+    if (!current.words.empty()) add_key_values(to, where, *data, current.words.back());
     return;
   }
   for (std::size_t outer = depth; outer > 0 && where.levels[outer].closes == '}'; --outer)

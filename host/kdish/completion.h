@@ -21,6 +21,7 @@ struct KnownNames {
   List variables;
   List parts;
   List parameters;
+  List chains;  ///< of the catalogue of filter chains
 
   /// A core that stands on the line: one that is open, as it is typed (`core0`, `$c`), or one that a context names.
   struct Core {

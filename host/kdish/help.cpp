@@ -3,6 +3,7 @@
 #include <tcl.h>
 
 #include <algorithm>
+#include <map>
 #include <stdexcept>
 
 #include "kdi/common/KdiText.h"
@@ -13,13 +14,12 @@ namespace {
 using kdi::text::edit_distance;
 using kdi::text::joined;
 
-constexpr std::size_t kWidth = 100;
-
-// Appends `text`, which goes on at `column`, broken at blanks so that no line is longer than kWidth.
-void append_wrapped(std::string& out, std::string const& text, std::size_t column, std::size_t indent) {
+// Appends `text`, which goes on at `column`, broken at blanks so that no line is longer than `width` unless a word is.
+void append_wrapped(std::string& out, std::string const& text, std::size_t column, std::size_t indent,
+                    std::size_t width) {
   bool is_first = true;
   for (const std::string_view word : kdi::text::words(text)) {
-    if (!is_first && column + 1 + word.size() > kWidth) {
+    if (!is_first && column + 1 + word.size() > width) {
       out += '\n' + std::string(indent, ' ');
       column = indent;
     } else if (!is_first) {
@@ -37,11 +37,11 @@ struct Row {
   std::string left, right;
 };
 
-// Rows of two columns, the second one wrapped.
-std::string rows_text(std::vector<Row> const& rows, std::size_t indent) {
-  constexpr std::size_t kWidestLeft = 32;
+// Rows of two columns, the second one wrapped. It keeps half of a narrow terminal.
+std::string rows_text(std::vector<Row> const& rows, std::size_t indent, std::size_t width) {
+  const std::size_t widest_left = std::min<std::size_t>(32, width / 2);
   std::size_t left = 0;
-  for (Row const& row : rows) left = std::max(left, std::min(row.left.size(), kWidestLeft));
+  for (Row const& row : rows) left = std::max(left, std::min(row.left.size(), widest_left));
   const std::size_t column = indent + left + 2;
   std::string text;
   for (Row const& row : rows) {
@@ -50,7 +50,7 @@ std::string rows_text(std::vector<Row> const& rows, std::size_t indent) {
       text += '\n' + std::string(column, ' ');
     else
       text += std::string(left + 2 - row.left.size(), ' ');
-    append_wrapped(text, row.right, column, column);
+    append_wrapped(text, row.right, column, column, width);
   }
   return text;
 }
@@ -72,9 +72,9 @@ std::string without_links(std::string text) {
   return text;
 }
 
-std::string paragraph(std::string const& title, std::string const& text) {
+std::string paragraph(std::string const& title, std::string const& text, std::size_t width) {
   std::string out = title;
-  append_wrapped(out, without_links(text), title.size(), 2);
+  append_wrapped(out, without_links(text), title.size(), 2, width);
   return out;
 }
 
@@ -89,26 +89,27 @@ std::vector<Row> word_rows(Command const& command) {
   return rows;
 }
 
-std::string keys_text(Word const& word, std::string const& command) {
+std::string keys_text(Word const& word, std::string const& command, std::size_t width) {
   std::vector<Row> keys;
   for (Key const& key : word.keys)
     if (key.is_of(command)) keys.push_back({key.name, key.meaning});
   if (keys.empty()) return {};
-  return (word.is_pairs() ? "\nNames:\n" : "\nKeys of " + word.name + ":\n") + rows_text(keys, 2);
+  return (word.is_pairs() ? "\nNames:\n" : "\nKeys of " + word.name + ":\n") + rows_text(keys, 2, width);
 }
 
-std::string failures_text(Command const& command, std::string const& name) {
+std::string failures_text(Command const& command, std::string const& name, std::size_t width) {
   std::vector<Row> rows;
   for (CommandError const& failure : command.failures_of(name)) {
     const CommandError error = failure.shown();
     rows.push_back({error.text + (error.then.empty() ? "" : " (" + error.then + ")"), error.when});
   }
-  return rows.empty() ? "" : "\nErrors:\n" + rows_text(rows, 2);
+  return rows.empty() ? "" : "\nErrors:\n" + rows_text(rows, 2, width);
 }
 
-std::string about_text(std::string const& title, std::string const& summary, std::vector<std::string> const& about) {
-  std::string text = paragraph("", title + ": " + summary);
-  for (std::string const& one : about) text += paragraph("", one);
+std::string about_text(std::string const& title, std::string const& summary, std::vector<std::string> const& about,
+                       std::size_t width) {
+  std::string text = paragraph("", title + ": " + summary, width);
+  for (std::string const& one : about) text += paragraph("", one, width);
   return text;
 }
 
@@ -148,11 +149,15 @@ std::string shape_words(Shape const& shape) {
   return "{" + joined(parts, ", ") + "}";
 }
 
-std::string families_help(Table const& table) {
+std::string families_help(Table const& table, std::size_t width) {
   std::vector<Row> rows;
   for (auto const& family : table.families()) rows.push_back({family->name, family->summary});
-  return "Families of commands:\n" + rows_text(rows, 2) +
-         "\nhelp FAMILY lists a family's commands, help COMMAND tells of one, help PATTERN finds some.\n";
+  return "Families of commands:\n" + rows_text(rows, 2, width) + "\n" +
+         paragraph(
+             "",
+             "help FAMILY lists a family's commands, help COMMAND tells of one, help WORD finds those that have it "
+             "in their names or summaries, help PATTERN those whose names match.",
+             width);
 }
 
 std::string name_pattern(std::string const& name, std::string const& base) {
@@ -174,51 +179,52 @@ std::vector<NamedAlike> by_naming(Page const& page) {
   return groups;
 }
 
-std::string page_help(Page const& page) {
-  std::string text = about_text(page.title, page.summary, page.about);
+std::string page_help(Page const& page, std::size_t width) {
+  std::string text = about_text(page.title, page.summary, page.about, width);
   for (NamedAlike const& group : by_naming(page)) {
-    text += "\n" + (group.patterns.empty() ? "" : paragraph("", joined(group.patterns, ", ")));
+    text += "\n" + (group.patterns.empty() ? "" : paragraph("", joined(group.patterns, ", "), width));
     std::vector<Row> rows;
     for (Command const* command : group.commands) rows.push_back({command->base, command->summary});
-    text += rows_text(rows, 2);
+    text += rows_text(rows, 2, width);
   }
   return text;
 }
 
-std::string family_help(Family const& family) {
+std::string family_help(Family const& family, std::size_t width) {
   const std::string more = family.more.empty() ? "" : "\nMore: " + family.more + "\n";
-  if (family.pages.size() == 1) return page_help(family.pages[0]) + more;
+  if (family.pages.size() == 1) return page_help(family.pages[0], width) + more;
   std::vector<Row> rows;
   for (Page const& page : family.pages)
     rows.push_back({page.name, page.summary + " (" + std::to_string(page.commands.size()) + " commands)"});
-  return about_text(family.title, family.summary, family.about) + "\n" + rows_text(rows, 2) + "\nhelp " +
+  return about_text(family.title, family.summary, family.about, width) + "\n" + rows_text(rows, 2, width) + "\nhelp " +
          family.pages[0].name + " lists the commands of a page.\n" + more;
 }
 
-std::string command_help(Command const& command, std::string const& name) {
+std::string command_help(Command const& command, std::string const& name, std::size_t width) {
   const std::string usage = command.usage();
-  std::string text = name + (usage.empty() ? "" : " " + usage) + "\n\n" + paragraph("  ", command.summary + ".");
+  std::string text = name + (usage.empty() ? "" : " " + usage) + "\n\n" + paragraph("  ", command.summary + ".", width);
   if (command.names.size() > 1) {
     std::vector<std::string> others;
     std::copy_if(command.names.begin(), command.names.end(), std::back_inserter(others),
                  [&](std::string const& other) { return other != name; });
-    text += paragraph("  Likewise: ", joined(others, ", "));
+    text += paragraph("  Likewise: ", joined(others, ", "), width);
   }
-  std::string words_text = rows_text(word_rows(command), 2);
+  std::string words_text = rows_text(word_rows(command), 2, width);
   if (command.has_ignored_words()) words_text += "  Further words are ignored.\n";
   if (!words_text.empty()) text += "\nWords:\n" + words_text;
-  for (Word const& word : command.words) text += keys_text(word, name);
-  text += "\n" + paragraph("Result: ", command.result);
-  text += paragraph("As JSON: ", shape_words(command.shape));
+  for (Word const& word : command.words) text += keys_text(word, name, width);
+  for (Option const& option : command.options) text += keys_text(option.word, name, width);
+  text += "\n" + paragraph("Result: ", command.result, width);
+  text += paragraph("As JSON: ", shape_words(command.shape), width);
   text += "\nExample:\n";
   const Example example = command.example_of(name);
   if (!example.setup.empty()) text += "  % " + example.setup + "\n";
   text += "  % " + example.script + "\n";
   const std::string result = example.shown_result();
   for (const std::string_view line : kdi::text::lines(result)) text.append("  ").append(line).append("\n");
-  text += failures_text(command, name);
+  text += failures_text(command, name, width);
   if (!command.notes.empty()) text += "\n";
-  for (std::string const& note : command.notes) text += paragraph("", note);
+  for (std::string const& note : command.notes) text += paragraph("", note, width);
   return text;
 }
 
@@ -237,16 +243,70 @@ std::vector<std::string> close_names(Table const& table, std::string const& name
   return names;
 }
 
-std::string topic_help(Table const& table, std::string const& topic) {
+namespace {
+
+// Entries, each with the name by which it was found.
+using Found = std::map<Command const*, std::string>;
+
+// Those of which a name, with its namespace or without, begins so.
+Found beginning_so(Table const& table, std::string_view begin) {
+  Found found;
+  for (auto const& [name, command] : table.commands())
+    if (name.starts_with(begin) || tail_of(name).starts_with(begin)) found.emplace(command, name);
+  return found;
+}
+
+std::vector<Family const*> families_beginning_so(Table const& table, std::string_view begin) {
+  std::vector<Family const*> found;
+  for (auto const& family : table.families())
+    if (family->name.starts_with(begin)) found.push_back(family.get());
+  return found;
+}
+
+bool holds(std::string const& text, std::string const& lowered_word) {
+  return kdi::text::lowered(text).find(lowered_word) != std::string::npos;
+}
+
+// Families, pages and commands that have the word in a name or a summary.
+std::vector<Row> rows_with(Table const& table, std::string const& word) {
+  const std::string lowered = kdi::text::lowered(word);
+  const auto has = [&](auto const& one) {
+    return holds(one.name, lowered) || holds(one.title, lowered) || holds(one.summary, lowered);
+  };
+  std::vector<Row> rows;
+  for (auto const& family : table.families()) {
+    if (has(*family)) rows.push_back({family->name, family->summary});
+    if (family->pages.size() > 1)
+      for (Page const& page : family->pages)
+        if (has(page)) rows.push_back({page.name, page.summary});
+  }
+  for (auto const& [name, command] : table.commands())
+    if (holds(name, lowered) || holds(command->summary, lowered)) rows.push_back({name, command->summary});
+  return rows;
+}
+
+bool is_pattern(std::string const& topic) { return topic.find_first_of("*?[\\") != std::string::npos; }
+
+}  // namespace
+
+std::string topic_help(Table const& table, std::string const& topic, std::size_t width) {
   if (Command const* const command = table.command(topic))
-    return command_help(*command, topic.substr(topic.find_first_not_of(':')));
-  if (Family const* const family = table.family(topic)) return family_help(*family);
-  if (Page const* const page = table.page(topic)) return page_help(*page);
+    return command_help(*command, topic.substr(topic.find_first_not_of(':')), width);
+  if (Family const* const family = table.family(topic)) return family_help(*family, width);
+  if (Page const* const page = table.page(topic)) return page_help(*page, width);
 
   std::vector<Row> rows;
-  for (auto const& [name, command] : table.commands())
-    if (Tcl_StringMatch(name.c_str(), topic.c_str()) != 0) rows.push_back({name, command->summary});
-  if (!rows.empty()) return rows_text(rows, 0);
+  if (is_pattern(topic)) {
+    for (auto const& [name, command] : table.commands())
+      if (Tcl_StringMatch(name.c_str(), topic.c_str()) != 0) rows.push_back({name, command->summary});
+  } else if (std::any_of(topic.begin(), topic.end(), kdi::text::is_letter_or_digit)) {
+    const Found begun = beginning_so(table, topic);
+    const std::vector<Family const*> families = families_beginning_so(table, topic);
+    if (begun.size() == 1 && families.empty()) return command_help(*begun.begin()->first, begun.begin()->second, width);
+    if (begun.empty() && families.size() == 1) return family_help(*families[0], width);
+    rows = rows_with(table, topic);
+  }
+  if (!rows.empty()) return rows_text(rows, 0, width);
 
   const std::vector<std::string> close = close_names(table, topic);
   throw std::runtime_error(

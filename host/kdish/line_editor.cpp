@@ -7,6 +7,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
 
 namespace kdish {
 namespace {
@@ -20,6 +23,17 @@ std::size_t terminal_columns() {
   winsize size{};
   constexpr std::size_t kUsual = 80;
   return ::ioctl(::fileno(screen()), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
+}
+
+// Ask the terminal for marks around what is pasted, while a line is edited: programs that run know nothing of them.
+constexpr char const* kMarkPastes = "\033[?2004h";
+constexpr char const* kMarkNone = "\033[?2004l";
+
+void tell_terminal(char const* sequence) {
+  char const* const terminal = std::getenv("TERM");
+  if (terminal == nullptr || *terminal == '\0' || std::strcmp(terminal, "dumb") == 0) return;
+  std::fputs(sequence, screen());
+  std::fflush(screen());
 }
 
 // Candidates in columns, read downwards.
@@ -70,6 +84,8 @@ struct LineEditor::state {
   static unsigned char on_tab(EditLine* editor, int /*character*/) {
     LineInfo const* const line = el_line(editor);
     const std::string to_cursor(line->buffer, line->cursor);
+    if (to_cursor.find_first_not_of(" \t") == std::string::npos)  // indented text that a terminal without marks pastes
+      return el_insertstr(editor, "\t") == -1 ? CC_ERROR : CC_REFRESH;
     Completion completion;
     try {
       completion = of(editor).completer(to_cursor);
@@ -89,6 +105,19 @@ struct LineEditor::state {
     if (is_only) return CC_ERROR;
     show(completion.candidates);
     return CC_REDISPLAY;
+  }
+
+  // What is pasted comes between two marks, and is text: no key in it does anything. A line end is one of the
+  // terminal's.
+  static unsigned char on_paste(EditLine* editor, int /*character*/) {
+    constexpr std::wstring_view kEnd = L"\033[201~";
+    std::wstring text;
+    wchar_t character = L'\0';
+    while (!text.ends_with(kEnd) && el_wgetc(editor, &character) == 1)
+      if (character != L'\0') text += character == L'\r' ? L'\n' : character;
+    if (text.ends_with(kEnd)) text.resize(text.size() - kEnd.size());
+    while (text.ends_with(L'\n')) text.pop_back();  // Return runs it
+    return text.empty() || el_winsertstr(editor, text.c_str()) == -1 ? CC_ERROR : CC_REFRESH;
   }
 
   // What the editor counts in.
@@ -116,6 +145,8 @@ LineEditor::LineEditor(std::vector<std::string> const& history, Completer comple
   el_set(editor, EL_ADDFN, "kdish-complete", "Completes the word", state::on_tab);
   el_set(editor, EL_ADDFN, "kdish-interrupt", "Gives the line up", state::on_interrupt);
   el_set(editor, EL_BIND, "\t", "kdish-complete", nullptr);
+  el_set(editor, EL_ADDFN, "kdish-paste", "Takes pasted text as it is", state::on_paste);
+  el_set(editor, EL_BIND, "\033[200~", "kdish-paste", nullptr);
   el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
   // While a line is edited Ctrl-C is a key like others, not a signal.
   el_set(editor, EL_SETTY, "-d", "-isig", nullptr);
@@ -131,7 +162,9 @@ LineEditor::Ending LineEditor::read(std::string const& prompt, std::string& line
   int count = 0;
   errno = 0;
   el_set(state_->editor, EL_PREP_TERM, 1);  // before the prompt is there: a key typed at it is a key, not a signal
+  tell_terminal(kMarkPastes);
   char const* const text = el_gets(state_->editor, &count);
+  tell_terminal(kMarkNone);
   if (state_->interrupted) return Ending::interrupted;
   if (text == nullptr || count <= 0) return count < 0 && errno == EINTR ? Ending::interrupted : Ending::end_of_input;
   line.assign(text, static_cast<std::size_t>(count));

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "host/kdish/characters.h"
 #include "host/kdish/shell.h"
 #include "host/streams.h"
 
@@ -27,6 +28,7 @@ constexpr char const* kUsage =
     "  --color when      auto (default), always or never\n"
     "  --help, --version\n"
     "\n"
+    "A session reads ~/.kdishrc first, or the file that KDISH_RC names; none if that is empty.\n"
     "Exit status: 0; 1 if a command fails; 2 for a mistake in these words; what `exit` says in a script.\n";
 
 class UsageError : public std::runtime_error {
@@ -113,6 +115,7 @@ int main(int argc, char** argv) {
   constexpr int kMisused = 2;
   host::fill_standard_streams();
   Tcl_FindExecutable(argv[0]);
+  kdish::agree_on_characters();
   std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a fault of writing it, told as such
   try {
     const Invocation invocation = read_words({argv + 1, argv + argc});

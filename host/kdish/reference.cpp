@@ -114,6 +114,7 @@ void add_command(std::string& page, Command const& command, KeyTables& told) {
   for (std::string const& name : command.names) page += "    " + name + (usage.empty() ? "" : " " + usage) + "\n";
   add_words(page, command);
   for (Word const& word : command.words) add_keys(page, command, word, told);
+  for (Option const& option : command.options) add_keys(page, command, option.word, told);
   page += "\nResult: " + command.result + " As JSON: " + code(shape_words(command.shape)) + "\n";
   add_example(page, command.example_of(command.names[0]));
   add_failures(page, command);

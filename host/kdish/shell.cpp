@@ -11,11 +11,13 @@
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 #include "host/kdish/command_end.h"
 #include "host/kdish/help.h"
 #include "host/kdish/history.h"
 #include "host/kdish/line_editor.h"
+#include "host/kdish/part_names.h"
 #include "host/kdish/result_json.h"
 #include "kdi/common/KdiDataDir.h"
 #include "kdi/common/KdiFile.h"
@@ -23,8 +25,8 @@
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/ParamHost.h"
 #include "kdi/common/host/TclHost.h"
-#include "kdi/device/host/PartCatalogue.h"
 #include "kdi/tcl/command.h"
+#include "tcltasks/dsp/ducddcgen/ducddc_catalogue.h"
 
 namespace kdish {
 namespace {
@@ -126,14 +128,16 @@ void load(Tcl_Interp* interp, std::string const& library) {
   Tcl_ResetResult(interp);
 }
 
-// Absolute, since the person may go elsewhere before the next command is kept.
-std::string history_path() {
+// A person's own file: the one that the variable names, none if it is empty; else `name` at home. Absolute, since the
+// person may go elsewhere.
+std::string own_file(char const* variable, char const* name) {
   std::error_code is_gone;
-  if (char const* const given = std::getenv("KDISH_HISTORY"))
+  if (char const* const given = std::getenv(variable))
     return *given == '\0' ? "" : std::filesystem::absolute(given, is_gone).string();
   char const* const home = std::getenv("HOME");
-  return home == nullptr || *home == '\0' ? "" : std::string(home) + "/.kdish_history";
+  return home == nullptr || *home == '\0' ? "" : std::string(home) + "/" + name;
 }
+std::string history_path() { return own_file("KDISH_HISTORY", ".kdish_history"); }
 
 char const* colour_of(ComMsgMgr::MsgMask mask) {
   if (mask >= ComMsgMgr::MSG_ERROR) return kRed;
@@ -190,21 +194,26 @@ std::vector<std::string> command_names(Tcl_Interp* interp, Table const& table, s
 }
 
 std::vector<std::string> part_names() {
-  using kdi::device::PartCatalogue;
-  std::vector<std::string> names;
-  for (std::string const& device : PartCatalogue::global().devices()) {
-    try {
-      for (std::string const& part : PartCatalogue::global().parts(device)) names.push_back(part);
-    } catch (std::exception const&) {
-      continue;  // a broken file is told of when its parts are asked for
-    }
-  }
-  return names;
+  return all_parts([](std::exception const&) {});  // a broken file is told of when its parts are asked for
 }
 
 std::vector<std::string> parameter_names() {
   std::vector<std::string> names;
   for (param_host::Parameter const& parameter : param_host::list()) names.push_back(parameter.name);
+  return names;
+}
+
+// Of the catalogue of filter chains, which is in ascending order.
+std::vector<std::string> chain_names(std::string const& prefix) {
+  using namespace ducddcgen_init;
+  auto const* const end = database + kRecords;
+  auto const* at = std::lower_bound(
+      database, end, prefix, [](Record const& record, std::string const& text) { return name_of(record) < text; });
+  std::vector<std::string> names;
+  for (; at != end; ++at) {
+    names.push_back(name_of(*at));
+    if (!names.back().starts_with(prefix)) break;
+  }
   return names;
 }
 
@@ -260,6 +269,7 @@ KnownNames known_names(Tcl_Interp* interp, Table const& table) {
   };
   names.parts = [](std::string const&) { return part_names(); };
   names.parameters = [](std::string const&) { return parameter_names(); };
+  names.chains = chain_names;
   names.cores = [interp](std::string const&) { return listed(interp, {"::coretools::list"}); };
   names.core_parameters = [interp](KnownNames::Core const& core, std::string const& prefix) {
     return core_parameter_names(interp, core, prefix);
@@ -268,6 +278,33 @@ KnownNames known_names(Tcl_Interp* interp, Table const& table) {
     return core_value_names(interp, core, parameter);
   };
   return names;
+}
+
+}  // namespace
+
+namespace {
+
+// A list on lines of the width, broken between its elements; `step` of them stay together. It is the same list.
+std::string list_lines(std::string const& list, std::size_t width, std::size_t step) {
+  const tcl::ObjRef object(tcl::new_text(list));
+  const auto elements = tcl::elements_of(object.get());
+  if (!elements) return list;
+  std::string lines;
+  std::size_t column = 0;
+  for (std::size_t i = 0; i < elements->size(); i += step) {
+    const std::vector<Tcl_Obj*> together(
+        elements->begin() + static_cast<std::ptrdiff_t>(i),
+        elements->begin() + static_cast<std::ptrdiff_t>(std::min(i + step, elements->size())));
+    const tcl::ObjRef group(Tcl_NewListObj(static_cast<int>(together.size()), together.data()));
+    const std::string text = text_of(group.get());
+    const std::size_t length = static_cast<std::size_t>(Tcl_NumUtfChars(text.data(), static_cast<int>(text.size())));
+    const bool is_first = i == 0;
+    const bool fits = column + 1 + length <= width;
+    lines += is_first ? "" : fits ? " " : "\n";
+    lines += text;
+    column = is_first || !fits ? length : column + 1 + length;
+  }
+  return lines;
 }
 
 }  // namespace
@@ -446,9 +483,11 @@ int Shell::run_standard_input() {
   set_arguments(options_.script.empty() ? "kdish" : options_.script);
   Tcl_Channel const input = Tcl_GetStdChannel(TCL_STDIN);
   if (input == nullptr) return 0;
-  Tcl_SetChannelOption(nullptr, input, "-blocking", "1");  // whoever shares it may have made it otherwise
+  Tcl_SetChannelOption(nullptr, input, "-blocking", "1");      // whoever shares it may have made it otherwise
+  Tcl_SetChannelOption(nullptr, input, "-encoding", "utf-8");  // as scripts and journals are
   std::string script;
   CommandEnd end;
+  int line_number = 0, first_line = 1;
   for (;;) {
     const tcl::ObjRef line(Tcl_NewObj());
     const bool is_end = Tcl_GetsObj(input, line.get()) < 0;
@@ -457,24 +496,31 @@ int Shell::run_standard_input() {
       return 1;
     }
     if (!is_end) {
+      ++line_number;
       const std::string text = text_of(line.get()) + "\n";
       script += text;
       if (!end.add(text)) continue;
     }
     if (!script.empty()) script.pop_back();
     if (!is_blank(script)) {
-      if (const int status = run_piece(script); status != 0) return status;
+      if (const int status = run_piece(script, first_line); status != 0) return status;
     }
     script.clear();
     end.clear();
+    first_line = line_number + 1;
     if (is_end) return 0;
   }
 }
 
-int Shell::run_piece(std::string const& script) {
-  if (options_.json) return run_whole(script);
-  if (journalled(script) == TCL_OK) return 0;
-  report_error(true);
+int Shell::run_piece(std::string const& script, int first_line) {
+  if (journalled(script) == TCL_OK) {
+    return complaining([&] {
+      if (options_.json) show_result(script);
+      return 0;
+    });
+  }
+  const int line = first_line + std::max(Tcl_GetErrorLine(interp_), 1) - 1;
+  report_error(true, "standard input:" + std::to_string(line) + ": ");
   return 1;
 }
 
@@ -491,25 +537,38 @@ void Shell::become_interactive() {
   Tcl_CreateExitHandler([](ClientData data) { static_cast<Shell*>(data)->progress_->end(); }, this);
 }
 
+// A history that fails is told of once.
+void Shell::with_history(std::function<void()> const& step) {
+  try {
+    if (keeps_history_) step();
+  } catch (std::exception const& error) {
+    keeps_history_ = false;
+    complain(error.what());
+  }
+}
+
+std::vector<std::string> Shell::typed_commands() const {
+  if (history_) return typed_;
+  return HistoryFile(history_path(), LineEditor::kMostRemembered).load();
+}
+
+// What a person wants to be there in each session. It is a command of the journal like those that follow it.
+void Shell::read_start_file() {
+  const std::string path = own_file("KDISH_RC", ".kdishrc");
+  std::error_code failed;
+  if (path.empty() || (std::getenv("KDISH_RC") == nullptr && !std::filesystem::exists(path, failed))) return;
+  const std::vector<std::string> words = {"source", "-encoding", "utf-8", tcl::from_system(path)};
+  if (journalled(text_of(tcl::ObjRef(tcl::new_list(words)).get())) != TCL_OK) report_error(true);
+}
+
 int Shell::run_terminal() {
   set_arguments("kdish");
   become_interactive();
   const KnownNames names = known_names(interp_, table());
   std::string pending;  // the lines of a command that is not complete yet, in Tcl's encoding
-  const HistoryFile history(history_path(), LineEditor::kMostRemembered);
-  std::vector<std::string> remembered;
-  bool keeps_history = true;
-  // A history that fails is told of once.
-  const auto with_history = [&](auto step) {
-    try {
-      if (keeps_history) step();
-    } catch (std::exception const& error) {
-      keeps_history = false;
-      complain(error.what());
-    }
-  };
-  with_history([&] { remembered = history.load(); });
-  editor_ = new LineEditor(remembered, [&](std::string const& to_cursor) {
+  history_.emplace(history_path(), LineEditor::kMostRemembered);
+  with_history([&] { typed_ = history_->load(); });
+  editor_ = new LineEditor(typed_, [&](std::string const& to_cursor) {
     Completion completion = complete(pending + tcl::from_system(to_cursor), table(), names);
     if (completion.begin < pending.size()) return Completion{};  // a word that began on an earlier line
     completion.begin = tcl::to_system(tcl::from_system(to_cursor).substr(0, completion.begin - pending.size())).size();
@@ -519,36 +578,55 @@ int Shell::run_terminal() {
     }
     return completion;
   });
+  read_start_file();
   for (;;) {
     begin_line();
     std::string line;
     const LineEditor::Ending ending = editor_->read(pending.empty() ? kPrompt : kContinuation, line);
-    if (ending != LineEditor::Ending::line) {
-      const bool leaves = ending == LineEditor::Ending::end_of_input && pending.empty();
-      if (ending == LineEditor::Ending::end_of_input) print("\n");
-      pending.clear();
-      if (leaves) return 0;
+    if (ending == LineEditor::Ending::line) {
+      run_typed(tcl::from_system(line), pending);
       continue;
     }
-    std::string script = pending + tcl::from_system(line);
-    if (Tcl_CommandComplete((script + "\n").c_str()) == 0) {
-      pending = script + "\n";
-      continue;
-    }
+    const bool leaves = ending == LineEditor::Ending::end_of_input && pending.empty();
+    if (ending == LineEditor::Ending::end_of_input) print("\n");
     pending.clear();
-    if (is_blank(script)) continue;
-    const std::string typed = tcl::to_system(script);
-    if (editor_->remember(typed)) with_history([&] { history.add(typed); });
-    if (journalled(script) != TCL_OK) {
-      report_error(false);
-      continue;
-    }
-    try {
-      show_result(script);
-    } catch (std::exception const& error) {
-      complain(error.what());
-    }
+    if (leaves) return 0;
   }
+}
+
+// A line, or several where text was pasted: those run command by command, until one fails.
+void Shell::run_typed(std::string const& text, std::string& pending) {
+  const std::vector<std::string_view> lines = kdi::text::split(text, '\n');
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    pending += lines[i];
+    pending += '\n';
+    if (Tcl_CommandComplete(pending.c_str()) == 0) continue;
+    pending.pop_back();
+    const std::string script = std::exchange(pending, {});
+    if (is_blank(script) || run_typed_command(script)) continue;
+    if (const std::size_t left = lines.size() - i - 1; left != 0)
+      complain("not run: " + std::to_string(left) + (left == 1 ? " line" : " lines") + " behind this command");
+    return;
+  }
+}
+
+bool Shell::run_typed_command(std::string const& script) {
+  const std::string typed = tcl::to_system(script);
+  if (editor_->remember(typed)) {
+    typed_.push_back(typed);
+    with_history([&] { history_->add(typed); });
+  }
+  if (journalled(script) != TCL_OK) {
+    report_error(false);
+    return false;
+  }
+  try {
+    show_result(script);
+  } catch (std::exception const& error) {
+    complain(error.what());
+    return false;
+  }
+  return true;
 }
 
 int Shell::replay(std::string const& path) {
@@ -577,7 +655,8 @@ int Shell::replay_entries(std::string const& path) {
     const int code = Tcl_EvalEx(interp_, entry.script.c_str(), static_cast<int>(entry.script.size()), TCL_EVAL_GLOBAL);
     const std::string result = text_of(Tcl_GetObjResult(interp_));
     const bool is_ok = code == TCL_OK;
-    if (is_ok && !result.empty()) print_or_fail(result + "\n");
+    if (!result.empty() && (is_ok || entry.ending != JournalEntry::Ending::ok))
+      print_or_fail((is_ok ? "" : "error: ") + result + "\n");
     if (entry.ending != JournalEntry::Ending::unknown && is_ok != (entry.ending == JournalEntry::Ending::ok)) {
       tcl::fail(interp_, path + ":" + std::to_string(entry.line) + ": the command " +
                              (is_ok ? "failed when it was journalled, and succeeds now"
@@ -599,10 +678,21 @@ void Shell::show_result(std::string const& script) {
       throw std::runtime_error(std::string("the result cannot be written: ") + std::strerror(errno));
     return;
   }
-  std::string text = text_of(result);
+  std::string text = shown(script, result);
   if (text.empty()) return;
   if (text.back() != '\n') text += '\n';
   print_or_fail(text);
+}
+
+// At a terminal lists that the table knows of are broken into lines.
+std::string Shell::shown(std::string const& script, Tcl_Obj* result) {
+  const std::string text = text_of(result);
+  const std::size_t width = ::isatty(STDOUT_FILENO) != 0 ? terminal_width() : text.size();
+  if (text.size() <= width || text.find('\n') != std::string::npos) return text;
+  Command const* const command = table().command(last_command(script));
+  const Shape::Kind kind = command == nullptr ? Shape::Kind::text : command->shape.kind;
+  if (kind == Shape::Kind::list || kind == Shape::Kind::tuple) return list_lines(text, width, 1);
+  return kind == Shape::Kind::dict ? list_lines(text, width, 2) : text;
 }
 
 void Shell::print_or_fail(std::string const& text) {
@@ -648,7 +738,20 @@ std::vector<std::string> Shell::names_close_to(std::string const& name) {
   }
 }
 
-void Shell::report_error(bool with_trace) {
+// Near names, where the error is that something is unknown.
+std::string Shell::advice_on(std::string const& error) {
+  constexpr std::string_view kUnknownCommand = "invalid command name \"";
+  constexpr std::string_view kPart = "part \"", kUnknown = "\" is not known";
+  std::vector<std::string> meant;
+  if (error.starts_with(kUnknownCommand)) {
+    meant = names_close_to(error.substr(kUnknownCommand.size(), error.size() - kUnknownCommand.size() - 1));
+  } else if (const std::size_t at = error.find(kPart), end = error.find(kUnknown, at); end != std::string::npos) {
+    meant = parts_close_to(error.substr(at + kPart.size(), end - at - kPart.size()));
+  }
+  return meant.empty() ? "" : "\ndid you mean " + kdi::text::joined(meant, ", ") + "?";
+}
+
+void Shell::report_error(bool with_trace, std::string const& place) {
   if (Tcl_Channel const output = Tcl_GetStdChannel(TCL_STDOUT)) Tcl_Flush(output);
   const std::string result = text_of(Tcl_GetObjResult(interp_));
   std::string text = result;
@@ -656,13 +759,7 @@ void Shell::report_error(bool with_trace) {
     char const* const trace = Tcl_GetVar(interp_, "errorInfo", TCL_GLOBAL_ONLY);
     if (trace != nullptr && std::string_view(trace).starts_with(result)) text = trace;
   }
-  constexpr std::string_view kUnknown = "invalid command name \"";
-  if (result.starts_with(kUnknown)) {
-    const std::string meant =
-        kdi::text::joined(names_close_to(result.substr(kUnknown.size(), result.size() - kUnknown.size() - 1)), ", ");
-    if (!meant.empty()) text += "\ndid you mean " + meant + "?";
-  }
-  complain(tcl::to_system(kdi::text::printable(text)), kRed);
+  complain(tcl::to_system(kdi::text::printable(place + text + advice_on(result))), kRed);
 }
 
 }  // namespace kdish

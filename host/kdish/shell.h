@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/kdish/command_table.h"
+#include "host/kdish/history.h"
 #include "host/kdish/journal.h"
 #include "host/kdish/terminal.h"
 
@@ -46,6 +47,8 @@ class Shell {
   /// Read when it is first asked for: most scripts never do. Throws as Table does.
   Table const& table();
   Journal& journal() { return journal_; }
+  /// The commands that were typed, of earlier sessions too, the oldest first.
+  std::vector<std::string> typed_commands() const;
   ProgressLine* progress() { return progress_.get(); }  ///< null if there is no terminal
   /// Runs the commands of a journal; the first one that ends otherwise than it did is an error, told in the
   /// interpreter's result. A Tcl status.
@@ -58,10 +61,14 @@ class Shell {
   int run_replay();
   int run_file();
   int run_standard_input();
-  int run_piece(std::string const& script);
+  int run_piece(std::string const& script, int first_line);
   int complaining(std::function<int()> const& step);
   std::string script_call();
   int run_terminal();
+  void read_start_file();
+  void run_typed(std::string const& text, std::string& pending);
+  bool run_typed_command(std::string const& script);
+  void with_history(std::function<void()> const& step);
   void become_interactive();
   int evaluate(std::string const& script);
   void with_journal(std::function<void()> const& step);
@@ -69,11 +76,14 @@ class Shell {
   int replay_entries(std::string const& path);
   int evaluate_file(std::string const& path);
   void show_result(std::string const& script);
+  std::string shown(std::string const& script, Tcl_Obj* result);
   bool print(std::string const& text);
   void print_or_fail(std::string const& text);
   void begin_line();
   std::vector<std::string> names_close_to(std::string const& name);
-  void report_error(bool with_trace);
+  std::string advice_on(std::string const& error);
+  /// `place`: where the script came from and its line, as `standard input:3: `.
+  void report_error(bool with_trace, std::string const& place = {});
   void complain(std::string const& text, char const* colour = nullptr);
   void set_arguments(std::string const& name);
 
@@ -87,6 +97,9 @@ class Shell {
   int json_descriptor_ = -1;
   bool has_colour_ = false;
   bool journal_failed_ = false;
+  std::optional<HistoryFile> history_;
+  std::vector<std::string> typed_;  // in the terminal's encoding
+  bool keeps_history_ = true;
 };
 
 /// Registers the shell's own commands in its interpreter.

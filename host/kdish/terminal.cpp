@@ -16,11 +16,10 @@ namespace kdish {
 
 bool write_all(int descriptor, std::string_view bytes) { return kdi::write_all(descriptor, bytes) == bytes.size(); }
 
-std::size_t terminal_width() {
-  constexpr std::size_t kWidth = 80;
+std::size_t terminal_width(std::size_t otherwise) {
   winsize size{};
   const bool is_told = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return is_told ? size.ws_col : kWidth;
+  return is_told ? size.ws_col : otherwise;
 }
 
 bool wants_colour(int descriptor) {

@@ -15,8 +15,8 @@ namespace kdish {
 /// Writes all of `bytes`; false if that fails, as for a pipe that nobody reads any more.
 bool write_all(int descriptor, std::string_view bytes);
 
-/// The columns of the terminal that standard output is; 80 where it is none.
-std::size_t terminal_width();
+/// The columns of the terminal that standard output is; `otherwise` where it is none.
+std::size_t terminal_width(std::size_t otherwise = 80);
 
 /// Whether to colour what goes to `descriptor`: it is a terminal that can, and the environment has no NO_COLOR.
 bool wants_colour(int descriptor);

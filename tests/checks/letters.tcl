@@ -8,6 +8,7 @@ set root [file normalize [lindex $argv 0]]
 set meant {
   platform/common/KdiNumber.cpp  {vsnprintf}
   host/kdish/line_editor.cpp     {mbstowcs}
+  host/kdish/characters.cpp      {setlocale nl_langinfo {#include <clocale>}}
   platform/include/kdi/iostreams/ofstream.h  {ostream {#include <ostream>}}
   platform/iostreams/ofstream.cpp            {ostream}
 }

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <string>
@@ -94,10 +95,11 @@ inline Outcome run_apart(std::function<int()> const& body, Surroundings const& a
 /// A program at a terminal of its own.
 class TerminalSession {
  public:
-  TerminalSession(std::vector<std::string> const& words, Variables const& variables, std::string const& folder) {
+  TerminalSession(std::vector<std::string> const& words, Variables const& variables, std::string const& folder,
+                  unsigned short columns = 100) {
     winsize size{};
     size.ws_row = 40;
-    size.ws_col = 100;
+    size.ws_col = columns;
     child_ = ::forkpty(&terminal_, nullptr, nullptr, &size);
     if (child_ == 0 && program_detail::enter(variables, folder)) program_detail::become(words);
     if (child_ == 0) ::_exit(127);
@@ -170,6 +172,10 @@ class TerminalSession {
     const ssize_t count = ::read(terminal_, bytes, sizeof bytes);
     if (count <= 0) return false;
     screen_.append(bytes, static_cast<std::size_t>(count));
+    // what a program tells the terminal of pasted text is nothing that a person sees
+    for (char const* const sequence : {"\033[?2004h", "\033[?2004l"})
+      for (std::size_t at = screen_.find(sequence, seen_); at != std::string::npos; at = screen_.find(sequence, at))
+        screen_.erase(at, std::strlen(sequence));
     return true;
   }
 

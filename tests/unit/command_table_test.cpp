@@ -51,6 +51,43 @@ TEST(Help, TellsOfFamiliesCommandsAndPatterns) {
             "sd_fec::gen_turbo_params  The writes that set the Turbo decoder\n");
 }
 
+TEST(Help, FindsWhatAWordIsIn) {
+  const std::string found = kdish::topic_help(shipped(), "Turbo");
+  EXPECT_NE(found.find("\nsd_fec::gen_turbo_params  The writes"), std::string::npos) << found;
+  EXPECT_EQ(found.substr(0, 4), "fec ") << "families come first";
+  EXPECT_NE(kdish::topic_help(shipped(), "oscillators").find("gttools::choose"), std::string::npos);
+}
+
+TEST(Help, TheBeginOfAnOnlyNameLeads) {
+  const std::string command = kdish::topic_help(shipped(), "gen_turb");
+  EXPECT_EQ(command.substr(0, 25), "sd_fec::gen_turbo_params ");
+  EXPECT_EQ(kdish::topic_help(shipped(), "pow"), kdish::topic_help(shipped(), "power")) << "a family";
+  EXPECT_EQ(kdish::topic_help(shipped(), "ldpc::gen_").find("Words:"), std::string::npos) << "one of two";
+}
+
+TEST(Help, IsAsWideAsItIsAskedToBe) {
+  for (const std::size_t width : {40U, 80U, 132U})
+    for (char const* const topic : {"gttools", "clocktools::setting", "Ip_power_est_get_power_estimation"}) {
+      std::size_t longest = 0;
+      for (const std::string_view line : kdi::text::lines(kdish::topic_help(shipped(), topic, width))) {
+        if (line.size() <= width) longest = std::max(longest, line.size());
+        // what is longer is an example, an error's text or a single word
+        const bool is_broken = line.size() <= width || !line.starts_with("                ");
+        EXPECT_TRUE(is_broken || kdi::text::words(line).size() == 1) << width << ": " << line;
+      }
+      EXPECT_GT(longest, width - width / 4) << topic;
+    }
+  EXPECT_NE(kdish::topic_help(shipped(), "power", 40), kdish::topic_help(shipped(), "power", 80));
+}
+
+TEST(Help, TellsTheKeysOfWordsAndOptions) {
+  EXPECT_NE(kdish::topic_help(shipped(), "power").find("Ip_power_est"), std::string::npos);
+  EXPECT_NE(kdish::topic_help(shipped(), "Ip_power_est_get_power_estimation").find("\n  TX_LINE_RATE  "),
+            std::string::npos);
+  EXPECT_NE(kdish::topic_help(shipped(), "Ip_config_kdi_tcltasks_ip_init").find("Keys of -context:\n"),
+            std::string::npos);
+}
+
 TEST(Help, NamesWhatMayHaveBeenMeant) {
   const auto fault = [](std::string const& topic) {
     try {
@@ -60,8 +97,8 @@ TEST(Help, NamesWhatMayHaveBeenMeant) {
     }
     return std::string("none");
   };
-  EXPECT_EQ(fault("gen_turbo_param"),
-            "no command and no family \"gen_turbo_param\"; did you mean sd_fec::gen_turbo_params?");
+  EXPECT_EQ(fault("gen_turbo_parms"),
+            "no command and no family \"gen_turbo_parms\"; did you mean sd_fec::gen_turbo_params?");
   EXPECT_EQ(fault("xyz"), "no command and no family \"xyz\"; help lists the families");
   EXPECT_NE(fault(""), "none");
   EXPECT_NE(fault("::"), "none");

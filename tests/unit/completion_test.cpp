@@ -31,6 +31,7 @@ Completion completed(std::string const& text) {
   names.variables = among({"code", "codes", "x"});
   names.parts = among({"zrv1-a", "zrv1-b", "zrv2-a"});
   names.parameters = among({"project.one", "project.two"});
+  names.chains = among({"ddc_bw10_C1", "ddc_bw10_C2", "ddc_bw5_C1", "duc_bw10_C1"});
   names.cores = among({"core0", "core1"});
   names.core_parameters = [](KnownNames::Core const& core, std::string const& prefix) {
     const bool is_known = core.handle == "core0" || core.handle == "$c" || core.name == "xram";
@@ -113,6 +114,9 @@ TEST(Completion, OffersOptionsAndTheirValues) {
   EXPECT_EQ(offered("get_primitives -p"), Texts{"-part"});
   EXPECT_EQ(offered("get_primitives -part zrv2"), Texts{"zrv2-a"});
   EXPECT_EQ(offered("get_primitives -part zrv2-a -kind c"), (Texts{"clock", "controller"}));
+  EXPECT_EQ(offered("get_primitives -part zrv2-a "), Texts{"-kind"}) << "each but once";
+  EXPECT_EQ(offered("fectools::schedule_report ldpc {} -code a -cl"), Texts{"-clock"});
+  EXPECT_EQ(offered("get_primitives -part -"), Texts{}) << "a value is asked for";
 }
 
 TEST(Completion, OffersTheKeysOfADictionaryAndNothingForItsValues) {
@@ -132,6 +136,28 @@ TEST(Completion, OffersTheNamesOfPairsWhereANameIsDue) {
   EXPECT_EQ(offered(command + "width_a {"), Texts{}) << "data";
   EXPECT_EQ(offered("bmgtools::tiling v8_4 width_a 8 dep"), (Texts{"depth_a", "depth_b"}));
   EXPECT_EQ(offered("bmgtools::tiling "), (Texts{"v8_3", "v8_4"}));
+  EXPECT_EQ(offered("clocktools::setting inp"), Texts{"input"});
+  EXPECT_EQ(offered("clocktools::setting input 100 par"), Texts{"part"});
+}
+
+TEST(Completion, OffersValuesOfKeys) {
+  EXPECT_EQ(offered("clocktools::setting part zrv1"), (Texts{"zrv1-a", "zrv1-b"}));
+  EXPECT_EQ(offered("clocktools::setting input 100 primitive M"), Texts{"MMCM"});
+  EXPECT_EQ(offered("clocktools::setting whole "), (Texts{"false", "true"}));
+  EXPECT_EQ(offered("clocktools::setting input "), Texts{}) << "a number";
+  EXPECT_EQ(offered("bmgtools::tiling v8_4 type true_d"), Texts{"true_dual_port_ram"});
+  EXPECT_EQ(offered("Ip_power_est_get_power_estimation {Power_PART zrv2"), Texts{"zrv2-a"});
+  EXPECT_EQ(offered("Ip_power_est_get_power_estimation {NUM_CHANNELS 4 GT_DIR"), Texts{"GT_DIRECTION"});
+  EXPECT_EQ(offered("Ip_config_kdi_tcltasks_ip_init -context {part zrv2"), Texts{"zrv2-a"}) << "in an option's list";
+}
+
+TEST(Completion, OffersChainsPieceByPiece) {
+  EXPECT_EQ(offered("ducddcgen d"), (Texts{"ddc_", "duc_"}));
+  EXPECT_FALSE(completed("ducddcgen dd").candidates.at(0).whole) << "the name goes on";
+  EXPECT_EQ(offered("ducddcgen ddc_"), (Texts{"ddc_bw10_", "ddc_bw5_"}));
+  EXPECT_EQ(offered("ducddcgen ddc_bw10_"), (Texts{"ddc_bw10_C1", "ddc_bw10_C2"}));
+  EXPECT_TRUE(completed("ducddcgen ddc_bw5_").candidates.at(0).whole);
+  EXPECT_EQ(offered("ducddcgen x"), Texts{});
 }
 
 TEST(Completion, OffersVariablesBehindADollar) {

@@ -94,6 +94,33 @@ TEST(Script, StandardInputIsRunCommandByCommandUntilOneFails) {
   EXPECT_EQ(kdish({}, {{}, "", "gets stdin line\nthe next line\nputs <$line>", ""}).out, "<the next line>\n");
 }
 
+TEST(Script, AnErrorFromStandardInputHasALine) {
+  const auto fault = [](std::string const& input) {
+    const std::string text = kdish({}, {{}, "", input, ""}).err;
+    return text.substr(0, text.find('\n'));
+  };
+  EXPECT_EQ(fault("error no"), "standard input:1: no");
+  EXPECT_EQ(fault("\n# a remark\nset x {a\nb}\n\nset y 1; error no\n"), "standard input:6: no");
+  EXPECT_EQ(fault("set x 1\nif 1 {\n  set y 1\n\n  error no\n}\n"), "standard input:5: no") << "inside the command";
+  EXPECT_EQ(fault("proc f {} {\n  error deep\n}\n\nf"), "standard input:5: deep");
+  EXPECT_EQ(fault("set x 1\nputs {a\n"), "standard input:2: missing close-brace");
+}
+
+TEST(Script, TextsAreUtf8WhereverTheyComeFrom) {
+  const Scratch folder;
+  const std::string commands =
+      "puts [string length \"\xC3\xA4\xE2\x82\xAC\"]; puts \xC3\xA4; puts [llength [glob -nocomplain \xC3\xBC]]";
+  const std::string path = folder.file("s.tcl", commands);
+  folder.file("\xC3\xBC", "");
+  for (char const* const locale : {"C", "POSIX", "C.UTF-8", ""}) {
+    const Surroundings around{{{"LC_ALL", locale}, {"LANG", ""}}, folder.folder(), commands, ""};
+    EXPECT_EQ(kdish({path}, around).out, "2\n\xC3\xA4\n1\n") << locale;
+    EXPECT_EQ(kdish({}, around).out, "2\n\xC3\xA4\n1\n") << locale;
+    EXPECT_EQ(kdish({"-c", commands}, around).out, "2\n\xC3\xA4\n1\n") << locale;
+    EXPECT_EQ(kdish({"-c", "puts [string length [lindex $argv 0]]", "\xC3\xA4"}, around).out, "1\n") << locale;
+  }
+}
+
 TEST(Script, OneCommandPrintsItsResult) {
   EXPECT_EQ(kdish({"-c", "lindex $argv 1", "a", "b"}).out, "b\n");
   EXPECT_EQ(kdish({"-c", "set x 1; list a {b c}"}).out, "a {b c}\n");
@@ -115,6 +142,11 @@ TEST(Script, ThePackageMayAskTheShell) {
       {"set_param nothing", "wrong # args: should be \"set_param name value\"\n"},
       {"get_param nothing", "parameter \"nothing\" is not declared\n"},
       {"get_part nothing", "part \"nothing\" is not known; list_parts names them all\n"},
+      {"catch {get_part zrv7030-c484-1-x} e; error $e",
+       "part \"zrv7030-c484-1-x\" is not known; list_parts names them all\n"},
+      {"history x", "expected integer but got \"x\"\n"},
+      {"history -1", "a number of commands is not negative\n"},
+      {"compare_journals /nonexistent /nonexistent", "/nonexistent: "},
       {"report_part {}", "part \"\" is not known; list_parts names them all\n"},
       {"explain core0", "wrong # args: should be \"explain core parameter ?message?\"\n"},
       {"get_primitives -part", "wrong # args: should be \"get_primitives -part value ?-kind value?\"\n"},
@@ -135,6 +167,38 @@ TEST(Script, ThePackageMayAskTheShell) {
     EXPECT_EQ(failed.status, 1) << command;
     EXPECT_TRUE(failed.err.starts_with(fault)) << command << ": " << failed.err;
   }
+}
+
+TEST(Script, PartsAreFoundByTheirBegin) {
+  EXPECT_EQ(kdish({"-c", "list_parts zrv7030-c484-2"}).out, "zrv7030-c484-2-c zrv7030-c484-2-i\n");
+  EXPECT_EQ(kdish({"-c", "list_parts zrv7030-c484-2-c"}).out, "zrv7030-c484-2-c\n");
+  EXPECT_EQ(kdish({"-c", "list_parts zrv7030-c484-2*i"}).out, "zrv7030-c484-2-i\n");
+  const Outcome none = kdish({"-c", "list_parts zrv7031-c484"});
+  EXPECT_EQ(none.out, "");
+  EXPECT_EQ(none.err,
+            "WARNING: [kdish] no part begins with \"zrv7031-c484\"; did you mean zrv7030-c484-1-c, zrv7030-c484-1-i, "
+            "zrv7030-c484-2-c?\n");
+  EXPECT_EQ(kdish({"-c", "list_parts zrv7031*"}).err, "") << "a pattern asks, and none is an answer";
+}
+
+TEST(Script, APartThatIsNotKnownIsAnsweredWithNearOnes) {
+  for (char const* const command :
+       {"report_part zrv7030-c484-1-x", "clocktools::setting part zrv7030-c484-1-x input 100 outputs 100"}) {
+    const Outcome outcome = kdish({"-c", command});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("\ndid you mean zrv7030-c484-1-c, zrv7030-c484-1-i, "), std::string::npos)
+        << outcome.err;
+  }
+  EXPECT_EQ(kdish({"-c", "get_part quite_different"}).err.find("did you mean"), std::string::npos);
+}
+
+TEST(Script, HistoryPrintsWhatWasTyped) {
+  const Scratch folder;
+  folder.file("h", "# kdish history 1\nset x 1\nlist {a\\nb}\nset \xC3\xA4 2\n");
+  const Surroundings around{{{"KDISH_HISTORY", folder.path("h")}, {"LC_ALL", "C"}}, "", "", ""};
+  EXPECT_EQ(kdish({"-c", "history"}, around).out, "1  set x 1\n2  list {a\n   b}\n3  set \xC3\xA4 2\n");
+  EXPECT_EQ(kdish({"-c", "history 1"}, around).out, "3  set \xC3\xA4 2\n");
+  EXPECT_EQ(kdish({"-c", "history 100"}, around).out, kdish({"-c", "history"}, around).out);
 }
 
 TEST(Script, ABrokenDeviceIsToldOfAndLeftOut) {
@@ -349,6 +413,57 @@ TEST(Journal, AReplayStopsWhereTheOutcomeDiffers) {
   const Outcome better = kdish({"--replay", "j"}, in(folder.folder()));
   EXPECT_EQ(better.status, 1);
   EXPECT_EQ(better.err, "j:2: the command failed when it was journalled, and succeeds now\n");
+}
+
+TEST(Journal, AReplayShowsAnErrorThatIsExpected) {
+  const Scratch folder;
+  folder.file("j", std::string(kHeader) + "error {that is so}\n#= error\nset x 1\n#= ok\n");
+  const Outcome outcome = kdish({"--replay", "j"}, in(folder.folder()));
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "% error {that is so}\nerror: that is so\n% set x 1\n1\n");
+}
+
+TEST(Journal, IsComparedWithAnother) {
+  const Scratch folder;
+  const auto compared = [&](std::string const& first, std::string const& second) {
+    folder.file("a", std::string(kHeader) + first);
+    folder.file("b", std::string(kHeader) + second);
+    const Outcome outcome = kdish({"-c", "compare_journals a b"}, in(folder.folder()));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return outcome.out;
+  };
+  const std::string whole = "set x 1\n#= ok\nlist {\n a}\n#= ok\nset z 3\n#= error\n";
+  EXPECT_EQ(compared(whole, whole), "");
+  EXPECT_EQ(compared("", ""), "");
+  EXPECT_EQ(compared(whole, ""), "a:2: only here: set x 1\na:4: only here: list {\n a}\na:7: only here: set z 3\n");
+  EXPECT_EQ(compared("set y 1\n#= ok\n", "set x 1\n#= ok\nset y 1\n"),
+            "b:2: only here: set x 1\na:2: ended well, in b:4 in a way that is not told: set y 1\n");
+  EXPECT_EQ(compared(whole, "set x 1\n#= ok\nset y 2\n#= ok\nset z 3\n#= ok\n"),
+            "a:4: only here: list {\n a}\nb:4: only here: set y 2\n"
+            "a:7: ended with an error, in b:6 well: set z 3\n");
+  EXPECT_EQ(compared("set x 1\n#= ok\nputs {", "set x 1\n#= ok\nputs {"), "");
+  EXPECT_EQ(compared("puts {}\n#= ok\n", "puts {}"),
+            "a:2: ended well, in b:2 in the middle of the command, where the journal breaks off: puts {}\n");
+}
+
+// Each of the fewest differences is told, whatever stands around them.
+TEST(Journal, OfLongJournalsTheFewestDifferencesAreTold) {
+  const Scratch folder;
+  std::string first(kHeader), second(kHeader), other(kHeader);
+  for (int i = 0; i < 3000; ++i) {
+    const std::string entry = "set x" + std::to_string(i % 7) + " " + std::to_string(i % 11) + "\n#= ok\n";
+    first += entry;
+    if (i % 1000 != 500) second += entry;
+    other += "set y " + std::to_string(i) + "\n#= ok\n";
+  }
+  folder.file("a", first);
+  folder.file("b", second);
+  folder.file("c", other);
+  const std::string found = kdish({"-c", "compare_journals a b"}, in(folder.folder())).out;
+  EXPECT_EQ(std::count(found.begin(), found.end(), '\n'), 3) << found;
+  EXPECT_EQ(found.find("b:"), std::string::npos);
+  EXPECT_EQ(kdish({"-c", "compare_journals a c"}, in(folder.folder())).out,
+            "more than 1000 commands stand in one of the journals alone\n");
 }
 
 TEST(Journal, ItsLastCommandMayLackAnEnd) {

@@ -1,6 +1,7 @@
 // kdish as a person types it.
 #include <gtest/gtest.h>
 
+#include "kdi/common/KdiText.h"
 #include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/scratch.h"
@@ -134,6 +135,99 @@ TEST_F(Terminal, CompletesParametersOfACoreAndExplainsThem) {
   give_up(session);
   EXPECT_EQ(session.passed().find("touched"), std::string::npos);
   leave(session);
+}
+
+TEST_F(Terminal, CompletesChainsAndValuesOfKeys) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "string length [ducddcgen duc_chbw10_C4_pb40_if0_frf92_\t\t");
+  EXPECT_TRUE(session.shows("duc_chbw10_C4_pb40_if0_frf92_os3"));
+  give_up(session);
+  at_prompt(session, "clocktools::setting inp\t100 outputs 100 part zrv7030-c484-1-\t\t");
+  EXPECT_TRUE(session.shows("zrv7030-c484-1-c  zrv7030-c484-1-i\r\n"));
+  session.type("c\r");
+  EXPECT_TRUE(session.shows("setting {"));
+  leave(session);
+}
+
+// Lists, help and tables are as wide as the terminal, and broken between words.
+TEST_F(Terminal, WhatIsShownIsAsWideAsTheTerminal) {
+  TerminalSession session(words_, variables(), folder_.folder(), 60);
+  at_prompt(session, "list_parts zrv7030\r");
+  EXPECT_TRUE(
+      session.shows("\r\nzrv7030-c484-1-c zrv7030-c484-1-i zrv7030-c484-2-c\r\nzrv7030-c484-2-i zrv7030-f676-1-c"));
+  at_prompt(session, "report_params *CIPS32\r");
+  EXPECT_TRUE(
+      session.shows("false  default  IP versions that are\r\n                                      bound to the"));
+  at_prompt(session, "help list_parts\r");
+  EXPECT_TRUE(session.shows("Words:\r\n"));
+  EXPECT_TRUE(session.shows("Result: "));
+  for (const std::string_view line : kdi::text::lines(session.passed())) EXPECT_LE(line.size(), 61U) << line;
+  at_prompt(session, "set x [list_parts zrv7030]; llength $x\r");
+  EXPECT_TRUE(session.shows("\r\n8\r\n"));
+  TerminalSession narrow(words_, variables(), folder_.folder(), 30);
+  at_prompt(narrow, "report_params *CIPS32\r");
+  EXPECT_TRUE(narrow.shows("false  default\r\n    IP versions that are bound"));
+  leave(narrow);
+  leave(session);
+}
+
+TEST_F(Terminal, PastedTextIsText) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "\033[200~proc f {} {\r\treturn \xC3\xA4\r}\rf\r\033[201~");
+  session.type("\r");
+  EXPECT_TRUE(session.shows("\r\n\xC3\xA4\r\n")) << "a tab in it completes nothing, and each line is run";
+  at_prompt(session, "\033[200~puts one\nerror two\n\nputs three\033[201~");
+  session.type("\r");
+  EXPECT_TRUE(session.shows("\r\none\r\n"));
+  EXPECT_TRUE(session.shows("\r\nnot run: 2 lines behind this command\r\n"));
+  at_prompt(session, "\033[200~list {a\033[201~ b\r");
+  ASSERT_TRUE(session.shows(kContinuation));
+  session.type("\033[200~c} d\033[201~\r");
+  EXPECT_TRUE(session.shows("{a b\r\nc} d\r\n"));
+  at_prompt(session, "history 2\r");
+  EXPECT_TRUE(session.shows("b\r\n   c} d\r\n")) << "each command is one of the history";
+  leave(session);
+}
+
+TEST_F(Terminal, ATabAtTheBeginOfALineIsABlank) {
+  TerminalSession session(words_, variables(), folder_.folder());
+  at_prompt(session, "proc f {} {\r");
+  ASSERT_TRUE(session.shows(kContinuation));
+  session.type("\t\treturn 42\r");
+  ASSERT_TRUE(session.shows(kContinuation));
+  session.type("}; f\r");
+  EXPECT_TRUE(session.shows("\r\n42\r\n"));
+  leave(session);
+}
+
+TEST_F(Terminal, AStartFileIsReadByASession) {
+  folder_.file(".kdishrc", "proc mine {} {return {from \xC3\xA4}}\n");
+  folder_.file("other", "proc mine {} {return other}; error {no further}\n");
+  {
+    TerminalSession session({places::program("kdish"), "--journal", "j"}, variables(), folder_.folder());
+    at_prompt(session, "mine\r");
+    EXPECT_TRUE(session.shows("\r\nfrom \xC3\xA4\r\n"));
+    leave(session);
+  }
+  EXPECT_EQ(folder_.content("j"),
+            "# kdish journal 1\nsource -encoding utf-8 " + folder_.path(".kdishrc") + "\n#= ok\nmine\n#= ok\n");
+  Variables around = variables();
+  around["KDISH_RC"] = folder_.path("other");
+  {
+    TerminalSession session(words_, around, folder_.folder());
+    EXPECT_TRUE(session.shows("no further"));
+    at_prompt(session, "mine\r");
+    EXPECT_TRUE(session.shows("\r\nother\r\n")) << "the session goes on";
+    leave(session);
+  }
+  around["KDISH_RC"] = "/nonexistent";
+  {
+    TerminalSession session(words_, around, folder_.folder());
+    EXPECT_TRUE(session.shows("couldn't read file \"/nonexistent\""));
+    leave(session);
+  }
+  const Outcome script = run_program({places::program("kdish"), "-c", "info commands mine"}, {variables(), "", "", ""});
+  EXPECT_EQ(script.out, "") << "scripts are the same for everyone";
 }
 
 TEST_F(Terminal, ListsWhatATabCannotDecide) {
@@ -324,6 +418,7 @@ TEST_F(Terminal, APersonsOwnSettingsCountAndNameItsKeys) {
   TerminalSession session(words_, variables(), folder_.folder());
   EXPECT_TRUE(session.shows("kdish-complete\r\n\tCompletes the word\r\n"));
   EXPECT_TRUE(session.shows("kdish-interrupt\r\n\tGives the line up\r\n"));
+  EXPECT_TRUE(session.shows("kdish-paste\r\n\tTakes pasted text as it is\r\n"));
   leave(session);
 }
 
