@@ -69,7 +69,8 @@ TEST(Help, IsAsWideAsItIsAskedToBe) {
   for (const std::size_t width : {40U, 80U, 132U})
     for (char const* const topic : {"gttools", "clocktools::setting", "Ip_power_est_get_power_estimation"}) {
       std::size_t longest = 0;
-      for (const std::string_view line : kdi::text::lines(kdish::topic_help(shipped(), topic, width))) {
+      const std::string help = kdish::topic_help(shipped(), topic, width);
+      for (const std::string_view line : kdi::text::lines(help)) {
         if (line.size() <= width) longest = std::max(longest, line.size());
         // what is longer is an example, an error's text or a single word
         const bool is_broken = line.size() <= width || !line.starts_with("                ");
