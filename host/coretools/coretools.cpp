@@ -200,6 +200,19 @@ Tcl_Obj* choose(Session& session, Words words) {
   return tcl::new_list(one->core.choose(tcl::text_of(words[1])));
 }
 
+template <kdi::cores::Origin from>
+Tcl_Obj* named_settings(Session& session, Words words) {
+  const auto one = opened(session, words[0]);
+  if (words.size() == 1) return tcl::new_list(one->core.named_settings(from));
+  return object_of(one->core.named_settings(from, tcl::text_of(words[1])));
+}
+
+template <kdi::cores::Origin from>
+Tcl_Obj* apply(Session& session, Words words) {
+  const auto one = opened(session, words[0]);
+  return tcl::new_list(one->core.apply(from, tcl::text_of(words[1])));
+}
+
 Tcl_Obj* explain(Session& session, Words words) {
   const auto one = opened(session, words[0]);
   const std::string name = tcl::text_of(words[1]);
@@ -329,6 +342,12 @@ constexpr tcl::Row kCommands[] = {
     {"coretools::modified", handler<modified>, kName},
     {"coretools::sub_presets", handler<sub_presets>, tcl::between(1, 2, usage("name ?parameter?"))},
     {"coretools::choose", handler<choose>, tcl::exactly(2, usage("name choice"))},
+    {"coretools::presets", handler<named_settings<kdi::cores::Origin::preset>>,
+     tcl::between(1, 2, usage("name ?preset?"))},
+    {"coretools::boards", handler<named_settings<kdi::cores::Origin::board>>,
+     tcl::between(1, 2, usage("name ?board?"))},
+    {"coretools::apply_preset", handler<apply<kdi::cores::Origin::preset>>, tcl::exactly(2, usage("name preset"))},
+    {"coretools::apply_board", handler<apply<kdi::cores::Origin::board>>, tcl::exactly(2, usage("name board"))},
     {"coretools::explain", handler<explain>, tcl::between(2, 3, usage("name parameter ?message?"))},
     {"coretools::try", handler<try_set>, tcl::pairs_behind(3, usage("name parameter value ?parameter value ...?"))},
     {"coretools::compare", handler<compare>, kTwo},

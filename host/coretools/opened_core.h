@@ -74,6 +74,15 @@ class OpenedCore {
   kdi::cores::Record sub_preset(std::string const& name);
   StrVec choose(std::string const& choice);
 
+  // ---------------------------------------------------------------------------------------------------- presets,
+  // boards
+  /// The names of presets, or of boards, by `from`; those of cores within it behind its own.
+  StrVec named_settings(kdi::cores::Origin from) const;
+  /// `description`, and `settings`: a dictionary of values by parameter. Throws for an unknown name.
+  kdi::cores::Record named_settings(kdi::cores::Origin from, std::string const& name) const;
+  /// Gives the settings. What the user gave to other parameters stays. Returns what moved.
+  StrVec apply(kdi::cores::Origin from, std::string const& name);
+
   // ---------------------------------------------------------------------------------------------------- why
   /// Engine names of all parameters, those of sub-cores behind the core's own.
   StrVec names() const;
