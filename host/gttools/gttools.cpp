@@ -2,11 +2,12 @@
 //
 //   gttools::solve RATE REFERENCE ?option value ...?     -> dictionary: best, exact, ppm, reason, settings
 //   gttools::choose RATE OSCILLATORS ?option value ...?  -> dictionary: best, choices, stock
-//   gttools::lanes TX RX ?option value ...?              -> dictionary: quads, lanes, ports, constraints, clocks,
-//   reason gttools::picture TX RX ?option value ...?            -> SVG of a quad gttools::ppm PROTOCOL OWN OTHER ->
-//   dictionary: total, allowed, fits gttools::decode KIND ENTRIES REFERENCES              -> list of dictionaries, one
-//   for each lane gttools::decrypt CONTENT ?KEY_FILE?                  -> text gttools::protocols, gttools::kinds ->
-//   what there is
+//   gttools::lanes TX RX ?option value ...?              -> dictionary: quads, lanes, ports, constraints, reason
+//   gttools::picture TX RX ?option value ...?            -> SVG of a quad
+//   gttools::ppm PROTOCOL OWN OTHER                      -> dictionary: total, allowed, fits
+//   gttools::decode KIND ENTRIES REFERENCES              -> list of dictionaries, one for each lane
+//   gttools::decrypt CONTENT ?KEY_FILE?                  -> text
+//   gttools::protocols, gttools::kinds                   -> what there is
 //
 // Options: -kind (GTYP), -grade (the fastest), -part, -modulation, -pll, -aim (jitter, power), -fraction; of lanes
 // -options, -quad, -rate. Rates are in Gb/s and references in MHz: decimals, or fractions such as 1188/100.1.
@@ -217,28 +218,34 @@ Tcl_Obj* lane_list(Design const& design) {
   return list;
 }
 
-// One constraint a line: pads and clocks of the references, and pads of the lanes.
+// The two pins of a pair of pads; of a die alone they have the pads' names.
+void add_pins(std::vector<std::string>& lines, std::string const& part, int quad_number, std::string const& site,
+              std::string const& port) {
+  if (part.empty()) return;
+  kdi::device::Quad const* const quad = kdi::device::find_part(part)->package->quad(quad_number);
+  if (quad == nullptr) return;
+  for (char const* const side : {"P", "N"})
+    for (kdi::device::Pad const& pad : quad->pads)
+      if (pad.name.find(site + side) != std::string::npos)
+        lines.push_back("set_property PACKAGE_PIN " + pad.pin + " [get_ports " + port + "_" + side + "]");
+}
+
+// One constraint a line: pins and clocks of the references, and pins of the lanes.
 std::vector<std::string> constraints_of(Design const& design, std::vector<ReferencePort> const& ports) {
   std::vector<std::string> lines;
   for (ReferencePort const& port : ports) {
-    if (!port.pad.empty()) lines.push_back("set_property PACKAGE_PAD " + port.pad + " [get_ports " + port.name + "_P]");
-    const auto period = times(Fraction{1, 1}, 1000 * port.mhz.den, port.mhz.num);
-    if (period)
+    add_pins(lines, design.part, port.quad, port.name.substr(0, port.name.find('_')), port.name);
+    if (const auto period = times(Fraction{1, 1}, 1000 * port.mhz.den, port.mhz.num))
       lines.push_back("create_clock -name " + port.name + " -period " + kdi::number::fixed(nearest_double(*period), 6) +
                       " [get_ports " + port.name + "_P]");
   }
-  if (design.part.empty()) return lines;
-  kdi::device::Part const* const part = kdi::device::find_part(design.part);
   for (std::size_t i = 0; i < design.lanes.size(); ++i) {
     Place const& place = design.packing.places[i];
-    kdi::device::Quad const* const quad =
-        part->package->quad(design.quad_numbers[static_cast<std::size_t>(place.quad)]);
-    if (quad == nullptr) continue;
+    const int quad = design.quad_numbers[static_cast<std::size_t>(place.quad)];
     for (auto const& [direction, rates] : {std::pair("TX", &design.lanes[i].tx), std::pair("RX", &design.lanes[i].rx)})
-      for (kdi::device::Pad const& pad : quad->pads)
-        if (!rates->empty() && pad.name.find(direction + std::to_string(place.channel) + "P") != std::string::npos)
-          lines.push_back("set_property PACKAGE_PAD " + pad.name + " [get_ports " + direction +
-                          std::to_string(design.lanes[i].number) + "_P]");
+      if (!rates->empty())
+        add_pins(lines, design.part, quad, direction + std::to_string(place.channel),
+                 direction + std::to_string(design.lanes[i].number));
   }
   return lines;
 }
@@ -275,8 +282,7 @@ std::string picture_command(tcl::Words words) {
   });
 }
 
-// ---------------------------------------------------------------------------------------------------------------
-// others
+// -------------------------------------------------------------------------------------------------------------- others
 
 Tcl_Obj* ppm_command(tcl::Words words) {
   const auto all = protocols();

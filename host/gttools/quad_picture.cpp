@@ -2,13 +2,18 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kdi/common/KdiNumber.h"
 
 namespace gttools {
 namespace {
 
 using namespace kdi::gt;
 
-constexpr int kLaneX = 20, kPllX = 330, kReferenceX = 600, kBoxWidth = 190, kBoxHeight = 40, kStep = 60, kTop = 60;
+constexpr int kLaneX = 20, kPllX = 330, kReferenceX = 600, kBoxWidth = 190, kBoxHeight = 56, kStep = 76, kTop = 60;
 
 std::string number(int value) { return std::to_string(value); }
 
@@ -26,11 +31,19 @@ std::string escaped(std::string const& text) {
   return all;
 }
 
-std::string box(int x, int y, char const* fill, std::string const& first, std::string const& second) {
-  return "<rect x=\"" + number(x) + "\" y=\"" + number(y) + "\" width=\"" + number(kBoxWidth) + "\" height=\"" +
-         number(kBoxHeight) + "\" rx=\"4\" fill=\"" + fill + "\" stroke=\"#444\"/>\n<text x=\"" + number(x + 8) +
-         "\" y=\"" + number(y + 17) + "\">" + escaped(first) + "</text>\n<text x=\"" + number(x + 8) + "\" y=\"" +
-         number(y + 33) + "\" fill=\"#555\">" + escaped(second) + "</text>\n";
+using Texts = std::vector<std::string>;
+
+std::string box(int x, int y, char const* fill, Texts const& texts) {
+  std::string all = "<rect x=\"" + number(x) + "\" y=\"" + number(y) + "\" width=\"" + number(kBoxWidth) +
+                    "\" height=\"" + number(kBoxHeight) + "\" rx=\"4\" fill=\"" + fill + "\" stroke=\"#444\"/>\n";
+  for (std::size_t i = 0; i < texts.size(); ++i)
+    all += "<text x=\"" + number(x + 8) + "\" y=\"" + number(y + 17 + 16 * static_cast<int>(i)) + "\"" +
+           (i == 0 ? "" : " fill=\"#555\"") + ">" + escaped(texts[i]) + "</text>\n";
+  return all;
+}
+
+std::string in_mhz(std::optional<Fraction> const& clock) {
+  return clock ? kdi::number::general(nearest_double(*clock), 9) + " MHz" : std::string();
 }
 
 std::string line(int x1, int y1, int x2, int y2) {
@@ -43,11 +56,11 @@ std::string line(int x1, int y1, int x2, int y2) {
 struct Column {
   int x;
   std::map<std::string, int> places;
-  std::vector<std::pair<std::string, std::string>> texts;
+  std::vector<Texts> texts;
 
-  int middle(std::string const& key, std::string const& first, std::string const& second) {
+  int middle(std::string const& key, Texts const& said) {
     const auto [at, is_new] = places.try_emplace(key, static_cast<int>(texts.size()));
-    if (is_new) texts.emplace_back(first, second);
+    if (is_new) texts.push_back(said);
     return kTop + at->second * kStep + kBoxHeight / 2;
   }
 };
@@ -71,13 +84,16 @@ std::string quad_picture(Design const& design, int quad, std::size_t rate) {
       const std::string reference = exact_text(lane.reference_mhz) + " MHz";
       const int y = kTop + row++ * kStep;
       lanes +=
-          box(kLaneX, y, "#e8f0ff", direction + number(design.lanes[i].number) + ", channel " + number(place.channel),
-              exact_text(lane.real_gbps) + " Gb/s " + lane.modulation->name + ", D " + number(setting.output_divide));
+          box(kLaneX, y, "#e8f0ff",
+              {direction + number(design.lanes[i].number) + ", channel " + number(place.channel),
+               exact_text(lane.real_gbps) + " Gb/s " + lane.modulation->name + ", D " + number(setting.output_divide),
+               "clock out " + in_mhz(output_clock(*design.kind, lane))});
       std::string feedback = "M " + number(setting.reference_divide) + ", N " + std::to_string(setting.feedback);
       if (setting.numerator != 0)
         feedback += " + " + std::to_string(setting.numerator) + "/2^" + number(pll.fraction_bits);
-      const int at_pll = plls.middle(name, name, feedback);
-      const int at_reference = references.middle(reference, "reference", reference);
+      const int at_pll =
+          plls.middle(name, {name, feedback, "VCO " + in_mhz(vco_mhz_of(*design.kind, setting, lane.reference_mhz))});
+      const int at_reference = references.middle(reference, {"reference", reference});
       lines += line(kLaneX + kBoxWidth, y + kBoxHeight / 2, kPllX, at_pll);
       lines += line(kPllX + kBoxWidth, at_pll, kReferenceX, at_reference);
     }
@@ -91,8 +107,7 @@ std::string quad_picture(Design const& design, int quad, std::size_t rate) {
       "</text>\n" + lines + lanes;
   for (auto const& [column, fill] : {std::pair(&plls, "#fff2d8"), std::pair(&references, "#e4f6e4")})
     for (std::size_t i = 0; i < column->texts.size(); ++i)
-      picture +=
-          box(column->x, kTop + static_cast<int>(i) * kStep, fill, column->texts[i].first, column->texts[i].second);
+      picture += box(column->x, kTop + static_cast<int>(i) * kStep, fill, column->texts[i]);
   return picture + "</svg>\n";
 }
 

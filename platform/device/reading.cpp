@@ -56,26 +56,11 @@ std::vector<std::string> words(JsonValue list) {
   return all;
 }
 
-int whole(JsonValue value, int least, int most) { return static_cast<int>(value.integer(least, most)); }
-
 double quantity(JsonValue value, double least) { return value.number(least, kMostValue); }
 
-std::vector<int> ascending(JsonValue list, int most) {
-  std::vector<int> all;
-  for (const JsonValue value : list.items()) {
-    all.push_back(whole(value, 1, most));
-    if (all.size() > 1 && all[all.size() - 2] >= all.back()) value.refuse("a number above the one before it");
-  }
-  if (all.empty()) list.refuse("at least one number");
-  return all;
-}
-
 Range range(JsonValue list, double least) {
-  const JsonRange ends = list.items();
-  if (ends.size() != 2) list.refuse("the lowest and the highest value");
-  const Range values{quantity(ends[0], least), quantity(ends[1], least)};
-  if (values.max < values.min) list.refuse("the lowest value before the highest");
-  return values;
+  const auto [lowest, highest] = ends(list, [least](JsonValue value) { return quantity(value, least); });
+  return {lowest, highest};
 }
 
 CounterRange counter(JsonValue object) {

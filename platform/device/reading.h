@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kdi/common/KdiJson.h"
+#include "kdi/common/KdiJsonLists.h"
 #include "kdi/device/Device.h"
 #include "platform/device/pattern.h"
 
@@ -58,9 +59,6 @@ std::string const& word(JsonValue value);
 bool is_word(std::string_view text);
 /// A list of words without repetition.
 std::vector<std::string> words(JsonValue list);
-/// A list of whole numbers from 1 to `most` that ascend; not empty.
-std::vector<int> ascending(JsonValue list, int most);
-int whole(JsonValue value, int least, int most);
 double quantity(JsonValue value, double least = 0);
 /// [lowest, highest], both from `least`.
 Range range(JsonValue list, double least = 0);

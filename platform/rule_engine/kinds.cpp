@@ -6,7 +6,7 @@
 #include <mutex>
 
 #include "kdi/common/KdiDataDir.h"
-#include "kdi/common/KdiJson.h"
+#include "kdi/common/KdiJsonLists.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/device/Device.h"
 
@@ -33,32 +33,13 @@ std::int64_t quantity(JsonValue value, std::int64_t unit) {
   return whole;
 }
 
-JsonRange pair_of(JsonValue list) {
-  if (list.items().size() != 2) list.refuse("the least and the most");
-  return list.items();
-}
 Bounds bounds(JsonValue list, std::int64_t unit) {
-  const JsonRange both = pair_of(list);
-  const Bounds range{quantity(both[0], unit), quantity(both[1], unit)};
-  if (range.least > range.most) list.refuse("a range that ascends");
-  return range;
+  const auto [least, most] = ends(list, [unit](JsonValue value) { return quantity(value, unit); });
+  return {least, most};
 }
-Bounds counts(JsonValue list, std::int64_t most) {
-  const JsonRange both = pair_of(list);
-  const Bounds range{both[0].integer(1, most), both[1].integer(1, most)};
-  if (range.least > range.most) list.refuse("a range that ascends");
-  return range;
-}
-int whole(JsonValue value, int least, int most) { return static_cast<int>(value.integer(least, most)); }
-
-std::vector<int> ascending(JsonValue list, int most) {
-  std::vector<int> all;
-  for (const JsonValue one : list.items()) {
-    all.push_back(whole(one, 1, most));
-    if (all.size() > 1 && all[all.size() - 2] >= all.back()) one.refuse("an ascending list");
-  }
-  if (all.empty()) list.refuse("a number at least");
-  return all;
+Bounds counts(JsonValue list, std::int64_t most_of_all) {
+  const auto [least, most] = ends(list, [most_of_all](JsonValue value) { return value.integer(1, most_of_all); });
+  return {least, most};
 }
 
 // The objects of a list, each with a name that no other has where `names` is given.

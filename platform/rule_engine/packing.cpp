@@ -11,7 +11,6 @@
 #include <set>
 #include <stdexcept>
 #include <tuple>
-#include <unordered_map>
 #include <utility>
 
 #include "kdi/common/KdiText.h"
@@ -362,11 +361,12 @@ void check(std::vector<PackedLane> const& lanes) {
   }
 }
 
-// Whether lanes fit into so many quads. The first lane's group may be taken as large as it can be: lanes that come over
-// from other groups leave those no worse off.
+// Whether lanes fit into so many quads, of which the first have lanes already that stay there. A quad may take as many
+// lanes as it can: those that come over from other quads leave them no worse off.
 class Division {
  public:
-  Division(Search& search, int channels) : search_(search), channels_(channels) {}
+  Division(Search& search, int channels, std::vector<LaneSet> kept)
+      : search_(search), channels_(channels), kept_(std::move(kept)) {}
 
   /// The groups, in order; nothing if the lanes do not fit.
   std::optional<std::vector<LaneSet>> into(int quads, LaneSet lanes) {
@@ -377,14 +377,19 @@ class Division {
 
  private:
   bool divide(int quads, LaneSet left) {
-    if (left == 0) return true;
-    if (std::popcount(left) > quads * channels_) return false;
-    const auto failed = failed_.find(left);
+    const std::size_t from_kept = std::min(groups_.size(), kept_.size());
+    if (left == 0 && from_kept == kept_.size()) return true;
+    int room = quads * channels_;
+    for (std::size_t i = from_kept; i < kept_.size(); ++i) room -= std::popcount(kept_[i]);
+    if (quads <= 0 || std::popcount(left) > room) return false;
+    const auto question = std::pair(from_kept, left);
+    const auto failed = failed_.find(question);
     if (failed != failed_.end() && failed->second >= quads) return false;
     const LaneSet first = left & -left;
-    if (grow(quads, left, first, left & ~first & partners(first))) return true;
-    failed_[left] = quads;
-    return false;
+    const bool is_divided = from_kept < kept_.size() ? grow(quads, left, kept_[from_kept], left)
+                                                     : grow(quads, left, first, left & ~first & partners(first));
+    if (!is_divided) failed_[question] = quads;
+    return is_divided;
   }
 
   // The group and lanes behind its last, the lowest first.
@@ -392,7 +397,8 @@ class Division {
     if (std::popcount(group) < channels_)
       for (LaneSet rest = from; rest != 0; rest &= rest - 1) {
         const LaneSet lane = rest & -rest;
-        if (search_.fits(group | lane) && grow(quads, left, group | lane, rest & ~lane & partners(lane))) return true;
+        const LaneSet behind = rest & ~lane & partners(lane);
+        if (search_.fits(group | lane) && grow(quads, left, group | lane, behind)) return true;
       }
     if (!is_largest(left, group)) return false;
     groups_.push_back(group);
@@ -421,16 +427,17 @@ class Division {
 
   Search& search_;
   int channels_;
+  std::vector<LaneSet> kept_;
   std::vector<LaneSet> groups_;
   std::array<std::optional<LaneSet>, kMostLanes> partners_;
-  std::unordered_map<LaneSet, int> failed_;  // with so many quads, and so with fewer
+  std::map<std::pair<std::size_t, LaneSet>, int> failed_;  // with so many quads, and so with fewer
 };
 
-// The groups of the fewest quads; each lane fits into a quad.
-std::vector<LaneSet> fewest_groups(Search& search, LaneSet all, int channels) {
-  Division division(search, channels);
-  for (int quads = 0;; ++quads)
-    if (auto groups = division.into(quads, all)) return *std::move(groups);
+// The groups of the fewest quads; each lane fits into a quad, and those that are kept into theirs.
+std::vector<LaneSet> fewest_groups(Search& search, LaneSet lanes, int channels, std::vector<LaneSet> const& kept) {
+  Division division(search, channels, kept);
+  for (int quads = static_cast<int>(kept.size());; ++quads)
+    if (auto groups = division.into(quads, lanes)) return *std::move(groups);
 }
 
 std::string lanes_text(std::vector<PackedLane> const& lanes, LaneSet set) {
@@ -440,14 +447,28 @@ std::string lanes_text(std::vector<PackedLane> const& lanes, LaneSet set) {
   return names;
 }
 
-// Lanes of which none can be left out without the rest fitting.
-LaneSet least_misfit(Search& search, LaneSet group) {
+// Of the lanes those of which none can be left out; `is_misfit` tells it of all and of fewer.
+template <class IsMisfit>
+LaneSet least_misfit(LaneSet group, IsMisfit is_misfit) {
   for (LaneSet rest = group; rest != 0; rest &= rest - 1) {
     const LaneSet lane = rest & -rest;
-    if (!search.fits(group & ~lane)) group &= ~lane;
+    if (is_misfit(group & ~lane)) group &= ~lane;
   }
   return group;
 }
+
+// The lanes that stay in quads, by quad, and the rest.
+struct Kept {
+  std::vector<LaneSet> groups;
+  LaneSet free = 0;
+
+  Kept(std::vector<PackedLane> const& lanes, LaneSet of) {
+    std::map<int, LaneSet> by_quad;
+    for (std::size_t i = 0; i < lanes.size(); ++i)
+      if ((of >> i & 1) != 0) (lanes[i].quad >= 0 ? by_quad[lanes[i].quad] : free) |= LaneSet{1} << i;
+    for (auto const& [quad, group] : by_quad) groups.push_back(group);
+  }
+};
 
 }  // namespace
 
@@ -461,27 +482,29 @@ Packing pack(Kind const& kind, std::vector<PackedLane> const& lanes, int quads_a
       packing.reason = "lane " + lanes[i].name + " fits into no quad of " + kind.name + " by itself";
       return packing;
     }
-  std::vector<LaneSet> groups;
-  std::map<int, LaneSet> kept;
-  LaneSet free = 0;
-  for (std::size_t i = 0; i < lanes.size(); ++i) (lanes[i].quad >= 0 ? kept[lanes[i].quad] : free) |= LaneSet{1} << i;
-  for (auto const& [quad, group] : kept) {
-    if (!search.fits(group)) {
+  const LaneSet all = static_cast<LaneSet>((std::uint64_t{1} << lanes.size()) - 1);
+  const Kept kept(lanes, all);
+  const auto is_misfit = [&](LaneSet group) { return !search.fits(group); };
+  for (const LaneSet group : kept.groups)
+    if (is_misfit(group)) {
       packing.reason =
-          "lanes " + lanes_text(lanes, least_misfit(search, group)) + " do not fit into one quad of " + kind.name;
+          "lanes " + lanes_text(lanes, least_misfit(group, is_misfit)) + " do not fit into one quad of " + kind.name;
       return packing;
     }
-    groups.push_back(group);
-  }
-  for (const LaneSet group : fewest_groups(search, free, kind.channels)) groups.push_back(group);
+  const auto groups_of = [&](LaneSet some) {
+    const Kept stay(lanes, some);
+    return fewest_groups(search, stay.free, kind.channels, stay.groups);
+  };
+  const std::vector<LaneSet> groups = groups_of(all);
   packing.quads = static_cast<int>(groups.size());
   if (packing.quads > quads_available) {
-    packing.reason = "the lanes need " + std::to_string(packing.quads) + " quads of " + kind.name + ", and there are " +
-                     std::to_string(quads_available);
-    if (quads_available == 1 && kept.empty() && lanes.size() <= static_cast<std::size_t>(kind.channels)) {
-      const LaneSet misfit = least_misfit(search, free);
-      packing.reason = "lanes " + lanes_text(lanes, misfit) + " do not fit into one quad of " + kind.name;
-    }
+    const LaneSet misfit =
+        least_misfit(all, [&](LaneSet some) { return static_cast<int>(groups_of(some).size()) > quads_available; });
+    const bool is_of_one = quads_available == 1 && std::popcount(misfit) <= kind.channels;
+    packing.reason = "lanes " + lanes_text(lanes, misfit) +
+                     (is_of_one ? " do not fit into one quad of " + kind.name
+                                : " need " + std::to_string(groups_of(misfit).size()) + " quads of " + kind.name +
+                                      ", and there are " + std::to_string(quads_available));
     return packing;
   }
   for (std::size_t quad = 0; quad < groups.size(); ++quad) {

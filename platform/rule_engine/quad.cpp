@@ -7,6 +7,7 @@
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/device/parts.h"
+#include "platform/rule_engine/reference_plan.h"
 #include "platform/rule_engine/texts.h"
 
 namespace kdi::gt {
@@ -337,13 +338,7 @@ std::map<int, int> given_quads(GtSettings const& settings) {
 }
 
 Need need_of(Design& design, std::string const& name, LaneRate const& lane, bool is_tx, std::size_t rate) {
-  Request request;
-  request.gbps = lane.gbps;
-  request.reference_mhz = lane.reference_mhz;
-  request.modulation = lane.modulation;
-  request.pll = lane.pll;
-  request.takes_fraction = lane.takes_fraction;
-  request.aim = design.aim;
+  const Request request{lane.gbps, lane.reference_mhz, lane.modulation, lane.pll, lane.takes_fraction, design.aim};
   Need need{lane.reference_mhz, exact_settings(*design.kind, request)};
   if (!need.settings.empty()) return need;
   const Answer answer = solve(*design.kind, request);
@@ -816,47 +811,42 @@ Decoded decode_entries(Kind const& kind, std::vector<std::uint32_t> const& entri
 
 // ----------------------------------------------------------------------------------------------------- reference ports
 
+namespace {
+
+// The positive pad of a quad's input; empty without a part.
+std::string pad_of_input(std::string const& part, int quad, int input) {
+  if (part.empty()) return {};
+  if (device::Quad const* const place = device::find_part(part)->package->quad(quad))
+    for (device::Pad const& pad : place->pads)
+      if (pad.name.find("REFCLK" + std::to_string(input) + "P") != std::string::npos) return pad.name;
+  return {};
+}
+
+}  // namespace
+
 std::vector<ReferencePort> reference_ports(Design const& design) {
   require_packed(design);
-  std::map<int, std::set<std::size_t>> wanted;  // by quad, of all references
-  std::vector<Fraction> references = references_of(design);
+  const std::vector<Fraction> references = references_of(design);
+  std::map<int, std::uint32_t> wanted;  // by quad
   for (std::size_t i = 0; i < design.packed.size(); ++i) {
     const int quad = design.quad_numbers[static_cast<std::size_t>(design.packing.places[i].quad)];
     for (auto const& needs : design.packed[i].needs)
-      for (Need const& need : needs)
-        wanted[quad].insert(static_cast<std::size_t>(input_of(references, need.reference_mhz)));
+      for (Need const& need : needs) wanted[quad] |= std::uint32_t{1} << input_of(references, need.reference_mhz);
   }
-  // Each reference from the first quad that lacks it: as far up as that one hears, at a quad with an input left.
-  const auto plan = [&](int reach) -> std::optional<std::map<int, std::vector<std::size_t>>> {
-    std::map<int, std::vector<std::size_t>> inputs;
-    for (std::size_t reference = 0; reference < references.size(); ++reference) {
-      std::optional<int> last;
-      for (auto const& [quad, all] : wanted) {
-        if (!all.contains(reference) || (last && quad - *last <= reach)) continue;
-        last.reset();
-        for (auto const& [other, unused] : wanted)
-          if (other >= quad && other - quad <= reach &&
-              static_cast<int>(inputs[other].size()) < design.kind->reference_inputs)
-            last = other;
-        if (!last) return std::nullopt;
-        inputs[*last].push_back(reference);
-      }
-    }
-    return inputs;
-  };
-  auto inputs = plan(design.kind->reference_reach);
-  if (!inputs) inputs = plan(0);  // each quad brings in its own
+  std::vector<ListeningQuad> quads;
+  for (auto const& [number, wants] : wanted) quads.push_back({number, wants});
+  const auto plan = reference_plan(quads, design.kind->reference_reach, design.kind->reference_inputs);
   std::vector<ReferencePort> ports;
-  for (auto const& [quad, all] : *inputs)
-    for (std::size_t input = 0; input < all.size(); ++input) {
-      ReferencePort port{
-          "REFCLK" + std::to_string(input) + "_" + std::to_string(quad), references[all[input]], {}, quad};
-      if (!design.part.empty())
-        if (device::Quad const* const place = device::find_part(design.part)->package->quad(quad))
-          for (device::Pad const& pad : place->pads)
-            if (pad.name.find("REFCLK" + std::to_string(input) + "P") != std::string::npos) port.pad = pad.name;
-      ports.push_back(std::move(port));
+  for (std::size_t i = 0; i < quads.size(); ++i) {
+    int input = 0;
+    for (std::size_t reference = 0; reference < references.size(); ++reference) {
+      if ((plan[i] >> reference & 1) == 0) continue;
+      const int quad = quads[i].number;
+      ports.push_back({"REFCLK" + std::to_string(input) + "_" + std::to_string(quad), references[reference],
+                       pad_of_input(design.part, quad, input), quad});
+      ++input;
     }
+  }
   return ports;
 }
 

@@ -34,6 +34,8 @@ class JsonSchema {
     if (keyword == "oneOf")
       return std::count_if(rule.begin(), rule.end(), [&](json const& each) { return valid(each, value); }) == 1;
     if (keyword == "minimum") return !value.is_number() || value.get<double>() >= rule.get<double>();
+    if (keyword == "exclusiveMinimum") return !value.is_number() || value.get<double>() > rule.get<double>();
+    if (keyword == "minLength") return !value.is_string() || value.get<std::string>().size() >= rule.get<std::size_t>();
     if (keyword == "maximum") return !value.is_number() || value.get<double>() <= rule.get<double>();
     if (keyword == "pattern")
       return !value.is_string() || pattern(rule.get<std::string>()).matches(value.get<std::string>());

@@ -80,17 +80,27 @@ inline bool fits(Kind const& kind, std::vector<PackedLane const*> const& lanes) 
   return false;
 }
 
-/// The fewest quads; 0 if a lane fits into none.
+/// The fewest quads; 0 if there is no way.
 inline int fewest_quads(Kind const& kind, std::vector<PackedLane> const& lanes) {
   std::map<std::vector<std::size_t>, bool> known;
   int fewest = static_cast<int>(lanes.size()) + 1;
   std::vector<std::vector<std::size_t>> quads;
+  // Lanes that have to be in quads are together with those of the same one and with none of another one.
+  const auto stays = [&](std::vector<std::size_t> const& quad) {
+    for (const std::size_t lane : quad)
+      for (std::size_t other = 0; other < lanes.size(); ++other) {
+        const bool is_here = std::find(quad.begin(), quad.end(), other) != quad.end();
+        if (lanes[lane].quad >= 0 && lanes[other].quad >= 0 && is_here != (lanes[lane].quad == lanes[other].quad))
+          return false;
+      }
+    return true;
+  };
   const auto good = [&](std::vector<std::size_t> const& quad) {
     const auto [at, is_new] = known.try_emplace(quad, false);
     if (is_new) {
       std::vector<PackedLane const*> members;
       for (const std::size_t lane : quad) members.push_back(&lanes[lane]);
-      at->second = fits(kind, members);
+      at->second = stays(quad) && fits(kind, members);
     }
     return at->second;
   };

@@ -9,6 +9,7 @@
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
 #include "kdi/device/host/PartCatalogue.h"
+#include "tests/support/json_changes.h"
 #include "tests/support/json_schema.h"
 #include "tests/support/places.h"
 #include "tests/support/random.h"
@@ -321,34 +322,6 @@ TEST(DeviceReader, RefusesMoreThanMemoryShouldHold) {
   EXPECT_NE(fault_of("{\"format\": " + deep), "");
 }
 
-// Changes one value of a device at random.
-json mutated(json const& device, std::mt19937& random) {
-  const json flat = device.flatten();
-  std::vector<std::string> places;
-  for (auto const& entry : flat.items()) places.push_back(entry.key());
-  json::json_pointer at(places[random() % places.size()]);
-  for (unsigned up = random() % 4; up > 0 && !at.parent_pointer().empty(); --up) at = at.parent_pointer();
-  json changed = device;
-  const json values[] = {nullptr, true, -1, 1e13, 0.5, "word", "two words", json::array(), json::object(), 3, ""};
-  switch (random() % 3) {
-    case 0:
-      if (changed.at(at.parent_pointer()).is_object()) {
-        changed.at(at.parent_pointer()).erase(at.back());
-        return changed;
-      }
-      [[fallthrough]];
-    case 1:
-      changed[at] = values[random() % std::size(values)];
-      return changed;
-    default:
-      if (changed.at(at).is_object())
-        changed[at]["more"] = values[random() % std::size(values)];
-      else
-        changed[at] = values[random() % std::size(values)];
-      return changed;
-  }
-}
-
 // A person writes a file with the schema at hand: what it forbids, the reader refuses as well, with a place.
 TEST(DeviceSchema, ForbidsNothingThatTheReaderTakes) {
   const JsonSchema schema(file_of("schema.json"));
@@ -357,7 +330,7 @@ TEST(DeviceSchema, ForbidsNothingThatTheReaderTakes) {
   for (char const* const name : {"brvn2104", "zrv7030"}) {
     const json device = merged(name);
     for (int i = 0; i < 300; ++i) {
-      const json changed = mutated(device, random);
+      const json changed = json_changes::mutated(device, random);
       const std::string fault = fault_of(changed.dump(1));
       const bool accepted = schema.accepts(changed);
       (accepted ? allowed : forbidden) += 1;

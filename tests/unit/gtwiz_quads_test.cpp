@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <bit>
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -20,6 +21,7 @@
 #include "kdi/rule_engine/host/Quad.h"
 #include "kdi/rule_engine/host/Registers.h"
 #include "platform/rule_engine/elf_image.h"
+#include "platform/rule_engine/reference_plan.h"
 #include "tests/support/places.h"
 #include "tests/support/plain_packing_lanes.h"
 #include "tests/support/random.h"
@@ -43,10 +45,7 @@ std::string fault_of(Try attempt) {
   return {};
 }
 
-int rounds(int few) {
-  char const* const given = std::getenv("IPTASKS_TRANSCEIVER_REQUESTS");
-  return given == nullptr ? few : std::atoi(given);
-}
+int rounds(int few) { return std::getenv("IPTASKS_LONG") == nullptr ? few : 10'000; }
 
 // ------------------------------------------------------------------------------------------------------------ packing
 
@@ -109,13 +108,22 @@ TEST(TransceiverPacking, HasAsFewQuadsAsTryingEveryWay) {
   std::map<int, int> counts;
   for (int round = 0; round < rounds(60); ++round) {
     const auto kind = find_kind(random.one_in(2) ? "GTYP" : random.one_in(2) ? "GTY" : "GTF");
-    const auto lanes = random_lanes(*kind, 6, random);
+    auto lanes = random_lanes(*kind, 6, random);
+    if (random.one_in(3))
+      for (PackedLane& lane : lanes)
+        if (random.one_in(2)) lane.quad = 200 + static_cast<int>(random.below(2));
     const Packing packing = pack(*kind, lanes, 16);
     const int fewest = plain_lanes::fewest_quads(*kind, lanes);
     ++counts[fewest];
     EXPECT_EQ(packing.is_possible ? packing.quads : 0, fewest) << packing.reason;
     EXPECT_EQ(packing.reason.empty(), packing.is_possible);
-    if (packing.is_possible) expect_sound(*kind, lanes, packing);
+    if (!packing.is_possible) continue;
+    expect_sound(*kind, lanes, packing);
+    for (std::size_t a = 0; a < lanes.size(); ++a)
+      for (std::size_t b = 0; b < lanes.size(); ++b)
+        if (lanes[a].quad >= 0 && lanes[b].quad >= 0) {
+          EXPECT_EQ(lanes[a].quad < lanes[b].quad, packing.places[a].quad < packing.places[b].quad) << "in their order";
+        }
   }
   EXPECT_GT(counts[0], 0);
   EXPECT_GT(counts[1], 0);
@@ -164,6 +172,61 @@ TEST(TransceiverPacking, SixteenLanesOfFewKindsAreAsFewAsTryingEveryWay) {
   }
 }
 
+// ---------------------------------------------------------------------------------------------------- reference inputs
+
+bool hears_all(std::vector<ListeningQuad> const& quads, std::vector<std::uint32_t> const& plan, int reach, int inputs) {
+  for (std::size_t i = 0; i < quads.size(); ++i) {
+    std::uint32_t heard = 0;
+    for (std::size_t other = 0; other < quads.size(); ++other)
+      if (std::abs(quads[i].number - quads[other].number) <= reach) heard |= plan[other];
+    if ((quads[i].wants & ~heard) != 0 || std::popcount(plan[i]) > inputs) return false;
+  }
+  return true;
+}
+
+// The inputs of a plan, and the places of their quads in sum.
+std::pair<int, int> cost_of(std::vector<std::uint32_t> const& plan) {
+  std::pair<int, int> cost;
+  for (std::size_t i = 0; i < plan.size(); ++i) {
+    cost.first += std::popcount(plan[i]);
+    cost.second += std::popcount(plan[i]) * static_cast<int>(i);
+  }
+  return cost;
+}
+
+TEST(TransceiverReferences, ComeInAsSeldomAsOfAllPlans) {
+  Random random(24);
+  int saved = 0;
+  for (int round = 0; round < rounds(60); ++round) {
+    const int reach = static_cast<int>(random.below(4)), inputs = 1 + static_cast<int>(random.below(2));
+    const unsigned references = 1 + random.below(3);
+    std::vector<ListeningQuad> quads(1 + random.below(5));
+    int number = 200;
+    for (ListeningQuad& quad : quads) {
+      quad = {number += 1 + static_cast<int>(random.below(2)), 1U + random.below((1U << references) - 1)};
+      while (std::popcount(quad.wants) > inputs) quad.wants &= quad.wants - 1;
+    }
+    const auto plan = reference_plan(quads, reach, inputs);
+    ASSERT_TRUE(hears_all(quads, plan, reach, inputs));
+    std::vector<std::uint32_t> tried(quads.size());
+    std::pair<int, int> best{99, 0};
+    for (std::size_t at = 0; at < tried.size();) {  // counts through all plans
+      if (hears_all(quads, tried, reach, inputs)) best = std::min(best, cost_of(tried));
+      for (at = 0; at < tried.size() && ++tried[at] == 1U << references; ++at) tried[at] = 0;
+    }
+    EXPECT_EQ(cost_of(plan), best);
+    int wanted = 0;
+    for (ListeningQuad const& quad : quads) wanted += std::popcount(quad.wants);
+    saved += wanted - best.first;
+  }
+  EXPECT_GT(saved, 10);
+  EXPECT_EQ(reference_plan({}, 2, 2).size(), 0U);
+  // Sixteen quads, each with two of many references: the search stays small.
+  std::vector<ListeningQuad> many;
+  for (int i = 0; i < 16; ++i) many.push_back({200 + i, 1U << (3 * i % 31) | 1U << (5 * i % 29)});
+  EXPECT_TRUE(hears_all(many, reference_plan(many, 2, 2), 2, 2));
+}
+
 TEST(TransceiverPacking, WhyNotIsSaid) {
   const auto kind = find_kind("GTM");
   const auto lane = [&](char const* name, char const* gbps, char const* mhz) {
@@ -181,8 +244,9 @@ TEST(TransceiverPacking, WhyNotIsSaid) {
   EXPECT_EQ(pack(*kind, three, 1).reason.substr(0, 5), "lanes");
   EXPECT_EQ(pack(*kind, {three[0], three[1], lane("2", "20", "156.25"), three[3]}, 1).reason,
             "lanes 0 2 3 do not fit into one quad of GTM");
-  const std::vector<PackedLane> five(5, three[0]);
-  EXPECT_EQ(pack(*kind, five, 1).reason, "the lanes need 2 quads of GTM, and there are 1");
+  std::vector<PackedLane> five(5, three[0]);
+  for (std::size_t i = 0; i < five.size(); ++i) five[i].name = std::to_string(i);
+  EXPECT_EQ(pack(*kind, five, 1).reason, "lanes 0 1 2 3 4 need 2 quads of GTM, and there are 1");
   auto kept = std::vector<PackedLane>{three[0], three[1], lane("2", "20", "156.25")};
   for (PackedLane& one : kept) one.quad = 7;
   EXPECT_EQ(pack(*kind, kept, 4).reason, "lanes 0 1 2 do not fit into one quad of GTM");
@@ -190,6 +254,9 @@ TEST(TransceiverPacking, WhyNotIsSaid) {
   const Packing two = pack(*kind, kept, 4);
   EXPECT_TRUE(two.is_possible);
   EXPECT_EQ(two.places[2].quad, 0) << "quads that are given come in their order";
+  std::vector<PackedLane> joined(2, three[0]);
+  joined[0].quad = 7;
+  EXPECT_EQ(pack(*kind, joined, 4).quads, 1) << "others may join those that stay";
   PackedLane none = three[0];
   none.needs[0][0].settings.clear();
   EXPECT_EQ(pack(*kind, {none}, 4).reason, "lane 0 fits into no quad of GTM by itself");
@@ -600,12 +667,12 @@ TEST(TransceiverData, AFaultOfAKindHasItsPlace) {
   const auto expect = [&](std::string const& from, std::string const& to, std::string const& end) {
     EXPECT_NE(with(from, to).find(end), std::string::npos) << with(from, to);
   };
-  expect("[9.5, 29.0]", "[9.5]", "modulations[0].symbol_gbd: expected the least and the most, found a list");
-  expect("[9.5, 29.0]", "[29, 9.5]", "expected a range that ascends");
+  expect("[9.5, 29.0]", "[9.5]", "modulations[0].symbol_gbd: expected the lowest and the highest value, found a list");
+  expect("[9.5, 29.0]", "[29, 9.5]", "expected the lowest value before the highest");
   expect("[9.5, 29.0]", "[9.50000000001, 29.0]", "expected a number of whole Hz");
-  expect("[16, 160]", "[160, 16]", "expected a range that ascends");
-  expect("[1, 2, 4]", "[1, 4, 2]", "expected an ascending list");
-  expect("[1, 2, 4]", "[]", "expected a number at least");
+  expect("[16, 160]", "[160, 16]", "expected the lowest value before the highest");
+  expect("[1, 2, 4]", "[1, 4, 2]", "expected a number above the one before it");
+  expect("[1, 2, 4]", "[]", "expected at least one number");
   expect("[1, 2, 4]", "[1, 2, 8]", "expected the divider 8 of LCPLL0");
   expect("\"channels\": [0, 1, 2, 3]", "\"channels\": []", "expected a channel at least");
   expect("\"name\": \"LCPLL1\"", "\"name\": \"LCPLL0\"", "expected a new name");

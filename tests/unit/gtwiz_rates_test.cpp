@@ -24,11 +24,8 @@ std::string text_of(Setting const& s) {
          std::to_string(s.feedback) + " K " + std::to_string(s.numerator) + " D " + std::to_string(s.output_divide);
 }
 
-/// The number of requests of a kind: few, or IPTASKS_TRANSCEIVER_REQUESTS (10000 is the long form).
-int requests() {
-  char const* const given = std::getenv("IPTASKS_TRANSCEIVER_REQUESTS");
-  return given == nullptr ? 40 : std::atoi(given);
-}
+/// The number of requests of a kind: few, or, with IPTASKS_LONG in the environment, many.
+int requests() { return std::getenv("IPTASKS_LONG") == nullptr ? 40 : 10'000; }
 
 Kind cut(Kind kind, int bits) {
   for (Pll& pll : kind.plls) pll.fraction_bits = std::min(pll.fraction_bits, bits);
@@ -131,7 +128,7 @@ TEST_P(EachKind, AllSettingsOfAShortFractionAreTried) {
   Random random(11);
   int without_exact = 0, legal = 0;
   const auto grades = grade_names(GetParam());
-  const int bits = std::getenv("IPTASKS_TRANSCEIVER_REQUESTS") != nullptr ? 6 : 3;
+  const int bits = std::getenv("IPTASKS_LONG") != nullptr ? 6 : 3;
   for (int i = 0; i < requests(); ++i) {
     const Kind kind = cut(*find_kind(GetParam(), grades[random.below(static_cast<unsigned>(grades.size()))]), bits);
     expect_same(kind, random_request(kind, random), true, without_exact, legal);

@@ -3,9 +3,9 @@
 // A lane is a channel of a quad, for both directions. At each rate's index, which all lanes of a quad change together,
 // every need of a lane (a direction that it uses) takes one of its settings on a PLL that reaches its channel. Needs
 // share a PLL if they have the same reference and the same M, N and K; the output divider is each lane's own. A quad
-// brings in as many references as it has inputs. The answer has as few quads as there can be, the lowest lanes in the
-// first ones; in a quad, the settings that stand first in their lists all in all, and then the fewest PLLs. The search
-// for quads is exact.
+// brings in as many references as it has inputs. Lanes that have to be in quads stay there, and others may join them.
+// The answer has as few quads as there can be, the lowest lanes in the first ones; in a quad, the settings that stand
+// first in their lists all in all, and then the fewest PLLs. The search for quads is exact.
 #pragma once
 
 #include <optional>

@@ -106,7 +106,7 @@ struct ReferencePort {
   std::string pad;  ///< its positive pad; empty without a part
   int quad = 0;
 };
-/// The ports by which the references of all quads come in, as few as reach allows in order of quads.
+/// The ports by which the references of all quads come in, as few as there can be, at quads that have lanes.
 KDI_DOOR std::vector<ReferencePort> reference_ports(Design const& design);
 
 }  // namespace kdi::gt
