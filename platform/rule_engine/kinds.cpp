@@ -52,10 +52,14 @@ void each(JsonValue list, std::initializer_list<std::string_view> fields, Read r
     read(one);
   }
 }
+std::string name_at(JsonValue value) {
+  if (value.text().empty() || value.text().size() > 64) value.refuse("a name of at most 64 bytes");
+  return value.text();
+}
 template <class All>
 std::string new_name(JsonValue one, All const& all) {
-  std::string name = one.member("name").text();
-  if (name.empty() || name.size() > 64 || named(all, name) != nullptr) one.member("name").refuse("a new name");
+  std::string name = name_at(one.member("name"));
+  if (named(all, name) != nullptr) one.member("name").refuse("a new name");
   return name;
 }
 
@@ -75,7 +79,7 @@ Pll read_pll(JsonValue value, std::vector<Pll> const& before, int channels) {
 
 void read_clock(JsonValue value, Kind& kind) {
   OutputClock clock;
-  clock.name = value.member("name").text();
+  clock.name = name_at(value.member("name"));
   for (const JsonValue direction : value.member("directions").items())
     (direction.choice({"TX", "RX"}) == 0 ? clock.is_tx : clock.is_rx) = true;
   clock.from = static_cast<OutputClock::From>(value.member("from").choice({"rate", "reference", "vco", "symbols"}));
@@ -102,7 +106,7 @@ Kind read_common(JsonValue root) {
                    "output_clocks", "programmable_divide_halves", "grades"});
   root.member("format").integer(1, 1);
   Kind kind;
-  kind.name = root.member("kind").text();
+  kind.name = name_at(root.member("kind"));
   kind.description = root.member("description").text();
   kind.channels = whole(root.member("channels_per_quad"), 1, 8);
   kind.reference_inputs = whole(root.member("reference_inputs"), 1, 8);
@@ -136,7 +140,7 @@ Kind read_common(JsonValue root) {
 }
 
 void read_grade(JsonValue value, Kind& kind) {
-  kind.grade = value.member("name").text();
+  kind.grade = name_at(value.member("name"));
   for (const JsonValue band : value.member("line_rate_gbps").items()) {
     kind.rates.push_back(bounds(band, kGiga));
     if (kind.rates.size() > 1 && kind.rates[kind.rates.size() - 2].most >= kind.rates.back().least)

@@ -668,6 +668,7 @@ TEST(TransceiverData, AFaultOfAKindHasItsPlace) {
     EXPECT_NE(with(from, to).find(end), std::string::npos) << with(from, to);
   };
   expect("[9.5, 29.0]", "[9.5]", "modulations[0].symbol_gbd: expected the lowest and the highest value, found a list");
+  expect("\"kind\": \"GTM\"", "\"kind\": \"\"", "kind: expected a name of at most 64 bytes");
   expect("[9.5, 29.0]", "[29, 9.5]", "expected the lowest value before the highest");
   expect("[9.5, 29.0]", "[9.50000000001, 29.0]", "expected a number of whole Hz");
   expect("[16, 160]", "[160, 16]", "expected the lowest value before the highest");
