@@ -93,8 +93,8 @@ Buses read_buses(std::string const& key, std::string_view dictionary) {
         // With the blank that people write, too.
         const std::string role = value == "Clk Fwd" ? "ClkFwd" : value == "Input Clock" ? "InputClock" : value;
         bus.role = static_cast<BusRole>(choice_of(place + " ROLE", role, kRoles));
-      } else if (std::find_if(kFields.begin(), kFields.end(), [&](char const* one) { return field == one; }) !=
-                 kFields.end()) {
+      } else if (std::find_if(kFields.begin(), kFields.end(),
+                              [&field = field](char const* one) { return field == one; }) != kFields.end()) {
         take_field(bus, place, field, value);
       } else {
         std::vector<std::string> names(kFields.begin(), kFields.end());

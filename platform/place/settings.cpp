@@ -196,7 +196,8 @@ Settings settings_of_dictionary(std::string const& key, std::string const& text)
 Settings settings_of_options(OptionMap const& options, std::span<char const* const> others) {
   Settings settings;
   for (auto const& [option, value] : options) {
-    if (std::find_if(others.begin(), others.end(), [&](char const* other) { return option == other; }) != others.end())
+    if (std::find_if(others.begin(), others.end(), [&option = option](char const* other) { return option == other; }) !=
+        others.end())
       continue;
     const std::string name = option.starts_with('-') ? text::uppered(std::string_view(option).substr(1)) : option;
     if (settings.take("options", name, value)) continue;
