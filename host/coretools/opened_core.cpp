@@ -485,19 +485,27 @@ std::string OpenedCore::report() const {
   return page;
 }
 
+// The texts of composites hold what cores within were given, but not that a preset or a board did.
+kdi::cores::Settings OpenedCore::settings(Access const& all) const {
+  kdi::cores::Settings settings = kdi::cores::settings_of(all.configuration.instance());
+  for (Configuration* const inner : all.configurations) {
+    if (inner == &all.configuration) continue;
+    for (kdi::cores::Setting& one : kdi::cores::settings_of(inner->instance()).all)
+      if (one.from != kdi::cores::Origin::user && place(all, one.parameter).configuration == inner)
+        settings.all.push_back(std::move(one));
+  }
+  return settings;
+}
+
 std::string OpenedCore::script() const {
   std::string text;
-  access([&](Access const& all) {
-    text = kdi::cores::settings_script(kdi::cores::settings_of(all.configuration.instance()), kPut);
-  });
+  access([&](Access const& all) { text = kdi::cores::settings_script(settings(all), kPut); });
   return text;
 }
 
 std::string OpenedCore::json() const {
   std::string text;
-  access([&](Access const& all) {
-    text = kdi::cores::settings_json(kdi::cores::settings_of(all.configuration.instance()));
-  });
+  access([&](Access const& all) { text = kdi::cores::settings_json(settings(all)); });
   return text;
 }
 
@@ -518,7 +526,10 @@ StrVec OpenedCore::restore(kdi::cores::Settings const& settings) {
     if (settings.core != configuration.core().name())
       throw std::invalid_argument("settings of " + kdi::text::shown(settings.core) + " are not for " +
                                   configuration.core().name());
-    kdi::cores::changes_for(configuration.instance(), settings);  // refuses before anything is given
+    kdi::cores::Settings own{settings.core, settings.version, {}};
+    for (kdi::cores::Setting const& setting : settings.all)
+      if (place(all, setting.parameter).configuration == &configuration) own.all.push_back(setting);
+    kdi::cores::changes_for(configuration.instance(), own);  // refuses before anything is given
     StrVec moved = configuration.take_all_back();
     for (const Origin from : {Origin::user, Origin::preset, Origin::board}) {
       std::vector<std::pair<Place, std::string>> values;

@@ -112,6 +112,7 @@ class OpenedCore {
   StrVec batch(std::function<void()> const& change);
   StrVec step(bool back);
   void tell(StrVec names);
+  kdi::cores::Settings settings(Access const& all) const;
   StrVec restore(kdi::cores::Settings const& settings);
   StrVec moved_outputs(std::function<void()> const& change);
   std::unique_ptr<kdi::cores::Configuration> copy() const;
