@@ -1,6 +1,7 @@
 // libkdi_clocktools.so: what a clock primitive can make of an input, in full.
 //
 //   clocktools::setting name value ?name value ...?     -> dictionary
+//   clocktools::fewest name value ?name value ...?      -> dictionary
 //   clocktools::trade_offs name value ?name value ...?  -> list of dictionaries
 //
 // data/commands/clocktools.json lists the names and the keys of the answers. A question that cannot be asked is an
@@ -27,6 +28,7 @@ constexpr tcl::WordCount kQuestion = tcl::at_least(1, tcl::usage("name value ?na
 
 constexpr tcl::Row kCommands[] = {
     {"clocktools::setting", tcl::handler<study<kdi::clocking::study_setting>>, kQuestion},
+    {"clocktools::fewest", tcl::handler<study<kdi::clocking::study_fewest>>, kQuestion},
     {"clocktools::trade_offs", tcl::handler<study<kdi::clocking::study_trade_offs>>, kQuestion},
 };
 

@@ -9,6 +9,7 @@ add_clock_test(clock_solver_diagnosis_test SMOKE OPTIMISED)
 add_clock_test(clock_solver_models_test SMOKE)
 add_clock_test(clock_solver_optimal_test SMOKE OPTIMISED)
 add_clock_test(clock_solver_options_test)
+target_sources(clock_solver_options_test PRIVATE unit/clock_solver_order_test.cpp)
 add_clock_test(clock_solver_queries_test)
 
 add_tcl_test(clkwiz LABELS clocking)

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "platform/ip/clocking/queries.h"
+#include "platform/ip/clocking/search.h"
 #include "platform/ip/clocking/solver.h"
 #include "tests/support/clock_exhaustive.h"
 #include "tests/support/clock_primitives.h"
@@ -34,6 +35,8 @@ Request difficult_request(Random& random, Primitive const& primitive) {
     request.second_input_hz = request.input_hz * Rational(test_support::between(random, 20, 300), 100);
   if (random.one_in(3)) request.tolerance = Rational(test_support::between(random, 0, 200), 1000000);
   if (random.one_in(3)) request.phase_tolerance = Rational(test_support::between(random, 0, 20), 3600);
+  if (request.high_speed_hz && random.one_in(3))
+    request.high_speed_hz = test_support::between(random, 60, 9000) * 1000000;
   return request;
 }
 
@@ -46,29 +49,47 @@ void expect_nearest(Primitive const& primitive, Request const& request, Diagnosi
   EXPECT_DOUBLE_EQ(diagnosis.nearest_ppm, diagnosis.nearest->worst_error.to_double() * 1e6);
 }
 
+// Given back as it is told, each works as the request asks, off by no more than the Hz that it is rounded by.
 void expect_exact(Primitive const& primitive, Request request, Diagnosis const& diagnosis) {
   for (Rational const& input : diagnosis.exact_inputs_hz) {
     request.input_hz = input;
-    request.second_input_hz.reset();
     const auto truth = Enumeration(primitive, request).best();
     ASSERT_TRUE(truth) << input.text();
-    EXPECT_EQ(truth->worst.num, 0) << input.text();
+    EXPECT_EQ(input.den(), 1);
+    EXPECT_LE(truth->worst.num * input.num(), truth->worst.den * 2) << input.text();
   }
 }
 
-// A range need not be widened as far as is said if a factor 0.5 % smaller does as well.
-void expect_needed(Primitive const& primitive, Request const& request, Binding const& binding) {
+// With the others as they are told, a range need not be widened as far as is said if a factor 0.3 % smaller does too.
+void expect_needed(Primitive const& primitive, Request const& request, Diagnosis const& diagnosis, std::size_t at) {
+  Binding const& binding = diagnosis.bindings[at];
   double factor = 1;
-  if (!binding.now.min.is_zero())
+  if (binding.needed.min < binding.now.min)
     factor = std::max(factor, binding.now.min.to_double() / std::max(1.0, binding.needed.min.to_double()));
-  factor = std::max(factor, binding.needed.max.to_double() / binding.now.max.to_double());
+  if (binding.needed.max > binding.now.max)
+    factor = std::max(factor, binding.needed.max.to_double() / binding.now.max.to_double());
   EXPECT_GT(factor, 1);
-  const double less = std::max(1.0, factor * 0.995);
-  Binding tight = binding;
-  tight.needed = {static_cast<std::int64_t>(binding.now.min.to_double() / less) + 1,
-                  static_cast<std::int64_t>(binding.now.max.to_double() * less)};
-  const Relaxed relaxed = relax(primitive, request, {tight});
+  const double less = std::max(1.0, factor * 0.997);
+  std::vector<Binding> tight = diagnosis.bindings;
+  tight[at].needed = {static_cast<std::int64_t>(binding.now.min.to_double() / less) + 1,
+                      static_cast<std::int64_t>(binding.now.max.to_double() * less)};
+  const Relaxed relaxed = relax(primitive, request, tight);
   EXPECT_FALSE(Enumeration(relaxed.primitive, relaxed.request).best()) << name(binding.limit) << " " << factor;
+}
+
+// Whether no frequency within the tolerance of the wanted one is within the limits.
+bool is_beyond(Range const& limits, Rational const& wanted, Request const& request) {
+  return request.tolerance && (wanted * (Rational(1) + *request.tolerance) < limits.min ||
+                               wanted * (Rational(1) - *request.tolerance) > limits.max);
+}
+bool is_output_beyond(Primitive const& primitive, Request const& request) {
+  for (std::size_t i = 0; i < request.outputs.size(); ++i)
+    if (is_beyond(primitive.outputs[i].frequency_hz, request.outputs[i].frequency_hz, request)) return true;
+  return false;
+}
+
+bool names(Diagnosis const& diagnosis, Limit limit) {
+  return std::ranges::find(diagnosis.bindings, limit, &Binding::limit) != diagnosis.bindings.end();
 }
 
 void expect_relaxing_helps(Primitive const& primitive, Request const& request, Diagnosis const& diagnosis) {
@@ -82,9 +103,21 @@ void expect_relaxing_helps(Primitive const& primitive, Request const& request, D
   EXPECT_TRUE(Enumeration(relaxed.primitive, relaxed.request).best()) << diagnosis.text;
 }
 
+// Those that an output is beyond, whatever else is said.
+bool is_certain(Primitive const& primitive, Request const& request, Limit limit) {
+  if (limit == Limit::output_range) return is_output_beyond(primitive, request);
+  if (limit == Limit::high_speed_range) return is_beyond(primitive.high_speed_hz, *request.high_speed_hz, request);
+  if (limit != Limit::buffer) return false;
+  return std::ranges::any_of(request.outputs, [&](OutputRequest const& output) {
+    return !output.buffer.empty() &&
+           is_beyond(buffer_frequencies(*primitive.buffer(output.buffer)), output.frequency_hz, request);
+  });
+}
+
 // With all but one of the named limits out of the way, that one still binds.
 void expect_none_idle(Primitive const& primitive, Request const& request, Diagnosis const& diagnosis) {
   for (std::size_t i = 0; i < diagnosis.bindings.size(); ++i) {
+    if (is_certain(primitive, request, diagnosis.bindings[i].limit)) continue;
     std::vector<Binding> others = diagnosis.bindings;
     others.erase(others.begin() + static_cast<std::ptrdiff_t>(i));
     const Relaxed relaxed = relax(primitive, request, others);
@@ -129,13 +162,16 @@ TEST(SolverDiagnosis, NamesWhatBindsInAThousandInfeasibleRequests) {
     }
     several += diagnosis.bindings.size() > 1 ? 1 : 0;
     with_exact_inputs += diagnosis.exact_inputs_hz.empty() ? 0 : 1;
-    Limit const limit = diagnosis.bindings[0].limit;
-    if (diagnosis.bindings.size() == 1 && (limit == Limit::vco || limit == Limit::pfd || limit == Limit::input))
-      expect_needed(primitive, request, diagnosis.bindings[0]);
+    EXPECT_LE(is_output_beyond(primitive, request), names(diagnosis, Limit::output_range));
+    for (std::size_t at = 0; at < diagnosis.bindings.size(); ++at)
+      if (const Limit limit = diagnosis.bindings[at].limit;
+          limit == Limit::vco || limit == Limit::pfd || limit == Limit::input)
+        expect_needed(primitive, request, diagnosis, at);
   }
   // Every limit that these primitives have is met.
-  for (Limit limit : {Limit::second_input, Limit::input, Limit::pfd, Limit::vco, Limit::output_divider,
-                      Limit::output_range, Limit::buffer, Limit::phase_grid, Limit::duty_grid, Limit::frequency_grid})
+  for (Limit limit :
+       {Limit::second_input, Limit::input, Limit::pfd, Limit::vco, Limit::output_divider, Limit::output_range,
+        Limit::high_speed_range, Limit::buffer, Limit::phase_grid, Limit::duty_grid, Limit::frequency_grid})
     EXPECT_GT(named[limit], 0) << name(limit);
   EXPECT_LT(several, kInfeasible / 2);
   EXPECT_GT(several, kInfeasible / 20);
@@ -203,7 +239,8 @@ TEST(SolverDiagnosis, SaysInWordsWhatBinds) {
   request = simple_request(100, 100);
   request.second_input_hz = 300000000;
   EXPECT_EQ(solve(primitive, request).error,
-            "No valid setting: second input: no setting keeps the PFD and the VCO in range at both input clocks.");
+            "No valid setting: second input: no setting keeps the PFD and the VCO in range at both input clocks. Exact "
+            "with an input of 150 or 152.380953 or 153.846154 or 154.83871 MHz.");
 }
 
 TEST(SolverDiagnosis, SaysInWordsWhichCounterBinds) {
@@ -212,9 +249,10 @@ TEST(SolverDiagnosis, SaysInWordsWhichCounterBinds) {
   primitive.multiplier.max = 4;
   Request request = simple_request(100, 800);
   request.tolerance = 0;
-  EXPECT_EQ(solve(primitive, request).error,
-            "No valid setting: multiplier range 2 to 4 would have to be 2 to 8. Exact with an input of 200 or "
-            "266.666667 or 400 or 533.333333 MHz.");
+  EXPECT_EQ(
+      solve(primitive, request).error,
+      "No valid setting: multiplier range 2 to 4 would have to be 2 to 8. Exact with an input of 200 or 400 or 600 "
+      "or 800 MHz.");
   // 800 MHz are too fast for the PFD, and three times as much for the VCO.
   primitive = test_support::whole_primitive();
   primitive.multiplier.min = 3;
@@ -291,6 +329,67 @@ TEST(SolverDiagnosis, ALimitThatTheToleranceDoesNotReachIsNamedToTheLastBit) {
     request.tolerance = reach - bit;
     EXPECT_EQ(named(primitive, request), (Limits{one.limit, Limit::frequency_grid}));
   }
+}
+
+TEST(SolverDiagnosis, NamesTheHighSpeedOutputByItsOwnLimit) {
+  Primitive primitive = test_support::stepped_primitive();
+  primitive.high_speed_hz = test_support::mhz(300, 900);
+  Request request = simple_request(100, 100);
+  request.high_speed_hz = 1000000000;
+  request.tolerance = 0;
+  EXPECT_EQ(named(primitive, request), std::vector<Limit>{Limit::high_speed_range});
+  EXPECT_EQ(solve(primitive, request).error.substr(0, 64),
+            "No valid setting: phy_mhz 300 to 900 MHz would have to be 300 to");
+}
+
+// A range that goes along with others is closed for itself: 9 MHz need no slower VCO than 64 times as much.
+TEST(SolverDiagnosis, ClosesEachRangeForItself) {
+  Primitive primitive = test_support::whole_primitive();
+  primitive.multiplier.max = 64;
+  const Result result = solve(primitive, simple_request(9, 31));
+  ASSERT_TRUE(result.diagnosis);
+  ASSERT_EQ(result.diagnosis->bindings.size(), 3u) << result.error;
+  EXPECT_EQ(result.diagnosis->bindings[2].limit, Limit::vco);
+  EXPECT_EQ(result.diagnosis->bindings[2].needed.min, 576000000);
+}
+
+// What is outside the range by more than the tolerance is named, though a tolerance that another limit needs would
+// excuse it.
+TEST(SolverDiagnosis, AlwaysNamesAnOutputBeyondItsRange) {
+  Primitive primitive = test_support::whole_primitive();
+  primitive.outputs.assign(2, {{.min = 1, .max = 128}, {6250000, 900000000}});
+  Request request = simple_request(42, 90);
+  request.outputs.push_back(request.outputs[0]);
+  request.outputs[0].frequency_hz = 3720000;
+  request.tolerance = Rational(50, 1000000);
+  EXPECT_EQ(named(primitive, request), (std::vector<Limit>{Limit::output_range, Limit::frequency_grid}));
+  const Result result = solve(primitive, request);
+  EXPECT_LE(result.diagnosis->bindings[0].needed.min, Rational(3720186));
+  EXPECT_TRUE(solve(relax(primitive, request, result.diagnosis->bindings).primitive,
+                    relax(primitive, request, result.diagnosis->bindings).request)
+                  .solution);
+}
+
+// The short way to whether there is a setting, against the search for the best one.
+TEST(Feasibility, IsThatOfTheBestSetting) {
+  const Primitive primitives[] = {test_support::whole_primitive(),         test_support::eighths_primitive(),
+                                  test_support::sixty_fourths_primitive(), test_support::stepped_primitive(),
+                                  test_support::tiny_primitive(),          test_support::large_primitive()};
+  Random random(6);
+  int feasible = 0;
+  constexpr int kRequests = test_support::kSanitized ? 1000 : 6000;
+  for (int i = 0; i < kRequests && !HasFailure(); ++i) {
+    SCOPED_TRACE("request " + std::to_string(i));
+    Primitive const& primitive = primitives[static_cast<std::size_t>(i) % std::size(primitives)];
+    Request request = difficult_request(random, primitive);
+    if (random.one_in(4)) request.tolerance = 0;
+    Search search(primitive, request);
+    const bool has_best = search.best().has_value();
+    EXPECT_EQ(search.has_any(), has_best);
+    feasible += has_best ? 1 : 0;
+  }
+  EXPECT_GT(feasible, kRequests / 10);
+  EXPECT_LT(feasible, kRequests * 9 / 10);
 }
 
 TEST(SolverDiagnosis, NamesTheModulationFrequency) {

@@ -86,7 +86,7 @@ Primitive primitive_for_lists(device::Part const& part, device::ClockPrimitiveKi
 std::vector<Rational> find_inputs(device::Part const& part, Primitive const& primitive, ExactClocks const& clocks,
                                   std::size_t count) {
   const Request request = request_of(part, primitive, clocks);
-  std::vector<Rational> inputs = exact_inputs(primitive, request, count);
+  std::vector<Rational> inputs = advised_inputs(primitive, request, count);
   if (!inputs.empty()) return inputs;
   const Result nearest = solve(primitive, request);
   if (!nearest.solution) throw Fault{nearest.error};

@@ -10,6 +10,7 @@
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "platform/ip/clock_faces/dictionaries.h"
+#include "platform/ip/clock_faces/least_instances.h"
 #include "platform/ip/clock_faces/number_lists.h"
 #include "platform/ip/clock_faces/part_primitives.h"
 #include "platform/ip/clock_faces/questions.h"
@@ -24,12 +25,18 @@ constexpr std::int64_t kDegreesOfTurn = 360;
 // The words of a question, each at most once, in the order in which a refusal lists them.
 using Word = std::string_view;
 constexpr Word kPart = "part", kPrimitive = "primitive", kInput = "input", kSecondInput = "second_input",
-               kOutputs = "outputs", kPhases = "phases", kDutyCycles = "duty_cycles", kPhy = "phy", kPrefer = "prefer",
-               kBandwidth = "bandwidth", kFinePhase = "fine_phase", kWhole = "whole", kSpread = "spread",
+               kOutputs = "outputs", kPhases = "phases", kDutyCycles = "duty_cycles", kPhy = "phy", kOrder = "order",
+               kPrefer = "prefer", kBandwidth = "bandwidth", kFinePhase = "fine_phase", kWhole = "whole",
+               kSpread = "spread", kInputJitter = "input_jitter", kInputJitterUi = "input_jitter_ui",
                kTolerance = "tolerance", kPhaseTolerance = "phase_tolerance", kDutyTolerance = "duty_tolerance";
-constexpr std::array kWords = {kPart,       kPrimitive, kInput,          kSecondInput,  kOutputs,   kPhases,
-                               kDutyCycles, kPhy,       kPrefer,         kBandwidth,    kFinePhase, kWhole,
-                               kSpread,     kTolerance, kPhaseTolerance, kDutyTolerance};
+constexpr std::array kWords = {kPart,           kPrimitive,     kInput,       kSecondInput,  kOutputs,
+                               kPhases,         kDutyCycles,    kPhy,         kOrder,        kPrefer,
+                               kBandwidth,      kFinePhase,     kWhole,       kSpread,       kTolerance,
+                               kPhaseTolerance, kDutyTolerance, kInputJitter, kInputJitterUi};
+// Of a question for several primitives, each of which has one of the inputs and some of the outputs, in any order.
+constexpr std::array kFewestWords = {kPart,       kPrimitive, kInput,          kOutputs,      kPhases,
+                                     kDutyCycles, kPrefer,    kBandwidth,      kFinePhase,    kWhole,
+                                     kSpread,     kTolerance, kPhaseTolerance, kDutyTolerance};
 
 struct Refusals {
   [[noreturn]] static void refuse(WordFault, std::string const& text) { throw Fault{text}; }
@@ -37,7 +44,7 @@ struct Refusals {
 
 class Words : public NamedWords<Refusals> {
  public:
-  explicit Words(std::span<std::string_view const> words) : NamedWords(words, kWords) {}
+  Words(std::span<std::string_view const> words, std::span<Word const> permitted) : NamedWords(words, permitted) {}
 
   [[noreturn]] static void refuse(Word word, std::string const& what) {
     NamedWords::refuse(WordFault::bad_value, word, what);
@@ -96,10 +103,9 @@ std::optional<SpreadRequest> spread_of(Words const& words) {
   return spread(parts[0], *khz);
 }
 
+// All but the input clocks.
 Request request_of(Words const& words) {
   Request request;
-  request.input_hz = frequency("input", words.number(kInput));
-  if (words.has(kSecondInput)) request.second_input_hz = frequency("second input", words.number(kSecondInput));
   const std::vector<double> outputs = words.numbers(kOutputs);
   const std::vector<double> phases = numbers_for(words, kPhases, outputs.size(), 0);
   const std::vector<double> duty_cycles = numbers_for(words, kDutyCycles, outputs.size(), 50);
@@ -107,6 +113,7 @@ Request request_of(Words const& words) {
   for (std::size_t i = 0; i < outputs.size(); ++i) wishes.push_back({outputs[i], phases[i], duty_cycles[i]});
   add_outputs(request, wishes);
   if (words.has(kPhy)) request.high_speed_hz = frequency("phy", words.number(kPhy));
+  request.order_free = words.is_second(kOrder, "fixed", "free");
   request.preference = words.is_second(kPrefer, "jitter", "power") ? Preference::low_power : Preference::low_jitter;
   request.bandwidth = words.is_second(kBandwidth, "OPTIMIZED", "LOW") ? Bandwidth::low : Bandwidth::optimized;
   request.fine_phase = words.is_second(kFinePhase, "false", "true");
@@ -118,10 +125,31 @@ Request request_of(Words const& words) {
   return request;
 }
 
+// In ps, or in parts of the input's period.
+double input_jitter_ps(Words const& words, Rational const& input_hz) {
+  constexpr double kPsPerSecond = 1e12;
+  if (words.has(kInputJitter) && words.has(kInputJitterUi))
+    Words::refuse(kInputJitterUi, "the jitter of the input is given twice");
+  const bool is_ui = words.has(kInputJitterUi);
+  if (!is_ui && !words.has(kInputJitter)) return 0;
+  const Word word = is_ui ? kInputJitterUi : kInputJitter;
+  const double value = words.number(word), most = is_ui ? 1 : 1e6;
+  if (!(value >= 0 && value <= most))
+    Words::refuse(word, number::plain(value) + " is outside 0 to " + number::plain(most));
+  return is_ui ? value * kPsPerSecond / input_hz.to_double() : value;
+}
+
 Question read(Words const& words) {
   device::Part const& part = part_of(std::string(words.text(kPart)));
   device::ClockPrimitive const& data = primitive_of(part, words);
-  Request request = request_of(words);
+  Request request;
+  const Rational input = frequency("input", words.number(kInput));
+  std::optional<Rational> second;
+  if (words.has(kSecondInput)) second = frequency("second input", words.number(kSecondInput));
+  request = request_of(words);
+  request.input_hz = input;
+  request.second_input_hz = second;
+  request.input_jitter_ps = input_jitter_ps(words, input);
   Primitive primitive = solver_primitive(part, data, request.fine_phase);
   require(check(primitive));
   require(check(primitive, request));
@@ -151,6 +179,12 @@ std::string binding_dict(Binding const& binding) {
   return dict;
 }
 
+// Of a setting in another order than the one asked about: what that order is, and how far off its setting.
+void put_order(std::string& dict, Request const& request, Solution const& reordered) {
+  put(dict, "order", braced(mhz_list(in_order(request, reordered.counters))));
+  put(dict, "order_ppm", number::fixed(reordered.worst_error.to_double() * static_cast<double>(kMillion), 3));
+}
+
 std::string diagnosis_dict(Question const& question, Diagnosis const& diagnosis) {
   std::string dict, limits;
   put(dict, "reason", braced(diagnosis.text));
@@ -160,31 +194,54 @@ std::string diagnosis_dict(Question const& question, Diagnosis const& diagnosis)
     put(dict, "nearest", braced(setting_dict(question, *diagnosis.nearest)));
     put(dict, "nearest_ppm", number::fixed(diagnosis.nearest_ppm, 3));
   }
+  if (diagnosis.reordered) put_order(dict, question.request, *diagnosis.reordered);
   put(dict, "exact_inputs", braced(mhz_list(diagnosis.exact_inputs_hz)));
+  return dict;
+}
+
+// Of a setting that has an error, whether another order of the outputs has one of less.
+std::string solved_dict(Question const& question, Solution const& solution) {
+  std::string dict;
+  put(dict, "setting", braced(setting_dict(question, solution)));
+  if (question.request.order_free || solution.worst_error.is_zero()) return dict;
+  Request free = question.request;
+  free.order_free = true;
+  const auto reordered = best_setting(question.primitive, free);
+  if (reordered && reordered->worst_error < solution.worst_error) put_order(dict, question.request, *reordered);
   return dict;
 }
 
 // Refusals leave as the door says.
 template <class Study>
-std::string study(std::vector<std::string_view> const& words, Study body) {
+std::string study(Study body) {
   std::string result, fault;
-  if (!answer(fault, [&] { result = body(read(Words(words))); })) throw StudyFault(fault);
+  if (!answer(fault, [&] { result = body(); })) throw StudyFault(fault);
   return result;
+}
+
+CoverRequest several_of(Words const& words) {
+  CoverRequest request;
+  for (double input : words.numbers(kInput)) request.inputs_hz.push_back(frequency("input", input));
+  request.options = request_of(words);
+  request.outputs = std::exchange(request.options.outputs, {});
+  return request;
 }
 
 }  // namespace
 
 std::string study_setting(std::vector<std::string_view> const& words) {
-  return study(words, [](Question const& question) {
+  return study([&words] {
+    const Question question = read(Words(words, kWords));
     const Result result = solve(question.primitive, question.request);
-    if (result.solution) return "setting " + braced(setting_dict(question, *result.solution));
+    if (result.solution) return solved_dict(question, *result.solution);
     if (!result.diagnosis) throw Fault{result.error};
     return diagnosis_dict(question, *result.diagnosis);
   });
 }
 
 std::string study_trade_offs(std::vector<std::string_view> const& words) {
-  return study(words, [](Question const& question) {
+  return study([&words] {
+    const Question question = read(Words(words, kWords));
     std::string list;
     for (ParetoPoint const& point : pareto_front(question.primitive, question.request, kMostTradeOffs)) {
       std::string dict;
@@ -193,6 +250,20 @@ std::string study_trade_offs(std::vector<std::string_view> const& words) {
       text::append_word(list, braced(dict));
     }
     return list;
+  });
+}
+
+std::string study_fewest(std::vector<std::string_view> const& words) {
+  return study([&words] {
+    const Words question(words, kFewestWords);
+    device::Part const& part = part_of(std::string(question.text(kPart)));
+    device::ClockPrimitive const& data = primitive_of(part, question);
+    CoverRequest request = several_of(question);
+    // Without a tolerance the nearest would do, and the nearest to a frequency beyond the limits is no answer.
+    if (!request.options.tolerance)
+      for (OutputRequest const& output : request.outputs)
+        require_within("output frequency", mhz(output.frequency_hz), data.output_mhz);
+    return least_instances(solver_primitive(part, data, request.options.fine_phase), std::move(request), data.count);
   });
 }
 

@@ -36,24 +36,24 @@ std::vector<OutputRequest> read_outputs(std::vector<double> const& outputs_mhz, 
   return outputs;
 }
 
-Request alone(Rational const& input, OutputRequest const& output) {
-  Request request;
-  request.input_hz = input;
-  request.outputs = {output};
-  return request;
+Request alone(CoverRequest const& request, Rational const& input, std::size_t index) {
+  Request single = request.options;
+  single.input_hz = input;
+  single.outputs = {request.outputs[index]};
+  return single;
 }
 
 // The error that the output has to have from the best of the inputs, on a primitive of its own.
-Rational least_error(Primitive const& primitive, std::vector<Rational> const& inputs, OutputRequest const& output,
-                     std::size_t index) {
+Rational least_error(Primitive const& primitive, CoverRequest const& request, std::size_t index) {
   std::optional<Rational> least;
-  for (Rational const& input : inputs) {
-    const auto solution = best_setting(primitive, alone(input, output));
+  for (Rational const& input : request.inputs_hz) {
+    const auto solution = best_setting(primitive, alone(request, input, index));
     if (solution && (!least || solution->worst_error < *least)) least = solution->worst_error;
   }
   if (least) return *least;
-  throw Fault{"clock " + std::to_string(index) + ", " + mhz_text(output.frequency_hz) +
-              " MHz, cannot be made from any of the inputs: " + solve(primitive, alone(inputs.front(), output)).error};
+  throw Fault{"clock " + std::to_string(index) + ", " + mhz_text(request.outputs[index].frequency_hz) +
+              " MHz, cannot be made from any of the inputs: " +
+              solve(primitive, alone(request, request.inputs_hz.front(), index)).error};
 }
 
 // Rounded up to the 2^-39 that tolerances are given in.
@@ -67,7 +67,7 @@ Rational as_tolerance(Rational const& error) {
 Rational needed_tolerance(Primitive const& primitive, CoverRequest const& request) {
   Rational tolerance = 0;
   for (std::size_t i = 0; i < request.outputs.size(); ++i)
-    tolerance = std::max(tolerance, least_error(primitive, request.inputs_hz, request.outputs[i], i));
+    tolerance = std::max(tolerance, least_error(primitive, request, i));
   return as_tolerance(tolerance);
 }
 
@@ -90,21 +90,24 @@ std::string cover_dict(Primitive const& primitive, CoverRequest const& request, 
 
 }  // namespace
 
-std::string least_instances(device::Part const& part, std::vector<double> const& outputs_mhz,
-                            std::vector<double> const& inputs_mhz, double period_ns) {
-  device::ClockPrimitive const& data = mmcm_or_pll(part);
-  const Primitive primitive = solver_primitive(part, data, false);
-  CoverRequest request;
-  request.inputs_hz = read_inputs(inputs_mhz, period_ns);
-  request.outputs = read_outputs(outputs_mhz, data.output_mhz);
+std::string least_instances(Primitive const& primitive, CoverRequest request, int available) {
   // Before the errors are found one by one: how many clocks there may be is the engine's to say.
   if (request.outputs.empty() || request.outputs.size() > kMaxCoverOutputs ||
       request.inputs_hz.size() > kMaxCoverInputs)
     throw Fault{minimal_primitives(primitive, request).message};
-  request.options.tolerance = needed_tolerance(primitive, request);
+  if (!request.options.tolerance) request.options.tolerance = needed_tolerance(primitive, request);
   const Cover cover = minimal_primitives(primitive, request);
   if (cover.groups.empty()) throw Fault{cover.message};
-  return cover_dict(primitive, request, cover, data.count);
+  return cover_dict(primitive, request, cover, available);
+}
+
+std::string least_instances(device::Part const& part, std::vector<double> const& outputs_mhz,
+                            std::vector<double> const& inputs_mhz, double period_ns) {
+  device::ClockPrimitive const& data = mmcm_or_pll(part);
+  CoverRequest request;
+  request.inputs_hz = read_inputs(inputs_mhz, period_ns);
+  request.outputs = read_outputs(outputs_mhz, data.output_mhz);
+  return least_instances(solver_primitive(part, data, false), std::move(request), data.count);
 }
 
 }  // namespace kdi::clocking

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kdi/device/Device.h"
+#include "platform/ip/clocking/cover.h"
 
 namespace kdi::clocking {
 
@@ -13,5 +14,9 @@ namespace kdi::clocking {
 /// inputs there is one of the period. Throws Fault (questions.h) and std::overflow_error.
 std::string least_instances(device::Part const& part, std::vector<double> const& outputs_mhz,
                             std::vector<double> const& inputs_mhz, double period_ns);
+
+/// The same for any primitive and all that may be asked of its clocks: as few of the `available` as make the outputs
+/// within the tolerance of the request, or, if it has none, with no clock farther off than it has to be.
+std::string least_instances(Primitive const& primitive, CoverRequest request, int available);
 
 }  // namespace kdi::clocking

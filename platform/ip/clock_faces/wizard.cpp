@@ -252,6 +252,7 @@ double ClockWizard::jitter_ps(std::string const& bandwidth, double input_mhz, do
                               double input_jitter_ps, double modulation_khz) const {
   device::LoopModel const& loop = find_loop(bandwidth, input_mhz, vco_mhz);
   require_within("output frequency", output_mhz, loop_owner().output_mhz);
+  if (input_jitter_ps == 0) input_jitter_ps = options.input_jitter_ui * kPsPerInverseMhz / input_mhz;
   if (!(input_jitter_ps >= 0 && input_jitter_ps <= 1e6))
     throw Fault{"input jitter " + plain(input_jitter_ps) + " ps is outside 0 to 1000000"};
   if (!(modulation_khz >= 0 && modulation_khz <= 1e6))
@@ -329,9 +330,32 @@ std::string list_within(std::vector<Rational> found_hz, double aim_mhz, double m
 std::vector<Rational> nearest_of(std::vector<Range> const& ranges, Rational const& aim) {
   std::vector<Rational> points;
   points.reserve(ranges.size());
-  for (Range const& range : ranges) points.push_back(std::clamp(aim, range.min, range.max));
+  for (Range const& range : ranges) {
+    // In whole Hz, and not beyond the range for that.
+    const Rational low = range.min.ceil(), high = range.max.floor();
+    if (low <= high) points.push_back(std::clamp(aim, low, high));
+  }
   std::ranges::stable_sort(points, {}, [&aim](Rational const& point) { return abs(point - aim); });
   return points;
+}
+
+}  // namespace
+
+namespace {
+
+// The nearest outputs, in whole Hz as they are told, none of them twice.
+std::vector<Rational> distinct_outputs(Primitive const& primitive, Request const& request, std::size_t index,
+                                       Rational const& wanted, std::size_t count) {
+  constexpr std::size_t kMostAsked = 1 << 16;
+  for (std::size_t asked = count;; asked *= 4) {
+    const std::vector<Rational> found = closest_outputs(primitive, request, index, wanted, asked);
+    std::vector<Rational> distinct;
+    for (Rational const& hz : found) {
+      const Rational whole = (hz + Rational(1, 2)).floor();
+      if (distinct.size() < count && std::ranges::find(distinct, whole) == distinct.end()) distinct.push_back(whole);
+    }
+    if (distinct.size() == count || found.size() < asked || asked >= kMostAsked) return distinct;
+  }
 }
 
 }  // namespace
@@ -343,8 +367,8 @@ std::string ClockWizard::output_frequencies(double wanted_mhz, int count, int in
     throw Fault{"output " + std::to_string(index) + " is outside 0 to " +
                 std::to_string(primitive_.outputs.size() - 1)};
   require(check(primitive_, request_));
-  return list_within(closest_outputs(primitive_, request_, static_cast<std::size_t>(index), *to_hz(wanted_mhz),
-                                     static_cast<std::size_t>(count)),
+  return list_within(distinct_outputs(primitive_, request_, static_cast<std::size_t>(index), *to_hz(wanted_mhz),
+                                      static_cast<std::size_t>(count)),
                      wanted_mhz, margin);
 }
 
@@ -363,7 +387,7 @@ std::string ClockWizard::input_frequencies(std::string const& primitive_name, do
   require(check(primitive, request));
   const auto most = static_cast<std::size_t>(count);
   std::vector<Rational> found = outputs_mhz.empty() ? nearest_of(input_ranges(primitive, request), request.input_hz)
-                                                    : exact_inputs(primitive, request, most);
+                                                    : advised_inputs(primitive, request, most);
   if (found.size() > most) found.resize(most);
   return list_within(std::move(found), wanted_mhz, margin);
 }

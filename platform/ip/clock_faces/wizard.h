@@ -73,7 +73,8 @@ class ClockWizard {
 
   // The operations below throw Fault.
 
-  /// Of the primitive that the last solution uses; before one, of the MMCM.
+  /// Of the primitive that the last solution uses; before one, of the MMCM. An input jitter of 0 is that of the
+  /// options.
   double jitter_ps(std::string const& bandwidth, double input_mhz, double vco_mhz, double output_mhz,
                    double input_jitter_ps, double modulation_khz) const;
   double phase_error_ps(std::string const& bandwidth, double input_mhz, double vco_mhz) const;

@@ -180,10 +180,9 @@ class Covering {
     constexpr double kDoubt = 1e-9;  // of the double precision here; pick() decides
     const double slack = request_.options.tolerance ? request_.options.tolerance->to_double() + kDoubt : kAny;
     const auto to_counter = [](double value) { return static_cast<int>(std::clamp(value, 0.0, 1e9)); };
-    ValueSet const& dividers = output.values();
     int next = loop.m_low;
-    for (int o = dividers.at_least(to_counter(output.ideal(loop.m_low, loop.d) / (1 + slack) - 1));
-         o != ValueSet::kNone && next <= loop.m_high; o = dividers.at_least(o + 1)) {
+    for (int o = output.at_least(to_counter(output.ideal(loop.m_low, loop.d) / (1 + slack) - 1));
+         o != ValueSet::kNone && next <= loop.m_high; o = output.at_least(o + 1)) {
       const double aim = output.ideal_m(o, loop.d);
       if (aim * (1 - slack) > loop.m_high + 1) break;
       const int stop = std::min(loop.m_high, to_counter(std::ceil(aim * (1 + slack))));

@@ -165,11 +165,6 @@ auto of_each_output(Primitive& primitive) {
 std::vector<Range*> both_pfd_ranges(Primitive& primitive) {
   return {&primitive.pfd_hz, &primitive.pfd_low_bandwidth_hz};
 }
-std::vector<Range*> output_ranges(Primitive& primitive) {
-  std::vector<Range*> places = of_each_output<&OutputSpec::frequency_hz>(primitive);
-  places.push_back(&primitive.high_speed_hz);
-  return places;
-}
 std::vector<Range*> modulation_ranges(Primitive& primitive) {
   std::vector<Range*> places;
   for (SpreadMode& mode : primitive.spread_modes) places.push_back(&mode.modulation_hz);
@@ -193,9 +188,7 @@ Range standing_pfd(Primitive const& primitive, Request const& request) { return 
 Range standing_divider(Primitive const& primitive, Request const&) {
   return primitive.outputs.empty() ? Range() : range_of(primitive.outputs.front().divider);
 }
-Range standing_output(Primitive const& primitive, Request const& request) {
-  return request.outputs.empty() ? primitive.high_speed_hz : primitive.outputs.front().frequency_hz;
-}
+Range standing_output(Primitive const& primitive, Request const&) { return primitive.outputs.front().frequency_hz; }
 Range standing_modulation(Primitive const& primitive, Request const& request) {
   return primitive.spread_mode(request.spread->mode)->modulation_hz;
 }
@@ -216,9 +209,9 @@ std::vector<Range> used_dividers(Use const& use) {
 std::vector<Range> used_outputs(Use const& use) {
   std::vector<Range> outputs;
   for (auto const& output : use.solution.outputs) outputs.push_back(use.output(output));
-  if (use.solution.high_speed) outputs.push_back(use.output(*use.solution.high_speed));
   return outputs;
 }
+std::vector<Range> used_high_speed(Use const& use) { return {use.output(*use.solution.high_speed)}; }
 std::vector<Range> used_modulation(Use const& use) {
   return {{*use.solution.modulation_hz, *use.solution.modulation_hz}};
 }
@@ -269,7 +262,10 @@ constexpr Row kRows[] = {
     {Limit::output_divider, "output divider range", kNumber,
      Counter{of_each_output<&OutputSpec::divider>, standing_divider, used_dividers, kMaxOutputDivider, adapt_duty}},
     {Limit::output_range, "output frequency range", kMhz,
-     Frequencies{output_ranges, standing_output, used_outputs, kMaxFrequencyHz}},
+     Frequencies{of_each_output<&OutputSpec::frequency_hz>, standing_output, used_outputs, kMaxFrequencyHz}},
+    {Limit::high_speed_range, "phy_mhz", kMhz,
+     Frequencies{sole<&Primitive::high_speed_hz>, standing<&Primitive::high_speed_hz>, used_high_speed,
+                 kMaxFrequencyHz}},
     {Limit::buffer, "buffer period", kNone, Condition{drop_buffers, "a buffer does not carry its clock"}},
     {Limit::modulation, "modulation frequency range", kHz,
      Frequencies{modulation_ranges, standing_modulation, used_modulation, kMaxModulationHz}},

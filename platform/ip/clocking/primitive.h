@@ -40,6 +40,7 @@ struct Range {
   Rational min = 0;
   Rational max = kMaxFrequencyHz;
   bool contains(Rational const& value) const { return min <= value && value <= max; }
+  bool operator==(Range const&) const = default;
 };
 
 /// The values of a counter: min, min + step, ... up to max, and with `fraction` above 1 also the multiples of
@@ -50,6 +51,7 @@ struct CounterSpec {
   int step = 1;
   int fraction = 1;      ///< a divisor of kUnit: 1, 2, 4 ... 64
   int fraction_min = 1;  ///< the least value from which fractional values exist
+  bool operator==(CounterSpec const&) const = default;
 };
 
 /// One output counter, with what may be asked of it.

@@ -1,6 +1,8 @@
 #include "platform/ip/clocking/queries.h"
 
 #include <algorithm>
+#include <cmath>
+#include <deque>
 #include <limits>
 #include <numeric>
 #include <set>
@@ -8,7 +10,9 @@
 #include <tuple>
 #include <utility>
 
+#include "kdi/common/KdiNumber.h"
 #include "platform/ip/clocking/limits.h"
+#include "platform/ip/clocking/order.h"
 #include "platform/ip/clocking/search.h"
 
 namespace kdi::clocking {
@@ -89,7 +93,7 @@ bool is_exact_vco(Primitive const& primitive, Request const& request, Search con
     const Rational divider = vco / wanted * kUnit;
     if (divider.den() != 1 || divider > Rational(std::int64_t{kUnit} * kMaxOutputDivider)) return false;
     const int o = static_cast<int>(divider.num());
-    if (output.values().at_least(o) != o || !output.is_well_placed(o)) return false;
+    if (!output.is_well_placed(o)) return false;
     if (!contains(output.limits(), spread_of(wanted, spread))) return false;
   }
   return true;
@@ -167,43 +171,80 @@ std::vector<Range> input_ranges(Primitive const& primitive, Request const& reque
 
 namespace {
 
+Range within(Range const& a, Range const& b) { return {std::max(a.min, b.min), std::min(a.max, b.max)}; }
+
+// Whether the second input's frequencies, which are `ratio` times the first one's, keep all limits with this VCO
+// frequency of the first one, and D.
+bool serves_second(Primitive const& primitive, Request const& request, Search const& search, Rational const& ratio,
+                   Rational const& vco, int d) {
+  SpreadMode const* spread = request.spread ? primitive.spread_mode(request.spread->mode) : nullptr;
+  if (!pfd_range(primitive, request).contains(*request.second_input_hz / d)) return false;
+  if (!contains(primitive.vco_hz, spread_of(vco * ratio, spread))) return false;
+  for (std::size_t i = 0; i < search.outputs().size(); ++i) {
+    const Rational wanted = i < request.outputs.size() ? request.outputs[i].frequency_hz : *request.high_speed_hz;
+    if (!contains(search.outputs()[i].limits(), spread_of(wanted * ratio, spread))) return false;
+  }
+  return true;
+}
+
 // Inputs from which some M and D make a VCO frequency, the nearest to the request's over all that are tried.
 class ExactInputs {
  public:
-  ExactInputs(Primitive const& primitive, Request const& request, ValueSet const& multipliers, std::size_t count)
+  ExactInputs(Primitive const& primitive, Request const& request, Search const& search, std::size_t count)
       : primitive_(primitive),
         request_(request),
-        multipliers_(multipliers),
+        search_(search),
         limits_(input_limits(primitive, request)),
         pfd_(pfd_range(primitive, request)),
         nearest_(request.input_hz, count) {}
 
   void try_divider(Rational const& vco, int d) {
-    const Range range{std::max(limits_.min, pfd_.min * d), std::min(limits_.max, pfd_.max * d)};
+    Range range = within(limits_, {pfd_.min * d, pfd_.max * d});
+    if (request_.second_input_hz) range = within(range, near_second(vco));
     if (range.min > range.max) return;
     const Rational scaled = vco * (d * kUnit);  // input = scaled / m
     const Rational start = std::clamp(request_.input_hz, range.min, range.max);
     const int aim = static_cast<int>(std::clamp(scaled.to_double() / start.to_double(), 1.0, 1e6));
-    for (int m = multipliers_.at_most(aim); m != ValueSet::kNone; m = multipliers_.at_most(m - 1))
-      if (const Rational input = scaled / m; input > range.max || !consider(input, d, range)) break;
-    for (int m = multipliers_.at_least(aim + 1); m != ValueSet::kNone; m = multipliers_.at_least(m + 1))
-      if (const Rational input = scaled / m; input < range.min || !consider(input, d, range)) break;
+    ValueSet const& multipliers = search_.multipliers();
+    for (int m = multipliers.at_most(aim); m != ValueSet::kNone; m = multipliers.at_most(m - 1))
+      if (const Rational input = scaled / m; input > range.max || !consider(input, vco, d, range)) break;
+    for (int m = multipliers.at_least(aim + 1); m != ValueSet::kNone; m = multipliers.at_least(m + 1))
+      if (const Rational input = scaled / m; input < range.min || !consider(input, vco, d, range)) break;
   }
 
   std::vector<Rational> values() const { return nearest_.values(); }
 
  private:
+  // Inputs with which the second one's VCO frequency may be in range, a little more than those: so that few others are
+  // looked at.
+  Range near_second(Rational const& vco) const {
+    constexpr double kSlack = 1e-3;
+    const double at = vco.to_double() * request_.second_input_hz->to_double();
+    const auto hz = [](double value) { return Rational(static_cast<std::int64_t>(std::clamp(value, 0.0, 0x1p50))); };
+    const double slowest = std::max(1.0, primitive_.vco_hz.min.to_double());
+    return {hz(at / primitive_.vco_hz.max.to_double() * (1 - kSlack)), hz(at / slowest * (1 + kSlack) + 1)};
+  }
+
   // False once further inputs in the same direction are too far away.
-  bool consider(Rational const& input, int d, Range const& range) {
+  bool consider(Rational const& input, Rational const& vco, int d, Range const& range) {
     if (nearest_.is_too_far(input)) return false;
-    if (range.contains(input) && !nearest_.holds(input) && is_input_usable(primitive_, request_, input, d))
-      nearest_.take(input);
+    if (range.contains(input) && !nearest_.holds(input) && is_usable(input, vco, d)) nearest_.take(input);
     return true;
+  }
+
+  bool is_usable(Rational const& input, Rational const& vco, int d) const {
+    if (!is_input_usable(primitive_, request_, input, d)) return false;
+    if (!request_.second_input_hz) return true;
+    try {
+      return serves_second(primitive_, request_, search_, *request_.second_input_hz / input, vco, d);
+    } catch (std::overflow_error const&) {  // so many digits that nobody would give them
+      return false;
+    }
   }
 
   Primitive const& primitive_;
   Request const& request_;
-  ValueSet const& multipliers_;
+  Search const& search_;
   Range limits_;
   Range pfd_;
   Nearest nearest_;
@@ -216,7 +257,8 @@ std::vector<Rational> exact_inputs(Primitive const& primitive, Request const& re
   const Search search(primitive, request);
   const std::optional<Rational> raster = vco_raster(search, request);
   if (!raster || count == 0) return {};
-  ExactInputs inputs(primitive, request, search.multipliers(), count);
+  if (request.second_input_hz && !input_limits(primitive, request).contains(*request.second_input_hz)) return {};
+  ExactInputs inputs(primitive, request, search, count);
   const ValueSet dividers(primitive.input_divider, true);
   const std::int64_t last = (primitive.vco_hz.max / *raster).floor();
   std::int64_t k = std::max<std::int64_t>(1, (primitive.vco_hz.min / *raster).ceil());
@@ -227,6 +269,45 @@ std::vector<Rational> exact_inputs(Primitive const& primitive, Request const& re
       inputs.try_divider(vco, value / kUnit);
   }
   return inputs.values();
+}
+
+namespace {
+
+// Whether the request has a setting from this input that is off by no more than `error`.
+bool has_setting(Primitive const& primitive, Request const& request, Rational const& input, Rational const& error) {
+  constexpr std::int64_t kRaster = std::int64_t{1} << 40;
+  const Rational rounded =
+      Rational::of((static_cast<Int128>(error.num()) * kRaster + error.den() - 1) / error.den(), kRaster);
+  Request other = request;
+  other.input_hz = input;
+  other.tolerance = request.tolerance ? std::min(*request.tolerance, rounded) : rounded;
+  if (check(primitive, other)) return false;
+  try {
+    return Search(primitive, other).has_any();
+  } catch (std::overflow_error const&) {
+    return false;
+  }
+}
+
+std::optional<Rational> advised(Primitive const& primitive, Request const& request, Rational const& exact) {
+  const Rational low = exact.floor(), high = exact.ceil();
+  const bool is_low_nearer = exact - low <= high - exact;
+  for (Rational const& input : {is_low_nearer ? low : high, is_low_nearer ? high : low})
+    if (input > 0 && has_setting(primitive, request, input, abs(input - exact) / exact)) return input;
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::vector<Rational> advised_inputs(Primitive const& primitive, Request const& request, std::size_t count) {
+  constexpr std::size_t kTried = 8;  // for each that is wanted
+  std::vector<Rational> inputs;
+  for (Rational const& exact : exact_inputs(primitive, request, count * kTried)) {
+    if (inputs.size() == count) break;
+    const auto input = exact.den() == 1 ? exact : advised(primitive, request, exact);
+    if (input && std::ranges::find(inputs, *input) == inputs.end()) inputs.push_back(*input);
+  }
+  return inputs;
 }
 
 namespace {
@@ -300,18 +381,26 @@ std::vector<Rational> closest_outputs(Primitive const& primitive, Request const&
 
 namespace {
 
+// A figure as it is told, in steps of 1 / scale. What double precision does not tell is left to the one who writes it.
+std::int64_t told(double figure, double scale, int decimals) {
+  const double steps = figure * scale;
+  constexpr double kUnsure = 1e-3;
+  if (std::abs(steps - std::floor(steps) - 0.5) > kUnsure) return std::llround(steps);
+  return std::llround(number::leading_double(number::fixed(figure, decimals).c_str()) * scale);
+}
+
 // Settings that no other one beats, of all that were added.
 class Front {
  public:
   struct Point {
-    Quotient error;
-    double jitter_ps;
-    double power_w;
+    std::int64_t error;   // 0.001 ppm
+    std::int64_t jitter;  // 0.001 ps
+    std::int64_t power;   // 0.1 mW
     Setting setting;
+    std::size_t order;  // of the outputs
     bool operator<(Point const& other) const {
-      if (const auto order = error <=> other.error; std::is_neq(order)) return std::is_lt(order);
-      return std::tie(jitter_ps, power_w, setting.d, setting.m) <
-             std::tie(other.jitter_ps, other.power_w, other.setting.d, other.setting.m);
+      return std::tie(error, jitter, power, setting.d, setting.m, order) <
+             std::tie(other.error, other.jitter, other.power, other.setting.d, other.setting.m, other.order);
     }
   };
 
@@ -336,13 +425,13 @@ class Front {
     std::sort(points_.begin(), points_.end());
     // In this order a point is beaten only by one before it. `steps` holds, of those before, the pairs of jitter and
     // power that none of them beats: jitter ascending, power descending.
-    std::set<std::pair<double, double>> steps;
+    std::set<std::pair<std::int64_t, std::int64_t>> steps;
     const auto is_beaten = [&steps](Point const& point) {
-      auto after = steps.upper_bound({point.jitter_ps, std::numeric_limits<double>::infinity()});
-      if (after != steps.begin() && std::prev(after)->second <= point.power_w) return true;
-      while (after != steps.end() && after->second >= point.power_w) after = steps.erase(after);
-      if (after != steps.begin() && std::prev(after)->first == point.jitter_ps) steps.erase(std::prev(after));
-      steps.insert({point.jitter_ps, point.power_w});
+      auto after = steps.upper_bound({point.jitter, std::numeric_limits<std::int64_t>::max()});
+      if (after != steps.begin() && std::prev(after)->second <= point.power) return true;
+      while (after != steps.end() && after->second >= point.power) after = steps.erase(after);
+      if (after != steps.begin() && std::prev(after)->first == point.jitter) steps.erase(std::prev(after));
+      steps.insert({point.jitter, point.power});
       return false;
     };
     std::size_t kept = 0;
@@ -357,20 +446,54 @@ class Front {
 
 }  // namespace
 
+namespace {
+
+// One order of the outputs on the counters, with its search.
+struct Ordered {
+  Counters counters;
+  Primitive primitive;
+  Search search;
+  Ordered(Counters order, Primitive const& as_it_is, Request const& request)
+      : counters(std::move(order)), primitive(rearranged(as_it_is, counters)), search(primitive, request) {}
+};
+
+// The order that the request has, or all that it may have.
+std::deque<Ordered> orders_of(Primitive const& primitive, Request const& request) {
+  std::deque<Ordered> orders;
+  if (!request.order_free) {
+    orders.emplace_back(Counters(), primitive, request);
+    return orders;
+  }
+  for_each_order(primitive, request.outputs.size(),
+                 [&](Counters const& counters) { orders.emplace_back(counters, primitive, request); });
+  return orders;
+}
+
+}  // namespace
+
 std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const& request, std::size_t most) {
-  const Search search(primitive, request);
+  const std::deque<Ordered> orders = orders_of(primitive, request);
   Front front;
-  search.for_each([&](Setting const& setting) {
-    const Figures figures = search.figures_of(setting);
-    front.add({search.worst_error(setting), figures.jitter_ps, figures.power_w, setting});
-  });
+  for (std::size_t order = 0; order < orders.size(); ++order) {
+    Search const& search = orders[order].search;
+    search.for_each([&](Setting const& setting) {
+      const Figures figures = search.figures_of(setting);
+      const Quotient error = search.worst_error(setting);
+      const double ppm = static_cast<double>(error.num) / static_cast<double>(error.den) * 1e6;
+      front.add({told(ppm, 1e3, 3), told(figures.jitter_ps, 1e3, 3), told(figures.power_w, 1e4, 4), setting, order});
+    });
+  }
   std::vector<Front::Point> const& points = front.points();
   const std::size_t count = std::min(points.size(), most);
   std::vector<ParetoPoint> chosen;
   chosen.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
     Front::Point const& point = points[count < 2 ? 0 : i * (points.size() - 1) / (count - 1)];
-    chosen.push_back({point.error.reduced(), point.jitter_ps, point.power_w, search.describe(point.setting)});
+    Ordered const& order = orders[point.order];
+    const Figures figures = order.search.figures_of(point.setting);
+    chosen.push_back({order.search.worst_error(point.setting).reduced(), figures.jitter_ps, figures.power_w,
+                      order.search.describe(point.setting)});
+    chosen.back().solution.counters = order.counters;
   }
   return chosen;
 }

@@ -23,10 +23,15 @@ Rational actual_duty(Primitive const& primitive, Rational const& divider, Ration
 /// in ascending order. The request's own frequencies do not matter; its bandwidth, spread and counter options do.
 std::vector<Range> input_ranges(Primitive const& primitive, Request const& request);
 
-/// Input frequencies with which every output of the request is exact and all else that it asks for is kept, nearest to
-/// its input first (of two equally near the lower), at most `count`. A second input is left out of account. Considers
-/// at most 2^16 pairs of VCO frequency and D, from low VCO frequencies up.
+/// Input frequencies with which every output of the request is exact and all else that it asks for is kept, at its
+/// second input too, nearest to its input first (of two equally near the lower), at most `count`. Considers at most
+/// 2^16 pairs of VCO frequency and D, from low VCO frequencies up.
 std::vector<Rational> exact_inputs(Primitive const& primitive, Request const& request, std::size_t count);
+
+/// The same in whole Hz, to be told and given back: next to each exact input the nearer frequency from which some
+/// setting is off by no more than that rounding and keeps all else that the request asks for, its tolerances too. None
+/// of them twice; an exact input that has no such neighbour is left out.
+std::vector<Rational> advised_inputs(Primitive const& primitive, Request const& request, std::size_t count);
 
 /// The output frequencies nearest to `wanted_hz` that counter `counter` can make of the request's input, nearest first
 /// (of two equally near the lower), at most `count`. The outputs that the request names do not matter.
@@ -41,10 +46,10 @@ struct ParetoPoint {
   Solution solution;
 };
 
-/// The settings that are not dominated in worst error, jitter and power together, one for each triple of figures (the
-/// one with the smallest D, then M), in ascending order of error, jitter, power. M and D range over all that is valid;
-/// each output has its best divider under the solver's objective. Of more than `most`, so many evenly chosen along that
-/// order, the first and the last among them.
+/// The settings that are not dominated in worst error, jitter and power together, as they are told: in steps of 0.001
+/// ppm, 0.001 ps and 0.1 mW. One for each triple of figures (the one with the smallest D, then M), in ascending order
+/// of error, jitter, power. M and D range over all that is valid; each output has its best divider under the solver's
+/// objective. Of more than `most`, so many evenly chosen along that order, the first and the last among them.
 std::vector<ParetoPoint> pareto_front(Primitive const& primitive, Request const& request, std::size_t most);
 
 }  // namespace kdi::clocking

@@ -221,8 +221,29 @@ OutputSearch::OutputSearch(Primitive const& primitive, Request const& request, O
   phase_steps_ = request.fine_phase ? primitive.fine_phase_steps : primitive.phase_steps;
   is_plain_ = index == kHighSpeed || (turns_.is_zero() && duty_ == Rational(1, 2) && primitive.duty_steps % 2 == 0);
   tolerance_double_ = tolerance_ ? tolerance_->to_double() : kInfinity;
-  if (!is_plain_ && (phase_tolerance_ || duty_tolerance_))
-    placed_.resize(static_cast<std::size_t>(values_.at_most(kUnit * kMaxOutputDivider)) + 1, Placed::unknown);
+  turns_double_ = turns_.to_double();
+  duty_double_ = duty_.to_double();
+  is_restricted_ = !is_plain_ && (phase_tolerance_ || duty_tolerance_);
+  if (!is_restricted_) return;
+  for (int o = values_.at_least(1); o != ValueSet::kNone; o = values_.at_least(o + 1))
+    if (keeps_phase(o) && keeps_duty(o)) placed_.push_back(o);
+}
+
+int OutputSearch::at_least(int value) const {
+  if (!is_restricted_) return values_.at_least(value);
+  const auto found = std::ranges::lower_bound(placed_, value);
+  return found == placed_.end() ? ValueSet::kNone : *found;
+}
+
+int OutputSearch::at_most(int value) const {
+  if (!is_restricted_) return values_.at_most(value);
+  const auto after = std::ranges::upper_bound(placed_, value);
+  return after == placed_.begin() ? ValueSet::kNone : *std::prev(after);
+}
+
+int OutputSearch::count(int low, int high) const {
+  if (!is_restricted_) return values_.count(low, high);
+  return static_cast<int>(std::ranges::upper_bound(placed_, high) - std::ranges::lower_bound(placed_, low));
 }
 
 // The smallest divider that keeps the output at or below its largest frequency: o >= m / d x over_max. Only next to an
@@ -247,19 +268,76 @@ Quotient OutputSearch::error(int m, int d, int o) const {
 }
 
 bool OutputSearch::is_within_tolerance(int m, int d, int o) const {
-  if (tolerance_ && error(m, d, o) > Quotient{tolerance_->num(), tolerance_->den()}) return false;
-  return is_well_placed(o);
+  return !tolerance_ || error(m, d, o) <= Quotient{tolerance_->num(), tolerance_->den()};
 }
 
-bool OutputSearch::is_well_placed(int o) const {
-  if (placed_.empty()) return true;
-  Placed& known = placed_[static_cast<std::size_t>(o)];
-  if (known == Placed::unknown) {
-    const bool is_bad = (phase_tolerance_ && phase(o).error > *phase_tolerance_) ||
-                        (duty_tolerance_ && duty(o).error > *duty_tolerance_);
-    known = is_bad ? Placed::badly : Placed::well;
+namespace {
+
+// Whether an error is within its tolerance, where double precision tells.
+enum class Told { yes, no, doubtful };
+Told is_within(double error, double tolerance) {
+  constexpr double kUnsure = 1e-9;  // errors of placements are good to 10^-12
+  if (std::abs(error - tolerance) <= kUnsure) return Told::doubtful;
+  return error < tolerance ? Told::yes : Told::no;
+}
+
+}  // namespace
+
+// What place_phase finds, in double precision first: thousands of dividers are asked.
+bool OutputSearch::keeps_phase(int o) const {
+  if (!phase_tolerance_) return true;
+  const int eighths = phase_steps_ * o;
+  const double steps = static_cast<double>(eighths) / kUnit;
+  const int last = max_phase_step_ > 0 ? max_phase_step_ : (eighths + kUnit - 1) / kUnit - 1;
+  const int below = static_cast<int>(turns_double_ * steps);
+  double least = 1;
+  for (int step : {0, std::min(below, last), std::min(below + 1, last)}) {
+    const double actual = step / steps;
+    const double distance = std::abs(actual - std::floor(actual) - turns_double_);
+    least = std::min({least, distance, std::abs(1 - distance)});
   }
-  return known == Placed::well;
+  const Told told = is_within(least, phase_tolerance_->to_double());
+  return told == Told::doubtful ? phase(o).error <= *phase_tolerance_ : told == Told::yes;
+}
+
+// What place_duty finds, likewise.
+bool OutputSearch::keeps_duty(int o) const {
+  if (!duty_tolerance_) return true;
+  const int steps = primitive_->duty_steps * o / kUnit;
+  double least = std::abs(duty_double_ - 0.5);
+  if (o % kUnit == 0 && steps >= 2) {
+    const int longest = primitive_->max_high_steps > 0 ? std::min(primitive_->max_high_steps, steps - 1) : steps - 1;
+    const auto bounds = std::minmax({steps - longest, longest});
+    const int below = static_cast<int>(duty_double_ * steps);
+    least = 1;
+    for (int step : {below, below + 1})
+      least = std::min(
+          least, std::abs(static_cast<double>(std::clamp(step, bounds.first, bounds.second)) / steps - duty_double_));
+  }
+  const Told told = is_within(least, duty_tolerance_->to_double());
+  return told == Told::doubtful ? duty(o).error <= *duty_tolerance_ : told == Told::yes;
+}
+
+OutputSearch::Gains OutputSearch::gains() const {
+  Gains gains{0, kInfinity};
+  if (!over_max_.is_zero()) gains.to = 1 / over_max_double_;
+  if (!limits_.min.is_zero()) gains.from = 1 / over_min_double_;
+  gains.to = std::min(gains.to, (1 + tolerance_double_) / scale_);
+  gains.from = std::max(gains.from, (1 - tolerance_double_) / scale_);
+  return gains;
+}
+
+bool OutputSearch::has_divider(int m, int d) const {
+  // Between these the frequency is as it should be, but for the tolerance at the ends.
+  const int low = lowest(m, d), high = highest(m, d);
+  const double at = ideal(m, d);
+  int first = low;
+  if (tolerance_) first = std::max(first, to_counter(at / (1 + tolerance_double_) - 1));
+  for (int o = at_least(first); o != ValueSet::kNone && o <= high; o = at_least(o + 1)) {
+    if (is_within_tolerance(m, d, o)) return true;
+    if (o > at) return false;
+  }
+  return false;
 }
 
 namespace {
@@ -288,12 +366,12 @@ class Outwards {
 
  private:
   void go_below(int most) {
-    below_ = output_.values().at_most(most);
+    below_ = output_.at_most(most);
     if (below_ < low_) below_ = ValueSet::kNone;
     error_below_ = error_of(below_);
   }
   void go_above(int least) {
-    above_ = output_.values().at_least(least);
+    above_ = output_.at_least(least);
     if (above_ > high_) above_ = ValueSet::kNone;
     error_above_ = error_of(above_);
   }
@@ -316,7 +394,7 @@ class Outwards {
 
 // False only if the error of every divider is above `error`. Most settings of M and D end here.
 bool OutputSearch::may_come_near(double ideal, double error) const {
-  const int candidate = values_.at_least(to_counter(ideal * (1 - error)));  // which is below ideal / (1 + error)
+  const int candidate = at_least(to_counter(ideal * (1 - error)));  // which is below ideal / (1 + error)
   return candidate != ValueSet::kNone && candidate * (1 - error) <= (1 + kDoubt) * ideal;
 }
 
@@ -486,8 +564,8 @@ std::size_t Search::lead() const {
   for (std::size_t i = 0; i < outputs_.size(); ++i) {
     int dividers = 0;
     for (Loop const& loop : loops_)
-      dividers += outputs_[i].values().count(to_counter(outputs_[i].ideal(loop.m_low, loop.d)),
-                                             to_counter(outputs_[i].ideal(loop.m_high, loop.d)) + 1);
+      dividers += outputs_[i].count(to_counter(outputs_[i].ideal(loop.m_low, loop.d)),
+                                    to_counter(outputs_[i].ideal(loop.m_high, loop.d)) + 1);
     if (dividers < fewest) {
       fewest = dividers;
       best = i;
@@ -498,11 +576,10 @@ std::size_t Search::lead() const {
 
 // For each divider of the leader, the multipliers next to no error. A good setting early makes the proof short.
 void Search::try_likely(OutputSearch const& leader) {
-  ValueSet const& dividers = leader.values();
   for (Loop const& loop : loops_) {
     const int last = to_counter(leader.ideal(loop.m_high, loop.d)) + 1;
-    for (int o = dividers.at_least(to_counter(leader.ideal(loop.m_low, loop.d))); o != ValueSet::kNone && o <= last;
-         o = dividers.at_least(o + 1)) {
+    for (int o = leader.at_least(to_counter(leader.ideal(loop.m_low, loop.d))); o != ValueSet::kNone && o <= last;
+         o = leader.at_least(o + 1)) {
       const int aim = to_counter(leader.ideal_m(o, loop.d));
       for (int m : {multipliers_.at_most(aim), multipliers_.at_least(aim + 1)})
         if (m != ValueSet::kNone && m >= loop.m_low && m <= loop.m_high) consider(m, loop.d);
@@ -513,12 +590,11 @@ void Search::try_likely(OutputSearch const& leader) {
 // The proof: a setting as good as the incumbent has its multiplier within the incumbent's worst error of a divider of
 // the leader. Dividers ascend, and so do these intervals; no multiplier is visited twice.
 void Search::try_all_that_may_be_better(OutputSearch const& leader) {
-  ValueSet const& dividers = leader.values();
   for (Loop const& loop : loops_) {
     int next = loop.m_low;
     const double first = leader.ideal(loop.m_low, loop.d) / (1 + with_doubt(cap()));
-    for (int o = dividers.at_least(to_counter(first * (1 - kDoubt))); o != ValueSet::kNone && next <= loop.m_high;
-         o = dividers.at_least(o + 1)) {
+    for (int o = leader.at_least(to_counter(first * (1 - kDoubt))); o != ValueSet::kNone && next <= loop.m_high;
+         o = leader.at_least(o + 1)) {
       const double slack = with_doubt(with_doubt(cap()));
       const double aim = leader.ideal_m(o, loop.d);
       const double from = aim * (1 - slack), to = aim * (1 + slack);
@@ -540,6 +616,68 @@ std::optional<Setting> Search::best() {
   try_all_that_may_be_better(leader);
   if (!incumbent_) return std::nullopt;
   return incumbent_->setting;
+}
+
+namespace {
+
+// Gains m / d, a few ranges in ascending order, that do not touch.
+struct GainRange {
+  double from;
+  double to;
+};
+using GainRanges = std::vector<GainRange>;
+
+constexpr double kGainDoubt = 1e-11;  // of the bounds in double precision: what is found within is looked at exactly
+
+// Those of `within` at which some divider of the output keeps its limits and tolerances.
+GainRanges gains_with_divider(OutputSearch const& output, GainRanges const& within) {
+  const OutputSearch::Gains gains = output.gains();
+  const double from = gains.from * (1 - kGainDoubt), to = gains.to * (1 + kGainDoubt);
+  GainRanges ranges;
+  if (from > to) return ranges;
+  for (GainRange const& part : within) {
+    const double first = to == kInfinity ? 0 : part.from / to - 1;
+    for (int o = output.at_least(to_counter(first)); o != ValueSet::kNone && o * from <= part.to;
+         o = output.at_least(o + 1)) {
+      const GainRange range{std::max(part.from, o * from), std::min(part.to, o * to)};
+      if (range.from > range.to) continue;
+      if (!ranges.empty() && range.from <= ranges.back().to)
+        ranges.back().to = std::max(ranges.back().to, range.to);
+      else
+        ranges.push_back(range);
+    }
+  }
+  return ranges;
+}
+
+}  // namespace
+
+bool Search::is_valid(int m, int d) const {
+  return std::ranges::all_of(outputs_, [m, d](OutputSearch const& output) { return output.has_divider(m, d); });
+}
+
+// What the outputs ask of M and D is asked of their quotient alone, so the quotients that all outputs agree on are
+// found first; then a D with an M among them.
+bool Search::has_any() const {
+  if (loops_.empty()) return false;
+  GainRange all{kInfinity, 0};
+  for (Loop const& loop : loops_) {
+    all.from = std::min(all.from, static_cast<double>(loop.m_low) / loop.d);
+    all.to = std::max(all.to, static_cast<double>(loop.m_high) / loop.d);
+  }
+  GainRanges gains{all};
+  for (OutputSearch const& output : outputs_) gains = gains_with_divider(output, gains);
+  for (Loop const& loop : loops_) {
+    int next = loop.m_low;
+    for (GainRange const& range : gains) {
+      next = std::max(next, to_counter(std::ceil(range.from * loop.d * (1 - kGainDoubt))));
+      if (next > loop.m_high) break;
+      const int last = std::min(loop.m_high, to_counter(range.to * loop.d * (1 + kGainDoubt)));
+      for (int m = multipliers_.at_least(next); m != ValueSet::kNone && m <= last; m = multipliers_.at_least(m + 1))
+        if (is_valid(m, loop.d)) return true;
+    }
+  }
+  return false;
 }
 
 void Search::for_each(std::function<void(Setting const&)> const& visit) const {

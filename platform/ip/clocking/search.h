@@ -79,8 +79,25 @@ class OutputSearch {
   int lowest(int m, int d) const;
   int highest(int m, int d) const;
 
-  /// Whether the divider keeps the tolerances of phase and duty cycle.
-  bool is_well_placed(int o) const;
+  /// The smallest divider not below, and the largest not above, of those that keep the tolerances of phase and duty
+  /// cycle; ValueSet::kNone if there is none. And how many there are in [low, high].
+  int at_least(int value) const;
+  int at_most(int value) const;
+  int count(int low, int high) const;
+
+  /// Whether the divider is one of them.
+  bool is_well_placed(int o) const { return at_least(o) == o; }
+
+  /// The dividers with which an output keeps its limits and its frequency tolerance at M over D are those o with
+  /// o x from <= m / d <= o x to, to within a few units of the last place.
+  struct Gains {
+    double from = 0;
+    double to = 0;
+  };
+  Gains gains() const;
+
+  /// Whether some divider keeps all limits and tolerances.
+  bool has_divider(int m, int d) const;
 
   bool is_plain() const { return is_plain_; }                    ///< phase 0, half the period high: always exact
   double ideal(int m, int d) const { return scale_ * m / d; }    ///< divider of no error
@@ -91,6 +108,8 @@ class OutputSearch {
  private:
   bool may_come_near(double ideal, double error) const;
   bool is_within_tolerance(int m, int d, int o) const;
+  bool keeps_phase(int o) const;
+  bool keeps_duty(int o) const;
   int better_placed(int a, int b) const;  ///< of two dividers with the same frequency error
 
   Primitive const* primitive_;
@@ -108,10 +127,11 @@ class OutputSearch {
   bool is_plain_ = true;
   std::optional<Rational> tolerance_, phase_tolerance_, duty_tolerance_;
   double tolerance_double_ = 0;
-  // Whether dividers keep the tolerances of phase and duty cycle, found out when first asked: the answer does not
-  // depend on M and D, and takes longer than all else about a divider.
-  enum class Placed : std::uint8_t { unknown, well, badly };
-  mutable std::vector<Placed> placed_;
+  double turns_double_ = 0, duty_double_ = 0;
+  // The dividers that keep the tolerances of phase and duty cycle, ascending, if not all of them do: which they are
+  // does not depend on M and D, and takes longer to tell than all else about a divider.
+  bool is_restricted_ = false;
+  std::vector<int> placed_;
 };
 
 /// One setting: counter values in units of 1 / kUnit (d: in ones). The high-speed output comes last.
@@ -146,6 +166,9 @@ class Search {
   /// The best setting; none if no setting is valid.
   std::optional<Setting> best();
 
+  /// Whether there is a setting at all: much less work than the best one where the answer is no.
+  bool has_any() const;
+
   /// Calls `visit` for every valid pair of M and D with the best dividers of each output, in ascending order.
   void for_each(std::function<void(Setting const&)> const& visit) const;
 
@@ -159,6 +182,7 @@ class Search {
   bool is_input_divider(int d, Range const& inputs) const;
   std::optional<Loop> loop_of(int d, Range const& input) const;
 
+  bool is_valid(int m, int d) const;
   void try_likely(OutputSearch const& leader);
   void try_all_that_may_be_better(OutputSearch const& leader);
   bool choose(int m, int d, double cap, Setting& setting, double& worst);

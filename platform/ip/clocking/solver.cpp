@@ -7,6 +7,7 @@
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 #include "platform/ip/clocking/diagnosis.h"
+#include "platform/ip/clocking/order.h"
 #include "platform/ip/clocking/search.h"
 
 namespace kdi::clocking {
@@ -108,6 +109,7 @@ std::optional<std::string> fault_of(Primitive const& primitive, Request const& r
 namespace {
 
 std::optional<Solution> search(Primitive const& primitive, Request const& request) {
+  if (request.order_free) return best_in_any_order(primitive, request);
   Search search(primitive, request);
   const auto setting = search.best();
   if (!setting) return std::nullopt;

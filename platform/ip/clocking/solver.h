@@ -8,6 +8,7 @@
 //   4. the sum of the phase and duty cycle errors, each as a fraction of its output's period
 //   5. the VCO frequency: high for low jitter, low for low power
 //   6. the smaller input divider; then, output by output, the smaller divider
+// and where the order of the outputs is free, at last the order that comes first, output by output.
 // All levels are compared exactly, so the answer is the same on every machine, and it is the only one.
 #pragma once
 
@@ -34,7 +35,8 @@ struct SpreadRequest {
   Rational modulation_hz;  ///< above 0
 };
 
-/// What is asked of one primitive. Output i is made by the primitive's counter i.
+/// What is asked of one primitive. Output i is made by the primitive's counter i, unless the order is free: then any of
+/// the first counters, as many as outputs, may make it.
 struct Request {
   Rational input_hz;                        ///< above 0
   std::optional<Rational> second_input_hz;  ///< another input that the same setting must serve
@@ -44,6 +46,7 @@ struct Request {
   Bandwidth bandwidth = Bandwidth::optimized;
   bool fine_phase = false;
   bool whole_counters = false;  ///< no fractional counters
+  bool order_free = false;
   std::optional<SpreadRequest> spread;
   std::string input_buffer;  ///< as OutputRequest::buffer
   double input_jitter_ps = 0;
@@ -67,6 +70,7 @@ struct OutputSolution {
 
 /// A setting of the primitive and what it does.
 struct Solution {
+  std::vector<int> counters;  ///< of each output, where the order is free or another one is told of; else empty
   Rational multiplier;
   int input_divider = 1;
   Rational pfd_hz;
@@ -83,19 +87,20 @@ struct Solution {
 
 /// What can stand in a request's way.
 enum class Limit {
-  second_input,    ///< the two input clocks are too far apart for one setting
-  input,           ///< range of the input clock
-  pfd,             ///< range of the PFD
-  vco,             ///< range of the VCO
-  multiplier,      ///< range of M
-  input_divider,   ///< range of D
-  output_divider,  ///< range of the output dividers
-  output_range,    ///< range of the output frequencies
-  buffer,          ///< a buffer's periods
-  modulation,      ///< range of the modulation frequency
-  phase_grid,      ///< no divider that is near enough has a phase step within the tolerance
-  duty_grid,       ///< likewise for the duty cycle
-  frequency_grid,  ///< no ratio of M, D and output dividers is within the frequency tolerance
+  second_input,      ///< the two input clocks are too far apart for one setting
+  input,             ///< range of the input clock
+  pfd,               ///< range of the PFD
+  vco,               ///< range of the VCO
+  multiplier,        ///< range of M
+  input_divider,     ///< range of D
+  output_divider,    ///< range of the output dividers
+  output_range,      ///< range of the output frequencies
+  high_speed_range,  ///< range of the high-speed output
+  buffer,            ///< a buffer's periods
+  modulation,        ///< range of the modulation frequency
+  phase_grid,        ///< no divider that is near enough has a phase step within the tolerance
+  duty_grid,         ///< likewise for the duty cycle
+  frequency_grid,    ///< no ratio of M, D and output dividers is within the frequency tolerance
 };
 
 char const* name(Limit limit);
@@ -119,11 +124,13 @@ struct Binding {
 
 /// Why a request has no solution, and how near it comes.
 struct Diagnosis {
-  std::vector<Binding> bindings;    ///< limits that have to give way together, none of them idle; mostly one
-  std::optional<Solution> nearest;  ///< best setting when the tolerances are dropped; none if limits alone forbid all
-  double nearest_ppm = 0;           ///< its worst frequency error in parts per million
-  std::vector<Rational> exact_inputs_hz;  ///< input frequencies with which every output is exact, nearest first;
-                                          ///< none if the frequencies are exact as they are, or none do
+  std::vector<Binding> bindings;      ///< limits that have to give way together, none of them idle; mostly one
+  std::optional<Solution> nearest;    ///< best setting when the tolerances are dropped; none if limits alone forbid all
+  double nearest_ppm = 0;             ///< its worst frequency error in parts per million
+  std::optional<Solution> reordered;  ///< the best setting of another order of the outputs, where one has a setting
+  std::vector<Rational> exact_inputs_hz;  ///< inputs in whole Hz next to one with which every output is exact, nearest
+                                          ///< first (queries.h, advised_inputs); none if the frequencies are exact as
+                                          ///< they are, or none do
   std::string text;                       ///< all of this in words
 };
 
@@ -151,6 +158,9 @@ Result solve(Primitive const& primitive, Request const& request);
 
 /// The solution alone, for those whom the reasons would only cost time.
 std::optional<Solution> best_setting(Primitive const& primitive, Request const& request);
+
+/// The frequencies of the outputs in the order of the counters that make them.
+std::vector<Rational> in_order(Request const& request, std::vector<int> const& counters);
 
 /// "Nearest: M 40, D 1, outputs 200 MHz, worst error 12.5 ppm."
 std::string nearest_text(Solution const& solution);

@@ -10,10 +10,14 @@
 //   phases          degrees, as many as outputs; 0 unless given
 //   duty_cycles     percent, as many as outputs; 50 unless given
 //   phy             frequency of the output for I/O banks
+//   order           fixed (unless given): the first output is made by the first counter and so on; free: by any of the
+//                   first counters, as many as outputs
 //   prefer          jitter (unless given) or power: which of equally near settings
 //   bandwidth       OPTIMIZED (unless given) or LOW
 //   fine_phase      true or false (unless given)
 //   whole           true: no fractional counters; false unless given
+//   input_jitter    of the input, peak to peak, in ps; 0 unless given
+//   input_jitter_ui the same in parts of the input's period, in its place
 //   spread          a spread-spectrum mode of the primitive and a modulation frequency in kHz
 //   tolerance, phase_tolerance, duty_tolerance
 //                   largest errors of an output in ppm, degrees and percent; any unless given
@@ -48,5 +52,11 @@ inline constexpr std::size_t kMostTradeOffs = 1000;
 /// than kMostTradeOffs, so many evenly chosen along that order, the first and the last among them: a tolerance in the
 /// question looks closer. Without any the limits forbid all. Throws StudyFault.
 KDI_DOOR std::string study_trade_offs(std::vector<std::string_view> const& words);
+
+/// The fewest primitives that make all outputs within the tolerance, or, if the question has none, with no output
+/// farther off than it has to be on a primitive of its own. `input` is a list of inputs, each primitive running from
+/// one of them; there is no `second_input`, `phy` or `order`. Throws StudyFault, also where an output cannot be made at
+/// all.
+KDI_DOOR std::string study_fewest(std::vector<std::string_view> const& words);
 
 }  // namespace kdi::clocking
