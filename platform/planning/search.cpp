@@ -31,11 +31,18 @@ class Searcher {
   Problem const& problem() const { return problem_; }
   std::vector<Window> const& windows() const { return windows_; }
 
+  // More room never hurts, so whole windows tell.
+  bool is_possible() const {
+    if (!problem_.fault().empty()) return false;
+    return std::any_of(windows_.begin(), windows_.end(), [&](Window const& window) {
+      return feasible(window, UnitFits(problem_, window), between(0, static_cast<int>(window.lanes.size()) - 1));
+    });
+  }
+
   std::optional<Plan> best() {
     Plan plan;
-    if (!problem_.fault().empty()) return std::nullopt;
+    if (!is_possible()) return std::nullopt;
     const std::vector<Frame> few_banks = least_banks(plan.objective);
-    if (few_banks.empty()) return std::nullopt;
     const std::vector<Frame> short_spans = least_span(few_banks, plan.objective);
     frames_ = most_central(short_spans, plan.objective);
     least_pads();
@@ -305,6 +312,8 @@ std::vector<BankUse> bank_uses(PlacementRequest const& request, std::vector<int>
   }
   return uses;
 }
+
+bool can_place(PlacementRequest const& request) { return Searcher(request).is_possible(); }
 
 PlacementResult place(PlacementRequest const& request) {
   Searcher searcher(request);

@@ -110,6 +110,7 @@ inline Standard plain(planning::IoStandard const& standard) {
 struct Question {
   planning::Layout layout;
   planning::MemoryKind kind;
+  planning::InterfaceRequest asked;
   planning::Interface wanted;
   planning::PlacementRequest request;
   Board board;
@@ -120,7 +121,9 @@ struct Question {
   Question(Question const&) = delete;
   Question& operator=(Question const&) = delete;
 
-  void finish(planning::InterfaceRequest const& asked) {
+  void finish(planning::InterfaceRequest const& made_for) {
+    asked = made_for;
+    asked.kind = &kind;
     request.layout = &layout;
     request.interface = &wanted;
     request.standards = kind.standards;

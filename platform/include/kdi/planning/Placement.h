@@ -89,6 +89,8 @@ struct PlacementResult {
 
 /// Throws nothing of its own.
 KDI_DOOR PlacementResult place(PlacementRequest const& request);
+/// Whether there is a placement at all, which takes a small part of the time that the best one takes.
+KDI_DOOR bool can_place(PlacementRequest const& request);
 
 /// One breach of a rule.
 struct Violation {

@@ -1,0 +1,76 @@
+// A request without some of what stands in its way, made by changing copies of what it points to: the planner itself
+// knows no exceptions.
+#pragma once
+
+#include <bitset>
+#include <string>
+#include <vector>
+
+#include "kdi/planning/Diagnosis.h"
+
+namespace kdi::planning {
+
+enum class Waiver {
+  wish,       ///< where the user wants a group, the addresses or the system clock
+  selection,  ///< the banks that the user selected
+  pads,       ///< pads that somebody has in a bank
+  owners,     ///< lanes are their controllers' alone
+  reference,
+  voltage,
+  kind,
+  configuration_pad,
+  impedance_pad,
+  reference_pad,
+  bonded,
+  strobe_site,
+  strobe_pair,
+  strobe_reach,
+  clock_pair,
+  clock_site,
+  clock_near,
+  address_adjacent,
+  one_slr,
+  one_column,
+};
+
+struct Element {
+  Waiver waiver;
+  Obstacle obstacle;
+  int unit = 0;    ///< of a wish: also Signal::kAddress and kSystem
+  std::string by;  ///< of pads
+  int bank = -1;
+};
+
+inline constexpr std::size_t kMostElements = 64;
+using ElementSet = std::bitset<kMostElements>;
+
+/// What the request could be planned without, what people can change most easily first.
+std::vector<Element> elements_of(PlacementRequest const& request);
+
+/// The request without a set of elements.
+class Relaxed {
+ public:
+  Relaxed(PlacementRequest const& request, std::vector<Element> const& elements, ElementSet without);
+  Relaxed(Relaxed const&) = delete;
+  Relaxed& operator=(Relaxed const&) = delete;
+
+  PlacementRequest const& request() const { return request_; }
+
+ private:
+  void waive(Element const& element);
+  void waive_in_layout(Waiver waiver);
+  void waive_in_interface(Waiver waiver);
+  void free_wish(int unit);
+  void level_voltages();
+  void one_kind();
+  void join_columns();
+  void split_address();
+  void part_pairs(bool of_strobes);
+  void drop_system_clock();
+
+  Layout layout_;
+  Interface interface_;
+  PlacementRequest request_;
+};
+
+}  // namespace kdi::planning
