@@ -38,8 +38,18 @@ namespace eval bmg {
       [expr {$x + $width / 2}] [expr {$y + $height / 2 + 5}] [escape $text]
   }
 
-  # A drawing of `tiling` (bmgtools::tiling): bits from left to right, rows from top to bottom.
-  proc svg {tiling title} {
+  # A text in lines of about a hundred characters.
+  proc broken {text} {
+    set lines {{}}
+    foreach word $text {
+      if {[string length "[lindex $lines end] $word"] > 100} { lappend lines {} }
+      lset lines end [string trimleft "[lindex $lines end] $word"]
+    }
+    return $lines
+  }
+
+  # A drawing of `tiling` (bmgtools::tiling): bits from left to right, rows from top to bottom; `notes` stand at its foot.
+  proc svg {tiling title notes} {
     variable mostTiles
     variable colours
     set left 70
@@ -85,7 +95,13 @@ namespace eval bmg {
       set colour [expr {[dict exists $colours $size] ? [dict get $colours $size] : "#cccccc"}]
       lappend lines "[rect $left $y 14 14 $colour $name]<text x=\"[expr {$left + 22}]\" y=\"[expr {$y + 12}]\">$count of $name</text>"
     }
-    set height [expr {$top + 575 + 22 * [llength $lines]}]
+    set y [expr {$top + 575 + 22 * [llength $lines]}]
+    foreach note $notes {
+      foreach line [broken $note] {
+        lappend lines "<text x=\"$left\" y=\"[incr y 18]\" fill=\"#4a5568\">[escape $line]</text>"
+      }
+    }
+    set height [expr {$y + 14}]
     set bits [dict get $tiling width]
     set rows [dict get $tiling depth]
     join [list \
@@ -117,7 +133,8 @@ if {[info exists argv0] && [file normalize [info script]] eq [file normalize $ar
   }
   dict for {name value} $figures { puts [format "%-14s %d" $name $value] }
   puts $file [bmg::svg [bmgtools::tiling $bmg::version {*}$words] \
-    "$words: multiplexer of [dict get $figures mux_size], [dict get $figures power_report] mW"]
+    "Block memory: [tcl::mathop::+ {*}[lrange [dict values $figures] 0 2]] primitives, multiplexer of [dict get $figures mux_size] inputs, [dict get $figures power_report] mW" \
+    [list "of $words" "Power is a model's, at the clock of all ports (100 MHz unless given): not measured."]]
   close $file
   puts "drawing: $output"
 }

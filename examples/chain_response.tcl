@@ -1,6 +1,7 @@
 # Files and picture of an up- or down-converter chain: tclsh chain_response.tcl ?LIB_DIR? OUT_DIR ?CONFIGURATION?
 # Writes the configuration's .cfg, .rsrc and .coe files and <configuration>.svg: the response of each stage at the rate
-# where it runs, and that of all stages one after the other, for a carrier in the middle of the band.
+# where it runs, and that of all stages one after the other, for a carrier in the middle of the band; below that the edges of
+# its pass- and stop-band, with the limits by which the chain is designed.
 source [file join [file dirname [file normalize [info script]]] libraries.tcl]
 set libraries [libraries::folder]
 if {[llength $argv] ni {1 2}} {
@@ -51,6 +52,29 @@ for {set s 1} {$s <= [llength $steps]} {incr s} {
   set rate [expr {$rate / double([lindex $steps $s-1])}]
 }
 
+# What the chain is designed for (data/ducddc/rules.json): by the channel's width the edges of its bands in MHz, and the
+# largest errors of the channel filter, over whose pass-band those of the rate changes add up, and of a rate change's images.
+set edges {1 {0.54 1.4} 2 {0.9 2} 3 {1.35 3} 4 {1.8 4} 5 {2.25 5} 6 {2.7 6} 8 {3.6 8} 10 {4.5 10} 15 {6.75 15} 20 {9 20}}
+set stop_per_width 0.5412
+set channel_error 2.23872e-4
+set change_error 2.81838e-4
+regexp {_chbw(\d+)_C(\d+)_} $name -> width carriers
+lassign [dict get $edges $width] pass channel
+set stop [expr {$stop_per_width * $channel}]
+set share [expr {1 / sqrt($carriers)}]
+set pass_limit [expr {$share * ($channel_error + ([llength $stages] - 1) * $change_error)}]
+set stop_limit [expr {$share * $channel_error}]
+
+# The gain of all stages at a frequency in MHz.
+proc chain_gain {stages frequency} {
+  set gain 1.0
+  foreach stage $stages {
+    lassign $stage rate taps
+    set gain [expr {$gain * abs([amplitude $taps [expr {$frequency / $rate}]])}]
+  }
+  return $gain
+}
+
 set colours {#1b6ca8 #c05621 #2f855a #805ad5 #b83280 #718096 #975a16 #2c7a7b}
 set top [lindex $stages 0 0]
 set points 1200
@@ -75,8 +99,49 @@ for {set i 0} {$i <= $points} {incr i} {
   lappend all [expr {$top / 2 * $i / $points}] [plot::decibels [lindex $whole $i] $floor]
 }
 lappend curves [list "all stages" #111111 $all]
+
+# The channel's own band, from its middle to where the channel filter's rate repeats it, finer than above.
+set base [expr {[lindex $stages end 0] / 2}]
+set finer 600
+set near {}
+set worst_pass 0
+set worst_stop 0
+for {set i 0} {$i <= $finer} {incr i} {
+  set frequency [expr {$base * $i / $finer}]
+  set gain [chain_gain $stages $frequency]
+  lappend near $frequency [plot::decibels $gain $floor]
+  if {$frequency >= $stop} { set worst_stop [expr {max($worst_stop, $gain)}] }
+}
+set pass_curve {}
+for {set i 0} {$i <= $finer} {incr i} {
+  set frequency [expr {$pass * $i / $finer}]
+  set gain [chain_gain $stages $frequency]
+  set worst_pass [expr {max($worst_pass, abs($gain - 1))}]
+  lappend pass_curve $frequency [plot::decibels $gain $floor]
+}
+proc in_decibels error { expr {20 * log10(1 + $error)} }
+set pass_decibels [in_decibels $pass_limit]
+set stop_decibels [expr {20 * log10($stop_limit)}]
+set wanted [list \
+  [format "pass-band to %g MHz: wanted within %.4f dB, reached %.4f dB" $pass $pass_decibels [in_decibels $worst_pass]] \
+  [format "stop-band from %.5g to %.5g MHz: wanted %.1f dB, reached %.1f dB" $stop $base $stop_decibels \
+    [plot::decibels $worst_stop -400]]]
+set marks [list [list $pass "pass $pass"] [list $stop [format "stop %.4g" $stop]]]
+set note "Computed from the quantised coefficients of the catalogue; no figure is measured. Wanted is what the filters are\
+  designed for before their coefficients are rounded: reached may miss it by as much as rounding takes."
 set picture [file join $folder $name.svg]
-plot::write $picture [plot::svg $name "frequency at the radio side, MHz" "gain, dB" \
-  [list 0 [expr {$top / 2}] [expr {$top > 100 ? 10 : 5}]] [list $floor 10 10] $curves]
+set half [expr {1.6 * $pass_decibels}]
+set fine [plot::step [expr {2 * $half}] 8]
+set half [expr {ceil($half / $fine) * $fine}]
+plot::write $picture [plot::stack [list \
+  [plot::svg "[expr {[string match duc_* $name] ? "Up" : "Down"}]-converter $name" "frequency at the radio side, MHz" "gain, dB" [list 0 [expr {$top / 2}] [plot::step [expr {$top / 2}]]] \
+    [list $floor 10 10] $curves -about $wanted -marks $marks -limits [list [list $stop $base $stop_decibels]]] \
+  [plot::svg "All stages, in the channel's band" "frequency from the carrier, MHz" "gain, dB" \
+    [list 0 $base [plot::step $base]] [list $floor 10 10] [list [list "all stages" #111111 $near]] -marks $marks \
+    -limits [list [list $stop $base $stop_decibels]]] \
+  [plot::svg "All stages, in the pass-band" "frequency from the carrier, MHz" "gain, dB" \
+    [list 0 $pass [plot::step $pass]] [list [expr {-$half}] $half $fine] [list [list "all stages" #111111 $pass_curve]] \
+    -limits [list [list 0 $pass $pass_decibels] [list 0 $pass [expr {-$pass_decibels}]]] -note $note]]]
 puts [string trimright $report]
+puts [join $wanted \n]
 puts "files and picture: $picture"

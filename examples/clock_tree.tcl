@@ -1,11 +1,11 @@
 # Clocks from one input: the settings as a table and the clock tree as a picture.
 #
-#   tclsh clock_tree.tcl ?LIB_DIR? OUT.svg ?INPUT_MHZ OUTPUT_MHZ ...?
+#   tclsh clock_tree.tcl ?LIB_DIR? OUT.svg ?PART? ?INPUT_MHZ OUTPUT_MHZ ...?
 #
-# asks for as few clock primitives as can make the outputs, by default five from 100 MHz. The part is below.
+# asks for as few clock primitives as can make the outputs, by default five from 100 MHz on the part below.
 namespace eval clocks {
   variable part brvn3716-die-2LHP-e-S-es1
-  variable boxWidth 230 rowHeight 30 gap 26 left 30 top 60
+  variable inputWidth 130 primitiveWidth 200 outputWidth 300 rowHeight 48 gap 26 left 24
 
   # The dictionary of the command, or an error with the engine's words.
   proc instances {input outputs} {
@@ -32,9 +32,8 @@ namespace eval clocks {
     join $lines \n
   }
 
-  proc text {x y anchor words {size 12}} {
-    format {<text x="%g" y="%g" text-anchor="%s" font-size="%g">%s</text>} $x $y $anchor $size \
-      [string map {& &amp; < &lt; > &gt;} $words]
+  proc text {x y anchor words {size 13}} {
+    format {<text x="%g" y="%g" text-anchor="%s" font-size="%g">%s</text>} $x $y $anchor $size [plot::escape $words]
   }
   proc box {x y width height colour} {
     format {<rect x="%g" y="%g" width="%g" height="%g" rx="4" fill="%s" stroke="#444"/>} $x $y $width $height $colour
@@ -44,56 +43,77 @@ namespace eval clocks {
     format {<path d="M%g %g H%g V%g H%g" fill="none" stroke="#666" stroke-width="1.4"/>} $x0 $y0 $middle $y1 $x1
   }
 
+  # What an output is, and what it was to be, in two lines; and whether it is that.
+  proc told output {
+    dict with output {
+      set is_exact [expr {$error_ppm == 0}]
+      list "$index: $frequency MHz" \
+        "wanted $requested, [expr {$is_exact ? "exact" : "$error_ppm ppm off"}]; jitter [format %.1f $jitter] ps" $is_exact
+    }
+  }
+
   # The input on the left, primitives in the middle, each output of theirs on the right.
   proc svg {result input} {
-    variable boxWidth; variable rowHeight; variable gap; variable left; variable top
-    set primitiveX [expr {$left + $boxWidth + 90}]
-    set outputX [expr {$primitiveX + $boxWidth + 90}]
+    variable part; variable inputWidth; variable primitiveWidth; variable outputWidth; variable rowHeight; variable gap
+    variable left
+    set primitiveX [expr {$left + $inputWidth + 60}]
+    set outputX [expr {$primitiveX + $primitiveWidth + 90}]
+    set width [expr {$outputX + $outputWidth + $left}]
+    set heading [list [text $left 28 start "Clocks from $input MHz on $part" 16] \
+      [text $left 46 start "[dict get $result count] of [dict get $result available] primitives; at least\
+        [dict get $result at_least] needed. Blue is exact, yellow is not."]]
     set shapes {}
     set middles {}
-    set y $top
+    set y 66
     foreach instance [dict get $result instances] {
       set outputs [dict get $instance outputs]
-      set height [expr {max([llength $outputs], 2) * $rowHeight}]
+      set height [expr {max([llength $outputs] * $rowHeight, 44)}]
       set middle [expr {$y + $height / 2.0}]
       lappend middles $middle
-      lappend shapes [box $primitiveX $y $boxWidth $height #d6e6c3] \
-        [text [expr {$primitiveX + $boxWidth / 2}] [expr {$middle - 4}] middle \
+      lappend shapes [box $primitiveX $y $primitiveWidth $height #d6e6c3] \
+        [text [expr {$primitiveX + $primitiveWidth / 2}] [expr {$middle - 4}] middle \
           "[dict get $instance primitive]: M [dict get $instance m], D [dict get $instance d]"] \
-        [text [expr {$primitiveX + $boxWidth / 2}] [expr {$middle + 12}] middle "VCO [dict get $instance vco] MHz" 11]
+        [text [expr {$primitiveX + $primitiveWidth / 2}] [expr {$middle + 14}] middle "VCO [dict get $instance vco] MHz" 12]
       set row 0
       foreach output $outputs {
+        lassign [told $output] first second is_exact
         set line [expr {$y + ($row + 0.5) * $height / [llength $outputs]}]
-        lappend shapes [wire [expr {$primitiveX + $boxWidth}] $line $outputX $line] \
-          [text [expr {$primitiveX + $boxWidth + 45}] [expr {$line - 4}] middle "/ [dict get $output divide]" 11] \
-          [box $outputX [expr {$line - 11}] $boxWidth 22 [expr {[dict get $output error_ppm] == 0 ? "#c9dff2" : "#f5d9b8"}]] \
-          [text [expr {$outputX + $boxWidth / 2}] [expr {$line + 4}] middle \
-            "[dict get $output index]: [dict get $output frequency] MHz[expr {[dict get $output error_ppm] == 0 ? "" : " ([dict get $output error_ppm] ppm)"}]"]
+        lappend shapes [wire [expr {$primitiveX + $primitiveWidth}] $line $outputX $line] \
+          [text [expr {$primitiveX + $primitiveWidth + 45}] [expr {$line - 5}] middle "/ [dict get $output divide]" 12] \
+          [box $outputX [expr {$line - 20}] $outputWidth 40 [expr {$is_exact ? "#c9dff2" : "#f5e3a8"}]] \
+          [text [expr {$outputX + 10}] [expr {$line - 4}] start $first] \
+          [text [expr {$outputX + 10}] [expr {$line + 13}] start $second 12]
         incr row
       }
       set y [expr {$y + $height + $gap}]
     }
     set inputY [expr {([lindex $middles 0] + [lindex $middles end]) / 2.0}]
-    foreach middle $middles { lappend shapes [wire [expr {$left + $boxWidth}] $inputY $primitiveX $middle] }
-    lappend shapes [box $left [expr {$inputY - 18}] $boxWidth 36 #eee] \
-      [text [expr {$left + $boxWidth / 2}] [expr {$inputY + 4}] middle "input: $input MHz"]
-    set width [expr {$outputX + $boxWidth + $left}]
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 $width $y\" font-family=\"sans-serif\">
-<rect width=\"$width\" height=\"$y\" fill=\"white\"/>
-[text $left 28 start "Clocks from $input MHz" 15]
-[join $shapes \n]
+    foreach middle $middles { lappend shapes [wire [expr {$left + $inputWidth}] $inputY $primitiveX $middle] }
+    lappend shapes [box $left [expr {$inputY - 18}] $inputWidth 36 #eee] \
+      [text [expr {$left + $inputWidth / 2}] [expr {$inputY + 5}] middle "input: $input MHz"]
+    set notes {}
+    foreach line [plot::lines "Limits are those of the part's speed grade, at all its temperatures. Jitter is peak to peak, of an\
+        input without any: a model, not measured." 12 [expr {$width - 2 * $left}]] {
+      lappend notes [text $left $y start $line 12]
+      incr y 16
+    }
+    return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 $width [expr {$y + 4}]\" font-family=\"sans-serif\">
+<rect width=\"$width\" height=\"[expr {$y + 4}]\" fill=\"white\"/>
+[join [concat $heading $shapes $notes] \n]
 </svg>\n"
   }
 }
 
 source [file join [file dirname [file normalize [info script]]] libraries.tcl]
 set libraries [libraries::folder]
-if {[llength $argv] < 1 || [llength $argv] == 2} {
-  puts stderr "usage: tclsh clock_tree.tcl ?LIB_DIR? OUT.svg ?INPUT_MHZ OUTPUT_MHZ ...?"
+set words [lassign $argv picture]
+if {$words ne "" && ![string is double -strict [lindex $words 0]]} { set words [lassign $words clocks::part] }
+if {$picture eq "" || [llength $words] == 1} {
+  puts stderr "usage: tclsh clock_tree.tcl ?LIB_DIR? OUT.svg ?PART? ?INPUT_MHZ OUTPUT_MHZ ...?"
   exit 2
 }
-set outputs [lassign $argv picture input]
-if {$outputs eq ""} {
+set outputs [lassign $words input]
+if {$words eq ""} {
   set input 100
   set outputs {200 125 74.25 50 33.333}
 }

@@ -1,12 +1,21 @@
-# The frequency response of a FIR filter as a picture: tclsh fir_response.tcl ?LIB_DIR? COEFFICIENTS OUT.svg
-# COEFFICIENTS is a .coe file (Radix = 10; CoefData = ...) or plain numbers, separated by blanks, commas or lines.
+# The frequency response of a FIR filter as a picture:
+#
+#   tclsh fir_response.tcl ?LIB_DIR? COEFFICIENTS OUT.svg ?PASS STOP?
+#
+# COEFFICIENTS is a .coe file (Radix = 10; CoefData = ...) or plain numbers, separated by blanks, commas or lines. PASS and
+# STOP are the edges of the bands in cycles per sample: they are drawn, and what the filter reaches in both bands is told.
+# Gains are relative to the largest one, which is told as well: coefficients may be integers of any size.
 source [file join [file dirname [file normalize [info script]]] libraries.tcl]
 set libraries [libraries::folder]
-if {[llength $argv] != 2} {
-  puts stderr "usage: tclsh fir_response.tcl ?LIB_DIR? COEFFICIENTS OUT.svg"
+if {[llength $argv] ni {2 4}} {
+  puts stderr "usage: tclsh fir_response.tcl ?LIB_DIR? COEFFICIENTS OUT.svg ?PASS STOP?"
   exit 2
 }
-lassign $argv input output
+lassign $argv input output pass stop
+if {[llength $argv] == 4 && !([string is double -strict $pass] && [string is double -strict $stop] && 0 < $pass && $pass < $stop && $stop < 0.5)} {
+  puts stderr "edges in cycles per sample: 0 < PASS < STOP < 0.5"
+  exit 1
+}
 source [file join [file dirname [file normalize [info script]]] plot.tcl]
 load [file join $libraries libkdi_iptasks.so]
 
@@ -35,8 +44,54 @@ if {$taps eq ""} {
 set size 1024
 while {$size < 16 * [llength $taps]} { set size [expr {2 * $size}] }
 set response [fir_compiler_fftalgorithm::get_frequency_response [concat $taps [lrepeat [expr {$size - [llength $taps]}] 0.0]]]
+set largest 0
+foreach pair $response {
+  if {[lindex $pair 1] > $largest} { lassign $pair at largest }
+}
+if {$largest == 0} {
+  puts stderr "$input: all coefficients are 0"
+  exit 1
+}
+proc gain_at {taps frequency} {
+  set real 0
+  set imaginary 0
+  set angle 0
+  foreach tap $taps {
+    set real [expr {$real + $tap * cos($angle)}]
+    set imaginary [expr {$imaginary + $tap * sin($angle)}]
+    set angle [expr {$angle + 6.283185307179586 * $frequency}]
+  }
+  expr {hypot($real, $imaginary)}
+}
+
 set points {}
-foreach pair $response { lappend points [lindex $pair 0] [plot::decibels [lindex $pair 1] -140] }
-plot::write $output [plot::svg "[file tail $input]: [llength $taps] taps" "frequency, cycles per sample" "gain, dB" \
-  {0 0.5 0.05} {-140 20 20} [list [list response #1b6ca8 $points]]]
+set gains {}
+foreach pair $response {
+  lassign $pair frequency gain
+  lappend points $frequency [plot::decibels [expr {$gain / $largest}] -400]
+  lappend gains [lindex $points end]
+}
+# The picture reaches below most of the stop-band; a zero of the response goes down without an end.
+set low [lindex [lsort -real $gains] [expr {[llength $gains] / 5}]]
+set floor [expr {max(-300, min(-40, 20 * floor(($low - 20) / 20)))}]
+set about [list [format "largest gain %.5g (%.2f dB) at %.4g cycles per sample; sum of the coefficients %.6g" $largest \
+  [expr {20 * log10($largest)}] $at [tcl::mathop::+ {*}$taps]]]
+set marks {}
+if {$pass ne ""} {
+  # the edges themselves, which lie between the points of the curve
+  set edges [lmap frequency [list $pass $stop] { plot::decibels [expr {[gain_at $taps $frequency] / $largest}] -400 }]
+  lassign $edges inside outside
+  foreach {frequency gain} $points {
+    if {$frequency <= $pass} { lappend inside $gain }
+    if {$frequency >= $stop} { set outside [expr {max($outside, $gain)}] }
+  }
+  lappend about [format "pass-band to %g: gain within %.4g dB; stop-band from %g: at most %.2f dB" $pass \
+    [expr {[tcl::mathfunc::max {*}$inside] - [tcl::mathfunc::min {*}$inside]}] $stop $outside]
+  set marks [list [list $pass "pass $pass"] [list $stop "stop $stop"]]
+}
+plot::write $output [plot::svg "[file tail $input]: [llength $taps] taps" "frequency, cycles per sample" \
+  "gain relative to the largest, dB" {0 0.5 0.05} [list $floor 10 [plot::step [expr {-$floor}]]] \
+  [list [list response #1b6ca8 $points]] -about $about -marks $marks \
+  -note "Computed from the coefficients, at [llength $response] frequencies."]
+puts [join $about \n]
 puts "picture: $output"

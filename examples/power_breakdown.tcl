@@ -33,19 +33,26 @@ namespace eval power {
 
   proc escaped {text} { string map {& &amp; < &lt; > &gt;} $text }
 
-  # A picture of the shares: each bar begins where the one before it ends; one that saves power reaches back.
-  proc svg {title shares} {
+  # A picture of the shares: each bar begins where the one before it ends; one that saves power reaches back. `about` are
+  # lines below the title, `notes` lines at the foot.
+  proc svg {title shares {about {}} {notes {}}} {
     set total [total $shares]
     set row 26
     set left 250
     set width 420
-    set height [expr {64 + $row * ([llength $shares] + 1)}]
+    set y [expr {48 + 18 * [llength $about]}]
+    set height [expr {$y + 16 + $row * ([llength $shares] + 1) + 18 * [llength $notes]}]
     set lines [list \
       "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 760 $height\" font-family=\"sans-serif\" font-size=\"13\">" \
       "<rect width=\"760\" height=\"$height\" fill=\"#ffffff\"/>" \
       "<text x=\"16\" y=\"28\" font-size=\"16\" font-weight=\"bold\" fill=\"#1f2933\">[escaped $title]</text>"]
+    foreach {at texts} [list 48 $about [expr {$height - 18 * [llength $notes]}] $notes] {
+      foreach text $texts {
+        lappend lines "<text x=\"16\" y=\"$at\" fill=\"#52606d\">[escaped $text]</text>"
+        incr at 18
+      }
+    }
     set at 0
-    set y 48
     foreach share [concat $shares [list [list total $total]]] {
       lassign $share label watts
       if {$label eq "total"} { set at 0 }
@@ -101,16 +108,18 @@ if {[info exists argv0] && [file normalize $argv0] eq [file normalize [info scri
   }
   lassign $argv outDir
   load [file join $libraries libkdi_iptasks.so]
-  foreach {name kind title groups} [list \
-    transceiver GT "Four transceiver channels at 25.78 Gb/s" $transceiver \
-    memory MIG "A 72-bit DDR4 interface at 2400 Mb/s" $memory] {
+  foreach {name kind title limits groups} [list \
+    transceiver GT "Four transceiver channels at 25.78 Gb/s" "20 dB of loss at half the line rate" $transceiver \
+    memory MIG "A 72-bit DDR4 interface at 2400 Mb/s" "two ranks of nine devices" $memory] {
     set shares [power::groups $kind $groups]
     puts $title
     foreach share [concat $shares [list [list total [power::total $shares]]]] {
       puts [format {  %-22s %9.6f W} {*}$share]
     }
     set file [open [file join $outDir $name.svg] w]
-    puts $file [power::svg $title $shares]
+    puts $file [power::svg $title $shares \
+      [list "on [dict get [lindex $groups 0 1] Power_PART]; $limits" "each bar is what its group adds to those above it"] \
+      {"Junction at 25 C and the core voltage of the speed grade. A model, not measured."}]
     close $file
   }
 }
