@@ -108,7 +108,7 @@ void PinPlan::change(Change change) {
 void PinPlan::place() {
   change([&](PlacementRequest const& request, std::vector<int>& pads) {
     const planning::PlacementResult result = planning::place(request);
-    fault_ = result.plan ? std::string() : told(*result.refutation, *layout_, interface_);
+    fault_ = result.plan ? std::string() : planning::reason_of(*result.refutation, *layout_, interface_);
     if (result.plan) pads = result.plan->pad_of_signal;
   });
 }
@@ -197,7 +197,7 @@ PinPlan::Groups PinPlan::groups_of(std::vector<int> const& pads) const {
 
 PinPlan::Groups PinPlan::proposal() const {
   const planning::PlacementResult result = planning::place(request());
-  if (!result.plan) throw told(*result.refutation, *layout_, interface_);
+  if (!result.plan) throw planning::reason_of(*result.refutation, *layout_, interface_);
   return groups_of(result.plan->pad_of_signal);
 }
 
@@ -347,34 +347,6 @@ int PinPlan::status_of(std::string const& group) const {
   for (planning::Violation const& one : planning::violations(request(), pads_))
     if (std::any_of(one.signals.begin(), one.signals.end(), in_group)) return -1;
   return std::all_of(signals.begin(), signals.end(), [&](int signal) { return pad(signal) >= 0; }) ? 1 : 0;
-}
-
-// ----------------------------------------------------------------------------------------------------------- in words
-
-namespace {
-
-// The leaf that tells most: that of the window that has the most to offer, which stands first.
-planning::Refutation const& telling_leaf(planning::Refutation const& node) {
-  return node.branches.empty() ? node : telling_leaf(node.branches.front().why);
-}
-
-}  // namespace
-
-std::string told(planning::Refutation const& refutation, Layout const& layout, planning::Interface const& interface) {
-  using Kind = planning::Refutation::Kind;
-  planning::Refutation const& leaf = telling_leaf(refutation);
-  std::string where;
-  if (refutation.kind == Kind::window && !refutation.branches.empty()) {
-    const auto number = [&](int bank) { return std::to_string(layout.banks[static_cast<std::size_t>(bank)].number); };
-    where =
-        " in banks " + number(refutation.branches.front().first) + " to " + number(refutation.branches.front().last);
-  }
-  const std::string begin = "the pins cannot be placed: ";
-  if (leaf.kind == Kind::overfull)
-    return begin + std::to_string(leaf.units.size()) + " groups (" +
-           interface.units[static_cast<std::size_t>(leaf.units.front())].group + " ...) have " +
-           std::to_string(leaf.lanes.size()) + " lanes that they fit into" + where;
-  return begin + "nothing holds the " + leaf.what + where;
 }
 
 }  // namespace kdi::coregen

@@ -97,8 +97,4 @@ class PinPlan {
   Seat& seat_;
 };
 
-/// In words for the user.
-std::string told(planning::Refutation const& refutation, planning::Layout const& layout,
-                 planning::Interface const& interface);
-
 }  // namespace kdi::coregen

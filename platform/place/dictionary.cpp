@@ -127,7 +127,7 @@ class Elements {
   std::string const& what_;
 };
 
-// Whether the element between braces is itself for Tcl.
+// Whether the element between braces is itself for Tcl, and on one line.
 bool braces_do(std::string_view element) {
   long depth = 0;
   for (std::size_t at = 0; at < element.size(); ++at) {
@@ -135,7 +135,7 @@ bool braces_do(std::string_view element) {
       if (++at == element.size() || element[at] == '\n') return false;
     } else if (element[at] == '{') {
       ++depth;
-    } else if (element[at] == '}' && --depth < 0) {
+    } else if (element[at] == '\n' || (element[at] == '}' && --depth < 0)) {
       return false;
     }
   }

@@ -57,8 +57,8 @@ void HIPKelvaneIPMgr::loadMigPkgData(OptionMap const& options) {
   auto state = std::make_unique<HIPKelvaneIoInstance::State>();
   state->part = kdi::device::find_part(part);
   if (state->part == nullptr) throw kdi::device::unknown_part(part);
-  state->options = options;
-  for (char const* const own : {kName, "-part"}) state->options.erase(own);
+  constexpr char const* kOwn[] = {kName, "-part"};
+  state->settings = kdi::place::settings_of_options(options, kOwn);
   if (!interfaces().put(name, std::make_shared<HIPKelvaneIoInstance>(std::move(state))))
     throw "instance " + kdi::text::shown(name) + " is one too many: there are " + std::to_string(kMostInstances);
 }

@@ -19,91 +19,32 @@ template <class State>
 
 }  // namespace
 
-OptionMap I::soft_DDR4_defaultIOPlanning(OptionMap const&) { not_there("soft_DDR4_defaultIOPlanning"); }
 OptionMap I::advwiz_defaultIOPlanning(OptionMap const&) { not_there("advwiz_defaultIOPlanning"); }
 OptionMap I::x5io_wizard_defaultIOPlanning(OptionMap const&) { not_there("x5io_wizard_defaultIOPlanning"); }
-OptionMap I::hard_DDR4_defaultIOPlanning(ParamMap const& params) {
-  not_there("hard_DDR4_defaultIOPlanning", *state_, params);
-}
-OptionMap I::hard_DDR5_defaultIOPlanning(ParamMap const& params) {
-  not_there("hard_DDR5_defaultIOPlanning", *state_, params);
-}
-OptionMap I::xphy_io_defaultIOPlanning(ParamMap const& params) {
-  not_there("xphy_io_defaultIOPlanning", *state_, params);
-}
 OptionMap I::xphy_io_defaultIOPlanning_adcDac(ParamMap const& params) {
   not_there("xphy_io_defaultIOPlanning_adcDac", *state_, params);
 }
 OptionMap I::x5phio_defaultIOPlanning(ParamMap const& params) {
   not_there("x5phio_defaultIOPlanning", *state_, params);
 }
-PinMap I::soft_DDR4_nibbleGrouping(OptionMap const&) { not_there("soft_DDR4_nibbleGrouping"); }
 PinMap I::advwiz_nibbleGrouping(OptionMap const&) { not_there("advwiz_nibbleGrouping"); }
 PinMap I::x5io_wizard_octadGrouping(OptionMap const&) { not_there("x5io_wizard_octadGrouping"); }
-PinMap I::hard_DDR4_nibbleGrouping(ParamMap const& params) { not_there("hard_DDR4_nibbleGrouping", *state_, params); }
-PinMap I::hard_DDR5_nibbleGrouping(ParamMap const& params) { not_there("hard_DDR5_nibbleGrouping", *state_, params); }
-OptionMap I::soft_DDR4_getStrobeToDataNibbles(ParamMap const& params) {
-  not_there("soft_DDR4_getStrobeToDataNibbles", *state_, params);
-}
 OptionMap I::advwiz_getDqsVsDataNibbles(OptionMap const&) { not_there("advwiz_getDqsVsDataNibbles"); }
 OptionMap I::x5io_wizard_getStrobeToDataOctads(ParamMap const&) { not_there("x5io_wizard_getStrobeToDataOctads"); }
 OptionMap I::x5io_wizard_getStrobetoDataOctads(OptionMap const&) { not_there("x5io_wizard_getStrobetoDataOctads"); }
-OptionMap I::hardmcDqsVsDataNibbles(ParamMap const& params) { not_there("hardmcDqsVsDataNibbles", *state_, params); }
-OptionMap I::hard_DDR4_getStrobeToDataNibbles(ParamMap const& params) {
-  not_there("hard_DDR4_getStrobeToDataNibbles", *state_, params);
-}
-OptionMap I::hard_DDR5_getStrobeToDataNibbles(ParamMap const& params) {
-  not_there("hard_DDR5_getStrobeToDataNibbles", *state_, params);
-}
-OptionMap I::xphy_io_getStrobeToDataNibbles(ParamMap const& params) {
-  not_there("xphy_io_getStrobeToDataNibbles", *state_, params);
-}
 OptionMap I::x5phio_getStrobeToDataNibbles(ParamMap const& params) {
   not_there("x5phio_getStrobeToDataNibbles", *state_, params);
 }
-OptionMap I::soft_DDR4_generateXDCMap(ParamMap const& params) {
-  not_there("soft_DDR4_generateXDCMap", *state_, params);
-}
-OptionMap I::xphy_io_generateXDCMap(ParamMap const& params) { not_there("xphy_io_generateXDCMap", *state_, params); }
 OptionMap I::xphy_io_generateXDCMap_adcDac(ParamMap const& params) {
   not_there("xphy_io_generateXDCMap_adcDac", *state_, params);
 }
 OptionMap I::advwiz_generateMapData(MultiMap const&) { not_there("advwiz_generateMapData"); }
 OptionMap I::x5io_wizard_generateMapData(MultiMap const&) { not_there("x5io_wizard_generateMapData"); }
-OptionMap I::hard_DDR4_generateMapParams(ParamMap const& params) {
-  not_there("hard_DDR4_generateMapParams", *state_, params);
-}
-OptionMap I::hard_DDR5_generateMapParams(ParamMap const& params) {
-  not_there("hard_DDR5_generateMapParams", *state_, params);
-}
-OptionMap I::hard_DDR4_getConfigurationInfo(ParamMap const& params) {
-  not_there("hard_DDR4_getConfigurationInfo", *state_, params);
-}
-OptionMap I::hard_DDR5_getConfigurationInfo(ParamMap const& params) {
-  not_there("hard_DDR5_getConfigurationInfo", *state_, params);
-}
-OptionMap I::hard_DDR5_getPinDataDict(ParamMap const& params) {
-  not_there("hard_DDR5_getPinDataDict", *state_, params);
-}
 OptionMap I::x5io_wizard_getPinDataDict(MultiMap const&) { not_there("x5io_wizard_getPinDataDict"); }
 OptionMap I::x5phio_getPinDataDict(ParamMap const& params) { not_there("x5phio_getPinDataDict", *state_, params); }
 std::string I::x5io_wizard_IntfInfoDict(OptionMap const&) { not_there("x5io_wizard_IntfInfoDict"); }
-std::string I::IntfInfoDict(ParamMap const& params) { not_there("IntfInfoDict", *state_, params); }
 std::string I::x5phio_IntfInfoDict(ParamMap const& params) { not_there("x5phio_IntfInfoDict", *state_, params); }
 int I::advwiz_getNonShadowBanksCount(OptionMap const&) { not_there("advwiz_getNonShadowBanksCount"); }
 int I::x5io_wizard_getNonShadowBanksCount(OptionMap const&) { not_there("x5io_wizard_getNonShadowBanksCount"); }
-OptionMap I::xphyio_getNumBanks(ParamMap const& params) { not_there("xphyio_getNumBanks", *state_, params); }
-OptionMap I::xphy_io_isSysClkInMasterBank(ParamMap const& params) {
-  not_there("xphy_io_isSysClkInMasterBank", *state_, params);
-}
-std::string I::soft_DDR4_generateMemFile(ParamMap const& params) {
-  not_there("soft_DDR4_generateMemFile", *state_, params);
-}
-std::string I::hard_DDR4_generateMemFile(ParamMap const& params) {
-  not_there("hard_DDR4_generateMemFile", *state_, params);
-}
-std::string I::hard_DDR5_generateMemFile(ParamMap const& params) {
-  not_there("hard_DDR5_generateMemFile", *state_, params);
-}
 
 }  // namespace kelvane_io::kelvane_io_v1

@@ -2,22 +2,49 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 #include "kdi/device/Device.h"
 #include "kdi/place/kelvane_io_v1.h"
+#include "platform/place/dictionary.h"
+#include "platform/place/settings.h"
+
+namespace kdi::place {
+
+/// What the last operation that planned has made.
+struct LastPlan {
+  std::string interface;  ///< its name; empty where none was told
+  Settings settings;
+  OptionMap ports;  ///< the plan, as operations give it
+};
+
+}  // namespace kdi::place
 
 namespace kelvane_io::kelvane_io_v1 {
 
 struct HIPKelvaneIoInstance::State {
   std::mutex mutex;                         ///< held by each operation
   kdi::device::Part const* part = nullptr;  ///< never null once loaded; lives as long as the process
-  OptionMap options;                        ///< what the user said of the interface, `-instance_name` and `-part` apart
-  std::set<std::string> directories;        ///< that it was given, absolute and without links
+  kdi::place::Settings settings;            ///< what the load said of the interface
+  std::optional<kdi::place::LastPlan> last_plan;
+  std::set<std::string> directories;  ///< that it was given, absolute and without links
 
   /// Keeps the directories among the values of `SW_DIR_PATH` and `MEM_DIR_PATH`. Throws if it has been given very many.
   void remember(ParamMap const& params);
+
+  /// Does something under the lock, for what a door promises: faults of files come as std::string.
+  template <class Body>
+  auto ask(Body body) {
+    const std::lock_guard lock(mutex);
+    try {
+      return body(*this);
+    } catch (std::runtime_error const& fault) {
+      throw std::string(fault.what());
+    }
+  }
 };
 
 }  // namespace kelvane_io::kelvane_io_v1

@@ -8,6 +8,7 @@
 
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiNumber.h"
+#include "kdi/planning/HardController.h"
 #include "kdi/planning/Memory.h"
 #include "kdi/planning/Standards.h"
 
@@ -45,6 +46,8 @@ namespace kdi::planning {
 
 /// A file of data/memory; `stem` is its name without ending.
 MemoryKind read_memory(JsonFile const& file, std::string const& stem);
+/// A file of data/hard_controllers, likewise.
+HardController read_hard_controller(JsonFile const& file, std::string const& stem);
 /// Adds what a file of data/io has and `standards` has not.
 void read_standards(JsonFile const& file, std::map<std::string, IoStandard, std::less<>>& standards);
 

@@ -123,6 +123,11 @@ class WindowRefuter {
   LaneMask all_ = 0;
 };
 
+// The leaf that tells most: that of the window that has the most to offer, which stands first.
+Refutation const& telling_leaf(Refutation const& node) {
+  return node.branches.empty() ? node : telling_leaf(node.branches.front().why);
+}
+
 }  // namespace
 
 Refutation refute(Problem const& problem, std::vector<Window> const& windows) {
@@ -133,6 +138,22 @@ Refutation refute(Problem const& problem, std::vector<Window> const& windows) {
     node.branches.push_back({window.banks.front(), window.banks.back(), WindowRefuter(problem, window).refute()});
   if (node.branches.empty()) return leaf(Kind::empty, "interface");
   return node;
+}
+
+std::string reason_of(Refutation const& refutation, Layout const& layout, Interface const& interface) {
+  Refutation const& leaf = telling_leaf(refutation);
+  std::string where;
+  if (refutation.kind == Refutation::Kind::window && !refutation.branches.empty()) {
+    const auto number = [&](int bank) { return std::to_string(layout.banks[static_cast<std::size_t>(bank)].number); };
+    where =
+        " in banks " + number(refutation.branches.front().first) + " to " + number(refutation.branches.front().last);
+  }
+  const std::string begin = "the pins cannot be placed: ";
+  if (leaf.kind == Refutation::Kind::overfull)
+    return begin + std::to_string(leaf.units.size()) + " groups (" +
+           interface.units[static_cast<std::size_t>(leaf.units.front())].group + " ...) have " +
+           std::to_string(leaf.lanes.size()) + " lanes that they fit into" + where;
+  return begin + "nothing holds the " + leaf.what + where;
 }
 
 }  // namespace kdi::planning

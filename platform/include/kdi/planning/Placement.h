@@ -92,6 +92,9 @@ KDI_DOOR PlacementResult place(PlacementRequest const& request);
 /// Whether there is a placement at all, which takes a small part of the time that the best one takes.
 KDI_DOOR bool can_place(PlacementRequest const& request);
 
+/// In words for the user.
+KDI_DOOR std::string reason_of(Refutation const& refutation, Layout const& layout, Interface const& interface);
+
 /// One breach of a rule.
 struct Violation {
   std::string rule;

@@ -1,0 +1,260 @@
+// What is asked of interfaces to memories: controllers in silicon, DDR4 of logic, and the physical layer alone.
+#include <algorithm>
+
+#include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiText.h"
+#include "platform/place/memory_file.h"
+#include "platform/place/memory_plan.h"
+#include "platform/place/state.h"
+#include "platform/place/words.h"
+
+namespace kelvane_io::kelvane_io_v1 {
+
+using I = HIPKelvaneIoInstance;
+
+namespace {
+
+using namespace kdi::place;
+
+std::string const& value_of(ParamMap const& params, char const* key) {
+  static const std::string kNone;
+  const auto value = params.find(key);
+  return value == params.end() ? kNone : value->second;
+}
+
+// What an operation is asked, from its words and from what was told when the instance was loaded.
+struct Asked {
+  std::string interface;
+  Settings settings;
+  Locations locations;
+};
+
+Asked asked(I::State const& state, ParamMap const& params) {
+  Asked all{value_of(params, "IP_NAME"), settings_of_dictionary("XGUI_CONFIG", value_of(params, "XGUI_CONFIG")),
+            read_locations("PORT_LOCS", value_of(params, "PORT_LOCS"))};
+  all.settings.fill_from(state.settings);
+  return all;
+}
+
+Asked asked_by_options(I::State const& state, OptionMap const& options) {
+  constexpr char const* kOthers[] = {"-ip_name", "-port_locs"};
+  Asked all{value_of(options, "-ip_name"), settings_of_options(options, kOthers),
+            read_locations("-port_locs", value_of(options, "-port_locs"))};
+  all.settings.fill_from(state.settings);
+  return all;
+}
+
+// Plans, keeps what came out for the operations that ask for the last plan, and answers from it.
+template <class Answer>
+auto plan(I::State& state, MemoryUse use, Asked const& what, Answer answer) {
+  const MemoryPlan made(*state.part, memory_setup(*state.part, use, what.settings), what.locations);
+  const auto standard_of = [&](std::string const& port) { return made.standard(port); };
+  OptionMap ports = write_locations(made.port_pads(), made.layout(), standard_of);
+  state.last_plan = LastPlan{what.interface, what.settings, std::move(ports)};
+  return answer(made);
+}
+
+OptionMap strobe_map(std::map<std::string, std::vector<std::string>> const& strobes) {
+  OptionMap map;
+  for (auto const& [strobe, nibbles] : strobes) map[strobe] = kdi::text::joined(nibbles, " ");
+  return map;
+}
+
+std::string numbers(std::vector<int> const& values) {
+  std::vector<std::string> words;
+  for (const int value : values) words.push_back(std::to_string(value));
+  return kdi::text::joined(words, ",");
+}
+
+// Answers of a plan.
+OptionMap locations(MemoryPlan const& made) {
+  return write_locations(made.port_pads(), made.layout(), [&](std::string const& port) { return made.standard(port); });
+}
+PinMap grouping(MemoryPlan const& made) { return write_grouping(made.port_pads(), made.layout()); }
+OptionMap strobes(MemoryPlan const& made) { return strobe_map(made.strobes()); }
+OptionMap parameters(MemoryPlan const& made) { return write_parameters(made.words(), made.layout()); }
+OptionMap constraints(MemoryPlan const& made) { return made.constraints(); }
+OptionMap pin_data(MemoryPlan const& made) {
+  OptionMap pins;
+  for (auto const& [port, info] : made.pin_info()) pins[port] = written(info);
+  return pins;
+}
+
+template <class Answer>
+auto answer(I::State& state, MemoryUse use, ParamMap const& params, Answer ask) {
+  state.remember(params);
+  return state.ask([&](I::State& self) { return plan(self, use, asked(self, params), ask); });
+}
+template <class Answer>
+auto answer_by_options(I::State& state, OptionMap const& options, Answer ask) {
+  return state.ask(
+      [&](I::State& self) { return plan(self, MemoryUse::soft_ddr4, asked_by_options(self, options), ask); });
+}
+
+OptionMap configuration(I::State& state, MemoryUse use, ParamMap const& params) {
+  state.remember(params);
+  return state.ask(
+      [&](I::State& self) { return configuration_of(memory_setup(*self.part, use, asked(self, params).settings)); });
+}
+
+// ------------------------------------------------------------------------------------------------------ buses
+
+// By the strobes of buses the nibbles that they clock, in the words of the outside. Of n strobes and m data bits of a
+// bus each strobe clocks the n-th part.
+OptionMap strobes_of_buses(I::State const& state, ParamMap const& params) {
+  const Buses buses = read_buses("BUS_CONFIG_DATA", value_of(params, "BUS_CONFIG_DATA"));
+  const auto outside = read_translation("TRANSLATED_PORTS", value_of(params, "TRANSLATED_PORTS"));
+  const std::shared_ptr<kdi::planning::Layout const> layout = layout_of(*state.part);
+  const PortPads pads = pads_of(read_locations("PORT_LOCS", value_of(params, "PORT_LOCS")), *layout, "PORT_LOCS");
+  const std::vector<BusPort> ports = ports_of(buses);
+  const auto name_of = [&](BusPort const& port) {
+    const auto name = outside.find(port.name);
+    return name == outside.end() ? port.name : name->second;
+  };
+  const auto pad_of = [&](BusPort const& port) {
+    const std::string name = name_of(port);
+    const auto pad = pads.find(name);
+    if (pad == pads.end()) throw "PORT_LOCS: " + name + " has no place";
+    return pad->second;
+  };
+  OptionMap map;
+  for (BusPort const& strobe : ports) {
+    Bus const& of = buses[static_cast<std::size_t>(strobe.bus)];
+    if (of.role == BusRole::data || strobe.negative) continue;
+    const int from = pad_of(strobe);
+    std::vector<int> clocked;
+    for (BusPort const& port : ports) {
+      Bus const& bus = buses[static_cast<std::size_t>(port.bus)];
+      if (bus.strobe != of.name || port.index * of.width / bus.width != strobe.index) continue;
+      clocked.push_back(pad_of(port));
+      if (layout->bank_of_pad(clocked.back()) != layout->bank_of_pad(from))
+        throw "strobe-reach: " + name_of(port) + " is in another bank than " + name_of(strobe);
+    }
+    if (!clocked.empty()) map[name_of(strobe)] = kdi::text::joined(nibbles_by_hops(*layout, from, clocked), " ");
+  }
+  return map;
+}
+
+// ------------------------------------------------------------------------------------------------------ memory files
+
+std::string inside(std::string const& directory, std::string const& name) {
+  if (directory.empty()) return name;
+  return directory + (directory.ends_with('/') ? "" : "/") + name;
+}
+
+// The image of an ELF file in the directory of software, unless the name has a way.
+ProgramImage image_of(ParamMap const& params) {
+  std::string const& name = value_of(params, "ELF_NAME");
+  if (name.empty()) throw std::string("ELF_NAME: there is none");
+  return program_image(name.find('/') == std::string::npos ? inside(value_of(params, "SW_DIR_PATH"), name) : name);
+}
+
+std::string write_memory_file(I::State& state, ParamMap const& params, bool with_image) {
+  state.remember(params);
+  return state.ask([&](I::State const& self) {
+    const std::string name = word_of("IP_NAME", value_of(params, "IP_NAME"));
+    if (!self.last_plan) throw std::string("no plan of the interface has been made yet");
+    LastPlan const& last = *self.last_plan;
+    if (!last.interface.empty() && last.interface != name)
+      throw "IP_NAME: the last plan is of " + kdi::text::shown(last.interface);
+    if (value_of(params, "MEM_DIR_PATH").empty()) throw std::string("MEM_DIR_PATH: there is none");
+    MemoryFile file{
+        name, read_dictionary(last.settings.written(), "settings"), Pairs(last.ports.begin(), last.ports.end()), {}};
+    if (with_image) file.image = image_of(params);
+    const std::string path = inside(value_of(params, "MEM_DIR_PATH"), name + ".mem");
+    kdi::write_file(path, written(file));
+    return path;
+  });
+}
+
+}  // namespace
+
+OptionMap I::soft_DDR4_defaultIOPlanning(OptionMap const& options) {
+  return answer_by_options(*state_, options, locations);
+}
+PinMap I::soft_DDR4_nibbleGrouping(OptionMap const& options) { return answer_by_options(*state_, options, grouping); }
+OptionMap I::soft_DDR4_generateXDCMap(ParamMap const& params) {
+  return answer(*state_, MemoryUse::soft_ddr4, params, constraints);
+}
+OptionMap I::soft_DDR4_getStrobeToDataNibbles(ParamMap const& params) {
+  return answer(*state_, MemoryUse::soft_ddr4, params, strobes);
+}
+std::string I::soft_DDR4_generateMemFile(ParamMap const& params) { return write_memory_file(*state_, params, false); }
+
+OptionMap I::hard_DDR4_defaultIOPlanning(ParamMap const& params) {
+  return answer(*state_, MemoryUse::hard_ddr4, params, locations);
+}
+PinMap I::hard_DDR4_nibbleGrouping(ParamMap const& params) {
+  return answer(*state_, MemoryUse::hard_ddr4, params, grouping);
+}
+OptionMap I::hard_DDR4_generateMapParams(ParamMap const& params) {
+  return answer(*state_, MemoryUse::hard_ddr4, params, parameters);
+}
+OptionMap I::hard_DDR4_getStrobeToDataNibbles(ParamMap const& params) {
+  return answer(*state_, MemoryUse::hard_ddr4, params, strobes);
+}
+OptionMap I::hard_DDR4_getConfigurationInfo(ParamMap const& params) {
+  return configuration(*state_, MemoryUse::hard_ddr4, params);
+}
+std::string I::hard_DDR4_generateMemFile(ParamMap const& params) { return write_memory_file(*state_, params, false); }
+
+OptionMap I::hard_DDR5_defaultIOPlanning(ParamMap const& params) {
+  return answer(*state_, MemoryUse::hard_ddr5, params, locations);
+}
+PinMap I::hard_DDR5_nibbleGrouping(ParamMap const& params) {
+  return answer(*state_, MemoryUse::hard_ddr5, params, grouping);
+}
+OptionMap I::hard_DDR5_generateMapParams(ParamMap const& params) {
+  return answer(*state_, MemoryUse::hard_ddr5, params, parameters);
+}
+OptionMap I::hard_DDR5_getStrobeToDataNibbles(ParamMap const& params) {
+  return answer(*state_, MemoryUse::hard_ddr5, params, strobes);
+}
+OptionMap I::hard_DDR5_getConfigurationInfo(ParamMap const& params) {
+  return configuration(*state_, MemoryUse::hard_ddr5, params);
+}
+OptionMap I::hard_DDR5_getPinDataDict(ParamMap const& params) {
+  return answer(*state_, MemoryUse::hard_ddr5, params, pin_data);
+}
+std::string I::hard_DDR5_generateMemFile(ParamMap const& params) { return write_memory_file(*state_, params, true); }
+
+OptionMap I::hardmcDqsVsDataNibbles(ParamMap const& params) {
+  state_->remember(params);
+  return state_->ask([&](State const& self) { return strobes_of_buses(self, params); });
+}
+
+std::string I::IntfInfoDict(ParamMap const& params) {
+  state_->remember(params);
+  return state_->ask([&](State const& self) {
+    Settings settings;
+    settings.take("DDRMC5_CONTROLLERTYPE", "MEMORY_TYPE", value_of(params, "DDRMC5_CONTROLLERTYPE"));
+    settings.fill_from(self.settings);
+    return write_interfaces(interfaces_of(memory_setup(*self.part, MemoryUse::hard_ddr5, settings)));
+  });
+}
+
+OptionMap I::xphy_io_defaultIOPlanning(ParamMap const& params) {
+  return answer(*state_, MemoryUse::phy, params, locations);
+}
+OptionMap I::xphy_io_getStrobeToDataNibbles(ParamMap const& params) {
+  return answer(*state_, MemoryUse::phy, params, strobes);
+}
+OptionMap I::xphy_io_generateXDCMap(ParamMap const& params) {
+  return answer(*state_, MemoryUse::phy, params, constraints);
+}
+OptionMap I::xphyio_getNumBanks(ParamMap const& params) {
+  return answer(*state_, MemoryUse::phy, params, [](MemoryPlan const& made) {
+    const std::vector<int> banks = made.banks();
+    return OptionMap{{"NUM_BANKS", std::to_string(banks.size())}, {"BANKS", numbers(banks)}};
+  });
+}
+OptionMap I::xphy_io_isSysClkInMasterBank(ParamMap const& params) {
+  return answer(*state_, MemoryUse::phy, params, [](MemoryPlan const& made) {
+    const int clock = made.system_clock_bank(), master = made.master_bank();
+    return OptionMap{{"RESULT", clock == master ? "true" : "false"},
+                     {"SYS_CLK_BANK", clock < 0 ? "" : std::to_string(clock)},
+                     {"MASTER_BANK", std::to_string(master)}};
+  });
+}
+
+}  // namespace kelvane_io::kelvane_io_v1
