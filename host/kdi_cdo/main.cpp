@@ -102,7 +102,7 @@ Words read_words(CommandRow const& row, std::vector<std::string> const& words) {
 int run(std::vector<std::string> const& words) {
   if (words.empty()) throw UsageError("which command?");
   if (words[0] == "--help" || words[0] == "-h") return write("-", help()), kDone;
-  if (words[0] == "--version") return write("-", "kdi_cdo " KDI_CDO_VERSION "\n"), kDone;
+  if (words[0] == "--version") return write("-", "kdi_cdo " IPTASKS_VERSION "\n"), kDone;
   for (CommandRow const& row : commands()) {
     if (words[0] != row.name) continue;
     const std::vector<std::string> rest(words.begin() + 1, words.end());

@@ -1,4 +1,4 @@
-// What the filters of a catalogue chain achieve, as designed and as quantised: filter_report RULES.json CONFIGURATION
+// What the filters of a catalogue chain achieve, as designed and as quantised: filter_report [RULES.json] CONFIGURATION
 //
 // For each stage the error of its pass-band and how far its images lie down, and the same for the chain, whose stages
 // meet at the rates where they run. Designed anew here: the catalogue holds the quantised filters only.
@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "kdi/common/KdiDataDir.h"
 #include "tools/ducddc/chain.h"
 #include "tools/ducddc/response.h"
 
@@ -141,18 +142,54 @@ void report(Rules const& rules, std::string const& name) {
               chain.settling_samples * 1e6 / static_cast<double>(demand.rf->rate));
 }
 
+constexpr char kHelp[] = R"(NAME
+       filter_report - what the filters of a chain achieve
+
+SYNOPSIS
+       filter_report [RULES.json] CONFIGURATION
+
+DESCRIPTION
+       Designs an up- or down-converter chain by the rules of the catalogue,
+       those of the installed data unless a file of others is named, and prints
+       for each stage and for the chain the largest error of the pass-band and
+       how far images or the stop-band lie down, as designed and with the
+       coefficients as they are quantised; and how long a step settles.
+
+OPTIONS
+       --help, --version
+
+EXIT STATUS
+       0 done; 1 there is no such chain, or the rules cannot be read; 2 a
+       mistake in the words.
+
+EXAMPLE
+       filter_report ddc_chbw10_C4_pb40_if0_frf122_os2
+)";
+
+std::string installed_rules() {
+  const std::vector<std::string> folders = kdi::data_directories("ducddc");
+  if (folders.empty()) throw std::runtime_error("no data directory has a folder ducddc");
+  return folders.front() + "/rules.json";
+}
+
+int printed() { return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? 0 : 1; }
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fputs("usage: filter_report RULES.json CONFIGURATION\n", stderr);
+  const std::string first = argc > 1 ? argv[1] : "";
+  if (first == "--help" || first == "-h") return std::fputs(kHelp, stdout), printed();
+  if (first == "--version") return std::puts("filter_report " IPTASKS_VERSION), printed();
+  if (argc < 2 || argc > 3 || first.starts_with('-')) {
+    std::fputs("usage: filter_report [RULES.json] CONFIGURATION\nfilter_report --help tells more\n", stderr);
     return 2;
   }
+  char const* const name = argv[argc - 1];
   try {
-    report(read_rules(argv[1]), argv[2]);
+    report(read_rules(argc == 3 ? first : installed_rules()), name);
   } catch (std::exception const& error) {
-    std::fprintf(stderr, "filter_report: %s: %s\n", argv[2], error.what());
+    std::fprintf(stderr, "filter_report: %s: %s\n", name, error.what());
     return 1;
   }
-  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? 0 : 1;
+  return printed();
 }
