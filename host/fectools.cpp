@@ -4,6 +4,7 @@
 //   fectools::list_image CORE WRITES ?ENCODER_SLOTS?       -> readable listing
 //   fectools::diff_images CORE LEFT RIGHT                  -> list of differing fields
 //   fectools::schedule_report CORE RESULT ?option value ...?  -> HTML page
+//   fectools::export_writes WRITES FORM ?NAME?             -> text of a file, FORM being csv or c
 //
 // CORE is sd_fec or ldpc, WRITES a list of {address data comment}, RESULT the whole result of gen_ldpc_params. Options:
 // -code NAME (default: the first), -clock MHZ, -iterations N, -title TEXT, -compare RESULT (the same code otherwise).
@@ -18,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/register_export.h"
 #include "host/schedule_report.h"
 #include "kdi/tcl/command.h"
 #include "tcltasks/fec/image_decode.h"
@@ -234,12 +236,30 @@ using tcl::usage;
 
 constexpr tcl::WordCount kOneImage = tcl::between(2, 3, usage("core writes ?encoderSlots?"));
 
+// ------------------------------------------------------------------------------------------------ for other tools
+
+// writes form ?name?
+std::string export_writes(tcl::Words words) {
+  std::vector<register_export::Write> writes;
+  for (Tcl_Obj* const element : elements_of(words[0], "the list of writes")) {
+    const std::span<Tcl_Obj* const> write = elements_of(element, "a write");
+    if (write.size() < 2) throw BadInput("a write needs an address and data");
+    writes.push_back({uint_of(write[0], "the address"), uint_of(write[1], "the data"),
+                      write.size() > 2 ? tcl::text_of(write[2]) : std::string()});
+  }
+  const std::string form = tcl::text_of(words[1]);
+  if (form == "csv") return register_export::csv_of(writes);
+  if (form == "c") return register_export::header_of(writes, words.size() > 2 ? tcl::text_of(words[2]) : "writes");
+  throw BadInput("no form \"" + form + "\": use csv or c");
+}
+
 constexpr tcl::Row kCommands[] = {
     {"fectools::decode_image", handler<decode_image>, kOneImage},
     {"fectools::list_image", handler<list_image>, kOneImage},
     {"fectools::diff_images", handler<diff_images>, tcl::exactly(3, usage("core left right"))},
     {"fectools::schedule_report", handler<schedule_report>,
      tcl::pairs_behind(2, usage("core result ?option value ...?"))},
+    {"fectools::export_writes", handler<export_writes>, tcl::between(2, 3, usage("writes form ?name?"))},
 };
 
 }  // namespace

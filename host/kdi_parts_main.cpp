@@ -1,5 +1,5 @@
 // kdi_parts: the parts that the device files have, and whether a device file is right.
-#include <fnmatch.h>
+#include <tcl.h>
 
 #include <csignal>
 #include <cstdio>
@@ -77,7 +77,7 @@ int list(std::vector<std::string> const& words) {
   for (std::string const& device : catalogue.devices()) {
     try {
       for (std::string const& part : catalogue.parts(device))
-        if (words.empty() || ::fnmatch(words[0].c_str(), part.c_str(), 0) == 0) names += part + "\n";
+        if (words.empty() || Tcl_StringMatch(part.c_str(), words[0].c_str()) != 0) names += part + "\n";
     } catch (std::exception const& error) {
       told(error.what());
       is_whole = false;

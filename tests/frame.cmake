@@ -5,7 +5,8 @@ add_unit_test(cpu_time_test LABELS frame)
 add_unit_test(message_manager_test LABELS "frame;platform")
 add_tcl_test(frame LABELS frame)
 add_tcl_test(install LABELS tools)
-add_tcl_test(tools LABELS "tools;host")
+add_tcl_test(tools LABELS "tools;host;golden")
+add_tcl_test(exports LABELS "tools;host;golden")
 
 # The page that tells how a family is added makes one from nothing; it is built from there, beside the objects of the others.
 if(NOT IPTASKS_SANITIZE AND NOT IPTASKS_COVERAGE AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")

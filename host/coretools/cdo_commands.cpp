@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/coretools/session.h"
+#include "host/register_export.h"
 #include "kdi/cdo/Cdo.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
@@ -60,9 +61,9 @@ CommandSubject subject_of(Session& session, Words words, std::size_t at) {
 }
 
 // Of all cores within, each with its own name.
-Tcl_Obj* registers(Session& session, Words words) {
-  const auto open = opened(session, words[0]);
-  const std::string pattern = words.size() > 1 ? tcl::text_of(words[1]) : "*";
+// The registers of an open core whose names match, with what its configuration has there.
+Record registers_of(Session& session, Tcl_Obj* name, std::string const& pattern) {
+  const auto open = opened(session, name);
   Record all = Record::list();
   open->core.look([&](std::vector<Configuration*> const& configurations) {
     for (Configuration const* const one : configurations) {
@@ -76,7 +77,26 @@ Tcl_Obj* registers(Session& session, Words words) {
       }
     }
   });
-  return object_of(all);
+  return all;
+}
+
+Tcl_Obj* registers(Session& session, Words words) {
+  return object_of(registers_of(session, words[0], words.size() > 1 ? tcl::text_of(words[1]) : "*"));
+}
+
+// name form ?pattern?
+std::string export_registers(Session& session, Words words) {
+  const Record records = registers_of(session, words[0], words.size() > 2 ? tcl::text_of(words[2]) : "*");
+  std::vector<register_export::Configured> registers;
+  for (Record const& record : records.items()) {
+    const auto text = [&](char const* key) { return record.find(key)->text(); };
+    registers.push_back(
+        {text("core"), text("register"), text("meaning"), text("address"), text("reset"), text("value")});
+  }
+  const std::string form = tcl::text_of(words[1]);
+  if (form == "csv") return register_export::csv_of(registers);
+  if (form == "c") return register_export::header_of(registers, "registers");
+  throw std::invalid_argument("no form " + kdi::text::shown(form) + ": use csv or c");
 }
 
 // --- files of an open core
@@ -170,6 +190,7 @@ Tcl_Obj* run(Session& session, Words words) {
 
 constexpr tcl::Row kCommands[] = {
     {"coretools::registers", handler<registers>, tcl::between(1, 2, usage("name ?pattern?"))},
+    {"coretools::export_registers", handler<export_registers>, tcl::between(2, 3, usage("name form ?pattern?"))},
     {"coretools::cdo_write", handler<write>, tcl::at_least(3, usage("name form file ?output ...?"))},
     {"coretools::cdo_read", handler<read>, tcl::between(1, 2, usage("file ?core?"))},
     {"coretools::cdo_text", handler<text>, tcl::between(1, 2, usage("file ?core?"))},
