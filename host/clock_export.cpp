@@ -12,9 +12,9 @@ namespace {
 
 using kdi::number::plain;
 
-// A text with the index in place of `%d`.
-std::string numbered(std::string name, int index) {
-  if (const std::size_t at = name.find("%d"); at != std::string::npos) name.replace(at, 2, std::to_string(index));
+// A text with the counter's number in place of `%d`.
+std::string numbered(std::string name, int counter) {
+  if (const std::size_t at = name.find("%d"); at != std::string::npos) name.replace(at, 2, std::to_string(counter));
   return name;
 }
 
@@ -57,9 +57,9 @@ std::string generics(Setting const& setting, Language language, Names const& nam
     add(named("mod_freq"), real(setting.spread_frequency.text));
   }
   for (Output const& output : setting.outputs) {
-    add(numbered(named("divide"), output.index), real(output.divide.text));
-    add(numbered(named("phase"), output.index), real(output.phase.text));
-    add(numbered(named("duty_cycle"), output.index), real(plain(output.duty_cycle.value / 100)));
+    add(numbered(named("divide"), output.counter), real(output.divide.text));
+    add(numbered(named("phase"), output.counter), real(output.phase.text));
+    add(numbered(named("duty_cycle"), output.counter), real(plain(output.duty_cycle.value / 100)));
   }
   std::string text = is_verilog ? "#(\n" : "generic map (\n";
   for (std::size_t i = 0; i < lines.size(); ++i) text += "  " + lines[i] + (i + 1 < lines.size() ? ",\n" : "\n");
@@ -80,7 +80,7 @@ std::string constraints(Setting const& setting, Places const& places) {
     const std::int64_t common = std::gcd(multiply, divide);
     multiply /= common;
     divide /= common;
-    const std::string pin = numbered(places.pin, output.index);
+    const std::string pin = numbered(places.pin, output.counter);
     const std::string name = places.instance + "_" + pin;
     text += "create_generated_clock -name " + name + " -source [get_ports {" + places.port + "}] -multiply_by " +
             std::to_string(multiply) + " -divide_by " + std::to_string(divide) + " -duty_cycle " +

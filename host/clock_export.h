@@ -15,7 +15,7 @@ struct Figure {
 };
 
 struct Output {
-  int index;
+  int counter;                                          ///< of the primitive, that makes it
   Figure frequency, divide, phase, duty_cycle, jitter;  ///< MHz; degrees, percent, ps peak to peak
 };
 
@@ -29,7 +29,7 @@ struct Setting {
   std::vector<Output> outputs;
 };
 
-/// The names of generics, by what they are; `%d` in one of an output stands for its index.
+/// The names of generics, by what they are; `%d` in one of an output stands for the counter that makes it.
 using Names = std::map<std::string, std::string, std::less<>>;
 Names const& default_names();
 
@@ -42,7 +42,7 @@ std::string generics(Setting const& setting, Language language, Names const& nam
 struct Places {
   std::string port = "clk_in";      ///< where the input comes in
   std::string instance = "clocks";  ///< of the primitive
-  std::string pin = "OUT%d";        ///< its outputs; `%d` stands for the index
+  std::string pin = "OUT%d";        ///< its outputs; `%d` stands for the counter
 };
 
 /// Constraints (SDC): the input, and of each output the ratio to it, the duty cycle, the delay that its phase is, and

@@ -82,11 +82,10 @@ clock_export::Setting setting_of(Tcl_Obj* dict) {
   }
   const auto outputs = tcl::elements_of(entry_of(dict, "outputs"));
   if (!outputs) throw BadInput("the setting's outputs are no list");
-  for (Tcl_Obj* const one : *outputs)
-    setting.outputs.push_back({static_cast<int>(figure_of(one, "index", 0).value),
-                               figure_of(one, "frequency", kPositive), figure_of(one, "divide", kPositive),
-                               figure_of(one, "phase", -360), figure_of(one, "duty_cycle", 0),
-                               figure_of(one, "jitter", 0)});
+  for (Tcl_Obj* const one : *outputs)  // in the order of the counters
+    setting.outputs.push_back({static_cast<int>(setting.outputs.size()), figure_of(one, "frequency", kPositive),
+                               figure_of(one, "divide", kPositive), figure_of(one, "phase", -360),
+                               figure_of(one, "duty_cycle", 0), figure_of(one, "jitter", 0)});
   return setting;
 }
 
