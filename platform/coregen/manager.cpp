@@ -23,9 +23,10 @@ Instances<std::string, Controller>& instances_of(Model model) {
   return *all[static_cast<std::size_t>(model)];
 }
 
-Occupancy& occupancy_of(Model model) {
-  static std::array<Occupancy*, 3> const all{new Occupancy, new Occupancy, new Occupancy};  // never destroyed
-  return *all[static_cast<std::size_t>(model)];
+// One for all models: a device has its pads once.
+Occupancy& occupancy() {
+  static auto* const all = new Occupancy;  // never destroyed
+  return *all;
 }
 
 std::shared_ptr<Controller> made(Model model, std::unique_ptr<Controller::State> state) {
@@ -60,7 +61,7 @@ void Manager::loadMigPkgData(Model model, OptionMap const& options) {
     made.options = std::move(told);
   });
   state->seat =
-      std::make_unique<Seat>(occupancy_of(model), state->part->device->name + "-" + state->part->package->name);
+      std::make_unique<Seat>(occupancy(), state->part->device->name + "-" + state->part->package->name);
   // The one that is replaced makes room first; a controller whose memory is told is placed now, in order of loads.
   if (Controller* const before = instances_of(model).find(name)) before->state().seat->leave();
   if (state->options.contains("-memorypart")) pins_of(*state);
@@ -74,8 +75,7 @@ void Manager::releasePkgData(Model model, OptionMap const& options) {
     if (Controller* const released = instances_of(model).find(*name)) released->state().seat->leave();
     instances_of(model).erase(*name);
   } else {
-    occupancy_of(model).leave_all();
-    instances_of(model).clear();
+    instances_of(model).clear([](Controller& released) { released.state().seat->leave(); });
   }
 }
 

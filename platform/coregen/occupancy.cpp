@@ -18,12 +18,6 @@ void Occupancy::leave(Id id) {
   claims_.erase(claim);
 }
 
-void Occupancy::leave_all() {
-  const std::lock_guard lock(mutex_);
-  for (auto const& [id, claim] : claims_) ++versions_[claim.part];
-  claims_.clear();
-}
-
 Occupancy::Seen Occupancy::seen_by(Id id) const {
   const std::lock_guard lock(mutex_);
   Seen seen;

@@ -1,5 +1,5 @@
-// Which pads of a part the controllers of a model have. A controller is placed beside those that were loaded before it,
-// and moves none of them.
+// Which pads of a part controllers have, of whichever model. A controller is placed beside those that were loaded before
+// it, and moves none of them.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,6 @@ class Occupancy {
   /// A new controller, which has no pads. Numbers are never used again.
   Id enter(std::string const& part);
   void leave(Id id);
-  void leave_all();
 
   /// What others have.
   Seen seen_by(Id id) const;
@@ -46,7 +45,7 @@ class Occupancy {
   Id next_ = 1;
 };
 
-/// A controller's place among those of its model, which it gives up at its end. May be used from several threads.
+/// A controller's place among the others of its part, which it gives up at its end. May be used from several threads.
 class Seat {
  public:
   Seat(Occupancy& occupancy, std::string const& part) : occupancy_(occupancy), id_(occupancy.enter(part)) {}

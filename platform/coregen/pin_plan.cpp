@@ -69,6 +69,7 @@ PinPlan::PinPlan(PinsWanted wanted, Seat& seat)
   if (wanted_.interface.part.rate_mbps < base_.rate_mbps && wanted_.interface.part.rate_mbps >= base_.rate_mbps - 5)
     base_.rate_mbps = wanted_.interface.part.rate_mbps;
   base_.internal_reference = wanted_.internal_reference;
+  base_.grade = wanted_.part->speed->name;
   place();
 }
 

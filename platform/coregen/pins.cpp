@@ -7,6 +7,7 @@
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/coregen/Mig.h"
+#include "kdi/planning/ClockRoot.h"
 
 namespace kdi::coregen {
 
@@ -311,42 +312,22 @@ OptionMap Controller::getBankSelModelParams(std::string const& type, std::string
 
 OptionMap Controller::getLocModelParams(std::string const& signal, OptionMap const&) {
   return ask_pins(*this, [&](PinPlan& plan) {
-    const int index = plan.signal_of(signal);
-    const planning::PlacementRequest request = plan.request();
-    const int partner = plan.interface().signals[static_cast<std::size_t>(index)].partner;
-    std::string pads;
-    for (std::size_t pad = 0; pad < plan.layout().pads.size(); ++pad) {
-      std::vector<int> trial = plan.pads();
-      trial[static_cast<std::size_t>(index)] = static_cast<int>(pad);
-      if (partner >= 0) trial[static_cast<std::size_t>(partner)] = plan.layout().pads[pad].partner;
-      if (partner >= 0 && plan.layout().pads[pad].partner < 0) continue;
-      if (planning::violations(request, trial).empty()) text::append_word(pads, plan.layout().pads[pad].name);
-    }
-    return OptionMap{{signal, pads}};
+    std::string names;
+    for (const int pad : planning::pads_for(plan.request(), plan.pads(), plan.signal_of(signal)))
+      text::append_word(names, plan.layout().pads[static_cast<std::size_t>(pad)].name);
+    return OptionMap{{signal, names}};
   });
 }
 
-// Regions lie as banks do, and what a clock takes from its root to a bank grows with the rows between them.
 std::string MigController::getClockRoot(std::string const& bank, std::string const& clock) {
   return ask_pins(*this, [&](PinPlan& plan) {
-    std::vector<planning::PlacedBank> const& banks = plan.layout().banks;
-    planning::PlacedBank const& from = banks[static_cast<std::size_t>(plan.bank_of(bank))];
+    std::vector<int> banks{plan.bank_of(bank)};
     if (clock != "ui_clk" && plan.interface().signal(clock) < 0) throw "no clock " + text::shown(clock);
-    std::vector<int> rows{from.row};
+    std::set<int> used;
     for (const int pad : plan.pads())
-      if (pad >= 0) rows.push_back(banks[static_cast<std::size_t>(plan.layout().bank_of_pad(pad))].row);
-    const auto skew = [&](int root) {
-      const auto by_distance = [&](int a, int b) { return std::abs(a - root) < std::abs(b - root); };
-      const auto [nearest, farthest] = std::minmax_element(rows.begin(), rows.end(), by_distance);
-      return std::abs(*farthest - root) - std::abs(*nearest - root);
-    };
-    int best = from.row;
-    for (planning::PlacedBank const& one : banks) {
-      if (one.column != from.column) continue;
-      const auto cost = [&](int row) { return std::pair(skew(row), std::abs(row - from.row)); };
-      if (cost(one.row) < cost(best)) best = one.row;
-    }
-    return "X" + std::to_string(from.column) + "Y" + std::to_string(best);
+      if (pad >= 0) used.insert(plan.layout().bank_of_pad(pad));
+    banks.insert(banks.end(), used.begin(), used.end());
+    return planning::clock_root(*plan.wanted().part, plan.layout(), banks).name();
   });
 }
 

@@ -282,10 +282,15 @@ constexpr int kMoreClocks = 4;  // a latency may be longer than it has to be
 constexpr double kNextClock = 0.974;
 constexpr double kRoundedPs = 1;  // a period in whole ps is of a clock up to so much slower
 
-std::vector<std::string> from(int least) {
+std::vector<std::string> from(int least, int step = 1) {
   std::vector<std::string> values;
-  for (int clocks = least; clocks <= least + kMoreClocks; ++clocks) values.push_back(std::to_string(clocks));
+  for (int i = 0; i <= kMoreClocks; ++i) values.push_back(std::to_string(least + i * step));
   return values;
+}
+
+int clocks_of(Setup const& setup, std::string const& figure, int unless) {
+  std::string const* const value = figure_of(setup, figure);
+  return value == nullptr ? unless : *number::whole<int>(*value);
 }
 
 Permitted latencies(Setup const& setup, char const* of_clock, bool is_read) {
@@ -293,8 +298,14 @@ Permitted latencies(Setup const& setup, char const* of_clock, bool is_read) {
   ddr::MemoryType const* const type = ddr::find_type(setup.kind->timing);
   if (is_read)
     if (std::string const* const tAA = figure_of(setup, "tAA_ns"))
-      if (const double ns = number::whole<double>(*tAA).value_or(0); ns > 0)
-        return listed(from(static_cast<int>(std::floor(ns * 1000 / setup.period_ps + kNextClock))));
+      if (const double ns = number::whole<double>(*tAA).value_or(0); ns > 0) {
+        const int step = clocks_of(setup, "RL_step_nCK", 1);
+        const int least = std::max(clocks_of(setup, "RL_least_nCK", 1),
+                                   static_cast<int>(std::floor(ns * 1000 / setup.period_ps + kNextClock)));
+        return listed(from((least + step - 1) / step * step, step));
+      }
+  if (const int less = clocks_of(setup, "RL_over_WL_nCK", 0); !is_read && less > 0)
+    return listed({std::to_string(setup.read_latency - less)});
   std::string const* const figure = type->figure_at(1e6 / (setup.period_ps + kRoundedPs), of_clock);
   return figure == nullptr ? Permitted{} : listed(from(*number::whole<int>(*figure)));
 }

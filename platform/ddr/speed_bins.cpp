@@ -135,7 +135,8 @@ class TypeReader {
       for (const std::int64_t density : type.densities_) needed.push_back("tRFC_" + std::to_string(density) + "_ns");
       for (std::string const& name : needed)
         if (type.figure(bin.name, name) == nullptr) root_.refuse("the figure " + name + " of the bin " + bin.name);
-      if (type.figure_at(static_cast<double>(bin.rate_mtps) / 2, "WL_nCK") == nullptr)
+      if (type.figure(bin.name, "RL_over_WL_nCK") == nullptr &&
+          type.figure_at(static_cast<double>(bin.rate_mtps) / 2, "WL_nCK") == nullptr)
         root_.refuse("latencies up to the clock of the bin " + bin.name);
     }
   }

@@ -15,11 +15,11 @@ void check_members(JsonValue root, bool family) {
   if (family)
     root.allow_only({"format", "family", "generation", "properties", "part_name", "name_fields", "speed_grades",
                      "bank_layouts", "clock_primitives", "clock_buffers", "block_memories", "transceivers",
-                     "memory_controllers", "power", "processing_systems"});
+                     "memory_controllers", "power", "processing_systems", "clock_regions"});
   else
     root.allow_only({"format", "family", "generation", "properties", "part_name", "name_fields", "speed_grades",
                      "bank_layouts", "clock_primitives", "clock_buffers", "block_memories", "transceivers",
-                     "memory_controllers", "power", "processing_systems",
+                     "memory_controllers", "power", "processing_systems", "clock_regions",
                      // and what one device has for itself
                      "base", "device", "description", "slrs", "processing_system", "counts", "banks", "quads",
                      "controller_sites", "packages"});
@@ -257,6 +257,7 @@ std::shared_ptr<Device const> read_sections(Sections const& sections) {
   UniqueNames pad_names;
   PadBudget budget;
   read_banks(sections.member("bank_layouts"), sections.member("banks"), *device, pad_names, budget);
+  read_clock_regions(sections.find("clock_regions"), *device);
   read_transceivers(sections.member("transceivers"), sections.find("quads"), *device, pad_names, budget);
   read_packages(sections.member("packages"), *device, budget);
   read_processing_system(sections.find("processing_system"), *device);

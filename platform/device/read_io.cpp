@@ -135,10 +135,12 @@ struct Bonding {
   std::optional<BallRectangle> grid;
   double centre_ps = 0;
   double per_ball_ps = 0;
+  std::map<std::string, double> of_pins;  ///< those that are known one by one
 
   /// From a ball to the die, which sits in the middle: along rows and columns, as the traces run.
   double delay_ps(Ball ball) const {
     if (!grid) return 0;
+    if (const auto known = of_pins.find(ball_name(ball)); known != of_pins.end()) return known->second;
     const double rows = std::abs(ball.row - (grid->first.row + grid->last.row) / 2.0);
     const double columns = std::abs(ball.column - (grid->first.column + grid->last.column) / 2.0);
     return centre_ps + per_ball_ps * (rows + columns);
@@ -150,10 +152,16 @@ Bonding read_bonding(JsonValue package) {
   if (const auto text = package.find("grid"))
     bonding.grid = with_pattern(*text, [&] { return ball_rectangle(text->text()); });
   if (const auto delay = package.find("delay_ps")) {
-    delay->allow_only({"centre", "per_ball"});
+    delay->allow_only({"centre", "per_ball", "pins"});
     if (!bonding.grid) delay->refuse("a package with a grid");
     bonding.centre_ps = delay->member("centre").number(0, kMostDelay);
     bonding.per_ball_ps = delay->member("per_ball").number(0, kMostDelay);
+    if (const auto pins = delay->find("pins"))
+      for (const JsonValue pin : pins->members()) {
+        const BallRectangle ball = with_pattern(pin, [&] { return ball_rectangle(pin.name()); });
+        if (ball.balls().size() != 1 || !bonding.grid->contains(ball.first)) pin.refuse("the name of a ball of the grid");
+        bonding.of_pins.emplace(pin.name(), pin.number(0, kMostDelay));
+      }
   }
   return bonding;
 }
@@ -307,11 +315,49 @@ void PadBudget::take(JsonValue value, std::size_t pads) {
     value.refuse("a device of at most " + std::to_string(kMostPads) + " pads and pins in all its packages");
 }
 
+namespace {
+
+// Three by three, in the order in which the banks are listed.
+void join_triplets(JsonValue entry, std::vector<IoBank*> const& banks, std::set<int>& known) {
+  constexpr std::size_t kBanks = 3;
+  const auto first = entry.find("triplets");
+  if (!first) return;
+  first->allow_only({"first", "master"});
+  const int number = whole(first->member("first"), 0, kMostNumber);
+  const int master = whole(first->member("master"), 0, static_cast<int>(kBanks) - 1);
+  if (banks.empty() || banks.size() % kBanks != 0 || banks.front()->column < 0)
+    first->refuse("banks in threes that have a column and a row");
+  for (std::size_t i = 0; i < banks.size(); ++i) {
+    banks[i]->triplet = number + static_cast<int>(i / kBanks);
+    banks[i]->master = static_cast<int>(i % kBanks) == master;
+    if (i % kBanks == 0 && !known.insert(banks[i]->triplet).second)
+      first->member("first").refuse("triplets that no other banks make (" + std::to_string(banks[i]->triplet) +
+                                    " is there)");
+  }
+}
+
+}  // namespace
+
+void read_clock_regions(std::optional<JsonValue> object, Device& device) {
+  if (!object) return;
+  object->allow_only({"column_ps", "row_ps", "slr_ps"});
+  ClockRegions regions;
+  regions.column_ps = object->member("column_ps").number(0, kMostDelay);
+  regions.row_ps = object->member("row_ps").number(0, kMostDelay);
+  regions.slr_ps = object->member("slr_ps").number(0, kMostDelay);
+  for (IoBank const& bank : device.banks) {
+    regions.columns = std::max(regions.columns, bank.column + 1);
+    regions.rows = std::max(regions.rows, bank.row + 1);
+  }
+  if (regions.columns > 0) device.clock_regions = regions;
+}
+
 void read_banks(JsonValue layouts_list, JsonValue list, Device& device, UniqueNames& pad_names, PadBudget& budget) {
   const std::map<std::string, Layout> layouts = read_layouts(layouts_list, budget);
   std::set<std::pair<int, int>> places;
+  std::set<int> triplets;
   for (const JsonValue value : list.items()) {
-    value.allow_only({"numbers", "layout", "slr", "column", "row"});
+    value.allow_only({"numbers", "layout", "slr", "column", "row", "triplets"});
     const auto layout = layouts.find(value.member("layout").text());
     if (layout == layouts.end()) value.member("layout").refuse("the name of a bank layout");
     const int slr = read_slr(value.member("slr"), device);
@@ -319,6 +365,7 @@ void read_banks(JsonValue layouts_list, JsonValue list, Device& device, UniqueNa
     const auto row = value.find("row");
     if (column.has_value() != row.has_value()) (column ? *column : *row).refuse("a column and a row, or neither");
     int next_row = row ? whole(*row, 0, kMostRows) : -1;
+    const std::size_t first_bank = device.banks.size();
     for (const int number : expand_numbers(value.member("numbers"))) {
       IoBank bank = layout->second.bank;
       bank.number = number;
@@ -331,6 +378,9 @@ void read_banks(JsonValue layouts_list, JsonValue list, Device& device, UniqueNa
       name_pads(layout->second, bank, pad_names, budget);
       device.banks.push_back(std::move(bank));
     }
+    std::vector<IoBank*> of_entry;
+    for (std::size_t bank = first_bank; bank < device.banks.size(); ++bank) of_entry.push_back(&device.banks[bank]);
+    join_triplets(value, of_entry, triplets);
   }
   sort_by_number(device.banks);
   for (std::size_t i = 1; i < device.banks.size(); ++i)

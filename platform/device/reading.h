@@ -114,6 +114,8 @@ class PadBudget {
 
 /// I/O banks of the die with their pads.
 void read_banks(JsonValue layouts, JsonValue list, Device& device, UniqueNames& pad_names, PadBudget& budget);
+/// Where clocks run; the banks of `device` are read before. None if there is no object.
+void read_clock_regions(std::optional<JsonValue> object, Device& device);
 /// Transceiver types, and the quads of the die with their pads. `quads` may be missing.
 void read_transceivers(JsonValue list, std::optional<JsonValue> quads, Device& device, UniqueNames& pad_names,
                        PadBudget& budget);

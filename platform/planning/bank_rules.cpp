@@ -63,8 +63,8 @@ BankFault bank_fault(PlacementRequest const& request, int index, std::vector<Tak
     return {"bank-kind", name + " is of the kind " + bank.kind + ", in which the interface has no standards", {}};
   for (std::size_t what = 0; what < standards->standards.size(); ++what) {
     IoStandard const* const standard = find_standard(standards->standards[what]);
-    const auto rate = standard->rate_mbps.find(bank.kind);
-    if (rate == standard->rate_mbps.end() || rate->second < rate_needed(request, static_cast<SignalClass>(what)))
+    const auto rate = standard->rate(bank.kind, request.grade);
+    if (!rate || *rate < rate_needed(request, static_cast<SignalClass>(what)))
       return {"bank-kind",
               standard->name + " is too slow for " + std::to_string(request.rate_mbps) + " Mb/s in " + name,
               {}};

@@ -9,6 +9,7 @@ namespace kdi::planning {
 namespace {
 
 constexpr int kMostWidth = 1024;
+constexpr int kByte = 8, kWord = 18;  // data bits
 
 class Builder {
  public:
@@ -93,7 +94,14 @@ class Builder {
     return cell;
   }
 
-  int count_of(std::string const& word) const {
+  // A product of numbers and words.
+  int count_of(std::string const& product) const {
+    int count = 1;
+    for (const std::string_view factor : text::split(product, '*')) count *= factor_of(std::string(factor));
+    return count;
+  }
+
+  int factor_of(std::string const& word) const {
     MemoryPart const& part = request_.part;
     if (const auto count = number::whole<int>(word)) return *count;
     if (word == "address") return std::max(kind_.address_bits_min, part.address_bits);
@@ -104,6 +112,10 @@ class Builder {
     if (word == "stack_bits") return part.stack > 2 ? 2 : part.stack - 1;
     if (word == "registered") return part.module == "rdimm" ? 1 : 0;
     if (word == "write_clocks") return 2 * request_.width / part.width;
+    if (word == "write_words") return request_.width / kWord;
+    if (word == "bytes") return request_.width / kByte;
+    if (word == "devices") return request_.width / part.width;
+    if (word == "channels") return kind_.channel_bits == 0 ? 1 : std::max(1, request_.width / kind_.channel_bits);
     throw "the memory data of " + kind_.type + " count signals by " + text::quoted(word) + ", which nothing is called";
   }
 

@@ -182,7 +182,7 @@ void for_each_form(MemoryKind const& kind, Use use) {
 
 MemoryKind read_memory(JsonFile const& file, std::string const& stem) {
   const JsonValue root = file.root();
-  root.allow_only({"format", "type", "source", "prefix", "timing", "period_max_ps", "burst", "devices", "modules",
+  root.allow_only({"format", "type", "source", "prefix", "timing", "period_max_ps", "burst", "devices", "channel_bits", "modules",
                    "ranks_max", "stack_heights", "standards", "lanes", "address", "address_bits_min", "geometry",
                    "reference_parts"});
   root.member("format").integer(1, 1);
@@ -197,6 +197,7 @@ MemoryKind read_memory(JsonFile const& file, std::string const& stem) {
   kind.period_max_ps = data::whole(root.member("period_max_ps"), 1, 1000000);
   kind.burst = data::whole(root.member("burst"), 1, 64);
   kind.devices = read_numbers(root.member("devices"));
+  if (const auto bits = root.find("channel_bits")) kind.channel_bits = data::whole(*bits, 8, kMostBits);
   kind.modules = data::texts(root, "modules");
   kind.ranks_max = data::whole(root.member("ranks_max"), 1, 64);
   kind.stack_heights = read_numbers(root.member("stack_heights"));

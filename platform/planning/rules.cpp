@@ -287,6 +287,64 @@ std::vector<Violation> violations(PlacementRequest const& request, std::vector<i
   return Rules(request, pads).all();
 }
 
+namespace {
+
+// What any pad must be for a signal beside the others, by rules that need no look at all of these: the rest is few.
+class PadSieve {
+ public:
+  PadSieve(PlacementRequest const& request, std::vector<int> const& pads, int index)
+      : layout_(*request.layout),
+        signal_(request.interface->signals[static_cast<std::size_t>(index)]),
+        busy_(layout_.pads.size()) {
+    for (TakenPad const& one : request.taken) busy_[static_cast<std::size_t>(one.pad)] = true;
+    for (std::size_t other = 0; other < pads.size(); ++other) {
+      if (pads[other] < 0 || static_cast<int>(other) == index || static_cast<int>(other) == signal_.partner) continue;
+      busy_[static_cast<std::size_t>(pads[other])] = true;
+      const int unit = request.interface->signals[other].unit;
+      const int lane = layout_.pads[static_cast<std::size_t>(pads[other])].lane;
+      if (first_bank_ < 0) first_bank_ = layout_.bank_of_pad(pads[other]);
+      if (unit == signal_.unit && unit >= 0) lane_ = lane;
+      if (unit != Signal::kSystem && unit != signal_.unit) foreign_.insert(lane);
+    }
+  }
+
+  bool lets_through(int pad) const {
+    PlacedPad const& at = layout_.pads[static_cast<std::size_t>(pad)];
+    if (at.ball.empty() || at.configuration || busy_[static_cast<std::size_t>(pad)]) return false;
+    if (signal_.partner >= 0 && (at.partner < 0 || at.positive == signal_.negative)) return false;
+    if (signal_.unit == Signal::kSystem && !at.clock) return false;
+    if (lane_ >= 0 && at.lane != lane_) return false;
+    if (signal_.unit != Signal::kSystem && foreign_.contains(at.lane)) return false;
+    if (first_bank_ < 0) return true;
+    PlacedBank const& one = layout_.banks[static_cast<std::size_t>(first_bank_)];
+    PlacedBank const& other = layout_.banks[static_cast<std::size_t>(layout_.bank_of_pad(pad))];
+    return one.column == other.column && one.slr == other.slr && std::abs(one.row - other.row) < kMostRows;
+  }
+
+ private:
+  Layout const& layout_;
+  Signal const& signal_;
+  std::vector<bool> busy_;
+  std::set<int> foreign_;  ///< lanes of other groups
+  int lane_ = -1;          ///< of the signal's group
+  int first_bank_ = -1;
+};
+
+}  // namespace
+
+std::vector<int> pads_for(PlacementRequest const& request, std::vector<int> const& pads, int signal) {
+  const PadSieve sieve(request, pads, signal);
+  const int partner = request.interface->signals[static_cast<std::size_t>(signal)].partner;
+  std::vector<int> good, trial = pads;
+  for (std::size_t pad = 0; pad < request.layout->pads.size(); ++pad) {
+    if (!sieve.lets_through(static_cast<int>(pad))) continue;
+    trial[static_cast<std::size_t>(signal)] = static_cast<int>(pad);
+    if (partner >= 0) trial[static_cast<std::size_t>(partner)] = request.layout->pads[pad].partner;
+    if (violations(request, trial).empty()) good.push_back(static_cast<int>(pad));
+  }
+  return good;
+}
+
 bool is_whole(std::vector<int> const& pads) {
   return std::none_of(pads.begin(), pads.end(), [](int pad) { return pad < 0; });
 }

@@ -1,6 +1,7 @@
 // Layouts of banks and interfaces to memories, as small or as large as a test asks for, and as a board has them.
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -101,9 +102,16 @@ inline std::string table_of(planning::Layout const& layout) {
   return table.str();
 }
 
-inline Standard plain(planning::IoStandard const& standard) {
-  return {standard.name,         std::stod(standard.vcco_v), standard.vref_v.empty() ? 0 : std::stod(standard.vref_v),
-          standard.differential, standard.controlled,        standard.rate_mbps};
+inline Standard plain(planning::IoStandard const& standard, std::string const& grade) {
+  Standard plain{standard.name,         std::stod(standard.vcco_v), standard.vref_v.empty() ? 0 : std::stod(standard.vref_v),
+                 standard.differential, standard.controlled,        {standard.rate_mbps.begin(), standard.rate_mbps.end()}};
+  if (grade.empty()) return plain;
+  for (auto const& [kind, rates] : standard.grade_rates) {
+    int& rate = plain.rates.at(kind);
+    for (auto const& [of, at] : rates) rate = std::min(rate, at);
+    if (const auto own = rates.find(grade); own != rates.end()) rate = own->second;
+  }
+  return plain;
 }
 
 /// A request with all that it points to, and the same as a board has it.
@@ -116,6 +124,7 @@ struct Question {
   Board board;
   Facts facts;
   bool has_taken = false;
+  bool is_nearly_full = false;
 
   Question() = default;
   Question(Question const&) = delete;
@@ -146,7 +155,7 @@ struct Question {
     }
     for (planning::Signal const& signal : wanted.signals) facts.directions[signal.port] = signal.direction;
     for (std::string const& name : planning::standard_names())
-      facts.standards.emplace(name, plain(*planning::find_standard(name)));
+      facts.standards.emplace(name, plain(*planning::find_standard(name), request.grade));
     for (planning::TakenPad const& one : request.taken)
       facts.taken.push_back(
           {layout.pads[static_cast<std::size_t>(one.pad)].ball, one.standard, one.is_input, one.owns_lane});
@@ -162,6 +171,19 @@ struct Question {
       const bool other_voltage = random.one_in(20);
       request.taken.push_back({static_cast<int>(pad), "another", kStandards[random.below(other_voltage ? 7 : 6)],
                                random.one_in(2), random.one_in(20)});
+    }
+  }
+
+  /// Of four lanes three are full, and of the fourth a pad or two.
+  void fill_nearly(Random& random) {
+    has_taken = is_nearly_full = true;
+    for (planning::PlacedLane const& lane : layout.lanes) {
+      const unsigned one_in = random.one_in(4) ? 8 : 1;
+      for (int pad = lane.first; pad < lane.first + lane.pads; ++pad) {
+        planning::PlacedPad const& at = layout.pads[static_cast<std::size_t>(pad)];
+        if (!at.ball.empty() && !at.impedance && !at.reference && random.one_in(one_in))
+          request.taken.push_back({pad, "another", "", false, false});
+      }
     }
   }
 
@@ -233,15 +255,8 @@ inline std::unique_ptr<Question> small_question(Random& random) {
   return question;
 }
 
-/// A public type on a layout of many banks.
-inline std::unique_ptr<Question> large_question(Random& random) {
-  auto question = std::make_unique<Question>();
-  LayoutShape shape;
-  shape.columns = 1 + static_cast<int>(random.below(2));
-  shape.rows = 1 + static_cast<int>(random.below(6));
-  shape.lanes = 4;
-  shape.pairs = 6;
-  question->layout = random_layout(random, shape);
+/// A public type on the layout that the question has.
+inline std::unique_ptr<Question> large_question(Random& random, std::unique_ptr<Question> question) {
   constexpr char const* kTypes[] = {"DDR4", "DDR4", "DDR4", "DDR3", "LPDDR3", "QDRIIPLUS", "QDRIV", "RLDRAM3"};
   constexpr char const* kParts[] = {"DDR4-2400R-8Gb-x8", "DDR4-2400R-8Gb-x4",   "DDR4-2400R-8Gb-x8-rdimm-2r",
                                     "DDR3-1600K-4Gb-x8", "LPDDR3-1600-8Gb-x32", "QDRIIPLUS-1000-x18",
@@ -262,9 +277,26 @@ inline std::unique_ptr<Question> large_question(Random& random) {
   question->wanted = planning::interface_of(asked);
   question->request.rate_mbps = asked.part.rate_mbps;
   question->request.internal_reference = random.one_in(2);
-  if (random.one_in(2)) question->take(random, random.one_in(3) ? 6 : 40);
+  constexpr char const* kGrades[] = {"", "-1", "-2"};
+  question->request.grade = kGrades[random.below(3)];
+  if (random.one_in(8))
+    question->fill_nearly(random);
+  else if (random.one_in(2))
+    question->take(random, random.one_in(3) ? 6 : 40);
   question->finish(asked);
   return question;
+}
+
+/// The same on a layout of many banks.
+inline std::unique_ptr<Question> large_question(Random& random) {
+  auto question = std::make_unique<Question>();
+  LayoutShape shape;
+  shape.columns = 1 + static_cast<int>(random.below(2));
+  shape.rows = 1 + static_cast<int>(random.below(6));
+  shape.lanes = 4;
+  shape.pairs = 6;
+  question->layout = random_layout(random, shape);
+  return large_question(random, std::move(question));
 }
 
 /// Up to four groups on at most twelve lanes, some with a strobe for two of them.

@@ -1,9 +1,12 @@
 // Instances of a manager: lent, ended, renamed, forgotten where they hold nothing, and never too many.
 #include <gtest/gtest.h>
 
-#include <set>
+#include <atomic>
+#include <functional>
+#include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "kdi/common/KdiInstances.h"
 
@@ -19,7 +22,7 @@ struct Thing {
     if (on_end) on_end();
   }
 
-  inline static int count = 0;
+  inline static std::atomic<int> count = 0;
   std::string name;
   int value = 0;
   std::function<void()> on_end;
@@ -122,6 +125,72 @@ TEST_F(InstancesTest, ThereAreNeverTooMany) {
   things_.erase("0");
   EXPECT_NE(get("one more"), nullptr);
   EXPECT_EQ(things_.size(), kMost);
+}
+
+TEST_F(InstancesTest, FindsWhatIsThereAndMakesNothing) {
+  EXPECT_EQ(things_.find("a"), nullptr);
+  EXPECT_EQ(things_.size(), 0U);
+  Thing* const a = get("a");
+  EXPECT_EQ(things_.find("a"), a);
+  things_.erase("a");
+  EXPECT_EQ(things_.find("a"), nullptr);
+  EXPECT_EQ(a->name, "a") << "which was lent";
+}
+
+TEST_F(InstancesTest, PutGivesAKeyAnotherInstance) {
+  EXPECT_TRUE(things_.put("a", std::make_shared<Thing>("first")));
+  Thing* const first = things_.find("a");
+  EXPECT_TRUE(things_.put("a", std::make_shared<Thing>("second")));
+  EXPECT_EQ(things_.find("a")->name, "second");
+  EXPECT_EQ(first->name, "first");
+  for (std::size_t i = 1; i < kMost; ++i) ASSERT_TRUE(things_.put(std::to_string(i), std::make_shared<Thing>("more")));
+  EXPECT_FALSE(things_.put("one more", std::make_shared<Thing>("one more")));
+  EXPECT_EQ(things_.find("one more"), nullptr);
+  EXPECT_TRUE(things_.put("a", std::make_shared<Thing>("third"))) << "one that is there makes no more of them";
+  EXPECT_EQ(things_.find("a")->name, "third");
+}
+
+TEST_F(InstancesTest, ANewNameMustBeFree) {
+  using Renamed = decltype(things_)::Renamed;
+  get("a")->value = 1;
+  get("b")->value = 2;
+  EXPECT_EQ(things_.rename_to_free("a", "b"), Renamed::taken);
+  EXPECT_EQ(things_.rename_to_free("none", "c"), Renamed::no_such_key);
+  EXPECT_EQ(things_.rename_to_free("none", "a"), Renamed::no_such_key);
+  EXPECT_EQ(things_.rename_to_free("a", "a"), Renamed::done);
+  EXPECT_EQ(things_.find("a")->value, 1);
+  EXPECT_EQ(things_.find("b")->value, 2);
+  EXPECT_EQ(things_.rename_to_free("a", "c"), Renamed::done);
+  EXPECT_EQ(things_.find("a"), nullptr);
+  EXPECT_EQ(things_.find("c")->value, 1);
+}
+
+TEST_F(InstancesTest, WhatIsClearedIsShownFirst) {
+  get("a");
+  get("b");
+  std::string shown;
+  things_.clear([&](Thing& thing) { shown += thing.name + (things_.find(thing.name) == nullptr ? " gone " : " there "); });
+  EXPECT_EQ(shown, "a gone b gone ");
+  EXPECT_EQ(things_.size(), 0U);
+}
+
+// What one thread puts, another finds, renames and ends; whoever finds one may use it.
+TEST_F(InstancesTest, SeveralThreadsPutFindAndRename) {
+  std::vector<std::thread> threads;
+  std::atomic<int> faults = 0;
+  for (int thread = 0; thread < 4; ++thread)
+    threads.emplace_back([this, thread, &faults] {
+      for (int round = 0; round < 500; ++round) {
+        const std::string key = std::to_string(round % 5), other = std::to_string((round + thread) % 5);
+        things_.put(key, std::make_shared<Thing>("put"));
+        if (Thing* const found = things_.find(other); found != nullptr && found->name != "put") ++faults;
+        things_.rename_to_free(key, "r" + other);
+        if (Thing* const found = things_.find("r" + other); found != nullptr && found->name != "put") ++faults;
+        things_.erase("r" + other);
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(faults, 0);
 }
 
 // An end that comes back to the manager would wait for itself for ever under a lock.

@@ -7,12 +7,18 @@
 #include <memory>
 #include <set>
 
+#include "kdi/common/KdiFile.h"
+#include "kdi/ddr/SpeedBins.h"
 #include "kdi/device/Device.h"
 #include "kdi/device/HARPartMgr.h"
+#include "kdi/device/host/PartCatalogue.h"
+#include "kdi/planning/ClockRoot.h"
 #include "kdi/planning/Interface.h"
 #include "kdi/planning/Layout.h"
+#include "kdi/planning/Standards.h"
 #include "platform/planning/data.h"
 #include "tests/support/places.h"
+#include "tests/support/random.h"
 
 namespace {
 
@@ -94,6 +100,14 @@ TEST(PlanningData, WhatIsWrongWithStandardsIsTold) {
             std::string::npos);
   EXPECT_NE(fault(R"({"name": "B", "vcco_v": "1", "rate_mbps": {"HP": 0}})").find("rate_mbps.HP: expected"),
             std::string::npos);
+  EXPECT_NE(fault(R"({"name": "B", "vcco_v": "1", "rate_mbps": {"HP": {"-1": 0}}})").find("rate_mbps.HP.-1: expected"),
+            std::string::npos);
+  EXPECT_NE(fault(R"({"name": "B", "vcco_v": "1", "rate_mbps": {"HP": {}}})")
+                .find("rate_mbps.HP: expected a rate for a speed grade at least"),
+            std::string::npos);
+  EXPECT_NE(fault(R"({"name": "B", "vcco_v": "1", "dc_bias": ["DC_BIAS_0"], "rate_mbps": {}})")
+                .find("dc_bias: expected none, but of a differential standard"),
+            std::string::npos);
 }
 
 std::string refused(MemoryKind const& kind, InterfaceRequest request) {
@@ -155,19 +169,115 @@ TEST(PlanningData, SignalsFollowTheConfiguration) {
   EXPECT_EQ(count("QDRIIPLUS", "QDRIIPLUS-1000-x18", 36, "qdriip_cq_p"), 2);
   EXPECT_EQ(count("QDRIIPLUS", "QDRIIPLUS-1000-x36", 36, "qdriip_cq_p"), 1);
   EXPECT_EQ(count("RLDRAM3", "RLDRAM3-1866-x36", 72, "rld3_dm"), 4);
+  EXPECT_EQ(count("RLDRAMII", "RLDRAMII-1066-x36", 72, "rld2_dk_p"), 4);
+  EXPECT_EQ(count("RLDRAMII", "RLDRAMII-1066-x18", 72, "rld2_qvld"), 4);
+  EXPECT_EQ(count("DDR2", "DDR2-800D-1Gb-x8", 64, "ddr2_odt"), 1);
+  EXPECT_EQ(count("LPDDR2", "LPDDR2-667-4Gb-x16", 32, "lpddr2_dqs_p"), 4);
+  EXPECT_EQ(count("LPDDR4", "LPDDR4-4266-8Gb-x32", 32, "lpddr4_ca"), 12);
+  EXPECT_EQ(count("LPDDR5", "LPDDR5-8533-8Gb-x16", 32, "lpddr5_wck_t"), 4);
+  EXPECT_EQ(count("DDR5", "DDR5-6400B-16Gb-x8", 64, "ddr5_ca"), 28);
+  EXPECT_EQ(count("DDR5", "DDR5-6400B-16Gb-x8", 16, "ddr5_ca"), 14);
+  EXPECT_EQ(count("DDR5", "DDR5-5600B-16Gb-x8-rdimm-2r", 64, "ddr5_cs_n"), 4);
 }
 
-// What a controller is made of fabric for can be planned.
-TEST(PlanningData, KnowsTheMemoriesOfSoftControllers) {
-  // Elder memories that nothing is planned for yet.
-  const std::set<std::string> open{"DDR2", "LPDDR2", "RLDRAMII"};
-  for (char const* const name : {"zrv7030-f676-2-c", "zrv9010-f900-2-e", "brvn5130-c2601-2LHP-e-S"}) {
-    kdi::device::Part const& part = HARPartMgr::getGlobal()->getPart(name)->values();
-    for (kdi::device::MemoryController const& controller : part.speed->memory_controllers)
-      for (kdi::device::MemoryInterface const& memory : controller.interfaces)
-        EXPECT_TRUE(controller.hard || open.contains(memory.type) || find_memory(memory.type) != nullptr)
-            << memory.type;
+// Where controllers outrun the standard: its fastest bin.
+int fastest_of(std::string const& type) {
+  const std::map<std::string, int> reference{{"QDRIIPLUS", 1266}, {"QDRIV", 2133}, {"RLDRAM3", 2133}};
+  const auto known = reference.find(type);
+  return known == reference.end() ? 1 << 20 : known->second;
+}
+
+// A memory that a device names is known, and so is a part of it at every rate that a controller reaches.
+TEST(PlanningData, KnowsTheMemoriesThatDevicesName) {
+  std::set<std::string> named;
+  for (std::string const& device : kdi::list_directory(places::data("devices"), ".json")) {
+    if (device == "schema.json") continue;
+    for (kdi::device::Part const& part :
+         kdi::device::read_device_file(places::data("devices/" + device), {places::data("devices")}))
+      for (kdi::device::MemoryController const& controller : part.speed->memory_controllers)
+        for (kdi::device::MemoryInterface const& memory : controller.interfaces) {
+          named.insert(memory.type);
+          MemoryKind const* const kind = find_memory(memory.type);
+          ASSERT_NE(kind, nullptr) << device << ": " << controller.name << " drives " << memory.type;
+          int fastest = 0;
+          for (MemoryPart const& one : kind->reference_parts) fastest = std::max(fastest, one.rate_mbps);
+          if (!kind->timing.empty())
+            for (kdi::ddr::SpeedBin const& bin : kdi::ddr::find_type(kind->timing)->speed_bins())
+              fastest = std::max(fastest, static_cast<int>(bin.rate_mtps));
+          EXPECT_GE(fastest, std::min<double>(memory.rate_mbps.max, fastest_of(memory.type)))
+              << device << ": no " << memory.type << " is as fast as " << controller.name;
+          for (std::string const& bank_kind : memory.bank_kinds)
+            EXPECT_TRUE(std::any_of(kind->standards.begin(), kind->standards.end(), [&](StandardSet const& set) {
+              return std::count(set.bank_kinds.begin(), set.bank_kinds.end(), bank_kind) != 0;
+            })) << memory.type << " has no standards in banks of the kind " << bank_kind;
+        }
   }
+  EXPECT_EQ(named.size(), memory_types().size()) << "each type is driven by something";
+}
+
+TEST(PlanningData, RatesDependOnTheSpeedGrade) {
+  IoStandard const& pod = *find_standard("POD12_DCI");
+  EXPECT_EQ(pod.rate("HP", "-1"), 2400);
+  EXPECT_EQ(pod.rate("HP", "-2"), 2667);
+  EXPECT_EQ(pod.rate("HP", ""), 2667);
+  EXPECT_EQ(pod.rate("HP", "-9"), 2400) << "a grade that is not named counts as the slowest";
+  EXPECT_EQ(pod.rate("HR", "-1"), std::nullopt);
+  EXPECT_EQ(find_standard("HSUL_12")->rate("HP", "-1"), 1600) << "the same for all";
+}
+
+// Inputs behind capacitors are differential, and no others have a bias.
+TEST(PlanningData, BiasesAreOfDifferentialStandards) {
+  std::set<std::string> biased;
+  for (std::string const& name : standard_names())
+    if (!find_standard(name)->dc_bias.empty()) biased.insert(name);
+  EXPECT_EQ(biased, (std::set<std::string>{"DIFF_LVSTL06_12", "DIFF_LVSTL_11", "DIFF_POD12", "DIFF_SSTL12", "LVDS15"}));
+}
+
+TEST(PlanningData, BanksStandInTriplets) {
+  const Layout layout = layout_of(HARPartMgr::getGlobal()->getPart("brvn5130-c2601-2LHP-e-S")->values());
+  std::map<int, std::vector<PlacedBank const*>> triplets;
+  for (PlacedBank const& bank : layout.banks)
+    if (bank.triplet >= 0) triplets[bank.triplet].push_back(&bank);
+  EXPECT_EQ(triplets.size(), 6u);
+  for (auto const& [number, banks] : triplets) {
+    ASSERT_EQ(banks.size(), 3u);
+    EXPECT_EQ(std::count_if(banks.begin(), banks.end(), [](auto const* bank) { return bank->master; }), 1);
+    EXPECT_EQ(banks[2]->row - banks[0]->row, 2);
+    EXPECT_EQ(banks[0]->slr, banks[2]->slr);
+  }
+  EXPECT_TRUE(layout.banks[static_cast<std::size_t>(layout.bank_of_number(701))].master);
+  EXPECT_EQ(layout.banks[static_cast<std::size_t>(layout.bank_of_number(302))].triplet, -1);
+}
+
+// The root of a clock against all regions, one by one.
+TEST(PlanningData, ClocksHaveTheirRootsWhereWaysAreMostAlike) {
+  kdi::device::Part part = HARPartMgr::getGlobal()->getPart("brvn5130-c2601-2LHP-e-S")->values();
+  const Layout layout = layout_of(part);
+  const auto bank = [&](int number) { return layout.bank_of_number(number); };
+  EXPECT_EQ(clock_root(part, layout, {bank(701)}).name(), "X1Y1");
+  EXPECT_EQ(clock_root(part, layout, {bank(700), bank(701), bank(702)}).name(), "X1Y1");
+  EXPECT_EQ(root_delay_ps(part, layout, {1, 1}, bank(702)), 60);
+  EXPECT_EQ(root_delay_ps(part, layout, {0, 5}, bank(710)), 85 + 60 + 140);
+  test_support::Random random(test_support::fresh_seed());
+  for (int round = 0; round < 50; ++round) {
+    std::vector<int> banks;
+    for (int i = 0; i < 4; ++i) banks.push_back(static_cast<int>(random.below(static_cast<unsigned>(layout.banks.size()))));
+    const ClockRegion root = clock_root(part, layout, banks);
+    const auto skew = [&](ClockRegion from) {
+      double least = 1e9, most = 0;
+      for (const int one : banks) {
+        least = std::min(least, root_delay_ps(part, layout, from, one));
+        most = std::max(most, root_delay_ps(part, layout, from, one));
+      }
+      return most - least;
+    };
+    for (int column = 0; column < 2; ++column)
+      for (int row = 0; row < 18; ++row) EXPECT_GE(skew({column, row}), skew(root));
+  }
+  auto plain = std::make_shared<kdi::device::Device>(*part.device);  // whose data say nothing of regions
+  plain->clock_regions.reset();
+  part.device = plain;
+  EXPECT_EQ(clock_root(part, layout, {bank(700), bank(704)}).name(), "X1Y2");
 }
 
 TEST(PlanningData, LayoutsHaveBounds) {

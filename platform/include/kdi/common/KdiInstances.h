@@ -119,9 +119,17 @@ class Instances {
   }
 
   void clear() {
-    Map cleared;  // outlives the lock
-    const std::lock_guard lock(mutex_);
-    cleared.swap(instances_);
+    clear([](Instance&) {});
+  }
+  /// The same; each instance is handed to `use` on its way, when no key leads to it any more and no lock is held.
+  template <class Use>
+  void clear(Use use) {
+    Map cleared;
+    {
+      const std::lock_guard lock(mutex_);
+      cleared.swap(instances_);
+    }
+    for (auto const& [key, instance] : cleared) use(*instance);
   }
 
   std::size_t size() const {

@@ -93,6 +93,16 @@ struct KDI_DOOR Package {
   Quad const* quad(int number) const;
 };
 
+/// The clock regions of the die: one for each column and row in which banks lie, X<column>Y<row>. A clock runs from its
+/// root along columns and rows to each region.
+struct ClockRegions {
+  int columns = 0;
+  int rows = 0;
+  double column_ps = 0;  ///< from a region to the next of its row
+  double row_ps = 0;     ///< to the next of its column
+  double slr_ps = 0;     ///< more where the next one is on another die
+};
+
 struct Device {
   std::string name;
   std::string family;      ///< zorvan, tavrel, ...
@@ -102,6 +112,7 @@ struct Device {
   std::vector<Slr> slrs;
   std::optional<ProcessingSystem> processing_system;
   std::vector<IoBank> banks;  ///< all of the die's, ascending by number, without pins
+  std::optional<ClockRegions> clock_regions;
   std::vector<Quad> quads;    ///< likewise
   std::vector<SpeedGrade> speed_grades;
   std::vector<Package> packages;

@@ -46,7 +46,7 @@ struct LaneKind {
 struct AddressPort {
   std::string port;  ///< or the positive one of a pair
   std::string negative;
-  std::string count;  ///< a number, or the word for one that follows from part and configuration
+  std::string count;  ///< a number, the word for one that follows from part and configuration, or a product of these
   std::string direction;
   SignalClass what = SignalClass::address;
 };
@@ -88,6 +88,7 @@ struct KDI_DOOR MemoryKind {
   int period_max_ps = 0;
   int burst = 0;
   std::vector<int> devices;  ///< widths
+  int channel_bits = 0;      ///< data bits of a channel, which has addresses of its own; 0: all of them
   std::vector<std::string> modules;
   int ranks_max = 1;
   std::vector<int> stack_heights;

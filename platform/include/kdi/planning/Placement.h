@@ -31,6 +31,7 @@ struct PlacementRequest {
   Interface const* interface = nullptr;  ///< never null
   std::vector<StandardSet> standards;    ///< that the interface may have, by kind of bank: the first that has the kind
   int rate_mbps = 0;
+  std::string grade;  ///< speed grade of the device; empty: the fastest
   bool internal_reference = false;
   std::vector<TakenPad> taken;
   std::vector<int> banks;          ///< numbers of those that may be used; none: all
@@ -115,6 +116,10 @@ KDI_DOOR std::optional<std::vector<int>> fill_unit(PlacementRequest const& reque
                                                    int lane);
 KDI_DOOR std::optional<std::vector<int>> fill_address(PlacementRequest const& request, std::vector<int> pads,
                                                       std::vector<int> const& lanes);
+
+/// The pads on which a signal, with the other one of its pair beside it, breaks no rule with all others where they are,
+/// by rank.
+KDI_DOOR std::vector<int> pads_for(PlacementRequest const& request, std::vector<int> const& pads, int signal);
 
 /// What a bank is good for.
 struct BankUse {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,7 +11,10 @@
 
 namespace kdi::planning {
 
-struct IoStandard {
+/// Rates in Mb/s by speed grade.
+using RatesByGrade = std::map<std::string, int, std::less<>>;
+
+struct KDI_DOOR IoStandard {
   std::string name;
   std::string vcco_v;  ///< as a decimal
   std::string vref_v;  ///< of an input; empty: none
@@ -19,8 +23,14 @@ struct IoStandard {
   std::vector<std::string> directions;  ///< in, out, inout
   std::vector<std::string> output_impedance;
   std::vector<std::string> termination;
-  std::map<std::string, int>
+  std::vector<std::string> dc_bias;  ///< biases that constraints may set for an input that comes through capacitors
+  std::map<std::string, int, std::less<>>
       rate_mbps;  ///< the highest, by kind of bank; a kind that is not there has no such standard
+  std::map<std::string, RatesByGrade, std::less<>> grade_rates;  ///< of kinds where it depends on the speed grade
+
+  /// The highest in a kind of bank at a speed grade (empty: the fastest); one that the data do not name counts as the
+  /// slowest. Nothing for a kind that has no such standard.
+  std::optional<int> rate(std::string_view bank_kind, std::string_view grade) const;
 };
 
 /// Null for a name that is none. Throws kdi::FileError and kdi::JsonError for data that cannot be read; what was read
