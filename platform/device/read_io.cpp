@@ -77,9 +77,35 @@ void refuse_group_names(JsonValue value, std::string const& name) {
       value.refuse("names without " + text::quoted(piece) + ", which groups of signals have (" + name + ")");
 }
 
+int nibbles_of(IoBank const& bank) {
+  int count = 0;
+  for (ByteLane const& lane : bank.lanes) {
+    int last = 0;
+    for (Pad const& pad : lane.pads) last = std::max(last, pad.nibble);
+    count += last + 1;
+  }
+  return count;
+}
+
+StrobeWays read_ways(JsonValue value, IoBank const& bank) {
+  constexpr int kMostHops = 64, kMostHopPs = 1000000;
+  value.allow_only({"ways", "most_hops", "hop_ps"});
+  StrobeWays read;
+  const int last = nibbles_of(bank) - 1;
+  for (const JsonValue way : value.member("ways").items()) {
+    const auto ends = way.items();
+    if (ends.size() != 2) way.refuse("the numbers of two nibbles");
+    read.ways.emplace_back(static_cast<int>(ends[0].integer(0, last)), static_cast<int>(ends[1].integer(0, last)));
+    if (read.ways.back().first == read.ways.back().second) way.refuse("two nibbles");
+  }
+  read.most_hops = static_cast<int>(value.member("most_hops").integer(1, kMostHops));
+  read.hop_ps = static_cast<int>(value.member("hop_ps").integer(0, kMostHopPs));
+  return read;
+}
+
 Layout read_layout(JsonValue value, PadBudget& budget) {
-  value.allow_only(
-      {"name", "kind", "vcco_v", "pad_name", "lanes", "strobe_reach", "impedance", "reference", "configuration"});
+  value.allow_only({"name", "kind", "vcco_v", "pad_name", "lanes", "strobe_reach", "strobe_ways", "impedance",
+                    "reference", "configuration"});
   Layout layout{value.member("pad_name"), {}};
   layout.bank.kind = word(value.member("kind"));
   layout.bank.vcco_v = range(value.member("vcco_v"));
@@ -97,6 +123,7 @@ Layout read_layout(JsonValue value, PadBudget& budget) {
   if (layout.bank.lanes.empty()) value.member("lanes").refuse("at least one lane");
   if (const auto reach = value.find("strobe_reach"))
     layout.bank.strobe_reach = static_cast<StrobeReach>(reach->choice({"lane", "neighbours", "bank"}));
+  if (const auto ways = value.find("strobe_ways")) layout.bank.strobe_ways = read_ways(*ways, layout.bank);
   mark_places(value.find("impedance"), layout.bank.lanes, &Pad::impedance);
   mark_places(value.find("reference"), layout.bank.lanes, &Pad::reference);
   mark_places(value.find("configuration"), layout.bank.lanes, &Pad::configuration);

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "kdi/device/Range.h"
@@ -34,6 +35,13 @@ struct ByteLane {
 /// How far a strobe goes from the lane that it enters.
 enum class StrobeReach { lane, neighbours, bank };
 
+/// How strobes go from nibble to nibble of a bank. Nibbles are counted lane by lane.
+struct StrobeWays {
+  std::vector<std::pair<int, int>> ways;  ///< between two nibbles, both ways; none: strobes stay in their lanes
+  int most_hops = 0;                      ///< of one strobe
+  int hop_ps = 0;                         ///< by which each hop delays
+};
+
 struct IoBank {
   int number = 0;    ///< unique in the device, transceiver quads included
   std::string kind;  ///< the family's word: HP, HD, XP, MIO, ...
@@ -43,6 +51,7 @@ struct IoBank {
   int triplet = -1;     ///< three neighbours that are clocked together, from 0; -1 for a bank that is in none
   bool master = false;  ///< of its triplet: the system clock enters here; the two others are its shadows
   StrobeReach strobe_reach = StrobeReach::lane;
+  StrobeWays strobe_ways;
   Range vcco_v;
   std::vector<ByteLane> lanes;
 };

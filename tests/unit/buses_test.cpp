@@ -1,0 +1,162 @@
+// Buses in nibbles: plans keep the rules as a checker that shares no code with the planner reads them, they are the
+// best as all assignments tell, and what is said to be impossible is.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <tuple>
+
+#include "tests/support/plain_bus_refutation.h"
+#include "tests/support/random_buses.h"
+
+namespace {
+
+using namespace test_support::buses;
+using planning::BusObjective;
+using planning::BusResult;
+using test_support::Random;
+
+/// So many random requests as in the long run, or few.
+int rounds(int few, int many) { return std::getenv("IPTASKS_LONG") != nullptr ? many : few; }
+
+std::string listed(std::set<std::string> const& rules) {
+  std::string all;
+  for (std::string const& rule : rules) all += rule + " ";
+  return all;
+}
+
+std::string shown(Question const& question) {
+  std::string all;
+  for (planning::Bus const& bus : question.request.buses)
+    all += bus.name + " " + std::to_string(static_cast<int>(bus.direction)) + " " + std::to_string(bus.width) + " " +
+           bus.standard + " " + std::to_string(static_cast<int>(bus.clock)) + " " + bus.clock_standard + "; ";
+  return all + std::to_string(question.layout.pads.size()) + " pads";
+}
+
+// ---------------------------------------------------------------------------------------------- all assignments
+
+// Signal by signal on each pad; what is broken by part of a plan stays broken. The first of equal objectives is the one
+// with the least pads.
+class AllAssignments {
+ public:
+  explicit AllAssignments(Question const& question)
+      : question_(question), checker_(question.board, question.facts), pads_(question.wanted.signals.size(), -1) {
+    go(0);
+  }
+
+  bool found() const { return found_; }
+  std::tuple<int, int, int, int> objective() const { return best_; }
+  std::vector<int> const& pads() const { return best_pads_; }
+
+ private:
+  Pin const& pin(int pad) const { return question_.board.pins.at(question_.pad(pad).ball); }
+
+  std::tuple<int, int, int, int> value() const {
+    std::set<int> banks, places;
+    std::map<int, Pin const*> strobes;
+    std::set<std::tuple<int, int>> captured;  // bus, nibble
+    int hops = 0, clock = -1;
+    auto const& signals = question_.wanted.signals;
+    for (std::size_t i = 0; i < pads_.size(); ++i) {
+      Pin const& at = pin(pads_[i]);
+      banks.insert(at.bank);
+      places.insert(at.place);
+      if (signals[i].role == planning::BusSignal::Role::strobe && !signals[i].negative) strobes[signals[i].bus] = &at;
+      if (signals[i].role == planning::BusSignal::Role::system_clock) clock = at.place;
+    }
+    for (std::size_t i = 0; i < pads_.size(); ++i) {
+      if (signals[i].role != planning::BusSignal::Role::data || strobes.count(signals[i].bus) == 0) continue;
+      Pin const& at = pin(pads_[i]);
+      if (captured.insert({signals[i].bus, at.nibble}).second) hops += checker_.hops(*strobes[signals[i].bus], at);
+    }
+    const int first = *places.begin(), last = *places.rbegin();
+    return {static_cast<int>(banks.size()), hops, last - first + 1, clock < 0 ? 0 : std::abs(2 * clock - first - last)};
+  }
+
+  void go(std::size_t signal) {
+    if (signal == pads_.size()) {
+      const auto now = value();
+      if (!found_ || now < best_) {
+        found_ = true;
+        best_ = now;
+        best_pads_ = pads_;
+      }
+      return;
+    }
+    std::string const& name = question_.wanted.signals[signal].name;
+    for (std::size_t pad = 0; pad < question_.layout.pads.size(); ++pad) {
+      std::string const& ball = question_.layout.pads[pad].ball;
+      if (ball.empty()) continue;
+      checker_.put(name, ball);
+      if (checker_.broken().empty()) {
+        pads_[signal] = static_cast<int>(pad);
+        go(signal + 1);
+      }
+      checker_.drop(name);
+    }
+  }
+
+  Question const& question_;
+  Checker checker_;
+  std::vector<int> pads_;
+  bool found_ = false;
+  std::tuple<int, int, int, int> best_;
+  std::vector<int> best_pads_;
+};
+
+TEST(Buses, ThePlanIsTheBestOfAllAssignments) {
+  Random random(7);
+  int possible = 0, all = rounds(60, 4000);
+  for (int round = 0; round < all; ++round) {
+    const auto question = small_question(random);
+    const AllAssignments truth(*question);
+    const BusResult result = planning::place_buses(question->request, question->wanted);
+    ASSERT_EQ(result.plan.has_value(), truth.found()) << round << ": " << shown(*question);
+    ASSERT_NE(result.plan.has_value(), result.refutation.has_value());
+    if (!truth.found()) {
+      ASSERT_EQ(RefutationCheck(*question).fault(*result.refutation), "") << round << ": " << shown(*question);
+      continue;
+    }
+    ++possible;
+    const auto [banks, hops, lanes, off_centre] = truth.objective();
+    ASSERT_EQ(result.plan->objective, (BusObjective{banks, hops, lanes, off_centre})) << round << shown(*question);
+    ASSERT_EQ(result.plan->pad_of_signal, truth.pads()) << round << ": " << shown(*question);
+  }
+  std::cout << possible << " of " << all << " possible\n";
+  EXPECT_GT(possible, all / 5);
+  EXPECT_LT(possible, all * 4 / 5);
+}
+
+TEST(Buses, PlansKeepTheRulesAndProofsAreSound) {
+  Random random(11);
+  int possible = 0, with_taken = 0, nearly_full = 0;
+  const int all = rounds(100, 20000);
+  for (int round = 0; round < all; ++round) {
+    const auto question = large_question(random);
+    const BusResult result = planning::place_buses(question->request, question->wanted);
+    with_taken += question->has_taken ? 1 : 0;
+    if (!result.plan) {
+      ASSERT_EQ(RefutationCheck(*question).fault(*result.refutation), "") << round << ": " << shown(*question);
+      continue;
+    }
+    ++possible;
+    std::vector<int> const& pads = result.plan->pad_of_signal;
+    ASSERT_EQ(listed(question->broken(pads)), "") << round << ": " << shown(*question);
+    const auto told = planning::bus_violations(question->request, question->wanted, pads);
+    ASSERT_TRUE(told.empty()) << told[0].text;
+    // Of the banks that it has, nine pads of ten.
+    std::set<int> banks;
+    for (const int pad : pads) banks.insert(question->layout.bank_of_pad(pad));
+    int room = 0;
+    for (std::size_t pad = 0; pad < question->layout.pads.size(); ++pad)
+      room += banks.count(question->layout.bank_of_pad(static_cast<int>(pad))) != 0 ? 1 : 0;
+    nearly_full += static_cast<int>(pads.size()) * 10 >= room * 9 ? 1 : 0;
+  }
+  std::cout << all - possible << " of " << all << " impossible, " << with_taken << " with taken pads, " << nearly_full
+            << " nearly full\n";
+  EXPECT_GE(all - possible, all * 30 / 100);
+  EXPECT_GE(with_taken, all * 30 / 100);
+  EXPECT_GE(nearly_full, all * 10 / 100);
+}
+
+}  // namespace
