@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
 
 namespace kdi::power {
@@ -164,6 +165,17 @@ double all_plls_w(Directions const& of, Core const& core) {
   return watts;
 }
 
+void tell_uncovered(Directions const& of, device::Transceiver const& limits) {
+  const auto look = [&limits](char const* what, double rate_gbps) {
+    if (rate_gbps <= 0 || limits.reaches(rate_gbps) || limits.line_rate_gbps.empty()) return;
+    warn(std::string(what) + " line rate of " + number::plain(rate_gbps) + " Gb/s is none that " + limits.type +
+         " runs at, from " + number::plain(limits.line_rate_gbps.front().min) + " to " +
+         number::plain(limits.line_rate_gbps.back().max) + " Gb/s: the model does not cover it");
+  };
+  look("a transmitter's", of.transmit.rate_gbps);
+  look("a receiver's", of.receive.rate_gbps);
+}
+
 }  // namespace
 
 float gt_power(device::Part const& part, Model const& model, GtPowerRecord const& record,
@@ -180,6 +192,7 @@ float gt_power(device::Part const& part, Model const& model, GtPowerRecord const
   const Core core = {type, channels, quads, sane(record.cpllVcoFrequency) / kMhzPerGhz};
   const double loss_db = sane(record.insLossNyq);
   const Directions of = read_directions(record, core);
+  tell_uncovered(of, *type.limits);
   const bool receives = of.receive.rate_gbps > 0;
   const Factors at = factors_of(part, model.conditions);
 

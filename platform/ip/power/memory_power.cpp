@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <iterator>
+#include <optional>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
@@ -26,6 +27,30 @@ Family find_family(device::Part const& part, Model const& model, std::string con
   warn("the part " + part.name + " has no figures for the memory family \"" + name +
        "\": only clocks, fabric and static power are counted");
   return {};
+}
+
+// The data rates of the type's pins that the part's controllers run at; none if they have no such type.
+std::optional<device::Range> rates_mbps(device::Part const& part, std::string const& type) {
+  std::optional<device::Range> rates;
+  for (device::MemoryController const& controller : part.speed->memory_controllers)
+    for (device::MemoryInterface const& interface : controller.interfaces) {
+      if (interface.type != type) continue;
+      if (!rates) rates = interface.rate_mbps;
+      rates->min = std::min(rates->min, interface.rate_mbps.min);
+      rates->max = std::max(rates->max, interface.rate_mbps.max);
+    }
+  return rates;
+}
+
+// Twice the clock is the data rate of a pin, in Mb/s. Where the family transfers otherwise, this is what the formulas
+// take it for.
+void tell_uncovered(device::Part const& part, MigPowerRecord const& record, std::string const& type) {
+  const double rate = 2 * static_cast<double>(record.memoryClock);
+  if (rate == 0) return;
+  if (const auto rates = rates_mbps(part, type); rates && !rates->contains(rate))
+    warn("a memory clock of " + number::plain(static_cast<double>(record.memoryClock)) + " MHz is outside the " +
+         number::plain(rates->min / 2) + " to " + number::plain(rates->max / 2) + " MHz at which " + part.name +
+         " drives " + type + ": the model does not cover it");
 }
 
 // The record's quantities, made safe and brought to the units of the formulas.
@@ -182,6 +207,7 @@ float memory_power(device::Part const& part, Model const& model, MigPowerRecord 
   Terms terms(breakdown);
   const Family family = find_family(part, model, record.controllerFamily);
   const Interface of = read_interface(record, model.memory);
+  tell_uncovered(part, record, family.around.type);
   const Factors at = factors_of(part, model.conditions);
 
   terms.add("static", at.leakage * (model.memory.static_w + model.memory.static_w_per_lane * of.lanes));

@@ -45,6 +45,7 @@ GtPowerRecord read_gt_record(ParamMap const& params) {
 
 std::string gt_estimate(ParamMap const& params) {
   return estimate_for_part(params, [&](HIPWPowerCalcIntf& calculator, Breakdown& breakdown) {
+    tell_unread(kRows, kWords, {"Power_PART", "Power_GT_TYPE"}, params);
     return calculator.calcGtPower(read_gt_record(params), breakdown);
   });
 }

@@ -43,8 +43,8 @@ void set_ui_clock(MigPowerRecord& record, std::string const& value) {
 
 // In the order in which a key is tested.
 constexpr RecordRow<MigPowerRecord> kRows[] = {
-    {"MCS_ECC", set_if_true<&MigPowerRecord::mcsEcc>},
-    {"Debug_Signal", set_debug},
+    {"MCS_ECC", {set_if_true<&MigPowerRecord::mcsEcc>, Reads::truth}},
+    {"Debug_Signal", {set_debug, Reads::enable}},
     {"RANK_WIDTH", set_field<&MigPowerRecord::rankWidth>},
     {"Slot", set_field<&MigPowerRecord::slot>},
     {"NUM_DEVICES", set_field<&MigPowerRecord::numDevices>},
@@ -52,20 +52,20 @@ constexpr RecordRow<MigPowerRecord> kRows[] = {
     {"MemoryPart", set_field<&MigPowerRecord::memoryPart>},
     {"Phy_Only", set_field<&MigPowerRecord::phyOnly>},
     {"AXI_DATA_WIDTH", set_field<&MigPowerRecord::axiDataWidth>},
-    {"Axi_Selection", set_if_true<&MigPowerRecord::axiSelection>},
+    {"Axi_Selection", {set_if_true<&MigPowerRecord::axiSelection>, Reads::truth}},
     {"MMCM_IDX_BANK", set_field<&MigPowerRecord::mmcmIdxBank>},
-    {"CLKOUT0_DIVIDE", set_divide<0>},
-    {"CLKOUT1_DIVIDE", set_divide<1>},
-    {"CLKOUT2_DIVIDE", set_divide<2>},
-    {"CLKOUT3_DIVIDE", set_divide<3>},
-    {"CLKOUT4_DIVIDE", set_divide<4>},
-    {"CLKOUT5_DIVIDE", set_divide<5>},
-    {"CLKOUT6_DIVIDE", set_divide<6>},
-    {"MMCM_CLK", set_mmcm_clock},
+    {"CLKOUT0_DIVIDE", {set_divide<0>, Reads::real}},
+    {"CLKOUT1_DIVIDE", {set_divide<1>, Reads::real}},
+    {"CLKOUT2_DIVIDE", {set_divide<2>, Reads::real}},
+    {"CLKOUT3_DIVIDE", {set_divide<3>, Reads::real}},
+    {"CLKOUT4_DIVIDE", {set_divide<4>, Reads::real}},
+    {"CLKOUT5_DIVIDE", {set_divide<5>, Reads::real}},
+    {"CLKOUT6_DIVIDE", {set_divide<6>, Reads::real}},
+    {"MMCM_CLK", {set_mmcm_clock, Reads::real}},
     {"CLKFBOUT_MULT", set_field<&MigPowerRecord::clkfboutMult>},
-    {"USE_CS_PORT", set_if_not_zero<&MigPowerRecord::useCsPort>},
-    {"USE_DM_PORT", set_if_not_zero<&MigPowerRecord::useDmPort>},
-    {"_TimePeriod", set_period},
+    {"USE_CS_PORT", {set_if_not_zero<&MigPowerRecord::useCsPort>, Reads::integer}},
+    {"USE_DM_PORT", {set_if_not_zero<&MigPowerRecord::useDmPort>, Reads::integer}},
+    {"_TimePeriod", {set_period, Reads::real}},
     {"Power_ADDR_WIDTH", set_field<&MigPowerRecord::addrWidth>},
     {"_DM_WIDTH", set_field<&MigPowerRecord::dmWidth>},
     {"_CK_WIDTH", set_field<&MigPowerRecord::ckWidth>},
@@ -81,10 +81,10 @@ constexpr RecordRow<MigPowerRecord> kRows[] = {
     {"_LR_WIDTH", set_field<&MigPowerRecord::lrWidth>},
     {"_BANK_GROUP_WIDTH", set_field<&MigPowerRecord::bankGroupWidth>},
     {"IO_VOLTAGE", set_field<&MigPowerRecord::ioVoltage>},
-    {"PhyClockRatio", set_phy_ratio},
+    {"PhyClockRatio", {set_phy_ratio, Reads::phy_ratio}},
     {"nCK_PER_CLK", set_field<&MigPowerRecord::nckPerClk>},
-    {"CLKOUTPHY_MODE", set_field<&MigPowerRecord::clkoutphyMode>},
-    {"UI_CLOCK", set_ui_clock},
+    {"CLKOUTPHY_MODE", {set_field<&MigPowerRecord::clkoutphyMode>.set, Reads::phy_mode}},
+    {"UI_CLOCK", {set_ui_clock, Reads::real}},
 };
 
 constexpr KeyWords kWords = key_words_of(kRows);
@@ -141,6 +141,7 @@ MigPowerRecord read_mig_record(ParamMap const& params) {
 
 std::string mig_estimate(ParamMap const& params) {
   return estimate_for_part(params, [&](HIPWPowerCalcIntf& calculator, Breakdown& breakdown) {
+    tell_unread(kRows, kWords, {"Power_PART", "Power_ControllerType"}, params);
     return calculator.calcMemoryPower(read_mig_record(params), breakdown);
   });
 }

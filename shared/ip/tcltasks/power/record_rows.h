@@ -1,7 +1,9 @@
 // A record of the power calculator as rows: the word by which a key is known, and what its value sets.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -9,6 +11,7 @@
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiTypes.h"
 #include "tcltasks/power/key_words.h"
+#include "tcltasks/power/unread_words.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 
@@ -23,10 +26,17 @@ Value value_of(std::string const& text) {
     return static_cast<Value>(kdi::number::leading_long(text.c_str()));
 }
 
+/// What a row sets, and how it reads a value.
+template <class Record>
+struct Setter {
+  void (*set)(Record& record, std::string const& value);
+  Reads reads;
+};
+
 template <class Record>
 struct RecordRow {
   std::string_view word;
-  void (*set)(Record& record, std::string const& value);
+  Setter<Record> setter;
 };
 
 /// What most rows do: the field becomes value_of its type.
@@ -35,9 +45,13 @@ struct FieldOf;
 template <class Record, class Value, Value Record::*Field>
 struct FieldOf<Field> {
   static void set(Record& record, std::string const& value) { record.*Field = value_of<Value>(value); }
+  static constexpr Reads kReads = std::is_same_v<Value, std::string> ? Reads::text
+                                  : std::is_floating_point_v<Value>  ? Reads::real
+                                                                     : Reads::integer;
+  static constexpr Setter<Record> kSetter = {set, kReads};
 };
 template <auto Field>
-constexpr auto set_field = FieldOf<Field>::set;
+constexpr auto set_field = FieldOf<Field>::kSetter;
 
 /// Each key sets what the first of the rows does whose word it contains; of several such keys the last counts. `words`
 /// are those of the rows.
@@ -45,7 +59,23 @@ template <class Record, std::size_t Count>
 void set_fields(Record& record, RecordRow<Record> const (&rows)[Count], KeyWords<Count> const& words,
                 ParamMap const& params) {
   for (auto const& [key, value] : params)
-    if (const std::size_t row = words.first_in(key); row < Count) rows[row].set(record, value);
+    if (const std::size_t row = words.first_in(key); row < Count) rows[row].setter.set(record, value);
+}
+
+/// Tells the user, by warnings that change no result, of keys that nothing reads and of values that are not read as
+/// they stand. `others` are keys that are looked for as they are.
+template <class Record, std::size_t Count>
+void tell_unread(RecordRow<Record> const (&rows)[Count], KeyWords<Count> const& words,
+                 std::initializer_list<std::string_view> others, ParamMap const& params) {
+  UnreadWords unread;
+  for (auto const& [key, value] : params) {
+    if (std::find(others.begin(), others.end(), key) != others.end()) continue;
+    const std::size_t row = words.first_in(key);
+    if (row < Count)
+      unread.look_at(key, value, rows[row].setter.reads);
+    else
+      unread.add(key, [&rows](std::size_t index) { return index < Count ? rows[index].word : std::string_view(); });
+  }
 }
 
 }  // namespace power_est_init::power_est_kdi_tcltasks
