@@ -60,7 +60,7 @@ TEST(FreeOrder, IsTheBestOfAllPermutations) {
   const Primitive primitives[] = {test_support::eighths_primitive(), test_support::sixty_fourths_primitive(),
                                   test_support::stepped_primitive(), test_support::tiny_primitive(), uneven};
   Random random(31);
-  constexpr int kRequests = test_support::kSanitized ? 40 : 400;
+  constexpr int kRequests = test_support::kSanitized ? 100 : 400;
   int solved = 0, reordered = 0, told = 0;
   for (int i = 0; i < kRequests && !HasFailure(); ++i) {
     Primitive const& primitive = primitives[static_cast<std::size_t>(i) % std::size(primitives)];

@@ -33,20 +33,20 @@ constexpr KeyWords kWords = key_words_of(kRows);
 
 }  // namespace
 
-GtPowerRecord read_gt_record(ParamMap const& params) {
+GtPowerRecord read_gt_record(ParamMap const& params, UnreadWords* unread) {
   GtPowerRecord record;
   if (const auto type = params.find("Power_GT_TYPE"); type != params.end()) {
     record.gtType = type->second;
     HSTStringUtils::to_lower(record.gtType);
   }
-  set_fields(record, kRows, kWords, params);
+  set_fields(record, kRows, kWords, params, {"Power_PART", "Power_GT_TYPE"}, unread);
   return record;
 }
 
 std::string gt_estimate(ParamMap const& params) {
   return estimate_for_part(params, [&](HIPWPowerCalcIntf& calculator, Breakdown& breakdown) {
-    tell_unread(kRows, kWords, {"Power_PART", "Power_GT_TYPE"}, params);
-    return calculator.calcGtPower(read_gt_record(params), breakdown);
+    UnreadWords unread;
+    return calculator.calcGtPower(read_gt_record(params, &unread), breakdown);
   });
 }
 

@@ -130,19 +130,19 @@ void derive(MigPowerRecord& record) {
 
 }  // namespace
 
-MigPowerRecord read_mig_record(ParamMap const& params) {
+MigPowerRecord read_mig_record(ParamMap const& params, UnreadWords* unread) {
   MigPowerRecord record;
   if (const auto controller = params.find("Power_ControllerType"); controller != params.end())
     record.controllerFamily = family_of(controller->second);
-  set_fields(record, kRows, kWords, params);
+  set_fields(record, kRows, kWords, params, {"Power_PART", "Power_ControllerType"}, unread);
   derive(record);
   return record;
 }
 
 std::string mig_estimate(ParamMap const& params) {
   return estimate_for_part(params, [&](HIPWPowerCalcIntf& calculator, Breakdown& breakdown) {
-    tell_unread(kRows, kWords, {"Power_PART", "Power_ControllerType"}, params);
-    return calculator.calcMemoryPower(read_mig_record(params), breakdown);
+    UnreadWords unread;
+    return calculator.calcMemoryPower(read_mig_record(params, &unread), breakdown);
   });
 }
 

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/common/KdiTypes.h"
 #include "tcltasks/power/key_words.h"
 #include "tcltasks/power/unread_words.h"
@@ -33,6 +34,11 @@ struct Setter {
   Reads reads;
 };
 
+/// Most values are digits alone, and all of them is read.
+inline bool is_plain_number(std::string const& value) {
+  return std::all_of(value.begin(), value.end(), kdi::text::is_digit);
+}
+
 template <class Record>
 struct RecordRow {
   std::string_view word;
@@ -54,27 +60,21 @@ template <auto Field>
 constexpr auto set_field = FieldOf<Field>::kSetter;
 
 /// Each key sets what the first of the rows does whose word it contains; of several such keys the last counts. `words`
-/// are those of the rows.
+/// are those of the rows. What is not read as it stands is told to `unread`, if there is one; `others` are keys that
+/// are looked for elsewhere, as they are.
 template <class Record, std::size_t Count>
 void set_fields(Record& record, RecordRow<Record> const (&rows)[Count], KeyWords<Count> const& words,
-                ParamMap const& params) {
-  for (auto const& [key, value] : params)
-    if (const std::size_t row = words.first_in(key); row < Count) rows[row].setter.set(record, value);
-}
-
-/// Tells the user, by warnings that change no result, of keys that nothing reads and of values that are not read as
-/// they stand. `others` are keys that are looked for as they are.
-template <class Record, std::size_t Count>
-void tell_unread(RecordRow<Record> const (&rows)[Count], KeyWords<Count> const& words,
-                 std::initializer_list<std::string_view> others, ParamMap const& params) {
-  UnreadWords unread;
+                ParamMap const& params, std::initializer_list<std::string_view> others, UnreadWords* unread) {
   for (auto const& [key, value] : params) {
-    if (std::find(others.begin(), others.end(), key) != others.end()) continue;
     const std::size_t row = words.first_in(key);
-    if (row < Count)
-      unread.look_at(key, value, rows[row].setter.reads);
-    else
-      unread.add(key, [&rows](std::size_t index) { return index < Count ? rows[index].word : std::string_view(); });
+    if (row < Count) {
+      rows[row].setter.set(record, value);
+      const Reads reads = rows[row].setter.reads;
+      const bool is_number = reads == Reads::integer || reads == Reads::real;
+      if (unread != nullptr && !(is_number && is_plain_number(value))) unread->look_at(key, value, reads);
+    } else if (unread != nullptr && std::find(others.begin(), others.end(), key) == others.end()) {
+      unread->add(key, [&rows](std::size_t index) { return index < Count ? rows[index].word : std::string_view(); });
+    }
   }
 }
 
