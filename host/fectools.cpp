@@ -3,6 +3,7 @@
 //   fectools::decode_image CORE WRITES ?ENCODER_SLOTS?     -> dictionary of named fields
 //   fectools::list_image CORE WRITES ?ENCODER_SLOTS?       -> readable listing
 //   fectools::diff_images CORE LEFT RIGHT                  -> list of differing fields
+//   fectools::check_code CORE CODES                        -> list of findings
 //   fectools::schedule_report CORE RESULT ?option value ...?  -> HTML page
 //   fectools::export_writes WRITES FORM ?NAME?             -> text of a file, FORM being csv or c
 //
@@ -16,13 +17,16 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "host/register_export.h"
 #include "host/schedule_report.h"
 #include "kdi/tcl/command.h"
+#include "tcltasks/fec/code_check.h"
 #include "tcltasks/fec/image_decode.h"
+#include "tcltasks/fec/perf_analyser.h"
 #include "tcltasks/fec/register_image.h"
 #include "tcltasks/fec/variants.h"
 
@@ -124,7 +128,87 @@ Tcl_Obj* diff_images(tcl::Words words) {
   return tcl::new_list(fec::diff_images(decode(words[0], words[1]), decode(words[0], words[2])));
 }
 
+// core codes
+Tcl_Obj* check_code(tcl::Words words) {
+  constexpr std::size_t kMost = 200;
+  return with_core(words[0],
+                   [&]<class Variant>(Variant) { return tcl::new_list(fec::check_codes<Variant>(words[1], kMost)); });
+}
+
 // ------------------------------------------------------------------------------------------------ schedule report
+
+// What the analyser says of a decoded code: the waits of its layers on a core.
+template <class Variant>
+std::vector<std::uint32_t> waits_of(fec::DecodedCode const& code, bool encode, unsigned k, unsigned n, unsigned p) {
+  fec::ldpc_code_config_t<Variant> config;
+  config.n = n;
+  config.parity_len = n - k;
+  config.p = p;
+  config.mv = (p + 127) / 128;
+  config.encode = encode ? 1 : 0;
+  config.no_packing = static_cast<std::uint32_t>(value_of(code.fields, "no_packing"));
+  config.special_qc = static_cast<std::uint32_t>(value_of(code.fields, "special_qc"));
+  config.nlayers = static_cast<std::uint32_t>(code.layers.size());
+  for (fec::DecodedLayer const& layer : code.layers) {
+    config.dc.push_back(static_cast<std::uint32_t>(layer.operations.size()));
+    config.extra_layer.push_back(static_cast<std::uint32_t>(value_of(layer.fields, "extra_layer")));
+    for (fec::NamedValues const& fields : layer.operations) {
+      const auto field = [&fields](char const* name) { return static_cast<std::uint32_t>(value_of(fields, name)); };
+      fec::ldpc_code_element_t& one = config.qc.emplace_back();
+      one.col = field("col");
+      one.shift = field("shift");
+      one.nop = field("nop");
+      one.last = field("last");
+      one.layer_end = field("layer_end");
+    }
+  }
+  fec::perf_analyser::calc_ldpc_stall(config, nullptr, nullptr);
+  // The core needs three cycles on a code's first layer.
+  if (!config.stall.empty()) {
+    const auto cycles = static_cast<std::uint32_t>(value_of(code.layers.front().fields, "cpld")) + 1;
+    if (config.stall.front() + cycles < 3) config.stall.front() = 3 - cycles;
+  }
+  return std::move(config.stall);
+}
+
+std::vector<std::uint32_t> waits_in(fec::DecodedCode const& code) {
+  std::vector<std::uint32_t> waits;
+  for (fec::DecodedLayer const& layer : code.layers)
+    waits.push_back(static_cast<std::uint32_t>(value_of(layer.fields, "stall")));
+  return waits;
+}
+
+// A result does not say which core it is for, but its layers wait as they have to on that core.
+template <class Variant>
+void refuse_other_core(fec::DecodedCode const& code, host::ReportCode const& report) {
+  using Other = std::conditional_t<std::is_same_v<Variant, sd_fec::Variant>, ldpc::Variant, sd_fec::Variant>;
+  const std::vector<std::uint32_t> waits = waits_in(code);
+  if (waits == waits_of<Variant>(code, report.encode, report.k, report.n, report.p)) return;
+  if (waits != waits_of<Other>(code, report.encode, report.k, report.n, report.p)) return;
+  throw BadInput(std::string("the result is one of ") + Other::kName + ", not of " + Variant::kName +
+                 ": its layers wait as they have to there");
+}
+
+// What the compiler says of the code in the slot.
+std::string messages_of(Tcl_Obj* result, unsigned slot) {
+  const auto found = tcl::Key("messages").find(result);
+  if (!found || *found == nullptr) return {};
+  const std::string all = tcl::text_of(*found);
+  const auto begin = all.find("Processing code " + std::to_string(slot) + ": ");
+  if (begin == std::string::npos) return all;
+  return all.substr(begin, all.find("\nProcessing code " + std::to_string(slot + 1) + ": ", begin) - begin);
+}
+
+// The column that an encoder layer puts out: that of its last operation, or of the one that is marked.
+std::optional<unsigned> column_put_out(fec::DecodedLayer const& layer) {
+  std::optional<unsigned> column;
+  for (fec::NamedValues const& op : layer.operations) {
+    if (value_of(op, "nop") != 0) continue;
+    column = static_cast<unsigned>(value_of(op, "col"));
+    if (value_of(op, "layer_end") != 0) break;
+  }
+  return column;
+}
 
 // The slot of the code `name` in a result; its first code if there is no name. Leaves the name in `name`.
 unsigned slot_of(Tcl_Obj* result, std::optional<std::string>& name) {
@@ -190,7 +274,10 @@ host::ReportCode code_of(Tcl_Obj* result, std::optional<std::string> name) {
     row.slots = static_cast<unsigned>(layer.operations.size());
     row.is_extra = value_of(layer.fields, "extra_layer") != 0;
     row.operations = operations_of(layer, has_unmarked ? layer.operations.size() - operations : 0);
+    if (code.encode) row.put_out = column_put_out(layer);
   }
+  if (code.encode) code.is_rewritten = messages_of(result, slot).find("applying transform") != std::string::npos;
+  refuse_other_core<Variant>(found->second, code);
   return code;
 }
 
@@ -257,6 +344,7 @@ constexpr tcl::Row kCommands[] = {
     {"fectools::decode_image", handler<decode_image>, kOneImage},
     {"fectools::list_image", handler<list_image>, kOneImage},
     {"fectools::diff_images", handler<diff_images>, tcl::exactly(3, usage("core left right"))},
+    {"fectools::check_code", handler<check_code>, tcl::exactly(2, usage("core codes"))},
     {"fectools::schedule_report", handler<schedule_report>,
      tcl::pairs_behind(2, usage("core result ?option value ...?"))},
     {"fectools::export_writes", handler<export_writes>, tcl::between(2, 3, usage("writes form ?name?"))},

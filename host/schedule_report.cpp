@@ -1,6 +1,7 @@
 #include "host/schedule_report.h"
 
 #include <algorithm>
+#include <map>
 
 #include "kdi/common/KdiNumber.h"
 
@@ -71,7 +72,7 @@ p.lead { color: var(--quiet); margin: 0 0 1.4rem; }
 .figures div { box-shadow: 0 0 0 1px var(--rule); padding: .65rem .8rem; } .figures b { display: block; font-size: 1.3rem; font-weight: 600; font-variant-numeric: tabular-nums; } .figures span { color: var(--quiet); font-size: .82rem; }
 svg { display: block; max-width: 100%; height: auto; } svg text { font-size: 10px; fill: var(--quiet); } text.end { text-anchor: end; } text.mid { text-anchor: middle; }
 line { stroke: var(--rule); stroke-width: 1; } line.strong { stroke: #9aa6b5; }
-rect.frame { fill: #fafbfc; stroke: var(--rule); } rect.info { fill: var(--work); } rect.parity { fill: var(--parity); } rect.work { fill: var(--work); } rect.stall { fill: var(--stall); } rect.update { fill: var(--update); opacity: .55; } rect.band { fill: #f5f7f9; }
+rect.frame { fill: #fafbfc; stroke: var(--rule); } rect.info { fill: var(--work); } rect.parity { fill: var(--parity); } rect.work { fill: var(--work); } rect.stall { fill: var(--stall); } rect.update { fill: var(--update); opacity: .55; } rect.band { fill: #f5f7f9; } rect.out { fill: none; stroke: #b3361e; stroke-width: 1.5; pointer-events: none; }
 .key { color: var(--quiet); font-size: .85rem; margin: .3rem 0 .8rem; } .key i { display: inline-block; width: .8em; height: .8em; margin: 0 .35em 0 1.1em; vertical-align: -.05em; } .key i:first-child { margin-left: 0; }
 table { border-collapse: collapse; font-size: .85rem; font-variant-numeric: tabular-nums; width: 100%; } th { text-align: right; font-weight: 600; border-bottom: 2px solid var(--ink); padding: .25rem .6rem; } td { text-align: right; border-bottom: 1px solid var(--rule); padding: .16rem .6rem; } td.wait { color: #9a5310; font-weight: 600; }
 .note { color: var(--quiet); font-size: .85rem; }
@@ -152,10 +153,48 @@ std::string figures_section(ReportCode const& code, ReportOptions const& options
   return page;
 }
 
-std::string matrix_section(ReportCode const& code) {
+unsigned columns_of(ReportCode const& code) {
   unsigned columns = 0;
   for (ReportLayer const& layer : code.layers)
     for (ReportOperation const& op : layer.operations) columns = std::max(columns, op.col + 1);
+  return columns;
+}
+
+std::string columns_text(std::vector<unsigned> const& columns) {
+  std::string text;
+  for (unsigned const column : columns) text += (text.empty() ? "" : ", ") + std::to_string(std::uint64_t{column});
+  return text;
+}
+
+// What the picture of an encoder code shows: the matrix as it is given or as it is run, and what its layers put out.
+std::string encoder_note(ReportCode const& code) {
+  if (!code.encode) return {};
+  std::map<unsigned, unsigned> put_out;  // layers by column
+  for (ReportLayer const& layer : code.layers)
+    if (layer.put_out) ++put_out[*layer.put_out];
+  std::vector<unsigned> sums, added;
+  for (auto const& [column, layers] : put_out)
+    if (layers > 1) sums.push_back(column);
+  const unsigned given = code.n / std::max(code.p, 1U);
+  for (unsigned column = given; column < columns_of(code); ++column) added.push_back(column);
+  std::string note = "<p class=\"note\">";
+  note += code.is_rewritten
+              ? "The matrix is shown as the core runs it, with its double diagonal rewritten so that each layer "
+                "computes one parity block from those before it: layers were inserted that the given matrix does not "
+                "have."
+              : "The matrix is shown as it was given; each layer computes one parity block from those before it.";
+  note += " The framed position of a layer is the column that it puts out.";
+  if (!added.empty())
+    note += " Columns from " + std::to_string(std::uint64_t{given}) +
+            " on (N / P) are added: they hold sums that later layers read, and no part of the codeword.";
+  if (!sums.empty())
+    note += " More than one layer puts out " + std::string(sums.size() == 1 ? "column " : "columns ") +
+            columns_text(sums) + ": the earlier ones a sum that layers in between read, the last one the block itself.";
+  return note + "</p>\n";
+}
+
+std::string matrix_section(ReportCode const& code) {
+  const unsigned columns = columns_of(code);
   const auto rows = static_cast<double>(code.layers.size());
   const double left = 34, top = 18;
   const double cell = std::clamp(990.0 / std::max(columns, 1U), 3.0, 14.0);
@@ -180,11 +219,13 @@ std::string matrix_section(ReportCode const& code) {
                 "layer " + std::to_string(row) + ", column " + std::to_string(std::uint64_t{op.col}) + ", shift " +
                     std::to_string(std::uint64_t{op.shift}),
                 "opacity:" + fixed(shade, 2));
+      if (code.layers[row].put_out == op.col)
+        plot.rect(left + cell * op.col + 0.5, top + cell * static_cast<double>(row) + 0.5, cell - 1, cell - 1, "out");
     }
   return "<h2>Base matrix</h2>\n<p class=\"key\"><i style=\"background:var(--work)\"></i>information column"
          "<i style=\"background:var(--parity)\"></i>parity column &mdash; the deeper the shade, the larger the shift; "
          "hover for its value</p>\n" +
-         std::move(plot).finish();
+         std::move(plot).finish() + encoder_note(code);
 }
 
 std::string timeline_section(ReportCode const& code) {
@@ -250,7 +291,8 @@ std::string layer_section(ReportCode const& code) {
   const std::vector<SpanOfLayer> spans = schedule_of(code);
   std::string page =
       "<h2>Layers</h2>\n<table><tr><th>layer</th><th>operations</th><th>slots</th><th>stall</th><th>work</th>"
-      "<th>starts</th><th>ends</th><th>written back</th></tr>\n";
+      "<th>starts</th><th>ends</th><th>written back</th>" +
+      std::string(code.encode ? "<th>puts out</th>" : "") + "</tr>\n";
   for (std::size_t i = 0; i < spans.size(); ++i) {
     ReportLayer const& layer = code.layers[i];
     page += "<tr><td>" + std::to_string(i) + (layer.is_extra ? " (combines)" : "") + "</td><td>" +
@@ -258,7 +300,7 @@ std::string layer_section(ReportCode const& code) {
             "</td><td" + (layer.stall > 0 ? " class=\"wait\"" : "") + ">" + std::to_string(std::uint64_t{layer.stall}) +
             "</td><td>" + std::to_string(std::uint64_t{layer.cycles}) + "</td><td>" + std::to_string(spans[i].work) +
             "</td><td>" + std::to_string(spans[i].end - 1) + "</td><td>" + std::to_string(spans[i].update_end - 1) +
-            "</td></tr>\n";
+            (layer.put_out ? "</td><td>column " + std::to_string(std::uint64_t{*layer.put_out}) : "") + "</td></tr>\n";
   }
   return page + "</table>\n";
 }

@@ -15,10 +15,11 @@ struct ReportOperation {
 };
 
 struct ReportLayer {
-  unsigned stall;   ///< cycles that the layer waits before it starts
-  unsigned cycles;  ///< of work
-  unsigned slots;   ///< operations and pads
-  bool is_extra;    ///< combines the copies of a layer with circulant weights above 1
+  unsigned stall;                   ///< cycles that the layer waits before it starts
+  unsigned cycles;                  ///< of work
+  unsigned slots;                   ///< operations and pads
+  bool is_extra;                    ///< combines the copies of a layer with circulant weights above 1
+  std::optional<unsigned> put_out;  ///< of an encoder code: the column that the layer computes
   std::vector<ReportOperation> operations;
 };
 
@@ -27,8 +28,9 @@ struct ReportCode {
   std::string core;  ///< "sd_fec" or "ldpc"
   bool encode;
   unsigned n, k, p;
-  unsigned delay;  ///< cycles between the two stages
-  unsigned width;  ///< operations per cycle
+  unsigned delay;             ///< cycles between the two stages
+  unsigned width;             ///< operations per cycle
+  bool is_rewritten = false;  ///< of an encoder code: the double diagonal was rewritten
   std::vector<ReportLayer> layers;
 };
 

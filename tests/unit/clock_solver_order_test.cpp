@@ -60,13 +60,14 @@ TEST(FreeOrder, IsTheBestOfAllPermutations) {
   const Primitive primitives[] = {test_support::eighths_primitive(), test_support::sixty_fourths_primitive(),
                                   test_support::stepped_primitive(), test_support::tiny_primitive(), uneven};
   Random random(31);
-  constexpr int kRequests = test_support::kSanitized ? 100 : 400;
+  constexpr int kRequests = test_support::kSanitized ? 60 : 400;
   int solved = 0, reordered = 0, told = 0;
   for (int i = 0; i < kRequests && !HasFailure(); ++i) {
     Primitive const& primitive = primitives[static_cast<std::size_t>(i) % std::size(primitives)];
     SCOPED_TRACE(primitive.name + ", request " + std::to_string(i));
     Request request = test_support::random_request(random, primitive,
                                                    1 + random.below(static_cast<unsigned>(primitive.outputs.size())));
+    if (random.one_in(3)) request.tolerance = Rational(test_support::between(random, 0, 3000), 1000000);
     const auto truth = best_of_all_orders(primitive, request);
     const Result fixed = solve(primitive, request);
     if (fixed.diagnosis) {
@@ -98,7 +99,7 @@ TEST(FreeOrder, IsTheBestOfAllPermutations) {
     ASSERT_EQ(free.solution->counters.size(), request.outputs.size());
     reordered += std::ranges::is_sorted(free.solution->counters) ? 0 : 1;
   }
-  EXPECT_GT(solved, kRequests / 3);
+  EXPECT_GT(solved, kRequests / 5);
   EXPECT_GT(reordered, kRequests / 20);
   EXPECT_GT(told, 0);
 }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kdi/tcl/command.h"
+#include "tcltasks/fec/code_check.h"
 #include "tcltasks/fec/code_config.h"
 #include "tcltasks/fec/ldpc.h"
 #include "tcltasks/fec/register_image.h"
@@ -180,6 +181,7 @@ int gen_ldpc_params(ClientData, Tcl_Interp* interp, int /*objc*/, Tcl_Obj* const
     return tcl::fail(
         interp, message(kBadInput, specs.size(), " codes given, which exceeds the supported limit, ", kMaxCodes, "."));
 
+  tell_odd_codes(objv[1], specs);
   CompiledCodes<Variant> codes;
   for (unsigned i = 0; i < specs.size(); ++i) {
     ConfigGenMsgs store;
