@@ -14,3 +14,11 @@ foreach(name command_end_test command_reader_test command_table_test completion_
   add_dependencies(${name} kdish command_docs kdi_fectools)
 endforeach()
 target_link_libraries(command_table_test PRIVATE kdi_device kdi_planning)  # which it has read what examples need
+
+# What the pages tell people to paste, in the optimised build alone: it runs nearly everything once, which has tests of its own.
+if(NOT IPTASKS_SANITIZE)
+  add_tcl_test(pages LABELS shell)
+  foreach(target kdish kdi_cdo_program ducddcgen kdi_fectools kdi_bmgtools kdi_clocktools kdi_coretools kdi_gttools)
+    tests_of(${target} shell smoke)
+  endforeach()
+endif()
