@@ -1,5 +1,5 @@
-// Controllers of memories: the time that a plan or the proof that there is none takes at worst, and how it grows with the
-// pads of a device; what a question about a finished plan costs beside a command that only reads its words; what
+// Controllers of memories: the time that a plan or the proof that there is none takes at worst, and how it grows with
+// the pads of a device; what a question about a finished plan costs beside a command that only reads its words; what
 // constraints cost beside writing the same bytes; and as many controllers as a device has room for.
 #include <tcl.h>
 
@@ -86,10 +86,11 @@ bool plans() {
     const double growth = before > 0 ? worst / before : 0;
     const bool good = bench::runs_once() || (growth <= kGrowth && worst <= kSeconds);
     kept = kept && good;
-    std::printf("%5d pads: worst of %zu %8.2f ms (seed %u), mean %7.3f ms, growth %.2f <= %.1f; %d impossible, %d with "
-                "pads taken, %d nearly full  %s\n",
-                pads, all.size(), worst * 1e3, all[0].seed, sum / static_cast<double>(all.size()) * 1e3, growth, kGrowth,
-                impossible, taken, full, good ? "ok" : "MISSED");
+    std::printf(
+        "%5d pads: worst of %zu %8.2f ms (seed %u), mean %7.3f ms, growth %.2f <= %.1f; %d impossible, %d with "
+        "pads taken, %d nearly full  %s\n",
+        pads, all.size(), worst * 1e3, all[0].seed, sum / static_cast<double>(all.size()) * 1e3, growth, kGrowth,
+        impossible, taken, full, good ? "ok" : "MISSED");
     before = worst;
   }
   return kept;
@@ -111,7 +112,8 @@ int bare_command(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const o
   }
   for (std::size_t i = 0; i < words.size(); ++i)
     if (!words[i].empty() && words[i][0] == '-' && i + 1 < words.size()) {
-      std::transform(words[i].begin(), words[i].end(), words[i].begin(), [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+      std::transform(words[i].begin(), words[i].end(), words[i].begin(),
+                     [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
       options[words[i]] = words[i + 1];
       ++i;
     }
@@ -169,7 +171,8 @@ class Script {
     bare_.answer = answer;
     std::vector<std::string> plain = words;
     plain[0] = "bare";
-    const int times = bench::runs_once() ? 1 : std::max(20, static_cast<int>(0.004 / std::max(1e-7, seconds(plain, 50) / 50)));
+    const int times =
+        bench::runs_once() ? 1 : std::max(20, static_cast<int>(0.004 / std::max(1e-7, seconds(plain, 50) / 50)));
     const auto ratio = bench::interleaved(
         21, [&] { return seconds(words, times); }, [&] { return seconds(plain, times); });
     Tcl_DecrRefCount(answer);
@@ -192,7 +195,9 @@ bool asks() {
     std::printf("%s\n", script.result().c_str());
     return false;
   }
-  const auto told = [&](std::string const& call) { return script.eval("mig::mig_v7_1::Ip_Mig_" + call) ? script.result() : ""; };
+  const auto told = [&](std::string const& call) {
+    return script.eval("mig::mig_v7_1::Ip_Mig_" + call) ? script.result() : "";
+  };
   const std::string pad = told("getPadNameForSignal {c0_ddr4_dq[71]} -instance_name m");
   const std::string ball = [&] {
     script.eval("lindex [mig::mig_v7_1::Ip_Mig_getSignalDetails {c0_ddr4_dq[71]} -instance_name m] 2");
@@ -218,12 +223,16 @@ bool asks() {
   question("banks used", with({"getBanksUsed"}));
   question("whether the plan is whole", {scope + "CheckIOPlanningCompletion", "m", "0"});
   question("whether a group is whole", {scope + "byteSelectionStatus", "m", "DQ[64-71]"});
-  question("by group its lane", with({"x"}).size() ? std::vector<std::string>{"mig::mig_v7_1::Ip_mig_getSelectedByteMap", "-instance_name", "m"} : std::vector<std::string>{});
+  question("by group its lane",
+           with({"x"}).size()
+               ? std::vector<std::string>{"mig::mig_v7_1::Ip_mig_getSelectedByteMap", "-instance_name", "m"}
+               : std::vector<std::string>{});
   question("all pins", with({"getAssignedPinDetails"}));
   question("what banks are good for", {scope + "BankSelModelParams", "m", "DDR4", "DDR4-2400R-8Gb-x8"});
   question("pads for the system clock", with({"getLocModelParams", "c0_sys_clk_p"}));
   question("ports", with({"getTopLevelPorts", "u", "0", "all"}));
-  const bool texts = script.question("constraints / writing the same bytes", with({"getXDCInfo", "u", "0", "all"}), kTextBar);
+  const bool texts =
+      script.question("constraints / writing the same bytes", with({"getXDCInfo", "u", "0", "all"}), kTextBar);
   script.eval("mig::mig_v7_1::Ip_Mig_unLoadPkg");
   return kept && texts;
 }
@@ -246,13 +255,14 @@ bool fits_many() {
       std::printf("%s\n", script.result().c_str());
       break;
     }
-    if (!script.eval("mig::mig_v7_1::Ip_Mig_getAsssignedPinCount -instance_name " + name) || script.result() == "0") break;
+    if (!script.eval("mig::mig_v7_1::Ip_Mig_getAsssignedPinCount -instance_name " + name) || script.result() == "0")
+      break;
     if (bench::runs_once() && placed == 2) break;
   }
   script.eval("mig::mig_v7_1::Ip_Mig_unLoadPkg");
   const bool kept = bench::runs_once() || worst <= kSeconds;
-  std::printf("%d controllers of 8 bits fit into %s in %.2f s, the slowest load %.1f ms  <= %.0f ms %s\n", placed, kPart, all,
-              worst * 1e3, kSeconds * 1e3, kept ? "ok" : "MISSED");
+  std::printf("%d controllers of 8 bits fit into %s in %.2f s, the slowest load %.1f ms  <= %.0f ms %s\n", placed,
+              kPart, all, worst * 1e3, kSeconds * 1e3, kept ? "ok" : "MISSED");
   return kept && placed > 0;
 }
 

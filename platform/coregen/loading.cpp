@@ -12,15 +12,20 @@ namespace {
 constexpr int kMostRate = 100000;
 constexpr char const* kWhat[] = {"slot", "rank", "stack", "width"};
 
+int slots_of(JsonValue limit) {
+  const auto slots = limit.find("slots");
+  return slots ? static_cast<int>(slots->integer(1, 16)) : 1;
+}
+
 std::vector<Loading> read(std::string const& path) {
   const JsonFile file(path);
   file.root().allow_only({"format", "source", "limits"});
   file.root().member("format").integer(1, 1);
   std::vector<Loading> all;
   for (const JsonValue value : file.root().member("limits").items()) {
-    value.allow_only({"type", "what", "from", "rate_mbps"});
+    value.allow_only({"type", "what", "from", "slots", "rate_mbps"});
     all.push_back({value.member("type").text(), kWhat[value.member("what").choice({"slot", "rank", "stack", "width"})],
-                   static_cast<int>(value.member("from").integer(1, 4096)),
+                   static_cast<int>(value.member("from").integer(1, 4096)), slots_of(value),
                    static_cast<int>(value.member("rate_mbps").integer(1, kMostRate))});
   }
   return all;

@@ -11,6 +11,7 @@ struct Loading {
   std::string type;  ///< of memory
   std::string what;  ///< slot, rank (of all slots), stack, width
   int from = 0;
+  int slots = 1;  ///< the fewest for which it holds
   int rate_mbps = 0;
 };
 

@@ -60,8 +60,7 @@ void Manager::loadMigPkgData(Model model, OptionMap const& options) {
     required_setup(made.surroundings(), told, {});  // what does not fit together makes no instance
     made.options = std::move(told);
   });
-  state->seat =
-      std::make_unique<Seat>(occupancy(), state->part->device->name + "-" + state->part->package->name);
+  state->seat = std::make_unique<Seat>(occupancy(), state->part->device->name + "-" + state->part->package->name);
   // The one that is replaced makes room first; a controller whose memory is told is placed now, in order of loads.
   if (Controller* const before = instances_of(model).find(name)) before->state().seat->leave();
   if (state->options.contains("-memorypart")) pins_of(*state);

@@ -30,6 +30,14 @@ Occupancy::Seen Occupancy::seen_by(Id id) const {
   return seen;
 }
 
+std::uint64_t Occupancy::version(Id id) const {
+  const std::lock_guard lock(mutex_);
+  const auto own = claims_.find(id);
+  if (own == claims_.end()) return 0;
+  const auto version = versions_.find(own->second.part);
+  return version == versions_.end() ? 0 : version->second;
+}
+
 bool Occupancy::put(Id id, std::vector<planning::TakenPad> pads, std::uint64_t version) {
   const std::lock_guard lock(mutex_);
   const auto claim = claims_.find(id);

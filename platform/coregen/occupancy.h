@@ -1,5 +1,5 @@
-// Which pads of a part controllers have, of whichever model. A controller is placed beside those that were loaded before
-// it, and moves none of them.
+// Which pads of a part controllers have, of whichever model. A controller is placed beside those that were loaded
+// before it, and moves none of them.
 #pragma once
 
 #include <cstdint>
@@ -29,6 +29,8 @@ class Occupancy {
 
   /// What others have.
   Seen seen_by(Id id) const;
+  /// The version alone: as long as it stays, so does what anyone has of the part.
+  std::uint64_t version(Id id) const;
   /// Makes the pads those that a controller has. False, with nothing changed, if others have changed theirs since
   /// `version`. One that has left has none.
   bool put(Id id, std::vector<planning::TakenPad> pads, std::uint64_t version);
@@ -55,6 +57,7 @@ class Seat {
 
   void leave() { occupancy_.leave(id_); }
   Occupancy::Seen others() const { return occupancy_.seen_by(id_); }
+  std::uint64_t version() const { return occupancy_.version(id_); }
   bool put(std::vector<planning::TakenPad> pads, std::uint64_t version) {
     return occupancy_.put(id_, std::move(pads), version);
   }

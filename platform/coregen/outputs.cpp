@@ -2,8 +2,11 @@
 // from it.
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
+#include <iterator>
 #include <map>
 #include <set>
+#include <string_view>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
@@ -18,12 +21,25 @@ namespace {
 using planning::IoStandard;
 using planning::Signal;
 
-StrList append(StrList first, StrList const& second) {
-  first.insert(first.end(), second.begin(), second.end());
+StrList append(StrList first, StrList second) {
+  first.insert(first.end(), std::make_move_iterator(second.begin()), std::make_move_iterator(second.end()));
   return first;
 }
 
-std::string of_port(std::string const& name) { return " [get_ports {" + name + "}]"; }
+// Texts are long and many: one allocation each.
+std::string joined(std::initializer_list<std::string_view> pieces) {
+  std::size_t size = 0;
+  for (const std::string_view piece : pieces) size += piece.size();
+  std::string text;
+  text.reserve(size);
+  for (const std::string_view piece : pieces) text += piece;
+  return text;
+}
+
+// A property of a port.
+std::string property(std::string_view name, std::string_view value, std::string_view port) {
+  return joined({"set_property ", name, " ", value, " [get_ports {", port, "}]"});
+}
 
 enum class Section { all, pins, clocks, standards };
 
@@ -39,16 +55,13 @@ bool truth_of(std::string const& word) {
   return word == "true";
 }
 
-IoStandard const* standard_at(PinPlan const& plan, int signal) {
-  return planning::find_standard(plan.standard(signal));
-}
-
 StrList pin_lines(PinPlan const& plan) {
   StrList lines;
+  lines.reserve(plan.pads().size());
   for (std::size_t i = 0; i < plan.interface().signals.size(); ++i)
-    if (plan.pad(static_cast<int>(i)) >= 0)
-      lines.push_back("set_property PACKAGE_PIN " + plan.ball(static_cast<int>(i)) +
-                      of_port(plan.interface().signals[i].name));
+    if (const int pad = plan.pad(static_cast<int>(i)); pad >= 0)
+      lines.push_back(property("PACKAGE_PIN", plan.layout().pads[static_cast<std::size_t>(pad)].ball,
+                               plan.interface().signals[i].name));
   return lines;
 }
 
@@ -57,15 +70,16 @@ bool receives(Signal const& signal) { return signal.direction != "out"; }
 
 StrList standard_lines(PinPlan const& plan) {
   StrList lines;
+  lines.reserve(3 * plan.pads().size());
   for (std::size_t i = 0; i < plan.interface().signals.size(); ++i) {
     Signal const& signal = plan.interface().signals[i];
-    IoStandard const* const standard = standard_at(plan, static_cast<int>(i));
+    IoStandard const* const standard = plan.standard_at(static_cast<int>(i));
     if (standard == nullptr) continue;
-    lines.push_back("set_property IOSTANDARD " + standard->name + of_port(signal.name));
+    lines.push_back(property("IOSTANDARD", standard->name, signal.name));
     if (drives(signal) && !standard->output_impedance.empty())
-      lines.push_back("set_property OUTPUT_IMPEDANCE " + standard->output_impedance[0] + of_port(signal.name));
+      lines.push_back(property("OUTPUT_IMPEDANCE", standard->output_impedance[0], signal.name));
     if (receives(signal) && !standard->termination.empty())
-      lines.push_back("set_property ODT " + standard->termination[0] + of_port(signal.name));
+      lines.push_back(property("ODT", standard->termination[0], signal.name));
   }
   return lines;
 }
@@ -75,14 +89,14 @@ StrList clock_lines(PinPlan const& plan, std::string const& component, double in
   if (clock.empty() || !(input_period_ps > 0)) return {};
   std::string const& port = plan.interface().signals[static_cast<std::size_t>(clock[0])].name;
   return {"create_clock -name " + component + "_" + port + " -period " + number::plain(input_period_ps / 1000) +
-          of_port(port)};
+          " [get_ports {" + port + "}]"};
 }
 
 // The reference voltage of each bank that receives by one, where it is made inside.
 StrList reference_lines(PinPlan const& plan) {
   std::map<std::string, std::string> volts;
   for (std::size_t i = 0; i < plan.interface().signals.size(); ++i) {
-    IoStandard const* const standard = standard_at(plan, static_cast<int>(i));
+    IoStandard const* const standard = plan.standard_at(static_cast<int>(i));
     if (standard != nullptr && receives(plan.interface().signals[i]) && !standard->differential &&
         !standard->vref_v.empty())
       volts[plan.bank(static_cast<int>(i))] = standard->vref_v;
@@ -110,7 +124,7 @@ template <class Has>
 StrList port_values(PinPlan const& plan, std::vector<std::string> IoStandard::*values, Has has) {
   StrList lines;
   for (std::size_t i = 0; i < plan.interface().signals.size(); ++i) {
-    IoStandard const* const standard = standard_at(plan, static_cast<int>(i));
+    IoStandard const* const standard = plan.standard_at(static_cast<int>(i));
     if (standard != nullptr && has(plan.interface().signals[i]) && !(standard->*values).empty())
       lines.push_back(plan.interface().signals[i].name + " " + (standard->*values)[0]);
   }
@@ -176,22 +190,23 @@ StrList Controller::getOutputImpedencePorts(std::string const&, std::string cons
 StrList Controller::getTopLevelPorts(std::string const&) {
   return ask_pins(*this, [&](PinPlan& plan) {
     struct Port {
-      std::string name, direction;
+      std::string_view name, direction;
       int least = 0, most = 0;
-      bool is_vector = false;
     };
-    std::vector<Port> ports;
+    std::vector<Port> ports;  // signals of a port follow each other, but for pairs, whose two ports take turns
     for (Signal const& signal : plan.interface().signals) {
-      auto at = std::find_if(ports.begin(), ports.end(), [&](Port const& port) { return port.name == signal.port; });
-      if (at == ports.end())
-        at = ports.insert(ports.end(), {signal.port, signal.direction, signal.index, signal.index, signal.index >= 0});
-      at->least = std::min(at->least, signal.index);
-      at->most = std::max(at->most, signal.index);
+      const auto at =
+          std::find_if(ports.rbegin(), ports.rend(), [&](Port const& port) { return port.name == signal.port; });
+      if (at == ports.rend())
+        ports.push_back({signal.port, signal.direction, signal.index, signal.index});
+      else
+        at->most = std::max(at->most, signal.index);
     }
     StrList lines;
     for (Port const& port : ports)
-      lines.push_back(port.name + " " + port.direction + " " +
-                      (port.is_vector ? std::to_string(port.most) + " " + std::to_string(port.least) : "- -"));
+      lines.push_back(
+          joined({port.name, " ", port.direction,
+                  port.least < 0 ? " - -" : " " + std::to_string(port.most) + " " + std::to_string(port.least)}));
     return lines;
   });
 }

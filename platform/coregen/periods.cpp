@@ -59,7 +59,7 @@ Periods periods_of(Setup const& setup, PeriodsOf of) {
   tightest.not_above(static_cast<int>(std::floor(clocks.max)), "device");
   if (of.board)
     for (Loading const& limit : loadings())
-      if (limit.type == setup.kind->type && count_of(setup, limit.what) >= limit.from)
+      if (limit.type == setup.kind->type && setup.slots >= limit.slots && count_of(setup, limit.what) >= limit.from)
         tightest.not_below(period_of(limit.rate_mbps), limit.what.c_str());
   return tightest.periods;
 }

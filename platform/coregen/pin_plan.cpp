@@ -1,6 +1,7 @@
 #include "platform/coregen/pin_plan.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <mutex>
@@ -19,15 +20,30 @@ using planning::Signal;
 
 constexpr char kAddressGroup[] = "Address/Ctrl-";
 
+std::shared_ptr<NamedLayout const> named_layout(device::Part const& part) {
+  auto made = std::make_shared<NamedLayout>();
+  made->layout = planning::layout_of(part);
+  for (std::size_t pad = 0; pad < made->layout.pads.size(); ++pad) {
+    made->pads.emplace(made->layout.pads[pad].name, static_cast<int>(pad));
+    if (!made->layout.pads[pad].ball.empty()) made->balls.emplace(made->layout.pads[pad].ball, static_cast<int>(pad));
+  }
+  return made;
+}
+
 // Layouts are large and never change: one for each part that is planned.
-std::shared_ptr<Layout const> layout_of(device::Part const& part) {
+std::shared_ptr<NamedLayout const> layout_of(device::Part const& part) {
   static std::mutex mutex;
-  static auto* const all = new std::map<device::Part const*, std::weak_ptr<Layout const>>;  // never destroyed
+  static auto* const all = new std::map<device::Part const*, std::weak_ptr<NamedLayout const>>;  // never destroyed
   const std::lock_guard lock(mutex);
-  std::weak_ptr<Layout const>& known = (*all)[&part];
-  std::shared_ptr<Layout const> layout = known.lock();
-  if (layout == nullptr) known = layout = std::make_shared<Layout const>(planning::layout_of(part));
+  std::weak_ptr<NamedLayout const>& known = (*all)[&part];
+  std::shared_ptr<NamedLayout const> layout = known.lock();
+  if (layout == nullptr) known = layout = named_layout(part);
   return layout;
+}
+
+int found(std::unordered_map<std::string_view, int> const& names, std::string const& name) {
+  const auto at = names.find(name);
+  return at == names.end() ? -1 : at->second;
 }
 
 // Those of a memory at a voltage ("1.2V"; empty: any), in kinds of banks that the controller may use.
@@ -53,6 +69,16 @@ int address_index(std::string const& group) {
   return *index;
 }
 
+// Periods of data sheets are rounded down: one in whole ps stands for all rates that come out as it. Of these it is the
+// memory's own, or else the least.
+int rate_of(double period_ps, int memory_mbps) {
+  constexpr double kPsOfTwoTransfers = 2e6;
+  const int most = static_cast<int>(std::lround(kPsOfTwoTransfers / period_ps));
+  if (period_ps != std::floor(period_ps)) return most;
+  const int least = static_cast<int>(std::floor(kPsOfTwoTransfers / (period_ps + 1))) + 1;
+  return memory_mbps >= least && memory_mbps <= most ? memory_mbps : std::min(least, most);
+}
+
 }  // namespace
 
 PinPlan::PinPlan(PinsWanted wanted, Seat& seat)
@@ -61,13 +87,12 @@ PinPlan::PinPlan(PinsWanted wanted, Seat& seat)
       interface_(planning::interface_of(wanted_.interface)),
       pads_(interface_.signals.size(), -1),
       seat_(seat) {
-  base_.layout = layout_.get();
+  for (std::size_t signal = 0; signal < interface_.signals.size(); ++signal)
+    signals_.emplace(interface_.signals[signal].name, static_cast<int>(signal));
+  base_.layout = &layout();
   base_.interface = &interface_;
   base_.standards = standards_of(*wanted_.interface.kind, wanted_.voltage, wanted_.bank_kinds);
-  base_.rate_mbps = static_cast<int>(std::lround(2e6 / wanted_.period_ps));
-  // Periods of data sheets are rounded down, so their rates come out a little above those of the bin.
-  if (wanted_.interface.part.rate_mbps < base_.rate_mbps && wanted_.interface.part.rate_mbps >= base_.rate_mbps - 5)
-    base_.rate_mbps = wanted_.interface.part.rate_mbps;
+  base_.rate_mbps = rate_of(wanted_.period_ps, wanted_.interface.part.rate_mbps);
   base_.internal_reference = wanted_.internal_reference;
   base_.grade = wanted_.part->speed->name;
   place();
@@ -87,7 +112,7 @@ std::vector<planning::TakenPad> PinPlan::claims(std::vector<int> const& pads) co
     if (pads[signal] < 0) continue;
     Signal const& one = interface_.signals[signal];
     taken.push_back({pads[signal], wanted_.instance,
-                     planning::standard_of(base_, static_cast<int>(signal), layout_->bank_of_pad(pads[signal])),
+                     planning::standard_of(base_, static_cast<int>(signal), layout().bank_of_pad(pads[signal])),
                      one.direction != "out", one.unit != Signal::kSystem});
   }
   return taken;
@@ -102,6 +127,11 @@ void PinPlan::change(Change change) {
     change(request_beside(std::move(seen.taken)), pads);
     if (!seat_.put(claims(pads), seen.version)) continue;
     pads_ = std::move(pads);
+    find_standards();
+    violations_ = {};
+    bank_texts_ = {};
+    bank_uses_ = {};
+    pads_for_ = {};
     return;
   }
 }
@@ -109,7 +139,7 @@ void PinPlan::change(Change change) {
 void PinPlan::place() {
   change([&](PlacementRequest const& request, std::vector<int>& pads) {
     const planning::PlacementResult result = planning::place(request);
-    fault_ = result.plan ? std::string() : planning::reason_of(*result.refutation, *layout_, interface_);
+    fault_ = result.plan ? std::string() : planning::reason_of(*result.refutation, layout(), interface_);
     if (result.plan) pads = result.plan->pad_of_signal;
   });
 }
@@ -117,32 +147,32 @@ void PinPlan::place() {
 // ------------------------------------------------------------------------------------------------------------- words
 
 int PinPlan::signal_of(std::string const& name) const {
-  const int signal = interface_.signal(name);
+  const int signal = found(signals_, name);
   if (signal < 0) throw "no signal " + text::shown(name);
   return signal;
 }
 
 int PinPlan::pad_of(std::string const& name) const {
-  const int pad = layout_->pad_of_name(name);
+  const int pad = found(layout_->pads, name);
   if (pad < 0) throw "no pad " + text::shown(name) + " in the I/O banks of " + wanted_.part->name;
   return pad;
 }
 
 int PinPlan::pad_of_ball(std::string const& ball) const {
-  const int pad = layout_->pad_of_ball(ball);
+  const int pad = found(layout_->balls, ball);
   if (pad < 0) throw "no pin " + text::shown(ball) + " in the I/O banks of " + wanted_.part->name;
   return pad;
 }
 
 int PinPlan::bank_of(std::string const& number) const {
   const auto value = number::whole<int>(number);
-  const int bank = value ? layout_->bank_of_number(*value) : -1;
+  const int bank = value ? layout().bank_of_number(*value) : -1;
   if (bank < 0) throw "no I/O bank " + text::shown(number) + " in " + wanted_.part->name;
   return bank;
 }
 
 int PinPlan::lane_of(std::string const& bank, std::string const& lane) const {
-  const int found = layout_->lane_of(bank_of(bank), lane);
+  const int found = layout().lane_of(bank_of(bank), lane);
   if (found < 0) throw "no lane " + text::shown(lane) + " in bank " + bank;
   return found;
 }
@@ -152,18 +182,37 @@ void PinPlan::check_controller(std::string const& controller) const {
 }
 
 std::string PinPlan::ball(int signal) const {
-  return pad(signal) < 0 ? std::string() : layout_->pads[static_cast<std::size_t>(pad(signal))].ball;
+  return pad(signal) < 0 ? std::string() : layout().pads[static_cast<std::size_t>(pad(signal))].ball;
 }
 std::string PinPlan::bank(int signal) const {
   return pad(signal) < 0
              ? std::string()
-             : std::to_string(layout_->banks[static_cast<std::size_t>(layout_->bank_of_pad(pad(signal)))].number);
+             : std::to_string(layout().banks[static_cast<std::size_t>(layout().bank_of_pad(pad(signal)))].number);
 }
 std::string PinPlan::lane(int signal) const {
-  return pad(signal) < 0 ? std::string() : layout_->lane_of_pad(pad(signal)).name;
+  return pad(signal) < 0 ? std::string() : layout().lane_of_pad(pad(signal)).name;
 }
 std::string PinPlan::standard(int signal) const {
-  return pad(signal) < 0 ? std::string() : planning::standard_of(base_, signal, layout_->bank_of_pad(pad(signal)));
+  planning::IoStandard const* const standard = standard_at(signal);
+  return standard == nullptr ? std::string() : standard->name;
+}
+
+// Looked up once for each move: constraints ask it of all signals.
+void PinPlan::find_standards() {
+  standards_.assign(pads_.size(), nullptr);
+  int bank = -1;
+  std::array<planning::IoStandard const*, planning::kSignalClasses> of_bank{};
+  for (std::size_t signal = 0; signal < pads_.size(); ++signal) {
+    if (pads_[signal] < 0) continue;
+    if (const int here = layout().bank_of_pad(pads_[signal]); here != bank) {
+      bank = here;
+      of_bank.fill(nullptr);
+    }
+    auto& standard = of_bank[static_cast<std::size_t>(interface_.signals[signal].what)];
+    if (standard == nullptr)
+      standard = planning::find_standard(planning::standard_of(base_, static_cast<int>(signal), bank));
+    standards_[signal] = standard;
+  }
 }
 
 int PinPlan::signal_on(int wanted) const {
@@ -177,7 +226,7 @@ std::vector<int> PinPlan::address_lanes(std::vector<int> const& pads) const {
   std::set<int> lanes;
   for (const int signal : interface_.address)
     if (const int at = pads[static_cast<std::size_t>(signal)]; at >= 0)
-      lanes.insert(layout_->pads[static_cast<std::size_t>(at)].lane);
+      lanes.insert(layout().pads[static_cast<std::size_t>(at)].lane);
   return {lanes.begin(), lanes.end()};
 }
 
@@ -187,7 +236,7 @@ PinPlan::Groups PinPlan::groups_of(std::vector<int> const& pads) const {
     int lane = -1;
     for (const int signal : unit.signals)
       if (const int at = pads[static_cast<std::size_t>(signal)]; at >= 0)
-        lane = layout_->pads[static_cast<std::size_t>(at)].lane;
+        lane = layout().pads[static_cast<std::size_t>(at)].lane;
     groups.emplace_back(unit.group, lane);
   }
   const std::vector<int> lanes = address_lanes(pads);
@@ -198,7 +247,7 @@ PinPlan::Groups PinPlan::groups_of(std::vector<int> const& pads) const {
 
 PinPlan::Groups PinPlan::proposal() const {
   const planning::PlacementResult result = planning::place(request());
-  if (!result.plan) throw planning::reason_of(*result.refutation, *layout_, interface_);
+  if (!result.plan) throw planning::reason_of(*result.refutation, layout(), interface_);
   return groups_of(result.plan->pad_of_signal);
 }
 
@@ -215,7 +264,7 @@ std::vector<int> PinPlan::signals_of(std::string const& group) const {
   std::vector<int> signals;
   for (const int signal : interface_.address)
     if (pad(signal) < 0 ||
-        layout_->pads[static_cast<std::size_t>(pad(signal))].lane == lanes[static_cast<std::size_t>(index)])
+        layout().pads[static_cast<std::size_t>(pad(signal))].lane == lanes[static_cast<std::size_t>(index)])
       signals.push_back(signal);
   return signals;
 }
@@ -260,7 +309,7 @@ bool put_system_clock(PlacementRequest const& request, std::vector<int>& pads) {
 void PinPlan::put_group(PlacementRequest const& request, std::vector<int>& pads, std::string const& group,
                         int lane) const {
   const auto filled = planning::fill_unit(request, pads, interface_.unit(group), lane);
-  if (!filled) throw "byte-in-lane: " + group + " does not fit into lane " + lane_name(*layout_, lane);
+  if (!filled) throw "byte-in-lane: " + group + " does not fit into lane " + lane_name(layout(), lane);
   pads = *filled;
 }
 
@@ -288,7 +337,7 @@ void PinPlan::put_groups(Groups const& groups, bool anew, std::vector<std::strin
       if (!has_address)
         for (const int signal : interface_.address) take_off(interface_, pads, signal);
       has_address = true;
-      if (index >= static_cast<int>(layout_->lanes.size())) throw "no group " + text::shown(group);
+      if (index >= static_cast<int>(layout().lanes.size())) throw "no group " + text::shown(group);
       if (static_cast<std::size_t>(index) >= block.size()) block.resize(static_cast<std::size_t>(index) + 1, -1);
       block[static_cast<std::size_t>(index)] = lane;
     }
@@ -328,7 +377,7 @@ void PinPlan::put_signal(int signal, int pad) {
     if (pad < 0) return;
     const int partner = interface_.signals[static_cast<std::size_t>(signal)].partner;
     pads[static_cast<std::size_t>(signal)] = pad;
-    if (partner >= 0) pads[static_cast<std::size_t>(partner)] = layout_->pads[static_cast<std::size_t>(pad)].partner;
+    if (partner >= 0) pads[static_cast<std::size_t>(partner)] = layout().pads[static_cast<std::size_t>(pad)].partner;
     const std::string fault = first_text(planning::violations(request, pads));
     if (!fault.empty()) throw fault;
   });
@@ -337,17 +386,57 @@ void PinPlan::put_signal(int signal, int pad) {
 
 // ------------------------------------------------------------------------------------------------------------ status
 
-int PinPlan::status() const {
-  if (!planning::violations(request(), pads_).empty()) return -1;
+std::vector<planning::Violation> const& PinPlan::violations() {
+  return violations_.get(seat_, [&](std::vector<planning::TakenPad> taken) {
+    return planning::violations(request_beside(std::move(taken)), pads_);
+  });
+}
+
+int PinPlan::status() {
+  if (!violations().empty()) return -1;
   return planning::is_whole(pads_) ? 1 : 0;
 }
 
-int PinPlan::status_of(std::string const& group) const {
+int PinPlan::status_of(std::string const& group) {
   const std::vector<int> signals = signals_of(group);
   const auto in_group = [&](int signal) { return std::find(signals.begin(), signals.end(), signal) != signals.end(); };
-  for (planning::Violation const& one : planning::violations(request(), pads_))
+  for (planning::Violation const& one : violations())
     if (std::any_of(one.signals.begin(), one.signals.end(), in_group)) return -1;
   return std::all_of(signals.begin(), signals.end(), [&](int signal) { return pad(signal) >= 0; }) ? 1 : 0;
+}
+
+std::vector<planning::BankUse> const& PinPlan::bank_uses() {
+  return bank_uses_.get(seat_, [&](std::vector<planning::TakenPad> taken) {
+    return planning::bank_uses(request_beside(std::move(taken)), std::vector<int>(pads_.size(), -1));
+  });
+}
+
+OptionMap const& PinPlan::bank_texts() {
+  return bank_texts_.get(seat_, [&](auto const&) {
+    std::vector<planning::BankUse> const& uses = bank_uses();
+    OptionMap map;
+    for (std::size_t bank = 0; bank < uses.size(); ++bank) {
+      planning::PlacedBank const& at = layout().banks[bank];
+      std::string vcco = "-", groups;
+      for (planning::StandardSet const& set : base_.standards)
+        if (std::find(set.bank_kinds.begin(), set.bank_kinds.end(), at.kind) != set.bank_kinds.end() && vcco == "-")
+          vcco = set.voltage_v + "V";
+      for (const int unit : uses[bank].units)
+        text::append_word(groups, interface_.units[static_cast<std::size_t>(unit)].group);
+      if (uses[bank].address) text::append_word(groups, "Address/Ctrl");
+      map[std::to_string(at.number)] = "kind " + at.kind + " vcco " + vcco + " free_lanes " +
+                                       std::to_string(uses[bank].free_lanes) + " groups {" + groups + "} reason {" +
+                                       uses[bank].reason + "}";
+    }
+    return map;
+  });
+}
+
+std::vector<int> const& PinPlan::pads_for(int signal) {
+  auto& known = pads_for_.get(seat_, [](auto const&) { return std::map<int, std::vector<int>>(); });
+  const auto at = known.find(signal);
+  if (at != known.end()) return at->second;
+  return known[signal] = planning::pads_for(request(), pads_, signal);
 }
 
 }  // namespace kdi::coregen

@@ -1,14 +1,20 @@
 // The pins of one controller: where its signals are, what the user asks of them, and what stands in the way.
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "kdi/common/KdiTypes.h"
 #include "kdi/device/Device.h"
 #include "kdi/planning/Placement.h"
+#include "kdi/planning/Standards.h"
 #include "platform/coregen/occupancy.h"
 
 namespace kdi::coregen {
@@ -25,6 +31,32 @@ struct PinsWanted {
   bool internal_reference = false;
 };
 
+/// A layout whose pads and balls are found by their names at once.
+struct NamedLayout {
+  planning::Layout layout;
+  std::unordered_map<std::string_view, int> pads, balls;  ///< of names in the layout
+};
+
+/// What follows from the pads that a controller and all others of its part have, until one of these moves.
+template <class Value>
+class Kept {
+ public:
+  /// Makes it by `make(what others have)` if it is not known as it is now.
+  template <class Make>
+  Value& get(Seat const& seat, Make make) {
+    if (!known_ || version_ != seat.version()) {
+      Occupancy::Seen seen = seat.others();
+      known_ = make(std::move(seen.taken));
+      version_ = seen.version;
+    }
+    return *known_;
+  }
+
+ private:
+  std::optional<Value> known_;
+  std::uint64_t version_ = 0;
+};
+
 class PinPlan {
  public:
   /// Places the interface beside what others have. Where that cannot be, no signal has a pad, and fault() tells why.
@@ -34,7 +66,7 @@ class PinPlan {
   PinPlan& operator=(PinPlan const&) = delete;
 
   PinsWanted const& wanted() const { return wanted_; }
-  planning::Layout const& layout() const { return *layout_; }
+  planning::Layout const& layout() const { return layout_->layout; }
   planning::Interface const& interface() const { return interface_; }
   std::vector<int> const& pads() const { return pads_; }
   int pad(int signal) const { return pads_[static_cast<std::size_t>(signal)]; }
@@ -53,6 +85,8 @@ class PinPlan {
   std::string bank(int signal) const;
   std::string lane(int signal) const;
   std::string standard(int signal) const;
+  /// Null of a signal without a pad.
+  planning::IoStandard const* standard_at(int signal) const { return standards_[static_cast<std::size_t>(signal)]; }
   /// The signal on a pad; -1 if there is none.
   int signal_on(int pad) const;
 
@@ -70,8 +104,15 @@ class PinPlan {
   void put_signal(int signal, int pad);
 
   /// 1: whole and valid, 0: open, -1: a rule is broken.
-  int status() const;
-  int status_of(std::string const& group) const;
+  int status();
+  int status_of(std::string const& group);
+
+  /// What banks are good for as if nothing of this controller were placed.
+  std::vector<planning::BankUse> const& bank_uses();
+  /// The same in words, by number of the bank.
+  OptionMap const& bank_texts();
+  /// Pads for a signal beside all others, by rank.
+  std::vector<int> const& pads_for(int signal);
 
   /// The request with what others have now.
   planning::PlacementRequest request() const;
@@ -80,6 +121,7 @@ class PinPlan {
   Groups groups_of(std::vector<int> const& pads) const;
   std::vector<int> address_lanes(std::vector<int> const& pads) const;
   void place();
+  void find_standards();
   std::vector<planning::TakenPad> claims(std::vector<int> const& pads) const;
   planning::PlacementRequest request_beside(std::vector<planning::TakenPad> taken) const;
   /// Changes the pads by `change(request, pads)`, which throws to refuse.
@@ -88,13 +130,21 @@ class PinPlan {
   void put_group(planning::PlacementRequest const& request, std::vector<int>& pads, std::string const& group,
                  int lane) const;
 
+  std::vector<planning::Violation> const& violations();
+
   PinsWanted wanted_;
-  std::shared_ptr<planning::Layout const> layout_;
+  std::shared_ptr<NamedLayout const> layout_;
   planning::Interface interface_;
   planning::PlacementRequest base_;
   std::vector<int> pads_;
+  std::unordered_map<std::string_view, int> signals_;  ///< by name, of the interface
   std::string fault_;
   Seat& seat_;
+  Kept<std::vector<planning::Violation>> violations_;
+  std::vector<planning::IoStandard const*> standards_;  ///< by signal
+  Kept<std::vector<planning::BankUse>> bank_uses_;
+  Kept<OptionMap> bank_texts_;
+  Kept<std::map<int, std::vector<int>>> pads_for_;
 };
 
 }  // namespace kdi::coregen

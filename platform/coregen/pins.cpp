@@ -266,17 +266,16 @@ int MigController::getTotalPortCnt(OptionMap const&) {
 
 int MigController::getBanksUsed(OptionMap const&) {
   return ask_pins(*this, [](PinPlan& plan) {
-    std::set<int> banks;
+    std::vector<bool> used(plan.layout().banks.size());
     for (const int pad : plan.pads())
-      if (pad >= 0) banks.insert(plan.layout().bank_of_pad(pad));
-    return static_cast<int>(banks.size());
+      if (pad >= 0) used[static_cast<std::size_t>(plan.layout().bank_of_pad(pad))] = true;
+    return static_cast<int>(std::count(used.begin(), used.end(), true));
   });
 }
 
 int MigController::getBanksAvailable(OptionMap const&) {
   return ask_pins(*this, [](PinPlan& plan) {
-    const std::vector<int> nothing(plan.pads().size(), -1);
-    const auto uses = planning::bank_uses(plan.request(), nothing);
+    std::vector<planning::BankUse> const& uses = plan.bank_uses();
     return static_cast<int>(
         std::count_if(uses.begin(), uses.end(), [](planning::BankUse const& use) { return use.free_lanes > 0; }));
   });
@@ -289,31 +288,14 @@ OptionMap Controller::getBankSelModelParams(std::string const& type, std::string
       throw "memory type " + text::shown(type) + ": the controller has " + kind.type;
     if (!part.empty() && part != plan.wanted().interface.part.name)
       throw "memory part " + text::shown(part) + ": the controller has " + plan.wanted().interface.part.name;
-    const planning::PlacementRequest request = plan.request();
-    const std::vector<int> nothing(plan.pads().size(), -1);
-    const auto uses = planning::bank_uses(request, nothing);
-    OptionMap map;
-    for (std::size_t bank = 0; bank < uses.size(); ++bank) {
-      planning::PlacedBank const& at = plan.layout().banks[bank];
-      std::string vcco = kNone, groups;
-      for (planning::StandardSet const& set : request.standards)
-        if (std::find(set.bank_kinds.begin(), set.bank_kinds.end(), at.kind) != set.bank_kinds.end() && vcco == kNone)
-          vcco = set.voltage_v + "V";
-      for (const int unit : uses[bank].units)
-        text::append_word(groups, plan.interface().units[static_cast<std::size_t>(unit)].group);
-      if (uses[bank].address) text::append_word(groups, "Address/Ctrl");
-      map[std::to_string(at.number)] = "kind " + at.kind + " vcco " + vcco + " free_lanes " +
-                                       std::to_string(uses[bank].free_lanes) + " groups {" + groups + "} reason {" +
-                                       uses[bank].reason + "}";
-    }
-    return map;
+    return plan.bank_texts();
   });
 }
 
 OptionMap Controller::getLocModelParams(std::string const& signal, OptionMap const&) {
   return ask_pins(*this, [&](PinPlan& plan) {
     std::string names;
-    for (const int pad : planning::pads_for(plan.request(), plan.pads(), plan.signal_of(signal)))
+    for (const int pad : plan.pads_for(plan.signal_of(signal)))
       text::append_word(names, plan.layout().pads[static_cast<std::size_t>(pad)].name);
     return OptionMap{{signal, names}};
   });

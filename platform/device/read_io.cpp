@@ -186,7 +186,8 @@ Bonding read_bonding(JsonValue package) {
     if (const auto pins = delay->find("pins"))
       for (const JsonValue pin : pins->members()) {
         const BallRectangle ball = with_pattern(pin, [&] { return ball_rectangle(pin.name()); });
-        if (ball.balls().size() != 1 || !bonding.grid->contains(ball.first)) pin.refuse("the name of a ball of the grid");
+        if (ball.balls().size() != 1 || !bonding.grid->contains(ball.first))
+          pin.refuse("the name of a ball of the grid");
         bonding.of_pins.emplace(pin.name(), pin.number(0, kMostDelay));
       }
   }

@@ -1,11 +1,10 @@
-#include "kdi/planning/ClockRoot.h"
-
 #include <algorithm>
 #include <cmath>
 #include <optional>
 #include <tuple>
 
 #include "kdi/device/Device.h"
+#include "kdi/planning/ClockRoot.h"
 
 namespace kdi::planning {
 namespace {
@@ -52,8 +51,7 @@ ClockRegion clock_root(device::Part const& part, Layout const& layout, std::vect
     for (int column = 0; column < regions.columns; ++column) {
       double least = 0, most = 0, first = 0;
       for (std::size_t i = 0; i < banks.size(); ++i) {
-        const double way =
-            delay(regions, {column, row}, slr, layout.banks[static_cast<std::size_t>(banks[i])]);
+        const double way = delay(regions, {column, row}, slr, layout.banks[static_cast<std::size_t>(banks[i])]);
         if (i == 0) first = least = most = way;
         least = std::min(least, way);
         most = std::max(most, way);

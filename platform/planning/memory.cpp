@@ -182,9 +182,9 @@ void for_each_form(MemoryKind const& kind, Use use) {
 
 MemoryKind read_memory(JsonFile const& file, std::string const& stem) {
   const JsonValue root = file.root();
-  root.allow_only({"format", "type", "source", "prefix", "timing", "period_max_ps", "burst", "devices", "channel_bits", "modules",
-                   "ranks_max", "stack_heights", "standards", "lanes", "address", "address_bits_min", "geometry",
-                   "reference_parts"});
+  root.allow_only({"format", "type", "source", "prefix", "timing", "period_max_ps", "burst", "devices", "channel_bits",
+                   "modules", "ranks_max", "stack_heights", "standards", "lanes", "address", "address_bits_min",
+                   "geometry", "reference_parts"});
   root.member("format").integer(1, 1);
   MemoryKind kind;
   kind.type = root.member("type").text();

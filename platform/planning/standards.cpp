@@ -45,7 +45,8 @@ IoStandard read_standard(JsonValue value) {
   standard.output_impedance = data::texts(value, "output_impedance");
   standard.termination = data::texts(value, "termination");
   standard.dc_bias = data::texts(value, "dc_bias");
-  if (!standard.dc_bias.empty() && !standard.differential) value.member("dc_bias").refuse("none, but of a differential standard");
+  if (!standard.dc_bias.empty() && !standard.differential)
+    value.member("dc_bias").refuse("none, but of a differential standard");
   for (const JsonValue rate : value.member("rate_mbps").members()) read_rate(rate, standard);
   return standard;
 }

@@ -103,8 +103,9 @@ inline std::string table_of(planning::Layout const& layout) {
 }
 
 inline Standard plain(planning::IoStandard const& standard, std::string const& grade) {
-  Standard plain{standard.name,         std::stod(standard.vcco_v), standard.vref_v.empty() ? 0 : std::stod(standard.vref_v),
-                 standard.differential, standard.controlled,        {standard.rate_mbps.begin(), standard.rate_mbps.end()}};
+  Standard plain{
+      standard.name,         std::stod(standard.vcco_v), standard.vref_v.empty() ? 0 : std::stod(standard.vref_v),
+      standard.differential, standard.controlled,        {standard.rate_mbps.begin(), standard.rate_mbps.end()}};
   if (grade.empty()) return plain;
   for (auto const& [kind, rates] : standard.grade_rates) {
     int& rate = plain.rates.at(kind);

@@ -169,7 +169,8 @@ TEST_F(InstancesTest, WhatIsClearedIsShownFirst) {
   get("a");
   get("b");
   std::string shown;
-  things_.clear([&](Thing& thing) { shown += thing.name + (things_.find(thing.name) == nullptr ? " gone " : " there "); });
+  things_.clear(
+      [&](Thing& thing) { shown += thing.name + (things_.find(thing.name) == nullptr ? " gone " : " there "); });
   EXPECT_EQ(shown, "a gone b gone ");
   EXPECT_EQ(things_.size(), 0U);
 }

@@ -145,7 +145,8 @@ INSTANTIATE_TEST_SUITE_P(Systems, Controller, testing::Values(std::pair("ps7", "
 // What holds of memory of any kind: rows are open no longer than their cycle, and faster bins are listed later.
 TEST(Standards, FiguresFitEachOther) {
   const std::vector<std::string> names = kdi::ddr::type_names();
-  EXPECT_EQ(names, (std::vector<std::string>{"DDR2", "DDR3", "DDR3L", "DDR4", "DDR5", "LPDDR2", "LPDDR3", "LPDDR4", "LPDDR5"}));
+  EXPECT_EQ(names, (std::vector<std::string>{"DDR2", "DDR3", "DDR3L", "DDR4", "DDR5", "LPDDR2", "LPDDR3", "LPDDR4",
+                                             "LPDDR5"}));
   for (std::string const& name : names) {
     kdi::ddr::MemoryType const& type = *kdi::ddr::find_type(name);
     EXPECT_NE(type.source().find("JEDEC JESD"), std::string::npos) << name;

@@ -207,9 +207,11 @@ TEST(PlanningData, KnowsTheMemoriesThatDevicesName) {
           EXPECT_GE(fastest, std::min<double>(memory.rate_mbps.max, fastest_of(memory.type)))
               << device << ": no " << memory.type << " is as fast as " << controller.name;
           for (std::string const& bank_kind : memory.bank_kinds)
-            EXPECT_TRUE(std::any_of(kind->standards.begin(), kind->standards.end(), [&](StandardSet const& set) {
-              return std::count(set.bank_kinds.begin(), set.bank_kinds.end(), bank_kind) != 0;
-            })) << memory.type << " has no standards in banks of the kind " << bank_kind;
+            EXPECT_TRUE(std::any_of(kind->standards.begin(), kind->standards.end(),
+                                    [&](StandardSet const& set) {
+                                      return std::count(set.bank_kinds.begin(), set.bank_kinds.end(), bank_kind) != 0;
+                                    }))
+                << memory.type << " has no standards in banks of the kind " << bank_kind;
         }
   }
   EXPECT_EQ(named.size(), memory_types().size()) << "each type is driven by something";
@@ -261,7 +263,8 @@ TEST(PlanningData, ClocksHaveTheirRootsWhereWaysAreMostAlike) {
   test_support::Random random(test_support::fresh_seed());
   for (int round = 0; round < 50; ++round) {
     std::vector<int> banks;
-    for (int i = 0; i < 4; ++i) banks.push_back(static_cast<int>(random.below(static_cast<unsigned>(layout.banks.size()))));
+    for (int i = 0; i < 4; ++i)
+      banks.push_back(static_cast<int>(random.below(static_cast<unsigned>(layout.banks.size()))));
     const ClockRegion root = clock_root(part, layout, banks);
     const auto skew = [&](ClockRegion from) {
       double least = 1e9, most = 0;

@@ -113,7 +113,7 @@ struct Device {
   std::optional<ProcessingSystem> processing_system;
   std::vector<IoBank> banks;  ///< all of the die's, ascending by number, without pins
   std::optional<ClockRegions> clock_regions;
-  std::vector<Quad> quads;    ///< likewise
+  std::vector<Quad> quads;  ///< likewise
   std::vector<SpeedGrade> speed_grades;
   std::vector<Package> packages;
   Power power;

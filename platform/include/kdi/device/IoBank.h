@@ -46,8 +46,8 @@ struct IoBank {
   int number = 0;    ///< unique in the device, transceiver quads included
   std::string kind;  ///< the family's word: HP, HD, XP, MIO, ...
   int slr = 0;
-  int column = -1;  ///< on the die, from 0; -1 for a bank that stands apart
-  int row = -1;     ///< in the column, from 0; banks of a column in rows that follow each other are neighbours
+  int column = -1;      ///< on the die, from 0; -1 for a bank that stands apart
+  int row = -1;         ///< in the column, from 0; banks of a column in rows that follow each other are neighbours
   int triplet = -1;     ///< three neighbours that are clocked together, from 0; -1 for a bank that is in none
   bool master = false;  ///< of its triplet: the system clock enters here; the two others are its shadows
   StrobeReach strobe_reach = StrobeReach::lane;

@@ -2,6 +2,7 @@
 // form, on the timing of data/ddr.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,6 +15,7 @@
 namespace kdi::planning {
 
 enum class SignalClass { data, mask, strobe, address, clock, control, system_clock };
+inline constexpr std::size_t kSignalClasses = 7;
 
 /// I/O standards of an interface in banks of some kinds, at one voltage.
 struct StandardSet {
