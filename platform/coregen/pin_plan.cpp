@@ -127,7 +127,7 @@ void PinPlan::change(Change change) {
     change(request_beside(std::move(seen.taken)), pads);
     if (!seat_.put(claims(pads), seen.version)) continue;
     pads_ = std::move(pads);
-    find_standards();
+    look_at_pads();
     violations_ = {};
     bank_texts_ = {};
     bank_uses_ = {};
@@ -198,14 +198,16 @@ std::string PinPlan::standard(int signal) const {
 }
 
 // Looked up once for each move: constraints ask it of all signals.
-void PinPlan::find_standards() {
+void PinPlan::look_at_pads() {
   standards_.assign(pads_.size(), nullptr);
+  std::vector<bool> used(layout().banks.size());
   int bank = -1;
   std::array<planning::IoStandard const*, planning::kSignalClasses> of_bank{};
   for (std::size_t signal = 0; signal < pads_.size(); ++signal) {
     if (pads_[signal] < 0) continue;
     if (const int here = layout().bank_of_pad(pads_[signal]); here != bank) {
       bank = here;
+      used[static_cast<std::size_t>(bank)] = true;
       of_bank.fill(nullptr);
     }
     auto& standard = of_bank[static_cast<std::size_t>(interface_.signals[signal].what)];
@@ -213,6 +215,7 @@ void PinPlan::find_standards() {
       standard = planning::find_standard(planning::standard_of(base_, static_cast<int>(signal), bank));
     standards_[signal] = standard;
   }
+  banks_used_ = static_cast<int>(std::count(used.begin(), used.end(), true));
 }
 
 int PinPlan::signal_on(int wanted) const {

@@ -87,6 +87,8 @@ class PinPlan {
   std::string standard(int signal) const;
   /// Null of a signal without a pad.
   planning::IoStandard const* standard_at(int signal) const { return standards_[static_cast<std::size_t>(signal)]; }
+  /// How many banks have a signal.
+  int banks_used() const { return banks_used_; }
   /// The signal on a pad; -1 if there is none.
   int signal_on(int pad) const;
 
@@ -121,7 +123,7 @@ class PinPlan {
   Groups groups_of(std::vector<int> const& pads) const;
   std::vector<int> address_lanes(std::vector<int> const& pads) const;
   void place();
-  void find_standards();
+  void look_at_pads();
   std::vector<planning::TakenPad> claims(std::vector<int> const& pads) const;
   planning::PlacementRequest request_beside(std::vector<planning::TakenPad> taken) const;
   /// Changes the pads by `change(request, pads)`, which throws to refuse.
@@ -142,6 +144,7 @@ class PinPlan {
   Seat& seat_;
   Kept<std::vector<planning::Violation>> violations_;
   std::vector<planning::IoStandard const*> standards_;  ///< by signal
+  int banks_used_ = 0;
   Kept<std::vector<planning::BankUse>> bank_uses_;
   Kept<OptionMap> bank_texts_;
   Kept<std::map<int, std::vector<int>>> pads_for_;

@@ -265,12 +265,7 @@ int MigController::getTotalPortCnt(OptionMap const&) {
 }
 
 int MigController::getBanksUsed(OptionMap const&) {
-  return ask_pins(*this, [](PinPlan& plan) {
-    std::vector<bool> used(plan.layout().banks.size());
-    for (const int pad : plan.pads())
-      if (pad >= 0) used[static_cast<std::size_t>(plan.layout().bank_of_pad(pad))] = true;
-    return static_cast<int>(std::count(used.begin(), used.end(), true));
-  });
+  return ask_pins(*this, [](PinPlan& plan) { return plan.banks_used(); });
 }
 
 int MigController::getBanksAvailable(OptionMap const&) {

@@ -276,7 +276,7 @@ inline std::unique_ptr<Question> large_question(Random& random, std::unique_ptr<
   asked.data_mask = !random.one_in(3);
   asked.system_clock = static_cast<planning::SystemClock>(random.below(3));
   question->wanted = planning::interface_of(asked);
-  question->request.rate_mbps = asked.part.rate_mbps;
+  question->request.rate_mbps = type < 3 && random.one_in(4) ? 2667 : asked.part.rate_mbps;  // not at each grade
   question->request.internal_reference = random.one_in(2);
   constexpr char const* kGrades[] = {"", "-1", "-2"};
   question->request.grade = kGrades[random.below(3)];
