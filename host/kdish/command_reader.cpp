@@ -323,7 +323,7 @@ class Entry {
  public:
   Entry(JsonValue value, std::vector<JsonValue> const& defaults) : value_(value), defaults_(defaults) {
     value.allow_only({"naming", "names", "summary", "words", "options", "surplus", "odd", "wrong_count", "shape",
-                      "result", "example", "errors", "notes"});
+                      "result", "answers", "example", "errors", "notes"});
   }
   JsonValue own() const { return value_; }
   std::optional<JsonValue> find(char const* name) const {
@@ -438,6 +438,7 @@ Command read_entry(Frame const& frame, JsonValue value) {
   command.shape = std::move(result.shape);
   const auto words = entry.find("result");
   command.result = words ? words_at(*words) : result.words.empty() ? words_of(value, "result") : result.words;
+  if (const auto answers = value.find("answers")) add_keys(scope, *answers, command.answer.keys);
   read_example(value.member("example"), entry.find("setup"), command);
   if (const auto notes = entry.find("notes")) command.notes = read_notes(scope, *notes);
   return command;

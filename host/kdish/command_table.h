@@ -120,6 +120,8 @@ struct Command {
   std::map<std::string, std::string> wrong_count;
   std::string result;
   Shape shape;
+  Word answer{"answer", "dict", "", false,
+              false,    {},     {}};           ///< whose keys are those of the result, where these are told
   Example example;                             ///< without its result
   std::map<std::string, std::string> results;  ///< of the example, by name
   std::vector<CommandError> errors;

@@ -216,6 +216,7 @@ std::string command_help(Command const& command, std::string const& name, std::s
   for (Option const& option : command.options) text += keys_text(option.word, name, width);
   text += "\n" + paragraph("Result: ", command.result, width);
   text += paragraph("As JSON: ", shape_words(command.shape), width);
+  text += keys_text(command.answer, name, width);
   text += "\nExample:\n";
   const Example example = command.example_of(name);
   if (!example.setup.empty()) text += "  % " + example.setup + "\n";

@@ -116,6 +116,7 @@ void add_command(std::string& page, Command const& command, KeyTables& told) {
   for (Word const& word : command.words) add_keys(page, command, word, told);
   for (Option const& option : command.options) add_keys(page, command, option.word, told);
   page += "\nResult: " + command.result + " As JSON: " + code(shape_words(command.shape)) + "\n";
+  add_keys(page, command, command.answer, told);
   add_example(page, command.example_of(command.names[0]));
   add_failures(page, command);
   for (std::string const& note : command.notes) page += "\n" + note + "\n";

@@ -7,6 +7,7 @@
 #include "kdi/coregen/Mig.h"
 #include "kdi/coregen/memory_v1.h"
 #include "kdi/ddr/SpeedBins.h"
+#include "kdi/planning/Standards.h"
 #include "platform/coregen/periods.h"
 #include "platform/coregen/state.h"
 
@@ -19,12 +20,13 @@ struct WidthOf {
   char const* word;
 };
 constexpr WidthOf kWidths[] = {
-    {"dq", "_DQ_WIDTH"},     {"d", "_DQ_WIDTH"},         {"dqa", "_DQ_WIDTH"},  {"dqs_t", "_DQS_WIDTH"},
-    {"dqs_p", "_DQS_WIDTH"}, {"dm", "_DM_WIDTH"},        {"dm_n", "_DM_WIDTH"}, {"dm_dbi_n", "_DM_WIDTH"},
-    {"bw_n", "_DM_WIDTH"},   {"ck_t", "_CK_WIDTH"},      {"ck_p", "_CK_WIDTH"}, {"k_p", "_CK_WIDTH"},
-    {"dk_p", "_DK_WIDTH"},   {"qk_p", "_QK_WIDTH"},      {"cq_p", "_QK_WIDTH"}, {"qvld", "_QVLD_WIDTH"},
-    {"cke", "_CKE_WIDTH"},   {"ba", "_BANK_WIDTH"},      {"cs_n", "_CS_WIDTH"}, {"odt", "_ODT_WIDTH"},
-    {"c", "_LR_WIDTH"},      {"bg", "_BANK_GROUP_WIDTH"}};
+    {"dq", "_DQ_WIDTH"},      {"d", "_DQ_WIDTH"},          {"dqa", "_DQ_WIDTH"},  {"dqs_t", "_DQS_WIDTH"},
+    {"dqs_p", "_DQS_WIDTH"},  {"dm", "_DM_WIDTH"},         {"dm_n", "_DM_WIDTH"}, {"dm_dbi_n", "_DM_WIDTH"},
+    {"bw_n", "_DM_WIDTH"},    {"ck_t", "_CK_WIDTH"},       {"ck_p", "_CK_WIDTH"}, {"k_p", "_CK_WIDTH"},
+    {"dk_p", "_DK_WIDTH"},    {"qk_p", "_QK_WIDTH"},       {"cq_p", "_QK_WIDTH"}, {"qvld", "_QVLD_WIDTH"},
+    {"cke", "_CKE_WIDTH"},    {"ba", "_BANK_WIDTH"},       {"cs_n", "_CS_WIDTH"}, {"odt", "_ODT_WIDTH"},
+    {"c", "_LR_WIDTH"},       {"bg", "_BANK_GROUP_WIDTH"}, {"cs", "_CS_WIDTH"},   {"dmi", "_DM_WIDTH"},
+    {"rdqs_t", "_DQS_WIDTH"}, {"wck_t", "_WCK_WIDTH"}};
 
 std::string truth(bool is) { return is ? "true" : "false"; }
 
@@ -98,11 +100,20 @@ planning::MemoryPart part_of(Controller::State const& state, std::string const& 
   return find_memory_part(find_kind(type), state.custom_parts, part);
 }
 
-std::vector<std::string> voltages_of(planning::MemoryKind const& kind, std::string const& bank_kind) {
+// Whether pins of the kind carry the slowest rate that the memory has.
+bool is_fast_enough(planning::MemoryKind const& kind, planning::StandardSet const& set, std::string const& bank_kind,
+                    std::string const& grade) {
+  const auto rate = planning::find_standard(set.of(planning::SignalClass::data))->rate(bank_kind, grade);
+  return rate && *rate >= 2'000'000 / kind.period_max_ps;
+}
+
+std::vector<std::string> voltages_of(planning::MemoryKind const& kind, std::string const& bank_kind,
+                                     std::string const& grade) {
   std::vector<std::string> voltages;
   for (planning::StandardSet const& set : kind.standards) {
-    const bool has_kind =
-        bank_kind.empty() || std::find(set.bank_kinds.begin(), set.bank_kinds.end(), bank_kind) != set.bank_kinds.end();
+    const bool has_kind = bank_kind.empty() ||
+                          (std::find(set.bank_kinds.begin(), set.bank_kinds.end(), bank_kind) != set.bank_kinds.end() &&
+                           is_fast_enough(kind, set, bank_kind, grade));
     const std::string voltage = set.voltage_v + "V";
     if (has_kind && std::find(voltages.begin(), voltages.end(), voltage) == voltages.end()) voltages.push_back(voltage);
   }
@@ -159,7 +170,7 @@ StrList MigController::getValidMemoryVoltages(std::string const& type, std::stri
     std::vector<device::SpeedGrade> const& grades = self.part->device->speed_grades;
     if (std::none_of(grades.begin(), grades.end(), [&](device::SpeedGrade const& one) { return one.name == grade; }))
       throw "part " + text::shown(self.part->name) + " has no speed grade " + text::shown(grade);
-    return voltages_of(find_kind(type), bankKind);
+    return voltages_of(find_kind(type), bankKind, grade);
   });
 }
 
@@ -191,7 +202,8 @@ std::string HIPMigInstance::getEnablePP4RMirParameter(std::string const& type, O
 StrList HIPMigInstance::getIOVoltage(OptionMap const& options) {
   return state().ask([&](State const& self) -> StrList {
     const Setup setup = self.asked_setup(kType, value_of(options, kType), options);
-    return voltages_of(*setup.kind, setup.interface->bank_kinds.empty() ? "" : setup.interface->bank_kinds[0]);
+    return voltages_of(*setup.kind, setup.interface->bank_kinds.empty() ? "" : setup.interface->bank_kinds[0],
+                       self.part->speed->name);
   });
 }
 
