@@ -6,7 +6,7 @@ endforeach()
 target_sources(hpa_param_mgr_test PRIVATE $<FILTER:$<TARGET_OBJECTS:kdi_common_objects>,INCLUDE,shipped_default>)
 add_tcl_test(common LABELS platform)
 # Readers and writers of all platform libraries, and of the shell and the commands, over file calls that fail to order.
-add_unit_test(file_faults_test LABELS platform LINKS "kdi_bmg;kdi_cores;kdi_device;kdi_hdf;kdi_ip;${CMAKE_DL_LIBS}")
+add_unit_test(file_faults_test LABELS platform LINKS "kdi_bmg;kdi_coregen;kdi_cores;kdi_ddr;kdi_device;kdi_hdf;kdi_ip;kdi_planning;${CMAKE_DL_LIBS}")
 add_unit_test(tool_file_faults_test LABELS "shell;dsp;fec" LINKS "kdish_parts;${CMAKE_DL_LIBS}")
 foreach(name file_faults_test tool_file_faults_test)
   target_sources(${name} PRIVATE support/file_faults.cpp)

@@ -251,16 +251,19 @@ std::string PartFault::text(std::string const& file) const {
 }
 
 ReadParts read_parts(std::string const& file, MemoryKind const& kind) {
-  ReadParts read;
-  std::string content;
   try {
-    content = read_file(file);
+    return parts_of_text(read_file(file), kind);
   } catch (FileError const& fault) {
+    ReadParts read;
     read.faults.push_back({0, "", text::shortened_in_the_middle(fault.what())});
     return read;
   }
+}
+
+ReadParts parts_of_text(std::string_view content, MemoryKind const& kind) {
+  ReadParts read;
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // which some programs write in front
-  if (content.starts_with(kByteOrderMark)) content.erase(0, kByteOrderMark.size());
+  if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
   std::vector<std::string> heading;
   int number = 0;
   for (const std::string_view line : text::lines(content)) {

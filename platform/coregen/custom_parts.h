@@ -7,6 +7,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kdi/common/KdiTypes.h"
@@ -39,6 +40,8 @@ struct ReadParts {
 
 /// The parts of a file of a type of memory. What cannot be read is one fault.
 ReadParts read_parts(std::string const& file, planning::MemoryKind const& kind);
+/// The same of what stands in one.
+ReadParts parts_of_text(std::string_view content, planning::MemoryKind const& kind);
 /// One part.
 ReadParts read_part(std::string const& name, ParamMap const& attributes, planning::MemoryKind const& kind);
 

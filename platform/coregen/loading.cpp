@@ -17,8 +17,9 @@ int slots_of(JsonValue limit) {
   return slots ? static_cast<int>(slots->integer(1, 16)) : 1;
 }
 
-std::vector<Loading> read(std::string const& path) {
-  const JsonFile file(path);
+}  // namespace
+
+std::vector<Loading> read_loadings(JsonFile const& file) {
   file.root().allow_only({"format", "source", "limits"});
   file.root().member("format").integer(1, 1);
   std::vector<Loading> all;
@@ -31,8 +32,6 @@ std::vector<Loading> read(std::string const& path) {
   return all;
 }
 
-}  // namespace
-
 std::vector<Loading> const& loadings() {
   static std::mutex mutex;
   static std::vector<Loading> const* all = nullptr;  // never destroyed
@@ -40,8 +39,8 @@ std::vector<Loading> const& loadings() {
   if (all == nullptr) {
     const std::vector<std::string> directories = data_directories("board");
     // None is no limit: a site may do without.
-    all =
-        new std::vector<Loading>(directories.empty() ? std::vector<Loading>() : read(directories[0] + "/loading.json"));
+    all = new std::vector<Loading>(directories.empty() ? std::vector<Loading>()
+                                                       : read_loadings(JsonFile(directories[0] + "/loading.json")));
   }
   return *all;
 }

@@ -4,6 +4,10 @@
 #include <string>
 #include <vector>
 
+namespace kdi {
+class JsonFile;
+}
+
 namespace kdi::coregen {
 
 /// From a count on, no more than a rate.
@@ -15,6 +19,8 @@ struct Loading {
   int rate_mbps = 0;
 };
 
+/// What a file of data/board has.
+std::vector<Loading> read_loadings(JsonFile const& file);
 /// Throws kdi::FileError and kdi::JsonError for data that cannot be read; what was read once stays, in any thread.
 std::vector<Loading> const& loadings();
 

@@ -97,7 +97,13 @@ class Builder {
   // A product of numbers and words.
   int count_of(std::string const& product) const {
     int count = 1;
-    for (const std::string_view factor : text::split(product, '*')) count *= factor_of(std::string(factor));
+    for (const std::string_view factor : text::split(product, '*')) {
+      const int times = factor_of(std::string(factor));
+      if (times < 0 || times > kMostWidth || count * times > kMostWidth)
+        throw "the memory data of " + kind_.type + " count signals by " + text::quoted(product) +
+            ", which are not 0 to " + std::to_string(kMostWidth);
+      count *= times;
+    }
     return count;
   }
 

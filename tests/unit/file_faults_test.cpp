@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 
 #include "kdi/bmg/host/tiling.h"
 #include "kdi/common/HPAParamMgr.h"
@@ -15,14 +16,18 @@
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/ParamHost.h"
+#include "kdi/coregen/memory_v1.h"
 #include "kdi/cores/Instance.h"
 #include "kdi/cores/Store.h"
+#include "kdi/ddr/SpeedBins.h"
 #include "kdi/device/HARPartsParse.h"
 #include "kdi/device/HDARPart.h"
 #include "kdi/device/host/PartCatalogue.h"
 #include "kdi/hdf/HHDFHwDefUtils.h"
 #include "kdi/hdf/SWParamWriter.h"
 #include "kdi/ip/HIPWPowerCalcIntf.h"
+#include "kdi/planning/Memory.h"
+#include "kdi/planning/Standards.h"
 #include "tests/support/fault_runs.h"
 #include "tests/support/places.h"
 #include "tests/support/scratch.h"
@@ -82,6 +87,17 @@ void lay_out_shipped_core(Scratch const& scratch) {
   copy_into(scratch, "data/cores/ai_engine/1.0.json", "data/cores/ai_engine/1.0.json");
   for (std::string const part : {"clock", "pll", "references", "clocks_block"})
     copy_into(scratch, "data/cores/parts/" + part + ".json", "data/cores/parts/" + part + ".json");
+}
+
+using Controllers = memory::memory_v1::HIPMigIPMgr;
+
+// Engines that throw texts.
+std::string in_words(std::function<std::string()> const& ask) {
+  try {
+    return ask();
+  } catch (std::string const& refusal) {
+    throw std::runtime_error(refusal);
+  }
 }
 
 const Reader kReaders[] = {
@@ -183,6 +199,48 @@ const Reader kReaders[] = {
        for (std::string const& name : kdi::cores::core_names())
          for (std::string const& version : kdi::cores::core_versions(name)) names += name + " " + version + " ";
        return names;
+     },
+     nullptr},
+    {"io_standards",
+     [](Scratch const& scratch) { copy_into(scratch, "data/io/standards.json", "data/io/standards.json"); },
+     [](std::string const& folder) {
+       set_root(folder);
+       return std::to_string(kdi::planning::standard_names().size());
+     },
+     nullptr},
+    {"types_of_memory",
+     [](Scratch const& scratch) { copy_into(scratch, "data/memory/RLDRAMII.json", "data/memory/RLDRAMII.json"); },
+     [](std::string const& folder) {
+       set_root(folder);
+       return std::to_string(kdi::planning::find_memory("RLDRAMII")->part_names().size());
+     },
+     nullptr},
+    {"timing_of_memory", [](Scratch const& scratch) { copy_into(scratch, "data/ddr/DDR5.json", "data/ddr/DDR5.json"); },
+     [](std::string const& folder) {
+       set_root(folder);
+       return *kdi::ddr::find_type("DDR5")->figure("6400B", "tAA_ns");
+     },
+     nullptr},
+    {"what_a_board_lets_through",
+     [](Scratch const& scratch) { copy_into(scratch, "data/board/loading.json", "data/board/loading.json"); },
+     [](std::string const& folder) {
+       set_root(folder);
+       return in_words([] {
+         Controllers::loadMigPkgData({{"-instance_name", "m"}, {"-part", "zrv9010-f625-2-e"}, {"-datawidth", "80"}});
+         return Controllers::getIPInstance("m")->getMinMaxPeriodOfDataWidth("80", {}).at("min_by");
+       });
+     },
+     nullptr},
+    {"memory_parts_of_ones_own",
+     [](Scratch const& scratch) {
+       scratch.file("data/parts.csv", "name,rate_mbps,width,density_mbit\nmine,2000,8,8192\n");
+     },
+     [](std::string const& folder) {
+       return in_words([&] {
+         Controllers::loadMigPkgData({{"-instance_name", "m"}, {"-part", "zrv9010-f625-2-e"}});
+         Controllers::getIPInstance("m")->loadCustomParts(folder + "/parts.csv", "DDR4");
+         return Controllers::getIPInstance("m")->getDeviceWidth("DDR4", "mine");
+       });
      },
      nullptr},
     {"a_directory",

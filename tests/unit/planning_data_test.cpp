@@ -145,6 +145,8 @@ TEST(PlanningData, AConfigurationThatAMemoryDoesNotHaveIsRefused) {
   request.part.width = 8;
   kind.address[0].count = "dozens";
   EXPECT_EQ(refused(kind, request), "the memory data of DDR4 count signals by \"dozens\", which nothing is called");
+  kind.address[0].count = "1024*2";
+  EXPECT_EQ(refused(kind, request), "the memory data of DDR4 count signals by \"1024*2\", which are not 0 to 1024");
 }
 
 TEST(PlanningData, SignalsFollowTheConfiguration) {
