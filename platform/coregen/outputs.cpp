@@ -36,6 +36,8 @@ std::string joined(std::initializer_list<std::string_view> pieces) {
   return text;
 }
 
+std::string of_port(std::string_view port) { return joined({" [get_ports {", port, "}]"}); }
+
 // A property of a port.
 std::string property(std::string_view name, std::string_view value, std::string_view port) {
   return joined({"set_property ", name, " ", value, " [get_ports {", port, "}]"});
@@ -89,7 +91,7 @@ StrList clock_lines(PinPlan const& plan, std::string const& component, double in
   if (clock.empty() || !(input_period_ps > 0)) return {};
   std::string const& port = plan.interface().signals[static_cast<std::size_t>(clock[0])].name;
   return {"create_clock -name " + component + "_" + port + " -period " + number::plain(input_period_ps / 1000) +
-          " [get_ports {" + port + "}]"};
+          of_port(port)};
 }
 
 // The reference voltage of each bank that receives by one, where it is made inside.
