@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "kdi/common/KdiText.h"
 #include "kdi/common/host/MessageHost.h"
 #include "tests/support/examples.h"
 #include "tests/support/scratch.h"
@@ -70,6 +72,52 @@ TEST_F(FamilyThreads, InterpretersComeAndGo) {
     }
     Tcl_FinalizeThread();
   });
+}
+
+// Controllers of memories on one device, of all models: each interpreter loads, asks, changes, renames and ends its
+// own, while the others do, and no two have a pad in common.
+TEST_F(FamilyThreads, EightInterpretersLoadAskAndEndControllers) {
+  constexpr int kInterpreters = 8;
+  constexpr char kScript[] = R"(
+    set scope [lindex {mig::mig_v7_0::Ip_Mig_ mig::mig_v7_1::Ip_Mig_ memory::memory_v1::Ip_memory_} [expr {%N % 3}]]
+    for {set round 0} {$round < 3} {incr round} {
+      ${scope}loadPkg -instance_name i%N -part brvn5130-c2601-2LHP-e-S -controllertype DDR4 \
+        -memorypart DDR4-2400R-8Gb-x8 -datawidth 8 -timeperiod 833
+      if {[${scope}CheckIOPlanningCompletion i%N 0] != 1} { error "round $round is not whole" }
+      ${scope}BankSelModelParams i%N DDR4 DDR4-2400R-8Gb-x8
+      ${scope}getLocModelParams c0_sys_clk_p -instance_name i%N
+      ${scope}setSignalWithPadName i%N {c0_ddr4_dq[0]} {}
+      if {[${scope}byteSelectionStatus i%N {DQ[0-7]}] != 0} { error "the signal is not off" }
+      ${scope}UpdateInstanceName -instance_name i%N -new_instance_name j%N
+      set lines [${scope}getXDCInfo u 0 pins -instance_name j%N]
+      if {[llength $lines] != 40} { error "[llength $lines] pins" }
+      if {$round < 2} { ${scope}unLoadPkg -instance_name j%N }
+    }
+    lmap line $lines { lindex $line 2 })";
+  std::mutex mutex;
+  std::set<std::string> balls;
+  std::size_t pins = 0;
+  in_threads(kInterpreters, [&](int thread) {
+    {
+      Interpreter interpreter;
+      std::string script = kScript;
+      for (std::size_t at = script.find("%N"); at != std::string::npos; at = script.find("%N"))
+        script.replace(at, 2, std::to_string(thread));
+      EXPECT_EQ(interpreter.evaluate(script), TCL_OK) << interpreter.result();
+      const std::lock_guard lock(mutex);
+      for (const std::string_view ball : kdi::text::words(interpreter.result())) {
+        balls.insert(std::string(ball));
+        ++pins;
+      }
+    }
+    Tcl_FinalizeThread();
+  });
+  EXPECT_EQ(pins, 40u * kInterpreters);
+  EXPECT_EQ(balls.size(), pins) << "two have one pad";
+  Interpreter interpreter;
+  for (char const* all :
+       {"mig::mig_v7_0::Ip_Mig_unLoadPkg", "mig::mig_v7_1::Ip_Mig_unLoadPkg", "memory::memory_v1::Ip_memory_unLoadPkg"})
+    EXPECT_EQ(interpreter.evaluate(all), TCL_OK);
 }
 
 // The process ends, by way of Tcl's exit handlers, while threads run commands of all families.
