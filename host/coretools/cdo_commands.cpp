@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/coretools/session.h"
+#include "host/named_cores.h"
 #include "host/register_export.h"
 #include "kdi/cdo/Cdo.h"
 #include "kdi/common/KdiFile.h"
@@ -39,24 +40,16 @@ cdo::Commands read_commands(Tcl_Obj* path) {
   return cdo::from_any(kdi::read_file(file, cdo::kLargestFile), file);
 }
 
-// A customisation that is open, or a core by its name; with what it is configured to in the former case.
-void about(Session& session, Tcl_Obj* word,
-           std::function<void(CommandSubject const& subject, RegisterImage const* image)> const& use) {
-  const std::string name = tcl::text_of(word);
-  const auto place = session.cores.find(name);
-  if (place == session.cores.end()) return use(CommandSubject(kdi::cores::described_core(name)), nullptr);
-  const auto open = place->second;
-  open->core.look([&](std::vector<Configuration*> const& all) {
-    const CommandSubject subject(all.front()->instance().shared_core());
-    const RegisterImage image(*subject.map, all.front()->instance());
-    use(subject, &image);
-  });
-}
-
+// A customisation that is open, or a core by its name.
 CommandSubject subject_of(Session& session, Words words, std::size_t at) {
+  if (words.size() <= at) return {};
+  const std::string name = tcl::text_of(words[at]);
+  const auto place = session.cores.find(name);
+  if (place == session.cores.end()) return CommandSubject(kdi::cores::described_core(name));
   CommandSubject found;
-  if (words.size() > at)
-    about(session, words[at], [&](CommandSubject const& subject, RegisterImage const*) { found = subject; });
+  const auto open = place->second;
+  open->core.look(
+      [&](std::vector<Configuration*> const& all) { found = CommandSubject(all.front()->instance().shared_core()); });
   return found;
 }
 
@@ -102,25 +95,47 @@ std::string export_registers(Session& session, Words words) {
 // --- files of an open core
 
 struct Output {
-  std::shared_ptr<RegisterMap const> map;
-  std::vector<RegisterCommand> commands;
+  cdo::Commands commands;
+  std::vector<std::string> remarks;
 };
 
-// What brings a device to the configuration: what is to stand in the named files, or all of it.
-Output commands_of(Configuration const& configuration, std::vector<std::string> const& names) {
-  Output output{RegisterMap::of(configuration.instance().shared_core()), {}};
-  const RegisterImage image(*output.map, configuration.instance());
-  const auto files = outputs_by_file(configuration.core(), *output.map, false);
-  std::vector<std::string> known, order;
-  for (auto const& [file, outputs] : files) known.push_back(file);
+// What is to stand in the named files of a core, or all of it.
+void add_commands(host::NamedCore const& core, std::vector<std::string> const& names, Output& output) {
+  const RegisterImage image(*core.map, core.configuration->instance());
+  std::vector<std::string> order;
+  for (auto const& [file, outputs] : outputs_by_file(core.configuration->core(), *core.map, false))
+    if (names.empty() || std::find(names.begin(), names.end(), file) != names.end())
+      order.insert(order.end(), outputs.begin(), outputs.end());
+  const std::vector<RegisterCommand> commands = image.commands(order);
+  if (commands.empty()) return;
+  // Of several cores each has a section of its own: those of other regions have the same addresses.
+  if (!core.name.empty()) {
+    output.commands.push_back(cdo::Section{core.name});
+    output.remarks.emplace_back();
+  }
+  for (RegisterCommand const& command : commands) {
+    output.commands.push_back(command.command);
+    output.remarks.push_back(words_of(*core.map, command));
+  }
+}
+
+void require_known(std::vector<host::NamedCore> const& cores, std::vector<std::string> const& names) {
+  std::vector<std::string> known;
+  for (host::NamedCore const& core : cores)
+    for (auto const& [file, outputs] : outputs_by_file(core.configuration->core(), *core.map, false))
+      if (std::find(known.begin(), known.end(), file) == known.end()) known.push_back(file);
   for (std::string const& name : names)
     if (std::find(known.begin(), known.end(), name) == known.end())
       throw std::invalid_argument("no output " + kdi::text::shown(name) + "; there are " +
                                   kdi::text::joined(known, ", "));
-  for (auto const& [file, outputs] : files)
-    if (names.empty() || std::find(names.begin(), names.end(), file) != names.end())
-      order.insert(order.end(), outputs.begin(), outputs.end());
-  output.commands = image.commands(order);
+}
+
+// What brings a device to the configuration, of a wizard that of all its cores.
+Output commands_of(std::vector<Configuration*> const& all, std::vector<std::string> const& names) {
+  const std::vector<host::NamedCore> cores = host::named_cores(all);
+  require_known(cores, names);
+  Output output;
+  for (host::NamedCore const& core : cores) add_commands(core, names, output);
   return output;
 }
 
@@ -138,9 +153,9 @@ void write(Session& session, Words words) {
   for (Tcl_Obj* const word : words.subspan(3)) names.push_back(tcl::text_of(word));
   std::string content;
   open->core.look([&](std::vector<Configuration*> const& all) {
-    const Output output = commands_of(*all.front(), names);
-    content = content_of(tcl::text_view(words[1]), all.front()->core().name(), plain(output.commands),
-                         [&](std::size_t i) { return words_of(*output.map, output.commands[i]); });
+    const Output output = commands_of(all, names);
+    content = content_of(tcl::text_view(words[1]), all.front()->core().name(), output.commands,
+                         [&](std::size_t i) { return output.remarks[i]; });
   });
   kdi::write_file(tcl::required_native_path(words[2]), content);
 }
@@ -169,10 +184,11 @@ Tcl_Obj* compare(Session& session, Words words) {
 
 Tcl_Obj* check(Session& session, Words words) {
   const cdo::Commands commands = read_commands(words[1]);
+  const auto place = session.cores.find(tcl::text_of(words[0]));
+  if (place == session.cores.end()) return object_of(check_commands(subject_of(session, words, 0), commands));
   Record faults;
-  about(session, words[0], [&](CommandSubject const& subject, RegisterImage const* image) {
-    faults = check_commands(subject, commands, image);
-  });
+  const auto open = place->second;
+  open->core.look([&](std::vector<Configuration*> const& all) { faults = host::check(all, commands); });
   return object_of(faults);
 }
 

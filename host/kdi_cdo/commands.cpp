@@ -5,6 +5,7 @@
 
 #include "host/kdi_cdo/configured.h"
 #include "host/kdi_cdo/inputs.h"
+#include "host/named_cores.h"
 #include "kdi/cdo/Cdo.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
@@ -51,16 +52,15 @@ std::string content_of(std::string const& form, std::string const& function, Reg
   return form == "text" ? cdo::to_text(plain(commands), remark) : cdo::to_binary(plain(commands));
 }
 
-// Of a core with sub-cores their files are told apart by the cores' names.
-void add_files(std::string const& form, std::string const& suffix, Configuration const& configuration,
-               std::string const& prefix, std::vector<OutputFile>& files) {
-  const auto map = RegisterMap::of(configuration.instance().shared_core());
-  if (map->registers().empty()) return;
-  std::string const& core = configuration.core().name();
-  const RegisterImage image(*map, configuration.instance());
-  if (form == "c") files.push_back({core + "_mask_definitions.h", mask_definitions(*map, core)});
-  for (auto const& [name, outputs] : outputs_by_file(configuration.core(), *map, false))
-    files.push_back({prefix + name + suffix, content_of(form, core + "_" + name, *map, image.commands(outputs))});
+// Of a core with sub-cores their files are told apart by the sub-cores' names.
+void add_files(std::string const& form, std::string const& suffix, host::NamedCore const& one,
+               std::vector<OutputFile>& files) {
+  const std::string core = one.name.empty() ? one.configuration->core().name() : one.name;
+  const std::string prefix = one.name.empty() ? "" : one.name + "_";
+  const RegisterImage image(*one.map, one.configuration->instance());
+  if (form == "c") files.push_back({core + "_mask_definitions.h", mask_definitions(*one.map, core)});
+  for (auto const& [name, outputs] : outputs_by_file(one.configuration->core(), *one.map, false))
+    files.push_back({prefix + name + suffix, content_of(form, core + "_" + name, *one.map, image.commands(outputs))});
 }
 
 Status generate(Words const& words) {
@@ -74,8 +74,7 @@ Status generate(Words const& words) {
   std::vector<OutputFile> files;
   const Wanted wanted{words.option("--core"), words.option("--version"), words.option("--part")};
   configured(words.files[0], wanted, tell, [&](std::vector<Configuration*> const& all) {
-    for (Configuration const* const one : all)
-      add_files(form, suffix, *one, all.size() == 1 ? "" : one->core().name() + "_", files);
+    for (host::NamedCore const& one : host::named_cores(all)) add_files(form, suffix, one, files);
   });
   if (files.empty()) throw InputError("the core has no registers");
   std::error_code error;
@@ -134,6 +133,9 @@ std::string differences_text(Record const& differences) {
                                               : "~ " + first + " " + second;
     text += sign + ": " + text_at(one, "line") + "\n";
   }
+  for (Record const& one : differences.find("faults")->items())
+    text += "only the " + text_at(one, "list") + ", " + text_at(one, "command") + ": " + text_at(one, "line") + ": " +
+            text_at(one, "fault") + "\n";
   return text;
 }
 
@@ -163,11 +165,8 @@ Status check(Words const& words) {
     const std::size_t colon = core.find(':');
     const Wanted wanted{core.substr(0, colon), colon == std::string::npos ? "" : core.substr(colon + 1),
                         words.option("--part")};
-    configured(words.option("--configuration"), wanted, tell, [&](std::vector<Configuration*> const& all) {
-      const CommandSubject subject(all.front()->instance().shared_core());
-      const RegisterImage image(*subject.map, all.front()->instance());
-      faults = check_commands(subject, commands, &image);
-    });
+    configured(words.option("--configuration"), wanted, tell,
+               [&](std::vector<Configuration*> const& all) { faults = host::check(all, commands); });
   } else if (words.has(kCore.name)) {
     faults = check_commands(subject_of(words), commands);
   }
@@ -234,7 +233,9 @@ std::vector<CommandRow> const& commands() {
        "numbers, "
        "counted from 0: behind - those of FIRST alone, behind + those of SECOND alone, and behind ~ those that both "
        "have in "
-       "another order. Values that are known in part have a mask behind them. Exit status 1 if anything differs.",
+       "another order. Values that are known in part have a mask behind them. With a core, what check tells of one of "
+       "them alone comes last: polls that never come true, writes that are ignored or that a PLL does not bear. Exit "
+       "status 1 if anything differs.",
        "kdi_cdo compare old.cdo pmc_cdo.bin --core pspmc",
        compare},
       {"check",

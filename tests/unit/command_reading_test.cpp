@@ -148,6 +148,63 @@ TEST(CommandReading, ComparesAsCarryingOutDoes) {
   }
 }
 
+TEST(CommandReading, ComparesCommandsOfEachKind) {
+  const Made made;
+  const Commands first{Section{"a"}, MaskedWrite{0x104, 3, 1}, Poll{0x10C, 1, 0, 100}, Delay{3},
+                       BlockWrite{0x104, {1, 0}}};
+  const Commands second{Section{"b"}, MaskedWrite{0x104, 2, 0}, Poll{0x10C, 1, 0, 200}, Delay{4},
+                        BlockWrite{0x104, {1, 1}}};
+  for (std::size_t i = 0; i < first.size(); ++i) {
+    Commands other = first;
+    other[i] = second[i];
+    const Record record = compare_commands({}, first, other);
+    EXPECT_EQ(texts(*record.find("commands"), "line"), (Texts{line_of(first[i]), line_of(second[i])}));
+    EXPECT_TRUE(record.find("faults")->items().empty()) << "which are those of a core's registers";
+  }
+}
+
+TEST(CommandReading, ComparesWhatHardwareWouldNotDo) {
+  const Made made;
+  Commands locked = starting(), early = starting();
+  locked.erase(locked.begin() + 1);
+  std::swap(early[5], early[6]);  // polls before the PLL is let go
+  const auto told = [&](Commands const& first, Commands const& second) {
+    Texts all;
+    const Record record = compare_commands(made.subject, first, second);
+    for (Record const& fault : record.find("faults")->items())
+      all.push_back(fault.find("list")->text() + " " + fault.find("command")->text() + ": " +
+                    fault.find("fault")->text());
+    return all;
+  };
+  EXPECT_EQ(told(starting(), starting()), Texts{});
+  EXPECT_EQ(told(locked, locked), Texts{}) << "both";
+  EXPECT_EQ(told(starting(), early), Texts{"second 5: U.STATUS never came to be 00000001"});
+  EXPECT_EQ(told(locked, starting()).front(), "first 1: U.CONTROL ignores it: its block is locked");
+  EXPECT_EQ(told({Write{0x100, 7}, Write{0x10C, 1}}, {Write{0x100, 7}, Write{0x10C, 1}, Write{0x10C, 1}}),
+            Texts{"second 2: U.STATUS ignores it: it is a status"})
+      << "as often as one has it more";
+}
+
+TEST(CommandReading, OfSeveralCoresEachHasItsOwn) {
+  const Made made, other;
+  const std::vector<CommandsOf> two{{made.subject, nullptr, "one"}, {other.subject, nullptr, "two"}};
+  Commands both{Section{"one"}};
+  const Commands each = starting();
+  both.insert(both.end(), each.begin(), each.end());
+  both.insert(both.end(), {Section{"two"}, Write{0x100, 7}, Write{0x114, 3}});
+  both.insert(both.end(), each.begin(), each.end());
+  EXPECT_EQ(texts(check_commands(two, both), "fault"), Texts{}) << "equal addresses in different sections";
+  EXPECT_EQ(texts(check_commands(made.subject, both), "fault"), Texts{"U.DIVIDER changes while its PLL runs"});
+  EXPECT_EQ(texts(check_commands(two, {Write{0x300, 1}}), "fault"), Texts{"no register at 0x00000300"});
+  const Instance instance(made.subject.core);
+  const RegisterImage image(*made.subject.map, instance);
+  const std::vector<CommandsOf> configured{{made.subject, nullptr, "one"}, {other.subject, &image, "two"}};
+  both[both.size() - 7] = MaskedWrite{0x104, 0xF1, 0x41};
+  EXPECT_EQ(texts(check_commands(configured, both), "fault"),
+            Texts{"U.CONTROL.RATE is left at 4, and the configuration has 3"});
+  EXPECT_TRUE(check_commands(std::vector<CommandsOf>(), both).items().empty());
+}
+
 TEST(CommandReading, LongListsAreComparedSoon) {
   Commands first, second;
   for (std::uint32_t i = 0; i < (test_support::kSanitized ? 20'000U : 200'000U); ++i) {

@@ -1,6 +1,7 @@
 // Whether hardware would do what commands say.
 #include <set>
 #include <string>
+#include <vector>
 
 #include "kdi/cdo/Cdo.h"
 #include "kdi/cores/CommandReading.h"
@@ -10,78 +11,54 @@
 namespace kdi::cores {
 namespace {
 
+struct Place {  // of a command in its list
+  std::size_t at;
+  cdo::Command const& command;
+};
+
+// Of one core: its registers, and what commands do to them.
 class Checker {
  public:
-  Checker(CommandSubject const& subject, cdo::Commands const& commands)
-      : map_(*subject.map), commands_(commands), memory_(map_) {}
+  Checker(CommandsOf const& core, Record& faults)
+      : core_(core), map_(*core.subject.map), memory_(map_), faults_(faults) {}
 
-  Record faults(RegisterImage const* image) {
-    bool goes_on = true;
-    for (at_ = 0; at_ < commands_.size() && goes_on; ++at_) goes_on = carry_out(commands_[at_]);
-    if (goes_on && image != nullptr) compare(*image);
-    return std::move(faults_);
-  }
+  bool has(Touched const& touched) const { return map_.find(touched.address).has_value(); }
+  std::string const& section() const { return core_.section; }
 
- private:
-  void tell(std::string const& fault) {
+  void tell(Place const& place, std::string const& fault) {
     faults_.add(Record::dictionary()
-                    .set("command", std::to_string(at_))
-                    .set("line", cdo::line_of(commands_[at_]))
+                    .set("command", std::to_string(place.at))
+                    .set("line", cdo::line_of(place.command))
                     .set("fault", fault));
   }
 
   // Whether what follows may be done.
-  bool carry_out(cdo::Command const& command) {
-    auto const* const poll = std::get_if<cdo::Poll>(&command);
-    for (Touched const& touched : touched_by(command)) {
-      const auto number = map_.find(touched.address);
-      if (!number) {
-        tell("no register at " + hex_word(touched.address));
-        if (poll != nullptr) return false;
-        continue;
-      }
-      Register const& reg = map_.registers()[*number];
-      // A whole word is written with zeros where there are no fields.
-      const std::uint32_t said = touched.mask == ~0U ? touched.value : touched.mask;
-      if (const std::uint32_t stray = said & ~described_bits(reg); stray != 0)
-        tell("no field of " + map_.name(*number) + " has the bits " + hex_word(stray));
-      if (poll == nullptr)
-        write(*number, touched);
-      else if (!comes_true(*poll))
-        return false;
+  bool carry_out(Place const& place, Touched const& touched) {
+    auto const* const poll = std::get_if<cdo::Poll>(&place.command);
+    const auto number = map_.find(touched.address);
+    if (!number) {
+      tell(place, "no register at " + hex_word(touched.address));
+      return poll == nullptr;
     }
+    Register const& reg = map_.registers()[*number];
+    // A whole word is written with zeros where there are no fields.
+    const std::uint32_t said = touched.mask == ~0U ? touched.value : touched.mask;
+    if (const std::uint32_t stray = said & ~described_bits(reg); stray != 0)
+      tell(place, "no field of " + map_.name(*number) + " has the bits " + hex_word(stray));
+    if (poll != nullptr) return comes_true(place, *poll);
+    write(place, *number, touched);
     return true;
   }
 
-  void write(std::uint32_t number, Touched const& touched) {
-    const bool is_locked = memory_.is_locked(number);
-    written_.insert(number);
-    try {
-      if (memory_.masked_write(touched.address, touched.mask, touched.value)) return;
-    } catch (RegisterFault const& fault) {
-      return tell(fault.what());
-    }
-    tell(map_.name(number) + (is_locked ? " ignores it: its block is locked" : " ignores it: it is a status"));
-  }
-
-  bool comes_true(cdo::Poll const& poll) {
-    try {
-      memory_.poll(poll.address, poll.mask, poll.value, poll.timeout_us);
-      return true;
-    } catch (RegisterFault const& fault) {
-      tell(fault.what());
-      return false;
-    }
-  }
-
   // Fields that steps alone set are as the steps left them.
-  void compare(RegisterImage const& image) {
+  void compare_with_configuration() {
+    if (core_.image == nullptr) return;
     for (const std::uint32_t number : written_) {
       Register const& reg = map_.registers()[number];
       for (std::uint32_t f = 0; f < reg.fields.size(); ++f) {
         RegisterField const& field = reg.fields[f];
         if (!field.value && !field.pad) continue;
-        const std::uint32_t held = value_of(field, memory_.words()[number]), meant = image.field(number, f);
+        const std::uint32_t held = value_of(field, memory_.words()[number]), meant = core_.image->field(number, f);
         if (held != meant)
           faults_.add(Record::dictionary()
                           .set("command", "")
@@ -92,18 +69,66 @@ class Checker {
     }
   }
 
+ private:
+  void write(Place const& place, std::uint32_t number, Touched const& touched) {
+    const bool is_locked = memory_.is_locked(number);
+    written_.insert(number);
+    try {
+      if (memory_.masked_write(touched.address, touched.mask, touched.value)) return;
+    } catch (RegisterFault const& fault) {
+      return tell(place, fault.what());
+    }
+    tell(place, map_.name(number) + (is_locked ? " ignores it: its block is locked" : " ignores it: it is a status"));
+  }
+
+  bool comes_true(Place const& place, cdo::Poll const& poll) {
+    try {
+      memory_.poll(poll.address, poll.mask, poll.value, poll.timeout_us);
+      return true;
+    } catch (RegisterFault const& fault) {
+      tell(place, fault.what());
+      return false;
+    }
+  }
+
+  CommandsOf const& core_;
   RegisterMap const& map_;
-  cdo::Commands const& commands_;
   RegisterMemory memory_;
-  std::size_t at_ = 0;
   std::set<std::uint32_t> written_;
-  Record faults_ = Record::list();
+  Record& faults_;
 };
+
+// Whose business what a command touches is: of the section that it stands in, or else of who has the register.
+Checker& responsible(std::vector<Checker>& checkers, std::string const& section, Touched const& touched) {
+  for (Checker& one : checkers)
+    if (!section.empty() && one.section() == section) return one;
+  for (Checker& one : checkers)
+    if (one.has(touched)) return one;
+  return checkers.front();  // which tells that there is none
+}
 
 }  // namespace
 
+Record check_commands(std::vector<CommandsOf> const& cores, cdo::Commands const& commands) {
+  Record faults = Record::list();
+  std::vector<Checker> checkers;
+  for (CommandsOf const& core : cores)
+    if (core.subject.map != nullptr) checkers.emplace_back(core, faults);
+  if (checkers.empty()) return faults;
+  std::string section;
+  for (std::size_t at = 0; at < commands.size(); ++at) {
+    if (auto const* const begun = std::get_if<cdo::Section>(&commands[at]))
+      for (CommandsOf const& core : cores)
+        if (core.section == begun->name) section = begun->name;
+    for (Touched const& touched : touched_by(commands[at]))
+      if (!responsible(checkers, section, touched).carry_out({at, commands[at]}, touched)) return faults;
+  }
+  for (Checker& one : checkers) one.compare_with_configuration();
+  return faults;
+}
+
 Record check_commands(CommandSubject const& subject, cdo::Commands const& commands, RegisterImage const* image) {
-  return Checker(subject, commands).faults(image);
+  return check_commands({{subject, image, {}}}, commands);
 }
 
 }  // namespace kdi::cores

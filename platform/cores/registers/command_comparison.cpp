@@ -135,6 +135,26 @@ Record command_differences(cdo::Commands const& first, cdo::Commands const& seco
   return all;
 }
 
+// What hardware would not do of one list alone, each fault as often as it has it more.
+Record fault_differences(CommandSubject const& subject, cdo::Commands const& first, cdo::Commands const& second) {
+  Record all = Record::list();
+  if (subject.map == nullptr) return all;
+  const Record ours = check_commands(subject, first), theirs = check_commands(subject, second);
+  const auto key = [](Record const& fault) { return fault.find("line")->text() + "\n" + fault.find("fault")->text(); };
+  const auto add_more = [&](char const* list, Record const& of, Record const& than) {
+    std::map<std::string, int> left;
+    for (Record const& fault : than.items()) ++left[key(fault)];
+    for (Record const& fault : of.items()) {
+      if (left[key(fault)]-- > 0) continue;
+      Record copy = fault;
+      all.add(std::move(copy.set("list", list)));
+    }
+  };
+  add_more("first", ours, theirs);
+  add_more("second", theirs, ours);
+  return all;
+}
+
 }  // namespace
 
 Record compare_commands(CommandSubject const& subject, cdo::Commands const& first, cdo::Commands const& second) {
@@ -149,6 +169,7 @@ Record compare_commands(CommandSubject const& subject, cdo::Commands const& firs
   }
   Record record = Record::dictionary();
   record.set("registers", std::move(registers)).set("commands", command_differences(first, second));
+  record.set("faults", fault_differences(subject, first, second));
   return record;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "kdi/cdo/Commands.h"
 #include "kdi/common/KdiDoor.h"
@@ -31,7 +32,8 @@ KDI_DOOR Record command_records(CommandSubject const& subject, cdo::Commands con
 /// reads it back. Throws cdo::CdoError if it would be larger than a text may be.
 KDI_DOOR std::string disassembled(CommandSubject const& subject, cdo::Commands const& commands);
 
-/// What differs: `registers` that are left otherwise, and `commands` that only one has, or has elsewhere.
+/// What differs: `registers` that are left otherwise, by what is written; `commands` that only one has, or has
+/// elsewhere; and, of a core, `faults` of check_commands that only one of the lists has, with `list` first or second.
 KDI_DOOR Record compare_commands(CommandSubject const& subject, cdo::Commands const& first,
                                  cdo::Commands const& second);
 
@@ -40,6 +42,16 @@ KDI_DOOR Record compare_commands(CommandSubject const& subject, cdo::Commands co
 /// without a command. What follows a poll that never comes true is not looked at.
 KDI_DOOR Record check_commands(CommandSubject const& subject, cdo::Commands const& commands,
                                RegisterImage const* image = nullptr);
+
+/// One of several cores whose commands stand in one list, as those of a wizard's sub-cores.
+struct CommandsOf {
+  CommandSubject subject;
+  RegisterImage const* image = nullptr;  ///< may be null
+  std::string section;                   ///< that its commands stand in; may be empty
+};
+/// The same of several cores: a command is the business of the core whose section it stands in, or else of the first
+/// one that has its register.
+KDI_DOOR Record check_commands(std::vector<CommandsOf> const& cores, cdo::Commands const& commands);
 
 /// The registers of a core, each as a record. `image` may be null: what a configuration has there is left out then.
 KDI_DOOR Record register_records(CommandSubject const& subject, RegisterImage const* image);
