@@ -1,7 +1,10 @@
 #include "kdi/ippcw/HICInst.h"
 
+#include <cstdint>
 #include <exception>
+#include <filesystem>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "kdi/common/ComMsgMgr.h"
@@ -22,6 +25,14 @@ struct HICInst::State {
   mutable std::mutex mutex;
   std::string sub_core;
   std::string monitor_file;  // where its data stand beside the last output; empty before there is one
+
+  struct Written {
+    std::filesystem::path folder;
+    std::string name;
+    std::uint64_t changes;
+    friend bool operator==(Written const&, Written const&) = default;
+  };
+  std::optional<Written> written;  // the last output, until somebody asks for it
 };
 
 namespace {
@@ -147,9 +158,24 @@ void HICInst::GetExportedData(std::string const& name, std::string& text) {
 void HICInst::write_files(std::string const& path, std::string const& stem) {
   if (!state_->core) return;
   std::string const& name = stem.empty() ? state_->core->instance_name() : stem;
+  const std::uint64_t changes = state_->core->changes();  // from here on: others may be at work
   state_->core->write_joint_files(path, name);
   const std::lock_guard lock(state_->mutex);
+  state_->written = {std::filesystem::path(path).lexically_normal(), name, changes};
   state_->monitor_file = path + "/" + name + "_sysmon_data.json";
+}
+
+// A definition and the files beside it are asked for one after the other, and need the same files.
+void HICInst::write_files_unless_just_written(std::string const& path, std::string const& stem) {
+  if (!state_->core) return;
+  std::string const& name = stem.empty() ? state_->core->instance_name() : stem;
+  const State::Written wanted{std::filesystem::path(path).lexically_normal(), name, state_->core->changes()};
+  std::optional<State::Written> written;
+  {
+    const std::lock_guard lock(state_->mutex);
+    written = std::exchange(state_->written, std::nullopt);
+  }
+  if (written != wanted) write_files(path, stem);
 }
 
 std::string HICInst::write_handoff(std::string const& path, std::string const& stem) {

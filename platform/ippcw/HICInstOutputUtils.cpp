@@ -89,6 +89,21 @@ Place place_of(std::map<std::string, Value> const& listed) {
   return {};
 }
 
+// Which dies files of commands are for, as attributes: that of the controller, which a file of its own names unless it
+// is the first, and of the network's clock all.
+AttrMap dies_of(ParamMap const& listed, int dies) {
+  constexpr std::string_view kOther = "_pmc_data_slr_", kCommands = ".cdo", kNetwork = "_noc_clock.cdo";
+  std::string own = "0", all = "0";
+  for (int die = 1; die < dies; ++die) all += "," + std::to_string(die);
+  for (auto const& [path, kind] : listed)
+    if (const std::size_t at = path.rfind(kOther); at != std::string::npos && path.ends_with(kCommands))
+      own = path.substr(at + kOther.size(), path.size() - at - kOther.size() - kCommands.size());
+  AttrMap attributes;
+  for (auto const& [path, kind] : listed)
+    if (path.ends_with(kCommands)) attributes[path]["slrId"] = path.ends_with(kNetwork) ? all : own;
+  return attributes;
+}
+
 }  // namespace
 
 void HICInstOutputUtils::generatePSXLStateJson(std::string& path, ParamMap& values) {
@@ -129,10 +144,11 @@ void HICInstOutputUtils::generateHDFForPSXL(std::string& path, std::string const
   if (!handoff.empty()) files.emplace_back(handoff, HHDFHwDefFileTypes::HWH_HANDOFF);
   for (auto const& [file, kind] : fileAttributes)
     files.emplace_back(file, static_cast<Kind>(kdi::number::whole<int>(kind).value_or(HHDFHwDefFileTypes::CDO)));
-  HHDFHwDefUtils::writeHDF(path, std::move(files), true, {}, attributes);
+  HHDFHwDefUtils::writeHDF(path, std::move(files), true,
+                           dies_of(fileAttributes, inst == nullptr ? 1 : inst->getSlrCount()), attributes);
 }
 
 void HICInstOutputUtils::generateCDO(ParamMap&, std::string& outputPath, std::string&, std::string,
                                      AttrMap fileAttributes, ParamMap&, std::shared_ptr<HICInst> inst) {
-  if (inst != nullptr) inst->write_files(outputPath, place_of(fileAttributes).stem);
+  if (inst != nullptr) inst->write_files_unless_just_written(outputPath, place_of(fileAttributes).stem);
 }

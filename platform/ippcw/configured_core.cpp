@@ -94,6 +94,7 @@ struct ConfiguredCore::Whole {
   Configuration configuration;
   std::vector<Configuration*> configurations;    // its own, and those of sub-cores behind it
   std::unique_ptr<kdi::cores::History> history;  // none until it is asked for
+  std::uint64_t changes = 0;                     // how often somebody could change it
 };
 
 ConfiguredCore::ConfiguredCore(std::shared_ptr<Core const> core, kdi::device::Part const* part,
@@ -129,6 +130,7 @@ std::vector<kdi::cores::SubCore> ConfiguredCore::sub_cores() const {
 void ConfiguredCore::use(std::function<void(ConfiguredAccess const&)> const& use) {
   const std::lock_guard lock(mutex_);
   if (whole_->history == nullptr) whole_->begin_history();
+  ++whole_->changes;
   use({configuration_, whole_->configuration, *whole_->history, whole_->configurations, sysmon_data_file_});
 }
 
@@ -157,12 +159,14 @@ std::vector<std::pair<Configuration::Place, std::string>> ConfiguredCore::known(
 void ConfiguredCore::start(ParamMap const& params) {
   const std::lock_guard lock(mutex_);
   ParamMap unknown;  // told by the change that follows, if it gives them again
+  ++whole_->changes;
   configuration_.take_all_back(Strength::values);
   whole_->configuration.set(known({params.begin(), params.end()}, unknown), kdi::cores::Origin::user, Strength::values);
 }
 
 void ConfiguredCore::apply(ParamMap const& params, RawResult& result, ParamMap& messages, int strength) {
   const std::lock_guard lock(mutex_);
+  ++whole_->changes;
   whole_->configuration.set(known({params.begin(), params.end()}, messages), kdi::cores::Origin::user,
                             strength_of(strength));
   report(messages);
@@ -173,6 +177,7 @@ void ConfiguredCore::apply_named(kdi::cores::Origin from, std::string const& nam
                                  RawResult& result, ParamMap& messages) {
   const bool is_preset = from == kdi::cores::Origin::preset;
   const std::lock_guard lock(mutex_);
+  ++whole_->changes;
   if (!(is_preset ? configuration_.set_preset(name) : configuration_.set_board(name))) {
     StrVec known_names;
     for (kdi::cores::Preset const& one : is_preset ? core_->presets().presets : core_->presets().boards)
@@ -189,6 +194,7 @@ void ConfiguredCore::apply_named(kdi::cores::Origin from, std::string const& nam
 
 void ConfiguredCore::change(StrPairs const& pairs, StrVec& modified, ParamMap& messages) {
   const std::lock_guard lock(mutex_);
+  ++whole_->changes;
   for (std::string& name : whole_->configuration.set(known(pairs, messages)))
     if (std::find(modified.begin(), modified.end(), name) == modified.end()) modified.push_back(std::move(name));
   report(messages);
@@ -419,6 +425,11 @@ std::string ConfiguredCore::sysmon_data_file() const {
   return sysmon_data_file_;
 }
 
+std::uint64_t ConfiguredCore::changes() const {
+  const std::lock_guard lock(mutex_);
+  return whole_->changes;
+}
+
 int ConfiguredCore::slr_count() const { return part_ == nullptr ? 1 : static_cast<int>(part_->device->slrs.size()); }
 
 // ------------------------------------------------------------------------------------------------- what is left behind
@@ -456,6 +467,7 @@ void ConfiguredCore::export_text(ParamMap const& params, std::string const& name
   try {
     const std::lock_guard lock(mutex_);
     ParamMap unknown;  // told by those that apply them
+    if (!params.empty()) ++whole_->changes;
     if (!params.empty()) configuration_.set(known({params.begin(), params.end()}, unknown));
     std::vector<std::string> texts;
     for (OutputCore const& core : output_cores(instance_name_)) texts.push_back(text_named(name, core));
@@ -474,6 +486,7 @@ std::vector<OutputFile> ConfiguredCore::files_for(ParamMap const& params, std::s
   const OutputNames names = names_of(*core_);
   const std::lock_guard lock(mutex_);
   ParamMap unknown;
+  if (!params.empty()) ++whole_->changes;
   if (!params.empty()) configuration_.set(known({params.begin(), params.end()}, unknown));
   std::vector<OutputFile> all;
   const std::vector<OutputCore> cores = output_cores(stem);
@@ -519,8 +532,12 @@ void ConfiguredCore::emit(CdoBuffer& buffer) {
     {
       const std::lock_guard lock(mutex_);
       kdi::cdo::Commands commands;
-      for (OutputCore const& core : output_cores(instance_name_))
+      for (OutputCore const& core : output_cores(instance_name_)) {
+        // Controllers of several regions have the same addresses, each in its own.
+        if (!sub_cores().empty())
+          commands.emplace_back(kdi::cdo::Section{"region " + std::to_string(core.region) + " " + core.instance_name});
         for (kdi::cdo::Command& command : all_commands(core)) commands.push_back(std::move(command));
+      }
       bytes = kdi::cdo::to_binary(commands);
     }
     if (!buffer.append(bytes))

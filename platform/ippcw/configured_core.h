@@ -2,6 +2,7 @@
 // tags. The classes of instances only hand over to it.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <memory>
@@ -97,6 +98,9 @@ class ConfiguredCore {
   std::string sysmon_data_file() const;
 
   int slr_count() const;
+
+  /// Goes up with whatever may change values: what was made of them is what it was while this is the same.
+  std::uint64_t changes() const;
 
   /// Hands over what is there, for questions.
   void look(std::function<void(std::shared_ptr<kdi::cores::Core const> const&, kdi::cores::Instance const&)> const&

@@ -108,6 +108,61 @@ TEST_F(Outputs, AreOneBinaryForTheBootProgram) {
                                   " bytes, and there is room for 16");
 }
 
+// Controllers of several regions have the same addresses: each has a section, and comes up in its own memory.
+TEST_F(Outputs, OfAWizardAreApartByRegion) {
+  HardIPInterface* const wizard = core("ps_wizard", "1.0", "brvn5130-b1936-2LHP-e-S");
+  CdoBuffer buffer(1024, 65536);
+  wizard->prepareCdo();
+  wizard->emitCdo(buffer);
+  std::vector<std::pair<std::string, kdi::cdo::Commands>> regions;
+  for (kdi::cdo::Command& command : kdi::cdo::from_binary(buffer.bytes(), "buffer")) {
+    auto const* const section = std::get_if<kdi::cdo::Section>(&command);
+    if (section != nullptr && section->name.starts_with("region "))
+      regions.emplace_back(section->name, kdi::cdo::Commands());
+    ASSERT_FALSE(regions.empty()) << "begins with one";
+    regions.back().second.push_back(std::move(command));
+  }
+  std::vector<std::string> names;
+  for (auto const& [name, commands] : regions) {
+    names.push_back(name);
+    kdi::cores::RegisterMemory memory(*kdi::cores::RegisterMap::of(kdi::cores::core_description("pmcps", "1.0")));
+    EXPECT_GT(commands.size(), 1U) << name;
+    EXPECT_NO_THROW(memory.run(commands)) << name;
+  }
+  EXPECT_EQ(names, (std::vector<std::string>{"region 0 i_pmcps_0", "region 1 i_pmcps_1", "region 2 i_pmcps_2"}));
+}
+
+// A definition and the files beside it are asked for one after the other.
+TEST_F(Outputs, AreFormattedOnceForADefinitionAndItsFiles) {
+  const auto inst = core("psxl", "1.0", "brvn3716-die-2LHP-e-S-es1")->getHICInst();
+  ASSERT_NE(inst, nullptr);
+  std::string path = scratch_.folder(), state, definition = scratch_.path("i.hwdef");
+  ParamMap values, attributes, none, kinds{{path + "/i_pmc_data.cdo", "7"}, {path + "/i_lpd_data.cdo", "7"}};
+  AttrMap files;
+  for (auto const& [file, kind] : kinds) files[file]["kind"] = kind;
+  const auto make_files = [&] { HICInstOutputUtils::generateCDO(values, path, state, "psxl", files, none, inst); };
+  const auto make_definition = [&] {
+    HICInstOutputUtils::generateHDFForPSXL(definition, scratch_.path("i.hwh"), attributes, kinds, inst);
+  };
+  const auto is_written = [&](auto... steps) {
+    (steps(), ...);
+    return scratch_.content("i_lpd_data.cdo") != "mine";
+  };
+  const auto touch = [&] { scratch_.file("i_lpd_data.cdo", "mine"); };
+  EXPECT_FALSE(is_written(make_definition, touch, make_files)) << "they are there already";
+  EXPECT_TRUE(is_written(touch, make_files)) << "asked for by itself";
+  EXPECT_TRUE(is_written(
+      make_definition, touch,
+      [&] {
+        StrPairs pairs{{"PSX_UART0_PERIPHERAL_ENABLE", "1"}};
+        StrVec modified;
+        ParamMap messages;
+        inst->guiSetParam(pairs, modified, messages);
+      },
+      make_files))
+      << "changed meanwhile";
+}
+
 TEST_F(Outputs, ThatTheHardwareCannotHoldAreToldAndLeaveWhatStood) {
   HardIPInterface* const ps = core("pspmc");
   std::string path = scratch_.folder(), text;

@@ -251,6 +251,12 @@ TEST_P(TaskOutputs, ArePackagedWhole) {
   EXPECT_EQ(heard.lines(), std::vector<std::string>());
   looks_whole(GetParam().files);
   EXPECT_FALSE(fs::exists("u1_sysmon_data.json")) << "the monitor's data belong to the output";
+  const std::string own = std::string_view(GetParam().region).empty() ? "0" : GetParam().region;
+  for (PackedFile const& file : kdi::hdf::read_hardware_definition(scratch_.path("out/hdl/u1.hwdef")).files) {
+    const bool is_for_dies = file.name.ends_with(".cdo"), is_for_all = file.name == "u1_noc_clock.cdo";
+    const std::string all = GetParam().part == kRegions ? "0,1,2" : "0";
+    EXPECT_EQ(file.attributes, (is_for_dies ? ParamMap{{"slrId", is_for_all ? all : own}} : ParamMap())) << file.name;
+  }
   const bool is_master = std::string_view(GetParam().region).empty() || std::string_view(GetParam().region) == "0";
   for (char const* const file : {"u1_power_data.json", "u1_io_data.json", "power_report.json", "iopad_report.json"})
     EXPECT_EQ(fs::exists(scratch_.path("out/") + file), is_master) << file;

@@ -66,6 +66,7 @@ class KDI_DOOR HICInst {
   friend class HICHipInst;
   friend struct HICInstOutputUtils;
   void write_files(std::string const& path, std::string const& stem);
+  void write_files_unless_just_written(std::string const& path, std::string const& stem);
   std::string write_handoff(std::string const& path, std::string const& stem);
   struct State;
   explicit HICInst(std::unique_ptr<State> state);
