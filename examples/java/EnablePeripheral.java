@@ -6,7 +6,7 @@ import ui.data.pspmc.pspmc;
 /**
  * Opens a processor core, enables a peripheral, and prints what moved and why; then runs into a conflict, and out of it.
  *
- * <pre>java -Diptasks.lib.dir=LIB_DIR -cp LIB_DIR/iptasks.jar EnablePeripheral.java PART</pre>
+ * <pre>java -cp iptasks.jar EnablePeripheral.java PART</pre>
  */
 public class EnablePeripheral {
   public static void main(String[] words) {
