@@ -105,10 +105,9 @@ BankFault bus_bank_fault(BusRequest const& request, BankNeeds const& needs, int 
   if (nibbles == nullptr) return {"bank-kind", name + " has no nibbles", {}};
   const std::vector<Use> uses = uses_of(request, bus);
   for (Use const& use : uses) {
-    const auto rate = use.standard->rate_mbps.find(bank.kind);
-    if (rate == use.standard->rate_mbps.end())
-      return {"bank-kind", name + " is of the kind " + bank.kind + ", which has no " + use.standard->name, {}};
-    if (rate->second < use.rate_mbps)
+    const auto rate = use.standard->rate(bank.kind, request.grade);
+    if (!rate) return {"bank-kind", name + " is of the kind " + bank.kind + ", which has no " + use.standard->name, {}};
+    if (*rate < use.rate_mbps)
       return {"bank-kind",
               use.standard->name + " is too slow for " + std::to_string(use.rate_mbps) + " Mb/s in " + name,
               {}};

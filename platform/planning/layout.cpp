@@ -66,7 +66,7 @@ Layout layout_of(device::Part const& part) {
     device::IoBank const* const bonded = part.package->bank(die->number);
     layout.banks.push_back({die->number, die->kind, die->column, die->row, die->slr, die->vcco_v, die->strobe_reach,
                             static_cast<int>(layout.lanes.size()), static_cast<int>(die->lanes.size()), die->triplet,
-                            die->master});
+                            die->master, die->strobe_ways});
     if (die->lanes.size() > static_cast<std::size_t>(kMostLanesOfBank))
       throw "bank " + std::to_string(die->number) + " has more than " + std::to_string(kMostLanesOfBank) + " lanes";
     for (std::size_t lane = 0; lane < die->lanes.size(); ++lane)

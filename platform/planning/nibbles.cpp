@@ -83,18 +83,22 @@ class Builder {
     return layout_.banks[static_cast<std::size_t>(map_.banks[index].bank)];
   }
 
-  // By threes from the lowest row of a column and die.
+  // A bank that is in no triplet is one by itself.
   void number_triplets() {
     int triplet = -1;
     for (std::size_t first = 0; first < map_.banks.size();) {
-      std::size_t end = first;
-      while (end < map_.banks.size() && end - first < static_cast<std::size_t>(kBanksOfTriplet) &&
-             placed(end).column == placed(first).column && placed(end).slr == placed(first).slr)
-        ++end;
+      std::size_t end = first + 1;
+      if (placed(first).triplet >= 0)
+        while (end < map_.banks.size() && placed(end).triplet == placed(first).triplet &&
+               placed(end).column == placed(first).column && placed(end).slr == placed(first).slr)
+          ++end;
+      std::size_t master = first;
+      for (std::size_t bank = first; bank < end; ++bank)
+        if (placed(bank).master) master = bank;
       ++triplet;
       for (std::size_t bank = first; bank < end; ++bank) {
         map_.banks[bank].triplet = triplet;
-        map_.banks[bank].master = static_cast<int>(first + (end - first) / 2);
+        map_.banks[bank].master = static_cast<int>(master);
       }
       first = end;
     }

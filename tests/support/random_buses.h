@@ -72,34 +72,20 @@ struct Question {
       pin.nibble += pad.nibble;
       if (!pad.ball.empty()) board.pins.emplace(pin.ball, pin);
     }
-    int triplet = -1, in_triplet = 0, column = -1, slr = -1;
-    std::vector<int> of_triplet;
-    const auto name_master = [&] {
-      if (!of_triplet.empty()) board.banks.at(of_triplet[of_triplet.size() / 2]).master = true;
-      of_triplet.clear();
-    };
+    int alone = 1000;
     for (planning::PlacedBank const& bank : layout.banks) {
       if (bank.ways.ways.empty()) continue;
-      if (in_triplet == 3 || bank.column != column || bank.slr != slr) {
-        name_master();
-        ++triplet;
-        in_triplet = 0;
-      }
-      ++in_triplet;
-      column = bank.column;
-      slr = bank.slr;
-      of_triplet.push_back(bank.number);
       BankFacts one;
       one.column = bank.column;
       one.slr = bank.slr;
-      one.triplet = triplet;
+      one.triplet = bank.triplet < 0 ? alone++ : bank.triplet;
+      one.master = bank.triplet < 0 || bank.master;
       for (int lane = bank.first; lane < bank.first + bank.lanes; ++lane) one.nibbles += nibbles_of(lane);
       for (auto const& [a, b] : bank.ways.ways) one.ways.insert({{a, b}, {b, a}});
       one.most_hops = bank.ways.most_hops;
       one.hop_ps = bank.ways.hop_ps;
       board.banks.emplace(bank.number, one);
     }
-    name_master();
   }
 
   void read_facts() {
@@ -127,6 +113,7 @@ struct Question {
                                standard.differential,
                                standard.controlled,
                                {standard.rate_mbps.begin(), standard.rate_mbps.end()}};
+      for (auto& [kind, rate] : facts.standards[name].rates) rate = *standard.rate(kind, request.grade);
     }
     for (planning::TakenPad const& one : request.taken)
       facts.taken.push_back({pad(one.pad).ball, one.standard, one.is_input, one.owns_lane});
@@ -181,6 +168,25 @@ struct NibbleShape {
   int columns = 1, rows = 2, lanes = 2, nibbles = 2, pairs = 2;  // of a bank, of a lane, of a nibble
   bool plain = false;                                            // without what gets in the way
 };
+
+/// By threes, or fewer at the end of a die; some banks are in none.
+inline void join_triplets(Random& random, planning::Layout& layout) {
+  int triplet = 0;
+  for (std::size_t first = 0; first < layout.banks.size();) {
+    std::size_t end = first;
+    while (end < layout.banks.size() && end - first < 3 && layout.banks[end].column == layout.banks[first].column &&
+           layout.banks[end].slr == layout.banks[first].slr && !layout.banks[end].ways.ways.empty())
+      ++end;
+    if (end == first || random.one_in(8)) {
+      ++first;
+      continue;
+    }
+    for (std::size_t bank = first; bank < end; ++bank) layout.banks[bank].triplet = triplet;
+    layout.banks[first + random.below(static_cast<unsigned>(end - first))].master = true;
+    ++triplet;
+    first = end;
+  }
+}
 
 inline planning::Layout random_nibbles(Random& random, NibbleShape const& shape) {
   planning::Layout layout;
@@ -251,6 +257,7 @@ inline planning::Layout random_nibbles(Random& random, NibbleShape const& shape)
       }
     }
   }
+  join_triplets(random, layout);
   return layout;
 }
 
@@ -351,18 +358,18 @@ inline std::unique_ptr<Question> full_question(Random& random) {
     bus.width = shape.lanes * shape.nibbles / parts * shape.pairs * (is_pair ? 1 : 2);
     if (bus.clock != planning::BusClock::none) bus.width -= is_pair ? 1 : 2;
     bus.width = std::max(1, bus.width - static_cast<int>(random.below(2)));
-    if (random.one_in(16)) bus.width += 2;
+    if (random.one_in(24)) bus.width += 2;
     question->request.buses.push_back(bus);
   }
   question->request.internal_reference = true;
-  if (random.one_in(4)) question->take(random, 80);
+  if (random.one_in(5)) question->take(random, 80);
   question->finish();
   return question;
 }
 
 /// Banks as large as those of devices.
 inline std::unique_ptr<Question> large_question(Random& random) {
-  if (random.one_in(6)) return full_question(random);
+  if (random.one_in(4)) return full_question(random);
   auto question = std::make_unique<Question>();
   NibbleShape shape;
   shape.columns = 1 + (random.one_in(4) ? 1 : 0);

@@ -73,6 +73,20 @@ class AllAssignments {
     return {static_cast<int>(banks.size()), hops, last - first + 1, clock < 0 ? 0 : std::abs(2 * clock - first - last)};
   }
 
+  // Data that may change places with those before have the later pads in the plan with the least.
+  std::size_t first_pad(std::size_t signal) const {
+    auto const& signals = question_.wanted.signals;
+    const std::size_t before = signals[signal].partner < 0 ? 1 : 2;
+    if (signals[signal].negative || signal < before || signals[signal].role != planning::BusSignal::Role::data)
+      return 0;
+    if (signals[signal - before].role != planning::BusSignal::Role::data ||
+        signals[signal - before].bus != signals[signal].bus)
+      return 0;
+    for (std::size_t i = signal - before; i < std::min(signal + before, signals.size()); ++i)
+      if (question_.facts.wishes.count(signals[i].name) != 0) return 0;
+    return static_cast<std::size_t>(pads_[signal - before]) + 1;
+  }
+
   void go(std::size_t signal) {
     if (signal == pads_.size()) {
       const auto now = value();
@@ -84,7 +98,7 @@ class AllAssignments {
       return;
     }
     std::string const& name = question_.wanted.signals[signal].name;
-    for (std::size_t pad = 0; pad < question_.layout.pads.size(); ++pad) {
+    for (std::size_t pad = first_pad(signal); pad < question_.layout.pads.size(); ++pad) {
       std::string const& ball = question_.layout.pads[pad].ball;
       if (ball.empty()) continue;
       checker_.put(name, ball);

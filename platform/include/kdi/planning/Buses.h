@@ -52,6 +52,7 @@ struct BusRequest {
   std::vector<Bus> buses;              ///< 1 to kMostBuses
   SystemClock system_clock = SystemClock::none;
   std::string system_clock_standard;
+  std::string grade;            ///< speed grade of the device; empty: the fastest
   std::vector<TakenPad> taken;  ///< `owns_lane`: the nibble is for no other interface
   std::vector<int> banks;       ///< numbers of those that may be used; none: all
   int most_banks = 0;           ///< 0: any number

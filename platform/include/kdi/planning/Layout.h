@@ -56,6 +56,7 @@ struct PlacedBank {
   int lanes = 0;
   int triplet = -1;     ///< three neighbours that are clocked together; -1: it is in none
   bool master = false;  ///< of its triplet; the two others are shadows
+  device::StrobeWays ways;  ///< from nibble to nibble
 };
 
 inline constexpr int kMostPadsOfLane = 64;

@@ -14,7 +14,7 @@ namespace kdi::planning {
 
 inline constexpr int kMostNibblesOfBank = 10;
 inline constexpr int kMostSitesOfNibble = 8;
-/// Banks of a column and a die come in so many that share a clock, which the middle one makes.
+/// The most banks that share a clock, which one of them makes.
 inline constexpr int kBanksOfTriplet = 3;
 
 struct Nibble {
@@ -37,7 +37,7 @@ struct NibbleBank {
   int hop_ps = 0;     ///< by which each hop delays
 };
 
-struct KDI_DOOR NibbleMap {
+struct NibbleMap {
   std::vector<Nibble> nibbles;     ///< bank by bank
   std::vector<NibbleBank> banks;   ///< in the order of the layout
   std::vector<int> nibble_of_pad;  ///< by rank; -1 for a pad of another bank
