@@ -86,6 +86,14 @@ struct Question {
       one.hop_ps = bank.ways.hop_ps;
       board.banks.emplace(bank.number, one);
     }
+    // Of a triplet whose master has no nibbles the first one that has makes the clock.
+    std::set<int> with_master;
+    for (auto const& [number, bank] : board.banks)
+      if (bank.master) with_master.insert(bank.triplet);
+    for (planning::PlacedBank const& bank : layout.banks) {
+      const auto one = board.banks.find(bank.number);
+      if (one != board.banks.end() && with_master.insert(one->second.triplet).second) one->second.master = true;
+    }
   }
 
   void read_facts() {

@@ -30,7 +30,9 @@ struct NibbleBank {
   int first = 0;    ///< of its nibbles
   int count = 0;    ///< of them; at most kMostNibblesOfBank
   int triplet = 0;  ///< number of the triplet in the layout, from 0
-  int master = -1;  ///< index of the triplet's master in NibbleMap::banks; may be the bank itself
+  /// Index of the triplet's master in NibbleMap::banks, perhaps the bank itself; where the master has no nibbles, of
+  /// the first bank that has.
+  int master = -1;
   /// Hops of a strobe from a nibble (first index) to another; -1: there is no way.
   std::vector<std::vector<int>> hops;
   int most_hops = 0;  ///< of a strobe
