@@ -108,6 +108,40 @@ TEST_F(Outputs, AreOneBinaryForTheBootProgram) {
                                   " bytes, and there is room for 16");
 }
 
+// What each peripheral draws is told of it alone.
+TEST_F(Outputs, TellThePowerOfEachPeripheral) {
+  const auto drawn_with = [&](ParamMap const& params) {
+    std::map<std::string, double> drawn;
+    std::string text;
+    StrVec errors;
+    core("pspmc")->generatePowerData(params, text, errors);
+    StrVec ignored;
+    HardIPManager::getInstance()->deleteInstance(context_, ignored);
+    const kdi::JsonFile file(text, "power");
+    for (const kdi::JsonValue item : file.root().member("items").items())
+      if (item.member("kind").text() == "dynamic")
+        drawn[item.member("item").text()] = item.member("milliwatts").number();
+    return drawn;
+  };
+  const auto without = drawn_with({});
+  for (auto const& [parameter, item] : {std::pair{"PS_SPI0_PERIPHERAL_ENABLE", "SPI 0"},
+                                        {"PS_CAN1_PERIPHERAL_ENABLE", "CAN 1"},
+                                        {"PS_I2C0_PERIPHERAL_ENABLE", "I2C 0"},
+                                        {"PMC_I2CPMC_PERIPHERAL_ENABLE", "PMC I2C"},
+                                        {"PS_ENET1_PERIPHERAL_ENABLE", "Ethernet 1"},
+                                        {"PS_USB0_PERIPHERAL_ENABLE", "USB 0"},
+                                        {"PS_TTC3_PERIPHERAL_ENABLE", "Timer 3"},
+                                        {"PS_LPDMA7_ENABLE", "DMA channel 7"},
+                                        {"PMC_SD1_PERIPHERAL_ENABLE", "SD 1"},
+                                        {"PMC_QSPI_PERIPHERAL_ENABLE", "Quad SPI"},
+                                        {"PMC_OSPI_PERIPHERAL_ENABLE", "Octal SPI"}}) {
+    const auto with = drawn_with({{parameter, "1"}});
+    EXPECT_FALSE(without.contains(item)) << item;
+    ASSERT_TRUE(with.contains(item)) << item;
+    EXPECT_GT(with.at(item), 0) << item;
+  }
+}
+
 // Controllers of several regions have the same addresses: each has a section, and comes up in its own memory.
 TEST_F(Outputs, OfAWizardAreApartByRegion) {
   HardIPInterface* const wizard = core("ps_wizard", "1.0", "brvn5130-b1936-2LHP-e-S");
