@@ -42,7 +42,8 @@ std::vector<double> coefficients_at_nodes(Approximation const& found, int first,
   std::vector<double> matrix(n * n), right_side(n);
   for (std::size_t row = 0; row < n; ++row) {
     const double f = found.frequencies[row];
-    for (std::size_t k = 0; k < n; ++k) matrix[row * n + k] = cos_pi(2.0 * (first + stride * static_cast<int>(k)) * f);
+    for (std::size_t k = 0; k < n; ++k) matrix[row * n + k] = 2.0 * (first + stride * static_cast<int>(k)) * f;
+    cos_pi(&matrix[row * n], n, &matrix[row * n]);
     right_side[row] = amplitude_of(found.polynomial.values[row], f);
   }
   return solve(std::move(matrix), std::move(right_side));
@@ -58,8 +59,12 @@ std::vector<double> taps_of(Interpolant const& polynomial, int half) {
   std::vector<double> taps(static_cast<std::size_t>(length));
   for (int k = 0; k <= half; ++k) {
     double sum = 0;
-    for (int j = half; j >= 1; --j)
-      sum += value[static_cast<std::size_t>(j)] * cosine[static_cast<std::size_t>(j * k % length)];
+    int at = half * k % length;  // j k, less as many lengths as are in it
+    for (int j = half; j >= 1; --j) {
+      sum += value[static_cast<std::size_t>(j)] * cosine[static_cast<std::size_t>(at)];
+      at -= k;
+      if (at < 0) at += length;
+    }
     const double tap = (value[0] + 2 * sum) / length;
     taps[static_cast<std::size_t>(half - k)] = taps[static_cast<std::size_t>(half + k)] = tap;
   }
@@ -112,8 +117,8 @@ Attempt try_equiripple(int length, std::vector<Band> const& bands) {
   const int half = (length - 1) / 2;
   Demand demand;
   for (Band const& band : bands) demand.bands.emplace_back(band.low, band.high);
-  demand.at = [&](std::size_t band, double f) {
-    return Target{cos_pi(2 * f), bands[band].desired, bands[band].weight};
+  demand.at = [&](std::size_t band, double, double cosine) {
+    return Target{cosine, bands[band].desired, bands[band].weight};
   };
   const Approximation found = remez_exchange(demand, half + 1);
   if (!came_to_rest(found)) return {std::nullopt, found.least_error};
@@ -136,9 +141,10 @@ Attempt try_halfband(int length, double edge) {
   const int count = (length + 1) / 4;
   Demand demand;
   demand.bands.emplace_back(0, edge);
-  demand.at = [](std::size_t, double f) {
+  demand.turns = 4;
+  demand.at = [](std::size_t, double f, double cosine) {
     const double factor = cos_pi(2 * f);
-    return Target{cos_pi(4 * f), 0.5 / factor, factor};
+    return Target{cosine, 0.5 / factor, factor};
   };
   const Approximation found = remez_exchange(demand, count);
   if (!came_to_rest(found)) return {std::nullopt, found.least_error};

@@ -2,10 +2,39 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <stdexcept>
-#include <tuple>
+
+#include "tools/ducddc/cos_pi.h"
+#include "tools/ducddc/registers.h"
 
 namespace fir {
+
+namespace {
+
+constexpr std::size_t kNodesTogether = 4;  // nodes that are taken at a time
+
+// Takes the column out of all rows below its own, of a matrix of `n` rows.
+IN_WIDE_REGISTERS
+void eliminate(double* matrix, double* right_side, std::size_t n, std::size_t column) {
+  double const* const pivot = matrix + column * n;
+  for (std::size_t row = column + 1; row < n; ++row) {
+    double* const own = matrix + row * n;
+    const double factor = own[column] / pivot[column];
+    std::size_t k = column;
+    for (; k + kTogether <= n; k += kTogether) {
+      Eight difference, other;
+      std::memcpy(&difference, own + k, sizeof difference);
+      std::memcpy(&other, pivot + k, sizeof other);
+      difference -= factor * other;
+      std::memcpy(own + k, &difference, sizeof difference);
+    }
+    for (; k < n; ++k) own[k] -= factor * pivot[k];
+    right_side[row] -= factor * right_side[column];
+  }
+}
+
+}  // namespace
 
 double Interpolant::operator()(double x) const {
   double above = 0, below = 0;
@@ -30,11 +59,7 @@ std::vector<double> solve(std::vector<double> matrix, std::vector<double> right_
                      matrix.begin() + static_cast<std::ptrdiff_t>((column + 1) * n),
                      matrix.begin() + static_cast<std::ptrdiff_t>(pivot * n));
     std::swap(right_side[column], right_side[pivot]);
-    for (std::size_t row = column + 1; row < n; ++row) {
-      const double factor = matrix[row * n + column] / matrix[column * n + column];
-      for (std::size_t k = column; k < n; ++k) matrix[row * n + k] -= factor * matrix[column * n + k];
-      right_side[row] -= factor * right_side[column];
-    }
+    eliminate(matrix.data(), right_side.data(), n, column);
   }
   for (std::size_t row = n; row-- > 0;) {
     for (std::size_t k = row + 1; k < n; ++k) right_side[row] -= matrix[row * n + k] * right_side[k];
@@ -65,15 +90,6 @@ struct Levelled {
   Interpolant polynomial;
 };
 
-constexpr std::size_t kTogether = 8;       // places that are taken at a time
-constexpr std::size_t kNodesTogether = 4;  // and nodes
-
-// Wider registers, where a processor has them, do the same operations on more places.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
-#define IN_WIDE_REGISTERS __attribute__((target_clones("avx2", "default")))
-#else
-#define IN_WIDE_REGISTERS
-#endif
 
 // Products of the distances from each of kTogether nodes, the first of them number `first`, to all others.
 IN_WIDE_REGISTERS
@@ -124,50 +140,72 @@ Levelled level(std::vector<Place> const& reference) {
   return result;
 }
 
-// One sum each over the nodes, for kTogether places: above / below is the polynomial's value. This loop is most of the
+// The polynomial's values at kTogether places, each a quotient of two sums over the nodes. This loop is most of the
 // designer's running time. Nodes are taken in fours, since u / a + v / b = (u b + v a) / (a b), and so on, has one
 // division for all.
 IN_WIDE_REGISTERS
-void sum_shares(std::size_t nodes, double const* node, double const* weight, double const* weighted, double const* x,
-                double* above, double* below) {
-  double up[kTogether] = {}, down[kTogether] = {};
-  for (std::size_t k = 0; k < nodes; k += kNodesTogether)
-    for (std::size_t j = 0; j < kTogether; ++j) {
-      const double a = x[j] - node[k], b = x[j] - node[k + 1], c = x[j] - node[k + 2], d = x[j] - node[k + 3];
-      const double ab = a * b, cd = c * d, reciprocal = 1 / (ab * cd);
-      up[j] += ((weighted[k] * b + weighted[k + 1] * a) * cd + (weighted[k + 2] * d + weighted[k + 3] * c) * ab) *
-               reciprocal;
-      down[j] += ((weight[k] * b + weight[k + 1] * a) * cd + (weight[k + 2] * d + weight[k + 3] * c) * ab) * reciprocal;
-    }
-  std::copy_n(up, kTogether, above);
-  std::copy_n(down, kTogether, below);
+void evaluate_fast(std::size_t nodes, double const* node, double const* weight, double const* weighted, double const* x,
+                   double* value) {
+  Eight at, up{}, down{};
+  std::memcpy(&at, x, sizeof at);
+  for (std::size_t k = 0; k < nodes; k += kNodesTogether) {
+    const Eight a = at - node[k], b = at - node[k + 1], c = at - node[k + 2], d = at - node[k + 3];
+    const Eight ab = a * b, cd = c * d, reciprocal = 1.0 / (ab * cd);
+    up += ((weighted[k] * b + weighted[k + 1] * a) * cd + (weighted[k + 2] * d + weighted[k + 3] * c) * ab) * reciprocal;
+    down += ((weight[k] * b + weight[k + 1] * a) * cd + (weight[k + 2] * d + weight[k + 3] * c) * ab) * reciprocal;
+  }
+  const Eight quotient = up / down;
+  std::memcpy(value, &quotient, sizeof quotient);
 }
 
-// Weighted errors at all places.
+// The same with a division for each node: the short cut costs digits next to the nodes.
+IN_WIDE_REGISTERS
+void evaluate_carefully(std::size_t nodes, double const* node, double const* weight, double const* values,
+                        double const* x, double* value) {
+  Eight at, up{}, down{};
+  std::memcpy(&at, x, sizeof at);
+  for (std::size_t k = 0; k < nodes; ++k) {
+    const Eight share = weight[k] / (at - node[k]);
+    up += share * values[k];
+    down += share;
+  }
+  const Eight quotient = up / down;
+  std::memcpy(value, &quotient, sizeof quotient);
+}
+
+using Evaluate = void (*)(std::size_t nodes, double const* node, double const* weight, double const* values,
+                          double const* x, double* value);
+
+// Weighted errors at all places; `values` is what `evaluate` wants for each node beside its weight.
+void set_errors_by(Evaluate evaluate, std::vector<Place>& places, Interpolant const& polynomial,
+                   std::vector<double> const& node, std::vector<double> const& weight,
+                   std::vector<double> const& values) {
+  for (std::size_t first = 0; first < places.size(); first += kTogether) {
+    const std::size_t count = std::min(kTogether, places.size() - first);
+    double x[kTogether], value[kTogether];
+    for (std::size_t j = 0; j < kTogether; ++j) x[j] = places[first + std::min(j, count - 1)].target.x;
+    evaluate(node.size(), node.data(), weight.data(), values.data(), x, value);
+    for (std::size_t j = 0; j < count; ++j) {
+      Place& place = places[first + j];
+      if (!std::isfinite(value[j])) value[j] = polynomial(place.target.x);  // the place is a node
+      place.error = place.target.weight * (place.target.desired - value[j]);
+    }
+  }
+}
+
 void set_errors(std::vector<Place>& places, Interpolant const& polynomial) {
-  std::vector<double> node = polynomial.nodes, weight = polynomial.weights, weighted;
-  for (std::size_t k = 0; k < node.size(); ++k) weighted.push_back(weight[k] * polynomial.values[k]);
+  std::vector<double> node = polynomial.nodes, weight = polynomial.weights, weighted(node.size());
+  for (std::size_t k = 0; k < node.size(); ++k) weighted[k] = weight[k] * polynomial.values[k];
   while (node.size() % kNodesTogether != 0) {  // a partner that adds nothing, away from all places
     node.push_back(4);
     weight.push_back(0);
     weighted.push_back(0);
   }
-  for (std::size_t first = 0; first < places.size(); first += kTogether) {
-    double x[kTogether], above[kTogether], below[kTogether];
-    for (std::size_t j = 0; j < kTogether; ++j) x[j] = places[std::min(first + j, places.size() - 1)].target.x;
-    sum_shares(node.size(), node.data(), weight.data(), weighted.data(), x, above, below);
-    for (std::size_t j = 0; j < std::min(kTogether, places.size() - first); ++j) {
-      Place& place = places[first + j];
-      double value = above[j] / below[j];
-      if (!std::isfinite(value)) value = polynomial(place.target.x);  // the place is a node
-      place.error = place.target.weight * (place.target.desired - value);
-    }
-  }
+  set_errors_by(evaluate_fast, places, polynomial, node, weight, weighted);
 }
 
-// The same without the short cut, which costs digits next to the nodes.
 void set_errors_carefully(std::vector<Place>& places, Interpolant const& polynomial) {
-  for (Place& place : places) place.error = place.target.weight * (place.target.desired - polynomial(place.target.x));
+  set_errors_by(evaluate_carefully, places, polynomial, polynomial.nodes, polynomial.weights, polynomial.values);
 }
 
 // How to climb to a large order.
@@ -188,8 +226,13 @@ class RemezExchange {
       const double share = (high - low) / width;
       const auto points =
           std::max<std::size_t>(4, static_cast<std::size_t>(std::ceil(share * kPointsPerCoefficient * count))) + 1;
+      std::vector<double> frequencies(points), cosines(points);
+      for (std::size_t i = 0; i < points; ++i) frequencies[i] = low + (high - low) * along(i, points);
+      for (std::size_t i = 0; i < points; ++i) cosines[i] = demand.turns * frequencies[i];
+      cos_pi(cosines.data(), points, cosines.data());
+      grid_.reserve(grid_.size() + points);
       for (std::size_t i = 0; i < points; ++i) {
-        grid_.push_back(place_at(band, low + (high - low) * along(i, points)));
+        grid_.push_back({band, frequencies[i], demand.at(band, frequencies[i], cosines[i]), 0});
         largest_desired_ = std::max(largest_desired_, std::fabs(grid_.back().target.desired));
       }
     }
@@ -200,7 +243,7 @@ class RemezExchange {
   Approximation run(std::vector<Place> reference, double at_rest) {
     Approximation result;
     if (reference.size() != size_) return result;
-    std::vector<Place> places;
+    std::vector<Place const*> places;
     double smallest_excess = HUGE_VAL;
     for (int since_better = 0; result.iterations < kMostExchanges && since_better < 10; ++since_better) {
       ++result.iterations;
@@ -277,7 +320,9 @@ class RemezExchange {
   }
 
  private:
-  Place place_at(std::size_t band, double frequency) const { return {band, frequency, demand_.at(band, frequency), 0}; }
+  Place place_at(std::size_t band, double frequency) const {
+    return {band, frequency, demand_.at(band, frequency, cos_pi(demand_.turns * frequency)), 0};
+  }
 
   // Place i of n along a band, 0 to 1: evenly, but for the cells at its ends, where extrema crowd; they are halved
   // twice.
@@ -290,48 +335,55 @@ class RemezExchange {
   }
 
   // Grid and reference in one row, without the grid's points next to the reference: a parabola needs room.
-  void merge(std::vector<Place> const& reference, std::vector<Place>& places) const {
-    places.clear();
+  void merge(std::vector<Place> const& reference, std::vector<Place const*>& places) const {
+    places.resize(grid_.size() + reference.size());
+    auto out = places.begin();
     std::size_t next = 0;
-    const auto is_next_to = [&](Place const& place, std::size_t k) {
-      return k < reference.size() && reference[k].band == place.band &&
-             std::fabs(reference[k].frequency - place.frequency) < cell_ / 32;
+    const double near = cell_ / 32;  // less than any two points of the grid are apart
+    const auto is_next_to = [&](Place const& place, Place const& other) {
+      return std::fabs(other.frequency - place.frequency) < near && other.band == place.band;
     };
-    for (Place const& place : grid_) {
-      for (; next < reference.size() &&
-             std::tie(reference[next].band, reference[next].frequency) <= std::tie(place.band, place.frequency);
-           ++next)
-        places.push_back(reference[next]);
-      if (!is_next_to(place, next) && !(next > 0 && is_next_to(place, next - 1))) places.push_back(place);
+    for (Place const& extremum : reference) {
+      // bands ascend, so frequencies do from one band to the next
+      for (; next < grid_.size() && grid_[next].frequency < extremum.frequency; ++next) *out++ = &grid_[next];
+      if (next > 0 && out != places.begin() && out[-1] == &grid_[next - 1] && is_next_to(grid_[next - 1], extremum)) --out;
+      *out++ = &extremum;
+      if (next < grid_.size() && is_next_to(grid_[next], extremum)) ++next;
     }
-    places.insert(places.end(), reference.begin() + static_cast<std::ptrdiff_t>(next), reference.end());
+    for (; next < grid_.size(); ++next) *out++ = &grid_[next];
+    places.erase(out, places.end());
   }
 
   // Local extrema of the error with alternating sign, each moved to where a parabola through its neighbours has its
   // top.
-  std::vector<Place> find_extrema(std::vector<Place> const& places, Interpolant const& polynomial) const {
+  std::vector<Place> find_extrema(std::vector<Place const*> const& places, Interpolant const& polynomial) const {
     std::vector<Place> tops, moved;
+    tops.reserve(2 * size_);
+    moved.reserve(2 * size_);
     for (std::size_t i = 0; i < places.size(); ++i) {
-      const bool first = i == 0 || places[i - 1].band != places[i].band;
-      const bool last = i + 1 == places.size() || places[i + 1].band != places[i].band;
-      const double sign = places[i].error < 0 ? -1 : 1;
-      const double size = sign * places[i].error;
-      if (!first && sign * places[i - 1].error > size) continue;
-      if (!last && sign * places[i + 1].error >= size) continue;
+      Place const& place = *places[i];
+      const double sign = place.error < 0 ? -1 : 1;
+      const double size = sign * place.error;
+      const bool first = i == 0 || places[i - 1]->band != place.band;
+      if (!first && sign * places[i - 1]->error > size) continue;
+      const bool last = i + 1 == places.size() || places[i + 1]->band != place.band;
+      if (!last && sign * places[i + 1]->error >= size) continue;
       double shift = 0;
       if (!first && !last) {
-        const double left = places[i].frequency - places[i - 1].frequency;
-        const double right = places[i + 1].frequency - places[i].frequency;
-        const double fall_left = size - sign * places[i - 1].error, fall_right = size - sign * places[i + 1].error;
+        Place const &before = *places[i - 1], &behind = *places[i + 1];
+        const double left = place.frequency - before.frequency;
+        const double right = behind.frequency - place.frequency;
+        const double fall_left = size - sign * before.error, fall_right = size - sign * behind.error;
         const double bend = fall_left * right + fall_right * left;
         if (left > 0 && right > 0 && bend > 0)
           shift = (fall_left * right * right - fall_right * left * left) / bend / 2;
       }
-      tops.push_back(places[i]);
-      moved.push_back(place_at(places[i].band, places[i].frequency + shift));
+      tops.push_back(place);
+      moved.push_back(place_at(place.band, place.frequency + shift));
     }
     ladder_.set_errors(moved, polynomial);
     std::vector<Place> found;
+    found.reserve(tops.size());
     for (std::size_t i = 0; i < tops.size(); ++i) {
       const double sign = tops[i].error < 0 ? -1 : 1;
       Place const& top = sign * moved[i].error > sign * tops[i].error ? moved[i] : tops[i];

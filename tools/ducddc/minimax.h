@@ -17,10 +17,11 @@ struct Target {
   double x, desired, weight;
 };
 
-// What is wanted over the whole axis. x is monotonic in the frequency.
+// What is wanted over the whole axis. The polynomial is one in cos(pi turns f), which is monotonic over the bands.
 struct Demand {
   std::vector<std::pair<double, double>> bands;  // frequencies, ascending
-  std::function<Target(std::size_t band, double frequency)> at;
+  double turns = 2;
+  std::function<Target(std::size_t band, double frequency, double cosine)> at;
 };
 
 // A polynomial by its values at nodes (barycentric form, second kind): numerically sound at any order.
