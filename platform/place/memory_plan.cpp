@@ -16,13 +16,14 @@ namespace {
 using planning::Signal;
 using planning::SignalClass;
 
-planning::PlacementRequest request_for(MemorySetup const& setup, planning::Layout const& layout,
-                                       planning::Interface const& interface) {
+planning::PlacementRequest request_for(device::Part const& part, MemorySetup const& setup,
+                                       planning::Layout const& layout, planning::Interface const& interface) {
   planning::PlacementRequest request;
   request.layout = &layout;
   request.interface = &interface;
   request.standards = setup.standards();
   request.rate_mbps = std::min(setup.rate_mbps(), setup.memory.rate_mbps);  // periods are rounded down
+  request.grade = part.speed->name;
   request.internal_reference = setup.internal_reference;
   request.banks = setup.site != nullptr ? setup.site->banks : setup.banks;
   return request;
@@ -69,7 +70,7 @@ MemoryPlan::MemoryPlan(device::Part const& part, MemorySetup setup, Locations co
     : setup_(std::move(setup)),
       layout_(layout_of(part)),
       interface_(planning::interface_of(setup_.interface_request())),
-      request_(request_for(setup_, *layout_, interface_)),
+      request_(request_for(part, setup_, *layout_, interface_)),
       pads_(interface_.signals.size(), -1) {
   take(told);
   if (setup_.hard != nullptr) {
@@ -197,7 +198,11 @@ int MemoryPlan::master_bank() const {
   std::vector<int> pads;
   for (const int signal : interface_.address) pads.push_back(pad(signal));
   std::sort(pads.begin(), pads.end());
-  return layout_->banks[static_cast<std::size_t>(layout_->bank_of_pad(pads[pads.size() / 2]))].number;
+  planning::PlacedBank const& middle =
+      layout_->banks[static_cast<std::size_t>(layout_->bank_of_pad(pads[pads.size() / 2]))];
+  for (planning::PlacedBank const& bank : layout_->banks)
+    if (bank.master && bank.triplet == middle.triplet) return bank.number;
+  return middle.number;
 }
 
 int MemoryPlan::system_clock_bank() const {

@@ -11,7 +11,9 @@ namespace kdi::place {
 namespace {
 
 constexpr int kUsualWidth = 64;
-constexpr int kRounding = 5;  // Mb/s by which a period of whole ps, rounded down, is faster than its rate
+
+// Periods of data sheets are whole ps, rounded down.
+double period_of(double rate_mbps) { return std::floor(2e6 / rate_mbps); }
 
 template <class Items, class Item>
 bool has(Items const& items, Item const& item) {
@@ -133,13 +135,13 @@ class Reader {
       return;
     }
     const double period = settings_.decimal("TIME_PERIOD");
-    const double wanted = period > 0 ? 2e6 / period - kRounding : 0;
     for (std::string const& one : made_.kind->part_names()) {
       if (one.ends_with("h") || one.ends_with("r")) continue;  // stacks and modules are for those who name them
       const auto part = made_.kind->part(one);
       if (!part || !fits(*part)) continue;
-      if (wanted > 0) {
-        if (part->rate_mbps < wanted || (made_.memory.rate_mbps != 0 && made_.memory.rate_mbps <= part->rate_mbps))
+      if (period > 0) {
+        if (period_of(part->rate_mbps) > period ||
+            (made_.memory.rate_mbps != 0 && made_.memory.rate_mbps <= part->rate_mbps))
           continue;
       } else if (part->rate_mbps > most_rate() || part->rate_mbps <= made_.memory.rate_mbps) {
         continue;
@@ -156,8 +158,8 @@ class Reader {
   void find_period() {
     const double fastest = std::min<double>(most_rate(), made_.memory.rate_mbps);
     made_.period_ps = settings_.decimal("TIME_PERIOD");
-    if (made_.period_ps == 0) made_.period_ps = std::floor(2e6 / fastest);
-    if (made_.rate_mbps() > fastest + kRounding)
+    if (made_.period_ps == 0) made_.period_ps = period_of(fastest);
+    if (made_.period_ps < period_of(fastest))
       refuse("TIME_PERIOD", number::plain(made_.period_ps) + " ps are " + std::to_string(made_.rate_mbps()) +
                                 " Mb/s, and " +
                                 (fastest == made_.memory.rate_mbps ? made_.memory.name : made_.controller->name) +

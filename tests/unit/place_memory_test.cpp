@@ -176,12 +176,12 @@ TEST(MemoryInterfaces, TellOfTheirBanks) {
   EXPECT_EQ(made->xphyio_getNumBanks(words("MEMORY_TYPE QDRIV DATA_WIDTH 36")),
             (OptionMap{{"NUM_BANKS", "3"}, {"BANKS", "700,701,702"}}));
   EXPECT_EQ(made->xphy_io_isSysClkInMasterBank(words("DATA_WIDTH 8")),
-            (OptionMap{{"RESULT", "true"}, {"SYS_CLK_BANK", "700"}, {"MASTER_BANK", "700"}}));
+            (OptionMap{{"RESULT", "false"}, {"SYS_CLK_BANK", "700"}, {"MASTER_BANK", "701"}}));
   EXPECT_EQ(made->xphy_io_isSysClkInMasterBank(
                     words("DATA_WIDTH 8",
                           "c0_sys_clk_p IO_B0_L0P_701 {c0_ddr4_dq[0]} IO_B0_L1P_700 c0_ddr4_act_n IO_B2_L3P_700"))
                 .at("RESULT"),
-            "false");
+            "true");
   EXPECT_EQ(made->xphy_io_isSysClkInMasterBank(words("DATA_WIDTH 8 SYSTEM_CLOCK No_Buffer")).at("SYS_CLK_BANK"), "");
 }
 

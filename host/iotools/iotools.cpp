@@ -1,0 +1,186 @@
+// libkdi_iotools.so: I/O planning for people, and the primitives of a part for the tool.
+//
+//   get_primitives -part PART                              -> dictionary: how many of each primitive
+//   iotools::picture PORTS -part PART ?-strobes MAP? ?-title TEXT?   -> SVG of the banks
+//   iotools::decode PARAMETERS -part PART                  -> dictionary: ports, strobes
+//   iotools::memory_file FILE                              -> dictionary: interface, settings, ports, entry, parts
+//   iotools::why USE SETTINGS -part PART                   -> dictionary: possible, obstacles, smallest, nearest
+//   iotools::sites -part PART                              -> list of dictionaries: controllers in silicon
+#include <algorithm>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/iotools/bank_picture.h"
+#include "kdi/common/HTCTclInterp.h"
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
+#include "kdi/device/parts.h"
+#include "kdi/place/host/InterfacePlans.h"
+#include "kdi/planning/HardController.h"
+#include "kdi/tcl/command.h"
+
+namespace {
+
+using kdi::device::Part;
+
+[[noreturn]] void refuse(std::string const& what) { throw std::invalid_argument(what); }
+
+// What the engine throws, as an exception of the standard.
+template <class Ask>
+auto asked(Ask ask) {
+  try {
+    return ask();
+  } catch (std::string const& fault) {
+    refuse(fault);
+  }
+}
+
+// Options behind the words of a command.
+class Options {
+ public:
+  Options(tcl::Words words, std::initializer_list<std::string_view> names) {
+    for (std::size_t i = 0; i < words.size(); i += 2) {
+      const std::string name = tcl::text_of(words[i]);
+      if (std::find(names.begin(), names.end(), name) == names.end())
+        refuse("no option is called " + kdi::text::shown(name) + "; there are " + kdi::text::joined(names, ", "));
+      values_[name] = tcl::text_of(words[i + 1]);
+    }
+  }
+  std::string get(std::string const& name) const {
+    const auto found = values_.find(name);
+    return found == values_.end() ? std::string() : found->second;
+  }
+  Part const& part() const {
+    const std::string name = get("-part");
+    if (name.empty()) refuse("option -part is missing or empty");
+    Part const* const part = kdi::device::find_part(name);
+    if (part == nullptr) refuse(kdi::device::unknown_part(name));
+    return *part;
+  }
+
+ private:
+  std::map<std::string, std::string> values_;
+};
+
+// ---------------------------------------------------------------------------------------------------------- primitives
+
+Tcl_Obj* primitives_command(tcl::Words words) {
+  Part const& part = Options(words, {"-part"}).part();
+  std::map<std::string, int> counts;
+  for (auto const& one : part.speed->clock_primitives) counts[one.name] += one.count;
+  for (auto const& one : part.speed->clock_buffers) counts[one.name] += one.count;
+  for (auto const& one : part.speed->block_memories) counts[one.name] += one.count;
+  for (auto const& one : part.speed->memory_controllers)
+    if (one.hard) counts[one.name] += static_cast<int>(one.sites.size());
+  for (auto const& one : part.package->quads) counts[one.type] += 1;
+  // Nibbles and octads of the banks that have pins.
+  for (auto const& bank : part.package->banks)
+    for (auto const& lane : bank.lanes)
+      if (bank.column >= 0 && !lane.pads.empty()) counts["IO_" + bank.kind] += lane.pads.back().nibble + 1;
+  std::vector<std::string> all;
+  for (auto const& [name, count] : counts) all.insert(all.end(), {name, std::to_string(count)});
+  return tcl::new_list(all);
+}
+
+// ------------------------------------------------------------------------------------------------------------ plans
+
+std::string picture_command(tcl::Words words) {
+  const Options options(words.subspan(1), {"-part", "-strobes", "-title"});
+  return asked([&] {
+    Part const& part = options.part();
+    const kdi::planning::Layout layout = kdi::planning::layout_of(part);
+    const std::string title = options.get("-title");
+    return iotools::bank_picture(kdi::place::read_plan(tcl::text_of(words[0]), options.get("-strobes"), layout), layout,
+                                 title.empty() ? part.name : title);
+  });
+}
+
+Tcl_Obj* decode_command(tcl::Words words) {
+  const Options options(words.subspan(1), {"-part"});
+  return asked([&] {
+    const kdi::planning::Layout layout = kdi::planning::layout_of(options.part());
+    const auto [ports, strobes] =
+        kdi::place::written(kdi::place::read_parameter_plan(tcl::text_of(words[0]), layout), layout);
+    return tcl::new_dict({{"ports", ports}, {"strobes", strobes}});
+  });
+}
+
+std::string hexadecimal(std::uint64_t value) { return "0x" + kdi::number::hexadecimal(value, 8); }
+
+Tcl_Obj* memory_file_command(tcl::Words words) {
+  return asked([&] {
+    const auto file = kdi::place::read_memory_file_content(tcl::required_native_path(words[0]));
+    return tcl::new_dict({{"interface", file.interface},
+                          {"settings", file.settings},
+                          {"ports", file.ports},
+                          {"entry", file.has_image ? hexadecimal(file.entry) : std::string()},
+                          {"parts", tcl::new_list(file.parts, [](auto const& one) {
+                             return tcl::new_dict({{"address", hexadecimal(one.address)},
+                                                   {"bytes", static_cast<Tcl_WideInt>(one.bytes)},
+                                                   {"size", static_cast<Tcl_WideInt>(one.size)}});
+                           })}});
+  });
+}
+
+Tcl_Obj* why_command(tcl::Words words) {
+  const Options options(words.subspan(2), {"-part"});
+  return asked([&] {
+    const auto why = kdi::place::why_not(options.part(), tcl::text_of(words[0]), tcl::text_of(words[1]));
+    const auto list = [](auto const& pairs, char const* first) {
+      return tcl::new_list(pairs, [first](auto const& one) {
+        return tcl::new_dict({{first, one.first}, {"text", one.second}});
+      });
+    };
+    return tcl::new_dict({{"possible", why.is_possible},
+                          {"obstacles", list(why.obstacles, "rule")},
+                          {"smallest", why.is_smallest},
+                          {"nearest", list(why.nearest, "change")}});
+  });
+}
+
+Tcl_Obj* sites_command(tcl::Words words) {
+  Part const& part = Options(words, {"-part"}).part();
+  return asked([&] {
+    std::vector<Tcl_Obj*> sites;
+    for (auto const& controller : part.speed->memory_controllers) {
+      kdi::planning::HardController const* const hard = kdi::planning::find_hard_controller(controller.name);
+      if (!controller.hard || hard == nullptr) continue;
+      for (auto const& site : controller.sites) {
+        bool has_pins = true;
+        for (const int bank : site.banks) has_pins = has_pins && part.package->bank(bank) != nullptr;
+        sites.push_back(tcl::new_dict({{"site", site.name},
+                                       {"controller", controller.name},
+                                       {"slr", site.slr},
+                                       {"banks", tcl::new_list(site.banks)},
+                                       {"types", tcl::new_list(hard->types())},
+                                       {"pins", has_pins}}));
+      }
+    }
+    return tcl::new_list(sites);
+  });
+}
+
+constexpr tcl::Row kTools[] = {
+    {"iotools::picture", tcl::handler<picture_command>, tcl::pairs_behind(1, tcl::usage("ports ?option value ...?"))},
+    {"iotools::decode", tcl::handler<decode_command>,
+     tcl::pairs_behind(1, tcl::usage("parameters ?option value ...?"))},
+    {"iotools::memory_file", tcl::handler<memory_file_command>, tcl::exactly(1, tcl::usage("file"))},
+    {"iotools::why", tcl::handler<why_command>, tcl::pairs_behind(2, tcl::usage("use settings ?option value ...?"))},
+    {"iotools::sites", tcl::handler<sites_command>, tcl::pairs_behind(0, tcl::usage("?option value ...?"))},
+};
+constexpr tcl::Row kPrimitives[] = {
+    {"get_primitives", tcl::handler<primitives_command>, tcl::pairs_behind(0, tcl::usage("?option value ...?"))},
+};
+
+}  // namespace
+
+/// Found by Tcl's `load`. The package asks the tool's interpreter for primitives; where that is another one than a
+/// script's, it gets the command as well.
+extern "C" int Kdi_iotools_Init(Tcl_Interp* interp) {
+  tcl::register_all<kTools>(interp);
+  tcl::register_all<kPrimitives>(interp);
+  if (Tcl_Interp* const tool = HTCTclInterp::getDefaultInterp(); tool != interp) tcl::register_all<kPrimitives>(tool);
+  return TCL_OK;
+}
