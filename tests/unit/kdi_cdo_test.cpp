@@ -145,6 +145,14 @@ TEST_F(KdiCdo, ComparesRegisterByRegister) {
             "- 2: mask_write 0x0000000c 0x00000001 0x00000001\n");
 }
 
+// Several regions have the same core: files are told apart by the sub-cores' names.
+TEST_F(KdiCdo, GeneratesAFileOfEachSubCore) {
+  generate("ps_core_name,ps_wizard\npart,brvn5130-b1936-2LHP-e-S\n", "out", "text");
+  for (char const* const name : {"pmcps_0_pmc_data.cdo", "pmcps_1_pmc_data.cdo", "pmcps_2_pmc_data.cdo"})
+    EXPECT_FALSE(work.content(std::string("out/") + name).empty()) << name;
+  EXPECT_EQ(run({"check", "out/pmcps_1_pmc_data.cdo", "--core", "pmcps"}).status, 0);
+}
+
 TEST_F(KdiCdo, ChecksWhatHardwareWouldDo) {
   generate(kUart, "out", "binary");
   work.file("uart", kUart);
