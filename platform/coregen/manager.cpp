@@ -1,5 +1,7 @@
 #include <array>
+#include <iterator>
 #include <utility>
+#include <vector>
 
 #include "kdi/common/KdiInstances.h"
 #include "kdi/coregen/memory_v1.h"
@@ -52,17 +54,23 @@ device::Part const& part_of(std::string const& name) {
 void Manager::loadMigPkgData(Model model, OptionMap const& options) {
   std::string const& name = required(options, kName);
   OptionMap told = options;
-  keep_known(told, std::array{kName, kPart});
+  std::vector<char const*> others(std::begin(kSerialOptions), std::end(kSerialOptions));
+  others.insert(others.end(), {kName, kPart});
+  keep_known(told, others);
   for (char const* own : {kName, kPart}) told.erase(own);
   auto state = std::make_unique<Controller::State>();
+  for (char const* const key : kSerialOptions)
+    if (auto option = told.extract(key)) state->serial_options.insert(std::move(option));
   state->part = &part_of(required(options, kPart));
   state->ask([&](Controller::State& made) {
     required_setup(made.surroundings(), told, {});  // what does not fit together makes no instance
     made.options = std::move(told);
   });
-  state->seat = std::make_unique<Seat>(occupancy(), state->part->device->name + "-" + state->part->package->name);
+  const std::string package = state->part->device->name + "-" + state->part->package->name;
+  state->seat = std::make_unique<Seat>(occupancy(), package);
+  state->serial_seat = std::make_unique<Seat>(occupancy(), package);
   // The one that is replaced makes room first; a controller whose memory is told is placed now, in order of loads.
-  if (Controller* const before = instances_of(model).find(name)) before->state().seat->leave();
+  if (Controller* const before = instances_of(model).find(name)) before->state().leave();
   if (state->options.contains("-memorypart")) pins_of(*state);
   if (!instances_of(model).put(name, made(model, std::move(state))))
     throw "instance " + text::shown(name) + " is one too many: there are " + std::to_string(kMostInstances);
@@ -71,10 +79,10 @@ void Manager::loadMigPkgData(Model model, OptionMap const& options) {
 void Manager::releasePkgData(Model model, OptionMap const& options) {
   // An instance may be lent still: its pads are free from now on.
   if (std::string const* const name = given(options, kName)) {
-    if (Controller* const released = instances_of(model).find(*name)) released->state().seat->leave();
+    if (Controller* const released = instances_of(model).find(*name)) released->state().leave();
     instances_of(model).erase(*name);
   } else {
-    instances_of(model).clear([](Controller& released) { released.state().seat->leave(); });
+    instances_of(model).clear([](Controller& released) { released.state().leave(); });
   }
 }
 

@@ -11,6 +11,7 @@
 #include "kdi/device/Device.h"
 #include "platform/coregen/custom_parts.h"
 #include "platform/coregen/pin_plan.h"
+#include "platform/coregen/serial_plan.h"
 #include "platform/coregen/setup.h"
 
 namespace kdi::coregen {
@@ -24,6 +25,16 @@ struct Controller::State {
   std::unique_ptr<Seat> seat;     ///< not null once loaded, and good without the lock
   std::unique_ptr<PinPlan> pins;  ///< null until it is needed: pins_of()
   OptionMap pins_for;             ///< the options that `pins` were made for
+
+  std::unique_ptr<Seat> serial_seat;   ///< of a plain serial interface; as `seat`
+  std::unique_ptr<SerialPlan> serial;  ///< null until it is needed
+  OptionMap serial_options;            ///< that it was made for
+
+  /// Gives up the pads; good without the lock.
+  void leave() {
+    seat->leave();
+    serial_seat->leave();
+  }
 
   Surroundings surroundings() const { return {*part, custom_parts}; }
 

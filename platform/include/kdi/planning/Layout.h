@@ -54,8 +54,8 @@ struct PlacedBank {
   device::StrobeReach reach = device::StrobeReach::lane;
   int first = 0;  ///< of its lanes
   int lanes = 0;
-  int triplet = -1;     ///< three neighbours that are clocked together; -1: it is in none
-  bool master = false;  ///< of its triplet; the two others are shadows
+  int triplet = -1;         ///< three neighbours that are clocked together; -1: it is in none
+  bool master = false;      ///< of its triplet; the two others are shadows
   device::StrobeWays ways;  ///< from nibble to nibble
 };
 
