@@ -22,6 +22,7 @@ packages="
   clang lld libclang-rt-dev clang-format-14 clang-tidy
   qemu-system-arm
   valgrind gcovr
+  dpkg-dev file pkgconf
   openjdk-17-jdk-headless junit4
 "
 missing=""
