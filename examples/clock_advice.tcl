@@ -40,7 +40,7 @@ proc in_words count {
 # tight for clocks on primitives of their own, as near as those come.
 proc fewest {} {
   if {[dict exists $::question second_input] || [dict exists $::question phy]} return
-  set several [dict remove $::question order input_jitter input_jitter_ui]
+  set several [dict remove $::question order jitter_ps jitter_ui]
   if {![catch { clocktools::fewest {*}$several } fewest]} { return $fewest }
   if {![catch { clocktools::fewest {*}[dict remove $several tolerance] } fewest]} { return $fewest }
 }

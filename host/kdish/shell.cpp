@@ -349,6 +349,11 @@ Table const& Shell::table() {
 }
 
 int Shell::run() {
+  kdi::tell_data_faults();
+  if (kdi::data_directories("commands").empty() || kdi::data_directories("devices").empty()) {
+    complain("there are no data: neither beside the libraries nor where KDI_DATA_DIR says; nothing works without them");
+    return 1;
+  }
   int status = 0;
   if (options_.command)
     status = run_command();

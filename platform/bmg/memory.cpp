@@ -11,6 +11,7 @@
 #include "kdi/common/KdiNamedWords.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/device/parts.h"
 
 namespace bmg {
 namespace {
@@ -35,9 +36,9 @@ constexpr int kLane = 9;  // bits of a primitive's word that share a write enabl
 // The words of a description, in the order in which a fault lists them.
 constexpr std::string_view kType = "type", kWidthA = "width_a", kDepthA = "depth_a", kWidthB = "width_b",
                            kDepthB = "depth_b", kAlgorithm = "algorithm", kPrimitives = "primitives", kShape = "shape",
-                           kEcc = "ecc", kByteWidth = "byte_width", kClockMhz = "clock_mhz";
-constexpr std::string_view kWords[] = {kType,       kWidthA, kDepthA, kWidthB,    kDepthB,  kAlgorithm,
-                                       kPrimitives, kShape,  kEcc,    kByteWidth, kClockMhz};
+                           kEcc = "ecc", kByteWidth = "byte_width", kClockMhz = "clock_mhz", kPart = "part";
+constexpr std::string_view kWords[] = {kType,       kWidthA, kDepthA, kWidthB,    kDepthB,   kAlgorithm,
+                                       kPrimitives, kShape,  kEcc,    kByteWidth, kClockMhz, kPart};
 
 using kdi::number::whole_or_nearest;
 
@@ -159,6 +160,21 @@ void read_ecc(Description const& words, TypeRow const& type, Version const& vers
                                                  " bits, not " + std::to_string(memory.width));
 }
 
+// Primitives that the part does not have are no choice, unless one is asked for by its shape.
+void read_part(Description const& words, Geometry const& known, Memory& memory) {
+  const std::string name(words.text(kPart));
+  kdi::device::Part const* const part = kdi::device::find_part(name);
+  if (part == nullptr) refuse(Code::bad_value, kPart, kdi::device::unknown_part(name));
+  memory.part = name;
+  memory.available.assign(known.primitives.size(), 0);
+  for (std::size_t i = 0; i < known.primitives.size(); ++i) {
+    const std::string size = std::to_string(known.primitives[i].kilobits) + "K";
+    for (kdi::device::BlockMemory const& one : part->speed->block_memories)
+      if (one.name == size) memory.available[i] = one.count;
+    if (memory.available[i] == 0) memory.allowed[i] = false;
+  }
+}
+
 int used_width(Memory const& memory, Shape const& one) {
   if (memory.protection == Ecc::builtin) return one.ecc_width;
   // A write enable covers a lane, so bits of two bytes do not share one, and what has no whole lane is left alone.
@@ -185,6 +201,7 @@ Memory read_memory(std::vector<std::string_view> const& given, Geometry const& k
   read_byte_width(words, type, memory);
   memory.clock_mhz = words.has(kClockMhz) ? words.integer(kClockMhz, 1, version.max_clock_mhz)
                                           : std::min(kDefaultClockMhz, version.max_clock_mhz);
+  if (words.has(kPart)) read_part(words, known, memory);
   return memory;
 }
 

@@ -1,6 +1,7 @@
 // A block memory as its words describe it, and the shapes that primitives have for it.
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -22,6 +23,8 @@ struct Memory {
   Ecc protection;
   int byte_width;  ///< 0: no byte writes
   int clock_mhz;
+  std::string part;            ///< empty: any
+  std::vector<int> available;  ///< of the part, for each primitive of the geometry, if all of it is used in that size
 };
 
 /// Reads pairs of a name and a value. Throws fault.

@@ -1,6 +1,7 @@
 #include "platform/bmg/tiler.h"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <numeric>
 #include <utility>
@@ -306,10 +307,148 @@ class Tiler {
 
 }  // namespace
 
-std::vector<Grid> tile(std::vector<Choice> const& choices, int width, int depth) {
+namespace {
+
+std::vector<Grid> cheapest(std::vector<Choice> const& choices, int width, int depth) {
   Tiler found(choices, width, depth);
   found.deepen();
   return std::move(found).grids();
+}
+
+Cost cost_of(std::vector<Choice> const& choices, std::vector<Grid> const& grids) {
+  Cost sum = 0;
+  for (Grid const& one : grids) {
+    Choice const& choice = choices[one.choice];
+    const auto columns = static_cast<Cost>((one.bits + choice.width - 1) / choice.width);
+    const auto stack = static_cast<Cost>((one.rows + choice.depth - 1) / choice.depth);
+    sum += columns * (stack * choice.for_tile + static_cast<Cost>(one.rows) * choice.for_row);
+  }
+  return sum;
+}
+
+// Of the bit over which most primitives stand. Their number changes only where a grid begins.
+int inputs_of(std::vector<Choice> const& choices, std::vector<Grid> const& grids) {
+  int most = 0;
+  for (Grid const& start : grids) {
+    int inputs = 0;
+    for (Grid const& one : grids)
+      if (one.first_bit <= start.first_bit && start.first_bit < one.first_bit + one.bits)
+        inputs += (one.rows + choices[one.choice].depth - 1) / choices[one.choice].depth;
+    most = std::max(most, inputs);
+  }
+  return most;
+}
+
+// Tilings by some of the choices, named as all of them are.
+class Some {
+ public:
+  template <class Keep>
+  Some(std::vector<Choice> const& all, Keep keep) {
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      if (!keep(all[i])) continue;
+      choices_.push_back(all[i]);
+      index_.push_back(i);
+    }
+  }
+
+  bool can_tile() const { return !choices_.empty() && end_in_columns(choices_); }
+  // Below what bits and rows cost in any tiling: no more is used of a primitive than it has.
+  double least_cost(int width, int rows) const {
+    double least = std::numeric_limits<double>::infinity();
+    for (Choice const& one : choices_)
+      least = std::min(least,
+                       (static_cast<double>(one.for_tile) / one.depth + static_cast<double>(one.for_row)) / one.width);
+    constexpr double kRounding = 1e-9;
+    return least * width * rows * (1 - kRounding);
+  }
+  void add(int width, int first_row, int rows, std::vector<Grid>& grids) const {
+    for (Grid one : cheapest(choices_, width, rows)) {
+      one.choice = index_[one.choice];
+      one.first_row += first_row;
+      grids.push_back(one);
+    }
+  }
+
+ private:
+  std::vector<Choice> choices_;
+  std::vector<std::size_t> index_;
+};
+
+// The best so far: of tilings that cost no more, the one of fewest inputs.
+class Fewest {
+ public:
+  Fewest(std::vector<Choice> const& choices, std::vector<Grid> first)
+      : choices_(choices),
+        best_(std::move(first)),
+        cost_(cost_of(choices, best_)),
+        inputs_(inputs_of(choices, best_)) {}
+
+  int inputs() const { return inputs_; }
+  double cost() const { return static_cast<double>(cost_); }
+  // Whether it costs no more.
+  bool offer(std::vector<Grid> grids) {
+    if (cost_of(choices_, grids) > cost_) return false;
+    const int inputs = inputs_of(choices_, grids);
+    if (inputs < inputs_) {
+      inputs_ = inputs;
+      best_ = std::move(grids);
+    }
+    return true;
+  }
+  std::vector<Grid> grids() && { return std::move(best_); }
+
+ private:
+  std::vector<Choice> const& choices_;
+  std::vector<Grid> best_;
+  Cost cost_;
+  int inputs_;
+};
+
+}  // namespace
+
+namespace {
+
+// Offers the tiling by shapes of at least this depth; whether it costs no more.
+bool offer_deep(std::vector<Choice> const& choices, int width, int depth, int least, Fewest& best) {
+  const Some deep(choices, [least](Choice const& one) { return one.depth >= least; });
+  if (!deep.can_tile() || deep.least_cost(width, depth) > best.cost()) return false;
+  std::vector<Grid> grids;
+  deep.add(width, 0, depth, grids);
+  return best.offer(std::move(grids));
+}
+
+// The same over the rows that are whole multiples of the depth, with shallower shapes behind these.
+void offer_deep_then_shallow(std::vector<Choice> const& choices, int width, int depth, int least, Fewest& best) {
+  const int whole = depth / least * least;
+  if (whole == 0 || whole == depth) return;
+  // A primitive holds as many rows as it has, but for the memory's last.
+  const Some deep(choices, [least, whole](Choice const& one) { return one.depth >= least && whole % one.depth == 0; });
+  const Some shallow(choices, [whole](Choice const& one) { return whole % one.depth == 0; });
+  if (!deep.can_tile() || !shallow.can_tile() || deep.least_cost(width, whole) > best.cost()) return;
+  std::vector<Grid> grids;
+  deep.add(width, 0, whole, grids);
+  shallow.add(width, whole, depth - whole, grids);
+  best.offer(std::move(grids));
+}
+
+}  // namespace
+
+// Deep shapes alone need few inputs, and often they cost no more. Of the depths, the deepest whose shapes cost no more
+// is found by halves, since more shapes never cost more.
+std::vector<Grid> tile(std::vector<Choice> const& choices, int width, int depth) {
+  constexpr int kMostInputs = 8;  // of a multiplexer that is looked at: beyond, one more or less is no matter
+  Fewest best(choices, cheapest(choices, width, depth));
+  const int inputs = best.inputs();
+  if (inputs == 1 || inputs > kMostInputs) return std::move(best).grids();
+  std::vector<int> depths;  // that may have fewer, the deepest first
+  for (Choice const& one : choices)
+    if ((depth + one.depth - 1) / one.depth < inputs) depths.push_back(one.depth);
+  std::sort(depths.begin(), depths.end(), std::greater<>());
+  depths.erase(std::unique(depths.begin(), depths.end()), depths.end());
+  const auto found = std::partition_point(depths.begin(), depths.end(),
+                                          [&](int least) { return !offer_deep(choices, width, depth, least, best); });
+  if (found != depths.begin()) offer_deep_then_shallow(choices, width, depth, *std::prev(found), best);
+  return std::move(best).grids();
 }
 
 bool end_in_columns(std::vector<Choice> const& choices) {

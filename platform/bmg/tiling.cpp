@@ -50,6 +50,7 @@ GeometryPtr read_shared(std::string const& directory) {
 GeometryPtr known_geometry() {
   SharedData& data = data_in_use();
   if (GeometryPtr known = data.get()) return known;
+  kdi::tell_data_faults();
   try {
     const std::vector<std::string> directories = kdi::data_directories("bmg");
     if (directories.empty()) throw Fault(Code::no_data, "no data directory has a folder bmg");
@@ -94,6 +95,21 @@ Choice choice_of(UsableShape const& shape, Memory const& memory, Geometry const&
     one.for_tile = (static_cast<std::uint64_t>(known.primitives[shape.primitive].kilobits) << 32U) + 1U;
   }
   return one;
+}
+
+// Primitives of different sizes are made of the same silicon: each takes its share of the part.
+void hold_against_part(Memory const& memory, Geometry const& known, Tiling const& tiling) {
+  double share = 0;
+  std::string counts;
+  for (std::size_t i = 0; i < known.primitives.size(); ++i) {
+    const int kilobits = known.primitives[i].kilobits, count = tiling.count(kilobits);
+    if (count == 0) continue;
+    share += static_cast<double>(count) / memory.available[i];
+    counts += (counts.empty() ? "" : " and ") + std::to_string(count) + " of " + std::to_string(memory.available[i]) +
+              " primitives of " + std::to_string(kilobits) + "K";
+  }
+  constexpr double kAll = 1 + 1e-9;
+  if (share > kAll) throw Fault(Code::too_many, "the memory takes " + counts + ", more than " + memory.part + " has");
 }
 
 }  // namespace
@@ -150,6 +166,7 @@ Tiling tile_memory(std::string_view version_name, std::vector<std::string_view> 
     gated_nw +=
         power[part.choice].access_nw * static_cast<std::uint64_t>(run.columns()) * static_cast<std::uint64_t>(run.rows);
   }
+  if (!memory.part.empty()) hold_against_part(memory, *known, result);
   // Only low power spends the logic that wakes the primitives of the address alone.
   const auto depth = static_cast<std::uint64_t>(memory.depth);
   if (memory.method == Algorithm::low_power) access_nw = (gated_nw + depth - 1) / depth;

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <mutex>
 #include <utility>
 #include <vector>
 
+#include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiDataDir.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
@@ -72,6 +74,46 @@ std::vector<std::string> data_directories(std::string const& name) {
       directories.push_back(directory.string());
   }
   return directories;
+}
+
+namespace {
+
+// What a data root has at least one of.
+constexpr char const* kFolders[] = {
+    "bmg",  "board",  "boot_loader", "commands", "cores", "ddr",      "devices",  "ducddc", "hard_controllers", "io",
+    "ldpc", "memory", "messages",    "params",   "power", "psmodels", "software", "tavrel", "transceivers"};
+
+bool is_data_root(fs::path const& path) {
+  return std::any_of(std::begin(kFolders), std::end(kFolders),
+                     [&path](char const* folder) { return is_directory((path / folder).string()); });
+}
+
+// What is wrong with a root that was given; empty if nothing is.
+std::string fault_of(std::string const& name, fs::path const& root) {
+  const std::string begin = "KDI_DATA_DIR names " + text::shown(name) + ", which ";
+  if (root.empty() || !is_directory(root.string())) return begin + "is no folder";
+  if (is_data_root(root)) return {};
+  for (fs::path const& other : {root / "data", fs::path(root.string() + "/..")})
+    if (is_data_root(other))
+      return begin + "has none of the folders of data; those are in " +
+             text::quoted(fs::path(other).lexically_normal().string());
+  return begin + "has none of the folders of data, such as devices";
+}
+
+}  // namespace
+
+void tell_data_faults() noexcept try {
+  static std::once_flag once;
+  std::vector<std::string> faults;
+  std::call_once(once, [&faults] {
+    const GivenPlaces given = given_places(PlaceVariable::data_roots);
+    for (const std::string_view name : text::words(given.text, ":"))
+      if (std::string fault = fault_of(std::string(name), given.absolute(name)); !fault.empty())
+        faults.push_back(std::move(fault));
+  });
+  for (std::string const& fault : faults)
+    ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "data", ComMsgMgr::MSG_WARNING, "%s", fault.c_str());
+} catch (...) {  // a process without memory for a message goes on without it
 }
 
 }  // namespace kdi

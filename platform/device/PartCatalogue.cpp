@@ -41,6 +41,7 @@ PartCatalogue::PartCatalogue(std::vector<std::string> directories) : directories
 
 PartCatalogue& PartCatalogue::global() {
   static PartCatalogue& catalogue = *new PartCatalogue(data_directories("devices"));
+  tell_data_faults();
   return catalogue;
 }
 

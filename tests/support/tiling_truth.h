@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace truth {
@@ -49,28 +51,33 @@ class CutSearch {
 };
 
 /// The same for tilings in which a primitive holds the rows from a multiple of its depth on, as many as it or the
-/// memory has, with costs of rows. The memory has `units` of `unit_rows`, the last of them `last_rows`.
+/// memory has, with costs of rows. The memory has `units` of `unit_rows`, the last of them `last_rows`. Of equal costs
+/// the fewest primitives over a bit: of two side by side the more, of two over each other both together.
 class BlockSearch {
  public:
   BlockSearch(std::vector<Shape> const& shapes, int most_width, int units, int unit_rows, int last_rows)
       : units_(units), cost_(static_cast<std::size_t>((most_width + 1) * (units + 1) * (units + 1)), kNone) {
+    inputs_.resize(cost_.size(), 0);
     for (int w = 1; w <= most_width; ++w)
       for (int n = 1; n <= units; ++n)
         for (int first = 0, end = n; end <= units; ++first, ++end) {
           const auto rows = static_cast<Cost>(n * unit_rows - (end == units ? unit_rows - last_rows : 0));
-          Cost best = kNone;
+          std::pair<Cost, int> best(kNone, 0);
           for (Shape const& one : shapes)
             if (one.width >= w && first % one.units == 0 && end == std::min(units, first + one.units))
-              best = std::min(best, one.for_tile + rows * one.for_row);
+              best = std::min(best, {one.for_tile + rows * one.for_row, 1});
           for (int a = 1; 2 * a <= w; ++a)
-            best = std::min(best, cost_[at(a, first, end)] + cost_[at(w - a, first, end)]);
+            best = std::min(best, {cost_[at(a, first, end)] + cost_[at(w - a, first, end)],
+                                   std::max(inputs_[at(a, first, end)], inputs_[at(w - a, first, end)])});
           for (int cut = first + 1; cut < end; ++cut)
-            best = std::min(best, cost_[at(w, first, cut)] + cost_[at(w, cut, end)]);
-          cost_[at(w, first, end)] = best;
+            best = std::min(best, {cost_[at(w, first, cut)] + cost_[at(w, cut, end)],
+                                   inputs_[at(w, first, cut)] + inputs_[at(w, cut, end)]});
+          std::tie(cost_[at(w, first, end)], inputs_[at(w, first, end)]) = best;
         }
   }
 
   Cost cost(int width) const { return cost_[at(width, 0, units_)]; }
+  int inputs(int width) const { return inputs_[at(width, 0, units_)]; }
 
  private:
   std::size_t at(int width, int first, int end) const {
@@ -79,6 +86,7 @@ class BlockSearch {
 
   int units_;
   std::vector<Cost> cost_;
+  std::vector<int> inputs_;
 };
 
 /// A bound below every tiling, straight cuts or not, and below every other arrangement in which a primitive holds

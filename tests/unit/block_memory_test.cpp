@@ -47,7 +47,7 @@ TEST(BlockMemory, RefusesWordsWithACodeAndAText) {
       {some + " ecc", "-2 word \"ecc\": has no value"},
       {some + " width 8",
        "-3 no word is called \"width\"; there are type, width_a, depth_a, width_b, depth_b, algorithm, primitives, "
-       "shape, ecc, byte_width, clock_mhz"},
+       "shape, ecc, byte_width, clock_mhz, part"},
       {some + " width_a 8", "-4 word \"width_a\": is given twice"},
       {"width_a 8 depth_a 64", "-5 word \"type\": is missing"},
       {"type single_port_ram depth_a 64", "-5 word \"width_a\": is missing"},

@@ -253,6 +253,34 @@ TEST(Tiler, FindsTheLeastPowerOfAllBlocks) {
   }
 }
 
+TEST(Tiler, TakesTheFewestInputsOfEqualCosts) {
+  constexpr int kMostWidth = 80, kMostUnits = 36, kUnit = 256;
+  test_support::Seeded<std::mt19937> random(kSeed);
+  const auto pick = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
+  int memories = 0, more = 0;
+  for (Use const& use : all_uses()) {
+    if (use.byte_width != 0 || use.ratio > 2) continue;
+    std::vector<truth::Shape> shapes;
+    for (SheetShape const& one : shapes_of(use))
+      shapes.push_back({one.depth / kUnit, one.used_width, area(kSheets[one.sheet].kilobits), 0});
+    for (int i = 0; i < 4; ++i) {
+      const int units = pick(1, kMostUnits), depth = units * kUnit;
+      const truth::BlockSearch search(shapes, kMostWidth, units, kUnit, kUnit);
+      for (int width = 1; width <= kMostWidth; ++width, ++memories) {
+        const bmg::Tiling tiling = tile(use, width, depth, "minimum_area");
+        more += tiling.mux_inputs() > search.inputs(width) ? 1 : 0;
+        EXPECT_LE(tiling.mux_inputs(), search.inputs(width) + 1) << width << " x " << depth;
+      }
+    }
+  }
+  EXPECT_LT(more, memories / 200);  // mixed so that no least depth tells them
+  const auto inputs = [](int width, int depth, unsigned sizes) {
+    return tile({"single_port_ram", false, sizes, 1, 0}, width, depth, "minimum_area").mux_inputs();
+  };
+  EXPECT_EQ(inputs(32, 4096, 2), 1);
+  EXPECT_EQ(inputs(12, 4352, 3), 2);  // deep shapes, and one behind them
+}
+
 TEST(Tiler, TakesDeepMemoriesAsRepeatedBlocks) {
   // Whole blocks of the deepest shape cost the same each, so the area is linear in them.
   const Use eighteen{"single_port_ram", false, 2, 1, 0};

@@ -17,6 +17,11 @@ namespace kdi {
 /// (common/KdiFile.h) if that cannot be found out.
 KDI_DOOR std::vector<std::string> data_directories(std::string const& name);
 
+/// Warns, once in a process, of what KDI_DATA_DIR names and is no data root: what is not there, and folders that have
+/// none of the folders of a root, with the one above or below that does. To be called where data are first asked for,
+/// while no lock is held. Never throws.
+KDI_DOOR void tell_data_faults() noexcept;
+
 /// The directory of this library, beside which the others are; links are resolved. Empty if it cannot be found out.
 KDI_DOOR std::string library_directory();
 

@@ -216,8 +216,8 @@ class Readable {
     check_elements(std::vector<Tcl_Obj*>(elements->begin(), elements->end()));
   }
 
-  // An element that cannot be read is told, and gives way to one without circulants, so that the others can be looked at
-  // under the numbers that they have.
+  // An element that cannot be read is told, and gives way to one without circulants, so that the others can be looked
+  // at under the numbers that they have.
   void check_elements(std::vector<Tcl_Obj*> const& elements) {
     const tcl::ObjRef alone(Tcl_DuplicateObj(copy_.get()));
     std::vector<tcl::ObjRef> readable;

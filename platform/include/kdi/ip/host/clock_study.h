@@ -16,8 +16,8 @@
 //   bandwidth       OPTIMIZED (unless given) or LOW
 //   fine_phase      true or false (unless given)
 //   whole           true: no fractional counters; false unless given
-//   input_jitter    of the input, peak to peak, in ps; 0 unless given
-//   input_jitter_ui the same in parts of the input's period, in its place
+//   jitter_ps    of the input, peak to peak, in ps; 0 unless given
+//   jitter_ui the same in parts of the input's period, in its place
 //   spread          a spread-spectrum mode of the primitive and a modulation frequency in kHz
 //   tolerance, phase_tolerance, duty_tolerance
 //                   largest errors of an output in ppm, degrees and percent; any unless given
