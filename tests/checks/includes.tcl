@@ -16,7 +16,7 @@ set rooms {
 # Sources that meet Tcl. All others are compiled and tested without an interpreter, so they may not even see its header.
 set faces {
   shared/ip/tcltasks/entry/*  shared/ip/tcltasks/frame/*  shared/ip/tcltasks/*_commands.cpp
-  shared/ip/tcltasks/fec/spec_reader.cpp  shared/ip/tcltasks/clocking/options.cpp
+  shared/ip/tcltasks/fec/code_check.cpp shared/ip/tcltasks/fec/spec_reader.cpp  shared/ip/tcltasks/clocking/options.cpp
   shared/ip/tcltasks/psmodels/configuration_reader.cpp
   shared/ip/tcltasks/gtwiz/gtwiz_utils.cpp  shared/ip/tcltasks/gtwiz/settings_maps.cpp
   platform/tcl/*  platform/common/HTCTclInterp.cpp  platform/common/tcltasks.cpp  platform/common/kdi_commands.cpp

@@ -27,8 +27,8 @@ using Word = std::string_view;
 constexpr Word kPart = "part", kPrimitive = "primitive", kInput = "input", kSecondInput = "second_input",
                kOutputs = "outputs", kPhases = "phases", kDutyCycles = "duty_cycles", kPhy = "phy", kOrder = "order",
                kPrefer = "prefer", kBandwidth = "bandwidth", kFinePhase = "fine_phase", kWhole = "whole",
-               kSpread = "spread", kInputJitter = "jitter_ps", kInputJitterUi = "jitter_ui",
-               kTolerance = "tolerance", kPhaseTolerance = "phase_tolerance", kDutyTolerance = "duty_tolerance";
+               kSpread = "spread", kInputJitter = "jitter_ps", kInputJitterUi = "jitter_ui", kTolerance = "tolerance",
+               kPhaseTolerance = "phase_tolerance", kDutyTolerance = "duty_tolerance";
 constexpr std::array kWords = {kPart,           kPrimitive,     kInput,       kSecondInput,  kOutputs,
                                kPhases,         kDutyCycles,    kPhy,         kOrder,        kPrefer,
                                kBandwidth,      kFinePhase,     kWhole,       kSpread,       kTolerance,

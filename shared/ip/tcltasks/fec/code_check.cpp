@@ -238,7 +238,7 @@ class Readable {
       if (const auto at = err.find(kFirst); at != std::string::npos) err.replace(at, kFirst.size(), here);
       findings_.add(place_ + err);
       add_unknown_keys(one, kElementKeys, place_ + here + ": ", nullptr, findings_);
-      readable.emplace_back(Tcl_NewStringObj("row 0 col 0 shift {}", -1));
+      readable.emplace_back(tcl::new_dict({{"row", 0}, {"col", 0}, {"shift", Tcl_NewObj()}}));
     }
     if (is_sound) return;
     std::vector<Tcl_Obj*> objects;

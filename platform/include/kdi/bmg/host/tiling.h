@@ -26,7 +26,7 @@ enum class Code : int {
   bad_ecc = -11,         ///< an ECC that the version, the type or the widths rule out
   no_primitive = -12,    ///< none of the primitives that are allowed has a shape for this memory
   out_of_memory = -13,
-  too_many = -14         ///< more primitives than the part has
+  too_many = -14  ///< more primitives than the part has
 };
 
 /// A description that is refused; the text names the word, its value and the bound.
