@@ -1,6 +1,6 @@
 // libkdi_iotools.so: I/O planning for people, and the primitives of a part for the tool.
 //
-//   get_primitives -part PART                              -> dictionary: how many of each primitive
+//   get_primitives -part PART ?-kind KIND?                 -> names of the primitives
 //   iotools::picture PORTS -part PART ?-strobes MAP? ?-title TEXT?   -> SVG of the banks
 //   iotools::decode PARAMETERS -part PART                  -> dictionary: ports, strobes
 //   iotools::memory_file FILE                              -> dictionary: interface, settings, ports, entry, parts
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/iotools/bank_picture.h"
+#include "host/part_primitives.h"
 #include "kdi/common/HTCTclInterp.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
@@ -66,22 +67,25 @@ class Options {
 
 // ---------------------------------------------------------------------------------------------------------- primitives
 
-Tcl_Obj* primitives_command(tcl::Words words) {
-  Part const& part = Options(words, {"-part"}).part();
-  std::map<std::string, int> counts;
-  for (auto const& one : part.speed->clock_primitives) counts[one.name] += one.count;
-  for (auto const& one : part.speed->clock_buffers) counts[one.name] += one.count;
-  for (auto const& one : part.speed->block_memories) counts[one.name] += one.count;
-  for (auto const& one : part.speed->memory_controllers)
-    if (one.hard) counts[one.name] += static_cast<int>(one.sites.size());
-  for (auto const& one : part.package->quads) counts[one.type] += 1;
-  // Nibbles and octads of the banks that have pins.
-  for (auto const& bank : part.package->banks)
-    for (auto const& lane : bank.lanes)
-      if (bank.column >= 0 && !lane.pads.empty()) counts["IO_" + bank.kind] += lane.pads.back().nibble + 1;
-  std::vector<std::string> all;
-  for (auto const& [name, count] : counts) all.insert(all.end(), {name, std::to_string(count)});
-  return tcl::new_list(all);
+int primitives_command(Tcl_Interp* interp, tcl::Words words) {
+  std::string name;
+  int kind = -1;
+  for (std::size_t i = 0; i < words.size(); i += 2) {
+    const std::string option = tcl::text_of(words[i]);
+    if (option != "-part" && option != "-kind") refuse("unknown option \"" + option + "\": use -part or -kind");
+    if (i + 1 == words.size()) refuse("no value for \"" + option + "\"");
+    if (option == "-part")
+      name = tcl::text_of(words[i + 1]);
+    else if (Tcl_GetIndexFromObj(interp, words[i + 1], part_primitives::kKinds, "kind", TCL_EXACT, &kind) != TCL_OK)
+      return TCL_ERROR;
+  }
+  if (name.empty()) refuse("no part given: use -part");
+  Part const* const part = kdi::device::find_part(name);
+  if (part == nullptr) refuse(kdi::device::unknown_part(name));
+  std::vector<std::string> names;
+  for (part_primitives::Primitive const& one : part_primitives::of(*part))
+    if (kind == -1 || kind == static_cast<int>(one.kind)) names.push_back(one.name);
+  return tcl::succeed(interp, tcl::new_list(names));
 }
 
 // ------------------------------------------------------------------------------------------------------------ plans
@@ -171,7 +175,7 @@ constexpr tcl::Row kTools[] = {
     {"iotools::sites", tcl::handler<sites_command>, tcl::pairs_behind(0, tcl::usage("?option value ...?"))},
 };
 constexpr tcl::Row kPrimitives[] = {
-    {"get_primitives", tcl::handler<primitives_command>, tcl::pairs_behind(0, tcl::usage("?option value ...?"))},
+    {"get_primitives", tcl::handler<primitives_command>, tcl::between(2, 4, tcl::usage("-part value ?-kind value?"))},
 };
 
 }  // namespace

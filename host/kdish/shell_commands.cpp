@@ -11,6 +11,7 @@
 #include "host/kdish/result_json.h"
 #include "host/kdish/shell.h"
 #include "host/kdish/terminal.h"
+#include "host/part_primitives.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/common/host/param_commands.h"
@@ -124,51 +125,6 @@ Tcl_Obj* list_parts(Words words) {
   return tcl::new_list(parts);
 }
 
-enum class PrimitiveKind { clock, buffer, memory, controller, transceiver };
-
-struct Primitive {
-  PrimitiveKind kind;
-  std::string name;
-  int count;
-};
-
-std::vector<Primitive> primitives_of(Part const& part) {
-  std::vector<Primitive> all;
-  for (auto const& one : part.speed->clock_primitives) all.push_back({PrimitiveKind::clock, one.name, one.count});
-  for (auto const& one : part.speed->clock_buffers) all.push_back({PrimitiveKind::buffer, one.name, one.count});
-  for (auto const& one : part.speed->block_memories) all.push_back({PrimitiveKind::memory, one.name, one.count});
-  for (auto const& one : part.speed->memory_controllers)
-    all.push_back({PrimitiveKind::controller, one.name, static_cast<int>(one.sites.size())});
-  for (auto const& one : part.speed->transceivers) {
-    const auto quads = std::count_if(part.package->quads.begin(), part.package->quads.end(),
-                                     [&](auto const& quad) { return quad.type == one.type; });
-    all.push_back({PrimitiveKind::transceiver, one.type, static_cast<int>(quads) * one.channels_per_quad});
-  }
-  return all;
-}
-
-constexpr char const* kKinds[] = {"clock", "buffer", "memory", "controller", "transceiver", nullptr};
-
-int get_primitives(Tcl_Interp* interp, Words words) {
-  Tcl_Obj* part = nullptr;
-  int kind = -1;
-  for (std::size_t i = 0; i < words.size(); i += 2) {
-    const std::string option = text_of(words[i]);
-    if (option != "-part" && option != "-kind")
-      throw std::invalid_argument("unknown option \"" + option + "\": use -part or -kind");
-    if (i + 1 == words.size()) throw std::invalid_argument("no value for \"" + option + "\"");
-    if (option == "-part")
-      part = words[i + 1];
-    else if (Tcl_GetIndexFromObj(interp, words[i + 1], kKinds, "kind", TCL_EXACT, &kind) != TCL_OK)
-      return TCL_ERROR;
-  }
-  if (part == nullptr) throw std::invalid_argument("no part given: use -part");
-  std::vector<std::string> names;
-  for (Primitive const& one : primitives_of(part_of(part)))
-    if (kind == -1 || kind == static_cast<int>(one.kind)) names.push_back(one.name);
-  return tcl::succeed(interp, tcl::new_list(names));
-}
-
 int pins_of(kdi::device::IoBank const& bank) {
   int pins = 0;
   for (auto const& lane : bank.lanes)
@@ -178,8 +134,8 @@ int pins_of(kdi::device::IoBank const& bank) {
 
 Tcl_Obj* get_part(Words words) {
   Part const& part = part_of(words[0]);
-  const auto primitive_dict = [](Primitive const& one) {
-    return tcl::new_dict({{"kind", kKinds[static_cast<int>(one.kind)]}, {"name", one.name}, {"count", one.count}});
+  const auto primitive_dict = [](part_primitives::Primitive const& one) {
+    return tcl::new_dict({{"kind", part_primitives::word_of(one.kind)}, {"name", one.name}, {"count", one.count}});
   };
   const auto bank_dict = [](kdi::device::IoBank const& bank) {
     return tcl::new_dict({{"number", bank.number}, {"kind", bank.kind}, {"pins", pins_of(bank)}});
@@ -194,7 +150,7 @@ Tcl_Obj* get_part(Words words) {
                         {"core_v", part.speed->core_v},
                         {"slrs", part.device->slrs.size()},
                         {"processing_system", processing_system ? processing_system->kind : std::string()},
-                        {"primitives", tcl::new_list(primitives_of(part), primitive_dict)},
+                        {"primitives", tcl::new_list(part_primitives::of(part), primitive_dict)},
                         {"banks", tcl::new_list(part.package->banks, bank_dict)}});
 }
 
@@ -211,10 +167,10 @@ std::string report_part(Words words) {
       {"SLRs", std::to_string(part.device->slrs.size())}};
   if (part.device->processing_system) about.push_back({"Processing system", part.device->processing_system->kind});
   std::vector<std::vector<std::string>> primitives = {{"Primitive", "Kind", "Count"}};
-  for (Primitive const& one : primitives_of(part)) {
-    const bool is_soft = one.kind == PrimitiveKind::controller && one.count == 0;
+  for (part_primitives::Primitive const& one : part_primitives::of(part)) {
+    const bool is_soft = one.kind == part_primitives::Kind::controller && one.count == 0;
     primitives.push_back(
-        {one.name, kKinds[static_cast<int>(one.kind)], is_soft ? "in fabric" : std::to_string(one.count)});
+        {one.name, part_primitives::word_of(one.kind), is_soft ? "in fabric" : std::to_string(one.count)});
   }
   std::vector<std::vector<std::string>> banks = {{"Bank", "Kind", "Pins"}};
   for (auto const& bank : part.package->banks)
@@ -316,7 +272,6 @@ constexpr tcl::Row kCommands[] = {
     {"list_parts", handler<list_parts>, between(0, 1, usage("?pattern?"))},
     {"get_part", handler<get_part>, exactly(1, usage("part"))},
     {"report_part", handler<report_part>, exactly(1, usage("part"))},
-    {"get_primitives", handler<get_primitives>, between(2, 4, usage("-part value ?-kind value?"))},
     {"journal", handler<journal>, between(0, 1, usage("?file?"))},
     {"replay", handler<replay>, exactly(1, usage("file"))},
     {"compare_journals", handler<compare_journals>, exactly(2, usage("first second"))},
