@@ -99,14 +99,14 @@ TEST(TclTexts, AreWrittenSoThatTclFindsTheElements) {
 }
 
 TEST(TclTexts, ThatAreNoneSayWhy) {
-  for (auto const& [text, fault] : Pairs{
+  for (auto const& one : Pairs{
            {"a {b", "it: a brace is open at the end"},
            {"a \"b", "it: a quote is open at the end"},
            {"{a}b c", "it: an element is ended by a brace and goes on with \"b\""},
            {"\"a\"b c", "it: an element is ended by a quote and goes on with \"b\""},
            {"\\x00", "it: a character with the code 0"},
        })
-    EXPECT_EQ(thrown([&] { read_list(text, "it"); }), fault);
+    EXPECT_EQ(thrown([&] { read_list(one.first, "it"); }), one.second);
   EXPECT_EQ(thrown([] { read_dictionary("a 1 a 2", "it"); }), "it: \"a\" is there twice");
   EXPECT_EQ(thrown([] { read_dictionary("a 1 b", "it"); }), "it: \"b\" has no value");
 }
@@ -154,7 +154,7 @@ TEST(IoSettings, ThatAreNoneAreToldWithTheNearest) {
 }
 
 TEST(IoSettings, WithAValueThatIsNoneNameIt) {
-  for (auto const& [text, fault] : Pairs{
+  for (auto const& one : Pairs{
            {"DATA_WIDTH 0", "X: DATA_WIDTH: \"0\" is no whole number from 1 to 1024"},
            {"DATA_WIDTH 8.0", "X: DATA_WIDTH: \"8.0\" is no whole number from 1 to 1024"},
            {"TIME_PERIOD nan", "X: TIME_PERIOD: \"nan\" is no number from 10 to 100000"},
@@ -166,7 +166,7 @@ TEST(IoSettings, WithAValueThatIsNoneNameIt) {
            {"RATIO 8", "X: RATIO: \"8\" is no ratio like 8:1, of a power of two up to 64"},
            {"BUSES {a {WIDTH x}}", "X: BUSES: a WIDTH: \"x\" is no whole number from 1 to 1024"},
        })
-    EXPECT_EQ(thrown([&] { settings_of_dictionary("X", text); }), fault);
+    EXPECT_EQ(thrown([&] { settings_of_dictionary("X", one.first); }), one.second);
   std::map<std::string, std::string> choices;
   for (SettingKind const& kind : setting_kinds()) choices[kind.name] = kind.choices;
   EXPECT_EQ(choices["APPLICATION_TYPE"], "RX TX RX_TX BIDIR");
@@ -237,7 +237,7 @@ TEST(IoBuses, HavePortsByIndexAndPair) {
 TEST(IoBuses, ThatAreNoneNameTheKey) {
   std::string many;
   for (int i = 0; i < 257; ++i) many += "b" + std::to_string(i) + " {} ";
-  for (auto const& [text, fault] : Pairs{
+  for (auto const& one : Pairs{
            {"a-b {}", "it: \"a-b\" is no name of a bus: letters, digits and _"},
            {"a {ROLE Clock}", "it: a ROLE: \"Clock\" is none of Data, Strobe, ClkFwd, InputClock"},
            {"a {DIRECTION in}", "it: a DIRECTION: \"in\" is none of RX, TX, BIDIR"},
@@ -246,7 +246,7 @@ TEST(IoBuses, ThatAreNoneNameTheKey) {
            {"a {DIFFERENTIAL 1} a_p {}", "it: two buses have the port \"a_p\""},
            {many, "it: more than 256 buses"},
        })
-    EXPECT_EQ(thrown([&] { read_buses("it", text); }), fault);
+    EXPECT_EQ(thrown([&] { read_buses("it", one.first); }), one.second);
   EXPECT_EQ(thrown([] {
               read_buses({{"Data", {{"a", "RX,1,-,-,-,-,-,-,-"}}}});
             }),
@@ -307,7 +307,7 @@ TEST(IoLocations, AreToldByAsMuchAsTellsOfOnePad) {
   EXPECT_EQ(pad("701,-,3,L3N,-,-"), pad("IO_B1_L3N_701"));
   EXPECT_TRUE(pads_of(read_locations("it", "a -,-,-,-,-,POD12"), nibbles(), "it").empty());
   const std::string ball = found.ball;
-  for (auto const& [text, fault] : Pairs{
+  for (auto const& one : Pairs{
            {"a 701,B1", "it: a: \"701,B1\" has not the form bank,lane,nibble,site,ball,standard"},
            {"a {x y}", "it: a: \"x y\" is no word of letters, digits and _-+."},
            {"a x,B1,-,L3N,-,-", "it: a: \"x\" is no whole number from 0 to 2147483647"},
@@ -319,7 +319,7 @@ TEST(IoLocations, AreToldByAsMuchAsTellsOfOnePad) {
            {"{} x", "it: a port has no name"},
            {"a x {{a}} x", "it: a is there twice"},
        })
-    EXPECT_EQ(thrown([&] { pads_of(read_locations("it", text), nibbles(), "it"); }), fault);
+    EXPECT_EQ(thrown([&] { pads_of(read_locations("it", one.first), nibbles(), "it"); }), one.second);
   EXPECT_EQ(thrown([] { read_grouping({{"9_9", {}}}, nibbles(), "it"); }), "it: there is no nibble \"9_9\"");
   EXPECT_EQ(thrown([] { read_grouping({{"701_3", {"a"}}}, nibbles(), "it"); }), "it: 701_3 has 6 sites and not 1");
   EXPECT_EQ(thrown([] {
@@ -390,7 +390,7 @@ TEST(IoParameters, ThatDoNotAgreeNameThemselves) {
   plan.pads = pads_of(read_locations("it", "a IO_B1_L3N_701"), nibbles(), "it");
   plan.strobes["a"] = {"701_3"};
   const OptionMap good = write_parameters(plan, nibbles());
-  for (auto const& [changed, fault] : Pairs{
+  for (auto const& one : Pairs{
            {"NUM_BANKS 2", "it: NUM_BANKS is not \"1\", which the ports take"},
            {"BANKS 700", "it: BANKS is not \"701\", which the ports take"},
            {"NIBLE 2", "it: nothing is called \"NIBLE\""},
@@ -400,10 +400,10 @@ TEST(IoParameters, ThatDoNotAgreeNameThemselves) {
        })
     EXPECT_EQ(thrown([&] {
                 OptionMap parameters = good;
-                for (auto const& [name, value] : read_dictionary(changed, "it")) parameters[name] = value;
+                for (auto const& [name, value] : read_dictionary(one.first, "it")) parameters[name] = value;
                 read_parameters(parameters, nibbles(), "it");
               }),
-              fault);
+              one.second);
 }
 
 TEST(IoInterfaces, AreReadBack) {
@@ -412,13 +412,13 @@ TEST(IoInterfaces, AreReadBack) {
   EXPECT_EQ(write_interfaces(interfaces),
             "interface {ddr5 {dq {dir inout width 32 role Data} ck_t {dir out width 1 role Clock}} empty {}}");
   EXPECT_EQ(read_interfaces("it", write_interfaces(interfaces)), interfaces);
-  for (auto const& [text, fault] : Pairs{
+  for (auto const& one : Pairs{
            {"a {}", "it: there is not one key, \"interface\""},
            {"interface {a {b {dir in width 1}}}", "it: a b: dir, width and role are needed"},
            {"interface {a {b {dir up}}}", "it: a b dir: \"up\" is none of in, out, inout"},
            {"interface {a {b {wide 1}}}", "it: a b: nothing is called \"wide\""},
        })
-    EXPECT_EQ(thrown([&] { read_interfaces("it", text); }), fault);
+    EXPECT_EQ(thrown([&] { read_interfaces("it", one.first); }), one.second);
 }
 
 }  // namespace
