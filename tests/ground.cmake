@@ -18,6 +18,7 @@ target_sources(rows_test PRIVATE
   $<TARGET_OBJECTS:kdi_gttools_objects>
   $<TARGET_OBJECTS:kdi_dsptools_objects>
   $<TARGET_OBJECTS:kdi_iotools_objects>
+  $<TARGET_OBJECTS:kdi_memtools_objects>
   $<TARGET_OBJECTS:chain_search>
   $<TARGET_OBJECTS:register_export>
   $<TARGET_OBJECTS:opened_core>

@@ -334,7 +334,7 @@ Shell::Shell(ShellOptions options) : options_(std::move(options)) {
       [this](ComMsgMgrInstance const& message) { complain(message_host::line_of(message), colour_of(message.mask)); });
   for (char const* const library :
        {"libkdi_common.so", "libkdi_iptasks.so", "libkdi_fectools.so", "libkdi_bmgtools.so", "libkdi_clocktools.so",
-        "libkdi_coretools.so", "libkdi_gttools.so", "libkdi_dsptools.so", "libkdi_iotools.so"})
+        "libkdi_coretools.so", "libkdi_gttools.so", "libkdi_dsptools.so", "libkdi_iotools.so", "libkdi_memtools.so"})
     load(interp_, library);
   register_shell_commands(interp_, *this);
   if (!options_.journal.empty()) journal_.open(options_.journal);

@@ -56,6 +56,11 @@ class Problem {
   void pin_unit(int unit, int lane) { lane_of_unit_[static_cast<std::size_t>(unit)] = lane; }
   /// Takes back the last pin of the signal.
   void unpin(int signal);
+  /// Keeps pads of a lane from all signals that are not decided, or gives them back.
+  void block(int lane, PadMask pads, bool is_blocked) {
+    PadMask& pinned = pinned_[static_cast<std::size_t>(lane)];
+    pinned = is_blocked ? pinned | pads : pinned & ~pads;
+  }
 
   /// Whether a unit has room in a lane whose pads of `without` are not for it.
   bool fits(int unit, int lane, PadMask without = 0) const;

@@ -3,6 +3,8 @@
 //
 // Up to the third level only lanes are searched: whether a group fits into a lane does not depend on the other groups.
 // More room never hurts, so the least number of banks and the least span are those with which anything fits at all.
+#include "platform/planning/search.h"
+
 #include <algorithm>
 #include <bit>
 #include <limits>
@@ -39,15 +41,21 @@ class Searcher {
     });
   }
 
-  std::optional<Plan> best() {
-    Plan plan;
+  /// The first three numbers, with what is left to place.
+  std::optional<Objective> objective() {
     if (!is_possible()) return std::nullopt;
-    const std::vector<Frame> few_banks = least_banks(plan.objective);
-    const std::vector<Frame> short_spans = least_span(few_banks, plan.objective);
-    frames_ = most_central(short_spans, plan.objective);
+    Objective best;
+    const std::vector<Frame> few_banks = least_banks(best);
+    const std::vector<Frame> short_spans = least_span(few_banks, best);
+    frames_ = most_central(short_spans, best);
+    return best;
+  }
+
+  std::optional<Plan> best() {
+    const std::optional<Objective> numbers = objective();
+    if (!numbers) return std::nullopt;
     least_pads();
-    plan.pad_of_signal = problem_.pads();
-    return plan;
+    return Plan{problem_.pads(), *numbers};
   }
 
  private:
@@ -312,6 +320,8 @@ std::vector<BankUse> bank_uses(PlacementRequest const& request, std::vector<int>
   }
   return uses;
 }
+
+std::optional<Objective> best_objective(PlacementRequest const& request) { return Searcher(request).objective(); }
 
 bool can_place(PlacementRequest const& request) { return Searcher(request).is_possible(); }
 

@@ -18,7 +18,7 @@ class Interpreter {
   Interpreter() : interp_(Tcl_CreateInterp()) {
     for (char const* const library :
          {"libkdi_common.so", "libkdi_iptasks.so", "libkdi_fectools.so", "libkdi_bmgtools.so", "libkdi_clocktools.so",
-          "libkdi_coretools.so", "libkdi_gttools.so", "libkdi_dsptools.so", "libkdi_iotools.so"})
+          "libkdi_coretools.so", "libkdi_gttools.so", "libkdi_dsptools.so", "libkdi_iotools.so", "libkdi_memtools.so"})
       EXPECT_EQ(evaluate("load {" + places::library(library) + "}"), TCL_OK) << result();
   }
   Interpreter(Interpreter const&) = delete;

@@ -152,7 +152,7 @@ std::set<std::string> table_commands(std::string const& library) {
 
 constexpr char const* kLibraries[] = {"libkdi_iptasks.so",  "libkdi_common.so",     "libkdi_fectools.so",
                                       "libkdi_bmgtools.so", "libkdi_clocktools.so", "libkdi_coretools.so",
-                                      "libkdi_gttools.so",  "libkdi_dsptools.so",   "libkdi_iotools.so"};
+                                      "libkdi_gttools.so",  "libkdi_dsptools.so",   "libkdi_iotools.so", "libkdi_memtools.so"};
 
 class Registered : public testing::TestWithParam<char const*> {};
 
@@ -178,7 +178,7 @@ TEST(CommandTable, EveryCommandOfTheShellHasAnEntryAndNoOther) {
   const std::string script = R"(
     proc all {in ns} { concat [interp eval $in [list info commands ${ns}::*]] {*}[lmap child [interp eval $in [list namespace children ::$ns]] { all $in $child }] }
     interp create plain
-    foreach library {libkdi_iptasks.so libkdi_common.so libkdi_fectools.so libkdi_bmgtools.so libkdi_clocktools.so libkdi_coretools.so libkdi_gttools.so libkdi_dsptools.so libkdi_iotools.so} { plain eval [list load )" +
+    foreach library {libkdi_iptasks.so libkdi_common.so libkdi_fectools.so libkdi_bmgtools.so libkdi_clocktools.so libkdi_coretools.so libkdi_gttools.so libkdi_dsptools.so libkdi_iotools.so libkdi_memtools.so} { plain eval [list load )" +
                              places::library("$library") +
                              R"(] }
     set known [all plain {}]

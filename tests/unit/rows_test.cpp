@@ -22,6 +22,7 @@ int Kdi_clocktools_Init(Tcl_Interp* interp);
 int Kdi_gttools_Init(Tcl_Interp* interp);
 int Kdi_dsptools_Init(Tcl_Interp* interp);
 int Kdi_iotools_Init(Tcl_Interp* interp);
+int Kdi_memtools_Init(Tcl_Interp* interp);
 int Kdi_coretools_Init(Tcl_Interp* interp);
 }
 
@@ -59,7 +60,7 @@ Tcl_Interp* interpreter() {
     Tcl_Interp* const made = Tcl_CreateInterp();
     for (auto* const init :
          {Kdi_iptasks_Init, Kdi_common_Init, Kdi_fectools_Init, Kdi_bmgtools_Init, Kdi_clocktools_Init,
-          Kdi_coretools_Init, Kdi_gttools_Init, Kdi_dsptools_Init, Kdi_iotools_Init})
+          Kdi_coretools_Init, Kdi_gttools_Init, Kdi_dsptools_Init, Kdi_iotools_Init, Kdi_memtools_Init})
       EXPECT_EQ(init(made), TCL_OK);
     alignas(kdish::Shell) static std::byte no_shell[sizeof(kdish::Shell)];  // nothing looks at it: no handler runs
     kdish::register_shell_commands(made, reinterpret_cast<kdish::Shell&>(no_shell));
