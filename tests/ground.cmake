@@ -9,7 +9,7 @@ get_property(families GLOBAL PROPERTY IPTASKS_FAMILIES)
 list(REMOVE_ITEM families psmodels_driver)
 get_property(engines GLOBAL PROPERTY IPTASKS_ENGINES)
 list(REMOVE_DUPLICATES engines)
-add_unit_test(rows_test SMOKE OBJECTS LABELS frame LINKS "${families};${engines};kdish_parts;kdi_cdo;kdi_planning;kdi_corepages;kdi_cores")
+add_unit_test(rows_test SMOKE OBJECTS LABELS frame LINKS "${families};${engines};kdish_parts;kdi_cdo;kdi_planning;kdi_corepages;kdi_cores;kdi_ddr")
 target_sources(rows_test PRIVATE
   $<TARGET_OBJECTS:kdi_fectools_objects>
   $<TARGET_OBJECTS:kdi_bmgtools_objects>

@@ -22,7 +22,7 @@ namespace {
 
 constexpr int kMostFrames = 30000;  // tuples that one search looks at; they take some 50 microseconds each
 
-// Banks that a controller could have all for itself, and what it could do with them.
+// Banks that a controller could have a signal in each of, and no placement there has less than this.
 struct BankSet {
   std::vector<int> banks;  ///< numbers, in the order of the layout
   Objective best;
@@ -51,7 +51,11 @@ std::vector<BankSet> bank_sets(PlacementRequest const& request) {
           banks.push_back(request.layout->banks[static_cast<std::size_t>(window.banks[i])].number);
       if (!seen.insert(banks).second) continue;
       const auto best = best_objective(within(request, banks));
-      if (best && best->banks == static_cast<int>(banks.size())) sets.push_back({banks, *best});
+      if (!best) continue;
+      const int count = static_cast<int>(banks.size());
+      // Alone it would do with fewer; what others take may make it use all of them.
+      const Objective least{count, static_cast<int>(request.interface->units.size()) + 1, 0};
+      sets.push_back({banks, best->banks == count ? *best : least});
     }
   std::sort(sets.begin(), sets.end(), [](BankSet const& a, BankSet const& b) {
     return std::tie(a.best.banks, a.best.lanes, a.best.off_centre, a.banks) <

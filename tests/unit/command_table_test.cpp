@@ -150,9 +150,9 @@ std::set<std::string> table_commands(std::string const& library) {
   return names;
 }
 
-constexpr char const* kLibraries[] = {"libkdi_iptasks.so",  "libkdi_common.so",     "libkdi_fectools.so",
-                                      "libkdi_bmgtools.so", "libkdi_clocktools.so", "libkdi_coretools.so",
-                                      "libkdi_gttools.so",  "libkdi_dsptools.so",   "libkdi_iotools.so", "libkdi_memtools.so"};
+constexpr char const* kLibraries[] = {
+    "libkdi_iptasks.so",   "libkdi_common.so",  "libkdi_fectools.so", "libkdi_bmgtools.so", "libkdi_clocktools.so",
+    "libkdi_coretools.so", "libkdi_gttools.so", "libkdi_dsptools.so", "libkdi_iotools.so",  "libkdi_memtools.so"};
 
 class Registered : public testing::TestWithParam<char const*> {};
 

@@ -457,7 +457,9 @@ TEST(Diagnosis, TakesASecondAtMostAtFullSize) {
       std::printf("%.3f s, %d plans, %zu obstacles, %d, %zu near\n", took, diagnosis.plans, diagnosis.obstacles.size(),
                   diagnosis.is_smallest, near.size());
   }
-  if (std::getenv("IPTASKS_LONG") != nullptr) EXPECT_LT(worst, 1);  // elsewhere others may have the processor
+  if (std::getenv("IPTASKS_LONG") != nullptr) {
+    EXPECT_LT(worst, 1);  // elsewhere others may have the processor
+  }
   RecordProperty("milliseconds", static_cast<int>(worst * 1000));
 }
 
