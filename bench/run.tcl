@@ -10,7 +10,9 @@ set processors [regexp -all -inline -line {^model name\s*: (.*)$} [content /proc
 puts "Machine: [expr {[llength $processors] / 2}] x [expr {$processors eq {} ? {a processor that does not say what it is} : [lindex $processors 1]}], load [join [load]] (1, 5 and 15 minutes)
 Each row holds ours, in the column `first`, against a peer, in `second`: medians in milliseconds unless the row says otherwise. The two run
 in turn, and `ratio` is the median of the ratios of the pairs, not the ratio of the medians: what else the machine does
-reaches both sides alike. Below 1 ours is the faster one; a row is ok while its ratio is not above the bar."
+reaches both sides alike. Below 1 ours is the faster one; a row is ok while its ratio is not above the bar. `noise` is what the
+ratio may be off by; a bar within it is told as CLOSE, since chance would decide. A time without a peer stands against
+sorting a million numbers, so that its bar holds on any machine."
 
 set missed {}
 set programs 0

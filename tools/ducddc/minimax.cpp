@@ -90,7 +90,6 @@ struct Levelled {
   Interpolant polynomial;
 };
 
-
 // Products of the distances from each of kTogether nodes, the first of them number `first`, to all others.
 IN_WIDE_REGISTERS
 void multiply_distances(std::vector<double> const& nodes, std::size_t first, double scale, double const* x,
@@ -151,7 +150,8 @@ void evaluate_fast(std::size_t nodes, double const* node, double const* weight, 
   for (std::size_t k = 0; k < nodes; k += kNodesTogether) {
     const Eight a = at - node[k], b = at - node[k + 1], c = at - node[k + 2], d = at - node[k + 3];
     const Eight ab = a * b, cd = c * d, reciprocal = 1.0 / (ab * cd);
-    up += ((weighted[k] * b + weighted[k + 1] * a) * cd + (weighted[k + 2] * d + weighted[k + 3] * c) * ab) * reciprocal;
+    up +=
+        ((weighted[k] * b + weighted[k + 1] * a) * cd + (weighted[k + 2] * d + weighted[k + 3] * c) * ab) * reciprocal;
     down += ((weight[k] * b + weight[k + 1] * a) * cd + (weight[k + 2] * d + weight[k + 3] * c) * ab) * reciprocal;
   }
   const Eight quotient = up / down;
@@ -346,7 +346,8 @@ class RemezExchange {
     for (Place const& extremum : reference) {
       // bands ascend, so frequencies do from one band to the next
       for (; next < grid_.size() && grid_[next].frequency < extremum.frequency; ++next) *out++ = &grid_[next];
-      if (next > 0 && out != places.begin() && out[-1] == &grid_[next - 1] && is_next_to(grid_[next - 1], extremum)) --out;
+      if (next > 0 && out != places.begin() && out[-1] == &grid_[next - 1] && is_next_to(grid_[next - 1], extremum))
+        --out;
       *out++ = &extremum;
       if (next < grid_.size() && is_next_to(grid_[next], extremum)) ++next;
     }
