@@ -18,9 +18,7 @@ if(IPTASKS_SANITIZE STREQUAL "thread")
   # Not what runs while the project is built: there is one thread, and a function that is chosen by the processor is so
   # before the sanitizer is there.
   set(sanitized $<NOT:$<BOOL:$<TARGET_PROPERTY:IPTASKS_BUILD_TOOL>>>)
-  # gcc, which sees through less with it, takes optional values for uninitialized.
-  target_compile_options(iptasks_flags INTERFACE
-    $<${sanitized}:-fsanitize=thread> -fno-omit-frame-pointer -Wno-maybe-uninitialized)
+  target_compile_options(iptasks_flags INTERFACE $<${sanitized}:-fsanitize=thread> -fno-omit-frame-pointer)
   target_link_options(iptasks_flags INTERFACE $<${sanitized}:-fsanitize=thread>)
 elseif(IPTASKS_SANITIZE)
   target_compile_options(iptasks_flags INTERFACE

@@ -19,8 +19,9 @@ with_table() {
   awk '/^[0-9]+% tests passed/ { system("tclsh tests/support/budget.tcl build") } { print; fflush() }'
 }
 
-# Headers compiled beforehand save the build with clang some minutes, but no compiler cache knows what is built with them; so
-# they are for where there is none, or one that holds next to nothing. gcc warns of what is none with them, and does without.
+# Headers compiled beforehand save the builds with clang some minutes, but no compiler cache knows what is built with them; so
+# they are for where there is none, or one that holds next to nothing. The build with gcc does without, and so notices what a
+# source forgets to include.
 # IPTASKS_PRECOMPILED in the environment, ON or OFF, decides otherwise.
 has_cache() {
   command -v ccache >/dev/null && [ "$(ccache --print-stats | awk '$1 == "files_in_cache" { print $2 }')" -gt 1000 ]
@@ -32,7 +33,7 @@ for build in asan tsan smoke; do
   [ $build != smoke ] || preset=release
   echo "step $build build/$preset $(date +%s)" >>"$IPTASKS_TIMES"
   headers=()
-  [ $build != asan ] || headers=(-DIPTASKS_PRECOMPILED=${IPTASKS_PRECOMPILED:-$precompiled})
+  [ $build = smoke ] || headers=(-DIPTASKS_PRECOMPILED=${IPTASKS_PRECOMPILED:-$precompiled})
   measured configure cmake --preset $preset "${headers[@]}" >/dev/null
   measured build cmake --build --preset $build
   if [ $build = smoke ]; then ctest --preset $build | with_table; else ctest --preset $build; fi

@@ -127,8 +127,8 @@ SettingKind const& Settings::kind(std::string_view name, Form form) const {
 }
 
 std::string const& Settings::value(SettingKind const& kind) const {
-  static const std::map<std::string, std::string, std::less<>> unless_told = [] {
-    std::map<std::string, std::string, std::less<>> all;
+  static const auto& unless_told = []() -> std::map<std::string, std::string, std::less<>> const& {
+    auto& all = *new std::map<std::string, std::string, std::less<>>;  // never destroyed: asked while the process ends
     for (SettingKind const& one : kKinds) all.emplace(one.name, one.unless_told);
     return all;
   }();

@@ -93,7 +93,7 @@ TEST_F(FamilyThreads, EightInterpretersLoadAskAndEndControllers) {
       if {[llength $lines] != 40} { error "[llength $lines] pins" }
       if {$round < 2} { ${scope}unLoadPkg -instance_name j%N }
     }
-    lmap line $lines { lindex $line 2 })";
+    lmap line $lines { lindex [split $line] 2 })";
   std::mutex mutex;
   std::set<std::string> balls;
   std::size_t pins = 0;
@@ -104,8 +104,9 @@ TEST_F(FamilyThreads, EightInterpretersLoadAskAndEndControllers) {
       for (std::size_t at = script.find("%N"); at != std::string::npos; at = script.find("%N"))
         script.replace(at, 2, std::to_string(thread));
       EXPECT_EQ(interpreter.evaluate(script), TCL_OK) << interpreter.result();
+      const std::string result = interpreter.result();
       const std::lock_guard lock(mutex);
-      for (const std::string_view ball : kdi::text::words(interpreter.result())) {
+      for (const std::string_view ball : kdi::text::words(result)) {
         balls.insert(std::string(ball));
         ++pins;
       }
