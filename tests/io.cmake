@@ -7,7 +7,7 @@ add_tcl_test(io LABELS io)
 
 # What the library hides of its own.
 add_unit_test(place_test LABELS io LINKS "kdi_place_objects;kdi_planning;kdi_device;iptasks_tcl;${ELF_LIBRARY}")
-target_sources(place_test PRIVATE unit/place_memory_test.cpp unit/remove_directory_test.cpp)
+target_sources(place_test PRIVATE unit/place_buses_test.cpp unit/place_memory_test.cpp unit/remove_directory_test.cpp)
 
 # A program image, and what the tools' own converter makes of it.
 find_program(BINUTILS_OBJCOPY objcopy REQUIRED)  # clang's own has no such form

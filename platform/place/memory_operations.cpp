@@ -3,9 +3,9 @@
 
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
+#include "platform/place/bus_plan.h"
 #include "platform/place/memory_file.h"
 #include "platform/place/memory_plan.h"
-#include "platform/place/state.h"
 #include "platform/place/words.h"
 
 namespace kelvane_io::kelvane_io_v1 {
@@ -16,69 +16,30 @@ namespace {
 
 using namespace kdi::place;
 
-std::string const& value_of(ParamMap const& params, char const* key) {
-  static const std::string kNone;
-  const auto value = params.find(key);
-  return value == params.end() ? kNone : value->second;
-}
-
-// What an operation is asked, from its words and from what was told when the instance was loaded.
-struct Asked {
-  std::string interface;
-  Settings settings;
-  Locations locations;
-};
-
-Asked asked(I::State const& state, ParamMap const& params) {
-  Asked all{value_of(params, "IP_NAME"), settings_of_dictionary("XGUI_CONFIG", value_of(params, "XGUI_CONFIG")),
-            read_locations("PORT_LOCS", value_of(params, "PORT_LOCS"))};
-  all.settings.fill_from(state.settings);
-  return all;
-}
-
-Asked asked_by_options(I::State const& state, OptionMap const& options) {
-  constexpr char const* kOthers[] = {"-ip_name", "-port_locs"};
-  Asked all{value_of(options, "-ip_name"), settings_of_options(options, kOthers),
-            read_locations("-port_locs", value_of(options, "-port_locs"))};
-  all.settings.fill_from(state.settings);
-  return all;
-}
+// The plain physical layer has buses as well, where any are told.
+bool has_buses(MemoryUse use, Asked const& what) { return use == MemoryUse::phy && !what.settings.buses().empty(); }
 
 // Plans, keeps what came out for the operations that ask for the last plan, and answers from it.
 template <class Answer>
 auto plan(I::State& state, MemoryUse use, Asked const& what, Answer answer) {
+  if (has_buses(use, what)) {
+    const BusPlan made(*state.part, SiteGroup::nibble, what);
+    keep(state, what, made);
+    return answer(made);
+  }
   const MemoryPlan made(*state.part, memory_setup(*state.part, use, what.settings), what.locations);
-  const auto standard_of = [&](std::string const& port) { return made.standard(port); };
-  OptionMap ports = write_locations(made.port_pads(), made.layout(), standard_of);
-  state.last_plan = LastPlan{what.interface, what.settings, std::move(ports)};
+  keep(state, what, made);
   return answer(made);
 }
 
-OptionMap strobe_map(std::map<std::string, std::vector<std::string>> const& strobes) {
-  OptionMap map;
-  for (auto const& [strobe, nibbles] : strobes) map[strobe] = kdi::text::joined(nibbles, " ");
-  return map;
-}
-
-std::string numbers(std::vector<int> const& values) {
-  std::vector<std::string> words;
-  for (const int value : values) words.push_back(std::to_string(value));
-  return kdi::text::joined(words, ",");
-}
-
-// Answers of a plan.
-OptionMap locations(MemoryPlan const& made) {
-  return write_locations(made.port_pads(), made.layout(), [&](std::string const& port) { return made.standard(port); });
-}
-PinMap grouping(MemoryPlan const& made) { return write_grouping(made.port_pads(), made.layout()); }
-OptionMap strobes(MemoryPlan const& made) { return strobe_map(made.strobes()); }
-OptionMap parameters(MemoryPlan const& made) { return write_parameters(made.words(), made.layout()); }
-OptionMap constraints(MemoryPlan const& made) { return made.constraints(); }
-OptionMap pin_data(MemoryPlan const& made) {
-  OptionMap pins;
-  for (auto const& [port, info] : made.pin_info()) pins[port] = written(info);
-  return pins;
-}
+constexpr auto kLocations = [](auto const& made) { return locations(made); };
+constexpr auto kGrouping = [](auto const& made) { return grouping(made); };
+constexpr auto kStrobes = [](auto const& made) { return strobes(made); };
+constexpr auto kParameters = [](auto const& made) { return parameters(made); };
+constexpr auto kConstraints = [](auto const& made) { return constraints(made); };
+constexpr auto kPinData = [](auto const& made) { return pin_data(made); };
+constexpr auto kBanks = [](auto const& made) { return banks(made); };
+constexpr auto kClockInMaster = [](auto const& made) { return clock_in_master(made); };
 
 template <class Answer>
 auto answer(I::State& state, MemoryUse use, ParamMap const& params, Answer ask) {
@@ -170,28 +131,28 @@ std::string write_memory_file(I::State& state, ParamMap const& params, bool with
 }  // namespace
 
 OptionMap I::soft_DDR4_defaultIOPlanning(OptionMap const& options) {
-  return answer_by_options(*state_, options, locations);
+  return answer_by_options(*state_, options, kLocations);
 }
-PinMap I::soft_DDR4_nibbleGrouping(OptionMap const& options) { return answer_by_options(*state_, options, grouping); }
+PinMap I::soft_DDR4_nibbleGrouping(OptionMap const& options) { return answer_by_options(*state_, options, kGrouping); }
 OptionMap I::soft_DDR4_generateXDCMap(ParamMap const& params) {
-  return answer(*state_, MemoryUse::soft_ddr4, params, constraints);
+  return answer(*state_, MemoryUse::soft_ddr4, params, kConstraints);
 }
 OptionMap I::soft_DDR4_getStrobeToDataNibbles(ParamMap const& params) {
-  return answer(*state_, MemoryUse::soft_ddr4, params, strobes);
+  return answer(*state_, MemoryUse::soft_ddr4, params, kStrobes);
 }
 std::string I::soft_DDR4_generateMemFile(ParamMap const& params) { return write_memory_file(*state_, params, false); }
 
 OptionMap I::hard_DDR4_defaultIOPlanning(ParamMap const& params) {
-  return answer(*state_, MemoryUse::hard_ddr4, params, locations);
+  return answer(*state_, MemoryUse::hard_ddr4, params, kLocations);
 }
 PinMap I::hard_DDR4_nibbleGrouping(ParamMap const& params) {
-  return answer(*state_, MemoryUse::hard_ddr4, params, grouping);
+  return answer(*state_, MemoryUse::hard_ddr4, params, kGrouping);
 }
 OptionMap I::hard_DDR4_generateMapParams(ParamMap const& params) {
-  return answer(*state_, MemoryUse::hard_ddr4, params, parameters);
+  return answer(*state_, MemoryUse::hard_ddr4, params, kParameters);
 }
 OptionMap I::hard_DDR4_getStrobeToDataNibbles(ParamMap const& params) {
-  return answer(*state_, MemoryUse::hard_ddr4, params, strobes);
+  return answer(*state_, MemoryUse::hard_ddr4, params, kStrobes);
 }
 OptionMap I::hard_DDR4_getConfigurationInfo(ParamMap const& params) {
   return configuration(*state_, MemoryUse::hard_ddr4, params);
@@ -199,22 +160,22 @@ OptionMap I::hard_DDR4_getConfigurationInfo(ParamMap const& params) {
 std::string I::hard_DDR4_generateMemFile(ParamMap const& params) { return write_memory_file(*state_, params, false); }
 
 OptionMap I::hard_DDR5_defaultIOPlanning(ParamMap const& params) {
-  return answer(*state_, MemoryUse::hard_ddr5, params, locations);
+  return answer(*state_, MemoryUse::hard_ddr5, params, kLocations);
 }
 PinMap I::hard_DDR5_nibbleGrouping(ParamMap const& params) {
-  return answer(*state_, MemoryUse::hard_ddr5, params, grouping);
+  return answer(*state_, MemoryUse::hard_ddr5, params, kGrouping);
 }
 OptionMap I::hard_DDR5_generateMapParams(ParamMap const& params) {
-  return answer(*state_, MemoryUse::hard_ddr5, params, parameters);
+  return answer(*state_, MemoryUse::hard_ddr5, params, kParameters);
 }
 OptionMap I::hard_DDR5_getStrobeToDataNibbles(ParamMap const& params) {
-  return answer(*state_, MemoryUse::hard_ddr5, params, strobes);
+  return answer(*state_, MemoryUse::hard_ddr5, params, kStrobes);
 }
 OptionMap I::hard_DDR5_getConfigurationInfo(ParamMap const& params) {
   return configuration(*state_, MemoryUse::hard_ddr5, params);
 }
 OptionMap I::hard_DDR5_getPinDataDict(ParamMap const& params) {
-  return answer(*state_, MemoryUse::hard_ddr5, params, pin_data);
+  return answer(*state_, MemoryUse::hard_ddr5, params, kPinData);
 }
 std::string I::hard_DDR5_generateMemFile(ParamMap const& params) { return write_memory_file(*state_, params, true); }
 
@@ -234,27 +195,17 @@ std::string I::IntfInfoDict(ParamMap const& params) {
 }
 
 OptionMap I::xphy_io_defaultIOPlanning(ParamMap const& params) {
-  return answer(*state_, MemoryUse::phy, params, locations);
+  return answer(*state_, MemoryUse::phy, params, kLocations);
 }
 OptionMap I::xphy_io_getStrobeToDataNibbles(ParamMap const& params) {
-  return answer(*state_, MemoryUse::phy, params, strobes);
+  return answer(*state_, MemoryUse::phy, params, kStrobes);
 }
 OptionMap I::xphy_io_generateXDCMap(ParamMap const& params) {
-  return answer(*state_, MemoryUse::phy, params, constraints);
+  return answer(*state_, MemoryUse::phy, params, kConstraints);
 }
-OptionMap I::xphyio_getNumBanks(ParamMap const& params) {
-  return answer(*state_, MemoryUse::phy, params, [](MemoryPlan const& made) {
-    const std::vector<int> banks = made.banks();
-    return OptionMap{{"NUM_BANKS", std::to_string(banks.size())}, {"BANKS", numbers(banks)}};
-  });
-}
+OptionMap I::xphyio_getNumBanks(ParamMap const& params) { return answer(*state_, MemoryUse::phy, params, kBanks); }
 OptionMap I::xphy_io_isSysClkInMasterBank(ParamMap const& params) {
-  return answer(*state_, MemoryUse::phy, params, [](MemoryPlan const& made) {
-    const int clock = made.system_clock_bank(), master = made.master_bank();
-    return OptionMap{{"RESULT", clock == master ? "true" : "false"},
-                     {"SYS_CLK_BANK", clock < 0 ? "" : std::to_string(clock)},
-                     {"MASTER_BANK", std::to_string(master)}};
-  });
+  return answer(*state_, MemoryUse::phy, params, kClockInMaster);
 }
 
 }  // namespace kelvane_io::kelvane_io_v1

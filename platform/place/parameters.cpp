@@ -10,7 +10,8 @@
 namespace kdi::place {
 namespace {
 
-constexpr std::string_view kNibble = "NIBBLE_", kStandard = "STANDARD_", kStrobe = "STROBE_";
+constexpr std::string_view kNibble = "NIBBLE_", kStandard = "STANDARD_", kStrobe = "STROBE_", kBitSlip = "BIT_SLIP_";
+constexpr int kMostSlip = 1 << 16;
 constexpr std::array<char const*, 3> kDirections = {"in", "out", "inout"};
 constexpr int kWidest = 1 << 16;
 
@@ -58,6 +59,7 @@ OptionMap write_parameters(PlanWords const& plan, planning::Layout const& layout
   }
   for (auto const& [strobe, nibbles] : plan.strobes)
     for (std::string const& nibble : nibbles) parameters[std::string(kStrobe) + nibble] = strobe;
+  for (auto const& [nibble, bits] : plan.bit_slips) parameters[std::string(kBitSlip) + nibble] = std::to_string(bits);
   return parameters;
 }
 
@@ -70,6 +72,8 @@ PlanWords read_parameters(OptionMap const& parameters, planning::Layout const& l
       grouping[rest] = fields_of(value);
     else if (takes(name, kStrobe, rest))
       plan.strobes[value].push_back(rest);
+    else if (takes(name, kBitSlip, rest))
+      plan.bit_slips[rest] = whole_of(key + ": " + name, value, 0, kMostSlip);
     else if (!takes(name, kStandard, rest) && name != "NUM_BANKS" && name != "BANKS")
       throw key + ": nothing is called " + text::shown(name);
   plan.pads = read_grouping(grouping, layout, key);

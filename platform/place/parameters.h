@@ -6,6 +6,7 @@
 //   NIBBLE_700_3 clk,-,d[0],...     ports of a nibble or octad in the order of sites, `-` where free
 //   STANDARD_700_3 POD12,-,...      their standards
 //   STROBE_700_3 clk                the strobe port by which it is clocked, of nibbles that are
+//   BIT_SLIP_700_3 2                bits by which its words are moved, of nibbles of buses that are captured by strobes
 #pragma once
 
 #include <map>
@@ -22,6 +23,7 @@ struct PlanWords {
   PortPads pads;
   std::map<std::string, std::string> standards;             ///< by port; a port without one is missing
   std::map<std::string, std::vector<std::string>> strobes;  ///< by strobe port: nibbles
+  std::map<std::string, int> bit_slips{};                   ///< by nibble: bits by which its words are moved
 
   bool operator==(PlanWords const&) const = default;
 };

@@ -7,8 +7,7 @@
 //
 // Keys of the maps: `IP_NAME` the interface; `SW_DIR_PATH` and `MEM_DIR_PATH` directories for its software and for
 // memory files; `XGUI_CONFIG`, `BUS_CONFIG_DATA`, `TRANSLATED_PORTS`, `PORT_LOCS` Tcl dictionaries of its settings, its
-// buses, the names of its ports outside, and where its ports are; `ELF_NAME` a program image; `NUM_BANKS` a number. An
-// engine that lacks an operation throws a text that says so.
+// buses, the names of its ports outside, and where its ports are; `ELF_NAME` a program image; `NUM_BANKS` a number.
 #pragma once
 
 #include <memory>

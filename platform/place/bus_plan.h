@@ -1,0 +1,60 @@
+// Where the ports of buses are: planned, or as a user tells it.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kdi/device/Device.h"
+#include "kdi/planning/Buses.h"
+#include "platform/place/answers.h"
+
+namespace kdi::place {
+
+/// Of what sites the banks of an interface are.
+enum class SiteGroup { nibble, octad };
+
+class BusPlan {
+ public:
+  /// The best plan with ports where `what` has them, which may be none or all. Throws a std::string for settings and
+  /// ports that there are not, for places that break a rule, naming it, and where there is no plan, saying why.
+  BusPlan(device::Part const& part, SiteGroup group, Asked const& what);
+  BusPlan(BusPlan const&) = delete;
+  BusPlan& operator=(BusPlan const&) = delete;
+
+  planning::Layout const& layout() const { return *layout_; }
+  planning::BusRequest const& request() const { return request_; }
+  planning::BusInterface const& interface() const { return wanted_; }
+  std::vector<int> const& pads() const { return pads_; }
+
+  PortPads port_pads() const;
+  std::string const& standard(std::string const& port) const;
+  /// By strobe port, the positive one, the nibbles that it captures, in the order of hops.
+  std::map<std::string, std::vector<std::string>> strobes() const;
+  PlanWords words() const;
+  std::map<std::string, PinInfo> pin_info() const;
+  OptionMap constraints() const;
+  /// Numbers of the banks that have a port, ascending.
+  std::vector<int> banks() const;
+  /// The master of the triplet with the system clock; without one of that with the first port.
+  int master_bank() const;
+  /// -1 without a system clock.
+  int system_clock_bank() const;
+
+ private:
+  void place(Locations const& told, std::string const& key);
+  int bank_number(int pad) const;
+
+  std::shared_ptr<planning::Layout const> layout_;
+  planning::NibbleMap nibbles_;
+  planning::BusRequest request_;
+  planning::BusInterface wanted_;
+  std::vector<int> slips_;  ///< by bus of the request: bits that the user asks for
+  std::vector<int> pads_;
+};
+
+/// Ports of the buses that settings have, vectors as one.
+std::vector<CoreInterface> interfaces_of_buses(Settings const& settings);
+
+}  // namespace kdi::place
