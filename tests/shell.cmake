@@ -18,7 +18,7 @@ target_link_libraries(command_table_test PRIVATE kdi_device kdi_planning)  # whi
 # What the pages tell people to paste, in the optimised build alone: it runs nearly everything once, which has tests of its own.
 if(NOT IPTASKS_SANITIZE)
   add_tcl_test(pages LABELS shell)
-  foreach(target kdish kdi_cdo_program ducddcgen kdi_fectools kdi_bmgtools kdi_clocktools kdi_coretools kdi_gttools)
+  foreach(target kdish kdi_cdo_program kdi_parts ducddcgen filter_report kdi_fectools kdi_bmgtools kdi_clocktools kdi_coretools kdi_gttools)
     tests_of(${target} shell smoke)
   endforeach()
 endif()
