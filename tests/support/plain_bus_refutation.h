@@ -62,7 +62,13 @@ class RefutationCheck {
       if (mate == board_.pins.end()) return {};
       checker.put(role.mate, mate->first);
     }
-    return checker.broken().empty() ? "what is asked for breaks no rule" : "";
+    if (!checker.broken().empty()) return {};
+    // A bus goes whole where one of its signals is asked for.
+    for (auto const& [name, ball] : facts_.wishes) {
+      const int bus = roles().at(name).bus, number = board_.pins.at(ball).bank;
+      if (bus >= 0 && board_.banks.count(number) != 0 && !bus_may(bus, number, "")) return {};
+    }
+    return "what is asked for breaks no rule";
   }
 
   // Whether signals by themselves can be on pads: nothing but what is asked of single signals and banks.

@@ -128,7 +128,8 @@ TEST(Buses, ThePlanIsTheBestOfAllAssignments) {
     ASSERT_EQ(result.plan.has_value(), truth.found()) << round << ": " << shown(*question);
     ASSERT_NE(result.plan.has_value(), result.refutation.has_value());
     if (!truth.found()) {
-      ASSERT_EQ(RefutationCheck(*question).fault(*result.refutation), "") << round << ": " << shown(*question);
+      ASSERT_EQ(RefutationCheck(*question).fault(*result.refutation), "")
+          << round << ": " << shown(*question) << "; " << result.refutation->pinned;
       continue;
     }
     ++possible;
@@ -150,7 +151,8 @@ TEST(Buses, PlansKeepTheRulesAndProofsAreSound) {
     const BusResult result = planning::place_buses(question->request, question->wanted);
     with_taken += question->has_taken ? 1 : 0;
     if (!result.plan) {
-      ASSERT_EQ(RefutationCheck(*question).fault(*result.refutation), "") << round << ": " << shown(*question);
+      ASSERT_EQ(RefutationCheck(*question).fault(*result.refutation), "")
+          << round << ": " << shown(*question) << "; " << result.refutation->pinned;
       continue;
     }
     ++possible;
