@@ -156,7 +156,12 @@ class Picture {
              (pad.strobe  ? "#1d5fb0"
               : pad.clock ? "#b03030"
                           : "#999") +
-             "\"/>" + text_at(x + 2, y + 12, words.size() > 10 ? 6 : words.size() > 8 ? 7 : 9, words) +
+             "\"/>" +
+             text_at(x + 2, y + 12,
+                     words.size() > 10  ? 6
+                     : words.size() > 8 ? 7
+                                        : 9,
+                     words) +
              text_at(x + 2, y + 25, 8, pad.ball, " fill=\"#666\"") + "</g>\n";
   }
 
