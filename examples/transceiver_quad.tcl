@@ -28,6 +28,10 @@ if {[catch {
     set answer [gttools::choose $rate $oscillators {*}$about -modulation $modulation]
     puts "$name, $rate Gb/s $modulation:"
     foreach choice [dict get $answer choices] {
+      if {![dict get $choice exact]} {
+        set mhz [dict get $choice mhz]
+        set exact_for_all [lmap one $exact_for_all { expr {$one == $mhz ? [continue] : $one} }]
+      }
       dict with choice {
         if {$best eq ""} { puts [format "  %8s MHz: %s" $mhz $reason]; continue }
         set fraction [expr {[dict get $best K] == 0 ? "" : " + a fraction"}]
@@ -35,10 +39,6 @@ if {[catch {
           [expr {$exact ? "exact" : [format "off by %.3g ppm" $ppm]}] {*}[lmap key {pll M N} { dict get $best $key }] \
           $fraction [dict get $best D]]
         unset best
-      }
-      if {![dict get $choice exact]} {
-        set mhz [dict get $choice mhz]
-        set exact_for_all [lmap one $exact_for_all { expr {$one == $mhz ? [continue] : $one} }]
       }
     }
     set wanted($name) [dict get $answer best]

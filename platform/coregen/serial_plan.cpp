@@ -78,7 +78,8 @@ void SerialPlan::read(OptionMap const& options) {
   request_.layout = &layout_;
   request_.nibbles = &map_;
   for (const std::string_view bus : text::words(required(options, "-buses"))) request_.buses.push_back(read_bus(bus));
-  for (const std::string_view bank : text::words(told("-banks"))) {
+  const std::string banks = told("-banks");
+  for (const std::string_view bank : text::words(banks)) {
     request_.banks.push_back(whole("-banks:", std::string(bank)));
     if (layout_.bank_of_number(request_.banks.back()) < 0) throw "no I/O bank " + text::shown(bank);
   }
