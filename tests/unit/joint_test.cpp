@@ -76,7 +76,8 @@ void expect_whole(Table const& table, JointPlan const& joint) {
 }
 
 TEST(Joint, FindsTheLeastSumsOfAllSharesOfLanes) {
-  Random random(test_support::fresh_seed());
+  // Of a few rounds drawn anew all may be impossible.
+  Random random(std::getenv("IPTASKS_LONG") != nullptr ? test_support::fresh_seed() : 1);
   int possible = 0, impossible = 0, missed = 0;
   for (int round = 0; round < rounds(12, 600); ++round) {
     LayoutShape shape;
