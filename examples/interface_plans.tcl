@@ -8,6 +8,11 @@
 #   tclsh interface_plans.tcl brvn6112-c2209-2LHP-e-S hard_DDR5 'CONTROLLER DDRMC5_1 ECC true' ddr5.svg
 #   tclsh interface_plans.tcl brvn3716-b1764-2LHP-e-S xphy_io 'MEMORY_TYPE QDRIV DATA_WIDTH 36' qdr.svg
 #   tclsh interface_plans.tcl brvn3716-b1764-2LHP-e-S soft_DDR4 'DATA_WIDTH 72 BANKS 700'
+#
+# A converter of 16 lanes with its clock, which is xphy_io of buses:
+#
+#   tclsh interface_plans.tcl brvn3716-b1764-2LHP-e-S xphy_io 'DATA_RATE 1600 DIFF_IO_STD LVDS15
+#     BUSES {adc {WIDTH 16 DIFFERENTIAL 1 STROBE dco} dco {ROLE Strobe DIFFERENTIAL 1}}' converter.svg
 source [file join [file dirname [file normalize [info script]]] libraries.tcl]
 set libraries [libraries::folder]
 if {[llength $argv] ni {3 4}} {

@@ -17,6 +17,7 @@
 #include <stdexcept>
 
 #include "host/gttools/quad_picture.h"
+#include "host/options.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/device/parts.h"
 #include "kdi/rule_engine/content_cipher.h"
@@ -27,43 +28,15 @@ namespace {
 
 using namespace kdi::gt;
 
-[[noreturn]] void refuse(std::string const& what) { throw std::invalid_argument(what); }
-
-// What the engine throws, as an exception of the standard.
-template <class Ask>
-auto asked(Ask ask) {
-  try {
-    return ask();
-  } catch (std::string const& fault) {
-    refuse(std::string(kdi::text::trimmed(fault)));
-  }
-}
+using host::asked;
+using host::Options;
+using host::refuse;
 
 Fraction value_of(std::string const& word, char const* what) {
   const auto value = read_fraction(word);
   if (!value) refuse(std::string(what) + " " + kdi::text::shown(word) + " is no number from 0.001 to 1000000");
   return *value;
 }
-
-// Options behind the words of a command.
-class Options {
- public:
-  Options(tcl::Words words, std::initializer_list<std::string_view> names) {
-    for (std::size_t i = 0; i < words.size(); i += 2) {
-      const std::string name = tcl::text_of(words[i]);
-      if (std::find(names.begin(), names.end(), name) == names.end())
-        refuse("no option is called " + kdi::text::shown(name) + "; there are " + kdi::text::joined(names, ", "));
-      values_[name] = tcl::text_of(words[i + 1]);
-    }
-  }
-  std::string get(std::string const& name, std::string const& otherwise = {}) const {
-    const auto found = values_.find(name);
-    return found == values_.end() ? otherwise : found->second;
-  }
-
- private:
-  std::map<std::string, std::string> values_;
-};
 
 std::shared_ptr<Kind const> kind_of(Options const& options) {
   const std::string name = options.get("-kind", "GTYP"), part = options.get("-part");

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/svg.h"
 #include "kdi/common/KdiNumber.h"
 
 namespace gttools {
@@ -15,22 +16,8 @@ using namespace kdi::gt;
 
 constexpr int kLaneX = 20, kPllX = 330, kReferenceX = 600, kBoxWidth = 190, kBoxHeight = 56, kStep = 76, kTop = 60;
 
-std::string number(int value) { return std::to_string(value); }
-
-std::string escaped(std::string const& text) {
-  std::string all;
-  for (const char c : text)
-    if (c == '<')
-      all += "&lt;";
-    else if (c == '>')
-      all += "&gt;";
-    else if (c == '&')
-      all += "&amp;";
-    else
-      all += c;
-  return all;
-}
-
+using svg::escaped;
+using svg::number;
 using Texts = std::vector<std::string>;
 
 std::string box(int x, int y, char const* fill, Texts const& texts) {

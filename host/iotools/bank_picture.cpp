@@ -4,6 +4,7 @@
 #include <set>
 #include <vector>
 
+#include "host/svg.h"
 #include "kdi/common/KdiText.h"
 
 namespace iotools {
@@ -19,14 +20,8 @@ constexpr char kFree[] = "#f4f4f4", kOther[] = "#d9d9d9";
 constexpr char const* kColours[] = {"#bcd9f5", "#f9d9a6", "#c5e6b8", "#f3c0c6", "#d8c8ee", "#b5e5e0",
                                     "#f0e59a", "#e4c9ad", "#c6cfe8", "#dcecb0", "#f5c9e4", "#b9d4c2"};
 
-std::string number(int value) { return std::to_string(value); }
-
-std::string escaped(std::string_view text) {
-  std::string all;
-  for (const char c : text)
-    all += c == '<' ? "&lt;" : c == '>' ? "&gt;" : c == '&' ? "&amp;" : c == '"' ? "&quot;" : std::string(1, c);
-  return all;
-}
+using svg::escaped;
+using svg::number;
 
 std::string words(int x, int y, std::string_view text, char const* more = "") {
   return "<text x=\"" + number(x) + "\" y=\"" + number(y) + "\"" + more + ">" + escaped(text) + "</text>\n";

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/iotools/bank_picture.h"
+#include "host/options.h"
 #include "host/part_primitives.h"
 #include "kdi/common/HTCTclInterp.h"
 #include "kdi/common/KdiNumber.h"
@@ -26,44 +27,17 @@ namespace {
 
 using kdi::device::Part;
 
-[[noreturn]] void refuse(std::string const& what) { throw std::invalid_argument(what); }
+using host::asked;
+using host::Options;
+using host::refuse;
 
-// What the engine throws, as an exception of the standard.
-template <class Ask>
-auto asked(Ask ask) {
-  try {
-    return ask();
-  } catch (std::string const& fault) {
-    refuse(fault);
-  }
+Part const& part_of(Options const& options) {
+  const std::string name = options.get("-part");
+  if (name.empty()) refuse("option -part is missing or empty");
+  Part const* const part = kdi::device::find_part(name);
+  if (part == nullptr) refuse(kdi::device::unknown_part(name));
+  return *part;
 }
-
-// Options behind the words of a command.
-class Options {
- public:
-  Options(tcl::Words words, std::initializer_list<std::string_view> names) {
-    for (std::size_t i = 0; i < words.size(); i += 2) {
-      const std::string name = tcl::text_of(words[i]);
-      if (std::find(names.begin(), names.end(), name) == names.end())
-        refuse("no option is called " + kdi::text::shown(name) + "; there are " + kdi::text::joined(names, ", "));
-      values_[name] = tcl::text_of(words[i + 1]);
-    }
-  }
-  std::string get(std::string const& name) const {
-    const auto found = values_.find(name);
-    return found == values_.end() ? std::string() : found->second;
-  }
-  Part const& part() const {
-    const std::string name = get("-part");
-    if (name.empty()) refuse("option -part is missing or empty");
-    Part const* const part = kdi::device::find_part(name);
-    if (part == nullptr) refuse(kdi::device::unknown_part(name));
-    return *part;
-  }
-
- private:
-  std::map<std::string, std::string> values_;
-};
 
 // ---------------------------------------------------------------------------------------------------------- primitives
 
@@ -93,7 +67,7 @@ int primitives_command(Tcl_Interp* interp, tcl::Words words) {
 std::string picture_command(tcl::Words words) {
   const Options options(words.subspan(1), {"-part", "-strobes", "-title"});
   return asked([&] {
-    Part const& part = options.part();
+    Part const& part = part_of(options);
     const kdi::planning::Layout layout = kdi::planning::layout_of(part);
     const std::string title = options.get("-title");
     return iotools::bank_picture(kdi::place::read_plan(tcl::text_of(words[0]), options.get("-strobes"), layout), layout,
@@ -104,7 +78,7 @@ std::string picture_command(tcl::Words words) {
 Tcl_Obj* decode_command(tcl::Words words) {
   const Options options(words.subspan(1), {"-part"});
   return asked([&] {
-    const kdi::planning::Layout layout = kdi::planning::layout_of(options.part());
+    const kdi::planning::Layout layout = kdi::planning::layout_of(part_of(options));
     const auto [ports, strobes] =
         kdi::place::written(kdi::place::read_parameter_plan(tcl::text_of(words[0]), layout), layout);
     return tcl::new_dict({{"ports", ports}, {"strobes", strobes}});
@@ -131,7 +105,7 @@ Tcl_Obj* memory_file_command(tcl::Words words) {
 Tcl_Obj* why_command(tcl::Words words) {
   const Options options(words.subspan(2), {"-part"});
   return asked([&] {
-    const auto why = kdi::place::why_not(options.part(), tcl::text_of(words[0]), tcl::text_of(words[1]));
+    const auto why = kdi::place::why_not(part_of(options), tcl::text_of(words[0]), tcl::text_of(words[1]));
     const auto list = [](auto const& pairs, char const* first) {
       return tcl::new_list(pairs, [first](auto const& one) {
         return tcl::new_dict({{first, one.first}, {"text", one.second}});
@@ -145,7 +119,7 @@ Tcl_Obj* why_command(tcl::Words words) {
 }
 
 Tcl_Obj* sites_command(tcl::Words words) {
-  Part const& part = Options(words, {"-part"}).part();
+  Part const& part = part_of(Options(words, {"-part"}));
   return asked([&] {
     std::vector<Tcl_Obj*> sites;
     for (auto const& controller : part.speed->memory_controllers) {

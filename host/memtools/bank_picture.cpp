@@ -4,6 +4,8 @@
 #include <map>
 #include <set>
 
+#include "host/svg.h"
+
 namespace memtools {
 namespace {
 
@@ -22,21 +24,8 @@ constexpr Colour kData{"#cfe2ff", "data"}, kMask{"#e3d4f7", "mask"}, kStrobe{"#7
     kSpecial{"#e9e9e9", "for no signal"}, kFree{"#ffffff", "free"};
 constexpr Colour kLegend[] = {kData, kMask, kStrobe, kAddress, kClock, kControl, kSystem, kTaken, kSpecial, kFree};
 
-std::string number(int value) { return std::to_string(value); }
-
-std::string escaped(std::string const& text) {
-  std::string all;
-  for (const char c : text)
-    if (c == '<')
-      all += "&lt;";
-    else if (c == '>')
-      all += "&gt;";
-    else if (c == '&')
-      all += "&amp;";
-    else
-      all += c;
-  return all;
-}
+using svg::escaped;
+using svg::number;
 
 std::string text_at(int x, int y, int size, std::string const& words, char const* more = "") {
   return "<text x=\"" + number(x) + "\" y=\"" + number(y) + "\" font-size=\"" + number(size) + "\"" + more + ">" +

@@ -164,8 +164,6 @@ void read_wishes(Design& design, Options const& options) {
 
 }  // namespace
 
-void refuse(std::string const& what) { throw std::invalid_argument(what); }
-
 Options options_of(std::span<Tcl_Obj* const> words, std::vector<std::string> const& known) {
   Options options = tcl::pairs_of(words);
   for (auto const& [name, value] : options)

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/options.h"
 #include "kdi/device/Device.h"
 #include "kdi/planning/Wanted.h"
 #include "kdi/tcl/values.h"
@@ -36,16 +37,7 @@ Design design_of(std::string const& part, std::string const& type, Options const
 /// The content of the file that a script means by `name`.
 std::string content_of(std::string const& name);
 
-[[noreturn]] void refuse(std::string const& what);
-
-/// What the planner throws, as an exception of the standard.
-template <class Ask>
-auto asked(Ask ask) {
-  try {
-    return ask();
-  } catch (std::string const& fault) {
-    refuse(fault);
-  }
-}
+using host::asked;
+using host::refuse;
 
 }  // namespace memtools

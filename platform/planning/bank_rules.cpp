@@ -91,12 +91,11 @@ BankFault bank_fault(PlacementRequest const& request, int index, std::vector<Tak
   return {};
 }
 
-std::string pad_fault(PlacementRequest const& request, BankNeeds const& needs, int index) {
-  PlacedPad const& pad = request.layout->pads[static_cast<std::size_t>(index)];
+std::string pad_fault(PlacedPad const& pad, BankNeeds const& needs, bool internal_reference) {
   if (pad.ball.empty()) return "pad-bonded";
   if (pad.configuration) return "configuration-pad";
   if (pad.impedance && needs.controlled) return "impedance-pad";
-  if (pad.reference && !needs.input_reference.empty() && !request.internal_reference) return "reference-pad";
+  if (pad.reference && !needs.input_reference.empty() && !internal_reference) return "reference-pad";
   return {};
 }
 

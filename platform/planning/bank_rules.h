@@ -27,6 +27,6 @@ struct BankFault {
 BankFault bank_fault(PlacementRequest const& request, int bank, std::vector<TakenPad const*> const& taken);
 
 /// Whether the pad of a bank that fits is for no signal at all; the rule that says so, or empty.
-std::string pad_fault(PlacementRequest const& request, BankNeeds const& needs, int pad);
+std::string pad_fault(PlacedPad const& pad, BankNeeds const& needs, bool internal_reference);
 
 }  // namespace kdi::planning

@@ -163,15 +163,6 @@ BankFault bus_conflict(BusRequest const& request, int a, int b) {
   return {};
 }
 
-std::string bus_pad_fault(BusRequest const& request, BankNeeds const& needs, int index) {
-  PlacedPad const& pad = request.layout->pads[static_cast<std::size_t>(index)];
-  if (pad.ball.empty()) return "pad-bonded";
-  if (pad.configuration) return "configuration-pad";
-  if (pad.impedance && needs.controlled) return "impedance-pad";
-  if (pad.reference && !needs.input_reference.empty() && !request.internal_reference) return "reference-pad";
-  return {};
-}
-
 int bit_slip(Bus const& bus, NibbleBank const& bank, int hops) {
   constexpr std::int64_t kPsOfMicrosecond = 1000000;  // a bit of 1 Mb/s
   return static_cast<int>(std::int64_t{hops} * bank.hop_ps * bus.rate_mbps / kPsOfMicrosecond);

@@ -23,9 +23,6 @@ BankFault bus_bank_fault(BusRequest const& request, BankNeeds const& needs, int 
 /// Why two buses (or one and the system clock) cannot be in one bank; an empty rule if they can.
 BankFault bus_conflict(BusRequest const& request, int a, int b);
 
-/// Why the pad is for no signal; the rule, or empty.
-std::string bus_pad_fault(BusRequest const& request, BankNeeds const& needs, int pad);
-
 /// By bank of the layout.
 std::vector<std::vector<TakenPad const*>> taken_by_bank(BusRequest const& request);
 

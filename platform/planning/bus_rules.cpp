@@ -81,7 +81,7 @@ class Rules {
         breach("pad-free", {each}, "the pad is taken by " + other->second->by);
       if (const auto [at, is_new] = by_pad.emplace(pad(each), each); !is_new)
         breach("pad-free", {at->second, each}, "two signals have one pad");
-      const std::string rule = bus_pad_fault(request_, needs, pad(each));
+      const std::string rule = pad_fault(placed(each), needs, request_.internal_reference);
       if (!rule.empty()) breach(rule, {each}, "the pad is for no signal of the interface");
     }
   }

@@ -95,7 +95,8 @@ void BusProblem::read_banks() {
   for (Nibble const& nibble : map().nibbles) {
     unsigned open = 0;
     for (std::size_t site = 0; site < nibble.pads.size(); ++site)
-      if (!is_gone[at(nibble.pads[site])] && bus_pad_fault(request_, needs_, nibble.pads[site]).empty())
+      if (!is_gone[at(nibble.pads[site])] &&
+          pad_fault(layout().pads[at(nibble.pads[site])], needs_, request_.internal_reference).empty())
         open |= 1u << site;
     usable_.push_back(open);
   }

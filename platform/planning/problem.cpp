@@ -48,7 +48,8 @@ void Problem::read_lanes() {
     last_bank = placed.bank;
     for (int pad = placed.first; pad < placed.first + placed.pads; ++pad) {
       PlacedPad const& one = layout().pads[static_cast<std::size_t>(pad)];
-      if (is_taken[static_cast<std::size_t>(pad)] || !pad_fault(request_, needs, pad).empty()) continue;
+      if (is_taken[static_cast<std::size_t>(pad)] || !pad_fault(one, needs, request_.internal_reference).empty())
+        continue;
       view.usable |= bit_of(pad);
       if (static_cast<std::size_t>(one.nibble) >= view.nibbles.size())
         view.nibbles.resize(static_cast<std::size_t>(one.nibble) + 1);

@@ -87,7 +87,7 @@ class Rules {
       if (standards == nullptr) continue;  // the bank's fault
       const auto [need, is_new] = needs.try_emplace(kind);
       if (is_new) need->second = needs_of(request_, *standards);
-      const std::string rule = pad_fault(request_, need->second, pad(each));
+      const std::string rule = pad_fault(placed(each), need->second, request_.internal_reference);
       if (!rule.empty()) breach(rule.c_str(), {each}, "the pad is for no signal of the interface");
     }
   }

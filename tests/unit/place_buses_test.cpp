@@ -10,42 +10,14 @@
 #include "platform/place/bus_plan.h"
 #include "platform/place/dictionary.h"
 #include "platform/place/memory_plan.h"
+#include "tests/support/place_instance.h"
 
 namespace {
 
 using namespace kdi::place;
+using namespace place_instance;
 using I = kelvane_io::kelvane_io_v1::HIPKelvaneIoInstance;
 using Manager = kelvane_io::kelvane_io_v1::HIPKelvaneIPMgr;
-
-constexpr char kNibbles[] = "brvn3716-b1764-2LHP-e-S", kOctads[] = "brvn6112-c2209-2LHP-e-S";
-
-template <class Do>
-std::string thrown(Do what) {
-  try {
-    what();
-  } catch (std::string const& text) {
-    return text;
-  }
-  return {};
-}
-
-class Interface {
- public:
-  explicit Interface(char const* part, OptionMap more = {}) {
-    more.insert({{"-instance_name", "buses"}, {"-part", part}});
-    Manager::loadMigPkgData(more);
-  }
-  Interface(Interface const&) = delete;
-  Interface& operator=(Interface const&) = delete;
-  ~Interface() { Manager::releasePkgData({{"-instance_name", "buses"}}); }
-  I* operator->() const { return Manager::getIPInstance("buses"); }
-};
-
-std::string dictionary(OptionMap const& map) { return write_dictionary(Pairs(map.begin(), map.end())); }
-
-ParamMap words(std::string const& settings, std::string const& ports = {}) {
-  return {{"IP_NAME", "ip"}, {"SW_DIR_PATH", "."}, {"XGUI_CONFIG", settings}, {"PORT_LOCS", ports}};
-}
 
 // The same as options.
 OptionMap options(std::string const& settings, std::string const& ports = {}) {

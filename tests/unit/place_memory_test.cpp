@@ -15,44 +15,16 @@
 #include "platform/place/memory_file.h"
 #include "platform/place/memory_plan.h"
 #include "platform/place/parameters.h"
+#include "tests/support/place_instance.h"
 #include "tests/support/places.h"
 #include "tests/support/scratch.h"
 
 namespace {
 
 using namespace kdi::place;
+using namespace place_instance;
 using kelvane_io::kelvane_io_v1::HIPKelvaneIoInstance;
 using kelvane_io::kelvane_io_v1::HIPKelvaneIPMgr;
-
-template <class Do>
-std::string thrown(Do what) {
-  try {
-    what();
-  } catch (std::string const& text) {
-    return text;
-  }
-  return {};
-}
-
-constexpr char kNibbles[] = "brvn3716-b1764-2LHP-e-S", kOctads[] = "brvn6112-c2209-2LHP-e-S";
-
-// An instance for a test.
-class Interface {
- public:
-  explicit Interface(char const* part, OptionMap more = {}) {
-    more.insert({{"-instance_name", "made"}, {"-part", part}});
-    HIPKelvaneIPMgr::loadMigPkgData(more);
-  }
-  Interface(Interface const&) = delete;
-  Interface& operator=(Interface const&) = delete;
-  ~Interface() { HIPKelvaneIPMgr::releasePkgData({{"-instance_name", "made"}}); }
-  HIPKelvaneIoInstance* operator->() const { return HIPKelvaneIPMgr::getIPInstance("made"); }
-};
-
-std::string dictionary(OptionMap const& map) { return write_dictionary(Pairs(map.begin(), map.end())); }
-ParamMap words(std::string const& settings, std::string const& ports = {}) {
-  return {{"IP_NAME", "ip"}, {"SW_DIR_PATH", "."}, {"XGUI_CONFIG", settings}, {"PORT_LOCS", ports}};
-}
 
 // The operations of one use.
 struct Use {

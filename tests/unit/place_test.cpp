@@ -14,23 +14,14 @@
 #include "platform/place/locations.h"
 #include "platform/place/parameters.h"
 #include "platform/place/settings.h"
+#include "tests/support/place_instance.h"
 #include "tests/support/places.h"
 #include "tests/support/random.h"
 
 namespace {
 
 using namespace kdi::place;
-
-// What is thrown as a text; empty if nothing is.
-template <class Do>
-std::string thrown(Do what) {
-  try {
-    what();
-  } catch (std::string const& text) {
-    return text;
-  }
-  return {};
-}
+using place_instance::thrown;
 
 kdi::planning::Layout layout_of(char const* part) {
   return kdi::planning::layout_of(HARPartMgr::getGlobal()->getPart(part)->values());
