@@ -97,10 +97,13 @@ class Painter {
     const auto port = port_on_.find(pad);
     const bool is_strobe = port != port_on_.end() && strobes_.contains(port->second);
     const auto colour = colour_of_.find(nibble);
-    char const* const fill = port == port_on_.end()       ? kFree
-                             : is_strobe                  ? strobes_.at(port->second)
-                             : colour == colour_of_.end() ? kOther
-                                                          : colour->second;
+    // Beside what a strobe clocks the system clock may stand, which every interface calls so.
+    const bool is_clocked =
+        port != port_on_.end() && colour != colour_of_.end() && port->second.find("sys_clk") == std::string::npos;
+    char const* const fill = port == port_on_.end() ? kFree
+                             : is_strobe            ? strobes_.at(port->second)
+                             : is_clocked           ? colour->second
+                                                    : kOther;
     return "<g><title>" +
            escaped((port == port_on_.end() ? std::string("free") : port->second) + ": " + at.name + ", ball " +
                    (at.ball.empty() ? "none" : at.ball)) +
