@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "kdi/common/KdiLocked.h"
 #include "kdi/coregen/Controller.h"
 #include "kdi/device/Device.h"
 #include "platform/coregen/custom_parts.h"
@@ -51,12 +52,7 @@ struct Controller::State {
   /// Does something under the lock, for what a door promises: faults of files come as std::string.
   template <class Body>
   auto ask(Body body) {
-    const std::lock_guard lock(mutex);
-    try {
-      return body(*this);
-    } catch (std::runtime_error const& fault) {
-      throw std::string(fault.what());
-    }
+    return kdi::ask_locked(*this, body);
   }
 };
 

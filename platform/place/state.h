@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "kdi/common/KdiLocked.h"
 #include "kdi/device/Device.h"
 #include "kdi/place/kelvane_io_v1.h"
 #include "platform/place/dictionary.h"
@@ -38,12 +39,7 @@ struct HIPKelvaneIoInstance::State {
   /// Does something under the lock, for what a door promises: faults of files come as std::string.
   template <class Body>
   auto ask(Body body) {
-    const std::lock_guard lock(mutex);
-    try {
-      return body(*this);
-    } catch (std::runtime_error const& fault) {
-      throw std::string(fault.what());
-    }
+    return kdi::ask_locked(*this, body);
   }
 };
 

@@ -73,19 +73,25 @@ BankFault bank_fault(PlacementRequest const& request, int index, std::vector<Tak
   if (!bank.vcco_v.contains(volts))
     return {"bank-voltage", name + " has no Vcco of " + standards->voltage_v + " V", {}};
   const BankNeeds needs = needs_of(request, *standards);
+  return taken_fault(layout, name, {standards->voltage_v, needs.input_reference, needs, request.internal_reference},
+                     taken);
+}
+
+BankFault taken_fault(Layout const& layout, std::string const& bank, BankWish const& wish,
+                      std::vector<TakenPad const*> const& taken) {
   for (TakenPad const* const other : taken) {
     PlacedPad const& pad = layout.pads[static_cast<std::size_t>(other->pad)];
     IoStandard const* const standard = find_standard(other->standard);
-    if (standard != nullptr && !same_volts(standard->vcco_v, standards->voltage_v))
-      return {"bank-voltage", name + " has a Vcco of " + standard->vcco_v + " V by " + other->by, {other->pad}};
+    if (standard != nullptr && !same_volts(standard->vcco_v, wish.vcco_v))
+      return {"bank-voltage", bank + " has a Vcco of " + standard->vcco_v + " V by " + other->by, {other->pad}};
     if (standard != nullptr && other->is_input && !standard->differential && !standard->vref_v.empty() &&
-        !needs.input_reference.empty() && !same_volts(standard->vref_v, needs.input_reference))
+        !wish.reference.empty() && !same_volts(standard->vref_v, wish.reference))
       return {"bank-reference",
-              name + " has a reference voltage of " + standard->vref_v + " V by " + other->by,
+              bank + " has a reference voltage of " + standard->vref_v + " V by " + other->by,
               {other->pad}};
-    if (needs.controlled && pad.impedance)
+    if (wish.needs.controlled && pad.impedance)
       return {"impedance-pad", "the impedance pad " + pad.name + " is taken by " + other->by, {other->pad}};
-    if (!needs.input_reference.empty() && !request.internal_reference && pad.reference)
+    if (!wish.needs.input_reference.empty() && !wish.internal_reference && pad.reference)
       return {"reference-pad", "the reference pad " + pad.name + " is taken by " + other->by, {other->pad}};
   }
   return {};
@@ -97,6 +103,22 @@ std::string pad_fault(PlacedPad const& pad, BankNeeds const& needs, bool interna
   if (pad.impedance && needs.controlled) return "impedance-pad";
   if (pad.reference && !needs.input_reference.empty() && !internal_reference) return "reference-pad";
   return {};
+}
+
+Violation violation_of(std::string rule, std::vector<int> signals, std::string const& what, Layout const& layout,
+                       std::vector<int> const& pads, std::function<std::string(int)> const& name_of) {
+  constexpr std::size_t kMostNamed = 4;
+  Violation one{std::move(rule), std::move(signals), {}, {}};
+  std::string names;
+  for (const int signal : one.signals) {
+    const int pad = pads[static_cast<std::size_t>(signal)];
+    one.pads.push_back(pad);
+    if (one.pads.size() <= kMostNamed)
+      names += (names.empty() ? "" : ", ") + name_of(signal) + " on " + layout.pads[static_cast<std::size_t>(pad)].name;
+  }
+  if (one.pads.size() > kMostNamed) names += " and " + std::to_string(one.pads.size() - kMostNamed) + " more";
+  one.text = one.rule + ": " + what + (names.empty() ? "" : " (" + names + ")");
+  return one;
 }
 
 }  // namespace kdi::planning

@@ -120,22 +120,7 @@ BankFault bus_bank_fault(BusRequest const& request, BankNeeds const& needs, int 
   if (!is_bonded(layout, request.nibbles->banks[static_cast<std::size_t>(nibbles->master)].bank))
     return {
         "shadow-bank", name + " has its clock from bank " + std::to_string(master.number) + ", which has no pins", {}};
-  for (TakenPad const* const other : taken) {
-    PlacedPad const& pad = layout.pads[static_cast<std::size_t>(other->pad)];
-    IoStandard const* const standard = find_standard(other->standard);
-    if (standard != nullptr && !same_volts(standard->vcco_v, voltage))
-      return {"bank-voltage", name + " has a Vcco of " + standard->vcco_v + " V by " + other->by, {other->pad}};
-    if (standard != nullptr && other->is_input && !standard->differential && !standard->vref_v.empty() &&
-        !reference.empty() && !same_volts(standard->vref_v, reference))
-      return {"bank-reference",
-              name + " has a reference voltage of " + standard->vref_v + " V by " + other->by,
-              {other->pad}};
-    if (needs.controlled && pad.impedance)
-      return {"impedance-pad", "the impedance pad " + pad.name + " is taken by " + other->by, {other->pad}};
-    if (!needs.input_reference.empty() && !request.internal_reference && pad.reference)
-      return {"reference-pad", "the reference pad " + pad.name + " is taken by " + other->by, {other->pad}};
-  }
-  return {};
+  return taken_fault(layout, name, {voltage, reference, needs, request.internal_reference}, taken);
 }
 
 BankFault bus_conflict(BusRequest const& request, int a, int b) {

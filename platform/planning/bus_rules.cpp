@@ -42,15 +42,8 @@ class Rules {
   PlacedBank const& bank_at(int index) const { return layout_.banks[static_cast<std::size_t>(index)]; }
 
   void breach(std::string const& rule, std::vector<int> signals, std::string const& what) {
-    Violation one{rule, std::move(signals), {}, {}};
-    std::string names;
-    for (const int each : one.signals) {
-      one.pads.push_back(pad(each));
-      if (one.pads.size() <= 4) names += (names.empty() ? "" : ", ") + signal(each).name + " on " + placed(each).name;
-    }
-    if (one.pads.size() > 4) names += " and " + std::to_string(one.pads.size() - 4) + " more";
-    one.text = one.rule + ": " + what + (names.empty() ? "" : " (" + names + ")");
-    found_.push_back(std::move(one));
+    found_.push_back(
+        violation_of(rule, std::move(signals), what, layout_, pads_, [this](int each) { return signal(each).name; }));
   }
 
   // Each bus in each bank by itself, then those of a bank with each other.

@@ -41,16 +41,9 @@ class Rules {
   PlacedBank const& bank_at(int index) const { return layout_.banks[static_cast<std::size_t>(index)]; }
   PlacedLane const& lane_at(int index) const { return layout_.lanes[static_cast<std::size_t>(index)]; }
 
-  void breach(char const* rule, std::vector<int> signals, std::string const& what) {
-    Violation one{rule, std::move(signals), {}, {}};
-    std::string names;
-    for (const int each : one.signals) {
-      one.pads.push_back(pad(each));
-      if (one.pads.size() <= 4) names += (names.empty() ? "" : ", ") + signal(each).name + " on " + placed(each).name;
-    }
-    if (one.pads.size() > 4) names += " and " + std::to_string(one.pads.size() - 4) + " more";
-    one.text = one.rule + ": " + what + (names.empty() ? "" : " (" + names + ")");
-    found_.push_back(std::move(one));
+  void breach(std::string const& rule, std::vector<int> signals, std::string const& what) {
+    found_.push_back(
+        violation_of(rule, std::move(signals), what, layout_, pads_, [this](int each) { return signal(each).name; }));
   }
 
   std::vector<int> signals_in_bank(int bank_index) const {
@@ -68,7 +61,7 @@ class Rules {
     for (const int each : placed_) used.insert(bank(each));
     for (const int index : used) {
       const BankFault fault = bank_fault(request_, index, taken[index]);
-      if (!fault.rule.empty()) breach(fault.rule.c_str(), signals_in_bank(index), fault.text);
+      if (!fault.rule.empty()) breach(fault.rule, signals_in_bank(index), fault.text);
     }
   }
 
@@ -88,7 +81,7 @@ class Rules {
       const auto [need, is_new] = needs.try_emplace(kind);
       if (is_new) need->second = needs_of(request_, *standards);
       const std::string rule = pad_fault(placed(each), need->second, request_.internal_reference);
-      if (!rule.empty()) breach(rule.c_str(), {each}, "the pad is for no signal of the interface");
+      if (!rule.empty()) breach(rule, {each}, "the pad is for no signal of the interface");
     }
   }
 
