@@ -10,6 +10,7 @@
 
 #include "kdi/planning/Placement.h"
 #include "kdi/planning/Standards.h"
+#include "tests/support/made_lanes.h"
 #include "tests/support/plain_board.h"
 #include "tests/support/random.h"
 
@@ -69,15 +70,10 @@ inline planning::Layout random_layout(Random& random, LayoutShape const& shape) 
           pad.impedance = l == 0;
           layout.pads.push_back(pad);
         }
-        lane.pads = static_cast<int>(layout.pads.size()) - lane.first;
-        for (int pad = lane.first; pad < lane.first + lane.pads; ++pad) {
-          planning::PlacedPad& one = layout.pads[static_cast<std::size_t>(pad)];
-          one.lane = static_cast<int>(layout.lanes.size());
-          one.name = "IO_" + lane.name + "_" + one.site + "_" + std::to_string(bank.number);
-          one.ball = random.one_in(60) ? "" : "B" + std::to_string(pad);
+        end_lane(layout, lane, bank.number, [&](planning::PlacedPad& one, std::string const& ball) {
+          one.ball = random.one_in(60) ? "" : ball;
           one.configuration = random.one_in(80);
-        }
-        layout.lanes.push_back(lane);
+        });
       }
     }
   }

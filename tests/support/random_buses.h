@@ -9,6 +9,7 @@
 
 #include "kdi/planning/Buses.h"
 #include "kdi/planning/Standards.h"
+#include "tests/support/made_lanes.h"
 #include "tests/support/plain_buses.h"
 #include "tests/support/random.h"
 
@@ -252,16 +253,11 @@ inline planning::Layout random_nibbles(Random& random, NibbleShape const& shape)
             layout.pads.push_back(pad);
           }
         }
-        lane.pads = static_cast<int>(layout.pads.size()) - lane.first;
-        for (int pad = lane.first; pad < lane.first + lane.pads; ++pad) {
-          planning::PlacedPad& one = layout.pads[static_cast<std::size_t>(pad)];
-          one.lane = static_cast<int>(layout.lanes.size());
-          one.name = "IO_" + lane.name + "_" + one.site + "_" + std::to_string(bank.number);
-          one.ball = !is_bonded || odd(60) ? "" : "B" + std::to_string(pad);
+        end_lane(layout, lane, bank.number, [&](planning::PlacedPad& one, std::string const& ball) {
+          one.ball = !is_bonded || odd(60) ? "" : ball;
           one.configuration = odd(80);
           one.reference = odd(60);
-        }
-        layout.lanes.push_back(lane);
+        });
       }
     }
   }

@@ -14,9 +14,8 @@
 #include "kdi/common/host/MessageHost.h"
 #include "kdi/ip/HIPClkwiz.h"
 #include "kdi/ip/HIPClocking.h"
+#include "tests/support/package_interpreter.h"
 #include "tests/support/threads.h"
-
-extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
 namespace {
 
@@ -24,23 +23,7 @@ constexpr int kThreads = 4;
 constexpr int kRounds = 12;
 char const* const kParts[] = {"zrv9010-f625-1-e", "brvn3716-die-2LHP-e-S-es1"};
 
-// An interpreter of the calling thread with the package's commands. Messages go nowhere.
-class Interpreter {
- public:
-  Interpreter() : interp_(Tcl_CreateInterp()) { Kdi_iptasks_Init(interp_); }
-  Interpreter(Interpreter const&) = delete;
-  Interpreter& operator=(Interpreter const&) = delete;
-  ~Interpreter() { Tcl_DeleteInterp(interp_); }
-
-  /// The result, also of an error.
-  std::string operator()(std::string const& script) {
-    Tcl_Eval(interp_, script.c_str());
-    return Tcl_GetStringResult(interp_);
-  }
-
- private:
-  Tcl_Interp* interp_;
-};
+using Interpreter = PackageInterpreter;
 
 // The same for bodies that use an interpreter: Tcl keeps something for each thread, which ends with it.
 void in_tcl_threads(int count, std::function<void(int)> const& body) {

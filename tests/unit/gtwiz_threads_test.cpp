@@ -7,29 +7,15 @@
 #include <vector>
 
 #include "kdi/common/host/MessageHost.h"
+#include "tests/support/package_interpreter.h"
 #include "tests/support/threads.h"
-
-extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
 
 namespace {
 
 constexpr int kThreads = 4, kRounds = 6;
 
-class Interpreter {
- public:
-  Interpreter() : interp_(Tcl_CreateInterp()) { Kdi_iptasks_Init(interp_); }
-  Interpreter(Interpreter const&) = delete;
-  Interpreter& operator=(Interpreter const&) = delete;
-  ~Interpreter() { Tcl_DeleteInterp(interp_); }
-
-  /// The result, also of an error.
-  std::string operator()(std::string const& command) {
-    Tcl_Eval(interp_, ("gtwiz::Ip_gtwiz_" + command).c_str());
-    return Tcl_GetStringResult(interp_);
-  }
-
- private:
-  Tcl_Interp* interp_;
+struct Interpreter : PackageInterpreter {
+  Interpreter() : PackageInterpreter("gtwiz::Ip_gtwiz_") {}
 };
 
 std::string lane(char const* rate) { return std::string("{TX0 {LR0_SETTINGS {RATE ") + rate + " REFCLK 156.25}}}"; }
