@@ -13,7 +13,9 @@ target_compile_options(iptasks_flags INTERFACE
   -Wall -Wextra -Wpedantic -Werror
   $<$<COMPILE_LANGUAGE:CXX>:-Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align>
   # The same figures on every machine: a fused multiply-add would round differently.
-  -ffp-contract=off)
+  -ffp-contract=off
+  # Messages tell the file from the project's root, and what is built holds no name of the place where it was built.
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(IPTASKS_SANITIZE STREQUAL "thread")
   # Not what runs while the project is built: there is one thread, and a function that is chosen by the processor is so
   # before the sanitizer is there.
