@@ -1,6 +1,6 @@
 # Changes the product in one place at a time and sees whether a test notices.
 #
-#   tclsh tests/mutation/run.tcl ?-count 100? ?-seed 1? ?-areas {fec tiler solver frame}? ?-operators LIST?
+#   tclsh tests/mutation/run.tcl ?-count 100? ?-seed 1? ?-areas {fec tiler solver frame ...}? ?-operators LIST?
 #                                ?-files GLOB? ?-all? ?-list? ?-build FOLDER? ?-jobs 2?
 #
 # A mutant is a copy of the sources with one operator, constant, condition, argument order or statement changed. It is
@@ -23,6 +23,13 @@ set areas {
   solver {product kdi_ip      label clocking files platform/ip/clocking/*}
   frame  {product kdi_iptasks label frame
           files {shared/ip/tcltasks/frame/* platform/tcl/* platform/include/kdi/tcl/*}}
+  planning     {product kdi_planning    label planning files platform/planning/*}
+  cores        {product kdi_cores       label cores    files platform/cores/*/*}
+  transceivers {product kdi_rule_engine label gtwiz    files platform/rule_engine/*}
+  controllers  {product kdi_coregen     label memory   files platform/coregen/*}
+  places       {product kdi_place       label io       files platform/place/*}
+  outputs      {product kdi_iptasks     label hardip   files {platform/hdf/* platform/hsm/* platform/ippcw/*}}
+  power        {product kdi_ip          label power    files platform/ip/power/*}
 }
 set bar 95
 
