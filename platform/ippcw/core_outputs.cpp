@@ -147,23 +147,35 @@ class PowerRows {
 
 }  // namespace
 
+namespace {
+
+// Of the pads in use and what draws besides; none without a part.
+std::optional<SystemPower> power_of(OutputCore const& core, std::vector<kdi::cores::PadInUse> const& in_use,
+                                    std::vector<SystemItem> const& dynamic) {
+  if (core.part == nullptr) return std::nullopt;
+  std::vector<kdi::power::SystemPad> pads;
+  for (kdi::cores::PadInUse const& pad : in_use) pads.push_back({pad.bank, pad.number, pad.function});
+  return kdi::power::system_power(*core.part, dynamic, pads,
+                                  [&](std::string const& end) { return value_behind(core.configuration, end); });
+}
+
+std::string milliwatts_text(double milliwatts) {
+  return kdi::cores::Decimal::of(std::llround(milliwatts * 1000), 3).text();
+}
+
+}  // namespace
+
 // Leakage and pads are those of a whole processing system: once, with the core of the master's region.
 std::string power_text(OutputCore const& core) {
   std::vector<SystemItem> dynamic;
-  std::vector<kdi::power::SystemPad> pads;
   for (kdi::cores::PowerRow const& row : kdi::cores::power_rows(*map_of(core), core.configuration.instance()))
     dynamic.push_back({row.item, row.supply, kdi::number::whole<double>(row.milliwatts.text()).value_or(0)});
-  for (kdi::cores::PadInUse const& pad : kdi::cores::pads_in_use(core.configuration.instance()))
-    pads.push_back({pad.bank, pad.number, pad.function});
-  const auto power = core.part == nullptr
-                         ? std::nullopt
-                         : kdi::power::system_power(*core.part, dynamic, pads, [&](std::string const& end) {
-                             return value_behind(core.configuration, end);
-                           });
+  const auto power = power_of(core, kdi::cores::pads_in_use(core.configuration.instance()), dynamic);
   PowerRows rows;
   rows.add(power ? power->dynamic : dynamic, "dynamic");
   if (power && core.region == 0 && has_monitor(core.configuration.core())) rows.add(power->leakage, "leakage");
   if (power) rows.add(power->pads, "pads");
+  if (power) rows.add(power->terminations, "terminations");
   const std::string conditions = power ? member("junction_c", kdi::number::plain(power->junction_c)) + ",\n  " +
                                              member("core_v", kdi::number::plain(power->core_v)) + ",\n  "
                                        : std::string();
@@ -171,11 +183,22 @@ std::string power_text(OutputCore const& core) {
 }
 
 std::string pads_text(OutputCore const& core) {
+  const std::vector<kdi::cores::PadInUse> in_use = kdi::cores::pads_in_use(core.configuration.instance());
+  const auto power = power_of(core, in_use, {});
   std::vector<std::string> rows;
-  for (kdi::cores::PadInUse const& pad : kdi::cores::pads_in_use(core.configuration.instance()))
-    rows.push_back("{" + member("pad", json_text(pad.bank + " " + std::to_string(pad.number))) + ", " +
-                   member("function", json_text(pad.function)) + ", " +
-                   member("peripheral", json_text(pad.peripheral)) + "}");
+  for (std::size_t i = 0; i < in_use.size(); ++i) {
+    kdi::cores::PadInUse const& pad = in_use[i];
+    std::string row = "{" + member("pad", json_text(pad.bank + " " + std::to_string(pad.number))) + ", " +
+                      member("function", json_text(pad.function)) + ", " +
+                      member("peripheral", json_text(pad.peripheral));
+    if (power && !power->levels[i].supply.empty()) {
+      kdi::power::PadLevels const& levels = power->levels[i];
+      row += ", " + member("standard", json_text(levels.standard)) + ", " + member("supply", json_text(levels.supply)) +
+             ", " + member("milliwatts", milliwatts_text(levels.milliwatts)) + ", " +
+             member("termination_milliwatts", milliwatts_text(levels.termination_milliwatts));
+    }
+    rows.push_back(row + "}");
+  }
   return head(core) + member("pads", json_list(rows, "  ")) + "\n}\n";
 }
 

@@ -172,6 +172,8 @@ std::string power_data(Instance const& instance, kdi::device::Part const* part) 
     items = power->dynamic;
     for (SystemItem const& one : power->leakage) items.push_back({"leakage_" + one.supply, "", one.milliwatts});
     for (SystemItem const& one : power->pads) items.push_back({"pads_" + one.supply, "", one.milliwatts});
+    for (SystemItem const& one : power->terminations)
+      items.push_back({"terminations_" + one.supply, "", one.milliwatts});
   }
   Decimal total;
   std::string parts;

@@ -297,6 +297,114 @@ TEST(SystemPower, TellsOfAStandardThatIsNone) {
   EXPECT_EQ(odd->pads[0].milliwatts, power("LVCMOS1.8")->pads[0].milliwatts);
 }
 
+// What resistors draw: Kirchhoff's law at the line, solved as it stands, is the other way to it.
+double drawn_by_line(kdi::JsonValue standard) {
+  const double volts = standard.member("volts").number(0, 10);
+  std::string const& end = standard.member("end").text();
+  if (end == "open") return 0;
+  const double driver = 1 / standard.member("driver_ohm").number(1, 1e6),
+               whole = 1 / standard.member("termination_ohm").number(1, 1e6);
+  const double up = end == "supply"   ? whole
+                    : end == "centre" ? whole / 2
+                                      : 0,
+               down = end == "ground" ? whole : whole - up;
+  double watts = 0;
+  for (const bool is_high : {false, true}) {
+    const double to_supply = up + (is_high ? driver : 0), to_ground = down + (is_high ? 0 : driver);
+    const double line = volts * to_supply / (to_supply + to_ground);
+    watts += (volts - line) * to_supply * volts / 2;
+  }
+  return 1000 * watts;
+}
+
+TEST(SystemPower, HasTheTerminationsOfAMemoryByItsStandard) {
+  for (auto const& [file, name] :
+       {std::pair{"power/zorvan1.json", "zrv7030-c484-1-c"}, {"power/zorvan2.json", "zrv9010-f900-2-i"}}) {
+    const kdi::JsonFile data(places::data(file));
+    const kdi::JsonValue memory = data.root().member("systems").items()[0].member("memory");
+    for (const kdi::JsonValue standard : memory.member("standards").members()) {
+      ParamMap values{
+          {"_DDR_ENABLE", "1"}, {"_DDR_TYPE", standard.name()}, {"_DDR_BUS_WIDTH", "32"}, {"_DDR_ECC", "0"}};
+      const auto drawn = [&] {
+        const auto power = kdi::power::system_power(*kdi::device::find_part(name), {}, {},
+                                                    [&](std::string const& end) { return values.at(end); });
+        double milliwatts = 0;
+        for (kdi::power::SystemItem const& one : power->terminations) {
+          EXPECT_EQ(one.item, "Terminations of " + standard.name() + " (" + standard.member("standard").text() + ")");
+          EXPECT_EQ(one.supply, memory.member("supply").text());
+          milliwatts += one.milliwatts;
+        }
+        return milliwatts;
+      };
+      const double share = memory.member("active_share").number(0, 1), each = share * drawn_by_line(standard);
+      EXPECT_NEAR(drawn(), 40 * each, 1e-6) << "32 lines and four strobes of two";
+      values["_DDR_ECC"] = "1";
+      EXPECT_NEAR(drawn(), 50 * each, 1e-6);
+      values["_DDR_ENABLE"] = "0";
+      EXPECT_EQ(drawn(), 0);
+    }
+  }
+}
+
+TEST(SystemPower, HasTheTerminationsOfPadsByTheirStandard) {
+  kdi::device::Part const& part = *kdi::device::find_part("zrv7030-c484-1-c");
+  const kdi::JsonFile data(places::data("power/zorvan1.json"));
+  const kdi::JsonValue system = data.root().member("systems").items()[0];
+  const double share = system.member("low_share").number(0, 1),
+               bus = 1 / system.member("line_ohm").member("I2C").number(1, 1e6);
+  for (const kdi::JsonValue standard : system.member("standards").members()) {
+    const double volts = standard.member("volts").number(0, 10), pull = 1 / standard.member("pull_ohm").number(1, 1e6);
+    ParamMap values{{"_BANK0_IO_STANDARD", standard.name()},
+                    {"_BANK1_IO_STANDARD", "LVCMOS1.8"},
+                    {"_MIO_3_PULLUP", "1"},
+                    {"_MIO_4_PULLUP", "0"},
+                    {"_MIO_5_PULLUP", "0"},
+                    {"_DDR_ENABLE", "0"}};
+    const auto power =
+        kdi::power::system_power(part, {}, {{"MIO", 3, "I2C 0"}, {"MIO", 4, "I2C 0"}, {"MIO", 5, "UART 0"}},
+                                 [&](std::string const& end) { return values.at(end); });
+    const double square = 1000 * volts * volts * share;
+    ASSERT_EQ(power->levels.size(), 3U);
+    EXPECT_NEAR(power->levels[0].termination_milliwatts, square * (pull + bus), 1e-9);
+    EXPECT_NEAR(power->levels[1].termination_milliwatts, square * bus, 1e-9);
+    EXPECT_EQ(power->levels[2].termination_milliwatts, 0);
+    EXPECT_EQ(power->levels[2].standard, standard.name());
+    ASSERT_EQ(power->terminations.size(), 1U);
+    EXPECT_EQ(power->terminations[0].item, "Terminations MIO 0 .. 15 (" + standard.name() + ")");
+    EXPECT_EQ(power->terminations[0].supply, "VCCO_500");
+    EXPECT_NEAR(power->terminations[0].milliwatts, square * (pull + 2 * bus), 1e-9);
+  }
+}
+
+// The two texts tell the same: what the pads of a supply have by the one is what the other sums up.
+TEST_F(Outputs, TellOfPadsWhatTheirPowerSumsUp) {
+  ParamMap params{{"PS_I2C0_PERIPHERAL_ENABLE", "1"},  {"PS_I2C0_PERIPHERAL_IO", "PMC_MIO 46 .. 47"},
+                  {"PMC_QSPI_PERIPHERAL_ENABLE", "1"}, {"PS_UART0_PERIPHERAL_IO", "PMC_MIO 42 .. 43"},
+                  {"PS_UART0_PERIPHERAL_ENABLE", "1"}, {"PMC_BANK_0_IO_STANDARD", "LVCMOS3.3"}};
+  std::string power_text, pads_text;
+  StrVec errors;
+  HardIPInterface* const ps = core("pspmc", "1.4", "brvn1102-a625-2LHP-e-S");
+  ps->generatePowerData(params, power_text, errors);
+  ps->generateIOPadData(params, pads_text, errors);
+  EXPECT_EQ(errors, StrVec());
+  std::map<std::string, double> sums;
+  const kdi::JsonFile pads(pads_text, "IOPAD_DATA");
+  for (const kdi::JsonValue pad : pads.root().member("pads").items()) {
+    EXPECT_EQ(pad.member("standard").text(), pad.member("supply").text() == "VCCO_500" ? "LVCMOS3.3" : "LVCMOS1.8");
+    sums["pads " + pad.member("supply").text()] += pad.member("milliwatts").number(0, 1e6);
+    sums["terminations " + pad.member("supply").text()] += pad.member("termination_milliwatts").number(0, 1e6);
+  }
+  EXPECT_GE(sums.size(), 4U);
+  const PowerTold told(power_text);
+  for (const kdi::JsonValue item : told.file.root().member("items").items()) {
+    std::string const& kind = item.member("kind").text();
+    if (kind != "pads" && kind != "terminations") continue;
+    EXPECT_NEAR(item.member("milliwatts").number(0, 1e6), sums[kind + " " + item.member("supply").text()], 0.02);
+    sums.erase(kind + " " + item.member("supply").text());
+  }
+  for (auto const& [what, milliwatts] : sums) EXPECT_EQ(milliwatts, 0) << what;
+}
+
 // A configuration outside of any part has what its description says, and nothing of silicon.
 TEST_F(Outputs, ArePowerWithoutConditionsWhereThereIsNoPart) {
   std::string text;

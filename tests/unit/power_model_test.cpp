@@ -48,6 +48,13 @@ TEST(PowerModel, RefusesWhatIsWrongWithSystems) {
   EXPECT_EQ(place(fault(changed("{\"volts\": 1.8, ", "{\"volts\": 18, "))),
             "systems[0].standards.LVCMOS1.8.volts: expected a number from 0 to 10, found the number 18");
   EXPECT_EQ(place(fault(changed("\"load_pf\": 12,", ""))), "systems[0]: expected a field \"load_pf\", found none");
+  EXPECT_EQ(
+      place(fault(changed("_MIO_{}_PULLUP", "_MIO_PULLUP"))),
+      "systems[0].banks[0].pull: expected a name with {} for the number of the pad, found the text \"_MIO_PULLUP\"");
+  EXPECT_EQ(place(fault(changed("\"centre\"", "\"center\""))),
+            "systems[0].memory.standards.DDR3.end: expected open, centre, supply or ground, found the text \"center\"");
+  EXPECT_EQ(place(fault(changed("\"driver_ohm\": 34", "\"driver_ohm\": 0"))),
+            "systems[0].memory.standards.DDR3.driver_ohm: expected a number from 1 to 1e+06, found the number 0");
 }
 
 TEST(PowerModel, RefusesWhatIsWrongWithItsPlace) {

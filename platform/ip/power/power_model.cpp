@@ -145,18 +145,58 @@ auto read_list(JsonValue list, char const* key, Read read) {
 }
 
 PadGroup read_pads(JsonValue object) {
-  object.allow_only({"pads", "first", "last", "standard", "supply"});
+  object.allow_only({"pads", "first", "last", "standard", "pull", "supply"});
   PadGroup group;
   group.pads = word(object.member("pads"));
   group.first = static_cast<unsigned>(object.member("first").integer(0, kMostNumber));
   group.last = static_cast<unsigned>(object.member("last").integer(group.first, kMostNumber));
   group.standard = word(object.member("standard"));
   group.supply = word(object.member("supply"));
+  const auto pull = object.find("pull");
+  if (!pull) return group;
+  group.pull = word(*pull);
+  if (group.pull.find("{}") == std::string::npos) pull->refuse("a name with {} for the number of the pad");
   return group;
 }
 
+LineEnd read_end(JsonValue value) {
+  constexpr std::pair<std::string_view, LineEnd> kEnds[] = {
+      {"open", LineEnd::open}, {"centre", LineEnd::centre}, {"supply", LineEnd::supply}, {"ground", LineEnd::ground}};
+  for (auto const& [name, end] : kEnds)
+    if (value.text() == name) return end;
+  value.refuse("open, centre, supply or ground");
+}
+
+MemoryStandard read_memory_standard(JsonValue object) {
+  object.allow_only({"standard", "volts", "end", "driver_ohm", "termination_ohm"});
+  MemoryStandard standard;
+  standard.standard = word(object.member("standard"));
+  standard.volts = object.member("volts").number(0.1, 10);
+  standard.end = read_end(object.member("end"));
+  if (standard.end == LineEnd::open) return standard;
+  standard.driver_ohm = object.member("driver_ohm").number(1, kMostQuantity);
+  standard.termination_ohm = object.member("termination_ohm").number(1, kMostQuantity);
+  return standard;
+}
+
+MemoryLines read_memory_lines(JsonValue object) {
+  object.allow_only({"enabled", "type", "width", "check", "check_bits", "supply", "active_share", "standards"});
+  MemoryLines lines;
+  lines.enabled = word(object.member("enabled"));
+  lines.type = word(object.member("type"));
+  lines.width = word(object.member("width"));
+  lines.check = word(object.member("check"));
+  lines.check_bits = static_cast<unsigned>(object.member("check_bits").integer(0, kMostNumber));
+  lines.supply = word(object.member("supply"));
+  lines.active_share = object.member("active_share").number(0, 1);
+  for (const JsonValue standard : object.member("standards").members())
+    lines.standards[standard.name()] = read_memory_standard(standard);
+  return lines;
+}
+
 System read_system(JsonValue object) {
-  object.allow_only({"kind", "static_w", "leakage_by_device", "load_pf", "standards", "toggle_mhz", "banks"});
+  object.allow_only({"kind", "static_w", "leakage_by_device", "load_pf", "standards", "toggle_mhz", "line_ohm",
+                     "low_share", "banks", "memory"});
   System system;
   system.kind = word(object.member("kind"));
   for (const JsonValue value : object.member("static_w").members())
@@ -165,11 +205,15 @@ System read_system(JsonValue object) {
     system.leakage_by_device[value.name()] = value.number(0, 100);
   system.load_pf = quantity(object, "load_pf");
   system.standards = read_words(object.member("standards"), [](JsonValue standard) {
-    standard.allow_only({"volts", "static_mw"});
-    return PadStandard{standard.member("volts").number(0, 10), quantity(standard, "static_mw")};
+    standard.allow_only({"volts", "static_mw", "pull_ohm"});
+    return PadStandard{standard.member("volts").number(0, 10), quantity(standard, "static_mw"),
+                       standard.member("pull_ohm").number(1, kMostQuantity)};
   });
   system.toggle_mhz = read_words(object.member("toggle_mhz"), factor);
+  system.line_ohm = read_words(object.member("line_ohm"), factor);
+  system.low_share = object.member("low_share").number(0, 1);
   for (const JsonValue bank : object.member("banks").items()) system.banks.push_back(read_pads(bank));
+  if (const auto memory = object.find("memory")) system.memory = read_memory_lines(*memory);
   return system;
 }
 

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -102,6 +103,27 @@ struct MemoryFamily {
 struct PadStandard {
   double volts = 0;
   double static_mw = 0;  ///< of a pad in use
+  double pull_ohm = 0;   ///< of its pull-up
+};
+
+/// What is at the end of a memory's line.
+enum class LineEnd { open, centre, supply, ground };
+
+/// How a type of memory is driven.
+struct MemoryStandard {
+  std::string standard;
+  double volts = 0;
+  LineEnd end = LineEnd::open;
+  double driver_ohm = 0, termination_ohm = 0;  ///< the latter 0 for an end that is open
+};
+
+/// The lines of a processing system's own memory controller.
+struct MemoryLines {
+  std::string enabled, type, width, check;  ///< how the names of the parameters end that say it
+  unsigned check_bits = 0;                  ///< of lines, where there are check bits
+  std::string supply;
+  double active_share = 0;  ///< of the time
+  std::map<std::string, MemoryStandard> standards;
 };
 
 /// Pads of one supply, by the core's name for their bank.
@@ -109,6 +131,7 @@ struct PadGroup {
   std::string pads;
   unsigned first = 0, last = 0;
   std::string standard;  ///< how the name of the parameter ends that says it
+  std::string pull;      ///< and that which says whether a pad is pulled up, {} for its number; empty: there is none
   std::string supply;
 };
 
@@ -120,7 +143,10 @@ struct System {
   double load_pf = 0;                                    ///< at a pad
   Words<PadStandard> standards;
   Words<double> toggle_mhz;  ///< by the beginning of a function's name
+  Words<double> line_ohm;    ///< at the line of a function, by the beginning of its name; 0: nothing
+  double low_share = 0;      ///< of the time that a pulled line is low
   std::vector<PadGroup> banks;
+  std::optional<MemoryLines> memory;
 };
 
 struct Model {
