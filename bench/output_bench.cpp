@@ -151,7 +151,7 @@ bool measure_target(Tcl_Interp* interp, Subject const& subject) {
     const std::string script = std::string(subject.command) + " -context {instance_name " + name + " ps_core_name " +
                                subject.core + " ps_core_ver {" + subject.version + "} part " + subject.part +
                                "} -params {} -path {" + to.string() + "} -data NONE";
-    const double seconds = bench::seconds_of([&] {
+    const double seconds = bench::processor_seconds_of([&] {
       configure(subject, context);
       if (Tcl_Eval(interp, script.c_str()) != TCL_OK) throw std::runtime_error(Tcl_GetStringResult(interp));
     });
@@ -165,7 +165,7 @@ bool measure_target(Tcl_Interp* interp, Subject const& subject) {
     const fs::path to = folder() / "plain";
     fs::remove_all(to);
     fs::create_directories(to);
-    const double seconds = bench::seconds_of([&] {
+    const double seconds = bench::processor_seconds_of([&] {
       configure(subject, context);
       format_and_write(context, files, to);
     });
@@ -218,14 +218,14 @@ bool measure_emission() {
   const cdo::Commands plain_commands = plain(commands);
   const fs::path path = folder() / "emitted.cdo", other = folder() / "printed.cdo";
   const auto emit = [&] {
-    return bench::seconds_of([&] {
+    return bench::processor_seconds_of([&] {
       write_plainly(path,
                     cdo::to_text(plain_commands, [&](std::size_t i) { return words_of(*made.map, commands[i]); }));
     });
   };
   // The same lines, each by what the C library needs for them.
   const auto print = [&] {
-    return bench::seconds_of([&] {
+    return bench::processor_seconds_of([&] {
       std::FILE* const file = std::fopen(other.c_str(), "wb");
       std::fputs("cdo 1\n", file);
       for (std::size_t i = 0; i < commands.size(); ++i) {
@@ -254,7 +254,7 @@ bool measure_emission() {
 bool measure_growth() {
   const auto cost = [](Made const& made) {
     return [&made] {
-      return bench::seconds_of([&] {
+      return bench::processor_seconds_of([&] {
         const RegisterImage image(*made.map, *made.instance);
         const std::vector<RegisterCommand> commands = image.commands("all");
         cdo::to_text(plain(commands), [&](std::size_t i) { return words_of(*made.map, commands[i]); });
@@ -263,7 +263,9 @@ bool measure_growth() {
     };
   };
   const auto reading = [](Made const& made) {
-    return [&made] { return bench::seconds_of([&] { RegisterMap::parse(*made.core, made.text, "registers.json"); }); };
+    return [&made] {
+      return bench::processor_seconds_of([&] { RegisterMap::parse(*made.core, made.text, "registers.json"); });
+    };
   };
   const Made small(500), large(5'000);
   bool kept = bench::print_row("5,000 / 500 registers: image, text, binary",

@@ -37,14 +37,42 @@ void told_if_failed(std::function<void()> const& write, StrVec* errors = nullptr
 
 std::string json_object(ParamMap const& pairs) {
   std::string text = "{";
-  for (auto const& [name, value] : pairs)
-    text += (text.size() == 1 ? "\n    " : ",\n    ") + json_text(name) + ": " + json_text(value);
-  return text + (pairs.empty() ? "}" : "\n  }");
+  for (auto const& [name, value] : pairs) {
+    text += text.size() == 1 ? "\n    " : ",\n    ";
+    text += json_text(name);
+    text += ": ";
+    text += json_text(value);
+  }
+  return text += pairs.empty() ? "}" : "\n  }";
 }
 
-std::string state_text(std::string const& core, ParamMap const& parameters, ParamMap const& mio) {
-  return "{\n  \"format\": 1,\n  \"core\": " + json_text(core) + ",\n  \"parameters\": " + json_object(parameters) +
+// `parameters` are an object already.
+std::string state_text(std::string const& core, std::string const& parameters, ParamMap const& mio) {
+  return "{\n  \"format\": 1,\n  \"core\": " + json_text(core) + ",\n  \"parameters\": " + parameters +
          ",\n  \"mio\": " + json_object(mio) + "\n}\n";
+}
+
+// The state file that this thread wrote last, and its parameters as an object. Pads are added to a state file right
+// after it has been made: as long as it has this text, it need not be read.
+struct LastState {
+  std::string text, parameters;
+};
+LastState& last_state() {
+  thread_local LastState last;
+  return last;
+}
+
+// The object of the parameters of a state file, which is read if need be.
+std::string parameters_of(std::string const& path) {
+  std::string text = kdi::read_file(path);
+  LastState last = std::exchange(last_state(), {});
+  if (text == last.text) return std::move(last.parameters);
+  ParamMap parameters;
+  const kdi::JsonFile file(std::string_view(text), path);
+  file.root().allow_only({"format", "core", "parameters", "mio"});
+  for (const kdi::JsonValue value : file.root().member("parameters").members())
+    parameters.insert_or_assign(value.name(), value.text());
+  return json_object(parameters);
 }
 
 void add_pads(kdi::JsonValue core, ParamMap& mio) {
@@ -107,17 +135,17 @@ AttrMap dies_of(ParamMap const& listed, int dies) {
 }  // namespace
 
 void HICInstOutputUtils::generatePSXLStateJson(std::string& path, ParamMap& values) {
-  told_if_failed([&] { kdi::write_file(path, state_text("", values, {})); });
+  told_if_failed([&] {
+    std::string parameters = json_object(values), text = state_text("", parameters, {});
+    kdi::write_file(path, text);
+    last_state() = {std::move(text), std::move(parameters)};
+  });
 }
 
 void HICInstOutputUtils::writeMioParams(std::string& path, std::shared_ptr<HICInst> inst, std::string coreName) {
   if (inst == nullptr) return;
   told_if_failed([&] {
-    ParamMap parameters;
-    const kdi::JsonFile file(path);
-    file.root().allow_only({"format", "core", "parameters", "mio"});
-    for (const kdi::JsonValue value : file.root().member("parameters").members())
-      parameters.insert_or_assign(value.name(), value.text());
+    const std::string parameters = parameters_of(path);
     kdi::write_file(path, state_text(coreName, parameters, pads_of(*inst)));
   });
 }

@@ -27,6 +27,7 @@ using kdi::cores::Strength;
 using kdi::cores::Widget;
 
 constexpr std::string_view kSkip = "SKIP";
+constexpr std::size_t kListed = 6;  // texts, or lists of them, that a script gets of a parameter
 constexpr std::string_view kTemporary = "tmp_";
 
 Strength strength_of(int number) {
@@ -229,13 +230,26 @@ void ConfiguredCore::list_locked(RawResult& result) const {
     StrVec range = instance.range(i);
     // A check box whose range is empty is told by models as one without a value.
     if (range.empty() && parameter.widget == Widget::checkbox) range = {"0", "1"};
-    result.insert_or_assign(parameter.name, RawResult::mapped_type{{configuration_.value(i)},
-                                                                   std::move(range),
-                                                                   {instance.is_enabled(i) ? "ENABLE" : "DISABLE"},
-                                                                   {word_of(parameter.widget)},
-                                                                   {},
-                                                                   {}});
+    RawResult::mapped_type& row = result[parameter.name];  // filled in place, since there are thousands
+    row.assign(kListed, StrVec());
+    row[0].push_back(configuration_.value(i));
+    row[1] = std::move(range);
+    row[2].emplace_back(instance.is_enabled(i) ? "ENABLE" : "DISABLE");
+    row[3].emplace_back(word_of(parameter.widget));
   }
+}
+
+std::vector<ConfiguredCore::Row> ConfiguredCore::rows() const {
+  std::vector<Row> rows;
+  rows.reserve(core_->parameters().size());
+  {
+    const std::lock_guard lock(mutex_);
+    kdi::cores::Instance const& instance = configuration_.instance();
+    for (std::uint32_t i = 0; i < core_->parameters().size(); ++i)
+      rows.push_back({core_->parameters()[i].name, configuration_.value(i), instance.is_enabled(i)});
+  }
+  std::sort(rows.begin(), rows.end(), [](Row const& one, Row const& other) { return one.name < other.name; });
+  return rows;
 }
 
 bool ConfiguredCore::is_default() const {

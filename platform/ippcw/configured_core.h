@@ -55,6 +55,12 @@ class ConfiguredCore {
   void change(StrPairs const& pairs, StrVec& modified, ParamMap& messages);
   /// All parameters with their rows.
   void list(RawResult& result) const;
+  /// What `list` tells of a parameter without its range, in the order of the names.
+  struct Row {
+    std::string name, value;
+    bool is_enabled;
+  };
+  std::vector<Row> rows() const;
   /// Whether no value is given.
   bool is_default() const;
 

@@ -31,6 +31,7 @@ using kdi::text::shown;
 // ------------------------------------------------------------------------------------------------------------ writing
 
 bool fits_xml(std::string_view text) {
+  if (std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; })) return true;
   return kdi::text::is_utf8(text) && text.find("\xEF\xBF\xBE") == text.npos && text.find("\xEF\xBF\xBF") == text.npos &&
          std::all_of(text.begin(), text.end(), [](char c) {
            return static_cast<unsigned char>(c) >= 0x20 || c == '\t' || c == '\n' || c == '\r';
@@ -141,10 +142,14 @@ Handoff handoff_of(HardIPInterface& instance) {
 }  // namespace
 
 Handoff handoff_of(ConfiguredCore const& core, std::string instance) {
-  RawResult parameters;
-  core.list(parameters);
-  return {std::move(instance), core.description().name(), core.description().version(),
-          core.part() == nullptr ? "" : core.part()->name, parameters_of(parameters)};
+  Handoff handoff{std::move(instance),
+                  core.description().name(),
+                  core.description().version(),
+                  core.part() == nullptr ? "" : core.part()->name,
+                  {}};
+  for (ConfiguredCore::Row& row : core.rows())
+    handoff.parameters.push_back({std::move(row.name), std::move(row.value), row.is_enabled});
+  return handoff;
 }
 
 std::string handoff_text(Handoff const& handoff) {
