@@ -36,7 +36,9 @@ void told_if_failed(std::function<void()> const& write, StrVec* errors = nullptr
 }
 
 std::string json_object(ParamMap const& pairs) {
+  constexpr std::size_t kUsualRow = 64;
   std::string text = "{";
+  text.reserve(pairs.size() * kUsualRow);
   for (auto const& [name, value] : pairs) {
     text += text.size() == 1 ? "\n    " : ",\n    ";
     text += json_text(name);

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <iterator>
 #include <map>
+#include <numeric>
 #include <set>
 
 #include "kdi/cdo/Cdo.h"
@@ -240,15 +241,16 @@ void ConfiguredCore::list_locked(RawResult& result) const {
 }
 
 std::vector<ConfiguredCore::Row> ConfiguredCore::rows() const {
+  std::vector<Parameter> const& all = core_->parameters();
+  std::vector<std::uint32_t> order(all.size());
+  std::iota(order.begin(), order.end(), 0U);
+  std::sort(order.begin(), order.end(),
+            [&](std::uint32_t one, std::uint32_t other) { return all[one].name < all[other].name; });
   std::vector<Row> rows;
-  rows.reserve(core_->parameters().size());
-  {
-    const std::lock_guard lock(mutex_);
-    kdi::cores::Instance const& instance = configuration_.instance();
-    for (std::uint32_t i = 0; i < core_->parameters().size(); ++i)
-      rows.push_back({core_->parameters()[i].name, configuration_.value(i), instance.is_enabled(i)});
-  }
-  std::sort(rows.begin(), rows.end(), [](Row const& one, Row const& other) { return one.name < other.name; });
+  rows.reserve(all.size());
+  const std::lock_guard lock(mutex_);
+  for (const std::uint32_t i : order)
+    rows.push_back({all[i].name, configuration_.value(i), configuration_.instance().is_enabled(i)});
   return rows;
 }
 

@@ -240,30 +240,39 @@ std::string measurement_row(OutputCore const& core, Measurement const& one) {
   return row + "}";
 }
 
-}  // namespace
-
-std::vector<std::pair<std::string, std::string>> monitor_registers(OutputCore const& core) {
-  const auto map = map_of(core);
-  const RegisterImage image(*map, core.configuration.instance());
+std::vector<std::pair<std::string, std::string>> monitor_registers(kdi::cores::RegisterMap const& map,
+                                                                   RegisterImage const& image) {
   std::vector<std::pair<std::string, std::string>> registers;
-  for (std::uint32_t i = 0; i < map->registers().size(); ++i)
-    if (map->blocks()[map->registers()[i].block].name == kMonitorBlock)
-      registers.emplace_back(map->name(i), "0x" + kdi::number::hexadecimal(image.word(i), 8));
+  for (std::uint32_t i = 0; i < map.registers().size(); ++i)
+    if (map.blocks()[map.registers()[i].block].name == kMonitorBlock)
+      registers.emplace_back(map.name(i), "0x" + kdi::number::hexadecimal(image.word(i), 8));
   return registers;
 }
 
-std::string monitor_json(OutputCore const& core) {
+std::string monitor_json(OutputCore const& core, kdi::cores::RegisterMap const& map, RegisterImage const& image) {
   std::vector<std::string> rows, dictionaries, registers;
   for (Measurement const* const one : measured(core.configuration)) rows.push_back(measurement_row(core, *one));
   for (const std::uint32_t number : core.configuration.core().presets().measurements.dictionaries)
     dictionaries.push_back(
         "{" + member(core.configuration.core().parameters()[number].name, json_text(core.configuration.value(number))) +
         "}");
-  for (auto const& [name, word] : monitor_registers(core))
+  for (auto const& [name, word] : monitor_registers(map, image))
     registers.push_back("{" + member("register", json_text(name)) + ", " + member("value", json_text(word)) + "}");
   return head(core) + member("measurements", json_list(rows, "  ")) + ",\n  " +
          member("dictionaries", json_list(dictionaries, "  ")) + ",\n  " +
          member("registers", json_list(registers, "  ")) + "\n}\n";
+}
+
+}  // namespace
+
+std::vector<std::pair<std::string, std::string>> monitor_registers(OutputCore const& core) {
+  const auto map = map_of(core);
+  return monitor_registers(*map, RegisterImage(*map, core.configuration.instance()));
+}
+
+std::string monitor_json(OutputCore const& core) {
+  const auto map = map_of(core);
+  return monitor_json(core, *map, RegisterImage(*map, core.configuration.instance()));
 }
 
 // Measurements go round the sensors of their region, that of its monitor itself being the first.
@@ -331,7 +340,7 @@ std::vector<OutputFile> design_files(OutputCore const& core, OutputNames names) 
   std::vector<OutputFile> files;
   commands.write_to(files, prefix);
   if (!has_monitor(core.configuration.core())) return files;
-  files.push_back({prefix + "sysmon_data.json", monitor_json(core)});
+  files.push_back({prefix + "sysmon_data.json", monitor_json(core, *map, image)});
   files.push_back({prefix + "sysmon_satellite.csv", satellites_csv(core)});
   return files;
 }
@@ -354,7 +363,7 @@ std::vector<OutputFile> joint_files(std::vector<OutputCore> const& cores, std::s
       else if (file == kController)
         commands.file(controller).add(*map, image.commands(outputs));
     if (!has_monitor(core.configuration.core())) continue;
-    monitors.push_back(monitor_json(core));
+    monitors.push_back(monitor_json(core, *map, image));
     const std::string rows = satellites_csv(core);
     satellites += satellites.empty() ? rows : rows.substr(rows.find('\n') + 1);
   }

@@ -75,8 +75,10 @@ void take_masters_values(ParamMap const& context, ParamMap& params) {
 ParamMap values_of(HardIPInterface* instance, ParamMap values) {
   RawResult rows;
   if (instance != nullptr) instance->getOutputParams(rows);
-  for (auto const& [name, of_parameter] : rows)
-    values[name] = of_parameter.empty() || of_parameter[0].empty() ? std::string() : of_parameter[0][0];
+  auto place = values.begin();  // both are in the order of the names
+  for (auto& [name, of_parameter] : rows)
+    place = values.insert_or_assign(
+        place, name, of_parameter.empty() || of_parameter[0].empty() ? std::string() : std::move(of_parameter[0][0]));
   return values;
 }
 
