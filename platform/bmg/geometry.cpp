@@ -5,7 +5,6 @@
 
 #include "kdi/common/KdiJson.h"
 #include "platform/bmg/memory.h"
-#include "platform/bmg/tiler.h"
 
 namespace bmg {
 namespace {
@@ -52,7 +51,7 @@ Primitive read_primitive(kdi::JsonValue entry) {
   return read;
 }
 
-// What the tiler relies on, for every way in which a memory can use the shapes.
+// A primitive with a gap in its shapes, or a wider one that holds less, is a slip of the pen.
 void check_shapes(kdi::JsonValue list, Geometry const& known) {
   Memory use{};
   use.allowed.assign(known.primitives.size(), true);
@@ -64,16 +63,11 @@ void check_shapes(kdi::JsonValue list, Geometry const& known) {
           use.byte_width = byte_width;
           use.protection = protection;
           use.ratio = ratio;
-          std::vector<Choice> choices;
-          for (UsableShape const& one : usable_shapes(use, known)) {
-            if (!choices.empty() && choices.back().primitive == one.primitive &&
-                (choices.back().depth != one.depth * 2 || one.used_width < choices.back().width * 2))
+          const std::vector<UsableShape> usable = usable_shapes(use, known);
+          for (std::size_t i = 1; i < usable.size(); ++i)
+            if (usable[i].primitive == usable[i - 1].primitive &&
+                (usable[i].depth * 2 != usable[i - 1].depth || usable[i].used_width < usable[i - 1].used_width * 2))
               list.refuse("shapes that halve in depth and double in usable width for every use of the ports");
-            choices.push_back({one.primitive, one.depth, one.used_width, 1, 0});
-          }
-          if (!end_in_columns(choices))
-            list.refuse(
-                "primitives whose widest shapes are no deeper than any shape that is not its primitive's widest");
         }
 }
 
@@ -91,7 +85,7 @@ std::vector<PowerFigures> read_power(kdi::JsonValue list, std::vector<Primitive>
     is_given[index] = true;
     power[index] = {integer(entry, "static_uw", 0, kMostStaticUw), integer(entry, "access_fj", 1, kMostAccessFj),
                     integer(entry, "bit_fj", 0, kMostBitFj)};
-    // Else a wider shape would cost more than two of the shape before, and the tiler's choice would not be the best.
+    // The first bit of an access wakes more than any further one.
     if (power[index].bit_fj > power[index].access_fj) entry.member("bit_fj").refuse("no more than access_fj");
   }
   if (std::find(is_given.begin(), is_given.end(), false) != is_given.end())

@@ -1,9 +1,9 @@
 #include "platform/bmg/tiler.h"
 
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <numeric>
+#include <tuple>
 #include <utility>
 
 namespace bmg {
@@ -11,150 +11,254 @@ namespace {
 
 using Cost = std::uint64_t;
 
-bool is_widest(std::vector<Choice> const& choices, std::size_t index) {
-  return index + 1 == choices.size() || choices[index + 1].primitive != choices[index].primitive;
+// The best for some bits of a block: what it costs, how many primitives are over a bit at most, and what comes first.
+struct Best {
+  Cost cost;
+  int inputs;
+  int first;  // index of a part of the table; kHalves: all bits by the halves
+};
+
+constexpr int kHalves = -1;
+constexpr Best kNone{std::numeric_limits<Cost>::max(), 0, kHalves};
+
+bool is_better(Cost cost, int inputs, Best const& than) {
+  return cost < than.cost || (cost == than.cost && inputs < than.inputs);
 }
 
-int deepest_widest(std::vector<Choice> const& choices) {
-  int depth = 0;
-  for (std::size_t i = 0; i < choices.size(); ++i)
-    if (is_widest(choices, i)) depth = std::max(depth, choices[i].depth);
-  return depth;
-}
+// What may hold a part of the bits, so that the best of the others is beside it.
+struct Part {
+  int width;
+  Cost cost;
+  int inputs;
+  int choice;  // kHalves: these bits by the halves
+};
 
-// Columns of widest shapes over a block of some rows. Any number of each may be taken. The one that is cheapest for its
-// width carries the bulk: of another, as many as make a common multiple of both widths can be replaced by it, so fewer
-// than that are looked at.
-class Columns {
+// Whether halves are worth looking at for a part of the bits. They are not where they are alike, or one: what parts
+// make of them, their own parts make.
+enum class Halves { alike, in_parts };
+
+// The best tilings of one block for each number of bits.
+class Table {
  public:
-  Columns(std::vector<Choice> const& choices, int rows) {
-    for (std::size_t i = 0; i < choices.size(); ++i) {
-      if (!is_widest(choices, i)) continue;
-      Choice const& one = choices[i];
-      const auto stack = static_cast<Cost>((rows + one.depth - 1) / one.depth);
-      kinds_.push_back({i, one.width, stack * one.for_tile + static_cast<Cost>(rows) * one.for_row, 0});
+  // `shapes` are those of the block's depth; by_halves(bits) is the best that its halves make, kNone without any.
+  template <class ByHalves>
+  Table(int most_bits, std::vector<Part> shapes, Halves use, ByHalves by_halves) : parts_(std::move(shapes)) {
+    // What costs more than the halves' best for as many bits is in no best tiling.
+    parts_.erase(
+        std::remove_if(parts_.begin(), parts_.end(),
+                       [&](Part const& one) { return by_halves(std::min(one.width, most_bits)).cost < one.cost; }),
+        parts_.end());
+    best_.reserve(static_cast<std::size_t>(most_bits) + 1);
+    best_.push_back({0, 0, kHalves});
+    for (int bits = 1; bits <= most_bits; ++bits) {
+      Best best = kNone;
+      for (std::size_t i = 0; i < parts_.size(); ++i) {
+        Part const& one = parts_[i];
+        Best const& others = at(std::max(0, bits - one.width));
+        const int inputs = std::max(one.inputs, others.inputs);
+        if (is_better(one.cost + others.cost, inputs, best))
+          best = {one.cost + others.cost, inputs, static_cast<int>(i)};
+      }
+      const Best halves = by_halves(bits);
+      if (is_better(halves.cost, halves.inputs, best)) {
+        best = {halves.cost, halves.inputs, kHalves};
+        if (use == Halves::in_parts) add_part(bits, halves);
+      }
+      best_.push_back(best);
     }
-    const auto bulk = std::min_element(kinds_.begin(), kinds_.end(), [](Kind const& a, Kind const& b) {
-      return a.cost * static_cast<Cost>(b.width) < b.cost * static_cast<Cost>(a.width);
-    });
-    std::iter_swap(kinds_.begin(), bulk);
-    for (Kind& one : kinds_) one.most = kinds_.front().width / std::gcd(kinds_.front().width, one.width) - 1;
   }
 
-  // For `least` to `most` bits.
-  std::vector<Cost> costs(int least, int most) const {
-    int step = 0;  // what is covered is a multiple of this, so the cost changes behind such multiples only
-    for (Kind const& one : kinds_) step = std::gcd(step, one.width);
-    std::vector<Cost> costs;
-    costs.reserve(static_cast<std::size_t>(most - least) + 1);
-    for (int bits = least; bits <= most; ++bits)
-      costs.push_back(bits == least || (bits - 1) % step == 0 ? cheapest(bits, kinds_.size() - 1, nullptr)
-                                                              : costs.back());
-    return costs;
-  }
+  Best const& at(int bits) const { return best_[static_cast<std::size_t>(bits)]; }
 
-  // Calls take(choice, number of columns) for each kind that is used.
+  // Calls take(choice or kHalves, first bit, number of bits) for each part of `bits` that begin at `first`.
   template <class Take>
-  void choose(int bits, Take take) const {
-    std::vector<int> numbers(kinds_.size());
-    cheapest(bits, kinds_.size() - 1, numbers.data());
-    for (std::size_t i = 0; i < kinds_.size(); ++i)
-      if (numbers[i] > 0) take(kinds_[i].choice, numbers[i]);
+  void each_part(int first, int bits, Take take) const {
+    while (bits > 0) {
+      Best const& best = at(bits);
+      const bool is_part = best.first != kHalves;
+      const int width = is_part ? std::min(bits, parts_[static_cast<std::size_t>(best.first)].width) : bits;
+      take(is_part ? parts_[static_cast<std::size_t>(best.first)].choice : kHalves, first, width);
+      first += width;
+      bits -= width;
+    }
   }
 
  private:
-  struct Kind {
-    std::size_t choice;
-    int width;
-    Cost cost;  // of one column
-    int most;   // that can be worth it, but for the bulk
-  };
-
-  // Covers `bits` by the kinds up to `last`; writes the numbers of each, unless `numbers` is null.
-  Cost cheapest(int bits, std::size_t last, int* numbers) const {
-    if (last == 0) {
-      const int number = bits > 0 ? (bits + kinds_[0].width - 1) / kinds_[0].width : 0;
-      if (numbers != nullptr) numbers[0] = number;
-      return static_cast<Cost>(number) * kinds_[0].cost;
-    }
-    Kind const& one = kinds_[last];
-    Cost best = std::numeric_limits<Cost>::max();
-    int best_number = 0;
-    for (int number = 0; number <= one.most; ++number) {
-      const Cost cost = static_cast<Cost>(number) * one.cost + cheapest(bits - number * one.width, last - 1, nullptr);
-      if (cost < best) {
-        best = cost;
-        best_number = number;
-      }
-      if (number * one.width >= bits) break;
-    }
-    if (numbers != nullptr) {
-      numbers[last] = best_number;
-      cheapest(bits - best_number * one.width, last - 1, numbers);
-    }
-    return best;
+  // What costs the same for some bits more, as the last part of wide shapes does, is one part.
+  void add_part(int bits, Best const& halves) {
+    Part const* const last = parts_.empty() ? nullptr : &parts_.back();
+    if (last != nullptr && last->choice == kHalves && last->cost == halves.cost && last->inputs == halves.inputs)
+      parts_.back().width = bits;
+    else
+      parts_.push_back({bits, halves.cost, halves.inputs, kHalves});
   }
 
-  std::vector<Kind> kinds_;
+  std::vector<Part> parts_;
+  std::vector<Best> best_;
 };
 
 class Tiler {
  public:
   Tiler(std::vector<Choice> const& choices, int width, int depth) : choices_(choices), width_(width), depth_(depth) {
     lay_out_levels();
-    const Columns whole_columns(choices_, levels_.back().depth);
-    const Columns part_columns(choices_, levels_.back().rows);
-    Level& last = levels_.back();
-    if (last.has_whole) {
-      last.whole.cost = whole_columns.costs(last.least_below, width_);
-      use_shapes(last, last.whole, last.depth);
-    }
-    last.part.cost = part_columns.costs(last.least_below, width_);
-    use_shapes(last, last.part, last.rows);
-    for (std::size_t k = levels_.size() - 1; k-- > 0;) {
-      Level& at = levels_[k];
-      Level const& half = levels_[k + 1];
-      if (at.has_whole) {
-        at.whole.cost = costs_of_halves(at, half.whole, half.whole);
-        use_shapes(at, at.whole, at.depth);
-      }
-      at.part.cost = at.rows > half.depth ? costs_of_halves(at, half.whole, half.part) : costs_from(at, half.part);
-      use_shapes(at, at.part, at.rows);
-    }
-    collect(whole_columns, part_columns);
+    choose_unit();
+    whole_.reserve(levels_.size());
+    last_.reserve(levels_.size() + 1);
+    for (std::size_t k = 0; k < first_of_no_whole_; ++k) add_whole(k);
+    for (std::size_t k = 0; k < levels_.size(); ++k) add_last(k);
+    add_memory();
   }
 
-  std::vector<Grid> grids() && { return std::move(grids_); }
-
-  // Recuts each stack of one shape into the deepest shapes of its primitive that cost no more there: fewer inputs to
-  // the output multiplexer.
-  void deepen() {
+  std::vector<Grid> grids() {
+    collect_memory(0, bits_);
+    const std::size_t single = grids_.size();
+    if (repeats_ > 0) collect_memory(0, period_);
+    for (std::size_t i = single; i < grids_.size(); ++i) {  // side by side, each as wide as all repetitions
+      grids_[i].first_bit = bits_ + grids_[i].first_bit * repeats_;
+      grids_[i].bits *= repeats_;
+    }
+    to_bits();
+    join_columns();
     join_stacks();
-    std::vector<Grid> recut;
-    for (Grid const& one : grids_) recut_stack(one, recut);
-    grids_ = std::move(recut);
-    join_stacks();
+    join_columns();
+    return std::move(grids_);
   }
 
  private:
-  // By bits still to be covered: the cost, and one bit for each shape of the level that is set if it is taken there.
-  struct Table {
-    std::vector<Cost> cost;
-    std::vector<std::uint8_t> taken;
-  };
-
-  // The shapes of one depth that are not their primitive's widest, over whole blocks of that depth and over the
-  // memory's last, partial one.
+  // One depth, the shallowest first.
   struct Level {
     int depth;
-    std::vector<std::size_t> shapes;
-    int least_below;  // bits left when all shapes up to these are taken
-    int rows;         // of the partial block, 1 to depth
-    bool has_whole;
-    Table whole, part;
+    int rows;  // of the memory's last block, 1 to depth
   };
 
-  // The halves of blocks come one by one; where they go on with the same shape they are one stack.
+  void lay_out_levels() {
+    const auto [shallowest, deepest] = std::minmax_element(
+        choices_.begin(), choices_.end(), [](Choice const& a, Choice const& b) { return a.depth < b.depth; });
+    for (int depth = shallowest->depth; depth <= deepest->depth; depth *= 2) levels_.push_back({depth, 0});
+    int rows = (depth_ - 1) % deepest->depth + 1;
+    blocks_ = (depth_ - rows) / deepest->depth;
+    if (blocks_ > 0) first_of_no_whole_ = levels_.size();
+    for (std::size_t k = levels_.size(); k-- > 0;) {
+      levels_[k].rows = rows;
+      if (k == 0 || rows <= levels_[k - 1].depth) continue;
+      rows -= levels_[k - 1].depth;
+      first_of_no_whole_ = std::max(first_of_no_whole_, k);
+    }
+  }
+
+  // Widths are counted in what all of them are multiples of.
+  void choose_unit() {
+    for (Choice const& one : choices_) unit_ = std::gcd(unit_, one.width);
+    std::int64_t common = 1;
+    bits_ = (width_ + unit_ - 1) / unit_;
+    for (Choice const& one : choices_)
+      if (common <= bits_) common = std::lcm(common, std::int64_t{one.width / unit_});
+    if (2 * common >= bits_) return;
+    period_ = static_cast<int>(common);
+    repeats_ = (bits_ - period_ - 1) / period_;
+    bits_ -= repeats_ * period_;
+  }
+
+  std::vector<Part> shapes_of(int depth, int rows) const {
+    std::vector<Part> shapes;
+    for (std::size_t i = 0; i < choices_.size(); ++i) {
+      Choice const& one = choices_[i];
+      if (one.depth == depth)
+        shapes.push_back(
+            {one.width / unit_, one.for_tile + static_cast<Cost>(rows) * one.for_row, 1, static_cast<int>(i)});
+    }
+    return shapes;
+  }
+
+  void add_whole(std::size_t k) {
+    const int depth = levels_[k].depth;
+    whole_.emplace_back(bits_, shapes_of(depth, depth), Halves::alike, [&](int bits) {
+      if (k == 0) return kNone;
+      Best const& half = whole_[k - 1].at(bits);
+      return Best{2 * half.cost, 2 * half.inputs, kHalves};
+    });
+  }
+
+  bool has_first_half(std::size_t k) const { return levels_[k].rows > levels_[k - 1].depth; }
+  void add_last(std::size_t k) {
+    const Halves use = k > 0 && has_first_half(k) ? Halves::in_parts : Halves::alike;
+    last_.emplace_back(bits_, shapes_of(levels_[k].depth, levels_[k].rows), use, [&](int bits) {
+      if (k == 0) return kNone;
+      Best const& rest = last_[k - 1].at(bits);
+      if (!has_first_half(k)) return rest;
+      Best const& half = whole_[k - 1].at(bits);
+      return Best{half.cost + rest.cost, half.inputs + rest.inputs, kHalves};
+    });
+  }
+
+  void add_memory() {
+    if (blocks_ == 0) return;
+    last_.emplace_back(bits_, std::vector<Part>(), Halves::in_parts, [&](int bits) {
+      Best const& rest = last_[levels_.size() - 1].at(bits);
+      Best const& block = whole_[levels_.size() - 1].at(bits);
+      return Best{static_cast<Cost>(blocks_) * block.cost + rest.cost, blocks_ * block.inputs + rest.inputs, kHalves};
+    });
+  }
+
+  void collect_memory(int first, int bits) {
+    const std::size_t deepest = levels_.size() - 1;
+    if (blocks_ == 0) return collect_last(deepest, first, bits, 0);
+    const int rows = blocks_ * levels_[deepest].depth;
+    last_.back().each_part(first, bits, [&](int, int part, int part_bits) {
+      collect_whole(deepest, part, part_bits, 0, rows);
+      collect_last(deepest, part, part_bits, rows);
+    });
+  }
+
+  // `rows` are whole blocks of level k, all tiled alike.
+  void collect_whole(std::size_t k, int first, int bits, int row, int rows) {
+    whole_[k].each_part(first, bits, [&](int choice, int part, int part_bits) {
+      if (choice == kHalves)
+        collect_whole(k - 1, part, part_bits, row, rows);
+      else
+        grids_.push_back({static_cast<std::size_t>(choice), part, part_bits, row, rows});
+    });
+  }
+
+  void collect_last(std::size_t k, int first, int bits, int row) {
+    last_[k].each_part(first, bits, [&](int choice, int part, int part_bits) {
+      if (choice != kHalves) {
+        grids_.push_back({static_cast<std::size_t>(choice), part, part_bits, row, levels_[k].rows});
+        return;
+      }
+      const int half = has_first_half(k) ? levels_[k - 1].depth : 0;
+      if (half > 0) collect_whole(k - 1, part, part_bits, row, half);
+      collect_last(k - 1, part, part_bits, row + half);
+    });
+  }
+
+  void to_bits() {
+    for (Grid& one : grids_) {
+      one.first_bit *= unit_;
+      one.bits = std::min(one.bits * unit_, width_ - one.first_bit);
+    }
+  }
+
+  // Columns of one choice come one by one, and with what is below them.
+  void join_columns() {
+    std::sort(grids_.begin(), grids_.end(), [](Grid const& a, Grid const& b) {
+      return std::tie(a.first_row, a.first_bit) < std::tie(b.first_row, b.first_bit);
+    });
+    std::vector<Grid> joined;
+    for (Grid const& one : grids_) {
+      const bool goes_on = !joined.empty() && joined.back().choice == one.choice &&
+                           joined.back().first_row == one.first_row && joined.back().rows == one.rows &&
+                           joined.back().first_bit + joined.back().bits == one.first_bit &&
+                           joined.back().bits % choices_[one.choice].width == 0;
+      if (goes_on)
+        joined.back().bits += one.bits;
+      else
+        joined.push_back(one);
+    }
+    grids_ = std::move(joined);
+  }
+
+  // Where the halves of a block go on with the same columns, they are one stack.
   void join_stacks() {
     std::vector<Grid> joined;
     for (Grid const& one : grids_) {
@@ -170,292 +274,23 @@ class Tiler {
     grids_ = std::move(joined);
   }
 
-  void recut_stack(Grid const& stack, std::vector<Grid>& recut) const {
-    std::size_t first = stack.choice;
-    while (first > 0 && choices_[first - 1].primitive == choices_[stack.choice].primitive) --first;
-    const auto costs_no_more = [&](std::size_t index, int rows) {
-      Grid block = stack;
-      block.rows = rows;
-      return cost(block, choices_[index]) <= cost(block, choices_[stack.choice]);
-    };
-    std::size_t deepest = first;  // that is worth it for whole blocks
-    while (!costs_no_more(deepest, choices_[deepest].depth)) ++deepest;
-
-    const bool is_last = stack.first_row + stack.rows == depth_;
-    Grid rest = stack;
-    while (rest.rows > 0) {
-      Grid next = rest;
-      for (next.choice = first; next.choice < stack.choice; ++next.choice) {
-        const int depth = choices_[next.choice].depth;
-        const bool has_block = rest.first_row % depth == 0 && (rest.rows >= depth || is_last);
-        if (has_block && costs_no_more(next.choice, std::min(depth, rest.rows))) break;
-      }
-      // Behind a block that is not of the deepest shape, a deeper one may begin.
-      const int depth = choices_[next.choice].depth;
-      const int blocks = next.choice == deepest ? std::max(1, rest.rows / depth) : 1;
-      next.rows = std::min(rest.rows, blocks * depth);
-      recut.push_back(next);
-      rest.first_row += next.rows;
-      rest.rows -= next.rows;
-    }
-  }
-
-  static Cost cost(Grid const& one, Choice const& shape) {
-    const auto columns = static_cast<Cost>((one.bits + shape.width - 1) / shape.width);
-    const auto stack = static_cast<Cost>((one.rows + shape.depth - 1) / shape.depth);
-    return columns * (stack * shape.for_tile + static_cast<Cost>(one.rows) * shape.for_row);
-  }
-
-  void lay_out_levels() {
-    int deepest = 1;
-    for (Choice const& one : choices_) deepest = std::max(deepest, one.depth);
-    int least = width_;
-    int rows = (depth_ - 1) % deepest + 1;
-    bool has_whole = depth_ > rows;
-    for (int depth = deepest; depth >= deepest_widest(choices_); depth /= 2) {
-      if (rows > depth) {
-        rows -= depth;
-        has_whole = true;
-      }
-      Level next{depth, {}, 0, rows, has_whole, {}, {}};
-      for (std::size_t i = 0; i < choices_.size(); ++i) {
-        if (choices_[i].depth != depth || is_widest(choices_, i)) continue;
-        next.shapes.push_back(i);
-        least -= choices_[i].width;
-      }
-      next.least_below = std::max(0, least);
-      levels_.push_back(std::move(next));
-    }
-  }
-
-  // The costs of a level below that `at` can ask for.
-  std::vector<Cost> costs_from(Level const& at, Table const& below) const {
-    return {below.cost.end() - (width_ - at.least_below + 1), below.cost.end()};
-  }
-  std::vector<Cost> costs_of_halves(Level const& at, Table const& first, Table const& second) const {
-    std::vector<Cost> sums = costs_from(at, first);
-    const std::size_t skipped = second.cost.size() - sums.size();
-    for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += second.cost[skipped + i];
-    return sums;
-  }
-
-  // One pass for each shape: with it or without, whichever costs less. Equal costs take it, for it is the deeper one.
-  void use_shapes(Level const& at, Table& costs, int rows) const {
-    costs.taken.resize(costs.cost.size());
-    int least = at.least_below;
-    unsigned mask = 1;
-    for (std::size_t const index : at.shapes) {
-      Choice const& one = choices_[index];
-      const Cost own = one.for_tile + static_cast<Cost>(rows) * one.for_row;
-      if (least > 0) least += one.width;
-      for (int bits = width_; bits >= least; --bits) {
-        const auto i = static_cast<std::size_t>(bits - at.least_below);
-        const Cost with = own + costs.cost[static_cast<std::size_t>(std::max(0, bits - one.width) - at.least_below)];
-        if (with > costs.cost[i]) continue;
-        costs.cost[i] = with;
-        costs.taken[i] = static_cast<std::uint8_t>(costs.taken[i] | mask);
-      }
-      mask <<= 1U;
-    }
-  }
-
-  void collect(Columns const& whole_columns, Columns const& part_columns) {
-    int row = depth_ - (depth_ - 1) % levels_.front().depth - 1;
-    if (row > 0) collect_whole(0, width_, 0, row, whole_columns);
-    int bits = width_;
-    for (std::size_t k = 0; k < levels_.size(); ++k) {
-      Level const& at = levels_[k];
-      // The first half of the block above, if this level's rows are its second.
-      if (k > 0 && levels_[k - 1].rows > at.depth) {
-        collect_whole(k, bits, row, at.depth, whole_columns);
-        row += at.depth;
-      }
-      take_shapes(at, at.part, bits, row, at.rows);
-    }
-    take_columns(part_columns, bits, row, levels_.back().rows);
-  }
-
-  // `rows` are whole blocks of level k, all tiled alike: each shape makes one grid over them.
-  void collect_whole(std::size_t k, int bits, int row, int rows, Columns const& last) {
-    for (; k < levels_.size(); ++k) take_shapes(levels_[k], levels_[k].whole, bits, row, rows);
-    take_columns(last, bits, row, rows);
-  }
-
-  void take_shapes(Level const& at, Table const& costs, int& bits, int row, int rows) {
-    for (std::size_t i = at.shapes.size(); i-- > 0;) {
-      if ((costs.taken[static_cast<std::size_t>(bits - at.least_below)] >> i & 1U) == 0) continue;
-      const int rest = std::max(0, bits - choices_[at.shapes[i]].width);
-      grids_.push_back({at.shapes[i], rest, bits - rest, row, rows});
-      bits = rest;
-    }
-  }
-
-  void take_columns(Columns const& from, int bits, int row, int rows) {
-    int bit = 0;
-    from.choose(bits, [&](std::size_t index, int number) {
-      const int taken = std::min(bits - bit, number * choices_[index].width);
-      grids_.push_back({index, bit, taken, row, rows});
-      bit += taken;
-    });
-  }
-
   std::vector<Choice> const& choices_;
   int width_, depth_;
+  int unit_ = 0;                       // bits
+  int bits_ = 0;                       // the memory's, without repetitions; here and below in units
+  int period_ = 0, repeats_ = 0;       // bits that are tiled alike beside these, and how often
+  int blocks_ = 0;                     // whole ones of the deepest shape
+  std::size_t first_of_no_whole_ = 0;  // level of which the memory has no whole block that is tiled alone
   std::vector<Level> levels_;
+  std::vector<Table> whole_;
+  std::vector<Table> last_;  // of each level, and of a memory that has more blocks than its last
   std::vector<Grid> grids_;
 };
 
 }  // namespace
 
-namespace {
-
-std::vector<Grid> cheapest(std::vector<Choice> const& choices, int width, int depth) {
-  Tiler found(choices, width, depth);
-  found.deepen();
-  return std::move(found).grids();
-}
-
-Cost cost_of(std::vector<Choice> const& choices, std::vector<Grid> const& grids) {
-  Cost sum = 0;
-  for (Grid const& one : grids) {
-    Choice const& choice = choices[one.choice];
-    const auto columns = static_cast<Cost>((one.bits + choice.width - 1) / choice.width);
-    const auto stack = static_cast<Cost>((one.rows + choice.depth - 1) / choice.depth);
-    sum += columns * (stack * choice.for_tile + static_cast<Cost>(one.rows) * choice.for_row);
-  }
-  return sum;
-}
-
-// Of the bit over which most primitives stand. Their number changes only where a grid begins.
-int inputs_of(std::vector<Choice> const& choices, std::vector<Grid> const& grids) {
-  int most = 0;
-  for (Grid const& start : grids) {
-    int inputs = 0;
-    for (Grid const& one : grids)
-      if (one.first_bit <= start.first_bit && start.first_bit < one.first_bit + one.bits)
-        inputs += (one.rows + choices[one.choice].depth - 1) / choices[one.choice].depth;
-    most = std::max(most, inputs);
-  }
-  return most;
-}
-
-// Tilings by some of the choices, named as all of them are.
-class Some {
- public:
-  template <class Keep>
-  Some(std::vector<Choice> const& all, Keep keep) {
-    for (std::size_t i = 0; i < all.size(); ++i) {
-      if (!keep(all[i])) continue;
-      choices_.push_back(all[i]);
-      index_.push_back(i);
-    }
-  }
-
-  bool can_tile() const { return !choices_.empty() && end_in_columns(choices_); }
-  // Below what bits and rows cost in any tiling: no more is used of a primitive than it has.
-  double least_cost(int width, int rows) const {
-    double least = std::numeric_limits<double>::infinity();
-    for (Choice const& one : choices_)
-      least = std::min(least,
-                       (static_cast<double>(one.for_tile) / one.depth + static_cast<double>(one.for_row)) / one.width);
-    constexpr double kRounding = 1e-9;
-    return least * width * rows * (1 - kRounding);
-  }
-  void add(int width, int first_row, int rows, std::vector<Grid>& grids) const {
-    for (Grid one : cheapest(choices_, width, rows)) {
-      one.choice = index_[one.choice];
-      one.first_row += first_row;
-      grids.push_back(one);
-    }
-  }
-
- private:
-  std::vector<Choice> choices_;
-  std::vector<std::size_t> index_;
-};
-
-// The best so far: of tilings that cost no more, the one of fewest inputs.
-class Fewest {
- public:
-  Fewest(std::vector<Choice> const& choices, std::vector<Grid> first)
-      : choices_(choices),
-        best_(std::move(first)),
-        cost_(cost_of(choices, best_)),
-        inputs_(inputs_of(choices, best_)) {}
-
-  int inputs() const { return inputs_; }
-  double cost() const { return static_cast<double>(cost_); }
-  // Whether it costs no more.
-  bool offer(std::vector<Grid> grids) {
-    if (cost_of(choices_, grids) > cost_) return false;
-    const int inputs = inputs_of(choices_, grids);
-    if (inputs < inputs_) {
-      inputs_ = inputs;
-      best_ = std::move(grids);
-    }
-    return true;
-  }
-  std::vector<Grid> grids() && { return std::move(best_); }
-
- private:
-  std::vector<Choice> const& choices_;
-  std::vector<Grid> best_;
-  Cost cost_;
-  int inputs_;
-};
-
-}  // namespace
-
-namespace {
-
-// Offers the tiling by shapes of at least this depth; whether it costs no more.
-bool offer_deep(std::vector<Choice> const& choices, int width, int depth, int least, Fewest& best) {
-  const Some deep(choices, [least](Choice const& one) { return one.depth >= least; });
-  if (!deep.can_tile() || deep.least_cost(width, depth) > best.cost()) return false;
-  std::vector<Grid> grids;
-  deep.add(width, 0, depth, grids);
-  return best.offer(std::move(grids));
-}
-
-// The same over the rows that are whole multiples of the depth, with shallower shapes behind these.
-void offer_deep_then_shallow(std::vector<Choice> const& choices, int width, int depth, int least, Fewest& best) {
-  const int whole = depth / least * least;
-  if (whole == 0 || whole == depth) return;
-  // A primitive holds as many rows as it has, but for the memory's last.
-  const Some deep(choices, [least, whole](Choice const& one) { return one.depth >= least && whole % one.depth == 0; });
-  const Some shallow(choices, [whole](Choice const& one) { return whole % one.depth == 0; });
-  if (!deep.can_tile() || !shallow.can_tile() || deep.least_cost(width, whole) > best.cost()) return;
-  std::vector<Grid> grids;
-  deep.add(width, 0, whole, grids);
-  shallow.add(width, whole, depth - whole, grids);
-  best.offer(std::move(grids));
-}
-
-}  // namespace
-
-// Deep shapes alone need few inputs, and often they cost no more. Of the depths, the deepest whose shapes cost no more
-// is found by halves, since more shapes never cost more.
 std::vector<Grid> tile(std::vector<Choice> const& choices, int width, int depth) {
-  constexpr int kMostInputs = 8;  // of a multiplexer that is looked at: beyond, one more or less is no matter
-  Fewest best(choices, cheapest(choices, width, depth));
-  const int inputs = best.inputs();
-  if (inputs == 1 || inputs > kMostInputs) return std::move(best).grids();
-  std::vector<int> depths;  // that may have fewer, the deepest first
-  for (Choice const& one : choices)
-    if ((depth + one.depth - 1) / one.depth < inputs) depths.push_back(one.depth);
-  std::sort(depths.begin(), depths.end(), std::greater<>());
-  depths.erase(std::unique(depths.begin(), depths.end()), depths.end());
-  const auto found = std::partition_point(depths.begin(), depths.end(),
-                                          [&](int least) { return !offer_deep(choices, width, depth, least, best); });
-  if (found != depths.begin()) offer_deep_then_shallow(choices, width, depth, *std::prev(found), best);
-  return std::move(best).grids();
-}
-
-bool end_in_columns(std::vector<Choice> const& choices) {
-  const int depth = deepest_widest(choices);
-  for (std::size_t i = 0; i < choices.size(); ++i)
-    if (!is_widest(choices, i) && choices[i].depth < depth) return false;
-  return true;
+  return Tiler(choices, width, depth).grids();
 }
 
 }  // namespace bmg
