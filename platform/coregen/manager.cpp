@@ -49,14 +49,19 @@ device::Part const& part_of(std::string const& name) {
   return *part;
 }
 
+// Takes out what no load has, with a warning.
+void keep_options_of_loads(OptionMap& options) {
+  std::vector<char const*> others(std::begin(kSerialOptions), std::end(kSerialOptions));
+  others.insert(others.end(), {kName, kPart});
+  keep_known(options, others);
+}
+
 }  // namespace
 
 void Manager::loadMigPkgData(Model model, OptionMap const& options) {
   std::string const& name = required(options, kName);
   OptionMap told = options;
-  std::vector<char const*> others(std::begin(kSerialOptions), std::end(kSerialOptions));
-  others.insert(others.end(), {kName, kPart});
-  keep_known(told, others);
+  keep_options_of_loads(told);
   for (char const* own : {kName, kPart}) told.erase(own);
   auto state = std::make_unique<Controller::State>();
   for (char const* const key : kSerialOptions)
@@ -77,11 +82,13 @@ void Manager::loadMigPkgData(Model model, OptionMap const& options) {
 }
 
 void Manager::releasePkgData(Model model, OptionMap const& options) {
+  OptionMap known = options;
+  keep_options_of_loads(known);
   // An instance may be lent still: its pads are free from now on.
   if (std::string const* const name = given(options, kName)) {
     if (Controller* const released = instances_of(model).find(*name)) released->state().leave();
     instances_of(model).erase(*name);
-  } else {
+  } else if (known.size() == options.size()) {  // a name that is misspelt is not the end of all
     instances_of(model).clear([](Controller& released) { released.state().leave(); });
   }
 }

@@ -395,9 +395,16 @@ Parameter const* find_parameter(std::string const& key) {
   return nullptr;
 }
 
+namespace {
+// How far a name is from a word, of which the begin alone is compared: names are shorter.
+std::size_t distance(std::string const& word, char const* name) {
+  return text::edit_distance(std::string_view(word).substr(0, 64), name);
+}
+}  // namespace
+
 Parameter const& nearest_parameter(std::string const& key) {
   return *std::min_element(std::begin(kParameters), std::end(kParameters), [&](Parameter const& a, Parameter const& b) {
-    return text::edit_distance(key, a.key) < text::edit_distance(key, b.key);
+    return distance(key, a.key) < distance(key, b.key);
   });
 }
 
@@ -434,9 +441,12 @@ void keep_known(OptionMap& options, std::span<char const* const> others) {
       ++option;
       continue;
     }
+    char const* nearest = nearest_parameter(key).key;
+    for (char const* const other : others)
+      if (distance(key, other) < distance(key, nearest)) nearest = other;
     ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "coregen", ComMsgMgr::MSG_WARNING,
                              "no parameter of a memory controller is called %s; the nearest is %s",
-                             text::shown(key).c_str(), nearest_parameter(key).key);
+                             text::shown(key).c_str(), nearest);
     option = options.erase(option);
   }
 }

@@ -94,7 +94,7 @@ Setup required_setup(Surroundings const& surroundings, OptionMap options, Option
 /// `options` with `key` as `value`, which is the only one whose finding is thrown; an empty one is as not told.
 Setup setup_with(Surroundings const& surroundings, OptionMap options, char const* key, std::string const& value);
 
-/// Warns of options that are no parameters, with the nearest that is, and takes them out; `others` are taken as known.
+/// Warns of options that are neither parameters nor among `others`, with the nearest that is, and takes them out.
 void keep_known(OptionMap& options, std::span<char const* const> others);
 
 /// A figure of the part's own, of its speed bin, or of the type's; null if there is none, and of a type without timing.

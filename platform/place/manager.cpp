@@ -22,6 +22,8 @@ Interfaces& interfaces() {
 }
 
 constexpr char const* kName = "-instance_name";
+constexpr char const* kPart = "-part";
+constexpr char const* kOwn[] = {kName, kPart};  // of a load, beside settings
 
 std::string const& required(OptionMap const& options, char const* key) {
   const auto option = options.find(key);
@@ -53,20 +55,20 @@ bool HIPKelvaneIoInstance::removeDir(std::string const& directory) {
 
 void HIPKelvaneIPMgr::loadMigPkgData(OptionMap const& options) {
   std::string const& name = required(options, kName);
-  std::string const& part = required(options, "-part");
+  std::string const& part = required(options, kPart);
   auto state = std::make_unique<HIPKelvaneIoInstance::State>();
   state->part = kdi::device::find_part(part);
   if (state->part == nullptr) throw kdi::device::unknown_part(part);
-  constexpr char const* kOwn[] = {kName, "-part"};
   state->settings = kdi::place::settings_of_options(options, kOwn);
   if (!interfaces().put(name, std::make_shared<HIPKelvaneIoInstance>(std::move(state))))
     throw "instance " + kdi::text::shown(name) + " is one too many: there are " + std::to_string(kMostInstances);
 }
 
 void HIPKelvaneIPMgr::releasePkgData(OptionMap const& options) {
+  const bool are_known = kdi::place::has_known_options(options, kOwn);
   if (const auto name = options.find(kName); name != options.end())
     interfaces().erase(name->second);
-  else
+  else if (are_known)  // a name that is misspelt is not the end of all
     interfaces().clear();
 }
 

@@ -193,19 +193,45 @@ Settings settings_of_dictionary(std::string const& key, std::string const& text)
   return settings;
 }
 
+namespace {
+
+constexpr char const* kOptions = "options";
+
+bool is_among(std::span<char const* const> others, std::string const& option) {
+  return std::find(others.begin(), others.end(), option) != others.end();
+}
+
+std::string setting_of(std::string const& option) {
+  return option.starts_with('-') ? text::uppered(std::string_view(option).substr(1)) : option;
+}
+
+void warn_of_unknown_option(std::string const& option, std::span<char const* const> others) {
+  std::vector<std::string> known = names();
+  for (std::string& one : known) one = "-" + text::lowered(one);
+  known.insert(known.end(), others.begin(), others.end());
+  warn_of_unknown(kOptions, option, known);
+}
+
+}  // namespace
+
 Settings settings_of_options(OptionMap const& options, std::span<char const* const> others) {
   Settings settings;
-  for (auto const& [option, value] : options) {
-    if (std::find_if(others.begin(), others.end(), [&option = option](char const* other) { return option == other; }) !=
-        others.end())
-      continue;
-    const std::string name = option.starts_with('-') ? text::uppered(std::string_view(option).substr(1)) : option;
-    if (settings.take("options", name, value)) continue;
-    std::vector<std::string> known = names();
-    for (std::string& one : known) one = "-" + text::lowered(one);
-    warn_of_unknown("options", option, known);
-  }
+  for (auto const& [option, value] : options)
+    if (!is_among(others, option) && !settings.take(kOptions, setting_of(option), value))
+      warn_of_unknown_option(option, others);
   return settings;
+}
+
+bool has_known_options(OptionMap const& options, std::span<char const* const> others) {
+  const std::vector<std::string> settings = names();
+  bool are_known = true;
+  for (auto const& [option, value] : options) {
+    if (is_among(others, option) || std::find(settings.begin(), settings.end(), setting_of(option)) != settings.end())
+      continue;
+    warn_of_unknown_option(option, others);
+    are_known = false;
+  }
+  return are_known;
 }
 
 }  // namespace kdi::place

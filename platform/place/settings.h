@@ -69,6 +69,8 @@ class Settings {
 Settings settings_of_dictionary(std::string const& key, std::string const& text);
 /// Of options: names in lower case with a dash. Those that begin with `-` and are in `others` are known and not kept.
 Settings settings_of_options(OptionMap const& options, std::span<char const* const> others = {});
+/// Whether all options are settings or among `others`, with a warning of each that is not. Values are not looked at.
+bool has_known_options(OptionMap const& options, std::span<char const* const> others);
 
 /// Warns of a word that is none; `names` are those that there are.
 void warn_of_unknown(std::string const& place, std::string_view word, std::span<std::string const> names);
