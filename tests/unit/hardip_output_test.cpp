@@ -319,6 +319,25 @@ TEST_F(HardIpOutput, SmallCoresHaveOneFileAndNoInstance) {
       "{{cannot create directory P/hdl2/hdl}}");
 }
 
+TEST_F(HardIpOutput, WhatIsNoListOfParametersLeavesNoWordOfItInTheResult) {
+  EXPECT_EQ(run("Ip_config_kdi_tcltasks_generateSDKSpecificFiles -context {ps_core_name mmi instance_name u1} "
+                "-params \"\\{\" -path " +
+                folder_.path("")),
+            ok());
+}
+
+TEST_F(HardIpOutput, NothingIsPutBelowTheRootOfAllFiles) {
+  for (char const* const core : {"pspmc", "mmi", "bare"})
+    for (auto const& [command, more] : {std::pair{"Ip_config_kdi_tcltasks_GenerateTarget", " -data d"},
+                                        {"Ip_config_kdi_tcltasks_generateSDKSpecificFiles", ""},
+                                        {"Ip_config_hardip_tcltasks_GenerateTarget", " -data d"}}) {
+      const std::string call =
+          command + (" -context {ps_core_name " + std::string(core)) + " instance_name u1} -params {} -path {}";
+      EXPECT_EQ(run(call + more), error("{{no directory is given: -path is empty}} {" + call + more + "}"));
+    }
+  EXPECT_EQ(calls(), Texts{});
+}
+
 TEST_F(HardIpOutput, AHandoffThatFailsIsNotPacked) {
   recording_output::answers.handoff = "";
   EXPECT_EQ(target("xram"), ok());

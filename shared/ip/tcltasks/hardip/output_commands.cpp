@@ -105,6 +105,7 @@ int GenerateTarget(Call const& call) {
     return TCL_ERROR;
   ParamMap context = call.map(context_word), params = call.map(params_word);
   auto path = call.read<std::string>(path_word);
+  if (path.empty()) return call.fail(StrVec{hardip::kNoDirectory});
   return call.with_core(context, [&](HardIPInterface& core) {
     StrVec errors;
     if (!keeps_output(core, path)) write_output(core, context, params, path, errors);
@@ -121,10 +122,11 @@ int generateSDKSpecificFiles(Call const& call) {
     return TCL_ERROR;
   ParamMap context = call.map(context_word), params = call.map(params_word);
   auto path = call.read<std::string>(path_word);
+  if (path.empty()) return call.fail(StrVec{hardip::kNoDirectory});
   StrVec errors;
   bool is_small = false;
   if (!packed([&] { is_small = generate_small_core(path, context, errors); })) return TCL_ERROR;
-  if (is_small) return errors.empty() ? TCL_OK : call.fail(errors);
+  if (is_small) return errors.empty() ? call.status(true) : call.fail(errors);
   return call.with_core(context, [&](HardIPInterface& core) {
     if (hardip::with_power_and_io())
       optional_step([&] { generatePowerAndIODataFiles(&core, context, params, path, errors); });

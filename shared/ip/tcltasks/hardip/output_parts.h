@@ -35,9 +35,16 @@ inline std::string below(std::string const& path, std::string const& name) {
 
 inline std::string cannot_write(std::string const& path) { return "cannot write " + path; }
 
+/// Said of an empty path: what is put below it would be put below the root of all files.
+inline constexpr char const* kNoDirectory = "no directory is given: -path is empty";
+
 /// The place of a hardware definition, its directory made. False, and an error, if it cannot be.
 inline bool make_definition_place(std::string const& path, std::string const& instance, std::string& place,
                                   StrVec& errors) {
+  if (path.empty()) {
+    errors.emplace_back(kNoDirectory);
+    return false;
+  }
   const std::string directory = below(path, "hdl");
   place = below(directory, instance + ".hwdef");
   if (HUTFile::mkDirRecursive(directory)) return true;
