@@ -11,6 +11,7 @@
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiReplace.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/History.h"
 #include "kdi/cores/Store.h"
@@ -57,11 +58,9 @@ char const* type_of(Widget widget) {
 
 // Dictionaries of measurements come from GUIs with words for what would take them apart.
 std::string without_tokens(std::string text) {
-  constexpr std::pair<std::string_view, char> kTokens[] = {
-      {"<space>", ' '}, {"<colon>", ':'}, {"<comma>", ','}, {"<hash>", '#'}, {"<or>", '|'}};
-  for (auto const& [token, character] : kTokens)
-    for (std::size_t at = text.find(token); at != std::string::npos; at = text.find(token, at + 1))
-      text.replace(at, token.size(), 1, character);
+  constexpr std::pair<std::string_view, std::string_view> kTokens[] = {
+      {"<space>", " "}, {"<colon>", ":"}, {"<comma>", ","}, {"<hash>", "#"}, {"<or>", "|"}};
+  for (auto const& [token, character] : kTokens) kdi::text::replace_all(text, token, character);
   return text;
 }
 

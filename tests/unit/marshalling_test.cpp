@@ -443,6 +443,10 @@ TEST(Options, TextsAreReplacedInPlace) {
   memory::ReplaceStringInPlace(text, "", "y");
   EXPECT_EQ(text, "ab");
   EXPECT_EQ(memory::intToStr(-2147483647 - 1), "-2147483648");
+  std::string long_text;
+  for (int i = 0; i < 1000000; ++i) long_text += "c0.";
+  memory::ReplaceStringInPlace(long_text, "c0.", "-");  // would take minutes if what stands behind were moved each time
+  EXPECT_EQ(long_text, std::string(1000000, '-'));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "kdi/common/HSTStringUtils.h"
+#include "kdi/common/KdiReplace.h"
 #include "kdi/common/KdiText.h"
 #include "tcltasks/frame/marshalling.h"
 
@@ -146,9 +147,7 @@ std::string get(ParamMap const& params, char const* needle) {
 std::string intToStr(int number) { return std::to_string(number); }
 
 void ReplaceStringInPlace(std::string& subject, std::string const& search, std::string const& replace) {
-  if (search.empty()) return;  // would match everywhere, for ever
-  for (std::size_t at = subject.find(search); at != std::string::npos; at = subject.find(search, at + replace.size()))
-    subject.replace(at, search.size(), replace);
+  kdi::text::replace_all(subject, search, replace);
 }
 
 }  // namespace mutils::util

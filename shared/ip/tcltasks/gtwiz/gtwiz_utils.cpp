@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiReplace.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/tcl/command.h"
 
@@ -67,15 +68,7 @@ bool stringToBool(std::string const& word) {
 std::string intToStr(int number) { return std::to_string(number); }
 
 void find_and_replace(std::string& text, std::string const& search, std::string const& replacement) {
-  std::size_t found = search.empty() ? std::string::npos : text.find(search);
-  if (found == std::string::npos) return;
-  std::string all;
-  std::size_t from = 0;
-  for (; found != std::string::npos; found = text.find(search, from)) {
-    all.append(text, from, found - from).append(replacement);
-    from = found + search.size();
-  }
-  text = all.append(text, from);
+  kdi::text::replace_all(text, search, replacement);
 }
 
 StrVec reverseVector(StrVec words) {

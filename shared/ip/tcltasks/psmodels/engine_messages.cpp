@@ -1,5 +1,6 @@
 #include "tcltasks/psmodels/engine_messages.h"
 
+#include "kdi/common/KdiReplace.h"
 #include "tcltasks/psmodels/debug_log.h"
 
 namespace psmodels {
@@ -25,13 +26,7 @@ bool isInfoOrWarningMessage(std::string const& text, std::string& cleaned, ComMs
 }
 
 void replaceStrInPlace(std::string& subject, std::string const& search, std::string const& replacement) {
-  if (search.empty()) return;
-  std::string replaced;  // a text of its own: megabytes of tags would be moved once for each
-  std::size_t begin = 0;
-  for (std::size_t at; (at = subject.find(search, begin)) != std::string::npos; begin = at + search.size())
-    replaced.append(subject, begin, at - begin).append(replacement);
-  if (begin == 0) return;
-  subject = replaced.append(subject, begin);
+  kdi::text::replace_all(subject, search, replacement);
 }
 
 bool reportMessages(ParamMap const& messages, ParamMap& paramErrors, char const* channel) {
