@@ -394,141 +394,201 @@ std::optional<Fraction> gbps_of(Kind const& kind, Setting const& setting, Fracti
 
 // ------------------------------------------------------------------------------------------------- actual references
 
+namespace {
+
+// The counts of the feedback, in steps of its fraction, that a PLL permits with a reference divider: the detector's and
+// the reference's ranges hold. Its VCO is vco / per times a reference of 1 Hz; both fall as the count rises. With a
+// numerator the counts are those that end in it, a whole divider apart.
+struct FeedbackCounts {
+  Counts<Int> permitted;
+  Int step, vco, per;
+};
+
+FeedbackCounts feedback_counts(Kind const& kind, Pll const& pll, Fraction const& gbps, int bits, std::int64_t m,
+                               int divide, std::optional<std::int64_t> numerator) {
+  const Int one = Int(1) << pll.fraction_bits;
+  FeedbackCounts all{{one * pll.feedback.least, one * pll.feedback.most},
+                     numerator ? one : Int(1),
+                     Int(gbps.num) * kGiga * divide * one,
+                     Int(gbps.den) * 2 * bits};
+  Counts<Int>& counts = all.permitted;
+  const auto narrow = [&](Int const& num, Bounds bounds) {
+    counts.first = std::max(counts.first, ceiling(num, Int(all.per * bounds.most)));
+    counts.last = std::min(counts.last, Int(num / (all.per * bounds.least)));
+  };
+  narrow(all.vco, pll.pfd);
+  narrow(all.vco * m, kind.reference);
+  if (numerator) {
+    const auto onto = [&](Int const& count) { return ceiling(Int(count - *numerator), one) * one + *numerator; };
+    counts.first = counts.first <= *numerator ? Int(*numerator) : Int(onto(counts.first));
+    const Int above = onto(counts.last);
+    counts.last = above == counts.last ? above : Int(above - one);
+  }
+  return all;
+}
+
+// The reference nearest to the wanted one of those offered; of two as near the lower.
+class NearestReference {
+ public:
+  NearestReference(Kind const& kind, Fraction const& gbps, int bits, Fraction const& wanted_mhz)
+      : kind_(kind), gbps_(gbps), bits_(bits), wanted_mhz_(wanted_mhz) {}
+
+  // The two counts around the one that would give the wanted reference.
+  void offer_around(FeedbackCounts const& counts, int pll, std::int64_t m, int divide) {
+    Counts<Int> const& permitted = counts.permitted;
+    if (permitted.is_empty()) return;
+    const Int ideal_num = counts.vco * m * wanted_mhz_.den, ideal_den = counts.per * wanted_mhz_.num * kMega;
+    const Int steps = ideal_num < permitted.first * ideal_den
+                          ? Int(0)
+                          : Int((ideal_num - permitted.first * ideal_den) / (ideal_den * counts.step));
+    for (int side = 0; side < 2; ++side)
+      offer(pll, static_cast<int>(m), divide,
+            std::clamp(Int(permitted.first + (steps + side) * counts.step), permitted.first, permitted.last));
+  }
+
+  std::optional<ActualReference> const& best() const { return best_; }
+
+ private:
+  void offer(int index, int m, int divide, Int const& k) {
+    Pll const& pll = kind_.plls[static_cast<std::size_t>(index)];
+    // reference = rate M D 2^B / (2 bits k)
+    const auto mhz =
+        wide::fraction((Int(gbps_.num) * 1000 * m * divide) << pll.fraction_bits, Int(gbps_.den) * 2 * bits_ * k);
+    if (!mhz) return;
+    const Int off_num = abs(Int(Int(mhz->num) * wanted_mhz_.den - Int(wanted_mhz_.num) * mhz->den));
+    const Int off_den = Int(mhz->den) * wanted_mhz_.den;
+    if (best_) {
+      const Int left = off_num * off_den_, right = off_num_ * off_den;
+      if (left > right || (left == right && !less(*mhz, best_->mhz))) return;
+    }
+    const Int whole = k >> pll.fraction_bits;
+    best_ = {*mhz,
+             {index, m, whole.convert_to<std::int64_t>(),
+              Int(k - (whole << pll.fraction_bits)).convert_to<std::int64_t>(), divide}};
+    off_num_ = off_num;
+    off_den_ = off_den;
+  }
+
+  Kind const& kind_;
+  Fraction const gbps_;
+  int bits_;
+  Fraction const wanted_mhz_;
+  std::optional<ActualReference> best_;
+  Int off_num_, off_den_;  // of |reference - wanted|
+};
+
+}  // namespace
+
 std::optional<ActualReference> actual_reference(Kind const& kind, Fraction const& gbps, int bits,
                                                 Fraction const& wanted_mhz, std::optional<std::int64_t> numerator) {
   if (!has_rate(kind, gbps)) return std::nullopt;
-  std::optional<ActualReference> best;
-  Int best_num, best_den;  // of |reference - wanted|
-  const auto offer = [&](int index, int m, int divide, Int const& k) {
-    Pll const& pll = kind.plls[static_cast<std::size_t>(index)];
-    // reference = rate M D 2^B / (2 bits k)
-    const Int num = (Int(gbps.num) * 1000 * m * divide) << pll.fraction_bits;
-    const Int den = Int(gbps.den) * 2 * bits * k;
-    const auto mhz = wide::fraction(num, den);
-    if (!mhz) return;
-    const Int off_num = abs(Int(Int(mhz->num) * wanted_mhz.den - Int(wanted_mhz.num) * mhz->den));
-    const Int off_den = Int(mhz->den) * wanted_mhz.den;
-    if (best) {
-      const Int left = off_num * best_den, right = best_num * off_den;
-      if (left > right) return;
-      if (left == right && !less(*mhz, best->mhz)) return;
-    }
-    const Int whole = k >> pll.fraction_bits;
-    best = {*mhz,
-            {index, m, whole.convert_to<std::int64_t>(),
-             Int(k - (whole << pll.fraction_bits)).convert_to<std::int64_t>(), divide}};
-    best_num = off_num;
-    best_den = off_den;
-  };
+  NearestReference nearest(kind, gbps, bits, wanted_mhz);
   for (int index = 0; index < static_cast<int>(kind.plls.size()); ++index) {
     Pll const& pll = kind.plls[static_cast<std::size_t>(index)];
     if (numerator && *numerator >> pll.fraction_bits != 0) continue;
     for (const int divide : pll.output_divides) {
       if (!within(gbps, kGiga, divide, 2 * bits, pll.vco) || !divider_has(kind, divide, gbps, bits)) continue;
-      for (std::int64_t m = pll.reference_divide.least; m <= pll.reference_divide.most; ++m) {
-        const Int one = Int(1) << pll.fraction_bits;
-        Counts<Int> counts{one * pll.feedback.least, one * pll.feedback.most};
-        // VCO / k is the detector's frequency, M times that the reference: both fall as k rises.
-        const Int vco = Int(gbps.num) * kGiga * divide * one, per = Int(gbps.den) * 2 * bits;
-        const auto narrow = [&](Int const& num, Bounds bounds) {
-          counts.first = std::max(counts.first, ceiling(num, Int(per * bounds.most)));
-          counts.last = std::min(counts.last, Int(num / (per * bounds.least)));
-        };
-        narrow(vco, pll.pfd);
-        narrow(vco * m, kind.reference);
-        // The counts with the numerator: first + i step.
-        const Int step = numerator ? one : Int(1);
-        if (numerator) {
-          const auto onto = [&](Int const& count) { return ceiling(Int(count - *numerator), one) * one + *numerator; };
-          counts.first = counts.first <= *numerator ? Int(*numerator) : Int(onto(counts.first));
-          const Int above = onto(counts.last);
-          counts.last = above == counts.last ? above : Int(above - one);
-        }
-        if (counts.is_empty()) continue;
-        const Int ideal_num = vco * m * wanted_mhz.den, ideal_den = per * wanted_mhz.num * kMega;
-        Int steps = ideal_num < counts.first * ideal_den
-                        ? Int(0)
-                        : Int((ideal_num - counts.first * ideal_den) / (ideal_den * step));
-        for (int side = 0; side < 2; ++side)
-          offer(index, static_cast<int>(m), divide,
-                std::clamp(Int(counts.first + (steps + side) * step), counts.first, counts.last));
-      }
+      for (std::int64_t m = pll.reference_divide.least; m <= pll.reference_divide.most; ++m)
+        nearest.offer_around(feedback_counts(kind, pll, gbps, bits, m, divide, numerator), index, m, divide);
     }
   }
-  return best;
+  return nearest.best();
 }
 
 // ------------------------------------------------------------------------------------------------------ output clocks
 
-std::vector<Fraction> output_clocks(Kind const& kind, ClockRequest const& request) {
-  std::vector<Fraction> all;
-  const auto add = [&](std::optional<Fraction> const& mhz, int divide_halves) {
-    if (!mhz) return;
-    const auto clock = times(*mhz, divide_halves == 0 ? 1 : 2, divide_halves == 0 ? 1 : divide_halves);
-    if (clock && within(*clock, kMega, 1, 1, {1, kind.output_clock_most})) all.push_back(*clock);
-  };
-  const auto add_source = [&](OutputClock const& clock, Fraction const& gbps, std::optional<Fraction> const& vco) {
-    std::optional<Fraction> from;
+namespace {
+
+// The clocks that a lane of the request can give, each as often as it comes about.
+class ClocksOfLane {
+ public:
+  ClocksOfLane(Kind const& kind, ClockRequest const& request) : kind_(kind), request_(request) {}
+
+  void add_lane(Fraction const& gbps, std::optional<Fraction> const& vco_mhz) {
+    for (OutputClock const& clock : kind_.clocks)
+      if ((request_.reference_mhz ? clock.is_tx : clock.is_rx) &&
+          (request_.source.empty() || clock.name == request_.source))
+        if (const auto from = source_of(clock, gbps, vco_mhz)) add_divided(clock, *from);
+  }
+
+  // Ascending, each once.
+  std::vector<Fraction> ascending() && {
+    std::sort(all_.begin(), all_.end(), less);
+    all_.erase(std::unique(all_.begin(), all_.end()), all_.end());
+    return std::move(all_);
+  }
+
+ private:
+  std::optional<Fraction> source_of(OutputClock const& clock, Fraction const& gbps,
+                                    std::optional<Fraction> const& vco_mhz) const {
     switch (clock.from) {
       case OutputClock::From::rate:
-        from = times(gbps, 1000, clock.and_by);
-        break;
+        return times(gbps, 1000, clock.and_by);
       case OutputClock::From::symbols:
-        from = times(gbps, 1000, clock.and_by * request.modulation->bits);
-        break;
+        return times(gbps, 1000, clock.and_by * request_.modulation->bits);
       case OutputClock::From::reference:
-        from = times(*request.reference_mhz, 1, clock.and_by);
-        break;
+        return times(*request_.reference_mhz, 1, clock.and_by);
       case OutputClock::From::vco:
-        from = times(*vco, 1, clock.and_by);
-        break;
+        return times(*vco_mhz, 1, clock.and_by);
     }
-    if (!from) return;
+    return std::nullopt;
+  }
+
+  void add_divided(OutputClock const& clock, Fraction const& from) {
     switch (clock.by) {
       case OutputClock::By::none:
-        return add(from, 0);
+        return add(from, 1, 1);
       case OutputClock::By::internal_width:
-        for (Widths const& widths : kind.widths)
-          if (request.internal_width == 0 || widths.internal == request.internal_width)
-            add(times(*from, 1, widths.internal), 0);
+        for (Widths const& widths : kind_.widths)
+          if (request_.internal_width == 0 || widths.internal == request_.internal_width) add(from, 1, widths.internal);
         return;
       case OutputClock::By::programmable:
-        if (request.divide_halves != 0) return add(from, request.divide_halves);
-        for (std::int64_t halves = kind.programmable_halves.least; halves <= kind.programmable_halves.most; ++halves)
-          add(from, static_cast<int>(halves));
-        return;
+        if (request_.divide_halves != 0) return add(from, 2, request_.divide_halves);
+        for (std::int64_t halves = kind_.programmable_halves.least; halves <= kind_.programmable_halves.most; ++halves)
+          add(from, 2, halves);
     }
-  };
-  const auto add_lane = [&](Fraction const& gbps, std::optional<Fraction> const& vco) {
-    for (OutputClock const& clock : kind.clocks)
-      if ((request.reference_mhz ? clock.is_tx : clock.is_rx) &&
-          (request.source.empty() || clock.name == request.source))
-        add_source(clock, gbps, vco);
-  };
-  if (!request.reference_mhz) {
-    add_lane(request.gbps, std::nullopt);
-  } else {
-    Request rate;
-    rate.gbps = request.gbps;
-    rate.reference_mhz = *request.reference_mhz;
-    rate.modulation = request.modulation;
-    rate.pll = request.pll;
-    auto settings = exact_settings(kind, rate);
-    if (settings.empty())
-      if (const auto best = solve(kind, rate).best) settings.push_back(*best);
-    // Only the VCO and the rate count, which many settings share.
-    std::vector<std::pair<Fraction, Fraction>> lanes;
-    for (Setting const& setting : settings) {
-      const auto vco = vco_mhz_of(kind, setting, *request.reference_mhz);
-      const auto gbps = gbps_of(kind, setting, *request.reference_mhz, request.modulation->bits);
-      if (vco && gbps && std::find(lanes.begin(), lanes.end(), std::pair(*gbps, *vco)) == lanes.end())
-        lanes.emplace_back(*gbps, *vco);
-    }
-    for (auto const& [gbps, vco] : lanes) add_lane(gbps, vco);
   }
-  std::sort(all.begin(), all.end(), less);
-  all.erase(std::unique(all.begin(), all.end()), all.end());
+
+  void add(Fraction const& mhz, std::int64_t by, std::int64_t divide) {
+    const auto clock = times(mhz, by, divide);
+    if (clock && within(*clock, kMega, 1, 1, {1, kind_.output_clock_most})) all_.push_back(*clock);
+  }
+
+  Kind const& kind_;
+  ClockRequest const& request_;
+  std::vector<Fraction> all_;
+};
+
+// Rates in Gb/s and VCOs in MHz that serve the request, each pair once: many settings share them, and nothing else of a
+// setting counts for its clocks. Where none is exact, those of the nearest setting.
+std::vector<std::pair<Fraction, Fraction>> rates_and_vcos(Kind const& kind, ClockRequest const& request) {
+  Request rate;
+  rate.gbps = request.gbps;
+  rate.reference_mhz = *request.reference_mhz;
+  rate.modulation = request.modulation;
+  rate.pll = request.pll;
+  auto settings = exact_settings(kind, rate);
+  if (settings.empty())
+    if (const auto best = solve(kind, rate).best) settings.push_back(*best);
+  std::vector<std::pair<Fraction, Fraction>> all;
+  for (Setting const& setting : settings) {
+    const auto vco = vco_mhz_of(kind, setting, *request.reference_mhz);
+    const auto gbps = gbps_of(kind, setting, *request.reference_mhz, request.modulation->bits);
+    if (vco && gbps && std::find(all.begin(), all.end(), std::pair(*gbps, *vco)) == all.end())
+      all.emplace_back(*gbps, *vco);
+  }
   return all;
+}
+
+}  // namespace
+
+std::vector<Fraction> output_clocks(Kind const& kind, ClockRequest const& request) {
+  ClocksOfLane clocks(kind, request);
+  if (!request.reference_mhz)
+    clocks.add_lane(request.gbps, std::nullopt);
+  else
+    for (auto const& [gbps, vco] : rates_and_vcos(kind, request)) clocks.add_lane(gbps, vco);
+  return std::move(clocks).ascending();
 }
 
 }  // namespace kdi::gt
