@@ -10,6 +10,7 @@ endfunction()
 add_check(tests_assert)
 add_check(includes)
 add_check(letters)
+add_check(data_pages)
 add_check(family_page)
 add_check(texts)
 
