@@ -25,12 +25,6 @@ Instances<std::string, Controller>& instances_of(Model model) {
   return *all[static_cast<std::size_t>(model)];
 }
 
-// One for all models: a device has its pads once.
-Occupancy& occupancy() {
-  static auto* const all = new Occupancy;  // never destroyed
-  return *all;
-}
-
 std::shared_ptr<Controller> made(Model model, std::unique_ptr<Controller::State> state) {
   switch (model) {
     case Model::mig_v7_0:
@@ -71,9 +65,8 @@ void Manager::loadMigPkgData(Model model, OptionMap const& options) {
     required_setup(made.surroundings(), told, {});  // what does not fit together makes no instance
     made.options = std::move(told);
   });
-  const std::string package = state->part->device->name + "-" + state->part->package->name;
-  state->seat = std::make_unique<Seat>(occupancy(), package);
-  state->serial_seat = std::make_unique<Seat>(occupancy(), package);
+  state->seat = std::make_unique<planning::Seat>(*state->part);
+  state->serial_seat = std::make_unique<planning::Seat>(*state->part);
   // The one that is replaced makes room first; a controller whose memory is told is placed now, in order of loads.
   if (Controller* const before = instances_of(model).find(name)) before->state().leave();
   if (state->options.contains("-memorypart")) pins_of(*state);

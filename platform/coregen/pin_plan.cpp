@@ -81,7 +81,7 @@ int rate_of(double period_ps, int memory_mbps) {
 
 }  // namespace
 
-PinPlan::PinPlan(PinsWanted wanted, Seat& seat)
+PinPlan::PinPlan(PinsWanted wanted, planning::Seat& seat)
     : wanted_(std::move(wanted)),
       layout_(layout_of(*wanted_.part)),
       interface_(planning::interface_of(wanted_.interface)),
@@ -122,7 +122,7 @@ std::vector<planning::TakenPad> PinPlan::claims(std::vector<int> const& pads) co
 template <class Change>
 void PinPlan::change(Change change) {
   for (;;) {
-    Occupancy::Seen seen = seat_.others();
+    planning::Occupancy::Seen seen = seat_.others();
     std::vector<int> pads = pads_;
     change(request_beside(std::move(seen.taken)), pads);
     if (!seat_.put(claims(pads), seen.version)) continue;

@@ -13,9 +13,9 @@
 
 #include "kdi/common/KdiTypes.h"
 #include "kdi/device/Device.h"
+#include "kdi/planning/Occupancy.h"
 #include "kdi/planning/Placement.h"
 #include "kdi/planning/Standards.h"
-#include "platform/coregen/occupancy.h"
 
 namespace kdi::coregen {
 
@@ -43,9 +43,9 @@ class Kept {
  public:
   /// Makes it by `make(what others have)` if it is not known as it is now.
   template <class Make>
-  Value& get(Seat const& seat, Make make) {
+  Value& get(planning::Seat const& seat, Make make) {
     if (!known_ || version_ != seat.version()) {
-      Occupancy::Seen seen = seat.others();
+      planning::Occupancy::Seen seen = seat.others();
       known_ = make(std::move(seen.taken));
       version_ = seen.version;
     }
@@ -61,7 +61,7 @@ class PinPlan {
  public:
   /// Places the interface beside what others have. Where that cannot be, no signal has a pad, and fault() tells why.
   /// Throws a std::string for an interface that the memory does not have.
-  PinPlan(PinsWanted wanted, Seat& seat);
+  PinPlan(PinsWanted wanted, planning::Seat& seat);
   PinPlan(PinPlan const&) = delete;
   PinPlan& operator=(PinPlan const&) = delete;
 
@@ -141,7 +141,7 @@ class PinPlan {
   std::vector<int> pads_;
   std::unordered_map<std::string_view, int> signals_;  ///< by name, of the interface
   std::string fault_;
-  Seat& seat_;
+  planning::Seat& seat_;
   Kept<std::vector<planning::Violation>> violations_;
   std::vector<planning::IoStandard const*> standards_;  ///< by signal
   int banks_used_ = 0;

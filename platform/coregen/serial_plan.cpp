@@ -62,7 +62,7 @@ Bus read_bus(std::string_view words) {
 
 }  // namespace
 
-SerialPlan::SerialPlan(device::Part const& part, OptionMap const& options, Seat& seat)
+SerialPlan::SerialPlan(device::Part const& part, OptionMap const& options, planning::Seat& seat)
     : layout_(planning::layout_of(part)), map_(planning::nibble_map(layout_)) {
   if (map_.banks.empty()) throw "part " + text::shown(part.name) + " has no banks that are planned by nibble";
   read(options);
@@ -98,9 +98,9 @@ void SerialPlan::read(OptionMap const& options) {
 }
 
 // Another thread may place something on the same part meanwhile; then this one looks again.
-void SerialPlan::place(Seat& seat) {
+void SerialPlan::place(planning::Seat& seat) {
   for (;;) {
-    Occupancy::Seen seen = seat.others();
+    planning::Occupancy::Seen seen = seat.others();
     request_.taken = std::move(seen.taken);
     const planning::BusResult result = planning::place_buses(request_, interface_);
     if (!result.plan) throw planning::reason_of(request_, *result.refutation);

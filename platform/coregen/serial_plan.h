@@ -10,7 +10,7 @@
 #include "kdi/common/KdiTypes.h"
 #include "kdi/device/Device.h"
 #include "kdi/planning/Buses.h"
-#include "platform/coregen/occupancy.h"
+#include "kdi/planning/Occupancy.h"
 
 namespace kdi::coregen {
 
@@ -22,7 +22,7 @@ class SerialPlan {
  public:
   /// Places the buses. Throws a std::string for words that cannot be read, buses that cannot be, and where there is no
   /// room.
-  SerialPlan(device::Part const& part, OptionMap const& options, Seat& seat);
+  SerialPlan(device::Part const& part, OptionMap const& options, planning::Seat& seat);
   SerialPlan(SerialPlan const&) = delete;
   SerialPlan& operator=(SerialPlan const&) = delete;
 
@@ -38,7 +38,7 @@ class SerialPlan {
 
  private:
   void read(OptionMap const& options);
-  void place(Seat& seat);
+  void place(planning::Seat& seat);
   std::string name_of(planning::Nibble const& nibble) const;
   std::vector<std::vector<int>> signals_by_nibble() const;  ///< of each site; -1: free
 

@@ -23,13 +23,13 @@ struct Controller::State {
   OptionMap options;                   ///< what the user said of the controller, `-instance_name` and `-part` apart
   CustomParts custom_parts{};          ///< that were loaded
 
-  std::unique_ptr<Seat> seat;     ///< not null once loaded, and good without the lock
-  std::unique_ptr<PinPlan> pins;  ///< null until it is needed: pins_of()
-  OptionMap pins_for;             ///< the options that `pins` were made for
+  std::unique_ptr<planning::Seat> seat;  ///< not null once loaded, and good without the lock
+  std::unique_ptr<PinPlan> pins;         ///< null until it is needed: pins_of()
+  OptionMap pins_for;                    ///< the options that `pins` were made for
 
-  std::unique_ptr<Seat> serial_seat;   ///< of a plain serial interface; as `seat`
-  std::unique_ptr<SerialPlan> serial;  ///< null until it is needed
-  OptionMap serial_options;            ///< that it was made for
+  std::unique_ptr<planning::Seat> serial_seat;  ///< of a plain serial interface; as `seat`
+  std::unique_ptr<SerialPlan> serial;           ///< null until it is needed
+  OptionMap serial_options;                     ///< that it was made for
 
   /// Gives up the pads; good without the lock.
   void leave() {

@@ -18,21 +18,19 @@ unsigned buses_of(BusProblem const& problem, Selection selection) {
 }
 
 BusRefutation::BankFits most_of(BusProblem const& problem, int bank, int clock_pad) {
-  const bool has_clock = clock_pad >= 0 && problem.layout().bank_of_pad(clock_pad) ==
-                                               problem.map().banks[static_cast<std::size_t>(bank)].bank;
   const NibbleSet all = (1u << problem.map().banks[static_cast<std::size_t>(bank)].count) - 1;
   const KindSet kinds = (1u << problem.kinds().size()) - 1;
-  std::vector<Hops> const& fits =
-      problem.fits(bank, all, has_clock ? clock_pad : -1, has_clock ? kinds & problem.beside_clock() : kinds);
+  std::vector<bool> fits(static_cast<std::size_t>(problem.selections()));
+  auto const& known = problem.fits(bank, all, clock_pad, clock_pad >= 0 ? kinds & problem.beside_clock() : kinds);
+  for (auto const& [selection, hops] : known) fits[static_cast<std::size_t>(selection)] = true;
   BusRefutation::BankFits most{problem.map().banks[static_cast<std::size_t>(bank)].bank, {}};
   const Selection whole = problem.selections() - 1;
-  for (Selection selection = 1; selection <= whole; ++selection) {
-    if (fits[static_cast<std::size_t>(selection)] == kNoWay) continue;
-    const bool is_most = std::none_of(problem.kinds().begin(), problem.kinds().end(), [&](BusKind const& kind) {
-      return problem.adds(selection, kind.step, whole) &&
-             fits[static_cast<std::size_t>(selection + kind.step)] != kNoWay;
-    });
-    if (is_most) most.most.push_back(buses_of(problem, selection));
+  for (auto const& [one, hops] : known) {
+    const bool is_most =
+        std::none_of(problem.kinds().begin(), problem.kinds().end(), [&, selection = one](BusKind const& kind) {
+          return problem.adds(selection, kind.step, whole) && fits[static_cast<std::size_t>(selection + kind.step)];
+        });
+    if (is_most) most.most.push_back(buses_of(problem, one));
   }
   return most;
 }
@@ -45,10 +43,11 @@ BusRefutation refute_buses(BusProblem const& problem, std::vector<BusPart> const
     BusRefutation::Part& told = why.parts.emplace_back();
     told.column = part.column;
     told.slr = part.slr;
+    for (const int bank : part.banks) told.banks.push_back(most_of(problem, bank, -1));
     for (const int clock_pad : clock_choices(problem, part)) {
-      BusRefutation::Case& one = told.cases.emplace_back();
-      one.clock_pad = clock_pad;
-      for (const int bank : part.banks) one.banks.push_back(most_of(problem, bank, clock_pad));
+      if (clock_pad < 0) break;
+      const int own = problem.map().bank_of[static_cast<std::size_t>(problem.layout().bank_of_pad(clock_pad))];
+      told.clocks.push_back({clock_pad, most_of(problem, own, clock_pad)});
     }
   }
   return why;
@@ -58,14 +57,14 @@ std::string reason_of(BusRequest const& request, BusRefutation const& why) {
   if (!why.pinned.empty()) return why.pinned;
   if (why.parts.empty()) return "the part has no banks of nibbles";
   unsigned somewhere = 0;
-  bool has_case = false;
-  for (BusRefutation::Part const& part : why.parts)
-    for (BusRefutation::Case const& one : part.cases) {
-      has_case = true;
-      for (BusRefutation::BankFits const& bank : one.banks)
-        for (const unsigned buses : bank.most) somewhere |= buses;
-    }
-  if (!has_case) return "no pad takes the system clock: that is a free clock site of the master bank of a triplet";
+  bool has_clock = request.system_clock == SystemClock::none;
+  for (BusRefutation::Part const& part : why.parts) {
+    has_clock = has_clock || !part.clocks.empty();
+    // A bank that has the clock on some pad has no more than it has without.
+    for (BusRefutation::BankFits const& bank : part.banks)
+      for (const unsigned buses : bank.most) somewhere |= buses;
+  }
+  if (!has_clock) return "no pad takes the system clock: that is a free clock site of the master bank of a triplet";
   std::vector<std::string> nowhere;
   const NibbleMap& map = *request.nibbles;
   const auto is_somewhere = [&](std::size_t bus) { return (somewhere >> bus & 1) != 0; };

@@ -42,13 +42,14 @@ class Search {
     decided_.used.resize(problem.map().banks.size());
     decided_.kinds.resize(problem.map().banks.size());
     decided_.left = problem.selections() - 1;
-    now_.resize(at(problem.selections()) * kFlags, kNoPlan);
+    now_.costs.resize(at(problem.selections()) * kFlags, kNoPlan);
     next_ = now_;
   }
 
   std::optional<BusPlan> run() {
     least_banks_and_hops();
     if (least_ == kNoPlan) return std::nullopt;
+    read_rests();
     least_lanes();
     least_off_centre();
     BusPlan plan;
@@ -88,40 +89,42 @@ class Search {
     return fine & ((1u << problem_.kinds().size()) - 1);
   }
 
-  // The least of banks and hops with the buses that are left, those that are decided included; bank after bank.
-  int least_in(Room const& room) {
-    BusPart const& part = parts_[at(room.part)];
+  // Costs by selection and flags, and those that are reached.
+  struct Reached {
+    std::vector<int> costs;  // kNoPlan for all others
+    std::vector<std::pair<Selection, int>> all;
+  };
+
+  int& cost_of(Reached& reached, Selection some, int flags) const {
+    return reached.costs[at(some) * kFlags + at(flags)];
+  }
+
+  // Walks banks of a part, whole triplets but for what is out of the room, from what is reached in `now_`.
+  void walk(BusPart const& part, std::size_t begin, std::size_t end, Room const& room) {
     const int clock_bank = room.clock_pad < 0 ? -1 : bank_of_pad(room.clock_pad);
     const int clock_triplet = clock_bank < 0 ? -1 : problem_.map().banks[at(clock_bank)].triplet;
-    if (clock_bank >= 0) {
-      const int position = problem_.layout().lane_of_pad(room.clock_pad).position;
-      if (position < room.first || position > room.last) return kNoPlan;
-    }
-    std::vector<std::pair<Selection, int>> reached{{0, 0}};  // with flags
-    now_[0] = decided_.hops;
     int triplet = -1;
-    for (const int bank : part.banks) {
+    for (std::size_t i = begin; i < end; ++i) {
+      const int bank = part.banks[i];
       NibbleBank const& here = problem_.map().banks[at(bank)];
       const bool is_new_triplet = here.triplet != triplet;
       triplet = here.triplet;
       const bool is_clock_triplet = triplet == clock_triplet;
       const bool has_decided = decided_.used[at(bank)] != 0;
       const NibbleSet open = open_nibbles(bank, room);
-      std::vector<std::pair<Selection, Hops>> fits{{0, 0}};
+      fitting_.assign(1, {0, 0});
       if (open != 0) {
-        std::vector<Hops> const& all =
+        std::vector<std::pair<Selection, Hops>> const& all =
             problem_.fits(bank, open, bank == clock_bank ? room.clock_pad : -1, kinds_beside(bank, clock_bank));
-        for (Selection more = 1; more <= decided_.left; ++more)
-          if (all[at(more)] != kNoWay && problem_.adds(0, more, decided_.left)) fits.emplace_back(more, all[at(more)]);
+        for (auto const& one : all)
+          if (problem_.adds(0, one.first, decided_.left)) fitting_.push_back(one);
       }
-      const bool is_last_of_triplet =
-          bank == part.banks.back() || problem_.map().banks[at(bank) + 1].triplet != triplet;
-      std::vector<std::pair<Selection, int>> then;
-      for (auto const& [some, flags] : reached) {
-        const int cost = now_[at(some) * kFlags + at(flags)];
-        now_[at(some) * kFlags + at(flags)] = kNoPlan;
+      const bool is_last_of_triplet = i + 1 == end || problem_.map().banks[at(part.banks[i + 1])].triplet != triplet;
+      next_.all.clear();
+      for (auto const& [some, flags] : now_.all) {
+        const int cost = std::exchange(cost_of(now_, some, flags), kNoPlan);
         const int used_before = is_new_triplet ? 0 : flags / 2;
-        for (auto const& [more, hops] : fits) {
+        for (auto const& [more, hops] : fitting_) {
           if (!problem_.adds(some, more, decided_.left)) continue;
           const bool has_bus = has_decided || more > 0;
           const bool is_used = has_bus || bank == clock_bank;
@@ -129,52 +132,182 @@ class Search {
           if (used > problem_.request().most_banks_of_triplet) continue;
           const bool clock_is_fine = (!is_new_triplet && flags % 2 != 0) || (is_clock_triplet && has_bus);
           if (is_last_of_triplet && is_clock_triplet && !clock_is_fine) continue;
-          const int flags_then = is_last_of_triplet ? 0 : used * 2 + (clock_is_fine ? 1 : 0);
           const int cost_then = cost + hops + (is_used ? kBank : 0);
-          int& least = next_[at(some + more) * kFlags + at(flags_then)];
-          if (least == kNoPlan) then.emplace_back(some + more, flags_then);
+          if (!may_end(room.part, i, decided_.left - some - more, cost_then)) continue;
+          const int flags_then = is_last_of_triplet ? 0 : used * 2 + (clock_is_fine ? 1 : 0);
+          int& least = cost_of(next_, some + more, flags_then);
+          if (least == kNoPlan) next_.all.emplace_back(some + more, flags_then);
           least = std::min(least, cost_then);
         }
       }
       std::swap(now_, next_);
-      reached = std::move(then);
     }
-    int least = kNoPlan;
-    for (auto const& [some, flags] : reached) {
-      int& cost = now_[at(some) * kFlags + at(flags)];
-      if (some == decided_.left) least = std::min(least, cost);
-      cost = kNoPlan;
+  }
+
+  // Whether the least may come out with what is left behind a bank; once it is known, nothing else is asked.
+  bool may_end(int part, std::size_t bank, Selection left, int cost) const {
+    if (rest_.empty()) return true;
+    const int rest = rest_[at(part)][bank + 1][at(left)];
+    return rest != kNoPlan && cost + rest <= least_;
+  }
+
+  // By part, bank and selection what it takes at least to have that in the bank and those behind it: without a system
+  // clock, and whatever the limits of triplets are.
+  void read_rests() {
+    const Selection whole = problem_.selections() - 1;
+    std::vector<std::vector<std::vector<int>>> rests;
+    for (BusPart const& part : parts_) {
+      std::vector<std::vector<int>>& rest = rests.emplace_back(part.banks.size() + 1);
+      rest.back().assign(at(whole) + 1, kNoPlan);
+      rest.back()[0] = 0;
+      for (std::size_t i = part.banks.size(); i-- > 0;) {
+        rest[i] = rest[i + 1];
+        const NibbleSet all = (1u << problem_.map().banks[at(part.banks[i])].count) - 1;
+        for (auto const& [more, hops] : problem_.fits(part.banks[i], all, -1, kinds_beside(part.banks[i], -1)))
+          for (Selection some = 0; some + more <= whole; ++some) {
+            if (rest[i + 1][at(some)] == kNoPlan || !problem_.adds(some, more, whole)) continue;
+            int& least = rest[i][at(some + more)];
+            least = std::min(least, rest[i + 1][at(some)] + hops + kBank);
+          }
+      }
     }
+    rest_ = std::move(rests);
+  }
+
+  void start(int cost) {
+    now_.all.assign(1, {0, 0});
+    cost_of(now_, 0, 0) = cost;
+  }
+
+  // What is reached, by selection; a walk can be started after it.
+  std::vector<int> take_reached() {
+    std::vector<int> costs(at(decided_.left) + 1, kNoPlan);
+    for (auto const& [some, flags] : now_.all) costs[at(some)] = std::exchange(cost_of(now_, some, flags), kNoPlan);
+    return costs;
+  }
+
+  int within_limit(int cost) const {
     const int most = problem_.request().most_banks;
-    return most > 0 && least != kNoPlan && least / kBank > most ? kNoPlan : least;
+    return most > 0 && cost != kNoPlan && cost / kBank > most ? kNoPlan : cost;
+  }
+
+  // Those of a part's banks that have a lane in the room.
+  std::pair<std::size_t, std::size_t> banks_in(Room const& room) const {
+    BusPart const& part = parts_[at(room.part)];
+    const auto begin = std::partition_point(part.banks.begin(), part.banks.end(), [&](int bank) {
+      return problem_.lane_position(bank, problem_.map().banks[at(bank)].count - 1) < room.first;
+    });
+    const auto end = std::partition_point(begin, part.banks.end(),
+                                          [&](int bank) { return problem_.lane_position(bank, 0) <= room.last; });
+    return {static_cast<std::size_t>(begin - part.banks.begin()), static_cast<std::size_t>(end - part.banks.begin())};
+  }
+
+  // The least of banks and hops with the buses that are left, those that are decided included; bank after bank.
+  int least_in(Room const& room) {
+    if (room.clock_pad >= 0) {
+      const int position = problem_.layout().lane_of_pad(room.clock_pad).position;
+      if (position < room.first || position > room.last) return kNoPlan;
+    }
+    const auto [begin, end] = banks_in(room);
+    start(decided_.hops);
+    walk(parts_[at(room.part)], begin, end, room);
+    return within_limit(take_reached().back());
+  }
+
+  // The same of a whole part for each pad of the system clock, which changes nothing but its own triplet: so what is
+  // reached before that and behind it is found once.
+  void least_with_clocks(std::size_t index, std::vector<int> const& clock_pads) {
+    BusPart const& part = parts_[index];
+    std::vector<std::size_t> firsts;  // of triplets
+    for (std::size_t i = 0; i < part.banks.size(); ++i)
+      if (i == 0 ||
+          problem_.map().banks[at(part.banks[i])].triplet != problem_.map().banks[at(part.banks[i - 1])].triplet)
+        firsts.push_back(i);
+    const std::size_t triplets = firsts.size();
+    firsts.push_back(part.banks.size());
+    const Room without{static_cast<int>(index), -1, 0, INT_MAX};
+    std::vector<std::vector<int>> before(triplets + 1), behind(triplets + 1);
+    const auto resume = [&](std::vector<int> const& costs) {
+      now_.all.clear();
+      for (std::size_t some = 0; some < costs.size(); ++some) {
+        if (costs[some] == kNoPlan) continue;
+        now_.all.emplace_back(static_cast<Selection>(some), 0);
+        cost_of(now_, static_cast<Selection>(some), 0) = costs[some];
+      }
+    };
+    start(0);
+    before[0] = behind[triplets] = take_reached();
+    for (std::size_t i = 0; i < triplets; ++i) {
+      resume(before[i]);
+      walk(part, firsts[i], firsts[i + 1], without);
+      before[i + 1] = take_reached();
+    }
+    for (std::size_t i = triplets; i-- > 0;) {
+      resume(behind[i + 1]);
+      walk(part, firsts[i], firsts[i + 1], without);
+      behind[i] = take_reached();
+    }
+    for (const int clock_pad : clock_pads) {
+      const Room room{static_cast<int>(index), clock_pad, 0, INT_MAX};
+      const auto own = std::lower_bound(part.banks.begin(), part.banks.end(), bank_of_pad(clock_pad));
+      const std::size_t triplet = static_cast<std::size_t>(
+          std::upper_bound(firsts.begin(), firsts.end() - 1, static_cast<std::size_t>(own - part.banks.begin())) -
+          firsts.begin() - 1);
+      resume(before[triplet]);
+      walk(part, firsts[triplet], firsts[triplet + 1], room);
+      const std::vector<int> reached = take_reached();
+      int least = kNoPlan;
+      for (std::size_t some = 0; some < reached.size(); ++some) {
+        const int rest = behind[triplet + 1][reached.size() - 1 - some];
+        if (reached[some] != kNoPlan && rest != kNoPlan) least = std::min(least, reached[some] + rest);
+      }
+      take_room(room, within_limit(least));
+    }
+  }
+
+  void take_room(Room const& room, int cost) {
+    if (cost < least_) rooms_.clear();
+    if (cost != kNoPlan && cost <= least_) rooms_.push_back(room);
+    least_ = std::min(least_, cost);
   }
 
   void least_banks_and_hops() {
-    for (std::size_t part = 0; part < parts_.size(); ++part)
-      for (const int clock_pad : clock_choices(problem_, parts_[part])) {
-        const Room room{static_cast<int>(part), clock_pad, 0, INT_MAX};
-        const int cost = least_in(room);
-        if (cost < least_) rooms_.clear();
-        if (cost != kNoPlan && cost <= least_) rooms_.push_back(room);
-        least_ = std::min(least_, cost);
+    for (std::size_t part = 0; part < parts_.size(); ++part) {
+      const std::vector<int> clock_pads = clock_choices(problem_, parts_[part]);
+      if (problem_.request().system_clock != SystemClock::none) {
+        if (!clock_pads.empty()) least_with_clocks(part, clock_pads);
+        continue;
       }
+      const Room room{static_cast<int>(part), -1, 0, INT_MAX};
+      take_room(room, least_in(room));
+    }
   }
 
   // Rooms of so many lanes in which the least is possible; the first one only, or all.
   std::vector<Room> rooms_of(int lanes, bool all) {
     std::vector<Room> rooms;
-    for (Room const& whole : rooms_)
-      for (const int first : positions_[at(whole.part)]) {
-        const Room room{whole.part, whole.clock_pad, first, first + lanes - 1};
+    for (Room const& whole : rooms_) {
+      std::vector<int> const& positions = positions_[at(whole.part)];
+      auto first = positions.begin(), end = positions.end();
+      if (whole.clock_pad >= 0) {  // which is in the room
+        const int clock = problem_.layout().lane_of_pad(whole.clock_pad).position;
+        first = std::lower_bound(positions.begin(), positions.end(), clock - lanes + 1);
+        end = std::upper_bound(first, positions.end(), clock);
+      }
+      for (; first != end; ++first) {
+        const Room room{whole.part, whole.clock_pad, *first, *first + lanes - 1};
         if (least_in(room) != least_) continue;
         rooms.push_back(room);
         if (!all) return rooms;
       }
+    }
     return rooms;
   }
 
+  // Twice as many until there are enough: a walk takes as long as its room is large, and few interfaces need a large
+  // part of a large device.
   void least_lanes() {
-    int most = 0;
+    int whole = 0;
     for (BusPart const& part : parts_) {
       std::vector<int> positions;
       for (const int bank : part.banks)
@@ -182,15 +315,19 @@ class Search {
           positions.push_back(problem_.lane_position(bank, nibble));
       std::sort(positions.begin(), positions.end());
       positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
-      if (!positions.empty()) most = std::max(most, positions.back() - positions.front() + 1);
+      if (!positions.empty()) whole = std::max(whole, positions.back() - positions.front() + 1);
       positions_.push_back(std::move(positions));
     }
-    int too_few = 0;
-    while (most - too_few > 1) {
-      const int middle = too_few + (most - too_few) / 2;
-      (rooms_of(middle, false).empty() ? too_few : most) = middle;
+    int too_few = 0, enough = 1;
+    while (enough < whole && rooms_of(enough, false).empty()) {
+      too_few = enough;
+      enough = std::min(2 * enough, whole);
     }
-    rooms_ = rooms_of(most, true);
+    while (enough - too_few > 1) {
+      const int middle = too_few + (enough - too_few) / 2;
+      (rooms_of(middle, false).empty() ? too_few : enough) = middle;
+    }
+    rooms_ = rooms_of(enough, true);
   }
 
   int off_centre(Room const& room) const {
@@ -218,35 +355,41 @@ class Search {
     decided_.left -= sign * problem_.kinds()[at(kind)].step;
   }
 
-  // The least pads of a bus in a room with which the least is still possible.
+  // Whether the least is still possible in a room with a bus on pads.
+  bool is_possible(Room const& room, int bus, Choice const& choice) {
+    const KindSet kinds = decided_.kinds[at(choice.bank)];
+    decided_.kinds[at(choice.bank)] |= 1u << problem_.kind_of(bus);
+    decide(bus, choice, 1);
+    const bool is_fine = least_in(room) == least_;
+    decide(bus, choice, -1);
+    decided_.kinds[at(choice.bank)] = kinds;
+    return is_fine;
+  }
+
+  // The least pads of a bus in a room with which the least is still possible. Those of a bank come before all of the
+  // next one, so the first bank that has any has the least.
   void least_pads_in(Room const& room, int bus, Choice& best) {
-    std::vector<Choice> choices;
     const int clock_bank = room.clock_pad < 0 ? -1 : bank_of_pad(room.clock_pad);
     const KindSet own = 1u << problem_.kind_of(bus);
-    for (const int bank : parts_[at(room.part)].banks) {
+    std::vector<int> const& banks = parts_[at(room.part)].banks;
+    const auto [begin, end] = banks_in(room);
+    for (std::size_t i = begin; i < end && (best.bank < 0 || banks[i] <= best.bank); ++i) {
+      const int bank = banks[i];
       const NibbleSet open = open_nibbles(bank, room);
       if (open == 0 || (kinds_beside(bank, clock_bank) & own) == 0) continue;
+      std::vector<Choice> choices;
       problem_.each_placing(bus, bank, open, bank == clock_bank ? room.clock_pad : -1, least_ % kBank - decided_.hops,
                             [&](BusPlacing&& placing) {
                               if (best.bank < 0 || placing.pads < best.placing.pads)
                                 choices.push_back({bank, std::move(placing)});
                             });
-    }
-    std::vector<std::size_t> order(choices.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::sort(order.begin(), order.end(),
-              [&](std::size_t a, std::size_t b) { return choices[a].placing.pads < choices[b].placing.pads; });
-    for (const std::size_t index : order) {
-      Choice& choice = choices[index];
-      const KindSet kinds = decided_.kinds[at(choice.bank)];
-      decided_.kinds[at(choice.bank)] |= own;
-      decide(bus, choice, 1);
-      const bool is_fine = least_in(room) == least_;
-      decide(bus, choice, -1);
-      decided_.kinds[at(choice.bank)] = kinds;
-      if (!is_fine) continue;
-      best = std::move(choice);
-      return;
+      std::sort(choices.begin(), choices.end(),
+                [](Choice const& a, Choice const& b) { return a.placing.pads < b.placing.pads; });
+      for (Choice& choice : choices) {
+        if (!is_possible(room, bus, choice)) continue;
+        best = std::move(choice);
+        return;
+      }
     }
   }
 
@@ -284,7 +427,9 @@ class Search {
   std::vector<BusPart> const& parts_;
   BusInterface const& wanted_;
   Decided decided_;
-  std::vector<int> now_, next_;  // by selection and flags; kNoPlan between calls
+  Reached now_, next_;  // none between calls
+  std::vector<std::pair<Selection, Hops>> fitting_;
+  std::vector<std::vector<std::vector<int>>> rest_;  // none until the least is known
   std::vector<Room> rooms_;
   std::vector<std::vector<int>> positions_;  // of lanes, by part
   int least_ = kNoPlan;

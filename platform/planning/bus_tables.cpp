@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <utility>
 
 namespace kdi::planning {
 namespace {
@@ -206,13 +207,16 @@ bool BusProblem::reaches(Bus const& bus, NibbleBank const& bank, int hops) const
   return hops >= 0 && hops <= bank.most_hops && bit_slip(bus, bank, hops) < bus.ratio;
 }
 
-// By the set of nibbles that have its signals.
-std::vector<Hops> BusProblem::way_costs(int bus, int index, int clock_pad) const {
+// By the set of nibbles that have its signals; of buses that are alike the same.
+std::vector<Hops> const& BusProblem::way_costs(int bus, int index, int clock_pad) const {
+  const auto [known, is_new] = costs_.try_emplace({kind_of(bus), index, clock_pad});
+  std::vector<Hops>& costs = known->second;
+  if (!is_new) return costs;
   NibbleBank const& bank = map().banks[at(index)];
   Bus const& wanted = request_.buses[at(bus)];
   const View seen = view(bus, index, clock_pad);
   const NibbleSet sets = 1u << bank.count;
-  std::vector<Hops> costs(sets, kNoWay);
+  costs.assign(sets, kNoWay);
   if (seen.is_barred) return costs;
   std::vector<int> rooms;
   NibbleSet able = 0, pinned_data = 0;
@@ -253,11 +257,12 @@ std::vector<Hops> BusProblem::way_costs(int bus, int index, int clock_pad) const
 }
 
 // Those of which none lies in another with as few hops.
-std::vector<std::pair<NibbleSet, Hops>> BusProblem::least_ways(int kind, int bank, int clock_pad) const {
-  const std::tuple key(kind, bank, clock_pad);
-  if (const auto known = ways_.find(key); known != ways_.end()) return known->second;
-  const std::vector<Hops> costs = way_costs(kinds_[at(kind)].buses[0], bank, clock_pad);
-  std::vector<std::pair<NibbleSet, Hops>> all, least;
+std::vector<std::pair<NibbleSet, Hops>> const& BusProblem::least_ways(int kind, int bank, int clock_pad) const {
+  const auto [known, is_new] = ways_.try_emplace({kind, bank, clock_pad});
+  std::vector<std::pair<NibbleSet, Hops>>& least = known->second;
+  if (!is_new) return least;
+  std::vector<Hops> const& costs = way_costs(kinds_[at(kind)].buses[0], bank, clock_pad);
+  std::vector<std::pair<NibbleSet, Hops>> all;
   for (NibbleSet set = 1; set < costs.size(); ++set)
     if (costs[set] != kNoWay) all.emplace_back(set, costs[set]);
   std::sort(all.begin(), all.end(), [](auto const& a, auto const& b) {
@@ -267,47 +272,51 @@ std::vector<std::pair<NibbleSet, Hops>> BusProblem::least_ways(int kind, int ban
     if (std::none_of(least.begin(), least.end(),
                      [&](auto const& other) { return (other.first & ~one.first) == 0 && other.second <= one.second; }))
       least.push_back(one);
-  ways_.emplace(key, least);
   return least;
 }
 
-std::vector<Hops> const& BusProblem::fits(int bank, NibbleSet open, int clock_pad, KindSet kinds) const {
+std::vector<std::pair<Selection, Hops>> const& BusProblem::fits(int bank, NibbleSet open, int clock_pad,
+                                                                KindSet kinds) const {
   const auto [known, is_new] = fits_.try_emplace({bank, open, clock_pad, kinds});
-  std::vector<Hops>& fits = known->second;
+  std::vector<std::pair<Selection, Hops>>& fits = known->second;
   if (!is_new) return fits;
-  fits.assign(packed_.size(), kNoWay);
-  fits[0] = 0;
-  std::vector<std::vector<std::pair<NibbleSet, Hops>>> ways(kinds_.size());
+  struct Packed {
+    Selection selection = 0;
+    KindSet fine = 0;                              // that can be beside
+    std::vector<std::pair<NibbleSet, Hops>> uses;  // each set once
+  };
+  std::vector<Packed> all{{0, kinds, {{0, 0}}}};
+  std::vector<Hops> best(std::size_t{1} << map().banks[at(bank)].count, kNoWay);
+  // Kind after kind, with one more of it as long as any fits.
   for (std::size_t kind = 0; kind < kinds_.size(); ++kind) {
     if ((kinds >> kind & 1) == 0) continue;
+    std::vector<std::pair<NibbleSet, Hops>> ways;
     for (auto const& way : least_ways(static_cast<int>(kind), bank, clock_pad))
-      if ((way.first & ~open) == 0) ways[kind].push_back(way);
-  }
-  // Kind after kind, each selection from that with one less of its last kind.
-  std::vector<std::vector<std::pair<NibbleSet, Hops>>> uses(packed_.size());
-  std::vector<KindSet> fine(packed_.size());
-  uses[0] = {{0, 0}};
-  fine[0] = kinds;
-  std::vector<Hops> best(std::size_t{1} << map().banks[at(bank)].count, kNoWay);
-  int kind = 0;
-  for (Selection selection = 1; selection < selections(); ++selection) {
-    while (kind + 1 < static_cast<int>(kinds_.size()) && kinds_[at(kind) + 1].step <= selection) ++kind;
-    const Selection less = selection - kinds_[at(kind)].step;
-    if (uses[at(less)].empty() || (fine[at(less)] >> kind & 1) == 0) continue;
-    fine[at(selection)] = fine[at(less)] & beside(kind);
-    std::vector<NibbleSet> reached;
-    for (auto const& [used, hops] : uses[at(less)])
-      for (auto const& [way, more] : ways[at(kind)]) {
-        if ((used & way) != 0) continue;
-        Hops& least = best[used | way];
-        if (least == kNoWay) reached.push_back(used | way);
-        least = std::min(least, static_cast<Hops>(hops + more));
+      if ((way.first & ~open) == 0) ways.push_back(way);
+    if (ways.empty()) continue;
+    std::size_t begin = 0;
+    for (std::size_t count = 0; count < kinds_[kind].buses.size(); ++count) {
+      const std::size_t end = all.size();
+      for (; begin < end; ++begin) {
+        if ((all[begin].fine >> kind & 1) == 0) continue;
+        Packed more{all[begin].selection + kinds_[kind].step, all[begin].fine & beside(static_cast<int>(kind)), {}};
+        std::vector<NibbleSet> reached;
+        for (auto const& [used, hops] : all[begin].uses)
+          for (auto const& [way, extra] : ways) {
+            if ((used & way) != 0) continue;
+            Hops& least = best[used | way];
+            if (least == kNoWay) reached.push_back(used | way);
+            least = std::min(least, static_cast<Hops>(hops + extra));
+          }
+        for (const NibbleSet set : reached) more.uses.emplace_back(set, std::exchange(best[set], kNoWay));
+        if (!more.uses.empty()) all.push_back(std::move(more));
       }
-    for (const NibbleSet set : reached) {
-      fits[at(selection)] = std::min(fits[at(selection)], best[set]);
-      uses[at(selection)].emplace_back(set, best[set]);
-      best[set] = kNoWay;
     }
+  }
+  for (std::size_t i = 1; i < all.size(); ++i) {
+    Hops least = kNoWay;
+    for (auto const& [used, hops] : all[i].uses) least = std::min(least, hops);
+    fits.emplace_back(all[i].selection, least);
   }
   return fits;
 }
@@ -366,7 +375,7 @@ void BusProblem::each_placing(int bus, int index, NibbleSet open, int clock_pad,
   Bus const& wanted = request_.buses[at(bus)];
   const View seen = view(bus, index, clock_pad);
   if (seen.is_barred) return;
-  const std::vector<Hops> costs = way_costs(bus, index, clock_pad);
+  std::vector<Hops> const& costs = way_costs(bus, index, clock_pad);
   for (NibbleSet set = 1; set < costs.size(); ++set) {
     if (costs[set] == kNoWay || costs[set] > most_hops || (set & ~open) != 0) continue;
     if (!seen.has_clock) {

@@ -6,6 +6,7 @@
 #include <map>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "platform/planning/bus_facts.h"
@@ -65,9 +66,9 @@ class BusProblem {
   /// Of the lane of a nibble, in its column.
   int lane_position(int bank, int nibble) const;
 
-  /// By selection the fewest hops with which it fits into the nibbles `open` of a bank, kNoWay if it does not. Beside
-  /// the system clock at `clock_pad` (of this bank, or -1), and of no other kinds than `kinds`.
-  std::vector<Hops> const& fits(int bank, NibbleSet open, int clock_pad, KindSet kinds) const;
+  /// The selections that fit into the nibbles `open` of a bank, but for the one of none, each with the fewest hops.
+  /// Beside the system clock at `clock_pad` (of this bank, or -1), and of no other kinds than `kinds`.
+  std::vector<std::pair<Selection, Hops>> const& fits(int bank, NibbleSet open, int clock_pad, KindSet kinds) const;
 
   /// All ways to put a bus into the nibbles `open`, with at most so many hops, each with its least pads.
   void each_placing(int bus, int bank, NibbleSet open, int clock_pad, int most_hops,
@@ -97,8 +98,8 @@ class BusProblem {
   unsigned clock_mask(int clock_pad) const;
   View view(int bus, int bank, int clock_pad) const;
   int room(View const& view, unsigned open, int nibble) const;
-  std::vector<Hops> way_costs(int bus, int bank, int clock_pad) const;
-  std::vector<std::pair<NibbleSet, Hops>> least_ways(int kind, int bank, int clock_pad) const;
+  std::vector<Hops> const& way_costs(int bus, int bank, int clock_pad) const;
+  std::vector<std::pair<NibbleSet, Hops>> const& least_ways(int kind, int bank, int clock_pad) const;
   bool reaches(Bus const& bus, NibbleBank const& bank, int hops) const;
   bool fill(View const& view, int bus, int bank, NibbleSet nibbles, Site const& clock, int clock_nibble,
             BusPlacing& placing) const;
@@ -117,7 +118,8 @@ class BusProblem {
   std::vector<unsigned> usable_;           // by nibble of the map, but for what is asked for
   std::vector<std::vector<bool>> barred_;  // by bank of the map: bus, the system clock last
   std::vector<bool> owned_;                // by nibble: another interface's
-  mutable std::map<std::tuple<int, NibbleSet, int, KindSet>, std::vector<Hops>> fits_;
+  mutable std::map<std::tuple<int, NibbleSet, int, KindSet>, std::vector<std::pair<Selection, Hops>>> fits_;
+  mutable std::map<std::tuple<int, int, int>, std::vector<Hops>> costs_;
   mutable std::map<std::tuple<int, int, int>, std::vector<std::pair<NibbleSet, Hops>>> ways_;
 };
 

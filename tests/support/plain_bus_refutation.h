@@ -14,6 +14,8 @@ namespace test_support::buses {
 
 /// What is said of a bank is tried with all sets of nibbles, and then all choices of what is said.
 class RefutationCheck {
+  using Set = unsigned;
+
  public:
   explicit RefutationCheck(Question const& question)
       : question_(question), board_(question.board), facts_(question.facts), empty_(board_, facts_) {
@@ -30,14 +32,31 @@ class RefutationCheck {
         return one.column == c && one.slr == s;
       });
       if (part == why.parts.end()) return "a part is missing";
-      std::vector<std::string> clocks{""};
-      if (!facts_.system_standard.empty()) clocks = clock_balls(column, slr);
-      for (std::string const& clock : clocks) {
-        const auto one = std::find_if(part->cases.begin(), part->cases.end(), [&](auto const& each) {
-          return (each.clock_pad < 0 ? "" : question_.pad(each.clock_pad).ball) == clock;
-        });
-        if (one == part->cases.end()) return "the clock on " + clock + " is missing";
-        const std::string fault = case_fault(*one, clock, column, slr);
+      std::map<int, std::vector<Set>> most;  // by number of the bank
+      for (auto const& [number, bank] : board_.banks) {
+        if (bank.column != column || bank.slr != slr) continue;
+        const auto of = std::find_if(part->banks.begin(), part->banks.end(),
+                                     [&, n = number](auto const& one) { return number_of(one) == n; });
+        most[number] = of == part->banks.end() ? std::vector<Set>{} : of->most;
+        const std::string fault = bank_fault(most[number], number, "");
+        if (!fault.empty()) return fault;
+      }
+      if (facts_.system_standard.empty()) {
+        const std::string fault = choice_fault(most, "");
+        if (!fault.empty()) return fault;
+        continue;
+      }
+      for (std::string const& clock : clock_balls(column, slr)) {
+        const auto one = std::find_if(part->clocks.begin(), part->clocks.end(),
+                                      [&](auto const& each) { return question_.pad(each.pad).ball == clock; });
+        if (one == part->clocks.end()) return "the clock on " + clock + " is missing";
+        const int own = board_.pins.at(clock).bank;
+        if (number_of(one->bank) != own) return "the clock on " + clock + " is in another bank";
+        std::string fault = bank_fault(one->bank.most, own, clock);
+        if (!fault.empty()) return fault;
+        std::map<int, std::vector<Set>> beside = most;
+        beside[own] = one->bank.most;
+        fault = choice_fault(beside, clock);
         if (!fault.empty()) return fault;
       }
     }
@@ -45,7 +64,9 @@ class RefutationCheck {
   }
 
  private:
-  using Set = unsigned;
+  int number_of(planning::BusRefutation::BankFits const& one) const {
+    return question_.layout.banks[static_cast<std::size_t>(one.bank)].number;
+  }
 
   std::string pinned() const {
     Checker checker = empty_;
@@ -343,13 +364,12 @@ class RefutationCheck {
     return first;
   }
 
-  std::string bank_fault(planning::BusRefutation::BankFits const* said, int number, std::string const& clock) const {
+  std::string bank_fault(std::vector<Set> const& said, int number, std::string const& clock) const {
     const BankView here = view(number, clock);
     const Set all = (Set{1} << facts_.buses.size()) - 1;
     for (Set buses = 1; buses <= all; ++buses) {
       if (sorted(buses) != buses) continue;
-      const bool is_said = said != nullptr && std::any_of(said->most.begin(), said->most.end(),
-                                                          [&](Set most) { return (buses & ~most) == 0; });
+      const bool is_said = std::any_of(said.begin(), said.end(), [&](Set most) { return (buses & ~most) == 0; });
       if (is_said || !pack(here.holds, buses, 0)) continue;
       bool fine = true;
       for (std::size_t a = 0; a < facts_.buses.size(); ++a)
@@ -363,22 +383,11 @@ class RefutationCheck {
 
   // ---------------------------------------------------------------------------------------------- choices of banks
 
-  std::string case_fault(planning::BusRefutation::Case const& said, std::string const& clock, int column,
-                         int slr) const {
-    std::vector<std::pair<int, std::vector<Set>>> banks;  // of the part, by triplet
-    std::vector<int> numbers;
-    for (auto const& [number, bank] : board_.banks)
-      if (bank.column == column && bank.slr == slr) numbers.push_back(number);
-    std::stable_sort(numbers.begin(), numbers.end(),
-                     [&](int a, int b) { return board_.banks.at(a).triplet < board_.banks.at(b).triplet; });
-    for (const int number : numbers) {
-      const auto of = std::find_if(said.banks.begin(), said.banks.end(), [&](auto const& one) {
-        return question_.layout.banks[static_cast<std::size_t>(one.bank)].number == number;
-      });
-      const std::string fault = bank_fault(of == said.banks.end() ? nullptr : &*of, number, clock);
-      if (!fault.empty()) return fault;
-      banks.emplace_back(number, of == said.banks.end() ? std::vector<Set>{} : of->most);
-    }
+  std::string choice_fault(std::map<int, std::vector<Set>> const& said, std::string const& clock) const {
+    std::vector<std::pair<int, std::vector<Set>>> banks(said.begin(), said.end());  // by triplet
+    std::stable_sort(banks.begin(), banks.end(), [&](auto const& a, auto const& b) {
+      return board_.banks.at(a.first).triplet < board_.banks.at(b.first).triplet;
+    });
     // By what is placed, banks, those of the triplet, and whether the clock's triplet has a bus.
     std::set<std::tuple<Set, int, int, bool>> states{{0, 0, 0, clock.empty()}};
     int triplet = -1;

@@ -371,6 +371,24 @@ inline std::unique_ptr<Question> full_question(Random& random) {
   return question;
 }
 
+/// Buses for a question that has its layout, and what is beside them.
+inline void random_large(Random& random, Question& question, int most_buses, int most_width) {
+  random_limits(random, question);
+  const int buses = 1 + static_cast<int>(random.below(static_cast<unsigned>(most_buses)));
+  for (int i = 0; i < buses; ++i) {
+    planning::Bus bus = random_bus(random, "b" + std::to_string(i), most_width,
+                                   question.request.system_clock != planning::SystemClock::none);
+    if (i > 0 && random.one_in(2)) {
+      bus = question.request.buses.back();
+      bus.name = "b" + std::to_string(i);
+    }
+    question.request.buses.push_back(bus);
+  }
+  if (!random.one_in(3)) question.take(random, random.one_in(3) ? 6 : 40);
+  question.finish();
+  if (random.one_in(6)) random_wishes(random, question);
+}
+
 /// Banks as large as those of devices.
 inline std::unique_ptr<Question> large_question(Random& random) {
   if (random.one_in(4)) return full_question(random);
@@ -382,20 +400,7 @@ inline std::unique_ptr<Question> large_question(Random& random) {
   shape.pairs = 3 + static_cast<int>(random.below(2));
   shape.plain = random.one_in(4);
   question->layout = random_nibbles(random, shape);
-  random_limits(random, *question);
-  const int buses = 1 + static_cast<int>(random.below(5));
-  for (int i = 0; i < buses; ++i) {
-    planning::Bus bus =
-        random_bus(random, "b" + std::to_string(i), 16, question->request.system_clock != planning::SystemClock::none);
-    if (i > 0 && random.one_in(2)) {
-      bus = question->request.buses.back();
-      bus.name = "b" + std::to_string(i);
-    }
-    question->request.buses.push_back(bus);
-  }
-  if (!random.one_in(3)) question->take(random, random.one_in(3) ? 6 : 40);
-  question->finish();
-  if (random.one_in(6)) random_wishes(random, *question);
+  random_large(random, *question, 5, 16);
   return question;
 }
 

@@ -9,6 +9,8 @@
 namespace {
 
 using namespace kdi::coregen;
+using kdi::planning::Occupancy;
+using kdi::planning::Seat;
 using mig::mig_v7_0::HIPMigInstance;
 using mig::mig_v7_0::HIPMigIPMgr;
 

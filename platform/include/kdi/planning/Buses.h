@@ -99,22 +99,23 @@ struct BusPlan {
   BusObjective objective;
 };
 
-/// Why buses have no place: for each part of the device that could have them, and each pad of the system clock there,
-/// which buses fit into which bank together. No choice of banks has all.
+/// Why buses have no place: for each part of the device that could have them, which buses fit into which bank together,
+/// and for each pad of the system clock which then fit into the bank of that. No choice of banks has all.
 struct BusRefutation {
   /// The sets of buses (a bit each) that fit into a bank and into no larger set that does.
   struct BankFits {
     int bank = 0;  ///< of the layout
     std::vector<unsigned> most;
   };
-  struct Case {
-    int clock_pad = -1;  ///< the positive one; -1: there is no system clock
-    std::vector<BankFits> banks;
+  struct Clock {
+    int pad = -1;   ///< the positive one
+    BankFits bank;  ///< beside it; in all other banks it changes nothing
   };
   struct Part {
     int column = 0;
     int slr = 0;
-    std::vector<Case> cases;  ///< none: nothing holds the system clock
+    std::vector<BankFits> banks;
+    std::vector<Clock> clocks;  ///< none where there is no system clock, or nothing holds it
   };
   std::string pinned;  ///< not empty: a wish that a rule forbids, in words; then there is nothing else
   std::vector<Part> parts;

@@ -1,8 +1,15 @@
-#include "platform/coregen/occupancy.h"
+#include "kdi/planning/Occupancy.h"
 
 #include <utility>
 
-namespace kdi::coregen {
+#include "kdi/device/Device.h"
+
+namespace kdi::planning {
+
+Occupancy& Occupancy::of_process() {
+  static auto* const all = new Occupancy;  // never destroyed
+  return *all;
+}
 
 Occupancy::Id Occupancy::enter(std::string const& part) {
   const std::lock_guard lock(mutex_);
@@ -38,7 +45,7 @@ std::uint64_t Occupancy::version(Id id) const {
   return version == versions_.end() ? 0 : version->second;
 }
 
-bool Occupancy::put(Id id, std::vector<planning::TakenPad> pads, std::uint64_t version) {
+bool Occupancy::put(Id id, std::vector<TakenPad> pads, std::uint64_t version) {
   const std::lock_guard lock(mutex_);
   const auto claim = claims_.find(id);
   if (claim == claims_.end()) return true;
@@ -49,4 +56,7 @@ bool Occupancy::put(Id id, std::vector<planning::TakenPad> pads, std::uint64_t v
   return true;
 }
 
-}  // namespace kdi::coregen
+// Of another grade it is the same device in the same package.
+Seat::Seat(device::Part const& part) : Seat(Occupancy::of_process(), part.device->name + "-" + part.package->name) {}
+
+}  // namespace kdi::planning
