@@ -52,15 +52,19 @@ std::string content_of(std::string const& form, std::string const& function, Reg
   return form == "text" ? cdo::to_text(plain(commands), remark) : cdo::to_binary(plain(commands));
 }
 
-// Of a core with sub-cores their files are told apart by the sub-cores' names.
+// Of a core with sub-cores their files are told apart by the sub-cores' names, which are the section that each begins
+// with: those of other regions have the same addresses.
 void add_files(std::string const& form, std::string const& suffix, host::NamedCore const& one,
                std::vector<OutputFile>& files) {
   const std::string core = one.name.empty() ? one.configuration->core().name() : one.name;
   const std::string prefix = one.name.empty() ? "" : one.name + "_";
   const RegisterImage image(*one.map, one.configuration->instance());
   if (form == "c") files.push_back({core + "_mask_definitions.h", mask_definitions(*one.map, core)});
-  for (auto const& [name, outputs] : outputs_by_file(one.configuration->core(), *one.map, false))
-    files.push_back({prefix + name + suffix, content_of(form, core + "_" + name, *one.map, image.commands(outputs))});
+  for (auto const& [name, outputs] : outputs_by_file(one.configuration->core(), *one.map, false)) {
+    std::vector<RegisterCommand> commands = image.commands(outputs);
+    if (!one.name.empty() && !commands.empty()) commands.insert(commands.begin(), {cdo::Section{one.name}, {}});
+    files.push_back({prefix + name + suffix, content_of(form, core + "_" + name, *one.map, commands)});
+  }
 }
 
 Status generate(Words const& words) {

@@ -151,6 +151,21 @@ TEST_F(KdiCdo, GeneratesAFileOfEachSubCore) {
   for (char const* const name : {"pmcps_0_pmc_data.cdo", "pmcps_1_pmc_data.cdo", "pmcps_2_pmc_data.cdo"})
     EXPECT_FALSE(work.content(std::string("out/") + name).empty()) << name;
   EXPECT_EQ(run({"check", "out/pmcps_1_pmc_data.cdo", "--core", "pmcps"}).status, 0);
+
+  // The first region has another clock: by their sections the others' files are not held to it.
+  const std::string other = "ps_core_name,ps_wizard\npart,brvn5130-b1936-2LHP-e-S\nPMC_CRP_CFU_REF_CTRL_FREQMHZ,200\n";
+  generate(other, "other", "text");
+  const auto faults = [&](std::string const& content) {
+    return run({"check", "-", "--core", "ps_wizard", "--configuration", work.file("p", other)}, content).out;
+  };
+  EXPECT_EQ(work.content("out/pmcps_1_pmc_data.cdo"), work.content("other/pmcps_1_pmc_data.cdo"));
+  std::string text = work.content("other/pmcps_1_pmc_data.cdo");
+  const std::string begin = "cdo 1\nsection \"pmcps_1\"\n";
+  ASSERT_TRUE(text.starts_with(begin));
+  EXPECT_EQ(faults(text), "");
+  EXPECT_EQ(faults("cdo 1\nsection \"region 1 u_pmcps_1\"\n" + text.substr(begin.size())), "");
+  text.replace(0, begin.size(), "cdo 1\nsection \"region 1 u_pmcps_0\"\n");
+  EXPECT_NE(faults(text).find("CRP.PMC_CRP_CFU_REF_CTRL.DIVIDER is left at "), std::string::npos);
 }
 
 TEST_F(KdiCdo, ChecksWhatHardwareWouldDo) {

@@ -98,6 +98,19 @@ class Checker {
   Record& faults_;
 };
 
+// The core that a section is of, by its name or as the engine has it, which is `region 1 u1_name`: that whose name is
+// the longest of those that fit. Null for a section that tells of none.
+std::string const* core_of(std::vector<CommandsOf> const& cores, std::string const& section) {
+  std::string const* of = nullptr;
+  for (CommandsOf const& core : cores) {
+    const bool fits =
+        !core.section.empty() &&
+        (core.section == section || (section.starts_with("region ") && section.ends_with("_" + core.section)));
+    if (fits && (of == nullptr || of->size() < core.section.size())) of = &core.section;
+  }
+  return of;
+}
+
 // Whose business what a command touches is: of the section that it stands in, or else of who has the register.
 Checker& responsible(std::vector<Checker>& checkers, std::string const& section, Touched const& touched) {
   for (Checker& one : checkers)
@@ -118,8 +131,7 @@ Record check_commands(std::vector<CommandsOf> const& cores, cdo::Commands const&
   std::string section;
   for (std::size_t at = 0; at < commands.size(); ++at) {
     if (auto const* const begun = std::get_if<cdo::Section>(&commands[at]))
-      for (CommandsOf const& core : cores)
-        if (core.section == begun->name) section = begun->name;
+      if (std::string const* const of = core_of(cores, begun->name)) section = *of;
     for (Touched const& touched : touched_by(commands[at]))
       if (!responsible(checkers, section, touched).carry_out({at, commands[at]}, touched)) return faults;
   }
