@@ -80,8 +80,10 @@ dirent const* next_entry(DIR* list) {
   return ::readdir(list);
 }
 
-std::string read_all(int file, std::string const& path, std::size_t most_bytes) {
+// `size` is what the file seems to have.
+std::string read_all(int file, std::string const& path, std::size_t most_bytes, std::size_t size = 0) {
   std::string bytes;
+  if (size > 0) bytes.resize(std::min(size, most_bytes) + 1);
   std::size_t filled = 0;
   for (;;) {
     if (filled == bytes.size()) bytes.resize(std::max<std::size_t>(4096, 2 * filled));
@@ -106,7 +108,7 @@ std::string read_file(std::string const& path, std::size_t most_bytes) {
   if (::fstat(file.number(), &status) != 0) fail(path, "cannot be looked up", errno);
   if (S_ISDIR(status.st_mode)) fail(path, "cannot be read", EISDIR);
   if (!S_ISREG(status.st_mode)) throw FileError(path + ": cannot be read: it is no regular file");
-  return read_all(file.number(), path, most_bytes);
+  return read_all(file.number(), path, most_bytes, static_cast<std::size_t>(status.st_size));
 }
 
 std::string read_input(std::string const& path, std::size_t most_bytes) {

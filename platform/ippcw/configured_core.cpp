@@ -69,6 +69,23 @@ bool is_dictionary(Configuration::Place place) {
   return std::find(all.begin(), all.end(), place.number) != all.end();
 }
 
+// The numbers of a core's parameters in the order of their names. Descriptions are kept while the process lives, so
+// each is put in order once.
+using Order = std::shared_ptr<std::vector<std::uint32_t> const>;
+Order order_of(std::shared_ptr<Core const> const& core) {
+  static auto& known = *new std::map<std::weak_ptr<Core const>, Order, std::owner_less<>>;
+  static auto& mutex = *new std::mutex;
+  const std::lock_guard lock(mutex);
+  if (const auto place = known.find(core); place != known.end()) return place->second;
+  std::vector<Parameter> const& all = core->parameters();
+  std::vector<std::uint32_t> order(all.size());
+  std::iota(order.begin(), order.end(), 0U);
+  std::sort(order.begin(), order.end(),
+            [&](std::uint32_t one, std::uint32_t other) { return all[one].name < all[other].name; });
+  std::erase_if(known, [](auto const& one) { return one.first.expired(); });
+  return known.emplace(core, std::make_shared<std::vector<std::uint32_t> const>(std::move(order))).first->second;
+}
+
 Parameter const& parameter_at(Configuration::Place place) {
   return place.configuration->core().parameters()[place.number];
 }
@@ -225,12 +242,15 @@ void ConfiguredCore::list(RawResult& result) const {
 
 void ConfiguredCore::list_locked(RawResult& result) const {
   kdi::cores::Instance const& instance = configuration_.instance();
-  for (std::uint32_t i = 0; i < core_->parameters().size(); ++i) {
+  const Order order = order_of(instance.shared_core());
+  auto place = result.begin();
+  for (const std::uint32_t i : *order) {
     Parameter const& parameter = core_->parameters()[i];
     StrVec range = instance.range(i);
     // A check box whose range is empty is told by models as one without a value.
     if (range.empty() && parameter.widget == Widget::checkbox) range = {"0", "1"};
-    RawResult::mapped_type& row = result[parameter.name];  // filled in place, since there are thousands
+    place = result.try_emplace(place, parameter.name);
+    RawResult::mapped_type& row = place->second;  // filled in place, since there are thousands
     row.assign(kListed, StrVec());
     row[0].push_back(configuration_.value(i));
     row[1] = std::move(range);
@@ -241,14 +261,11 @@ void ConfiguredCore::list_locked(RawResult& result) const {
 
 std::vector<ConfiguredCore::Row> ConfiguredCore::rows() const {
   std::vector<Parameter> const& all = core_->parameters();
-  std::vector<std::uint32_t> order(all.size());
-  std::iota(order.begin(), order.end(), 0U);
-  std::sort(order.begin(), order.end(),
-            [&](std::uint32_t one, std::uint32_t other) { return all[one].name < all[other].name; });
+  const Order order = order_of(configuration_.instance().shared_core());
   std::vector<Row> rows;
   rows.reserve(all.size());
   const std::lock_guard lock(mutex_);
-  for (const std::uint32_t i : order)
+  for (const std::uint32_t i : *order)
     rows.push_back({all[i].name, configuration_.value(i), configuration_.instance().is_enabled(i)});
   return rows;
 }

@@ -403,6 +403,8 @@ bool Instance::is_enabled(std::uint32_t parameter) const {
 }
 
 std::vector<std::string> Instance::range(std::uint32_t parameter) const {
+  Parameter const& described = core_->parameters()[parameter];
+  if (!described.range && !described.limits && described.type == Type(Kind::text)) return described.values;
   std::vector<std::string> texts;
   for (Value const& value : permitted(parameter)) texts.push_back(value_text(value));
   return texts;
