@@ -14,6 +14,7 @@ namespace eval build {
   variable jobs
   variable tests    ;# for each label, the tests from the shortest to the longest
   variable changed {}
+  variable is_inside_tests 0  ;# whether test programs may hold a part of the last mutant, being linked with its object
 
   proc prepare {root where number_of_jobs labels} {
     variable folder [file normalize $where]
@@ -165,7 +166,11 @@ namespace eval build {
   proc try {mutant area} {
     variable folder
     variable changed
+    variable is_inside_tests
+    set label [dict get $area label]
+    set is_header [expr {[file extension [dict get $mutant file]] eq ".h"}]
     restore
+    if {$is_header && $is_inside_tests} { make tests_$label; set is_inside_tests 0 }
     set changed [file join $folder source [dict get $mutant file]]
     set sources [mutation::read_file $changed]
     # A place may be an insertion, in front of first.
@@ -173,14 +178,14 @@ namespace eval build {
     set behind [string range $sources [dict get $mutant last]+1 end]
     variable original [content $changed]
     write $changed [encoding convertto utf-8 $before[dict get $mutant text]$behind]
-    set label [dict get $area label]
     # A header is in most tests as well. They are compiled anew only if what they find without that is not enough.
-    if {[file extension $changed] eq ".h"} {
+    if {$is_header} {
       if {[catch { make [dict get $area product] }]} { return refused }
       if {![objects_differ]} { return same }
       set verdict [judge $label]
       if {$verdict ne "survived"} { return $verdict }
     }
+    set is_inside_tests 1
     if {[catch { make tests_$label }]} { return refused }
     if {![objects_differ]} { return same }
     return [judge $label]

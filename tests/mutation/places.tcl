@@ -1,7 +1,7 @@
 # The places of a C++ source at which something can be changed.
 #
 # A place is a dictionary: operator (the kind of change), first and last (the characters replaced), text (what replaces
-# them), line, and the whole line as it was and as it becomes (old, new). Comments, texts and lines of the preprocessor
+# them); complete adds line, and the whole line as it was and as it becomes (old, new). Comments, texts and lines of the preprocessor
 # are left alone. The sources are laid out by clang-format, so a blank on both sides tells < from a template's.
 
 namespace eval mutation {
@@ -88,22 +88,25 @@ namespace eval mutation {
       foreach place [concat [swaps_at $text $word $first $last] [constants_at $words $kind $word $first $last] \
                        [conditions_at $text $tokens $words $pairs $i] [statements_at $tokens $words $pairs $i] \
                        [returns_at $tokens $words $pairs $i] [arguments_at $text $tokens $words $pairs $i]] {
-        lappend found [complete $text {*}$place]
+        lassign $place operator from to replacement
+        lappend found [dict create operator $operator first $from last $to text $replacement]
       }
     }
     return $found
   }
 
-  # Adds the line, before and after, to a change.
-  proc complete {text operator first last replacement} {
+  # Adds the line, before and after, to a place in a text: for the few that are tried, since it takes most of the time.
+  proc complete {text place} {
+    set first [dict get $place first]
+    set last [dict get $place last]
     set begin [expr {[string last \n $text $first-1] + 1}]
     set end [string first \n $text [expr {max($first, $last)}]]
     if {$end < 0} { set end [string length $text] }
     set old [string range $text $begin $end-1]
-    set new [string range $text $begin $first-1]$replacement[string range $text $last+1 $end-1]
+    set new [string range $text $begin $first-1][dict get $place text][string range $text $last+1 $end-1]
     set squeeze {x { regsub -all {\s+} $x " " }}
-    dict create operator $operator first $first last $last text $replacement old [apply $squeeze $old] \
-      new [apply $squeeze $new] line [expr {[regexp -all \n [string range $text 0 $begin-1]] + 1}]
+    dict merge $place [list old [apply $squeeze $old] new [apply $squeeze $new] \
+      line [expr {[regexp -all \n [string range $text 0 $begin-1]] + 1}]]
   }
 
   proc swaps_at {text word first last} {

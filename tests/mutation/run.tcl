@@ -1,6 +1,6 @@
 # Changes the product in one place at a time and sees whether a test notices.
 #
-#   tclsh tests/mutation/run.tcl ?-count 100? ?-seed 1? ?-areas {fec tiler solver frame ...}? ?-operators LIST?
+#   tclsh tests/mutation/run.tcl ?-count 100? ?-seed 1? ?-areas {fec tiler solver frame}? ?-operators LIST?
 #                                ?-files GLOB? ?-all? ?-list? ?-build FOLDER? ?-jobs 2?
 #
 # A mutant is a copy of the sources with one operator, constant, condition, argument order or statement changed. It is
@@ -16,7 +16,8 @@ set root [file normalize [file join [file dirname [info script]] .. ..]]
 source [file join $root tests mutation places.tcl]
 source [file join $root tests mutation build.tcl]
 
-# Where mutants are made, the library that they are in, and the label of the tests that have to notice them.
+# Where mutants are made (in the first four unless others are chosen), the library that they are in, and the label of the
+# tests that have to notice them.
 set areas {
   fec    {product kdi_iptasks label fec      files shared/ip/tcltasks/fec/*}
   tiler  {product kdi_bmg     label bmg      files platform/bmg/*}
@@ -33,7 +34,7 @@ set areas {
 }
 set bar 95
 
-array set option [list -count 100 -seed 1 -areas [dict keys $areas] -operators [mutation::operators] -files * -all 0 \
+array set option [list -count 100 -seed 1 -areas [lrange [dict keys $areas] 0 3] -operators [mutation::operators] -files * -all 0 \
   -list 0 -build [file join $root build mutants] -jobs 2]
 for {set i 0} {$i < [llength $argv]} {incr i} {
   set name [lindex $argv $i]
@@ -58,7 +59,7 @@ proc read_equivalents {path} {
   return $reasons
 }
 
-# A mutant is a place (see places.tcl) with its file and area.
+# A mutant is a place (see places.tcl) with its file and area, completed once it is looked at.
 proc places_of_area {area} {
   global areas option root
   set found {}
@@ -70,6 +71,11 @@ proc places_of_area {area} {
     }
   }
   return $found
+}
+
+proc completed {mutant} {
+  global root
+  return [mutation::complete [mutation::read_file [file join $root [dict get $mutant file]]] $mutant]
 }
 
 # Counts a mutant in the table: for each file and operator, those noticed and all.
@@ -97,7 +103,7 @@ proc draw {} {
     set at [expr {int(rand() * [llength $places])}]
     set mutant [lindex $places $at]
     if {[llength $places] == 1} { dict unset left $area $operator } else { dict set left $area $operator [lreplace $places $at $at] }
-    return $mutant
+    return [completed $mutant]
   }
 }
 
@@ -114,7 +120,7 @@ foreach area $option(-areas) {
   }
 }
 if {$option(-list)} {
-  foreach mutant $order { log "[where $mutant]\n[diff $mutant]" }
+  foreach mutant [lmap place $order { completed $place }] { log "[where $mutant]\n[diff $mutant]" }
   log "[llength $order] places"
   exit 0
 }
@@ -128,7 +134,10 @@ set redrawn [dict create refused 0 same 0 equivalent 0]
 set table [dict create]
 set survivors {}
 while {$option(-all) || $tried < $option(-count)} {
-  if {$option(-all)} { set order [lassign $order mutant] } else { set mutant [draw] }
+  if {$option(-all)} {
+    set order [lassign $order mutant]
+    if {$mutant ne {}} { set mutant [completed $mutant] }
+  } else { set mutant [draw] }
   if {$mutant eq {}} break
   if {[dict exists $equivalents [identity $mutant]]} { dict incr redrawn equivalent; continue }
   set started [clock milliseconds]
