@@ -187,6 +187,7 @@ OptionMap SerialPlan::parameters() const {
   for (auto const& [strobe, nibbles] : captured())
     for (std::string const& nibble : nibbles) map["STROBE_" + nibble] = strobe;
   std::vector<std::string> numbers;
+  numbers.reserve(banks.size());
   for (const int bank : banks) numbers.push_back(std::to_string(bank));
   map["NUM_BANKS"] = std::to_string(banks.size());
   map["BANKS"] = text::joined(numbers, ",");

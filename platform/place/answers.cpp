@@ -58,6 +58,7 @@ OptionMap strobe_map(std::map<std::string, std::vector<std::string>> const& stro
 
 std::string numbers(std::vector<int> const& values) {
   std::vector<std::string> words;
+  words.reserve(values.size());
   for (const int value : values) words.push_back(std::to_string(value));
   return text::joined(words, ",");
 }

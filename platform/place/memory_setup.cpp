@@ -182,6 +182,7 @@ class Reader {
       });
     if (has(widths, made_.data_width)) return;
     std::vector<std::string> words;
+    words.reserve(widths.size());
     for (const int one : widths) words.push_back(std::to_string(one));
     refuse("DATA_WIDTH", std::to_string(made_.data_width) + " is none of " + text::joined(words, ", "));
   }

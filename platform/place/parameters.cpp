@@ -24,6 +24,7 @@ std::set<int> banks_of(PortPads const& pads, planning::Layout const& layout) {
 
 std::string numbers(std::set<int> const& banks) {
   std::vector<std::string> words;
+  words.reserve(banks.size());
   for (const int bank : banks) words.push_back(std::to_string(bank));
   return text::joined(words, ",");
 }
