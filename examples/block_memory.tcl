@@ -11,7 +11,9 @@ namespace eval bmg {
   variable version v8_4
   # Up to so many primitives are drawn one by one; a larger grid is drawn as a whole.
   variable mostTiles 2000
-  variable colours {9 #f2cf7e 18 #8fc1a9 36 #8aa9d6}
+  # By size, and the wider the shape the fuller.
+  variable colours {9 #f2bf4e 18 #6fb193 36 #6a90cc}
+  variable shades {1 0.25 2 0.35 4 0.45 9 0.6 18 0.75 36 0.9 72 1}
 
   # The five figures of the memory that `words` describe, as a dictionary.
   proc figures {words} {
@@ -26,9 +28,19 @@ namespace eval bmg {
 
   proc escape {text} { string map {& &amp; < &lt; > &gt; \" &quot;} $text }
 
-  proc rect {x y width height colour text} {
-    format {<rect x="%.2f" y="%.2f" width="%.2f" height="%.2f" fill="%s" stroke="#444" stroke-width="0.6"><title>%s</title></rect>} \
-      $x $y $width $height $colour [escape $text]
+  # How a shape (4096x4) of some kilobits is filled.
+  proc fill {kilobits shape} {
+    variable colours
+    variable shades
+    set width [lindex [split $shape x] 1]
+    return [format {fill="%s" fill-opacity="%s"} \
+      [expr {[dict exists $colours $kilobits] ? [dict get $colours $kilobits] : "#cccccc"}] \
+      [expr {[dict exists $shades $width] ? [dict get $shades $width] : 1}]]
+  }
+
+  proc rect {x y width height fill text} {
+    format {<rect x="%.2f" y="%.2f" width="%.2f" height="%.2f" %s stroke="#444" stroke-width="0.6"><title>%s</title></rect>} \
+      $x $y $width $height $fill [escape $text]
   }
 
   # The name of a shape on its rectangle, where there is room for it.
@@ -51,7 +63,6 @@ namespace eval bmg {
   # A drawing of `tiling` (bmgtools::tiling): bits from left to right, rows from top to bottom; `notes` stand at its foot.
   proc svg {tiling title notes} {
     variable mostTiles
-    variable colours
     set left 70
     set top 60
     set across [expr {820.0 / [dict get $tiling width]}]
@@ -60,7 +71,7 @@ namespace eval bmg {
     set legend {}
     foreach run [dict get $tiling runs] {
       dict with run {
-        set colour [expr {[dict exists $colours $kilobits] ? [dict get $colours $kilobits] : "#cccccc"}]
+        set fill [fill $kilobits $shape]
         set depth [lindex [split $shape x] 0]
         set lastBit [expr {$first_bit + $bits}]
         set lastRow [expr {$first_row + $rows}]
@@ -81,7 +92,7 @@ namespace eval bmg {
             set endRow [expr {min($row + $stepRows, $lastRow)}]
             set place [list [expr {$left + $bit * $across}] [expr {$top + $row * $down}] \
               [expr {($endBit - $bit) * $across}] [expr {($endRow - $row) * $down}]]
-            lappend shapes [rect {*}$place $colour \
+            lappend shapes [rect {*}$place $fill \
               "$name: bits $bit to [expr {$endBit - 1}], rows $row to [expr {$endRow - 1}]"]
             if {[set text [label {*}$place $label]] ne ""} { lappend shapes $text }
           }
@@ -92,8 +103,7 @@ namespace eval bmg {
     dict for {name count} $legend {
       set size [lindex [split [lindex [split $name ,] 1]] 1]
       set y [expr {$top + 560 + 22 * [llength $lines]}]
-      set colour [expr {[dict exists $colours $size] ? [dict get $colours $size] : "#cccccc"}]
-      lappend lines "[rect $left $y 14 14 $colour $name]<text x=\"[expr {$left + 22}]\" y=\"[expr {$y + 12}]\">$count of $name</text>"
+      lappend lines "[rect $left $y 14 14 [fill $size [lindex [split $name ,] 0]] $name]<text x=\"[expr {$left + 22}]\" y=\"[expr {$y + 12}]\">$count of $name</text>"
     }
     set y [expr {$top + 575 + 22 * [llength $lines]}]
     foreach note $notes {

@@ -9,6 +9,7 @@ load [file join [libraries::folder] libkdi_memtools.so]
 
 namespace eval memory_interface {
   proc write {path text} {
+    file mkdir [file dirname $path]
     set file [open $path w]
     fconfigure $file -encoding utf-8 -translation lf
     puts -nonewline $file $text

@@ -16,4 +16,15 @@ inline std::string escaped(std::string_view text) {
   return all;
 }
 
+/// The first lines of a picture on white: as large as it is drawn, or as wide as the window is.
+inline std::string opening(int width, int height, int font_size) {
+  const std::string w = number(width), h = number(height);
+  return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + w + "\" height=\"" + h + "\" viewBox=\"0 0 " + w + " " +
+         h + "\" style=\"max-width:100%;height:auto\" font-family=\"sans-serif\" font-size=\"" + number(font_size) +
+         "\">\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n";
+}
+
+/// The last line of a picture of where things are on a part.
+constexpr char kOfAModel[] = "Pads, banks and limits are those of the part's model; nothing is measured.";
+
 }  // namespace svg

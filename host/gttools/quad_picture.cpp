@@ -14,7 +14,7 @@ namespace {
 
 using namespace kdi::gt;
 
-constexpr int kLaneX = 20, kPllX = 330, kReferenceX = 600, kBoxWidth = 190, kBoxHeight = 56, kStep = 76, kTop = 60;
+constexpr int kLaneX = 20, kPllX = 330, kReferenceX = 640, kBoxWidth = 220, kBoxHeight = 74, kStep = 92, kTop = 60;
 
 using svg::escaped;
 using svg::number;
@@ -31,6 +31,13 @@ std::string box(int x, int y, char const* fill, Texts const& texts) {
 
 std::string in_mhz(std::optional<Fraction> const& clock) {
   return clock ? kdi::number::general(nearest_double(*clock), 9) + " MHz" : std::string();
+}
+
+// Of one quad of the design, and of one of its rates where it has several.
+std::string title_of(Design const& design, int quad, std::size_t rate) {
+  return design.kind->name + " quad " + number(design.quad_numbers[static_cast<std::size_t>(quad)]) +
+         (design.part.empty() ? ", of any part" : " of " + design.part) +
+         (design.rates() > 1 ? ", rate " + std::to_string(rate) : "");
 }
 
 std::string line(int x1, int y1, int x2, int y2) {
@@ -72,30 +79,32 @@ std::string quad_picture(Design const& design, int quad, std::size_t rate) {
       const int y = kTop + row++ * kStep;
       lanes +=
           box(kLaneX, y, "#e8f0ff",
-              {direction + number(design.lanes[i].number) + ", channel " + number(place.channel),
-               exact_text(lane.real_gbps) + " Gb/s " + lane.modulation->name + ", D " + number(setting.output_divide),
-               "clock out " + in_mhz(output_clock(*design.kind, lane))});
-      std::string feedback = "M " + number(setting.reference_divide) + ", N " + std::to_string(setting.feedback);
-      if (setting.numerator != 0)
-        feedback += " + " + std::to_string(setting.numerator) + "/2^" + number(pll.fraction_bits);
-      const int at_pll =
-          plls.middle(name, {name, feedback, "VCO " + in_mhz(vco_mhz_of(*design.kind, setting, lane.reference_mhz))});
-      const int at_reference = references.middle(reference, {"reference", reference});
-      lines += line(kLaneX + kBoxWidth, y + kBoxHeight / 2, kPllX, at_pll);
-      lines += line(kPllX + kBoxWidth, at_pll, kReferenceX, at_reference);
+              {
+        direction + number(design.lanes[i].number) + ", channel " + number(place.channel),
+            exact_text(lane.real_gbps) + " Gb/s " + lane.modulation->name + ", D " + number(setting.output_divide),
+            "as wanted, exactly",  // else the lanes would not be packed "clock out " +
+                                   // in_mhz(output_clock(*design.kind, lane))});
+            std::string feedback = "M " + number(setting.reference_divide) + ", N " + std::to_string(setting.feedback);
+        if (setting.numerator != 0)
+          feedback += " + " + std::to_string(setting.numerator) + "/2^" + number(pll.fraction_bits);
+        const int at_pll =
+            plls.middle(name, {name, feedback, "VCO " + in_mhz(vco_mhz_of(*design.kind, setting, lane.reference_mhz))});
+        const int at_reference = references.middle(reference, {"reference", reference});
+        lines += line(kLaneX + kBoxWidth, y + kBoxHeight / 2, kPllX, at_pll);
+        lines += line(kPllX + kBoxWidth, at_pll, kReferenceX, at_reference);
     }
+    }
+    const int height = kTop + std::max({row, static_cast<int>(plls.texts.size()), 1}) * kStep;
+    std::string picture = svg::opening(kReferenceX + kBoxWidth + kLaneX, height + 30, 13) +
+                          "<text x=\"20\" y=\"30\" font-size=\"16\">" + escaped(title_of(design, quad, rate)) +
+                          "</text>\n" + lines + lanes;
+    for (auto const& [column, fill] : {std::pair(&plls, "#fff2d8"), std::pair(&references, "#e4f6e4")})
+      for (std::size_t i = 0; i < column->texts.size(); ++i)
+        picture += box(column->x, kTop + static_cast<int>(i) * kStep, fill, column->texts[i]);
+    return picture + "<text x=\"20\" y=\"" + number(height + 12) +
+           "\" fill=\"#555\">Rates and clocks follow from the settings; limits are those of a model, and nothing is "
+           "measured."
+           "</text>\n</svg>\n";
   }
-  const int height = kTop + std::max({row, static_cast<int>(plls.texts.size()), 1}) * kStep;
-  std::string picture =
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"820\" height=\"" + number(height) +
-      "\" font-family=\"sans-serif\" font-size=\"13\">\n<text x=\"20\" y=\"30\" font-size=\"16\">" +
-      escaped(design.kind->name + " quad " + number(design.quad_numbers[static_cast<std::size_t>(quad)]) + ", rate " +
-              std::to_string(rate)) +
-      "</text>\n" + lines + lanes;
-  for (auto const& [column, fill] : {std::pair(&plls, "#fff2d8"), std::pair(&references, "#e4f6e4")})
-    for (std::size_t i = 0; i < column->texts.size(); ++i)
-      picture += box(column->x, kTop + static_cast<int>(i) * kStep, fill, column->texts[i]);
-  return picture + "</svg>\n";
-}
 
 }  // namespace gttools

@@ -13,7 +13,7 @@ namespace {
 using kdi::place::PlanOnPads;
 using kdi::planning::Layout;
 
-constexpr int kMargin = 20, kTop = 78, kLabel = 62, kPad = 100, kRow = 30, kBox = 24, kGap = 34;
+constexpr int kMargin = 20, kTop = 78, kLabel = 62, kPad = 100, kRow = 30, kBox = 24, kGap = 44, kLeast = 560;
 constexpr std::size_t kLettersOfPad = 13;
 constexpr char kFree[] = "#f4f4f4", kOther[] = "#d9d9d9";
 // Light enough for text, and told apart in grey as well as may be; more strobes begin anew.
@@ -49,19 +49,16 @@ class Painter {
     std::set<int> banks;
     for (auto const& [port, pad] : plan_.pads) banks.insert(layout_.bank_of_pad(pad));
     std::string body;
-    int x = kMargin, bottom = kTop;
+    int y = kTop, widest = kLeast;
     for (const int bank : banks) {
-      const auto [drawn, width, height] = bank_at(x, bank);
+      const auto [drawn, width, height] = bank_at(y, bank);
       body += drawn;
-      x += width + kGap;
-      bottom = std::max(bottom, kTop + height);
+      y += height + kGap;
+      widest = std::max(widest, width);
     }
-    body += legend(bottom + 26);
-    const int width = std::max(x - kGap + kMargin, 420);
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + number(width) + "\" height=\"" + number(bottom + 44) +
-           "\" viewBox=\"0 0 " + number(width) + " " + number(bottom + 44) +
-           "\" font-family=\"sans-serif\" font-size=\"11\">\n<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n" +
-           words(kMargin, 30, title, " font-size=\"16\"") + body + "</svg>\n";
+    body += legend(y) + words(kMargin, y + 26, svg::kOfAModel, " fill=\"#555\"");
+    return svg::opening(widest + 2 * kMargin, y + 44, 11) + words(kMargin, 30, title, " font-size=\"16\"") + body +
+           "</svg>\n";
   }
 
  private:
@@ -70,9 +67,10 @@ class Painter {
     int width, height;
   };
 
-  Drawn bank_at(int x, int bank) const {
+  Drawn bank_at(int y, int bank) const {
     kdi::planning::PlacedBank const& of = layout_.banks[static_cast<std::size_t>(bank)];
-    std::string text = words(x, kTop - 14, "bank " + number(of.number) + " (" + of.kind + ")", " font-weight=\"bold\"");
+    std::string text =
+        words(kMargin, y - 14, "bank " + number(of.number) + " (" + of.kind + ")", " font-weight=\"bold\"");
     std::string before;
     int row = -1, column = 0, widest = 0;
     for (int lane = of.first; lane < of.first + of.lanes; ++lane) {
@@ -82,10 +80,10 @@ class Painter {
         if (nibble != before) {
           ++row, column = 0;
           before = nibble;
-          text +=
-              words(x, kTop + row * kRow + 16, at.name + " " + nibble.substr(nibble.find('_') + 1), " fill=\"#555\"");
+          text += words(kMargin, y + row * kRow + 16, at.name + " " + nibble.substr(nibble.find('_') + 1),
+                        " fill=\"#555\"");
         }
-        text += pad_at(x + kLabel + column * kPad, kTop + row * kRow, pad, nibble);
+        text += pad_at(kMargin + kLabel + column * kPad, y + row * kRow, pad, nibble);
         widest = std::max(widest, column + 1);
       }
     }

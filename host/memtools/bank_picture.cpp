@@ -82,10 +82,10 @@ class Picture {
       height = std::max(height, bottom);
     }
     const int width = std::max(x, kLeft + 6 * 170);
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + number(width) + "\" height=\"" + number(height) +
-           "\" font-family=\"sans-serif\">\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n" +
-           text_at(kLeft, 24, 16, title_) + legend() + text_at(kLeft + 5 * 170, 45, 11, "blue rim: strobe site") +
-           text_at(kLeft + 5 * 170, 63, 11, "red rim: clock site") + body_ + "</svg>\n";
+    return svg::opening(width, height + kHead, 11) + text_at(kLeft, 24, 16, title_) + legend() +
+           text_at(kLeft + 5 * 170, 45, 11, "blue rim: strobe site") +
+           text_at(kLeft + 5 * 170, 63, 11, "red rim: clock site") + body_ +
+           text_at(kLeft, height + 8, 11, svg::kOfAModel, " fill=\"#555\"") + "</svg>\n";
   }
 
  private:

@@ -151,7 +151,8 @@ Tcl_Obj* banks_command(tcl::Words words) {
 std::string picture_command(tcl::Words words) {
   const Question question = question_of(words, 2);
   planning::InterfaceRequest const& asked = question.design.wanted.interface;
-  return bank_picture(asked.part.name + ", " + std::to_string(asked.width) + " bits, on " + question.design.part->name,
+  return bank_picture(asked.part.name + ", " + std::to_string(asked.width) + " bits at " +
+                          std::to_string(question.design.wanted.rate_mbps) + " Mb/s, on " + question.design.part->name,
                       {{&question.request(), pads_or_refusal(question)}});
 }
 
