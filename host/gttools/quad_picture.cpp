@@ -79,32 +79,31 @@ std::string quad_picture(Design const& design, int quad, std::size_t rate) {
       const int y = kTop + row++ * kStep;
       lanes +=
           box(kLaneX, y, "#e8f0ff",
-              {
-        direction + number(design.lanes[i].number) + ", channel " + number(place.channel),
-            exact_text(lane.real_gbps) + " Gb/s " + lane.modulation->name + ", D " + number(setting.output_divide),
-            "as wanted, exactly",  // else the lanes would not be packed "clock out " +
-                                   // in_mhz(output_clock(*design.kind, lane))});
-            std::string feedback = "M " + number(setting.reference_divide) + ", N " + std::to_string(setting.feedback);
-        if (setting.numerator != 0)
-          feedback += " + " + std::to_string(setting.numerator) + "/2^" + number(pll.fraction_bits);
-        const int at_pll =
-            plls.middle(name, {name, feedback, "VCO " + in_mhz(vco_mhz_of(*design.kind, setting, lane.reference_mhz))});
-        const int at_reference = references.middle(reference, {"reference", reference});
-        lines += line(kLaneX + kBoxWidth, y + kBoxHeight / 2, kPllX, at_pll);
-        lines += line(kPllX + kBoxWidth, at_pll, kReferenceX, at_reference);
+              {direction + number(design.lanes[i].number) + ", channel " + number(place.channel),
+               exact_text(lane.real_gbps) + " Gb/s " + lane.modulation->name + ", D " + number(setting.output_divide),
+               "as wanted, exactly",  // else the lanes would not be packed
+               "clock out " + in_mhz(output_clock(*design.kind, lane))});
+      std::string feedback = "M " + number(setting.reference_divide) + ", N " + std::to_string(setting.feedback);
+      if (setting.numerator != 0)
+        feedback += " + " + std::to_string(setting.numerator) + "/2^" + number(pll.fraction_bits);
+      const int at_pll =
+          plls.middle(name, {name, feedback, "VCO " + in_mhz(vco_mhz_of(*design.kind, setting, lane.reference_mhz))});
+      const int at_reference = references.middle(reference, {"reference", reference});
+      lines += line(kLaneX + kBoxWidth, y + kBoxHeight / 2, kPllX, at_pll);
+      lines += line(kPllX + kBoxWidth, at_pll, kReferenceX, at_reference);
     }
-    }
-    const int height = kTop + std::max({row, static_cast<int>(plls.texts.size()), 1}) * kStep;
-    std::string picture = svg::opening(kReferenceX + kBoxWidth + kLaneX, height + 30, 13) +
-                          "<text x=\"20\" y=\"30\" font-size=\"16\">" + escaped(title_of(design, quad, rate)) +
-                          "</text>\n" + lines + lanes;
-    for (auto const& [column, fill] : {std::pair(&plls, "#fff2d8"), std::pair(&references, "#e4f6e4")})
-      for (std::size_t i = 0; i < column->texts.size(); ++i)
-        picture += box(column->x, kTop + static_cast<int>(i) * kStep, fill, column->texts[i]);
-    return picture + "<text x=\"20\" y=\"" + number(height + 12) +
-           "\" fill=\"#555\">Rates and clocks follow from the settings; limits are those of a model, and nothing is "
-           "measured."
-           "</text>\n</svg>\n";
   }
+  const int height = kTop + std::max({row, static_cast<int>(plls.texts.size()), 1}) * kStep;
+  std::string picture = svg::opening(kReferenceX + kBoxWidth + kLaneX, height + 30, 13) +
+                        "<text x=\"20\" y=\"30\" font-size=\"16\">" + escaped(title_of(design, quad, rate)) +
+                        "</text>\n" + lines + lanes;
+  for (auto const& [column, fill] : {std::pair(&plls, "#fff2d8"), std::pair(&references, "#e4f6e4")})
+    for (std::size_t i = 0; i < column->texts.size(); ++i)
+      picture += box(column->x, kTop + static_cast<int>(i) * kStep, fill, column->texts[i]);
+  return picture + "<text x=\"20\" y=\"" + number(height + 12) +
+         "\" fill=\"#555\">Rates and clocks follow from the settings; limits are those of a model, and nothing is "
+         "measured."
+         "</text>\n</svg>\n";
+}
 
 }  // namespace gttools
