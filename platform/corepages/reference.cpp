@@ -149,9 +149,13 @@ class Page {
   std::string sub_cores() const {
     if (core_.sub_cores().empty()) return "";
     std::string text = "## Cores within\n\n| Name | Core |\n|---|---|\n";
-    for (cores::SubCore const& one : core_.sub_cores())
-      text += "| " + plain(one.name) + " | [" + plain(one.core) + " " + plain(one.version) + "](" + one.core + "-" +
-              one.version + ".md) |\n";
+    for (cores::SubCore const& one : core_.sub_cores()) {
+      std::string links;
+      for (cores::SubCore::Described const& may_be : kinds_of(one))
+        links += (links.empty() ? "[" : ", or [") + plain(may_be.core) + " " + plain(may_be.version) + "](" +
+                 may_be.core + "-" + may_be.version + ".md)";
+      text += "| " + plain(one.name) + " | " + links + " |\n";
+    }
     return text + "\n";
   }
 
@@ -159,11 +163,20 @@ class Page {
     if (core_.composites().empty()) return "";
     std::string text = "## Texts that hold parameters\n\n| Text | All values | Members |\n|---|---|---|\n";
     for (cores::Composite const& one : core_.composites())
-      text += "| " + entries_.link(one.parameter) + " | " + entries_.link(one.internal) + " | " +
-              (one.sub_core.empty() ? std::to_string(one.members.size()) + " parameters"
-                                    : "all of " + plain(one.sub_core)) +
-              " |\n";
+      text +=
+          "| " + entries_.link(one.parameter) + " | " + entries_.link(one.internal) + " | " + members_of(one) + " |\n";
     return text + "\n";
+  }
+
+  static std::string members_of(cores::Composite const& one) {
+    const std::string own = std::to_string(one.members.size()) + " parameters";
+    if (one.sub_core.empty()) return own;
+    return (one.members.empty() ? "" : own + ", and ") + "all of " + plain(one.sub_core);
+  }
+
+  // What it may be, by device.
+  static std::vector<cores::SubCore::Described> kinds_of(cores::SubCore const& one) {
+    return one.first_of.empty() ? std::vector<cores::SubCore::Described>{{one.core, one.version}} : one.first_of;
   }
 
   std::string settings(std::vector<cores::PresetValue> const& all) const {

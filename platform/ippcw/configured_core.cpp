@@ -140,8 +140,13 @@ ConfiguredCore::~ConfiguredCore() = default;
 
 std::vector<kdi::cores::SubCore> ConfiguredCore::sub_cores() const {
   std::vector<kdi::cores::SubCore> there;
-  for (kdi::cores::SubCore const& sub : core_->sub_cores())
-    if (configuration_.sub_core(sub.name) != nullptr) there.push_back(sub);
+  for (kdi::cores::SubCore const& sub : core_->sub_cores()) {
+    Configuration const* const one = configuration_.sub_core(sub.name);
+    if (one == nullptr) continue;
+    there.push_back(sub);
+    there.back().core = one->core().name();
+    there.back().version = one->core().version();
+  }
   return there;
 }
 
@@ -482,9 +487,10 @@ std::string text_named(std::string const& name, OutputCore const& core) {
 
 }  // namespace
 
-// The core, or its sub-cores where the device has some.
+// The core and its sub-cores. A wizard that is no processing system itself has nothing besides these.
 std::vector<OutputCore> ConfiguredCore::output_cores(std::string const& instance_name) {
   std::vector<OutputCore> cores;
+  if (core_->clocks() != nullptr) cores.push_back({configuration_, part_, instance_name, region_});
   for (kdi::cores::SubCore const& sub : sub_cores())
     cores.push_back({*configuration_.sub_core(sub.name), part_, instance_name + "_" + sub.name, sub.region});
   if (cores.empty()) cores.push_back({configuration_, part_, instance_name, region_});

@@ -216,6 +216,29 @@ TEST(Composites, AnInternalTextShowsAllValues) {
   EXPECT_EQ(other.value("ALL"), "P_A0 6");
 }
 
+// What was read may be given back: nothing is given that was not, and what a disabled member was given stays.
+TEST(Composites, AnInternalTextThatWasReadChangesNothing) {
+  Made made;
+  made.set({{"P_A0", "1"}, {"P_A1", "7"}, {"P_T1", "x"}, {"P_T0", "kept"}, {"P_A2", "99"}});
+  const std::string before = made.state(), text = made.value("ALL_INTERNAL");
+  EXPECT_EQ(made.set({{"ALL_INTERNAL", text}}), std::vector<std::string>());
+  EXPECT_EQ(made.state(), before);
+  EXPECT_EQ(made.value("ALL"), "P_A0 1 P_A1 7 P_A2 99 P_T0 kept P_T1 x");
+  // One value of it changed, one no longer named, one that is its default now.
+  const auto change = [&](std::string const& from, std::string const& to) {
+    std::string changed = text;
+    changed.replace(changed.find(from), from.size(), to);
+    made.set({{"ALL_INTERNAL", changed}});
+  };
+  change("P_A1 7", "P_A1 8");
+  EXPECT_EQ(made.value("ALL"), "P_A0 1 P_A1 8 P_A2 99 P_T0 kept P_T1 x");
+  change("P_A1 7 ", "");
+  EXPECT_EQ(made.value("ALL"), "P_A0 1 P_A2 99 P_T0 kept P_T1 x");
+  made.set({{"P_A1", "7"}});
+  change("P_A1 7", "P_A1 1");
+  EXPECT_EQ(made.value("ALL"), "P_A0 1 P_A2 99 P_T0 kept P_T1 x");
+}
+
 // Members at random, some out of range and some with characters that lists have to quote.
 std::vector<std::pair<std::string, std::string>> random_members(std::mt19937& random) {
   std::map<std::string, std::string> members;
@@ -302,6 +325,73 @@ TEST(SubCores, AreConfiguredThroughTheirTexts) {
   EXPECT_EQ(whole.value(at("ALL").number), "");
 }
 
+// A text with members of the core's own and all of a sub-core's: what both have they are given both, whichever way.
+TEST(SubCores, ShareATextWithTheCoresOwn) {
+  const auto twin = [](std::string const& name, std::string const&) {
+    return Core::parse(R"({"format": 1, "core": ")" + name + R"(", "version": "2.0", "parameters": [)" +
+                           parameter("P_A0", "integer", "1", R"(, "limits": ["0", "9"])") + "," +
+                           parameter("I_A", "integer", "1",
+                                     R"(, "range": "[0, P_A0)"
+                                     R"( + 5]")") +
+                           "]}",
+                       "inner.json");
+  };
+  const auto core = Core::parse(
+      description(R"({"name": "ALL", "internal": "ALL_INTERNAL", "starts_with": ["P_A"], "sub_core": "inner_0"})",
+                  R"(, "sub_cores": [{"name": "inner_0", "core": "inner", "version": "2.0"}])"),
+      "made.json");
+  Configuration whole(core, {}, twin);
+  const auto set = [&](std::vector<std::pair<char const*, char const*>> const& values) {
+    std::vector<std::pair<Configuration::Place, std::string>> placed;
+    for (auto const& [name, value] : values) placed.emplace_back(whole.find(name).value(), value);
+    return whole.set(placed);
+  };
+  const auto value = [&](char const* name) { return whole.value(whole.find(name).value().number); };
+  Configuration& inner = *whole.sub_core("inner_0");
+  set({{"P_A0", "4"}});
+  EXPECT_EQ(inner.value(0), "4");
+  EXPECT_EQ(value("ALL"), "P_A0 4");
+  set({{"ALL", "I_A 9 P_A0 5 P_A1 3"}});
+  EXPECT_EQ(inner.value(0) + inner.value(1) + value("P_A0") + value("P_A1"), "5953");
+  whole.set({{{&inner, 0}, "6"}});
+  EXPECT_EQ(value("P_A0"), "6");
+  EXPECT_EQ(value("ALL"), "I_A 9 P_A0 6 P_A1 3");
+  EXPECT_EQ(value("ALL_INTERNAL"), "I_A 9 P_A0 6 P_A1 3 P_A2 1 P_A3 1 P_A4 1 P_A5 1 P_A6 1 P_A7 1");
+  EXPECT_EQ(set({{"ALL_INTERNAL", value("ALL_INTERNAL").c_str()}}), std::vector<std::string>());
+  const auto copy = whole.copy();
+  copy->set({{copy->find("P_A0").value(), "7"}});
+  EXPECT_EQ(copy->sub_core("inner_0")->value(0), "7");
+  EXPECT_EQ(inner.value(0), "6");
+  set({{"ALL", "P_A1 3"}});
+  EXPECT_EQ(inner.value(0) + value("P_A0") + value("P_A1"), "113");
+  EXPECT_FALSE(inner.instance().given(0));
+}
+
+TEST(SubCores, MayBeAnotherOnAnotherDevice) {
+  const auto named = [](std::string const& name, std::string const& version) {
+    return Core::parse(R"({"format": 1, "core": ")" + name + R"(", "version": ")" + version + R"(", "parameters": []})",
+                       "inner.json");
+  };
+  const auto core =
+      Core::parse(description(R"({"name": "ALL", "sub_core": "inner"})",
+                              R"(, "sub_cores": [{"name": "inner", "first_of": [)"
+                              R"({"core": "one", "version": "2.0"}, {"core": "two", "version": "1.0"}]}])"),
+                  "made.json");
+  const auto on = [&](Facts const& facts) -> std::string {
+    Configuration whole(core, facts, named);
+    const auto all = whole.find("ALL").value();
+    EXPECT_EQ(whole.value(all.number), "");
+    Configuration const* const inner = whole.sub_core("inner");
+    return inner == nullptr ? "none" : inner->core().name() + " " + inner->core().version();
+  };
+  EXPECT_EQ(on({}), "one 2.0");
+  EXPECT_EQ(on({{"slr.count", "1"}}), "one 2.0");
+  EXPECT_EQ(on({{"cores", "one two"}, {"core.one.versions", "2.0 3.0"}, {"core.two.versions", ""}}), "one 2.0");
+  EXPECT_EQ(on({{"cores", "one two"}, {"core.one.versions", "1.0"}, {"core.two.versions", ""}}), "two 1.0");
+  EXPECT_EQ(on({{"cores", "two"}, {"core.two.versions", "1.0"}}), "two 1.0");
+  EXPECT_EQ(on({{"cores", "three"}, {"core.three.versions", "1.0"}}), "none");
+}
+
 TEST(SubCores, HaveToBeThere) {
   const auto core = Core::parse(description(kOfSubCores, kSubCores), "made.json");
   const auto fault = [&](Configuration::Descriptions const& descriptions) -> std::string {
@@ -315,6 +405,27 @@ TEST(SubCores, HaveToBeThere) {
   EXPECT_EQ(fault(none), "made 1.0: its sub-core inner 2.0 has no description");
   EXPECT_EQ(fault([&](std::string const&, std::string const&) { return core; }),
             "made 1.0: sub-cores that are nested without end");
+}
+
+TEST(SubCores, SlipsAreToldWithTheirPlace) {
+  std::string many;
+  for (int i = 0; i <= 100; ++i) many += std::string(i == 0 ? "" : ", ") + R"({"core": "c", "version": "1"})";
+  const std::pair<std::string, char const*> slips[] = {
+      {R"("core": "c", "first_of": [{"core": "c", "version": "1"}])",
+       "made.json:1: sub_cores[0].core: expected no core beside first_of, found the text \"c\""},
+      {R"("version": "1", "first_of": [{"core": "c", "version": "1"}])",
+       "made.json:1: sub_cores[0].version: expected no version beside first_of, found the text \"1\""},
+      {R"("first_of": [])", "made.json:1: sub_cores[0].first_of: expected at least one core, found a list"},
+      {R"("first_of": [)" + many + "]", "made.json:1: sub_cores[0].first_of: expected at most 100 cores, found a list"},
+      {R"("first_of": [{"core": "c"}])",
+       "made.json:1: sub_cores[0].first_of[0]: expected a field \"version\", found none"},
+  };
+  for (auto const& [fields, expected] : slips) try {
+      Core::parse(description(kAll, R"(, "sub_cores": [{"name": "x", )" + fields + "}]"), "made.json");
+      ADD_FAILURE() << fields;
+    } catch (kdi::JsonError const& error) {
+      EXPECT_STREQ(error.what(), expected);
+    }
 }
 
 TEST(Composites, SlipsAreToldWithTheirPlace) {
@@ -337,7 +448,7 @@ TEST(Composites, SlipsAreToldWithTheirPlace) {
        "made.json:1: composites[0].internal: expected a parameter that holds the members of one composite, found the "
        "text \"ALL\""},
       {R"({"name": "ALL"})",
-       "made.json:1: composites[0]: expected one of sub_core, starts_with and members, found an object"},
+       "made.json:1: composites[0]: expected members, or starts_with and sub_core, found an object"},
       {R"({"name": "ALL", "sub_core": "x"})",
        "made.json:1: composites[0].sub_core: expected the name of a sub-core, found the text \"x\""},
       {R"({"name": "ALL", "starts_with": ["Q_"]})",

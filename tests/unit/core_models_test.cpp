@@ -597,7 +597,7 @@ TEST(Wizards, AnotherVersionMayHaveOtherCores) {
 }
 
 TEST(Wizards, TextAndMembersAreOneState) {
-  Configuration wizard(core_of("tavrel_cips", "3.4"), {}, nullptr);
+  Configuration wizard(core_of("tavrel_cips", "3.4"), {}, core_of);
   const auto give_one = [&](char const* name, char const* value) {
     wizard.set({{wizard.find(name).value(), value}}, Origin::user, Strength::ranges);
   };

@@ -12,6 +12,7 @@ namespace {
 constexpr int kMostRegions = 100;
 constexpr std::size_t kMostComposites = 100;
 constexpr std::size_t kMostSubCores = 100;
+constexpr std::size_t kMostKinds = 100;   // that a sub-core may be one of
 constexpr std::size_t kMostBegins = 100;  // of the names of members
 
 std::string name_of(CompositeDraft const& draft) { return text(draft.entry.member("name"), draft.places); }
@@ -75,8 +76,8 @@ Composite composite_of(CompositeDraft const& draft, Core const& core, std::set<s
   const auto sub_core = entry.find("sub_core");
   const auto starts = entry.find("starts_with");
   const auto members = entry.find("members");
-  if ((sub_core ? 1 : 0) + (starts ? 1 : 0) + (members ? 1 : 0) != 1)
-    entry.refuse("one of sub_core, starts_with and members");
+  if ((sub_core && members) || (starts && members) || (!sub_core && !starts && !members))
+    entry.refuse("members, or starts_with and sub_core");
   if (sub_core) {
     composite.sub_core = text(*sub_core, draft.places);
     auto const& all = core.sub_cores();
@@ -94,6 +95,28 @@ Composite composite_of(CompositeDraft const& draft, Core const& core, std::set<s
   if (std::adjacent_find(composite.members.begin(), composite.members.end(), same) != composite.members.end())
     members->refuse("members with keys of their own");
   return composite;
+}
+
+SubCore described_sub_core(JsonValue entry) {
+  SubCore added;
+  added.name = entry.member("name").text();
+  const auto first_of = entry.find("first_of");
+  if (!first_of) {
+    added.core = entry.member("core").text();
+    added.version = entry.member("version").text();
+    return added;
+  }
+  for (char const* const field : {"core", "version"})
+    if (const auto beside = entry.find(field)) beside->refuse("no " + std::string(field) + " beside first_of");
+  for (const JsonValue one : first_of->items()) {
+    one.allow_only({"core", "version"});
+    if (added.first_of.size() == kMostKinds) first_of->refuse("at most 100 cores");
+    added.first_of.push_back({one.member("core").text(), one.member("version").text()});
+  }
+  if (added.first_of.empty()) first_of->refuse("at least one core");
+  added.core = added.first_of.front().core;
+  added.version = added.first_of.front().version;
+  return added;
 }
 
 // One of a name that is there already takes its place.
@@ -119,8 +142,8 @@ void add_composites(JsonValue list, Places const& places, std::vector<CompositeD
 
 void add_sub_cores(JsonValue list, std::vector<SubCore>& sub_cores) {
   for (const JsonValue entry : list.items()) {
-    entry.allow_only({"name", "core", "version", "region"});
-    SubCore added{entry.member("name").text(), entry.member("core").text(), entry.member("version").text()};
+    entry.allow_only({"name", "core", "version", "region", "first_of"});
+    SubCore added = described_sub_core(entry);
     if (const auto region = entry.find("region")) added.region = static_cast<int>(region->integer(0, kMostRegions));
     if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
     const auto known = std::find_if(sub_cores.begin(), sub_cores.end(),

@@ -41,10 +41,34 @@ std::vector<std::pair<std::string, std::string>> pairs_of(std::string const& tex
   return pairs;
 }
 
+// Whether both texts are the same value of the parameter.
+bool is_same(Parameter const& parameter, std::string const& one, std::string const& other) {
+  if (one == other) return true;
+  const auto value = read_value(parameter.type, one);
+  return value && value_text(*value) == other;
+}
+
 // Without a device everything is.
 bool is_there(SubCore const& sub, Facts const& facts) {
   const auto count = facts.find("slr.count");
   return sub.region == 0 || count == facts.end() || sub.region < number::whole<int>(count->second).value_or(1);
+}
+
+// Whether the device has this version of the core.
+bool hosts(Facts const& facts, SubCore::Described const& one) {
+  const auto versions = facts.find("core." + one.core + ".versions");
+  if (versions == facts.end()) return false;
+  const auto all = text::words(versions->second);
+  return all.empty() || std::find(all.begin(), all.end(), one.version) != all.end();
+}
+
+// The core that it is on the device; none if the device has none of those that it may be.
+std::optional<SubCore::Described> described_on(SubCore const& sub, Facts const& facts) {
+  const SubCore::Described first{sub.core, sub.version};
+  if (sub.first_of.empty() || !facts.contains("cores")) return first;
+  const auto found = std::find_if(sub.first_of.begin(), sub.first_of.end(),
+                                  [&](SubCore::Described const& one) { return hosts(facts, one); });
+  return found == sub.first_of.end() ? std::nullopt : std::optional(*found);
 }
 
 std::string text_of(std::map<std::string, std::string> const& pairs) {
@@ -58,12 +82,18 @@ std::string text_of(std::map<std::string, std::string> const& pairs) {
 
 }  // namespace
 
-// A composite, whose members are parameters of `of`; without members, of a sub-core that the device does not have.
-struct Configuration::Held {
-  Composite const* composite;
+// Members of a composite that are parameters of one core.
+struct Configuration::Part {
   Configuration* of;
   std::map<std::string, std::uint32_t> members;  // by key
   std::map<std::uint32_t, std::string> keys;
+};
+
+// A composite; without parts, of a sub-core that the device does not have. Members of two parts with one key are given
+// the same.
+struct Configuration::Held {
+  Composite const* composite;
+  std::vector<Part> parts;
 };
 
 Configuration::Configuration(std::shared_ptr<Core const> core, Facts const& facts, Descriptions const& descriptions)
@@ -75,38 +105,48 @@ Configuration::Configuration(std::shared_ptr<Core const> core, Facts const& fact
   const std::string name = this->core().name() + " " + this->core().version();
   if (sub_core_depth > kDeepestSubCores) throw std::runtime_error(name + ": sub-cores that are nested without end");
   for (SubCore const& sub : this->core().sub_cores()) {
-    if (!is_there(sub, facts)) continue;
-    auto description = descriptions(sub.core, sub.version);
+    const auto described = is_there(sub, facts) ? described_on(sub, facts) : std::nullopt;
+    if (!described) continue;
+    auto description = descriptions(described->core, described->version);
     if (description == nullptr)
-      throw std::runtime_error(name + ": its sub-core " + sub.core + " " + sub.version + " has no description");
+      throw std::runtime_error(name + ": its sub-core " + described->core + " " + described->version +
+                               " has no description");
     sub_cores_.emplace_back(sub.name, std::make_unique<Configuration>(std::move(description), facts, descriptions));
   }
   for (Composite const& composite : this->core().composites()) {
-    Configuration* const of = composite.sub_core.empty() ? this : sub_core(composite.sub_core);
-    Held held{&composite, of == nullptr ? this : of, {}, {}};
-    if (of == nullptr) {
-      held_.push_back(std::make_unique<Held>(std::move(held)));
-      continue;
-    }
-    for (Composite::Member const& member : composite.members) {
-      const auto told = facts.find(member.key_word);
-      if (!member.key_word.empty() && told == facts.end()) continue;
-      held.members.emplace(member.key_word.empty() ? member.key : told->second, member.parameter);
-    }
-    Core const& other = held.of->core();
-    for (std::uint32_t i = 0; !composite.sub_core.empty() && i < other.parameters().size(); ++i)
-      if (other.is_settable(i) && held.of->is_single(i)) held.members.emplace(other.parameters()[i].name, i);
-    for (auto const& [key, number] : held.members) held.keys.emplace(number, key);
+    Held held{&composite, {}};
+    if (!composite.members.empty()) held.parts.push_back(own_members(composite, facts));
+    Configuration* const sub = composite.sub_core.empty() ? nullptr : sub_core(composite.sub_core);
+    if (sub != nullptr) held.parts.push_back(all_members(*sub));
+    for (Part& part : held.parts)
+      for (auto const& [key, number] : part.members) part.keys.emplace(number, key);
     held_.push_back(std::make_unique<Held>(std::move(held)));
   }
+}
+
+Configuration::Part Configuration::own_members(Composite const& composite, Facts const& facts) {
+  Part part{this, {}, {}};
+  for (Composite::Member const& member : composite.members) {
+    const auto told = facts.find(member.key_word);
+    if (!member.key_word.empty() && told == facts.end()) continue;
+    part.members.emplace(member.key_word.empty() ? member.key : told->second, member.parameter);
+  }
+  return part;
+}
+
+Configuration::Part Configuration::all_members(Configuration& of) {
+  Part part{&of, {}, {}};
+  Core const& core = of.core();
+  for (std::uint32_t i = 0; i < core.parameters().size(); ++i)
+    if (core.is_settable(i) && of.is_single(i)) part.members.emplace(core.parameters()[i].name, i);
+  return part;
 }
 
 Configuration::Configuration(Configuration const& other) : instance_(other.instance_), refused_(other.refused_) {
   for (auto const& [name, sub] : other.sub_cores_) sub_cores_.emplace_back(name, sub->copy());
   for (auto const& held : other.held_) {
     held_.push_back(std::make_unique<Held>(*held));
-    Configuration* const of = sub_core(held->composite->sub_core);
-    held_.back()->of = of == nullptr ? this : of;
+    for (Part& part : held_.back()->parts) part.of = part.of == &other ? this : sub_core(held->composite->sub_core);
   }
 }
 
@@ -166,9 +206,11 @@ std::vector<std::string> Configuration::set(std::vector<std::pair<Place, std::st
         place.configuration->give_text(*held, text, internal, from, moved);
   std::map<Configuration*, Values> plain;
   for (auto const& [place, text] : values)
-    if (place.configuration->is_single(place.number)) plain[place.configuration].emplace_back(place.number, text);
-  for (auto const& [configuration, all] : plain)
-    configuration->add(configuration->instance_.set(all, from, Strength::values), moved);
+    for (Place const& one : same_as(place))
+      if (one.configuration->is_single(one.number)) plain[one.configuration].emplace_back(one.number, text);
+  for (Configuration* const one : all_of_it())
+    if (const auto given = plain.find(one); given != plain.end())
+      one->add(one->instance_.set(given->second, from, Strength::values), moved);
   const std::vector<std::string> rest = compute(strength);
   moved.insert(moved.end(), rest.begin(), rest.end());
   std::vector<std::string> each;
@@ -176,6 +218,28 @@ std::vector<std::string> Configuration::set(std::vector<std::pair<Place, std::st
   for (std::string& name : moved)
     if (seen.insert(name).second) each.push_back(std::move(name));
   return each;
+}
+
+// This one, then those within it.
+std::vector<Configuration*> Configuration::all_of_it() {
+  std::vector<Configuration*> all{this};
+  for (std::size_t i = 0; i < all.size(); ++i)
+    for (auto const& [name, sub] : all[i]->sub_cores_) all.push_back(sub.get());
+  return all;
+}
+
+// The parameter, and those that a text has under the same key.
+std::vector<Configuration::Place> Configuration::same_as(Place place) const {
+  std::vector<Place> same{place};
+  for (auto const& held : held_)
+    for (Part const& part : held->parts) {
+      const auto key = part.of == place.configuration ? part.keys.find(place.number) : part.keys.end();
+      if (key == part.keys.end()) continue;
+      for (Part const& other : held->parts)
+        if (const auto there = other.members.find(key->second); &other != &part && there != other.members.end())
+          same.push_back({other.of, there->second});
+    }
+  return same;
 }
 
 std::optional<std::vector<std::string>> Configuration::set_named(std::vector<Preset> const& all, std::string_view name,
@@ -249,63 +313,125 @@ std::optional<std::string> Configuration::fault(Held const& held, std::string co
   }
   if (depth == kDeepestTexts) return std::nullopt;
   for (auto const& [key, value] : pairs_of(text))
-    if (Held const* const within = held_within(held, key))
-      if (const auto inner = held.of->fault(*within, value, depth + 1)) return "in " + key + ": " + *inner;
+    for (Part const& part : held.parts)
+      if (Held const* const within = held_within(held, part, key))
+        if (const auto inner = part.of->fault(*within, value, depth + 1)) return "in " + key + ": " + *inner;
   return std::nullopt;
 }
 
 // The composite that is named in the text of another one, whose members are members there; null for any other key.
-Configuration::Held* Configuration::held_within(Held const& held, std::string const& key) const {
-  if (held.members.empty() || held.members.contains(key)) return nullptr;
-  const auto place = held.of->find(key);
-  if (!place || place->configuration != held.of || held.keys.contains(place->number)) return nullptr;
-  Held* const within = held.of->held_by(place->number, false);
+Configuration::Held* Configuration::held_within(Held const& held, Part const& part, std::string const& key) const {
+  if (part.members.contains(key)) return nullptr;
+  const auto place = part.of->find(key);
+  if (!place || place->configuration != part.of || part.keys.contains(place->number)) return nullptr;
+  Held* const within = part.of->held_by(place->number, false);
   return within == &held ? nullptr : within;
 }
 
-// What a text says of its members, and beside. A key may also be a member's older name, or that of a composite whose
-// members are members here too.
-void Configuration::read_members(Held const& held, std::string const& text,
-                                 std::map<std::uint32_t, std::string>& members,
+// The member that has the key, or had it as an older name.
+std::optional<std::uint32_t> Configuration::member_of(Part const& part, std::string const& key) {
+  const auto known = part.members.find(key);
+  if (known != part.members.end()) return known->second;
+  const auto place = part.of->find(key);
+  const bool is_one = place && place->configuration == part.of && part.keys.contains(place->number);
+  return is_one ? std::optional(place->number) : std::nullopt;
+}
+
+// What a text says of its members, and beside. A key may also be that of a composite whose members are members here
+// too.
+void Configuration::read_members(Held const& held, std::string const& text, Members& members,
                                  std::map<std::string, std::string>& unknown, int depth) const {
   for (auto const& [key, value] : pairs_of(text)) {
-    const auto known = held.members.find(key);
-    if (known != held.members.end()) {
-      members.insert_or_assign(known->second, value);
-      continue;
+    bool is_known = false;
+    for (Part const& part : held.parts) {
+      Held const* const within = depth < kDeepestTexts ? held_within(held, part, key) : nullptr;
+      const auto number = within == nullptr ? member_of(part, key) : std::nullopt;
+      if (within != nullptr) part.of->read_members(*within, value, members, unknown, depth + 1);
+      if (number) members.insert_or_assign({part.of, *number}, value);
+      is_known |= within != nullptr || number;
     }
-    Held const* const within = depth < kDeepestTexts ? held_within(held, key) : nullptr;
-    if (within != nullptr) {
-      held.of->read_members(*within, value, members, unknown, depth + 1);
-      continue;
-    }
-    const auto place = held.of->find(key);
-    if (place && place->configuration == held.of && held.keys.contains(place->number))
-      members.insert_or_assign(place->number, value);
-    else
-      unknown.insert_or_assign(key, value);
+    if (!is_known) unknown.insert_or_assign(key, value);
   }
 }
 
 void Configuration::give_text(Held& held, std::string const& text, bool internal, Origin from,
                               std::vector<std::string>& moved) {
-  std::map<std::uint32_t, std::string> members;
+  Members members;
   std::map<std::string, std::string> unknown;
   read_members(held, text, members, unknown);
-  if (internal) unknown.clear();
+  if (internal) {
+    give_values(held, members, from, moved);
+    return;
+  }
   if (unknown != this->unknown(held)) keep_unknown(held, unknown, moved);
-  Instance& instance = held.of->instance_;
-  Values given;
-  std::vector<std::uint32_t> others;
-  for (auto const& [number, value] : members)
-    if (!internal || value != value_text(held.of->core().parameters()[number].default_value))
-      given.emplace_back(number, value);
-    else
-      others.push_back(number);
-  for (auto const& [number, key] : held.keys)
-    if (!members.contains(number) && instance.given(number)) others.push_back(number);
-  held.of->add(instance.take_back(others, Strength::values), moved);
-  held.of->add(instance.set(given, from, Strength::values), moved);
+  for (Part const& part : held.parts) {
+    Given given;
+    for (auto const& [number, key] : part.keys)
+      if (const auto named = members.find({part.of, number}); named != members.end())
+        given.values.emplace_back(number, named->second);
+      else if (part.of->instance_.given(number))
+        given.taken.push_back(number);
+    part.of->give(given, from, moved);
+  }
+}
+
+void Configuration::give(Given const& given, Origin from, std::vector<std::string>& moved) {
+  add(instance_.take_back(given.taken, Strength::values), moved);
+  add(instance_.set(given.values, from, Strength::values), moved);
+}
+
+// What an internal text does to a member: what is in effect anyway stays as it is, given or not, so that a text that
+// was read may be given back.
+Configuration::Fate Configuration::fate_of(std::uint32_t number, std::string const* named) const {
+  const auto shown = shown_in_internal(number);
+  if (named == nullptr) return shown && instance_.given(number) ? Fate::taken : Fate::stays;
+  Parameter const& parameter = core().parameters()[number];
+  if (shown && is_same(parameter, *named, *shown)) return Fate::stays;
+  return is_same(parameter, *named, value_text(parameter.default_value)) ? Fate::taken : Fate::given;
+}
+
+// The changes that an internal text makes of the members of a part, those of what searches find apart.
+void Configuration::give_values(Held const& held, Members const& members, Origin from,
+                                std::vector<std::string>& moved) {
+  std::map<std::string, Fate> fates;
+  for (Part const& part : held.parts)
+    for (auto const& [number, key] : part.keys) {
+      const auto named = members.find({part.of, number});
+      Fate& fate = fates.emplace(key, Fate::stays).first->second;
+      fate = std::max(fate, part.of->fate_of(number, named == members.end() ? nullptr : &named->second));
+    }
+  for (Part const& part : held.parts) {
+    Given given, searched;
+    const std::set<std::uint32_t> found = part.of->searched();
+    for (auto const& [number, key] : part.keys) {
+      const auto named = members.find({part.of, number});
+      Given& of = named != members.end() && found.contains(number) ? searched : given;
+      if (fates.at(key) == Fate::given)
+        of.values.emplace_back(number, named->second);
+      else if (fates.at(key) == Fate::taken)
+        of.taken.push_back(number);
+    }
+    part.of->give(given, from, moved);
+    part.of->give_unless_found(std::move(searched), from, moved);
+  }
+}
+
+// The parameters that searches may give.
+std::set<std::uint32_t> Configuration::searched() const {
+  std::set<std::uint32_t> all;
+  for (auto const& search : core().searches()) all.insert(search->writes.begin(), search->writes.end());
+  return all;
+}
+
+// What is not left to searches by all that is given besides, whatever this change has the strength for.
+void Configuration::give_unless_found(Given given, Origin from, std::vector<std::string>& moved) {
+  if (given.taken.empty() && given.values.empty()) return;
+  Instance all_done = instance_;
+  all_done.compute();
+  const auto is_found = [&](std::uint32_t number) { return all_done.origin(number) == Origin::search; };
+  std::erase_if(given.taken, is_found);
+  std::erase_if(given.values, [&](auto const& value) { return is_found(value.first); });
+  give(given, from, moved);
 }
 
 // ------------------------------------------------------------------------------------------------------------- texts
@@ -321,7 +447,7 @@ void Configuration::keep_unknown(Held const& held, std::map<std::string, std::st
 
 // What the text names beside members.
 std::map<std::string, std::string> Configuration::unknown(Held const& held) const {
-  std::map<std::uint32_t, std::string> members;
+  Members members;
   std::map<std::string, std::string> unknown;
   if (auto const& text = instance_.given(held.composite->parameter)) read_members(held, *text, members, unknown);
   return unknown;
@@ -329,18 +455,24 @@ std::map<std::string, std::string> Configuration::unknown(Held const& held) cons
 
 std::string Configuration::public_text(Held const& held) const {
   std::map<std::string, std::string> pairs = unknown(held);
-  for (auto const& [number, key] : held.keys)
-    if (auto const& given = held.of->instance_.given(number)) pairs.insert_or_assign(key, *given);
+  for (Part const& part : held.parts)
+    for (auto const& [number, key] : part.keys)
+      if (auto const& given = part.of->instance_.given(number)) pairs.insert_or_assign(key, *given);
   return text_of(pairs);
 }
 
 std::string Configuration::internal_text(Held const& held) const {
   std::map<std::string, std::string> pairs;
-  for (auto const& [number, key] : held.keys) {
-    const bool is_skipped = held.of->core().parameters()[number].skips && !held.of->instance_.is_enabled(number);
-    if (!is_skipped) pairs.emplace(key, held.of->instance_.value(number));
-  }
+  for (Part const& part : held.parts)
+    for (auto const& [number, key] : part.keys)
+      if (auto shown = part.of->shown_in_internal(number)) pairs.emplace(key, std::move(*shown));
   return text_of(pairs);
+}
+
+// Nothing while the parameter reads SKIP.
+std::optional<std::string> Configuration::shown_in_internal(std::uint32_t parameter) const {
+  const bool is_skipped = core().parameters()[parameter].skips && !instance_.is_enabled(parameter);
+  return is_skipped ? std::nullopt : std::optional(instance_.value(parameter));
 }
 
 // The instance has the texts as values of their parameters, so that rules and whoever asks it see them.

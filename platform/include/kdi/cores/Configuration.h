@@ -5,8 +5,11 @@
 // given to a member shows in the text. Texts are lists of keys and values as Tcl writes them, in the byte order of the
 // keys; a list of pairs between braces is taken as well. A key that is no member's is kept and told. A text that is no
 // list is refused with all that is given with it: nothing changes, and messages() says until the next change where the
-// text is broken. An internal text
-// shows all values in effect; given, its members are given what differs from their defaults.
+// text is broken. Members of the core and of its sub-core that a text has under one key are given the same.
+//
+// An internal text shows all values in effect. Given, it leaves what has the value anyway as it is, given or not, and
+// what searches find; what it does not name and would show is taken back, and so is what it says is the default. So a
+// text that was read and is given back changes nothing.
 //
 // Of the values that are given at once internal texts count first, then composite texts, then single parameters: so a
 // member that is named beside its text has the value that is given to it alone.
@@ -18,6 +21,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -84,27 +88,46 @@ class KDI_DOOR Configuration {
   std::vector<Due> own_messages();
 
  private:
+  struct Part;
   struct Held;
   std::optional<std::vector<std::string>> set_named(std::vector<Preset> const& all, std::string_view name, Origin from,
                                                     Strength strength);
   using Values = std::vector<std::pair<std::uint32_t, std::string>>;
   Configuration(Configuration const& other);
 
+  using Members = std::map<std::pair<Configuration*, std::uint32_t>, std::string>;
+  struct Given {
+    Values values;
+    std::vector<std::uint32_t> taken;  ///< back
+  };
+
+  Part own_members(Composite const& composite, Facts const& facts);
+  static Part all_members(Configuration& of);
   /// The composite that the parameter shows; null for a single parameter.
   Held* held_by(std::uint32_t parameter, bool internal) const;
   bool is_single(std::uint32_t parameter) const;
+  std::vector<Configuration*> all_of_it();
+  std::vector<Place> same_as(Place place) const;
   bool refuses(std::vector<std::pair<Place, std::string>> const& values);
   void forget_refused();
   std::optional<std::string> fault(Held const& held, std::string const& text, int depth = 0) const;
-  Held* held_within(Held const& held, std::string const& key) const;
+  Held* held_within(Held const& held, Part const& part, std::string const& key) const;
+  static std::optional<std::uint32_t> member_of(Part const& part, std::string const& key);
   std::map<std::string, std::string> unknown(Held const& held) const;
   void give_text(Held& held, std::string const& text, bool internal, Origin from, std::vector<std::string>& moved);
-  void read_members(Held const& held, std::string const& text, std::map<std::uint32_t, std::string>& members,
+  enum class Fate { stays, taken, given };
+  Fate fate_of(std::uint32_t number, std::string const* named) const;
+  std::set<std::uint32_t> searched() const;
+  void give_values(Held const& held, Members const& members, Origin from, std::vector<std::string>& moved);
+  void give_unless_found(Given given, Origin from, std::vector<std::string>& moved);
+  void give(Given const& given, Origin from, std::vector<std::string>& moved);
+  void read_members(Held const& held, std::string const& text, Members& members,
                     std::map<std::string, std::string>& unknown, int depth = 0) const;
   void keep_unknown(Held const& held, std::map<std::string, std::string> const& unknown,
                     std::vector<std::string>& moved);
   std::string public_text(Held const& held) const;
   std::string internal_text(Held const& held) const;
+  std::optional<std::string> shown_in_internal(std::uint32_t parameter) const;
   void show_texts(std::vector<std::string>& moved);
   void add(std::vector<std::uint32_t> const& numbers, std::vector<std::string>& moved) const;
   std::vector<std::string> compute(Strength strength);

@@ -86,9 +86,14 @@ struct Fact {
 
 /// A core within a core, configured as a part of it.
 struct SubCore {
+  struct Described {
+    std::string core, version;
+  };
   std::string name;  ///< within the core
   std::string core, version;
-  int region = 0;  ///< super logic region that it is of; a device with fewer does not have it
+  int region = 0;                   ///< super logic region that it is of; a device with fewer does not have it
+  std::vector<Described> first_of;  ///< it is the first of these that the device has, if there are any; without a
+                                    ///< device `core` and `version`, which are the first here
 };
 
 /// A text parameter that holds others: text and members are one state.
@@ -100,8 +105,8 @@ struct Composite {
   };
   std::uint32_t parameter;                ///< shows what is given
   std::optional<std::uint32_t> internal;  ///< shows all values in effect
-  std::string sub_core;                   ///< whose parameters the members are; empty: the core's own
-  std::vector<Member> members;            ///< by key; none for a sub-core, of which all parameters are members
+  std::string sub_core;                   ///< all parameters of which are members; may be empty
+  std::vector<Member> members;            ///< by key; the core's own
 };
 
 /// A value of a parameter, as a user would give it.
