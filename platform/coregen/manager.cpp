@@ -61,15 +61,18 @@ void Manager::loadMigPkgData(Model model, OptionMap const& options) {
   for (char const* const key : kSerialOptions)
     if (auto option = told.extract(key)) state->serial_options.insert(std::move(option));
   state->part = &part_of(required(options, kPart));
+  bool is_placed = told.contains("-memorypart");
   state->ask([&](Controller::State& made) {
-    required_setup(made.surroundings(), told, {});  // what does not fit together makes no instance
+    const Setup setup = required_setup(made.surroundings(), told, {});  // what does not fit together makes no instance
+    is_placed = is_placed && !setup.controller->hard;
     made.options = std::move(told);
   });
   state->seat = std::make_unique<planning::Seat>(*state->part);
   state->serial_seat = std::make_unique<planning::Seat>(*state->part);
-  // The one that is replaced makes room first; a controller whose memory is told is placed now, in order of loads.
+  // The one that is replaced makes room first; a controller whose memory is told is placed now, in order of loads. No
+  // refusal comes any more: the one that made room would stay, on pads that others may have.
   if (Controller* const before = instances_of(model).find(name)) before->state().leave();
-  if (state->options.contains("-memorypart")) pins_of(*state);
+  if (is_placed) pins_of(*state);
   if (!instances_of(model).put(name, made(model, std::move(state))))
     throw "instance " + text::shown(name) + " is one too many: there are " + std::to_string(kMostInstances);
 }
