@@ -6,6 +6,14 @@
 
 namespace kdi::cores {
 
+Due told_out_of_range(Instance const& instance, std::uint32_t parameter) {
+  Parameter const& described = instance.core().parameters()[parameter];
+  std::vector<std::string> range = instance.range(parameter);
+  if (range.empty() && described.widget == Widget::checkbox) range = {"0", "1"};
+  return {parameter, "range", Severity::error,
+          instance.core().out_of_range(described.name, instance.backup(parameter), text::joined(range, ","))};
+}
+
 std::optional<Value> Insight::evaluated(Rule const& rule) {
   try {
     return machine_.run(rule, instance_.cells_);
@@ -32,10 +40,7 @@ std::vector<Due> Insight::messages(std::uint32_t parameter) {
   for (std::uint32_t step = 0; step < core().steps().size(); ++step)
     if (!fault(step).empty() && is_of(core().steps()[step], parameter))
       due.push_back({parameter, "rule", Severity::error, described.name + ": " + fault(step)});
-  if (is_out_of_range(parameter))
-    due.push_back({parameter, "range", Severity::error,
-                   core().out_of_range(described.name, instance_.backup(parameter),
-                                       text::joined(instance_.range(parameter), ","))});
+  if (is_out_of_range(parameter)) due.push_back(told_out_of_range(instance_, parameter));
   instance_.add_findings(parameter, due);
   for (std::uint32_t m = 0; m < described.messages.size(); ++m) {
     if (!holds(parameter, m)) continue;

@@ -12,6 +12,9 @@
 
 namespace kdi::cores {
 
+/// What is said of a value that is out of range. A check box says what it takes although nothing limits it.
+Due told_out_of_range(Instance const& instance, std::uint32_t parameter);
+
 class Insight {
  public:
   explicit Insight(Instance const& instance) : instance_(instance), machine_(instance.machine_) {}

@@ -4,8 +4,8 @@
 #include <functional>
 #include <iterator>
 
-#include "kdi/common/KdiText.h"
 #include "platform/cores/reading/plan.h"
+#include "platform/cores/state/insight.h"
 
 namespace kdi::cores {
 namespace {
@@ -436,9 +436,7 @@ std::vector<Due> Instance::messages() {
     Parameter const& parameter = core_->parameters()[i];
     if (const auto faults = own.find(i); faults != own.end())
       std::move(faults->second.begin(), faults->second.end(), std::back_inserter(due));
-    if (is_out_of_range(i))
-      due.push_back(
-          {i, "range", Severity::error, core_->out_of_range(parameter.name, backup(i), text::joined(range(i), ","))});
+    if (is_out_of_range(i)) due.push_back(told_out_of_range(*this, i));
     add_findings(i, due);
     for (std::uint32_t m = 0; m < parameter.messages.size(); ++m)
       if (due_[parameter.first_message + m] != 0)
