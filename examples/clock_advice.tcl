@@ -64,6 +64,12 @@ proc show_ways {answer ppm} {
   if {$worst >= $ppm} return
   say "[string totitle [in_words [dict get $fewest count]]] ${name}s would do, off by [format %.3f $worst] ppm at\
     most: $groups; the part has [dict get $fewest available]."
+  # Fewer at the price of an error, as long as that is less than a single one's.
+  set several [dict remove $::question order jitter_ps jitter_ui tolerance]
+  for {set fewer [expr {[dict get $fewest count] - 1}]} {$fewer >= 2} {incr fewer -1} {
+    if {[catch { dict get [clocktools::fewest {*}$several at_most $fewer] tolerance_ppm } least] || $least >= $ppm} return
+    say "[string totitle [in_words $fewer]] would do within $least ppm."
+  }
 }
 
 if {[catch { clocktools::setting {*}$question } answer]} {

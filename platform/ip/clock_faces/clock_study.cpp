@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <optional>
 #include <span>
 #include <utility>
@@ -28,15 +29,15 @@ constexpr Word kPart = "part", kPrimitive = "primitive", kInput = "input", kSeco
                kOutputs = "outputs", kPhases = "phases", kDutyCycles = "duty_cycles", kPhy = "phy", kOrder = "order",
                kPrefer = "prefer", kBandwidth = "bandwidth", kFinePhase = "fine_phase", kWhole = "whole",
                kSpread = "spread", kInputJitter = "jitter_ps", kInputJitterUi = "jitter_ui", kTolerance = "tolerance",
-               kPhaseTolerance = "phase_tolerance", kDutyTolerance = "duty_tolerance";
+               kPhaseTolerance = "phase_tolerance", kDutyTolerance = "duty_tolerance", kAtMost = "at_most";
 constexpr std::array kWords = {kPart,           kPrimitive,     kInput,       kSecondInput,  kOutputs,
                                kPhases,         kDutyCycles,    kPhy,         kOrder,        kPrefer,
                                kBandwidth,      kFinePhase,     kWhole,       kSpread,       kTolerance,
                                kPhaseTolerance, kDutyTolerance, kInputJitter, kInputJitterUi};
 // Of a question for several primitives, each of which has one of the inputs and some of the outputs, in any order.
-constexpr std::array kFewestWords = {kPart,       kPrimitive, kInput,          kOutputs,      kPhases,
-                                     kDutyCycles, kPrefer,    kBandwidth,      kFinePhase,    kWhole,
-                                     kSpread,     kTolerance, kPhaseTolerance, kDutyTolerance};
+constexpr std::array kFewestWords = {kPart,       kPrimitive, kInput,          kOutputs,       kPhases,
+                                     kDutyCycles, kPrefer,    kBandwidth,      kFinePhase,     kWhole,
+                                     kSpread,     kTolerance, kPhaseTolerance, kDutyTolerance, kAtMost};
 
 struct Refusals {
   [[noreturn]] static void refuse(WordFault, std::string const& text) { throw Fault{text}; }
@@ -227,6 +228,15 @@ CoverRequest several_of(Words const& words) {
   return request;
 }
 
+std::size_t at_most_of(Words const& words) {
+  constexpr int kMost = 32;  // outputs, each on a primitive of its own
+  if (words.has(kTolerance)) Words::refuse(kAtMost, "the least tolerance is looked for: give one of the two");
+  const double number = words.number(kAtMost);
+  if (number != std::floor(number) || number < 1 || number > kMost)
+    Words::refuse(kAtMost, kdi::number::plain(number) + " is no number of 1 to " + std::to_string(kMost));
+  return static_cast<std::size_t>(number);
+}
+
 }  // namespace
 
 std::string study_setting(std::vector<std::string_view> const& words) {
@@ -259,6 +269,9 @@ std::string study_fewest(std::vector<std::string_view> const& words) {
     device::Part const& part = part_of(std::string(question.text(kPart)));
     device::ClockPrimitive const& data = primitive_of(part, question);
     CoverRequest request = several_of(question);
+    if (question.has(kAtMost))
+      return least_tolerance(solver_primitive(part, data, request.options.fine_phase), std::move(request),
+                             at_most_of(question), data.count);
     // Without a tolerance the nearest would do, and the nearest to a frequency beyond the limits is no answer.
     if (!request.options.tolerance)
       for (OutputRequest const& output : request.outputs)

@@ -88,7 +88,63 @@ std::string cover_dict(Primitive const& primitive, CoverRequest const& request, 
   return dict;
 }
 
+// Tolerances in the thousandths of a ppm in which questions give them.
+constexpr std::int64_t kTolerances = 1000000000;
+
+// What at most so many primitives make within a tolerance; the more it is, the more they make.
+class Within {
+ public:
+  Within(Primitive const& primitive, CoverRequest& request, std::size_t at_most)
+      : primitive_(primitive), request_(request), at_most_(at_most) {}
+
+  bool can(std::int64_t tolerance) {
+    request_.options.tolerance = Rational::of(tolerance, kTolerances);
+    Cover cover = minimal_primitives(primitive_, request_);
+    if (cover.groups.empty() || cover.groups.size() > at_most_) return false;
+    best_ = std::move(cover);
+    return true;
+  }
+  // What the last that could needs of its tolerance.
+  std::int64_t needed() const {
+    Rational worst = 0;
+    for (CoverGroup const& group : best_.groups) worst = std::max(worst, group.solution.worst_error);
+    const Int128 scaled = static_cast<Int128>(worst.num()) * kTolerances;
+    return static_cast<std::int64_t>((scaled + worst.den() - 1) / worst.den());
+  }
+  Cover const& best() const { return best_; }
+
+ private:
+  Primitive const& primitive_;
+  CoverRequest& request_;
+  std::size_t at_most_;
+  Cover best_;
+};
+
 }  // namespace
+
+std::string least_tolerance(Primitive const& primitive, CoverRequest request, std::size_t at_most, int available) {
+  if (request.outputs.size() > kExactCoverOutputs)
+    throw Fault{"the least tolerance is found for up to " + std::to_string(kExactCoverOutputs) + " outputs, not " +
+                std::to_string(request.outputs.size())};
+  Within within(primitive, request, at_most);
+  std::int64_t too_little = -1, enough = 0;
+  for (; !within.can(enough); enough = std::min(kTolerances, 8 * enough + 1)) {
+    too_little = enough;
+    if (enough == kTolerances)
+      throw Fault{"no tolerance lets " + std::to_string(at_most) + " of " + primitive.name + " make all outputs"};
+  }
+  enough = within.needed();
+  while (enough - too_little > 1) {
+    const std::int64_t middle = too_little + (enough - too_little) / 2;
+    if (within.can(middle))
+      enough = within.needed();
+    else
+      too_little = middle;
+  }
+  std::string dict;
+  put(dict, "tolerance_ppm", number::fixed(static_cast<double>(enough) / 1000, 3));
+  return dict + " " + cover_dict(primitive, request, within.best(), available);
+}
 
 std::string least_instances(Primitive const& primitive, CoverRequest request, int available) {
   // Before the errors are found one by one: how many clocks there may be is the engine's to say.

@@ -19,4 +19,9 @@ std::string least_instances(device::Part const& part, std::vector<double> const&
 /// within the tolerance of the request, or, if it has none, with no clock farther off than it has to be.
 std::string least_instances(Primitive const& primitive, CoverRequest request, int available);
 
+/// The other way round: the least tolerance, in thousandths of a ppm, within which `at_most` primitives make the
+/// outputs; the request's own does not matter. The dictionary begins with it, under `tolerance_ppm`. Up to
+/// kExactCoverOutputs outputs.
+std::string least_tolerance(Primitive const& primitive, CoverRequest request, std::size_t at_most, int available);
+
 }  // namespace kdi::clocking

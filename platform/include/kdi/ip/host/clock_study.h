@@ -55,8 +55,8 @@ KDI_DOOR std::string study_trade_offs(std::vector<std::string_view> const& words
 
 /// The fewest primitives that make all outputs within the tolerance, or, if the question has none, with no output
 /// farther off than it has to be on a primitive of its own. `input` is a list of inputs, each primitive running from
-/// one of them; there is no `second_input`, `phy` or `order`. Throws StudyFault, also where an output cannot be made at
-/// all.
+/// one of them; there is no `second_input`, `phy` or `order`. With `at_most`, a number, in place of the tolerance: the
+/// least tolerance within which so many primitives do. Throws StudyFault, also where an output cannot be made at all.
 KDI_DOOR std::string study_fewest(std::vector<std::string_view> const& words);
 
 }  // namespace kdi::clocking
