@@ -57,6 +57,13 @@ bool truth_of(std::string const& word) {
   return word == "true";
 }
 
+// A component's name stands in commands as it is: what would end a word there, or be carried out, is no part of one.
+void check_component(std::string const& name) {
+  constexpr std::string_view kActive = " \t\n\v\f\r\"$;[\\]{}";
+  if (name.find_first_of(kActive) != std::string::npos)
+    throw "component " + text::shown(name) + ": a name without blanks, quotes, brackets, braces, \\, $ and ;";
+}
+
 StrList pin_lines(PinPlan const& plan) {
   StrList lines;
   lines.reserve(plan.pads().size());
@@ -110,6 +117,7 @@ StrList reference_lines(PinPlan const& plan) {
 }
 
 StrList constraints(PinPlan const& plan, std::string const& component, Section section, bool internal_reference) {
+  check_component(component);
   StrList lines;
   if (section == Section::all || section == Section::pins) lines = append(std::move(lines), pin_lines(plan));
   if (section == Section::all || section == Section::clocks)
