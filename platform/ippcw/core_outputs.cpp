@@ -11,6 +11,7 @@
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Outputs.h"
 #include "kdi/ip/SystemPower.h"
+#include "kdi/ippcw/host/MonitorData.h"
 
 namespace hardip_eng {
 namespace {
@@ -229,45 +230,47 @@ std::vector<Measurement const*> measured(Configuration const& configuration) {
   return on;
 }
 
-std::string measurement_row(OutputCore const& core, Measurement const& one) {
+MonitorMeasurement measurement_of(OutputCore const& core, Measurement const& one) {
   std::vector<kdi::cores::Parameter> const& parameters = core.configuration.core().parameters();
-  std::string row = "{" + member("enabled", json_text(parameters[one.enabled].name));
+  MonitorMeasurement told{parameters[one.enabled].name, {}, {}};
   if (!one.parameters.empty())
     if (auto const* const supply = supply_of(monitor_of(core), core.configuration.value(one.parameters.front())))
-      row += ", " + member("supply", json_text(supply->name));
+      told.supply = supply->name;
   for (const std::uint32_t number : one.parameters)
-    row += ", " + member(parameters[number].name, json_text(core.configuration.value(number)));
-  return row + "}";
+    told.parameters.emplace_back(parameters[number].name, core.configuration.value(number));
+  return told;
 }
 
-std::vector<std::pair<std::string, std::string>> monitor_registers(kdi::cores::RegisterMap const& map,
-                                                                   RegisterImage const& image) {
-  std::vector<std::pair<std::string, std::string>> registers;
+std::vector<std::pair<std::string, std::uint32_t>> monitor_words(RegisterMap const& map, RegisterImage const& image) {
+  std::vector<std::pair<std::string, std::uint32_t>> words;
   for (std::uint32_t i = 0; i < map.registers().size(); ++i)
-    if (map.blocks()[map.registers()[i].block].name == kMonitorBlock)
-      registers.emplace_back(map.name(i), "0x" + kdi::number::hexadecimal(image.word(i), 8));
-  return registers;
+    if (map.blocks()[map.registers()[i].block].name == kMonitorBlock) words.emplace_back(map.name(i), image.word(i));
+  return words;
 }
 
-std::string monitor_json(OutputCore const& core, kdi::cores::RegisterMap const& map, RegisterImage const& image) {
-  std::vector<std::string> rows, dictionaries, registers;
-  for (Measurement const* const one : measured(core.configuration)) rows.push_back(measurement_row(core, *one));
-  for (const std::uint32_t number : core.configuration.core().presets().measurements.dictionaries)
-    dictionaries.push_back(
-        "{" + member(core.configuration.core().parameters()[number].name, json_text(core.configuration.value(number))) +
-        "}");
-  for (auto const& [name, word] : monitor_registers(map, image))
-    registers.push_back("{" + member("register", json_text(name)) + ", " + member("value", json_text(word)) + "}");
-  return head(core) + member("measurements", json_list(rows, "  ")) + ",\n  " +
-         member("dictionaries", json_list(dictionaries, "  ")) + ",\n  " +
-         member("registers", json_list(registers, "  ")) + "\n}\n";
+std::string monitor_json(OutputCore const& core, RegisterMap const& map, RegisterImage const& image) {
+  Configuration const& configuration = core.configuration;
+  MonitorData data{core.instance_name,
+                   configuration.core().name(),
+                   configuration.core().version(),
+                   core.part == nullptr ? "" : core.part->name,
+                   {},
+                   {},
+                   monitor_words(map, image)};
+  for (Measurement const* const one : measured(configuration)) data.measurements.push_back(measurement_of(core, *one));
+  for (const std::uint32_t number : configuration.core().presets().measurements.dictionaries)
+    data.dictionaries.emplace_back(configuration.core().parameters()[number].name, configuration.value(number));
+  return monitor_data_text(data);
 }
 
 }  // namespace
 
 std::vector<std::pair<std::string, std::string>> monitor_registers(OutputCore const& core) {
   const auto map = map_of(core);
-  return monitor_registers(*map, RegisterImage(*map, core.configuration.instance()));
+  std::vector<std::pair<std::string, std::string>> registers;
+  for (auto const& [name, word] : monitor_words(*map, RegisterImage(*map, core.configuration.instance())))
+    registers.emplace_back(name, "0x" + kdi::number::hexadecimal(word, 8));
+  return registers;
 }
 
 std::string monitor_json(OutputCore const& core) {
@@ -278,18 +281,17 @@ std::string monitor_json(OutputCore const& core) {
 // Measurements go round the sensors of their region, that of its monitor itself being the first.
 std::string satellites_csv(OutputCore const& core) {
   kdi::device::SystemMonitor const* const monitor = monitor_of(core);
-  std::string text = "satellite,measurement,number,supply,volts\n";
+  std::vector<SatelliteRow> rows;
   const std::size_t sensors = monitor == nullptr ? 1 : static_cast<std::size_t>(monitor->satellites) + 1;
   const std::size_t before = static_cast<std::size_t>(core.region) * sensors;
-  std::size_t at = 0;
   for (Measurement const* const one : measured(core.configuration)) {
     const std::string number = one->parameters.empty() ? "" : core.configuration.value(one->parameters.front());
     auto const* const supply = supply_of(monitor, number);
-    text += std::to_string(before + at++ % sensors) + "," + core.configuration.core().parameters()[one->enabled].name +
-            "," + number + "," + (supply == nullptr ? "" : supply->name) + "," +
-            (supply == nullptr ? "" : kdi::number::plain(supply->volts)) + "\n";
+    rows.push_back({static_cast<unsigned>(before + rows.size() % sensors),
+                    core.configuration.core().parameters()[one->enabled].name, number,
+                    supply == nullptr ? "" : supply->name, supply == nullptr ? "" : kdi::number::plain(supply->volts)});
   }
-  return text;
+  return satellites_text(rows);
 }
 
 // --- files

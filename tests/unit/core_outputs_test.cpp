@@ -16,7 +16,10 @@
 #include "kdi/ippcw/HICInst.h"
 #include "kdi/ippcw/HICInstOutputUtils.h"
 #include "kdi/ippcw/HardIP.h"
+#include "kdi/ippcw/host/CoreAccess.h"
+#include "kdi/ippcw/host/MonitorData.h"
 #include "tests/support/places.h"
+#include "tests/support/random.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -24,6 +27,10 @@ namespace {
 using hardip_eng::CdoBuffer;
 using hardip_eng::HardIPInterface;
 using hardip_eng::HardIPManager;
+using hardip_eng::MonitorData;
+using hardip_eng::MonitorMeasurement;
+using hardip_eng::SatelliteRow;
+using test_support::Random;
 
 class Outputs : public testing::Test {
  protected:
@@ -211,6 +218,153 @@ TEST_F(Outputs, ThatTheHardwareCannotHoldAreToldAndLeaveWhatStood) {
   EXPECT_EQ(kdi::list_directory(path).size(), 1U);
 }
 
+// The files of the monitor as their readers have them, beside what the configuration says.
+void expect_monitor(hardip_eng::ConfiguredAccess const& access, MonitorData const& data,
+                    std::vector<SatelliteRow> const& satellites) {
+  kdi::cores::Configuration const& configuration = access.configuration;
+  auto const& parameters = configuration.core().parameters();
+  const auto map = kdi::cores::RegisterMap::of(configuration.instance().shared_core());
+  const kdi::cores::RegisterImage image(*map, configuration.instance());
+  std::size_t on = 0;
+  for (kdi::cores::Measurement const& one : configuration.core().presets().measurements.all) {
+    if (configuration.value(one.enabled) != "1") continue;
+    ASSERT_LT(on, data.measurements.size());
+    MonitorMeasurement const& told = data.measurements[on];
+    EXPECT_EQ(told.enabled, parameters[one.enabled].name);
+    ASSERT_EQ(told.parameters.size(), one.parameters.size());
+    for (std::size_t i = 0; i < one.parameters.size(); ++i)
+      EXPECT_EQ(told.parameters[i],
+                std::pair(parameters[one.parameters[i]].name, configuration.value(one.parameters[i])));
+    ASSERT_LT(on, satellites.size());
+    EXPECT_EQ(satellites[on].measurement, told.enabled);
+    EXPECT_EQ(satellites[on].supply, told.supply);
+    EXPECT_EQ(satellites[on].number, configuration.value(one.parameters.at(0)));
+    ++on;
+  }
+  EXPECT_EQ(data.measurements.size(), on);
+  EXPECT_EQ(satellites.size(), on);
+  EXPECT_EQ(data.dictionaries.size(), configuration.core().presets().measurements.dictionaries.size());
+  EXPECT_FALSE(data.registers.empty());
+  for (auto const& [name, word] : data.registers) EXPECT_EQ(word, image.word(map->find(name).value())) << name;
+}
+
+TEST_F(Outputs, OfTheMonitorAreReadBackAsTheyWereWritten) {
+  Random random(5);
+  std::size_t seen = 0;
+  for (auto const& [name, version, part] :
+       {std::array{"pspmc", "1.4", "brvn1102-a625-2LHP-e-S"}, {"psxl", "1.0", "brvn3716-die-2LHP-e-S-es1"}}) {
+    core(name, version, part);
+    for (int round = 0; round < 10; ++round) {
+      HardIPInterface* const ps = core(name, version, part);
+      std::string path = scratch_.folder();
+      hardip_eng::access_core(context_, [&](hardip_eng::ConfiguredAccess const& access) {
+        std::vector<std::pair<kdi::cores::Configuration::Place, std::string>> values;
+        auto const& all = access.configuration.core().presets().measurements.all;
+        for (int i = 0; i < 6; ++i) {
+          kdi::cores::Measurement const& one = all[random.below(static_cast<unsigned>(all.size()))];
+          values.push_back({{&access.configuration, one.enabled}, random.one_in(4) ? "0" : "1"});
+        }
+        access.whole.set(values);
+      });
+      ParamMap none;
+      ps->writeDesignData(path, none);
+      const std::string front = std::string(name) == "psxl" ? "/i_" : "/";
+      const std::string json = kdi::read_file(path + front + "sysmon_data.json"),
+                        table = kdi::read_file(path + front + "sysmon_satellite.csv");
+      const std::vector<MonitorData> data = hardip_eng::read_monitor_data_text(json, "monitor");
+      const std::vector<SatelliteRow> rows = hardip_eng::read_satellites_text(table, "table");
+      ASSERT_EQ(data.size(), 1U);
+      EXPECT_EQ(hardip_eng::monitor_data_text(data[0]), json);
+      EXPECT_EQ(hardip_eng::satellites_text(rows), table);
+      EXPECT_EQ(data[0].part, part);
+      hardip_eng::access_core(
+          context_, [&](hardip_eng::ConfiguredAccess const& access) { expect_monitor(access, data[0], rows); });
+      seen += rows.size();
+    }
+    StrVec errors;
+    HardIPManager::getInstance()->deleteInstance(context_, errors);
+  }
+  EXPECT_GT(seen, 40U);
+}
+
+// A changed byte is told with its line, or what is read is written back equal.
+TEST(MonitorFiles, AreRefusedOrWrittenBackEqualAfterAnyChange) {
+  const MonitorData data{"i",
+                         "c",
+                         "1.0",
+                         "",
+                         {{"ON", "VCC", {{"A", "1"}, {"B", "x y"}}}, {"ALSO", "", {}}},
+                         {{"D", "{a 1}"}},
+                         {{"SYSMON.CONTROL", 0x12ab}}};
+  const std::vector<SatelliteRow> rows{{0, "ON", "7", "VCC", "0.7"}, {12, "ALSO", "", "", ""}};
+  const std::string json = hardip_eng::monitor_data_text(data), table = hardip_eng::satellites_text(rows);
+  EXPECT_EQ(hardip_eng::read_monitor_data_text(json, "m"), std::vector<MonitorData>{data});
+  EXPECT_EQ(hardip_eng::read_monitor_data_text("[" + json + "," + json + "]\n", "m"),
+            (std::vector<MonitorData>{data, data}));
+  EXPECT_EQ(hardip_eng::read_satellites_text(table, "t"), rows);
+  std::size_t refused = 0, taken = 0;
+  for (const char change : {' ', '0', '"', ',', '\n', '\x80'}) {
+    for (std::size_t at = 0; at < json.size(); ++at) try {
+        std::string changed = json;
+        changed[at] = change;
+        const std::vector<MonitorData> read = hardip_eng::read_monitor_data_text(changed, "m");
+        ASSERT_EQ(read.size(), 1U);
+        EXPECT_EQ(hardip_eng::read_monitor_data_text(hardip_eng::monitor_data_text(read[0]), "m"), read);
+        ++taken;
+      } catch (kdi::JsonError const& error) {
+        EXPECT_TRUE(std::string(error.what()).starts_with("m:")) << error.what();
+        ++refused;
+      }
+    for (std::size_t at = 0; at < table.size(); ++at) try {
+        std::string changed = table;
+        changed[at] = change;
+        const std::vector<SatelliteRow> read = hardip_eng::read_satellites_text(changed, "t");
+        EXPECT_EQ(hardip_eng::read_satellites_text(hardip_eng::satellites_text(read), "t"), read);
+        ++taken;
+      } catch (kdi::FileError const& error) {
+        EXPECT_TRUE(std::string(error.what()).starts_with("t:")) << error.what();
+        ++refused;
+      }
+  }
+  EXPECT_GT(refused, 1000U);
+  EXPECT_GT(taken, 100U);
+}
+
+TEST(MonitorFiles, AreToldWhenTheyAreNone) {
+  const auto told = [](auto const& read) -> std::string {
+    try {
+      read();
+    } catch (std::exception const& error) {
+      return error.what();
+    }
+    return "none";
+  };
+  const auto table = [&](std::string const& text) {
+    return told([&] { hardip_eng::read_satellites_text(text, "t"); });
+  };
+  const std::string heading = "satellite,measurement,number,supply,volts";
+  EXPECT_EQ(table(""), "t:1: expected the heading " + heading);
+  EXPECT_EQ(table("other\n"), "t:1: expected the heading " + heading);
+  EXPECT_EQ(table(heading), "t:1: the line does not end");
+  EXPECT_EQ(table(heading + "\n1,ON,2,V\n"), "t:2: 4 words where 5 are expected");
+  EXPECT_EQ(table(heading + "\nx,ON,2,V,1\n"), "t:2: \"x\" is no number of a sensor");
+  EXPECT_EQ(table(heading + "\n1,,2,V,1\n"), "t:2: no measurement");
+  EXPECT_EQ(table(heading + "\n1,ON,2,V,1V\n"), "t:2: \"1V\" is no voltage");
+  const std::string good =
+      hardip_eng::monitor_data_text({"i", "c", "1.0", "", {{"ON", "VCC", {}}}, {{"D", "x"}}, {{"R", 1}, {"S", 2}}});
+  const auto json = [&](std::string const& from, std::string const& to) {
+    std::string text = good;
+    text.replace(text.find(from), from.size(), to);
+    return told([&] { hardip_eng::read_monitor_data_text(text, "m"); });
+  };
+  EXPECT_EQ(json("\"VCC\"", "\"\""), "m:8: measurements[0].supply: expected the name of a supply, found the text \"\"");
+  EXPECT_EQ(json("{\"D\": \"x\"}", "{}"), "m:11: dictionaries[0]: expected one parameter, found an object");
+  EXPECT_EQ(json("\"S\"", "\"R\""),
+            "m:15: registers[1].register: expected a register that does not come twice, found the text \"R\"");
+  EXPECT_EQ(json("0x00000002", "0x2"),
+            "m:15: registers[1].value: expected 0x and eight hexadecimal digits, found the text \"0x2\"");
+}
+
 // Power as POWER_DATA tells it: sums by kind, and of each supply.
 struct PowerTold {
   explicit PowerTold(std::string const& text) : file(text, "POWER_DATA") {
@@ -318,21 +472,21 @@ double drawn_by_line(kdi::JsonValue standard) {
 }
 
 TEST(SystemPower, HasTheTerminationsOfAMemoryByItsStandard) {
-  for (auto const& [file, name] :
+  for (std::pair<char const*, char const*> const& one :
        {std::pair{"power/zorvan1.json", "zrv7030-c484-1-c"}, {"power/zorvan2.json", "zrv9010-f900-2-i"}}) {
-    const kdi::JsonFile data(places::data(file));
+    const kdi::JsonFile data(places::data(one.first));
     const kdi::JsonValue memory = data.root().member("systems").items()[0].member("memory");
     for (const kdi::JsonValue standard : memory.member("standards").members()) {
       ParamMap values{
           {"_DDR_ENABLE", "1"}, {"_DDR_TYPE", standard.name()}, {"_DDR_BUS_WIDTH", "32"}, {"_DDR_ECC", "0"}};
       const auto drawn = [&] {
-        const auto power = kdi::power::system_power(*kdi::device::find_part(name), {}, {},
+        const auto power = kdi::power::system_power(*kdi::device::find_part(one.second), {}, {},
                                                     [&](std::string const& end) { return values.at(end); });
         double milliwatts = 0;
-        for (kdi::power::SystemItem const& one : power->terminations) {
-          EXPECT_EQ(one.item, "Terminations of " + standard.name() + " (" + standard.member("standard").text() + ")");
-          EXPECT_EQ(one.supply, memory.member("supply").text());
-          milliwatts += one.milliwatts;
+        for (kdi::power::SystemItem const& item : power->terminations) {
+          EXPECT_EQ(item.item, "Terminations of " + standard.name() + " (" + standard.member("standard").text() + ")");
+          EXPECT_EQ(item.supply, memory.member("supply").text());
+          milliwatts += item.milliwatts;
         }
         return milliwatts;
       };
