@@ -50,6 +50,13 @@ Asked asked_by_maps(State const& state, MultiMap const& map) {
   return all;
 }
 
+Asked standing(State const& state, std::string const& kind, Asked what) {
+  std::optional<LastPlan> const& last = state.last_plan;
+  if (last && last->kind == kind && last->settings == what.settings && last->told == what.locations)
+    what.locations = read_locations(what.key, last->ports);
+  return what;
+}
+
 OptionMap strobe_map(std::map<std::string, std::vector<std::string>> const& strobes) {
   OptionMap map;
   for (auto const& [strobe, nibbles] : strobes) map[strobe] = text::joined(nibbles, " ");

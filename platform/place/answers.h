@@ -73,10 +73,20 @@ OptionMap clock_in_master(Plan const& made) {
           {"MASTER_BANK", std::to_string(master)}};
 }
 
-/// Keeps a plan for the operations that ask for the last one.
-template <class Plan>
-void keep(State& state, Asked const& what, Plan const& made) {
-  state.last_plan = LastPlan{what.interface, what.settings, locations(made)};
+/// What is asked again while its plan stands: the ports are where that has them, whoever has gone meanwhile.
+Asked standing(State const& state, std::string const& kind, Asked what);
+
+/// Plans by `make(what, pads of others)`, which gives a pointer, keeps what came out as the instance's, with its pads,
+/// and answers from it. Another thread may take pads of the device meanwhile; then it looks again.
+template <class Make, class Answer>
+auto plan_beside_others(State& state, std::string const& kind, Asked const& what, Make make, Answer answer) {
+  for (;;) {
+    planning::Occupancy::Seen seen = state.seat->others();
+    const auto made = make(standing(state, kind, what), std::move(seen.taken));
+    if (!state.seat->put(made->claims(), seen.version)) continue;
+    state.last_plan = LastPlan{what.interface, kind, what.settings, what.locations, locations(*made)};
+    return answer(*made);
+  }
 }
 
 }  // namespace kdi::place

@@ -14,26 +14,18 @@ namespace {
 
 using namespace kdi::place;
 
-// Plans, keeps what came out for the operations that ask for the last plan, and answers from it.
-template <class Answer>
-auto planned(I::State& state, SiteGroup group, Asked const& what, Answer answer) {
-  const BusPlan made(*state.part, group, what);
-  keep(state, what, made);
-  return answer(made);
-}
-
 template <class Answer>
 auto by_words(I::State& state, SiteGroup group, ParamMap const& params, Answer answer) {
   state.remember(params);
-  return state.ask([&](I::State& self) { return planned(self, group, asked(self, params), answer); });
+  return state.ask([&](I::State& self) { return plan_of_buses(self, group, asked(self, params), answer); });
 }
 template <class Answer>
 auto by_options(I::State& state, SiteGroup group, OptionMap const& options, Answer answer) {
-  return state.ask([&](I::State& self) { return planned(self, group, asked_by_options(self, options), answer); });
+  return state.ask([&](I::State& self) { return plan_of_buses(self, group, asked_by_options(self, options), answer); });
 }
 template <class Answer>
 auto by_maps(I::State& state, SiteGroup group, MultiMap const& map, Answer answer) {
-  return state.ask([&](I::State& self) { return planned(self, group, asked_by_maps(self, map), answer); });
+  return state.ask([&](I::State& self) { return plan_of_buses(self, group, asked_by_maps(self, map), answer); });
 }
 
 LastPlan const& last_plan(I::State const& state) {
@@ -59,7 +51,7 @@ OptionMap strobes_of_pins(I::State const& state, ParamMap const& pin_info) {
   const std::shared_ptr<kdi::planning::Layout const> layout = layout_of(*state.part);
   for (auto const& [port, pad] : pads_of(info, *layout, what.key))
     what.locations[port].word = layout->pads[static_cast<std::size_t>(pad)].name;
-  const BusPlan made(*state.part, SiteGroup::octad, what);
+  const BusPlan made(*state.part, SiteGroup::octad, what, state.seat->others().taken);
   for (auto const& [port, told] : made.pin_info())
     if (const auto given = info.find(port); given != info.end() && !(given->second == told))
       throw what.key + ": " + port + ": it is " + written(told) + " and not " + written(given->second);

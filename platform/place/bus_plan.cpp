@@ -237,12 +237,13 @@ char const* role_word(BusSignal::Role role) {
 
 }  // namespace
 
-BusPlan::BusPlan(device::Part const& part, SiteGroup group, Asked const& what)
+BusPlan::BusPlan(device::Part const& part, SiteGroup group, Asked const& what, std::vector<planning::TakenPad> taken)
     : layout_(layout_of(part)), nibbles_(planning::nibble_map(*layout_)) {
   Settings const& settings = what.settings;
   request_.layout = layout_.get();
   request_.nibbles = &nibbles_;
   request_.grade = part.speed->name;
+  request_.taken = std::move(taken);
   request_.banks = banks_for(nibbles_, *layout_, group, settings.numbers("BANKS"));
   request_.most_banks = settings.whole("MAX_BANKS");
   if (const int most = settings.whole("BANKS_IN_TRIPLET"); most > 0) request_.most_banks_of_triplet = most;
@@ -276,6 +277,15 @@ void BusPlan::place(Locations const& told, std::string const& key) {
   planning::BusResult result = planning::place_buses(request_, wanted_);
   if (!result.plan) throw "the ports cannot be placed: " + planning::reason_of(request_, *result.refutation);
   pads_ = std::move(result.plan->pad_of_signal);
+}
+
+std::vector<planning::TakenPad> BusPlan::claims() const {
+  std::vector<planning::TakenPad> claims;
+  for (std::size_t i = 0; i < pads_.size(); ++i) {
+    BusSignal const& signal = wanted_.signals[i];
+    claims.push_back({pads_[i], "another interface", signal.standard, signal.direction != "out", signal.bus >= 0, true});
+  }
+  return claims;
 }
 
 PortPads BusPlan::port_pads() const {

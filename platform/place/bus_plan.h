@@ -19,7 +19,8 @@ class BusPlan {
  public:
   /// The best plan with ports where `what` has them, which may be none or all. Throws a std::string for settings and
   /// ports that there are not, for places that break a rule, naming it, and where there is no plan, saying why.
-  BusPlan(device::Part const& part, SiteGroup group, Asked const& what);
+  /// `taken` are the pads of others.
+  BusPlan(device::Part const& part, SiteGroup group, Asked const& what, std::vector<planning::TakenPad> taken);
   BusPlan(BusPlan const&) = delete;
   BusPlan& operator=(BusPlan const&) = delete;
 
@@ -28,6 +29,8 @@ class BusPlan {
   planning::BusInterface const& interface() const { return wanted_; }
   std::vector<int> const& pads() const { return pads_; }
 
+  /// Its pads, as others have to know them.
+  std::vector<planning::TakenPad> claims() const;
   PortPads port_pads() const;
   std::string const& standard(std::string const& port) const;
   /// By strobe port, the positive one, the nibbles that it captures, in the order of hops.
@@ -53,6 +56,17 @@ class BusPlan {
   std::vector<int> slips_;  ///< by bus of the request: bits that the user asks for
   std::vector<int> pads_;
 };
+
+/// Plans buses for an instance, beside what others have, and answers from the plan.
+template <class Answer>
+auto plan_of_buses(State& state, SiteGroup group, Asked const& what, Answer answer) {
+  return plan_beside_others(
+      state, group == SiteGroup::nibble ? "nibbles" : "octads", what,
+      [&](Asked const& asked, std::vector<planning::TakenPad> taken) {
+        return std::make_unique<BusPlan const>(*state.part, group, asked, std::move(taken));
+      },
+      answer);
+}
 
 /// Ports of the buses that settings have, vectors as one.
 std::vector<CoreInterface> interfaces_of_buses(Settings const& settings);

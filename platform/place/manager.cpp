@@ -60,16 +60,21 @@ void HIPKelvaneIPMgr::loadMigPkgData(OptionMap const& options) {
   state->part = kdi::device::find_part(part);
   if (state->part == nullptr) throw kdi::device::unknown_part(part);
   state->settings = kdi::place::settings_of_options(options, kOwn);
+  state->seat = std::make_unique<kdi::planning::Seat>(*state->part);
+  if (HIPKelvaneIoInstance* const before = interfaces().find(name)) before->state().seat->leave();
   if (!interfaces().put(name, std::make_shared<HIPKelvaneIoInstance>(std::move(state))))
     throw "instance " + kdi::text::shown(name) + " is one too many: there are " + std::to_string(kMostInstances);
 }
 
 void HIPKelvaneIPMgr::releasePkgData(OptionMap const& options) {
   const bool are_known = kdi::place::has_known_options(options, kOwn);
-  if (const auto name = options.find(kName); name != options.end())
+  // An instance may be lent still: its pads are free from now on.
+  if (const auto name = options.find(kName); name != options.end()) {
+    if (HIPKelvaneIoInstance* const released = interfaces().find(name->second)) released->state().seat->leave();
     interfaces().erase(name->second);
-  else if (are_known)  // a name that is misspelt is not the end of all
-    interfaces().clear();
+  } else if (are_known) {  // a name that is misspelt is not the end of all
+    interfaces().clear([](HIPKelvaneIoInstance& released) { released.state().seat->leave(); });
+  }
 }
 
 HIPKelvaneIoInstance* HIPKelvaneIPMgr::getIPInstance(std::string name) { return interfaces().find(name); }

@@ -16,20 +16,21 @@ namespace {
 
 using namespace kdi::place;
 
+constexpr char const* kKinds[] = {"soft DDR4", "hard DDR4", "hard DDR5", "memory"};  // of plans, by use
+
 // The plain physical layer has buses as well, where any are told.
 bool has_buses(MemoryUse use, Asked const& what) { return use == MemoryUse::phy && !what.settings.buses().empty(); }
 
 // Plans, keeps what came out for the operations that ask for the last plan, and answers from it.
 template <class Answer>
 auto plan(I::State& state, MemoryUse use, Asked const& what, Answer answer) {
-  if (has_buses(use, what)) {
-    const BusPlan made(*state.part, SiteGroup::nibble, what);
-    keep(state, what, made);
-    return answer(made);
-  }
-  const MemoryPlan made(*state.part, memory_setup(*state.part, use, what.settings), what.locations);
-  keep(state, what, made);
-  return answer(made);
+  if (has_buses(use, what)) return plan_of_buses(state, SiteGroup::nibble, what, answer);
+  return plan_beside_others(
+      state, kKinds[static_cast<int>(use)], what,
+      [&](Asked const& asked, std::vector<kdi::planning::TakenPad> const& taken) {
+        return memory_plan(*state.part, use, asked.settings, asked.locations, taken);
+      },
+      answer);
 }
 
 constexpr auto kLocations = [](auto const& made) { return locations(made); };
@@ -54,8 +55,17 @@ auto answer_by_options(I::State& state, OptionMap const& options, Answer ask) {
 
 OptionMap configuration(I::State& state, MemoryUse use, ParamMap const& params) {
   state.remember(params);
-  return state.ask(
-      [&](I::State& self) { return configuration_of(memory_setup(*self.part, use, asked(self, params).settings)); });
+  return state.ask([&](I::State& self) {
+    const Asked what = asked(self, params);
+    const MemorySetup setup = memory_setup(*self.part, use, what.settings);
+    try {
+      const Asked again = standing(self, kKinds[static_cast<int>(use)], what);
+      return configuration_of(
+          memory_plan(*self.part, use, again.settings, again.locations, self.seat->others().taken)->setup());
+    } catch (std::string const&) {
+      return configuration_of(setup);  // what others have on its pads is no matter of its widths and rates
+    }
+  });
 }
 
 // ------------------------------------------------------------------------------------------------------ buses

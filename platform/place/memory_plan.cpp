@@ -66,12 +66,14 @@ std::string role_of(Signal const& signal) {
   }
 }
 
-MemoryPlan::MemoryPlan(device::Part const& part, MemorySetup setup, Locations const& told)
+MemoryPlan::MemoryPlan(device::Part const& part, MemorySetup setup, Locations const& told,
+                       std::vector<planning::TakenPad> taken)
     : setup_(std::move(setup)),
       layout_(layout_of(part)),
       interface_(planning::interface_of(setup_.interface_request())),
       request_(request_for(part, setup_, *layout_, interface_)),
       pads_(interface_.signals.size(), -1) {
+  request_.taken = std::move(taken);
   take(told);
   if (setup_.hard != nullptr) {
     const std::vector<int> fixed =
@@ -109,6 +111,28 @@ void MemoryPlan::take(Locations const& told) {
 void MemoryPlan::check() const {
   const std::vector<planning::Violation> broken = planning::violations(request_, pads_);
   if (!broken.empty()) throw broken.front().text;
+}
+
+std::vector<planning::TakenPad> MemoryPlan::claims() const {
+  return planning::taken_by_plan(request_, pads_, "another interface");
+}
+
+std::unique_ptr<MemoryPlan const> memory_plan(device::Part const& part, MemoryUse use, Settings const& settings,
+                                              Locations const& told, std::vector<planning::TakenPad> const& taken) {
+  const MemorySetup first = memory_setup(part, use, settings);
+  if (first.hard == nullptr || !settings.text("CONTROLLER").empty())
+    return std::make_unique<MemoryPlan const>(part, first, told, taken);
+  std::string fault;
+  for (device::ControllerSite const* const site : sites_in_package(part, *first.controller)) {
+    MemorySetup setup = first;
+    setup.site = site;
+    try {
+      return std::make_unique<MemoryPlan const>(part, std::move(setup), told, taken);
+    } catch (std::string const& why) {
+      if (fault.empty()) fault = why;
+    }
+  }
+  throw fault;
 }
 
 PortPads MemoryPlan::port_pads() const {

@@ -17,7 +17,9 @@ class MemoryPlan {
  public:
   /// The best plan with ports where `told` has them, which may be none or all. Throws a std::string for ports that
   /// there are not, for places that break a rule, naming it, and where there is no plan, saying why.
-  MemoryPlan(device::Part const& part, MemorySetup setup, Locations const& told);
+  /// `taken` are the pads of others.
+  MemoryPlan(device::Part const& part, MemorySetup setup, Locations const& told,
+             std::vector<planning::TakenPad> taken = {});
   MemoryPlan(MemoryPlan const&) = delete;
   MemoryPlan& operator=(MemoryPlan const&) = delete;
 
@@ -27,6 +29,8 @@ class MemoryPlan {
   planning::PlacementRequest const& request() const { return request_; }
   std::vector<int> const& pads() const { return pads_; }
 
+  /// Its pads, as others have to know them.
+  std::vector<planning::TakenPad> claims() const;
   PortPads port_pads() const;
   std::string standard(std::string const& port) const;
   /// By strobe port, the positive one, the nibbles that it clocks, in the order of hops from its own.
@@ -53,6 +57,10 @@ class MemoryPlan {
   planning::PlacementRequest request_;
   std::vector<int> pads_;
 };
+
+/// Of a controller in silicon that the settings do not name it is the first whose pads are free, and where `told` says.
+std::unique_ptr<MemoryPlan const> memory_plan(device::Part const& part, MemoryUse use, Settings const& settings,
+                                              Locations const& told, std::vector<planning::TakenPad> const& taken);
 
 /// Layouts never change: one for each part that is asked for.
 std::shared_ptr<planning::Layout const> layout_of(device::Part const& part);

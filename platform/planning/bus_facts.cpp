@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <set>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/planning/Standards.h"
@@ -92,6 +93,18 @@ std::vector<std::vector<TakenPad const*>> taken_by_bank(BusRequest const& reques
   for (TakenPad const& one : request.taken)
     taken[static_cast<std::size_t>(request.layout->bank_of_pad(one.pad))].push_back(&one);
   return taken;
+}
+
+std::vector<int> nibbles_owned(BusRequest const& request, TakenPad const& taken) {
+  NibbleMap const& map = *request.nibbles;
+  const int own = map.nibble_of_pad[static_cast<std::size_t>(taken.pad)];
+  if (own < 0) return {};
+  if (taken.of_bus) return {own};
+  PlacedLane const& lane = request.layout->lane_of_pad(taken.pad);
+  std::set<int> nibbles;
+  for (int pad = lane.first; pad < lane.first + lane.pads; ++pad)
+    nibbles.insert(map.nibble_of_pad[static_cast<std::size_t>(pad)]);
+  return {nibbles.begin(), nibbles.end()};
 }
 
 BankFault bus_bank_fault(BusRequest const& request, BankNeeds const& needs, int bus, int index,

@@ -15,6 +15,9 @@ inline constexpr int kSystemClockBus = -1;
 /// What the interface needs of each bank that it is in.
 BankNeeds bus_needs(BusRequest const& request, BusInterface const& wanted);
 
+/// Nibbles of the map that are another's since it has the pad, which owns its lane.
+std::vector<int> nibbles_owned(BusRequest const& request, TakenPad const& taken);
+
 /// Why no signal of a bus (or the system clock) may be in a bank of the layout; an empty rule if it may. `taken` are
 /// the pads that others have in the bank.
 BankFault bus_bank_fault(BusRequest const& request, BankNeeds const& needs, int bus, int bank,

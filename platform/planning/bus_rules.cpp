@@ -106,7 +106,8 @@ class Rules {
   void nibbles() {
     std::map<int, TakenPad const*> owned;
     for (TakenPad const& one : request_.taken)
-      if (one.owns_lane) owned.emplace(map_.nibble_of_pad[static_cast<std::size_t>(one.pad)], &one);
+      if (one.owns_lane)
+        for (const int nibble : nibbles_owned(request_, one)) owned.emplace(nibble, &one);
     std::map<int, int> first_in_nibble, first_of_bus;
     std::set<std::pair<int, int>> told;
     for (const int each : placed_) {

@@ -89,7 +89,8 @@ void BusProblem::read_banks() {
   owned_.assign(map().nibbles.size(), false);
   for (TakenPad const& one : request_.taken) {
     is_gone[at(one.pad)] = true;
-    if (one.owns_lane && nibble_of(one.pad) >= 0) owned_[at(nibble_of(one.pad))] = true;
+    if (one.owns_lane)
+      for (const int nibble : nibbles_owned(request_, one)) owned_[at(nibble)] = true;
   }
   for (const int pad : wish_)
     if (pad >= 0) is_gone[at(pad)] = true;

@@ -302,7 +302,8 @@ class RefutationCheck {
       bool owned = false;
       for (TakenFacts const& taken : facts_.taken) {
         Pin const& other = board_.pins.at(taken.ball);
-        owned = owned || (taken.owns && other.bank == number && other.nibble == pin.nibble);
+        const bool is_beside = taken.of_bus ? other.nibble == pin.nibble : other.lane == pin.lane;
+        owned = owned || (taken.owns && other.bank == number && is_beside);
       }
       bool controlled = false, referenced = false;
       for (auto const& [name, role] : roles()) {

@@ -44,7 +44,7 @@ struct BusFacts {
 
 struct TakenFacts {
   std::string ball, standard;
-  bool is_input = false, owns = false;
+  bool is_input = false, owns = false, of_bus = false;
 };
 
 struct Facts {
@@ -178,7 +178,8 @@ class Checker {
       for (TakenFacts const& taken : facts_.taken) {
         if (taken.ball == ball) rules.insert("pad-free");
         Pin const& other = board_.pins.at(taken.ball);
-        if (taken.owns && other.bank == at.bank && other.nibble == at.nibble && role(name).bus >= 0)
+        const bool is_beside = taken.of_bus ? other.nibble == at.nibble : other.lane == at.lane;
+        if (taken.owns && other.bank == at.bank && is_beside && role(name).bus >= 0)
           rules.insert("nibble-owner");
       }
       if (at.configuration) rules.insert("configuration-pad");

@@ -125,7 +125,7 @@ struct Question {
       for (auto& [kind, rate] : facts.standards[name].rates) rate = *standard.rate(kind, request.grade);
     }
     for (planning::TakenPad const& one : request.taken)
-      facts.taken.push_back({pad(one.pad).ball, one.standard, one.is_input, one.owns_lane});
+      facts.taken.push_back({pad(one.pad).ball, one.standard, one.is_input, one.owns_lane, one.of_bus});
     facts.banks = {request.banks.begin(), request.banks.end()};
     facts.most_banks = request.most_banks;
     facts.most_of_triplet = request.most_banks_of_triplet;
@@ -141,7 +141,7 @@ struct Question {
       if (layout.pads[rank].ball.empty() || !random.one_in(one_in)) continue;
       const bool other_voltage = random.one_in(30);
       request.taken.push_back({static_cast<int>(rank), "another", kStandards[random.below(other_voltage ? 7 : 6)],
-                               random.one_in(4), random.one_in(20)});
+                               random.one_in(4), random.one_in(20), random.one_in(2)});
     }
   }
 

@@ -1,7 +1,8 @@
 // Plans of pins for memory and serial interfaces: hard controllers of DDR4 and DDR5, soft DDR4, buses of the physical
 // layer, converters, the advanced wizard, and the wizard and physical layer of octads.
 //
-// An instance is one interface. All operations throw a std::string, in words for the user, for what they cannot do or
+// An instance is one interface. Its pads are those of the plan that it was last asked for, beside those of all others on
+// the device, controllers of memories too, until it ends; asked the same again it has the same pads. All operations throw a std::string, in words for the user, for what they cannot do or
 // read. They may be called from several threads; an instance does one thing at a time. It is lent for a command
 // (kdi/common/KdiInstances.h).
 //
@@ -95,6 +96,8 @@ class KDI_DOOR HIPKelvaneIoInstance {
   std::string soft_DDR4_generateMemFile(ParamMap const& params);
   std::string hard_DDR4_generateMemFile(ParamMap const& params);
   std::string hard_DDR5_generateMemFile(ParamMap const& params);
+
+  State& state() { return *state_; }
 
  private:
   std::unique_ptr<State> state_;

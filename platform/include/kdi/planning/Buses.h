@@ -53,7 +53,7 @@ struct BusRequest {
   SystemClock system_clock = SystemClock::none;
   std::string system_clock_standard;
   std::string grade;            ///< speed grade of the device; empty: the fastest
-  std::vector<TakenPad> taken;  ///< `owns_lane`: the nibble is for no other interface
+  std::vector<TakenPad> taken;
   std::vector<int> banks;       ///< numbers of those that may be used; none: all
   int most_banks = 0;           ///< 0: any number
   int most_banks_of_triplet = kBanksOfTriplet;

@@ -23,7 +23,8 @@ struct TakenPad {
   std::string by;          ///< for messages
   std::string standard;    ///< empty: unknown, it binds nothing but the pad
   bool is_input = false;   ///< its standard's reference voltage counts
-  bool owns_lane = false;  ///< of a memory controller: its lane is for no other controller
+  bool owns_lane = false;  ///< its lane is for no other controller of a memory, and for no buses
+  bool of_bus = false;     ///< with `owns_lane`: for buses its nibble alone is none
 };
 
 struct PlacementRequest {
