@@ -108,8 +108,8 @@ void SerialPlan::place(planning::Seat& seat) {
     std::vector<planning::TakenPad> claims;
     for (std::size_t i = 0; i < pads_.size(); ++i) {
       BusSignal const& signal = interface_.signals[i];
-      claims.push_back({pads_[i], "a serial interface", signal.standard, signal.direction != "out", signal.bus >= 0,
-                        true});
+      claims.push_back(
+          {pads_[i], "a serial interface", signal.standard, signal.direction != "out", signal.bus >= 0, true});
     }
     if (seat.put(std::move(claims), seen.version)) return;
   }

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <set>
 
+#include "kdi/common/KdiNumber.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/planning/Standards.h"
 #include "platform/place/dictionary.h"
 #include "platform/place/memory_plan.h"
@@ -15,6 +17,7 @@ using planning::BusClock;
 using planning::BusSignal;
 
 constexpr int kRatio = 8;  // unless told
+constexpr char kNone[] = "NONE";
 constexpr char const* kDirections[] = {"RX", "TX", "BIDIR"};
 
 // Buses in the words of people as those of the planner: data buses of one strobe or clock are one, since they share it.
@@ -25,6 +28,7 @@ class Reader {
 
   void read(planning::BusRequest& request, std::vector<int>& slips) {
     if (buses_.empty()) throw std::string("BUSES: there are none");
+    check_turning();
     for (std::size_t i = 0; i < buses_.size(); ++i) {
       Bus const& bus = buses_[i];
       if (bus.role != BusRole::data && bus.width != 1)
@@ -42,6 +46,22 @@ class Reader {
       slips.push_back(buses_[static_cast<std::size_t>(group.data[0])].bit_slip);
     }
     read_clock(request);
+  }
+
+  /// By port the termination that the user asks for.
+  std::map<std::string, std::string> terminations() const {
+    std::map<std::string, std::string> all;
+    for (BusPort const& port : ports_) {
+      Bus const& bus = buses_[static_cast<std::size_t>(port.bus)];
+      if (bus.termination.empty()) continue;
+      planning::IoStandard const* const of = planning::find_standard(standard(bus));
+      const std::vector<std::string> words = of == nullptr ? std::vector<std::string>() : of->termination;
+      if (bus.termination != kNone && std::find(words.begin(), words.end(), bus.termination) == words.end())
+        throw "BUSES: " + bus.name + " TERMINATION: " + text::shown(bus.termination) + " is none of " + standard(bus) +
+            ": " + text::joined(words, ", ") + (words.empty() ? "" : ", ") + kNone;
+      all.emplace(port.name, bus.termination);
+    }
+    return all;
   }
 
   /// In the order of the planner's signals.
@@ -70,6 +90,15 @@ class Reader {
   static Buses by_name(Buses buses) {
     std::sort(buses.begin(), buses.end(), [](Bus const& a, Bus const& b) { return a.name < b.name; });
     return buses;
+  }
+
+  void check_turning() const {
+    if (!settings_.has("BIDIR_MODE")) return;
+    const auto turning =
+        std::find_if(buses_.begin(), buses_.end(), [](Bus const& bus) { return bus.direction == BusDirection::bidir; });
+    const bool is_told = settings_.truth("BIDIR_MODE");
+    if (is_told && turning == buses_.end()) throw std::string("BIDIR_MODE: no bus goes BIDIR");
+    if (!is_told && turning != buses_.end()) throw "BIDIR_MODE: " + turning->name + " goes BIDIR";
   }
 
   struct Group {
@@ -148,7 +177,7 @@ class Reader {
     if (bus.direction == BusDirection::tx) return {};  // it is of inputs
     std::string word = bus.bias;
     if (word.empty()) word = settings_.text(bus.differential ? "DIFF_DC_BIAS" : "SINGLE_DC_BIAS");
-    return word == "NONE" ? std::string() : word;
+    return word == kNone ? std::string() : word;
   }
 
   planning::Bus planned(Group const& group) const {
@@ -235,6 +264,16 @@ char const* role_word(BusSignal::Role role) {
   return kRoles[static_cast<int>(role)];
 }
 
+// Words of the fabric come at the rate of the bits over the ratio, on a clock that a buffer has to carry.
+void check_word_clock(device::Part const& part, planning::Bus const& bus) {
+  if (part.speed->clock_buffers.empty()) return;
+  constexpr double kMhzOfNs = 1000;  // over a period in ns
+  const double most_mhz = kMhzOfNs / part.speed->clock_buffers[0].period_ns.min;
+  if (bus.rate_mbps <= most_mhz * bus.ratio) return;
+  throw "RATIO: " + bus.name + " has words of " + number::plain(static_cast<double>(bus.rate_mbps) / bus.ratio) +
+      " MHz, and clocks of the part go up to " + number::plain(std::floor(most_mhz));
+}
+
 }  // namespace
 
 BusPlan::BusPlan(device::Part const& part, SiteGroup group, Asked const& what, std::vector<planning::TakenPad> taken)
@@ -251,6 +290,8 @@ BusPlan::BusPlan(device::Part const& part, SiteGroup group, Asked const& what, s
   Reader reader(settings);
   reader.read(request_, slips_);
   wanted_ = planning::bus_interface_of(request_);
+  for (planning::Bus const& bus : request_.buses) check_word_clock(part, bus);
+  terminations_ = reader.terminations();
   const std::vector<std::string> names = reader.names(request_);
   std::set<std::string> known;
   for (std::size_t i = 0; i < names.size(); ++i) {
@@ -283,7 +324,8 @@ std::vector<planning::TakenPad> BusPlan::claims() const {
   std::vector<planning::TakenPad> claims;
   for (std::size_t i = 0; i < pads_.size(); ++i) {
     BusSignal const& signal = wanted_.signals[i];
-    claims.push_back({pads_[i], "another interface", signal.standard, signal.direction != "out", signal.bus >= 0, true});
+    claims.push_back(
+        {pads_[i], "another interface", signal.standard, signal.direction != "out", signal.bus >= 0, true});
   }
   return claims;
 }
@@ -339,8 +381,11 @@ OptionMap BusPlan::constraints() const {
                      {"IOSTANDARD", signal.standard}};
     if (signal.direction != "in" && !standard.output_impedance.empty())
       properties.emplace_back("OUTPUT_IMPEDANCE", standard.output_impedance[0]);
-    if (signal.direction != "out" && !standard.termination.empty())
-      properties.emplace_back("ODT", standard.termination[0]);
+    const auto told = terminations_.find(signal.name);
+    const std::string termination = told != terminations_.end()    ? told->second
+                                    : standard.termination.empty() ? std::string(kNone)
+                                                                   : standard.termination[0];
+    if (signal.direction != "out" && termination != kNone) properties.emplace_back("ODT", termination);
     if (signal.role == BusSignal::Role::data && !request_.buses[static_cast<std::size_t>(signal.bus)].bias.empty())
       properties.emplace_back("DC_BIAS", request_.buses[static_cast<std::size_t>(signal.bus)].bias);
     ports[signal.name] = write_dictionary(properties);

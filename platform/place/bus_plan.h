@@ -53,7 +53,8 @@ class BusPlan {
   planning::NibbleMap nibbles_;
   planning::BusRequest request_;
   planning::BusInterface wanted_;
-  std::vector<int> slips_;  ///< by bus of the request: bits that the user asks for
+  std::vector<int> slips_;                           ///< by bus of the request: bits that the user asks for
+  std::map<std::string, std::string> terminations_;  ///< by port, where the user asks for one
   std::vector<int> pads_;
 };
 

@@ -17,8 +17,8 @@ namespace {
 
 constexpr std::array<char const*, 4> kRoles = {"Data", "Strobe", "ClkFwd", "InputClock"};
 constexpr std::array<char const*, 3> kDirections = {"RX", "TX", "BIDIR"};
-constexpr std::array<char const*, 8> kFields = {"DIRECTION", "WIDTH",       "STROBE",  "DIFFERENTIAL",
-                                                "RATIO",     "IO_STANDARD", "DC_BIAS", "BIT_SLIP"};
+constexpr std::array<char const*, 9> kFields = {"DIRECTION",   "WIDTH",   "STROBE",   "DIFFERENTIAL", "RATIO",
+                                                "IO_STANDARD", "DC_BIAS", "BIT_SLIP", "TERMINATION"};
 constexpr int kMostBuses = 256;
 
 // `-` and nothing stand for what is not told.
@@ -40,6 +40,8 @@ void take_field(Bus& bus, std::string const& place, std::string_view field, std:
     bus.standard = word_of(at, value);
   else if (field == "DC_BIAS")
     bus.bias = word_of(at, value);
+  else if (field == "TERMINATION")
+    bus.termination = word_of(at, value);
   else
     bus.bit_slip = whole_of(at, value, 0, kMostRatio - 1);
 }
@@ -52,6 +54,7 @@ std::string field_of(Bus const& bus, std::string_view field) {
   if (field == "RATIO") return bus.ratio == 0 ? "" : std::to_string(bus.ratio) + ":1";
   if (field == "IO_STANDARD") return bus.standard;
   if (field == "DC_BIAS") return bus.bias;
+  if (field == "TERMINATION") return bus.termination;
   return bus.bit_slip == 0 ? "" : std::to_string(bus.bit_slip);
 }
 

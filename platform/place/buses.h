@@ -30,10 +30,11 @@ struct Bus {
   int width = 1;       ///< signals, a differential pair counting once
   std::string strobe;  ///< the bus that clocks it; empty: none is named
   bool differential = false;
-  int ratio = 0;         ///< bits of a pin in one period of the clock inside; 0: as the interface has it
-  std::string standard;  ///< empty: as the interface has it
-  std::string bias;      ///< DC_BIAS_n; empty: as the interface has it
-  int bit_slip = 0;      ///< bits by which its words are moved
+  int ratio = 0;            ///< bits of a pin in one period of the clock inside; 0: as the interface has it
+  std::string standard;     ///< empty: as the interface has it
+  std::string bias;         ///< DC_BIAS_n; empty: as the interface has it
+  int bit_slip = 0;         ///< bits by which its words are moved
+  std::string termination;  ///< of inputs: a word of the standard, or NONE; empty: the standard's first
 
   bool operator==(Bus const&) const = default;
 };

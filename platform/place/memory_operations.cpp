@@ -16,7 +16,7 @@ namespace {
 
 using namespace kdi::place;
 
-constexpr char const* kKinds[] = {"soft DDR4", "hard DDR4", "hard DDR5", "memory"};  // of plans, by use
+constexpr char const* kKinds[] = {"soft", "hard4", "hard5", "phy"};  // of plans, by use
 
 // The plain physical layer has buses as well, where any are told.
 bool has_buses(MemoryUse use, Asked const& what) { return use == MemoryUse::phy && !what.settings.buses().empty(); }

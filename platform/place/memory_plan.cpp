@@ -7,6 +7,7 @@
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
+#include "kdi/planning/Joint.h"
 #include "kdi/planning/Standards.h"
 #include "platform/place/dictionary.h"
 

@@ -36,7 +36,8 @@ struct HIPKelvaneIoInstance::State {
   kdi::device::Part const* part = nullptr;  ///< never null once loaded; lives as long as the process
   kdi::place::Settings settings;            ///< what the load said of the interface
   std::optional<kdi::place::LastPlan> last_plan;
-  std::unique_ptr<kdi::planning::Seat> seat;  ///< has the pads of the last plan; not null once loaded, good without lock
+  std::unique_ptr<kdi::planning::Seat>
+      seat;                           ///< has the pads of the last plan; not null once loaded, good without lock
   std::set<std::string> directories;  ///< that it was given, absolute and without links
 
   /// Keeps the directories among the values of `SW_DIR_PATH` and `MEM_DIR_PATH`. Throws if it has been given very many.

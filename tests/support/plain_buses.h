@@ -179,8 +179,7 @@ class Checker {
         if (taken.ball == ball) rules.insert("pad-free");
         Pin const& other = board_.pins.at(taken.ball);
         const bool is_beside = taken.of_bus ? other.nibble == at.nibble : other.lane == at.lane;
-        if (taken.owns && other.bank == at.bank && is_beside && role(name).bus >= 0)
-          rules.insert("nibble-owner");
+        if (taken.owns && other.bank == at.bank && is_beside && role(name).bus >= 0) rules.insert("nibble-owner");
       }
       if (at.configuration) rules.insert("configuration-pad");
       if (at.impedance && needs_impedance()) rules.insert("impedance-pad");

@@ -127,8 +127,8 @@ TEST(HardControllers, HaveAPadForEachSignalAtEachSiteInEachPackage) {
           ++count.no_pins;
           continue;
         }
-        // In all packages the first site with all that there is, the others with what is widest.
-        if (seen.insert(part->device->name + controller.name).second)
+        // In all packages the first site with all that there is, the others, but in a long run, with what is widest.
+        if (std::getenv("IPTASKS_LONG") != nullptr || seen.insert(part->device->name + controller.name).second)
           check_site(*part, controller, site, layout, count);
         else
           for (kdi::device::MemoryInterface const& limits : controller.interfaces)

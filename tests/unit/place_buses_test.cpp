@@ -2,6 +2,7 @@
 // ratio and standard, of which all that is said is one plan, and what does not fit names its setting.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -278,6 +279,11 @@ TEST(BusPlans, WithASettingThatDoesNotFitNameIt) {
             "APPLICATION_TYPE: d goes RX and not TX");
   EXPECT_EQ(fault("DATA_RATE 800 SINGLE_IO_STD SSTL12 BUSES {d {STROBE s} e {STROBE s RATIO 4:1} s {ROLE Strobe}}"),
             "BUSES: d and e have one strobe and differ in RATIO");
+  EXPECT_EQ(fault("DATA_RATE 800 SINGLE_IO_STD SSTL12 BIDIR_MODE 1 BUSES {d {}}"), "BIDIR_MODE: no bus goes BIDIR");
+  EXPECT_EQ(fault("DATA_RATE 800 SINGLE_IO_STD SSTL12 BIDIR_MODE 0 BUSES {d {DIRECTION BIDIR}}"),
+            "BIDIR_MODE: d goes BIDIR");
+  EXPECT_EQ(fault("DATA_RATE 1600 RATIO 1:1 SINGLE_IO_STD SSTL12 BUSES {d {}}"),
+            "RATIO: d has words of 1600 MHz, and clocks of the part go up to 1070");
   EXPECT_EQ(fault("DATA_RATE 800 SINGLE_IO_STD SSTL12 BUSES {sys_clk {}} SYSTEM_CLOCK Single-Ended"),
             "BUSES: two ports are called \"sys_clk\"");
   EXPECT_EQ(fault("DATA_RATE 800 SINGLE_IO_STD SSTL12 BANKS 302 BUSES {d {}}"), "BANKS: 302 is no bank of nibbles");
@@ -296,6 +302,24 @@ TEST(BusPlans, WithASettingThatDoesNotFitNameIt) {
               made->x5io_wizard_defaultIOPlanning(options("DATA_RATE 800 SINGLE_IO_STD SSTL12 BANKS 302 BUSES {d {}}"));
             }),
             "BANKS: 302 is no bank of octads");
+}
+
+TEST(BusPlans, HaveTheTerminationThatTheUserChooses) {
+  const Interface made(kNibbles);
+  const auto of = [&](char const* field, char const* direction, char const* port) {
+    const std::string settings =
+        std::string("DATA_RATE 800 SINGLE_IO_STD SSTL12 BUSES {d {WIDTH 2 DIRECTION ") + direction + " " + field + "}}";
+    const Pairs all = read_dictionary(made->xphy_io_generateXDCMap_adcDac(words(settings)).at(port), port);
+    const auto odt = std::find_if(all.begin(), all.end(), [](auto const& one) { return one.first == "ODT"; });
+    return odt == all.end() ? std::string() : odt->second;
+  };
+  EXPECT_EQ(of("", "RX", "d[0]"), "RTT_40");
+  EXPECT_EQ(of("TERMINATION RTT_60", "RX", "d[1]"), "RTT_60");
+  EXPECT_EQ(of("TERMINATION RTT_60", "BIDIR", "d[1]"), "RTT_60");
+  EXPECT_EQ(of("TERMINATION NONE", "RX", "d[0]"), "");
+  EXPECT_EQ(of("TERMINATION RTT_60", "TX", "d[0]"), "");
+  EXPECT_EQ(thrown([&] { of("TERMINATION RTT_50", "RX", "d[0]"); }),
+            "BUSES: d TERMINATION: \"RTT_50\" is none of SSTL12: RTT_40, RTT_48, RTT_60, NONE");
 }
 
 TEST(BusPlans, MapsHaveTheirSettingsInAMap) {

@@ -143,6 +143,27 @@ TEST(MemoryInterfaces, StayWhereAUserHasThem) {
             "PORT_LOCS: c0_ddr4_dq[0]: a DDRMC has it on IO_B0_L1P_700");
 }
 
+TEST(MemoryInterfaces, OfSiliconTakeTheFirstSiteThatIsFree) {
+  std::vector<std::string> sites;
+  std::string fault;
+  for (int i = 0; fault.empty() && i < 16; ++i) {
+    const std::string name = "i" + std::to_string(i);
+    HIPKelvaneIPMgr::loadMigPkgData({{"-instance_name", name}, {"-part", kNibbles}});
+    I& instance = *HIPKelvaneIPMgr::getIPInstance(name);
+    OptionMap plan;
+    fault = thrown([&] { plan = instance.hard_DDR4_defaultIOPlanning(words("")); });
+    if (!fault.empty()) break;
+    sites.push_back(instance.hard_DDR4_getConfigurationInfo(words("")).at("CONTROLLER"));
+    // The same is said of it from now on, and of one that is named.
+    EXPECT_EQ(instance.hard_DDR4_defaultIOPlanning(words("", dictionary(plan))), plan);
+    EXPECT_EQ(instance.hard_DDR4_defaultIOPlanning(words("CONTROLLER " + sites.back())), plan);
+  }
+  HIPKelvaneIPMgr::releasePkgData({});
+  EXPECT_EQ(sites, (std::vector<std::string>{"DDRMC_0", "DDRMC_1", "DDRMC_2", "DDRMC_3"}));
+  EXPECT_EQ(fault.substr(0, 9), "pad-free:");
+  EXPECT_NE(fault.find("the pad is taken by another interface"), std::string::npos) << fault;
+}
+
 TEST(MemoryInterfaces, TellOfTheirBanks) {
   const Interface made(kNibbles);
   EXPECT_EQ(made->xphyio_getNumBanks(words("MEMORY_TYPE QDRIV DATA_WIDTH 36")),

@@ -239,9 +239,9 @@ TEST(IoBuses, ThatAreNoneNameTheKey) {
        })
     EXPECT_EQ(thrown([&] { read_buses("it", one.first); }), one.second);
   EXPECT_EQ(thrown([] {
-              read_buses({{"Data", {{"a", "RX,1,-,-,-,-,-,-,-"}}}});
+              read_buses({{"Data", {{"a", "RX,1,-,-,-,-,-,-,-,-"}}}});
             }),
-            "Data: a: there are 8 fields, not 9");
+            "Data: a: there are 9 fields, not 10");
   EXPECT_EQ(thrown([] {
               read_buses({{"Data", {{"a", "RX"}}}, {"Strobe", {{"a", "RX"}}}});
             }),

@@ -1,10 +1,10 @@
 // Plans of pins for memory and serial interfaces: hard controllers of DDR4 and DDR5, soft DDR4, buses of the physical
 // layer, converters, the advanced wizard, and the wizard and physical layer of octads.
 //
-// An instance is one interface. Its pads are those of the plan that it was last asked for, beside those of all others on
-// the device, controllers of memories too, until it ends; asked the same again it has the same pads. All operations throw a std::string, in words for the user, for what they cannot do or
-// read. They may be called from several threads; an instance does one thing at a time. It is lent for a command
-// (kdi/common/KdiInstances.h).
+// An instance is one interface. Its pads are those of the plan that it was last asked for, beside those of all others
+// on the device, controllers of memories too, until it ends; asked the same again it has the same pads. All operations
+// throw a std::string, in words for the user, for what they cannot do or read. They may be called from several threads;
+// an instance does one thing at a time. It is lent for a command (kdi/common/KdiInstances.h).
 //
 // Keys of the maps: `IP_NAME` the interface; `SW_DIR_PATH` and `MEM_DIR_PATH` directories for its software and for
 // memory files; `XGUI_CONFIG`, `BUS_CONFIG_DATA`, `TRANSLATED_PORTS`, `PORT_LOCS` Tcl dictionaries of its settings, its

@@ -52,10 +52,10 @@ struct BusRequest {
   std::vector<Bus> buses;              ///< 1 to kMostBuses
   SystemClock system_clock = SystemClock::none;
   std::string system_clock_standard;
-  std::string grade;            ///< speed grade of the device; empty: the fastest
+  std::string grade;  ///< speed grade of the device; empty: the fastest
   std::vector<TakenPad> taken;
-  std::vector<int> banks;       ///< numbers of those that may be used; none: all
-  int most_banks = 0;           ///< 0: any number
+  std::vector<int> banks;  ///< numbers of those that may be used; none: all
+  int most_banks = 0;      ///< 0: any number
   int most_banks_of_triplet = kBanksOfTriplet;
   bool internal_reference = false;
   std::vector<int> pad_of_signal;  ///< asked for by the user, -1 where free; may be empty
