@@ -299,6 +299,11 @@ TEST_F(Marshalling, ReadsAPinTable) {
     EXPECT_EQ(memory::tcl2cpp(objc, words.data(), count), table);
     EXPECT_EQ(count, objc);
   }
+  // What holds a name's part anywhere is a name, also where a value is expected; letters count.
+  const Words inside{"DQ[0]", "aQ-b", "c", "d[0]", "x", "y"};
+  count = 0;
+  EXPECT_EQ(memory::tcl2cpp(6, inside.data(), count), (Table{{"aQ-b", {"c", "d[0]"}}}));
+  EXPECT_EQ(count, 5);
   count = 0;
   EXPECT_EQ(memory::tcl2cpp(7, words.data(), count).size(), 2U);
   EXPECT_EQ(count, 7) << "the word that ends the table is counted";
