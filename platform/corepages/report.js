@@ -55,7 +55,7 @@
       form.reset();
       filter();
     }
-    const inside = target.querySelector(':scope > details');
+    const inside = target.matches('li') && target.querySelector(':scope > details');
     if (inside) inside.open = true;
     target.scrollIntoView({block: inside ? 'center' : 'start'});
   }

@@ -47,12 +47,13 @@ std::vector<Row> rows_of(Configuration const& configuration, std::vector<Notice>
             cores::value_text(parameter.default_value),
             instance.origin(i),
             instance.is_enabled(i),
-            instance.given(i).has_value(),
+            instance.given(i).has_value() && !composites.contains(i),
             false,
             out_of_range.contains(i),
             cores::explain(instance, i, cores::Effort{0, 0, 0})};
     const bool is_skipped = parameter.skips && !row.enabled;
-    row.differs = !composites.contains(i) && (row.given || (!is_skipped && row.value != row.default_value));
+    const bool is_other = !composites.contains(i) && !is_skipped && row.value != row.default_value;
+    row.differs = row.given || is_other;
     rows.push_back(std::move(row));
   }
   return rows;

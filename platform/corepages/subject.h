@@ -23,7 +23,7 @@ struct Row {
   std::string value, default_value;
   cores::Origin origin;
   bool enabled;
-  bool given;
+  bool given;    ///< itself: the text of a composite shows what others are given
   bool differs;  ///< its value is another than the default, or one was given
   bool out_of_range;
   cores::Record why;  ///< docs/explain.md, without advice

@@ -624,6 +624,24 @@ TEST_F(Outputs, OfABlockGoIntoItsOwnFolder) {
     EXPECT_TRUE(kdi::is_file(path + "/temp/i/" + file)) << file;
 }
 
+// Its own files, and those of the block that its device has.
+TEST_F(Outputs, OfAWizardThatIsAProcessingSystemHaveThoseOfItsBlockToo) {
+  for (auto const& [part, block] :
+       {std::pair("brvn1102-a625-2LHP-e-S", "cpm4"), std::pair("brvn1404-a625-2LHP-e-S", "cpm5")}) {
+    HardIPInterface* const wizard = core("tavrel_cips", "3.4", part);
+    std::string path = scratch_.folder() + "/" + block;
+    ParamMap params{{"CPM_CONFIG", "CPM_PCIE0_MODES DMA CPM_PCIE0_LANES X4"}};
+    wizard->writeDesignData(path, params);
+    const auto commands = kdi::cdo::from_text(kdi::read_file(path + "/temp/i_cpm_0/cpm_pre_data.cdo"), "file");
+    kdi::cores::RegisterMemory memory(*kdi::cores::RegisterMap::of(kdi::cores::core_description(block, "1.0")));
+    EXPECT_NO_THROW(memory.run(commands));
+    EXPECT_EQ(memory.field("CPM_BLOCK.LANES", "LANES"), 4U);
+    EXPECT_TRUE(kdi::is_file(path + "/lpd_data.cdo"));
+    StrVec errors;
+    HardIPManager::getInstance()->deleteInstance(context_, errors);
+  }
+}
+
 TEST_F(Outputs, OfASmallBlockAreOneFile) {
   HardIPInterface* const xram = core("xram");
   std::string path = scratch_.folder();
