@@ -632,24 +632,31 @@ class CoreReader : public Scope {
     core_->plan_ = plan_;
   }
 
-  PlannedStep planned(Node const& node) const {
+  PlannedStep planned(Node const& node) {
     PlannedStep step;
     step.kind = node.step.kind;
     step.parameter = node.step.parameter;
     step.writes = node.writes;
     step.has_rule = node.rule != nullptr;
-    if (step.has_rule) {
-      step.code = node.rule->code_.get();
-      const bool is_slot =
-          step.code->program.empty() && step.code->result >> kIndexBits == static_cast<std::uint32_t>(Bank::slot);
-      if (is_slot) step.slot = index_of(std::exchange(step.code, nullptr)->result);
-    }
+    if (step.has_rule) plan(*node.rule->code_, step);
     if (step.kind != Step::Kind::value) return step;
     Parameter const& parameter = core_->parameters_[step.parameter];
     step.has_range_rule = parameter.range.has_value();
     step.has_limits = parameter.has_limits();
     step.has_search = parameter.search.has_value();
     return step;
+  }
+
+  void plan(Code const& code, PlannedStep& step) {
+    if (const auto slot = code.slot()) {
+      step.slot = *slot;
+      return;
+    }
+    const auto [known, is_new] = body_numbers_.emplace(code.body, static_cast<std::uint32_t>(plan_->bodies.size()));
+    if (is_new) plan_->bodies.push_back(code.body);
+    step.body = known->second;
+    step.reads = static_cast<std::uint32_t>(plan_->reads.size());
+    plan_->reads.insert(plan_->reads.end(), code.reads.begin(), code.reads.end());
   }
 
   // Walks against the arrows from a node that is left until one comes round.
@@ -777,6 +784,7 @@ class CoreReader : public Scope {
   NumberLists node_reads_;                // by node
   std::vector<std::uint32_t> collected_;  // what a node reads
   std::shared_ptr<Plan> plan_ = std::make_shared<Plan>();
+  std::unordered_map<CodeBody const*, std::uint32_t> body_numbers_;  // in the plan
 };
 
 void NumberLists::add(std::vector<std::uint32_t>& numbers) {

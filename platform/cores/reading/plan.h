@@ -10,19 +10,27 @@
 namespace kdi::cores {
 
 struct PlannedStep {
-  Code const* code = nullptr;  ///< null: nothing is to be evaluated but `slot`, if that is one
-  std::uint32_t slot = Core::kNoStep;
+  static constexpr std::uint32_t kNoBody = ~0U;
+
+  std::uint32_t body = kNoBody;  ///< of the rule, in Plan::bodies; none: nothing is to be evaluated but `slot`, if any
+  union {
+    std::uint32_t slot = Core::kNoStep;  ///< that the rule is
+    std::uint32_t reads;                 ///< of a body: where its slots begin in Plan::reads
+  };
   std::uint32_t parameter = 0;  ///< or definition, or search
   std::uint32_t writes = 0;     ///< a slot; the number of a message among all of the core
   Step::Kind kind = Step::Kind::value;
-  bool has_rule = false;
-  bool has_range_rule = false;  ///< of the parameter
-  bool has_limits = false;      ///< its range is the least and the greatest value
-  bool has_search = false;
+  bool has_rule : 1 = false;
+  bool has_range_rule : 1 = false;  ///< of the parameter
+  bool has_limits : 1 = false;      ///< its range is the least and the greatest value
+  bool has_search : 1 = false;
 };
+static_assert(sizeof(PlannedStep) <= 20);  // a large model has as many as a million
 
 struct Plan {
   std::vector<PlannedStep> steps;
+  std::vector<CodeBody const*> bodies;  ///< few, which most steps share
+  std::vector<std::uint32_t> reads;     ///< slots, in the order of the steps
   std::uint32_t messages = 0;
 };
 

@@ -1,5 +1,6 @@
 #include "platform/cores/rules/code.h"
 
+#include <algorithm>
 #include <bit>
 #include <type_traits>
 
@@ -12,6 +13,46 @@ void CodeDraft::clear() {
   functions.clear();
   reads.clear();
   registers = 0;
+}
+
+namespace {
+
+// Whether that is one and the same value; texts and lists that are equal are the same object here.
+bool is_same(Cell a, Cell b) { return a.kind() == b.kind() && (a.has_node() ? a.node() == b.node() : a == b); }
+
+}  // namespace
+
+std::size_t CodeDraft::hash() const {
+  std::size_t hash = registers;
+  const auto add = [&hash](std::uint64_t value) {
+    constexpr std::size_t kFactor = 0x9e3779b97f4a7c15;
+    hash = (hash ^ value) * kFactor;
+    hash ^= hash >> 29;
+  };
+  for (Instruction const& one : program) {
+    add(static_cast<std::uint64_t>(one.target) << 32 | static_cast<std::uint64_t>(one.op) << 8 | one.mode);
+    add(static_cast<std::uint64_t>(one.a) << 32 | one.b);
+  }
+  for (Value const& constant : constants) {
+    const Cell cell = constant.cell();
+    add(cell.has_node() ? static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(cell.node()))
+                        : static_cast<std::uint64_t>(cell.integer()));
+  }
+  add(result);
+  return hash;
+}
+
+bool CodeDraft::is(CodeBody const& body) const {
+  return registers == body.registers && result == body.result && type == body.type &&
+         std::equal(program.begin(), program.end(), body.program.begin(), body.program.end()) &&
+         std::equal(functions.begin(), functions.end(), body.functions.begin(), body.functions.end()) &&
+         std::equal(constants.begin(), constants.end(), body.constants.begin(), body.constants.end(),
+                    [](Value const& own, Cell other) { return is_same(own.cell(), other); });
+}
+
+std::optional<std::uint32_t> Code::slot() const {
+  const bool is_one = body->program.empty() && body->result >> kIndexBits == static_cast<std::uint32_t>(Bank::slot);
+  return is_one ? std::optional(reads[index_of(body->result)]) : std::nullopt;
 }
 
 std::size_t TextSet::room(std::size_t texts) { return std::bit_ceil(2 * texts + 1); }
@@ -44,26 +85,35 @@ auto CodeStore::row(std::size_t count, Make make) {
 }
 
 Code const& CodeStore::add(CodeDraft const& draft) {
-  Code& code = row(1, [](std::size_t) { return Code(); }).front();  // in front of what a machine goes through
-  code.registers = draft.registers;
-  code.result = draft.result;
-  code.type = draft.type;
+  const std::span<std::uint32_t> reads = row(draft.reads.size(), [&](std::size_t i) { return draft.reads[i]; });
+  return row(1, [&](std::size_t) { return Code{&body_of(draft), reads}; }).front();
+}
+
+CodeBody const& CodeStore::body_of(CodeDraft const& draft) {
+  const std::size_t hash = draft.hash();
+  const auto [first, last] = bodies_.equal_range(hash);
+  const auto known = std::find_if(first, last, [&](auto const& entry) { return draft.is(*entry.second); });
+  if (known != last) return *known->second;
+  CodeBody& body = row(1, [](std::size_t) { return CodeBody(); }).front();  // in front of what a machine goes through
+  body.registers = draft.registers;
+  body.result = draft.result;
+  body.type = draft.type;
   const auto copy = [this](auto const& items) { return row(items.size(), [&](std::size_t i) { return items[i]; }); };
-  code.program = copy(draft.program);
+  body.program = copy(draft.program);
   const std::span<Cell> constants = row(draft.constants.size(), [](std::size_t) { return Cell(); });
   constants_.push_back(constants);
   for (std::size_t i = 0; i < constants.size(); ++i) {
     constants[i] = draft.constants[i].cell();
     if (constants[i].has_node()) constants[i].node()->retain();
   }
-  code.constants = constants;
-  code.functions = copy(draft.functions);
-  code.reads = copy(draft.reads);
-  code.sets = row(draft.sets.size(), [&](std::size_t i) {
+  body.constants = constants;
+  body.functions = copy(draft.functions);
+  body.sets = row(draft.sets.size(), [&](std::size_t i) {
     const std::span<Cell const> texts = constants[draft.sets[i]].elements();
     return TextSet(texts, row(TextSet::room(texts.size()), [](std::size_t) -> Node const* { return nullptr; }));
   });
-  return code;
+  bodies_.emplace(hash, &body);
+  return body;
 }
 
 }  // namespace kdi::cores

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <memory_resource>
+#include <optional>
 #include <span>
 #include <unordered_map>
 #include <vector>
@@ -12,7 +13,8 @@
 
 namespace kdi::cores {
 
-/// Where an instruction finds or leaves a value: an index whose two top bits say among what.
+/// Where an instruction finds or leaves a value: an index whose two top bits say among what; of a slot, its place among
+/// those that the rule reads.
 using Operand = std::uint32_t;
 enum class Bank : std::uint32_t { slot = 0, constant = 1, reg = 2 };
 constexpr std::uint32_t kIndexBits = 30;
@@ -76,6 +78,8 @@ struct Instruction {
   std::uint32_t target = 0;
   Operand a = 0;
   Operand b = 0;
+
+  friend bool operator==(Instruction const&, Instruction const&) = default;
 };
 
 /// Texts that are known beforehand, to be looked up by their hashes.
@@ -97,8 +101,9 @@ class TextSet {
   std::size_t mask_;
 };
 
-/// The code of a rule. Borrows what it consists of.
-struct Code {
+/// What rules have alike that differ in their slots alone: rows of a pattern are one and the same body. A slot is told
+/// by its place among those that the rule reads. Borrows what it consists of.
+struct CodeBody {
   std::span<Instruction const> program;
   std::span<Cell const> constants;
   std::uint32_t registers = 0;
@@ -106,7 +111,15 @@ struct Code {
   Type type;
   std::span<TextSet const> sets;  ///< of what `constants` hold
   std::span<Function const* const> functions;
+};
+
+/// The code of a rule. Borrows what it consists of.
+struct Code {
+  CodeBody const* body = nullptr;
   std::span<std::uint32_t const> reads;  ///< slots, ascending
+
+  /// The slot that the rule is, if it is one and nothing else.
+  std::optional<std::uint32_t> slot() const;
 };
 
 /// Code that is being made.
@@ -115,16 +128,19 @@ struct CodeDraft {
   std::vector<Value> constants;
   std::vector<std::uint32_t> sets;  ///< numbers of constants that are lists of texts
   std::vector<Function const*> functions;
-  std::vector<std::uint32_t> reads;
+  std::vector<std::uint32_t> reads;  ///< ascending
   std::uint32_t registers = 0;
   Operand result = 0;
   Type type;
 
   void clear();
+  /// Of all but `reads` and `sets`, which follow from the rest.
+  std::size_t hash() const;
+  bool is(CodeBody const& body) const;
 };
 
 /// Keeps the code of many rules in one piece of memory, in the order in which they came: what is computed in a row lies
-/// in a row.
+/// in a row. Bodies that are equal are kept once.
 class CodeStore {
  public:
   CodeStore() = default;
@@ -132,32 +148,35 @@ class CodeStore {
   CodeStore& operator=(CodeStore const&) = delete;
   ~CodeStore();
 
-  /// Good as long as the store.
+  /// Good as long as the store. Lists and texts among the constants are the same where they are equal.
   Code const& add(CodeDraft const& draft);
 
  private:
   template <class Make>
   auto row(std::size_t count, Make make);
+  CodeBody const& body_of(CodeDraft const& draft);
 
   std::pmr::monotonic_buffer_resource memory_;
   std::vector<std::span<Cell const>> constants_;  // of all code; owned
+  std::unordered_multimap<std::size_t, CodeBody const*> bodies_;
 };
 
-/// Checks rules and makes code of them. Lists that are known beforehand are one and the same where they are equal.
+/// Checks rules and makes code of them. Lists and texts that are known beforehand are one and the same where they are
+/// equal.
 class Compiler {
  public:
   /// The code of `syntax`, which keeps all that was made by this compiler. Throws RuleError.
   std::shared_ptr<Code const> compile(struct Syntax const& syntax, Scope const& scope, std::optional<Type> wanted);
 
  private:
-  void share(Value& list);
+  void share(Value& constant);
 
   std::shared_ptr<CodeStore> store_ = std::make_shared<CodeStore>();
   CodeDraft draft_;
-  std::unordered_map<std::size_t, std::vector<Value>> lists_;  // by their hashes
+  std::unordered_map<std::size_t, std::vector<Value>> known_;  // lists and texts, by their hashes
 };
 
 /// The value of code that reads no slot and calls no function of a scope. Throws RuleFault.
-Value value_of(Code const& code);
+Value value_of(CodeBody const& code);
 
 }  // namespace kdi::cores

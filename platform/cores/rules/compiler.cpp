@@ -310,10 +310,12 @@ class Generator {
   }
 
   void make_all(Type wanted) {
-    code_.type = wanted;
-    finish(syntax_.root, wanted);
+    for (std::optional<Symbol> const& symbol : checker_.symbols)
+      if (symbol) code_.reads.push_back(symbol->slot);
     std::sort(code_.reads.begin(), code_.reads.end());
     code_.reads.erase(std::unique(code_.reads.begin(), code_.reads.end()), code_.reads.end());
+    code_.type = wanted;
+    finish(syntax_.root, wanted);
   }
 
  private:
@@ -390,7 +392,8 @@ class Generator {
     code.result = generator.widened(generator.plain(number, syntax_.at(number)), type(number), wanted);
     const std::vector<Cell> constants = cells_of(code.constants);
     try {
-      return value_of({code.program, constants, code.registers, code.result, wanted, {}, {}, {}});
+      const CodeBody body{code.program, constants, code.registers, code.result, wanted, {}, {}};
+      return value_of(body);
     } catch (RuleFault const&) {
       checker_.constants[number] = false;  // and not tried again
       return std::nullopt;
@@ -494,9 +497,8 @@ class Generator {
   }
 
   Operand slot_of(std::uint32_t number) {
-    const std::uint32_t slot = checker_.symbols[number]->slot;
-    code_.reads.push_back(slot);
-    return operand(Bank::slot, slot);
+    const auto place = std::lower_bound(code_.reads.begin(), code_.reads.end(), checker_.symbols[number]->slot);
+    return operand(Bank::slot, static_cast<std::uint32_t>(place - code_.reads.begin()));
   }
 
   // The parts in registers that follow one another.
@@ -725,9 +727,10 @@ class Generator {
   std::uint32_t used_ = 0;  // registers
 };
 
-std::size_t hash_of(Cell list) {
-  std::size_t hash = list.elements().size();
-  for (const Cell element : list.elements()) {
+std::size_t hash_of(Cell constant) {
+  if (constant.kind() == Kind::text) return constant.node()->hash();
+  std::size_t hash = constant.elements().size();
+  for (const Cell element : constant.elements()) {
     constexpr std::size_t kFactor = 0x9e3779b97f4a7c15;
     std::size_t own = 0;  // lists of lists are all alike to it
     if (element.kind() == Kind::text)
@@ -741,14 +744,17 @@ std::size_t hash_of(Cell list) {
 
 }  // namespace
 
-// Puts the list that is known in the place of one that is equal: ranges are alike by the hundreds.
-void Compiler::share(Value& list) {
-  std::vector<Value>& alike = lists_[hash_of(list.cell())];
-  const auto known = std::find(alike.begin(), alike.end(), list);
+// Puts what is known in the place of what is equal: ranges are alike by the hundreds.
+void Compiler::share(Value& constant) {
+  const Kind kind = constant.cell().kind();
+  if (kind != Kind::list && kind != Kind::text) return;
+  std::vector<Value>& alike = known_[hash_of(constant.cell())];
+  const auto known = std::find_if(alike.begin(), alike.end(),
+                                  [&](Value const& one) { return one.cell().kind() == kind && one == constant; });
   if (known == alike.end())
-    alike.push_back(list);
+    alike.push_back(constant);
   else
-    list = *known;
+    constant = *known;
 }
 
 std::shared_ptr<Code const> Compiler::compile(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted) {
@@ -758,8 +764,7 @@ std::shared_ptr<Code const> Compiler::compile(Syntax const& syntax, Scope const&
     throw RuleError("expected a value of type " + wanted->text() + ", found one of type " + own.text(),
                     syntax.at(syntax.root).place);
   Generator(syntax, scope, checker, draft_).make_all(wanted.value_or(own));
-  for (Value& constant : draft_.constants)
-    if (constant.cell().kind() == Kind::list) share(constant);
+  for (Value& constant : draft_.constants) share(constant);
   return {store_, &store_->add(draft_)};
 }
 

@@ -124,11 +124,14 @@ Cell called(void* context, Workshop& workshop, Function const& function, std::sp
 
 }  // namespace
 
-Cell Machine::evaluate(Code const& code, std::span<Cell const> slots) {
+Cell Machine::evaluate(CodeBody const& code, std::uint32_t const* reads, std::span<Cell const> slots) {
   if (registers_.size() < code.registers) registers_.resize(code.registers);
   Cell* const registers = registers_.data();
   Cell const* const banks[] = {slots.data(), code.constants.data(), registers};
-  const auto at = [&banks](Operand where) -> Cell const& { return banks[where >> kIndexBits][index_of(where)]; };
+  const auto at = [&banks, reads](Operand where) -> Cell const& {
+    const std::uint32_t bank = where >> kIndexBits;
+    return banks[bank][bank == static_cast<std::uint32_t>(Bank::slot) ? reads[where] : index_of(where)];
+  };
   const auto row = [registers](Operand first, std::size_t count) {
     return std::span<Cell const>(registers + index_of(first), count);
   };
@@ -324,19 +327,19 @@ void Machine::forget() {
 }
 
 Value Machine::run(Rule const& rule, std::span<Cell const> slots) {
-  return with_value(*rule.code_, slots, [](Cell cell) { return Value::share(cell); });
+  return with_value(*rule.code_->body, rule.code_->reads.data(), slots, [](Cell cell) { return Value::share(cell); });
 }
 
 bool Machine::holds(Rule const& rule, std::span<Cell const> slots) {
-  return with_value(*rule.code_, slots, [](Cell cell) { return cell.truth(); });
+  return with_value(*rule.code_->body, rule.code_->reads.data(), slots, [](Cell cell) { return cell.truth(); });
 }
 
 // What takes longer is left to those who need it: a rule may have thousands of such places.
-Value value_of(Code const& code) {
+Value value_of(CodeBody const& code) {
   constexpr std::uint64_t kMostSteps = 1000;
   Machine machine;
   machine.most_steps_ = kMostSteps;
-  return machine.with_value(code, {}, [](Cell cell) { return Value::share(cell); });
+  return machine.with_value(code, nullptr, {}, [](Cell cell) { return Value::share(cell); });
 }
 
 Rule Rule::compile(std::string_view text, Scope const& scope, std::optional<Type> wanted) {
@@ -363,15 +366,15 @@ Rule Rule::compile_template(std::string_view text, Scope const& scope, Compiler&
   return rule;
 }
 
-Type Rule::type() const { return code_->type; }
+Type Rule::type() const { return code_->body->type; }
 std::string const& Rule::place() const {
   static const std::string none;
   return place_ ? *place_ : none;
 }
 std::span<std::uint32_t const> Rule::reads() const { return code_->reads; }
 std::size_t Rule::bytes() const {
-  std::size_t bytes = syntax_->nodes.size() * sizeof(Expression) + code_->program.size() * sizeof(Instruction);
-  for (const Cell constant : code_->constants) bytes += cores::bytes(constant);
+  std::size_t bytes = syntax_->nodes.size() * sizeof(Expression) + code_->body->program.size() * sizeof(Instruction);
+  for (const Cell constant : code_->body->constants) bytes += cores::bytes(constant);
   return bytes;
 }
 std::string Rule::written() const { return cores::written(*syntax_, syntax_->root); }

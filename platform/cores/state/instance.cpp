@@ -50,14 +50,6 @@ std::string kept_text(Parameter const& parameter, std::string const& text) {
   return text == "true" ? "1" : "0";
 }
 
-// Code that will be needed soon is on its way while others are run: a large model does not fit the nearer memories.
-void prefetch(PlannedStep const& step, std::span<Cell const> cells) {
-  if (step.kind == Step::Kind::value) __builtin_prefetch(&cells[step.writes]);
-  if (step.code == nullptr) return;
-  char const* const begin = reinterpret_cast<char const*>(step.code);
-  for (int line = 0; line < 4; ++line) __builtin_prefetch(begin + 64 * line);
-}
-
 }  // namespace
 
 std::string_view word_of(Origin origin) {
@@ -87,8 +79,6 @@ Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts, After c
   }
   std::vector<PlannedStep> const& steps = core_->plan_->steps;
   for (std::uint32_t step = 0; step < steps.size(); ++step) {
-    constexpr std::uint32_t kAhead = 16;
-    if (step + kAhead < steps.size()) prefetch(steps[step + kAhead], cells_);
     run(step);
     if (steps[step].kind == Step::Kind::search) first_.push_back({step, findings_[steps[step].parameter], fault(step)});
     if (after) after(*this, step);
@@ -218,12 +208,13 @@ void Instance::put_fault(std::uint32_t step, std::string fault) {
 // Calls use(cell) with the value of the step's rule; returns false for one that has a fault.
 template <class Use>
 bool Instance::evaluated(PlannedStep const& step, std::uint32_t number, Use use) {
-  if (step.code == nullptr) {
+  if (step.body == PlannedStep::kNoBody) {
     use(cells_[step.slot]);
     return true;
   }
   try {
-    machine_.with_value(*step.code, cells_, use);
+    Plan const& plan = *core_->plan_;
+    machine_.with_value(*plan.bodies[step.body], plan.reads.data() + step.reads, cells_, use);
     if (!faults_.empty()) put_fault(number, {});
     return true;
   } catch (RuleFault const& error) {
@@ -236,10 +227,10 @@ bool Instance::evaluated(PlannedStep const& step, std::uint32_t number, Use use)
 bool Instance::perform(PlannedStep const& step, std::uint32_t number) {
   if (step.kind == Step::Kind::search) return run_search(step.parameter, number);
   if (step.kind == Step::Kind::message) return judge(step, number);
-  if (step.has_rule && step.code == nullptr) return put(step.writes, cells_[step.slot]);
+  if (step.has_rule && step.body == PlannedStep::kNoBody) return put(step.writes, cells_[step.slot]);
   bool changed = false;
   if (step.has_rule && evaluated(step, number, [&](Cell value) { changed = put(step.writes, value); })) return changed;
-  if (step.kind != Step::Kind::value) return put(step.writes, zero_of(step.code->type).cell());
+  if (step.kind != Step::Kind::value) return put(step.writes, zero_of(core_->plan_->bodies[step.body]->type).cell());
   if (is_plain_permitted(step)) return put(step.writes, cells_[Core::slot(step.parameter, Core::kUser)]);
   return put(step.writes, value_without_rule(step).cell());
 }

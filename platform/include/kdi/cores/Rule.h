@@ -74,6 +74,7 @@ class KDI_DOOR Scope {
 
 struct Syntax;
 struct Code;
+struct CodeBody;
 class Compiler;
 
 class KDI_DOOR Rule {
@@ -132,11 +133,11 @@ class KDI_DOOR Machine {
   std::uint64_t spent() const { return spent_; }
 
  private:
-  friend Value value_of(Code const& code);
+  friend Value value_of(CodeBody const& code);
   friend class Instance;
   // Calls use(cell) with the value, which is good until that returns. Throws RuleFault.
   template <class Use>
-  auto with_value(Code const& code, std::span<Cell const> slots, Use use) {
+  auto with_value(CodeBody const& code, std::uint32_t const* reads, std::span<Cell const> slots, Use use) {
     const struct Tidy {
       Machine& machine;
       ~Tidy() {
@@ -144,14 +145,14 @@ class KDI_DOOR Machine {
       }
     } tidy{*this};
     try {
-      return use(evaluate(code, slots));
+      return use(evaluate(code, reads, slots));
     } catch (std::overflow_error const& error) {
       throw RuleFault(error.what());
     } catch (std::domain_error const& error) {
       throw RuleFault(error.what());
     }
   }
-  Cell evaluate(Code const& code, std::span<Cell const> slots);
+  Cell evaluate(CodeBody const& code, std::uint32_t const* reads, std::span<Cell const> slots);
   void forget();
 
   void* context_;
