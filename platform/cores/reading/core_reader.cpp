@@ -285,7 +285,7 @@ class CoreReader : public Scope {
   void rename(JsonValue object) {
     for (const JsonValue entry : object.members()) {
       Draft& renamed = draft(entry, entry.name());
-      const std::size_t number = draft_numbers_.at(entry.name());
+      const std::uint32_t number = draft_numbers_.at(entry.name());
       draft_numbers_.erase(entry.name());
       renamed.former_names.push_back(entry.name());
       renamed.name = entry.text();
@@ -312,7 +312,7 @@ class CoreReader : public Scope {
       if (drafts_.size() == kMostParameters) entry.refuse("at most 100000 parameters");
       Draft added{text(entry.member("name"), places), std::move(places), entry, fields, {}};
       if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
-      claim(entry.member("name"), added.name, drafts_.size());
+      claim(entry.member("name"), added.name, static_cast<std::uint32_t>(drafts_.size()));
       drafts_.push_back(std::move(added));
     }
   }
@@ -322,7 +322,7 @@ class CoreReader : public Scope {
                       "skips", "values", "limits", "enabled", "range", "derived", "messages"});
   }
 
-  void claim(JsonValue value, std::string const& name, std::size_t number) {
+  void claim(JsonValue value, std::string const& name, std::uint32_t number) {
     if (!is_name(name)) value.refuse("a name of letters, digits and _");
     if (name.size() > kLongestName) value.refuse("a name of at most 250 bytes");
     if (!draft_numbers_.emplace(name, number).second) value.refuse("a name that no other parameter has");
@@ -344,12 +344,9 @@ class CoreReader : public Scope {
 
   std::shared_ptr<Core const> finished() {
     if (core_->out_of_range_.empty()) core_->out_of_range_ = kOutOfRange;
-    drafts_.erase(std::remove_if(drafts_.begin(), drafts_.end(), [](Draft const& draft) { return draft.name.empty(); }),
-                  drafts_.end());
-    for (Draft const& draft : drafts_) {
-      core_->numbers_.emplace(draft.name, static_cast<std::uint32_t>(core_->parameters_.size()));
-      core_->parameters_.push_back(plain(draft));
-    }
+    number_drafts();
+    core_->parameters_.reserve(drafts_.size());
+    for (Draft const& draft : drafts_) core_->parameters_.push_back(plain(draft));
     for (Draft const& draft : drafts_) name_for_users(draft);
     compile_definitions();
     for (std::size_t i = 0; i < drafts_.size(); ++i) compile_rules(drafts_[i], core_->parameters_[i]);
@@ -360,6 +357,14 @@ class CoreReader : public Scope {
     core_->composites_ = composites_of(composite_drafts_, *core_);
     core_->presets_ = presets_.finished(*core_);
     return std::move(core_);
+  }
+
+  // The numbers that they were claimed with are those of the parameters, unless some have been retired.
+  void number_drafts() {
+    const bool any = std::erase_if(drafts_, [](Draft const& draft) { return draft.name.empty(); }) != 0;
+    core_->numbers_ = std::move(draft_numbers_);
+    if (!any) return;
+    for (std::uint32_t i = 0; i < drafts_.size(); ++i) core_->numbers_.at(drafts_[i].name) = i;
   }
 
   Parameter plain(Draft const& draft) const {
@@ -444,7 +449,7 @@ class CoreReader : public Scope {
   }
 
   Rule rule(JsonValue value, Places const& places, std::optional<Type> wanted) const {
-    const std::string source = text(value, places);
+    std::string source = text(value, places);
     const auto compile = [&] {
       Rule made = at(value, [&] { return Rule::compile(source, *this, wanted, compiler_); });
       extent_.add_rule(value, made.bytes());
@@ -455,14 +460,28 @@ class CoreReader : public Scope {
     return compiled;
   }
 
-  // Many rules say the same: that a peripheral is enabled, that a range is from 0 to 1.
+  // Many rules say the same: that a peripheral is enabled, that a range is from 0 to 1. Those that do mostly stand near
+  // one another; a memory of all of them would cost a large model more than it saves.
+  struct Remembered {
+    std::string source;
+    std::optional<Rule> rule;
+  };
+  static constexpr std::size_t kRemembered = 1024;
+
   template <class Compile>
-  Rule remembered(std::string const& source, Type wanted, Compile compile) const {
-    std::vector<Rule>& alike = rules_[source];
-    for (Rule const& known : alike)
-      if (known.type() == wanted) return known;
-    return alike.emplace_back(compile());
+  Rule const& remembered(std::string& source, Type wanted, Compile compile) const {
+    Remembered& place = rules_[std::hash<std::string>()(source) % kRemembered];
+    if (!place.rule || place.source != source || place.rule->type() != wanted) {
+      place.rule = compile();
+      place.source = std::move(source);
+    }
+    return *place.rule;
   }
+
+  // Texts lie in a row in memory: so do their entries then.
+  struct InARow {
+    std::size_t operator()(std::string const* text) const { return reinterpret_cast<std::uintptr_t>(text) >> 7; }
+  };
 
   // Below the folder of cores, so that it reads the same wherever that lies.
   std::shared_ptr<std::string const> place_within(JsonValue value) const {
@@ -563,6 +582,7 @@ class CoreReader : public Scope {
       const std::uint32_t user = Core::slot(i, Core::kUser), given = Core::slot(i, Core::kGiven);
       if (parameter.enabled)
         add_node({Step::Kind::enabled, i}, rule_of(parameter.enabled), Core::slot(i, Core::kEnabled));
+      if (parameter.range) core_->parameters_[i].range_number = plan_->ranges++;
       if (parameter.range) add_node({Step::Kind::range, i}, rule_of(parameter.range), core_->range_slot(i));
       // What there is not is given twice.
       add_node({Step::Kind::value, i}, rule_of(parameter.derived), Core::slot(i, Core::kValue),
@@ -639,8 +659,10 @@ class CoreReader : public Scope {
     step.writes = node.writes;
     step.has_rule = node.rule != nullptr;
     if (step.has_rule) plan(*node.rule->code_, step);
+    if (step.kind == Step::Kind::range) step.writes = core_->parameters_[step.parameter].range_number;
     if (step.kind != Step::Kind::value) return step;
     Parameter const& parameter = core_->parameters_[step.parameter];
+    if (!step.has_rule && parameter.range) step.slot = parameter.range_number;
     step.has_range_rule = parameter.range.has_value();
     step.has_limits = parameter.has_limits();
     step.has_search = parameter.search.has_value();
@@ -706,7 +728,8 @@ class CoreReader : public Scope {
   }
 
   void begin() {
-    Cells begin(core_->slot_count() + core_->parameters_.size());
+    const std::size_t parameters = core_->parameters_.size();
+    Cells begin(core_->slot_count() - parameters * Core::kSlots, parameters);
     for (std::uint32_t i = 0; i < core_->parameters_.size(); ++i) {
       Parameter const& parameter = core_->parameters_[i];
       begin.put(Core::slot(i, Core::kValue), parameter.default_value.cell());
@@ -723,7 +746,7 @@ class CoreReader : public Scope {
   std::size_t bytes_of(Instance const& instance, Step const& step) const {
     switch (step.kind) {
       case Step::Kind::range:
-        return cores::bytes(instance.cells_[core_->range_slot(step.parameter)]);
+        return cores::bytes(instance.range_cell(step.parameter));
       case Step::Kind::value:
         return cores::bytes(instance.cells_[Core::slot(step.parameter, Core::kValue)]);
       case Step::Kind::definition:
@@ -767,16 +790,16 @@ class CoreReader : public Scope {
   std::vector<JsonFile> files_;
   std::map<std::string, std::size_t, std::less<>> part_numbers_;  // among the files
   std::vector<Draft> drafts_;
-  std::map<std::string, std::size_t, std::less<>> draft_numbers_;
+  Core::Numbers draft_numbers_;
   std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
   std::vector<DefinitionDraft> definition_drafts_;
   std::map<std::string, std::size_t, std::less<>> definition_places_;  // by name
   std::vector<CompositeDraft> composite_drafts_;
   PresetDrafts presets_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
-  bool all_names_are_known_ = false;                                  // the same text means the same from here on
-  mutable std::unordered_map<std::string, std::vector<Rule>> rules_;  // by their texts
-  mutable std::unordered_map<std::string const*, std::shared_ptr<std::string const>> places_;  // of texts in the files
+  bool all_names_are_known_ = false;                    // the same text means the same from here on
+  mutable std::vector<Remembered> rules_{kRemembered};  // by hashes of their texts, each the latest
+  mutable std::unordered_map<std::string const*, std::shared_ptr<std::string const>, InARow> places_;  // of texts
   ClockDraft clocks_;
   PadDraft pads_;
   mutable Compiler compiler_;

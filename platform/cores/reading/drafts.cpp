@@ -40,8 +40,13 @@ void Extent::add_rule(JsonValue at, std::size_t bytes) {
 
 std::string filled(JsonValue value, std::string_view text, Places const& places) {
   std::string whole;
-  whole.reserve(text.size());
-  fill(value, text, places, 0, whole);
+  if (text.find('$') == std::string_view::npos) {  // as most of them
+    if (text.size() > kLongestFill) value.refuse("a text of at most 1 MiB with its places filled");
+    whole = text;
+  } else {
+    whole.reserve(text.size());
+    fill(value, text, places, 0, whole);
+  }
   places.extent->add_text(value, whole.size());
   return whole;
 }

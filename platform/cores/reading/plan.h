@@ -14,11 +14,11 @@ struct PlannedStep {
 
   std::uint32_t body = kNoBody;  ///< of the rule, in Plan::bodies; none: nothing is to be evaluated but `slot`, if any
   union {
-    std::uint32_t slot = Core::kNoStep;  ///< that the rule is
+    std::uint32_t slot = Core::kNoStep;  ///< that the rule is; of a value without a rule: the number of its range
     std::uint32_t reads;                 ///< of a body: where its slots begin in Plan::reads
   };
   std::uint32_t parameter = 0;  ///< or definition, or search
-  std::uint32_t writes = 0;     ///< a slot; the number of a message among all of the core
+  std::uint32_t writes = 0;     ///< a slot; the number of a range, or of a message, among all of the core
   Step::Kind kind = Step::Kind::value;
   bool has_rule : 1 = false;
   bool has_range_rule : 1 = false;  ///< of the parameter
@@ -31,7 +31,7 @@ struct Plan {
   std::vector<PlannedStep> steps;
   std::vector<CodeBody const*> bodies;  ///< few, which most steps share
   std::vector<std::uint32_t> reads;     ///< slots, in the order of the steps
-  std::uint32_t messages = 0;
+  std::uint32_t messages = 0, ranges = 0;
 };
 
 }  // namespace kdi::cores

@@ -124,13 +124,13 @@ Cell called(void* context, Workshop& workshop, Function const& function, std::sp
 
 }  // namespace
 
-Cell Machine::evaluate(CodeBody const& code, std::uint32_t const* reads, std::span<Cell const> slots) {
+Cell Machine::evaluate(CodeBody const& code, std::uint32_t const* reads, Slots slots) {
   if (registers_.size() < code.registers) registers_.resize(code.registers);
   Cell* const registers = registers_.data();
-  Cell const* const banks[] = {slots.data(), code.constants.data(), registers};
-  const auto at = [&banks, reads](Operand where) -> Cell const& {
+  Cell const* const banks[] = {nullptr, code.constants.data(), registers};
+  const auto at = [&banks, &slots, reads](Operand where) -> Cell {
     const std::uint32_t bank = where >> kIndexBits;
-    return banks[bank][bank == static_cast<std::uint32_t>(Bank::slot) ? reads[where] : index_of(where)];
+    return bank == static_cast<std::uint32_t>(Bank::slot) ? slots[reads[where]] : banks[bank][index_of(where)];
   };
   const auto row = [registers](Operand first, std::size_t count) {
     return std::span<Cell const>(registers + index_of(first), count);
@@ -326,11 +326,11 @@ void Machine::forget() {
   made_.clear();
 }
 
-Value Machine::run(Rule const& rule, std::span<Cell const> slots) {
+Value Machine::run(Rule const& rule, Slots slots) {
   return with_value(*rule.code_->body, rule.code_->reads.data(), slots, [](Cell cell) { return Value::share(cell); });
 }
 
-bool Machine::holds(Rule const& rule, std::span<Cell const> slots) {
+bool Machine::holds(Rule const& rule, Slots slots) {
   return with_value(*rule.code_->body, rule.code_->reads.data(), slots, [](Cell cell) { return cell.truth(); });
 }
 
@@ -339,7 +339,7 @@ Value value_of(CodeBody const& code) {
   constexpr std::uint64_t kMostSteps = 1000;
   Machine machine;
   machine.most_steps_ = kMostSteps;
-  return machine.with_value(code, nullptr, {}, [](Cell cell) { return Value::share(cell); });
+  return machine.with_value(code, nullptr, std::span<Cell const>(), [](Cell cell) { return Value::share(cell); });
 }
 
 Rule Rule::compile(std::string_view text, Scope const& scope, std::optional<Type> wanted) {

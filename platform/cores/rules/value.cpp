@@ -158,8 +158,16 @@ Node::~Node() {
     for (auto const& [name, value] : *entries) give_up_share(value);
 }
 
-Cells::Cells(Cells const& other) : cells_(other.cells_) {
-  for (const Cell cell : cells_) take_share(cell);
+// Piece by piece: of thousands of cells those that were copied first are not at hand any more in the end.
+Cells::Cells(Cells const& other) : truths_(other.truths_) {
+  constexpr std::size_t kPiece = 1024;
+  cells_.reserve(other.cells_.size());
+  const std::span<Cell const> all = other.cells_;
+  for (std::size_t begin = 0; begin < all.size(); begin += kPiece) {
+    const std::span<Cell const> piece = all.subspan(begin, std::min(kPiece, all.size() - begin));
+    cells_.insert(cells_.end(), piece.begin(), piece.end());
+    for (const Cell cell : piece) take_share(cell);
+  }
 }
 
 Value::Value(std::string text) : cell_(Cell::of(Kind::text, new Node(std::move(text)))) {}

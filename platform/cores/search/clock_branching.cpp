@@ -286,6 +286,7 @@ void ClockBranching::run(std::vector<std::size_t> const& plls) {
     root.candidates[p].clear();
     for (std::uint32_t c = 0; c < table_.choices(p); ++c) root.candidates[p].push_back({saving(root.prices, p, c), c});
   }
+  root.is_exact = true;
   descend(0, kRootSteps);
 }
 
@@ -372,7 +373,7 @@ bool ClockBranching::enter(Node const& parent, Node& child, std::size_t pll, std
 // Of the parent's candidates, which come in the order of what they saved at most, the greatest first.
 bool ClockBranching::take_candidates(Node const& parent, Node& child) {
   for (const std::size_t p : child.left) child.candidates[p] = parent.candidates[p];
-  if (!narrow_by_cover(child) || !narrow_by_pairs(child)) return false;
+  if (!narrow_by_cover(child)) return false;
   const std::int64_t most = most_coarse();
   const auto most_of = [&](std::size_t p) {
     return std::max<std::int64_t>(0, child.candidates[p].front().most + parent.risen);
@@ -401,6 +402,7 @@ bool ClockBranching::take_candidates(Node const& parent, Node& child) {
     candidates.resize(kept);
     child.favoured[p] = 0;
   }
+  child.is_exact = true;
   return true;
 }
 
@@ -423,7 +425,7 @@ bool ClockBranching::narrow(Node& node, int steps) {
   if (!narrow_by_power(node) || !narrow_by_cover(node) || !narrow_by_pairs(node)) return false;
   const bool is_root = steps == kRootSteps;
   if (!is_root && rarest(node).second <= kFew) steps = 0;
-  drop_alike(node);
+  if (is_root) drop_alike(node);
   std::vector<std::int32_t> best_prices;
   std::int64_t best_bound = std::numeric_limits<std::int64_t>::min();
   std::int64_t step = std::max<std::int64_t>(1, kCoarse / 4);
@@ -446,7 +448,10 @@ bool ClockBranching::narrow(Node& node, int steps) {
   if (is_root && !ties_) prices_ = best_prices;
   set_prices(node, best_prices);
   const std::int64_t bound = judge(node);
-  return bound <= most_coarse() && rule_out(node, bound);
+  if (bound > most_coarse() || !rule_out(node, bound)) return false;
+  // To look for settings that are alike takes longer than to rule out most of them. The last PLL tries each but once.
+  if (!is_root && node.left.size() > 1) drop_alike(node);
+  return true;
 }
 
 bool ClockBranching::narrow_by_power(Node& node) const {
@@ -524,13 +529,29 @@ bool ClockBranching::narrow_by_pairs(Node& node) const {
 bool ClockBranching::narrow_beside(Node& node, std::size_t p, std::size_t q, Bits const& shared) const {
   const std::size_t word = shared.fullest_word();
   const std::uint64_t wanted = shared.word(word);
+  // Most offers are alike: those that came lately are not taken again.
+  constexpr std::size_t kLately = 64;
+  std::array<std::uint64_t, kLately> lately{};
   std::vector<std::uint64_t> offered;
-  for (Candidate const& one : node.candidates[q]) offered.push_back(covers_[q][one.choice].word(word) & wanted);
-  std::sort(offered.begin(), offered.end());
-  offered.erase(std::unique(offered.begin(), offered.end()), offered.end());
+  std::uint64_t any = 0;
+  for (Candidate const& one : node.candidates[q]) {
+    const std::uint64_t offer = covers_[q][one.choice].word(word) & wanted;
+    std::uint64_t& known = lately[(offer * 0x9E3779B97F4A7C15U) >> 58];
+    if (known == offer && offer != 0) continue;
+    known = offer;
+    any |= offer;
+    offered.push_back(offer);
+  }
+  std::size_t likely = 0;  // what complemented the one before
   const auto is_alone = [&](Candidate const& one) {
     const std::uint64_t needed = wanted & ~covers_[p][one.choice].word(word);
-    return std::none_of(offered.begin(), offered.end(), [&](std::uint64_t offer) { return (needed & ~offer) == 0; });
+    if ((needed & ~any) != 0) return true;
+    if ((needed & ~offered[likely]) == 0) return false;
+    const auto found =
+        std::find_if(offered.begin(), offered.end(), [&](std::uint64_t offer) { return (needed & ~offer) == 0; });
+    if (found == offered.end()) return true;
+    likely = static_cast<std::size_t>(found - offered.begin());
+    return false;
   };
   if (std::erase_if(node.candidates[p], is_alone) != 0) node.favoured[p] = 0;
   return !node.candidates[p].empty();
@@ -584,17 +605,44 @@ bool ClockBranching::is_alike(std::vector<std::int64_t> const& errors, std::size
 
 // ------------------------------------------------------------------------------------------------------------- prices
 
-// The sum of what prices are above errors. Sums of prices fit: the least of 256 clocks is at most kCoarse each.
-std::int64_t ClockBranching::saving(std::vector<std::int32_t> const& prices, std::size_t pll,
-                                    std::uint32_t choice) const {
-  std::int32_t const* const row = coarse_row(pll, choice);
-  std::int32_t const* const price = prices.data();
-  std::array<std::int32_t, kLanes> saved{};
-  for (std::size_t i = 0; i < stride_; i += kLanes)
-    for (std::size_t k = 0; k < kLanes; ++k) saved[k] += std::max(0, price[i + k] - row[i + k]);
+namespace {
+
+// Of so many numbers, a multiple of `Lanes`. It is most of the work: where the processor has wider words than all of
+// its kind do, they are worth a way of their own.
+template <std::size_t Lanes>
+[[gnu::always_inline]] inline std::int32_t sum_above(std::int32_t const* prices, std::int32_t const* row,
+                                                     std::size_t count) {
+  std::array<std::int32_t, Lanes> saved{};
+  for (std::size_t i = 0; i < count; i += Lanes)
+    for (std::size_t k = 0; k < Lanes; ++k) saved[k] += std::max(0, prices[i + k] - row[i + k]);
   std::int32_t total = 0;
   for (const std::int32_t each : saved) total += each;
   return total;
+}
+
+#if defined(__x86_64__)
+template <std::size_t Lanes>
+[[gnu::target("avx2")]] std::int32_t wide_sum_above(std::int32_t const* prices, std::int32_t const* row,
+                                                    std::size_t count) {
+  return sum_above<Lanes>(prices, row, count);
+}
+bool has_wide_words() { return __builtin_cpu_supports("avx2") != 0; }
+#else
+template <std::size_t Lanes>
+std::int32_t wide_sum_above(std::int32_t const* prices, std::int32_t const* row, std::size_t count) {
+  return sum_above<Lanes>(prices, row, count);
+}
+bool has_wide_words() { return false; }
+#endif
+
+}  // namespace
+
+// The sum of what prices are above errors. Sums of prices fit: the least of 256 clocks is at most kCoarse each.
+std::int64_t ClockBranching::saving(std::vector<std::int32_t> const& prices, std::size_t pll,
+                                    std::uint32_t choice) const {
+  static const bool is_wide = has_wide_words();
+  std::int32_t const* const row = coarse_row(pll, choice);
+  return is_wide ? wide_sum_above<kLanes>(prices.data(), row, stride_) : sum_above<kLanes>(prices.data(), row, stride_);
 }
 
 // The bound; the setting that saves the most is then known of each PLL.
@@ -605,7 +653,7 @@ std::int64_t ClockBranching::judge(Node& node) const {
     std::vector<Candidate>& candidates = node.candidates[p];
     std::int64_t most = -1;
     const auto look = [&](std::size_t n) {
-      const std::int64_t saved = saving(node.prices, p, candidates[n].choice);
+      const std::int64_t saved = saved_by(node, p, candidates[n]);
       candidates[n].most = saved - node.risen;
       if (saved <= most) return;
       most = saved;
@@ -630,7 +678,7 @@ bool ClockBranching::rule_out(Node& node, std::int64_t bound) const {
     for (std::size_t n = 0; n < candidates.size(); ++n) {
       Candidate one = candidates[n];
       if (bound + node.saved[p] - (one.most + node.risen) > most) continue;
-      const std::int64_t saved = saving(node.prices, p, one.choice);
+      const std::int64_t saved = saved_by(node, p, one);
       if (bound + node.saved[p] - saved > most) continue;
       one.most = saved - node.risen;
       if (n == node.favoured[p]) node.favoured[p] = kept;
@@ -639,7 +687,12 @@ bool ClockBranching::rule_out(Node& node, std::int64_t bound) const {
     if (kept == 0) return false;
     candidates.resize(kept);
   }
+  node.is_exact = true;
   return true;
+}
+
+std::int64_t ClockBranching::saved_by(Node const& node, std::size_t pll, Candidate const& candidate) const {
+  return node.is_exact ? candidate.most + node.risen : saving(node.prices, pll, candidate.choice);
 }
 
 // Raises the prices of demands that no favoured setting serves, and lowers those of demands that several serve. False
@@ -668,6 +721,7 @@ bool ClockBranching::step_prices(Node& node, std::int64_t bound, std::int64_t la
 }
 
 void ClockBranching::set_prices(Node& node, std::vector<std::int32_t> const& prices) {
+  node.is_exact = node.is_exact && prices == node.prices;
   for (std::size_t i = 0; i < prices.size(); ++i) node.risen += std::max(0, prices[i] - node.prices[i]);
   node.prices = prices;
 }

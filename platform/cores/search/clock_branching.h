@@ -110,6 +110,7 @@ class ClockBranching {
     std::vector<std::int32_t> limits;  // likewise, coarse: no price is above
     std::vector<std::int32_t> prices;
     std::int64_t risen = 0;                          // by how much prices have, in all
+    bool is_exact = false;                           // what candidates save is known at these very prices
     std::vector<std::size_t> left;                   // PLLs without a setting yet
     std::vector<std::vector<Candidate>> candidates;  // by PLL: settings that are not ruled out
     std::vector<std::size_t> favoured;               // by PLL: the one of them that saved the most
@@ -152,6 +153,7 @@ class ClockBranching {
 
   // --- prices
   std::int64_t saving(std::vector<std::int32_t> const& prices, std::size_t pll, std::uint32_t choice) const;
+  std::int64_t saved_by(Node const& node, std::size_t pll, Candidate const& candidate) const;
   std::int64_t judge(Node& node) const;
   bool rule_out(Node& node, std::int64_t bound) const;
   bool step_prices(Node& node, std::int64_t bound, std::int64_t largest) const;

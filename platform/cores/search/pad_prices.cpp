@@ -66,11 +66,18 @@ void PadPrices::pivot(std::size_t leaving, std::size_t column) {
   for (std::size_t j = 0; j < stride_; ++j) own[j] *= inverse;
   own[column] = inverse;
   right_[leaving] *= inverse;
+  places_.clear();
+  for (std::size_t j = 0; j < stride_; ++j)
+    if (own[j] != 0) places_.push_back(static_cast<std::uint32_t>(j));
+  const bool is_sparse = places_.size() * kLanes / 2 < stride_;
   const auto clear = [&](double* cells) {
     const double factor = cells[column];
     if (factor == 0) return factor;
     cells[column] = 0;
-    subtract(cells, own, factor, stride_);
+    if (is_sparse)
+      for (const std::uint32_t j : places_) cells[j] -= factor * own[j];
+    else
+      subtract(cells, own, factor, stride_);
     return factor;
   };
   for (std::size_t i = 0; i < right_.size(); ++i)

@@ -58,6 +58,7 @@ class PadPrices {
   std::vector<std::size_t> row_variable_, column_variable_;
   std::vector<double> cells_, right_, gain_;
   std::optional<std::pair<std::size_t, double>> followed_;  // a column's variable, and its value
+  std::vector<std::uint32_t> places_;                       // of a row where it is not 0, kept for its memory
 };
 
 }  // namespace kdi::cores

@@ -241,6 +241,7 @@ class Seating {
     int budget_price = 0;
     std::optional<PadPrices> program{};
     std::vector<char> in_program{};  // by option
+    Node const* above = nullptr;     // whose program this one goes on with: many end before they need it
   };
 
   int cost(std::size_t p, std::size_t option) const {
@@ -267,7 +268,8 @@ class Seating {
     std::vector<std::size_t> ways = std::move(node.allowed[p]);
     std::stable_sort(ways.begin(), ways.end(), [&](std::size_t a, std::size_t b) { return share(p, a) > share(p, b); });
     for (const std::size_t way : ways) {
-      Node child = node;
+      Node child{node.allowed, node.prices, node.budget_price};
+      child.above = &node;
       child.allowed[p] = {way};
       descend(std::move(child), kSteps);
     }
@@ -343,6 +345,10 @@ class Seating {
 
   // The best prices.
   void solve(Node& node) {
+    if (!node.program && node.above != nullptr) {
+      node.program = node.above->program;
+      node.in_program = node.above->in_program;
+    }
     const bool is_new = !node.program;
     if (is_new) start_program(node);
     take_solution(node);

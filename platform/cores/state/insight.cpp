@@ -37,9 +37,9 @@ bool Insight::has_finding(std::uint32_t parameter, std::uint32_t search, bool er
 std::vector<Due> Insight::messages(std::uint32_t parameter) {
   Parameter const& described = core().parameters()[parameter];
   std::vector<Due> due;
-  for (std::uint32_t step = 0; step < core().steps().size(); ++step)
-    if (!fault(step).empty() && is_of(core().steps()[step], parameter))
-      due.push_back({parameter, "rule", Severity::error, described.name + ": " + fault(step)});
+  for (auto const& [step, fault] : instance_.faults_)
+    if (is_of(core().steps()[step], parameter))
+      due.push_back({parameter, "rule", Severity::error, described.name + ": " + fault});
   if (is_out_of_range(parameter)) due.push_back(told_out_of_range(instance_, parameter));
   instance_.add_findings(parameter, due);
   for (std::uint32_t m = 0; m < described.messages.size(); ++m) {

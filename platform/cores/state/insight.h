@@ -22,8 +22,11 @@ class Insight {
   Core const& core() const { return instance_.core(); }
   Instance const& instance() const { return instance_; }
 
-  /// The value of a slot of a parameter or a definition.
-  Value value(std::uint32_t slot) const { return Value::share(instance_.cells_[slot]); }
+  /// The value of a slot of a parameter or a definition, or a range that a rule gives.
+  Value value(std::uint32_t slot) const {
+    const bool is_range = slot >= core().slot_count();
+    return Value::share(is_range ? instance_.range_cell(slot - core().slot_count()) : instance_.cells_[slot]);
+  }
   /// The value of a rule; nothing if it has a fault.
   std::optional<Value> evaluated(Rule const& rule);
   /// What kept a step from being computed; empty if nothing did.

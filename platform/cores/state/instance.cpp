@@ -62,6 +62,7 @@ Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts) : Insta
 Instance::Instance(std::shared_ptr<Core const> core, Facts const& facts, After const& after)
     : core_(std::move(core)),
       cells_(core_->beginning()),
+      ranges_(core_->plan_->ranges),
       due_(core_->plan_->messages),
       found_(core_->searches().empty() ? 0 : core_->parameters().size()),
       findings_(core_->searches().size()),
@@ -179,6 +180,14 @@ inline bool Instance::put(std::uint32_t slot, Cell value) {
   return true;
 }
 
+// What a step has computed, likewise.
+inline bool Instance::put(PlannedStep const& step, Cell value) {
+  if (step.kind != Step::Kind::range) return put(step.writes, value);
+  if (!ranges_.put(step.writes, value)) return false;
+  if (is_complete_) mark(core_->range_slot(step.parameter));
+  return true;
+}
+
 // Computes a step anew and passes on what it changed.
 void Instance::run(std::uint32_t number) {
   PlannedStep const& step = core_->plan_->steps[number];
@@ -227,10 +236,10 @@ bool Instance::evaluated(PlannedStep const& step, std::uint32_t number, Use use)
 bool Instance::perform(PlannedStep const& step, std::uint32_t number) {
   if (step.kind == Step::Kind::search) return run_search(step.parameter, number);
   if (step.kind == Step::Kind::message) return judge(step, number);
-  if (step.has_rule && step.body == PlannedStep::kNoBody) return put(step.writes, cells_[step.slot]);
+  if (step.has_rule && step.body == PlannedStep::kNoBody) return put(step, cells_[step.slot]);
   bool changed = false;
-  if (step.has_rule && evaluated(step, number, [&](Cell value) { changed = put(step.writes, value); })) return changed;
-  if (step.kind != Step::Kind::value) return put(step.writes, zero_of(core_->plan_->bodies[step.body]->type).cell());
+  if (step.has_rule && evaluated(step, number, [&](Cell value) { changed = put(step, value); })) return changed;
+  if (step.kind != Step::Kind::value) return put(step, zero_of(core_->plan_->bodies[step.body]->type).cell());
   if (is_plain_permitted(step)) return put(step.writes, cells_[Core::slot(step.parameter, Core::kUser)]);
   return put(step.writes, value_without_rule(step).cell());
 }
@@ -246,7 +255,8 @@ bool Instance::judge(PlannedStep const& step, std::uint32_t number) {
 bool Instance::is_plain_permitted(PlannedStep const& step) const {
   if (step.has_search && found_[step.parameter].from != Found::From::user) return false;
   const Cell user = cells_[Core::slot(step.parameter, Core::kUser)];
-  if (step.has_range_rule) return is_within(cells_[core_->range_slot(step.parameter)], step.has_limits, user);
+  if (step.has_range_rule)
+    return is_within(step.has_rule ? range_cell(step.parameter) : ranges_[step.slot], step.has_limits, user);
   return !cells_[Core::slot(step.parameter, Core::kGiven)].truth() || permits(step.parameter, user);
 }
 
@@ -324,7 +334,7 @@ std::vector<Value> Instance::permitted(std::uint32_t parameter) const {
   Parameter const& described = core_->parameters()[parameter];
   std::vector<Value> all;
   if (described.range) {
-    for (const Cell cell : cells_[core_->range_slot(parameter)].elements()) all.push_back(Value::share(cell));
+    for (const Cell cell : range_cell(parameter).elements()) all.push_back(Value::share(cell));
   } else if (described.limits) {
     all = {described.limits->first, described.limits->second};
   } else {
@@ -335,7 +345,7 @@ std::vector<Value> Instance::permitted(std::uint32_t parameter) const {
 
 bool Instance::permits(std::uint32_t parameter, Cell value) const {
   Parameter const& described = core_->parameters()[parameter];
-  if (described.range) return is_within(cells_[core_->range_slot(parameter)], described.has_limits(), value);
+  if (described.range) return is_within(range_cell(parameter), described.has_limits(), value);
   if (described.limits) return is_between(described.limits->first.cell(), described.limits->second.cell(), value);
   if (described.values.empty()) return true;
   if (described.type == Type(Kind::text))

@@ -56,6 +56,7 @@ struct Parameter {
   std::optional<Rule> derived;                    ///< the value in effect, in place of the user's
   std::vector<Message> messages;
   std::uint32_t first_message = 0;      ///< its number among all messages of the core
+  std::uint32_t range_number = 0;       ///< of one with a range rule: among all of the core that have one
   std::optional<std::uint32_t> search;  ///< the one that gives its value
 
   /// Whether the range is the least and the greatest value.
@@ -188,7 +189,8 @@ struct RegisterFile {
 class KDI_DOOR Core {
  public:
   /// Slots of a parameter, beside one another from kSlots times its number on.
-  enum Slot : std::uint32_t { kValue, kUser, kGiven, kEnabled, kSlots };
+  enum Slot : std::uint32_t { kValue, kUser, kGiven, kEnabled, kSlots };  // as Slots has them: the last two are truths
+  static_assert(kSlots == Slots::kOfParameter);
 
   /// Reads the version `version` of the core `name` from below `directory`: the file <name>/<version>.json and those
   /// that it extends. Throws kdi::FileError, kdi::JsonError.

@@ -115,6 +115,8 @@ class KDI_DOOR Instance {
   Instance(std::shared_ptr<Core const> core, Facts const& facts, After const& after);
   void mark(std::uint32_t slot);
   bool put(std::uint32_t slot, Cell value);
+  bool put(PlannedStep const& step, Cell value);
+  Cell range_cell(std::uint32_t parameter) const { return ranges_[core_->parameters()[parameter].range_number]; }
   void give(std::uint32_t parameter, std::optional<std::string> text, Origin from);
   std::vector<std::uint32_t> moved();
   void run(std::uint32_t step);
@@ -142,7 +144,8 @@ class KDI_DOOR Instance {
 
   std::shared_ptr<Core const> core_;
   Machine machine_;
-  Cells cells_;                                            ///< by slot, and ranges, for those with a rule
+  Cells cells_;                                            ///< by slot
+  Cells ranges_;                                           ///< those with a rule, by their numbers
   std::vector<char> due_;                                  ///< by message, of all of the core
   std::vector<Found> found_;                               ///< by parameter; empty in a core without searches
   std::vector<std::shared_ptr<Findings const>> findings_;  ///< by search, those in effect

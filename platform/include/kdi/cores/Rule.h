@@ -126,9 +126,9 @@ class KDI_DOOR Machine {
   explicit Machine(void* context = nullptr) : context_(context) {}
 
   /// The value of `rule`. Slot s holds `slots[s]`, of the type that the scope gave it. Throws RuleFault.
-  Value run(Rule const& rule, std::span<Cell const> slots);
+  Value run(Rule const& rule, Slots slots);
   /// The same for a rule of type truth.
-  bool holds(Rule const& rule, std::span<Cell const> slots);
+  bool holds(Rule const& rule, Slots slots);
   /// Steps that all evaluations took together.
   std::uint64_t spent() const { return spent_; }
 
@@ -137,7 +137,7 @@ class KDI_DOOR Machine {
   friend class Instance;
   // Calls use(cell) with the value, which is good until that returns. Throws RuleFault.
   template <class Use>
-  auto with_value(CodeBody const& code, std::uint32_t const* reads, std::span<Cell const> slots, Use use) {
+  auto with_value(CodeBody const& code, std::uint32_t const* reads, Slots slots, Use use) {
     const struct Tidy {
       Machine& machine;
       ~Tidy() {
@@ -152,7 +152,7 @@ class KDI_DOOR Machine {
       throw RuleFault(error.what());
     }
   }
-  Cell evaluate(CodeBody const& code, std::uint32_t const* reads, std::span<Cell const> slots);
+  Cell evaluate(CodeBody const& code, std::uint32_t const* reads, Slots slots);
   void forget();
 
   void* context_;

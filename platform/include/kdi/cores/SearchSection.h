@@ -45,7 +45,7 @@ struct KDI_DOOR Findings {
 /// What a search works on.
 struct SearchInput {
   Machine& machine;
-  std::span<Cell const> cells;                                         ///< by slot
+  Slots cells;                                                         ///< by slot
   std::function<bool(std::uint32_t parameter, Value const&)> permits;  ///< whether that is in its range
   std::function<Value(std::uint32_t parameter)> plain;                 ///< the value in effect without the search
   std::shared_ptr<Findings const> const& before;                       ///< of the run before, if there was one

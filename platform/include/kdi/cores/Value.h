@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <compare>
+#include <concepts>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -148,15 +149,54 @@ inline std::string const& Cell::text() const { return node_->text(); }
 inline std::span<Cell const> Cell::elements() const { return node_->elements(); }
 inline Node::Entries const& Cell::entries() const { return node_->entries(); }
 
-/// A row of cells that own what they hold, for those who keep thousands of values.
+/// The slots that rules read, by number, without ownership: a row of cells; or of a core, where the first slots are
+/// those of its parameters, four of each, of which the last two are truths and lie in bytes, since a core has
+/// thousands.
+class Slots {
+ public:
+  static constexpr std::uint32_t kOfParameter = 4, kCellsOfParameter = 2;
+  static constexpr std::uint8_t kNothing = 2;
+
+  template <class Row>
+  requires std::convertible_to<Row const&, std::span<Cell const>> Slots(Row const& row)
+      : cells_(std::span<Cell const>(row).data()) {}  // NOLINT: it is one
+  Slots(Cell const* cells, std::uint8_t const* truths, std::uint32_t of_parameters)
+      : cells_(cells), truths_(truths), of_parameters_(of_parameters) {}
+
+  Cell operator[](std::uint32_t slot) const {
+    if (slot >= of_parameters_) return cells_[slot - of_parameters_ / 2];
+    const std::uint32_t place = place_of(slot);
+    if (!is_truth(slot)) return cells_[place];
+    return truths_[place] == kNothing ? Cell() : Cell::of(truths_[place] != 0);
+  }
+
+  /// Of a slot of a parameter: whether it is a truth, and its place among truths or cells.
+  static bool is_truth(std::uint32_t slot) { return (slot & 2) != 0; }
+  static std::uint32_t place_of(std::uint32_t slot) {
+    return slot / kOfParameter * kCellsOfParameter + slot % kCellsOfParameter;
+  }
+
+ private:
+  Cell const* cells_;
+  std::uint8_t const* truths_ = nullptr;
+  std::uint32_t of_parameters_ = 0;
+};
+
+/// Slots that own what they hold, for those who keep thousands of values.
 class KDI_DOOR Cells {
  public:
-  /// So many cells of kind `nothing`.
-  explicit Cells(std::size_t size = 0) : cells_(size) {}
+  /// So many cells of kind `nothing`, behind the slots of so many parameters.
+  explicit Cells(std::size_t size = 0, std::size_t parameters = 0)
+      : cells_(Slots::kCellsOfParameter * parameters + size),
+        truths_(Slots::kCellsOfParameter * parameters, Slots::kNothing) {}
   Cells(Cells const& other);
-  Cells(Cells&& other) noexcept : cells_(std::move(other.cells_)) { other.cells_.clear(); }
+  Cells(Cells&& other) noexcept : cells_(std::move(other.cells_)), truths_(std::move(other.truths_)) {
+    other.cells_.clear();
+    other.truths_.clear();
+  }
   Cells& operator=(Cells other) noexcept {
     cells_.swap(other.cells_);
+    truths_.swap(other.truths_);
     return *this;
   }
   ~Cells() {
@@ -164,13 +204,22 @@ class KDI_DOOR Cells {
       if (cell.has_node()) cell.node()->release();
   }
 
-  std::size_t size() const { return cells_.size(); }
-  Cell operator[](std::size_t number) const { return cells_[number]; }
-  operator std::span<Cell const>() const { return cells_; }  // NOLINT: it is one
+  Cell operator[](std::uint32_t slot) const { return Slots(*this)[slot]; }
+  operator Slots() const { return {cells_.data(), truths_.data(), of_parameters()}; }  // NOLINT: they are
 
   /// Takes a share in what `cell` holds. Returns whether it is another value than before, or the first.
-  bool put(std::size_t number, Cell cell) {
-    Cell& known = cells_[number];
+  bool put(std::uint32_t slot, Cell cell) {
+    if (slot >= of_parameters()) return put_cell(slot - of_parameters() / 2, cell);
+    const std::uint32_t place = Slots::place_of(slot);
+    if (!Slots::is_truth(slot)) return put_cell(place, cell);
+    const std::uint8_t truth = cell.truth() ? 1 : 0;
+    return std::exchange(truths_[place], truth) != truth;
+  }
+
+ private:
+  std::uint32_t of_parameters() const { return static_cast<std::uint32_t>(truths_.size()) * 2; }
+  bool put_cell(std::uint32_t place, Cell cell) {
+    Cell& known = cells_[place];
     if (known.kind() != Kind::nothing && known == cell) return false;
     if (cell.has_node()) cell.node()->retain();
     if (known.has_node()) known.node()->release();
@@ -178,8 +227,8 @@ class KDI_DOOR Cells {
     return true;
   }
 
- private:
   std::vector<Cell> cells_;
+  std::vector<std::uint8_t> truths_;
 };
 
 /// What a value takes of memory, in bytes, about; what several share counts for each.
