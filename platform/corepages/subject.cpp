@@ -1,6 +1,7 @@
 #include "platform/corepages/subject.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "kdi/cores/Explain.h"
@@ -38,6 +39,7 @@ std::vector<Row> rows_of(Configuration const& configuration, std::vector<Notice>
     if (notice.due.name == "range") out_of_range.insert(notice.due.parameter);
   const std::set<std::uint32_t> composites = composites_of(configuration.core());
   cores::Instance const& instance = configuration.instance();
+  const cores::RuleParts parts(configuration.core());
   std::vector<Row> rows;
   for (std::uint32_t i = 0; i < configuration.core().parameters().size(); ++i) {
     cores::Parameter const& parameter = configuration.core().parameters()[i];
@@ -50,7 +52,7 @@ std::vector<Row> rows_of(Configuration const& configuration, std::vector<Notice>
             instance.given(i).has_value() && !composites.contains(i),
             false,
             out_of_range.contains(i),
-            cores::explain(instance, i, cores::Effort{0, 0, 0})};
+            cores::explain(instance, i, cores::Effort{0, 0, 0}, parts)};
     const bool is_skipped = parameter.skips && !row.enabled;
     const bool is_other = !composites.contains(i) && !is_skipped && row.value != row.default_value;
     row.differs = row.given || is_other;
@@ -97,6 +99,7 @@ bool can_be_explained(Notice const& notice, Core const& core) {
 void explain_notices(std::vector<Unit>& units, Bounds const& bounds) {
   std::uint32_t advised = 0;
   using cores::Severity;
+  std::map<cores::Core const*, cores::RuleParts> parts;
   for (const Severity severity : {Severity::error, Severity::critical_warning, Severity::warning, Severity::info})
     for (Unit& unit : units)
       for (Notice& notice : unit.notices) {
@@ -105,7 +108,8 @@ void explain_notices(std::vector<Unit>& units, Bounds const& bounds) {
         advised += notice.is_advised ? 1 : 0;
         const cores::Effort effort =
             notice.is_advised ? cores::Effort{bounds.most_rules, 3, 0} : cores::Effort{0, 0, 0};
-        notice.why = cores::explain(unit.configuration->instance(), notice.due.parameter, notice.due.name, effort);
+        notice.why = cores::explain(unit.configuration->instance(), notice.due.parameter, notice.due.name, effort,
+                                    parts.try_emplace(&unit.core(), unit.core()).first->second);
       }
 }
 

@@ -181,7 +181,7 @@ inline bool Instance::put(std::uint32_t slot, Cell value) {
 }
 
 // What a step has computed, likewise.
-inline bool Instance::put(PlannedStep const& step, Cell value) {
+[[gnu::always_inline]] inline bool Instance::put(PlannedStep const& step, Cell value) {
   if (step.kind != Step::Kind::range) return put(step.writes, value);
   if (!ranges_.put(step.writes, value)) return false;
   if (is_complete_) mark(core_->range_slot(step.parameter));

@@ -47,15 +47,14 @@ Instance computed(Instance instance) {
 // that it does not meet has a list of changes of which every larger set that meets it has one.
 class Search {
  public:
-  Search(Instance const& instance, Wish const& wish, Effort effort)
+  Search(Instance const& instance, Wish const& wish, Effort effort, Terms& terms)
       : start_(computed(instance)),
         state_(start_),
         insight_(state_),
         core_(start_.core()),
-        terms_(core_),
-        candidates_(start_, terms_, wish.kind == Wish::Kind::permitted ? wish.parameter : Core::kNoStep, wished(wish)),
+        candidates_(start_, terms, wish.kind == Wish::Kind::permitted ? wish.parameter : Core::kNoStep, wished(wish)),
         baseline_(start_),
-        needs_(core_, terms_, candidates_, baseline_),
+        needs_(core_, terms, candidates_, baseline_),
         wish_(conditions_of(start_, wish)),
         effort_(effort),
         most_time_(effort.most_seconds) {}
@@ -280,7 +279,6 @@ class Search {
   Instance state_;
   Insight insight_;
   Core const& core_;
-  Terms terms_;
   Candidates candidates_;
   Baseline baseline_;
   Needs needs_;
@@ -299,8 +297,15 @@ class Search {
 
 }  // namespace
 
+RuleParts::RuleParts(Core const& core) : terms_(std::make_unique<Terms>(core)) {}
+RuleParts::~RuleParts() = default;
+
 Advice advise(Instance const& instance, Wish const& wish, Effort effort) {
-  return Search(instance, wish, effort).found();
+  return advise(instance, wish, effort, RuleParts(instance.core()));
+}
+
+Advice advise(Instance const& instance, Wish const& wish, Effort effort, RuleParts const& parts) {
+  return Search(instance, wish, effort, parts.terms()).found();
 }
 
 Record record_of(Core const& core, Wish const& wish, Advice const& advice) {

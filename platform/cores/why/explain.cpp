@@ -4,8 +4,8 @@
 #include <stdexcept>
 
 #include "kdi/common/KdiText.h"
-#include "platform/cores/rules/terms.h"
 #include "platform/cores/state/insight.h"
+#include "platform/cores/why/advice_parts.h"
 
 namespace kdi::cores {
 namespace {
@@ -33,8 +33,8 @@ std::vector<bool> deciding(Term const& term, std::vector<std::optional<Value>> c
 
 class Explainer {
  public:
-  Explainer(Instance const& instance, Effort effort)
-      : insight_(instance), instance_(instance), core_(instance.core()), scope_(core_), effort_(effort) {}
+  Explainer(Instance const& instance, Effort effort, RuleParts const& parts)
+      : insight_(instance), instance_(instance), core_(instance.core()), parts_(parts), effort_(effort) {}
 
   Record parameter(std::uint32_t number) {
     Parameter const& described = core_.parameters()[number];
@@ -119,7 +119,7 @@ class Explainer {
   }
 
   void add_advice(Wish const& wish, Record& list) const {
-    if (effort_.most_changes > 0) list.add(record_of(core_, wish, advise(instance_, wish, effort_)));
+    if (effort_.most_changes > 0) list.add(record_of(core_, wish, advise(instance_, wish, effort_, parts_)));
   }
 
   // What the engine's own messages are about: the range, or the rules that have a fault.
@@ -150,7 +150,7 @@ class Explainer {
     Record record = Record::dictionary();
     record.set("text", rule.written());
     record.set("place", rule.place());
-    record.set("terms", term(terms_of(rule, scope_), true));
+    record.set("terms", term(parts_.terms().of(rule), true));
     return record;
   }
 
@@ -249,18 +249,27 @@ class Explainer {
   Insight insight_;
   Instance const& instance_;
   Core const& core_;
-  CoreScope scope_;
+  RuleParts const& parts_;
   Effort effort_;
 };
 
 }  // namespace
 
 Record explain(Instance const& instance, std::uint32_t parameter, Effort effort) {
-  return Explainer(instance, effort).parameter(parameter);
+  return explain(instance, parameter, effort, RuleParts(instance.core()));
+}
+
+Record explain(Instance const& instance, std::uint32_t parameter, Effort effort, RuleParts const& parts) {
+  return Explainer(instance, effort, parts).parameter(parameter);
 }
 
 Record explain(Instance const& instance, std::uint32_t parameter, std::string_view message, Effort effort) {
-  return Explainer(instance, effort).message(parameter, message);
+  return explain(instance, parameter, message, effort, RuleParts(instance.core()));
+}
+
+Record explain(Instance const& instance, std::uint32_t parameter, std::string_view message, Effort effort,
+               RuleParts const& parts) {
+  return Explainer(instance, effort, parts).message(parameter, message);
 }
 
 std::string_view name_of(Severity severity) {

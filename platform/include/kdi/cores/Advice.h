@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -56,8 +57,26 @@ struct Effort {
   double most_seconds = 0;
 };
 
+class Terms;
+
+/// The rules of a core taken apart, as advice and explanations need them: each when it is first asked for, so that
+/// those with many questions do that once. The core outlives it. For one thread at a time.
+class KDI_DOOR RuleParts {
+ public:
+  explicit RuleParts(Core const& core);
+  RuleParts(RuleParts const&) = delete;
+  RuleParts& operator=(RuleParts const&) = delete;
+  ~RuleParts();
+  Terms& terms() const { return *terms_; }
+
+ private:
+  std::unique_ptr<Terms> terms_;
+};
+
 /// Throws std::invalid_argument if the parameter has no such message.
 KDI_DOOR Advice advise(Instance const& instance, Wish const& wish, Effort effort = {});
+/// The same, with parts of the instance's core.
+KDI_DOOR Advice advise(Instance const& instance, Wish const& wish, Effort effort, RuleParts const& parts);
 
 /// `wish` (`enabled`, `permitted` or `cleared`), `outcome` (`fulfilled`, `found`, `none`, `not within`), `changes`,
 /// `verified`, `smallest`, `first`, `trials`, `moves`.

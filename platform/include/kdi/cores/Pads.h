@@ -26,7 +26,7 @@ class KDI_DOOR PadError : public std::invalid_argument {
 };
 
 /// Decisions that a search tries at most, if not told otherwise.
-inline constexpr int kMostPadSteps = 20'000;
+inline constexpr int kMostPadSteps = 100'000;
 
 /// A search that came to its limit before it had any answer.
 class KDI_DOOR PadEffortError : public std::runtime_error {
