@@ -86,6 +86,24 @@ std::strong_ordering ErrorSums::exact(Choices const& a, Choices const& b) const 
   return left <=> right;
 }
 
+namespace {
+
+void lower(std::vector<std::int64_t>& errors, std::int64_t const* row) {
+  for (std::size_t i = 0; i < errors.size(); ++i) errors[i] = std::min(errors[i], row[i]);
+}
+
+// Of what the errors become with the row.
+std::uint64_t hash_of(std::vector<std::int64_t> const& errors, std::int64_t const* row) {
+  std::uint64_t hash = 0, factor = 0x9E3779B97F4A7C15U;
+  for (std::size_t i = 0; i < errors.size(); ++i) {
+    hash += factor * static_cast<std::uint64_t>(std::min(errors[i], row[i]));
+    factor += 0xBF58476D1CE4E5B8U;  // even: all factors stay odd
+  }
+  return hash ^ hash >> 32;
+}
+
+}  // namespace
+
 // ------------------------------------------------------------------------------------------------- the sort of answer
 
 ClockBranching::ClockBranching(ClockProblem const& problem, Table const& table, std::vector<int> const& weights,
@@ -98,6 +116,10 @@ ClockBranching::ClockBranching(ClockProblem const& problem, Table const& table, 
     std::vector<std::int32_t>& coarse = coarse_.emplace_back(table.choices(p) * stride_, kCoarseNone);
     for (std::size_t c = 0; c < table.choices(p); ++c)
       for (std::size_t i = 0; i < table.demands; ++i) coarse[c * stride_ + i] = coarse_of(i, table.row(p, c)[i]);
+  }
+  for (std::size_t p = 0; p < table.keys.size(); ++p) {
+    std::vector<std::int64_t>& least = least_keys_.emplace_back(table.demands, kNone);
+    for (std::size_t c = 0; c < table.choices(p); ++c) lower(least, table.row(p, c));
   }
   prices_.assign(stride_, 0);
   nodes_.resize(table.keys.size() + 1);
@@ -127,6 +149,12 @@ std::optional<Choices> ClockBranching::first_with(std::vector<std::size_t> const
 }
 
 bool ClockBranching::is_enough(std::vector<std::size_t> const& plls) {
+  // Each demand's least, whichever setting that takes.
+  std::vector<std::int64_t> errors = table_.base;
+  for (const std::size_t p : plls)
+    for (std::size_t i = 0; i < errors.size(); ++i) errors[i] = std::min(errors[i], least_keys_[p][i]);
+  const bool is_open = std::any_of(errors.begin(), errors.end(), [](std::int64_t key) { return key >= kNone; });
+  if (is_open || sums_.keys(errors) > sums_.most_equal(sum_keys_)) return false;
   only_whether_ = true;
   const bool is = first_with(plls).has_value();
   only_whether_ = false;
@@ -170,24 +198,6 @@ std::int32_t const* ClockBranching::coarse_row(std::size_t pll, std::uint32_t ch
 }
 
 // --------------------------------------------------------------------------------------------------------- whole rows
-
-namespace {
-
-void lower(std::vector<std::int64_t>& errors, std::int64_t const* row) {
-  for (std::size_t i = 0; i < errors.size(); ++i) errors[i] = std::min(errors[i], row[i]);
-}
-
-// Of what the errors become with the row.
-std::uint64_t hash_of(std::vector<std::int64_t> const& errors, std::int64_t const* row) {
-  std::uint64_t hash = 0, factor = 0x9E3779B97F4A7C15U;
-  for (std::size_t i = 0; i < errors.size(); ++i) {
-    hash += factor * static_cast<std::uint64_t>(std::min(errors[i], row[i]));
-    factor += 0xBF58476D1CE4E5B8U;  // even: all factors stay odd
-  }
-  return hash ^ hash >> 32;
-}
-
-}  // namespace
 
 // Each PLL in turn takes what is best beside the others, until nothing changes.
 Choices ClockBranching::improved(Choices made) const {

@@ -165,12 +165,13 @@ class ClockBranching {
   ExactErrors exact_;
   ErrorSums sums_;
   int shift_ = 0;
-  std::size_t stride_ = 0;                         // of rows, a multiple of kLanes
-  std::vector<std::vector<Bits>> covers_;          // by PLL and setting
-  std::vector<std::vector<std::int32_t>> coarse_;  // as the table's keys, rounded down
-  std::vector<std::int32_t> prices_;               // good ones where nothing is decided
-  std::vector<Node> nodes_;                        // by depth
-  std::vector<std::uint32_t> places_;              // of drop_alike(), kept for their memory
+  std::size_t stride_ = 0;                             // of rows, a multiple of kLanes
+  std::vector<std::vector<Bits>> covers_;              // by PLL and setting
+  std::vector<std::vector<std::int32_t>> coarse_;      // as the table's keys, rounded down
+  std::vector<std::vector<std::int64_t>> least_keys_;  // by PLL and demand: of all settings
+  std::vector<std::int32_t> prices_;                   // good ones where nothing is decided
+  std::vector<Node> nodes_;                            // by depth
+  std::vector<std::uint32_t> places_;                  // of drop_alike(), kept for their memory
   std::vector<std::uint64_t> hashes_;
   bool ties_ = false, only_whether_ = false, found_ = false;
   Choices best_, sum_, tied_, first_of_all_;
