@@ -16,7 +16,10 @@ namespace {
 using kdi::cores::Interface;
 
 class FixedInstance final : public HardIPInstance<FixedInstance, Named<HardIPInterface>> {
+ public:
   using HardIPInstance::HardIPInstance;
+  // Nothing of it can be set, so that no output grows old.
+  bool keepsExistingOutput() override { return true; }
 };
 class BlockInstance final : public HardIPInstance<BlockInstance, WithParameters<HardIPInterface>> {
   using HardIPInstance::HardIPInstance;

@@ -288,8 +288,15 @@ TEST_F(HardIp, ShippedCoresDifferInWhatTheyOffer) {
     EXPECT_TRUE(offers("xram", op));
     EXPECT_FALSE(offers("tap", op));
   }
-  EXPECT_TRUE(offers("pspmc", HardIPOp::setSysmonDataFile));
-  EXPECT_FALSE(offers("xram", HardIPOp::setSysmonDataFile));
+  for (const HardIPOp op : {HardIPOp::setSysmonDataFile, HardIPOp::generateSysmonNpiData}) {
+    EXPECT_TRUE(offers("pspmc", op));
+    EXPECT_FALSE(offers("xram", op));
+  }
+  EXPECT_TRUE(offers("xram", HardIPOp::getExportedData));
+  EXPECT_FALSE(offers("tap", HardIPOp::getExportedData));
+  EXPECT_TRUE(offers("tap", HardIPOp::keepsExistingOutput));
+  EXPECT_FALSE(offers("pspmc", HardIPOp::keepsExistingOutput));
+  EXPECT_TRUE(get(on(kPspmcPart, "tap"))->keepsExistingOutput());
 }
 
 TEST_F(HardIp, TheFileOfTheSystemMonitorIsKept) {
