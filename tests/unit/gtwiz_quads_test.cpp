@@ -474,18 +474,22 @@ TEST(TransceiverRegisters, AnAttributeThatDoesNotFitIsNamed) {
   const Design design = quad_of("GTYP", {{"TX0", {{{"RATE", "10.3125"}, {"REFCLK", "156.25"}}}}});
   auto entries = table_entries(design, {}, 0);
   int found = 0;
+  std::set<std::string> told_of;
   for (std::size_t i = 0; i < entries.size(); ++i)
     for (int bit = 0; bit < 16; ++bit) {
       auto changed = entries;
       changed[i] ^= 1U << bit;
       try {
         const Decoded decoded = decode_entries(*design.kind, changed, references_of(design));
+        for (std::string const& one : decoded.differing) told_of.insert(one.substr(0, one.find('.')));
         found += decoded.differing.empty() && decoded.lanes[0].gbps == "10.3125" ? 0 : 1;
       } catch (std::string const&) {
         ++found;
       }
     }
   EXPECT_GT(found, 300) << "of the bits that attributes have";
+  for (char const* const section : {"TX0", "RPLL0", "RPLL1", "LCPLL0", "LCPLL1"})
+    EXPECT_TRUE(told_of.contains(section)) << section;
   EXPECT_EQ(fault_of([&] { decode_entries(*design.kind, entries, {}); }),
             "Ip_gtwiz : the registers hold no reference of GTYP.\n");
   // A bit of a field of TX0 changed, by the field's name and what it says then.
