@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <map>
 #include <numeric>
 #include <optional>
 #include <utility>
@@ -12,6 +13,7 @@ namespace kdi::planning {
 namespace {
 
 constexpr int kNoPlan = INT_MAX;
+constexpr std::size_t kFewBanks = 16;
 constexpr int kBank = 1 << 16;  // banks count before hops
 
 template <class Number>
@@ -49,7 +51,7 @@ class Search {
   std::optional<BusPlan> run() {
     least_banks_and_hops();
     if (least_ == kNoPlan) return std::nullopt;
-    read_rests();
+    bound_ = least_;
     least_lanes();
     least_off_centre();
     BusPlan plan;
@@ -103,9 +105,12 @@ class Search {
   void walk(BusPart const& part, std::size_t begin, std::size_t end, Room const& room) {
     const int clock_bank = room.clock_pad < 0 ? -1 : bank_of_pad(room.clock_pad);
     const int clock_triplet = clock_bank < 0 ? -1 : problem_.map().banks[at(clock_bank)].triplet;
+    // Of a room that is large what is behind all of it is told by what is behind the part.
+    const std::size_t last = end - begin <= kFewBanks ? end : part.banks.size();
     int triplet = -1;
     for (std::size_t i = begin; i < end; ++i) {
       const int bank = part.banks[i];
+      std::vector<int> const* const behind = bound_ == kNoPlan ? nullptr : &rest(at(room.part), i + 1, last);
       NibbleBank const& here = problem_.map().banks[at(bank)];
       const bool is_new_triplet = here.triplet != triplet;
       triplet = here.triplet;
@@ -133,7 +138,10 @@ class Search {
           const bool clock_is_fine = (!is_new_triplet && flags % 2 != 0) || (is_clock_triplet && has_bus);
           if (is_last_of_triplet && is_clock_triplet && !clock_is_fine) continue;
           const int cost_then = cost + hops + (is_used ? kBank : 0);
-          if (!may_end(room.part, i, decided_.left - some - more, cost_then)) continue;
+          if (behind != nullptr) {  // no more than `bound_` may come out
+            const int least = (*behind)[at(decided_.left - some - more)];
+            if (least == kNoPlan || cost_then + least > bound_) continue;
+          }
           const int flags_then = is_last_of_triplet ? 0 : used * 2 + (clock_is_fine ? 1 : 0);
           int& least = cost_of(next_, some + more, flags_then);
           if (least == kNoPlan) next_.all.emplace_back(some + more, flags_then);
@@ -144,34 +152,29 @@ class Search {
     }
   }
 
-  // Whether the least may come out with what is left behind a bank; once it is known, nothing else is asked.
-  bool may_end(int part, std::size_t bank, Selection left, int cost) const {
-    if (rest_.empty()) return true;
-    const int rest = rest_[at(part)][bank + 1][at(left)];
-    return rest != kNoPlan && cost + rest <= least_;
-  }
-
-  // By part, bank and selection what it takes at least to have that in the bank and those behind it: without a system
-  // clock, and whatever the limits of triplets are.
-  void read_rests() {
+  // By selection what it takes at least to have that in banks of a part from `bank` to before `end`: without a system
+  // clock, and whatever the limits of triplets are. Known from the end on.
+  std::vector<int> const& rest(std::size_t part, std::size_t bank, std::size_t end) {
     const Selection whole = problem_.selections() - 1;
-    std::vector<std::vector<std::vector<int>>> rests;
-    for (BusPart const& part : parts_) {
-      std::vector<std::vector<int>>& rest = rests.emplace_back(part.banks.size() + 1);
-      rest.back().assign(at(whole) + 1, kNoPlan);
-      rest.back()[0] = 0;
-      for (std::size_t i = part.banks.size(); i-- > 0;) {
-        rest[i] = rest[i + 1];
-        const NibbleSet all = (1u << problem_.map().banks[at(part.banks[i])].count) - 1;
-        for (auto const& [more, hops] : problem_.fits(part.banks[i], all, -1, kinds_beside(part.banks[i], -1)))
-          for (Selection some = 0; some + more <= whole; ++some) {
-            if (rest[i + 1][at(some)] == kNoPlan || !problem_.adds(some, more, whole)) continue;
-            int& least = rest[i][at(some + more)];
-            least = std::min(least, rest[i + 1][at(some)] + hops + kBank);
-          }
-      }
+    std::vector<std::vector<int>>& known = rests_[{part, end}];
+    if (known.empty()) {
+      known.emplace_back(at(whole) + 1, kNoPlan);
+      known[0][0] = 0;
     }
-    rest_ = std::move(rests);
+    while (known.size() <= end - bank) {
+      std::vector<int> const& behind = known.back();
+      std::vector<int> here = behind;
+      const int next = parts_[part].banks[end - known.size()];
+      const NibbleSet all = (1u << problem_.map().banks[at(next)].count) - 1;
+      for (auto const& [more, hops] : problem_.fits(next, all, -1, (1u << problem_.kinds().size()) - 1))
+        for (Selection some = 0; some + more <= whole; ++some) {
+          if (behind[at(some)] == kNoPlan || !problem_.adds(some, more, whole)) continue;
+          int& least = here[at(some + more)];
+          least = std::min(least, behind[at(some)] + hops + kBank);
+        }
+      known.push_back(std::move(here));
+    }
+    return known[end - bank];
   }
 
   void start(int cost) {
@@ -209,6 +212,10 @@ class Search {
       if (position < room.first || position > room.last) return kNoPlan;
     }
     const auto [begin, end] = banks_in(room);
+    if (bound_ != kNoPlan && end - begin <= kFewBanks) {
+      const int least = rest(at(room.part), begin, end)[at(decided_.left)];
+      if (least == kNoPlan || decided_.hops + least > bound_) return kNoPlan;
+    }
     start(decided_.hops);
     walk(parts_[at(room.part)], begin, end, room);
     return within_limit(take_reached().back());
@@ -271,15 +278,32 @@ class Search {
     least_ = std::min(least_, cost);
   }
 
+  // With no more banks than there have to be, and one more as long as that is too few: what has too many is then not
+  // walked. Each bus is in one bank, so there are no more of them than buses.
+  void least_without_clock() {
+    const int limit = problem_.request().most_banks;
+    const int most = std::min(static_cast<int>(problem_.request().buses.size()), limit > 0 ? limit : INT_MAX);
+    int least = kNoPlan;
+    for (std::size_t part = 0; part < parts_.size(); ++part)
+      least = std::min(least, rest(part, 0, parts_[part].banks.size()).back());
+    for (int banks = least / kBank; banks <= most && least_ == kNoPlan; ++banks) {
+      bound_ = (banks + 1) * kBank - 1;
+      for (std::size_t part = 0; part < parts_.size(); ++part) {
+        const Room room{static_cast<int>(part), -1, 0, INT_MAX};
+        take_room(room, least_in(room));
+      }
+    }
+  }
+
   void least_banks_and_hops() {
+    if (problem_.request().system_clock == SystemClock::none) {
+      least_without_clock();
+      return;
+    }
     for (std::size_t part = 0; part < parts_.size(); ++part) {
       const std::vector<int> clock_pads = clock_choices(problem_, parts_[part]);
-      if (problem_.request().system_clock != SystemClock::none) {
-        if (!clock_pads.empty()) least_with_clocks(part, clock_pads);
-        continue;
-      }
-      const Room room{static_cast<int>(part), -1, 0, INT_MAX};
-      take_room(room, least_in(room));
+      if (!clock_pads.empty() && rest(part, 0, parts_[part].banks.size()).back() != kNoPlan)
+        least_with_clocks(part, clock_pads);
     }
   }
 
@@ -429,7 +453,8 @@ class Search {
   Decided decided_;
   Reached now_, next_;  // none between calls
   std::vector<std::pair<Selection, Hops>> fitting_;
-  std::vector<std::vector<std::vector<int>>> rest_;  // none until the least is known
+  std::map<std::pair<std::size_t, std::size_t>, std::vector<std::vector<int>>> rests_;  // by part and end
+  int bound_ = kNoPlan;  // of what a walk is to reach; none
   std::vector<Room> rooms_;
   std::vector<std::vector<int>> positions_;  // of lanes, by part
   int least_ = kNoPlan;
