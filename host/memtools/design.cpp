@@ -34,17 +34,6 @@ std::size_t choice(Options const& options, std::string const& name, std::vector<
   return static_cast<std::size_t>(found - words.begin());
 }
 
-// The elements of a list in an option.
-std::vector<std::string> list_of(Options const& options, std::string const& name) {
-  const std::string word = option(options, name);
-  const tcl::ObjRef list(tcl::new_text(word));
-  const auto elements = tcl::elements_of(list.get());
-  if (!elements) refuse(name + " " + text::shown(word) + " is no list");
-  std::vector<std::string> all;
-  for (Tcl_Obj* const one : *elements) all.push_back(tcl::text_of(one));
-  return all;
-}
-
 kdi::device::MemoryInterface const& driver_of(kdi::device::Part const& part, std::string const& type) {
   for (kdi::device::MemoryController const& controller : part.speed->memory_controllers)
     for (kdi::device::MemoryInterface const& interface : controller.interfaces)
@@ -170,6 +159,16 @@ Options options_of(std::span<Tcl_Obj* const> words, std::vector<std::string> con
     if (std::find(known.begin(), known.end(), name) == known.end())
       refuse("no option is called " + text::shown(name) + "; there are " + text::joined(known, ", "));
   return options;
+}
+
+std::vector<std::string> list_of(Options const& options, std::string const& name) {
+  const std::string word = option(options, name);
+  const tcl::ObjRef list(tcl::new_text(word));
+  const auto elements = tcl::elements_of(list.get());
+  if (!elements) refuse(name + " " + text::shown(word) + " is no list");
+  std::vector<std::string> all;
+  for (Tcl_Obj* const one : *elements) all.push_back(tcl::text_of(one));
+  return all;
 }
 
 std::string option(Options const& options, std::string const& name, std::string const& unless) {

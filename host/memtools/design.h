@@ -20,6 +20,9 @@ using Options = std::map<std::string, std::string>;
 Options options_of(std::span<Tcl_Obj* const> words, std::vector<std::string> const& known);
 std::string option(Options const& options, std::string const& name, std::string const& unless = {});
 
+/// The elements of a list in an option; none of an option that is not given.
+std::vector<std::string> list_of(Options const& options, std::string const& name);
+
 /// Names of the options that describe an interface, and `others`.
 std::vector<std::string> design_options(std::vector<std::string> others = {});
 

@@ -8,7 +8,7 @@
 //   memtools::lengths PART TYPE ?option value ...?      -> list of dictionaries, one for each signal
 //   memtools::connector PART TYPE ?option value ...?    -> list of dictionaries: signal, contact, slot, ball
 //   memtools::picture PART TYPE ?option value ...?      -> SVG
-//   memtools::check PART TYPE FILE ?option value ...?   -> dictionary: violations, open, others, swaps, left, pins
+//   memtools::check PART TYPE FILE ?option value ...?   -> dictionary: violations, open, others, swaps, ..., left, pins
 //   memtools::joint PART CONTROLLERS                    -> dictionary: possible, exact, controllers, sequence
 //   memtools::migrate PART OTHER TYPE ?option value ...? -> dictionary: kept, lost, broken, possible
 //   memtools::difference FILE OTHER                     -> list of dictionaries
@@ -243,8 +243,43 @@ bool flag_of(Options const& options, std::string const& name) {
   return given == "1";
 }
 
+// Ranks whose addresses the board has mirrored: those that are told, else the odd ones of modules without registers.
+std::set<int> mirrored_ranks(Options const& options, planning::InterfaceRequest const& asked) {
+  const int count = asked.ranks * asked.slots;
+  std::set<int> ranks;
+  for (std::string const& word : list_of(options, "-mirrored")) {
+    const auto rank = kdi::number::whole<int>(word);
+    if (!rank || *rank < 0 || *rank >= count)
+      refuse("-mirrored: " + text::shown(word) + " is no rank from 0 to " + std::to_string(count - 1));
+    ranks.insert(*rank);
+  }
+  if (options.contains("-mirrored") || asked.part.module.empty() || asked.part.module == "rdimm") return ranks;
+  for (int rank = 1; rank < asked.ranks * asked.slots; ++rank)
+    if (rank % asked.ranks % 2 == 1) ranks.insert(rank);
+  return ranks;
+}
+
+// The same by the names that ranks have after swaps.
+std::set<int> mirrored_after(std::vector<planning::Swap> const& swaps, planning::Interface const& interface, int count,
+                             std::set<int> ranks) {
+  for (planning::Swap const& one : swaps) {
+    std::set<int> after;
+    for (int rank = 0; rank < count; ++rank) {
+      int before = rank;
+      if (one.what == "rank") {
+        const int first = interface.signals[static_cast<std::size_t>(one.signals[0].first)].index;
+        const int second = interface.signals[static_cast<std::size_t>(one.signals[0].second)].index;
+        before = rank == first ? second : rank == second ? first : rank;
+      }
+      if (ranks.contains(before) != (one.what == "mirror")) after.insert(rank);
+    }
+    ranks = std::move(after);
+  }
+  return ranks;
+}
+
 Tcl_Obj* check_command(tcl::Words words) {
-  const std::vector<std::string> known = design_options({"-component", "-checksum", "-design"});
+  const std::vector<std::string> known = design_options({"-component", "-checksum", "-design", "-mirrored"});
   const Options options = options_of(words.subspan(3), known);
   const std::string file = word(words, 2), design_file = option(options, "-design");
   return memtools::asked([&] {
@@ -264,6 +299,9 @@ Tcl_Obj* check_command(tcl::Words words) {
     const auto mending =
         planning::mend(request, board.pad_of_signal,
                        planning::permitted_swaps(design.wanted.interface, interface, flag_of(options, "-checksum")));
+    const std::set<int> mirrored =
+        mirrored_after(mending.swaps, interface, design.wanted.interface.ranks * design.wanted.interface.slots,
+                       mirrored_ranks(options, design.wanted.interface));
     std::vector<std::string> open;
     for (std::size_t i = 0; i < interface.signals.size(); ++i)
       if (board.pad_of_signal[i] < 0) open.push_back(interface.signals[i].name);
@@ -276,6 +314,9 @@ Tcl_Obj* check_command(tcl::Words words) {
                         [](planning::Swap const& one) {
                           return tcl::new_dict({{"what", one.what}, {"first", one.first}, {"second", one.second}});
                         })},
+         {"fewest", mending.is_fewest},
+         {"at_least", mending.at_least},
+         {"mirrored", tcl::new_list(mirrored)},
          {"left", violation_list(request, mending.left)},
          {"pins", tcl::new_list(rows_of(request, mending.pads), row_dict)}});
   });
@@ -283,8 +324,13 @@ Tcl_Obj* check_command(tcl::Words words) {
 
 Tcl_Obj* swaps_command(tcl::Words) {
   return tcl::new_list(planning::swap_rules(), [](planning::SwapRule const& one) {
+    const auto words = [](planning::MirrorPair const& pair) {
+      return tcl::new_list({tcl::new_text(pair.port), tcl::new_value(pair.first), tcl::new_value(pair.second)});
+    };
     return tcl::new_dict({{"what", one.what},
                           {"types", tcl::new_list(one.types)},
+                          {"not_modules", tcl::new_list(one.not_modules)},
+                          {"pairs", tcl::new_list(one.pairs, words)},
                           {"bound_by_checksum", one.bound_by_checksum},
                           {"text", one.text},
                           {"source", one.source}});

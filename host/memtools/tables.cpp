@@ -1,12 +1,13 @@
 #include "host/memtools/tables.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <set>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
-#include "kdi/planning/Standards.h"
+#include "kdi/planning/Constraints.h"
 
 namespace memtools {
 namespace {
@@ -21,12 +22,6 @@ std::string field(std::string const& text) {
   std::string all = "\"";
   for (const char c : text) all += c == '"' ? std::string("\"\"") : std::string(1, c);
   return all + "\"";
-}
-
-planning::IoStandard const* standard_at(PlacementRequest const& request, std::vector<int> const& pads, int signal) {
-  const int pad = pads[static_cast<std::size_t>(signal)];
-  return pad < 0 ? nullptr
-                 : planning::find_standard(planning::standard_of(request, signal, request.layout->bank_of_pad(pad)));
 }
 
 }  // namespace
@@ -56,28 +51,14 @@ std::string csv_of(std::vector<Row> const& rows) {
 }
 
 std::vector<std::string> constraints_of(PlacementRequest const& request, std::vector<int> const& pads) {
-  std::vector<std::string> lines;
-  std::map<int, std::string> references;
-  for (std::size_t i = 0; i < pads.size(); ++i) {
-    planning::IoStandard const* const standard = standard_at(request, pads, static_cast<int>(i));
-    if (standard == nullptr) continue;
-    Signal const& signal = request.interface->signals[i];
-    const auto set = [&](std::string const& property, std::string const& value) {
-      lines.push_back("set_property " + property + " " + value + " [get_ports {" + signal.name + "}]");
-    };
-    set("PACKAGE_PIN", request.layout->pads[static_cast<std::size_t>(pads[i])].ball);
-    set("IOSTANDARD", standard->name);
-    if (signal.direction != "in" && !standard->output_impedance.empty())
-      set("OUTPUT_IMPEDANCE", standard->output_impedance[0]);
-    if (signal.direction == "out") continue;
-    if (!standard->termination.empty()) set("ODT", standard->termination[0]);
-    if (!standard->differential && !standard->vref_v.empty())
-      references[request.layout->banks[static_cast<std::size_t>(request.layout->bank_of_pad(pads[i]))].number] =
-          standard->vref_v;
-  }
-  if (request.internal_reference)
-    for (auto const& [bank, volts] : references)
-      lines.push_back("set_property INTERNAL_VREF " + volts + " [get_iobanks " + std::to_string(bank) + "]");
+  const auto standards = planning::standards_at(request, pads);
+  const planning::PlacedSignals placed{*request.layout, *request.interface, pads, standards};
+  std::vector<std::string> lines = planning::pin_constraints(placed);
+  const auto add = [&](std::vector<std::string> more) {
+    lines.insert(lines.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+  };
+  add(planning::standard_constraints(placed));
+  if (request.internal_reference) add(planning::reference_constraints(placed));
   return lines;
 }
 
@@ -88,6 +69,7 @@ std::vector<SchematicBank> schematic_of(PlacementRequest const& request, std::ve
   for (std::size_t i = 0; i < pads.size(); ++i)
     if (pads[i] >= 0) signal_on[pads[i]] = static_cast<int>(i);
   for (planning::TakenPad const& one : request.taken) taken_by[one.pad] = one.by;
+  const auto standards = planning::standards_at(request, pads);
   std::vector<SchematicBank> banks;
   for (planning::PlacedBank const& placed : layout.banks) {
     SchematicBank bank{placed.number, placed.kind, {}, {}, {}};
@@ -100,11 +82,11 @@ std::vector<SchematicBank> schematic_of(PlacementRequest const& request, std::ve
         if (const auto found = signal_on.find(index); found != signal_on.end()) {
           is_used = true;
           row.signal = request.interface->signals[static_cast<std::size_t>(found->second)].name;
-          if (planning::IoStandard const* const standard = standard_at(request, pads, found->second)) {
+          if (planning::IoStandard const* const standard = standards[static_cast<std::size_t>(found->second)]) {
             row.standard = standard->name;
             bank.vcco = standard->vcco_v;
             const bool is_input =
-                request.interface->signals[static_cast<std::size_t>(found->second)].direction != "out";
+                planning::receives(request.interface->signals[static_cast<std::size_t>(found->second)]);
             if (is_input && !standard->differential && !standard->vref_v.empty()) bank.vref = standard->vref_v;
           }
         } else if (const auto other = taken_by.find(index); other != taken_by.end()) {

@@ -2,7 +2,6 @@
 // from it.
 #include <algorithm>
 #include <cmath>
-#include <initializer_list>
 #include <iterator>
 #include <map>
 #include <set>
@@ -12,7 +11,7 @@
 #include "kdi/common/KdiText.h"
 #include "kdi/coregen/Mig.h"
 #include "kdi/coregen/memory_v1.h"
-#include "kdi/planning/Standards.h"
+#include "kdi/planning/Constraints.h"
 #include "platform/coregen/pins.h"
 
 namespace kdi::coregen {
@@ -24,23 +23,6 @@ using planning::Signal;
 StrList append(StrList first, StrList second) {
   first.insert(first.end(), std::make_move_iterator(second.begin()), std::make_move_iterator(second.end()));
   return first;
-}
-
-// Texts are long and many: one allocation each.
-std::string joined(std::initializer_list<std::string_view> pieces) {
-  std::size_t size = 0;
-  for (const std::string_view piece : pieces) size += piece.size();
-  std::string text;
-  text.reserve(size);
-  for (const std::string_view piece : pieces) text += piece;
-  return text;
-}
-
-std::string of_port(std::string_view port) { return joined({" [get_ports {", port, "}]"}); }
-
-// A property of a port.
-std::string property(std::string_view name, std::string_view value, std::string_view port) {
-  return joined({"set_property ", name, " ", value, " [get_ports {", port, "}]"});
 }
 
 enum class Section { all, pins, clocks, standards };
@@ -64,33 +46,8 @@ void check_component(std::string const& name) {
     throw "component " + text::shown(name) + ": a name without blanks, quotes, brackets, braces, \\, $ and ;";
 }
 
-StrList pin_lines(PinPlan const& plan) {
-  StrList lines;
-  lines.reserve(plan.pads().size());
-  for (std::size_t i = 0; i < plan.interface().signals.size(); ++i)
-    if (const int pad = plan.pad(static_cast<int>(i)); pad >= 0)
-      lines.push_back(property("PACKAGE_PIN", plan.layout().pads[static_cast<std::size_t>(pad)].ball,
-                               plan.interface().signals[i].name));
-  return lines;
-}
-
-bool drives(Signal const& signal) { return signal.direction != "in"; }
-bool receives(Signal const& signal) { return signal.direction != "out"; }
-
-StrList standard_lines(PinPlan const& plan) {
-  StrList lines;
-  lines.reserve(3 * plan.pads().size());
-  for (std::size_t i = 0; i < plan.interface().signals.size(); ++i) {
-    Signal const& signal = plan.interface().signals[i];
-    IoStandard const* const standard = plan.standard_at(static_cast<int>(i));
-    if (standard == nullptr) continue;
-    lines.push_back(property("IOSTANDARD", standard->name, signal.name));
-    if (drives(signal) && !standard->output_impedance.empty())
-      lines.push_back(property("OUTPUT_IMPEDANCE", standard->output_impedance[0], signal.name));
-    if (receives(signal) && !standard->termination.empty())
-      lines.push_back(property("ODT", standard->termination[0], signal.name));
-  }
-  return lines;
+planning::PlacedSignals placed(PinPlan const& plan) {
+  return {plan.layout(), plan.interface(), plan.pads(), plan.standards()};
 }
 
 StrList clock_lines(PinPlan const& plan, std::string const& component, double input_period_ps) {
@@ -98,33 +55,19 @@ StrList clock_lines(PinPlan const& plan, std::string const& component, double in
   if (clock.empty() || !(input_period_ps > 0)) return {};
   std::string const& port = plan.interface().signals[static_cast<std::size_t>(clock[0])].name;
   return {"create_clock -name " + component + "_" + port + " -period " + number::plain(input_period_ps / 1000) +
-          of_port(port)};
-}
-
-// The reference voltage of each bank that receives by one, where it is made inside.
-StrList reference_lines(PinPlan const& plan) {
-  std::map<std::string, std::string> volts;
-  for (std::size_t i = 0; i < plan.interface().signals.size(); ++i) {
-    IoStandard const* const standard = plan.standard_at(static_cast<int>(i));
-    if (standard != nullptr && receives(plan.interface().signals[i]) && !standard->differential &&
-        !standard->vref_v.empty())
-      volts[plan.bank(static_cast<int>(i))] = standard->vref_v;
-  }
-  StrList lines;
-  for (auto const& [bank, vref] : volts)
-    lines.push_back("set_property INTERNAL_VREF " + vref + " [get_iobanks " + bank + "]");
-  return lines;
+          " [get_ports {" + port + "}]"};
 }
 
 StrList constraints(PinPlan const& plan, std::string const& component, Section section, bool internal_reference) {
   check_component(component);
   StrList lines;
-  if (section == Section::all || section == Section::pins) lines = append(std::move(lines), pin_lines(plan));
+  if (section == Section::all || section == Section::pins)
+    lines = append(std::move(lines), planning::pin_constraints(placed(plan)));
   if (section == Section::all || section == Section::clocks)
     lines = append(std::move(lines), clock_lines(plan, component, plan.wanted().input_period_ps));
   if (section == Section::all || section == Section::standards) {
-    lines = append(std::move(lines), standard_lines(plan));
-    if (internal_reference) lines = append(std::move(lines), reference_lines(plan));
+    lines = append(std::move(lines), planning::standard_constraints(placed(plan)));
+    if (internal_reference) lines = append(std::move(lines), planning::reference_constraints(placed(plan)));
   }
   return lines;
 }
@@ -186,14 +129,15 @@ StrList Controller::getIOStandardConstraints(std::string const&, std::string con
   return ask_pins(*this, [&](PinPlan& plan) {
     plan.check_controller(controller);
     const Section wanted = section_of(section);
-    return wanted == Section::all || wanted == Section::standards ? standard_lines(plan) : StrList();
+    return wanted == Section::all || wanted == Section::standards ? planning::standard_constraints(placed(plan))
+                                                                  : StrList();
   });
 }
 
 StrList Controller::getOutputImpedencePorts(std::string const&, std::string const& controller, OptionMap const&) {
   return ask_pins(*this, [&](PinPlan& plan) {
     plan.check_controller(controller);
-    return port_values(plan, &IoStandard::output_impedance, drives);
+    return port_values(plan, &IoStandard::output_impedance, planning::drives);
   });
 }
 
@@ -214,9 +158,8 @@ StrList Controller::getTopLevelPorts(std::string const&) {
     }
     StrList lines;
     for (Port const& port : ports)
-      lines.push_back(
-          joined({port.name, " ", port.direction,
-                  port.least < 0 ? " - -" : " " + std::to_string(port.most) + " " + std::to_string(port.least)}));
+      lines.push_back(std::string(port.name) + " " + std::string(port.direction) +
+                      (port.least < 0 ? " - -" : " " + std::to_string(port.most) + " " + std::to_string(port.least)));
     return lines;
   });
 }
@@ -312,7 +255,7 @@ namespace memory::memory_v1 {
 StrList HIPMigInstance::getODTPorts(std::string const&, std::string const& controller, OptionMap const&) {
   return kdi::coregen::ask_pins(*this, [&](kdi::coregen::PinPlan& plan) {
     plan.check_controller(controller);
-    return kdi::coregen::port_values(plan, &kdi::planning::IoStandard::termination, kdi::coregen::receives);
+    return kdi::coregen::port_values(plan, &kdi::planning::IoStandard::termination, kdi::planning::receives);
   });
 }
 

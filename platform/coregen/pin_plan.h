@@ -87,6 +87,7 @@ class PinPlan {
   std::string standard(int signal) const;
   /// Null of a signal without a pad.
   planning::IoStandard const* standard_at(int signal) const { return standards_[static_cast<std::size_t>(signal)]; }
+  std::vector<planning::IoStandard const*> const& standards() const { return standards_; }
   /// How many banks have a signal.
   int banks_used() const { return banks_used_; }
   /// The signal on a pad; -1 if there is none.

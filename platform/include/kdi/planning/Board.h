@@ -39,30 +39,50 @@ struct BoardPins {
 /// that is in no I/O bank.
 KDI_DOOR BoardPins pins_of_rows(Layout const& layout, Interface const& interface, std::vector<PinRow> const& rows);
 
-/// Two things that may change places on a board without a change of the controller.
-struct Swap {
-  std::string what;  ///< bit, nibble, byte, rank
-  std::string first, second;
-  std::vector<std::pair<int, int>> signals;  ///< each of the first with its counterpart
+/// Two signals of a port that a mirrored rank has the other way around.
+struct MirrorPair {
+  std::string port;
+  int first = 0, second = 0;
 };
 struct SwapRule {
   std::string what;
-  std::vector<std::string> types;  ///< of memory
+  std::vector<std::string> types;        ///< of memory
+  std::vector<std::string> not_modules;  ///< kinds of modules for which it does not hold
+  std::vector<MirrorPair> pairs;         ///< of `mirror`
   std::string text;
   std::string source;
   bool bound_by_checksum = false;  ///< not where a checksum is made of the bits by their places
 };
 /// data/board/swaps.json. Throws kdi::FileError and kdi::JsonError.
 KDI_DOOR std::vector<SwapRule> const& swap_rules();
-KDI_DOOR std::vector<Swap> permitted_swaps(InterfaceRequest const& request, Interface const& interface, bool checksum);
 
+/// Things of which any two may change places on a board: for the controller that changes nothing but what a rule says.
+struct SwapItem {
+  std::string name;
+  std::vector<int> signals;  ///< each changes with the one that stands as far on in another item
+};
+struct SwapClass {
+  std::string what;  ///< bit, nibble, byte, rank, mirror
+  std::vector<SwapItem> items;
+};
+/// Items of one class share no signal; bits are within one nibble or byte, or in none.
+KDI_DOOR std::vector<SwapClass> permitted_swaps(InterfaceRequest const& request, Interface const& interface,
+                                                bool checksum);
+
+struct Swap {
+  std::string what, first, second;           ///< of its class
+  std::vector<std::pair<int, int>> signals;  ///< each of the first with its counterpart
+};
 struct Mending {
-  std::vector<Swap> swaps;  ///< in this order, of which none is superfluous
+  std::vector<Swap> swaps;  ///< in this order
   std::vector<int> pads;    ///< after them
   std::vector<Violation> left;
+  bool is_fewest = false;  ///< proven: no swaps leave fewer signals in breach, and no fewer swaps leave as few
+  int at_least = 0;        ///< swaps of whatever leaves as few signals in breach
 };
-/// Swaps that leave as few breaches as a search finds: the best one after the other, and two at once where no single
-/// one is any good.
-KDI_DOOR Mending mend(PlacementRequest const& request, std::vector<int> const& pads, std::vector<Swap> const& swaps);
+/// The fewest swaps that leave the fewest signals in breach. Things that have a signal without a pad stay,
+/// and nibbles with the other one of their byte.
+KDI_DOOR Mending mend(PlacementRequest const& request, std::vector<int> const& pads,
+                      std::vector<SwapClass> const& classes);
 
 }  // namespace kdi::planning
