@@ -1,6 +1,7 @@
 // Controllers of memories: the time that a plan or the proof that there is none takes at worst, and how it grows with
-// the pads of a device; what a question about a finished plan costs beside a command that only reads its words; what
-// constraints cost beside writing the same bytes; and as many controllers as a device has room for.
+// the pads of a device; what it takes to say why there is none, and what would do instead; what a question about a
+// finished plan costs beside a command that only reads its words; what constraints cost beside writing the same bytes;
+// and as many controllers as a device has room for.
 #include <tcl.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "bench/ratio.h"
+#include "kdi/planning/Diagnosis.h"
 #include "tests/support/random_boards.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
@@ -93,6 +95,57 @@ bool plans() {
         impossible, taken, full, good ? "ok" : "MISSED");
     before = worst;
   }
+  return kept;
+}
+
+// ------------------------------------------------------------------------------------------------------- diagnoses
+
+planning::Wanted wanted_of(Question const& question) {
+  planning::Wanted wanted;
+  wanted.layout = &question.layout;
+  wanted.interface = question.asked;
+  wanted.standards = question.request.standards;
+  wanted.rate_mbps = question.request.rate_mbps;
+  wanted.grade = question.request.grade;
+  wanted.internal_reference = question.request.internal_reference;
+  wanted.taken = question.request.taken;
+  return wanted;
+}
+
+// The worst of all requests at full size, of which the impossible ones are diagnosed: what stands in the way, and the
+// nearest placements.
+bool diagnoses() {
+  constexpr int kPads = kSmallest << (kSizes - 1);
+  const int requests = bench::runs_once() ? 4 : kRequests;
+  std::vector<double> all;
+  Worst worst;
+  for (int i = 0; i < requests; ++i) {
+    const unsigned seed = 1 + static_cast<unsigned>(i);
+    const auto question = question_of(seed, kPads);
+    const planning::Wanted wanted = wanted_of(*question);
+    bool is_possible = true;
+    const double seconds = bench::processor_seconds_of([&] {
+      is_possible = planning::diagnose(question->request).is_possible;
+      if (!is_possible) planning::nearest_plans(wanted);
+    });
+    if (is_possible) continue;
+    all.push_back(seconds);
+    if (seconds > worst.seconds) worst = {seconds, seed};
+  }
+  for (int again = 0; again < 3 && !bench::runs_once() && worst.seed != 0; ++again) {
+    const auto question = question_of(worst.seed, kPads);
+    const planning::Wanted wanted = wanted_of(*question);
+    worst.seconds = std::min(worst.seconds, bench::processor_seconds_of([&] {
+                               planning::diagnose(question->request);
+                               planning::nearest_plans(wanted);
+                             }));
+  }
+  const bool kept = bench::runs_once() || worst.seconds <= kSeconds;
+  std::printf(
+      "%5d pads: diagnoses of the %zu impossible of %d requests: worst %.1f ms (seed %u), median %.1f ms  <= "
+      "%.0f ms %s\n",
+      kPads, all.size(), requests, worst.seconds * 1e3, worst.seed, all.empty() ? 0 : bench::median(all) * 1e3,
+      kSeconds * 1e3, kept ? "ok" : "MISSED");
   return kept;
 }
 
@@ -271,6 +324,6 @@ bool fits_many() {
 int main() {
   Tcl_FindExecutable(nullptr);
   bench::print_heading("Controllers of memories");
-  const bool asked = asks(), many = fits_many(), planned = plans();
-  return asked && many && planned ? 0 : 1;
+  const bool asked = asks(), many = fits_many(), planned = plans(), diagnosed = diagnoses();
+  return asked && many && planned && diagnosed ? 0 : 1;
 }

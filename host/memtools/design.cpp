@@ -202,6 +202,7 @@ Design design_of(std::string const& part, std::string const& type, Options const
     design.layout = layout != nullptr ? std::move(layout)
                                       : std::make_shared<planning::Layout const>(planning::layout_of(*design.part));
     design.wanted.layout = design.layout.get();
+    design.wanted.grade = design.part->speed->name;
     design.wanted.interface.kind = kind;
     read_memory(design, driver, options);
     read_rate(design, driver, options);

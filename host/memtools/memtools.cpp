@@ -6,7 +6,7 @@
 //   memtools::table PART TYPE ?option value ...?        -> the plan as comma-separated values
 //   memtools::banks PART TYPE ?option value ...?        -> list of dictionaries, one for each bank
 //   memtools::lengths PART TYPE ?option value ...?      -> list of dictionaries, one for each signal
-//   memtools::connector PART TYPE ?option value ...?    -> list of dictionaries: signal, contact, slot, ball
+//   memtools::connector PART TYPE ?option value ...?    -> list of dictionaries: signal, contact, pin, slots, ball
 //   memtools::picture PART TYPE ?option value ...?      -> SVG
 //   memtools::check PART TYPE FILE ?option value ...?   -> dictionary: violations, open, others, swaps, ..., left, pins
 //   memtools::joint PART CONTROLLERS                    -> dictionary: possible, exact, controllers, sequence
@@ -20,6 +20,7 @@
 #include <set>
 
 #include "host/memtools/bank_picture.h"
+#include "host/memtools/connectors.h"
 #include "host/memtools/tables.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
@@ -209,11 +210,13 @@ Tcl_Obj* connector_command(tcl::Words words) {
   Tcl_Obj* const list = tcl::new_list({});
   for (std::size_t i = 0; i < pads.size(); ++i) {
     planning::Signal const& signal = interface.signals[i];
-    const std::string contact = contact_of(asked, signal);
-    if (contact.empty()) continue;
+    const auto contact = memtools::asked([&] { return contact_of(asked, signal); });
+    if (!contact) continue;
     tcl::append(list,
                 tcl::new_dict({{"signal", signal.name},
-                               {"contact", contact},
+                               {"contact", contact->name},
+                               {"pin", contact->pin ? std::to_string(*contact->pin) : std::string()},
+                               {"slots", tcl::new_list(contact->slots)},
                                {"ball", question.request().layout->pads[static_cast<std::size_t>(pads[i])].ball}}));
   }
   return list;

@@ -187,24 +187,4 @@ std::vector<Length> lengths_of(PlacementRequest const& request, std::vector<int>
   return Lengths(request, pads, traces, ps_per_mm).all();
 }
 
-std::string contact_of(planning::InterfaceRequest const& request, Signal const& signal) {
-  if (signal.unit == Signal::kSystem) return {};
-  const std::string prefix = "c0_" + request.kind->prefix + "_";
-  const std::string port = signal.port.substr(prefix.size());
-  const std::string index = signal.index < 0 ? "" : std::to_string(signal.index);
-  if (port == "dq") return signal.index >= 64 ? "CB" + std::to_string(signal.index - 64) : "DQ" + index;
-  if (port == "adr" || port == "addr") {
-    constexpr char const* kCommands[] = {"WE_n/A14", "CAS_n/A15", "RAS_n/A16"};
-    if (request.kind->type == "DDR4" && signal.index >= 14 && signal.index <= 16) return kCommands[signal.index - 14];
-    return "A" + index;
-  }
-  // An index before what says the polarity: DQS3_t, CK1_c, CS0_n.
-  std::string name = kdi::text::uppered(port), end;
-  if (const std::size_t at = port.rfind('_'); at != std::string::npos && port.size() - at == 2) {
-    end = port.substr(at);
-    name = kdi::text::uppered(port.substr(0, at));
-  }
-  return name + index + end;
-}
-
 }  // namespace memtools

@@ -46,7 +46,4 @@ struct Length {
 std::vector<Length> lengths_of(planning::PlacementRequest const& request, std::vector<int> const& pads,
                                std::map<std::string, double> const& traces, double ps_per_mm);
 
-/// The contact of a module that a signal leads to; empty for one that leads to none.
-std::string contact_of(planning::InterfaceRequest const& request, planning::Signal const& signal);
-
 }  // namespace memtools

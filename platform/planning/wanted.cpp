@@ -7,6 +7,7 @@ Asked::Asked(Wanted const& wanted) : interface_(interface_of(wanted.interface)) 
   request_.interface = &interface_;
   request_.standards = wanted.standards;
   request_.rate_mbps = wanted.rate_mbps;
+  request_.grade = wanted.grade;
   request_.internal_reference = wanted.internal_reference;
   request_.taken = wanted.taken;
   request_.banks = wanted.banks;

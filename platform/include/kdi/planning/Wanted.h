@@ -19,6 +19,7 @@ struct Wanted {
   InterfaceRequest interface;
   std::vector<StandardSet> standards;
   int rate_mbps = 0;
+  std::string grade;  ///< speed grade of the device; empty: the fastest
   bool internal_reference = false;
   std::vector<TakenPad> taken;
   std::vector<int> banks;                    ///< numbers of those that may be used; none: all
