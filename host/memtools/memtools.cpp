@@ -385,6 +385,8 @@ Tcl_Obj* joint_command(Tcl_Interp* interp, tcl::Words words) {
     }
     return tcl::new_dict({{"possible", !joint.plans.empty()},
                           {"exact", joint.is_exact},
+                          {"least_pads", joint.has_least_pads},
+                          {"pads_proven", joint.pads_proven},
                           {"banks", joint.sum.banks},
                           {"lanes", joint.sum.lanes},
                           {"controllers", controllers},

@@ -20,7 +20,8 @@
 namespace kdi::planning {
 namespace {
 
-constexpr int kMostFrames = 30000;  // tuples that one search looks at; they take some 50 microseconds each
+constexpr int kMostFrames = 30000;   // tuples that one search looks at; they take some 50 microseconds each
+constexpr int kFramesOfChoice = 10;  // what a set of banks for each takes, counted so where many are asked
 
 // Banks that a controller could have a signal in each of, and no placement there has less than this.
 struct BankSet {
@@ -398,6 +399,8 @@ class Joint {
   explicit Joint(std::vector<PlacementRequest> const& requests) : requests_(requests) {
     for (PlacementRequest const& request : requests) sets_.push_back(bank_sets(request));
   }
+  /// Of requests that ask for more than those of another search, which no more banks do for.
+  Joint(std::vector<PlacementRequest> const& requests, Joint const& wider) : requests_(requests), sets_(wider.sets_) {}
 
   JointPlan plan() {
     JointPlan result;
@@ -421,10 +424,108 @@ class Joint {
       result.sum.lanes += one.objective.lanes;
       result.sum.off_centre += one.objective.off_centre;
     }
+    if (is_exact_) LeastPads(*this, result).find();
     return result;
   }
 
  private:
+  // Of all placements of the least sum the one with the least pads: signal by signal the first pad with which the
+  // controllers still come to it, beside those that are decided.
+  class LeastPads {
+   public:
+    LeastPads(Joint const& joint, JointPlan& result) : joint_(joint), result_(result), wanted_(joint.requests_) {
+      for (PlacementRequest& request : wanted_)
+        if (request.pad_of_signal.empty()) request.pad_of_signal.assign(request.interface->signals.size(), -1);
+      for (PlacementRequest const& request : wanted_) alone_.push_back(*best_objective(request));
+    }
+
+    void find() {
+      for (std::size_t c = 0; c < wanted_.size(); ++c) {
+        for (std::size_t signal = 0; signal < wanted_[c].pad_of_signal.size(); ++signal) {
+          if (!decide(c, static_cast<int>(signal))) return;
+          ++result_.pads_proven;
+        }
+        alone_[c] = result_.plans[c].objective;
+      }
+      result_.has_least_pads = true;
+    }
+
+   private:
+    int& pad(std::size_t c, int signal) { return wanted_[c].pad_of_signal[static_cast<std::size_t>(signal)]; }
+
+    // False where the search is cut short.
+    bool decide(std::size_t c, int signal) {
+      if (pad(c, signal) >= 0) return true;
+      int const& now = result_.plans[c].pad_of_signal[static_cast<std::size_t>(signal)];
+      for (int at = 0; at < now; ++at) {
+        if (!could_be(c, signal, at)) continue;
+        std::vector<PlacementRequest> attempt = wanted_;
+        attempt[c].pad_of_signal[static_cast<std::size_t>(signal)] = at;
+        steps_ += kStepsOfProbe;
+        if (const auto best = best_objective(attempt[c]); !best || !reaches(c, *best)) continue;
+        Joint probe(attempt, joint_);
+        probe.frames_ = steps_;
+        const bool is_found = probe.comes_to(result_.sum);
+        steps_ = probe.frames_;
+        if (!probe.is_exact_ || steps_ > kMostFrames) return false;
+        if (!is_found) continue;
+        result_.plans = probe.pads();
+        break;
+      }
+      pad(c, signal) = now;
+      return true;
+    }
+
+    // What needs no search: the pad itself, and the lane of what is decided of the group.
+    bool could_be(std::size_t c, int signal, int at) {
+      Layout const& layout = *wanted_[c].layout;
+      PlacedPad const& there = layout.pads[static_cast<std::size_t>(at)];
+      Signal const& one = wanted_[c].interface->signals[static_cast<std::size_t>(signal)];
+      if (there.ball.empty() || there.configuration) return false;
+      if (one.partner >= 0 && (there.partner < 0 || there.positive == one.negative)) return false;
+      if (one.partner >= 0 && pad(c, one.partner) >= 0 && there.partner != pad(c, one.partner)) return false;
+      if (one.unit == Signal::kSystem && !there.clock) return false;
+      for (std::size_t other = 0; other < wanted_.size(); ++other)
+        for (std::size_t i = 0; i < wanted_[other].pad_of_signal.size(); ++i) {
+          const int taken = wanted_[other].pad_of_signal[i];
+          if (taken < 0) continue;
+          if (taken == at) return false;
+          const int unit = wanted_[other].interface->signals[i].unit;
+          if (unit == Signal::kSystem || one.unit == Signal::kSystem) continue;
+          const bool is_same_lane = layout.pads[static_cast<std::size_t>(taken)].lane == there.lane;
+          const bool is_same = other == c && unit == one.unit;
+          if (is_same ? unit >= 0 && !is_same_lane : is_same_lane) return false;
+        }
+      return true;
+    }
+
+    // Whether with this of one controller the sum could still be reached.
+    bool reaches(std::size_t c, Objective const& best) const {
+      Objective sum = best;
+      for (std::size_t other = 0; other < alone_.size(); ++other) {
+        if (other == c) continue;
+        sum.banks += alone_[other].banks;
+        sum.lanes += alone_[other].lanes;
+        sum.off_centre += alone_[other].off_centre;
+      }
+      return !is_better(result_.sum, sum);
+    }
+
+    static constexpr int kStepsOfProbe = 5;
+    Joint const& joint_;
+    JointPlan& result_;
+    std::vector<PlacementRequest> wanted_;
+    std::vector<Objective> alone_;
+    int steps_ = 0;
+  };
+
+  // Whether there is a placement of the sum, which is the least that there can be.
+  bool comes_to(Objective const& sum) {
+    most_ = sum;
+    try_sum(sum.banks);
+    return best_.has_value();
+  }
+
   using Choice = std::vector<BankSet const*>;
 
   static Objective bound_of(Choice const& choice) {
@@ -458,6 +559,7 @@ class Joint {
                      [](Choice const& a, Choice const& b) { return is_better(bound_of(a), bound_of(b)); });
     for (Choice const& choice : all) {
       if (!is_exact_ || (best_ && !is_better(bound_of(choice), best_->sum))) return;
+      if (most_ && is_better(*most_, bound_of(choice))) return;
       try_choice(choice);
     }
   }
@@ -617,6 +719,7 @@ class Joint {
   }
 
   void try_choice(Choice const& choice) {
+    frames_ += most_ ? kFramesOfChoice : 0;
     const auto requests = sharing(choice);
     if (!requests) return;
     for (PlacementRequest const& request : *requests)
@@ -644,6 +747,7 @@ class Joint {
       open.pop();
       const Objective sum = sum_of(indices);
       if (best_ && !is_better(sum, best_->sum)) return;
+      if (most_ && is_better(*most_, sum)) return;
       if (++frames_ > kMostFrames) {
         is_exact_ = false;
         return;
@@ -704,6 +808,7 @@ class Joint {
   std::vector<PlacementRequest> const& requests_;
   std::vector<std::vector<BankSet>> sets_;
   std::optional<Found> best_;
+  std::optional<Objective> most_;  ///< nothing beyond this is of use
   bool is_exact_ = true;
   int frames_ = 0;
 };

@@ -92,6 +92,7 @@ TEST(Joint, FindsTheLeastSumsOfAllSharesOfLanes) {
     SCOPED_TRACE("round " + std::to_string(round));
     const unsigned all = 1u << table.layout.lanes.size();
     std::optional<Objective> best;
+    std::pair<std::vector<int>, std::vector<int>> least;
     for (unsigned lanes = 0; lanes < all; ++lanes) {
       const PlacementRequest second = table.without(table.requests[1], all - 1 - lanes);
       if (!planning::can_place(second)) continue;
@@ -100,7 +101,11 @@ TEST(Joint, FindsTheLeastSumsOfAllSharesOfLanes) {
       if (!a) continue;
       const Objective sum{a->objective.banks + b->objective.banks, a->objective.lanes + b->objective.lanes,
                           a->objective.off_centre + b->objective.off_centre};
-      if (!best || in_order(sum) < in_order(*best)) best = sum;
+      std::pair pads(a->pad_of_signal, b->pad_of_signal);
+      if (!best || std::pair(in_order(sum), pads) < std::pair(in_order(*best), least)) {
+        best = sum;
+        least = std::move(pads);
+      }
     }
     const JointPlan joint = planning::place_jointly(table.requests);
     EXPECT_TRUE(joint.is_exact);
@@ -108,6 +113,9 @@ TEST(Joint, FindsTheLeastSumsOfAllSharesOfLanes) {
     (best ? possible : impossible) += 1;
     if (!best) continue;
     EXPECT_EQ(in_order(joint.sum), in_order(*best));
+    EXPECT_TRUE(joint.has_least_pads);
+    EXPECT_EQ(joint.plans[0].pad_of_signal, least.first);
+    EXPECT_EQ(joint.plans[1].pad_of_signal, least.second);
     expect_whole(table, joint);
     missed += planning::place_in_sequence(table.requests).size() < 2 ? 1 : 0;
   }
@@ -119,7 +127,7 @@ TEST(Joint, FindsTheLeastSumsOfAllSharesOfLanes) {
 
 TEST(Joint, IsNeverWorseThanOneAfterTheOther) {
   Random random(test_support::fresh_seed());
-  int better = 0, all = 0, cut = 0;
+  int better = 0, all = 0, cut = 0, least = 0;
   for (int round = 0; round < rounds(6, 300); ++round) {
     LayoutShape shape;
     shape.columns = 1 + static_cast<int>(random.below(2));
@@ -135,6 +143,7 @@ TEST(Joint, IsNeverWorseThanOneAfterTheOther) {
     const JointPlan joint = planning::place_jointly(table.requests);
     const auto sequence = planning::place_in_sequence(table.requests);
     cut += joint.is_exact ? 0 : 1;
+    least += joint.has_least_pads ? 1 : 0;
     expect_whole(table, joint);
     if (sequence.size() < table.requests.size()) continue;
     ++all;
@@ -151,6 +160,7 @@ TEST(Joint, IsNeverWorseThanOneAfterTheOther) {
   RecordProperty("sequences", all);
   RecordProperty("better", better);
   RecordProperty("cut_short", cut);
+  RecordProperty("least_pads", least);
 }
 
 }  // namespace

@@ -13,14 +13,16 @@ namespace kdi::planning {
 inline constexpr std::size_t kMostJoint = 3;
 
 struct JointPlan {
-  std::vector<Plan> plans;  ///< of each request; none if there is no placement
-  Objective sum;            ///< of all objectives
-  bool is_exact = true;     ///< false where the search was cut short: then there may be a better one, or one at all
+  std::vector<Plan> plans;      ///< of each request; none if there is no placement
+  Objective sum;                ///< of all objectives
+  bool has_least_pads = false;  ///< proven: no placement of this sum has less pads, compared controller by controller
+  int pads_proven = 0;          ///< so many signals, from the first one on, have the least pads in any case
+  bool is_exact = true;         ///< false where the search was cut short: then there may be a better one, or one at all
 };
 
 /// The best placement of up to kMostJoint requests on one layout beside each other: the least sum of banks, of these
-/// the least sum of lanes, of these the least sum of distances from the centres; in the first such arrangement of lanes
-/// each request in turn has the least pads. All requests have the same layout and the same pads taken.
+/// the least sum of lanes, of these the least sum of distances from the centres, of these the least pads: of the first
+/// request, then of the second, then of the third. All requests have the same layout and the same pads taken.
 KDI_DOOR JointPlan place_jointly(std::vector<PlacementRequest> const& requests);
 
 /// The same one after the other, in the order that is given: what stands is not moved. As far as it goes.
