@@ -20,8 +20,9 @@
 namespace kdi::planning {
 namespace {
 
-constexpr int kMostFrames = 30000;   // tuples that one search looks at; they take some 50 microseconds each
-constexpr int kFramesOfChoice = 10;  // what a set of banks for each takes, counted so where many are asked
+constexpr int kMostFrames = 30000;       // tuples that one search looks at; they take some 50 microseconds each
+constexpr int kFramesOfChoice = 200;     // what a set of banks for each takes, counted so where many are asked
+constexpr int kMostFramesOfPads = 8000;  // of the search for the least pads
 
 // Banks that a controller could have a signal in each of, and no placement there has less than this.
 struct BankSet {
@@ -424,7 +425,7 @@ class Joint {
       result.sum.lanes += one.objective.lanes;
       result.sum.off_centre += one.objective.off_centre;
     }
-    if (is_exact_) LeastPads(*this, result).find();
+    if (is_exact_ && !result.plans.empty()) LeastPads(*this, result).find();
     return result;
   }
 
@@ -456,23 +457,26 @@ class Joint {
     // False where the search is cut short.
     bool decide(std::size_t c, int signal) {
       if (pad(c, signal) >= 0) return true;
-      int const& now = result_.plans[c].pad_of_signal[static_cast<std::size_t>(signal)];
+      const auto index = static_cast<std::size_t>(signal);
+      const int now = result_.plans[c].pad_of_signal[index];
       for (int at = 0; at < now; ++at) {
         if (!could_be(c, signal, at)) continue;
         std::vector<PlacementRequest> attempt = wanted_;
-        attempt[c].pad_of_signal[static_cast<std::size_t>(signal)] = at;
+        attempt[c].pad_of_signal[index] = at;
         steps_ += kStepsOfProbe;
         if (const auto best = best_objective(attempt[c]); !best || !reaches(c, *best)) continue;
         Joint probe(attempt, joint_);
         probe.frames_ = steps_;
         const bool is_found = probe.comes_to(result_.sum);
         steps_ = probe.frames_;
-        if (!probe.is_exact_ || steps_ > kMostFrames) return false;
+        if (!probe.is_exact_ || steps_ > kMostFramesOfPads) return false;
         if (!is_found) continue;
-        result_.plans = probe.pads();
+        std::vector<Plan> plans = probe.pads();
+        if (plans.empty()) return false;
+        result_.plans = std::move(plans);
         break;
       }
-      pad(c, signal) = now;
+      pad(c, signal) = result_.plans[c].pad_of_signal[index];
       return true;
     }
 
@@ -511,7 +515,7 @@ class Joint {
       return !is_better(result_.sum, sum);
     }
 
-    static constexpr int kStepsOfProbe = 5;
+    static constexpr int kStepsOfProbe = 40;
     Joint const& joint_;
     JointPlan& result_;
     std::vector<PlacementRequest> wanted_;
