@@ -373,5 +373,6 @@ extern "C" int Kdi_coretools_Init(Tcl_Interp* interp) {
   tcl::register_all<kCommands>(interp, session);
   coretools::register_model_commands(*session);
   coretools::register_cdo_commands(*session);
+  coretools::register_output_commands(*session);
   return TCL_OK;
 }

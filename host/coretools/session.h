@@ -44,5 +44,7 @@ Tcl_Obj* object_of(kdi::cores::Record const& record);
 void register_model_commands(Session& session);
 // The commands about registers, and about files of configuration commands.
 void register_cdo_commands(Session& session);
+// The commands that read the other files of a configured core.
+void register_output_commands(Session& session);
 
 }  // namespace coretools

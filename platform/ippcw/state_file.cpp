@@ -1,5 +1,3 @@
-#include "platform/ippcw/state_file.h"
-
 #include <exception>
 #include <new>
 
@@ -7,6 +5,7 @@
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
 #include "kdi/ippcw/HICJsonReader.h"
+#include "kdi/ippcw/host/StateFile.h"
 
 namespace hardip_eng {
 namespace {

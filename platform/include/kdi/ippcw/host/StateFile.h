@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "kdi/common/KdiDoor.h"
 #include "kdi/common/KdiTypes.h"
 
 namespace hardip_eng {
@@ -16,6 +17,6 @@ struct StateFile {
 };
 
 /// Throws JsonError (kdi/common/KdiJson.h), and FileError where the file cannot be read.
-StateFile read_state(std::string const& path);
+KDI_DOOR StateFile read_state(std::string const& path);
 
 }  // namespace hardip_eng
