@@ -78,7 +78,7 @@ void expect_whole(Table const& table, JointPlan const& joint) {
 TEST(Joint, FindsTheLeastSumsOfAllSharesOfLanes) {
   // Of a few rounds drawn anew all may be impossible.
   Random random(std::getenv("IPTASKS_LONG") != nullptr ? test_support::fresh_seed() : 1);
-  int possible = 0, impossible = 0, missed = 0;
+  int possible = 0, impossible = 0, missed = 0, whole = 0;
   for (int round = 0; round < rounds(12, 600); ++round) {
     LayoutShape shape;
     shape.rows = 2;
@@ -113,13 +113,22 @@ TEST(Joint, FindsTheLeastSumsOfAllSharesOfLanes) {
     (best ? possible : impossible) += 1;
     if (!best) continue;
     EXPECT_EQ(in_order(joint.sum), in_order(*best));
-    EXPECT_TRUE(joint.has_least_pads);
-    EXPECT_EQ(joint.plans[0].pad_of_signal, least.first);
-    EXPECT_EQ(joint.plans[1].pad_of_signal, least.second);
+    // As far as it is proven, and that is far.
+    std::vector<int> pads = joint.plans[0].pad_of_signal, truth = least.first;
+    pads.insert(pads.end(), joint.plans[1].pad_of_signal.begin(), joint.plans[1].pad_of_signal.end());
+    truth.insert(truth.end(), least.second.begin(), least.second.end());
+    const auto proven = static_cast<std::size_t>(joint.pads_proven);
+    EXPECT_EQ(joint.has_least_pads, proven == pads.size());
+    pads.resize(proven);
+    truth.resize(proven);
+    EXPECT_EQ(pads, truth);
+    whole += joint.has_least_pads ? 1 : 0;
     expect_whole(table, joint);
     missed += planning::place_in_sequence(table.requests).size() < 2 ? 1 : 0;
   }
   EXPECT_GT(possible, 0);
+  EXPECT_GT(whole, possible / 2);
+  RecordProperty("proven", whole);
   RecordProperty("possible", possible);
   RecordProperty("impossible", impossible);
   RecordProperty("missed_in_sequence", missed);
