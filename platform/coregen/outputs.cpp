@@ -157,9 +157,13 @@ StrList Controller::getTopLevelPorts(std::string const&) {
         at->most = std::max(at->most, signal.index);
     }
     StrList lines;
-    for (Port const& port : ports)
-      lines.push_back(std::string(port.name) + " " + std::string(port.direction) +
-                      (port.least < 0 ? " - -" : " " + std::to_string(port.most) + " " + std::to_string(port.least)));
+    for (Port const& port : ports) {
+      std::string& line = lines.emplace_back();
+      line.reserve(port.name.size() + port.direction.size() + 16);  // one allocation each: there are many
+      (line += port.name) += ' ';
+      line += port.direction;
+      line += port.least < 0 ? " - -" : " " + std::to_string(port.most) + " " + std::to_string(port.least);
+    }
     return lines;
   });
 }
