@@ -54,6 +54,11 @@ std::string as_utf8(std::string_view text) {
 std::string json_text(std::string_view text) {
   std::string json;
   json.reserve(text.size() + 2);
+  append_json_text(json, text);
+  return json;
+}
+
+void append_json_text(std::string& json, std::string_view text) {
   json += '"';
   std::size_t at = static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), is_plain) - text.begin());
   json += text.substr(0, at);
@@ -72,7 +77,7 @@ std::string json_text(std::string_view text) {
       json += text.substr(at, size);
     at += std::max<std::size_t>(size, 1);
   }
-  return json += '"';
+  json += '"';
 }
 
 }  // namespace kdi::text

@@ -41,9 +41,9 @@ std::string json_object(ParamMap const& pairs) {
   text.reserve(pairs.size() * kUsualRow);
   for (auto const& [name, value] : pairs) {
     text += text.size() == 1 ? "\n    " : ",\n    ";
-    text += json_text(name);
+    kdi::text::append_json_text(text, name);
     text += ": ";
-    text += json_text(value);
+    kdi::text::append_json_text(text, value);
   }
   return text += pairs.empty() ? "}" : "\n  }";
 }

@@ -275,6 +275,14 @@ std::vector<ConfiguredCore::Row> ConfiguredCore::rows() const {
   return rows;
 }
 
+void ConfiguredCore::list_values(ParamMap& values) const {
+  const Order order = order_of(configuration_.instance().shared_core());
+  auto place = values.begin();
+  const std::lock_guard lock(mutex_);
+  for (const std::uint32_t i : *order)
+    place = values.insert_or_assign(place, core_->parameters()[i].name, configuration_.value(i));
+}
+
 bool ConfiguredCore::is_default() const {
   const std::lock_guard lock(mutex_);
   return configuration_.is_default();

@@ -61,6 +61,8 @@ class ConfiguredCore {
     bool is_enabled;
   };
   std::vector<Row> rows() const;
+  /// The values alone, over what `values` has.
+  void list_values(ParamMap& values) const;
   /// Whether no value is given.
   bool is_default() const;
 

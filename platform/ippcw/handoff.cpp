@@ -147,7 +147,9 @@ Handoff handoff_of(ConfiguredCore const& core, std::string instance) {
                   core.description().version(),
                   core.part() == nullptr ? "" : core.part()->name,
                   {}};
-  for (ConfiguredCore::Row& row : core.rows())
+  std::vector<ConfiguredCore::Row> rows = core.rows();
+  handoff.parameters.reserve(rows.size());
+  for (ConfiguredCore::Row& row : rows)
     handoff.parameters.push_back({std::move(row.name), std::move(row.value), row.is_enabled});
   return handoff;
 }

@@ -46,6 +46,7 @@ class WithParameters : public Named<Base> {
     this->core_->apply(params, result, messages, strength);
   }
   void getOutputParams(RawResult& result) override { this->core_->list(result); }
+  void getParamValues(ParamMap& values) override { this->core_->list_values(values); }
   bool isDefaultInstance() override { return this->core_->is_default(); }
   std::string getParamValue(std::string const& name) override { return this->core_->value(name); }
   void getUserParamList(std::list<std::string>& names) override { this->core_->user_parameters(names); }

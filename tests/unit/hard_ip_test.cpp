@@ -190,6 +190,13 @@ TEST_F(HardIp, TheReferenceMemoryStandsBehindTheDoors) {
   RawResult output;
   xram->getOutputParams(output);
   EXPECT_EQ(output, ranges);
+  ParamMap values{{"A_WORD_OF_ITS_OWN", "1"}, {"XRAM_REF_CTRL_FREQMHZ", "before"}}, by_rows = values;
+  xram->getParamValues(values);
+  xram->HardIPInterface::getParamValues(by_rows);
+  EXPECT_EQ(values.size(), output.size() + 1);
+  EXPECT_EQ(values, by_rows);
+  EXPECT_EQ(values.at("XRAM_REF_CTRL_FREQMHZ"), "900");
+  EXPECT_EQ(values.at("XRAM_PORT1_DATA_WIDTH"), "SKIP");
   std::string text = "as it was";
   xram->getDeviceInfo("no such word", text);
   EXPECT_EQ(text, "as it was");

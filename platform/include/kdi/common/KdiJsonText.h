@@ -17,4 +17,7 @@ KDI_DOOR std::string as_utf8(std::string_view text);
 /// The text in quotes, as JSON; bytes that are no UTF-8 become the replacement character.
 KDI_DOOR std::string json_text(std::string_view text);
 
+/// The same behind what `json` has.
+KDI_DOOR void append_json_text(std::string& json, std::string_view text);
+
 }  // namespace kdi::text

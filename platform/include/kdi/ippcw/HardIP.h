@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "kdi/common/KdiDoor.h"
 #include "kdi/common/KdiTypes.h"
@@ -45,6 +46,15 @@ class KDI_DOOR HardIPInterface {
   virtual void getRanges(ParamMap const& /*params*/, RawResult& /*result*/, ParamMap& /*messages*/, int /*strength*/) {}
   /// All parameters: value, range, state (`ENABLE` or `DISABLE`), widget (`COMBO`, `EDIT`, `CHECKBOX`), two empty rows.
   virtual void getOutputParams(RawResult& /*result*/) {}
+  /// The values alone, put over what `values` has; empty for a parameter without one.
+  virtual void getParamValues(ParamMap& values) {
+    RawResult rows;
+    getOutputParams(rows);
+    auto place = values.begin();  // both are in the order of the names
+    for (auto& [name, of_parameter] : rows)
+      place = values.insert_or_assign(
+          place, name, of_parameter.empty() || of_parameter[0].empty() ? std::string() : std::move(of_parameter[0][0]));
+  }
   /// Whether no user parameter has been applied yet.
   virtual bool isDefaultInstance() { return false; }
   virtual void setSysmonDataFile(std::string& /*name*/) {}

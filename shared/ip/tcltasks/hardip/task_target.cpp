@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
@@ -71,17 +72,6 @@ void take_masters_values(ParamMap const& context, ParamMap& params) {
   }
 }
 
-// The parameters as they were given, and over them as they are.
-ParamMap values_of(HardIPInterface* instance, ParamMap values) {
-  RawResult rows;
-  if (instance != nullptr) instance->getOutputParams(rows);
-  auto place = values.begin();  // both are in the order of the names
-  for (auto& [name, of_parameter] : rows)
-    place = values.insert_or_assign(
-        place, name, of_parameter.empty() || of_parameter[0].empty() ? std::string() : std::move(of_parameter[0][0]));
-  return values;
-}
-
 }  // namespace
 
 void writePowerAndIODataFiles(std::shared_ptr<HICInst> inst, ParamMap& context, std::string path) {
@@ -111,7 +101,8 @@ std::string generate_target(ParamMap context, ParamMap params, std::string path,
   Inst inst = instance == nullptr ? nullptr : instance->getHICInst();
   if (inst == nullptr) inst = std::make_shared<HICInst>(name);
 
-  ParamMap values = values_of(instance, params);
+  ParamMap values = std::move(params);  // as they were given, and over them as they are
+  if (instance != nullptr) instance->getParamValues(values);
   std::string state = prefix + "state.json";
   HICInstOutputUtils::generatePSXLStateJson(state, values);
   HICInstOutputUtils::writeMioParams(state, inst, core);
