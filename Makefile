@@ -12,6 +12,7 @@ SOURCES = $(shell git ls-files '*.cpp' '*.h' '*.c')
 
 help:
 	@echo "demo      compile two 5G NR codes into register writes, in a plain tclsh"
+	@echo "release   everything that is installed, into build/release"
 	@echo "check     all tests under sanitizers, fuzzing with a fixed number of runs, and a part of the tests optimised"
 	@echo "bench     the benchmarks, each with its bar"
 	@echo "mutants   MUTANTS ($(MUTANTS)) changes of the product, one at a time; at least 95 of 100 must be noticed by a test"
@@ -41,7 +42,7 @@ ifndef IPTASKS_NO_INSTALL
 	@./tools/install_packages.sh package
 endif
 	[ -e build/release/build.ninja ] || cmake --preset package >/dev/null
-	cmake --build --preset package
+	cmake --build --preset demo
 	tclsh examples/demo.tcl build/release/lib build/demo
 
 check: packages

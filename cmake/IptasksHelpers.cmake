@@ -80,7 +80,8 @@ function(add_family name)
 endfunction()
 
 # add_platform_library(name SOURCES file... LINKS target...): one library below the package, replaceable on its own. It
-# exports what its headers mark as doors (kdi/common/KdiDoor.h); <name>_objects is the same for tests of what is inside.
+# exports what its headers mark as doors (kdi/common/KdiDoor.h), which its doors.txt lists for review and for who calls it
+# through stubs; <name>_objects is the same for tests of what is inside.
 function(add_platform_library name)
   cmake_parse_arguments(LIB "" "" "SOURCES;LINKS" ${ARGN})
   add_library(${name}_objects OBJECT ${LIB_SOURCES})
@@ -91,6 +92,9 @@ function(add_platform_library name)
   target_link_libraries(${name} PRIVATE iptasks_flags ${name}_objects ${LIB_LINKS})
   iptasks_load_options(${name})
   install_library(${name} LINKS ${LIB_LINKS})
+  if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/doors.txt)
+    set_target_properties(${name} PROPERTIES IPTASKS_DOORS ${CMAKE_CURRENT_SOURCE_DIR}/doors.txt)
+  endif()
 endfunction()
 
 # install_library(name [LINKS target...]): a library of the project as others find it. Its name says which interface it has
@@ -166,19 +170,30 @@ endfunction()
 
 # import_engines(target CALLERS target... ENGINES target...): the callers, which are object libraries in the target, call
 # the engines, and the loader meets those only when they do (see tools/import_stubs.sh). Where there are no stubs for the
-# processor, they are linked like any library.
+# processor, they are linked like any library. An engine that has a list of its doors need not be built before; where tests
+# and hosts are built, they find it beside the target all the same.
 function(import_engines target)
   cmake_parse_arguments(IMPORT "" "" "CALLERS;ENGINES" ${ARGN})
   list(TRANSFORM IMPORT_CALLERS REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>" OUTPUT_VARIABLE objects)
+  if(IPTASKS_TESTS OR IPTASKS_HOST)
+    add_dependencies(${target} ${IMPORT_ENGINES})
+  endif()
   foreach(engine ${IMPORT_ENGINES})
     if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
       target_link_libraries(${target} PRIVATE ${engine})
       continue()
     endif()
     set(stubs ${PROJECT_BINARY_DIR}/generated/${target}_${engine}.S)
+    set(exports $<TARGET_FILE:${engine}>)
+    set(needed ${engine})
+    get_target_property(doors ${engine} IPTASKS_DOORS)
+    if(doors)
+      set(exports "$<TARGET_SONAME_FILE_NAME:${engine}>=${doors}")
+      set(needed ${doors})
+    endif()
     add_custom_command(OUTPUT ${stubs}
-      COMMAND ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh $<TARGET_FILE:${engine}> ${stubs} ${objects}
-      DEPENDS ${engine} ${objects} ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh
+      COMMAND ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh ${exports} ${stubs} ${objects}
+      DEPENDS ${needed} ${objects} ${PROJECT_SOURCE_DIR}/tools/import_stubs.sh
       COMMENT "What ${target} calls of ${engine}" VERBATIM COMMAND_EXPAND_LISTS)
     target_sources(${target} PRIVATE ${stubs})
   endforeach()

@@ -1,6 +1,10 @@
 #!/bin/sh
 # Stubs through which a library calls an engine that is loaded when it is first needed:
 #   import_stubs.sh ENGINE.so OUT.S OBJECT...
+#   import_stubs.sh NAME=DOORS.txt OUT.S OBJECT...
+#
+# The second form knows the engine by the list of its doors and by the name that it will have, so that who calls it is
+# built without it; the test `doors` holds the list to the library.
 #
 # For each function that the objects call and the engine exports, a hidden function of the same name that jumps to the
 # engine's, which kdi_resolve_import looks up at the first call. Arguments of any number and kind, results and exceptions
@@ -11,11 +15,26 @@ set -eu
 engine=$1
 out=$2
 shift 2
-# What the engine is opened by, as by the loader that finds it among the needs of another library.
-name=$(objdump -p "$engine" | awk '$1 == "SONAME" { print $2 }')
 trap 'rm -f "$out.part"' EXIT
+# What the engine is opened by, as by the loader that finds it among the needs of another library.
+case $engine in
+  *=*) name=${engine%%=*} ;;
+  *) name=$(objdump -p "$engine" | awk '$1 == "SONAME" { print $2 }') ;;
+esac
+# The functions of a list are found by their words among what the objects need: each name as it is, behind an X that keeps
+# c++filt from it, and in words.
+exports() {
+  case $engine in
+    *=*)
+      nm --undefined-only --format=posix "$@" | awk '$2 == "U" { print "X" $1 "\t" $1 }' | sort -u | c++filt |
+        sed -e 's/std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >/std::string/g' \
+          -e 's/std::basic_string_view<char, std::char_traits<char> >/std::string_view/g' |
+        awk -F '\t' 'NR == FNR { door[$0]; next } $2 in door { print substr($1, 2) " T" }' "${engine#*=}" - ;;
+    *) nm -D --defined-only --format=posix "$engine" ;;
+  esac
+}
 {
-  nm -D --defined-only --format=posix "$engine"
+  exports "$@"
   echo "objects:"
   nm -A --format=posix "$@"
 } | awk -v library="${name:-$(basename "$engine")}" '

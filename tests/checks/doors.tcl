@@ -1,7 +1,7 @@
 # What a platform library exports is what its headers mark as doors: doors.tcl SOURCE_DIR LIBRARY_DIR [LIBRARY ...] lists
 # what is exported and no door, what is a door and not exported, and what is neither a function nor the type of a class.
-# The names are compared with tests/golden/doors as well, so that a review sees what a library takes on or gives up;
-# UPDATE_GOLDEN=1 writes them anew.
+# The names are compared with the library's doors.txt as well, by which a review sees what it takes on or gives up, and from
+# which the stubs of the package are made; UPDATE_GOLDEN=1 writes them anew.
 source [file join [file dirname [info script]] cpp.tcl]
 set root [file normalize [lindex $argv 0]]
 set built [lindex $argv 1]
@@ -70,10 +70,9 @@ proc own_name {words} {
 
 # The golden list of a library: what it exports in words, one name a line.
 proc golden {library names} {
-  set path $::root/tests/golden/doors/$library.txt
+  set path $::root/platform/$library/doors.txt
   set now [join [lsort -unique $names] \n]\n
   if {[info exists ::env(UPDATE_GOLDEN)]} {
-    file mkdir [file dirname $path]
     set file [open $path w]
     puts -nonewline $file $now
     close $file
@@ -82,8 +81,8 @@ proc golden {library names} {
   set before [expr {[file exists $path] ? [split [read_text $path] \n] : {}}]
   set now [split $now \n]
   concat \
-    [lmap name $now { if {$name in $before} continue; set _ "libkdi_$library.so exports $name, which is new to tests/golden/doors/$library.txt" }] \
-    [lmap name $before { if {$name in $now} continue; set _ "libkdi_$library.so no longer exports $name, see tests/golden/doors/$library.txt" }]
+    [lmap name $now { if {$name in $before} continue; set _ "libkdi_$library.so exports $name, which is new to platform/$library/doors.txt" }] \
+    [lmap name $before { if {$name in $now} continue; set _ "libkdi_$library.so no longer exports $name, see platform/$library/doors.txt" }]
 }
 
 set libraries {}
