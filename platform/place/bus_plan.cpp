@@ -259,6 +259,41 @@ std::vector<int> banks_for(planning::NibbleMap const& map, planning::Layout cons
   return numbers;
 }
 
+std::string unused(std::string name, std::vector<planning::Bus> const& buses) {
+  while (std::any_of(buses.begin(), buses.end(), [&](planning::Bus const& bus) { return bus.name == name; }))
+    name += "_";
+  return name;
+}
+
+// A bus that is clocked by its own strobe or clock is in one bank. One without is as many as it takes banks, as wide as
+// each other but for one signal.
+void split_wide(planning::BusRequest& request, std::vector<int>& slips) {
+  std::vector<planning::Bus> buses;
+  std::vector<int> slips_then;
+  for (std::size_t i = 0; i < request.buses.size(); ++i) {
+    planning::Bus const& bus = request.buses[i];
+    const int most = planning::most_data_in_bank(request, static_cast<int>(i));
+    const int parts = most == 0 ? 1 : (bus.width + most - 1) / most;
+    if (parts > 1 && bus.clock != BusClock::none)
+      throw "BUSES: " + bus.name + " WIDTH: what has one strobe or clock is in one bank, which has room for " +
+          std::to_string(most) + " at most and not for " + std::to_string(bus.width) +
+          ": let there be more buses, each with its own";
+    for (int part = 0; part < parts; ++part) {
+      planning::Bus one = bus;
+      one.width = bus.width / parts + (part < bus.width % parts ? 1 : 0);
+      if (parts > 1) one.name = unused(bus.name + "_" + std::to_string(part), request.buses);
+      buses.push_back(std::move(one));
+      slips_then.push_back(slips[i]);
+    }
+  }
+  if (buses.size() > static_cast<std::size_t>(planning::kMostBuses))
+    throw "BUSES: an interface has at most " + std::to_string(planning::kMostBuses) +
+        " strobes, clocks that are sent and buses without, each bank of a wide one counting, and not " +
+        std::to_string(buses.size()) + ": another interface can have the others, beside it";
+  request.buses = std::move(buses);
+  slips = std::move(slips_then);
+}
+
 char const* role_word(BusSignal::Role role) {
   constexpr char const* kRoles[] = {"Data", "Strobe", "ClkFwd", "InputClock"};
   return kRoles[static_cast<int>(role)];
@@ -289,6 +324,7 @@ BusPlan::BusPlan(device::Part const& part, SiteGroup group, Asked const& what, s
   request_.internal_reference = settings.truth("INTERNAL_VREF");
   Reader reader(settings);
   reader.read(request_, slips_);
+  split_wide(request_, slips_);
   wanted_ = planning::bus_interface_of(request_);
   for (planning::Bus const& bus : request_.buses) check_word_clock(part, bus);
   terminations_ = reader.terminations();

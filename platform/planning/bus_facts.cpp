@@ -161,6 +161,28 @@ BankFault bus_conflict(BusRequest const& request, int a, int b) {
   return {};
 }
 
+int most_data_in_bank(BusRequest const& request, int bus) {
+  const BankNeeds needs = bus_needs(request, {});
+  const bool is_pair = is_differential(request.buses[static_cast<std::size_t>(bus)].standard);
+  int most = 0;
+  for (NibbleBank const& bank : request.nibbles->banks) {
+    if (!bus_bank_fault(request, needs, bus, bank.bank, {}).rule.empty()) continue;
+    int room = 0;
+    for (int nibble = bank.first; nibble < bank.first + bank.count; ++nibble)
+      for (const int pad : request.nibbles->nibbles[static_cast<std::size_t>(nibble)].pads) {
+        const auto is_good = [&](int one) {
+          return pad_fault(request.layout->pads[static_cast<std::size_t>(one)], needs, request.internal_reference)
+              .empty();
+        };
+        PlacedPad const& at = request.layout->pads[static_cast<std::size_t>(pad)];
+        const bool has_room = !is_pair || (at.positive && at.partner >= 0 && is_good(at.partner));
+        room += has_room && is_good(pad) ? 1 : 0;
+      }
+    most = std::max(most, room);
+  }
+  return most;
+}
+
 int bit_slip(Bus const& bus, NibbleBank const& bank, int hops) {
   constexpr std::int64_t kPsOfMicrosecond = 1000000;  // a bit of 1 Mb/s
   return static_cast<int>(std::int64_t{hops} * bank.hop_ps * bus.rate_mbps / kPsOfMicrosecond);

@@ -51,7 +51,6 @@ class Search {
   std::optional<BusPlan> run() {
     least_banks_and_hops();
     if (least_ == kNoPlan) return std::nullopt;
-    bound_ = least_;
     least_lanes();
     least_off_centre();
     BusPlan plan;
@@ -101,16 +100,31 @@ class Search {
     return reached.costs[at(some) * kFlags + at(flags)];
   }
 
-  // Walks banks of a part, whole triplets but for what is out of the room, from what is reached in `now_`.
-  void walk(BusPart const& part, std::size_t begin, std::size_t end, Room const& room) {
+  // Where the buses are that a walk has not reached when it leaves a bank.
+  enum class Left { in_walk, behind, anywhere };
+
+  // What these take at least, by selection.
+  std::vector<int> const& least_left(Left where, Room const& room, std::size_t bank, std::size_t end) {
+    const std::size_t all = parts_[at(room.part)].banks.size();
+    if (where == Left::anywhere) return rest(at(room.part), 0, all);
+    return rest(at(room.part), bank + 1, where == Left::in_walk ? end : all);
+  }
+
+  // Walks banks of a part, whole triplets but for what is out of the room, from what is reached in `now_`. What then
+  // takes more than `bound_` is left out.
+  void walk(BusPart const& part, std::size_t begin, std::size_t end, Room const& room, Left where) {
     const int clock_bank = room.clock_pad < 0 ? -1 : bank_of_pad(room.clock_pad);
     const int clock_triplet = clock_bank < 0 ? -1 : problem_.map().banks[at(clock_bank)].triplet;
-    // Of a room that is large what is behind all of it is told by what is behind the part.
-    const std::size_t last = end - begin <= kFewBanks ? end : part.banks.size();
+    // Of a room that is large what is behind is told by what is up to one of few ends, for which that is known.
+    const std::size_t known_end =
+        end - begin <= kFewBanks ? end : std::min((end / kFewBanks + 1) * kFewBanks, part.banks.size());
+    // How many banks of a triplet are used counts where the user has a limit.
+    const int most_of_triplet = problem_.request().most_banks_of_triplet;
+    const bool counts_used = most_of_triplet < kBanksOfTriplet;
     int triplet = -1;
     for (std::size_t i = begin; i < end; ++i) {
       const int bank = part.banks[i];
-      std::vector<int> const* const behind = bound_ == kNoPlan ? nullptr : &rest(at(room.part), i + 1, last);
+      std::vector<int> const& left = least_left(where, room, i, known_end);
       NibbleBank const& here = problem_.map().banks[at(bank)];
       const bool is_new_triplet = here.triplet != triplet;
       triplet = here.triplet;
@@ -133,15 +147,13 @@ class Search {
           if (!problem_.adds(some, more, decided_.left)) continue;
           const bool has_bus = has_decided || more > 0;
           const bool is_used = has_bus || bank == clock_bank;
-          const int used = used_before + (is_used ? 1 : 0);
-          if (used > problem_.request().most_banks_of_triplet) continue;
+          const int used = used_before + (is_used && counts_used ? 1 : 0);
+          if (used > most_of_triplet) continue;
           const bool clock_is_fine = (!is_new_triplet && flags % 2 != 0) || (is_clock_triplet && has_bus);
           if (is_last_of_triplet && is_clock_triplet && !clock_is_fine) continue;
           const int cost_then = cost + hops + (is_used ? kBank : 0);
-          if (behind != nullptr) {  // no more than `bound_` may come out
-            const int least = (*behind)[at(decided_.left - some - more)];
-            if (least == kNoPlan || cost_then + least > bound_) continue;
-          }
+          const int least_then = left[at(decided_.left - some - more)];
+          if (least_then == kNoPlan || cost_then + least_then > bound_) continue;
           const int flags_then = is_last_of_triplet ? 0 : used * 2 + (clock_is_fine ? 1 : 0);
           int& least = cost_of(next_, some + more, flags_then);
           if (least == kNoPlan) next_.all.emplace_back(some + more, flags_then);
@@ -212,12 +224,12 @@ class Search {
       if (position < room.first || position > room.last) return kNoPlan;
     }
     const auto [begin, end] = banks_in(room);
-    if (bound_ != kNoPlan && end - begin <= kFewBanks) {
+    if (end - begin <= kFewBanks) {
       const int least = rest(at(room.part), begin, end)[at(decided_.left)];
       if (least == kNoPlan || decided_.hops + least > bound_) return kNoPlan;
     }
     start(decided_.hops);
-    walk(parts_[at(room.part)], begin, end, room);
+    walk(parts_[at(room.part)], begin, end, room, Left::in_walk);
     return within_limit(take_reached().back());
   }
 
@@ -246,12 +258,12 @@ class Search {
     before[0] = behind[triplets] = take_reached();
     for (std::size_t i = 0; i < triplets; ++i) {
       resume(before[i]);
-      walk(part, firsts[i], firsts[i + 1], without);
+      walk(part, firsts[i], firsts[i + 1], without, Left::behind);
       before[i + 1] = take_reached();
     }
     for (std::size_t i = triplets; i-- > 0;) {
       resume(behind[i + 1]);
-      walk(part, firsts[i], firsts[i + 1], without);
+      walk(part, firsts[i], firsts[i + 1], without, Left::anywhere);
       behind[i] = take_reached();
     }
     for (const int clock_pad : clock_pads) {
@@ -261,7 +273,7 @@ class Search {
           std::upper_bound(firsts.begin(), firsts.end() - 1, static_cast<std::size_t>(own - part.banks.begin())) -
           firsts.begin() - 1);
       resume(before[triplet]);
-      walk(part, firsts[triplet], firsts[triplet + 1], room);
+      walk(part, firsts[triplet], firsts[triplet + 1], room, Left::behind);
       const std::vector<int> reached = take_reached();
       int least = kNoPlan;
       for (std::size_t some = 0; some < reached.size(); ++some) {
@@ -276,34 +288,39 @@ class Search {
     if (cost < least_) rooms_.clear();
     if (cost != kNoPlan && cost <= least_) rooms_.push_back(room);
     least_ = std::min(least_, cost);
+    bound_ = std::min(bound_, least_);
   }
 
-  // With no more banks than there have to be, and one more as long as that is too few: what has too many is then not
-  // walked. Each bus is in one bank, so there are no more of them than buses.
-  void least_without_clock() {
-    const int limit = problem_.request().most_banks;
-    const int most = std::min(static_cast<int>(problem_.request().buses.size()), limit > 0 ? limit : INT_MAX);
-    int least = kNoPlan;
-    for (std::size_t part = 0; part < parts_.size(); ++part)
-      least = std::min(least, rest(part, 0, parts_[part].banks.size()).back());
-    for (int banks = least / kBank; banks <= most && least_ == kNoPlan; ++banks) {
-      bound_ = (banks + 1) * kBank - 1;
-      for (std::size_t part = 0; part < parts_.size(); ++part) {
-        const Room room{static_cast<int>(part), -1, 0, INT_MAX};
-        take_room(room, least_in(room));
-      }
-    }
-  }
-
-  void least_banks_and_hops() {
+  void least_in_part(std::size_t part) {
+    const int index = static_cast<int>(part);
     if (problem_.request().system_clock == SystemClock::none) {
-      least_without_clock();
-      return;
+      const Room room{index, -1, 0, INT_MAX};
+      take_room(room, least_in(room));
+    } else if (const std::vector<int> clock_pads = clock_choices(problem_, parts_[part]); !clock_pads.empty()) {
+      least_with_clocks(part, clock_pads);
     }
-    for (std::size_t part = 0; part < parts_.size(); ++part) {
-      const std::vector<int> clock_pads = clock_choices(problem_, parts_[part]);
-      if (!clock_pads.empty() && rest(part, 0, parts_[part].banks.size()).back() != kNoPlan)
-        least_with_clocks(part, clock_pads);
+  }
+
+  // With what there has to be without a system clock and limits of triplets, which mostly is enough, then with any
+  // number of hops, then with ever more banks: what takes more is not walked. Each bus and the clock is in one bank, so
+  // there are no more of them.
+  void least_banks_and_hops() {
+    const int limit = problem_.request().most_banks;
+    const int most = std::min(static_cast<int>(problem_.request().buses.size()) + 1, limit > 0 ? limit : INT_MAX);
+    const auto least_of = [&](std::size_t part) { return rest(part, 0, parts_[part].banks.size()).back(); };
+    int least = kNoPlan;
+    for (std::size_t part = 0; part < parts_.size(); ++part) least = std::min(least, least_of(part));
+    if (least == kNoPlan) return;
+    const auto within = [&](int bound) {
+      bound_ = bound;
+      for (std::size_t part = 0; part < parts_.size(); ++part)
+        if (least_of(part) <= bound_) least_in_part(part);
+    };
+    const int banks = least / kBank;
+    if (banks <= most) within(least);
+    for (int more = 0, tried = banks - 1; least_ == kNoPlan && tried < most; more = 2 * more + 1) {
+      tried = std::min(banks + more, most);
+      within((tried + 1) * kBank - 1);
     }
   }
 
@@ -409,10 +426,19 @@ class Search {
                             });
       std::sort(choices.begin(), choices.end(),
                 [](Choice const& a, Choice const& b) { return a.placing.pads < b.placing.pads; });
+      // What is left to others is what counts: where that is too little, less is as well.
+      std::vector<std::pair<NibbleSet, Hops>> too_much;
       for (Choice& choice : choices) {
-        if (!is_possible(room, bus, choice)) continue;
-        best = std::move(choice);
-        return;
+        BusPlacing const& placing = choice.placing;
+        if (std::any_of(too_much.begin(), too_much.end(), [&](auto const& other) {
+              return (other.first & ~placing.nibbles) == 0 && other.second <= placing.hops;
+            }))
+          continue;
+        if (is_possible(room, bus, choice)) {
+          best = std::move(choice);
+          return;
+        }
+        too_much.emplace_back(placing.nibbles, placing.hops);
       }
     }
   }
@@ -454,7 +480,7 @@ class Search {
   Reached now_, next_;  // none between calls
   std::vector<std::pair<Selection, Hops>> fitting_;
   std::map<std::pair<std::size_t, std::size_t>, std::vector<std::vector<int>>> rests_;  // by part and end
-  int bound_ = kNoPlan;  // of what a walk is to reach; none
+  int bound_ = kNoPlan;                                                                 // what takes more is of no use
   std::vector<Room> rooms_;
   std::vector<std::vector<int>> positions_;  // of lanes, by part
   int least_ = kNoPlan;

@@ -76,6 +76,11 @@ constexpr Request kRequests[] = {
      "BUSES {i {WIDTH 4 STROBE s DIFFERENTIAL 1} q {WIDTH 4 STROBE s DIFFERENTIAL 1} s {ROLE Strobe "
      "DIFFERENTIAL 1}}",
      18},
+    {"in several banks",
+     "DATA_RATE 800 SINGLE_IO_STD SSTL12 DIFF_IO_STD DIFF_SSTL12 BUSES {a {DIRECTION TX WIDTH 70} "
+     "b {DIRECTION TX WIDTH 60 DIFFERENTIAL 1} c {WIDTH 20 STROBE cs} cs {ROLE Strobe} d {WIDTH 20 STROBE ds} "
+     "ds {ROLE Strobe}}",
+     70 + 120 + 42 + 2},
 };
 
 // What each way of asking says of a plan: to be of the same pads.
@@ -295,13 +300,43 @@ TEST(BusPlans, WithASettingThatDoesNotFitNameIt) {
   EXPECT_EQ(fault(kGood, "{d[0]} -,-,-,-,-,POD12"), "");
   EXPECT_EQ(fault(kGood, "{d[0]} 701,B0,-,L1P,-,POD12"),
             "-port_locs: d[0]: the standard is \"SSTL12\" and not \"POD12\"");
-  EXPECT_EQ(fault("DATA_RATE 800 SINGLE_IO_STD SSTL12 BUSES {d {WIDTH 100}}").substr(0, 45),
-            "the ports cannot be placed: no bank has room ");
+  EXPECT_EQ(
+      fault("DATA_RATE 800 SINGLE_IO_STD SSTL12 SYSTEM_CLOCK No_Buffer BUSES {d {WIDTH 54 STROBE s} s {ROLE Strobe}}")
+          .substr(0, 45),
+      "the ports cannot be placed: no bank has room ");
   const Interface made(kOctads);
   EXPECT_EQ(thrown([&] {
               made->x5io_wizard_defaultIOPlanning(options("DATA_RATE 800 SINGLE_IO_STD SSTL12 BANKS 302 BUSES {d {}}"));
             }),
             "BANKS: 302 is no bank of octads");
+}
+
+// The limits of an interface, which has as many banks as it takes.
+TEST(BusPlans, TellWhereAnInterfaceEnds) {
+  const auto fault = [](std::string const& buses) {
+    const Interface made(kNibbles);
+    return thrown([&] {
+      made->advwiz_defaultIOPlanning(options(
+          "DATA_RATE 800 SYSTEM_CLOCK No_Buffer SINGLE_IO_STD SSTL12 DIFF_IO_STD DIFF_SSTL12 BUSES {" + buses + "}"));
+    });
+  };
+  EXPECT_EQ(fault("d {WIDTH 55 STROBE s} s {ROLE Strobe}"),
+            "BUSES: d WIDTH: what has one strobe or clock is in one bank, which has room for 54 at most and not for "
+            "55: let there be more buses, each with its own");
+  EXPECT_EQ(fault("d {WIDTH 28 DIRECTION TX DIFFERENTIAL 1 STROBE s} s {ROLE ClkFwd}").substr(0, 17),
+            "BUSES: d WIDTH: w");
+  std::string strobes;
+  for (int i = 0; i < 12; ++i) {
+    const std::string n = std::to_string(i);
+    strobes += " d" + n + " {WIDTH 8 STROBE s" + n + "} s" + n + " {ROLE Strobe}";
+  }
+  EXPECT_EQ(fault(strobes), "");
+  EXPECT_EQ(fault(strobes + " more {DIRECTION TX}"),
+            "BUSES: an interface has at most 12 strobes, clocks that are sent and buses without, each bank of a wide "
+            "one counting, and not 13: another interface can have the others, beside it");
+  EXPECT_EQ(fault("t {DIRECTION TX WIDTH 649}").substr(0, 31), "BUSES: an interface has at most");
+  // The names of parts are no bus's of the user.
+  EXPECT_EQ(fault("t {DIRECTION TX WIDTH 60} t_0 {DIRECTION TX WIDTH 2} t_1_ {DIRECTION TX WIDTH 2}"), "");
 }
 
 TEST(BusPlans, HaveTheTerminationThatTheUserChooses) {

@@ -126,6 +126,10 @@ struct BusResult {
   std::optional<BusRefutation> refutation;  ///< exactly one of the two
 };
 
+/// The most data signals of a bus of the request, by its index, that one of the banks has pads for, whoever has these
+/// now; 0 if none can have the bus for another reason. With a strobe or clock there are fewer still.
+KDI_DOOR int most_data_in_bank(BusRequest const& request, int bus);
+
 /// `wanted` is the request's. Throws nothing of its own.
 KDI_DOOR BusResult place_buses(BusRequest const& request, BusInterface const& wanted);
 
