@@ -1,6 +1,8 @@
 #include "platform/planning/bank_rules.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/planning/Standards.h"
@@ -9,7 +11,7 @@ namespace kdi::planning {
 namespace {
 
 bool same_volts(std::string const& a, std::string const& b) {
-  return number::whole<double>(a) == number::whole<double>(b);
+  return a == b || number::whole<double>(a) == number::whole<double>(b);
 }
 
 template <class Items, class Item>
@@ -41,7 +43,9 @@ StandardSet const* standards_for(PlacementRequest const& request, std::string co
 
 BankNeeds needs_of(PlacementRequest const& request, StandardSet const& standards) {
   BankNeeds needs;
+  std::array<std::array<bool, 2>, kSignalClasses> seen = {};  // of a class, whether outputs or others
   for (Signal const& signal : request.interface->signals) {
+    if (std::exchange(seen[static_cast<std::size_t>(signal.what)][signal.direction == "out" ? 1 : 0], true)) continue;
     IoStandard const* const standard = find_standard(standards.of(signal.what));
     if (standard == nullptr) continue;
     needs.controlled = needs.controlled || standard->controlled;

@@ -7,6 +7,7 @@
 
 #include "kdi/planning/Diagnosis.h"
 #include "kdi/planning/Standards.h"
+#include "platform/planning/section.h"
 
 namespace kdi::planning {
 namespace {
@@ -14,6 +15,7 @@ namespace {
 struct Step {
   std::string text;
   std::function<void(Wanted&)> change;
+  int bank = -1;  ///< of the layout, where it changes nothing outside of it
 };
 
 struct Kind {
@@ -47,8 +49,9 @@ std::vector<Step> more_banks(Wanted const& wanted) {
   std::sort(others.begin(), others.end());
   std::vector<Step> steps;
   for (auto const& [distance, number] : others)
-    steps.push_back(
-        {"bank " + std::to_string(number) + " as well", [bank = number](Wanted& one) { one.banks.push_back(bank); }});
+    steps.push_back({"bank " + std::to_string(number) + " as well",
+                     [bank = number](Wanted& one) { one.banks.push_back(bank); },
+                     wanted.layout->bank_of_number(number)});
   std::vector<int> together;
   for (auto const& [distance, number] : others) {
     together.push_back(number);
@@ -189,7 +192,8 @@ std::vector<Step> freed_pads(Wanted const& wanted) {
                        std::erase_if(one.taken, [&](TakenPad const& pad) {
                          return pad.by == owner && one.layout->bank_of_pad(pad.pad) == at;
                        });
-                     }});
+                     },
+                     bank});
   for (std::string const& by : owners)
     steps.push_back({"without the pads of " + by, [owner = by](Wanted& one) {
                        std::erase_if(one.taken, [&](TakenPad const& pad) { return pad.by == owner; });
@@ -210,9 +214,14 @@ std::vector<Kind> kinds_of(Wanted const& wanted) {
 
 // -------------------------------------------------------------------------------------------------------------- search
 
-bool is_possible(Wanted const& wanted) {
+// In the five rows of some bank, or where it is -1 anywhere.
+bool is_possible(Wanted const& wanted, int bank = -1) {
   try {
-    return can_place(Asked(wanted).request());
+    const Asked asked(wanted);
+    if (bank < 0) return can_place(asked.request());
+    const Sections sections(asked.request(), *wanted.layout);
+    const auto section = sections.of(sections.around(bank));
+    return section->away().empty() && can_place(section->request());
   } catch (std::string const&) {
     return false;  // no memory has it
   }
@@ -226,8 +235,11 @@ Wanted changed(Wanted wanted, Step const& step) {
 // The first step with which there is a placement.
 Step const* first_possible(Wanted const& wanted, Kind const& kind) {
   if (kind.ends_with_least && !is_possible(changed(wanted, kind.steps.back()))) return nullptr;
-  const auto found = std::find_if(kind.steps.begin(), kind.steps.end(),
-                                  [&](Step const& step) { return is_possible(changed(wanted, step)); });
+  // Where there is no placement, one that a step makes possible is about the bank that it changes.
+  const bool is_anywhere = is_possible(wanted);
+  const auto found = std::find_if(kind.steps.begin(), kind.steps.end(), [&](Step const& step) {
+    return is_possible(changed(wanted, step), is_anywhere ? -1 : step.bank);
+  });
   return found == kind.steps.end() ? nullptr : &*found;
 }
 

@@ -102,8 +102,10 @@ class Lister {
       add(Waiver::bonded, "pad-bonded", "the package leaves pads out");
     strobe_rules();
     clock_rules();
-    if (wanted_.address.size() > 1)
+    if (wanted_.address.size() > 1) {
       add(Waiver::address_adjacent, "address-adjacent", "the lanes of the address block follow each other");
+      elements_.back().parts = address_parts();
+    }
     std::set<int> columns, dies;
     for (PlacedBank const& bank : layout_.banks) {
       columns.insert(bank.column);
@@ -113,6 +115,12 @@ class Lister {
     if (columns.size() > 1 || layout_.banks.size() > static_cast<std::size_t>(kMostRows))
       add(Waiver::one_column, columns.size() > 1 ? "one-column" : "banks-near",
           columns.size() > 1 ? "the interface is in one column of banks" : "the interface is in five rows");
+  }
+
+  int address_parts() const {
+    int most = 1;
+    for (PlacedLane const& lane : layout_.lanes) most = std::max(most, lane.pads - 1);
+    return (static_cast<int>(wanted_.address.size()) + most - 1) / most;
   }
 
   void strobe_rules() {
@@ -151,11 +159,13 @@ Relaxed::Relaxed(PlacementRequest const& request, std::vector<Element> const& el
     : layout_(*request.layout), interface_(*request.interface), request_(request) {
   request_.layout = &layout_;
   request_.interface = &interface_;
-  for (std::size_t i = 0; i < elements.size(); ++i)
-    if (without[i]) waive(elements[i]);
+  // The kind of the banks first: what voltage a bank has to have depends on it.
+  for (const bool of_kind : {true, false})
+    for (std::size_t i = 0; i < elements.size(); ++i)
+      if (without[i] && (elements[i].waiver == Waiver::kind) == of_kind) waive(elements[i], request);
 }
 
-void Relaxed::waive(Element const& element) {
+void Relaxed::waive(Element const& element, PlacementRequest const& asked) {
   switch (element.waiver) {
     case Waiver::wish:
       return free_wish(element.unit);
@@ -176,6 +186,10 @@ void Relaxed::waive(Element const& element) {
       return level_voltages();
     case Waiver::kind:
       return one_kind();
+    case Waiver::address_adjacent:
+      return split_address(*asked.interface, element.parts);
+    case Waiver::one_column:
+      return join_columns(asked);
     default:
       waive_in_layout(element.waiver);
       waive_in_interface(element.waiver);
@@ -183,7 +197,6 @@ void Relaxed::waive(Element const& element) {
 }
 
 void Relaxed::waive_in_layout(Waiver waiver) {
-  if (waiver == Waiver::one_column) return join_columns();
   for (PlacedBank& bank : layout_.banks) {
     if (waiver == Waiver::one_slr) bank.slr = 0;
     if (waiver == Waiver::strobe_reach) bank.reach = device::StrobeReach::bank;
@@ -209,7 +222,6 @@ void Relaxed::waive_in_interface(Waiver waiver) {
   if (waiver == Waiver::strobe_pair) part_pairs(true);
   if (waiver == Waiver::clock_pair) part_pairs(false);
   if (waiver == Waiver::clock_near) drop_system_clock();
-  if (waiver == Waiver::address_adjacent) split_address();
 }
 
 void Relaxed::free_wish(int unit) {
@@ -224,7 +236,7 @@ void Relaxed::free_wish(int unit) {
 void Relaxed::level_voltages() {
   for (PlacedBank& bank : layout_.banks) bank.vcco_v = {0, 100};
   const auto same = [](std::string const& a, std::string const& b) {
-    return number::whole<double>(a) == number::whole<double>(b);
+    return a == b || number::whole<double>(a) == number::whole<double>(b);
   };
   for (TakenPad& one : request_.taken) {
     PlacedBank& bank = layout_.banks[static_cast<std::size_t>(layout_.bank_of_pad(one.pad))];
@@ -245,9 +257,10 @@ void Relaxed::one_kind() {
   for (PlacedBank& bank : layout_.banks) bank.kind = request_.standards.front().bank_kinds.front();
 }
 
-// Banks behind each other, those that have the most room first, and lanes adjacent where they are.
-void Relaxed::join_columns() {
-  const std::vector<BankUse> uses = bank_uses(request_, std::vector<int>(interface_.signals.size(), -1));
+// Banks behind each other, those that have the most room first, and lanes adjacent where they are. The room is that of
+// the request as it is asked: what else is waived must not put them in another order.
+void Relaxed::join_columns(PlacementRequest const& asked) {
+  const std::vector<BankUse> uses = bank_uses(asked, std::vector<int>(asked.interface->signals.size(), -1));
   std::vector<std::size_t> order(layout_.banks.size());
   for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
   std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
@@ -298,17 +311,15 @@ void Relaxed::drop_system_clock() {
   if (!request_.pad_of_signal.empty()) request_.pad_of_signal.resize(interface_.signals.size());
 }
 
-// Parts of the block that go each to a lane of its own, as groups do; the last part stays the block.
-void Relaxed::split_address() {
-  int most = 1;
-  for (PlacedLane const& lane : layout_.lanes) most = std::max(most, lane.pads - 1);
+// Parts of the block that go each to a lane of its own, as groups do; the last part stays the block. What was asked for
+// as pairs is in it whether or not pairs are waived: with more waived the parts must not be others.
+void Relaxed::split_address(Interface const& asked, int parts) {
   const int count = static_cast<int>(interface_.address.size());
-  const int parts = (count + most - 1) / most;
   std::vector<std::vector<int>> blocks(static_cast<std::size_t>(parts));
   for (int i = 0, part = 0; i < count; ++i) {
     const int signal = interface_.address[static_cast<std::size_t>(i)];
-    if (interface_.signals[static_cast<std::size_t>(signal)].partner >= 0)
-      blocks.back().push_back(signal);  // pairs, which only a block has several of
+    if (asked.signals[static_cast<std::size_t>(signal)].partner >= 0)
+      blocks.back().push_back(signal);  // which only a block has several of
     else
       blocks[static_cast<std::size_t>(part++ % parts)].push_back(signal);
   }

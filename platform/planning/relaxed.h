@@ -2,11 +2,11 @@
 // knows no exceptions.
 #pragma once
 
-#include <bitset>
 #include <string>
 #include <vector>
 
 #include "kdi/planning/Diagnosis.h"
+#include "platform/planning/hitting_sets.h"
 
 namespace kdi::planning {
 
@@ -39,10 +39,8 @@ struct Element {
   int unit = 0;    ///< of a wish: also Signal::kAddress and kSystem
   std::string by;  ///< of pads
   int bank = -1;
+  int parts = 1;  ///< of the address block, where its lanes need not follow each other
 };
-
-inline constexpr std::size_t kMostElements = 64;
-using ElementSet = std::bitset<kMostElements>;
 
 /// What the request could be planned without, what people can change most easily first.
 std::vector<Element> elements_of(PlacementRequest const& request);
@@ -57,14 +55,14 @@ class Relaxed {
   PlacementRequest const& request() const { return request_; }
 
  private:
-  void waive(Element const& element);
+  void waive(Element const& element, PlacementRequest const& asked);
   void waive_in_layout(Waiver waiver);
   void waive_in_interface(Waiver waiver);
   void free_wish(int unit);
   void level_voltages();
   void one_kind();
-  void join_columns();
-  void split_address();
+  void join_columns(PlacementRequest const& asked);
+  void split_address(Interface const& asked, int parts);
   void part_pairs(bool of_strobes);
   void drop_system_clock();
 

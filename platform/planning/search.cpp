@@ -33,10 +33,15 @@ class Searcher {
   Problem const& problem() const { return problem_; }
   std::vector<Window> const& windows() const { return windows_; }
 
-  // More room never hurts, so whole windows tell.
+  // More room never hurts, so whole windows tell, of which none is a part of the one before.
   bool is_possible() const {
     if (!problem_.fault().empty()) return false;
+    Window const* before = nullptr;
     return std::any_of(windows_.begin(), windows_.end(), [&](Window const& window) {
+      if (before != nullptr &&
+          std::includes(before->banks.begin(), before->banks.end(), window.banks.begin(), window.banks.end()))
+        return false;
+      before = &window;
       return feasible(window, UnitFits(problem_, window), between(0, static_cast<int>(window.lanes.size()) - 1));
     });
   }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 
 #include "kdi/common/KdiDataDir.h"
 #include "kdi/common/KdiJson.h"
@@ -54,16 +53,15 @@ IoStandard read_standard(JsonValue value) {
 using Standards = std::map<std::string, IoStandard, std::less<>>;
 
 Standards const& standards() {
-  static std::mutex mutex;
-  static Standards const* all = nullptr;  // never destroyed: lent as plain pointers
-  const std::lock_guard lock(mutex);
-  if (all != nullptr) return *all;
-  auto read = std::make_unique<Standards>();
-  for (std::string const& directory : data_directories("io"))
-    for (std::string const& name : list_directory(directory, ".json")) {
-      read_standards(JsonFile(directory + "/" + name), *read);
-    }
-  all = read.release();
+  // Never destroyed: lent as plain pointers.
+  static Standards const* const all = [] {
+    auto read = std::make_unique<Standards>();
+    for (std::string const& directory : data_directories("io"))
+      for (std::string const& name : list_directory(directory, ".json")) {
+        read_standards(JsonFile(directory + "/" + name), *read);
+      }
+    return read.release();
+  }();
   return *all;
 }
 
@@ -91,8 +89,9 @@ std::optional<int> IoStandard::rate(std::string_view bank_kind, std::string_view
 }
 
 IoStandard const* find_standard(std::string_view name) {
-  const auto at = standards().find(name);
-  return at == standards().end() ? nullptr : &at->second;
+  Standards const& all = standards();
+  const auto at = all.find(name);
+  return at == all.end() ? nullptr : &at->second;
 }
 
 std::vector<std::string> standard_names() {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <bit>
-#include <set>
+#include <unordered_set>
 #include <utility>
 
 namespace kdi::planning {
@@ -138,7 +138,7 @@ struct UnitFits::Search {
   Interface const& wanted;
   std::vector<std::vector<int>> const& sets;
   std::vector<LaneMask> const& fits;
-  std::set<std::pair<std::size_t, LaneMask>> failed = {};
+  std::vector<std::unordered_set<LaneMask>> failed = std::vector<std::unordered_set<LaneMask>>(sets.size());
   LaneMask near = 0;
 
   int bank_of(int lane) const {
@@ -162,13 +162,13 @@ struct UnitFits::Search {
 
   bool place(std::size_t set, LaneMask used) {
     if (set == sets.size()) return near == 0 || (used & near) != 0;
-    if (failed.contains({set, used})) return false;
+    if (failed[set].contains(used)) return false;
     std::vector<int> units = sets[set];
     // The one with the strobe first: it bounds where the others may be.
     std::stable_partition(units.begin(), units.end(),
                           [&](int unit) { return wanted.units[static_cast<std::size_t>(unit)].clocks_set; });
     if (place_units(units, 0, ~LaneMask{0}, set, used)) return true;
-    failed.insert({set, used});
+    failed[set].insert(used);
     return false;
   }
 

@@ -21,10 +21,11 @@ struct Diagnosis {
   /// Without all of these there is a placement; with any single one of them there is none. Empty if nothing helps: the
   /// interface is too large for what the device has in five rows of banks.
   std::vector<Obstacle> obstacles;
-  /// Whether every smaller set was tried, or is ruled out by one that was.
+  /// Whether every smaller set was tried, or is ruled out by one that was. Then it is also the first of those that
+  /// small, by what people change most easily, unless the effort was spent.
   bool is_smallest = false;
   Plan without;   ///< the placement without them, as far as it is one: signals of a clock that is elsewhere have no pad
-  int plans = 0;  ///< requests that were planned for this
+  int plans = 0;  ///< requests that were planned for this, for the device or for five rows of its banks
 };
 
 KDI_DOOR Diagnosis diagnose(PlacementRequest const& request);
