@@ -11,6 +11,7 @@
 #include "kdi/tcl/values.h"
 #include "tcltasks/fec/reporter.h"
 #include "tcltasks/fec/spec_reader.h"
+#include "tcltasks/frame/exceptions.h"
 
 namespace fec {
 namespace {
@@ -126,7 +127,7 @@ void look_at_elements(Tcl_Obj* dict, CodeSpec const& spec, std::string const& pl
 }
 
 void warn(std::string const& text) {
-  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "fec", ComMsgMgr::MSG_WARNING, "%s", text.c_str());
+  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, frame::kMessageCategory, ComMsgMgr::MSG_WARNING, "%s", text.c_str());
 }
 
 // The codes of a dictionary, as the reader finds them; false if it is none.

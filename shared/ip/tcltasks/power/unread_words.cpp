@@ -7,12 +7,13 @@
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
+#include "tcltasks/frame/exceptions.h"
 
 namespace power_est_init::power_est_kdi_tcltasks {
 namespace {
 
 void warn(std::string const& text) {
-  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "power", ComMsgMgr::MSG_WARNING, "%s", text.c_str());
+  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, frame::kMessageCategory, ComMsgMgr::MSG_WARNING, "%s", text.c_str());
 }
 
 // The changes that make `word` of some part of `text`: the edit distance where beginning and end of the text are free.
