@@ -7,6 +7,8 @@
 #   tclsh block_memory.tcl memory.svg type single_port_ram width_a 40 depth_a 3000 primitives 18
 #
 # The names and values are those of the block memory commands. VERSION below picks the set of commands.
+source [file join [file dirname [file normalize [info script]]] plot.tcl]
+
 namespace eval bmg {
   variable version v8_4
   # Up to so many primitives are drawn one by one; a larger grid is drawn as a whole.
@@ -115,7 +117,7 @@ namespace eval bmg {
     set bits [dict get $tiling width]
     set rows [dict get $tiling depth]
     join [list \
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 920 $height\" font-family=\"sans-serif\" font-size=\"14\">" \
+      [string trimright [plot::opening 920 $height 14]] \
       "<text x=\"$left\" y=\"28\" font-size=\"17\">[escape $title]</text>" \
       "<text x=\"$left\" y=\"50\">bit 0</text><text x=\"890\" y=\"50\" text-anchor=\"end\">bit [expr {$bits - 1}]</text>" \
       "<text x=\"[expr {$left - 8}]\" y=\"[expr {$top + 12}]\" text-anchor=\"end\">row 0</text>" \

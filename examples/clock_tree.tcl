@@ -28,8 +28,16 @@ namespace eval clocks {
         set head [string repeat { } 38]
       }
     }
-    lappend lines "[dict get $result count] of [dict get $result available] primitives; at least [dict get $result at_least] needed"
+    lappend lines [count $result]
     join $lines \n
+  }
+
+  # How many primitives it takes, of how many.
+  proc count {result} {
+    dict with result {
+      if {$count <= $available} { return "$count of $available primitives; at least $at_least needed" }
+      return "$count primitives, and the part has $available; at least $at_least needed"
+    }
   }
 
   proc text {x y anchor words {size 13}} {
@@ -60,8 +68,7 @@ namespace eval clocks {
     set outputX [expr {$primitiveX + $primitiveWidth + 90}]
     set width [expr {$outputX + $outputWidth + $left}]
     set heading [list [text $left 28 start "Clocks from $input MHz on $part" 16] \
-      [text $left 46 start "[dict get $result count] of [dict get $result available] primitives; at least\
-        [dict get $result at_least] needed. Blue is exact, yellow is not."]]
+      [text $left 46 start "[count $result]. Blue is exact, yellow is not."]]
     set shapes {}
     set middles {}
     set y 66
@@ -97,9 +104,7 @@ namespace eval clocks {
       lappend notes [text $left $y start $line 12]
       incr y 16
     }
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 $width [expr {$y + 4}]\" font-family=\"sans-serif\">
-<rect width=\"$width\" height=\"[expr {$y + 4}]\" fill=\"white\"/>
-[join [concat $heading $shapes $notes] \n]
+    return "[plot::opening $width [expr {$y + 4}] 14][join [concat $heading $shapes $notes] \n]
 </svg>\n"
   }
 }

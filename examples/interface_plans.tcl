@@ -61,6 +61,6 @@ foreach {port place} [lsort -stride 2 -dictionary $plan] {
 if {$file ne ""} {
   set out [open $file w]
   fconfigure $out -encoding utf-8
-  puts -nonewline $out [iotools::picture $plan -part $part -strobes $strobes -title "$type on $part"]
+  puts -nonewline $out [iotools::picture $plan -part $part -strobes $strobes -title "$type on $part\nasked for: $settings"]
   close $out
 }

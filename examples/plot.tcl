@@ -2,6 +2,7 @@
 #
 #   plot::svg TITLE XLABEL YLABEL XRANGE YRANGE CURVES ?OPTION VALUE ...?   -> the picture's text
 #   plot::stack PICTURES                                                    -> pictures below each other as one
+#   plot::opening WIDTH HEIGHT FONT_SIZE                                    -> how any picture begins
 #
 # A range is {low high step}, step being the distance of the grid lines (plot::step finds a round one). A fourth word `log`
 # behind YRANGE says that y are logarithms to base ten: the grid then shows what they are of. CURVES is a list of
@@ -143,8 +144,15 @@ proc plot::svg {title xLabel yLabel xRange yRange curves args} {
     }
     incr height 4
   }
-  string cat "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 $width $height\" font-family=\"sans-serif\" font-size=\"13\">\n" \
-    "<rect width=\"$width\" height=\"$height\" fill=\"white\"/>\n" $out "</svg>\n"
+  string cat [opening $width $height 13] $out "</svg>\n"
+}
+
+# The first lines of a picture on white. In a window that is too narrow it shrinks as far as its texts can be read, and moves
+# sideways then.
+proc plot::opening {width height font_size} {
+  string cat "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"$width\" height=\"$height\" viewBox=\"0 0 $width $height\"" \
+    " style=\"max-width:100%;height:auto;min-width:[expr {round(0.8 * $width)}]px\" font-family=\"sans-serif\"" \
+    " font-size=\"$font_size\">\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"
 }
 
 # Upright lines with their names above the field: to the side that has room, and none over the name before it.
@@ -172,11 +180,11 @@ proc plot::stack pictures {
   set out {}
   foreach picture $pictures {
     if {![regexp {viewBox="0 0 ([\d.]+) ([\d.]+)"} $picture -> its_width its_height]} { error "no picture of plot::svg" }
-    append out [regsub {<svg } $picture "<svg y=\"$height\" width=\"$its_width\" height=\"$its_height\" "]
+    append out [regsub {<svg ([^>]*) style="[^"]*"} $picture "<svg y=\"$height\" \\1"]
     set height [expr {$height + $its_height}]
     set wide [expr {max($wide, $its_width)}]
   }
-  string cat "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 $wide $height\">\n" $out "</svg>\n"
+  string cat [opening $wide $height 13] $out "</svg>\n"
 }
 
 # Magnitude in dB, not below the floor.

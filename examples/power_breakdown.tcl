@@ -4,6 +4,7 @@
 #
 # writes transceiver.svg and memory.svg into OUT_DIR and prints the figures. A core of your own: put its parameters into
 # groups of {label {key value ...}} and call power::groups and power::svg.
+source [file join [file dirname [file normalize [info script]]] plot.tcl]
 
 namespace eval power {
   # The estimate as a number.
@@ -43,8 +44,7 @@ namespace eval power {
     set y [expr {48 + 18 * [llength $about]}]
     set height [expr {$y + 16 + $row * ([llength $shares] + 1) + 18 * [llength $notes]}]
     set lines [list \
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 760 $height\" font-family=\"sans-serif\" font-size=\"13\">" \
-      "<rect width=\"760\" height=\"$height\" fill=\"#ffffff\"/>" \
+      [string trimright [plot::opening 760 $height 13]] \
       "<text x=\"16\" y=\"28\" font-size=\"16\" font-weight=\"bold\" fill=\"#1f2933\">[escaped $title]</text>"]
     foreach {at texts} [list 48 $about [expr {$height - 18 * [llength $notes]}] $notes] {
       foreach text $texts {

@@ -3,11 +3,13 @@
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/dsptools/chain_search.h"
 #include "host/streams.h"
+#include "kdi/common/KdiText.h"
 #include "tcltasks/dsp/ducddcgen/ducddcgen.h"
 
 namespace {
@@ -76,7 +78,9 @@ int search(std::vector<std::string_view> const& words) {
   try {
     const std::vector<dsptools::Chain> chains = dsptools::find_chains(words);
     if (!chains.empty()) return printed(dsptools::chain_table(chains));
-    std::fputs("ducddcgen: no chain of the catalogue is so\n", stderr);
+    const std::string reasons = dsptools::why_none(words);
+    for (const std::string_view line : kdi::text::lines(reasons))
+      std::fprintf(stderr, "ducddcgen: %.*s\n", static_cast<int>(line.size()), line.data());
     return kNone;
   } catch (std::invalid_argument const& error) {
     std::fprintf(stderr, "ducddcgen: %s\nducddcgen --help tells the words\n", error.what());

@@ -35,11 +35,15 @@ std::string escaped(std::string const& text) {
   return safe;
 }
 
+// A picture is as wide as the window, but not so narrow that its numbers cannot be read: it then moves sideways.
+constexpr double kLeastWidth = 640;
+
 class Svg {
  public:
   Svg(double width, double height, char const* label)
-      : text_("<svg viewBox=\"0 0 " + fixed(width, 0) + " " + fixed(height, 0) + "\" width=\"" + fixed(width, 0) +
-              "\" role=\"img\" aria-label=\"" + label + "\">\n") {}
+      : text_("<div class=\"wide\"><svg viewBox=\"0 0 " + fixed(width, 0) + " " + fixed(height, 0) + "\" width=\"" +
+              fixed(width, 0) + "\" style=\"min-width:" + fixed(std::min(width, kLeastWidth), 0) +
+              "px\" role=\"img\" aria-label=\"" + label + "\">\n") {}
 
   void rect(double x, double y, double w, double h, char const* kind, std::string const& title = {},
             std::string const& style = {}) {
@@ -56,14 +60,14 @@ class Svg {
     text_ += "<text class=\"" + std::string(kind) + "\" x=\"" + fixed(x, 2) + "\" y=\"" + fixed(y, 2) + "\">" + words +
              "</text>\n";
   }
-  std::string finish() && { return std::move(text_) + "</svg>\n"; }
+  std::string finish() && { return std::move(text_) + "</svg></div>\n"; }
 
  private:
   std::string text_;
 };
 
 constexpr char const* kStyle = R"(
-:root { --ink: #1b2430; --quiet: #5c6878; --rule: #d5dbe3; --work: #2f6db3; --stall: #d9822b; --update: #7b8fa6; --parity: #2f8f6b; }
+:root { --ink: #1b2430; --quiet: #5c6878; --rule: #d5dbe3; --work: #2f6db3; --stall: #d9822b; --update: #7b8fa6; --parity: #2f8f6b; --added: #8a5fb5; }
 * { box-sizing: border-box; }
 body { font: 15px/1.5 "Helvetica Neue", Helvetica, Arial, sans-serif; color: var(--ink); background: #fff; max-width: 1080px; margin: 2.5rem auto; padding: 0 1.5rem; }
 h1 { font-size: 1.7rem; margin: 0 0 .2rem; } h2 { font-size: 1.15rem; margin: 2.4rem 0 .5rem; }
@@ -72,11 +76,14 @@ p.lead { color: var(--quiet); margin: 0 0 1.4rem; }
 .figures div { box-shadow: 0 0 0 1px var(--rule); padding: .65rem .8rem; } .figures b { display: block; font-size: 1.3rem; font-weight: 600; font-variant-numeric: tabular-nums; } .figures span { color: var(--quiet); font-size: .82rem; }
 svg { display: block; max-width: 100%; height: auto; } svg text { font-size: 10px; fill: var(--quiet); } text.end { text-anchor: end; } text.mid { text-anchor: middle; }
 line { stroke: var(--rule); stroke-width: 1; } line.strong { stroke: #9aa6b5; }
-rect.frame { fill: #fafbfc; stroke: var(--rule); } rect.info { fill: var(--work); } rect.parity { fill: var(--parity); } rect.work { fill: var(--work); } rect.stall { fill: var(--stall); } rect.update { fill: var(--update); opacity: .55; } rect.band { fill: #f5f7f9; } rect.out { fill: none; stroke: #b3361e; stroke-width: 1.5; pointer-events: none; }
-.key { color: var(--quiet); font-size: .85rem; margin: .3rem 0 .8rem; } .key i { display: inline-block; width: .8em; height: .8em; margin: 0 .35em 0 1.1em; vertical-align: -.05em; } .key i:first-child { margin-left: 0; }
+rect.frame { fill: #fafbfc; stroke: var(--rule); } rect.info { fill: var(--work); } rect.parity { fill: var(--parity); } rect.added { fill: var(--added); } rect.work { fill: var(--work); } rect.stall { fill: var(--stall); } rect.update { fill: var(--update); opacity: .55; } rect.band { fill: #f5f7f9; } rect.out { fill: none; stroke: #b3361e; stroke-width: 1.5; pointer-events: none; }
+.key { color: var(--quiet); font-size: .85rem; margin: .3rem 0 .8rem; } .key i { display: inline-block; width: .8em; height: .8em; margin: 0 .35em 0 1.1em; vertical-align: -.05em; } .key i:first-child { margin-left: 0; } .key i.out { border: 2px solid #b3361e; }
+.wide { overflow-x: auto; }
 table { border-collapse: collapse; font-size: .85rem; font-variant-numeric: tabular-nums; width: 100%; } th { text-align: right; font-weight: 600; border-bottom: 2px solid var(--ink); padding: .25rem .6rem; } td { text-align: right; border-bottom: 1px solid var(--rule); padding: .16rem .6rem; } td.wait { color: #9a5310; font-weight: 600; }
+td:first-child, th:first-child { text-align: left; }
 .note { color: var(--quiet); font-size: .85rem; }
-@media print { body { margin: 0; max-width: none; font-size: 12px; } h2 { break-after: avoid; } svg, tr { break-inside: avoid; } }
+@media (max-width: 600px) { body { margin: 1rem auto; padding: 0 .8rem; } th, td { padding-left: .3rem; padding-right: .3rem; } }
+@media print { body { margin: 0; max-width: none; font-size: 12px; } .wide { overflow: visible; } h2 { break-after: avoid; } svg, tr { break-inside: avoid; } }
 )";
 
 // ------------------------------------------------------------------------------------------------------ schedule
@@ -160,6 +167,8 @@ unsigned columns_of(ReportCode const& code) {
   return columns;
 }
 
+unsigned given_columns(ReportCode const& code) { return code.n / std::max(code.p, 1U); }
+
 std::string columns_text(std::vector<unsigned> const& columns) {
   std::string text;
   for (unsigned const column : columns) text += (text.empty() ? "" : ", ") + std::to_string(std::uint64_t{column});
@@ -175,7 +184,7 @@ std::string encoder_note(ReportCode const& code) {
   std::vector<unsigned> sums, added;
   for (auto const& [column, layers] : put_out)
     if (layers > 1) sums.push_back(column);
-  const unsigned given = code.n / std::max(code.p, 1U);
+  const unsigned given = given_columns(code);
   for (unsigned column = given; column < columns_of(code); ++column) added.push_back(column);
   std::string note = "<p class=\"note\">";
   note += code.is_rewritten
@@ -215,17 +224,23 @@ std::string matrix_section(ReportCode const& code) {
     for (ReportOperation const& op : code.layers[row].operations) {
       const double shade = 0.35 + 0.65 * op.shift / std::max(code.p, 1U);
       plot.rect(left + cell * op.col + 0.5, top + cell * static_cast<double>(row) + 0.5, cell - 1, cell - 1,
-                op.col < kb ? "info" : "parity",
+                op.col < kb                    ? "info"
+                : op.col < given_columns(code) ? "parity"
+                                               : "added",
                 "layer " + std::to_string(row) + ", column " + std::to_string(std::uint64_t{op.col}) + ", shift " +
                     std::to_string(std::uint64_t{op.shift}),
                 "opacity:" + fixed(shade, 2));
       if (code.layers[row].put_out == op.col)
         plot.rect(left + cell * op.col + 0.5, top + cell * static_cast<double>(row) + 0.5, cell - 1, cell - 1, "out");
     }
-  return "<h2>Base matrix</h2>\n<p class=\"key\"><i style=\"background:var(--work)\"></i>information column"
-         "<i style=\"background:var(--parity)\"></i>parity column &mdash; the deeper the shade, the larger the shift; "
-         "hover for its value</p>\n" +
-         std::move(plot).finish() + encoder_note(code);
+  std::string key =
+      "<i style=\"background:var(--work)\"></i>information column"
+      "<i style=\"background:var(--parity)\"></i>parity column";
+  if (columns > given_columns(code)) key += "<i style=\"background:var(--added)\"></i>added column";
+  if (code.encode) key += "<i class=\"out\"></i>put out by the layer";
+  return "<h2>Base matrix</h2>\n<p class=\"key\">" + key +
+         " &mdash; the deeper the shade, the larger the shift; hover for its value</p>\n" + std::move(plot).finish() +
+         encoder_note(code);
 }
 
 std::string timeline_section(ReportCode const& code) {
@@ -279,18 +294,20 @@ std::string comparison_section(ReportCode const& code, ReportOptions const& opti
     return std::string("<tr><td>") + name + "</td><td>" + fixed(from, digits) + "</td><td>" + fixed(to, digits) +
            "</td><td>" + change(from, to) + "</td></tr>\n";
   };
-  return "<h2>What the order gains</h2>\n<table><tr><th></th><th>" + escaped(other.name) + "</th><th>" +
-         escaped(code.name) + "</th><th>change</th></tr>\n" +
+  return "<h2>What the order gains</h2>\n<div class=\"wide\"><table><tr><th></th><th>" + escaped(other.name) +
+         "</th><th>" + escaped(code.name) + "</th><th>change</th></tr>\n" +
          row("work cycles per iteration", static_cast<double>(before.work), static_cast<double>(after.work), 0) +
          row("stall cycles per iteration", static_cast<double>(before.stall), static_cast<double>(after.stall), 0) +
          row("cycles per iteration", static_cast<double>(before.all()), static_cast<double>(after.all()), 0) +
-         row("throughput, Mbit/s", throughput_mbps(other, options), throughput_mbps(code, options), 1) + "</table>\n";
+         row("throughput, Mbit/s", throughput_mbps(other, options), throughput_mbps(code, options), 1) +
+         "</table></div>\n";
 }
 
 std::string layer_section(ReportCode const& code) {
   const std::vector<SpanOfLayer> spans = schedule_of(code);
   std::string page =
-      "<h2>Layers</h2>\n<table><tr><th>layer</th><th>operations</th><th>slots</th><th>stall</th><th>work</th>"
+      "<h2>Layers</h2>\n<div "
+      "class=\"wide\"><table><tr><th>layer</th><th>operations</th><th>slots</th><th>stall</th><th>work</th>"
       "<th>starts</th><th>ends</th><th>written back</th>" +
       std::string(code.encode ? "<th>puts out</th>" : "") + "</tr>\n";
   for (std::size_t i = 0; i < spans.size(); ++i) {
@@ -302,7 +319,7 @@ std::string layer_section(ReportCode const& code) {
             "</td><td>" + std::to_string(spans[i].end - 1) + "</td><td>" + std::to_string(spans[i].update_end - 1) +
             (layer.put_out ? "</td><td>column " + std::to_string(std::uint64_t{*layer.put_out}) : "") + "</td></tr>\n";
   }
-  return page + "</table>\n";
+  return page + "</table></div>\n";
 }
 
 }  // namespace
@@ -324,10 +341,12 @@ double throughput_mbps(ReportCode const& code, ReportOptions const& options) {
 
 std::string schedule_report(ReportCode const& code, ReportOptions const& options) {
   const std::string title = options.title.empty() ? "LDPC schedule: " + code.name : options.title;
-  std::string page = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" + escaped(title) +
-                     "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n<h1>" + escaped(title) +
-                     "</h1>\n<p class=\"lead\">Code " + escaped(code.name) + " for the " +
-                     (code.encode ? "encoder" : "decoder") + " of the core " + escaped(code.core) + "</p>\n";
+  std::string page =
+      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<meta name=\"viewport\" "
+      "content=\"width=device-width\">\n<title>" +
+      escaped(title) + "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n<h1>" + escaped(title) +
+      "</h1>\n<p class=\"lead\">Code " + escaped(code.name) + " for the " + (code.encode ? "encoder" : "decoder") +
+      " of the core " + escaped(code.core) + "</p>\n";
   page += figures_section(code, options);
   if (options.compared) page += comparison_section(code, options);
   page += matrix_section(code);

@@ -16,11 +16,13 @@ inline std::string escaped(std::string_view text) {
   return all;
 }
 
-/// The first lines of a picture on white: as large as it is drawn, or as wide as the window is.
+/// The first lines of a picture on white. In a window that is too narrow it shrinks as far as its texts can be read,
+/// and moves sideways then.
 inline std::string opening(int width, int height, int font_size) {
   const std::string w = number(width), h = number(height);
   return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + w + "\" height=\"" + h + "\" viewBox=\"0 0 " + w + " " +
-         h + "\" style=\"max-width:100%;height:auto\" font-family=\"sans-serif\" font-size=\"" + number(font_size) +
+         h + "\" style=\"max-width:100%;height:auto;min-width:" + number(width * 4 / 5) +
+         "px\" font-family=\"sans-serif\" font-size=\"" + number(font_size) +
          "\">\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n";
 }
 

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <map>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <tuple>
 
@@ -163,6 +165,51 @@ constexpr std::string_view kNames[] = {"direction", "bandwidth", "carriers",    
                                        "rate",      "clock",     "multipliers", "block_memories", "latency",
                                        "settling",  "optimise",  "memory",      "sort",           "most"};
 
+// What one word asks of a chain.
+struct Condition {
+  std::string_view name;
+  std::function<bool(Chain const&)> holds;
+  Quantity const* quantity = nullptr;  // of one that is a number
+};
+
+std::vector<Condition> conditions_of(Words const& words) {
+  std::vector<Condition> asked;
+  if (const std::size_t direction = words.choice("direction", kDirections); direction != 0)
+    asked.push_back({"direction", [direction](Chain const& one) { return one.direction == kDirections[direction]; }});
+  if (const std::size_t signal = words.choice("signal", kSignals); signal != 0)
+    asked.push_back({"signal", [signal](Chain const& one) { return one.is_real == (kSignals[signal] == "real"); }});
+  for (Quantity const& quantity : kQuantities)
+    if (words.has(quantity.name))
+      asked.push_back({quantity.name,
+                       [&quantity, range = range_of(words, quantity.name, quantity.is_cost)](Chain const& one) {
+                         return range.has(quantity.of(one));
+                       },
+                       &quantity});
+  return asked;
+}
+
+// In one of the four variants, that the words ask for.
+std::vector<Chain> all_chains(Words const& words) {
+  const std::size_t variant = 2 * words.choice("optimise", kSpeeds) + words.choice("memory", kMemoriesAre);
+  const Meanings meanings = read_meanings();
+  std::vector<Chain> all;
+  for (ducddcgen_init::Record const& record : ducddcgen_init::database)
+    all.push_back(chain_of(record, meanings, variant));
+  return all;
+}
+
+// The values that chains have: all where they are few, or the range.
+std::string values_of(std::vector<Chain> const& chains, Quantity const& quantity) {
+  constexpr std::size_t kFew = 12;
+  std::set<double> values;
+  for (Chain const& chain : chains) values.insert(quantity.of(chain));
+  const auto text = [](double value) { return kdi::number::general(value, 6); };
+  if (values.size() > kFew) return text(*values.begin()) + " to " + text(*values.rbegin());
+  std::vector<std::string> texts;
+  for (const double value : values) texts.push_back(text(value));
+  return kdi::text::joined(texts, ", ");
+}
+
 void sort(std::vector<Chain>& chains, std::string_view order) {
   double (*key)(Chain const&) = [](Chain const&) { return 0.0; };
   for (Quantity const& quantity : kQuantities)
@@ -181,28 +228,44 @@ std::span<std::string_view const> chain_words() { return kNames; }
 
 std::vector<Chain> find_chains(std::span<std::string_view const> given) {
   const Words words(given, kNames);
-  const std::size_t direction = words.choice("direction", kDirections), signal = words.choice("signal", kSignals);
-  const std::size_t variant = 2 * words.choice("optimise", kSpeeds) + words.choice("memory", kMemoriesAre);
   const std::string_view order = kOrders[words.choice("sort", kOrders)];
   const auto most = static_cast<std::size_t>(
       words.has("most") ? words.integer("most", 1, std::numeric_limits<int>::max()) : ducddcgen_init::kRecords);
-  std::vector<std::pair<Range, Quantity const*>> ranges;
-  for (Quantity const& quantity : kQuantities)
-    if (words.has(quantity.name)) ranges.emplace_back(range_of(words, quantity.name, quantity.is_cost), &quantity);
-
-  const Meanings meanings = read_meanings();
-  std::vector<Chain> found;
-  for (ducddcgen_init::Record const& record : ducddcgen_init::database) {
-    Chain chain = chain_of(record, meanings, variant);
-    if (direction != 0 && chain.direction != kDirections[direction]) continue;
-    if (signal != 0 && chain.is_real != (kSignals[signal] == "real")) continue;
-    if (std::all_of(ranges.begin(), ranges.end(),
-                    [&](auto const& asked) { return asked.first.has(asked.second->of(chain)); }))
-      found.push_back(std::move(chain));
-  }
+  const std::vector<Condition> asked = conditions_of(words);
+  std::vector<Chain> found = all_chains(words);
+  std::erase_if(found, [&](Chain const& chain) {
+    return !std::all_of(asked.begin(), asked.end(), [&](Condition const& one) { return one.holds(chain); });
+  });
   sort(found, order);
   if (found.size() > most) found.resize(most);
   return found;
+}
+
+std::string why_none(std::span<std::string_view const> given) {
+  const Words words(given, kNames);
+  const std::vector<Condition> asked = conditions_of(words);
+  const std::vector<Chain> all = all_chains(words);
+  std::vector<std::size_t> holds(asked.size()), fails_alone(asked.size());
+  for (Chain const& chain : all) {
+    std::vector<std::size_t> failing;
+    for (std::size_t i = 0; i < asked.size(); ++i)
+      if (asked[i].holds(chain))
+        ++holds[i];
+      else
+        failing.push_back(i);
+    if (failing.size() == 1) ++fails_alone[failing[0]];
+  }
+  std::vector<std::string> reasons;
+  for (std::size_t i = 0; i < asked.size(); ++i)
+    if (holds[i] == 0 && asked[i].quantity != nullptr)
+      reasons.push_back("word \"" + std::string(asked[i].name) + "\": no chain has that; they have " +
+                        values_of(all, *asked[i].quantity));
+  if (!reasons.empty()) return kdi::text::joined(reasons, "\n");
+  for (std::size_t i = 0; i < asked.size(); ++i)
+    if (fails_alone[i] > 0)
+      reasons.push_back(std::to_string(fails_alone[i]) + " without \"" + std::string(asked[i].name) + "\"");
+  return "no chain is all of that" + (reasons.empty() ? std::string(", nor without any one word of it")
+                                                      : "; there would be " + kdi::text::joined(reasons, ", "));
 }
 
 std::string chain_table(std::span<Chain const> chains) {

@@ -33,6 +33,10 @@ std::span<std::string_view const> chain_words();
 /// and what reading a file throws if the rules of the catalogue (data/ducddc) cannot be read.
 std::vector<Chain> find_chains(std::span<std::string_view const> words);
 
+/// Why a search found none: words that no chain meets, each in a line with what there is, or else what leaving one of
+/// them out would find.
+std::string why_none(std::span<std::string_view const> words);
+
 /// The chains as a table with a heading, a line each.
 std::string chain_table(std::span<Chain const> chains);
 

@@ -32,6 +32,14 @@ using host::asked;
 using host::Options;
 using host::refuse;
 
+// The names of things, with commas.
+template <class All>
+std::string names_of(All const& all) {
+  std::vector<std::string> names;
+  for (auto const& one : all) names.push_back(one.name);
+  return kdi::text::joined(names, ", ");
+}
+
 Fraction value_of(std::string const& word, char const* what) {
   const auto value = read_fraction(word);
   if (!value) refuse(std::string(what) + " " + kdi::text::shown(word) + " is no number from 0.001 to 1000000");
@@ -62,11 +70,13 @@ Request request_of(Kind const& kind, std::string const& rate, Options const& opt
   const std::string modulation = options.get("-modulation");
   request.modulation = modulation.empty() ? modulation_for(kind, request.gbps) : kind.modulation(modulation);
   if (request.modulation == nullptr && !modulation.empty())
-    refuse("the modulation " + kdi::text::shown(modulation) + " is none of " + kind.name);
+    refuse("the modulation " + kdi::text::shown(modulation) + " is none of " + kind.name + ": " +
+           names_of(kind.modulations));
   if (request.modulation == nullptr) request.modulation = &kind.modulations.front();  // the solver tells why not
   const std::string pll = options.get("-pll", "any");
   request.pll = pll == "any" ? -1 : kind.pll_index(pll);
-  if (pll != "any" && request.pll < 0) refuse("the PLL " + kdi::text::shown(pll) + " is none of " + kind.name);
+  if (pll != "any" && request.pll < 0)
+    refuse("the PLL " + kdi::text::shown(pll) + " is none of " + kind.name + ": " + names_of(kind.plls));
   request.aim = aim_of(options.get("-aim", "jitter"));
   const std::string fraction_word = options.get("-fraction", "1");
   if (fraction_word != "0" && fraction_word != "1") refuse("-fraction is 0 or 1");
@@ -163,8 +173,8 @@ Design design_of_words(tcl::Words words, Options const& options) {
 
 std::size_t rate_of(Design const& design, Options const& options) {
   const auto rate = kdi::number::whole<unsigned>(options.get("-rate", "0"));
-  if (!rate || *rate >= std::max<std::size_t>(design.rates(), 1))
-    refuse("the rate " + kdi::text::shown(options.get("-rate")) + " is none of " + std::to_string(design.rates()));
+  if (!rate) refuse("the rate " + kdi::text::shown(options.get("-rate")) + " is no index");
+  require_rate(design, *rate);
   return *rate;
 }
 

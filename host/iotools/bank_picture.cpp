@@ -14,7 +14,8 @@ using kdi::place::PlanOnPads;
 using kdi::planning::Layout;
 
 constexpr int kMargin = 20, kTop = 78, kLabel = 62, kPad = 100, kRow = 30, kBox = 24, kGap = 44, kLeast = 560;
-constexpr std::size_t kLettersOfPad = 13;
+constexpr std::size_t kLettersOfPad = 13, kLettersOfLine = 92;
+constexpr int kLine = 15;
 constexpr char kFree[] = "#f4f4f4", kOther[] = "#d9d9d9";
 // Light enough for text, and told apart in grey as well as may be; more strobes begin anew.
 constexpr char const* kColours[] = {"#bcd9f5", "#f9d9a6", "#c5e6b8", "#f3c0c6", "#d8c8ee", "#b5e5e0",
@@ -33,6 +34,16 @@ std::string shortened(std::string const& name) {
   return "\xE2\x80\xA6" + name.substr(name.size() - kLettersOfPad + 1);
 }
 
+// A text in lines of at most so many letters, unless a word is longer.
+std::vector<std::string> broken(std::string_view text) {
+  std::vector<std::string> lines(1);
+  for (const std::string_view word : kdi::text::words(text)) {
+    if (!lines.back().empty() && lines.back().size() + 1 + word.size() > kLettersOfLine) lines.emplace_back();
+    lines.back().append(lines.back().empty() ? "" : " ").append(word);
+  }
+  return lines;
+}
+
 class Painter {
  public:
   Painter(PlanOnPads const& plan, Layout const& layout) : plan_(plan), layout_(layout) {
@@ -48,8 +59,13 @@ class Painter {
   std::string picture(std::string const& title) {
     std::set<int> banks;
     for (auto const& [port, pad] : plan_.pads) banks.insert(layout_.bank_of_pad(pad));
-    std::string body;
-    int y = kTop, widest = kLeast;
+    const std::size_t end = std::min(title.find('\n'), title.size());
+    std::string body = words(kMargin, 30, std::string_view(title).substr(0, end), " font-size=\"16\"");
+    int y = 36, widest = kLeast;
+    if (end < title.size())
+      for (std::string const& line : broken(std::string_view(title).substr(end)))
+        body += words(kMargin, y += kLine, line, " fill=\"#555\"");
+    y += kTop - 36;
     for (const int bank : banks) {
       const auto [drawn, width, height] = bank_at(y, bank);
       body += drawn;
@@ -57,8 +73,7 @@ class Painter {
       widest = std::max(widest, width);
     }
     body += legend(y) + words(kMargin, y + 26, svg::kOfAModel, " fill=\"#555\"");
-    return svg::opening(widest + 2 * kMargin, y + 44, 11) + words(kMargin, 30, title, " font-size=\"16\"") + body +
-           "</svg>\n";
+    return svg::opening(widest + 2 * kMargin, y + 44, 11) + body + "</svg>\n";
   }
 
  private:

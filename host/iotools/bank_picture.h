@@ -7,7 +7,8 @@
 
 namespace iotools {
 
-/// SVG of the banks that have a port, side by side; empty banks are left out. Under the pointer a pad tells its port,
+/// SVG of the banks that have a port, side by side, below the title's first line in large letters and the rest of it in
+/// small ones; empty banks are left out. Under the pointer a pad tells its port,
 /// name and ball.
 std::string bank_picture(kdi::place::PlanOnPads const& plan, kdi::planning::Layout const& layout,
                          std::string const& title);

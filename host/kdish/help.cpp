@@ -19,7 +19,8 @@ void append_wrapped(std::string& out, std::string const& text, std::size_t colum
                     std::size_t width) {
   bool is_first = true;
   for (const std::string_view word : kdi::text::words(text)) {
-    if (!is_first && column + 1 + word.size() > width) {
+    if (column > indent && column + (is_first ? 0 : 1) + word.size() > width) {
+      if (out.ends_with(' ')) out.pop_back();
       out += '\n' + std::string(indent, ' ');
       column = indent;
     } else if (!is_first) {
@@ -31,6 +32,37 @@ void append_wrapped(std::string& out, std::string const& text, std::size_t colum
     is_first = false;
   }
   out += '\n';
+}
+
+// Where a line whose blanks are kept is broken: at its last blank up to `most`, or else at the first one behind; npos
+// where there is none. A script reads alike when it is broken there: not between quotes, nor behind a backslash.
+std::size_t break_of(std::string_view line, std::size_t most, bool is_script) {
+  std::size_t found = std::string_view::npos;
+  bool is_quoted = false;
+  for (std::size_t i = line.find_first_not_of(' '); i < line.size(); ++i) {
+    const bool is_escaped = i > 0 && line[i - 1] == '\\';
+    if (line[i] == '"' && !is_escaped) is_quoted = !is_quoted;
+    if (line[i] != ' ' || (is_script && (is_quoted || is_escaped))) continue;
+    if (i > most && found != std::string_view::npos) break;
+    found = i;
+    if (i > most) break;
+  }
+  return found;
+}
+
+// Appends a line behind `begin`. One that is too long goes on further in; a script's lines then end as Tcl's do.
+void append_broken(std::string& out, std::string begin, std::string_view line, bool is_script, std::size_t width) {
+  const std::string_view end = is_script ? " \\\n" : "\n";
+  const std::string further(begin.size() + 2, ' ');
+  while (begin.size() + line.size() > width) {
+    const std::size_t taken = begin.size() + end.size() - 1;
+    const std::size_t at = break_of(line, width > taken ? width - taken : 0, is_script);
+    if (at == std::string_view::npos) break;
+    out.append(begin).append(line.substr(0, at)).append(end);
+    line.remove_prefix(at + 1);
+    begin = further;
+  }
+  out.append(begin).append(line).append("\n");
 }
 
 struct Row {
@@ -45,11 +77,13 @@ std::string rows_text(std::vector<Row> const& rows, std::size_t indent, std::siz
   const std::size_t column = indent + left + 2;
   std::string text;
   for (Row const& row : rows) {
-    text += std::string(indent, ' ') + row.left;
-    if (row.left.size() > left)
-      text += '\n' + std::string(column, ' ');
-    else
-      text += std::string(left + 2 - row.left.size(), ' ');
+    const std::string begin(indent, ' ');
+    if (row.left.size() > left) {
+      append_broken(text, begin, row.left, false, width);
+      text += std::string(column, ' ');
+    } else {
+      text += begin + row.left + std::string(left + 2 - row.left.size(), ' ');
+    }
     append_wrapped(text, row.right, column, column, width);
   }
   return text;
@@ -202,7 +236,9 @@ std::string family_help(Family const& family, std::size_t width) {
 
 std::string command_help(Command const& command, std::string const& name, std::size_t width) {
   const std::string usage = command.usage();
-  std::string text = name + (usage.empty() ? "" : " " + usage) + "\n\n" + paragraph("  ", command.summary + ".", width);
+  std::string text;
+  append_broken(text, "", name + (usage.empty() ? "" : " " + usage), false, width);
+  text += "\n" + paragraph("  ", command.summary + ".", width);
   if (command.names.size() > 1) {
     std::vector<std::string> others;
     std::copy_if(command.names.begin(), command.names.end(), std::back_inserter(others),
@@ -219,10 +255,10 @@ std::string command_help(Command const& command, std::string const& name, std::s
   text += keys_text(command.answer, name, width);
   text += "\nExample:\n";
   const Example example = command.example_of(name);
-  if (!example.setup.empty()) text += "  % " + example.setup + "\n";
-  text += "  % " + example.script + "\n";
+  for (std::string const* const script : {&example.setup, &example.script})
+    if (!script->empty()) append_broken(text, "  % ", *script, true, width);
   const std::string result = example.shown_result();
-  for (const std::string_view line : kdi::text::lines(result)) text.append("  ").append(line).append("\n");
+  for (const std::string_view line : kdi::text::lines(result)) append_broken(text, "  ", line, false, width);
   text += failures_text(command, name, width);
   if (!command.notes.empty()) text += "\n";
   for (std::string const& note : command.notes) text += paragraph("", note, width);

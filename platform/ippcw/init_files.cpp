@@ -215,11 +215,15 @@ class Page {
 
   std::string text() {
     const std::string title = "What starts " + escaped(plan_.core);
-    std::string text = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" + title +
-                       "</title>\n<style>\nbody { font-family: sans-serif; }\ntable { border-collapse: collapse; "
-                       "margin-bottom: 2em; }\ntd, th { border: 1px solid #999; padding: 0.2em 0.5em; text-align: "
-                       "left; vertical-align: top; }\n</style>\n</head>\n<body>\n<h1>" +
-                       title + "</h1>\n<ul>\n";
+    std::string text =
+        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<meta name=\"viewport\" "
+        "content=\"width=device-width\">\n<title>" +
+        title +
+        "</title>\n<style>\nbody { font-family: sans-serif; }\n.wide { overflow-x: auto; }\ntable { border-collapse: "
+        "collapse; "
+        "margin-bottom: 2em; }\ntd, th { border: 1px solid #999; padding: 0.2em 0.5em; text-align: "
+        "left; vertical-align: top; }\n</style>\n</head>\n<body>\n<h1>" +
+        title + "</h1>\n<ul>\n";
     for (Stage const& stage : plan_.stages) text += "<li><a href=\"#" + stage.name + "\">" + stage.name + "</a></li>\n";
     text += "</ul>\n";
     for (Stage const& stage : plan_.stages) text += of(stage);
@@ -231,7 +235,7 @@ class Page {
     std::string text = "<h2 id=\"" + stage.name + "\">" + stage.name + "</h2>\n";
     bool is_open = false;
     const auto close = [&] {
-      if (is_open) text += "</table>\n";
+      if (is_open) text += "</table></div>\n";
       is_open = false;
     };
     for (RegisterCommand const& command : stage.commands) {
@@ -242,7 +246,9 @@ class Page {
       }
       if (!is_open)
         text +=
-            "<table>\n<tr><th>What</th><th>Register</th><th>Address</th><th>Mask</th><th>Value</th><th>After "
+            "<div "
+            "class=\"wide\"><table>\n<tr><th>What</th><th>Register</th><th>Address</th><th>Mask</th><th>Value</"
+            "th><th>After "
             "reset</th><th>Fields</th></tr>\n";
       is_open = true;
       text += rows_of(command);

@@ -128,8 +128,7 @@ ParamMap clocks_of(Design const& design, std::string const& section, std::size_t
     const auto mhz = kdi::gt::output_clock(*design.kind, design.at(rates, rate));
     if (mhz) clocks[name] = kdi::number::general(kdi::gt::nearest_double(*mhz), 17);
   };
-  if (rate >= std::max<std::size_t>(design.rates(), 1))
-    refuse("the rate " + std::to_string(rate) + " is none of " + std::to_string(design.rates()));
+  kdi::gt::require_rate(design, rate);
   for (kdi::gt::Lane const& lane : design.lanes) {
     add("TX", lane.number, lane.tx);
     add("RX", lane.number, lane.rx);

@@ -616,6 +616,13 @@ std::vector<Fraction> references_of(Design const& design) {
   return all;
 }
 
+void require_rate(Design const& design, std::size_t rate) {
+  const std::size_t last = std::max<std::size_t>(design.rates(), 1) - 1;
+  if (rate <= last) return;
+  refuse("there is no rate " + std::to_string(rate) + "; there is " +
+         (last == 0 ? "rate 0 alone" : "0 to " + std::to_string(last)));
+}
+
 std::vector<std::string> section_names(Design const& design) {
   std::vector<std::string> names;
   for (Lane const& lane : design.lanes)
@@ -629,8 +636,7 @@ std::vector<std::string> section_names(Design const& design) {
 
 SectionImage section_image(Design const& design, std::string const& name, std::size_t rate) {
   require_packed(design);
-  if (rate >= std::max<std::size_t>(design.rates(), 1))
-    refuse("the rate " + std::to_string(rate) + " is none of " + std::to_string(design.rates()));
+  require_rate(design, rate);
   SectionImage image;
   const auto references = references_of(design);
   if (const auto tx = lane_number(name, "TX"), rx = lane_number(name, "RX"); tx || rx) {

@@ -1,6 +1,10 @@
 #include "kdi/rule_engine/rule_engine_utilities.h"
 
+#include <algorithm>
 #include <cmath>
+#include <set>
+#include <string>
+#include <vector>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
@@ -50,14 +54,22 @@ int width_of(Kind const& kind, std::string const& word) {
   const auto width = kdi::number::whole<int>(word);
   for (kdi::gt::Widths const& widths : kind.widths)
     if (width == widths.internal) return *width;
-  refuse("the internal width " + kdi::text::shown(word) + " is none of " + kind.name);
+  std::set<int> widths;
+  for (kdi::gt::Widths const& one : kind.widths) widths.insert(one.internal);
+  std::vector<std::string> known;
+  for (const int one : widths) known.push_back(std::to_string(one));
+  refuse("the internal width " + kdi::text::shown(word) + " is none of " + kind.name + ": " +
+         kdi::text::joined(known, ", "));
 }
 
 std::string source_of(Kind const& kind, std::string const& word, bool is_tx) {
   if (is_any(word)) return {};
+  std::vector<std::string> known;
   for (kdi::gt::OutputClock const& clock : kind.clocks)
-    if (clock.name == word && (is_tx ? clock.is_tx : clock.is_rx)) return word;
-  refuse("the output clock source " + kdi::text::shown(word) + " is none of " + kind.name);
+    if (is_tx ? clock.is_tx : clock.is_rx) known.push_back(clock.name);
+  if (std::find(known.begin(), known.end(), word) != known.end()) return word;
+  refuse("the output clock source " + kdi::text::shown(word) + " is none of " + kind.name + ": " +
+         kdi::text::joined(known, ", "));
 }
 
 int halves_of(Kind const& kind, float divider) {

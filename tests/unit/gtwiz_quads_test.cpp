@@ -622,7 +622,8 @@ TEST(TransceiverSettings, WhatCannotBeIsNamed) {
   const Design design = quad_of("GTYP", {{"TX0", {good}}});
   EXPECT_EQ(fault_of([&] { section_image(design, "TX1", 0); }),
             "Ip_gtwiz : the section \"TX1\" is none of TX0, RPLL0, RPLL1, LCPLL0, LCPLL1, COMMON.\n");
-  EXPECT_EQ(fault_of([&] { section_image(design, "TX0", 1); }), "Ip_gtwiz : the rate 1 is none of 1.\n");
+  EXPECT_EQ(fault_of([&] { section_image(design, "TX0", 1); }),
+            "Ip_gtwiz : there is no rate 1; there is rate 0 alone.\n");
 }
 
 TEST(TransceiverSettings, WhatIsNotKnownIsWarnedOf) {

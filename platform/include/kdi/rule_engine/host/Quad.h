@@ -67,6 +67,9 @@ KDI_DOOR Design design_of(std::string const& part, std::string const& kind, std:
 KDI_DOOR std::optional<Fraction> output_clock(Kind const& kind, LaneRate const& lane);
 KDI_DOOR std::optional<Fraction> user_clock(Kind const& kind, LaneRate const& lane);
 
+/// A fault that says which rates there are, if `rate` is none of the design's.
+KDI_DOOR void require_rate(Design const& design, std::size_t rate);
+
 /// The names of a design's sections, in the order of their addresses: TX and RX of the lanes, PLLs, COMMON. Of one
 /// quad.
 KDI_DOOR std::vector<std::string> section_names(Design const& design);
