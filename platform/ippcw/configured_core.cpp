@@ -333,9 +333,9 @@ void ConfiguredCore::replace_by_own(RawResult& records) const {
     }
   if (records.empty()) return;
   for (kdi::cores::Composite const& composite : core_->composites())
-    if (std::string text = configuration_.value(composite.parameter); !text.empty())
+    if (auto const& text = configuration_.instance().given(composite.parameter))
       records.emplace(core_->parameters()[composite.parameter].name,
-                      RawResult::mapped_type{{std::move(text)}, {}, {}, {}, {}, {}});
+                      RawResult::mapped_type{{*text}, {}, {}, {}, {}, {}});
 }
 
 void ConfiguredCore::user_parameters(std::list<std::string>& names) const {
@@ -451,7 +451,11 @@ void ConfiguredCore::hand_to_slave(ParamMap& params, ParamMap& master) const {
     own.insert(one.enabled);
     own.insert(one.parameters.begin(), one.parameters.end());
   }
-  for (const std::uint32_t number : core_->presets().measurements.dictionaries) own.insert(number);
+  auto const& dictionaries = core_->presets().measurements.dictionaries;
+  own.insert(dictionaries.begin(), dictionaries.end());
+  for (kdi::cores::Composite const& composite : core_->composites())
+    if (own.contains(composite.parameter))
+      for (auto const& member : composite.members) own.insert(member.parameter);
   for (auto& [name, value] : params) {
     const auto place = configuration_.find(name);
     if (!place || (place->configuration == &configuration_ && own.contains(place->number))) continue;

@@ -204,6 +204,21 @@ TEST(Composites, KeysMayBeTheDevicesOwn) {
   EXPECT_TRUE(made.texts().empty());
 }
 
+TEST(Composites, KeysAreTheDevicesWhereThereIsOne) {
+  const std::string composites =
+      R"({"name": "MEASURED", "members": [{"each": {"n": "{0..7}"}, "parameter": "P_A${n}", "key_word": "supply.${n}.name", )"
+      R"("key": "SUPPLY_${n}"}]})";
+  Made without({}, composites);
+  without.set({{"P_A1", "3"}, {"MEASURED", "SUPPLY_0 4 VCC 5"}});
+  EXPECT_EQ(without.value("MEASURED"), "SUPPLY_0 4 SUPPLY_1 3 VCC 5");
+  EXPECT_EQ(without.texts(), (std::vector<std::string>{"MEASURED has no member \"VCC\""}));
+  Made with({{"supply.0.name", "VCC"}, {"supply.1.name", "AUX"}}, composites);
+  with.set({{"P_A1", "3"}, {"P_A2", "3"}, {"MEASURED", "SUPPLY_0 4 VCC 5"}});
+  EXPECT_EQ(with.value("MEASURED"), "AUX 3 SUPPLY_0 4 VCC 5");
+  EXPECT_EQ(with.value("P_A0"), "5");
+  EXPECT_EQ(with.texts(), (std::vector<std::string>{"MEASURED has no member \"SUPPLY_0\""}));
+}
+
 TEST(Composites, AnInternalTextShowsAllValues) {
   Made made;
   made.set({{"P_A0", "5"}, {"P_T0", "x"}});
@@ -456,8 +471,8 @@ TEST(Composites, SlipsAreToldWithTheirPlace) {
       {R"({"name": "ALL", "members": [{"parameter": "ALL"}]})",
        "made.json:1: composites[0].members[0].parameter: expected the name of a parameter that is no composite, found "
        "the text \"ALL\""},
-      {R"({"name": "ALL", "members": [{"parameter": "P_A0", "key": "a", "key_word": "b"}]})",
-       "made.json:1: composites[0].members[0].key: expected no key beside key_word, found the text \"a\""},
+      {R"({"name": "ALL", "members": [{"parameter": "P_A0", "key": "a", "key_word": "b"}, {"parameter": "P_A1", "key": "a"}]})",
+       "made.json:1: composites[0].members: expected members with keys of their own, found a list"},
       {R"({"name": "ALL", "members": [{"parameter": "P_A0", "key": "a"}, {"parameter": "P_A1", "key": "a"}]})",
        "made.json:1: composites[0].members: expected members with keys of their own, found a list"},
   };

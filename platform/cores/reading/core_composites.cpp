@@ -49,7 +49,7 @@ void add_listed(JsonValue entry, Places const& known, Core const& core, std::set
     Composite::Member member{*number, core.parameters()[*number].name, {}};
     if (const auto key = entry.find("key")) member.key = text(*key, places);
     if (const auto word = entry.find("key_word")) member.key_word = text(*word, places);
-    if (!member.key_word.empty() && entry.find("key")) entry.member("key").refuse("no key beside key_word");
+    if (!member.key_word.empty() && !entry.find("key")) member.key.clear();
     if (composite.members.size() == kMostEntries) entry.refuse("at most 10000 members");
     composite.members.push_back(std::move(member));
   }
@@ -90,7 +90,7 @@ Composite composite_of(CompositeDraft const& draft, Core const& core, std::set<s
   std::stable_sort(composite.members.begin(), composite.members.end(),
                    [](Composite::Member const& a, Composite::Member const& b) { return a.key < b.key; });
   const auto same = [](Composite::Member const& a, Composite::Member const& b) {
-    return a.key_word.empty() && b.key_word.empty() && a.key == b.key;
+    return !a.key.empty() && a.key == b.key;
   };
   if (std::adjacent_find(composite.members.begin(), composite.members.end(), same) != composite.members.end())
     members->refuse("members with keys of their own");

@@ -127,9 +127,12 @@ Configuration::Configuration(std::shared_ptr<Core const> core, Facts const& fact
 Configuration::Part Configuration::own_members(Composite const& composite, Facts const& facts) {
   Part part{this, {}, {}};
   for (Composite::Member const& member : composite.members) {
-    const auto told = facts.find(member.key_word);
-    if (!member.key_word.empty() && told == facts.end()) continue;
-    part.members.emplace(member.key_word.empty() ? member.key : told->second, member.parameter);
+    const auto told = member.key_word.empty() ? facts.end() : facts.find(member.key_word);
+    const bool has_key = member.key_word.empty() || (facts.empty() && !member.key.empty());
+    if (has_key)
+      part.members.emplace(member.key, member.parameter);
+    else if (told != facts.end())
+      part.members.emplace(told->second, member.parameter);
   }
   return part;
 }

@@ -102,7 +102,7 @@ struct Composite {
   struct Member {
     std::uint32_t parameter;
     std::string key;       ///< under which the text has it
-    std::string key_word;  ///< instead: the device's word that tells the key; where it has none, no member
+    std::string key_word;  ///< on a device instead: its word that tells the key; where it has none, no member
   };
   std::uint32_t parameter;                ///< shows what is given
   std::optional<std::uint32_t> internal;  ///< shows all values in effect
