@@ -38,7 +38,8 @@ inline Fraction fraction(Item const& item) {
 }
 
 inline Item integer(Integer value) {
-  if (value > Integer("9223372036854775807") || value < Integer("-9223372036854775808")) throw Fault("integer");
+  static const Integer kMost("9223372036854775807"), kLeast("-9223372036854775808");
+  if (value > kMost || value < kLeast) throw Fault("integer");
   return Item(value);
 }
 
@@ -50,8 +51,15 @@ inline Item decimal(Fraction value) {
   throw Fault("decimal");
 }
 
+// Fractions by their numerators over a common denominator; most numbers are whole, and stay so.
+inline int compared_numbers(Item const& a, Item const& b) {
+  if (a.index() == 1 && b.index() == 1) return std::get<Integer>(a).compare(std::get<Integer>(b));
+  const Fraction left = fraction(a), right = fraction(b);
+  return Integer(numerator(left) * denominator(right)).compare(Integer(numerator(right) * denominator(left)));
+}
+
 inline int compared(Item const& a, Item const& b) {
-  if (is_number(a)) return fraction(a).compare(fraction(b));
+  if (is_number(a)) return compared_numbers(a, b);
   if (a.index() == 0) return std::get<bool>(a) - std::get<bool>(b);
   if (a.index() == 3) return std::get<std::string>(a).compare(std::get<std::string>(b));
   if (a.index() == 4) {
@@ -285,11 +293,14 @@ class Reader {
       if (quotient * right != left && (left < 0) != (right < 0)) --quotient;
       return integer(sign == "div" ? quotient : Integer(left - quotient * right));
     }
-    const Fraction left = fraction(a), right = fraction(b);
-    const Fraction result = sign == "+"   ? Fraction(left + right)
-                            : sign == "-" ? Fraction(left - right)
-                                          : Fraction(left * right);
-    return a.index() == 1 && b.index() == 1 ? integer(boost::multiprecision::numerator(result)) : decimal(result);
+    if (a.index() == 1 && b.index() == 1) return integer(calculated(sign, std::get<Integer>(a), std::get<Integer>(b)));
+    return decimal(calculated(sign, fraction(a), fraction(b)));
+  }
+
+  template <class Number>
+  static Number calculated(std::string const& sign, Number const& left, Number const& right) {
+    if (sign == "+") return left + right;
+    return sign == "-" ? Number(left - right) : Number(left * right);
   }
 
   // What a loop or rows come to, element by element.
