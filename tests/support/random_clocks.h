@@ -51,6 +51,38 @@ class RandomClocks {
     return request;
   }
 
+  /// The same over two or three PLLs that have the same settings, most or all of which are taken alike.
+  ClockRequest alike() {
+    ClockRequest request = small();
+    while (request.plls.size() < 2 + below(2)) request.plls.push_back(request.plls.front());
+    for (std::size_t p = 0; p < request.plls.size(); ++p) {
+      Pll pll = request.plls.front();
+      pll.name = "P" + std::to_string(p);
+      if (pll.crossing) pll.crossing->name = pll.name + "X";
+      request.plls[p] = std::move(pll);
+    }
+    for (Clock& clock : request.clocks) {
+      clock.sources = some_sources(request, 3);
+      if (one_in(6)) continue;
+      const auto takes = [&](char last) {
+        return std::any_of(clock.sources.begin(), clock.sources.end(), [&](std::string const& source) {
+          return source[0] == 'P' && (source.back() == 'X') == (last == 'X');
+        });
+      };
+      std::vector<std::string> all;
+      for (Pll const& pll : request.plls) {
+        if (takes('P')) all.push_back(pll.name);
+        if (pll.crossing && takes('X')) all.push_back(pll.crossing->name);
+      }
+      for (std::string const& source : clock.sources)
+        if (source[0] != 'P') all.push_back(source);
+      std::shuffle(all.begin(), all.end(), engine_);
+      clock.sources = std::move(all);
+    }
+    std::shuffle(request.plls.begin(), request.plls.end(), engine_);
+    return request;
+  }
+
   /// Thirty to sixty clocks over three to six PLLs, of the size of whole processors.
   ClockRequest whole() {
     ClockRequest request;

@@ -76,6 +76,22 @@ void check_reason(ClockRequest const& request, PlainClocks& plain, ClockAnswer c
   }
 }
 
+TEST(ClockSearch, OfPllsThatAreAlikeFindsWhatTryingEverythingFinds) {
+  int shared = 0;  // requests that take several PLLs
+  for (int seed = 1; seed <= runs(100); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const ClockRequest request = RandomClocks(static_cast<std::uint64_t>(seed)).alike();
+    PlainClocks plain(request);
+    const ClockAnswer expected = plain.answer();
+    const ClockAnswer answer = search_clocks(request);
+    ASSERT_TRUE(answer.plls == expected.plls && answer.clocks == expected.clocks)
+        << shown(request, answer) << "against\n"
+        << shown(request, expected);
+    shared += std::count_if(answer.plls.begin(), answer.plls.end(), [](PllSetting const& p) { return p.used; }) > 1;
+  }
+  EXPECT_GT(shared, 10);
+}
+
 TEST(ClockSearch, FindsWhatTryingEverythingFinds) {
   int ties = 0, exact = 0, crossed = 0;
   std::map<ClockObstacle, int> obstacles;

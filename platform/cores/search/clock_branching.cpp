@@ -123,28 +123,37 @@ ClockBranching::ClockBranching(ClockProblem const& problem, Table const& table, 
   }
   prices_.assign(stride_, 0);
   nodes_.resize(table.keys.size() + 1);
+  alike_ = problem.first_alike();
+  ranks_.resize(problem.by_name.size());
+  for (std::size_t rank = 0; rank < ranks_.size(); ++rank) ranks_[problem.by_name[rank]] = rank;
 }
 
 void ClockBranching::least_sum(Choices const& covering) {
   ties_ = false;
-  best_ = tied_ = improved(covering);
+  best_ = tied_ = improved(covering, all());
   const std::vector<std::int64_t> errors = errors_of(best_);
   best_keys_ = sums_.keys(errors);
   for (std::size_t i = 0; i < errors.size(); ++i) prices_[i] = coarse_of(i, errors[i]) + weights_[i];
+  has_spare_ = has_spare(best_);
   run(all());
+  if (best_keys_ == 0) has_all_ties_ = false;  // it ended at a sum below which there is none
   sum_ = best_;
   sum_keys_ = best_keys_;
   first_of_all_ = tied_;
 }
 
 std::optional<Choices> ClockBranching::first_with(std::vector<std::size_t> const& plls) {
-  // The search for the least sum has seen all rows that have it, unless it ended at a sum below which there is none.
-  if (plls == all() && sum_keys_ != 0) return first_of_all_;
+  if (plls == all() && has_all_ties_) return first_of_all_;
   ties_ = true;
   found_ = false;
   best_keys_ = sum_keys_;
   best_ = sum_;
-  run(plls);
+  // One that is not far is mostly there, and a bound for the power of all others.
+  Choices near(sum_.size(), kUnused);
+  for (const std::size_t p : plls) near[p] = sum_[p];
+  near = improved(std::move(near), plls);
+  consider(near, errors_of(near));
+  if (!is_done()) run(plls);
   return found_ ? std::optional(tied_) : std::nullopt;
 }
 
@@ -200,11 +209,11 @@ std::int32_t const* ClockBranching::coarse_row(std::size_t pll, std::uint32_t ch
 // --------------------------------------------------------------------------------------------------------- whole rows
 
 // Each PLL in turn takes what is best beside the others, until nothing changes.
-Choices ClockBranching::improved(Choices made) const {
+Choices ClockBranching::improved(Choices made, std::vector<std::size_t> const& plls) const {
   bool changed = true;
   for (int round = 0; changed && round < kMostRounds; ++round) {
     changed = false;
-    for (const std::size_t p : all()) {
+    for (const std::size_t p : plls) {
       Choices without = made;
       without[p] = kUnused;
       const std::vector<std::int64_t> others = errors_of(without);
@@ -256,12 +265,17 @@ void ClockBranching::consider(Choices const& made, std::vector<std::int64_t> con
   if (order < 0) {
     best_ = made;
     best_keys_ = keys;
+    has_spare_ = has_spare(best_);
   } else if (found_) {
     const Int128 own = power(made), known = power(tied_);
-    if (own > known || (own == known && !is_first(made, tied_))) return;
+    if (own > known) return;
+    Choices ordered = in_order(made);
+    if (own == known && !is_first(ordered, tied_)) return;
+    tied_ = std::move(ordered);
+    return;
   }
   found_ = true;
-  tied_ = made;
+  tied_ = in_order(made);
 }
 
 // The settings that the prices favour, and what can be made of them.
@@ -270,8 +284,60 @@ void ClockBranching::consider_favoured(Node const& node) {
   for (const std::size_t p : node.left) made[p] = node.candidates[p][node.favoured[p]].choice;
   if (made == favoured_) return;
   favoured_ = made;
-  made = improved(std::move(made));
+  made = improved(std::move(made), all());
   consider(made, errors_of(made));
+}
+
+// Whether one of the PLLs could be left out.
+bool ClockBranching::has_spare(Choices const& made) {
+  const std::vector<std::int64_t> errors = errors_of(made);
+  for (std::size_t p = 0; p < made.size(); ++p) {
+    if (made[p] == kUnused) continue;
+    Choices without = made;
+    without[p] = kUnused;
+    if (errors_of(without) != errors) continue;
+    std::size_t same = 0;
+    while (same < errors.size() && exact_.least(same, without) == exact_.least(same, made)) ++same;
+    if (same == errors.size()) return true;
+  }
+  return false;
+}
+
+// Of PLLs that are alike, the settings in the order in which rows are told apart; what is not in use comes last.
+Choices ClockBranching::in_order(Choices made) const {
+  for (std::size_t n = 0; n < made.size(); ++n) {
+    const std::size_t p = problem_.by_name[n];
+    for (std::size_t m = n + 1; m < made.size(); ++m) {
+      const std::size_t q = problem_.by_name[m];
+      if (alike_[p] != alike_[q] || made[p] == made[q]) continue;
+      Choices swapped = made;
+      std::swap(swapped[p], swapped[q]);
+      if (is_first(swapped, made)) made = std::move(swapped);
+    }
+  }
+  return made;
+}
+
+// Whether some row of the node may have a smaller sum than the best one. It cannot where each demand's error is at
+// least what it is there already, whichever settings serve it: so ties, of which there may be thousands, are told at
+// once.
+bool ClockBranching::may_be_less(Node const& node) {
+  std::vector<std::int64_t> least = node.errors;
+  for (const std::size_t p : node.left)
+    for (Candidate const& candidate : node.candidates[p]) lower(least, table_.row(p, candidate.choice));
+  const std::vector<std::int64_t> known = errors_of(best_);
+  for (std::size_t i = 0; i < least.size(); ++i) {
+    if (least[i] < known[i]) return true;
+    if (least[i] > known[i] || least[i] == 0) continue;
+    Error const* const error = exact_.least(i, best_);
+    const auto is_below = [&](Error const* other) { return other != error && is_less(*other, *error); };
+    if (node.errors[i] == least[i] && is_below(exact_.least(i, node.made))) return true;
+    for (const std::size_t p : node.left)
+      for (Candidate const& candidate : node.candidates[p])
+        if (table_.row(p, candidate.choice)[i] == least[i] && is_below(exact_.on_pll(i, p, candidate.choice)))
+          return true;
+  }
+  return false;
 }
 
 // --------------------------------------------------------------------------------------------------------- the search
@@ -377,13 +443,27 @@ bool ClockBranching::enter(Node const& parent, Node& child, std::size_t pll, std
   child.made = parent.made;
   child.made[pll] = choice;
   child.power = parent.power + problem_.choices[pll][choice].vco;
-  return take_candidates(parent, child);
+  return take_candidates(parent, child, pll);
+}
+
+// Leaves PLLs that are like the one that was set only what is in order with its setting; false if that is nothing.
+bool ClockBranching::keep_order(Node& child, std::size_t pll) const {
+  const std::uint32_t choice = child.made[pll];
+  for (const std::size_t p : child.left) {
+    if (alike_[p] != alike_[pll]) continue;
+    const bool is_before = ranks_[p] < ranks_[pll];
+    std::erase_if(child.candidates[p], [&](Candidate const& candidate) {
+      return is_before ? candidate.choice > choice : candidate.choice < choice;
+    });
+    if (child.candidates[p].empty()) return false;
+  }
+  return true;
 }
 
 // Of the parent's candidates, which come in the order of what they saved at most, the greatest first.
-bool ClockBranching::take_candidates(Node const& parent, Node& child) {
+bool ClockBranching::take_candidates(Node const& parent, Node& child, std::size_t pll) {
   for (const std::size_t p : child.left) child.candidates[p] = parent.candidates[p];
-  if (!narrow_by_cover(child)) return false;
+  if (!keep_order(child, pll) || !narrow_by_cover(child)) return false;
   const std::int64_t most = most_coarse();
   const auto most_of = [&](std::size_t p) {
     return std::max<std::int64_t>(0, child.candidates[p].front().most + parent.risen);
@@ -434,8 +514,12 @@ void ClockBranching::finish(Node& node, std::size_t pll) {
 bool ClockBranching::narrow(Node& node, int steps) {
   if (!narrow_by_power(node) || !narrow_by_cover(node) || !narrow_by_pairs(node)) return false;
   const bool is_root = steps == kRootSteps;
+  if (!ties_ && (is_root || has_spare_) && !may_be_less(node)) {
+    has_all_ties_ = false;
+    return false;
+  }
   if (!is_root && rarest(node).second <= kFew) steps = 0;
-  if (is_root) drop_alike(node);
+  if (is_root) drop_alike(node, true);
   std::vector<std::int32_t> best_prices;
   std::int64_t best_bound = std::numeric_limits<std::int64_t>::min();
   std::int64_t step = std::max<std::int64_t>(1, kCoarse / 4);
@@ -460,7 +544,7 @@ bool ClockBranching::narrow(Node& node, int steps) {
   const std::int64_t bound = judge(node);
   if (bound > most_coarse() || !rule_out(node, bound)) return false;
   // To look for settings that are alike takes longer than to rule out most of them. The last PLL tries each but once.
-  if (!is_root && node.left.size() > 1) drop_alike(node);
+  if (!is_root && node.left.size() > 1) drop_alike(node, false);
   return true;
 }
 
@@ -578,8 +662,12 @@ bool ClockBranching::is_alike_for(std::int64_t error, std::size_t demand, std::s
 
 // Of settings that come to the same beside what is decided, the first is as good as any: they are in the order of
 // their power, then of rows.
-void ClockBranching::drop_alike(Node& node) {
+//
+// Where settings of PLLs that are alike are kept in order, one may be as good as another and out of order: below the
+// root, where what is left of the one is not what is left of the other, they are left alone.
+void ClockBranching::drop_alike(Node& node, bool is_root) {
   for (const std::size_t p : node.left) {
+    if (!is_root && has_alike_left(node, p)) continue;
     std::vector<Candidate>& candidates = node.candidates[p];
     const std::size_t mask = std::bit_ceil(2 * candidates.size()) - 1;
     places_.assign(mask + 1, 0);  // numbers from 1 on of those that are kept
@@ -604,6 +692,11 @@ void ClockBranching::drop_alike(Node& node) {
     candidates.resize(kept);
     node.favoured[p] = 0;
   }
+}
+
+bool ClockBranching::has_alike_left(Node const& node, std::size_t pll) const {
+  return std::any_of(node.left.begin(), node.left.end(),
+                     [&](std::size_t other) { return other != pll && alike_[other] == alike_[pll]; });
 }
 
 bool ClockBranching::is_alike(std::vector<std::int64_t> const& errors, std::size_t p, std::uint32_t a,

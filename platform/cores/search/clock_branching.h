@@ -64,6 +64,10 @@ class ErrorSums {
 /// v[i] being at most the error that i has already. What a setting saves less than the best of its PLL adds to the
 /// bound of all rows with it. Good v are sought by subgradient steps; any v gives a bound.
 ///
+/// PLLs that may change places (alike) are looked at in one order alone: of such a class the settings of PLLs in use
+/// ascend, by number, with the names of the PLLs. Any row can be brought to that order, which costs nothing and moves
+/// it to the front of those that are as good; so what rules out rows for other reasons need not know of it.
+///
 /// What a setting saves is computed where it can matter. While prices rise by so much in all, no setting saves more
 /// than that above what it saved before; and below a node prices are never above its own. So what was computed once
 /// bounds what comes later, and of most settings that is enough.
@@ -74,6 +78,8 @@ class ClockBranching {
 
   /// Finds the least sum. `covering` is a row of settings that covers all.
   void least_sum(Choices const& covering);
+  /// By PLL: the first one, by name, that is like it; itself if it is the first.
+  std::vector<std::size_t> const& first_alike() const { return alike_; }
 
   /// Of the rows that use these PLLs alone and whose sum is the least that least_sum() found: the one with the least
   /// power, then the first. Nothing if there is none.
@@ -123,7 +129,9 @@ class ClockBranching {
   std::int32_t const* coarse_row(std::size_t pll, std::uint32_t choice) const;
 
   // --- whole rows
-  Choices improved(Choices made) const;
+  Choices improved(Choices made, std::vector<std::size_t> const& plls) const;
+  Choices in_order(Choices made) const;
+  bool has_spare(Choices const& made);
   std::pair<int, std::int64_t> cost(std::vector<std::int64_t> const& errors, std::int64_t const* row) const;
   std::vector<std::int64_t> errors_of(Choices const& made) const;
   void consider(Choices const& made, std::vector<std::int64_t> const& errors);
@@ -131,6 +139,8 @@ class ClockBranching {
 
   // --- the search
   bool is_done() const { return (only_whether_ && found_) || (!ties_ && best_keys_ == 0); }
+  bool has_alike_left(Node const& node, std::size_t pll) const;
+  bool keep_order(Node& child, std::size_t pll) const;
   std::int64_t most_coarse() const { return sums_.most_equal(best_keys_) >> shift_; }
   void run(std::vector<std::size_t> const& plls);
   void descend(std::size_t depth, int steps);
@@ -138,10 +148,11 @@ class ClockBranching {
   std::size_t fewest(Node const& node) const;
   std::pair<std::size_t, std::size_t> rarest(Node const& node) const;
   bool enter(Node const& parent, Node& child, std::size_t pll, std::uint32_t choice);
-  bool take_candidates(Node const& parent, Node& child);
+  bool take_candidates(Node const& parent, Node& child, std::size_t pll);
   void finish(Node& node, std::size_t pll);
 
   // --- ruling out
+  bool may_be_less(Node const& node);
   bool narrow(Node& node, int steps);
   bool narrow_by_power(Node& node) const;
   bool narrow_by_cover(Node& node) const;
@@ -149,7 +160,7 @@ class ClockBranching {
   bool narrow_beside(Node& node, std::size_t p, std::size_t q, Bits const& shared) const;
   bool is_alike_for(std::int64_t error, std::size_t demand, std::size_t p, std::uint32_t a, std::uint32_t b);
   bool is_alike(std::vector<std::int64_t> const& errors, std::size_t p, std::uint32_t a, std::uint32_t b);
-  void drop_alike(Node& node);
+  void drop_alike(Node& node, bool is_root);
 
   // --- prices
   std::int64_t saving(std::vector<std::int32_t> const& prices, std::size_t pll, std::uint32_t choice) const;
@@ -169,11 +180,15 @@ class ClockBranching {
   std::vector<std::vector<Bits>> covers_;              // by PLL and setting
   std::vector<std::vector<std::int32_t>> coarse_;      // as the table's keys, rounded down
   std::vector<std::vector<std::int64_t>> least_keys_;  // by PLL and demand: of all settings
+  std::vector<std::size_t> alike_;                     // by PLL: the first that is like it
+  std::vector<std::size_t> ranks_;                     // by PLL: its place by name
   std::vector<std::int32_t> prices_;                   // good ones where nothing is decided
   std::vector<Node> nodes_;                            // by depth
   std::vector<std::uint32_t> places_;                  // of drop_alike(), kept for their memory
   std::vector<std::uint64_t> hashes_;
   bool ties_ = false, only_whether_ = false, found_ = false;
+  bool has_spare_ = false;    // the best row has a PLL too many: those as good are of no interest
+  bool has_all_ties_ = true;  // the search for the least sum has seen all rows that have it
   Choices best_, sum_, tied_, first_of_all_;
   Choices favoured_;  // by prices, when it was last improved
   std::int64_t best_keys_ = 0, sum_keys_ = 0;

@@ -5,6 +5,7 @@
 #include <limits>
 #include <numeric>
 #include <set>
+#include <tuple>
 
 namespace kdi::cores {
 namespace {
@@ -204,53 +205,127 @@ std::size_t index_of(std::vector<ClockReference> const& references, std::string 
   throw ClockError(whose + ": no reference " + name);
 }
 
+bool has_same_settings(Pll const& a, Pll const& b) {
+  const auto crossing_of = [](Pll const& pll) {
+    return pll.crossing ? std::tuple(true, pll.crossing->dividers, pll.crossing->most)
+                        : std::tuple(false, std::vector<int>(), std::optional<Decimal>());
+  };
+  return a.references == b.references && a.feedback == b.feedback && a.output_dividers == b.output_dividers &&
+         a.vco_least == b.vco_least && a.vco_most == b.vco_most && a.most == b.most && crossing_of(a) == crossing_of(b);
+}
+
+// An output frequency, reduced, and the crossing divider.
+struct FrequencyKey {
+  Int128 num;
+  std::int64_t den;
+  int crossing;
+  friend bool operator==(FrequencyKey const&, FrequencyKey const&) = default;
+};
+
+FrequencyKey key_of(PllChoice const& choice) {
+  const std::int64_t den = choice.output.den;
+  const auto rest = static_cast<std::int64_t>(choice.output.num % den);  // den is small: machine words from here on
+  const std::int64_t divisor = std::gcd(rest, den);
+  return {choice.output.num / divisor, den / divisor, choice.crossing};
+}
+
+std::size_t hash_of(FrequencyKey const& key) {
+  constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;
+  std::uint64_t hash = static_cast<std::uint64_t>(key.num) * kFactor;
+  hash = (hash ^ hash >> 32U ^ static_cast<std::uint64_t>(key.den)) * kFactor;
+  hash = (hash ^ hash >> 32U ^ static_cast<std::uint64_t>(key.crossing)) * kFactor;
+  return hash ^ hash >> 32U;
+}
+
+std::vector<PllChoice> first_of_each_frequency(std::vector<PllChoice> const& all) {
+  std::vector<PllChoice> first;
+  std::vector<FrequencyKey> keys;  // of these
+  const std::size_t mask = std::bit_ceil(2 * all.size() + 1) - 1;
+  std::vector<std::uint32_t> places(mask + 1, 0);  // numbers from 1 on
+  for (PllChoice const& choice : all) {
+    const FrequencyKey key = key_of(choice);
+    std::size_t at = hash_of(key) & mask;
+    while (places[at] != 0 && !(keys[places[at] - 1] == key)) at = (at + 1) & mask;
+    if (places[at] != 0) continue;
+    first.push_back(choice);
+    keys.push_back(key);
+    places[at] = static_cast<std::uint32_t>(first.size());
+  }
+  return first;
+}
+
 }  // namespace
 
 void ClockProblem::read_plls() {
   if (request.plls.size() > kMostPlls) throw ClockError("at most 8 PLLs");
-  for (Pll const& pll : request.plls) {
-    check_dividers(pll.feedback, kMostFeedback, pll.name + ", feedback");
-    check_dividers(pll.output_dividers, kMostOutputDivider, pll.name + ", output divider");
-    if (pll.crossing) check_dividers(pll.crossing->dividers, kMostOutputDivider, pll.crossing->name);
-    const std::vector<int> crossings = pll.crossing ? pll.crossing->dividers : std::vector<int>{0};
-    if (pll.references.size() * pll.feedback.size() * pll.output_dividers.size() > kMostTried / crossings.size())
-      throw ClockError(pll.name + ": too many settings");
-    const std::int64_t least = units(pll.vco_least), most = units(pll.vco_most);
-    std::vector<PllChoice> all;
-    for (std::size_t r = 0; r < pll.references.size(); ++r) {
-      const std::int64_t reference = references[index_of(request.references, pll.references[r], pll.name)];
-      for (const int feedback : pll.feedback) {
-        const Int128 vco = Int128{reference} * feedback;
-        if (vco < least || vco > most || vco == 0) continue;
-        for (const int divider : pll.output_dividers) {
-          if (pll.most && vco > Int128{units(*pll.most)} * divider) continue;
-          for (const int crossing : crossings) {
-            PllChoice choice{r, feedback, divider, crossing, vco, {vco, divider}, std::nullopt};
-            const std::int64_t den = std::int64_t{divider} * crossing;
-            const bool is_in = !pll.crossing || !pll.crossing->most || vco <= Int128{units(*pll.crossing->most)} * den;
-            if (pll.crossing && is_in) choice.crossed = Frequency{vco, den};
-            all.push_back(choice);
-            if (all.size() > kMostTried / crossings.size()) throw ClockError(pll.name + ": too many settings");
-          }
-        }
-      }
-    }
-    std::sort(all.begin(), all.end(), comes_before);
-    // Of settings with the same frequencies, the first serves as well as any in all respects, and better in the last.
-    std::set<std::tuple<Int128, Int128, Int128>> known;
-    std::vector<PllChoice> first;
-    for (PllChoice const& choice : all) {
-      const Int128 divisor = greatest_divisor(choice.output.num, choice.output.den);
-      if (known.emplace(choice.output.num / divisor, choice.output.den / divisor, choice.crossing).second)
-        first.push_back(choice);
-    }
-    if (first.size() > kMostChoices) throw ClockError(pll.name + ": too many settings");
-    choices.push_back(std::move(first));
+  choices.resize(request.plls.size());
+  for (std::size_t p = 0; p < choices.size(); ++p) {
+    std::size_t same = 0;
+    while (same < p && !has_same_settings(request.plls[same], request.plls[p])) ++same;
+    choices[p] = same < p ? choices[same] : settings_of(request.plls[p]);
   }
   by_name.resize(request.plls.size());
   std::iota(by_name.begin(), by_name.end(), std::size_t{0});
   std::sort(by_name.begin(), by_name.end(),
             [&](std::size_t a, std::size_t b) { return request.plls[a].name < request.plls[b].name; });
+}
+
+// By power, then by rows; of those with the same frequencies the first alone, which serves as well as any in all
+// respects, and better in the last.
+std::vector<PllChoice> ClockProblem::settings_of(Pll const& pll) const {
+  check_dividers(pll.feedback, kMostFeedback, pll.name + ", feedback");
+  check_dividers(pll.output_dividers, kMostOutputDivider, pll.name + ", output divider");
+  if (pll.crossing) check_dividers(pll.crossing->dividers, kMostOutputDivider, pll.crossing->name);
+  const std::vector<int> crossings = pll.crossing ? pll.crossing->dividers : std::vector<int>{0};
+  if (pll.references.size() * pll.feedback.size() * pll.output_dividers.size() > kMostTried / crossings.size())
+    throw ClockError(pll.name + ": too many settings");
+  const std::int64_t least = units(pll.vco_least), most = units(pll.vco_most);
+  const Int128 limit = pll.most ? units(*pll.most) : 0;
+  const bool is_limited = pll.crossing && pll.crossing->most;
+  const Int128 crossing_limit = is_limited ? units(*pll.crossing->most) : 0;
+  std::vector<PllChoice> all;
+  for (std::size_t r = 0; r < pll.references.size(); ++r) {
+    const std::int64_t reference = references[index_of(request.references, pll.references[r], pll.name)];
+    for (const int feedback : pll.feedback) {
+      const Int128 vco = Int128{reference} * feedback;
+      if (vco < least || vco > most || vco == 0) continue;
+      for (const int divider : pll.output_dividers) {
+        if (pll.most && vco > limit * divider) continue;
+        for (const int crossing : crossings) {
+          PllChoice choice{r, feedback, divider, crossing, vco, {vco, divider}, std::nullopt};
+          const std::int64_t den = std::int64_t{divider} * crossing;
+          if (pll.crossing && (!is_limited || vco <= crossing_limit * den)) choice.crossed = Frequency{vco, den};
+          all.push_back(choice);
+          if (all.size() > kMostTried / crossings.size()) throw ClockError(pll.name + ": too many settings");
+        }
+      }
+    }
+  }
+  std::sort(all.begin(), all.end(), comes_before);
+  std::vector<PllChoice> first = first_of_each_frequency(all);
+  if (first.size() > kMostChoices) throw ClockError(pll.name + ": too many settings");
+  return first;
+}
+
+bool ClockProblem::are_alike(std::size_t a, std::size_t b) const {
+  if (!has_same_settings(request.plls[a], request.plls[b])) return false;
+  using Kind = Demand::Source::Kind;
+  return std::all_of(demands.begin(), demands.end(), [&](Demand const& demand) {
+    const auto takes = [&](Kind kind, std::size_t pll) {
+      return std::any_of(demand.sources.begin(), demand.sources.end(),
+                         [&](Demand::Source const& source) { return source.kind == kind && source.number == pll; });
+    };
+    return takes(Kind::output, a) == takes(Kind::output, b) && takes(Kind::crossing, a) == takes(Kind::crossing, b);
+  });
+}
+
+std::vector<std::size_t> ClockProblem::first_alike() const {
+  std::vector<std::size_t> first(request.plls.size());
+  for (std::size_t n = 0; n < by_name.size(); ++n)
+    first[by_name[n]] = *std::find_if(by_name.begin(), by_name.end(), [&](std::size_t known) {
+      return known == by_name[n] || are_alike(known, by_name[n]);
+    });
+  return first;
 }
 
 void ClockProblem::read_clocks() {

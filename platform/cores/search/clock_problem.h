@@ -94,6 +94,11 @@ struct ClockProblem {
   std::optional<Best> on_pll(Demand const& demand, std::size_t pll, PllChoice const& choice) const;
   std::optional<Best> on_references(Demand const& demand) const;
 
+  /// Whether the two PLLs may change places: they have the same settings, and every demand takes the one as the other.
+  bool are_alike(std::size_t a, std::size_t b) const;
+  /// By PLL: the first one, by name, that is like it; itself if it is the first.
+  std::vector<std::size_t> first_alike() const;
+
   Fraction megahertz(Int128 num, Int128 den) const;
 
   ClockRequest const& request;
@@ -105,6 +110,7 @@ struct ClockProblem {
  private:
   void find_unit();
   void read_plls();
+  std::vector<PllChoice> settings_of(Pll const& pll) const;
   void read_clocks();
   std::int64_t units(Decimal mhz) const;
   Demand demand(Clock const& clock);

@@ -198,11 +198,27 @@ class ClockSearch {
     branching.least_sum(*Covering(cover_of(table_, worst)).covers(all()));
     const std::vector<std::size_t> plls = branching.all();
     std::vector<std::size_t> needed, others;
+    const std::vector<std::size_t> alike = branching.first_alike();
+    std::vector<std::optional<bool>> is_needed(problem_.choices.size());  // by the first of those that are alike
     for (const std::size_t p : plls) {
-      std::vector<std::size_t> without = plls;
-      without.erase(std::find(without.begin(), without.end(), p));
-      (branching.is_enough(without) ? others : needed).push_back(p);
+      std::optional<bool>& known = is_needed[alike[p]];
+      if (!known) {
+        std::vector<std::size_t> without = plls;
+        without.erase(std::find(without.begin(), without.end(), p));
+        known = !branching.is_enough(without);
+      }
+      (*known ? needed : others).push_back(p);
     }
+    // Of PLLs that are alike, those in use come first.
+    const auto is_in_order = [&](std::vector<std::size_t> const& chosen) {
+      const auto is_used = [&](std::size_t p) { return std::find(chosen.begin(), chosen.end(), p) != chosen.end(); };
+      for (std::size_t n = 0; n < problem_.by_name.size(); ++n)
+        for (std::size_t m = 0; m < n; ++m) {
+          const std::size_t p = problem_.by_name[n], before = problem_.by_name[m];
+          if (alike[p] == alike[before] && is_used(p) && !is_used(before)) return false;
+        }
+      return true;
+    };
     for (std::size_t count = 0; count <= others.size(); ++count) {
       std::optional<Choices> best;
       for (std::uint32_t set = 0; set < 1U << others.size(); ++set) {
@@ -210,6 +226,7 @@ class ClockSearch {
         std::vector<std::size_t> chosen = needed;
         for (std::size_t i = 0; i < others.size(); ++i)
           if ((set >> i & 1) != 0) chosen.push_back(others[i]);
+        if (!is_in_order(chosen)) continue;
         const std::optional<Choices> found = branching.first_with(chosen);
         if (!found) continue;
         const auto precedes = [&] {

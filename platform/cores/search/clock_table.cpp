@@ -12,8 +12,14 @@ Table table_of(ClockProblem const& problem) {
     const auto best = problem.on_references(demand);
     table.base.push_back(best ? best->division.error.key : kNone);
   }
-  for (std::size_t p = 0; p < problem.choices.size(); ++p) {
-    std::vector<std::int64_t>& keys = table.keys.emplace_back();
+  const std::vector<std::size_t> first = problem.first_alike();
+  table.keys.resize(problem.choices.size());
+  for (const std::size_t p : problem.by_name) {
+    if (first[p] != p) {
+      table.keys[p] = table.keys[first[p]];
+      continue;
+    }
+    std::vector<std::int64_t>& keys = table.keys[p];
     keys.reserve(problem.choices[p].size() * table.demands);
     for (PllChoice const& choice : problem.choices[p])
       for (Demand const& demand : problem.demands) {
