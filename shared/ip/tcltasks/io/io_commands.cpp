@@ -49,10 +49,18 @@ struct NoOptions {
 
 void throw_text(std::string const& text) { throw text; }
 
+// Tcl's parser calls itself for each bracket and each index within another one, and some ten thousand of them end the
+// process. A part has none.
+bool may_be_parsed(std::string const& word) {
+  constexpr std::ptrdiff_t kMost = 1000;
+  return std::ranges::count_if(word, [](char sign) { return sign == '[' || sign == '('; }) <= kMost;
+}
+
 // What the tool answers; nothing if it fails. Nothing is an empty result, not a list of an empty text: a script that
 // takes the first element gets the same.
 StrList primitives_of(std::string const& part) {
-  if (TclTasks::eval_in_tcl("get_primitives -part " + part, nullptr, false) != TCL_OK) return {};
+  if (!may_be_parsed(part) || TclTasks::eval_in_tcl("get_primitives -part " + part, nullptr, false) != TCL_OK)
+    return {};
   return {TclTasks::tcl_get_result()};
 }
 
