@@ -13,7 +13,7 @@ std::string read(std::string const& path);
 /// For messages.
 std::string named(std::string const& path);
 
-/// Commands in either form. Throws kdi::FileError, kdi::cdo::CdoError.
+/// Commands in any form. Throws kdi::FileError, kdi::cdo::CdoError.
 kdi::cdo::Commands read_commands(std::string const& path);
 
 /// To a file, which then is whole or as it was, or to standard output. Throws kdi::FileError.

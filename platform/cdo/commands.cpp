@@ -2,6 +2,7 @@
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
+#include "platform/cdo/c_form.h"
 #include "platform/cdo/checked.h"
 
 namespace kdi::cdo {
@@ -70,7 +71,9 @@ std::string hex_word(std::uint32_t word) {
 }
 
 Commands from_any(std::string_view content, std::string const& name) {
-  return content.starts_with("CDO1") ? from_binary(content, name) : from_text(content, name);
+  if (content.starts_with("CDO1")) return from_binary(content, name);
+  if (content.starts_with(kCHead)) return from_c(content, name).commands;
+  return from_text(content, name);
 }
 
 }  // namespace kdi::cdo

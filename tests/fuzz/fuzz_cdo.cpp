@@ -1,4 +1,4 @@
-// A file of configuration commands of any content, text or binary: refused with its place, or read to what is written
+// A file of configuration commands of any content, text, binary or a C source: refused with its place, or read to what is written
 // back and read again to the same.
 #include <cstdint>
 #include <string>
@@ -19,6 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   fuzz::require(from_text(to_text(commands), "text") == commands, "another text", content);
   const std::string binary = to_binary(commands);
   fuzz::require(from_binary(binary, "binary") == commands, "another binary", content);
+  fuzz::require(from_c(to_c(commands, "made"), "source") == Source{"made", commands}, "another source", content);
   fuzz::require(!content.starts_with("CDO1") || binary == content, "two binaries for the same commands", content);
   return 0;
 }

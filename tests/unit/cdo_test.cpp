@@ -29,6 +29,10 @@ std::string binary_refused(std::string const& bytes) {
   return refused([&] { from_binary(bytes, "a.bin"); });
 }
 
+std::string source_refused(std::string const& source) {
+  return refused([&] { from_c(source, "a.c"); });
+}
+
 std::string written_refused(Command const& command) {
   return refused([&] { to_text({Delay{1}, command}); });
 }
@@ -223,6 +227,77 @@ TEST(Cdo, TextAndBinaryHoldTheSame) {
   }
 }
 
+// Names and remarks of few characters, so that they hold what would end a comment.
+TEST(Cdo, ACSourceHoldsTheSame) {
+  test_support::Random random(test_support::fresh_seed());
+  const auto signs = [&] {
+    std::string text;
+    for (unsigned i = random.below(9) + 1; i > 0; --i) text += "*/ ?;}"[random.below(6)];
+    return text;
+  };
+  for (int round = 0; round < 300; ++round) {
+    Commands commands = random_commands(random);
+    for (Command& command : commands)
+      if (auto* const section = std::get_if<Section>(&command); section != nullptr && random.below(2) == 0)
+        section->name = signs();
+    const bool is_long = round % 100 == 99;
+    if (is_long) commands.insert(commands.end(), 500, Poll{4, 1, 1, 1});
+    const std::string source =
+        to_c(commands, "made", [&](std::size_t) { return random.below(2) == 0 ? std::string() : "\\" + signs(); });
+    const Source read = from_c(source, "a.c");
+    ASSERT_EQ(read.name, "made");
+    ASSERT_EQ(read.commands, commands) << source;
+    ASSERT_EQ(from_any(source, "a"), commands);
+  }
+}
+
+TEST(CdoC, RefusesWithTheLine) {
+  const std::string source = to_c(kSome, "board", [](std::size_t) { return "why"; });
+  const auto changed = [&](std::string const& from, std::string const& to) {
+    std::string other = source;
+    return source_refused(other.replace(other.find(from), from.size(), to));
+  };
+  EXPECT_EQ(source_refused(""), "a.c:0: a source ends with the function that carries the commands out");
+  EXPECT_EQ(source_refused("cdo 1\nend 0\n"), "a.c:2: a source ends with the function that carries the commands out");
+  EXPECT_EQ(source_refused(source + "\n"), "a.c:42: nothing may stand behind the source");
+  EXPECT_EQ(source_refused(source.substr(0, source.size() - 13)), "a.c:40: \"  return 0;\" is expected");
+  EXPECT_EQ(changed("int board_configure", "int 1board_configure"), "a.c:35: \"1board\" is no C name");
+  EXPECT_EQ(changed("0xf0001004U", "0xf0001006U"), "a.c:21: the address 0xf0001006 is no multiple of 4");
+  EXPECT_EQ(changed("0xf0001004U", "0xF0001004U"),
+            "a.c:21: \"  access->write(access->context, 0xf0001004U, 0x12345678U);\" is expected");
+  EXPECT_EQ(changed("!= 0) return 4;", "!= 0) return 5;"),
+            "a.c:22: \"  if (access->poll(access->context, 0xf000100cU, 0x00000001U, 0x00000001U, 1000U) != 0) return "
+            "4;\" is expected");
+  EXPECT_EQ(changed("i < 3", "i < 2"), "a.c:28: \"    for (i = 0; i < 3; ++i)\" is expected");
+  EXPECT_EQ(changed("/* why */", "/* why */ abort(); /* */"),
+            "a.c:19: \"  /* PLL A *\\/  /\\* why *\\/ abort(); /\\* */\" is expected")
+      << "what is no remark";
+  EXPECT_EQ(source_refused(std::string(kLargestFile + 1, ' ')), "a.c: more than 64 MiB");
+}
+
+// As of text: a change is refused, or it is one of a number, a name or a remark, and means what it says.
+TEST(CdoC, IsRefusedOrWrittenBackEqualAfterAnyChange) {
+  test_support::Random random(test_support::fresh_seed());
+  const std::string source = to_c(kSome, "board", [](std::size_t) { return "why"; });
+  int accepted = 0;
+  for (std::size_t at = 0; at < source.size(); ++at) {
+    std::string changed = source;
+    changed[at] = static_cast<char>(random.below(2) == 0 ? random.below(256) : "0123456789abcdef"[random.below(16)]);
+    try {
+      const Source read = from_c(changed, "a.c");
+      ++accepted;
+      ASSERT_EQ(from_c(to_c(read.commands, read.name), "a.c"), read);
+      ASSERT_TRUE(changed.size() == source.size() && to_c(read.commands, read.name).size() < source.size());
+    } catch (CdoError const& error) {
+      ASSERT_NE(std::string(error.what()).find("a.c:"), std::string::npos) << error.what();
+    }
+    const bool is_whole = at + 1 == source.size();  // but for the end of its last line
+    ASSERT_EQ(source_refused(source.substr(0, at)) == "accepted", is_whole) << at;
+  }
+  EXPECT_GT(accepted, 20);
+  EXPECT_LT(accepted, 200) << "of some 1700 characters";
+}
+
 // What is accepted after a change of a character means what it says: written, it is read again.
 TEST(CdoText, IsRefusedOrWrittenBackEqualAfterAnyChange) {
   test_support::Random random(test_support::fresh_seed());
@@ -247,6 +322,7 @@ TEST(Cdo, NobodyMakesOrTakesMoreThanAFileMayHave) {
   if (!blocks.empty()) {
     EXPECT_EQ(refused([&] { to_text(blocks); }), "the text would have more than 64 MiB");
     EXPECT_EQ(refused([&] { to_binary(blocks); }), "the binary would have more than 64 MiB");
+    EXPECT_EQ(refused([&] { to_c(blocks, "big"); }), "the source would have more than 64 MiB");
   }
   EXPECT_EQ(text_refused(std::string(kLargestFile + 1, ' ')), "a.cdo: more than 64 MiB");
   EXPECT_EQ(binary_refused(std::string(kLargestFile + 4, ' ')), "a.bin: more than 64 MiB");
@@ -291,9 +367,10 @@ TEST(CdoC, IsCarriedOutAsItIsWritten) {
 
 TEST(CdoC, IsASourceThatStandsAlone) {
   const std::string source = to_c({Section{"end */ here"}, Write{4, 5}}, "board", [](std::size_t) { return "/* x"; });
-  EXPECT_NE(source.find("/* end * / here */"), std::string::npos) << source;
-  EXPECT_NE(source.find("/* / * x */"), std::string::npos) << source;
-  EXPECT_NE(source.find("  access->write(access->context, 0x00000004U, 0x00000005U);\n"), std::string::npos) << source;
+  EXPECT_NE(source.find("  /* end *\\/ here */  /* /\\* x */\n"), std::string::npos) << source;
+  EXPECT_NE(source.find("  access->write(access->context, 0x00000004U, 0x00000005U);  /* /\\* x */\n"),
+            std::string::npos)
+      << source;
   EXPECT_NE(source.find("int board_configure(const struct cdo_access *access) {\n"), std::string::npos) << source;
 }
 

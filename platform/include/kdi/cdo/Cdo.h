@@ -1,7 +1,7 @@
 // Files of configuration commands: as text, as binary words, and as a C source. docs/cdo.md fixes the forms for those
 // who write readers.
 //
-// Text and binary hold the same: what one reader gives, the other writer takes. Writers refuse commands that no reader
+// The forms hold the same: what one reader gives, the other writers take. Writers refuse commands that no reader
 // would take; readers refuse everything that a writer does not write, with the line or the byte at which it stands.
 #pragma once
 
@@ -18,7 +18,7 @@
 
 namespace kdi::cdo {
 
-/// Commands that cannot be written, or a text or binary that cannot be read:
+/// Commands that cannot be written, or a content that cannot be read:
 /// "<name>:<line>: <what is wrong>", "<name>: byte <offset>: <what is wrong>", or "command <number>: <what is wrong>".
 class KDI_DOOR CdoError : public std::runtime_error {
  public:
@@ -41,12 +41,22 @@ KDI_DOOR std::string to_binary(Commands const& commands);
 /// Throws CdoError. A binary of which a byte was changed, added or lost is refused.
 KDI_DOOR Commands from_binary(std::string_view bytes, std::string const& name);
 
-/// Either form, by how the content begins.
-KDI_DOOR Commands from_any(std::string_view content, std::string const& name);
-
 /// A C source that stands alone: the function `<name>_configure`, which carries the commands out over four functions
 /// that the caller gives. `name` is a C name. Throws CdoError.
 KDI_DOOR std::string to_c(Commands const& commands, std::string const& name, Remark const& remark = {});
+
+struct Source {
+  std::string name;
+  Commands commands;
+
+  bool operator==(Source const&) const = default;
+};
+/// What `to_c` was given; no other C is read. Throws CdoError, as from_text: also for a source of which anything but
+/// the remarks was changed, unless it is what `to_c` makes of other commands.
+KDI_DOOR Source from_c(std::string_view text, std::string const& name);
+
+/// Any of the forms, by how the content begins.
+KDI_DOOR Commands from_any(std::string_view content, std::string const& name);
 
 /// The command as its line of the text form.
 KDI_DOOR std::string line_of(Command const& command);
