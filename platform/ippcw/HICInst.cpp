@@ -7,16 +7,17 @@
 #include <optional>
 #include <utility>
 
-#include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Store.h"
 #include "kdi/device/Device.h"
 #include "platform/ippcw/HICHipInst.h"
+#include "platform/ippcw/failures.h"
 #include "platform/ippcw/handoff.h"
 
 using hardip_eng::Configured;
 using hardip_eng::ConfiguredCore;
+using hardip_eng::tell_failure;
 
 struct HICInst::State {
   explicit State(Configured configured) : core(std::move(configured)) {}
@@ -54,10 +55,6 @@ std::string core_in(std::string const& instance_name) {
   return begin.empty() ? name : begin;
 }
 
-void tell(std::string const& text) {
-  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ippcw", ComMsgMgr::MSG_ERROR, "%s", text.c_str());
-}
-
 // Without a context there is neither version nor part: the newest version, on no device.
 Configured core_without_context(std::string const& instance_name) {
   const std::string name = core_in(instance_name);
@@ -66,12 +63,12 @@ Configured core_without_context(std::string const& instance_name) {
     if (!versions.empty())
       return std::make_shared<ConfiguredCore>(kdi::cores::core_description(name, versions.back()), nullptr,
                                               instance_name);
-    tell("no core " + kdi::text::quoted(kdi::text::shortened(name)) + "; there are " +
-         kdi::text::joined(kdi::cores::core_names(), ", "));
+    tell_failure("no core " + kdi::text::quoted(kdi::text::shortened(name)) + "; there are " +
+                 kdi::text::joined(kdi::cores::core_names(), ", "));
   } catch (std::bad_alloc const&) {
     throw;
   } catch (std::exception const& error) {
-    tell(error.what());
+    tell_failure(error.what());
   }
   return nullptr;
 }
@@ -197,7 +194,7 @@ void HICInst::generateSysmonDataJson() {
   try {
     kdi::write_file(path, text);
   } catch (kdi::FileError const& error) {
-    tell(error.what());
+    tell_failure(error.what());
   }
 }
 

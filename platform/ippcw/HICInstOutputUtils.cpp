@@ -7,13 +7,13 @@
 #include <utility>
 #include <vector>
 
-#include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiJsonText.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/hdf/HHDFHwDefUtils.h"
 #include "kdi/ippcw/HICInst.h"
+#include "platform/ippcw/failures.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ void told_if_failed(std::function<void()> const& write, StrVec* errors = nullptr
   }
   if (fault.empty()) return;
   if (errors != nullptr) errors->push_back(fault);
-  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ippcw", ComMsgMgr::MSG_ERROR, "%s", fault.c_str());
+  hardip_eng::tell_failure(fault);
 }
 
 std::string json_object(ParamMap const& pairs) {
@@ -174,8 +174,9 @@ void HICInstOutputUtils::generateHDFForPSXL(std::string& path, std::string const
   if (!handoff.empty()) files.emplace_back(handoff, HHDFHwDefFileTypes::HWH_HANDOFF);
   for (auto const& [file, kind] : fileAttributes)
     files.emplace_back(file, static_cast<Kind>(kdi::number::whole<int>(kind).value_or(HHDFHwDefFileTypes::CDO)));
-  HHDFHwDefUtils::writeHDF(path, std::move(files), true,
-                           dies_of(fileAttributes, inst == nullptr ? 1 : inst->getSlrCount()), attributes);
+  const bool is_written = HHDFHwDefUtils::writeHDF(
+      path, std::move(files), true, dies_of(fileAttributes, inst == nullptr ? 1 : inst->getSlrCount()), attributes);
+  if (!is_written) hardip_eng::note_failure("cannot write " + path);
 }
 
 void HICInstOutputUtils::generateCDO(ParamMap&, std::string& outputPath, std::string&, std::string,

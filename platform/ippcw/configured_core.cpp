@@ -8,7 +8,6 @@
 #include <set>
 
 #include "kdi/cdo/Cdo.h"
-#include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiReplace.h"
@@ -17,6 +16,7 @@
 #include "kdi/cores/Store.h"
 #include "kdi/device/Device.h"
 #include "platform/ippcw/device_facts.h"
+#include "platform/ippcw/failures.h"
 
 namespace hardip_eng {
 namespace {
@@ -485,10 +485,6 @@ int ConfiguredCore::slr_count() const { return part_ == nullptr ? 1 : static_cas
 
 namespace {
 
-void tell(std::string const& text) {
-  ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ippcw", ComMsgMgr::MSG_ERROR, "%s", text.c_str());
-}
-
 std::string text_named(std::string const& name, OutputCore const& core) {
   if (name == "POWER_DATA") return power_text(core);
   if (name == "IOPAD_DATA") return pads_text(core);
@@ -529,7 +525,7 @@ void ConfiguredCore::export_text(ParamMap const& params, std::string const& name
   }
   if (fault.empty()) return;
   errors.push_back(fault);
-  tell(fault);
+  tell_failure(fault);
 }
 
 std::vector<OutputFile> ConfiguredCore::files_for(ParamMap const& params, std::string const& stem, bool joint) {
@@ -572,7 +568,7 @@ void ConfiguredCore::write(std::string const& path, std::function<std::vector<Ou
   } catch (std::exception const& error) {
     faults.push_back(instance_name_ + ": " + error.what());
   }
-  for (std::string const& fault : faults) tell(fault);
+  for (std::string const& fault : faults) tell_failure(fault);
 }
 
 void ConfiguredCore::emit(CdoBuffer& buffer) {
@@ -598,7 +594,7 @@ void ConfiguredCore::emit(CdoBuffer& buffer) {
   } catch (std::exception const& error) {
     fault = instance_name_ + ": " + error.what();
   }
-  if (!fault.empty()) tell(fault);
+  if (!fault.empty()) tell_failure(fault);
 }
 
 void ConfiguredCore::monitor_registers(StrPairs& registers) {
@@ -610,7 +606,7 @@ void ConfiguredCore::monitor_registers(StrPairs& registers) {
   } catch (kdi::cores::RegisterError const& error) {
     fault = instance_name_ + ": " + error.what();
   }
-  if (!fault.empty()) tell(fault);
+  if (!fault.empty()) tell_failure(fault);
 }
 
 }  // namespace hardip_eng

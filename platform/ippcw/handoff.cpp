@@ -7,13 +7,13 @@
 #include <set>
 #include <utility>
 
-#include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiJsonText.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/cores/Core.h"
 #include "kdi/device/Device.h"
 #include "kdi/ippcw/HardIP.h"
+#include "platform/ippcw/failures.h"
 #include "platform/ippcw/layers.h"
 
 namespace hardip_eng {
@@ -193,7 +193,7 @@ std::string HardIPManager::generateHWH(HardIPInterface* instance, std::string pa
 
 std::string write_handoff(Handoff const& handoff, std::string const& path) {
   const auto told = [](std::string const& why) {
-    ComMsgMgr::sendMsg::eval(1, __FILE__, __LINE__, "ippcw", ComMsgMgr::MSG_ERROR, "%s", why.c_str());
+    tell_failure(why);
     return std::string();
   };
   try {
