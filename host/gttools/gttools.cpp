@@ -321,7 +321,8 @@ Tcl_Obj* decode_command(Tcl_Interp* interp, tcl::Words words) {
 
 std::string decrypt_command(tcl::Words words) {
   return asked([&] {
-    return kelvane_gtwiz::decrypted_content(tcl::text_of(words[0]), words.size() > 1 ? tcl::text_of(words[1]) : "");
+    return kelvane_gtwiz::decrypted_content(tcl::text_of(words[0]),
+                                            words.size() > 1 ? tcl::required_native_path(words[1]) : "");
   });
 }
 

@@ -55,6 +55,7 @@ std::string to_system(std::string_view text) {
 std::optional<std::string> native_path(Tcl_Obj* name) {
   if (text_view(name).empty()) return std::string();  // of no file, but a name
   if (Tcl_FSGetNativePath(name) == nullptr) return std::nullopt;
+  if (!text_view(name).starts_with('~')) return to_system(text_view(name));
   Buffer translated;
   if (Tcl_TranslateFileName(nullptr, Tcl_GetString(name), translated.get()) == nullptr) return std::nullopt;
   return to_system(translated.text());
@@ -63,6 +64,11 @@ std::optional<std::string> native_path(Tcl_Obj* name) {
 std::string required_native_path(Tcl_Obj* name) {
   if (auto path = native_path(name)) return *std::move(path);
   throw std::invalid_argument("\"" + text_of(name) + "\" names no file of the system");
+}
+
+std::string required_native_path(std::string const& name) {
+  const ObjRef object(new_text(name));
+  return required_native_path(object.get());
 }
 
 std::optional<std::span<Tcl_Obj* const>> elements_of(Tcl_Obj* list, Tcl_Interp* interp) {

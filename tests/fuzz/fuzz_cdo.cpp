@@ -1,5 +1,5 @@
-// A file of configuration commands of any content, text, binary or a C source: refused with its place, or read to what is written
-// back and read again to the same.
+// A file of configuration commands of any content, text, binary or a C source: refused with its place, or read to what
+// is written back and read again to the same.
 #include <cstdint>
 #include <string>
 

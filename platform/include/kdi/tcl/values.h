@@ -81,12 +81,13 @@ std::string from_system(std::string_view text);
 std::string to_system(std::string_view text);
 
 /// The name by which the system knows the file that Tcl means by `name`, so that a command and a script mean the same
-/// one: in the system's encoding, and with a user's home in the place of `~`. A relative name stays relative. Nothing
-/// for a name of no file of the system: of a user who is not known, with a zero in it, or in a file system of Tcl's
-/// own.
+/// one: in the system's encoding, and with a user's home in the place of `~`. Any other name stays as it is written,
+/// relative ones too. Nothing for a name of no file of the system: of a user who is not known, with a zero in it, or in
+/// a file system of Tcl's own.
 std::optional<std::string> native_path(Tcl_Obj* name);
 /// The same; throws std::invalid_argument for such a name.
 std::string required_native_path(Tcl_Obj* name);
+std::string required_native_path(std::string const& name);
 
 // ---------------------------------------------------------------------------------------------------- lists
 

@@ -14,6 +14,13 @@ void send(Trace const& trace, char const* format, Arguments... arguments) {
 
 }  // namespace
 
+std::string no_value(Call call, Tcl_Obj* word) {
+  const std::string command = mutils::util::tcl2cpp(call[0]);
+  const std::size_t scope = command.rfind("::");
+  return command.substr(scope == std::string::npos ? 0 : scope + 2) + " : no value for " +
+         kdi::text::shown(tcl::text_of(word));
+}
+
 bool Trace::is_on() const { return ComMsgMgr::isShown(channel, level_of(*this)); }
 
 void Trace::enter(Call call) const {

@@ -110,6 +110,13 @@ struct Word {
   static std::string read(Call call) { return mutils::util::tcl2cpp(call[n]); }
 };
 
+/// The file that Tcl means by word n, as the system knows it.
+template <int n>
+struct Path {
+  static constexpr int kNeeds = n;
+  static std::string read(Call call) { return tcl::required_native_path(call[n]); }
+};
+
 /// What `convert` makes of the text of word n; it may throw.
 template <int n, auto convert>
 struct WordAs {
@@ -130,6 +137,9 @@ struct Constant {
 };
 
 namespace detail {
+/// "<command without its namespaces> : no value for "<word>"".
+std::string no_value(Call call, Tcl_Obj* word);
+
 struct OptionsPart {};
 struct InstancePart {};
 struct ResultPart {};
@@ -147,6 +157,15 @@ struct Options : detail::OptionsPart {
   static ParamMap read(Call call) {
     const Call words = words_from(call, first);
     return mutils::util::tcl2cpp(static_cast<int>(words.size()), words.data());
+  }
+};
+/// The same for an operation that takes a missing option for a wish: a name without a value is refused.
+template <int first>
+struct WholeOptions : Options<first> {
+  static ParamMap read(Call call) {
+    const Call words = words_from(call, first);
+    if (words.size() % 2 != 0) throw detail::no_value(call, words.back());
+    return Options<first>::read(call);
   }
 };
 template <int first>

@@ -13,6 +13,7 @@ namespace {
 namespace utils = kelvane_gtwiz_utils::gtwiz_utils;
 using engine_rows::As;
 using engine_rows::overload;
+using engine_rows::Path;
 using engine_rows::row;
 using engine_rows::seventeen_digits;
 using engine_rows::Word;
@@ -92,7 +93,7 @@ constexpr tcl::Row kCommands[] = {
     settings_row<&Manager::isFabricBRAMNeeded>("gtwiz::Ip_gtwiz_isFabricBRAMNeeded"),
     settings_row<&Manager::getRateTableSize>("gtwiz::Ip_gtwiz_getRateTableSize"),
     row<Wizard, &Manager::getLogContent>("gtwiz::Ip_gtwiz_getDebugData"),
-    row<Wizard, &Manager::updateELF, Word<1>, Word<2>, Word<3>, Word<4>, Word<5>>("gtwiz::Ip_gtwiz_updateELF",
+    row<Wizard, &Manager::updateELF, Word<1>, Path<2>, Word<3>, Path<4>, Path<5>>("gtwiz::Ip_gtwiz_updateELF",
                                                                                   words(5)),
     row<Wizard, &Rules::findTXOUTCLKlist, Number<1>, Number<2>, Word<3>, Word<4>, Word<5>, Float, Word<7>, Word<8>>(
         "gtwiz::Ip_gtwiz_findTXOUTCLKlist", words(8)),

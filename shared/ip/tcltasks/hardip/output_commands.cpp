@@ -6,6 +6,7 @@
 
 #include "kdi/common/ComMsgMgr.h"
 #include "kdi/common/KdiFile.h"
+#include "kdi/ippcw/Failures.h"
 #include "kdi/ippcw/HICComponentXMltoJsonConverter.h"
 #include "tcltasks/frame/exceptions.h"
 #include "tcltasks/hardip/boot_program.h"
@@ -96,6 +97,14 @@ void write_output(HardIPInterface& core, ParamMap& context, ParamMap& params, st
   log(1, "\t generateExportData- 1 errs_msg: %d Exit\n", static_cast<int>(errors.size()));
 }
 
+// The context, with the file in it as the system knows it.
+ParamMap context_of(Call const& call, Tcl_Obj* word) {
+  ParamMap context = call.map(word);
+  if (const auto handoff = context.find("hwh_file"); handoff != context.end())
+    handoff->second = tcl::required_native_path(handoff->second);
+  return context;
+}
+
 }  // namespace
 
 int GenerateTarget(Call const& call) {
@@ -103,15 +112,18 @@ int GenerateTarget(Call const& call) {
   if (!call.has_options(hardip::kGenerateUsage, "-context", context_word, "-params", params_word, "-path", path_word,
                         "-data", data_word))
     return TCL_ERROR;
-  ParamMap context = call.map(context_word), params = call.map(params_word);
-  auto path = call.read<std::string>(path_word);
+  ParamMap context = context_of(call, context_word), params = call.map(params_word);
+  std::string path = tcl::required_native_path(path_word);
   if (path.empty()) return call.fail(StrVec{hardip::kNoDirectory});
   return call.with_core(context, [&](HardIPInterface& core) {
     StrVec errors;
+    const hardip_eng::Failures failures;
     if (!keeps_output(core, path)) write_output(core, context, params, path, errors);
+    failures.add_to(errors);
     std::string result;
     if (core.implements(HardIPOp::getExportedData)) core.getExportedData(call.read<std::string>(data_word), result);
     if (!packed([&] { add(generateOutputForCore(&core, path, context, params), errors); })) return TCL_ERROR;
+    failures.add_to(errors);
     return errors.empty() ? hardip::util::set_tcl_result(call.interp, result) : call.fail(errors);
   });
 }
@@ -120,22 +132,25 @@ int generateSDKSpecificFiles(Call const& call) {
   Tcl_Obj *context_word = nullptr, *params_word = nullptr, *path_word = nullptr;
   if (!call.has_options(hardip::kGenerateUsage, "-context", context_word, "-params", params_word, "-path", path_word))
     return TCL_ERROR;
-  ParamMap context = call.map(context_word), params = call.map(params_word);
-  auto path = call.read<std::string>(path_word);
+  ParamMap context = context_of(call, context_word), params = call.map(params_word);
+  std::string path = tcl::required_native_path(path_word);
   if (path.empty()) return call.fail(StrVec{hardip::kNoDirectory});
   StrVec errors;
   bool is_small = false;
   if (!packed([&] { is_small = generate_small_core(path, context, errors); })) return TCL_ERROR;
   if (is_small) return errors.empty() ? call.status(true) : call.fail(errors);
   return call.with_core(context, [&](HardIPInterface& core) {
+    const hardip_eng::Failures failures;
     if (hardip::with_power_and_io())
       optional_step([&] { generatePowerAndIODataFiles(&core, context, params, path, errors); });
     core.writeDesignData(path, params);
+    failures.add_to(errors);
     if (!packed([&] { add(generateOutputForCore(&core, path, context, params), errors); })) return TCL_ERROR;
     log(0, "%s", "\t generateExportData- Enter\n");
     std::vector<StrVec> rows;
     for (Record& record : described(core, params, errors)) rows.push_back({record.name, std::move(record.text)});
     log(1, "\t generateExportData- errs_msg: %d Exit\n", static_cast<int>(errors.size()));
+    failures.add_to(errors);
     return errors.empty() ? hardip::util::set_tcl_result(call.interp, rows) : call.fail(errors);
   });
 }
@@ -143,8 +158,8 @@ int generateSDKSpecificFiles(Call const& call) {
 int convert_component_xml_to_json(Call const& call) {
   Tcl_Obj *input = nullptr, *output = nullptr;
   if (!call.has_options(hardip::kOneBlankUsage, "-input", input, "-output", output)) return TCL_ERROR;
-  auto path = call.read<std::string>(output);
-  HICComponentXMltoJsonConverter(call.read<std::string>(input), path);
+  std::string path = tcl::required_native_path(output);
+  HICComponentXMltoJsonConverter(tcl::required_native_path(input), path);
   return TCL_OK;
 }
 

@@ -24,7 +24,7 @@ int GenerateTarget(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv
   if (!call.has_options(hardip::kGenerateUsage, "-context", context, "-params", params, "-path", path, "-data", data))
     return TCL_ERROR;
   StrVec errors;
-  const std::string result = generate_target(call.map(context), call.map(params), call.read<std::string>(path),
+  const std::string result = generate_target(call.map(context), call.map(params), tcl::required_native_path(path),
                                              call.read<std::string>(data), errors);
   return errors.empty() ? hardip::util::set_tcl_result(interp, result) : call.fail(errors);
 }

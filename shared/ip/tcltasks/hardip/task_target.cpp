@@ -9,6 +9,7 @@
 #include "kdi/common/KdiText.h"
 #include "kdi/device/HARPartMgr.h"
 #include "kdi/hdf/SWParamWriter.h"
+#include "kdi/ippcw/Failures.h"
 #include "kdi/ippcw/HICInst.h"
 #include "kdi/ippcw/HICInstOutputUtils.h"
 #include "tcltasks/hardip/attributes.h"
@@ -72,18 +73,24 @@ void take_masters_values(ParamMap const& context, ParamMap& params) {
   }
 }
 
-}  // namespace
-
-void writePowerAndIODataFiles(std::shared_ptr<HICInst> inst, ParamMap& context, std::string path) {
+void write_power_and_io(Inst const& inst, ParamMap const& context, std::string const& path, StrVec& errors) {
   const auto name = context.find(hardip::kInstanceName);
   if (inst == nullptr || name == context.end()) return;
-  const auto write = [&](char const* data, char const* file, char const* kind) {
+  const auto write = [&](char const* data, char const* end, char const* kind) {
     std::string text;
     inst->GetExportedData(data, text);
-    SWParamWriter::writeParamInfo(path + "/" + name->second + "_" + file, name->second, kind, text);
+    const std::string file = path + "/" + name->second + "_" + end;
+    if (!SWParamWriter::writeParamInfo(file, name->second, kind, text)) errors.push_back(hardip::cannot_write(file));
   };
   write("POWER_DATA", hardip::kPowerFile, hardip::kPowerKind);
   write("IOPAD_DATA", hardip::kIoFile, hardip::kIoKind);
+}
+
+}  // namespace
+
+void writePowerAndIODataFiles(std::shared_ptr<HICInst> inst, ParamMap& context, std::string path) {
+  StrVec told;  // as messages
+  write_power_and_io(inst, context, path, told);
 }
 
 std::string generate_target(ParamMap context, ParamMap params, std::string path, std::string const& data,
@@ -101,6 +108,7 @@ std::string generate_target(ParamMap context, ParamMap params, std::string path,
   Inst inst = instance == nullptr ? nullptr : instance->getHICInst();
   if (inst == nullptr) inst = std::make_shared<HICInst>(name);
 
+  const hardip_eng::Failures failures;
   ParamMap values = std::move(params);  // as they were given, and over them as they are
   if (instance != nullptr) instance->getParamValues(values);
   std::string state = prefix + "state.json";
@@ -112,7 +120,7 @@ std::string generate_target(ParamMap context, ParamMap params, std::string path,
   if (is_master && hardip::is_declared_and_on("psx.generateIOPadJson")) {
     HICInstOutputUtils::generateIOPadReport(values, path, errors, inst);
     HICInstOutputUtils::generatePowerJsonReport(values, path, errors, inst);
-    writePowerAndIODataFiles(inst, context, path);
+    write_power_and_io(inst, context, path, errors);
   }
 
   ParamMap attributes, kinds;
@@ -124,6 +132,7 @@ std::string generate_target(ParamMap context, ParamMap params, std::string path,
 
   std::string exported;
   inst->GetExportedData(data, exported);
+  failures.add_to(errors);
   return exported;
 }
 

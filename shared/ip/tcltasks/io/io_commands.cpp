@@ -1,6 +1,7 @@
 // One table of rows; what the engine is not asked stands before it.
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 #include "kdi/common/HPAParamMgr.h"
 #include "kdi/common/HUTFile.h"
@@ -26,13 +27,24 @@ struct Planner {
 
 // -------------------------------------------------------------------------------------------------------------- words
 
+constexpr bool names_file(std::string_view key) {
+  return key == "SW_DIR_PATH" || key == "MEM_DIR_PATH" || key == "ELF_NAME";
+}
+
 // A word for each key, behind the instance. With one word fewer the instance's name is the first key's as well, which
 // is the interface's name.
 template <FixedText... keys>
 struct Params {
   static constexpr int kNeeds = static_cast<int>(sizeof...(keys));
   static ParamMap read(Call call) {
-    return call.size() == sizeof...(keys) + 1 ? Keyed<1, keys...>::read(call) : Keyed<2, keys...>::read(call);
+    std::size_t word = call.size() == sizeof...(keys) + 1 ? 1 : 2;
+    ParamMap map = word == 1 ? Keyed<1, keys...>::read(call) : Keyed<2, keys...>::read(call);
+    const auto name_file = [&](char const* key) {
+      if (names_file(key)) map[key] = tcl::required_native_path(call[word]);
+      ++word;
+    };
+    (name_file(keys.text), ...);
+    return map;
   }
 };
 using Interface = Params<"IP_NAME", "SW_DIR_PATH", "XGUI_CONFIG">;
@@ -78,13 +90,14 @@ StrList octads_of(ParamMap const&) { return {}; }
 StrList write_property(std::string const& name, std::string const& neighbour, std::string const& kind,
                        std::string const& line) {
   if (!HPAParamMgr::getParamMgr().getValueIfExistAsBool("mc.generateELF", false)) return {};
-  const std::string path = HUTFile(neighbour).getParent() + HUTFile::getDirSeparator() + name + "_" + kind + ".txt";
+  const std::string path =
+      HUTFile(neighbour).getParent() + HUTFile::getDirSeparator() + tcl::to_system(name + "_" + kind + ".txt");
   try {
     kdi::write_file(path, line + "\n");
   } catch (kdi::FileError const& error) {
     throw std::string(error.what());
   }
-  return {path};
+  return {tcl::from_system(path)};
 }
 
 // The line, with one more word behind it if there is one.
@@ -153,9 +166,9 @@ constexpr tcl::Row kCommands[] = {
     row<Planner, primitives_of, Word<1>>(kXphy<"get_primitives">),
     row<Planner, &Manager::loadMigPkgData, Options<1>>({"tavrel_io_v1_Ip_memory_loadPkg", "xphy_io::Ip_xphy_io_loadPkg",
                                                         "kelvane_io::kelvane_io_v1::Ip_kelvane_io_loadPkg"}),
-    row<Planner, &Manager::releasePkgData, Options<1>>({"tavrel_io_v1_Ip_memory_unLoadPkg",
-                                                        "xphy_io::Ip_xphy_io_unLoadPkg",
-                                                        "kelvane_io::kelvane_io_v1::Ip_kelvane_io_unLoadPkg"}),
+    row<Planner, &Manager::releasePkgData, WholeOptions<1>>({"tavrel_io_v1_Ip_memory_unLoadPkg",
+                                                             "xphy_io::Ip_xphy_io_unLoadPkg",
+                                                             "kelvane_io::kelvane_io_v1::Ip_kelvane_io_unLoadPkg"}),
     row<Planner, throw_text, Word<1>>(kScoped<Tavrel, "Ip_memory_ThrowError">),
     asked<&I::soft_DDR4_defaultIOPlanning, "Internal Error: Kelvane MIG instance load error", Options<2>>(
         kXphy<"Ip_soft_DDR4_defaultIOPlanning">),
@@ -166,15 +179,15 @@ constexpr tcl::Row kCommands[] = {
           "Internal Error: Ip_soft_DDR4_nibbleGrouping_v1 : Kelvane soft DDR4 instance load error", Located>(
         kXphy<"Ip_soft_DDR4_generateXDCMap">),
     asked<&I::removeDir, "Internal Error: Ip_hard_DDR4_removeDirectory_v1 : Tavrel Hard DDR4 instance load error",
-          Word<2>>({"xphy_io::Ip_soft_DDR4_removeDirectory", "xphy_io::memory_io_v1::Ip_hard_DDR4_removeDirectory",
+          Path<2>>({"xphy_io::Ip_soft_DDR4_removeDirectory", "xphy_io::memory_io_v1::Ip_hard_DDR4_removeDirectory",
                     "xphy_io::Ip_xphy_io_removeDirectory", "kelvane_io::kelvane_io_v1::Ip_hard_DDR4_removeDirectory",
                     "xphy_io::memory_io_v1::Ip_hard_DDR5_removeDirectory"}),
     asked<&I::soft_DDR4_getStrobeToDataNibbles,
           "Internal Error: Ip_soft_DDR4_getStrobeToDataNibbles_v1 : Kelvane Soft DDR4 instance load error", Located>(
         kXphy<"Ip_soft_DDR4_getStrobeToDataNibbles">),
     asked<&I::soft_DDR4_generateMemFile,
-          "Internal Error: Ip_soft_DDR4_generateMemFile_v1 : Kelvane Soft DDR4 instance load error", MemoryFile>(
-        kXphy<"Ip_soft_DDR4_generateMemFile">),
+          "Internal Error: Ip_soft_DDR4_generateMemFile_v1 : Kelvane Soft DDR4 instance load error", MemoryFile,
+          As<tcl::from_system>>(kXphy<"Ip_soft_DDR4_generateMemFile">),
     asked<&I::advwiz_defaultIOPlanning,
           "Internal Error: Ip_advwiz_defaultIOPlanning_v1 : Kelvane Adwiz instance load error", Options<2>>(
         kBothWizards<"Ip_advwiz_defaultIOPlanning">),
@@ -215,9 +228,10 @@ constexpr tcl::Row kCommands[] = {
           "Internal Error: Ip_x5io_wizard_getNonShadowBanksCount : Kelvane x5io instance load error", NoOptions>(
         kX5<"Ip_x5io_wizard_getNonShadowBanksCount">),
     asked<&I::hard_DDR4_generateMemFile, "Internal Error: Ip_generateMemFile_v1 : tavrel xphy instance load error",
-          MemoryFile>({"xphy_io::memory_io_v1::Ip_hard_DDR4_generateMemFile", "xphy_io::Ip_xphy_io_generateMemFile",
-                       "kelvane_io::kelvane_io_v1::Ip_hard_DDR4_generateMemFile"}),
-    row<Planner, write_property, Word<1>, Word<2>, Word<3>, Word<4>>(kMemory<"Ip_generateMemFileProp">),
+          MemoryFile, As<tcl::from_system>>({"xphy_io::memory_io_v1::Ip_hard_DDR4_generateMemFile",
+                                             "xphy_io::Ip_xphy_io_generateMemFile",
+                                             "kelvane_io::kelvane_io_v1::Ip_hard_DDR4_generateMemFile"}),
+    row<Planner, write_property, Word<1>, Path<2>, Word<3>, Word<4>>(kMemory<"Ip_generateMemFileProp">),
     asked<&I::hard_DDR4_defaultIOPlanning,
           "Internal Error: Ip_hard_DDR4_defaultIOPlanning_v1 : Tavrel Hard DDR4 instance load error", Interface>(
         kBothMemories<"Ip_hard_DDR4_defaultIOPlanning">),
@@ -257,7 +271,8 @@ constexpr tcl::Row kCommands[] = {
         kMemory<"Ip_xphyio_getNumBanks">),
     asked<&I::hard_DDR5_generateMemFile,
           "Internal Error: Ip_hard_DDR5_generateMemFile : Tavrel Hard DDR5 instance load error",
-          Params<"IP_NAME", "SW_DIR_PATH", "MEM_DIR_PATH", "ELF_NAME">>(kMemory<"Ip_hard_DDR5_generateMemFile">),
+          Params<"IP_NAME", "SW_DIR_PATH", "MEM_DIR_PATH", "ELF_NAME">, As<tcl::from_system>>(
+        kMemory<"Ip_hard_DDR5_generateMemFile">),
     asked<&I::hard_DDR5_defaultIOPlanning,
           "Internal Error: Ip_hard_DDR5_defaultIOPlanning : Tavrel Hard DDR5 instance load error", Interface>(
         kMemory<"Ip_hard_DDR5_defaultIOPlanning">),
@@ -279,7 +294,7 @@ constexpr tcl::Row kCommands[] = {
     asked<&I::IntfInfoDict, "Internal Error: Ip_IntfInfoDict : Tavrel Hard DDR5 instance load error",
           Params<"IP_NAME", "SW_DIR_PATH", "DDRMC5_CONTROLLERTYPE">>(kMemory<"Ip_IntfInfoDict">),
     row<Planner, octads_of, Interface>(kMemory<"Ip_hard_DDR5_OctadDataDict">),
-    row<Planner, write_property, Word<1>, Word<2>, Word<3>, Line>(kMemory<"Ip_generateDDR5MemFileProp">),
+    row<Planner, write_property, Word<1>, Path<2>, Word<3>, Line>(kMemory<"Ip_generateDDR5MemFileProp">),
     asked<&I::x5phio_defaultIOPlanning, "Internal Error: Kelvane MIG instance load error", Interface>(
         kMemory<"Ip_x5phio_defaultIOPlanning">),
     asked<&I::x5phio_getStrobeToDataNibbles,

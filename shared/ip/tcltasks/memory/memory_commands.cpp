@@ -30,7 +30,7 @@ using Attributes = ParamMap const&;
 constexpr tcl::Row kCommands[] = {
     row<V1, &V1::Manager::doCustomize, Word<1>, Options<2>, Traced<"Mig::Ip_memory_Customize_v1">>(
         kInScope<V1, "customize">, tcl::pairs_behind(1, kTooFew<V1, "customize">)),
-    row<V1, &I::validateCustomParts, By<Word<1>>, Word<2>, Told<V1, "validate_custom_parts">>(
+    row<V1, &I::validateCustomParts, By<Word<1>>, Path<2>, Told<V1, "validate_custom_parts">>(
         kInScope<V1, "validate_custom_parts">,
         tcl::at_least(2, "Ip_memory_validate_custom_parts_v1 : Not enough arguments")),
     row<V1, &I::getInputClockPeriodValues, By<Word<1>>, Options<2>, Told<V1, "InputClockList">>(
@@ -56,7 +56,7 @@ constexpr tcl::Row kCommands[] = {
     All::kLoadCustomPartsData,
     row<V1, overload<All::Text, Attributes>(&I::loadCustomParts), By<Word<1>>, Word<2>, ExactOptions<3>,
         Told<V1, "loadCustomPartsDataFromAttrib">>(kInScope<V1, "loadCustomPartsDataFromAttrib">),
-    row<V1, &I::retrieveCustomParts, By<Word<1>>, Word<2>, Word<3>, Word<4>>(kInScope<V1, "retrieveCustomPartsData">),
+    row<V1, &I::retrieveCustomParts, By<Word<1>>, Word<2>, Word<3>, Path<4>>(kInScope<V1, "retrieveCustomPartsData">),
     All::kGetModelParams,
     kFolded<"Ip_memory_getMinMaxPeriodOfMemoryType", &I::getMinMaxPeriodOfMemoryType>,
     kFolded<"Ip_memory_getMinMaxPeriodOfMemoryPart", &I::getMinMaxPeriodOfMemoryPart>,

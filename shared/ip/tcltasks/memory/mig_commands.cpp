@@ -22,6 +22,16 @@ struct V71 : Model<mig::mig_v7_1::HIPMigIPMgr, mig::mig_v7_1::HIPMigInstance> {
   static constexpr bool kHasPeriodsOfParts = true;
 };
 
+// Options of which one is a file.
+struct PartsFile : Options<1> {
+  static ParamMap read(Call call) {
+    ParamMap options = Options<1>::read(call);
+    if (const auto file = options.find("-file"); file != options.end())
+      file->second = tcl::required_native_path(file->second);
+    return options;
+  }
+};
+
 template <class V>
 constexpr tcl::Row periods_of_parts() {
   if constexpr (V::kHasPeriodsOfParts)
@@ -37,7 +47,7 @@ constexpr tcl::Row kCommands[] = {
     row<V, &V::Manager::doCustomize, Word<1>, Options<2>>(
         kScoped<V, "Ip_mig_customize">, tcl::pairs_behind(1, "ip_mig_customize : Not enough arguments")),
     row<V, &I::InputClockPeriod, By<Word<1>>, Word<2>, Word<3>>(kScoped<V, "Ip_mig_InputClockList">),
-    row<V, &V::Manager::checkCSVs, Options<1>>(kInScope<V, "CsvCheck">),
+    row<V, &V::Manager::checkCSVs, PartsFile>(kInScope<V, "CsvCheck">),
     All::kLoadPkg,
     All::kUpdateInstanceName,
     All::kUnLoadPkg,

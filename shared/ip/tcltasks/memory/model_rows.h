@@ -58,7 +58,7 @@ struct Common {
   static constexpr tcl::Row kLoadPkg =
       row<V, &Manager::loadMigPkgData, Options<1>, Told<V, "loadPkg">>(kInBoth<V, "loadPkg">);
   static constexpr tcl::Row kUnLoadPkg =
-      row<V, &Manager::releasePkgData, Options<1>, Told<V, "unLoadPkg">>(kInBoth<V, "unLoadPkg">);
+      row<V, &Manager::releasePkgData, WholeOptions<1>, Told<V, "unLoadPkg">>(kInBoth<V, "unLoadPkg">);
   static constexpr tcl::Row kUpdateInstanceName =
       row<V, &Manager::updateInstanceName, Options<1>>(kInScope<V, "UpdateInstanceName">);
   static constexpr tcl::Row kThrowError = row<V, throw_text, Word<1>>(kInScope<V, "ThrowError">);
@@ -89,7 +89,7 @@ struct Common {
   // ------------------------------------------------------------------------------------------ parameters and parts
 
   static constexpr tcl::Row kLoadCustomPartsData =
-      row<V, overload<Text, Text>(&I::loadCustomParts), By<Word<1>>, Word<2>, Word<3>, Told<V, "loadCustomPartsData">>(
+      row<V, overload<Text, Text>(&I::loadCustomParts), By<Word<1>>, Path<2>, Word<3>, Told<V, "loadCustomPartsData">>(
           kInScope<V, "loadCustomPartsData">);
   static constexpr tcl::Row kGetModelParams =
       row<V, &I::getmodelParams, By<Options<2>>, Word<1>, Options<2>, Told<V, "getmodelParams">>(

@@ -297,7 +297,7 @@ int power_generate(Call<Ip> const& call) {
     Tcl_Obj *context = nullptr, *params = nullptr, *path = nullptr;
     if (!call.has_options(frame::kGenerateUsage, "-context", context, "-params", params, "-path", path))
       return TCL_ERROR;
-    const std::string instance = instance_name(call.map(context)), root = Tcl_GetString(path);
+    const std::string instance = instance_name(call.map(context)), root = tcl::required_native_path(path);
     // The files are those that the boot loader's command left where the core is built.
     return generate<&PSU_Interface::generatePowerData>(call, context, params, [&](StrVec& errors) {
       write_definition(Ip::kCore, root, instance, build_directory(root, instance), errors);
@@ -322,11 +322,11 @@ template <class Ip>
 int generate_sdk_files(Call<Ip> const& call) {
   Tcl_Obj *context = nullptr, *params = nullptr, *path = nullptr;
   if (!call.has_options(frame::kGenerateUsage, "-context", context, "-params", params, "-path", path)) return TCL_ERROR;
+  const std::string root = tcl::required_native_path(path);
   return call.with_instance(context, [&](PSU_Interface& core) {
     ParamMap texts;
     StrVec errors;
     const std::string answer = core.generateBootLoaderFiles(call.map(params), true, texts, errors);
-    const std::string root = Tcl_GetString(path);
     if (errors.empty() && make_directory(root, errors)) {
       write_boot_loader_files(Ip::kCore, texts, root, errors);
       if constexpr (Ip::kDefinition == Definition::of_boot_loader)
