@@ -544,7 +544,21 @@ std::vector<OutputFile> ConfiguredCore::files_for(ParamMap const& params, std::s
 }
 
 void ConfiguredCore::write_files(ParamMap const& params, std::string const& path) {
-  write(path, [&] { return files_for(params, instance_name_, false); });
+  write(path, [&] {
+    std::vector<OutputFile> files = files_for(params, instance_name_, false);
+    const std::lock_guard lock(mutex_);
+    written_.clear();
+    for (OutputFile const& file : files) written_.push_back(path + "/" + file.name);
+    return files;
+  });
+}
+
+void ConfiguredCore::add_stages(AttrMap& file_attributes) const {
+  const ParamMap stages = definitions_behind("STAGE_OF_");
+  const std::lock_guard lock(mutex_);
+  for (std::string const& path : written_)
+    if (const auto stage = stages.find(std::filesystem::path(path).stem()); stage != stages.end())
+      if (!stage->second.empty()) file_attributes[path].insert_or_assign("tandemStage", stage->second);
 }
 
 void ConfiguredCore::write_joint_files(std::string const& path, std::string const& stem) {

@@ -124,6 +124,9 @@ class ConfiguredCore {
   void write_files(ParamMap const& params, std::string const& path);
   /// The same under the name `stem`, and what the sub-cores of a wizard leave together.
   void write_joint_files(std::string const& path, std::string const& stem);
+  /// Adds to those of its files that write_files wrote last which stage of the image loads them, by their paths:
+  /// `tandemStage`, from the definitions `STAGE_OF_<file>` that are not empty.
+  void add_stages(AttrMap& file_attributes) const;
   void emit(CdoBuffer& buffer);
   void monitor_registers(StrPairs& registers);
 
@@ -155,6 +158,7 @@ class ConfiguredCore {
   std::mutex& mutex_;                         // of the whole
   kdi::cores::Configuration& configuration_;  // the whole, or a part of it
   std::string sysmon_data_file_;
+  std::vector<std::string> written_;  // paths
 };
 
 }  // namespace hardip_eng

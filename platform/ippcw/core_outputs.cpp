@@ -50,7 +50,8 @@ std::string json_list(std::vector<std::string> const& rows, std::string const& i
 bool has_monitor(kdi::cores::Core const& core) {
   using kdi::cores::Interface;
   const Interface interface = core.interface();
-  return interface != Interface::fixed && interface != Interface::block && interface != Interface::earlier;
+  return interface != Interface::fixed && interface != Interface::block && interface != Interface::staged &&
+         interface != Interface::earlier;
 }
 
 std::string head(OutputCore const& core) {

@@ -24,6 +24,9 @@ class FixedInstance final : public HardIPInstance<FixedInstance, Named<HardIPInt
 class BlockInstance final : public HardIPInstance<BlockInstance, WithParameters<HardIPInterface>> {
   using HardIPInstance::HardIPInstance;
 };
+class StagedInstance final : public HardIPInstance<StagedInstance, WithStages<HardIPInterface>> {
+  using HardIPInstance::HardIPInstance;
+};
 class PlainInstance final : public HardIPInstance<PlainInstance, WithMonitor<HardIPInterface>> {
   using HardIPInstance::HardIPInstance;
 };
@@ -41,6 +44,8 @@ std::shared_ptr<HardIPInterface> instance_of(Interface interface, Configured cor
     case Interface::block:
     case Interface::earlier:
       return std::make_shared<BlockInstance>(std::move(core));
+    case Interface::staged:
+      return std::make_shared<StagedInstance>(std::move(core));
     case Interface::plain:
       return std::make_shared<PlainInstance>(std::move(core));
     case Interface::pspmc:

@@ -68,6 +68,15 @@ class WithParameters : public Named<Base> {
   void emitCdo(CdoBuffer& buffer) override { this->core_->emit(buffer); }
 };
 
+/// A block whose files are loaded by stages of an image.
+template <class Base>
+class WithStages : public WithParameters<Base> {
+ public:
+  using WithParameters<Base>::WithParameters;
+
+  void addHwDefFileAttributes(AttrMap& fileAttributes) override { this->core_->add_stages(fileAttributes); }
+};
+
 /// A processing system, which has a system monitor.
 template <class Base>
 class WithMonitor : public WithParameters<Base> {

@@ -304,6 +304,8 @@ TEST_F(HardIp, ShippedCoresDifferInWhatTheyOffer) {
   EXPECT_TRUE(offers("tap", HardIPOp::keepsExistingOutput));
   EXPECT_FALSE(offers("pspmc", HardIPOp::keepsExistingOutput));
   EXPECT_TRUE(get(on(kPspmcPart, "tap"))->keepsExistingOutput());
+  EXPECT_TRUE(offers("cpm4", HardIPOp::addHwDefFileAttributes));
+  EXPECT_FALSE(offers("pspmc", HardIPOp::addHwDefFileAttributes));
 }
 
 TEST_F(HardIp, TheFileOfTheSystemMonitorIsKept) {

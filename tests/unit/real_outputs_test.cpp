@@ -143,6 +143,28 @@ TEST_P(ConfiguredOutputs, ArePackagedWhole) {
   }
 }
 
+// The links of a block with PCIe are loaded before the fabric, if the configuration says so.
+using StagedOutputs = RealOutputs;
+INSTANTIATE_TEST_SUITE_P(Of, StagedOutputs, testing::Values(Kind{"cpm4", "1.0", kFirst}, Kind{"cpm5n", "1.0", kLarge}));
+
+TEST_P(StagedOutputs, SayWhichStageLoadsThem) {
+  using Stages = std::map<std::string, std::string>;
+  const auto stages = [&](std::string const& params) {
+    const Answer answer =
+        eval("Ip_config_kdi_tcltasks_GenerateTarget" + context(GetParam()) + " -params {CPM_PCIE0_MODES DMA" + params +
+             "} -path " + scratch_.path("out") + " -data NONE");
+    EXPECT_EQ(answer.code, TCL_OK) << answer;
+    Stages all;
+    for (PackedFile const& file : definition().files)
+      for (auto const& [name, value] : file.attributes) all[file.name + " " + name] = value;
+    return all;
+  };
+  EXPECT_EQ(stages(" CPM_TANDEM_MODE {Tandem PROM}"), (Stages{{"cpm_post_data.cdo tandemStage", "2"},
+                                                              {"cpm_pre_data.cdo tandemStage", "1"},
+                                                              {"cpm_win_data.cdo tandemStage", "2"}}));
+  EXPECT_EQ(stages(" CPM_TANDEM_MODE None"), Stages());
+}
+
 // The program that its package names, built by a compiler of this machine.
 TEST(RealTargets, OfAControllerHaveTheBootProgram) {
   for (char const* const needed : {"/usr/bin/clang", "/usr/bin/ld.lld"})

@@ -169,8 +169,8 @@ class CoreReader : public Scope {
     core_->name_ = name;
     core_->version_ = version;
     if (const auto word = root.find("interface"))
-      core_->interface_ =
-          static_cast<Interface>(word->choice({"fixed", "block", "plain", "pspmc", "cips", "psxl", "earlier"}));
+      core_->interface_ = static_cast<Interface>(
+          word->choice({"fixed", "block", "plain", "pspmc", "cips", "psxl", "earlier", "staged"}));
     if (const auto words = root.find("out_of_range")) {
       filled(*words, words->text(), Places(extent_, {{"parameter", ""}, {"value", ""}, {"range", ""}}));
       core_->out_of_range_ = words->text();

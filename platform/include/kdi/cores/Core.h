@@ -157,6 +157,7 @@ enum class Interface : std::uint8_t {
   cips,     ///< the same for the wizards around them
   psxl,     ///< what the model of the larger processing systems asks
   earlier,  ///< what the commands of the earlier processing systems ask; parameters alone for everybody else
+  staged,   ///< parameters, and which stage of an image loads what the core leaves behind
 };
 
 /// Lists of numbers, one behind the other in one piece of memory.
