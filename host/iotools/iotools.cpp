@@ -4,7 +4,8 @@
 //   iotools::picture PORTS -part PART ?-strobes MAP? ?-title TEXT?   -> SVG of the banks
 //   iotools::decode PARAMETERS -part PART                  -> dictionary: ports, strobes
 //   iotools::memory_file FILE                              -> dictionary: interface, settings, ports, entry, parts
-//   iotools::why USE SETTINGS -part PART                   -> dictionary: possible, obstacles, smallest, nearest
+//   iotools::why USE SETTINGS -part PART ?-ports PLACES? ?-instance NAME?
+//                                                          -> dictionary: possible, obstacles, smallest, nearest
 //   iotools::sites -part PART                              -> list of dictionaries: controllers in silicon
 #include <algorithm>
 #include <map>
@@ -103,9 +104,10 @@ Tcl_Obj* memory_file_command(tcl::Words words) {
 }
 
 Tcl_Obj* why_command(tcl::Words words) {
-  const Options options(words.subspan(2), {"-part"});
+  const Options options(words.subspan(2), {"-part", "-ports", "-instance"});
   return asked([&] {
-    const auto why = kdi::place::why_not(part_of(options), tcl::text_of(words[0]), tcl::text_of(words[1]));
+    const auto why = kdi::place::why_not(part_of(options), {tcl::text_of(words[0]), tcl::text_of(words[1]),
+                                                            options.get("-ports"), options.get("-instance")});
     const auto list = [](auto const& pairs, char const* first) {
       return tcl::new_list(pairs, [first](auto const& one) {
         return tcl::new_dict({{first, one.first}, {"text", one.second}});

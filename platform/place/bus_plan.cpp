@@ -309,57 +309,69 @@ void check_word_clock(device::Part const& part, planning::Bus const& bus) {
       " MHz, and clocks of the part go up to " + number::plain(std::floor(most_mhz));
 }
 
-}  // namespace
-
-BusPlan::BusPlan(device::Part const& part, SiteGroup group, Asked const& what, std::vector<planning::TakenPad> taken)
-    : layout_(layout_of(part)), nibbles_(planning::nibble_map(*layout_)) {
-  Settings const& settings = what.settings;
-  request_.layout = layout_.get();
-  request_.nibbles = &nibbles_;
-  request_.grade = part.speed->name;
-  request_.taken = std::move(taken);
-  request_.banks = banks_for(nibbles_, *layout_, group, settings.numbers("BANKS"));
-  request_.most_banks = settings.whole("MAX_BANKS");
-  if (const int most = settings.whole("BANKS_IN_TRIPLET"); most > 0) request_.most_banks_of_triplet = most;
-  request_.internal_reference = settings.truth("INTERNAL_VREF");
-  Reader reader(settings);
-  reader.read(request_, slips_);
-  split_wide(request_, slips_);
-  wanted_ = planning::bus_interface_of(request_);
-  for (planning::Bus const& bus : request_.buses) check_word_clock(part, bus);
-  terminations_ = reader.terminations();
-  const std::vector<std::string> names = reader.names(request_);
-  std::set<std::string> known;
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    wanted_.signals[i].name = names[i];
-    if (!known.insert(names[i]).second) throw "BUSES: two ports are called " + text::quoted(names[i]);
-  }
-  place(what.locations, what.key);
-}
-
 // Each standard that is told has to be the port's own.
-void BusPlan::place(Locations const& told, std::string const& key) {
-  std::vector<int> pads(wanted_.signals.size(), -1);
+void take_wishes(BusSetup& setup, Locations const& told, std::string const& key) {
+  std::vector<int> pads(setup.wanted.signals.size(), -1);
   for (auto const& [port, at] : told)
-    if (wanted_.signal(port) < 0) throw key + ": there is no port " + text::shown(port);
-  for (auto const& [port, pad] : pads_of(told, *layout_, key)) {
-    const int signal = wanted_.signal(port);
+    if (setup.wanted.signal(port) < 0) throw key + ": there is no port " + text::shown(port);
+  for (auto const& [port, pad] : pads_of(told, *setup.layout, key)) {
+    const int signal = setup.wanted.signal(port);
     pads[static_cast<std::size_t>(signal)] = pad;
     std::string const& standard = told.at(port).standard;
-    std::string const& own = wanted_.signals[static_cast<std::size_t>(signal)].standard;
+    std::string const& own = setup.wanted.signals[static_cast<std::size_t>(signal)].standard;
     if (!standard.empty() && standard != own)
       throw key + ": " + port + ": the standard is " + text::shown(own) + " and not " + text::shown(standard);
   }
-  if (std::any_of(pads.begin(), pads.end(), [](int pad) { return pad >= 0; })) request_.pad_of_signal = pads;
-  planning::BusResult result = planning::place_buses(request_, wanted_);
-  if (!result.plan) throw "the ports cannot be placed: " + planning::reason_of(request_, *result.refutation);
+  if (std::any_of(pads.begin(), pads.end(), [](int pad) { return pad >= 0; })) setup.request.pad_of_signal = pads;
+}
+
+}  // namespace
+
+BusSetup bus_setup(device::Part const& part, SiteGroup group, Asked const& what,
+                   std::vector<planning::TakenPad> taken) {
+  Settings const& settings = what.settings;
+  BusSetup setup;
+  setup.layout = layout_of(part);
+  setup.nibbles = std::make_shared<planning::NibbleMap const>(planning::nibble_map(*setup.layout));
+  planning::BusRequest& request = setup.request;
+  request.layout = setup.layout.get();
+  request.nibbles = setup.nibbles.get();
+  request.grade = part.speed->name;
+  request.taken = std::move(taken);
+  request.banks = banks_for(*setup.nibbles, *setup.layout, group, settings.numbers("BANKS"));
+  for (const int bank : banks_for(*setup.nibbles, *setup.layout, group, {}))
+    if (std::find(request.banks.begin(), request.banks.end(), bank) == request.banks.end())
+      setup.other_banks.push_back(bank);
+  request.most_banks = settings.whole("MAX_BANKS");
+  if (const int most = settings.whole("BANKS_IN_TRIPLET"); most > 0) request.most_banks_of_triplet = most;
+  request.internal_reference = settings.truth("INTERNAL_VREF");
+  Reader reader(settings);
+  reader.read(request, setup.slips);
+  split_wide(request, setup.slips);
+  setup.wanted = planning::bus_interface_of(request);
+  for (planning::Bus const& bus : request.buses) check_word_clock(part, bus);
+  setup.terminations = reader.terminations();
+  const std::vector<std::string> names = reader.names(request);
+  std::set<std::string> known;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    setup.wanted.signals[i].name = names[i];
+    if (!known.insert(names[i]).second) throw "BUSES: two ports are called " + text::quoted(names[i]);
+  }
+  take_wishes(setup, what.locations, what.key);
+  return setup;
+}
+
+BusPlan::BusPlan(device::Part const& part, SiteGroup group, Asked const& what, std::vector<planning::TakenPad> taken)
+    : setup_(bus_setup(part, group, what, std::move(taken))) {
+  planning::BusResult result = planning::place_buses(setup_.request, setup_.wanted);
+  if (!result.plan) throw "the ports cannot be placed: " + planning::reason_of(setup_.request, *result.refutation);
   pads_ = std::move(result.plan->pad_of_signal);
 }
 
 std::vector<planning::TakenPad> BusPlan::claims() const {
   std::vector<planning::TakenPad> claims;
   for (std::size_t i = 0; i < pads_.size(); ++i) {
-    BusSignal const& signal = wanted_.signals[i];
+    BusSignal const& signal = setup_.wanted.signals[i];
     claims.push_back(
         {pads_[i], "another interface", signal.standard, signal.direction != "out", signal.bus >= 0, true});
   }
@@ -368,32 +380,35 @@ std::vector<planning::TakenPad> BusPlan::claims() const {
 
 PortPads BusPlan::port_pads() const {
   PortPads pads;
-  for (std::size_t i = 0; i < pads_.size(); ++i) pads.emplace(wanted_.signals[i].name, pads_[i]);
+  for (std::size_t i = 0; i < pads_.size(); ++i) pads.emplace(setup_.wanted.signals[i].name, pads_[i]);
   return pads;
 }
 
 std::string const& BusPlan::standard(std::string const& port) const {
-  return wanted_.signals[static_cast<std::size_t>(wanted_.signal(port))].standard;
+  return setup_.wanted.signals[static_cast<std::size_t>(setup_.wanted.signal(port))].standard;
 }
 
 std::map<std::string, std::vector<std::string>> BusPlan::strobes() const {
   std::map<std::string, std::vector<std::string>> strobes;
-  for (auto const& [strobe, captured] : planning::captures_of(request_, wanted_, pads_)) {
-    std::vector<std::string>& names = strobes[wanted_.signals[static_cast<std::size_t>(strobe)].name];
+  for (auto const& [strobe, captured] : planning::captures_of(setup_.request, setup_.wanted, pads_)) {
+    std::vector<std::string>& names = strobes[setup_.wanted.signals[static_cast<std::size_t>(strobe)].name];
     for (planning::CapturedNibble const& one : captured)
-      names.push_back(nibble_name(*layout_, nibbles_.nibbles[static_cast<std::size_t>(one.nibble)].pads[0]));
+      names.push_back(
+          nibble_name(*setup_.layout, setup_.nibbles->nibbles[static_cast<std::size_t>(one.nibble)].pads[0]));
   }
   return strobes;
 }
 
 PlanWords BusPlan::words() const {
   PlanWords words{port_pads(), {}, strobes()};
-  for (BusSignal const& signal : wanted_.signals) words.standards.emplace(signal.name, signal.standard);
-  for (auto const& [strobe, captured] : planning::captures_of(request_, wanted_, pads_)) {
-    const int more = slips_[static_cast<std::size_t>(wanted_.signals[static_cast<std::size_t>(strobe)].bus)];
+  for (BusSignal const& signal : setup_.wanted.signals) words.standards.emplace(signal.name, signal.standard);
+  for (auto const& [strobe, captured] : planning::captures_of(setup_.request, setup_.wanted, pads_)) {
+    const int more =
+        setup_.slips[static_cast<std::size_t>(setup_.wanted.signals[static_cast<std::size_t>(strobe)].bus)];
     for (planning::CapturedNibble const& one : captured)
-      words.bit_slips.emplace(nibble_name(*layout_, nibbles_.nibbles[static_cast<std::size_t>(one.nibble)].pads[0]),
-                              one.bit_slip + more);
+      words.bit_slips.emplace(
+          nibble_name(*setup_.layout, setup_.nibbles->nibbles[static_cast<std::size_t>(one.nibble)].pads[0]),
+          one.bit_slip + more);
   }
   return words;
 }
@@ -401,8 +416,8 @@ PlanWords BusPlan::words() const {
 std::map<std::string, PinInfo> BusPlan::pin_info() const {
   std::map<std::string, PinInfo> info;
   for (std::size_t i = 0; i < pads_.size(); ++i) {
-    BusSignal const& signal = wanted_.signals[i];
-    planning::PlacedPad const& at = layout_->pads[static_cast<std::size_t>(pads_[i])];
+    BusSignal const& signal = setup_.wanted.signals[i];
+    planning::PlacedPad const& at = setup_.layout->pads[static_cast<std::size_t>(pads_[i])];
     info[signal.name] = {role_word(signal.role), signal.direction, at.ball, at.name, at.site, signal.standard};
   }
   return info;
@@ -411,26 +426,27 @@ std::map<std::string, PinInfo> BusPlan::pin_info() const {
 OptionMap BusPlan::constraints() const {
   OptionMap ports;
   for (std::size_t i = 0; i < pads_.size(); ++i) {
-    BusSignal const& signal = wanted_.signals[i];
+    BusSignal const& signal = setup_.wanted.signals[i];
     planning::IoStandard const& standard = *planning::find_standard(signal.standard);
-    Pairs properties{{"PACKAGE_PIN", layout_->pads[static_cast<std::size_t>(pads_[i])].ball},
+    Pairs properties{{"PACKAGE_PIN", setup_.layout->pads[static_cast<std::size_t>(pads_[i])].ball},
                      {"IOSTANDARD", signal.standard}};
     if (signal.direction != "in" && !standard.output_impedance.empty())
       properties.emplace_back("OUTPUT_IMPEDANCE", standard.output_impedance[0]);
-    const auto told = terminations_.find(signal.name);
-    const std::string termination = told != terminations_.end()    ? told->second
-                                    : standard.termination.empty() ? std::string(kNone)
-                                                                   : standard.termination[0];
+    const auto told = setup_.terminations.find(signal.name);
+    const std::string termination = told != setup_.terminations.end() ? told->second
+                                    : standard.termination.empty()    ? std::string(kNone)
+                                                                      : standard.termination[0];
     if (signal.direction != "out" && termination != kNone) properties.emplace_back("ODT", termination);
-    if (signal.role == BusSignal::Role::data && !request_.buses[static_cast<std::size_t>(signal.bus)].bias.empty())
-      properties.emplace_back("DC_BIAS", request_.buses[static_cast<std::size_t>(signal.bus)].bias);
+    if (signal.role == BusSignal::Role::data &&
+        !setup_.request.buses[static_cast<std::size_t>(signal.bus)].bias.empty())
+      properties.emplace_back("DC_BIAS", setup_.request.buses[static_cast<std::size_t>(signal.bus)].bias);
     ports[signal.name] = write_dictionary(properties);
   }
   return ports;
 }
 
 int BusPlan::bank_number(int pad) const {
-  return layout_->banks[static_cast<std::size_t>(layout_->bank_of_pad(pad))].number;
+  return setup_.layout->banks[static_cast<std::size_t>(setup_.layout->bank_of_pad(pad))].number;
 }
 
 std::vector<int> BusPlan::banks() const {
@@ -440,14 +456,14 @@ std::vector<int> BusPlan::banks() const {
 }
 
 int BusPlan::master_bank() const {
-  const int pad = request_.system_clock == planning::SystemClock::none ? pads_[0] : pads_.back();
-  planning::NibbleBank const& home = *nibbles_.of_bank(layout_->bank_of_pad(pad));
-  const int master = nibbles_.banks[static_cast<std::size_t>(home.master)].bank;
-  return layout_->banks[static_cast<std::size_t>(master)].number;
+  const int pad = setup_.request.system_clock == planning::SystemClock::none ? pads_[0] : pads_.back();
+  planning::NibbleBank const& home = *setup_.nibbles->of_bank(setup_.layout->bank_of_pad(pad));
+  const int master = setup_.nibbles->banks[static_cast<std::size_t>(home.master)].bank;
+  return setup_.layout->banks[static_cast<std::size_t>(master)].number;
 }
 
 int BusPlan::system_clock_bank() const {
-  return request_.system_clock == planning::SystemClock::none ? -1 : bank_number(pads_.back());
+  return setup_.request.system_clock == planning::SystemClock::none ? -1 : bank_number(pads_.back());
 }
 
 std::vector<CoreInterface> interfaces_of_buses(Settings const& settings) {

@@ -15,18 +15,31 @@ namespace kdi::place {
 /// Of what sites the banks of an interface are.
 enum class SiteGroup { nibble, octad };
 
+/// What is asked for, as the planner takes it.
+struct BusSetup {
+  std::shared_ptr<planning::Layout const> layout;
+  std::shared_ptr<planning::NibbleMap const> nibbles;
+  planning::BusRequest request;                     ///< of these two
+  planning::BusInterface wanted;                    ///< with the names that the user gives
+  std::vector<int> slips;                           ///< by bus of the request: bits that the user asks for
+  std::map<std::string, std::string> terminations;  ///< by port, where the user asks for one
+  std::vector<int> other_banks;                     ///< numbers of those of the same sites that are not selected
+};
+
+/// Throws a std::string for settings and ports that there are not. `taken` are the pads of others.
+BusSetup bus_setup(device::Part const& part, SiteGroup group, Asked const& what, std::vector<planning::TakenPad> taken);
+
 class BusPlan {
  public:
-  /// The best plan with ports where `what` has them, which may be none or all. Throws a std::string for settings and
-  /// ports that there are not, for places that break a rule, naming it, and where there is no plan, saying why.
-  /// `taken` are the pads of others.
+  /// The best plan with ports where `what` has them, which may be none or all. Throws a std::string as bus_setup does,
+  /// for places that break a rule, naming it, and where there is no plan, saying why.
   BusPlan(device::Part const& part, SiteGroup group, Asked const& what, std::vector<planning::TakenPad> taken);
   BusPlan(BusPlan const&) = delete;
   BusPlan& operator=(BusPlan const&) = delete;
 
-  planning::Layout const& layout() const { return *layout_; }
-  planning::BusRequest const& request() const { return request_; }
-  planning::BusInterface const& interface() const { return wanted_; }
+  planning::Layout const& layout() const { return *setup_.layout; }
+  planning::BusRequest const& request() const { return setup_.request; }
+  planning::BusInterface const& interface() const { return setup_.wanted; }
   std::vector<int> const& pads() const { return pads_; }
 
   /// Its pads, as others have to know them.
@@ -46,15 +59,9 @@ class BusPlan {
   int system_clock_bank() const;
 
  private:
-  void place(Locations const& told, std::string const& key);
   int bank_number(int pad) const;
 
-  std::shared_ptr<planning::Layout const> layout_;
-  planning::NibbleMap nibbles_;
-  planning::BusRequest request_;
-  planning::BusInterface wanted_;
-  std::vector<int> slips_;                           ///< by bus of the request: bits that the user asks for
-  std::map<std::string, std::string> terminations_;  ///< by port, where the user asks for one
+  BusSetup setup_;
   std::vector<int> pads_;
 };
 

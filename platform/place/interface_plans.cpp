@@ -5,7 +5,9 @@
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/place/host/InterfacePlans.h"
+#include "kdi/planning/BusDiagnosis.h"
 #include "kdi/planning/Diagnosis.h"
+#include "platform/place/bus_plan.h"
 #include "platform/place/memory_file.h"
 #include "platform/place/memory_plan.h"
 #include "platform/place/words.h"
@@ -27,20 +29,75 @@ OptionMap map_of(std::string const& key, std::string const& dictionary) {
   return {pairs.begin(), pairs.end()};
 }
 
-MemoryUse use_of(std::string const& word) {
-  constexpr std::array<char const*, 4> kUses = {"soft_DDR4", "hard_DDR4", "hard_DDR5", "xphy_io"};
-  return static_cast<MemoryUse>(choice_of("use", word, kUses));
+// The first four are of memories, then come two each of nibbles and of octads.
+constexpr std::array<char const*, 8> kUses = {"soft_DDR4", "hard_DDR4", "hard_DDR5",   "xphy_io",
+                                              "adcDac",    "advwiz",    "x5io_wizard", "x5phio"};
+constexpr int kMemoryUses = 4, kFirstOfOctads = 6;
+
+// The pads that others have: all but those of the instance that is asked about.
+std::vector<planning::TakenPad> taken_by_others(device::Part const& part, std::string const& instance) {
+  if (instance.empty()) return planning::Seat(part).others().taken;
+  auto* const own = kelvane_io::kelvane_io_v1::HIPKelvaneIPMgr::getIPInstance(instance);
+  if (own == nullptr) throw "there is no instance " + text::shown(instance);
+  if (own->state().part != &part)
+    throw "instance " + text::shown(instance) + " is of the part " + own->state().part->name;
+  return own->state().seat->others().taken;
 }
 
-planning::Wanted wanted_of(MemorySetup const& setup, planning::Layout const& layout) {
+planning::Wanted wanted_of(device::Part const& part, MemorySetup const& setup, planning::Layout const& layout,
+                           PortPads const& asked) {
   planning::Wanted wanted;
   wanted.layout = &layout;
   wanted.interface = setup.interface_request();
   wanted.standards = setup.standards();
   wanted.rate_mbps = std::min(setup.rate_mbps(), setup.memory.rate_mbps);
+  wanted.grade = part.speed->name;
   wanted.internal_reference = setup.internal_reference;
   wanted.banks = setup.banks;
+  wanted.pad_of_signal = asked;
   return wanted;
+}
+
+template <class Diagnosis, class Near>
+void tell(WhyNot& why, Diagnosis const& found, std::vector<Near> const& nearest) {
+  why.is_possible = found.is_possible;
+  why.is_smallest = found.is_smallest;
+  for (planning::Obstacle const& one : found.obstacles) why.obstacles.emplace_back(one.rule, one.text);
+  for (Near const& one : nearest) why.nearest.emplace_back(one.change, one.text);
+}
+
+WhyNot why_no_buses(device::Part const& part, SiteGroup group, Asked const& what,
+                    std::vector<planning::TakenPad> taken) {
+  const BusSetup setup = bus_setup(part, group, what, std::move(taken));
+  const planning::BusDiagnosis found = planning::diagnose_buses(setup.request, setup.other_banks);
+  WhyNot why;
+  tell(why, found, found.nearest);
+  return why;
+}
+
+WhyNot why_no_memory(device::Part const& part, MemoryUse use, Asked const& what,
+                     std::vector<planning::TakenPad> taken) {
+  const MemorySetup setup = memory_setup(part, use, what.settings);
+  WhyNot why;
+  if (setup.hard != nullptr) {  // its pads are where they are: there is nothing to be changed
+    try {
+      memory_plan(part, use, what.settings, what.locations, taken);
+      why.is_possible = true;
+    } catch (std::string const& fault) {
+      why.obstacles.emplace_back("fixed-pads", fault);
+      why.is_smallest = true;
+    }
+    return why;
+  }
+  const auto layout = layout_of(part);
+  planning::Wanted wanted = wanted_of(part, setup, *layout, pads_of(what.locations, *layout, what.key));
+  wanted.taken = std::move(taken);
+  const planning::Asked asked(wanted);
+  for (auto const& [port, place] : what.locations)
+    if (asked.interface().signal(port) < 0) throw what.key + ": there is no port " + text::shown(port);
+  const planning::Diagnosis found = planning::diagnose(asked.request());
+  tell(why, found, found.is_possible ? std::vector<planning::NearPlan>() : planning::nearest_plans(wanted));
+  return why;
 }
 
 }  // namespace
@@ -78,30 +135,14 @@ MemoryFileContent read_memory_file_content(std::string const& path) {
   });
 }
 
-WhyNot why_not(device::Part const& part, std::string const& use, std::string const& settings) {
+WhyNot why_not(device::Part const& part, WhyQuestion const& question) {
   return asked([&] {
-    const MemorySetup setup = memory_setup(part, use_of(use), settings_of_dictionary("settings", settings));
-    const auto layout = layout_of(part);
-    WhyNot why;
-    if (setup.hard != nullptr) {  // its pads are where they are: there is nothing to be changed
-      try {
-        const MemoryPlan plan(part, setup, {});
-        why.is_possible = true;
-      } catch (std::string const& fault) {
-        why.obstacles.emplace_back("fixed-pads", fault);
-        why.is_smallest = true;
-      }
-      return why;
-    }
-    const planning::Wanted wanted = wanted_of(setup, *layout);
-    const planning::Diagnosis found = planning::diagnose(planning::Asked(wanted).request());
-    why.is_possible = found.is_possible;
-    why.is_smallest = found.is_smallest;
-    for (planning::Obstacle const& one : found.obstacles) why.obstacles.emplace_back(one.rule, one.text);
-    if (!found.is_possible)
-      for (planning::NearPlan const& one : planning::nearest_plans(wanted))
-        why.nearest.emplace_back(one.change, one.text);
-    return why;
+    const int use = choice_of("use", question.use, kUses);
+    const place::Asked what{
+        {}, settings_of_dictionary("settings", question.settings), read_locations("ports", question.ports), "ports"};
+    std::vector<planning::TakenPad> taken = taken_by_others(part, question.instance);
+    if (use < kMemoryUses) return why_no_memory(part, static_cast<MemoryUse>(use), what, std::move(taken));
+    return why_no_buses(part, use < kFirstOfOctads ? SiteGroup::nibble : SiteGroup::octad, what, std::move(taken));
   });
 }
 

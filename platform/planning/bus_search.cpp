@@ -48,9 +48,13 @@ class Search {
     next_ = now_;
   }
 
-  std::optional<BusPlan> run() {
+  bool is_possible() {
     least_banks_and_hops();
-    if (least_ == kNoPlan) return std::nullopt;
+    return least_ != kNoPlan;
+  }
+
+  std::optional<BusPlan> run() {
+    if (!is_possible()) return std::nullopt;
     least_lanes();
     least_off_centre();
     BusPlan plan;
@@ -507,21 +511,36 @@ std::vector<int> clock_choices(BusProblem const& problem, BusPart const& part) {
   return pads;
 }
 
+namespace {
+
+// What the pads that are asked for break, in words; of a pair that is asked for by half the other half is asked for as
+// well.
+std::string fault_of_wishes(BusRequest const& request, BusInterface const& wanted) {
+  if (request.pad_of_signal.empty()) return {};
+  std::vector<int> wishes = request.pad_of_signal;
+  for (std::size_t i = 0; i < wishes.size(); ++i) {
+    const int partner = wanted.signals[i].partner;
+    if (wishes[i] < 0 || partner < 0 || wishes[at(partner)] >= 0) continue;
+    wishes[at(partner)] = request.layout->pads[at(wishes[i])].partner;
+  }
+  const std::vector<Violation> broken = bus_violations(request, wanted, wishes);
+  return broken.empty() ? std::string() : broken[0].text;
+}
+
+}  // namespace
+
+bool can_place_buses(BusRequest const& request, BusInterface const& wanted, KnownFits* known) {
+  if (!fault_of_wishes(request, wanted).empty()) return false;
+  const BusProblem problem(request, wanted, known);
+  const std::vector<BusPart> parts = parts_of(*request.nibbles, *request.layout);
+  return Search(problem, parts, wanted).is_possible();
+}
+
 BusResult place_buses(BusRequest const& request, BusInterface const& wanted) {
   BusResult result;
-  if (!request.pad_of_signal.empty()) {
-    // Of a pair that is asked for by half the other half is asked for as well.
-    std::vector<int> wishes = request.pad_of_signal;
-    for (std::size_t i = 0; i < wishes.size(); ++i) {
-      const int partner = wanted.signals[i].partner;
-      if (wishes[i] < 0 || partner < 0 || wishes[at(partner)] >= 0) continue;
-      wishes[at(partner)] = request.layout->pads[at(wishes[i])].partner;
-    }
-    const std::vector<Violation> broken = bus_violations(request, wanted, wishes);
-    if (!broken.empty()) {
-      result.refutation.emplace().pinned = broken[0].text;
-      return result;
-    }
+  if (std::string fault = fault_of_wishes(request, wanted); !fault.empty()) {
+    result.refutation.emplace().pinned = std::move(fault);
+    return result;
   }
   const BusProblem problem(request, wanted);
   const std::vector<BusPart> parts = parts_of(*request.nibbles, *request.layout);

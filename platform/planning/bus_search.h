@@ -18,6 +18,9 @@ std::vector<BusPart> parts_of(NibbleMap const& map, Layout const& layout);
 /// The pads that the system clock can have in a part; just -1 if there is none to place.
 std::vector<int> clock_choices(BusProblem const& problem, BusPart const& part);
 
+/// Whether there is a plan, without making it. `known` as of a BusProblem.
+bool can_place_buses(BusRequest const& request, BusInterface const& wanted, KnownFits* known);
+
 /// Why a request that has no place has none.
 BusRefutation refute_buses(BusProblem const& problem, std::vector<BusPart> const& parts);
 

@@ -22,11 +22,59 @@ std::size_t at(Number number) {
 
 }  // namespace
 
-BusProblem::BusProblem(BusRequest const& request, BusInterface const& wanted)
-    : request_(request), wanted_(wanted), needs_(bus_needs(request, wanted)) {
+BusProblem::BusProblem(BusRequest const& request, BusInterface const& wanted, KnownFits* known)
+    : request_(request), wanted_(wanted), needs_(bus_needs(request, wanted)), known_(known != nullptr ? *known : own_) {
   take_wishes();
   sort_kinds();
   read_banks();
+  const std::string buses = text_of_buses();
+  for (std::size_t bank = 0; bank < map().banks.size(); ++bank)
+    states_.push_back(buses + state_of(static_cast<int>(bank)));
+}
+
+// All of the buses but their names.
+std::string BusProblem::text_of_buses() const {
+  std::string text = request_.system_clock_standard;
+  for (Bus const& bus : request_.buses) {
+    text += "\n" + bus.standard + " " + bus.clock_standard + " " + bus.bias;
+    for (const int number :
+         {static_cast<int>(bus.direction), static_cast<int>(bus.clock), bus.width, bus.rate_mbps, bus.ratio})
+      text += " " + std::to_string(number);
+  }
+  return text + "\n";
+}
+
+// What a bank is, and what of it is free for which bus; numbers are small but for the delay.
+std::string BusProblem::state_of(int index) const {
+  NibbleBank const& bank = map().banks[at(index)];
+  std::string state = std::to_string(bank.hop_ps) + " ";
+  const auto put = [&](int number) { state += static_cast<char>(number); };
+  const auto put_site = [&](int pad) {
+    put(nibble_of(pad) - bank.first);
+    put(static_cast<int>(bit_of(pad)));
+  };
+  put(bank.count);
+  put(bank.most_hops);
+  for (std::vector<int> const& from : bank.hops)
+    for (const int hops : from) put(hops);
+  for (int nibble = bank.first; nibble < bank.first + bank.count; ++nibble) {
+    put(static_cast<int>(map().nibbles[at(nibble)].pads.size()));
+    put(static_cast<int>(usable_[at(nibble)]));
+    put(owned_[at(nibble)] ? 1 : 0);
+    for (const int pad : map().nibbles[at(nibble)].pads) {
+      PlacedPad const& placed = layout().pads[at(pad)];
+      put((placed.strobe ? 1 : 0) + (placed.positive ? 2 : 0) + (placed.partner >= 0 ? 4 : 0));
+      if (placed.partner >= 0) put_site(placed.partner);
+    }
+  }
+  for (const bool barred : barred_[at(index)]) put(barred ? 1 : 0);
+  for (std::size_t i = 0; i < wish_.size(); ++i) {
+    if (wish_[i] < 0) continue;
+    state += " " + std::to_string(i) + ":";
+    const int nibble = nibble_of(wish_[i]);
+    if (nibble >= bank.first && nibble < bank.first + bank.count) put_site(wish_[i]);
+  }
+  return state;
 }
 
 void BusProblem::take_wishes() {
@@ -276,11 +324,21 @@ std::vector<std::pair<NibbleSet, Hops>> const& BusProblem::least_ways(int kind, 
   return least;
 }
 
-std::vector<std::pair<Selection, Hops>> const& BusProblem::fits(int bank, NibbleSet open, int clock_pad,
-                                                                KindSet kinds) const {
-  const auto [known, is_new] = fits_.try_emplace({bank, open, clock_pad, kinds});
-  std::vector<std::pair<Selection, Hops>>& fits = known->second;
-  if (!is_new) return fits;
+Fits const& BusProblem::fits(int bank, NibbleSet open, int clock_pad, KindSet kinds) const {
+  const auto [own, is_new] = fits_.try_emplace({bank, open, clock_pad, kinds}, nullptr);
+  if (!is_new) return *own->second;
+  std::string state = states_[at(bank)] + " " + std::to_string(open) + " " + std::to_string(kinds);
+  if (clock_pad >= 0)
+    state += " " + std::to_string(nibble_of(clock_pad) - map().banks[at(bank)].first) + " " +
+             std::to_string(clock_mask(clock_pad));
+  const auto [known, is_first] = known_.try_emplace(std::move(state));
+  if (is_first) known->second = found_fits(bank, open, clock_pad, kinds);
+  own->second = &known->second;
+  return known->second;
+}
+
+Fits BusProblem::found_fits(int bank, NibbleSet open, int clock_pad, KindSet kinds) const {
+  Fits fits;
   struct Packed {
     Selection selection = 0;
     KindSet fine = 0;                              // that can be beside

@@ -6,6 +6,7 @@
 #include <map>
 #include <string>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -37,10 +38,21 @@ struct BusPlacing {
   std::vector<int> pads;  ///< in the order of its signals
 };
 
+/// The selections that fit into a bank, each with the fewest hops.
+using Fits = std::vector<std::pair<Selection, Hops>>;
+
+/// Fits by all that they depend on: banks that are alike are looked at once, and those of requests that differ
+/// elsewhere.
+using KnownFits = std::unordered_map<std::string, Fits>;
+
 /// A request made ready.
 class BusProblem {
  public:
-  BusProblem(BusRequest const& request, BusInterface const& wanted);
+  /// `known` are fits of other requests on any layout, to which those of this one come; it outlives the problem. Null:
+  /// nothing is known.
+  BusProblem(BusRequest const& request, BusInterface const& wanted, KnownFits* known = nullptr);
+  BusProblem(BusProblem const&) = delete;
+  BusProblem& operator=(BusProblem const&) = delete;
 
   BusRequest const& request() const { return request_; }
   NibbleMap const& map() const { return *request_.nibbles; }
@@ -68,7 +80,7 @@ class BusProblem {
 
   /// The selections that fit into the nibbles `open` of a bank, but for the one of none, each with the fewest hops.
   /// Beside the system clock at `clock_pad` (of this bank, or -1), and of no other kinds than `kinds`.
-  std::vector<std::pair<Selection, Hops>> const& fits(int bank, NibbleSet open, int clock_pad, KindSet kinds) const;
+  Fits const& fits(int bank, NibbleSet open, int clock_pad, KindSet kinds) const;
 
   /// All ways to put a bus into the nibbles `open`, with at most so many hops, each with its least pads.
   void each_placing(int bus, int bank, NibbleSet open, int clock_pad, int most_hops,
@@ -93,6 +105,9 @@ class BusProblem {
   void sort_kinds();
   void take_wishes();
   void read_banks();
+  std::string text_of_buses() const;
+  std::string state_of(int bank) const;
+  Fits found_fits(int bank, NibbleSet open, int clock_pad, KindSet kinds) const;
   unsigned bit_of(int pad) const;
   int nibble_of(int pad) const { return map().nibble_of_pad[static_cast<std::size_t>(pad)]; }
   unsigned clock_mask(int clock_pad) const;
@@ -118,7 +133,10 @@ class BusProblem {
   std::vector<unsigned> usable_;           // by nibble of the map, but for what is asked for
   std::vector<std::vector<bool>> barred_;  // by bank of the map: bus, the system clock last
   std::vector<bool> owned_;                // by nibble: another interface's
-  mutable std::map<std::tuple<int, NibbleSet, int, KindSet>, std::vector<std::pair<Selection, Hops>>> fits_;
+  std::vector<std::string> states_;        // by bank of the map: what fits depend on, but for a clock and what is open
+  KnownFits own_;
+  KnownFits& known_;
+  mutable std::map<std::tuple<int, NibbleSet, int, KindSet>, Fits const*> fits_;
   mutable std::map<std::tuple<int, int, int>, std::vector<Hops>> costs_;
   mutable std::map<std::tuple<int, int, int>, std::vector<std::pair<NibbleSet, Hops>>> ways_;
 };

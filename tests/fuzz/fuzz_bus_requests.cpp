@@ -12,11 +12,15 @@ namespace {
 
 using namespace kdi::planning;
 
-// Bytes as choices; where they end all choices are the first.
+// Bytes as choices, so that letters spell a request: `a` is the first choice, and blanks and ends of lines are none.
+// Where the bytes end all choices are the first.
 class Choices {
  public:
   Choices(std::uint8_t const* data, std::size_t size) : data_(data), end_(data + size) {}
-  int below(int count) { return data_ == end_ ? 0 : *data_++ % count; }
+  int below(int count) {
+    while (data_ != end_ && (*data_ == ' ' || *data_ == '\n')) ++data_;
+    return data_ == end_ ? 0 : static_cast<std::uint8_t>(*data_++ - 'a') % count;
+  }
   int below_many(int count) { return (below(256) * 256 + below(256)) % count; }
   bool one_in(int count) { return below(count) == count - 1; }
 

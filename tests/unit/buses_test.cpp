@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <iostream>
 #include <tuple>
 
+#include "kdi/planning/BusDiagnosis.h"
 #include "tests/support/plain_bus_refutation.h"
 #include "tests/support/random_buses.h"
 
@@ -173,6 +175,145 @@ TEST(Buses, PlansKeepTheRulesAndProofsAreSound) {
   EXPECT_GE(all - possible, all * 30 / 100);
   EXPECT_GE(with_taken, all * 30 / 100);
   EXPECT_GE(nearly_full, all * 10 / 100);
+}
+
+// -------------------------------------------------------------------------------------------------------- why not
+
+// Of one bank of two lanes of two nibbles of two pairs.
+constexpr int kPlainPads = 2 * 2 * 4;
+
+// A request without some of what stands in the way, as a person would ask it.
+planning::BusRequest without(Question const& question, std::vector<planning::Obstacle> const& obstacles,
+                             std::vector<int> const& other_banks) {
+  planning::BusRequest request = question.request;
+  std::map<std::string, int> asked;
+  for (std::size_t i = 0; i < request.pad_of_signal.size(); ++i)
+    if (request.pad_of_signal[i] >= 0) asked[question.wanted.signals[i].name] = request.pad_of_signal[i];
+  request.pad_of_signal.clear();
+  for (planning::Obstacle const& one : obstacles) {
+    if (one.rule == "bank-selection") request.banks.insert(request.banks.end(), other_banks.begin(), other_banks.end());
+    if (one.rule == "bank-limit") request.most_banks = 0;
+    if (one.rule == "triplet-banks") request.most_banks_of_triplet = 3;
+    if (one.rule == "reference-pad") request.internal_reference = true;
+    if (one.rule == "system-clock-site") request.system_clock = planning::SystemClock::none;
+    if (one.rule == "pad-free") request.taken.clear();
+    if (one.rule == "nibble-owner")
+      std::erase_if(request.buses, [&](auto const& bus) { return one.text.starts_with(bus.name + ","); });
+    if (one.rule == "as-asked")
+      for (planning::BusSignal const& signal : question.wanted.signals)
+        if (one.text.ends_with(" " + (signal.bus < 0
+                                          ? std::string("the system clock")
+                                          : question.request.buses[static_cast<std::size_t>(signal.bus)].name)))
+          asked.erase(signal.name);
+  }
+  if (request.buses.empty() || asked.empty()) return request;
+  for (planning::BusSignal const& signal : planning::bus_interface_of(request).signals)
+    request.pad_of_signal.push_back(asked.count(signal.name) != 0 ? asked.at(signal.name) : -1);
+  return request;
+}
+
+bool is_possible(planning::BusRequest const& request) {
+  if (request.buses.empty()) return true;
+  return planning::place_buses(request, planning::bus_interface_of(request)).plan.has_value();
+}
+
+// Of a bank that a bus fills, with what leaves it no room.
+TEST(Buses, WhatStandsInTheWayIsToldInWords) {
+  const auto told = [](std::function<void(Question&)> const& change) {
+    Random random(1);
+    Question question;
+    NibbleShape shape;
+    shape.rows = 1;
+    shape.plain = true;
+    question.layout = random_nibbles(random, shape);
+    for (planning::PlacedPad& pad : question.layout.pads) pad.impedance = false;
+    planning::Bus bus;
+    bus.name = "b";
+    bus.direction = planning::BusDirection::transmit;
+    bus.width = static_cast<int>(question.layout.pads.size());
+    bus.standard = "SSTL12";
+    bus.rate_mbps = 800;
+    bus.ratio = 8;
+    question.request.buses = {bus};
+    question.request.system_clock = planning::SystemClock::none;
+    question.request.internal_reference = true;
+    change(question);
+    question.finish();
+    const planning::BusDiagnosis found = planning::diagnose_buses(question.request, {});
+    std::string all;
+    for (planning::Obstacle const& one : found.obstacles) all += one.rule + ": " + one.text + "; ";
+    for (planning::NearBusPlan const& one : found.nearest) all += one.change + ": " + one.text + "; ";
+    return all;
+  };
+  EXPECT_EQ(told([](Question&) {}), "");
+  EXPECT_EQ(
+      told([](Question& one) {
+        one.request.internal_reference = false;
+        one.request.buses[0].direction = planning::BusDirection::bidirectional;
+        one.request.buses[0].clock = planning::BusClock::strobe;
+        one.request.buses[0].clock_standard = "SSTL12";
+        --one.request.buses[0].width;
+        one.layout.pads[3].reference = true;
+      }),
+      "reference-pad: the reference voltage that comes from outside; reference: the reference voltage made inside; "
+      "narrower: b with " +
+          std::to_string(kPlainPads - 2) + " signals instead of " + std::to_string(kPlainPads - 1) + "; ");
+  EXPECT_EQ(
+      told([](Question& one) {
+        one.request.system_clock = planning::SystemClock::single_ended;
+        one.request.system_clock_standard = "SSTL12";
+      }),
+      "system-clock-site: the pads of the system clock; clock: a system clock from within the device; narrower: b "
+      "with " +
+          std::to_string(kPlainPads - 1) + " signals instead of " + std::to_string(kPlainPads) + "; ");
+  EXPECT_EQ(told([](Question& one) {
+              one.request.taken = {{0, "another", "", false, false, true}};
+            }),
+            "pad-free: the pads that others have; narrower: b with " + std::to_string(kPlainPads - 1) +
+                " signals instead of " + std::to_string(kPlainPads) +
+                "; others: without the pads of others in bank 100; ");
+}
+
+TEST(Buses, WhatStandsInTheWayIsAllNeededAndTheNearestPlansKeepTheRules) {
+  Random random(23);
+  int diagnosed = 0, near = 0, together = 0;
+  std::set<std::string> rules, changes;
+  for (int round = 0, all = rounds(40, 3000); round < all; ++round) {
+    const auto question = round % 4 == 0 ? large_question(random) : small_question(random);
+    std::vector<int> others;
+    if (!question->request.banks.empty())
+      for (auto const& [number, bank] : question->board.banks)
+        if (std::count(question->request.banks.begin(), question->request.banks.end(), number) == 0)
+          others.push_back(number);
+    const planning::BusDiagnosis told = planning::diagnose_buses(question->request, others);
+    ASSERT_EQ(told.is_possible, is_possible(question->request)) << round;
+    if (told.is_possible) continue;
+    ++diagnosed;
+    ASSERT_FALSE(told.obstacles.empty()) << round;
+    ASSERT_TRUE(is_possible(without(*question, told.obstacles, others))) << round;
+    for (std::size_t i = 0; i < told.obstacles.size(); ++i) {
+      rules.insert(told.obstacles[i].rule);
+      std::vector<planning::Obstacle> fewer = told.obstacles;
+      fewer.erase(fewer.begin() + static_cast<std::ptrdiff_t>(i));
+      ASSERT_FALSE(is_possible(without(*question, fewer, others))) << round << ": " << told.obstacles[i].text;
+    }
+    together += told.obstacles.size() > 1 ? 1 : 0;
+    for (planning::NearBusPlan const& one : told.nearest) {
+      ++near;
+      changes.insert(one.change);
+      Question then;
+      then.layout = question->layout;
+      then.request = one.request;
+      then.finish();
+      ASSERT_EQ(listed(then.broken(one.plan.pad_of_signal)), "") << round << ": " << one.text;
+    }
+  }
+  std::cout << diagnosed << " diagnosed, " << near << " near, " << together
+            << " with several obstacles: " << listed(rules) << "; " << listed(changes) << "\n";
+  EXPECT_GT(diagnosed, 12);
+  EXPECT_GT(near, 12);
+  EXPECT_GE(rules.size(), 4u);
+  EXPECT_GE(changes.size(), 4u);
 }
 
 }  // namespace

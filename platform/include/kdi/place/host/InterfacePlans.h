@@ -42,14 +42,24 @@ struct MemoryFileContent {
 };
 KDI_DOOR MemoryFileContent read_memory_file_content(std::string const& path);
 
-/// Why an interface to a memory has no plan, and what has one.
+/// Why an interface has no plan, and what has one.
 struct WhyNot {
   bool is_possible = false;
   std::vector<std::pair<std::string, std::string>> obstacles;  ///< rule, and in words; of a controller in silicon one
   bool is_smallest = false;                                    ///< every smaller set was tried
   std::vector<std::pair<std::string, std::string>> nearest;    ///< change, and in words
 };
-/// `use` is soft_DDR4, hard_DDR4, hard_DDR5 or xphy_io, `settings` what XGUI_CONFIG has.
-KDI_DOOR WhyNot why_not(device::Part const& part, std::string const& use, std::string const& settings);
+
+/// What is asked.
+struct WhyQuestion {
+  std::string use;       ///< soft_DDR4, hard_DDR4, hard_DDR5 or xphy_io of memories; of buses adcDac, advwiz,
+                         ///< x5io_wizard or x5phio
+  std::string settings;  ///< what XGUI_CONFIG has
+  std::string ports;     ///< what PORT_LOCS has
+  std::string instance;  ///< of I/O planning, whose pads are none of others'; empty: none
+};
+
+/// Beside the pads that controllers of memories and interfaces of the process have on the part.
+KDI_DOOR WhyNot why_not(device::Part const& part, WhyQuestion const& question);
 
 }  // namespace kdi::place

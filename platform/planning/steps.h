@@ -1,0 +1,81 @@
+// Changes of a request by kinds, each with its steps from the least on, and the nearest of them with which there is a
+// plan.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kdi::planning {
+
+template <class Request>
+struct Step {
+  std::string text;
+  std::function<void(Request&)> change;
+};
+
+template <class Request>
+struct StepKind {
+  std::string name;
+  std::vector<Step<Request>> steps;
+  bool ends_with_least = true;  ///< where the last step does not do, none does
+};
+
+template <class Request>
+Request changed(Request request, Step<Request> const& step) {
+  step.change(request);
+  return request;
+}
+
+/// The first step with which there is a plan; null if there is none.
+template <class Request, class IsPossible>
+Step<Request> const* first_possible(Request const& request, StepKind<Request> const& kind, IsPossible is_possible) {
+  if (kind.ends_with_least && !is_possible(changed(request, kind.steps.back()))) return nullptr;
+  const auto found = std::find_if(kind.steps.begin(), kind.steps.end(),
+                                  [&](Step<Request> const& step) { return is_possible(changed(request, step)); });
+  return found == kind.steps.end() ? nullptr : &*found;
+}
+
+/// Of each kind the first step with which there is a plan. `planned(request, kind, text)` gives an optional answer.
+template <class Near, class Request, class IsPossible, class Planned>
+std::vector<Near> nearest_by_one(Request const& request, std::vector<StepKind<Request>> const& kinds,
+                                 IsPossible is_possible, Planned planned) {
+  std::vector<Near> all;
+  for (StepKind<Request> const& kind : kinds)
+    if (Step<Request> const* const step = first_possible(request, kind, is_possible))
+      if (auto one = planned(changed(request, *step), kind.name, step->text)) all.push_back(std::move(*one));
+  return all;
+}
+
+/// All kinds with their last steps; of these only what is needed, beginning with what is the least wanted, and of each
+/// the first step that does beside the others.
+template <class Near, class Request, class IsPossible, class Planned>
+std::vector<Near> nearest_by_several(Request const& request, std::vector<StepKind<Request>> const& kinds,
+                                     IsPossible is_possible, Planned planned) {
+  std::vector<Step<Request> const*> steps;
+  for (StepKind<Request> const& kind : kinds) steps.push_back(kind.ends_with_least ? &kind.steps.back() : nullptr);
+  const auto with_all = [&](std::size_t except) {
+    Request one = request;
+    for (std::size_t i = 0; i < kinds.size(); ++i)
+      if (i != except && steps[i] != nullptr) steps[i]->change(one);
+    return one;
+  };
+  if (!is_possible(with_all(kinds.size()))) return {};
+  for (std::size_t i = kinds.size(); i-- > 0;)
+    if (steps[i] != nullptr && is_possible(with_all(i))) steps[i] = nullptr;
+  std::string change, text;
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    if (steps[i] == nullptr) continue;
+    steps[i] = first_possible(with_all(i), kinds[i], is_possible);
+    change += (change.empty() ? "" : " ") + kinds[i].name;
+    text += (text.empty() ? "" : ", and ") + steps[i]->text;
+  }
+  if (auto one = planned(with_all(kinds.size()), change, text)) return {std::move(*one)};
+  return {};
+}
+
+}  // namespace kdi::planning
