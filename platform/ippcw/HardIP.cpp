@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kdi/common/KdiInstances.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/ippcw/host/CoreAccess.h"
 #include "kdi/ippcw/host/HardIPFactories.h"
 #include "platform/ippcw/factories.h"
@@ -15,6 +16,9 @@
 namespace hardip_eng {
 
 namespace {
+
+// A script that makes names up does not have all memory. Sub-cores may go beyond.
+constexpr std::size_t kMostInstances = 4096;
 
 struct Shared {
   std::mutex mutex;
@@ -130,6 +134,11 @@ HardIPInterface* HardIPManager::getOrCreateInstance(ParamMap const& context, Str
       std::shared_ptr<HardIPInterface> found = place->second;
       lock.unlock();
       return lent(std::move(found));
+    }
+    if (shared().instances.size() >= kMostInstances) {
+      errors.push_back("instance " + kdi::text::shown(context_value(context, "instance_name")) +
+                       " is one too many: there are " + std::to_string(kMostInstances));
+      return nullptr;
     }
     shared().makers[key] = std::this_thread::get_id();
     shared().instances[key] = nullptr;

@@ -383,6 +383,26 @@ TEST_F(HardIp, WhatAFactoryThrowsIsWhyThereIsNone) {
   EXPECT_TRUE(errors.empty());
 }
 
+TEST_F(HardIp, NamesThatAScriptMakesUpDoNotFillTheMemory) {
+  struct Bare : hardip_eng::HardIPInstance<Bare> {};
+  hardip_eng::set_hard_ip_factory("bare", [](ParamMap const&, StrVec&) { return std::make_shared<Bare>(); });
+  const auto named = [](std::string const& name) {
+    return ParamMap{{"ps_core_name", "bare"}, {"instance_name", name}};
+  };
+  StrVec errors;
+  std::size_t made = 0;
+  while (made < 5000 && manager_.getOrCreateInstance(named("n" + std::to_string(made)), errors) != nullptr) ++made;
+  EXPECT_EQ(manager_.instanceMap().size(), 4096U);
+  EXPECT_EQ(errors, StrVec{"instance \"n" + std::to_string(made) + "\" is one too many: there are 4096"});
+  EXPECT_NE(manager_.getOrCreateInstance(named("n7"), errors), nullptr) << "one that is there";
+  manager_.deleteInstance(named("n7"), errors);
+  EXPECT_NE(manager_.getOrCreateInstance(named("more"), errors), nullptr);
+  manager_.deleteInstance(named("more"), errors);
+  for (std::size_t i = 0; i < made; ++i) manager_.deleteInstance(named("n" + std::to_string(i)), errors);
+  hardip_eng::set_hard_ip_factory("bare", nullptr);
+  EXPECT_EQ(errors.size(), 1U);
+}
+
 TEST_F(HardIp, TheModelOfProcessingSystemsIsAnswered) {
   auto* const top = dynamic_cast<pspmc_config::pspmc_top*>(get(context("made_cips")));
   ASSERT_NE(top, nullptr);

@@ -185,6 +185,19 @@ TEST_F(Zorvan, AnInstanceThatCannotBeMadeIsTold) {
   EXPECT_EQ(run(kPsu, "is_zorvan_instance"), error());
 }
 
+TEST_F(Zorvan, NamesThatAScriptMakesUpDoNotFillTheMemory) {
+  const auto init = [&](std::string const& name) {
+    return run(kPs7.prefix + "zorvan_init -context {instance_name " + name + "}");
+  };
+  for (int i = 0; i < 4096; ++i) ASSERT_EQ(init("n" + std::to_string(i)), ok()) << i;
+  const std::string call = kPs7.prefix + "zorvan_init -context {instance_name more}";
+  EXPECT_EQ(run(call), error("{{instance \"more\" is one too many: there are 4096}} {" + call + "}"));
+  EXPECT_EQ(init("n7"), ok()) << "one that is there";
+  EXPECT_EQ(run(kPs7.prefix + "zorvan_uninit -context {instance_name n7}"), ok());
+  EXPECT_EQ(init("more"), ok());
+  zorvan_init::zorvan_kdi_tcltasks::uninit();
+}
+
 TEST_F(Zorvan, WhenAllEndsInstancesEndInTheOrderOfTheirNames) {
   for (char const* const name : {"b", "a", "c"}) run(kPs7.prefix + "zorvan_init -context {instance_name " + name + "}");
   engine_.calls();

@@ -3,11 +3,16 @@
 #include <optional>
 #include <utility>
 
+#include "kdi/common/KdiText.h"
+
 namespace zorvan_init::zorvan_kdi_tcltasks {
 namespace {
 
 constexpr char const* kName = "instance_name";
 constexpr char const* kCore = "ps_core_name";
+
+// A script that makes names up does not have all memory.
+constexpr std::size_t kMostInstances = 4096;
 
 std::string value_of(ParamMap const& context, char const* key) {
   const auto place = context.find(key);
@@ -72,9 +77,18 @@ PS_TCL_Instance_Manager::Instance PS_TCL_Instance_Manager::getInstance(ParamMap 
   return found != nullptr || errors.size() > before ? found : createPSInstance(context, errors);
 }
 
+// Threads that make their instances at the same time may go beyond, by as many as there are of them.
+bool PS_TCL_Instance_Manager::has_room(std::string const& name, StrVec& errors) const {
+  const std::lock_guard lock(mutex_);
+  if (instances_.size() < kMostInstances || instances_.contains(name)) return true;
+  errors.push_back("instance " + kdi::text::shown(name) + " is one too many: there are " +
+                   std::to_string(kMostInstances));
+  return false;
+}
+
 PS_TCL_Instance_Manager::Instance PS_TCL_Instance_Manager::createPSInstance(ParamMap const& context, StrVec& errors) {
   const auto name = name_of(context, errors);
-  if (!name) return nullptr;
+  if (!name || !has_room(*name, errors)) return nullptr;
   const std::size_t before = errors.size();
   Instance made(processing_system::PSU_Interface::createInstanceNonStatic(context, errors));
   if (made == nullptr) {

@@ -47,6 +47,7 @@ class PS_TCL_Instance_Manager {
     Instance instance;
   };
   Instance find_locked(std::string const& name, ParamMap const& context, StrVec& errors) const;
+  bool has_room(std::string const& name, StrVec& errors) const;
 
   mutable std::mutex mutex_;
   std::map<std::string, Entry> instances_;
