@@ -15,7 +15,7 @@ help:
 	@echo "release   everything that is installed, into build/release"
 	@echo "check     all tests under sanitizers, fuzzing with a fixed number of runs, and a part of the tests optimised"
 	@echo "bench     the benchmarks, each with its bar"
-	@echo "mutants   MUTANTS ($(MUTANTS)) changes of the product, one at a time; at least 95 of 100 must be noticed by a test"
+	@echo "mutants   MUTANTS ($(MUTANTS)) changes of the product; at least 95 of 100 must be noticed by a test"
 	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS)) on each target"
 	@echo "coverage  line coverage of the package, at least COVERAGE_BAR ($(COVERAGE_BAR)) %"
 	@echo "orders    find the processing orders of the base graphs anew"
@@ -82,7 +82,8 @@ format:
 
 lint: release
 	clang-format-14 --dry-run -Werror $(SOURCES)
-	clang-tidy --quiet -p build/release $(filter shared/%.cpp platform/%.cpp,$(SOURCES))
+	printf "%s\n" $(filter shared/%.cpp platform/%.cpp,$(SOURCES)) | \
+	  xargs -n 8 -P $$(nproc) clang-tidy --quiet -p build/release
 
 install: release
 	cmake --install build/release --prefix $(PREFIX)

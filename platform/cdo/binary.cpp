@@ -172,7 +172,7 @@ class Reader {
     const std::uint32_t length = payload_ == 0 ? 0 : next();
     if (length == 0 || length > kLongestName || payload_ != 1 + (length + 3) / 4)
       refuse("a section's name has 1 to 200 characters", begin * 4);
-    const std::string_view padded = bytes_.substr(4 * take(payload_ - 1), 4 * (payload_ - 1));
+    const std::string_view padded = bytes_.substr(4 * take(payload_ - 1), std::size_t{4} * (payload_ - 1));
     if (padded.find_first_not_of('\0', length) != std::string_view::npos)
       refuse("zeros are expected behind a section's name", begin * 4);
     return Section{std::string(padded.substr(0, length))};

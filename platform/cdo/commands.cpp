@@ -33,8 +33,8 @@ struct Judge {
     return fault.empty() ? fault_of_bits(write.mask, write.value) : fault;
   }
   std::string operator()(Poll const& poll) const {
-    if (const std::string fault = fault_of_address(poll.address); !fault.empty()) return fault;
-    if (const std::string fault = fault_of_bits(poll.mask, poll.value); !fault.empty()) return fault;
+    if (std::string fault = fault_of_address(poll.address); !fault.empty()) return fault;
+    if (std::string fault = fault_of_bits(poll.mask, poll.value); !fault.empty()) return fault;
     return fault_of_time(poll.timeout_us);
   }
   std::string operator()(Delay const& delay) const { return fault_of_time(delay.microseconds); }

@@ -25,7 +25,7 @@ namespace {
 
 constexpr char kNone[] = "-";
 
-std::string or_none(std::string text) { return text.empty() ? kNone : text; }
+std::string or_none(std::string const& text) { return text.empty() ? kNone : text; }
 
 PinMap told(PinPlan const& plan, PinPlan::Groups const& groups) {
   PinMap map;

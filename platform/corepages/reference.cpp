@@ -169,7 +169,7 @@ class Page {
   }
 
   static std::string members_of(cores::Composite const& one) {
-    const std::string own = std::to_string(one.members.size()) + " parameters";
+    std::string own = std::to_string(one.members.size()) + " parameters";
     if (one.sub_core.empty()) return own;
     return (one.members.empty() ? "" : own + ", and ") + "all of " + plain(one.sub_core);
   }

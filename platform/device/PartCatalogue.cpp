@@ -20,7 +20,7 @@ constexpr char kSchema[] = "schema.json";  // describes the others
 // The file of the device in the first directory that has one; empty if none has.
 std::string path_of(std::string const& device, std::vector<std::string> const& directories) {
   for (std::string const& directory : directories) {
-    const std::string path = (fs::path(directory) / (device + kSuffix)).string();
+    std::string path = (fs::path(directory) / (device + kSuffix)).string();
     if (is_file(path)) return path;
   }
   return {};

@@ -114,7 +114,7 @@ std::string built(Application const& application, WorkFolder const& work) {
                              "parameter " +
                              kCompiler);
   }
-  const std::string bytes = run.is_well && kdi::is_file(program) ? kdi::read_file(program) : std::string();
+  std::string bytes = run.is_well && kdi::is_file(program) ? kdi::read_file(program) : std::string();
   if (!bytes.starts_with(kElf))
     throw std::runtime_error("the compiler " + shown(compiler) +
                              " made no program: " + (run.told.empty() ? std::string("it told nothing") : run.told));

@@ -17,10 +17,8 @@ namespace hardip_eng {
 namespace {
 
 using kdi::cores::Configuration;
-using kdi::cores::Instance;
 using kdi::cores::Measurement;
 using kdi::cores::outputs_by_file;
-using kdi::cores::Register;
 using kdi::cores::RegisterCommand;
 using kdi::cores::RegisterImage;
 using kdi::cores::RegisterMap;

@@ -132,7 +132,7 @@ std::string write_memory_file(I::State& state, ParamMap const& params, bool with
     MemoryFile file{
         name, read_dictionary(last.settings.written(), "settings"), Pairs(last.ports.begin(), last.ports.end()), {}};
     if (with_image) file.image = image_of(params);
-    const std::string path = inside(value_of(params, "MEM_DIR_PATH"), name + ".mem");
+    std::string path = inside(value_of(params, "MEM_DIR_PATH"), name + ".mem");
     kdi::write_file(path, written(file));
     return path;
   });

@@ -28,7 +28,8 @@ BusRefutation::BankFits most_of(BusProblem const& problem, int bank, int clock_p
   for (auto const& [one, hops] : known) {
     const bool is_most =
         std::none_of(problem.kinds().begin(), problem.kinds().end(), [&, selection = one](BusKind const& kind) {
-          return problem.adds(selection, kind.step, whole) && fits[static_cast<std::size_t>(selection + kind.step)];
+          return problem.adds(selection, kind.step, whole) &&
+                 fits[static_cast<std::size_t>(selection) + static_cast<std::size_t>(kind.step)];
         });
     if (is_most) most.most.push_back(buses_of(problem, one));
   }

@@ -54,7 +54,7 @@ class HardControllerReader {
   }
 
   SiteLane byte_lane(JsonValue value) {
-    const SiteLane one = lane(value.text(), value);
+    SiteLane one = lane(value.text(), value);
     if (!byte_lanes_.insert(one).second) value.refuse("a lane that has no other byte");
     return one;
   }

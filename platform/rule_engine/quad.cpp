@@ -536,7 +536,7 @@ std::size_t Design::rates() const {
 
 std::optional<Fraction> user_clock(Kind const& kind, LaneRate const& lane) {
   Encoding const& encoding = kind.encodings[static_cast<std::size_t>(lane.encoding)];
-  return times(lane.real_gbps, 1000 * encoding.payload, static_cast<Int128>(encoding.of) * lane.user_width);
+  return times(lane.real_gbps, Int128{1000} * encoding.payload, static_cast<Int128>(encoding.of) * lane.user_width);
 }
 
 std::optional<Fraction> output_clock(Kind const& kind, LaneRate const& lane) {
@@ -547,7 +547,7 @@ std::optional<Fraction> output_clock(Kind const& kind, LaneRate const& lane) {
       from = times(lane.real_gbps, 1000, clock.and_by);
       break;
     case OutputClock::From::symbols:
-      from = times(lane.real_gbps, 1000, clock.and_by * lane.modulation->bits);
+      from = times(lane.real_gbps, 1000, Int128{clock.and_by} * lane.modulation->bits);
       break;
     case OutputClock::From::reference:
       from = times(lane.reference_mhz, 1, clock.and_by);

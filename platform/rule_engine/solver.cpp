@@ -117,7 +117,8 @@ void for_each_exact(Kind const& kind, Request const& request, Found found) {
     const int twos = std::min(__builtin_ctzll(static_cast<unsigned long long>(*denominator)), fraction_bits);
     const std::int64_t needed = *denominator >> twos;
     for (const int divide : pll.output_divides) {
-      if (!within(request.gbps, kGiga, divide, 2 * bits, pll.vco) || !divider_has(kind, divide, request.gbps, bits))
+      if (!within(request.gbps, kGiga, divide, Int128{2} * bits, pll.vco) ||
+          !divider_has(kind, divide, request.gbps, bits))
         continue;
       for (std::int64_t m = pll.reference_divide.least; m <= pll.reference_divide.most; ++m) {
         if ((divide * m) % needed != 0 || !within(request.reference_mhz, kMega, 1, m, pll.pfd)) continue;
@@ -389,7 +390,7 @@ std::optional<Fraction> vco_mhz_of(Kind const& kind, Setting const& setting, Fra
 
 std::optional<Fraction> gbps_of(Kind const& kind, Setting const& setting, Fraction const& reference_mhz, int bits) {
   const auto vco = vco_mhz_of(kind, setting, reference_mhz);
-  return vco ? times(*vco, 2 * bits, static_cast<Int128>(setting.output_divide) * 1000) : std::nullopt;
+  return vco ? times(*vco, Int128{2} * bits, static_cast<Int128>(setting.output_divide) * 1000) : std::nullopt;
 }
 
 // ------------------------------------------------------------------------------------------------- actual references
@@ -487,7 +488,7 @@ std::optional<ActualReference> actual_reference(Kind const& kind, Fraction const
     Pll const& pll = kind.plls[static_cast<std::size_t>(index)];
     if (numerator && *numerator >> pll.fraction_bits != 0) continue;
     for (const int divide : pll.output_divides) {
-      if (!within(gbps, kGiga, divide, 2 * bits, pll.vco) || !divider_has(kind, divide, gbps, bits)) continue;
+      if (!within(gbps, kGiga, divide, Int128{2} * bits, pll.vco) || !divider_has(kind, divide, gbps, bits)) continue;
       for (std::int64_t m = pll.reference_divide.least; m <= pll.reference_divide.most; ++m)
         nearest.offer_around(feedback_counts(kind, pll, gbps, bits, m, divide, numerator), index, m, divide);
     }
@@ -525,7 +526,7 @@ class ClocksOfLane {
       case OutputClock::From::rate:
         return times(gbps, 1000, clock.and_by);
       case OutputClock::From::symbols:
-        return times(gbps, 1000, clock.and_by * request_.modulation->bits);
+        return times(gbps, 1000, Int128{clock.and_by} * request_.modulation->bits);
       case OutputClock::From::reference:
         return times(*request_.reference_mhz, 1, clock.and_by);
       case OutputClock::From::vco:

@@ -5,7 +5,7 @@
 namespace kdi::gt {
 
 std::shared_ptr<Kind const> required_kind(std::string const& kind, std::string const& part) {
-  const auto known = find_kind(kind);
+  auto known = find_kind(kind);
   if (!known) refuse("the transceiver kind " + text::shown(kind) + " is none of " + text::joined(kind_names(), ", "));
   if (part.empty()) return known;
   device::Part const* const named = device::find_part(part);

@@ -155,7 +155,7 @@ class PadRun {
   std::shared_ptr<Findings const> result() {
     for (PadBank const& bank : section_.banks) {
       const bool is_there = !bank.enabled || holds(*bank.enabled);
-      for (std::uint32_t pad = bank.first; pad <= bank.last; ++pad) is_there_.push_back(is_there);
+      for (std::uint32_t pad = bank.first; pad <= bank.last; ++pad) is_there_.push_back(is_there ? 1 : 0);
       found_->banks.push_back(is_there ? 1 : 0);
     }
     for (std::size_t i = 0; i < section_.functions.size(); ++i) {

@@ -79,6 +79,7 @@ auto CodeStore::row(std::size_t count, Make make) {
   using Item = decltype(make(0));
   static_assert(std::is_trivially_destructible_v<Item>);  // nobody destroys them
   if (count == 0) return std::span<Item>();
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): an item may be a pointer
   Item* const first = static_cast<Item*>(memory_.allocate(count * sizeof(Item), alignof(Item)));
   for (std::size_t i = 0; i < count; ++i) new (first + i) Item(make(i));
   return std::span<Item>(first, count);

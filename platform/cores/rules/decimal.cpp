@@ -146,7 +146,7 @@ Decimal Decimal::rounded(int places) const {
 }
 
 std::string Decimal::text() const {
-  const std::string all = std::to_string(mantissa_);
+  std::string all = std::to_string(mantissa_);
   if (places_ == 0) return all;
   const std::string_view sign = mantissa_ < 0 ? "-" : "";
   std::string digits = all.substr(sign.size());

@@ -127,7 +127,7 @@ class ClockSearch {
         std::int64_t const* const row = table_.row(p, c);
         int sum = 0;
         for (std::size_t i = 0; i < errors.size(); ++i)
-          sum += std::bit_width(static_cast<std::uint64_t>(std::min(errors[i], row[i])));
+          sum += static_cast<int>(std::bit_width(static_cast<std::uint64_t>(std::min(errors[i], row[i]))));
         if (sum >= least) continue;
         least = sum;
         best = c;

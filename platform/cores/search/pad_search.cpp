@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <functional>
 #include <limits>
 #include <map>
@@ -371,7 +372,9 @@ class Seating {
       node.program->remove(number);
     }
     node.program->solve(kSimplexSteps);
-    const auto scaled = [](double price) { return static_cast<int>(std::min(price, PadPrices::kMost) * kScale + 0.5); };
+    const auto scaled = [](double price) {
+      return static_cast<int>(std::lround(std::min(price, PadPrices::kMost) * kScale));
+    };
     const std::vector<double> prices = node.program->prices(kMostPads);
     std::transform(prices.begin(), prices.end(), node.prices.begin(), scaled);
     node.budget_price = scaled(node.program->budget_price());

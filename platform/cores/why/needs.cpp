@@ -47,10 +47,11 @@ void put_in_order(std::vector<T>& all) {
 Baseline::Baseline(Instance const& start) {
   const Insight insight(start);
   for (std::uint32_t step = 0; step < start.core().steps().size(); ++step) {
-    faults_.push_back(!insight.fault(step).empty());
-    raised_.push_back(raises(insight, step));
+    faults_.push_back(insight.fault(step).empty() ? 0 : 1);
+    raised_.push_back(raises(insight, step) ? 1 : 0);
   }
-  for (std::uint32_t i = 0; i < start.core().parameters().size(); ++i) ranges_.push_back(insight.is_out_of_range(i));
+  for (std::uint32_t i = 0; i < start.core().parameters().size(); ++i)
+    ranges_.push_back(insight.is_out_of_range(i) ? 1 : 0);
   for (std::uint32_t search = 0; search < start.core().searches().size(); ++search)
     for (Finding const& finding : start.findings(search)->messages)
       if (finding.is_error) findings_.emplace(finding.parameter, search);
@@ -210,7 +211,7 @@ Needs::Choices Needs::comparison(Term const& term, bool wanted) {
     if (!list || list->cell().kind() != Kind::list) return parts(term);
     return this->term(left, [list, wanted](Cell cell) { return contains(list->cell(), cell) == wanted; });
   }
-  const std::string sign = term.word();
+  std::string const& sign = term.word();
   if (right.is_constant())
     if (const auto constant = insight_->evaluated(right.rule()))
       return this->term(left, [constant, sign, wanted](Cell cell) {

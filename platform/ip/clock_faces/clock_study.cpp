@@ -269,14 +269,13 @@ std::string study_fewest(std::vector<std::string_view> const& words) {
     device::Part const& part = part_of(std::string(question.text(kPart)));
     device::ClockPrimitive const& data = primitive_of(part, question);
     CoverRequest request = several_of(question);
-    if (question.has(kAtMost))
-      return least_tolerance(solver_primitive(part, data, request.options.fine_phase), std::move(request),
-                             at_most_of(question), data.count);
+    const Primitive primitive = solver_primitive(part, data, request.options.fine_phase);
+    if (question.has(kAtMost)) return least_tolerance(primitive, std::move(request), at_most_of(question), data.count);
     // Without a tolerance the nearest would do, and the nearest to a frequency beyond the limits is no answer.
     if (!request.options.tolerance)
       for (OutputRequest const& output : request.outputs)
         require_within("output frequency", mhz(output.frequency_hz), data.output_mhz);
-    return least_instances(solver_primitive(part, data, request.options.fine_phase), std::move(request), data.count);
+    return least_instances(primitive, std::move(request), data.count);
   });
 }
 

@@ -202,7 +202,7 @@ class ExactInputs {
     Range range = within(limits_, {pfd_.min * d, pfd_.max * d});
     if (request_.second_input_hz) range = within(range, near_second(vco));
     if (range.min > range.max) return;
-    const Rational scaled = vco * (d * kUnit);  // input = scaled / m
+    const Rational scaled = vco * (std::int64_t{d} * kUnit);  // input = scaled / m
     const Rational start = std::clamp(request_.input_hz, range.min, range.max);
     const int aim = static_cast<int>(std::clamp(scaled.to_double() / start.to_double(), 1.0, 1e6));
     ValueSet const& multipliers = search_.multipliers();

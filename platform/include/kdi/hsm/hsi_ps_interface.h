@@ -14,7 +14,7 @@ class KDI_DOOR hsi_ps_interface {
  public:
   /// `instance` may be null, and has to stay until `finish`.
   explicit hsi_ps_interface(hardip_eng::HardIPInterface* instance);
-  ~hsi_ps_interface();
+  ~hsi_ps_interface();  // NOLINT(performance-trivially-destructible): hosts link it
   hsi_ps_interface(hsi_ps_interface const&) = delete;
   hsi_ps_interface& operator=(hsi_ps_interface const&) = delete;
 

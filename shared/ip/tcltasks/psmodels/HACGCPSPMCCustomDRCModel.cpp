@@ -362,7 +362,7 @@ std::string HACGCPSPMCCustomDRCModel::getUserModifiedParams() {
   });
   instance->getUserModifiedOf(records);
   userModifiedParams.clear();
-  const std::string text = psmodels::settings_text(records, inputParams, [](auto const&, auto const&) {});
+  std::string text = psmodels::settings_text(records, inputParams, [](auto const&, auto const&) {});
   tell(" Final result is %s\n", text.c_str());
   return text;
 }

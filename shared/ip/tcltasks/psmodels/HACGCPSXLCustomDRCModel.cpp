@@ -347,7 +347,7 @@ std::string HACGCPSXLCustomDRCModel::getUserModifiedParams() {
       if (psmodels::is_dict_measurement(name) && !rows.empty() && !rows.front().empty())
         rows.front().front() = psmodels::without_tokens(rows.front().front());
   if (coreName == "pmcps" && param_is_true("cips.enableSysmonRedesign")) filter_measurements(records);
-  const std::string text =
+  std::string text =
       psmodels::settings_text(records, inputParams, [](std::string const& name, psmodels::Rows const& rows) {
         tell(kUsualLevel, "\t\t\t [%s] value: %s range- (%s)\n", name.c_str(),
              first_of(rows, psmodels::Row::value).c_str(),

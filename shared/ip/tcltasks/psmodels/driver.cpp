@@ -56,7 +56,7 @@ Input read_input(std::string const& text) {
 
 // Of a core that the data know, the path of what it has there; of another one the data's own.
 std::string data_path(std::string const& core, std::string const& name) {
-  const std::string root = HUTEnv::getKDIDataDir(kFamily);
+  std::string root = HUTEnv::getKDIDataDir(kFamily);
   std::string const& separator = HUTFile::getDirSeparator();
   if (core != "psxl" && core != "pmcps" && core != "ps11") return root;
   return root + separator + kFamily + separator + core + separator + "hiw" + separator + name;
@@ -129,7 +129,7 @@ void createContextMap(std::string&, ParamMap& context) {
   for (auto const& [key, value] : kContext) context.emplace(key, value);
 }
 
-// What it throws ends the process.
+// What it throws ends the process. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int, char** argv) {
   Input input;
   try {
