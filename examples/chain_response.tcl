@@ -15,7 +15,7 @@ if {[catch { ducddcgen $name 0 } report]} {
   puts stderr [string trim $report]
   exit 1
 }
-file mkdir $folder
+libraries::told { file mkdir $folder }
 
 # A list of the report, bracket groups and all, as the values of all stages.
 proc stage_values {report label} {

@@ -37,9 +37,11 @@ proc read_writes {path} {
   return $writes
 }
 
-if {[llength $argv] != 3} {
-  puts -nonewline [fectools::list_image $core [read_writes $left] $slots]
-} else {
-  set lines [fectools::diff_images $core [read_writes $left] [read_writes $right]]
-  puts [expr {[llength $lines] == 0 ? "no difference" : [join $lines \n]}]
+libraries::told {
+  if {[llength $argv] != 3} {
+    puts -nonewline [fectools::list_image $core [read_writes $left] $slots]
+  } else {
+    set lines [fectools::diff_images $core [read_writes $left] [read_writes $right]]
+    puts [expr {[llength $lines] == 0 ? "no difference" : [join $lines \n]}]
+  }
 }

@@ -11,7 +11,7 @@ source [file join $here nr_code.tcl]
 source [file join $here fec_summary.tcl]
 
 load [file join $libraries libkdi_iptasks.so]
-file mkdir $output
+libraries::told { file mkdir $output }
 
 foreach {title file codes} [list \
   "Base graph 1, lifting size 384, for the decoder" bg1_z384_decoder.txt \

@@ -19,7 +19,7 @@ if {[llength $argv] == 4 && !([string is double -strict $pass] && [string is dou
 source [file join [file dirname [file normalize [info script]]] plot.tcl]
 load [file join $libraries libkdi_iptasks.so]
 
-set file [open $input]
+libraries::told { set file [open $input] }
 set text [read $file]
 close $file
 if {[regexp -nocase {radix\s*=\s*(\d+)} $text -> radix] && $radix != 10} {
@@ -89,9 +89,10 @@ if {$pass ne ""} {
     [expr {[tcl::mathfunc::max {*}$inside] - [tcl::mathfunc::min {*}$inside]}] $stop $outside]
   set marks [list [list $pass "pass $pass"] [list $stop "stop $stop"]]
 }
-plot::write $output [plot::svg "[file tail $input]: [llength $taps] taps" "frequency, cycles per sample" \
+set picture [plot::svg "[file tail $input]: [llength $taps] taps" "frequency, cycles per sample" \
   "gain relative to the largest, dB" {0 0.5 0.05} [list $floor 10 [plot::step [expr {-$floor}]]] \
   [list [list response #1b6ca8 $points]] -about $about -marks $marks \
   -note "Computed from the coefficients, at [llength $response] frequencies."]
+libraries::told { plot::write $output $picture }
 puts [join $about \n]
 puts "picture: $output"

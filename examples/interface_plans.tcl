@@ -22,7 +22,7 @@ if {[llength $argv] ni {3 4}} {
 lassign $argv part type settings file
 load [file join $libraries libkdi_iptasks.so]
 load [file join $libraries libkdi_iotools.so]
-xphy_io::Ip_xphy_io_loadPkg -instance_name interface -part $part
+libraries::told { xphy_io::Ip_xphy_io_loadPkg -instance_name interface -part $part }
 
 # What the type's commands are: a plan, and its strobes.
 proc plan {type settings} {
@@ -59,7 +59,7 @@ foreach {port place} [lsort -stride 2 -dictionary $plan] {
   puts "set_property -dict {PACKAGE_PIN $ball IOSTANDARD $standard} \[get_ports {$port}\]"
 }
 if {$file ne ""} {
-  set out [open $file w]
+  libraries::told { set out [open $file w] }
   fconfigure $out -encoding utf-8
   puts -nonewline $out [iotools::picture $plan -part $part -strobes $strobes -title "$type on $part\nasked for: $settings"]
   close $out

@@ -20,4 +20,13 @@ namespace eval libraries {
     puts stderr "the libraries are not beside $here: name their folder in the first word"
     exit 1
   }
+
+  # Runs a script that may fail for what it was given: the reason is told in place of a trace, and ends the program.
+  proc told {script} {
+    if {[catch { uplevel 1 $script } reason]} {
+      puts stderr [string trim $reason]
+      exit 1
+    }
+    return $reason
+  }
 }

@@ -16,13 +16,13 @@ namespace eval memory_interface {
     close $file
   }
 
-  # Writes all of one interface, or tells why there is none and what is near.
+  # Writes all of one interface, or tells why there is none and what is near. Returns whether there is one.
   proc make {folder part type args} {
     set plan [memtools::plan $part $type {*}$args]
     if {![dict get $plan possible]} {
       puts [dict get $plan reason]
       foreach near [dict get [memtools::diagnose $part $type {*}$args] near] { puts "  it would do with [dict get $near text]" }
-      return
+      return 0
     }
     set name [string tolower $type]
     write [file join $folder $name.xdc] [join [memtools::constraints $part $type {*}$args] \n]\n
@@ -33,16 +33,17 @@ namespace eval memory_interface {
     puts [format "%s, %d bits at %d Mb/s: %d pins in %d banks, %d lanes; the package alone makes up to %.1f ps of skew" \
       [dict get $plan memory] [dict get $plan width] [dict get $plan rate_mbps] [llength [dict get $plan pins]] \
       [dict get $plan banks] [dict get $plan lanes] $skew]
+    return 1
   }
 }
 
-if {[llength $argv] == 0} {
-  puts stderr "usage: memory_interface.tcl ?LIB_DIR? FOLDER ?PART TYPE ?option value ...??"
-  exit 1
+if {[llength $argv] in {0 2}} {
+  puts stderr "usage: tclsh memory_interface.tcl ?LIB_DIR? FOLDER ?PART TYPE ?option value ...??"
+  exit 2
 }
 set words [lassign $argv folder]
 if {[llength $words] > 0} {
-  memory_interface::make $folder {*}$words
+  exit [expr {[libraries::told { memory_interface::make $folder {*}$words }] ? 0 : 1}]
 } else {
   memory_interface::make $folder zrv9010-f900-2-e DDR4 -memory DDR4-2400R-8Gb-x8 -width 72
   memory_interface::make $folder zrv9010-f900-2-e QDRIIPLUS -memory QDRIIPLUS-1000-x18 -width 18

@@ -116,7 +116,7 @@ if {[info exists argv0] && [file normalize $argv0] eq [file normalize [info scri
     foreach share [concat $shares [list [list total [power::total $shares]]]] {
       puts [format {  %-22s %9.6f W} {*}$share]
     }
-    set file [open [file join $outDir $name.svg] w]
+    libraries::told { set file [open [file join $outDir $name.svg] w] }
     puts $file [power::svg $title $shares \
       [list "on [dict get [lindex $groups 0 1] Power_PART]; $limits" "each bar is what its group adds to those above it"] \
       {"Junction at 25 C and the core voltage of the speed grade. A model, not measured."}]

@@ -13,9 +13,10 @@ if {[llength $argv] != 2} {
 lassign $argv part folder
 load [file join $libraries libkdi_iptasks.so]
 load [file join $libraries libkdi_coretools.so]
-file mkdir $folder
-
-set core [coretools::open brenlo:ip:pspmc:1.4 [list part $part]]
+libraries::told {
+  file mkdir $folder
+  set core [coretools::open brenlo:ip:pspmc:1.4 [list part $part]]
+}
 
 # A console, a network port, flash to boot from, and the reference clock of the board. The flash and the console want the
 # same pads.

@@ -13,6 +13,7 @@
 #   - Every row and every column needs a circulant. A row without one at the end would not even count.
 
 source [file join [file dirname [file normalize [info script]]] code_dict.tcl]
+source [file join [file dirname [file normalize [info script]]] libraries.tcl]
 
 namespace eval qc {}
 
@@ -91,8 +92,10 @@ proc qc::run_as_script {script importer} {
     puts stderr "usage: tclsh [file tail $script] FILE P ?-kb columns? ?-k bits? ?-punctured columns? ?-n bits?"
     exit 2
   }
-  set file [open [lindex $argv 0]]
-  set text [read $file]
-  close $file
-  puts [$importer $text {*}[lrange $argv 1 end]]
+  libraries::told {
+    set file [open [lindex $argv 0]]
+    set text [read $file]
+    close $file
+    puts [$importer $text {*}[lrange $argv 1 end]]
+  }
 }

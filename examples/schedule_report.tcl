@@ -13,12 +13,13 @@ load [file join $libraries libkdi_iptasks.so]
 load [file join $libraries libkdi_fectools.so]
 
 set packing [list compress_packing 1 reorder_type [expr {$graph == 1 ? 2 : 3}] scale 12]
-set ordered [sd_fec::gen_ldpc_params [list "built-in order" [nr::code $graph $z {*}$packing]]]
+libraries::told { set code [nr::code $graph $z {*}$packing] }
+set ordered [sd_fec::gen_ldpc_params [list "built-in order" $code]]
 set plain [sd_fec::gen_ldpc_params [list "plain packing" [nr::code $graph $z scale 12]]]
 set page [fectools::schedule_report sd_fec $ordered -compare $plain -clock 600 -iterations 8 \
   -title "5G NR base graph $graph, lifting size $z"]
 
-set file [open $output w]
+libraries::told { set file [open $output w] }
 puts -nonewline $file $page
 close $file
 puts "report: $output"

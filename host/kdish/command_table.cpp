@@ -53,7 +53,14 @@ CommandError CommandError::shown() const {
 }
 
 std::string Example::shown_result() const {
-  return is_pattern && result.ends_with('*') ? result.substr(0, result.size() - 1) + "..." : result;
+  if (!is_pattern) return result;
+  std::string shown;
+  for (std::size_t i = 0; i < result.size(); ++i)
+    if (result[i] == '*')
+      shown += "...";
+    else
+      shown += result[i] == '\\' && i + 1 < result.size() ? result[++i] : result[i];
+  return shown;
 }
 
 std::string Command::usage() const {

@@ -72,7 +72,7 @@ struct Example {
   std::string result;  ///< a pattern of `string match` if `is_pattern`
   bool is_pattern = false;
 
-  /// The result for people, with dots for what a pattern leaves out at its end.
+  /// The result for people, with dots for what a pattern leaves out.
   std::string shown_result() const;
 };
 
