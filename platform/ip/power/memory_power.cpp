@@ -29,12 +29,13 @@ Family find_family(device::Part const& part, Model const& model, std::string con
   return {};
 }
 
-// The data rates of the type's pins that the part's controllers run at; none if they have no such type.
+// The data rates of the type's pins that the part's controllers run at, or of all types where none is known; none if
+// they have no such type.
 std::optional<device::Range> rates_mbps(device::Part const& part, std::string const& type) {
   std::optional<device::Range> rates;
   for (device::MemoryController const& controller : part.speed->memory_controllers)
     for (device::MemoryInterface const& interface : controller.interfaces) {
-      if (interface.type != type) continue;
+      if (!type.empty() && interface.type != type) continue;
       if (!rates) rates = interface.rate_mbps;
       rates->min = std::min(rates->min, interface.rate_mbps.min);
       rates->max = std::max(rates->max, interface.rate_mbps.max);
@@ -45,12 +46,15 @@ std::optional<device::Range> rates_mbps(device::Part const& part, std::string co
 // Twice the clock is the data rate of a pin, in Mb/s. Where the family transfers otherwise, this is what the formulas
 // take it for.
 void tell_uncovered(device::Part const& part, MigPowerRecord const& record, std::string const& type) {
-  const double rate = 2 * static_cast<double>(record.memoryClock);
-  if (rate == 0) return;
-  if (const auto rates = rates_mbps(part, type); rates && !rates->contains(rate))
-    warn("a memory clock of " + number::plain(static_cast<double>(record.memoryClock)) + " MHz is outside the " +
-         number::plain(rates->min / 2) + " to " + number::plain(rates->max / 2) + " MHz at which " + part.name +
-         " drives " + type + ": the model does not cover it");
+  const auto memory_mhz = static_cast<double>(record.memoryClock), user_mhz = static_cast<double>(record.uiClock);
+  if (memory_mhz == 0) return;
+  if (const auto rates = rates_mbps(part, type); rates && !rates->contains(2 * memory_mhz))
+    warn("a memory clock of " + number::plain(memory_mhz) + " MHz is outside the " + number::plain(rates->min / 2) +
+         " to " + number::plain(rates->max / 2) + " MHz at which " + part.name + " drives " +
+         (type.empty() ? "memories" : type) + ": the model does not cover it");
+  if (user_mhz > memory_mhz)
+    warn("a user clock of " + number::plain(user_mhz) + " MHz is above the memory's, " + number::plain(memory_mhz) +
+         " MHz: the model does not cover it");
 }
 
 // The record's quantities, made safe and brought to the units of the formulas.
