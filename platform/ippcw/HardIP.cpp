@@ -35,8 +35,9 @@ Shared& shared() {
 }
 
 // What a context says beside these describes the instance when it is made, and may be other when it is asked for.
+// A name may hold any character of a text.
 std::string identity(ParamMap const& context) {
-  return context_value(context, "instance_name") + '|' + context_value(context, "ps_core_name") + '|' +
+  return context_value(context, "instance_name") + '\0' + context_value(context, "ps_core_name") + '\0' +
          context_value(context, "part");
 }
 

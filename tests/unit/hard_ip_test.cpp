@@ -383,6 +383,14 @@ TEST_F(HardIp, WhatAFactoryThrowsIsWhyThereIsNone) {
   EXPECT_TRUE(errors.empty());
 }
 
+TEST_F(HardIp, NoNameIsTakenForAnotherOne) {
+  struct Bare : hardip_eng::HardIPInstance<Bare> {};
+  hardip_eng::set_hard_ip_factory("bare", [](ParamMap const&, StrVec&) { return std::make_shared<Bare>(); });
+  get(on("p", "bare", "", "x|other|q"));
+  EXPECT_EQ(manager_.findInstance(on("q|bare|p", "other", "", "x"), errors_), nullptr);
+  hardip_eng::set_hard_ip_factory("bare", nullptr);
+}
+
 TEST_F(HardIp, NamesThatAScriptMakesUpDoNotFillTheMemory) {
   struct Bare : hardip_eng::HardIPInstance<Bare> {};
   hardip_eng::set_hard_ip_factory("bare", [](ParamMap const&, StrVec&) { return std::make_shared<Bare>(); });
