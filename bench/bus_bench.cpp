@@ -11,6 +11,7 @@
 #include "kdi/coregen/mig_v7_1.h"
 #include "kdi/device/Device.h"
 #include "kdi/device/HARPartMgr.h"
+#include "kdi/planning/BusDiagnosis.h"
 #include "kdi/planning/ClockRoot.h"
 #include "tests/support/random_buses.h"
 
@@ -107,6 +108,36 @@ bool plans() {
   return kept;
 }
 
+// Why there is no plan and what would have one, of requests on the largest device.
+bool diagnoses() {
+  constexpr int kDiagnoses = 100;
+  const int pads = kSmallest << (kSizes - 1);
+  double worst = 0, sum = 0;
+  int found = 0;
+  unsigned slowest = 0;
+  for (unsigned seed = 1; found < (bench::runs_once() ? 1 : kDiagnoses); ++seed) {
+    const auto question = question_of(seed, pads);
+    std::vector<int> others;
+    for (planning::NibbleBank const& bank : question->map.banks) {
+      const int number = question->layout.banks[static_cast<std::size_t>(bank.bank)].number;
+      std::vector<int> const& own = question->request.banks;
+      if (!own.empty() && std::find(own.begin(), own.end(), number) == own.end()) others.push_back(number);
+    }
+    bool is_possible = false;
+    const double seconds = bench::processor_seconds_of(
+        [&] { is_possible = planning::diagnose_buses(question->request, others).is_possible; });
+    if (is_possible) continue;
+    ++found;
+    sum += seconds;
+    if (seconds > worst) slowest = seed;
+    worst = std::max(worst, seconds);
+  }
+  const bool good = bench::runs_once() || worst <= kSeconds;
+  std::printf("%5d pads: why not, worst of %d %8.2f ms (seed %u), mean %7.3f ms <= 1000 ms  %s\n", pads, found,
+              worst * 1e3, slowest, sum / found * 1e3, good ? "ok" : "MISSED");
+  return good;
+}
+
 // ------------------------------------------------------------------------------------------------ the largest package
 
 planning::BusRequest full_banks(planning::Layout const& layout, planning::NibbleMap const& map, int slr, int banks) {
@@ -197,5 +228,6 @@ bool largest_package() {
 
 int main() {
   const bool plans_are_good = plans();
-  return largest_package() && plans_are_good ? 0 : 1;
+  const bool diagnoses_are_good = diagnoses();
+  return largest_package() && plans_are_good && diagnoses_are_good ? 0 : 1;
 }

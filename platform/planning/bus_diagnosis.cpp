@@ -378,7 +378,7 @@ Steps narrower(Wish const& wish, std::vector<std::size_t> const& buses, Planner&
 
 /// `buses` are those of which another form may help.
 std::vector<NearBusPlan> nearest(Wish const& wish, std::vector<std::size_t> const& buses, Planner& planner) {
-  std::vector<StepKind<Wish>> kinds = {{"order", other_orders(wish)},
+  std::vector<StepKind<Wish>> kinds = {{"order", other_orders(wish), true, true},
                                        {"bank", more_banks(wish)},
                                        {"limit", wider_limits(wish)},
                                        {"triplet", more_of_triplets(wish)},
@@ -387,7 +387,7 @@ std::vector<NearBusPlan> nearest(Wish const& wish, std::vector<std::size_t> cons
                                        {"split", splits(wish, buses), false},
                                        {"slower", slower(wish)},
                                        {"narrower", narrower(wish, buses, planner)},
-                                       {"others", freed_pads(wish)}};
+                                       {"others", freed_pads(wish), true, true}};
   std::erase_if(kinds, [](StepKind<Wish> const& kind) { return kind.steps.empty(); });
   const auto is_possible = [&](Wish const& one) { return planner.is_possible(one); };
   const auto planned = [](Wish const& one, std::string change, std::string text) -> std::optional<NearBusPlan> {

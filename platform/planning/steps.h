@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
@@ -23,6 +24,7 @@ struct StepKind {
   std::string name;
   std::vector<Step<Request>> steps;
   bool ends_with_least = true;  ///< where the last step does not do, none does
+  bool steps_add = false;       ///< where several steps together do not do, none of them does
 };
 
 template <class Request>
@@ -35,9 +37,23 @@ Request changed(Request request, Step<Request> const& step) {
 template <class Request, class IsPossible>
 Step<Request> const* first_possible(Request const& request, StepKind<Request> const& kind, IsPossible is_possible) {
   if (kind.ends_with_least && !is_possible(changed(request, kind.steps.back()))) return nullptr;
-  const auto found = std::find_if(kind.steps.begin(), kind.steps.end(),
-                                  [&](Step<Request> const& step) { return is_possible(changed(request, step)); });
-  return found == kind.steps.end() ? nullptr : &*found;
+  using Steps = typename std::vector<Step<Request>>::const_iterator;
+  const auto first_of = [&](auto self, Steps begin, Steps end) -> Step<Request> const* {
+    if (begin == end) return nullptr;
+    if (end - begin == 1) return is_possible(changed(request, *begin)) ? &*begin : nullptr;
+    if (kind.steps_add) {
+      Request all = request;
+      for (Steps step = begin; step != end; ++step) step->change(all);
+      if (!is_possible(all)) return nullptr;
+    }
+    const Steps middle = begin + (end - begin) / 2;
+    Step<Request> const* const first = self(self, begin, middle);
+    return first != nullptr ? first : self(self, middle, end);
+  };
+  // What is known of the last step tells nothing of those before it.
+  const Steps last = std::prev(kind.steps.end());
+  if (Step<Request> const* const first = first_of(first_of, kind.steps.begin(), last)) return first;
+  return kind.ends_with_least || is_possible(changed(request, *last)) ? &*last : nullptr;
 }
 
 /// Of each kind the first step with which there is a plan. `planned(request, kind, text)` gives an optional answer.
