@@ -141,7 +141,10 @@ WhyNot why_not(device::Part const& part, WhyQuestion const& question) {
     const place::Asked what{
         {}, settings_of_dictionary("settings", question.settings), read_locations("ports", question.ports), "ports"};
     std::vector<planning::TakenPad> taken = taken_by_others(part, question.instance);
-    if (use < kMemoryUses) return why_no_memory(part, static_cast<MemoryUse>(use), what, std::move(taken));
+    // The physical layer alone has buses where any are told.
+    const bool has_buses =
+        use >= kMemoryUses || (static_cast<MemoryUse>(use) == MemoryUse::phy && !what.settings.buses().empty());
+    if (!has_buses) return why_no_memory(part, static_cast<MemoryUse>(use), what, std::move(taken));
     return why_no_buses(part, use < kFirstOfOctads ? SiteGroup::nibble : SiteGroup::octad, what, std::move(taken));
   });
 }
