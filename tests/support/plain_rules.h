@@ -183,7 +183,7 @@ class Reader {
 
   Item read(std::uint32_t number) {
     kdi::cores::Expression const& node = syntax_.at(number);
-    std::vector<std::uint32_t> const& parts = node.parts;
+    kdi::cores::Parts const& parts = node.parts;
     switch (node.form) {
       case Form::literal:
         return literal(node.value);

@@ -186,7 +186,13 @@ TEST(PadSearch, RefusesWhatIsNoRequest) {
     return all;
   };
   EXPECT_EQ(refusal(many(12, {{"0", {}}, {"1", {}}})), "taken");
-  EXPECT_EQ(refusal(many(13, {{"0", {}}, {"1", {}}})), "P has too many ways to be seated");
+  EXPECT_EQ(refusal(many(40, {{"0", {}}, {"1", {}}})), "taken");  // one way serves as well as all others
+  std::vector<PadFunction> ways;
+  for (std::uint32_t f = 0; f < 13; ++f) {
+    const std::string number = std::to_string(f);
+    ways.push_back({"F" + number, "P", {{"0", {2 * f}}, {"1", {2 * f + 1}}}, 0});
+  }
+  EXPECT_EQ(refusal(ways), "P has too many ways to be seated");
   EXPECT_EQ(refusal(many(1000, {{"0", {}}})), "taken");
   EXPECT_EQ(refusal(many(1001, {{"0", {}}})), "at most 1000 functions");
 }

@@ -29,7 +29,7 @@ class PadReader {
     if (const auto shows = entry.find("shows"))
       for (std::uint32_t pad = bank.first; pad <= bank.last; ++pad) {
         SectionEntry one = entry;
-        one.places.insert_or_assign("pad", std::to_string(pad));
+        one.places.put("pad", std::to_string(pad));
         bank.showing.push_back(reader_.given(one, *shows, Kind::text));
       }
     section_.banks.push_back(std::move(bank));

@@ -1,5 +1,6 @@
 // Reads the description of a core: files that extend one another, then parameters, then the rules between them.
 #include <algorithm>
+#include <array>
 #include <queue>
 #include <set>
 #include <unordered_map>
@@ -29,28 +30,78 @@ constexpr std::uint64_t kMostDefaultSteps = 100'000'000;
 constexpr std::size_t kMostDefaultBytes = 1 << 28;
 constexpr char const* kOutOfRange = "PARAM ${parameter}::${value} is out of range  { ${range} }";
 
+// Of a parameter, as its description has them.
+enum class Field : std::uint8_t {
+  name,
+  each,
+  user_names,
+  type,
+  widget,
+  group,
+  display_name,
+  description,
+  default_,
+  skips,
+  values,
+  limits,
+  enabled,
+  range,
+  derived,
+  messages
+};
+constexpr std::array<std::string_view, 16> kFieldNames = {
+    "name",    "each",  "user_names", "type",   "widget",  "group", "display_name", "description",
+    "default", "skips", "values",     "limits", "enabled", "range", "derived",      "messages"};
+
 // One parameter as the files give it: the fields of the version that introduced it, with those that later versions gave
 // in place of them.
 struct Draft {
+  using Fields = std::array<std::optional<JsonValue>, kFieldNames.size()>;
+
   std::string name;
   Places places;  // what stands for ${...} in its texts
   JsonValue origin;
-  std::vector<JsonValue> fields;  // few, by names of which each comes once
+  std::shared_ptr<Fields const> fields;  // of all rows of a pattern, until one of them is changed
   std::vector<std::string> former_names;
 
-  JsonValue const* find(std::string_view field) const {
-    const auto found =
-        std::find_if(fields.begin(), fields.end(), [&](JsonValue const& known) { return known.name() == field; });
-    return found == fields.end() ? nullptr : &*found;
+  JsonValue const* find(Field field) const {
+    auto const& found = (*fields)[static_cast<std::size_t>(field)];
+    return found ? &*found : nullptr;
   }
-  void put(JsonValue field) {
-    const auto found = std::find_if(fields.begin(), fields.end(),
-                                    [&](JsonValue const& known) { return known.name() == field.name(); });
-    if (found == fields.end())
-      fields.push_back(field);
+};
+
+// Refuses those that a parameter does not have.
+Draft::Fields fields_of(JsonValue entry, Draft::Fields fields = {}) {
+  for (const JsonValue field : entry.members()) {
+    const auto known = std::find(kFieldNames.begin(), kFieldNames.end(), field.name());
+    if (known == kFieldNames.end())
+      throw JsonError(field.place() + ": expected one of " + text::joined(kFieldNames, ", ") + " as the field's name");
+    fields[static_cast<std::size_t>(known - kFieldNames.begin())] = field;
+  }
+  return fields;
+}
+
+// Texts that came already; mostly they are so few that to look through them is quickest.
+class Seen {
+ public:
+  /// False for one that was there.
+  bool add(std::string const& text) {
+    if (contains(text)) return false;
+    if (few_.size() < kFew)
+      few_.push_back(text);
     else
-      *found = field;
+      many_.insert(text);
+    return true;
   }
+  bool contains(std::string const& text) const {
+    return std::find(few_.begin(), few_.end(), text) != few_.end() || (!many_.empty() && many_.contains(text));
+  }
+
+ private:
+  static constexpr std::size_t kFew = 16;
+
+  std::vector<std::string> few_;
+  std::set<std::string> many_;
 };
 
 struct DefinitionDraft {
@@ -218,7 +269,7 @@ class CoreReader : public Scope {
     if (directory_.empty()) file.refuse("a description that stands alone");
     if (!is_path_below(path))
       file.refuse("the path of a file from the folder of the cores on, such as parts/registers/uart.json");
-    core_->register_files_.push_back({directory_ + "/" + path, places});
+    core_->register_files_.push_back({directory_ + "/" + path, places.values()});
   }
 
   static bool is_path_below(std::string_view path) {
@@ -257,12 +308,12 @@ class CoreReader : public Scope {
         if (place.is_null())
           open.insert(place.name());
         else
-          values.emplace(place.name(), place.text());
+          values.put(place.name(), place.text());
       }
     if (const auto where = entry.find("where"))
       for (const JsonValue value : where->members()) {
         if (open.erase(value.name()) == 0 && !values.contains(value.name())) value.refuse("a place that the part has");
-        values.insert_or_assign(value.name(), value.text());
+        values.put(value.name(), value.text());
       }
     if (!open.empty()) entry.refuse("what stands for the part's place " + *open.begin());
     return values;
@@ -297,17 +348,16 @@ class CoreReader : public Scope {
     for (const JsonValue entry : list.items())
       for (Places const& places : written_out(entry.find("each"), Places(extent_))) {
         Draft& changed = draft(entry.member("name"), text(entry.member("name"), places));
-        for (const JsonValue field : entry.members())
-          if (field.name() != "name" && field.name() != "each") changed.put(field);
-        for (auto const& [place, value] : places) changed.places.insert_or_assign(place, value);
-        allow_fields(entry);
+        Draft::Fields fields = fields_of(entry, *changed.fields);
+        for (const Field own : {Field::name, Field::each})
+          fields[static_cast<std::size_t>(own)] = (*changed.fields)[static_cast<std::size_t>(own)];
+        changed.fields = std::make_shared<Draft::Fields const>(std::move(fields));
+        for (auto const& [place, value] : places) changed.places.put(place, value);
       }
   }
 
   void add_parameters(JsonValue entry, Places const& known) {
-    allow_fields(entry);
-    std::vector<JsonValue> fields;
-    for (const JsonValue field : entry.members()) fields.push_back(field);
+    const auto fields = std::make_shared<Draft::Fields const>(fields_of(entry));
     for (Places& places : written_out(entry.find("each"), known)) {
       if (drafts_.size() == kMostParameters) entry.refuse("at most 100000 parameters");
       Draft added{text(entry.member("name"), places), std::move(places), entry, fields, {}};
@@ -315,11 +365,6 @@ class CoreReader : public Scope {
       claim(entry.member("name"), added.name, static_cast<std::uint32_t>(drafts_.size()));
       drafts_.push_back(std::move(added));
     }
-  }
-
-  static void allow_fields(JsonValue entry) {
-    entry.allow_only({"name", "each", "user_names", "type", "widget", "group", "display_name", "description", "default",
-                      "skips", "values", "limits", "enabled", "range", "derived", "messages"});
   }
 
   void claim(JsonValue value, std::string const& name, std::uint32_t number) {
@@ -368,25 +413,26 @@ class CoreReader : public Scope {
   }
 
   Parameter plain(Draft const& draft) const {
-    const auto field = [&](std::string_view name) {
+    const auto field = [&](Field name) {
       JsonValue const* const found = draft.find(name);
-      return found != nullptr ? *found : draft.origin.member(name);  // which says that it is missing
+      // which says that it is missing
+      return found != nullptr ? *found : draft.origin.member(kFieldNames[static_cast<std::size_t>(name)]);
     };
-    const auto words = [&](std::string_view name) {
+    const auto words = [&](Field name) {
       JsonValue const* const found = draft.find(name);
       return found != nullptr ? text(*found, draft.places) : std::string();
     };
     Parameter parameter;
     parameter.name = draft.name;
-    parameter.type = scalar_type(field("type"));
-    parameter.widget = static_cast<Widget>(field("widget").choice({"COMBO", "EDIT", "CHECKBOX"}));
-    parameter.group = words("group");
-    parameter.display_name = words("display_name");
-    parameter.description = text(field("description"), draft.places);
-    if (JsonValue const* const skips = draft.find("skips")) parameter.skips = skips->boolean();
-    parameter.default_value = value(field("default"), draft, parameter.type);
-    if (JsonValue const* const list = draft.find("values")) permit(*list, draft, parameter);
-    if (JsonValue const* const pair = draft.find("limits")) limit(*pair, draft, parameter);
+    parameter.type = scalar_type(field(Field::type));
+    parameter.widget = static_cast<Widget>(field(Field::widget).choice({"COMBO", "EDIT", "CHECKBOX"}));
+    parameter.group = words(Field::group);
+    parameter.display_name = words(Field::display_name);
+    parameter.description = text(field(Field::description), draft.places);
+    if (JsonValue const* const skips = draft.find(Field::skips)) parameter.skips = skips->boolean();
+    parameter.default_value = value(field(Field::default_), draft, parameter.type);
+    if (JsonValue const* const list = draft.find(Field::values)) permit(*list, draft, parameter);
+    if (JsonValue const* const pair = draft.find(Field::limits)) limit(*pair, draft, parameter);
     return parameter;
   }
 
@@ -397,15 +443,16 @@ class CoreReader : public Scope {
   }
 
   static void permit(JsonValue list, Draft const& draft, Parameter& parameter) {
-    if (draft.find("limits") != nullptr) list.refuse("either values or limits");
+    if (draft.find(Field::limits) != nullptr) list.refuse("either values or limits");
     if (list.items().empty() || list.items().size() > kMostValues) list.refuse("1 to 10000 values");
-    std::set<std::string> seen;
+    parameter.values.reserve(list.items().size());
+    Seen seen;
     for (const JsonValue item : list.items()) {
       parameter.values.push_back(value_text(value(item, draft, parameter.type)));
-      if (!seen.insert(parameter.values.back()).second) item.refuse("a value that is not in the list yet");
+      if (!seen.add(parameter.values.back())) item.refuse("a value that is not in the list yet");
     }
     if (!seen.contains(value_text(parameter.default_value)))
-      draft.find("default")->refuse("one of the permitted values");
+      draft.find(Field::default_)->refuse("one of the permitted values");
   }
 
   static void limit(JsonValue pair, Draft const& draft, Parameter& parameter) {
@@ -416,7 +463,7 @@ class CoreReader : public Scope {
     if (is_less(parameter.limits->second, parameter.limits->first)) pair.refuse("the least value first");
     if (is_less(parameter.default_value, parameter.limits->first) ||
         is_less(parameter.limits->second, parameter.default_value))
-      draft.find("default")->refuse("a value within the limits");
+      draft.find(Field::default_)->refuse("a value within the limits");
   }
 
   void name_for_users(Draft const& draft) {
@@ -428,7 +475,7 @@ class CoreReader : public Scope {
       if (core_->find(name)) at.refuse("a name that is not the engine's for a parameter");
       if (is_new) names.push_back(name);
     };
-    if (JsonValue const* const list = draft.find("user_names"))
+    if (JsonValue const* const list = draft.find(Field::user_names))
       for (std::string const& name : texts(*list, draft.places)) add(name, *list);
     for (std::string const& name : draft.former_names) {
       add(name, draft.origin);
@@ -506,22 +553,25 @@ class CoreReader : public Scope {
   }
 
   void compile_rules(Draft const& draft, Parameter& parameter) const {
-    const auto optional = [&](std::string_view field, Type wanted) -> std::optional<Rule> {
+    const auto optional = [&](Field field, Type wanted) -> std::optional<Rule> {
       JsonValue const* const found = draft.find(field);
       if (found == nullptr) return std::nullopt;
       return rule(*found, draft.places, wanted);
     };
-    parameter.enabled = optional("enabled", Kind::truth);
-    parameter.range = optional("range", *Type::list_of(parameter.type));
-    parameter.derived = optional("derived", parameter.type);
-    JsonValue const* const messages = draft.find("messages");
+    parameter.enabled = optional(Field::enabled, Kind::truth);
+    parameter.range = optional(Field::range, *Type::list_of(parameter.type));
+    parameter.derived = optional(Field::derived, parameter.type);
+    JsonValue const* const messages = draft.find(Field::messages);
     if (messages == nullptr) return;
-    std::set<std::string> names{"range", "rule"};
+    Seen names;
+    names.add("range");
+    names.add("rule");
+    parameter.messages.reserve(messages->items().size());
     for (const JsonValue entry : messages->items()) {
       entry.allow_only({"name", "severity", "when", "text"});
       Message message;
       message.name = text(entry.member("name"), draft.places);
-      if (!names.insert(message.name).second) entry.member("name").refuse("a name that no other message here has");
+      if (!names.add(message.name)) entry.member("name").refuse("a name that no other message here has");
       message.severity =
           static_cast<Severity>(entry.member("severity").choice({"info", "warning", "critical_warning", "error"}));
       message.when = rule(entry.member("when"), draft.places, Type(Kind::truth));
@@ -711,9 +761,9 @@ class CoreReader : public Scope {
     if (step.kind == Step::Kind::definition) return definition_drafts_[step.parameter].rule.place();
     if (step.kind == Step::Kind::search) return core_->searches_[step.parameter]->place;
     Draft const& draft = drafts_[step.parameter];
-    const char* const field = step.kind == Step::Kind::enabled ? "enabled"
-                              : step.kind == Step::Kind::range ? "range"
-                                                               : "derived";
+    const Field field = step.kind == Step::Kind::enabled ? Field::enabled
+                        : step.kind == Step::Kind::range ? Field::range
+                                                         : Field::derived;
     JsonValue const* const found = draft.find(field);
     return (found != nullptr ? *found : draft.origin).place();
   }
@@ -771,15 +821,15 @@ class CoreReader : public Scope {
       Parameter const& parameter = core_->parameters_[i];
       if (parameter.range && !parameter.derived && !parameter.search &&
           fresh.backup(i) != value_text(parameter.default_value))
-        drafts_[i].find("default")->refuse("a value that the range permits with all defaults");
+        drafts_[i].find(Field::default_)->refuse("a value that the range permits with all defaults");
     }
     for (Due const& due : fresh.messages()) {
       if (due.name != "range" && due.name != "rule") continue;
       if (due.parameter == Due::kNoParameter)
         throw JsonError(place_of_shared(due.text.substr(0, due.text.find(':'))) + ": with all defaults, " + due.text);
       Draft const& draft = drafts_[due.parameter];
-      throw JsonError(draft.find(due.name == "range" ? "default" : "name")->place() + ": with all defaults, " +
-                      due.text);
+      throw JsonError(draft.find(due.name == "range" ? Field::default_ : Field::name)->place() +
+                      ": with all defaults, " + due.text);
     }
   }
 

@@ -80,7 +80,7 @@ std::vector<Places> written_out(std::optional<JsonValue> each, Places const& kno
     for (Places const& values : all)
       for (std::string const& word : words) {
         longer.push_back(values);
-        longer.back().emplace(place.name(), word);
+        longer.back().put(place.name(), word);
       }
     all = std::move(longer);
   }

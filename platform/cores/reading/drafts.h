@@ -1,6 +1,7 @@
 // What the readers of all sections of a core's description share: places that are filled, and types.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,10 +34,28 @@ class Extent {
   std::size_t texts_ = 0, rules_ = 0;
 };
 
-/// What stands for each ${name}, and what the texts count for that are filled with it.
-struct Places : PlaceValues {
-  explicit Places(Extent& counted, PlaceValues values = {}) : PlaceValues(std::move(values)), extent(&counted) {}
+/// What stands for each ${name}, and what the texts count for that are filled with it. Copies share what they hold
+/// until one of them is changed: thousands of entries have the places of the part that they stand in.
+class Places {
+ public:
+  explicit Places(Extent& counted, PlaceValues values = {})
+      : extent(&counted), values_(std::make_shared<PlaceValues>(std::move(values))) {}
+
+  PlaceValues const& values() const { return *values_; }
+  auto begin() const { return values_->begin(); }
+  auto end() const { return values_->end(); }
+  std::size_t size() const { return values_->size(); }
+  auto find(std::string_view name) const { return values_->find(name); }
+  bool contains(std::string_view name) const { return values_->contains(name); }
+  void put(std::string const& name, std::string value) {
+    if (values_.use_count() > 1) values_ = std::make_shared<PlaceValues>(*values_);
+    values_->insert_or_assign(name, std::move(value));
+  }
+
   Extent* extent;
+
+ private:
+  std::shared_ptr<PlaceValues> values_;
 };
 
 /// `text`, which stands at `value`, with each ${name} replaced; refuses a place that `places` lacks. What stands for a

@@ -105,11 +105,11 @@ class RegisterReader {
         if (!is_name(place.name())) place.refuse("a place with a name of letters and digits");
         const auto given = known.find(place.name());
         if (given != known.end())
-          values.emplace(place.name(), given->second);
+          values.put(place.name(), given->second);
         else if (place.is_null())
           place.refuse("what stands for the place in what names this file");
         else
-          values.emplace(place.name(), place.text());
+          values.put(place.name(), place.text());
       }
     return values;
   }

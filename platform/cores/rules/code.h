@@ -161,6 +161,14 @@ class CodeStore {
   std::unordered_multimap<std::size_t, CodeBody const*> bodies_;
 };
 
+/// What is found out of the nodes of a rule, by their numbers; kept from rule to rule for its memory.
+struct CheckedTypes {
+  std::vector<Type> types;
+  std::vector<bool> constants;                    ///< of literals alone
+  std::vector<std::optional<Symbol>> symbols;     ///< of what is a slot
+  std::vector<std::vector<Type>> argument_types;  ///< what a call's arguments are widened to
+};
+
 /// Checks rules and makes code of them. Lists and texts that are known beforehand are one and the same where they are
 /// equal.
 class Compiler {
@@ -173,6 +181,7 @@ class Compiler {
 
   std::shared_ptr<CodeStore> store_ = std::make_shared<CodeStore>();
   CodeDraft draft_;
+  CheckedTypes types_;
   std::unordered_map<std::size_t, std::vector<Value>> known_;  // lists and texts, by their hashes
 };
 

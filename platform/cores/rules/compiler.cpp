@@ -18,7 +18,7 @@ std::vector<Cell> cells_of(std::vector<Value> const& values) {
 
 // A name that a let or a loop gives to a register.
 struct Local {
-  std::string const* name;
+  std::string_view name;
   Type type;
   Operand at;
 };
@@ -37,13 +37,20 @@ std::uint8_t outcomes_of(std::string_view sign) {
 // Finds the type of every node and what each name means, and refuses what has none.
 class Checker {
  public:
-  Checker(Syntax const& syntax, Scope const& scope)
-      : types(syntax.nodes.size()),
-        constants(syntax.nodes.size()),
-        symbols(syntax.nodes.size()),
-        argument_types(syntax.nodes.size()),
+  Checker(Syntax const& syntax, Scope const& scope, CheckedTypes& found)
+      : types(found.types),
+        constants(found.constants),
+        symbols(found.symbols),
+        argument_types(found.argument_types),
         syntax_(syntax),
-        scope_(scope) {}
+        scope_(scope) {
+    const std::size_t nodes = syntax.nodes.size();
+    types.assign(nodes, {});
+    constants.assign(nodes, false);
+    symbols.assign(nodes, std::nullopt);
+    if (argument_types.size() < nodes) argument_types.resize(nodes);
+    for (std::size_t i = 0; i < nodes; ++i) argument_types[i].clear();
+  }
 
   Type check(std::uint32_t number) {
     types[number] = type_of(number);
@@ -55,10 +62,10 @@ class Checker {
     return types[number];
   }
 
-  std::vector<Type> types;
-  std::vector<bool> constants;                    // of literals alone
-  std::vector<std::optional<Symbol>> symbols;     // of what is a slot
-  std::vector<std::vector<Type>> argument_types;  // what a call's arguments are widened to
+  std::vector<Type>& types;
+  std::vector<bool>& constants;
+  std::vector<std::optional<Symbol>>& symbols;
+  std::vector<std::vector<Type>>& argument_types;
 
  private:
   [[noreturn]] void fail(std::uint32_t number, std::string const& text) const {
@@ -132,7 +139,7 @@ class Checker {
 
   Type name(std::uint32_t number, Expression const& node) {
     for (auto local = locals_.rbegin(); local != locals_.rend(); ++local)
-      if (*local->name == node.word) return local->type;
+      if (local->name == node.word) return local->type;
     const std::optional<Symbol> symbol = scope_.symbol(node.word);
     if (!symbol) {
       const std::string like = scope_.like(node.word);
@@ -148,16 +155,17 @@ class Checker {
   }
 
   // What an aspect is of: a name, or a word of the device as a text.
-  std::optional<std::string> subject(Expression const& call) const {
+  std::optional<std::string_view> subject(Expression const& call) const {
     if (call.parts.size() != 1) return std::nullopt;
     Expression const& part = syntax_.at(call.parts[0]);
-    if (call.word != "device") return part.form == Form::name ? std::optional(part.word) : std::nullopt;
+    if (call.word != "device")
+      return part.form == Form::name ? std::optional<std::string_view>(part.word) : std::nullopt;
     const bool is_text = part.form == Form::literal && part.value.cell().kind() == Kind::text;
-    return is_text ? std::optional(part.value.cell().text()) : std::nullopt;
+    return is_text ? std::optional<std::string_view>(part.value.cell().text()) : std::nullopt;
   }
 
   Type call(std::uint32_t number, Expression const& node) {
-    if (const std::optional<std::string> of = subject(node))
+    if (const std::optional<std::string_view> of = subject(node))
       if (const auto symbol = scope_.aspect(node.word, *of)) return known(number, *symbol);
     std::vector<Type>& given = argument_types[number];
     for (const std::uint32_t part : node.parts) given.push_back(check(part));
@@ -287,9 +295,9 @@ class Checker {
   }
 
   template <class Use>
-  Type inside(std::uint32_t number, std::string const& name, Type type, Use use) {
+  Type inside(std::uint32_t number, Word name, Type type, Use use) {
     if (scope_.symbol(name)) fail(number, name + " is the name of a parameter already");
-    locals_.push_back({&name, type, 0});
+    locals_.push_back({name, type, 0});
     const Type result = use();
     locals_.pop_back();
     return result;
@@ -462,7 +470,7 @@ class Generator {
         return conditional(number, node);
       case Form::let: {
         const Operand bound = value(node.parts[0]);
-        locals_.push_back({&node.word, type(node.parts[0]), bound});
+        locals_.push_back({node.word, type(node.parts[0]), bound});
         const Operand result = value(node.parts[1]);
         locals_.pop_back();
         return result;
@@ -492,7 +500,7 @@ class Generator {
 
   Operand name(std::uint32_t number, Expression const& node) {
     for (auto local = locals_.rbegin(); local != locals_.rend(); ++local)
-      if (*local->name == node.word) return local->at;
+      if (local->name == node.word) return local->at;
     return slot_of(number);
   }
 
@@ -677,7 +685,7 @@ class Generator {
     emit(Op::move, counter, constant(Value(0)));
     const std::uint32_t again = static_cast<std::uint32_t>(code_.program.size());
     const Position exhausted = emit(Op::next, 0, range, counter);
-    locals_.push_back({&node.word, type(node.parts[0]).element(), element});
+    locals_.push_back({node.word, type(node.parts[0]).element(), element});
     const std::uint32_t used = used_;
     std::vector<Position> skip, leave;
     if (node.parts.size() > 2) branch(node.parts[1], true, skip);
@@ -758,7 +766,7 @@ void Compiler::share(Value& constant) {
 }
 
 std::shared_ptr<Code const> Compiler::compile(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted) {
-  Checker checker(syntax, scope);
+  Checker checker(syntax, scope, types_);
   const Type own = checker.check(syntax.root);
   if (wanted && !own.fits(*wanted))
     throw RuleError("expected a value of type " + wanted->text() + ", found one of type " + own.text(),

@@ -346,7 +346,7 @@ class Parser {
         node.value = row_value(*row->label);
         break;
       }
-      node.word = in_row(node.word, row->variable, *row->label);
+      node.word = std::string_view(syntax_.texts->made.emplace_front(in_row(node.word, row->variable, *row->label)));
     }
     return add(std::move(node));
   }
@@ -394,7 +394,7 @@ class Parser {
       fail("expected " + std::string(error.what()));
     }
     const std::size_t begin = token_.place + pattern.size();
-    rows_.push_back({node.word, std::nullopt});
+    rows_.push_back({std::string(node.word), std::nullopt});
     const RowParts written = row(begin);
     std::vector<RowParts> all;
     for (std::string& label : labels) {
@@ -430,7 +430,7 @@ class Parser {
 
   // What the rows come to together, in forms that there are without rows.
   std::uint32_t combined(Expression const& node, std::vector<RowParts> const& all) {
-    std::vector<std::uint32_t> parts;
+    Parts parts;
     for (RowParts const& row : all) parts.push_back(combined(node, row));
     const bool is_all = node.operation == "all";
     if (is_all || node.operation == "any") return joined(is_all ? Form::and_ : Form::or_, std::move(parts), node);
@@ -457,11 +457,11 @@ class Parser {
   }
 
   // A chain of one part is that part.
-  std::uint32_t joined(Form form, std::vector<std::uint32_t> parts, Expression const& at) {
+  std::uint32_t joined(Form form, Parts parts, Expression const& at) {
     return parts.size() == 1 ? parts[0] : several(form, std::move(parts), at);
   }
 
-  std::uint32_t several(Form form, std::vector<std::uint32_t> parts, Expression const& at) {
+  std::uint32_t several(Form form, Parts parts, Expression const& at) {
     Expression node = start(form, at.place);
     node.parts = std::move(parts);
     return add(std::move(node));
@@ -476,11 +476,12 @@ class Parser {
   // What a loop runs over: `if` behind it begins the loop's condition.
   std::uint32_t expression_before_if() { return sum(); }
 
-  std::string name(std::string const& what) {
-    if (token_.sort != Token::Sort::word || !is_name(token_.written)) fail("expected " + what + ", found " + found());
-    std::string word(token_.written);
+  std::string_view name(std::string_view what) {
+    if (token_.sort != Token::Sort::word || !is_name(token_.written))
+      fail("expected " + std::string(what) + ", found " + found());
+    const std::string_view word = token_.written;
     for (Row const& row : rows_)
-      if (row.variable == word) fail(word + " stands for the rows around already");
+      if (row.variable == word) fail(std::string(word) + " stands for the rows around already");
     advance();
     return word;
   }
@@ -591,15 +592,16 @@ std::vector<std::string> row_labels(std::string_view pattern) { return expand(pa
 Syntax parse(std::string_view text) {
   check_size(text);
   constexpr std::size_t kUsual = 8;  // nodes of a rule
-  Syntax syntax;
+  Syntax syntax{{}, 0, std::make_shared<SyntaxTexts>(SyntaxTexts{std::string(text)})};
   syntax.nodes.reserve(kUsual);
-  syntax.root = Parser(text, syntax, 0, text.size()).whole();
+  syntax.root = Parser(syntax.texts->source, syntax, 0, text.size()).whole();
   return syntax;
 }
 
-Syntax parse_template(std::string_view text) {
-  check_size(text);
-  Syntax syntax;
+Syntax parse_template(std::string_view given) {
+  check_size(given);
+  Syntax syntax{{}, 0, std::make_shared<SyntaxTexts>(SyntaxTexts{std::string(given)})};
+  const std::string_view text = syntax.texts->source;
   Expression whole{Form::call, 0};
   whole.word = "concatenated";
   std::string literal;
@@ -666,7 +668,7 @@ class Writer {
 
   std::string whole(std::uint32_t number) const {
     Expression const& node = syntax_.at(number);
-    std::vector<std::uint32_t> const& parts = node.parts;
+    Parts const& parts = node.parts;
     switch (node.form) {
       case Form::literal:
         return literal(node.value);
@@ -716,9 +718,9 @@ class Writer {
   }
 
  private:
-  std::string list(std::vector<std::uint32_t> const& parts) const { return joined(parts, ", ", 0); }
+  std::string list(Parts const& parts) const { return joined(parts, ", ", 0); }
 
-  std::string joined(std::vector<std::uint32_t> const& parts, std::string_view between, int least) const {
+  std::string joined(Parts const& parts, std::string_view between, int least) const {
     std::string text;
     for (std::size_t i = 0; i < parts.size(); ++i) text += (i > 0 ? std::string(between) : "") + part(parts[i], least);
     return text;

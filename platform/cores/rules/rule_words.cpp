@@ -296,7 +296,7 @@ class Speaker {
     return is_itself ? "every " + among : what + " for every " + among;
   }
 
-  std::string enumerated(std::vector<std::uint32_t> const& parts, std::string_view last) const {
+  std::string enumerated(Parts const& parts, std::string_view last) const {
     std::string text;
     for (std::size_t i = 0; i < parts.size(); ++i) {
       if (i > 0) text += i + 1 == parts.size() ? last : std::string_view(", ");
@@ -312,7 +312,7 @@ class Speaker {
     return std::nullopt;
   }
 
-  std::string filled(std::string_view words, std::vector<std::uint32_t> const& parts) const {
+  std::string filled(std::string_view words, Parts const& parts) const {
     std::string text;
     for (std::size_t i = 0; i < words.size(); ++i) {
       if (words[i] != '{') {
@@ -337,7 +337,7 @@ class Speaker {
     return is_compound ? "(" + value(number) + ")" : value(number);
   }
 
-  std::string followed(std::vector<std::uint32_t> const& parts) const {
+  std::string followed(Parts const& parts) const {
     std::string text;
     for (std::size_t i = 0; i < parts.size(); ++i) text += (i > 0 ? " followed by " : "") + value(parts[i]);
     return text;

@@ -1,7 +1,11 @@
 // A rule as it is written: the tree that the parser makes of a text.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <forward_list>
+#include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,20 +36,68 @@ enum class Form : std::uint8_t {
          ///< then its condition, if it has one, and its body as they are written
 };
 
+/// A word of a rule, borrowed from its text. Trees have thousands, and mostly names too long to be kept in place.
+class Word : public std::string_view {
+ public:
+  using std::string_view::string_view;
+  constexpr Word(std::string_view text) : std::string_view(text) {}     // NOLINT: it is one
+  operator std::string() const { return std::string(data(), size()); }  // NOLINT: as texts are put together of it
+  friend std::string operator+(Word word, std::string_view text) { return std::string(word).append(text); }
+  friend std::string operator+(std::string text, Word word) { return std::move(text.append(word)); }
+};
+
+/// Numbers of nodes. As many as most forms have take no memory of their own.
+class Parts {
+ public:
+  Parts() = default;
+  Parts(std::initializer_list<std::uint32_t> parts) {
+    for (const std::uint32_t part : parts) push_back(part);
+  }
+
+  void push_back(std::uint32_t part) {
+    if (size_ == kFew) many_.assign(few_.begin(), few_.end());
+    if (size_ < kFew)
+      few_[size_] = part;
+    else
+      many_.push_back(part);
+    ++size_;
+  }
+  std::size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  std::uint32_t operator[](std::size_t at) const { return begin()[at]; }
+  std::uint32_t back() const { return begin()[size_ - 1]; }
+  std::uint32_t const* begin() const { return size_ <= kFew ? few_.data() : many_.data(); }
+  std::uint32_t const* end() const { return begin() + size_; }
+
+ private:
+  static constexpr std::uint32_t kFew = 3;
+
+  std::array<std::uint32_t, kFew> few_{};
+  std::uint32_t size_ = 0;
+  std::vector<std::uint32_t> many_;  ///< all of them, where they are more
+};
+
 /// One place of the tree. Parts are numbers of other nodes.
 struct Expression {
   Form form;
   std::uint32_t place = 0;  ///< offset in the text
-  std::string word = {};
-  std::string operation = {};  ///< of a loop and of rows: list any all sum count
+  Word word = {};
+  Word operation = {};  ///< of a loop and of rows: list any all sum count
   Value value = {};
-  std::vector<std::uint32_t> parts = {};
+  Parts parts = {};
+};
+
+/// What the words of a rule are borrowed from: its text, and names in rows.
+struct SyntaxTexts {
+  std::string source;
+  std::forward_list<std::string> made = {};
 };
 
 /// A parsed rule.
 struct Syntax {
   std::vector<Expression> nodes;
   std::uint32_t root = 0;
+  std::shared_ptr<SyntaxTexts> texts = {};
 
   Expression const& at(std::uint32_t node) const { return nodes[node]; }
 };

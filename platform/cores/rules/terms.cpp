@@ -62,7 +62,7 @@ class TermReader {
     std::uint32_t root = term.node_;
     for (auto let = term.lets_.rbegin(); let != term.lets_.rend(); ++let) {
       Expression around{Form::let};
-      around.word = let->first;
+      around.word = std::string_view(let->first);
       around.parts = {let->second, root};
       root = static_cast<std::uint32_t>(syntax.nodes.size());
       syntax.nodes.push_back(std::move(around));

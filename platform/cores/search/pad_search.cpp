@@ -8,6 +8,7 @@
 #include <bit>
 #include <cmath>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <numeric>
@@ -85,40 +86,54 @@ void check(std::vector<PadFunction> const& functions) {
   }
 }
 
-// All ways to seat the functions beside one another, the preferred first.
-void seat(std::vector<PadFunction> const& functions, Peripheral& peripheral) {
-  std::vector<std::size_t> groups;
-  const auto next = [&](auto const& self, PadSet const& taken, bool stays) -> void {
-    if (groups.size() == peripheral.functions.size()) {
-      if (peripheral.options.size() == kMostOptions)
-        throw PadError(peripheral.name + " has too many ways to be seated");
-      peripheral.options.push_back({stays ? Option::Kind::stay : Option::Kind::move, taken, taken.pads(), groups});
-      return;
-    }
-    PadFunction const& function = functions[peripheral.functions[groups.size()]];
-    std::vector<std::size_t> order{function.present};
-    for (std::size_t g = 0; g < function.groups.size(); ++g)
-      if (g != function.present) order.push_back(g);
-    for (const std::size_t g : order) {
-      const PadSet own = set_of(function.groups[g]);
-      if (own.meets(taken) || function.groups[g].closed) continue;
-      PadSet all = taken;
-      all.add(own);
-      groups.push_back(g);
-      self(self, all, stays && g == function.present);
-      groups.pop_back();
-    }
-  };
-  next(next, {}, true);
-}
-
 // A way to move serves as well as one behind it that takes at least the same pads.
 void drop_needless(std::vector<Option>& options) {
   std::vector<Option> kept;
-  for (Option& option : options)
-    if (std::none_of(kept.begin(), kept.end(), [&](Option const& before) { return before.pads.within(option.pads); }))
-      kept.push_back(std::move(option));
+  for (Option& option : options) {
+    const auto serves = [&](Option const& before) { return before.pads.within(option.pads); };
+    if (std::any_of(kept.begin(), kept.end(), serves)) continue;
+    if (kept.size() == kMostOptions) throw PadError("too many ways");
+    kept.push_back(std::move(option));
+  }
   options = std::move(kept);
+}
+
+// The groups of a function that may be taken, the present one first.
+std::vector<std::size_t> groups_of(PadFunction const& function) {
+  std::vector<std::size_t> order{function.present};
+  for (std::size_t g = 0; g < function.groups.size(); ++g)
+    if (g != function.present) order.push_back(g);
+  std::erase_if(order, [&](std::size_t g) { return function.groups[g].closed; });
+  return order;
+}
+
+// All ways to seat the functions beside one another, the preferred first, without those that another serves as well as:
+// what is needless of the first functions is needless whatever the next ones take.
+void seat(std::vector<PadFunction> const& functions, Peripheral& peripheral) {
+  std::vector<Option> ways{{Option::Kind::stay, {}, {}, {}}};
+  for (const std::size_t number : peripheral.functions) {
+    PadFunction const& function = functions[number];
+    const std::vector<std::size_t> groups = groups_of(function);
+    std::vector<PadSet> own;  // by group, closed ones too: their numbers are checked
+    std::transform(function.groups.begin(), function.groups.end(), std::back_inserter(own), set_of);
+    std::vector<Option> longer;
+    for (Option const& way : ways)
+      for (const std::size_t g : groups) {
+        if (own[g].meets(way.pads)) continue;
+        Option& option = longer.emplace_back(way);
+        option.pads.add(own[g]);
+        option.groups.push_back(g);
+        if (g != function.present) option.kind = Option::Kind::move;
+      }
+    try {
+      drop_needless(longer);
+    } catch (PadError const& error) {
+      throw PadError(peripheral.name + " has " + error.what() + " to be seated");
+    }
+    ways = std::move(longer);
+  }
+  for (Option& way : ways) way.pad_list = way.pads.pads();
+  peripheral.options = std::move(ways);
 }
 
 std::vector<Peripheral> peripherals_of(std::vector<PadFunction> const& functions) {
@@ -129,7 +144,6 @@ std::vector<Peripheral> peripherals_of(std::vector<PadFunction> const& functions
     Peripheral& peripheral = all.emplace_back(Peripheral{name, {}, {}});
     for (auto const& [function, number] : own) peripheral.functions.push_back(number);
     seat(functions, peripheral);
-    drop_needless(peripheral.options);
   }
   return all;
 }
