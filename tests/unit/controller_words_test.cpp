@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <map>
 #include <set>
 #include <string>
@@ -128,6 +129,40 @@ TEST(ControllerWords, HowClocksAreMade) {
                    type);
   });
   clocks.expect_all_seen();
+}
+
+// The words in the first column of the tables under a heading of the page.
+std::set<std::string> words_under(std::string const& heading) {
+  std::ifstream page(places::source("docs/memory-controllers.md"));
+  EXPECT_TRUE(page);
+  std::set<std::string> words;
+  bool is_there = false;
+  for (std::string line; std::getline(page, line);) {
+    if (line.starts_with("## ")) is_there = line == "## " + heading;
+    if (!is_there || !line.starts_with("| `")) continue;
+    const std::string cell = line.substr(0, line.find(" |", 2));
+    for (std::size_t at = cell.find('`'); at != std::string::npos;) {
+      const std::size_t end = cell.find('`', at + 1);
+      words.insert(cell.substr(at + 1, end - at - 1));
+      at = cell.find('`', end + 1);
+    }
+  }
+  return words;
+}
+
+// The page has the same words as the help, and no others.
+TEST(ControllerWords, StandOnThePage) {
+  constexpr char const* kGroups[][2] = {
+      {"settings", "Parameters"}, {"clock_words", "Clocks"}, {"model_words", "What is known of a memory"}};
+  for (auto const& [group, heading] : kGroups) {
+    std::set<std::string> words;
+    for (auto const& [key, word] : told(group)) {
+      const std::string prefix = "C0.<memory>_";
+      const std::string begin = heading == std::string("Clocks") ? "C0.<prefix>_" : "";
+      words.insert(key.starts_with(prefix) ? begin + key.substr(prefix.size()) : key);
+    }
+    EXPECT_EQ(words_under(heading), words) << group;
+  }
 }
 
 // Pairs of key and value in a text that Tcl reads as a dictionary, whose values may stand in braces.

@@ -64,6 +64,8 @@ TEST(PlanningData, WhatIsWrongWithAMemoryIsTold) {
            Edit{"\"LVCMOS12\"", "\"LVCMOS18\"", "standards[0].control: expected a standard of the voltage 1.2"},
            Edit{"[\"HP\", \"XP\"]", "[\"HR\"]",
                 "standards[0].data: expected a standard that banks of the kind HR have"},
+           Edit{"\"bits\": 8", "\"bits\": 0", "lanes[0].bits: expected an integer from 1 to 64"},
+           Edit{"\"bits\": 8", "\"bits\": 65", "lanes[0].bits: expected an integer from 1 to 64"},
            Edit{"[[4, 4]", "[[4]", "lanes[0].strobe_bits[0]: expected a width of devices and a number of bits"},
            Edit{"[\"dqs_t\", \"dqs_c\"]", "[\"dqs_t\"]",
                 "lanes[0].strobes: expected two names, of the positive and the negative signal"},
@@ -74,6 +76,8 @@ TEST(PlanningData, WhatIsWrongWithAMemoryIsTold) {
        })
     EXPECT_TRUE(fault_of_memory(changed(good, edit.from, edit.to)).starts_with(edit.fault))
         << fault_of_memory(changed(good, edit.from, edit.to));
+  for (char const* const bits : {"\"bits\": 1", "\"bits\": 64"})
+    EXPECT_EQ(fault_of_memory(changed(good, "\"bits\": 8", bits)), "") << bits;
   EXPECT_EQ(
       fault_of_memory(R"({"format": 1, "type": "DDR4", "source": "s", "prefix": "p", "period_max_ps": 1, "burst": 1,
     "devices": [8], "ranks_max": 1, "stack_heights": [1]})")
