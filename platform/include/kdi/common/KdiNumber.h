@@ -107,7 +107,7 @@ std::string text_of(std::size_t room, Format... format) {
 
 /// printf's %.<decimals>f.
 inline std::string fixed(double value, int decimals) {
-  const auto room = static_cast<std::size_t>(std::numeric_limits<double>::max_exponent10 + decimals + 8);
+  const auto room = std::numeric_limits<double>::max_exponent10 + static_cast<std::size_t>(decimals) + 8;
   return detail::text_of(room, value, std::chars_format::fixed, decimals);
 }
 
