@@ -1,7 +1,6 @@
 #include "host/kdi_cdo/commands.h"
 
 #include <cstdio>
-#include <filesystem>
 
 #include "host/kdi_cdo/configured.h"
 #include "host/kdi_cdo/inputs.h"
@@ -81,9 +80,7 @@ Status generate(Words const& words) {
     for (host::NamedCore const& one : host::named_cores(all)) add_files(form, suffix, one, files);
   });
   if (files.empty()) throw InputError("the core has no registers");
-  std::error_code error;
-  std::filesystem::create_directories(words.files[1], error);
-  if (error) throw kdi::FileError(words.files[1] + ": cannot be made a directory: " + error.message());
+  kdi::make_directories(words.files[1]);
   for (OutputFile const& file : files) kdi::write_file(words.files[1] + "/" + file.name, file.content);
   return kDone;
 }

@@ -230,6 +230,12 @@ bool is_directory(std::string const& path) {
   return present && S_ISDIR(present->st_mode);
 }
 
+void make_directories(std::string const& path) {
+  std::error_code fault;
+  std::filesystem::create_directories(path, fault);
+  if (fault) fail(path, "cannot be made a directory", fault.value());
+}
+
 std::vector<std::string> list_directory(std::string const& path, std::string_view suffix) {
   // The standard library's iterator ends the process where memory runs out.
   const std::unique_ptr<DIR, int (*)(DIR*)> list(::opendir(path.c_str()), ::closedir);

@@ -107,7 +107,7 @@ void HICCDOGen::writeCDOinCFiles(ParamMap&, std::string& specDir, std::string co
       source = kdi::cdo::to_c(kdi::cores::plain(commands), coreName + "_" + name,
                               [&](std::size_t i) { return kdi::cores::words_of(*map, commands[i]); });
     });
-    std::filesystem::create_directories(outputPath);
+    kdi::make_directories(outputPath);
     kdi::write_file(outputPath + "/" + name + ".c", source);
   });
 }

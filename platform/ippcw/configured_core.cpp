@@ -570,11 +570,9 @@ void ConfiguredCore::write(std::string const& path, std::function<std::vector<Ou
   try {
     for (OutputFile const& file : files()) try {
         const std::filesystem::path whole = std::filesystem::path(path) / file.name;
-        std::filesystem::create_directories(whole.parent_path());
+        kdi::make_directories(whole.parent_path().string());
         kdi::write_file(whole.string(), file.content);
       } catch (kdi::FileError const& error) {
-        faults.push_back(error.what());
-      } catch (std::filesystem::filesystem_error const& error) {
         faults.push_back(error.what());
       }
   } catch (std::bad_alloc const&) {

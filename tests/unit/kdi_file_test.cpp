@@ -101,6 +101,16 @@ TEST(WholeFile, CannotBeWrittenWhereThereIsNoPlace) {
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
 }
 
+TEST(Directories, AreMadeWithThoseAboveThemOrToldInWordsOfNoLocale) {
+  const Scratch scratch;
+  kdi::make_directories(scratch.path("a/b/c"));
+  kdi::make_directories(scratch.path("a/b/c"));
+  EXPECT_TRUE(kdi::is_directory(scratch.path("a/b/c")));
+  const std::string under_file = scratch.file("f", "") + "/b";
+  EXPECT_EQ(fault_of([&] { kdi::make_directories(under_file); }),
+            under_file + ": cannot be made a directory: Not a directory");
+}
+
 // Lets no file of this process grow behind `bytes` while it lives, which is what a full disk looks like to it.
 class FullDisk {
  public:

@@ -80,6 +80,9 @@ KDI_DOOR bool is_directory(std::string const& path);
 /// FileError if it is there and cannot be listed to its end.
 KDI_DOOR std::vector<std::string> list_directory(std::string const& path, std::string_view suffix = {});
 
+/// Makes the directory `path` and those above it, as far as they are not there. Throws FileError if it cannot.
+KDI_DOOR void make_directories(std::string const& path);
+
 /// Opens a file, again if a signal came, and closed where the process runs another program. -1, and errno, if it cannot
 /// be opened.
 KDI_DOOR int open_file(std::string const& path, int flags, unsigned mode = 0666);

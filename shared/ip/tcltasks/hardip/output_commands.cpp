@@ -119,7 +119,6 @@ int GenerateTarget(Call const& call) {
     StrVec errors;
     const hardip_eng::Failures failures;
     if (!keeps_output(core, path)) write_output(core, context, params, path, errors);
-    failures.add_to(errors);
     std::string result;
     if (core.implements(HardIPOp::getExportedData)) core.getExportedData(call.read<std::string>(data_word), result);
     if (!packed([&] { add(generateOutputForCore(&core, path, context, params), errors); })) return TCL_ERROR;
@@ -144,7 +143,6 @@ int generateSDKSpecificFiles(Call const& call) {
     if (hardip::with_power_and_io())
       optional_step([&] { generatePowerAndIODataFiles(&core, context, params, path, errors); });
     core.writeDesignData(path, params);
-    failures.add_to(errors);
     if (!packed([&] { add(generateOutputForCore(&core, path, context, params), errors); })) return TCL_ERROR;
     log(0, "%s", "\t generateExportData- Enter\n");
     std::vector<StrVec> rows;
