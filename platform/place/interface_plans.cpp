@@ -137,7 +137,7 @@ MemoryFileContent read_memory_file_content(std::string const& path) {
 
 WhyNot why_not(device::Part const& part, WhyQuestion const& question) {
   return asked([&] {
-    const int use = choice_of("use", question.use, kUses);
+    const int use = static_cast<int>(choice_of("use", question.use, kUses));
     const place::Asked what{
         {}, settings_of_dictionary("settings", question.settings), read_locations("ports", question.ports), "ports"};
     std::vector<planning::TakenPad> taken = taken_by_others(part, question.instance);

@@ -351,7 +351,7 @@ class CoreReader : public Scope {
         Draft::Fields fields = fields_of(entry, *changed.fields);
         for (const Field own : {Field::name, Field::each})
           fields[static_cast<std::size_t>(own)] = (*changed.fields)[static_cast<std::size_t>(own)];
-        changed.fields = std::make_shared<Draft::Fields const>(std::move(fields));
+        changed.fields = std::make_shared<Draft::Fields const>(fields);
         for (auto const& [place, value] : places) changed.places.put(place, value);
       }
   }
