@@ -396,8 +396,9 @@ std::vector<NearBusPlan> nearest(Wish const& wish, std::vector<std::size_t> cons
     if (!result.plan) return std::nullopt;
     return NearBusPlan{std::move(change), std::move(text), std::move(request), std::move(*result.plan)};
   };
-  std::vector<NearBusPlan> plans = nearest_by_one<NearBusPlan>(wish, kinds, is_possible, planned);
-  return plans.empty() ? nearest_by_several<NearBusPlan>(wish, kinds, is_possible, planned) : plans;
+  const auto first = [&](auto const& one, auto const& kind) { return first_possible(one, kind, is_possible); };
+  std::vector<NearBusPlan> plans = nearest_by_one<NearBusPlan>(wish, kinds, first, planned);
+  return plans.empty() ? nearest_by_several<NearBusPlan>(wish, kinds, is_possible, first, planned) : plans;
 }
 
 }  // namespace

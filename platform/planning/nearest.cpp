@@ -8,6 +8,7 @@
 #include "kdi/planning/Diagnosis.h"
 #include "kdi/planning/Standards.h"
 #include "platform/planning/section.h"
+#include "platform/planning/steps.h"
 
 namespace kdi::planning {
 namespace {
@@ -250,45 +251,14 @@ std::optional<NearPlan> planned(Wanted wanted, std::string change, std::string t
   return NearPlan{std::move(change), std::move(text), std::move(wanted), std::move(*result.plan)};
 }
 
-std::vector<NearPlan> by_one(Wanted const& wanted, std::vector<Kind> const& kinds) {
-  std::vector<NearPlan> plans;
-  for (Kind const& kind : kinds)
-    if (Step const* const step = first_possible(wanted, kind))
-      if (auto plan = planned(changed(wanted, *step), kind.name, step->text)) plans.push_back(std::move(*plan));
-  return plans;
-}
-
-// All kinds with their last steps; of these only what is needed, beginning with what is the least wanted, and of each
-// the first step that does beside the others.
-std::vector<NearPlan> by_several(Wanted const& wanted, std::vector<Kind> const& kinds) {
-  std::vector<Step const*> steps;
-  for (Kind const& kind : kinds) steps.push_back(kind.ends_with_least ? &kind.steps.back() : nullptr);
-  const auto with_all = [&](std::size_t except) {
-    Wanted one = wanted;
-    for (std::size_t i = 0; i < kinds.size(); ++i)
-      if (i != except && steps[i] != nullptr) steps[i]->change(one);
-    return one;
-  };
-  if (!is_possible(with_all(kinds.size()))) return {};
-  for (std::size_t i = kinds.size(); i-- > 0;)
-    if (steps[i] != nullptr && is_possible(with_all(i))) steps[i] = nullptr;
-  std::string change, text;
-  for (std::size_t i = 0; i < kinds.size(); ++i) {
-    if (steps[i] == nullptr) continue;
-    steps[i] = first_possible(with_all(i), kinds[i]);
-    change += (change.empty() ? "" : " ") + kinds[i].name;
-    text += (text.empty() ? "" : ", and ") + steps[i]->text;
-  }
-  if (auto plan = planned(with_all(kinds.size()), change, text)) return {std::move(*plan)};
-  return {};
-}
-
 }  // namespace
 
 std::vector<NearPlan> nearest_plans(Wanted const& wanted) {
   const std::vector<Kind> kinds = kinds_of(wanted);
-  std::vector<NearPlan> plans = by_one(wanted, kinds);
-  return plans.empty() ? by_several(wanted, kinds) : plans;
+  const auto possible = [](Wanted const& one) { return is_possible(one); };
+  const auto first = [](Wanted const& one, Kind const& kind) { return first_possible(one, kind); };
+  std::vector<NearPlan> plans = nearest_by_one<NearPlan>(wanted, kinds, first, planned);
+  return plans.empty() ? nearest_by_several<NearPlan>(wanted, kinds, possible, first, planned) : plans;
 }
 
 }  // namespace kdi::planning

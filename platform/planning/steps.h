@@ -56,24 +56,28 @@ Step<Request> const* first_possible(Request const& request, StepKind<Request> co
   return kind.ends_with_least || is_possible(changed(request, *last)) ? &*last : nullptr;
 }
 
-/// Of each kind the first step with which there is a plan. `planned(request, kind, text)` gives an optional answer.
-template <class Near, class Request, class IsPossible, class Planned>
-std::vector<Near> nearest_by_one(Request const& request, std::vector<StepKind<Request>> const& kinds,
-                                 IsPossible is_possible, Planned planned) {
+/// Of each kind the first step with which there is a plan. `first_possible(request, kind)` finds it, and
+/// `planned(request, kind, text)` gives an optional answer.
+template <class Near, class Request, class Kind, class FirstPossible, class Planned>
+std::vector<Near> nearest_by_one(Request const& request, std::vector<Kind> const& kinds, FirstPossible first_possible,
+                                 Planned planned) {
   std::vector<Near> all;
-  for (StepKind<Request> const& kind : kinds)
-    if (Step<Request> const* const step = first_possible(request, kind, is_possible))
-      if (auto one = planned(changed(request, *step), kind.name, step->text)) all.push_back(std::move(*one));
+  for (Kind const& kind : kinds)
+    if (auto const* const step = first_possible(request, kind)) {
+      Request with = request;
+      step->change(with);
+      if (auto one = planned(std::move(with), kind.name, step->text)) all.push_back(std::move(*one));
+    }
   return all;
 }
 
 /// All kinds with their last steps; of these only what is needed, beginning with what is the least wanted, and of each
 /// the first step that does beside the others.
-template <class Near, class Request, class IsPossible, class Planned>
-std::vector<Near> nearest_by_several(Request const& request, std::vector<StepKind<Request>> const& kinds,
-                                     IsPossible is_possible, Planned planned) {
-  std::vector<Step<Request> const*> steps;
-  for (StepKind<Request> const& kind : kinds) steps.push_back(kind.ends_with_least ? &kind.steps.back() : nullptr);
+template <class Near, class Request, class Kind, class IsPossible, class FirstPossible, class Planned>
+std::vector<Near> nearest_by_several(Request const& request, std::vector<Kind> const& kinds, IsPossible is_possible,
+                                     FirstPossible first_possible, Planned planned) {
+  std::vector<decltype(kinds.front().steps.data())> steps;
+  for (Kind const& kind : kinds) steps.push_back(kind.ends_with_least ? &kind.steps.back() : nullptr);
   const auto with_all = [&](std::size_t except) {
     Request one = request;
     for (std::size_t i = 0; i < kinds.size(); ++i)
@@ -86,7 +90,7 @@ std::vector<Near> nearest_by_several(Request const& request, std::vector<StepKin
   std::string change, text;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     if (steps[i] == nullptr) continue;
-    steps[i] = first_possible(with_all(i), kinds[i], is_possible);
+    steps[i] = first_possible(with_all(i), kinds[i]);
     change += (change.empty() ? "" : " ") + kinds[i].name;
     text += (text.empty() ? "" : ", and ") + steps[i]->text;
   }

@@ -265,6 +265,17 @@ TEST(Joint, FindsTheLeastSumsBesideClocks) {
   RecordProperty("proven", whole);
 }
 
+// Of two controllers that no order of loading places: the least of all.
+void expect_joint_alone(Table const& table) {
+  EXPECT_LT(planning::place_in_sequence(table.requests).size(), 2u);
+  EXPECT_LT(planning::place_in_sequence({table.requests[1], table.requests[0]}).size(), 2u);
+  const Truth truth = least_of_all(table);
+  const JointPlan joint = planning::place_jointly(table.requests);
+  ASSERT_TRUE(truth.best);
+  ASSERT_EQ(joint.plans.size(), 2u);
+  expect_least(table, joint, truth);
+}
+
 // The addresses have room in the lane of the clock, but not beside it: then they need one lane more.
 TEST(Joint, ClocksTakeRoomFromAddresses) {
   Table table(plain_layout({1, 2, 1, 1}));
@@ -276,13 +287,7 @@ TEST(Joint, ClocksTakeRoomFromAddresses) {
   table.add_small(6, 1, false, planning::SystemClock::single_ended, taken);
   table.add_small(6, 1, false, planning::SystemClock::none, taken);
   table.requests[1].banks = {101, 102, 103};
-  EXPECT_LT(planning::place_in_sequence(table.requests).size(), 2u);
-  EXPECT_LT(planning::place_in_sequence({table.requests[1], table.requests[0]}).size(), 2u);
-  const Truth truth = least_of_all(table);
-  const JointPlan joint = planning::place_jointly(table.requests);
-  ASSERT_TRUE(truth.best);
-  ASSERT_EQ(joint.plans.size(), 2u);
-  expect_least(table, joint, truth);
+  expect_joint_alone(table);
 }
 
 // The addresses have room in one lane, but only a second one, which has no room for all of them, is near the clock.
@@ -297,13 +302,7 @@ TEST(Joint, AddressesReachOutToTheClock) {
   table.add_small(3, 1, false, planning::SystemClock::none, taken);
   table.requests[0].banks = {100, 101, 102, 103, 104};
   table.requests[1].banks = {100, 101, 104, 105};
-  EXPECT_LT(planning::place_in_sequence(table.requests).size(), 2u);
-  EXPECT_LT(planning::place_in_sequence({table.requests[1], table.requests[0]}).size(), 2u);
-  const Truth truth = least_of_all(table);
-  const JointPlan joint = planning::place_jointly(table.requests);
-  ASSERT_TRUE(truth.best);
-  ASSERT_EQ(joint.plans.size(), 2u);
-  expect_least(table, joint, truth);
+  expect_joint_alone(table);
 }
 
 TEST(Joint, FindsTheLeastSumsOfAllSharesOfLanes) {
