@@ -45,6 +45,9 @@ std::string changed(std::shared_ptr<Core const> const& core, unsigned seed) {
   std::string shown;
   for (std::uint32_t i = 0; i < core->parameters().size(); ++i) shown += instance.value(i) + "\n";
   for (Due const& due : instance.messages()) shown += due.text + "\n";
+  // The tree of a rule is made when it is first asked for, here by all at once.
+  for (Parameter const& parameter : core->parameters())
+    if (parameter.enabled) shown += parameter.enabled->written() + "\n";
   return shown;
 }
 

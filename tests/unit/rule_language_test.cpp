@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "kdi/cores/Rule.h"
+#include "platform/cores/rules/code.h"
 #include "platform/cores/rules/functions.h"
 #include "platform/cores/rules/syntax.h"
 
@@ -416,6 +417,55 @@ TEST(RuleLanguage, WritesRulesPlainly) {
             "not any(r in {0..2} if ROW{r}_ON: ROW{r}_MHZ > r)");
   EXPECT_EQ(Rule::compile("sum(a in {0,2}: sum(b in {1..2}: ROW{a}_MHZ*ROW{b}_MHZ))", p).written(),
             "sum(a in {0,2}: sum(b in {1..2}: ROW{a}_MHZ * ROW{b}_MHZ))");
+}
+
+// A rule that says of one parameter what may be said of it must not be taken for right of another.
+TEST(RuleLanguage, RulesOfOneShapeAreCheckedEach) {
+  const std::vector<std::string> gears = {"Low", "High"}, doors = {"Open", "Shut", "High"};
+  class TwoTexts : public Scope {
+   public:
+    TwoTexts(std::vector<std::string> const& gears, std::vector<std::string> const& doors)
+        : gear_{Kind::text, 0, &gears}, door_{Kind::text, 1, &doors} {}
+    std::optional<Symbol> symbol(std::string_view name) const override {
+      if (name == "GEAR") return gear_;
+      return name == "DOOR" ? std::optional(door_) : std::nullopt;
+    }
+    std::optional<Symbol> aspect(std::string_view aspect, std::string_view name) const override {
+      if (aspect == "given") return Symbol{Kind::truth, name == "GEAR" ? 2U : 3U};
+      if (aspect == "device" && name == "gears") return Symbol{Kind::integer, 4};
+      return std::nullopt;
+    }
+
+   private:
+    Symbol gear_, door_;
+  };
+  const TwoTexts scope(gears, doors);
+  Compiler compiler;
+  const auto told = [&](std::string const& text) {
+    try {
+      return "reads " + std::to_string(Rule::compile(text, scope, Kind::truth, compiler).reads().back());
+    } catch (RuleError const& error) {
+      return std::string(error.what());
+    }
+  };
+  EXPECT_EQ(told("GEAR == 'High'"), "reads 0");
+  EXPECT_EQ(told("DOOR == 'High'"), "reads 1");
+  EXPECT_EQ(told("GEAR in ['Low', 'High']"), "reads 0");
+  EXPECT_EQ(told("DOOR in ['Low', 'High']"), "DOOR is never 'Low'; it is one of Open, Shut, High");
+  EXPECT_EQ(told("GEAR == 'Low'"), "reads 0");
+  EXPECT_EQ(told("DOOR == 'Low'"), "DOOR is never 'Low'; it is one of Open, Shut, High");
+  EXPECT_EQ(told("given(GEAR)"), "reads 2");
+  EXPECT_EQ(told("given(DOOR)"), "reads 3");
+  EXPECT_EQ(told("given((GEAR))"), "reads 2");
+  EXPECT_EQ(told("given((DOOR))"), "reads 3");
+  EXPECT_EQ(told("let GEARS = 2; GEARS == 2 and DOOR == 'Shut'"), "reads 1");
+  EXPECT_EQ(told("let GEAR = 2; GEAR == 2"), "GEAR is the name of a parameter already");
+  EXPECT_EQ(told("device('gears') > 3"), "reads 4");
+  EXPECT_EQ(told("device('doors') > 3"), "device('word') is for a word that is declared");
+  EXPECT_EQ(told("device('gea''rs') > 3"), "device('word') is for a word that is declared");
+  EXPECT_EQ(told("GEAR == DOOR"), "reads 1");
+  EXPECT_EQ(told("DOOR == DOOR"), "reads 1");
+  EXPECT_EQ(told("DOOR ? DOOR"), "a character that means nothing here");
 }
 
 TEST(RuleLanguage, OneRuleServesManyThreads) {

@@ -4,6 +4,8 @@
 #include <bit>
 #include <type_traits>
 
+#include "platform/cores/rules/syntax.h"
+
 namespace kdi::cores {
 
 void CodeDraft::clear() {
@@ -85,9 +87,38 @@ auto CodeStore::row(std::size_t count, Make make) {
   return std::span<Item>(first, count);
 }
 
-Code const& CodeStore::add(CodeDraft const& draft) {
-  const std::span<std::uint32_t> reads = row(draft.reads.size(), [&](std::size_t i) { return draft.reads[i]; });
-  return row(1, [&](std::size_t) { return Code{&body_of(draft), reads}; }).front();
+CodeBody const& CodeStore::body_with(CodeBody const& body, std::span<std::uint32_t const> numbers,
+                                     std::span<Value const> texts) {
+  CodeBody& other = row(1, [&](std::size_t) { return body; }).front();
+  std::size_t next = 0;
+  other.constants = retained(body.constants.size(), [&](std::size_t i) {
+    return next < numbers.size() && numbers[next] == i ? texts[next++].cell() : body.constants[i];
+  });
+  return other;
+}
+
+template <class CellOf>
+std::span<Cell> CodeStore::retained(std::size_t count, CellOf cell_of) {
+  const std::span<Cell> cells = row(count, cell_of);
+  for (const Cell cell : cells)
+    if (cell.has_node()) cell.node()->retain();
+  constants_.push_back(cells);
+  return cells;
+}
+
+Code const& CodeStore::add(CodeBody const& body, std::vector<std::uint32_t> const& reads, Source source) {
+  const std::span<std::uint32_t> slots = row(reads.size(), [&](std::size_t i) { return reads[i]; });
+  char* const text = static_cast<char*>(memory_.allocate(source.text.size() + 1, 1));  // of nothing as well
+  source.text.copy(text, source.text.size());
+  source.text = std::string_view(text, source.text.size());
+  return row(1, [&](std::size_t) { return Code{&body, slots, this, source}; }).front();
+}
+
+std::shared_ptr<Syntax const> CodeStore::syntax_of(Code const& code) const {
+  const std::lock_guard lock(mutex_);
+  std::shared_ptr<Syntax const>& known = syntaxes_[&code];
+  if (!known) known = std::make_shared<Syntax const>(parse(code.source.text, code.source.writing));
+  return known;
 }
 
 CodeBody const& CodeStore::body_of(CodeDraft const& draft) {
@@ -101,12 +132,8 @@ CodeBody const& CodeStore::body_of(CodeDraft const& draft) {
   body.type = draft.type;
   const auto copy = [this](auto const& items) { return row(items.size(), [&](std::size_t i) { return items[i]; }); };
   body.program = copy(draft.program);
-  const std::span<Cell> constants = row(draft.constants.size(), [](std::size_t) { return Cell(); });
-  constants_.push_back(constants);
-  for (std::size_t i = 0; i < constants.size(); ++i) {
-    constants[i] = draft.constants[i].cell();
-    if (constants[i].has_node()) constants[i].node()->retain();
-  }
+  const std::span<Cell> constants =
+      retained(draft.constants.size(), [&](std::size_t i) { return draft.constants[i].cell(); });
   body.constants = constants;
   body.functions = copy(draft.functions);
   body.sets = row(draft.sets.size(), [&](std::size_t i) {

@@ -4,14 +4,21 @@
 #include <cstdint>
 #include <memory>
 #include <memory_resource>
+#include <mutex>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "kdi/cores/Rule.h"
 
 namespace kdi::cores {
+
+class CodeStore;
+class ShapeReader;
+class Shapes;
+struct KnownShape;
 
 /// Where an instruction finds or leaves a value: an index whose two top bits say among what; of a slot, its place among
 /// those that the rule reads.
@@ -113,10 +120,22 @@ struct CodeBody {
   std::span<Function const* const> functions;
 };
 
+/// How a rule is written: one expression, or a message with expressions in braces.
+enum class Writing : std::uint8_t { expression, message };
+
+/// The text of a rule.
+struct Source {
+  std::string_view text = {};
+  Writing writing = Writing::expression;
+  std::uint32_t places = 0;  ///< of its tree
+};
+
 /// The code of a rule. Borrows what it consists of.
 struct Code {
   CodeBody const* body = nullptr;
-  std::span<std::uint32_t const> reads;  ///< slots, ascending
+  std::span<std::uint32_t const> reads = {};  ///< slots, ascending
+  CodeStore const* store = nullptr;           ///< that keeps it
+  Source source = {};                         ///< empty for a part of a rule
 
   /// The slot that the rule is, if it is one and nothing else.
   std::optional<std::uint32_t> slot() const;
@@ -140,7 +159,8 @@ struct CodeDraft {
 };
 
 /// Keeps the code of many rules in one piece of memory, in the order in which they came: what is computed in a row lies
-/// in a row. Bodies that are equal are kept once.
+/// in a row. Bodies that are equal are kept once. The trees of rules are made when somebody asks for them, which may be
+/// several threads at once, and are kept as well.
 class CodeStore {
  public:
   CodeStore() = default;
@@ -149,16 +169,31 @@ class CodeStore {
   ~CodeStore();
 
   /// Good as long as the store. Lists and texts among the constants are the same where they are equal.
-  Code const& add(CodeDraft const& draft);
+  CodeBody const& body_of(CodeDraft const& draft);
+  /// A body like `body` with `texts` as the constants of these numbers.
+  CodeBody const& body_with(CodeBody const& body, std::span<std::uint32_t const> numbers, std::span<Value const> texts);
+  /// Copies the slots and the text.
+  Code const& add(CodeBody const& body, std::vector<std::uint32_t> const& reads, Source source);
+  /// The tree of code of this store.
+  std::shared_ptr<Syntax const> syntax_of(Code const& code) const;
 
  private:
   template <class Make>
   auto row(std::size_t count, Make make);
-  CodeBody const& body_of(CodeDraft const& draft);
+  template <class CellOf>
+  std::span<Cell> retained(std::size_t count, CellOf cell_of);
 
   std::pmr::monotonic_buffer_resource memory_;
+  mutable std::mutex mutex_;  // over the trees
+  mutable std::unordered_map<Code const*, std::shared_ptr<Syntax const>> syntaxes_;
   std::vector<std::span<Cell const>> constants_;  // of all code; owned
   std::unordered_multimap<std::size_t, CodeBody const*> bodies_;
+};
+
+/// A text that a rule compares with what is in a slot.
+struct ComparedText {
+  std::uint32_t slot;
+  Value text;
 };
 
 /// What is found out of the nodes of a rule, by their numbers; kept from rule to rule for its memory.
@@ -167,22 +202,36 @@ struct CheckedTypes {
   std::vector<bool> constants;                    ///< of literals alone
   std::vector<std::optional<Symbol>> symbols;     ///< of what is a slot
   std::vector<std::vector<Type>> argument_types;  ///< what a call's arguments are widened to
+  std::vector<ComparedText> compared;             ///< of the whole rule
 };
 
-/// Checks rules and makes code of them. Lists and texts that are known beforehand are one and the same where they are
-/// equal.
+/// Checks rules of one scope and makes code of them. Lists and texts that are known beforehand are one and the same
+/// where they are equal; a rule of a shape that came already is not parsed.
 class Compiler {
  public:
-  /// The code of `syntax`, which keeps all that was made by this compiler. Throws RuleError.
-  std::shared_ptr<Code const> compile(struct Syntax const& syntax, Scope const& scope, std::optional<Type> wanted);
+  Compiler();
+  ~Compiler();
+
+  /// The code of the rule `text`, which keeps all that was made by this compiler. Throws RuleError.
+  std::shared_ptr<Code const> compile(std::string_view text, Writing writing, Scope const& scope,
+                                      std::optional<Type> wanted);
+  /// The code of a part of a rule.
+  std::shared_ptr<Code const> compile(Syntax const& part, Scope const& scope, std::optional<Type> wanted);
 
  private:
+  void generate(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted);
+  std::vector<std::uint32_t> texts_of(Syntax const& syntax, Writing writing) const;
+  CodeBody const& drafted_body();
+  CodeBody const& body_of(KnownShape const& known);
+  std::shared_ptr<Code const> kept(Code const& code) const { return {store_, &code}; }
   void share(Value& constant);
 
   std::shared_ptr<CodeStore> store_ = std::make_shared<CodeStore>();
   CodeDraft draft_;
   CheckedTypes types_;
   std::unordered_map<std::size_t, std::vector<Value>> known_;  // lists and texts, by their hashes
+  std::unique_ptr<ShapeReader> reader_;
+  std::unique_ptr<Shapes> shapes_;
 };
 
 /// The value of code that reads no slot and calls no function of a scope. Throws RuleFault.

@@ -2,6 +2,7 @@
 
 #include "platform/cores/rules/code.h"
 #include "platform/cores/rules/functions.h"
+#include "platform/cores/rules/shape.h"
 #include "platform/cores/rules/syntax.h"
 
 namespace kdi::cores {
@@ -32,6 +33,11 @@ std::uint8_t outcomes_of(std::string_view sign) {
   return kGreater | kEqual;
 }
 
+bool can_hold(Symbol const& symbol, Value const& text) {
+  return symbol.texts == nullptr ||
+         std::find(symbol.texts->begin(), symbol.texts->end(), text.cell().text()) != symbol.texts->end();
+}
+
 // ------------------------------------------------------------------------------------------------------- the types
 
 // Finds the type of every node and what each name means, and refuses what has none.
@@ -42,6 +48,7 @@ class Checker {
         constants(found.constants),
         symbols(found.symbols),
         argument_types(found.argument_types),
+        compared(found.compared),
         syntax_(syntax),
         scope_(scope) {
     const std::size_t nodes = syntax.nodes.size();
@@ -50,6 +57,7 @@ class Checker {
     symbols.assign(nodes, std::nullopt);
     if (argument_types.size() < nodes) argument_types.resize(nodes);
     for (std::size_t i = 0; i < nodes; ++i) argument_types[i].clear();
+    compared.clear();
   }
 
   Type check(std::uint32_t number) {
@@ -66,6 +74,7 @@ class Checker {
   std::vector<bool>& constants;
   std::vector<std::optional<Symbol>>& symbols;
   std::vector<std::vector<Type>>& argument_types;
+  std::vector<ComparedText>& compared;
 
  private:
   [[noreturn]] void fail(std::uint32_t number, std::string const& text) const {
@@ -219,10 +228,11 @@ class Checker {
 
   // A comparison with a text that a parameter cannot hold is a slip.
   void check_texts(std::uint32_t name, std::uint32_t literal) const {
-    std::vector<std::string> const* const texts = symbols[name] ? symbols[name]->texts : nullptr;
     Expression const& node = syntax_.at(literal);
-    if (texts == nullptr || node.form != Form::literal || node.value.cell().kind() != Kind::text) return;
-    if (std::find(texts->begin(), texts->end(), node.value.cell().text()) != texts->end()) return;
+    if (!symbols[name] || node.form != Form::literal || node.value.cell().kind() != Kind::text) return;
+    compared.push_back({symbols[name]->slot, node.value});
+    if (can_hold(*symbols[name], node.value)) return;
+    std::vector<std::string> const* const texts = symbols[name]->texts;
     constexpr std::size_t kShown = 6;
     std::string all;
     for (std::size_t i = 0; i < texts->size() && i < kShown; ++i) all += (i > 0 ? ", " : "") + (*texts)[i];
@@ -765,15 +775,70 @@ void Compiler::share(Value& constant) {
     constant = *known;
 }
 
-std::shared_ptr<Code const> Compiler::compile(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted) {
+Compiler::Compiler() : reader_(new ShapeReader), shapes_(new Shapes) {}
+Compiler::~Compiler() = default;
+
+std::shared_ptr<Code const> Compiler::compile(std::string_view text, Writing writing, Scope const& scope,
+                                              std::optional<Type> wanted) {
+  const std::optional<std::string_view> shape = reader_->read(text, writing, scope, wanted);
+  KnownShape const* const known = shape ? shapes_->find(*shape) : nullptr;
+  const auto holds = [&](ComparedText const& one) { return can_hold(reader_->symbol_at(one.slot), one.text); };
+  if (known != nullptr && std::all_of(known->compared.begin(), known->compared.end(), holds))
+    return kept(store_->add(body_of(*known), reader_->slots(), {text, writing, known->places}));
+  const Syntax syntax = parse(text, writing);
+  const std::uint32_t places = static_cast<std::uint32_t>(syntax.nodes.size());
+  generate(syntax, scope, wanted);
+  const std::vector<std::uint32_t> texts = texts_of(syntax, writing);
+  CodeBody const& body = drafted_body();
+  if (shape && known == nullptr && draft_.reads == reader_->slots() && texts.size() == reader_->texts().size()) {
+    for (ComparedText& one : types_.compared)
+      one.slot = static_cast<std::uint32_t>(std::lower_bound(draft_.reads.begin(), draft_.reads.end(), one.slot) -
+                                            draft_.reads.begin());
+    shapes_->add(*shape, {&body, texts, places, types_.compared});
+  }
+  return kept(store_->add(body, draft_.reads, {text, writing, places}));
+}
+
+// As the shape has it, with the texts of the message that was read.
+CodeBody const& Compiler::body_of(KnownShape const& known) {
+  if (known.texts.empty()) return *known.body;
+  for (Value& text : reader_->texts()) share(text);
+  return store_->body_with(*known.body, known.texts, reader_->texts());
+}
+
+std::shared_ptr<Code const> Compiler::compile(Syntax const& part, Scope const& scope, std::optional<Type> wanted) {
+  generate(part, scope, wanted);
+  return kept(store_->add(drafted_body(), draft_.reads, {}));
+}
+
+void Compiler::generate(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted) {
   Checker checker(syntax, scope, types_);
   const Type own = checker.check(syntax.root);
   if (wanted && !own.fits(*wanted))
     throw RuleError("expected a value of type " + wanted->text() + ", found one of type " + own.text(),
                     syntax.at(syntax.root).place);
   Generator(syntax, scope, checker, draft_).make_all(wanted.value_or(own));
+}
+
+// Where the texts of a message are among the constants of the draft, in the order in which they stand.
+std::vector<std::uint32_t> Compiler::texts_of(Syntax const& syntax, Writing writing) const {
+  std::vector<std::uint32_t> numbers;
+  if (writing == Writing::expression) return numbers;
+  for (const std::uint32_t part : syntax.at(syntax.root).parts) {
+    Expression const& piece = syntax.at(part);
+    if (piece.form != Form::literal || piece.value.cell().kind() != Kind::text) continue;
+    const auto is_it = [&](Value const& one) {
+      return one.cell().has_node() && one.cell().node() == piece.value.cell().node();
+    };
+    const auto found = std::find_if(draft_.constants.begin(), draft_.constants.end(), is_it);
+    numbers.push_back(static_cast<std::uint32_t>(found - draft_.constants.begin()));
+  }
+  return numbers;
+}
+
+CodeBody const& Compiler::drafted_body() {
   for (Value& constant : draft_.constants) share(constant);
-  return {store_, &store_->add(draft_)};
+  return store_->body_of(draft_);
 }
 
 }  // namespace kdi::cores

@@ -353,17 +353,11 @@ Rule Rule::compile_template(std::string_view text, Scope const& scope) {
 }
 
 Rule Rule::compile(std::string_view text, Scope const& scope, std::optional<Type> wanted, Compiler& compiler) {
-  Rule rule;
-  rule.syntax_ = std::make_shared<Syntax>(parse(text));
-  rule.code_ = compiler.compile(*rule.syntax_, scope, wanted);
-  return rule;
+  return Rule(compiler.compile(text, Writing::expression, scope, wanted));
 }
 
 Rule Rule::compile_template(std::string_view text, Scope const& scope, Compiler& compiler) {
-  Rule rule;
-  rule.syntax_ = std::make_shared<Syntax>(parse_template(text));
-  rule.code_ = compiler.compile(*rule.syntax_, scope, Type(Kind::text));
-  return rule;
+  return Rule(compiler.compile(text, Writing::message, scope, Type(Kind::text)));
 }
 
 Type Rule::type() const { return code_->body->type; }
@@ -373,10 +367,14 @@ std::string const& Rule::place() const {
 }
 std::span<std::uint32_t const> Rule::reads() const { return code_->reads; }
 std::size_t Rule::bytes() const {
-  std::size_t bytes = syntax_->nodes.size() * sizeof(Expression) + code_->body->program.size() * sizeof(Instruction);
+  std::size_t bytes = code_->source.places * sizeof(Expression) + code_->body->program.size() * sizeof(Instruction);
   for (const Cell constant : code_->body->constants) bytes += cores::bytes(constant);
   return bytes;
 }
-std::string Rule::written() const { return cores::written(*syntax_, syntax_->root); }
+std::shared_ptr<Syntax const> Rule::syntax() const { return code_->store->syntax_of(*code_); }
+std::string Rule::written() const {
+  const std::shared_ptr<Syntax const> tree = syntax();
+  return cores::written(*tree, tree->root);
+}
 
 }  // namespace kdi::cores

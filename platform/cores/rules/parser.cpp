@@ -5,110 +5,19 @@
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiPattern.h"
-#include "kdi/common/KdiText.h"
+#include "platform/cores/rules/lexer.h"
 #include "platform/cores/rules/syntax.h"
 
 namespace kdi::cores {
 namespace {
 
-constexpr std::array<std::string_view, 13> kReserved = {"and", "div", "else", "false", "if",   "in",  "let",
-                                                        "mod", "not", "or",   "then",  "true", "list"};
 constexpr std::array<std::string_view, 5> kLoops = {"all", "any", "count", "list", "sum"};
-constexpr std::array<std::string_view, 6> kComparisons = {"==", "!=", "<=", ">=", "<", ">"};
 constexpr int kDeepestTree = 1000;  // of operators in a row as well, which nest to the left
-
-using text::is_blank;
-using text::is_digit;
-
-bool begins_comparison(char c) { return c == '=' || c == '!' || c == '<' || c == '>'; }
-bool begins_word(char c) { return text::is_letter(c) || c == '_'; }
-bool continues_word(char c) { return begins_word(c) || is_digit(c); }
 
 template <class Words>
 bool has(Words const& words, std::string_view word) {
   return std::find(words.begin(), words.end(), word) != words.end();
 }
-
-struct Token {
-  enum class Sort { end, number, text, word, sign } sort = Sort::end;
-  std::string_view written = {};
-  std::size_t place = 0;
-};
-
-// A variable of rows, and the row that is being read; none while the rows are read as they are written.
-struct Row {
-  std::string variable;
-  std::optional<std::string> label;
-};
-
-// Cuts a text into tokens, one at a time. Within rows `{variable}` is a piece of a name.
-class Lexer {
- public:
-  Lexer(std::string_view text, std::size_t begin, std::size_t end, std::vector<Row> const& rows)
-      : text_(text.substr(0, end)), at_(begin), rows_(&rows) {}
-
-  Token next() {
-    while (at_ < text_.size() && is_blank(text_[at_])) ++at_;
-    const std::size_t begin = at_;
-    if (begin == text_.size()) return {Token::Sort::end, "", begin};
-    const Token::Sort sort = take();
-    return {sort, text_.substr(begin, at_ - begin), begin};
-  }
-
- private:
-  Token::Sort take() {
-    const char c = text_[at_];
-    if (begins_word(c) || variable() > 0) {
-      for (std::size_t size = 1; size > 0; at_ += size)
-        size = at_ < text_.size() && continues_word(text_[at_]) ? 1 : variable();
-      return Token::Sort::word;
-    }
-    if (is_digit(c)) {
-      while (at_ < text_.size() && (is_digit(text_[at_]) || text_[at_] == '.')) ++at_;
-      return Token::Sort::number;
-    }
-    if (c == '\'') return take_text();
-    if (begins_comparison(c))
-      for (std::string_view sign : kComparisons)
-        if (text_.substr(at_).starts_with(sign)) return take_sign(sign.size());
-    if (std::string_view("+-*()[]{},:;=").find(c) != std::string_view::npos) return take_sign(1);
-    throw RuleError("a character that means nothing here", at_);
-  }
-
-  // The size of the variable in braces that stands here; 0 if none does.
-  std::size_t variable() const {
-    if (at_ == text_.size() || text_[at_] != '{') return 0;
-    for (Row const& row : *rows_)
-      if (text_.substr(at_ + 1).starts_with(row.variable) &&
-          text_.substr(at_ + 1 + row.variable.size()).starts_with('}'))
-        return row.variable.size() + 2;
-    return 0;
-  }
-
-  Token::Sort take_sign(std::size_t size) {
-    at_ += size;
-    return Token::Sort::sign;
-  }
-
-  // A quote within is written twice.
-  Token::Sort take_text() {
-    const std::size_t begin = at_++;
-    for (; at_ < text_.size(); ++at_) {
-      if (text_[at_] != '\'') continue;
-      if (at_ + 1 < text_.size() && text_[at_ + 1] == '\'')
-        ++at_;
-      else {
-        ++at_;
-        return Token::Sort::text;
-      }
-    }
-    throw RuleError("a text that is not closed", begin);
-  }
-
-  std::string_view text_;
-  std::size_t at_;
-  std::vector<Row> const* rows_;
-};
 
 class Parser {
  public:
@@ -186,7 +95,7 @@ class Parser {
   std::uint32_t comparison() {
     const std::uint32_t left = sum();
     const std::size_t place = token_.place;
-    if (token_.sort == Token::Sort::sign && begins_comparison(token_.written[0]) && has(kComparisons, token_.written)) {
+    if (token_.sort == Token::Sort::sign && begins_comparison(token_.written[0]) && is_comparison(token_.written)) {
       const std::string_view sign = token_.written;
       advance();
       return binary(Form::compare, sign, place, left, sum());
@@ -321,7 +230,7 @@ class Parser {
       advance();
       return add(std::move(node));
     }
-    if (has(kReserved, token.written) && token.written != "list") fail("expected a value, found " + found());
+    if (is_reserved(token.written) && token.written != "list") fail("expected a value, found " + found());
     advance();
     if (!is("(")) {
       if (token.written == "list") fail("expected (, found " + found());
@@ -554,23 +463,10 @@ std::uint32_t add_text(Syntax& syntax, std::string text, std::size_t place) {
   return static_cast<std::uint32_t>(syntax.nodes.size() - 1);
 }
 
-// Where the expression that begins behind the brace at `open` ends: braces within it count, those of its texts do not.
-std::size_t closing_brace(std::string_view text, std::size_t open) {
-  int depth = 0;
-  bool quoted = false;
-  for (std::size_t i = open; i < text.size(); ++i) {
-    if (text[i] == '\'' && i > open) quoted = !quoted;
-    if (quoted) continue;
-    if (text[i] == '{') ++depth;
-    if (text[i] == '}' && --depth == 0) return i;
-  }
-  throw RuleError("a { without its }", open);
-}
-
 }  // namespace
 
 bool is_name(std::string_view word) {
-  return !word.empty() && begins_word(word[0]) && !has(kReserved, word) &&
+  return !word.empty() && begins_word(word[0]) && !is_reserved(word) &&
          std::all_of(word.begin(), word.end(), continues_word);
 }
 
@@ -589,45 +485,34 @@ Value row_value(std::string const& label) {
 
 std::vector<std::string> row_labels(std::string_view pattern) { return expand(pattern, kMostRows); }
 
-Syntax parse(std::string_view text) {
-  check_size(text);
+namespace {
+
+void parse_expression(Syntax& syntax) {
   constexpr std::size_t kUsual = 8;  // nodes of a rule
-  Syntax syntax{{}, 0, std::make_shared<SyntaxTexts>(SyntaxTexts{std::string(text)})};
+  std::string const& text = syntax.texts->source;
   syntax.nodes.reserve(kUsual);
-  syntax.root = Parser(syntax.texts->source, syntax, 0, text.size()).whole();
-  return syntax;
+  syntax.root = Parser(text, syntax, 0, text.size()).whole();
 }
 
-Syntax parse_template(std::string_view given) {
-  check_size(given);
-  Syntax syntax{{}, 0, std::make_shared<SyntaxTexts>(SyntaxTexts{std::string(given)})};
+void parse_message(Syntax& syntax) {
   const std::string_view text = syntax.texts->source;
   Expression whole{Form::call, 0};
   whole.word = "concatenated";
-  std::string literal;
-  const auto close_literal = [&](std::size_t place) {
-    if (!literal.empty()) whole.parts.push_back(add_text(syntax, std::exchange(literal, ""), place));
-  };
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    const bool twice = i + 1 < text.size() && text[i + 1] == c;
-    if ((c == '{' || c == '}') && twice) {
-      literal += text[i++];
-    } else if (c == '{') {
-      close_literal(i);
-      const std::size_t end = closing_brace(text, i);
-      whole.parts.push_back(Parser(text, syntax, i + 1, end).whole());
-      i = end;
-    } else if (c == '}') {
-      throw RuleError("a } without its {", i);
-    } else {
-      literal += c;
-    }
-  }
-  close_literal(text.size());
+  TemplatePieces pieces(text);
+  while (const auto piece = pieces.next())
+    whole.parts.push_back(piece->is_expression ? Parser(text, syntax, piece->begin, piece->end).whole()
+                                               : add_text(syntax, pieces.said(*piece), piece->begin));
   if (whole.parts.empty()) whole.parts.push_back(add_text(syntax, "", 0));
   syntax.nodes.push_back(std::move(whole));
   syntax.root = static_cast<std::uint32_t>(syntax.nodes.size() - 1);
+}
+
+}  // namespace
+
+Syntax parse(std::string_view text, Writing writing) {
+  check_size(text);
+  Syntax syntax{{}, 0, std::make_shared<SyntaxTexts>(SyntaxTexts{std::string(text)})};
+  writing == Writing::message ? parse_message(syntax) : parse_expression(syntax);
   return syntax;
 }
 

@@ -350,9 +350,10 @@ class Speaker {
 }  // namespace
 
 std::string Rule::in_words(Said said) const {
-  const Speaker speaker(*syntax_, said == Said::limits);
+  const std::shared_ptr<Syntax const> tree = syntax();
+  const Speaker speaker(*tree, said == Said::limits);
   const bool is_truth = type() == Type(Kind::truth);
-  return is_truth && said != Said::value ? speaker.statement(syntax_->root) : speaker.phrase(syntax_->root);
+  return is_truth && said != Said::value ? speaker.statement(tree->root) : speaker.phrase(tree->root);
 }
 
 // A message is compiled to a row of its pieces, which is written as a call.

@@ -12,6 +12,7 @@
 
 #include "kdi/cores/Rule.h"
 #include "kdi/cores/Value.h"
+#include "platform/cores/rules/code.h"
 
 namespace kdi::cores {
 
@@ -107,12 +108,9 @@ constexpr int kDeepestRule = 200;
 constexpr std::size_t kMostRows = 500;       // of one pattern
 constexpr std::size_t kMostPlaces = 50'000;  // of the tree of a rule, all rows written out
 
-/// Parses `text`. Throws RuleError.
-Syntax parse(std::string_view text);
-
-/// Parses a message: text in which `{expression}` stands for a value and `{{` and `}}` for braces. The tree gives the
-/// whole text. Throws RuleError.
-Syntax parse_template(std::string_view text);
+/// Parses `text`: an expression, or a message, in which `{expression}` stands for a value and `{{` and `}}` for braces;
+/// the tree of that gives the whole text. Throws RuleError.
+Syntax parse(std::string_view text, Writing writing = Writing::expression);
 
 /// Whether `word` may name a parameter or a definition: letters, digits and `_`, no digit first, none of the language's
 /// own words.

@@ -43,7 +43,6 @@ std::optional<Symbol> CoreScope::aspect(std::string_view aspect, std::string_vie
 
 struct Term::Source {
   Syntax syntax;
-  std::shared_ptr<Syntax const> whole;
   CoreScope const& scope;
   Compiler compiler = {};
 };
@@ -51,7 +50,7 @@ struct Term::Source {
 class TermReader {
  public:
   TermReader(Rule const& rule, CoreScope const& scope)
-      : source_(new Term::Source{*rule.syntax_, rule.syntax_, scope}), syntax_(source_->syntax), scope_(scope) {}
+      : source_(new Term::Source{*rule.syntax(), scope}), syntax_(source_->syntax), scope_(scope) {}
 
   Term whole() { return term(syntax_.root); }
 
@@ -67,10 +66,8 @@ class TermReader {
       root = static_cast<std::uint32_t>(syntax.nodes.size());
       syntax.nodes.push_back(std::move(around));
     }
-    Rule rule;
-    rule.syntax_ = term.source_->whole;
     const std::uint32_t whole = std::exchange(syntax.root, root);
-    rule.code_ = term.source_->compiler.compile(syntax, term.source_->scope, std::nullopt);
+    Rule rule(term.source_->compiler.compile(syntax, term.source_->scope, std::nullopt));
     syntax.root = whole;
     syntax.nodes.resize(size, Expression{Form::literal});
     return rule;

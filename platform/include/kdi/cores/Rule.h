@@ -79,6 +79,7 @@ class Compiler;
 
 class KDI_DOOR Rule {
  public:
+  Rule() = default;  ///< none yet
   /// Compiles `text`; the value has the type `wanted`, or with no wanted type whatever type it has. Throws RuleError.
   static Rule compile(std::string_view text, Scope const& scope, std::optional<Type> wanted = std::nullopt);
   /// Compiles a message with `{expressions}` in it to a rule that gives a text.
@@ -110,7 +111,9 @@ class KDI_DOOR Rule {
   friend class Machine;
   friend class TermReader;
   friend class CoreReader;
-  std::shared_ptr<Syntax const> syntax_;
+  explicit Rule(std::shared_ptr<Code const> code) : code_(std::move(code)) {}
+  std::shared_ptr<Syntax const> syntax() const;
+
   std::shared_ptr<Code const> code_;
   std::shared_ptr<std::string const> place_;  // of all rules that one text of a description stands for
 };
