@@ -1,6 +1,7 @@
 #include "platform/cores/reading/core_clocks.h"
 
 #include <algorithm>
+#include <span>
 
 namespace kdi::cores {
 namespace {
@@ -174,13 +175,19 @@ class ClockRun {
 
   std::vector<int> dividers(DescribedDivider const& divider) const {
     const Value list = value(divider.values);
-    std::vector<int> all;
-    all.reserve(list.cell().elements().size());
-    for (const Cell cell : list.cell().elements()) {
-      if (cell.integer() < 1 || cell.integer() > (1 << 20)) throw RuleFault("dividers are from 1 to 1048576");
-      all.push_back(static_cast<int>(cell.integer()));
+    const std::span<Cell const> elements = list.cell().elements();
+    std::vector<int> all(elements.size());
+    bool is_ascending = true;
+    std::int64_t before = 0;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      const std::int64_t one = elements[i].integer();
+      if (one < 1 || one > (1 << 20)) throw RuleFault("dividers are from 1 to 1048576");
+      is_ascending = is_ascending && one > before;
+      all[i] = static_cast<int>(one);
+      before = one;
     }
-    if (!std::is_sorted(all.begin(), all.end())) std::sort(all.begin(), all.end());
+    if (is_ascending) return all;
+    std::sort(all.begin(), all.end());
     all.erase(std::unique(all.begin(), all.end()), all.end());
     return all;
   }

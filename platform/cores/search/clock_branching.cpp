@@ -170,26 +170,6 @@ bool ClockBranching::is_enough(std::vector<std::size_t> const& plls) {
   return is;
 }
 
-Int128 ClockBranching::power(Choices const& choices) const {
-  Int128 total = 0;
-  for (std::size_t p = 0; p < choices.size(); ++p)
-    if (choices[p] != kUnused) total += problem_.choices[p][choices[p]].vco;
-  return total;
-}
-
-bool ClockBranching::is_first(Choices const& a, Choices const& b) const {
-  for (const std::size_t p : problem_.by_name) {
-    if (a[p] == b[p]) continue;
-    if (a[p] == kUnused || b[p] == kUnused) return b[p] == kUnused;
-    const auto row = [&](std::uint32_t number) {
-      PllChoice const& choice = problem_.choices[p][number];
-      return std::tuple(choice.reference, choice.feedback, choice.output_divider, choice.crossing);
-    };
-    return row(a[p]) < row(b[p]);
-  }
-  return false;
-}
-
 std::vector<std::size_t> ClockBranching::all() const {
   std::vector<std::size_t> plls;
   for (std::size_t p = 0; p < table_.keys.size(); ++p)
@@ -267,15 +247,15 @@ void ClockBranching::consider(Choices const& made, std::vector<std::int64_t> con
     best_keys_ = keys;
     has_spare_ = has_spare(best_);
   } else if (found_) {
-    const Int128 own = power(made), known = power(tied_);
+    const Int128 own = power_of(problem_, made), known = power_of(problem_, tied_);
     if (own > known) return;
-    Choices ordered = in_order(made);
-    if (own == known && !is_first(ordered, tied_)) return;
+    Choices ordered = in_order(problem_, alike_, made);
+    if (own == known && !is_first(problem_, ordered, tied_)) return;
     tied_ = std::move(ordered);
     return;
   }
   found_ = true;
-  tied_ = in_order(made);
+  tied_ = in_order(problem_, alike_, made);
 }
 
 // The settings that the prices favour, and what can be made of them.
@@ -301,21 +281,6 @@ bool ClockBranching::has_spare(Choices const& made) {
     if (same == errors.size()) return true;
   }
   return false;
-}
-
-// Of PLLs that are alike, the settings in the order in which rows are told apart; what is not in use comes last.
-Choices ClockBranching::in_order(Choices made) const {
-  for (std::size_t n = 0; n < made.size(); ++n) {
-    const std::size_t p = problem_.by_name[n];
-    for (std::size_t m = n + 1; m < made.size(); ++m) {
-      const std::size_t q = problem_.by_name[m];
-      if (alike_[p] != alike_[q] || made[p] == made[q]) continue;
-      Choices swapped = made;
-      std::swap(swapped[p], swapped[q]);
-      if (is_first(swapped, made)) made = std::move(swapped);
-    }
-  }
-  return made;
 }
 
 // Whether some row of the node may have a smaller sum than the best one. It cannot where each demand's error is at
@@ -550,7 +515,9 @@ bool ClockBranching::narrow(Node& node, int steps) {
 
 bool ClockBranching::narrow_by_power(Node& node) const {
   if (!ties_ || !found_) return true;
-  const auto vco = [&](std::size_t p, Candidate const& candidate) { return problem_.choices[p][candidate.choice].vco; };
+  const auto vco = [&](std::size_t p, Candidate const& candidate) {
+    return Int128{problem_.choices[p][candidate.choice].vco};
+  };
   const auto lowest = [&](std::size_t p) {
     Int128 least = vco(p, node.candidates[p].front());
     for (Candidate const& candidate : node.candidates[p]) least = std::min(least, vco(p, candidate));
@@ -558,7 +525,7 @@ bool ClockBranching::narrow_by_power(Node& node) const {
   };
   Int128 least = node.power;
   for (const std::size_t p : node.left) least += lowest(p);
-  const Int128 most = power(tied_);
+  const Int128 most = power_of(problem_, tied_);
   if (least > most) return false;
   for (const std::size_t p : node.left) {
     const Int128 own = lowest(p);

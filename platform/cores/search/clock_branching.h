@@ -87,9 +87,6 @@ class ClockBranching {
   /// Whether there is such a row.
   bool is_enough(std::vector<std::size_t> const& plls);
 
-  Int128 power(Choices const& choices) const;
-  /// Whether `a` comes before `b` as rows of settings.
-  bool is_first(Choices const& a, Choices const& b) const;
   /// PLLs that have a setting.
   std::vector<std::size_t> all() const;
 
@@ -130,7 +127,6 @@ class ClockBranching {
 
   // --- whole rows
   Choices improved(Choices made, std::vector<std::size_t> const& plls) const;
-  Choices in_order(Choices made) const;
   bool has_spare(Choices const& made);
   std::pair<int, std::int64_t> cost(std::vector<std::int64_t> const& errors, std::int64_t const* row) const;
   std::vector<std::int64_t> errors_of(Choices const& made) const;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <map>
 #include <numeric>
 #include <set>
 #include <tuple>
@@ -36,7 +37,7 @@ Int128 quotient(Int128 a, Int128 b) {
   return a <= kWord && b <= kWord ? Int128{static_cast<std::int64_t>(a) / static_cast<std::int64_t>(b)} : a / b;
 }
 
-Int128 ceil_of(Int128 a, Int128 b) { return quotient(a + b - 1, b); }
+std::int64_t quotient(std::int64_t a, std::int64_t b) { return a / b; }
 
 int row_order(PllChoice const& a, PllChoice const& b) {
   const auto row = [](PllChoice const& choice) {
@@ -216,16 +217,14 @@ bool has_same_settings(Pll const& a, Pll const& b) {
 
 // An output frequency, reduced, and the crossing divider.
 struct FrequencyKey {
-  Int128 num;
-  std::int64_t den;
+  std::int64_t num, den;
   int crossing;
   friend bool operator==(FrequencyKey const&, FrequencyKey const&) = default;
 };
 
 FrequencyKey key_of(PllChoice const& choice) {
   const std::int64_t den = choice.output.den;
-  const auto rest = static_cast<std::int64_t>(choice.output.num % den);  // den is small: machine words from here on
-  const std::int64_t divisor = std::gcd(rest, den);
+  const std::int64_t divisor = std::gcd(choice.output.num % den, den);
   return {choice.output.num / divisor, den / divisor, choice.crossing};
 }
 
@@ -287,8 +286,9 @@ std::vector<PllChoice> ClockProblem::settings_of(Pll const& pll) const {
   for (std::size_t r = 0; r < pll.references.size(); ++r) {
     const std::int64_t reference = references[index_of(request.references, pll.references[r], pll.name)];
     for (const int feedback : pll.feedback) {
-      const Int128 vco = Int128{reference} * feedback;
-      if (vco < least || vco > most || vco == 0) continue;
+      if (Int128{reference} * feedback > most) break;
+      const std::int64_t vco = reference * feedback;
+      if (vco < least || vco == 0) continue;
       for (const int divider : pll.output_dividers) {
         if (pll.most && vco > limit * divider) continue;
         for (const int crossing : crossings) {
@@ -301,7 +301,7 @@ std::vector<PllChoice> ClockProblem::settings_of(Pll const& pll) const {
       }
     }
   }
-  std::sort(all.begin(), all.end(), comes_before);
+  if (!std::is_sorted(all.begin(), all.end(), comes_before)) std::sort(all.begin(), all.end(), comes_before);
   std::vector<PllChoice> first = first_of_each_frequency(all);
   if (first.size() > kMostChoices) throw ClockError(pll.name + ": too many settings");
   return first;
@@ -357,18 +357,11 @@ void ClockProblem::read_clocks() {
 }
 
 Demand ClockProblem::demand(Clock const& clock) {
-  if (clock.stages.size() > kMostStages) throw ClockError(clock.name + ": at most 4 dividers");
-  std::int64_t most = 1;
-  for (std::vector<int> const& stage : clock.stages) {
-    check_dividers(stage, Dividers::kMost, clock.name + ", divider");
-    most *= stage.back();
-    if (most > Dividers::kMost) throw ClockError(clock.name + ": dividers of at most 1048576 in all");
-  }
   Demand demand{{},
                 units(clock.requested),
                 clock.most ? std::optional(units(*clock.most)) : std::nullopt,
                 clock.may_exceed,
-                &dividers_.try_emplace(clock.stages, clock.stages).first->second,
+                &dividers_of(clock),
                 {}};
   for (std::string const& source : clock.sources) {
     std::optional<Demand::Source> found;
@@ -385,39 +378,101 @@ Demand ClockProblem::demand(Clock const& clock) {
   return demand;
 }
 
+// Most clocks have the same stages as others: they are looked at once.
+Dividers const& ClockProblem::dividers_of(Clock const& clock) {
+  for (Dividers const& known : dividers_)
+    if (known.stages() == clock.stages) return known;
+  if (clock.stages.size() > kMostStages) throw ClockError(clock.name + ": at most 4 dividers");
+  std::int64_t most = 1;
+  for (std::vector<int> const& stage : clock.stages) {
+    check_dividers(stage, Dividers::kMost, clock.name + ", divider");
+    most *= stage.back();
+    if (most > Dividers::kMost) throw ClockError(clock.name + ": dividers of at most 1048576 in all");
+  }
+  return dividers_.emplace_back(clock.stages);
+}
+
 // --------------------------------------------------------------------------------------------------------- the errors
 
 namespace {
+
+// Of num / den, both above 0.
+std::int64_t key_of(Int128 num, Int128 den) {
+  return static_cast<std::int64_t>(quotient(num << Error::kKeyBits, den)) + 1;
+}
 
 Error error_of(Frequency frequency, std::int64_t requested, int divider) {
   const Int128 wanted = Int128{requested} * frequency.den * divider;
   const Int128 num = frequency.num > wanted ? frequency.num - wanted : wanted - frequency.num;
   if (num == 0) return {0, 0, 1};
-  return {static_cast<std::int64_t>(quotient(num << Error::kKeyBits, wanted)) + 1, num, wanted};
+  return {key_of(num, wanted), num, wanted};
+}
+
+// Whether all that is computed with a frequency is below 2^62: it is where the numbers of a request are not long.
+bool fits_words(Demand const& demand, Frequency frequency) {
+  const Int128 most = std::max(demand.requested, demand.limit.value_or(0));
+  return most * frequency.den < (Int128{1} << 62) / Dividers::kMost;
+}
+
+// The dividers that come nearest to a request from below and from above it; 0: none.
+struct Nearest {
+  int high, low;
+};
+
+template <class Number>
+Nearest nearest_of(Demand const& demand, Frequency frequency) {
+  const Number num = frequency.num, den = frequency.den, wanted = demand.requested * den;
+  const Number below = quotient(num, wanted);  // dividers up to here leave the frequency at or above the request
+  const bool is_exact = num == below * wanted;
+  Number least = 1;
+  if (const auto ceiling = demand.ceiling()) {
+    if (*ceiling == 0) return {0, 0};
+    least = quotient(num + *ceiling * den - 1, *ceiling * den);
+  }
+  const int high = demand.dividers->at_least(std::max<Number>(least, is_exact ? below : below + 1));
+  const int low = demand.dividers->at_most(below);
+  const bool is_far = num > wanted * low * kFar;
+  return {high, low == high || low < least || is_far ? 0 : low};
+}
+
+template <class Number>
+std::int64_t least_key(Demand const& demand, Frequency frequency) {
+  const Nearest nearest = nearest_of<Number>(demand, frequency);
+  const Number num = frequency.num, wanted = Number{demand.requested} * frequency.den;
+  std::int64_t least = kNone;
+  for (const int divider : {nearest.high, nearest.low}) {
+    if (divider == 0) continue;
+    const Number at = wanted * divider, error = num > at ? num - at : at - num;
+    least = std::min(least, error == 0 ? 0 : key_of(error, at));
+  }
+  return least;
 }
 
 }  // namespace
 
 std::optional<Division> ClockProblem::divided(Demand const& demand, Frequency frequency) const {
-  const Int128 wanted = Int128{demand.requested} * frequency.den;
-  const Int128 below =
-      quotient(frequency.num, wanted);  // dividers up to here leave the frequency at or above the request
-  const bool is_exact = frequency.num == below * wanted;
-  Int128 least = 1;
-  if (const auto ceiling = demand.ceiling()) {
-    if (*ceiling == 0) return std::nullopt;
-    least = ceil_of(frequency.num, Int128{*ceiling} * frequency.den);
-  }
-  // The lower frequency first: of equal errors it stays.
-  const int high = demand.dividers->at_least(std::max(least, is_exact ? below : below + 1));
-  const int low = demand.dividers->at_most(below);
+  const Nearest nearest = nearest_of<Int128>(demand, frequency);
   std::optional<Division> best;
-  if (high != 0) best = Division{high, error_of(frequency, demand.requested, high)};
-  if (low != 0 && low != high && low >= least && frequency.num <= wanted * low * kFar) {
-    const Division other{low, error_of(frequency, demand.requested, low)};
+  // The lower frequency first: of equal errors it stays.
+  if (nearest.high != 0) best = Division{nearest.high, error_of(frequency, demand.requested, nearest.high)};
+  if (nearest.low != 0) {
+    const Division other{nearest.low, error_of(frequency, demand.requested, nearest.low)};
     if (!best || is_less(other.error, best->error)) best = other;
   }
   return best;
+}
+
+std::int64_t ClockProblem::key(Demand const& demand, Frequency frequency) const {
+  return fits_words(demand, frequency) ? least_key<std::int64_t>(demand, frequency)
+                                       : least_key<Int128>(demand, frequency);
+}
+
+bool ClockProblem::is_exact(Demand const& demand, Frequency frequency) const {
+  if (demand.limit && *demand.limit < demand.requested) return false;
+  const Int128 wanted = Int128{demand.requested} * frequency.den;
+  if (wanted > frequency.num) return false;
+  const auto step = static_cast<std::int64_t>(wanted);
+  return frequency.num % step == 0 && demand.dividers->has(frequency.num / step);
 }
 
 std::optional<Frequency> ClockProblem::at(Demand::Source source, PllChoice const* choice) const {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <deque>
 #include <optional>
 #include <vector>
 
@@ -21,7 +21,11 @@ class Dividers {
   /// The least one that is at least `value`, the greatest that is at most `value`; 0 if there is none.
   int at_least(Int128 value) const;
   int at_most(Int128 value) const;
+  std::vector<std::vector<int>> const& stages() const { return stages_; }
   int most() const { return most_; }
+  bool has(Int128 value) const {
+    return value > 0 && value <= most_ && (bits_[static_cast<std::size_t>(value) / 64] >> value % 64 & 1) != 0;
+  }
   /// `product` as a divider for each stage, the first as small as can be, then the second, and so on.
   std::vector<int> written_out(int product) const;
 
@@ -31,9 +35,9 @@ class Dividers {
   int most_ = 0;
 };
 
-/// num / den units; both above 0, num below 2^66 and den at most 2^20.
+/// num / den units; both above 0, num at most 10^15 and den at most 2^20.
 struct Frequency {
-  Int128 num = 0;
+  std::int64_t num = 0;
   std::int64_t den = 1;
 };
 
@@ -41,7 +45,7 @@ struct Frequency {
 struct PllChoice {
   std::size_t reference;
   int feedback, output_divider, crossing;
-  Int128 vco;  ///< units
+  std::int64_t vco;  ///< units
   Frequency output;
   std::optional<Frequency> crossed;
 };
@@ -70,6 +74,8 @@ struct Error {
   Int128 num, den;
 };
 
+constexpr std::int64_t kNone = std::int64_t{1} << 60;  ///< the key of an error where there is no setting
+
 /// Whether the one is less; exact.
 bool is_less(Error const& a, Error const& b);
 
@@ -84,6 +90,10 @@ struct ClockProblem {
   explicit ClockProblem(ClockRequest const& request);
 
   std::optional<Division> divided(Demand const& demand, Frequency frequency) const;
+  /// The key of its error alone; kNone without one.
+  std::int64_t key(Demand const& demand, Frequency frequency) const;
+  /// Whether it has none at all, which is told faster.
+  bool is_exact(Demand const& demand, Frequency frequency) const;
   /// The frequency of a source while its PLL is set so; nothing if it is not there.
   std::optional<Frequency> at(Demand::Source source, PllChoice const* choice) const;
   /// The best division with any of the demand's sources on this PLL, or on references; the first of equal ones.
@@ -114,9 +124,10 @@ struct ClockProblem {
   void read_clocks();
   std::int64_t units(Decimal mhz) const;
   Demand demand(Clock const& clock);
+  Dividers const& dividers_of(Clock const& clock);
 
   std::int64_t unit_ = 1;  // 10^-9 MHz
-  std::map<std::vector<std::vector<int>>, Dividers> dividers_;
+  std::deque<Dividers> dividers_;
 };
 
 }  // namespace kdi::cores

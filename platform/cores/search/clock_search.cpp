@@ -1,11 +1,13 @@
-// The clock search. Its steps: the least worst error (by asking for a bound whether settings cover all clocks within
-// it), the least sum (branch and bound, clock_branching.h), then among equal sums the fewest PLLs, power and row.
-// Bounds are integers, rounded so that they stay bounds; what they leave open is compared exactly.
+// The clock search. Where settings give every demand the least error that it has on any, they are the answer
+// (clock_ideal.h). Otherwise its steps are: the least worst error (by asking for a bound whether settings cover all
+// clocks within it), the least sum (branch and bound, clock_branching.h), then among equal sums the fewest PLLs, power
+// and row. Bounds are integers, rounded so that they stay bounds; what they leave open is compared exactly.
 #include <algorithm>
 #include <bit>
 #include <limits>
 
 #include "platform/cores/search/clock_branching.h"
+#include "platform/cores/search/clock_ideal.h"
 #include "platform/cores/search/clock_problem.h"
 #include "platform/cores/search/clock_table.h"
 
@@ -14,17 +16,26 @@ namespace {
 
 class ClockSearch {
  public:
-  explicit ClockSearch(ClockRequest const& request) : problem_(request), table_(table_of(problem_)) {
+  explicit ClockSearch(ClockRequest const& request) : problem_(request) {
     for (Demand const& demand : problem_.demands) weights_.push_back(static_cast<int>(demand.clocks.size()));
     answer_.plls.resize(request.plls.size());
     answer_.clocks.resize(request.clocks.size());
   }
 
   ClockAnswer answer() {
-    const Bits met = all_met();
-    tell_unmet(met);
-    keep_only(met);
-    if (table_.demands != 0) {
+    std::optional<IdealRows> ideal(problem_);
+    // With every PLL at its lowest, whatever can be met at all is met: clocks have limits above them alone. So none
+    // keeps another from being met.
+    if (const Bits met = ideal->met(); met.count() != static_cast<int>(problem_.demands.size())) {
+      tell_unmet(met);
+      keep_only(met);
+      ideal.emplace(problem_);
+    }
+    if (problem_.demands.empty()) return std::move(answer_);
+    if (const auto choices = ideal->first()) {
+      tell(*choices);
+    } else {
+      table_ = table_of(problem_);
       const std::int64_t worst = keep_least_worst();
       tell(best_choices(worst));
     }
@@ -40,18 +51,8 @@ class ClockSearch {
 
   // --- clocks that cannot be met
 
-  // With every PLL at its lowest, whatever can be met at all is met: clocks have limits above them alone. So none keeps
-  // another from being met.
-  Bits all_met() const {
-    Bits met;
-    const std::vector<std::int64_t> best = best_keys();
-    for (std::size_t i = 0; i < best.size(); ++i)
-      if (best[i] < kNone) met.add(i);
-    return met;
-  }
-
   void tell_unmet(Bits const& met) {
-    for (std::size_t i = 0; i < table_.demands; ++i)
+    for (std::size_t i = 0; i < problem_.demands.size(); ++i)
       if (!met.has(i))
         for (const std::size_t clock : problem_.demands[i].clocks)
           answer_.unmet.push_back(reason(problem_.demands[i], clock));
@@ -85,17 +86,15 @@ class ClockSearch {
   }
 
   void keep_only(Bits const& met) {
-    if (met == all()) return;
     std::vector<Demand> demands;
     std::vector<int> weights;
-    for (std::size_t i = 0; i < table_.demands; ++i) {
+    for (std::size_t i = 0; i < problem_.demands.size(); ++i) {
       if (!met.has(i)) continue;
       demands.push_back(problem_.demands[i]);
       weights.push_back(weights_[i]);
     }
     problem_.demands = std::move(demands);
     weights_ = std::move(weights);
-    table_ = table_of(problem_);
   }
 
   // --- the least worst error
@@ -230,8 +229,8 @@ class ClockSearch {
         const std::optional<Choices> found = branching.first_with(chosen);
         if (!found) continue;
         const auto precedes = [&] {
-          const Int128 own = branching.power(*found), known = branching.power(*best);
-          return own != known ? own < known : branching.is_first(*found, *best);
+          const Int128 own = power_of(problem_, *found), known = power_of(problem_, *best);
+          return own != known ? own < known : is_first(problem_, *found, *best);
         };
         if (!best || precedes()) best = found;
       }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <tuple>
 
 namespace kdi::cores {
 
@@ -20,14 +21,51 @@ Table table_of(ClockProblem const& problem) {
       continue;
     }
     std::vector<std::int64_t>& keys = table.keys[p];
-    keys.reserve(problem.choices[p].size() * table.demands);
-    for (PllChoice const& choice : problem.choices[p])
-      for (Demand const& demand : problem.demands) {
-        const auto best = problem.on_pll(demand, p, choice);
-        keys.push_back(best ? best->division.error.key : kNone);
-      }
+    keys.assign(problem.choices[p].size() * table.demands, kNone);
+    for (std::size_t i = 0; i < table.demands; ++i) {
+      Demand const& demand = problem.demands[i];
+      for_each_setting(
+          problem, demand, p, [&](Frequency const& frequency) { return problem.key(demand, frequency); },
+          [&](std::size_t choice, std::int64_t key) { keys[choice * table.demands + i] = key; });
+    }
   }
   return table;
+}
+
+// -------------------------------------------------------------------------------------------------- rows of settings
+
+Int128 power_of(ClockProblem const& problem, Choices const& made) {
+  Int128 total = 0;
+  for (std::size_t p = 0; p < made.size(); ++p)
+    if (made[p] != kUnused) total += problem.choices[p][made[p]].vco;
+  return total;
+}
+
+bool is_first(ClockProblem const& problem, Choices const& a, Choices const& b) {
+  for (const std::size_t p : problem.by_name) {
+    if (a[p] == b[p]) continue;
+    if (a[p] == kUnused || b[p] == kUnused) return b[p] == kUnused;
+    const auto row = [&](std::uint32_t number) {
+      PllChoice const& choice = problem.choices[p][number];
+      return std::tuple(choice.reference, choice.feedback, choice.output_divider, choice.crossing);
+    };
+    return row(a[p]) < row(b[p]);
+  }
+  return false;
+}
+
+Choices in_order(ClockProblem const& problem, std::vector<std::size_t> const& alike, Choices made) {
+  for (std::size_t n = 0; n < made.size(); ++n) {
+    const std::size_t p = problem.by_name[n];
+    for (std::size_t m = n + 1; m < made.size(); ++m) {
+      const std::size_t q = problem.by_name[m];
+      if (alike[p] != alike[q] || made[p] == made[q]) continue;
+      Choices swapped = made;
+      std::swap(swapped[p], swapped[q]);
+      if (is_first(problem, swapped, made)) made = std::move(swapped);
+    }
+  }
+  return made;
 }
 
 Cover cover_of(Table const& table, std::int64_t most) {

@@ -17,7 +17,6 @@
 namespace kdi::cores {
 
 constexpr std::size_t kMostDemands = 256;
-constexpr std::int64_t kNone = std::int64_t{1} << 60;  ///< the key of an error where there is no setting
 
 /// A set of demands.
 class Bits {
@@ -84,6 +83,40 @@ struct Table {
 };
 
 Table table_of(ClockProblem const& problem);
+
+/// Calls use(setting, value) for each setting of the PLL in turn, with the least that value_of(frequency) is of what
+/// the demand takes from it. Nothing is called if it takes nothing.
+template <class ValueOf, class Use>
+void for_each_setting(ClockProblem const& problem, Demand const& demand, std::size_t pll, ValueOf value_of, Use use) {
+  const auto takes = [&](Demand::Source::Kind kind) {
+    return std::any_of(demand.sources.begin(), demand.sources.end(),
+                       [&](Demand::Source const& source) { return source.kind == kind && source.number == pll; });
+  };
+  const bool output = takes(Demand::Source::Kind::output), crossing = takes(Demand::Source::Kind::crossing);
+  if (!output && !crossing) return;
+  std::vector<PllChoice> const& choices = problem.choices[pll];
+  std::int64_t of_output = kNone;  // that of the setting before, which mostly has the same
+  for (std::size_t c = 0; c < choices.size(); ++c) {
+    PllChoice const& choice = choices[c];
+    std::int64_t least = kNone;
+    if (output) {
+      const bool is_new = c == 0 || choice.output.den != choices[c - 1].output.den || choice.vco != choices[c - 1].vco;
+      least = of_output = is_new ? value_of(choice.output) : of_output;
+    }
+    if (crossing && choice.crossed) least = std::min<std::int64_t>(least, value_of(*choice.crossed));
+    use(c, least);
+  }
+}
+
+// --- rows of settings
+
+/// The sum of the frequencies of the oscillators in use.
+Int128 power_of(ClockProblem const& problem, Choices const& made);
+/// Whether `a` comes before `b` as rows of settings.
+bool is_first(ClockProblem const& problem, Choices const& a, Choices const& b);
+/// Of PLLs that are alike (as first_alike() tells), the settings in the order in which rows are told apart; what is not
+/// in use comes last.
+Choices in_order(ClockProblem const& problem, std::vector<std::size_t> const& alike, Choices made);
 /// Which errors are at most so much.
 Cover cover_of(Table const& table, std::int64_t most);
 
