@@ -38,9 +38,7 @@ struct JsonDocument {
   std::vector<Node> nodes;  // in the order of the file; the first is the root
 
   std::string path_of(std::size_t index) const;
-  std::string place_of(std::size_t index) const {
-    return file + ":" + std::to_string(nodes[index].line) + ": " + path_of(index);
-  }
+  std::string place_of(std::size_t index) const;
   std::size_t const* lookup(std::size_t object, std::string_view name) const;
 };
 
@@ -202,9 +200,19 @@ class Builder {
   std::string name_;
 };
 
+// At most as many values as the text has, or so many that growing with more of them costs little; those of large files
+// would be moved several times.
+std::size_t values_in(std::string_view text) {
+  constexpr std::ptrdiff_t kMost = 1 << 20;
+  std::ptrdiff_t values = 1;
+  for (const char mark : {',', '[', '{'}) values += std::count(text.begin(), text.end(), mark);
+  return static_cast<std::size_t>(std::min(values, kMost));
+}
+
 std::unique_ptr<JsonDocument> parse(std::string_view text, std::string const& name) {
   auto document = std::make_unique<JsonDocument>();
   document->file = name;
+  document->nodes.reserve(values_in(text));
   int line = 1;
   Builder events(*document, line);
   json::sax_parse(CountingIterator(text.data(), &line), CountingIterator(text.data() + text.size(), &line), &events);
@@ -212,6 +220,12 @@ std::unique_ptr<JsonDocument> parse(std::string_view text, std::string const& na
 }
 
 }  // namespace
+
+std::string JsonDocument::place_of(std::size_t index) const {
+  std::string place = file;
+  place.append(":").append(std::to_string(nodes[index].line)).append(": ");
+  return place.append(path_of(index));
+}
 
 std::string JsonDocument::path_of(std::size_t index) const {
   if (index == 0) return "top level";
@@ -221,12 +235,13 @@ std::string JsonDocument::path_of(std::size_t index) const {
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
     Node const& at = nodes[*step];
     if (std::holds_alternative<ListNode>(nodes[at.parent].value)) {
-      path += "[" + std::to_string(at.position) + "]";
+      path.append("[").append(std::to_string(at.position)).append("]");
     } else {
-      path += (path.empty() ? "" : ".") + printable(at.name);
+      if (!path.empty()) path += '.';
+      path += printable(at.name);
     }
   }
-  return text::shortened_in_the_middle(path);
+  return path.size() <= text::kMostShown ? path : text::shortened_in_the_middle(path);
 }
 
 std::size_t const* JsonDocument::lookup(std::size_t object, std::string_view name) const {
