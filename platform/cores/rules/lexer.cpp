@@ -81,9 +81,9 @@ bool Lexer::take_variable() {
 // The size of the variable in braces that stands here; 0 if none does.
 std::size_t Lexer::variable() const {
   if (at_ == text_.size() || text_[at_] != '{') return 0;
-  for (Row const& row : *rows_)
-    if (text_.substr(at_ + 1).starts_with(row.variable) && text_.substr(at_ + 1 + row.variable.size()).starts_with('}'))
-      return row.variable.size() + 2;
+  for (std::string_view const variable : variables_)
+    if (text_.substr(at_ + 1).starts_with(variable) && text_.substr(at_ + 1 + variable.size()).starts_with('}'))
+      return variable.size() + 2;
   return 0;
 }
 

@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace kdi::cores {
 
@@ -14,12 +14,6 @@ struct Token {
   enum class Sort : std::uint8_t { end, number, text, word, sign } sort = Sort::end;
   std::string_view written = {};
   std::size_t place = 0;
-};
-
-/// A variable of rows, and the row that is being read; none while the rows are read as they are written.
-struct Row {
-  std::string variable;
-  std::optional<std::string> label;
 };
 
 /// Whether it, not empty, is one of the language's own words.
@@ -31,12 +25,12 @@ bool begins_comparison(char c);
 /// Whether it is one of == != <= >= < >.
 bool is_comparison(std::string_view sign);
 
-/// Cuts a text into tokens, one at a time. Within rows `{variable}` is a piece of a name.
+/// Cuts a text into tokens, one at a time. Within rows `{variable}` is a piece of a name, whatever row it is.
 class Lexer {
  public:
-  /// From `begin` to `end` of the text, within `rows`. Borrows both.
-  Lexer(std::string_view text, std::size_t begin, std::size_t end, std::vector<Row> const& rows)
-      : text_(text.substr(0, end)), at_(begin), rows_(&rows) {}
+  /// From `begin` to `end` of the text, within rows of `variables`. Borrows both.
+  Lexer(std::string_view text, std::size_t begin, std::size_t end, std::span<std::string_view const> variables)
+      : text_(text.substr(0, end)), at_(begin), variables_(variables) {}
 
   /// Throws RuleError for what is none.
   Token next();
@@ -50,7 +44,7 @@ class Lexer {
 
   std::string_view text_;
   std::size_t at_;
-  std::vector<Row> const* rows_;
+  std::span<std::string_view const> variables_;
 };
 
 /// Cuts a message into texts and the expressions that stand in braces among them.

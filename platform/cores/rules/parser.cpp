@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -248,15 +249,6 @@ class Parser {
   std::uint32_t named(Token const& token) {
     Expression node = start(Form::name, token.place);
     node.word = token.written;
-    for (auto row = rows_.rbegin(); row != rows_.rend(); ++row) {
-      if (!row->label) continue;
-      if (token.written == row->variable) {
-        node.form = Form::literal;
-        node.value = row_value(*row->label);
-        break;
-      }
-      node.word = std::string_view(syntax_.texts->made.emplace_front(in_row(node.word, row->variable, *row->label)));
-    }
     return add(std::move(node));
   }
 
@@ -288,12 +280,16 @@ class Parser {
     return text_.substr(token_.place, size + 2);
   }
 
+  struct Row {
+    std::string_view variable, label;
+  };
+
   struct RowParts {
     std::optional<std::uint32_t> condition;
     std::uint32_t body = 0;
   };
 
-  // The text behind the pattern is read as it is written, and once for each row.
+  // The text behind the pattern is read as it is written; each row is a copy of that with its own names.
   std::uint32_t rows(Expression&& node, std::string_view pattern) {
     const Deeper deeper(*this);
     std::vector<std::string> labels;
@@ -302,22 +298,49 @@ class Parser {
     } catch (PatternError const& error) {
       fail("expected " + std::string(error.what()));
     }
-    const std::size_t begin = token_.place + pattern.size();
-    rows_.push_back({std::string(node.word), std::nullopt});
-    const RowParts written = row(begin);
-    std::vector<RowParts> all;
-    for (std::string& label : labels) {
-      rows_.back().label = std::move(label);
-      all.push_back(row(begin));
-    }
+    const std::size_t begin = syntax_.nodes.size();
+    rows_.emplace_back(node.word);
+    const RowParts written = row(token_.place + pattern.size());
     rows_.pop_back();
     go_to(closed_);
+    const std::size_t end = syntax_.nodes.size();
+    std::vector<RowParts> all;
+    for (std::string const& label : labels) all.push_back(in_row(written, begin, end, {node.word, label}));
     node.form = Form::rows;
     node.value = Value(std::string(pattern));
     node.parts.push_back(combined(node, all));
     if (written.condition) node.parts.push_back(*written.condition);
     node.parts.push_back(written.body);
     return add(std::move(node));
+  }
+
+  // What stands in the nodes from `begin` to `end`, which are complete, as it is in a row.
+  RowParts in_row(RowParts written, std::size_t begin, std::size_t end, Row const& row) {
+    const std::uint32_t further = static_cast<std::uint32_t>(syntax_.nodes.size() - begin);
+    for (std::size_t i = begin; i < end; ++i) {
+      Expression copy = syntax_.nodes[i];
+      copy.parts.shift(further);
+      if (copy.form == Form::name) name_in_row(copy, row);
+      add(std::move(copy));
+    }
+    if (written.condition) *written.condition += further;
+    written.body += further;
+    return written;
+  }
+
+  void name_in_row(Expression& name, Row const& row) {
+    if (name.word == row.variable && is_as_written(name.word)) {
+      name.form = Form::literal;
+      name.value = row_value(std::string(row.label));
+    } else if (name.word.find('{') != std::string_view::npos) {
+      name.word =
+          std::string_view(syntax_.texts->made.emplace_front(kdi::cores::in_row(name.word, row.variable, row.label)));
+    }
+  }
+
+  // And not as the label of a row around it has made it.
+  bool is_as_written(std::string_view word) const {
+    return std::less_equal<>()(text_.data(), word.data()) && std::less<>()(word.data(), text_.data() + text_.size());
   }
 
   RowParts row(std::size_t begin) {
@@ -389,8 +412,8 @@ class Parser {
     if (token_.sort != Token::Sort::word || !is_name(token_.written))
       fail("expected " + std::string(what) + ", found " + found());
     const std::string_view word = token_.written;
-    for (Row const& row : rows_)
-      if (row.variable == word) fail(std::string(word) + " stands for the rows around already");
+    for (std::string_view const variable : rows_)
+      if (variable == word) fail(std::string(word) + " stands for the rows around already");
     advance();
     return word;
   }
@@ -439,8 +462,8 @@ class Parser {
   [[noreturn]] void fail(std::string const& text) const { throw RuleError(text, token_.place); }
 
   std::string_view text_;
-  std::vector<Row> rows_;   // around what is being read
-  std::size_t closed_ = 0;  // behind the rows that were read last
+  std::vector<std::string_view> rows_;  // variables of those around what is being read
+  std::size_t closed_ = 0;              // behind the rows that were read last
   Lexer lexer_;
   Syntax& syntax_;
   std::size_t first_ = syntax_.nodes.size();

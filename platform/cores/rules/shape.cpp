@@ -56,8 +56,7 @@ Symbol const& ShapeReader::symbol_at(std::size_t rank) const {
 
 // False if there is a brace among them.
 bool ShapeReader::read_tokens(std::string_view text, std::size_t begin, std::size_t end, Scope const& scope) {
-  static const std::vector<Row> kNoRows;
-  Lexer lexer(text, begin, end, kNoRows);
+  Lexer lexer(text, begin, end, {});
   tokens_.clear();
   do {
     tokens_.push_back(lexer.next());

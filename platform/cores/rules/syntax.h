@@ -63,6 +63,11 @@ class Parts {
       many_.push_back(part);
     ++size_;
   }
+  /// Each by so much further.
+  void shift(std::uint32_t further) {
+    for (std::uint32_t& part : few_) part += further;
+    for (std::uint32_t& part : many_) part += further;
+  }
   std::size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
   std::uint32_t operator[](std::size_t at) const { return begin()[at]; }
