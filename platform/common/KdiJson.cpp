@@ -227,9 +227,12 @@ std::string JsonDocument::place_of(std::size_t index) const {
 
 std::string JsonDocument::path_of(std::size_t index) const {
   if (index == 0) return "top level";
+  constexpr std::size_t kUsualSteps = 8, kUsualBytes = 64;
   std::vector<std::size_t> steps;
+  steps.reserve(kUsualSteps);
   for (; index != 0; index = nodes[index].parent) steps.push_back(index);
   std::string path;
+  path.reserve(kUsualBytes);
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
     Node const& at = nodes[*step];
     if (std::holds_alternative<ListNode>(nodes[at.parent].value)) {

@@ -535,8 +535,8 @@ class CoreReader : public Scope {
     std::shared_ptr<std::string const>& known = places_[&value.text()];
     if (known) return known;
     std::string place = value.place();
-    const bool is_below = !directory_.empty() && place.starts_with(directory_ + "/");
-    known = std::make_shared<std::string const>(is_below ? place.substr(directory_.size() + 1) : place);
+    if (!directory_.empty() && place.starts_with(directory_ + "/")) place.erase(0, directory_.size() + 1);
+    known = std::make_shared<std::string const>(std::move(place));
     return known;
   }
 

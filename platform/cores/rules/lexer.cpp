@@ -55,9 +55,11 @@ Token Lexer::next() {
 Token::Sort Lexer::take() {
   const char c = text_[at_];
   if (is(c, kBeginsWord) || variable() > 0) {
-    do
-      while (at_ < text_.size() && is(text_[at_], kBeginsWord | kDigit)) ++at_;
-    while (take_variable());
+    do {
+      std::size_t at = at_;
+      while (at < text_.size() && is(text_[at], kBeginsWord | kDigit)) ++at;
+      at_ = at;
+    } while (take_variable());
     return Token::Sort::word;
   }
   if (is(c, kDigit)) {
