@@ -246,10 +246,16 @@ std::string JsonDocument::path_of(std::size_t index) const {
 }
 
 std::size_t const* JsonDocument::lookup(std::size_t object, std::string_view name) const {
-  auto const& by_name = std::get<ObjectNode>(nodes[object].value).by_name;
+  constexpr std::size_t kFew = 12;  // that are quicker looked through: most differ in length
+  auto const& [members, by_name] = std::get<ObjectNode>(nodes[object].value);
+  const auto is_it = [&](std::size_t index) { return nodes[index].name == name; };
+  if (members.size() <= kFew) {
+    const auto found = std::find_if(members.begin(), members.end(), is_it);
+    return found == members.end() ? nullptr : &*found;
+  }
   const auto at = std::lower_bound(by_name.begin(), by_name.end(), name,
                                    [this](std::size_t index, std::string_view key) { return nodes[index].name < key; });
-  return at != by_name.end() && nodes[*at].name == name ? &*at : nullptr;
+  return at != by_name.end() && is_it(*at) ? &*at : nullptr;
 }
 
 // ---------------------------------------------------------------------------------------------------------- values
