@@ -11,6 +11,6 @@
 namespace kdi::cores {
 
 /// Adds what `list` declares to `facts`; a word that is there already is declared anew.
-void add_facts(JsonValue list, Places const& places, std::vector<Fact>& facts);
+void add_facts(JsonValue list, Places const& places, std::vector<Fact>& facts, NumberTable& numbers);
 
 }  // namespace kdi::cores

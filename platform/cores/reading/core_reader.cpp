@@ -1,6 +1,7 @@
 // Reads the description of a core: files that extend one another, then parameters, then the rules between them.
 #include <algorithm>
 #include <array>
+#include <deque>
 #include <queue>
 #include <set>
 #include <unordered_map>
@@ -53,55 +54,69 @@ constexpr std::array<std::string_view, 16> kFieldNames = {
     "name",    "each",  "user_names", "type",   "widget",  "group", "display_name", "description",
     "default", "skips", "values",     "limits", "enabled", "range", "derived",      "messages"};
 
-// One parameter as the files give it: the fields of the version that introduced it, with those that later versions gave
-// in place of them.
-struct Draft {
-  using Fields = std::array<std::optional<JsonValue>, kFieldNames.size()>;
-
-  std::string name;
-  Places places;  // what stands for ${...} in its texts
-  JsonValue origin;
-  std::shared_ptr<Fields const> fields;  // of all rows of a pattern, until one of them is changed
-  std::vector<std::string> former_names;
-
-  JsonValue const* find(Field field) const {
-    auto const& found = (*fields)[static_cast<std::size_t>(field)];
-    return found ? &*found : nullptr;
+// The fields of an entry by their places among its members, and then those of the entry that it changes.
+class Fields {
+ public:
+  /// Refuses those that a parameter does not have.
+  explicit Fields(JsonValue entry, Fields const* changed = nullptr) : entry_(entry), changed_(changed) {
+    places_.fill(kNone);
+    std::uint8_t place = 0;
+    for (const JsonValue field : entry.members()) {
+      const auto known = std::find(kFieldNames.begin(), kFieldNames.end(), field.name());
+      if (known == kFieldNames.end())
+        throw JsonError(field.place() + ": expected one of " + text::joined(kFieldNames, ", ") +
+                        " as the field's name");
+      places_[static_cast<std::size_t>(known - kFieldNames.begin())] = place++;
+    }
+    if (changed == nullptr) return;
+    for (const Field own : {Field::name, Field::each}) places_[static_cast<std::size_t>(own)] = kNone;
   }
+
+  std::optional<JsonValue> find(Field field) const {
+    const std::uint8_t place = places_[static_cast<std::size_t>(field)];
+    if (place != kNone) return entry_.members()[place];
+    return changed_ != nullptr ? changed_->find(field) : std::nullopt;
+  }
+  /// The entry of the version that introduced it.
+  JsonValue origin() const { return changed_ != nullptr ? changed_->origin() : entry_; }
+
+ private:
+  static constexpr std::uint8_t kNone = 0xFF;
+
+  JsonValue entry_;
+  Fields const* changed_;
+  std::array<std::uint8_t, kFieldNames.size()> places_;
 };
 
-// Refuses those that a parameter does not have.
-Draft::Fields fields_of(JsonValue entry, Draft::Fields fields = {}) {
-  for (const JsonValue field : entry.members()) {
-    const auto known = std::find(kFieldNames.begin(), kFieldNames.end(), field.name());
-    if (known == kFieldNames.end())
-      throw JsonError(field.place() + ": expected one of " + text::joined(kFieldNames, ", ") + " as the field's name");
-    fields[static_cast<std::size_t>(known - kFieldNames.begin())] = field;
-  }
-  return fields;
-}
+// One parameter as the files give it.
+struct Draft {
+  std::string name;
+  Places places;         // what stands for ${...} in its texts
+  Fields const* fields;  // of all rows of a pattern, until one of them is changed
+  std::vector<std::string> former_names;
 
-// Texts that came already; mostly they are so few that to look through them is quickest.
+  std::optional<JsonValue> find(Field field) const { return fields->find(field); }
+  JsonValue origin() const { return fields->origin(); }
+};
+
+// Texts that came already, borrowed; mostly they are so few that to look through them is quickest.
 class Seen {
  public:
-  /// False for one that was there.
-  bool add(std::string const& text) {
-    if (contains(text)) return false;
-    if (few_.size() < kFew)
-      few_.push_back(text);
+  void add(std::string_view text) {
+    if (count_ < few_.size())
+      few_[count_++] = text;
     else
       many_.insert(text);
-    return true;
   }
-  bool contains(std::string const& text) const {
-    return std::find(few_.begin(), few_.end(), text) != few_.end() || (!many_.empty() && many_.contains(text));
+  bool contains(std::string_view text) const {
+    const auto* const end = few_.begin() + count_;
+    return std::find(few_.begin(), end, text) != end || (!many_.empty() && many_.contains(text));
   }
 
  private:
-  static constexpr std::size_t kFew = 16;
-
-  std::vector<std::string> few_;
-  std::set<std::string> many_;
+  std::array<std::string_view, 16> few_;
+  std::size_t count_ = 0;
+  std::set<std::string_view> many_;
 };
 
 struct DefinitionDraft {
@@ -223,7 +238,9 @@ class CoreReader : public Scope {
       core_->interface_ = static_cast<Interface>(
           word->choice({"fixed", "block", "plain", "pspmc", "cips", "psxl", "earlier", "staged"}));
     if (const auto words = root.find("out_of_range")) {
-      filled(*words, words->text(), Places(extent_, {{"parameter", ""}, {"value", ""}, {"range", ""}}));
+      Places known(extent_);
+      for (char const* const place : {"parameter", "value", "range"}) known.put(place, "");
+      filled(*words, words->text(), known);
       core_->out_of_range_ = words->text();
     }
     if (const auto list = root.find("sub_cores")) add_sub_cores(*list, core_->sub_cores_);
@@ -253,7 +270,7 @@ class CoreReader : public Scope {
     if (const auto list = root.find("registers"))
       for (const JsonValue file : list->items()) add_registers(file, places);
     if (const auto list = root.find("composites")) add_composites(*list, places, composite_drafts_);
-    if (const auto facts = root.find("device")) add_facts(*facts, places, core_->facts_);
+    if (const auto facts = root.find("device")) add_facts(*facts, places, core_->facts_, core_->fact_numbers_);
     if (const auto clocks = root.find("clocks")) clocks_.add(*clocks, places);
     if (const auto pads = root.find("pads")) pads_.add(*pads, places);
     if (const auto parameters = root.find("parameters"))
@@ -301,45 +318,60 @@ class CoreReader : public Scope {
   // What the part itself gives its places, then what the description says.
   Places places_of(JsonValue part, JsonValue entry) {
     Places values(extent_);
-    std::set<std::string> open;
-    if (const auto places = part.find("places"))
+    const auto places = part.find("places");
+    if (places)
       for (const JsonValue place : places->members()) {
         if (!is_name(place.name())) place.refuse("a place with a name of letters and digits");
-        if (place.is_null())
-          open.insert(place.name());
-        else
-          values.put(place.name(), place.text());
+        if (!place.is_null()) place.text();
       }
     if (const auto where = entry.find("where"))
       for (const JsonValue value : where->members()) {
-        if (open.erase(value.name()) == 0 && !values.contains(value.name())) value.refuse("a place that the part has");
+        if (!places || !places->find(value.name())) value.refuse("a place that the part has");
         values.put(value.name(), value.text());
       }
-    if (!open.empty()) entry.refuse("what stands for the part's place " + *open.begin());
+    if (places) put_rest(*places, entry, values);
     return values;
   }
 
-  Draft& draft(JsonValue value, std::string const& name) {
-    const auto found = draft_numbers_.find(name);
-    if (found == draft_numbers_.end()) value.refuse("a parameter of what this description extends or includes");
-    return drafts_[found->second];
+  static void put_rest(JsonValue places, JsonValue entry, Places& values) {
+    std::string_view open;  // the first by name that nothing stands for
+    for (const JsonValue place : places.members()) {
+      if (values.contains(place.name())) continue;
+      if (!place.is_null())
+        values.put(place.name(), place.text());
+      else if (open.empty() || place.name() < open)
+        open = place.name();
+    }
+    if (!open.empty()) entry.refuse("what stands for the part's place " + std::string(open));
+  }
+
+  // --- parameters as drafts
+
+  // Of drafts by their numbers, for the table of these.
+  auto names_of_drafts() const {
+    return [this](std::uint32_t number) -> std::string const& { return drafts_[number].name; };
+  }
+
+  std::uint32_t draft(JsonValue value, std::string_view name) const {
+    const auto found = core_->numbers_.find(name, names_of_drafts());
+    if (!found) value.refuse("a parameter of what this description extends or includes");
+    return *found;
   }
 
   void retire(JsonValue list) {
     for (const JsonValue item : list.items()) {
-      Draft& retired = draft(item, item.text());
-      draft_numbers_.erase(item.text());
+      Draft& retired = drafts_[draft(item, item.text())];
+      core_->numbers_.erase(item.text(), names_of_drafts());
       retired.name.clear();
     }
   }
 
   void rename(JsonValue object) {
     for (const JsonValue entry : object.members()) {
-      Draft& renamed = draft(entry, entry.name());
-      const std::uint32_t number = draft_numbers_.at(entry.name());
-      draft_numbers_.erase(entry.name());
-      renamed.former_names.push_back(entry.name());
-      renamed.name = entry.text();
+      const std::uint32_t number = draft(entry, entry.name());
+      core_->numbers_.erase(entry.name(), names_of_drafts());
+      Draft& renamed = drafts_[number];
+      renamed.former_names.push_back(std::exchange(renamed.name, entry.text()));
       claim(entry, renamed.name, number);
     }
   }
@@ -347,30 +379,37 @@ class CoreReader : public Scope {
   void change(JsonValue list) {
     for (const JsonValue entry : list.items())
       for (Places const& places : written_out(entry.find("each"), Places(extent_))) {
-        Draft& changed = draft(entry.member("name"), text(entry.member("name"), places));
-        Draft::Fields fields = fields_of(entry, *changed.fields);
-        for (const Field own : {Field::name, Field::each})
-          fields[static_cast<std::size_t>(own)] = (*changed.fields)[static_cast<std::size_t>(own)];
-        changed.fields = std::make_shared<Draft::Fields const>(fields);
-        for (auto const& [place, value] : places) changed.places.put(place, value);
+        Draft& changed = drafts_[draft(entry.member("name"), borrowed_text(entry.member("name"), places))];
+        changed.fields = &fields_.emplace_back(entry, changed.fields);
+        changed.places.put(places);
       }
   }
 
   void add_parameters(JsonValue entry, Places const& known) {
-    const auto fields = std::make_shared<Draft::Fields const>(fields_of(entry));
-    for (Places& places : written_out(entry.find("each"), known)) {
-      if (drafts_.size() == kMostParameters) entry.refuse("at most 100000 parameters");
-      Draft added{text(entry.member("name"), places), std::move(places), entry, fields, {}};
-      if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
-      claim(entry.member("name"), added.name, static_cast<std::uint32_t>(drafts_.size()));
-      drafts_.push_back(std::move(added));
-    }
+    Fields const& fields = fields_.emplace_back(entry);
+    if (!fields.find(Field::each)) return add_parameter(fields, known);
+    for (Places const& places : written_out(fields.find(Field::each), known)) add_parameter(fields, places);
+  }
+
+  void add_parameter(Fields const& fields, Places const& places) {
+    if (drafts_.size() == kMostParameters) fields.origin().refuse("at most 100000 parameters");
+    const JsonValue name = required(fields, Field::name);
+    Draft added{text(name, places), places, &fields, {}};
+    claim(name, added.name, static_cast<std::uint32_t>(drafts_.size()));
+    drafts_.push_back(std::move(added));
+  }
+
+  // Says that it is missing.
+  static JsonValue required(Fields const& fields, Field field) {
+    const auto found = fields.find(field);
+    return found ? *found : fields.origin().member(kFieldNames[static_cast<std::size_t>(field)]);
   }
 
   void claim(JsonValue value, std::string const& name, std::uint32_t number) {
     if (!is_name(name)) value.refuse("a name of letters, digits and _");
     if (name.size() > kLongestName) value.refuse("a name of at most 250 bytes");
-    if (!draft_numbers_.emplace(name, number).second) value.refuse("a name that no other parameter has");
+    if (core_->numbers_.find(name, names_of_drafts())) value.refuse("a name that no other parameter has");
+    core_->numbers_.add(name, number);
   }
 
   void define(JsonValue rule, Places const& places) {
@@ -391,8 +430,8 @@ class CoreReader : public Scope {
     if (core_->out_of_range_.empty()) core_->out_of_range_ = kOutOfRange;
     number_drafts();
     core_->parameters_.reserve(drafts_.size());
-    for (Draft const& draft : drafts_) core_->parameters_.push_back(plain(draft));
-    for (Draft const& draft : drafts_) name_for_users(draft);
+    for (Draft& draft : drafts_) core_->parameters_.push_back(plain(draft));
+    for (std::uint32_t i = 0; i < drafts_.size(); ++i) name_for_users(drafts_[i], i);
     compile_definitions();
     for (std::size_t i = 0; i < drafts_.size(); ++i) compile_rules(drafts_[i], core_->parameters_[i]);
     add_searches();
@@ -407,49 +446,48 @@ class CoreReader : public Scope {
   // The numbers that they were claimed with are those of the parameters, unless some have been retired.
   void number_drafts() {
     const bool any = std::erase_if(drafts_, [](Draft const& draft) { return draft.name.empty(); }) != 0;
-    core_->numbers_ = std::move(draft_numbers_);
     if (!any) return;
-    for (std::uint32_t i = 0; i < drafts_.size(); ++i) core_->numbers_.at(drafts_[i].name) = i;
+    core_->numbers_ = NumberTable();
+    for (std::uint32_t i = 0; i < drafts_.size(); ++i) core_->numbers_.add(drafts_[i].name, i);
   }
 
-  Parameter plain(Draft const& draft) const {
-    const auto field = [&](Field name) {
-      JsonValue const* const found = draft.find(name);
-      // which says that it is missing
-      return found != nullptr ? *found : draft.origin.member(kFieldNames[static_cast<std::size_t>(name)]);
-    };
+  // The draft gives up its name.
+  Parameter plain(Draft& draft) const {
     const auto words = [&](Field name) {
-      JsonValue const* const found = draft.find(name);
-      return found != nullptr ? text(*found, draft.places) : std::string();
+      const auto found = draft.find(name);
+      return found ? text(*found, draft.places) : std::string();
     };
     Parameter parameter;
-    parameter.name = draft.name;
-    parameter.type = scalar_type(field(Field::type));
-    parameter.widget = static_cast<Widget>(field(Field::widget).choice({"COMBO", "EDIT", "CHECKBOX"}));
+    parameter.name = std::move(draft.name);
+    parameter.type = scalar_type(required(*draft.fields, Field::type));
+    parameter.widget =
+        static_cast<Widget>(required(*draft.fields, Field::widget).choice({"COMBO", "EDIT", "CHECKBOX"}));
     parameter.group = words(Field::group);
     parameter.display_name = words(Field::display_name);
-    parameter.description = text(field(Field::description), draft.places);
-    if (JsonValue const* const skips = draft.find(Field::skips)) parameter.skips = skips->boolean();
-    parameter.default_value = value(field(Field::default_), draft, parameter.type);
-    if (JsonValue const* const list = draft.find(Field::values)) permit(*list, draft, parameter);
-    if (JsonValue const* const pair = draft.find(Field::limits)) limit(*pair, draft, parameter);
+    parameter.description = text(required(*draft.fields, Field::description), draft.places);
+    if (const auto skips = draft.find(Field::skips)) parameter.skips = skips->boolean();
+    parameter.default_value = value(required(*draft.fields, Field::default_), draft, parameter.type);
+    if (const auto list = draft.find(Field::values)) permit(*list, draft, parameter);
+    if (const auto pair = draft.find(Field::limits)) limit(*pair, draft, parameter);
     return parameter;
   }
 
   static Value value(JsonValue item, Draft const& draft, Type type) {
-    const std::optional<Value> read = read_value(type, text(item, draft.places));
+    std::optional<Value> read = read_value(type, borrowed_text(item, draft.places));
     if (!read) item.refuse("a value of type " + type.text());
-    return *read;
+    return std::move(*read);
   }
 
   static void permit(JsonValue list, Draft const& draft, Parameter& parameter) {
-    if (draft.find(Field::limits) != nullptr) list.refuse("either values or limits");
+    if (draft.find(Field::limits)) list.refuse("either values or limits");
     if (list.items().empty() || list.items().size() > kMostValues) list.refuse("1 to 10000 values");
     parameter.values.reserve(list.items().size());
     Seen seen;
     for (const JsonValue item : list.items()) {
-      parameter.values.push_back(value_text(value(item, draft, parameter.type)));
-      if (!seen.add(parameter.values.back())) item.refuse("a value that is not in the list yet");
+      parameter.values.push_back(parameter.type == Type(Kind::text) ? text(item, draft.places)
+                                                                    : value_text(value(item, draft, parameter.type)));
+      if (seen.contains(parameter.values.back())) item.refuse("a value that is not in the list yet");
+      seen.add(parameter.values.back());
     }
     if (!seen.contains(value_text(parameter.default_value)))
       draft.find(Field::default_)->refuse("one of the permitted values");
@@ -466,8 +504,7 @@ class CoreReader : public Scope {
       draft.find(Field::default_)->refuse("a value within the limits");
   }
 
-  void name_for_users(Draft const& draft) {
-    const std::uint32_t number = *core_->find(draft.name);
+  void name_for_users(Draft const& draft, std::uint32_t number) {
     std::vector<std::string>& names = core_->parameters_[number].user_names;
     const auto add = [&](std::string const& name, JsonValue at) {
       const auto [place, is_new] = core_->user_numbers_.emplace(name, number);
@@ -475,10 +512,10 @@ class CoreReader : public Scope {
       if (core_->find(name)) at.refuse("a name that is not the engine's for a parameter");
       if (is_new) names.push_back(name);
     };
-    if (JsonValue const* const list = draft.find(Field::user_names))
+    if (const auto list = draft.find(Field::user_names))
       for (std::string const& name : texts(*list, draft.places)) add(name, *list);
     for (std::string const& name : draft.former_names) {
-      add(name, draft.origin);
+      add(name, draft.origin());
       former_numbers_.emplace(name, number);
     }
   }
@@ -554,15 +591,15 @@ class CoreReader : public Scope {
 
   void compile_rules(Draft const& draft, Parameter& parameter) const {
     const auto optional = [&](Field field, Type wanted) -> std::optional<Rule> {
-      JsonValue const* const found = draft.find(field);
-      if (found == nullptr) return std::nullopt;
+      const auto found = draft.find(field);
+      if (!found) return std::nullopt;
       return rule(*found, draft.places, wanted);
     };
     parameter.enabled = optional(Field::enabled, Kind::truth);
     parameter.range = optional(Field::range, *Type::list_of(parameter.type));
     parameter.derived = optional(Field::derived, parameter.type);
-    JsonValue const* const messages = draft.find(Field::messages);
-    if (messages == nullptr) return;
+    const auto messages = draft.find(Field::messages);
+    if (!messages) return;
     Seen names;
     names.add("range");
     names.add("rule");
@@ -571,7 +608,7 @@ class CoreReader : public Scope {
       entry.allow_only({"name", "severity", "when", "text"});
       Message message;
       message.name = text(entry.member("name"), draft.places);
-      if (!names.add(message.name)) entry.member("name").refuse("a name that no other message here has");
+      if (names.contains(message.name)) entry.member("name").refuse("a name that no other message here has");
       message.severity =
           static_cast<Severity>(entry.member("severity").choice({"info", "warning", "critical_warning", "error"}));
       message.when = rule(entry.member("when"), draft.places, Type(Kind::truth));
@@ -579,6 +616,7 @@ class CoreReader : public Scope {
       message.text = at(entry.member("text"), [&] { return Rule::compile_template(source, *this, compiler_); });
       extent_.add_rule(entry.member("text"), message.text.bytes());
       parameter.messages.push_back(std::move(message));
+      names.add(parameter.messages.back().name);
     }
   }
 
@@ -764,8 +802,7 @@ class CoreReader : public Scope {
     const Field field = step.kind == Step::Kind::enabled ? Field::enabled
                         : step.kind == Step::Kind::range ? Field::range
                                                          : Field::derived;
-    JsonValue const* const found = draft.find(field);
-    return (found != nullptr ? *found : draft.origin).place();
+    return draft.find(field).value_or(draft.origin()).place();
   }
 
   // Of a definition or a search.
@@ -839,8 +876,8 @@ class CoreReader : public Scope {
   std::size_t bytes_ = 0;  // of the files
   std::vector<JsonFile> files_;
   std::map<std::string, std::size_t, std::less<>> part_numbers_;  // among the files
+  std::deque<Fields> fields_;
   std::vector<Draft> drafts_;
-  Core::Numbers draft_numbers_;
   std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
   std::vector<DefinitionDraft> definition_drafts_;
   std::map<std::string, std::size_t, std::less<>> definition_places_;  // by name
@@ -903,8 +940,8 @@ std::string Core::out_of_range(std::string_view parameter, std::string_view valu
 }
 
 std::optional<std::uint32_t> Core::find(std::string_view engine_name) const {
-  const auto found = numbers_.find(engine_name);
-  return found == numbers_.end() ? std::nullopt : std::optional(found->second);
+  return numbers_.find(engine_name,
+                       [this](std::uint32_t number) -> std::string const& { return parameters_[number].name; });
 }
 
 std::optional<std::uint32_t> Core::find_user_name(std::string_view name) const {
@@ -913,8 +950,7 @@ std::optional<std::uint32_t> Core::find_user_name(std::string_view name) const {
 }
 
 std::optional<std::uint32_t> Core::find_fact(std::string_view word) const {
-  const auto found = std::find_if(facts_.begin(), facts_.end(), [&](Fact const& fact) { return fact.word == word; });
-  return found == facts_.end() ? std::nullopt : std::optional(static_cast<std::uint32_t>(found - facts_.begin()));
+  return fact_numbers_.find(word, [this](std::uint32_t number) -> std::string const& { return facts_[number].word; });
 }
 
 bool Core::is_settable(std::uint32_t parameter) const {

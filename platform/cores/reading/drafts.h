@@ -30,32 +30,49 @@ class Extent {
   void add_text(JsonValue at, std::size_t bytes);
   void add_rule(JsonValue at, std::size_t bytes);
 
+  /// Memory in which texts are filled, one after the other.
+  std::string& room() { return room_; }
+
  private:
   std::size_t texts_ = 0, rules_ = 0;
+  std::string room_;
 };
 
-/// What stands for each ${name}, and what the texts count for that are filled with it. Copies share what they hold
-/// until one of them is changed: thousands of entries have the places of the part that they stand in.
+/// What stands for each ${name}, and what the texts count for that are filled with it. Copies share what they hold, and
+/// so do the rows of a pattern: thousands of entries have the places of the part that they stand in.
 class Places {
  public:
-  explicit Places(Extent& counted, PlaceValues values = {})
-      : extent(&counted), values_(std::make_shared<PlaceValues>(std::move(values))) {}
+  explicit Places(Extent& counted) : extent(&counted) {}
 
-  PlaceValues const& values() const { return *values_; }
-  auto begin() const { return values_->begin(); }
-  auto end() const { return values_->end(); }
-  std::size_t size() const { return values_->size(); }
-  auto find(std::string_view name) const { return values_->find(name); }
-  bool contains(std::string_view name) const { return values_->contains(name); }
-  void put(std::string const& name, std::string value) {
-    if (values_.use_count() > 1) values_ = std::make_shared<PlaceValues>(*values_);
-    values_->insert_or_assign(name, std::move(value));
+  /// What stands for `name`; null if nothing does.
+  std::string_view const* find(std::string_view name) const {
+    Place const* place = last_.get();
+    while (place != nullptr && place->name != name) place = place->before;
+    return place == nullptr ? nullptr : &place->value;
   }
+  bool contains(std::string_view name) const { return find(name) != nullptr; }
+  /// In place of what stood for `name`.
+  void put(std::string_view name, std::string_view value);
+  /// Puts what `others` has.
+  void put(Places const& others);
+  PlaceValues values() const;
 
   Extent* extent;
 
  private:
-  std::shared_ptr<PlaceValues> values_;
+  friend std::vector<Places> written_out(std::optional<JsonValue> each, Places const& known);
+
+  struct Place {
+    Place const* before;
+    std::string_view name, value;
+    std::size_t bytes;  // that it and those before take, about
+  };
+  struct One;
+  struct Row;
+
+  Place after(std::string_view name, std::string_view value) const;
+
+  std::shared_ptr<Place const> last_;  // which keeps those before
 };
 
 /// `text`, which stands at `value`, with each ${name} replaced; refuses a place that `places` lacks. What stands for a
@@ -63,6 +80,8 @@ class Places {
 std::string filled(JsonValue value, std::string_view text, Places const& places);
 /// The text or texts that stand at `value`, filled.
 std::string text(JsonValue value, Places const& places);
+/// The same without a copy: good until another text is filled.
+std::string_view borrowed_text(JsonValue value, Places const& places);
 std::vector<std::string> texts(JsonValue list, Places const& places);
 
 /// All ways to fill the places of `each`, in the order of their names, with those of `known` beside them; that alone if

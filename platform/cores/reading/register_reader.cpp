@@ -153,7 +153,7 @@ class RegisterReader {
   static std::uint32_t index(JsonValue entry, Places const& places, std::uint32_t position) {
     const auto each = entry.find("each");
     if (!each || each->members().size() != 1) return position;
-    return number::whole<std::uint32_t>(places.find(each->members()[0].name())->second).value_or(position);
+    return number::whole<std::uint32_t>(*places.find(each->members()[0].name())).value_or(position);
   }
 
   // `first` and so many steps; addresses of words.

@@ -5,6 +5,7 @@
 // kdi::JsonError that names file, line and field.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -177,6 +178,63 @@ class NumberLists {
   std::vector<std::uint32_t> numbers_, ends_;
 };
 
+/// The numbers of named things, by name. The names stay with what is numbered: `name_of(number)` is one, here and
+/// below.
+class NumberTable {
+ public:
+  template <class NameOf>
+  std::optional<std::uint32_t> find(std::string_view name, NameOf name_of) const {
+    const std::size_t place = place_of(name, name_of);
+    return place == kNowhere ? std::nullopt : std::optional(places_[place].number);
+  }
+  /// For a name that is not there.
+  void add(std::string_view name, std::uint32_t number) {
+    if (2 * used_ >= places_.size()) grow();
+    put({hash_of(name), number});
+    ++used_;
+  }
+  template <class NameOf>
+  void erase(std::string_view name, NameOf name_of) {
+    const std::size_t place = place_of(name, name_of);
+    if (place != kNowhere) places_[place].number = kErased;
+  }
+
+ private:
+  static constexpr std::uint32_t kFree = ~0U, kErased = kFree - 1;
+  static constexpr std::size_t kNowhere = ~std::size_t{0};
+  struct Place {
+    std::uint32_t hash = 0, number = kFree;
+  };
+
+  static std::uint32_t hash_of(std::string_view name) {
+    return static_cast<std::uint32_t>(std::hash<std::string_view>()(name));
+  }
+  template <class NameOf>
+  std::size_t place_of(std::string_view name, NameOf name_of) const {
+    if (places_.empty()) return kNowhere;
+    const std::uint32_t hash = hash_of(name);
+    for (std::size_t at = hash & (places_.size() - 1); places_[at].number != kFree;
+         at = (at + 1) & (places_.size() - 1))
+      if (places_[at].hash == hash && places_[at].number != kErased && name_of(places_[at].number) == name) return at;
+    return kNowhere;
+  }
+  void grow() {
+    constexpr std::size_t kFewest = 16;
+    std::vector<Place> before(std::max(kFewest, 2 * places_.size()));
+    before.swap(places_);
+    for (Place const& place : before)
+      if (place.number != kFree) put(place);
+  }
+  void put(Place const& added) {
+    std::size_t at = added.hash & (places_.size() - 1);
+    while (places_[at].number != kFree) at = (at + 1) & (places_.size() - 1);
+    places_[at] = added;
+  }
+
+  std::vector<Place> places_;  // as many as a power of two, or none
+  std::size_t used_ = 0;       // by those that were erased as well
+};
+
 class ClockSection;
 class PadSection;
 struct Plan;
@@ -272,8 +330,8 @@ class KDI_DOOR Core {
     using is_transparent = void;
     std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
   };
-  using Numbers = std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>>;
-  Numbers numbers_, user_numbers_;
+  NumberTable numbers_, fact_numbers_;
+  std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>> user_numbers_;
   Cells beginning_;
   std::vector<Step> steps_;
   std::shared_ptr<Plan const> plan_;
