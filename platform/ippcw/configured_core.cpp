@@ -90,6 +90,20 @@ Parameter const& parameter_at(Configuration::Place place) {
   return place.configuration->core().parameters()[place.number];
 }
 
+// Between braces is a choice or a list, never a number that is typed in: models refuse it there.
+bool is_number(Configuration::Place place) {
+  Parameter const& parameter = parameter_at(place);
+  return parameter.widget == Widget::edit && !(parameter.type == kdi::cores::Type(kdi::cores::Kind::text));
+}
+
+// Models take bounds that are whole for those of whole numbers.
+void tell_fractions(Parameter const& parameter, StrVec& range) {
+  if (!(parameter.type == kdi::cores::Type(kdi::cores::Kind::decimal)) || !parameter.has_limits()) return;
+  const bool is_whole = std::all_of(range.begin(), range.end(),
+                                    [](std::string const& bound) { return bound.find('.') == std::string::npos; });
+  if (is_whole && !range.empty()) range.front() += ".0";
+}
+
 }  // namespace
 
 struct ConfiguredCore::Whole {
@@ -169,7 +183,7 @@ std::vector<std::pair<Configuration::Place, std::string>> ConfiguredCore::known(
   std::vector<std::pair<Configuration::Place, std::string>> values;
   for (auto const& [name, given] : pairs) {
     const auto place = configuration_.find(name);
-    std::string text = without_braces(given);
+    std::string text = place && is_number(*place) ? given : without_braces(given);
     if (!place)
       messages.emplace(
           name, core_->name() + " " + core_->version() + " has no parameter \"" + kdi::text::shortened(name) + "\"");
@@ -254,6 +268,7 @@ void ConfiguredCore::list_locked(RawResult& result) const {
     StrVec range = instance.range(i);
     // A check box whose range is empty is told by models as one without a value.
     if (range.empty() && parameter.widget == Widget::checkbox) range = {"0", "1"};
+    tell_fractions(parameter, range);
     place = result.try_emplace(place, parameter.name);
     RawResult::mapped_type& row = place->second;  // filled in place, since there are thousands
     row.assign(kListed, StrVec());

@@ -180,7 +180,7 @@ TEST_F(HardIp, TheReferenceMemoryStandsBehindTheDoors) {
   EXPECT_EQ(messages,
             (ParamMap{{"XRAM_REF_CTRL_FREQMHZ", "PARAM XRAM_REF_CTRL_FREQMHZ::900 is out of range  { 50,800 }"}}));
   EXPECT_EQ(ranges.at("XRAM_REF_CTRL_FREQMHZ"),
-            (RawResult::mapped_type{{"900"}, {"50", "800"}, {"ENABLE"}, {"EDIT"}, {}, {}}));
+            (RawResult::mapped_type{{"900"}, {"50.0", "800"}, {"ENABLE"}, {"EDIT"}, {}, {}}));
   EXPECT_EQ(ranges.at("XRAM_PORT0_ENABLE")[0], StrVec{"1"});
   EXPECT_EQ(ranges.at("XRAM_PORT0_DATA_WIDTH"),
             (RawResult::mapped_type{{"128"}, {"32", "64", "128"}, {"ENABLE"}, {"COMBO"}, {}, {}}));
@@ -578,8 +578,8 @@ TEST_F(HardIp, ShippedBlocksFollowTheirParts) {
   };
   EXPECT_EQ(range("brvn1102-a625-1LHP-e-S", "ai_engine", "AIE_COLUMNS"), (StrVec{"1", "38"}));
   EXPECT_EQ(range("brvn1404-a625-1LHP-e-S", "ai_engine", "AIE_COLUMNS"), (StrVec{"1", "24"}));
-  EXPECT_EQ(range("brvn1404-a625-1LHP-e-S", "ai_engine", "AIE_CORE_REF_CTRL_FREQMHZ"), (StrVec{"1", "1000"}));
-  EXPECT_EQ(range("brvn1404-a625-2LHP-e-S", "ai_engine", "AIE_CORE_REF_CTRL_FREQMHZ"), (StrVec{"1", "1250"}));
+  EXPECT_EQ(range("brvn1404-a625-1LHP-e-S", "ai_engine", "AIE_CORE_REF_CTRL_FREQMHZ"), (StrVec{"1.0", "1000"}));
+  EXPECT_EQ(range("brvn1404-a625-2LHP-e-S", "ai_engine", "AIE_CORE_REF_CTRL_FREQMHZ"), (StrVec{"1.0", "1250"}));
   // Two quads of the package have pins.
   HardIPInterface* const cpm5 = get(on("brvn1404-a625-2LHP-e-S", "cpm5"));
   RawResult result;

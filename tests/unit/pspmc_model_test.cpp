@@ -242,6 +242,8 @@ TEST_F(Pspmc, NumbersPassBetweenTheirBounds) {
   for (char const* const value : {"0", "1.5", "", "abc", "{5}", "1e0", "5 ", "99999999999999999999"})
     EXPECT_EQ(edit(value, {"1", "10"}), "PARAM P::" + std::string(value) + " is out of range  { 1,10 }") << value;
   for (char const* const value : {"1.5", "2", "1e0", "10.0"}) EXPECT_EQ(edit(value, {"1", "10.0"}), "") << value;
+  EXPECT_EQ(edit("true", {"1", "10"}) + edit("true", {"0.5", "4"}) + edit("false", {"0", "10"}), "");
+  EXPECT_EQ(edit("false", {"1", "10"}), "PARAM P::false is out of range  { 1,10 }");
   for (char const* const value : {"10.01", "", "x", "1e400", "1,5"})
     EXPECT_EQ(edit(value, {"1", "10.0"}), "PARAM P::" + std::string(value) + " is out of range  { 1,10.0 }") << value;
   EXPECT_EQ(edit("5", {"0.5", "4", "9"}), "PARAM P::5 is out of range  { 0.5,4,9 }");

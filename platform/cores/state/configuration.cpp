@@ -113,6 +113,7 @@ Configuration::Configuration(std::shared_ptr<Core const> core, Facts const& fact
                                " has no description");
     sub_cores_.emplace_back(sub.name, std::make_unique<Configuration>(std::move(description), facts, descriptions));
   }
+  tell_ranges_as(instance_.shared_core());
   for (Composite const& composite : this->core().composites()) {
     Held held{&composite, {}};
     if (!composite.members.empty()) held.parts.push_back(own_members(composite, facts));
@@ -122,6 +123,12 @@ Configuration::Configuration(std::shared_ptr<Core const> core, Facts const& fact
       for (auto const& [key, number] : part.members) part.keys.emplace(number, key);
     held_.push_back(std::make_unique<Held>(std::move(held)));
   }
+}
+
+// Whoever asks a wizard hears of all that is within it in one form.
+void Configuration::tell_ranges_as(std::shared_ptr<Core const> const& core) {
+  instance_.set_words(core);
+  for (auto const& [name, sub] : sub_cores_) sub->tell_ranges_as(core);
 }
 
 Configuration::Part Configuration::own_members(Composite const& composite, Facts const& facts) {

@@ -11,7 +11,7 @@ Due told_out_of_range(Instance const& instance, std::uint32_t parameter) {
   std::vector<std::string> range = instance.range(parameter);
   if (range.empty() && described.widget == Widget::checkbox) range = {"0", "1"};
   return {parameter, "range", Severity::error,
-          instance.core().out_of_range(described.name, instance.backup(parameter), text::joined(range, ","))};
+          instance.words().out_of_range(described.name, instance.backup(parameter), text::joined(range, ","))};
 }
 
 std::optional<Value> Insight::evaluated(Rule const& rule) {

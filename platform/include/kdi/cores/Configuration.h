@@ -101,6 +101,7 @@ class KDI_DOOR Configuration {
     std::vector<std::uint32_t> taken;  ///< back
   };
 
+  void tell_ranges_as(std::shared_ptr<Core const> const& core);
   Part own_members(Composite const& composite, Facts const& facts);
   static Part all_members(Configuration& of);
   /// The composite that the parameter shows; null for a single parameter.

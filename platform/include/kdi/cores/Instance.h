@@ -73,6 +73,10 @@ class KDI_DOOR Instance {
   Core const& core() const { return *core_; }
   std::shared_ptr<Core const> const& shared_core() const { return core_; }
 
+  /// The core in whose words a value out of range is told: its own, unless it was given another one.
+  Core const& words() const { return words_ == nullptr ? *core_ : *words_; }
+  void set_words(std::shared_ptr<Core const> core) { words_ = std::move(core); }
+
   /// Gives parameters values, as users write them; `true` and `false` are 1 and 0. A text that is no value of the
   /// parameter's type, or out of its range, is kept and told by messages(); in effect is then what would be without it.
   /// `from` is where the values come from: user, preset or board. Returns the numbers of all parameters of which
@@ -142,7 +146,7 @@ class KDI_DOOR Instance {
   bool permits(std::uint32_t parameter, Cell value) const;
   Value in_range(std::uint32_t parameter, Value const& value) const;
 
-  std::shared_ptr<Core const> core_;
+  std::shared_ptr<Core const> core_, words_;
   Machine machine_;
   Cells cells_;                                            ///< by slot
   Cells ranges_;                                           ///< those with a rule, by their numbers

@@ -311,8 +311,9 @@ StrPairs HACGCPSXLCustomDRCModel::getParamChoicesMappingList(std::string name) {
 
 void HACGCPSXLCustomDRCModel::validateParamRanges(ParamMap& params, ParamMap& messages) {
   if (!has_instance()) return;
-  for (auto const& [name, value] : params) {
+  for (auto const& [name, given] : params) {
     if (!hicInst->isParamEnabled(name)) continue;
+    const std::string value = psmodels::engine_value(given);
     StrVec range;
     hicInst->getParamRange(name, range);
     if (range.empty() || hicInst->getParamType(name) != "textEdit") continue;

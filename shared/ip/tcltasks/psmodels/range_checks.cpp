@@ -54,18 +54,18 @@ void check_number(Checked const& checked, ParamMap& messages) {
   log(checked.channel, 3, "Got Range for param = %s, Min = %s, Max = %s\n", checked.parameter.c_str(), min.c_str(),
       max.c_str());
 
+  const std::string number = engine_value(checked.value);
   // Whole numbers first, so that bounds which are whole never see a fraction.
   long long whole_min = 0, whole_max = 0;
   if (validateAndConvertLong(min, whole_min) && validateAndConvertLong(max, whole_max)) {
     long long value = 0;
-    if (!validateAndConvertLong(checked.value, value) || value < whole_min || value > whole_max)
-      checked.refuse(messages);
+    if (!validateAndConvertLong(number, value) || value < whole_min || value > whole_max) checked.refuse(messages);
     return;
   }
   double double_min = 0, double_max = 0;
   if (validateAndConvertDouble(min, double_min) && validateAndConvertDouble(max, double_max)) {
     double value = std::numeric_limits<double>::quiet_NaN();  // what is no number lies between no bounds
-    validateAndConvertDouble(checked.value, value);
+    validateAndConvertDouble(number, value);
     log(checked.channel, 3, "Double Range for param Min= %lf, Max = %lf, value = %lf \n", double_min, double_max,
         value);
     if (!(value >= double_min && value <= double_max)) checked.refuse(messages);
