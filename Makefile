@@ -4,16 +4,18 @@
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 1800
 COVERAGE_BAR ?= 95
+CHANGES ?= 100000
 MUTANTS ?= 100
 MUTANT_SEED ?= 1
 SOURCES = $(shell git ls-files '*.cpp' '*.h' '*.c')
 
-.PHONY: help packages release demo check mutants bench fuzz coverage orders docs format lint install package clean
+.PHONY: help packages release demo check changes mutants bench fuzz coverage orders docs format lint install package clean
 
 help:
 	@echo "demo      compile two 5G NR codes into register writes, in a plain tclsh"
 	@echo "release   everything that is installed, into build/release"
 	@echo "check     all tests under sanitizers, fuzzing with a fixed number of runs, and a part of the tests optimised"
+	@echo "changes   CHANGES ($(CHANGES)) random changes of all cores, each held against computing anew; goes on where it was stopped"
 	@echo "bench     the benchmarks, each with its bar"
 	@echo "mutants   MUTANTS ($(MUTANTS)) changes of the product; at least 95 of 100 must be noticed by a test"
 	@echo "fuzz      fuzz for FUZZ_SECONDS ($(FUZZ_SECONDS)) on each target"
@@ -47,6 +49,10 @@ endif
 
 check: packages
 	./tests/check.sh
+
+changes: packages build/release/build.ninja
+	cmake --build --preset release --target real_cores_test
+	tclsh tests/cores/change_all.tcl -changes $(CHANGES)
 
 mutants: packages
 	tclsh tests/mutation/run.tcl -count $(MUTANTS) -seed $(MUTANT_SEED)

@@ -112,6 +112,7 @@ class Walk {
         std::shuffle(back.begin(), back.end(), random_);
         apply(undone, back, below(2) == 0);
         ASSERT_EQ(difference(rules_.core(), seen(undone), before), "") << "undone" << told;
+        ++undone_;
       }
       before = after;
       ++changes_;
@@ -120,6 +121,8 @@ class Walk {
 
   int changes() const { return changes_; }
   int valid() const { return valid_; }
+  /// Those that were made in another order as well, and undone.
+  int undone() const { return undone_; }
 
  private:
   using Settings = std::vector<std::pair<std::uint32_t, std::string>>;
@@ -211,7 +214,7 @@ class Walk {
 
   PlainRules& rules_;
   std::mt19937_64 random_;
-  int changes_ = 0, valid_ = 0;
+  int changes_ = 0, valid_ = 0, undone_ = 0;
 };
 
 // What raises the messages of all cores, by the tables that hold their texts.
@@ -361,7 +364,7 @@ class RealCores : public testing::TestWithParam<Version> {
 TEST_P(RealCores, AreWhatComputingAnewGives) {
   constexpr int kOfOne = 40;
   const auto begin = std::chrono::steady_clock::now();
-  int made = 0, valid = 0;
+  int made = 0, valid = 0, undone = 0;
   for (std::uint64_t seed = 1; made < changes(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     Walk walk(rules_, seed);
@@ -369,6 +372,7 @@ TEST_P(RealCores, AreWhatComputingAnewGives) {
     if (HasFatalFailure()) return;
     made += walk.changes();
     valid += walk.valid();
+    undone += walk.undone();
   }
   if (newest() == GetParam().version) hold_list();
   if (!is_long()) return;
@@ -379,15 +383,16 @@ TEST_P(RealCores, AreWhatComputingAnewGives) {
   const std::size_t behind_walks = open().size();
   look_for_the_rest();
   std::printf(
-      "%s %s: %d changes, %d of them valid; %zu rules, %zu sights, not seen %zu, behind the tables %zu, "
+      "%s %s: %d changes, %d of them valid, %d undone; %zu rules, %zu sights, not seen %zu, behind the tables %zu, "
       "behind directed walks %zu, at last %zu; "
       "%.1f s\n",
-      GetParam().core.c_str(), GetParam().version.c_str(), made, valid, rules_of(rules_.core()).size(), all,
+      GetParam().core.c_str(), GetParam().version.c_str(), made, valid, undone, rules_of(rules_.core()).size(), all,
       behind_changes, behind_tables, behind_walks, open().size(),
       std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
   if (newest() == GetParam().version) hold_list();
   std::set<std::string> names;
   for (Sight const& one : open()) names.insert(name_of_sight(one));
+  for (std::string const& name : names) std::printf("never seen: %s\n", name.c_str());
   for (std::string const& name : names) EXPECT_TRUE(never_seen().contains(name)) << name << " is never seen";
 }
 

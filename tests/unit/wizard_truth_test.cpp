@@ -234,6 +234,7 @@ TEST_P(WizardTruth, TextsAndSubCoresAreOneState) {
       if (HasFatalFailure()) return;
     }
   }
+  if (asked != nullptr) std::printf("%s %s with sub-cores: %d changes\n", GetParam().core, GetParam().version, changes);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, WizardTruth,
