@@ -419,6 +419,99 @@ class ClockRun {
   std::map<std::uint32_t, std::size_t> places_;
 };
 
+// What a clock or PLL that the user sets comes from: as it is told in ClockRun, what is followed there is read here.
+class FollowedReads {
+ public:
+  FollowedReads(ClockSection const& section, Core const& core, ClockFindings const& found)
+      : section_(section), core_(core), found_(found) {
+    add(section.manual);
+  }
+
+  std::vector<std::uint32_t> of(std::uint32_t parameter) && {
+    for (std::size_t p = 0; p < section_.plls.size(); ++p) {
+      DescribedPll const& pll = section_.plls[p];
+      const bool is_its = parameter == pll.source || parameter == pll.actual || is_of(pll.feedback, parameter) ||
+                          (pll.divider && is_of(*pll.divider, parameter)) ||
+                          (pll.crossing && is_of(pll.crossing->divider, parameter));
+      if (!is_its) continue;
+      add_pll(p);
+      for (Rule const* const limit : {&pll.vco_least, &pll.vco_most}) add(*limit);
+      add(pll.most);
+    }
+    for (std::size_t c = 0; c < section_.clocks.size(); ++c) {
+      DescribedClock const& clock = section_.clocks[c];
+      if (parameter == clock.actual || parameter == clock.source ||
+          std::any_of(clock.dividers.begin(), clock.dividers.end(),
+                      [&](DescribedDivider const& divider) { return is_of(divider, parameter); }))
+        add_clock(c);
+    }
+    std::sort(all_.begin(), all_.end());
+    all_.erase(std::unique(all_.begin(), all_.end()), all_.end());
+    return std::move(all_);
+  }
+
+ private:
+  static bool is_of(DescribedDivider const& divider, std::uint32_t parameter) { return divider.parameter == parameter; }
+
+  void add(Rule const& rule) { all_.insert(all_.end(), rule.reads().begin(), rule.reads().end()); }
+  void add(std::optional<Rule> const& rule) {
+    if (rule) add(*rule);
+  }
+  void add(std::optional<std::uint32_t> parameter) {
+    if (!parameter) return;
+    all_.push_back(Core::slot(*parameter, Core::kUser));
+    if (core_.parameters()[*parameter].range) all_.push_back(core_.range_slot(*parameter));
+  }
+  void add(DescribedDivider const& divider) {
+    if (divider.parameter)
+      add(divider.parameter);
+    else
+      add(divider.values);
+  }
+
+  void add_clock(std::size_t number) {
+    DescribedClock const& clock = section_.clocks[number];
+    add(clock.enabled);
+    add(clock.source);
+    add(clock.most);
+    add(std::optional(clock.actual));
+    for (DescribedDivider const& divider : clock.dividers) add(divider);
+    const auto place = std::find(found_.clocks.begin(), found_.clocks.end(), number);
+    if (place == found_.clocks.end()) return;
+    const auto asked = static_cast<std::size_t>(place - found_.clocks.begin());
+    ClockSetting const& setting = found_.answer.clocks[asked];
+    if (setting.met)
+      add_source(found_.request.clocks[asked].sources[setting.source]);
+    else
+      for (NamedChoice const& choice : clock.sources) add_source(choice.name);
+  }
+
+  void add_source(std::string const& name) {
+    for (std::size_t p = 0; p < section_.plls.size(); ++p) {
+      DescribedPll const& pll = section_.plls[p];
+      if (pll.name == name || (pll.crossing && pll.crossing->name == name)) add_pll(p);
+    }
+    for (DescribedReference const& reference : section_.references)
+      if (reference.name == name) add(reference.mhz);
+  }
+
+  void add_pll(std::size_t number) {
+    DescribedPll const& pll = section_.plls[number];
+    add(pll.enabled);
+    add(pll.source);
+    add(pll.actual);
+    add(pll.feedback);
+    if (pll.divider) add(*pll.divider);
+    if (pll.crossing) add(pll.crossing->divider);
+    for (NamedChoice const& choice : pll.references) add_source(choice.name);
+  }
+
+  ClockSection const& section_;
+  Core const& core_;
+  ClockFindings const& found_;
+  std::vector<std::uint32_t> all_;
+};
+
 }  // namespace
 
 ClockAnswer ClockAnswers::answer(ClockRequest const& request, ClockAnswer (*search)(ClockRequest const&)) {
@@ -444,6 +537,13 @@ std::shared_ptr<Findings const> ClockSection::run(SearchInput const& input) cons
   } catch (std::overflow_error const& error) {
     throw RuleFault(error.what());
   }
+}
+
+std::vector<std::uint32_t> ClockSection::reads_of(Core const& core, Findings const& found,
+                                                  std::uint32_t parameter) const {
+  auto const* const of_clocks = dynamic_cast<ClockFindings const*>(&found);
+  if (of_clocks == nullptr || !of_clocks->manual) return reads;
+  return FollowedReads(*this, core, *of_clocks).of(parameter);
 }
 
 }  // namespace kdi::cores

@@ -5,6 +5,9 @@
 #include "kdi/cores/SearchSection.h"
 
 namespace kdi::cores {
+
+std::vector<std::uint32_t> SearchSection::reads_of(Core const&, Findings const&, std::uint32_t) const { return reads; }
+
 void SectionEntries::add(JsonValue list, Places const& places) {
   for (const JsonValue value : list.items())
     for (Places const& filling : written_out(value.find("each"), places)) {

@@ -110,6 +110,8 @@ class Needs {
   Choices user(std::uint32_t parameter, Test const& test);
   Choices given(std::uint32_t parameter, Test const& test);
   Choices step(std::uint32_t step, Test const& test);
+  Choices searched(std::uint32_t parameter);
+  Choices search(std::uint32_t number, std::uint32_t parameter);
   Choices anything(std::span<std::uint32_t const> slots);
   Choices range(std::uint32_t parameter);
   std::vector<std::uint32_t> const& influences(std::uint32_t slot);

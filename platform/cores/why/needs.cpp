@@ -124,7 +124,7 @@ std::vector<Choice> Needs::of(Instance const& state, Condition const& condition,
       all = anything(core_.reads(subject));
       break;
     case Condition::Kind::finding:
-      all = anything(core_.searches()[condition.message]->reads);
+      all = search(condition.message, subject);
       break;
   }
   insight_ = nullptr;
@@ -248,9 +248,9 @@ Needs::Choices Needs::slot(std::uint32_t slot, Test const& test) {
   if (is_parameter && aspect == Core::kGiven) return given(parameter, test);
   const std::uint32_t writer = core_.writer(slot);
   if (writer == Core::kNoStep) return {};  // a fact, or always enabled
-  const bool is_plain = is_parameter && aspect == Core::kValue && !core_.parameters()[parameter].derived &&
-                        !core_.parameters()[parameter].search;
-  if (!is_plain) return step(writer, test);
+  const bool has_rule = !is_parameter || aspect != Core::kValue || core_.parameters()[parameter].derived;
+  if (has_rule) return step(writer, test);
+  if (core_.parameters()[parameter].search) return searched(parameter);
   // A value that its range does not permit counts as none; as advice, it would be an error, unless it is one already.
   Choices all = user(parameter, baseline_.was_out_of_range(parameter) ? Test() : test);
   if (!core_.parameters()[parameter].range) return all;
@@ -275,6 +275,29 @@ Needs::Choices Needs::given(std::uint32_t parameter, Test const& test) {
   std::vector<Candidate> const& candidates = candidates_.of(parameter);
   for (std::uint32_t i = 0; i < candidates.size(); ++i)
     if (!test || test(Cell::of(candidates[i].text.has_value()))) all.emplace_back(parameter, i);
+  return all;
+}
+
+// What a search gives, or leaves to the user, who may give it anything.
+Needs::Choices Needs::searched(std::uint32_t parameter) {
+  Choices all = user(parameter, {});
+  if (core_.parameters()[parameter].range) add(all, slot(core_.range_slot(parameter), {}));
+  add(all, search(*core_.parameters()[parameter].search, parameter));
+  return all;
+}
+
+// That a search finds something else for one of its parameters, or says something else of it.
+Needs::Choices Needs::search(std::uint32_t number, std::uint32_t parameter) {
+  SearchSection const& section = *core_.searches()[number];
+  const auto step = std::find_if(core_.steps().begin(), core_.steps().end(), [&](Step const& one) {
+    return one.kind == Step::Kind::search && one.parameter == number;
+  });
+  const auto place = static_cast<std::uint32_t>(step - core_.steps().begin());
+  if (baseline_.had_fault(place) || !insight_->fault(place).empty()) return anything(section.reads);
+  const std::vector<std::uint32_t> reads = section.reads_of(core_, *insight_->instance().findings(number), parameter);
+  if (reads.size() == section.reads.size()) return anything(reads);
+  Choices all;
+  for (const std::uint32_t read : reads) add(all, slot(read, {}));
   return all;
 }
 

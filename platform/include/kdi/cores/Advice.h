@@ -50,7 +50,7 @@ struct Advice {
 
 struct Effort {
   /// Counted in rules evaluated, a search as 10,000, so that the same question has the same answer on every machine.
-  std::uint64_t most_rules = 2'000'000;
+  std::uint64_t most_rules = 20'000'000;
   std::uint32_t most_changes = 3;
   /// For those who wait for the answer; 0 for no bound, since an answer that time cut short may be another one next
   /// time.

@@ -94,6 +94,8 @@ class KDI_DOOR ClockSection : public SearchSection {
   std::string_view name() const override { return "clocks"; }
   std::string_view message() const override { return "clock"; }
   std::shared_ptr<Findings const> run(SearchInput const& input) const override;
+  /// What the user sets is told of each clock by itself.
+  std::vector<std::uint32_t> reads_of(Core const& core, Findings const& found, std::uint32_t parameter) const override;
 
   std::optional<Rule> manual;
   std::vector<DescribedReference> references;

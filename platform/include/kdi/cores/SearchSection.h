@@ -51,6 +51,8 @@ struct SearchInput {
   std::shared_ptr<Findings const> const& before;                       ///< of the run before, if there was one
 };
 
+class Core;
+
 class KDI_DOOR SearchSection {
  public:
   virtual ~SearchSection() = default;
@@ -60,6 +62,10 @@ class KDI_DOOR SearchSection {
   virtual std::string_view message() const = 0;
   /// Throws RuleFault.
   virtual std::shared_ptr<Findings const> run(SearchInput const& input) const = 0;
+  /// Slots that what `found`, of a run without a fault, has for one of its parameters and says of it comes from: while
+  /// none of them has another value, and no rule of the section a fault, neither is another. May be too many; all that
+  /// is read, unless a section knows better.
+  virtual std::vector<std::uint32_t> reads_of(Core const& core, Findings const& found, std::uint32_t parameter) const;
 
   std::vector<std::uint32_t> reads;   ///< slots
   std::vector<std::uint32_t> writes;  ///< parameters
