@@ -678,7 +678,8 @@ class CoreReader : public Scope {
                 parameter.search ? core_->search_slot(i) : user});
       core_->parameters_[i].first_message = messages;
       for (std::uint32_t m = 0; m < parameter.messages.size(); ++m) {
-        collected_ = slots_of(parameter.messages[m].text);
+        const auto said = parameter.messages[m].text.reads();
+        collected_.assign(said.begin(), said.end());
         const auto reads = parameter.messages[m].when.reads();
         collected_.insert(collected_.end(), reads.begin(), reads.end());
         add_node({{Step::Kind::message, i, m}, &parameter.messages[m].when, messages++}, collected_);
@@ -692,8 +693,6 @@ class CoreReader : public Scope {
     }
     plan_->messages = messages;
   }
-
-  static std::vector<std::uint32_t> slots_of(Rule const& rule) { return {rule.reads().begin(), rule.reads().end()}; }
 
   // Calls use(slot) for each that the node writes.
   template <class Use>
@@ -722,6 +721,8 @@ class CoreReader : public Scope {
     for (std::uint32_t n = 0; n < nodes_.size(); ++n)
       if (open[n] == 0) ready.push(n);
     core_->writers_.assign(slots, nothing);
+    core_->steps_.reserve(nodes_.size());
+    plan_->steps.reserve(nodes_.size());
     while (!ready.empty()) {
       const std::uint32_t n = ready.top();
       ready.pop();
@@ -732,11 +733,11 @@ class CoreReader : public Scope {
       });
       core_->steps_.push_back(nodes_[n].step);
       plan_->steps.push_back(planned(nodes_[n]));
-      collected_.assign(node_reads_[n].begin(), node_reads_[n].end());
-      core_->reads_.add(collected_);
+      core_->reads_.add_ordered(node_reads_[n]);
     }
     if (core_->steps_.size() < nodes_.size()) refuse_circle(open, writer);
     core_->readers_ = core_->reads_.holders(slots);
+    plan_->bodies = compiler_.bodies();
     core_->plan_ = plan_;
   }
 
@@ -762,9 +763,7 @@ class CoreReader : public Scope {
       step.slot = *slot;
       return;
     }
-    const auto [known, is_new] = body_numbers_.emplace(code.body, static_cast<std::uint32_t>(plan_->bodies.size()));
-    if (is_new) plan_->bodies.push_back(code.body);
-    step.body = known->second;
+    step.body = code.body->number;
     step.reads = static_cast<std::uint32_t>(plan_->reads.size());
     plan_->reads.insert(plan_->reads.end(), code.reads.begin(), code.reads.end());
   }
@@ -894,12 +893,16 @@ class CoreReader : public Scope {
   NumberLists node_reads_;                // by node
   std::vector<std::uint32_t> collected_;  // what a node reads
   std::shared_ptr<Plan> plan_ = std::make_shared<Plan>();
-  std::unordered_map<CodeBody const*, std::uint32_t> body_numbers_;  // in the plan
 };
 
 void NumberLists::add(std::vector<std::uint32_t>& numbers) {
   std::sort(numbers.begin(), numbers.end());
-  numbers_.insert(numbers_.end(), numbers.begin(), std::unique(numbers.begin(), numbers.end()));
+  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+  add_ordered(numbers);
+}
+
+void NumberLists::add_ordered(std::span<std::uint32_t const> numbers) {
+  numbers_.insert(numbers_.end(), numbers.begin(), numbers.end());
   ends_.push_back(static_cast<std::uint32_t>(numbers_.size()));
 }
 

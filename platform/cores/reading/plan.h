@@ -29,7 +29,7 @@ static_assert(sizeof(PlannedStep) <= 20);  // a large model has as many as a mil
 
 struct Plan {
   std::vector<PlannedStep> steps;
-  std::vector<CodeBody const*> bodies;  ///< few, which most steps share
+  std::vector<CodeBody const*> bodies;  ///< of all rules of the core; most steps share few
   std::vector<std::uint32_t> reads;     ///< slots, in the order of the steps
   std::uint32_t messages = 0, ranges = 0;
 };

@@ -89,12 +89,19 @@ auto CodeStore::row(std::size_t count, Make make) {
 
 CodeBody const& CodeStore::body_with(CodeBody const& body, std::span<std::uint32_t const> numbers,
                                      std::span<Value const> texts) {
-  CodeBody& other = row(1, [&](std::size_t) { return body; }).front();
+  CodeBody& other = numbered(body);
   std::size_t next = 0;
   other.constants = retained(body.constants.size(), [&](std::size_t i) {
     return next < numbers.size() && numbers[next] == i ? texts[next++].cell() : body.constants[i];
   });
   return other;
+}
+
+CodeBody& CodeStore::numbered(CodeBody const& body) {
+  CodeBody& copy = row(1, [&](std::size_t) { return body; }).front();
+  copy.number = static_cast<std::uint32_t>(numbered_.size());
+  numbered_.push_back(&copy);
+  return copy;
 }
 
 template <class CellOf>
@@ -126,7 +133,7 @@ CodeBody const& CodeStore::body_of(CodeDraft const& draft) {
   const auto [first, last] = bodies_.equal_range(hash);
   const auto known = std::find_if(first, last, [&](auto const& entry) { return draft.is(*entry.second); });
   if (known != last) return *known->second;
-  CodeBody& body = row(1, [](std::size_t) { return CodeBody(); }).front();  // in front of what a machine goes through
+  CodeBody& body = numbered({});  // in front of what a machine goes through
   body.registers = draft.registers;
   body.result = draft.result;
   body.type = draft.type;

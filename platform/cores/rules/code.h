@@ -118,6 +118,7 @@ struct CodeBody {
   Type type;
   std::span<TextSet const> sets;  ///< of what `constants` hold
   std::span<Function const* const> functions;
+  std::uint32_t number = 0;  ///< among those of its store
 };
 
 /// How a rule is written: one expression, or a message with expressions in braces.
@@ -174,20 +175,24 @@ class CodeStore {
   CodeBody const& body_with(CodeBody const& body, std::span<std::uint32_t const> numbers, std::span<Value const> texts);
   /// Copies the slots and the text.
   Code const& add(CodeBody const& body, std::vector<std::uint32_t> const& reads, Source source);
+  /// All bodies, by their numbers.
+  std::vector<CodeBody const*> const& bodies() const { return numbered_; }
   /// The tree of code of this store.
   std::shared_ptr<Syntax const> syntax_of(Code const& code) const;
 
  private:
   template <class Make>
   auto row(std::size_t count, Make make);
+  CodeBody& numbered(CodeBody const& body);
   template <class CellOf>
   std::span<Cell> retained(std::size_t count, CellOf cell_of);
 
   std::pmr::monotonic_buffer_resource memory_;
   mutable std::mutex mutex_;  // over the trees
   mutable std::unordered_map<Code const*, std::shared_ptr<Syntax const>> syntaxes_;
-  std::vector<std::span<Cell const>> constants_;  // of all code; owned
-  std::unordered_multimap<std::size_t, CodeBody const*> bodies_;
+  std::vector<std::span<Cell const>> constants_;                  // of all code; owned
+  std::unordered_multimap<std::size_t, CodeBody const*> bodies_;  // by their hashes
+  std::vector<CodeBody const*> numbered_;
 };
 
 /// A text that a rule compares with what is in a slot.
@@ -215,6 +220,8 @@ class Compiler {
   /// The code of the rule `text`, which keeps all that was made by this compiler. Throws RuleError.
   std::shared_ptr<Code const> compile(std::string_view text, Writing writing, Scope const& scope,
                                       std::optional<Type> wanted);
+  /// All bodies that it has made, by their numbers.
+  std::vector<CodeBody const*> const& bodies() const { return store_->bodies(); }
   /// The code of a part of a rule.
   std::shared_ptr<Code const> compile(Syntax const& part, Scope const& scope, std::optional<Type> wanted);
 
@@ -229,7 +236,7 @@ class Compiler {
   std::shared_ptr<CodeStore> store_ = std::make_shared<CodeStore>();
   CodeDraft draft_;
   CheckedTypes types_;
-  std::unordered_map<std::size_t, std::vector<Value>> known_;  // lists and texts, by their hashes
+  std::unordered_multimap<std::size_t, Value> known_;  // lists and texts, by their hashes
   std::unique_ptr<ShapeReader> reader_;
   std::unique_ptr<Shapes> shapes_;
 };

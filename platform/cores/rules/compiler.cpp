@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <boost/container/small_vector.hpp>
 
 #include "platform/cores/rules/code.h"
 #include "platform/cores/rules/functions.h"
@@ -338,6 +339,7 @@ class Generator {
 
  private:
   using Position = std::size_t;  // of an instruction whose target is still open
+  using Positions = boost::container::small_vector<Position, 8>;
 
   Type type(std::uint32_t number) const { return checker_.types[number]; }
 
@@ -360,7 +362,7 @@ class Generator {
     return code_.program.size() - 1;
   }
   void land(Position jump) { code_.program[jump].target = static_cast<std::uint32_t>(code_.program.size()); }
-  void land(std::vector<Position> const& jumps) {
+  void land(Positions const& jumps) {
     for (const Position jump : jumps) land(jump);
   }
 
@@ -368,7 +370,7 @@ class Generator {
   void finish(std::uint32_t number, Type wanted) {
     Expression const& node = syntax_.at(number);
     const std::uint32_t used = used_;
-    std::vector<Position> away;
+    Positions away;
     switch (node.form) {
       case Form::conditional:
         branch(node.parts[0], true, away);
@@ -606,7 +608,7 @@ class Generator {
   // --- truths by jumps
 
   // Jumps away where the node does not hold (or, for `sense` false, where it does), and goes on otherwise.
-  void branch(std::uint32_t number, bool sense, std::vector<Position>& away) {
+  void branch(std::uint32_t number, bool sense, Positions& away) {
     Expression const& node = syntax_.at(number);
     const std::uint32_t used = used_;
     switch (node.form) {
@@ -622,7 +624,7 @@ class Generator {
           for (const std::uint32_t part : node.parts) branch(part, sense, away);
         } else {
           // The last part decides; any other may settle it before.
-          std::vector<Position> settled;
+          Positions settled;
           for (std::size_t i = 0; i + 1 < node.parts.size(); ++i) branch(node.parts[i], !sense, settled);
           branch(node.parts.back(), sense, away);
           land(settled);
@@ -658,7 +660,7 @@ class Generator {
   // Both ways of a branch leave their value in one register.
   Operand truth(std::uint32_t number) {
     const Operand target = fresh();
-    std::vector<Position> away;
+    Positions away;
     branch(number, true, away);
     emit(Op::move, target, constant(Value(true)));
     const Position end = emit(Op::jump);
@@ -670,7 +672,7 @@ class Generator {
 
   Operand conditional(std::uint32_t number, Expression const& node) {
     const Operand target = fresh();
-    std::vector<Position> away;
+    Positions away;
     branch(node.parts[0], true, away);
     const std::uint32_t used = used_;
     emit(Op::move, target, value(node.parts[1], type(number)));
@@ -697,7 +699,7 @@ class Generator {
     const Position exhausted = emit(Op::next, 0, range, counter);
     locals_.push_back({node.word, type(node.parts[0]).element(), element});
     const std::uint32_t used = used_;
-    std::vector<Position> skip, leave;
+    Positions skip, leave;
     if (node.parts.size() > 2) branch(node.parts[1], true, skip);
     step(node, result, decimal, skip, leave);
     used_ = used;
@@ -720,8 +722,7 @@ class Generator {
       emit(Op::move, result, constant(Value(node.operation == "all")));
   }
 
-  void step(Expression const& node, Operand result, bool decimal, std::vector<Position>& skip,
-            std::vector<Position>& leave) {
+  void step(Expression const& node, Operand result, bool decimal, Positions& skip, Positions& leave) {
     const std::uint32_t body = node.parts.back();
     if (node.operation == "list")
       emit(Op::append, 0, value(body));
@@ -766,13 +767,14 @@ std::size_t hash_of(Cell constant) {
 void Compiler::share(Value& constant) {
   const Kind kind = constant.cell().kind();
   if (kind != Kind::list && kind != Kind::text) return;
-  std::vector<Value>& alike = known_[hash_of(constant.cell())];
-  const auto known = std::find_if(alike.begin(), alike.end(),
-                                  [&](Value const& one) { return one.cell().kind() == kind && one == constant; });
-  if (known == alike.end())
-    alike.push_back(constant);
+  const std::size_t hash = hash_of(constant.cell());
+  const auto [first, last] = known_.equal_range(hash);
+  const auto known = std::find_if(
+      first, last, [&](auto const& one) { return one.second.cell().kind() == kind && one.second == constant; });
+  if (known == last)
+    known_.emplace(hash, constant);
   else
-    constant = *known;
+    constant = known->second;
 }
 
 Compiler::Compiler() : reader_(new ShapeReader), shapes_(new Shapes) {}

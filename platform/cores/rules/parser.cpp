@@ -425,14 +425,14 @@ class Parser {
     return add(std::move(node));
   }
 
-  static Expression start(Form form, std::size_t place) { return {form, static_cast<std::uint32_t>(place)}; }
+  static Expression start(Form form, std::size_t place) { return {form, 0, static_cast<std::uint32_t>(place)}; }
 
   std::uint32_t add(Expression&& node) {
-    int depth = 0;
-    for (const std::uint32_t part : node.parts) depth = std::max(depth, depths_[part - first_]);
-    if (depth >= kDeepestTree) throw RuleError("nested too deeply", node.place);
+    node.depth = 0;
+    for (const std::uint32_t part : node.parts)
+      node.depth = std::max(node.depth, static_cast<std::uint16_t>(syntax_.at(part).depth + 1));
+    if (node.depth >= kDeepestTree) throw RuleError("nested too deeply", node.place);
     if (syntax_.nodes.size() >= kMostPlaces) throw RuleError("too many rows", node.place);
-    depths_.push_back(depth + 1);
     syntax_.nodes.push_back(std::move(node));
     return static_cast<std::uint32_t>(syntax_.nodes.size() - 1);
   }
@@ -466,8 +466,6 @@ class Parser {
   std::size_t closed_ = 0;              // behind the rows that were read last
   Lexer lexer_;
   Syntax& syntax_;
-  std::size_t first_ = syntax_.nodes.size();
-  std::vector<int> depths_;
   Token token_, ahead_;
   int depth_ = 0;
 };
@@ -480,7 +478,7 @@ void check_size(std::string_view text) {
 }
 
 std::uint32_t add_text(Syntax& syntax, std::string text, std::size_t place) {
-  Expression node{Form::literal, static_cast<std::uint32_t>(place)};
+  Expression node{Form::literal, 0, static_cast<std::uint32_t>(place)};
   node.value = Value(std::move(text));
   syntax.nodes.push_back(std::move(node));
   return static_cast<std::uint32_t>(syntax.nodes.size() - 1);
@@ -511,9 +509,9 @@ std::vector<std::string> row_labels(std::string_view pattern) { return expand(pa
 namespace {
 
 void parse_expression(Syntax& syntax) {
-  constexpr std::size_t kUsual = 8;  // nodes of a rule
+  constexpr std::size_t kBytesOfANode = 6;  // about
   std::string const& text = syntax.texts->source;
-  syntax.nodes.reserve(kUsual);
+  syntax.nodes.reserve(text.size() / kBytesOfANode + 2);
   syntax.root = Parser(text, syntax, 0, text.size()).whole();
 }
 

@@ -86,6 +86,7 @@ class Parts {
 /// One place of the tree. Parts are numbers of other nodes.
 struct Expression {
   Form form;
+  std::uint16_t depth = 0;  ///< of the tree below
   std::uint32_t place = 0;  ///< offset in the text
   Word word = {};
   Word operation = {};  ///< of a loop and of rows: list any all sum count

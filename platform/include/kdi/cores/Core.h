@@ -171,6 +171,8 @@ class NumberLists {
   }
   /// Adds a list of `numbers`, which are put in order, each once.
   void add(std::vector<std::uint32_t>& numbers);
+  /// The same of numbers that are in order, each once.
+  void add_ordered(std::span<std::uint32_t const> numbers);
   /// For each number below `count` the lists that hold it, ascending.
   NumberLists holders(std::size_t count) const;
 
