@@ -127,9 +127,10 @@ TEST(PadSearch, TellsWhatItHasNotProven) {
 }
 
 TEST(PadSearch, SaysThatItHasNoAnswerYet) {
-  // Each seat of the one meets each of the other, but half of each would fit: it takes a step for either.
-  const std::vector<PadFunction> functions = {{"A", "A", {{"0", {1, 2}}, {"1", {3, 4}}}, 0},
-                                              {"B", "B", {{"0", {1, 3}}, {"1", {2, 4}}}, 0}};
+  // Three on two sides, of which no two fit on one; but half of each would fit: it takes a step for either.
+  const std::vector<PadFunction> functions = {{"A", "A", {{"0", {1, 2}}, {"1", {4, 5}}}, 0},
+                                              {"B", "B", {{"0", {1, 3}}, {"1", {4, 6}}}, 0},
+                                              {"C", "C", {{"0", {2, 3}}, {"1", {5, 6}}}, 0}};
   EXPECT_EQ(free_assignment(functions, 2), std::nullopt);
   try {
     free_assignment(functions, 1);
@@ -192,7 +193,8 @@ TEST(PadSearch, RefusesWhatIsNoRequest) {
     const std::string number = std::to_string(f);
     ways.push_back({"F" + number, "P", {{"0", {2 * f}}, {"1", {2 * f + 1}}}, 0});
   }
-  EXPECT_EQ(refusal(ways), "P has too many ways to be seated");
+  EXPECT_EQ(refusal(ways), "taken");  // ways are not counted up
+  EXPECT_EQ(refusal({{"A", "A", {{"0", {0}}, {"1", {256}}}, 0}}), "pads are numbered from 0 to 255");
   EXPECT_EQ(refusal(many(1000, {{"0", {}}})), "taken");
   EXPECT_EQ(refusal(many(1001, {{"0", {}}})), "at most 1000 functions");
 }

@@ -2,11 +2,13 @@
 #include "platform/cores/search/pad_prices.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace kdi::cores {
 namespace {
 
 constexpr double kNil = 1e-7;
+constexpr double kDust = 1e-11;  // of cells that should be 0
 constexpr std::size_t kNone = ~std::size_t{0};
 constexpr std::size_t kLanes = 8;  // that a processor may take at once
 
@@ -18,29 +20,29 @@ void subtract(double* __restrict cells, double const* __restrict own, double fac
 
 }  // namespace
 
-PadPrices::PadPrices(std::vector<Option> const& options, std::size_t peripherals, std::optional<int> budget)
-    : options_(options.size()), peripherals_(peripherals), has_budget_(budget.has_value()) {
-  for (Option const& option : options) pads_.insert(pads_.end(), option.pads->begin(), option.pads->end());
-  std::sort(pads_.begin(), pads_.end());
-  pads_.erase(std::unique(pads_.begin(), pads_.end()), pads_.end());
-  width_ = peripherals_ + pads_.size() + (has_budget_ ? 1 : 0);
-  stride_ = (width_ + kLanes - 1) / kLanes * kLanes;
+PadPrices::PadPrices(std::vector<Option> const& options, std::size_t numbers, std::size_t choices,
+                     std::vector<int> const& limits)
+    : numbers_(numbers), choices_(choices), limits_(limits.size()) {
+  const std::size_t width = choices_ + limits_;
+  stride_ = (width + kLanes - 1) / kLanes * kLanes;
   gain_.assign(stride_, 0);
-  std::fill_n(gain_.begin(), width_, -1);
-  std::fill_n(gain_.begin(), peripherals_, 1);
-  if (budget) gain_[width_ - 1] = -*budget;
-  cells_.assign(options_ * stride_, 0);
-  for (std::size_t i = 0; i < options_; ++i) {
-    row(i)[options[i].peripheral] = 1;
-    for (const std::uint32_t pad : *options[i].pads)
-      row(i)[peripherals_ +
-             static_cast<std::size_t>(std::lower_bound(pads_.begin(), pads_.end(), pad) - pads_.begin())] = -1;
-    if (has_budget_ && options[i].is_given_up) row(i)[width_ - 1] = -1;
+  std::fill_n(gain_.begin(), choices_, 1);
+  std::transform(limits.begin(), limits.end(), gain_.begin() + static_cast<std::ptrdiff_t>(choices_),
+                 [](int most) { return -most; });
+  where_.assign(width + numbers_, kNowhere);
+  for (std::uint32_t j = 0; j < width; ++j) {
+    column_variable_.push_back(j);
+    where_[j] = j | kColumn;
+  }
+  cells_.assign(options.size() * stride_, 0);
+  for (std::size_t i = 0; i < options.size(); ++i) {
+    row(i)[options[i].choice] = 1;
+    for (const std::uint32_t limit : *options[i].limits) row(i)[choices_ + limit] = -1;
     // Costs that are all different keep the method from going in circles.
     right_.push_back(options[i].cost + 1e-5 * (1 + static_cast<double>(i * 7919 % 1009) / 1009));
-    row_variable_.push_back(width_ + i);
+    row_variable_.push_back(static_cast<std::uint32_t>(width + options[i].number));
+    where_[row_variable_.back()] = static_cast<std::uint32_t>(i);
   }
-  for (std::size_t j = 0; j < width_; ++j) column_variable_.push_back(j);
 }
 
 // The row that is first at 0 when the column's variable goes that way.
@@ -63,12 +65,16 @@ std::size_t PadPrices::leaving(std::size_t column, double direction) const {
 void PadPrices::pivot(std::size_t leaving, std::size_t column) {
   double* const own = row(leaving);
   const double inverse = 1 / own[column];
-  for (std::size_t j = 0; j < stride_; ++j) own[j] *= inverse;
-  own[column] = inverse;
-  right_[leaving] *= inverse;
+  own[column] = 1;
   places_.clear();
-  for (std::size_t j = 0; j < stride_; ++j)
-    if (own[j] != 0) places_.push_back(static_cast<std::uint32_t>(j));
+  for (std::size_t j = 0; j < stride_; ++j) {
+    own[j] *= inverse;
+    if (std::abs(own[j]) > kDust)
+      places_.push_back(static_cast<std::uint32_t>(j));
+    else
+      own[j] = 0;
+  }
+  right_[leaving] *= inverse;
   const bool is_sparse = places_.size() * kLanes / 2 < stride_;
   const auto clear = [&](double* cells) {
     const double factor = cells[column];
@@ -84,6 +90,8 @@ void PadPrices::pivot(std::size_t leaving, std::size_t column) {
     if (i != leaving) right_[i] -= clear(row(i)) * right_[leaving];
   clear(gain_.data());
   std::swap(row_variable_[leaving], column_variable_[column]);
+  where_[row_variable_[leaving]] = static_cast<std::uint32_t>(leaving);
+  where_[column_variable_[column]] = static_cast<std::uint32_t>(column) | kColumn;
 }
 
 // A direction in which the bound grows without end, which says that there is no plan: as far as prices may go.
@@ -97,68 +105,90 @@ void PadPrices::follow(std::size_t column, double direction) {
 
 void PadPrices::drop_row(std::size_t i) {
   const std::size_t last = right_.size() - 1;
-  std::copy_n(row(last), stride_, row(i));
-  right_[i] = right_[last];
-  row_variable_[i] = row_variable_[last];
+  where_[row_variable_[i]] = kNowhere;
+  if (i != last) {
+    std::copy_n(row(last), stride_, row(i));
+    right_[i] = right_[last];
+    row_variable_[i] = row_variable_[last];
+    where_[row_variable_[i]] = static_cast<std::uint32_t>(i);
+  }
   right_.pop_back();
   row_variable_.pop_back();
   cells_.resize(last * stride_);
 }
 
 void PadPrices::remove(std::size_t option) {
-  const std::size_t variable = width_ + option;
-  const auto as_row = std::find(row_variable_.begin(), row_variable_.end(), variable);
-  if (as_row != row_variable_.end()) {
-    drop_row(static_cast<std::size_t>(as_row - row_variable_.begin()));
+  const std::uint32_t place = where_[choices_ + limits_ + option];
+  if (place == kNowhere || followed_) return;
+  if ((place & kColumn) == 0) {
+    drop_row(place);
     return;
   }
-  const auto as_column = std::find(column_variable_.begin(), column_variable_.end(), variable);
-  if (as_column == column_variable_.end()) return;
   // It may be below 0 from now on: it becomes a row, which bounds nothing.
-  const std::size_t column = static_cast<std::size_t>(as_column - column_variable_.begin());
-  if (followed_) return;
+  const std::size_t column = place & ~kColumn;
   const std::size_t least = leaving(column, -1);
   if (least == kNone) {
     if (gain_[column] < -kNil) follow(column, -1);
-    return;  // otherwise it stays, and the bound is lower than it could be
+    return;  // otherwise it makes no difference how far below 0 it is
   }
   pivot(least, column);
   drop_row(least);
 }
 
+// The column with the most to gain for its length, as far as that is known; kNone at the solution.
+std::size_t PadPrices::entering() const {
+  std::size_t best = kNone;
+  double most = 0;
+  for (std::size_t j = 0; j < column_variable_.size(); ++j) {
+    if (gain_[j] <= kNil) continue;
+    const double worth = gain_[j] * gain_[j] / weights_[j];
+    if (worth <= most) continue;
+    most = worth;
+    best = j;
+  }
+  return best;
+}
+
+// A pivot after which the weights are still near the squared lengths of their columns, in the space that the first of
+// the solve has.
+void PadPrices::step(std::size_t leaving, std::size_t column) {
+  const double weight = weights_[column], slope = row(leaving)[column];
+  pivot(leaving, column);
+  double const* const own = row(leaving);
+  for (std::size_t j = 0; j < column_variable_.size(); ++j)
+    weights_[j] = std::max(weights_[j], own[j] * own[j] * weight);
+  weights_[column] = std::max(weight / (slope * slope), 1.0);
+}
+
 void PadPrices::solve(int steps) {
+  weights_.assign(stride_, 1);
   for (int n = 0; n < steps && !followed_; ++n) {
-    const auto best = std::max_element(gain_.begin(), gain_.end());
-    if (best == gain_.end() || *best <= kNil) return;
-    const auto column = static_cast<std::size_t>(best - gain_.begin());
+    const std::size_t column = entering();
+    if (column == kNone) return;
     const std::size_t least = leaving(column, 1);
-    if (least == kNone) {
+    if (least == kNone)
       follow(column, 1);
-      return;
-    }
-    pivot(least, column);
+    else
+      step(least, column);
   }
 }
 
-double PadPrices::value(std::size_t variable) const {
-  if (followed_ && followed_->first == variable) return std::max(0.0, followed_->second);
-  const auto found = std::find(row_variable_.begin(), row_variable_.end(), variable);
-  if (found == row_variable_.end()) return 0;
-  return std::max(0.0, right_[static_cast<std::size_t>(found - row_variable_.begin())]);
-}
-
-std::vector<double> PadPrices::prices(std::size_t pads) const {
-  std::vector<double> all(pads);
-  for (std::size_t i = 0; i < pads_.size(); ++i) all[pads_[i]] = value(peripherals_ + i);
+std::vector<double> PadPrices::prices() const {
+  std::vector<double> all(limits_);
+  for (std::size_t limit = 0; limit < limits_; ++limit) {
+    const std::uint32_t place = where_[choices_ + limit];
+    if ((place & kColumn) == 0) all[limit] = std::max(0.0, right_[place]);
+  }
+  if (followed_ && followed_->first >= choices_ && followed_->first < choices_ + limits_)
+    all[followed_->first - choices_] = std::max(0.0, followed_->second);
   return all;
 }
 
-double PadPrices::budget_price() const { return has_budget_ ? value(width_ - 1) : 0; }
-
 std::vector<double> PadPrices::shares() const {
-  std::vector<double> all(options_);
-  for (std::size_t j = 0; j < width_; ++j)
-    if (column_variable_[j] >= width_) all[column_variable_[j] - width_] = std::clamp(-gain_[j], 0.0, 1.0);
+  std::vector<double> all(numbers_);
+  const std::size_t first = choices_ + limits_;
+  for (std::size_t j = 0; j < column_variable_.size(); ++j)
+    if (column_variable_[j] >= first) all[column_variable_[j] - first] = std::clamp(-gain_[j], 0.0, 1.0);
   return all;
 }
 
