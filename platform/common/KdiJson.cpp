@@ -19,8 +19,10 @@ struct ListNode {
   std::vector<std::size_t> items;
 };
 struct ObjectNode {
+  static constexpr std::size_t kFew = 12;  // that are quicker looked through: most differ in length
+
   std::vector<std::size_t> members;  // in the order of the file
-  std::vector<std::size_t> by_name;  // the same in byte order of their names
+  std::vector<std::size_t> by_name;  // the same in byte order of their names, of more than a few
 };
 
 struct Node {
@@ -122,32 +124,37 @@ class Builder {
       if (std::string_view("+-0123456789eE").find(c) == std::string_view::npos) c = '.';
     return add(number::whole<double>(plain).value_or(0));
   }
-  bool string(std::string& value) { return add(std::move(value)); }
+  // Copied: the parser goes on with the room that it has made, and what is kept takes none to spare.
+  bool string(std::string& value) { return add(std::string(value)); }
   bool binary(json::binary_t& /*not in JSON*/) { return false; }
 
   bool start_object(std::size_t /*unknown*/) { return open(ObjectNode{}); }
   bool start_array(std::size_t /*unknown*/) { return open(ListNode{}); }
   bool key(std::string& name) {
-    name_ = std::move(name);
+    name_ = name;
     return true;
   }
   bool end_object() {
-    auto& object = std::get<ObjectNode>(document_.nodes[open_.back()].value);
-    object.by_name = object.members;
+    auto& object = std::get<ObjectNode>(document_.nodes[open_.back().node].value);
+    object.members = close();
+    members_ = object.members;
     const auto name_of = [this](std::size_t index) -> std::string const& { return document_.nodes[index].name; };
-    // stable: of two members with one name the later stands behind
-    std::stable_sort(object.by_name.begin(), object.by_name.end(),
-                     [&](std::size_t a, std::size_t b) { return name_of(a) < name_of(b); });
-    const auto twin = std::adjacent_find(object.by_name.begin(), object.by_name.end(),
+    // of two members with one name the later stands behind
+    std::sort(members_.begin(), members_.end(), [&](std::size_t a, std::size_t b) {
+      const int order = name_of(a).compare(name_of(b));
+      return order != 0 ? order < 0 : a < b;
+    });
+    const auto twin = std::adjacent_find(members_.begin(), members_.end(),
                                          [&](std::size_t a, std::size_t b) { return name_of(a) == name_of(b); });
-    if (twin != object.by_name.end())
+    if (twin != members_.end())
       throw JsonError(document_.place_of(twin[1]) + ": expected each name once, found it on line " +
                       std::to_string(document_.nodes[*twin].line) + " before");
-    open_.pop_back();
+    if (members_.size() > ObjectNode::kFew) object.by_name = members_;
     return true;
   }
   bool end_array() {
-    open_.pop_back();
+    auto& list = std::get<ListNode>(document_.nodes[open_.back().node].value);
+    list.items = close();
     return true;
   }
 
@@ -162,7 +169,7 @@ class Builder {
     shorten_quoted(what);
     std::replace_if(
         what.begin(), what.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80U; }, '?');
-    const std::string path = open_.empty() ? "top level" : document_.path_of(open_.back());
+    const std::string path = open_.empty() ? "top level" : document_.path_of(open_.back().node);
     throw JsonError(document_.file + ":" + std::to_string(line_) + ": " + path + ": expected JSON, found a " + what);
   }
 
@@ -174,15 +181,12 @@ class Builder {
     added.value = std::move(value);
     const std::size_t index = document_.nodes.size();
     if (!open_.empty()) {
-      added.parent = open_.back();
-      auto& holder = document_.nodes[added.parent].value;
-      if (auto* list = std::get_if<ListNode>(&holder)) {
-        added.position = list->items.size();
-        list->items.push_back(index);
-      } else {
+      added.parent = open_.back().node;
+      if (std::holds_alternative<ListNode>(document_.nodes[added.parent].value))
+        added.position = held_.size() - open_.back().held;
+      else
         added.name = std::move(name_);
-        std::get<ObjectNode>(holder).members.push_back(index);
-      }
+      held_.push_back(index);
     }
     document_.nodes.push_back(std::move(added));
     return true;
@@ -190,13 +194,28 @@ class Builder {
   template <class Holder>
   bool open(Holder holder) {
     add(std::move(holder));
-    open_.push_back(document_.nodes.size() - 1);
+    open_.push_back({document_.nodes.size() - 1, held_.size()});
     return true;
   }
+  // What the innermost list or object holds, which is complete.
+  std::vector<std::size_t> close() {
+    const auto begin = held_.begin() + static_cast<std::ptrdiff_t>(open_.back().held);
+    std::vector<std::size_t> held(begin, held_.end());
+    held_.erase(begin, held_.end());
+    open_.pop_back();
+    return held;
+  }
+
+  struct Open {
+    std::size_t node;
+    std::size_t held;  // where what it holds begins
+  };
 
   JsonDocument& document_;
   int const& line_;
-  std::vector<std::size_t> open_;  // the lists and objects round the next value, outermost first
+  std::vector<Open> open_;            // the lists and objects round the next value, outermost first
+  std::vector<std::size_t> held_;     // by all of them so far
+  std::vector<std::size_t> members_;  // of an object, in order
   std::string name_;
 };
 
@@ -246,10 +265,9 @@ std::string JsonDocument::path_of(std::size_t index) const {
 }
 
 std::size_t const* JsonDocument::lookup(std::size_t object, std::string_view name) const {
-  constexpr std::size_t kFew = 12;  // that are quicker looked through: most differ in length
   auto const& [members, by_name] = std::get<ObjectNode>(nodes[object].value);
   const auto is_it = [&](std::size_t index) { return nodes[index].name == name; };
-  if (members.size() <= kFew) {
+  if (members.size() <= ObjectNode::kFew) {
     const auto found = std::find_if(members.begin(), members.end(), is_it);
     return found == members.end() ? nullptr : &*found;
   }
