@@ -562,20 +562,20 @@ class CoreReader : public Scope {
     return *place.rule;
   }
 
-  // Texts lie in a row in memory: so do their entries then.
-  struct InARow {
-    std::size_t operator()(std::string const* text) const { return reinterpret_cast<std::uintptr_t>(text) >> 7; }
-  };
-
-  // Below the folder of cores, so that it reads the same wherever that lies.
+  // Below the folder of cores, so that it reads the same wherever that lies. Rows of a pattern, which come one after
+  // another, have the same.
   std::shared_ptr<std::string const> place_within(JsonValue value) const {
-    std::shared_ptr<std::string const>& known = places_[&value.text()];
-    if (known) return known;
+    PlaceOfText& known = places_[std::hash<std::string const*>()(&value.text()) / sizeof(std::string) % kRemembered];
+    if (known.text == &value.text()) return known.place;
     std::string place = value.place();
     if (!directory_.empty() && place.starts_with(directory_ + "/")) place.erase(0, directory_.size() + 1);
-    known = std::make_shared<std::string const>(std::move(place));
-    return known;
+    known = {&value.text(), std::make_shared<std::string const>(std::move(place))};
+    return known.place;
   }
+  struct PlaceOfText {
+    std::string const* text = nullptr;
+    std::shared_ptr<std::string const> place = {};
+  };
 
   // A definition may use those before it.
   void compile_definitions() {
@@ -883,9 +883,9 @@ class CoreReader : public Scope {
   std::vector<CompositeDraft> composite_drafts_;
   PresetDrafts presets_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
-  bool all_names_are_known_ = false;                    // the same text means the same from here on
-  mutable std::vector<Remembered> rules_{kRemembered};  // by hashes of their texts, each the latest
-  mutable std::unordered_map<std::string const*, std::shared_ptr<std::string const>, InARow> places_;  // of texts
+  bool all_names_are_known_ = false;                      // the same text means the same from here on
+  mutable std::vector<Remembered> rules_{kRemembered};    // by hashes of their texts, each the latest
+  mutable std::vector<PlaceOfText> places_{kRemembered};  // by hashes of where texts lie, each the latest
   ClockDraft clocks_;
   PadDraft pads_;
   mutable Compiler compiler_;
