@@ -176,19 +176,17 @@ class Builder {
  private:
   template <class Value>
   bool add(Value value) {
-    Node added;
-    added.line = line_;
-    added.value = std::move(value);
     const std::size_t index = document_.nodes.size();
-    if (!open_.empty()) {
-      added.parent = open_.back().node;
-      if (std::holds_alternative<ListNode>(document_.nodes[added.parent].value))
-        added.position = held_.size() - open_.back().held;
-      else
-        added.name = std::move(name_);
-      held_.push_back(index);
-    }
-    document_.nodes.push_back(std::move(added));
+    Node& added = document_.nodes.emplace_back();
+    added.line = line_;
+    added.value.template emplace<Value>(std::move(value));
+    if (open_.empty()) return true;
+    added.parent = open_.back().node;
+    if (std::holds_alternative<ListNode>(document_.nodes[added.parent].value))
+      added.position = held_.size() - open_.back().held;
+    else
+      added.name = std::move(name_);
+    held_.push_back(index);
     return true;
   }
   template <class Holder>
