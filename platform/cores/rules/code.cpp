@@ -4,6 +4,7 @@
 #include <bit>
 #include <type_traits>
 
+#include "platform/cores/rules/lexer.h"
 #include "platform/cores/rules/syntax.h"
 
 namespace kdi::cores {
@@ -13,6 +14,7 @@ void CodeDraft::clear() {
   constants.clear();
   sets.clear();
   functions.clear();
+  said.clear();
   reads.clear();
   registers = 0;
 }
@@ -49,7 +51,8 @@ bool CodeDraft::is(CodeBody const& body) const {
          std::equal(program.begin(), program.end(), body.program.begin(), body.program.end()) &&
          std::equal(functions.begin(), functions.end(), body.functions.begin(), body.functions.end()) &&
          std::equal(constants.begin(), constants.end(), body.constants.begin(), body.constants.end(),
-                    [](Value const& own, Cell other) { return is_same(own.cell(), other); });
+                    [](Value const& own, Cell other) { return is_same(own.cell(), other); }) &&
+         std::equal(said.begin(), said.end(), body.said.begin(), body.said.end());
 }
 
 std::optional<std::uint32_t> Code::slot() const {
@@ -87,23 +90,6 @@ auto CodeStore::row(std::size_t count, Make make) {
   return std::span<Item>(first, count);
 }
 
-CodeBody const& CodeStore::body_with(CodeBody const& body, std::span<std::uint32_t const> numbers,
-                                     std::span<Value const> texts) {
-  CodeBody& other = numbered(body);
-  std::size_t next = 0;
-  other.constants = retained(body.constants.size(), [&](std::size_t i) {
-    return next < numbers.size() && numbers[next] == i ? texts[next++].cell() : body.constants[i];
-  });
-  return other;
-}
-
-CodeBody& CodeStore::numbered(CodeBody const& body) {
-  CodeBody& copy = row(1, [&](std::size_t) { return body; }).front();
-  copy.number = static_cast<std::uint32_t>(numbered_.size());
-  numbered_.push_back(&copy);
-  return copy;
-}
-
 template <class CellOf>
 std::span<Cell> CodeStore::retained(std::size_t count, CellOf cell_of) {
   const std::span<Cell> cells = row(count, cell_of);
@@ -113,19 +99,40 @@ std::span<Cell> CodeStore::retained(std::size_t count, CellOf cell_of) {
   return cells;
 }
 
-Code const& CodeStore::add(CodeBody const& body, std::vector<std::uint32_t> const& reads, Source source) {
+Code const& CodeStore::add(CodeBody const& body, std::vector<std::uint32_t> const& reads, Source source,
+                           bool says_other) {
   const std::span<std::uint32_t> slots = row(reads.size(), [&](std::size_t i) { return reads[i]; });
   char* const text = static_cast<char*>(memory_.allocate(source.text.size() + 1, 1));  // of nothing as well
   source.text.copy(text, source.text.size());
   source.text = std::string_view(text, source.text.size());
-  return row(1, [&](std::size_t) { return Code{&body, slots, this, source}; }).front();
+  return row(1, [&](std::size_t) { return Code{&body, slots, this, source, says_other}; }).front();
 }
 
-std::shared_ptr<Syntax const> CodeStore::syntax_of(Code const& code) const {
+CodeBody const& Code::own_body() const { return says_other ? store->body_saying(*this) : *body; }
+
+std::shared_ptr<Syntax const> CodeStore::syntax_of(Code const& code) {
   const std::lock_guard lock(mutex_);
   std::shared_ptr<Syntax const>& known = syntaxes_[&code];
   if (!known) known = std::make_shared<Syntax const>(parse(code.source.text, code.source.writing));
   return known;
+}
+
+CodeBody const& CodeStore::body_saying(Code const& message) {
+  const std::lock_guard lock(mutex_);
+  CodeBody const*& known = saying_[&message];
+  if (known != nullptr) return *known;
+  std::vector<Value> texts;
+  TemplatePieces pieces(message.source.text);
+  while (const auto piece = pieces.next())
+    if (!piece->is_expression) texts.emplace_back(pieces.said(*piece));
+  CodeBody const& like = *message.body;
+  CodeBody& own = row(1, [&](std::size_t) { return like; }).front();
+  std::size_t next = 0;
+  own.constants = retained(like.constants.size(), [&](std::size_t i) {
+    return next < like.said.size() && like.said[next] == i ? texts[next++].cell() : like.constants[i];
+  });
+  known = &own;
+  return own;
 }
 
 CodeBody const& CodeStore::body_of(CodeDraft const& draft) {
@@ -133,7 +140,9 @@ CodeBody const& CodeStore::body_of(CodeDraft const& draft) {
   const auto [first, last] = bodies_.equal_range(hash);
   const auto known = std::find_if(first, last, [&](auto const& entry) { return draft.is(*entry.second); });
   if (known != last) return *known->second;
-  CodeBody& body = numbered({});  // in front of what a machine goes through
+  CodeBody& body = row(1, [](std::size_t) { return CodeBody(); }).front();  // in front of what a machine goes through
+  body.number = static_cast<std::uint32_t>(numbered_.size());
+  numbered_.push_back(&body);
   body.registers = draft.registers;
   body.result = draft.result;
   body.type = draft.type;
@@ -143,6 +152,7 @@ CodeBody const& CodeStore::body_of(CodeDraft const& draft) {
       retained(draft.constants.size(), [&](std::size_t i) { return draft.constants[i].cell(); });
   body.constants = constants;
   body.functions = copy(draft.functions);
+  body.said = copy(draft.said);
   body.sets = row(draft.sets.size(), [&](std::size_t i) {
     const std::span<Cell const> texts = constants[draft.sets[i]].elements();
     return TextSet(texts, row(TextSet::room(texts.size()), [](std::size_t) -> Node const* { return nullptr; }));

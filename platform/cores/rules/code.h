@@ -118,6 +118,8 @@ struct CodeBody {
   Type type;
   std::span<TextSet const> sets;  ///< of what `constants` hold
   std::span<Function const* const> functions;
+  std::span<std::uint32_t const> said =
+      {};                    ///< of a message: numbers of the constants that are its texts, as they stand
   std::uint32_t number = 0;  ///< among those of its store
 };
 
@@ -135,8 +137,12 @@ struct Source {
 struct Code {
   CodeBody const* body = nullptr;
   std::span<std::uint32_t const> reads = {};  ///< slots, ascending
-  CodeStore const* store = nullptr;           ///< that keeps it
+  CodeStore* store = nullptr;                 ///< that keeps it
   Source source = {};                         ///< empty for a part of a rule
+  bool says_other = false;  ///< of a message: what it says is in its source, and not among the constants of the body
+
+  /// What is to be evaluated.
+  CodeBody const& own_body() const;
 
   /// The slot that the rule is, if it is one and nothing else.
   std::optional<std::uint32_t> slot() const;
@@ -148,6 +154,7 @@ struct CodeDraft {
   std::vector<Value> constants;
   std::vector<std::uint32_t> sets;  ///< numbers of constants that are lists of texts
   std::vector<Function const*> functions;
+  std::vector<std::uint32_t> said;   ///< as of a body
   std::vector<std::uint32_t> reads;  ///< ascending
   std::uint32_t registers = 0;
   Operand result = 0;
@@ -160,8 +167,8 @@ struct CodeDraft {
 };
 
 /// Keeps the code of many rules in one piece of memory, in the order in which they came: what is computed in a row lies
-/// in a row. Bodies that are equal are kept once. The trees of rules are made when somebody asks for them, which may be
-/// several threads at once, and are kept as well.
+/// in a row. Bodies that are equal are kept once. The trees of rules, and the bodies of messages, are made when
+/// somebody asks for them, which may be several threads at once, and are kept as well.
 class CodeStore {
  public:
   CodeStore() = default;
@@ -171,25 +178,26 @@ class CodeStore {
 
   /// Good as long as the store. Lists and texts among the constants are the same where they are equal.
   CodeBody const& body_of(CodeDraft const& draft);
-  /// A body like `body` with `texts` as the constants of these numbers.
-  CodeBody const& body_with(CodeBody const& body, std::span<std::uint32_t const> numbers, std::span<Value const> texts);
   /// Copies the slots and the text.
-  Code const& add(CodeBody const& body, std::vector<std::uint32_t> const& reads, Source source);
+  Code const& add(CodeBody const& body, std::vector<std::uint32_t> const& reads, Source source,
+                  bool says_other = false);
   /// All bodies, by their numbers.
   std::vector<CodeBody const*> const& bodies() const { return numbered_; }
   /// The tree of code of this store.
-  std::shared_ptr<Syntax const> syntax_of(Code const& code) const;
+  std::shared_ptr<Syntax const> syntax_of(Code const& code);
+  /// The body of a message of this store with what the message says.
+  CodeBody const& body_saying(Code const& message);
 
  private:
   template <class Make>
   auto row(std::size_t count, Make make);
-  CodeBody& numbered(CodeBody const& body);
   template <class CellOf>
   std::span<Cell> retained(std::size_t count, CellOf cell_of);
 
   std::pmr::monotonic_buffer_resource memory_;
-  mutable std::mutex mutex_;  // over the trees
-  mutable std::unordered_map<Code const*, std::shared_ptr<Syntax const>> syntaxes_;
+  std::mutex mutex_;  // over what is made when somebody asks, which is after all rules have been added
+  std::unordered_map<Code const*, std::shared_ptr<Syntax const>> syntaxes_;
+  std::unordered_map<Code const*, CodeBody const*> saying_;
   std::vector<std::span<Cell const>> constants_;                  // of all code; owned
   std::unordered_multimap<std::size_t, CodeBody const*> bodies_;  // by their hashes
   std::vector<CodeBody const*> numbered_;
@@ -229,7 +237,6 @@ class Compiler {
   void generate(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted);
   std::vector<std::uint32_t> texts_of(Syntax const& syntax, Writing writing) const;
   CodeBody const& drafted_body();
-  CodeBody const& body_of(KnownShape const& known);
   std::shared_ptr<Code const> kept(Code const& code) const { return {store_, &code}; }
   void share(Value& constant);
 

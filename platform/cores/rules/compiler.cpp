@@ -786,26 +786,19 @@ std::shared_ptr<Code const> Compiler::compile(std::string_view text, Writing wri
   KnownShape const* const known = shape ? shapes_->find(*shape) : nullptr;
   const auto holds = [&](ComparedText const& one) { return can_hold(reader_->symbol_at(one.slot), one.text); };
   if (known != nullptr && std::all_of(known->compared.begin(), known->compared.end(), holds))
-    return kept(store_->add(body_of(*known), reader_->slots(), {text, writing, known->places}));
+    return kept(store_->add(*known->body, reader_->slots(), {text, writing, known->places}, reader_->texts() > 0));
   const Syntax syntax = parse(text, writing);
   const std::uint32_t places = static_cast<std::uint32_t>(syntax.nodes.size());
   generate(syntax, scope, wanted);
-  const std::vector<std::uint32_t> texts = texts_of(syntax, writing);
+  draft_.said = texts_of(syntax, writing);
   CodeBody const& body = drafted_body();
-  if (shape && known == nullptr && draft_.reads == reader_->slots() && texts.size() == reader_->texts().size()) {
+  if (shape && known == nullptr && draft_.reads == reader_->slots() && draft_.said.size() == reader_->texts()) {
     for (ComparedText& one : types_.compared)
       one.slot = static_cast<std::uint32_t>(std::lower_bound(draft_.reads.begin(), draft_.reads.end(), one.slot) -
                                             draft_.reads.begin());
-    shapes_->add(*shape, {&body, texts, places, types_.compared});
+    shapes_->add(*shape, {&body, places, types_.compared});
   }
   return kept(store_->add(body, draft_.reads, {text, writing, places}));
-}
-
-// As the shape has it, with the texts of the message that was read.
-CodeBody const& Compiler::body_of(KnownShape const& known) {
-  if (known.texts.empty()) return *known.body;
-  for (Value& text : reader_->texts()) share(text);
-  return store_->body_with(*known.body, known.texts, reader_->texts());
 }
 
 std::shared_ptr<Code const> Compiler::compile(Syntax const& part, Scope const& scope, std::optional<Type> wanted) {

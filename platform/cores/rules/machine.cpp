@@ -327,7 +327,8 @@ void Machine::forget() {
 }
 
 Value Machine::run(Rule const& rule, Slots slots) {
-  return with_value(*rule.code_->body, rule.code_->reads.data(), slots, [](Cell cell) { return Value::share(cell); });
+  return with_value(rule.code_->own_body(), rule.code_->reads.data(), slots,
+                    [](Cell cell) { return Value::share(cell); });
 }
 
 bool Machine::holds(Rule const& rule, Slots slots) {

@@ -27,7 +27,7 @@ std::optional<std::string_view> ShapeReader::read(std::string_view text, Writing
   shape_.assign({kBegin, writing == Writing::message ? '1' : '0', wanted ? '1' : '0'});
   if (wanted) put_bytes(shape_, *wanted);
   symbols_.clear();
-  texts_.clear();
+  texts_ = 0;
   try {
     if (writing == Writing::expression) {
       if (!read_tokens(text, 0, text.size(), scope)) return std::nullopt;
@@ -39,7 +39,7 @@ std::optional<std::string_view> ShapeReader::read(std::string_view text, Writing
           if (!read_tokens(text, piece->begin, piece->end, scope)) return std::nullopt;
         } else {
           shape_ += kText;
-          texts_.emplace_back(pieces.said(*piece));
+          ++texts_;
         }
       }
     }

@@ -30,8 +30,8 @@ class ShapeReader {
   /// Of the shape that was read: the slots, ascending, and what a slot is, by its rank among them.
   std::vector<std::uint32_t> const& slots() const { return slots_; }
   Symbol const& symbol_at(std::size_t rank) const;
-  /// The texts of the message.
-  std::vector<Value>& texts() { return texts_; }
+  /// How many texts the message has.
+  std::size_t texts() const { return texts_; }
 
  private:
   bool read_tokens(std::string_view text, std::size_t begin, std::size_t end, Scope const& scope);
@@ -45,13 +45,12 @@ class ShapeReader {
   std::vector<Token> tokens_;    // of one expression
   std::vector<Symbol> symbols_;  // of the names, as they come
   std::vector<std::uint32_t> slots_;
-  std::vector<Value> texts_;
+  std::size_t texts_ = 0;
 };
 
 /// What a compiler made of a shape.
 struct KnownShape {
   CodeBody const* body;
-  std::vector<std::uint32_t> texts;    ///< numbers of the constants that are the texts of the message, ascending
   std::uint32_t places;                ///< of its tree
   std::vector<ComparedText> compared;  ///< what slots have to be able to hold, by their ranks
 };
