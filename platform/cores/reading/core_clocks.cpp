@@ -173,8 +173,17 @@ class ClockRun {
     return rule ? std::optional(number(*rule)) : std::nullopt;
   }
 
-  std::vector<int> dividers(DescribedDivider const& divider) const {
-    const Value list = value(divider.values);
+  // Most clocks have the same dividers, whatever the parameters say: they are listed once.
+  std::vector<int> dividers(DescribedDivider const& divider) {
+    if (!divider.values.reads().empty()) return listed(divider.values);
+    const auto known = std::find_if(constant_.begin(), constant_.end(),
+                                    [&](auto const& one) { return one.first->is_same(divider.values); });
+    if (known != constant_.end()) return known->second;
+    return constant_.emplace_back(&divider.values, listed(divider.values)).second;
+  }
+
+  std::vector<int> listed(Rule const& values) const {
+    const Value list = value(values);
     const std::span<Cell const> elements = list.cell().elements();
     std::vector<int> all(elements.size());
     bool is_ascending = true;
@@ -227,7 +236,7 @@ class ClockRun {
     }
   }
 
-  Pll pll(DescribedPll const& described) const {
+  Pll pll(DescribedPll const& described) {
     Pll pll;
     pll.name = described.name;
     for (NamedChoice const& choice : described.references) pll.references.push_back(choice.name);
@@ -242,7 +251,7 @@ class ClockRun {
     return pll;
   }
 
-  Clock clock(DescribedClock const& described, std::set<std::string> const& there) const {
+  Clock clock(DescribedClock const& described, std::set<std::string> const& there) {
     Clock clock{described.name, number(described.requested), {}, {}, number(described.most), described.may_exceed};
     for (NamedChoice const& choice : described.sources)
       if (there.contains(choice.name)) clock.sources.push_back(choice.name);
@@ -417,6 +426,7 @@ class ClockRun {
   SearchInput const& input_;
   std::shared_ptr<ClockFindings> found_ = std::make_shared<ClockFindings>();
   std::map<std::uint32_t, std::size_t> places_;
+  std::vector<std::pair<Rule const*, std::vector<int>>> constant_;  // what rules that read nothing list
 };
 
 // What a clock or PLL that the user sets comes from: as it is told in ClockRun, what is followed there is read here.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
@@ -40,7 +41,7 @@ class PadReader {
     DescribedFunction function{entry.name, entry.name, std::nullopt, std::nullopt, std::nullopt, 0, {}};
     if (const auto peripheral = entry.find("peripheral")) function.peripheral = text(*peripheral, entry.places);
     function.enabled = reader_.optional_rule(entry, "enabled", Kind::truth);
-    if (function.enabled) function.enabler = reader_.core().find(function.enabled->written());
+    if (function.enabled) function.enabler = enabler(entry, *function.enabled);
     if (const auto parameter = entry.find("parameter")) {
       function.parameter = reader_.parameter(entry, *parameter, Kind::text);
       reader_.read(Core::slot(*function.parameter, Core::kValue));
@@ -57,6 +58,13 @@ class PadReader {
   }
 
  private:
+  // The parameter that the rule consists of.
+  std::optional<std::uint32_t> enabler(SectionEntry const& entry, Rule const& rule) const {
+    if (rule.reads().size() != 1) return std::nullopt;
+    const auto named = reader_.core().find(text(entry.member("enabled"), entry.places));
+    return named ? named : reader_.core().find(rule.written());  // the canonical text takes longer
+  }
+
   // A parameter of the function.
   std::uint32_t told_at(SectionEntry const& entry, DescribedFunction const& function) const {
     if (function.parameter) return *function.parameter;
@@ -92,25 +100,25 @@ class PadReader {
   }
 
   // `BANK 3` or `BANK 0 .. 5`.
-  std::vector<std::uint32_t> pads(JsonValue value, std::string const& words) const {
+  std::vector<std::uint32_t> pads(JsonValue value, std::string_view words) const {
     const std::size_t blank = words.find(' ');
-    const std::string name = words.substr(0, blank);
+    const std::string_view name = words.substr(0, blank);
     const auto bank = std::find_if(section_.banks.begin(), section_.banks.end(),
                                    [&](PadBank const& other) { return other.name == name; });
     if (blank == std::string::npos || bank == section_.banks.end())
       value.refuse("pads of a bank, such as " + (section_.banks.empty() ? "MIO" : section_.banks.front().name) +
                    " 0 .. 1");
-    const std::string numbers = words.substr(blank + 1);
+    const std::string_view numbers = words.substr(blank + 1);
     const std::size_t to = numbers.find(kTo);
     const std::uint32_t first = number(value, *bank, numbers.substr(0, to));
     const std::uint32_t last = to == std::string::npos ? first : number(value, *bank, numbers.substr(to + kTo.size()));
     if (last < first) value.refuse("the lower number first");
-    std::vector<std::uint32_t> all;
-    for (std::uint32_t pad = first; pad <= last; ++pad) all.push_back(bank->offset + pad - bank->first);
+    std::vector<std::uint32_t> all(last - first + 1);
+    std::iota(all.begin(), all.end(), bank->offset + first - bank->first);
     return all;
   }
 
-  static std::uint32_t number(JsonValue value, PadBank const& bank, std::string const& digits) {
+  static std::uint32_t number(JsonValue value, PadBank const& bank, std::string_view digits) {
     const std::optional<Decimal> read = Decimal::read(digits);
     if (!read || !read->is_whole() || read->mantissa() < bank.first || read->mantissa() > bank.last)
       value.refuse("numbers from " + std::to_string(bank.first) + " to " + std::to_string(bank.last) + " of " +

@@ -282,7 +282,9 @@ std::vector<PllChoice> ClockProblem::settings_of(Pll const& pll) const {
   const Int128 limit = pll.most ? units(*pll.most) : 0;
   const bool is_limited = pll.crossing && pll.crossing->most;
   const Int128 crossing_limit = is_limited ? units(*pll.crossing->most) : 0;
+  constexpr std::size_t kMostly = 1024;
   std::vector<PllChoice> all;
+  all.reserve(kMostly);
   for (std::size_t r = 0; r < pll.references.size(); ++r) {
     const std::int64_t reference = references[index_of(request.references, pll.references[r], pll.name)];
     for (const int feedback : pll.feedback) {

@@ -91,6 +91,8 @@ class KDI_DOOR Rule {
   Type type() const;
   /// The slots that the rule reads, ascending.
   std::span<std::uint32_t const> reads() const;
+  /// Whether it is one and the same as the other, as rules of the same text in one core mostly are.
+  bool is_same(Rule const& other) const { return code_ == other.code_; }
   /// The rule as it is read: canonical, so that rules that differ in blanks and brackets alone read alike.
   std::string written() const;
   /// What it is for, which decides how it is told.
