@@ -54,34 +54,39 @@ Symbol const& ShapeReader::symbol_at(std::size_t rank) const {
                        [&](Symbol const& symbol) { return symbol.slot == slots_[rank]; });
 }
 
-// False if there is a brace among them.
+// False if there is a brace among them. What is no name goes into the shape as it is written.
 bool ShapeReader::read_tokens(std::string_view text, std::size_t begin, std::size_t end, Scope const& scope) {
   Lexer lexer(text, begin, end, {});
   tokens_.clear();
   do {
     tokens_.push_back(lexer.next());
-    if (tokens_.back().written == "{") return false;
+    if (stands_at(tokens_.size() - 1, '{')) return false;
   } while (tokens_.back().sort != Token::Sort::end);
+  std::size_t put_to = begin;
+  const auto put = [&](Symbol const& symbol, Token const& token) {
+    shape_.append(text, put_to, token.place - put_to);
+    put_to = token.place + token.written.size();
+    shape_ += kName;
+    put_bytes(shape_, symbol.type);
+    symbols_.push_back(symbol);
+  };
   for (std::size_t at = 0; at + 1 < tokens_.size(); ++at) {
     Token const& token = tokens_[at];
-    const bool is_name = token.sort == Token::Sort::word && !is_reserved(token.written);
-    if (is_name && stands_at(at + 1, Token::Sort::sign, "(")) {
-      put(token.written);
-      const std::optional<Symbol> known = aspect(at, scope);
-      if (!known) continue;
-      put(*known);
+    if (token.sort != Token::Sort::word || is_reserved(token.written)) continue;
+    if (!stands_at(at + 1, '(')) {
+      if (const std::optional<Symbol> known = scope.symbol(token.written)) put(*known, token);
+    } else if (const std::optional<Symbol> known = aspect(at, scope)) {
+      put(*known, tokens_[at + 2]);
       at += 3;
-      continue;
     }
-    const std::optional<Symbol> known = is_name ? scope.symbol(token.written) : std::nullopt;
-    known ? put(*known) : put(token.written);
   }
+  shape_.append(text, put_to, end - put_to);
   return true;
 }
 
 // What the call that begins there stands for if it is an aspect, of one name or one text in brackets.
 std::optional<Symbol> ShapeReader::aspect(std::size_t at, Scope const& scope) const {
-  if (!stands_at(at + 3, Token::Sort::sign, ")")) return std::nullopt;
+  if (!stands_at(at + 3, ')')) return std::nullopt;
   Token const& of = tokens_[at + 2];
   const bool is_device = tokens_[at].written == "device";
   if (of.sort != (is_device ? Token::Sort::text : Token::Sort::word)) return std::nullopt;
@@ -90,19 +95,8 @@ std::optional<Symbol> ShapeReader::aspect(std::size_t at, Scope const& scope) co
   return scope.aspect(tokens_[at].written, word);
 }
 
-bool ShapeReader::stands_at(std::size_t at, Token::Sort sort, std::string_view written) const {
-  return at < tokens_.size() && tokens_[at].sort == sort && tokens_[at].written == written;
-}
-
-void ShapeReader::put(std::string_view token) {
-  shape_ += token;
-  shape_ += ' ';
-}
-
-void ShapeReader::put(Symbol const& symbol) {
-  shape_ += kName;
-  put_bytes(shape_, symbol.type);
-  symbols_.push_back(symbol);
+bool ShapeReader::stands_at(std::size_t at, char sign) const {
+  return at < tokens_.size() && tokens_[at].sort == Token::Sort::sign && tokens_[at].written[0] == sign;
 }
 
 // False if there are too many for a byte each.

@@ -36,9 +36,7 @@ class ShapeReader {
  private:
   bool read_tokens(std::string_view text, std::size_t begin, std::size_t end, Scope const& scope);
   std::optional<Symbol> aspect(std::size_t at, Scope const& scope) const;
-  bool stands_at(std::size_t at, Token::Sort sort, std::string_view written) const;
-  void put(std::string_view token);
-  void put(Symbol const& symbol);
+  bool stands_at(std::size_t at, char sign) const;
   bool put_ranks();
 
   std::string shape_;
