@@ -1,7 +1,9 @@
 #include "kdi/common/KdiJson.h"
 
 #include <algorithm>
+#include <limits>
 #include <nlohmann/json.hpp>
+#include <unordered_map>
 #include <utility>
 #include <variant>
 
@@ -19,17 +21,14 @@ struct ListNode {
   std::vector<std::size_t> items;
 };
 struct ObjectNode {
-  static constexpr std::size_t kFew = 12;  // that are quicker looked through: most differ in length
-
   std::vector<std::size_t> members;  // in the order of the file
-  std::vector<std::size_t> by_name;  // the same in byte order of their names, of more than a few
 };
 
 struct Node {
   std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, ListNode, ObjectNode> value;
   std::string name;
-  std::size_t parent = 0;
-  std::size_t position = 0;  // among the parent's items
+  std::uint32_t parent = 0;
+  std::uint32_t position = 0;  // among the parent's items
   int line = 0;
 };
 
@@ -38,6 +37,10 @@ struct Node {
 struct JsonDocument {
   std::string file;
   std::vector<Node> nodes;  // in the order of the file; the first is the root
+  // Members in byte order of their names, of those objects that have more than a few: most differ in length, so that a
+  // few are quicker looked through.
+  static constexpr std::size_t kFew = 12;
+  std::unordered_map<std::size_t, std::vector<std::size_t>> by_name;
 
   std::string path_of(std::size_t index) const;
   std::string place_of(std::size_t index) const;
@@ -135,7 +138,8 @@ class Builder {
     return true;
   }
   bool end_object() {
-    auto& object = std::get<ObjectNode>(document_.nodes[open_.back().node].value);
+    const std::size_t node = open_.back().node;
+    auto& object = std::get<ObjectNode>(document_.nodes[node].value);
     object.members = close();
     members_ = object.members;
     const auto name_of = [this](std::size_t index) -> std::string const& { return document_.nodes[index].name; };
@@ -149,7 +153,7 @@ class Builder {
     if (twin != members_.end())
       throw JsonError(document_.place_of(twin[1]) + ": expected each name once, found it on line " +
                       std::to_string(document_.nodes[*twin].line) + " before");
-    if (members_.size() > ObjectNode::kFew) object.by_name = members_;
+    if (members_.size() > JsonDocument::kFew) document_.by_name.emplace(node, members_);
     return true;
   }
   bool end_array() {
@@ -181,9 +185,9 @@ class Builder {
     added.line = line_;
     added.value.template emplace<Value>(std::move(value));
     if (open_.empty()) return true;
-    added.parent = open_.back().node;
+    added.parent = static_cast<std::uint32_t>(open_.back().node);
     if (std::holds_alternative<ListNode>(document_.nodes[added.parent].value))
-      added.position = held_.size() - open_.back().held;
+      added.position = static_cast<std::uint32_t>(held_.size() - open_.back().held);
     else
       added.name = std::move(name_);
     held_.push_back(index);
@@ -225,6 +229,7 @@ std::size_t values_in(std::string_view text) {
 }
 
 std::unique_ptr<JsonDocument> parse(std::string_view text, std::string const& name) {
+  if (text.size() > std::numeric_limits<std::uint32_t>::max()) throw JsonError(name + ": has more than 4 GiB");
   auto document = std::make_unique<JsonDocument>();
   document->file = name;
   document->nodes.reserve(values_in(text));
@@ -263,15 +268,16 @@ std::string JsonDocument::path_of(std::size_t index) const {
 }
 
 std::size_t const* JsonDocument::lookup(std::size_t object, std::string_view name) const {
-  auto const& [members, by_name] = std::get<ObjectNode>(nodes[object].value);
+  auto const& members = std::get<ObjectNode>(nodes[object].value).members;
   const auto is_it = [&](std::size_t index) { return nodes[index].name == name; };
-  if (members.size() <= ObjectNode::kFew) {
+  if (members.size() <= kFew) {
     const auto found = std::find_if(members.begin(), members.end(), is_it);
     return found == members.end() ? nullptr : &*found;
   }
-  const auto at = std::lower_bound(by_name.begin(), by_name.end(), name,
+  std::vector<std::size_t> const& ordered = by_name.at(object);
+  const auto at = std::lower_bound(ordered.begin(), ordered.end(), name,
                                    [this](std::size_t index, std::string_view key) { return nodes[index].name < key; });
-  return at != by_name.end() && is_it(*at) ? &*at : nullptr;
+  return at != ordered.end() && is_it(*at) ? &*at : nullptr;
 }
 
 // ---------------------------------------------------------------------------------------------------------- values

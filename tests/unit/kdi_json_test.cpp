@@ -1,5 +1,6 @@
 // JSON files: values by name and type, and the place of what is wrong.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <cmath>
 #include <random>
@@ -190,6 +191,20 @@ TEST(JsonFile, ReadsNumbersAlikeUnderADecimalComma) {
             "f:1: [0]: expected a number from 0.25 to 1500.5, found the number 1234567.5");
   EXPECT_NE(fault_of("[1,5.5,]"), "no fault");
   EXPECT_STREQ(std::localeconv()->decimal_point, ",");
+}
+
+// Its values are counted in 32 bits. No such text is in memory: it is refused before any of it is looked at.
+TEST(JsonFile, TextsOfMoreThanFourGibibytesAreRefused) {
+  constexpr std::size_t kBytes = (std::size_t{1} << 32U) + 1;
+  void* const bytes = ::mmap(nullptr, kBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(bytes, MAP_FAILED);
+  try {
+    const kdi::JsonFile file(std::string_view(static_cast<char const*>(bytes), kBytes), "huge.json");
+    ADD_FAILURE();
+  } catch (kdi::JsonError const& error) {
+    EXPECT_STREQ(error.what(), "huge.json: has more than 4 GiB");
+  }
+  ::munmap(bytes, kBytes);
 }
 
 }  // namespace
