@@ -58,7 +58,8 @@ exports() {
     print "# Made by import_stubs.sh from " library "."
     print "\t.text"
     for (i = 1; i <= count; ++i) {
-      printf "\t.globl %s\n\t.hidden %s\n\t.type %s, @function\n%s:\n", names[i], names[i], names[i], names[i]
+      # An odd address, in a pointer to a member, would be read as that of a virtual function.
+      printf "\t.balign 2\n\t.globl %s\n\t.hidden %s\n\t.type %s, @function\n%s:\n", names[i], names[i], names[i], names[i]
       # r11 belongs to nobody across a call.
       printf "\tmovq .Lslot%d(%%rip), %%r11\n\ttestq %%r11, %%r11\n\tje 1f\n\tjmp *%%r11\n", i
       printf "1:\tleaq .Lname%d(%%rip), %%r11\n\tpushq %%r11\n\tleaq .Lslot%d(%%rip), %%r11\n\tjmp .Lresolve\n", i, i
