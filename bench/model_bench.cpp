@@ -1,6 +1,7 @@
 // Computing a whole model of a thousand parameters, against Kconfig, which many programs are configured with, and
 // against the same rules written by hand: model_bench KCONFIG_CONF.
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -47,7 +48,7 @@ class Folder {
   std::filesystem::path path_;
 };
 
-// Seconds in which kconfig-conf gives every symbol of the model its default and writes what came out.
+// Seconds of the processor in which kconfig-conf gives every symbol of the model its default and writes what came out.
 double seconds_of_kconfig(std::string const& program, std::string const& model) {
   std::string words[] = {program, "-s", "--alldefconfig", model};
   char* arguments[] = {words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
@@ -55,16 +56,18 @@ double seconds_of_kconfig(std::string const& program, std::string const& model) 
   posix_spawn_file_actions_init(&silent);
   posix_spawn_file_actions_addopen(&silent, 1, "/dev/null", 1, 0);
   int status = -1;
-  const double seconds = bench::seconds_of([&] {
-    pid_t child = 0;
-    if (posix_spawn(&child, program.c_str(), &silent, nullptr, arguments, environ) == 0) waitpid(child, &status, 0);
-  });
+  rusage used{};
+  pid_t child = 0;
+  if (posix_spawn(&child, program.c_str(), &silent, nullptr, arguments, environ) == 0) wait4(child, &status, 0, &used);
   posix_spawn_file_actions_destroy(&silent);
   if (status != 0) {
     std::fprintf(stderr, "%s does not run (the Debian package kconfig-frontends-nox has it)\n", program.c_str());
     std::exit(EXIT_FAILURE);
   }
-  return seconds;
+  const auto seconds = [](timeval const& time) {
+    return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+  };
+  return seconds(used.ru_utime) + seconds(used.ru_stime);
 }
 
 // Both sides give the same values.
@@ -119,9 +122,9 @@ bool measure_kconfig(std::shared_ptr<Core const> const& core, std::string const&
     }
     return with - without;
   };
-  const auto whole = [&] { return bench::seconds_of([&] { const Instance fresh(core); }); };
+  const auto whole = [&] { return bench::processor_seconds_of([&] { const Instance fresh(core); }); };
   const auto read = [&] {
-    return bench::seconds_of([&] { const Instance fresh(Core::parse(description, "made up")); });
+    return bench::processor_seconds_of([&] { const Instance fresh(Core::parse(description, "made up")); });
   };
   constexpr int kNetPairs = 3;
   const bool kept = bench::print_row("all of it / kconfig-conf, net of an empty model",

@@ -35,7 +35,7 @@ Tcl_Obj* nested(RawResult const& rows) {
 }
 
 double seconds_of_lists(RawResult const& rows) {
-  return bench::seconds_of([&] {
+  return bench::processor_seconds_of([&] {
     Tcl_Obj* const lists = nested(rows);
     Tcl_IncrRefCount(lists);
     Tcl_DecrRefCount(lists);
@@ -68,7 +68,7 @@ int main(int, char** argv) {
   bool kept = true;
   for (const int strength : {1, 5, 10}) {
     const auto ours = [&] {
-      return bench::seconds_of([&] {
+      return bench::processor_seconds_of([&] {
         RawResult answer;
         ParamMap messages;
         core->getRanges(params, answer, messages, strength);

@@ -103,7 +103,7 @@ class TclSide {
 template <class Turn, class Holds>
 double timed(Pair const& pair, int& held, Turn turn, Holds holds) {
   held = 0;
-  return bench::seconds_of([&] {
+  return bench::processor_seconds_of([&] {
     for (int i = 0; i < kEvaluations; ++i) {
       if (i % kEvaluationsPerTurn == 0) turn(pair.moves, i / kEvaluationsPerTurn % 2 != 0);
       held += holds();

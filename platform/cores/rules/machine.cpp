@@ -99,11 +99,14 @@ Cell dictionary_of(Workshop& workshop, std::span<Cell const> pairs) {
 }
 
 // What an operation on a value costs beyond a step, in steps: what is long counts by its length.
-std::uint64_t cost(Cell cell) {
+std::uint64_t cost_of_text(Cell text) {
   constexpr std::uint64_t kBytesPerStep = 64;
+  return text.text().size() / kBytesPerStep;
+}
+std::uint64_t cost(Cell cell) {
   switch (cell.kind()) {
     case Kind::text:
-      return cell.text().size() / kBytesPerStep;
+      return cost_of_text(cell);
     case Kind::list:
       return cell.elements().size();
     case Kind::dictionary:
@@ -128,9 +131,22 @@ Cell Machine::evaluate(CodeBody const& code, std::uint32_t const* reads, Slots s
   if (registers_.size() < code.registers) registers_.resize(code.registers);
   Cell* const registers = registers_.data();
   Cell const* const banks[] = {nullptr, code.constants.data(), registers};
-  const auto at = [&banks, &slots, reads](Operand where) -> Cell {
+  // As calls these would take longer than what most instructions do, and keep what is here out of the processor's
+  // registers.
+  const auto at = [&banks, &slots, reads ](Operand where) __attribute__((always_inline))->Cell {
     const std::uint32_t bank = where >> kIndexBits;
     return bank == static_cast<std::uint32_t>(Bank::slot) ? slots[reads[where]] : banks[bank][index_of(where)];
+  };
+  // What an instruction has just left is not copied as a whole, which would wait until all of it is there.
+  const auto integer = [&](Operand where) __attribute__((always_inline)) {
+    const std::uint32_t bank = where >> kIndexBits;
+    return bank == static_cast<std::uint32_t>(Bank::slot) ? slots[reads[where]].integer()
+                                                          : banks[bank][index_of(where)].integer();
+  };
+  const auto decimal = [&](Operand where) __attribute__((always_inline)) {
+    const std::uint32_t bank = where >> kIndexBits;
+    return bank == static_cast<std::uint32_t>(Bank::slot) ? slots[reads[where]].decimal()
+                                                          : banks[bank][index_of(where)].decimal();
   };
   const auto row = [registers](Operand first, std::size_t count) {
     return std::span<Cell const>(registers + index_of(first), count);
@@ -139,26 +155,20 @@ Cell Machine::evaluate(CodeBody const& code, std::uint32_t const* reads, Slots s
   if (!open_.empty()) open_.clear();  // of an evaluation that had a fault
   Instruction const* const program = code.program.data();
   const std::size_t size = code.program.size();
-  std::uint64_t steps = 0;
-  const struct Counted {
-    std::uint64_t const& steps;
-    std::uint64_t& all;
-    ~Counted() { all += steps; }
-  } counted{steps, spent_};
-  const auto charge = [&steps, most = most_steps_](std::uint64_t more) {
-    steps += more;
-    if (steps > most) throw RuleFault("an evaluation takes too many steps");
+  const auto charge = [ this, most = spent_ + most_steps_ ](std::uint64_t more) __attribute__((always_inline)) {
+    spent_ += more;
+    if (spent_ > most) throw RuleFault("an evaluation takes too many steps");
   };
-  const auto are_equal = [&](Instruction const& i) {
+  const auto are_equal = [&](Instruction const& i) __attribute__((always_inline)) {
     const Cell a = at(i.a), b = at(i.b);
     if (a.node() == b.node()) return true;
-    charge(cost(a));
-    return a == b;
+    if (!a.has_node() || !b.has_node()) return false;  // there is no text yet
+    charge(cost_of_text(a));
+    return a.node()->hash() == b.node()->hash() && a.text() == b.text();
   };
-
-  const auto is_in_set = [&](Instruction const& i) {
+  const auto is_in_set = [&](Instruction const& i) __attribute__((always_inline)) {
     const Cell sought = at(i.a);
-    charge(cost(sought));
+    charge(cost_of_text(sought));
     return code.sets[i.b].contains(*sought.node());
   };
 
@@ -181,20 +191,20 @@ Cell Machine::evaluate(CodeBody const& code, std::uint32_t const* reads, Slots s
         if (!at(i.a).truth()) pc = i.target;
         break;
       case Op::compare_integers:
-        target() = Cell::of((outcome(at(i.a).integer(), at(i.b).integer()) & i.mode) != 0);
+        target() = Cell::of((outcome(integer(i.a), integer(i.b)) & i.mode) != 0);
         break;
       case Op::compare_decimals:
-        target() = Cell::of((outcome(at(i.a).decimal() <=> at(i.b).decimal()) & i.mode) != 0);
+        target() = Cell::of((outcome(decimal(i.a) <=> decimal(i.b)) & i.mode) != 0);
         break;
       case Op::compare_any:
         charge(cost(at(i.a)));
         target() = Cell::of((outcome(order(at(i.a), at(i.b))) & i.mode) != 0);
         break;
       case Op::jump_unless_integers:
-        if ((outcome(at(i.a).integer(), at(i.b).integer()) & i.mode) == 0) pc = i.target;
+        if ((outcome(integer(i.a), integer(i.b)) & i.mode) == 0) pc = i.target;
         break;
       case Op::jump_unless_decimals:
-        if ((outcome(at(i.a).decimal() <=> at(i.b).decimal()) & i.mode) == 0) pc = i.target;
+        if ((outcome(decimal(i.a) <=> decimal(i.b)) & i.mode) == 0) pc = i.target;
         break;
       case Op::jump_unless_any:
         charge(cost(at(i.a)));
@@ -207,34 +217,34 @@ Cell Machine::evaluate(CodeBody const& code, std::uint32_t const* reads, Slots s
         if (are_equal(i)) pc = i.target;
         break;
       case Op::add_integers:
-        target() = Cell::of(added(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(added(integer(i.a), integer(i.b)));
         break;
       case Op::subtract_integers:
-        target() = Cell::of(subtracted(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(subtracted(integer(i.a), integer(i.b)));
         break;
       case Op::multiply_integers:
-        target() = Cell::of(multiplied(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(multiplied(integer(i.a), integer(i.b)));
         break;
       case Op::divide:
-        target() = Cell::of(divided(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(divided(integer(i.a), integer(i.b)));
         break;
       case Op::modulo:
-        target() = Cell::of(left_over(at(i.a).integer(), at(i.b).integer()));
+        target() = Cell::of(left_over(integer(i.a), integer(i.b)));
         break;
       case Op::negate_integer:
-        target() = Cell::of(subtracted(0, at(i.a).integer()));
+        target() = Cell::of(subtracted(0, integer(i.a)));
         break;
       case Op::add_decimals:
-        target() = Cell::of(at(i.a).decimal() + at(i.b).decimal());
+        target() = Cell::of(decimal(i.a) + decimal(i.b));
         break;
       case Op::subtract_decimals:
-        target() = Cell::of(at(i.a).decimal() - at(i.b).decimal());
+        target() = Cell::of(decimal(i.a) - decimal(i.b));
         break;
       case Op::multiply_decimals:
-        target() = Cell::of(at(i.a).decimal() * at(i.b).decimal());
+        target() = Cell::of(decimal(i.a) * decimal(i.b));
         break;
       case Op::negate_decimal:
-        target() = Cell::of(Decimal() - at(i.a).decimal());
+        target() = Cell::of(Decimal() - decimal(i.a));
         break;
       case Op::join_texts:
         charge(cost(at(i.a)) + cost(at(i.b)));
@@ -264,7 +274,7 @@ Cell Machine::evaluate(CodeBody const& code, std::uint32_t const* reads, Slots s
         target() = Cell::of(at(i.b).entries().contains(at(i.a).text()));
         break;
       case Op::element:
-        target() = element_of(at(i.a), at(i.b).integer());
+        target() = element_of(at(i.a), integer(i.b));
         break;
       case Op::entry:
         target() = entry_of(at(i.a), at(i.b).text());
@@ -278,7 +288,7 @@ Cell Machine::evaluate(CodeBody const& code, std::uint32_t const* reads, Slots s
         target() = dictionary_of(workshop, row(i.a, i.b));
         break;
       case Op::to_decimal:
-        target() = Cell::of(Decimal(at(i.a).integer()));
+        target() = Cell::of(Decimal(integer(i.a)));
         break;
       case Op::convert:
         charge(cost(at(i.a)));
