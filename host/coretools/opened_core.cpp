@@ -13,7 +13,6 @@
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/GuiEventHost.h"
 #include "kdi/corepages/Report.h"
-#include "kdi/cores/Explain.h"
 #include "kdi/cores/Settings.h"
 #include "kdi/cores/Whole.h"
 #include "kdi/ip/HPSPMCEvents.h"
@@ -222,7 +221,7 @@ OpenedCore::Place OpenedCore::place(Access const& all, std::string const& name) 
 
 std::string OpenedCore::engine_name(std::string const& name) const {
   std::string found;
-  access([&](Access const& all) { found = parameter_at(place(all, name)).name; });
+  access([&](Access const& all) { found = all.configuration.name_of(place(all, name)); });
   return found;
 }
 
@@ -318,17 +317,13 @@ StrVec OpenedCore::engine_change(std::function<StrVec(Access const&)> const& cha
 
 StrVec OpenedCore::take_back(StrVec const& names) {
   return engine_change([&](Access const& all) {
-    std::map<Configuration*, std::vector<std::uint32_t>> numbers;
+    std::vector<Place> places;
     for (std::string const& name : names) {
-      const Place one = place(all, name);
-      if (is_composite(one))
+      places.push_back(place(all, name));
+      if (is_composite(places.back()))
         throw std::invalid_argument(kdi::text::shown(name) + " holds other parameters: take those back");
-      numbers[one.configuration].push_back(one.number);
     }
-    StrVec moved;
-    for (auto const& [configuration, all_of_it] : numbers)
-      for (const std::uint32_t number : configuration->instance().take_back(all_of_it))
-        moved.push_back(configuration->core().parameters()[number].name);
+    StrVec moved = all.whole.take_back(places);
     close_batch(all, moved);
     return moved;
   });
@@ -423,18 +418,15 @@ StrVec OpenedCore::names() const {
 
 Record OpenedCore::explain(std::string const& name) {
   Record record;
-  access([&](Access const& all) {
-    const Place one = place(all, name);
-    record = kdi::cores::explain(instance_at(one), one.number);
-  });
+  access(
+      [&](Access const& all) { record = kdi::cores::explain_whole(all.whole, all.configuration, place(all, name)); });
   return record;
 }
 
 Record OpenedCore::explain(std::string const& name, std::string const& message) {
   Record record;
   access([&](Access const& all) {
-    const Place one = place(all, name);
-    record = kdi::cores::explain(instance_at(one), one.number, message);
+    record = kdi::cores::explain_whole(all.whole, all.configuration, place(all, name), message);
   });
   return record;
 }
@@ -485,14 +477,18 @@ std::string OpenedCore::report() const {
   return page;
 }
 
-// The texts of composites hold what cores within were given, but not that a preset or a board did.
+// The texts of composites hold what cores within were given, but not that a preset or a board did, nor what texts
+// within those cores name beside their members.
 kdi::cores::Settings OpenedCore::settings(Access const& all) const {
   kdi::cores::Settings settings = kdi::cores::settings_of(all.configuration.instance());
   for (Configuration* const inner : all.configurations) {
     if (inner == &all.configuration) continue;
-    for (kdi::cores::Setting& one : kdi::cores::settings_of(inner->instance()).all)
-      if (one.from != kdi::cores::Origin::user && place(all, one.parameter).configuration == inner)
+    for (kdi::cores::Setting& one : kdi::cores::settings_of(inner->instance()).all) {
+      const Place there = place(all, one.parameter);
+      if (there.configuration != inner) continue;
+      if (one.from != kdi::cores::Origin::user || !inner->beside(there.number).empty())
         settings.all.push_back(std::move(one));
+    }
   }
   return settings;
 }

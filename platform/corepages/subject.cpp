@@ -5,6 +5,7 @@
 #include <set>
 
 #include "kdi/cores/Explain.h"
+#include "kdi/cores/Whole.h"
 
 namespace kdi::corepages {
 namespace {
@@ -108,8 +109,9 @@ void explain_notices(std::vector<Unit>& units, Bounds const& bounds) {
         advised += notice.is_advised ? 1 : 0;
         const cores::Effort effort =
             notice.is_advised ? cores::Effort{bounds.most_rules, 3, 0} : cores::Effort{0, 0, 0};
-        notice.why = cores::explain(unit.configuration->instance(), notice.due.parameter, notice.due.name, effort,
-                                    parts.try_emplace(&unit.core(), unit.core()).first->second);
+        notice.why = cores::explain_whole(*units[0].configuration, *units[0].configuration,
+                                          {unit.configuration, notice.due.parameter}, notice.due.name, effort,
+                                          parts.try_emplace(&unit.core(), unit.core()).first->second);
       }
 }
 

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <random>
 #include <set>
@@ -156,6 +158,154 @@ TEST(WholeCarrying, SaysWhatIsLost) {
   EXPECT_EQ(text_at(notes.at("pmcps_1:PS_USB1_PERIPHERAL_ENABLE"), "fate"), "retired");
   EXPECT_EQ(text_at(notes.at(":NONE"), "fate"), "retired");
   EXPECT_EQ(text_at(notes.at(":PS_PMC_CONFIG_APPLIED"), "fate"), "kept");
+}
+
+// ------------------------------------------------------------------------------------------------------------ advice
+
+std::multiset<std::string> errors_of(Configuration& whole) {
+  std::multiset<std::string> errors;
+  for (Configuration::Told const& told : whole.messages())
+    if (told.due.severity == Severity::error) errors.insert(told.parameter + " " + told.due.name);
+  return errors;
+}
+
+// Follows the first advice of the record as a user does, by the names that it has. Returns whether there was one.
+bool follow(Whole& whole, Record const& record) {
+  for (Record const& advice : record.find("advice")->items()) {
+    if (text_at(advice, "outcome") != "found") continue;
+    Values given;
+    std::vector<Configuration::Place> taken;
+    for (Record const& change : advice.find("changes")->items()) {
+      const std::string name = text_at(change, "parameter");
+      if (text_at(change, "change") == "set")
+        given.emplace_back(name, text_at(change, "value"));
+      else
+        taken.push_back(whole.configuration.find(name).value());
+    }
+    whole.configuration.take_back(taken);
+    whole.set(given);
+    return true;
+  }
+  return false;
+}
+
+void expect_advice(Whole& whole, Configuration::Place place, int& followed) {
+  const std::string name = whole.configuration.name_of(place);
+  if (place.configuration->instance().is_enabled(place.number)) return;
+  const Record record = explain_whole(whole.configuration, whole.configuration, place);
+  const auto before = whole.configuration.copy();
+  const std::multiset<std::string> errors = errors_of(whole.configuration);
+  if (!follow(whole, record)) return;
+  ++followed;
+  EXPECT_TRUE(place.configuration->instance().is_enabled(place.number)) << name << record.json();
+  for (std::string const& error : errors_of(whole.configuration))
+    EXPECT_LE(errors_of(whole.configuration).count(error), errors.count(error))
+        << name << ": " << error << record.json();
+  carry_whole(*before, whole.configuration);
+}
+
+TEST(WholeAdvice, HoldsForAllCoresAndNamesWhatItChanges) {
+  int followed = 0;
+  // The port is the wizard's and the block's, and the block alone asks for an interface.
+  Whole smaller("tavrel_cips", "1.0");
+  expect_advice(smaller, smaller.configuration.find("CPM_PCIE1_PORT_TYPE").value(), followed);
+  // The mode is the name of two parameters, of which the block's is meant.
+  Whole larger("psx_wizard", "1.0");
+  const auto place = larger.configuration.find("CPM_PCIE1_BAR1_SIZE").value();
+  expect_advice(larger, place, followed);
+  EXPECT_EQ(followed, 2);
+  const Record record = explain_whole(larger.configuration, larger.configuration, place);
+  Record const& first = record.find("advice")->items().at(0).find("changes")->items().at(0);
+  EXPECT_EQ(text_at(first, "parameter"), "cpm5n_0.CPM_PCIE1_MODES");
+  // Within the block the plain name is the block's.
+  const Record within = explain_whole(larger.configuration, *larger.configuration.sub_core("cpm5n_0"), place);
+  Record const& same = within.find("advice")->items().at(0).find("changes")->items().at(0);
+  EXPECT_EQ(text_at(same, "parameter"), "CPM_PCIE1_MODES");
+}
+
+// Conflicts that there are already hide no new one of the same pads.
+TEST(WholeAdvice, HoldsWhateverWasGiven) {
+  const int rounds = std::getenv("IPTASKS_LONG") != nullptr ? 60 : 1;
+  int followed = 0;
+  for (auto const& [core, version] :
+       {std::pair("tavrel_cips", "3.4"), {"psx_wizard", "1.0"}, {"ps_wizard", "1.0"}, {"pmcps", "1.0"}})
+    for (int round = 0; round < rounds; ++round) {
+      test_support::Seeded<std::mt19937> random(static_cast<unsigned>(round + 1));
+      Whole whole(core, version);
+      std::vector<Configuration::Place> all;
+      for (Configuration* const one : whole.configuration.all_of_it())
+        for (std::uint32_t i = 0; i < one->core().parameters().size(); ++i)
+          if (!one->is_composite(i)) all.push_back({one, i});
+      std::vector<std::pair<Configuration::Place, std::string>> given;
+      for (int i = 0; i < 25; ++i) {
+        const Configuration::Place place = all[random() % all.size()];
+        const std::vector<std::string> range = place.configuration->instance().range(place.number);
+        if (place.configuration->core().is_settable(place.number))
+          given.emplace_back(place, range.empty() ? "1" : range[random() % range.size()]);
+      }
+      whole.configuration.set(given);
+      for (int i = 0; i < (test_support::kSanitized ? 2 : 12); ++i)
+        expect_advice(whole, all[random() % all.size()], followed);
+    }
+  EXPECT_GT(followed, test_support::kSanitized ? 0 : 8);
+  if (rounds > 1) std::printf("%d advices followed\n", followed);
+}
+
+TEST(WholeExplanations, OfInternalTextsHaveWhatTheyShow) {
+  Whole wizard("psx_wizard", "1.0");
+  wizard.set({{"SMON_OT", "0"}});
+  for (char const* const name : {"PSX_PMCX_CONFIG", "PSX_PMCX_CONFIG_INTERNAL", "CPM_CONFIG_INTERNAL"}) {
+    const auto place = wizard.configuration.find(name).value();
+    const Record record = explain_whole(wizard.configuration, wizard.configuration, place);
+    EXPECT_EQ(text_at(record, "value"), wizard.value(name));
+    EXPECT_NE(text_at(record, "backup"), "") << name << (name == std::string("CPM_CONFIG") ? "" : " shows something");
+  }
+}
+
+TEST(WholeNames, LeadToOnePlace) {
+  Whole wizard("psx_wizard", "1.0"), alone("xram", "1.0");
+  for (Configuration* const one : wizard.configuration.all_of_it())
+    for (std::uint32_t i = 0; i < one->core().parameters().size(); ++i) {
+      const auto found = wizard.configuration.find(wizard.configuration.name_of({one, i}));
+      ASSERT_TRUE(found);
+      EXPECT_TRUE(found->configuration == one && found->number == i) << wizard.configuration.name_of({one, i});
+    }
+  EXPECT_EQ(wizard.configuration.find("cpm5n_0.CONFIG.CPM_PCIE0_MODES")->configuration,
+            wizard.configuration.sub_core("cpm5n_0"));
+  for (char const* const name :
+       {".", "cpm5n_0.", ".CPM_PCIE0_MODES", "cpm5n_0.NONE", "none.CPM_PCIE0_MODES", "cpm5n_0"})
+    EXPECT_FALSE(wizard.configuration.find(name)) << name;
+  EXPECT_FALSE(alone.configuration.find("xram.XRAM_SIZE_MB"));
+}
+
+// What wizard and block share is taken back from both.
+TEST(WholeNames, TakenBackIsWhatIsShared) {
+  Whole wizard("tavrel_cips", "3.4");
+  wizard.set({{"CPM_PCIE1_MODES", "DMA"}, {"SMON_OT", "0"}});
+  EXPECT_EQ(wizard.value("CPM_CONFIG"), "CPM_PCIE1_MODES DMA");
+  wizard.configuration.take_back({wizard.configuration.find("CPM_PCIE1_MODES").value()});
+  EXPECT_EQ(wizard.value("CPM_CONFIG") + wizard.value("CPM_PCIE1_MODES"), "None");
+  EXPECT_EQ(wizard.value("SMON_OT"), "0");
+  wizard.configuration.take_back({wizard.configuration.find("CPM_CONFIG").value()});  // a text has members to take back
+  EXPECT_EQ(wizard.value("SMON_OT"), "0");
+}
+
+TEST(WholeTrials, TellValuesBehindSkip) {
+  Whole core("xram", "1.0"), other("xram", "1.0");
+  const Values hidden = {{"XRAM_ECC_SCRUB_PERIOD_MS", "7"}};
+  core.set({{"XRAM_ECC_SCRUB_PERIOD_MS", "6"}});
+  other.set(hidden);
+  for (Record const& entry :
+       {try_values(core.configuration, hidden).find("moves")->items().at(0),
+        compare_whole(core.configuration, other.configuration).find("differences")->items().at(0)}) {
+    EXPECT_EQ(text_at(entry, "parameter"), "XRAM_ECC_SCRUB_PERIOD_MS");
+    EXPECT_EQ(entry.find("value"), nullptr);
+    ASSERT_NE(entry.find("backup"), nullptr);
+    EXPECT_EQ(entry.find("backup")->items().at(0).text() + entry.find("backup")->items().at(1).text(), "67");
+  }
+  // What shows is told by the value alone.
+  core.set({{"XRAM_ECC_SCRUB_ENABLE", "1"}, {"XRAM_ECC_ENABLE", "1"}});
+  EXPECT_EQ(try_values(core.configuration, hidden).find("moves")->items().at(0).find("backup"), nullptr);
 }
 
 }  // namespace

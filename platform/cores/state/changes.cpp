@@ -22,11 +22,11 @@ std::vector<std::uint32_t> make_changes(Instance& instance, std::vector<Change> 
   return Insight::make_changes(instance, changes, strength);
 }
 
-Record record_of(Core const& core, std::vector<Change> const& changes) {
+Record record_of(std::vector<Change> const& changes, std::function<std::string(std::uint32_t)> const& name) {
   Record all = Record::list();
   for (Change const& change : changes) {
     Record one = Record::dictionary();
-    one.set("parameter", core.parameters()[change.parameter].name);
+    one.set("parameter", name(change.parameter));
     one.set("change", change.text ? "set" : "take back");
     if (change.text) one.set("value", *change.text);
     all.add(std::move(one));

@@ -186,7 +186,20 @@ std::optional<Configuration::Place> Configuration::find(std::string_view name) {
   if (number) return Place{this, *number};
   for (auto const& [known, sub] : sub_cores_)
     if (const auto found = sub->find(name)) return found;
-  return std::nullopt;
+  const std::size_t point = name.find('.');
+  Configuration* const sub = point == name.npos ? nullptr : sub_core(name.substr(0, point));
+  return sub == nullptr ? std::nullopt : sub->find(name.substr(point + 1));
+}
+
+std::string Configuration::name_of(Place place) {
+  std::string const& name = place.configuration->core().parameters()[place.number].name;
+  const auto found = find(name);
+  if (found && found->configuration == place.configuration && found->number == place.number) return name;
+  for (auto const& [known, sub] : sub_cores_) {
+    const std::vector<Configuration*> all = sub->all_of_it();
+    if (std::find(all.begin(), all.end(), place.configuration) != all.end()) return known + "." + sub->name_of(place);
+  }
+  return name;
 }
 
 Configuration::Held* Configuration::held_by(std::uint32_t parameter, bool internal) const {
@@ -221,6 +234,23 @@ std::vector<std::string> Configuration::set(std::vector<std::pair<Place, std::st
   for (Configuration* const one : all_of_it())
     if (const auto given = plain.find(one); given != plain.end())
       one->add(one->instance_.set(given->second, from, Strength::values), moved);
+  return computed(std::move(moved), strength);
+}
+
+std::vector<std::string> Configuration::take_back(std::vector<Place> const& places, Strength strength) {
+  std::map<Configuration*, std::vector<std::uint32_t>> numbers;
+  for (Place const& place : places)
+    for (Place const& one : same_as(place))
+      if (one.configuration->is_single(one.number)) numbers[one.configuration].push_back(one.number);
+  std::vector<std::string> moved;
+  for (Configuration* const one : all_of_it())
+    if (const auto taken = numbers.find(one); taken != numbers.end())
+      one->add(one->instance_.take_back(taken->second, Strength::values), moved);
+  return computed(std::move(moved), strength);
+}
+
+// What moved, with what follows from that, each once.
+std::vector<std::string> Configuration::computed(std::vector<std::string> moved, Strength strength) {
   const std::vector<std::string> rest = compute(strength);
   moved.insert(moved.end(), rest.begin(), rest.end());
   std::vector<std::string> each;
@@ -230,7 +260,6 @@ std::vector<std::string> Configuration::set(std::vector<std::pair<Place, std::st
   return each;
 }
 
-// This one, then those within it.
 std::vector<Configuration*> Configuration::all_of_it() {
   std::vector<Configuration*> all{this};
   for (std::size_t i = 0; i < all.size(); ++i)
@@ -238,7 +267,7 @@ std::vector<Configuration*> Configuration::all_of_it() {
   return all;
 }
 
-// The parameter, and those that a text has under the same key.
+// Those that a text has under the same key.
 std::vector<Configuration::Place> Configuration::same_as(Place place) const {
   std::vector<Place> same{place};
   for (auto const& held : held_)

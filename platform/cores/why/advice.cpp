@@ -47,8 +47,9 @@ Instance computed(Instance instance) {
 // that it does not meet has a list of changes of which every larger set that meets it has one.
 class Search {
  public:
-  Search(Instance const& instance, Wish const& wish, Effort effort, Terms& terms)
-      : start_(computed(instance)),
+  Search(Instance const& instance, Wish const& wish, Effort effort, Terms& terms, Approval const& approval)
+      : approval_(approval),
+        start_(computed(instance)),
         state_(start_),
         insight_(state_),
         core_(start_.core()),
@@ -67,9 +68,10 @@ class Search {
     }
     for (size_ = 1; size_ <= effort_.most_changes && advice_.outcome == Advice::Outcome::none; ++size_) {
       seen_.clear();
+      sets_.clear();
       extend();
-      if (sets_.empty() && is_spent()) advice_.outcome = Advice::Outcome::not_within;
-      if (!sets_.empty()) verify();
+      choose();
+      if (advice_.outcome == Advice::Outcome::none && is_spent()) advice_.outcome = Advice::Outcome::not_within;
     }
     return advice_;
   }
@@ -240,25 +242,39 @@ class Search {
     if (!is_new) place->second = std::min(place->second, set);
   }
 
-  std::vector<Change> best() {
-    std::vector<Choice> best;
-    std::size_t fewest = 0;
+  // The best first; where nothing needs to be approved, that one alone.
+  std::vector<std::vector<Choice>> in_order() {
+    std::vector<std::pair<std::size_t, std::vector<Choice>>> all;
     for (auto const& [parameters, set] : sets_) {
       const std::size_t moves = make(changes_of(set)).parameters.size();
       for (const std::uint32_t parameter : parameters) take_off(parameter);
-      if (best.empty() || moves < fewest) {
-        best = set;
-        fewest = moves;
-      }
+      all.emplace_back(moves, set);
       if (is_spent()) break;
     }
-    return changes_of(best);
+    std::stable_sort(all.begin(), all.end(), [](auto const& a, auto const& b) { return a.first < b.first; });
+    std::vector<std::vector<Choice>> sets;
+    for (auto& [moves, set] : all) sets.push_back(std::move(set));
+    return sets;
+  }
+
+  // What was refused elsewhere is not made larger here.
+  void choose() {
+    for (std::vector<Choice> const& set : in_order()) {
+      std::vector<Change> changes = changes_of(set);
+      if (approval_ && !approval_(changes)) {
+        spent_ += core_.parameters().size();
+        advice_.is_smallest = false;
+        if (is_spent()) return;
+        continue;
+      }
+      advice_.changes = std::move(changes);
+      return verify();
+    }
   }
 
   // The changes are made to a copy of what was given, all at once, and everything is looked at.
   void verify() {
     Instance copy = start_;
-    advice_.changes = best();
     advice_.moves = make_changes(copy, advice_.changes);
     const Insight insight(copy);
     bool holds = std::all_of(wish_.begin(), wish_.end(), [&](Condition const& one) { return is_met(insight, one); });
@@ -275,6 +291,7 @@ class Search {
     advice_.is_first = !is_spent();
   }
 
+  Approval const& approval_;
   const Instance start_;
   Instance state_;
   Insight insight_;
@@ -305,10 +322,20 @@ Advice advise(Instance const& instance, Wish const& wish, Effort effort) {
 }
 
 Advice advise(Instance const& instance, Wish const& wish, Effort effort, RuleParts const& parts) {
-  return Search(instance, wish, effort, parts.terms()).found();
+  return advise(instance, wish, effort, parts, Approval());
+}
+
+Advice advise(Instance const& instance, Wish const& wish, Effort effort, RuleParts const& parts,
+              Approval const& approval) {
+  return Search(instance, wish, effort, parts.terms(), approval).found();
 }
 
 Record record_of(Core const& core, Wish const& wish, Advice const& advice) {
+  return record_of(core, wish, advice, [&](std::uint32_t parameter) { return core.parameters()[parameter].name; });
+}
+
+Record record_of(Core const& core, Wish const& wish, Advice const& advice,
+                 std::function<std::string(std::uint32_t)> const& name) {
   constexpr std::string_view kWishes[] = {"enabled", "permitted", "cleared"};
   constexpr std::string_view kOutcomes[] = {"fulfilled", "found", "none", "not within"};
   const bool is_found = advice.outcome == Advice::Outcome::found;
@@ -317,9 +344,9 @@ Record record_of(Core const& core, Wish const& wish, Advice const& advice) {
   record.set("parameter", core.parameters()[wish.parameter].name);
   if (wish.kind == Wish::Kind::cleared) record.set("message", wish.message);
   record.set("outcome", std::string(kOutcomes[static_cast<std::size_t>(advice.outcome)]));
-  record.set("changes", record_of(core, advice.changes));
+  record.set("changes", record_of(advice.changes, name));
   record.set("verified", Record::truth(is_found));
-  record.set("smallest", Record::truth(is_found));
+  record.set("smallest", Record::truth(is_found && advice.is_smallest));
   record.set("first", Record::truth(advice.is_first));
   record.set("trials", std::to_string(advice.trials));
   Record moves = Record::list();

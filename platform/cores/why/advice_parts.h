@@ -74,10 +74,19 @@ class Baseline {
 
  private:
   static bool raises(Insight const& insight, std::uint32_t step);
-  std::vector<char> faults_, raised_;                           // by step
-  std::vector<char> ranges_;                                    // by parameter
-  std::set<std::pair<std::uint32_t, std::uint32_t>> findings_;  // errors, by parameter and search
+  std::vector<char> faults_, raised_;                                // by step
+  std::vector<char> ranges_;                                         // by parameter
+  std::map<std::pair<std::uint32_t, std::uint32_t>, int> findings_;  // how many errors, by parameter and search
 };
+
+/// Whether changes that do it in the core alone may be named.
+using Approval = std::function<bool(std::vector<Change> const&)>;
+/// As advise(), of changes that are approved; none to approve all.
+Advice advise(Instance const& instance, Wish const& wish, Effort effort, RuleParts const& parts,
+              Approval const& approval);
+/// The record, with other names for what is changed.
+Record record_of(Core const& core, Wish const& wish, Advice const& advice,
+                 std::function<std::string(std::uint32_t)> const& name);
 
 /// A condition on a state; what is not met needs one of some changes.
 struct Condition {

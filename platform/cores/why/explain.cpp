@@ -6,6 +6,7 @@
 #include "kdi/common/KdiText.h"
 #include "platform/cores/state/insight.h"
 #include "platform/cores/why/advice_parts.h"
+#include "platform/cores/why/explain_parts.h"
 
 namespace kdi::cores {
 namespace {
@@ -33,10 +34,10 @@ std::vector<bool> deciding(Term const& term, std::vector<std::optional<Value>> c
 
 class Explainer {
  public:
-  Explainer(Instance const& instance, Effort effort, RuleParts const& parts)
-      : insight_(instance), instance_(instance), core_(instance.core()), parts_(parts), effort_(effort) {}
+  Explainer(Instance const& instance, RuleParts const& parts, Adviser adviser)
+      : insight_(instance), instance_(instance), core_(instance.core()), parts_(parts), adviser_(std::move(adviser)) {}
 
-  Record parameter(std::uint32_t number) {
+  Record parameter(std::uint32_t number, Shows const& shows) {
     Parameter const& described = core_.parameters()[number];
     Record record = Record::dictionary();
     record.set("parameter", described.name);
@@ -44,8 +45,8 @@ class Explainer {
     record.set("display_name", described.display_name);
     record.set("description", described.description);
     record.set("type", described.type.text());
-    record.set("value", instance_.value(number));
-    record.set("backup", instance_.backup(number));
+    record.set("value", shows ? shows->first : instance_.value(number));
+    record.set("backup", shows ? shows->second : instance_.backup(number));
     record.set("default", value_text(described.default_value));
     record.set("origin", std::string(word_of(instance_.origin(number))));
     if (instance_.given(number)) record.set("given", *instance_.given(number));
@@ -119,7 +120,7 @@ class Explainer {
   }
 
   void add_advice(Wish const& wish, Record& list) const {
-    if (effort_.most_changes > 0) list.add(record_of(core_, wish, advise(instance_, wish, effort_, parts_)));
+    if (adviser_) list.add(adviser_(wish));
   }
 
   // What the engine's own messages are about: the range, or the rules that have a fault.
@@ -250,17 +251,35 @@ class Explainer {
   Instance const& instance_;
   Core const& core_;
   RuleParts const& parts_;
-  Effort effort_;
+  Adviser adviser_;
 };
 
+// For a core alone.
+Adviser adviser_of(Instance const& instance, Effort effort, RuleParts const& parts) {
+  if (effort.most_changes == 0) return {};
+  return [&instance, effort, &parts](Wish const& wish) {
+    return record_of(instance.core(), wish, advise(instance, wish, effort, parts));
+  };
+}
+
 }  // namespace
+
+Record explain_with(Instance const& instance, std::uint32_t parameter, RuleParts const& parts, Shows const& shows,
+                    Adviser adviser) {
+  return Explainer(instance, parts, std::move(adviser)).parameter(parameter, shows);
+}
+
+Record explain_with(Instance const& instance, std::uint32_t parameter, std::string_view message, RuleParts const& parts,
+                    Adviser adviser) {
+  return Explainer(instance, parts, std::move(adviser)).message(parameter, message);
+}
 
 Record explain(Instance const& instance, std::uint32_t parameter, Effort effort) {
   return explain(instance, parameter, effort, RuleParts(instance.core()));
 }
 
 Record explain(Instance const& instance, std::uint32_t parameter, Effort effort, RuleParts const& parts) {
-  return Explainer(instance, effort, parts).parameter(parameter);
+  return explain_with(instance, parameter, parts, {}, adviser_of(instance, effort, parts));
 }
 
 Record explain(Instance const& instance, std::uint32_t parameter, std::string_view message, Effort effort) {
@@ -269,7 +288,7 @@ Record explain(Instance const& instance, std::uint32_t parameter, std::string_vi
 
 Record explain(Instance const& instance, std::uint32_t parameter, std::string_view message, Effort effort,
                RuleParts const& parts) {
-  return Explainer(instance, effort, parts).message(parameter, message);
+  return explain_with(instance, parameter, message, parts, adviser_of(instance, effort, parts));
 }
 
 std::string_view name_of(Severity severity) {

@@ -54,7 +54,7 @@ Baseline::Baseline(Instance const& start) {
     ranges_.push_back(insight.is_out_of_range(i) ? 1 : 0);
   for (std::uint32_t search = 0; search < start.core().searches().size(); ++search)
     for (Finding const& finding : start.findings(search)->messages)
-      if (finding.is_error) findings_.emplace(finding.parameter, search);
+      if (finding.is_error) ++findings_[{finding.parameter, search}];
 }
 
 bool Baseline::raises(Insight const& insight, std::uint32_t number) {
@@ -72,7 +72,13 @@ bool Baseline::allows_range(Insight const& insight, std::uint32_t parameter) con
 }
 
 bool Baseline::allows_finding(Insight const& insight, std::uint32_t parameter, std::uint32_t search) const {
-  return !insight.has_finding(parameter, search, true) || findings_.contains({parameter, search});
+  if (!insight.has_finding(parameter, search, true)) return true;
+  std::vector<Finding> const& all = insight.instance().findings(search)->messages;
+  const auto count = std::count_if(all.begin(), all.end(), [&](Finding const& finding) {
+    return finding.parameter == parameter && finding.is_error;
+  });
+  const auto known = findings_.find({parameter, search});
+  return known != findings_.end() && count <= known->second;
 }
 
 bool is_met(Insight const& insight, Condition const& condition) {

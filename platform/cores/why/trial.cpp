@@ -8,8 +8,8 @@
 namespace kdi::cores {
 
 Shown shown(Instance const& instance, std::uint32_t parameter) {
-  return {instance.value(parameter), instance.is_enabled(parameter), instance.range(parameter),
-          instance.origin(parameter)};
+  return {instance.value(parameter), instance.backup(parameter), instance.is_enabled(parameter),
+          instance.range(parameter), instance.origin(parameter)};
 }
 
 void tell_messages(std::vector<Due> go, std::vector<Due> come, Trial& trial) {
@@ -58,6 +58,7 @@ void add_differences(Shown const& first, Shown const& second, char const* one, c
     record.set(key, std::move(both));
   };
   pair("value", first.value, second.value);
+  if (first.value != first.backup || second.value != second.backup) pair("backup", first.backup, second.backup);
   pair("enabled", Record::truth(first.is_enabled), Record::truth(second.is_enabled));
   pair("range", Record::list(first.range), Record::list(second.range));
   pair("origin", std::string(word_of(first.origin)), std::string(word_of(second.origin)));

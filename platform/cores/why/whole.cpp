@@ -63,7 +63,7 @@ class Lists {
 // A composite's texts are not the instance's own.
 Shown shown_of(Configuration const& configuration, std::uint32_t parameter) {
   Shown all = shown(configuration.instance(), parameter);
-  if (configuration.is_composite(parameter)) all.value = configuration.value(parameter);
+  if (configuration.is_composite(parameter)) all.value = all.backup = configuration.value(parameter);
   return all;
 }
 

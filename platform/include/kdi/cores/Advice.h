@@ -44,6 +44,7 @@ struct Advice {
   Outcome outcome;
   std::vector<Change> changes;       ///< by parameter
   std::vector<std::uint32_t> moves;  ///< parameters of which anything changes with them
+  bool is_smallest = true;           ///< whether all sets of fewer changes were looked at
   bool is_first = false;             ///< whether all sets of this number were looked at for the one to name
   std::uint64_t trials = 0;          ///< sets that were tried
 };

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -31,7 +32,7 @@ KDI_DOOR std::vector<std::uint32_t> make_changes(Instance& instance, std::vector
 
 /// What can be seen of a parameter.
 struct Shown {
-  std::string value;
+  std::string value, backup;
   bool is_enabled;
   std::vector<std::string> range;
   Origin origin;
@@ -54,11 +55,12 @@ struct Trial {
 /// Makes the changes to a copy; the instance stays as it is.
 KDI_DOOR Trial try_changes(Instance const& instance, std::vector<Change> const& changes);
 
-/// `moves`: list of `parameter`, and of what is another, `value`, `enabled`, `range`, `origin`, each as `before` and
+/// `moves`: list of `parameter`, and of what is another, `value`, `backup` (where that is behind `SKIP`), `enabled`,
+/// `range`, `origin`, each as `before` and
 /// `after`. `come`, `go`, `reworded`: lists of messages (`parameter`, `message`, `severity`, `text`).
 KDI_DOOR Record record_of(Core const& core, Trial const& trial);
 
-/// A list of `parameter`, `change` (`set` or `take back`) and, of one that sets, `value`.
-KDI_DOOR Record record_of(Core const& core, std::vector<Change> const& changes);
+/// A list of `parameter`, as `name` says, `change` (`set` or `take back`) and, of one that sets, `value`.
+KDI_DOOR Record record_of(std::vector<Change> const& changes, std::function<std::string(std::uint32_t)> const& name);
 
 }  // namespace kdi::cores

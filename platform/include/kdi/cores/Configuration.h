@@ -59,8 +59,16 @@ class KDI_DOOR Configuration {
     Configuration* configuration;
     std::uint32_t number;
   };
-  /// By the engine's name or one that users have, either behind `CONFIG.`; the core's own before its sub-cores'.
+  /// By the engine's name or one that users have, either behind `CONFIG.`; the core's own before its sub-cores'. Behind
+  /// the name of a sub-core and a point, what that one finds: `cpm_0.CPM_PCIE0_MODES`.
   std::optional<Place> find(std::string_view name);
+  /// The name by which a parameter within is found: the engine's, behind those of sub-cores where that one alone is
+  /// another's.
+  std::string name_of(Place place);
+  /// The parameter, and those of sub-cores that are given the same.
+  std::vector<Place> same_as(Place place) const;
+  /// This one, then those within it.
+  std::vector<Configuration*> all_of_it();
 
   /// Gives values, Instance::set. Returns the names of all parameters that moved, those of sub-cores too, each once.
   std::vector<std::string> set(std::vector<std::pair<Place, std::string>> const& values, Origin from = Origin::user,
@@ -68,6 +76,8 @@ class KDI_DOOR Configuration {
   /// Gives the settings of a preset or a board of the core, as from there. Nothing for an unknown name.
   std::optional<std::vector<std::string>> set_preset(std::string_view name, Strength strength = Strength::searches);
   std::optional<std::vector<std::string>> set_board(std::string_view name, Strength strength = Strength::searches);
+  /// Takes back what was given, Instance::take_back; of composites nothing. Returns what set() returns.
+  std::vector<std::string> take_back(std::vector<Place> const& places, Strength strength = Strength::searches);
   /// Takes everything back that was given to the core and its sub-cores.
   std::vector<std::string> take_all_back(Strength strength = Strength::searches);
   /// Whether nothing is given.
@@ -107,8 +117,6 @@ class KDI_DOOR Configuration {
   /// The composite that the parameter shows; null for a single parameter.
   Held* held_by(std::uint32_t parameter, bool internal) const;
   bool is_single(std::uint32_t parameter) const;
-  std::vector<Configuration*> all_of_it();
-  std::vector<Place> same_as(Place place) const;
   bool refuses(std::vector<std::pair<Place, std::string>> const& values);
   void forget_refused();
   std::optional<std::string> fault(Held const& held, std::string const& text, int depth = 0) const;
@@ -132,6 +140,7 @@ class KDI_DOOR Configuration {
   void show_texts(std::vector<std::string>& moved);
   void add(std::vector<std::uint32_t> const& numbers, std::vector<std::string>& moved) const;
   std::vector<std::string> compute(Strength strength);
+  std::vector<std::string> computed(std::vector<std::string> moved, Strength strength);
 
   Instance instance_;
   std::vector<std::pair<std::string, std::unique_ptr<Configuration>>> sub_cores_;

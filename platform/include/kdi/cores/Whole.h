@@ -1,18 +1,33 @@
 // Changes tried, configurations compared and carried, of a core with its sub-cores as one.
 //
-// Each is a record of the form that it has for a core alone (Changes.h, Compare.h, Carry.h); entries of a sub-core say
-// of which as `sub_core`, a path such as `pmcps_0`.
+// Each is a record of the form that it has for a core alone (Explain.h, Changes.h, Compare.h, Carry.h); entries of a
+// sub-core say of which as `sub_core`, a path such as `pmcps_0`.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "kdi/common/KdiDoor.h"
+#include "kdi/cores/Advice.h"
 #include "kdi/cores/Configuration.h"
 #include "kdi/cores/Record.h"
 
 namespace kdi::cores {
+
+/// explain() of a parameter, or a message of it, at its place within `whole`: texts of composites as they show, and
+/// advice that holds for all cores together. What advice changes has the name by which `within`, the whole or a core
+/// in it, finds it (Configuration::name_of).
+KDI_DOOR Record explain_whole(Configuration& whole, Configuration& within, Configuration::Place place,
+                              Effort effort = {});
+KDI_DOOR Record explain_whole(Configuration& whole, Configuration& within, Configuration::Place place,
+                              std::string_view message, Effort effort = {});
+/// The same, with parts of the core at the place.
+KDI_DOOR Record explain_whole(Configuration& whole, Configuration& within, Configuration::Place place, Effort effort,
+                              RuleParts const& parts);
+KDI_DOOR Record explain_whole(Configuration& whole, Configuration& within, Configuration::Place place,
+                              std::string_view message, Effort effort, RuleParts const& parts);
 
 /// What giving these values would do, texts of composites among them: a trial, found on a copy. Throws
 /// std::invalid_argument for a name that no parameter has.
