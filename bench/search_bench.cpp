@@ -5,12 +5,18 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
+#include <memory>
+#include <random>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "bench/ratio.h"
+#include "kdi/cores/ClockSection.h"
+#include "kdi/cores/Core.h"
+#include "kdi/cores/Instance.h"
+#include "tests/support/places.h"
 #include "tests/support/plain_clocks.h"
 #include "tests/support/random_clocks.h"
 #include "tests/support/random_pads.h"
@@ -51,6 +57,34 @@ double seconds_of_small(Each each) {
   });
 }
 
+// What a shipped core comes to with some of its clocks asked for at random: a third of all, or of those named all.
+ClockRequest asked_of(std::shared_ptr<Core const> const& core, std::uint64_t seed,
+                      std::vector<std::string> const& named = {}) {
+  static const std::vector<std::string> kMhz = {"0.1", "0.5", "1",   "2.5",   "7.3", "10",    "12.5", "33.333333",
+                                                "49",  "77",  "125", "133",   "150", "150.1", "200",  "266.5",
+                                                "300", "333", "500", "533.3", "800", "1066.6"};
+  std::mt19937_64 random(seed);
+  Instance instance(core);
+  std::vector<std::pair<std::uint32_t, std::string>> settings;
+  for (std::string const& name : named) {
+    settings.emplace_back(core->find(name + "_CTRL_FREQMHZ").value(), kMhz[random() % kMhz.size()]);
+    if (const auto is_on = core->find(name + "_ENABLE")) settings.emplace_back(*is_on, "1");
+  }
+  for (std::uint32_t i = 0; i < core->parameters().size() && named.empty(); ++i) {
+    Parameter const& parameter = core->parameters()[i];
+    const bool is_request = parameter.name.ends_with("_FREQMHZ") && core->is_settable(i);
+    const bool is_switch = parameter.type == Type(Kind::truth) && parameter.name.ends_with("_ENABLE") &&
+                           !parameter.name.ends_with("MANUAL_CLOCK_ENABLE");
+    if ((!is_request && !is_switch) || random() % 3 != 0) continue;
+    settings.emplace_back(i, is_switch ? "1" : kMhz[random() % kMhz.size()]);
+  }
+  instance.set(settings);
+  for (std::uint32_t search = 0; search < core->searches().size(); ++search)
+    if (auto const clocks = std::dynamic_pointer_cast<ClockFindings const>(instance.findings(search)))
+      return clocks->request;
+  return {};
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -59,6 +93,19 @@ int main(int argc, char** argv) {
     const ClockRequest request = random_clocks::RandomClocks(seed).whole();
     return bench::processor_seconds_of([&] { search_clocks(request); });
   });
+  double slowest_of_cores = 0;
+  const auto clocks_of = [&](std::string const& name, std::string const& version,
+                             std::vector<std::string> const& named) {
+    const auto core = Core::read(places::data("cores"), name, version);
+    const std::string words = "clocks of " + name + " " + version + (named.empty() ? "" : ", three of them");
+    slowest_of_cores = std::max(slowest_of_cores, print_times(words.c_str(), requests, [&](std::uint64_t seed) {
+                                  const ClockRequest request = asked_of(core, seed, named);
+                                  return bench::processor_seconds_of([&] { search_clocks(request); });
+                                }));
+  };
+  clocks_of("psu", "1.0", {"PSU_LSBUS", "PSU_FCLK2", "PSU_DDR_REF"});
+  for (auto const& [name, version] : {std::pair("psu", "1.0"), {"ps7", "1.4"}, {"pspmc", "1.4"}, {"psxl", "1.0"}})
+    clocks_of(name, version, {});
   // `plan` returns whether its answer is proven.
   const auto pads = [&](char const* name, auto plan) {
     std::set<std::uint64_t> unproven, refused;  // seeds
@@ -87,6 +134,8 @@ int main(int argc, char** argv) {
   });
   bool kept = bench::print_time("clocks of whole cores, the worst / sorting a million numbers", slowest,
                                 bench::yardstick_seconds(), kMost);
+  kept &= bench::print_time("clocks of shipped cores, the worst / the same", slowest_of_cores,
+                            bench::yardstick_seconds(), kMost);
   kept &= bench::print_row(
       "clocks, one to four / trying everything",
       bench::interleaved(

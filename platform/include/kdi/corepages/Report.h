@@ -24,9 +24,9 @@ struct Heading {
 };
 
 struct Bounds {
-  cores::Decimal most_ppm = 1000;      ///< a clock further from its request than this is marked
-  std::uint32_t most_advised = 24;     ///< messages for which advice is sought, the gravest first
-  std::uint64_t most_rules = 100'000;  ///< effort for each of them (kdi/cores/Advice.h)
+  cores::Decimal most_ppm = 1000;        ///< a clock further from its request than this is marked
+  std::uint32_t most_advised = 24;       ///< messages for which advice is sought, the gravest first
+  std::uint64_t most_rules = 2'000'000;  ///< effort for each of them (kdi/cores/Advice.h)
 };
 
 /// The page, in UTF-8. The configuration is asked and stays as it is.
