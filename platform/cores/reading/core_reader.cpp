@@ -1,8 +1,8 @@
 // Reads the description of a core: files that extend one another, then parameters, then the rules between them.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <deque>
-#include <queue>
 #include <set>
 #include <unordered_map>
 
@@ -117,6 +117,41 @@ class Seen {
   std::array<std::string_view, 16> few_;
   std::size_t count_ = 0;
   std::set<std::string_view> many_;
+};
+
+// Numbers below a bound, of which the least is taken first: a bit for each, and one for each 64 bits that are not all
+// clear, and so on.
+class LeastFirst {
+ public:
+  explicit LeastFirst(std::size_t bound) {
+    do {
+      bound = (bound + 63) / 64;
+      levels_.emplace_back(bound, 0);
+    } while (bound > 1);
+  }
+
+  bool empty() const { return levels_.back().empty() || levels_.back().front() == 0; }
+  void add(std::uint32_t number) {
+    for (std::vector<std::uint64_t>& level : levels_) {
+      level[number / 64] |= std::uint64_t{1} << number % 64;
+      number /= 64;
+    }
+  }
+  std::uint32_t take() {
+    std::uint32_t number = 0;
+    for (auto level = levels_.rbegin(); level != levels_.rend(); ++level)
+      number = number * 64 + static_cast<std::uint32_t>(std::countr_zero((*level)[number]));
+    std::uint32_t gone = number;
+    for (std::vector<std::uint64_t>& level : levels_) {
+      level[gone / 64] &= ~(std::uint64_t{1} << gone % 64);
+      if (level[gone / 64] != 0) break;
+      gone /= 64;
+    }
+    return number;
+  }
+
+ private:
+  std::vector<std::vector<std::uint64_t>> levels_;  // the last is one word
 };
 
 struct DefinitionDraft {
@@ -452,7 +487,7 @@ class CoreReader : public Scope {
   }
 
   // The draft gives up its name.
-  Parameter plain(Draft& draft) const {
+  Parameter plain(Draft& draft) {
     const auto words = [&](Field name) {
       const auto found = draft.find(name);
       return found ? text(*found, draft.places) : std::string();
@@ -478,9 +513,25 @@ class CoreReader : public Scope {
     return std::move(*read);
   }
 
-  static void permit(JsonValue list, Draft const& draft, Parameter& parameter) {
+  void permit(JsonValue list, Draft const& draft, Parameter& parameter) {
     if (draft.find(Field::limits)) list.refuse("either values or limits");
     if (list.items().empty() || list.items().size() > kMostValues) list.refuse("1 to 10000 values");
+    const std::size_t before = extent_.texts();
+    if (permitted_.fields == draft.fields && extent_.has_room(permitted_.bytes)) {
+      extent_.add_text(list, permitted_.bytes);
+      parameter.values = core_->parameters_[permitted_.parameter].values;
+    } else {
+      read_values(list, draft, parameter);
+      bool has_places = false;
+      for (const JsonValue item : list.items()) has_places = has_places || item.text().find('$') != std::string::npos;
+      permitted_ = {has_places ? nullptr : draft.fields, core_->parameters_.size(), extent_.texts() - before};
+    }
+    auto const& values = parameter.values;
+    if (std::find(values.begin(), values.end(), value_text(parameter.default_value)) == values.end())
+      draft.find(Field::default_)->refuse("one of the permitted values");
+  }
+
+  static void read_values(JsonValue list, Draft const& draft, Parameter& parameter) {
     parameter.values.reserve(list.items().size());
     Seen seen;
     for (const JsonValue item : list.items()) {
@@ -489,8 +540,6 @@ class CoreReader : public Scope {
       if (seen.contains(parameter.values.back())) item.refuse("a value that is not in the list yet");
       seen.add(parameter.values.back());
     }
-    if (!seen.contains(value_text(parameter.default_value)))
-      draft.find(Field::default_)->refuse("one of the permitted values");
   }
 
   static void limit(JsonValue pair, Draft const& draft, Parameter& parameter) {
@@ -533,7 +582,7 @@ class CoreReader : public Scope {
   }
 
   Rule rule(JsonValue value, Places const& places, std::optional<Type> wanted) const {
-    std::string source = text(value, places);
+    const std::string_view source = borrowed_text(value, places);
     const auto compile = [&] {
       Rule made = at(value, [&] { return Rule::compile(source, *this, wanted, compiler_); });
       extent_.add_rule(value, made.bytes());
@@ -545,37 +594,38 @@ class CoreReader : public Scope {
   }
 
   // Many rules say the same: that a peripheral is enabled, that a range is from 0 to 1. Those that do mostly stand near
-  // one another; a memory of all of them would cost a large model more than it saves.
-  struct Remembered {
-    std::string source;
-    std::optional<Rule> rule;
-  };
+  // one another; a memory of all of them would cost a large model more than it saves. So it is with their places.
   static constexpr std::size_t kRemembered = 1024;
+  struct RememberedRule {
+    std::string source;
+    Rule rule;  // of no text: none
+  };
+  struct RememberedPlace {
+    std::string const* text = nullptr;
+    char const* place = nullptr;
+  };
 
   template <class Compile>
-  Rule const& remembered(std::string& source, Type wanted, Compile compile) const {
-    Remembered& place = rules_[std::hash<std::string>()(source) % kRemembered];
-    if (!place.rule || place.source != source || place.rule->type() != wanted) {
-      place.rule = compile();
-      place.source = std::move(source);
+  Rule const& remembered(std::string_view source, Type wanted, Compile compile) const {
+    RememberedRule& known = rules_[std::hash<std::string_view>()(source) % kRemembered];
+    if (known.source.empty() || known.source != source || known.rule.type() != wanted) {
+      known.rule = compile();
+      known.source = source;
     }
-    return *place.rule;
+    return known.rule;
   }
 
-  // Below the folder of cores, so that it reads the same wherever that lies. Rows of a pattern, which come one after
-  // another, have the same.
-  std::shared_ptr<std::string const> place_within(JsonValue value) const {
-    PlaceOfText& known = places_[std::hash<std::string const*>()(&value.text()) / sizeof(std::string) % kRemembered];
-    if (known.text == &value.text()) return known.place;
-    std::string place = value.place();
-    if (!directory_.empty() && place.starts_with(directory_ + "/")) place.erase(0, directory_.size() + 1);
-    known = {&value.text(), std::make_shared<std::string const>(std::move(place))};
+  // Below the folder of cores, so that it reads the same wherever that lies.
+  char const* place_within(JsonValue value) const {
+    std::string const* const text = &value.text();
+    // Texts lie in a row in memory: so do their places here then.
+    RememberedPlace& known = places_[(reinterpret_cast<std::uintptr_t>(text) >> 7) % kRemembered];
+    if (known.text == text) return known.place;
+    const std::string place = value.place();
+    const bool is_below = !directory_.empty() && place.starts_with(directory_ + "/");
+    known = {text, compiler_.keep(std::string_view(place).substr(is_below ? directory_.size() + 1 : 0))};
     return known.place;
   }
-  struct PlaceOfText {
-    std::string const* text = nullptr;
-    std::shared_ptr<std::string const> place = {};
-  };
 
   // A definition may use those before it.
   void compile_definitions() {
@@ -717,19 +767,18 @@ class CoreReader : public Scope {
         if (writer[slot] != Core::kNoStep) ++open[n];
     const NumberLists readers = node_reads_.holders(slots);
     // Among what may come next, the first as described: what is computed in a row lies in a row in memory.
-    std::priority_queue<std::uint32_t, std::vector<std::uint32_t>, std::greater<>> ready;
+    LeastFirst ready(nodes_.size());
     for (std::uint32_t n = 0; n < nodes_.size(); ++n)
-      if (open[n] == 0) ready.push(n);
+      if (open[n] == 0) ready.add(n);
     core_->writers_.assign(slots, nothing);
     core_->steps_.reserve(nodes_.size());
     plan_->steps.reserve(nodes_.size());
     while (!ready.empty()) {
-      const std::uint32_t n = ready.top();
-      ready.pop();
+      const std::uint32_t n = ready.take();
       each_written(nodes_[n], [&](std::uint32_t slot) {
         core_->writers_[slot] = static_cast<std::uint32_t>(core_->steps_.size());
         for (const std::uint32_t next : readers[slot])
-          if (--open[next] == 0) ready.push(next);
+          if (--open[next] == 0) ready.add(next);
       });
       core_->steps_.push_back(nodes_[n].step);
       plan_->steps.push_back(planned(nodes_[n]));
@@ -876,6 +925,11 @@ class CoreReader : public Scope {
   std::vector<JsonFile> files_;
   std::map<std::string, std::size_t, std::less<>> part_numbers_;  // among the files
   std::deque<Fields> fields_;
+  struct {
+    Fields const* fields = nullptr;  // of rows of which each permits the same values; none: no such rows
+    std::size_t parameter = 0;       // the first that does
+    std::size_t bytes = 0;           // of their texts
+  } permitted_;
   std::vector<Draft> drafts_;
   std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
   std::vector<DefinitionDraft> definition_drafts_;
@@ -883,9 +937,9 @@ class CoreReader : public Scope {
   std::vector<CompositeDraft> composite_drafts_;
   PresetDrafts presets_;
   std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
-  bool all_names_are_known_ = false;                      // the same text means the same from here on
-  mutable std::vector<Remembered> rules_{kRemembered};    // by hashes of their texts, each the latest
-  mutable std::vector<PlaceOfText> places_{kRemembered};  // by hashes of where texts lie, each the latest
+  bool all_names_are_known_ = false;                          // the same text means the same from here on
+  mutable std::vector<RememberedRule> rules_{kRemembered};    // by hashes of their texts, each the latest
+  mutable std::vector<RememberedPlace> places_{kRemembered};  // by where their texts lie, likewise
   ClockDraft clocks_;
   PadDraft pads_;
   mutable Compiler compiler_;

@@ -29,6 +29,9 @@ class Extent {
 
   void add_text(JsonValue at, std::size_t bytes);
   void add_rule(JsonValue at, std::size_t bytes);
+  /// What all texts come to so far, and whether there may be so many bytes more.
+  std::size_t texts() const { return texts_; }
+  bool has_room(std::size_t bytes) const { return bytes <= kMostTexts - texts_; }
 
   /// Memory in which texts are filled, one after the other.
   std::string& room() { return room_; }

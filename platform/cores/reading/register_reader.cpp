@@ -12,6 +12,7 @@
 #include "kdi/cores/PadSection.h"
 #include "kdi/cores/Registers.h"
 #include "platform/cores/reading/drafts.h"
+#include "platform/cores/rules/code.h"
 #include "platform/cores/rules/syntax.h"
 #include "platform/cores/rules/terms.h"
 
@@ -335,15 +336,15 @@ class RegisterReader {
   }
 
   Rule rule(JsonValue value, std::string const& source, std::optional<Type> wanted = std::nullopt) const {
-    return compiled(value, [&] { return Rule::compile(source, scope_, wanted); });
+    return compiled(value, [&] { return Rule::compile(source, scope_, wanted, compiler_); });
   }
 
   // `compile()`, with the place of what it says.
   template <class Compile>
-  static Rule compiled(JsonValue value, Compile compile) {
+  Rule compiled(JsonValue value, Compile compile) const {
     try {
       Rule rule = compile();
-      rule.set_place(std::make_shared<std::string const>(value.place()));
+      rule.set_place(compiler_.keep(value.place()));
       return rule;
     } catch (RuleError const& error) {
       throw JsonError(value.place() + ": column " + std::to_string(error.offset() + 1) + ": " + error.what());
@@ -505,7 +506,7 @@ class RegisterReader {
     entry.allow_only({"each", "when", "text"});
     for (Places const& values : written_out(entry.find("each"), places)) {
       const JsonValue source = entry.member("text");
-      Rule line = compiled(source, [&] { return Rule::compile_template(text(source, values), scope_); });
+      Rule line = compiled(source, [&] { return Rule::compile_template(text(source, values), scope_, compiler_); });
       map_->constraints_.push_back({condition({entry, values}), std::move(line)});
     }
   }
@@ -519,6 +520,7 @@ class RegisterReader {
     }
   }
 
+  mutable Compiler compiler_;  // of rules within the scope
   Extent extent_;
   Core const& core_;
   CoreScope scope_;

@@ -102,10 +102,15 @@ std::span<Cell> CodeStore::retained(std::size_t count, CellOf cell_of) {
 Code const& CodeStore::add(CodeBody const& body, std::vector<std::uint32_t> const& reads, Source source,
                            bool says_other) {
   const std::span<std::uint32_t> slots = row(reads.size(), [&](std::size_t i) { return reads[i]; });
-  char* const text = static_cast<char*>(memory_.allocate(source.text.size() + 1, 1));  // of nothing as well
-  source.text.copy(text, source.text.size());
-  source.text = std::string_view(text, source.text.size());
+  source.text = std::string_view(keep(source.text), source.text.size());
   return row(1, [&](std::size_t) { return Code{&body, slots, this, source, says_other}; }).front();
+}
+
+char const* CodeStore::keep(std::string_view text) {
+  char* const copy = static_cast<char*>(memory_.allocate(text.size() + 1, 1));
+  text.copy(copy, text.size());
+  copy[text.size()] = '\0';
+  return copy;
 }
 
 CodeBody const& Code::own_body() const { return says_other ? store->body_saying(*this) : *body; }

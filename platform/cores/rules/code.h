@@ -183,6 +183,8 @@ class CodeStore {
                   bool says_other = false);
   /// All bodies, by their numbers.
   std::vector<CodeBody const*> const& bodies() const { return numbered_; }
+  /// A copy of `text`, which holds no NUL, good as long as the store.
+  char const* keep(std::string_view text);
   /// The tree of code of this store.
   std::shared_ptr<Syntax const> syntax_of(Code const& code);
   /// The body of a message of this store with what the message says.
@@ -232,6 +234,8 @@ class Compiler {
   std::vector<CodeBody const*> const& bodies() const { return store_->bodies(); }
   /// The code of a part of a rule.
   std::shared_ptr<Code const> compile(Syntax const& part, Scope const& scope, std::optional<Type> wanted);
+  /// A copy of `text`, which holds no NUL; the code of each rule keeps it.
+  char const* keep(std::string_view text) { return store_->keep(text); }
 
  private:
   void generate(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted);

@@ -372,10 +372,6 @@ Rule Rule::compile_template(std::string_view text, Scope const& scope, Compiler&
 }
 
 Type Rule::type() const { return code_->body->type; }
-std::string const& Rule::place() const {
-  static const std::string none;
-  return place_ ? *place_ : none;
-}
 std::span<std::uint32_t const> Rule::reads() const { return code_->reads; }
 std::size_t Rule::bytes() const {
   std::size_t bytes = code_->source.places * sizeof(Expression) + code_->body->program.size() * sizeof(Instruction);

@@ -106,8 +106,9 @@ class KDI_DOOR Rule {
   /// What it takes of memory, in bytes, about.
   std::size_t bytes() const;
   /// Where it stands, as its description names the place: `xram/1.0.json:27: parameters[3].enabled`; empty unless set.
-  std::string const& place() const;
-  void set_place(std::shared_ptr<std::string const> place) { place_ = std::move(place); }
+  std::string place() const { return place_; }
+  /// `place` is kept by the compiler that made the rule.
+  void set_place(char const* place) { place_ = place; }
 
  private:
   friend class Machine;
@@ -117,7 +118,7 @@ class KDI_DOOR Rule {
   std::shared_ptr<Syntax const> syntax() const;
 
   std::shared_ptr<Code const> code_;
-  std::shared_ptr<std::string const> place_;  // of all rules that one text of a description stands for
+  char const* place_ = "";  // kept by what keeps the code, for all rules that one text of a description stands for
 };
 
 /// Evaluates rules, one at a time; holds the memory that this needs.
