@@ -662,7 +662,7 @@ class CoreReader : public Scope {
       message.severity =
           static_cast<Severity>(entry.member("severity").choice({"info", "warning", "critical_warning", "error"}));
       message.when = rule(entry.member("when"), draft.places, Type(Kind::truth));
-      const std::string source = text(entry.member("text"), draft.places);
+      const std::string_view source = borrowed_text(entry.member("text"), draft.places);
       message.text = at(entry.member("text"), [&] { return Rule::compile_template(source, *this, compiler_); });
       extent_.add_rule(entry.member("text"), message.text.bytes());
       parameter.messages.push_back(std::move(message));
