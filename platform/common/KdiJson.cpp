@@ -141,6 +141,7 @@ class Builder {
     const std::size_t node = open_.back().node;
     auto& object = std::get<ObjectNode>(document_.nodes[node].value);
     object.members = close();
+    if (object.members.size() <= JsonDocument::kFew && !has_twins(object.members)) return true;
     members_ = object.members;
     const auto name_of = [this](std::size_t index) -> std::string const& { return document_.nodes[index].name; };
     // of two members with one name the later stands behind
@@ -198,6 +199,13 @@ class Builder {
     add(std::move(holder));
     open_.push_back({document_.nodes.size() - 1, held_.size()});
     return true;
+  }
+  // For a few, of which most differ in length.
+  bool has_twins(std::vector<std::size_t> const& members) const {
+    for (std::size_t i = 1; i < members.size(); ++i)
+      for (std::size_t j = 0; j < i; ++j)
+        if (document_.nodes[members[i]].name == document_.nodes[members[j]].name) return true;
+    return false;
   }
   // What the innermost list or object holds, which is complete.
   std::vector<std::size_t> close() {
