@@ -277,7 +277,10 @@ std::string JsonDocument::path_of(std::size_t index) const {
 
 std::size_t const* JsonDocument::lookup(std::size_t object, std::string_view name) const {
   auto const& members = std::get<ObjectNode>(nodes[object].value).members;
-  const auto is_it = [&](std::size_t index) { return nodes[index].name == name; };
+  const auto is_it = [&](std::size_t index) {
+    std::string const& other = nodes[index].name;
+    return other.size() == name.size() && (name.empty() || (other[0] == name[0] && other == name));
+  };
   if (members.size() <= kFew) {
     const auto found = std::find_if(members.begin(), members.end(), is_it);
     return found == members.end() ? nullptr : &*found;

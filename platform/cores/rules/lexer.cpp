@@ -35,7 +35,9 @@ bool is(char c, unsigned sorts) { return (kSorts[static_cast<unsigned char>(c)] 
 
 bool is_reserved(std::string_view word) {
   if (!text::is_lower(word[0])) return false;  // as most names begin
-  return std::find(kReserved.begin(), kReserved.end(), word) != kReserved.end();
+  return std::any_of(kReserved.begin(), kReserved.end(), [word](std::string_view reserved) {
+    return reserved.size() == word.size() && reserved[0] == word[0] && reserved == word;
+  });
 }
 bool is_comparison(std::string_view sign) {
   return std::find(kComparisons.begin(), kComparisons.end(), sign) != kComparisons.end();
@@ -67,9 +69,10 @@ Token::Sort Lexer::take() {
     return Token::Sort::number;
   }
   if (c == '\'') return take_text();
-  if (is(c, kBeginsComparison))
-    for (std::string_view sign : kComparisons)
-      if (text_.substr(at_).starts_with(sign)) return take_sign(sign.size());
+  if (is(c, kBeginsComparison)) {
+    if (at_ + 1 < text_.size() && text_[at_ + 1] == '=') return take_sign(2);
+    if (c == '<' || c == '>') return take_sign(1);
+  }
   if (is(c, kSign)) return take_sign(1);
   throw RuleError("a character that means nothing here", at_);
 }
