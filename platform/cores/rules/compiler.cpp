@@ -787,7 +787,8 @@ std::shared_ptr<Code const> Compiler::compile(std::string_view text, Writing wri
   const auto holds = [&](ComparedText const& one) { return can_hold(reader_->symbol_at(one.slot), one.text); };
   if (known != nullptr && std::all_of(known->compared.begin(), known->compared.end(), holds))
     return kept(store_->add(*known->body, reader_->slots(), {text, writing, known->places}, reader_->texts() > 0));
-  const Syntax syntax = parse(text, writing);
+  Syntax syntax;
+  parse_borrowed(text, writing, syntax);
   const std::uint32_t places = static_cast<std::uint32_t>(syntax.nodes.size());
   generate(syntax, scope, wanted);
   draft_.said = texts_of(syntax, writing);

@@ -333,6 +333,7 @@ class Parser {
       name.form = Form::literal;
       name.value = row_value(std::string(row.label));
     } else if (name.word.find('{') != std::string_view::npos) {
+      if (!syntax_.texts) syntax_.texts = std::make_shared<SyntaxTexts>();
       name.word =
           std::string_view(syntax_.texts->made.emplace_front(kdi::cores::in_row(name.word, row.variable, row.label)));
     }
@@ -508,15 +509,13 @@ std::vector<std::string> row_labels(std::string_view pattern) { return expand(pa
 
 namespace {
 
-void parse_expression(Syntax& syntax) {
+void parse_expression(std::string_view text, Syntax& syntax) {
   constexpr std::size_t kBytesOfANode = 6;  // about
-  std::string const& text = syntax.texts->source;
   syntax.nodes.reserve(text.size() / kBytesOfANode + 2);
   syntax.root = Parser(text, syntax, 0, text.size()).whole();
 }
 
-void parse_message(Syntax& syntax) {
-  const std::string_view text = syntax.texts->source;
+void parse_message(std::string_view text, Syntax& syntax) {
   Expression whole{Form::call, 0};
   whole.word = "concatenated";
   TemplatePieces pieces(text);
@@ -531,10 +530,15 @@ void parse_message(Syntax& syntax) {
 }  // namespace
 
 Syntax parse(std::string_view text, Writing writing) {
-  check_size(text);
-  Syntax syntax{{}, 0, std::make_shared<SyntaxTexts>(SyntaxTexts{std::string(text)})};
-  writing == Writing::message ? parse_message(syntax) : parse_expression(syntax);
+  const auto texts = std::make_shared<SyntaxTexts>(SyntaxTexts{std::string(text)});
+  Syntax syntax{{}, 0, texts};
+  parse_borrowed(texts->source, writing, syntax);
   return syntax;
+}
+
+void parse_borrowed(std::string_view text, Writing writing, Syntax& syntax) {
+  check_size(text);
+  writing == Writing::message ? parse_message(text, syntax) : parse_expression(text, syntax);
 }
 
 namespace {

@@ -117,6 +117,8 @@ constexpr std::size_t kMostPlaces = 50'000;  // of the tree of a rule, all rows 
 /// Parses `text`: an expression, or a message, in which `{expression}` stands for a value and `{{` and `}}` for braces;
 /// the tree of that gives the whole text. Throws RuleError.
 Syntax parse(std::string_view text, Writing writing = Writing::expression);
+/// The same into an empty tree, which borrows the text.
+void parse_borrowed(std::string_view text, Writing writing, Syntax& syntax);
 
 /// Whether `word` may name a parameter or a definition: letters, digits and `_`, no digit first, none of the language's
 /// own words.
