@@ -113,6 +113,47 @@ TEST(PadSearch, WholeCoresEndWithinTheirSteps) {
   EXPECT_GE(oversubscribed, 5);
 }
 
+// Several functions move and are given up with one peripheral, in thousands of ways: 5 ** 7 on pads that others want
+// too.
+TEST(PadSearch, WaysToSeatAPeripheralAreNotCountedUp) {
+  std::vector<PadFunction> functions;
+  for (std::uint32_t f = 0; f < 7; ++f) {
+    PadFunction function{"P" + std::to_string(f), "P", {}, 0};
+    for (std::uint32_t g = 0; g < 5; ++g) function.groups.push_back({std::to_string(g), {(f + 3 * g) % 8, 8 + f + g}});
+    functions.push_back(std::move(function));
+  }
+  functions.push_back({"Q", "Q", {{"0", {0}}, {"1", {8}}}, 0});
+  const std::optional<PadPlan> plan = free_assignment(functions);
+  ASSERT_TRUE(plan);
+  expect_sound(functions, *plan);
+  EXPECT_EQ(plan->unproven_within, 0);
+  EXPECT_EQ(plan->moved, std::vector<std::string>{"P"}) << shown(functions, *plan);
+  functions.back().groups.pop_back();
+  functions.push_back({"R", "R", {{"0", {1}}}, 0});
+  EXPECT_FALSE(free_assignment(functions));  // eight pads below 8, nine who each want one of them
+  const PadPlan keeps = nearest_repair(functions, PadRepair::fewest_given_up);
+  expect_sound(functions, keeps);
+  EXPECT_EQ(keeps.given_up, std::vector<std::string>{"P"}) << shown(functions, keeps);
+}
+
+// Requests that took seconds, or that had too many ways to be seated, when ways were counted up.
+TEST(PadSearch, FixedRequestsKeepTheirAnswers) {
+  struct Fixed {
+    std::uint64_t seed;
+    std::size_t given_up, moved;
+  };
+  for (Fixed const& fixed : {Fixed{8697, 3, 12}, Fixed{5156, 0, 20}}) {
+    SCOPED_TRACE("seed " + std::to_string(fixed.seed));
+    const std::vector<PadFunction> functions = RandomPads(fixed.seed).whole(fixed.seed % 11);
+    const PadPlan keeps = nearest_repair(functions, PadRepair::fewest_given_up);
+    expect_sound(functions, keeps);
+    EXPECT_EQ(keeps.unproven_within, 0);
+    EXPECT_EQ(keeps.given_up.size(), fixed.given_up);
+    EXPECT_EQ(keeps.moved.size(), fixed.moved);
+    EXPECT_EQ(free_assignment(functions).has_value(), fixed.given_up == 0);
+  }
+}
+
 TEST(PadSearch, TellsWhatItHasNotProven) {
   const std::vector<PadFunction> functions = RandomPads(2).whole(2);
   const PadPlan best = nearest_repair(functions, PadRepair::fewest_given_up);

@@ -20,7 +20,7 @@ namespace {
 constexpr int kScale = 1 << 12;  // prices are fractions of a cost
 constexpr int kSimplexSteps = 5000;
 constexpr int kStepsOfTrial = 20;
-constexpr std::size_t kTried = 3;  // choices, to find the one to be decided
+constexpr std::size_t kTried = 2;  // choices, to find the one to be decided
 constexpr double kLess = 4;        // the logarithm of how much less there is to do if the gap is closed
 constexpr int kMostRounds = 10;
 constexpr double kShareOfNone = 1e-6;
@@ -303,6 +303,7 @@ class Search {
   // The node with each option of one choice, the most promising first. What turns out to be in no plan is dropped.
   std::vector<Child> branch(Node& node) {
     const std::vector<std::size_t> undecided = least_decided(node);
+    shrink(node);
     std::vector<Child> best;
     double least = std::numeric_limits<double>::max();
     for (const std::size_t choice : undecided) {
@@ -340,10 +341,11 @@ class Search {
     std::vector<Child> children;
     for_each_live(node, choice, [&](Number option) {
       if (is_done() || work >= least || !effort_.spend()) return;
-      Child child{bound, node};
+      Child child{bound, {node.live, node.left, node.prices}};
       decide(child.node, option);
       bool is_alive = propagate(child.node);
-      if (is_alive && child.node.program) {
+      if (is_alive && node.program) {
+        child.node.program = node.program;
         take_solution(child.node, kStepsOfTrial);
         child.bound = std::max(bound, judge(child.node));
         take_if_plan();
@@ -380,6 +382,23 @@ class Search {
     for (Number i = 0; i < all_.size(); ++i)
       if (node.live.has(i)) live.push_back({i, choice_of_[i], all_[i]->cost, &limits_of_[i]});
     node.program.emplace(live, all_.size(), choices(), limits_);
+  }
+
+  // Leaves out of the program what is decided.
+  void shrink(Node& node) const {
+    if (!node.program) return;
+    constexpr std::size_t kNobody = ~std::size_t{0};
+    std::vector<std::size_t> taker(limits_.size(), kNobody);
+    std::vector<char> is_needed(limits_.size());
+    for (Number i = 0; i < all_.size(); ++i) {
+      if (!node.live.has(i)) continue;
+      for (const std::uint32_t limit : limits_of_[i]) {
+        if (taker[limit] != kNobody && taker[limit] != choice_of_[i]) is_needed[limit] = 1;
+        taker[limit] = choice_of_[i];
+      }
+    }
+    if (budget_) is_needed.back() = 1;
+    node.program->forget(is_needed);
   }
 
   void take_solution(Node& node, int steps) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace kdi::cores {
 namespace {
@@ -78,7 +79,10 @@ void PadPrices::pivot(std::size_t leaving, std::size_t column) {
   const bool is_sparse = places_.size() * kLanes / 2 < stride_;
   const auto clear = [&](double* cells) {
     const double factor = cells[column];
-    if (factor == 0) return factor;
+    if (std::abs(factor) <= kDust) {
+      cells[column] = 0;
+      return 0.0;
+    }
     cells[column] = 0;
     if (is_sparse)
       for (const std::uint32_t j : places_) cells[j] -= factor * own[j];
@@ -115,6 +119,58 @@ void PadPrices::drop_row(std::size_t i) {
   right_.pop_back();
   row_variable_.pop_back();
   cells_.resize(last * stride_);
+}
+
+void PadPrices::drop_column(std::size_t j) {
+  const std::size_t last = column_variable_.size() - 1;
+  where_[column_variable_[j]] = kNowhere;
+  for (std::size_t i = 0; i < right_.size(); ++i) row(i)[j] = std::exchange(row(i)[last], 0);
+  gain_[j] = std::exchange(gain_[last], 0);
+  if (j != last) {
+    column_variable_[j] = column_variable_[last];
+    where_[column_variable_[j]] = static_cast<std::uint32_t>(j) | kColumn;
+  }
+  column_variable_.pop_back();
+}
+
+// Whether the row is what a choice pays, all of it for one option that bears on nothing else: its column.
+bool PadPrices::is_decided(std::size_t i, std::size_t& column) const {
+  if (row_variable_[i] >= choices_) return false;
+  column = kNone;
+  for (std::size_t j = 0; j < column_variable_.size(); ++j) {
+    if (std::abs(row(i)[j]) <= kNil) continue;
+    if (column != kNone || column_variable_[j] < choices_ + limits_) return false;
+    column = j;
+  }
+  if (column == kNone) return false;
+  for (std::size_t other = 0; other < right_.size(); ++other)
+    if (other != i && std::abs(row(other)[column]) > kNil) return false;
+  return true;
+}
+
+// Rows of no more cells than they need.
+void PadPrices::narrow() {
+  const std::size_t stride = (column_variable_.size() + kLanes - 1) / kLanes * kLanes;
+  if (stride == stride_) return;
+  for (std::size_t i = 0; i < right_.size(); ++i) std::copy_n(row(i), stride, cells_.data() + i * stride);
+  cells_.resize(right_.size() * stride);
+  gain_.resize(stride);
+  stride_ = stride;
+}
+
+void PadPrices::forget(std::vector<char> const& needed) {
+  if (followed_) return;
+  for (std::size_t limit = 0; limit < limits_; ++limit) {
+    const std::uint32_t place = where_[choices_ + limit];
+    if (needed[limit] == 0 && place != kNowhere && (place & kColumn) != 0) drop_column(place & ~kColumn);
+  }
+  for (std::size_t i = right_.size(); i-- > 0;) {
+    std::size_t column = 0;
+    if (!is_decided(i, column)) continue;
+    drop_column(column);
+    drop_row(i);
+  }
+  narrow();
 }
 
 void PadPrices::remove(std::size_t option) {

@@ -32,6 +32,10 @@ class PadPrices {
   bool has(std::size_t option) const { return where_[choices_ + limits_ + option] != kNowhere; }
   /// The option is no longer there. It stays where its going makes no difference yet: has() tells.
   void remove(std::size_t option);
+  /// Makes the table small: forgets limits that are not `needed` where they have no price, and options that are all
+  /// that is left of their choice and that nobody else has to do with. Of these neither prices nor shares are told any
+  /// more.
+  void forget(std::vector<char> const& needed);
   /// Nearer to the solution, by at most so many steps.
   void solve(int steps);
 
@@ -47,6 +51,7 @@ class PadPrices {
   static constexpr std::uint32_t kNowhere = ~std::uint32_t{0};
   static constexpr std::uint32_t kColumn = std::uint32_t{1} << 31;  // set in places of columns
 
+  double const* row(std::size_t i) const { return cells_.data() + i * stride_; }
   double* row(std::size_t i) { return cells_.data() + i * stride_; }
   std::size_t entering() const;
   std::size_t leaving(std::size_t column, double direction) const;
@@ -54,6 +59,9 @@ class PadPrices {
   void step(std::size_t leaving, std::size_t column);
   void follow(std::size_t column, double direction);
   void drop_row(std::size_t i);
+  void drop_column(std::size_t j);
+  bool is_decided(std::size_t row, std::size_t& column) const;
+  void narrow();
 
   std::size_t numbers_, choices_, limits_;
   std::size_t stride_;  // of rows, whose cells behind the columns are 0
