@@ -183,10 +183,10 @@ class CoreReader : public Scope {
 
   std::optional<Symbol> symbol(std::string_view name) const override {
     if (const auto number = parameter(name)) return symbol_of(*number, Core::kValue);
-    const auto definition = definition_numbers_.find(name);
-    if (definition == definition_numbers_.end() || definition->second >= core_->definitions_.size())
-      return std::nullopt;
-    return Symbol{core_->definitions_[definition->second].rule.type(), core_->definition_slot(definition->second)};
+    const auto definition = definition_numbers_.find(
+        name, [this](std::uint32_t i) -> std::string const& { return core_->definitions_[i].name; });
+    if (!definition) return std::nullopt;
+    return Symbol{core_->definitions_[*definition].rule.type(), core_->definition_slot(*definition)};
   }
 
   std::optional<Symbol> aspect(std::string_view aspect, std::string_view name) const override {
@@ -633,7 +633,7 @@ class CoreReader : public Scope {
       if (core_->find(draft.name) || core_->find_user_name(draft.name))
         draft.rule.refuse("a name that no parameter has");
       Rule compiled = rule(draft.rule, draft.places, std::nullopt);
-      definition_numbers_.emplace(draft.name, static_cast<std::uint32_t>(core_->definitions_.size()));
+      definition_numbers_.add(draft.name, static_cast<std::uint32_t>(core_->definitions_.size()));
       core_->definitions_.push_back({draft.name, std::move(compiled)});
     }
     all_names_are_known_ = true;
@@ -657,14 +657,15 @@ class CoreReader : public Scope {
     for (const JsonValue entry : messages->items()) {
       entry.allow_only({"name", "severity", "when", "text"});
       Message message;
-      message.name = text(entry.member("name"), draft.places);
-      if (names.contains(message.name)) entry.member("name").refuse("a name that no other message here has");
+      const JsonValue name = entry.member("name"), said = entry.member("text");
+      message.name = text(name, draft.places);
+      if (names.contains(message.name)) name.refuse("a name that no other message here has");
       message.severity =
           static_cast<Severity>(entry.member("severity").choice({"info", "warning", "critical_warning", "error"}));
       message.when = rule(entry.member("when"), draft.places, Type(Kind::truth));
-      const std::string_view source = borrowed_text(entry.member("text"), draft.places);
-      message.text = at(entry.member("text"), [&] { return Rule::compile_template(source, *this, compiler_); });
-      extent_.add_rule(entry.member("text"), message.text.bytes());
+      const std::string_view source = borrowed_text(said, draft.places);
+      message.text = at(said, [&] { return Rule::compile_template(source, *this, compiler_); });
+      extent_.add_rule(said, message.text.bytes());
       parameter.messages.push_back(std::move(message));
       names.add(parameter.messages.back().name);
     }
@@ -936,7 +937,7 @@ class CoreReader : public Scope {
   std::map<std::string, std::size_t, std::less<>> definition_places_;  // by name
   std::vector<CompositeDraft> composite_drafts_;
   PresetDrafts presets_;
-  std::map<std::string, std::uint32_t, std::less<>> definition_numbers_;
+  NumberTable definition_numbers_;
   bool all_names_are_known_ = false;                          // the same text means the same from here on
   mutable std::vector<RememberedRule> rules_{kRemembered};    // by hashes of their texts, each the latest
   mutable std::vector<RememberedPlace> places_{kRemembered};  // by where their texts lie, likewise

@@ -493,10 +493,15 @@ bool is_name(std::string_view word) {
 }
 
 std::string in_row(std::string_view name, std::string_view variable, std::string_view label) {
-  std::string braced = "{", filled(name);
-  braced.append(variable).append("}");
-  for (std::size_t at = 0; (at = filled.find(braced, at)) != std::string::npos; at += label.size())
-    filled.replace(at, braced.size(), label);
+  std::string filled;
+  filled.reserve(name.size() + label.size());
+  for (std::size_t at = 0; at < name.size();) {
+    const std::string_view rest = name.substr(at);
+    const bool is_here =
+        rest[0] == '{' && rest.substr(1).starts_with(variable) && rest.substr(1 + variable.size()).starts_with('}');
+    filled += is_here ? label : rest.substr(0, 1);
+    at += is_here ? variable.size() + 2 : 1;
+  }
   return filled;
 }
 
