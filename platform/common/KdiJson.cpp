@@ -1,6 +1,8 @@
 #include "kdi/common/KdiJson.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <unordered_map>
@@ -44,6 +46,7 @@ struct JsonDocument {
 
   std::string path_of(std::size_t index) const;
   std::string place_of(std::size_t index) const;
+  void append_path(std::size_t index, std::string& path) const;
   std::size_t const* lookup(std::size_t object, std::string_view name) const;
 };
 
@@ -51,12 +54,27 @@ namespace {
 
 // --------------------------------------------------------------------------------------------------------- places
 
+constexpr std::size_t kUsualPath = 64;  // bytes, with its line
+
+void append_number(std::string& to, std::uint32_t number) {
+  constexpr std::size_t kMostDigits = 10;
+  std::array<char, kMostDigits> digits;
+  to.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr);
+}
+
 // A text of the file as part of an error: one line, whatever it holds.
-std::string printable(std::string_view text) {
+void append_printable(std::string& to, std::string_view text) {
   constexpr std::size_t kShown = 60;
-  if (text.size() <= kShown && std::none_of(text.begin(), text.end(), text::is_control)) return std::string(text);
-  std::string shown = text::shortened(text, kShown);
-  std::replace_if(shown.begin(), shown.end(), text::is_control, '?');
+  const std::size_t begin = to.size();
+  if (text.size() <= kShown)
+    to += text;
+  else
+    to += text::shortened(text, kShown);
+  std::replace_if(to.begin() + static_cast<std::ptrdiff_t>(begin), to.end(), text::is_control, '?');
+}
+std::string printable(std::string_view text) {
+  std::string shown;
+  append_printable(shown, text);
   return shown;
 }
 
@@ -250,29 +268,42 @@ std::unique_ptr<JsonDocument> parse(std::string_view text, std::string const& na
 }  // namespace
 
 std::string JsonDocument::place_of(std::size_t index) const {
-  std::string place = file;
-  place.append(":").append(std::to_string(nodes[index].line)).append(": ");
-  return place.append(path_of(index));
+  std::string place;
+  place.reserve(file.size() + kUsualPath);
+  append_number(place.append(file).append(":"), static_cast<std::uint32_t>(nodes[index].line));
+  append_path(index, place.append(": "));
+  return place;
 }
 
 std::string JsonDocument::path_of(std::size_t index) const {
-  if (index == 0) return "top level";
-  constexpr std::size_t kUsualSteps = 8, kUsualBytes = 64;
+  std::string path;
+  append_path(index, path);
+  return path;
+}
+
+// Of every rule of every core: with as few texts in between as may be.
+void JsonDocument::append_path(std::size_t index, std::string& path) const {
+  if (index == 0) {
+    path += "top level";
+    return;
+  }
+  constexpr std::size_t kUsualSteps = 8;
   std::vector<std::size_t> steps;
   steps.reserve(kUsualSteps);
   for (; index != 0; index = nodes[index].parent) steps.push_back(index);
-  std::string path;
-  path.reserve(kUsualBytes);
+  const std::size_t begin = path.size();
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
     Node const& at = nodes[*step];
     if (std::holds_alternative<ListNode>(nodes[at.parent].value)) {
-      path.append("[").append(std::to_string(at.position)).append("]");
+      append_number(path += '[', at.position);
+      path += ']';
     } else {
-      if (!path.empty()) path += '.';
-      path += printable(at.name);
+      if (path.size() > begin) path += '.';
+      append_printable(path, at.name);
     }
   }
-  return path.size() <= text::kMostShown ? path : text::shortened_in_the_middle(path);
+  if (path.size() - begin > text::kMostShown)
+    path.replace(begin, path.npos, text::shortened_in_the_middle(std::string_view(path).substr(begin)));
 }
 
 std::size_t const* JsonDocument::lookup(std::size_t object, std::string_view name) const {

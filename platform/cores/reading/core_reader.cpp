@@ -596,10 +596,6 @@ class CoreReader : public Scope {
   // Many rules say the same: that a peripheral is enabled, that a range is from 0 to 1. Those that do mostly stand near
   // one another; a memory of all of them would cost a large model more than it saves. So it is with their places.
   static constexpr std::size_t kRemembered = 1024;
-  struct RememberedRule {
-    std::string source;
-    Rule rule;  // of no text: none
-  };
   struct RememberedPlace {
     std::string const* text = nullptr;
     char const* place = nullptr;
@@ -607,12 +603,9 @@ class CoreReader : public Scope {
 
   template <class Compile>
   Rule const& remembered(std::string_view source, Type wanted, Compile compile) const {
-    RememberedRule& known = rules_[std::hash<std::string_view>()(source) % kRemembered];
-    if (known.source.empty() || known.source != source || known.rule.type() != wanted) {
-      known.rule = compile();
-      known.source = source;
-    }
-    return known.rule;
+    Rule& known = rules_[std::hash<std::string_view>()(source) % kRemembered];
+    if (!known.code_ || known.code_->source.text != source || known.type() != wanted) known = compile();
+    return known;
   }
 
   // Below the folder of cores, so that it reads the same wherever that lies.
@@ -939,7 +932,7 @@ class CoreReader : public Scope {
   PresetDrafts presets_;
   NumberTable definition_numbers_;
   bool all_names_are_known_ = false;                          // the same text means the same from here on
-  mutable std::vector<RememberedRule> rules_{kRemembered};    // by hashes of their texts, each the latest
+  mutable std::vector<Rule> rules_{kRemembered};              // by hashes of their texts, each the latest
   mutable std::vector<RememberedPlace> places_{kRemembered};  // by where their texts lie, likewise
   ClockDraft clocks_;
   PadDraft pads_;
