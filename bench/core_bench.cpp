@@ -72,8 +72,8 @@ bool measure_loading(std::string const& core, std::string const& version) {
     read.reset();
     return bench::processor_seconds_of([&] { read = Core::read(cores(), core, version); });
   };
-  // By the library that all JSON is parsed with, into its own values: what the project's reader makes of its events
-  // could be as slow as one likes.
+  // By the library that all JSON is parsed with, into its own values: a yardstick of the project's own would let
+  // loading off for a slow reader, and blame it for a fast one.
   const auto parse = [&] {
     return bench::processor_seconds_of([&] {
       for (std::string const& path : files)
