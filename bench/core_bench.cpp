@@ -56,12 +56,12 @@ void add_files(std::string const& name, std::set<std::string>& files) {
   if (!files.insert(path).second) return;
   const kdi::JsonFile file(path);
   if (const auto base = file.root().find("extends")) {
-    std::string const& words = base->text();
+    const std::string words(base->text());
     const std::string core = name.substr(0, name.find('/'));
     add_files((words.find('/') == std::string::npos ? core + "/" + words : words) + ".json", files);
   }
   if (const auto parts = file.root().find("includes"))
-    for (const kdi::JsonValue part : parts->items()) add_files(part.member("file").text(), files);
+    for (const kdi::JsonValue part : parts->items()) add_files(std::string(part.member("file").text()), files);
 }
 
 bool measure_loading(std::string const& core, std::string const& version) {

@@ -19,20 +19,20 @@ constexpr int kDeepestGroup = 16;  // of groups that name groups
 
 std::string text_or_none(JsonValue object, char const* name) {
   const auto found = object.find(name);
-  return found ? found->text() : std::string();
+  return std::string(found ? found->text() : "");
 }
 
 // What people read is never empty.
 std::string words_at(JsonValue value) {
   if (value.text().empty()) value.refuse("words");
-  return value.text();
+  return std::string(value.text());
 }
 std::string words_of(JsonValue object, char const* name) { return words_at(object.member(name)); }
 
 std::vector<std::string> texts_of(JsonValue object, char const* name) {
   std::vector<std::string> texts;
   if (const auto found = object.find(name))
-    for (const JsonValue text : found->items()) texts.push_back(text.text());
+    for (const JsonValue text : found->items()) texts.emplace_back(text.text());
   return texts;
 }
 
@@ -46,7 +46,7 @@ bool fits(std::string_view pattern, std::string_view name) {
   return false;
 }
 
-std::vector<std::string> fitting(std::vector<std::string> const& names, std::string const& pattern) {
+std::vector<std::string> fitting(std::vector<std::string> const& names, std::string_view pattern) {
   std::vector<std::string> found;
   std::copy_if(names.begin(), names.end(), std::back_inserter(found),
                [&](std::string const& name) { return fits(pattern, name); });
@@ -70,13 +70,13 @@ struct Group {
 
 // `name` in this family's file, or `family/name`.
 Group group_of(Scope const& scope, JsonValue reference, char const* kind) {
-  std::string const& text = reference.text();
+  const std::string_view text = reference.text();
   const std::size_t slash = text.find('/');
-  const std::string family = slash == std::string::npos ? scope.family : text.substr(0, slash);
-  const auto found = scope.reader.group(family, kind, slash == std::string::npos ? text : text.substr(slash + 1));
+  std::string family(slash == text.npos ? scope.family : text.substr(0, slash));
+  const auto found = scope.reader.group(family, kind, std::string(slash == text.npos ? text : text.substr(slash + 1)));
   if (!found) reference.refuse(std::string("a group among the ") + kind);
   if (scope.depth == kDeepestGroup) reference.refuse("a group that does not lead back to itself");
-  return {{scope.reader, family, scope.commands, scope.depth + 1}, *found};
+  return {{scope.reader, std::move(family), scope.commands, scope.depth + 1}, *found};
 }
 
 // The commands of the entry that `only` names; none if it names others.
@@ -94,7 +94,7 @@ void require_type(JsonValue type) {
 }
 
 void add_key(Scope const& scope, JsonValue value, std::vector<Key>& keys) {
-  Key key{value.name(), "", {}, "", {}};
+  Key key{std::string(value.name()), "", {}, "", {}};
   if (value.is_text()) {
     key.meaning = words_at(value);
   } else {
@@ -457,7 +457,7 @@ Page read_page(Frame frame, JsonValue value) {
     frame.defaults.insert(frame.defaults.begin(), *defaults);
   }
   Page page;
-  page.name = frame.family + "/" + value.name();
+  page.name.append(frame.family).append("/").append(value.name());
   page.title = words_of(value, "title");
   page.summary = words_of(value, "summary");
   page.about = texts_of(value, "about");

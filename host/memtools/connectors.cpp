@@ -43,13 +43,14 @@ Numbers read_connectors() {
     file.root().allow_only({"format", "supplies", "connectors"});
     file.root().member("format").integer(1, 1);
     std::set<std::string> supplies;
-    for (const kdi::JsonValue value : file.root().member("supplies").items()) supplies.insert(value.text());
+    for (const kdi::JsonValue value : file.root().member("supplies").items())
+      supplies.insert(std::string(value.text()));
     for (const kdi::JsonValue value : file.root().member("connectors").items()) {
       value.allow_only({"type", "modules", "source", "contacts"});
       value.member("source").text();
       const auto contacts = read_contacts(value.member("contacts"), supplies);
       for (const kdi::JsonValue module : value.member("modules").items())
-        all[{value.member("type").text(), module.text()}] = contacts;
+        all[{std::string(value.member("type").text()), std::string(module.text())}] = contacts;
     }
     break;  // the first root that has it counts
   }

@@ -5,9 +5,7 @@
 #include <charconv>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <unordered_map>
 #include <utility>
-#include <variant>
 
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
@@ -18,36 +16,50 @@ namespace {
 
 using nlohmann::json;
 
-// A number behind the largest signed one, which no caller's bounds take in, keeps its value as a double.
-struct ListNode {
-  std::vector<std::size_t> items;
-};
-struct ObjectNode {
-  std::vector<std::size_t> members;  // in the order of the file
+// Consecutive bytes of the text, or consecutive ones of what lists and objects hold. A file is no larger than 32 bits
+// count, nor has it more values than bytes.
+struct Span {
+  std::uint32_t begin = 0;
+  std::uint32_t size = 0;
 };
 
+// A number behind the largest signed one, which no caller's bounds take in, keeps its value as a double.
+enum class Kind : std::uint8_t { null, truth, whole, real, text, list, object };
+
+// Files of a hundred thousand parameters have nearly a million of these, which are as small as they can be: a text
+// stays where the file has it, and a list is a part of one that all share.
 struct Node {
-  std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, ListNode, ObjectNode> value;
-  std::string name;
+  union {
+    bool truth;
+    std::int64_t whole;
+    double real;
+    Span span{};  // of a text, or of what a list or object holds
+  };
+  Span name;
   std::uint32_t parent = 0;
   std::uint32_t position = 0;  // among the parent's items
-  int line = 0;
+  std::uint32_t line = 0;
+  Kind kind = Kind::null;
 };
+static_assert(sizeof(Node) <= 32, "a value takes more than it has to");
 
 }  // namespace
 
 struct JsonDocument {
   std::string file;
+  std::string text;         // in which a text of the file stands as it reads, without escapes
   std::vector<Node> nodes;  // in the order of the file; the first is the root
-  // Members in byte order of their names, of those objects that have more than a few: most differ in length, so that a
-  // few are quicker looked through.
+  // What each list or object holds, in the order of the file. An object with more than a few has its members a second
+  // time behind them, in byte order of their names: most differ in length, so that a few are quicker looked through.
+  std::vector<std::uint32_t> held;
   static constexpr std::size_t kFew = 12;
-  std::unordered_map<std::size_t, std::vector<std::size_t>> by_name;
 
+  std::string_view at(Span span) const { return {text.data() + span.begin, span.size}; }
+  std::string_view name_of(std::uint32_t index) const { return at(nodes[index].name); }
   std::string path_of(std::size_t index) const;
   std::string place_of(std::size_t index) const;
   void append_path(std::size_t index, std::string& path) const;
-  std::size_t const* lookup(std::size_t object, std::string_view name) const;
+  std::uint32_t const* lookup(Span members, std::string_view name) const;
 };
 
 namespace {
@@ -98,10 +110,24 @@ std::string one_of(std::initializer_list<std::string_view> words) { return "one 
 
 // -------------------------------------------------------------------------------------------------------- parsing
 
-// Walks a text for the parser and knows the line of the character that it gave last. A line break belongs to the line
-// that it ends, so that a number, which the parser knows complete only by the character behind it, is still on its
-// line.
-class CountingIterator {
+// How far the parser has read a text.
+struct Reading {
+  char const* at;       // behind the character that it was given last
+  char const* counted;  // up to where lines are
+  std::uint32_t line = 1;
+
+  // Of the character before `at`. A line break belongs to the line that it ends, so that a number, which the parser
+  // knows complete only by the character behind it, is still on its line.
+  std::uint32_t line_here() {
+    if (at == counted) return line;
+    line += static_cast<std::uint32_t>(std::count(counted, at - 1, '\n'));
+    counted = at - 1;
+    return line;
+  }
+};
+
+// Walks a text for the parser.
+class ReadingIterator {
  public:
   using difference_type = std::ptrdiff_t;
   using value_type = char;
@@ -109,75 +135,73 @@ class CountingIterator {
   using reference = char const&;
   using iterator_category = std::input_iterator_tag;
 
-  CountingIterator(char const* at, int* line) : at_(at), line_(line) {}
+  ReadingIterator(char const* at, Reading& reading) : at_(at), reading_(&reading) {}
   reference operator*() const { return *at_; }
-  CountingIterator& operator++() {
-    if (behind_break_) ++*line_;
-    behind_break_ = *at_ == '\n';
-    ++at_;
+  ReadingIterator& operator++() {
+    reading_->at = ++at_;
     return *this;
   }
-  bool operator==(CountingIterator const& other) const { return at_ == other.at_; }
-  bool operator!=(CountingIterator const& other) const { return at_ != other.at_; }
+  bool operator==(ReadingIterator const& other) const { return at_ == other.at_; }
+  bool operator!=(ReadingIterator const& other) const { return at_ != other.at_; }
 
  private:
   char const* at_;
-  int* line_;
-  bool behind_break_ = false;
+  Reading* reading_;
 };
 
 // Takes the parser's events and lays out the document.
 class Builder {
  public:
-  Builder(JsonDocument& document, int const& line) : document_(document), line_(line) {}
+  Builder(JsonDocument& document, Reading& reading) : document_(document), reading_(reading) {}
 
-  bool null() { return add(nullptr); }
-  bool boolean(bool value) { return add(value); }
-  bool number_integer(json::number_integer_t value) { return add(std::int64_t{value}); }
+  bool null() {
+    add(Kind::null);
+    return true;
+  }
+  bool boolean(bool value) {
+    add(Kind::truth).truth = value;
+    return true;
+  }
+  bool number_integer(json::number_integer_t value) {
+    add(Kind::whole).whole = value;
+    return true;
+  }
   bool number_unsigned(json::number_unsigned_t value) {
-    if (value > static_cast<json::number_unsigned_t>(std::numeric_limits<std::int64_t>::max()))
-      return add(static_cast<double>(value));
-    return add(static_cast<std::int64_t>(value));
+    if (value > static_cast<json::number_unsigned_t>(std::numeric_limits<std::int64_t>::max())) {
+      add(Kind::real).real = static_cast<double>(value);
+      return true;
+    }
+    return number_integer(static_cast<json::number_integer_t>(value));
   }
   bool number_float(json::number_float_t /*read_by_locale*/, std::string const& digits) {
     std::string plain = digits;
     for (char& c : plain)
       if (std::string_view("+-0123456789eE").find(c) == std::string_view::npos) c = '.';
-    return add(number::whole<double>(plain).value_or(0));
+    add(Kind::real).real = number::whole<double>(plain).value_or(0);
+    return true;
   }
-  // Copied: the parser goes on with the room that it has made, and what is kept takes none to spare.
-  bool string(std::string& value) { return add(std::string(value)); }
+  bool string(std::string const& value) {
+    Node& added = add(Kind::text);
+    added.span = settle(value);
+    return true;
+  }
   bool binary(json::binary_t& /*not in JSON*/) { return false; }
 
-  bool start_object(std::size_t /*unknown*/) { return open(ObjectNode{}); }
-  bool start_array(std::size_t /*unknown*/) { return open(ListNode{}); }
-  bool key(std::string& name) {
-    name_ = name;
+  bool start_object(std::size_t /*unknown*/) { return open(Kind::object); }
+  bool start_array(std::size_t /*unknown*/) { return open(Kind::list); }
+  bool key(std::string const& name) {
+    reading_.line_here();
+    name_ = settle(name);
     return true;
   }
   bool end_object() {
-    const std::size_t node = open_.back().node;
-    auto& object = std::get<ObjectNode>(document_.nodes[node].value);
-    object.members = close();
-    if (object.members.size() <= JsonDocument::kFew && !has_twins(object.members)) return true;
-    members_ = object.members;
-    const auto name_of = [this](std::size_t index) -> std::string const& { return document_.nodes[index].name; };
-    // of two members with one name the later stands behind
-    std::sort(members_.begin(), members_.end(), [&](std::size_t a, std::size_t b) {
-      const int order = name_of(a).compare(name_of(b));
-      return order != 0 ? order < 0 : a < b;
-    });
-    const auto twin = std::adjacent_find(members_.begin(), members_.end(),
-                                         [&](std::size_t a, std::size_t b) { return name_of(a) == name_of(b); });
-    if (twin != members_.end())
-      throw JsonError(document_.place_of(twin[1]) + ": expected each name once, found it on line " +
-                      std::to_string(document_.nodes[*twin].line) + " before");
-    if (members_.size() > JsonDocument::kFew) document_.by_name.emplace(node, members_);
+    const Span members = close();
+    if (members.size <= JsonDocument::kFew && !has_twins(members)) return true;
+    order(members);
     return true;
   }
   bool end_array() {
-    auto& list = std::get<ListNode>(document_.nodes[open_.back().node].value);
-    list.items = close();
+    close();
     return true;
   }
 
@@ -193,58 +217,85 @@ class Builder {
     std::replace_if(
         what.begin(), what.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80U; }, '?');
     const std::string path = open_.empty() ? "top level" : document_.path_of(open_.back().node);
-    throw JsonError(document_.file + ":" + std::to_string(line_) + ": " + path + ": expected JSON, found a " + what);
+    throw JsonError(document_.file + ":" + std::to_string(reading_.line_here()) + ": " + path +
+                    ": expected JSON, found a " + what);
   }
 
  private:
-  template <class Value>
-  bool add(Value value) {
-    const std::size_t index = document_.nodes.size();
+  // Where the text that was just read stands: written in front of its closing quote, over the form with escapes, which
+  // is never shorter and which the parser is past. Lines are counted up to there before, since what was escaped may
+  // hold breaks.
+  Span settle(std::string const& text) {
+    char* const begin = document_.text.data() + (reading_.at - 1 - document_.text.data()) - text.size();
+    std::copy(text.begin(), text.end(), begin);
+    return {static_cast<std::uint32_t>(begin - document_.text.data()), static_cast<std::uint32_t>(text.size())};
+  }
+  Node& add(Kind kind) {
+    const auto index = static_cast<std::uint32_t>(document_.nodes.size());
     Node& added = document_.nodes.emplace_back();
-    added.line = line_;
-    added.value.template emplace<Value>(std::move(value));
-    if (open_.empty()) return true;
-    added.parent = static_cast<std::uint32_t>(open_.back().node);
-    if (std::holds_alternative<ListNode>(document_.nodes[added.parent].value))
+    added.kind = kind;
+    added.line = reading_.line_here();
+    if (open_.empty()) return added;
+    added.parent = open_.back().node;
+    if (document_.nodes[added.parent].kind == Kind::list)
       added.position = static_cast<std::uint32_t>(held_.size() - open_.back().held);
     else
-      added.name = std::move(name_);
+      added.name = name_;
     held_.push_back(index);
-    return true;
+    return added;
   }
-  template <class Holder>
-  bool open(Holder holder) {
-    add(std::move(holder));
-    open_.push_back({document_.nodes.size() - 1, held_.size()});
+  bool open(Kind kind) {
+    add(kind);
+    open_.push_back({static_cast<std::uint32_t>(document_.nodes.size() - 1), held_.size()});
     return true;
   }
   // For a few, of which most differ in length.
-  bool has_twins(std::vector<std::size_t> const& members) const {
-    for (std::size_t i = 1; i < members.size(); ++i)
-      for (std::size_t j = 0; j < i; ++j)
-        if (document_.nodes[members[i]].name == document_.nodes[members[j]].name) return true;
+  bool has_twins(Span members) const {
+    std::uint32_t const* const first = document_.held.data() + members.begin;
+    for (std::uint32_t i = 1; i < members.size; ++i)
+      for (std::uint32_t j = 0; j < i; ++j)
+        if (document_.name_of(first[i]) == document_.name_of(first[j])) return true;
     return false;
   }
+  // Puts the members in the order of their names behind themselves.
+  void order(Span members) {
+    std::vector<std::uint32_t>& held = document_.held;
+    const auto name_of = [this](std::uint32_t index) { return document_.name_of(index); };
+    held.resize(held.size() + members.size);
+    const auto first = held.begin() + members.begin, ordered = first + members.size;
+    std::copy(first, ordered, ordered);
+    // of two members with one name the later stands behind
+    std::sort(ordered, held.end(), [&](std::uint32_t a, std::uint32_t b) {
+      const int order = name_of(a).compare(name_of(b));
+      return order != 0 ? order < 0 : a < b;
+    });
+    const auto twin = std::adjacent_find(ordered, held.end(),
+                                         [&](std::uint32_t a, std::uint32_t b) { return name_of(a) == name_of(b); });
+    if (twin != held.end())
+      throw JsonError(document_.place_of(twin[1]) + ": expected each name once, found it on line " +
+                      std::to_string(document_.nodes[*twin].line) + " before");
+  }
   // What the innermost list or object holds, which is complete.
-  std::vector<std::size_t> close() {
+  Span close() {
     const auto begin = held_.begin() + static_cast<std::ptrdiff_t>(open_.back().held);
-    std::vector<std::size_t> held(begin, held_.end());
+    const Span span{static_cast<std::uint32_t>(document_.held.size()), static_cast<std::uint32_t>(held_.end() - begin)};
+    document_.held.insert(document_.held.end(), begin, held_.end());
     held_.erase(begin, held_.end());
+    document_.nodes[open_.back().node].span = span;
     open_.pop_back();
-    return held;
+    return span;
   }
 
   struct Open {
-    std::size_t node;
+    std::uint32_t node;
     std::size_t held;  // where what it holds begins
   };
 
   JsonDocument& document_;
-  int const& line_;
-  std::vector<Open> open_;            // the lists and objects round the next value, outermost first
-  std::vector<std::size_t> held_;     // by all of them so far
-  std::vector<std::size_t> members_;  // of an object, in order
-  std::string name_;
+  Reading& reading_;
+  std::vector<Open> open_;           // the lists and objects round the next value, outermost first
+  std::vector<std::uint32_t> held_;  // by all of them so far
+  Span name_;
 };
 
 // About as many values as a text has, or so many that growing with more of them costs little: those of a large file
@@ -254,14 +305,22 @@ std::size_t values_in(std::string_view text) {
   return std::min(text.size() / kBytesOfAValue + 1, kMost);
 }
 
-std::unique_ptr<JsonDocument> parse(std::string_view text, std::string const& name) {
+std::string copied(std::string_view text, std::string const& name) {
   if (text.size() > std::numeric_limits<std::uint32_t>::max()) throw JsonError(name + ": has more than 4 GiB");
+  return std::string(text);
+}
+
+std::unique_ptr<JsonDocument> parse(std::string text, std::string const& name) {
   auto document = std::make_unique<JsonDocument>();
   document->file = name;
-  document->nodes.reserve(values_in(text));
-  int line = 1;
-  Builder events(*document, line);
-  json::sax_parse(CountingIterator(text.data(), &line), CountingIterator(text.data() + text.size(), &line), &events);
+  document->text = std::move(text);
+  const std::size_t values = values_in(document->text);
+  document->nodes.reserve(values);
+  document->held.reserve(values);
+  char const* const begin = document->text.data();
+  Reading reading{begin, begin};
+  Builder events(*document, reading);
+  json::sax_parse(ReadingIterator(begin, reading), ReadingIterator(begin + document->text.size(), reading), &events);
   return document;
 }
 
@@ -270,7 +329,7 @@ std::unique_ptr<JsonDocument> parse(std::string_view text, std::string const& na
 std::string JsonDocument::place_of(std::size_t index) const {
   std::string place;
   place.reserve(file.size() + kUsualPath);
-  append_number(place.append(file).append(":"), static_cast<std::uint32_t>(nodes[index].line));
+  append_number(place.append(file).append(":"), nodes[index].line);
   append_path(index, place.append(": "));
   return place;
 }
@@ -294,63 +353,62 @@ void JsonDocument::append_path(std::size_t index, std::string& path) const {
   const std::size_t begin = path.size();
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
     Node const& at = nodes[*step];
-    if (std::holds_alternative<ListNode>(nodes[at.parent].value)) {
+    if (nodes[at.parent].kind == Kind::list) {
       append_number(path += '[', at.position);
       path += ']';
     } else {
       if (path.size() > begin) path += '.';
-      append_printable(path, at.name);
+      append_printable(path, this->at(at.name));
     }
   }
   if (path.size() - begin > text::kMostShown)
     path.replace(begin, path.npos, text::shortened_in_the_middle(std::string_view(path).substr(begin)));
 }
 
-std::size_t const* JsonDocument::lookup(std::size_t object, std::string_view name) const {
-  auto const& members = std::get<ObjectNode>(nodes[object].value).members;
-  const auto is_it = [&](std::size_t index) {
-    std::string const& other = nodes[index].name;
+std::uint32_t const* JsonDocument::lookup(Span members, std::string_view name) const {
+  std::uint32_t const* const first = held.data() + members.begin;
+  std::uint32_t const* const last = first + members.size;
+  const auto is_it = [&](std::uint32_t index) {
+    const std::string_view other = name_of(index);
     return other.size() == name.size() && (name.empty() || (other[0] == name[0] && other == name));
   };
-  if (members.size() <= kFew) {
-    const auto found = std::find_if(members.begin(), members.end(), is_it);
-    return found == members.end() ? nullptr : &*found;
+  if (members.size <= kFew) {
+    std::uint32_t const* const found = std::find_if(first, last, is_it);
+    return found == last ? nullptr : found;
   }
-  std::vector<std::size_t> const& ordered = by_name.at(object);
-  const auto at = std::lower_bound(ordered.begin(), ordered.end(), name,
-                                   [this](std::size_t index, std::string_view key) { return nodes[index].name < key; });
-  return at != ordered.end() && is_it(*at) ? &*at : nullptr;
+  std::uint32_t const* const end = last + members.size;
+  std::uint32_t const* const found = std::lower_bound(
+      last, end, name, [this](std::uint32_t index, std::string_view key) { return name_of(index) < key; });
+  return found != end && is_it(*found) ? found : nullptr;
 }
 
 // ---------------------------------------------------------------------------------------------------------- values
 
 namespace {
 
-template <class Type>
-Type const* as(JsonDocument const* document, std::size_t index) {
-  return std::get_if<Type>(&document->nodes[index].value);
-}
+Node const& node(JsonDocument const* document, std::size_t index) { return document->nodes[index]; }
+Kind kind(JsonDocument const* document, std::size_t index) { return node(document, index).kind; }
 
 }  // namespace
 
-bool JsonValue::is_object() const { return as<ObjectNode>(document_, index_) != nullptr; }
-bool JsonValue::is_list() const { return as<ListNode>(document_, index_) != nullptr; }
-bool JsonValue::is_text() const { return as<std::string>(document_, index_) != nullptr; }
-bool JsonValue::is_boolean() const { return as<bool>(document_, index_) != nullptr; }
-bool JsonValue::is_null() const { return as<std::nullptr_t>(document_, index_) != nullptr; }
+bool JsonValue::is_object() const { return kind(document_, index_) == Kind::object; }
+bool JsonValue::is_list() const { return kind(document_, index_) == Kind::list; }
+bool JsonValue::is_text() const { return kind(document_, index_) == Kind::text; }
+bool JsonValue::is_boolean() const { return kind(document_, index_) == Kind::truth; }
+bool JsonValue::is_null() const { return kind(document_, index_) == Kind::null; }
 bool JsonValue::is_number() const {
-  return as<std::int64_t>(document_, index_) != nullptr || as<double>(document_, index_) != nullptr;
+  return kind(document_, index_) == Kind::whole || kind(document_, index_) == Kind::real;
 }
 
 bool JsonValue::boolean() const {
-  if (bool const* value = as<bool>(document_, index_)) return *value;
+  if (is_boolean()) return node(document_, index_).truth;
   refuse("true or false");
 }
 
 std::int64_t JsonValue::integer(std::int64_t least, std::int64_t most) const {
   using Limits = std::numeric_limits<std::int64_t>;
-  std::int64_t const* const value = as<std::int64_t>(document_, index_);
-  if (value != nullptr && *value >= least && *value <= most) return *value;
+  Node const& value = node(document_, index_);
+  if (value.kind == Kind::whole && value.whole >= least && value.whole <= most) return value.whole;
   refuse(bounded("an integer", least != Limits::min(), std::to_string(least), most != Limits::max(),
                  std::to_string(most)));
 }
@@ -358,21 +416,22 @@ std::int64_t JsonValue::integer(std::int64_t least, std::int64_t most) const {
 double JsonValue::number(double least, double most) const {
   using Limits = std::numeric_limits<double>;
   std::optional<double> value;
-  if (std::int64_t const* whole = as<std::int64_t>(document_, index_)) value = static_cast<double>(*whole);
-  if (double const* real = as<double>(document_, index_)) value = *real;
+  Node const& written = node(document_, index_);
+  if (written.kind == Kind::whole) value = static_cast<double>(written.whole);
+  if (written.kind == Kind::real) value = written.real;
   if (value && *value >= least && *value <= most) return *value;
   refuse(bounded("a number", least != Limits::lowest(), number::shortest(least), most != Limits::max(),
                  number::shortest(most)));
 }
 
-std::string const& JsonValue::text() const {
-  if (std::string const* value = as<std::string>(document_, index_)) return *value;
+std::string_view JsonValue::text() const {
+  if (is_text()) return document_->at(node(document_, index_).span);
   refuse("a text");
 }
 
 std::size_t JsonValue::choice(std::initializer_list<std::string_view> words) const {
-  if (std::string const* value = as<std::string>(document_, index_)) {
-    const auto at = std::find(words.begin(), words.end(), *value);
+  if (is_text()) {
+    const auto at = std::find(words.begin(), words.end(), text());
     if (at != words.end()) return static_cast<std::size_t>(at - words.begin());
   }
   refuse(one_of(words));
@@ -385,7 +444,7 @@ JsonValue JsonValue::member(std::string_view name) const {
 
 std::optional<JsonValue> JsonValue::find(std::string_view name) const {
   if (!is_object()) refuse("an object");
-  std::size_t const* const index = document_->lookup(index_, name);
+  std::uint32_t const* const index = document_->lookup(node(document_, index_).span, name);
   if (index == nullptr) return std::nullopt;
   return JsonValue(document_, *index);
 }
@@ -396,27 +455,44 @@ void JsonValue::allow_only(std::initializer_list<std::string_view> names) const 
       throw JsonError(value.place() + ": expected " + one_of(names) + " as the field's name");
 }
 
+JsonRange JsonValue::held() const {
+  const Span span = node(document_, index_).span;
+  return {document_, document_->held.data() + span.begin, span.size};
+}
+
 JsonRange JsonValue::items() const {
-  if (ListNode const* list = as<ListNode>(document_, index_)) return {document_, &list->items};
+  if (is_list()) return held();
   refuse("a list");
 }
 
 JsonRange JsonValue::members() const {
-  if (ObjectNode const* object = as<ObjectNode>(document_, index_)) return {document_, &object->members};
+  if (is_object()) return held();
   refuse("an object");
 }
 
-std::string const& JsonValue::name() const { return document_->nodes[index_].name; }
-int JsonValue::line() const { return document_->nodes[index_].line; }
+std::string_view JsonValue::name() const { return document_->at(node(document_, index_).name); }
+int JsonValue::line() const { return static_cast<int>(node(document_, index_).line); }
 std::string JsonValue::place() const { return document_->place_of(index_); }
 
 std::string JsonValue::found() const {
-  if (bool const* truth = as<bool>(document_, index_)) return *truth ? "true" : "false";
-  if (std::int64_t const* whole = as<std::int64_t>(document_, index_)) return "the number " + std::to_string(*whole);
-  if (double const* real = as<double>(document_, index_)) return "the number " + number::shortest(*real);
-  if (std::string const* text = as<std::string>(document_, index_)) return "the text \"" + printable(*text) + "\"";
-  if (is_list()) return "a list";
-  return is_object() ? "an object" : "null";
+  Node const& value = node(document_, index_);
+  switch (value.kind) {
+    case Kind::null:
+      return "null";
+    case Kind::truth:
+      return value.truth ? "true" : "false";
+    case Kind::whole:
+      return "the number " + std::to_string(value.whole);
+    case Kind::real:
+      return "the number " + number::shortest(value.real);
+    case Kind::text:
+      return "the text \"" + printable(text()) + "\"";
+    case Kind::list:
+      return "a list";
+    case Kind::object:
+      break;
+  }
+  return "an object";
 }
 
 void JsonValue::refuse(std::string const& expectation) const {
@@ -428,7 +504,7 @@ void JsonValue::refuse(std::string const& expectation) const {
 
 JsonFile::JsonFile(std::string const& path, std::size_t most_bytes)
     : document_(parse(read_file(path, most_bytes), path)) {}
-JsonFile::JsonFile(std::string_view text, std::string const& name) : document_(parse(text, name)) {}
+JsonFile::JsonFile(std::string_view text, std::string const& name) : document_(parse(copied(text, name), name)) {}
 JsonFile::JsonFile(JsonFile&&) noexcept = default;
 JsonFile& JsonFile::operator=(JsonFile&&) noexcept = default;
 JsonFile::~JsonFile() = default;

@@ -26,7 +26,7 @@ std::string value_in_file(JsonValue value, Type type) {
   if (type == Type::integer) return std::to_string(value.integer());
   if (type == Type::text) {
     if (!canonical_value(type, value.text())) value.refuse(accepted_form(type));
-    return value.text();
+    return std::string(value.text());
   }
   return value.boolean() ? "true" : "false";
 }
@@ -93,11 +93,12 @@ std::vector<FileValue> read_values(JsonFile const& file, std::string const& path
   for (const JsonValue value : file.root().members()) {
     Type type{};
     try {
-      type = type_of(value.name());
+      type = type_of(std::string(value.name()));
     } catch (std::invalid_argument const& unknown) {
       throw JsonError(value.place() + ": expected the name of a declared parameter: " + unknown.what());
     }
-    values.push_back({value.name(), value_in_file(value, type), path + ":" + std::to_string(value.line())});
+    values.push_back(
+        {std::string(value.name()), value_in_file(value, type), path + ":" + std::to_string(value.line())});
   }
   return values;
 }

@@ -25,7 +25,8 @@ std::vector<Loading> read_loadings(JsonFile const& file) {
   std::vector<Loading> all;
   for (const JsonValue value : file.root().member("limits").items()) {
     value.allow_only({"type", "what", "from", "slots", "rate_mbps"});
-    all.push_back({value.member("type").text(), kWhat[value.member("what").choice({"slot", "rank", "stack", "width"})],
+    all.push_back({std::string(value.member("type").text()),
+                   kWhat[value.member("what").choice({"slot", "rank", "stack", "width"})],
                    static_cast<int>(value.member("from").integer(1, 4096)), slots_of(value),
                    static_cast<int>(value.member("rate_mbps").integer(1, kMostRate))});
   }

@@ -37,17 +37,17 @@ class TypeReader {
  public:
   explicit TypeReader(JsonFile const& file) : root_(file.root()) {}
 
-  std::string name() const { return root_.member("type").text(); }
+  std::string name() const { return std::string(root_.member("type").text()); }
   std::string like() const {
     const auto like = root_.find("like");
-    return like ? like->text() : std::string();
+    return std::string(like ? like->text() : "");
   }
 
   std::unique_ptr<MemoryType const> read(std::string const& stem, MemoryType const* base) const {
     root_.allow_only({"format", "type", "source", "like", "densities_mbit", "figures", "latencies", "speed_bins"});
     root_.member("format").integer(1, 1);
     if (name() != stem) root_.member("type").refuse("the name of the file, " + text::quoted(stem));
-    auto type = std::make_unique<MemoryType>(name(), root_.member("source").text());
+    auto type = std::make_unique<MemoryType>(name(), std::string(root_.member("source").text()));
     if (type->source_.empty()) root_.member("source").refuse("the standard that the figures are from");
     if (base != nullptr) {
       type->figures_ = base->figures_;
@@ -73,13 +73,13 @@ class TypeReader {
   static std::string number(JsonValue value) {
     const auto read = number::whole<double>(value.text());
     if (!read || !(*read >= 0 && *read <= kLongestNs)) value.refuse("a number from 0 to 100000 as a text");
-    return value.text();
+    return std::string(value.text());
   }
 
   static Figures figures(JsonValue value) {
     Figures all;
     for (const JsonValue figure : value.members()) {
-      std::string const& name = figure.name();
+      const std::string name(figure.name());
       if (!name.ends_with("_ns") && !name.ends_with("_nCK"))
         figure.refuse("a name that ends in _ns or _nCK, which says what the figure counts");
       all.emplace(name, number(figure));
@@ -116,7 +116,7 @@ class TypeReader {
     type.bins_.clear();
     for (const JsonValue one : list.items()) {
       one.allow_only({"name", "rate_mtps", "figures"});
-      SpeedBin bin{one.member("name").text(), one.member("rate_mtps").integer(1, kHighestRate),
+      SpeedBin bin{std::string(one.member("name").text()), one.member("rate_mtps").integer(1, kHighestRate),
                    figures(one.member("figures"))};
       bin.figures.emplace("rate_mtps", std::to_string(bin.rate_mtps));
       for (SpeedBin const& other : type.bins_)

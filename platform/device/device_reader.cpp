@@ -124,12 +124,12 @@ PowerNames power_names(Sections const& sections) {
   PowerNames names;
   for (const JsonValue type : sections.member("transceivers").items())
     for (const JsonValue pll : type.member("plls").items())
-      names.plls[type.member("type").text()].insert(pll.member("name").text());
+      names.plls[std::string(type.member("type").text())].insert(std::string(pll.member("name").text()));
   for (const JsonValue controller : sections.member("memory_controllers").items())
     for (const JsonValue memory : controller.member("interfaces").items())
-      names.memory_types.insert(memory.member("type").text());
+      names.memory_types.insert(std::string(memory.member("type").text()));
   for (const JsonValue primitive : sections.member("clock_primitives").items())
-    names.primitives.insert(primitive.member("name").text());
+    names.primitives.insert(std::string(primitive.member("name").text()));
   return names;
 }
 
@@ -154,7 +154,7 @@ NameFields read_name_fields(JsonValue list) {
       const JsonValue text = entry.member("value");
       if (!text.text().empty()) word(text);
       seen.add(text, text.text());
-      texts.push_back({text.text(), properties(entry.find("properties"))});
+      texts.push_back({std::string(text.text()), properties(entry.find("properties"))});
     }
     combinations *= texts.size();
     if (texts.empty() || combinations > kMostParts)

@@ -130,8 +130,8 @@ Layout read_layout(JsonValue value, PadBudget& budget) {
   return layout;
 }
 
-std::map<std::string, Layout> read_layouts(JsonValue list, PadBudget& budget) {
-  std::map<std::string, Layout> layouts;
+std::map<std::string, Layout, std::less<>> read_layouts(JsonValue list, PadBudget& budget) {
+  std::map<std::string, Layout, std::less<>> layouts;
   UniqueNames names;
   for (const JsonValue value : list.items()) {
     const JsonValue name = value.member("name");
@@ -381,7 +381,7 @@ void read_clock_regions(std::optional<JsonValue> object, Device& device) {
 }
 
 void read_banks(JsonValue layouts_list, JsonValue list, Device& device, UniqueNames& pad_names, PadBudget& budget) {
-  const std::map<std::string, Layout> layouts = read_layouts(layouts_list, budget);
+  const std::map<std::string, Layout, std::less<>> layouts = read_layouts(layouts_list, budget);
   std::set<std::pair<int, int>> places;
   std::set<int> triplets;
   for (const JsonValue value : list.items()) {

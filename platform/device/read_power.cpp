@@ -22,7 +22,7 @@ TransceiverPower read_transceiver(JsonValue value, PowerNames const& known) {
   if (power.points.empty()) value.member("points").refuse("at least one point");
   power.pll_w = quantities(value.member("pll_w"));
   for (JsonValue pll : value.member("pll_w").members())
-    if (plls->second.count(pll.name()) == 0) pll.refuse("the name of one of the transceiver's PLLs");
+    if (plls->second.count(std::string(pll.name())) == 0) pll.refuse("the name of one of the transceiver's PLLs");
   for (std::string const& pll : plls->second) value.member("pll_w").member(pll);
   power.equaliser_w = quantities(value.member("equaliser_w"));
   power.loss_w_per_db = quantity(value.member("loss_w_per_db"));

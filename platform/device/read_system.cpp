@@ -59,7 +59,8 @@ std::vector<std::map<std::string, double>> read_clocks(JsonValue limits, std::ve
     by_grade.push_back(quantities(clocks));
     for (const JsonValue clock : clocks.members()) {
       if (!is_word(clock.name())) clock.refuse("a clock whose name is a word");
-      if (by_grade.front().count(clock.name()) == 0) clock.refuse("a clock that the first speed grade has");
+      if (by_grade.front().count(std::string(clock.name())) == 0)
+        clock.refuse("a clock that the first speed grade has");
     }
     if (by_grade.back().size() != by_grade.front().size()) clocks.refuse("all clocks of the first speed grade");
   });

@@ -86,7 +86,7 @@ void read_quads(JsonValue list, std::map<std::string, TypePads> const& types, De
                 PadBudget& budget) {
   for (const JsonValue value : list.items()) {
     value.allow_only({"numbers", "type", "slr"});
-    const auto type = types.find(value.member("type").text());
+    const auto type = types.find(std::string(value.member("type").text()));
     if (type == types.end()) value.member("type").refuse("the type of a transceiver");
     const int slr = read_slr(value.member("slr"), device);
     for (const int number : expand_numbers(value.member("numbers"))) {

@@ -29,8 +29,9 @@ void Counts::require_known() const {
     if (!entry.known) entry.value.refuse("the name of a clock primitive, a clock buffer or a block memory");
 }
 
-void UniqueNames::add(JsonValue value, std::string const& name) {
-  if (!names_.insert(name).second) value.refuse("a name that does not occur twice (\"" + name + "\" does)");
+void UniqueNames::add(JsonValue value, std::string_view name) {
+  if (!names_.emplace(name).second)
+    value.refuse("a name that does not occur twice (\"" + std::string(name) + "\" does)");
 }
 
 bool is_word(std::string_view text) {
@@ -40,10 +41,10 @@ bool is_word(std::string_view text) {
   });
 }
 
-std::string const& word(JsonValue value) {
-  std::string const& text = value.text();
+std::string word(JsonValue value) {
+  const std::string_view text = value.text();
   if (!is_word(text)) value.refuse("a word of letters, digits and _-+., at most 64 long");
-  return text;
+  return std::string(text);
 }
 
 std::vector<std::string> words(JsonValue list) {

@@ -47,7 +47,7 @@ class Counts {
 class UniqueNames {
  public:
   /// Refuses `name` at `value` if it came before.
-  void add(JsonValue value, std::string const& name);
+  void add(JsonValue value, std::string_view name);
   bool has(std::string const& name) const { return names_.count(name) != 0; }
 
  private:
@@ -55,7 +55,7 @@ class UniqueNames {
 };
 
 /// A text of letters, digits and `_ - + .`, not empty, at most 64 long.
-std::string const& word(JsonValue value);
+std::string word(JsonValue value);
 bool is_word(std::string_view text);
 /// A list of words without repetition.
 std::vector<std::string> words(JsonValue list);

@@ -25,7 +25,8 @@ ParamInfo read_param_info_text(std::string_view text, std::string const& name) {
   const JsonValue root = file.root();
   root.allow_only({"format", "kind", "instance", "data"});
   root.member("format").integer(kFormat, kFormat);
-  return {root.member("instance").text(), root.member("kind").text(), root.member("data").text()};
+  return {std::string(root.member("instance").text()), std::string(root.member("kind").text()),
+          std::string(root.member("data").text())};
 }
 
 ParamInfo read_param_info(std::string const& path) { return read_param_info_text(read_file(path), path); }

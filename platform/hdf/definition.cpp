@@ -69,7 +69,7 @@ std::string manifest_of(HardwareDefinition const& definition) {
 ParamMap read_attributes(std::optional<JsonValue> object) {
   ParamMap attributes;
   if (object)
-    for (const JsonValue value : object->members()) attributes[value.name()] = value.text();
+    for (const JsonValue value : object->members()) attributes[std::string(value.name())] = std::string(value.text());
   return attributes;
 }
 

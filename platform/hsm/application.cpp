@@ -13,8 +13,8 @@ namespace {
 constexpr std::size_t kMostWords = 200;  // of one list
 
 // A name without folders, so that an application is what its own folder has.
-std::string const& file_name(JsonValue value) {
-  std::string const& name = value.text();
+std::string file_name(JsonValue value) {
+  std::string name(value.text());
   if (name.empty() || name.front() == '.' || name.front() == '-' || name.find('/') != std::string::npos)
     value.refuse("the name of a file in the folder");
   return name;
@@ -29,9 +29,9 @@ StrVec list(JsonValue values, Read read) {
   return all;
 }
 
-std::string const& word(JsonValue value) {
+std::string word(JsonValue value) {
   if (value.text().empty()) value.refuse("a word");
-  return value.text();
+  return std::string(value.text());
 }
 
 bool is_folder_name(std::string const& name) {

@@ -54,7 +54,7 @@ StrVec outputs_in(std::string const& directory, RegisterMap const& map) {
   for (const kdi::JsonValue output : root.member("outputs").items()) {
     if (std::find(known.begin(), known.end(), output.text()) == known.end())
       output.refuse("an output of the core: " + kdi::text::joined(known, ", "));
-    outputs.push_back(output.text());
+    outputs.emplace_back(output.text());
   }
   return outputs;
 }

@@ -73,13 +73,13 @@ std::string parameters_of(std::string const& path) {
   const kdi::JsonFile file(std::string_view(text), path);
   file.root().allow_only({"format", "core", "parameters", "mio"});
   for (const kdi::JsonValue value : file.root().member("parameters").members())
-    parameters.insert_or_assign(value.name(), value.text());
+    parameters.insert_or_assign(std::string(value.name()), std::string(value.text()));
   return json_object(parameters);
 }
 
 void add_pads(kdi::JsonValue core, ParamMap& mio) {
   for (const kdi::JsonValue pad : core.member("pads").items())
-    mio.insert_or_assign(pad.member("pad").text(), pad.member("function").text());
+    mio.insert_or_assign(std::string(pad.member("pad").text()), std::string(pad.member("function").text()));
 }
 
 // Who sits on which pad; of a wizard the pads of all its cores.

@@ -47,7 +47,7 @@ MonitorMeasurement read_measurement(kdi::JsonValue row) {
 }
 
 std::uint32_t read_word(kdi::JsonValue value) {
-  std::string const& text = value.text();
+  const std::string_view text = value.text();
   std::uint32_t word = 0;
   char const* const end = text.data() + text.size();
   if (text.size() != kHexadecimal.size() + kDigits || !text.starts_with(kHexadecimal) ||
@@ -59,10 +59,10 @@ std::uint32_t read_word(kdi::JsonValue value) {
 MonitorData read_core(kdi::JsonValue root) {
   root.allow_only({"format", "instance", "core", "version", "part", "measurements", "dictionaries", "registers"});
   root.member("format").integer(1, 1);
-  MonitorData data{root.member("instance").text(),
-                   root.member("core").text(),
-                   root.member("version").text(),
-                   root.member("part").text(),
+  MonitorData data{std::string(root.member("instance").text()),
+                   std::string(root.member("core").text()),
+                   std::string(root.member("version").text()),
+                   std::string(root.member("part").text()),
                    {},
                    {},
                    {}};
@@ -75,7 +75,7 @@ MonitorData read_core(kdi::JsonValue root) {
   std::set<std::string> names;
   for (const kdi::JsonValue row : root.member("registers").items()) {
     row.allow_only({"register", "value"});
-    std::string const& name = row.member("register").text();
+    const std::string name(row.member("register").text());
     if (!names.insert(name).second) row.member("register").refuse("a register that does not come twice");
     data.registers.emplace_back(name, read_word(row.member("value")));
   }

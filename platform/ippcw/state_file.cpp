@@ -15,7 +15,7 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 26;
 
 ParamMap map_of(kdi::JsonValue object) {
   ParamMap map;
-  for (const kdi::JsonValue value : object.members()) map[value.name()] = value.text();
+  for (const kdi::JsonValue value : object.members()) map[std::string(value.name())] = std::string(value.text());
   return map;
 }
 
@@ -26,7 +26,7 @@ StateFile read_state(std::string const& path) {
   const kdi::JsonValue root = file.root();
   root.allow_only({"format", "core", "parameters", "mio"});
   root.member("format").integer(kFormat, kFormat);
-  return {root.member("core").text(), map_of(root.member("parameters")), map_of(root.member("mio"))};
+  return {std::string(root.member("core").text()), map_of(root.member("parameters")), map_of(root.member("mio"))};
 }
 
 }  // namespace hardip_eng

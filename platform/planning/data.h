@@ -18,7 +18,7 @@ namespace kdi::planning::data {
 inline std::string volts(JsonValue value) {
   const auto read = number::whole<double>(value.text());
   if (!read || !(*read > 0 && *read <= 5)) value.refuse("a voltage above 0 and up to 5 as a text");
-  return value.text();
+  return std::string(value.text());
 }
 
 /// False where it is missing.
@@ -30,13 +30,13 @@ inline bool flag(JsonValue object, char const* name) {
 /// Empty where it is missing.
 inline std::string text(JsonValue object, char const* name) {
   const auto value = object.find(name);
-  return value ? value->text() : std::string();
+  return std::string(value ? value->text() : "");
 }
 
 inline std::vector<std::string> texts(JsonValue object, char const* name) {
   std::vector<std::string> all;
   if (const auto list = object.find(name))
-    for (const JsonValue value : list->items()) all.push_back(value.text());
+    for (const JsonValue value : list->items()) all.emplace_back(value.text());
   return all;
 }
 

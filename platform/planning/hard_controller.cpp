@@ -45,12 +45,12 @@ class HardControllerReader {
   }
 
  private:
-  SiteLane lane(std::string const& text, JsonValue at) const {
+  SiteLane lane(std::string_view text, JsonValue at) const {
     const std::size_t point = text.find('.');
     const auto bank = number::whole<int>(std::string_view(text).substr(0, point));
     if (point == std::string::npos || !bank || *bank < 0 || *bank >= made_.banks_ || point + 1 == text.size())
       at.refuse("a lane like 0.B1, with a bank from 0 to " + std::to_string(made_.banks_ - 1));
-    return {*bank, text.substr(point + 1)};
+    return {*bank, std::string(text.substr(point + 1))};
   }
 
   SiteLane byte_lane(JsonValue value) {
@@ -63,7 +63,7 @@ class HardControllerReader {
   static Words words(JsonValue list, std::set<std::string> const& needed, std::set<std::string> seen = {}) {
     Words all;
     for (const JsonValue value : list.items()) {
-      std::string const& word = value.text();
+      const std::string word(value.text());
       if (word.empty() || (word != kFree && !seen.insert(word).second)) value.refuse("a word that is not there before");
       all.push_back(word);
     }

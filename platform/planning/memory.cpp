@@ -59,7 +59,7 @@ ByWidth read_by_width(JsonValue object, char const* name) {
 
 std::pair<std::string, std::string> read_pair(JsonValue list) {
   if (list.items().size() != 2) list.refuse("two names, of the positive and the negative signal");
-  return {list.items()[0].text(), list.items()[1].text()};
+  return {std::string(list.items()[0].text()), std::string(list.items()[1].text())};
 }
 
 std::string direction_of(JsonValue object, char const* name, std::string const& unless) {

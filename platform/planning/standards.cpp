@@ -20,10 +20,10 @@ void read_rate(JsonValue value, IoStandard& standard) {
     return;
   }
   int highest = 0;
-  RatesByGrade& rates = standard.grade_rates[value.name()];
+  RatesByGrade& rates = standard.grade_rates[std::string(value.name())];
   for (const JsonValue rate : value.members()) {
     rates.emplace(rate.name(), static_cast<int>(rate.integer(1, kHighestRate)));
-    highest = std::max(highest, rates.at(rate.name()));
+    highest = std::max(highest, rates.at(std::string(rate.name())));
   }
   if (rates.empty()) value.refuse("a rate for a speed grade at least");
   standard.rate_mbps.emplace(value.name(), highest);

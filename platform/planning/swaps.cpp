@@ -16,8 +16,8 @@ std::vector<MirrorPair> read_pairs(JsonValue rule) {
   if (const auto list = rule.find("pairs"))
     for (const JsonValue pair : list->items()) {
       if (pair.items().size() != 3) pair.refuse("a port and two of its indices");
-      pairs.push_back(
-          {pair.items()[0].text(), data::whole(pair.items()[1], 0, 63), data::whole(pair.items()[2], 0, 63)});
+      pairs.push_back({std::string(pair.items()[0].text()), data::whole(pair.items()[1], 0, 63),
+                       data::whole(pair.items()[2], 0, 63)});
     }
   return pairs;
 }
@@ -32,9 +32,9 @@ std::vector<SwapRule> read_rules() {
     for (const JsonValue value : file.root().member("swaps").items()) {
       value.allow_only({"what", "types", "not_modules", "pairs", "text", "source", "bound_by_checksum"});
       value.member("what").choice({"bit", "nibble", "byte", "rank", "mirror"});
-      rules.push_back({value.member("what").text(), data::texts(value, "types"), data::texts(value, "not_modules"),
-                       read_pairs(value), value.member("text").text(), value.member("source").text(),
-                       data::flag(value, "bound_by_checksum")});
+      rules.push_back({std::string(value.member("what").text()), data::texts(value, "types"),
+                       data::texts(value, "not_modules"), read_pairs(value), std::string(value.member("text").text()),
+                       std::string(value.member("source").text()), data::flag(value, "bound_by_checksum")});
     }
     break;  // the first root that has it counts
   }

@@ -54,7 +54,7 @@ void each(JsonValue list, std::initializer_list<std::string_view> fields, Read r
 }
 std::string name_at(JsonValue value) {
   if (value.text().empty() || value.text().size() > 64) value.refuse("a name of at most 64 bytes");
-  return value.text();
+  return std::string(value.text());
 }
 template <class All>
 std::string new_name(JsonValue one, All const& all) {
@@ -285,9 +285,9 @@ std::vector<Protocol> protocols() {
     file.root().member("format").integer(1, 1);
     for (const JsonValue one : file.root().member("protocols").items()) {
       one.allow_only({"name", "source", "rate_gbps", "reference_mhz", "modulation", "encoding", "ppm"});
-      Protocol protocol{one.member("name").text(),          one.member("source").text(),
-                        one.member("rate_gbps").text(),     one.member("reference_mhz").text(),
-                        one.member("modulation").text(),    one.member("encoding").text(),
+      Protocol protocol{std::string(one.member("name").text()),       std::string(one.member("source").text()),
+                        std::string(one.member("rate_gbps").text()),  std::string(one.member("reference_mhz").text()),
+                        std::string(one.member("modulation").text()), std::string(one.member("encoding").text()),
                         whole(one.member("ppm"), 0, 10'000)};
       if (protocol.source.empty()) one.member("source").refuse("the standard that the figures are from");
       if (named(all, protocol.name) == nullptr) all.push_back(std::move(protocol));
@@ -304,7 +304,7 @@ std::vector<std::string> stock_oscillators() {
     const JsonFile file(path);
     file.root().allow_only({"format", "mhz"});
     file.root().member("format").integer(1, 1);
-    for (const JsonValue one : file.root().member("mhz").items()) all.push_back(one.text());
+    for (const JsonValue one : file.root().member("mhz").items()) all.emplace_back(one.text());
   }
   return all;
 }

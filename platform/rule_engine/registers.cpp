@@ -91,7 +91,8 @@ std::vector<Section> read_sections(JsonFile const& file) {
     const bool is_lane = section.name == "TX" || section.name == "RX";
     if (!is_lane) value.member("name").choice({"PLL", "COMMON"});
     for (const JsonValue quantity : root.member("quantities").member(is_lane ? "TX_RX" : section.name).members())
-      for (const JsonValue setting : quantity.items()) section.moved_by[quantity.name()].push_back(setting.text());
+      for (const JsonValue setting : quantity.items())
+        section.moved_by[std::string(quantity.name())].emplace_back(setting.text());
     for (const JsonValue attribute : value.member("attributes").items())
       section.attributes.push_back(read_attribute(attribute, section));
     if (section.attributes.empty()) value.member("attributes").refuse("an attribute at least");

@@ -32,11 +32,11 @@ Words told(std::string const& group) {
   static const kdi::JsonFile file(places::data("commands/memory.json"));
   Words words;
   for (const kdi::JsonValue key : file.root().member("groups").member("keys").member(group).members()) {
-    Word& word = words[key.name()];
+    Word& word = words[std::string(key.name())];
     word.type = key.member("type").text();
     word.meaning = key.member("meaning").text();
     if (const auto values = key.find("values"))
-      for (const kdi::JsonValue value : values->items()) word.values.insert(value.text());
+      for (const kdi::JsonValue value : values->items()) word.values.insert(std::string(value.text()));
   }
   return words;
 }

@@ -177,14 +177,14 @@ void read_rows(std::string const& path, std::vector<Row>& read) {
     row.allow_only({"core", "version", "parameter", "message", "settings", "text"});
     const auto word = [&](char const* field) {
       const auto found = row.find(field);
-      return found ? found->text() : file.root().member(field).text();
+      return std::string(found ? found->text() : file.root().member(field).text());
     };
     read.push_back({std::filesystem::path(path).stem(),
                     word("core"),
                     word("version"),
-                    row.member("parameter").text(),
-                    row.member("message").text(),
-                    row.member("text").text(),
+                    std::string(row.member("parameter").text()),
+                    std::string(row.member("message").text()),
+                    std::string(row.member("text").text()),
                     {}});
     for (const kdi::JsonValue setting : row.member("settings").members())
       read.back().settings.emplace_back(setting.name(), setting.text());
@@ -417,7 +417,7 @@ struct Silent {
 
 void read_silent(std::string const& core, Silent& silent) {
   const kdi::JsonFile file(places::data("cores/" + core + "/silent.json"));
-  if (const auto base = file.root().find("extends")) read_silent(base->text(), silent);
+  if (const auto base = file.root().find("extends")) read_silent(std::string(base->text()), silent);
   const auto read = [&](char const* field, std::set<std::string>& names) {
     for (const kdi::JsonValue reason : file.root().member(field).members()) {
       EXPECT_FALSE(reason.text().empty());

@@ -32,6 +32,8 @@ using hardip_eng::MonitorMeasurement;
 using hardip_eng::SatelliteRow;
 using test_support::Random;
 
+std::string text_of(kdi::JsonValue object, char const* name) { return std::string(object.member(name).text()); }
+
 class Outputs : public testing::Test {
  protected:
   HardIPInterface* core(std::string const& name, std::string const& version = "1.0",
@@ -126,8 +128,7 @@ TEST_F(Outputs, TellThePowerOfEachPeripheral) {
     HardIPManager::getInstance()->deleteInstance(context_, ignored);
     const kdi::JsonFile file(text, "power");
     for (const kdi::JsonValue item : file.root().member("items").items())
-      if (item.member("kind").text() == "dynamic")
-        drawn[item.member("item").text()] = item.member("milliwatts").number();
+      if (item.member("kind").text() == "dynamic") drawn[text_of(item, "item")] = item.member("milliwatts").number();
     return drawn;
   };
   const auto without = drawn_with({});
@@ -371,13 +372,13 @@ struct PowerTold {
     std::map<std::string, double> supplies;
     for (const kdi::JsonValue item : file.root().member("items").items()) {
       const double milliwatts = item.member("milliwatts").number(0, 1e6);
-      kinds[item.member("kind").text()] += milliwatts;
-      supplies[item.member("supply").text()] += milliwatts;
+      kinds[text_of(item, "kind")] += milliwatts;
+      supplies[text_of(item, "supply")] += milliwatts;
       total += milliwatts;
     }
     EXPECT_NEAR(file.root().member("total").number(0, 1e6), total, 1e-6);
     for (const kdi::JsonValue supply : file.root().member("supplies").items())
-      EXPECT_NEAR(supply.member("milliwatts").number(0, 1e6), supplies.at(supply.member("supply").text()), 1e-6);
+      EXPECT_NEAR(supply.member("milliwatts").number(0, 1e6), supplies.at(text_of(supply, "supply")), 1e-6);
     EXPECT_EQ(file.root().member("supplies").items().size(), supplies.size());
   }
   kdi::JsonFile file;
@@ -454,7 +455,7 @@ TEST(SystemPower, TellsOfAStandardThatIsNone) {
 // What resistors draw: Kirchhoff's law at the line, solved as it stands, is the other way to it.
 double drawn_by_line(kdi::JsonValue standard) {
   const double volts = standard.member("volts").number(0, 10);
-  std::string const& end = standard.member("end").text();
+  const std::string_view end = standard.member("end").text();
   if (end == "open") return 0;
   const double driver = 1 / standard.member("driver_ohm").number(1, 1e6),
                whole = 1 / standard.member("termination_ohm").number(1, 1e6);
@@ -477,14 +478,17 @@ TEST(SystemPower, HasTheTerminationsOfAMemoryByItsStandard) {
     const kdi::JsonFile data(places::data(one.first));
     const kdi::JsonValue memory = data.root().member("systems").items()[0].member("memory");
     for (const kdi::JsonValue standard : memory.member("standards").members()) {
-      ParamMap values{
-          {"_DDR_ENABLE", "1"}, {"_DDR_TYPE", standard.name()}, {"_DDR_BUS_WIDTH", "32"}, {"_DDR_ECC", "0"}};
+      ParamMap values{{"_DDR_ENABLE", "1"},
+                      {"_DDR_TYPE", std::string(standard.name())},
+                      {"_DDR_BUS_WIDTH", "32"},
+                      {"_DDR_ECC", "0"}};
       const auto drawn = [&] {
         const auto power = kdi::power::system_power(*kdi::device::find_part(one.second), {}, {},
                                                     [&](std::string const& end) { return values.at(end); });
         double milliwatts = 0;
         for (kdi::power::SystemItem const& item : power->terminations) {
-          EXPECT_EQ(item.item, "Terminations of " + standard.name() + " (" + standard.member("standard").text() + ")");
+          EXPECT_EQ(item.item,
+                    "Terminations of " + std::string(standard.name()) + " (" + text_of(standard, "standard") + ")");
           EXPECT_EQ(item.supply, memory.member("supply").text());
           milliwatts += item.milliwatts;
         }
@@ -508,7 +512,7 @@ TEST(SystemPower, HasTheTerminationsOfPadsByTheirStandard) {
                bus = 1 / system.member("line_ohm").member("I2C").number(1, 1e6);
   for (const kdi::JsonValue standard : system.member("standards").members()) {
     const double volts = standard.member("volts").number(0, 10), pull = 1 / standard.member("pull_ohm").number(1, 1e6);
-    ParamMap values{{"_BANK0_IO_STANDARD", standard.name()},
+    ParamMap values{{"_BANK0_IO_STANDARD", std::string(standard.name())},
                     {"_BANK1_IO_STANDARD", "LVCMOS1.8"},
                     {"_MIO_3_PULLUP", "1"},
                     {"_MIO_4_PULLUP", "0"},
@@ -524,7 +528,7 @@ TEST(SystemPower, HasTheTerminationsOfPadsByTheirStandard) {
     EXPECT_EQ(power->levels[2].termination_milliwatts, 0);
     EXPECT_EQ(power->levels[2].standard, standard.name());
     ASSERT_EQ(power->terminations.size(), 1U);
-    EXPECT_EQ(power->terminations[0].item, "Terminations MIO 0 .. 15 (" + standard.name() + ")");
+    EXPECT_EQ(power->terminations[0].item, "Terminations MIO 0 .. 15 (" + std::string(standard.name()) + ")");
     EXPECT_EQ(power->terminations[0].supply, "VCCO_500");
     EXPECT_NEAR(power->terminations[0].milliwatts, square * (pull + 2 * bus), 1e-9);
   }
@@ -545,16 +549,16 @@ TEST_F(Outputs, TellOfPadsWhatTheirPowerSumsUp) {
   const kdi::JsonFile pads(pads_text, "IOPAD_DATA");
   for (const kdi::JsonValue pad : pads.root().member("pads").items()) {
     EXPECT_EQ(pad.member("standard").text(), pad.member("supply").text() == "VCCO_500" ? "LVCMOS3.3" : "LVCMOS1.8");
-    sums["pads " + pad.member("supply").text()] += pad.member("milliwatts").number(0, 1e6);
-    sums["terminations " + pad.member("supply").text()] += pad.member("termination_milliwatts").number(0, 1e6);
+    sums["pads " + text_of(pad, "supply")] += pad.member("milliwatts").number(0, 1e6);
+    sums["terminations " + text_of(pad, "supply")] += pad.member("termination_milliwatts").number(0, 1e6);
   }
   EXPECT_GE(sums.size(), 4U);
   const PowerTold told(power_text);
   for (const kdi::JsonValue item : told.file.root().member("items").items()) {
-    std::string const& kind = item.member("kind").text();
+    const std::string kind = text_of(item, "kind");
     if (kind != "pads" && kind != "terminations") continue;
-    EXPECT_NEAR(item.member("milliwatts").number(0, 1e6), sums[kind + " " + item.member("supply").text()], 0.02);
-    sums.erase(kind + " " + item.member("supply").text());
+    EXPECT_NEAR(item.member("milliwatts").number(0, 1e6), sums[kind + " " + text_of(item, "supply")], 0.02);
+    sums.erase(kind + " " + text_of(item, "supply"));
   }
   for (auto const& [what, milliwatts] : sums) EXPECT_EQ(milliwatts, 0) << what;
 }

@@ -47,7 +47,7 @@ TEST_P(DriverData, IsThatOfTheCore) {
   Texts described;
   for (std::string const& folder : kdi::list_directory(hiw("cdospec"))) {
     const kdi::JsonFile file(hiw("cdospec/" + folder + "/registers.json"));
-    for (const kdi::JsonValue output : file.root().member("outputs").items()) described.push_back(output.text());
+    for (const kdi::JsonValue output : file.root().member("outputs").items()) described.emplace_back(output.text());
   }
   std::sort(described.begin(), described.end());
   EXPECT_EQ(described, RegisterMap::of(core_)->outputs()) << "each output once";

@@ -3,10 +3,15 @@
 #include <sys/mman.h>
 
 #include <cmath>
+#include <iterator>
+#include <map>
 #include <random>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "kdi/common/KdiJson.h"
+#include "kdi/common/KdiJsonText.h"
 #include "tests/support/decimal_comma.h"
 #include "tests/support/random.h"
 #include "tests/support/scratch.h"
@@ -44,7 +49,8 @@ TEST(JsonFile, AnswersByNameAndType) {
   EXPECT_TRUE(root.member("n").is_null());
   EXPECT_FALSE(root.find("x").has_value());
   std::string order;
-  for (const kdi::JsonValue value : root.member("").members()) order += value.name() + std::to_string(value.integer());
+  for (const kdi::JsonValue value : root.member("").members())
+    order += std::string(value.name()) + std::to_string(value.integer());
   EXPECT_EQ(order, "b1a2");
   EXPECT_TRUE(root.is_object() && root.member("l").is_list() && root.member("t").is_boolean());
   EXPECT_TRUE(root.member("i").is_number() && root.member("d").is_number() && root.member("s").is_text());
@@ -191,6 +197,70 @@ TEST(JsonFile, ReadsNumbersAlikeUnderADecimalComma) {
             "f:1: [0]: expected a number from 0.25 to 1500.5, found the number 1234567.5");
   EXPECT_NE(fault_of("[1,5.5,]"), "no fault");
   EXPECT_STREQ(std::localeconv()->decimal_point, ",");
+}
+
+// Texts stay where the file has them, those with escapes in front of their closing quote.
+TEST(JsonFile, TextsWithEscapesLeaveWhatStandsRoundThem) {
+  const kdi::JsonFile file = file_of(
+      "{\"\\u0061\\n\\n\": \"\\u0000\\n\\ud834\\udd1e\\\\\", \"plain\": [\"\", \"\\t\", \"x\"],\n"
+      " \"q\\\"\": \"\\\"\"}");
+  const kdi::JsonValue root = file.root();
+  ASSERT_EQ(root.members().size(), 3U);
+  EXPECT_EQ(root.members()[0].name(), "a\n\n");
+  EXPECT_EQ(root.member("a\n\n").text(), std::string_view("\0\n\xF0\x9D\x84\x9E\\", 7));
+  const kdi::JsonRange texts = root.member("plain").items();
+  EXPECT_EQ(texts[0].text(), "");
+  EXPECT_EQ(texts[1].text(), "\t");
+  EXPECT_EQ(texts[2].text(), "x");
+  EXPECT_EQ(root.member("plain").line(), 1);
+  EXPECT_EQ(root.member("q\"").text(), "\"");
+  EXPECT_EQ(root.member("q\"").line(), 2);  // breaks that were escaped are none of the file
+}
+
+// Random trees, written and read back, against the trees themselves.
+TEST(JsonFile, ReadsBackWhatWasWritten) {
+  constexpr int kRounds = 200;
+  test_support::Random random(27);
+  for (int round = 0; round < kRounds; ++round) {
+    const auto text = [&] {
+      constexpr std::string_view kCharacters[] = {"a", "b", "\n", "\"", "\\", "\xC3\xA4", std::string_view("\0", 1)};
+      std::string made;
+      for (std::size_t i = random.below(6); i > 0; --i) made += kCharacters[random.below(std::size(kCharacters))];
+      return made;
+    };
+    std::map<std::string, std::vector<std::string>> lists;
+    int line = 1;
+    std::map<std::string, int> lines;
+    std::string written = "{";
+    for (std::size_t i = random.below(30); i > 0; --i) {
+      const std::string name = text();
+      if (lists.contains(name)) continue;
+      written += lists.empty() ? "" : ",";
+      if (random.below(2) == 0) {
+        written += '\n';
+        ++line;
+      }
+      lines[name] = line;
+      kdi::text::append_json_text(written, name);
+      written += ": [";
+      std::vector<std::string>& list = lists[name];
+      for (std::size_t j = random.below(4); j > 0; --j) {
+        list.push_back(text());
+        kdi::text::append_json_text(written += list.size() > 1 ? "," : "", list.back());
+      }
+      written += "]";
+    }
+    const kdi::JsonFile file = file_of(written + "}");
+    ASSERT_EQ(file.root().members().size(), lists.size()) << written;
+    for (auto const& [name, list] : lists) {
+      const kdi::JsonValue value = file.root().member(name);
+      EXPECT_EQ(value.name(), name);
+      EXPECT_EQ(value.line(), lines.at(name)) << written;
+      ASSERT_EQ(value.items().size(), list.size()) << written;
+      for (std::size_t i = 0; i < list.size(); ++i) EXPECT_EQ(value.items()[i].text(), list[i]);
+    }
+    EXPECT_FALSE(file.root().find("none").has_value());
+  }
 }
 
 // Its values are counted in 32 bits. No such text is in memory: it is refused before any of it is looked at.

@@ -111,7 +111,7 @@ SubCore described_sub_core(JsonValue entry) {
   for (const JsonValue one : first_of->items()) {
     one.allow_only({"core", "version"});
     if (added.first_of.size() == kMostKinds) first_of->refuse("at most 100 cores");
-    added.first_of.push_back({one.member("core").text(), one.member("version").text()});
+    added.first_of.push_back({std::string(one.member("core").text()), std::string(one.member("version").text())});
   }
   if (added.first_of.empty()) first_of->refuse("at least one core");
   added.core = added.first_of.front().core;

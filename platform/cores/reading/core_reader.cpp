@@ -264,8 +264,8 @@ class CoreReader : public Scope {
                      "interface", "clocks",      "pads",         "composites", "sub_cores",    "presets",
                      "boards",    "sub_presets", "measurements", "registers"});
     root.member("format").integer(1, 1);
-    const std::string name = root.member("core").text();
-    const std::string version = root.member("version").text();
+    const std::string name(root.member("core").text());
+    const std::string version(root.member("version").text());
     if (const auto base = root.find("extends")) extend(*base, name, depth);
     core_->name_ = name;
     core_->version_ = version;
@@ -290,10 +290,10 @@ class CoreReader : public Scope {
   // `version` of the same core, or `core/version`.
   void extend(JsonValue base, std::string const& name, int depth) {
     if (directory_.empty()) base.refuse("a description that stands alone");
-    std::string const& words = base.text();
+    const std::string_view words = base.text();
     const std::size_t slash = words.find('/');
-    const std::string other = slash == std::string::npos ? name : words.substr(0, slash);
-    const std::string version = slash == std::string::npos ? words : words.substr(slash + 1);
+    const std::string other(slash == words.npos ? name : words.substr(0, slash));
+    const std::string version(slash == words.npos ? words : words.substr(slash + 1));
     if (!is_name(other) || version.empty() || version[0] == '.' || version.find('/') != std::string::npos)
       base.refuse("a version, or a core and its version such as xram/1.0");
     add_version(other, version, base, depth + 1);
@@ -341,7 +341,7 @@ class CoreReader : public Scope {
 
   // Read once, however often it is included.
   JsonValue part(JsonValue file) {
-    std::string const& path = file.text();
+    const std::string path(file.text());
     if (directory_.empty()) file.refuse("a description that stands alone");
     if (!is_path_below(path))
       file.refuse("the path of a part from the folder of the cores on, such as parts/uart.json");
@@ -597,7 +597,7 @@ class CoreReader : public Scope {
   // one another; a memory of all of them would cost a large model more than it saves. So it is with their places.
   static constexpr std::size_t kRemembered = 1024;
   struct RememberedPlace {
-    std::string const* text = nullptr;
+    char const* text = nullptr;
     char const* place = nullptr;
   };
 
@@ -610,9 +610,9 @@ class CoreReader : public Scope {
 
   // Below the folder of cores, so that it reads the same wherever that lies.
   char const* place_within(JsonValue value) const {
-    std::string const* const text = &value.text();
+    char const* const text = value.text().data();
     // Texts lie in a row in memory: so do their places here then.
-    RememberedPlace& known = places_[(reinterpret_cast<std::uintptr_t>(text) >> 7) % kRemembered];
+    RememberedPlace& known = places_[(reinterpret_cast<std::uintptr_t>(text) >> 6) % kRemembered];
     if (known.text == text) return known.place;
     const std::string place = value.place();
     const bool is_below = !directory_.empty() && place.starts_with(directory_ + "/");

@@ -53,11 +53,11 @@ Settings read_settings_json(std::string_view text, std::string const& file) {
   const JsonValue root = json.root();
   root.allow_only({"format", "core", "version", "settings"});
   root.member("format").integer(1, 1);
-  Settings settings{root.member("core").text(), root.member("version").text(), {}};
+  Settings settings{std::string(root.member("core").text()), std::string(root.member("version").text()), {}};
   std::set<std::string> names;
   for (const JsonValue entry : root.member("settings").items()) {
     entry.allow_only({"parameter", "value", "origin"});
-    Setting setting{entry.member("parameter").text(), entry.member("value").text()};
+    Setting setting{std::string(entry.member("parameter").text()), std::string(entry.member("value").text())};
     if (!names.insert(setting.parameter).second) entry.member("parameter").refuse("a parameter that is not set yet");
     constexpr Origin kOrigins[] = {Origin::user, Origin::preset, Origin::board};
     if (const auto origin = entry.find("origin")) setting.from = kOrigins[origin->choice({"user", "preset", "board"})];

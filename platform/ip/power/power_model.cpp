@@ -19,9 +19,9 @@ constexpr int kMostNumber = 1000;
 
 double quantity(JsonValue object, char const* field) { return object.member(field).number(0, kMostQuantity); }
 
-std::string const& word(JsonValue value) {
+std::string word(JsonValue value) {
   if (value.text().empty()) value.refuse("a word");
-  return value.text();
+  return std::string(value.text());
 }
 
 // An object of values by word, at least one; words that differ in case only are the same.
@@ -32,7 +32,7 @@ auto read_words(JsonValue object, Read read) {
   for (const JsonValue value : object.members()) {
     if (value.name().empty() || !seen.insert(text::lowered(value.name())).second)
       value.refuse("a word that does not occur twice as the field's name");
-    words.all.push_back({value.name(), read(value)});
+    words.all.push_back({std::string(value.name()), read(value)});
   }
   if (words.all.empty()) object.refuse("at least one word");
   return words;
@@ -50,7 +50,7 @@ Conditions read_conditions(JsonValue object) {
   conditions.leakage_exponent = object.member("leakage_exponent").number(0, 10);
   conditions.dynamic_per_c = object.member("dynamic_per_c").number(0, 0.01);
   for (const JsonValue value : object.member("leakage_by_speed").members())
-    conditions.leakage[value.name()] = value.number(0, 100);
+    conditions.leakage[std::string(value.name())] = value.number(0, 100);
   return conditions;
 }
 
@@ -139,7 +139,8 @@ auto read_list(JsonValue list, char const* key, Read read) {
   std::set<std::string> names;
   for (const JsonValue value : list.items()) {
     all.push_back(read(value));
-    if (!names.insert(value.member(key).text()).second) value.member(key).refuse("a name that does not occur twice");
+    if (!names.insert(std::string(value.member(key).text())).second)
+      value.member(key).refuse("a name that does not occur twice");
   }
   return all;
 }
@@ -190,7 +191,7 @@ MemoryLines read_memory_lines(JsonValue object) {
   lines.supply = word(object.member("supply"));
   lines.active_share = object.member("active_share").number(0, 1);
   for (const JsonValue standard : object.member("standards").members())
-    lines.standards[standard.name()] = read_memory_standard(standard);
+    lines.standards[std::string(standard.name())] = read_memory_standard(standard);
   return lines;
 }
 
@@ -202,7 +203,7 @@ System read_system(JsonValue object) {
   for (const JsonValue value : object.member("static_w").members())
     system.static_w.emplace_back(value.name(), factor(value));
   for (const JsonValue value : object.member("leakage_by_device").members())
-    system.leakage_by_device[value.name()] = value.number(0, 100);
+    system.leakage_by_device[std::string(value.name())] = value.number(0, 100);
   system.load_pf = quantity(object, "load_pf");
   system.standards = read_words(object.member("standards"), [](JsonValue standard) {
     standard.allow_only({"volts", "static_mw", "pull_ohm"});

@@ -12,7 +12,7 @@
 //   const kdi::JsonFile file(path);
 //   file.root().allow_only({"parts"});
 //   for (const kdi::JsonValue part : file.root().member("parts").items()) {
-//     const std::string& name = part.member("name").text();
+//     const std::string_view name = part.member("name").text();
 //     const std::int64_t banks = part.member("banks").integer(1, 64);
 //     if (const auto speed = part.find("speed")) ...
 //   }
@@ -27,7 +27,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "kdi/common/KdiDoor.h"
 #include "kdi/common/KdiFile.h"
@@ -42,8 +41,8 @@ class KDI_DOOR JsonError : public std::runtime_error {
 struct JsonDocument;
 class JsonRange;
 
-/// One value of a file. Borrowed: it lives as long as the JsonFile that it comes from. Every operation but the
-/// predicates, line, name and place throws JsonError when the value is not what it asks for.
+/// One value of a file. Borrowed, as its texts and its name are: it lives as long as the JsonFile that it comes from.
+/// Every operation but the predicates, line, name and place throws JsonError when the value is not what it asks for.
 class KDI_DOOR JsonValue {
  public:
   bool is_object() const;
@@ -60,7 +59,7 @@ class KDI_DOOR JsonValue {
   /// A number in any form, from `least` to `most`.
   double number(double least = std::numeric_limits<double>::lowest(),
                 double most = std::numeric_limits<double>::max()) const;
-  std::string const& text() const;
+  std::string_view text() const;
   /// A text that is one of `words`; its index among them.
   std::size_t choice(std::initializer_list<std::string_view> words) const;
 
@@ -75,7 +74,7 @@ class KDI_DOOR JsonValue {
   JsonRange members() const;
 
   /// The name under which an object holds this value; empty for an element of a list and for the root.
-  std::string const& name() const;
+  std::string_view name() const;
   /// The line on which the value begins.
   int line() const;
   /// "<file>:<line>: <field path>".
@@ -89,6 +88,7 @@ class KDI_DOOR JsonValue {
   friend class JsonFile;
   friend class JsonRange;
   JsonValue(JsonDocument const* document, std::size_t index) : document_(document), index_(index) {}
+  JsonRange held() const;
 
   JsonDocument const* document_;
   std::size_t index_;
@@ -109,23 +109,24 @@ class JsonRange {
 
    private:
     friend class JsonRange;
-    iterator(JsonDocument const* document, std::size_t const* at) : document_(document), at_(at) {}
+    iterator(JsonDocument const* document, std::uint32_t const* at) : document_(document), at_(at) {}
     JsonDocument const* document_;
-    std::size_t const* at_;
+    std::uint32_t const* at_;
   };
 
-  iterator begin() const { return {document_, indices_->data()}; }
-  iterator end() const { return {document_, indices_->data() + indices_->size()}; }
-  std::size_t size() const { return indices_->size(); }
-  bool empty() const { return indices_->empty(); }
-  JsonValue operator[](std::size_t at) const { return {document_, (*indices_)[at]}; }
+  iterator begin() const { return {document_, first_}; }
+  iterator end() const { return {document_, first_ + size_}; }
+  std::size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  JsonValue operator[](std::size_t at) const { return {document_, first_[at]}; }
 
  private:
   friend class JsonValue;
-  JsonRange(JsonDocument const* document, std::vector<std::size_t> const* indices)
-      : document_(document), indices_(indices) {}
+  JsonRange(JsonDocument const* document, std::uint32_t const* first, std::size_t size)
+      : document_(document), first_(first), size_(size) {}
   JsonDocument const* document_;
-  std::vector<std::size_t> const* indices_;
+  std::uint32_t const* first_;
+  std::size_t size_;
 };
 
 /// A parsed file.
