@@ -80,7 +80,7 @@ void close_batch(ConfiguredAccess const& all, StrVec& moved) {
 
 ParamMap given_to(ConfiguredAccess const& all) {
   ParamMap given;
-  for (Configuration const* const one : all.configurations)
+  for (Configuration const* const one : all.configuration.all_of_it())
     for (std::uint32_t i = 0; i < one->core().parameters().size(); ++i)
       if (auto const& text = one->instance().given(i)) given.emplace(one->core().parameters()[i].name, *text);
   return given;
@@ -404,13 +404,13 @@ StrVec OpenedCore::choose(std::string const& choice) {
 // --------------------------------------------------------------------------------------------------------------- why
 
 void OpenedCore::look(std::function<void(std::vector<Configuration*> const&)> const& look) const {
-  access([&](Access const& access) { look(access.configurations); });
+  access([&](Access const& access) { look(access.configuration.all_of_it()); });
 }
 
 StrVec OpenedCore::names() const {
   StrVec all;
   access([&](Access const& access) {
-    for (Configuration const* const one : access.configurations)
+    for (Configuration const* const one : access.configuration.all_of_it())
       for (Parameter const& parameter : one->core().parameters()) all.push_back(parameter.name);
   });
   return each_once(all);
@@ -481,13 +481,13 @@ std::string OpenedCore::report() const {
 // within those cores name beside their members.
 kdi::cores::Settings OpenedCore::settings(Access const& all) const {
   kdi::cores::Settings settings = kdi::cores::settings_of(all.configuration.instance());
-  for (Configuration* const inner : all.configurations) {
+  for (Configuration* const inner : all.configuration.all_of_it()) {
     if (inner == &all.configuration) continue;
     for (kdi::cores::Setting& one : kdi::cores::settings_of(inner->instance()).all) {
-      const Place there = place(all, one.parameter);
-      if (there.configuration != inner) continue;
-      if (one.from != kdi::cores::Origin::user || !inner->beside(there.number).empty())
-        settings.all.push_back(std::move(one));
+      const Place there{inner, inner->core().find(one.parameter).value()};
+      if (one.from == kdi::cores::Origin::user && inner->beside(there.number).empty()) continue;
+      one.parameter = all.configuration.name_of(there);
+      settings.all.push_back(std::move(one));
     }
   }
   return settings;

@@ -51,7 +51,7 @@ Found found(std::vector<Configuration*> const& configurations, Origin from, std:
 StrVec OpenedCore::named_settings(Origin from) const {
   StrVec names;
   access([&](Access const& all) {
-    for (Found const& one : all_of(all.configurations, from)) names.push_back(one.preset->name);
+    for (Found const& one : all_of(all.configuration.all_of_it(), from)) names.push_back(one.preset->name);
   });
   return names;
 }
@@ -59,7 +59,7 @@ StrVec OpenedCore::named_settings(Origin from) const {
 Record OpenedCore::named_settings(Origin from, std::string const& name) const {
   Record record = Record::dictionary();
   access([&](Access const& all) {
-    const Found one = found(all.configurations, from, name);
+    const Found one = found(all.configuration.all_of_it(), from, name);
     Record settings = Record::dictionary();
     for (kdi::cores::PresetValue const& value : one.preset->settings)
       settings.set(one.configuration->core().parameters()[value.parameter].name, value.text);
@@ -70,7 +70,7 @@ Record OpenedCore::named_settings(Origin from, std::string const& name) const {
 
 StrVec OpenedCore::apply(Origin from, std::string const& name) {
   return engine_change([&](Access const& all) {
-    const Found one = found(all.configurations, from, name);
+    const Found one = found(all.configuration.all_of_it(), from, name);
     std::vector<std::pair<Place, std::string>> values;
     for (kdi::cores::PresetValue const& value : one.preset->settings)
       values.emplace_back(Place{one.configuration, value.parameter}, value.text);

@@ -80,7 +80,6 @@ TEST(WholeTrials, SayWhatThenIsSeen) {
       seen.insert(name);
     std::set<std::string> tried;
     for (auto const& [name, entry] : entries(trial, "moves")) {
-      if (name.ends_with("_INTERNAL")) continue;  // what they show is no value of the instance
       tried.insert(name);
       if (Record const* const value = entry.find("value")) {
         const std::string path = text_at(entry, "sub_core");
@@ -124,6 +123,49 @@ TEST(WholeComparisons, SayInWhichSubCore) {
   for (Record const& one : other.find("sub_cores")->items())
     sub_cores.emplace(text_at(one, "sub_core"), text_at(one, "first") + " > " + text_at(one, "second"));
   EXPECT_EQ(sub_cores, (std::map<std::string, std::string>{{"psxl_0", "psxl 1.0 > "}, {"cpm5n_0", "cpm5n 1.0 > "}}));
+}
+
+std::map<std::string, std::string> members_of(Record const& difference) {
+  std::map<std::string, std::string> members;
+  for (Record const& reason : difference.find("reasons")->items())
+    if (text_at(reason, "kind") == "member")
+      members.emplace(text_at(reason, "name"), text_at(reason, "first") + " > " + text_at(reason, "second"));
+  return members;
+}
+
+TEST(WholeComparisons, TellWhatInternalTextsShow) {
+  Whole first("ps_wizard", "1.0"), second("ps_wizard", "1.0"), newer("ps_wizard", "99.0");
+  first.set({{"PS_PMC_CONFIG_2", "SMON_USER_TEMP 0"}});
+  second.set({{"PS_PMC_CONFIG_2", "SMON_OT 0 NONE x PS_UART0_PERIPHERAL_ENABLE 1"}});
+  second.set({{"PS_PMC_CONFIG", "OTHER {"}});
+  const Record record = compare_whole(first.configuration, second.configuration);
+  const auto differences = entries(record, "differences");
+  Record const& text = differences.at(":PS_PMC_CONFIG_2_INTERNAL");
+  EXPECT_EQ(text_at(*text.find("value"), "first"), first.value("PS_PMC_CONFIG_2_INTERNAL"));
+  EXPECT_EQ(text_at(*text.find("value"), "second"), second.value("PS_PMC_CONFIG_2_INTERNAL"));
+  const auto members = members_of(text);
+  EXPECT_EQ(members.at("SMON_USER_TEMP"), "0 > 1");
+  EXPECT_EQ(members.at("SMON_OT"), "1 > 0");
+  Configuration& region = *second.configuration.sub_core("pmcps_2");
+  int told_twice = 0;
+  for (auto const& [name, difference] : differences) {
+    if (!name.starts_with("pmcps_2:") || difference.find("value") == nullptr) continue;
+    const std::uint32_t number = *region.core().find(name.substr(8));
+    if (region.is_composite(number) || !region.core().is_settable(number)) continue;
+    ++told_twice;
+    EXPECT_TRUE(members.contains(name.substr(8))) << name;
+  }
+  EXPECT_GT(told_twice, 2);
+  EXPECT_FALSE(differences.contains(":PS_PMC_CONFIG_1_INTERNAL"));
+  // Messages about texts are told as all others.
+  std::set<std::string> told;
+  for (Record const& one : record.find("only_second")->items())
+    if (text_at(one, "parameter").starts_with("PS_PMC_CONFIG")) told.insert(text_at(one, "message"));
+  EXPECT_EQ(told, (std::set<std::string>{"list", "unknown"}));
+  // A member that one of them alone shows.
+  const Record other = compare_whole(first.configuration, newer.configuration);
+  EXPECT_EQ(members_of(entries(other, "differences").at(":PS_PMC_CONFIG_INTERNAL")).at("PS_USB1_PERIPHERAL_ENABLE"),
+            " > 0");
 }
 
 // From a core alone to the wizard that holds it, and back.

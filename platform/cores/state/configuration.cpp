@@ -500,12 +500,14 @@ std::string Configuration::public_text(Held const& held) const {
   return text_of(pairs);
 }
 
-std::string Configuration::internal_text(Held const& held) const {
+std::map<std::string, std::string> Configuration::shown_members(std::uint32_t parameter) const {
   std::map<std::string, std::string> pairs;
-  for (Part const& part : held.parts)
+  Held const* const held = held_by(parameter, true);
+  if (held == nullptr) return pairs;
+  for (Part const& part : held->parts)
     for (auto const& [number, key] : part.keys)
       if (auto shown = part.of->shown_in_internal(number)) pairs.emplace(key, std::move(*shown));
-  return text_of(pairs);
+  return pairs;
 }
 
 // Nothing while the parameter reads SKIP.
@@ -532,13 +534,11 @@ bool Configuration::is_default() const {
 }
 
 std::string Configuration::value(std::uint32_t parameter) const {
-  if (Held* const held = held_by(parameter, true)) return internal_text(*held);
-  return instance_.value(parameter);
+  return held_by(parameter, true) == nullptr ? instance_.value(parameter) : text_of(shown_members(parameter));
 }
 
 std::string Configuration::backup(std::uint32_t parameter) const {
-  if (Held* const held = held_by(parameter, true)) return internal_text(*held);
-  return instance_.backup(parameter);
+  return held_by(parameter, true) == nullptr ? instance_.backup(parameter) : text_of(shown_members(parameter));
 }
 
 std::map<std::string, std::string> Configuration::beside(std::uint32_t parameter) const {

@@ -202,7 +202,7 @@ Record both(Core const& core) {
 }
 
 Record record_of(Reason const& reason) {
-  constexpr std::string_view kKinds[] = {"given", "default", "rule", "device", "absent"};
+  constexpr std::string_view kKinds[] = {"given", "default", "rule", "device", "absent", "member"};
   Record record = Record::dictionary();
   record.set("kind", std::string(kKinds[static_cast<std::size_t>(reason.kind)]));
   record.set("name", reason.name);

@@ -1,6 +1,8 @@
 #include "kdi/cores/Whole.h"
 
+#include <algorithm>
 #include <array>
+#include <map>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -63,7 +65,9 @@ class Lists {
 // A composite's texts are not the instance's own.
 Shown shown_of(Configuration const& configuration, std::uint32_t parameter) {
   Shown all = shown(configuration.instance(), parameter);
-  if (configuration.is_composite(parameter)) all.value = all.backup = configuration.value(parameter);
+  if (!configuration.is_composite(parameter)) return all;
+  all.value = configuration.value(parameter);
+  all.backup = configuration.backup(parameter);
   return all;
 }
 
@@ -105,6 +109,72 @@ Record try_values(Configuration const& configuration, std::vector<std::pair<std:
   return record;
 }
 
+namespace {
+
+// The members of which an internal text shows something else, or that one of the two alone shows.
+std::vector<Reason> other_members(std::map<std::string, std::string> first, std::map<std::string, std::string> second) {
+  std::set<std::string> keys;
+  for (auto const* const shown : {&first, &second})
+    for (auto const& [key, value] : *shown) keys.insert(key);
+  std::vector<Reason> reasons;
+  for (std::string const& key : keys)
+    if (first.count(key) != second.count(key) || first[key] != second[key])
+      reasons.push_back({Reason::Kind::member, key, first[key], second[key]});
+  return reasons;
+}
+
+// Messages about composite texts, which instances do not have.
+std::vector<Due> messages_of_texts(Configuration const& configuration) {
+  const auto copy = configuration.copy();
+  std::vector<Due> all = copy->own_messages();
+  all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(copy->instance().messages().size()));
+  return all;
+}
+
+// Of these each is the same that says the same.
+void tell_texts_apart(Configuration const& first, Configuration const& second, Comparison& comparison) {
+  std::vector<Due> of_first = messages_of_texts(first);
+  for (Due& due : messages_of_texts(second)) {
+    const auto same = std::find_if(of_first.begin(), of_first.end(),
+                                   [&](Due const& one) { return one.name == due.name && one.text == due.text; });
+    if (same == of_first.end())
+      comparison.only_second.push_back(std::move(due));
+    else
+      of_first.erase(same);
+  }
+  for (Due& due : of_first) comparison.only_first.push_back(std::move(due));
+}
+
+// What the two alone say, with the texts that their instances do not have.
+Comparison compared(Configuration const& first, Configuration const& second) {
+  Comparison comparison = compare(first.instance(), second.instance());
+  std::vector<Difference>& differences = comparison.differences;
+  for (Composite const& composite : first.core().composites()) {
+    if (!composite.internal) continue;
+    const std::uint32_t own = *composite.internal;
+    const auto other = match(second.core(), first.core().parameters()[own]);
+    if (!other || !second.is_composite(*other)) continue;
+    Difference text{own, *other, shown_of(first, own), shown_of(second, *other),
+                    other_members(first.shown_members(own), second.shown_members(*other))};
+    const auto place = std::find_if(differences.begin(), differences.end(),
+                                    [&](Difference const& one) { return !one.second || *one.second >= *other; });
+    const bool is_told = place != differences.end() && place->second == text.second;
+    if (is_told) text.reasons.insert(text.reasons.begin(), place->reasons.begin(), place->reasons.end());
+    if (is_told)
+      *place = std::move(text);
+    else if (!(*text.before == *text.after))
+      differences.insert(place, std::move(text));
+  }
+  for (Difference& one : differences) {
+    if (!one.second) one.before = shown_of(first, *one.first);
+    if (!one.first) one.after = shown_of(second, *one.second);
+  }
+  tell_texts_apart(first, second, comparison);
+  return comparison;
+}
+
+}  // namespace
+
 Record compare_whole(Configuration const& first, Configuration const& second) {
   const auto of_first = parts_of(first), of_second = parts_of(second);
   Lists<3> lists({"differences", "only_first", "only_second"});
@@ -119,7 +189,7 @@ Record compare_whole(Configuration const& first, Configuration const& second) {
     Configuration const* const partner = part_at(of_first, path);
     tell_other(path, partner, part);
     if (partner == nullptr) continue;
-    const Record own = record_of(partner->core(), part->core(), compare(partner->instance(), part->instance()));
+    const Record own = record_of(partner->core(), part->core(), compared(*partner, *part));
     if (path.empty()) record.set("first", *own.find("first")).set("second", *own.find("second"));
     lists.add(own, path);
   }

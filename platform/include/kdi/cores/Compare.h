@@ -24,6 +24,7 @@ struct Reason {
     rule,           ///< it has another rule, or other fixed values; `first` and `second` are the rules
     device,         ///< the device says something else of `name`
     absent,         ///< it is in one of the two alone
+    member,         ///< an internal text shows another value under the key `name`, or shows it in one alone
   };
   Kind kind;
   std::string name;  ///< of the parameter, the definition or the word of the device
@@ -47,8 +48,8 @@ KDI_DOOR Comparison compare(Instance const& first, Instance const& second);
 
 /// `first`, `second`: `core` and `version`; `differences`: list of `parameter`, `was` (its name in the first, if it is
 /// another), `in` (`both`, `first`, `second`), of what is another `value`, `enabled`, `range`, `origin`, each as
-/// `first` and `second`, and `reasons`: list of `kind` (`given`, `default`, `rule`, `device`, `absent`), `name`,
-/// `first`, `second`; `only_first`, `only_second`: lists of messages.
+/// `first` and `second`, and `reasons`: list of `kind` (`given`, `default`, `rule`, `device`, `absent`,
+/// `member`), `name`, `first`, `second`; `only_first`, `only_second`: lists of messages.
 KDI_DOOR Record record_of(Core const& first, Core const& second, Comparison const& comparison);
 
 /// The number in `core` of the parameter that `other` calls so: by its engine name, else by a name that users have for

@@ -88,6 +88,8 @@ class KDI_DOOR Configuration {
   std::string backup(std::uint32_t parameter) const;
   /// What the text of a composite names beside its members.
   std::map<std::string, std::string> beside(std::uint32_t parameter) const;
+  /// What an internal text shows, by key; nothing for any other parameter.
+  std::map<std::string, std::string> shown_members(std::uint32_t parameter) const;
 
   struct Told {
     std::string parameter;
@@ -135,7 +137,6 @@ class KDI_DOOR Configuration {
   void keep_unknown(Held const& held, std::map<std::string, std::string> const& unknown,
                     std::vector<std::string>& moved);
   std::string public_text(Held const& held) const;
-  std::string internal_text(Held const& held) const;
   std::optional<std::string> shown_in_internal(std::uint32_t parameter) const;
   void show_texts(std::vector<std::string>& moved);
   void add(std::vector<std::uint32_t> const& numbers, std::vector<std::string>& moved) const;

@@ -34,6 +34,7 @@ KDI_DOOR Record explain_whole(Configuration& whole, Configuration& within, Confi
 KDI_DOOR Record try_values(Configuration const& configuration,
                            std::vector<std::pair<std::string, std::string>> const& values);
 
+/// Internal texts differ if they show something else, for the reason of each member that they show otherwise.
 /// Sub-cores are matched by their names. Where one has sub-cores that the other has not, or other cores by their names,
 /// the record has `sub_cores`: a list of `sub_core`, `first` and `second`, each a core with its version, or empty.
 KDI_DOOR Record compare_whole(Configuration const& first, Configuration const& second);
