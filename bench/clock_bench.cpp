@@ -27,12 +27,12 @@ bool measure(char const* heading, Primitive const& primitive, std::size_t reques
     request.duty_tolerance.reset();
     // A request that has no solution is diagnosed, which enumeration has no counterpart to.
     if (!solve(primitive, request).solution) continue;
-    const double fast = bench::seconds_of([&] {
+    const double fast = bench::processor_seconds_of([&] {
                           for (int i = 0; i < kRepeats; ++i)
                             if (!solve(primitive, request).solution) std::abort();
                         }) /
                         kRepeats;
-    const double slow = bench::seconds_of([&] {
+    const double slow = bench::processor_seconds_of([&] {
       if (!Enumeration(primitive, request).best()) std::abort();
     });
     solver_seconds += fast;

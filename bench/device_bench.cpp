@@ -20,13 +20,13 @@ const std::string kPart = "brvn3716-die-2LHP-e-S-es1";
 double first_lookup() {
   std::optional<kdi::device::PartCatalogue> catalogue;
   catalogue.emplace(std::vector<std::string>{kDirectory});
-  return bench::seconds_of([&] {
+  return bench::processor_seconds_of([&] {
     if (catalogue->part(kPart) == nullptr) std::abort();
   });
 }
 
 double parse_alone() {
-  return bench::seconds_of([] {
+  return bench::processor_seconds_of([] {
     const kdi::JsonFile device(kDirectory + "/brvn3716.json");
     const kdi::JsonFile family(kDirectory + "/families/tavrel.json");
   });
@@ -44,7 +44,7 @@ int main() {
   for (std::string const& name : catalogue.parts("brvn3716")) plain.emplace(name, catalogue.part(name));
   std::mutex mutex;
   const auto lookups = [](auto look) {
-    return bench::seconds_of([&] {
+    return bench::processor_seconds_of([&] {
       for (int i = 0; i < kLookups; ++i)
         if (look() == nullptr) std::abort();
     });

@@ -36,7 +36,7 @@ int identity_cmd(ClientData, Tcl_Interp* interp, int, Tcl_Obj* const objv[]) {
 double command_seconds(Tcl_Interp* interp, char const* name, Tcl_Obj* list) {
   Tcl_Obj* words[] = {Tcl_NewStringObj(name, -1), list};
   Tcl_IncrRefCount(words[0]);
-  const double seconds = bench::seconds_of([&] {
+  const double seconds = bench::processor_seconds_of([&] {
     if (Tcl_EvalObjv(interp, 2, words, 0) != TCL_OK) std::abort();
   });
   Tcl_ResetResult(interp);
@@ -80,12 +80,12 @@ int main() {
                            bench::interleaved(
                                kPairs,
                                [&] {
-                                 return bench::seconds_of([&] {
+                                 return bench::processor_seconds_of([&] {
                                    Response response;
                                    fftalgorithm_init::FFTAlgorithmImp::GetFrequencyResponse(samples, response);
                                  });
                                },
-                               [&] { return bench::seconds_of([&] { fftw_execute(plan); }); }),
+                               [&] { return bench::processor_seconds_of([&] { fftw_execute(plan); }); }),
                            4.0);
   fftw_destroy_plan(plan);
   Tcl_DecrRefCount(list);

@@ -38,7 +38,7 @@ class Calls {
     words_.push_back(held(Tcl_NewIntObj(number)));
   }
   double seconds() const {
-    return bench::seconds_of([&] {
+    return bench::processor_seconds_of([&] {
       for (std::size_t i = 0; i < words_.size(); i += 2) {
         Tcl_Obj* const call[] = {command_, words_[i], words_[i + 1]};
         if (Tcl_EvalObjv(interp_, 3, call, 0) != TCL_OK) std::abort();
@@ -105,13 +105,13 @@ int main(int argc, char** argv) {
       bench::interleaved(
           kPairs,
           [&] {
-            return bench::seconds_of([&] {
+            return bench::processor_seconds_of([&] {
               for (DUCDDCConfig const& config : configs)
                 for (int s = 1; s <= static_cast<int>(config.coefs.size()); ++s) bytes += config.get_file(s).size();
             });
           },
           [&] {
-            return bench::seconds_of([&] {
+            return bench::processor_seconds_of([&] {
               char line[64];
               for (double number : numbers)
                 bytes += static_cast<std::size_t>(std::snprintf(line, sizeof line, "%40.30f,\n", number));
@@ -134,7 +134,7 @@ int main(int argc, char** argv) {
     const std::size_t begin = used * place / static_cast<std::size_t>(shares);
     const std::size_t end = used * (place + 1) / static_cast<std::size_t>(shares);
     ++share;
-    const double seconds = bench::seconds_of([&] {
+    const double seconds = bench::processor_seconds_of([&] {
       for (std::size_t i = begin; i < end; ++i)
         if (ducddcgen(names[i].c_str(), folder.c_str()) != 0) std::abort();
     });
@@ -148,7 +148,7 @@ int main(int argc, char** argv) {
     return seconds;
   };
   const auto plain_side = [&] {
-    return bench::seconds_of([&] {
+    return bench::processor_seconds_of([&] {
       for (File const& file : files) {
         std::FILE* const out = std::fopen(file.path.c_str(), "wb");
         if (out == nullptr || std::fwrite(file.text.data(), 1, file.text.size(), out) != file.text.size() ||

@@ -63,7 +63,7 @@ void walk_dict(Tcl_Obj* dict, double& sum, bool is_code) {
 
 double parse_seconds(std::vector<std::string> const& texts) {
   double sum = 0;
-  const double seconds = bench::seconds_of([&] {
+  const double seconds = bench::processor_seconds_of([&] {
     for (std::string const& text : texts) {
       Tcl_Obj* dict = Tcl_NewStringObj(text.data(), static_cast<int>(text.size()));
       Tcl_IncrRefCount(dict);
@@ -76,7 +76,7 @@ double parse_seconds(std::vector<std::string> const& texts) {
 }
 
 double command_seconds(Tcl_Interp* interp, Tcl_Obj* command, std::vector<std::string> const& texts) {
-  return bench::seconds_of([&] {
+  return bench::processor_seconds_of([&] {
     for (std::string const& text : texts) {
       Tcl_Obj* words[] = {command, Tcl_NewStringObj(text.data(), static_cast<int>(text.size()))};
       Tcl_IncrRefCount(words[1]);
@@ -91,7 +91,7 @@ double command_seconds(Tcl_Interp* interp, Tcl_Obj* command, std::vector<std::st
 }
 
 double stall_seconds(std::vector<sd_fec::ldpc_code_config_t>& configs) {
-  return bench::seconds_of([&] {
+  return bench::processor_seconds_of([&] {
     for (auto& config : configs) sd_fec::perf_analyser::calc_ldpc_stall(config, nullptr, nullptr);
   });
 }
@@ -117,7 +117,7 @@ Spec regular_code(unsigned rows, unsigned degree, unsigned cols) {
 }
 
 double compile_seconds(Spec const& spec, unsigned repeats) {
-  return bench::seconds_of([&] {
+  return bench::processor_seconds_of([&] {
     for (unsigned i = 0; i < repeats; ++i) {
       sd_fec::ldpc_code_config_t config;
       sd_fec::ldpc_code_stats_t stats;

@@ -75,13 +75,13 @@ bool solves() {
   const auto result = bench::interleaved(
       21,
       [&] {
-        return bench::seconds_of([&] {
+        return bench::processor_seconds_of([&] {
           for (int i = 0; i < kTimes; ++i)
             for (Asked const& asked : all) sum += solve(*asked.kind, asked.request).ppm;
         });
       },
       [&] {
-        return bench::seconds_of([&] {
+        return bench::processor_seconds_of([&] {
           for (int i = 0; i < kTimes; ++i)
             for (Asked const& asked : all) sum += plain_error(*asked.kind, asked.request, asked.gbps, asked.mhz);
         });
@@ -119,7 +119,7 @@ bool reads() {
   const auto result = bench::interleaved(
       21,
       [&] {
-        return bench::seconds_of([&] {
+        return bench::processor_seconds_of([&] {
           for (int i = 0; i < kTimes; ++i) {
             GtMap3 map;
             kelvane_gtwiz_utils::gtwiz_utils::constructMultiMapFromTCLDict(text, map);
@@ -128,7 +128,7 @@ bool reads() {
         });
       },
       [&] {
-        return bench::seconds_of([&] {
+        return bench::processor_seconds_of([&] {
           for (int i = 0; i < kTimes; ++i) {
             Tcl_Obj* const dict = Tcl_NewStringObj(text.data(), static_cast<int>(text.size()));
             Tcl_IncrRefCount(dict);
@@ -164,7 +164,7 @@ bool packs() {
         needs.push_back({request.reference_mhz, exact_settings(*kind, request)});
       }
     }
-    const double seconds = bench::seconds_of([&] { possible += pack(*kind, lanes, 16).is_possible ? 1 : 0; });
+    const double seconds = bench::processor_seconds_of([&] { possible += pack(*kind, lanes, 16).is_possible ? 1 : 0; });
     worst = std::max(worst, seconds);
   }
   const bool kept = bench::runs_once() || worst <= 0.05;

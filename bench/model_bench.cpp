@@ -1,23 +1,19 @@
 // Computing a whole model of a thousand parameters, against Kconfig, which many programs are configured with, and
 // against the same rules written by hand: model_bench KCONFIG_CONF.
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "bench/made_up_model.h"
+#include "bench/program.h"
 #include "bench/ratio.h"
 #include "bench/written_model.h"
 #include "kdi/cores/Instance.h"
-
-extern char** environ;
 
 namespace {
 
@@ -48,26 +44,14 @@ class Folder {
   std::filesystem::path path_;
 };
 
-// Seconds of the processor in which kconfig-conf gives every symbol of the model its default and writes what came out.
+// What kconfig-conf takes to give every symbol of the model its default and to write what came out.
 double seconds_of_kconfig(std::string const& program, std::string const& model) {
-  std::string words[] = {program, "-s", "--alldefconfig", model};
-  char* arguments[] = {words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
-  posix_spawn_file_actions_t silent;
-  posix_spawn_file_actions_init(&silent);
-  posix_spawn_file_actions_addopen(&silent, 1, "/dev/null", 1, 0);
-  int status = -1;
-  rusage used{};
-  pid_t child = 0;
-  if (posix_spawn(&child, program.c_str(), &silent, nullptr, arguments, environ) == 0) wait4(child, &status, 0, &used);
-  posix_spawn_file_actions_destroy(&silent);
-  if (status != 0) {
+  try {
+    return bench::processor_seconds_of_program({program, "-s", "--alldefconfig", model});
+  } catch (std::runtime_error const&) {
     std::fprintf(stderr, "%s does not run (the Debian package kconfig-frontends-nox has it)\n", program.c_str());
     std::exit(EXIT_FAILURE);
   }
-  const auto seconds = [](timeval const& time) {
-    return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
-  };
-  return seconds(used.ru_utime) + seconds(used.ru_stime);
 }
 
 // Both sides give the same values.

@@ -1,8 +1,5 @@
 // What a configured core leaves behind: whole outputs beside computing, formatting and writing the same; commands as
 // text beside the C library's; how the cost grows with the registers; and the driver beside the engine.
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <tcl.h>
 #include <unistd.h>
 
@@ -18,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/program.h"
 #include "bench/ratio.h"
 #include "kdi/cdo/Cdo.h"
 #include "kdi/common/KdiFile.h"
@@ -30,7 +28,6 @@
 #include "tests/support/places.h"
 
 extern "C" int Kdi_iptasks_Init(Tcl_Interp* interp);
-extern char** environ;
 
 namespace {
 
@@ -277,24 +274,6 @@ bool measure_growth() {
 
 // --------------------------------------------------------------------------------------------------------- the driver
 
-double seconds_of_program(std::vector<std::string> const& words) {
-  std::vector<char*> arguments;
-  for (std::string const& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-  arguments.push_back(nullptr);
-  return bench::seconds_of([&] {
-    pid_t child = 0;
-    int status = 0;
-    posix_spawn_file_actions_t quiet;
-    ::posix_spawn_file_actions_init(&quiet);
-    ::posix_spawn_file_actions_addopen(&quiet, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    ::posix_spawn_file_actions_addopen(&quiet, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    const int failed = ::posix_spawn(&child, arguments[0], &quiet, nullptr, arguments.data(), environ);
-    ::posix_spawn_file_actions_destroy(&quiet);
-    if (failed != 0 || ::waitpid(child, &status, 0) != child || status != 0)
-      throw std::runtime_error(words[0] + " failed");
-  });
-}
-
 constexpr char kEvaluates[] = "--evaluate";
 
 Subject larger() {
@@ -333,8 +312,10 @@ bool measure_driver(std::string const& own) {
   write_plainly(input, lines);
   fs::create_directories(to);
   fs::current_path(folder());
-  const auto drive = [&] { return seconds_of_program({places::program("cdo_driver"), input, driven}); };
-  const auto engine = [&] { return seconds_of_program({own, kEvaluates, to}); };
+  const auto drive = [&] {
+    return bench::processor_seconds_of_program({places::program("cdo_driver"), input, driven});
+  };
+  const auto engine = [&] { return bench::processor_seconds_of_program({own, kEvaluates, to}); };
   const bool kept = bench::print_row("the driver / the engine's evaluation and writing",
                                      bench::interleaved(kPairs, drive, engine), 2.0);
   for (char const* const file : {"pmc_data.c", "lpd_data.c", "fpd_data.c"})

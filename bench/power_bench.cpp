@@ -42,7 +42,7 @@ double seconds(Tcl_Interp* interp, char const* command, Tcl_Obj* list, char cons
   Tcl_Obj* words[] = {Tcl_NewStringObj(command, -1), list, Tcl_NewStringObj(kind, -1)};
   Tcl_IncrRefCount(words[0]);
   Tcl_IncrRefCount(words[2]);
-  const double taken = bench::seconds_of([&] {
+  const double taken = bench::processor_seconds_of([&] {
     for (int i = 0; i < kCalls; ++i)
       if (Tcl_EvalObjv(interp, 3, words, 0) != TCL_OK) std::abort();
   });

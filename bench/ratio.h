@@ -1,9 +1,8 @@
-// Ratios of two pieces of work, measured so that they hold on a busy machine: both sides run in turn in one process,
-// and the figure is the median of the ratios of the pairs.
+// Ratios of two pieces of work, measured so that they hold on a busy machine: in seconds of the processor, both sides
+// in turn in one process, and the figure is the median of the ratios of the pairs.
 #pragma once
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -12,14 +11,8 @@
 
 namespace bench {
 
-template <class Work>
-double seconds_of(Work&& work) {
-  const auto begin = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
-/// The same in seconds of the processor that this thread took: what else the machine does has no say.
+/// Seconds of the processor that this thread took for the work: what else the machine does has no say. All that is
+/// measured here runs in one thread.
 template <class Work>
 double processor_seconds_of(Work&& work) {
   const auto now = [] {

@@ -1,10 +1,11 @@
 // The designer's side of remez_bench.py: reads low-pass demands "length pass stop" and writes "seconds ripple tap tap
 // ..." for each, or an empty line where no design is found.
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <stdexcept>
 
+#include "bench/ratio.h"
 #include "tools/ducddc/fir_design.h"
 
 namespace {
@@ -15,11 +16,7 @@ constexpr int kRepeats = 3;
 template <class Work>
 double seconds_of(Work work) {
   double best = 1e9;
-  for (int i = 0; i < kRepeats; ++i) {
-    const auto begin = std::chrono::steady_clock::now();
-    work();
-    best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
-  }
+  for (int i = 0; i < kRepeats; ++i) best = std::min(best, bench::processor_seconds_of(work));
   return best;
 }
 

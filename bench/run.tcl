@@ -8,9 +8,9 @@ proc load {} { lrange [content /proc/loadavg] 0 2 }
 
 set processors [regexp -all -inline -line {^model name\s*: (.*)$} [content /proc/cpuinfo]]
 puts "Machine: [expr {[llength $processors] / 2}] x [expr {$processors eq {} ? {a processor that does not say what it is} : [lindex $processors 1]}], load [join [load]] (1, 5 and 15 minutes)
-Each row holds ours, in the column `first`, against a peer, in `second`: medians in milliseconds unless the row says otherwise. The two run
-in turn, and `ratio` is the median of the ratios of the pairs, not the ratio of the medians: what else the machine does
-reaches both sides alike. Below 1 ours is the faster one; a row is ok while its ratio is not above the bar. `noise` is what the
+Each row holds ours, in the column `first`, against a peer, in `second`: medians in milliseconds of the processor unless the row says
+otherwise, so that what else the machine does has little say. The two run in turn, and `ratio` is the median of the ratios of the pairs,
+not the ratio of the medians. Below 1 ours is the faster one; a row is ok while its ratio is not above the bar. `noise` is what the
 ratio may be off by; a bar within it is told as CLOSE, since chance would decide. A time without a peer stands against
 sorting a million numbers, so that its bar holds on any machine."
 

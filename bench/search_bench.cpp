@@ -53,7 +53,7 @@ double print_times(char const* name, int requests, Search search) {
 
 template <class Each>
 double seconds_of_small(Each each) {
-  return bench::seconds_of([&] {
+  return bench::processor_seconds_of([&] {
     for (std::uint64_t seed = 1; seed <= kSmall; ++seed) each(seed);
   });
 }
