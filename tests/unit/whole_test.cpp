@@ -9,7 +9,10 @@
 #include <map>
 #include <random>
 #include <set>
+#include <tuple>
 
+#include "platform/cores/why/advice_parts.h"
+#include "tests/support/made_up_core.h"
 #include "tests/support/places.h"
 #include "tests/support/random.h"
 #include "tests/support/sanitized.h"
@@ -215,6 +218,7 @@ std::multiset<std::string> errors_of(Configuration& whole) {
 bool follow(Whole& whole, Record const& record) {
   for (Record const& advice : record.find("advice")->items()) {
     if (text_at(advice, "outcome") != "found") continue;
+    EXPECT_EQ(text_at(advice, "smallest"), "1") << record.json();
     Values given;
     std::vector<Configuration::Place> taken;
     for (Record const& change : advice.find("changes")->items()) {
@@ -291,6 +295,210 @@ TEST(WholeAdvice, HoldsWhateverWasGiven) {
     }
   EXPECT_GT(followed, test_support::kSanitized ? 0 : 8);
   if (rounds > 1) std::printf("%d advices followed\n", followed);
+}
+
+// --- smallest, held against all sets
+
+// A core with another one in it, of which the first parameters are given the same.
+class MadeUpPair {
+ public:
+  static constexpr std::size_t kShared = 3;
+
+  explicit MadeUpPair(std::uint64_t seed) : random_(seed) {
+    const std::string outer = test_support::MadeUpCore(seed, 6).text();
+    for (std::uint64_t other = seed * 1000;; ++other) {
+      inner_ = Core::parse(test_support::MadeUpCore(other, 6).text(), "inner.json");
+      if (are_alike(*Core::parse(outer, "outer.json"), *inner_)) break;
+    }
+    std::string text = outer.substr(0, outer.rfind("]}"));
+    text += R"(,{"name": "TEXT", "type": "text", "widget": "EDIT", "description": "d", "default": ""}],
+      "sub_cores": [{"name": "inner_0", "core": "made", "version": "1.0"}],
+      "composites": [{"name": "TEXT", "sub_core": "inner_0", "starts_with": ["P0", "P1", "P2"]}]})";
+    whole = std::make_unique<Configuration>(Core::parse(text, "outer.json"), Facts(),
+                                            [&](std::string const&, std::string const&) { return inner_; });
+    test_support::MadeUpCore values(seed + 1, 1);
+    std::vector<std::pair<Configuration::Place, std::string>> given;
+    for (Configuration* const one : whole->all_of_it())
+      for (std::uint32_t i = 0; i < one->core().parameters().size(); ++i)
+        if (!one->is_composite(i) && one->core().is_settable(i) && random_() % 3 == 0)
+          given.emplace_back(Configuration::Place{one, i}, values.value(one->core().parameters()[i]));
+    whole->set(given);
+  }
+
+  std::unique_ptr<Configuration> whole;
+
+ private:
+  static bool are_alike(Core const& outer, Core const& inner) {
+    for (std::size_t i = 0; i < kShared; ++i)
+      if (!(outer.parameters()[i].type == inner.parameters()[i].type)) return false;
+    return true;
+  }
+
+  std::mt19937_64 random_;
+  std::shared_ptr<Core const> inner_;
+};
+
+using ErrorsOfCores = std::multiset<std::tuple<std::size_t, std::uint32_t, std::string>>;
+ErrorsOfCores errors_by_core(Configuration& whole) {
+  ErrorsOfCores errors;
+  const std::vector<Configuration*> all = whole.all_of_it();
+  for (std::size_t i = 0; i < all.size(); ++i)
+    for (Due const& due : all[i]->own_messages())
+      if (due.severity == Severity::error) errors.emplace(i, due.parameter, due.name == "rule" ? due.text : due.name);
+  return errors;
+}
+
+// All sets of changes to the two cores, each tried on a copy.
+class AllSets {
+ public:
+  using Candidate = kdi::cores::Candidate;
+  struct Try {
+    std::size_t core;
+    std::uint32_t parameter;
+    std::optional<std::string> text;
+  };
+
+  AllSets(Configuration& whole, Configuration::Place place, Wish wish)
+      : whole_(whole.copy()), wish_(std::move(wish)), before_(errors_by_core(*whole_)) {
+    const std::vector<Configuration*> all = whole.all_of_it();
+    core_ = static_cast<std::size_t>(std::find(all.begin(), all.end(), place.configuration) - all.begin());
+    for (const std::size_t core : {core_, 1 - core_}) add_candidates(all, core, place);
+  }
+
+  // Whether a set of this size does it.
+  bool any_of(std::size_t size) {
+    std::vector<Try> set;
+    return extend(0, size, set);
+  }
+
+ private:
+  // What is shared counts for the core that is asked, with the values that the other one has it from.
+  void add_candidates(std::vector<Configuration*> const& all, std::size_t core, Configuration::Place place) {
+    Configuration& one = *all[core];
+    const bool keeps = wish_.kind == Wish::Kind::permitted && core == core_;
+    std::vector<Value> wished;
+    if (keeps)
+      if (const auto value = read_value(one.core().parameters()[place.number].type, one.backup(place.number)))
+        wished = {*value};
+    const auto others = std::make_shared<Terms>(all[1 - core]->core());
+    const auto other = std::make_shared<Candidates>(all[1 - core]->instance(), *others, Core::kNoStep);
+    Terms terms(one.core());
+    Candidates candidates(one.instance(), terms, keeps ? place.number : Core::kNoStep, wished,
+                          {[](std::uint32_t) -> std::vector<Candidate> const* { return nullptr; },
+                           [&](std::uint32_t parameter, std::vector<Value>& values) {
+                             bool counts = false;
+                             for (Configuration::Place const& same : whole_of(all)->same_as({&one, parameter}))
+                               if (same.configuration != &one) counts |= other->collect(same.number, values);
+                             return counts;
+                           }});
+    for (std::uint32_t i = 0; i < one.core().parameters().size(); ++i) {
+      if (one.is_composite(i) || (core != core_ && all[0]->same_as({&one, i}).size() > 1)) continue;
+      for (Candidate const& candidate : candidates.of(i)) tries_.push_back({core, i, candidate.text});
+    }
+  }
+  static Configuration* whole_of(std::vector<Configuration*> const& all) { return all[0]; }
+
+  bool extend(std::size_t from, std::size_t more, std::vector<Try>& set) {
+    if (more == 0) return holds(set);
+    for (std::size_t i = from; i < tries_.size(); ++i) {
+      const bool is_again = std::any_of(set.begin(), set.end(), [&](Try const& one) {
+        return one.core == tries_[i].core && one.parameter == tries_[i].parameter;
+      });
+      if (is_again) continue;
+      set.push_back(tries_[i]);
+      if (extend(i + 1, more - 1, set)) return true;
+      set.pop_back();
+    }
+    return false;
+  }
+
+  bool holds(std::vector<Try> const& set) const {
+    const auto copy = whole_->copy();
+    const std::vector<Configuration*> all = copy->all_of_it();
+    std::vector<Configuration::Place> taken;
+    std::vector<std::pair<Configuration::Place, std::string>> given;
+    for (Try const& one : set)
+      if (one.text)
+        given.emplace_back(Configuration::Place{all[one.core], one.parameter}, *one.text);
+      else
+        taken.push_back({all[one.core], one.parameter});
+    copy->take_back(taken);
+    copy->set(given);
+    for (Try const& one : set) {
+      const auto same = copy->same_as({all[one.core], one.parameter});
+      const bool is_enabled = std::any_of(same.begin(), same.end(), [](Configuration::Place const& place) {
+        return place.configuration->instance().is_enabled(place.number);
+      });
+      if (!is_enabled) return false;
+    }
+    const ErrorsOfCores after = errors_by_core(*copy);
+    if (!std::includes(before_.begin(), before_.end(), after.begin(), after.end())) return false;
+    Configuration& at = *all[core_];
+    if (wish_.kind == Wish::Kind::enabled) return at.instance().is_enabled(wish_.parameter);
+    if (wish_.kind == Wish::Kind::permitted) return Insight(at.instance()).is_permitted(wish_.parameter);
+    for (Due const& due : at.own_messages())
+      if (due.parameter == wish_.parameter && due.name == wish_.message) return false;
+    return true;
+  }
+
+  std::unique_ptr<Configuration> whole_;
+  Wish wish_;
+  ErrorsOfCores before_;
+  std::size_t core_ = 0;
+  std::vector<Try> tries_;
+};
+
+struct ProvenFigures {
+  int asked = 0, found = 0, none = 0, elsewhere = 0, larger = 0;
+};
+
+// Every wish of the pair is held against all sets that are smaller, up to two changes.
+void expect_smallest(std::uint64_t seed, std::size_t most, ProvenFigures& figures) {
+  MadeUpPair pair(seed);
+  for (Configuration* const one : pair.whole->all_of_it()) {
+    std::vector<Wish> wishes;
+    for (std::uint32_t i = 0; i < one->core().parameters().size(); ++i) {
+      if (one->is_composite(i)) continue;
+      if (!one->instance().is_enabled(i)) wishes.push_back({Wish::Kind::enabled, i});
+      if (!Insight(one->instance()).is_permitted(i)) wishes.push_back({Wish::Kind::permitted, i});
+    }
+    for (Due const& due : one->own_messages())
+      if (due.name == "clash") wishes.push_back({Wish::Kind::cleared, due.parameter, due.name});
+    for (Wish const& wish : wishes) {
+      const Configuration::Place place{one, wish.parameter};
+      const Record record = wish.kind == Wish::Kind::cleared
+                                ? explain_whole(*pair.whole, *pair.whole, place, wish.message)
+                                : explain_whole(*pair.whole, *pair.whole, place);
+      constexpr char const* kWishes[] = {"enabled", "permitted", "cleared"};
+      for (Record const& advice : record.find("advice")->items()) {
+        if (text_at(advice, "wish") != kWishes[static_cast<int>(wish.kind)]) continue;
+        ++figures.asked;
+        const bool is_found = text_at(advice, "outcome") == "found";
+        EXPECT_TRUE(is_found || text_at(advice, "outcome") == "none") << seed << record.json();
+        const std::size_t size = is_found ? advice.find("changes")->items().size() : 4;
+        is_found ? ++figures.found : ++figures.none;
+        EXPECT_EQ(text_at(advice, "smallest"), is_found ? "1" : "0") << seed << record.json();
+        for (Record const& change : advice.find("changes")->items())
+          figures.elsewhere += pair.whole->find(text_at(change, "parameter"))->configuration != one;
+        AllSets all(*pair.whole, place, wish);
+        for (std::size_t smaller = 1; smaller < size && smaller <= most; ++smaller)
+          EXPECT_FALSE(all.any_of(smaller)) << seed << ": " << smaller << record.json();
+        EXPECT_TRUE(size > most || all.any_of(size)) << seed << record.json();
+        figures.larger += is_found && size > 1;
+      }
+    }
+  }
+}
+
+TEST(WholeAdvice, IsTheSmallestOfAllCoresTogether) {
+  const bool is_long = std::getenv("IPTASKS_LONG") != nullptr;
+  ProvenFigures figures;
+  const std::uint64_t seeds = is_long ? 200 : test_support::kSanitized ? 6 : 20;
+  for (std::uint64_t seed = 1; seed <= seeds; ++seed) expect_smallest(seed, is_long ? 3 : 2, figures);
+  EXPECT_GT(figures.found, 10);
+  EXPECT_GT(figures.elsewhere, test_support::kSanitized ? -1 : 0);
+  std::printf("%d asked: %d found, %d of them larger than one, %d none; %d changes in the other core\n", figures.asked,
+              figures.found, figures.larger, figures.none, figures.elsewhere);
 }
 
 TEST(WholeExplanations, OfInternalTextsHaveWhatTheyShow) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <memory>
 #include <set>
 #include <stdexcept>
 
@@ -43,22 +44,54 @@ Instance computed(Instance instance) {
   return instance;
 }
 
+// A core alone: nothing is around it.
+class Alone : public Around {
+ public:
+  Alone(Instance const& instance, Terms& terms) : instance_(instance), terms_(terms) {}
+
+  std::uint32_t count() const override { return 1; }
+  Instance const& instance(std::uint32_t) const override { return instance_; }
+  Terms& terms(std::uint32_t) override { return terms_; }
+  std::vector<Spot> same_as(Spot spot) const override { return {spot}; }
+  bool approves(std::vector<Change> const&) override { return true; }
+
+ private:
+  Instance const& instance_;
+  Terms& terms_;
+};
+
+// One of the cores, as it was and as it is with what is tried.
+struct Side {
+  Side(Instance const& instance, Terms& terms, std::uint32_t excluded, std::vector<Value> const& wished,
+       Candidates::Shared shared)
+      : start(computed(instance)),
+        state(start),
+        insight(state),
+        core(start.core()),
+        candidates(start, terms, excluded, wished, std::move(shared)),
+        baseline(start),
+        needs(core, terms, candidates, baseline) {}
+
+  const Instance start;
+  Instance state;
+  Insight insight;
+  Core const& core;
+  Candidates candidates;
+  Baseline baseline;
+  Needs needs;
+};
+
 // Looks at sets of candidates by increasing size. A set is made larger only by a change that it lacks: each condition
 // that it does not meet has a list of changes of which every larger set that meets it has one.
+//
+// A core around is looked at from the first change on that it shares. What several are given the same is one change, of
+// the first of them.
 class Search {
  public:
-  Search(Instance const& instance, Wish const& wish, Effort effort, Terms& terms, Approval const& approval)
-      : approval_(approval),
-        start_(computed(instance)),
-        state_(start_),
-        insight_(state_),
-        core_(start_.core()),
-        candidates_(start_, terms, wish.kind == Wish::Kind::permitted ? wish.parameter : Core::kNoStep, wished(wish)),
-        baseline_(start_),
-        needs_(core_, terms, candidates_, baseline_),
-        wish_(conditions_of(start_, wish)),
-        effort_(effort),
-        most_time_(effort.most_seconds) {}
+  Search(Around& around, Wish const& wish, Effort effort)
+      : around_(around), asked_(wish), sides_(around.count()), effort_(effort), most_time_(effort.most_seconds) {
+    wish_ = conditions_of(side(0).start, wish);
+  }
 
   Advice found() {
     advice_.outcome = Advice::Outcome::none;
@@ -78,10 +111,41 @@ class Search {
 
  private:
   // What a value out of range may ask of those that its range is made of: as much as itself.
-  std::vector<Value> wished(Wish const& wish) const {
+  std::vector<Value> wished(Instance const& start) const {
     const std::optional<Value> value =
-        read_value(core_.parameters()[wish.parameter].type, start_.backup(wish.parameter));
-    return value && wish.kind == Wish::Kind::permitted ? std::vector{*value} : std::vector<Value>();
+        read_value(start.core().parameters()[asked_.parameter].type, start.backup(asked_.parameter));
+    return value && asked_.kind == Wish::Kind::permitted ? std::vector{*value} : std::vector<Value>();
+  }
+
+  Side& side(std::uint32_t core) {
+    std::unique_ptr<Side>& side = sides_[core];
+    if (side != nullptr) return *side;
+    const bool is_asked = core == 0;
+    const std::uint32_t excluded = is_asked && asked_.kind == Wish::Kind::permitted ? asked_.parameter : Core::kNoStep;
+    Candidates::Shared shared;
+    if (around_.count() > 1)
+      shared = {[this, core](std::uint32_t parameter) -> std::vector<Candidate> const* {
+                  const Spot first = same_as({core, parameter}).front();
+                  return first.core == core ? nullptr : &this->side(first.core).candidates.of(first.parameter);
+                },
+                [this, core](std::uint32_t parameter, std::vector<Value>& values) {
+                  bool counts = false;
+                  for (Spot const& other : same_as({core, parameter}))
+                    if (other.core != core)
+                      counts |= this->side(other.core).candidates.collect(other.parameter, values);
+                  return counts;
+                }};
+    Instance const& instance = around_.instance(core);
+    side = std::make_unique<Side>(instance, around_.terms(core), excluded,
+                                  is_asked ? wished(instance) : std::vector<Value>(), std::move(shared));
+    if (!is_asked) spent_ += instance.core().parameters().size();
+    return *side;
+  }
+
+  std::vector<Spot> const& same_as(Spot spot) {
+    const auto [place, is_new] = same_.try_emplace(around_.number(spot));
+    if (is_new) place->second = around_.same_as(spot);
+    return place->second;
   }
 
   bool is_spent() const {
@@ -90,7 +154,8 @@ class Search {
   }
 
   Change change_of(Choice const& choice) {
-    return {choice.first, candidates_.of(choice.first)[choice.second].text, Origin::user};
+    const Spot spot = around_.spot(choice.first);
+    return {choice.first, side(spot.core).candidates.of(spot.parameter)[choice.second].text, Origin::user};
   }
   std::vector<Change> changes_of(std::vector<Choice> choices) {
     std::sort(choices.begin(), choices.end());
@@ -103,53 +168,104 @@ class Search {
   // --- states
 
   struct Moved {
+    std::uint32_t core;
     std::vector<std::uint32_t> parameters, steps;
   };
+  using Moves = std::vector<Moved>;  // a core each
 
-  Moved make(std::vector<Change> const& changes) {
-    Moved moved;
-    moved.parameters = make_changes(state_, changes);
-    moved.steps = insight_.ran();
+  static std::size_t count(Moves const& moves) {
+    std::size_t count = 0;
+    for (Moved const& moved : moves) count += moved.parameters.size();
+    return count;
+  }
+
+  std::map<std::uint32_t, std::vector<Change>> by_core(std::vector<Change> const& changes) {
+    std::map<std::uint32_t, std::vector<Change>> all;
+    for (Change const& change : changes)
+      for (Spot const& spot : same_as(around_.spot(change.parameter)))
+        all[spot.core].push_back({spot.parameter, change.text, change.from});
+    return all;
+  }
+
+  Moves make(std::vector<Change> const& changes) {
+    Moves moves;
+    for (auto const& [core, its] : by_core(changes)) moves.push_back(make(core, its));
+    return moves;
+  }
+
+  Moved make(std::uint32_t core, std::vector<Change> const& changes) {
+    Side& side = this->side(core);
+    Moved moved{core, make_changes(side.state, changes), side.insight.ran()};
     spent_ += kRulesOfTrial + moved.parameters.size() / 4;
-    for (const std::uint32_t step : moved.steps) spent_ += core_.steps()[step].searches ? kRulesOfSearch : 1;
+    for (const std::uint32_t step : moved.steps) spent_ += side.core.steps()[step].searches ? kRulesOfSearch : 1;
     return moved;
   }
 
-  void take_off(std::uint32_t parameter) { make({given_to(start_, parameter)}); }
-
-  bool is_fulfilled() const {
-    return std::all_of(wish_.begin(), wish_.end(), [&](Condition const& wish) { return is_met(insight_, wish); });
+  void take_off(std::uint32_t number) {
+    for (Spot const& spot : same_as(around_.spot(number)))
+      make(spot.core, {given_to(side(spot.core).start, spot.parameter)});
   }
 
-  // Calls use(condition) for what is not met until it returns false.
+  bool is_fulfilled() {
+    return std::all_of(wish_.begin(), wish_.end(),
+                       [&](Condition const& wish) { return is_met(side(0).insight, wish); });
+  }
+
+  struct Unmet {
+    std::uint32_t core;
+    Condition condition;
+    bool is_met_by_any = false;  // of those that are given the same
+  };
+
+  // Calls use(unmet) for what is not met until it returns false.
   template <class Use>
-  void each_unmet(Use use) const {
+  void each_unmet(Use use) {
     for (Condition const& wish : wish_)
-      if (!is_met(insight_, wish) && !use(wish)) return;
+      if (!is_met(side(0).insight, wish) && !use(Unmet{0, wish})) return;
     for (Choice const& choice : set_)
-      if (!state_.is_enabled(choice.first) && !use({Condition::Kind::enabled, choice.first})) return;
-    for (Moved const& moved : path_) {
-      for (const std::uint32_t step : moved.steps)
-        if (!baseline_.allows_step(insight_, step) && !use(against(step))) return;
-      for (const std::uint32_t parameter : moved.parameters) {
-        if (!baseline_.allows_range(insight_, parameter) && !use({Condition::Kind::in_range, parameter})) return;
-        for (std::uint32_t search = 0; search < core_.searches().size(); ++search)
-          if (!baseline_.allows_finding(insight_, parameter, search) &&
-              !use({Condition::Kind::finding, parameter, search}))
-            return;
-      }
-    }
+      if (!enabled_spot(choice.first) && !use(enabled_somewhere(choice.first))) return;
+    for (Moves const& moves : path_)
+      for (Moved const& moved : moves)
+        if (!each_unmet(moved, use)) return;
   }
 
-  Condition against(std::uint32_t number) const {
-    if (!insight_.fault(number).empty()) return {Condition::Kind::no_fault, number};
-    Step const& step = core_.steps()[number];
+  template <class Use>
+  bool each_unmet(Moved const& moved, Use use) {
+    Side& side = this->side(moved.core);
+    for (const std::uint32_t step : moved.steps)
+      if (!side.baseline.allows_step(side.insight, step) && !use(Unmet{moved.core, against(side, step)})) return false;
+    for (const std::uint32_t parameter : moved.parameters) {
+      if (!side.baseline.allows_range(side.insight, parameter) &&
+          !use(Unmet{moved.core, {Condition::Kind::in_range, parameter}}))
+        return false;
+      for (std::uint32_t search = 0; search < side.core.searches().size(); ++search)
+        if (!side.baseline.allows_finding(side.insight, parameter, search) &&
+            !use(Unmet{moved.core, {Condition::Kind::finding, parameter, search}}))
+          return false;
+    }
+    return true;
+  }
+
+  static Condition against(Side const& side, std::uint32_t number) {
+    if (!side.insight.fault(number).empty()) return {Condition::Kind::no_fault, number};
+    Step const& step = side.core.steps()[number];
     return {Condition::Kind::message, step.parameter, step.message};
   }
 
-  bool meets_all() const {
+  // Where what is changed can be set; nothing if it is disabled everywhere.
+  std::optional<Spot> enabled_spot(std::uint32_t number) {
+    for (Spot const& spot : same_as(around_.spot(number)))
+      if (side(spot.core).state.is_enabled(spot.parameter)) return spot;
+    return std::nullopt;
+  }
+  Unmet enabled_somewhere(std::uint32_t number) const {
+    const Spot spot = around_.spot(number);
+    return {spot.core, {Condition::Kind::enabled, spot.parameter}, true};
+  }
+
+  bool meets_all() {
     bool all = true;
-    each_unmet([&](Condition const&) { return all = false; });
+    each_unmet([&](Unmet const&) { return all = false; });
     return all;
   }
 
@@ -159,15 +275,15 @@ class Search {
   // has the fewest.
   std::vector<Choice> lacking() {
     constexpr int kMostConditions = 6;
-    std::vector<Condition> unmet;
-    each_unmet([&](Condition const& condition) {
-      unmet.push_back(condition);
+    std::vector<Unmet> unmet;
+    each_unmet([&](Unmet const& one) {
+      unmet.push_back(one);
       return unmet.size() < kMostConditions;
     });
     const bool is_last = set_.size() + 1 == size_;
     std::optional<std::vector<Choice>> fewest;
-    for (Condition const& condition : unmet) {
-      std::vector<Choice> needed = needs_.of(state_, condition, spent_);
+    for (Unmet const& one : unmet) {
+      std::vector<Choice> needed = needed_by(one);
       std::erase_if(needed, [&](Choice const& choice) { return is_changed(choice.first); });
       if (fewest && is_last) {
         std::erase_if(*fewest,
@@ -178,6 +294,23 @@ class Search {
       if (fewest->empty()) break;
     }
     return fewest.value_or(std::vector<Choice>());
+  }
+
+  // Of those that cores share each is told as of the first.
+  std::vector<Choice> needed_by(Unmet const& unmet) {
+    std::vector<Choice> all;
+    const Spot told{unmet.core, unmet.condition.subject};
+    for (Spot const& spot : unmet.is_met_by_any ? same_as(told) : std::vector{told}) {
+      Side& side = this->side(spot.core);
+      std::vector<Choice> needed =
+          side.needs.of(side.state, {unmet.condition.kind, spot.parameter, unmet.condition.message}, spent_);
+      if (around_.count() == 1) return needed;
+      for (auto const& [parameter, candidate] : needed)
+        all.emplace_back(around_.number(same_as({spot.core, parameter}).front()), candidate);
+    }
+    std::sort(all.begin(), all.end());
+    all.erase(std::unique(all.begin(), all.end()), all.end());
+    return all;
   }
 
   bool is_changed(std::uint32_t parameter) const {
@@ -193,7 +326,7 @@ class Search {
   // One value of a parameter takes the place of the one before, and counts as moved what that one moved.
   void extend() {
     std::optional<std::uint32_t> made;  // the parameter that is not as it was
-    Moved left;
+    Moves left;
     for (Choice const& choice : lacking()) {
       if (is_spent()) break;
       if (made && *made != choice.first) {
@@ -203,10 +336,10 @@ class Search {
       set_.push_back(choice);
       if (is_new()) {
         ++advice_.trials;
-        Moved moved = make({change_of(choice)});
-        if (made) add(left, moved);
+        Moves moves = make({change_of(choice)});
+        if (made) add(left, moves);
         made = choice.first;
-        path_.push_back(std::move(moved));
+        path_.push_back(std::move(moves));
         if (set_.size() < size_)
           extend();
         else if (meets_all())
@@ -219,6 +352,10 @@ class Search {
     if (made) take_off(*made);
   }
 
+  // Both are of one parameter, and so of the same cores.
+  static void add(Moves const& more, Moves& all) {
+    for (std::size_t i = 0; i < all.size(); ++i) add(more[i], all[i]);
+  }
   static void add(Moved const& more, Moved& all) {
     constexpr std::size_t kMany = 2000;
     const auto add_to = [](std::vector<std::uint32_t>& numbers, std::vector<std::uint32_t> const& others) {
@@ -246,7 +383,7 @@ class Search {
   std::vector<std::vector<Choice>> in_order() {
     std::vector<std::pair<std::size_t, std::vector<Choice>>> all;
     for (auto const& [parameters, set] : sets_) {
-      const std::size_t moves = make(changes_of(set)).parameters.size();
+      const std::size_t moves = count(make(changes_of(set)));
       for (const std::uint32_t parameter : parameters) take_off(parameter);
       all.emplace_back(moves, set);
       if (is_spent()) break;
@@ -257,12 +394,12 @@ class Search {
     return sets;
   }
 
-  // What was refused elsewhere is not made larger here.
+  // What is refused for other reasons than the rules of the cores is not made larger.
   void choose() {
     for (std::vector<Choice> const& set : in_order()) {
-      std::vector<Change> changes = changes_of(set);
-      if (approval_ && !approval_(changes)) {
-        spent_ += core_.parameters().size();
+      std::vector<Change> changes = named(changes_of(set));
+      if (!around_.approves(changes)) {
+        spent_ += side(0).core.parameters().size();
         advice_.is_smallest = false;
         if (is_spent()) return;
         continue;
@@ -272,33 +409,55 @@ class Search {
     }
   }
 
-  // The changes are made to a copy of what was given, all at once, and everything is looked at.
+  // Changes of what several cores share, as of one where it can be set.
+  std::vector<Change> named(std::vector<Change> changes) {
+    if (around_.count() == 1) return changes;
+    const std::vector<Change> made = changes;
+    make(made);
+    for (Change& change : changes)
+      if (const auto spot = enabled_spot(change.parameter)) change.parameter = around_.number(*spot);
+    for (Change const& change : made) take_off(change.parameter);
+    return changes;
+  }
+
+  // The changes are made to copies of what was given, all at once, and everything is looked at.
   void verify() {
-    Instance copy = start_;
-    advice_.moves = make_changes(copy, advice_.changes);
-    const Insight insight(copy);
-    bool holds = std::all_of(wish_.begin(), wish_.end(), [&](Condition const& one) { return is_met(insight, one); });
-    for (std::uint32_t step = 0; step < core_.steps().size(); ++step)
-      holds = holds && baseline_.allows_step(insight, step);
-    for (std::uint32_t i = 0; i < core_.parameters().size(); ++i) {
-      holds = holds && baseline_.allows_range(insight, i);
-      for (std::uint32_t search = 0; search < core_.searches().size(); ++search)
-        holds = holds && baseline_.allows_finding(insight, i, search);
+    bool holds = true;
+    for (auto const& [core, changes] : by_core(advice_.changes)) {
+      Side& side = this->side(core);
+      Instance copy = side.start;
+      std::vector<std::uint32_t> moves = make_changes(copy, changes);
+      const Insight insight(copy);
+      if (core == 0) {
+        advice_.moves = std::move(moves);
+        for (Condition const& one : wish_) holds = holds && is_met(insight, one);
+      }
+      holds = holds && allows_all(side, insight);
+      for (Change const& change : advice_.changes)
+        if (const Spot spot = around_.spot(change.parameter); spot.core == core)
+          holds = holds && copy.is_enabled(spot.parameter);
     }
-    for (Change const& change : advice_.changes) holds = holds && copy.is_enabled(change.parameter);
-    if (!holds) throw std::logic_error("advice that does not hold for " + core_.name() + " " + core_.version());
+    Core const& core = side(0).core;
+    if (!holds) throw std::logic_error("advice that does not hold for " + core.name() + " " + core.version());
     advice_.outcome = Advice::Outcome::found;
     advice_.is_first = !is_spent();
   }
 
-  Approval const& approval_;
-  const Instance start_;
-  Instance state_;
-  Insight insight_;
-  Core const& core_;
-  Candidates candidates_;
-  Baseline baseline_;
-  Needs needs_;
+  static bool allows_all(Side const& side, Insight const& insight) {
+    for (std::uint32_t step = 0; step < side.core.steps().size(); ++step)
+      if (!side.baseline.allows_step(insight, step)) return false;
+    for (std::uint32_t i = 0; i < side.core.parameters().size(); ++i) {
+      if (!side.baseline.allows_range(insight, i)) return false;
+      for (std::uint32_t search = 0; search < side.core.searches().size(); ++search)
+        if (!side.baseline.allows_finding(insight, i, search)) return false;
+    }
+    return true;
+  }
+
+  Around& around_;
+  Wish const& asked_;
+  std::vector<std::unique_ptr<Side>> sides_;  // those that are looked at
+  std::map<std::uint32_t, std::vector<Spot>> same_;
   std::vector<Condition> wish_;
   Effort effort_;
   std::chrono::duration<double> most_time_;
@@ -306,8 +465,8 @@ class Search {
   Advice advice_{};
   std::uint64_t spent_ = 0;
   std::size_t size_ = 0;     // of the sets that are looked at
-  std::vector<Choice> set_;  // made to state_, in the order of the search
-  std::vector<Moved> path_;  // by each of them
+  std::vector<Choice> set_;  // made, in the order of the search
+  std::vector<Moves> path_;  // by each of them
   std::set<std::vector<Choice>> seen_;
   std::map<std::vector<std::uint32_t>, std::vector<Choice>> sets_;  // that do it, by the parameters that they change
 };
@@ -322,12 +481,26 @@ Advice advise(Instance const& instance, Wish const& wish, Effort effort) {
 }
 
 Advice advise(Instance const& instance, Wish const& wish, Effort effort, RuleParts const& parts) {
-  return advise(instance, wish, effort, parts, Approval());
+  Alone alone(instance, parts.terms());
+  return advise(wish, effort, alone);
 }
 
-Advice advise(Instance const& instance, Wish const& wish, Effort effort, RuleParts const& parts,
-              Approval const& approval) {
-  return Search(instance, wish, effort, parts.terms(), approval).found();
+Advice advise(Wish const& wish, Effort effort, Around& around) { return Search(around, wish, effort).found(); }
+
+std::uint32_t Around::number(Spot spot) const {
+  std::size_t number = spot.parameter;
+  for (std::uint32_t core = 0; core < spot.core; ++core) number += instance(core).core().parameters().size();
+  return static_cast<std::uint32_t>(number);
+}
+
+Spot Around::spot(std::uint32_t number) const {
+  Spot spot{0, number};
+  for (; spot.core + 1 < count(); ++spot.core) {
+    const auto own = static_cast<std::uint32_t>(instance(spot.core).core().parameters().size());
+    if (spot.parameter < own) break;
+    spot.parameter -= own;
+  }
+  return spot;
 }
 
 Record record_of(Core const& core, Wish const& wish, Advice const& advice) {

@@ -39,15 +39,27 @@ class Candidates {
  public:
   static constexpr std::size_t kMost = 64;  ///< of a parameter
 
+  /// Of parameters that cores around this one are given as well: each has the candidates of the first core among them,
+  /// for which all of them tell values.
+  struct Shared {
+    std::function<std::vector<Candidate> const*(std::uint32_t parameter)> of_first;  ///< null where this is the first
+    /// Returns whether rules of theirs ask if it was given.
+    std::function<bool(std::uint32_t parameter, std::vector<Value>& values)> add_others;
+  };
+
   /// `excluded`: a parameter that may not be changed, or Core::kNoStep.
-  Candidates(Instance const& start, Terms& terms, std::uint32_t excluded, std::vector<Value> wished = {})
-      : insight_(start), terms_(terms), excluded_(excluded), wished_(std::move(wished)) {}
+  Candidates(Instance const& start, Terms& terms, std::uint32_t excluded, std::vector<Value> wished = {},
+             Shared shared = {})
+      : insight_(start), terms_(terms), excluded_(excluded), wished_(std::move(wished)), shared_(std::move(shared)) {}
 
   /// In the order in which they are preferred.
   std::vector<Candidate> const& of(std::uint32_t parameter);
+  /// What the core alone has values from, of the parameter's type; not each once. Returns whether rules ask if it was
+  /// given.
+  bool collect(std::uint32_t parameter, std::vector<Value>& values);
 
  private:
-  void collect(std::uint32_t parameter, std::vector<Value>& values);
+  std::vector<Candidate> typed_as(std::uint32_t number, std::vector<Candidate> all) const;
   void collect_compared(std::uint32_t parameter, Term const& term, std::vector<Value>& values);
   static void collect_constants(Term const& term, Insight& insight, std::vector<Value>& values);
 
@@ -55,6 +67,7 @@ class Candidates {
   Terms& terms_;
   std::uint32_t excluded_;
   std::vector<Value> wished_;
+  Shared shared_;
   std::map<std::uint32_t, std::vector<Candidate>> known_;
 };
 
@@ -79,11 +92,30 @@ class Baseline {
   std::map<std::pair<std::uint32_t, std::uint32_t>, int> findings_;  // how many errors, by parameter and search
 };
 
-/// Whether changes that do it in the core alone may be named.
-using Approval = std::function<bool(std::vector<Change> const&)>;
-/// As advise(), of changes that are approved; none to approve all.
-Advice advise(Instance const& instance, Wish const& wish, Effort effort, RuleParts const& parts,
-              Approval const& approval);
+/// A parameter of one of the cores that stand together: that in which an advice is sought is 0.
+struct Spot {
+  std::uint32_t core, parameter;
+  friend bool operator==(Spot const&, Spot const&) = default;
+};
+
+/// The cores around the one in which an advice is sought. Parameters of all have one number, those of the core first.
+class Around {
+ public:
+  virtual ~Around() = default;
+
+  virtual std::uint32_t count() const = 0;  ///< of cores
+  virtual Instance const& instance(std::uint32_t core) const = 0;
+  virtual Terms& terms(std::uint32_t core) = 0;
+  /// The parameter and those that are given the same with it, ascending.
+  virtual std::vector<Spot> same_as(Spot spot) const = 0;
+  /// Whether changes may be named that do it by the rules of each core; the parameters are numbers of all.
+  virtual bool approves(std::vector<Change> const& changes) = 0;
+
+  std::uint32_t number(Spot spot) const;
+  Spot spot(std::uint32_t number) const;
+};
+/// As advise(), of changes to all of the cores, by numbers of all.
+Advice advise(Wish const& wish, Effort effort, Around& around);
 /// The record, with other names for what is changed.
 Record record_of(Core const& core, Wish const& wish, Advice const& advice,
                  std::function<std::string(std::uint32_t)> const& name);

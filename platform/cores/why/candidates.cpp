@@ -56,12 +56,21 @@ Term const& Terms::of(Rule const& rule) {
 }
 
 std::vector<Candidate> const& Candidates::of(std::uint32_t number) {
-  const auto [place, is_new] = known_.try_emplace(number);
-  std::vector<Candidate>& all = place->second;
-  if (!is_new || number == excluded_) return all;
+  if (const auto known = known_.find(number); known != known_.end()) return known->second;
+  if (shared_.of_first)
+    if (auto const* const first = shared_.of_first(number)) return known_[number] = typed_as(number, *first);
+  std::vector<Candidate>& all = known_[number];
+  if (number == excluded_) return all;
   Parameter const& parameter = insight_.core().parameters()[number];
   std::vector<Value> values;
-  collect(number, values);
+  // What shows the same as now is no change, and to take back is to set the default, unless rules ask what was given.
+  bool counts = collect(number, values);
+  if (shared_.add_others) {
+    std::vector<Value> others;
+    counts |= shared_.add_others(number, others);
+    for (Value const& value : others)
+      if (const auto fitting = typed(parameter.type, value)) values.push_back(*fitting);
+  }
   const bool is_given = insight_.instance().given(number).has_value();
   const Value present = insight_.value(Core::slot(number, Core::kUser));
   if (parameter.type.is_number() && parameter.values.empty())
@@ -69,8 +78,6 @@ std::vector<Candidate> const& Candidates::of(std::uint32_t number) {
       const double to_a = std::abs(size_of(a) - size_of(present)), to_b = std::abs(size_of(b) - size_of(present));
       return to_a != to_b ? to_a < to_b : order(a.cell(), b.cell()) < 0;
     });
-  // What shows the same as now is no change, and to take back is to set the default, unless rules ask what was given.
-  const bool counts = insight_.core().readers(Core::slot(number, Core::kGiven)).size() > 1;
   for (Value const& value : values) {
     if (!is_permitted_always(parameter, value) || (value == present && (is_given || !counts))) continue;
     const auto is_same = [&](Candidate const& known) { return known.text && known.value == value; };
@@ -80,7 +87,17 @@ std::vector<Candidate> const& Candidates::of(std::uint32_t number) {
   return all;
 }
 
-void Candidates::collect(std::uint32_t number, std::vector<Value>& values) {
+// The same texts, as this parameter reads them; what it cannot read leaves it as if nothing were given.
+std::vector<Candidate> Candidates::typed_as(std::uint32_t number, std::vector<Candidate> all) const {
+  Parameter const& parameter = insight_.core().parameters()[number];
+  for (Candidate& one : all) {
+    const auto value = one.text ? read_value(parameter.type, *one.text) : std::nullopt;
+    one.value = value ? *value : parameter.default_value;
+  }
+  return all;
+}
+
+bool Candidates::collect(std::uint32_t number, std::vector<Value>& values) {
   Core const& core = insight_.core();
   Parameter const& parameter = core.parameters()[number];
   std::vector<Value> found;
@@ -97,6 +114,7 @@ void Candidates::collect(std::uint32_t number, std::vector<Value>& values) {
   for (Value const& wished : wished_) found.push_back(wished);
   for (Value const& value : found)
     if (const auto fitting = typed(parameter.type, value)) values.push_back(*fitting);
+  return core.readers(Core::slot(number, Core::kGiven)).size() > 1;
 }
 
 // What the parameter is compared with in the term.

@@ -31,45 +31,42 @@ Errors errors_of(std::vector<Configuration*> const& all) {
   return errors;
 }
 
-class WholeAdviser {
+// All cores of the whole, that of the place first.
+class WholeAdviser : public Around {
  public:
   WholeAdviser(Configuration& whole, Configuration& within, Place place, Effort effort, RuleParts const& parts)
-      : whole_(whole), within_(within), place_(place), effort_(effort), parts_(parts) {}
-
-  Record operator()(Wish const& wish) {
-    std::optional<Record> answer;
-    for (Place const& place : places_for(wish)) {
-      std::unique_ptr<RuleParts> other_parts;
-      Core const& core = place.configuration->core();
-      const Wish same{wish.kind, place.number, wish.message};
-      const Approval approval = [&](std::vector<Change> const& changes) {
-        return holds(wish, *place.configuration, changes);
-      };
-      if (place.configuration != place_.configuration) other_parts = std::make_unique<RuleParts>(core);
-      const Advice advice = advise(place.configuration->instance(), same, effort_,
-                                   other_parts == nullptr ? parts_ : *other_parts, is_alone() ? Approval() : approval);
-      const auto name = [&](std::uint32_t parameter) { return within_.name_of({place.configuration, parameter}); };
-      if (!answer || advice.outcome == Advice::Outcome::found) answer = record_of(core, same, advice, name);
-      if (advice.outcome == Advice::Outcome::found) break;
-    }
-    return *answer;
+      : whole_(whole), within_(within), place_(place), effort_(effort), parts_(parts), cores_{place.configuration} {
+    for (Configuration* const one : whole_.all_of_it())
+      if (one != place.configuration) cores_.push_back(one);
+    other_parts_.resize(cores_.size());
   }
 
- private:
-  bool is_alone() const { return whole_.core().sub_cores().empty(); }
+  Record operator()(Wish const& wish) {
+    wish_ = wish;
+    const auto name = [&](std::uint32_t number) { return within_.name_of(place_of(spot(number))); };
+    return record_of(cores_[0]->core(), wish, advise(wish, effort_, *this), name);
+  }
 
-  // Where the wish may be sought: at the parameter, and at those that are given the same.
-  std::vector<Place> places_for(Wish const& wish) const {
-    if (wish.kind != Wish::Kind::enabled) return {place_};
-    std::vector<Place> places = whole_.same_as(place_);
-    std::erase_if(places, [&](Place const& one) {
-      return one.configuration != place_.configuration && one.configuration->instance().is_enabled(one.number);
-    });
-    return places;
+  std::uint32_t count() const override { return static_cast<std::uint32_t>(cores_.size()); }
+  Instance const& instance(std::uint32_t core) const override { return cores_[core]->instance(); }
+
+  Terms& terms(std::uint32_t core) override {
+    if (core == 0) return parts_.terms();
+    if (other_parts_[core] == nullptr) other_parts_[core] = std::make_unique<RuleParts>(cores_[core]->core());
+    return other_parts_[core]->terms();
+  }
+
+  std::vector<Spot> same_as(Spot spot) const override {
+    std::vector<Spot> same;
+    for (Place const& place : whole_.same_as(place_of(spot)))
+      same.push_back({index_of(cores_, place.configuration), place.number});
+    std::sort(same.begin(), same.end(), [](Spot a, Spot b) { return a.core < b.core; });
+    return same;
   }
 
   // The changes are made to a copy of the whole, as whoever follows the advice makes them.
-  bool holds(Wish const& wish, Configuration const& at, std::vector<Change> const& changes) {
+  bool approves(std::vector<Change> const& changes) override {
+    if (count() == 1) return true;
     const std::vector<Configuration*> now = whole_.all_of_it();
     if (before_ == nullptr) {
       before_ = whole_.copy();
@@ -78,24 +75,30 @@ class WholeAdviser {
     }
     const auto copy = before_->copy();
     const std::vector<Configuration*> all = copy->all_of_it();
-    Configuration& changed = *all[index_of(now, &at)];
-    std::vector<Place> taken;
+    std::vector<Place> taken, changed;
     std::vector<std::pair<Place, std::string>> given;
-    for (Change const& change : changes)
+    for (Change const& change : changes) {
+      Place place = place_of(spot(change.parameter));
+      place.configuration = all[index_of(now, place.configuration)];
+      changed.push_back(place);
       if (change.text)
-        given.emplace_back(Place{&changed, change.parameter}, *change.text);
+        given.emplace_back(place, *change.text);
       else
-        taken.push_back({&changed, change.parameter});
+        taken.push_back(place);
+    }
     copy->take_back(taken, Strength::values);
     copy->set(given);
-    for (Change const& change : changes)
-      if (!changed.instance().is_enabled(change.parameter)) return false;
+    for (Place const& place : changed)
+      if (!place.configuration->instance().is_enabled(place.number)) return false;
     for (auto const& [which, count] : errors_of(all)) {
       const auto known = errors_.find(which);
       if (known == errors_.end() || known->second < count) return false;
     }
-    return is_fulfilled(wish, *all[index_of(now, place_.configuration)]);
+    return is_fulfilled(wish_, *all[index_of(now, place_.configuration)]);
   }
+
+ private:
+  Place place_of(Spot spot) const { return {cores_[spot.core], spot.parameter}; }
 
   bool is_fulfilled(Wish const& wish, Configuration& at) const {
     if (wish.kind == Wish::Kind::enabled) return at.instance().is_enabled(place_.number);
@@ -109,6 +112,9 @@ class WholeAdviser {
   Place place_;
   Effort effort_;
   RuleParts const& parts_;
+  std::vector<Configuration*> cores_;
+  std::vector<std::unique_ptr<RuleParts>> other_parts_;  // by core, of those around that are looked at
+  Wish wish_{};
   std::unique_ptr<Configuration> before_;
   Errors errors_;
 };
