@@ -3,10 +3,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "kdi/cdo/Cdo.h"
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdi_cdo {
 namespace {
@@ -28,7 +28,7 @@ kdi::cdo::Commands read_commands(std::string const& path) { return kdi::cdo::fro
 void write(std::string const& path, std::string_view content) {
   if (path != kStandard) return kdi::write_file(path, content);
   if (kdi::write_all(STDOUT_FILENO, content) != content.size())
-    throw kdi::FileError(std::string("standard output: cannot be written: ") + std::strerror(errno));
+    throw kdi::FileError("standard output: cannot be written: " + kdi::text::system_reason(errno));
 }
 
 }  // namespace kdi_cdo

@@ -8,13 +8,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
 
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiText.h"
 
 namespace kdish {
 namespace {
@@ -24,7 +24,7 @@ constexpr std::string_view kHeader = "# kdish history 1\n";
 constexpr std::string_view kBrokenOff = " \\?\n";
 
 [[noreturn]] void fail(std::string const& path, char const* what) {
-  throw std::runtime_error(path + ": the history cannot be " + what + ": " + std::strerror(errno));
+  throw std::runtime_error(path + ": the history cannot be " + what + ": " + kdi::text::system_reason(errno));
 }
 
 [[noreturn]] void refuse(std::string const& path) {

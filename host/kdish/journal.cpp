@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -25,7 +24,7 @@ constexpr std::string_view kError = "#= error";
 constexpr std::string_view kUnknown = "#= unknown";
 
 [[noreturn]] void fail(std::string const& path, char const* what) {
-  throw std::runtime_error(path + ": " + what + ": " + std::strerror(errno));
+  throw std::runtime_error(path + ": " + what + ": " + kdi::text::system_reason(errno));
 }
 
 std::string quoted(std::string const& script) {

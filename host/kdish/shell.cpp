@@ -322,7 +322,7 @@ Shell::Shell(ShellOptions options) : options_(std::move(options)) {
     // Standard output is for the results alone; what a command or a library prints goes with the messages.
     json_descriptor_ = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);  // no child writes there
     if (json_descriptor_ == -1 || ::dup2(STDERR_FILENO, STDOUT_FILENO) == -1)
-      throw std::runtime_error(std::string("standard output cannot be used: ") + std::strerror(errno));
+      throw std::runtime_error("standard output cannot be used: " + kdi::text::system_reason(errno));
   }
   has_colour_ =
       options_.colour == Colour::always || (options_.colour == Colour::automatic && wants_colour(STDERR_FILENO));
@@ -365,7 +365,7 @@ int Shell::run() {
     status = run_standard_input();
   Tcl_Channel const output = Tcl_GetStdChannel(TCL_STDOUT);
   if (output != nullptr && Tcl_Flush(output) != TCL_OK) {
-    complain(std::string("the output cannot be written: ") + std::strerror(errno));
+    complain("the output cannot be written: " + kdi::text::system_reason(errno));
     return 1;
   }
   with_journal([this] { journal_.close(); });
@@ -498,7 +498,7 @@ int Shell::run_standard_input() {
     const tcl::ObjRef line(Tcl_NewObj());
     const bool is_end = Tcl_GetsObj(input, line.get()) < 0;
     if (is_end && Tcl_Eof(input) == 0) {
-      complain(std::string("standard input cannot be read: ") + std::strerror(Tcl_GetErrno()));
+      complain("standard input cannot be read: " + kdi::text::system_reason(Tcl_GetErrno()));
       return 1;
     }
     if (!is_end) {
@@ -681,7 +681,7 @@ void Shell::show_result(std::string const& script) {
   Tcl_Obj* const result = Tcl_GetObjResult(interp_);
   if (options_.json) {
     if (!write_all(json_descriptor_, result_as_json(table(), script, result) + "\n"))
-      throw std::runtime_error(std::string("the result cannot be written: ") + std::strerror(errno));
+      throw std::runtime_error("the result cannot be written: " + kdi::text::system_reason(errno));
     return;
   }
   std::string text = shown(script, result);
@@ -702,7 +702,7 @@ std::string Shell::shown(std::string const& script, Tcl_Obj* result) {
 }
 
 void Shell::print_or_fail(std::string const& text) {
-  if (!print(text)) throw std::runtime_error(std::string("the result cannot be written: ") + std::strerror(errno));
+  if (!print(text)) throw std::runtime_error("the result cannot be written: " + kdi::text::system_reason(errno));
 }
 
 // Called by whoever sends a message, on any thread: so not through Tcl's channels.

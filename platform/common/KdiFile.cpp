@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <new>
@@ -17,15 +16,15 @@
 #include <system_error>
 #include <utility>
 
+#include "kdi/common/KdiText.h"
+
 namespace kdi {
 namespace {
 
 template <class Error = FileError>
 [[noreturn]] void fail(std::string const& path, std::string const& what, int reason) {
   if (reason == ENOMEM) throw std::bad_alloc();  // no fault of the file
-  // not in the words of a locale, whose bytes may be those of another encoding
-  char const* const text = strerrordesc_np(reason);
-  throw Error(path + ": " + what + ": " + (text == nullptr ? "error " + std::to_string(reason) : text));
+  throw Error(path + ": " + what + ": " + text::system_reason(reason));
 }
 
 // An open file, closed by scope.

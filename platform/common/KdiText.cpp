@@ -1,5 +1,10 @@
 #include "kdi/common/KdiText.h"
 
+#include <dlfcn.h>
+
+#include <clocale>
+#include <cstring>
+
 #include "kdi/common/KdiNumber.h"
 
 namespace kdi::text {
@@ -53,6 +58,19 @@ std::string shortened(std::string_view text, std::size_t most) {
 std::string shortened_in_the_middle(std::string_view text, std::size_t most) {
   if (text.size() <= most) return std::string(text);
   return std::string(begin_of(text, most / 2)).append("...").append(end_of(text, most / 2));
+}
+
+std::string system_reason(int number) {
+  char const* const reason = strerrordesc_np(number);
+  return reason == nullptr ? "error " + std::to_string(number) : reason;
+}
+
+std::string loader_reason() {
+  const locale_t english = ::newlocale(LC_ALL_MASK, "C", nullptr), before = ::uselocale(english);
+  char const* const reason = ::dlerror();  // stays until the next fault
+  ::uselocale(before);
+  ::freelocale(english);
+  return reason == nullptr ? "" : reason;
 }
 
 }  // namespace kdi::text

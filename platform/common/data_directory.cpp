@@ -69,7 +69,7 @@ std::vector<std::string> data_directories(std::string const& name) {
     if (!is_directory((root / name).string())) continue;
     std::error_code fault;
     const fs::path directory = fs::canonical(root / name, fault);
-    if (fault) throw FileError((root / name).string() + ": cannot be looked up: " + fault.message());
+    if (fault) throw FileError((root / name).string() + ": cannot be looked up: " + text::system_reason(fault.value()));
     if (std::find(directories.begin(), directories.end(), directory) == directories.end())
       directories.push_back(directory.string());
   }

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -38,7 +39,7 @@ class WorkFolder {
  public:
   explicit WorkFolder(std::string const& beside) : path_(beside + "/.software-XXXXXX") {
     if (::mkdtemp(path_.data()) == nullptr)
-      throw std::system_error(errno, std::generic_category(), beside + ": nothing can be built there");
+      throw std::runtime_error(beside + ": nothing can be built there: " + kdi::text::system_reason(errno));
   }
   WorkFolder(WorkFolder const&) = delete;
   WorkFolder& operator=(WorkFolder const&) = delete;
@@ -58,7 +59,7 @@ class TargetFolder {
   explicit TargetFolder(std::string path) : path_(std::move(path)) {
     std::error_code failed;
     is_new_ = fs::create_directory(path_, failed);
-    if (failed) throw std::system_error(failed, path_ + ": cannot be made");
+    if (failed) throw std::runtime_error(path_ + ": cannot be made: " + kdi::text::system_reason(failed.value()));
   }
   TargetFolder(TargetFolder const&) = delete;
   TargetFolder& operator=(TargetFolder const&) = delete;

@@ -8,11 +8,11 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "kdi/common/KdiFile.h"
+#include "kdi/common/KdiText.h"
 
 extern char** environ;
 
@@ -90,7 +90,7 @@ Run run(StrVec const& words, std::string const& log, int most_seconds) {
   const Attributes attributes;
   pid_t child = -1;
   const int error = ::posix_spawnp(&child, arguments[0], files.get(), attributes.get(), arguments.data(), environ);
-  if (error != 0) throw NoProgram(std::generic_category().message(error));
+  if (error != 0) throw NoProgram(text::system_reason(error));
   Run run;
   run.is_well = ends_well(child, most_seconds);
   run.told = read_file(log);

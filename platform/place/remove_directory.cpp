@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -23,9 +22,7 @@ namespace {
   throw "directory " + text::shown(path) + " is not removed: " + reason;
 }
 [[noreturn]] void fail(std::string const& path, int number) {
-  char const* const reason = strerrordesc_np(number);  // in no locale's words
-  throw "directory " + text::shown(path) +
-      " cannot be removed: " + (reason == nullptr ? "error " + std::to_string(number) : reason);
+  throw "directory " + text::shown(path) + " cannot be removed: " + text::system_reason(number);
 }
 
 // A descriptor that is closed.

@@ -27,12 +27,6 @@ constexpr std::size_t kTagBytes = crypto_aead_xchacha20poly1305_ietf_ABYTES;
 constexpr std::size_t kMostText = std::size_t{1} << 28;
 constexpr int kVariant = sodium_base64_VARIANT_ORIGINAL;
 
-// In no locale's words.
-std::string reason_of(int number) {
-  char const* const reason = strerrordesc_np(number);
-  return reason == nullptr ? std::to_string(number) : reason;
-}
-
 void start() {
   static const bool is_ready = sodium_init() >= 0;
   if (!is_ready) refuse("the cipher library does not start");
@@ -52,7 +46,7 @@ class Key {
   /// The key of a file that nobody else may read: 32 bytes, or as 64 hexadecimal digits on a line.
   void read(std::string const& path) {
     const int file = kdi::open_file(path, O_RDONLY | O_NONBLOCK);
-    if (file < 0) refuse("the key file cannot be opened: " + reason_of(errno));
+    if (file < 0) refuse("the key file cannot be opened: " + kdi::text::system_reason(errno));
     const int closed = read_open(file);
     ::close(file);
     switch (closed) {

@@ -1,11 +1,13 @@
 # Words and numbers are the same under every locale: letters.tcl SOURCE_DIR lists the places in shared/, platform/ and host/
-# that use what follows the process's locale, in C or in C++. kdi/common/KdiText.h and KdiNumber.h are what to use instead.
+# that use what follows the process's locale, in C or in C++, or says in its language what went wrong. kdi/common/KdiText.h and
+# KdiNumber.h are what to use instead.
 source [file join [file dirname [info script]] cpp.tcl]
 source [file join [file dirname [info script]] locale_functions.tcl]
 set root [file normalize [lindex $argv 0]]
 
 # Places that mean the locale, or take it out of the way: a file and the names that it may use.
 set meant {
+  platform/common/KdiText.cpp    {dlerror {#include <clocale>}}
   platform/common/KdiNumber.cpp  {vsnprintf}
   host/kdish/line_editor.cpp     {mbstowcs}
   host/kdish/characters.cpp      {setlocale nl_langinfo {#include <clocale>}}
@@ -15,6 +17,7 @@ set meant {
 
 set function [format {\m(?:std::)?(?:%s)\s*\(} [join $localeFunctions |]]
 set type {\mstd::(?:locale|w?regex|w?[io]?stringstream|w?[io]?fstream|w?[io]?stream|w?(?:cin|cout|cerr|clog)|put_time|get_time)\M}
+set reason {\m(?:std::)?(?:(?:str|p)error(?:_r|_l)?|dlerror|strsignal|psignal|psiginfo|(?:generic|system)_category|system_error|filesystem_error)\s*\(}
 set header {#\s*include\s*<(?:locale|clocale|cctype|cwctype|regex|sstream|fstream|iostream|iomanip|istream|ostream|codecvt)>}
 set print {\m(?:std::)?v?(?:f|s|sn|d|as|as_?n)?printf\s*\(}
 set floating {%[-+ #0]*(?:\d+|\*)?(?:\.(?:\d+|\*)?)?[lLh]*[aAeEfFgG]|%[-+ #0]*'}
@@ -28,7 +31,7 @@ foreach top {shared platform host} {
     set code [cpp_code $text]
     set name [string range $path [string length $root/] end]
     set allowed [expr {[dict exists $meant $name] ? [dict get $meant $name] : {}}]
-    foreach pattern [list $function $type $header] {
+    foreach pattern [list $function $type $reason $header] {
       foreach found [regexp -all -inline -indices $pattern $code] {
         set words [string map {std:: {} ( {}} [string trim [string range $code {*}$found]]]
         if {[string trim $words] ni $allowed} {

@@ -15,6 +15,7 @@
 #include "kdi/cores/RegisterMemory.h"
 #include "kdi/cores/Store.h"
 #include "kdi/hsm/HHSMSwManager.h"
+#include "tests/support/foreign_locale.h"
 #include "tests/support/places.h"
 #include "tests/support/program.h"
 #include "tests/support/random.h"
@@ -416,6 +417,20 @@ TEST_F(Building, NeedsACompilerAndSaysWhatToInstall) {
             "the parameter software.compiler names \"/usr/bin/tcc\", which is none of the compilers that the "
             "sources are for: clang, gcc");
   EXPECT_EQ(folder_.names(), Texts{});
+}
+
+TEST_F(Building, TellsWhatTheSystemRefusesInOneLanguage) {
+  folder_.file("tavrel_plm", "a file");
+  const ForeignLocale turkish("tr_TR", "ISO-8859-9");
+  param_host::set("software.compiler", "no-such-clang");
+  EXPECT_FALSE(build());
+  EXPECT_NE(told().find("cannot be started: No such file or directory;"), std::string::npos);
+  EXPECT_FALSE(HHSMSwManager::getHsmSwManager()->generateAppForPMC(
+      nullptr, "p1", "psv_pmc_0", "u1", folder_.path("none"), "tavrel_plm", "tavrel_cips", true));
+  EXPECT_EQ(told(), folder_.path("none") + ": nothing can be built there: No such file or directory");
+  EXPECT_FALSE(HHSMSwManager::getHsmSwManager()->generateAppForPMC(nullptr, "p1", "psv_pmc_0", "u1", folder_.folder(),
+                                                                   "tavrel_plm", "tavrel_cips", false));
+  EXPECT_EQ(told(), folder_.path("tavrel_plm") + ": cannot be made: File exists");
 }
 
 TEST_F(Building, LeavesNothingOfWhatACompilerDidNotMake) {

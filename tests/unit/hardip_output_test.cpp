@@ -12,6 +12,7 @@
 #include "tcltasks/hardip/output_package.h"
 #include "tcltasks/hardip/power_io_files.h"
 #include "tcltasks/hardip/task_target.h"
+#include "tests/support/foreign_locale.h"
 #include "tests/support/recording_core.h"
 #include "tests/support/recording_output.h"
 #include "tests/support/scratch.h"
@@ -501,6 +502,7 @@ TEST_F(HardIpOutput, WhatCannotBeTakenAwayIsAWarning) {
   const Scratch own;
   own.file("tavrel_plm/locked/file", "x");
   ::chmod(own.path("tavrel_plm/locked").c_str(), 0555);
+  const ForeignLocale turkish("tr_TR", "ISO-8859-9");  // which the text is not in
   EXPECT_EQ(
       run("Ip_config_kdi_tcltasks_GenerateTarget" + context("ps_pmc") + "-params {} -path " + own.folder() + " -data d")
           .code,
@@ -544,9 +546,9 @@ TEST(RemovalOfADirectory, EndsInATreeThatIsTooDeep) {
   try {
     hardip::remove_directory_in(scratch.folder(), "gone");
     ADD_FAILURE() << "taken away";
-  } catch (std::system_error const& error) {
-    EXPECT_EQ(error.code().value(), ELOOP);
-    EXPECT_NE(std::string(error.what()).find(" cannot be removed"), std::string::npos);
+  } catch (std::runtime_error const& error) {
+    EXPECT_TRUE(std::string(error.what()).ends_with(" cannot be removed: Too many levels of symbolic links"))
+        << error.what();
   }
 }
 

@@ -1,9 +1,13 @@
 // Texts, byte by byte and the same under every locale.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cerrno>
 #include <clocale>
+#include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kdi/common/HSTStringUtils.h"
@@ -56,6 +60,26 @@ TEST(Text, BytesAboveAsciiHaveNoCase) {
   expect_ascii_letters();
   EXPECT_EQ(text::uppered("\xE4"), "\xE4");
   EXPECT_FALSE(text::is_letter('\xE4'));
+}
+
+// Both languages are there where their locales can be made (libc-l10n).
+TEST(Text, FaultsHaveOneLanguage) {
+  for (auto const& [language, charset] : {std::pair{"tr_TR", "ISO-8859-9"}, {"de_DE", "UTF-8"}}) {
+    const ForeignLocale abroad(language, charset);
+    ASSERT_STRNE(std::strerror(ENOENT), "No such file or directory") << language;
+    EXPECT_EQ(text::system_reason(ENOENT), "No such file or directory");
+    EXPECT_EQ(text::system_reason(123456), "error 123456");
+    EXPECT_EQ(::dlopen("./no_such_library.so", RTLD_NOW), nullptr);
+    EXPECT_EQ(text::loader_reason(), "./no_such_library.so: cannot open shared object file: No such file or directory");
+    EXPECT_EQ(text::loader_reason(), "");
+    EXPECT_STRNE(std::strerror(ENOENT), "No such file or directory") << "the thread has its locale back";
+  }
+}
+
+TEST(Text, ComparesNames) {
+  for (std::string_view const one : {"", "a", "b", "ab", "ac", "abc"})
+    for (std::string_view const other : {"", "a", "b", "ab", "ac", "abc"})
+      EXPECT_EQ(text::same_name(one, other), one == other) << one << " " << other;
 }
 
 TEST(Text, KnowsControlCharacters) {

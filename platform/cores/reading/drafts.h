@@ -9,6 +9,7 @@
 
 #include "kdi/common/KdiJson.h"
 #include "kdi/common/KdiPattern.h"
+#include "kdi/common/KdiText.h"
 #include "kdi/cores/Value.h"
 
 namespace kdi::cores {
@@ -49,12 +50,8 @@ class Places {
 
   /// What stands for `name`; null if nothing does.
   std::string_view const* find(std::string_view name) const {
-    // Few are as long and begin alike.
-    const auto is_it = [name](std::string_view other) {
-      return other.size() == name.size() && (name.empty() || (other[0] == name[0] && other == name));
-    };
     Place const* place = last_.get();
-    while (place != nullptr && !is_it(place->name)) place = place->before;
+    while (place != nullptr && !text::same_name(place->name, name)) place = place->before;
     return place == nullptr ? nullptr : &place->value;
   }
   bool contains(std::string_view name) const { return find(name) != nullptr; }

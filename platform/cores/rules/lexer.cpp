@@ -35,9 +35,8 @@ bool is(char c, unsigned sorts) { return (kSorts[static_cast<unsigned char>(c)] 
 
 bool is_reserved(std::string_view word) {
   if (!text::is_lower(word[0])) return false;  // as most names begin
-  return std::any_of(kReserved.begin(), kReserved.end(), [word](std::string_view reserved) {
-    return reserved.size() == word.size() && reserved[0] == word[0] && reserved == word;
-  });
+  return std::any_of(kReserved.begin(), kReserved.end(),
+                     [word](std::string_view reserved) { return text::same_name(reserved, word); });
 }
 bool is_comparison(std::string_view sign) {
   return std::find(kComparisons.begin(), kComparisons.end(), sign) != kComparisons.end();

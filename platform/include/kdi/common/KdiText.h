@@ -42,6 +42,12 @@ inline std::string uppered(std::string_view text) {
   return copy;
 }
 
+/// Whether the names are the same, for lists of names that are walked: few are as long as the one that is looked for
+/// and begin alike, so that hardly any is compared byte by byte.
+constexpr bool same_name(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && (a.empty() || (a[0] == b[0] && a == b));
+}
+
 /// Whether the texts are the same, and whether `text` begins with `start`, but for the case of letters.
 constexpr bool same_but_case(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return to_lower(x) == to_lower(y); });
@@ -125,6 +131,12 @@ inline std::string quoted(std::string_view text) {
 
 /// The same of a word of any length.
 inline std::string shown(std::string_view text) { return text::quoted(shortened(text)); }
+
+/// What the system says of an error number, in English: strerror and what is made of it (std::error_code::message,
+/// what() of a std::system_error) speak the language of the process's locale, in the bytes of another encoding.
+KDI_DOOR std::string system_reason(int number);
+/// Why the last call of dlopen or dlsym failed, in English as well; empty if it did not.
+KDI_DOOR std::string loader_reason();
 
 /// Changes, additions and removals of characters that lead from one text to the other (V. I. Levenshtein, "Binary codes
 /// capable of correcting deletions, insertions, and reversals", Soviet Physics Doklady 10, 1966), row by row.

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "kdi/common/KdiText.h"
+
 namespace {
 
 std::atomic<int> engines_stay_out = 0;
@@ -26,6 +28,6 @@ void* kdi_resolve_import(char const* library, char const* name) {
   if (goes_down || engines_stay_out > 0) throw std::runtime_error(std::string("engine not in use: ") + library);
   void* const handle = dlopen(library, RTLD_NOW | RTLD_GLOBAL);  // never closed: its functions are in use
   void* const address = handle != nullptr ? dlsym(handle, name) : nullptr;
-  if (address == nullptr) throw std::runtime_error(std::string("engine not available: ") + dlerror());
+  if (address == nullptr) throw std::runtime_error("engine not available: " + kdi::text::loader_reason());
   return address;
 }

@@ -7,10 +7,11 @@
 
 #include <cerrno>
 #include <memory>
-#include <system_error>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include "kdi/common/KdiText.h"
 #include "kdi/hsm/HHSMSwManager.h"
 #include "tcltasks/hardip/output_parts.h"
 
@@ -23,7 +24,7 @@ constexpr char const* kIp = "tavrel_cips";
 constexpr int kDeepest = 100;
 
 [[noreturn]] void fail(std::string const& path) {
-  throw std::system_error(errno, std::generic_category(), path + " cannot be removed");
+  throw std::runtime_error(path + " cannot be removed: " + kdi::text::system_reason(errno));
 }
 
 class Descriptor {
