@@ -28,7 +28,9 @@ ModelDoor::ModelDoor(kdi::ip::Customization& customization) : customization_(cus
 }
 
 void ModelDoor::lacks() const {
-  throw std::invalid_argument("the parameter model of " + customization_.identifier() + " has no such operation");
+  std::string const& identifier = customization_.identifier();
+  throw std::invalid_argument(is_there() ? "the parameter model of " + identifier + " has no such operation"
+                                         : identifier + " has no parameter model, which this operation needs");
 }
 
 // Calls with the model, while the customisation is the one at work.
@@ -56,6 +58,14 @@ auto ModelDoor::each(Use const& use_model) {
 }
 
 StrPairs ModelDoor::choices(std::string const& parameter) {
+  if (!is_there()) {
+    StrPairs choices;
+    customization_.drive([&](HACGCCustomDRCModel& model) {
+      const auto of_it = model.choiceMappings.find(parameter);
+      if (of_it != model.choiceMappings.end()) choices = of_it->second;
+    });
+    return choices;
+  }
   if (pspmc_ == nullptr && psxl_ == nullptr) lacks();
   return use([&] {
     return pspmc_ != nullptr ? pspmc_->getParamChoicesMappingList(parameter)
@@ -225,6 +235,7 @@ ModelDoor::OutMap ModelDoor::inputs_of(ParamMap values) {
 }
 
 void ModelDoor::load_sub_presets(ParamMap params) {
+  if (!is_there()) lacks();
   customization_.drive([&](HACGCCustomDRCModel& model) { model.loadSubPresetParams(std::move(params)); });
 }
 

@@ -1,4 +1,5 @@
-// Every operation of the parameter models, for a script to ask for. What a model does not have is refused by name.
+// Every operation of the parameter models, for a script to ask for. What a model does not have is refused by name, and
+// so is all that needs one of a core that has none.
 #pragma once
 
 #include <string>
@@ -14,7 +15,7 @@ class HACGCPCWCustomDRCModel;
 
 namespace coretools {
 
-/// Of the three kinds of models. The customisation outlives it.
+/// Of the three kinds of models, or of none. The customisation outlives it.
 class ModelDoor {
  public:
   using OutMap = kdi::ip::Customization::OutMap;
@@ -23,10 +24,12 @@ class ModelDoor {
 
   HACGCPSPMCCustomDRCModel* pspmc() const { return pspmc_; }
   HACGCPSXLCustomDRCModel* psxl() const { return psxl_; }
+  /// Whether the core has a model.
+  bool is_there() const { return pspmc_ != nullptr || psxl_ != nullptr || pcw_ != nullptr; }
 
   // Operations throw std::invalid_argument if the model lacks them; "of" tells which have them.
 
-  /// Each permitted value with its label. Of PSPMC and PSXL.
+  /// Each permitted value with its label. Of PSPMC and PSXL, and of a core without a model.
   StrPairs choices(std::string const& parameter);
   /// A list of names and values as pairs. Of PSPMC.
   StrPairs configuration(std::string const& list);
@@ -69,13 +72,14 @@ class ModelDoor {
     std::string whole, fraction;  ///< empty for none
   };
   Number number(std::string const& text);
-  /// What the engine's instance tells of all parameters; empty if there is none.
+  /// What the engine's instance tells of all parameters, whatever the model; empty if there is none.
   RawResult rows() const;
   /// getOUTParams, of rows as an engine tells them.
   OutMap outputs_of(RawResult rows);
   /// setInputParamValue. Of PSPMC and PCW.
   OutMap inputs_of(ParamMap values);
   void load_sub_presets(ParamMap params);
+  /// Kept for a core without a model as well.
   ParamMap gui_context();
   void set_gui_context(ParamMap const& context);
   /// createInstance, or, `apart`, createInstanceByThread, which drops what the instance tells. Of PCW.

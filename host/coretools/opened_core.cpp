@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/coretools/engine_model.h"
 #include "kdi/common/HUTGuiEvent.h"
 #include "kdi/common/KdiText.h"
 #include "kdi/common/host/GuiEventHost.h"
@@ -179,7 +180,8 @@ void listen_once() {
 
 OpenedCore::OpenedCore(std::string const& identifier, ParamMap context, Customization::Begin begin)
     : owns_instance_(!context.contains(kInstanceName)),
-      customization_(identifier, named(identifier, std::move(context)), std::move(begin)),
+      customization_(identifier, named(identifier, std::move(context)), std::move(begin),
+                     EngineModel::for_core(identifier)),
       model_(customization_),
       pspmc_(model_.pspmc()),
       psxl_(model_.psxl()) {
@@ -242,16 +244,32 @@ void OpenedCore::tell(StrVec names) {
   customization_.drive([&](HACGCCustomDRCModel&) { HUTGuiEvent::fire<HPSPMCUpdateGuiEvent>(&names); });
 }
 
-// What of the outputs is another after the change, for models that fire no events.
+// What of the outputs is another after the change, for models that fire no events; and what shows SKIP in them, before
+// and after, and has another value behind it.
 StrVec OpenedCore::moved_outputs(std::function<void()> const& change) {
   const Customization::OutMap before = customization_.outputs();
+  const StrPairs values_before = values();
   change();
   StrVec names;
   for (auto const& [name, properties] : customization_.outputs()) {
     const auto old = before.find(name);
     if (old == before.end() || old->second != properties) names.push_back(name);
   }
-  return names;
+  const StrPairs values_after = values();
+  for (std::size_t i = 0; i < std::min(values_before.size(), values_after.size()); ++i)
+    if (values_before[i] != values_after[i]) names.push_back(values_after[i].first);
+  return each_once(names);
+}
+
+// Of all parameters, those of sub-cores behind the core's own.
+StrPairs OpenedCore::values() const {
+  StrPairs all;
+  access([&](Access const& access) {
+    for (Configuration const* const one : access.configurations)
+      for (std::uint32_t i = 0; i < one->core().parameters().size(); ++i)
+        all.emplace_back(one->core().parameters()[i].name, one->backup(i));
+  });
+  return all;
 }
 
 StrVec OpenedCore::set(StrPairs const& pairs) {
@@ -268,11 +286,17 @@ StrVec OpenedCore::set(StrPairs const& pairs) {
   });
 }
 
-// One model tells what moved; of the other it is found out.
+// One model tells what moved; of the other, and of the engine alone, it is found out.
 StrVec OpenedCore::set_together(StrPairs const& pairs) {
   StrPairs known;
   for (auto const& [name, value] : pairs) known.emplace_back(engine_name(name), value);
   return batch([&] {
+    if (!model_.is_there()) {
+      ParamMap changes;
+      for (auto const& [name, value] : known) changes.insert_or_assign(name, value);
+      tell(moved_outputs([&] { customization_.update(std::move(changes)); }));
+      return;
+    }
     const RawResult before = model_.rows();
     model_.set_together(known);
     if (pspmc_ == nullptr) return;

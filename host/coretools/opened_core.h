@@ -20,7 +20,8 @@ namespace coretools {
 /// For one thread. What cannot be done is a std::runtime_error or std::invalid_argument, and changes nothing.
 class OpenedCore {
  public:
-  /// Opens a customisation and tells it once what follows. Without an `instance_name` in the context the engine's
+  /// Opens a customisation and tells it once what follows: over the package's parameter model, or over the engine alone
+  /// for a core that has none (EngineModel). Without an `instance_name` in the context the engine's
   /// instance is this one's own, and ends with it.
   OpenedCore(std::string const& identifier, ParamMap context, kdi::ip::Customization::Begin begin);
   OpenedCore(OpenedCore const&) = delete;
@@ -35,7 +36,8 @@ class OpenedCore {
   // ---------------------------------------------------------------------------------------------------- changes
   /// One after another, as a user interface does. Returns what moved, each name once.
   StrVec set(StrPairs const& pairs);
-  /// The same at once, by the model's operation for several. Returns what moved.
+  /// The same at once, by the model's operation for several; of a core without a model, by the engine's. Returns what
+  /// moved.
   StrVec set_together(StrPairs const& pairs);
   /// Any operation of the model, whose class the identifier tells. Returns what moved as far as the model tells.
   StrVec drive(std::function<void(HACGCCustomDRCModel&)> const& use);
@@ -115,6 +117,7 @@ class OpenedCore {
   kdi::cores::Settings settings(Access const& all) const;
   StrVec restore(kdi::cores::Settings const& settings);
   StrVec moved_outputs(std::function<void()> const& change);
+  StrPairs values() const;
   std::unique_ptr<kdi::cores::Configuration> copy() const;
 
   bool owns_instance_;

@@ -37,8 +37,7 @@ bool EarlierCore::take(ParamMap const& params, StrVec& errors) {
   core_->apply(params, result, messages, kFullStrength);
   const std::size_t before = errors.size();
   for (auto const& [parameter, text] : messages)
-    if (!text.starts_with("Info:") && !text.starts_with("Warning:") && !text.starts_with("Critical_warning:"))
-      errors.push_back(parameter + ": " + text);
+    if (kdi::cores::severity_told(text) == kdi::cores::Severity::error) errors.push_back(parameter + ": " + text);
   return errors.size() == before;
 }
 

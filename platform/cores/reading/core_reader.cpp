@@ -1028,6 +1028,12 @@ std::string_view tag_of(Severity severity) {
   return kTags[static_cast<std::size_t>(severity)];
 }
 
+Severity severity_told(std::string_view text) {
+  for (const Severity severity : {Severity::info, Severity::warning, Severity::critical_warning})
+    if (text.starts_with(tag_of(severity))) return severity;
+  return Severity::error;
+}
+
 std::optional<Value> read_value(Type type, std::string_view text) {
   switch (type.kind()) {
     case Kind::truth:

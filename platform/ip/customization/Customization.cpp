@@ -85,9 +85,11 @@ class AtWork {
 
 // ------------------------------------------------------------------------------------------------------------- model
 
-// A model of a factory, until its delete function has it.
+// A model of a factory, until its delete function has it; or of a caller's own.
 class Customization::Model {
  public:
+  explicit Model(std::unique_ptr<HACGCCustomDRCModel> own)
+      : functions_{nullptr, [](std::string, HACGCCustomDRCModel** model) { delete *model; }}, model_(own.release()) {}
   explicit Model(std::string identifier) : identifier_(std::move(identifier)), functions_(functions_of(identifier_)) {
     functions_.factory(identifier_, &model_);
     if (model_ == nullptr) throw CustomizationError("no parameter model was made for " + text::shown(identifier_));
@@ -113,12 +115,13 @@ class Customization::Model {
   HACGCCustomDRCModel* model_ = nullptr;
 };
 
-Customization::Customization(std::string identifier, ParamMap context, Begin begin)
+Customization::Customization(std::string identifier, ParamMap context, Begin begin,
+                             std::unique_ptr<HACGCCustomDRCModel> model)
     : identifier_(std::move(identifier)), context_(std::move(context)) {
-  functions_of(identifier_);  // an unknown identifier is told before a core that nobody has
+  if (model == nullptr) functions_of(identifier_);  // an unknown identifier is told before a core that nobody has
   add_core(identifier_, context_);
   core_ = cores::core_description(entry_of(context_, "ps_core_name"), entry_of(context_, "ps_core_ver"));
-  model_ = std::make_unique<Model>(identifier_);
+  model_ = model == nullptr ? std::make_unique<Model>(identifier_) : std::make_unique<Model>(std::move(model));
   this->begin(std::move(begin));
 }
 

@@ -83,7 +83,8 @@ public final class Customisation implements AutoCloseable {
   /**
    * Opens a core as its description has it.
    *
-   * @param identifier vendor, library, name and version of the core, joined by colons; one of {@link #identifiers}
+   * @param identifier vendor, library, name and version of the core, joined by colons; one of {@link #identifiers},
+   *     or that of a core that has no model and is asked of the engine alone
    * @param context what is known of where the core is: {@code part}, {@code instance_name} and others
    * @return the customisation
    */
@@ -94,7 +95,8 @@ public final class Customisation implements AutoCloseable {
   /**
    * Opens a core as a configuration that was stored has it.
    *
-   * @param identifier vendor, library, name and version of the core, joined by colons; one of {@link #identifiers}
+   * @param identifier vendor, library, name and version of the core, joined by colons; one of {@link #identifiers},
+   *     or that of a core that has no model and is asked of the engine alone
    * @param context what is known of where the core is: {@code part}, {@code instance_name} and others
    * @param parameters those of the configuration
    * @return the customisation

@@ -29,6 +29,8 @@ enum class Severity : std::uint8_t { info, warning, critical_warning, error };
 
 /// The tag that a message of this severity begins with, none for an error.
 KDI_DOOR std::string_view tag_of(Severity severity);
+/// The severity of a text, by the tag that it begins with.
+KDI_DOOR Severity severity_told(std::string_view text);
 
 enum class Widget : std::uint8_t { combo, edit, checkbox };
 

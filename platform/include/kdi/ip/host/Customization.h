@@ -45,7 +45,9 @@ class KDI_DOOR Customization {
   /// whatever the model lets through; the model is deleted then.
   Customization(std::string identifier, ParamMap context)
       : Customization(std::move(identifier), std::move(context), {}) {}
-  Customization(std::string identifier, ParamMap context, Begin begin);
+  /// The same over `model`, whatever is registered, if the caller has one of its own.
+  Customization(std::string identifier, ParamMap context, Begin begin,
+                std::unique_ptr<HACGCCustomDRCModel> model = nullptr);
   Customization(Customization const&) = delete;
   Customization& operator=(Customization const&) = delete;
   /// Not while the model is at work.
