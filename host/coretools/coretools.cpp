@@ -16,7 +16,9 @@
 #include <utility>
 #include <vector>
 
+#include "host/coretools/engine_model.h"
 #include "host/coretools/session.h"
+#include "kdi/common/HACGCHybridCustomController.h"
 #include "kdi/common/KdiFile.h"
 #include "kdi/common/KdiNumber.h"
 #include "kdi/common/KdiText.h"
@@ -294,6 +296,13 @@ Tcl_Obj* cores() {
   return dict;
 }
 
+// Those of the models, in the order of their registration, and of cores that have none.
+Tcl_Obj* identifiers() {
+  StrVec all = HACGCHybridCustomController::identifiers();
+  for (std::string& one : coretools::EngineModel::identifiers()) all.push_back(std::move(one));
+  return tcl::new_list(all);
+}
+
 // Of the newest version unless one is named.
 Tcl_Obj* parameters(Words words) {
   const std::string name = tcl::text_of(words[0]);
@@ -358,6 +367,7 @@ constexpr tcl::Row kCommands[] = {
     {"coretools::why", handler<why>, tcl::between(2, 4, usage("name parameter ?message? ?width?"))},
     {"coretools::names", handler<names>, tcl::between(1, 2, usage("name ?pattern?"))},
     {"coretools::cores", handler<cores>, tcl::exactly(0, usage(""))},
+    {"coretools::identifiers", handler<identifiers>, tcl::exactly(0, usage(""))},
     {"coretools::parameters", handler<parameters>, tcl::between(1, 2, usage("core ?version?"))},
 };
 

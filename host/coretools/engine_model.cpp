@@ -1,6 +1,8 @@
 #include "host/coretools/engine_model.h"
 
 #include <algorithm>
+#include <array>
+#include <set>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -27,6 +29,12 @@ std::string first_of(std::vector<StrVec> const& rows, std::size_t row) {
   return row < rows.size() && !rows[row].empty() ? rows[row].front() : std::string();
 }
 
+// Whether any of the identifiers begins so.
+bool has_any(StrVec const& identifiers, std::string_view begin) {
+  return std::any_of(identifiers.begin(), identifiers.end(),
+                     [begin](std::string const& one) { return one.starts_with(begin); });
+}
+
 ComMsgMgr::MsgMask mask_of(Severity severity) {
   return severity == Severity::info      ? ComMsgMgr::MSG_INFO
          : severity == Severity::warning ? ComMsgMgr::MSG_WARNING
@@ -38,15 +46,24 @@ ComMsgMgr::MsgMask mask_of(Severity severity) {
 std::unique_ptr<HACGCCustomDRCModel> EngineModel::for_core(std::string const& identifier) {
   const auto words = kdi::text::split(identifier, ':');
   if (words.size() != 4 || words[3].empty()) return nullptr;
-  const auto before = [&](std::string_view word) {
-    return std::string_view(identifier).substr(0, static_cast<std::size_t>(word.data() - identifier.data()));
-  };
-  const auto some_begin = [known = HACGCHybridCustomController::identifiers()](std::string_view begin) {
-    return std::any_of(known.begin(), known.end(), [&](std::string const& one) { return one.starts_with(begin); });
-  };
-  if (!some_begin(before(words[2])) || some_begin(before(words[3]))) return nullptr;
-  if (kdi::cores::core_versions(std::string(words[2])).empty()) return nullptr;
-  return std::make_unique<EngineModel>();
+  const std::string library = kdi::text::joined(std::array{words[0], words[1]}, ":") + ":", name(words[2]);
+  const StrVec known = HACGCHybridCustomController::identifiers();
+  if (!has_any(known, library) || has_any(known, library + name + ":")) return nullptr;
+  return kdi::cores::core_versions(name).empty() ? nullptr : std::make_unique<EngineModel>();
+}
+
+StrVec EngineModel::identifiers() {
+  const StrVec known = HACGCHybridCustomController::identifiers();
+  std::set<std::string> libraries;
+  for (std::string const& one : known)
+    if (kdi::text::split(one, ':').size() == 4) libraries.insert(one.substr(0, one.find(':', one.find(':') + 1) + 1));
+  StrVec all;
+  for (std::string const& name : kdi::cores::core_names())
+    for (std::string const& library : libraries)
+      if (!has_any(known, library + name + ":"))
+        for (std::string const& version : kdi::cores::core_versions(name))
+          all.push_back(library + name + ":" + version);
+  return all;
 }
 
 bool EngineModel::init_params(ParamMap& params, OutMap& told, ParamMap& context, StrVec& errors, int strength) {

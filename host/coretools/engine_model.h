@@ -19,6 +19,8 @@ class EngineModel final : public HACGCCustomDRCModel {
   /// Null unless the identifier is that of a core of which no version has a model, and which has a description. A
   /// version that has none beside others that do is left to the controller to refuse.
   static std::unique_ptr<HACGCCustomDRCModel> for_core(std::string const& identifier);
+  /// Those that it makes one for, by name and version.
+  static StrVec identifiers();
 
   bool init_params(ParamMap& params, OutMap& told, ParamMap& context, StrVec& errors, int strength) override;
   /// Throws std::runtime_error if there is no instance and none can be made.

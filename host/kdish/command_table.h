@@ -63,8 +63,8 @@ struct Option {
 
 /// "pairs" are keys and values, each a word of its own, up to the end of the command.
 inline constexpr std::string_view kWordTypes[] = {
-    "text", "integer", "number",  "boolean",   "list", "dict",           "pairs", "file", "command",
-    "part", "script",  "channel", "parameter", "core", "core_parameter", "flag",  "chain"};
+    "text", "integer", "number",  "boolean",   "list", "dict",           "pairs",           "file", "command",
+    "part", "script",  "channel", "parameter", "core", "core_parameter", "core_identifier", "flag", "chain"};
 
 struct Example {
   std::string setup;  ///< run first, not shown as part of the result

@@ -220,6 +220,8 @@ void add_in_pieces(Completion& to, Context const& where, std::vector<std::string
 
 using Core = KnownNames::Core;
 
+constexpr std::string_view kIdentifier = "core_identifier";
+
 void add_core_parameters(Completion& to, Context const& where, Core const& core) {
   if (where.names.core_parameters) add_names(to, where, where.names.core_parameters(core, where.prefix));
 }
@@ -255,14 +257,35 @@ std::optional<Core> core_of_context(std::vector<std::string> const& typed) {
   return core.name.empty() ? std::nullopt : std::optional(core);
 }
 
-// Whether a list in braces holds parameters of the core that a context names: the values of -params and its like.
-bool holds_parameters(Word const& word) { return word.name == "-params" || word.name == "-userparams"; }
+// The core that an identifier names as the first word: vendor, library, name and version.
+std::optional<Core> core_of_identifier(Command const& command, std::vector<std::string> const& typed) {
+  if (command.words.empty() || command.words[0].type != kIdentifier || typed.size() < 2) return std::nullopt;
+  const auto pieces = kdi::text::split(typed[1], ':');
+  if (pieces.size() != 4) return std::nullopt;
+  return Core{{}, std::string(pieces[2]), std::string(pieces[3])};
+}
+
+// The core whose parameters a list in braces on this line holds.
+std::optional<Core> core_on_line(Table const& table, std::vector<std::string> const& typed) {
+  Command const* const command = table.command(typed[0]);
+  auto core = core_of_context(typed);
+  if (!core && command != nullptr) core = core_of_identifier(*command, typed);
+  if (!core && command != nullptr) core = open_core(*command, typed);
+  return core;
+}
+
+// Whether a list in braces holds parameters of a core: the values of -params and its like.
+bool holds_parameters(Word const& word) {
+  return word.name == "-params" || word.name == "-userparams" || word.name == "params";
+}
 
 // What a word, or the value of a key, of this type may be.
 void add_values(Completion& to, Context const& where, std::string_view type, std::vector<std::string> const& values) {
   if (!values.empty()) return add_names(to, where, values);
   if (type == "part") return add_names(to, where, where.names.parts(where.prefix));
   if (type == "parameter") return add_names(to, where, where.names.parameters(where.prefix));
+  if (type == kIdentifier && where.names.core_identifiers)
+    return add_names(to, where, where.names.core_identifiers(where.prefix));
   if (type == "core" && where.names.cores) return add_names(to, where, where.names.cores(where.prefix));
   if (type == "chain" && where.names.chains) return add_in_pieces(to, where, where.names.chains(where.prefix));
   if (type == "boolean") return add_names(to, where, {"false", "true"});
@@ -351,7 +374,7 @@ void add_candidates(Completion& to, Context const& where) {
   const std::size_t depth = where.levels.size() - 1;
   Level const& current = where.levels[depth];
   if (Word const* const data = data_at(where, depth)) {
-    const auto core = holds_parameters(*data) ? core_of_context(where.levels[depth - 1].words) : std::nullopt;
+    const auto core = holds_parameters(*data) ? core_on_line(where.table, where.levels[depth - 1].words) : std::nullopt;
     if (core && current.elements % 2 == 0) return add_core_parameters(to, where, *core);
     if (core && !current.words.empty()) return add_core_values(to, where, *core, current.words.back());
     if (data->is_pairs()) return;

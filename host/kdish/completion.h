@@ -23,12 +23,14 @@ struct KnownNames {
   List parameters;
   List chains;  ///< of the catalogue of filter chains
 
-  /// A core that stands on the line: one that is open, as it is typed (`core0`, `$c`), or one that a context names.
+  /// A core that stands on the line: one that is open, as it is typed (`core0`, `$c`), or one that a context or an
+  /// identifier names.
   struct Core {
     std::string handle;
     std::string name, version;  ///< where there is no handle; the newest version if empty
   };
-  List cores;  ///< handles of those that are open
+  List cores;             ///< handles of those that are open
+  List core_identifiers;  ///< of what can be opened
   std::function<std::vector<std::string>(Core const& core, std::string const& prefix)> core_parameters;
   std::function<std::vector<std::string>(Core const& core, std::string const& parameter)> core_values;
 };

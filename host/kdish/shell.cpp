@@ -271,6 +271,7 @@ KnownNames known_names(Tcl_Interp* interp, Table const& table) {
   names.parameters = [](std::string const&) { return parameter_names(); };
   names.chains = chain_names;
   names.cores = [interp](std::string const&) { return listed(interp, {"::coretools::list"}); };
+  names.core_identifiers = [interp](std::string const&) { return listed(interp, {"::coretools::identifiers"}); };
   names.core_parameters = [interp](KnownNames::Core const& core, std::string const& prefix) {
     return core_parameter_names(interp, core, prefix);
   };

@@ -74,6 +74,22 @@ public class CustomisationTest {
   }
 
   @Test
+  public void coresWithoutAModelAreOfTheEngineAlone() {
+    String clock = "PS7_REF_CLK_FREQMHZ";
+    try (Customisation core =
+        Customisation.open("brenlo:ip:ps7:1.4", Map.of("part", "zrv7030-c484-1-c"), Map.of(clock, "30"))) {
+      assertEquals("30", core.value(clock));
+      assertTrue(core.set(Map.of(clock, "40")).contains(clock));
+      assertEquals("user", core.explain(clock).fact("origin"));
+      assertEquals(
+          List.of(),
+          core.useModel(model -> assertEquals("", pspmc.HACGCPSPMCCustomDRCModel_getUserModifiedParams(model))));
+      assertTrue(core.undo().contains(clock));
+      assertEquals("30", core.value(clock));
+    }
+  }
+
+  @Test
   public void whatCannotBeDoneIsRefused() {
     refused("no parameter model for \"nothing\"", () -> Customisation.open("nothing", Map.of()));
     try (Customisation core = ModelsTest.smaller()) {

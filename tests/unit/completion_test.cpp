@@ -33,6 +33,7 @@ Completion completed(std::string const& text) {
   names.parameters = among({"project.one", "project.two"});
   names.chains = among({"ddc_bw10_C1", "ddc_bw10_C2", "ddc_bw5_C1", "duc_bw10_C1"});
   names.cores = among({"core0", "core1"});
+  names.core_identifiers = among({"brenlo:ip:ps7:1.4", "brenlo:ip:xram:1.0"});
   names.core_parameters = [](KnownNames::Core const& core, std::string const& prefix) {
     const bool is_known = core.handle == "core0" || core.handle == "$c" || core.name == "xram";
     return is_known ? among({"XRAM_MODE", "XRAM_SIZE", "XRAM_VERSION_" + core.version})(prefix) : Texts();
@@ -96,6 +97,18 @@ TEST(Completion, OffersParametersAndValuesOfTheCoreThatAContextNames) {
   EXPECT_EQ(offered(begin + "XRAM_MODE three XRAM_SI"), Texts{"XRAM_SIZE"});
   EXPECT_EQ(offered("Ip_config_kdi_tcltasks_ip_init -context {part x} -params {X"), Texts{});
   EXPECT_EQ(offered("Ip_config_kdi_tcltasks_ip_init -params {X"), Texts{});
+}
+
+TEST(Completion, OffersWhatCanBeOpenedAndItsParameters) {
+  EXPECT_EQ(offered("coretools::open b"), (Texts{"brenlo:ip:ps7:1.4", "brenlo:ip:xram:1.0"}));
+  EXPECT_EQ(offered("set c [coretools::open brenlo:ip:x"), Texts{"brenlo:ip:xram:1.0"});
+  EXPECT_EQ(offered("coretools::open brenlo:ip:xram:1.0 {pa"), Texts{"part"});
+  EXPECT_EQ(offered("coretools::open brenlo:ip:xram:1.0 {part zrv2"), Texts{"zrv2-a"});
+  const std::string begin = "coretools::open brenlo:ip:xram:1.0 {part zrv2-a} {";
+  EXPECT_EQ(offered(begin), (Texts{"XRAM_MODE", "XRAM_SIZE", "XRAM_VERSION_1.0"}));
+  EXPECT_EQ(offered(begin + "XRAM_MODE "), (Texts{"one\\ two", "three"}));
+  EXPECT_EQ(offered("coretools::open xram {part zrv2-a} {"), Texts{}) << "no identifier";
+  EXPECT_EQ(offered("coretools::create core0 {XRAM_S"), Texts{"XRAM_SIZE"});
 }
 
 TEST(Completion, OffersFamiliesAndPagesForHelp) {

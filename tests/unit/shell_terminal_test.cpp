@@ -129,6 +129,10 @@ TEST_F(Terminal, CompletesParametersOfACoreAndExplainsThem) {
   EXPECT_TRUE(session.shows(
       "  disabled, for this does not hold: enabled(XRAM_ECC_SCRUB_ENABLE) and XRAM_ECC_SCRUB_ENABLE\r\n"));
   EXPECT_TRUE(session.shows("  what would enable it:\r\n    set XRAM_ECC_SCRUB_ENABLE to 1\r\n"));
+  at_prompt(session, "set e [coretools::open brenlo:ip:ps7\t{par\tzrv7030-c484-1-c} {PS7_UART0_PERIPHERAL_E\t1}]\r");
+  EXPECT_TRUE(session.shows("core1\r\n"));
+  at_prompt(session, "coretools::get $e PS7_UART0_PERIPHERAL_E\tva\t\r");
+  EXPECT_TRUE(session.shows("\r\n1\r\n"));
   // A variable that a script watches is not read.
   at_prompt(session, "set d $c; trace add variable d read {apply {args {puts touched}}}; set done 1\r");
   at_prompt(session, "coretools::get $d XRAM_SI\t");
