@@ -254,7 +254,7 @@ class Builder {
     std::uint32_t const* const first = document_.held.data() + members.begin;
     for (std::uint32_t i = 1; i < members.size; ++i)
       for (std::uint32_t j = 0; j < i; ++j)
-        if (document_.name_of(first[i]) == document_.name_of(first[j])) return true;
+        if (text::same_name(document_.name_of(first[i]), document_.name_of(first[j]))) return true;
     return false;
   }
   // Puts the members in the order of their names behind themselves.
@@ -368,10 +368,7 @@ void JsonDocument::append_path(std::size_t index, std::string& path) const {
 std::uint32_t const* JsonDocument::lookup(Span members, std::string_view name) const {
   std::uint32_t const* const first = held.data() + members.begin;
   std::uint32_t const* const last = first + members.size;
-  const auto is_it = [&](std::uint32_t index) {
-    const std::string_view other = name_of(index);
-    return other.size() == name.size() && (name.empty() || (other[0] == name[0] && other == name));
-  };
+  const auto is_it = [&](std::uint32_t index) { return text::same_name(name_of(index), name); };
   if (members.size <= kFew) {
     std::uint32_t const* const found = std::find_if(first, last, is_it);
     return found == last ? nullptr : found;
