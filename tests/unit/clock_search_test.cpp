@@ -1,9 +1,12 @@
 // The clock search against plain enumeration, and against what any answer has to be.
+#include "platform/cores/search/clock_search.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <numeric>
 
+#include "tests/support/adverse_clocks.h"
 #include "tests/support/plain_clocks.h"
 #include "tests/support/random.h"
 #include "tests/support/random_clocks.h"
@@ -247,6 +250,17 @@ TEST(ClockSearch, WholeCoresKeepLimitsAndBoundsInAnyOrder) {
           EXPECT_EQ(answer.plls[a], other.plls[b]);
         }
   }
+}
+
+// Where one clock is far off the worst error is no help; bounds by prices alone took a thousand times as long.
+TEST(ClockSearch, AClockThatIsFarOffMakesOthersNoHarder) {
+  const ClockRequest request = adverse_clocks::one_far_off();
+  const CountedClocks counted = count_clocks(request);
+  check_settings(request, counted.answer);
+  const auto [worst, sum] = worst_and_sum(counted.answer);
+  EXPECT_EQ(worst, Number(97, 144));  // of VIDEO: 2350 / 24 MHz
+  EXPECT_NEAR(sum.convert_to<double>(), 0.696859051433, 1e-12);
+  EXPECT_LT(counted.steps, 10'000'000U);
 }
 
 TEST(ClockSearch, RefusesWhatIsNoRequest) {

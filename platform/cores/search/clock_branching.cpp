@@ -106,22 +106,15 @@ std::uint64_t hash_of(std::vector<std::int64_t> const& errors, std::int64_t cons
 
 // ------------------------------------------------------------------------------------------------- the sort of answer
 
-ClockBranching::ClockBranching(ClockProblem const& problem, Table const& table, std::vector<int> const& weights,
-                               std::int64_t most_key)
+ClockBranching::ClockBranching(ClockProblem const& problem, Table const& table, std::vector<int> const& weights)
     : problem_(problem), table_(table), weights_(weights), exact_(problem, table), sums_(exact_, weights) {
-  while (most_key >> shift_ >= kCoarse) ++shift_;
   stride_ = (table.demands + kLanes - 1) / kLanes * kLanes;
-  covers_ = cover_of(table, most_key).plls;
-  for (std::size_t p = 0; p < table.keys.size(); ++p) {
-    std::vector<std::int32_t>& coarse = coarse_.emplace_back(table.choices(p) * stride_, kCoarseNone);
-    for (std::size_t c = 0; c < table.choices(p); ++c)
-      for (std::size_t i = 0; i < table.demands; ++i) coarse[c * stride_ + i] = coarse_of(i, table.row(p, c)[i]);
-  }
+  covers_.resize(table.keys.size());
+  coarse_.resize(table.keys.size());
   for (std::size_t p = 0; p < table.keys.size(); ++p) {
     std::vector<std::int64_t>& least = least_keys_.emplace_back(table.demands, kNone);
     for (std::size_t c = 0; c < table.choices(p); ++c) lower(least, table.row(p, c));
   }
-  prices_.assign(stride_, 0);
   nodes_.resize(table.keys.size() + 1);
   alike_ = problem.first_alike();
   ranks_.resize(problem.by_name.size());
@@ -133,7 +126,8 @@ void ClockBranching::least_sum(Choices const& covering) {
   best_ = tied_ = improved(covering, all());
   const std::vector<std::int64_t> errors = errors_of(best_);
   best_keys_ = sums_.keys(errors);
-  for (std::size_t i = 0; i < errors.size(); ++i) prices_[i] = coarse_of(i, errors[i]) + weights_[i];
+  prices_.resize(errors.size());
+  for (std::size_t i = 0; i < errors.size(); ++i) prices_[i] = weights_[i] * (errors[i] + 1);
   has_spare_ = has_spare(best_);
   run(all());
   if (best_keys_ == 0) has_all_ties_ = false;  // it ended at a sum below which there is none
@@ -177,9 +171,45 @@ std::vector<std::size_t> ClockBranching::all() const {
   return plls;
 }
 
-// The errors of all clocks of a demand.
+// Of all clocks of a demand, what is above its least error.
 std::int32_t ClockBranching::coarse_of(std::size_t demand, std::int64_t key) const {
-  return key >= kNone ? kCoarseNone : weights_[demand] * static_cast<std::int32_t>(key >> shift_);
+  if (key >= kNone) return kCoarse;
+  return static_cast<std::int32_t>(
+      std::min<std::int64_t>(weights_[demand] * (key - least_[demand]) >> shift_, kCoarse));
+}
+
+// Makes the most of what the best sum leaves above the least errors; false if it leaves nothing.
+bool ClockBranching::scale(std::vector<std::size_t> const& plls) {
+  least_ = table_.base;
+  for (const std::size_t p : plls) lower(least_, least_keys_[p].data());
+  if (std::any_of(least_.begin(), least_.end(), [](std::int64_t key) { return key >= kNone; })) return false;
+  offset_ = sums_.keys(least_);
+  if (slack() < 0) return false;
+  shift_ = 0;
+  while (slack() >> shift_ >= kCoarse) ++shift_;
+  std::vector<std::int64_t> most(table_.demands);  // that the errors may be
+  for (std::size_t i = 0; i < most.size(); ++i) most[i] = least_[i] + slack() / weights_[i];
+  for (const std::size_t p : plls) {
+    coarse_[p].assign(table_.choices(p) * stride_, kCoarse);
+    covers_[p].assign(table_.choices(p), Bits());
+    for (std::size_t c = 0; c < table_.choices(p); ++c) {
+      std::int64_t const* const row = table_.row(p, c);
+      for (std::size_t i = 0; i < table_.demands; ++i) {
+        if (row[i] > most[i]) continue;
+        coarse_[p][c * stride_ + i] = coarse_of(i, row[i]);
+        covers_[p][c].add(i);
+      }
+    }
+  }
+  return true;
+}
+
+// The demands that have no error yet with which the sum may be the best.
+Bits ClockBranching::open_of(Node const& node) const {
+  Bits open;
+  for (std::size_t i = 0; i < table_.demands; ++i)
+    if (node.limits[i] >= kCoarse) open.add(i);
+  return open;
 }
 
 std::int32_t const* ClockBranching::coarse_row(std::size_t pll, std::uint32_t choice) const {
@@ -308,12 +338,32 @@ bool ClockBranching::may_be_less(Node const& node) {
 // --------------------------------------------------------------------------------------------------------- the search
 
 void ClockBranching::run(std::vector<std::size_t> const& plls) {
+  for (int scales = 0; scale(plls); ++scales) {
+    const std::int64_t slack_before = slack();
+    open_root(plls);
+    if (plls.empty()) {
+      consider(nodes_.front().made, nodes_.front().errors);
+      return;
+    }
+    if (!narrow(nodes_.front(), kRootSteps)) return;
+    if (slack() > slack_before / 2 || scales == kMostScales) {
+      branch(0);
+      return;
+    }
+  }
+}
+
+void ClockBranching::open_root(std::vector<std::size_t> const& plls) {
   Node& root = nodes_.front();
   root.errors = table_.base;
   root.limits.assign(stride_, 0);
-  for (std::size_t i = 0; i < root.errors.size(); ++i) root.limits[i] = coarse_of(i, root.errors[i]);
-  root.prices = prices_;
-  for (std::size_t i = 0; i < stride_; ++i) root.prices[i] = std::min(root.prices[i], root.limits[i]);
+  root.prices.assign(stride_, 0);
+  for (std::size_t i = 0; i < root.errors.size(); ++i) {
+    const bool is_open = root.errors[i] >= kNone || weights_[i] * (root.errors[i] - least_[i]) > slack();
+    root.limits[i] = is_open ? kCoarse : coarse_of(i, root.errors[i]);
+    const std::int64_t price = (prices_[i] - weights_[i] * least_[i]) >> shift_;
+    root.prices[i] = static_cast<std::int32_t>(std::clamp<std::int64_t>(price + 1, 0, root.limits[i]));
+  }
   root.risen = 0;
   root.left = plls;
   root.made.assign(table_.keys.size(), kUnused);
@@ -328,17 +378,21 @@ void ClockBranching::run(std::vector<std::size_t> const& plls) {
     for (std::uint32_t c = 0; c < table_.choices(p); ++c) root.candidates[p].push_back({saving(root.prices, p, c), c});
   }
   root.is_exact = true;
-  descend(0, kRootSteps);
 }
 
-void ClockBranching::descend(std::size_t depth, int steps) {
+void ClockBranching::descend(std::size_t depth) {
   Node& node = nodes_[depth];
   if (is_done()) return;
   if (node.left.empty()) {
     consider(node.made, node.errors);
     return;
   }
-  if (!narrow(node, steps)) return;
+  if (narrow(node, kSteps)) branch(depth);
+}
+
+void ClockBranching::branch(std::size_t depth) {
+  Node& node = nodes_[depth];
+  if (is_done()) return;
   if (node.left.size() == 1) {
     finish(node, node.left.front());
     return;
@@ -354,7 +408,7 @@ void ClockBranching::descend(std::size_t depth, int steps) {
     return;
   }
   for (Candidate const& candidate : node.candidates[pll])
-    if (enter(node, nodes_[depth + 1], pll, candidate.choice)) descend(depth + 1, kSteps);
+    if (enter(node, nodes_[depth + 1], pll, candidate.choice)) descend(depth + 1);
 }
 
 // One of the PLLs serves the demand: each way in turn, and what was looked at is none any more.
@@ -363,7 +417,7 @@ void ClockBranching::serve(std::size_t depth, std::size_t demand) {
   for (const std::size_t p : node.left) {
     const auto serves = [&](Candidate const& candidate) { return covers_[p][candidate.choice].has(demand); };
     for (Candidate const& candidate : node.candidates[p])
-      if (serves(candidate) && enter(node, nodes_[depth + 1], p, candidate.choice)) descend(depth + 1, kSteps);
+      if (serves(candidate) && enter(node, nodes_[depth + 1], p, candidate.choice)) descend(depth + 1);
     std::erase_if(node.candidates[p], serves);
     if (node.candidates[p].empty()) return;
   }
@@ -378,9 +432,7 @@ std::size_t ClockBranching::fewest(Node const& node) const {
 // The demand without an error yet that the fewest candidates serve, and their number.
 std::pair<std::size_t, std::size_t> ClockBranching::rarest(Node const& node) const {
   std::vector<std::size_t> counts(table_.demands, 0);
-  Bits open;
-  for (std::size_t i = 0; i < node.errors.size(); ++i)
-    if (node.errors[i] >= kNone) open.add(i);
+  const Bits open = open_of(node);
   for (const std::size_t p : node.left)
     for (Candidate const& candidate : node.candidates[p])
       (covers_[p][candidate.choice] & open).for_each([&](std::size_t i) { ++counts[i]; });
@@ -484,7 +536,7 @@ bool ClockBranching::narrow(Node& node, int steps) {
     return false;
   }
   if (!is_root && rarest(node).second <= kFew) steps = 0;
-  if (is_root) drop_alike(node, true);
+  if (is_root) drop_alike(node);
   std::vector<std::int32_t> best_prices;
   std::int64_t best_bound = std::numeric_limits<std::int64_t>::min();
   std::int64_t step = std::max<std::int64_t>(1, kCoarse / 4);
@@ -504,12 +556,19 @@ bool ClockBranching::narrow(Node& node, int steps) {
     }
     if (n == steps || !step_prices(node, bound, step)) break;
   }
-  if (is_root && !ties_) prices_ = best_prices;
+  if (is_root && !ties_)
+    for (std::size_t i = 0; i < prices_.size(); ++i)
+      prices_[i] = weights_[i] * least_[i] + (std::int64_t{best_prices[i]} << shift_);
   set_prices(node, best_prices);
   const std::int64_t bound = judge(node);
   if (bound > most_coarse() || !rule_out(node, bound)) return false;
   // To look for settings that are alike takes longer than to rule out most of them. The last PLL tries each but once.
-  if (!is_root && node.left.size() > 1) drop_alike(node, false);
+  if (!is_root && node.left.size() > 1) drop_alike(node);
+  if (!is_root) return narrow_by_parts(node, kParted);
+  for (const std::size_t parted : {kParted, kPartedAtRoot}) {
+    if (!narrow_by_parts(node, parted)) return false;
+    drop_alike(node);
+  }
   return true;
 }
 
@@ -538,9 +597,7 @@ bool ClockBranching::narrow_by_power(Node& node) const {
 
 // What one PLL alone can still cover, it has to.
 bool ClockBranching::narrow_by_cover(Node& node) const {
-  Bits open;
-  for (std::size_t i = 0; i < node.errors.size(); ++i)
-    if (node.errors[i] >= kNone) open.add(i);
+  const Bits open = open_of(node);
   for (bool changed = true; changed && !open.empty();) {
     changed = false;
     Bits once, twice;
@@ -568,9 +625,7 @@ bool ClockBranching::narrow_by_cover(Node& node) const {
 // What two PLLs alone can still cover, they have to cover between them. Of the demands that they share one word is
 // looked at, which mostly holds them all.
 bool ClockBranching::narrow_by_pairs(Node& node) const {
-  Bits open;
-  for (std::size_t i = 0; i < node.errors.size(); ++i)
-    if (node.errors[i] >= kNone) open.add(i);
+  const Bits open = open_of(node);
   const std::size_t plls = node.left.size();
   std::vector<Bits> reach(plls);
   for (std::size_t n = 0; n < plls; ++n)
@@ -583,6 +638,43 @@ bool ClockBranching::narrow_by_pairs(Node& node) const {
         if (other != n && other != m) shared = shared - reach[other];
       if (!shared.empty() && !narrow_beside(node, node.left[n], node.left[m], shared)) return false;
     }
+  return true;
+}
+
+// Rules out by which PLL serves which of the demands with the highest prices. Of PLLs that are alike, and of which
+// nothing is known apart, one is looked at.
+bool ClockBranching::narrow_by_parts(Node& node, std::size_t parted) {
+  const double few = parted == kParted ? kFewRows : kManyRows;
+  double rows = 1;
+  for (const std::size_t p : node.left) rows *= static_cast<double>(node.candidates[p].size());
+  if (node.left.size() < 2 || rows < few) return true;
+  std::vector<std::vector<std::size_t>> same;
+  for (const std::size_t p : node.left) {
+    const auto is_same = [&](std::vector<std::size_t> const& known) {
+      return alike_[known.front()] == alike_[p] && has_same_candidates(node, known.front(), p);
+    };
+    const auto known = std::find_if(same.begin(), same.end(), is_same);
+    (known == same.end() ? same.emplace_back() : *known).push_back(p);
+  }
+  parts_.begin(node.prices, node.limits, parted);
+  for (std::vector<std::size_t> const& plls : same) {
+    parts_.add_plls(static_cast<int>(plls.size()));
+    for (Candidate const& one : node.candidates[plls.front()]) parts_.add_setting(coarse_row(plls.front(), one.choice));
+  }
+  const std::int64_t most = most_coarse();
+  if (parts_.bound() > most) return false;
+  for (std::size_t n = 0; n < same.size(); ++n) {
+    std::vector<Candidate>& candidates = node.candidates[same[n].front()];
+    std::size_t kept = 0;
+    for (std::size_t c = 0; c < candidates.size(); ++c)
+      if (parts_.bound_with(n, c) <= most) candidates[kept++] = candidates[c];
+    if (kept == 0) return false;
+    candidates.resize(kept);
+    for (const std::size_t p : same[n]) {
+      if (p != same[n].front()) node.candidates[p] = candidates;
+      node.favoured[p] = 0;
+    }
+  }
   return true;
 }
 
@@ -628,42 +720,87 @@ bool ClockBranching::is_alike_for(std::int64_t error, std::size_t demand, std::s
 }
 
 // Of settings that come to the same beside what is decided, the first is as good as any: they are in the order of
-// their power, then of rows.
+// their power, then of rows. One that comes to no less for any demand than one before it is of no use either; to look
+// for these takes as many steps as there are pairs.
 //
-// Where settings of PLLs that are alike are kept in order, one may be as good as another and out of order: below the
-// root, where what is left of the one is not what is left of the other, they are left alone.
-void ClockBranching::drop_alike(Node& node, bool is_root) {
-  for (const std::size_t p : node.left) {
-    if (!is_root && has_alike_left(node, p)) continue;
-    std::vector<Candidate>& candidates = node.candidates[p];
-    const std::size_t mask = std::bit_ceil(2 * candidates.size()) - 1;
-    places_.assign(mask + 1, 0);  // numbers from 1 on of those that are kept
-    hashes_.clear();
-    std::size_t kept = 0;
-    for (std::size_t n = 0; n < candidates.size(); ++n) {
-      const Candidate one = candidates[n];
-      const std::uint64_t hash = hash_of(node.errors, table_.row(p, one.choice));
-      std::size_t at = hash & mask;
-      while (places_[at] != 0 && (hashes_[places_[at] - 1] != hash ||
-                                  !is_alike(node.errors, p, candidates[places_[at] - 1].choice, one.choice)))
-        at = (at + 1) & mask;
-      if (places_[at] != 0) {
-        Candidate& same = candidates[places_[at] - 1];
-        if (one.choice < same.choice) same = one;
-        continue;
-      }
-      candidates[kept++] = one;
-      hashes_.push_back(hash);
-      places_[at] = static_cast<std::uint32_t>(kept);
+// Where settings of PLLs that are alike are kept in order, one may be as good as another and out of order: where what
+// is left of the one is not what is left of the other, they are left alone.
+void ClockBranching::drop_alike(Node& node) {
+  std::vector<std::size_t> plls;
+  std::copy_if(node.left.begin(), node.left.end(), std::back_inserter(plls),
+               [&](std::size_t p) { return has_same_left(node, p); });
+  for (const std::size_t p : plls) {
+    const auto like = std::find_if(plls.begin(), plls.end(), [&](std::size_t q) { return alike_[q] == alike_[p]; });
+    if (*like == p) {
+      drop_same(node, p);
+      if (node.candidates[p].size() <= kMostCompared) drop_worse(node, p);
+    } else {
+      node.candidates[p] = node.candidates[*like];
     }
-    candidates.resize(kept);
     node.favoured[p] = 0;
   }
 }
 
-bool ClockBranching::has_alike_left(Node const& node, std::size_t pll) const {
-  return std::any_of(node.left.begin(), node.left.end(),
-                     [&](std::size_t other) { return other != pll && alike_[other] == alike_[pll]; });
+void ClockBranching::drop_same(Node& node, std::size_t p) {
+  std::vector<Candidate>& candidates = node.candidates[p];
+  const std::size_t mask = std::bit_ceil(2 * candidates.size()) - 1;
+  places_.assign(mask + 1, 0);  // numbers from 1 on of those that are kept
+  hashes_.clear();
+  std::size_t kept = 0;
+  for (std::size_t n = 0; n < candidates.size(); ++n) {
+    const Candidate one = candidates[n];
+    const std::uint64_t hash = hash_of(node.errors, table_.row(p, one.choice));
+    std::size_t at = hash & mask;
+    while (places_[at] != 0 && (hashes_[places_[at] - 1] != hash ||
+                                !is_alike(node.errors, p, candidates[places_[at] - 1].choice, one.choice)))
+      at = (at + 1) & mask;
+    if (places_[at] != 0) {
+      Candidate& same = candidates[places_[at] - 1];
+      if (one.choice < same.choice) same = one;
+      continue;
+    }
+    candidates[kept++] = one;
+    hashes_.push_back(hash);
+    places_[at] = static_cast<std::uint32_t>(kept);
+  }
+  candidates.resize(kept);
+}
+
+void ClockBranching::drop_worse(Node& node, std::size_t p) {
+  std::vector<Candidate>& candidates = node.candidates[p];
+  const auto is_worse = [&](Candidate const& one) {
+    return std::any_of(candidates.begin(), candidates.end(), [&](Candidate const& other) {
+      return other.choice < one.choice && is_no_less(node.errors, p, one.choice, other.choice);
+    });
+  };
+  std::vector<Candidate> kept;
+  std::remove_copy_if(candidates.begin(), candidates.end(), std::back_inserter(kept), is_worse);
+  candidates = std::move(kept);
+}
+
+// Whether what is left of all PLLs that are like it is the same.
+bool ClockBranching::has_same_left(Node const& node, std::size_t pll) const {
+  return std::all_of(node.left.begin(), node.left.end(), [&](std::size_t other) {
+    return alike_[other] != alike_[pll] || has_same_candidates(node, pll, other);
+  });
+}
+
+bool ClockBranching::has_same_candidates(Node const& node, std::size_t a, std::size_t b) {
+  return std::equal(node.candidates[a].begin(), node.candidates[a].end(), node.candidates[b].begin(),
+                    node.candidates[b].end(),
+                    [](Candidate const& x, Candidate const& y) { return x.choice == y.choice; });
+}
+
+// Whether no demand's error is less with the one setting than with the other.
+bool ClockBranching::is_no_less(std::vector<std::int64_t> const& errors, std::size_t p, std::uint32_t one,
+                                std::uint32_t other) {
+  std::int64_t const *const a = table_.row(p, one), *const b = table_.row(p, other);
+  for (std::size_t i = 0; i < errors.size(); ++i)
+    if (std::min(errors[i], a[i]) < std::min(errors[i], b[i])) return false;
+  for (std::size_t i = 0; i < errors.size(); ++i)
+    if (std::min(errors[i], a[i]) == std::min(errors[i], b[i]) && !is_alike_for(errors[i], i, p, one, other))
+      return false;
+  return true;
 }
 
 bool ClockBranching::is_alike(std::vector<std::int64_t> const& errors, std::size_t p, std::uint32_t a,
@@ -708,15 +845,15 @@ bool has_wide_words() { return false; }
 }  // namespace
 
 // The sum of what prices are above errors. Sums of prices fit: the least of 256 clocks is at most kCoarse each.
-std::int64_t ClockBranching::saving(std::vector<std::int32_t> const& prices, std::size_t pll,
-                                    std::uint32_t choice) const {
+std::int64_t ClockBranching::saving(std::vector<std::int32_t> const& prices, std::size_t pll, std::uint32_t choice) {
+  steps_ += stride_ / kLanes;
   static const bool is_wide = has_wide_words();
   std::int32_t const* const row = coarse_row(pll, choice);
   return is_wide ? wide_sum_above<kLanes>(prices.data(), row, stride_) : sum_above<kLanes>(prices.data(), row, stride_);
 }
 
 // The bound; the setting that saves the most is then known of each PLL.
-std::int64_t ClockBranching::judge(Node& node) const {
+std::int64_t ClockBranching::judge(Node& node) {
   std::int64_t bound = 0;
   for (const std::int32_t price : node.prices) bound += price;
   for (const std::size_t p : node.left) {
@@ -740,7 +877,7 @@ std::int64_t ClockBranching::judge(Node& node) const {
 }
 
 // Candidates with which the sum is above the best are none any more. What is left is known exactly.
-bool ClockBranching::rule_out(Node& node, std::int64_t bound) const {
+bool ClockBranching::rule_out(Node& node, std::int64_t bound) {
   const std::int64_t most = most_coarse();
   for (const std::size_t p : node.left) {
     std::vector<Candidate>& candidates = node.candidates[p];
@@ -761,7 +898,7 @@ bool ClockBranching::rule_out(Node& node, std::int64_t bound) const {
   return true;
 }
 
-std::int64_t ClockBranching::saved_by(Node const& node, std::size_t pll, Candidate const& candidate) const {
+std::int64_t ClockBranching::saved_by(Node const& node, std::size_t pll, Candidate const& candidate) {
   return node.is_exact ? candidate.most + node.risen : saving(node.prices, pll, candidate.choice);
 }
 
@@ -780,12 +917,10 @@ bool ClockBranching::step_prices(Node& node, std::int64_t bound, std::int64_t la
   }
   if (norm == 0) return false;
   const std::int64_t gap = std::min<std::int64_t>(most_coarse() - bound + 1, std::int64_t{1} << 40);
-  const std::int64_t step = std::clamp<std::int64_t>(gap * largest / (kCoarse / 4) / norm, 1, kMostPrice);
-  const std::int64_t highest = kMostPrice / static_cast<int>(stride_);
+  const std::int64_t step = std::clamp<std::int64_t>(gap * largest / (kCoarse / 4) / norm, 1, kCoarse);
   std::vector<std::int32_t> prices = node.prices;
   for (std::size_t i = 0; i < slope.size(); ++i)
-    prices[i] = static_cast<std::int32_t>(
-        std::min<std::int64_t>(node.limits[i], std::clamp<std::int64_t>(prices[i] + step * slope[i], 0, highest)));
+    prices[i] = static_cast<std::int32_t>(std::clamp<std::int64_t>(prices[i] + step * slope[i], 0, node.limits[i]));
   set_prices(node, prices);
   return true;
 }

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/cores/search/clock_parting.h"
 #include "platform/cores/search/clock_problem.h"
 #include "platform/cores/search/clock_table.h"
 
@@ -73,8 +74,7 @@ class ErrorSums {
 /// bounds what comes later, and of most settings that is enough.
 class ClockBranching {
  public:
-  ClockBranching(ClockProblem const& problem, Table const& table, std::vector<int> const& weights,
-                 std::int64_t most_key);
+  ClockBranching(ClockProblem const& problem, Table const& table, std::vector<int> const& weights);
 
   /// Finds the least sum. `covering` is a row of settings that covers all.
   void least_sum(Choices const& covering);
@@ -90,18 +90,23 @@ class ClockBranching {
   /// PLLs that have a setting.
   std::vector<std::size_t> all() const;
 
+  /// What the search took so far, in sums of eight numbers.
+  std::uint64_t steps() const { return steps_ + parts_.steps(); }
+
  private:
-  static constexpr std::int32_t kCoarse = 1 << 20;
-  static constexpr std::int32_t kCoarseNone = 1 << 30;
-  static constexpr std::int32_t kMostPrice = 1 << 29;
-  static constexpr std::size_t kLanes = 8;  // that a processor may take at once
+  static constexpr std::int32_t kCoarse = 1 << 19;  // above all that may be
+  static constexpr std::size_t kLanes = 8;          // that a processor may take at once
   static constexpr int kRootSteps = 400;
-  static constexpr int kSteps = 20;
+  static constexpr int kSteps = 40;
   static constexpr std::size_t kFew = 4;  // ways to serve a demand, which are rather tried than priced
+  static constexpr double kFewRows = 4e3, kManyRows = 1e7;  // rather looked at than parted, or parted once more
+  static constexpr std::size_t kParted = 8, kPartedAtRoot = 12;
+  static constexpr std::size_t kMostCompared = 600;
   static constexpr int kPatience = 6;
   static constexpr int kStepsToSettle = 10;  // from one look at all settings to the next
   static constexpr int kStepsToImprove = 40;
   static constexpr int kMostRounds = 20;
+  static constexpr int kMostScales = 6;
 
   struct Candidate {
     std::int64_t most;  // that it saves, less by how much prices had risen when that was computed
@@ -123,6 +128,8 @@ class ClockBranching {
   };
 
   std::int32_t coarse_of(std::size_t demand, std::int64_t key) const;
+  bool scale(std::vector<std::size_t> const& plls);
+  Bits open_of(Node const& node) const;
   std::int32_t const* coarse_row(std::size_t pll, std::uint32_t choice) const;
 
   // --- whole rows
@@ -135,11 +142,15 @@ class ClockBranching {
 
   // --- the search
   bool is_done() const { return (only_whether_ && found_) || (!ties_ && best_keys_ == 0); }
-  bool has_alike_left(Node const& node, std::size_t pll) const;
+  bool has_same_left(Node const& node, std::size_t pll) const;
+  static bool has_same_candidates(Node const& node, std::size_t a, std::size_t b);
   bool keep_order(Node& child, std::size_t pll) const;
-  std::int64_t most_coarse() const { return sums_.most_equal(best_keys_) >> shift_; }
+  std::int64_t slack() const { return sums_.most_equal(best_keys_) - offset_; }
+  std::int64_t most_coarse() const { return slack() >> shift_; }
   void run(std::vector<std::size_t> const& plls);
-  void descend(std::size_t depth, int steps);
+  void open_root(std::vector<std::size_t> const& plls);
+  void descend(std::size_t depth);
+  void branch(std::size_t depth);
   void serve(std::size_t depth, std::size_t demand);
   std::size_t fewest(Node const& node) const;
   std::pair<std::size_t, std::size_t> rarest(Node const& node) const;
@@ -153,16 +164,20 @@ class ClockBranching {
   bool narrow_by_power(Node& node) const;
   bool narrow_by_cover(Node& node) const;
   bool narrow_by_pairs(Node& node) const;
+  bool narrow_by_parts(Node& node, std::size_t parted);
   bool narrow_beside(Node& node, std::size_t p, std::size_t q, Bits const& shared) const;
   bool is_alike_for(std::int64_t error, std::size_t demand, std::size_t p, std::uint32_t a, std::uint32_t b);
   bool is_alike(std::vector<std::int64_t> const& errors, std::size_t p, std::uint32_t a, std::uint32_t b);
-  void drop_alike(Node& node, bool is_root);
+  bool is_no_less(std::vector<std::int64_t> const& errors, std::size_t p, std::uint32_t one, std::uint32_t other);
+  void drop_alike(Node& node);
+  void drop_same(Node& node, std::size_t p);
+  void drop_worse(Node& node, std::size_t p);
 
   // --- prices
-  std::int64_t saving(std::vector<std::int32_t> const& prices, std::size_t pll, std::uint32_t choice) const;
-  std::int64_t saved_by(Node const& node, std::size_t pll, Candidate const& candidate) const;
-  std::int64_t judge(Node& node) const;
-  bool rule_out(Node& node, std::int64_t bound) const;
+  std::int64_t saving(std::vector<std::int32_t> const& prices, std::size_t pll, std::uint32_t choice);
+  std::int64_t saved_by(Node const& node, std::size_t pll, Candidate const& candidate);
+  std::int64_t judge(Node& node);
+  bool rule_out(Node& node, std::int64_t bound);
   bool step_prices(Node& node, std::int64_t bound, std::int64_t largest) const;
   static void set_prices(Node& node, std::vector<std::int32_t> const& prices);
 
@@ -171,14 +186,19 @@ class ClockBranching {
   std::vector<int> const& weights_;
   ExactErrors exact_;
   ErrorSums sums_;
+  // What is coarse is in units of 2^shift_ keys, above the least that the demand has at all, and kCoarse where it alone
+  // makes the sum greater than the best.
   int shift_ = 0;
-  std::size_t stride_ = 0;                             // of rows, a multiple of kLanes
-  std::vector<std::vector<Bits>> covers_;              // by PLL and setting
-  std::vector<std::vector<std::int32_t>> coarse_;      // as the table's keys, rounded down
+  std::int64_t offset_ = 0;                        // the sum of those least
+  std::vector<std::int64_t> least_;                // by demand
+  std::size_t stride_ = 0;                         // of rows, a multiple of kLanes
+  std::vector<std::vector<Bits>> covers_;          // by PLL and setting
+  std::vector<std::vector<std::int32_t>> coarse_;  // as the table's keys, rounded down
+  PartedBound parts_;
   std::vector<std::vector<std::int64_t>> least_keys_;  // by PLL and demand: of all settings
   std::vector<std::size_t> alike_;                     // by PLL: the first that is like it
   std::vector<std::size_t> ranks_;                     // by PLL: its place by name
-  std::vector<std::int32_t> prices_;                   // good ones where nothing is decided
+  std::vector<std::int64_t> prices_;                   // good ones where nothing is decided, as keys
   std::vector<Node> nodes_;                            // by depth
   std::vector<std::uint32_t> places_;                  // of drop_alike(), kept for their memory
   std::vector<std::uint64_t> hashes_;
@@ -188,6 +208,7 @@ class ClockBranching {
   Choices best_, sum_, tied_, first_of_all_;
   Choices favoured_;  // by prices, when it was last improved
   std::int64_t best_keys_ = 0, sum_keys_ = 0;
+  std::uint64_t steps_ = 0;
 };
 
 }  // namespace kdi::cores

@@ -2,6 +2,8 @@
 // (clock_ideal.h). Otherwise its steps are: the least worst error (by asking for a bound whether settings cover all
 // clocks within it), the least sum (branch and bound, clock_branching.h), then among equal sums the fewest PLLs, power
 // and row. Bounds are integers, rounded so that they stay bounds; what they leave open is compared exactly.
+#include "platform/cores/search/clock_search.h"
+
 #include <algorithm>
 #include <bit>
 #include <limits>
@@ -21,6 +23,8 @@ class ClockSearch {
     answer_.plls.resize(request.plls.size());
     answer_.clocks.resize(request.clocks.size());
   }
+
+  std::uint64_t steps() const { return steps_; }
 
   ClockAnswer answer() {
     std::optional<IdealRows> ideal(problem_);
@@ -193,7 +197,7 @@ class ClockSearch {
   // --- sum, PLLs, power, row
 
   Choices best_choices(std::int64_t worst) {
-    ClockBranching branching(problem_, table_, weights_, worst);
+    ClockBranching branching(problem_, table_, weights_);
     branching.least_sum(*Covering(cover_of(table_, worst)).covers(all()));
     const std::vector<std::size_t> plls = branching.all();
     std::vector<std::size_t> needed, others;
@@ -234,7 +238,9 @@ class ClockSearch {
         };
         if (!best || precedes()) best = found;
       }
-      if (best) return *best;
+      if (!best) continue;
+      steps_ = branching.steps();
+      return *best;
     }
     throw std::logic_error("the least sum has no settings");
   }
@@ -292,9 +298,16 @@ class ClockSearch {
   Table table_;
   std::vector<int> weights_;
   ClockAnswer answer_;
+  std::uint64_t steps_ = 0;
 };
 
 }  // namespace
+
+CountedClocks count_clocks(ClockRequest const& request) {
+  ClockSearch search(request);
+  ClockAnswer answer = search.answer();
+  return {std::move(answer), search.steps()};
+}
 
 ClockAnswer search_clocks(ClockRequest const& request) { return ClockSearch(request).answer(); }
 
