@@ -315,12 +315,12 @@ Tcl_Obj* parameters(Words words) {
   Tcl_Obj* const dict = Tcl_NewDictObj();
   for (kdi::cores::Parameter const& one : core->parameters())
     tcl::put(dict, one.name,
-             tcl::new_dict({{"group", one.group},
+             tcl::new_dict({{"group", one.group()},
                             {"default", kdi::cores::value_text(one.default_value)},
-                            {"values", tcl::new_list(one.values)},
-                            {"user_names", tcl::new_list(one.user_names)},
-                            {"display_name", one.display_name},
-                            {"description", one.description}}));
+                            {"values", tcl::new_list(one.values())},
+                            {"user_names", tcl::new_list(one.user_names())},
+                            {"display_name", one.display_name()},
+                            {"description", one.description()}}));
   return dict;
 }
 

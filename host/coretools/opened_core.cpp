@@ -119,8 +119,8 @@ StrVec told_of(Configuration::Place place, ParamMap const& errors, std::string c
   if (word == "type") return {type_of(parameter.widget)};
   if (word == "range") return instance_at(place).range(place.number);
   if (word == "enabled") return {instance_at(place).is_enabled(place.number) ? "true" : "false"};
-  if (word == "display_name") return {parameter.display_name};
-  if (word == "description") return {parameter.description};
+  if (word == "display_name") return {parameter.display_name()};
+  if (word == "description") return {parameter.description()};
   const auto error = errors.find(parameter.name);
   return {error == errors.end() ? std::string() : error->second};
 }

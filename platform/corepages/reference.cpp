@@ -28,24 +28,24 @@ class Entries : public NameLinks {
 
   std::string entry(Parameter const& one) const {
     std::string text = "### " + one.name + "\n\n";
-    if (!one.display_name.empty())
-      text += "**" + plain(one.display_name) + "**" + (one.description.empty() ? "\n\n" : ": ");
-    if (!one.description.empty()) text += plain(one.description) + "\n\n";
+    if (!one.display_name().empty())
+      text += "**" + plain(one.display_name()) + "**" + (one.description().empty() ? "\n\n" : ": ");
+    if (!one.description().empty()) text += plain(one.description()) + "\n\n";
     text += "- Type " + one.type.text() + ", default " + code(cores::value_text(one.default_value));
     if (one.skips) text += "; reads `SKIP` while disabled";
     text += "\n";
-    if (!one.values.empty()) text += "- Permitted: " + codes(one.values) + "\n";
-    if (one.limits)
-      text += "- Permitted: " + code(cores::value_text(one.limits->first)) + " to " +
-              code(cores::value_text(one.limits->second)) + "\n";
+    if (!one.values().empty()) text += "- Permitted: " + codes(one.values()) + "\n";
+    if (one.limits())
+      text += "- Permitted: " + code(cores::value_text(one.limits()->first)) + " to " +
+              code(cores::value_text(one.limits()->second)) + "\n";
     if (one.enabled) text += rule("Enabled while", *one.enabled, Rule::Said::condition);
     if (one.range)
       text += rule("Range", *one.range, one.widget == cores::Widget::edit ? Rule::Said::limits : Rule::Said::value);
     if (one.derived) text += rule("Value", *one.derived, Rule::Said::value);
     if (one.search)
       text += "- Value: found by the search of " + std::string(core_.searches()[*one.search]->name()) + "\n";
-    if (!one.user_names.empty()) text += "- Also called " + codes(one.user_names) + "\n";
-    for (cores::Message const& message : one.messages)
+    if (!one.user_names().empty()) text += "- Also called " + codes(one.user_names()) + "\n";
+    for (cores::Message const& message : one.messages())
       text += "- Message " + code(message.name) + " (" + severity(message.severity) + "), " +
               linked(message.when.in_words(Rule::Said::condition)) + ": " + linked(cores::message_words(message.text)) +
               "  \n  " + code(message.when.written()) + "\n";
@@ -136,12 +136,12 @@ class Page {
   std::string parameters() const {
     std::vector<std::string> groups;
     for (Parameter const& one : core_.parameters())
-      if (std::find(groups.begin(), groups.end(), one.group) == groups.end()) groups.push_back(one.group);
+      if (std::find(groups.begin(), groups.end(), one.group()) == groups.end()) groups.push_back(one.group());
     std::string text;
     for (std::string const& group : groups) {
       text += "## " + plain(group.empty() ? "Parameters" : group) + "\n\n";
       for (Parameter const& one : core_.parameters())
-        if (one.group == group) text += entries_.entry(one);
+        if (one.group() == group) text += entries_.entry(one);
     }
     return text;
   }

@@ -106,7 +106,7 @@ std::string advice_text(Record const& advice, Unit const& unit) {
 
 std::string condition(Notice const& notice, Unit const& unit) {
   if (notice.due.parameter == cores::Due::kNoParameter) return "";
-  for (cores::Message const& message : unit.parameter(notice.due.parameter).messages)
+  for (cores::Message const& message : unit.parameter(notice.due.parameter).messages())
     if (message.name == notice.due.name)
       return entry("Due while", rule_text(message.when, Rule::Said::condition, unit.links) +
                                     (notice.why ? decided_by(*notice.why->find("condition"), unit.links) : ""));
@@ -145,7 +145,7 @@ std::string difference_row(Difference const& one) {
   if (row.given && !row.enabled) note = "<span class=\"quiet\">disabled: without effect</span>";
   if (row.given && note.empty() && row.value == row.default_value) note = "<span class=\"quiet\">as the default</span>";
   return "<tr><td>" + one.unit->links.link(row.parameter->name) + "<div class=\"quiet\">" +
-         html(row.parameter->display_name) + "</div></td><td>" + code(row.value) + "</td><td>" +
+         html(row.parameter->display_name()) + "</div></td><td>" + code(row.value) + "</td><td>" +
          code(row.default_value) + "</td><td><span class=\"origin " + std::string(cores::word_of(row.origin)) + "\">" +
          std::string(cores::word_of(row.origin)) + "</span> " + note + "</td></tr>\n";
 }
@@ -155,9 +155,9 @@ std::string difference_table(std::vector<Difference> const& all) {
   std::string group;
   Unit const* unit = nullptr;
   for (Difference const& one : all) {
-    if (one.unit != unit || one.row->parameter->group != group || page.empty()) {
+    if (one.unit != unit || one.row->parameter->group() != group || page.empty()) {
       unit = one.unit;
-      group = one.row->parameter->group;
+      group = one.row->parameter->group();
       page += "<tr class=\"group\"><th colspan=\"4\">" +
               html((unit->path.empty() ? "" : unit->path + " · ") + (group.empty() ? "Other" : group)) + "</th></tr>\n";
     }
@@ -173,11 +173,11 @@ std::vector<Row const*> by_group(Unit const& unit) {
   std::map<std::string_view, std::size_t> places;
   std::vector<Row const*> rows;
   for (Row const& row : unit.rows) {
-    places.try_emplace(row.parameter->group, places.size());
+    places.try_emplace(row.parameter->group(), places.size());
     rows.push_back(&row);
   }
   std::stable_sort(rows.begin(), rows.end(), [&](Row const* a, Row const* b) {
-    return places[a->parameter->group] < places[b->parameter->group];
+    return places[a->parameter->group()] < places[b->parameter->group()];
   });
   return rows;
 }
@@ -215,7 +215,7 @@ std::string details(Row const& row, Unit const& unit) {
   Parameter const& parameter = *row.parameter;
   Links const& links = unit.links;
   std::string page;
-  if (!parameter.description.empty()) page += "<p>" + html(parameter.description) + "</p>";
+  if (!parameter.description().empty()) page += "<p>" + html(parameter.description()) + "</p>";
   page += "<dl>";
   if (html_cut(row.value, kLongValue) != html(row.value))
     page += entry("Value", "<code>" + html(text::shortened(row.value, 4000)) + "</code>");
@@ -245,7 +245,7 @@ std::string details(Row const& row, Unit const& unit) {
   if (!read.empty()) page += entry("Depends on", read);
   const std::string readers = names_of(*row.why.find("dependants"), "name", links, unit.core(), parameter.name);
   if (!readers.empty()) page += entry("Read by", readers);
-  if (!parameter.user_names.empty()) page += entry("Also called", html(text::joined(parameter.user_names, ", ")));
+  if (!parameter.user_names().empty()) page += entry("Also called", html(text::joined(parameter.user_names(), ", ")));
   return page + "</dl>";
 }
 
@@ -256,17 +256,17 @@ std::string parameter_item(Row const& row, Unit const& unit) {
   if (row.differs) kinds += " changed";
   if (row.given) kinds += " given";
   if (row.out_of_range) kinds += " bad";
-  const std::string also = parameter.user_names.empty()
+  const std::string also = parameter.user_names().empty()
                                ? std::string()
-                               : " data-also=\"" + html(text::joined(parameter.user_names, " ")) + "\"";
+                               : " data-also=\"" + html(text::joined(parameter.user_names(), " ")) + "\"";
   std::string state = row.out_of_range ? "<b class=\"sev error\">out of range</b>" : "";
   if (!row.enabled) state += "<span class=\"tag\">disabled</span>";
   if (row.origin != Origin::default_value) state += " <span class=\"origin " + origin + "\">" + origin + "</span>";
   return "<li id=\"" + unit.links.id(parameter.name) + "\" class=\"" + kinds + "\"" + also +
-         "><details><summary><span class=\"n\"><b>" + html(parameter.name) + "</b><i>" + html(parameter.display_name) +
-         "</i></span><span class=\"v\">" + code(row.value, 40) + "</span><span class=\"r\">" +
-         html(range_words(*row.why.find("range"), 4)) + "</span><span class=\"s\">" + state +
-         "</span></summary><div class=\"why\">" + details(row, unit) + "</div></details></li>\n";
+         "><details><summary><span class=\"n\"><b>" + html(parameter.name) + "</b><i>" +
+         html(parameter.display_name()) + "</i></span><span class=\"v\">" + code(row.value, 40) +
+         "</span><span class=\"r\">" + html(range_words(*row.why.find("range"), 4)) + "</span><span class=\"s\">" +
+         state + "</span></summary><div class=\"why\">" + details(row, unit) + "</div></details></li>\n";
 }
 
 }  // namespace
@@ -306,8 +306,8 @@ std::string parameter_list(std::vector<Unit> const& units) {
     std::string group;
     bool is_open = false;
     for (Row const* const row : by_group(unit)) {
-      if (!is_open || row->parameter->group != group) {
-        group = row->parameter->group;
+      if (!is_open || row->parameter->group() != group) {
+        group = row->parameter->group();
         const std::string title = (unit.path.empty() ? "" : unit.path + " · ") + (group.empty() ? "Other" : group);
         list += std::string(is_open ? "</ul></section>\n" : "") + "<section class=\"pgroup\" data-g=\"" + html(title) +
                 "\"><h3>" + html(title) + "</h3><ul class=\"params\">\n";

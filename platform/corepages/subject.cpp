@@ -92,7 +92,7 @@ bool can_be_explained(Notice const& notice, Core const& core) {
   if (notice.due.name == "range" || notice.due.name == "rule") return true;
   for (auto const& search : core.searches())
     if (search->message() == notice.due.name) return true;
-  auto const& messages = core.parameters()[notice.due.parameter].messages;
+  auto const& messages = core.parameters()[notice.due.parameter].messages();
   return std::any_of(messages.begin(), messages.end(),
                      [&](cores::Message const& one) { return one.name == notice.due.name; });
 }

@@ -21,7 +21,7 @@ std::string valid_text(Random& random, kdi::cores::Instance const& instance, std
   Parameter const& parameter = instance.core().parameters()[i];
   const std::vector<std::string> range = instance.range(i);
   const bool has_limits =
-      parameter.limits || (parameter.range && parameter.widget == Widget::edit && parameter.type.is_number());
+      parameter.limits() || (parameter.range && parameter.widget == Widget::edit && parameter.type.is_number());
   if (parameter.type == Type(Kind::truth) && range.empty())
     return one_of(random, std::vector<std::string>{"0", "1", "true", "false"});
   if (range.empty()) {

@@ -36,7 +36,7 @@ class MadeUpCore {
   std::string value(kdi::cores::Parameter const& parameter) {
     if (below(12) == 0) return "99";
     if (parameter.type == kdi::cores::Type(kdi::cores::Kind::truth)) return below(2) == 0 ? "0" : "1";
-    if (!parameter.values.empty()) return parameter.values[below(parameter.values.size())];
+    if (!parameter.values().empty()) return parameter.values()[below(parameter.values().size())];
     return std::to_string(below(13));
   }
 

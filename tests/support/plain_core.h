@@ -142,7 +142,7 @@ class PlainCore {
         faults_(given_.size()) {
     for (std::uint32_t i = 0; i < given_.size(); ++i) {
       if (!given_[i]) continue;
-      std::vector<std::string> const& words = core_.parameters()[i].values;
+      std::vector<std::string> const& words = core_.parameters()[i].values();
       if ((given_[i] == "true" || given_[i] == "false") &&
           std::find(words.begin(), words.end(), *given_[i]) == words.end())
         given_[i] = given_[i] == "true" ? "1" : "0";
@@ -190,7 +190,7 @@ class PlainCore {
     permitted(i);
     value_of(i);
     std::vector<bool> holds;
-    for (Message const& message : parameter.messages)
+    for (Message const& message : parameter.messages())
       holds.push_back(std::get<bool>(computed(message.when, i, [] { return Item(false); })));
     for (int f = 0; f < faults_[i]; ++f) due.push_back({"rule", Severity::error, ""});
     const auto shown = typed(parameter.type, backup(i));
@@ -200,10 +200,10 @@ class PlainCore {
         if (finding.parameter == i)
           due.push_back({std::string(core_.searches()[s]->message()),
                          finding.is_error ? Severity::error : Severity::warning, finding.text});
-    for (std::size_t m = 0; m < parameter.messages.size(); ++m)
+    for (std::size_t m = 0; m < parameter.messages().size(); ++m)
       if (holds[m]) {
-        const auto words = read(parameter.messages[m].text);
-        due.push_back({parameter.messages[m].name, parameter.messages[m].severity,
+        const auto words = read(parameter.messages()[m].text);
+        due.push_back({parameter.messages()[m].name, parameter.messages()[m].severity,
                        words ? std::get<std::string>(*words) : "(fault)"});
       }
     return due;
@@ -378,7 +378,7 @@ class PlainCore {
 
   bool has_limits(std::uint32_t i) const {
     Parameter const& parameter = core_.parameters()[i];
-    return parameter.limits || (parameter.range && parameter.widget == Widget::edit && parameter.type.is_number());
+    return parameter.limits() || (parameter.range && parameter.widget == Widget::edit && parameter.type.is_number());
   }
 
   List const& permitted(std::uint32_t i) {
@@ -387,10 +387,10 @@ class PlainCore {
     auto all = std::make_shared<List>();
     if (parameter.range) {
       all = std::get<4>(computed(*parameter.range, i, [] { return Item(std::make_shared<List>()); }));
-    } else if (parameter.limits) {
-      *all = {item_of(parameter.limits->first.cell()), item_of(parameter.limits->second.cell())};
+    } else if (parameter.limits()) {
+      *all = {item_of(parameter.limits()->first.cell()), item_of(parameter.limits()->second.cell())};
     } else {
-      for (std::string const& text : parameter.values) all->push_back(*typed(parameter.type, text));
+      for (std::string const& text : parameter.values()) all->push_back(*typed(parameter.type, text));
     }
     return *(ranges_[i] = all);
   }

@@ -33,7 +33,7 @@ inline std::vector<NamedRule> rules_of(Core const& core) {
     add(one.name + " enabled", one.enabled);
     add(one.name + " range", one.range);
     add(one.name + " derived", one.derived);
-    for (Message const& message : one.messages) add(one.name + " message " + message.name, message.when);
+    for (Message const& message : one.messages()) add(one.name + " message " + message.name, message.when);
   }
   for_each_rule_of_searches(core, add);
   return all;
@@ -42,7 +42,7 @@ inline std::vector<NamedRule> rules_of(Core const& core) {
 /// Whether nothing that users or devices say has a part in the rule: what it comes to is one value.
 inline bool is_constant(Core const& core, Rule const& rule) {
   for (const std::uint32_t slot : rule.reads()) {
-    std::optional<Rule> of;
+    OptionalRule of;
     if (slot >= core.definition_slot(0))
       of = core.definitions()[slot - core.definition_slot(0)].rule;
     else if (slot >= core.fact_slot(0) || slot % Core::kSlots != Core::kEnabled)
@@ -101,7 +101,7 @@ inline Goals goals_of(Core const& core, std::vector<Sight> wanted, std::string c
   const auto added = [](std::string& list, std::string const& item) { list += (list.empty() ? "" : ",\n") + item; };
   std::string changed, parameters, definitions;
   for (Parameter const& parameter : core.parameters())
-    if (!parameter.messages.empty()) added(changed, R"({"name": ")" + parameter.name + R"(", "messages": []})");
+    if (!parameter.messages().empty()) added(changed, R"({"name": ")" + parameter.name + R"(", "messages": []})");
   Goals goals{nullptr, std::move(wanted), static_cast<std::uint32_t>(core.parameters().size()), {}};
   auto parameter = goals.first_parameter;
   auto definition = static_cast<std::uint32_t>(core.definitions().size());

@@ -230,7 +230,7 @@ class ByCones {
       Step const& step = core.steps()[number];
       const bool is_its = name == "rule" ? is_of(step, parameter)
                                          : step.kind == Step::Kind::message && step.parameter == parameter &&
-                                               core.parameters()[parameter].messages[step.message].name == name;
+                                               core.parameters()[parameter].messages()[step.message].name == name;
       if (is_its) all.insert(all.end(), core.reads(number).begin(), core.reads(number).end());
     }
     for (auto const& search : core.searches())

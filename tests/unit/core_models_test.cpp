@@ -128,9 +128,9 @@ class Family : public ::testing::TestWithParam<Version> {};
 TEST_P(Family, IsTold) {
   const auto core = core_of(GetParam().core, GetParam().version);
   for (Parameter const& parameter : core->parameters()) {
-    EXPECT_FALSE(parameter.group.empty()) << parameter.name;
-    EXPECT_FALSE(parameter.display_name.empty()) << parameter.name;
-    EXPECT_TRUE(parameter.description.ends_with('.')) << parameter.name << ": " << parameter.description;
+    EXPECT_FALSE(parameter.group().empty()) << parameter.name;
+    EXPECT_FALSE(parameter.display_name().empty()) << parameter.name;
+    EXPECT_TRUE(parameter.description().ends_with('.')) << parameter.name << ": " << parameter.description();
   }
 }
 

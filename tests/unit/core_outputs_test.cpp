@@ -235,7 +235,7 @@ void expect_monitor(hardip_eng::ConfiguredAccess const& access, MonitorData cons
     ASSERT_EQ(told.parameters.size(), one.parameters.size());
     for (std::size_t i = 0; i < one.parameters.size(); ++i)
       EXPECT_EQ(told.parameters[i],
-                std::pair(parameters[one.parameters[i]].name, configuration.value(one.parameters[i])));
+                std::pair(std::string(parameters[one.parameters[i]].name), configuration.value(one.parameters[i])));
     ASSERT_LT(on, satellites.size());
     EXPECT_EQ(satellites[on].measurement, told.enabled);
     EXPECT_EQ(satellites[on].supply, told.supply);

@@ -163,7 +163,7 @@ TEST(CoreReading, OneEntryStandsForMany) {
       "made.json");
   ASSERT_EQ(core->parameters().size(), 7U);
   EXPECT_EQ(core->parameters()[4].name, "PY1");
-  EXPECT_EQ(core->parameters()[4].display_name, "Port 1 of Y");
+  EXPECT_EQ(core->parameters()[4].display_name(), "Port 1 of Y");
   EXPECT_EQ(core->find_user_name("CONFIG.P_Y_1"), 4U);
   Instance instance(core);
   EXPECT_EQ(instance.set({{0, "1"}, {4, "true"}}), (std::vector<std::uint32_t>{0, 4, 6}));
@@ -272,7 +272,7 @@ TEST_F(Versions, IncludePartsWithTheirPlaces) {
               parameter("SUM", "integer", "0", R"(, "derived": "X_SUM + Y_SUM")") + "]");
   const auto core = Core::read(scratch_.folder(), "made", "1.0");
   ASSERT_EQ(core->parameters().size(), 7U);
-  EXPECT_EQ(core->parameters()[4].name + core->parameters()[4].display_name, "Y1Y 1");
+  EXPECT_EQ(core->parameters()[4].name + core->parameters()[4].display_name(), "Y1Y 1");
   Instance instance(core);
   EXPECT_EQ(instance.value(6), "11");
   EXPECT_TRUE(instance.is_enabled(4));

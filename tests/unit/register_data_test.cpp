@@ -194,10 +194,10 @@ TEST(RegisterData, TellValuesOfAParameterApart) {
         Parameter const& parameter = shipped.core->parameters()[field.parameters.front()];
         if (parameter.type == Type(Kind::decimal)) continue;
         // As many values as the parameter has are as many words of the field.
-        if (parameter.values.empty() || parameter.enabled || parameter.derived || parameter.search) continue;
+        if (parameter.values().empty() || parameter.enabled || parameter.derived || parameter.search) continue;
         std::set<std::uint32_t> words;
         std::set<std::string> values;
-        for (std::string const& value : parameter.values) {
+        for (std::string const& value : parameter.values()) {
           shipped.instance.set({{field.parameters.front(), value}}, Origin::user, Strength::ranges);
           if (shipped.instance.value(field.parameters.front()) != value) continue;
           const auto fields = fields_of(shipped);

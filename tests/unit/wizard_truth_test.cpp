@@ -113,7 +113,7 @@ class Account {
       if (of.core().is_settable(i) && !of.is_composite(i)) members.push_back(i);
     return members;
   }
-  static std::string const& name_of(Part const& part, std::uint32_t i) { return part.of->core().parameters()[i].name; }
+  static std::string name_of(Part const& part, std::uint32_t i) { return part.of->core().parameters()[i].name; }
   Part const& some_part(Held const& held) { return held.parts[below(held.parts.size())]; }
   std::uint32_t some_member(Part const& part) { return part.members[below(part.members.size())]; }
 

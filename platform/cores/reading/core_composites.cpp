@@ -22,7 +22,7 @@ std::uint32_t text_parameter(JsonValue name, Places const& places, Core const& c
   const auto number = core.find(text(name, places));
   if (!number) name.refuse("the name of a parameter");
   Parameter const& parameter = core.parameters()[*number];
-  const bool is_plain = parameter.type == Type(Kind::text) && parameter.values.empty() && !parameter.range &&
+  const bool is_plain = parameter.type == Type(Kind::text) && parameter.values().empty() && !parameter.range &&
                         !parameter.derived && value_text(parameter.default_value).empty();
   if (!is_plain) name.refuse("a parameter of type text with an empty default, without values, range and derived rule");
   return *number;
@@ -60,7 +60,7 @@ void add_by_name(JsonValue starts, Places const& places, Core const& core, std::
   if (starts.items().size() > kMostBegins) starts.refuse("at most 100 beginnings");
   const std::vector<std::string> begins = texts(starts, places);
   for (std::uint32_t i = 0; i < core.parameters().size(); ++i) {
-    std::string const& name = core.parameters()[i].name;
+    const KeptText name = core.parameters()[i].name;
     if (holders.contains(i) || !core.is_settable(i)) continue;
     if (std::any_of(begins.begin(), begins.end(), [&](std::string const& begin) { return name.starts_with(begin); }))
       composite.members.push_back({i, name, {}});

@@ -28,7 +28,7 @@ std::vector<PresetValue> settings(JsonValue object, Places const& places, Core c
     PresetValue setting{number, text(value, places)};
     const auto read = read_value(parameter.type, setting.text);
     if (!read) value.refuse("a value of type " + parameter.type.text());
-    auto const& values = parameter.values;
+    auto const& values = parameter.values();
     if (!values.empty() && std::find(values.begin(), values.end(), value_text(*read)) == values.end())
       value.refuse("one of the values of " + parameter.name);
     all.push_back(std::move(setting));
@@ -52,8 +52,8 @@ SubPreset sub_preset(JsonValue entry, Places const& places, Core const& core) {
   entry.allow_only({"parameter", "choices"});
   const JsonValue name = entry.member("parameter");
   const auto number = core.find(text(name, places));
-  if (!number || core.parameters()[*number].values.empty()) name.refuse("the name of a parameter with values");
-  auto const& values = core.parameters()[*number].values;
+  if (!number || core.parameters()[*number].values().empty()) name.refuse("the name of a parameter with values");
+  auto const& values = core.parameters()[*number].values();
   SubPreset preset{core.parameters()[*number].name, *number, {}, {}};
   std::set<std::uint32_t> members;
   for (const JsonValue choice : entry.member("choices").items()) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstring>
 #include <deque>
 #include <set>
 #include <unordered_map>
@@ -20,6 +21,7 @@
 #include "platform/cores/reading/plan.h"
 #include "platform/cores/rules/memory_functions.h"
 #include "platform/cores/rules/syntax.h"
+#include "platform/cores/state/insight.h"
 
 namespace kdi::cores {
 namespace {
@@ -90,10 +92,10 @@ class Fields {
 
 // One parameter as the files give it.
 struct Draft {
-  std::string name;
+  KeptText name;
   Places places;         // what stands for ${...} in its texts
   Fields const* fields;  // of all rows of a pattern, until one of them is changed
-  std::vector<std::string> former_names;
+  std::unique_ptr<std::vector<std::string>> former_names = {};
 
   std::optional<JsonValue> find(Field field) const { return fields->find(field); }
   JsonValue origin() const { return fields->origin(); }
@@ -223,7 +225,7 @@ class CoreReader : public Scope {
 
   Symbol symbol_of(std::uint32_t number, Core::Slot which) const {
     Parameter const& parameter = core_->parameters_[number];
-    return {parameter.type, Core::slot(number, which), parameter.values.empty() ? nullptr : &parameter.values};
+    return {parameter.type, Core::slot(number, which), parameter.values().empty() ? nullptr : &parameter.values()};
   }
 
   // --- files
@@ -384,7 +386,7 @@ class CoreReader : public Scope {
 
   // Of drafts by their numbers, for the table of these.
   auto names_of_drafts() const {
-    return [this](std::uint32_t number) -> std::string const& { return drafts_[number].name; };
+    return [this](std::uint32_t number) { return drafts_[number].name; };
   }
 
   std::uint32_t draft(JsonValue value, std::string_view name) const {
@@ -397,7 +399,7 @@ class CoreReader : public Scope {
     for (const JsonValue item : list.items()) {
       Draft& retired = drafts_[draft(item, item.text())];
       core_->numbers_.erase(item.text(), names_of_drafts());
-      retired.name.clear();
+      retired.name = {};
     }
   }
 
@@ -406,8 +408,8 @@ class CoreReader : public Scope {
       const std::uint32_t number = draft(entry, entry.name());
       core_->numbers_.erase(entry.name(), names_of_drafts());
       Draft& renamed = drafts_[number];
-      renamed.former_names.push_back(std::exchange(renamed.name, entry.text()));
-      claim(entry, renamed.name, number);
+      if (!renamed.former_names) renamed.former_names = std::make_unique<std::vector<std::string>>();
+      renamed.former_names->push_back(std::exchange(renamed.name, claimed(entry, entry.text(), number)));
     }
   }
 
@@ -429,9 +431,8 @@ class CoreReader : public Scope {
   void add_parameter(Fields const& fields, Places const& places) {
     if (drafts_.size() == kMostParameters) fields.origin().refuse("at most 100000 parameters");
     const JsonValue name = required(fields, Field::name);
-    Draft added{text(name, places), places, &fields, {}};
-    claim(name, added.name, static_cast<std::uint32_t>(drafts_.size()));
-    drafts_.push_back(std::move(added));
+    const KeptText kept = claimed(name, borrowed_text(name, places), static_cast<std::uint32_t>(drafts_.size()));
+    drafts_.push_back({kept, places, &fields});
   }
 
   // Says that it is missing.
@@ -440,12 +441,17 @@ class CoreReader : public Scope {
     return found ? *found : fields.origin().member(kFieldNames[static_cast<std::size_t>(field)]);
   }
 
-  void claim(JsonValue value, std::string const& name, std::uint32_t number) {
+  // The name, kept, for the parameter of this number alone.
+  KeptText claimed(JsonValue value, std::string_view name, std::uint32_t number) {
     if (!is_name(name)) value.refuse("a name of letters, digits and _");
     if (name.size() > kLongestName) value.refuse("a name of at most 250 bytes");
     if (core_->numbers_.find(name, names_of_drafts())) value.refuse("a name that no other parameter has");
     core_->numbers_.add(name, number);
+    return kept(name);
   }
+
+  // Good as long as the core.
+  KeptText kept(std::string_view text) { return std::string_view(compiler_.keep(text), text.size()); }
 
   void define(JsonValue rule, Places const& places) {
     const std::string name = filled(rule, rule.name(), places);
@@ -464,8 +470,10 @@ class CoreReader : public Scope {
   std::shared_ptr<Core const> finished() {
     if (core_->out_of_range_.empty()) core_->out_of_range_ = kOutOfRange;
     number_drafts();
+    core_->value_lists_.emplace_back();
+    core_->more_.push_back(Parameter::More{{}, &core_->value_lists_.front()});
     core_->parameters_.reserve(drafts_.size());
-    for (Draft& draft : drafts_) core_->parameters_.push_back(plain(draft));
+    for (Draft const& draft : drafts_) add_plain(draft);
     for (std::uint32_t i = 0; i < drafts_.size(); ++i) name_for_users(drafts_[i], i);
     compile_definitions();
     for (std::size_t i = 0; i < drafts_.size(); ++i) compile_rules(drafts_[i], core_->parameters_[i]);
@@ -486,25 +494,39 @@ class CoreReader : public Scope {
     for (std::uint32_t i = 0; i < drafts_.size(); ++i) core_->numbers_.add(drafts_[i].name, i);
   }
 
-  // The draft gives up its name.
-  Parameter plain(Draft& draft) {
-    const auto words = [&](Field name) {
-      const auto found = draft.find(name);
-      return found ? text(*found, draft.places) : std::string();
-    };
-    Parameter parameter;
-    parameter.name = std::move(draft.name);
+  void add_plain(Draft const& draft) {
+    core_->parameters_.push_back(Parameter(core_->more_.front()));
+    Parameter& parameter = core_->parameters_.back();
+    parameter.name = draft.name;
     parameter.type = scalar_type(required(*draft.fields, Field::type));
     parameter.widget =
         static_cast<Widget>(required(*draft.fields, Field::widget).choice({"COMBO", "EDIT", "CHECKBOX"}));
-    parameter.group = words(Field::group);
-    parameter.display_name = words(Field::display_name);
-    parameter.description = text(required(*draft.fields, Field::description), draft.places);
+    parameter.words_ = &words(draft);
     if (const auto skips = draft.find(Field::skips)) parameter.skips = skips->boolean();
     parameter.default_value = value(required(*draft.fields, Field::default_), draft, parameter.type);
     if (const auto list = draft.find(Field::values)) permit(*list, draft, parameter);
     if (const auto pair = draft.find(Field::limits)) limit(*pair, draft, parameter);
-    return parameter;
+  }
+
+  // What neighbours have alike is kept once.
+  Parameter::Words const& words(Draft const& draft) {
+    Parameter::Words const* const before = core_->words_.empty() ? nullptr : &core_->words_.back();
+    Parameter::Words own;
+    const auto put = [&](KeptText Parameter::Words::*which, std::optional<JsonValue> value) {
+      if (!value) return;
+      const std::string_view text = borrowed_text(*value, draft.places);
+      own.*which = before != nullptr && before->*which == text ? before->*which : kept(text);
+    };
+    put(&Parameter::Words::group, draft.find(Field::group));
+    put(&Parameter::Words::display_name, draft.find(Field::display_name));
+    put(&Parameter::Words::description, required(*draft.fields, Field::description));
+    return before != nullptr && own == *before ? *before : core_->words_.emplace_back(own);
+  }
+
+  Parameter::More& more_of(Parameter& parameter) {
+    if (parameter.more_ == &core_->more_.front())
+      parameter.more_ = &core_->more_.emplace_back(Parameter::More{{}, &core_->value_lists_.front()});
+    return *parameter.more_;
   }
 
   static Value value(JsonValue item, Draft const& draft, Type type) {
@@ -519,51 +541,53 @@ class CoreReader : public Scope {
     const std::size_t before = extent_.texts();
     if (permitted_.fields == draft.fields && extent_.has_room(permitted_.bytes)) {
       extent_.add_text(list, permitted_.bytes);
-      parameter.values = core_->parameters_[permitted_.parameter].values;
+      more_of(parameter).values = permitted_.values;
     } else {
-      read_values(list, draft, parameter);
+      more_of(parameter).values = &core_->value_lists_.emplace_back(read_values(list, draft, parameter.type));
       bool has_places = false;
       for (const JsonValue item : list.items()) has_places = has_places || item.text().find('$') != std::string::npos;
-      permitted_ = {has_places ? nullptr : draft.fields, core_->parameters_.size(), extent_.texts() - before};
+      permitted_ = {has_places ? nullptr : draft.fields, &parameter.values(), extent_.texts() - before};
     }
-    auto const& values = parameter.values;
+    auto const& values = parameter.values();
     if (std::find(values.begin(), values.end(), value_text(parameter.default_value)) == values.end())
       draft.find(Field::default_)->refuse("one of the permitted values");
   }
 
-  static void read_values(JsonValue list, Draft const& draft, Parameter& parameter) {
-    parameter.values.reserve(list.items().size());
+  static std::vector<std::string> read_values(JsonValue list, Draft const& draft, Type type) {
+    std::vector<std::string> values;
+    values.reserve(list.items().size());
     Seen seen;
     for (const JsonValue item : list.items()) {
-      parameter.values.push_back(parameter.type == Type(Kind::text) ? text(item, draft.places)
-                                                                    : value_text(value(item, draft, parameter.type)));
-      if (seen.contains(parameter.values.back())) item.refuse("a value that is not in the list yet");
-      seen.add(parameter.values.back());
+      values.push_back(type == Type(Kind::text) ? text(item, draft.places) : value_text(value(item, draft, type)));
+      if (seen.contains(values.back())) item.refuse("a value that is not in the list yet");
+      seen.add(values.back());
     }
+    return values;
   }
 
-  static void limit(JsonValue pair, Draft const& draft, Parameter& parameter) {
+  void limit(JsonValue pair, Draft const& draft, Parameter& parameter) {
     if (!parameter.type.is_number()) pair.refuse("limits of a number");
     if (pair.items().size() != 2) pair.refuse("the least and the greatest value");
-    parameter.limits = {value(pair.items()[0], draft, parameter.type), value(pair.items()[1], draft, parameter.type)};
+    const Value least = value(pair.items()[0], draft, parameter.type);
+    const Value most = value(pair.items()[1], draft, parameter.type);
     const auto is_less = [](Value const& a, Value const& b) { return order(a.cell(), b.cell()) < 0; };
-    if (is_less(parameter.limits->second, parameter.limits->first)) pair.refuse("the least value first");
-    if (is_less(parameter.default_value, parameter.limits->first) ||
-        is_less(parameter.limits->second, parameter.default_value))
+    if (is_less(most, least)) pair.refuse("the least value first");
+    if (is_less(parameter.default_value, least) || is_less(most, parameter.default_value))
       draft.find(Field::default_)->refuse("a value within the limits");
+    more_of(parameter).limits = {least, most};
   }
 
   void name_for_users(Draft const& draft, std::uint32_t number) {
-    std::vector<std::string>& names = core_->parameters_[number].user_names;
     const auto add = [&](std::string const& name, JsonValue at) {
       const auto [place, is_new] = core_->user_numbers_.emplace(name, number);
       if (!is_new && place->second != number) at.refuse("a name that users have for no other parameter");
       if (core_->find(name)) at.refuse("a name that is not the engine's for a parameter");
-      if (is_new) names.push_back(name);
+      if (is_new) more_of(core_->parameters_[number]).user_names.push_back(name);
     };
     if (const auto list = draft.find(Field::user_names))
       for (std::string const& name : texts(*list, draft.places)) add(name, *list);
-    for (std::string const& name : draft.former_names) {
+    if (!draft.former_names) return;
+    for (std::string const& name : *draft.former_names) {
       add(name, draft.origin());
       former_numbers_.emplace(name, number);
     }
@@ -604,7 +628,7 @@ class CoreReader : public Scope {
   template <class Compile>
   Rule const& remembered(std::string_view source, Type wanted, Compile compile) const {
     Rule& known = rules_[std::hash<std::string_view>()(source) % kRemembered];
-    if (!known.code_ || known.code_->source.text != source || known.type() != wanted) known = compile();
+    if (!known.code_ || known.code_->text() != source || known.type() != wanted) known = compile();
     return known;
   }
 
@@ -632,8 +656,8 @@ class CoreReader : public Scope {
     all_names_are_known_ = true;
   }
 
-  void compile_rules(Draft const& draft, Parameter& parameter) const {
-    const auto optional = [&](Field field, Type wanted) -> std::optional<Rule> {
+  void compile_rules(Draft const& draft, Parameter& parameter) {
+    const auto optional = [&](Field field, Type wanted) -> OptionalRule {
       const auto found = draft.find(field);
       if (!found) return std::nullopt;
       return rule(*found, draft.places, wanted);
@@ -646,7 +670,9 @@ class CoreReader : public Scope {
     Seen names;
     names.add("range");
     names.add("rule");
-    parameter.messages.reserve(messages->items().size());
+    if (messages->items().empty()) return;
+    std::vector<Message>& all = more_of(parameter).messages;
+    all.reserve(messages->items().size());
     for (const JsonValue entry : messages->items()) {
       entry.allow_only({"name", "severity", "when", "text"});
       Message message;
@@ -659,8 +685,8 @@ class CoreReader : public Scope {
       const std::string_view source = borrowed_text(said, draft.places);
       message.text = at(said, [&] { return Rule::compile_template(source, *this, compiler_); });
       extent_.add_rule(said, message.text.bytes());
-      parameter.messages.push_back(std::move(message));
-      names.add(parameter.messages.back().name);
+      all.push_back(std::move(message));
+      names.add(all.back().name);
     }
   }
 
@@ -690,7 +716,6 @@ class CoreReader : public Scope {
 
   struct Node {
     Step step;
-    Rule const* rule;      // null: computed from the slots of the parameter alone
     std::uint32_t writes;  // a slot, or for a message its number among all
   };
 
@@ -698,7 +723,7 @@ class CoreReader : public Scope {
   void add_node(Step step, Rule const* rule, std::uint32_t writes, std::initializer_list<std::uint32_t> reads = {}) {
     collected_.assign(reads);
     if (rule != nullptr) collected_.insert(collected_.end(), rule->reads().begin(), rule->reads().end());
-    add_node({step, rule, writes}, collected_);
+    add_node({step, writes}, collected_);
   }
   void add_node(Node node, std::vector<std::uint32_t>& reads) {
     nodes_.push_back(node);
@@ -708,34 +733,43 @@ class CoreReader : public Scope {
   // A range is read by its own value alone; it has a slot's number behind all others, for the order.
   void collect_nodes() {
     std::uint32_t messages = 0;
+    nodes_.reserve(count_nodes());
+    node_reads_.reserve(nodes_.capacity());
     for (std::uint32_t i = 0; i < core_->parameters_.size(); ++i) {
       Parameter const& parameter = core_->parameters_[i];
-      const auto rule_of = [](std::optional<Rule> const& rule) { return rule ? &*rule : nullptr; };
       const std::uint32_t user = Core::slot(i, Core::kUser), given = Core::slot(i, Core::kGiven);
       if (parameter.enabled)
-        add_node({Step::Kind::enabled, i}, rule_of(parameter.enabled), Core::slot(i, Core::kEnabled));
+        add_node({i, 0, Step::Kind::enabled}, parameter.enabled.get(), Core::slot(i, Core::kEnabled));
       if (parameter.range) core_->parameters_[i].range_number = plan_->ranges++;
-      if (parameter.range) add_node({Step::Kind::range, i}, rule_of(parameter.range), core_->range_slot(i));
+      if (parameter.range) add_node({i, 0, Step::Kind::range}, parameter.range.get(), core_->range_slot(i));
       // What there is not is given twice.
-      add_node({Step::Kind::value, i}, rule_of(parameter.derived), Core::slot(i, Core::kValue),
+      add_node({i, 0, Step::Kind::value}, parameter.derived.get(), Core::slot(i, Core::kValue),
                {user, given, parameter.range ? core_->range_slot(i) : user,
                 parameter.search ? core_->search_slot(i) : user});
       core_->parameters_[i].first_message = messages;
-      for (std::uint32_t m = 0; m < parameter.messages.size(); ++m) {
-        const auto said = parameter.messages[m].text.reads();
+      for (std::uint32_t m = 0; m < parameter.messages().size(); ++m) {
+        const auto said = parameter.messages()[m].text.reads();
         collected_.assign(said.begin(), said.end());
-        const auto reads = parameter.messages[m].when.reads();
+        const auto reads = parameter.messages()[m].when.reads();
         collected_.insert(collected_.end(), reads.begin(), reads.end());
-        add_node({{Step::Kind::message, i, m}, &parameter.messages[m].when, messages++}, collected_);
+        add_node({{i, m, Step::Kind::message}, messages++}, collected_);
       }
     }
     for (std::uint32_t i = 0; i < core_->definitions_.size(); ++i)
-      add_node({Step::Kind::definition, i}, &core_->definitions_[i].rule, core_->definition_slot(i));
+      add_node({i, 0, Step::Kind::definition}, &core_->definitions_[i].rule, core_->definition_slot(i));
     for (std::uint32_t i = 0; i < core_->searches_.size(); ++i) {
       collected_ = core_->searches_[i]->reads;
-      add_node({{Step::Kind::search, i, 0, true}, nullptr, i}, collected_);
+      add_node({{i, 0, Step::Kind::search, true}, i}, collected_);
     }
     plan_->messages = messages;
+  }
+
+  std::size_t count_nodes() const {
+    std::size_t count = core_->definitions_.size() + core_->searches_.size();
+    for (Parameter const& parameter : core_->parameters_)
+      count += 1 + static_cast<std::size_t>(parameter.enabled.has_value()) +
+               static_cast<std::size_t>(parameter.range.has_value()) + parameter.messages().size();
+    return count;
   }
 
   // Calls use(slot) for each that the node writes.
@@ -766,6 +800,7 @@ class CoreReader : public Scope {
       if (open[n] == 0) ready.add(n);
     core_->writers_.assign(slots, nothing);
     core_->steps_.reserve(nodes_.size());
+    core_->reads_.reserve(nodes_.size());
     plan_->steps.reserve(nodes_.size());
     while (!ready.empty()) {
       const std::uint32_t n = ready.take();
@@ -781,6 +816,7 @@ class CoreReader : public Scope {
     if (core_->steps_.size() < nodes_.size()) refuse_circle(open, writer);
     core_->readers_ = core_->reads_.holders(slots);
     plan_->bodies = compiler_.bodies();
+    plan_->store = compiler_.store();
     core_->plan_ = plan_;
   }
 
@@ -789,8 +825,9 @@ class CoreReader : public Scope {
     step.kind = node.step.kind;
     step.parameter = node.step.parameter;
     step.writes = node.writes;
-    step.has_rule = node.rule != nullptr;
-    if (step.has_rule) plan(*node.rule->code_, step);
+    Rule const* const rule = rule_of(*core_, node.step);
+    step.has_rule = rule != nullptr;
+    if (step.has_rule) plan(*rule->code_, step);
     if (step.kind == Step::Kind::range) step.writes = core_->parameters_[step.parameter].range_number;
     if (step.kind != Step::Kind::value) return step;
     Parameter const& parameter = core_->parameters_[step.parameter];
@@ -808,7 +845,7 @@ class CoreReader : public Scope {
     }
     step.body = code.body->number;
     step.reads = static_cast<std::uint32_t>(plan_->reads.size());
-    plan_->reads.insert(plan_->reads.end(), code.reads.begin(), code.reads.end());
+    plan_->reads.insert(plan_->reads.end(), code.reads().begin(), code.reads().end());
   }
 
   // Walks against the arrows from a node that is left until one comes round.
@@ -832,7 +869,7 @@ class CoreReader : public Scope {
   std::string name_of(Step const& step) const {
     if (step.kind == Step::Kind::definition) return core_->definitions_[step.parameter].name;
     if (step.kind == Step::Kind::search) return std::string(core_->searches_[step.parameter]->name());
-    std::string const& name = core_->parameters_[step.parameter].name;
+    const KeptText name = core_->parameters_[step.parameter].name;
     if (step.kind == Step::Kind::enabled) return "enabled(" + name + ")";
     return step.kind == Step::Kind::range ? "range of " + name : name;
   }
@@ -921,8 +958,8 @@ class CoreReader : public Scope {
   std::deque<Fields> fields_;
   struct {
     Fields const* fields = nullptr;  // of rows of which each permits the same values; none: no such rows
-    std::size_t parameter = 0;       // the first that does
-    std::size_t bytes = 0;           // of their texts
+    std::vector<std::string> const* values = nullptr;
+    std::size_t bytes = 0;  // of their texts
   } permitted_;
   std::vector<Draft> drafts_;
   std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
@@ -954,6 +991,11 @@ void NumberLists::add_ordered(std::span<std::uint32_t const> numbers) {
   ends_.push_back(static_cast<std::uint32_t>(numbers_.size()));
 }
 
+void NumberLists::reserve(std::size_t lists) {
+  ends_.reserve(lists);
+  numbers_.reserve(lists);  // mostly there is more than one in each
+}
+
 NumberLists NumberLists::holders(std::size_t count) const {
   NumberLists holders;
   holders.ends_.assign(count, 0);
@@ -965,6 +1007,57 @@ NumberLists NumberLists::holders(std::size_t count) const {
   for (std::uint32_t list = 0; list < size(); ++list)
     for (const std::uint32_t number : (*this)[list]) holders.numbers_[holders.ends_[number]++] = list;
   return holders;
+}
+
+namespace {
+
+constexpr std::size_t kWord = sizeof(std::uint64_t);
+constexpr std::uint64_t kEachByte = 0x0101010101010101;
+
+// The bytes of `text` from `at` on, as many as a word has, and nothing behind its end.
+std::uint64_t word_of(std::string_view text, std::size_t at) {
+  std::uint64_t word = 0;
+  if (text.size() - at >= kWord) {
+    std::memcpy(&word, text.data() + at, kWord);
+  } else {
+    for (std::size_t i = text.size(); i > at; --i) word = word << 8 | static_cast<unsigned char>(text[i - 1]);
+  }
+  return word;
+}
+
+// The highest bit of each byte that is a digit, or like one, which no name has.
+std::uint64_t digits_of(std::uint64_t word) {
+  const std::uint64_t others = (word ^ 0x30 * kEachByte) >> 4 & 0x0F * kEachByte;  // nothing for a digit
+  return ~(others + 0x7F * kEachByte) & 0x80 * kEachByte;
+}
+
+std::uint64_t mixed(std::uint64_t word, std::size_t at) {
+  constexpr std::uint64_t kFactor = 0x9e3779b97f4a7c15;
+  __extension__ using Product = unsigned __int128;
+  const Product product = static_cast<Product>(word ^ kFactor * (at + 1)) * kFactor;
+  return static_cast<std::uint64_t>(product >> 64) ^ static_cast<std::uint64_t>(product);
+}
+
+}  // namespace
+
+// The three lowest bits are those of the last digit, and all else has a say in the others.
+std::uint32_t NumberTable::hash_of(std::string_view name) {
+  constexpr std::uint64_t kLow = 7;
+  std::uint64_t hash = name.size(), without_low = 0;
+  std::optional<std::uint64_t> low;
+  for (std::size_t at = 0; at < name.size(); at += kWord) {
+    const std::uint64_t word = word_of(name, at);
+    const std::uint64_t own = mixed(word, at);
+    hash += own;
+    const std::uint64_t digits = digits_of(word);
+    if (digits == 0) continue;
+    const int last = (63 - std::countl_zero(digits)) / 8 * 8;  // where it begins
+    low = word >> last & kLow;
+    without_low = mixed(word & ~(kLow << last), at) - own;
+  }
+  hash += without_low;
+  hash ^= hash >> 32;
+  return static_cast<std::uint32_t>(low ? (hash & ~kLow) | *low : hash);
 }
 
 std::shared_ptr<Core const> Core::read(std::string const& directory, std::string const& name,
@@ -991,8 +1084,7 @@ std::string Core::out_of_range(std::string_view parameter, std::string_view valu
 }
 
 std::optional<std::uint32_t> Core::find(std::string_view engine_name) const {
-  return numbers_.find(engine_name,
-                       [this](std::uint32_t number) -> std::string const& { return parameters_[number].name; });
+  return numbers_.find(engine_name, [this](std::uint32_t number) { return parameters_[number].name; });
 }
 
 std::optional<std::uint32_t> Core::find_user_name(std::string_view name) const {
@@ -1005,7 +1097,7 @@ std::optional<std::uint32_t> Core::find_fact(std::string_view word) const {
 }
 
 bool Core::is_settable(std::uint32_t parameter) const {
-  std::optional<Rule> const& derived = parameters_[parameter].derived;
+  OptionalRule const& derived = parameters_[parameter].derived;
   if (!derived) return true;
   const auto reads = derived->reads();
   return std::find(reads.begin(), reads.end(), slot(parameter, kUser)) != reads.end();

@@ -28,6 +28,7 @@ struct PlannedStep {
 static_assert(sizeof(PlannedStep) <= 20);  // a large model has as many as a million
 
 struct Plan {
+  boost::intrusive_ptr<CodeStore> store;  ///< keeps the bodies, and the texts of the core
   std::vector<PlannedStep> steps;
   std::vector<CodeBody const*> bodies;  ///< of all rules of the core; most steps share few
   std::vector<std::uint32_t> reads;     ///< slots, in the order of the steps

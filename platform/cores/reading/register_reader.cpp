@@ -265,7 +265,7 @@ class RegisterReader {
     std::string rule = bound.name;
     if (bound.type == Kind::text) {
       const auto given = entry.find("texts");
-      const std::vector<std::string> values = given ? texts(*given, places) : bound.values;
+      const std::vector<std::string> values = given ? texts(*given, places) : bound.values();
       if (values.empty()) name.refuse("texts beside a text without a list of values");
       if (values.size() - 1 > field.mask() >> field.low) entry.member("bits").refuse("bits enough for all values");
       std::vector<std::string> words;

@@ -68,7 +68,7 @@ std::optional<std::uint32_t> SectionReader::optional_given(SectionEntry const& e
 
 void SectionReader::check_text(JsonValue value, std::optional<std::uint32_t> parameter, std::string const& text) const {
   if (!parameter) return;
-  std::vector<std::string> const& values = core().parameters()[*parameter].values;
+  std::vector<std::string> const& values = core().parameters()[*parameter].values();
   if (!values.empty() && std::find(values.begin(), values.end(), text) == values.end())
     value.refuse("a text that " + core().parameters()[*parameter].name + " permits");
 }

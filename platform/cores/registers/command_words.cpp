@@ -45,7 +45,7 @@ std::vector<std::string> deciding_parameters(CommandSubject const& subject, Regi
                                              std::uint32_t value) {
   std::vector<std::string> names;
   const auto add = [&](std::uint32_t parameter) {
-    std::string const& name = subject.core->parameters()[parameter].name;
+    const KeptText name = subject.core->parameters()[parameter].name;
     if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
   };
   if (const std::string function = function_name(subject, field, value); !function.empty()) {

@@ -57,7 +57,7 @@ bool CodeDraft::is(CodeBody const& body) const {
 
 std::optional<std::uint32_t> Code::slot() const {
   const bool is_one = body->program.empty() && body->result >> kIndexBits == static_cast<std::uint32_t>(Bank::slot);
-  return is_one ? std::optional(reads[index_of(body->result)]) : std::nullopt;
+  return is_one ? std::optional(reads()[index_of(body->result)]) : std::nullopt;
 }
 
 std::size_t TextSet::room(std::size_t texts) { return std::bit_ceil(2 * texts + 1); }
@@ -71,6 +71,9 @@ TextSet::TextSet(std::span<Cell const> texts, std::span<Node const*> places)
     places_[at] = text.node();
   }
 }
+
+void intrusive_ptr_add_ref(Code const* code) { intrusive_ptr_add_ref(code->store); }
+void intrusive_ptr_release(Code const* code) { intrusive_ptr_release(code->store); }
 
 CodeStore::~CodeStore() {
   for (std::span<Cell const> const constants : constants_)
@@ -101,9 +104,19 @@ std::span<Cell> CodeStore::retained(std::size_t count, CellOf cell_of) {
 
 Code const& CodeStore::add(CodeBody const& body, std::vector<std::uint32_t> const& reads, Source source,
                            bool says_other) {
-  const std::span<std::uint32_t> slots = row(reads.size(), [&](std::size_t i) { return reads[i]; });
-  source.text = std::string_view(keep(source.text), source.text.size());
-  return row(1, [&](std::size_t) { return Code{&body, slots, this, source, says_other}; }).front();
+  const std::size_t slots = reads.size() * sizeof(std::uint32_t);
+  std::byte* const place =
+      static_cast<std::byte*>(memory_.allocate(sizeof(Code) + slots + source.text.size(), alignof(Code)));
+  Code const* const code = new (place) Code{&body,
+                                            this,
+                                            static_cast<std::uint32_t>(reads.size()),
+                                            static_cast<std::uint32_t>(source.text.size()),
+                                            source.places,
+                                            source.writing,
+                                            says_other};
+  std::copy(reads.begin(), reads.end(), reinterpret_cast<std::uint32_t*>(place + sizeof(Code)));
+  source.text.copy(reinterpret_cast<char*>(place + sizeof(Code) + slots), source.text.size());
+  return *code;
 }
 
 char const* CodeStore::keep(std::string_view text) {
@@ -118,7 +131,7 @@ CodeBody const& Code::own_body() const { return says_other ? store->body_saying(
 std::shared_ptr<Syntax const> CodeStore::syntax_of(Code const& code) {
   const std::lock_guard lock(mutex_);
   std::shared_ptr<Syntax const>& known = syntaxes_[&code];
-  if (!known) known = std::make_shared<Syntax const>(parse(code.source.text, code.source.writing));
+  if (!known) known = std::make_shared<Syntax const>(parse(code.text(), code.writing));
   return known;
 }
 
@@ -127,7 +140,7 @@ CodeBody const& CodeStore::body_saying(Code const& message) {
   CodeBody const*& known = saying_[&message];
   if (known != nullptr) return *known;
   std::vector<Value> texts;
-  TemplatePieces pieces(message.source.text);
+  TemplatePieces pieces(message.text());
   while (const auto piece = pieces.next())
     if (!piece->is_expression) texts.emplace_back(pieces.said(*piece));
   CodeBody const& like = *message.body;

@@ -1,6 +1,7 @@
 // What a rule becomes: flat code over slots, constants and registers.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <memory_resource>
@@ -133,14 +134,21 @@ struct Source {
   std::uint32_t places = 0;  ///< of its tree
 };
 
-/// The code of a rule. Borrows what it consists of.
+/// The code of a rule. In the memory behind it are the slots that it reads, and its text.
 struct Code {
-  CodeBody const* body = nullptr;
-  std::span<std::uint32_t const> reads = {};  ///< slots, ascending
-  CodeStore* store = nullptr;                 ///< that keeps it
-  Source source = {};                         ///< empty for a part of a rule
-  bool says_other = false;  ///< of a message: what it says is in its source, and not among the constants of the body
+  CodeBody const* body;
+  CodeStore* store;           ///< that keeps it
+  std::uint32_t slots;        ///< how many it reads
+  std::uint32_t text_length;  ///< bytes; none of a part of a rule
+  std::uint32_t places;       ///< of its tree
+  Writing writing;
+  bool says_other;  ///< of a message: what it says is in its text, and not among the constants of the body
 
+  /// Ascending.
+  std::span<std::uint32_t const> reads() const { return {reinterpret_cast<std::uint32_t const*>(this + 1), slots}; }
+  std::string_view text() const {
+    return {reinterpret_cast<char const*>(this + 1) + slots * sizeof(std::uint32_t), text_length};
+  }
   /// What is to be evaluated.
   CodeBody const& own_body() const;
 
@@ -174,7 +182,12 @@ class CodeStore {
   CodeStore() = default;
   CodeStore(CodeStore const&) = delete;
   CodeStore& operator=(CodeStore const&) = delete;
-  ~CodeStore();
+
+  /// It goes with the last share in it, or in code that it keeps.
+  friend void intrusive_ptr_add_ref(CodeStore* store) { store->shares_.fetch_add(1, std::memory_order_relaxed); }
+  friend void intrusive_ptr_release(CodeStore* store) {
+    if (store->shares_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete store;
+  }
 
   /// Good as long as the store. Lists and texts among the constants are the same where they are equal.
   CodeBody const& body_of(CodeDraft const& draft);
@@ -191,12 +204,14 @@ class CodeStore {
   CodeBody const& body_saying(Code const& message);
 
  private:
+  ~CodeStore();
   template <class Make>
   auto row(std::size_t count, Make make);
   template <class CellOf>
   std::span<Cell> retained(std::size_t count, CellOf cell_of);
 
   std::pmr::monotonic_buffer_resource memory_;
+  std::atomic<std::size_t> shares_ = 0;
   std::mutex mutex_;  // over what is made when somebody asks, which is after all rules have been added
   std::unordered_map<Code const*, std::shared_ptr<Syntax const>> syntaxes_;
   std::unordered_map<Code const*, CodeBody const*> saying_;
@@ -228,23 +243,22 @@ class Compiler {
   ~Compiler();
 
   /// The code of the rule `text`, which keeps all that was made by this compiler. Throws RuleError.
-  std::shared_ptr<Code const> compile(std::string_view text, Writing writing, Scope const& scope,
-                                      std::optional<Type> wanted);
+  SharedCode compile(std::string_view text, Writing writing, Scope const& scope, std::optional<Type> wanted);
   /// All bodies that it has made, by their numbers.
   std::vector<CodeBody const*> const& bodies() const { return store_->bodies(); }
   /// The code of a part of a rule.
-  std::shared_ptr<Code const> compile(Syntax const& part, Scope const& scope, std::optional<Type> wanted);
+  SharedCode compile(Syntax const& part, Scope const& scope, std::optional<Type> wanted);
   /// A copy of `text`, which holds no NUL; the code of each rule keeps it.
   char const* keep(std::string_view text) { return store_->keep(text); }
+  boost::intrusive_ptr<CodeStore> const& store() const { return store_; }
 
  private:
   void generate(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted);
   std::vector<std::uint32_t> texts_of(Syntax const& syntax, Writing writing) const;
   CodeBody const& drafted_body();
-  std::shared_ptr<Code const> kept(Code const& code) const { return {store_, &code}; }
   void share(Value& constant);
 
-  std::shared_ptr<CodeStore> store_ = std::make_shared<CodeStore>();
+  boost::intrusive_ptr<CodeStore> store_{new CodeStore};
   CodeDraft draft_;
   CheckedTypes types_;
   std::unordered_multimap<std::size_t, Value> known_;  // lists and texts, by their hashes

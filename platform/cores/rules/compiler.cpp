@@ -780,13 +780,13 @@ void Compiler::share(Value& constant) {
 Compiler::Compiler() : reader_(new ShapeReader), shapes_(new Shapes) {}
 Compiler::~Compiler() = default;
 
-std::shared_ptr<Code const> Compiler::compile(std::string_view text, Writing writing, Scope const& scope,
-                                              std::optional<Type> wanted) {
+SharedCode Compiler::compile(std::string_view text, Writing writing, Scope const& scope, std::optional<Type> wanted) {
   const std::optional<std::string_view> shape = reader_->read(text, writing, scope, wanted);
   KnownShape const* const known = shape ? shapes_->find(*shape) : nullptr;
   const auto holds = [&](ComparedText const& one) { return can_hold(reader_->symbol_at(one.slot), one.text); };
   if (known != nullptr && std::all_of(known->compared.begin(), known->compared.end(), holds))
-    return kept(store_->add(*known->body, reader_->slots(), {text, writing, known->places}, reader_->texts() > 0));
+    return SharedCode(
+        &store_->add(*known->body, reader_->slots(), {text, writing, known->places}, reader_->texts() > 0));
   Syntax syntax;
   parse_borrowed(text, writing, syntax);
   const std::uint32_t places = static_cast<std::uint32_t>(syntax.nodes.size());
@@ -799,12 +799,12 @@ std::shared_ptr<Code const> Compiler::compile(std::string_view text, Writing wri
                                             draft_.reads.begin());
     shapes_->add(*shape, {&body, places, types_.compared});
   }
-  return kept(store_->add(body, draft_.reads, {text, writing, places}));
+  return SharedCode(&store_->add(body, draft_.reads, {text, writing, places}));
 }
 
-std::shared_ptr<Code const> Compiler::compile(Syntax const& part, Scope const& scope, std::optional<Type> wanted) {
+SharedCode Compiler::compile(Syntax const& part, Scope const& scope, std::optional<Type> wanted) {
   generate(part, scope, wanted);
-  return kept(store_->add(drafted_body(), draft_.reads, {}));
+  return SharedCode(&store_->add(drafted_body(), draft_.reads, {}));
 }
 
 void Compiler::generate(Syntax const& syntax, Scope const& scope, std::optional<Type> wanted) {

@@ -337,12 +337,12 @@ void Machine::forget() {
 }
 
 Value Machine::run(Rule const& rule, Slots slots) {
-  return with_value(rule.code_->own_body(), rule.code_->reads.data(), slots,
+  return with_value(rule.code_->own_body(), rule.code_->reads().data(), slots,
                     [](Cell cell) { return Value::share(cell); });
 }
 
 bool Machine::holds(Rule const& rule, Slots slots) {
-  return with_value(*rule.code_->body, rule.code_->reads.data(), slots, [](Cell cell) { return cell.truth(); });
+  return with_value(*rule.code_->body, rule.code_->reads().data(), slots, [](Cell cell) { return cell.truth(); });
 }
 
 // What takes longer is left to those who need it: a rule may have thousands of such places.
@@ -372,9 +372,9 @@ Rule Rule::compile_template(std::string_view text, Scope const& scope, Compiler&
 }
 
 Type Rule::type() const { return code_->body->type; }
-std::span<std::uint32_t const> Rule::reads() const { return code_->reads; }
+std::span<std::uint32_t const> Rule::reads() const { return code_->reads(); }
 std::size_t Rule::bytes() const {
-  std::size_t bytes = code_->source.places * sizeof(Expression) + code_->body->program.size() * sizeof(Instruction);
+  std::size_t bytes = code_->places * sizeof(Expression) + code_->body->program.size() * sizeof(Instruction);
   for (const Cell constant : code_->body->constants) bytes += cores::bytes(constant);
   return bytes;
 }

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kdi/cores/KeptText.h"
 #include "kdi/cores/Rule.h"
 #include "kdi/cores/Value.h"
 #include "platform/cores/rules/code.h"
@@ -38,14 +39,7 @@ enum class Form : std::uint8_t {
 };
 
 /// A word of a rule, borrowed from its text. Trees have thousands, and mostly names too long to be kept in place.
-class Word : public std::string_view {
- public:
-  using std::string_view::string_view;
-  constexpr Word(std::string_view text) : std::string_view(text) {}     // NOLINT: it is one
-  operator std::string() const { return std::string(data(), size()); }  // NOLINT: as texts are put together of it
-  friend std::string operator+(Word word, std::string_view text) { return std::string(word).append(text); }
-  friend std::string operator+(std::string text, Word word) { return std::move(text.append(word)); }
-};
+using Word = KeptText;
 
 /// Numbers of nodes. As many as most forms have take no memory of their own.
 class Parts {

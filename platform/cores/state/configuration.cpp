@@ -192,7 +192,7 @@ std::optional<Configuration::Place> Configuration::find(std::string_view name) {
 }
 
 std::string Configuration::name_of(Place place) {
-  std::string const& name = place.configuration->core().parameters()[place.number].name;
+  const KeptText name = place.configuration->core().parameters()[place.number].name;
   const auto found = find(name);
   if (found && found->configuration == place.configuration && found->number == place.number) return name;
   for (auto const& [known, sub] : sub_cores_) {
@@ -549,12 +549,12 @@ std::map<std::string, std::string> Configuration::beside(std::uint32_t parameter
 std::vector<Due> Configuration::own_messages() {
   std::vector<Due> all = instance_.messages();
   for (auto const& [parameter, why] : refused_) {
-    std::string const& name = core().parameters()[parameter].name;
+    const KeptText name = core().parameters()[parameter].name;
     all.push_back({parameter, "list", Severity::error, name + " is no list of names and values: " + why});
   }
   for (auto const& held : held_) {
     const std::uint32_t parameter = held->composite->parameter;
-    std::string const& name = core().parameters()[parameter].name;
+    const KeptText name = core().parameters()[parameter].name;
     for (auto const& [key, value] : unknown(*held))
       all.push_back(
           {parameter, "unknown", Severity::error, name + " has no member " + text::quoted(text::shortened(key))});

@@ -42,9 +42,9 @@ std::vector<Due> Insight::messages(std::uint32_t parameter) {
       due.push_back({parameter, "rule", Severity::error, described.name + ": " + fault});
   if (is_out_of_range(parameter)) due.push_back(told_out_of_range(instance_, parameter));
   instance_.add_findings(parameter, due);
-  for (std::uint32_t m = 0; m < described.messages.size(); ++m) {
+  for (std::uint32_t m = 0; m < described.messages().size(); ++m) {
     if (!holds(parameter, m)) continue;
-    Message const& message = described.messages[m];
+    Message const& message = described.messages()[m];
     const std::optional<Value> words = evaluated(message.text);
     due.push_back({parameter, message.name, message.severity, words ? words->text() : described.name});
   }
@@ -60,18 +60,17 @@ bool is_of(Step const& step, std::uint32_t parameter) {
 }
 
 Rule const* rule_of(Core const& core, Step const& step) {
-  const auto pointer = [](std::optional<Rule> const& rule) { return rule ? &*rule : nullptr; };
   switch (step.kind) {
     case Step::Kind::definition:
       return &core.definitions()[step.parameter].rule;
     case Step::Kind::enabled:
-      return pointer(core.parameters()[step.parameter].enabled);
+      return core.parameters()[step.parameter].enabled.get();
     case Step::Kind::range:
-      return pointer(core.parameters()[step.parameter].range);
+      return core.parameters()[step.parameter].range.get();
     case Step::Kind::value:
-      return pointer(core.parameters()[step.parameter].derived);
+      return core.parameters()[step.parameter].derived.get();
     case Step::Kind::message:
-      return &core.parameters()[step.parameter].messages[step.message].when;
+      return &core.parameters()[step.parameter].messages()[step.message].when;
     case Step::Kind::search:
       return nullptr;
   }
@@ -82,10 +81,10 @@ std::string slot_name(Core const& core, std::uint32_t slot) {
   const std::uint32_t parameter = slot / Core::kSlots;
   if (slot >= core.definition_slot(0)) return core.definitions()[slot - core.definition_slot(0)].name;
   if (slot >= core.fact_slot(0)) return "device('" + core.facts()[slot - core.fact_slot(0)].word + "')";
-  std::string const& name = core.parameters()[parameter].name;
+  const KeptText name = core.parameters()[parameter].name;
   constexpr std::string_view kAspects[] = {"", "user", "given", "enabled"};
   const std::string_view aspect = kAspects[slot % Core::kSlots];
-  return aspect.empty() ? name : std::string(aspect) + "(" + name + ")";
+  return aspect.empty() ? std::string(name) : std::string(aspect) + "(" + name + ")";
 }
 
 std::string_view step_name(Step const& step) {

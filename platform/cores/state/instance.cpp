@@ -46,7 +46,7 @@ Value zero_of(Type type) {
 // `true` and `false` are 1 and 0 whichever way they come, unless they are words of the parameter's own.
 std::string kept_text(Parameter const& parameter, std::string const& text) {
   if (text != "true" && text != "false") return text;
-  if (std::find(parameter.values.begin(), parameter.values.end(), text) != parameter.values.end()) return text;
+  if (std::find(parameter.values().begin(), parameter.values().end(), text) != parameter.values().end()) return text;
   return text == "true" ? "1" : "0";
 }
 
@@ -335,10 +335,10 @@ std::vector<Value> Instance::permitted(std::uint32_t parameter) const {
   std::vector<Value> all;
   if (described.range) {
     for (const Cell cell : range_cell(parameter).elements()) all.push_back(Value::share(cell));
-  } else if (described.limits) {
-    all = {described.limits->first, described.limits->second};
+  } else if (described.limits()) {
+    all = {described.limits()->first, described.limits()->second};
   } else {
-    for (std::string const& text : described.values) all.push_back(*read_value(described.type, text));
+    for (std::string const& text : described.values()) all.push_back(*read_value(described.type, text));
   }
   return all;
 }
@@ -346,11 +346,11 @@ std::vector<Value> Instance::permitted(std::uint32_t parameter) const {
 bool Instance::permits(std::uint32_t parameter, Cell value) const {
   Parameter const& described = core_->parameters()[parameter];
   if (described.range) return is_within(range_cell(parameter), described.has_limits(), value);
-  if (described.limits) return is_between(described.limits->first.cell(), described.limits->second.cell(), value);
-  if (described.values.empty()) return true;
+  if (described.limits()) return is_between(described.limits()->first.cell(), described.limits()->second.cell(), value);
+  if (described.values().empty()) return true;
   if (described.type == Type(Kind::text))
-    return std::find(described.values.begin(), described.values.end(), value.text()) != described.values.end();
-  return std::any_of(described.values.begin(), described.values.end(),
+    return std::find(described.values().begin(), described.values().end(), value.text()) != described.values().end();
+  return std::any_of(described.values().begin(), described.values().end(),
                      [&](std::string const& text) { return read_value(described.type, text)->cell() == value; });
 }
 
@@ -405,7 +405,7 @@ bool Instance::is_enabled(std::uint32_t parameter) const {
 
 std::vector<std::string> Instance::range(std::uint32_t parameter) const {
   Parameter const& described = core_->parameters()[parameter];
-  if (!described.range && !described.limits && described.type == Type(Kind::text)) return described.values;
+  if (!described.range && !described.limits() && described.type == Type(Kind::text)) return described.values();
   std::vector<std::string> texts;
   for (Value const& value : permitted(parameter)) texts.push_back(value_text(value));
   return texts;
@@ -439,10 +439,10 @@ std::vector<Due> Instance::messages() {
       std::move(faults->second.begin(), faults->second.end(), std::back_inserter(due));
     if (is_out_of_range(i)) due.push_back(told_out_of_range(*this, i));
     add_findings(i, due);
-    for (std::uint32_t m = 0; m < parameter.messages.size(); ++m)
+    for (std::uint32_t m = 0; m < parameter.messages().size(); ++m)
       if (due_[parameter.first_message + m] != 0)
-        due.push_back({i, parameter.messages[m].name, parameter.messages[m].severity,
-                       text_of(parameter.messages[m].text, parameter)});
+        due.push_back({i, parameter.messages()[m].name, parameter.messages()[m].severity,
+                       text_of(parameter.messages()[m].text, parameter)});
   }
   return due;
 }

@@ -29,7 +29,7 @@ std::vector<Condition> conditions_of(Instance const& start, Wish const& wish) {
         all.push_back({Condition::Kind::no_fault, step});
     return all;
   }
-  std::vector<Message> const& messages = start.core().parameters()[parameter].messages;
+  std::vector<Message> const& messages = start.core().parameters()[parameter].messages();
   for (std::uint32_t m = 0; m < messages.size(); ++m)
     if (messages[m].name == wish.message) return {{Condition::Kind::message, parameter, m}};
   for (std::uint32_t search = 0; search < start.core().searches().size(); ++search)

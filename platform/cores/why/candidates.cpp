@@ -40,10 +40,10 @@ void add_with_neighbours(Value const& value, std::vector<Value>& values) {
 }
 
 bool is_permitted_always(Parameter const& parameter, Value const& value) {
-  if (parameter.limits)
-    return order(parameter.limits->first.cell(), value.cell()) <= 0 &&
-           order(value.cell(), parameter.limits->second.cell()) <= 0;
-  std::vector<std::string> const& values = parameter.values;
+  if (parameter.limits())
+    return order(parameter.limits()->first.cell(), value.cell()) <= 0 &&
+           order(value.cell(), parameter.limits()->second.cell()) <= 0;
+  std::vector<std::string> const& values = parameter.values();
   return parameter.range || values.empty() ||
          std::find(values.begin(), values.end(), value_text(value)) != values.end();
 }
@@ -73,7 +73,7 @@ std::vector<Candidate> const& Candidates::of(std::uint32_t number) {
   }
   const bool is_given = insight_.instance().given(number).has_value();
   const Value present = insight_.value(Core::slot(number, Core::kUser));
-  if (parameter.type.is_number() && parameter.values.empty())
+  if (parameter.type.is_number() && parameter.values().empty())
     std::stable_sort(values.begin(), values.end(), [&](Value const& a, Value const& b) {
       const double to_a = std::abs(size_of(a) - size_of(present)), to_b = std::abs(size_of(b) - size_of(present));
       return to_a != to_b ? to_a < to_b : order(a.cell(), b.cell()) < 0;
@@ -102,8 +102,8 @@ bool Candidates::collect(std::uint32_t number, std::vector<Value>& values) {
   Parameter const& parameter = core.parameters()[number];
   std::vector<Value> found;
   if (parameter.type == Type(Kind::truth)) found = {Value(false), Value(true)};
-  if (parameter.values.size() <= kMost)
-    for (std::string const& text : parameter.values) found.push_back(*read_value(parameter.type, text));
+  if (parameter.values().size() <= kMost)
+    for (std::string const& text : parameter.values()) found.push_back(*read_value(parameter.type, text));
   for (Value const& value : insight_.permitted(number))
     if (found.size() < kMostCollected) found.push_back(value);
   found.push_back(parameter.default_value);

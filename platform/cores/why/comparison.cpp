@@ -123,7 +123,7 @@ class Comparer {
 
   std::vector<Reason> of_parameter(std::uint32_t number, Core::Slot which) const {
     std::vector<Reason> found;
-    std::string const& name = second_.core().parameters()[number].name;
+    const KeptText name = second_.core().parameters()[number].name;
     const auto partner = partners_.find(number);
     if (partner == partners_.end()) return {{Reason::Kind::absent, name, "", ""}};
     const auto differ = [&](Reason::Kind kind, std::string const& first, std::string const& second) {
@@ -236,7 +236,7 @@ Comparison compare(Instance const& first, Instance const& second) { return Compa
 std::optional<std::uint32_t> match(Core const& core, Parameter const& other) {
   if (const auto same = core.find(other.name)) return same;
   if (const auto renamed = core.find_user_name(other.name)) return renamed;
-  for (std::string const& name : other.user_names)
+  for (std::string const& name : other.user_names())
     if (const auto former = core.find(name)) return former;
   return std::nullopt;
 }

@@ -41,9 +41,9 @@ class Explainer {
     Parameter const& described = core_.parameters()[number];
     Record record = Record::dictionary();
     record.set("parameter", described.name);
-    record.set("user_names", Record::list(described.user_names));
-    record.set("display_name", described.display_name);
-    record.set("description", described.description);
+    record.set("user_names", Record::list(described.user_names()));
+    record.set("display_name", described.display_name());
+    record.set("description", described.description());
     record.set("type", described.type.text());
     record.set("value", shows ? shows->first : instance_.value(number));
     record.set("backup", shows ? shows->second : instance_.backup(number));
@@ -74,13 +74,13 @@ class Explainer {
     const auto described = find(number, name);
     if (!described && name != "range" && name != "rule" && search_that_says(name) == nullptr)
       throw std::invalid_argument(core_.parameters()[number].name + " has no message " + text::quoted(name));
-    const Severity severity = described ? core_.parameters()[number].messages[*described].severity : Severity::error;
+    const Severity severity = described ? core_.parameters()[number].messages()[*described].severity : Severity::error;
     return message({number, std::string(name), severity, ""});
   }
 
  private:
   std::optional<std::uint32_t> find(std::uint32_t number, std::string_view name) const {
-    std::vector<Message> const& messages = core_.parameters()[number].messages;
+    std::vector<Message> const& messages = core_.parameters()[number].messages();
     for (std::uint32_t m = 0; m < messages.size(); ++m)
       if (messages[m].name == name) return m;
     return std::nullopt;
@@ -97,7 +97,7 @@ class Explainer {
     record.set("due", Record::truth(is_due));
     record.set("text", due.text);
     if (described)
-      record.set("condition", written(core_.parameters()[due.parameter].messages[*described].when));
+      record.set("condition", written(core_.parameters()[due.parameter].messages()[*described].when));
     else
       record.set("condition", own_condition(due));
     Record advice = Record::list();
@@ -237,7 +237,7 @@ class Explainer {
     record.set("name", owner_of(step));
     record.set("of", std::string(step_name(step)));
     if (step.kind == Step::Kind::message)
-      record.set("message", core_.parameters()[step.parameter].messages[step.message].name);
+      record.set("message", core_.parameters()[step.parameter].messages()[step.message].name);
     return record;
   }
 

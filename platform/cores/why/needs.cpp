@@ -60,7 +60,7 @@ Baseline::Baseline(Instance const& start) {
 bool Baseline::raises(Insight const& insight, std::uint32_t number) {
   Step const& step = insight.core().steps()[number];
   return step.kind == Step::Kind::message && insight.holds(step.parameter, step.message) &&
-         insight.core().parameters()[step.parameter].messages[step.message].severity == Severity::error;
+         insight.core().parameters()[step.parameter].messages()[step.message].severity == Severity::error;
 }
 
 bool Baseline::allows_step(Insight const& insight, std::uint32_t step) const {

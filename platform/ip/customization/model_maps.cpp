@@ -9,18 +9,18 @@ constexpr char kCustom[] = "Custom";  // models offer it by themselves, while it
 constexpr int kDeepestSubCores = 4;
 
 void fill_parameter(HACGCCustomDRCModel& model, cores::Parameter const& parameter) {
-  if (!parameter.display_name.empty()) model.displayNames.emplace(parameter.name, parameter.display_name);
-  if (!parameter.description.empty()) model.descriptions.emplace(parameter.name, parameter.description);
-  if (parameter.values.empty()) return;
+  if (!parameter.display_name().empty()) model.displayNames.emplace(parameter.name, parameter.display_name());
+  if (!parameter.description().empty()) model.descriptions.emplace(parameter.name, parameter.description());
+  if (parameter.values().empty()) return;
   StrPairs choices;
-  for (std::string const& value : parameter.values) choices.emplace_back(value, value);
+  for (std::string const& value : parameter.values()) choices.emplace_back(value, value);
   model.choiceMappings.emplace(parameter.name, std::move(choices));
 }
 
 // A change by hand of what a choice sets makes the sub-preset "Custom": so it is configured together with that.
 void fill_sub_preset(HACGCCustomDRCModel& model, cores::Core const& core, cores::SubPreset const& sub_preset) {
   StrVec& choices = model.subPresetChoices[sub_preset.name];
-  for (std::string const& value : core.parameters()[sub_preset.parameter].values)
+  for (std::string const& value : core.parameters()[sub_preset.parameter].values())
     if (value != kCustom) choices.push_back(value);
   for (cores::Preset const& choice : sub_preset.choices) {
     ParamMap& settings = model.subPresetConfigs[choice.name];

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -20,6 +21,7 @@
 
 #include "kdi/common/KdiDoor.h"
 #include "kdi/common/KdiPattern.h"
+#include "kdi/cores/KeptText.h"
 #include "kdi/cores/Rule.h"
 #include "kdi/cores/SearchSection.h"
 
@@ -42,36 +44,58 @@ struct Message {
   Rule text;
 };
 
+/// What most parameters have little of, or what many have alike, is kept by their core.
 struct Parameter {
-  std::string name;
-  std::vector<std::string> user_names;  ///< other names that users give it, and those it had in older versions
-  Type type = Kind::text;               ///< truth, integer, decimal or text
+  KeptText name;
+  Type type = Kind::text;  ///< truth, integer, decimal or text
   Widget widget = Widget::edit;
-  std::string group;
-  std::string display_name;
-  std::string description;
+  bool skips = false;  ///< reads "SKIP" while it is disabled
   Value default_value;
-  bool skips = false;                             ///< reads "SKIP" while it is disabled
-  std::vector<std::string> values;                ///< those permitted, as users write them; none for no such list
-  std::optional<std::pair<Value, Value>> limits;  ///< least and greatest, of the parameter's type
-  std::optional<Rule> enabled;                    ///< truth; none: always
-  std::optional<Rule> range;                      ///< list of the parameter's type, in place of `values` or `limits`
-  std::optional<Rule> derived;                    ///< the value in effect, in place of the user's
-  std::vector<Message> messages;
+  OptionalRule enabled;                 ///< truth; none: always
+  OptionalRule range;                   ///< list of the parameter's type, in place of `values` or `limits`
+  OptionalRule derived;                 ///< the value in effect, in place of the user's
   std::uint32_t first_message = 0;      ///< its number among all messages of the core
   std::uint32_t range_number = 0;       ///< of one with a range rule: among all of the core that have one
   std::optional<std::uint32_t> search;  ///< the one that gives its value
 
+  KeptText group() const { return words_->group; }
+  KeptText display_name() const { return words_->display_name; }
+  KeptText description() const { return words_->description; }
+  /// Other names that users give it, and those it had in older versions.
+  std::vector<std::string> const& user_names() const { return more_->user_names; }
+  /// Those permitted, as users write them; none for no such list.
+  std::vector<std::string> const& values() const { return *more_->values; }
+  /// Least and greatest, of the parameter's type.
+  std::optional<std::pair<Value, Value>> const& limits() const { return more_->limits; }
+  std::vector<Message> const& messages() const { return more_->messages; }
   /// Whether the range is the least and the greatest value.
-  bool has_limits() const { return limits || (range && widget == Widget::edit && type.is_number()); }
+  bool has_limits() const { return limits() || (range && widget == Widget::edit && type.is_number()); }
+
+ private:
+  friend class Core;
+  friend class CoreReader;
+  struct Words {
+    KeptText group, display_name, description;
+    friend bool operator==(Words const&, Words const&) = default;
+  };
+  struct More {
+    std::vector<std::string> user_names;
+    std::vector<std::string> const* values;
+    std::optional<std::pair<Value, Value>> limits = {};
+    std::vector<Message> messages = {};
+  };
+  explicit Parameter(More& more) : more_(&more) {}
+
+  Words const* words_ = nullptr;
+  More* more_;
 };
 
 /// What an instance computes, in an order in which each comes behind what it reads.
 struct Step {
   enum class Kind : std::uint8_t { enabled, range, value, definition, message, search };
-  Kind kind;
   std::uint32_t parameter;  ///< or definition, or search
   std::uint32_t message = 0;
+  Kind kind;
   bool searches = false;  ///< costs time, and runs at the strength of searches alone
 };
 
@@ -175,6 +199,8 @@ class NumberLists {
   void add(std::vector<std::uint32_t>& numbers);
   /// The same of numbers that are in order, each once.
   void add_ordered(std::span<std::uint32_t const> numbers);
+  /// Makes room for so many lists.
+  void reserve(std::size_t lists);
   /// For each number below `count` the lists that hold it, ascending.
   NumberLists holders(std::size_t count) const;
 
@@ -183,7 +209,8 @@ class NumberLists {
 };
 
 /// The numbers of named things, by name. The names stay with what is numbered: `name_of(number)` is one, here and
-/// below.
+/// below. Names that differ in their last digit alone, as those of a row do and are mostly asked for in a row, lie in a
+/// row: the table of a large core is larger than the caches.
 class NumberTable {
  public:
   template <class NameOf>
@@ -210,15 +237,16 @@ class NumberTable {
     std::uint32_t hash = 0, number = kFree;
   };
 
-  static std::uint32_t hash_of(std::string_view name) {
-    return static_cast<std::uint32_t>(std::hash<std::string_view>()(name));
-  }
+  // From place to place of those that a name may be at; odd, so that it comes to all.
+  static constexpr std::size_t kStep = 9;
+
+  static std::uint32_t hash_of(std::string_view name);
   template <class NameOf>
   std::size_t place_of(std::string_view name, NameOf name_of) const {
     if (places_.empty()) return kNowhere;
     const std::uint32_t hash = hash_of(name);
     for (std::size_t at = hash & (places_.size() - 1); places_[at].number != kFree;
-         at = (at + 1) & (places_.size() - 1))
+         at = (at + kStep) & (places_.size() - 1))
       if (places_[at].hash == hash && places_[at].number != kErased && name_of(places_[at].number) == name) return at;
     return kNowhere;
   }
@@ -231,7 +259,7 @@ class NumberTable {
   }
   void put(Place const& added) {
     std::size_t at = added.hash & (places_.size() - 1);
-    while (places_[at].number != kFree) at = (at + 1) & (places_.size() - 1);
+    while (places_[at].number != kFree) at = (at + kStep) & (places_.size() - 1);
     places_[at] = added;
   }
 
@@ -315,12 +343,17 @@ class KDI_DOOR Core {
   friend class CoreReader;
   friend class Instance;
   Core() = default;
+  Core(Core const&) = delete;
+  Core& operator=(Core const&) = delete;
 
   std::uint32_t parameter_count() const { return static_cast<std::uint32_t>(parameters_.size()); }
 
   std::string name_, version_, out_of_range_;
   Interface interface_ = Interface::block;
   std::vector<Parameter> parameters_;
+  std::deque<Parameter::Words> words_;
+  std::deque<std::vector<std::string>> value_lists_;  // the first is empty
+  std::deque<Parameter::More> more_;                  // the first is of those that have nothing of it
   std::vector<Definition> definitions_;
   std::vector<Fact> facts_;
   std::vector<Composite> composites_;

@@ -9,6 +9,7 @@
 //   if (machine.run(rule, slots).cell().truth()) ...
 #pragma once
 
+#include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -77,6 +78,11 @@ struct Code;
 struct CodeBody;
 class Compiler;
 
+/// A share in the code of a rule is one in what keeps it.
+KDI_DOOR void intrusive_ptr_add_ref(Code const* code);
+KDI_DOOR void intrusive_ptr_release(Code const* code);
+using SharedCode = boost::intrusive_ptr<Code const>;
+
 class KDI_DOOR Rule {
  public:
   Rule() = default;  ///< none yet
@@ -114,11 +120,31 @@ class KDI_DOOR Rule {
   friend class Machine;
   friend class TermReader;
   friend class CoreReader;
-  explicit Rule(std::shared_ptr<Code const> code) : code_(std::move(code)) {}
+  friend class OptionalRule;
+  explicit Rule(SharedCode code) : code_(std::move(code)) {}
   std::shared_ptr<Syntax const> syntax() const;
 
-  std::shared_ptr<Code const> code_;
+  SharedCode code_;
   char const* place_ = "";  // kept by what keeps the code, for all rules that one text of a description stands for
+};
+
+/// A rule or none, as std::optional has it; a core has hundreds of thousands, so that it takes no more than a rule.
+class OptionalRule {
+ public:
+  OptionalRule() = default;
+  OptionalRule(std::nullopt_t) {}                      // NOLINT: as of std::optional
+  OptionalRule(Rule rule) : rule_(std::move(rule)) {}  // NOLINT
+
+  bool has_value() const { return static_cast<bool>(rule_.code_); }
+  explicit operator bool() const { return has_value(); }
+  /// Of one that is there.
+  Rule const& operator*() const { return rule_; }
+  Rule const* operator->() const { return &rule_; }
+  /// Null for none.
+  Rule const* get() const { return has_value() ? &rule_ : nullptr; }
+
+ private:
+  Rule rule_;
 };
 
 /// Evaluates rules, one at a time; holds the memory that this needs.
