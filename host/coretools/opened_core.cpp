@@ -42,9 +42,22 @@ std::string core_named(std::string const& identifier, ParamMap const& context) {
   return words.size() == 4 ? std::string(words[2]) : std::string("core");
 }
 
+// A model drives the core of its identifier alone; a context that names another one would get nothing from it.
+void expect_same_core(std::string const& identifier, ParamMap const& context) {
+  const auto words = kdi::text::split(identifier, ':');
+  if (words.size() != 4) return;
+  for (auto const& [key, word] : {std::pair("ps_core_name", words[2]), std::pair("ps_core_ver", words[3])}) {
+    const auto given = context.find(key);
+    if (given != context.end() && given->second != word)
+      throw std::invalid_argument(kdi::text::shown(identifier) + " is another core than the " + key + " " +
+                                  kdi::text::shown(given->second) + " of the context");
+  }
+}
+
 // Instances without a name of the user's need one that nobody else has, in any interpreter. It begins with the core, by
 // which whoever makes an instance from its name alone knows it.
 ParamMap named(std::string const& identifier, ParamMap context) {
+  expect_same_core(identifier, context);
   static std::atomic<unsigned> count{0};
   if (!context.contains(kInstanceName))
     context.emplace(kInstanceName, core_named(identifier, context) + "_coretools_" + std::to_string(count++));
