@@ -263,7 +263,8 @@ TEST_F(Versions, IncludePartsWithTheirPlaces) {
              "parameters": [)" +
               parameter("SUM", "integer", "0", R"(, "derived": "X_SUM + Y_SUM")") + "]");
   // Y2 reads X2, which X does not have.
-  EXPECT_EQ(error_of("1.0"), "parts/ports.json:2: parameters[0].enabled: column 1: unknown name X2");
+  EXPECT_EQ(error_of("1.0"),
+            "parts/ports.json:2: parameters[0].enabled: column 1: unknown name X2 (read for made/1.0.json)");
   version("1.0",
           R"("includes": [{"file": "parts/ports.json", "where": {"BLOCK": "X", "LAST": "2"}},
              {"file": "parts/ports.json", "where": {"BLOCK": "Y", "LAST": "2", "ON": "X${n} == 2"}}],
@@ -300,24 +301,25 @@ TEST_F(Versions, RefusePartsWithTheirPlace) {
   EXPECT_EQ(included(R"({"file": "parts/one.json", "where": {"A": "X", "C": "2"}})"),
             "made/1.0.json:2: includes[0].where.C: expected a place that the part has, found the text \"2\"");
   EXPECT_EQ(included(R"({"file": "parts/one.json", "where": {"A": "X", "B": "two"}})"),
-            "parts/one.json:2: parameters[0].default: expected a value of type integer, found the text \"${B}\"");
+            "parts/one.json:2: parameters[0].default: expected a value of type integer, found the text \"${B}\" "
+            "(read for made/1.0.json)");
   EXPECT_EQ(included(R"({"file": "parts/one.json", "where": {"A": "${A}"}})"),
             "parts/one.json:2: parameters[0].name: expected places that do not stand for themselves, found the text "
-            "\"${A}\"");
+            "\"${A}\" (read for made/1.0.json)");
   EXPECT_EQ(
       included(R"({"file": "parts/one.json", "where": {"A": "X"}}, {"file": "parts/one.json", "where": {"A": "X"}})"),
       "parts/one.json:2: parameters[0].name: expected a name that no other parameter has, found the text "
-      "\"${A}\"");
+      "\"${A}\" (read for made/1.0.json)");
   part("each", R"("places": {"n": "1"}, "parameters": [)" +
                    parameter("A${n}", "truth", "0", R"(, "each": {"n": "{0..1}"})") + "]");
   EXPECT_EQ(included(R"({"file": "parts/each.json"})"),
             "parts/each.json:2: parameters[0].each.n: expected a place that the part does not have, found the text "
-            "\"{0..1}\"");
+            "\"{0..1}\" (read for made/1.0.json)");
   part("core", R"("core": "made")");
   EXPECT_EQ(included(R"({"file": "parts/core.json"})"),
             "parts/core.json:1: core: expected one of format, places, parameters, definitions, device, clocks, pads, "
             "composites, presets, boards, sub_presets, measurements, registers as the "
-            "field's name");
+            "field's name (read for made/1.0.json)");
   try {
     Core::parse(R"({"format": 1, "core": "made", "version": "1.0", "includes": [{"file": "parts/one.json"}]})",
                 "made.json");
@@ -345,12 +347,40 @@ TEST_F(Versions, AreRefusedWithTheirPlace) {
   version("0.9", "\"extends\": \"../made/1.0\"");
   EXPECT_EQ(error_of("1.0"),
             "made/0.9.json:1: extends: expected a version, or a core and its version such as xram/1.0, found the text "
-            "\"../made/1.0\"");
+            "\"../made/1.0\" (read for made/1.0.json)");
   scratch_.file("made/2.0.json", R"({"format": 1, "core": "made", "version": "2.1"})");
   EXPECT_EQ(error_of("2.0"), "made/2.0.json:1: version: expected the name of the file, 2.0, found the text \"2.1\"");
   scratch_.file("made/2.0.json", R"({"format": 1, "core": "other", "version": "2.0"})");
   EXPECT_EQ(error_of("2.0"), "made/2.0.json:1: core: expected the name of the folder, made, found the text \"other\"");
   EXPECT_NE(error_of("3.0"), "none");
+}
+
+// A rule of the base that the newer version takes a name from: both files are told.
+TEST_F(Versions, FaultsOfABaseSayForWhichVersion) {
+  version("1.0", R"("parameters": [)" + parameter("A", "integer", "1") + "," +
+                     parameter("B", "integer", "1", R"(, "derived": "A")") + "]");
+  EXPECT_EQ(error_of("1.0"), "none");
+  version("1.1", R"("extends": "1.0", "retired": ["A"])");
+  EXPECT_EQ(error_of("1.1"),
+            "made/1.0.json:3: parameters[1].derived: column 1: unknown name A (read for made/1.1.json)");
+}
+
+TEST_F(Versions, SubCoresAreDescriptionsThatAreThere) {
+  const auto with = [&](std::string const& entry) {
+    version("1.0", R"("sub_cores": [{"name": "s", )" + entry + "}]");
+    return error_of("1.0");
+  };
+  version("0.9", R"("parameters": [)" + parameter("A", "integer", "1") + "]");
+  const std::string place = "made/1.0.json:1: sub_cores[0].";
+  EXPECT_EQ(with(R"("core": "made", "version": "0.9")"), "none");
+  EXPECT_EQ(with(R"("core": "made", "version": "0.8")"),
+            place + "version: expected a version of made that is there, found the text \"0.8\"");
+  EXPECT_EQ(with(R"("core": "../made", "version": "0.9")"),
+            place + "core: expected the name of a core, found the text \"../made\"");
+  EXPECT_EQ(with(R"("core": "made", "version": "../made/0.9")"),
+            place + "version: expected a version of made that is there, found the text \"../made/0.9\"");
+  EXPECT_EQ(with(R"("first_of": [{"core": "made", "version": "0.9"}, {"core": "none", "version": "1.0"}])"),
+            place + "first_of[1].version: expected a version of none that is there, found the text \"1.0\"");
 }
 
 // What is there and cannot be read is told with the reason, and with who asks for it.

@@ -97,13 +97,25 @@ Composite composite_of(CompositeDraft const& draft, Core const& core, std::set<s
   return composite;
 }
 
-SubCore described_sub_core(JsonValue entry) {
+// A core that is described, as an entry names it.
+SubCore::Described described(JsonValue entry, std::string const& directory) {
+  const JsonValue core = entry.member("core"), version = entry.member("version");
+  SubCore::Described named{std::string(core.text()), std::string(version.text())};
+  if (!is_name(named.core)) core.refuse("the name of a core");
+  const bool is_version = !named.version.starts_with('.') && named.version.find('/') == std::string::npos;
+  if (!is_version || (!directory.empty() && !is_file(directory + "/" + named.core + "/" + named.version + ".json")))
+    version.refuse("a version of " + named.core + " that is there");
+  return named;
+}
+
+SubCore described_sub_core(JsonValue entry, std::string const& directory) {
   SubCore added;
   added.name = entry.member("name").text();
   const auto first_of = entry.find("first_of");
   if (!first_of) {
-    added.core = entry.member("core").text();
-    added.version = entry.member("version").text();
+    SubCore::Described named = described(entry, directory);
+    added.core = std::move(named.core);
+    added.version = std::move(named.version);
     return added;
   }
   for (char const* const field : {"core", "version"})
@@ -111,7 +123,7 @@ SubCore described_sub_core(JsonValue entry) {
   for (const JsonValue one : first_of->items()) {
     one.allow_only({"core", "version"});
     if (added.first_of.size() == kMostKinds) first_of->refuse("at most 100 cores");
-    added.first_of.push_back({std::string(one.member("core").text()), std::string(one.member("version").text())});
+    added.first_of.push_back(described(one, directory));
   }
   if (added.first_of.empty()) first_of->refuse("at least one core");
   added.core = added.first_of.front().core;
@@ -140,10 +152,10 @@ void add_composites(JsonValue list, Places const& places, std::vector<CompositeD
   }
 }
 
-void add_sub_cores(JsonValue list, std::vector<SubCore>& sub_cores) {
+void add_sub_cores(JsonValue list, std::string const& directory, std::vector<SubCore>& sub_cores) {
   for (const JsonValue entry : list.items()) {
     entry.allow_only({"name", "core", "version", "region", "first_of"});
-    SubCore added = described_sub_core(entry);
+    SubCore added = described_sub_core(entry, directory);
     if (const auto region = entry.find("region")) added.region = static_cast<int>(region->integer(0, kMostRegions));
     if (!is_name(added.name)) entry.member("name").refuse("a name of letters, digits and _");
     const auto known = std::find_if(sub_cores.begin(), sub_cores.end(),

@@ -19,7 +19,8 @@ struct CompositeDraft {
 
 /// Adds the entries of `list`; one with the name of an earlier one replaces it.
 void add_composites(JsonValue list, Places const& places, std::vector<CompositeDraft>& drafts);
-void add_sub_cores(JsonValue list, std::vector<SubCore>& sub_cores);
+/// The cores are descriptions in `directory`; where that is empty, any.
+void add_sub_cores(JsonValue list, std::string const& directory, std::vector<SubCore>& sub_cores);
 
 /// What the drafts mean for the parameters of `core`.
 std::vector<Composite> composites_of(std::vector<CompositeDraft> const& drafts, Core const& core);

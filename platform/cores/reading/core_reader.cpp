@@ -169,9 +169,17 @@ class CoreReader : public Scope {
  public:
   explicit CoreReader(std::string directory) : directory_(std::move(directory)), core_(new Core) {}
 
+  // What is wrong in a file of others may be so by what this description says alone.
   std::shared_ptr<Core const> read(std::string const& name, std::string const& version) {
-    add_version(name, version, std::nullopt, 0);
-    return finished();
+    const std::string path = path_of(name, version);
+    try {
+      add_version(name, version, std::nullopt, 0);
+      return finished();
+    } catch (JsonError const& error) {
+      const std::string_view text = error.what();
+      if (text.starts_with(path + ":")) throw;
+      throw JsonError(std::string(text) + " (read for " + path + ")");
+    }
   }
   std::shared_ptr<Core const> parse(std::string_view description, std::string const& file) {
     if (description.size() > Extent::kMostFiles)
@@ -230,8 +238,12 @@ class CoreReader : public Scope {
 
   // --- files
 
+  std::string path_of(std::string const& name, std::string const& version) const {
+    return directory_ + "/" + name + "/" + version + ".json";
+  }
+
   void add_version(std::string const& name, std::string const& version, std::optional<JsonValue> asked, int depth) {
-    const std::string path = directory_ + "/" + name + "/" + version + ".json";
+    const std::string path = path_of(name, version);
     if (depth == kMostVersions) asked->refuse("at most 32 versions that extend one another");
     if (asked)
       open(path, *asked, "a version of " + name + " that is there");
@@ -280,7 +292,7 @@ class CoreReader : public Scope {
       filled(*words, words->text(), known);
       core_->out_of_range_ = words->text();
     }
-    if (const auto list = root.find("sub_cores")) add_sub_cores(*list, core_->sub_cores_);
+    if (const auto list = root.find("sub_cores")) add_sub_cores(*list, directory_, core_->sub_cores_);
     if (const auto retired = root.find("retired")) retire(*retired);
     if (const auto renamed = root.find("renamed")) rename(*renamed);
     if (const auto includes = root.find("includes"))
