@@ -284,18 +284,31 @@ std::string moves(Unit const& unit, cores::PadAdvice const& advice) {
   return advice.doubt.empty() ? page : page + "<p class=\"quiet\">" + html(advice.doubt) + "</p>";
 }
 
+std::string advice_under(std::string const& heading, Unit const& unit, cores::PadAdvice const& advice) {
+  return "<div class=\"advice\"><h4>" + heading + "</h4>" + moves(unit, advice) + "</div>\n";
+}
+
+// The nearest is the one that moves the fewest; who had rather keep all that can be kept is told the other one too.
+std::string nearest(Unit const& unit) {
+  const auto found = [&](cores::PadRepair repair) {
+    return cores::nearest_repair(*unit.pads, *unit.pad_findings, repair);
+  };
+  const cores::PadAdvice fewest_moved = found(cores::PadRepair::fewest_moved);
+  const cores::PadAdvice fewest_given_up = found(cores::PadRepair::fewest_given_up);
+  const std::string nobody = "There is no seat for everyone. The nearest repair, with the fewest moved";
+  if (fewest_moved.moves == fewest_given_up.moves && fewest_moved.given_up == fewest_given_up.given_up)
+    return advice_under(nobody + " and the fewest given up", unit, fewest_given_up);
+  return advice_under(nobody, unit, fewest_moved) +
+         advice_under("Another one, with the fewest given up", unit, fewest_given_up);
+}
+
 // How nobody wants another's pads any more.
 std::string repair(Unit const& unit) {
   if (unit.pad_findings->conflicts.empty()) return "";
   try {
     if (const auto advice = cores::free_assignment(*unit.pads, *unit.pad_findings))
-      return "<div class=\"advice\"><h4>A seat for everyone, with the fewest moved</h4>" + moves(unit, *advice) +
-             "</div>\n";
-    const cores::PadAdvice nearest =
-        cores::nearest_repair(*unit.pads, *unit.pad_findings, cores::PadRepair::fewest_given_up);
-    return "<div class=\"advice\"><h4>There is no seat for everyone. The nearest that there is, with the fewest given "
-           "up</h4>" +
-           moves(unit, nearest) + "</div>\n";
+      return advice_under("A seat for everyone, with the fewest moved", unit, *advice);
+    return nearest(unit);
   } catch (cores::PadEffortError const& error) {
     return "<p class=\"quiet\">" + html(error.what()) + "</p>\n";
   }

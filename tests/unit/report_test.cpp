@@ -159,6 +159,12 @@ TEST(Report, OfOtherStates) {
   add("no bank",
       {{"PS_THERE", "0"}, {"UART0_IO", "PS 0 .. 1"}, {"SPI0_ON", "1"}, {"SPI0_IO", "EMIO"}, {"U_MHZ", "0.001"}});
   add("no seat", {{"PS_THERE", "0"}, {"UART1_ON", "1"}, {"SPI0_ON", "1"}, {"WIDE", "1"}, {"KEY_ON", "1"}});
+  add("no seat, but for one who moves", {{"UART1_ON", "1"},
+                                         {"UART1_IO", "MIO 0 .. 1"},
+                                         {"SPI0_ON", "1"},
+                                         {"SPI0_IO", "PS 0 .. 3"},
+                                         {"WIDE", "1"},
+                                         {"KEY_ON", "1"}});
   add("no effect", {{"DEPTH", "4"}, {"V_MHZ", "500"}, {"U_ON", "1"}});
   test_support::expect_golden("cores/report_states.html", all);
 }
