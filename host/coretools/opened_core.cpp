@@ -348,6 +348,7 @@ StrVec OpenedCore::engine_change(std::function<StrVec(Access const&)> const& cha
   });
   customization_.set_user_params(std::move(given));
   customization_.update({});  // its errors and outputs are those of the core as it is now
+  if (pspmc_ != nullptr) customization_.drive([&](HACGCCustomDRCModel&) { pspmc_->relinkSubPresets(); });
   if (!names.empty()) tell(names);
   return names;
 }

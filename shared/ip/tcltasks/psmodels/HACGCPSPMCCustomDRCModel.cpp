@@ -242,13 +242,23 @@ void HACGCPSPMCCustomDRCModel::loadSubPresetParams(ParamMap params) {
       by_engine_names[engine_name] = engine_members;
   }
   subPresetMembers = std::move(by_engine_names);
+  link_sub_presets(*instance);
+}
 
+void HACGCPSPMCCustomDRCModel::link_sub_presets(pspmc_top& instance) {
   for (auto const& [parameter, choices] : subPresetChoices) {
     const StrVec value = value_of(parameter);
     if (value.empty() || value.front() == kCustom || !subPresetConfigs.contains(value.front())) continue;
-    for (auto const& [name, setting] : translated(*instance, sub_preset_settings(value.front())))
+    for (auto const& [name, setting] : translated(instance, sub_preset_settings(value.front())))
       paramToSubPreset.emplace(name, parameter);
   }
+}
+
+void HACGCPSPMCCustomDRCModel::relinkSubPresets() {
+  pspmc_top* const instance = find_instance();
+  if (instance == nullptr) return;
+  paramToSubPreset.clear();
+  link_sub_presets(*instance);
 }
 
 StrVec HACGCPSPMCCustomDRCModel::getSubPresetParams() {

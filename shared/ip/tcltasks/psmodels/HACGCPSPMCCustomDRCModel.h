@@ -36,6 +36,9 @@ class HACGCPSPMCCustomDRCModel : public HACGCCustomDRCModel,
   /// A choice of the integrity mode, with all settings that it stands for. Fires HPSPMCUpdateGuiEvent.
   void guiSetSubPresetParam(std::string value);
   void loadSubPresetParams(ParamMap params) override;
+  /// What sub-presets have set is what their choices of now stand for: for whoever changed the instance by another way,
+  /// which may have made or undone a choice.
+  void relinkSubPresets();
   StrVec getSubPresetParams();
   /// "Custom" is offered only while it is the value.
   StrVec getSubPresetChoicesForSubPresetParam(std::string name);
@@ -76,6 +79,7 @@ class HACGCPSPMCCustomDRCModel : public HACGCCustomDRCModel,
   pspmc_config::pspmc_top* find_instance(Absence const& absence);
   pspmc_config::pspmc_top* find_instance();
   void key_choices_by_engine_names(pspmc_config::pspmc_top& instance);
+  void link_sub_presets(pspmc_config::pspmc_top& instance);
   void leave_sub_presets(std::string const& name, StrPairs& pairs);
   StrVec change(pspmc_config::pspmc_top& instance, StrPairs const& pairs, ParamMap changed);
   ParamMap sub_preset_settings(std::string const& choice) const;
