@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <random>
 #include <set>
@@ -16,6 +17,7 @@
 #include "kdi/cores/ClockSection.h"
 #include "kdi/cores/Core.h"
 #include "kdi/cores/Instance.h"
+#include "tests/support/adverse_clocks.h"
 #include "tests/support/places.h"
 #include "tests/support/plain_clocks.h"
 #include "tests/support/random_clocks.h"
@@ -34,6 +36,7 @@ constexpr std::size_t kSlowest = 10;  // that are run again
 constexpr int kRunsOfTheSlowest = 5;
 constexpr double kMost = 2;       // yardsticks of 54 ms where this was written
 constexpr double kMostPads = 20;  // the same: a second
+constexpr double kMostHard = 30;
 
 // `search` is given a seed, and returns the seconds that it took. Returns the most of them.
 template <class Search>
@@ -107,6 +110,20 @@ int main(int argc, char** argv) {
   clocks_of("psu", "1.0", {"PSU_LSBUS", "PSU_FCLK2", "PSU_DDR_REF"});
   for (auto const& [name, version] : {std::pair("psu", "1.0"), {"ps7", "1.4"}, {"pspmc", "1.4"}, {"psxl", "1.0"}})
     clocks_of(name, version, {});
+  const double slowest_adverse = print_times("clocks of which many cannot be met", requests, [](std::uint64_t seed) {
+    const ClockRequest request = adverse_clocks::RandomAdverse(seed).request();
+    return bench::processor_seconds_of([&] { search_clocks(request); });
+  });
+  double slowest_hard = 0;
+  for (auto const& [name, request] : {std::pair("one far off", adverse_clocks::one_far_off()),
+                                      {"several far off", adverse_clocks::several_far_off()},
+                                      {"the hardest known", adverse_clocks::hardest()}}) {
+    double seconds = std::numeric_limits<double>::max();
+    for (int run = 0; run < (bench::runs_once() ? 1 : kRunsOfTheSlowest); ++run)
+      seconds = std::min(seconds, bench::processor_seconds_of([&] { search_clocks(request); }));
+    std::printf("clocks, %-34s %37.2f ms\n", name, 1e3 * seconds);
+    slowest_hard = std::max(slowest_hard, seconds);
+  }
   // `plan` returns whether its answer is proven.
   std::set<std::uint64_t> unproven;  // seeds
   double slowest_pads = 0;
@@ -136,6 +153,10 @@ int main(int argc, char** argv) {
                                 bench::yardstick_seconds(), kMost);
   kept &= bench::print_time("clocks of shipped cores, the worst / the same", slowest_of_cores,
                             bench::yardstick_seconds(), kMost);
+  kept &= bench::print_time("clocks of which many cannot be met / the same", slowest_adverse,
+                            bench::yardstick_seconds(), kMost);
+  kept &=
+      bench::print_time("clocks, the hardest known / the same", slowest_hard, bench::yardstick_seconds(), kMostHard);
   kept &= bench::print_time("pads of whole cores, the worst / sorting a million numbers", slowest_pads,
                             bench::yardstick_seconds(), kMostPads);
   std::printf("pads of whole cores: answers without a proof %zu  %s\n", unproven.size(),

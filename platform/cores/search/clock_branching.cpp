@@ -4,6 +4,7 @@
 #include <bit>
 #include <limits>
 #include <map>
+#include <numeric>
 
 #include "kdi/common/KdiWide.h"
 
@@ -88,7 +89,8 @@ std::strong_ordering ErrorSums::exact(Choices const& a, Choices const& b) const 
 
 namespace {
 
-void lower(std::vector<std::int64_t>& errors, std::int64_t const* row) {
+template <class Number>
+void lower(std::vector<Number>& errors, Number const* row) {
   for (std::size_t i = 0; i < errors.size(); ++i) errors[i] = std::min(errors[i], row[i]);
 }
 
@@ -123,12 +125,14 @@ ClockBranching::ClockBranching(ClockProblem const& problem, Table const& table, 
 
 void ClockBranching::least_sum(Choices const& covering) {
   ties_ = false;
-  best_ = tied_ = improved(covering, all());
+  best_ = tied_ = covering;
+  best_keys_ = sums_.keys(errors_of(best_));
+  has_spare_ = has_spare(best_);
+  scale(all());
+  consider_improved(covering, all());
   const std::vector<std::int64_t> errors = errors_of(best_);
-  best_keys_ = sums_.keys(errors);
   prices_.resize(errors.size());
   for (std::size_t i = 0; i < errors.size(); ++i) prices_[i] = weights_[i] * (errors[i] + 1);
-  has_spare_ = has_spare(best_);
   run(all());
   if (best_keys_ == 0) has_all_ties_ = false;  // it ended at a sum below which there is none
   sum_ = best_;
@@ -142,11 +146,11 @@ std::optional<Choices> ClockBranching::first_with(std::vector<std::size_t> const
   found_ = false;
   best_keys_ = sum_keys_;
   best_ = sum_;
+  if (!scale(plls)) return std::nullopt;
   // One that is not far is mostly there, and a bound for the power of all others.
   Choices near(sum_.size(), kUnused);
   for (const std::size_t p : plls) near[p] = sum_[p];
-  near = improved(std::move(near), plls);
-  consider(near, errors_of(near));
+  consider_improved(std::move(near), plls);
   if (!is_done()) run(plls);
   return found_ ? std::optional(tied_) : std::nullopt;
 }
@@ -171,6 +175,11 @@ std::vector<std::size_t> ClockBranching::all() const {
   return plls;
 }
 
+std::uint64_t ClockBranching::steps() const {
+  return std::accumulate(nodes_.begin(), nodes_.end(), steps_,
+                         [](std::uint64_t sum, Node const& node) { return sum + node.parts.steps(); });
+}
+
 // Of all clocks of a demand, what is above its least error.
 std::int32_t ClockBranching::coarse_of(std::size_t demand, std::int64_t key) const {
   if (key >= kNone) return kCoarse;
@@ -189,6 +198,9 @@ bool ClockBranching::scale(std::vector<std::size_t> const& plls) {
   while (slack() >> shift_ >= kCoarse) ++shift_;
   std::vector<std::int64_t> most(table_.demands);  // that the errors may be
   for (std::size_t i = 0; i < most.size(); ++i) most[i] = least_[i] + slack() / weights_[i];
+  base_.assign(stride_, 0);
+  for (std::size_t i = 0; i < most.size(); ++i)
+    base_[i] = table_.base[i] > most[i] ? kCoarse : coarse_of(i, table_.base[i]);
   for (const std::size_t p : plls) {
     coarse_[p].assign(table_.choices(p) * stride_, kCoarse);
     covers_[p].assign(table_.choices(p), Bits());
@@ -219,29 +231,32 @@ std::int32_t const* ClockBranching::coarse_row(std::size_t pll, std::uint32_t ch
 // --------------------------------------------------------------------------------------------------------- whole rows
 
 // Each PLL in turn takes what is best beside the others, until nothing changes.
-Choices ClockBranching::improved(Choices made, std::vector<std::size_t> const& plls) const {
+Choices ClockBranching::improved(Choices made, std::vector<std::size_t> const& plls) {
   bool changed = true;
   for (int round = 0; changed && round < kMostRounds; ++round) {
     changed = false;
     for (const std::size_t p : plls) {
-      Choices without = made;
-      without[p] = kUnused;
-      const std::vector<std::int64_t> others = errors_of(without);
+      std::vector<std::int32_t> others = base_;
+      for (const std::size_t other : plls)
+        if (other != p && made[other] != kUnused) lower(others, coarse_row(other, made[other]));
       std::uint32_t best = made[p];
-      std::pair<int, std::int64_t> least = {std::numeric_limits<int>::max(), 0};
-      if (best != kUnused) least = cost(others, table_.row(p, best));
+      std::int64_t most = best == kUnused ? -1 : saving(others, p, best);
       for (std::uint32_t c = 0; c < table_.choices(p); ++c) {
-        const auto costs = cost(others, table_.row(p, c));
-        if (costs < least) {
-          least = costs;
-          best = c;
-        }
+        const std::int64_t saved = saving(others, p, c);
+        if (saved <= most) continue;
+        most = saved;
+        best = c;
       }
       changed = changed || best != made[p];
       made[p] = best;
     }
   }
   return made;
+}
+
+void ClockBranching::consider_improved(Choices made, std::vector<std::size_t> const& plls) {
+  made = improved(std::move(made), plls);
+  consider(made, errors_of(made));
 }
 
 // How many have no error that may be, and the sum of the others.
@@ -294,8 +309,21 @@ void ClockBranching::consider_favoured(Node const& node) {
   for (const std::size_t p : node.left) made[p] = node.candidates[p][node.favoured[p]].choice;
   if (made == favoured_) return;
   favoured_ = made;
-  made = improved(std::move(made), all());
-  consider(made, errors_of(made));
+  consider_improved(std::move(made), all());
+}
+
+// Rows with the settings that cost least by the parts that they may have.
+void ClockBranching::consider_promising(Node const& node, std::vector<Promising> promising) {
+  const std::size_t count = std::min(kPromising, promising.size());
+  std::partial_sort(promising.begin(), promising.begin() + static_cast<std::ptrdiff_t>(count), promising.end());
+  for (std::size_t n = 0; n < count; ++n) {
+    const auto [bound, pll, choice] = promising[n];
+    std::vector<std::size_t> plls = node.left;
+    std::swap(*std::find(plls.begin(), plls.end(), pll), plls.back());
+    Choices made = node.made;
+    made[pll] = choice;
+    consider_improved(std::move(made), plls);
+  }
 }
 
 // Whether one of the PLLs could be left out.
@@ -356,11 +384,9 @@ void ClockBranching::run(std::vector<std::size_t> const& plls) {
 void ClockBranching::open_root(std::vector<std::size_t> const& plls) {
   Node& root = nodes_.front();
   root.errors = table_.base;
-  root.limits.assign(stride_, 0);
+  root.limits = base_;
   root.prices.assign(stride_, 0);
   for (std::size_t i = 0; i < root.errors.size(); ++i) {
-    const bool is_open = root.errors[i] >= kNone || weights_[i] * (root.errors[i] - least_[i]) > slack();
-    root.limits[i] = is_open ? kCoarse : coarse_of(i, root.errors[i]);
     const std::int64_t price = (prices_[i] - weights_[i] * least_[i]) >> shift_;
     root.prices[i] = static_cast<std::int32_t>(std::clamp<std::int64_t>(price + 1, 0, root.limits[i]));
   }
@@ -444,7 +470,7 @@ std::pair<std::size_t, std::size_t> ClockBranching::rarest(Node const& node) con
 }
 
 // Makes the child in which the PLL is set so; false if its prices alone rule it out.
-bool ClockBranching::enter(Node const& parent, Node& child, std::size_t pll, std::uint32_t choice) {
+bool ClockBranching::enter(Node& parent, Node& child, std::size_t pll, std::uint32_t choice) {
   child.errors = parent.errors;
   lower(child.errors, table_.row(pll, choice));
   std::int32_t const* const row = coarse_row(pll, choice);
@@ -478,7 +504,7 @@ bool ClockBranching::keep_order(Node& child, std::size_t pll) const {
 }
 
 // Of the parent's candidates, which come in the order of what they saved at most, the greatest first.
-bool ClockBranching::take_candidates(Node const& parent, Node& child, std::size_t pll) {
+bool ClockBranching::take_candidates(Node& parent, Node& child, std::size_t pll) {
   for (const std::size_t p : child.left) child.candidates[p] = parent.candidates[p];
   if (!keep_order(child, pll) || !narrow_by_cover(child)) return false;
   const std::int64_t most = most_coarse();
@@ -510,7 +536,7 @@ bool ClockBranching::take_candidates(Node const& parent, Node& child, std::size_
     child.favoured[p] = 0;
   }
   child.is_exact = true;
-  return true;
+  return keep_by_parts(parent, child, pll);
 }
 
 // The last PLL: each of its settings is an answer or none.
@@ -529,6 +555,7 @@ void ClockBranching::finish(Node& node, std::size_t pll) {
 
 // Rules out settings with which no answer can be; false if that leaves none.
 bool ClockBranching::narrow(Node& node, int steps) {
+  node.in_parts.clear();
   if (!narrow_by_power(node) || !narrow_by_cover(node) || !narrow_by_pairs(node)) return false;
   const bool is_root = steps == kRootSteps;
   if (!ties_ && (is_root || has_spare_) && !may_be_less(node)) {
@@ -641,7 +668,7 @@ bool ClockBranching::narrow_by_pairs(Node& node) const {
   return true;
 }
 
-// Rules out by which PLL serves which of the demands with the highest prices. Of PLLs that are alike, and of which
+// Rules out by which PLL serves which of so many demands with the highest prices. Of PLLs that are alike, and of which
 // nothing is known apart, one is looked at.
 bool ClockBranching::narrow_by_parts(Node& node, std::size_t parted) {
   const double few = parted == kParted ? kFewRows : kManyRows;
@@ -649,31 +676,55 @@ bool ClockBranching::narrow_by_parts(Node& node, std::size_t parted) {
   for (const std::size_t p : node.left) rows *= static_cast<double>(node.candidates[p].size());
   if (node.left.size() < 2 || rows < few) return true;
   std::vector<std::vector<std::size_t>> same;
+  node.in_parts.assign(table_.keys.size(), 0);
   for (const std::size_t p : node.left) {
     const auto is_same = [&](std::vector<std::size_t> const& known) {
       return alike_[known.front()] == alike_[p] && has_same_candidates(node, known.front(), p);
     };
     const auto known = std::find_if(same.begin(), same.end(), is_same);
+    node.in_parts[p] = static_cast<std::size_t>(known - same.begin());
     (known == same.end() ? same.emplace_back() : *known).push_back(p);
   }
-  parts_.begin(node.prices, node.limits, parted);
+  PartedBound& parts = node.parts;
+  parts.begin(node.prices, node.limits, parted);
   for (std::vector<std::size_t> const& plls : same) {
-    parts_.add_plls(static_cast<int>(plls.size()));
-    for (Candidate const& one : node.candidates[plls.front()]) parts_.add_setting(coarse_row(plls.front(), one.choice));
+    parts.add_plls(static_cast<int>(plls.size()));
+    for (Candidate const& one : node.candidates[plls.front()]) parts.add_setting(coarse_row(plls.front(), one.choice));
   }
   const std::int64_t most = most_coarse();
-  if (parts_.bound() > most) return false;
+  if (parts.bound() > most) return false;
+  const bool is_promising_asked = &node == &nodes_.front() && !ties_;
+  std::vector<Promising> promising;
   for (std::size_t n = 0; n < same.size(); ++n) {
     std::vector<Candidate>& candidates = node.candidates[same[n].front()];
     std::size_t kept = 0;
-    for (std::size_t c = 0; c < candidates.size(); ++c)
-      if (parts_.bound_with(n, c) <= most) candidates[kept++] = candidates[c];
+    for (std::size_t c = 0; c < candidates.size(); ++c) {
+      const std::int64_t bound = parts.bound_with(n, c);
+      if (bound > most) continue;
+      candidates[kept++] = candidates[c];
+      if (is_promising_asked) promising.emplace_back(bound, same[n].front(), candidates[c].choice);
+    }
     if (kept == 0) return false;
     candidates.resize(kept);
     for (const std::size_t p : same[n]) {
       if (p != same[n].front()) node.candidates[p] = candidates;
       node.favoured[p] = 0;
     }
+  }
+  consider_promising(node, std::move(promising));
+  return true;
+}
+
+// Leaves what may be beside the setting of the PLL, by the parts of the parent.
+bool ClockBranching::keep_by_parts(Node& parent, Node& child, std::size_t pll) {
+  if (parent.in_parts.empty() || parent.parts.parted() > kParted || child.left.size() < 2) return true;
+  const std::int64_t most = most_coarse();
+  parent.parts.set(parent.in_parts[pll], coarse_row(pll, child.made[pll]), child.prices);
+  for (const std::size_t p : child.left) {
+    std::erase_if(child.candidates[p], [&](Candidate const& one) {
+      return parent.parts.bound_beside(parent.in_parts[p], coarse_row(p, one.choice), one.most + child.risen) > most;
+    });
+    if (child.candidates[p].empty()) return false;
   }
   return true;
 }

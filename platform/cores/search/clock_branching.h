@@ -6,6 +6,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -72,6 +73,9 @@ class ErrorSums {
 /// What a setting saves is computed where it can matter. While prices rise by so much in all, no setting saves more
 /// than that above what it saved before; and below a node prices are never above its own. So what was computed once
 /// bounds what comes later, and of most settings that is enough.
+///
+/// Where many rows are left, the bound by parts (clock_parting.h) is asked with the same prices: of all settings, and
+/// of those of two PLLs together before a node of the one is looked at.
 class ClockBranching {
  public:
   ClockBranching(ClockProblem const& problem, Table const& table, std::vector<int> const& weights);
@@ -91,7 +95,7 @@ class ClockBranching {
   std::vector<std::size_t> all() const;
 
   /// What the search took so far, in sums of eight numbers.
-  std::uint64_t steps() const { return steps_ + parts_.steps(); }
+  std::uint64_t steps() const;
 
  private:
   static constexpr std::int32_t kCoarse = 1 << 19;  // above all that may be
@@ -101,6 +105,7 @@ class ClockBranching {
   static constexpr std::size_t kFew = 4;  // ways to serve a demand, which are rather tried than priced
   static constexpr double kFewRows = 4e3, kManyRows = 1e7;  // rather looked at than parted, or parted once more
   static constexpr std::size_t kParted = 8, kPartedAtRoot = 12;
+  static constexpr std::size_t kPromising = 16;
   static constexpr std::size_t kMostCompared = 600;
   static constexpr int kPatience = 6;
   static constexpr int kStepsToSettle = 10;  // from one look at all settings to the next
@@ -123,6 +128,8 @@ class ClockBranching {
     std::vector<std::vector<Candidate>> candidates;  // by PLL: settings that are not ruled out
     std::vector<std::size_t> favoured;               // by PLL: the one of them that saved the most
     std::vector<std::int64_t> saved;                 // by PLL: that most
+    PartedBound parts;
+    std::vector<std::size_t> in_parts;  // by PLL: which of the parts' PLLs it is; empty where they were not asked
     Choices made;
     Int128 power = 0;
   };
@@ -133,12 +140,15 @@ class ClockBranching {
   std::int32_t const* coarse_row(std::size_t pll, std::uint32_t choice) const;
 
   // --- whole rows
-  Choices improved(Choices made, std::vector<std::size_t> const& plls) const;
+  Choices improved(Choices made, std::vector<std::size_t> const& plls);
+  void consider_improved(Choices made, std::vector<std::size_t> const& plls);
   bool has_spare(Choices const& made);
   std::pair<int, std::int64_t> cost(std::vector<std::int64_t> const& errors, std::int64_t const* row) const;
   std::vector<std::int64_t> errors_of(Choices const& made) const;
   void consider(Choices const& made, std::vector<std::int64_t> const& errors);
   void consider_favoured(Node const& node);
+  using Promising = std::tuple<std::int64_t, std::size_t, std::uint32_t>;  // a bound with the setting of a PLL
+  void consider_promising(Node const& node, std::vector<Promising> promising);
 
   // --- the search
   bool is_done() const { return (only_whether_ && found_) || (!ties_ && best_keys_ == 0); }
@@ -154,8 +164,8 @@ class ClockBranching {
   void serve(std::size_t depth, std::size_t demand);
   std::size_t fewest(Node const& node) const;
   std::pair<std::size_t, std::size_t> rarest(Node const& node) const;
-  bool enter(Node const& parent, Node& child, std::size_t pll, std::uint32_t choice);
-  bool take_candidates(Node const& parent, Node& child, std::size_t pll);
+  bool enter(Node& parent, Node& child, std::size_t pll, std::uint32_t choice);
+  bool take_candidates(Node& parent, Node& child, std::size_t pll);
   void finish(Node& node, std::size_t pll);
 
   // --- ruling out
@@ -165,6 +175,7 @@ class ClockBranching {
   bool narrow_by_cover(Node& node) const;
   bool narrow_by_pairs(Node& node) const;
   bool narrow_by_parts(Node& node, std::size_t parted);
+  bool keep_by_parts(Node& parent, Node& child, std::size_t pll);
   bool narrow_beside(Node& node, std::size_t p, std::size_t q, Bits const& shared) const;
   bool is_alike_for(std::int64_t error, std::size_t demand, std::size_t p, std::uint32_t a, std::uint32_t b);
   bool is_alike(std::vector<std::int64_t> const& errors, std::size_t p, std::uint32_t a, std::uint32_t b);
@@ -189,12 +200,12 @@ class ClockBranching {
   // What is coarse is in units of 2^shift_ keys, above the least that the demand has at all, and kCoarse where it alone
   // makes the sum greater than the best.
   int shift_ = 0;
-  std::int64_t offset_ = 0;                        // the sum of those least
-  std::vector<std::int64_t> least_;                // by demand
-  std::size_t stride_ = 0;                         // of rows, a multiple of kLanes
-  std::vector<std::vector<Bits>> covers_;          // by PLL and setting
-  std::vector<std::vector<std::int32_t>> coarse_;  // as the table's keys, rounded down
-  PartedBound parts_;
+  std::int64_t offset_ = 0;                            // the sum of those least
+  std::vector<std::int64_t> least_;                    // by demand
+  std::vector<std::int32_t> base_;                     // coarse
+  std::size_t stride_ = 0;                             // of rows, a multiple of kLanes
+  std::vector<std::vector<Bits>> covers_;              // by PLL and setting
+  std::vector<std::vector<std::int32_t>> coarse_;      // as the table's keys, rounded down
   std::vector<std::vector<std::int64_t>> least_keys_;  // by PLL and demand: of all settings
   std::vector<std::size_t> alike_;                     // by PLL: the first that is like it
   std::vector<std::size_t> ranks_;                     // by PLL: its place by name

@@ -100,6 +100,7 @@ void PartedBound::begin(std::vector<std::int32_t> const& prices, std::vector<std
   prices_ = prices;
   limits_ = limits;
   plls_.clear();
+  pairs_.clear();
   parted_.resize(prices.size());
   std::iota(parted_.begin(), parted_.end(), std::size_t{0});
   std::stable_sort(parted_.begin(), parted_.end(), [&](std::size_t a, std::size_t b) { return prices[a] > prices[b]; });
@@ -174,14 +175,55 @@ void PartedBound::join_others() {
   for (std::size_t p = 0; p < count; ++p) {
     Sums& others = plls_[p].others;
     others = joined(joined(others, before), behind[p + 1]);
-    // With no other, all demands are its own.
-    if (others.empty()) {
-      others.assign(plls_[p].least.size(), kFar);
-      others.front() = 0;
-    }
-    std::reverse(others.begin(), others.end());
+    turn(others, plls_[p].least.size());
     if (p + 1 < count) before = joined(before, all[p]);
   }
+}
+
+// From what others take to what they leave. With no other they leave all.
+void PartedBound::turn(Sums& others, std::size_t parts) {
+  if (others.empty()) {
+    others.assign(parts, kFar);
+    others.front() = 0;
+  }
+  std::reverse(others.begin(), others.end());
+}
+
+// ------------------------------------------------------------------------------------------------------------ pairs
+
+void PartedBound::set(std::size_t plls, std::int32_t const* row, std::vector<std::int32_t> const& prices) {
+  made_.plls = plls;
+  made_.unparted = std::accumulate(prices.begin(), prices.end(), std::int64_t{0});
+  for (std::size_t n = 0; n < parted_.size(); ++n) {
+    const std::size_t i = parted_[n];
+    made_.prices[n] = prices[i];
+    made_.limits[n] = std::min(limits_[i], row[i]);
+    made_.unparted -= prices[i];
+  }
+}
+
+std::int64_t PartedBound::bound_beside(std::size_t plls, std::int32_t const* row, std::int64_t saved) {
+  Sums const& others = others_of(made_.plls, plls);
+  std::array<std::int32_t, kMostParted> errors{};
+  for (std::size_t n = 0; n < parted_.size(); ++n) {
+    const std::int32_t own = row[parted_[n]];
+    errors[n] = std::min(made_.limits[n], own);
+    saved -= std::max(0, made_.prices[n] - own);
+  }
+  PartSums sums;
+  sums.set(errors.data(), parted_.size(), static_cast<std::int32_t>(saved));
+  steps_ += others.size() / kLanes;
+  return made_.unparted + (has_wide_words() ? wide_least_beside : least_beside)(others.data(), sums, others.size());
+}
+
+PartedBound::Sums const& PartedBound::others_of(std::size_t a, std::size_t b) {
+  pairs_.resize(plls_.size() * plls_.size());
+  Sums& others = pairs_[std::min(a, b) * plls_.size() + std::max(a, b)];
+  if (!others.empty()) return others;
+  for (std::size_t p = 0; p < plls_.size(); ++p)
+    for (int n = (p == a ? 1 : 0) + (p == b ? 1 : 0); n < plls_[p].count; ++n) others = joined(others, plls_[p].least);
+  turn(others, plls_.front().least.size());
+  return others;
 }
 
 }  // namespace kdi::cores

@@ -1,6 +1,7 @@
 // A bound for the sum of errors that knows, of a few demands, that each is served by one PLL alone.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -31,6 +32,12 @@ class PartedBound {
   /// Likewise with a setting of one of the PLLs, both by the order in which they were added.
   std::int64_t bound_with(std::size_t plls, std::size_t setting);
 
+  /// Makes this the setting of one of the PLLs; no price is above its errors any more. After bound().
+  void set(std::size_t plls, std::int32_t const* row, std::vector<std::int32_t> const& prices);
+  /// Likewise with it and with a setting of another PLL. `saved`: the sum of what these prices are above its errors.
+  std::int64_t bound_beside(std::size_t plls, std::int32_t const* row, std::int64_t saved);
+
+  std::size_t parted() const { return parted_.size(); }
   /// What all bounds so far took, in sums of eight numbers.
   std::uint64_t steps() const { return steps_; }
 
@@ -48,12 +55,21 @@ class PartedBound {
   void find_least(Plls& plls);
   Sums joined(Sums const& a, Sums const& b);
   void join_others();
+  Sums const& others_of(std::size_t a, std::size_t b);
+  static void turn(Sums& others, std::size_t parts);
 
   std::vector<std::int32_t> prices_, limits_;
   std::vector<std::size_t> parted_;
   std::int64_t unparted_ = 0;  // the sum of the other prices
   std::vector<Plls> plls_;
-  Sums shifted_;  // of joined(), kept for its memory
+  struct Made {
+    std::size_t plls = 0;
+    std::array<std::int32_t, kMostParted> prices{}, limits{};  // beside it, of the parted demands
+    std::int64_t unparted = 0;
+  };
+  Made made_;
+  std::vector<Sums> pairs_;  // by two of the PLLs: of all others, as Plls::others; empty: not asked yet
+  Sums shifted_;             // of joined(), kept for its memory
   std::uint64_t steps_ = 0;
 };
 

@@ -8,6 +8,8 @@
 #include <set>
 #include <tuple>
 
+#include "kdi/common/KdiWide.h"
+
 namespace kdi::cores {
 namespace {
 
@@ -89,6 +91,13 @@ std::strong_ordering operator<=>(Fraction const& a, Fraction const& b) {
 bool is_less(Error const& a, Error const& b) {
   if (a.key != b.key) return a.key < b.key;
   if (a.key == 0) return false;
+  // Of equal keys they differ by less than 2^-kKeyBits: so what the products differ by fits, if not the products.
+  constexpr Int128 kShort = Int128{1} << 80;
+  if (a.den < kShort && b.den < kShort) {
+    const auto difference = static_cast<wide::Uint128>(a.num) * static_cast<wide::Uint128>(b.den) -
+                            static_cast<wide::Uint128>(b.num) * static_cast<wide::Uint128>(a.den);
+    return static_cast<Int128>(difference) < 0;
+  }
   return Fraction{a.num, a.den} < Fraction{b.num, b.den};
 }
 
