@@ -486,7 +486,7 @@ class CoreReader : public Scope {
     core_->more_.push_back(Parameter::More{{}, &core_->value_lists_.front()});
     core_->parameters_.reserve(drafts_.size());
     for (Draft const& draft : drafts_) add_plain(draft);
-    for (std::uint32_t i = 0; i < drafts_.size(); ++i) name_for_users(drafts_[i], i);
+    for (const std::uint32_t number : named_) name_for_users(drafts_[number], number);
     compile_definitions();
     for (std::size_t i = 0; i < drafts_.size(); ++i) compile_rules(drafts_[i], core_->parameters_[i]);
     add_searches();
@@ -518,6 +518,8 @@ class CoreReader : public Scope {
     parameter.default_value = value(required(*draft.fields, Field::default_), draft, parameter.type);
     if (const auto list = draft.find(Field::values)) permit(*list, draft, parameter);
     if (const auto pair = draft.find(Field::limits)) limit(*pair, draft, parameter);
+    if (draft.former_names || draft.find(Field::user_names))
+      named_.push_back(static_cast<std::uint32_t>(core_->parameters_.size() - 1));
   }
 
   // What neighbours have alike is kept once.
@@ -794,31 +796,33 @@ class CoreReader : public Scope {
       use(node.writes);
   }
 
+  // Who writes a slot and who reads it is known by nodes first, and by steps when these are in order.
   void put_in_order() {
     collect_nodes();
     const std::size_t slots = core_->slot_count() + 2 * core_->parameters_.size();
     const std::uint32_t nothing = Core::kNoStep;
-    std::vector<std::uint32_t> writer(slots, nothing);
+    std::vector<std::uint32_t>& writer = core_->writers_;
+    writer.assign(slots, nothing);
     for (std::uint32_t n = 0; n < nodes_.size(); ++n)
       each_written(nodes_[n], [&](std::uint32_t slot) { writer[slot] = n; });
     std::vector<std::uint32_t> open(nodes_.size(), 0);  // how many of what it reads are not computed yet
     for (std::uint32_t n = 0; n < nodes_.size(); ++n)
       for (const std::uint32_t slot : node_reads_[n])
         if (writer[slot] != Core::kNoStep) ++open[n];
-    const NumberLists readers = node_reads_.holders(slots);
+    core_->readers_ = node_reads_.holders(slots);
     // Among what may come next, the first as described: what is computed in a row lies in a row in memory.
     LeastFirst ready(nodes_.size());
     for (std::uint32_t n = 0; n < nodes_.size(); ++n)
       if (open[n] == 0) ready.add(n);
-    core_->writers_.assign(slots, nothing);
+    std::vector<std::uint32_t> steps(nodes_.size());  // by node
     core_->steps_.reserve(nodes_.size());
     core_->reads_.reserve(nodes_.size());
     plan_->steps.reserve(nodes_.size());
     while (!ready.empty()) {
       const std::uint32_t n = ready.take();
+      steps[n] = static_cast<std::uint32_t>(core_->steps_.size());
       each_written(nodes_[n], [&](std::uint32_t slot) {
-        core_->writers_[slot] = static_cast<std::uint32_t>(core_->steps_.size());
-        for (const std::uint32_t next : readers[slot])
+        for (const std::uint32_t next : core_->readers_[slot])
           if (--open[next] == 0) ready.add(next);
       });
       core_->steps_.push_back(nodes_[n].step);
@@ -826,7 +830,11 @@ class CoreReader : public Scope {
       core_->reads_.add_ordered(node_reads_[n]);
     }
     if (core_->steps_.size() < nodes_.size()) refuse_circle(open, writer);
-    core_->readers_ = core_->reads_.holders(slots);
+    for (std::uint32_t& node : writer)
+      if (node != nothing) node = steps[node];
+    core_->readers_.renumber(steps);
+    nodes_ = {};
+    node_reads_ = {};
     plan_->bodies = compiler_.bodies();
     plan_->store = compiler_.store();
     core_->plan_ = plan_;
@@ -974,6 +982,7 @@ class CoreReader : public Scope {
     std::size_t bytes = 0;  // of their texts
   } permitted_;
   std::vector<Draft> drafts_;
+  std::vector<std::uint32_t> named_;                                  // those that users have other names for, or had
   std::map<std::string, std::uint32_t, std::less<>> former_numbers_;  // by the names that parameters had
   std::vector<DefinitionDraft> definition_drafts_;
   std::map<std::string, std::size_t, std::less<>> definition_places_;  // by name
@@ -1019,6 +1028,15 @@ NumberLists NumberLists::holders(std::size_t count) const {
   for (std::uint32_t list = 0; list < size(); ++list)
     for (const std::uint32_t number : (*this)[list]) holders.numbers_[holders.ends_[number]++] = list;
   return holders;
+}
+
+void NumberLists::renumber(std::span<std::uint32_t const> others) {
+  for (std::uint32_t& number : numbers_) number = others[number];
+  std::uint32_t begin = 0;
+  for (const std::uint32_t end : ends_) {
+    if (end - begin > 1) std::sort(numbers_.begin() + begin, numbers_.begin() + end);
+    begin = end;
+  }
 }
 
 namespace {

@@ -203,6 +203,8 @@ class NumberLists {
   void reserve(std::size_t lists);
   /// For each number below `count` the lists that hold it, ascending.
   NumberLists holders(std::size_t count) const;
+  /// Puts `others[n]` in the place of each number n, no two of which are equal.
+  void renumber(std::span<std::uint32_t const> others);
 
  private:
   std::vector<std::uint32_t> numbers_, ends_;
