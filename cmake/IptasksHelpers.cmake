@@ -35,25 +35,56 @@ if(IPTASKS_COVERAGE)
   target_link_options(iptasks_flags INTERFACE --coverage)
 endif()
 
-# precompile(name header KIND kind [LINKS target...] [OPTIONS option...]): compiles the header once, as <name>, and
-# precompiled(target name) lets the sources of a target see it first. A build of all files anew takes less time with them; a
-# compiler cache does not know the files again from one clone to the next, so that it is one or the other (tests/check.sh).
-# Which headers a source forgets is noticed by the builds without.
+# What is optimised under sanitizers. Optimising a file takes as long again as compiling it does otherwise, and most code runs
+# so little in tests (the package's commands, companions, most engines, most tests) that it never makes up for that. So the
+# presets for sanitizers optimise nothing, but with the address sanitizer these, in which tests spend more than it takes: what
+# reads data, the rules of cores, the solvers of clocks and memories, codes and filters. ThreadSanitizer has few tests to
+# run, and optimises nothing. docs/testing.md has the figures.
+set(IPTASKS_OPTIMISED "")
+if(IPTASKS_SANITIZE MATCHES "address")
+  set(IPTASKS_OPTIMISED
+    kdi_bmg_objects kdi_cdo_objects kdi_common_objects kdi_cores_objects kdi_device_objects kdi_ip_objects kdi_planning_objects dsp fec
+    advice_test clock_search_test clock_solver_optimal_test code_config_test core_search_truth_test ducddc_catalogue_test
+    hostile_cores_test pad_search_test perf_analyser_test reference_test register_data_test stall_replay_test tiler_test
+    weight_expansion_test)
+endif()
+
+# precompile(name header KIND kind [LINKS target...] [OPTIONS option...]): compiles the header once, as <name> and, for what is
+# optimised under sanitizers, as optimised_<name>. A build of all files anew takes less time with them; a compiler cache
+# does not know the files again from one clone to the next, so that it is one or the other (tests/check.sh). Which headers
+# a source forgets is noticed by the builds without.
 function(precompile name header)
   cmake_parse_arguments(PRE "" "KIND" "LINKS;OPTIONS" ${ARGN})
+  set(names "")
   if(IPTASKS_PRECOMPILED)
-    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/generated/${name}.cpp CONTENT "// nothing but the header\n")
-    if(PRE_KIND STREQUAL "program")
-      add_executable(${name} ${PROJECT_BINARY_DIR}/generated/${name}.cpp)
-    else()
-      add_library(${name} OBJECT ${PROJECT_BINARY_DIR}/generated/${name}.cpp)
+    set(names ${name})
+    if(IPTASKS_OPTIMISED)
+      list(APPEND names optimised_${name})
     endif()
-    target_link_libraries(${name} PRIVATE iptasks_flags ${PRE_LINKS})
-    target_compile_options(${name} PRIVATE ${PRE_OPTIONS})
-    target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/${header})
   endif()
+  foreach(one ${names})
+    if(NOT one STREQUAL name)
+      list(APPEND PRE_OPTIONS -O1)
+    endif()
+    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/generated/${one}.cpp CONTENT "// nothing but the header\n")
+    if(PRE_KIND STREQUAL "program")
+      add_executable(${one} ${PROJECT_BINARY_DIR}/generated/${one}.cpp)
+    else()
+      add_library(${one} OBJECT ${PROJECT_BINARY_DIR}/generated/${one}.cpp)
+    endif()
+    target_link_libraries(${one} PRIVATE iptasks_flags ${PRE_LINKS})
+    target_compile_options(${one} PRIVATE ${PRE_OPTIONS})
+    target_precompile_headers(${one} PRIVATE ${PROJECT_SOURCE_DIR}/${header})
+  endforeach()
 endfunction()
-function(precompiled target name)
+
+# compiled_with(target name): the sources of a target see that header first, where headers are compiled beforehand, and are
+# optimised where the list above says so.
+function(compiled_with target name)
+  if(target IN_LIST IPTASKS_OPTIMISED)
+    target_compile_options(${target} PRIVATE -O1)
+    set(name optimised_${name})
+  endif()
   if(IPTASKS_PRECOMPILED)
     target_precompile_headers(${target} REUSE_FROM ${name})
   endif()
@@ -72,7 +103,7 @@ endmacro()
 function(add_family name)
   cmake_parse_arguments(FAMILY "" "" "SOURCES;ENGINES" ${ARGN})
   add_library(${name} OBJECT ${FAMILY_SOURCES})
-  precompiled(${name} package_headers)
+  compiled_with(${name} package_headers)
   set_target_properties(${name} PROPERTIES VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(${name} PRIVATE iptasks_flags PUBLIC iptasks_tcl kdi_common kdi_tcl)
   set_property(GLOBAL APPEND PROPERTY IPTASKS_FAMILIES ${name})
@@ -85,7 +116,7 @@ endfunction()
 function(add_platform_library name)
   cmake_parse_arguments(LIB "" "" "SOURCES;LINKS" ${ARGN})
   add_library(${name}_objects OBJECT ${LIB_SOURCES})
-  precompiled(${name}_objects platform_headers)
+  compiled_with(${name}_objects platform_headers)
   target_link_libraries(${name}_objects PRIVATE iptasks_flags ${LIB_LINKS})
   set_target_properties(${name}_objects PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   add_library(${name} SHARED)
