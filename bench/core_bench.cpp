@@ -22,9 +22,6 @@ using namespace kdi::cores;
 
 constexpr int kPairs = 15;
 constexpr int kRounds = 5;  // of which the fastest counts, where what is compared is too long to run in turn
-// What is as large as the caches is in them only when it has run a few times; what others run throws it out again.
-constexpr double kLeastSeconds = 0.5;
-
 constexpr std::size_t kLargestFile = 1 << 25;  // bytes
 
 std::string cores() { return places::data("cores"); }
@@ -34,17 +31,6 @@ double fastest(Work work) {
   double best = bench::processor_seconds_of(work);
   for (int round = 1; round < kRounds && !bench::runs_once(); ++round)
     best = std::min(best, bench::processor_seconds_of(work));
-  return best;
-}
-
-template <class Work>
-double fastest_of_many(Work work) {
-  double best = fastest(work);
-  for (double spent = 0; spent < kLeastSeconds && !bench::runs_once();) {
-    const double seconds = bench::processor_seconds_of(work);
-    best = std::min(best, seconds);
-    spent += seconds;
-  }
   return best;
 }
 
@@ -129,41 +115,71 @@ bool measure_changes(std::string const& core, std::string const& version) {
 
 // ------------------------------------------------------------------------------------------------------------- growth
 
-struct ModelSeconds {
-  double reading, computing, copying;
+// A made-up model; each operation returns the seconds that one of `times` takes.
+class Model {
+ public:
+  explicit Model(int parameters)
+      : text_(made_up::description(parameters)), memory_(kBytes * static_cast<std::size_t>(parameters), 1) {
+    read(1);
+  }
+  // All are kept until the last is read: who works with a core has it in memory that is new to the process, and both
+  // sides of a pair are to fill as much of it.
+  double read(int times) {
+    kept_.clear();
+    return repeated(times, [&] { kept_.push_back(Core::parse(text_, "made up")); });
+  }
+  double compute(int times) {
+    return repeated(times, [&] { const Instance fresh(kept_.front()); });
+  }
+  // As much as an instance and the plan of its steps take, which is what the memory alone makes of the size.
+  double copy(int times) {
+    return repeated(times, [&] {
+      const std::vector<char> copied(memory_);
+      if (copied[copied.size() / 2] != 1) std::abort();
+    });
+  }
+
+ private:
+  static constexpr std::size_t kBytes = 100;  // of a parameter, about: cells and truths twice, steps, slots of rules
+
+  template <class Work>
+  static double repeated(int times, Work work) {
+    return bench::processor_seconds_of([&] {
+             for (int i = 0; i < times; ++i) work();
+           }) /
+           times;
+  }
+
+  std::string text_;
+  std::vector<char> memory_;
+  std::vector<std::shared_ptr<Core const>> kept_;
 };
 
-// Seconds of reading and of computing a made-up model of so many parameters; and of copying as much as an instance and
-// the plan of its steps take, which is what the memory alone makes of the size.
-ModelSeconds seconds_of_model(int parameters) {
-  constexpr std::size_t kBytes = 100;  // of a parameter, about: cells and truths twice, steps, slots that rules read
-  const std::string text = made_up::description(parameters);
-  std::shared_ptr<Core const> core;
-  const std::vector<char> memory(kBytes * static_cast<std::size_t>(parameters), 1);
-  ModelSeconds seconds{};
-  seconds.reading = fastest([&] { core = Core::parse(text, "made up"); });
-  seconds.computing = fastest_of_many([&] { const Instance fresh(core); });
-  seconds.copying = fastest_of_many([&] {
-    const std::vector<char> copy(memory);
-    if (copy[copy.size() / 2] != 1) std::abort();
-  });
-  return seconds;
+// The smaller model is worked on ten times as often, so that both sides of a pair take as long, and what else the
+// machine does meets both.
+bench::RatioResult growth(Model& larger, Model& smaller, int times, double (Model::*work)(int)) {
+  constexpr int kTenfold = 10;
+  times = bench::runs_once() ? 1 : std::max(times, 1);
+  return bench::interleaved(
+      kPairs, [&] { return (larger.*work)(times); }, [&] { return (smaller.*work)(times * kTenfold); });
 }
 
 bool measure_growth() {
+  constexpr int kRead = 20'000, kComputed = 1'000'000;  // parameters, of a side, in about a hundredth of a second
   bool kept = true;
-  ModelSeconds smaller = seconds_of_model(100);
+  auto smaller = std::make_unique<Model>(100);
   const int most = bench::runs_once() ? 1000 : 100'000;
   for (int parameters = 1000; parameters <= most; parameters *= 10) {
-    const ModelSeconds larger = seconds_of_model(parameters);
+    auto larger = std::make_unique<Model>(parameters);
     const std::string count = std::to_string(parameters) + " parameters / " + std::to_string(parameters / 10);
-    const auto row = [&](std::string const& what, double first, double second) {
-      kept = bench::print_row((what + count).c_str(), {first, second, first / second}, 12) && kept;
+    const auto row = [&](std::string const& what, bench::RatioResult const& result) {
+      kept = bench::print_row((what + count).c_str(), result, 12) && kept;
     };
-    row("reading a model of ", larger.reading, smaller.reading);
-    row("computing a model of ", larger.computing, smaller.computing);
-    std::printf("    copying as much memory: %.3f\n", larger.copying / smaller.copying);
-    smaller = larger;
+    row("reading a model of ", growth(*larger, *smaller, kRead / parameters, &Model::read));
+    row("computing a model of ", growth(*larger, *smaller, kComputed / parameters, &Model::compute));
+    std::printf("    copying as much memory: %.3f\n",
+                growth(*larger, *smaller, kComputed / parameters, &Model::copy).ratio);
+    smaller = std::move(larger);
   }
   return kept;
 }
