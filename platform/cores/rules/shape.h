@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kdi/common/KdiNameHash.h"
 #include "kdi/cores/Rule.h"
 #include "platform/cores/rules/code.h"
 #include "platform/cores/rules/lexer.h"
@@ -64,12 +65,7 @@ class Shapes {
  private:
   static constexpr std::size_t kMost = 4096;
 
-  struct Hash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
-  };
-
-  std::unordered_map<std::string, KnownShape, Hash, std::equal_to<>> known_;
+  std::unordered_map<std::string, KnownShape, NameHash, std::equal_to<>> known_;
 };
 
 }  // namespace kdi::cores

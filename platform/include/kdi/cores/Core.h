@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "kdi/common/KdiDoor.h"
+#include "kdi/common/KdiNameHash.h"
 #include "kdi/common/KdiPattern.h"
 #include "kdi/cores/KeptText.h"
 #include "kdi/cores/Rule.h"
@@ -365,12 +366,8 @@ class KDI_DOOR Core {
   std::vector<std::shared_ptr<SearchSection const>> searches_;
   std::shared_ptr<ClockSection const> clocks_;
   std::shared_ptr<PadSection const> pads_;
-  struct Hash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
-  };
   NumberTable numbers_, fact_numbers_;
-  std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>> user_numbers_;
+  std::unordered_map<std::string, std::uint32_t, NameHash, std::equal_to<>> user_numbers_;
   Cells beginning_;
   std::vector<Step> steps_;
   std::shared_ptr<Plan const> plan_;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "kdi/common/KdiDoor.h"
+#include "kdi/common/KdiNameHash.h"
 #include "kdi/device/Device.h"
 #include "kdi/device/HDARPart.h"
 
@@ -44,7 +46,7 @@ class KDI_DOOR PartCatalogue {
  private:
   struct Device {
     std::deque<HDARPart> parts;
-    std::unordered_map<std::string_view, HDARPart const*> by_name;
+    std::unordered_map<std::string_view, HDARPart const*, NameHash, std::equal_to<>> by_name;
   };
   Device const& load(std::string const& device, std::vector<std::string> const& directories);
   Device const* device_read(std::string const& device) const;
