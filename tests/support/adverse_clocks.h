@@ -62,7 +62,7 @@ inline ClockRequest one_far_off() {
        {"FABRIC3", "350"}});
 }
 
-/// Ten clocks far off, and no few settings that are near for the others.
+/// Eight clocks far off, and no few settings that are near for the others.
 inline ClockRequest several_far_off() {
   return of_two_domains({{"SATA_REF", "0.1", "", true},
                          {"CPU", "1236.24", "", true},
