@@ -498,11 +498,12 @@ TEST_F(HardIpOutput, WithoutSoftwareNothingIsBuiltOrTakenAway) {
 
 TEST_F(HardIpOutput, WhatCannotBeTakenAwayIsAWarning) {
   const With boot(kBoot);
+  // The text is not in it. It is made while its files may still be read.
+  const ForeignLocale turkish("tr_TR", "ISO-8859-9");
   const Unprivileged unprivileged;
   const Scratch own;
   own.file("tavrel_plm/locked/file", "x");
   ::chmod(own.path("tavrel_plm/locked").c_str(), 0555);
-  const ForeignLocale turkish("tr_TR", "ISO-8859-9");  // which the text is not in
   EXPECT_EQ(
       run("Ip_config_kdi_tcltasks_GenerateTarget" + context("ps_pmc") + "-params {} -path " + own.folder() + " -data d")
           .code,
