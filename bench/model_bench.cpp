@@ -63,7 +63,7 @@ void check(Instance const& instance, made_up::Answers const& answers) {
     if (instance.is_enabled(p) == answers[p].enabled && instance.backup(p) == std::to_string(answers[p].value) &&
         is_range_equal)
       continue;
-    std::fprintf(stderr, "%s: %s, by hand %s\n", instance.core().parameters()[p].name.c_str(),
+    std::fprintf(stderr, "%s: %s, by hand %s\n", std::string(instance.core().parameters()[p].name).c_str(),
                  instance.backup(p).c_str(), std::to_string(answers[p].value).c_str());
     std::exit(EXIT_FAILURE);
   }

@@ -99,7 +99,7 @@ void format_parameters(Configuration const& configuration, fs::path const& path)
   std::fputs("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<handoff>\n", file);
   for (std::uint32_t i = 0; i < configuration.core().parameters().size(); ++i)
     std::fprintf(file, "  <parameter name=\"%s\" value=\"%s\" state=\"%s\" />\n",
-                 configuration.core().parameters()[i].name.c_str(), configuration.value(i).c_str(),
+                 std::string(configuration.core().parameters()[i].name).c_str(), configuration.value(i).c_str(),
                  configuration.instance().is_enabled(i) ? "ENABLE" : "DISABLE");
   std::fputs("</handoff>\n", file);
   std::fclose(file);
@@ -111,8 +111,8 @@ void format_state(Configuration const& configuration, fs::path const& path) {
   std::FILE* const file = std::fopen(path.c_str(), "wb");
   std::fputs("{\n  \"parameters\": {", file);
   for (std::uint32_t i = 0; i < configuration.core().parameters().size(); ++i)
-    std::fprintf(file, "%s\n    \"%s\": \"%s\"", i == 0 ? "" : ",", configuration.core().parameters()[i].name.c_str(),
-                 configuration.value(i).c_str());
+    std::fprintf(file, "%s\n    \"%s\": \"%s\"", i == 0 ? "" : ",",
+                 std::string(configuration.core().parameters()[i].name).c_str(), configuration.value(i).c_str());
   std::fputs("\n  }\n}\n", file);
   std::fclose(file);
 }
