@@ -3,9 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <numeric>
+#include <vector>
 
+#include "platform/cores/search/clock_parting.h"
 #include "tests/support/adverse_clocks.h"
 #include "tests/support/plain_clocks.h"
 #include "tests/support/random.h"
@@ -361,6 +365,97 @@ TEST(ClockSearch, RefusesWhatIsNoRequest) {
   const ClockAnswer answer = search_clocks(far);
   ASSERT_EQ(answer.unmet.size(), 1U);
   EXPECT_EQ(answer.unmet[0].obstacle, ClockObstacle::request);
+}
+
+// Errors of demands with each setting of PLLs, and the least sum that any choice of settings has, by trying all.
+struct Errors {
+  using Row = std::vector<std::int32_t>;
+  std::vector<std::vector<Row>> settings;  // by group of PLLs that have the same
+  std::vector<std::size_t> group_of;       // by PLL
+  Row limits;
+
+  explicit Errors(test_support::Random& random) {
+    constexpr unsigned kDemands = 8, kMost = 1000;
+    const auto row = [&](unsigned least) {
+      Row errors(kDemands);
+      for (std::int32_t& error : errors) error = static_cast<std::int32_t>(least + random.below(kMost - least));
+      return errors;
+    };
+    limits = row(kMost / 3);
+    settings.resize(1 + random.below(3));
+    for (std::size_t g = 0; g < settings.size(); ++g) {
+      for (unsigned n = 1 + random.below(4); n > 0; --n) settings[g].push_back(row(0));
+      group_of.insert(group_of.end(), 1 + random.below(2), g);
+    }
+  }
+
+  // With the first PLLs as `chosen` has them, by what each demand has so far.
+  std::int64_t least(std::vector<Row const*> const& chosen, Row const& so_far, std::size_t pll = 0) const {
+    if (pll == group_of.size()) return std::accumulate(so_far.begin(), so_far.end(), std::int64_t{0});
+    std::int64_t best = std::numeric_limits<std::int64_t>::max();
+    for (Row const& setting : settings[group_of[pll]]) {
+      if (chosen[pll] != nullptr && chosen[pll] != &setting) continue;
+      Row next(so_far.size());
+      std::transform(so_far.begin(), so_far.end(), setting.begin(), next.begin(),
+                     [](std::int32_t a, std::int32_t b) { return std::min(a, b); });
+      best = std::min(best, least(chosen, next, pll + 1));
+    }
+    return best;
+  }
+};
+
+// With all demands parted the bound is the least sum itself, with some of them it is never above.
+TEST(PartedBound, IsTheLeastSumOrBelow) {
+  constexpr std::size_t kFew = 4;
+  const int rounds = runs(150);
+  test_support::Random random(41);
+  int tight = 0;
+  for (int round = 0; round < rounds; ++round) {
+    const Errors errors(random);
+    const bool all = random.one_in(2);
+    const auto holds = [&](std::int64_t bound, std::int64_t least) {
+      tight += !all && bound == least;
+      return all ? bound == least : bound <= least;
+    };
+    const auto prices_below = [&](Errors::Row const& most) -> Errors::Row {
+      if (random.one_in(3)) return most;  // as high as they may be, which is best for one PLL
+      Errors::Row prices;
+      for (const std::int32_t one : most)
+        prices.push_back(static_cast<std::int32_t>(random.below(static_cast<unsigned>(one) + 1)));
+      return prices;
+    };
+    kdi::cores::PartedBound bound;
+    const Errors::Row first = prices_below(errors.limits);
+    bound.begin(first, errors.limits, all ? errors.limits.size() : kFew);
+    for (std::size_t g = 0; g < errors.settings.size(); ++g) {
+      bound.add_plls(static_cast<int>(std::count(errors.group_of.begin(), errors.group_of.end(), g)));
+      for (Errors::Row const& setting : errors.settings[g]) bound.add_setting(setting.data());
+    }
+    std::vector<Errors::Row const*> chosen(errors.group_of.size(), nullptr);
+    ASSERT_TRUE(holds(bound.bound(), errors.least(chosen, errors.limits))) << round;
+    for (std::size_t p = 0; p < chosen.size(); ++p) {
+      const std::size_t group = errors.group_of[p];
+      const std::size_t n = random.below(static_cast<unsigned>(errors.settings[group].size()));
+      chosen[p] = &errors.settings[group][n];
+      ASSERT_TRUE(holds(bound.bound_with(group, n), errors.least(chosen, errors.limits))) << round;
+      Errors::Row most(first.size());
+      for (std::size_t i = 0; i < most.size(); ++i) most[i] = std::min(first[i], (*chosen[p])[i]);
+      const Errors::Row prices = prices_below(most);
+      bound.set(group, chosen[p]->data(), prices);
+      for (std::size_t q = 0; q < chosen.size(); ++q) {
+        if (q == p) continue;
+        chosen[q] = &errors.settings[errors.group_of[q]].back();
+        std::int64_t saved = 0;
+        for (std::size_t i = 0; i < prices.size(); ++i) saved += std::max(0, prices[i] - (*chosen[q])[i]);
+        ASSERT_TRUE(holds(bound.bound_beside(errors.group_of[q], chosen[q]->data(), saved),
+                          errors.least(chosen, errors.limits)))
+            << round;
+        chosen[q] = nullptr;
+      }
+      chosen[p] = nullptr;
+    }
+  }
+  EXPECT_GT(tight, 0);  // what is never near would be no bound
 }
 
 }  // namespace

@@ -32,7 +32,8 @@ class PartedBound {
   /// Likewise with a setting of one of the PLLs, both by the order in which they were added.
   std::int64_t bound_with(std::size_t plls, std::size_t setting);
 
-  /// Makes this the setting of one of the PLLs; no price is above its errors any more. After bound().
+  /// Makes this the setting of one of the PLLs, with prices that are above neither its errors nor those of begin().
+  /// After bound().
   void set(std::size_t plls, std::int32_t const* row, std::vector<std::int32_t> const& prices);
   /// Likewise with it and with a setting of another PLL. `saved`: the sum of what these prices are above its errors.
   std::int64_t bound_beside(std::size_t plls, std::int32_t const* row, std::int64_t saved);
